@@ -1,0 +1,50 @@
+#include <arpa/inet.h>
+
+#include <cstdint>
+#include <cstdio>
+
+#include "platform/libvantor.h"
+
+namespace {
+
+constexpr int kMaxPrefix = 32;
+constexpr std::size_t kSubnetSize = 24;
+
+bool is_prefix(int prefix) {
+  return prefix >= 0 && prefix <= kMaxPrefix;
+}
+
+// The netmask of a valid prefix, in host byte order.
+std::uint32_t mask_bits(int prefix) {
+  return prefix == 0 ? 0 : UINT32_MAX << (kMaxPrefix - prefix);
+}
+
+}  // namespace
+
+char* cidr_to_netmask(int prefix, char* buffer) {
+  buffer[0] = '\0';
+  if (!is_prefix(prefix)) return buffer;
+  const in_addr mask{htonl(mask_bits(prefix))};
+  inet_ntop(AF_INET, &mask, buffer, INET_ADDRSTRLEN);
+  return buffer;
+}
+
+int netmask_to_cidr(const char* netmask) {
+  in_addr mask{};
+  if (inet_pton(AF_INET, netmask, &mask) != 1) return -1;
+  for (int prefix = 0; prefix <= kMaxPrefix; ++prefix) {
+    if (mask_bits(prefix) == ntohl(mask.s_addr)) return prefix;
+  }
+  return -1;
+}
+
+int get_cidr_subnet(const char* address, int prefix, char* buffer) {
+  buffer[0] = '\0';
+  in_addr network{};
+  if (!is_prefix(prefix) || inet_pton(AF_INET, address, &network) != 1) return -1;
+  network.s_addr &= htonl(mask_bits(prefix));
+  char text[INET_ADDRSTRLEN];
+  inet_ntop(AF_INET, &network, text, sizeof text);
+  std::snprintf(buffer, kSubnetSize, "%s/%d", text, prefix);
+  return 0;
+}

@@ -1,0 +1,49 @@
+#include <net/if.h>
+#include <net/if_arp.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+
+#include "platform/libvantor.h"
+
+namespace {
+
+using HardwareAddress = std::array<unsigned char, 6>;
+
+// Asks the kernel; false for an interface that does not exist or has no Ethernet address.
+bool query_hardware_address(const char* ifname, HardwareAddress& address) {
+  ifreq request{};
+  if (std::strlen(ifname) >= sizeof request.ifr_name) return false;
+  std::strcpy(request.ifr_name, ifname);
+  const int sock = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  if (sock < 0) return false;
+  const int result = ioctl(sock, SIOCGIFHWADDR, &request);
+  close(sock);
+  if (result != 0 || request.ifr_hwaddr.sa_family != ARPHRD_ETHER) return false;
+  std::memcpy(address.data(), request.ifr_hwaddr.sa_data, address.size());
+  return true;
+}
+
+// Writes the six bytes as lower-case hexadecimal digits with `separator` between them.
+int write_hardware_address(const char* ifname, const char* separator, char* buffer, std::size_t size) {
+  buffer[0] = '\0';
+  HardwareAddress address{};
+  if (!query_hardware_address(ifname, address)) return -1;
+  std::snprintf(buffer, size, "%02x%s%02x%s%02x%s%02x%s%02x%s%02x", address[0], separator, address[1],
+                separator, address[2], separator, address[3], separator, address[4], separator, address[5]);
+  return 0;
+}
+
+}  // namespace
+
+int get_if_hw_addr(const char* ifname, char* buffer) {
+  return write_hardware_address(ifname, "", buffer, 16);
+}
+
+int get_if_hw_addr_formatted(const char* ifname, char* buffer) {
+  return write_hardware_address(ifname, ":", buffer, 18);
+}

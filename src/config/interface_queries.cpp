@@ -1,0 +1,76 @@
+#include "config/interface_queries.h"
+
+#include "config/rules.h"
+#include "platform/libcmd.h"
+
+bool is_eth_interface_enabled(const NetworkContext* ctx, const char* ifname) {
+  print_trace(ctx, __func__);
+  const std::string name(ifname);
+  if (name == "eth0") return ctx->eth0_enabled;
+  if (name == "eth1") return ctx->eth1_enabled;
+  return false;
+}
+
+bool is_wlan_ap_enabled(const NetworkContext* ctx, const char* ifname) {
+  print_trace(ctx, __func__);
+  const std::string name(ifname);
+  if (name == "wlan0") return ctx->wlan0_ap_enabled;
+  if (name == "wlan1") return ctx->wlan1_ap_enabled;
+  return false;
+}
+
+bool interface_is_bridged(const NetworkContext* ctx, const std::string& ifname) {
+  print_trace(ctx, __func__);
+  for (const Json::Value& member : ctx->bridge_interfaces) {
+    if (member.isString() && member.asString() == ifname) return true;
+  }
+  return false;
+}
+
+bool is_wlan_ap_dhcp_enabled(const NetworkContext* ctx, const char* ifname) {
+  print_trace(ctx, __func__);
+  return is_true(ctx->config, std::string("wireless.wifi.") + ifname + ".ap.network.dhcp.enable");
+}
+
+bool is_eth_interface_dhcp_enabled(const NetworkContext* ctx, const char* ifname) {
+  print_trace(ctx, __func__);
+  const std::string network = std::string("wired.") + ifname + ".network";
+  std::string protocol;
+  config_get_string(ctx->config, protocol, network + ".protocol");
+  return protocol == "static" && is_true(ctx->config, network + ".dhcp.enable");
+}
+
+static std::string wired_network_path(const std::string& ifname) {
+  return "wired." + ifname + ".network";
+}
+
+static std::string access_point_network_path(const std::string& ifname) {
+  return "wireless.wifi." + ifname + ".ap.network";
+}
+
+std::string bridge_primary_network_path(const NetworkContext* ctx) {
+  const std::string& primary = ctx->bridge_primary_interface;
+  const bool is_wired = primary.find("eth") != std::string::npos;
+  return is_wired ? wired_network_path(primary) : access_point_network_path(primary);
+}
+
+int get_interface_network_node(const NetworkContext* ctx, const char* ifname, std::string& path) {
+  print_trace(ctx, __func__);
+  const std::string name(ifname);
+  // Names are told apart by what they contain, so eth0.100 counts as wired too.
+  if (name.find("eth") != std::string::npos) {
+    path = wired_network_path(name);
+  } else if (name.find("wlan") != std::string::npos) {
+    path = access_point_network_path(name);
+  } else if (name == kBridgeName) {
+    path = bridge_primary_network_path(ctx);
+  } else {
+    return -1;
+  }
+  return 0;
+}
+
+bool is_gre_interface(const NetworkContext* ctx, const char* /*ifname*/) {
+  print_trace(ctx, __func__);
+  return false;
+}

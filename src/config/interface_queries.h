@@ -1,0 +1,36 @@
+#pragma once
+
+// Questions about one interface, answered from the context; none of them changes or logs anything.
+
+#include <string>
+
+#include "config/network_context.h"
+
+// The name of the LAN bridge.
+inline constexpr char kBridgeName[] = "br-lan";
+
+// Whether the port "eth0" or "eth1" is enabled; false for any other name.
+bool is_eth_interface_enabled(const NetworkContext* ctx, const char* ifname);
+
+// Whether the radio "wlan0" or "wlan1" is an access point; false for any other name.
+bool is_wlan_ap_enabled(const NetworkContext* ctx, const char* ifname);
+
+// Whether the name is in the bridge's member list, be the bridge enabled or not.
+bool interface_is_bridged(const NetworkContext* ctx, const std::string& ifname);
+
+// Whether the access point serves DHCP.
+bool is_wlan_ap_dhcp_enabled(const NetworkContext* ctx, const char* ifname);
+
+// Whether the port serves DHCP: only one with a static address does.
+bool is_eth_interface_dhcp_enabled(const NetworkContext* ctx, const char* ifname);
+
+// Stores in `path` the dotted path of the interface's "network" object: that of a wired port, of an access
+// point, or, for the bridge, of its primary member. Returns 0, or -1 for any other name, `path` left alone.
+int get_interface_network_node(const NetworkContext* ctx, const char* ifname, std::string& path);
+
+// The dotted path of the "network" object of the bridge's primary member: a wired port when its name contains
+// "eth", an access point otherwise.
+std::string bridge_primary_network_path(const NetworkContext* ctx);
+
+// False for every name: a tunnel's [Route] section is written as any other's.
+bool is_gre_interface(const NetworkContext* ctx, const char* ifname);

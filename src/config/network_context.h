@@ -1,0 +1,54 @@
+#pragma once
+
+// The one object of a run: the configuration and the mode flags derived from it.
+
+#include <json/json.h>
+
+#include <string>
+
+// Positions in NetworkContext::unit_order_numbers.
+enum UnitOrderIndex {
+  kWifiApOrder,  // the LAN bridge takes this number minus one
+  kWifiClientOrder,
+  kEth0Order,
+  kEth1Order,
+  kVlanOrder,
+  kUnitOrderCount
+};
+
+struct NetworkContext {
+  // Loads the configuration object "network" and derives every flag from it; nothing changes afterwards. With
+  // `for_apply` it also empties the unit directory. Check is_initialized() before any use.
+  explicit NetworkContext(bool for_apply);
+
+  Json::Value config;
+  // Every operation prints its own name to standard output. No action sets it; it is there for debugging.
+  bool trace = false;
+  bool initialized = false;
+  bool cell_enabled = false;
+  bool passthrough_enabled = false;  // an Ethernet port is in a mode other than "router"
+  bool passthrough_auto = false;     // that port's mode is "pass-through-auto"
+  std::string passthrough_interface;
+  bool dns_auto = true;  // a link's own DNS servers go before the configured list
+  bool eth0_enabled = true;
+  bool eth1_enabled = false;
+  bool wifi_configured = false;
+  bool ap_enabled = false;  // at least one of the two below
+  bool wlan0_ap_enabled = false;
+  bool wlan1_ap_enabled = false;
+  bool bridge_enabled = false;
+  Json::Value bridge_interfaces;         // array of the member interfaces' names
+  std::string bridge_primary_interface;  // the member whose settings become the bridge's own
+  // The number that begins the name of each kind of unit file, by UnitOrderIndex.
+  int unit_order_numbers[kUnitOrderCount] = {80, 84, 20, 21, 30};
+};
+
+// True once the constructor has loaded the configuration.
+bool is_initialized(const NetworkContext* ctx);
+
+// The constructor's steps. Each derives its own fields from `config`; a missing path leaves a field as it is.
+bool is_cell_enabled(const NetworkContext* ctx);
+void init_passthrough_modes(NetworkContext* ctx);
+void init_dns_mode(NetworkContext* ctx);
+int init_bridge_mode(NetworkContext* ctx);  // always 0
+int init_wifi_modes(NetworkContext* ctx);   // always 0

@@ -1,0 +1,32 @@
+#include "config/rules.h"
+
+#include <cstdio>
+
+#include "platform/libcmd.h"
+
+void print_trace(const NetworkContext* ctx, const char* name) {
+  if (ctx->trace) std::printf("%s\n", name);
+}
+
+bool is_true(const Json::Value& object, const std::string& path) {
+  bool value = false;
+  return config_get_bool(object, &value, path) && value;
+}
+
+bool is_enabled(const Json::Value& object) {
+  return is_true(object, "enable");
+}
+
+bool is_longer_than_6(const std::string& text) {
+  return text.size() > 6;
+}
+
+std::string text_of(const Json::Value& value) {
+  return value.isString() ? value.asString() : std::string();
+}
+
+Json::Value array_at(const Json::Value& object, const std::string& path) {
+  Json::Value array(Json::arrayValue);
+  config_get_array(object, array, path);
+  return array;
+}

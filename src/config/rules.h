@@ -1,0 +1,28 @@
+#pragma once
+
+// The small rules that every generator applies, each in one place.
+
+#include <json/json.h>
+
+#include <string>
+
+#include "config/network_context.h"
+
+// The trace line: `name` and a newline to standard output when the context's trace flag is set.
+void print_trace(const NetworkContext* ctx, const char* name);
+
+// Whether the boolean at the dotted `path` below `object` exists and is true.
+bool is_true(const Json::Value& object, const std::string& path);
+
+// The "enable" rule: an object without "enable" is disabled.
+bool is_enabled(const Json::Value& object);
+
+// The test that stands for a plausible dotted IPv4 address: longer than 6 characters, 0.0.0.0 being the
+// shortest one. No further syntax check is meant.
+bool is_longer_than_6(const std::string& text);
+
+// The text of a string; empty for every other type.
+std::string text_of(const Json::Value& value);
+
+// The array at the dotted `path` below `object`; empty when there is none.
+Json::Value array_at(const Json::Value& object, const std::string& path);

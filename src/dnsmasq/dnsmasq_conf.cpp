@@ -1,0 +1,80 @@
+#include "dnsmasq/dnsmasq_conf.h"
+
+#include <syslog.h>
+
+#include <cerrno>
+#include <string>
+
+#include "config/open_file.h"
+#include "config/rules.h"
+#include "dnsmasq/resolv_conf.h"
+#include "platform/libcmd.h"
+#include "platform/libvantor.h"
+
+int dnsmasq_apply(const NetworkContext* ctx) {
+  syslog(LOG_NOTICE, "dnsmasq apply");
+  if (dnsmasq_write_dnsmasq_conf(ctx) != 0) syslog(LOG_NOTICE, "error on dnsmasq apply");
+  return 0;
+}
+
+static void write_head(std::FILE* file) {
+  std::fprintf(file, "# Configuration file for dnsmasq\n\n");
+  std::fprintf(file, "# Never forward plain names (with a dot or domain port)\n");
+  std::fprintf(file, "domain-needed\n");
+  std::fprintf(file, "# dnsmasq user\n");
+  std::fprintf(file, "user=admin\n");
+  std::fprintf(file, "# Never forward addresses in the non-routed address space\n");
+  std::fprintf(file, "bogus-priv\n");
+  std::fprintf(file, "bind-dynamic\n");
+  std::fprintf(file, "local-service\n");
+  std::fprintf(file, "no-hosts\n");
+  std::fprintf(file, "dhcp-authoritative\n");
+  std::fprintf(file, "quiet-dhcp\n");
+  std::fprintf(file, "# dnsmasq will read /etc/ethers\n");
+  std::fprintf(file, "read-ethers\n");
+  std::fprintf(file, "\ndhcp-leasefile=/var/run/dnsmasq.leases\n");
+}
+
+static void write_trailer(std::FILE* file) {
+  std::fprintf(file, "\n# For dynhost support\n");
+  // The second one in the file, next to what replaces /etc/hosts.
+  std::fprintf(file, "no-hosts\n");
+  std::fprintf(file, "addn-hosts=%s\n\n", kHostsFile);
+}
+
+int dnsmasq_write_dnsmasq_conf(const NetworkContext* ctx) {
+  print_trace(ctx, __func__);
+  // The two blanks after -f are meant.
+  qelsys("/bin/cp -f  /etc/hosts %s", kHostsFile);
+  dnsmasq_add_hostnames(ctx);
+  OpenFile file = open_file(kDnsmasqConfStaging, "w");
+  if (file == nullptr) {
+    syslog(LOG_NOTICE, "failed to open %s, errno:%d\n", kDnsmasqConfStaging, errno);
+    return -1;
+  }
+  write_head(file.get());
+  // Always 0 today; the test is for a resolver writer that can decline.
+  if (dnsmasq_write_resolv_conf(ctx) == 0) std::fprintf(file.get(), "resolv-file=%s\n\n", kResolvConf);
+  write_trailer(file.get());
+  file.reset();  // complete on disk before it is copied
+  qelsys("/bin/cp -f %s %s", kDnsmasqConfStaging, kDnsmasqConf);
+  return 0;
+}
+
+void dnsmasq_add_hostnames(const NetworkContext* ctx) {
+  for (const Json::Value& host : array_at(ctx->config, "hostnames")) {
+    std::string name;
+    std::string ipv4;
+    if (config_get_string(host, name, "name") && config_get_string(host, ipv4, "ipv4")) {
+      dnsmasq_add_dns_host(ctx, name.c_str(), ipv4.c_str());
+    }
+  }
+}
+
+int dnsmasq_add_dns_host(const NetworkContext* ctx, const char* hostname, const char* ipv4) {
+  print_trace(ctx, __func__);
+  const OpenFile hosts = open_file(kHostsFile, "a+");
+  if (hosts == nullptr) return -1;
+  std::fprintf(hosts.get(), "%s %s\n", ipv4, hostname);
+  return 0;
+}

@@ -1,0 +1,11 @@
+#pragma once
+
+// The upstream DNS servers that dnsmasq asks.
+
+#include "config/network_context.h"
+
+inline constexpr char kResolvConf[] = "/var/run/resolv.conf";
+
+// Writes the resolver file: the cellular link's servers when the configuration wants them and the link has
+// some, the configured list otherwise. Returns 0 in every case, also when the file cannot be opened.
+int dnsmasq_write_resolv_conf(const NetworkContext* ctx);

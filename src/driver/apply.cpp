@@ -1,0 +1,105 @@
+#include "driver/apply.h"
+
+#include <syslog.h>
+
+#include "config/open_file.h"
+#include "config/rules.h"
+#include "driver/undo.h"
+#include "driver/upcalls.h"
+#include "networkd/ethernet.h"
+#include "platform/libcmd.h"
+#include "platform/libsysdb.h"
+#include "platform/libvantor.h"
+
+// Returns 0, also for a port that the configuration does not have, or -1.
+static int apply_ethernet_port(const NetworkContext* ctx, int order, const char* ifname) {
+  Json::Value port_config;
+  if (!config_get_object(ctx->config, port_config, std::string("wired.") + ifname)) return 0;
+  if (lanfab_ethernet(ctx, order, ifname, port_config) != 0) {
+    syslog(LOG_DEBUG, "lanfab %s apply failed", ifname);
+    return -1;
+  }
+  set_sysdb_macaddr(ctx, ifname);
+  set_sysdb_netmode(ctx, ifname, port_config);
+  return 0;
+}
+
+int apply(const NetworkContext* ctx, bool pulse) {
+  print_trace(ctx, __func__);
+  syslog(LOG_NOTICE, "lanfab apply");
+  clear_static_routes(ctx);
+  clear_network_interfaces(ctx);
+  write_post_networkd_start_actions_script(ctx, "echo OK");
+  delete_file(kRouterModeMarker);
+
+  int status = 0;
+  if (apply_ethernet_port(ctx, ctx->unit_order_numbers[kEth0Order], "eth0") != 0) status = -1;
+  if (apply_ethernet_port(ctx, ctx->unit_order_numbers[kEth1Order], "eth1") != 0) status = -1;
+
+  const Json::Value routes = array_at(ctx->config, "static_routes");
+  write_clear_static_routes(ctx, routes);
+
+  if (status != 0) {
+    syslog(LOG_NOTICE, "cmd lanfab apply FAILED");
+    return status;
+  }
+  wwan_apply(ctx);
+  // What pulse_ethernet_ports does, in place.
+  if (pulse) print_trace(ctx, "pulse_ethernet_ports");
+  syslog(LOG_NOTICE, "cmd lanfab apply OK");
+  return status;
+}
+
+int wwan_apply(const NetworkContext* /*ctx*/) {
+  constexpr char kNetworkd[] = "systemd-networkd";
+  if (is_service_active(kNetworkd)) {
+    execute_systemctl_restart(kNetworkd);
+  } else {
+    execute_systemctl_start(kNetworkd);
+  }
+  return 0;
+}
+
+void write_post_networkd_start_actions_script(const NetworkContext* /*ctx*/, const char* command) {
+  if (const OpenFile script = open_file(kPostNetworkdStartScript, "w")) {
+    std::fprintf(script.get(), "#!/bin/sh\n");
+    std::fprintf(script.get(), "%s\n", command);
+  }
+  qelsys("/bin/chmod +x %s", kPostNetworkdStartScript);
+}
+
+void set_sysdb_macaddr(const NetworkContext* ctx, const char* ifname) {
+  print_trace(ctx, __func__);
+  char address[16] = "";
+  get_if_hw_addr(ifname, address);
+  const std::string name(ifname);
+  if (name == "eth0") {
+    sysdb_write_str(0, "SYS_MACADDR", address, 0);
+    sysdb_write_str(0, "SYS_ETH0_MACADDR", address, 0);
+  } else if (name == "eth1") {
+    sysdb_write_str(0, "SYS_ETH1_MACADDR", address, 0);
+  }
+}
+
+// A missing mode counts as router here, though the port's generator takes it for pass-through.
+static const char* port_mode(const Json::Value& port_config) {
+  if (!is_enabled(port_config)) return "Disabled";
+  std::string mode = "router";
+  config_get_string(port_config, mode, "network.mode");
+  return mode == "router" ? "Router" : "Pass-through";
+}
+
+void set_sysdb_netmode(const NetworkContext* ctx, const char* ifname, const Json::Value& port_config) {
+  print_trace(ctx, __func__);
+  const std::string name(ifname);
+  if (name == "eth0") {
+    sysdb_namedb_write_str(0, "NET", "NET_ETH0_MODE", port_mode(port_config), 0);
+  } else if (name == "eth1") {
+    sysdb_namedb_write_str(0, "NET", "NET_ETH1_MODE", port_mode(port_config), 0);
+  }
+}
+
+int pulse_ethernet_ports(const NetworkContext* ctx) {
+  print_trace(ctx, __func__);
+  return 0;
+}

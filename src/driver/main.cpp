@@ -1,0 +1,104 @@
+// One run of cmd_lanfab: take the lock, do one action, release the lock.
+
+#include <sys/stat.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "config/network_context.h"
+#include "dnsmasq/dnsmasq_conf.h"
+#include "driver/apply.h"
+#include "platform/libcmd.h"
+#include "platform/libvantor.h"
+
+namespace {
+
+constexpr char kLockFile[] = "/var/run/LANFAB_LOCKED";
+
+bool scan_pulse_switch(int argc, char* argv[], int action_index) {
+  bool pulse = false;
+  for (int i = action_index + 1; i < argc; ++i) {
+    if (std::strcmp(argv[i], "--pulse-ethernet") != 0) continue;
+    pulse = true;
+    syslog(LOG_NOTICE, "cmd_lanfab set pulse-ethernet");
+  }
+  return pulse;
+}
+
+// Waits without a limit. Testing and taking are two steps, so two runs that test at the same instant both go
+// on.
+void take_lock() {
+  while (file_exists(kLockFile)) {
+    syslog(LOG_NOTICE, "cmd_lanfab is locked, waiting");
+    sleep(1);
+  }
+  syslog(LOG_NOTICE, "cmd_lanfab set lock");
+  qelsys("/bin/touch %s", kLockFile);
+}
+
+void release_lock() {
+  syslog(LOG_NOTICE, "cmd_lanfab clear lock");
+  delete_file(kLockFile);
+}
+
+int run_apply(bool pulse) {
+  int status = -1;
+  {
+    const auto ctx = std::make_unique<NetworkContext>(true);
+    if (is_initialized(ctx.get())) {
+      status = apply(ctx.get(), pulse);
+      // A dnsmasq configuration that cannot be written does not fail the action, it only leaves dnsmasq
+      // alone.
+      if (status == 0 && dnsmasq_apply(ctx.get()) == 0) execute_systemctl_restart("dnsmasq");
+    }
+  }
+  if (status == -1) syslog(LOG_NOTICE, "cmd lanfab apply failed");
+  return status;
+}
+
+int run_wwan_apply() {
+  const auto ctx = std::make_unique<NetworkContext>(false);
+  if (!is_initialized(ctx.get())) return -1;
+  return wwan_apply(ctx.get());
+}
+
+int run_dnsmasq() {
+  int status = -1;
+  {
+    const auto ctx = std::make_unique<NetworkContext>(false);
+    if (is_initialized(ctx.get())) {
+      status = dnsmasq_apply(ctx.get());
+      if (status == 0) execute_systemctl_restart("dnsmasq");
+    }
+  }
+  if (status == -1) syslog(LOG_NOTICE, "cmd lanfab dnsmasq failed");
+  return status;
+}
+
+int run_action(const std::string& action, bool pulse) {
+  if (action == "APPLY") return run_apply(pulse);
+  if (action == "WWAN_APPLY") return run_wwan_apply();
+  if (action == "DNSMASQ") return run_dnsmasq();
+  return -1;
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+  // systemd-networkd and dnsmasq read as users of their own, whatever the caller's mask.
+  umask(022);
+  openlog("network", 0, LOG_LOCAL0);
+  syslog(LOG_NOTICE, "cmd_lanfab start");
+  int index = 0;
+  if (get_cmd_command_action_index(argc, argv, &index) != 0) return -1;
+  const bool pulse = scan_pulse_switch(argc, argv, index);
+  const std::string action = return_input_string_as_all_uppercase(argv[index]);
+  take_lock();
+  syslog(LOG_NOTICE, "lanfab %s", action.c_str());
+  const int status = run_action(action, pulse);
+  release_lock();
+  return status;
+}

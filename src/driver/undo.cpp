@@ -1,0 +1,80 @@
+#include "driver/undo.h"
+
+#include <sys/stat.h>
+#include <syslog.h>
+
+#include "config/open_file.h"
+#include "config/rules.h"
+#include "config/subnet.h"
+#include "driver/upcalls.h"
+#include "networkd/unit_file.h"
+#include "platform/libcmd.h"
+#include "platform/libvantor.h"
+
+void append_clear_interfaces(const NetworkContext* ctx, const char* ifname, const char* kind) {
+  print_trace(ctx, __func__);
+  const OpenFile script = open_file(kDeleteInterfacesScript, "a");
+  if (script == nullptr) return;
+  if (kind == nullptr) {
+    std::fprintf(script.get(), "/sbin/ip link delete dev %s\n", ifname);
+  } else {
+    std::fprintf(script.get(), "/sbin/ip link delete dev %s type %s\n", ifname, kind);
+  }
+}
+
+// Logs `message`, runs the script and deletes it, whatever became of its commands.
+static void run_and_delete(const char* script, const char* message) {
+  if (!file_exists(script)) return;
+  syslog(LOG_DEBUG, "%s", message);
+  qelsys("/bin/sh %s", script);
+  delete_file(script);
+}
+
+void clear_network_interfaces(const NetworkContext* ctx) {
+  print_trace(ctx, __func__);
+  run_and_delete(kDeleteInterfacesScript, "clear network interfaces");
+}
+
+void clear_static_routes(const NetworkContext* ctx) {
+  print_trace(ctx, __func__);
+  run_and_delete(kDeleteStaticRoutesScript, "delete static routes");
+}
+
+void write_clear_static_routes(const NetworkContext* ctx, const Json::Value& routes) {
+  print_trace(ctx, __func__);
+  const OpenFile script = open_file(kDeleteStaticRoutesScript, "w");
+  if (script == nullptr) return;
+  std::fprintf(script.get(), "#!/bin/sh\n");
+  for (const Json::Value& route : routes) {
+    std::string ipv4;
+    int netmask = 0;
+    std::string ifname;
+    if (!is_enabled(route) || !config_get_string(route, ipv4, "ipv4") ||
+        !config_get_int(route, &netmask, "netmask") || !config_get_string(route, ifname, "interface")) {
+      continue;
+    }
+    std::fprintf(script.get(), "/sbin/ip route del %s dev %s 2>/dev/null\n", subnet_of(ipv4, netmask).c_str(),
+                 ifname.c_str());
+  }
+}
+
+void remove_dir_content(const NetworkContext* ctx, const char* dir, bool keep_wwan_units) {
+  print_trace(ctx, __func__);
+  syslog(LOG_NOTICE, "clear network unit files %s %d", dir, keep_wwan_units);
+  // The directory ends in a slash, so these lines carry two in a row; the shell does not mind.
+  if (!keep_wwan_units) {
+    qelsys("/bin/rm -f %s/*", dir);
+    return;
+  }
+  qelsys("/bin/rm -f %s/*", kWwanUnitBackupDir);
+  qelsys("/bin/cp %s/*wwan.* %s 2>/dev/null", dir, kWwanUnitBackupDir);
+  qelsys("/bin/rm -f %s/*", dir);
+  qelsys("/bin/cp %s/*wwan.* %s 2>/dev/null", kWwanUnitBackupDir, dir);
+}
+
+int init_runtime_network_dir(const NetworkContext* ctx, bool keep_wwan_units) {
+  print_trace(ctx, __func__);
+  remove_dir_content(ctx, kUnitDir, keep_wwan_units);
+  mkdir(kUnitDir, 0777);
+  return 0;
+}

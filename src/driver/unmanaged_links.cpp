@@ -1,0 +1,93 @@
+#include "driver/unmanaged_links.h"
+
+#include <syslog.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+
+#include "config/rules.h"
+#include "config/shell.h"
+#include "tunnels/wireguard_numbers.h"
+
+namespace {
+
+// Never deleted.
+constexpr std::array<const char*, 6> kProtectedLinks = {"lo",    "can0",   "can1",
+                                                        "wwan0", "wlp1s0", "wifi-aware"};
+
+// Where the link listing has the name and the kind, when a line is split at every single blank. Tied to the
+// listing's column layout: a one-digit index preceded by two blanks puts the name here.
+constexpr std::size_t kNameField = 3;
+constexpr std::size_t kKindField = 5;
+
+// Field `wanted` of the line, empty when it has fewer; a run of blanks holds empty fields.
+std::string blank_separated_field(const std::string& line, std::size_t wanted) {
+  std::size_t begin = 0;
+  for (std::size_t field = 0; field < wanted; ++field) {
+    const std::size_t blank = line.find(' ', begin);
+    if (blank == std::string::npos) return "";
+    begin = blank + 1;
+  }
+  return line.substr(begin, line.find(' ', begin) - begin);
+}
+
+bool is_protected(const std::string& ifname) {
+  return std::find(kProtectedLinks.begin(), kProtectedLinks.end(), ifname) != kProtectedLinks.end();
+}
+
+void delete_wireguard_rule(const NetworkContext* ctx, const char* ifname) {
+  // The number follows the two letters of "wg".
+  if (std::strlen(ifname) < 2) return;
+  const long index = std::strtol(ifname + 2, nullptr, 10);
+  if (index < 0 || index > kLastWireguardRuleIndex) return;
+  const int number = static_cast<int>(index);
+  const int table = wireguard_table(number);
+  syslog(LOG_NOTICE, "interface %s (index: %d), delete wireguard route table %d", ifname, number, table);
+  if (ctx->trace) {
+    // The one trace line without a newline.
+    std::printf("%s : interface %s (index: %d), delete wireguard route table %d", "delete_interface", ifname,
+                number, table);
+  }
+  run_shell("/sbin/ip rule del table " + std::to_string(table));
+}
+
+}  // namespace
+
+void clear_unmanaged_interfaces(const NetworkContext* ctx) {
+  print_trace(ctx, __func__);
+  run_shell(std::string("/bin/networkctl list > ") + kNetworkctlListFile);
+  std::ifstream links(kNetworkctlListFile);
+  for (std::string line; std::getline(links, line);) {
+    if (line.find("unmanaged") == std::string::npos) continue;
+    const std::string name = blank_separated_field(line, kNameField);
+    if (is_protected(name)) continue;
+    delete_routes(ctx, name);
+    delete_interface(ctx, name.c_str(), blank_separated_field(line, kKindField).c_str());
+  }
+}
+
+void delete_routes(const NetworkContext* ctx, const std::string& ifname) {
+  print_trace(ctx, __func__);
+  run_shell(std::string("/sbin/ip route > ") + kRouteListFile);
+  std::ifstream routes(kRouteListFile);
+  for (std::string line; std::getline(routes, line);) {
+    if (line.find(ifname) == std::string::npos) continue;
+    const std::string command = "/sbin/ip route del " + line.substr(0, line.find(' '));
+    syslog(LOG_NOTICE, "route del: %s", command.c_str());
+    run_shell(command);
+  }
+}
+
+void delete_interface(const NetworkContext* ctx, const char* ifname, const char* kind) {
+  print_trace(ctx, __func__);
+  std::string command = std::string("/sbin/ip link delete dev ") + ifname;
+  if (*kind != '\0') command += std::string(" type ") + kind;
+  syslog(LOG_NOTICE, "delete interface: %s", command.c_str());
+  if (ctx->trace) std::printf("%s : delete interface: %s\n", "delete_interface", command.c_str());
+  run_shell(command);
+  if (std::strcmp(kind, "wireguard") == 0) delete_wireguard_rule(ctx, ifname);
+}

@@ -1,0 +1,140 @@
+#include "networkd/ethernet.h"
+
+#include <syslog.h>
+
+#include <string>
+
+#include "config/interface_queries.h"
+#include "config/open_file.h"
+#include "config/rules.h"
+#include "config/shell.h"
+#include "driver/upcalls.h"
+#include "networkd/network_unit.h"
+#include "networkd/unit_file.h"
+#include "platform/libcmd.h"
+#include "platform/libvantor.h"
+
+static int write_router_unit(const NetworkContext* ctx, int order, const char* ifname,
+                             const Json::Value& network) {
+  if (ctx->bridge_enabled && interface_is_bridged(ctx, ifname)) {
+    // The bridge writes the unit of its member and is deleted in its place.
+    syslog(LOG_DEBUG, "interface %s is LAN bridge", ifname);
+    return 0;
+  }
+  const int result = write_network_unit_file(ctx, order, ifname, network, false, nullptr) != 0 ? -1 : 0;
+  if (result != 0) {
+    syslog(LOG_NOTICE, "error writing network unit file");
+  } else {
+    syslog(LOG_DEBUG, "added %s network unit file", ifname);
+  }
+  append_clear_interfaces(ctx, ifname, nullptr);
+  return result;
+}
+
+static int apply_router_mode(const NetworkContext* ctx, int order, const char* ifname,
+                             const Json::Value& network) {
+  syslog(LOG_NOTICE, "interface %s is in router mode", ifname);
+  qelsys("/bin/touch %s", kRouterModeMarker);
+  const int result = write_router_unit(ctx, order, ifname, network);
+  Json::Value vlan;
+  if (config_get_object(network, vlan, "advanced.vlan")) {
+    write_vlan_networks(ctx, ctx->unit_order_numbers[kVlanOrder], ifname, vlan);
+  }
+  set_telnet_service(ctx, network);
+  return result;
+}
+
+// A unit without an address of its own: the cellular interface replaces it once the link's values are there.
+static int apply_passthrough_mode(const NetworkContext* ctx, int order, const char* ifname,
+                                  const Json::Value& network) {
+  syslog(LOG_NOTICE, "interface %s is in pass-through mode", ifname);
+  const OpenFile file(open_unit_file(ctx, order, ifname, "network"));
+  if (file == nullptr) {
+    syslog(LOG_NOTICE, "error writing %s network unit file for pass-through mode", ifname);
+    return -1;
+  }
+  std::fprintf(file.get(), "[Match]\nName = %s\n\n", ifname);
+  write_network_secondary_ip(ctx, file.get(), ifname, network);
+  return 0;
+}
+
+int lanfab_ethernet(const NetworkContext* ctx, int order, const char* ifname,
+                    const Json::Value& port_config) {
+  print_trace(ctx, __func__);
+  if (!is_enabled(port_config)) {
+    syslog(LOG_NOTICE, "interface %s is disabled", ifname);
+    turn_off_interface(ifname);
+    return 0;
+  }
+  syslog(LOG_NOTICE, "interface %s is enabled", ifname);
+  Json::Value network;
+  if (!config_get_object(port_config, network, "network")) {
+    syslog(LOG_NOTICE, "config requires network config");
+    return -1;
+  }
+  std::string mode;
+  config_get_string(network, mode, "mode");
+  if (mode == "router") return apply_router_mode(ctx, order, ifname, network);
+  return apply_passthrough_mode(ctx, order, ifname, network);
+}
+
+// One entry of a port's VLAN list. A unit that cannot be written is logged and does not stop the rest.
+static void write_vlan(const NetworkContext* ctx, const char* ifname, const Json::Value& entry) {
+  int vid = 0;
+  Json::Value network;
+  if (!is_enabled(entry) || !config_get_int(entry, &vid, "vid") ||
+      !config_get_object(entry, network, "network")) {
+    return;
+  }
+  const int order = ctx->unit_order_numbers[kVlanOrder];
+  const std::string name = std::string(ifname) + "." + std::to_string(vid);
+  if (write_vlan_netdev_unit_file(ctx, order, name.c_str(), vid) != 0) {
+    syslog(LOG_NOTICE, "error writing vlan netdev unit file");
+  }
+  if (write_network_unit_file(ctx, order, name.c_str(), network, false, nullptr) != 0) {
+    syslog(LOG_NOTICE, "error writing vlan network unit file");
+  }
+  append_clear_interfaces(ctx, name.c_str(), "vlan");
+}
+
+int write_vlan_networks(const NetworkContext* ctx, int order, const char* ifname,
+                        const Json::Value& vlan_config) {
+  print_trace(ctx, __func__);
+  syslog(LOG_DEBUG, "lanfab network: %d-%s", order, ifname);
+  if (!is_enabled(vlan_config)) return 0;
+  syslog(LOG_NOTICE, "%s vlan enabled", ifname);
+  bool hybrid = true;
+  if (config_get_bool(vlan_config, &hybrid, "hybrid")) {
+    syslog(LOG_DEBUG, "%s vlan hybrid mode:%d", ifname, hybrid);
+  }
+  for (const Json::Value& entry : array_at(vlan_config, "networks"))
+    write_vlan(ctx, ifname, entry);
+  return 0;
+}
+
+int write_vlan_netdev_unit_file(const NetworkContext* ctx, int order, const char* name, int vid) {
+  print_trace(ctx, __func__);
+  const OpenFile file(open_unit_file(ctx, order, name, "netdev"));
+  if (file == nullptr) return -1;
+  std::fprintf(file.get(), "[NetDev]\nName = %s\nKind = vlan\n", name);
+  std::fprintf(file.get(), "\n[VLAN]\nId = %d\n", vid);
+  return 0;
+}
+
+int set_telnet_service(const NetworkContext* ctx, const Json::Value& network_config) {
+  print_trace(ctx, __func__);
+  bool enable = false;
+  if (!config_get_bool(network_config, &enable, "advanced.telnet.enable")) return 0;
+  if (enable) {
+    syslog(LOG_NOTICE, "starting telnetd");
+    run_shell("/usr/bin/telnet-init start 2>/dev/null");
+  } else {
+    run_shell("/usr/bin/telnet-init stop 2>/dev/null");
+  }
+  return 0;
+}
+
+void turn_off_interface(const char* ifname) {
+  syslog(LOG_DEBUG, "turning off interface %s", ifname);
+  ip_link_set_interface_down(ifname);
+}

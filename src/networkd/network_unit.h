@@ -1,0 +1,43 @@
+#pragma once
+
+// The .network unit of one interface, from its "network" object of the configuration.
+
+#include <json/json.h>
+
+#include <cstdio>
+#include <string>
+
+#include "config/network_context.h"
+
+// The link-local secondary addresses of the two ports, one in each half of 169.254.0.0/24.
+inline constexpr char kEth0SecondaryIp[] = "169.254.0.1";
+inline constexpr char kEth1SecondaryIp[] = "169.254.0.129";
+inline constexpr char kSecondaryNetmask[] = "255.255.255.128";
+
+// Writes the whole unit <order>-<ifname>.network from `node`, the interface's "network" object.
+// `bridge_master` is true for the LAN bridge's own unit only; `bridge_primary` is then the member whose VLANs
+// the bridge carries, and null otherwise. Returns 0, or -1 when the unit file cannot be opened.
+int write_network_unit_file(const NetworkContext* ctx, int order, const char* ifname, const Json::Value& node,
+                            bool bridge_master, const char* bridge_primary);
+
+// Writes a "VLAN =" line for each VLAN of `node` that rides on the link `name`. Always 0.
+int write_network_vlan_ids(const NetworkContext* ctx, std::FILE* file, const char* name,
+                           const Json::Value& node);
+
+// Writes the forwarding line when the device routes; otherwise switches forwarding off in the kernel, at
+// once, and writes nothing. Always 0.
+int set_packet_forwarding(const NetworkContext* ctx, std::FILE* file, const char* ifname);
+
+// Writes the [Address] section of the secondary address when `node` asks for one. Returns 0, or -1 with a log
+// line for an interface that has none.
+int write_network_secondary_ip(const NetworkContext* ctx, std::FILE* file, const char* ifname,
+                               const Json::Value& node);
+
+// Writes a [BridgeVLAN] section for each VLAN of the wired port `port`, and prints it as well. Always 0.
+int write_bridge_network_vlan_ids(const NetworkContext* ctx, std::FILE* file, const char* port);
+
+// Writes a [Route] section for each enabled static route of the configuration on `ifname`. Always 0.
+int write_static_routes(const NetworkContext* ctx, std::FILE* file, const char* ifname);
+
+// False for a text too short to be an address and, with a log line that begins with `label`, for "0.0.0.0".
+bool is_valid_gateway(const NetworkContext* ctx, const char* label, const std::string& gateway);

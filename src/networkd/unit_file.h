@@ -1,0 +1,18 @@
+#pragma once
+
+// Where systemd-networkd's unit files live, how they are named, and the DNS lines of a [Network] section.
+
+#include <cstdio>
+
+#include "config/network_context.h"
+
+// With its trailing slash, as it goes in front of a file name.
+inline constexpr char kUnitDir[] = "/var/run/systemd/network/";
+
+// Opens <unit directory>/<number>-<name>.<kind> for writing, empty; `kind` is "network" or "netdev". The
+// caller closes the stream. Null, with a log line, when the file cannot be created.
+std::FILE* open_unit_file(const NetworkContext* ctx, int number, const char* name, const char* kind);
+
+// Writes the "DNS =" lines: the servers that a link supplied or, when it supplied none, the configured list.
+// A null or too short text is no server.
+void write_unit_dns(const NetworkContext* ctx, std::FILE* file, const char* dns1, const char* dns2);

@@ -1,0 +1,52 @@
+#include "config/rules.h"
+
+#include "lanfab_test.h"
+
+class RulesTest : public LanfabTest {};
+
+TEST_F(RulesTest, TraceLineIsTheNameAndOnlyInATracedRun) {
+  NetworkContext ctx = context_of("{}");
+  EXPECT_EQ(printed_by([&] { print_trace(&ctx, "apply"); }), "");
+  ctx.trace = true;
+  EXPECT_EQ(printed_by([&] { print_trace(&ctx, "apply"); }), "apply\n");
+}
+
+TEST_F(RulesTest, AFlagIsTrueOnlyWhenItIsABooleanAndTrue) {
+  EXPECT_TRUE(is_true(json(R"({"a": {"b": true}})"), "a.b"));
+  EXPECT_FALSE(is_true(json(R"({"a": {"b": false}})"), "a.b"));
+  EXPECT_FALSE(is_true(json(R"({"a": {"b": 1}})"), "a.b"));
+  EXPECT_FALSE(is_true(json(R"({"a": {"b": "true"}})"), "a.b"));
+  EXPECT_FALSE(is_true(json(R"({"a": true})"), "a.b"));
+  EXPECT_FALSE(is_true(json("{}"), "a.b"));
+  EXPECT_FALSE(is_true(Json::Value("text"), "a.b"));
+}
+
+TEST_F(RulesTest, AnObjectWithoutEnableIsDisabled) {
+  EXPECT_TRUE(is_enabled(json(R"({"enable": true})")));
+  EXPECT_FALSE(is_enabled(json(R"({"enable": false})")));
+  EXPECT_FALSE(is_enabled(json("{}")));
+  EXPECT_FALSE(is_enabled(json("[]")));
+  EXPECT_FALSE(is_enabled(Json::Value()));
+}
+
+TEST_F(RulesTest, TheShortestAddressHasSevenCharacters) {
+  EXPECT_TRUE(is_longer_than_6("1.1.1.1"));
+  EXPECT_FALSE(is_longer_than_6("1.1.11"));
+  EXPECT_FALSE(is_longer_than_6(""));
+}
+
+TEST_F(RulesTest, OnlyAStringReadsAsText) {
+  EXPECT_EQ(text_of(Json::Value("eth0")), "eth0");
+  EXPECT_EQ(text_of(Json::Value(80)), "");
+  EXPECT_EQ(text_of(Json::Value(true)), "");
+  EXPECT_EQ(text_of(Json::Value()), "");
+  EXPECT_EQ(text_of(json("{}")), "");
+  EXPECT_EQ(text_of(json("[]")), "");
+}
+
+TEST_F(RulesTest, AMissingOrMistypedArrayIsEmpty) {
+  EXPECT_EQ(array_at(json(R"({"a": {"b": [1, 2]}})"), "a.b").size(), 2U);
+  EXPECT_EQ(array_at(json(R"({"a": {"b": {"c": 1}}})"), "a.b").size(), 0U);
+  EXPECT_EQ(array_at(json(R"({"a": {"b": "text"}})"), "a.b").size(), 0U);
+  EXPECT_EQ(array_at(json("{}"), "a.b").size(), 0U);
+}
