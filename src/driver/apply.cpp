@@ -7,6 +7,8 @@
 #include "driver/undo.h"
 #include "driver/upcalls.h"
 #include "networkd/ethernet.h"
+#include "networkd/wwan.h"
+#include "networkd/wwan_static_routes.h"
 #include "platform/libcmd.h"
 #include "platform/libsysdb.h"
 #include "platform/libvantor.h"
@@ -37,6 +39,9 @@ int apply(const NetworkContext* ctx, bool pulse) {
   if (apply_ethernet_port(ctx, ctx->unit_order_numbers[kEth1Order], "eth1") != 0) status = -1;
 
   const Json::Value routes = array_at(ctx->config, "static_routes");
+  if (is_true(ctx->config, "wireless.cell.enable")) {
+    write_wwan_static_routes(ctx, routes, kWwanRouteInterface);
+  }
   write_clear_static_routes(ctx, routes);
 
   if (status != 0) {
@@ -50,14 +55,15 @@ int apply(const NetworkContext* ctx, bool pulse) {
   return status;
 }
 
-int wwan_apply(const NetworkContext* /*ctx*/) {
+int wwan_apply(const NetworkContext* ctx) {
+  const int result = init_wwan_interface(ctx);
   constexpr char kNetworkd[] = "systemd-networkd";
   if (is_service_active(kNetworkd)) {
     execute_systemctl_restart(kNetworkd);
   } else {
     execute_systemctl_start(kNetworkd);
   }
-  return 0;
+  return result;
 }
 
 void write_post_networkd_start_actions_script(const NetworkContext* /*ctx*/, const char* command) {

@@ -11,6 +11,7 @@
 #include "config/network_context.h"
 #include "dnsmasq/dnsmasq_conf.h"
 #include "driver/apply.h"
+#include "networkd/wwan_static_routes.h"
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
 
@@ -62,7 +63,13 @@ int run_apply(bool pulse) {
 int run_wwan_apply() {
   const auto ctx = std::make_unique<NetworkContext>(false);
   if (!is_initialized(ctx.get())) return -1;
-  return wwan_apply(ctx.get());
+  const int status = wwan_apply(ctx.get());
+  const std::string script = wwan_static_routes_path(kWwanRouteInterface);
+  if (status == 0 && file_exists(script.c_str())) {
+    syslog(LOG_NOTICE, "add wwan static routes");
+    qelsys("/bin/sh %s", script.c_str());
+  }
+  return status;
 }
 
 int run_dnsmasq() {

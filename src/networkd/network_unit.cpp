@@ -8,6 +8,7 @@
 #include "config/interface_queries.h"
 #include "config/open_file.h"
 #include "config/rules.h"
+#include "config/secondary_pair.h"
 #include "config/shell.h"
 #include "config/subnet.h"
 #include "networkd/unit_file.h"
@@ -132,20 +133,14 @@ int set_packet_forwarding(const NetworkContext* ctx, std::FILE* file, const char
   return 0;
 }
 
-static const char* secondary_ip(const std::string& port) {
-  if (port == "eth0") return kEth0SecondaryIp;
-  if (port == "eth1") return kEth1SecondaryIp;
-  return nullptr;
-}
-
 int write_network_secondary_ip(const NetworkContext* ctx, std::FILE* file, const char* ifname,
                                const Json::Value& node) {
   print_trace(ctx, __func__);
   if (!is_true(node, "advanced.enable_secondary_ip")) return 0;
   const bool is_bridge = std::strcmp(ifname, kBridgeName) == 0;
-  const char* address = secondary_ip(is_bridge ? ctx->bridge_primary_interface : ifname);
-  if (address != nullptr) {
-    std::fprintf(file, "\n[Address]\nAddress = %s/%d\n", address, netmask_to_cidr(kSecondaryNetmask));
+  const SecondaryPair* pair = secondary_pair_of(is_bridge ? ctx->bridge_primary_interface : ifname);
+  if (pair != nullptr) {
+    std::fprintf(file, "\n[Address]\nAddress = %s/%d\n", pair->gateway, netmask_to_cidr(kSecondaryNetmask));
   } else if (!is_bridge) {
     syslog(LOG_NOTICE, "no secondary IP for interface %s", ifname);
     return -1;

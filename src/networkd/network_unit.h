@@ -9,11 +9,6 @@
 
 #include "config/network_context.h"
 
-// The link-local secondary addresses of the two ports, one in each half of 169.254.0.0/24.
-inline constexpr char kEth0SecondaryIp[] = "169.254.0.1";
-inline constexpr char kEth1SecondaryIp[] = "169.254.0.129";
-inline constexpr char kSecondaryNetmask[] = "255.255.255.128";
-
 // Writes the whole unit <order>-<ifname>.network from `node`, the interface's "network" object.
 // `bridge_master` is true for the LAN bridge's own unit only; `bridge_primary` is then the member whose VLANs
 // the bridge carries, and null otherwise. Returns 0, or -1 when the unit file cannot be opened.

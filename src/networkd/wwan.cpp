@@ -1,0 +1,228 @@
+#include "networkd/wwan.h"
+
+#include <syslog.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "config/open_file.h"
+#include "config/rules.h"
+#include "config/secondary_pair.h"
+#include "config/wwan_state.h"
+#include "dnsmasq/resolv_conf.h"
+#include "driver/upcalls.h"
+#include "networkd/network_unit.h"
+#include "networkd/unit_file.h"
+#include "networkd/wwan_static_routes.h"
+#include "platform/libcmd.h"
+#include "platform/libvantor.h"
+
+namespace {
+
+// Sorts before every other unit.
+constexpr int kWwanUnitOrder = 10;
+
+// What the device itself holds on the cellular interface while its address is handed on. Outside the
+// link-local range on purpose, although they look as if they were meant to be inside.
+constexpr char kPassthroughAddress[] = "169.125.7.209";
+constexpr char kPassthroughGateway[] = "169.125.7.210";
+
+// What the link manager published; an empty text is a value that is not available.
+struct WwanLink {
+  char ifname[8] = "";
+  char ipv4[kIpv4TextSize] = "";
+  char prefix[4] = "";
+  char mtu[8] = "";
+  char gateway[kIpv4TextSize] = "";
+  char dns1[kIpv4TextSize] = "";
+  char dns2[kIpv4TextSize] = "";
+};
+
+// The configuration's say in it.
+struct WwanSettings {
+  int prefix_override = 0;  // used when greater than 0
+  int mtu_override = 0;     // used when greater than 0
+  int metric = -1;          // written when 0 or more
+};
+
+// The Ethernet port behind which the device sits that gets the cellular address.
+struct PassthroughPort {
+  const char* ifname;
+  int order;
+  std::string address;
+  int prefix;
+  bool has_secondary_ip;
+};
+
+WwanLink read_wwan_link() {
+  WwanLink link;
+  read_var_file(kWwanInterfaceFile, link.ifname, sizeof link.ifname);
+  read_wwan_ipv4(link.ipv4);
+  read_var_file(kWwanPrefixFile, link.prefix, sizeof link.prefix);
+  read_var_file(kWwanMtuFile, link.mtu, sizeof link.mtu);
+  read_wwan_gw(link.gateway);
+  read_wwan_dns1(link.dns1);
+  read_wwan_dns2(link.dns2);
+  return link;
+}
+
+bool is_available(const WwanLink& link) {
+  return *link.ifname != '\0' && *link.ipv4 != '\0' && *link.prefix != '\0' && *link.gateway != '\0';
+}
+
+WwanSettings read_settings(const Json::Value& config) {
+  WwanSettings settings;
+  if (is_true(config, "wireless.cell.netmask_override")) {
+    config_get_int(config, &settings.prefix_override, "wireless.cell.netmask");
+  }
+  if (is_true(config, "wireless.cell.mtu_override")) {
+    config_get_int(config, &settings.mtu_override, "wireless.cell.mtu");
+  }
+  config_get_int(config, &settings.metric, "wireless.cell.metric");
+  return settings;
+}
+
+// The sections before [Network], which both units of pass-through mode share.
+void write_match_and_link(std::FILE* file, const char* ifname, const WwanLink& link,
+                          const WwanSettings& settings) {
+  std::fprintf(file, "[Match]\nName = %s\n", ifname);
+  if (settings.mtu_override > 0) {
+    std::fprintf(file, "\n[Link]\nMTUBytes = %d\n", settings.mtu_override);
+  } else if (*link.mtu != '\0') {
+    std::fprintf(file, "\n[Link]\nMTUBytes = %s\n", link.mtu);
+  }
+}
+
+void write_router_sections(const NetworkContext* ctx, std::FILE* file, const WwanLink& link,
+                           const WwanSettings& settings) {
+  std::fprintf(file, "\n[Network]\n");
+  if (settings.prefix_override < 1) {
+    std::fprintf(file, "Address = %s/%s\n", link.ipv4, link.prefix);
+  } else {
+    std::fprintf(file, "Address = %s/%d\n", link.ipv4, settings.prefix_override);
+  }
+  write_unit_dns(ctx, file, link.dns1, link.dns2);
+  std::fprintf(file, "\n[Route]\nGateway = %s\n", link.gateway);
+  if (settings.metric >= 0) std::fprintf(file, "Metric = %d\n", settings.metric);
+  write_static_routes(ctx, file, kWwanRouteInterface);
+}
+
+void write_passthrough_sections(std::FILE* file) {
+  std::fprintf(file, "\n[Network]\n");
+  std::fprintf(file, "Address = %s/24\n", kPassthroughAddress);
+  std::fprintf(file, "IPv4ProxyARP = yes\n");
+  std::fprintf(file, "IPForward = yes\n");
+  std::fprintf(file, "DefaultRouteOnDevice = yes\n");
+  std::fprintf(file, "\n[Route]\nGateway = %s\n", kPassthroughGateway);
+  std::fprintf(file, "Metric = 0\n");
+}
+
+// Starts from the cellular gateway's address and the cellular prefix. The two ports are read differently on
+// purpose: eth1 takes what its configuration holds, even an empty address or a prefix of 0; eth0 does not.
+PassthroughPort read_passthrough_port(const NetworkContext* ctx, const WwanLink& link) {
+  const bool is_eth0 = ctx->passthrough_interface == "eth0";
+  PassthroughPort port{is_eth0 ? "eth0" : "eth1", ctx->unit_order_numbers[is_eth0 ? kEth0Order : kEth1Order],
+                       link.gateway, static_cast<int>(std::strtol(link.prefix, nullptr, 10)), false};
+  const std::string network = std::string("wired.") + port.ifname + ".network";
+  std::string address;
+  if (config_get_string(ctx->config, address, network + ".ipv4") && !(is_eth0 && address.empty())) {
+    port.address = address;
+  }
+  int prefix = 0;
+  if (config_get_int(ctx->config, &prefix, network + ".netmask") && !(is_eth0 && prefix <= 0)) {
+    port.prefix = prefix;
+  }
+  port.has_secondary_ip = is_true(ctx->config, network + ".advanced.enable_secondary_ip");
+  return port;
+}
+
+// Whether the port is without a usable DHCP range of its own: each end is empty or the port's own address.
+bool lacks_dhcp_range(const NetworkContext* ctx, const PassthroughPort& port) {
+  const std::string dhcp = std::string("wired.") + port.ifname + ".network.dhcp";
+  std::string start;
+  std::string end;
+  config_get_string(ctx->config, start, dhcp + ".start");
+  config_get_string(ctx->config, end, dhcp + ".end");
+  return (start.empty() || start == port.address) && (end.empty() || end == port.address);
+}
+
+// Has the connected route of the port's subnet removed again once systemd-networkd has started.
+void schedule_route_deletion(const NetworkContext* ctx, const PassthroughPort& port) {
+  char subnet[24] = "";
+  if (get_cidr_subnet(port.address.c_str(), port.prefix, subnet) != 0) return;
+  const std::string command = std::string("/sbin/ip route delete ") + subnet + " dev " + port.ifname;
+  write_post_networkd_start_actions_script(ctx, command.c_str());
+}
+
+// Writes the "Address =" line of the port. Returns whether the device behind it needs a host route.
+bool write_port_address(const NetworkContext* ctx, std::FILE* file, const PassthroughPort& port,
+                        const WwanLink& link, const WwanSettings& settings) {
+  if (ctx->passthrough_auto) {
+    const int prefix = settings.prefix_override >= 1 ? settings.prefix_override : port.prefix;
+    std::fprintf(file, "Address = %s/%d\n", link.gateway, prefix);
+    return false;
+  }
+  std::fprintf(file, "Address = %s/%d\n", port.address.c_str(), port.prefix);
+  if (!lacks_dhcp_range(ctx, port)) return false;
+  schedule_route_deletion(ctx, port);
+  return true;
+}
+
+void write_port_secondary_ip(std::FILE* file, const PassthroughPort& port) {
+  if (!port.has_secondary_ip) return;
+  std::fprintf(file, "\n[Address]\nAddress = %s/%d\n", secondary_pair_of(port.ifname)->gateway,
+               netmask_to_cidr(kSecondaryNetmask));
+}
+
+// A port unit that cannot be opened is logged and changes no result: the cellular unit stands.
+void write_passthrough_port_unit(const NetworkContext* ctx, const WwanLink& link,
+                                 const WwanSettings& settings) {
+  syslog(LOG_NOTICE, "configure ethernet unit file for pass-through mode");
+  const PassthroughPort port = read_passthrough_port(ctx, link);
+  const OpenFile owner(open_unit_file(ctx, port.order, port.ifname, "network"));
+  std::FILE* file = owner.get();
+  if (file == nullptr) {
+    syslog(LOG_NOTICE, "error writing pass-through mode network unit file");
+    return;
+  }
+  write_match_and_link(file, port.ifname, link, settings);
+  std::fprintf(file, "\n[Network]\n");
+  const bool needs_host_route = write_port_address(ctx, file, port, link, settings);
+  std::fprintf(file, "IPForward = yes\n");
+  std::fprintf(file, "IPv4ProxyARP = yes\n");
+  write_unit_dns(ctx, file, link.dns1, link.dns2);
+  write_port_secondary_ip(file, port);
+  if (needs_host_route && port.prefix != 32) {
+    // The device that holds the cellular address is reached directly on the port.
+    std::fprintf(file, "\n[Route]\nDestination = %s/32\nScope = host\n", link.ipv4);
+  }
+  write_static_routes(ctx, file, port.ifname);
+}
+
+}  // namespace
+
+int init_wwan_interface(const NetworkContext* ctx) {
+  print_trace(ctx, __func__);
+  const WwanLink link = read_wwan_link();
+  if (!is_available(link)) {
+    syslog(LOG_NOTICE, "wwan network info not available");
+    return -1;
+  }
+  dnsmasq_write_resolv_conf(ctx);
+  OpenFile file(open_unit_file(ctx, kWwanUnitOrder, link.ifname, "network"));
+  if (file == nullptr) {
+    syslog(LOG_NOTICE, "error creating wwan network unit file");
+    return -1;
+  }
+  const WwanSettings settings = read_settings(ctx->config);
+  write_match_and_link(file.get(), link.ifname, link, settings);
+  if (!ctx->passthrough_enabled) {
+    write_router_sections(ctx, file.get(), link, settings);
+    return 0;
+  }
+  syslog(LOG_NOTICE, "configure wwan unit file for pass-through mode");
+  write_passthrough_sections(file.get());
+  file.reset();
+  write_passthrough_port_unit(ctx, link, settings);
+  return 0;
+}

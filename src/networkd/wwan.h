@@ -1,0 +1,14 @@
+#pragma once
+
+// The cellular interface: with its own address and the default route, or handing its address on to the one
+// device behind an Ethernet port.
+
+#include "config/network_context.h"
+
+inline constexpr char kWwanInterfaceFile[] = "/var/run/wwan_intf";
+inline constexpr char kWwanPrefixFile[] = "/var/run/wwan_cidr";
+inline constexpr char kWwanMtuFile[] = "/var/run/wwan_mtu";
+
+// Writes the cellular unit and, in pass-through mode, the port's unit in place of the bare one. Returns 0, or
+// -1 when the link manager's values are not available or the cellular unit cannot be created.
+int init_wwan_interface(const NetworkContext* ctx);

@@ -1,0 +1,56 @@
+#include "networkd/wwan_static_routes.h"
+
+#include <syslog.h>
+
+#include <algorithm>
+
+#include "config/open_file.h"
+#include "config/rules.h"
+#include "config/subnet.h"
+#include "platform/libcmd.h"
+#include "platform/libvantor.h"
+
+std::string wwan_static_routes_path(const std::string& ifname) {
+  return "/var/run/" + ifname + "_static_routes";
+}
+
+static bool is_route_of(const Json::Value& route, const std::string& ifname) {
+  std::string route_ifname;
+  return is_enabled(route) && config_get_string(route, route_ifname, "interface") && route_ifname == ifname;
+}
+
+static void write_route(std::FILE* script, const Json::Value& route, const char* ifname) {
+  std::string ipv4;
+  int prefix = 0;
+  if (!config_get_string(route, ipv4, "ipv4") || !config_get_int(route, &prefix, "netmask")) return;
+  const std::string subnet = subnet_of(ipv4, prefix);
+  std::string gateway;
+  config_get_string(route, gateway, "gateway");
+  if (is_longer_than_6(gateway) && gateway != "0.0.0.0") {
+    // The keyword is "gw", not "via"; where ip refuses it, the unit's [Route] section carries the route.
+    std::fprintf(script, "/sbin/ip route add %s gw %s dev %s\n", subnet.c_str(), gateway.c_str(), ifname);
+  } else {
+    std::fprintf(script, "/sbin/ip route add %s dev %s\n", subnet.c_str(), ifname);
+  }
+}
+
+void write_wwan_static_routes(const NetworkContext* ctx, const Json::Value& routes, const char* ifname) {
+  print_trace(ctx, __func__);
+  const bool has_route = std::any_of(routes.begin(), routes.end(), [ifname](const Json::Value& route) {
+    return is_route_of(route, ifname);
+  });
+  const std::string path = wwan_static_routes_path(ifname);
+  if (file_exists(path.c_str())) delete_file(path.c_str());
+  if (!has_route) return;
+
+  syslog(LOG_NOTICE, "write wwan static routes %s", ifname);
+  const OpenFile script = open_file(path.c_str(), "w");
+  if (script == nullptr) {
+    syslog(LOG_NOTICE, "error creating wwan static route file");
+    return;
+  }
+  std::fprintf(script.get(), "#!/bin/sh\n");
+  for (const Json::Value& route : routes) {
+    if (is_route_of(route, ifname)) write_route(script.get(), route, ifname);
+  }
+}
