@@ -5,9 +5,14 @@
 #include <cerrno>
 #include <string>
 
+#include "config/interface_queries.h"
 #include "config/open_file.h"
 #include "config/rules.h"
+#include "dnsmasq/dhcp_relay.h"
+#include "dnsmasq/dhcp_server.h"
+#include "dnsmasq/eth_interface.h"
 #include "dnsmasq/resolv_conf.h"
+#include "dnsmasq/wlan_interface.h"
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
 
@@ -55,6 +60,14 @@ int dnsmasq_write_dnsmasq_conf(const NetworkContext* ctx) {
   write_head(file.get());
   // Always 0 today; the test is for a resolver writer that can decline.
   if (dnsmasq_write_resolv_conf(ctx) == 0) std::fprintf(file.get(), "resolv-file=%s\n\n", kResolvConf);
+  if (ctx->bridge_enabled) {
+    dnsmasq_add_dhcp_server(ctx, file.get(), kBridgeName);
+    dnsmasq_add_dhcp_relay(ctx, file.get(), kBridgeName);
+  }
+  dnsmasq_add_wlan_interface(ctx, file.get(), "wlan0", "qel");
+  dnsmasq_add_wlan_interface(ctx, file.get(), "wlan1", "qel2");
+  dnsmasq_add_eth_interface(ctx, file.get(), "eth0", "qele");
+  dnsmasq_add_eth_interface(ctx, file.get(), "eth1", nullptr);
   write_trailer(file.get());
   file.reset();  // complete on disk before it is copied
   qelsys("/bin/cp -f %s %s", kDnsmasqConfStaging, kDnsmasqConf);

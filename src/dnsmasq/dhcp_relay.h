@@ -1,0 +1,20 @@
+#pragma once
+
+// The DHCP relay lines: an interface's requests go to one or two other servers.
+
+#include <json/json.h>
+
+#include <cstdio>
+#include <string>
+
+#include "config/network_context.h"
+
+// Writes the relay lines of the interface from its "network" object of the configuration. Returns -1 in every
+// case; nobody asks.
+int dnsmasq_add_dhcp_relay(const NetworkContext* ctx, std::FILE* file, const char* ifname);
+
+// Writes the lines for the server, an address or a name, at `key` of the "dhcp" object; `local_ip` is the
+// interface's own address. Returns 0 when there is a server, also one whose name does not resolve and so gets
+// no lines; -1 when there is none.
+int dnsmasq_write_dhcp_relay(const NetworkContext* ctx, std::FILE* file, const char* ifname,
+                             const Json::Value& dhcp, const std::string& key, const std::string& local_ip);
