@@ -2,16 +2,20 @@
 
 #include <syslog.h>
 
+#include "config/interface_queries.h"
 #include "config/open_file.h"
 #include "config/rules.h"
 #include "driver/undo.h"
 #include "driver/upcalls.h"
+#include "networkd/bridge.h"
 #include "networkd/ethernet.h"
+#include "networkd/wifi.h"
 #include "networkd/wwan.h"
 #include "networkd/wwan_static_routes.h"
 #include "platform/libcmd.h"
 #include "platform/libsysdb.h"
 #include "platform/libvantor.h"
+#include "tunnels/gre.h"
 
 // Returns 0, also for a port that the configuration does not have, or -1.
 static int apply_ethernet_port(const NetworkContext* ctx, int order, const char* ifname) {
@@ -26,6 +30,13 @@ static int apply_ethernet_port(const NetworkContext* ctx, int order, const char*
   return 0;
 }
 
+static int apply_wifi(const NetworkContext* ctx) {
+  syslog(LOG_DEBUG, "wifi interfaces");
+  const int result = lanfab_wifi(ctx);
+  if (result != 0) syslog(LOG_DEBUG, "lanfab_wifi failed");
+  return result;
+}
+
 int apply(const NetworkContext* ctx, bool pulse) {
   print_trace(ctx, __func__);
   syslog(LOG_NOTICE, "lanfab apply");
@@ -35,8 +46,15 @@ int apply(const NetworkContext* ctx, bool pulse) {
   delete_file(kRouterModeMarker);
 
   int status = 0;
+  if (ctx->bridge_enabled && write_bridge_network(ctx, kBridgeName) != 0) {
+    syslog(LOG_NOTICE, "error writing bridge network unit files");
+    status = -1;
+  }
   if (apply_ethernet_port(ctx, ctx->unit_order_numbers[kEth0Order], "eth0") != 0) status = -1;
   if (apply_ethernet_port(ctx, ctx->unit_order_numbers[kEth1Order], "eth1") != 0) status = -1;
+
+  if (ctx->wifi_configured && apply_wifi(ctx) != 0) status = -1;
+  gre_apply(ctx);
 
   const Json::Value routes = array_at(ctx->config, "static_routes");
   if (is_true(ctx->config, "wireless.cell.enable")) {
@@ -57,6 +75,7 @@ int apply(const NetworkContext* ctx, bool pulse) {
 
 int wwan_apply(const NetworkContext* ctx) {
   const int result = init_wwan_interface(ctx);
+  gre_apply(ctx);
   constexpr char kNetworkd[] = "systemd-networkd";
   if (is_service_active(kNetworkd)) {
     execute_systemctl_restart(kNetworkd);

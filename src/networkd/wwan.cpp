@@ -16,6 +16,7 @@
 #include "networkd/wwan_static_routes.h"
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
+#include "tunnels/gre.h"
 
 namespace {
 
@@ -218,7 +219,7 @@ int init_wwan_interface(const NetworkContext* ctx) {
   write_match_and_link(file.get(), link.ifname, link, settings);
   if (!ctx->passthrough_enabled) {
     write_router_sections(ctx, file.get(), link, settings);
-    return 0;
+    return gre_apply(ctx);
   }
   syslog(LOG_NOTICE, "configure wwan unit file for pass-through mode");
   write_passthrough_sections(file.get());

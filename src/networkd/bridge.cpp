@@ -1,0 +1,56 @@
+#include "networkd/bridge.h"
+
+#include <syslog.h>
+
+#include <cstdio>
+
+#include "config/interface_queries.h"
+#include "config/open_file.h"
+#include "config/rules.h"
+#include "driver/upcalls.h"
+#include "networkd/network_unit.h"
+#include "networkd/unit_file.h"
+#include "platform/libcmd.h"
+
+int write_bridge_network(const NetworkContext* ctx, const char* bridge_name) {
+  print_trace(ctx, __func__);
+  // Just ahead of the Wi-Fi units.
+  const int order = ctx->unit_order_numbers[kWifiApOrder] - 1;
+  int result = 0;
+  if (write_bridge_netdev_unit_file(ctx, order, bridge_name) != 0) result = -1;
+  if (write_bridge_master_network_unit_file(ctx, order, bridge_name) != 0) result = -1;
+  for (const Json::Value& member : ctx->bridge_interfaces) {
+    // A unit without a name would match every link there is.
+    if (!member.isString()) continue;
+    if (write_bridge_slave_network_unit_file(ctx, order, bridge_name, member.asCString()) != 0) result = -1;
+  }
+  if (result == 0) append_clear_interfaces(ctx, bridge_name, nullptr);
+  return result;
+}
+
+int write_bridge_netdev_unit_file(const NetworkContext* ctx, int order, const char* bridge_name) {
+  print_trace(ctx, __func__);
+  const OpenFile file(open_unit_file(ctx, order, bridge_name, "netdev"));
+  if (file == nullptr) return -1;
+  std::fprintf(file.get(), "[NetDev]\nName = %s\nKind = bridge\n", bridge_name);
+  return 0;
+}
+
+int write_bridge_master_network_unit_file(const NetworkContext* ctx, int order, const char* bridge_name) {
+  print_trace(ctx, __func__);
+  Json::Value network;
+  if (!config_get_object(ctx->config, network, bridge_primary_network_path(ctx))) return -1;
+  const char* primary = ctx->bridge_primary_interface.c_str();
+  const int result = write_network_unit_file(ctx, order, bridge_name, network, true, primary);
+  if (result == -1) syslog(LOG_NOTICE, "error writing bridge master network unit file");
+  return result;
+}
+
+int write_bridge_slave_network_unit_file(const NetworkContext* ctx, int order, const char* bridge_name,
+                                         const char* member_name) {
+  print_trace(ctx, __func__);
+  const OpenFile file(open_unit_file(ctx, order, member_name, "network"));
+  if (file == nullptr) return -1;
+  std::fprintf(file.get(), "[Match]\nName = %s\n\n[Network]\nBridge = %s\n", member_name, bridge_name);
+  return 0;
+}

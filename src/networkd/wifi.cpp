@@ -1,0 +1,62 @@
+#include "networkd/wifi.h"
+
+#include <syslog.h>
+
+#include <string>
+
+#include "config/interface_queries.h"
+#include "config/rules.h"
+#include "driver/upcalls.h"
+#include "networkd/network_unit.h"
+#include "platform/libcmd.h"
+
+// Returns 0 or -1. An access point without its "network" object gets no unit, but it is recorded all the
+// same.
+static int write_access_point(const NetworkContext* ctx, const char* ifname) {
+  syslog(LOG_NOTICE, "wifi %s AP enabled", ifname);
+  if (ctx->bridge_enabled && interface_is_bridged(ctx, ifname)) {
+    syslog(LOG_NOTICE, "interface %s is part of %s bridge interface", ifname, kBridgeName);
+    return 0;
+  }
+  int result = 0;
+  const int order = ctx->unit_order_numbers[kWifiApOrder];
+  Json::Value network;
+  if (config_get_object(ctx->config, network, std::string("wireless.wifi.") + ifname + ".ap.network") &&
+      write_network_unit_file(ctx, order, ifname, network, false, nullptr) != 0) {
+    syslog(LOG_NOTICE, "error writing network unit file");
+    result = -1;
+  }
+  append_clear_interfaces(ctx, ifname, nullptr);
+  return result;
+}
+
+static void write_client(const NetworkContext* ctx, const char* ifname) {
+  Json::Value client;
+  if (!config_get_object(ctx->config, client, std::string("wireless.wifi.") + ifname + ".client")) return;
+  if (write_wifi_client(ctx, client, ifname) != 0) {
+    syslog(LOG_NOTICE, "error writing wifi client %s network config", ifname);
+  }
+  append_clear_interfaces(ctx, ifname, nullptr);
+}
+
+int lanfab_wifi(const NetworkContext* ctx) {
+  print_trace(ctx, __func__);
+  int result = 0;
+  if (ctx->ap_enabled) {
+    if (ctx->wlan0_ap_enabled && write_access_point(ctx, "wlan0") != 0) result = -1;
+    if (ctx->wlan1_ap_enabled && write_access_point(ctx, "wlan1") != 0) result = -1;
+  }
+  write_client(ctx, "wlan0");
+  write_client(ctx, "wlan1");
+  return result;
+}
+
+int write_wifi_client(const NetworkContext* ctx, const Json::Value& client_config, const char* ifname) {
+  print_trace(ctx, __func__);
+  Json::Value network;
+  if (!is_enabled(client_config) || !config_get_object(client_config, network, "network")) return 0;
+  const int order = ctx->unit_order_numbers[kWifiClientOrder];
+  if (write_network_unit_file(ctx, order, ifname, network, false, nullptr) == 0) return 0;
+  syslog(LOG_NOTICE, "error writing network unit file");
+  return -1;
+}

@@ -1,0 +1,16 @@
+#pragma once
+
+// The IP side of the two radios, each an access point, a client, or both. Names and keys of the radio
+// networks belong to other software of the device.
+
+#include <json/json.h>
+
+#include "config/network_context.h"
+
+// Writes the units of both radios. Returns 0, or -1 when the unit of an access point cannot be written; a
+// client's failure is only logged.
+int lanfab_wifi(const NetworkContext* ctx);
+
+// Writes the unit of a client from its object of the configuration, when it is enabled and has a "network".
+// Returns 0, or -1 when the unit cannot be written.
+int write_wifi_client(const NetworkContext* ctx, const Json::Value& client_config, const char* ifname);

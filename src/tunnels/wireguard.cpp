@@ -1,0 +1,172 @@
+#include "tunnels/wireguard.h"
+
+#include <grp.h>
+#include <sys/stat.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include "config/open_file.h"
+#include "config/rules.h"
+#include "config/shell.h"
+#include "networkd/unit_file.h"
+#include "platform/libcmd.h"
+#include "platform/libvantor.h"
+#include "tunnels/wireguard_numbers.h"
+
+namespace {
+
+constexpr char kConfiguration[] = "network.tunnels.wireguard";
+// Both units of every interface; their numbers tell them apart.
+constexpr char kUnitName[] = "wireguard";
+
+std::string link_name(unsigned index) {
+  return "wg" + std::to_string(index);
+}
+
+int unit_order(unsigned index) {
+  return 44 + static_cast<int>(index);
+}
+
+// Lets root and systemd-networkd, and nobody else, read what is going to be written.
+void restrict_to_networkd(std::FILE* file) {
+  const int descriptor = fileno(file);
+  fchmod(descriptor, 0640);
+  const group* networkd = getgrnam("systemd-network");
+  if (networkd == nullptr) return;
+  // Where the owner cannot be changed, the file stays with root alone.
+  [[maybe_unused]] const int status = fchown(descriptor, static_cast<uid_t>(-1), networkd->gr_gid);
+}
+
+// Writes the line of `option` for the string at `key`, when there is one that is not empty.
+void write_optional_text(std::FILE* file, const Json::Value& peer, const char* key, const char* option) {
+  std::string text;
+  if (config_get_string(peer, text, key) && !text.empty()) {
+    std::fprintf(file, "%s = %s\n", option, text.c_str());
+  }
+}
+
+void write_peer(std::FILE* file, const Json::Value& peer) {
+  std::string text;
+  if (!config_get_string(peer, text, "public_key") || text.empty()) {
+    syslog(LOG_NOTICE, "error, wireguard peer public key is required");
+    return;
+  }
+  std::fprintf(file, "\n[WireGuardPeer]\n");
+  std::fprintf(file, "PublicKey = %s\n", text.c_str());
+  write_optional_text(file, peer, "endpoint", "Endpoint");
+  if (config_get_string(peer, text, "allowed_ips")) std::fprintf(file, "AllowedIPs = %s\n", text.c_str());
+  write_optional_text(file, peer, "preshared_key", "PresharedKey");
+  int keep_alive = 0;
+  if (config_get_int(peer, &keep_alive, "keep_alive") && keep_alive > 0) {
+    std::fprintf(file, "PersistentKeepalive = %d\n", keep_alive);
+  }
+}
+
+// A [Route] section for each piece between commas, blanks and all.
+void write_peer_routes(std::FILE* file, const Json::Value& peer, int table) {
+  std::string allowed_ips;
+  if (!config_get_string(peer, allowed_ips, "allowed_ips")) return;
+  std::size_t begin = 0;
+  while (begin != std::string::npos) {
+    const std::size_t comma = allowed_ips.find(',', begin);
+    const std::string network = allowed_ips.substr(begin, comma - begin);
+    std::fprintf(file, "\n[Route]\nDestination = %s\nTable = %d\n", network.c_str(), table);
+    begin = comma == std::string::npos ? comma : comma + 1;
+  }
+}
+
+// All traffic without the tunnel's mark goes into its table, but the main table keeps every route that is
+// more specific than a default route.
+void write_policy_rules(std::FILE* file, int table) {
+  std::fprintf(file,
+               "\n[RoutingPolicyRule]\nFamily = both\nInvertRule = true\nFirewallMark = %d\nTable = %d\n",
+               table, table);
+  std::fprintf(file, "\n[RoutingPolicyRule]\nFamily = both\nTable = main\nSuppressPrefixLength = 0\n");
+}
+
+// Returns 0, or -1 when the unit cannot be opened.
+int write_netdev_unit(const NetworkContext* ctx, unsigned index, const Json::Value& interface_config,
+                      char* key, std::size_t key_size) {
+  const OpenFile file(open_unit_file(ctx, unit_order(index), kUnitName, "netdev"));
+  if (file == nullptr) return -1;
+  restrict_to_networkd(file.get());
+  std::fprintf(file.get(), "[NetDev]\nName = %s\nKind = wireguard\n\n", link_name(index).c_str());
+  write_wireguard_private_key(file.get(), key, key_size);
+  std::fprintf(file.get(), "FirewallMark = %d\n", wireguard_table(static_cast<int>(index)));
+  for (const Json::Value& peer : array_at(interface_config, "peers"))
+    write_peer(file.get(), peer);
+  return 0;
+}
+
+// Returns 0, or -1 when the unit cannot be opened.
+int write_network_unit(const NetworkContext* ctx, unsigned index, const Json::Value& interface_config) {
+  const OpenFile file(open_unit_file(ctx, unit_order(index), kUnitName, "network"));
+  if (file == nullptr) return -1;
+  const int table = wireguard_table(static_cast<int>(index));
+  std::fprintf(file.get(), "[Match]\nName = %s\n\n[Network]\n", link_name(index).c_str());
+  std::string address;
+  if (config_get_string(interface_config, address, "local_addrs")) {
+    std::fprintf(file.get(), "Address = %s\n", address.c_str());
+  }
+  // Also those of a peer that has no public key.
+  for (const Json::Value& peer : array_at(interface_config, "peers"))
+    write_peer_routes(file.get(), peer, table);
+  write_policy_rules(file.get(), table);
+  return 0;
+}
+
+}  // namespace
+
+std::string wireguard_private_key_file(const std::string& name) {
+  return "/var/data/qel/.wg/" + name + "-private.key";
+}
+
+void write_wireguard_private_key(std::FILE* file, char* key, std::size_t size) {
+  std::fprintf(file, "[WireGuard]\nPrivateKey = %s\n", key);
+  explicit_bzero(key, size);
+}
+
+int wireguard_apply(const NetworkContext* ctx) {
+  print_trace(ctx, __func__);
+  Json::Value wireguard;
+  if (cmd_get_value_json(kConfiguration, wireguard) != 0) {
+    syslog(LOG_NOTICE, "error reading config %s", kConfiguration);
+    return 0;
+  }
+  if (!is_enabled(wireguard)) return 0;
+  const Json::Value interfaces = array_at(wireguard, "interfaces");
+  for (unsigned index = 0; index < interfaces.size(); ++index) {
+    if (!is_enabled(interfaces[index])) continue;
+    if (write_wireguard_network_unit_files(ctx, index, interfaces[index]) != 0) {
+      syslog(LOG_INFO, "lanfab failed creating wireguard interface wg%d", static_cast<int>(index));
+      continue;
+    }
+    run_shell("ip link add dev " + link_name(index) + " type wireguard");
+  }
+  return 0;
+}
+
+int write_wireguard_network_unit_files(const NetworkContext* ctx, unsigned index,
+                                       const Json::Value& interface_config) {
+  print_trace(ctx, __func__);
+  syslog(LOG_INFO, "configure Wireguard interface wg%d", static_cast<int>(index));
+  // Room for the 44 characters of a key, and to spare for one that is written otherwise.
+  char key[128] = "";
+  if (read_var_file(wireguard_private_key_file(link_name(index)).c_str(), key, sizeof key) != 0) {
+    syslog(LOG_NOTICE, "error reading wireguard private key file");
+    return -1;
+  }
+  const int netdev_result = write_netdev_unit(ctx, index, interface_config, key, sizeof key);
+  explicit_bzero(key, sizeof key);
+  if (netdev_result != 0) {
+    syslog(LOG_NOTICE, "wireguard error writing wireguard netdev unit file");
+    return -1;
+  }
+  if (write_network_unit(ctx, index, interface_config) != 0) {
+    syslog(LOG_NOTICE, "error writing wireguard network unit file");
+    return -1;
+  }
+  return 0;
+}
