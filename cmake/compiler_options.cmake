@@ -1,4 +1,4 @@
-# Warnings and sanitizers, the same for every target of this build.
+# Warnings, sanitizers and hardening, the same for every target of this build.
 add_compile_options(
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wformat=2 -Wnull-dereference
   -Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual -Wundef)
@@ -11,3 +11,14 @@ if(LANFAB_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
 endif()
+
+if(CMAKE_BUILD_TYPE STREQUAL Release)
+  # For size: the program's own work is small, and flash is dear.
+  set(CMAKE_CXX_FLAGS_RELEASE "-Os -DNDEBUG")
+  set(CMAKE_INTERPROCEDURAL_OPTIMIZATION ON)
+  add_compile_options(-ffunction-sections -fdata-sections -fstack-protector-strong)
+  add_compile_definitions(_FORTIFY_SOURCE=2)
+  add_link_options(-Wl,--gc-sections -Wl,-z,relro,-z,now -Wl,--as-needed)
+endif()
+include(CheckPIESupported)
+check_pie_supported()
