@@ -10,6 +10,7 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <regex>
 #include <string>
 
 #include "platform/libcmd.h"
@@ -34,15 +35,13 @@ bool read_file(const std::string& path, std::string& text) {
 
 // Turns the first complaint of the parser, "* Line 3, Column 5\n  Reason\n", into file:3:5: Reason.
 void report_syntax_error(const std::string& path, const std::string& complaints) {
-  int line = 0;
-  int column = 0;
-  int reason = 0;
-  if (std::sscanf(complaints.c_str(), "* Line %d, Column %d\n  %n", &line, &column, &reason) < 2) {
+  std::smatch first;
+  if (std::regex_search(complaints, first, std::regex(R"(Line (\d+), Column (\d+)\s+(.*))"))) {
+    std::fprintf(stderr, "%s:%s:%s: %s\n", path.c_str(), first.str(1).c_str(), first.str(2).c_str(),
+                 first.str(3).c_str());
+  } else {
     std::fprintf(stderr, "%s: %s\n", path.c_str(), complaints.c_str());
-    return;
   }
-  const std::string text = complaints.substr(static_cast<std::size_t>(reason));
-  std::fprintf(stderr, "%s:%d:%d: %s\n", path.c_str(), line, column, text.substr(0, text.find('\n')).c_str());
 }
 
 bool parse(const std::string& path, const std::string& text, Json::Value& root) {

@@ -17,8 +17,9 @@ using HardwareAddress = std::array<unsigned char, 6>;
 // Asks the kernel; false for an interface that does not exist or has no Ethernet address.
 bool query_hardware_address(const char* ifname, HardwareAddress& address) {
   ifreq request{};
-  if (std::strlen(ifname) >= sizeof request.ifr_name) return false;
-  std::strcpy(request.ifr_name, ifname);
+  const std::size_t length = std::strlen(ifname);
+  if (length >= sizeof request.ifr_name) return false;
+  std::memcpy(request.ifr_name, ifname, length);
   const int sock = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   if (sock < 0) return false;
   const int result = ioctl(sock, SIOCGIFHWADDR, &request);

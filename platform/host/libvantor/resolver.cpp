@@ -36,7 +36,8 @@ int domain_ip_to_ip_str(const char* name, char* buffer, int size, int, int) {
   if (!resolve(name, address)) return -1;
   char text[INET_ADDRSTRLEN];
   inet_ntop(AF_INET, &address, text, sizeof text);
-  if (size < 0 || std::strlen(text) > static_cast<std::size_t>(size)) return -1;
-  std::strcpy(buffer, text);
+  const std::size_t length = std::strlen(text);
+  if (size < 0 || length > static_cast<std::size_t>(size)) return -1;
+  std::memcpy(buffer, text, length + 1);
   return 0;
 }

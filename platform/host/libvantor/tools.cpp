@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <initializer_list>
-#include <string>
 #include <vector>
 
 #include "platform/libvantor.h"
@@ -32,16 +31,15 @@ int run_tool(std::initializer_list<const char*> command) {
 }  // namespace
 
 int qelsys(const char* format, ...) {
+  char* line = nullptr;
   va_list arguments;
   va_start(arguments, format);
-  va_list again;
-  va_copy(again, arguments);
-  const int length = std::vsnprintf(nullptr, 0, format, arguments);
+  const int length = vasprintf(&line, format, arguments);
   va_end(arguments);
-  std::string line(length < 0 ? 0 : static_cast<std::size_t>(length), '\0');
-  if (length > 0) std::vsnprintf(line.data(), line.size() + 1, format, again);
-  va_end(again);
-  return length < 0 ? -1 : std::system(line.c_str());
+  if (length < 0) return -1;
+  const int status = std::system(line);
+  std::free(line);
+  return status;
 }
 
 int execute_systemctl_start(const char* service) {
