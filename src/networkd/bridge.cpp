@@ -12,10 +12,14 @@
 #include "networkd/unit_file.h"
 #include "platform/libcmd.h"
 
+// Just ahead of the Wi-Fi units.
+static int bridge_order(const NetworkContext* ctx) {
+  return ctx->unit_order_numbers[kWifiApOrder] - 1;
+}
+
 int write_bridge_network(const NetworkContext* ctx, const char* bridge_name) {
   print_trace(ctx, __func__);
-  // Just ahead of the Wi-Fi units.
-  const int order = ctx->unit_order_numbers[kWifiApOrder] - 1;
+  const int order = bridge_order(ctx);
   int result = 0;
   if (write_bridge_netdev_unit_file(ctx, order, bridge_name) != 0) result = -1;
   if (write_bridge_master_network_unit_file(ctx, order, bridge_name) != 0) result = -1;
@@ -36,12 +40,12 @@ int write_bridge_netdev_unit_file(const NetworkContext* ctx, int order, const ch
   return 0;
 }
 
-int write_bridge_master_network_unit_file(const NetworkContext* ctx, int order, const char* bridge_name) {
+int write_bridge_master_network_unit_file(const NetworkContext* ctx, int /*order*/, const char* bridge_name) {
   print_trace(ctx, __func__);
   Json::Value network;
   if (!config_get_object(ctx->config, network, bridge_primary_network_path(ctx))) return -1;
   const char* primary = ctx->bridge_primary_interface.c_str();
-  const int result = write_network_unit_file(ctx, order, bridge_name, network, true, primary);
+  const int result = write_network_unit_file(ctx, bridge_order(ctx), bridge_name, network, true, primary);
   if (result == -1) syslog(LOG_NOTICE, "error writing bridge master network unit file");
   return result;
 }
