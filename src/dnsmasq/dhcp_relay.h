@@ -9,8 +9,8 @@
 
 #include "config/network_context.h"
 
-// Writes the relay lines of the interface from its "network" object of the configuration. Returns -1 in every
-// case; nobody asks.
+// Writes the relay lines of the interface from its "network" object of the configuration. Returns -1
+// in every case; nobody asks.
 int dnsmasq_add_dhcp_relay(const NetworkContext* ctx, std::FILE* file, const char* ifname);
 
 // Writes the lines for the server, an address or a name, at `key` of the "dhcp" object; `local_ip` is the

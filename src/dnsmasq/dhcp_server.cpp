@@ -11,12 +11,16 @@
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
 
+namespace {
+
 // What a section needs from a "network" object.
 struct DhcpNetwork {
   std::string ipv4;
   int prefix = 0;
   Json::Value dhcp;
 };
+
+}  // namespace
 
 // False when one of the three is missing.
 static bool read_dhcp_network(const Json::Value& object, const std::string& path, DhcpNetwork& network) {

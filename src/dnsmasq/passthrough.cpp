@@ -10,10 +10,10 @@
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
 
-namespace {
-
 // The operation that the log names.
 constexpr char kOperation[] = "dnsmasq_add_eth_interface";
+
+namespace {
 
 // What the device behind the port is given.
 struct Handout {
@@ -34,13 +34,15 @@ struct Port {
 
 enum class Section { kAutomatic, kStaticFallback, kStaticWwan, kOrdinaryPort };
 
-std::string string_at(const NetworkContext* ctx, const std::string& path, const char* default_text) {
+}  // namespace
+
+static std::string string_at(const NetworkContext* ctx, const std::string& path, const char* default_text) {
   std::string text = default_text;
   config_get_string(ctx->config, text, path);
   return text;
 }
 
-Handout wwan_handout(const NetworkContext* ctx, const Port& port) {
+static Handout wwan_handout(const NetworkContext* ctx, const Port& port) {
   char client[kIpv4TextSize] = "";
   char gateway[kIpv4TextSize] = "";
   char netmask[kIpv4TextSize] = "";
@@ -51,12 +53,12 @@ Handout wwan_handout(const NetworkContext* ctx, const Port& port) {
 }
 
 // The lease time of the cellular address has no say here.
-Handout fallback_handout(const NetworkContext* ctx, const Port& port) {
+static Handout fallback_handout(const NetworkContext* ctx, const Port& port) {
   return {true, port.pair->device, port.pair->gateway, kSecondaryNetmask,
           string_at(ctx, port.network + ".dhcp.secondary_leasetime", "2m")};
 }
 
-Handout current_handout(const NetworkContext* ctx, const Port& port) {
+static Handout current_handout(const NetworkContext* ctx, const Port& port) {
   if (!is_cell_connected()) {
     syslog(LOG_NOTICE, "dnsmasq: wwan link down");
     syslog(LOG_NOTICE, "dnsmasq: no WWAN connection, using secondary ip %s and dhcp %s", port.pair->gateway,
@@ -71,7 +73,7 @@ Handout current_handout(const NetworkContext* ctx, const Port& port) {
   return fallback_handout(ctx, port);
 }
 
-Section choose_section(const NetworkContext* ctx, const Port& port, const Handout& handout) {
+static Section choose_section(const NetworkContext* ctx, const Port& port, const Handout& handout) {
   // All that "disable_dhcp_secondary" does, and it is meant to do no more.
   if (!handout.is_fallback && is_true(ctx->config, port.network + ".dhcp.disable_dhcp_secondary") &&
       handout.gateway == port.pair->gateway) {
@@ -83,7 +85,7 @@ Section choose_section(const NetworkContext* ctx, const Port& port, const Handou
 }
 
 // A pool of exactly one address, and the options that go with it: the netmask before the router.
-void write_one_address_pool(std::FILE* file, const Port& port, const Handout& handout) {
+static void write_one_address_pool(std::FILE* file, const Port& port, const Handout& handout) {
   std::fprintf(file, "dhcp-range=%s,%s,%s,%s\n", port.ifname, handout.client.c_str(), handout.client.c_str(),
                handout.leasetime.c_str());
   std::fprintf(file, "dhcp-option=%s,1,%s\n", port.ifname, handout.netmask.c_str());
@@ -91,7 +93,7 @@ void write_one_address_pool(std::FILE* file, const Port& port, const Handout& ha
   std::fprintf(file, "dhcp-option=%s,6,%s\n\n", port.ifname, handout.gateway.c_str());
 }
 
-void write_automatic_section(std::FILE* file, const Port& port, const Handout& handout) {
+static void write_automatic_section(std::FILE* file, const Port& port, const Handout& handout) {
   syslog(LOG_NOTICE, "%s: configure dnsmasq for passthrough_auto %s", kOperation, port.ifname);
   std::fprintf(file, "\n# pass-through automatic mode DHCP on %s\n", port.ifname);
   std::fprintf(file, "dhcp-host=%s,%s\n", port.mac, handout.gateway.c_str());
@@ -99,7 +101,7 @@ void write_automatic_section(std::FILE* file, const Port& port, const Handout& h
 }
 
 // Returns the port's configured address.
-std::string write_static_head(const NetworkContext* ctx, std::FILE* file, const Port& port) {
+static std::string write_static_head(const NetworkContext* ctx, std::FILE* file, const Port& port) {
   syslog(LOG_NOTICE, "%s: configure dnsmasq for passthrough_static %s", kOperation, port.ifname);
   std::string ipv4 = string_at(ctx, port.network + ".ipv4", "");
   std::fprintf(file, "\n# pass-through static mode DHCP on %s\n", port.ifname);
@@ -107,15 +109,15 @@ std::string write_static_head(const NetworkContext* ctx, std::FILE* file, const 
   return ipv4;
 }
 
-void write_static_fallback_section(const NetworkContext* ctx, std::FILE* file, const Port& port,
-                                   const Handout& handout) {
+static void write_static_fallback_section(const NetworkContext* ctx, std::FILE* file, const Port& port,
+                                          const Handout& handout) {
   write_static_head(ctx, file, port);
   syslog(LOG_NOTICE, "configure dnsmasq for passthrough_static secondary fallback %s", port.ifname);
   write_one_address_pool(file, port, handout);
 }
 
-void write_static_wwan_section(const NetworkContext* ctx, std::FILE* file, const Port& port,
-                               const Handout& handout) {
+static void write_static_wwan_section(const NetworkContext* ctx, std::FILE* file, const Port& port,
+                                      const Handout& handout) {
   const std::string ipv4 = write_static_head(ctx, file, port);
   // The two blanks are meant.
   syslog(LOG_NOTICE, "configure dnsmasq for passthrough_static  %s", port.ifname);
@@ -135,8 +137,6 @@ void write_static_wwan_section(const NetworkContext* ctx, std::FILE* file, const
   }
   std::fprintf(file, "dhcp-option=%s,6,%s\n\n", port.ifname, ipv4.c_str());
 }
-
-}  // namespace
 
 bool dnsmasq_add_passthrough(const NetworkContext* ctx, std::FILE* file, const char* port_name) {
   syslog(LOG_NOTICE, "%s: update dnsmasq for pass-through mode", kOperation);

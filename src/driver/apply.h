@@ -13,8 +13,8 @@ inline constexpr char kPostNetworkdStartScript[] = "/var/run/post_networkd_start
 // "--pulse-ethernet". Returns 0, or -1 when a step failed; systemd-networkd is then left alone.
 int apply(const NetworkContext* ctx, bool pulse);
 
-// Writes what depends on the cellular link and starts or restarts systemd-networkd. Returns the result of the
-// cellular interface.
+// Writes what depends on the cellular link and starts or restarts systemd-networkd. Returns the result
+// of the cellular interface.
 int wwan_apply(const NetworkContext* ctx);
 
 // Records the hardware address of the port "eth0" or "eth1" in the system database.

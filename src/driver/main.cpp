@@ -15,11 +15,9 @@
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
 
-namespace {
-
 constexpr char kLockFile[] = "/var/run/LANFAB_LOCKED";
 
-bool scan_pulse_switch(int argc, char* argv[], int action_index) {
+static bool scan_pulse_switch(int argc, char* argv[], int action_index) {
   bool pulse = false;
   for (int i = action_index + 1; i < argc; ++i) {
     if (std::strcmp(argv[i], "--pulse-ethernet") != 0) continue;
@@ -29,9 +27,9 @@ bool scan_pulse_switch(int argc, char* argv[], int action_index) {
   return pulse;
 }
 
-// Waits without a limit. Testing and taking are two steps, so two runs that test at the same instant both go
-// on.
-void take_lock() {
+// Waits without a limit. Testing and taking are two steps, so two runs that test at the
+// same instant both go on.
+static void take_lock() {
   while (file_exists(kLockFile)) {
     syslog(LOG_NOTICE, "cmd_lanfab is locked, waiting");
     sleep(1);
@@ -40,19 +38,19 @@ void take_lock() {
   qelsys("/bin/touch %s", kLockFile);
 }
 
-void release_lock() {
+static void release_lock() {
   syslog(LOG_NOTICE, "cmd_lanfab clear lock");
   delete_file(kLockFile);
 }
 
-int run_apply(bool pulse) {
+static int run_apply(bool pulse) {
   int status = -1;
   {
     const auto ctx = std::make_unique<NetworkContext>(true);
     if (is_initialized(ctx.get())) {
       status = apply(ctx.get(), pulse);
-      // A dnsmasq configuration that cannot be written does not fail the action, it only leaves dnsmasq
-      // alone.
+      // A dnsmasq configuration that cannot be written does not fail the action, it only
+      // leaves dnsmasq alone.
       if (status == 0 && dnsmasq_apply(ctx.get()) == 0) execute_systemctl_restart("dnsmasq");
     }
   }
@@ -60,7 +58,7 @@ int run_apply(bool pulse) {
   return status;
 }
 
-int run_wwan_apply() {
+static int run_wwan_apply() {
   const auto ctx = std::make_unique<NetworkContext>(false);
   if (!is_initialized(ctx.get())) return -1;
   const int status = wwan_apply(ctx.get());
@@ -72,7 +70,7 @@ int run_wwan_apply() {
   return status;
 }
 
-int run_dnsmasq() {
+static int run_dnsmasq() {
   int status = -1;
   {
     const auto ctx = std::make_unique<NetworkContext>(false);
@@ -85,14 +83,12 @@ int run_dnsmasq() {
   return status;
 }
 
-int run_action(const std::string& action, bool pulse) {
+static int run_action(const std::string& action, bool pulse) {
   if (action == "APPLY") return run_apply(pulse);
   if (action == "WWAN_APPLY") return run_wwan_apply();
   if (action == "DNSMASQ") return run_dnsmasq();
   return -1;
 }
-
-}  // namespace
 
 int main(int argc, char* argv[]) {
   // systemd-networkd and dnsmasq read as users of their own, whatever the caller's mask.

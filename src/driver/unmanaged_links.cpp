@@ -13,8 +13,6 @@
 #include "config/shell.h"
 #include "tunnels/wireguard_numbers.h"
 
-namespace {
-
 // Never deleted.
 constexpr std::array<const char*, 6> kProtectedLinks = {"lo",    "can0",   "can1",
                                                         "wwan0", "wlp1s0", "wifi-aware"};
@@ -25,7 +23,7 @@ constexpr std::size_t kNameField = 3;
 constexpr std::size_t kKindField = 5;
 
 // Field `wanted` of the line, empty when it has fewer; a run of blanks holds empty fields.
-std::string blank_separated_field(const std::string& line, std::size_t wanted) {
+static std::string blank_separated_field(const std::string& line, std::size_t wanted) {
   std::size_t begin = 0;
   for (std::size_t field = 0; field < wanted; ++field) {
     const std::size_t blank = line.find(' ', begin);
@@ -35,11 +33,11 @@ std::string blank_separated_field(const std::string& line, std::size_t wanted) {
   return line.substr(begin, line.find(' ', begin) - begin);
 }
 
-bool is_protected(const std::string& ifname) {
+static bool is_protected(const std::string& ifname) {
   return std::find(kProtectedLinks.begin(), kProtectedLinks.end(), ifname) != kProtectedLinks.end();
 }
 
-void delete_wireguard_rule(const NetworkContext* ctx, const char* ifname) {
+static void delete_wireguard_rule(const NetworkContext* ctx, const char* ifname) {
   // The number follows the two letters of "wg".
   if (std::strlen(ifname) < 2) return;
   const long index = std::strtol(ifname + 2, nullptr, 10);
@@ -54,8 +52,6 @@ void delete_wireguard_rule(const NetworkContext* ctx, const char* ifname) {
   }
   run_shell("/sbin/ip rule del table " + std::to_string(table));
 }
-
-}  // namespace
 
 void clear_unmanaged_interfaces(const NetworkContext* ctx) {
   print_trace(ctx, __func__);

@@ -11,8 +11,8 @@ int write_bridge_network(const NetworkContext* ctx, const char* bridge_name);
 
 int write_bridge_netdev_unit_file(const NetworkContext* ctx, int order, const char* bridge_name);
 
-// Fails, too, when the primary member has no "network" object. The unit's number is the bridge's own,
-// whatever `order` says.
+// Fails, too, when the primary member has no "network" object. The unit's number is the bridge's
+// own, whatever `order` says.
 int write_bridge_master_network_unit_file(const NetworkContext* ctx, int order, const char* bridge_name);
 
 // Attaches the interface `member_name` to the bridge, and nothing else.

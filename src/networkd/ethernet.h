@@ -1,7 +1,7 @@
 #pragma once
 
-// The Ethernet ports: switched off, a routed or bridged LAN port with its VLANs, or a bare unit for
-// pass-through.
+// The Ethernet ports: switched off, a routed or bridged LAN port with its VLANs, or a
+// bare unit for pass-through.
 
 #include <json/json.h>
 
@@ -21,8 +21,8 @@ int write_vlan_networks(const NetworkContext* ctx, int order, const char* ifname
 // Writes the device unit of the VLAN interface `name`. Returns 0, or -1 when it cannot be opened.
 int write_vlan_netdev_unit_file(const NetworkContext* ctx, int order, const char* name, int vid);
 
-// Starts or stops telnet as the port's "network" object says; leaves it as it is when that says nothing.
-// Always 0.
+// Starts or stops telnet as the port's "network" object says; leaves it as it is when
+// that says nothing. Always 0.
 int set_telnet_service(const NetworkContext* ctx, const Json::Value& network_config);
 
 void turn_off_interface(const char* ifname);

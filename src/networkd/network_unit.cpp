@@ -15,11 +15,15 @@
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
 
+namespace {
+
 // The settings of the interface's own route.
 struct RouteSettings {
   int metric = 0;
   std::string gateway;
 };
+
+}  // namespace
 
 static void write_mtu(std::FILE* file, const char* ifname, const Json::Value& node) {
   constexpr int kDefaultMtu = 1500;
@@ -96,8 +100,8 @@ int write_network_unit_file(const NetworkContext* ctx, int order, const char* if
   return 0;
 }
 
-// The identifiers of the enabled VLANs of an "advanced.vlan" object, in their order; none when the object
-// itself is not enabled.
+// The identifiers of the enabled VLANs of an "advanced.vlan" object, in their order; none when the
+// object itself is not enabled.
 static std::vector<int> enabled_vlan_ids(const Json::Value& vlan) {
   std::vector<int> vids;
   if (!is_enabled(vlan)) return vids;

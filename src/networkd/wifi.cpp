@@ -10,8 +10,8 @@
 #include "networkd/network_unit.h"
 #include "platform/libcmd.h"
 
-// Returns 0 or -1. An access point without its "network" object gets no unit, but it is recorded all the
-// same.
+// Returns 0 or -1. An access point without its "network" object gets no unit, but it is
+// recorded all the same.
 static int write_access_point(const NetworkContext* ctx, const char* ifname) {
   syslog(LOG_NOTICE, "wifi %s AP enabled", ifname);
   if (ctx->bridge_enabled && interface_is_bridged(ctx, ifname)) {

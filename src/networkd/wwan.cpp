@@ -18,8 +18,6 @@
 #include "platform/libvantor.h"
 #include "tunnels/gre.h"
 
-namespace {
-
 // Sorts before every other unit.
 constexpr int kWwanUnitOrder = 10;
 
@@ -27,6 +25,8 @@ constexpr int kWwanUnitOrder = 10;
 // link-local range on purpose, although they look as if they were meant to be inside.
 constexpr char kPassthroughAddress[] = "169.125.7.209";
 constexpr char kPassthroughGateway[] = "169.125.7.210";
+
+namespace {
 
 // What the link manager published; an empty text is a value that is not available.
 struct WwanLink {
@@ -55,7 +55,9 @@ struct PassthroughPort {
   bool has_secondary_ip;
 };
 
-WwanLink read_wwan_link() {
+}  // namespace
+
+static WwanLink read_wwan_link() {
   WwanLink link;
   read_var_file(kWwanInterfaceFile, link.ifname, sizeof link.ifname);
   read_wwan_ipv4(link.ipv4);
@@ -67,11 +69,11 @@ WwanLink read_wwan_link() {
   return link;
 }
 
-bool is_available(const WwanLink& link) {
+static bool is_available(const WwanLink& link) {
   return *link.ifname != '\0' && *link.ipv4 != '\0' && *link.prefix != '\0' && *link.gateway != '\0';
 }
 
-WwanSettings read_settings(const Json::Value& config) {
+static WwanSettings read_settings(const Json::Value& config) {
   WwanSettings settings;
   if (is_true(config, "wireless.cell.netmask_override")) {
     config_get_int(config, &settings.prefix_override, "wireless.cell.netmask");
@@ -84,8 +86,8 @@ WwanSettings read_settings(const Json::Value& config) {
 }
 
 // The sections before [Network], which both units of pass-through mode share.
-void write_match_and_link(std::FILE* file, const char* ifname, const WwanLink& link,
-                          const WwanSettings& settings) {
+static void write_match_and_link(std::FILE* file, const char* ifname, const WwanLink& link,
+                                 const WwanSettings& settings) {
   std::fprintf(file, "[Match]\nName = %s\n", ifname);
   if (settings.mtu_override > 0) {
     std::fprintf(file, "\n[Link]\nMTUBytes = %d\n", settings.mtu_override);
@@ -94,8 +96,8 @@ void write_match_and_link(std::FILE* file, const char* ifname, const WwanLink& l
   }
 }
 
-void write_router_sections(const NetworkContext* ctx, std::FILE* file, const WwanLink& link,
-                           const WwanSettings& settings) {
+static void write_router_sections(const NetworkContext* ctx, std::FILE* file, const WwanLink& link,
+                                  const WwanSettings& settings) {
   std::fprintf(file, "\n[Network]\n");
   if (settings.prefix_override < 1) {
     std::fprintf(file, "Address = %s/%s\n", link.ipv4, link.prefix);
@@ -108,7 +110,7 @@ void write_router_sections(const NetworkContext* ctx, std::FILE* file, const Wwa
   write_static_routes(ctx, file, kWwanRouteInterface);
 }
 
-void write_passthrough_sections(std::FILE* file) {
+static void write_passthrough_sections(std::FILE* file) {
   std::fprintf(file, "\n[Network]\n");
   std::fprintf(file, "Address = %s/24\n", kPassthroughAddress);
   std::fprintf(file, "IPv4ProxyARP = yes\n");
@@ -120,7 +122,7 @@ void write_passthrough_sections(std::FILE* file) {
 
 // Starts from the cellular gateway's address and the cellular prefix. The two ports are read differently on
 // purpose: eth1 takes what its configuration holds, even an empty address or a prefix of 0; eth0 does not.
-PassthroughPort read_passthrough_port(const NetworkContext* ctx, const WwanLink& link) {
+static PassthroughPort read_passthrough_port(const NetworkContext* ctx, const WwanLink& link) {
   const bool is_eth0 = ctx->passthrough_interface == "eth0";
   PassthroughPort port{is_eth0 ? "eth0" : "eth1", ctx->unit_order_numbers[is_eth0 ? kEth0Order : kEth1Order],
                        link.gateway, static_cast<int>(std::strtol(link.prefix, nullptr, 10)), false};
@@ -138,7 +140,7 @@ PassthroughPort read_passthrough_port(const NetworkContext* ctx, const WwanLink&
 }
 
 // Whether the port is without a usable DHCP range of its own: each end is empty or the port's own address.
-bool lacks_dhcp_range(const NetworkContext* ctx, const PassthroughPort& port) {
+static bool lacks_dhcp_range(const NetworkContext* ctx, const PassthroughPort& port) {
   const std::string dhcp = std::string("wired.") + port.ifname + ".network.dhcp";
   std::string start;
   std::string end;
@@ -148,7 +150,7 @@ bool lacks_dhcp_range(const NetworkContext* ctx, const PassthroughPort& port) {
 }
 
 // Has the connected route of the port's subnet removed again once systemd-networkd has started.
-void schedule_route_deletion(const NetworkContext* ctx, const PassthroughPort& port) {
+static void schedule_route_deletion(const NetworkContext* ctx, const PassthroughPort& port) {
   char subnet[24] = "";
   if (get_cidr_subnet(port.address.c_str(), port.prefix, subnet) != 0) return;
   const std::string command = std::string("/sbin/ip route delete ") + subnet + " dev " + port.ifname;
@@ -156,8 +158,8 @@ void schedule_route_deletion(const NetworkContext* ctx, const PassthroughPort& p
 }
 
 // Writes the "Address =" line of the port. Returns whether the device behind it needs a host route.
-bool write_port_address(const NetworkContext* ctx, std::FILE* file, const PassthroughPort& port,
-                        const WwanLink& link, const WwanSettings& settings) {
+static bool write_port_address(const NetworkContext* ctx, std::FILE* file, const PassthroughPort& port,
+                               const WwanLink& link, const WwanSettings& settings) {
   if (ctx->passthrough_auto) {
     const int prefix = settings.prefix_override >= 1 ? settings.prefix_override : port.prefix;
     std::fprintf(file, "Address = %s/%d\n", link.gateway, prefix);
@@ -169,15 +171,15 @@ bool write_port_address(const NetworkContext* ctx, std::FILE* file, const Passth
   return true;
 }
 
-void write_port_secondary_ip(std::FILE* file, const PassthroughPort& port) {
+static void write_port_secondary_ip(std::FILE* file, const PassthroughPort& port) {
   if (!port.has_secondary_ip) return;
   std::fprintf(file, "\n[Address]\nAddress = %s/%d\n", secondary_pair_of(port.ifname)->gateway,
                netmask_to_cidr(kSecondaryNetmask));
 }
 
 // A port unit that cannot be opened is logged and changes no result: the cellular unit stands.
-void write_passthrough_port_unit(const NetworkContext* ctx, const WwanLink& link,
-                                 const WwanSettings& settings) {
+static void write_passthrough_port_unit(const NetworkContext* ctx, const WwanLink& link,
+                                        const WwanSettings& settings) {
   syslog(LOG_NOTICE, "configure ethernet unit file for pass-through mode");
   const PassthroughPort port = read_passthrough_port(ctx, link);
   const OpenFile owner(open_unit_file(ctx, port.order, port.ifname, "network"));
@@ -199,8 +201,6 @@ void write_passthrough_port_unit(const NetworkContext* ctx, const WwanLink& link
   }
   write_static_routes(ctx, file, port.ifname);
 }
-
-}  // namespace
 
 int init_wwan_interface(const NetworkContext* ctx) {
   print_trace(ctx, __func__);

@@ -8,8 +8,8 @@
 
 #include "config/network_context.h"
 
-// The name by which the configuration's routes mean the cellular interface, whatever the link manager calls
-// it.
+// The name by which the configuration's routes mean the cellular interface, whatever the
+// link manager calls it.
 inline constexpr char kWwanRouteInterface[] = "wwan0";
 
 // The path of the script for `ifname`.

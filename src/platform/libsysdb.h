@@ -1,7 +1,7 @@
 #pragma once
 
-// The device's system database: text values by key, in a default database and in named ones. All calls
-// return 0 on success.
+// The device's system database: text values by key, in a default database and in named ones. All
+// calls return 0 on success.
 
 // Reads an integer. `database` 0 is the default database. `value` is left alone on failure.
 int sysdb_read_int(int database, const char* key, int* value);

@@ -34,8 +34,8 @@ int get_if_hw_addr(const char* ifname, char* buffer);
 // The same with colons between the bytes (18 bytes).
 int get_if_hw_addr_formatted(const char* ifname, char* buffer);
 
-// The dotted netmask of a prefix length from 0 to 32 into `buffer` (16 bytes), which is returned; empty text
-// for any other prefix.
+// The dotted netmask of a prefix length from 0 to 32 into `buffer` (16 bytes), which is returned; empty
+// text for any other prefix.
 char* cidr_to_netmask(int prefix, char* buffer);
 
 // The prefix length of a dotted netmask; -1 for a text that is none.

@@ -39,8 +39,8 @@ int gre_apply(const NetworkContext* ctx) {
   return 0;
 }
 
-// Writes the "Local =" line of `local_ip`, or logs `unavailable` when the cellular address is asked for and
-// the link has none.
+// Writes the "Local =" line of `local_ip`, or logs `unavailable` when the cellular address is asked
+// for and the link has none.
 static void write_local(std::FILE* file, const std::string& local_ip, const char* unavailable) {
   std::string address = local_ip;
   if (local_ip == kDynamicAddress) {

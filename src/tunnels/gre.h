@@ -1,8 +1,8 @@
 #pragma once
 
-// GRE tunnels: the tunnel at position `index` of "tunnels.gre" is gre-tun<index + 1>, its units begin with
-// index + 70, and traffic that arrives through it can be sent back through it by the routing table index +
-// 308.
+// GRE tunnels: the tunnel at position `index` of "tunnels.gre" is gre-tun<index + 1>, its units
+// begin with index + 70, and traffic that arrives through it can be sent back through it by the
+// routing table index + 308.
 
 #include <json/json.h>
 

@@ -15,22 +15,20 @@
 #include "platform/libvantor.h"
 #include "tunnels/wireguard_numbers.h"
 
-namespace {
-
 constexpr char kConfiguration[] = "network.tunnels.wireguard";
 // Both units of every interface; their numbers tell them apart.
 constexpr char kUnitName[] = "wireguard";
 
-std::string link_name(unsigned index) {
+static std::string link_name(unsigned index) {
   return "wg" + std::to_string(index);
 }
 
-int unit_order(unsigned index) {
+static int unit_order(unsigned index) {
   return 44 + static_cast<int>(index);
 }
 
 // Lets root and systemd-networkd, and nobody else, read what is going to be written.
-void restrict_to_networkd(std::FILE* file) {
+static void restrict_to_networkd(std::FILE* file) {
   const int descriptor = fileno(file);
   fchmod(descriptor, 0640);
   const group* networkd = getgrnam("systemd-network");
@@ -40,14 +38,15 @@ void restrict_to_networkd(std::FILE* file) {
 }
 
 // Writes the line of `option` for the string at `key`, when there is one that is not empty.
-void write_optional_text(std::FILE* file, const Json::Value& peer, const char* key, const char* option) {
+static void write_optional_text(std::FILE* file, const Json::Value& peer, const char* key,
+                                const char* option) {
   std::string text;
   if (config_get_string(peer, text, key) && !text.empty()) {
     std::fprintf(file, "%s = %s\n", option, text.c_str());
   }
 }
 
-void write_peer(std::FILE* file, const Json::Value& peer) {
+static void write_peer(std::FILE* file, const Json::Value& peer) {
   std::string text;
   if (!config_get_string(peer, text, "public_key") || text.empty()) {
     syslog(LOG_NOTICE, "error, wireguard peer public key is required");
@@ -65,7 +64,7 @@ void write_peer(std::FILE* file, const Json::Value& peer) {
 }
 
 // A [Route] section for each piece between commas, blanks and all.
-void write_peer_routes(std::FILE* file, const Json::Value& peer, int table) {
+static void write_peer_routes(std::FILE* file, const Json::Value& peer, int table) {
   std::string allowed_ips;
   if (!config_get_string(peer, allowed_ips, "allowed_ips")) return;
   std::size_t begin = 0;
@@ -79,7 +78,7 @@ void write_peer_routes(std::FILE* file, const Json::Value& peer, int table) {
 
 // All traffic without the tunnel's mark goes into its table, but the main table keeps every route that is
 // more specific than a default route.
-void write_policy_rules(std::FILE* file, int table) {
+static void write_policy_rules(std::FILE* file, int table) {
   std::fprintf(file,
                "\n[RoutingPolicyRule]\nFamily = both\nInvertRule = true\nFirewallMark = %d\nTable = %d\n",
                table, table);
@@ -87,8 +86,8 @@ void write_policy_rules(std::FILE* file, int table) {
 }
 
 // Returns 0, or -1 when the unit cannot be opened.
-int write_netdev_unit(const NetworkContext* ctx, unsigned index, const Json::Value& interface_config,
-                      char* key, std::size_t key_size) {
+static int write_netdev_unit(const NetworkContext* ctx, unsigned index, const Json::Value& interface_config,
+                             char* key, std::size_t key_size) {
   const OpenFile file(open_unit_file(ctx, unit_order(index), kUnitName, "netdev"));
   if (file == nullptr) return -1;
   restrict_to_networkd(file.get());
@@ -101,7 +100,8 @@ int write_netdev_unit(const NetworkContext* ctx, unsigned index, const Json::Val
 }
 
 // Returns 0, or -1 when the unit cannot be opened.
-int write_network_unit(const NetworkContext* ctx, unsigned index, const Json::Value& interface_config) {
+static int write_network_unit(const NetworkContext* ctx, unsigned index,
+                              const Json::Value& interface_config) {
   const OpenFile file(open_unit_file(ctx, unit_order(index), kUnitName, "network"));
   if (file == nullptr) return -1;
   const int table = wireguard_table(static_cast<int>(index));
@@ -116,8 +116,6 @@ int write_network_unit(const NetworkContext* ctx, unsigned index, const Json::Va
   write_policy_rules(file.get(), table);
   return 0;
 }
-
-}  // namespace
 
 std::string wireguard_private_key_file(const std::string& name) {
   return "/var/data/qel/.wg/" + name + "-private.key";

@@ -14,8 +14,8 @@
 // The file with the private key of the link `name`.
 std::string wireguard_private_key_file(const std::string& name);
 
-// Writes the section's head and the line of the private key, and wipes the buffer of `size` bytes that held
-// it.
+// Writes the section's head and the line of the private key, and wipes the buffer of
+// `size` bytes that held it.
 void write_wireguard_private_key(std::FILE* file, char* key, std::size_t size);
 
 // Writes the units of every enabled interface and creates its link. Always 0; a failing interface is logged

@@ -3,10 +3,8 @@
 
 #include "platform/libcmd.h"
 
-namespace {
-
 // The value at the dotted `path` below `object`, or null when a component is missing.
-const Json::Value* find_path(const Json::Value& object, const std::string& path) {
+static const Json::Value* find_path(const Json::Value& object, const std::string& path) {
   const Json::Value* value = &object;
   std::size_t begin = 0;
   while (true) {
@@ -18,12 +16,11 @@ const Json::Value* find_path(const Json::Value& object, const std::string& path)
   }
 }
 
-const Json::Value* find_typed(const Json::Value& object, Json::ValueType type, const std::string& path) {
+static const Json::Value* find_typed(const Json::Value& object, Json::ValueType type,
+                                     const std::string& path) {
   const Json::Value* value = find_path(object, path);
   return value != nullptr && value->type() == type ? value : nullptr;
 }
-
-}  // namespace
 
 bool config_get_bool(const Json::Value& object, bool* out, const std::string& path) {
   const Json::Value* value = find_typed(object, Json::booleanValue, path);

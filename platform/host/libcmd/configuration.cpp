@@ -15,16 +15,14 @@
 
 #include "platform/libcmd.h"
 
-namespace {
-
 constexpr char kDefaultDirectory[] = "/etc/lanfab";
 
-std::string configuration_file(const std::string& object_name) {
+static std::string configuration_file(const std::string& object_name) {
   const char* directory = std::getenv("LANFAB_CONFIG_DIR");
   return std::string(directory != nullptr ? directory : kDefaultDirectory) + "/" + object_name + ".json";
 }
 
-bool read_file(const std::string& path, std::string& text) {
+static bool read_file(const std::string& path, std::string& text) {
   errno = 0;
   std::ifstream file(path, std::ios::binary);
   if (file) text.assign(std::istreambuf_iterator<char>(file), {});
@@ -34,7 +32,7 @@ bool read_file(const std::string& path, std::string& text) {
 }
 
 // Turns the first complaint of the parser, "* Line 3, Column 5\n  Reason\n", into file:3:5: Reason.
-void report_syntax_error(const std::string& path, const std::string& complaints) {
+static void report_syntax_error(const std::string& path, const std::string& complaints) {
   std::smatch first;
   if (std::regex_search(complaints, first, std::regex(R"(Line (\d+), Column (\d+)\s+(.*))"))) {
     std::fprintf(stderr, "%s:%s:%s: %s\n", path.c_str(), first.str(1).c_str(), first.str(2).c_str(),
@@ -44,7 +42,7 @@ void report_syntax_error(const std::string& path, const std::string& complaints)
   }
 }
 
-bool parse(const std::string& path, const std::string& text, Json::Value& root) {
+static bool parse(const std::string& path, const std::string& text, Json::Value& root) {
   Json::CharReaderBuilder builder;
   Json::CharReaderBuilder::strictMode(&builder.settings_);
   const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
@@ -58,8 +56,6 @@ bool parse(const std::string& path, const std::string& text, Json::Value& root) 
   report_syntax_error(path, complaints);
   return false;
 }
-
-}  // namespace
 
 int cmd_get_value_json(const std::string& name, Json::Value& value) {
   const std::size_t dot = name.find('.');

@@ -10,12 +10,12 @@
 
 #include "platform/libsysdb.h"
 
-namespace {
-
 constexpr char kDefaultFile[] = "/var/run/sysdb.sqlite3";
 constexpr char kDefaultDatabase[] = "";
 // How long a call waits for another process that is writing.
 constexpr int kBusyTimeoutMs = 5000;
+
+namespace {
 
 struct CloseDatabase {
   void operator()(sqlite3* database) const {
@@ -31,7 +31,9 @@ struct FinalizeStatement {
 };
 using Statement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
 
-Database open_database(int flags) {
+}  // namespace
+
+static Database open_database(int flags) {
   const char* path = std::getenv("LANFAB_SYSDB");
   sqlite3* database = nullptr;
   const int result = sqlite3_open_v2(path != nullptr ? path : kDefaultFile, &database, flags, nullptr);
@@ -42,7 +44,7 @@ Database open_database(int flags) {
 }
 
 // Prepares `sql` with the texts bound to its parameters in order; the texts must outlive the statement.
-Statement prepare(sqlite3* database, const char* sql, std::initializer_list<const char*> texts) {
+static Statement prepare(sqlite3* database, const char* sql, std::initializer_list<const char*> texts) {
   sqlite3_stmt* statement = nullptr;
   if (sqlite3_prepare_v2(database, sql, -1, &statement, nullptr) != SQLITE_OK) return nullptr;
   Statement owner(statement);
@@ -53,7 +55,7 @@ Statement prepare(sqlite3* database, const char* sql, std::initializer_list<cons
   return owner;
 }
 
-int write_entry(const char* database_name, const char* key, const char* value) {
+static int write_entry(const char* database_name, const char* key, const char* value) {
   const Database database = open_database(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
   if (database == nullptr) return -1;
   constexpr char kCreate[] =
@@ -63,8 +65,6 @@ int write_entry(const char* database_name, const char* key, const char* value) {
       prepare(database.get(), "INSERT OR REPLACE INTO entries VALUES(?, ?, ?)", {database_name, key, value});
   return write != nullptr && sqlite3_step(write.get()) == SQLITE_DONE ? 0 : -1;
 }
-
-}  // namespace
 
 int sysdb_read_int(int /*database*/, const char* key, int* value) {
   const Database database = open_database(SQLITE_OPEN_READONLY);

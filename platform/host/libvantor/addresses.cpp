@@ -5,21 +5,17 @@
 
 #include "platform/libvantor.h"
 
-namespace {
-
 constexpr int kMaxPrefix = 32;
 constexpr std::size_t kSubnetSize = 24;
 
-bool is_prefix(int prefix) {
+static bool is_prefix(int prefix) {
   return prefix >= 0 && prefix <= kMaxPrefix;
 }
 
 // The netmask of a valid prefix, in host byte order.
-std::uint32_t mask_bits(int prefix) {
+static std::uint32_t mask_bits(int prefix) {
   return prefix == 0 ? 0 : UINT32_MAX << (kMaxPrefix - prefix);
 }
-
-}  // namespace
 
 char* cidr_to_netmask(int prefix, char* buffer) {
   buffer[0] = '\0';

@@ -10,12 +10,10 @@
 
 #include "platform/libvantor.h"
 
-namespace {
-
 using HardwareAddress = std::array<unsigned char, 6>;
 
 // Asks the kernel; false for an interface that does not exist or has no Ethernet address.
-bool query_hardware_address(const char* ifname, HardwareAddress& address) {
+static bool query_hardware_address(const char* ifname, HardwareAddress& address) {
   ifreq request{};
   const std::size_t length = std::strlen(ifname);
   if (length >= sizeof request.ifr_name) return false;
@@ -30,7 +28,7 @@ bool query_hardware_address(const char* ifname, HardwareAddress& address) {
 }
 
 // Writes the six bytes as lower-case hexadecimal digits with `separator` between them.
-int write_hardware_address(const char* ifname, const char* separator, char* buffer, std::size_t size) {
+static int write_hardware_address(const char* ifname, const char* separator, char* buffer, std::size_t size) {
   buffer[0] = '\0';
   HardwareAddress address{};
   if (!query_hardware_address(ifname, address)) return -1;
@@ -38,8 +36,6 @@ int write_hardware_address(const char* ifname, const char* separator, char* buff
                 separator, address[2], separator, address[3], separator, address[4], separator, address[5]);
   return 0;
 }
-
-}  // namespace
 
 int get_if_hw_addr(const char* ifname, char* buffer) {
   return write_hardware_address(ifname, "", buffer, 16);

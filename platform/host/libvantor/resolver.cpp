@@ -15,8 +15,10 @@ struct FreeAddresses {
   }
 };
 
+}  // namespace
+
 // The first IPv4 address of `name`; a dotted address is its own answer and asks nobody.
-bool resolve(const char* name, in_addr& address) {
+static bool resolve(const char* name, in_addr& address) {
   if (inet_pton(AF_INET, name, &address) == 1) return true;
   addrinfo hints{};
   hints.ai_family = AF_INET;
@@ -27,8 +29,6 @@ bool resolve(const char* name, in_addr& address) {
   address = reinterpret_cast<const sockaddr_in*>(found->ai_addr)->sin_addr;
   return true;
 }
-
-}  // namespace
 
 int domain_ip_to_ip_str(const char* name, char* buffer, int size, int, int) {
   buffer[0] = '\0';

@@ -11,10 +11,8 @@
 
 #include "platform/libvantor.h"
 
-namespace {
-
 // Runs a tool without a shell and waits for it; returns its exit status, -1 when it did not run or exit.
-int run_tool(std::initializer_list<const char*> command) {
+static int run_tool(std::initializer_list<const char*> command) {
   std::vector<char*> argv;
   for (const char* word : command)
     argv.push_back(const_cast<char*>(word));
@@ -27,8 +25,6 @@ int run_tool(std::initializer_list<const char*> command) {
   }
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
-
-}  // namespace
 
 int qelsys(const char* format, ...) {
   char* line = nullptr;
