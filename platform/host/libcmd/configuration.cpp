@@ -7,8 +7,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <regex>
 #include <string>
@@ -23,22 +21,33 @@ static std::string configuration_file(const std::string& object_name) {
 }
 
 static bool read_file(const std::string& path, std::string& text) {
-  errno = 0;
-  std::ifstream file(path, std::ios::binary);
-  if (file) text.assign(std::istreambuf_iterator<char>(file), {});
-  if (file && errno == 0) return true;
-  std::fprintf(stderr, "%s: %s\n", path.c_str(), std::strerror(errno));
-  return false;
+  std::FILE* file = std::fopen(path.c_str(), "rb");
+  bool is_read = file != nullptr;
+  if (file != nullptr) {
+    char block[4096];
+    while (const std::size_t size = std::fread(block, 1, sizeof block, file))
+      text.append(block, size);
+    is_read = std::ferror(file) == 0;
+  }
+  // Before fclose, which may change errno.
+  if (!is_read) std::fprintf(stderr, "%s: %s\n", path.c_str(), std::strerror(errno));
+  if (file != nullptr) std::fclose(file);
+  return is_read;
 }
 
-// Turns the first complaint of the parser, "* Line 3, Column 5\n  Reason\n", into file:3:5: Reason.
+// What is wrong with the value that begins at this line and column.
+static void report(const std::string& path, const std::string& line, const std::string& column,
+                   const std::string& reason) {
+  std::fprintf(stderr, "%s:%s:%s: %s\n", path.c_str(), line.c_str(), column.c_str(), reason.c_str());
+}
+
+// Reports the first complaint of the parser, "* Line 3, Column 5\n  Reason\n".
 static void report_syntax_error(const std::string& path, const std::string& complaints) {
   std::smatch first;
   if (std::regex_search(complaints, first, std::regex(R"(Line (\d+), Column (\d+)\s+(.*))"))) {
-    std::fprintf(stderr, "%s:%s:%s: %s\n", path.c_str(), first.str(1).c_str(), first.str(2).c_str(),
-                 first.str(3).c_str());
+    report(path, first.str(1), first.str(2), first.str(3));
   } else {
-    std::fprintf(stderr, "%s: %s\n", path.c_str(), complaints.c_str());
+    report(path, "1", "1", complaints);
   }
 }
 
@@ -49,11 +58,11 @@ static bool parse(const std::string& path, const std::string& text, Json::Value&
   std::string complaints;
   try {
     if (reader->parse(text.data(), text.data() + text.size(), &root, &complaints)) return true;
+    report_syntax_error(path, complaints);
   } catch (const std::exception& error) {
-    // The parser throws when the nesting is too deep.
-    complaints = error.what();
+    // The parser throws when the whole is nested too deeply.
+    report(path, "1", "1", error.what());
   }
-  report_syntax_error(path, complaints);
   return false;
 }
 
@@ -64,7 +73,7 @@ int cmd_get_value_json(const std::string& name, Json::Value& value) {
   Json::Value root;
   if (!read_file(path, text) || !parse(path, text, root)) return -1;
   if (!root.isObject()) {
-    std::fprintf(stderr, "%s:1:1: the configuration is not an object\n", path.c_str());
+    report(path, "1", "1", "the configuration is not an object");
     return -1;
   }
   if (dot == std::string::npos) {
