@@ -1,0 +1,293 @@
+"""What a system test does with a gateway and with the hosts around it. Runs inside the gateway.
+
+A host is a network namespace: `lan0` behind eth0, `lan1` behind eth1, each holding a card of the namespace's own name;
+`operator` behind wwan0 once `connect_cellular` was called. `namespace=None` is the gateway itself.
+"""
+
+import contextlib
+import ipaddress
+import json
+import os
+import subprocess
+import sys
+import time
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+CONFIGURATION = "/etc/lanfab/network.json"
+UNIT_FOLDER = "/run/systemd/network/"
+SYSDB = "/var/run/sysdb.sqlite3"
+PRIORITIES = ("emerg", "alert", "crit", "err", "warning", "notice", "info", "debug")
+LONGEST_COMMAND = 40
+
+
+class CommandFailed(AssertionError):
+    """A command that had to succeed did not; the text holds all that it said."""
+
+
+def wait_until(condition, timeout=20, interval=0.1):
+    """Asks until `condition()` is true and returns that answer; after `timeout` seconds returns the last false one."""
+    deadline = time.monotonic() + timeout
+    while not (answer := condition()) and time.monotonic() < deadline:
+        time.sleep(interval)
+    return answer
+
+
+class Gateway:
+    """The gateway that the test runs in."""
+
+    def run(self, *command, namespace=None, check=True, stdin=""):
+        """Runs a command on the gateway, or on a host around it, and returns its `subprocess.CompletedProcess`."""
+        if namespace:
+            command = ("nsenter", f"--net=/run/netns/{namespace}", *command)
+        result = self._execute([str(word) for word in command], stdin)
+        if check and result.returncode != 0:
+            raise CommandFailed(f"{' '.join(result.args)}: status {result.returncode}\n{result.stdout}{result.stderr}")
+        return result
+
+    def _execute(self, command, stdin):
+        return subprocess.run(command, input=stdin, capture_output=True, text=True, timeout=LONGEST_COMMAND, check=False)
+
+    # The program
+
+    def lanfab(self, *arguments):
+        """Runs cmd_lanfab and returns its result, whatever its status."""
+        return self.run("cmd_lanfab", *arguments, check=False)
+
+    def configure(self, config):
+        """Makes `config` (the "network" object) the device's configuration without applying it."""
+        self.write(CONFIGURATION, json.dumps(config, indent=2))
+
+    def apply(self, config=None, *switches):
+        """Applies `config`, or what is configured already; fails when the program does."""
+        if config is not None:
+            self.configure(config)
+        return self.run("cmd_lanfab", "apply", *switches)
+
+    def wwan_apply(self):
+        return self.run("cmd_lanfab", "wwan_apply")
+
+    def dnsmasq(self):
+        return self.run("cmd_lanfab", "dnsmasq")
+
+    # Files
+
+    def write(self, path, text):
+        self.run("sh", "-c", 'mkdir -p "${1%/*}" && cat > "$1"', "sh", path, stdin=text)
+
+    def read(self, path):
+        return self.run("cat", path).stdout
+
+    def exists(self, path):
+        return self.run("test", "-e", path, check=False).returncode == 0
+
+    def unit_files(self):
+        """Returns the names of the unit files, in order."""
+        return self.run("ls", UNIT_FOLDER).stdout.split()
+
+    def sysdb(self):
+        """Returns the system database as {(database, key): value}; the default database's name is the empty text."""
+        query = (
+            "import json,sqlite3,sys;"
+            "print(json.dumps(sqlite3.connect(sys.argv[1]).execute('select database, key, value from entries').fetchall()))"
+        )
+        rows = json.loads(self.run("python3", "-c", query, SYSDB).stdout)
+        return {(database, key): value for database, key, value in rows}
+
+    def set_sysdb(self, key, value, database=""):
+        """Writes one value as another program of the device would."""
+        statement = (
+            "import sqlite3,sys;"
+            "connection=sqlite3.connect(sys.argv[1]);"
+            "connection.execute('create table if not exists entries"
+            "(database text, key text, value text, primary key(database, key))');"
+            "connection.execute('insert or replace into entries values(?,?,?)', sys.argv[2:]);"
+            "connection.commit()"
+        )
+        self.run("python3", "-c", statement, SYSDB, database, key, value)
+
+    # The kernel's view
+
+    def _ip(self, *arguments, namespace=None):
+        return json.loads(self.run("ip", "-json", *arguments, namespace=namespace).stdout or "[]")
+
+    def links(self, namespace=None):
+        """Returns {name: what `ip -details link` tells of it}."""
+        return {link["ifname"]: link for link in self._ip("-details", "link", "show", namespace=namespace)}
+
+    def link_names(self, namespace=None):
+        return sorted(self.links(namespace))
+
+    def addresses(self, ifname, namespace=None):
+        """Returns the IPv4 addresses of an interface as texts like "192.168.1.1/24"; none for a missing interface."""
+        if ifname not in self.links(namespace):
+            return []
+        (link,) = self._ip("-4", "address", "show", "dev", ifname, namespace=namespace) or [{}]
+        return [f"{info['local']}/{info['prefixlen']}" for info in link.get("addr_info", [])]
+
+    def routes(self, namespace=None, table="main"):
+        """Returns the IPv4 routes of a table as `ip -json route` tells them ("dst", "dev", "gateway", "metric", ...)."""
+        return self._ip("-4", "route", "show", "table", table, namespace=namespace)
+
+    def route(self, destination, namespace=None, table="main"):
+        """Returns the first route to `destination` ("default" or address/prefix), or None."""
+        return next((route for route in self.routes(namespace, table) if route["dst"] == destination), None)
+
+    def sysctl(self, name):
+        return self.read(f"/proc/sys/{name}").strip()
+
+    # Services
+
+    def service_active(self, service):
+        return self.run("systemctl", "is-active", "--quiet", service, check=False).returncode == 0
+
+    def wait_for_address(self, ifname, address, namespace=None, timeout=20):
+        """Waits until the interface holds the address; returns whether it came."""
+        return wait_until(lambda: address in self.addresses(ifname, namespace), timeout)
+
+    def _journal(self, *match):
+        lines = self.run("journalctl", "--output=json", "--no-pager", "--quiet", *match).stdout.splitlines()
+        return [json.loads(line) for line in lines]
+
+    def journal_position(self):
+        """Returns a mark for `since` of `syslog` and `networkd_complaints`."""
+        entries = self._journal("--lines=1")
+        return entries[0]["__CURSOR"] if entries else None
+
+    def syslog(self, since=None, identifier="network"):
+        """Returns the program's system log lines as (priority name, message), oldest first."""
+        self.run("journalctl", "--sync")
+        after = [f"--after-cursor={since}"] if since else []
+        entries = self._journal(f"SYSLOG_IDENTIFIER={identifier}", *after)
+        return [(PRIORITIES[int(entry["PRIORITY"])], entry["MESSAGE"]) for entry in entries]
+
+    def networkd_complaints(self, since=None):
+        """Returns what systemd-networkd (it runs with debug logging) did not accept in the unit files."""
+        self.run("journalctl", "--sync")
+        after = [f"--after-cursor={since}"] if since else []
+        entries = self._journal("_SYSTEMD_UNIT=systemd-networkd.service", "--priority=warning", *after)
+        return [entry["MESSAGE"] for entry in entries if UNIT_FOLDER in entry["MESSAGE"]]
+
+    # The hosts around
+
+    def reaches(self, address, namespace=None, timeout=10):
+        """Tells whether an echo request to `address` is answered; asks again until `timeout`."""
+        ping = ("busybox", "ping", "-c", "1", "-W", "1", address)
+        return wait_until(lambda: self.run(*ping, namespace=namespace, check=False).returncode == 0, timeout)
+
+    def resolve(self, name, server, namespace=None):
+        """Returns the IPv4 addresses that the DNS server gives for a name; none when it gives none."""
+        answer = self.run("busybox", "nslookup", "-type=a", name, server, namespace=namespace, check=False).stdout
+        _, _, records = answer.partition("\n\n")
+        return [line.split()[-1] for line in records.splitlines() if line.startswith("Address")]
+
+    def dhcp_lease(self, namespace, ifname=None, hwaddr=None, vlan=None, request=None, seconds=8):
+        """Asks for a lease with busybox's udhcpc, lets the host use it and returns what the server sent, or None.
+
+        `hwaddr` first gives the card (or the VLAN interface) that hardware address; `vlan` asks on that VLAN of the
+        card, the interface being made; `request` asks for that address. The keys are udhcpc's: "ip", "mask" (a prefix
+        length), "subnet", "router", "dns", "lease" (seconds), "serverid", "interface". (A server that first
+        makes sure that nobody holds the address, as dnsmasq does, takes three seconds for it.)
+        """
+        ifname = ifname or namespace
+        if vlan is not None:
+            ifname = self.add_vlan(namespace, ifname, vlan)
+        if hwaddr:
+            self.run("ip", "link", "set", ifname, "down", namespace=namespace)
+            self.run("ip", "link", "set", ifname, "address", hwaddr, "up", namespace=namespace)
+        wanted = ("-r", request) if request else ()
+        client = ("env", "-i", f"PATH={os.environ['PATH']}", "busybox", "udhcpc", "-s", f"{HERE}/lease")
+        once = ("-f", "-q", "-n", "-t", seconds, "-T", "1")
+        result = self.run(*client, *once, "-i", ifname, *wanted, namespace=namespace, check=False)
+        if result.returncode != 0:
+            return None
+        return dict(line.split("=", 1) for line in result.stdout.splitlines() if "=" in line)
+
+    def add_vlan(self, namespace, parent, vlan):
+        """Gives a host a VLAN interface on its card, unless it has it; returns the interface's name."""
+        name = f"{parent}.{vlan}"
+        if name not in self.links(namespace):
+            self.run("ip", "link", "add", "link", parent, "name", name, "type", "vlan", "id", vlan, namespace=namespace)
+            self.run("ip", "link", "set", name, "up", namespace=namespace)
+        return name
+
+    def set_host_address(self, namespace, address, gateway=None, ifname=None):
+        """Gives a host exactly one address by hand, and a default route when a gateway is named."""
+        ifname = ifname or namespace
+        self.run("ip", "address", "flush", "dev", ifname, namespace=namespace)
+        self.run("ip", "address", "add", address, "dev", ifname, namespace=namespace)
+        if gateway:
+            self.run("ip", "route", "replace", "default", "via", gateway, namespace=namespace)
+
+    def add_namespace(self, name):
+        self.run("ip", "netns", "add", name)
+        self.run("ip", "link", "set", "lo", "up", namespace=name)
+
+    def connect_cellular(self, ipv4="10.64.1.2", prefix=30, gateway="10.64.1.1", mtu="1430", dns=("10.64.1.1",), beyond=()):
+        """Brings up a cellular link as the device's link manager does, with the operator's side in namespace `operator`.
+
+        `wwan0` is made when it is missing and its values are published; the unit is the program's to write. `beyond`
+        are addresses of hosts behind the operator ("203.0.113.9/32"). Returns nothing.
+        """
+        if "wwan0" not in self.links():
+            self.add_namespace("operator")
+            self.run("ip", "link", "add", "wwan0", "type", "veth", "peer", "name", "wwan", "netns", "operator")
+            self.run("ip", "link", "set", "wwan", "up", namespace="operator")
+        self.set_host_address("operator", f"{gateway}/{prefix}", ifname="wwan")
+        for address in beyond:
+            self.run("ip", "address", "replace", address, "dev", "lo", namespace="operator")
+        netmask = ipaddress.ip_network(f"0.0.0.0/{prefix}").netmask
+        values = {"intf": "wwan0", "ipv4": ipv4, "cidr": prefix, "netmask": netmask, "gw": gateway, "mtu": mtu}
+        values.update({f"dns{number}": server for number, server in enumerate(dns, start=1)})
+        for name, value in values.items():
+            self.write(f"/var/run/wwan_{name}", f"{value}\n")
+        self.set_sysdb("CELL_CONNECTED", "1")
+
+    def disconnect_cellular(self):
+        """Takes the cellular values back; the interface stays, as it does on the device."""
+        self.run("sh", "-c", "rm -f /var/run/wwan_intf /var/run/wwan_ipv4 /var/run/wwan_cidr /var/run/wwan_netmask "
+                 "/var/run/wwan_gw /var/run/wwan_mtu /var/run/wwan_dns1 /var/run/wwan_dns2")
+        self.set_sysdb("CELL_CONNECTED", "0")
+
+
+class OtherGateway(Gateway):
+    """The second gateway of a test that was launched with two: the same operations, carried out over there."""
+
+    def __init__(self):
+        self.connection = None
+
+    def _execute(self, command, stdin):
+        request = json.dumps({"command": command, "stdin": stdin})
+        answer = self._ask(request)
+        return subprocess.CompletedProcess(command, answer["status"], answer["stdout"], answer["stderr"])
+
+    def _ask(self, request):
+        if self.connection is None:
+            self.connection = wait_until(self._connect)
+        self.connection.stdin.write(request + "\n")
+        self.connection.stdin.flush()
+        return json.loads(self.connection.stdout.readline())
+
+    @staticmethod
+    def _connect():
+        """Returns a connection that answered a first request, or None while the other gateway is still booting."""
+        link = subprocess.Popen(
+            ["nsenter", "--net=/run/netns/control", "busybox", "nc", "198.18.0.2", "7000"],
+            stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.DEVNULL,
+            text=True,
+        )
+        with contextlib.suppress(OSError):
+            link.stdin.write(json.dumps({"command": ["true"], "stdin": ""}) + "\n")
+            link.stdin.flush()
+            if link.stdout.readline():
+                return link
+        link.kill()
+        link.wait()
+        return None
+
+
+def fail_unless_inside():
+    """Ends the program when it does not run in a gateway: a test must not touch the machine."""
+    if os.uname().nodename != "gateway" or not os.path.isdir("/run/netns"):
+        sys.exit("This runs inside a gateway: use tests/system/run.")
