@@ -17,6 +17,11 @@ bool is_enabled(const Json::Value& object) {
   return is_true(object, "enable");
 }
 
+bool is_static_route_of(const Json::Value& route, const std::string& ifname) {
+  std::string route_ifname;
+  return is_enabled(route) && config_get_string(route, route_ifname, "interface") && route_ifname == ifname;
+}
+
 bool is_longer_than_6(const std::string& text) {
   return text.size() > 6;
 }

@@ -17,6 +17,9 @@ bool is_true(const Json::Value& object, const std::string& path);
 // The "enable" rule: an object without "enable" is disabled.
 bool is_enabled(const Json::Value& object);
 
+// Whether an element of "static_routes" is enabled and on the interface.
+bool is_static_route_of(const Json::Value& route, const std::string& ifname);
+
 // The test that stands for a plausible dotted IPv4 address: longer than 6 characters, 0.0.0.0 being the
 // shortest one. No further syntax check is meant.
 bool is_longer_than_6(const std::string& text);

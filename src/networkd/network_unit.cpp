@@ -167,11 +167,7 @@ int write_bridge_network_vlan_ids(const NetworkContext* ctx, std::FILE* file, co
 int write_static_routes(const NetworkContext* ctx, std::FILE* file, const char* ifname) {
   print_trace(ctx, __func__);
   for (const Json::Value& route : array_at(ctx->config, "static_routes")) {
-    std::string route_ifname;
-    if (!is_enabled(route) || !config_get_string(route, route_ifname, "interface") ||
-        route_ifname != ifname) {
-      continue;
-    }
+    if (!is_static_route_of(route, ifname)) continue;
     std::fprintf(file, "\n[Route]\n");
     std::string gateway;
     if (config_get_string(route, gateway, "gateway") && is_valid_gateway(ctx, ifname, gateway)) {

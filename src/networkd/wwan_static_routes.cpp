@@ -14,11 +14,6 @@ std::string wwan_static_routes_path(const std::string& ifname) {
   return "/var/run/" + ifname + "_static_routes";
 }
 
-static bool is_route_of(const Json::Value& route, const std::string& ifname) {
-  std::string route_ifname;
-  return is_enabled(route) && config_get_string(route, route_ifname, "interface") && route_ifname == ifname;
-}
-
 static void write_route(std::FILE* script, const Json::Value& route, const char* ifname) {
   std::string ipv4;
   int prefix = 0;
@@ -37,7 +32,7 @@ static void write_route(std::FILE* script, const Json::Value& route, const char*
 void write_wwan_static_routes(const NetworkContext* ctx, const Json::Value& routes, const char* ifname) {
   print_trace(ctx, __func__);
   const bool has_route = std::any_of(routes.begin(), routes.end(), [ifname](const Json::Value& route) {
-    return is_route_of(route, ifname);
+    return is_static_route_of(route, ifname);
   });
   const std::string path = wwan_static_routes_path(ifname);
   if (file_exists(path.c_str())) delete_file(path.c_str());
@@ -51,6 +46,6 @@ void write_wwan_static_routes(const NetworkContext* ctx, const Json::Value& rout
   }
   std::fprintf(script.get(), "#!/bin/sh\n");
   for (const Json::Value& route : routes) {
-    if (is_route_of(route, ifname)) write_route(script.get(), route, ifname);
+    if (is_static_route_of(route, ifname)) write_route(script.get(), route, ifname);
   }
 }

@@ -29,6 +29,14 @@ TEST_F(RulesTest, AnObjectWithoutEnableIsDisabled) {
   EXPECT_FALSE(is_enabled(Json::Value()));
 }
 
+TEST_F(RulesTest, AStaticRouteBelongsToTheInterfaceThatItNamesExactly) {
+  EXPECT_TRUE(is_static_route_of(json(R"({"enable": true, "interface": "eth0"})"), "eth0"));
+  EXPECT_FALSE(is_static_route_of(json(R"({"enable": true, "interface": "eth0.100"})"), "eth0"));
+  EXPECT_FALSE(is_static_route_of(json(R"({"enable": false, "interface": "eth0"})"), "eth0"));
+  EXPECT_FALSE(is_static_route_of(json(R"({"interface": "eth0"})"), "eth0"));
+  EXPECT_FALSE(is_static_route_of(json(R"({"enable": true})"), "eth0"));
+}
+
 TEST_F(RulesTest, TheShortestAddressHasSevenCharacters) {
   EXPECT_TRUE(is_longer_than_6("1.1.1.1"));
   EXPECT_FALSE(is_longer_than_6("1.1.11"));
