@@ -1,16 +1,10 @@
 #include "lanfab_test.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <sstream>
 
 namespace fs = std::filesystem;
-
-static void empty_folder(const fs::path& folder) {
-  for (const auto& entry : fs::directory_iterator(folder))
-    fs::remove_all(entry);
-}
 
 void LanfabTest::SetUp() {
   ASSERT_TRUE(exists("/dev/sandbox")) << "start the tests through tests/support/sandbox or ctest";
@@ -21,14 +15,6 @@ void LanfabTest::SetUp() {
   fs::create_directories("/var/run/systemd/network");
   fs::create_directories("/var/volatile/qel/.wwan_unit_backup");
   fs::create_directories("/var/data/qel/.wg");
-}
-
-Json::Value json(const std::string& text) {
-  Json::Value value;
-  std::string complaints;
-  std::istringstream stream(text);
-  EXPECT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), stream, &value, &complaints)) << complaints;
-  return value;
 }
 
 NetworkContext context_of(const std::string& network) {
@@ -56,22 +42,31 @@ std::string printed_by(const std::function<void()>& action) {
   return testing::internal::GetCapturedStdout();
 }
 
-std::string text_of_file(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  EXPECT_TRUE(file.is_open()) << path;
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
 std::string unit(const std::string& name) {
   return text_of_file("/var/run/systemd/network/" + name);
 }
 
-void put_file(const std::string& path, const std::string& text) {
-  std::ofstream file(path, std::ios::binary);
-  file << text;
-  ASSERT_TRUE(file.flush()) << path;
+Lines unit_names() {
+  Lines names;
+  for (const auto& entry : fs::directory_iterator("/var/run/systemd/network"))
+    names.push_back(entry.path().filename().string());
+  std::sort(names.begin(), names.end());
+  return names;
 }
 
-bool exists(const std::string& path) {
-  return fs::exists(path);
+void block_unit(const std::string& name) {
+  fs::create_directories("/var/run/systemd/network/" + name);
+}
+
+Lines log_of(const std::string& priority) {
+  const Lines& log = platform().log;
+  Lines found;
+  std::copy_if(log.begin(), log.end(), std::back_inserter(found),
+               [&](const std::string& line) { return line.rfind(priority + " ", 0) == 0; });
+  return found;
+}
+
+std::string delete_interfaces_script() {
+  const std::string path = "/var/run/.delete_interfaces";
+  return exists(path) ? text_of_file(path) : "";
 }

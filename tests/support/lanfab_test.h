@@ -13,6 +13,7 @@
 
 #include "config/network_context.h"
 #include "recording_platform.h"
+#include "test_files.h"
 
 using Lines = std::vector<std::string>;
 
@@ -21,9 +22,6 @@ class LanfabTest : public ::testing::Test {
   // Refuses to run outside the sandbox; empties /run, /var/volatile and /var/data of the sandbox.
   void SetUp() override;
 };
-
-// Parses JSON text; a test with malformed JSON fails.
-Json::Value json(const std::string& text);
 
 // A context built from this "network" object, not for an apply; the record of its construction is dropped.
 NetworkContext context_of(const std::string& network);
@@ -34,13 +32,17 @@ std::string text_written_by(const std::function<void(std::FILE*)>& write);
 // What `action` printed to standard output.
 std::string printed_by(const std::function<void()>& action);
 
-// The bytes of a file; a missing file fails the test.
-std::string text_of_file(const std::string& path);
-
 // The bytes of a unit file, by its name in the unit directory.
 std::string unit(const std::string& name);
 
-// Creates the file with these bytes.
-void put_file(const std::string& path, const std::string& text);
+// The names of the files in the unit directory, in alphabetical order.
+Lines unit_names();
 
-bool exists(const std::string& path);
+// Makes the unit of this name impossible to open.
+void block_unit(const std::string& name);
+
+// The log lines of one priority, "notice" for example, in their order.
+Lines log_of(const std::string& priority);
+
+// The bytes of the script that deletes this run's interfaces at the next one; empty when there is none.
+std::string delete_interfaces_script();

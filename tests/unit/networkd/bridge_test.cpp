@@ -1,0 +1,223 @@
+#include "networkd/bridge.h"
+
+#include "lanfab_test.h"
+
+namespace {
+
+// A bridge of eth0 and wlan0 with the settings of eth0.
+constexpr char kBridge[] = R"({
+  "firewall": {"general": {"router": 1}},
+  "wired": {
+    "bridge": {"enable": true, "interfaces": ["eth0", "wlan0"], "primary_interface": "eth0"},
+    "eth0": {"network": {"ipv4": "192.168.1.1", "netmask": 24,
+                         "advanced": {"vlan": {"enable": true, "networks": [
+                           {"enable": true, "vid": 100}]}}}}}})";
+
+class BridgeTest : public LanfabTest {
+ protected:
+  // What write_bridge_network returns; its VLANs go to standard output, which is dropped.
+  static int write_bridge(const NetworkContext& ctx) {
+    int result = 0;
+    printed_by([&] { result = write_bridge_network(&ctx, "br-lan"); });
+    return result;
+  }
+};
+
+TEST_F(BridgeTest, TheBridgeHasADeviceANetworkAndAUnitForEachMember) {
+  EXPECT_EQ(write_bridge(context_of(kBridge)), 0);
+  EXPECT_EQ(unit_names(),
+            (Lines{"79-br-lan.netdev", "79-br-lan.network", "79-eth0.network", "79-wlan0.network"}));
+  EXPECT_EQ(unit("79-br-lan.netdev"), R"([NetDev]
+Name = br-lan
+Kind = bridge
+)");
+  EXPECT_EQ(unit("79-br-lan.network"), R"([Match]
+Name = br-lan
+
+[Link]
+RequiredFamilyForOnline = ipv4
+RequiredForOnline = degraded-carrier
+
+[Network]
+VLAN = eth0.100
+Address = 192.168.1.1/24
+IPForward = yes
+
+[Route]
+Destination = 192.168.1.0/24
+
+[BridgeVLAN]
+VLAN = 100
+)");
+  EXPECT_EQ(unit("79-eth0.network"), R"([Match]
+Name = eth0
+
+[Network]
+Bridge = br-lan
+)");
+  EXPECT_EQ(unit("79-wlan0.network"), R"([Match]
+Name = wlan0
+
+[Network]
+Bridge = br-lan
+)");
+}
+
+TEST_F(BridgeTest, TheBridgeAloneIsRecordedForRemoval) {
+  EXPECT_EQ(write_bridge(context_of(kBridge)), 0);
+  EXPECT_EQ(delete_interfaces_script(), "/sbin/ip link delete dev br-lan\n");
+  EXPECT_EQ(platform().calls, Lines{});
+  EXPECT_EQ(log_of("notice"), Lines{});
+}
+
+TEST_F(BridgeTest, ABridgeNeedsNoMembers) {
+  for (const char* members : {R"("interfaces": [],)", ""}) {
+    const NetworkContext ctx = context_of(R"({"wired": {
+      "bridge": {"enable": true, )" + std::string(members) +
+                                          R"( "primary_interface": "eth0"},
+      "eth0": {"network": {}}}})");
+    EXPECT_EQ(write_bridge(ctx), 0);
+    EXPECT_EQ(unit_names(), (Lines{"79-br-lan.netdev", "79-br-lan.network"})) << members;
+  }
+}
+
+TEST_F(BridgeTest, AMemberThatIsNoTextIsLeftOut) {
+  const NetworkContext ctx = context_of(R"({"wired": {
+    "bridge": {"enable": true, "interfaces": [5, null, {}, "eth1"], "primary_interface": "eth0"},
+    "eth0": {"network": {}}}})");
+  EXPECT_EQ(write_bridge(ctx), 0);
+  EXPECT_EQ(unit_names(), (Lines{"79-br-lan.netdev", "79-br-lan.network", "79-eth1.network"}));
+}
+
+TEST_F(BridgeTest, APrimaryThatIsNoMemberGivesTheAddressAllTheSame) {
+  const NetworkContext ctx = context_of(R"({"firewall": {"general": {"router": 1}}, "wired": {
+    "bridge": {"enable": true, "interfaces": ["eth0"], "primary_interface": "eth1"},
+    "eth1": {"network": {"ipv4": "192.168.2.1", "netmask": 24}}}})");
+  EXPECT_EQ(write_bridge(ctx), 0);
+  EXPECT_EQ(unit_names(), (Lines{"79-br-lan.netdev", "79-br-lan.network", "79-eth0.network"}));
+  EXPECT_EQ(unit("79-br-lan.network"), R"([Match]
+Name = br-lan
+
+[Link]
+RequiredFamilyForOnline = ipv4
+RequiredForOnline = degraded-carrier
+
+[Network]
+Address = 192.168.2.1/24
+IPForward = yes
+
+[Route]
+Destination = 192.168.2.0/24
+)");
+}
+
+// Where the settings of a primary interface stand.
+struct PrimaryCase {
+  const char* primary;
+  const char* config;
+};
+
+constexpr PrimaryCase kPrimaryCases[] = {
+    {"eth0", R"({"wired": {"eth0": {"network": {"ipv4": "10.1.1.1"}}}})"},
+    {"veth0", R"({"wired": {"veth0": {"network": {"ipv4": "10.1.1.1"}}}})"},
+    {"myeth", R"({"wired": {"myeth": {"network": {"ipv4": "10.1.1.1"}}}})"},
+    {"wlan0", R"({"wireless": {"wifi": {"wlan0": {"ap": {"network": {"ipv4": "10.1.1.1"}}}}}})"},
+    {"usb0", R"({"wireless": {"wifi": {"usb0": {"ap": {"network": {"ipv4": "10.1.1.1"}}}}}})"},
+};
+
+TEST_F(BridgeTest, ThePrimaryIsWiredWhenItsNameContainsEth) {
+  for (const PrimaryCase& c : kPrimaryCases) {
+    NetworkContext ctx = context_of(c.config);
+    ctx.bridge_primary_interface = c.primary;
+    EXPECT_EQ(write_bridge_master_network_unit_file(&ctx, 79, "br-lan"), 0) << c.primary;
+    EXPECT_EQ(unit("79-br-lan.network"), R"([Match]
+Name = br-lan
+
+[Link]
+RequiredFamilyForOnline = ipv4
+RequiredForOnline = degraded-carrier
+
+[Network]
+Address = 10.1.1.1
+
+[Route]
+)") << c.primary;
+  }
+}
+
+TEST_F(BridgeTest, TheBridgesOwnUnitHasItsNumberWhateverTheCallerPasses) {
+  const NetworkContext ctx = context_of(R"({"wired": {
+    "bridge": {"enable": true, "primary_interface": "eth0"}, "eth0": {"network": {}}}})");
+  EXPECT_EQ(write_bridge_master_network_unit_file(&ctx, 12, "br-lan"), 0);
+  EXPECT_EQ(unit_names(), (Lines{"79-br-lan.network"}));
+}
+
+TEST_F(BridgeTest, WithoutThePrimarysSettingsOnlyTheNetworkUnitFails) {
+  const NetworkContext ctx = context_of(R"({"wired": {
+    "bridge": {"enable": true, "interfaces": ["eth0", "eth1"], "primary_interface": "eth0"},
+    "eth0": {"network": "text"}}})");
+  EXPECT_EQ(write_bridge(ctx), -1);
+  EXPECT_EQ(unit_names(), (Lines{"79-br-lan.netdev", "79-eth0.network", "79-eth1.network"}));
+  EXPECT_EQ(delete_interfaces_script(), "");
+  EXPECT_EQ(platform().log, (Lines{"debug write unit file:/var/run/systemd/network/79-br-lan.netdev\n",
+                                   "debug write unit file:/var/run/systemd/network/79-eth0.network\n",
+                                   "debug write unit file:/var/run/systemd/network/79-eth1.network\n"}));
+}
+
+TEST_F(BridgeTest, WithoutAPrimaryTheNetworkUnitFails) {
+  const NetworkContext ctx = context_of(R"({"wired": {"bridge": {"enable": true}}})");
+  EXPECT_EQ(write_bridge_master_network_unit_file(&ctx, 79, "br-lan"), -1);
+  EXPECT_EQ(platform().log, Lines{});
+}
+
+// A unit that cannot be opened, and the log of it above debug.
+struct BlockedCase {
+  const char* blocked;
+  Lines notices;
+};
+
+TEST_F(BridgeTest, AUnitThatCannotBeOpenedFailsTheBridgeAndStopsNothing) {
+  const BlockedCase cases[] = {
+      {"79-br-lan.netdev",
+       {"notice error creating network unit file: /var/run/systemd/network/79-br-lan.netdev"}},
+      {"79-br-lan.network",
+       {"notice error creating network unit file: /var/run/systemd/network/79-br-lan.network",
+        "notice error writing bridge master network unit file"}},
+      {"79-eth0.network",
+       {"notice error creating network unit file: /var/run/systemd/network/79-eth0.network"}},
+      {"79-wlan0.network",
+       {"notice error creating network unit file: /var/run/systemd/network/79-wlan0.network"}},
+  };
+  for (const BlockedCase& c : cases) {
+    LanfabTest::SetUp();
+    block_unit(c.blocked);
+    EXPECT_EQ(write_bridge(context_of(kBridge)), -1) << c.blocked;
+    EXPECT_EQ(unit_names().size(), 4U) << c.blocked;
+    EXPECT_EQ(log_of("notice"), c.notices) << c.blocked;
+    EXPECT_EQ(delete_interfaces_script(), "") << c.blocked;
+  }
+}
+
+TEST_F(BridgeTest, EachUnitTakesItsNames) {
+  const NetworkContext ctx = context_of(kBridge);
+  EXPECT_EQ(write_bridge_netdev_unit_file(&ctx, 12, "br-guest"), 0);
+  EXPECT_EQ(unit("12-br-guest.netdev"), "[NetDev]\nName = br-guest\nKind = bridge\n");
+  EXPECT_EQ(write_bridge_slave_network_unit_file(&ctx, 13, "br-guest", "eth1"), 0);
+  EXPECT_EQ(unit("13-eth1.network"), "[Match]\nName = eth1\n\n[Network]\nBridge = br-guest\n");
+}
+
+TEST_F(BridgeTest, PrintsItsTraceLines) {
+  NetworkContext ctx = context_of(R"({"wired": {
+    "bridge": {"enable": true, "interfaces": ["eth0"], "primary_interface": "eth0"}}})");
+  EXPECT_EQ(printed_by([&] { write_bridge_network(&ctx, "br-lan"); }), "");
+  ctx.trace = true;
+  EXPECT_EQ(printed_by([&] { write_bridge_network(&ctx, "br-lan"); }),
+            "write_bridge_network\n"
+            "write_bridge_netdev_unit_file\n"
+            "open_unit_file\n"
+            "write_bridge_master_network_unit_file\n"
+            "write_bridge_slave_network_unit_file\n"
+            "open_unit_file\n");
+}
+
+}  // namespace

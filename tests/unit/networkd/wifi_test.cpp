@@ -1,0 +1,257 @@
+#include "networkd/wifi.h"
+
+#include "lanfab_test.h"
+
+namespace {
+
+// Both radios, each an access point and a client.
+constexpr char kEverything[] = R"({
+  "firewall": {"general": {"router": 1}},
+  "wireless": {"wifi": {
+    "wlan0": {"ap": {"enable": true, "network": {"ipv4": "192.168.3.1", "netmask": 24}},
+              "client": {"enable": true, "network": {"protocol": "dhcp_client"}}},
+    "wlan1": {"ap": {"enable": true, "network": {"ipv4": "192.168.4.1", "netmask": 24}},
+              "client": {"enable": true, "network": {"protocol": "dhcp_client", "metric": 30}}}}}})";
+
+class WifiTest : public LanfabTest {
+ protected:
+  // A context with this object as "wireless.wifi".
+  static NetworkContext wifi(const std::string& radios) {
+    return context_of(R"({"firewall": {"general": {"router": 1}}, "wireless": {"wifi": )" + radios + "}}");
+  }
+};
+
+TEST_F(WifiTest, EachAccessPointAndEachClientHasAUnit) {
+  const NetworkContext ctx = context_of(kEverything);
+  EXPECT_EQ(lanfab_wifi(&ctx), 0);
+  EXPECT_EQ(unit_names(),
+            (Lines{"80-wlan0.network", "80-wlan1.network", "84-wlan0.network", "84-wlan1.network"}));
+  EXPECT_EQ(unit("80-wlan0.network"), R"([Match]
+Name = wlan0
+
+[Link]
+RequiredFamilyForOnline = ipv4
+
+[Network]
+Address = 192.168.3.1/24
+IPForward = yes
+
+[Route]
+Destination = 192.168.3.0/24
+)");
+  EXPECT_EQ(unit("80-wlan1.network"), R"([Match]
+Name = wlan1
+
+[Link]
+RequiredFamilyForOnline = ipv4
+
+[Network]
+Address = 192.168.4.1/24
+IPForward = yes
+
+[Route]
+Destination = 192.168.4.0/24
+)");
+  EXPECT_EQ(unit("84-wlan0.network"), R"([Match]
+Name = wlan0
+
+[Link]
+RequiredFamilyForOnline = ipv4
+
+[Network]
+DHCP = ipv4
+
+[Route]
+Gateway = _dhcp
+
+[DHCPv4]
+)");
+  EXPECT_EQ(unit("84-wlan1.network"), R"([Match]
+Name = wlan1
+
+[Link]
+RequiredFamilyForOnline = ipv4
+
+[Network]
+DHCP = ipv4
+
+[Route]
+Gateway = _dhcp
+
+[DHCPv4]
+RouteMetric = 30
+
+)");
+}
+
+TEST_F(WifiTest, EachAccessPointAndEachClientIsRecordedForRemoval) {
+  const NetworkContext ctx = context_of(kEverything);
+  lanfab_wifi(&ctx);
+  EXPECT_EQ(delete_interfaces_script(), R"(/sbin/ip link delete dev wlan0
+/sbin/ip link delete dev wlan1
+/sbin/ip link delete dev wlan0
+/sbin/ip link delete dev wlan1
+)");
+  EXPECT_EQ(log_of("notice"), (Lines{"notice wifi wlan0 AP enabled", "notice wifi wlan1 AP enabled"}));
+}
+
+TEST_F(WifiTest, WithoutRadiosNothingHappens) {
+  const NetworkContext ctx = wifi("{}");
+  EXPECT_EQ(lanfab_wifi(&ctx), 0);
+  EXPECT_EQ(unit_names(), Lines{});
+  EXPECT_EQ(delete_interfaces_script(), "");
+  EXPECT_EQ(platform().log, Lines{});
+}
+
+// Access points.
+
+TEST_F(WifiTest, AnAccessPointOfOneRadio) {
+  for (const std::string ifname : {"wlan0", "wlan1"}) {
+    LanfabTest::SetUp();
+    const NetworkContext ctx = wifi("{\"" + ifname + R"(": {"ap": {"enable": true, "network": {}}}})");
+    EXPECT_EQ(lanfab_wifi(&ctx), 0);
+    EXPECT_EQ(unit_names(), (Lines{"80-" + ifname + ".network"}));
+    EXPECT_EQ(log_of("notice"), (Lines{"notice wifi " + ifname + " AP enabled"}));
+    EXPECT_EQ(delete_interfaces_script(), "/sbin/ip link delete dev " + ifname + "\n");
+  }
+}
+
+TEST_F(WifiTest, ADisabledAccessPointIsLeftOut) {
+  const NetworkContext ctx =
+      wifi(R"({"wlan0": {"ap": {"enable": false, "network": {}}}, "wlan1": {"ap": {"network": {}}}})");
+  EXPECT_EQ(lanfab_wifi(&ctx), 0);
+  EXPECT_EQ(unit_names(), Lines{});
+  EXPECT_EQ(delete_interfaces_script(), "");
+}
+
+TEST_F(WifiTest, TheOverallFlagGatesBothAccessPoints) {
+  NetworkContext ctx = context_of(kEverything);
+  ctx.ap_enabled = false;
+  EXPECT_EQ(lanfab_wifi(&ctx), 0);
+  EXPECT_EQ(unit_names(), (Lines{"84-wlan0.network", "84-wlan1.network"}));
+}
+
+TEST_F(WifiTest, AnAccessPointWithoutSettingsHasNoUnitAndIsRecorded) {
+  const NetworkContext ctx = wifi(R"({"wlan0": {"ap": {"enable": true, "network": "text"}}})");
+  EXPECT_EQ(lanfab_wifi(&ctx), 0);
+  EXPECT_EQ(unit_names(), Lines{});
+  EXPECT_EQ(platform().log, (Lines{"notice wifi wlan0 AP enabled"}));
+  EXPECT_EQ(delete_interfaces_script(), "/sbin/ip link delete dev wlan0\n");
+}
+
+TEST_F(WifiTest, ABridgedAccessPointIsOnlyLogged) {
+  for (const std::string ifname : {"wlan0", "wlan1"}) {
+    NetworkContext ctx = wifi("{\"" + ifname + R"(": {"ap": {"enable": true, "network": {}}}})");
+    ctx.bridge_enabled = true;
+    ctx.bridge_interfaces = json("[\"eth0\", \"" + ifname + "\"]");
+    EXPECT_EQ(lanfab_wifi(&ctx), 0);
+    EXPECT_EQ(unit_names(), Lines{});
+    EXPECT_EQ(delete_interfaces_script(), "");
+    EXPECT_EQ(platform().log, (Lines{"notice wifi " + ifname + " AP enabled",
+                                     "notice interface " + ifname + " is part of br-lan bridge interface"}));
+  }
+}
+
+TEST_F(WifiTest, AnAccessPointIsBridgedOnlyInTheListOfAnEnabledBridge) {
+  NetworkContext ctx = wifi(R"({"wlan0": {"ap": {"enable": true, "network": {}}}})");
+  ctx.bridge_interfaces = json(R"(["wlan0"])");
+  lanfab_wifi(&ctx);
+  EXPECT_EQ(unit_names(), (Lines{"80-wlan0.network"}));
+  LanfabTest::SetUp();
+  ctx.bridge_enabled = true;
+  ctx.bridge_interfaces = json(R"(["wlan1"])");
+  lanfab_wifi(&ctx);
+  EXPECT_EQ(unit_names(), (Lines{"80-wlan0.network"}));
+}
+
+TEST_F(WifiTest, ABridgedAccessPointKeepsTheClientOfItsRadio) {
+  NetworkContext ctx = context_of(kEverything);
+  ctx.bridge_enabled = true;
+  ctx.bridge_interfaces = json(R"(["wlan0"])");
+  EXPECT_EQ(lanfab_wifi(&ctx), 0);
+  EXPECT_EQ(unit_names(), (Lines{"80-wlan1.network", "84-wlan0.network", "84-wlan1.network"}));
+  EXPECT_EQ(delete_interfaces_script(), R"(/sbin/ip link delete dev wlan1
+/sbin/ip link delete dev wlan0
+/sbin/ip link delete dev wlan1
+)");
+}
+
+TEST_F(WifiTest, AFailedAccessPointFailsTheWholeAndStopsNothing) {
+  for (const std::string ifname : {"wlan0", "wlan1"}) {
+    LanfabTest::SetUp();
+    block_unit("80-" + ifname + ".network");
+    const NetworkContext ctx = context_of(kEverything);
+    EXPECT_EQ(lanfab_wifi(&ctx), -1) << ifname;
+    EXPECT_THAT(platform().log, ::testing::IsSupersetOf(
+                                    {"notice error creating network unit file: /var/run/systemd/network/80-" +
+                                         ifname + ".network",
+                                     std::string("notice error writing network unit file")}));
+    EXPECT_EQ(unit_names().size(), 4U) << ifname;
+    EXPECT_EQ(delete_interfaces_script(), R"(/sbin/ip link delete dev wlan0
+/sbin/ip link delete dev wlan1
+/sbin/ip link delete dev wlan0
+/sbin/ip link delete dev wlan1
+)") << ifname;
+  }
+}
+
+// Clients.
+
+TEST_F(WifiTest, AClientThatIsNotEnabledIsRecordedAllTheSame) {
+  for (const char* client :
+       {R"({"enable": false, "network": {}})", R"({"enable": "true", "network": {}})", R"({"network": {}})",
+        R"({"enable": true})", R"({"enable": true, "network": "text"})", "{}"}) {
+    LanfabTest::SetUp();
+    const NetworkContext ctx = wifi(R"({"wlan1": {"client": )" + std::string(client) + "}}");
+    EXPECT_EQ(lanfab_wifi(&ctx), 0) << client;
+    EXPECT_EQ(unit_names(), Lines{}) << client;
+    EXPECT_EQ(platform().log, Lines{}) << client;
+    EXPECT_EQ(delete_interfaces_script(), "/sbin/ip link delete dev wlan1\n") << client;
+  }
+}
+
+TEST_F(WifiTest, AClientThatIsNoObjectIsLeftOut) {
+  const NetworkContext ctx = wifi(R"({"wlan0": {"client": "text"}, "wlan1": {"client": true}})");
+  EXPECT_EQ(lanfab_wifi(&ctx), 0);
+  EXPECT_EQ(delete_interfaces_script(), "");
+}
+
+TEST_F(WifiTest, AFailedClientIsLoggedAndFailsNothing) {
+  for (const std::string ifname : {"wlan0", "wlan1"}) {
+    LanfabTest::SetUp();
+    block_unit("84-" + ifname + ".network");
+    const NetworkContext ctx = wifi("{\"" + ifname + R"(": {"client": {"enable": true, "network": {}}}})");
+    EXPECT_EQ(lanfab_wifi(&ctx), 0);
+    EXPECT_EQ(
+        log_of("notice"),
+        (Lines{"notice error creating network unit file: /var/run/systemd/network/84-" + ifname + ".network",
+               "notice error writing network unit file",
+               "notice error writing wifi client " + ifname + " network config"}));
+    EXPECT_EQ(delete_interfaces_script(), "/sbin/ip link delete dev " + ifname + "\n");
+  }
+}
+
+TEST_F(WifiTest, AClientReportsItsOwnFailure) {
+  const NetworkContext ctx = wifi("{}");
+  const Json::Value client = json(R"({"enable": true, "network": {}})");
+  EXPECT_EQ(write_wifi_client(&ctx, client, "wlan0"), 0);
+  EXPECT_EQ(unit_names(), (Lines{"84-wlan0.network"}));
+  block_unit("84-wlan1.network");
+  EXPECT_EQ(write_wifi_client(&ctx, client, "wlan1"), -1);
+  EXPECT_EQ(log_of("notice").back(), "notice error writing network unit file");
+}
+
+TEST_F(WifiTest, PrintsItsTraceLines) {
+  NetworkContext ctx = wifi(R"({"wlan0": {"ap": {"enable": true}}, "wlan1": {"client": {}}})");
+  ctx.bridge_enabled = true;
+  EXPECT_EQ(printed_by([&] { lanfab_wifi(&ctx); }), "");
+  ctx.trace = true;
+  EXPECT_EQ(printed_by([&] { lanfab_wifi(&ctx); }),
+            "lanfab_wifi\n"
+            "interface_is_bridged\n"
+            "append_clear_interfaces\n"
+            "write_wifi_client\n"
+            "append_clear_interfaces\n");
+}
+
+}  // namespace

@@ -1,0 +1,148 @@
+#include <filesystem>
+
+#include "platform/libcmd.h"
+#include "platform_test.h"
+
+using ::testing::AllOf;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
+using ::testing::StartsWith;
+
+class ConfigurationTest : public PlatformTest {
+ protected:
+  void SetUp() override {
+    PlatformTest::SetUp();
+    std::filesystem::create_directory("/run/config");
+    setenv("LANFAB_CONFIG_DIR", "/run/config", 1);
+  }
+};
+
+// Fetches an object that must be there.
+static Json::Value fetched(const std::string& name) {
+  Json::Value value;
+  EXPECT_EQ(complaints_of([&] { EXPECT_EQ(cmd_get_value_json(name, value), 0) << name; }), "");
+  return value;
+}
+
+// Fetches an object that must not be there; what standard error says about it.
+static std::string complaint(const std::string& name) {
+  Json::Value value("before");
+  std::string text = complaints_of([&] { EXPECT_NE(cmd_get_value_json(name, value), 0) << name; });
+  EXPECT_EQ(value, Json::Value("before"));
+  EXPECT_THAT(text, EndsWith("\n"));
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
+  return text;
+}
+
+// What standard error says about a network.json with this text.
+static std::string complaint_about(const std::string& text) {
+  put_file("/run/config/network.json", text);
+  return complaint("network");
+}
+
+TEST_F(ConfigurationTest, ANameIsAFileOfTheFolder) {
+  put_file("/run/config/network.json", "{\"wired\": {\"eth0\": {\"enable\": true}}}\n");
+  put_file("/run/config/other.json", "{}");
+  EXPECT_EQ(fetched("network"), json(R"({"wired": {"eth0": {"enable": true}}})"));
+  EXPECT_EQ(fetched("other"), json("{}"));
+}
+
+TEST_F(ConfigurationTest, TheRestOfADottedNameIsAPathInTheFile) {
+  put_file("/run/config/network.json", R"({"tunnels": {"wireguard": {"enable": false}}, "text": "x"})");
+  EXPECT_EQ(fetched("network.tunnels"), json(R"({"wireguard": {"enable": false}})"));
+  EXPECT_EQ(fetched("network.tunnels.wireguard"), json(R"({"enable": false})"));
+}
+
+TEST_F(ConfigurationTest, APathThatIsNotThereIsNamed) {
+  put_file("/run/config/network.json", R"({"tunnels": {"gre": []}})");
+  for (const std::string path : {"tunnels.wireguard", "wired", "tunnels.wireguard.peers", ""}) {
+    EXPECT_THAT(complaint("network." + path),
+                AllOf(StartsWith("/run/config/network.json: "), HasSubstr("\"" + path + "\"")));
+  }
+}
+
+TEST_F(ConfigurationTest, AMissingFileIsNamedWithTheReason) {
+  EXPECT_EQ(complaint("network"), "/run/config/network.json: No such file or directory\n");
+}
+
+TEST_F(ConfigurationTest, AFolderInTheFilesPlaceIsNamedWithTheReason) {
+  std::filesystem::create_directory("/run/config/network.json");
+  EXPECT_EQ(complaint("network"), "/run/config/network.json: Is a directory\n");
+}
+
+TEST_F(ConfigurationTest, WithoutAFolderOfItsOwnTheSystemsIsUsed) {
+  unsetenv("LANFAB_CONFIG_DIR");
+  EXPECT_EQ(complaint("no-such-object"), "/etc/lanfab/no-such-object.json: No such file or directory\n");
+}
+
+TEST_F(ConfigurationTest, ASyntaxErrorIsReportedWithItsLineAndColumn) {
+  EXPECT_THAT(complaint_about("{\n  \"enable\": tru\n}\n"), StartsWith("/run/config/network.json:2:13: "));
+  EXPECT_THAT(complaint_about("{\"a\": 1,\n \"b\" 2}"), StartsWith("/run/config/network.json:2:6: "));
+  EXPECT_THAT(complaint_about("{\"a\": [1, 2}"), StartsWith("/run/config/network.json:1:12: "));
+  EXPECT_THAT(complaint_about("\n\n  nonsense"), StartsWith("/run/config/network.json:3:3: "));
+}
+
+TEST_F(ConfigurationTest, TheReasonFollowsThePosition) {
+  for (const char* text : {"{\n\"a\": tru}", "{\"a\" 1}", "", "[1]", "{} {}"}) {
+    SCOPED_TRACE(text);
+    EXPECT_THAT(complaint_about(text), MatchesRegex("/run/config/network\\.json:[0-9]+:[0-9]+: [^ ].+\n"));
+  }
+}
+
+TEST_F(ConfigurationTest, OnlyStrictJsonIsAConfiguration) {
+  for (const char* text : {
+           "",
+           "  ",
+           "{",
+           "{}}",
+           "{} trailing",
+           "{} // comment",
+           "/* comment */ {}",
+           "{\"a\": 1,}",
+           "{a: 1}",
+           "{'a': 1}",
+           "{\"a\": 'b'}",
+           "{\"a\": NaN}",
+           "{\"a\": \"unterminated}",
+           "{\"a\": \"\\x\"}",
+       }) {
+    SCOPED_TRACE(text);
+    EXPECT_THAT(complaint_about(text), StartsWith("/run/config/network.json:1:"));
+  }
+}
+
+TEST_F(ConfigurationTest, AKeyMayStandOnceOnly) {
+  EXPECT_THAT(complaint_about("{\n \"wired\": {\"a\": 1,\n  \"a\": 2}\n}"),
+              AllOf(StartsWith("/run/config/network.json:3:3: "), HasSubstr("'a'")));
+}
+
+TEST_F(ConfigurationTest, TheRootIsAnObject) {
+  for (const char* text : {"[]", "[{}]", "null", "true", "7", "\"network\""})
+    EXPECT_THAT(complaint_about(text), StartsWith("/run/config/network.json:1:1: ")) << text;
+}
+
+TEST_F(ConfigurationTest, NestingHasALimitThatNoConfigurationMeets) {
+  const auto nested = [](std::size_t depth) {
+    return "{\"a\": " + std::string(depth, '[') + std::string(depth, ']') + "}";
+  };
+  for (const std::string& text : {nested(100000), "{\"a\": " + std::string(100000, '[')})
+    EXPECT_THAT(complaint_about(text), MatchesRegex("/run/config/network\\.json:[0-9]+:[0-9]+: [^ ].+\n"));
+  put_file("/run/config/network.json", nested(200));
+  EXPECT_EQ(fetched("network")["a"].size(), 1U);
+}
+
+TEST_F(ConfigurationTest, AnyBytesAreRefusedOrRead) {
+  complaint_about(std::string("{\0}", 3));
+  complaint_about(std::string(4096, '\xff'));
+  put_file("/run/config/network.json", R"({"a": "x\u0000y"})");
+  EXPECT_EQ(fetched("network")["a"].asString(), std::string("x\0y", 3));
+}
+
+TEST_F(ConfigurationTest, ALargeConfigurationIsRead) {
+  std::string text = "{\"list\": [0";
+  for (int i = 1; i < 100000; ++i)
+    text += ", " + std::to_string(i);
+  put_file("/run/config/network.json", text + "]}");
+  EXPECT_EQ(fetched("network")["list"].size(), 100000U);
+}

@@ -1,0 +1,109 @@
+#include <filesystem>
+#include <vector>
+
+#include "platform/libvantor.h"
+#include "platform_test.h"
+
+namespace fs = std::filesystem;
+
+class FilesTest : public PlatformTest {};
+
+// --- file_exists
+
+TEST_F(FilesTest, WhateverStandsAtAPathExists) {
+  put_file("/run/file", "");
+  fs::create_directory("/run/folder");
+  fs::create_symlink("/run/file", "/run/link");
+  EXPECT_NE(file_exists("/run/file"), 0);
+  EXPECT_NE(file_exists("/run/folder"), 0);
+  EXPECT_NE(file_exists("/run/link"), 0);
+  EXPECT_EQ(file_exists("/run/missing"), 0);
+  EXPECT_EQ(file_exists("/run/missing/file"), 0);
+  EXPECT_EQ(file_exists(""), 0);
+}
+
+// --- delete_file
+
+TEST_F(FilesTest, AFileIsDeletedOnce) {
+  put_file("/run/file", "text");
+  EXPECT_EQ(delete_file("/run/file"), 0);
+  EXPECT_FALSE(exists("/run/file"));
+  EXPECT_NE(delete_file("/run/file"), 0);
+}
+
+TEST_F(FilesTest, AFolderIsNoFileToDelete) {
+  fs::create_directory("/run/folder");
+  EXPECT_NE(delete_file("/run/folder"), 0);
+  EXPECT_TRUE(exists("/run/folder"));
+}
+
+// --- read_var_file
+
+struct Value {
+  int result;
+  std::string text;
+};
+
+// What is read of a file with these bytes into a buffer of this size.
+static Value read_value(const std::string& bytes, std::size_t size) {
+  put_file("/run/value", bytes);
+  const auto buffer = dirty_buffer(size);
+  const int result = read_var_file("/run/value", buffer.get(), size);
+  return {result, buffer.get()};
+}
+
+TEST_F(FilesTest, AValueIsTheFirstLineWithoutItsLineEnd) {
+  struct Case {
+    std::string bytes;
+    const char* value;
+  };
+  for (const Case& c : {
+           Case{"10.20.30.40\n", "10.20.30.40"},
+           Case{"10.20.30.40", "10.20.30.40"},
+           Case{"10.20.30.40\nsecond\n", "10.20.30.40"},
+           Case{"1\nthe rest of the file is longer than the buffer\n", "1"},
+           Case{" 1 \n", " 1 "},
+           Case{"", ""},
+           Case{"\n", ""},
+           Case{"\nsecond\n", ""},
+       }) {
+    SCOPED_TRACE(c.bytes);
+    const Value value = read_value(c.bytes, 16);
+    EXPECT_EQ(value.result, 0);
+    EXPECT_EQ(value.text, c.value);
+  }
+}
+
+TEST_F(FilesTest, AValueThatJustFitsIsRead) {
+  for (const char* end : {"", "\n", "\nsecond"}) {
+    const Value value = read_value(std::string("255.255.255.255") + end, 16);
+    EXPECT_EQ(value.result, 0);
+    EXPECT_EQ(value.text, "255.255.255.255");
+  }
+  EXPECT_EQ(read_value("", 1).result, 0);
+}
+
+TEST_F(FilesTest, AValueThatDoesNotFitIsRefusedWhole) {
+  for (const std::string& bytes :
+       {std::string("255.255.255.2550"), std::string("255.255.255.2550\n"), std::string(100000, '1')}) {
+    const Value value = read_value(bytes, 16);
+    EXPECT_EQ(value.result, -1);
+    EXPECT_EQ(value.text, "");
+  }
+  EXPECT_EQ(read_value("1", 1).result, -1);
+}
+
+TEST_F(FilesTest, AZeroByteEndsTheText) {
+  const Value value = read_value(std::string("10\0.20\n", 7), 16);
+  EXPECT_EQ(value.result, 0);
+  EXPECT_EQ(value.text, "10");
+}
+
+TEST_F(FilesTest, WhatCannotBeReadIsAFailureWithAnEmptyValue) {
+  fs::create_directory("/run/folder");
+  for (const char* path : {"/run/missing", "/run/folder", ""}) {
+    const auto buffer = dirty_buffer(16);
+    EXPECT_EQ(read_var_file(path, buffer.get(), 16), -1) << path;
+    EXPECT_STREQ(buffer.get(), "") << path;
+  }
+}

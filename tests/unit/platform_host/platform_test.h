@@ -1,0 +1,41 @@
+#pragma once
+
+// The fixture of the embedded platform's tests: empty runtime folders, no recorded commands, and an
+// environment that says nothing about where the platform keeps its files.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+#include "test_files.h"
+
+class PlatformTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(exists("/dev/sandbox")) << "start the tests through tests/support/sandbox or ctest";
+    empty_folder("/run");
+    put_file("/dev/sandbox/commands", "");
+    put_file("/dev/sandbox/services", "");
+    unsetenv("LANFAB_CONFIG_DIR");
+    unsetenv("LANFAB_SYSDB");
+  }
+};
+
+// A buffer of exactly this size, full of rubbish, whose bounds the address sanitizer watches.
+inline std::unique_ptr<char[]> dirty_buffer(std::size_t size) {
+  std::unique_ptr<char[]> buffer(new char[size]);
+  std::fill_n(buffer.get(), size, '\x7f');
+  return buffer;
+}
+
+// What `action` wrote to standard error.
+template <typename Action>
+std::string complaints_of(Action action) {
+  testing::internal::CaptureStderr();
+  action();
+  return testing::internal::GetCapturedStderr();
+}

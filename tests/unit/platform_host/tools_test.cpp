@@ -1,0 +1,108 @@
+#include <sys/wait.h>
+
+#include <filesystem>
+
+#include "platform/libvantor.h"
+#include "platform_test.h"
+
+// The tools are recorders in the sandbox. PATH is put back after each test.
+class ToolsTest : public PlatformTest {
+ protected:
+  void TearDown() override {
+    setenv("PATH", path_.c_str(), 1);
+  }
+
+  // Puts a shell script of this name in front of all other tools.
+  void put_first_on_path(const std::string& tool, const std::string& script) {
+    put_file("/run/" + tool, "#!/bin/sh\n" + script);
+    std::filesystem::permissions("/run/" + tool, std::filesystem::perms::owner_all);
+    setenv("PATH", ("/run:" + path_).c_str(), 1);
+  }
+
+ private:
+  static std::string path() {
+    const char* value = std::getenv("PATH");
+    return value != nullptr ? value : "";
+  }
+
+  const std::string path_ = path();
+};
+
+static std::string commands() {
+  return text_of_file("/dev/sandbox/commands");
+}
+
+// --- qelsys
+
+TEST_F(ToolsTest, AShellLineIsFormattedAndRun) {
+  qelsys("echo %s-%d > %s; echo second >> %s", "text", 7, "/run/out", "/run/out");
+  EXPECT_EQ(text_of_file("/run/out"), "text-7\nsecond\n");
+}
+
+TEST_F(ToolsTest, AShellLineMayHoldPercentSignsInItsArguments) {
+  qelsys("printf %s > /run/out", "'100%%'");
+  EXPECT_EQ(text_of_file("/run/out"), "100%");
+}
+
+TEST_F(ToolsTest, TheResultIsTheShellsStatus) {
+  EXPECT_EQ(qelsys("exit %d", 0), 0);
+  const int status = qelsys("exit %d", 3);
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 3);
+}
+
+TEST_F(ToolsTest, AShellLineMayBeLongerThanAnyFixedBuffer) {
+  const std::string text(100000, 'x');
+  EXPECT_EQ(qelsys("echo %s > /run/out", text.c_str()), 0);
+  EXPECT_EQ(text_of_file("/run/out"), text + "\n");
+}
+
+// --- Services
+
+TEST_F(ToolsTest, AServiceIsStartedAndRestartedThroughSystemctl) {
+  EXPECT_EQ(execute_systemctl_start("systemd-networkd"), 0);
+  EXPECT_EQ(execute_systemctl_restart("dnsmasq"), 0);
+  EXPECT_EQ(commands(), "systemctl start systemd-networkd\nsystemctl restart dnsmasq\n");
+}
+
+TEST_F(ToolsTest, AServiceIsActiveWhenSystemctlSaysSo) {
+  put_file("/dev/sandbox/services", "systemd-networkd\n");
+  EXPECT_NE(is_service_active("systemd-networkd"), 0);
+  EXPECT_EQ(is_service_active("dnsmasq"), 0);
+  EXPECT_EQ(commands(),
+            "systemctl is-active --quiet systemd-networkd\n"
+            "systemctl is-active --quiet dnsmasq\n");
+}
+
+TEST_F(ToolsTest, AToolThatCannotBeRunIsAFailure) {
+  setenv("PATH", "/run/nowhere", 1);
+  EXPECT_NE(execute_systemctl_start("dnsmasq"), 0);
+  EXPECT_NE(execute_systemctl_restart("dnsmasq"), 0);
+  EXPECT_EQ(is_service_active("dnsmasq"), 0);
+}
+
+TEST_F(ToolsTest, AServicesNameIsOneWordAndNoShellReadsIt) {
+  execute_systemctl_restart("a b; touch /run/touched $HOME");
+  EXPECT_EQ(commands(), "systemctl restart a b; touch /run/touched $HOME\n");
+  EXPECT_FALSE(exists("/run/touched"));
+}
+
+TEST_F(ToolsTest, TheResultIsTheToolsExitStatus) {
+  put_first_on_path("systemctl", "exit 5\n");
+  EXPECT_EQ(execute_systemctl_start("dnsmasq"), 5);
+  EXPECT_EQ(execute_systemctl_restart("dnsmasq"), 5);
+  EXPECT_EQ(is_service_active("dnsmasq"), 0);
+}
+
+TEST_F(ToolsTest, AToolThatIsKilledIsAFailure) {
+  put_first_on_path("systemctl", "kill -KILL $$\n");
+  EXPECT_NE(execute_systemctl_start("dnsmasq"), 0);
+  EXPECT_EQ(is_service_active("dnsmasq"), 0);
+}
+
+// --- Links
+
+TEST_F(ToolsTest, ALinkIsSetDownThroughTheIpTool) {
+  EXPECT_EQ(ip_link_set_interface_down("eth0"), 0);
+  EXPECT_EQ(commands(), "/sbin/ip link set dev eth0 down\n");
+}
