@@ -8,6 +8,7 @@ import difflib
 import os
 import pathlib
 import re
+import resource
 import runpy
 import select
 import shlex
@@ -35,6 +36,9 @@ PRIORITIES = ("emerg", "alert", "crit", "err", "warning", "notice", "info", "deb
 LOCAL0 = 16
 SYSLOG_LINE = re.compile(rb"<(\d+)>\w{3} [ \d]\d \d\d:\d\d:\d\d network: (.*)", re.DOTALL)
 
+# What an emulator of the processor adds to the words of a program that is ended by a signal.
+EMULATOR_NOTE = re.compile(r"^qemu: uncaught target signal .*\n", re.MULTILINE)
+
 # A report of a sanitizer must not pass as one of the program's own failures.
 SANITIZER_OPTIONS = {
     "ASAN_OPTIONS": "exitcode=99:detect_leaks=1",
@@ -42,7 +46,7 @@ SANITIZER_OPTIONS = {
 }
 
 INPUTS = {"about", "without-ports", "network.json", "action", "run", "sysdb", "services", "umask", "prepare",
-          "steps.py", "expected"}
+          "steps.py", "expected", "refused-by-dnsmasq"}
 
 
 class Failure(Exception):
@@ -117,7 +121,8 @@ class Run:
     def text(self, name):
         """What the program wrote to "stdout" or "stderr"."""
         self.output[name].seek(0)
-        return self.output[name].read().decode(errors="backslashreplace").replace(str(self.folder), "$CONFIG")
+        text = self.output[name].read().decode(errors="backslashreplace")
+        return EMULATOR_NOTE.sub("", text).replace(str(self.folder), "$CONFIG")
 
     def _watch(self, done, complaint):
         deadline = time.monotonic() + TIME_LIMIT_SECONDS
@@ -282,6 +287,8 @@ def parse_arguments():
 def main():
     arguments = parse_arguments()
     os.umask(0o022)
+    # A run that is meant to abort leaves no core.
+    resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
     scenario = Scenario(arguments.folder, [*shlex.split(arguments.launcher), arguments.program])
     differences = ""
     for folder in scenario.run_folders():
