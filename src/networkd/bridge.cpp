@@ -24,7 +24,7 @@ int write_bridge_network(const NetworkContext* ctx, const char* bridge_name) {
   if (write_bridge_netdev_unit_file(ctx, order, bridge_name) != 0) result = -1;
   if (write_bridge_master_network_unit_file(ctx, order, bridge_name) != 0) result = -1;
   for (const Json::Value& member : ctx->bridge_interfaces) {
-    // A unit without a name would match every link there is.
+    // A value of another type is no member.
     if (!member.isString()) continue;
     if (write_bridge_slave_network_unit_file(ctx, order, bridge_name, member.asCString()) != 0) result = -1;
   }
