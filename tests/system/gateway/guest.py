@@ -24,6 +24,17 @@ class CommandFailed(AssertionError):
     """A command that had to succeed did not; the text holds all that it said."""
 
 
+def example(name):
+    """Returns the configuration examples/<name>."""
+    with open(os.path.join(HERE, "../../../examples", name, "network.json"), encoding="utf-8") as file:
+        return json.load(file)
+
+
+def terms(lease):
+    """Returns what counts of a lease: address and prefix length, router, DNS server, seconds; None for no lease."""
+    return lease and (f"{lease['ip']}/{lease['mask']}", lease.get("router"), lease.get("dns"), int(lease["lease"]))
+
+
 def wait_until(condition, timeout=20, interval=0.1):
     """Asks until `condition()` is true and returns that answer; after `timeout` seconds returns the last false one."""
     deadline = time.monotonic() + timeout
@@ -144,28 +155,37 @@ class Gateway:
         """Waits until the interface holds the address; returns whether it came."""
         return wait_until(lambda: address in self.addresses(ifname, namespace), timeout)
 
-    def _journal(self, *match):
-        lines = self.run("journalctl", "--output=json", "--no-pager", "--quiet", *match).stdout.splitlines()
-        return [json.loads(line) for line in lines]
+    def _journal(self, *match, since=None):
+        """Returns the entries that match, those after the mark `since` when there is one."""
+        self.run("journalctl", "--sync")
+        # --after-cursor would leave out the first of them whenever the marked entry is none that matches.
+        mark = [f"--cursor={since}"] if since else []
+        lines = self.run("journalctl", "--output=json", "--no-pager", "--quiet", *mark, *match).stdout.splitlines()
+        return [entry for entry in map(json.loads, lines) if entry["__CURSOR"] != since]
 
     def journal_position(self):
-        """Returns a mark for `since` of `syslog` and `networkd_complaints`."""
+        """Returns a mark for `since` of `syslog`, `networkd_warnings` and `networkd_complaints`."""
         entries = self._journal("--lines=1")
         return entries[0]["__CURSOR"] if entries else None
 
     def syslog(self, since=None, identifier="network"):
         """Returns the program's system log lines as (priority name, message), oldest first."""
-        self.run("journalctl", "--sync")
-        after = [f"--after-cursor={since}"] if since else []
-        entries = self._journal(f"SYSLOG_IDENTIFIER={identifier}", *after)
+        entries = self._journal(f"SYSLOG_IDENTIFIER={identifier}", since=since)
         return [(PRIORITIES[int(entry["PRIORITY"])], entry["MESSAGE"]) for entry in entries]
 
+    def networkd_warnings(self, since=None):
+        """Returns all that systemd-networkd (it runs with debug logging) said at priority warning or worse."""
+        entries = self._journal("_SYSTEMD_UNIT=systemd-networkd.service", "--priority=warning", since=since)
+        return [entry["MESSAGE"] for entry in entries]
+
     def networkd_complaints(self, since=None):
-        """Returns what systemd-networkd (it runs with debug logging) did not accept in the unit files."""
-        self.run("journalctl", "--sync")
-        after = [f"--after-cursor={since}"] if since else []
-        entries = self._journal("_SYSTEMD_UNIT=systemd-networkd.service", "--priority=warning", *after)
-        return [entry["MESSAGE"] for entry in entries if UNIT_FOLDER in entry["MESSAGE"]]
+        """Returns what systemd-networkd did not accept in the unit files."""
+        return [message for message in self.networkd_warnings(since) if UNIT_FOLDER in message]
+
+    def link_setup(self, ifname):
+        """Returns how far systemd-networkd is with an interface: "configured", "configuring", "failed", "unmanaged"."""
+        links = json.loads(self.run("networkctl", "--json=short", "list").stdout)["Interfaces"]
+        return next((link["AdministrativeState"] for link in links if link["Name"] == ifname), None)
 
     # The hosts around
 
@@ -221,6 +241,16 @@ class Gateway:
     def add_namespace(self, name):
         self.run("ip", "netns", "add", name)
         self.run("ip", "link", "set", "lo", "up", namespace=name)
+
+    def start_host_dnsmasq(self, namespace, *options):
+        """Makes a host serve DHCP or DNS, as a dnsmasq with these options alone does, until `stop_host_dnsmasq`."""
+        own = f"/run/dnsmasq-{namespace}"
+        alone = ("--conf-file=/dev/null", "--no-hosts", "--no-resolv", "--user=root")
+        files = (f"--pid-file={own}.pid", f"--dhcp-leasefile={own}.leases")
+        self.run("dnsmasq", *alone, *files, *options, namespace=namespace)
+
+    def stop_host_dnsmasq(self, namespace):
+        self.run("sh", "-c", 'kill "$(cat "$1")"', "sh", f"/run/dnsmasq-{namespace}.pid")
 
     def connect_cellular(self, ipv4="10.64.1.2", prefix=30, gateway="10.64.1.1", mtu="1430", dns=("10.64.1.1",), beyond=()):
         """Brings up a cellular link as the device's link manager does, with the operator's side in namespace `operator`.
@@ -283,8 +313,14 @@ class OtherGateway(Gateway):
             if link.stdout.readline():
                 return link
         link.kill()
-        link.wait()
+        link.communicate()
         return None
+
+    def close(self):
+        """Gives the connection up; the next command makes a new one."""
+        if self.connection is not None:
+            self.connection.communicate()
+            self.connection = None
 
 
 def fail_unless_inside():
