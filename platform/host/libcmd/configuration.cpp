@@ -8,7 +8,7 @@
 #include <cstring>
 #include <exception>
 #include <memory>
-#include <regex>
+#include <sstream>
 #include <string>
 
 #include "platform/libcmd.h"
@@ -36,19 +36,21 @@ static bool read_file(const std::string& path, std::string& text) {
 }
 
 // What is wrong with the value that begins at this line and column.
-static void report(const std::string& path, const std::string& line, const std::string& column,
-                   const std::string& reason) {
-  std::fprintf(stderr, "%s:%s:%s: %s\n", path.c_str(), line.c_str(), column.c_str(), reason.c_str());
+static void report(const std::string& path, int line, int column, const std::string& reason) {
+  std::fprintf(stderr, "%s:%d:%d: %s\n", path.c_str(), line, column, reason.c_str());
 }
 
 // Reports the first complaint of the parser, "* Line 3, Column 5\n  Reason\n".
 static void report_syntax_error(const std::string& path, const std::string& complaints) {
-  std::smatch first;
-  if (std::regex_search(complaints, first, std::regex(R"(Line (\d+), Column (\d+)\s+(.*))"))) {
-    report(path, first.str(1), first.str(2), first.str(3));
-  } else {
-    report(path, "1", "1", complaints);
-  }
+  std::istringstream first(complaints);
+  std::string word;
+  char comma = 0;
+  int line = 1;
+  int column = 1;
+  std::string reason;
+  first >> word >> word >> line >> comma >> word >> column >> std::ws;
+  std::getline(first, reason);
+  report(path, line, column, reason);
 }
 
 static bool parse(const std::string& path, const std::string& text, Json::Value& root) {
@@ -61,7 +63,7 @@ static bool parse(const std::string& path, const std::string& text, Json::Value&
     report_syntax_error(path, complaints);
   } catch (const std::exception& error) {
     // The parser throws when the whole is nested too deeply.
-    report(path, "1", "1", error.what());
+    report(path, 1, 1, error.what());
   }
   return false;
 }
@@ -73,7 +75,7 @@ int cmd_get_value_json(const std::string& name, Json::Value& value) {
   Json::Value root;
   if (!read_file(path, text) || !parse(path, text, root)) return -1;
   if (!root.isObject()) {
-    report(path, "1", "1", "the configuration is not an object");
+    report(path, 1, 1, "the configuration is not an object");
     return -1;
   }
   if (dot == std::string::npos) {
