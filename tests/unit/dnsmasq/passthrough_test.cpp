@@ -276,6 +276,10 @@ Section section_of(const Case& c) {
   return section;
 }
 
+std::string link_gateway(const Case& c) {
+  return c.gateway_is_the_pairs == kYes ? c.port->pair_gateway : "10.20.30.41";
+}
+
 // A pool of one address with the options of the device behind it.
 std::string one_address(const std::string& port, const std::string& client, const std::string& gateway,
                         const std::string& netmask) {
@@ -289,7 +293,7 @@ std::string expected_text(const Case& c) {
       "\n# pass-through automatic mode DHCP on " + port + "\ndhcp-host=" + c.port->mac;
   const std::string fixed =
       "\n# pass-through static mode DHCP on " + port + "\ndhcp-host=" + c.port->mac + ",192.168.1.1\n";
-  const std::string wwan_gateway = c.gateway_is_the_pairs == kYes ? c.port->pair_gateway : "10.20.30.41";
+  const std::string wwan_gateway = link_gateway(c);
   const std::string fallback =
       one_address(port, c.port->pair_device, c.port->pair_gateway, "255.255.255.128");
   switch (section_of(c)) {
@@ -318,10 +322,6 @@ Json::Value network_of(const Case& c) {
   if (c.disable_dhcp_secondary != nullptr)
     network["dhcp"]["disable_dhcp_secondary"] = is_true(c.disable_dhcp_secondary);
   return network;
-}
-
-std::string link_gateway(const Case& c) {
-  return c.gateway_is_the_pairs == kYes ? c.port->pair_gateway : "10.20.30.41";
 }
 
 std::vector<Case> every_case() {

@@ -198,6 +198,15 @@ TEST_F(BridgeTest, AUnitThatCannotBeOpenedFailsTheBridgeAndStopsNothing) {
   }
 }
 
+TEST_F(BridgeTest, EachUnitReportsThatItCannotBeOpened) {
+  const NetworkContext ctx = context_of(kBridge);
+  for (const char* name : {"79-br-lan.netdev", "79-br-lan.network", "79-eth0.network"})
+    block_unit(name);
+  EXPECT_EQ(write_bridge_netdev_unit_file(&ctx, 79, "br-lan"), -1);
+  EXPECT_EQ(write_bridge_master_network_unit_file(&ctx, 79, "br-lan"), -1);
+  EXPECT_EQ(write_bridge_slave_network_unit_file(&ctx, 79, "br-lan", "eth0"), -1);
+}
+
 TEST_F(BridgeTest, EachUnitTakesItsNames) {
   const NetworkContext ctx = context_of(kBridge);
   EXPECT_EQ(write_bridge_netdev_unit_file(&ctx, 12, "br-guest"), 0);
