@@ -6,7 +6,6 @@
 #include <array>
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
 
 #include "platform/libcmd.h"
 #include "platform/libsysdb.h"
@@ -122,13 +121,13 @@ int ip_link_set_interface_down(const char* ifname) {
 int get_if_hw_addr(const char* ifname, char* buffer) {
   std::string address = hardware_address(ifname);
   address.erase(std::remove(address.begin(), address.end(), ':'), address.end());
-  std::strcpy(buffer, address.c_str());
+  std::snprintf(buffer, 16, "%s", address.c_str());
   return address.empty() ? -1 : 0;
 }
 
 int get_if_hw_addr_formatted(const char* ifname, char* buffer) {
   const std::string address = hardware_address(ifname);
-  std::strcpy(buffer, address.c_str());
+  std::snprintf(buffer, 18, "%s", address.c_str());
   return address.empty() ? -1 : 0;
 }
 
@@ -137,7 +136,7 @@ int domain_ip_to_ip_str(const char* name, char* buffer, int size, int first, int
       {"domain_ip_to_ip_str", name, std::to_string(size), std::to_string(first), std::to_string(second)});
   const auto found = platform().resolvable.find(name);
   if (found == platform().resolvable.end()) return -1;
-  std::strcpy(buffer, found->second.c_str());
+  std::snprintf(buffer, static_cast<std::size_t>(size) + 1, "%s", found->second.c_str());
   return 0;
 }
 
