@@ -44,6 +44,7 @@ def network():
             {"allowed_ips": "10.99.8.0/24"},
         ],
     }
+    second = {"enable": False, "local_addrs": "10.97.0.1/24", "peers": [{"public_key": key("old"), "allowed_ips": "10.97.0.0/24"}]}
     third = {
         "enable": True,
         "local_addrs": "10.98.0.1/24",
@@ -55,12 +56,12 @@ def network():
         "static_routes": [
             {"enable": True, "interface": "eth0", "gateway": "192.168.1.254", "ipv4": "0.0.0.0", "netmask": 0},
         ],
-        "tunnels": {"wireguard": {"enable": True, "interfaces": [first, {"enable": False}, third]}},
+        "tunnels": {"wireguard": {"enable": True, "interfaces": [first, second, third]}},
     }
 
 
 def setUpModule():
-    for name in ("wg0", "wg2"):
+    for name in ("wg0", "wg1", "wg2"):
         gateway.write(f"/var/data/qel/.wg/{name}-private.key", key(name) + "\n")
     gateway.apply(network())
 

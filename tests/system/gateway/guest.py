@@ -187,6 +187,13 @@ class Gateway:
         links = json.loads(self.run("networkctl", "--json=short", "list").stdout)["Interfaces"]
         return next((link["AdministrativeState"] for link in links if link["Name"] == ifname), None)
 
+    def wait_for_setup(self, *ifnames, timeout=30):
+        """Waits until systemd-networkd, since it was started last, has finished with the interfaces; returns whether it has.
+
+        An address that is there may be one from before: a restarted systemd-networkd removes it and adds it again.
+        """
+        return wait_until(lambda: all(self.link_setup(ifname) == "configured" for ifname in ifnames), timeout)
+
     # The hosts around
 
     def reaches(self, address, namespace=None, timeout=10):
