@@ -44,7 +44,11 @@ def network():
             {"allowed_ips": "10.99.8.0/24"},
         ],
     }
-    second = {"enable": False, "local_addrs": "10.97.0.1/24", "peers": [{"public_key": key("old"), "allowed_ips": "10.97.0.0/24"}]}
+    second = {
+        "enable": False,
+        "local_addrs": "10.97.0.1/24",
+        "peers": [{"public_key": key("former"), "allowed_ips": "10.97.0.0/24"}],
+    }
     third = {
         "enable": True,
         "local_addrs": "10.98.0.1/24",

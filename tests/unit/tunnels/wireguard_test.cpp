@@ -1,10 +1,48 @@
 #include "tunnels/wireguard.h"
 
+#include <grp.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cstring>
 #include <filesystem>
 
 #include "lanfab_test.h"
+
+namespace {
+
+// Whether the system has the group of systemd-networkd, and each owner that a file was given.
+struct Ownership {
+  bool has_networkd = false;
+  std::vector<std::pair<uid_t, gid_t>> owners;
+};
+
+Ownership& ownership() {
+  static Ownership instance;
+  return instance;
+}
+
+constexpr gid_t kNetworkdGroup = 998;
+constexpr uid_t kSameUser = static_cast<uid_t>(-1);
+
+}  // namespace
+
+// The C library's own, which these take the place of at link time.
+extern "C" {
+
+struct group* getgrnam(const char* name) {
+  static struct group networkd {};
+  networkd.gr_gid = kNetworkdGroup;
+  const bool known = ownership().has_networkd && std::strcmp(name, "systemd-network") == 0;
+  return known ? &networkd : nullptr;
+}
+
+int fchown(int /*fd*/, uid_t owner, gid_t group) noexcept {
+  ownership().owners.emplace_back(owner, group);
+  return -1;
+}
+
+}  // extern "C"
 
 namespace {
 
@@ -13,6 +51,11 @@ constexpr char kPresharedKey[] = "cSHAREDkeySHAREDkeySHAREDkeySHAREDkeySHARE2=";
 
 class WireguardTest : public LanfabTest {
  protected:
+  void SetUp() override {
+    LanfabTest::SetUp();
+    ownership() = Ownership();
+  }
+
   static void put_key(const std::string& link, const std::string& key = kKey) {
     put_file("/var/data/qel/.wg/" + link + "-private.key", key + "\n");
   }
@@ -229,6 +272,15 @@ TEST_F(WireguardTest, WithoutItsKeyAnInterfaceHasNoUnit) {
   EXPECT_EQ(unit_names(), Lines{});
 }
 
+TEST_F(WireguardTest, EitherUnitThatCannotBeOpenedIsReported) {
+  put_key("wg0");
+  for (const char* name : {"44-wireguard.netdev", "44-wireguard.network"}) {
+    empty_folder("/var/run/systemd/network");
+    block_unit(name);
+    EXPECT_EQ(write_wg0("{}"), -1) << name;
+  }
+}
+
 TEST_F(WireguardTest, ANetdevUnitThatCannotBeOpenedFails) {
   put_key("wg0");
   block_unit("44-wireguard.netdev");
@@ -291,6 +343,19 @@ TEST_F(WireguardTest, AnEarlierUnitThatAllCouldReadIsRestrictedToo) {
   chmod("/var/run/systemd/network/44-wireguard.netdev", 0666);
   EXPECT_EQ(write_wg0("{}"), 0);
   EXPECT_EQ(mode_of("44-wireguard.netdev"), 0640U);
+}
+
+TEST_F(WireguardTest, TheUnitWithTheKeyAndNoOtherGoesToTheGroupOfNetworkd) {
+  put_key("wg0");
+  ownership().has_networkd = true;
+  EXPECT_EQ(write_wg0("{}"), 0);
+  EXPECT_THAT(ownership().owners, ::testing::ElementsAre(std::make_pair(kSameUser, kNetworkdGroup)));
+}
+
+TEST_F(WireguardTest, WithoutThatGroupTheUnitStaysWithItsOwner) {
+  put_key("wg0");
+  EXPECT_EQ(write_wg0("{}"), 0);
+  EXPECT_TRUE(ownership().owners.empty());
 }
 
 // Whether a text holds a key, or so much of one that it gives something away.
