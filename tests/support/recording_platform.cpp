@@ -18,7 +18,7 @@ RecordingPlatform& platform() {
 
 namespace {
 
-std::string format(const char* text, va_list arguments) {
+__attribute__((format(printf, 1, 0))) std::string format(const char* text, va_list arguments) {
   va_list again;
   va_copy(again, arguments);
   std::string result(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, text, again)), '\0');
@@ -159,8 +159,7 @@ void syslog(int priority, const char* text, ...) {
 }
 
 // What syslog becomes in a build with fortified sources.
-void __syslog_chk(int priority, int /*flag*/, const char* text,
-                  ...) {  // NOLINT(bugprone-reserved-identifier)
+__attribute__((format(printf, 3, 4))) void __syslog_chk(int priority, int /*flag*/, const char* text, ...) {
   va_list arguments;
   va_start(arguments, text);
   record_log(priority, format(text, arguments));

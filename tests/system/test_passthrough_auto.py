@@ -18,13 +18,6 @@ def connect(ipv4="10.64.1.2", operator="10.64.1.1"):
     gateway.connect_cellular(ipv4, 30, operator, beyond=(f"{BEYOND}/32", f"{DEVICE_GATEWAY}/32"))
 
 
-def example():
-    config = guest.example("passthrough")
-    # dnsmasq gives no lease for less than two minutes.
-    config["wired"]["eth1"]["network"]["dhcp"]["secondary_leasetime"] = "3m"
-    return config
-
-
 def default_routes():
     return sorted((route["dev"], route.get("gateway", "")) for route in gateway.routes() if route["dst"] == "default")
 
@@ -41,7 +34,7 @@ class AutomaticPassThrough(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         connect()
-        gateway.apply(example())
+        gateway.apply(guest.example("passthrough"))
         gateway.wait_for_setup("eth0", "eth1", "wwan0")
 
     def test_port_has_the_operators_gateway_address_and_the_fallback(self):
@@ -85,7 +78,7 @@ class LinkOfAutomaticPassThroughGoesAndComesBack(unittest.TestCase):
 
     def setUp(self):
         connect()
-        gateway.apply(example())
+        gateway.apply(guest.example("passthrough"))
         self.mark = gateway.journal_position()
 
     def test_host_gets_the_fallback_and_then_the_new_cellular_address(self):
