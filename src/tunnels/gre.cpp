@@ -14,7 +14,7 @@
 #include "platform/libvantor.h"
 
 // The local address that stands for the cellular link's current one.
-static constexpr char kDynamicAddress[] = "dynamic";
+constexpr char kDynamicAddress[] = "dynamic";
 
 static std::string tunnel_name(int index) {
   return "gre-tun" + std::to_string(index + 1);
