@@ -1,6 +1,6 @@
 #include "config/interface_queries.h"
 
-#include "config/rules.h"
+#include "config/lookup.h"
 #include "platform/libcmd.h"
 
 bool is_eth_interface_enabled(const NetworkContext* ctx, const char* ifname) {

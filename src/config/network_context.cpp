@@ -2,7 +2,7 @@
 
 #include <syslog.h>
 
-#include "config/rules.h"
+#include "config/lookup.h"
 #include "driver/upcalls.h"
 #include "platform/libcmd.h"
 

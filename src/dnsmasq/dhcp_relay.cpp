@@ -3,7 +3,7 @@
 #include <syslog.h>
 
 #include "config/interface_queries.h"
-#include "config/rules.h"
+#include "config/lookup.h"
 #include "config/wwan_state.h"
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"

@@ -6,7 +6,7 @@
 #include <cstdlib>
 
 #include "config/interface_queries.h"
-#include "config/rules.h"
+#include "config/lookup.h"
 #include "config/wwan_state.h"
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"

@@ -6,8 +6,7 @@
 #include <string>
 
 #include "config/interface_queries.h"
-#include "config/open_file.h"
-#include "config/rules.h"
+#include "config/lookup.h"
 #include "dnsmasq/dhcp_relay.h"
 #include "dnsmasq/dhcp_server.h"
 #include "dnsmasq/eth_interface.h"
@@ -15,6 +14,7 @@
 #include "dnsmasq/wlan_interface.h"
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
+#include "util/open_file.h"
 
 int dnsmasq_apply(const NetworkContext* ctx) {
   syslog(LOG_NOTICE, "dnsmasq apply");

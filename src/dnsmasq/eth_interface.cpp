@@ -3,7 +3,7 @@
 #include <string>
 
 #include "config/interface_queries.h"
-#include "config/rules.h"
+#include "config/lookup.h"
 #include "dnsmasq/dhcp_server.h"
 #include "dnsmasq/lan_interface.h"
 #include "dnsmasq/passthrough.h"

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "config/rules.h"
+#include "config/lookup.h"
 #include "config/secondary_pair.h"
 #include "config/wwan_state.h"
 #include "platform/libcmd.h"

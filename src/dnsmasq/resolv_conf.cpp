@@ -4,10 +4,10 @@
 
 #include <string>
 
-#include "config/open_file.h"
-#include "config/rules.h"
+#include "config/lookup.h"
 #include "config/wwan_state.h"
 #include "platform/libcmd.h"
+#include "util/open_file.h"
 
 static bool write_nameserver(std::FILE* file, const std::string& address) {
   if (!is_longer_than_6(address)) return false;

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "config/interface_queries.h"
-#include "config/rules.h"
+#include "config/lookup.h"
 #include "dnsmasq/lan_interface.h"
 
 int dnsmasq_add_wlan_interface(const NetworkContext* ctx, std::FILE* file, const char* ifname,

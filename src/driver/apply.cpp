@@ -3,8 +3,7 @@
 #include <syslog.h>
 
 #include "config/interface_queries.h"
-#include "config/open_file.h"
-#include "config/rules.h"
+#include "config/lookup.h"
 #include "driver/undo.h"
 #include "driver/upcalls.h"
 #include "networkd/bridge.h"
@@ -16,6 +15,7 @@
 #include "platform/libsysdb.h"
 #include "platform/libvantor.h"
 #include "tunnels/gre.h"
+#include "util/open_file.h"
 
 // Returns 0, also for a port that the configuration does not have, or -1.
 static int apply_ethernet_port(const NetworkContext* ctx, int order, const char* ifname) {

@@ -3,13 +3,13 @@
 #include <sys/stat.h>
 #include <syslog.h>
 
-#include "config/open_file.h"
-#include "config/rules.h"
-#include "config/subnet.h"
+#include "config/lookup.h"
 #include "driver/upcalls.h"
 #include "networkd/unit_file.h"
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
+#include "util/open_file.h"
+#include "util/subnet.h"
 
 void append_clear_interfaces(const NetworkContext* ctx, const char* ifname, const char* kind) {
   print_trace(ctx, __func__);

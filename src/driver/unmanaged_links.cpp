@@ -9,9 +9,9 @@
 #include <cstring>
 #include <fstream>
 
-#include "config/rules.h"
-#include "config/shell.h"
+#include "config/lookup.h"
 #include "tunnels/wireguard_numbers.h"
+#include "util/shell.h"
 
 // Never deleted.
 constexpr std::array<const char*, 6> kProtectedLinks = {"lo",    "can0",   "can1",

@@ -5,12 +5,12 @@
 #include <cstdio>
 
 #include "config/interface_queries.h"
-#include "config/open_file.h"
-#include "config/rules.h"
+#include "config/lookup.h"
 #include "driver/upcalls.h"
 #include "networkd/network_unit.h"
 #include "networkd/unit_file.h"
 #include "platform/libcmd.h"
+#include "util/open_file.h"
 
 // Just ahead of the Wi-Fi units.
 static int bridge_order(const NetworkContext* ctx) {

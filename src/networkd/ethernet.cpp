@@ -5,14 +5,14 @@
 #include <string>
 
 #include "config/interface_queries.h"
-#include "config/open_file.h"
-#include "config/rules.h"
-#include "config/shell.h"
+#include "config/lookup.h"
 #include "driver/upcalls.h"
 #include "networkd/network_unit.h"
 #include "networkd/unit_file.h"
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
+#include "util/open_file.h"
+#include "util/shell.h"
 
 static int write_router_unit(const NetworkContext* ctx, int order, const char* ifname,
                              const Json::Value& network) {

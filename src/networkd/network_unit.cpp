@@ -6,14 +6,14 @@
 #include <vector>
 
 #include "config/interface_queries.h"
-#include "config/open_file.h"
-#include "config/rules.h"
+#include "config/lookup.h"
 #include "config/secondary_pair.h"
-#include "config/shell.h"
-#include "config/subnet.h"
 #include "networkd/unit_file.h"
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
+#include "util/open_file.h"
+#include "util/shell.h"
+#include "util/subnet.h"
 
 namespace {
 

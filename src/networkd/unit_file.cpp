@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "config/rules.h"
+#include "config/lookup.h"
 
 std::FILE* open_unit_file(const NetworkContext* ctx, int number, const char* name, const char* kind) {
   print_trace(ctx, __func__);

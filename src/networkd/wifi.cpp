@@ -5,7 +5,7 @@
 #include <string>
 
 #include "config/interface_queries.h"
-#include "config/rules.h"
+#include "config/lookup.h"
 #include "driver/upcalls.h"
 #include "networkd/network_unit.h"
 #include "platform/libcmd.h"

@@ -5,8 +5,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "config/open_file.h"
-#include "config/rules.h"
+#include "config/lookup.h"
 #include "config/secondary_pair.h"
 #include "config/wwan_state.h"
 #include "dnsmasq/resolv_conf.h"
@@ -17,6 +16,7 @@
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
 #include "tunnels/gre.h"
+#include "util/open_file.h"
 
 // Sorts before every other unit.
 constexpr int kWwanUnitOrder = 10;

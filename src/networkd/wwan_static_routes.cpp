@@ -4,11 +4,11 @@
 
 #include <algorithm>
 
-#include "config/open_file.h"
-#include "config/rules.h"
-#include "config/subnet.h"
+#include "config/lookup.h"
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
+#include "util/open_file.h"
+#include "util/subnet.h"
 
 std::string wwan_static_routes_path(const std::string& ifname) {
   return "/var/run/" + ifname + "_static_routes";

@@ -1,6 +1,6 @@
 #include "qos/dscp_classes.h"
 
-#include "config/rules.h"
+#include "config/lookup.h"
 #include "platform/libcmd.h"
 
 std::map<std::string, int> dscp_class_table() {

@@ -5,13 +5,13 @@
 #include <cstdio>
 #include <string>
 
-#include "config/open_file.h"
-#include "config/rules.h"
+#include "config/lookup.h"
 #include "config/wwan_state.h"
 #include "driver/upcalls.h"
 #include "networkd/unit_file.h"
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
+#include "util/open_file.h"
 
 // The local address that stands for the cellular link's current one.
 constexpr char kDynamicAddress[] = "dynamic";

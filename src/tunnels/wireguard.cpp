@@ -7,13 +7,13 @@
 
 #include <cstring>
 
-#include "config/open_file.h"
-#include "config/rules.h"
-#include "config/shell.h"
+#include "config/lookup.h"
 #include "networkd/unit_file.h"
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
 #include "tunnels/wireguard_numbers.h"
+#include "util/open_file.h"
+#include "util/shell.h"
 
 constexpr char kConfiguration[] = "network.tunnels.wireguard";
 // Both units of every interface; their numbers tell them apart.

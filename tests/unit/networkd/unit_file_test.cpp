@@ -2,8 +2,8 @@
 
 #include <filesystem>
 
-#include "config/open_file.h"
 #include "lanfab_test.h"
+#include "util/open_file.h"
 
 namespace {
 

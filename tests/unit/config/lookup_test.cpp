@@ -1,4 +1,4 @@
-#include "config/rules.h"
+#include "config/lookup.h"
 
 #include "lanfab_test.h"
 
