@@ -29,22 +29,22 @@ bool interface_is_bridged(const NetworkContext* ctx, const std::string& ifname) 
 
 bool is_wlan_ap_dhcp_enabled(const NetworkContext* ctx, const char* ifname) {
   print_trace(ctx, __func__);
-  return is_true(ctx->config, std::string("wireless.wifi.") + ifname + ".ap.network.dhcp.enable");
+  return is_true(ctx->config, access_point_network_path(ifname) + ".dhcp.enable");
 }
 
 bool is_eth_interface_dhcp_enabled(const NetworkContext* ctx, const char* ifname) {
   print_trace(ctx, __func__);
-  const std::string network = std::string("wired.") + ifname + ".network";
+  const std::string network = wired_network_path(ifname);
   std::string protocol;
   config_get_string(ctx->config, protocol, network + ".protocol");
   return protocol == "static" && is_true(ctx->config, network + ".dhcp.enable");
 }
 
-static std::string wired_network_path(const std::string& ifname) {
+std::string wired_network_path(const std::string& ifname) {
   return "wired." + ifname + ".network";
 }
 
-static std::string access_point_network_path(const std::string& ifname) {
+std::string access_point_network_path(const std::string& ifname) {
   return "wireless.wifi." + ifname + ".ap.network";
 }
 

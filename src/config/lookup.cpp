@@ -1,12 +1,6 @@
 #include "config/lookup.h"
 
-#include <cstdio>
-
 #include "platform/libcmd.h"
-
-void print_trace(const NetworkContext* ctx, const char* name) {
-  if (ctx->trace) std::printf("%s\n", name);
-}
 
 bool is_true(const Json::Value& object, const std::string& path) {
   bool value = false;
@@ -22,7 +16,7 @@ bool is_static_route_of(const Json::Value& route, const std::string& ifname) {
   return is_enabled(route) && config_get_string(route, route_ifname, "interface") && route_ifname == ifname;
 }
 
-bool is_longer_than_6(const std::string& text) {
+bool looks_like_address(const std::string& text) {
   return text.size() > 6;
 }
 

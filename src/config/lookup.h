@@ -6,11 +6,6 @@
 
 #include <string>
 
-#include "config/network_context.h"
-
-// The trace line: `name` and a newline to standard output when the context's trace flag is set.
-void print_trace(const NetworkContext* ctx, const char* name);
-
 // Whether the boolean at the dotted `path` below `object` exists and is true.
 bool is_true(const Json::Value& object, const std::string& path);
 
@@ -22,7 +17,7 @@ bool is_static_route_of(const Json::Value& route, const std::string& ifname);
 
 // The test that stands for a plausible dotted IPv4 address: longer than 6 characters, 0.0.0.0 being the
 // shortest one. No further syntax check is meant.
-bool is_longer_than_6(const std::string& text);
+bool looks_like_address(const std::string& text);
 
 // The text of a string; empty for every other type.
 std::string text_of(const Json::Value& value);

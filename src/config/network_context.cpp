@@ -2,8 +2,11 @@
 
 #include <syslog.h>
 
+#include <cstdio>
+
+#include "config/interface_queries.h"
 #include "config/lookup.h"
-#include "driver/upcalls.h"
+#include "driver/undo.h"
 #include "platform/libcmd.h"
 
 NetworkContext::NetworkContext(bool for_apply) {
@@ -23,6 +26,10 @@ NetworkContext::NetworkContext(bool for_apply) {
   initialized = true;
 }
 
+void print_trace(const NetworkContext* ctx, const char* name) {
+  if (ctx->trace) std::printf("%s\n", name);
+}
+
 bool is_initialized(const NetworkContext* ctx) {
   print_trace(ctx, __func__);
   return ctx->initialized;
@@ -37,7 +44,7 @@ bool is_cell_enabled(const NetworkContext* ctx) {
 // but "router" counts, and so does a disabled port.
 static bool init_port_passthrough(NetworkContext* ctx, const char* ifname) {
   std::string mode;
-  if (!config_get_string(ctx->config, mode, std::string("wired.") + ifname + ".network.mode")) return false;
+  if (!config_get_string(ctx->config, mode, wired_network_path(ifname) + ".mode")) return false;
   if (mode == "router") return false;
   ctx->passthrough_enabled = true;
   ctx->passthrough_interface = ifname;

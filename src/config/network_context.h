@@ -43,6 +43,9 @@ struct NetworkContext {
   int unit_order_numbers[kUnitOrderCount] = {80, 84, 20, 21, 30};
 };
 
+// The trace line: `name` and a newline to standard output when the context's trace flag is set.
+void print_trace(const NetworkContext* ctx, const char* name);
+
 // True once the constructor has loaded the configuration.
 bool is_initialized(const NetworkContext* ctx);
 

@@ -8,11 +8,15 @@
 // Room for a dotted IPv4 address.
 inline constexpr std::size_t kIpv4TextSize = 16;
 
-inline constexpr char kWwanIpv4File[] = "/var/run/wwan_ipv4";
-inline constexpr char kWwanGatewayFile[] = "/var/run/wwan_gw";
-inline constexpr char kWwanNetmaskFile[] = "/var/run/wwan_netmask";
-inline constexpr char kWwanDns1File[] = "/var/run/wwan_dns1";
-inline constexpr char kWwanDns2File[] = "/var/run/wwan_dns2";
+// Room for the name of the cellular interface, for a prefix length and for an MTU.
+inline constexpr std::size_t kWwanInterfaceTextSize = 8;
+inline constexpr std::size_t kWwanPrefixTextSize = 4;
+inline constexpr std::size_t kWwanMtuTextSize = 8;
+
+// Each buffer has the size named above for its value.
+void read_wwan_intf(char* buffer);
+void read_wwan_cidr(char* buffer);
+void read_wwan_mtu(char* buffer);
 
 // Each buffer holds kIpv4TextSize bytes.
 int read_wwan_ipv4(char* buffer);  // 0 when the file was read

@@ -99,7 +99,7 @@ static void add_vlan_interface(const NetworkContext* ctx, std::FILE* file, const
 
 int dnsmasq_add_vlan_interfaces(const NetworkContext* ctx, std::FILE* file, const char* port) {
   print_trace(ctx, __func__);
-  const std::string vlan = std::string("wired.") + port + ".network.advanced.vlan";
+  const std::string vlan = wired_network_path(port) + ".advanced.vlan";
   if (!is_true(ctx->config, vlan + ".enable")) return 0;
   for (const Json::Value& network : array_at(ctx->config, vlan + ".networks")) {
     add_vlan_interface(ctx, file, port, network);

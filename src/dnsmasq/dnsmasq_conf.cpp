@@ -6,15 +6,17 @@
 #include <string>
 
 #include "config/interface_queries.h"
-#include "config/lookup.h"
 #include "dnsmasq/dhcp_relay.h"
 #include "dnsmasq/dhcp_server.h"
-#include "dnsmasq/eth_interface.h"
+#include "dnsmasq/hosts.h"
+#include "dnsmasq/lan_interface.h"
 #include "dnsmasq/resolv_conf.h"
-#include "dnsmasq/wlan_interface.h"
-#include "platform/libcmd.h"
 #include "platform/libvantor.h"
 #include "util/open_file.h"
+
+constexpr char kDnsmasqConf[] = "/var/run/dnsmasq.conf";
+// Written first and copied into place when complete. The platform provides its directory.
+constexpr char kDnsmasqConfStaging[] = "/var/volatile/qel/.dnsmasq_conf";
 
 int dnsmasq_apply(const NetworkContext* ctx) {
   syslog(LOG_NOTICE, "dnsmasq apply");
@@ -71,23 +73,5 @@ int dnsmasq_write_dnsmasq_conf(const NetworkContext* ctx) {
   write_trailer(file.get());
   file.reset();  // complete on disk before it is copied
   qelsys("/bin/cp -f %s %s", kDnsmasqConfStaging, kDnsmasqConf);
-  return 0;
-}
-
-void dnsmasq_add_hostnames(const NetworkContext* ctx) {
-  for (const Json::Value& host : array_at(ctx->config, "hostnames")) {
-    std::string name;
-    std::string ipv4;
-    if (config_get_string(host, name, "name") && config_get_string(host, ipv4, "ipv4")) {
-      dnsmasq_add_dns_host(ctx, name.c_str(), ipv4.c_str());
-    }
-  }
-}
-
-int dnsmasq_add_dns_host(const NetworkContext* ctx, const char* hostname, const char* ipv4) {
-  print_trace(ctx, __func__);
-  const OpenFile hosts = open_file(kHostsFile, "a+");
-  if (hosts == nullptr) return -1;
-  std::fprintf(hosts.get(), "%s %s\n", ipv4, hostname);
   return 0;
 }

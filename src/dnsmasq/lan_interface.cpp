@@ -2,10 +2,13 @@
 
 #include <syslog.h>
 
+#include <string>
+
 #include "config/interface_queries.h"
 #include "dnsmasq/dhcp_relay.h"
 #include "dnsmasq/dhcp_server.h"
-#include "dnsmasq/dnsmasq_conf.h"
+#include "dnsmasq/hosts.h"
+#include "dnsmasq/passthrough.h"
 #include "platform/libcmd.h"
 
 // Says so in the log, at `priority`, when it is.
@@ -15,18 +18,47 @@ static bool is_served_by_bridge(const NetworkContext* ctx, const char* ifname, i
   return true;
 }
 
-void dnsmasq_add_lan_dhcp_server(const NetworkContext* ctx, std::FILE* file, const char* ifname) {
+static void add_lan_dhcp_server(const NetworkContext* ctx, std::FILE* file, const char* ifname) {
   if (!is_served_by_bridge(ctx, ifname, LOG_NOTICE)) dnsmasq_add_dhcp_server(ctx, file, ifname);
 }
 
-void dnsmasq_add_lan_hostname(const NetworkContext* ctx, const char* hostname, const std::string& ipv4_path) {
+// Publishes `hostname`, unless it is null, for the address in the "network" object at `network_path`.
+static void add_lan_hostname(const NetworkContext* ctx, const char* hostname,
+                             const std::string& network_path) {
   std::string ipv4;
-  if (hostname == nullptr || !config_get_string(ctx->config, ipv4, ipv4_path)) return;
+  if (hostname == nullptr || !config_get_string(ctx->config, ipv4, network_path + ".ipv4")) return;
   if (dnsmasq_add_dns_host(ctx, hostname, ipv4.c_str()) != 0) {
     syslog(LOG_NOTICE, "dnsmasq: error writing %s", kHostsFile);
   }
 }
 
-void dnsmasq_add_lan_dhcp_relay(const NetworkContext* ctx, std::FILE* file, const char* ifname) {
+static void add_lan_dhcp_relay(const NetworkContext* ctx, std::FILE* file, const char* ifname) {
   if (!is_served_by_bridge(ctx, ifname, LOG_DEBUG)) dnsmasq_add_dhcp_relay(ctx, file, ifname);
+}
+
+int dnsmasq_add_eth_interface(const NetworkContext* ctx, std::FILE* file, const char* port,
+                              const char* hostname) {
+  print_trace(ctx, __func__);
+  if (!is_eth_interface_enabled(ctx, port)) return 0;
+  const bool is_passthrough_port = ctx->passthrough_enabled && ctx->passthrough_interface == port;
+  if (is_passthrough_port && dnsmasq_add_passthrough(ctx, file, port)) return 0;
+  if (is_eth_interface_dhcp_enabled(ctx, port)) {
+    add_lan_dhcp_server(ctx, file, port);
+    dnsmasq_add_vlan_interfaces(ctx, file, port);
+    add_lan_hostname(ctx, hostname, wired_network_path(port));
+  }
+  add_lan_dhcp_relay(ctx, file, port);
+  return 0;
+}
+
+int dnsmasq_add_wlan_interface(const NetworkContext* ctx, std::FILE* file, const char* ifname,
+                               const char* hostname) {
+  print_trace(ctx, __func__);
+  if (!is_wlan_ap_enabled(ctx, ifname)) return 0;
+  if (is_wlan_ap_dhcp_enabled(ctx, ifname)) {
+    add_lan_dhcp_server(ctx, file, ifname);
+    add_lan_hostname(ctx, hostname, access_point_network_path(ifname));
+  }
+  add_lan_dhcp_relay(ctx, file, ifname);
+  return 0;
 }

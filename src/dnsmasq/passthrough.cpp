@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "config/interface_queries.h"
 #include "config/lookup.h"
 #include "config/secondary_pair.h"
 #include "config/wwan_state.h"
@@ -16,7 +17,7 @@ constexpr char kOperation[] = "dnsmasq_add_eth_interface";
 namespace {
 
 // What the device behind the port is given.
-struct Handout {
+struct DhcpOffer {
   bool is_fallback;
   std::string client;
   std::string gateway;
@@ -42,7 +43,7 @@ static std::string string_at(const NetworkContext* ctx, const std::string& path,
   return text;
 }
 
-static Handout wwan_handout(const NetworkContext* ctx, const Port& port) {
+static DhcpOffer wwan_offer(const NetworkContext* ctx, const Port& port) {
   char client[kIpv4TextSize] = "";
   char gateway[kIpv4TextSize] = "";
   char netmask[kIpv4TextSize] = "";
@@ -53,51 +54,51 @@ static Handout wwan_handout(const NetworkContext* ctx, const Port& port) {
 }
 
 // The lease time of the cellular address has no say here.
-static Handout fallback_handout(const NetworkContext* ctx, const Port& port) {
+static DhcpOffer fallback_offer(const NetworkContext* ctx, const Port& port) {
   return {true, port.pair->device, port.pair->gateway, kSecondaryNetmask,
           string_at(ctx, port.network + ".dhcp.secondary_leasetime", "2m")};
 }
 
-static Handout current_handout(const NetworkContext* ctx, const Port& port) {
+static DhcpOffer current_offer(const NetworkContext* ctx, const Port& port) {
   if (!is_cell_connected()) {
     syslog(LOG_NOTICE, "dnsmasq: wwan link down");
     syslog(LOG_NOTICE, "dnsmasq: no WWAN connection, using secondary ip %s and dhcp %s", port.pair->gateway,
            port.pair->device);
-    return fallback_handout(ctx, port);
+    return fallback_offer(ctx, port);
   }
   syslog(LOG_NOTICE, "%s: wwan link up", kOperation);
-  Handout handout = wwan_handout(ctx, port);
-  if (!handout.client.empty()) return handout;
+  DhcpOffer offer = wwan_offer(ctx, port);
+  if (!offer.client.empty()) return offer;
   syslog(LOG_NOTICE, "%s: no WWAN address found, using secondary ip %s and dhcp %s", kOperation,
          port.pair->gateway, port.pair->device);
-  return fallback_handout(ctx, port);
+  return fallback_offer(ctx, port);
 }
 
-static Section choose_section(const NetworkContext* ctx, const Port& port, const Handout& handout) {
+static Section choose_section(const NetworkContext* ctx, const Port& port, const DhcpOffer& offer) {
   // All that "disable_dhcp_secondary" does, and it is meant to do no more.
-  if (!handout.is_fallback && is_true(ctx->config, port.network + ".dhcp.disable_dhcp_secondary") &&
-      handout.gateway == port.pair->gateway) {
+  if (!offer.is_fallback && is_true(ctx->config, port.network + ".dhcp.disable_dhcp_secondary") &&
+      offer.gateway == port.pair->gateway) {
     return Section::kOrdinaryPort;
   }
   if (ctx->passthrough_auto) return Section::kAutomatic;
-  if (handout.is_fallback) return Section::kStaticFallback;
+  if (offer.is_fallback) return Section::kStaticFallback;
   return is_true(ctx->config, port.network + ".dhcp.enable") ? Section::kStaticWwan : Section::kOrdinaryPort;
 }
 
 // A pool of exactly one address, and the options that go with it: the netmask before the router.
-static void write_one_address_pool(std::FILE* file, const Port& port, const Handout& handout) {
-  std::fprintf(file, "dhcp-range=%s,%s,%s,%s\n", port.ifname, handout.client.c_str(), handout.client.c_str(),
-               handout.leasetime.c_str());
-  std::fprintf(file, "dhcp-option=%s,1,%s\n", port.ifname, handout.netmask.c_str());
-  std::fprintf(file, "dhcp-option=%s,3,%s\n", port.ifname, handout.gateway.c_str());
-  std::fprintf(file, "dhcp-option=%s,6,%s\n\n", port.ifname, handout.gateway.c_str());
+static void write_one_address_pool(std::FILE* file, const Port& port, const DhcpOffer& offer) {
+  std::fprintf(file, "dhcp-range=%s,%s,%s,%s\n", port.ifname, offer.client.c_str(), offer.client.c_str(),
+               offer.leasetime.c_str());
+  std::fprintf(file, "dhcp-option=%s,1,%s\n", port.ifname, offer.netmask.c_str());
+  std::fprintf(file, "dhcp-option=%s,3,%s\n", port.ifname, offer.gateway.c_str());
+  std::fprintf(file, "dhcp-option=%s,6,%s\n\n", port.ifname, offer.gateway.c_str());
 }
 
-static void write_automatic_section(std::FILE* file, const Port& port, const Handout& handout) {
+static void write_automatic_section(std::FILE* file, const Port& port, const DhcpOffer& offer) {
   syslog(LOG_NOTICE, "%s: configure dnsmasq for passthrough_auto %s", kOperation, port.ifname);
   std::fprintf(file, "\n# pass-through automatic mode DHCP on %s\n", port.ifname);
-  std::fprintf(file, "dhcp-host=%s,%s\n", port.mac, handout.gateway.c_str());
-  write_one_address_pool(file, port, handout);
+  std::fprintf(file, "dhcp-host=%s,%s\n", port.mac, offer.gateway.c_str());
+  write_one_address_pool(file, port, offer);
 }
 
 // Returns the port's configured address.
@@ -110,23 +111,23 @@ static std::string write_static_head(const NetworkContext* ctx, std::FILE* file,
 }
 
 static void write_static_fallback_section(const NetworkContext* ctx, std::FILE* file, const Port& port,
-                                          const Handout& handout) {
+                                          const DhcpOffer& offer) {
   write_static_head(ctx, file, port);
   syslog(LOG_NOTICE, "configure dnsmasq for passthrough_static secondary fallback %s", port.ifname);
-  write_one_address_pool(file, port, handout);
+  write_one_address_pool(file, port, offer);
 }
 
 static void write_static_wwan_section(const NetworkContext* ctx, std::FILE* file, const Port& port,
-                                      const Handout& handout) {
+                                      const DhcpOffer& offer) {
   const std::string ipv4 = write_static_head(ctx, file, port);
   // The two blanks are meant.
   syslog(LOG_NOTICE, "configure dnsmasq for passthrough_static  %s", port.ifname);
   std::string start = string_at(ctx, port.network + ".dhcp.start", "");
   std::string end = string_at(ctx, port.network + ".dhcp.end", "");
   const bool has_pool = (!start.empty() && start != ipv4) || (!end.empty() && end != ipv4);
-  if (!has_pool) start = end = handout.client;
+  if (!has_pool) start = end = offer.client;
   std::fprintf(file, "dhcp-range=%s,%s,%s,%s\n", port.ifname, start.c_str(), end.c_str(),
-               handout.leasetime.c_str());
+               offer.leasetime.c_str());
   // The router before the netmask, unlike the one-address pool; and no netmask when none is configured, so
   // that dnsmasq sends the interface's own.
   std::fprintf(file, "dhcp-option=%s,3,%s\n", port.ifname, ipv4.c_str());
@@ -140,18 +141,18 @@ static void write_static_wwan_section(const NetworkContext* ctx, std::FILE* file
 
 bool dnsmasq_add_passthrough(const NetworkContext* ctx, std::FILE* file, const char* port_name) {
   syslog(LOG_NOTICE, "%s: update dnsmasq for pass-through mode", kOperation);
-  Port port{port_name, std::string("wired.") + port_name + ".network", "", secondary_pair_of(port_name)};
+  Port port{port_name, wired_network_path(port_name), "", secondary_pair_of(port_name)};
   get_if_hw_addr_formatted(port_name, port.mac);
-  const Handout handout = current_handout(ctx, port);
-  switch (choose_section(ctx, port, handout)) {
+  const DhcpOffer offer = current_offer(ctx, port);
+  switch (choose_section(ctx, port, offer)) {
     case Section::kAutomatic:
-      write_automatic_section(file, port, handout);
+      write_automatic_section(file, port, offer);
       return true;
     case Section::kStaticFallback:
-      write_static_fallback_section(ctx, file, port, handout);
+      write_static_fallback_section(ctx, file, port, offer);
       return true;
     case Section::kStaticWwan:
-      write_static_wwan_section(ctx, file, port, handout);
+      write_static_wwan_section(ctx, file, port, offer);
       return true;
     case Section::kOrdinaryPort:
       break;

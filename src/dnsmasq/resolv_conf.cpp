@@ -10,7 +10,7 @@
 #include "util/open_file.h"
 
 static bool write_nameserver(std::FILE* file, const std::string& address) {
-  if (!is_longer_than_6(address)) return false;
+  if (!looks_like_address(address)) return false;
   std::fprintf(file, "nameserver %s\n", address.c_str());
   return true;
 }

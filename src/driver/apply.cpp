@@ -4,8 +4,8 @@
 
 #include "config/interface_queries.h"
 #include "config/lookup.h"
+#include "driver/post_start_script.h"
 #include "driver/undo.h"
-#include "driver/upcalls.h"
 #include "networkd/bridge.h"
 #include "networkd/ethernet.h"
 #include "networkd/wifi.h"
@@ -15,7 +15,6 @@
 #include "platform/libsysdb.h"
 #include "platform/libvantor.h"
 #include "tunnels/gre.h"
-#include "util/open_file.h"
 
 // Returns 0, also for a port that the configuration does not have, or -1.
 static int apply_ethernet_port(const NetworkContext* ctx, int order, const char* ifname) {
@@ -83,14 +82,6 @@ int wwan_apply(const NetworkContext* ctx) {
     execute_systemctl_start(kNetworkd);
   }
   return result;
-}
-
-void write_post_networkd_start_actions_script(const NetworkContext* /*ctx*/, const char* command) {
-  if (const OpenFile script = open_file(kPostNetworkdStartScript, "w")) {
-    std::fprintf(script.get(), "#!/bin/sh\n");
-    std::fprintf(script.get(), "%s\n", command);
-  }
-  qelsys("/bin/chmod +x %s", kPostNetworkdStartScript);
 }
 
 void set_sysdb_macaddr(const NetworkContext* ctx, const char* ifname) {

@@ -6,8 +6,6 @@
 
 #include "config/network_context.h"
 
-inline constexpr char kPostNetworkdStartScript[] = "/var/run/post_networkd_start_actions_script";
-
 // Undoes the previous run, writes every unit and script of the current configuration and, when every step
 // succeeded, goes on with wwan_apply. No failure stops the sequence. `pulse` is the switch
 // "--pulse-ethernet". Returns 0, or -1 when a step failed; systemd-networkd is then left alone.

@@ -4,12 +4,16 @@
 #include <syslog.h>
 
 #include "config/lookup.h"
-#include "driver/upcalls.h"
 #include "networkd/unit_file.h"
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
 #include "util/open_file.h"
 #include "util/subnet.h"
+
+constexpr char kDeleteInterfacesScript[] = "/var/run/.delete_interfaces";
+constexpr char kDeleteStaticRoutesScript[] = "/var/run/.delete_static_routes";
+// Where the cellular units wait while the unit directory is emptied. The platform provides it.
+constexpr char kWwanUnitBackupDir[] = "/var/volatile/qel/.wwan_unit_backup";
 
 void append_clear_interfaces(const NetworkContext* ctx, const char* ifname, const char* kind) {
   print_trace(ctx, __func__);

@@ -9,13 +9,18 @@
 #include <cstring>
 #include <fstream>
 
-#include "config/lookup.h"
-#include "tunnels/wireguard_numbers.h"
+#include "tunnels/wireguard.h"
 #include "util/shell.h"
 
 // Never deleted.
 constexpr std::array<const char*, 6> kProtectedLinks = {"lo",    "can0",   "can1",
                                                         "wwan0", "wlp1s0", "wifi-aware"};
+
+// The rule of a tunnel's routing table is removed for wg0 up to this link.
+constexpr long kLastWireguardRuleIndex = 7;
+
+constexpr char kRouteListFile[] = "/var/run/.route_list";
+constexpr char kNetworkctlListFile[] = "/var/run/.networkctl_list";
 
 // Where the link listing has the name and the kind, when a line is split at every single blank. Tied to the
 // listing's column layout: a one-digit index preceded by two blanks puts the name here.

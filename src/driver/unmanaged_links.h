@@ -7,9 +7,6 @@
 
 #include "config/network_context.h"
 
-inline constexpr char kRouteListFile[] = "/var/run/.route_list";
-inline constexpr char kNetworkctlListFile[] = "/var/run/.networkctl_list";
-
 // Deletes every unmanaged link, with its routes, but the ones that are the device's own.
 void clear_unmanaged_interfaces(const NetworkContext* ctx);
 

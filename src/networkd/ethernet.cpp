@@ -6,7 +6,7 @@
 
 #include "config/interface_queries.h"
 #include "config/lookup.h"
-#include "driver/upcalls.h"
+#include "driver/undo.h"
 #include "networkd/network_unit.h"
 #include "networkd/unit_file.h"
 #include "platform/libcmd.h"
@@ -48,7 +48,7 @@ static int apply_router_mode(const NetworkContext* ctx, int order, const char* i
 static int apply_passthrough_mode(const NetworkContext* ctx, int order, const char* ifname,
                                   const Json::Value& network) {
   syslog(LOG_NOTICE, "interface %s is in pass-through mode", ifname);
-  const OpenFile file(open_unit_file(ctx, order, ifname, "network"));
+  const OpenFile file = open_unit_file(ctx, order, ifname, "network");
   if (file == nullptr) {
     syslog(LOG_NOTICE, "error writing %s network unit file for pass-through mode", ifname);
     return -1;
@@ -114,7 +114,7 @@ int write_vlan_networks(const NetworkContext* ctx, int order, const char* ifname
 
 int write_vlan_netdev_unit_file(const NetworkContext* ctx, int order, const char* name, int vid) {
   print_trace(ctx, __func__);
-  const OpenFile file(open_unit_file(ctx, order, name, "netdev"));
+  const OpenFile file = open_unit_file(ctx, order, name, "netdev");
   if (file == nullptr) return -1;
   std::fprintf(file.get(), "[NetDev]\nName = %s\nKind = vlan\n", name);
   std::fprintf(file.get(), "\n[VLAN]\nId = %d\n", vid);

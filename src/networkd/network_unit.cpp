@@ -71,7 +71,7 @@ static void write_static_address(const NetworkContext* ctx, std::FILE* file, con
 int write_network_unit_file(const NetworkContext* ctx, int order, const char* ifname, const Json::Value& node,
                             bool bridge_master, const char* bridge_primary) {
   print_trace(ctx, __func__);
-  const OpenFile owner(open_unit_file(ctx, order, ifname, "network"));
+  const OpenFile owner = open_unit_file(ctx, order, ifname, "network");
   std::FILE* file = owner.get();
   if (file == nullptr) return -1;
   syslog(LOG_DEBUG, "write_network_unit_file: %s", ifname);
@@ -155,7 +155,7 @@ int write_network_secondary_ip(const NetworkContext* ctx, std::FILE* file, const
 int write_bridge_network_vlan_ids(const NetworkContext* ctx, std::FILE* file, const char* port) {
   print_trace(ctx, __func__);
   Json::Value vlan;
-  config_get_object(ctx->config, vlan, std::string("wired.") + port + ".network.advanced.vlan");
+  config_get_object(ctx->config, vlan, wired_network_path(port) + ".advanced.vlan");
   for (const int vid : enabled_vlan_ids(vlan)) {
     std::fprintf(file, "\n[BridgeVLAN]\nVLAN = %d\n", vid);
     // In every run, not only in a traced one.
@@ -187,7 +187,7 @@ int write_static_routes(const NetworkContext* ctx, std::FILE* file, const char* 
 
 bool is_valid_gateway(const NetworkContext* ctx, const char* label, const std::string& gateway) {
   print_trace(ctx, __func__);
-  if (!is_longer_than_6(gateway)) return false;
+  if (!looks_like_address(gateway)) return false;
   if (gateway != "0.0.0.0") return true;
   syslog(LOG_NOTICE, "%s: invalid Gateway IP %s", label, gateway.c_str());
   return false;

@@ -6,17 +6,17 @@
 
 #include "config/lookup.h"
 
-std::FILE* open_unit_file(const NetworkContext* ctx, int number, const char* name, const char* kind) {
+OpenFile open_unit_file(const NetworkContext* ctx, int number, const char* name, const char* kind) {
   print_trace(ctx, __func__);
   const std::string path = kUnitDir + std::to_string(number) + "-" + name + "." + kind;
   syslog(LOG_DEBUG, "write unit file:%s\n", path.c_str());
-  std::FILE* file = std::fopen(path.c_str(), "w");
+  OpenFile file = open_file(path.c_str(), "w");
   if (file == nullptr) syslog(LOG_NOTICE, "error creating network unit file: %s", path.c_str());
   return file;
 }
 
 static bool is_server(const char* address) {
-  return address != nullptr && is_longer_than_6(address);
+  return address != nullptr && looks_like_address(address);
 }
 
 void write_unit_dns(const NetworkContext* ctx, std::FILE* file, const char* dns1, const char* dns2) {
@@ -29,6 +29,6 @@ void write_unit_dns(const NetworkContext* ctx, std::FILE* file, const char* dns1
   }
   for (const Json::Value& server : array_at(ctx->config, "dns.static")) {
     const std::string address = text_of(server);
-    if (is_longer_than_6(address)) std::fprintf(file, "DNS = %s\n", address.c_str());
+    if (looks_like_address(address)) std::fprintf(file, "DNS = %s\n", address.c_str());
   }
 }

@@ -5,13 +5,14 @@
 #include <cstdio>
 
 #include "config/network_context.h"
+#include "util/open_file.h"
 
 // With its trailing slash, as it goes in front of a file name.
 inline constexpr char kUnitDir[] = "/var/run/systemd/network/";
 
-// Opens <unit directory>/<number>-<name>.<kind> for writing, empty; `kind` is "network" or "netdev". The
-// caller closes the stream. Null, with a log line, when the file cannot be created.
-std::FILE* open_unit_file(const NetworkContext* ctx, int number, const char* name, const char* kind);
+// Opens <unit directory>/<number>-<name>.<kind> for writing, empty; `kind` is "network" or "netdev". Null,
+// with a log line, when the file cannot be created.
+OpenFile open_unit_file(const NetworkContext* ctx, int number, const char* name, const char* kind);
 
 // Writes the "DNS =" lines: the servers that a link supplied or, when it supplied none, the configured list.
 // A null or too short text is no server.

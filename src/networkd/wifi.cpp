@@ -6,7 +6,7 @@
 
 #include "config/interface_queries.h"
 #include "config/lookup.h"
-#include "driver/upcalls.h"
+#include "driver/undo.h"
 #include "networkd/network_unit.h"
 #include "platform/libcmd.h"
 
@@ -21,7 +21,7 @@ static int write_access_point(const NetworkContext* ctx, const char* ifname) {
   int result = 0;
   const int order = ctx->unit_order_numbers[kWifiApOrder];
   Json::Value network;
-  if (config_get_object(ctx->config, network, std::string("wireless.wifi.") + ifname + ".ap.network") &&
+  if (config_get_object(ctx->config, network, access_point_network_path(ifname)) &&
       write_network_unit_file(ctx, order, ifname, network, false, nullptr) != 0) {
     syslog(LOG_NOTICE, "error writing network unit file");
     result = -1;

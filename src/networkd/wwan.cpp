@@ -5,11 +5,12 @@
 #include <cstdlib>
 #include <string>
 
+#include "config/interface_queries.h"
 #include "config/lookup.h"
 #include "config/secondary_pair.h"
 #include "config/wwan_state.h"
 #include "dnsmasq/resolv_conf.h"
-#include "driver/upcalls.h"
+#include "driver/post_start_script.h"
 #include "networkd/network_unit.h"
 #include "networkd/unit_file.h"
 #include "networkd/wwan_static_routes.h"
@@ -30,10 +31,10 @@ namespace {
 
 // What the link manager published; an empty text is a value that is not available.
 struct WwanLink {
-  char ifname[8] = "";
+  char ifname[kWwanInterfaceTextSize] = "";
   char ipv4[kIpv4TextSize] = "";
-  char prefix[4] = "";
-  char mtu[8] = "";
+  char prefix[kWwanPrefixTextSize] = "";
+  char mtu[kWwanMtuTextSize] = "";
   char gateway[kIpv4TextSize] = "";
   char dns1[kIpv4TextSize] = "";
   char dns2[kIpv4TextSize] = "";
@@ -59,10 +60,10 @@ struct PassthroughPort {
 
 static WwanLink read_wwan_link() {
   WwanLink link;
-  read_var_file(kWwanInterfaceFile, link.ifname, sizeof link.ifname);
+  read_wwan_intf(link.ifname);
   read_wwan_ipv4(link.ipv4);
-  read_var_file(kWwanPrefixFile, link.prefix, sizeof link.prefix);
-  read_var_file(kWwanMtuFile, link.mtu, sizeof link.mtu);
+  read_wwan_cidr(link.prefix);
+  read_wwan_mtu(link.mtu);
   read_wwan_gw(link.gateway);
   read_wwan_dns1(link.dns1);
   read_wwan_dns2(link.dns2);
@@ -126,7 +127,7 @@ static PassthroughPort read_passthrough_port(const NetworkContext* ctx, const Ww
   const bool is_eth0 = ctx->passthrough_interface == "eth0";
   PassthroughPort port{is_eth0 ? "eth0" : "eth1", ctx->unit_order_numbers[is_eth0 ? kEth0Order : kEth1Order],
                        link.gateway, static_cast<int>(std::strtol(link.prefix, nullptr, 10)), false};
-  const std::string network = std::string("wired.") + port.ifname + ".network";
+  const std::string network = wired_network_path(port.ifname);
   std::string address;
   if (config_get_string(ctx->config, address, network + ".ipv4") && !(is_eth0 && address.empty())) {
     port.address = address;
@@ -141,7 +142,7 @@ static PassthroughPort read_passthrough_port(const NetworkContext* ctx, const Ww
 
 // Whether the port is without a usable DHCP range of its own: each end is empty or the port's own address.
 static bool lacks_dhcp_range(const NetworkContext* ctx, const PassthroughPort& port) {
-  const std::string dhcp = std::string("wired.") + port.ifname + ".network.dhcp";
+  const std::string dhcp = wired_network_path(port.ifname) + ".dhcp";
   std::string start;
   std::string end;
   config_get_string(ctx->config, start, dhcp + ".start");
@@ -182,7 +183,7 @@ static void write_passthrough_port_unit(const NetworkContext* ctx, const WwanLin
                                         const WwanSettings& settings) {
   syslog(LOG_NOTICE, "configure ethernet unit file for pass-through mode");
   const PassthroughPort port = read_passthrough_port(ctx, link);
-  const OpenFile owner(open_unit_file(ctx, port.order, port.ifname, "network"));
+  const OpenFile owner = open_unit_file(ctx, port.order, port.ifname, "network");
   std::FILE* file = owner.get();
   if (file == nullptr) {
     syslog(LOG_NOTICE, "error writing pass-through mode network unit file");
@@ -210,7 +211,7 @@ int init_wwan_interface(const NetworkContext* ctx) {
     return -1;
   }
   dnsmasq_write_resolv_conf(ctx);
-  OpenFile file(open_unit_file(ctx, kWwanUnitOrder, link.ifname, "network"));
+  OpenFile file = open_unit_file(ctx, kWwanUnitOrder, link.ifname, "network");
   if (file == nullptr) {
     syslog(LOG_NOTICE, "error creating wwan network unit file");
     return -1;

@@ -5,10 +5,6 @@
 
 #include "config/network_context.h"
 
-inline constexpr char kWwanInterfaceFile[] = "/var/run/wwan_intf";
-inline constexpr char kWwanPrefixFile[] = "/var/run/wwan_cidr";
-inline constexpr char kWwanMtuFile[] = "/var/run/wwan_mtu";
-
 // Writes the cellular unit and, in pass-through mode, the port's unit in place of the bare one. Returns 0, or
 // -1 when the link manager's values are not available or the cellular unit cannot be created; in router mode,
 // the result of the GRE tunnels, which may use the cellular address.

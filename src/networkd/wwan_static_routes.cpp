@@ -21,7 +21,7 @@ static void write_route(std::FILE* script, const Json::Value& route, const char*
   const std::string subnet = subnet_of(ipv4, prefix);
   std::string gateway;
   config_get_string(route, gateway, "gateway");
-  if (is_longer_than_6(gateway) && gateway != "0.0.0.0") {
+  if (looks_like_address(gateway) && gateway != "0.0.0.0") {
     // The keyword is "gw", not "via"; where ip refuses it, the unit's [Route] section carries the route.
     std::fprintf(script, "/sbin/ip route add %s gw %s dev %s\n", subnet.c_str(), gateway.c_str(), ifname);
   } else {

@@ -7,7 +7,7 @@
 
 #include "config/lookup.h"
 #include "config/wwan_state.h"
-#include "driver/upcalls.h"
+#include "driver/undo.h"
 #include "networkd/unit_file.h"
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
@@ -77,7 +77,7 @@ static void write_tunnel_device(std::FILE* file, const std::string& name, const 
 // A device unit that cannot be opened does not fail the tunnel.
 static void write_tunnel_netdev_unit(const NetworkContext* ctx, int index, const Json::Value& tunnel) {
   const std::string name = tunnel_name(index);
-  const OpenFile file(open_unit_file(ctx, unit_order(index), name.c_str(), "netdev"));
+  const OpenFile file = open_unit_file(ctx, unit_order(index), name.c_str(), "netdev");
   if (file == nullptr) return;
   syslog(LOG_INFO, "configure GRE L3 tunnel");
   write_tunnel_device(file.get(), name, tunnel);
@@ -113,7 +113,7 @@ static int write_tunnel_network_unit(const NetworkContext* ctx, int index, const
     return -1;
   }
   const std::string name = tunnel_name(index);
-  const OpenFile file(open_unit_file(ctx, unit_order(index), name.c_str(), "network"));
+  const OpenFile file = open_unit_file(ctx, unit_order(index), name.c_str(), "network");
   if (file == nullptr) return -1;
   std::fprintf(file.get(), "[Match]\nName = %s\n\n", name.c_str());
   std::fprintf(file.get(), "[Network]\nAddress = %s/%d\n", local_ip.c_str(), prefix);
@@ -147,7 +147,7 @@ int gre_incoming_routes_apply(const NetworkContext* ctx, int index, const Json::
 int gre_tap_apply(const NetworkContext* ctx, const Json::Value& tunnel) {
   print_trace(ctx, __func__);
   constexpr int kTapUnitOrder = 72;
-  const OpenFile owner(open_unit_file(ctx, kTapUnitOrder, "gretap0", "netdev"));
+  const OpenFile owner = open_unit_file(ctx, kTapUnitOrder, "gretap0", "netdev");
   std::FILE* file = owner.get();
   if (file == nullptr) return -1;
   syslog(LOG_DEBUG, "configure GRE L3 tunnel");

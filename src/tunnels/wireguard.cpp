@@ -11,7 +11,6 @@
 #include "networkd/unit_file.h"
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
-#include "tunnels/wireguard_numbers.h"
 #include "util/open_file.h"
 #include "util/shell.h"
 
@@ -37,26 +36,24 @@ static void restrict_to_networkd(std::FILE* file) {
   [[maybe_unused]] const int status = fchown(descriptor, static_cast<uid_t>(-1), networkd->gr_gid);
 }
 
-// Writes the line of `option` for the string at `key`, when there is one that is not empty.
-static void write_optional_text(std::FILE* file, const Json::Value& peer, const char* key,
-                                const char* option) {
-  std::string text;
-  if (config_get_string(peer, text, key) && !text.empty()) {
-    std::fprintf(file, "%s = %s\n", option, text.c_str());
-  }
+// Whether the peer has a text at `key` that is not empty; stores it.
+static bool get_filled_text(const Json::Value& peer, std::string& text, const char* key) {
+  return config_get_string(peer, text, key) && !text.empty();
 }
 
 static void write_peer(std::FILE* file, const Json::Value& peer) {
   std::string text;
-  if (!config_get_string(peer, text, "public_key") || text.empty()) {
+  if (!get_filled_text(peer, text, "public_key")) {
     syslog(LOG_NOTICE, "error, wireguard peer public key is required");
     return;
   }
   std::fprintf(file, "\n[WireGuardPeer]\n");
   std::fprintf(file, "PublicKey = %s\n", text.c_str());
-  write_optional_text(file, peer, "endpoint", "Endpoint");
+  if (get_filled_text(peer, text, "endpoint")) std::fprintf(file, "Endpoint = %s\n", text.c_str());
   if (config_get_string(peer, text, "allowed_ips")) std::fprintf(file, "AllowedIPs = %s\n", text.c_str());
-  write_optional_text(file, peer, "preshared_key", "PresharedKey");
+  if (get_filled_text(peer, text, "preshared_key")) {
+    std::fprintf(file, "PresharedKey = %s\n", text.c_str());
+  }
   int keep_alive = 0;
   if (config_get_int(peer, &keep_alive, "keep_alive") && keep_alive > 0) {
     std::fprintf(file, "PersistentKeepalive = %d\n", keep_alive);
@@ -88,7 +85,7 @@ static void write_policy_rules(std::FILE* file, int table) {
 // Returns 0, or -1 when the unit cannot be opened.
 static int write_netdev_unit(const NetworkContext* ctx, unsigned index, const Json::Value& interface_config,
                              char* key, std::size_t key_size) {
-  const OpenFile file(open_unit_file(ctx, unit_order(index), kUnitName, "netdev"));
+  const OpenFile file = open_unit_file(ctx, unit_order(index), kUnitName, "netdev");
   if (file == nullptr) return -1;
   restrict_to_networkd(file.get());
   std::fprintf(file.get(), "[NetDev]\nName = %s\nKind = wireguard\n\n", link_name(index).c_str());
@@ -102,7 +99,7 @@ static int write_netdev_unit(const NetworkContext* ctx, unsigned index, const Js
 // Returns 0, or -1 when the unit cannot be opened.
 static int write_network_unit(const NetworkContext* ctx, unsigned index,
                               const Json::Value& interface_config) {
-  const OpenFile file(open_unit_file(ctx, unit_order(index), kUnitName, "network"));
+  const OpenFile file = open_unit_file(ctx, unit_order(index), kUnitName, "network");
   if (file == nullptr) return -1;
   const int table = wireguard_table(static_cast<int>(index));
   std::fprintf(file.get(), "[Match]\nName = %s\n\n[Network]\n", link_name(index).c_str());

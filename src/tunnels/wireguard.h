@@ -11,6 +11,11 @@
 
 #include "config/network_context.h"
 
+// The firewall mark and the routing table of the link wg<index>.
+constexpr int wireguard_table(int index) {
+  return 3006 + index;
+}
+
 // The file with the private key of the link `name`.
 std::string wireguard_private_key_file(const std::string& name);
 

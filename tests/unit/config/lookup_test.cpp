@@ -38,9 +38,9 @@ TEST_F(RulesTest, AStaticRouteBelongsToTheInterfaceThatItNamesExactly) {
 }
 
 TEST_F(RulesTest, TheShortestAddressHasSevenCharacters) {
-  EXPECT_TRUE(is_longer_than_6("1.1.1.1"));
-  EXPECT_FALSE(is_longer_than_6("1.1.11"));
-  EXPECT_FALSE(is_longer_than_6(""));
+  EXPECT_TRUE(looks_like_address("1.1.1.1"));
+  EXPECT_FALSE(looks_like_address("1.1.11"));
+  EXPECT_FALSE(looks_like_address(""));
 }
 
 TEST_F(RulesTest, OnlyAStringReadsAsText) {

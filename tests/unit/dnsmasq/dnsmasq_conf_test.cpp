@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "dnsmasq/hosts.h"
 #include "lanfab_test.h"
 
 namespace {

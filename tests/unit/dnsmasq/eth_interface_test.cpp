@@ -1,7 +1,6 @@
-#include "dnsmasq/eth_interface.h"
-
 #include <filesystem>
 
+#include "dnsmasq/lan_interface.h"
 #include "lanfab_test.h"
 
 namespace {

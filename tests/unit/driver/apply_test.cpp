@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <sstream>
 
-#include "driver/upcalls.h"
+#include "driver/post_start_script.h"
 #include "lanfab_test.h"
 
 using ::testing::Contains;

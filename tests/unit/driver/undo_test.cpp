@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "driver/upcalls.h"
 #include "lanfab_test.h"
 
 using ::testing::ElementsAre;
