@@ -1,6 +1,7 @@
 #include "config/lookup.h"
 
 #include "platform/libcmd.h"
+#include "util/json_path.h"
 
 bool is_true(const Json::Value& object, const std::string& path) {
   bool value = false;
@@ -11,9 +12,13 @@ bool is_enabled(const Json::Value& object) {
   return is_true(object, "enable");
 }
 
+bool get_static_route_interface(const Json::Value& route, std::string& ifname) {
+  return is_enabled(route) && config_get_string(route, ifname, "interface");
+}
+
 bool is_static_route_of(const Json::Value& route, const std::string& ifname) {
   std::string route_ifname;
-  return is_enabled(route) && config_get_string(route, route_ifname, "interface") && route_ifname == ifname;
+  return get_static_route_interface(route, route_ifname) && route_ifname == ifname;
 }
 
 bool looks_like_address(const std::string& text) {
@@ -24,8 +29,13 @@ std::string text_of(const Json::Value& value) {
   return value.isString() ? value.asString() : std::string();
 }
 
-Json::Value array_at(const Json::Value& object, const std::string& path) {
-  Json::Value array(Json::arrayValue);
-  config_get_array(object, array, path);
-  return array;
+const Json::Value* object_at(const Json::Value& object, const std::string& path) {
+  const Json::Value* value = find_path(object, path);
+  return value != nullptr && value->isObject() ? value : nullptr;
+}
+
+const Json::Value& array_at(const Json::Value& object, const std::string& path) {
+  static const Json::Value empty(Json::arrayValue);
+  const Json::Value* value = find_path(object, path);
+  return value != nullptr && value->isArray() ? *value : empty;
 }

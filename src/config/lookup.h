@@ -1,6 +1,8 @@
 #pragma once
 
-// The small rules that every generator applies, each in one place.
+// Reading the configuration: the small rules that every generator applies, each in one place. Objects and
+// arrays are read where they stand; the configuration may be large, and a copy in a loop would make a run's
+// time grow with its square.
 
 #include <json/json.h>
 
@@ -12,7 +14,10 @@ bool is_true(const Json::Value& object, const std::string& path);
 // The "enable" rule: an object without "enable" is disabled.
 bool is_enabled(const Json::Value& object);
 
-// Whether an element of "static_routes" is enabled and on the interface.
+// Whether an element of "static_routes" is enabled and names an interface; stores the name.
+bool get_static_route_interface(const Json::Value& route, std::string& ifname);
+
+// Whether it is enabled and on the interface `ifname`.
 bool is_static_route_of(const Json::Value& route, const std::string& ifname);
 
 // The test that stands for a plausible dotted IPv4 address: longer than 6 characters, 0.0.0.0 being the
@@ -22,5 +27,8 @@ bool looks_like_address(const std::string& text);
 // The text of a string; empty for every other type.
 std::string text_of(const Json::Value& value);
 
-// The array at the dotted `path` below `object`; empty when there is none.
-Json::Value array_at(const Json::Value& object, const std::string& path);
+// The object at the dotted `path` below `object`, read in place; null when there is none.
+const Json::Value* object_at(const Json::Value& object, const std::string& path);
+
+// The array at the dotted `path` below `object`, read in place; an empty one when there is none.
+const Json::Value& array_at(const Json::Value& object, const std::string& path);

@@ -17,6 +17,7 @@ NetworkContext::NetworkContext(bool for_apply) {
   cell_enabled = is_cell_enabled(this);
   init_passthrough_modes(this);
   init_dns_mode(this);
+  init_static_routes(this);
   init_bridge_mode(this);
   if (init_wifi_modes(this) != 0) {
     // The message names the bridge although this is the Wi-Fi step; log readers know it by this text.
@@ -68,6 +69,14 @@ void init_dns_mode(NetworkContext* ctx) {
   ctx->dns_auto = true;
   std::string source;
   if (config_get_string(ctx->config, source, "dns.source") && source != "static") ctx->dns_auto = true;
+}
+
+void init_static_routes(NetworkContext* ctx) {
+  const Json::Value& routes = array_at(ctx->config, "static_routes");
+  for (Json::ArrayIndex index = 0; index < routes.size(); ++index) {
+    std::string ifname;
+    if (get_static_route_interface(routes[index], ifname)) ctx->static_routes[ifname].push_back(index);
+  }
 }
 
 int init_bridge_mode(NetworkContext* ctx) {

@@ -5,6 +5,8 @@
 #include <json/json.h>
 
 #include <string>
+#include <unordered_map>
+#include <vector>
 
 // Positions in NetworkContext::unit_order_numbers.
 enum UnitOrderIndex {
@@ -39,6 +41,10 @@ struct NetworkContext {
   bool bridge_enabled = false;
   Json::Value bridge_interfaces;         // array of the member interfaces' names
   std::string bridge_primary_interface;  // the member whose settings become the bridge's own
+  // By interface, where its enabled static routes stand in "static_routes", in their order: every unit asks
+  // for its own routes, and a search of the whole list for each would make a run's time grow with units times
+  // routes.
+  std::unordered_map<std::string, std::vector<Json::ArrayIndex>> static_routes;
   // The number that begins the name of each kind of unit file, by UnitOrderIndex.
   int unit_order_numbers[kUnitOrderCount] = {80, 84, 20, 21, 30};
 };
@@ -53,5 +59,6 @@ bool is_initialized(const NetworkContext* ctx);
 bool is_cell_enabled(const NetworkContext* ctx);
 void init_passthrough_modes(NetworkContext* ctx);
 void init_dns_mode(NetworkContext* ctx);
+void init_static_routes(NetworkContext* ctx);
 int init_bridge_mode(NetworkContext* ctx);  // always 0
 int init_wifi_modes(NetworkContext* ctx);   // always 0

@@ -13,15 +13,15 @@ int dnsmasq_add_dhcp_relay(const NetworkContext* ctx, std::FILE* file, const cha
   std::string path;
   if (get_interface_network_node(ctx, ifname, path) != 0) return -1;
   std::string local_ip;
-  Json::Value dhcp;
-  if (!config_get_string(ctx->config, local_ip, path + ".ipv4") ||
-      !config_get_object(ctx->config, dhcp, path + ".dhcp") || !is_true(dhcp, "dhcp_relay.enable")) {
+  const Json::Value* dhcp = object_at(ctx->config, path + ".dhcp");
+  if (!config_get_string(ctx->config, local_ip, path + ".ipv4") || dhcp == nullptr ||
+      !is_true(*dhcp, "dhcp_relay.enable")) {
     return -1;
   }
-  if (dnsmasq_write_dhcp_relay(ctx, file, ifname, dhcp, "dhcp_relay.relay_server1", local_ip) == 0) {
+  if (dnsmasq_write_dhcp_relay(ctx, file, ifname, *dhcp, "dhcp_relay.relay_server1", local_ip) == 0) {
     syslog(LOG_NOTICE, "configured primary DHCP relay server");
   }
-  if (dnsmasq_write_dhcp_relay(ctx, file, ifname, dhcp, "dhcp_relay.relay_server2", local_ip) == 0) {
+  if (dnsmasq_write_dhcp_relay(ctx, file, ifname, *dhcp, "dhcp_relay.relay_server2", local_ip) == 0) {
     syslog(LOG_NOTICE, "configured secondary DHCP relay server");
   }
   return -1;

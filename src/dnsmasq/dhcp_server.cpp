@@ -17,16 +17,16 @@ namespace {
 struct DhcpNetwork {
   std::string ipv4;
   int prefix = 0;
-  Json::Value dhcp;
+  const Json::Value* dhcp = nullptr;
 };
 
 }  // namespace
 
 // False when one of the three is missing.
 static bool read_dhcp_network(const Json::Value& object, const std::string& path, DhcpNetwork& network) {
-  return config_get_string(object, network.ipv4, path + ".ipv4") &&
-         config_get_int(object, &network.prefix, path + ".netmask") &&
-         config_get_object(object, network.dhcp, path + ".dhcp");
+  network.dhcp = object_at(object, path + ".dhcp");
+  return network.dhcp != nullptr && config_get_string(object, network.ipv4, path + ".ipv4") &&
+         config_get_int(object, &network.prefix, path + ".netmask");
 }
 
 int dnsmasq_add_dhcp_server(const NetworkContext* ctx, std::FILE* file, const char* ifname) {
@@ -36,7 +36,7 @@ int dnsmasq_add_dhcp_server(const NetworkContext* ctx, std::FILE* file, const ch
   if (get_interface_network_node(ctx, ifname, path) != 0) return -1;
   DhcpNetwork network;
   if (!read_dhcp_network(ctx->config, path, network)) return -1;
-  if (dnsmasq_write_dhcp_server(ctx, file, ifname, network.ipv4, network.prefix, network.dhcp) != 0)
+  if (dnsmasq_write_dhcp_server(ctx, file, ifname, network.ipv4, network.prefix, *network.dhcp) != 0)
     return -1;
   syslog(LOG_INFO, "dnsmasq: configured dhcp server for interface %s", ifname);
   return 0;
@@ -92,7 +92,7 @@ static void add_vlan_interface(const NetworkContext* ctx, std::FILE* file, const
   if (!config_get_int(vlan, &vid, "vid") || !read_dhcp_network(vlan, "network", network)) return;
   char name[IFNAMSIZ];
   format_vlan_name(name, port, vid);
-  if (dnsmasq_write_dhcp_server(ctx, file, name, network.ipv4, network.prefix, network.dhcp) == 0) {
+  if (dnsmasq_write_dhcp_server(ctx, file, name, network.ipv4, network.prefix, *network.dhcp) == 0) {
     syslog(LOG_INFO, "configured DHCP server on VLAN %s", name);
   }
 }

@@ -18,14 +18,14 @@
 
 // Returns 0, also for a port that the configuration does not have, or -1.
 static int apply_ethernet_port(const NetworkContext* ctx, int order, const char* ifname) {
-  Json::Value port_config;
-  if (!config_get_object(ctx->config, port_config, std::string("wired.") + ifname)) return 0;
-  if (lanfab_ethernet(ctx, order, ifname, port_config) != 0) {
+  const Json::Value* port_config = object_at(ctx->config, std::string("wired.") + ifname);
+  if (port_config == nullptr) return 0;
+  if (lanfab_ethernet(ctx, order, ifname, *port_config) != 0) {
     syslog(LOG_DEBUG, "lanfab %s apply failed", ifname);
     return -1;
   }
   set_sysdb_macaddr(ctx, ifname);
-  set_sysdb_netmode(ctx, ifname, port_config);
+  set_sysdb_netmode(ctx, ifname, *port_config);
   return 0;
 }
 
@@ -55,7 +55,7 @@ int apply(const NetworkContext* ctx, bool pulse) {
   if (ctx->wifi_configured && apply_wifi(ctx) != 0) status = -1;
   gre_apply(ctx);
 
-  const Json::Value routes = array_at(ctx->config, "static_routes");
+  const Json::Value& routes = array_at(ctx->config, "static_routes");
   if (is_true(ctx->config, "wireless.cell.enable")) {
     write_wwan_static_routes(ctx, routes, kWwanRouteInterface);
   }

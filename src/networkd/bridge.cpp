@@ -5,10 +5,10 @@
 #include <cstdio>
 
 #include "config/interface_queries.h"
+#include "config/lookup.h"
 #include "driver/undo.h"
 #include "networkd/network_unit.h"
 #include "networkd/unit_file.h"
-#include "platform/libcmd.h"
 #include "util/open_file.h"
 
 // Just ahead of the Wi-Fi units.
@@ -41,10 +41,10 @@ int write_bridge_netdev_unit_file(const NetworkContext* ctx, int order, const ch
 
 int write_bridge_master_network_unit_file(const NetworkContext* ctx, int /*order*/, const char* bridge_name) {
   print_trace(ctx, __func__);
-  Json::Value network;
-  if (!config_get_object(ctx->config, network, bridge_primary_network_path(ctx))) return -1;
+  const Json::Value* network = object_at(ctx->config, bridge_primary_network_path(ctx));
+  if (network == nullptr) return -1;
   const char* primary = ctx->bridge_primary_interface.c_str();
-  const int result = write_network_unit_file(ctx, bridge_order(ctx), bridge_name, network, true, primary);
+  const int result = write_network_unit_file(ctx, bridge_order(ctx), bridge_name, *network, true, primary);
   if (result == -1) syslog(LOG_NOTICE, "error writing bridge master network unit file");
   return result;
 }

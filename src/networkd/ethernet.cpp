@@ -36,9 +36,8 @@ static int apply_router_mode(const NetworkContext* ctx, int order, const char* i
   syslog(LOG_NOTICE, "interface %s is in router mode", ifname);
   qelsys("/bin/touch %s", kRouterModeMarker);
   const int result = write_router_unit(ctx, order, ifname, network);
-  Json::Value vlan;
-  if (config_get_object(network, vlan, "advanced.vlan")) {
-    write_vlan_networks(ctx, ctx->unit_order_numbers[kVlanOrder], ifname, vlan);
+  if (const Json::Value* vlan = object_at(network, "advanced.vlan")) {
+    write_vlan_networks(ctx, ctx->unit_order_numbers[kVlanOrder], ifname, *vlan);
   }
   set_telnet_service(ctx, network);
   return result;
@@ -67,31 +66,28 @@ int lanfab_ethernet(const NetworkContext* ctx, int order, const char* ifname,
     return 0;
   }
   syslog(LOG_NOTICE, "interface %s is enabled", ifname);
-  Json::Value network;
-  if (!config_get_object(port_config, network, "network")) {
+  const Json::Value* network = object_at(port_config, "network");
+  if (network == nullptr) {
     syslog(LOG_NOTICE, "config requires network config");
     return -1;
   }
   std::string mode;
-  config_get_string(network, mode, "mode");
-  if (mode == "router") return apply_router_mode(ctx, order, ifname, network);
-  return apply_passthrough_mode(ctx, order, ifname, network);
+  config_get_string(*network, mode, "mode");
+  if (mode == "router") return apply_router_mode(ctx, order, ifname, *network);
+  return apply_passthrough_mode(ctx, order, ifname, *network);
 }
 
 // One entry of a port's VLAN list. A unit that cannot be written is logged and does not stop the rest.
 static void write_vlan(const NetworkContext* ctx, const char* ifname, const Json::Value& entry) {
   int vid = 0;
-  Json::Value network;
-  if (!is_enabled(entry) || !config_get_int(entry, &vid, "vid") ||
-      !config_get_object(entry, network, "network")) {
-    return;
-  }
+  const Json::Value* network = object_at(entry, "network");
+  if (!is_enabled(entry) || !config_get_int(entry, &vid, "vid") || network == nullptr) return;
   const int order = ctx->unit_order_numbers[kVlanOrder];
   const std::string name = std::string(ifname) + "." + std::to_string(vid);
   if (write_vlan_netdev_unit_file(ctx, order, name.c_str(), vid) != 0) {
     syslog(LOG_NOTICE, "error writing vlan netdev unit file");
   }
-  if (write_network_unit_file(ctx, order, name.c_str(), network, false, nullptr) != 0) {
+  if (write_network_unit_file(ctx, order, name.c_str(), *network, false, nullptr) != 0) {
     syslog(LOG_NOTICE, "error writing vlan network unit file");
   }
   append_clear_interfaces(ctx, name.c_str(), "vlan");

@@ -100,12 +100,12 @@ int write_network_unit_file(const NetworkContext* ctx, int order, const char* if
   return 0;
 }
 
-// The identifiers of the enabled VLANs of an "advanced.vlan" object, in their order; none when the
-// object itself is not enabled.
-static std::vector<int> enabled_vlan_ids(const Json::Value& vlan) {
+// The identifiers of the enabled VLANs of an "advanced.vlan" object, in their order; no identifier when the
+// object is missing or not enabled.
+static std::vector<int> enabled_vlan_ids(const Json::Value* vlan) {
   std::vector<int> vids;
-  if (!is_enabled(vlan)) return vids;
-  for (const Json::Value& network : array_at(vlan, "networks")) {
+  if (vlan == nullptr || !is_enabled(*vlan)) return vids;
+  for (const Json::Value& network : array_at(*vlan, "networks")) {
     int vid = 0;
     if (is_enabled(network) && config_get_int(network, &vid, "vid")) vids.push_back(vid);
   }
@@ -115,9 +115,7 @@ static std::vector<int> enabled_vlan_ids(const Json::Value& vlan) {
 int write_network_vlan_ids(const NetworkContext* ctx, std::FILE* file, const char* name,
                            const Json::Value& node) {
   print_trace(ctx, __func__);
-  Json::Value vlan;
-  config_get_object(node, vlan, "advanced.vlan");
-  for (const int vid : enabled_vlan_ids(vlan))
+  for (const int vid : enabled_vlan_ids(object_at(node, "advanced.vlan")))
     std::fprintf(file, "VLAN = %s.%d\n", name, vid);
   return 0;
 }
@@ -154,9 +152,8 @@ int write_network_secondary_ip(const NetworkContext* ctx, std::FILE* file, const
 
 int write_bridge_network_vlan_ids(const NetworkContext* ctx, std::FILE* file, const char* port) {
   print_trace(ctx, __func__);
-  Json::Value vlan;
-  config_get_object(ctx->config, vlan, wired_network_path(port) + ".advanced.vlan");
-  for (const int vid : enabled_vlan_ids(vlan)) {
+  for (const int vid :
+       enabled_vlan_ids(object_at(ctx->config, wired_network_path(port) + ".advanced.vlan"))) {
     std::fprintf(file, "\n[BridgeVLAN]\nVLAN = %d\n", vid);
     // In every run, not only in a traced one.
     std::printf("[BridgeVLAN]\nVLAN = %d\n", vid);
@@ -164,24 +161,30 @@ int write_bridge_network_vlan_ids(const NetworkContext* ctx, std::FILE* file, co
   return 0;
 }
 
+static void write_static_route(const NetworkContext* ctx, std::FILE* file, const char* ifname,
+                               const Json::Value& route) {
+  std::fprintf(file, "\n[Route]\n");
+  std::string gateway;
+  if (config_get_string(route, gateway, "gateway") && is_valid_gateway(ctx, ifname, gateway)) {
+    std::fprintf(file, "Gateway = %s\n", gateway.c_str());
+    std::fprintf(file, "GatewayOnlink = yes\n");
+  }
+  std::string ipv4;
+  int prefix = 0;
+  if (config_get_string(route, ipv4, "ipv4") && config_get_int(route, &prefix, "netmask")) {
+    std::fprintf(file, "Destination = %s\n", subnet_of(ipv4, prefix).c_str());
+  }
+  int metric = 0;
+  if (config_get_int(route, &metric, "metric") && metric > 0) std::fprintf(file, "Metric = %d\n", metric);
+}
+
 int write_static_routes(const NetworkContext* ctx, std::FILE* file, const char* ifname) {
   print_trace(ctx, __func__);
-  for (const Json::Value& route : array_at(ctx->config, "static_routes")) {
-    if (!is_static_route_of(route, ifname)) continue;
-    std::fprintf(file, "\n[Route]\n");
-    std::string gateway;
-    if (config_get_string(route, gateway, "gateway") && is_valid_gateway(ctx, ifname, gateway)) {
-      std::fprintf(file, "Gateway = %s\n", gateway.c_str());
-      std::fprintf(file, "GatewayOnlink = yes\n");
-    }
-    std::string ipv4;
-    int prefix = 0;
-    if (config_get_string(route, ipv4, "ipv4") && config_get_int(route, &prefix, "netmask")) {
-      std::fprintf(file, "Destination = %s\n", subnet_of(ipv4, prefix).c_str());
-    }
-    int metric = 0;
-    if (config_get_int(route, &metric, "metric") && metric > 0) std::fprintf(file, "Metric = %d\n", metric);
-  }
+  const auto found = ctx->static_routes.find(ifname);
+  if (found == ctx->static_routes.end()) return 0;
+  const Json::Value& routes = array_at(ctx->config, "static_routes");
+  for (const Json::ArrayIndex index : found->second)
+    write_static_route(ctx, file, ifname, routes[index]);
   return 0;
 }
 

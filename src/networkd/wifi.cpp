@@ -8,7 +8,6 @@
 #include "config/lookup.h"
 #include "driver/undo.h"
 #include "networkd/network_unit.h"
-#include "platform/libcmd.h"
 
 // Returns 0 or -1. An access point without its "network" object gets no unit, but it is
 // recorded all the same.
@@ -20,9 +19,8 @@ static int write_access_point(const NetworkContext* ctx, const char* ifname) {
   }
   int result = 0;
   const int order = ctx->unit_order_numbers[kWifiApOrder];
-  Json::Value network;
-  if (config_get_object(ctx->config, network, access_point_network_path(ifname)) &&
-      write_network_unit_file(ctx, order, ifname, network, false, nullptr) != 0) {
+  const Json::Value* network = object_at(ctx->config, access_point_network_path(ifname));
+  if (network != nullptr && write_network_unit_file(ctx, order, ifname, *network, false, nullptr) != 0) {
     syslog(LOG_NOTICE, "error writing network unit file");
     result = -1;
   }
@@ -31,9 +29,9 @@ static int write_access_point(const NetworkContext* ctx, const char* ifname) {
 }
 
 static void write_client(const NetworkContext* ctx, const char* ifname) {
-  Json::Value client;
-  if (!config_get_object(ctx->config, client, std::string("wireless.wifi.") + ifname + ".client")) return;
-  if (write_wifi_client(ctx, client, ifname) != 0) {
+  const Json::Value* client = object_at(ctx->config, std::string("wireless.wifi.") + ifname + ".client");
+  if (client == nullptr) return;
+  if (write_wifi_client(ctx, *client, ifname) != 0) {
     syslog(LOG_NOTICE, "error writing wifi client %s network config", ifname);
   }
   append_clear_interfaces(ctx, ifname, nullptr);
@@ -53,10 +51,10 @@ int lanfab_wifi(const NetworkContext* ctx) {
 
 int write_wifi_client(const NetworkContext* ctx, const Json::Value& client_config, const char* ifname) {
   print_trace(ctx, __func__);
-  Json::Value network;
-  if (!is_enabled(client_config) || !config_get_object(client_config, network, "network")) return 0;
+  const Json::Value* network = object_at(client_config, "network");
+  if (!is_enabled(client_config) || network == nullptr) return 0;
   const int order = ctx->unit_order_numbers[kWifiClientOrder];
-  if (write_network_unit_file(ctx, order, ifname, network, false, nullptr) == 0) return 0;
+  if (write_network_unit_file(ctx, order, ifname, *network, false, nullptr) == 0) return 0;
   syslog(LOG_NOTICE, "error writing network unit file");
   return -1;
 }

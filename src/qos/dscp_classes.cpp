@@ -1,7 +1,6 @@
 #include "qos/dscp_classes.h"
 
 #include "config/lookup.h"
-#include "platform/libcmd.h"
 
 std::map<std::string, int> dscp_class_table() {
   return {
@@ -20,9 +19,9 @@ std::map<std::string, int> dscp_class_table() {
 
 int qos_lookup_dscp_classes(const NetworkContext* ctx) {
   std::map<std::string, int> classes = dscp_class_table();
-  Json::Value qos;
-  if (!config_get_object(ctx->config, qos, "qos") || !is_enabled(qos)) return 0;
-  const Json::Value policies = array_at(qos, "policy");
+  const Json::Value* qos = object_at(ctx->config, "qos");
+  if (qos == nullptr || !is_enabled(*qos)) return 0;
+  const Json::Value& policies = array_at(*qos, "policy");
   if (policies.empty()) return 0;
   for (const Json::Value& name : array_at(policies[0U], "traffic_filter.dscp")) {
     // A name that is not in the table enters it with the value 0.

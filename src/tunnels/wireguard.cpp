@@ -131,7 +131,7 @@ int wireguard_apply(const NetworkContext* ctx) {
     return 0;
   }
   if (!is_enabled(wireguard)) return 0;
-  const Json::Value interfaces = array_at(wireguard, "interfaces");
+  const Json::Value& interfaces = array_at(wireguard, "interfaces");
   for (unsigned index = 0; index < interfaces.size(); ++index) {
     if (!is_enabled(interfaces[index])) continue;
     if (write_wireguard_network_unit_files(ctx, index, interfaces[index]) != 0) {

@@ -1,20 +1,7 @@
-#include <algorithm>
 #include <string>
 
 #include "platform/libcmd.h"
-
-// The value at the dotted `path` below `object`, or null when a component is missing.
-static const Json::Value* find_path(const Json::Value& object, const std::string& path) {
-  const Json::Value* value = &object;
-  std::size_t begin = 0;
-  while (true) {
-    if (!value->isObject()) return nullptr;
-    const std::size_t end = std::min(path.find('.', begin), path.size());
-    value = value->find(path.data() + begin, path.data() + end);
-    if (value == nullptr || end == path.size()) return value;
-    begin = end + 1;
-  }
-}
+#include "util/json_path.h"
 
 static const Json::Value* find_typed(const Json::Value& object, Json::ValueType type,
                                      const std::string& path) {
