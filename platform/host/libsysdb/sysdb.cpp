@@ -1,11 +1,12 @@
-// The system database as one SQLite table. The file is opened by the call that needs it and not before: most
-// runs touch it a handful of times or not at all.
+// The system database as one SQLite table. The file is opened once, by the first call that needs it: some
+// runs touch it a handful of times, most not at all.
 
 #include <sqlite3.h>
 
 #include <charconv>
 #include <cstdlib>
 #include <memory>
+#include <string>
 #include <string_view>
 
 #include "platform/libsysdb.h"
@@ -33,14 +34,29 @@ using Statement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
 
 }  // namespace
 
-static Database open_database(int flags) {
-  const char* path = std::getenv("LANFAB_SYSDB");
+static Database open_database(const char* path, int flags) {
   sqlite3* database = nullptr;
-  const int result = sqlite3_open_v2(path != nullptr ? path : kDefaultFile, &database, flags, nullptr);
+  const int result = sqlite3_open_v2(path, &database, flags, nullptr);
   Database owner(database);
   if (result != SQLITE_OK) return nullptr;
   sqlite3_busy_timeout(database, kBusyTimeoutMs);
+  // The file lies in memory and ends with the machine: there is no disk to wait for.
+  sqlite3_exec(database, "PRAGMA synchronous = OFF", nullptr, nullptr, nullptr);
   return owner;
+}
+
+// The connection to the file that the environment names, kept until the process ends or names another file. Null when
+// the file is missing and `create_flag` is 0, or when it cannot be opened.
+static sqlite3* connection(int create_flag) {
+  static std::string open_path;
+  static Database database;
+  const char* configured = std::getenv("LANFAB_SYSDB");
+  const char* path = configured != nullptr ? configured : kDefaultFile;
+  if (database == nullptr || open_path != path) {
+    open_path = path;
+    database = open_database(path, SQLITE_OPEN_READWRITE | create_flag);
+  }
+  return database.get();
 }
 
 // Prepares `sql` with the texts bound to its parameters in order; the texts must outlive the statement.
@@ -56,21 +72,25 @@ static Statement prepare(sqlite3* database, const char* sql, std::initializer_li
 }
 
 static int write_entry(const char* database_name, const char* key, const char* value) {
-  const Database database = open_database(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+  sqlite3* database = connection(SQLITE_OPEN_CREATE);
   if (database == nullptr) return -1;
-  constexpr char kCreate[] =
-      "CREATE TABLE IF NOT EXISTS entries(database TEXT, key TEXT, value TEXT, PRIMARY KEY(database, key))";
-  if (sqlite3_exec(database.get(), kCreate, nullptr, nullptr, nullptr) != SQLITE_OK) return -1;
-  const Statement write =
-      prepare(database.get(), "INSERT OR REPLACE INTO entries VALUES(?, ?, ?)", {database_name, key, value});
+  constexpr char kWrite[] = "INSERT OR REPLACE INTO entries VALUES(?, ?, ?)";
+  Statement write = prepare(database, kWrite, {database_name, key, value});
+  if (write == nullptr) {
+    // The first write since the device started: the file has no table yet.
+    constexpr char kCreate[] =
+        "CREATE TABLE IF NOT EXISTS entries(database TEXT, key TEXT, value TEXT, PRIMARY KEY(database, key))";
+    if (sqlite3_exec(database, kCreate, nullptr, nullptr, nullptr) != SQLITE_OK) return -1;
+    write = prepare(database, kWrite, {database_name, key, value});
+  }
   return write != nullptr && sqlite3_step(write.get()) == SQLITE_DONE ? 0 : -1;
 }
 
 int sysdb_read_int(int /*database*/, const char* key, int* value) {
-  const Database database = open_database(SQLITE_OPEN_READONLY);
+  sqlite3* database = connection(0);
   if (database == nullptr) return -1;
-  const Statement read = prepare(database.get(), "SELECT value FROM entries WHERE database = ? AND key = ?",
-                                 {kDefaultDatabase, key});
+  const Statement read =
+      prepare(database, "SELECT value FROM entries WHERE database = ? AND key = ?", {kDefaultDatabase, key});
   if (read == nullptr || sqlite3_step(read.get()) != SQLITE_ROW) return -1;
   const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(read.get(), 0));
   if (text == nullptr) return -1;

@@ -1,6 +1,8 @@
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <string>
 #include <vector>
 
 #include "platform/libsysdb.h"
@@ -12,10 +14,12 @@ class SysdbTest : public PlatformTest {
  protected:
   void SetUp() override {
     PlatformTest::SetUp();
-    setenv("LANFAB_SYSDB", kFile, 1);
+    setenv("LANFAB_SYSDB", file_.c_str(), 1);
   }
 
-  static constexpr char kFile[] = "/run/device.sqlite3";
+  // A file of its own for each test: the platform keeps the one that it has opened.
+  const std::string file_ =
+      std::string("/run/") + testing::UnitTest::GetInstance()->current_test_info()->name() + ".sqlite3";
 };
 
 // The rows of a statement, each as its columns with bars between; another program's view of the file.
@@ -41,6 +45,15 @@ static std::vector<std::string> entries(const std::string& file) {
   return query(file, "SELECT database, key, value FROM entries ORDER BY database, key");
 }
 
+// How many of this process's descriptors are open on the file.
+static std::ptrdiff_t open_descriptors_of(const std::string& file) {
+  const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+  return std::count_if(begin(descriptors), end(descriptors), [&](const auto& descriptor) {
+    std::error_code closed_meanwhile;
+    return std::filesystem::read_symlink(descriptor, closed_meanwhile) == file;
+  });
+}
+
 // What is read of a key that holds this text; 42 when the reading fails and leaves the value alone.
 static int read_back(const char* text) {
   EXPECT_EQ(sysdb_write_str(0, "CELL_CONNECTED", text, 0), 0);
@@ -52,13 +65,13 @@ static int read_back(const char* text) {
 
 TEST_F(SysdbTest, TheDefaultDatabaseHasNoName) {
   EXPECT_EQ(sysdb_write_str(0, "SYS_MACADDR", "02005e000010", 0), 0);
-  EXPECT_THAT(entries(kFile), ElementsAre("|SYS_MACADDR|02005e000010"));
+  EXPECT_THAT(entries(file_), ElementsAre("|SYS_MACADDR|02005e000010"));
 }
 
 TEST_F(SysdbTest, ANamedDatabaseIsApartFromTheDefaultOne) {
   EXPECT_EQ(sysdb_namedb_write_str(0, "NET", "NET_ETH0_MODE", "Router", 0), 0);
   EXPECT_EQ(sysdb_write_str(0, "NET_ETH0_MODE", "else", 0), 0);
-  EXPECT_THAT(entries(kFile), ElementsAre("|NET_ETH0_MODE|else", "NET|NET_ETH0_MODE|Router"));
+  EXPECT_THAT(entries(file_), ElementsAre("|NET_ETH0_MODE|else", "NET|NET_ETH0_MODE|Router"));
 }
 
 TEST_F(SysdbTest, AnEntryIsReplaced) {
@@ -66,12 +79,20 @@ TEST_F(SysdbTest, AnEntryIsReplaced) {
     EXPECT_EQ(sysdb_namedb_write_str(0, "NET", "NET_ETH1_MODE", mode, 0), 0);
   for (const char* address : {"02005e000010", ""})
     EXPECT_EQ(sysdb_write_str(0, "SYS_MACADDR", address, 0), 0);
-  EXPECT_THAT(entries(kFile), ElementsAre("|SYS_MACADDR|", "NET|NET_ETH1_MODE|Disabled"));
+  EXPECT_THAT(entries(file_), ElementsAre("|SYS_MACADDR|", "NET|NET_ETH1_MODE|Disabled"));
+}
+
+TEST_F(SysdbTest, TheFileIsOpenedOnce) {
+  int value = 42;
+  sysdb_write_str(0, "SYS_MACADDR", "02005e000010", 0);
+  sysdb_namedb_write_str(0, "NET", "NET_ETH1_MODE", "Router", 0);
+  sysdb_read_int(0, "SYS_MACADDR", &value);
+  EXPECT_EQ(open_descriptors_of(file_), 1);
 }
 
 TEST_F(SysdbTest, TextsAreKeptAsTheyAre) {
   EXPECT_EQ(sysdb_namedb_write_str(0, "a'b", "c\"d", "'); DROP TABLE entries; --", 0), 0);
-  EXPECT_THAT(entries(kFile), ElementsAre("a'b|c\"d|'); DROP TABLE entries; --"));
+  EXPECT_THAT(entries(file_), ElementsAre("a'b|c\"d|'); DROP TABLE entries; --"));
 }
 
 TEST_F(SysdbTest, AWholeDecimalIntegerIsRead) {
@@ -91,7 +112,7 @@ TEST_F(SysdbTest, AnyOtherTextFailsAndLeavesTheValueAlone) {
 
 TEST_F(SysdbTest, AnIntegerThatAnotherProgramWroteAsANumberIsRead) {
   sysdb_write_str(0, "CELL_CONNECTED", "0", 0);
-  query(kFile, "UPDATE entries SET value = 1");
+  query(file_, "UPDATE entries SET value = 1");
   int value = 42;
   EXPECT_EQ(sysdb_read_int(0, "CELL_CONNECTED", &value), 0);
   EXPECT_EQ(value, 1);
@@ -100,20 +121,20 @@ TEST_F(SysdbTest, AnIntegerThatAnotherProgramWroteAsANumberIsRead) {
 TEST_F(SysdbTest, AMissingKeyFails) {
   int value = 42;
   EXPECT_NE(sysdb_read_int(0, "CELL_CONNECTED", &value), 0) << "no file";
-  EXPECT_FALSE(exists(kFile)) << "reading makes no file";
+  EXPECT_FALSE(exists(file_)) << "reading makes no file";
   sysdb_write_str(0, "cell_connected", "1", 0);
   EXPECT_NE(sysdb_read_int(0, "CELL_CONNECTED", &value), 0) << "no such key";
   sysdb_namedb_write_str(0, "NET", "CELL_CONNECTED", "1", 0);
   EXPECT_NE(sysdb_read_int(0, "CELL_CONNECTED", &value), 0) << "a key of another database";
-  query(kFile, "INSERT INTO entries VALUES('', 'CELL_CONNECTED', NULL)");
+  query(file_, "INSERT INTO entries VALUES('', 'CELL_CONNECTED', NULL)");
   EXPECT_NE(sysdb_read_int(0, "CELL_CONNECTED", &value), 0) << "no value";
-  query(kFile, "DROP TABLE entries");
+  query(file_, "DROP TABLE entries");
   EXPECT_NE(sysdb_read_int(0, "CELL_CONNECTED", &value), 0) << "no table";
   EXPECT_EQ(value, 42);
 }
 
 TEST_F(SysdbTest, AFileThatIsNoDatabaseFails) {
-  put_file(kFile, std::string(4096, 'x'));
+  put_file(file_, std::string(4096, 'x'));
   int value = 42;
   EXPECT_NE(sysdb_read_int(0, "CELL_CONNECTED", &value), 0);
   EXPECT_NE(sysdb_write_str(0, "SYS_MACADDR", "", 0), 0);
