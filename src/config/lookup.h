@@ -20,15 +20,15 @@ bool get_static_route_interface(const Json::Value& route, std::string& ifname);
 // Whether it is enabled and on the interface `ifname`.
 bool is_static_route_of(const Json::Value& route, const std::string& ifname);
 
-// The test that stands for a plausible dotted IPv4 address: longer than 6 characters, 0.0.0.0 being the
-// shortest one. No further syntax check is meant.
+// Whether the text is long enough for a dotted IPv4 address, the shortest being 0.0.0.0. Its syntax is not
+// checked.
 bool looks_like_address(const std::string& text);
 
 // The text of a string; empty for every other type.
 std::string text_of(const Json::Value& value);
 
-// The object at the dotted `path` below `object`, read in place; null when there is none.
+// The object at the dotted `path` below `object`, read in place; null when it is missing.
 const Json::Value* object_at(const Json::Value& object, const std::string& path);
 
-// The array at the dotted `path` below `object`, read in place; an empty one when there is none.
+// The array at the dotted `path` below `object`, read in place; an empty one when it is missing.
 const Json::Value& array_at(const Json::Value& object, const std::string& path);

@@ -59,7 +59,7 @@ void init_passthrough_modes(NetworkContext* ctx) {
   config_get_bool(ctx->config, &ctx->eth1_enabled, "wired.eth1.enable");
   ctx->passthrough_enabled = false;
   ctx->passthrough_auto = false;
-  // One port at the most is in pass-through: eth0 goes first.
+  // At most one port is in pass-through; eth0 goes first.
   if (!init_port_passthrough(ctx, "eth0")) init_port_passthrough(ctx, "eth1");
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// What the cellular link manager published about the link, one value a file. A missing or empty file, and a
+// What the cellular link manager published about the link, one value per file. A missing or empty file, and a
 // value too long for its buffer, leave an empty text: the value is not available.
 
 #include <cstddef>
@@ -25,5 +25,5 @@ void read_wwan_netmask(char* buffer);
 void read_wwan_dns1(char* buffer);
 void read_wwan_dns2(char* buffer);
 
-// Non-zero when the system database says that the cellular data link is up; 0 when it does not say.
+// Non-zero when the system database says that the cellular data link is up; 0 when it has no such value.
 int is_cell_connected();

@@ -9,12 +9,12 @@
 
 #include "config/network_context.h"
 
-// Writes the relay lines of the interface from its "network" object of the configuration. Returns -1
-// in every case; nobody asks.
+// Writes the relay lines of the interface from its "network" object of the configuration. Returns -1 in every
+// case; the callers ignore it.
 int dnsmasq_add_dhcp_relay(const NetworkContext* ctx, std::FILE* file, const char* ifname);
 
 // Writes the lines for the server, an address or a name, at `key` of the "dhcp" object; `local_ip` is the
-// interface's own address. Returns 0 when there is a server, also one whose name does not resolve and so gets
-// no lines; -1 when there is none.
+// interface's own address. Returns 0 when a server is configured, even one whose name does not resolve and so
+// gets no lines; -1 otherwise.
 int dnsmasq_write_dhcp_relay(const NetworkContext* ctx, std::FILE* file, const char* ifname,
                              const Json::Value& dhcp, const std::string& key, const std::string& local_ip);

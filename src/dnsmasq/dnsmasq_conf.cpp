@@ -44,14 +44,14 @@ static void write_head(std::FILE* file) {
 
 static void write_trailer(std::FILE* file) {
   std::fprintf(file, "\n# For dynhost support\n");
-  // The second one in the file, next to what replaces /etc/hosts.
+  // A second time in the file, next to the line that names what replaces /etc/hosts.
   std::fprintf(file, "no-hosts\n");
   std::fprintf(file, "addn-hosts=%s\n\n", kHostsFile);
 }
 
 int dnsmasq_write_dnsmasq_conf(const NetworkContext* ctx) {
   print_trace(ctx, __func__);
-  // The two blanks after -f are meant.
+  // Two spaces after -f: the text of the command is fixed.
   qelsys("/bin/cp -f  /etc/hosts %s", kHostsFile);
   dnsmasq_add_hostnames(ctx);
   OpenFile file = open_file(kDnsmasqConfStaging, "w");
@@ -60,7 +60,7 @@ int dnsmasq_write_dnsmasq_conf(const NetworkContext* ctx) {
     return -1;
   }
   write_head(file.get());
-  // Always 0 today; the test is for a resolver writer that can decline.
+  // Always 0 today; a resolver writer that can decline would leave the line out.
   if (dnsmasq_write_resolv_conf(ctx) == 0) std::fprintf(file.get(), "resolv-file=%s\n\n", kResolvConf);
   if (ctx->bridge_enabled) {
     dnsmasq_add_dhcp_server(ctx, file.get(), kBridgeName);

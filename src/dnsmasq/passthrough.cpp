@@ -16,7 +16,7 @@ constexpr char kOperation[] = "dnsmasq_add_eth_interface";
 
 namespace {
 
-// What the device behind the port is given.
+// What the device behind the port is offered.
 struct DhcpOffer {
   bool is_fallback;
   std::string client;
@@ -53,7 +53,7 @@ static DhcpOffer wwan_offer(const NetworkContext* ctx, const Port& port) {
   return {false, client, gateway, netmask, string_at(ctx, port.network + ".dhcp.leasetime", "2m")};
 }
 
-// The lease time of the cellular address has no say here.
+// The configured "leasetime" is for the cellular address only.
 static DhcpOffer fallback_offer(const NetworkContext* ctx, const Port& port) {
   return {true, port.pair->device, port.pair->gateway, kSecondaryNetmask,
           string_at(ctx, port.network + ".dhcp.secondary_leasetime", "2m")};
@@ -75,7 +75,7 @@ static DhcpOffer current_offer(const NetworkContext* ctx, const Port& port) {
 }
 
 static Section choose_section(const NetworkContext* ctx, const Port& port, const DhcpOffer& offer) {
-  // All that "disable_dhcp_secondary" does, and it is meant to do no more.
+  // All that "disable_dhcp_secondary" does: it does not switch off the fallback.
   if (!offer.is_fallback && is_true(ctx->config, port.network + ".dhcp.disable_dhcp_secondary") &&
       offer.gateway == port.pair->gateway) {
     return Section::kOrdinaryPort;
@@ -120,7 +120,7 @@ static void write_static_fallback_section(const NetworkContext* ctx, std::FILE* 
 static void write_static_wwan_section(const NetworkContext* ctx, std::FILE* file, const Port& port,
                                       const DhcpOffer& offer) {
   const std::string ipv4 = write_static_head(ctx, file, port);
-  // The two blanks are meant.
+  // Two spaces, as log readers know the line.
   syslog(LOG_NOTICE, "configure dnsmasq for passthrough_static  %s", port.ifname);
   std::string start = string_at(ctx, port.network + ".dhcp.start", "");
   std::string end = string_at(ctx, port.network + ".dhcp.end", "");
@@ -128,8 +128,8 @@ static void write_static_wwan_section(const NetworkContext* ctx, std::FILE* file
   if (!has_pool) start = end = offer.client;
   std::fprintf(file, "dhcp-range=%s,%s,%s,%s\n", port.ifname, start.c_str(), end.c_str(),
                offer.leasetime.c_str());
-  // The router before the netmask, unlike the one-address pool; and no netmask when none is configured, so
-  // that dnsmasq sends the interface's own.
+  // The router before the netmask, unlike the one-address pool. Without a configured netmask the option is
+  // left out, and dnsmasq sends the interface's own.
   std::fprintf(file, "dhcp-option=%s,3,%s\n", port.ifname, ipv4.c_str());
   int prefix = 0;
   if (config_get_int(ctx->config, &prefix, port.network + ".netmask")) {

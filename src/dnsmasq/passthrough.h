@@ -1,7 +1,7 @@
 #pragma once
 
-// The DHCP section of the pass-through port, which serves the one device behind it: the cellular address
-// while the link has one, the device's address of the port's link-local pair while it has none, so that the
+// The DHCP section of the pass-through port, which serves the one device behind it: with the cellular address
+// while the link has one, otherwise with the device's address of the port's link-local pair, so that the
 // device can always reach the gateway.
 
 #include <cstdio>

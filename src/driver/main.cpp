@@ -49,8 +49,8 @@ static int run_apply(bool pulse) {
     const auto ctx = std::make_unique<NetworkContext>(true);
     if (is_initialized(ctx.get())) {
       status = apply(ctx.get(), pulse);
-      // A dnsmasq configuration that cannot be written does not fail the action, it only
-      // leaves dnsmasq alone.
+      // dnsmasq_apply never fails the action: dnsmasq is restarted, on its old configuration when the new one
+      // could not be written.
       if (status == 0 && dnsmasq_apply(ctx.get()) == 0) execute_systemctl_restart("dnsmasq");
     }
   }

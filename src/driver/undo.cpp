@@ -51,13 +51,13 @@ void write_clear_static_routes(const NetworkContext* ctx, const Json::Value& rou
   std::fprintf(script.get(), "#!/bin/sh\n");
   for (const Json::Value& route : routes) {
     std::string ipv4;
-    int netmask = 0;
+    int prefix = 0;
     std::string ifname;
     if (!is_enabled(route) || !config_get_string(route, ipv4, "ipv4") ||
-        !config_get_int(route, &netmask, "netmask") || !config_get_string(route, ifname, "interface")) {
+        !config_get_int(route, &prefix, "netmask") || !config_get_string(route, ifname, "interface")) {
       continue;
     }
-    std::fprintf(script.get(), "/sbin/ip route del %s dev %s 2>/dev/null\n", subnet_of(ipv4, netmask).c_str(),
+    std::fprintf(script.get(), "/sbin/ip route del %s dev %s 2>/dev/null\n", subnet_of(ipv4, prefix).c_str(),
                  ifname.c_str());
   }
 }

@@ -22,18 +22,18 @@ constexpr long kLastWireguardRuleIndex = 7;
 constexpr char kRouteListFile[] = "/var/run/.route_list";
 constexpr char kNetworkctlListFile[] = "/var/run/.networkctl_list";
 
-// Where the link listing has the name and the kind, when a line is split at every single blank. Tied to the
-// listing's column layout: a one-digit index preceded by two blanks puts the name here.
+// Where the link listing has the name and the kind, when a line is split at every single space. Tied to the
+// listing's column layout: a one-digit index preceded by two spaces puts the name here.
 constexpr std::size_t kNameField = 3;
 constexpr std::size_t kKindField = 5;
 
-// Field `wanted` of the line, empty when it has fewer; a run of blanks holds empty fields.
-static std::string blank_separated_field(const std::string& line, std::size_t wanted) {
+// Field `wanted` of the line, empty when it has fewer; a run of spaces holds empty fields.
+static std::string space_separated_field(const std::string& line, std::size_t wanted) {
   std::size_t begin = 0;
   for (std::size_t field = 0; field < wanted; ++field) {
-    const std::size_t blank = line.find(' ', begin);
-    if (blank == std::string::npos) return "";
-    begin = blank + 1;
+    const std::size_t space = line.find(' ', begin);
+    if (space == std::string::npos) return "";
+    begin = space + 1;
   }
   return line.substr(begin, line.find(' ', begin) - begin);
 }
@@ -64,10 +64,10 @@ void clear_unmanaged_interfaces(const NetworkContext* ctx) {
   std::ifstream links(kNetworkctlListFile);
   for (std::string line; std::getline(links, line);) {
     if (line.find("unmanaged") == std::string::npos) continue;
-    const std::string name = blank_separated_field(line, kNameField);
+    const std::string name = space_separated_field(line, kNameField);
     if (is_protected(name)) continue;
     delete_routes(ctx, name);
-    delete_interface(ctx, name.c_str(), blank_separated_field(line, kKindField).c_str());
+    delete_interface(ctx, name.c_str(), space_separated_field(line, kKindField).c_str());
   }
 }
 

@@ -24,7 +24,7 @@ int write_network_vlan_ids(const NetworkContext* ctx, std::FILE* file, const cha
 int set_packet_forwarding(const NetworkContext* ctx, std::FILE* file, const char* ifname);
 
 // Writes the [Address] section of the secondary address when `node` asks for one. Returns 0, or -1 with a log
-// line for an interface that has none.
+// line for an interface that has no secondary address.
 int write_network_secondary_ip(const NetworkContext* ctx, std::FILE* file, const char* ifname,
                                const Json::Value& node);
 

@@ -15,5 +15,5 @@ inline constexpr char kUnitDir[] = "/var/run/systemd/network/";
 OpenFile open_unit_file(const NetworkContext* ctx, int number, const char* name, const char* kind);
 
 // Writes the "DNS =" lines: the servers that a link supplied or, when it supplied none, the configured list.
-// A null or too short text is no server.
+// A null or too short text does not count as a server.
 void write_unit_dns(const NetworkContext* ctx, std::FILE* file, const char* dns1, const char* dns2);

@@ -23,7 +23,7 @@
 constexpr int kWwanUnitOrder = 10;
 
 // What the device itself holds on the cellular interface while its address is handed on. Outside the
-// link-local range on purpose, although they look as if they were meant to be inside.
+// link-local range on purpose, although they look like it.
 constexpr char kPassthroughAddress[] = "169.125.7.209";
 constexpr char kPassthroughGateway[] = "169.125.7.210";
 
@@ -40,7 +40,7 @@ struct WwanLink {
   char dns2[kIpv4TextSize] = "";
 };
 
-// The configuration's say in it.
+// What the configuration adds or overrides.
 struct WwanSettings {
   int prefix_override = 0;  // used when greater than 0
   int mtu_override = 0;     // used when greater than 0
@@ -178,7 +178,7 @@ static void write_port_secondary_ip(std::FILE* file, const PassthroughPort& port
                netmask_to_cidr(kSecondaryNetmask));
 }
 
-// A port unit that cannot be opened is logged and changes no result: the cellular unit stands.
+// A port unit that cannot be opened is only logged: the cellular unit is good without it.
 static void write_passthrough_port_unit(const NetworkContext* ctx, const WwanLink& link,
                                         const WwanSettings& settings) {
   syslog(LOG_NOTICE, "configure ethernet unit file for pass-through mode");

@@ -8,13 +8,12 @@
 
 #include "config/network_context.h"
 
-// The name by which the configuration's routes mean the cellular interface, whatever the
-// link manager calls it.
+// The name of the cellular interface in the configuration's routes, whatever the link manager calls it.
 inline constexpr char kWwanRouteInterface[] = "wwan0";
 
 // The path of the script for `ifname`.
 std::string wwan_static_routes_path(const std::string& ifname);
 
 // Writes the script with a line for each enabled route of `routes` (the array "static_routes" of the
-// configuration, or null) on `ifname`; removes it when there is none.
+// configuration) on `ifname`; removes it when there is no such route.
 void write_wwan_static_routes(const NetworkContext* ctx, const Json::Value& routes, const char* ifname);

@@ -19,7 +19,7 @@ bool config_get_object(const Json::Value& object, Json::Value& out, const std::s
 bool config_get_array(const Json::Value& object, Json::Value& out, const std::string& path);
 bool config_path_exists(const Json::Value& object, Json::ValueType type, const std::string& path);
 
-// Stores in `index` the position of the action word in `argv` and returns 0; non-zero when there is none.
+// Stores in `index` the position of the action word in `argv` and returns 0; non-zero when it is missing.
 int get_cmd_command_action_index(int argc, char* argv[], int* index);
 
 std::string return_input_string_as_all_uppercase(std::string text);

@@ -38,11 +38,11 @@ int get_if_hw_addr_formatted(const char* ifname, char* buffer);
 // text for any other prefix.
 char* cidr_to_netmask(int prefix, char* buffer);
 
-// The prefix length of a dotted netmask; -1 for a text that is none.
+// The prefix length of a dotted netmask; -1 for a text that is not a netmask.
 int netmask_to_cidr(const char* netmask);
 
 // The network of a dotted address and a prefix length, as network address, slash, prefix, into `buffer`
-// (24 bytes). Returns 0; -1 with an empty text when address or prefix is none.
+// (24 bytes). Returns 0; -1 with an empty text when the address or the prefix is invalid.
 int get_cidr_subnet(const char* address, int prefix, char* buffer);
 
 // Resolves a dotted address or a host name to dotted IPv4 text of at most `size` characters, not counting the

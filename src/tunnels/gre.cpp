@@ -40,7 +40,7 @@ int gre_apply(const NetworkContext* ctx) {
 }
 
 // Writes the "Local =" line of `local_ip`, or logs `unavailable` when the cellular address is asked
-// for and the link has none.
+// for and not available.
 static void write_local(std::FILE* file, const std::string& local_ip, const char* unavailable) {
   std::string address = local_ip;
   if (local_ip == kDynamicAddress) {
@@ -97,7 +97,7 @@ static void write_tunnel_route(std::FILE* file, const std::string& gateway, cons
   if (prefix == 32) {
     std::fprintf(file, "Destination = %s\n", dest_ip.c_str());
   } else {
-    // Without blanks around the equals sign, unlike every other line.
+    // Without spaces around the equals sign, unlike every other line.
     std::fprintf(file, "Destination=%s/%d\n", dest_ip.c_str(), prefix);
   }
   std::fprintf(file, "GatewayOnlink = yes\n");

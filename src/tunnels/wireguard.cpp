@@ -26,7 +26,7 @@ static int unit_order(unsigned index) {
   return 44 + static_cast<int>(index);
 }
 
-// Lets root and systemd-networkd, and nobody else, read what is going to be written.
+// Lets only root and systemd-networkd read what is going to be written.
 static void restrict_to_networkd(std::FILE* file) {
   const int descriptor = fileno(file);
   fchmod(descriptor, 0640);
@@ -60,7 +60,7 @@ static void write_peer(std::FILE* file, const Json::Value& peer) {
   }
 }
 
-// A [Route] section for each piece between commas, blanks and all.
+// A [Route] section for each piece between commas, spaces included.
 static void write_peer_routes(std::FILE* file, const Json::Value& peer, int table) {
   std::string allowed_ips;
   if (!config_get_string(peer, allowed_ips, "allowed_ips")) return;
@@ -147,7 +147,7 @@ int write_wireguard_network_unit_files(const NetworkContext* ctx, unsigned index
                                        const Json::Value& interface_config) {
   print_trace(ctx, __func__);
   syslog(LOG_INFO, "configure Wireguard interface wg%d", static_cast<int>(index));
-  // Room for the 44 characters of a key, and to spare for one that is written otherwise.
+  // A key has 44 characters; the rest is for one that is padded.
   char key[128] = "";
   if (read_var_file(wireguard_private_key_file(link_name(index)).c_str(), key, sizeof key) != 0) {
     syslog(LOG_NOTICE, "error reading wireguard private key file");

@@ -6,7 +6,7 @@
 
 #include "platform/libvantor.h"
 
-// Network address, slash, prefix length; empty when the address or the prefix is none.
+// Network address, slash, prefix length; empty when the address or the prefix is invalid.
 inline std::string subnet_of(const std::string& ipv4, int prefix) {
   char subnet[24] = "";
   get_cidr_subnet(ipv4.c_str(), prefix, subnet);

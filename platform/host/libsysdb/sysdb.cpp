@@ -40,13 +40,13 @@ static Database open_database(const char* path, int flags) {
   Database owner(database);
   if (result != SQLITE_OK) return nullptr;
   sqlite3_busy_timeout(database, kBusyTimeoutMs);
-  // The file lies in memory and ends with the machine: there is no disk to wait for.
+  // The file is in /run and does not outlive the machine: there is no disk to wait for.
   sqlite3_exec(database, "PRAGMA synchronous = OFF", nullptr, nullptr, nullptr);
   return owner;
 }
 
-// The connection to the file that the environment names, kept until the process ends or names another file. Null when
-// the file is missing and `create_flag` is 0, or when it cannot be opened.
+// The connection to the file that the environment names, kept until the process ends or names another file.
+// Null when the file is missing and `create_flag` is 0, or when it cannot be opened.
 static sqlite3* connection(int create_flag) {
   static std::string open_path;
   static Database database;

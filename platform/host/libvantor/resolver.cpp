@@ -17,7 +17,7 @@ struct FreeAddresses {
 
 }  // namespace
 
-// The first IPv4 address of `name`; a dotted address is its own answer and asks nobody.
+// The first IPv4 address of `name`; a dotted address is its own answer.
 static bool resolve(const char* name, in_addr& address) {
   if (inet_pton(AF_INET, name, &address) == 1) return true;
   addrinfo hints{};
