@@ -54,8 +54,8 @@ int dnsmasq_write_dnsmasq_conf(const NetworkContext* ctx) {
   // Two spaces after -f: the text of the command is fixed.
   qelsys("/bin/cp -f  /etc/hosts %s", kHostsFile);
   dnsmasq_add_hostnames(ctx);
-  OpenFile file = open_file(kDnsmasqConfStaging, "w");
-  if (file == nullptr) {
+  OpenFile file(kDnsmasqConfStaging, "w");
+  if (!file) {
     syslog(LOG_NOTICE, "failed to open %s, errno:%d\n", kDnsmasqConfStaging, errno);
     return -1;
   }
@@ -71,7 +71,7 @@ int dnsmasq_write_dnsmasq_conf(const NetworkContext* ctx) {
   dnsmasq_add_eth_interface(ctx, file.get(), "eth0", "qele");
   dnsmasq_add_eth_interface(ctx, file.get(), "eth1", nullptr);
   write_trailer(file.get());
-  file.reset();  // complete on disk before it is copied
+  if (file.close() != 0) return -1;
   qelsys("/bin/cp -f %s %s", kDnsmasqConfStaging, kDnsmasqConf);
   return 0;
 }

@@ -8,5 +8,5 @@
 // logged and leaves the configuration as it was.
 int dnsmasq_apply(const NetworkContext* ctx);
 
-// The same; returns -1 when the staging file cannot be opened.
+// The same; returns -1 when the staging file, from which the configuration is copied, cannot be written.
 int dnsmasq_write_dnsmasq_conf(const NetworkContext* ctx);

@@ -19,8 +19,8 @@ void dnsmasq_add_hostnames(const NetworkContext* ctx) {
 
 int dnsmasq_add_dns_host(const NetworkContext* ctx, const char* hostname, const char* ipv4) {
   print_trace(ctx, __func__);
-  const OpenFile hosts = open_file(kHostsFile, "a+");
-  if (hosts == nullptr) return -1;
+  OpenFile hosts(kHostsFile, "a");
+  if (!hosts) return -1;
   std::fprintf(hosts.get(), "%s %s\n", ipv4, hostname);
-  return 0;
+  return hosts.close();
 }

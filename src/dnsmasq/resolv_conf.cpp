@@ -28,8 +28,8 @@ static bool write_wwan_nameservers(std::FILE* file) {
 
 int dnsmasq_write_resolv_conf(const NetworkContext* ctx) {
   print_trace(ctx, __func__);
-  const OpenFile file = open_file(kResolvConf, "w");
-  if (file == nullptr) {
+  const OpenFile file(kResolvConf, "w");
+  if (!file) {
     syslog(LOG_INFO, "failed to open %s for writing", kResolvConf);
     return 0;
   }

@@ -7,5 +7,5 @@
 inline constexpr char kResolvConf[] = "/var/run/resolv.conf";
 
 // Writes the resolver file: the cellular link's servers when the configuration wants them and the link has
-// some, the configured list otherwise. Returns 0 in every case, also when the file cannot be opened.
+// some, the configured list otherwise. Returns 0 in every case, also when the file cannot be written.
 int dnsmasq_write_resolv_conf(const NetworkContext* ctx);

@@ -8,7 +8,7 @@
 constexpr char kPostNetworkdStartScript[] = "/var/run/post_networkd_start_actions_script";
 
 void write_post_networkd_start_actions_script(const NetworkContext* /*ctx*/, const char* command) {
-  if (const OpenFile script = open_file(kPostNetworkdStartScript, "w")) {
+  if (const OpenFile script{kPostNetworkdStartScript, "w"}) {
     std::fprintf(script.get(), "#!/bin/sh\n");
     std::fprintf(script.get(), "%s\n", command);
   }

@@ -17,8 +17,8 @@ constexpr char kWwanUnitBackupDir[] = "/var/volatile/qel/.wwan_unit_backup";
 
 void append_clear_interfaces(const NetworkContext* ctx, const char* ifname, const char* kind) {
   print_trace(ctx, __func__);
-  const OpenFile script = open_file(kDeleteInterfacesScript, "a");
-  if (script == nullptr) return;
+  const OpenFile script(kDeleteInterfacesScript, "a");
+  if (!script) return;
   if (kind == nullptr) {
     std::fprintf(script.get(), "/sbin/ip link delete dev %s\n", ifname);
   } else {
@@ -46,8 +46,8 @@ void clear_static_routes(const NetworkContext* ctx) {
 
 void write_clear_static_routes(const NetworkContext* ctx, const Json::Value& routes) {
   print_trace(ctx, __func__);
-  const OpenFile script = open_file(kDeleteStaticRoutesScript, "w");
-  if (script == nullptr) return;
+  const OpenFile script(kDeleteStaticRoutesScript, "w");
+  if (!script) return;
   std::fprintf(script.get(), "#!/bin/sh\n");
   for (const Json::Value& route : routes) {
     std::string ipv4;

@@ -33,10 +33,10 @@ int write_bridge_network(const NetworkContext* ctx, const char* bridge_name) {
 
 int write_bridge_netdev_unit_file(const NetworkContext* ctx, int order, const char* bridge_name) {
   print_trace(ctx, __func__);
-  const OpenFile file = open_unit_file(ctx, order, bridge_name, "netdev");
-  if (file == nullptr) return -1;
+  OpenFile file = open_unit_file(ctx, order, bridge_name, "netdev");
+  if (!file) return -1;
   std::fprintf(file.get(), "[NetDev]\nName = %s\nKind = bridge\n", bridge_name);
-  return 0;
+  return file.close();
 }
 
 int write_bridge_master_network_unit_file(const NetworkContext* ctx, int /*order*/, const char* bridge_name) {
@@ -52,8 +52,8 @@ int write_bridge_master_network_unit_file(const NetworkContext* ctx, int /*order
 int write_bridge_slave_network_unit_file(const NetworkContext* ctx, int order, const char* bridge_name,
                                          const char* member_name) {
   print_trace(ctx, __func__);
-  const OpenFile file = open_unit_file(ctx, order, member_name, "network");
-  if (file == nullptr) return -1;
+  OpenFile file = open_unit_file(ctx, order, member_name, "network");
+  if (!file) return -1;
   std::fprintf(file.get(), "[Match]\nName = %s\n\n[Network]\nBridge = %s\n", member_name, bridge_name);
-  return 0;
+  return file.close();
 }

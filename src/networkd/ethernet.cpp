@@ -43,18 +43,23 @@ static int apply_router_mode(const NetworkContext* ctx, int order, const char* i
   return result;
 }
 
-// A unit without an address of its own: the cellular interface replaces it once the link's values are there.
+// Writes a unit without an address of its own: the cellular interface replaces it once the link's values are
+// there. Returns 0 or -1.
+static int write_passthrough_unit(const NetworkContext* ctx, int order, const char* ifname,
+                                  const Json::Value& network) {
+  OpenFile file = open_unit_file(ctx, order, ifname, "network");
+  if (!file) return -1;
+  std::fprintf(file.get(), "[Match]\nName = %s\n\n", ifname);
+  write_network_secondary_ip(ctx, file.get(), ifname, network);
+  return file.close();
+}
+
 static int apply_passthrough_mode(const NetworkContext* ctx, int order, const char* ifname,
                                   const Json::Value& network) {
   syslog(LOG_NOTICE, "interface %s is in pass-through mode", ifname);
-  const OpenFile file = open_unit_file(ctx, order, ifname, "network");
-  if (file == nullptr) {
-    syslog(LOG_NOTICE, "error writing %s network unit file for pass-through mode", ifname);
-    return -1;
-  }
-  std::fprintf(file.get(), "[Match]\nName = %s\n\n", ifname);
-  write_network_secondary_ip(ctx, file.get(), ifname, network);
-  return 0;
+  const int result = write_passthrough_unit(ctx, order, ifname, network);
+  if (result != 0) syslog(LOG_NOTICE, "error writing %s network unit file for pass-through mode", ifname);
+  return result;
 }
 
 int lanfab_ethernet(const NetworkContext* ctx, int order, const char* ifname,
@@ -110,11 +115,11 @@ int write_vlan_networks(const NetworkContext* ctx, int order, const char* ifname
 
 int write_vlan_netdev_unit_file(const NetworkContext* ctx, int order, const char* name, int vid) {
   print_trace(ctx, __func__);
-  const OpenFile file = open_unit_file(ctx, order, name, "netdev");
-  if (file == nullptr) return -1;
+  OpenFile file = open_unit_file(ctx, order, name, "netdev");
+  if (!file) return -1;
   std::fprintf(file.get(), "[NetDev]\nName = %s\nKind = vlan\n", name);
   std::fprintf(file.get(), "\n[VLAN]\nId = %d\n", vid);
-  return 0;
+  return file.close();
 }
 
 int set_telnet_service(const NetworkContext* ctx, const Json::Value& network_config) {

@@ -18,7 +18,7 @@ int lanfab_ethernet(const NetworkContext* ctx, int order, const char* ifname, co
 int write_vlan_networks(const NetworkContext* ctx, int order, const char* ifname,
                         const Json::Value& vlan_config);
 
-// Writes the device unit of the VLAN interface `name`. Returns 0, or -1 when it cannot be opened.
+// Writes the device unit of the VLAN interface `name`. Returns 0, or -1 when it cannot be written.
 int write_vlan_netdev_unit_file(const NetworkContext* ctx, int order, const char* name, int vid);
 
 // Starts or stops telnet as the port's "network" object says; leaves it as it is when

@@ -71,9 +71,9 @@ static void write_static_address(const NetworkContext* ctx, std::FILE* file, con
 int write_network_unit_file(const NetworkContext* ctx, int order, const char* ifname, const Json::Value& node,
                             bool bridge_master, const char* bridge_primary) {
   print_trace(ctx, __func__);
-  const OpenFile owner = open_unit_file(ctx, order, ifname, "network");
+  OpenFile owner = open_unit_file(ctx, order, ifname, "network");
+  if (!owner) return -1;
   std::FILE* file = owner.get();
-  if (file == nullptr) return -1;
   syslog(LOG_DEBUG, "write_network_unit_file: %s", ifname);
   std::fprintf(file, "[Match]\nName = %s\n\n", ifname);
   std::fprintf(file, "[Link]\n");
@@ -97,7 +97,7 @@ int write_network_unit_file(const NetworkContext* ctx, int order, const char* if
   write_network_secondary_ip(ctx, file, ifname, node);
   if (bridge_master) write_bridge_network_vlan_ids(ctx, file, bridge_primary);
   write_static_routes(ctx, file, ifname);
-  return 0;
+  return owner.close();
 }
 
 // The identifiers of the enabled VLANs of an "advanced.vlan" object, in their order; no identifier when the

@@ -11,7 +11,7 @@
 
 // Writes the whole unit <order>-<ifname>.network from `node`, the interface's "network" object.
 // `bridge_master` is true for the LAN bridge's own unit only; `bridge_primary` is then the member whose VLANs
-// the bridge carries, and null otherwise. Returns 0, or -1 when the unit file cannot be opened.
+// the bridge carries, and null otherwise. Returns 0, or -1 when the unit file cannot be written.
 int write_network_unit_file(const NetworkContext* ctx, int order, const char* ifname, const Json::Value& node,
                             bool bridge_master, const char* bridge_primary);
 

@@ -2,16 +2,18 @@
 
 #include <syslog.h>
 
-#include <string>
-
 #include "config/lookup.h"
+
+std::string unit_file_path(int number, const char* name, const char* kind) {
+  return kUnitDir + std::to_string(number) + "-" + name + "." + kind;
+}
 
 OpenFile open_unit_file(const NetworkContext* ctx, int number, const char* name, const char* kind) {
   print_trace(ctx, __func__);
-  const std::string path = kUnitDir + std::to_string(number) + "-" + name + "." + kind;
+  const std::string path = unit_file_path(number, name, kind);
   syslog(LOG_DEBUG, "write unit file:%s\n", path.c_str());
-  OpenFile file = open_file(path.c_str(), "w");
-  if (file == nullptr) syslog(LOG_NOTICE, "error creating network unit file: %s", path.c_str());
+  OpenFile file(path, "w");
+  if (!file) syslog(LOG_NOTICE, "error creating network unit file: %s", path.c_str());
   return file;
 }
 

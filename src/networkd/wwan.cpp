@@ -178,17 +178,13 @@ static void write_port_secondary_ip(std::FILE* file, const PassthroughPort& port
                netmask_to_cidr(kSecondaryNetmask));
 }
 
-// A port unit that cannot be opened is only logged: the cellular unit is good without it.
-static void write_passthrough_port_unit(const NetworkContext* ctx, const WwanLink& link,
-                                        const WwanSettings& settings) {
-  syslog(LOG_NOTICE, "configure ethernet unit file for pass-through mode");
+// Writes the unit of the port behind which the device sits. Returns 0 or -1.
+static int write_passthrough_port_unit(const NetworkContext* ctx, const WwanLink& link,
+                                       const WwanSettings& settings) {
   const PassthroughPort port = read_passthrough_port(ctx, link);
-  const OpenFile owner = open_unit_file(ctx, port.order, port.ifname, "network");
+  OpenFile owner = open_unit_file(ctx, port.order, port.ifname, "network");
+  if (!owner) return -1;
   std::FILE* file = owner.get();
-  if (file == nullptr) {
-    syslog(LOG_NOTICE, "error writing pass-through mode network unit file");
-    return;
-  }
   write_match_and_link(file, port.ifname, link, settings);
   std::fprintf(file, "\n[Network]\n");
   const bool needs_host_route = write_port_address(ctx, file, port, link, settings);
@@ -201,6 +197,21 @@ static void write_passthrough_port_unit(const NetworkContext* ctx, const WwanLin
     std::fprintf(file, "\n[Route]\nDestination = %s/32\nScope = host\n", link.ipv4);
   }
   write_static_routes(ctx, file, port.ifname);
+  return owner.close();
+}
+
+// Writes the unit of the cellular interface itself. Returns 0 or -1.
+static int write_wwan_unit(const NetworkContext* ctx, const WwanLink& link, const WwanSettings& settings) {
+  OpenFile file = open_unit_file(ctx, kWwanUnitOrder, link.ifname, "network");
+  if (!file) return -1;
+  write_match_and_link(file.get(), link.ifname, link, settings);
+  if (ctx->passthrough_enabled) {
+    syslog(LOG_NOTICE, "configure wwan unit file for pass-through mode");
+    write_passthrough_sections(file.get());
+  } else {
+    write_router_sections(ctx, file.get(), link, settings);
+  }
+  return file.close();
 }
 
 int init_wwan_interface(const NetworkContext* ctx) {
@@ -211,20 +222,16 @@ int init_wwan_interface(const NetworkContext* ctx) {
     return -1;
   }
   dnsmasq_write_resolv_conf(ctx);
-  OpenFile file = open_unit_file(ctx, kWwanUnitOrder, link.ifname, "network");
-  if (file == nullptr) {
+  const WwanSettings settings = read_settings(ctx->config);
+  if (write_wwan_unit(ctx, link, settings) != 0) {
     syslog(LOG_NOTICE, "error creating wwan network unit file");
     return -1;
   }
-  const WwanSettings settings = read_settings(ctx->config);
-  write_match_and_link(file.get(), link.ifname, link, settings);
-  if (!ctx->passthrough_enabled) {
-    write_router_sections(ctx, file.get(), link, settings);
-    return gre_apply(ctx);
+  if (!ctx->passthrough_enabled) return gre_apply(ctx);
+  syslog(LOG_NOTICE, "configure ethernet unit file for pass-through mode");
+  if (write_passthrough_port_unit(ctx, link, settings) != 0) {
+    // Only logged: the cellular unit is good without it.
+    syslog(LOG_NOTICE, "error writing pass-through mode network unit file");
   }
-  syslog(LOG_NOTICE, "configure wwan unit file for pass-through mode");
-  write_passthrough_sections(file.get());
-  file.reset();
-  write_passthrough_port_unit(ctx, link, settings);
   return 0;
 }

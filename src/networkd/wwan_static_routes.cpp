@@ -39,8 +39,8 @@ void write_wwan_static_routes(const NetworkContext* ctx, const Json::Value& rout
   if (!has_route) return;
 
   syslog(LOG_NOTICE, "write wwan static routes %s", ifname);
-  const OpenFile script = open_file(path.c_str(), "w");
-  if (script == nullptr) {
+  const OpenFile script(path, "w");
+  if (!script) {
     syslog(LOG_NOTICE, "error creating wwan static route file");
     return;
   }

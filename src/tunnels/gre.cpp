@@ -74,13 +74,14 @@ static void write_tunnel_device(std::FILE* file, const std::string& name, const 
   std::fprintf(file, "Independent = true\n");
 }
 
-// A device unit that cannot be opened does not fail the tunnel.
+// A device unit that cannot be written does not fail the tunnel.
 static void write_tunnel_netdev_unit(const NetworkContext* ctx, int index, const Json::Value& tunnel) {
   const std::string name = tunnel_name(index);
-  const OpenFile file = open_unit_file(ctx, unit_order(index), name.c_str(), "netdev");
-  if (file == nullptr) return;
+  OpenFile file = open_unit_file(ctx, unit_order(index), name.c_str(), "netdev");
+  if (!file) return;
   syslog(LOG_INFO, "configure GRE L3 tunnel");
   write_tunnel_device(file.get(), name, tunnel);
+  if (file.close() != 0) return;
   // The kernel's fallback device, not the tunnel: every run deletes its tunnels by itself.
   append_clear_interfaces(ctx, "gre0", "gre");
 }
@@ -113,14 +114,14 @@ static int write_tunnel_network_unit(const NetworkContext* ctx, int index, const
     return -1;
   }
   const std::string name = tunnel_name(index);
-  const OpenFile file = open_unit_file(ctx, unit_order(index), name.c_str(), "network");
-  if (file == nullptr) return -1;
+  OpenFile file = open_unit_file(ctx, unit_order(index), name.c_str(), "network");
+  if (!file) return -1;
   std::fprintf(file.get(), "[Match]\nName = %s\n\n", name.c_str());
   std::fprintf(file.get(), "[Network]\nAddress = %s/%d\n", local_ip.c_str(), prefix);
   for (const Json::Value& network : array_at(tunnel, "tunnel_networks")) {
     write_tunnel_route(file.get(), remote_ip, network);
   }
-  return 0;
+  return file.close();
 }
 
 int gre_tun_apply(const NetworkContext* ctx, int index, const Json::Value& tunnel) {
@@ -147,9 +148,9 @@ int gre_incoming_routes_apply(const NetworkContext* ctx, int index, const Json::
 int gre_tap_apply(const NetworkContext* ctx, const Json::Value& tunnel) {
   print_trace(ctx, __func__);
   constexpr int kTapUnitOrder = 72;
-  const OpenFile owner = open_unit_file(ctx, kTapUnitOrder, "gretap0", "netdev");
+  OpenFile owner = open_unit_file(ctx, kTapUnitOrder, "gretap0", "netdev");
+  if (!owner) return -1;
   std::FILE* file = owner.get();
-  if (file == nullptr) return -1;
   syslog(LOG_DEBUG, "configure GRE L3 tunnel");
   // The kind is gre although the name says tap.
   std::fprintf(file, "[NetDev]\nName = gretap0\nKind = gre\n");
@@ -166,5 +167,5 @@ int gre_tap_apply(const NetworkContext* ctx, const Json::Value& tunnel) {
     write_local(file, text, "wwan ip address not available for GRE tunnel");
   }
   if (config_get_int(tunnel, &number, "key")) std::fprintf(file, "Key = %d\n", number);
-  return 0;
+  return owner.close();
 }

@@ -13,11 +13,11 @@
 int gre_apply(const NetworkContext* ctx);
 
 // Deletes the tunnel from the kernel and, when it is enabled, writes its two units. Returns 0; -1 when a
-// required inner setting is missing or the network unit cannot be opened.
+// required inner setting is missing or the network unit cannot be written.
 int gre_tun_apply(const NetworkContext* ctx, int index, const Json::Value& tunnel);
 
 // Empties the tunnel's routing table and, when the tunnel asks for it, fills it. Always 0.
 int gre_incoming_routes_apply(const NetworkContext* ctx, int index, const Json::Value& tunnel);
 
-// Writes the unit of the GRE tap device. Returns 0, or -1 when it cannot be opened. No action calls it.
+// Writes the unit of the GRE tap device. Returns 0, or -1 when it cannot be written. No action calls it.
 int gre_tap_apply(const NetworkContext* ctx, const Json::Value& tunnel);

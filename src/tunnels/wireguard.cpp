@@ -26,14 +26,20 @@ static int unit_order(unsigned index) {
   return 44 + static_cast<int>(index);
 }
 
-// Lets only root and systemd-networkd read what is going to be written.
-static void restrict_to_networkd(std::FILE* file) {
-  const int descriptor = fileno(file);
-  fchmod(descriptor, 0640);
-  const group* networkd = getgrnam("systemd-network");
-  if (networkd == nullptr) return;
-  // Where the owner cannot be changed, the file stays with root alone.
-  [[maybe_unused]] const int status = fchown(descriptor, static_cast<uid_t>(-1), networkd->gr_gid);
+// Opens the unit that holds the private key. Only root and systemd-networkd can read it, from its first
+// instant on: it replaces the one of the previous run, which somebody may have open.
+static OpenFile open_private_unit_file(const NetworkContext* ctx, unsigned index) {
+  delete_file(unit_file_path(unit_order(index), kUnitName, "netdev").c_str());
+  const mode_t mask = umask(0077);
+  OpenFile file = open_unit_file(ctx, unit_order(index), kUnitName, "netdev");
+  umask(mask);
+  if (!file) return file;
+  // Without the group, or the right to change it, the file stays with root alone.
+  if (const group* networkd = getgrnam("systemd-network")) {
+    [[maybe_unused]] const int status = fchown(file.descriptor(), static_cast<uid_t>(-1), networkd->gr_gid);
+  }
+  fchmod(file.descriptor(), 0640);
+  return file;
 }
 
 // Whether the peer has a text at `key` that is not empty; stores it.
@@ -82,25 +88,24 @@ static void write_policy_rules(std::FILE* file, int table) {
   std::fprintf(file, "\n[RoutingPolicyRule]\nFamily = both\nTable = main\nSuppressPrefixLength = 0\n");
 }
 
-// Returns 0, or -1 when the unit cannot be opened.
+// Returns 0, or -1 when the unit cannot be written.
 static int write_netdev_unit(const NetworkContext* ctx, unsigned index, const Json::Value& interface_config,
                              char* key, std::size_t key_size) {
-  const OpenFile file = open_unit_file(ctx, unit_order(index), kUnitName, "netdev");
-  if (file == nullptr) return -1;
-  restrict_to_networkd(file.get());
+  OpenFile file = open_private_unit_file(ctx, index);
+  if (!file) return -1;
   std::fprintf(file.get(), "[NetDev]\nName = %s\nKind = wireguard\n\n", link_name(index).c_str());
   write_wireguard_private_key(file.get(), key, key_size);
   std::fprintf(file.get(), "FirewallMark = %d\n", wireguard_table(static_cast<int>(index)));
   for (const Json::Value& peer : array_at(interface_config, "peers"))
     write_peer(file.get(), peer);
-  return 0;
+  return file.close();
 }
 
-// Returns 0, or -1 when the unit cannot be opened.
+// Returns 0, or -1 when the unit cannot be written.
 static int write_network_unit(const NetworkContext* ctx, unsigned index,
                               const Json::Value& interface_config) {
-  const OpenFile file = open_unit_file(ctx, unit_order(index), kUnitName, "network");
-  if (file == nullptr) return -1;
+  OpenFile file = open_unit_file(ctx, unit_order(index), kUnitName, "network");
+  if (!file) return -1;
   const int table = wireguard_table(static_cast<int>(index));
   std::fprintf(file.get(), "[Match]\nName = %s\n\n[Network]\n", link_name(index).c_str());
   std::string address;
@@ -111,7 +116,7 @@ static int write_network_unit(const NetworkContext* ctx, unsigned index,
   for (const Json::Value& peer : array_at(interface_config, "peers"))
     write_peer_routes(file.get(), peer, table);
   write_policy_rules(file.get(), table);
-  return 0;
+  return file.close();
 }
 
 std::string wireguard_private_key_file(const std::string& name) {

@@ -28,6 +28,6 @@ void write_wireguard_private_key(std::FILE* file, char* key, std::size_t size);
 int wireguard_apply(const NetworkContext* ctx);
 
 // Writes both units of wg<index> from its object of the configuration. Returns 0; -1 when the key cannot be
-// read or a unit cannot be opened.
+// read or a unit cannot be written.
 int write_wireguard_network_unit_files(const NetworkContext* ctx, unsigned index,
                                        const Json::Value& interface_config);

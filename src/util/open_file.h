@@ -1,19 +1,36 @@
 #pragma once
 
-// A standard stream that is flushed and closed with its owner.
+// A file that is being written, and whether everything reached it.
 
 #include <cstdio>
 #include <memory>
+#include <string>
 
-struct CloseFile {
-  void operator()(std::FILE* file) const {
-    std::fclose(file);
-  }
+// What is written is collected in memory and goes into the file when it is closed, in one piece, so that
+// nobody ever finds half of it there. A file that could not be written whole is taken back: removed, or cut
+// to its former length if it was appended to.
+class OpenFile {
+ public:
+  // Opens like fopen, with mode "w" or "a", but not for the tools that this process starts. When that
+  // fails there is no file, and errno says why.
+  OpenFile(const std::string& path, const char* mode);
+  OpenFile(OpenFile&& other) noexcept;
+  ~OpenFile();
+
+  // Whether there is a file.
+  explicit operator bool() const;
+
+  // The stream to write to.
+  std::FILE* get() const;
+
+  // The file's descriptor, for its owner and mode. The file gets its content only when it is closed.
+  int descriptor() const;
+
+  // Writes the content and closes the file; the owner's end does the same. Returns 0; -1, with a notice in
+  // the log that names path and reason, when not all of it reached the file.
+  int close();
+
+ private:
+  struct File;
+  std::unique_ptr<File> file_;
 };
-
-using OpenFile = std::unique_ptr<std::FILE, CloseFile>;
-
-// Opens like fopen; null when that fails, with errno set.
-inline OpenFile open_file(const char* path, const char* mode) {
-  return OpenFile(std::fopen(path, mode));
-}

@@ -30,9 +30,9 @@ TEST_F(UnitFileTest, AUnitIsNamedByNumberNameAndKind) {
   for (const NamedUnit& named : kNamedUnits) {
     SCOPED_TRACE(named.path);
     OpenFile file(open_unit_file(&ctx, named.number, named.name, named.kind));
-    ASSERT_NE(file, nullptr);
+    ASSERT_TRUE(file);
     std::fputs("[Match]\n", file.get());
-    file.reset();
+    file.close();
     EXPECT_EQ(text_of_file(named.path), "[Match]\n");
   }
 }
@@ -47,16 +47,16 @@ TEST_F(UnitFileTest, AnExistingUnitIsTruncated) {
   const NetworkContext ctx = context_of("{}");
   put_file("/var/run/systemd/network/20-eth0.network", "[Match]\nName = old\n");
   OpenFile file(open_unit_file(&ctx, 20, "eth0", "network"));
-  ASSERT_NE(file, nullptr);
+  ASSERT_TRUE(file);
   std::fputs("new\n", file.get());
-  file.reset();
+  file.close();
   EXPECT_EQ(unit("20-eth0.network"), "new\n");
 }
 
 TEST_F(UnitFileTest, AUnitThatCannotBeCreatedIsNullAndLogged) {
   const NetworkContext ctx = context_of("{}");
   std::filesystem::remove_all("/var/run/systemd/network");
-  EXPECT_EQ(open_unit_file(&ctx, 20, "eth0", "network"), nullptr);
+  EXPECT_FALSE(open_unit_file(&ctx, 20, "eth0", "network"));
   EXPECT_EQ(platform().log,
             (Lines{"debug write unit file:/var/run/systemd/network/20-eth0.network\n",
                    "notice error creating network unit file: /var/run/systemd/network/20-eth0.network"}));

@@ -1,0 +1,113 @@
+#include "util/open_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <filesystem>
+
+#include "file_size_limit.h"
+#include "lanfab_test.h"
+
+constexpr char kFile[] = "/var/run/file";
+
+class OpenFileTest : public LanfabTest {};
+
+TEST_F(OpenFileTest, TheContentReachesTheFileWhenItIsClosed) {
+  put_file(kFile, "old\n");
+  OpenFile file(kFile, "w");
+  ASSERT_TRUE(file);
+  std::fprintf(file.get(), "one\n");
+  std::fflush(file.get());
+  EXPECT_EQ(text_of_file(kFile), "");
+  std::fprintf(file.get(), "two\n");
+  EXPECT_EQ(file.close(), 0);
+  EXPECT_EQ(text_of_file(kFile), "one\ntwo\n");
+  EXPECT_FALSE(file);
+  EXPECT_EQ(platform().log, Lines{});
+}
+
+TEST_F(OpenFileTest, TheEndOfTheOwnerClosesTheFile) {
+  {
+    OpenFile file(kFile, "w");
+    std::fprintf(file.get(), "text\n");
+    const OpenFile owner = std::move(file);
+  }
+  EXPECT_EQ(text_of_file(kFile), "text\n");
+}
+
+TEST_F(OpenFileTest, AFileCanBeAppendedTo) {
+  for (const char* line : {"one\n", "two\n"}) {
+    OpenFile file(kFile, "a");
+    std::fputs(line, file.get());
+    EXPECT_EQ(file.close(), 0);
+  }
+  EXPECT_EQ(text_of_file(kFile), "one\ntwo\n");
+}
+
+TEST_F(OpenFileTest, ALongContentIsWrittenWhole) {
+  const std::string line(99, 'x');
+  OpenFile file(kFile, "w");
+  std::string expected;
+  for (int i = 0; i < 2000; ++i) {
+    std::fprintf(file.get(), "%s\n", line.c_str());
+    expected += line + "\n";
+  }
+  EXPECT_EQ(file.close(), 0);
+  EXPECT_EQ(text_of_file(kFile), expected);
+}
+
+TEST_F(OpenFileTest, WithoutAFileErrnoSaysWhy) {
+  EXPECT_FALSE(OpenFile("/var/run/missing/file", "w"));
+  EXPECT_EQ(errno, ENOENT);
+  EXPECT_FALSE(OpenFile("/var/run", "a"));
+  EXPECT_EQ(errno, EISDIR);
+  EXPECT_EQ(platform().log, Lines{});
+}
+
+TEST_F(OpenFileTest, ToolsDoNotInheritTheFile) {
+  const OpenFile file(kFile, "w");
+  EXPECT_EQ(fcntl(file.descriptor(), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+}
+
+TEST_F(OpenFileTest, ANewFileThatIsNotWholeIsRemoved) {
+  put_file(kFile, "old content\n");
+  OpenFile file(kFile, "w");
+  std::fprintf(file.get(), "0123456789\n");
+  {
+    const FileSizeLimit limit(10);
+    EXPECT_EQ(file.close(), -1);
+  }
+  EXPECT_FALSE(exists(kFile));
+  EXPECT_EQ(platform().log, (Lines{"notice error writing /var/run/file: File too large"}));
+}
+
+TEST_F(OpenFileTest, AnAppendedFileThatIsNotWholeHasItsFormerLength) {
+  put_file(kFile, "first line\n");
+  {
+    OpenFile file(kFile, "a");
+    std::fprintf(file.get(), "second line\n");
+    const FileSizeLimit limit(20);
+    EXPECT_EQ(file.close(), -1);
+  }
+  EXPECT_EQ(text_of_file(kFile), "first line\n");
+  EXPECT_EQ(platform().log, (Lines{"notice error writing /var/run/file: File too large"}));
+}
+
+TEST_F(OpenFileTest, AContentThatJustFitsIsWhole) {
+  OpenFile file(kFile, "w");
+  std::fprintf(file.get(), "0123456789");
+  const FileSizeLimit limit(10);
+  EXPECT_EQ(file.close(), 0);
+  EXPECT_EQ(text_of_file(kFile), "0123456789");
+}
+
+TEST_F(OpenFileTest, AFailureNobodyAsksForIsLoggedToo) {
+  std::filesystem::create_symlink("/dev/full", kFile);
+  {
+    const OpenFile file(kFile, "w");
+    std::fprintf(file.get(), "text\n");
+  }
+  EXPECT_FALSE(exists(kFile));
+  EXPECT_EQ(platform().log, (Lines{"notice error writing /var/run/file: No space left on device"}));
+}
