@@ -2,8 +2,8 @@
 
 #include <sys/stat.h>
 #include <syslog.h>
-#include <unistd.h>
 
+#include <csignal>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -11,11 +11,18 @@
 #include "config/network_context.h"
 #include "dnsmasq/dnsmasq_conf.h"
 #include "driver/apply.h"
+#include "driver/run_lock.h"
 #include "networkd/wwan_static_routes.h"
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
 
-constexpr char kLockFile[] = "/var/run/LANFAB_LOCKED";
+static void set_up_signals() {
+  // Whoever ignores it has no children whose results could be read, and neither would this process.
+  signal(SIGCHLD, SIG_DFL);
+  // A reader of standard output that goes away does not end a run. Not ignored but handled, since the tools
+  // would inherit an ignored signal; one that the caller ignores stays ignored.
+  if (signal(SIGPIPE, [](int) {}) == SIG_IGN) signal(SIGPIPE, SIG_IGN);
+}
 
 static bool scan_pulse_switch(int argc, char* argv[], int action_index) {
   bool pulse = false;
@@ -25,22 +32,6 @@ static bool scan_pulse_switch(int argc, char* argv[], int action_index) {
     syslog(LOG_NOTICE, "cmd_lanfab set pulse-ethernet");
   }
   return pulse;
-}
-
-// Waits without a limit. Testing and taking are two steps, so two runs that test at the
-// same instant both go on.
-static void take_lock() {
-  while (file_exists(kLockFile)) {
-    syslog(LOG_NOTICE, "cmd_lanfab is locked, waiting");
-    sleep(1);
-  }
-  syslog(LOG_NOTICE, "cmd_lanfab set lock");
-  qelsys("/bin/touch %s", kLockFile);
-}
-
-static void release_lock() {
-  syslog(LOG_NOTICE, "cmd_lanfab clear lock");
-  delete_file(kLockFile);
 }
 
 static int run_apply(bool pulse) {
@@ -93,15 +84,16 @@ static int run_action(const std::string& action, bool pulse) {
 int main(int argc, char* argv[]) {
   // systemd-networkd and dnsmasq read as users of their own, whatever the caller's mask.
   umask(022);
+  set_up_signals();
   openlog("network", 0, LOG_LOCAL0);
   syslog(LOG_NOTICE, "cmd_lanfab start");
   int index = 0;
   if (get_cmd_command_action_index(argc, argv, &index) != 0) return -1;
   const bool pulse = scan_pulse_switch(argc, argv, index);
   const std::string action = return_input_string_as_all_uppercase(argv[index]);
-  take_lock();
+  take_run_lock();
   syslog(LOG_NOTICE, "lanfab %s", action.c_str());
   const int status = run_action(action, pulse);
-  release_lock();
+  release_run_lock();
   return status;
 }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/libvantor.h"
+#include "util/shell.h"
 
 // Runs a tool without a shell and waits for it; returns its exit status, -1 when it did not run or exit.
 static int run_tool(std::initializer_list<const char*> command) {
@@ -35,6 +36,7 @@ int qelsys(const char* format, ...) {
   if (length < 0) return -1;
   const int status = std::system(line);
   std::free(line);
+  end_if_interrupted(status);
   return status;
 }
 
