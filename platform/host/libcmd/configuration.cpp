@@ -2,37 +2,63 @@
 // "network.tunnels.gre" for the value at "tunnels.gre" in it. Whatever is wrong with a file is said on
 // standard error as file:line:column: reason, since the callers know no more than that the fetch failed.
 
+#include <syslog.h>
+
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <iterator>
 #include <memory>
 #include <sstream>
 #include <string>
 
 #include "platform/libcmd.h"
+#include "text_policy.h"
 
 constexpr char kDefaultDirectory[] = "/etc/lanfab";
+
+// 4 MB, many times what a large site needs. The memory of a run grows with the file, at thirty times its
+// size.
+constexpr std::size_t kMaxSize = 4'000'000;
 
 static std::string configuration_file(const std::string& object_name) {
   const char* directory = std::getenv("LANFAB_CONFIG_DIR");
   return std::string(directory != nullptr ? directory : kDefaultDirectory) + "/" + object_name + ".json";
 }
 
-static bool read_file(const std::string& path, std::string& text) {
-  std::FILE* file = std::fopen(path.c_str(), "rb");
-  bool is_read = file != nullptr;
-  if (file != nullptr) {
-    char block[4096];
-    while (const std::size_t size = std::fread(block, 1, sizeof block, file))
-      text.append(block, size);
-    is_read = std::ferror(file) == 0;
+namespace {
+
+struct CloseFile {
+  void operator()(std::FILE* file) const {
+    std::fclose(file);
   }
-  // Before fclose, which may change errno.
-  if (!is_read) std::fprintf(stderr, "%s: %s\n", path.c_str(), std::strerror(errno));
-  if (file != nullptr) std::fclose(file);
-  return is_read;
+};
+
+}  // namespace
+
+// Reads to the end, or as much as tells that the file is too large; false, with errno set, when that fails.
+static bool read_stream(std::FILE* file, std::string& text) {
+  char block[4096];
+  while (text.size() <= kMaxSize) {
+    const std::size_t size = std::fread(block, 1, sizeof block, file);
+    if (size == 0) break;
+    text.append(block, size);
+  }
+  return std::ferror(file) == 0;
+}
+
+static bool read_file(const std::string& path, std::string& text) {
+  const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.c_str(), "re"));
+  if (file == nullptr || !read_stream(file.get(), text)) {
+    std::fprintf(stderr, "%s: %s\n", path.c_str(), std::strerror(errno));
+    return false;
+  }
+  if (text.size() <= kMaxSize) return true;
+  std::fprintf(stderr, "%s: the configuration is larger than 4 MB\n", path.c_str());
+  return false;
 }
 
 // What is wrong with the value that begins at this line and column.
@@ -68,6 +94,22 @@ static bool parse(const std::string& path, const std::string& text, Json::Value&
   return false;
 }
 
+// Whether every text is allowed. The first one that is refused goes to standard error and, since it may be an
+// attempt to smuggle something in, to the log.
+static bool are_texts_allowed(const std::string& path, const std::string& text, const Json::Value& root) {
+  const std::vector<RefusedText> refused = find_refused_texts(root);
+  if (refused.empty()) return true;
+  const RefusedText& first = refused.front();
+  const auto value = text.begin() + first.offset;
+  const auto line_begin = std::find(std::make_reverse_iterator(value), text.rend(), '\n').base();
+  const int line = static_cast<int>(std::count(text.begin(), value, '\n')) + 1;
+  const int column = static_cast<int>(value - line_begin) + 1;
+  const std::string reason = first.path + ": " + first.reason;
+  report(path, line, column, reason);
+  syslog(LOG_NOTICE, "%s:%d:%d: %s", path.c_str(), line, column, reason.c_str());
+  return false;
+}
+
 int cmd_get_value_json(const std::string& name, Json::Value& value) {
   const std::size_t dot = name.find('.');
   const std::string path = configuration_file(name.substr(0, dot));
@@ -78,6 +120,7 @@ int cmd_get_value_json(const std::string& name, Json::Value& value) {
     report(path, 1, 1, "the configuration is not an object");
     return -1;
   }
+  if (!are_texts_allowed(path, text, root)) return -1;
   if (dot == std::string::npos) {
     value = std::move(root);
     return 0;

@@ -1,10 +1,19 @@
 #include <unistd.h>
 
-#include <cstring>
-#include <fstream>
-#include <string>
+#include <cstdio>
+#include <memory>
 
 #include "platform/libvantor.h"
+
+namespace {
+
+struct CloseFile {
+  void operator()(std::FILE* file) const {
+    std::fclose(file);
+  }
+};
+
+}  // namespace
 
 int file_exists(const char* path) {
   return access(path, F_OK) == 0 ? 1 : 0;
@@ -14,17 +23,21 @@ int delete_file(const char* path) {
   return unlink(path);
 }
 
-int read_var_file(const char* path, char* buffer, std::size_t size) {
-  buffer[0] = '\0';
-  std::ifstream file(path, std::ios::binary);
-  // One byte more than fits tells a line that is too long from one that just fits, and bounds what is read of
-  // a file that has no line end at all.
-  std::string line;
-  for (int byte = file.get(); file && byte != '\n' && line.size() < size; byte = file.get()) {
-    line.push_back(static_cast<char>(byte));
+// Reads up to the line end into `line`; false when the file cannot be read or the line does not fit.
+static bool read_line(std::FILE* file, char* line, std::size_t size) {
+  std::size_t length = 0;
+  for (int byte = std::getc(file); byte != EOF && byte != '\n'; byte = std::getc(file)) {
+    // Bounds what is read of a file without a line end, too.
+    if (length + 1 >= size) return false;
+    line[length++] = static_cast<char>(byte);
   }
-  const bool unreadable = !file.is_open() || file.bad();
-  if (unreadable || line.size() >= size) return -1;
-  std::memcpy(buffer, line.c_str(), line.size() + 1);
-  return 0;
+  line[length] = '\0';
+  return std::ferror(file) == 0;
+}
+
+int read_var_file(const char* path, char* buffer, std::size_t size) {
+  const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path, "re"));
+  if (file != nullptr && read_line(file.get(), buffer, size)) return 0;
+  buffer[0] = '\0';
+  return -1;
 }

@@ -1,11 +1,18 @@
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <netdb.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
-#include <cstdio>
+#include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <memory>
 
 #include "platform/libvantor.h"
+
+// A run that waits for a name server keeps other runs waiting.
+constexpr unsigned kTimeLimitSeconds = 2;
 
 namespace {
 
@@ -17,9 +24,8 @@ struct FreeAddresses {
 
 }  // namespace
 
-// The first IPv4 address of `name`; a dotted address is its own answer.
-static bool resolve(const char* name, in_addr& address) {
-  if (inet_pton(AF_INET, name, &address) == 1) return true;
+// The first IPv4 address of `name`.
+static bool look_up(const char* name, in_addr& address) {
   addrinfo hints{};
   hints.ai_family = AF_INET;
   hints.ai_socktype = SOCK_STREAM;
@@ -30,10 +36,53 @@ static bool resolve(const char* name, in_addr& address) {
   return true;
 }
 
+// Leaves all signals to the parent process, but for the alarm, which ends this one.
+static void set_time_limit() {
+  sigset_t others;
+  sigfillset(&others);
+  sigdelset(&others, SIGALRM);
+  sigprocmask(SIG_SETMASK, &others, nullptr);
+  signal(SIGALRM, SIG_DFL);
+  alarm(kTimeLimitSeconds);
+}
+
+// Looks the name up and writes its address to the pipe; writes nothing when it has none.
+[[noreturn]] static void answer(const char* name, int pipe_end) {
+  set_time_limit();
+  in_addr address{};
+  const bool is_answered = look_up(name, address) && write(pipe_end, &address, sizeof address) > 0;
+  _exit(is_answered ? 0 : 1);
+}
+
+static void wait_for(pid_t child) {
+  while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
+  }
+}
+
+// Does the same in a process of its own: the library's resolver tries silent name servers for longer than a
+// run may take.
+static bool look_up_in_time(const char* name, in_addr& address) {
+  int pipe_ends[2];
+  if (pipe2(pipe_ends, O_CLOEXEC) != 0) return false;
+  const pid_t child = fork();
+  if (child == 0) answer(name, pipe_ends[1]);
+  close(pipe_ends[1]);
+  ssize_t size = -1;
+  if (child > 0) {
+    do {
+      size = read(pipe_ends[0], &address, sizeof address);
+    } while (size < 0 && errno == EINTR);
+    wait_for(child);
+  }
+  close(pipe_ends[0]);
+  return size == sizeof address;
+}
+
 int domain_ip_to_ip_str(const char* name, char* buffer, int size, int, int) {
   buffer[0] = '\0';
   in_addr address{};
-  if (!resolve(name, address)) return -1;
+  // A dotted address is its own answer.
+  if (inet_pton(AF_INET, name, &address) != 1 && !look_up_in_time(name, address)) return -1;
   char text[INET_ADDRSTRLEN];
   inet_ntop(AF_INET, &address, text, sizeof text);
   const std::size_t length = std::strlen(text);

@@ -135,8 +135,34 @@ TEST_F(ConfigurationTest, NestingHasALimitThatNoConfigurationMeets) {
 TEST_F(ConfigurationTest, AnyBytesAreRefusedOrRead) {
   complaint_about(std::string("{\0}", 3));
   complaint_about(std::string(4096, '\xff'));
-  put_file("/run/config/network.json", R"({"a": "x\u0000y"})");
-  EXPECT_EQ(fetched("network")["a"].asString(), std::string("x\0y", 3));
+}
+
+TEST_F(ConfigurationTest, ARefusedTextIsNamedWithItsPlace) {
+  EXPECT_EQ(complaint_about(R"({
+  "dns": {"source": "isp"},
+  "hostnames": [{"name": "a\nb"}]
+})"),
+            "/run/config/network.json:3:26: hostnames[0].name: control character U+000A\n");
+  EXPECT_EQ(complaint_about(R"({"static_routes": [{"gateway": "`reboot`"}, {"gateway": ";"}]})"),
+            "/run/config/network.json:1:32: static_routes[0].gateway: "
+            "the character '`' is special to the shell\n");
+}
+
+TEST_F(ConfigurationTest, ARefusedTextInAnyPartOfTheFileRefusesEveryPart) {
+  put_file("/run/config/network.json", R"({"tunnels": {"wireguard": {}}, "other": "\u0007"})");
+  EXPECT_EQ(complaint("network.tunnels.wireguard"),
+            "/run/config/network.json:1:41: other: control character U+0007\n");
+}
+
+TEST_F(ConfigurationTest, AFileOfMoreThanFourMegabytesIsRefused) {
+  const auto padded = [](std::size_t size) { return "{\"a\": 1" + std::string(size - 8, ' ') + "}"; };
+  put_file("/run/config/network.json", padded(4000000));
+  EXPECT_EQ(fetched("network")["a"], Json::Value(1));
+  EXPECT_EQ(complaint_about(padded(4000001)),
+            "/run/config/network.json: the configuration is larger than 4 MB\n");
+  std::filesystem::remove("/run/config/network.json");
+  std::filesystem::create_symlink("/dev/zero", "/run/config/network.json");
+  EXPECT_EQ(complaint("network"), "/run/config/network.json: the configuration is larger than 4 MB\n");
 }
 
 TEST_F(ConfigurationTest, ALargeConfigurationIsRead) {

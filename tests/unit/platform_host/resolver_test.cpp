@@ -1,3 +1,14 @@
+#include <arpa/inet.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <sys/ioctl.h>
+#include <sys/mount.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstring>
+
 #include "platform/libvantor.h"
 #include "platform_test.h"
 
@@ -43,4 +54,44 @@ TEST_F(ResolverTest, AnAnswerThatDoesNotFitIsRefused) {
   EXPECT_NE(ask("localhost", 0).result, 0);
   const auto buffer = dirty_buffer(16);
   EXPECT_NE(domain_ip_to_ip_str("127.0.0.1", buffer.get(), -1, 0, 0), 0);
+}
+
+// A name server on the loopback interface that never answers, in the place of the machine's own.
+class SilentNameServer {
+ public:
+  SilentNameServer() : socket_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+    ifreq loopback{};
+    std::strcpy(loopback.ifr_name, "lo");
+    loopback.ifr_flags = IFF_UP | IFF_RUNNING;
+    EXPECT_EQ(ioctl(socket_, SIOCSIFFLAGS, &loopback), 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(53);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    EXPECT_EQ(bind(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    put_file("/run/resolv.conf", "nameserver 127.0.0.1\n");
+    EXPECT_EQ(mount("/run/resolv.conf", "/etc/resolv.conf", nullptr, MS_BIND, nullptr), 0);
+  }
+  SilentNameServer(const SilentNameServer&) = delete;
+  SilentNameServer& operator=(const SilentNameServer&) = delete;
+  ~SilentNameServer() {
+    umount("/etc/resolv.conf");
+    close(socket_);
+  }
+
+  bool was_asked() const {
+    char query[512];
+    return recv(socket_, query, sizeof query, MSG_DONTWAIT) > 0;
+  }
+
+ private:
+  int socket_;
+};
+
+TEST_F(ResolverTest, ASilentNameServerIsGivenUpInTwoSeconds) {
+  const SilentNameServer server;
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_NE(ask("relay.example").result, 0);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(2900));
+  EXPECT_TRUE(server.was_asked());
 }
