@@ -18,13 +18,6 @@ constexpr int kBusyTimeoutMs = 5000;
 
 namespace {
 
-struct CloseDatabase {
-  void operator()(sqlite3* database) const {
-    sqlite3_close(database);
-  }
-};
-using Database = std::unique_ptr<sqlite3, CloseDatabase>;
-
 struct FinalizeStatement {
   void operator()(sqlite3_stmt* statement) const {
     sqlite3_finalize(statement);
@@ -34,29 +27,32 @@ using Statement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
 
 }  // namespace
 
-static Database open_database(const char* path, int flags) {
+// Null when the file cannot be opened.
+static sqlite3* open_database(const std::string& path, int flags) {
   sqlite3* database = nullptr;
-  const int result = sqlite3_open_v2(path, &database, flags, nullptr);
-  Database owner(database);
-  if (result != SQLITE_OK) return nullptr;
+  if (sqlite3_open_v2(path.c_str(), &database, flags | SQLITE_OPEN_NOMUTEX, nullptr) != SQLITE_OK) {
+    sqlite3_close(database);
+    return nullptr;
+  }
   sqlite3_busy_timeout(database, kBusyTimeoutMs);
   // The file is in /run and does not outlive the machine: there is no disk to wait for.
   sqlite3_exec(database, "PRAGMA synchronous = OFF", nullptr, nullptr, nullptr);
-  return owner;
+  return database;
 }
 
-// The connection to the file that the environment names, kept until the process ends or names another file.
-// Null when the file is missing and `create_flag` is 0, or when it cannot be opened.
+// The connection to the file that the environment names; it ends with the process, or when another file is named. Null
+// when the file is missing and `create_flag` is 0, or when it cannot be opened.
 static sqlite3* connection(int create_flag) {
+  static sqlite3* database = nullptr;
   static std::string open_path;
-  static Database database;
   const char* configured = std::getenv("LANFAB_SYSDB");
   const char* path = configured != nullptr ? configured : kDefaultFile;
   if (database == nullptr || open_path != path) {
+    sqlite3_close(database);
     open_path = path;
-    database = open_database(path, SQLITE_OPEN_READWRITE | create_flag);
+    database = open_database(open_path, SQLITE_OPEN_READWRITE | create_flag);
   }
-  return database.get();
+  return database;
 }
 
 // Prepares `sql` with the texts bound to its parameters in order; the texts must outlive the statement.
