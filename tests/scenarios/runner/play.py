@@ -1,0 +1,261 @@
+"""Plays one variant of a scenario, and prints what came out of its runs as JSON.
+
+Runs inside the sandbox, where the paths of the system are free to use; the runner (`run`) starts it.
+"""
+
+import argparse
+import json
+import os
+import pathlib
+import re
+import resource
+import select
+import shlex
+import shutil
+import socket
+import sqlite3
+import stat
+import subprocess
+import sys
+import tempfile
+import time
+
+from . import scenario, txtar
+from .expected import USUAL_MODE
+
+EXAMPLES = pathlib.Path(__file__).resolve().parents[3] / "examples"
+CONFIGURATION = pathlib.Path("/dev/sandbox/config/network.json")
+RECORDED_COMMANDS = pathlib.Path("/dev/sandbox/commands")
+ACTIVE_SERVICES = pathlib.Path("/dev/sandbox/services")
+SYSLOG_SOCKET = "/dev/log"
+SYSTEM_DATABASE = "/var/run/sysdb.sqlite3"
+WATCHED_DIRECTORIES = ("/var/run", "/var/volatile", "/var/data")
+
+# A run takes well under a second; the sanitizers and an emulated processor stretch that.
+TIME_LIMIT_SECONDS = 60
+
+PRIORITIES = ("emerg", "alert", "crit", "err", "warning", "notice", "info", "debug")
+LOCAL0 = 16
+SYSLOG_LINE = re.compile(rb"<(\d+)>\w{3} [ \d]\d \d\d:\d\d:\d\d network: (.*)", re.DOTALL)
+
+# What an emulator of the processor adds to the words of a program that is ended by a signal.
+EMULATOR_NOTE = re.compile(r"^qemu: uncaught target signal .*\n", re.MULTILINE)
+
+# A report of a sanitizer must not pass as one of the program's own failures.
+SANITIZER_OPTIONS = {
+    "ASAN_OPTIONS": "exitcode=99:detect_leaks=1",
+    "UBSAN_OPTIONS": "exitcode=99:halt_on_error=1:print_stacktrace=1",
+}
+
+
+class Failure(Exception):
+    """A scenario that could not be played to its end."""
+
+
+class Syslog:
+    """Collects what is sent to the system log, in order."""
+
+    def __init__(self):
+        self.socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM | socket.SOCK_NONBLOCK)
+        self.socket.bind(SYSLOG_SOCKET)
+
+    def receive(self):
+        """Returns the lines that have arrived since the last call."""
+        lines = []
+        while True:
+            try:
+                lines.append(describe_log_line(self.socket.recv(65536)))
+            except BlockingIOError:
+                return lines
+
+
+def describe_log_line(datagram):
+    """Turns a line on the wire into "priority message"; one that is not the program's own sticks out."""
+    match = SYSLOG_LINE.fullmatch(datagram)
+    if match is None or int(match[1]) >> 3 != LOCAL0:
+        return f"not under local0 and the ident network: {datagram!r}"
+    message = match[2].decode(errors="backslashreplace").replace("\n", "\\n")
+    return f"{PRIORITIES[int(match[1]) & 7]} {message}"
+
+
+class Process:
+    """The program at work. The part `steps` of a scenario finds it as `run`."""
+
+    def __init__(self, command, umask, syslog):
+        self.command = command
+        self.umask = umask
+        self.syslog = syslog
+        self.log = []
+        self.output = {name: tempfile.TemporaryFile() for name in ("stdout", "stderr")}
+        self.process = None
+        self.ended = None
+
+    def start(self):
+        """Starts the program and returns at once."""
+        environment = {**os.environ, **SANITIZER_OPTIONS, "LC_ALL": "C",
+                       "LANFAB_CONFIG_DIR": str(CONFIGURATION.parent)}
+        environment.pop("LANFAB_SYSDB", None)
+        self.process = subprocess.Popen(self.command, env=environment, umask=self.umask,
+                                        stdin=subprocess.DEVNULL, **self.output)
+        self.ended = os.pidfd_open(self.process.pid)
+
+    def wait_for_log(self, line):
+        """Returns when the program has logged `line`, "priority message"."""
+        self._watch(lambda: line in self.log, f"has not logged: {line}")
+
+    def finish(self):
+        """Returns when the program has ended and every line that it logged has arrived."""
+        self._watch(lambda: self.process.poll() is not None, "is still running")
+        self.log += self.syslog.receive()
+
+    def text(self, name):
+        """What the program wrote to "stdout" or "stderr"."""
+        self.output[name].seek(0)
+        text = self.output[name].read().decode(errors="backslashreplace")
+        return EMULATOR_NOTE.sub("", text).replace(str(CONFIGURATION.parent), "$CONFIG")
+
+    def _watch(self, done, complaint):
+        deadline = time.monotonic() + TIME_LIMIT_SECONDS
+        while not done():
+            remaining = max(0, deadline - time.monotonic())
+            ready, _, _ = select.select([self.syslog.socket, self.ended], [], [], remaining)
+            self.log += self.syslog.receive()
+            if not done() and (not ready or self.ended in ready):
+                self.process.kill()
+                raise Failure(f"the program {complaint}\nits log so far:\n{as_lines(self.log)}")
+
+
+class Player:
+    """Plays the runs of a scenario one after the other; each finds what the previous one left."""
+
+    def __init__(self, program):
+        self.program = program
+        self.syslog = Syslog()
+        self.laid = {}
+        CONFIGURATION.parent.mkdir()
+
+    def play(self, run):
+        """Plays one run; returns everything that came out, each by its name, a file with its mode."""
+        self._prepare(run.inputs)
+        there = watched_files()
+        umask = int(body(run.inputs, "umask") or "022", 8)
+        process = Process(self.program + run.arguments(), umask, self.syslog)
+        if "steps" in run.inputs:
+            exec(compile(body(run.inputs, "steps"), "steps", "exec"), {"run": process})
+        else:
+            process.start()
+        process.finish()
+        return self._outcome(process, there, watched_files())
+
+    def _prepare(self, inputs):
+        RECORDED_COMMANDS.write_text("")
+        ACTIVE_SERVICES.write_text(body(inputs, "services"))
+        if "network.json" in inputs:
+            write_configuration(inputs["network.json"])
+        write_system_database(body(inputs, "before sysdb").splitlines())
+        for path, content in laid_files(inputs).items():
+            path.parent.mkdir(parents=True, exist_ok=True)
+            path.write_bytes(content)
+            self.laid[str(path)] = content
+        if "prepare" in inputs:
+            subprocess.run(["/bin/sh", "-euc", body(inputs, "prepare")], check=True, stdout=sys.stderr)
+
+    def _outcome(self, process, there, after):
+        texts = {
+            "status": f"{process.process.returncode}\n" if process.process.returncode else "",
+            "stdout": process.text("stdout"),
+            "stderr": process.text("stderr"),
+            "log": as_lines(process.log),
+            "commands": RECORDED_COMMANDS.read_text(),
+            "sysdb": as_lines(read_system_database()),
+            "removed": as_lines(sorted(there.keys() - after.keys())),
+        }
+        outcome = {name: (text, USUAL_MODE) for name, text in texts.items() if text}
+        for name, path in after.items():
+            if self.laid.get(name) != path.read_bytes():
+                outcome[name] = txtar.read(path), stat.S_IMODE(path.stat().st_mode)
+        return outcome
+
+
+def body(inputs, name):
+    return inputs[name].body if name in inputs else ""
+
+
+def write_configuration(part):
+    """The configuration stays for the runs that follow, until another one takes its place."""
+    CONFIGURATION.unlink(missing_ok=True)
+    if not part.notes or "no final newline" in part.notes:
+        txtar.write(CONFIGURATION, txtar.content(part))
+    elif part.notes != ("none",):
+        shutil.copyfile(EXAMPLES / part.notes[0].removeprefix("examples/") / "network.json", CONFIGURATION)
+
+
+def laid_files(inputs):
+    """Returns the content of each file that lies there before the run."""
+    files = {}
+    for line in body(inputs, "cellular link").splitlines():
+        name, value = line.split(" = ")
+        files[pathlib.Path("/var/run", name)] = f"{value}\n".encode()
+    for name, part in inputs.items():
+        if name.startswith("before /"):
+            path = pathlib.Path(name.removeprefix("before "))
+            files[path] = eval(part.body) if "bytes" in part.notes else txtar.encode(txtar.content(part))
+    return files
+
+
+def as_lines(lines):
+    return "".join(f"{line}\n" for line in lines)
+
+
+def watched_files():
+    found = (pathlib.Path(parent, name) for directory in WATCHED_DIRECTORIES
+             for parent, _, names in os.walk(directory) for name in names)
+    return {str(path): path for path in found
+            if path.is_file() and not path.is_symlink() and not str(path).startswith(SYSTEM_DATABASE)}
+
+
+def write_system_database(entries):
+    """Writes lines "KEY = VALUE" to the default database and "NAME/KEY = VALUE" to the one of that name."""
+    if not entries:
+        return
+    connection = sqlite3.connect(SYSTEM_DATABASE)
+    with connection:
+        connection.execute("CREATE TABLE IF NOT EXISTS "
+                           "entries(database TEXT, key TEXT, value TEXT, PRIMARY KEY(database, key))")
+        for entry in entries:
+            name, _, value = entry.partition(" = ")
+            database, _, key = name.rpartition("/")
+            connection.execute("INSERT OR REPLACE INTO entries VALUES(?, ?, ?)", (database, key, value))
+    connection.close()
+
+
+def read_system_database():
+    if not os.path.exists(SYSTEM_DATABASE):
+        return []
+    connection = sqlite3.connect(SYSTEM_DATABASE)
+    rows = connection.execute("SELECT database, key, value FROM entries ORDER BY database, key").fetchall()
+    connection.close()
+    return [f"{f'{database}/' if database else ''}{key} = {value}" for database, key, value in rows]
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--program", required=True, help="the command that runs the program")
+    parser.add_argument("--variant", type=int, default=0)
+    parser.add_argument("scenario", type=pathlib.Path)
+    arguments = parser.parse_args()
+    os.umask(0o022)
+    # A run that is meant to abort leaves no core.
+    resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+    parts = txtar.parse(txtar.read(arguments.scenario))[1]
+    row = scenario.variants(parts)[arguments.variant]
+    player = Player(shlex.split(arguments.program))
+    try:
+        outcomes = [player.play(run) for run in scenario.build(scenario.in_variant(parts, row)).runs]
+    except Failure as failure:
+        sys.exit(str(failure))
+    json.dump(outcomes, sys.stdout)
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,90 @@
+"""Reads and writes the format of a scenario: a comment, then parts that begin with a line `-- name --`.
+
+A name may carry notes, `-- name: note, note --`; a command (`$ ...`) and a heading (`# ...`) carry none. What
+is read can be written back byte for byte.
+"""
+
+import dataclasses
+import re
+
+HEADER = re.compile(r"-- (\S(?:.*\S)?) --")
+
+
+class BadScenario(Exception):
+    """A scenario that says something that it cannot mean."""
+
+
+@dataclasses.dataclass(frozen=True)
+class Part:
+    """One part: its name, its notes, its lines."""
+
+    name: str
+    notes: tuple = ()
+    body: str = ""
+
+    def header(self):
+        """The line that begins the part."""
+        return f"-- {self.name}{': ' if self.notes else ''}{', '.join(self.notes)} --\n"
+
+
+def make_part(name, body="", notes=()):
+    """Returns a part of any text; the note says when its last line has no end."""
+    if not body or body.endswith("\n"):
+        return Part(name, tuple(notes), body)
+    return Part(name, (*notes, "no final newline"), f"{body}\n")
+
+
+def content(part):
+    """Returns the text that a part stands for."""
+    return part.body.removesuffix("\n") if "no final newline" in part.notes else part.body
+
+
+def lines_of(text):
+    """Splits at line feeds alone, and keeps them."""
+    return re.findall(r"[^\n]*\n|[^\n]+", text)
+
+
+def parse(text):
+    """Returns the comment and the parts of a scenario's text."""
+    if text and not text.endswith("\n"):
+        raise BadScenario("the last line has no end")
+    comment, parts = "", []
+    for line in lines_of(text):
+        match = HEADER.fullmatch(line.removesuffix("\n"))
+        if match:
+            parts.append(_part_of(match[1]))
+        elif parts:
+            parts[-1] = dataclasses.replace(parts[-1], body=parts[-1].body + line)
+        else:
+            comment += line
+    return comment, parts
+
+
+def unparse(comment, parts):
+    """Returns the text that `parse` reads as this comment and these parts."""
+    text = comment + "".join(part.header() + part.body for part in parts)
+    if parse(text) != (comment, parts):
+        raise BadScenario("a line of an output looks like the beginning of a part")
+    return text
+
+
+def read(path):
+    """Returns the text of a file, whatever bytes it holds."""
+    return path.read_bytes().decode(errors="surrogateescape")
+
+
+def write(path, text):
+    """Writes what `read` returned."""
+    path.write_bytes(encode(text))
+
+
+def encode(text):
+    """Returns the bytes of which `read` makes this text."""
+    return text.encode(errors="surrogateescape")
+
+
+def _part_of(title):
+    if title.startswith(("$", "#")):
+        return Part(title)
+    name, _, notes = title.partition(": ")
+    return Part(name, tuple(notes.split(", ")) if notes else ())

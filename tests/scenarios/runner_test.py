@@ -1,0 +1,398 @@
+#!/usr/bin/python3
+"""Tests of the runner: a scenario must never pass because the runner overlooked something."""
+
+import contextlib
+import io
+import pathlib
+import tempfile
+import unittest
+
+from runner import expected, main, scenario, txtar, update
+from runner.expected import Output
+from runner.txtar import BadScenario
+
+# Does what the configuration says, which is a script here.
+PROGRAM = """#!/bin/sh
+say() { logger --socket /dev/log --priority local0.notice --tag network "$@"; }
+. "$LANFAB_CONFIG_DIR/network.json"
+"""
+
+USUAL = """-- $ cmd_lanfab go --
+-- log --
+notice start
+...
+notice end
+-- commands --
+...
+systemctl restart dnsmasq
+-- /var/run/script: mode 0755 --
+#!/bin/sh
+-- /var/run/real --
+# Head
+...
+# Trailer
+-- /var/run/staged: same as /var/run/real --
+-- $ cmd_lanfab go --
+-- status --
+3
+-- /var/run/script: unchanged --
+-- /var/run/real: as after go --
+-- /var/run/staged: unchanged --
+-- $ cmd_lanfab look --
+-- /var/run/script: unchanged --
+-- /var/run/real: unchanged --
+-- /var/run/staged: unchanged --
+"""
+
+# Two ports, of which the numbers are in a text as well; each leaves the usual and something of its own.
+SCENARIO = """A port.
+
+-- each --
+port  number  twice
+eth0  7       14
+eth1  8       16
+-- network.json --
+say start
+say "port $port"
+say end
+systemctl start $port
+systemctl restart dnsmasq
+printf '#!/bin/sh\\n' >/var/run/script
+chmod 755 /var/run/script
+printf '# Head\\nport=$port\\n# Trailer\\n' | tee /var/run/real >/var/run/staged
+printf 'a1$number ${twice}nd\\n\\n' >/var/run/$number-$port
+printf word >/var/run/word
+echo said
+echo complained >&2
+-- before /var/run/old --
+old
+-- before sysdb --
+KEY = 1
+-- # The first run. --
+-- $ cmd_lanfab go --
+-- stdout --
+said
+-- stderr --
+complained
+-- commands --
+systemctl start $port
+-- log --
+notice port $port
+-- /var/run/$number-$port --
+a1$number ${twice}nd
+
+-- /var/run/real --
+port=$port
+-- /var/run/word: no final newline --
+word
+-- network.json --
+rm /var/run/old
+echo new >/var/run/word
+exit 3
+-- $ cmd_lanfab look --
+-- status --
+3
+-- removed --
+/var/run/old
+-- /var/run/$number-$port: unchanged --
+-- /var/run/real: unchanged --
+-- /var/run/script: unchanged --
+-- /var/run/staged: unchanged --
+-- /var/run/word --
+new
+"""
+
+
+FIRST_VARIANT = scenario.substitute(SCENARIO[SCENARIO.index("-- network.json"):],
+                                    {"port": "eth0", "number": "7", "twice": "14"})
+
+# What may be written in place of what a scenario expects.
+CORRUPTIONS = (
+    ("said\n-- stderr", "sighed\n-- stderr"),
+    ("notice port $port\n", ""),
+    ("port=$port\n-- /", "-- /"),
+    ("-- status --\n3\n", ""),
+    ("-- removed --\n/var/run/old\n", ""),
+    ("a1$number ${twice}nd\n\n-- ", "x\n-- "),
+    ("word: no final newline --\nword", "word: mode 0600 --\n"),
+    ("$port: unchanged --\n", "$port --\na\nb\n"),
+    ("real: unchanged", "real: none"),
+    ("-- /var/run/staged: unchanged --\n", ""),
+    ("-- /var/run/word --\nnew\n", "-- /var/run/word: unchanged --\n"),
+    ("-- commands --\n", "-- commands: whole --\n"),
+)
+
+
+def read_usual():
+    """The usual of the scenario above."""
+    with tempfile.TemporaryDirectory() as directory:
+        path = pathlib.Path(directory, "usual.txt")
+        path.write_text(USUAL)
+        return expected.Usual(path)
+
+
+class PlayedTest(unittest.TestCase):
+    """Plays the scenario above, as it is and with a mistake."""
+
+    def setUp(self):
+        directory = tempfile.TemporaryDirectory()
+        self.addCleanup(directory.cleanup)
+        self.directory = pathlib.Path(directory.name)
+        self.program = self.directory / "cmd_lanfab"
+        self.program.write_text(PROGRAM)
+        self.program.chmod(0o755)
+        self.scenario = self.directory / "port.txtar"
+        (self.directory / "usual.txt").write_text(USUAL)
+
+    def play(self, text, *options):
+        """Returns whether the scenario passes, and what the runner prints."""
+        self.scenario.write_text(text)
+        printed = io.StringIO()
+        with contextlib.redirect_stdout(printed):
+            status = main.main(["--program", str(self.program), *options, str(self.scenario)])
+        return status == 0, printed.getvalue()
+
+    def expect_failure(self, complaint, *replacements, text=FIRST_VARIANT):
+        for old, new in replacements:
+            self.assertIn(old, text)
+            text = text.replace(old, new, 1)
+        passed, printed = self.play(text)
+        self.assertFalse(passed)
+        self.assertIn(complaint, printed)
+
+    def test_passes(self):
+        self.assertEqual(self.play(SCENARIO), (True, f"ok     {self.scenario}\n1 of 1 scenarios passed\n"))
+
+    def test_status(self):
+        self.expect_failure("-3\n+4\n", ("exit 3", "exit 4"))
+        self.expect_failure("not expected: status\n+5\n", ("echo said\n", "echo said; exit 5\n"))
+
+    def test_signal(self):
+        self.expect_failure("-3\n+-9\n", ("exit 3", "kill -9 $$"))
+
+    def test_log(self):
+        self.expect_failure("+notice more\n", ("say end", "say more; say end"))
+        self.expect_failure("+notice more\n", ("say end", "say end; say more"))
+        self.expect_failure("-notice start\n", ("say start\n", ""))
+        self.expect_failure("not under local0", ("say end", "say --priority daemon.notice odd; say end"))
+        self.expect_failure("+info port eth0", ('say "port', 'say --priority local0.info "port'))
+        self.expect_failure("not expected: log\n+notice more\n", ("exit 3", "say more; exit 3"))
+
+    def test_commands(self):
+        self.expect_failure("+systemctl stop\n", ("systemctl restart", "systemctl stop; systemctl restart"))
+        self.expect_failure("+systemctl stop\n", ("restart dnsmasq\n", "restart dnsmasq; systemctl stop\n"))
+        self.expect_failure("-systemctl restart dnsmasq\n", ("systemctl restart dnsmasq\n", ""))
+
+    def test_what_it_prints(self):
+        self.expect_failure("+more\n", ("echo said", "echo said; echo more"))
+        self.expect_failure("not expected: stderr\n+more\n", ("exit 3", "echo more >&2; exit 3"))
+        self.expect_failure("missing: stderr\n-complained\n", ("echo complained >&2\n", ""))
+
+    def test_file_that_nothing_mentions(self):
+        self.expect_failure("not expected: /var/data/more\n+x\n",
+                            ("echo said", "echo said\necho x >/var/data/more"))
+        self.expect_failure("not expected: /var/run/empty\n", ("exit 3", ": >/var/run/empty; exit 3"))
+
+    def test_file_that_is_missing(self):
+        self.expect_failure("missing: /var/run/word", ("printf word >/var/run/word\n", ""))
+
+    def test_usual_file_that_is_missing(self):
+        self.expect_failure("missing: /var/run/script", ("chmod 755 /var/run/script", "rm /var/run/script"))
+        self.expect_failure("missing: /var/run/staged", (">/var/run/staged", ">/dev/null"))
+
+    def test_usual_file_that_differs(self):
+        self.expect_failure("+echo\n", ("bin/sh\\n'", "bin/sh\\necho\\n'"))
+        self.expect_failure("-# Head\n", ("# Head\\n", ""))
+        self.expect_failure("+more\n", ("# Trailer\\n'", "# Trailer\\nmore\\n'"))
+
+    def test_staged_file_that_differs(self):
+        self.expect_failure("expected /var/run/staged",
+                            (">/var/run/staged", "| sed s/port/PORT/ >/var/run/staged"))
+
+    def test_mode(self):
+        self.expect_failure("mode 0644 instead of 0755: /var/run/script", ("chmod 755", "chmod 644"))
+        self.expect_failure("mode 0600 instead of 0644: /var/run/word",
+                            ("echo said", "chmod 600 /var/run/word; echo said"))
+        self.expect_failure("mode 0600 instead of 0755: /var/run/script",
+                            ("exit 3", "chmod 600 /var/run/script; exit 3"))
+
+    def test_file_that_is_not_unchanged(self):
+        self.expect_failure("+x\n", ("exit 3", "echo x >>/var/run/staged; exit 3"))
+
+    def test_last_line_without_an_end(self):
+        self.expect_failure("No newline at end of file", ("printf word", "echo word"))
+        self.expect_failure("No newline at end of file", ("echo new", "printf new"))
+
+    def test_removed_file(self):
+        self.expect_failure("missing: removed\n-/var/run/old\n", ("rm /var/run/old\n", ""))
+        self.expect_failure("not expected: removed", ("echo said", "rm /var/run/old; echo said"))
+
+    def test_system_database(self):
+        self.expect_failure("missing: sysdb\n-KEY = 1\n",
+                            ("echo said", "rm /var/run/sysdb.sqlite3; echo said"))
+        self.expect_failure("-KEY = 2\n+KEY = 1\n",
+                            ("stdout --\nsaid\n", "stdout --\nsaid\n-- sysdb --\nKEY = 2\n"))
+
+    def test_second_variant_alone(self):
+        self.expect_failure("with port=eth1 number=8 twice=16:\nrun 1, cmd_lanfab go:\n",
+                            ("echo said", "echo said; [ $port = eth0 ] || echo more"), text=SCENARIO)
+
+    def test_update_gives_back_what_was_corrupted(self):
+        text = SCENARIO
+        for old, new in CORRUPTIONS:
+            text = text.replace(old, new)
+        self.assertTrue(self.play(text, "--update")[0])
+        self.assertEqual(self.scenario.read_text(), SCENARIO)
+
+    def test_update_of_variants_that_no_longer_agree(self):
+        for command in ("echo more", "echo more >/var/run/more"):
+            text = SCENARIO.replace("echo said\n", f"echo said; [ $port = eth0 ] || {command}\n")
+            passed, printed = self.play(text, "--update")
+            self.assertFalse(passed)
+            self.assertIn("the variants no longer agree", printed)
+            self.assertEqual(self.scenario.read_text(), text)
+
+
+class FormatTest(unittest.TestCase):
+    """What a scenario may say."""
+
+    def refuse(self, complaint, text):
+        with self.assertRaisesRegex(BadScenario, complaint):
+            parts = txtar.parse(text)[1]
+            for row in scenario.variants(parts):
+                scenario.build(scenario.in_variant(parts, row))
+
+    def test_text_is_written_as_it_was_read(self):
+        for text in ("", "x\n", "-- a --\n", "x\n\n-- a: b, c --\n\n-- d --\n--  --\n--e --\n\r\n"):
+            self.assertEqual(txtar.unparse(*txtar.parse(text)), text)
+
+    def test_last_line_without_an_end(self):
+        self.refuse("the last line has no end", "-- $ cmd_lanfab --\n-- log --\nx")
+        for text in ("", "\n", "a", "a\nb", "a\n"):
+            self.assertEqual(txtar.content(txtar.make_part("x", text)), text)
+
+    def test_text_that_cannot_be_written(self):
+        with self.assertRaises(BadScenario):
+            txtar.unparse("", [txtar.make_part("log", "-- x --\n")])
+
+    def test_unknown_part(self):
+        self.refuse('called "lg"', "-- $ cmd_lanfab --\n-- lg --\n")
+        self.refuse('called "before log"', "-- before log --\n-- $ cmd_lanfab --\n")
+        self.refuse('called "log" before a command', "-- log --\n-- $ cmd_lanfab --\n")
+        self.refuse('called "log" before a command', "-- $ cmd_lanfab --\n-- umask --\n077\n-- log --\n")
+        self.refuse('called "without ports"', "-- $ cmd_lanfab --\n-- without ports --\n-- $ cmd_lanfab --\n")
+
+    def test_part_that_is_there_twice(self):
+        self.refuse("there twice", "-- $ cmd_lanfab --\n-- log --\n-- log --\n")
+        self.refuse("there twice", "-- umask --\n-- umask --\n-- $ cmd_lanfab --\n")
+
+    def test_unknown_note(self):
+        self.refuse("cannot be", "-- $ cmd_lanfab --\n-- log: unchangd --\n")
+        self.refuse("cannot be", "-- $ cmd_lanfab --\n-- /x: same as /y --\n")
+        self.refuse("cannot be", "-- network.json: unchanged --\n-- $ cmd_lanfab --\n")
+        self.refuse("cannot be", "-- umask: none --\n-- $ cmd_lanfab --\n")
+
+    def test_lines_that_nothing_would_read(self):
+        self.refuse("has no lines", "-- $ cmd_lanfab --\nx\n")
+        self.refuse("has no lines", "-- $ cmd_lanfab --\n-- /x: unchanged --\nx\n")
+        self.refuse("has no lines", "-- $ cmd_lanfab --\n-- refused by dnsmasq --\nx\n")
+        self.refuse("has no lines", "-- network.json: examples/router --\n{}\n-- $ cmd_lanfab --\n")
+
+    def test_run_without_a_command(self):
+        self.refuse("no command", "")
+        self.refuse("no command", "-- $ cmd_lanfab --\n-- umask --\n077\n")
+        self.refuse("a command is", "-- $ lanfab --\n")
+
+    def test_table_of_variants(self):
+        self.refuse("nothing uses", "-- each --\na b\n1 2\n3 4\n-- $ cmd_lanfab $a --\n")
+        self.refuse("each needs", "-- each --\na\n1\n-- $ cmd_lanfab $a --\n")
+        self.refuse("each needs", "-- each --\na b\n1 2\n3\n-- $ cmd_lanfab $a $b --\n")
+
+    def test_value_of_a_variable(self):
+        row = {"a": "1", "ab": "2"}
+        self.assertEqual(scenario.substitute("$a$ab${a}b $abc $ $$a", row), "121b $abc $ $1")
+
+
+class ExpectationTest(unittest.TestCase):
+    """What the notation of a run stands for."""
+
+    def expect(self, text, there):
+        run = scenario.build(txtar.parse(text)[1]).runs[0]
+        return expected.expect(run, read_usual(), there)
+
+    def test_nothing_is_said(self):
+        outcome = self.expect("-- $ cmd_lanfab Go --\n", {})
+        self.assertEqual(outcome, {
+            "log": Output("notice start\nnotice end\n"), "commands": Output("systemctl restart dnsmasq\n"),
+            "/var/run/script": Output("#!/bin/sh\n", 0o755), "/var/run/real": Output("# Head\n# Trailer\n"),
+            "/var/run/staged": Output("# Head\n# Trailer\n")})
+
+    def test_action_without_a_usual(self):
+        self.assertEqual(self.expect("-- $ cmd_lanfab --\n", {"/var/run/real": Output("x\n")}), {})
+
+    def test_usual_of_a_failure(self):
+        there = {"/var/run/script": Output("x\n", 0o600)}
+        outcome = self.expect("-- $ cmd_lanfab go --\n-- status --\n3\n", there)
+        self.assertEqual(outcome, {"status": Output("3\n"), "/var/run/script": Output("x\n", 0o600),
+                                   "/var/run/real": Output("# Head\n# Trailer\n")})
+
+    def test_usual_that_does_not_hold(self):
+        outcome = self.expect("-- $ cmd_lanfab go --\n-- log: none --\n-- commands: whole --\nip\n"
+                              "-- /var/run/real: none --\n-- /var/run/script --\n"
+                              "-- /var/run/staged --\nx\n", {})
+        self.assertEqual(outcome, {"commands": Output("ip\n"), "/var/run/script": Output("", 0o755),
+                                   "/var/run/staged": Output("x\n")})
+
+    def test_unchanged_file_that_was_not_there(self):
+        with self.assertRaisesRegex(BadScenario, "was not there before"):
+            self.expect("-- $ cmd_lanfab go --\n-- /var/run/real: unchanged --\n", {})
+
+    def test_database_before_a_run(self):
+        parts = txtar.parse("-- before sysdb --\nB = 3\nN/A = \n-- $ cmd_lanfab --\n")[1]
+        run = scenario.build(parts).runs[0]
+        previous = {"sysdb": Output("A = 1\nB = 2\n"), "log": Output("x\n"), "/y": Output("")}
+        there = expected.before(run, previous)
+        self.assertEqual(there, {"sysdb": Output("A = 1\nB = 3\nN/A = \n"), "/y": Output("")})
+
+
+class UpdateTest(unittest.TestCase):
+    """How a scenario is written anew."""
+
+    @classmethod
+    def setUpClass(cls):
+        parts, cls.outcomes = txtar.parse(SCENARIO)[1], []
+        for row in scenario.variants(parts):
+            previous, runs = {}, []
+            for run in scenario.build(scenario.in_variant(parts, row)).runs:
+                previous = expected.expect(run, read_usual(), expected.before(run, previous))
+                runs.append(previous)
+            cls.outcomes.append(runs)
+
+    def update(self, text):
+        return update.update(*txtar.parse(text), read_usual(), self.outcomes)
+
+    def test_what_is_right_stays_as_it_is_written(self):
+        self.assertEqual(self.update(SCENARIO), SCENARIO)
+        text = SCENARIO.replace("staged: unchanged --", "staged --\n# Head\nport=$port\n# Trailer")
+        stdout, stderr = "-- stdout --\nsaid\n", "-- stderr --\ncomplained\n"
+        text = text.replace(stdout + stderr, stderr + stdout)
+        self.assertEqual(self.update(text), text)
+
+    def test_each_corruption_is_undone(self):
+        for old, new in CORRUPTIONS:
+            with self.subTest(corrupted=old, to=new):
+                self.assertIn(old, SCENARIO)
+                self.assertEqual(self.update(SCENARIO.replace(old, new)), SCENARIO)
+
+    def test_variables_are_found_again(self):
+        rows = [{"port": "eth0", "n": "0", "same": "1"}, {"port": "eth1", "n": "1", "same": "1"}]
+        for texts, line in ((("x 1\n", "x 1\n"), "x 1\n"), (("eth0 20\n", "eth1 21\n"), "$port 2$n\n"),
+                            (("eth00\n", "eth10\n"), "${port}0\n"), (("eth0_\n", "eth1_\n"), "${port}_\n")):
+            self.assertEqual(update.with_variables(texts, rows, {}), line)
+        for texts in (("a\n", "b\n"), ("eth0\n", "eth0\n\n"), ("0 1\n", "1 0\n")):
+            with self.assertRaisesRegex(BadScenario, "no longer agree"):
+                update.with_variables(texts, rows, {})
+
+
+if __name__ == "__main__":
+    unittest.main()
