@@ -1,1 +1,0 @@
-../forwarding_off/steps.py
