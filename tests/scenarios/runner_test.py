@@ -62,6 +62,7 @@ chmod 755 /var/run/script
 printf '# Head\\nport=$port\\n# Trailer\\n' | tee /var/run/real >/var/run/staged
 printf 'a1$number ${twice}nd\\n\\n' >/var/run/$number-$port
 printf word >/var/run/word
+[ $port = eth1 ] || echo first >/var/run/first
 echo said
 echo complained >&2
 -- before /var/run/old --
@@ -81,6 +82,8 @@ notice port $port
 -- /var/run/$number-$port --
 a1$number ${twice}nd
 
+-- /var/run/first: only eth0 --
+first
 -- /var/run/real --
 port=$port
 -- /var/run/word: no final newline --
@@ -95,6 +98,7 @@ exit 3
 -- removed --
 /var/run/old
 -- /var/run/$number-$port: unchanged --
+-- /var/run/first: unchanged, only eth0 --
 -- /var/run/real: unchanged --
 -- /var/run/script: unchanged --
 -- /var/run/staged: unchanged --
@@ -105,12 +109,15 @@ new
 
 FIRST_VARIANT = scenario.substitute(SCENARIO[SCENARIO.index("-- network.json"):],
                                     {"port": "eth0", "number": "7", "twice": "14"})
+FIRST_VARIANT = FIRST_VARIANT.replace(", only eth0", "").replace(": only eth0", "")
 
 # What may be written in place of what a scenario expects.
 CORRUPTIONS = (
     ("said\n-- stderr", "sighed\n-- stderr"),
     ("notice port $port\n", ""),
     ("port=$port\n-- /", "-- /"),
+    ("first: only eth0 --\nfirst\n", "first: only eth0 --\nx\n"),
+    ("first: unchanged, only eth0 --\n", "first: only eth0 --\nx\n"),
     ("-- status --\n3\n", ""),
     ("-- removed --\n/var/run/old\n", ""),
     ("a1$number ${twice}nd\n\n-- ", "x\n-- "),
@@ -245,7 +252,7 @@ class PlayedTest(unittest.TestCase):
         self.assertEqual(self.scenario.read_text(), SCENARIO)
 
     def test_update_of_variants_that_no_longer_agree(self):
-        for command in ("echo more", "echo more >/var/run/more"):
+        for command in ("echo more", "echo more >/var/run/more", "rm /var/run/word"):
             text = SCENARIO.replace("echo said\n", f"echo said; [ $port = eth0 ] || {command}\n")
             passed, printed = self.play(text, "--update")
             self.assertFalse(passed)
@@ -259,6 +266,7 @@ class FormatTest(unittest.TestCase):
     def refuse(self, complaint, text):
         with self.assertRaisesRegex(BadScenario, complaint):
             parts = txtar.parse(text)[1]
+            scenario.refuse_unused_variables(parts)
             for row in scenario.variants(parts):
                 scenario.build(scenario.in_variant(parts, row))
 
@@ -307,6 +315,16 @@ class FormatTest(unittest.TestCase):
         self.refuse("nothing uses", "-- each --\na b\n1 2\n3 4\n-- $ cmd_lanfab $a --\n")
         self.refuse("each needs", "-- each --\na\n1\n-- $ cmd_lanfab $a --\n")
         self.refuse("each needs", "-- each --\na b\n1 2\n3\n-- $ cmd_lanfab $a $b --\n")
+
+    def test_part_for_some_variants(self):
+        table = "-- each --\na b\n1 x\n2 x\n3 y\n"
+        outputs = "-- log: only x --\n-- /f: unchanged, only 3 --\n"
+        parts = txtar.parse(f"{table}-- $ cmd_lanfab $a $b --\n{outputs}")[1]
+        self.assertEqual([[part.header() for part in scenario.in_variant(parts, row)[2:]]
+                          for row in scenario.variants(parts)],
+                         [["-- log --\n"], ["-- log --\n"], ["-- /f: unchanged --\n"]])
+        self.refuse("there are none", "-- $ cmd_lanfab --\n-- log: only x --\n")
+        self.refuse("the table lacks", f"{table}-- $ cmd_lanfab $a $b --\n-- log: only z --\n")
 
     def test_value_of_a_variable(self):
         row = {"a": "1", "ab": "2"}

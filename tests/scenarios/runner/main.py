@@ -55,6 +55,8 @@ def check(path, arguments):
     """Plays all variants of a scenario; returns what is wrong with them, "" when nothing is."""
     text = txtar.read(path)
     comment, parts = txtar.parse(text)
+    if not arguments.update:
+        scenario.refuse_unused_variables(parts)
     usual = expected.Usual(path.parent / "usual.txt")
     rows = scenario.variants(parts)
     described = [scenario.build(scenario.in_variant(parts, row)) for row in rows]

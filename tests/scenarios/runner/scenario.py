@@ -21,13 +21,12 @@ VARIABLE = re.compile(r"\$(?:(\w+)|\{(\w+)\})")
 
 @dataclasses.dataclass
 class Run:
-    """The parts of one run; `first` and `end` are the places of its outputs among the scenario's parts."""
+    """The parts of one run by their names; `place` is that of the command among the scenario's parts."""
 
     command: str
+    place: int
     inputs: dict
     outputs: dict = dataclasses.field(default_factory=dict)
-    first: int = 0
-    end: int = 0
 
     def arguments(self):
         """The command line after the program's name."""
@@ -44,16 +43,25 @@ class Scenario:
 
 def variants(parts):
     """Returns the rows of the table `each`, or one empty row; each is what its variables stand for."""
+    wanted = {only(part) for part in parts} - {None}
     if not parts or parts[0].name != "each":
+        if wanted:
+            raise BadScenario("a part is only there for a variant, and there are none")
         return [{}]
     names, *rows = (line.split() for line in parts[0].body.splitlines())
     if len(rows) < 2 or any(len(row) != len(names) for row in rows):
         raise BadScenario("each needs a line of names, then two or more lines with a value for each name")
-    text = txtar.unparse("", parts[1:])
-    used = {plain or braced for plain, braced in VARIABLE.findall(text)}
-    if set(names) - used:
-        raise BadScenario(f"nothing uses ${' or $'.join(sorted(set(names) - used))}")
+    if wanted - {value for row in rows for value in row}:
+        raise BadScenario("a part is only there for a value that the table lacks")
     return [dict(zip(names, row)) for row in rows]
+
+
+def refuse_unused_variables(parts):
+    """A variant without its value somewhere would be one that is silently missing."""
+    used = {match[1] or match[2] for match in VARIABLE.finditer(txtar.unparse("", parts))}
+    unused = variants(parts)[0].keys() - used
+    if unused:
+        raise BadScenario(f"nothing uses ${' or $'.join(sorted(unused))}")
 
 
 def substitute(text, row):
@@ -61,21 +69,24 @@ def substitute(text, row):
     return VARIABLE.sub(lambda match: row.get(match[1] or match[2], match[0]), text)
 
 
+def only(part):
+    """Returns the value for which alone a part is there, or None."""
+    return next((note.removeprefix("only ") for note in part.notes if note.startswith("only ")), None)
+
+
 def in_variant(parts, row):
-    """Returns the parts with the values of one row. They keep their places."""
-    def value(part):
-        return txtar.Part(substitute(part.name, row), tuple(substitute(note, row) for note in part.notes),
-                          substitute(part.body, row))
-    return [value(part) for part in parts] if row else parts
+    """Returns the parts that the variant of this row has, with its values."""
+    return [dataclasses.replace(part, name=substitute(part.name, row), body=substitute(part.body, row),
+                                notes=tuple(note for note in part.notes if note != f"only {only(part)}"))
+            for part in parts if not row or only(part) is None or only(part) in row.values()]
 
 
 def build(parts, output_notes=OUTPUT_NOTES):
     """Returns the scenario that these parts describe, or raises BadScenario."""
-    parts = list(parts)
     scenario = Scenario(ports=True, runs=[])
     inputs, run = {}, None
-    for place, part in enumerate(parts):
-        if part.name == "each" and place == 0:
+    for part in parts:
+        if part.name == "each" and part.place == 0:
             continue
         if part.name == "without ports" and not scenario.runs and not inputs:
             scenario.ports = False
@@ -83,15 +94,14 @@ def build(parts, output_notes=OUTPUT_NOTES):
         elif part.name.startswith("# "):
             run = None
         elif part.name.startswith("$ "):
-            run = Run(_command(part), inputs, first=place + 1, end=place + 1)
+            run = Run(_command(part), part.place, inputs)
             scenario.runs.append(run)
             inputs = {}
         elif _is_input(part.name):
             run = None
             _add(part, inputs, _input_notes(part.name))
-        elif run is not None and _is_output(part.name):
+        elif run is not None and is_output(part.name):
             _add(part, run.outputs, output_notes)
-            run.end = place + 1
         else:
             raise BadScenario(f"a part cannot be called \"{part.name}\"{'' if run else ' before a command'}")
     if inputs or not scenario.runs:
@@ -99,12 +109,13 @@ def build(parts, output_notes=OUTPUT_NOTES):
     return scenario
 
 
+def is_output(name):
+    """Whether a part of this name says what comes out."""
+    return name in OUTPUTS or name.startswith("/")
+
+
 def _is_input(name):
     return name in INPUTS or name.startswith("before /")
-
-
-def _is_output(name):
-    return name in OUTPUTS or name.startswith("/")
 
 
 def _input_notes(name):

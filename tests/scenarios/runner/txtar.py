@@ -16,11 +16,12 @@ class BadScenario(Exception):
 
 @dataclasses.dataclass(frozen=True)
 class Part:
-    """One part: its name, its notes, its lines."""
+    """One part: its name, its notes, its lines, and for one that was read its place among the parts."""
 
     name: str
     notes: tuple = ()
     body: str = ""
+    place: int = dataclasses.field(default=None, compare=False)
 
     def header(self):
         """The line that begins the part."""
@@ -52,7 +53,7 @@ def parse(text):
     for line in lines_of(text):
         match = HEADER.fullmatch(line.removesuffix("\n"))
         if match:
-            parts.append(_part_of(match[1]))
+            parts.append(_part_of(match[1], len(parts)))
         elif parts:
             parts[-1] = dataclasses.replace(parts[-1], body=parts[-1].body + line)
         else:
@@ -83,8 +84,8 @@ def encode(text):
     return text.encode(errors="surrogateescape")
 
 
-def _part_of(title):
+def _part_of(title, place):
     if title.startswith(("$", "#")):
-        return Part(title)
+        return Part(title, place=place)
     name, _, notes = title.partition(": ")
-    return Part(name, tuple(notes.split(", ")) if notes else ())
+    return Part(name, tuple(notes.split(", ")) if notes else (), place=place)

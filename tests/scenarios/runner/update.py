@@ -1,5 +1,7 @@
 """Rewrites what a scenario expects. Parts that say the right thing already stay as they are written."""
 
+import dataclasses
+import itertools
 import re
 
 from . import scenario, txtar
@@ -11,21 +13,35 @@ from .txtar import BadScenario, Part, make_part
 def update(comment, parts, usual, outcomes):
     """Returns the text of the scenario that expects `outcomes`, which holds those of each variant's runs."""
     rows = scenario.variants(parts)
-    rewritten = [_update_variant(scenario.in_variant(parts, row), usual, played)
-                 for row, played in zip(rows, outcomes)]
-    return txtar.unparse(comment, _in_common(parts, rows, rewritten))
+    variants = [_Variant(row, scenario.in_variant(parts, row), usual, played)
+                for row, played in zip(rows, outcomes)]
+    result = []
+    for part in parts:
+        result += _in_common(part, variants, parts)
+    for place, *added in zip(variants[0].added, *(variant.added.values() for variant in variants)):
+        if len({len(additions) for additions in added}) > 1:
+            raise BadScenario("the variants no longer agree: different outputs come out of their runs")
+        for additions in zip(*added):
+            _insert(_merged(additions, rows, parts), place, result, rows[0])
+    return txtar.unparse(comment, result)
 
 
-def _update_variant(parts, usual, outcomes):
-    """Returns pairs of a part and its old place, which is None for a new part."""
-    result, place, previous = [], 0, {}
-    for run, outcome in zip(scenario.build(parts).runs, outcomes):
-        result += [(part, old) for old, part in enumerate(parts[place:run.first], place)]
-        old_places = {id(part): old for old, part in enumerate(parts[run.first:run.end], run.first)}
-        rewritten = _RunUpdate(run, usual, before(run, previous), outcome).parts()
-        result += [(part, old_places.get(id(part))) for part in rewritten]
-        place, previous = run.end, outcome
-    return result
+class _Variant:
+    """One variant as it is written and as it should be."""
+
+    def __init__(self, row, parts, usual, outcomes):
+        self.row = row
+        self.written = {part.place: part for part in parts}
+        self.corrected = dict(self.written)
+        # The parts to add, by the place of the command.
+        self.added = {}
+        previous = {}
+        for run, outcome in zip(scenario.build(parts).runs, outcomes):
+            corrected = _RunUpdate(run, usual, before(run, previous), outcome).parts()
+            for part in run.outputs.values():
+                self.corrected[part.place] = corrected.pop(part.name, None)
+            self.added[run.place] = list(corrected.values())
+            previous = outcome
 
 
 class _RunUpdate:
@@ -41,11 +57,11 @@ class _RunUpdate:
         self.usual_parts = usual.of(run, self.outputs.get("status"))
 
     def parts(self):
-        """Returns the parts, of which those that were right are still the same objects."""
+        """Returns the parts by their names, of which those that were right are still the same objects."""
         names = {"sysdb", *self.outputs, *self.usual_parts, *self.outcome} - {"status", "refused by dnsmasq"}
         for name in sorted(names, key=_order):
             self._correct(name)
-        return list(self.outputs.values())
+        return self.outputs
 
     def _correct(self, name):
         if self._is_right(name, self.outputs.get(name)):
@@ -53,10 +69,8 @@ class _RunUpdate:
         part = next(part for part in self._candidates(name) if self._is_right(name, part))
         if part is None:
             del self.outputs[name]
-        elif name in self.outputs:
-            self.outputs[name] = part
         else:
-            self._insert(part)
+            self.outputs[name] = part
 
     def _is_right(self, name, part):
         try:
@@ -77,12 +91,6 @@ class _RunUpdate:
                 yield make_part(name, output.text[len(head):len(output.text) - len(tail)], mode)
             yield make_part(name, output.text, ("whole", *mode))
 
-    def _insert(self, part):
-        following = [name for name in self.outputs if _order(name) > _order(part.name)]
-        self.outputs[part.name] = part
-        for name in following:
-            self.outputs[name] = self.outputs.pop(name)
-
 
 def _order(name):
     # What dnsmasq thinks of its file stands after it.
@@ -91,29 +99,45 @@ def _order(name):
     return (OUTPUTS.index(name), "") if name in OUTPUTS else (len(OUTPUTS), name)
 
 
-def _in_common(parts, rows, rewritten):
-    """Turns the parts of all variants back into parts with variables."""
-    if len({len(variant) for variant in rewritten}) > 1:
-        raise BadScenario("the variants no longer agree: different outputs come out of their runs")
+def _in_common(part, variants, parts):
+    """Returns what the variants agree on in the place of `part`: a list of one part, or an empty one."""
+    variants = [variant for variant in variants if part.place in variant.written]
+    new = [variant.corrected[part.place] for variant in variants]
+    if all(corrected is variant.written[part.place] for corrected, variant in zip(new, variants)):
+        return [part]
+    if None in new:
+        if any(new):
+            raise BadScenario(f"the variants no longer agree: {part.name} comes out of some of them")
+        return []
+    merged = _merged(new, [variant.row for variant in variants], parts)
+    notes = merged.notes if scenario.only(part) is None else (*merged.notes, f"only {scenario.only(part)}")
+    return [dataclasses.replace(merged, notes=notes, place=part.place)]
+
+
+def _merged(versions, rows, parts):
+    """Returns the part of which each row makes one version, in lines of `parts` where there are such."""
     written = {tuple(scenario.substitute(line, row) for row in rows): line
                for part in parts for line in (part.header(), *txtar.lines_of(part.body))}
-    result = []
-    for pairs in zip(*rewritten):
-        old_places = {old for _, old in pairs}
-        if None not in old_places and len(old_places) == 1:
-            result.append(parts[old_places.pop()])
-        else:
-            texts = [part.header() + part.body for part, _ in pairs]
-            result += txtar.parse(with_variables(texts, rows, written))[1]
-    return result
+    text = with_variables([part.header() + part.body for part in versions], rows, written)
+    return dataclasses.replace(txtar.parse(text)[1][0], place=None)
+
+
+def _insert(part, place, parts, row):
+    """Puts a part among the outputs of the run whose command is at `place`, in the order of the first row."""
+    def order(other):
+        return _order(scenario.substitute(other.name, row))
+    index = 1 + next(index for index, other in enumerate(parts) if other.place == place)
+    outputs = itertools.takewhile(lambda other: scenario.is_output(other.name), parts[index:])
+    index += sum(order(other) < order(part) for other in outputs)
+    parts.insert(index, part)
 
 
 def with_variables(texts, rows, written):
-    """Returns the one text of which each row makes the text of its variant."""
-    variants = [txtar.lines_of(text) for text in texts]
-    if len({len(lines) for lines in variants}) > 1:
+    """Returns the text of which each row makes one of the texts; `written` has the lines that are known."""
+    versions = [txtar.lines_of(text) for text in texts]
+    if len({len(lines) for lines in versions}) > 1:
         raise BadScenario("the variants no longer agree:\n" + "--- or\n".join(texts))
-    return "".join(written.get(lines) or _line_with_variables(lines, rows) for lines in zip(*variants))
+    return "".join(written.get(lines) or _line_with_variables(lines, rows) for lines in zip(*versions))
 
 
 def _line_with_variables(lines, rows):
