@@ -22,7 +22,7 @@ bool is_wlan_ap_enabled(const NetworkContext* ctx, const char* ifname) {
 bool interface_is_bridged(const NetworkContext* ctx, const std::string& ifname) {
   print_trace(ctx, __func__);
   for (const Json::Value& member : ctx->bridge_interfaces) {
-    if (member.isString() && member.asString() == ifname) return true;
+    if (has_text(member) && text_of(member) == ifname) return true;
   }
   return false;
 }

@@ -25,8 +25,12 @@ bool looks_like_address(const std::string& text) {
   return text.size() > 6;
 }
 
+bool has_text(const Json::Value& value) {
+  return value.isConvertibleTo(Json::stringValue);
+}
+
 std::string text_of(const Json::Value& value) {
-  return value.isString() ? value.asString() : std::string();
+  return has_text(value) ? value.asString() : std::string();
 }
 
 const Json::Value* object_at(const Json::Value& object, const std::string& path) {

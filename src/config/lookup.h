@@ -24,7 +24,11 @@ bool is_static_route_of(const Json::Value& route, const std::string& ifname);
 // checked.
 bool looks_like_address(const std::string& text);
 
-// The text of a string; empty for every other type.
+// Whether an element of a list of names has a text: every value has but an array and an object.
+bool has_text(const Json::Value& value);
+
+// Its text: a string as it is, a number or a truth value as JSON writes it, null as the empty text. Empty for a value
+// that has no text.
 std::string text_of(const Json::Value& value);
 
 // The object at the dotted `path` below `object`, read in place; null when it is missing.

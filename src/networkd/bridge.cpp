@@ -3,6 +3,7 @@
 #include <syslog.h>
 
 #include <cstdio>
+#include <string>
 
 #include "config/interface_queries.h"
 #include "config/lookup.h"
@@ -23,9 +24,9 @@ int write_bridge_network(const NetworkContext* ctx, const char* bridge_name) {
   if (write_bridge_netdev_unit_file(ctx, order, bridge_name) != 0) result = -1;
   if (write_bridge_master_network_unit_file(ctx, order, bridge_name) != 0) result = -1;
   for (const Json::Value& member : ctx->bridge_interfaces) {
-    // A value of another type is no member.
-    if (!member.isString()) continue;
-    if (write_bridge_slave_network_unit_file(ctx, order, bridge_name, member.asCString()) != 0) result = -1;
+    if (!has_text(member)) continue;
+    const std::string name = text_of(member);
+    if (write_bridge_slave_network_unit_file(ctx, order, bridge_name, name.c_str()) != 0) result = -1;
   }
   if (result == 0) append_clear_interfaces(ctx, bridge_name, nullptr);
   return result;
