@@ -200,6 +200,10 @@ class PlayedTest(unittest.TestCase):
                             ("echo said", "echo said\necho x >/var/data/more"))
         self.expect_failure("not expected: /var/run/empty\n", ("exit 3", ": >/var/run/empty; exit 3"))
 
+    def test_file_from_before_that_is_not_the_same(self):
+        self.expect_failure("not expected: /var/run/old\n+new\n",
+                            ("echo said", "echo said; echo new >/var/run/old"))
+
     def test_file_that_is_missing(self):
         self.expect_failure("missing: /var/run/word", ("printf word >/var/run/word\n", ""))
 
