@@ -1,0 +1,102 @@
+// Each step of an apply alone, on the host platform, and how its time grows with the network. It writes to
+// /run, so it runs in the sandbox: scripts/benchmark --generators.
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "config/network_context.h"
+#include "dnsmasq/dhcp_server.h"
+#include "driver/undo.h"
+#include "networkd/ethernet.h"
+#include "networkd/network_unit.h"
+#include "networkd/unit_file.h"
+#include "platform/libcmd.h"
+
+constexpr char kConfigDir[] = "/dev/shm";
+constexpr int kFewVlans = 10;
+constexpr int kFewRoutes = 20;
+
+// Makes the network of this size the configuration.
+static void configure(int vlans, int routes) {
+  const std::string command = std::string(NETWORK_PROGRAM) + " --dhcp --vlans " + std::to_string(vlans) +
+                              " --routes " + std::to_string(routes) + " >" + kConfigDir + "/network.json";
+  if (std::system(command.c_str()) != 0) std::abort();
+  setenv("LANFAB_CONFIG_DIR", kConfigDir, 1);
+}
+
+static NetworkContext context_of(int vlans, int routes) {
+  configure(vlans, routes);
+  return NetworkContext(false);
+}
+
+// The number of VLANs or routes that a benchmark is about, by which its growth is judged.
+static int size_of(benchmark::State& state) {
+  state.SetComplexityN(state.range(0));
+  return static_cast<int>(state.range(0));
+}
+
+static void load_configuration(benchmark::State& state) {
+  configure(size_of(state), kFewRoutes);
+  while (state.KeepRunning()) {
+    const NetworkContext ctx(false);
+    benchmark::DoNotOptimize(ctx.initialized);
+  }
+}
+
+static void write_port_unit(benchmark::State& state) {
+  const NetworkContext ctx = context_of(size_of(state), kFewRoutes);
+  Json::Value network;
+  config_get_object(ctx.config, network, "wired.eth0.network");
+  while (state.KeepRunning())
+    write_network_unit_file(&ctx, ctx.unit_order_numbers[kEth0Order], "eth0", network, false, nullptr);
+}
+
+static void write_vlan_units(benchmark::State& state) {
+  const NetworkContext ctx = context_of(size_of(state), kFewRoutes);
+  Json::Value vlan;
+  config_get_object(ctx.config, vlan, "wired.eth0.network.advanced.vlan");
+  while (state.KeepRunning())
+    write_vlan_networks(&ctx, ctx.unit_order_numbers[kVlanOrder], "eth0", vlan);
+  // Each round has added a line for each VLAN.
+  std::remove(kDeleteInterfacesScript);
+}
+
+static void write_routes_of_a_unit(benchmark::State& state) {
+  const NetworkContext ctx = context_of(kFewVlans, size_of(state));
+  std::FILE* file = std::fopen("/dev/null", "w");
+  while (state.KeepRunning())
+    write_static_routes(&ctx, file, "eth1");
+  std::fclose(file);
+}
+
+static void write_undo_of_routes(benchmark::State& state) {
+  const NetworkContext ctx = context_of(kFewVlans, size_of(state));
+  Json::Value routes;
+  config_get_array(ctx.config, routes, "static_routes");
+  while (state.KeepRunning())
+    write_clear_static_routes(&ctx, routes);
+}
+
+static void serve_dhcp_on_vlans(benchmark::State& state) {
+  const NetworkContext ctx = context_of(size_of(state), kFewRoutes);
+  std::FILE* file = std::fopen("/dev/null", "w");
+  while (state.KeepRunning())
+    dnsmasq_add_vlan_interfaces(&ctx, file, "eth0");
+  std::fclose(file);
+}
+
+static void sizes(benchmark::internal::Benchmark* benchmark) {
+  benchmark->RangeMultiplier(10)->Range(10, 1000)->Complexity()->Unit(benchmark::kMicrosecond);
+}
+
+BENCHMARK(load_configuration)->Apply(sizes);
+BENCHMARK(write_port_unit)->Apply(sizes);
+BENCHMARK(write_vlan_units)->Apply(sizes);
+BENCHMARK(write_routes_of_a_unit)->Apply(sizes);
+BENCHMARK(write_undo_of_routes)->Apply(sizes);
+BENCHMARK(serve_dhcp_on_vlans)->Apply(sizes);
+
+BENCHMARK_MAIN();

@@ -1,0 +1,91 @@
+"""The programs that are compared: how each is given a network, and how it is started."""
+
+import os
+import pathlib
+import subprocess
+
+import network
+import world
+
+UNIT_DIR = pathlib.Path("/run/systemd/network")
+
+
+class Program:
+    """A generator of units for systemd-networkd."""
+
+    name = ""
+    writes_units = True
+
+    def install(self, size):
+        """Makes the network of this size the program's input."""
+
+    def command(self):
+        """The words of its command line."""
+        raise NotImplementedError
+
+    def environment(self):
+        """Only what it needs: every variable more costs some instructions at the start."""
+        return {"PATH": "/usr/sbin:/usr/bin:/sbin:/bin"}
+
+    def check(self, size):
+        """Fails unless the run that has just ended wrote a unit for every interface."""
+        units = [path.suffix for path in UNIT_DIR.iterdir()]
+        expected = (size.vlans + len(network.PORTS), size.vlans)
+        found = (units.count(".network"), units.count(".netdev"))
+        if self.writes_units and found != expected:
+            raise RuntimeError(f"{self.name} wrote {found} units of {expected}")
+
+
+class Lanfab(Program):
+    name = "lanfab"
+
+    def __init__(self, program):
+        self.program = os.path.abspath(program)
+
+    def install(self, size):
+        (world.INPUT_DIR / "network.json").write_text(network.as_lanfab(size), encoding="utf-8")
+
+    def command(self):
+        return [self.program, "apply"]
+
+    def environment(self):
+        return super().environment() | {"LANFAB_CONFIG_DIR": str(world.INPUT_DIR)}
+
+
+class Netplan(Program):
+    name = "netplan"
+    CONFIG_DIR = pathlib.Path("/etc/netplan")
+
+    def __init__(self):
+        # Over the machine's own network.
+        subprocess.run(["mount", "-t", "tmpfs", "netplan", self.CONFIG_DIR], check=True)
+
+    def install(self, size):
+        file = self.CONFIG_DIR / "network.yaml"
+        file.write_text(network.as_netplan(size), encoding="utf-8")
+        file.chmod(0o600)
+
+    def command(self):
+        # As systemd starts it at boot, without the tools that an administrator's call goes on to start.
+        return ["/lib/systemd/system-generators/netplan", *world.GENERATOR_DIRS]
+
+
+class NetworkGenerator(Program):
+    name = "systemd-network-generator"
+
+    def __init__(self):
+        self.words = []
+
+    def install(self, size):
+        self.words = network.as_kernel_options(size).split()
+
+    def command(self):
+        return ["/lib/systemd/systemd-network-generator", "--", *self.words]
+
+
+class Floor(Program):
+    name = "floor"
+    writes_units = False
+
+    def command(self):
+        return [str(world.CHECKOUT / "benchmarks/floor")]
