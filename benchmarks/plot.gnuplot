@@ -23,7 +23,9 @@ set title "whole run, ms"
 plot for [i=0:3] data index i using 1:3 title columnheader(1)
 set title "peak memory, MB"
 set yrange [3:60]
+set ytics (5, 10, 20, 40)
 plot for [i=0:2] data index i using 1:4 title columnheader(1)
 set title "instructions, millions"
 set yrange [1:20000]
+set ytics autofreq
 plot for [i=0:2] data index i using 1:5 title columnheader(1)
