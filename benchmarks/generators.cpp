@@ -61,7 +61,7 @@ static void write_vlan_units(benchmark::State& state) {
   while (state.KeepRunning())
     write_vlan_networks(&ctx, ctx.unit_order_numbers[kVlanOrder], "eth0", vlan);
   // Each round has added a line for each VLAN.
-  std::remove(kDeleteInterfacesScript);
+  std::remove("/var/run/.delete_interfaces");
 }
 
 static void write_routes_of_a_unit(benchmark::State& state) {
