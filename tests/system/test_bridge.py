@@ -1,4 +1,4 @@
-"""The LAN bridge: both ports as one LAN with the primary port's settings, its VLANs, and what a run without it leaves."""
+"""The LAN bridge: both ports in one LAN with the primary port's settings, its VLANs, and a run without it."""
 
 import json
 import os
@@ -42,7 +42,14 @@ def both_ports():
     tagged = vlan(100, "192.168.100.1", pool("192.168.100.100", "192.168.100.149"))
     eth0 = port("192.168.1.1", pool("192.168.1.100", "192.168.1.149"), [tagged])
     eth0["network"]["advanced"]["enable_secondary_ip"] = True
-    route = {"enable": True, "interface": "br-lan", "ipv4": "10.30.0.0", "netmask": 16, "gateway": "192.168.1.7", "metric": 20}
+    route = {
+        "enable": True,
+        "interface": "br-lan",
+        "ipv4": "10.30.0.0",
+        "netmask": 16,
+        "gateway": "192.168.1.7",
+        "metric": 20,
+    }
     return {
         "wired": {"bridge": bridge_of("eth0", "eth1"), "eth0": eth0, "eth1": port("192.168.2.1")},
         "firewall": {"general": {"router": 1}},
@@ -73,7 +80,7 @@ def one_port_and_a_tunnel():
 
 
 def masters():
-    """Returns what each port is attached to, None for a port that stands for itself."""
+    """Returns the bridge that each port is attached to, or None."""
     links = gateway.links()
     return {name: links[name].get("master") for name in ("eth0", "eth1")}
 
@@ -86,7 +93,7 @@ class BridgeCase(unittest.TestCase):
             gateway.run("ip", "-4", "address", "flush", "scope", "global", namespace=host)
 
     def assert_lease_of(self, lease, network, router):
-        """Checks that the lease's address is one of network.100 to network.149 and that it names the router."""
+        """Checks that the leased address is one of network.100 to network.149, and the router."""
         self.assertIsNotNone(lease)
         self.assertIn(lease["ip"], [f"{network}.{number}" for number in range(100, 150)])
         self.assertEqual((lease["mask"], lease["lease"]), ("24", "3600"))
@@ -112,7 +119,7 @@ class BridgeOfBothPorts(BridgeCase):
                 self.assertEqual(gateway.links()[name]["linkinfo"]["info_slave_data"]["state"], "forwarding")
 
     def test_bridge_alone_has_the_primary_ports_addresses(self):
-        # systemd-networkd first makes sure that nobody else holds the link-local address.
+        # systemd-networkd first checks that no other host has the link-local address.
         self.assertTrue(gateway.wait_for_address("br-lan", "169.254.0.1/25"))
         self.assertCountEqual(gateway.addresses("br-lan"), ["192.168.1.1/24", "169.254.0.1/25"])
         self.assertEqual(gateway.addresses("eth0"), [])
@@ -126,7 +133,9 @@ class BridgeOfBothPorts(BridgeCase):
     def test_hosts_behind_the_two_ports_are_on_one_lan(self):
         self.give_both_hosts_an_address()
         self.assertTrue(gateway.reaches("192.168.1.51", "lan0"))
-        neighbours = json.loads(gateway.run("ip", "-json", "neighbour", "show", "192.168.1.51", namespace="lan0").stdout)
+        neighbours = json.loads(
+            gateway.run("ip", "-json", "neighbour", "show", "192.168.1.51", namespace="lan0").stdout
+        )
         self.assertEqual([neighbour["lladdr"] for neighbour in neighbours], [HOSTS["lan1"]])
 
     def test_hosts_behind_both_ports_reach_the_gateway(self):
@@ -142,7 +151,7 @@ class BridgeOfBothPorts(BridgeCase):
         self.assertNotEqual(leases[0]["ip"], leases[1]["ip"])
         self.assertTrue(gateway.reaches(leases[1]["ip"], "lan0"))
 
-    def test_vlan_of_the_primary_port_rides_on_the_bridge(self):
+    def test_vlan_of_the_primary_port_is_on_the_bridge(self):
         interface = gateway.links()["eth0.100"]
         self.assertEqual(interface["link"], "br-lan")
         self.assertEqual(interface["linkinfo"]["info_kind"], "vlan")
@@ -174,7 +183,7 @@ class BridgeOfOnePort(BridgeCase):
     def setUpClass(cls):
         gateway.apply(one_port_and_a_tunnel())
 
-    def test_other_port_stands_for_itself_with_its_vlan(self):
+    def test_other_port_keeps_its_own_network_and_vlan(self):
         self.assertTrue(gateway.wait_for_address("br-lan", "192.168.1.1/24"))
         self.assertTrue(gateway.wait_for_address("eth1", "192.168.2.1/24"))
         self.assertTrue(gateway.wait_for_address("eth1.200", "192.168.200.1/24"))
@@ -189,7 +198,7 @@ class BridgeOfOnePort(BridgeCase):
 
 
 class BridgeChanges(BridgeCase):
-    """A run makes everything anew and leaves nothing of what the run before it had made."""
+    """A run recreates everything and leaves nothing of the previous run behind."""
 
     def apply_bridge_with_everything(self):
         gateway.apply(one_port_and_a_tunnel())
@@ -199,7 +208,7 @@ class BridgeChanges(BridgeCase):
         self.assertTrue(guest.wait_until(lambda: gateway.route("172.16.0.0/16")))
         self.assertEqual(masters(), {"eth0": "br-lan", "eth1": None})
 
-    def test_bridge_vlan_and_tunnel_come_again_and_leave_the_kernel(self):
+    def test_bridge_vlan_and_tunnel_are_recreated_and_removed(self):
         self.apply_bridge_with_everything()
         first = gateway.links()["br-lan"]["ifindex"]
         self.apply_bridge_with_everything()

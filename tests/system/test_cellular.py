@@ -1,4 +1,4 @@
-"""The cellular link of a router: its addresses and routes, the way of a LAN host beyond it, a link that goes and comes back."""
+"""A router's cellular link: addresses, routes, what a LAN host reaches, and a link that goes down and up."""
 
 import os
 import sys
@@ -11,17 +11,21 @@ LAN = "192.168.1.0/24"
 BEYOND = "203.0.113.9"
 BEHIND_THE_STATIC_ROUTE = "198.51.100.20"
 NAME = "news.example"
-EXAMPLE_ROUTES = [("10.64.1.0/30", None, None), ("198.51.100.0/24", None, None), ("default", "10.64.1.1", 100)]
+EXAMPLE_ROUTES = [
+    ("10.64.1.0/30", None, None),
+    ("198.51.100.0/24", None, None),
+    ("default", "10.64.1.1", 100),
+]
 
 gateway = guest.Gateway()
 
 
 def connect(ipv4="10.64.1.2", operator="10.64.1.1"):
-    """Brings up a link to an operator that serves names itself and knows the way to two hosts beyond."""
+    """Brings up a link to an operator that has a DNS server and routes to two hosts."""
     beyond = (f"{BEYOND}/32", f"{BEHIND_THE_STATIC_ROUTE}/32")
     gateway.connect_cellular(ipv4, 30, operator, dns=(operator,), beyond=beyond)
     gateway.run("ip", "link", "set", "wwan", "up", namespace="operator")
-    # Nobody translates the LAN's addresses here, so the operator has to know the way back.
+    # There is no NAT here, so the operator needs a route back to the LAN.
     gateway.run("ip", "route", "replace", LAN, "via", ipv4, "dev", "wwan", "onlink", namespace="operator")
 
 
@@ -74,19 +78,26 @@ class CellularRouter(unittest.TestCase):
         self.assertTrue(gateway.reaches("192.168.1.1", "lan0"))
         self.assertEqual(gateway.resolve(NAME, "192.168.1.1", "lan0"), [BEYOND])
 
-    def test_networkd_is_content(self):
+    def test_networkd_has_no_warnings(self):
         self.assertEqual(gateway.networkd_warnings(), [])
 
 
 class CellularLinkGoesAndComesBack(unittest.TestCase):
-    """The link manager takes its values back and publishes new ones; WWAN_APPLY runs each time."""
+    """The link manager removes its values and publishes new ones; WWAN_APPLY runs each time."""
 
     def setUp(self):
         config = guest.example("cellular-router")
         config["wireless"]["cell"].update(netmask_override=True, netmask=29, mtu_override=False)
         del config["wireless"]["cell"]["metric"]
         config["static_routes"] = [
-            {"enable": True, "interface": "wwan0", "ipv4": "198.51.100.0", "netmask": 24, "gateway": "10.64.1.3", "metric": 7}
+            {
+                "enable": True,
+                "interface": "wwan0",
+                "ipv4": "198.51.100.0",
+                "netmask": 24,
+                "gateway": "10.64.1.3",
+                "metric": 7,
+            }
         ]
         connect()
         gateway.apply(config)
@@ -95,12 +106,16 @@ class CellularLinkGoesAndComesBack(unittest.TestCase):
         self.mark = gateway.journal_position()
 
     def test_link_goes_and_comes_back_with_other_values(self):
-        first = [("10.64.1.0/29", None, None), ("198.51.100.0/24", "10.64.1.3", 7), ("default", "10.64.1.1", None)]
+        first = [
+            ("10.64.1.0/29", None, None),
+            ("198.51.100.0/24", "10.64.1.3", 7),
+            ("default", "10.64.1.1", None),
+        ]
         self.assertEqual(wait_for_wwan_routes(*first), first)
         self.assertEqual(gateway.addresses("wwan0"), ["10.64.1.2/29"])
         self.assertEqual(gateway.links()["wwan0"]["mtu"], 1430)
 
-        # Without the values nothing is written anew: what the interface lost in between, it gets back.
+        # Without the values nothing is rewritten: from the old unit the interface gets back what it lost.
         gateway.disconnect_cellular()
         gateway.run("ip", "address", "flush", "dev", "wwan0")
         self.assertEqual(gateway.lanfab("wwan_apply").returncode, 255)
@@ -115,7 +130,11 @@ class CellularLinkGoesAndComesBack(unittest.TestCase):
 
         connect("10.64.9.6", "10.64.9.5")
         self.assertEqual(gateway.lanfab("wwan_apply").returncode, 0)
-        second = [("10.64.9.0/29", None, None), ("198.51.100.0/24", "10.64.1.3", 7), ("default", "10.64.9.5", None)]
+        second = [
+            ("10.64.9.0/29", None, None),
+            ("198.51.100.0/24", "10.64.1.3", 7),
+            ("default", "10.64.9.5", None),
+        ]
         self.assertEqual(wait_for_wwan_routes(*second), second)
         self.assertEqual(gateway.addresses("wwan0"), ["10.64.9.6/29"])
         self.assertTrue(gateway.reaches(BEYOND, "lan0"))

@@ -1,4 +1,4 @@
-"""DHCP and names on the LAN: leases of a port and of a VLAN, a fixed lease, a relay to a server elsewhere, local names."""
+"""DHCP and names on the LAN: leases on a port and a VLAN, a fixed lease, a relay to another server, names."""
 
 import os
 import sys
@@ -40,7 +40,11 @@ CONFIG = {
                                     "protocol": "static",
                                     "ipv4": "192.168.100.1",
                                     "netmask": 26,
-                                    "dhcp": {"enable": True, "start": "192.168.100.20", "end": "192.168.100.20"},
+                                    "dhcp": {
+                                        "enable": True,
+                                        "start": "192.168.100.20",
+                                        "end": "192.168.100.20",
+                                    },
                                 },
                             }
                         ],
@@ -60,17 +64,22 @@ CONFIG = {
         },
     },
     "wireless": {
-        "wifi": {"wlan0": {"ap": {"enable": True, "network": {"ipv4": "192.168.3.1", "dhcp": {"enable": True}}}}}
+        "wifi": {
+            "wlan0": {"ap": {"enable": True, "network": {"ipv4": "192.168.3.1", "dhcp": {"enable": True}}}}
+        }
     },
     "firewall": {"general": {"router": 1}},
-    "hostnames": [{"name": "storage", "ipv4": "192.168.1.10"}, {"name": "printer.lan", "ipv4": "192.168.2.20"}],
+    "hostnames": [
+        {"name": "storage", "ipv4": "192.168.1.10"},
+        {"name": "printer.lan", "ipv4": "192.168.2.20"},
+    ],
 }
 
 gateway = guest.Gateway()
 
 
 class Dhcp(unittest.TestCase):
-    """Two ports, one that serves addresses and one that relays, and a VLAN."""
+    """Two ports, one with a DHCP server and one with a relay, and a VLAN."""
 
     @classmethod
     def setUpClass(cls):
@@ -95,14 +104,16 @@ class Dhcp(unittest.TestCase):
 
     def test_host_on_the_vlan_gets_the_address_of_the_vlan(self):
         lease = gateway.dhcp_lease("lan0", vlan=100)
-        # Nobody configured a lease time here: an hour.
+        # No lease time is configured here: an hour.
         self.assertEqual(guest.terms(lease), ("192.168.100.20/26", "192.168.100.1", "192.168.100.1", 3600))
         self.assertTrue(gateway.reaches("192.168.100.1", "lan0"))
 
     def test_relayed_host_gets_its_address_from_the_server_elsewhere(self):
         gateway.set_host_address("lan0", f"{DHCP_SERVER}/24", "192.168.1.1")
         pool = "--dhcp-range=192.168.2.50,192.168.2.50,255.255.255.0,30m"
-        gateway.start_host_dnsmasq("lan0", pool, "--dhcp-option=3,192.168.2.1", f"--dhcp-option=6,{DHCP_SERVER}")
+        gateway.start_host_dnsmasq(
+            "lan0", pool, "--dhcp-option=3,192.168.2.1", f"--dhcp-option=6,{DHCP_SERVER}"
+        )
         self.addCleanup(gateway.stop_host_dnsmasq, "lan0")
         lease = gateway.dhcp_lease("lan1")
         self.assertEqual(guest.terms(lease), ("192.168.2.50/24", "192.168.2.1", DHCP_SERVER, 30 * 60))

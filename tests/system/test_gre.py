@@ -1,4 +1,4 @@
-"""Two sites joined by a GRE tunnel: what the kernels then know, and what crosses between the two LANs."""
+"""Two sites connected by a GRE tunnel: the state of both kernels, and traffic between the two LANs."""
 
 import os
 import sys
@@ -9,9 +9,10 @@ import guest
 
 GATEWAYS = 2
 
-# Route tables as the two scripts of a device keep them. The tunnel comes up only after the program has asked for its
-# routes, and systemd-networkd drops the policy rules and routes that are none of its own when it starts: so the routes
-# have to wait for the tunnel's address. They stand behind the main table: the LAN is still reached through the tunnel.
+# Route tables as the two scripts of a device maintain them. The program asks for the routes before the tunnel
+# exists, and systemd-networkd removes foreign policy rules and routes when it starts, so the routes have to
+# wait for the tunnel's address. The rule comes after the main table: the LAN is still reached through the
+# tunnel.
 FLUSH_SCRIPT = """#!/bin/sh
 while ip rule del table "$1"; do :; done 2>/dev/null
 ip route flush table "$1"
@@ -24,7 +25,7 @@ ADD_SCRIPT = """#!/bin/sh
 } </dev/null >/dev/null 2>&1 &
 """
 
-# Every list of this site has two places: a run takes away the tunnels of the places that its list has.
+# Every list of this site has two entries: a run deletes the tunnels of exactly the positions in its list.
 NO_TUNNEL = {"enable": False}
 
 here = guest.Gateway()
@@ -45,7 +46,7 @@ def site(lan, outer, *tunnels):
 
 
 def tunnel(**changes):
-    """Returns this site's end of the tunnel with some settings changed."""
+    """Returns this site's end of the tunnel, with `changes`."""
     settings = {
         "enable": True,
         "name": "The other site",
@@ -86,7 +87,10 @@ def other_site():
 
 
 def setUpModule():
-    for path, script in (("/usr/bin/route_table_flush", FLUSH_SCRIPT), ("/usr/bin/route_table_add", ADD_SCRIPT)):
+    for path, script in (
+        ("/usr/bin/route_table_flush", FLUSH_SCRIPT),
+        ("/usr/bin/route_table_add", ADD_SCRIPT),
+    ):
         here.write(path, script)
         here.run("chmod", "+x", path)
     unittest.addModuleCleanup(there.close)
@@ -101,17 +105,14 @@ def packets_received(gateway, tunnel_name):
 
 
 def way_beyond_this_site():
-    """Returns who forwards what the other site's host sends to a network that this site does not know.
-
-    At most three forwarders are asked for.
-    """
+    """Returns the first three hops from the other site's host to a network that this site does not know."""
     trace = ("busybox", "traceroute", "-n", "-q", "1", "-w", "1", "-m", "3", "198.51.100.9")
     lines = there.run(*trace, namespace="lan0", check=False).stdout.splitlines()[1:]
     return [line.split()[1] for line in lines]
 
 
 class Tunnel(unittest.TestCase):
-    """A tunnel that stands second in the list, behind a disabled one."""
+    """A tunnel that is second in the list, after a disabled one."""
 
     @classmethod
     def setUpClass(cls):
@@ -124,7 +125,7 @@ class Tunnel(unittest.TestCase):
         self.assertEqual(device["linkinfo"]["info_data"]["local"], "203.0.113.1")
         self.assertEqual(device["linkinfo"]["info_data"]["remote"], "203.0.113.2")
         self.assertEqual(device["mtu"], 1400)
-        # It is bound to no other interface, and so does not come and go with one.
+        # It is not bound to another interface, so it does not come and go with one.
         self.assertIsNone(device["link"])
 
     def test_device_has_the_inner_address(self):
@@ -178,7 +179,7 @@ class TunnelChanges(unittest.TestCase):
         self.assertIsNone(here.route("192.168.2.0/24"))
         self.assertFalse(here.reaches("192.168.2.50", "lan0", timeout=1))
 
-    def test_changed_tunnel_is_made_anew(self):
+    def test_changed_tunnel_is_recreated(self):
         here.apply(this_site(tunnel(), NO_TUNNEL))
         self.assertTrue(guest.wait_until(lambda: here.route("10.40.0.9")))
         self.assertEqual(here.links()["gre-tun1"]["mtu"], 1400)
@@ -193,7 +194,7 @@ class TunnelChanges(unittest.TestCase):
 
 
 class TunnelOverTheCellularLink(unittest.TestCase):
-    """A tunnel from whatever address the operator gives to a far end in the operator's network."""
+    """A tunnel from the cellular address, whatever it is, to a far end in the operator's network."""
 
     FAR_END = "203.0.113.99"
 

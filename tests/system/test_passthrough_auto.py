@@ -1,4 +1,4 @@
-"""Automatic pass-through: the host behind the port holds the cellular address, or the fallback while there is no link."""
+"""Automatic pass-through: the host behind the port has the cellular address; the fallback without a link."""
 
 import os
 import sys
@@ -14,16 +14,18 @@ gateway = guest.Gateway()
 
 
 def connect(ipv4="10.64.1.2", operator="10.64.1.1"):
-    """Brings the link up; the operator's side also answers for the gateway of the cellular interface, as a modem does."""
+    """Brings the link up; like a modem, the operator also answers for the cellular interface's gateway."""
     gateway.connect_cellular(ipv4, 30, operator, beyond=(f"{BEYOND}/32", f"{DEVICE_GATEWAY}/32"))
 
 
 def default_routes():
-    return sorted((route["dev"], route.get("gateway", "")) for route in gateway.routes() if route["dst"] == "default")
+    return sorted(
+        (route["dev"], route.get("gateway", "")) for route in gateway.routes() if route["dst"] == "default"
+    )
 
 
 def neighbour(address, namespace):
-    """Returns the hardware address that a host believes to belong to `address`."""
+    """Returns the hardware address in the host's neighbour table for `address`, or None."""
     words = gateway.run("ip", "neighbour", "show", address, namespace=namespace).stdout.split()
     return words[words.index("lladdr") + 1] if "lladdr" in words else None
 
@@ -43,7 +45,7 @@ class AutomaticPassThrough(unittest.TestCase):
     def test_cellular_interface_has_an_address_of_its_own(self):
         self.assertEqual(gateway.addresses("wwan0"), ["169.125.7.209/24"])
 
-    def test_all_leaves_over_the_link_but_what_is_for_the_host(self):
+    def test_everything_but_the_hosts_network_is_routed_over_the_link(self):
         self.assertEqual(default_routes(), [("wwan0", ""), ("wwan0", DEVICE_GATEWAY)])
         self.assertEqual(gateway.route("10.64.1.0/30")["dev"], "eth1")
 
@@ -66,7 +68,7 @@ class AutomaticPassThrough(unittest.TestCase):
         self.assertTrue(gateway.reaches(BEYOND, "lan1"))
         self.assertEqual(neighbour("10.64.1.2", "operator"), gateway.links()["wwan0"]["address"])
 
-    def test_networkd_is_content(self):
+    def test_networkd_configures_every_interface_without_a_warning(self):
         for interface in ("eth0", "eth1", "wwan0"):
             with self.subTest(interface):
                 self.assertEqual(gateway.link_setup(interface), "configured")
@@ -74,7 +76,7 @@ class AutomaticPassThrough(unittest.TestCase):
 
 
 class LinkOfAutomaticPassThroughGoesAndComesBack(unittest.TestCase):
-    """As the link manager has it done each time: WWAN_APPLY, then DNSMASQ."""
+    """The link manager runs WWAN_APPLY, then DNSMASQ, each time."""
 
     def setUp(self):
         connect()

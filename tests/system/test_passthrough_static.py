@@ -18,7 +18,7 @@ CONFIG = {
             "network": {
                 "mode": "pass-through",
                 "protocol": "static",
-                # dnsmasq hands out only what lies in a network of the port.
+                # dnsmasq serves only addresses that are in a network of the port.
                 "ipv4": "10.64.1.100",
                 "netmask": 24,
                 "dhcp": {"enable": True, "leasetime": "5m", "secondary_leasetime": "3m"},
@@ -37,7 +37,7 @@ gateway = guest.Gateway()
 
 
 def connect():
-    """Brings the link up; the operator's side also answers for the gateway of the cellular interface, as a modem does."""
+    """Brings the link up; like a modem, the operator also answers for the cellular interface's gateway."""
     hosts = (BEYOND, IN_THE_CELLULAR_NETWORK, DEVICE_GATEWAY)
     gateway.connect_cellular("10.64.1.2", 24, "10.64.1.1", beyond=[f"{host}/32" for host in hosts])
 
@@ -69,7 +69,7 @@ class StaticPassThrough(unittest.TestCase):
         self.assertEqual((route["dev"], route["gateway"]), ("eth0", "10.64.1.2"))
 
     def test_route_script_leads_its_routes_over_the_link(self):
-        # WWAN_APPLY runs it too, but systemd-networkd may still be removing the routes that it does not know.
+        # WWAN_APPLY runs it too, but systemd-networkd may still be removing foreign routes then.
         gateway.run("ip", "route", "flush", "10.30.0.0/16")
         gateway.run("sh", ROUTE_SCRIPT)
         self.assertEqual(gateway.route("10.30.0.0/16")["dev"], "wwan0")
@@ -87,7 +87,7 @@ class StaticPassThrough(unittest.TestCase):
         self.assertTrue(gateway.reaches(BEYOND, "lan0"))
         self.assertTrue(gateway.reaches(IN_THE_CELLULAR_NETWORK, "lan0"))
 
-    def test_networkd_is_content(self):
+    def test_networkd_configures_every_interface_without_a_warning(self):
         for interface in ("eth0", "wwan0"):
             with self.subTest(interface):
                 self.assertEqual(gateway.link_setup(interface), "configured")

@@ -1,8 +1,7 @@
-"""WireGuard interfaces: systemd-networkd takes their units, and routes by them.
+"""WireGuard interfaces: systemd-networkd accepts their units and routes accordingly.
 
-This kernel makes no WireGuard device. That shows how far systemd-networkd comes with the device units: up to the kernel's
-refusal. For the network units, a device of another kind takes the tunnel's place. Traffic through a real tunnel:
-tests/system/wireguard/run.
+This kernel has no WireGuard, so the device units are read up to the kernel's refusal. For the network units,
+a dummy device replaces the tunnel. Traffic through a real tunnel: tests/system/wireguard/run.
 """
 
 import base64
@@ -23,12 +22,12 @@ gateway = guest.Gateway()
 
 
 def key(name):
-    """Returns a key: any 32 bytes are one."""
+    """Returns a key; any 32 bytes are valid."""
     return base64.b64encode(hashlib.sha256(name.encode()).digest()).decode()
 
 
 def network():
-    """Returns two tunnels with a disabled one between them; one of the first one's peers has no public key."""
+    """Returns two tunnels and a disabled one between them; a peer of the first has no public key."""
     first = {
         "enable": True,
         "local_addrs": "10.99.0.1/24",
@@ -58,7 +57,13 @@ def network():
     return {
         "wired": {"eth0": {"enable": True, "network": port}},
         "static_routes": [
-            {"enable": True, "interface": "eth0", "gateway": "192.168.1.254", "ipv4": "0.0.0.0", "netmask": 0},
+            {
+                "enable": True,
+                "interface": "eth0",
+                "gateway": "192.168.1.254",
+                "ipv4": "0.0.0.0",
+                "netmask": 0,
+            },
         ],
         "tunnels": {"wireguard": {"enable": True, "interfaces": [first, second, third]}},
     }
@@ -71,14 +76,14 @@ def setUpModule():
 
 
 def restart_networkd():
-    """Has systemd-networkd read the units; returns the mark from which its journal tells of this start."""
+    """Restarts systemd-networkd, which reads the units; returns the journal's mark before that."""
     start = gateway.journal_position()
     gateway.run("systemctl", "restart", "systemd-networkd")
     return start
 
 
 class Units(unittest.TestCase):
-    def test_networkd_takes_every_line_and_the_kernel_alone_refuses(self):
+    def test_networkd_accepts_every_line_and_only_the_kernel_refuses(self):
         gateway.run("wireguard_units")
         start = restart_networkd()
         refusals = [f"wg0: {REFUSED}", f"wg2: {REFUSED}"]
@@ -87,13 +92,13 @@ class Units(unittest.TestCase):
 
 
 class Routing(unittest.TestCase):
-    """The network units on stand-ins for the tunnels."""
+    """The network units, on dummy devices instead of tunnels."""
 
     @classmethod
     def setUpClass(cls):
         gateway.run("wireguard_units")
-        # Where a device unit names the kind, systemd-networkd leaves a link of another kind alone.
-        gateway.run("sh", "-c", f"rm {guest.UNIT_FOLDER}*-wireguard.netdev")
+        # With the device units, systemd-networkd would leave links of another kind alone.
+        gateway.run("sh", "-c", f"rm {guest.UNIT_DIRECTORY}*-wireguard.netdev")
         for name in ("wg0", "wg1", "wg2"):
             gateway.run("ip", "link", "add", name, "type", "dummy")
             cls.addClassCleanup(gateway.run, "ip", "link", "delete", name)
@@ -102,7 +107,7 @@ class Routing(unittest.TestCase):
             guest.wait_until(lambda name=name: gateway.link_setup(name) == "configured")
 
     def rules(self, family):
-        """Returns the policy rules without their order, which is systemd-networkd's: the units give no priorities."""
+        """Returns the policy rules without their order, which systemd-networkd chooses."""
         rules = json.loads(gateway.run("ip", "-json", family, "rule").stdout)
         own = [rule for rule in rules if rule.get("protocol") == "static"]
         kept = ("table", "not", "fwmark", "suppress_prefixlen")

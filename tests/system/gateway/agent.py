@@ -1,4 +1,4 @@
-"""Runs inside the gateway: plugs the cards in, then runs the one command that the gateway was started for."""
+"""Runs inside the gateway: sets up the cards, then runs the one command that the gateway was started for."""
 
 import json
 import os
@@ -44,7 +44,7 @@ def main(shared):
     install(task["files"])
     plug_in(task["cards"])
     environment = {**os.environ, **task["environment"]}
-    result = subprocess.run(task["command"], env=environment, cwd=task["folder"], check=False)
+    result = subprocess.run(task["command"], env=environment, cwd=task["directory"], check=False)
     with open(os.path.join(shared, "status"), "w", encoding="utf-8") as file:
         file.write(str(result.returncode))
         file.flush()

@@ -1,7 +1,8 @@
 """What a system test does with a gateway and with the hosts around it. Runs inside the gateway.
 
-A host is a network namespace: `lan0` behind eth0, `lan1` behind eth1, each holding a card of the namespace's own name;
-`operator` behind wwan0 once `connect_cellular` was called. `namespace=None` is the gateway itself.
+A host is a network namespace: `lan0` behind eth0, `lan1` behind eth1, each with a card of the same name as
+the namespace; `operator` behind wwan0 once `connect_cellular` has been called. `namespace=None` is the
+gateway itself.
 """
 
 import contextlib
@@ -14,14 +15,14 @@ import time
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 CONFIGURATION = "/etc/lanfab/network.json"
-UNIT_FOLDER = "/run/systemd/network/"
+UNIT_DIRECTORY = "/run/systemd/network/"
 SYSDB = "/var/run/sysdb.sqlite3"
 PRIORITIES = ("emerg", "alert", "crit", "err", "warning", "notice", "info", "debug")
 LONGEST_COMMAND = 40
 
 
 class CommandFailed(AssertionError):
-    """A command that had to succeed did not; the text holds all that it said."""
+    """A command that had to succeed failed; the text includes all its output."""
 
 
 def example(name):
@@ -31,12 +32,15 @@ def example(name):
 
 
 def terms(lease):
-    """Returns what counts of a lease: address and prefix length, router, DNS server, seconds; None for no lease."""
-    return lease and (f"{lease['ip']}/{lease['mask']}", lease.get("router"), lease.get("dns"), int(lease["lease"]))
+    """Returns a lease's terms: address and prefix length, router, DNS server, seconds. None for no lease."""
+    if not lease:
+        return None
+    address = f"{lease['ip']}/{lease['mask']}"
+    return address, lease.get("router"), lease.get("dns"), int(lease["lease"])
 
 
 def wait_until(condition, timeout=20, interval=0.1):
-    """Asks until `condition()` is true and returns that answer; after `timeout` seconds returns the last false one."""
+    """Polls `condition()` until it is true or `timeout` seconds have passed; returns its last result."""
     deadline = time.monotonic() + timeout
     while not (answer := condition()) and time.monotonic() < deadline:
         time.sleep(interval)
@@ -47,16 +51,20 @@ class Gateway:
     """The gateway that the test runs in."""
 
     def run(self, *command, namespace=None, check=True, stdin=""):
-        """Runs a command on the gateway, or on a host around it, and returns its `subprocess.CompletedProcess`."""
+        """Runs a command on the gateway or on a host around it; returns its `subprocess.CompletedProcess`."""
         if namespace:
             command = ("nsenter", f"--net=/run/netns/{namespace}", *command)
         result = self._execute([str(word) for word in command], stdin)
         if check and result.returncode != 0:
-            raise CommandFailed(f"{' '.join(result.args)}: status {result.returncode}\n{result.stdout}{result.stderr}")
+            raise CommandFailed(
+                f"{' '.join(result.args)}: status {result.returncode}\n{result.stdout}{result.stderr}"
+            )
         return result
 
     def _execute(self, command, stdin):
-        return subprocess.run(command, input=stdin, capture_output=True, text=True, timeout=LONGEST_COMMAND, check=False)
+        return subprocess.run(
+            command, input=stdin, capture_output=True, text=True, timeout=LONGEST_COMMAND, check=False
+        )
 
     # The program
 
@@ -69,7 +77,7 @@ class Gateway:
         self.write(CONFIGURATION, json.dumps(config, indent=2))
 
     def apply(self, config=None, *switches):
-        """Applies `config`, or what is configured already; fails when the program does."""
+        """Applies `config`, or the present configuration; fails if the program does."""
         if config is not None:
             self.configure(config)
         return self.run("cmd_lanfab", "apply", *switches)
@@ -93,19 +101,20 @@ class Gateway:
 
     def unit_files(self):
         """Returns the names of the unit files, in order."""
-        return self.run("ls", UNIT_FOLDER).stdout.split()
+        return self.run("ls", UNIT_DIRECTORY).stdout.split()
 
     def sysdb(self):
-        """Returns the system database as {(database, key): value}; the default database's name is the empty text."""
+        """Returns the system database as {(database, key): value}; the default database's name is ""."""
         query = (
             "import json,sqlite3,sys;"
-            "print(json.dumps(sqlite3.connect(sys.argv[1]).execute('select database, key, value from entries').fetchall()))"
+            "rows=sqlite3.connect(sys.argv[1]).execute('select database, key, value from entries');"
+            "print(json.dumps(rows.fetchall()))"
         )
         rows = json.loads(self.run("python3", "-c", query, SYSDB).stdout)
         return {(database, key): value for database, key, value in rows}
 
     def set_sysdb(self, key, value, database=""):
-        """Writes one value as another program of the device would."""
+        """Writes one value, as another program of the device would."""
         statement = (
             "import sqlite3,sys;"
             "connection=sqlite3.connect(sys.argv[1]);"
@@ -122,21 +131,21 @@ class Gateway:
         return json.loads(self.run("ip", "-json", *arguments, namespace=namespace).stdout or "[]")
 
     def links(self, namespace=None):
-        """Returns {name: what `ip -details link` tells of it}."""
+        """Returns {name: the object that `ip -json -details link` reports for it}."""
         return {link["ifname"]: link for link in self._ip("-details", "link", "show", namespace=namespace)}
 
     def link_names(self, namespace=None):
         return sorted(self.links(namespace))
 
     def addresses(self, ifname, namespace=None):
-        """Returns the IPv4 addresses of an interface as texts like "192.168.1.1/24"; none for a missing interface."""
+        """Returns an interface's IPv4 addresses, such as "192.168.1.1/24"; an empty list if it is missing."""
         if ifname not in self.links(namespace):
             return []
         (link,) = self._ip("-4", "address", "show", "dev", ifname, namespace=namespace) or [{}]
         return [f"{info['local']}/{info['prefixlen']}" for info in link.get("addr_info", [])]
 
     def routes(self, namespace=None, table="main"):
-        """Returns the IPv4 routes of a table as `ip -json route` tells them ("dst", "dev", "gateway", "metric", ...)."""
+        """Returns a table's IPv4 routes as `ip -json route` reports them ("dst", "dev", "gateway", ...)."""
         return self._ip("-4", "route", "show", "table", table, namespace=namespace)
 
     def route(self, destination, namespace=None, table="main"):
@@ -152,15 +161,17 @@ class Gateway:
         return self.run("systemctl", "is-active", "--quiet", service, check=False).returncode == 0
 
     def wait_for_address(self, ifname, address, namespace=None, timeout=20):
-        """Waits until the interface holds the address; returns whether it came."""
+        """Waits until the interface has the address; returns whether it does."""
         return wait_until(lambda: address in self.addresses(ifname, namespace), timeout)
 
     def _journal(self, *match, since=None):
-        """Returns the entries that match, those after the mark `since` when there is one."""
+        """Returns the entries that match; with the mark `since`, only those after it."""
         self.run("journalctl", "--sync")
-        # --after-cursor would leave out the first of them whenever the marked entry is none that matches.
+        # --after-cursor would skip the first match if the marked entry itself does not match.
         mark = [f"--cursor={since}"] if since else []
-        lines = self.run("journalctl", "--output=json", "--no-pager", "--quiet", *mark, *match).stdout.splitlines()
+        lines = self.run(
+            "journalctl", "--output=json", "--no-pager", "--quiet", *mark, *match
+        ).stdout.splitlines()
         return [entry for entry in map(json.loads, lines) if entry["__CURSOR"] != since]
 
     def journal_position(self):
@@ -174,46 +185,48 @@ class Gateway:
         return [(PRIORITIES[int(entry["PRIORITY"])], entry["MESSAGE"]) for entry in entries]
 
     def networkd_warnings(self, since=None):
-        """Returns all that systemd-networkd (it runs with debug logging) said at priority warning or worse."""
+        """Returns systemd-networkd's messages (it runs with debug logging) of priority warning or worse."""
         entries = self._journal("_SYSTEMD_UNIT=systemd-networkd.service", "--priority=warning", since=since)
         return [entry["MESSAGE"] for entry in entries]
 
     def networkd_complaints(self, since=None):
-        """Returns what systemd-networkd did not accept in the unit files."""
-        return [message for message in self.networkd_warnings(since) if UNIT_FOLDER in message]
+        """Returns systemd-networkd's warnings about the unit files."""
+        return [message for message in self.networkd_warnings(since) if UNIT_DIRECTORY in message]
 
     def link_setup(self, ifname):
-        """Returns how far systemd-networkd is with an interface: "configured", "configuring", "failed", "unmanaged"."""
+        """Returns the setup state of an interface: "configured", "configuring", "failed" or "unmanaged"."""
         links = json.loads(self.run("networkctl", "--json=short", "list").stdout)["Interfaces"]
         return next((link["AdministrativeState"] for link in links if link["Name"] == ifname), None)
 
     def wait_for_setup(self, *ifnames, timeout=30):
-        """Waits until systemd-networkd, since it was started last, has finished with the interfaces; returns whether it has.
+        """Waits until systemd-networkd, once restarted, has configured the interfaces; returns whether it did.
 
-        An address that is there may be one from before: a restarted systemd-networkd removes it and adds it again.
+        An address alone may be an old one: a restarted systemd-networkd removes it and adds it again.
         """
         return wait_until(lambda: all(self.link_setup(ifname) == "configured" for ifname in ifnames), timeout)
 
     # The hosts around
 
     def reaches(self, address, namespace=None, timeout=10):
-        """Tells whether an echo request to `address` is answered; asks again until `timeout`."""
+        """Returns whether `address` answers an echo request; tries again until `timeout`."""
         ping = ("busybox", "ping", "-c", "1", "-W", "1", address)
         return wait_until(lambda: self.run(*ping, namespace=namespace, check=False).returncode == 0, timeout)
 
     def resolve(self, name, server, namespace=None):
-        """Returns the IPv4 addresses that the DNS server gives for a name; none when it gives none."""
-        answer = self.run("busybox", "nslookup", "-type=a", name, server, namespace=namespace, check=False).stdout
+        """Returns the IPv4 addresses that the DNS server gives for a name, or an empty list."""
+        answer = self.run(
+            "busybox", "nslookup", "-type=a", name, server, namespace=namespace, check=False
+        ).stdout
         _, _, records = answer.partition("\n\n")
         return [line.split()[-1] for line in records.splitlines() if line.startswith("Address")]
 
     def dhcp_lease(self, namespace, ifname=None, hwaddr=None, vlan=None, request=None, seconds=8):
-        """Asks for a lease with busybox's udhcpc, lets the host use it and returns what the server sent, or None.
+        """Asks for a lease with busybox's udhcpc, configures the host with it and returns it, or None.
 
-        `hwaddr` first gives the card (or the VLAN interface) that hardware address; `vlan` asks on that VLAN of the
-        card, the interface being made; `request` asks for that address. The keys are udhcpc's: "ip", "mask" (a prefix
-        length), "subnet", "router", "dns", "lease" (seconds), "serverid", "interface". (A server that first
-        makes sure that nobody holds the address, as dnsmasq does, takes three seconds for it.)
+        `hwaddr` first gives the card (or the VLAN interface) that hardware address; `vlan` asks on that VLAN
+        of the card, whose interface is created as needed; `request` asks for that address. The keys are
+        udhcpc's: "ip", "mask" (a prefix length), "subnet", "router", "dns", "lease" (seconds), "serverid",
+        "interface". dnsmasq takes three seconds to check that an address is free before it offers it.
         """
         ifname = ifname or namespace
         if vlan is not None:
@@ -230,15 +243,16 @@ class Gateway:
         return dict(line.split("=", 1) for line in result.stdout.splitlines() if "=" in line)
 
     def add_vlan(self, namespace, parent, vlan):
-        """Gives a host a VLAN interface on its card, unless it has it; returns the interface's name."""
+        """Gives a host a VLAN interface on its card, unless it has one; returns the interface's name."""
         name = f"{parent}.{vlan}"
         if name not in self.links(namespace):
-            self.run("ip", "link", "add", "link", parent, "name", name, "type", "vlan", "id", vlan, namespace=namespace)
+            vlan_link = ("link", parent, "name", name, "type", "vlan", "id", vlan)
+            self.run("ip", "link", "add", *vlan_link, namespace=namespace)
             self.run("ip", "link", "set", name, "up", namespace=namespace)
         return name
 
     def set_host_address(self, namespace, address, gateway=None, ifname=None):
-        """Gives a host exactly one address by hand, and a default route when a gateway is named."""
+        """Gives a host this one static address and, with `gateway`, a default route."""
         ifname = ifname or namespace
         self.run("ip", "address", "flush", "dev", ifname, namespace=namespace)
         self.run("ip", "address", "add", address, "dev", ifname, namespace=namespace)
@@ -250,7 +264,7 @@ class Gateway:
         self.run("ip", "link", "set", "lo", "up", namespace=name)
 
     def start_host_dnsmasq(self, namespace, *options):
-        """Makes a host serve DHCP or DNS, as a dnsmasq with these options alone does, until `stop_host_dnsmasq`."""
+        """Starts a dnsmasq with these options alone on a host; it runs until `stop_host_dnsmasq`."""
         own = f"/run/dnsmasq-{namespace}"
         alone = ("--conf-file=/dev/null", "--no-hosts", "--no-resolv", "--user=root")
         files = (f"--pid-file={own}.pid", f"--dhcp-leasefile={own}.leases")
@@ -259,35 +273,50 @@ class Gateway:
     def stop_host_dnsmasq(self, namespace):
         self.run("sh", "-c", 'kill "$(cat "$1")"', "sh", f"/run/dnsmasq-{namespace}.pid")
 
-    def connect_cellular(self, ipv4="10.64.1.2", prefix=30, gateway="10.64.1.1", mtu="1430", dns=("10.64.1.1",), beyond=()):
-        """Brings up a cellular link as the device's link manager does, with the operator's side in namespace `operator`.
+    def connect_cellular(
+        self, ipv4="10.64.1.2", prefix=30, gateway="10.64.1.1", mtu="1430", dns=("10.64.1.1",), beyond=()
+    ):
+        """Brings up a cellular link to the namespace `operator`, as the device's link manager does.
 
-        `wwan0` is made when it is missing and its values are published; the unit is the program's to write. `beyond`
-        are addresses of hosts behind the operator ("203.0.113.9/32"). Returns nothing.
+        Creates `wwan0` if necessary and publishes its values; its unit is for the program to write. `beyond`
+        are the addresses of hosts behind the operator, such as "203.0.113.9/32".
         """
         if "wwan0" not in self.links():
             self.add_namespace("operator")
-            self.run("ip", "link", "add", "wwan0", "type", "veth", "peer", "name", "wwan", "netns", "operator")
+            self.run(
+                "ip", "link", "add", "wwan0", "type", "veth", "peer", "name", "wwan", "netns", "operator"
+            )
             self.run("ip", "link", "set", "wwan", "up", namespace="operator")
         self.set_host_address("operator", f"{gateway}/{prefix}", ifname="wwan")
         for address in beyond:
             self.run("ip", "address", "replace", address, "dev", "lo", namespace="operator")
         netmask = ipaddress.ip_network(f"0.0.0.0/{prefix}").netmask
-        values = {"intf": "wwan0", "ipv4": ipv4, "cidr": prefix, "netmask": netmask, "gw": gateway, "mtu": mtu}
+        values = {
+            "intf": "wwan0",
+            "ipv4": ipv4,
+            "cidr": prefix,
+            "netmask": netmask,
+            "gw": gateway,
+            "mtu": mtu,
+        }
         values.update({f"dns{number}": server for number, server in enumerate(dns, start=1)})
         for name, value in values.items():
             self.write(f"/var/run/wwan_{name}", f"{value}\n")
         self.set_sysdb("CELL_CONNECTED", "1")
 
     def disconnect_cellular(self):
-        """Takes the cellular values back; the interface stays, as it does on the device."""
-        self.run("sh", "-c", "rm -f /var/run/wwan_intf /var/run/wwan_ipv4 /var/run/wwan_cidr /var/run/wwan_netmask "
-                 "/var/run/wwan_gw /var/run/wwan_mtu /var/run/wwan_dns1 /var/run/wwan_dns2")
+        """Removes the published cellular values; the interface stays, as it does on the device."""
+        self.run(
+            "sh",
+            "-c",
+            "rm -f /var/run/wwan_intf /var/run/wwan_ipv4 /var/run/wwan_cidr /var/run/wwan_netmask "
+            "/var/run/wwan_gw /var/run/wwan_mtu /var/run/wwan_dns1 /var/run/wwan_dns2",
+        )
         self.set_sysdb("CELL_CONNECTED", "0")
 
 
 class OtherGateway(Gateway):
-    """The second gateway of a test that was launched with two: the same operations, carried out over there."""
+    """The second gateway of a test that was launched with two: the same operations, executed there."""
 
     def __init__(self):
         self.connection = None
@@ -306,7 +335,7 @@ class OtherGateway(Gateway):
 
     @staticmethod
     def _connect():
-        """Returns a connection that answered a first request, or None while the other gateway is still booting."""
+        """Returns a connection that has answered a request; None while the other gateway is booting."""
         link = subprocess.Popen(
             ["nsenter", "--net=/run/netns/control", "busybox", "nc", "198.18.0.2", "7000"],
             stdin=subprocess.PIPE,
@@ -324,13 +353,13 @@ class OtherGateway(Gateway):
         return None
 
     def close(self):
-        """Gives the connection up; the next command makes a new one."""
+        """Closes the connection; the next command makes a new one."""
         if self.connection is not None:
             self.connection.communicate()
             self.connection = None
 
 
 def fail_unless_inside():
-    """Ends the program when it does not run in a gateway: a test must not touch the machine."""
+    """Exits unless the program runs in a gateway: a test must not touch the machine."""
     if os.uname().nodename != "gateway" or not os.path.isdir("/run/netns"):
         sys.exit("This runs inside a gateway: use tests/system/run.")

@@ -1,4 +1,4 @@
-"""Shows what one run of cmd_lanfab makes of the configuration: runs inside a gateway, for scripts/demo."""
+"""Shows what one run of cmd_lanfab does with the configuration. Runs inside a gateway, for scripts/demo."""
 
 import ipaddress
 import json
@@ -9,7 +9,7 @@ import guest
 
 HOSTS = {"eth0": "lan0", "eth1": "lan1"}
 FILES = (
-    guest.UNIT_FOLDER,
+    guest.UNIT_DIRECTORY,
     "/var/run/dnsmasq.conf",
     "/var/run/hosts",
     "/var/run/resolv.conf",
@@ -68,7 +68,7 @@ def show_files():
 
 
 class Network:
-    """A network of the gateway's own: a port or a VLAN of it, with the host behind the port."""
+    """One of the gateway's networks: a port, or a VLAN of the port, and the host behind it."""
 
     def __init__(self, name, settings, host, vlan=None):
         self.name = name
@@ -105,7 +105,9 @@ def show_kernel(networks):
 def show_host(network, names):
     print(style("1", f"A host behind {network.name}"))
     connect(network)
-    answer(f"reaches the gateway at {network.gateway}", gateway.reaches(network.gateway, network.host, timeout=5))
+    answer(
+        f"reaches the gateway at {network.gateway}", gateway.reaches(network.gateway, network.host, timeout=5)
+    )
     for name in names:
         found = gateway.resolve(name, network.gateway, network.host)
         answer(f"asks the gateway for the name {name}: {', '.join(found) or 'no answer'}", found)
@@ -113,7 +115,7 @@ def show_host(network, names):
 
 
 def connect(network):
-    """Gives the host an address: by DHCP where the gateway offers that, otherwise the one after the gateway's."""
+    """Gives the host an address: by DHCP if the gateway serves it, otherwise the one after the gateway's."""
     if network.serves_addresses:
         lease = gateway.dhcp_lease(network.host, vlan=network.vlan)
         answer("asks for an address by DHCP", lease)
@@ -121,10 +123,12 @@ def connect(network):
             print(f"         {lease['ip']}/{lease['mask']} for {lease['lease']} s from {lease['serverid']},")
             print(f"         router {lease.get('router', '(none)')}, DNS server {lease.get('dns', '(none)')}")
             return
-    ifname = network.host if network.vlan is None else gateway.add_vlan(network.host, network.host, network.vlan)
+    ifname = (
+        network.host if network.vlan is None else gateway.add_vlan(network.host, network.host, network.vlan)
+    )
     own = ipaddress.ip_interface(f"{network.address.ip + 1}/{network.address.network.prefixlen}")
     gateway.set_host_address(network.host, str(own), network.gateway, ifname)
-    print(f"         has the address {own}, set by hand")
+    print(f"         has the static address {own}")
 
 
 def answer(text, good):
@@ -132,7 +136,7 @@ def answer(text, good):
 
 
 def show_way_through(networks):
-    """Shows whether the gateway forwards from the host behind the first port to the host behind the second."""
+    """Shows whether the host behind the first port reaches the host behind the second."""
     ports = [network for network in networks if network.vlan is None]
     if len(ports) < 2:
         return
