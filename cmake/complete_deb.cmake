@@ -1,4 +1,4 @@
-# Run by CPack on what it is about to pack: adds what Debian expects of a package and an image has no use for.
+# CPack runs this on the files to be packed, to add what Debian expects in a package and an image does not.
 set(usr ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/usr)
 set(doc ${usr}/share/doc/${CPACK_PACKAGE_NAME})
 file(COPY ${CPACK_LANFAB_DEBIAN_FILES}/copyright ${CPACK_LANFAB_DEBIAN_FILES}/changelog DESTINATION ${doc})

@@ -1,17 +1,17 @@
-# What is installed where, and the Debian package.
+# What is installed and where, and the Debian package.
 set(packaging ${PROJECT_SOURCE_DIR}/packaging)
 set(debian ${packaging}/debian)
 set(unit_dir lib/systemd/system)
 
 install(TARGETS cmd_lanfab RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 
-# The service names the program by the prefix that is known only now: `cmake --install --prefix` may change it.
+# Generated at installation: the service contains the program's path, which `cmake --install --prefix` sets.
 install(CODE "
   cmake_path(APPEND LANFAB_PROGRAM \"\${CMAKE_INSTALL_PREFIX}\" ${CMAKE_INSTALL_BINDIR} cmd_lanfab)
   configure_file(${packaging}/lanfab.service.in ${PROJECT_BINARY_DIR}/lanfab.service @ONLY)")
 install(FILES ${PROJECT_BINARY_DIR}/lanfab.service DESTINATION ${unit_dir})
 if(LANFAB_PLATFORM STREQUAL "host")
-  # Only the stand-in has its configuration in a file.
+  # Only the host platform keeps its configuration in a file.
   install(FILES ${packaging}/lanfab.service.configured.conf DESTINATION ${unit_dir}/lanfab.service.d
     RENAME configured.conf)
 endif()
@@ -29,7 +29,7 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "network configuration of a gateway for sy
 set(CPACK_PACKAGE_DESCRIPTION "Turns one JSON object into the units of systemd-networkd and the files of
  dnsmasq, undoes what the previous run left in the kernel and restarts both
  services.")
-# With DESTDIR, so that the service names the program's final place.
+# With DESTDIR, so that the service contains the program's final path.
 set(CPACK_SET_DESTDIR ON)
 set(CPACK_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
@@ -41,7 +41,7 @@ set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 set(CPACK_DEBIAN_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${debian}/postinst ${debian}/prerm ${debian}/postrm)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-# By hand, because the tool that finds the libraries' packages knows only those of the building machine.
+# Written by hand: dpkg-shlibdeps knows only the packages of the build machine.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6 (>= 2.34), libgcc-s1 (>= 3.3.1), libjsoncpp25 (>= 1.9.5), \
 libsqlite3-0 (>= 3.5.9), libstdc++6 (>= 11), dnsmasq, iproute2, systemd")
 if(CMAKE_SYSTEM_PROCESSOR STREQUAL "armv7l")

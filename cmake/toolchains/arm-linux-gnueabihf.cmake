@@ -1,4 +1,4 @@
-# 32-bit ARM with Debian's cross compiler and the sysroot that scripts/make-arm-sysroot lays into build/.
+# 32-bit ARM with Debian's cross compiler and the sysroot that scripts/make-arm-sysroot creates in build/.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR armv7l)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)

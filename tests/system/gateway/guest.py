@@ -199,7 +199,7 @@ class Gateway:
         return next((link["AdministrativeState"] for link in links if link["Name"] == ifname), None)
 
     def wait_for_setup(self, *ifnames, timeout=30):
-        """Waits until systemd-networkd, once restarted, has configured the interfaces; returns whether it did.
+        """Waits until systemd-networkd, once restarted, has set up the interfaces; returns whether it did.
 
         An address alone may be an old one: a restarted systemd-networkd removes it and adds it again.
         """
