@@ -40,14 +40,6 @@ bool is_eth_interface_dhcp_enabled(const NetworkContext* ctx, const char* ifname
   return protocol == "static" && is_true(ctx->config, network + ".dhcp.enable");
 }
 
-std::string wired_network_path(const std::string& ifname) {
-  return "wired." + ifname + ".network";
-}
-
-std::string access_point_network_path(const std::string& ifname) {
-  return "wireless.wifi." + ifname + ".ap.network";
-}
-
 std::string bridge_primary_network_path(const NetworkContext* ctx) {
   const std::string& primary = ctx->bridge_primary_interface;
   const bool is_wired = primary.find("eth") != std::string::npos;

@@ -24,10 +24,6 @@ bool is_wlan_ap_dhcp_enabled(const NetworkContext* ctx, const char* ifname);
 // Whether the port serves DHCP: only one with a static address does.
 bool is_eth_interface_dhcp_enabled(const NetworkContext* ctx, const char* ifname);
 
-// The dotted paths of the "network" object of a wired port and of an access point.
-std::string wired_network_path(const std::string& ifname);
-std::string access_point_network_path(const std::string& ifname);
-
 // Stores in `path` the dotted path of the interface's "network" object: that of a wired port, of an access
 // point, or, for the bridge, of its primary member. Returns 0, or -1 for any other name, `path` left alone.
 int get_interface_network_node(const NetworkContext* ctx, const char* ifname, std::string& path);

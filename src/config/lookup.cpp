@@ -3,6 +3,14 @@
 #include "platform/libcmd.h"
 #include "util/json_path.h"
 
+std::string wired_network_path(const std::string& ifname) {
+  return "wired." + ifname + ".network";
+}
+
+std::string access_point_network_path(const std::string& ifname) {
+  return "wireless.wifi." + ifname + ".ap.network";
+}
+
 bool is_true(const Json::Value& object, const std::string& path) {
   bool value = false;
   return config_get_bool(object, &value, path) && value;

@@ -8,6 +8,10 @@
 
 #include <string>
 
+// The dotted paths of the "network" object of a wired port and of an access point.
+std::string wired_network_path(const std::string& ifname);
+std::string access_point_network_path(const std::string& ifname);
+
 // Whether the boolean at the dotted `path` below `object` exists and is true.
 bool is_true(const Json::Value& object, const std::string& path);
 
@@ -27,8 +31,8 @@ bool looks_like_address(const std::string& text);
 // Whether an element of a list of names has a text: every value has but an array and an object.
 bool has_text(const Json::Value& value);
 
-// Its text: a string as it is, a number or a truth value as JSON writes it, null as the empty text. Empty for a value
-// that has no text.
+// Its text: a string as it is, a number or a truth value as JSON writes it, null as the empty text. Empty for
+// a value that has no text.
 std::string text_of(const Json::Value& value);
 
 // The object at the dotted `path` below `object`, read in place; null when it is missing.

@@ -4,7 +4,6 @@
 
 #include <cstdio>
 
-#include "config/interface_queries.h"
 #include "config/lookup.h"
 #include "driver/undo.h"
 #include "platform/libcmd.h"

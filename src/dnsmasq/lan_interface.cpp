@@ -5,6 +5,7 @@
 #include <string>
 
 #include "config/interface_queries.h"
+#include "config/lookup.h"
 #include "dnsmasq/dhcp_relay.h"
 #include "dnsmasq/dhcp_server.h"
 #include "dnsmasq/hosts.h"

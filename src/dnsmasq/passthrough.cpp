@@ -4,7 +4,6 @@
 
 #include <string>
 
-#include "config/interface_queries.h"
 #include "config/lookup.h"
 #include "config/secondary_pair.h"
 #include "config/wwan_state.h"

@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <string>
 
-#include "config/interface_queries.h"
 #include "config/lookup.h"
 #include "config/secondary_pair.h"
 #include "config/wwan_state.h"

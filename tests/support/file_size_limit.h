@@ -1,6 +1,7 @@
 #pragma once
 
-// A disk that is full: while it lives, no file of this process grows beyond `bytes`. What fits is still written.
+// A disk that is full: while it lives, no file of this process grows beyond `bytes`. What fits is still
+// written.
 
 #include <sys/resource.h>
 

@@ -17,7 +17,8 @@ constexpr std::string_view kShellCharacters = " \t|&;<>()$`\\\"'*?[]#~=%{}!^";
 
 namespace {
 
-// Where the walk through the configuration is: at the root, or at a member of an object or an element of a list.
+// Where the walk through the configuration is: at the root, or at a member of an object or an element of a
+// list.
 struct Place {
   const Place* parent;   // null for the root
   std::string_view key;  // of a member
@@ -90,8 +91,8 @@ static std::string join(const std::string& path, const std::string& key) {
   return path.empty() ? key : path + "." + key;
 }
 
-// The path of the place, as a reader writes it: static_routes[2].gateway. A key that is refused is quoted, its odd
-// characters escaped.
+// The path of the place, as a reader writes it: static_routes[2].gateway. A key that is refused is quoted,
+// its odd characters escaped.
 static std::string path_of(const Place& place) {
   if (place.parent == nullptr) return "";
   const std::string parent = path_of(*place.parent);

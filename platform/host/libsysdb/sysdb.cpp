@@ -40,8 +40,8 @@ static sqlite3* open_database(const std::string& path, int flags) {
   return database;
 }
 
-// The connection to the file that the environment names; it ends with the process, or when another file is named. Null
-// when the file is missing and `create_flag` is 0, or when it cannot be opened.
+// The connection to the file that the environment names; it ends with the process, or when another file is
+// named. Null when the file is missing and `create_flag` is 0, or when it cannot be opened.
 static sqlite3* connection(int create_flag) {
   static sqlite3* database = nullptr;
   static std::string open_path;
