@@ -5,31 +5,17 @@ The gateway's own boot stops before multi-user.target; `boot` does the rest, as 
 
 import json
 import os
+import re
+import shlex
 import sys
 import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gateway"))
 import guest
+import package
 
 PACKAGE = "/root/lanfab.deb"
-# Debian's dnsmasq.service, except that every command fails: the package's drop-in must replace them.
-DNSMASQ_SERVICE = """[Unit]
-Requires=network.target
-Wants=nss-lookup.target
-Before=nss-lookup.target
-After=network.target
-
-[Service]
-Type=forking
-PIDFile=/run/dnsmasq/dnsmasq.pid
-ExecStartPre=/bin/false
-ExecStart=/bin/false
-ExecStartPost=/bin/false
-ExecStop=/bin/false
-
-[Install]
-WantedBy=multi-user.target
-"""
+DNSMASQ_CONF = "/var/run/dnsmasq.conf"
 NETWORK = {
     "wired": {
         "eth0": {
@@ -65,16 +51,6 @@ def moved_network():
     return network
 
 
-def install():
-    # The gateway has the machine's programs, but its package database is empty.
-    gateway.run(
-        "mkdir", "-p", "/var/lib/dpkg/info", "/var/lib/dpkg/updates", "/var/lib/dpkg/triggers", "/var/log"
-    )
-    gateway.write("/var/lib/dpkg/status", "")
-    gateway.run("rm", "-rf", "/var/volatile", "/var/data")
-    gateway.run("dpkg", "--force-depends", "--install", PACKAGE)
-
-
 def shut_down():
     """Undoes what a boot and the runs of the program did, to the state before a boot."""
     services = ("lanfab", "dnsmasq", "systemd-networkd.socket", "systemd-networkd")
@@ -92,15 +68,20 @@ def boot():
     gateway.run("systemctl", "start", "multi-user.target")
 
 
+def dnsmasq_guard():
+    """Returns the first command that the drop-in has systemd run before dnsmasq."""
+    drop_in = gateway.read("/lib/systemd/system/dnsmasq.service.d/lanfab.conf").replace("\\\n", " ")
+    commands = re.findall("^ExecStartPre=(.+)$", drop_in, re.MULTILINE)
+    return shlex.split(commands[0])
+
+
 def runs():
     """Returns how often the program has run."""
     return [message for _, message in gateway.syslog()].count("cmd_lanfab start")
 
 
 def setUpModule():
-    install()
-    gateway.write("/etc/systemd/system/dnsmasq.service", DNSMASQ_SERVICE)
-    gateway.run("systemctl", "daemon-reload")
+    package.install(gateway, PACKAGE)
     gateway.run("systemctl", "enable", "dnsmasq")
 
 
@@ -178,10 +159,43 @@ class Package(unittest.TestCase):
                     f"{mode} root:root directory\n",
                 )
 
+    def test_dnsmasq_refuses_a_file_without_its_last_line(self):
+        gateway.configure(NETWORK)
+        boot()
+        whole = gateway.read(DNSMASQ_CONF)
+        last_line = whole.rstrip().rindex("\n") + 1
+        reason = f"{DNSMASQ_CONF} is not whole, its last line is missing: dnsmasq does not start"
+        for end in (0, last_line, len(whole.rstrip()) - 1):
+            with self.subTest(f"the first {end} of {len(whole)} characters"):
+                gateway.write(DNSMASQ_CONF, whole[:end])
+                start = gateway.journal_position()
+                restart = gateway.run("systemctl", "restart", "dnsmasq", check=False)
+                self.assertNotEqual(restart.returncode, 0)
+                self.assertEqual(gateway.run("systemctl", "is-failed", "dnsmasq").stdout, "failed\n")
+                self.assertEqual([message for _, message in gateway.syslog(start, "sh")], [reason])
+        gateway.write(DNSMASQ_CONF, whole)
+        gateway.run("systemctl", "restart", "dnsmasq")
+        self.assertTrue(gateway.service_active("dnsmasq"))
+
+    def test_guard_of_dnsmasq_lets_only_a_whole_file_through(self):
+        gateway.configure(NETWORK)
+        boot()
+        whole = gateway.read(DNSMASQ_CONF)
+        last_line = whole.rstrip().rindex("\n") + 1
+        line_ends = [end for end in range(last_line) if whole[:end].endswith("\n")]
+        ends = [0, *line_ends, *range(last_line, len(whole) + 1)]
+        guard = dnsmasq_guard()
+        for end in ends:
+            gateway.write(DNSMASQ_CONF, whole[:end])
+            passed = gateway.run(*guard, check=False).returncode == 0
+            # The line ends that follow it are no part of the directive.
+            expected = end >= len(whole.rstrip())
+            self.assertEqual(passed, expected, f"the first {end} of {len(whole)} characters")
+
     def test_purged_package_keeps_the_network_and_the_configuration(self):
         gateway.configure(NETWORK)
         boot()
-        self.addCleanup(install)
+        self.addCleanup(package.install, gateway, PACKAGE)
         gateway.run("dpkg", "--purge", "lanfab")
         self.assertTrue(gateway.service_active("systemd-networkd"))
         self.assertTrue(gateway.wait_for_address("eth0", "192.168.1.1/24"))
