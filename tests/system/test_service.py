@@ -1,0 +1,132 @@
+"""The service with the package's confinement sets up what the program sets up without."""
+
+import json
+import os
+import sys
+import unittest
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gateway"))
+import guest
+import package
+
+PACKAGE = "/root/lanfab.deb"
+# Eleven runs, each with all that systemd-networkd makes of it.
+TIME_LIMIT = 500
+
+UNIT = "/lib/systemd/system/lanfab.service"
+# Ten times what systemd-analyze calls the exposure level. Who loosens the service says why there, and raises
+# it here.
+EXPOSURE = 23
+# An address and its interface that show that the example is in effect.
+EXAMPLES = {
+    "router": ("eth0.100", "192.168.100.1/24"),
+    "bridge-wifi": ("br-lan", "192.168.1.1/24"),
+    "cellular-router": ("wwan0", "10.64.1.2/30"),
+    "passthrough": ("eth1", "10.64.1.1/30"),
+    "tunnels": ("gre-tun2", "10.255.2.2/30"),
+}
+DIRECTORIES = ("/run", "/run/systemd/network", "/var/volatile/qel", "/var/volatile/qel/.wwan_unit_backup")
+NOT_THE_PROGRAMS = ("dnsmasq.pid", "dnsmasq.leases", "sysdb.sqlite3")
+# systemd-networkd, when it starts, drops routes and rules that it does not know: the script records that they
+# were set.
+DEVICE_SCRIPTS = {
+    "route_table_flush": 'ip rule del table "$1" 2>/dev/null; ip route flush table "$1"',
+    "route_table_add": """{
+  ip route replace unreachable default table "$1"
+  ip rule add priority 40000 iif "$2" table "$1"
+  ip route show table "$1"
+  ip rule show
+} >"/run/route_table_$1" 2>&1""",
+}
+
+gateway = guest.Gateway()
+
+
+def setUpModule():
+    package.install(gateway, PACKAGE)
+    for name, commands in DEVICE_SCRIPTS.items():
+        gateway.write(f"/usr/bin/{name}", f"#!/bin/sh\n{commands}\n")
+        gateway.run("chmod", "+x", f"/usr/bin/{name}")
+    gateway.connect_cellular()
+
+
+def files():
+    """Returns {path: (mode, owner, group, text)} of what the program writes, and the database's entries."""
+    found = {"sysdb": gateway.sysdb()}
+    for directory in DIRECTORIES:
+        for entry in os.scandir(directory):
+            if entry.is_file() and entry.name not in NOT_THE_PROGRAMS:
+                status = entry.stat()
+                rights = (oct(status.st_mode), status.st_uid, status.st_gid)
+                found[entry.path] = (*rights, gateway.read(entry.path))
+    return found
+
+
+def network():
+    """Returns what the kernel knows: interfaces, addresses, routes, rules, and where it forwards."""
+    links = {
+        name: (link["operstate"], link["mtu"], link.get("master")) for name, link in gateway.links().items()
+    }
+    told = {
+        "addresses": ("ip", "-brief", "-4", "address"),
+        "routes": ("ip", "-4", "route", "show", "table", "all"),
+        "rules": ("ip", "rule"),
+        "forwarding": ("sh", "-c", "grep . /proc/sys/net/ipv[46]/conf/*/forwarding"),
+    }
+    lines = {name: sorted(gateway.run(*command).stdout.splitlines()) for name, command in told.items()}
+    return {"links": links, **lines}
+
+
+def settled(ifname, address):
+    """Whether systemd-networkd is done; on wwan0 it goes on to wait for an IPv6 router, and there is none."""
+    listed = json.loads(gateway.run("networkctl", "--json=short", "list").stdout)["Interfaces"]
+    states = {link["AdministrativeState"] for link in listed if link["Name"] != "wwan0"}
+    wwan_routes = (route for route in gateway.routes() if route["dev"] == "wwan0")
+    return states <= {"configured", "unmanaged"} and address in gateway.addresses(ifname) and any(wwan_routes)
+
+
+def restore_mtu():
+    """Takes back what pass-through leaves on its port, and no run undoes."""
+    gateway.run("ip", "link", "set", "eth1", "mtu", "1500")
+
+
+def apply_directly(example):
+    """Has the program apply an example; returns what came of it."""
+    restore_mtu()
+    start = gateway.journal_position()
+    said = gateway.apply(guest.example(example)).stderr.splitlines()
+    if not guest.wait_until(lambda: settled(*EXAMPLES[example]), timeout=40):
+        raise AssertionError(f"{example}: systemd-networkd has not come to an end: {network()}")
+    return {"files": files(), "network": network(), "log": gateway.syslog(start), "said": said}
+
+
+class Service(unittest.TestCase):
+    maxDiff = None
+
+    def test_sets_up_each_example_as_the_unconfined_program_does(self):
+        # A run undoes the one before: each example follows on the same one in both rounds.
+        gateway.apply(guest.example(list(EXAMPLES)[-1]))
+        expected = {example: apply_directly(example) for example in EXAMPLES}
+        for verb, example in zip(("start", "restart", "reload", "restart", "restart"), EXAMPLES):
+            with self.subTest(example):
+                restore_mtu()
+                gateway.configure(guest.example(example))
+                start = gateway.journal_position()
+                gateway.run("systemctl", verb, "lanfab.service")
+                self.assertEqual(files(), expected[example]["files"])
+                self.assertEqual(gateway.syslog(start), expected[example]["log"])
+                said = [message for _, message in gateway.syslog(start, "cmd_lanfab")]
+                self.assertEqual(said, expected[example]["said"])
+                guest.wait_until(lambda: network() == expected[example]["network"], timeout=40)
+                self.assertEqual(network(), expected[example]["network"])
+
+    def test_exposure_is_within_its_limit(self):
+        analyze = ("systemd-analyze", "security", "--no-pager", "--offline=true")
+        gateway.run(*analyze, f"--threshold={EXPOSURE}", UNIT)
+        lower = gateway.run(*analyze, f"--threshold={EXPOSURE - 1}", UNIT, check=False)
+        self.assertNotEqual(lower.returncode, 0, "the limit can be lowered")
+
+
+if __name__ == "__main__":
+    guest.fail_unless_inside()
+    unittest.main(verbosity=2)
