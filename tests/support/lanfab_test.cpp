@@ -3,15 +3,16 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <sstream>
 
 namespace fs = std::filesystem;
 
 void LanfabTest::SetUp() {
   ASSERT_TRUE(exists("/dev/sandbox")) << "start the tests through tests/support/sandbox or ctest";
   platform() = RecordingPlatform();
-  empty_folder("/run");
-  empty_folder("/var/volatile");
-  empty_folder("/var/data");
+  empty_directory("/run");
+  empty_directory("/var/volatile");
+  empty_directory("/var/data");
   fs::create_directories("/var/run/systemd/network");
   fs::create_directories("/var/volatile/qel/.wwan_unit_backup");
   fs::create_directories("/var/data/qel/.wg");
@@ -34,6 +35,15 @@ std::string text_written_by(const std::function<void(std::FILE*)>& write) {
   std::string text(buffer, size);
   std::free(buffer);
   return text;
+}
+
+Lines heads(const std::string& text) {
+  Lines found;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    if (!line.empty() && (line.front() == '#' || line.front() == '[')) found.push_back(line);
+  }
+  return found;
 }
 
 std::string printed_by(const std::function<void()>& action) {

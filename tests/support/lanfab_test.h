@@ -1,6 +1,6 @@
 #pragma once
 
-// The fixture of the unit tests: a fresh recording platform and empty runtime folders for each test.
+// The fixture of the unit tests: a fresh recording platform and empty runtime directories for each test.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,6 +15,18 @@
 #include "recording_platform.h"
 #include "test_files.h"
 
+// The matchers that the tests speak with.
+using ::testing::AllOf;
+using ::testing::Contains;
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::SizeIs;
+using ::testing::StartsWith;
+
 using Lines = std::vector<std::string>;
 
 class LanfabTest : public ::testing::Test {
@@ -28,6 +40,10 @@ NetworkContext context_of(const std::string& network);
 
 // What `write` wrote into the stream it was given.
 std::string text_written_by(const std::function<void(std::FILE*)>& write);
+
+// The lines of a text that begin with '#' or '[': what sections there are, in which order. A test of a caller asserts
+// these; the lines of a section stand in the test of the function that writes it.
+Lines heads(const std::string& text);
 
 // What `action` printed to standard output.
 std::string printed_by(const std::function<void()>& action);

@@ -2,7 +2,7 @@
 
 // A device that answers what a test tells it to and remembers, in order, what it was asked to do. It stands
 // in for the three platform libraries, for system() and for syslog(); the accessors, the address arithmetic
-// and the file calls are the embedded stand-in's own. Nothing that is recorded is run.
+// and the file calls are the host platform's own. Nothing that is recorded is run.
 
 #include <json/json.h>
 

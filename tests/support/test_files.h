@@ -38,8 +38,8 @@ inline bool exists(const std::string& path) {
   return std::filesystem::exists(path);
 }
 
-// Removes everything in the folder.
-inline void empty_folder(const std::string& folder) {
-  for (const auto& entry : std::filesystem::directory_iterator(folder))
+// Removes everything in the directory.
+inline void empty_directory(const std::string& directory) {
+  for (const auto& entry : std::filesystem::directory_iterator(directory))
     std::filesystem::remove_all(entry);
 }

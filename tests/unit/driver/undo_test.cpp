@@ -193,7 +193,7 @@ TEST_F(UndoTest, ARouteScriptThatCannotBeOpenedIsPassedOverInSilence) {
 
 // --- The unit directory
 
-TEST_F(UndoTest, AFolderIsEmptiedByOneCommand) {
+TEST_F(UndoTest, ADirectoryIsEmptiedByOneCommand) {
   remove_dir_content(&ctx, "/var/run/systemd/network/", false);
   EXPECT_THAT(platform().log, ElementsAre("notice clear network unit files /var/run/systemd/network/ 0"));
   EXPECT_THAT(platform().calls, ElementsAre("/bin/rm -f /var/run/systemd/network//*"));
@@ -211,7 +211,7 @@ TEST_F(UndoTest, TheCellularUnitsAreSavedAcrossTheEmptying) {
           "/bin/cp /var/volatile/qel/.wwan_unit_backup/*wwan.* /var/run/systemd/network/ 2>/dev/null"));
 }
 
-TEST_F(UndoTest, AnyFolderCanBeEmptied) {
+TEST_F(UndoTest, AnyDirectoryCanBeEmptied) {
   remove_dir_content(&ctx, "/var/run/else", false);
   EXPECT_THAT(platform().log, ElementsAre("notice clear network unit files /var/run/else 0"));
   EXPECT_THAT(platform().calls, ElementsAre("/bin/rm -f /var/run/else/*"));
@@ -266,7 +266,7 @@ TEST_F(EmptyingTest, NothingStaysWithTheLinkDisabled) {
   EXPECT_THAT(units(), IsEmpty());
 }
 
-TEST_F(EmptyingTest, WithoutTheBackupFolderNothingStays) {
+TEST_F(EmptyingTest, WithoutTheBackupDirectoryNothingStays) {
   fs::remove_all("/var/volatile/qel/.wwan_unit_backup");
   init_runtime_network_dir(&ctx, true);
   EXPECT_THAT(units(), IsEmpty());

@@ -41,7 +41,7 @@ static std::string complaint_about(const std::string& text) {
   return complaint("network");
 }
 
-TEST_F(ConfigurationTest, ANameIsAFileOfTheFolder) {
+TEST_F(ConfigurationTest, ANameIsAFileOfTheDirectory) {
   put_file("/run/config/network.json", "{\"wired\": {\"eth0\": {\"enable\": true}}}\n");
   put_file("/run/config/other.json", "{}");
   EXPECT_EQ(fetched("network"), json(R"({"wired": {"eth0": {"enable": true}}})"));
@@ -66,12 +66,12 @@ TEST_F(ConfigurationTest, AMissingFileIsNamedWithTheReason) {
   EXPECT_EQ(complaint("network"), "/run/config/network.json: No such file or directory\n");
 }
 
-TEST_F(ConfigurationTest, AFolderInTheFilesPlaceIsNamedWithTheReason) {
+TEST_F(ConfigurationTest, ADirectoryInTheFilesPlaceIsNamedWithTheReason) {
   std::filesystem::create_directory("/run/config/network.json");
   EXPECT_EQ(complaint("network"), "/run/config/network.json: Is a directory\n");
 }
 
-TEST_F(ConfigurationTest, WithoutAFolderOfItsOwnTheSystemsIsUsed) {
+TEST_F(ConfigurationTest, WithoutADirectoryOfItsOwnTheSystemsIsUsed) {
   unsetenv("LANFAB_CONFIG_DIR");
   EXPECT_EQ(complaint("no-such-object"), "/etc/lanfab/no-such-object.json: No such file or directory\n");
 }

@@ -12,10 +12,10 @@ class FilesTest : public PlatformTest {};
 
 TEST_F(FilesTest, WhateverStandsAtAPathExists) {
   put_file("/run/file", "");
-  fs::create_directory("/run/folder");
+  fs::create_directory("/run/directory");
   fs::create_symlink("/run/file", "/run/link");
   EXPECT_NE(file_exists("/run/file"), 0);
-  EXPECT_NE(file_exists("/run/folder"), 0);
+  EXPECT_NE(file_exists("/run/directory"), 0);
   EXPECT_NE(file_exists("/run/link"), 0);
   EXPECT_EQ(file_exists("/run/missing"), 0);
   EXPECT_EQ(file_exists("/run/missing/file"), 0);
@@ -31,10 +31,10 @@ TEST_F(FilesTest, AFileIsDeletedOnce) {
   EXPECT_NE(delete_file("/run/file"), 0);
 }
 
-TEST_F(FilesTest, AFolderIsNoFileToDelete) {
-  fs::create_directory("/run/folder");
-  EXPECT_NE(delete_file("/run/folder"), 0);
-  EXPECT_TRUE(exists("/run/folder"));
+TEST_F(FilesTest, ADirectoryIsNoFileToDelete) {
+  fs::create_directory("/run/directory");
+  EXPECT_NE(delete_file("/run/directory"), 0);
+  EXPECT_TRUE(exists("/run/directory"));
 }
 
 // --- read_var_file
@@ -100,8 +100,8 @@ TEST_F(FilesTest, AZeroByteEndsTheText) {
 }
 
 TEST_F(FilesTest, WhatCannotBeReadIsAFailureWithAnEmptyValue) {
-  fs::create_directory("/run/folder");
-  for (const char* path : {"/run/missing", "/run/folder", ""}) {
+  fs::create_directory("/run/directory");
+  for (const char* path : {"/run/missing", "/run/directory", ""}) {
     const auto buffer = dirty_buffer(16);
     EXPECT_EQ(read_var_file(path, buffer.get(), 16), -1) << path;
     EXPECT_STREQ(buffer.get(), "") << path;

@@ -1,6 +1,6 @@
 #pragma once
 
-// The fixture of the embedded platform's tests: empty runtime folders, no recorded commands, and an
+// The fixture of the host platform's tests: empty runtime directories, no recorded commands, and an
 // environment that says nothing about where the platform keeps its files.
 
 #include <gmock/gmock.h>
@@ -17,7 +17,7 @@ class PlatformTest : public ::testing::Test {
  protected:
   void SetUp() override {
     ASSERT_TRUE(exists("/dev/sandbox")) << "start the tests through tests/support/sandbox or ctest";
-    empty_folder("/run");
+    empty_directory("/run");
     put_file("/dev/sandbox/commands", "");
     put_file("/dev/sandbox/services", "");
     unsetenv("LANFAB_CONFIG_DIR");

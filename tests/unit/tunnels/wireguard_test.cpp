@@ -275,7 +275,7 @@ TEST_F(WireguardTest, WithoutItsKeyAnInterfaceHasNoUnit) {
 TEST_F(WireguardTest, EitherUnitThatCannotBeOpenedIsReported) {
   put_key("wg0");
   for (const char* name : {"44-wireguard.netdev", "44-wireguard.network"}) {
-    empty_folder("/var/run/systemd/network");
+    empty_directory("/var/run/systemd/network");
     block_unit(name);
     EXPECT_EQ(write_wg0("{}"), -1) << name;
   }
@@ -372,7 +372,7 @@ TEST_F(WireguardTest, NoKeyIsLoggedPrintedOrPassedToACommand) {
                              R"("}]}]})";
   for (const char* blocked : {"", "44-wireguard.netdev", "44-wireguard.network"}) {
     if (*blocked != '\0') {
-      empty_folder("/var/run/systemd/network");
+      empty_directory("/var/run/systemd/network");
       block_unit(blocked);
     }
     NetworkContext ctx = context_of("{}");
