@@ -76,7 +76,12 @@ Lines log_of(const std::string& priority) {
   return found;
 }
 
-std::string delete_interfaces_script() {
-  const std::string path = "/var/run/.delete_interfaces";
-  return exists(path) ? text_of_file(path) : "";
+Lines recorded_interfaces() {
+  const std::string command = "/sbin/ip link delete dev ";
+  Lines interfaces;
+  std::ifstream script("/var/run/.delete_interfaces");
+  for (std::string line; std::getline(script, line);) {
+    interfaces.push_back(line.rfind(command, 0) == 0 ? line.substr(command.size()) : line);
+  }
+  return interfaces;
 }

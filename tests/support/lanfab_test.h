@@ -60,5 +60,6 @@ void block_unit(const std::string& name);
 // The log lines of one priority, "notice" for example, in their order.
 Lines log_of(const std::string& priority);
 
-// The bytes of the script that deletes this run's interfaces at the next one; empty when there is none.
-std::string delete_interfaces_script();
+// The interfaces that are recorded for removal by the next run, in their order; "eth0.100 type vlan" when the record
+// names a type.
+Lines recorded_interfaces();

@@ -156,7 +156,7 @@ SuppressPrefixLength = 0
 )");
   EXPECT_EQ(unit_names(), (Lines{"44-wireguard.netdev", "44-wireguard.network"}));
   EXPECT_EQ(platform().calls, (Lines{"ip link add dev wg0 type wireguard"}));
-  EXPECT_EQ(delete_interfaces_script(), "");
+  EXPECT_THAT(recorded_interfaces(), IsEmpty());
   EXPECT_EQ(platform().log, (Lines{"info configure Wireguard interface wg0",
                                    "debug write unit file:/var/run/systemd/network/44-wireguard.netdev\n",
                                    "debug write unit file:/var/run/systemd/network/44-wireguard.network\n"}));
