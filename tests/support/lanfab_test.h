@@ -18,13 +18,12 @@
 // The matchers that the tests speak with.
 using ::testing::AllOf;
 using ::testing::Contains;
-using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::IsSupersetOf;
 using ::testing::Not;
-using ::testing::SizeIs;
 using ::testing::StartsWith;
 
 using Lines = std::vector<std::string>;
@@ -41,8 +40,8 @@ NetworkContext context_of(const std::string& network);
 // What `write` wrote into the stream it was given.
 std::string text_written_by(const std::function<void(std::FILE*)>& write);
 
-// The lines of a text that begin with '#' or '[': what sections there are, in which order. A test of a caller asserts
-// these; the lines of a section stand in the test of the function that writes it.
+// The lines of a text that begin with '#' or '[': which sections it has, in which order. The test of a caller
+// asserts these; the lines of a section stand in the test of the function that writes it.
 Lines heads(const std::string& text);
 
 // What `action` printed to standard output.
@@ -60,6 +59,6 @@ void block_unit(const std::string& name);
 // The log lines of one priority, "notice" for example, in their order.
 Lines log_of(const std::string& priority);
 
-// The interfaces that are recorded for removal by the next run, in their order; "eth0.100 type vlan" when the record
-// names a type.
+// The interfaces that are recorded for removal by the next run, in their order; "eth0.100 type vlan" when the
+// record names a type.
 Lines recorded_interfaces();

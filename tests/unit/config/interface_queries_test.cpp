@@ -2,7 +2,7 @@
 
 #include "lanfab_test.h"
 
-using ::testing::IsEmpty;
+namespace {
 
 class InterfaceQueriesTest : public LanfabTest {
  protected:
@@ -12,6 +12,8 @@ class InterfaceQueriesTest : public LanfabTest {
     EXPECT_THAT(platform().calls, IsEmpty());
   }
 };
+
+}  // namespace
 
 TEST_F(InterfaceQueriesTest, APortIsEnabledAsItsFlagSays) {
   NetworkContext ctx = context_of("{}");

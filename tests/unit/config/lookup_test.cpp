@@ -2,7 +2,11 @@
 
 #include "lanfab_test.h"
 
+namespace {
+
 class RulesTest : public LanfabTest {};
+
+}  // namespace
 
 TEST_F(RulesTest, TraceLineIsTheNameAndOnlyInATracedRun) {
   NetworkContext ctx = context_of("{}");

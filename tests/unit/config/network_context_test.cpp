@@ -2,10 +2,11 @@
 
 #include "lanfab_test.h"
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
+namespace {
 
 class NetworkContextTest : public LanfabTest {};
+
+}  // namespace
 
 // A context whose construction stays in the record.
 static NetworkContext constructed(const std::string& network, bool for_apply) {
@@ -198,7 +199,8 @@ TEST_F(NetworkContextTest, TheServersOfTheLinkGoFirstWhateverTheSource) {
 
 TEST_F(NetworkContextTest, TheBridgeIsReadFromItsThreePaths) {
   const NetworkContext ctx = context_of(
-      R"({"wired": {"bridge": {"enable": true, "interfaces": ["eth1", "wlan0"], "primary_interface": "eth1"}}})");
+      R"({"wired": {"bridge": {
+        "enable": true, "interfaces": ["eth1", "wlan0"], "primary_interface": "eth1"}}})");
   EXPECT_TRUE(ctx.bridge_enabled);
   EXPECT_EQ(ctx.bridge_interfaces, json(R"(["eth1", "wlan0"])"));
   EXPECT_EQ(ctx.bridge_primary_interface, "eth1");

@@ -4,7 +4,7 @@
 
 #include "lanfab_test.h"
 
-using ::testing::IsEmpty;
+namespace {
 
 class WwanStateTest : public LanfabTest {
  protected:
@@ -20,6 +20,8 @@ struct AddressFile {
   std::string path;
   std::function<void(char*)> read;
 };
+
+}  // namespace
 
 static const std::vector<AddressFile>& address_files() {
   static const std::vector<AddressFile> files = {
@@ -46,7 +48,7 @@ TEST_F(WwanStateTest, EachReaderReadsItsOwnFile) {
   std::vector<std::string> values;
   for (const AddressFile& file : address_files())
     values.push_back(value_of(file));
-  EXPECT_THAT(values, ::testing::ElementsAre("_ipv4", "_gw", "_netmask", "_dns1", "_dns2"));
+  EXPECT_THAT(values, ElementsAre("_ipv4", "_gw", "_netmask", "_dns1", "_dns2"));
 }
 
 TEST_F(WwanStateTest, AMissingFileLeavesAnEmptyText) {

@@ -10,20 +10,20 @@ class DhcpRelayTest : public LanfabTest {
     LanfabTest::SetUp();
     platform().resolvable = {{"10.1.1.1", "10.1.1.1"}, {"10.1.1.2", "10.1.1.2"}, {"dhcp.lan", "10.1.1.3"}};
   }
-
-  static std::string relays(const NetworkContext& ctx, const char* ifname) {
-    return text_written_by(
-        [&](std::FILE* file) { EXPECT_EQ(dnsmasq_add_dhcp_relay(&ctx, file, ifname), -1); });
-  }
-
-  // The relay lines of eth0, 192.168.1.1, for this "dhcp_relay" object.
-  static std::string relays_of_eth0(const std::string& relay) {
-    const NetworkContext ctx =
-        context_of(R"({"wired": {"eth0": {"network": {"ipv4": "192.168.1.1", "dhcp": {"dhcp_relay": )" +
-                   relay + "}}}}}");
-    return relays(ctx, "eth0");
-  }
 };
+
+}  // namespace
+
+static std::string relays(const NetworkContext& ctx, const char* ifname) {
+  return text_written_by([&](std::FILE* file) { EXPECT_EQ(dnsmasq_add_dhcp_relay(&ctx, file, ifname), -1); });
+}
+
+// The relay lines of eth0, 192.168.1.1, for this "dhcp_relay" object.
+static std::string relays_of_eth0(const std::string& relay) {
+  const NetworkContext ctx = context_of(
+      R"({"wired": {"eth0": {"network": {"ipv4": "192.168.1.1", "dhcp": {"dhcp_relay": )" + relay + "}}}}}");
+  return relays(ctx, "eth0");
+}
 
 TEST_F(DhcpRelayTest, TwoServersHaveTwoSections) {
   EXPECT_EQ(relays_of_eth0(R"({"enable": true, "relay_server1": "10.1.1.1", "relay_server2": "dhcp.lan"})"),
@@ -34,13 +34,14 @@ dhcp-relay=192.168.1.1,10.1.1.1
 # DHCP relay on eth0
 dhcp-relay=192.168.1.1,10.1.1.3
 )");
-  EXPECT_EQ(platform().log,
-            (Lines{"notice dhcp relay server dhcp_relay.relay_server1 is 10.1.1.1, local_ip: 192.168.1.1",
-                   "notice configured primary DHCP relay server",
-                   "notice dhcp relay server dhcp_relay.relay_server2 is dhcp.lan, local_ip: 192.168.1.1",
-                   "notice configured secondary DHCP relay server"}));
-  EXPECT_EQ(platform().calls,
-            (Lines{"domain_ip_to_ip_str 10.1.1.1 15 0 0", "domain_ip_to_ip_str dhcp.lan 15 0 0"}));
+  EXPECT_THAT(
+      platform().log,
+      ElementsAre("notice dhcp relay server dhcp_relay.relay_server1 is 10.1.1.1, local_ip: 192.168.1.1",
+                  "notice configured primary DHCP relay server",
+                  "notice dhcp relay server dhcp_relay.relay_server2 is dhcp.lan, local_ip: 192.168.1.1",
+                  "notice configured secondary DHCP relay server"));
+  EXPECT_THAT(platform().calls,
+              ElementsAre("domain_ip_to_ip_str 10.1.1.1 15 0 0", "domain_ip_to_ip_str dhcp.lan 15 0 0"));
 }
 
 TEST_F(DhcpRelayTest, TheFirstServerAloneIsEnough) {
@@ -48,10 +49,11 @@ TEST_F(DhcpRelayTest, TheFirstServerAloneIsEnough) {
 # DHCP relay on eth0
 dhcp-relay=192.168.1.1,10.1.1.1
 )");
-  EXPECT_EQ(platform().log,
-            (Lines{"notice dhcp relay server dhcp_relay.relay_server1 is 10.1.1.1, local_ip: 192.168.1.1",
-                   "notice configured primary DHCP relay server",
-                   "debug write_dhcp_relay: could not read config path: dhcp_relay.relay_server2\n"}));
+  EXPECT_THAT(
+      platform().log,
+      ElementsAre("notice dhcp relay server dhcp_relay.relay_server1 is 10.1.1.1, local_ip: 192.168.1.1",
+                  "notice configured primary DHCP relay server",
+                  "debug write_dhcp_relay: could not read config path: dhcp_relay.relay_server2\n"));
 }
 
 TEST_F(DhcpRelayTest, TheSecondServerDoesNotNeedTheFirst) {
@@ -59,10 +61,11 @@ TEST_F(DhcpRelayTest, TheSecondServerDoesNotNeedTheFirst) {
 # DHCP relay on eth0
 dhcp-relay=192.168.1.1,10.1.1.2
 )");
-  EXPECT_EQ(platform().log,
-            (Lines{"debug write_dhcp_relay: could not read config path: dhcp_relay.relay_server1\n",
-                   "notice dhcp relay server dhcp_relay.relay_server2 is 10.1.1.2, local_ip: 192.168.1.1",
-                   "notice configured secondary DHCP relay server"}));
+  EXPECT_THAT(
+      platform().log,
+      ElementsAre("debug write_dhcp_relay: could not read config path: dhcp_relay.relay_server1\n",
+                  "notice dhcp relay server dhcp_relay.relay_server2 is 10.1.1.2, local_ip: 192.168.1.1",
+                  "notice configured secondary DHCP relay server"));
 }
 
 TEST_F(DhcpRelayTest, AServerThatDoesNotResolveHasNoLinesButIsLogged) {
@@ -72,11 +75,12 @@ TEST_F(DhcpRelayTest, AServerThatDoesNotResolveHasNoLinesButIsLogged) {
 # DHCP relay on eth0
 dhcp-relay=192.168.1.1,10.1.1.2
 )");
-  EXPECT_EQ(platform().log,
-            (Lines{"notice dhcp relay server dhcp_relay.relay_server1 is nowhere.lan, local_ip: 192.168.1.1",
-                   "notice configured primary DHCP relay server",
-                   "notice dhcp relay server dhcp_relay.relay_server2 is 10.1.1.2, local_ip: 192.168.1.1",
-                   "notice configured secondary DHCP relay server"}));
+  EXPECT_THAT(
+      platform().log,
+      ElementsAre("notice dhcp relay server dhcp_relay.relay_server1 is nowhere.lan, local_ip: 192.168.1.1",
+                  "notice configured primary DHCP relay server",
+                  "notice dhcp relay server dhcp_relay.relay_server2 is 10.1.1.2, local_ip: 192.168.1.1",
+                  "notice configured secondary DHCP relay server"));
 }
 
 TEST_F(DhcpRelayTest, ALongestAddressFits) {
@@ -86,29 +90,29 @@ TEST_F(DhcpRelayTest, ALongestAddressFits) {
 }
 
 TEST_F(DhcpRelayTest, WithoutRelayOrAddressNothingIsWrittenOrLogged) {
-  for (
-      const char* network : {
-          R"({"ipv4": "192.168.1.1", "dhcp": {"dhcp_relay": {"enable": false, "relay_server1": "10.1.1.1"}}})",
-          R"({"ipv4": "192.168.1.1", "dhcp": {"dhcp_relay": {"enable": 1, "relay_server1": "10.1.1.1"}}})",
-          R"({"ipv4": "192.168.1.1", "dhcp": {"dhcp_relay": {"relay_server1": "10.1.1.1"}}})",
-          R"({"ipv4": "192.168.1.1", "dhcp": {"enable": true}})",
-          R"({"ipv4": "192.168.1.1", "dhcp": "text"})",
-          R"({"ipv4": "192.168.1.1"})",
-          R"({"dhcp": {"dhcp_relay": {"enable": true, "relay_server1": "10.1.1.1"}}})",
-          R"({"ipv4": 7, "dhcp": {"dhcp_relay": {"enable": true, "relay_server1": "10.1.1.1"}}})",
-          R"("text")",
-      }) {
+  for (const char* network : {
+           R"({"ipv4": "192.168.1.1",
+               "dhcp": {"dhcp_relay": {"enable": false, "relay_server1": "10.1.1.1"}}})",
+           R"({"ipv4": "192.168.1.1", "dhcp": {"dhcp_relay": {"enable": 1, "relay_server1": "10.1.1.1"}}})",
+           R"({"ipv4": "192.168.1.1", "dhcp": {"dhcp_relay": {"relay_server1": "10.1.1.1"}}})",
+           R"({"ipv4": "192.168.1.1", "dhcp": {"enable": true}})",
+           R"({"ipv4": "192.168.1.1", "dhcp": "text"})",
+           R"({"ipv4": "192.168.1.1"})",
+           R"({"dhcp": {"dhcp_relay": {"enable": true, "relay_server1": "10.1.1.1"}}})",
+           R"({"ipv4": 7, "dhcp": {"dhcp_relay": {"enable": true, "relay_server1": "10.1.1.1"}}})",
+           R"("text")",
+       }) {
     const NetworkContext ctx =
         context_of(R"({"wired": {"eth0": {"network": )" + std::string(network) + "}}}");
     EXPECT_EQ(relays(ctx, "eth0"), "") << network;
-    EXPECT_EQ(platform().log, Lines{}) << network;
-    EXPECT_EQ(platform().calls, Lines{}) << network;
+    EXPECT_THAT(platform().log, IsEmpty()) << network;
+    EXPECT_THAT(platform().calls, IsEmpty()) << network;
   }
 }
 
 TEST_F(DhcpRelayTest, AnInterfaceOfAnyOtherKindHasNoRelay) {
   EXPECT_EQ(relays(context_of("{}"), "gre-tun1"), "");
-  EXPECT_EQ(platform().log, Lines{});
+  EXPECT_THAT(platform().log, IsEmpty());
 }
 
 TEST_F(DhcpRelayTest, AnAccessPointRelaysFromItsOwnAddress) {
@@ -124,7 +128,7 @@ TEST_F(DhcpRelayTest, TheBridgeRelaysFromItsPrimarysAddress) {
   EXPECT_EQ(relays(ctx, "br-lan"), "\n# DHCP relay on br-lan\ndhcp-relay=192.168.2.1,10.1.1.1\n");
 }
 
-// One server.
+// --- One server
 
 TEST_F(DhcpRelayTest, AServerOfThreeCharactersIsTheShortest) {
   platform().resolvable["lan"] = "10.1.1.4";
@@ -148,8 +152,9 @@ TEST_F(DhcpRelayTest, AShorterServerCountsAsMissing) {
               }),
               "")
         << dhcp;
-    EXPECT_EQ(platform().log, (Lines{"debug write_dhcp_relay: could not read config path: a.b\n"})) << dhcp;
-    EXPECT_EQ(platform().calls, Lines{}) << dhcp;
+    EXPECT_THAT(platform().log, ElementsAre("debug write_dhcp_relay: could not read config path: a.b\n"))
+        << dhcp;
+    EXPECT_THAT(platform().calls, IsEmpty()) << dhcp;
   }
 }
 
@@ -164,5 +169,3 @@ TEST_F(DhcpRelayTest, PrintsItsTraceLines) {
             "dnsmasq_write_dhcp_relay\n"
             "dnsmasq_write_dhcp_relay\n");
 }
-
-}  // namespace

@@ -4,29 +4,30 @@
 
 namespace {
 
-class DhcpServerTest : public LanfabTest {
- protected:
-  // The section of `ifname`, written with this result.
-  static std::string added(const NetworkContext& ctx, const char* ifname, int result) {
-    return text_written_by(
-        [&](std::FILE* file) { EXPECT_EQ(dnsmasq_add_dhcp_server(&ctx, file, ifname), result) << ifname; });
-  }
+class DhcpServerTest : public LanfabTest {};
 
-  // The section of eth0, 192.168.1.1/24, for this "dhcp" object.
-  static std::string written(const std::string& dhcp, int result) {
-    const NetworkContext ctx = context_of("{}");
-    return text_written_by([&](std::FILE* file) {
-      EXPECT_EQ(dnsmasq_write_dhcp_server(&ctx, file, "eth0", "192.168.1.1", 24, json(dhcp)), result) << dhcp;
-    });
-  }
+}  // namespace
 
-  static std::string vlans_of_eth0(const std::string& vlan) {
-    const NetworkContext ctx =
-        context_of(R"({"wired": {"eth0": {"network": {"advanced": {"vlan": )" + vlan + "}}}}}");
-    return text_written_by(
-        [&](std::FILE* file) { EXPECT_EQ(dnsmasq_add_vlan_interfaces(&ctx, file, "eth0"), 0) << vlan; });
-  }
-};
+// The section of `ifname`, written with this result.
+static std::string added(const NetworkContext& ctx, const char* ifname, int result) {
+  return text_written_by(
+      [&](std::FILE* file) { EXPECT_EQ(dnsmasq_add_dhcp_server(&ctx, file, ifname), result) << ifname; });
+}
+
+// The section of eth0, 192.168.1.1/24, for this "dhcp" object.
+static std::string written(const std::string& dhcp, int result) {
+  const NetworkContext ctx = context_of("{}");
+  return text_written_by([&](std::FILE* file) {
+    EXPECT_EQ(dnsmasq_write_dhcp_server(&ctx, file, "eth0", "192.168.1.1", 24, json(dhcp)), result) << dhcp;
+  });
+}
+
+static std::string vlans_of_eth0(const std::string& vlan) {
+  const NetworkContext ctx =
+      context_of(R"({"wired": {"eth0": {"network": {"advanced": {"vlan": )" + vlan + "}}}}}");
+  return text_written_by(
+      [&](std::FILE* file) { EXPECT_EQ(dnsmasq_add_vlan_interfaces(&ctx, file, "eth0"), 0) << vlan; });
+}
 
 constexpr char kEth0Section[] = R"(
 # DHCP server on eth0
@@ -37,15 +38,15 @@ dhcp-option=eth0,6,192.168.1.1
 
 )";
 
-// The server of one interface.
+// --- The server of one interface
 
 TEST_F(DhcpServerTest, APortIsServedFromItsNetworkObject) {
   const NetworkContext ctx = context_of(R"({"wired": {"eth0": {"network": {
     "ipv4": "192.168.1.1", "netmask": 24,
     "dhcp": {"enable": true, "start": "192.168.1.100", "end": "192.168.1.200"}}}}})");
   EXPECT_EQ(added(ctx, "eth0", 0), kEth0Section);
-  EXPECT_EQ(platform().log, (Lines{"notice dnsmasq_add_dhcp_server: eth0",
-                                   "info dnsmasq: configured dhcp server for interface eth0"}));
+  EXPECT_THAT(platform().log, ElementsAre("notice dnsmasq_add_dhcp_server: eth0",
+                                          "info dnsmasq: configured dhcp server for interface eth0"));
 }
 
 TEST_F(DhcpServerTest, AnAccessPointIsServedFromItsNetworkObject) {
@@ -83,7 +84,7 @@ TEST_F(DhcpServerTest, TheBridgeIsServedFromItsPrimary) {
 TEST_F(DhcpServerTest, AnInterfaceOfAnyOtherKindIsNotServed) {
   const NetworkContext ctx = context_of("{}");
   EXPECT_EQ(added(ctx, "gre-tun1", -1), "");
-  EXPECT_EQ(platform().log, (Lines{"notice dnsmasq_add_dhcp_server: gre-tun1"}));
+  EXPECT_THAT(platform().log, ElementsAre("notice dnsmasq_add_dhcp_server: gre-tun1"));
 }
 
 TEST_F(DhcpServerTest, AnIncompleteInterfaceIsNotServed) {
@@ -97,7 +98,8 @@ TEST_F(DhcpServerTest, AnIncompleteInterfaceIsNotServed) {
            R"({"wired": {"eth0": {"network": {
                "ipv4": "192.168.1.1", "dhcp": {"enable": true, "start": "a", "end": "b"}}}}})",
            R"({"wired": {"eth0": {"network": {
-               "ipv4": "192.168.1.1", "netmask": "24", "dhcp": {"enable": true, "start": "a", "end": "b"}}}}})",
+               "ipv4": "192.168.1.1", "netmask": "24",
+                "dhcp": {"enable": true, "start": "a", "end": "b"}}}}})",
            R"({"wired": {"eth0": {"network": {"ipv4": "192.168.1.1", "netmask": 24}}}})",
            R"({"wired": {"eth0": {"network": {"ipv4": "192.168.1.1", "netmask": 24, "dhcp": true}}}})",
            R"({"wired": {"eth0": {"network": {
@@ -105,7 +107,7 @@ TEST_F(DhcpServerTest, AnIncompleteInterfaceIsNotServed) {
        }) {
     const NetworkContext ctx = context_of(config);
     EXPECT_EQ(added(ctx, "eth0", -1), "") << config;
-    EXPECT_EQ(platform().log, (Lines{"notice dnsmasq_add_dhcp_server: eth0"})) << config;
+    EXPECT_THAT(platform().log, ElementsAre("notice dnsmasq_add_dhcp_server: eth0")) << config;
   }
 }
 
@@ -120,7 +122,7 @@ TEST_F(DhcpServerTest, AddingPrintsItsTraceLines) {
             "dnsmasq_write_dhcp_server\n");
 }
 
-// The section.
+// --- The section
 
 TEST_F(DhcpServerTest, AServerThatIsOffIsSilent) {
   for (const char* dhcp :
@@ -128,7 +130,7 @@ TEST_F(DhcpServerTest, AServerThatIsOffIsSilent) {
         R"({"enable": 1, "start": "a", "end": "b"})", R"({"start": "a", "end": "b"})", "{}",
         R"({"enable": false})"}) {
     EXPECT_EQ(written(dhcp, -1), "");
-    EXPECT_EQ(platform().log, Lines{}) << dhcp;
+    EXPECT_THAT(platform().log, IsEmpty()) << dhcp;
   }
 }
 
@@ -137,7 +139,8 @@ TEST_F(DhcpServerTest, AServerNeedsBothEndsOfItsRange) {
        {R"({"enable": true, "start": "192.168.1.100"})", R"({"enable": true, "end": "192.168.1.200"})",
         R"({"enable": true})", R"({"enable": true, "start": 100, "end": "192.168.1.200"})"}) {
     EXPECT_EQ(written(dhcp, -1), "");
-    EXPECT_EQ(platform().log, (Lines{"notice dhcp server config for eth0 contains undefined IP addresses"}))
+    EXPECT_THAT(platform().log,
+                ElementsAre("notice dhcp server config for eth0 contains undefined IP addresses"))
         << dhcp;
   }
 }
@@ -145,7 +148,7 @@ TEST_F(DhcpServerTest, AServerNeedsBothEndsOfItsRange) {
 TEST_F(DhcpServerTest, TheEndsOfTheRangeAreNotChecked) {
   EXPECT_THAT(written(R"({"enable": true, "start": "", "end": "any text"})", 0),
               HasSubstr("\ndhcp-range=eth0,,any text,3600\n"));
-  EXPECT_EQ(platform().log, Lines{});
+  EXPECT_THAT(platform().log, IsEmpty());
 }
 
 TEST_F(DhcpServerTest, TheLeaseTimeIsWrittenUnchanged) {
@@ -192,7 +195,7 @@ TEST_F(DhcpServerTest, ThePrefixIsWrittenAsANetmask) {
   }
 }
 
-// Fixed leases.
+// --- Fixed leases
 
 TEST_F(DhcpServerTest, TheFixedLeasesFollowTheOptions) {
   struct Case {
@@ -235,7 +238,7 @@ TEST_F(DhcpServerTest, TheFixedLeasesFollowTheOptions) {
   }
 }
 
-// VLANs.
+// --- VLANs
 
 constexpr char kVlan10[] = R"(
 # DHCP server on eth0.10
@@ -267,8 +270,8 @@ constexpr char kVlanNetworks[] = R"([
 TEST_F(DhcpServerTest, EachServedVlanHasASection) {
   EXPECT_EQ(vlans_of_eth0(R"({"enable": true, "networks": )" + std::string(kVlanNetworks) + "}"),
             std::string(kVlan10) + kVlan20);
-  EXPECT_EQ(platform().log, (Lines{"info configured DHCP server on VLAN eth0.10",
-                                   "info configured DHCP server on VLAN eth0.20"}));
+  EXPECT_THAT(platform().log, ElementsAre("info configured DHCP server on VLAN eth0.10",
+                                          "info configured DHCP server on VLAN eth0.20"));
 }
 
 TEST_F(DhcpServerTest, AVlanListThatIsNotEnabledIsNotServed) {
@@ -296,7 +299,8 @@ TEST_F(DhcpServerTest, AnIncompleteVlanIsLeftOutAndTheNextOneServed) {
           R"({"vid": "9", "network": {"ipv4": "10.0.0.1", "netmask": 24,
                "dhcp": {"enable": true, "start": "a", "end": "b"}}})",
           R"({"vid": 9, "network": {"netmask": 24, "dhcp": {"enable": true, "start": "a", "end": "b"}}})",
-          R"({"vid": 9, "network": {"ipv4": "10.0.0.1", "dhcp": {"enable": true, "start": "a", "end": "b"}}})",
+          R"({"vid": 9, "network": {"ipv4": "10.0.0.1",
+               "dhcp": {"enable": true, "start": "a", "end": "b"}}})",
           R"({"vid": 9, "network": {"ipv4": "10.0.0.1", "netmask": 24}})",
           R"({"vid": 9, "network": {"ipv4": "10.0.0.1", "netmask": 24, "dhcp": {"start": "a", "end": "b"}}})",
           R"({"vid": 9, "network": {"ipv4": "10.0.0.1", "netmask": 24,
@@ -310,7 +314,7 @@ TEST_F(DhcpServerTest, AnIncompleteVlanIsLeftOutAndTheNextOneServed) {
                  "dhcp": {"enable": true, "start": "10.10.0.100", "end": "10.10.0.200"}}}]})"),
               kVlan10)
         << vlan;
-    EXPECT_EQ(platform().log, (Lines{"info configured DHCP server on VLAN eth0.10"})) << vlan;
+    EXPECT_THAT(platform().log, ElementsAre("info configured DHCP server on VLAN eth0.10")) << vlan;
   }
 }
 
@@ -318,7 +322,8 @@ TEST_F(DhcpServerTest, AVlanWithoutARangeIsLoggedUnderItsName) {
   EXPECT_EQ(vlans_of_eth0(R"({"enable": true, "networks": [
               {"vid": 9, "network": {"ipv4": "10.0.0.1", "netmask": 24, "dhcp": {"enable": true}}}]})"),
             "");
-  EXPECT_EQ(platform().log, (Lines{"notice dhcp server config for eth0.9 contains undefined IP addresses"}));
+  EXPECT_THAT(platform().log,
+              ElementsAre("notice dhcp server config for eth0.9 contains undefined IP addresses"));
 }
 
 TEST_F(DhcpServerTest, AVlansOwnEnableIsNotConsulted) {
@@ -329,7 +334,7 @@ TEST_F(DhcpServerTest, AVlansOwnEnableIsNotConsulted) {
 }
 
 // A list with one served VLAN of this identifier.
-std::string vlan_list(const std::string& vid) {
+static std::string vlan_list(const std::string& vid) {
   return R"({"enable": true, "networks": [{"vid": )" + vid +
          R"(, "network": {"ipv4": "10.0.0.1", "netmask": 24,
              "dhcp": {"enable": true, "start": "a", "end": "b"}}}]})";
@@ -354,5 +359,3 @@ TEST_F(DhcpServerTest, VlansPrintTheirTraceLines) {
   ctx.trace = true;
   EXPECT_EQ(printed_by(add), "dnsmasq_add_vlan_interfaces\ndnsmasq_write_dhcp_server\n");
 }
-
-}  // namespace

@@ -6,8 +6,6 @@
 #include "dnsmasq/hosts.h"
 #include "lanfab_test.h"
 
-namespace {
-
 // Every interface off, so that the file holds its fixed parts only.
 constexpr char kAllOff[] = R"({"wired": {"eth0": {"enable": false}}})";
 
@@ -43,6 +41,8 @@ constexpr char kStaging[] = "/var/volatile/qel/.dnsmasq_conf";
 constexpr char kCopyHosts[] = "/bin/cp -f  /etc/hosts /var/run/hosts";
 constexpr char kCopyConf[] = "/bin/cp -f /var/volatile/qel/.dnsmasq_conf /var/run/dnsmasq.conf";
 
+namespace {
+
 class DnsmasqConfTest : public LanfabTest {
  protected:
   // Lets the two copies happen.
@@ -53,13 +53,15 @@ class DnsmasqConfTest : public LanfabTest {
       if (line == kCopyConf) put_file("/var/run/dnsmasq.conf", text_of_file(kStaging));
     };
   }
-
-  static std::string hosts_after_apply(const std::string& config) {
-    const NetworkContext ctx = context_of(config);
-    EXPECT_EQ(dnsmasq_apply(&ctx), 0);
-    return text_of_file("/var/run/hosts");
-  }
 };
+
+}  // namespace
+
+static std::string hosts_after_apply(const std::string& config) {
+  const NetworkContext ctx = context_of(config);
+  EXPECT_EQ(dnsmasq_apply(&ctx), 0);
+  return text_of_file("/var/run/hosts");
+}
 
 TEST_F(DnsmasqConfTest, WithEveryInterfaceOffTheFixedPartsRemain) {
   const NetworkContext ctx = context_of(kAllOff);
@@ -71,8 +73,8 @@ TEST_F(DnsmasqConfTest, TheFileIsCompleteWhenItIsCopiedIntoPlace) {
   const NetworkContext ctx = context_of(kAllOff);
   EXPECT_EQ(dnsmasq_write_dnsmasq_conf(&ctx), 0);
   EXPECT_EQ(text_of_file("/var/run/dnsmasq.conf"), std::string(kHead) + kTrailer);
-  EXPECT_EQ(platform().calls, (Lines{kCopyHosts, kCopyConf}));
-  EXPECT_EQ(platform().log, Lines{});
+  EXPECT_THAT(platform().calls, ElementsAre(kCopyHosts, kCopyConf));
+  EXPECT_THAT(platform().log, IsEmpty());
 }
 
 TEST_F(DnsmasqConfTest, EachRunWritesTheStagingFileAnew) {
@@ -98,11 +100,11 @@ TEST_F(DnsmasqConfTest, AResolverFileThatCannotBeWrittenIsNamedAllTheSame) {
 TEST_F(DnsmasqConfTest, ApplyingIsLogged) {
   const NetworkContext ctx = context_of(kAllOff);
   EXPECT_EQ(dnsmasq_apply(&ctx), 0);
-  EXPECT_EQ(platform().log, (Lines{"notice dnsmasq apply"}));
+  EXPECT_THAT(platform().log, ElementsAre("notice dnsmasq apply"));
   EXPECT_EQ(text_of_file("/var/run/dnsmasq.conf"), std::string(kHead) + kTrailer);
 }
 
-// The sections of the interfaces.
+// --- The sections of the interfaces
 
 // The bridge of eth0 and both access points; eth1 on its own, relaying; a VLAN; names.
 constexpr char kEveryInterface[] = R"({
@@ -179,15 +181,16 @@ TEST_F(DnsmasqConfTest, PrintsItsTraceLines) {
             "is_eth_interface_enabled\n");
 }
 
-// Failures.
+// --- Failures
 
 TEST_F(DnsmasqConfTest, AStagingFileThatCannotBeOpenedLeavesTheLiveFile) {
   put_file("/var/run/dnsmasq.conf", "of the previous run\n");
   std::filesystem::remove_all("/var/volatile/qel");
   const NetworkContext ctx = context_of(R"({"hostnames": [{"name": "printer", "ipv4": "192.168.1.9"}]})");
   EXPECT_EQ(dnsmasq_write_dnsmasq_conf(&ctx), -1);
-  EXPECT_EQ(platform().log, (Lines{"notice failed to open /var/volatile/qel/.dnsmasq_conf, errno:2\n"}));
-  EXPECT_EQ(platform().calls, (Lines{kCopyHosts}));
+  EXPECT_THAT(platform().log,
+              ElementsAre("notice failed to open /var/volatile/qel/.dnsmasq_conf, errno:2\n"));
+  EXPECT_THAT(platform().calls, ElementsAre(kCopyHosts));
   EXPECT_EQ(text_of_file("/var/run/dnsmasq.conf"), "of the previous run\n");
   EXPECT_EQ(text_of_file("/var/run/hosts"), "127.0.0.1 localhost\n192.168.1.9 printer\n");
   EXPECT_FALSE(exists("/var/run/resolv.conf"));
@@ -197,16 +200,17 @@ TEST_F(DnsmasqConfTest, TheReasonWhyTheStagingFileCannotBeOpenedIsLogged) {
   std::filesystem::create_directories(kStaging);
   const NetworkContext ctx = context_of(kAllOff);
   EXPECT_EQ(dnsmasq_write_dnsmasq_conf(&ctx), -1);
-  EXPECT_EQ(platform().log, (Lines{"notice failed to open /var/volatile/qel/.dnsmasq_conf, errno:21\n"}));
+  EXPECT_THAT(platform().log,
+              ElementsAre("notice failed to open /var/volatile/qel/.dnsmasq_conf, errno:21\n"));
 }
 
 TEST_F(DnsmasqConfTest, AFailureIsLoggedAndAppliesAllTheSame) {
   std::filesystem::remove_all("/var/volatile/qel");
   const NetworkContext ctx = context_of(kAllOff);
   EXPECT_EQ(dnsmasq_apply(&ctx), 0);
-  EXPECT_EQ(platform().log,
-            (Lines{"notice dnsmasq apply", "notice failed to open /var/volatile/qel/.dnsmasq_conf, errno:2\n",
-                   "notice error on dnsmasq apply"}));
+  EXPECT_THAT(platform().log, ElementsAre("notice dnsmasq apply",
+                                          "notice failed to open /var/volatile/qel/.dnsmasq_conf, errno:2\n",
+                                          "notice error on dnsmasq apply"));
 }
 
 TEST_F(DnsmasqConfTest, AHostsFileThatCannotBeOpenedIsPassedOverInSilence) {
@@ -215,11 +219,11 @@ TEST_F(DnsmasqConfTest, AHostsFileThatCannotBeOpenedIsPassedOverInSilence) {
   const NetworkContext ctx = context_of(
       R"({"wired": {"eth0": {"enable": false}}, "hostnames": [{"name": "printer", "ipv4": "192.168.1.9"}]})");
   EXPECT_EQ(dnsmasq_write_dnsmasq_conf(&ctx), 0);
-  EXPECT_EQ(platform().log, Lines{});
+  EXPECT_THAT(platform().log, IsEmpty());
   EXPECT_EQ(text_of_file(kStaging), std::string(kHead) + kTrailer);
 }
 
-// The hosts file.
+// --- The hosts file
 
 TEST_F(DnsmasqConfTest, ConfiguredNamesFollowTheBaseFile) {
   EXPECT_EQ(hosts_after_apply(R"({"hostnames": [{"name": "nas", "ipv4": "192.168.1.8"}]})"),
@@ -235,5 +239,3 @@ TEST_F(DnsmasqConfTest, TheHostsFileIsRebuiltOnEveryRun) {
   hosts_after_apply(config);
   EXPECT_EQ(hosts_after_apply(config), "127.0.0.1 localhost\n192.168.1.8 nas\n");
 }
-
-}  // namespace

@@ -1,6 +1,7 @@
+#include "dnsmasq/hosts.h"
+
 #include <filesystem>
 
-#include "dnsmasq/dnsmasq_conf.h"
 #include "lanfab_test.h"
 
 namespace {

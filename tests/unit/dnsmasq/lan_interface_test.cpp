@@ -2,7 +2,6 @@
 
 #include <filesystem>
 
-#include "dnsmasq/lan_interface.h"
 #include "lanfab_test.h"
 
 namespace {

@@ -261,9 +261,9 @@ TEST_F(PassthroughTest, AnyOtherModeIsStatic) {
 
 namespace {
 
-// What the device behind the port is given: "w" the cellular address, "p" that of the port's pair, "-" nothing,
-// as the port is an ordinary one. The three groups stand for "enable" being true, false and missing, the letters
-// of a group for "disable_dhcp_secondary" being so.
+// What the device behind the port is given: "w" the cellular address, "p" that of the port's pair, "-"
+// nothing, as the port is an ordinary one. The three groups stand for "enable" being true, false and missing,
+// the letters of a group for "disable_dhcp_secondary" being so.
 struct Decision {
   Mode mode;
   Link link;

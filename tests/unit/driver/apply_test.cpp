@@ -6,13 +6,9 @@
 
 #include "lanfab_test.h"
 
-using ::testing::Contains;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::Not;
-
 namespace fs = std::filesystem;
+
+namespace {
 
 class ApplyTest : public LanfabTest {
  protected:
@@ -22,13 +18,16 @@ class ApplyTest : public LanfabTest {
   }
 };
 
+}  // namespace
+
 constexpr char kMakeScriptExecutable[] = "/bin/chmod +x /var/run/post_networkd_start_actions_script";
 constexpr char kStartNetworkd[] = "execute_systemctl_start systemd-networkd";
 constexpr char kRestartNetworkd[] = "execute_systemctl_restart systemd-networkd";
 
 constexpr char kPortWithoutNetwork[] = R"({"enable": true})";
 constexpr char kRouterPort[] =
-    R"({"enable": true, "network": {"mode": "router", "protocol": "static", "ipv4": "192.168.1.1", "netmask": 24}})";
+    R"({"enable": true, "network": {
+      "mode": "router", "protocol": "static", "ipv4": "192.168.1.1", "netmask": 24}})";
 // A tunnel that lacks all that is required of it.
 constexpr char kBrokenTunnels[] = R"({"gre": [{"enable": true}]})";
 

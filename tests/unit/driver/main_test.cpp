@@ -10,11 +10,6 @@
 #include "driver/apply.h"
 #include "lanfab_test.h"
 
-using ::testing::Contains;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::Not;
-
 int cmd_lanfab_main(int argc, char* argv[]);
 
 constexpr char kLock[] = "/var/run/LANFAB_LOCKED";
@@ -55,6 +50,8 @@ extern "C" unsigned sleep(unsigned seconds) {
   return 0;
 }
 
+namespace {
+
 class MainTest : public LanfabTest {
  protected:
   void SetUp() override {
@@ -74,6 +71,8 @@ class MainTest : public LanfabTest {
     EXPECT_FALSE(exists(kLock));
   }
 };
+
+}  // namespace
 
 // The status of `cmd_lanfab ARGUMENTS...`; the record is then that of this run alone.
 static int run(std::vector<std::string> arguments) {

@@ -1,6 +1,7 @@
+#include "driver/post_start_script.h"
+
 #include <filesystem>
 
-#include "driver/upcalls.h"
 #include "lanfab_test.h"
 
 namespace {

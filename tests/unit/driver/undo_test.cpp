@@ -7,15 +7,16 @@
 
 #include "lanfab_test.h"
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-
 namespace fs = std::filesystem;
+
+namespace {
 
 class UndoTest : public LanfabTest {
  protected:
   NetworkContext ctx = context_of("{}");
 };
+
+}  // namespace
 
 // Runs a shell line for a test that wants its effect; system() itself only records here.
 static void run(const std::string& command) {
@@ -60,11 +61,15 @@ TEST_F(UndoTest, AnInterfaceScriptThatCannotBeOpenedIsPassedOverInSilence) {
 
 // --- Running the scripts of the previous run
 
+namespace {
+
 struct UndoScript {
   std::string path;
   std::function<void(const NetworkContext*)> clear;
   std::string message;
 };
+
+}  // namespace
 
 static const std::vector<UndoScript>& undo_scripts() {
   static const std::vector<UndoScript> scripts = {
@@ -237,6 +242,8 @@ TEST_F(UndoTest, AUnitDirectoryThatCannotBeCreatedIsNoFailure) {
   EXPECT_FALSE(exists("/var/run/systemd"));
 }
 
+namespace {
+
 class EmptyingTest : public UndoTest {
  protected:
   void SetUp() override {
@@ -246,33 +253,28 @@ class EmptyingTest : public UndoTest {
     put_file("/var/volatile/qel/.wwan_unit_backup/10-wwan.netdev", "stale\n");
     platform().on_shell = run;
   }
-
-  static std::vector<std::string> units() {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator("/var/run/systemd/network"))
-      names.push_back(entry.path().filename());
-    return names;
-  }
 };
+
+}  // namespace
 
 TEST_F(EmptyingTest, OnlyTheCellularUnitsOfAnEnabledLinkStay) {
   init_runtime_network_dir(&ctx, true);
-  EXPECT_THAT(units(), ElementsAre("10-wwan.network"));
+  EXPECT_THAT(unit_names(), ElementsAre("10-wwan.network"));
   EXPECT_EQ(unit("10-wwan.network"), "cellular\n");
 }
 
 TEST_F(EmptyingTest, NothingStaysWithTheLinkDisabled) {
   init_runtime_network_dir(&ctx, false);
-  EXPECT_THAT(units(), IsEmpty());
+  EXPECT_THAT(unit_names(), IsEmpty());
 }
 
 TEST_F(EmptyingTest, WithoutTheBackupDirectoryNothingStays) {
   fs::remove_all("/var/volatile/qel/.wwan_unit_backup");
   init_runtime_network_dir(&ctx, true);
-  EXPECT_THAT(units(), IsEmpty());
+  EXPECT_THAT(unit_names(), IsEmpty());
 }
 
-// --- Trace
+// --- The trace
 
 TEST_F(UndoTest, EachOperationPrintsItsTraceLine) {
   const auto every_operation = [this] {

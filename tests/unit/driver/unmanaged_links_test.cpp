@@ -4,11 +4,10 @@
 
 #include "lanfab_test.h"
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-
 constexpr char kListLinks[] = "/bin/networkctl list > /var/run/.networkctl_list";
 constexpr char kListRoutes[] = "/sbin/ip route > /var/run/.route_list";
+
+namespace {
 
 class UnmanagedLinksTest : public LanfabTest {
  protected:
@@ -25,6 +24,8 @@ class UnmanagedLinksTest : public LanfabTest {
   std::string links;
   std::string routes;
 };
+
+}  // namespace
 
 // --- delete_interface
 
@@ -241,7 +242,7 @@ TEST_F(UnmanagedLinksTest, WithoutALinkSnapshotNothingIsDeleted) {
   EXPECT_THAT(platform().log, IsEmpty());
 }
 
-// --- Trace
+// --- The trace
 
 TEST_F(UnmanagedLinksTest, EachOperationPrintsItsTraceLines) {
   links = "  2 eth0  ether off unmanaged\n";

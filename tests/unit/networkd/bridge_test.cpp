@@ -2,8 +2,6 @@
 
 #include "lanfab_test.h"
 
-namespace {
-
 // A bridge of eth0 and wlan0 with the settings of eth0.
 constexpr char kBridge[] = R"({
   "firewall": {"general": {"router": 1}},
@@ -13,20 +11,23 @@ constexpr char kBridge[] = R"({
                          "advanced": {"vlan": {"enable": true, "networks": [
                            {"enable": true, "vid": 100}]}}}}}})";
 
-class BridgeTest : public LanfabTest {
- protected:
-  // What write_bridge_network returns; its VLANs go to standard output, which is dropped.
-  static int write_bridge(const NetworkContext& ctx) {
-    int result = 0;
-    printed_by([&] { result = write_bridge_network(&ctx, "br-lan"); });
-    return result;
-  }
-};
+namespace {
+
+class BridgeTest : public LanfabTest {};
+
+}  // namespace
+
+// What write_bridge_network returns; its VLANs go to standard output, which is dropped.
+static int write_bridge(const NetworkContext& ctx) {
+  int result = 0;
+  printed_by([&] { result = write_bridge_network(&ctx, "br-lan"); });
+  return result;
+}
 
 TEST_F(BridgeTest, TheBridgeHasADeviceANetworkAndAUnitForEachMember) {
   EXPECT_EQ(write_bridge(context_of(kBridge)), 0);
-  EXPECT_EQ(unit_names(),
-            (Lines{"79-br-lan.netdev", "79-br-lan.network", "79-eth0.network", "79-wlan0.network"}));
+  EXPECT_THAT(unit_names(),
+              ElementsAre("79-br-lan.netdev", "79-br-lan.network", "79-eth0.network", "79-wlan0.network"));
   EXPECT_EQ(unit("79-br-lan.netdev"), R"([NetDev]
 Name = br-lan
 Kind = bridge
@@ -53,8 +54,8 @@ Bridge = br-lan
 TEST_F(BridgeTest, TheBridgeAloneIsRecordedForRemoval) {
   EXPECT_EQ(write_bridge(context_of(kBridge)), 0);
   EXPECT_THAT(recorded_interfaces(), ElementsAre("br-lan"));
-  EXPECT_EQ(platform().calls, Lines{});
-  EXPECT_EQ(log_of("notice"), Lines{});
+  EXPECT_THAT(platform().calls, IsEmpty());
+  EXPECT_THAT(log_of("notice"), IsEmpty());
 }
 
 TEST_F(BridgeTest, ABridgeNeedsNoMembers) {
@@ -64,7 +65,7 @@ TEST_F(BridgeTest, ABridgeNeedsNoMembers) {
                                           R"( "primary_interface": "eth0"},
       "eth0": {"network": {}}}})");
     EXPECT_EQ(write_bridge(ctx), 0);
-    EXPECT_EQ(unit_names(), (Lines{"79-br-lan.netdev", "79-br-lan.network"})) << members;
+    EXPECT_THAT(unit_names(), ElementsAre("79-br-lan.netdev", "79-br-lan.network")) << members;
   }
 }
 
@@ -73,7 +74,7 @@ TEST_F(BridgeTest, AMemberThatIsNoTextIsLeftOut) {
     "bridge": {"enable": true, "interfaces": [5, null, {}, "eth1"], "primary_interface": "eth0"},
     "eth0": {"network": {}}}})");
   EXPECT_EQ(write_bridge(ctx), 0);
-  EXPECT_EQ(unit_names(), (Lines{"79-br-lan.netdev", "79-br-lan.network", "79-eth1.network"}));
+  EXPECT_THAT(unit_names(), ElementsAre("79-br-lan.netdev", "79-br-lan.network", "79-eth1.network"));
 }
 
 TEST_F(BridgeTest, APrimaryThatIsNoMemberGivesTheAddressAllTheSame) {
@@ -81,26 +82,23 @@ TEST_F(BridgeTest, APrimaryThatIsNoMemberGivesTheAddressAllTheSame) {
     "bridge": {"enable": true, "interfaces": ["eth0"], "primary_interface": "eth1"},
     "eth1": {"network": {"ipv4": "192.168.2.1", "netmask": 24}}}})");
   EXPECT_EQ(write_bridge(ctx), 0);
-  EXPECT_EQ(unit_names(), (Lines{"79-br-lan.netdev", "79-br-lan.network", "79-eth0.network"}));
+  EXPECT_THAT(unit_names(), ElementsAre("79-br-lan.netdev", "79-br-lan.network", "79-eth0.network"));
   EXPECT_THAT(unit("79-br-lan.network"), HasSubstr("\nAddress = 192.168.2.1/24\n"));
 }
 
-// Where the settings of a primary interface stand.
-struct PrimaryCase {
-  const char* primary;
-  const char* config;
-};
-
-constexpr PrimaryCase kPrimaryCases[] = {
-    {"eth0", R"({"wired": {"eth0": {"network": {"ipv4": "10.1.1.1"}}}})"},
-    {"veth0", R"({"wired": {"veth0": {"network": {"ipv4": "10.1.1.1"}}}})"},
-    {"myeth", R"({"wired": {"myeth": {"network": {"ipv4": "10.1.1.1"}}}})"},
-    {"wlan0", R"({"wireless": {"wifi": {"wlan0": {"ap": {"network": {"ipv4": "10.1.1.1"}}}}}})"},
-    {"usb0", R"({"wireless": {"wifi": {"usb0": {"ap": {"network": {"ipv4": "10.1.1.1"}}}}}})"},
-};
-
 TEST_F(BridgeTest, ThePrimaryIsWiredWhenItsNameContainsEth) {
-  for (const PrimaryCase& c : kPrimaryCases) {
+  // Where the settings of a primary interface stand.
+  struct Case {
+    const char* primary;
+    const char* config;
+  };
+  for (const Case& c : {
+           Case{"eth0", R"({"wired": {"eth0": {"network": {"ipv4": "10.1.1.1"}}}})"},
+           Case{"veth0", R"({"wired": {"veth0": {"network": {"ipv4": "10.1.1.1"}}}})"},
+           Case{"myeth", R"({"wired": {"myeth": {"network": {"ipv4": "10.1.1.1"}}}})"},
+           Case{"wlan0", R"({"wireless": {"wifi": {"wlan0": {"ap": {"network": {"ipv4": "10.1.1.1"}}}}}})"},
+           Case{"usb0", R"({"wireless": {"wifi": {"usb0": {"ap": {"network": {"ipv4": "10.1.1.1"}}}}}})"},
+       }) {
     NetworkContext ctx = context_of(c.config);
     ctx.bridge_primary_interface = c.primary;
     EXPECT_EQ(write_bridge_master_network_unit_file(&ctx, 79, "br-lan"), 0) << c.primary;
@@ -112,7 +110,7 @@ TEST_F(BridgeTest, TheBridgesOwnUnitHasItsNumberWhateverTheCallerPasses) {
   const NetworkContext ctx = context_of(R"({"wired": {
     "bridge": {"enable": true, "primary_interface": "eth0"}, "eth0": {"network": {}}}})");
   EXPECT_EQ(write_bridge_master_network_unit_file(&ctx, 12, "br-lan"), 0);
-  EXPECT_EQ(unit_names(), (Lines{"79-br-lan.network"}));
+  EXPECT_THAT(unit_names(), ElementsAre("79-br-lan.network"));
 }
 
 TEST_F(BridgeTest, WithoutThePrimarysSettingsOnlyTheNetworkUnitFails) {
@@ -120,38 +118,37 @@ TEST_F(BridgeTest, WithoutThePrimarysSettingsOnlyTheNetworkUnitFails) {
     "bridge": {"enable": true, "interfaces": ["eth0", "eth1"], "primary_interface": "eth0"},
     "eth0": {"network": "text"}}})");
   EXPECT_EQ(write_bridge(ctx), -1);
-  EXPECT_EQ(unit_names(), (Lines{"79-br-lan.netdev", "79-eth0.network", "79-eth1.network"}));
+  EXPECT_THAT(unit_names(), ElementsAre("79-br-lan.netdev", "79-eth0.network", "79-eth1.network"));
   EXPECT_THAT(recorded_interfaces(), IsEmpty());
-  EXPECT_EQ(platform().log, (Lines{"debug write unit file:/var/run/systemd/network/79-br-lan.netdev\n",
-                                   "debug write unit file:/var/run/systemd/network/79-eth0.network\n",
-                                   "debug write unit file:/var/run/systemd/network/79-eth1.network\n"}));
+  EXPECT_THAT(platform().log,
+              ElementsAre("debug write unit file:/var/run/systemd/network/79-br-lan.netdev\n",
+                          "debug write unit file:/var/run/systemd/network/79-eth0.network\n",
+                          "debug write unit file:/var/run/systemd/network/79-eth1.network\n"));
 }
 
 TEST_F(BridgeTest, WithoutAPrimaryTheNetworkUnitFails) {
   const NetworkContext ctx = context_of(R"({"wired": {"bridge": {"enable": true}}})");
   EXPECT_EQ(write_bridge_master_network_unit_file(&ctx, 79, "br-lan"), -1);
-  EXPECT_EQ(platform().log, Lines{});
+  EXPECT_THAT(platform().log, IsEmpty());
 }
 
-// A unit that cannot be opened, and the log of it above debug.
-struct BlockedCase {
-  const char* blocked;
-  Lines notices;
-};
-
 TEST_F(BridgeTest, AUnitThatCannotBeOpenedFailsTheBridgeAndStopsNothing) {
-  const BlockedCase cases[] = {
-      {"79-br-lan.netdev",
-       {"notice error creating network unit file: /var/run/systemd/network/79-br-lan.netdev"}},
-      {"79-br-lan.network",
-       {"notice error creating network unit file: /var/run/systemd/network/79-br-lan.network",
-        "notice error writing bridge master network unit file"}},
-      {"79-eth0.network",
-       {"notice error creating network unit file: /var/run/systemd/network/79-eth0.network"}},
-      {"79-wlan0.network",
-       {"notice error creating network unit file: /var/run/systemd/network/79-wlan0.network"}},
+  // A unit that cannot be opened, and the log of it above debug.
+  struct Case {
+    const char* blocked;
+    Lines notices;
   };
-  for (const BlockedCase& c : cases) {
+  for (const Case& c : {
+           Case{"79-br-lan.netdev",
+                {"notice error creating network unit file: /var/run/systemd/network/79-br-lan.netdev"}},
+           Case{"79-br-lan.network",
+                {"notice error creating network unit file: /var/run/systemd/network/79-br-lan.network",
+                 "notice error writing bridge master network unit file"}},
+           Case{"79-eth0.network",
+                {"notice error creating network unit file: /var/run/systemd/network/79-eth0.network"}},
+           Case{"79-wlan0.network",
+                {"notice error creating network unit file: /var/run/systemd/network/79-wlan0.network"}},
+       }) {
     LanfabTest::SetUp();
     block_unit(c.blocked);
     EXPECT_EQ(write_bridge(context_of(kBridge)), -1) << c.blocked;
@@ -191,5 +188,3 @@ TEST_F(BridgeTest, PrintsItsTraceLines) {
             "write_bridge_slave_network_unit_file\n"
             "open_unit_file\n");
 }
-
-}  // namespace

@@ -4,8 +4,6 @@
 
 #include "lanfab_test.h"
 
-namespace {
-
 constexpr char kRouter[] = R"({"firewall": {"general": {"router": 1}}})";
 
 // eth0 in router mode with one VLAN.
@@ -26,12 +24,15 @@ Id = 100
 // By which the network unit of the VLAN is known.
 constexpr char kVlanAddress[] = "\nAddress = 192.168.100.1/24\n";
 
-class EthernetTest : public LanfabTest {
- protected:
-  static int apply_eth0(const NetworkContext& ctx, const std::string& port) {
-    return lanfab_ethernet(&ctx, 20, "eth0", json(port));
-  }
-};
+namespace {
+
+class EthernetTest : public LanfabTest {};
+
+}  // namespace
+
+static int apply_eth0(const NetworkContext& ctx, const std::string& port) {
+  return lanfab_ethernet(&ctx, 20, "eth0", json(port));
+}
 
 TEST_F(EthernetTest, APortThatIsNotEnabledIsSetDown) {
   for (const char* port :
@@ -39,10 +40,10 @@ TEST_F(EthernetTest, APortThatIsNotEnabledIsSetDown) {
         R"({"enable": "true", "network": {"mode": "router"}})", R"({"network": {"mode": "router"}})", "{}"}) {
     const NetworkContext ctx = context_of(kRouter);
     EXPECT_EQ(apply_eth0(ctx, port), 0) << port;
-    EXPECT_EQ(platform().log,
-              (Lines{"notice interface eth0 is disabled", "debug turning off interface eth0"}));
-    EXPECT_EQ(platform().calls, (Lines{"ip_link_set_interface_down eth0"}));
-    EXPECT_EQ(unit_names(), Lines{});
+    EXPECT_THAT(platform().log,
+                ElementsAre("notice interface eth0 is disabled", "debug turning off interface eth0"));
+    EXPECT_THAT(platform().calls, ElementsAre("ip_link_set_interface_down eth0"));
+    EXPECT_THAT(unit_names(), IsEmpty());
     EXPECT_THAT(recorded_interfaces(), IsEmpty());
   }
 }
@@ -51,10 +52,10 @@ TEST_F(EthernetTest, AnEnabledPortNeedsItsNetworkObject) {
   for (const char* port : {R"({"enable": true})", R"({"enable": true, "network": "router"})"}) {
     const NetworkContext ctx = context_of(kRouter);
     EXPECT_EQ(apply_eth0(ctx, port), -1) << port;
-    EXPECT_EQ(platform().log,
-              (Lines{"notice interface eth0 is enabled", "notice config requires network config"}));
-    EXPECT_EQ(platform().calls, Lines{});
-    EXPECT_EQ(unit_names(), Lines{});
+    EXPECT_THAT(platform().log,
+                ElementsAre("notice interface eth0 is enabled", "notice config requires network config"));
+    EXPECT_THAT(platform().calls, IsEmpty());
+    EXPECT_THAT(unit_names(), IsEmpty());
     EXPECT_THAT(recorded_interfaces(), IsEmpty());
   }
 }
@@ -66,14 +67,14 @@ TEST_F(EthernetTest, ARouterPortGetsItsUnitAndIsRecorded) {
             0);
   EXPECT_THAT(heads(unit("21-eth1.network")), ElementsAre("[Match]", "[Link]", "[Network]", "[Route]"));
   EXPECT_THAT(unit("21-eth1.network"), HasSubstr("\nAddress = 192.168.2.1/24\n"));
-  EXPECT_EQ(unit_names(), (Lines{"21-eth1.network"}));
+  EXPECT_THAT(unit_names(), ElementsAre("21-eth1.network"));
   EXPECT_THAT(recorded_interfaces(), ElementsAre("eth1"));
-  EXPECT_EQ(platform().calls, (Lines{"/bin/touch /var/run/ROUTER_MODE"}));
-  EXPECT_EQ(platform().log,
-            (Lines{"notice interface eth1 is enabled", "notice interface eth1 is in router mode",
-                   "debug write unit file:/var/run/systemd/network/21-eth1.network\n",
-                   "debug write_network_unit_file: eth1", "debug eth1 ipv4 config is 192.168.2.1",
-                   "debug added eth1 network unit file"}));
+  EXPECT_THAT(platform().calls, ElementsAre("/bin/touch /var/run/ROUTER_MODE"));
+  EXPECT_THAT(platform().log,
+              ElementsAre("notice interface eth1 is enabled", "notice interface eth1 is in router mode",
+                          "debug write unit file:/var/run/systemd/network/21-eth1.network\n",
+                          "debug write_network_unit_file: eth1", "debug eth1 ipv4 config is 192.168.2.1",
+                          "debug added eth1 network unit file"));
 }
 
 TEST_F(EthernetTest, TwoRouterPortsTouchTheMarkerTwice) {
@@ -81,7 +82,8 @@ TEST_F(EthernetTest, TwoRouterPortsTouchTheMarkerTwice) {
   const Json::Value port = json(R"({"enable": true, "network": {"mode": "router"}})");
   EXPECT_EQ(lanfab_ethernet(&ctx, 20, "eth0", port), 0);
   EXPECT_EQ(lanfab_ethernet(&ctx, 21, "eth1", port), 0);
-  EXPECT_EQ(platform().calls, (Lines{"/bin/touch /var/run/ROUTER_MODE", "/bin/touch /var/run/ROUTER_MODE"}));
+  EXPECT_THAT(platform().calls,
+              ElementsAre("/bin/touch /var/run/ROUTER_MODE", "/bin/touch /var/run/ROUTER_MODE"));
   EXPECT_THAT(recorded_interfaces(), ElementsAre("eth0", "eth1"));
 }
 
@@ -91,35 +93,35 @@ TEST_F(EthernetTest, AFailedRouterUnitStillLeavesTheRestOfThePort) {
   Json::Value port = json(kVlanPort);
   port["network"]["advanced"]["telnet"]["enable"] = false;
   EXPECT_EQ(lanfab_ethernet(&ctx, 20, "eth0", port), -1);
-  EXPECT_EQ(log_of("notice"),
-            (Lines{"notice interface eth0 is enabled", "notice interface eth0 is in router mode",
-                   "notice error creating network unit file: /var/run/systemd/network/20-eth0.network",
-                   "notice error writing network unit file", "notice eth0 vlan enabled"}));
+  EXPECT_THAT(log_of("notice"),
+              ElementsAre("notice interface eth0 is enabled", "notice interface eth0 is in router mode",
+                          "notice error creating network unit file: /var/run/systemd/network/20-eth0.network",
+                          "notice error writing network unit file", "notice eth0 vlan enabled"));
   EXPECT_EQ(unit("30-eth0.100.netdev"), kVlanNetdev);
   EXPECT_THAT(unit("30-eth0.100.network"), HasSubstr(kVlanAddress));
   EXPECT_THAT(recorded_interfaces(), ElementsAre("eth0", "eth0.100 type vlan"));
-  EXPECT_EQ(platform().calls,
-            (Lines{"/bin/touch /var/run/ROUTER_MODE", "/usr/bin/telnet-init stop 2>/dev/null"}));
+  EXPECT_THAT(platform().calls,
+              ElementsAre("/bin/touch /var/run/ROUTER_MODE", "/usr/bin/telnet-init stop 2>/dev/null"));
 }
 
-// Bridge members.
+// --- Bridge members
 
 TEST_F(EthernetTest, ABridgedPortHasNoUnitOfItsOwnButItsVlans) {
   const NetworkContext ctx = context_of(R"({
     "firewall": {"general": {"router": 1}},
     "wired": {"bridge": {"enable": true, "interfaces": ["wlan0", "eth0"]}}})");
   EXPECT_EQ(apply_eth0(ctx, kVlanPort), 0);
-  EXPECT_EQ(unit_names(), (Lines{"30-eth0.100.netdev", "30-eth0.100.network"}));
+  EXPECT_THAT(unit_names(), ElementsAre("30-eth0.100.netdev", "30-eth0.100.network"));
   EXPECT_THAT(recorded_interfaces(), ElementsAre("eth0.100 type vlan"));
-  EXPECT_EQ(
+  EXPECT_THAT(
       platform().log,
-      (Lines{"notice interface eth0 is enabled", "notice interface eth0 is in router mode",
-             "debug interface eth0 is LAN bridge", "debug lanfab network: 30-eth0",
-             "notice eth0 vlan enabled",
-             "debug write unit file:/var/run/systemd/network/30-eth0.100.netdev\n",
-             "debug write unit file:/var/run/systemd/network/30-eth0.100.network\n",
-             "debug write_network_unit_file: eth0.100", "debug eth0.100 ipv4 config is 192.168.100.1"}));
-  EXPECT_EQ(platform().calls, (Lines{"/bin/touch /var/run/ROUTER_MODE"}));
+      ElementsAre("notice interface eth0 is enabled", "notice interface eth0 is in router mode",
+                  "debug interface eth0 is LAN bridge", "debug lanfab network: 30-eth0",
+                  "notice eth0 vlan enabled",
+                  "debug write unit file:/var/run/systemd/network/30-eth0.100.netdev\n",
+                  "debug write unit file:/var/run/systemd/network/30-eth0.100.network\n",
+                  "debug write_network_unit_file: eth0.100", "debug eth0.100 ipv4 config is 192.168.100.1"));
+  EXPECT_THAT(platform().calls, ElementsAre("/bin/touch /var/run/ROUTER_MODE"));
 }
 
 TEST_F(EthernetTest, APortIsBridgedOnlyInTheListOfAnEnabledBridge) {
@@ -128,12 +130,12 @@ TEST_F(EthernetTest, APortIsBridgedOnlyInTheListOfAnEnabledBridge) {
                              R"({"enable": true, "interfaces": []})", R"({"enable": true})"}) {
     const NetworkContext ctx = context_of(R"({"wired": {"bridge": )" + std::string(bridge) + "}}");
     EXPECT_EQ(apply_eth0(ctx, R"({"enable": true, "network": {"mode": "router"}})"), 0);
-    EXPECT_EQ(unit_names(), (Lines{"20-eth0.network"})) << bridge;
+    EXPECT_THAT(unit_names(), ElementsAre("20-eth0.network")) << bridge;
     std::filesystem::remove("/var/run/systemd/network/20-eth0.network");
   }
 }
 
-// Pass-through.
+// --- Pass-through
 
 TEST_F(EthernetTest, EveryModeButRouterIsPassThrough) {
   for (const char* network :
@@ -142,11 +144,12 @@ TEST_F(EthernetTest, EveryModeButRouterIsPassThrough) {
     const NetworkContext ctx = context_of(kRouter);
     EXPECT_EQ(apply_eth0(ctx, R"({"enable": true, "network": )" + std::string(network) + "}"), 0) << network;
     EXPECT_EQ(unit("20-eth0.network"), "[Match]\nName = eth0\n\n") << network;
-    EXPECT_EQ(platform().log,
-              (Lines{"notice interface eth0 is enabled", "notice interface eth0 is in pass-through mode",
-                     "debug write unit file:/var/run/systemd/network/20-eth0.network\n"}))
+    EXPECT_THAT(
+        platform().log,
+        ElementsAre("notice interface eth0 is enabled", "notice interface eth0 is in pass-through mode",
+                    "debug write unit file:/var/run/systemd/network/20-eth0.network\n"))
         << network;
-    EXPECT_EQ(platform().calls, Lines{}) << network;
+    EXPECT_THAT(platform().calls, IsEmpty()) << network;
     EXPECT_THAT(recorded_interfaces(), IsEmpty()) << network;
   }
 }
@@ -161,22 +164,22 @@ TEST_F(EthernetTest, APassThroughPortKeepsOnlyItsSecondaryAddress) {
                  "vlan": {"enable": true, "networks": [{"enable": true, "vid": 1, "network": {}}]}}}})");
   EXPECT_EQ(lanfab_ethernet(&ctx, 21, "eth1", port), 0);
   EXPECT_EQ(unit("21-eth1.network"), "[Match]\nName = eth1\n\n\n[Address]\nAddress = 169.254.0.129/25\n");
-  EXPECT_EQ(unit_names(), (Lines{"21-eth1.network"}));
-  EXPECT_EQ(platform().calls, Lines{});
+  EXPECT_THAT(unit_names(), ElementsAre("21-eth1.network"));
+  EXPECT_THAT(platform().calls, IsEmpty());
 }
 
 TEST_F(EthernetTest, APassThroughUnitThatCannotBeOpenedFails) {
   const NetworkContext ctx = context_of(kRouter);
   block_unit("20-eth0.network");
   EXPECT_EQ(apply_eth0(ctx, R"({"enable": true, "network": {"mode": "pass-through"}})"), -1);
-  EXPECT_EQ(platform().log,
-            (Lines{"notice interface eth0 is enabled", "notice interface eth0 is in pass-through mode",
-                   "debug write unit file:/var/run/systemd/network/20-eth0.network\n",
-                   "notice error creating network unit file: /var/run/systemd/network/20-eth0.network",
-                   "notice error writing eth0 network unit file for pass-through mode"}));
+  EXPECT_THAT(platform().log,
+              ElementsAre("notice interface eth0 is enabled", "notice interface eth0 is in pass-through mode",
+                          "debug write unit file:/var/run/systemd/network/20-eth0.network\n",
+                          "notice error creating network unit file: /var/run/systemd/network/20-eth0.network",
+                          "notice error writing eth0 network unit file for pass-through mode"));
 }
 
-// VLANs.
+// --- VLANs
 
 TEST_F(EthernetTest, AVlanHasADeviceAndANetworkUnitAndIsRecorded) {
   const NetworkContext ctx = context_of(kRouter);
@@ -194,7 +197,7 @@ TEST_F(EthernetTest, TheOrderOfAVlanListIsOnlyLogged) {
                                          {"enable": true, "vid": 7, "network": {}}]})")),
             0);
   EXPECT_EQ(platform().log.front(), "debug lanfab network: 99-eth1");
-  EXPECT_EQ(unit_names(), (Lines{"30-eth1.7.netdev", "30-eth1.7.network"}));
+  EXPECT_THAT(unit_names(), ElementsAre("30-eth1.7.netdev", "30-eth1.7.network"));
 }
 
 TEST_F(EthernetTest, EachCompleteEnabledVlanIsWritten) {
@@ -210,10 +213,10 @@ TEST_F(EthernetTest, EachCompleteEnabledVlanIsWritten) {
                                          "text", 8, null,
                                          {"enable": true, "vid": 9, "network": {}}]})")),
             0);
-  EXPECT_EQ(unit_names(),
-            (Lines{"30-eth0.1.netdev", "30-eth0.1.network", "30-eth0.9.netdev", "30-eth0.9.network"}));
+  EXPECT_THAT(unit_names(),
+              ElementsAre("30-eth0.1.netdev", "30-eth0.1.network", "30-eth0.9.netdev", "30-eth0.9.network"));
   EXPECT_THAT(recorded_interfaces(), ElementsAre("eth0.1 type vlan", "eth0.9 type vlan"));
-  EXPECT_EQ(log_of("notice"), (Lines{"notice eth0 vlan enabled"}));
+  EXPECT_THAT(log_of("notice"), ElementsAre("notice eth0 vlan enabled"));
 }
 
 TEST_F(EthernetTest, AVlanListThatIsNotEnabledIsOnlyLogged) {
@@ -221,8 +224,8 @@ TEST_F(EthernetTest, AVlanListThatIsNotEnabledIsOnlyLogged) {
                            R"({"networks": [{"enable": true, "vid": 1, "network": {}}]})", "{}"}) {
     const NetworkContext ctx = context_of(kRouter);
     EXPECT_EQ(write_vlan_networks(&ctx, 30, "eth0", json(vlan)), 0);
-    EXPECT_EQ(platform().log, (Lines{"debug lanfab network: 30-eth0"})) << vlan;
-    EXPECT_EQ(unit_names(), Lines{}) << vlan;
+    EXPECT_THAT(platform().log, ElementsAre("debug lanfab network: 30-eth0")) << vlan;
+    EXPECT_THAT(unit_names(), IsEmpty()) << vlan;
   }
 }
 
@@ -231,8 +234,9 @@ TEST_F(EthernetTest, AnEnabledVlanListNeedsNoNetworks) {
                            R"({"enable": true, "networks": {"enable": true, "vid": 1, "network": {}}})"}) {
     const NetworkContext ctx = context_of(kRouter);
     EXPECT_EQ(write_vlan_networks(&ctx, 30, "eth0", json(vlan)), 0);
-    EXPECT_EQ(platform().log, (Lines{"debug lanfab network: 30-eth0", "notice eth0 vlan enabled"})) << vlan;
-    EXPECT_EQ(unit_names(), Lines{}) << vlan;
+    EXPECT_THAT(platform().log, ElementsAre("debug lanfab network: 30-eth0", "notice eth0 vlan enabled"))
+        << vlan;
+    EXPECT_THAT(unit_names(), IsEmpty()) << vlan;
   }
 }
 
@@ -243,20 +247,18 @@ TEST_F(EthernetTest, AVlanSettingThatIsNoObjectIsLeftOut) {
   EXPECT_EQ(platform().log.back(), "debug added eth0 network unit file");
 }
 
-struct HybridCase {
-  const char* vlan;
-  Lines log;
-};
-
 TEST_F(EthernetTest, TheHybridModeIsOnlyLogged) {
-  const NetworkContext ctx = context_of(kRouter);
-  const HybridCase cases[] = {
-      {R"({"enable": true, "hybrid": true})", {"debug eth0 vlan hybrid mode:1"}},
-      {R"({"enable": true, "hybrid": false})", {"debug eth0 vlan hybrid mode:0"}},
-      {R"({"enable": true, "hybrid": "no"})", {}},
-      {R"({"enable": true})", {}},
+  struct Case {
+    const char* vlan;
+    Lines log;
   };
-  for (const HybridCase& c : cases) {
+  const NetworkContext ctx = context_of(kRouter);
+  for (const Case& c : {
+           Case{R"({"enable": true, "hybrid": true})", {"debug eth0 vlan hybrid mode:1"}},
+           Case{R"({"enable": true, "hybrid": false})", {"debug eth0 vlan hybrid mode:0"}},
+           Case{R"({"enable": true, "hybrid": "no"})", {}},
+           Case{R"({"enable": true})", {}},
+       }) {
     platform().log.clear();
     EXPECT_EQ(write_vlan_networks(&ctx, 30, "eth0", json(c.vlan)), 0);
     Lines log{"debug lanfab network: 30-eth0", "notice eth0 vlan enabled"};
@@ -280,11 +282,12 @@ TEST_F(EthernetTest, AFailedVlanDeviceUnitStopsNothing) {
   const NetworkContext ctx = context_of(kRouter);
   block_unit("30-eth0.100.netdev");
   EXPECT_EQ(apply_eth0(ctx, kVlanPort), 0);
-  EXPECT_EQ(log_of("notice"),
-            (Lines{"notice interface eth0 is enabled", "notice interface eth0 is in router mode",
-                   "notice eth0 vlan enabled",
-                   "notice error creating network unit file: /var/run/systemd/network/30-eth0.100.netdev",
-                   "notice error writing vlan netdev unit file"}));
+  EXPECT_THAT(
+      log_of("notice"),
+      ElementsAre("notice interface eth0 is enabled", "notice interface eth0 is in router mode",
+                  "notice eth0 vlan enabled",
+                  "notice error creating network unit file: /var/run/systemd/network/30-eth0.100.netdev",
+                  "notice error writing vlan netdev unit file"));
   EXPECT_THAT(unit("30-eth0.100.network"), HasSubstr(kVlanAddress));
   EXPECT_THAT(recorded_interfaces(), ElementsAre("eth0", "eth0.100 type vlan"));
 }
@@ -293,11 +296,12 @@ TEST_F(EthernetTest, AFailedVlanNetworkUnitStopsNothing) {
   const NetworkContext ctx = context_of(kRouter);
   block_unit("30-eth0.100.network");
   EXPECT_EQ(apply_eth0(ctx, kVlanPort), 0);
-  EXPECT_EQ(log_of("notice"),
-            (Lines{"notice interface eth0 is enabled", "notice interface eth0 is in router mode",
-                   "notice eth0 vlan enabled",
-                   "notice error creating network unit file: /var/run/systemd/network/30-eth0.100.network",
-                   "notice error writing vlan network unit file"}));
+  EXPECT_THAT(
+      log_of("notice"),
+      ElementsAre("notice interface eth0 is enabled", "notice interface eth0 is in router mode",
+                  "notice eth0 vlan enabled",
+                  "notice error creating network unit file: /var/run/systemd/network/30-eth0.100.network",
+                  "notice error writing vlan network unit file"));
   EXPECT_EQ(unit("30-eth0.100.netdev"), kVlanNetdev);
   EXPECT_THAT(recorded_interfaces(), ElementsAre("eth0", "eth0.100 type vlan"));
 }
@@ -314,27 +318,27 @@ TEST_F(EthernetTest, ADeviceUnitThatCannotBeOpenedFails) {
   EXPECT_EQ(write_vlan_netdev_unit_file(&ctx, 30, "eth0.100", 100), -1);
 }
 
-// Telnet.
-
-struct TelnetCase {
-  const char* network;
-  Lines log;
-  Lines calls;
-};
+// --- Telnet
 
 TEST_F(EthernetTest, TelnetFollowsItsSettingAndStaysWithoutOne) {
-  const TelnetCase cases[] = {
-      {R"({"advanced": {"telnet": {"enable": true}}})",
-       {"notice starting telnetd"},
-       {"/usr/bin/telnet-init start 2>/dev/null"}},
-      {R"({"advanced": {"telnet": {"enable": false}}})", {}, {"/usr/bin/telnet-init stop 2>/dev/null"}},
-      {R"({"advanced": {"telnet": {"enable": 1}}})", {}, {}},
-      {R"({"advanced": {"telnet": {}}})", {}, {}},
-      {R"({"advanced": {"telnet": true}})", {}, {}},
-      {R"({"advanced": {}})", {}, {}},
-      {R"({})", {}, {}},
+  struct Case {
+    const char* network;
+    Lines log;
+    Lines calls;
   };
-  for (const TelnetCase& c : cases) {
+  for (const Case& c : {
+           Case{R"({"advanced": {"telnet": {"enable": true}}})",
+                {"notice starting telnetd"},
+                {"/usr/bin/telnet-init start 2>/dev/null"}},
+           Case{R"({"advanced": {"telnet": {"enable": false}}})",
+                {},
+                {"/usr/bin/telnet-init stop 2>/dev/null"}},
+           Case{R"({"advanced": {"telnet": {"enable": 1}}})", {}, {}},
+           Case{R"({"advanced": {"telnet": {}}})", {}, {}},
+           Case{R"({"advanced": {"telnet": true}})", {}, {}},
+           Case{R"({"advanced": {}})", {}, {}},
+           Case{R"({})", {}, {}},
+       }) {
     const NetworkContext ctx = context_of(kRouter);
     EXPECT_EQ(set_telnet_service(&ctx, json(c.network)), 0);
     EXPECT_EQ(platform().log, c.log) << c.network;
@@ -347,20 +351,21 @@ TEST_F(EthernetTest, ARouterPortSetsTelnetAfterItsUnits) {
   EXPECT_EQ(apply_eth0(ctx, R"({"enable": true, "network": {
               "mode": "router", "ipv4": "192.168.1.1", "advanced": {"telnet": {"enable": true}}}})"),
             0);
-  EXPECT_EQ(
+  EXPECT_THAT(
       platform().calls,
-      (Lines{"/bin/touch /var/run/ROUTER_MODE", "echo 0 > /proc/sys/net/ipv4/conf/eth0/forwarding",
-             "echo 0 > /proc/sys/net/ipv6/conf/eth0/forwarding", "echo 0 > /proc/sys/net/ipv4/ip_forward",
-             "echo 0 > /proc/sys/net/ipv6/ip_forward", "/usr/bin/telnet-init start 2>/dev/null"}));
+      ElementsAre("/bin/touch /var/run/ROUTER_MODE", "echo 0 > /proc/sys/net/ipv4/conf/eth0/forwarding",
+                  "echo 0 > /proc/sys/net/ipv6/conf/eth0/forwarding",
+                  "echo 0 > /proc/sys/net/ipv4/ip_forward", "echo 0 > /proc/sys/net/ipv6/ip_forward",
+                  "/usr/bin/telnet-init start 2>/dev/null"));
 }
 
 TEST_F(EthernetTest, TurningOffIsLogged) {
   turn_off_interface("eth1");
-  EXPECT_EQ(platform().log, (Lines{"debug turning off interface eth1"}));
-  EXPECT_EQ(platform().calls, (Lines{"ip_link_set_interface_down eth1"}));
+  EXPECT_THAT(platform().log, ElementsAre("debug turning off interface eth1"));
+  EXPECT_THAT(platform().calls, ElementsAre("ip_link_set_interface_down eth1"));
 }
 
-// The trace.
+// --- The trace
 
 TEST_F(EthernetTest, ADisabledPortPrintsItsTraceLine) {
   NetworkContext ctx = context_of(kRouter);
@@ -403,5 +408,3 @@ TEST_F(EthernetTest, NothingIsTracedByDefault) {
   const NetworkContext ctx = context_of(kRouter);
   EXPECT_EQ(printed_by([&] { apply_eth0(ctx, kVlanPort); }), "");
 }
-
-}  // namespace

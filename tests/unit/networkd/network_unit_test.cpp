@@ -4,8 +4,6 @@
 
 #include "lanfab_test.h"
 
-namespace {
-
 constexpr char kRouter[] = R"({"firewall": {"general": {"router": 1}}})";
 
 // What every unit of eth0 begins with, up to the lines of its [Network] section.
@@ -18,29 +16,32 @@ RequiredFamilyForOnline = ipv4
 [Network]
 )";
 
+namespace {
+
 // A configuration and the text that it gives.
 struct TextCase {
   const char* config;
   const char* text;
 };
 
-class NetworkUnitTest : public LanfabTest {
- protected:
-  // The unit of eth0 for this "network" object.
-  static std::string eth0_unit(const NetworkContext& ctx, const std::string& node) {
-    EXPECT_EQ(write_network_unit_file(&ctx, 20, "eth0", json(node), false, nullptr), 0);
-    return unit("20-eth0.network");
-  }
+class NetworkUnitTest : public LanfabTest {};
 
-  // The unit of eth0 for each of these "network" objects, on a device that routes.
-  template <std::size_t N>
-  static void expect_eth0_units(const TextCase (&cases)[N]) {
-    const NetworkContext ctx = context_of(kRouter);
-    for (const TextCase& c : cases) {
-      EXPECT_EQ(eth0_unit(ctx, c.config), std::string(kEth0Head) + c.text) << c.config;
-    }
+}  // namespace
+
+// The unit of eth0 for this "network" object.
+static std::string eth0_unit(const NetworkContext& ctx, const std::string& node) {
+  EXPECT_EQ(write_network_unit_file(&ctx, 20, "eth0", json(node), false, nullptr), 0);
+  return unit("20-eth0.network");
+}
+
+// The unit of eth0 for each of these "network" objects, on a device that routes.
+template <std::size_t N>
+static void expect_eth0_units(const TextCase (&cases)[N]) {
+  const NetworkContext ctx = context_of(kRouter);
+  for (const TextCase& c : cases) {
+    EXPECT_EQ(eth0_unit(ctx, c.config), std::string(kEth0Head) + c.text) << c.config;
   }
-};
+}
 
 TEST_F(NetworkUnitTest, AStaticPortWithEverythingInItsOrder) {
   const NetworkContext ctx = context_of(R"({
@@ -90,10 +91,10 @@ RequiredFamilyForOnline = ipv4
 
 TEST_F(NetworkUnitTest, AnEmptyNodeIsLoggedAndRunsNoCommand) {
   eth0_unit(context_of("{}"), "{}");
-  EXPECT_EQ(platform().log, (Lines{"debug write unit file:/var/run/systemd/network/20-eth0.network\n",
-                                   "debug write_network_unit_file: eth0",
-                                   "debug eth0 network interface missing ipv4 config"}));
-  EXPECT_EQ(platform().calls, Lines{});
+  EXPECT_THAT(platform().log, ElementsAre("debug write unit file:/var/run/systemd/network/20-eth0.network\n",
+                                          "debug write_network_unit_file: eth0",
+                                          "debug eth0 network interface missing ipv4 config"));
+  EXPECT_THAT(platform().calls, IsEmpty());
 }
 
 TEST_F(NetworkUnitTest, WithoutAnAddressTheLaterSectionsAreStillWritten) {
@@ -190,10 +191,11 @@ TEST_F(NetworkUnitTest, AUnitThatCannotBeOpenedFailsBeforeAnyCommand) {
   std::filesystem::remove_all("/var/run/systemd/network");
   EXPECT_EQ(write_network_unit_file(&ctx, 20, "eth0", json(R"({"ipv4": "192.168.1.1"})"), false, nullptr),
             -1);
-  EXPECT_EQ(platform().calls, Lines{});
-  EXPECT_EQ(platform().log,
-            (Lines{"debug write unit file:/var/run/systemd/network/20-eth0.network\n",
-                   "notice error creating network unit file: /var/run/systemd/network/20-eth0.network"}));
+  EXPECT_THAT(platform().calls, IsEmpty());
+  EXPECT_THAT(
+      platform().log,
+      ElementsAre("debug write unit file:/var/run/systemd/network/20-eth0.network\n",
+                  "notice error creating network unit file: /var/run/systemd/network/20-eth0.network"));
 }
 
 TEST_F(NetworkUnitTest, AStaticUnitPrintsItsTraceLines) {
@@ -235,31 +237,28 @@ TEST_F(NetworkUnitTest, TheBridgesUnitPrintsItsTraceLines) {
             "is_valid_gateway\n");
 }
 
-// The [Link] section's MTU.
-
-struct MtuCase {
-  const char* advanced;
-  const char* lines;
-  bool logged;
-};
-
-constexpr MtuCase kMtuCases[] = {
-    {R"({"mtu_override": true, "mtu": 1400})", "MTUBytes = 1400\n\n", true},
-    {R"({"mtu_override": true, "mtu": 9000})", "MTUBytes = 9000\n\n", true},
-    {R"({"mtu_override": true, "mtu": 1})", "MTUBytes = 1\n\n", true},
-    {R"({"mtu_override": true, "mtu": 1500})", "", true},
-    {R"({"mtu_override": true, "mtu": 0})", "", true},
-    {R"({"mtu_override": true, "mtu": -1})", "", true},
-    {R"({"mtu_override": true, "mtu": "1400"})", "", false},
-    {R"({"mtu_override": true})", "", false},
-    {R"({"mtu_override": false, "mtu": 1400})", "", false},
-    {R"({"mtu_override": "true", "mtu": 1400})", "", false},
-    {R"({"mtu_override": 1, "mtu": 1400})", "", false},
-    {R"({"mtu": 1400})", "", false},
-};
+// --- The [Link] section's MTU
 
 TEST_F(NetworkUnitTest, AnMtuIsWrittenWhenItOverridesTheDefault) {
-  for (const MtuCase& c : kMtuCases) {
+  struct Case {
+    const char* advanced;
+    const char* lines;
+    bool logged;
+  };
+  for (const Case& c : {
+           Case{R"({"mtu_override": true, "mtu": 1400})", "MTUBytes = 1400\n\n", true},
+           Case{R"({"mtu_override": true, "mtu": 9000})", "MTUBytes = 9000\n\n", true},
+           Case{R"({"mtu_override": true, "mtu": 1})", "MTUBytes = 1\n\n", true},
+           Case{R"({"mtu_override": true, "mtu": 1500})", "", true},
+           Case{R"({"mtu_override": true, "mtu": 0})", "", true},
+           Case{R"({"mtu_override": true, "mtu": -1})", "", true},
+           Case{R"({"mtu_override": true, "mtu": "1400"})", "", false},
+           Case{R"({"mtu_override": true})", "", false},
+           Case{R"({"mtu_override": false, "mtu": 1400})", "", false},
+           Case{R"({"mtu_override": "true", "mtu": 1400})", "", false},
+           Case{R"({"mtu_override": 1, "mtu": 1400})", "", false},
+           Case{R"({"mtu": 1400})", "", false},
+       }) {
     SCOPED_TRACE(c.advanced);
     const std::string text = eth0_unit(context_of("{}"), R"({"advanced": )" + std::string(c.advanced) + "}");
     EXPECT_EQ(text, std::string("[Match]\nName = eth0\n\n[Link]\nRequiredFamilyForOnline = ipv4\n") +
@@ -272,7 +271,7 @@ TEST_F(NetworkUnitTest, AnMtuIsWrittenWhenItOverridesTheDefault) {
   }
 }
 
-// The DHCP client.
+// --- The DHCP client
 
 constexpr TextCase kDhcpClients[] = {
     {R"({"protocol": "dhcp_client"})", R"(DHCP = ipv4
@@ -327,13 +326,13 @@ TEST_F(NetworkUnitTest, ADhcpClientTakesTheGatewayOfItsLease) {
 
 TEST_F(NetworkUnitTest, ADhcpClientIsLoggedAndLeavesForwardingAlone) {
   eth0_unit(context_of("{}"), R"({"protocol": "dhcp_client"})");
-  EXPECT_EQ(platform().log,
-            (Lines{"debug write unit file:/var/run/systemd/network/20-eth0.network\n",
-                   "debug write_network_unit_file: eth0", "debug interface eth0 using dhcp"}));
-  EXPECT_EQ(platform().calls, Lines{});
+  EXPECT_THAT(platform().log,
+              ElementsAre("debug write unit file:/var/run/systemd/network/20-eth0.network\n",
+                          "debug write_network_unit_file: eth0", "debug interface eth0 using dhcp"));
+  EXPECT_THAT(platform().calls, IsEmpty());
 }
 
-// The static address and the interface's own route.
+// --- The static address and the interface's own route
 
 constexpr TextCase kStaticAddresses[] = {
     {R"({"ipv4": "192.168.1.1", "netmask": 24})",
@@ -406,9 +405,9 @@ TEST_F(NetworkUnitTest, AnyProtocolButTheDhcpClientIsStatic) {
 
 TEST_F(NetworkUnitTest, AStaticAddressIsLoggedAndItsOwnGatewayIsNotJudged) {
   eth0_unit(context_of(kRouter), R"({"ipv4": "192.168.1.1", "netmask": 24, "gateway": "0.0.0.0"})");
-  EXPECT_EQ(platform().log,
-            (Lines{"debug write unit file:/var/run/systemd/network/20-eth0.network\n",
-                   "debug write_network_unit_file: eth0", "debug eth0 ipv4 config is 192.168.1.1"}));
+  EXPECT_THAT(platform().log,
+              ElementsAre("debug write unit file:/var/run/systemd/network/20-eth0.network\n",
+                          "debug write_network_unit_file: eth0", "debug eth0 ipv4 config is 192.168.1.1"));
 }
 
 TEST_F(NetworkUnitTest, ADeviceThatDoesNotRouteStopsForwardingWhileItWrites) {
@@ -417,7 +416,7 @@ TEST_F(NetworkUnitTest, ADeviceThatDoesNotRouteStopsForwardingWhileItWrites) {
   EXPECT_EQ(platform().calls.size(), 4U);
 }
 
-// The VLANs that ride on a link.
+// --- The VLANs that ride on a link
 
 constexpr TextCase kVlanIds[] = {
     {R"({"advanced": {"vlan": {"enable": true, "networks": [
@@ -447,7 +446,7 @@ TEST_F(NetworkUnitTest, AVlanLineForEachEnabledVlanOfAnEnabledList) {
   }
 }
 
-// Forwarding.
+// --- Forwarding
 
 TEST_F(NetworkUnitTest, ARoutingDeviceForwardsOnTheInterface) {
   for (const char* router : {"1", "2", "-1"}) {
@@ -456,7 +455,7 @@ TEST_F(NetworkUnitTest, ARoutingDeviceForwardsOnTheInterface) {
     const std::string text =
         text_written_by([&](std::FILE* file) { EXPECT_EQ(set_packet_forwarding(&ctx, file, "eth0"), 0); });
     EXPECT_EQ(text, "IPForward = yes\n") << router;
-    EXPECT_EQ(platform().calls, Lines{}) << router;
+    EXPECT_THAT(platform().calls, IsEmpty()) << router;
   }
 }
 
@@ -468,47 +467,45 @@ TEST_F(NetworkUnitTest, AnyOtherDeviceStopsForwardingAtOnce) {
     const std::string text = text_written_by(
         [&](std::FILE* file) { EXPECT_EQ(set_packet_forwarding(&ctx, file, "eth0.100"), 0); });
     EXPECT_EQ(text, "") << config;
-    EXPECT_EQ(platform().calls,
-              (Lines{"echo 0 > /proc/sys/net/ipv4/conf/eth0.100/forwarding",
-                     "echo 0 > /proc/sys/net/ipv6/conf/eth0.100/forwarding",
-                     "echo 0 > /proc/sys/net/ipv4/ip_forward", "echo 0 > /proc/sys/net/ipv6/ip_forward"}))
+    EXPECT_THAT(platform().calls, ElementsAre("echo 0 > /proc/sys/net/ipv4/conf/eth0.100/forwarding",
+                                              "echo 0 > /proc/sys/net/ipv6/conf/eth0.100/forwarding",
+                                              "echo 0 > /proc/sys/net/ipv4/ip_forward",
+                                              "echo 0 > /proc/sys/net/ipv6/ip_forward"))
         << config;
-    EXPECT_EQ(platform().log, Lines{}) << config;
+    EXPECT_THAT(platform().log, IsEmpty()) << config;
   }
 }
 
-// The secondary address.
+// --- The secondary address
 
-struct SecondaryCase {
-  const char* ifname;
-  const char* bridge_primary;
-  const char* text;
-};
-
-constexpr SecondaryCase kSecondaryCases[] = {
-    {"eth0", "", "\n[Address]\nAddress = 169.254.0.1/25\n"},
-    {"eth1", "", "\n[Address]\nAddress = 169.254.0.129/25\n"},
-    {"eth0", "eth1", "\n[Address]\nAddress = 169.254.0.1/25\n"},
-    {"br-lan", "eth0", "\n[Address]\nAddress = 169.254.0.1/25\n"},
-    {"br-lan", "eth1", "\n[Address]\nAddress = 169.254.0.129/25\n"},
-    {"br-lan", "wlan0", ""},
-    {"br-lan", "eth0.100", ""},
-    {"br-lan", "", ""},
-};
-
-std::string secondary_ip_of(const NetworkContext& ctx, const char* ifname, const char* node, int result) {
+static std::string secondary_ip_of(const NetworkContext& ctx, const char* ifname, const char* node,
+                                   int result) {
   return text_written_by([&](std::FILE* file) {
     EXPECT_EQ(write_network_secondary_ip(&ctx, file, ifname, json(node)), result);
   });
 }
 
 TEST_F(NetworkUnitTest, EachPortAndABridgeOnItHasItsSecondaryAddress) {
+  struct Case {
+    const char* ifname;
+    const char* bridge_primary;
+    const char* text;
+  };
   NetworkContext ctx = context_of("{}");
-  for (const SecondaryCase& c : kSecondaryCases) {
+  for (const Case& c : {
+           Case{"eth0", "", "\n[Address]\nAddress = 169.254.0.1/25\n"},
+           Case{"eth1", "", "\n[Address]\nAddress = 169.254.0.129/25\n"},
+           Case{"eth0", "eth1", "\n[Address]\nAddress = 169.254.0.1/25\n"},
+           Case{"br-lan", "eth0", "\n[Address]\nAddress = 169.254.0.1/25\n"},
+           Case{"br-lan", "eth1", "\n[Address]\nAddress = 169.254.0.129/25\n"},
+           Case{"br-lan", "wlan0", ""},
+           Case{"br-lan", "eth0.100", ""},
+           Case{"br-lan", "", ""},
+       }) {
     ctx.bridge_primary_interface = c.bridge_primary;
     EXPECT_EQ(secondary_ip_of(ctx, c.ifname, R"({"advanced": {"enable_secondary_ip": true}})", 0), c.text)
         << c.ifname << " " << c.bridge_primary;
-    EXPECT_EQ(platform().log, Lines{});
+    EXPECT_THAT(platform().log, IsEmpty());
   }
 }
 
@@ -517,7 +514,7 @@ TEST_F(NetworkUnitTest, AnyOtherInterfaceHasNoSecondaryAddress) {
   for (const char* ifname : {"wlan0", "eth0.100", "eth2", "wwan0"}) {
     platform().log.clear();
     EXPECT_EQ(secondary_ip_of(ctx, ifname, R"({"advanced": {"enable_secondary_ip": true}})", -1), "");
-    EXPECT_EQ(platform().log, (Lines{std::string("notice no secondary IP for interface ") + ifname}));
+    EXPECT_THAT(platform().log, ElementsAre(std::string("notice no secondary IP for interface ") + ifname));
   }
 }
 
@@ -528,7 +525,7 @@ TEST_F(NetworkUnitTest, NoSecondaryAddressUnlessItIsAskedFor) {
         R"({"advanced": {"enable_secondary_ip": "true"}})", R"({"enable_secondary_ip": true})", "{}"}) {
     EXPECT_EQ(secondary_ip_of(ctx, "eth0", node, 0), "") << node;
     EXPECT_EQ(secondary_ip_of(ctx, "wlan0", node, 0), "") << node;
-    EXPECT_EQ(platform().log, Lines{}) << node;
+    EXPECT_THAT(platform().log, IsEmpty()) << node;
   }
 }
 
@@ -555,30 +552,29 @@ Gateway = _dhcp
   EXPECT_EQ(platform().log.back(), "notice no secondary IP for interface wlan0");
 }
 
-// The VLAN filter of the bridge.
-
-struct BridgeVlanCase {
-  const char* vlan;
-  const char* text;
-  const char* printed;
-};
-
-constexpr BridgeVlanCase kBridgeVlanCases[] = {
-    {R"({"enable": true, "networks": [{"enable": true, "vid": 100}, {"enable": false, "vid": 200},
-                                      {"enable": true, "vid": 3}]})",
-     "\n[BridgeVLAN]\nVLAN = 100\n\n[BridgeVLAN]\nVLAN = 3\n",
-     "[BridgeVLAN]\nVLAN = 100\n[BridgeVLAN]\nVLAN = 3\n"},
-    {R"({"enable": true, "networks": [{"vid": 1}, {"enable": true}, {"enable": true, "vid": "4"}, 5]})", "",
-     ""},
-    {R"({"enable": true, "networks": {"enable": true, "vid": 1}})", "", ""},
-    {R"({"enable": true})", "", ""},
-    {R"({"enable": false, "networks": [{"enable": true, "vid": 1}]})", "", ""},
-    {R"({"networks": [{"enable": true, "vid": 1}]})", "", ""},
-    {R"("enabled")", "", ""},
-};
+// --- The VLAN filter of the bridge
 
 TEST_F(NetworkUnitTest, TheBridgeFiltersEachEnabledVlanOfThePortAndPrintsIt) {
-  for (const BridgeVlanCase& c : kBridgeVlanCases) {
+  struct Case {
+    const char* vlan;
+    const char* text;
+    const char* printed;
+  };
+  for (const Case& c : {
+           Case{R"({"enable": true, "networks": [{"enable": true, "vid": 100}, {"enable": false, "vid": 200},
+                                      {"enable": true, "vid": 3}]})",
+                "\n[BridgeVLAN]\nVLAN = 100\n\n[BridgeVLAN]\nVLAN = 3\n",
+                "[BridgeVLAN]\nVLAN = 100\n[BridgeVLAN]\nVLAN = 3\n"},
+           Case{
+               R"({"enable": true, "networks": [
+                   {"vid": 1}, {"enable": true}, {"enable": true, "vid": "4"}, 5]})",
+               "", ""},
+           Case{R"({"enable": true, "networks": {"enable": true, "vid": 1}})", "", ""},
+           Case{R"({"enable": true})", "", ""},
+           Case{R"({"enable": false, "networks": [{"enable": true, "vid": 1}]})", "", ""},
+           Case{R"({"networks": [{"enable": true, "vid": 1}]})", "", ""},
+           Case{R"("enabled")", "", ""},
+       }) {
     const NetworkContext ctx = context_of(R"({"wired": {"eth1": {"network": {"advanced": {"vlan": )" +
                                           std::string(c.vlan) + "}}}}}");
     std::string text;
@@ -599,8 +595,9 @@ TEST_F(NetworkUnitTest, TheBridgeHasNoVlansOfAnotherPort) {
             "");
 }
 
-// Static routes. Each case is one entry of the list.
+// --- Static routes
 
+// Each case is one entry of the list.
 constexpr TextCase kStaticRoutes[] = {
     {R"({"enable": true, "interface": "eth0", "gateway": "10.0.0.1", "ipv4": "10.20.30.40", "netmask": 24,
          "metric": 5})",
@@ -635,7 +632,7 @@ constexpr TextCase kStaticRoutes[] = {
     {R"(null)", ""},
 };
 
-std::string routes_of_eth0(const NetworkContext& ctx) {
+static std::string routes_of_eth0(const NetworkContext& ctx) {
   return text_written_by([&](std::FILE* file) { EXPECT_EQ(write_static_routes(&ctx, file, "eth0"), 0); });
 }
 
@@ -666,7 +663,7 @@ TEST_F(NetworkUnitTest, ANullGatewayOfARouteIsLoggedUnderTheInterface) {
     {"enable": true, "interface": "eth0", "gateway": "0.0.0.0"},
     {"enable": true, "interface": "eth1", "gateway": "0.0.0.0"},
     {"enable": true, "interface": "eth0", "gateway": ""}]})"));
-  EXPECT_EQ(platform().log, (Lines{"notice eth0: invalid Gateway IP 0.0.0.0"}));
+  EXPECT_THAT(platform().log, ElementsAre("notice eth0: invalid Gateway IP 0.0.0.0"));
 }
 
 TEST_F(NetworkUnitTest, AGatewayIsValidByItsLengthUnlessItIsNull) {
@@ -677,9 +674,9 @@ TEST_F(NetworkUnitTest, AGatewayIsValidByItsLengthUnlessItIsNull) {
   EXPECT_TRUE(is_valid_gateway(&ctx, "eth0", "0.0.0.01"));
   EXPECT_FALSE(is_valid_gateway(&ctx, "eth0", "1.1.11"));
   EXPECT_FALSE(is_valid_gateway(&ctx, "eth0", ""));
-  EXPECT_EQ(platform().log, Lines{});
+  EXPECT_THAT(platform().log, IsEmpty());
   EXPECT_FALSE(is_valid_gateway(&ctx, "label", "0.0.0.0"));
-  EXPECT_EQ(platform().log, (Lines{"notice label: invalid Gateway IP 0.0.0.0"}));
+  EXPECT_THAT(platform().log, ElementsAre("notice label: invalid Gateway IP 0.0.0.0"));
 }
 
 TEST_F(NetworkUnitTest, NothingIsTracedByDefault) {
@@ -687,5 +684,3 @@ TEST_F(NetworkUnitTest, NothingIsTracedByDefault) {
     {"enable": true, "interface": "eth0", "gateway": "10.0.0.1"}]})");
   EXPECT_EQ(printed_by([&] { eth0_unit(ctx, R"({"ipv4": "192.168.1.1"})"); }), "");
 }
-
-}  // namespace

@@ -9,25 +9,23 @@ namespace {
 
 class UnitFileTest : public LanfabTest {};
 
-// The name of the unit that is opened, and whether it is there afterwards.
-struct NamedUnit {
-  int number;
-  const char* name;
-  const char* kind;
-  const char* path;
-};
-
-constexpr NamedUnit kNamedUnits[] = {
-    {79, "br-lan", "netdev", "/var/run/systemd/network/79-br-lan.netdev"},
-    {20, "eth0", "network", "/var/run/systemd/network/20-eth0.network"},
-    {30, "eth0.100", "network", "/var/run/systemd/network/30-eth0.100.network"},
-    {0, "eth0", "network", "/var/run/systemd/network/0-eth0.network"},
-    {-1, "eth0", "network", "/var/run/systemd/network/-1-eth0.network"},
-};
+}  // namespace
 
 TEST_F(UnitFileTest, AUnitIsNamedByNumberNameAndKind) {
+  struct Case {
+    int number;
+    const char* name;
+    const char* kind;
+    const char* path;
+  };
   const NetworkContext ctx = context_of("{}");
-  for (const NamedUnit& named : kNamedUnits) {
+  for (const Case& named : {
+           Case{79, "br-lan", "netdev", "/var/run/systemd/network/79-br-lan.netdev"},
+           Case{20, "eth0", "network", "/var/run/systemd/network/20-eth0.network"},
+           Case{30, "eth0.100", "network", "/var/run/systemd/network/30-eth0.100.network"},
+           Case{0, "eth0", "network", "/var/run/systemd/network/0-eth0.network"},
+           Case{-1, "eth0", "network", "/var/run/systemd/network/-1-eth0.network"},
+       }) {
     SCOPED_TRACE(named.path);
     OpenFile file(open_unit_file(&ctx, named.number, named.name, named.kind));
     ASSERT_TRUE(file);
@@ -40,7 +38,8 @@ TEST_F(UnitFileTest, AUnitIsNamedByNumberNameAndKind) {
 TEST_F(UnitFileTest, OpeningLogsThePathWithALineEnd) {
   const NetworkContext ctx = context_of("{}");
   const OpenFile file(open_unit_file(&ctx, 79, "br-lan", "netdev"));
-  EXPECT_EQ(platform().log, (Lines{"debug write unit file:/var/run/systemd/network/79-br-lan.netdev\n"}));
+  EXPECT_THAT(platform().log,
+              ElementsAre("debug write unit file:/var/run/systemd/network/79-br-lan.netdev\n"));
 }
 
 TEST_F(UnitFileTest, AnExistingUnitIsTruncated) {
@@ -57,9 +56,10 @@ TEST_F(UnitFileTest, AUnitThatCannotBeCreatedIsNullAndLogged) {
   const NetworkContext ctx = context_of("{}");
   std::filesystem::remove_all("/var/run/systemd/network");
   EXPECT_FALSE(open_unit_file(&ctx, 20, "eth0", "network"));
-  EXPECT_EQ(platform().log,
-            (Lines{"debug write unit file:/var/run/systemd/network/20-eth0.network\n",
-                   "notice error creating network unit file: /var/run/systemd/network/20-eth0.network"}));
+  EXPECT_THAT(
+      platform().log,
+      ElementsAre("debug write unit file:/var/run/systemd/network/20-eth0.network\n",
+                  "notice error creating network unit file: /var/run/systemd/network/20-eth0.network"));
 }
 
 TEST_F(UnitFileTest, OpeningPrintsItsTraceLine) {
@@ -69,37 +69,37 @@ TEST_F(UnitFileTest, OpeningPrintsItsTraceLine) {
   EXPECT_EQ(printed_by([&] { OpenFile(open_unit_file(&ctx, 20, "eth0", "network")); }), "open_unit_file\n");
 }
 
-class UnitDnsTest : public LanfabTest {
- protected:
-  static std::string lines(const NetworkContext& ctx, const char* dns1, const char* dns2) {
-    return text_written_by([&](std::FILE* file) { write_unit_dns(&ctx, file, dns1, dns2); });
-  }
-};
+namespace {
 
-struct LinkServers {
-  const char* dns1;
-  const char* dns2;
-  const char* lines;
-};
+class UnitDnsTest : public LanfabTest {};
+
+}  // namespace
+
+static std::string lines(const NetworkContext& ctx, const char* dns1, const char* dns2) {
+  return text_written_by([&](std::FILE* file) { write_unit_dns(&ctx, file, dns1, dns2); });
+}
 
 constexpr char kConfiguredServer[] = "DNS = 9.9.9.9\n";
 
-constexpr LinkServers kLinkServers[] = {
-    {"8.8.8.8", "1.1.1.1", "DNS = 8.8.8.8\nDNS = 1.1.1.1\n"},
-    {"8.8.8.8", "", "DNS = 8.8.8.8\n"},
-    {"8.8.8.8", nullptr, "DNS = 8.8.8.8\n"},
-    {"8.8.8.8", "1.1.11", "DNS = 8.8.8.8\n"},
-    {"", "1.1.1.1", "DNS = 1.1.1.1\n"},
-    {nullptr, "1.1.1.1", "DNS = 1.1.1.1\n"},
-    {"8.8.88", "1.1.1.1", "DNS = 1.1.1.1\n"},
-    {"", "", kConfiguredServer},
-    {nullptr, nullptr, kConfiguredServer},
-    {"8.8.88", "1.1.11", kConfiguredServer},
-};
-
 TEST_F(UnitDnsTest, TheServersOfTheLinkReplaceTheConfiguredOnes) {
+  struct Case {
+    const char* dns1;
+    const char* dns2;
+    const char* lines;
+  };
   const NetworkContext ctx = context_of(R"({"dns": {"static": ["9.9.9.9"]}})");
-  for (const LinkServers& link : kLinkServers) {
+  for (const Case& link : {
+           Case{"8.8.8.8", "1.1.1.1", "DNS = 8.8.8.8\nDNS = 1.1.1.1\n"},
+           Case{"8.8.8.8", "", "DNS = 8.8.8.8\n"},
+           Case{"8.8.8.8", nullptr, "DNS = 8.8.8.8\n"},
+           Case{"8.8.8.8", "1.1.11", "DNS = 8.8.8.8\n"},
+           Case{"", "1.1.1.1", "DNS = 1.1.1.1\n"},
+           Case{nullptr, "1.1.1.1", "DNS = 1.1.1.1\n"},
+           Case{"8.8.88", "1.1.1.1", "DNS = 1.1.1.1\n"},
+           Case{"", "", kConfiguredServer},
+           Case{nullptr, nullptr, kConfiguredServer},
+           Case{"8.8.88", "1.1.11", kConfiguredServer},
+       }) {
     EXPECT_EQ(lines(ctx, link.dns1, link.dns2), link.lines)
         << (link.dns1 != nullptr ? link.dns1 : "null") << ", " << (link.dns2 != nullptr ? link.dns2 : "null");
   }
@@ -116,26 +116,24 @@ TEST_F(UnitDnsTest, WithoutTheAutomaticModeTheLinkIsIgnored) {
   EXPECT_EQ(lines(ctx, "8.8.8.8", "1.1.1.1"), "DNS = 9.9.9.9\n");
 }
 
-struct ConfiguredServers {
-  const char* config;
-  const char* lines;
-};
-
-constexpr ConfiguredServers kConfiguredServers[] = {
-    {R"({"dns": {"static": ["9.9.9.9", "8.8.4.4", "192.168.100.200"]}})",
-     "DNS = 9.9.9.9\nDNS = 8.8.4.4\nDNS = 192.168.100.200\n"},
-    {R"({"dns": {"static": ["1.1.1", "", "1.1.11", "1.1.1.1"]}})", "DNS = 1.1.1.1\n"},
-    {R"({"dns": {"static": [12345678, true, null, {}, ["9.9.9.9"], "1.1.1.1"]}})", "DNS = 1.1.1.1\n"},
-    {R"({"dns": {"static": []}})", ""},
-    {R"({"dns": {"static": "1.1.1.1"}})", ""},
-    {R"({"dns": {"static": {"first": "1.1.1.1"}}})", ""},
-    {R"({"dns": {}})", ""},
-    {R"({"dns": "1.1.1.1"})", ""},
-    {R"({})", ""},
-};
-
 TEST_F(UnitDnsTest, TheConfiguredServersStandInTheirOrder) {
-  for (const ConfiguredServers& servers : kConfiguredServers) {
+  struct Case {
+    const char* config;
+    const char* lines;
+  };
+  for (const Case& servers : {
+           Case{R"({"dns": {"static": ["9.9.9.9", "8.8.4.4", "192.168.100.200"]}})",
+                "DNS = 9.9.9.9\nDNS = 8.8.4.4\nDNS = 192.168.100.200\n"},
+           Case{R"({"dns": {"static": ["1.1.1", "", "1.1.11", "1.1.1.1"]}})", "DNS = 1.1.1.1\n"},
+           Case{R"({"dns": {"static": [12345678, true, null, {}, ["9.9.9.9"], "1.1.1.1"]}})",
+                "DNS = 1.1.1.1\n"},
+           Case{R"({"dns": {"static": []}})", ""},
+           Case{R"({"dns": {"static": "1.1.1.1"}})", ""},
+           Case{R"({"dns": {"static": {"first": "1.1.1.1"}}})", ""},
+           Case{R"({"dns": {}})", ""},
+           Case{R"({"dns": "1.1.1.1"})", ""},
+           Case{R"({})", ""},
+       }) {
     EXPECT_EQ(lines(context_of(servers.config), nullptr, nullptr), servers.lines) << servers.config;
   }
 }
@@ -146,5 +144,3 @@ TEST_F(UnitDnsTest, PrintsItsTraceLine) {
   ctx.trace = true;
   EXPECT_EQ(printed_by([&] { lines(ctx, nullptr, nullptr); }), "write_unit_dns\n");
 }
-
-}  // namespace

@@ -2,8 +2,6 @@
 
 #include "lanfab_test.h"
 
-namespace {
-
 // Both radios, each an access point and a client.
 constexpr char kEverything[] = R"({
   "firewall": {"general": {"router": 1}},
@@ -13,19 +11,22 @@ constexpr char kEverything[] = R"({
     "wlan1": {"ap": {"enable": true, "network": {"ipv4": "192.168.4.1", "netmask": 24}},
               "client": {"enable": true, "network": {"protocol": "dhcp_client", "metric": 30}}}}}})";
 
-class WifiTest : public LanfabTest {
- protected:
-  // A context with this object as "wireless.wifi".
-  static NetworkContext wifi(const std::string& radios) {
-    return context_of(R"({"firewall": {"general": {"router": 1}}, "wireless": {"wifi": )" + radios + "}}");
-  }
-};
+namespace {
+
+class WifiTest : public LanfabTest {};
+
+}  // namespace
+
+// A context with this object as "wireless.wifi".
+static NetworkContext wifi(const std::string& radios) {
+  return context_of(R"({"firewall": {"general": {"router": 1}}, "wireless": {"wifi": )" + radios + "}}");
+}
 
 TEST_F(WifiTest, EachAccessPointAndEachClientHasAUnit) {
   const NetworkContext ctx = context_of(kEverything);
   EXPECT_EQ(lanfab_wifi(&ctx), 0);
-  EXPECT_EQ(unit_names(),
-            (Lines{"80-wlan0.network", "80-wlan1.network", "84-wlan0.network", "84-wlan1.network"}));
+  EXPECT_THAT(unit_names(),
+              ElementsAre("80-wlan0.network", "80-wlan1.network", "84-wlan0.network", "84-wlan1.network"));
   EXPECT_THAT(heads(unit("80-wlan0.network")), ElementsAre("[Match]", "[Link]", "[Network]", "[Route]"));
   EXPECT_THAT(unit("80-wlan0.network"), HasSubstr("\nAddress = 192.168.3.1/24\n"));
   EXPECT_THAT(unit("80-wlan1.network"), HasSubstr("\nAddress = 192.168.4.1/24\n"));
@@ -39,26 +40,26 @@ TEST_F(WifiTest, EachAccessPointAndEachClientIsRecordedForRemoval) {
   const NetworkContext ctx = context_of(kEverything);
   lanfab_wifi(&ctx);
   EXPECT_THAT(recorded_interfaces(), ElementsAre("wlan0", "wlan1", "wlan0", "wlan1"));
-  EXPECT_EQ(log_of("notice"), (Lines{"notice wifi wlan0 AP enabled", "notice wifi wlan1 AP enabled"}));
+  EXPECT_THAT(log_of("notice"), ElementsAre("notice wifi wlan0 AP enabled", "notice wifi wlan1 AP enabled"));
 }
 
 TEST_F(WifiTest, WithoutRadiosNothingHappens) {
   const NetworkContext ctx = wifi("{}");
   EXPECT_EQ(lanfab_wifi(&ctx), 0);
-  EXPECT_EQ(unit_names(), Lines{});
+  EXPECT_THAT(unit_names(), IsEmpty());
   EXPECT_THAT(recorded_interfaces(), IsEmpty());
-  EXPECT_EQ(platform().log, Lines{});
+  EXPECT_THAT(platform().log, IsEmpty());
 }
 
-// Access points.
+// --- Access points
 
 TEST_F(WifiTest, AnAccessPointOfOneRadio) {
   for (const std::string ifname : {"wlan0", "wlan1"}) {
     LanfabTest::SetUp();
     const NetworkContext ctx = wifi("{\"" + ifname + R"(": {"ap": {"enable": true, "network": {}}}})");
     EXPECT_EQ(lanfab_wifi(&ctx), 0);
-    EXPECT_EQ(unit_names(), (Lines{"80-" + ifname + ".network"}));
-    EXPECT_EQ(log_of("notice"), (Lines{"notice wifi " + ifname + " AP enabled"}));
+    EXPECT_THAT(unit_names(), ElementsAre("80-" + ifname + ".network"));
+    EXPECT_THAT(log_of("notice"), ElementsAre("notice wifi " + ifname + " AP enabled"));
     EXPECT_THAT(recorded_interfaces(), ElementsAre(ifname));
   }
 }
@@ -67,7 +68,7 @@ TEST_F(WifiTest, ADisabledAccessPointIsLeftOut) {
   const NetworkContext ctx =
       wifi(R"({"wlan0": {"ap": {"enable": false, "network": {}}}, "wlan1": {"ap": {"network": {}}}})");
   EXPECT_EQ(lanfab_wifi(&ctx), 0);
-  EXPECT_EQ(unit_names(), Lines{});
+  EXPECT_THAT(unit_names(), IsEmpty());
   EXPECT_THAT(recorded_interfaces(), IsEmpty());
 }
 
@@ -75,14 +76,14 @@ TEST_F(WifiTest, TheOverallFlagGatesBothAccessPoints) {
   NetworkContext ctx = context_of(kEverything);
   ctx.ap_enabled = false;
   EXPECT_EQ(lanfab_wifi(&ctx), 0);
-  EXPECT_EQ(unit_names(), (Lines{"84-wlan0.network", "84-wlan1.network"}));
+  EXPECT_THAT(unit_names(), ElementsAre("84-wlan0.network", "84-wlan1.network"));
 }
 
 TEST_F(WifiTest, AnAccessPointWithoutSettingsHasNoUnitAndIsRecorded) {
   const NetworkContext ctx = wifi(R"({"wlan0": {"ap": {"enable": true, "network": "text"}}})");
   EXPECT_EQ(lanfab_wifi(&ctx), 0);
-  EXPECT_EQ(unit_names(), Lines{});
-  EXPECT_EQ(platform().log, (Lines{"notice wifi wlan0 AP enabled"}));
+  EXPECT_THAT(unit_names(), IsEmpty());
+  EXPECT_THAT(platform().log, ElementsAre("notice wifi wlan0 AP enabled"));
   EXPECT_THAT(recorded_interfaces(), ElementsAre("wlan0"));
 }
 
@@ -92,10 +93,11 @@ TEST_F(WifiTest, ABridgedAccessPointIsOnlyLogged) {
     ctx.bridge_enabled = true;
     ctx.bridge_interfaces = json("[\"eth0\", \"" + ifname + "\"]");
     EXPECT_EQ(lanfab_wifi(&ctx), 0);
-    EXPECT_EQ(unit_names(), Lines{});
+    EXPECT_THAT(unit_names(), IsEmpty());
     EXPECT_THAT(recorded_interfaces(), IsEmpty());
-    EXPECT_EQ(platform().log, (Lines{"notice wifi " + ifname + " AP enabled",
-                                     "notice interface " + ifname + " is part of br-lan bridge interface"}));
+    EXPECT_THAT(platform().log,
+                ElementsAre("notice wifi " + ifname + " AP enabled",
+                            "notice interface " + ifname + " is part of br-lan bridge interface"));
   }
 }
 
@@ -103,12 +105,12 @@ TEST_F(WifiTest, AnAccessPointIsBridgedOnlyInTheListOfAnEnabledBridge) {
   NetworkContext ctx = wifi(R"({"wlan0": {"ap": {"enable": true, "network": {}}}})");
   ctx.bridge_interfaces = json(R"(["wlan0"])");
   lanfab_wifi(&ctx);
-  EXPECT_EQ(unit_names(), (Lines{"80-wlan0.network"}));
+  EXPECT_THAT(unit_names(), ElementsAre("80-wlan0.network"));
   LanfabTest::SetUp();
   ctx.bridge_enabled = true;
   ctx.bridge_interfaces = json(R"(["wlan1"])");
   lanfab_wifi(&ctx);
-  EXPECT_EQ(unit_names(), (Lines{"80-wlan0.network"}));
+  EXPECT_THAT(unit_names(), ElementsAre("80-wlan0.network"));
 }
 
 TEST_F(WifiTest, ABridgedAccessPointKeepsTheClientOfItsRadio) {
@@ -116,7 +118,7 @@ TEST_F(WifiTest, ABridgedAccessPointKeepsTheClientOfItsRadio) {
   ctx.bridge_enabled = true;
   ctx.bridge_interfaces = json(R"(["wlan0"])");
   EXPECT_EQ(lanfab_wifi(&ctx), 0);
-  EXPECT_EQ(unit_names(), (Lines{"80-wlan1.network", "84-wlan0.network", "84-wlan1.network"}));
+  EXPECT_THAT(unit_names(), ElementsAre("80-wlan1.network", "84-wlan0.network", "84-wlan1.network"));
   EXPECT_THAT(recorded_interfaces(), ElementsAre("wlan1", "wlan0", "wlan1"));
 }
 
@@ -126,16 +128,16 @@ TEST_F(WifiTest, AFailedAccessPointFailsTheWholeAndStopsNothing) {
     block_unit("80-" + ifname + ".network");
     const NetworkContext ctx = context_of(kEverything);
     EXPECT_EQ(lanfab_wifi(&ctx), -1) << ifname;
-    EXPECT_THAT(platform().log, ::testing::IsSupersetOf(
-                                    {"notice error creating network unit file: /var/run/systemd/network/80-" +
-                                         ifname + ".network",
-                                     std::string("notice error writing network unit file")}));
+    EXPECT_THAT(platform().log,
+                IsSupersetOf({"notice error creating network unit file: /var/run/systemd/network/80-" +
+                                  ifname + ".network",
+                              std::string("notice error writing network unit file")}));
     EXPECT_EQ(unit_names().size(), 4U) << ifname;
     EXPECT_THAT(recorded_interfaces(), ElementsAre("wlan0", "wlan1", "wlan0", "wlan1")) << ifname;
   }
 }
 
-// Clients.
+// --- Clients
 
 TEST_F(WifiTest, AClientThatIsNotEnabledIsRecordedAllTheSame) {
   for (const char* client :
@@ -144,8 +146,8 @@ TEST_F(WifiTest, AClientThatIsNotEnabledIsRecordedAllTheSame) {
     LanfabTest::SetUp();
     const NetworkContext ctx = wifi(R"({"wlan1": {"client": )" + std::string(client) + "}}");
     EXPECT_EQ(lanfab_wifi(&ctx), 0) << client;
-    EXPECT_EQ(unit_names(), Lines{}) << client;
-    EXPECT_EQ(platform().log, Lines{}) << client;
+    EXPECT_THAT(unit_names(), IsEmpty()) << client;
+    EXPECT_THAT(platform().log, IsEmpty()) << client;
     EXPECT_THAT(recorded_interfaces(), ElementsAre("wlan1")) << client;
   }
 }
@@ -162,11 +164,11 @@ TEST_F(WifiTest, AFailedClientIsLoggedAndFailsNothing) {
     block_unit("84-" + ifname + ".network");
     const NetworkContext ctx = wifi("{\"" + ifname + R"(": {"client": {"enable": true, "network": {}}}})");
     EXPECT_EQ(lanfab_wifi(&ctx), 0);
-    EXPECT_EQ(
-        log_of("notice"),
-        (Lines{"notice error creating network unit file: /var/run/systemd/network/84-" + ifname + ".network",
-               "notice error writing network unit file",
-               "notice error writing wifi client " + ifname + " network config"}));
+    EXPECT_THAT(log_of("notice"),
+                ElementsAre("notice error creating network unit file: /var/run/systemd/network/84-" + ifname +
+                                ".network",
+                            "notice error writing network unit file",
+                            "notice error writing wifi client " + ifname + " network config"));
     EXPECT_THAT(recorded_interfaces(), ElementsAre(ifname));
   }
 }
@@ -175,7 +177,7 @@ TEST_F(WifiTest, AClientReportsItsOwnFailure) {
   const NetworkContext ctx = wifi("{}");
   const Json::Value client = json(R"({"enable": true, "network": {}})");
   EXPECT_EQ(write_wifi_client(&ctx, client, "wlan0"), 0);
-  EXPECT_EQ(unit_names(), (Lines{"84-wlan0.network"}));
+  EXPECT_THAT(unit_names(), ElementsAre("84-wlan0.network"));
   block_unit("84-wlan1.network");
   EXPECT_EQ(write_wifi_client(&ctx, client, "wlan1"), -1);
   EXPECT_EQ(log_of("notice").back(), "notice error writing network unit file");
@@ -193,5 +195,3 @@ TEST_F(WifiTest, PrintsItsTraceLines) {
             "write_wifi_client\n"
             "append_clear_interfaces\n");
 }
-
-}  // namespace

@@ -4,17 +4,18 @@
 
 #include "lanfab_test.h"
 
-namespace {
-
 constexpr char kScript[] = "/var/run/wwan0_static_routes";
 
-class WwanStaticRoutesTest : public LanfabTest {
- protected:
-  static void write_routes(const std::string& routes, const char* ifname = "wwan0") {
-    const NetworkContext ctx = context_of("{}");
-    write_wwan_static_routes(&ctx, json(routes), ifname);
-  }
-};
+namespace {
+
+class WwanStaticRoutesTest : public LanfabTest {};
+
+}  // namespace
+
+static void write_routes(const std::string& routes, const char* ifname = "wwan0") {
+  const NetworkContext ctx = context_of("{}");
+  write_wwan_static_routes(&ctx, json(routes), ifname);
+}
 
 TEST_F(WwanStaticRoutesTest, TheScriptIsNamedAfterTheInterface) {
   EXPECT_EQ(wwan_static_routes_path("wwan0"), "/var/run/wwan0_static_routes");
@@ -33,8 +34,8 @@ TEST_F(WwanStaticRoutesTest, EachRouteOfTheInterfaceIsACommand) {
 /sbin/ip route add 10.22.33.0/24 dev wwan0
 /sbin/ip route add 10.24.0.1/32 gw 10.0.0.2 dev wwan0
 )");
-  EXPECT_EQ(platform().log, (Lines{"notice write wwan static routes wwan0"}));
-  EXPECT_EQ(platform().calls, Lines{});
+  EXPECT_THAT(platform().log, ElementsAre("notice write wwan static routes wwan0"));
+  EXPECT_THAT(platform().calls, IsEmpty());
 }
 
 TEST_F(WwanStaticRoutesTest, AnyInterfaceHasAScriptOfItsOwn) {
@@ -44,29 +45,26 @@ TEST_F(WwanStaticRoutesTest, AnyInterfaceHasAScriptOfItsOwn) {
   EXPECT_FALSE(exists(kScript));
 }
 
-struct GatewayCase {
-  const char* gateway;
-  const char* line;
-};
-
-constexpr GatewayCase kGatewayCases[] = {
-    {R"("1.1.1.1")", "/sbin/ip route add 10.20.0.0/16 gw 1.1.1.1 dev wwan0\n"},
-    {R"("0.0.0.01")", "/sbin/ip route add 10.20.0.0/16 gw 0.0.0.01 dev wwan0\n"},
-    {R"("0.0.0.0")", "/sbin/ip route add 10.20.0.0/16 dev wwan0\n"},
-    {R"("1.1.11")", "/sbin/ip route add 10.20.0.0/16 dev wwan0\n"},
-    {R"("1.1.1")", "/sbin/ip route add 10.20.0.0/16 dev wwan0\n"},
-    {R"("")", "/sbin/ip route add 10.20.0.0/16 dev wwan0\n"},
-    {R"(16843009)", "/sbin/ip route add 10.20.0.0/16 dev wwan0\n"},
-    {R"(null)", "/sbin/ip route add 10.20.0.0/16 dev wwan0\n"},
-};
-
 TEST_F(WwanStaticRoutesTest, WithoutAUsableGatewayTheRouteIsStraightOntoTheDevice) {
-  for (const GatewayCase& c : kGatewayCases) {
+  struct Case {
+    const char* gateway;
+    const char* line;
+  };
+  for (const Case& c : {
+           Case{R"("1.1.1.1")", "/sbin/ip route add 10.20.0.0/16 gw 1.1.1.1 dev wwan0\n"},
+           Case{R"("0.0.0.01")", "/sbin/ip route add 10.20.0.0/16 gw 0.0.0.01 dev wwan0\n"},
+           Case{R"("0.0.0.0")", "/sbin/ip route add 10.20.0.0/16 dev wwan0\n"},
+           Case{R"("1.1.11")", "/sbin/ip route add 10.20.0.0/16 dev wwan0\n"},
+           Case{R"("1.1.1")", "/sbin/ip route add 10.20.0.0/16 dev wwan0\n"},
+           Case{R"("")", "/sbin/ip route add 10.20.0.0/16 dev wwan0\n"},
+           Case{R"(16843009)", "/sbin/ip route add 10.20.0.0/16 dev wwan0\n"},
+           Case{R"(null)", "/sbin/ip route add 10.20.0.0/16 dev wwan0\n"},
+       }) {
     write_routes(
         R"([{"enable": true, "interface": "wwan0", "ipv4": "10.20.0.0", "netmask": 16, "gateway": )" +
         std::string(c.gateway) + "}]");
     EXPECT_EQ(text_of_file(kScript), std::string("#!/bin/sh\n") + c.line) << c.gateway;
-    EXPECT_EQ(platform().log, (Lines{"notice write wwan static routes wwan0"})) << c.gateway;
+    EXPECT_THAT(platform().log, ElementsAre("notice write wwan static routes wwan0")) << c.gateway;
   }
 }
 
@@ -79,7 +77,7 @@ TEST_F(WwanStaticRoutesTest, AMalformedRouteIsSkippedInSilence) {
     "text", 5, null,
     {"enable": true, "interface": "wwan0", "ipv4": "10.22.0.0", "netmask": 16}])");
   EXPECT_EQ(text_of_file(kScript), "#!/bin/sh\n/sbin/ip route add 10.22.0.0/16 dev wwan0\n");
-  EXPECT_EQ(platform().log, (Lines{"notice write wwan static routes wwan0"}));
+  EXPECT_THAT(platform().log, ElementsAre("notice write wwan static routes wwan0"));
 }
 
 TEST_F(WwanStaticRoutesTest, AScriptOfMalformedRoutesHasOnlyItsFirstLine) {
@@ -109,7 +107,7 @@ TEST_F(WwanStaticRoutesTest, WithoutARouteOfTheInterfaceAStaleScriptDisappears) 
     put_file(kScript, "#!/bin/sh\nstale\n");
     write_routes(routes);
     EXPECT_FALSE(exists(kScript)) << routes;
-    EXPECT_EQ(platform().log, Lines{}) << routes;
+    EXPECT_THAT(platform().log, IsEmpty()) << routes;
   }
 }
 
@@ -129,8 +127,8 @@ TEST_F(WwanStaticRoutesTest, TheScriptIsNotExecutable) {
 TEST_F(WwanStaticRoutesTest, AScriptThatCannotBeCreatedIsLogged) {
   std::filesystem::create_directories(std::string(kScript) + "/in the way");
   write_routes(R"([{"enable": true, "interface": "wwan0", "ipv4": "10.20.0.0", "netmask": 16}])");
-  EXPECT_EQ(platform().log,
-            (Lines{"notice write wwan static routes wwan0", "notice error creating wwan static route file"}));
+  EXPECT_THAT(platform().log, ElementsAre("notice write wwan static routes wwan0",
+                                          "notice error creating wwan static route file"));
 }
 
 TEST_F(WwanStaticRoutesTest, PrintsItsTraceLine) {
@@ -140,5 +138,3 @@ TEST_F(WwanStaticRoutesTest, PrintsItsTraceLine) {
   EXPECT_EQ(printed_by([&] { write_wwan_static_routes(&ctx, Json::Value(), "wwan0"); }),
             "write_wwan_static_routes\n");
 }
-
-}  // namespace

@@ -4,8 +4,6 @@
 
 #include "lanfab_test.h"
 
-namespace {
-
 constexpr char kPostStartScript[] = "/var/run/post_networkd_start_actions_script";
 
 // What every pass-through run without an MTU writes for the cellular interface.
@@ -23,6 +21,8 @@ Gateway = 169.125.7.210
 Metric = 0
 )";
 
+namespace {
+
 // A link that is up: wwan0 with 10.64.1.2/30 and the gateway 10.64.1.1, no MTU and no DNS servers.
 class WwanTest : public LanfabTest {
  protected:
@@ -33,41 +33,43 @@ class WwanTest : public LanfabTest {
     put_file("/var/run/wwan_cidr", "30\n");
     put_file("/var/run/wwan_gw", "10.64.1.1\n");
   }
-
-  static std::string wwan_unit(const std::string& config) {
-    const NetworkContext ctx = context_of(config);
-    EXPECT_EQ(init_wwan_interface(&ctx), 0) << config;
-    return unit("10-wwan0.network");
-  }
-
-  // The cellular unit in router mode, from its [Network] section on.
-  static std::string router_sections(const std::string& config) {
-    const std::string head = "[Match]\nName = wwan0\n\n[Network]\n";
-    const std::string text = wwan_unit(config);
-    EXPECT_EQ(text.substr(0, head.size()), head);
-    return text.substr(head.size());
-  }
-
-  // The configuration of a pass-through port with this mode and these further lines of its "network" object.
-  static std::string passthrough(const std::string& port, const std::string& mode, const std::string& network,
-                                 const std::string& cell = "{}") {
-    return R"({"wireless": {"cell": )" + cell + R"(}, "wired": {")" + port + R"(": {"network": {"mode": ")" +
-           mode + "\"" + network + "}}}}";
-  }
-
-  // The unit of the pass-through port, from its [Network] section on.
-  static std::string port_sections(const std::string& port, const std::string& config) {
-    const NetworkContext ctx = context_of(config);
-    EXPECT_EQ(init_wwan_interface(&ctx), 0) << config;
-    EXPECT_EQ(unit("10-wwan0.network"), kPassthroughWwanUnit) << config;
-    const std::string head = "[Match]\nName = " + port + "\n\n[Network]\n";
-    const std::string text = unit((port == "eth0" ? "20-" : "21-") + port + ".network");
-    EXPECT_EQ(text.substr(0, head.size()), head) << config;
-    return text.substr(head.size());
-  }
 };
 
-// Router mode.
+}  // namespace
+
+static std::string wwan_unit(const std::string& config) {
+  const NetworkContext ctx = context_of(config);
+  EXPECT_EQ(init_wwan_interface(&ctx), 0) << config;
+  return unit("10-wwan0.network");
+}
+
+// The cellular unit in router mode, from its [Network] section on.
+static std::string router_sections(const std::string& config) {
+  const std::string head = "[Match]\nName = wwan0\n\n[Network]\n";
+  const std::string text = wwan_unit(config);
+  EXPECT_EQ(text.substr(0, head.size()), head);
+  return text.substr(head.size());
+}
+
+// The configuration of a pass-through port with this mode and these further lines of its "network" object.
+static std::string passthrough(const std::string& port, const std::string& mode, const std::string& network,
+                               const std::string& cell = "{}") {
+  return R"({"wireless": {"cell": )" + cell + R"(}, "wired": {")" + port + R"(": {"network": {"mode": ")" +
+         mode + "\"" + network + "}}}}";
+}
+
+// The unit of the pass-through port, from its [Network] section on.
+static std::string port_sections(const std::string& port, const std::string& config) {
+  const NetworkContext ctx = context_of(config);
+  EXPECT_EQ(init_wwan_interface(&ctx), 0) << config;
+  EXPECT_EQ(unit("10-wwan0.network"), kPassthroughWwanUnit) << config;
+  const std::string head = "[Match]\nName = " + port + "\n\n[Network]\n";
+  const std::string text = unit((port == "eth0" ? "20-" : "21-") + port + ".network");
+  EXPECT_EQ(text.substr(0, head.size()), head) << config;
+  return text.substr(head.size());
+}
+
+// --- Router mode
 
 TEST_F(WwanTest, TheRouterModeUnitWithEverythingInItsOrder) {
   put_file("/var/run/wwan_mtu", "1430\n");
@@ -112,9 +114,10 @@ Address = 10.64.1.2/30
 [Route]
 Gateway = 10.64.1.1
 )");
-  EXPECT_EQ(unit_names(), (Lines{"10-wwan0.network"}));
-  EXPECT_EQ(platform().log, (Lines{"debug write unit file:/var/run/systemd/network/10-wwan0.network\n"}));
-  EXPECT_EQ(platform().calls, Lines{});
+  EXPECT_THAT(unit_names(), ElementsAre("10-wwan0.network"));
+  EXPECT_THAT(platform().log,
+              ElementsAre("debug write unit file:/var/run/systemd/network/10-wwan0.network\n"));
+  EXPECT_THAT(platform().calls, IsEmpty());
   EXPECT_FALSE(exists(kPostStartScript));
 }
 
@@ -127,30 +130,27 @@ TEST_F(WwanTest, WithoutANecessaryValueNothingIsWritten) {
       if (missing) std::filesystem::remove(file);
       const NetworkContext ctx = context_of(R"({"tunnels": {"gre": [{}]}})");
       EXPECT_EQ(init_wwan_interface(&ctx), -1) << file;
-      EXPECT_EQ(platform().log, (Lines{"notice wwan network info not available"})) << file;
-      EXPECT_EQ(platform().calls, Lines{}) << file;
-      EXPECT_EQ(unit_names(), Lines{}) << file;
+      EXPECT_THAT(platform().log, ElementsAre("notice wwan network info not available")) << file;
+      EXPECT_THAT(platform().calls, IsEmpty()) << file;
+      EXPECT_THAT(unit_names(), IsEmpty()) << file;
       EXPECT_FALSE(exists("/var/run/resolv.conf")) << file;
     }
   }
 }
 
-// A value of the link manager that just fits its buffer, and one that is too long by a character.
-struct BoundCase {
-  const char* file;
-  const char* fits;
-  const char* too_long;
-};
-
-constexpr BoundCase kBoundCases[] = {
-    {"/var/run/wwan_intf", "wwan000", "wwan0000"},
-    {"/var/run/wwan_ipv4", "100.100.100.100", "100.100.100.1000"},
-    {"/var/run/wwan_cidr", "030", "0030"},
-    {"/var/run/wwan_gw", "100.100.100.100", "100.100.100.1000"},
-};
-
 TEST_F(WwanTest, AValueThatIsTooLongIsNotAvailable) {
-  for (const BoundCase& c : kBoundCases) {
+  // A value of the link manager that just fits its buffer, and one that is too long by a character.
+  struct Case {
+    const char* file;
+    const char* fits;
+    const char* too_long;
+  };
+  for (const Case& c : {
+           Case{"/var/run/wwan_intf", "wwan000", "wwan0000"},
+           Case{"/var/run/wwan_ipv4", "100.100.100.100", "100.100.100.1000"},
+           Case{"/var/run/wwan_cidr", "030", "0030"},
+           Case{"/var/run/wwan_gw", "100.100.100.100", "100.100.100.1000"},
+       }) {
     SetUp();
     const NetworkContext ctx = context_of("{}");
     put_file(c.file, c.fits);
@@ -172,12 +172,13 @@ TEST_F(WwanTest, AUnitThatCannotBeCreatedFailsAfterTheResolverFile) {
        {R"({"tunnels": {"gre": [{}]}})", R"({"wired": {"eth0": {"network": {"mode": "x"}}}})"}) {
     const NetworkContext ctx = context_of(config);
     EXPECT_EQ(init_wwan_interface(&ctx), -1);
-    EXPECT_EQ(platform().log,
-              (Lines{"debug write unit file:/var/run/systemd/network/10-wwan0.network\n",
-                     "notice error creating network unit file: /var/run/systemd/network/10-wwan0.network",
-                     "notice error creating wwan network unit file"}));
-    EXPECT_EQ(platform().calls, Lines{});
-    EXPECT_EQ(unit_names(), (Lines{"10-wwan0.network"}));
+    EXPECT_THAT(
+        platform().log,
+        ElementsAre("debug write unit file:/var/run/systemd/network/10-wwan0.network\n",
+                    "notice error creating network unit file: /var/run/systemd/network/10-wwan0.network",
+                    "notice error creating wwan network unit file"));
+    EXPECT_THAT(platform().calls, IsEmpty());
+    EXPECT_THAT(unit_names(), ElementsAre("10-wwan0.network"));
     EXPECT_TRUE(exists("/var/run/resolv.conf"));
   }
 }
@@ -202,12 +203,16 @@ Metric = 2
 )");
 }
 
+namespace {
+
 // Text of the MTU file, "wireless.cell" and the [Link] section.
 struct MtuCase {
   const char* file;
   const char* cell;
   const char* section;
 };
+
+}  // namespace
 
 constexpr MtuCase kMtuCases[] = {
     {"", "{}", ""},
@@ -265,11 +270,15 @@ IPv4ProxyARP = yes
   }
 }
 
+namespace {
+
 // "wireless.cell" and the lines that depend on it.
 struct CellCase {
   const char* cell;
   const char* text;
 };
+
+}  // namespace
 
 constexpr CellCase kPrefixCases[] = {
     {R"({"netmask_override": true, "netmask": 24})", "Address = 10.64.1.2/24\n"},
@@ -327,7 +336,8 @@ TEST_F(WwanTest, OneServerOfTheLinkIsEnough) {
 
 TEST_F(WwanTest, RouterModeAppliesTheTunnels) {
   wwan_unit(R"({"tunnels": {"gre": [{"enable": false}]}})");
-  EXPECT_EQ(platform().calls, (Lines{"/sbin/ip tunnel del gre-tun1", "/usr/bin/route_table_flush 308"}));
+  EXPECT_THAT(platform().calls,
+              ElementsAre("/sbin/ip tunnel del gre-tun1", "/usr/bin/route_table_flush 308"));
 }
 
 TEST_F(WwanTest, RouterModeHasTheResultOfTheTunnels) {
@@ -344,7 +354,7 @@ Gateway = 10.64.1.1
 )");
 }
 
-// Pass-through mode.
+// --- Pass-through mode
 
 TEST_F(WwanTest, TheAutomaticModeGivesThePortTheGatewaysAddress) {
   put_file("/var/run/wwan_dns1", "10.64.0.53\n");
@@ -375,7 +385,7 @@ Address = 169.254.0.1/25
 [Route]
 Destination = 10.2.0.0/16
 )");
-  EXPECT_EQ(unit_names(), (Lines{"10-wwan0.network", "20-eth0.network"}));
+  EXPECT_THAT(unit_names(), ElementsAre("10-wwan0.network", "20-eth0.network"));
 }
 
 TEST_F(WwanTest, TheStaticModeReachesTheDeviceByAHostRoute) {
@@ -407,7 +417,7 @@ Scope = host
 Destination = 10.2.0.0/16
 )");
   EXPECT_EQ(text_of_file(kPostStartScript), "#!/bin/sh\n/sbin/ip route delete 192.168.2.0/24 dev eth1\n");
-  EXPECT_EQ(platform().calls, (Lines{"/bin/chmod +x /var/run/post_networkd_start_actions_script"}));
+  EXPECT_THAT(platform().calls, ElementsAre("/bin/chmod +x /var/run/post_networkd_start_actions_script"));
 }
 
 TEST_F(WwanTest, PassThroughIsLoggedAndLeavesTheTunnelsAlone) {
@@ -415,11 +425,12 @@ TEST_F(WwanTest, PassThroughIsLoggedAndLeavesTheTunnelsAlone) {
     "tunnels": {"gre": [{"enable": true}]},
     "wired": {"eth0": {"network": {"mode": "pass-through-auto"}}}})");
   EXPECT_EQ(init_wwan_interface(&ctx), 0);
-  EXPECT_EQ(platform().log, (Lines{"debug write unit file:/var/run/systemd/network/10-wwan0.network\n",
-                                   "notice configure wwan unit file for pass-through mode",
-                                   "notice configure ethernet unit file for pass-through mode",
-                                   "debug write unit file:/var/run/systemd/network/20-eth0.network\n"}));
-  EXPECT_EQ(platform().calls, Lines{});
+  EXPECT_THAT(platform().log,
+              ElementsAre("debug write unit file:/var/run/systemd/network/10-wwan0.network\n",
+                          "notice configure wwan unit file for pass-through mode",
+                          "notice configure ethernet unit file for pass-through mode",
+                          "debug write unit file:/var/run/systemd/network/20-eth0.network\n"));
+  EXPECT_THAT(platform().calls, IsEmpty());
   EXPECT_TRUE(exists("/var/run/resolv.conf"));
 }
 
@@ -427,16 +438,16 @@ TEST_F(WwanTest, APortUnitThatCannotBeOpenedIsLoggedAndNoFailure) {
   block_unit("21-eth1.network");
   const NetworkContext ctx = context_of(passthrough("eth1", "pass-through", ""));
   EXPECT_EQ(init_wwan_interface(&ctx), 0);
-  EXPECT_EQ(platform().log,
-            (Lines{"debug write unit file:/var/run/systemd/network/10-wwan0.network\n",
-                   "notice configure wwan unit file for pass-through mode",
-                   "notice configure ethernet unit file for pass-through mode",
-                   "debug write unit file:/var/run/systemd/network/21-eth1.network\n",
-                   "notice error creating network unit file: /var/run/systemd/network/21-eth1.network",
-                   "notice error writing pass-through mode network unit file"}));
+  EXPECT_THAT(platform().log,
+              ElementsAre("debug write unit file:/var/run/systemd/network/10-wwan0.network\n",
+                          "notice configure wwan unit file for pass-through mode",
+                          "notice configure ethernet unit file for pass-through mode",
+                          "debug write unit file:/var/run/systemd/network/21-eth1.network\n",
+                          "notice error creating network unit file: /var/run/systemd/network/21-eth1.network",
+                          "notice error writing pass-through mode network unit file"));
   EXPECT_EQ(unit("10-wwan0.network"), kPassthroughWwanUnit);
   EXPECT_FALSE(exists(kPostStartScript));
-  EXPECT_EQ(platform().calls, Lines{});
+  EXPECT_THAT(platform().calls, IsEmpty());
 }
 
 TEST_F(WwanTest, AnyOtherPortCountsAsEth1) {
@@ -447,7 +458,7 @@ TEST_F(WwanTest, AnyOtherPortCountsAsEth1) {
   for (const char* port : {"eth2", "", "eth0.1"}) {
     ctx.passthrough_interface = port;
     EXPECT_EQ(init_wwan_interface(&ctx), 0);
-    EXPECT_EQ(unit_names(), (Lines{"10-wwan0.network", "21-eth1.network"}));
+    EXPECT_THAT(unit_names(), ElementsAre("10-wwan0.network", "21-eth1.network"));
     EXPECT_EQ(unit("21-eth1.network"), R"([Match]
 Name = eth1
 
@@ -462,29 +473,26 @@ Address = 169.254.0.129/25
   }
 }
 
-// Further keys of the port's "network" object, and its "Address =" value in static mode on each port.
-struct PortAddressCase {
-  const char* network;
-  const char* eth0;
-  const char* eth1;
-};
-
-constexpr PortAddressCase kPortAddressCases[] = {
-    {"", "10.64.1.1/30", "10.64.1.1/30"},
-    {R"(, "ipv4": "192.168.1.1")", "192.168.1.1/30", "192.168.1.1/30"},
-    {R"(, "netmask": 24)", "10.64.1.1/24", "10.64.1.1/24"},
-    {R"(, "ipv4": "192.168.1.1", "netmask": 24)", "192.168.1.1/24", "192.168.1.1/24"},
-    {R"(, "ipv4": "")", "10.64.1.1/30", "/30"},
-    {R"(, "netmask": 1)", "10.64.1.1/1", "10.64.1.1/1"},
-    {R"(, "netmask": 0)", "10.64.1.1/30", "10.64.1.1/0"},
-    {R"(, "netmask": -1)", "10.64.1.1/30", "10.64.1.1/-1"},
-    {R"(, "ipv4": "", "netmask": 0)", "10.64.1.1/30", "/0"},
-    {R"(, "ipv4": 7, "netmask": "24")", "10.64.1.1/30", "10.64.1.1/30"},
-};
-
 TEST_F(WwanTest, Eth1TakesItsSettingsAsTheyAreAndEth0OnlyUsableOnes) {
+  // Further keys of the port's "network" object, and its "Address =" value in static mode on each port.
+  struct Case {
+    const char* network;
+    const char* eth0;
+    const char* eth1;
+  };
   const std::string range = R"(, "dhcp": {"start": "192.168.1.9"})";
-  for (const PortAddressCase& c : kPortAddressCases) {
+  for (const Case& c : {
+           Case{"", "10.64.1.1/30", "10.64.1.1/30"},
+           Case{R"(, "ipv4": "192.168.1.1")", "192.168.1.1/30", "192.168.1.1/30"},
+           Case{R"(, "netmask": 24)", "10.64.1.1/24", "10.64.1.1/24"},
+           Case{R"(, "ipv4": "192.168.1.1", "netmask": 24)", "192.168.1.1/24", "192.168.1.1/24"},
+           Case{R"(, "ipv4": "")", "10.64.1.1/30", "/30"},
+           Case{R"(, "netmask": 1)", "10.64.1.1/1", "10.64.1.1/1"},
+           Case{R"(, "netmask": 0)", "10.64.1.1/30", "10.64.1.1/0"},
+           Case{R"(, "netmask": -1)", "10.64.1.1/30", "10.64.1.1/-1"},
+           Case{R"(, "ipv4": "", "netmask": 0)", "10.64.1.1/30", "/0"},
+           Case{R"(, "ipv4": 7, "netmask": "24")", "10.64.1.1/30", "10.64.1.1/30"},
+       }) {
     EXPECT_EQ(port_sections("eth0", passthrough("eth0", "pass-through", c.network + range)),
               "Address = " + std::string(c.eth0) + "\nIPForward = yes\nIPv4ProxyARP = yes\n")
         << c.network;
@@ -509,25 +517,22 @@ TEST_F(WwanTest, APrefixThatIsNoNumberCountsAsZero) {
             "Address = 10.64.1.1/0\nIPForward = yes\nIPv4ProxyARP = yes\n");
 }
 
-// "wireless.cell", further keys of the port, and its "Address =" value in automatic mode.
-struct AutoAddressCase {
-  const char* cell;
-  const char* network;
-  const char* address;
-};
-
-constexpr AutoAddressCase kAutoAddressCases[] = {
-    {"{}", "", "10.64.1.1/30"},
-    {"{}", R"(, "ipv4": "192.168.1.1")", "10.64.1.1/30"},
-    {"{}", R"(, "ipv4": "192.168.1.1", "netmask": 24)", "10.64.1.1/24"},
-    {R"({"netmask_override": true, "netmask": 29})", R"(, "netmask": 24)", "10.64.1.1/29"},
-    {R"({"netmask_override": true, "netmask": 1})", R"(, "netmask": 24)", "10.64.1.1/1"},
-    {R"({"netmask_override": true, "netmask": 0})", R"(, "netmask": 24)", "10.64.1.1/24"},
-    {R"({"netmask_override": false, "netmask": 29})", R"(, "netmask": 24)", "10.64.1.1/24"},
-};
-
 TEST_F(WwanTest, TheAutomaticModeHasTheGatewaysAddressAndNoHostRoute) {
-  for (const AutoAddressCase& c : kAutoAddressCases) {
+  // "wireless.cell", further keys of the port, and its "Address =" value in automatic mode.
+  struct Case {
+    const char* cell;
+    const char* network;
+    const char* address;
+  };
+  for (const Case& c : {
+           Case{"{}", "", "10.64.1.1/30"},
+           Case{"{}", R"(, "ipv4": "192.168.1.1")", "10.64.1.1/30"},
+           Case{"{}", R"(, "ipv4": "192.168.1.1", "netmask": 24)", "10.64.1.1/24"},
+           Case{R"({"netmask_override": true, "netmask": 29})", R"(, "netmask": 24)", "10.64.1.1/29"},
+           Case{R"({"netmask_override": true, "netmask": 1})", R"(, "netmask": 24)", "10.64.1.1/1"},
+           Case{R"({"netmask_override": true, "netmask": 0})", R"(, "netmask": 24)", "10.64.1.1/24"},
+           Case{R"({"netmask_override": false, "netmask": 29})", R"(, "netmask": 24)", "10.64.1.1/24"},
+       }) {
     for (const char* port : {"eth0", "eth1"}) {
       EXPECT_EQ(port_sections(port, passthrough(port, "pass-through-auto", c.network, c.cell)),
                 "Address = " + std::string(c.address) + "\nIPForward = yes\nIPv4ProxyARP = yes\n")
@@ -545,30 +550,27 @@ TEST_F(WwanTest, TheStaticModeIgnoresThePrefixOverride) {
       "Address = 192.168.1.1/24\nIPForward = yes\nIPv4ProxyARP = yes\n");
 }
 
-// The port's "dhcp" object, and whether it is a usable range on the port 192.168.1.1.
-struct RangeCase {
-  const char* dhcp;
-  bool usable;
-};
-
-constexpr RangeCase kRangeCases[] = {
-    {R"({})", false},
-    {R"({"start": "", "end": ""})", false},
-    {R"({"start": "192.168.1.1", "end": "192.168.1.1"})", false},
-    {R"({"start": "192.168.1.1", "end": ""})", false},
-    {R"({"start": "192.168.1.1"})", false},
-    {R"({"start": "", "end": "192.168.1.1"})", false},
-    {R"({"start": 9, "end": ["192.168.1.9"]})", false},
-    {R"("192.168.1.9")", false},
-    {R"({"start": "192.168.1.9", "end": "192.168.1.19"})", true},
-    {R"({"start": "192.168.1.9"})", true},
-    {R"({"start": "192.168.1.9", "end": "192.168.1.1"})", true},
-    {R"({"end": "192.168.1.19"})", true},
-    {R"({"start": "192.168.1.1", "end": "192.168.1.19"})", true},
-};
-
 TEST_F(WwanTest, WithoutARangeOfItsOwnTheStaticPortGetsAHostRoute) {
-  for (const RangeCase& c : kRangeCases) {
+  // The port's "dhcp" object, and whether it is a usable range on the port 192.168.1.1.
+  struct Case {
+    const char* dhcp;
+    bool usable;
+  };
+  for (const Case& c : {
+           Case{R"({})", false},
+           Case{R"({"start": "", "end": ""})", false},
+           Case{R"({"start": "192.168.1.1", "end": "192.168.1.1"})", false},
+           Case{R"({"start": "192.168.1.1", "end": ""})", false},
+           Case{R"({"start": "192.168.1.1"})", false},
+           Case{R"({"start": "", "end": "192.168.1.1"})", false},
+           Case{R"({"start": 9, "end": ["192.168.1.9"]})", false},
+           Case{R"("192.168.1.9")", false},
+           Case{R"({"start": "192.168.1.9", "end": "192.168.1.19"})", true},
+           Case{R"({"start": "192.168.1.9"})", true},
+           Case{R"({"start": "192.168.1.9", "end": "192.168.1.1"})", true},
+           Case{R"({"end": "192.168.1.19"})", true},
+           Case{R"({"start": "192.168.1.1", "end": "192.168.1.19"})", true},
+       }) {
     for (const std::string port : {"eth0", "eth1"}) {
       SetUp();
       const std::string sections = port_sections(
@@ -608,7 +610,7 @@ TEST_F(WwanTest, ASubnetThatCannotBeComputedLeavesTheHostRoute) {
             "Address = none/24\nIPForward = yes\nIPv4ProxyARP = yes\n"
             "\n[Route]\nDestination = 10.64.1.2/32\nScope = host\n");
   EXPECT_EQ(text_of_file(kPostStartScript), "#!/bin/sh\necho OK\n");
-  EXPECT_EQ(platform().calls, Lines{});
+  EXPECT_THAT(platform().calls, IsEmpty());
 }
 
 TEST_F(WwanTest, TheSecondaryAddressIsThePorts) {
@@ -631,7 +633,7 @@ TEST_F(WwanTest, NoSecondaryAddressUnlessItIsAskedFor) {
   }
 }
 
-// The trace.
+// --- The trace
 
 TEST_F(WwanTest, RouterModePrintsItsTraceLines) {
   NetworkContext ctx = context_of("{}");
@@ -658,5 +660,3 @@ TEST_F(WwanTest, PassThroughPrintsItsTraceLines) {
             "write_unit_dns\n"
             "write_static_routes\n");
 }
-
-}  // namespace

@@ -1,6 +1,8 @@
 #include "platform/libcmd.h"
 #include "platform_test.h"
 
+namespace {
+
 // One value of every type, and paths that lead past and around them.
 class AccessorsTest : public ::testing::Test {
  protected:
@@ -12,6 +14,8 @@ class AccessorsTest : public ::testing::Test {
     "huge": 18446744073709551615, "1e3": 1e3
   })");
 };
+
+}  // namespace
 
 TEST_F(AccessorsTest, ABooleanIsReadByItsType) {
   for (const char* path : {"int", "string", "object", "array", "null", "missing", "fraction"}) {

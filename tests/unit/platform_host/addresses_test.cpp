@@ -48,10 +48,14 @@ TEST(AddressesTest, ATextThatIsNoNetmaskHasNoPrefixLength) {
 
 // --- get_cidr_subnet
 
+namespace {
+
 struct Subnet {
   int result;
   std::string text;
 };
+
+}  // namespace
 
 static Subnet subnet(const char* address, int prefix) {
   const auto buffer = dirty_buffer(24);

@@ -3,11 +3,7 @@
 #include "platform/libcmd.h"
 #include "platform_test.h"
 
-using ::testing::AllOf;
-using ::testing::EndsWith;
-using ::testing::HasSubstr;
-using ::testing::MatchesRegex;
-using ::testing::StartsWith;
+namespace {
 
 class ConfigurationTest : public PlatformTest {
  protected:
@@ -17,6 +13,8 @@ class ConfigurationTest : public PlatformTest {
     setenv("LANFAB_CONFIG_DIR", "/run/config", 1);
   }
 };
+
+}  // namespace
 
 // Fetches an object that must be there.
 static Json::Value fetched(const std::string& name) {

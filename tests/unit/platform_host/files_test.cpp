@@ -6,7 +6,11 @@
 
 namespace fs = std::filesystem;
 
+namespace {
+
 class FilesTest : public PlatformTest {};
+
+}  // namespace
 
 // --- file_exists
 
@@ -39,10 +43,14 @@ TEST_F(FilesTest, ADirectoryIsNoFileToDelete) {
 
 // --- read_var_file
 
+namespace {
+
 struct Value {
   int result;
   std::string text;
 };
+
+}  // namespace
 
 // What is read of a file with these bytes into a buffer of this size.
 static Value read_value(const std::string& bytes, std::size_t size) {

@@ -1,6 +1,8 @@
 #include "platform/libvantor.h"
 #include "platform_test.h"
 
+namespace {
+
 // The sandbox has the ports eth0 and eth1 with fixed addresses, and `lo`.
 class HardwareTest : public PlatformTest {};
 
@@ -8,6 +10,8 @@ struct Address {
   int result;
   std::string text;
 };
+
+}  // namespace
 
 static Address plain(const char* ifname) {
   const auto buffer = dirty_buffer(16);

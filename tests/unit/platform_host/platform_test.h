@@ -13,6 +13,14 @@
 
 #include "test_files.h"
 
+// The matchers that the tests speak with.
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
+using ::testing::StartsWith;
+
 class PlatformTest : public ::testing::Test {
  protected:
   void SetUp() override {

@@ -12,6 +12,8 @@
 #include "platform/libvantor.h"
 #include "platform_test.h"
 
+namespace {
+
 // The sandbox has no network, and a hosts file that knows `localhost` alone.
 class ResolverTest : public PlatformTest {};
 
@@ -19,6 +21,8 @@ struct Answer {
   int result;
   std::string text;
 };
+
+}  // namespace
 
 // Asks with room for `size` characters and the terminator.
 static Answer ask(const char* name, int size = 15) {

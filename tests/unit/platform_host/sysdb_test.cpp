@@ -8,7 +8,8 @@
 #include "platform/libsysdb.h"
 #include "platform_test.h"
 
-using ::testing::ElementsAre;
+
+namespace {
 
 class SysdbTest : public PlatformTest {
  protected:
@@ -21,6 +22,8 @@ class SysdbTest : public PlatformTest {
   const std::string file_ =
       std::string("/run/") + testing::UnitTest::GetInstance()->current_test_info()->name() + ".sqlite3";
 };
+
+}  // namespace
 
 // The rows of a statement, each as its columns with bars between; another program's view of the file.
 static std::vector<std::string> query(const std::string& file, const std::string& sql) {

@@ -5,6 +5,8 @@
 #include "platform/libvantor.h"
 #include "platform_test.h"
 
+namespace {
+
 // The tools are recorders in the sandbox. PATH is put back after each test.
 class ToolsTest : public PlatformTest {
  protected:
@@ -27,6 +29,8 @@ class ToolsTest : public PlatformTest {
 
   const std::string path_ = path();
 };
+
+}  // namespace
 
 static std::string commands() {
   return text_of_file("/dev/sandbox/commands");

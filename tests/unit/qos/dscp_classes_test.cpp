@@ -6,6 +6,8 @@ namespace {
 
 class DscpClassesTest : public LanfabTest {};
 
+}  // namespace
+
 TEST_F(DscpClassesTest, TheTableHoldsTheTwentyClasses) {
   const std::map<std::string, int> table{
       {"CS1", 32},   {"AF11", 40},  {"AF12", 48},  {"AF13", 56},  {"CS2", 64},   {"AF21", 72}, {"AF22", 80},
@@ -24,31 +26,29 @@ TEST_F(DscpClassesTest, EachCallOfTheTableIsAFreshOne) {
 }
 
 TEST_F(DscpClassesTest, ALookUpHasNoEffectWhateverTheConfiguration) {
-  for (
-      const char* config : {
-          "{}",
-          R"({"qos": "text"})",
-          R"({"qos": {}})",
-          R"({"qos": {"enable": false, "policy": [{"traffic_filter": {"dscp": ["EF"]}}]}})",
-          R"({"qos": {"enable": "true", "policy": [{"traffic_filter": {"dscp": ["EF"]}}]}})",
-          R"({"qos": {"enable": true}})",
-          R"({"qos": {"enable": true, "policy": []}})",
-          R"({"qos": {"enable": true, "policy": {"traffic_filter": {"dscp": ["EF"]}}}})",
-          R"({"qos": {"enable": true, "policy": ["text"]}})",
-          R"({"qos": {"enable": true, "policy": [null]}})",
-          R"({"qos": {"enable": true, "policy": [{}]}})",
-          R"({"qos": {"enable": true, "policy": [{"traffic_filter": {"dscp": []}}]}})",
-          R"({"qos": {"enable": true, "policy": [{"traffic_filter": {"dscp": "EF"}}]}})",
-          R"({"qos": {"enable": true, "policy": [{"traffic_filter": {"dscp": ["EF", "af11", "", 5, null]}}]}})",
-          R"({"qos": {"enable": true, "policy": [{}, {"traffic_filter": {"dscp": ["EF"]}}]}})",
-      }) {
+  for (const char* config : {
+           "{}",
+           R"({"qos": "text"})",
+           R"({"qos": {}})",
+           R"({"qos": {"enable": false, "policy": [{"traffic_filter": {"dscp": ["EF"]}}]}})",
+           R"({"qos": {"enable": "true", "policy": [{"traffic_filter": {"dscp": ["EF"]}}]}})",
+           R"({"qos": {"enable": true}})",
+           R"({"qos": {"enable": true, "policy": []}})",
+           R"({"qos": {"enable": true, "policy": {"traffic_filter": {"dscp": ["EF"]}}}})",
+           R"({"qos": {"enable": true, "policy": ["text"]}})",
+           R"({"qos": {"enable": true, "policy": [null]}})",
+           R"({"qos": {"enable": true, "policy": [{}]}})",
+           R"({"qos": {"enable": true, "policy": [{"traffic_filter": {"dscp": []}}]}})",
+           R"({"qos": {"enable": true, "policy": [{"traffic_filter": {"dscp": "EF"}}]}})",
+           R"({"qos": {"enable": true, "policy": [
+               {"traffic_filter": {"dscp": ["EF", "af11", "", 5, null]}}]}})",
+           R"({"qos": {"enable": true, "policy": [{}, {"traffic_filter": {"dscp": ["EF"]}}]}})",
+       }) {
     NetworkContext ctx = context_of(config);
     ctx.trace = true;
     EXPECT_EQ(printed_by([&] { EXPECT_EQ(qos_lookup_dscp_classes(&ctx), 0) << config; }), "") << config;
     EXPECT_EQ(ctx.config, json(config)) << config;
-    EXPECT_EQ(platform().log, Lines{}) << config;
-    EXPECT_EQ(platform().calls, Lines{}) << config;
+    EXPECT_THAT(platform().log, IsEmpty()) << config;
+    EXPECT_THAT(platform().calls, IsEmpty()) << config;
   }
 }
-
-}  // namespace

@@ -4,37 +4,38 @@
 
 namespace {
 
-class GreTest : public LanfabTest {
- protected:
-  // A tunnel with the inner settings that it must have.
-  static Json::Value tunnel() {
-    return json(R"({"enable": true, "tunnel_local_ip": "10.9.0.1", "tunnel_netmask": 30,
+class GreTest : public LanfabTest {};
+
+}  // namespace
+
+// A tunnel with the inner settings that it must have.
+static Json::Value tunnel() {
+  return json(R"({"enable": true, "tunnel_local_ip": "10.9.0.1", "tunnel_netmask": 30,
                     "tunnel_remote_ip": "10.9.0.2"})");
-  }
+}
 
-  // The same with one more key.
-  static Json::Value tunnel_with(const std::string& key, const Json::Value& value) {
-    Json::Value extended = tunnel();
-    extended[key] = value;
-    return extended;
-  }
+// The same with one more key.
+static Json::Value tunnel_with(const std::string& key, const Json::Value& value) {
+  Json::Value extended = tunnel();
+  extended[key] = value;
+  return extended;
+}
 
-  static std::string netdev_of(const Json::Value& tunnel) {
-    const NetworkContext ctx = context_of("{}");
-    EXPECT_EQ(gre_tun_apply(&ctx, 0, tunnel), 0) << tunnel;
-    return unit("70-gre-tun1.netdev");
-  }
+static std::string netdev_of(const Json::Value& tunnel) {
+  const NetworkContext ctx = context_of("{}");
+  EXPECT_EQ(gre_tun_apply(&ctx, 0, tunnel), 0) << tunnel;
+  return unit("70-gre-tun1.netdev");
+}
 
-  static std::string network_of(const Json::Value& tunnel) {
-    const NetworkContext ctx = context_of("{}");
-    EXPECT_EQ(gre_tun_apply(&ctx, 0, tunnel), 0) << tunnel;
-    return unit("70-gre-tun1.network");
-  }
+static std::string network_of(const Json::Value& tunnel) {
+  const NetworkContext ctx = context_of("{}");
+  EXPECT_EQ(gre_tun_apply(&ctx, 0, tunnel), 0) << tunnel;
+  return unit("70-gre-tun1.network");
+}
 
-  static NetworkContext context_of_tunnels(const std::string& tunnels) {
-    return context_of(R"({"tunnels": {"gre": )" + tunnels + "}}");
-  }
-};
+static NetworkContext context_of_tunnels(const std::string& tunnels) {
+  return context_of(R"({"tunnels": {"gre": )" + tunnels + "}}");
+}
 
 constexpr char kNetworkUnit[] = R"([Match]
 Name = gre-tun1
@@ -43,7 +44,7 @@ Name = gre-tun1
 Address = 10.9.0.1/30
 )";
 
-// The list of tunnels.
+// --- The list of tunnels
 
 TEST_F(GreTest, WithoutTunnelsNothingIsRun) {
   for (const char* config :
@@ -51,9 +52,9 @@ TEST_F(GreTest, WithoutTunnelsNothingIsRun) {
         R"({"tunnels": {"gre": {"enable": true}}})", R"({"tunnels": {"gre": "text"}})"}) {
     const NetworkContext ctx = context_of(config);
     EXPECT_EQ(gre_apply(&ctx), 0) << config;
-    EXPECT_EQ(platform().calls, Lines{}) << config;
-    EXPECT_EQ(platform().log, Lines{}) << config;
-    EXPECT_EQ(unit_names(), Lines{}) << config;
+    EXPECT_THAT(platform().calls, IsEmpty()) << config;
+    EXPECT_THAT(platform().log, IsEmpty()) << config;
+    EXPECT_THAT(unit_names(), IsEmpty()) << config;
   }
 }
 
@@ -63,7 +64,7 @@ TEST_F(GreTest, EachTunnelHasItsNumbersByItsPosition) {
     {"enable": true, "tunnel_local_ip": "10.9.0.1", "tunnel_netmask": 30, "tunnel_remote_ip": "10.9.0.2",
      "route_incoming": true, "incoming_gre_gateway": "10.9.0.2"}])");
   EXPECT_EQ(gre_apply(&ctx), 0);
-  EXPECT_EQ(unit_names(), (Lines{"71-gre-tun2.netdev", "71-gre-tun2.network"}));
+  EXPECT_THAT(unit_names(), ElementsAre("71-gre-tun2.netdev", "71-gre-tun2.network"));
   EXPECT_EQ(unit("71-gre-tun2.netdev"), R"([NetDev]
 Name = gre-tun2
 Kind = gre
@@ -77,12 +78,13 @@ Name = gre-tun2
 [Network]
 Address = 10.9.0.1/30
 )");
-  EXPECT_EQ(platform().calls, (Lines{"/sbin/ip tunnel del gre-tun1", "/usr/bin/route_table_flush 308",
-                                     "/sbin/ip tunnel del gre-tun2", "/usr/bin/route_table_flush 309",
-                                     "/usr/bin/route_table_add 309 gre-tun2 10.9.0.2"}));
-  EXPECT_EQ(platform().log, (Lines{"debug write unit file:/var/run/systemd/network/71-gre-tun2.netdev\n",
-                                   "info configure GRE L3 tunnel",
-                                   "debug write unit file:/var/run/systemd/network/71-gre-tun2.network\n"}));
+  EXPECT_THAT(platform().calls, ElementsAre("/sbin/ip tunnel del gre-tun1", "/usr/bin/route_table_flush 308",
+                                            "/sbin/ip tunnel del gre-tun2", "/usr/bin/route_table_flush 309",
+                                            "/usr/bin/route_table_add 309 gre-tun2 10.9.0.2"));
+  EXPECT_THAT(platform().log,
+              ElementsAre("debug write unit file:/var/run/systemd/network/71-gre-tun2.netdev\n",
+                          "info configure GRE L3 tunnel",
+                          "debug write unit file:/var/run/systemd/network/71-gre-tun2.network\n"));
 }
 
 TEST_F(GreTest, TheFallbackDeviceIsRecordedOnceForEachTunnel) {
@@ -100,27 +102,29 @@ TEST_F(GreTest, AFailingTunnelEndsTheList) {
     {"enable": true, "route_incoming": true, "incoming_gre_gateway": "10.9.1.2"},
     {"enable": true, "tunnel_local_ip": "10.9.2.1", "tunnel_netmask": 30, "tunnel_remote_ip": "10.9.2.2"}])");
   EXPECT_EQ(gre_apply(&ctx), -1);
-  EXPECT_EQ(unit_names(), (Lines{"70-gre-tun1.netdev", "70-gre-tun1.network", "71-gre-tun2.netdev"}));
-  EXPECT_EQ(platform().calls, (Lines{"/sbin/ip tunnel del gre-tun1", "/usr/bin/route_table_flush 308",
-                                     "/sbin/ip tunnel del gre-tun2"}));
+  EXPECT_THAT(unit_names(), ElementsAre("70-gre-tun1.netdev", "70-gre-tun1.network", "71-gre-tun2.netdev"));
+  EXPECT_THAT(platform().calls, ElementsAre("/sbin/ip tunnel del gre-tun1", "/usr/bin/route_table_flush 308",
+                                            "/sbin/ip tunnel del gre-tun2"));
   EXPECT_EQ(platform().log.back(), "info lanfab failed creating GRE tunnels");
 }
 
 TEST_F(GreTest, AnEntryThatIsNoObjectIsADisabledTunnel) {
   const NetworkContext ctx = context_of_tunnels(R"(["text", null])");
   EXPECT_EQ(gre_apply(&ctx), 0);
-  EXPECT_EQ(platform().calls, (Lines{"/sbin/ip tunnel del gre-tun1", "/usr/bin/route_table_flush 308",
-                                     "/sbin/ip tunnel del gre-tun2", "/usr/bin/route_table_flush 309"}));
+  EXPECT_THAT(platform().calls,
+              ElementsAre("/sbin/ip tunnel del gre-tun1", "/usr/bin/route_table_flush 308",
+                          "/sbin/ip tunnel del gre-tun2", "/usr/bin/route_table_flush 309"));
 }
 
-// One tunnel.
+// --- One tunnel
 
 TEST_F(GreTest, ATunnelWithEverythingInItsOrder) {
   const Json::Value full = json(R"({
     "enable": true, "name": "Head office", "set_mtu": true, "mtu_size": 1400,
     "remote_ip": "198.51.100.1", "local_ip": "203.0.113.1", "copy_dscp": true,
     "tunnel_local_ip": "10.9.0.1", "tunnel_netmask": 30, "tunnel_remote_ip": "10.9.0.2",
-    "tunnel_networks": [{"dest_ip": "10.8.0.0", "dest_netmask": 16}, {"dest_ip": "10.7.0.1", "dest_netmask": 32}]})");
+    "tunnel_networks": [{"dest_ip": "10.8.0.0", "dest_netmask": 16},
+                        {"dest_ip": "10.7.0.1", "dest_netmask": 32}]})");
   EXPECT_EQ(netdev_of(full), R"([NetDev]
 Description = Head office
 Name = gre-tun1
@@ -155,9 +159,9 @@ TEST_F(GreTest, ADisabledTunnelIsOnlyDeleted) {
   for (const Json::Value& enable : {Json::Value(false), Json::Value(), Json::Value("true"), Json::Value(1)}) {
     const NetworkContext ctx = context_of("{}");
     EXPECT_EQ(gre_tun_apply(&ctx, 4, tunnel_with("enable", enable)), 0) << enable;
-    EXPECT_EQ(platform().calls, (Lines{"/sbin/ip tunnel del gre-tun5"})) << enable;
-    EXPECT_EQ(platform().log, Lines{}) << enable;
-    EXPECT_EQ(unit_names(), Lines{}) << enable;
+    EXPECT_THAT(platform().calls, ElementsAre("/sbin/ip tunnel del gre-tun5")) << enable;
+    EXPECT_THAT(platform().log, IsEmpty()) << enable;
+    EXPECT_THAT(unit_names(), IsEmpty()) << enable;
     EXPECT_THAT(recorded_interfaces(), IsEmpty()) << enable;
   }
 }
@@ -168,7 +172,7 @@ TEST_F(GreTest, WithoutARequiredSettingOnlyTheDeviceIsWritten) {
       LanfabTest::SetUp();
       const NetworkContext ctx = context_of("{}");
       EXPECT_EQ(gre_tun_apply(&ctx, 0, tunnel_with(key, value)), -1) << key;
-      EXPECT_EQ(unit_names(), (Lines{"70-gre-tun1.netdev"})) << key;
+      EXPECT_THAT(unit_names(), ElementsAre("70-gre-tun1.netdev")) << key;
       EXPECT_THAT(recorded_interfaces(), ElementsAre("gre0 type gre")) << key;
     }
   }
@@ -178,10 +182,11 @@ TEST_F(GreTest, ADeviceUnitThatCannotBeOpenedFailsNothing) {
   block_unit("70-gre-tun1.netdev");
   EXPECT_EQ(network_of(tunnel()), kNetworkUnit);
   EXPECT_THAT(recorded_interfaces(), IsEmpty());
-  EXPECT_EQ(platform().log,
-            (Lines{"debug write unit file:/var/run/systemd/network/70-gre-tun1.netdev\n",
-                   "notice error creating network unit file: /var/run/systemd/network/70-gre-tun1.netdev",
-                   "debug write unit file:/var/run/systemd/network/70-gre-tun1.network\n"}));
+  EXPECT_THAT(
+      platform().log,
+      ElementsAre("debug write unit file:/var/run/systemd/network/70-gre-tun1.netdev\n",
+                  "notice error creating network unit file: /var/run/systemd/network/70-gre-tun1.netdev",
+                  "debug write unit file:/var/run/systemd/network/70-gre-tun1.network\n"));
 }
 
 TEST_F(GreTest, ANetworkUnitThatCannotBeOpenedFailsTheTunnel) {
@@ -189,20 +194,25 @@ TEST_F(GreTest, ANetworkUnitThatCannotBeOpenedFailsTheTunnel) {
   const NetworkContext ctx = context_of_tunnels(R"([
     {"enable": true, "tunnel_local_ip": "10.9.0.1", "tunnel_netmask": 30, "tunnel_remote_ip": "10.9.0.2"}])");
   EXPECT_EQ(gre_apply(&ctx), -1);
-  EXPECT_EQ(platform().log,
-            (Lines{"debug write unit file:/var/run/systemd/network/70-gre-tun1.netdev\n",
-                   "info configure GRE L3 tunnel",
-                   "debug write unit file:/var/run/systemd/network/70-gre-tun1.network\n",
-                   "notice error creating network unit file: /var/run/systemd/network/70-gre-tun1.network",
-                   "info lanfab failed creating GRE tunnels"}));
-  EXPECT_EQ(platform().calls, (Lines{"/sbin/ip tunnel del gre-tun1"}));
+  EXPECT_THAT(
+      platform().log,
+      ElementsAre("debug write unit file:/var/run/systemd/network/70-gre-tun1.netdev\n",
+                  "info configure GRE L3 tunnel",
+                  "debug write unit file:/var/run/systemd/network/70-gre-tun1.network\n",
+                  "notice error creating network unit file: /var/run/systemd/network/70-gre-tun1.network",
+                  "info lanfab failed creating GRE tunnels"));
+  EXPECT_THAT(platform().calls, ElementsAre("/sbin/ip tunnel del gre-tun1"));
 }
+
+namespace {
 
 // A further key of a tunnel, its value, and the device unit.
 struct DeviceCase {
   const char* tunnel;
   const char* text;
 };
+
+}  // namespace
 
 constexpr char kBareDevice[] = "[NetDev]\nName = gre-tun1\nKind = gre\n\n[Tunnel]\nIndependent = true\n";
 
@@ -235,7 +245,7 @@ TEST_F(GreTest, EachLineOfTheDeviceHasItsCondition) {
     for (const std::string& key : keys.getMemberNames())
       device[key] = keys[key];
     EXPECT_EQ(netdev_of(device), c.text) << c.tunnel;
-    EXPECT_EQ(log_of("notice"), Lines{}) << c.tunnel;
+    EXPECT_THAT(log_of("notice"), IsEmpty()) << c.tunnel;
   }
 }
 
@@ -243,47 +253,44 @@ TEST_F(GreTest, ADynamicTunnelStartsAtTheCellularAddress) {
   put_file("/var/run/wwan_ipv4", "10.64.1.2\n");
   EXPECT_EQ(netdev_of(tunnel_with("local_ip", "dynamic")),
             "[NetDev]\nName = gre-tun1\nKind = gre\n\n[Tunnel]\nLocal = 10.64.1.2\nIndependent = true\n");
-  EXPECT_EQ(log_of("notice"), Lines{});
+  EXPECT_THAT(log_of("notice"), IsEmpty());
 }
 
 TEST_F(GreTest, ADynamicTunnelWithoutACellularAddressHasNoLocalLine) {
   EXPECT_EQ(netdev_of(tunnel_with("local_ip", "dynamic")), kBareDevice);
-  EXPECT_EQ(log_of("notice"), (Lines{"notice WWAN ip address not available for GRE tunnel"}));
+  EXPECT_THAT(log_of("notice"), ElementsAre("notice WWAN ip address not available for GRE tunnel"));
   put_file("/var/run/wwan_ipv4", "");
   EXPECT_EQ(netdev_of(tunnel_with("local_ip", "dynamic")), kBareDevice);
-  EXPECT_EQ(log_of("notice"), (Lines{"notice WWAN ip address not available for GRE tunnel"}));
+  EXPECT_THAT(log_of("notice"), ElementsAre("notice WWAN ip address not available for GRE tunnel"));
 }
 
-// "tunnel_networks", and the sections after the address.
-struct RouteCase {
-  const char* networks;
-  const char* text;
-};
-
-constexpr RouteCase kRouteCases[] = {
-    {R"([{"dest_ip": "10.8.0.0", "dest_netmask": 32}])",
-     "\n[Route]\nGateway = 10.9.0.2\nDestination = 10.8.0.0\nGatewayOnlink = yes\n"},
-    {R"([{"dest_ip": "10.8.0.0", "dest_netmask": 31}])",
-     "\n[Route]\nGateway = 10.9.0.2\nDestination=10.8.0.0/31\nGatewayOnlink = yes\n"},
-    {R"([{"dest_ip": "0.0.0.0", "dest_netmask": 0}])",
-     "\n[Route]\nGateway = 10.9.0.2\nDestination=0.0.0.0/0\nGatewayOnlink = yes\n"},
-    {R"([{"dest_ip": "::", "dest_netmask": -1}])",
-     "\n[Route]\nGateway = 10.9.0.2\nDestination=::/-1\nGatewayOnlink = yes\n"},
-    {R"([{"dest_ip": "1", "dest_netmask": 8}])", ""},
-    {R"([{"dest_ip": "", "dest_netmask": 8}])", ""},
-    {R"([{"dest_ip": 10, "dest_netmask": 8}])", ""},
-    {R"([{"dest_netmask": 8}])", ""},
-    {R"([{"dest_ip": "10.8.0.0"}])", ""},
-    {R"([{"dest_ip": "10.8.0.0", "dest_netmask": "16"}])", ""},
-    {R"(["10.8.0.0", 5, null, {"dest_ip": "10.8.0.0", "dest_netmask": 16}])",
-     "\n[Route]\nGateway = 10.9.0.2\nDestination=10.8.0.0/16\nGatewayOnlink = yes\n"},
-    {R"([])", ""},
-    {R"({"dest_ip": "10.8.0.0", "dest_netmask": 16})", ""},
-    {R"("10.8.0.0")", ""},
-};
-
 TEST_F(GreTest, EachNetworkBehindTheTunnelHasARoute) {
-  for (const RouteCase& c : kRouteCases) {
+  // "tunnel_networks", and the sections after the address.
+  struct Case {
+    const char* networks;
+    const char* text;
+  };
+  for (const Case& c : {
+           Case{R"([{"dest_ip": "10.8.0.0", "dest_netmask": 32}])",
+                "\n[Route]\nGateway = 10.9.0.2\nDestination = 10.8.0.0\nGatewayOnlink = yes\n"},
+           Case{R"([{"dest_ip": "10.8.0.0", "dest_netmask": 31}])",
+                "\n[Route]\nGateway = 10.9.0.2\nDestination=10.8.0.0/31\nGatewayOnlink = yes\n"},
+           Case{R"([{"dest_ip": "0.0.0.0", "dest_netmask": 0}])",
+                "\n[Route]\nGateway = 10.9.0.2\nDestination=0.0.0.0/0\nGatewayOnlink = yes\n"},
+           Case{R"([{"dest_ip": "::", "dest_netmask": -1}])",
+                "\n[Route]\nGateway = 10.9.0.2\nDestination=::/-1\nGatewayOnlink = yes\n"},
+           Case{R"([{"dest_ip": "1", "dest_netmask": 8}])", ""},
+           Case{R"([{"dest_ip": "", "dest_netmask": 8}])", ""},
+           Case{R"([{"dest_ip": 10, "dest_netmask": 8}])", ""},
+           Case{R"([{"dest_netmask": 8}])", ""},
+           Case{R"([{"dest_ip": "10.8.0.0"}])", ""},
+           Case{R"([{"dest_ip": "10.8.0.0", "dest_netmask": "16"}])", ""},
+           Case{R"(["10.8.0.0", 5, null, {"dest_ip": "10.8.0.0", "dest_netmask": 16}])",
+                "\n[Route]\nGateway = 10.9.0.2\nDestination=10.8.0.0/16\nGatewayOnlink = yes\n"},
+           Case{R"([])", ""},
+           Case{R"({"dest_ip": "10.8.0.0", "dest_netmask": 16})", ""},
+           Case{R"("10.8.0.0")", ""},
+       }) {
     EXPECT_EQ(network_of(tunnel_with("tunnel_networks",
                                      json(R"({"list": )" + std::string(c.networks) + "}")["list"])),
               std::string(kNetworkUnit) + c.text)
@@ -298,40 +305,39 @@ TEST_F(GreTest, TheInnerSettingsAreNotChecked) {
   EXPECT_EQ(network_of(odd), "[Match]\nName = gre-tun1\n\n[Network]\nAddress = /-1\n");
 }
 
-// Incoming routes.
-
-struct IncomingCase {
-  const char* tunnel;
-  Lines added;
-};
+// --- Incoming routes
 
 TEST_F(GreTest, TheTableIsFlushedAndFilledWhenTheTunnelAsksForIt) {
-  const IncomingCase cases[] = {
-      {R"({"enable": true, "route_incoming": true, "incoming_gre_gateway": "10.9.0.2"})",
-       {"/usr/bin/route_table_add 310 gre-tun3 10.9.0.2"}},
-      {R"({"enable": true, "route_incoming": true})", {}},
-      {R"({"enable": true, "route_incoming": true, "incoming_gre_gateway": 5})", {}},
-      {R"({"enable": true, "route_incoming": false, "incoming_gre_gateway": "10.9.0.2"})", {}},
-      {R"({"enable": true, "route_incoming": "true", "incoming_gre_gateway": "10.9.0.2"})", {}},
-      {R"({"enable": true, "incoming_gre_gateway": "10.9.0.2"})", {}},
-      {R"({"enable": false, "route_incoming": true, "incoming_gre_gateway": "10.9.0.2"})", {}},
-      {R"({"route_incoming": true, "incoming_gre_gateway": "10.9.0.2"})", {}},
-      {R"({})", {}},
+  struct Case {
+    const char* tunnel;
+    Lines added;
   };
-  for (const IncomingCase& c : cases) {
+  for (const Case& c : {
+           Case{R"({"enable": true, "route_incoming": true, "incoming_gre_gateway": "10.9.0.2"})",
+                {"/usr/bin/route_table_add 310 gre-tun3 10.9.0.2"}},
+           Case{R"({"enable": true, "route_incoming": true})", {}},
+           Case{R"({"enable": true, "route_incoming": true, "incoming_gre_gateway": 5})", {}},
+           Case{R"({"enable": true, "route_incoming": false, "incoming_gre_gateway": "10.9.0.2"})", {}},
+           Case{R"({"enable": true, "route_incoming": "true", "incoming_gre_gateway": "10.9.0.2"})", {}},
+           Case{R"({"enable": true, "incoming_gre_gateway": "10.9.0.2"})", {}},
+           Case{R"({"enable": false, "route_incoming": true, "incoming_gre_gateway": "10.9.0.2"})", {}},
+           Case{R"({"route_incoming": true, "incoming_gre_gateway": "10.9.0.2"})", {}},
+           Case{R"({})", {}},
+       }) {
     const NetworkContext ctx = context_of("{}");
     EXPECT_EQ(gre_incoming_routes_apply(&ctx, 2, json(c.tunnel)), 0) << c.tunnel;
     Lines calls{"/usr/bin/route_table_flush 310"};
     calls.insert(calls.end(), c.added.begin(), c.added.end());
     EXPECT_EQ(platform().calls, calls) << c.tunnel;
-    EXPECT_EQ(platform().log, Lines{}) << c.tunnel;
+    EXPECT_THAT(platform().log, IsEmpty()) << c.tunnel;
   }
 }
 
-// The tap device.
+// --- The tap device
 
 constexpr DeviceCase kTapCases[] = {
-    {R"({"mtu_override": true, "mtu": 1400, "peer_ipv4": "198.51.100.1", "local_ipv4": "203.0.113.1", "key": 7})",
+    {R"({"mtu_override": true, "mtu": 1400, "peer_ipv4": "198.51.100.1", "local_ipv4": "203.0.113.1",
+         "key": 7})",
      "[NetDev]\nName = gretap0\nKind = gre\nMTUBytes = 1400\n"
      "\n[Tunnel]\nRemote = 198.51.100.1\nLocal = 203.0.113.1\nKey = 7\n"},
     {R"({})", "[NetDev]\nName = gretap0\nKind = gre\n"},
@@ -352,12 +358,13 @@ TEST_F(GreTest, EachLineOfTheTapDeviceHasItsCondition) {
     const NetworkContext ctx = context_of("{}");
     EXPECT_EQ(gre_tap_apply(&ctx, json(c.tunnel)), 0) << c.tunnel;
     EXPECT_EQ(unit("72-gretap0.netdev"), c.text) << c.tunnel;
-    EXPECT_EQ(platform().log, (Lines{"debug write unit file:/var/run/systemd/network/72-gretap0.netdev\n",
-                                     "debug configure GRE L3 tunnel"}))
+    EXPECT_THAT(platform().log,
+                ElementsAre("debug write unit file:/var/run/systemd/network/72-gretap0.netdev\n",
+                            "debug configure GRE L3 tunnel"))
         << c.tunnel;
-    EXPECT_EQ(platform().calls, Lines{}) << c.tunnel;
+    EXPECT_THAT(platform().calls, IsEmpty()) << c.tunnel;
   }
-  EXPECT_EQ(unit_names(), (Lines{"72-gretap0.netdev"}));
+  EXPECT_THAT(unit_names(), ElementsAre("72-gretap0.netdev"));
   EXPECT_THAT(recorded_interfaces(), IsEmpty());
 }
 
@@ -372,19 +379,20 @@ TEST_F(GreTest, ADynamicTapDeviceWithoutACellularAddressHasNoLocalLine) {
   const NetworkContext ctx = context_of("{}");
   EXPECT_EQ(gre_tap_apply(&ctx, json(R"({"local_ipv4": "dynamic", "key": 7})")), 0);
   EXPECT_EQ(unit("72-gretap0.netdev"), "[NetDev]\nName = gretap0\nKind = gre\nKey = 7\n");
-  EXPECT_EQ(log_of("notice"), (Lines{"notice wwan ip address not available for GRE tunnel"}));
+  EXPECT_THAT(log_of("notice"), ElementsAre("notice wwan ip address not available for GRE tunnel"));
 }
 
 TEST_F(GreTest, ATapUnitThatCannotBeOpenedFails) {
   block_unit("72-gretap0.netdev");
   const NetworkContext ctx = context_of("{}");
   EXPECT_EQ(gre_tap_apply(&ctx, json("{}")), -1);
-  EXPECT_EQ(platform().log,
-            (Lines{"debug write unit file:/var/run/systemd/network/72-gretap0.netdev\n",
-                   "notice error creating network unit file: /var/run/systemd/network/72-gretap0.netdev"}));
+  EXPECT_THAT(
+      platform().log,
+      ElementsAre("debug write unit file:/var/run/systemd/network/72-gretap0.netdev\n",
+                  "notice error creating network unit file: /var/run/systemd/network/72-gretap0.netdev"));
 }
 
-// The trace.
+// --- The trace
 
 TEST_F(GreTest, ATunnelPrintsItsTraceLines) {
   NetworkContext ctx = context_of_tunnels(R"([
@@ -406,5 +414,3 @@ TEST_F(GreTest, TheTapDevicePrintsItsTraceLines) {
   ctx.trace = true;
   EXPECT_EQ(printed_by([&] { gre_tap_apply(&ctx, json("{}")); }), "gre_tap_apply\nopen_unit_file\n");
 }
-
-}  // namespace

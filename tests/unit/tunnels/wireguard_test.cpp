@@ -17,15 +17,15 @@ struct Ownership {
   std::vector<std::pair<uid_t, gid_t>> owners;
 };
 
-Ownership& ownership() {
+}  // namespace
+
+static Ownership& ownership() {
   static Ownership instance;
   return instance;
 }
 
 constexpr gid_t kNetworkdGroup = 998;
 constexpr uid_t kSameUser = static_cast<uid_t>(-1);
-
-}  // namespace
 
 // The C library's own, which these take the place of at link time.
 extern "C" {
@@ -44,10 +44,10 @@ int fchown(int /*fd*/, uid_t owner, gid_t group) noexcept {
 
 }  // extern "C"
 
-namespace {
-
 constexpr char kKey[] = "cPRIVATEkeyPRIVATEkeyPRIVATEkeyPRIVATEkey01=";
 constexpr char kPresharedKey[] = "cSHAREDkeySHAREDkeySHAREDkeySHAREDkeySHARE2=";
+
+namespace {
 
 class WireguardTest : public LanfabTest {
  protected:
@@ -55,34 +55,36 @@ class WireguardTest : public LanfabTest {
     LanfabTest::SetUp();
     ownership() = Ownership();
   }
-
-  static void put_key(const std::string& link, const std::string& key = kKey) {
-    put_file("/var/data/qel/.wg/" + link + "-private.key", key + "\n");
-  }
-
-  // Applies this "network.tunnels.wireguard" object.
-  static int apply(const std::string& wireguard) {
-    const NetworkContext ctx = context_of("{}");
-    platform().configuration["network.tunnels.wireguard"] = json(wireguard);
-    return wireguard_apply(&ctx);
-  }
-
-  // Writes the units of wg0 from its object.
-  static int write_wg0(const std::string& interface_config) {
-    const NetworkContext ctx = context_of("{}");
-    return write_wireguard_network_unit_files(&ctx, 0, json(interface_config));
-  }
-
-  static std::string peers(const std::string& list) {
-    return R"({"peers": )" + list + "}";
-  }
-
-  static mode_t mode_of(const std::string& name) {
-    struct stat status {};
-    EXPECT_EQ(stat(("/var/run/systemd/network/" + name).c_str(), &status), 0);
-    return status.st_mode & 07777;
-  }
 };
+
+}  // namespace
+
+static void put_key(const std::string& link, const std::string& key = kKey) {
+  put_file("/var/data/qel/.wg/" + link + "-private.key", key + "\n");
+}
+
+// Applies this "network.tunnels.wireguard" object.
+static int apply(const std::string& wireguard) {
+  const NetworkContext ctx = context_of("{}");
+  platform().configuration["network.tunnels.wireguard"] = json(wireguard);
+  return wireguard_apply(&ctx);
+}
+
+// Writes the units of wg0 from its object.
+static int write_wg0(const std::string& interface_config) {
+  const NetworkContext ctx = context_of("{}");
+  return write_wireguard_network_unit_files(&ctx, 0, json(interface_config));
+}
+
+static std::string peers(const std::string& list) {
+  return R"({"peers": )" + list + "}";
+}
+
+static mode_t mode_of(const std::string& name) {
+  struct stat status {};
+  EXPECT_EQ(stat(("/var/run/systemd/network/" + name).c_str(), &status), 0);
+  return status.st_mode & 07777;
+}
 
 // What the netdev unit of wg0 begins with.
 constexpr char kNetdevHead[] = R"([NetDev]
@@ -113,7 +115,7 @@ Table = main
 SuppressPrefixLength = 0
 )";
 
-// The list of interfaces.
+// --- The list of interfaces
 
 TEST_F(WireguardTest, AnInterfaceHasTwoUnitsAndALink) {
   put_key("wg0");
@@ -154,12 +156,13 @@ Family = both
 Table = main
 SuppressPrefixLength = 0
 )");
-  EXPECT_EQ(unit_names(), (Lines{"44-wireguard.netdev", "44-wireguard.network"}));
-  EXPECT_EQ(platform().calls, (Lines{"ip link add dev wg0 type wireguard"}));
+  EXPECT_THAT(unit_names(), ElementsAre("44-wireguard.netdev", "44-wireguard.network"));
+  EXPECT_THAT(platform().calls, ElementsAre("ip link add dev wg0 type wireguard"));
   EXPECT_THAT(recorded_interfaces(), IsEmpty());
-  EXPECT_EQ(platform().log, (Lines{"info configure Wireguard interface wg0",
-                                   "debug write unit file:/var/run/systemd/network/44-wireguard.netdev\n",
-                                   "debug write unit file:/var/run/systemd/network/44-wireguard.network\n"}));
+  EXPECT_THAT(platform().log,
+              ElementsAre("info configure Wireguard interface wg0",
+                          "debug write unit file:/var/run/systemd/network/44-wireguard.netdev\n",
+                          "debug write unit file:/var/run/systemd/network/44-wireguard.network\n"));
 }
 
 TEST_F(WireguardTest, ADisabledInterfaceKeepsItsPosition) {
@@ -169,8 +172,8 @@ TEST_F(WireguardTest, ADisabledInterfaceKeepsItsPosition) {
               {"enable": true}, {"enable": false},
               {"enable": true, "peers": [{"public_key": "peer", "allowed_ips": "10.0.0.0/8"}]}]})"),
             0);
-  EXPECT_EQ(unit_names(), (Lines{"44-wireguard.netdev", "44-wireguard.network", "46-wireguard.netdev",
-                                 "46-wireguard.network"}));
+  EXPECT_THAT(unit_names(), ElementsAre("44-wireguard.netdev", "44-wireguard.network", "46-wireguard.netdev",
+                                        "46-wireguard.network"));
   EXPECT_EQ(unit("46-wireguard.netdev"), R"([NetDev]
 Name = wg2
 Kind = wireguard
@@ -203,8 +206,8 @@ Family = both
 Table = main
 SuppressPrefixLength = 0
 )");
-  EXPECT_EQ(platform().calls,
-            (Lines{"ip link add dev wg0 type wireguard", "ip link add dev wg2 type wireguard"}));
+  EXPECT_THAT(platform().calls,
+              ElementsAre("ip link add dev wg0 type wireguard", "ip link add dev wg2 type wireguard"));
 }
 
 TEST_F(WireguardTest, PositionsHaveNoEnd) {
@@ -233,8 +236,8 @@ TEST_F(WireguardTest, WithoutItsConfigurationNothingIsDone) {
   const NetworkContext ctx = context_of(R"({"tunnels": {"wireguard": {"enable": true, "interfaces": [
     {"enable": true}]}}})");
   EXPECT_EQ(wireguard_apply(&ctx), 0);
-  EXPECT_EQ(platform().log, (Lines{"notice error reading config network.tunnels.wireguard"}));
-  EXPECT_EQ(platform().calls, Lines{});
+  EXPECT_THAT(platform().log, ElementsAre("notice error reading config network.tunnels.wireguard"));
+  EXPECT_THAT(platform().calls, IsEmpty());
 }
 
 TEST_F(WireguardTest, NothingIsDoneUnlessEverythingIsEnabled) {
@@ -246,30 +249,31 @@ TEST_F(WireguardTest, NothingIsDoneUnlessEverythingIsEnabled) {
         R"({"enable": true, "interfaces": [{}, {"enable": false}, {"enable": 1}, "text", 5, null]})",
         R"([{"enable": true}])"}) {
     EXPECT_EQ(apply(wireguard), 0) << wireguard;
-    EXPECT_EQ(platform().log, Lines{}) << wireguard;
-    EXPECT_EQ(platform().calls, Lines{}) << wireguard;
-    EXPECT_EQ(unit_names(), Lines{}) << wireguard;
+    EXPECT_THAT(platform().log, IsEmpty()) << wireguard;
+    EXPECT_THAT(platform().calls, IsEmpty()) << wireguard;
+    EXPECT_THAT(unit_names(), IsEmpty()) << wireguard;
   }
 }
 
 TEST_F(WireguardTest, AFailingInterfaceIsLoggedAndStopsNothing) {
   put_key("wg1");
   EXPECT_EQ(apply(R"({"enable": true, "interfaces": [{"enable": true}, {"enable": true}]})"), 0);
-  EXPECT_EQ(
+  EXPECT_THAT(
       platform().log,
-      (Lines{"info configure Wireguard interface wg0", "notice error reading wireguard private key file",
-             "info lanfab failed creating wireguard interface wg0", "info configure Wireguard interface wg1",
-             "debug write unit file:/var/run/systemd/network/45-wireguard.netdev\n",
-             "debug write unit file:/var/run/systemd/network/45-wireguard.network\n"}));
-  EXPECT_EQ(platform().calls, (Lines{"ip link add dev wg1 type wireguard"}));
-  EXPECT_EQ(unit_names(), (Lines{"45-wireguard.netdev", "45-wireguard.network"}));
+      ElementsAre("info configure Wireguard interface wg0", "notice error reading wireguard private key file",
+                  "info lanfab failed creating wireguard interface wg0",
+                  "info configure Wireguard interface wg1",
+                  "debug write unit file:/var/run/systemd/network/45-wireguard.netdev\n",
+                  "debug write unit file:/var/run/systemd/network/45-wireguard.network\n"));
+  EXPECT_THAT(platform().calls, ElementsAre("ip link add dev wg1 type wireguard"));
+  EXPECT_THAT(unit_names(), ElementsAre("45-wireguard.netdev", "45-wireguard.network"));
 }
 
-// Units that cannot be written.
+// --- Units that cannot be written
 
 TEST_F(WireguardTest, WithoutItsKeyAnInterfaceHasNoUnit) {
   EXPECT_EQ(write_wg0("{}"), -1);
-  EXPECT_EQ(unit_names(), Lines{});
+  EXPECT_THAT(unit_names(), IsEmpty());
 }
 
 TEST_F(WireguardTest, EitherUnitThatCannotBeOpenedIsReported) {
@@ -285,32 +289,34 @@ TEST_F(WireguardTest, ANetdevUnitThatCannotBeOpenedFails) {
   put_key("wg0");
   block_unit("44-wireguard.netdev");
   EXPECT_EQ(apply(R"({"enable": true, "interfaces": [{"enable": true}]})"), 0);
-  EXPECT_EQ(platform().log,
-            (Lines{"info configure Wireguard interface wg0",
-                   "debug write unit file:/var/run/systemd/network/44-wireguard.netdev\n",
-                   "notice error creating network unit file: /var/run/systemd/network/44-wireguard.netdev",
-                   "notice wireguard error writing wireguard netdev unit file",
-                   "info lanfab failed creating wireguard interface wg0"}));
-  EXPECT_EQ(unit_names(), (Lines{"44-wireguard.netdev"}));
-  EXPECT_EQ(platform().calls, Lines{});
+  EXPECT_THAT(
+      platform().log,
+      ElementsAre("info configure Wireguard interface wg0",
+                  "debug write unit file:/var/run/systemd/network/44-wireguard.netdev\n",
+                  "notice error creating network unit file: /var/run/systemd/network/44-wireguard.netdev",
+                  "notice wireguard error writing wireguard netdev unit file",
+                  "info lanfab failed creating wireguard interface wg0"));
+  EXPECT_THAT(unit_names(), ElementsAre("44-wireguard.netdev"));
+  EXPECT_THAT(platform().calls, IsEmpty());
 }
 
 TEST_F(WireguardTest, ANetworkUnitThatCannotBeOpenedLeavesTheNetdevUnit) {
   put_key("wg0");
   block_unit("44-wireguard.network");
   EXPECT_EQ(apply(R"({"enable": true, "interfaces": [{"enable": true}]})"), 0);
-  EXPECT_EQ(platform().log,
-            (Lines{"info configure Wireguard interface wg0",
-                   "debug write unit file:/var/run/systemd/network/44-wireguard.netdev\n",
-                   "debug write unit file:/var/run/systemd/network/44-wireguard.network\n",
-                   "notice error creating network unit file: /var/run/systemd/network/44-wireguard.network",
-                   "notice error writing wireguard network unit file",
-                   "info lanfab failed creating wireguard interface wg0"}));
+  EXPECT_THAT(
+      platform().log,
+      ElementsAre("info configure Wireguard interface wg0",
+                  "debug write unit file:/var/run/systemd/network/44-wireguard.netdev\n",
+                  "debug write unit file:/var/run/systemd/network/44-wireguard.network\n",
+                  "notice error creating network unit file: /var/run/systemd/network/44-wireguard.network",
+                  "notice error writing wireguard network unit file",
+                  "info lanfab failed creating wireguard interface wg0"));
   EXPECT_EQ(unit("44-wireguard.netdev"), kNetdevHead);
-  EXPECT_EQ(platform().calls, Lines{});
+  EXPECT_THAT(platform().calls, IsEmpty());
 }
 
-// Secrets.
+// --- Secrets
 
 TEST_F(WireguardTest, TheKeyFileIsNamedAfterTheLink) {
   EXPECT_EQ(wireguard_private_key_file("wg3"), "/var/data/qel/.wg/wg3-private.key");
@@ -349,17 +355,17 @@ TEST_F(WireguardTest, TheUnitWithTheKeyAndNoOtherGoesToTheGroupOfNetworkd) {
   put_key("wg0");
   ownership().has_networkd = true;
   EXPECT_EQ(write_wg0("{}"), 0);
-  EXPECT_THAT(ownership().owners, ::testing::ElementsAre(std::make_pair(kSameUser, kNetworkdGroup)));
+  EXPECT_THAT(ownership().owners, ElementsAre(std::make_pair(kSameUser, kNetworkdGroup)));
 }
 
 TEST_F(WireguardTest, WithoutThatGroupTheUnitStaysWithItsOwner) {
   put_key("wg0");
   EXPECT_EQ(write_wg0("{}"), 0);
-  EXPECT_TRUE(ownership().owners.empty());
+  EXPECT_THAT(ownership().owners, IsEmpty());
 }
 
 // Whether a text holds a key, or so much of one that it gives something away.
-bool gives_away_a_key(const std::string& text) {
+static bool gives_away_a_key(const std::string& text) {
   return text.find("PRIVATE") != std::string::npos || text.find("SHARED") != std::string::npos;
 }
 
@@ -395,56 +401,63 @@ TEST_F(WireguardTest, NoKeyStandsInTheNetworkUnit) {
   EXPECT_FALSE(gives_away_a_key(unit("44-wireguard.network")));
 }
 
-// Peers. Each case is the list, its part of the netdev unit, its part of the network unit, and how many of
-// its peers lack their public key.
+// --- Peers
 
-struct PeersCase {
-  const char* peers;
-  const char* netdev;
-  const char* network;
-  int without_key;
-};
-
-constexpr PeersCase kPeersCases[] = {
-    {R"([{"public_key": "A", "endpoint": "198.51.100.1:51820", "allowed_ips": "10.0.0.0/8,172.16.0.0/12",
-          "preshared_key": "S", "keep_alive": 25},
+TEST_F(WireguardTest, EachPeerWithAPublicKeyHasASectionAndEachNetworkARoute) {
+  // The list, its part of each unit, and how many of its peers lack their public key.
+  struct Case {
+    const char* peers;
+    const char* netdev;
+    const char* network;
+    int without_key;
+  };
+  put_key("wg0");
+  for (const Case& c : {
+           Case{
+               R"([{"public_key": "A", "endpoint": "198.51.100.1:51820",
+          "allowed_ips": "10.0.0.0/8,172.16.0.0/12", "preshared_key": "S", "keep_alive": 25},
          {"public_key": "B"}])",
-     "\n[WireGuardPeer]\nPublicKey = A\nEndpoint = 198.51.100.1:51820\nAllowedIPs = 10.0.0.0/8,172.16.0.0/12\n"
-     "PresharedKey = S\nPersistentKeepalive = 25\n\n[WireGuardPeer]\nPublicKey = B\n",
-     "\n[Route]\nDestination = 10.0.0.0/8\nTable = 3006\n\n[Route]\nDestination = 172.16.0.0/12\nTable = 3006\n",
-     0},
-    {R"([{"endpoint": "198.51.100.1:51820", "allowed_ips": "10.0.0.0/8"},
+               "\n[WireGuardPeer]\nPublicKey = A\nEndpoint = 198.51.100.1:51820\n"
+               "AllowedIPs = 10.0.0.0/8,172.16.0.0/12\n"
+               "PresharedKey = S\nPersistentKeepalive = 25\n\n[WireGuardPeer]\nPublicKey = B\n",
+               "\n[Route]\nDestination = 10.0.0.0/8\nTable = 3006\n"
+               "\n[Route]\nDestination = 172.16.0.0/12\nTable = 3006\n",
+               0},
+           Case{
+               R"([{"endpoint": "198.51.100.1:51820", "allowed_ips": "10.0.0.0/8"},
          {"public_key": "", "allowed_ips": "172.16.0.0/12"},
          {"public_key": 5, "allowed_ips": "192.168.0.0/16"},
          {"public_key": "B", "allowed_ips": "10.9.0.0/16"}])",
-     "\n[WireGuardPeer]\nPublicKey = B\nAllowedIPs = 10.9.0.0/16\n",
-     "\n[Route]\nDestination = 10.0.0.0/8\nTable = 3006\n\n[Route]\nDestination = 172.16.0.0/12\nTable = 3006\n"
-     "\n[Route]\nDestination = 192.168.0.0/16\nTable = 3006\n\n[Route]\nDestination = 10.9.0.0/16\nTable = 3006\n",
-     3},
-    {R"([{"public_key": "A", "allowed_ips": "10.0.0.0/8, 192.168.0.0/16"}])",
-     "\n[WireGuardPeer]\nPublicKey = A\nAllowedIPs = 10.0.0.0/8, 192.168.0.0/16\n",
-     "\n[Route]\nDestination = 10.0.0.0/8\nTable = 3006\n\n[Route]\nDestination =  192.168.0.0/16\nTable = 3006\n",
-     0},
-    {R"([{"public_key": "A", "allowed_ips": "10.0.0.0/8,,10.9.0.0/16"}])",
-     "\n[WireGuardPeer]\nPublicKey = A\nAllowedIPs = 10.0.0.0/8,,10.9.0.0/16\n",
-     "\n[Route]\nDestination = 10.0.0.0/8\nTable = 3006\n\n[Route]\nDestination = \nTable = 3006\n"
-     "\n[Route]\nDestination = 10.9.0.0/16\nTable = 3006\n",
-     0},
-    {R"([{"public_key": "A", "endpoint": "", "preshared_key": "", "keep_alive": 0}])",
-     "\n[WireGuardPeer]\nPublicKey = A\n", "", 0},
-    {R"([{"public_key": "A", "keep_alive": -1}])", "\n[WireGuardPeer]\nPublicKey = A\n", "", 0},
-    {R"([{"public_key": "A", "keep_alive": 1}])",
-     "\n[WireGuardPeer]\nPublicKey = A\nPersistentKeepalive = 1\n", "", 0},
-    {R"([{"public_key": "A", "endpoint": 5, "allowed_ips": 5, "preshared_key": 5, "keep_alive": "25"}])",
-     "\n[WireGuardPeer]\nPublicKey = A\n", "", 0},
-    {R"(["text", null])", "", "", 2},
-    {R"([])", "", "", 0},
-    {R"({"public_key": "A"})", "", "", 0},
-};
-
-TEST_F(WireguardTest, EachPeerWithAPublicKeyHasASectionAndEachNetworkARoute) {
-  put_key("wg0");
-  for (const PeersCase& c : kPeersCases) {
+               "\n[WireGuardPeer]\nPublicKey = B\nAllowedIPs = 10.9.0.0/16\n",
+               "\n[Route]\nDestination = 10.0.0.0/8\nTable = 3006\n"
+               "\n[Route]\nDestination = 172.16.0.0/12\nTable = 3006\n"
+               "\n[Route]\nDestination = 192.168.0.0/16\nTable = 3006\n"
+               "\n[Route]\nDestination = 10.9.0.0/16\nTable = 3006\n",
+               3},
+           Case{R"([{"public_key": "A", "allowed_ips": "10.0.0.0/8, 192.168.0.0/16"}])",
+                "\n[WireGuardPeer]\nPublicKey = A\nAllowedIPs = 10.0.0.0/8, 192.168.0.0/16\n",
+                "\n[Route]\nDestination = 10.0.0.0/8\nTable = 3006\n"
+                "\n[Route]\nDestination =  192.168.0.0/16\nTable = 3006\n",
+                0},
+           Case{R"([{"public_key": "A", "allowed_ips": "10.0.0.0/8,,10.9.0.0/16"}])",
+                "\n[WireGuardPeer]\nPublicKey = A\nAllowedIPs = 10.0.0.0/8,,10.9.0.0/16\n",
+                "\n[Route]\nDestination = 10.0.0.0/8\nTable = 3006\n"
+                "\n[Route]\nDestination = \nTable = 3006\n"
+                "\n[Route]\nDestination = 10.9.0.0/16\nTable = 3006\n",
+                0},
+           Case{R"([{"public_key": "A", "endpoint": "", "preshared_key": "", "keep_alive": 0}])",
+                "\n[WireGuardPeer]\nPublicKey = A\n", "", 0},
+           Case{R"([{"public_key": "A", "keep_alive": -1}])", "\n[WireGuardPeer]\nPublicKey = A\n", "", 0},
+           Case{R"([{"public_key": "A", "keep_alive": 1}])",
+                "\n[WireGuardPeer]\nPublicKey = A\nPersistentKeepalive = 1\n", "", 0},
+           Case{
+               R"([{"public_key": "A", "endpoint": 5, "allowed_ips": 5, "preshared_key": 5,
+                      "keep_alive": "25"}])",
+               "\n[WireGuardPeer]\nPublicKey = A\n", "", 0},
+           Case{R"(["text", null])", "", "", 2},
+           Case{R"([])", "", "", 0},
+           Case{R"({"public_key": "A"})", "", "", 0},
+       }) {
     EXPECT_EQ(write_wg0(peers(c.peers)), 0) << c.peers;
     EXPECT_EQ(unit("44-wireguard.netdev"), std::string(kNetdevHead) + c.netdev) << c.peers;
     EXPECT_EQ(unit("44-wireguard.network"), std::string(kNetworkHead) + c.network + kRules) << c.peers;
@@ -472,7 +485,7 @@ TEST_F(WireguardTest, TheAddressIsWrittenAsItIs) {
   EXPECT_EQ(unit("44-wireguard.network"), std::string(kNetworkHead) + kRules);
 }
 
-// The trace.
+// --- The trace
 
 TEST_F(WireguardTest, PrintsItsTraceLines) {
   put_key("wg0");
@@ -487,5 +500,3 @@ TEST_F(WireguardTest, PrintsItsTraceLines) {
             "open_unit_file\n"
             "open_unit_file\n");
 }
-
-}  // namespace
