@@ -10,7 +10,7 @@
 #include <fstream>
 
 #include "tunnels/wireguard.h"
-#include "util/shell.h"
+#include "util/child_process.h"
 
 // Never deleted.
 constexpr std::array<const char*, 6> kProtectedLinks = {"lo",    "can0",   "can1",

@@ -11,8 +11,8 @@
 #include "networkd/unit_file.h"
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
+#include "util/child_process.h"
 #include "util/open_file.h"
-#include "util/shell.h"
 
 static int write_router_unit(const NetworkContext* ctx, int order, const char* ifname,
                              const Json::Value& network) {

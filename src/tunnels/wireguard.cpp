@@ -11,8 +11,8 @@
 #include "networkd/unit_file.h"
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
+#include "util/child_process.h"
 #include "util/open_file.h"
-#include "util/shell.h"
 
 constexpr char kConfiguration[] = "network.tunnels.wireguard";
 // Both units of every interface; their numbers tell them apart.

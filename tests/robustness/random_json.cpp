@@ -48,7 +48,7 @@ static void put_runtime_file(Generator& generator, const std::string& path, cons
 
 static void put_runtime_files(Generator& generator) {
   for (const char* folder : {"/run", "/var/volatile", "/var/data"})
-    empty_folder(folder);
+    empty_directory(folder);
   fs::create_directories("/var/volatile/qel");
   fs::create_directories("/var/data/qel/.wg");
   if (!generator.one_in(20)) fs::create_directories("/var/run/systemd/network");

@@ -10,6 +10,7 @@
 #include "platform/libcmd.h"
 #include "platform/libsysdb.h"
 #include "platform/libvantor.h"
+#include "util/child_process.h"
 
 RecordingPlatform& platform() {
   static RecordingPlatform instance;
@@ -140,12 +141,12 @@ int domain_ip_to_ip_str(const char* name, char* buffer, int size, int first, int
   return 0;
 }
 
+void run_shell(const std::string& command) {
+  record_shell(command);
+}
+
 // The C library's own, which these take the place of at link time.
 extern "C" {
-
-int system(const char* command) {
-  return record_shell(command);
-}
 
 void openlog(const char* ident, int option, int facility) {
   record_call({"openlog", ident, std::to_string(option), std::to_string(facility)});

@@ -1,8 +1,8 @@
 #pragma once
 
 // A device that answers what a test tells it to and remembers, in order, what it was asked to do. It stands
-// in for the three platform libraries, for system() and for syslog(); the accessors, the address arithmetic
-// and the file calls are the host platform's own. Nothing that is recorded is run.
+// in for the three platform libraries, for run_shell() and for syslog(); the accessors, the address
+// arithmetic and the file calls are the host platform's own. Nothing that is recorded is run.
 
 #include <json/json.h>
 

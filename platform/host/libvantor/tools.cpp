@@ -1,29 +1,16 @@
-#include <spawn.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <initializer_list>
-#include <vector>
 
 #include "platform/libvantor.h"
-#include "util/shell.h"
+#include "util/child_process.h"
 
-// Runs a tool without a shell and waits for it; returns its exit status, -1 when it did not run or exit.
+// Runs a tool without a shell; returns its exit status, -1 when it did not run or exit.
 static int run_tool(std::initializer_list<const char*> command) {
-  std::vector<char*> argv;
-  for (const char* word : command)
-    argv.push_back(const_cast<char*>(word));
-  argv.push_back(nullptr);
-  pid_t child = 0;
-  if (posix_spawnp(&child, argv[0], nullptr, nullptr, argv.data(), environ) != 0) return -1;
-  int status = 0;
-  while (waitpid(child, &status, 0) < 0) {
-    if (errno != EINTR) return -1;
-  }
+  const int status = run_and_wait(*command.begin(), command);
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
@@ -34,9 +21,8 @@ int qelsys(const char* format, ...) {
   const int length = vasprintf(&line, format, arguments);
   va_end(arguments);
   if (length < 0) return -1;
-  const int status = std::system(line);
+  const int status = run_in_shell(line);
   std::free(line);
-  end_if_interrupted(status);
   return status;
 }
 

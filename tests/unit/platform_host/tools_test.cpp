@@ -1,5 +1,6 @@
 #include <sys/wait.h>
 
+#include <csignal>
 #include <filesystem>
 
 #include "platform/libvantor.h"
@@ -109,4 +110,20 @@ TEST_F(ToolsTest, AToolThatIsKilledIsAFailure) {
 TEST_F(ToolsTest, ALinkIsSetDownThroughTheIpTool) {
   EXPECT_EQ(ip_link_set_interface_down("eth0"), 0);
   EXPECT_EQ(commands(), "/sbin/ip link set dev eth0 down\n");
+}
+
+// --- Ctrl-C
+
+TEST_F(ToolsTest, AToolThatCtrlCEndedEndsThisProcessToo) {
+  EXPECT_EXIT(qelsys("kill -INT $%s", "$"), testing::KilledBySignal(SIGINT), "");
+}
+
+TEST_F(ToolsTest, CtrlCIsNotIgnoredWhileAToolRuns) {
+  EXPECT_EXIT(qelsys("kill -INT $%s", "PPID"), testing::KilledBySignal(SIGINT), "");
+}
+
+TEST_F(ToolsTest, AToolThatAnotherSignalEndedIsAFailureAlone) {
+  const int status = qelsys("kill -TERM $%s", "$");
+  EXPECT_TRUE(WIFSIGNALED(status));
+  EXPECT_EQ(WTERMSIG(status), SIGTERM);
 }
