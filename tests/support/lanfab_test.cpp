@@ -68,6 +68,15 @@ void block_unit(const std::string& name) {
   fs::create_directories("/var/run/systemd/network/" + name);
 }
 
+void fill_disk_for(const std::string& path) {
+  fs::remove(path);
+  fs::create_symlink("/dev/full", path);
+}
+
+void fill_disk_for_unit(const std::string& name) {
+  fill_disk_for("/var/run/systemd/network/" + name);
+}
+
 Lines log_of(const std::string& priority) {
   const Lines& log = platform().log;
   Lines found;

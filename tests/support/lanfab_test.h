@@ -56,6 +56,10 @@ Lines unit_names();
 // Makes the unit of this name impossible to open.
 void block_unit(const std::string& name);
 
+// Lets the file at `path`, or the unit of this name, be opened and then meet a full disk.
+void fill_disk_for(const std::string& path);
+void fill_disk_for_unit(const std::string& name);
+
 // The log lines of one priority, "notice" for example, in their order.
 Lines log_of(const std::string& priority);
 

@@ -47,13 +47,20 @@ TEST_F(RulesTest, TheShortestAddressHasSevenCharacters) {
   EXPECT_FALSE(looks_like_address(""));
 }
 
-TEST_F(RulesTest, OnlyAStringReadsAsText) {
-  EXPECT_EQ(text_of(Json::Value("eth0")), "eth0");
-  EXPECT_EQ(text_of(Json::Value(80)), "");
-  EXPECT_EQ(text_of(Json::Value(true)), "");
-  EXPECT_EQ(text_of(Json::Value()), "");
-  EXPECT_EQ(text_of(json("{}")), "");
-  EXPECT_EQ(text_of(json("[]")), "");
+TEST_F(RulesTest, EveryValueButAListAndAnObjectHasAText) {
+  struct Case {
+    const char* value;
+    const char* text;
+  };
+  for (const Case& c : {Case{R"("eth0")", "eth0"}, Case{R"("")", ""}, Case{"80", "80"}, Case{"-1", "-1"},
+                        Case{"1.5", "1.5"}, Case{"true", "true"}, Case{"false", "false"}, Case{"null", ""}}) {
+    EXPECT_TRUE(has_text(json(c.value))) << c.value;
+    EXPECT_EQ(text_of(json(c.value)), c.text) << c.value;
+  }
+  for (const char* value : {"{}", "[]", R"(["eth0"])", R"({"name": "eth0"})"}) {
+    EXPECT_FALSE(has_text(json(value))) << value;
+    EXPECT_EQ(text_of(json(value)), "") << value;
+  }
 }
 
 TEST_F(RulesTest, AMissingOrMistypedArrayIsEmpty) {

@@ -204,6 +204,15 @@ TEST_F(DnsmasqConfTest, TheReasonWhyTheStagingFileCannotBeOpenedIsLogged) {
               ElementsAre("notice failed to open /var/volatile/qel/.dnsmasq_conf, errno:21\n"));
 }
 
+TEST_F(DnsmasqConfTest, AStagingFileThatIsNotWholeIsNotCopied) {
+  fill_disk_for(kStaging);
+  const NetworkContext ctx = context_of(kAllOff);
+  EXPECT_EQ(dnsmasq_write_dnsmasq_conf(&ctx), -1);
+  EXPECT_THAT(platform().log,
+              ElementsAre("notice error writing /var/volatile/qel/.dnsmasq_conf: No space left on device"));
+  EXPECT_THAT(platform().calls, ElementsAre(kCopyHosts));
+}
+
 TEST_F(DnsmasqConfTest, AFailureIsLoggedAndAppliesAllTheSame) {
   std::filesystem::remove_all("/var/volatile/qel");
   const NetworkContext ctx = context_of(kAllOff);

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "file_size_limit.h"
 #include "lanfab_test.h"
 
 namespace {
@@ -69,6 +70,15 @@ TEST_F(HostsTest, AFileThatCannotBeOpenedIsPassedOverInSilence) {
   EXPECT_EQ(dnsmasq_add_dns_host(&ctx, "printer", "192.168.1.9"), -1);
   dnsmasq_add_hostnames(&ctx);
   EXPECT_THAT(platform().log, IsEmpty());
+}
+
+TEST_F(HostsTest, ANameThatDoesNotFitLeavesTheEarlierOnes) {
+  put_file("/var/run/hosts", "127.0.0.1 localhost\n");
+  const NetworkContext ctx = context_of("{}");
+  const FileSizeLimit limit(30);
+  EXPECT_EQ(dnsmasq_add_dns_host(&ctx, "printer", "192.168.1.9"), -1);
+  EXPECT_EQ(text_of_file("/var/run/hosts"), "127.0.0.1 localhost\n");
+  EXPECT_THAT(platform().log, ElementsAre("notice error writing /var/run/hosts: File too large"));
 }
 
 // --- The trace

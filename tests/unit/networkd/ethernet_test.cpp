@@ -168,6 +168,28 @@ TEST_F(EthernetTest, APassThroughPortKeepsOnlyItsSecondaryAddress) {
   EXPECT_THAT(platform().calls, IsEmpty());
 }
 
+TEST_F(EthernetTest, AUnitThatIsNotWholeFailsThePort) {
+  const NetworkContext ctx = context_of(kRouter);
+  fill_disk_for_unit("20-eth0.network");
+  EXPECT_EQ(lanfab_ethernet(&ctx, 20, "eth0", json(kVlanPort)), -1);
+  EXPECT_THAT(
+      log_of("notice"),
+      IsSupersetOf({"notice error writing /var/run/systemd/network/20-eth0.network: No space left on device",
+                    "notice error writing network unit file"}));
+  EXPECT_THAT(unit_names(), ElementsAre("30-eth0.100.netdev", "30-eth0.100.network"));
+}
+
+TEST_F(EthernetTest, APassThroughUnitThatIsNotWholeFails) {
+  const NetworkContext ctx = context_of(kRouter);
+  fill_disk_for_unit("20-eth0.network");
+  EXPECT_EQ(apply_eth0(ctx, R"({"enable": true, "network": {"mode": "pass-through"}})"), -1);
+  EXPECT_THAT(
+      log_of("notice"),
+      IsSupersetOf({"notice error writing /var/run/systemd/network/20-eth0.network: No space left on device",
+                    "notice error writing eth0 network unit file for pass-through mode"}));
+  EXPECT_THAT(unit_names(), IsEmpty());
+}
+
 TEST_F(EthernetTest, APassThroughUnitThatCannotBeOpenedFails) {
   const NetworkContext ctx = context_of(kRouter);
   block_unit("20-eth0.network");
@@ -304,6 +326,13 @@ TEST_F(EthernetTest, AFailedVlanNetworkUnitStopsNothing) {
                   "notice error writing vlan network unit file"));
   EXPECT_EQ(unit("30-eth0.100.netdev"), kVlanNetdev);
   EXPECT_THAT(recorded_interfaces(), ElementsAre("eth0", "eth0.100 type vlan"));
+}
+
+TEST_F(EthernetTest, ADeviceUnitThatIsNotWholeFails) {
+  const NetworkContext ctx = context_of(kRouter);
+  fill_disk_for_unit("30-eth0.100.netdev");
+  EXPECT_EQ(write_vlan_netdev_unit_file(&ctx, 30, "eth0.100", 100), -1);
+  EXPECT_THAT(unit_names(), IsEmpty());
 }
 
 TEST_F(EthernetTest, ADeviceUnitIsWrittenUnderAnyOrder) {

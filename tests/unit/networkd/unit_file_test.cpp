@@ -126,7 +126,7 @@ TEST_F(UnitDnsTest, TheConfiguredServersStandInTheirOrder) {
                 "DNS = 9.9.9.9\nDNS = 8.8.4.4\nDNS = 192.168.100.200\n"},
            Case{R"({"dns": {"static": ["1.1.1", "", "1.1.11", "1.1.1.1"]}})", "DNS = 1.1.1.1\n"},
            Case{R"({"dns": {"static": [12345678, true, null, {}, ["9.9.9.9"], "1.1.1.1"]}})",
-                "DNS = 1.1.1.1\n"},
+                "DNS = 12345678\nDNS = 1.1.1.1\n"},
            Case{R"({"dns": {"static": []}})", ""},
            Case{R"({"dns": {"static": "1.1.1.1"}})", ""},
            Case{R"({"dns": {"static": {"first": "1.1.1.1"}}})", ""},

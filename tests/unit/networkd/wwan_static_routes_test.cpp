@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "file_size_limit.h"
 #include "lanfab_test.h"
 
 constexpr char kScript[] = "/var/run/wwan0_static_routes";
@@ -129,6 +130,15 @@ TEST_F(WwanStaticRoutesTest, AScriptThatCannotBeCreatedIsLogged) {
   write_routes(R"([{"enable": true, "interface": "wwan0", "ipv4": "10.20.0.0", "netmask": 16}])");
   EXPECT_THAT(platform().log, ElementsAre("notice write wwan static routes wwan0",
                                           "notice error creating wwan static route file"));
+}
+
+TEST_F(WwanStaticRoutesTest, AScriptThatIsNotWholeIsRemoved) {
+  const FileSizeLimit limit(20);
+  write_routes(R"([{"enable": true, "interface": "wwan0", "ipv4": "10.20.0.0", "netmask": 16}])");
+  EXPECT_THAT(platform().log,
+              ElementsAre("notice write wwan static routes wwan0",
+                          std::string("notice error writing ") + kScript + ": File too large"));
+  EXPECT_FALSE(exists(kScript));
 }
 
 TEST_F(WwanStaticRoutesTest, PrintsItsTraceLine) {

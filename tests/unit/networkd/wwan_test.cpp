@@ -434,6 +434,32 @@ TEST_F(WwanTest, PassThroughIsLoggedAndLeavesTheTunnelsAlone) {
   EXPECT_TRUE(exists("/var/run/resolv.conf"));
 }
 
+TEST_F(WwanTest, AUnitThatIsNotWholeFailsBeforeTheTunnelsAndThePort) {
+  for (const char* config :
+       {R"({"tunnels": {"gre": [{}]}})", R"({"wired": {"eth0": {"network": {"mode": "x"}}}})"}) {
+    const NetworkContext ctx = context_of(config);
+    fill_disk_for_unit("10-wwan0.network");
+    EXPECT_EQ(init_wwan_interface(&ctx), -1);
+    EXPECT_THAT(log_of("notice"),
+                IsSupersetOf({"notice error writing /var/run/systemd/network/10-wwan0.network: "
+                              "No space left on device",
+                              "notice error creating wwan network unit file"}));
+    EXPECT_THAT(platform().calls, IsEmpty());
+    EXPECT_THAT(unit_names(), IsEmpty());
+  }
+}
+
+TEST_F(WwanTest, APortUnitThatIsNotWholeIsLoggedAndNoFailure) {
+  fill_disk_for_unit("21-eth1.network");
+  const NetworkContext ctx = context_of(passthrough("eth1", "pass-through-auto", ""));
+  EXPECT_EQ(init_wwan_interface(&ctx), 0);
+  EXPECT_THAT(
+      log_of("notice"),
+      IsSupersetOf({"notice error writing /var/run/systemd/network/21-eth1.network: No space left on device",
+                    "notice error writing pass-through mode network unit file"}));
+  EXPECT_THAT(unit_names(), ElementsAre("10-wwan0.network"));
+}
+
 TEST_F(WwanTest, APortUnitThatCannotBeOpenedIsLoggedAndNoFailure) {
   block_unit("21-eth1.network");
   const NetworkContext ctx = context_of(passthrough("eth1", "pass-through", ""));

@@ -8,7 +8,6 @@
 #include "platform/libsysdb.h"
 #include "platform_test.h"
 
-
 namespace {
 
 class SysdbTest : public PlatformTest {

@@ -189,6 +189,28 @@ TEST_F(GreTest, ADeviceUnitThatCannotBeOpenedFailsNothing) {
                   "debug write unit file:/var/run/systemd/network/70-gre-tun1.network\n"));
 }
 
+TEST_F(GreTest, ADeviceUnitThatIsNotWholeFailsNothingAndRecordsNothing) {
+  fill_disk_for_unit("70-gre-tun1.netdev");
+  EXPECT_EQ(network_of(tunnel()), kNetworkUnit);
+  EXPECT_THAT(recorded_interfaces(), IsEmpty());
+  EXPECT_THAT(unit_names(), ElementsAre("70-gre-tun1.network"));
+}
+
+TEST_F(GreTest, ANetworkUnitThatIsNotWholeFailsTheTunnel) {
+  fill_disk_for_unit("70-gre-tun1.network");
+  const NetworkContext ctx = context_of_tunnels(R"([
+    {"enable": true, "tunnel_local_ip": "10.9.0.1", "tunnel_netmask": 30, "tunnel_remote_ip": "10.9.0.2"}])");
+  EXPECT_EQ(gre_apply(&ctx), -1);
+  EXPECT_THAT(unit_names(), ElementsAre("70-gre-tun1.netdev"));
+}
+
+TEST_F(GreTest, ATapUnitThatIsNotWholeFails) {
+  fill_disk_for_unit("72-gretap0.netdev");
+  const NetworkContext ctx = context_of("{}");
+  EXPECT_EQ(gre_tap_apply(&ctx, json("{}")), -1);
+  EXPECT_THAT(unit_names(), IsEmpty());
+}
+
 TEST_F(GreTest, ANetworkUnitThatCannotBeOpenedFailsTheTunnel) {
   block_unit("70-gre-tun1.network");
   const NetworkContext ctx = context_of_tunnels(R"([

@@ -6,7 +6,9 @@
 
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 
+#include "file_size_limit.h"
 #include "lanfab_test.h"
 
 namespace {
@@ -283,6 +285,31 @@ TEST_F(WireguardTest, EitherUnitThatCannotBeOpenedIsReported) {
     block_unit(name);
     EXPECT_EQ(write_wg0("{}"), -1) << name;
   }
+}
+
+TEST_F(WireguardTest, ANetdevUnitThatIsNotWholeFails) {
+  put_key("wg0");
+  const FileSizeLimit limit(20);
+  EXPECT_EQ(write_wg0("{}"), -1);
+  EXPECT_THAT(log_of("notice"),
+              ElementsAre("notice error writing /var/run/systemd/network/44-wireguard.netdev: File too large",
+                          "notice wireguard error writing wireguard netdev unit file"));
+  EXPECT_THAT(unit_names(), IsEmpty());
+}
+
+TEST_F(WireguardTest, ANetworkUnitThatIsNotWholeFails) {
+  put_key("wg0");
+  fill_disk_for_unit("44-wireguard.network");
+  EXPECT_EQ(write_wg0("{}"), -1);
+  EXPECT_THAT(unit_names(), ElementsAre("44-wireguard.netdev"));
+}
+
+TEST_F(WireguardTest, ThePrivateKeyReachesNoReaderOfAnOlderUnit) {
+  put_key("wg0");
+  put_file("/var/run/systemd/network/44-wireguard.netdev", "older\n");
+  std::ifstream older("/var/run/systemd/network/44-wireguard.netdev");
+  EXPECT_EQ(write_wg0("{}"), 0);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(older), {}), "older\n");
 }
 
 TEST_F(WireguardTest, ANetdevUnitThatCannotBeOpenedFails) {
