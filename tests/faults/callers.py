@@ -1,0 +1,93 @@
+"""Runs the program under callers of many kinds, inside the sandbox: the same comes out under each.
+
+And signals runs that wait for the lock of another one, which they leave alone.
+"""
+
+import argparse
+import os
+import pathlib
+import signal
+import subprocess
+import sys
+
+import gateway
+import invariants
+import worker
+
+
+def ignore_children():
+    signal.signal(signal.SIGCHLD, signal.SIG_IGN)
+
+
+def block_all_signals():
+    signal.pthread_sigmask(signal.SIG_BLOCK, signal.valid_signals())
+
+
+def close_standard_streams():
+    os.closerange(0, 3)
+
+
+def unread_pipe():
+    reader, writer = os.pipe()
+    os.close(reader)
+    return writer
+
+
+CALLERS = {
+    "ignores SIGCHLD": {"preexec_fn": ignore_children},
+    "blocks all signals": {"preexec_fn": block_all_signals},
+    "has no standard streams": {"preexec_fn": close_standard_streams},
+    "has a umask of 077": {"umask": 0o077},
+    "does not read standard output": {"stdout": unread_pipe()},
+}
+
+
+def play_callers(laid, before):
+    """Yields what differs under a caller."""
+    runs = worker.Worker(laid, before)
+    for action in worker.ACTIONS:
+        reference = runs.reference(action)
+        for name, caller in CALLERS.items():
+            outcome = runs.run_on(before, action, **caller)
+            wrong = invariants.wrong_things(outcome, reference) + invariants.new_lines(outcome, reference)
+            if outcome.status != 0 or wrong:
+                yield f"{action}, whose caller {name}, ends with {outcome.status}; wrong: {', '.join(wrong)}"
+
+
+def default_action():
+    # In the background of a shell it is ignored.
+    signal.signal(signal.SIGINT, signal.SIG_DFL)
+
+
+def play_waiting_runs(laid, before):
+    """Yields what a signal does to a run that waits, other than to end it."""
+    lock = pathlib.Path(gateway.LOCK)
+    for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+        laid.lay(before)
+        lock.touch()
+        run = subprocess.Popen([laid.program, "dnsmasq"], env=laid.environment("new", "waiting"),
+                               preexec_fn=default_action)
+        laid.wait_for_log("is locked, waiting")
+        run.send_signal(number)
+        if run.wait(gateway.TIME_LIMIT_SECONDS) != -number:
+            yield f"a waiting run ends with {run.returncode} instead of {number.name}"
+        if not lock.exists():
+            yield f"a waiting run that ends by {number.name} deletes the lock of another one"
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--program", required=True)
+    arguments = parser.parse_args()
+    os.umask(0o022)
+    laid = gateway.Gateway(arguments.program)
+    before = laid.prepare()
+    wrong = [*play_callers(laid, before), *play_waiting_runs(laid, before)]
+    for text in wrong:
+        print(text)
+    print(f"{len(CALLERS)} callers and 3 signals to waiting runs, {len(wrong)} of them wrong")
+    return 1 if wrong else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,126 @@
+"""What may be wrong after a run that ends with status 0: each exemption by its name, with its reason.
+
+A run with status 0 leaves what a run without a fault leaves. Here is the difference that one kind of fault
+may make all the same. What is not named here is a violation; so is an exemption that no fault makes use of.
+"""
+
+import collections
+import re
+
+from gateway import canonical
+from points import COPY
+
+RESOLVER = r"/etc/(hosts|host\.conf|nsswitch\.conf|resolv\.conf)"
+UNITS = "/run/systemd/network/"
+KEPT_UNITS = r"/var/volatile/qel/\.wwan_unit_backup/"
+SCRIPTS = r"/run/\.delete_"
+MARKS = "/run/(ROUTER_MODE|LANFAB_LOCKED)"
+POST_START = "/run/post_networkd_start_actions_script"
+WWAN_ROUTES = "/run/wwan0_static_routes"
+CONF = r"/run/dnsmasq\.conf"
+STAGING = r"/var/volatile/qel/\.dnsmasq_conf"
+
+COPY_OF_CONF = "cp of dnsmasq.conf"
+
+# `about` is "command" for a command that the program runs, or for starting it; "call" for a call of its own.
+# `where` finds the command line, or the path of the call; `calls` are the names of such calls. `needs_space`
+# is true when a full disk is such a fault. `spoils` are the things that may then be wrong: a path, "database"
+# or "command: " with what should have been run. When `is_said`, the log has to name the path.
+Exemption = collections.namedtuple("Exemption", "name about where calls needs_space spoils is_said reason")
+
+
+def unexamined_command(name, where, spoils, reason, needs_space=False):
+    return Exemption(name, "command", where, ".*", needs_space, spoils, False, reason)
+
+
+def unexamined_call(name, where, calls, spoils, reason, needs_space=False):
+    return Exemption(name, "call", where, calls, needs_space, spoils, False, reason)
+
+
+def logged_file(name, where, spoils, reason):
+    return Exemption(name, "call", where, "openat|write|close|lseek", True, [where, *spoils], True, reason)
+
+
+EXEMPTIONS = [
+    # The results of commands are not examined.
+    unexamined_command("touch ROUTER_MODE", "/bin/touch /var/run/ROUTER_MODE", ["/run/ROUTER_MODE"],
+                       "a mark for other programs", needs_space=True),
+    unexamined_command("chmod +x", r"/bin/chmod \+x", [POST_START], "sh runs a script of any mode"),
+    unexamined_command("rm of the old units", "/bin/rm -f /var/run/systemd/network//", [UNITS],
+                       "those of the same name are replaced"),
+    unexamined_command("cp of the cellular units", r"/bin/cp \S*wwan\.", [KEPT_UNITS, UNITS + r"\d+-wwan"],
+                       "they are written anew when the link has its values", needs_space=True),
+    unexamined_command("cp of /etc/hosts", r"/bin/cp -f\s+/etc/hosts", ["/run/hosts"],
+                       "the names go to what lies there", needs_space=True),
+    unexamined_command(COPY_OF_CONF, f"/bin/cp -f {STAGING}", [CONF],
+                       "dnsmasq's service refuses a file without its last line", needs_space=True),
+    unexamined_command("undo scripts", f"/bin/sh /var{SCRIPTS}", ["command: /sbin/ip (link|route) del"],
+                       "what is not there cannot be deleted either"),
+    unexamined_command("routes of the cellular link", f"/bin/sh /var{WWAN_ROUTES}",
+                       ["command: /sbin/ip route add"], "the unit has them too"),
+    unexamined_command("tunnels", "/sbin/ip tunnel del", ["command: /sbin/ip tunnel del"],
+                       "a tunnel that is not there cannot be deleted"),
+    unexamined_command("route tables of tunnels", "/usr/bin/route_table_", ["command: /usr/bin/route_table_"],
+                       "a script of the device, which logs for itself"),
+    unexamined_command("telnet", "/usr/bin/telnet-init", ["command: /usr/bin/telnet-init"],
+                       "a script of the device, which logs for itself"),
+    unexamined_command("systemctl", "systemctl", ["command: systemctl"],
+                       "systemd logs for itself; a service that cannot be asked for counts as inactive"),
+    # Nor are those of some calls.
+    unexamined_call("system database", r"/run/sysdb\.sqlite3|/(var/)?run$|/var$|/dev/urandom", ".*",
+                    ["database", CONF, STAGING],
+                    "an entry keeps its old value; a link whose state cannot be read is down",
+                    needs_space=True),
+    unexamined_call("hardware address", "socket|^$", "socket|ioctl|close", ["database", CONF, STAGING],
+                    "a port whose address cannot be read has an empty one"),
+    unexamined_call("relay's name", f"{RESOLVER}|socket|pipe|^$|{COPY}", "(?!sendto|mmap).*", [CONF, STAGING],
+                    "a relay whose name cannot be resolved is left out"),
+    unexamined_call("value of the link", "/run/wwan_", "openat|read|close|lseek",
+                    [UNITS + r"(\d+-wwan|21-eth1|70-gre)", r"/run/resolv\.conf", CONF, STAGING, POST_START],
+                    "a value that cannot be read is one that is not there"),
+    unexamined_call("existence of a file", f"{SCRIPTS}|{WWAN_ROUTES}", "access|faccessat2",
+                    [SCRIPTS, "command: /sbin/ip"], "the answer is yes or no"),
+    unexamined_call("deletion of a file", f"{SCRIPTS}|{WWAN_ROUTES}|{MARKS}", "unlink", [SCRIPTS, MARKS],
+                    "the result is not used"),
+    # Files that do not fail the run; of those that are not whole the log tells.
+    logged_file("undo scripts that are written", SCRIPTS, [], "the next run undoes what it knows of"),
+    logged_file("post-start script", POST_START, [], "it only tidies routes"),
+    logged_file("script of the cellular routes", WWAN_ROUTES, ["command: /sbin/ip route add"],
+                "the unit has them too"),
+    logged_file("hosts", "/run/hosts", [], "a name that is missing stops no service"),
+    logged_file("resolver file", r"/run/resolv\.conf", [], "dnsmasq runs without servers"),
+    logged_file("staging file", STAGING, [CONF, "/run/hosts", r"/run/resolv\.conf"],
+                "dnsmasq keeps its old file"),
+    logged_file("VLAN units", UNITS + "30-", [], "the port works without its VLAN"),
+    logged_file("tunnel units", UNITS + "70-gre", [SCRIPTS, "command: /usr/bin/route_table_"],
+                "the network works without the tunnel"),
+    logged_file("cellular units", UNITS + "(10-wwan|21-eth1)", [UNITS + "70-gre", SCRIPTS, POST_START],
+                "the network works without the link"),
+    logged_file("unit of a Wi-Fi client", UNITS + "84-wlan", [], "the access points work without it"),
+]
+
+
+def what_failed(point):
+    """Returns "command" and its command line, or "call" and its path."""
+    if point.is_own and (not point.spawns or point.object == COPY):
+        return "call", canonical(point.object)
+    return "command", point.object if point.is_own else point.command
+
+
+def applies(exemption, job):
+    if job.point is None:
+        return exemption.needs_space
+    about, where = what_failed(job.point)
+    return (about == exemption.about and re.search(exemption.where, where) is not None
+            and (about == "command" or re.fullmatch(exemption.calls, job.point.name) is not None))
+
+
+def find_all(job, thing):
+    """The exemptions that let `thing` be wrong after the job."""
+    return [exemption for exemption in EXEMPTIONS
+            if applies(exemption, job) and any(re.match(spoiled, thing) for spoiled in exemption.spoils)]
+
+
+def find(job, thing):
+    """The first of them, or None."""
+    return next(iter(find_all(job, thing)), None)

@@ -1,0 +1,227 @@
+"""The gateway that the program runs on, inside the sandbox: its files, its log, its recorded commands."""
+
+import collections
+import json
+import os
+import pathlib
+import re
+import select
+import signal
+import socket
+import sqlite3
+import stat
+import subprocess
+import time
+
+HERE = pathlib.Path(__file__).resolve().parent
+WATCHED = ("/run", "/var/volatile", "/var/data")
+DATABASE = "/run/sysdb.sqlite3"
+LOCK = "/run/LANFAB_LOCKED"
+COMMANDS = pathlib.Path("/dev/sandbox/commands")
+HOSTS = "127.0.0.1 localhost\n10.1.1.1 relay.example\n"
+# A run takes a fifth of a second; a busy machine stretches that.
+TIME_LIMIT_SECONDS = 20
+
+SYSLOG_LINE = re.compile(rb"<(\d+)>\w{3} [ \d]\d \d\d:\d\d:\d\d network: (.*)", re.DOTALL)
+PRIORITIES = ("emerg", "alert", "crit", "err", "warning", "notice", "info", "debug")
+
+# What the cellular link got, before and now.
+OLD_LINK = {"intf": "wwan0", "ipv4": "10.63.1.2", "cidr": "29", "netmask": "255.255.255.248",
+            "gw": "10.63.1.1", "mtu": "1420", "dns1": "10.63.0.53", "dns2": "10.63.0.54"}
+LINK = {"intf": "wwan0", "ipv4": "10.64.1.2", "cidr": "30", "netmask": "255.255.255.252", "gw": "10.64.1.1",
+        "mtu": "1430", "dns1": "10.64.0.53", "dns2": "10.64.0.54"}
+
+# A file is its mode and its content.
+File = collections.namedtuple("File", "mode content")
+# How a run ended: `status` is the exit status or, negative, the signal; None when it did not end.
+Outcome = collections.namedtuple("Outcome", "status files database log commands stderr report")
+
+
+def configuration():
+    """network.json, with so many routes and leases that a unit and dnsmasq.conf take more than one write."""
+    network = json.loads((HERE / "network.json").read_text())
+    network["static_routes"] += [
+        {"enable": True, "interface": "br-lan", "ipv4": f"192.168.{number}.0", "netmask": 24,
+         "gateway": "192.168.1.2"}
+        for number in range(150, 200)]
+    network["wired"]["eth0"]["network"]["dhcp"]["mac_binding"]["devices"] = [
+        {"enable": True, "mac": f"00:00:5e:00:53:{number:02x}", "ipv4": f"192.168.1.{number}"}
+        for number in range(2, 90)]
+    return json.dumps(network, indent=1)
+
+
+def old_configuration():
+    """The same gateway with other addresses and other VLANs, so that every file of its run differs."""
+    network = json.loads((HERE / "network.json").read_text())
+    text = json.dumps(network).replace("192.168.", "172.16.").replace("9.9.9.9", "8.8.8.8")
+    return text.replace('"vid": 100', '"vid": 99').replace("relay.example", "10.1.1.3").replace("2m", "3m")
+
+
+def canonical(path):
+    return re.sub("/+", "/", path.replace("/var/run/", "/run/"))
+
+
+class Gateway:
+    """Runs the program on states of the gateway that are laid before each run."""
+
+    def __init__(self, program, additional_environment=()):
+        self.program = program
+        self.additional_environment = dict(additional_environment)
+        self.tracer = os.path.join(os.path.dirname(program), "fault_tracer")
+        self.scratch = pathlib.Path("/dev/shm/faults")
+        self.scratch.mkdir()
+        self.syslog = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM | socket.SOCK_NONBLOCK)
+        self.syslog.bind("/dev/log")
+        self.databases = {}
+        self.time_limit = TIME_LIMIT_SECONDS
+        pathlib.Path("/etc/hosts").write_text(HOSTS)
+        pathlib.Path("/dev/sandbox/services").write_text("systemd-networkd\n")
+        for name, text in (("old", old_configuration()), ("new", configuration())):
+            (self.scratch / name).mkdir()
+            (self.scratch / name / "network.json").write_text(text)
+
+    def prepare(self):
+        """Returns the state that a run of the old configuration leaves, with the link's new values."""
+        self._lay_link(OLD_LINK)
+        connection = sqlite3.connect(DATABASE)
+        with connection:
+            connection.execute("CREATE TABLE entries(database TEXT, key TEXT, value TEXT, "
+                               "PRIMARY KEY(database, key))")
+            connection.execute("INSERT INTO entries VALUES('', 'CELL_CONNECTED', '1')")
+        connection.close()
+        outcome = self.run("apply", configuration="old", stage="prepare")
+        assert outcome.status == 0, outcome
+        # A file that is there keeps its mode; this one gets it by a command.
+        os.unlink("/run/post_networkd_start_actions_script")
+        self._lay_link(LINK)
+        return self.snapshot()
+
+    def environment(self, configuration, stage):
+        return {"PATH": os.environ["PATH"], "LC_ALL": "C", "LANFAB_FAULTS_STAGE": stage,
+                "LANFAB_CONFIG_DIR": str(self.scratch / configuration), **self.additional_environment}
+
+    def run(self, action, tracer_options=None, configuration="new", stage="reference", **caller):
+        """Runs the program once on the files that lie there; `caller` is what Popen knows of its caller."""
+        report = self.scratch / "report"
+        report.write_text("")
+        COMMANDS.write_text("")
+        self._drain()
+        command = [self.program, action]
+        if tracer_options is not None:
+            command = [self.tracer, "--report", str(report), *tracer_options, "--", *command]
+        with open(self.scratch / "stderr", "w+b") as stderr:
+            usual = {"stdin": subprocess.DEVNULL, "stdout": subprocess.DEVNULL, "stderr": stderr,
+                     "umask": 0o022}
+            process = subprocess.Popen(command, env=self.environment(configuration, stage), **usual | caller)
+            status, log = self._wait(process)
+            stderr.seek(0)
+            errors = stderr.read().decode(errors="backslashreplace")
+        lines = report.read_text(errors="backslashreplace").splitlines()
+        if tracer_options is not None and status is not None:
+            status = status_in(lines)
+        files = self.snapshot()
+        return Outcome(status, files, self.database_of(files), log, COMMANDS.read_text().splitlines(), errors,
+                       lines)
+
+    def snapshot(self):
+        files = {}
+        for top in WATCHED:
+            for parent, _, names in os.walk(top):
+                for name in names:
+                    path = os.path.join(parent, name)
+                    mode = os.lstat(path).st_mode
+                    if stat.S_ISREG(mode):
+                        with open(path, "rb") as file:
+                            files[path] = File(stat.S_IMODE(mode), file.read())
+        return files
+
+    def lay(self, files):
+        """Makes the state of the gateway be `files` again."""
+        os.makedirs("/run/systemd/network", exist_ok=True)
+        now = self.snapshot()
+        for path in now.keys() - files.keys():
+            os.unlink(path)
+        for path, file in files.items():
+            if now.get(path) != file:
+                with open(path, "wb") as stream:
+                    stream.write(file.content)
+                os.chmod(path, file.mode)
+
+    def database_of(self, files):
+        """The rows of the system database, as the next one who opens it finds them."""
+        raw = tuple(files[path].content if path in files else None
+                    for path in (DATABASE, DATABASE + "-journal"))
+        if raw not in self.databases:
+            self.databases[raw] = self._read_database(raw)
+        return self.databases[raw]
+
+    def _read_database(self, raw):
+        if raw[0] is None:
+            return {}
+        copy = self.scratch / "sysdb.sqlite3"
+        journal = self.scratch / "sysdb.sqlite3-journal"
+        copy.write_bytes(raw[0])
+        journal.unlink(missing_ok=True)
+        if raw[1] is not None:
+            journal.write_bytes(raw[1])
+        connection = sqlite3.connect(copy)
+        try:
+            return dict(connection.execute("SELECT database || '/' || key, value FROM entries").fetchall())
+        except sqlite3.Error as error:
+            return {"unreadable": str(error)}
+        finally:
+            connection.close()
+
+    def _lay_link(self, values):
+        for name, value in values.items():
+            pathlib.Path(f"/run/wwan_{name}").write_text(f"{value}\n")
+
+    def wait_for_log(self, text):
+        """Returns when a line with the text has been logged."""
+        lines = []
+        while not any(text in line for line in lines):
+            if not select.select([self.syslog], [], [], self.time_limit)[0]:
+                raise SystemExit(f"not logged: {text}")
+            lines += self._drain()
+
+    def _drain(self):
+        lines = []
+        while True:
+            try:
+                lines.append(describe_log_line(self.syslog.recv(65536)))
+            except BlockingIOError:
+                return lines
+
+    def _wait(self, process):
+        log = []
+        ended = os.pidfd_open(process.pid)
+        deadline = time.monotonic() + self.time_limit
+        status = None
+        while True:
+            ready, _, _ = select.select([self.syslog, ended], [], [], max(0, deadline - time.monotonic()))
+            log += self._drain()
+            if ended in ready or not ready:
+                break
+        if ready:
+            status = process.wait()
+        else:
+            process.send_signal(signal.SIGKILL)
+            process.wait()
+        os.close(ended)
+        return status, log + self._drain()
+
+
+def status_in(report):
+    """The end of the traced program: its status or, negative, its signal."""
+    for line in reversed(report):
+        fields = line.split("\t")
+        if fields[0] == "end":
+            return int(fields[2]) if fields[1] == "exit" else -int(fields[2])
+    return None
+
+
+def describe_log_line(datagram):
+    match = SYSLOG_LINE.fullmatch(datagram)
+    if match is None:
+        return f"not under the ident network: {datagram!r}"
+    return f"{PRIORITIES[int(match[1]) & 7]} {match[2].decode(errors='backslashreplace').rstrip()}"

@@ -1,0 +1,201 @@
+"""The points of a run at which it can be disturbed, and what is done to it there."""
+
+import collections
+import errno
+import os
+import signal
+
+# A call as the tracer lists it. `command` is the line of commands that led to its process, `object` the path
+# that it is about or, where it begins a process, the commands of that one. `is_main` is true for the program,
+# `is_own` also for a process that it forks and that executes nothing.
+Point = collections.namedtuple("Point", "process call phase name argument object command is_main is_own "
+                                        "spawns")
+
+# One disturbed run. `may_miss` says why the run may go on to its end in spite of a signal, if it may.
+Job = collections.namedtuple("Job", "action point how number may_miss", defaults=(None,))
+
+TOO_LATE = "all is done"
+# system() ignores SIGINT from before its shell is there until after the shell's end, and forgets one that was
+# blocked until then. So a Ctrl-C that finds no tool is lost.
+LOST_INTERRUPT = "Ctrl-C at the edge of a shell command"
+
+# What a process runs that is forked and executes nothing.
+COPY = "a copy of the program"
+LOCK = "/var/run/LANFAB_LOCKED"
+RECORDERS = ("ip", "systemctl", "networkctl", "telnet-init", "route_table_flush", "route_table_add")
+# Where a process begins another one.
+SPAWNS = ("clone", "clone3", "fork", "vfork")
+
+# What goes wrong with each call: how, and with which error.
+FAULTS = {
+    "access": [("error", "EIO")],
+    "chmod": [("error", "EPERM")],
+    "clone": [("error", "EAGAIN")],
+    "clone3": [("error", "EAGAIN")],
+    "close": [("late", "EIO")],
+    "connect": [("error", "ECONNREFUSED")],
+    "copy_file_range": [("error", "ENOSPC"), ("error", "EIO")],
+    "dup2": [("error", "EMFILE")],
+    "execve": [("error", "ENOMEM")],
+    "faccessat2": [("error", "EIO")],
+    "fchmod": [("error", "EPERM")],
+    "fchmodat": [("error", "EPERM")],
+    "fchown": [("error", "EPERM")],
+    "fcntl": [("error", "EIO")],
+    "fdatasync": [("error", "EIO")],
+    "flock": [("error", "ENOLCK")],
+    "fork": [("error", "EAGAIN")],
+    "fsync": [("error", "EIO")],
+    "ftruncate": [("error", "EIO")],
+    "getdents64": [("error", "EIO")],
+    "ioctl": [("error", "EIO")],
+    "lseek": [("error", "EIO")],
+    "mkdir": [("error", "ENOSPC")],
+    "mkdirat": [("error", "ENOSPC")],
+    "mmap": [("error", "ENOMEM")],
+    "openat": [("error", "EMFILE")],
+    "pipe2": [("error", "EMFILE")],
+    "poll": [("error", "ENOMEM")],
+    "pread64": [("error", "EIO"), ("torn", "EIO")],
+    "pwrite64": [("error", "ENOSPC"), ("error", "EIO"), ("short", None), ("torn", "ENOSPC")],
+    "read": [("error", "EIO"), ("torn", "EIO")],
+    "readlink": [("error", "EIO")],
+    "recvfrom": [("error", "ECONNREFUSED")],
+    "rename": [("error", "EIO")],
+    "renameat2": [("error", "EIO")],
+    "sendmmsg": [("error", "ENOBUFS")],
+    "sendto": [("error", "ENOBUFS")],
+    "socket": [("error", "EMFILE")],
+    "unlink": [("error", "EIO")],
+    "unlinkat": [("error", "EIO")],
+    "utimensat": [("error", "EPERM")],
+    "vfork": [("error", "EAGAIN")],
+    "write": [("error", "ENOSPC"), ("error", "EIO"), ("short", None), ("torn", "ENOSPC")],
+    "writev": [("error", "ENOSPC"), ("error", "EIO")],
+}
+
+# Ctrl-C reaches the whole process group of a terminal.
+SIGNALS = [("signal", signal.SIGKILL), ("signal", signal.SIGTERM), ("signal", signal.SIGHUP),
+           ("group", signal.SIGINT)]
+
+# The calls by which a tool changes something, so that it matters whether a signal comes before or after.
+CHANGES = ("write", "copy_file_range", "fchmodat", "unlink", "unlinkat", "utimensat", "rename", "renameat2")
+
+
+class Process:
+    """A process, its commands one after the other, and its children that no call has been found for yet."""
+
+    def __init__(self, parent):
+        self.parent = parent
+        self.commands = []
+        self.children = []
+        self.is_recorder = parent is not None and parent.is_recorder
+        self.repeats_loader = False
+
+    def execute(self, command, known_images):
+        self.commands.append(command)
+        words = command.split()
+        # Itself or its interpreter comes first.
+        self.is_recorder |= any(word.startswith("/") and os.path.basename(word) in RECORDERS
+                                for word in words[:2])
+        image = os.path.basename(words[0])
+        self.repeats_loader = image in known_images
+        known_images.add(image)
+
+    @property
+    def is_own(self):
+        return self.parent is None or (not self.commands and self.parent.is_own)
+
+    def line_of_commands(self):
+        """All commands, from the program's own child down to this process."""
+        own = " -> ".join(self.commands) or COPY
+        if self.parent is None or self.parent.parent is None:
+            return own
+        return f"{self.parent.line_of_commands()} -> {own}"
+
+
+def read_list(report):
+    """Returns the points that the tracer listed, in the order of its lines."""
+    processes = {0: Process(None)}
+    known_images = set()
+    calls = []
+    for line in report:
+        kind, number, *fields = line.split("\t")
+        number = int(number)
+        if kind == "call":
+            calls.append((number, processes[number], phase_of(processes[number], fields), *fields))
+        elif kind == "process" and int(fields[0]) >= 0:
+            parent = processes[int(fields[0])]
+            processes[number] = Process(parent)
+            parent.children.append(processes[number])
+        elif kind == "process":
+            processes[number].execute(fields[1], known_images)
+    return [make_point(call, following) for call, following in zip(calls, calls[1:] + calls[-1:])]
+
+
+def phase_of(process, fields):
+    """Whether the call is the loader's, the program's, or one that is not disturbed."""
+    if process.is_recorder:
+        return "recorder"
+    # The loader of a tool is disturbed once: it does the same every time.
+    return "repeated loader" if fields[1] == "loader" and process.repeats_loader else fields[1]
+
+
+def make_point(call, following):
+    number, process, phase, index, _, name, argument, path = call
+    # A new process of posix_spawn has a stack, which is mapped just before.
+    spawns = name in SPAWNS or (name == "mmap" and following[5] in SPAWNS)
+    if spawns and process.children:
+        path = process.children[0].line_of_commands()
+        if name in SPAWNS:
+            process.children.pop(0)
+    command = process.line_of_commands() if number > 0 else "the program"
+    return Point(number, int(index), phase, name, int(argument), path, command, number == 0, process.is_own,
+                 spawns)
+
+
+def fault_jobs(action, points, phase):
+    # The first call is the tracer's own execve of the program.
+    return [Job(action, point, how, getattr(errno, error) if error else 0)
+            for point in points[1:] if point.phase == phase
+            for how, error in FAULTS.get(point.name, ()) if can_happen(how, point)]
+
+
+def can_happen(how, point):
+    """A write of one byte cannot be a part of itself."""
+    return how not in ("short", "torn") or point.name in ("read", "pread64") or point.argument > 1
+
+
+def signal_jobs(action, points):
+    main = [point for point in points if point.is_main]
+    release = max(point.call for point in main if (point.name, point.object) == ("unlink", LOCK))
+    taken = min(point.call for point in main if point.spawns and LOCK in point.object)
+    locked = max(point.call for point in main if point.name == "flock" and point.call < taken)
+    taking = range(locked + 1, taken)
+    return [Job(action, point, how, int(number), reason_to_miss(point, how, release, taking))
+            for point in points[1:] if is_signal_point(point)
+            for how, number in SIGNALS]
+
+
+def is_shell(command):
+    """Whether it is the shell of system() itself, which has not become its tool."""
+    return command.startswith("sh -c ") and " -> " not in command
+
+
+def reason_to_miss(point, how, release, taking):
+    """Why a signal at the point may not end the run; `release` and `taking` are calls of the program."""
+    if point.is_main and point.call >= release:
+        return TOO_LATE
+    if point.is_main:
+        is_edge = point.call in taking or (point.spawns and is_shell(point.object))
+    else:
+        is_edge = point.name == "exit_group" and is_shell(point.command)
+    return LOST_INTERRUPT if how == "group" and is_edge else None
+
+
+def is_signal_point(point):
+    """Every call of the program; of its children, the first, the last and those that change something."""
+    if point.is_main or point.name in ("execve", "exit_group"):
+        return point.phase != "repeated loader"
+    opens_to_write = point.name == "openat" and point.argument & (os.O_CREAT | os.O_TRUNC)
+    return point.phase == "program" and (point.name in CHANGES or opens_to_write)

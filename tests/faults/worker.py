@@ -1,0 +1,261 @@
+"""Disturbs runs of the program, inside the sandbox; prints one line of JSON for each."""
+
+import argparse
+import difflib
+import errno
+import json
+import os
+import pathlib
+import re
+import signal
+import subprocess
+import sys
+
+import gateway
+import invariants
+import points
+
+ACTIONS = ("apply", "wwan_apply", "dnsmasq")
+SMALL_DISK = pathlib.Path("/dev/shm/small")
+FILLER = SMALL_DISK / "filler"
+PAGE = 4096
+LINES_OF_DIFFERENCE = 20
+
+
+class Worker:
+    """Disturbs one run after the other, all of them from the same files."""
+
+    def __init__(self, laid_gateway, before):
+        self.gateway = laid_gateway
+        self.before = before
+        self.references = {}
+        self.verdicts = {}
+
+    def reference(self, action):
+        if action not in self.references:
+            self.references[action] = self._make_reference(action)
+        return self.references[action]
+
+    def _make_reference(self, action):
+        before = gateway.Outcome(0, self.before, self.gateway.database_of(self.before), [], [], "", [])
+        after = self.run_on(self.before, action)
+        if after.status != 0:
+            raise SystemExit(f"{action} fails without a fault: {after}")
+        variants = {}
+        # Without one value, without the whole link, without the state of the link.
+        for unread in ("/run/wwan_", gateway.DATABASE, *(f"/run/wwan_{value}" for value in gateway.LINK)):
+            files = {path: file for path, file in self.before.items() if not path.startswith(unread)}
+            for path, file in self.run_on(files, action).files.items():
+                variants.setdefault(path, set()).add(file.content)
+        add_unread_variants(variants, after)
+        return invariants.Reference(before, after, variants)
+
+    def run_on(self, files, action, **keywords):
+        self.gateway.lay(files)
+        return self.gateway.run(action, **keywords)
+
+    def points(self, action, calls):
+        """The points of the action; fails when they are not the same every time."""
+        options = ["--calls", calls]
+        first = by_process(self.run_on(self.before, action, tracer_options=options).report)
+        second = by_process(self.run_on(self.before, action, tracer_options=options).report)
+        if first != second:
+            different = next(pair for pair in zip(first, second) if pair[0] != pair[1])
+            raise SystemExit(f"two runs of {action} make different calls: {different}")
+        return points.read_list(first)
+
+    def play(self, job):
+        """Returns the outcome of the job and everything that does not hold after it."""
+        options = tracer_options(job) if job.point is not None else None
+        self.gateway.lay(self.before)
+        if job.how == "disk":
+            fill_disk(job.number)
+        outcome = self.gateway.run(job.action, options, stage="disturbed")
+        if job.how == "disk":
+            FILLER.unlink()
+        disturbed = [line.split("\t")[3] for line in outcome.report if line.startswith("disturbed")]
+        if job.point is not None and disturbed != [job.point.name]:
+            text = f"disturbed {disturbed} instead of {job.point.name}"
+            return outcome, [invariants.Violation("harness", text)]
+        return outcome, self.judge(job, outcome)
+
+    def judge(self, job, outcome):
+        reference = self.reference(job.action)
+        return invariants.check(job, outcome, reference) + self._check_next(job, outcome, reference)
+
+    def _check_next(self, job, outcome, reference):
+        """Runs the program once more on what the disturbed run left, unless another one left the same."""
+        files = {path: file for path, file in outcome.files.items() if path != gateway.LOCK}
+        journal = files.get(gateway.DATABASE + "-journal")
+        state = {path: file for path, file in files.items() if not invariants.is_database(path)}
+        key = (job.action, frozenset(state.items()), frozenset(outcome.database.items()), journal)
+        if key not in self.verdicts:
+            following = self.run_on(files, job.action, stage="next")
+            self.verdicts[key] = invariants.check_next(following, reference)
+        return self.verdicts[key]
+
+
+def add_unread_variants(variants, after):
+    """dnsmasq's file without the relay whose name is not resolved, or without the port's hardware address."""
+    for path in (invariants.DNSMASQ_CONF, invariants.STAGING):
+        if path in after.files:
+            whole = after.files[path].content
+            variants.setdefault(path, set()).add(
+                whole.replace(b"\n# DHCP relay on br-lan\ndhcp-relay=192.168.1.1,10.1.1.1\n", b""))
+            variants[path].add(whole.replace(b"dhcp-host=02:00:5e:00:00:11,", b"dhcp-host=,"))
+
+
+def by_process(report):
+    """The lines of each process together: two processes that run at once are listed in any order."""
+    lines = (re.sub(r"/proc/\d+/", "/proc/self/", line) for line in report if not line.startswith("end"))
+    return sorted(lines, key=lambda line: int(line.split("\t")[1]))
+
+
+def tracer_options(job):
+    calls = "all" if job.point.phase == "loader" else "program"
+    at = f"{job.point.process}:{job.point.call}"
+    return ["--calls", calls, "--at", at, "--disturb", f"{job.how}:{job.number}"]
+
+
+def mount_small_disk():
+    """Puts what the program writes on a file system that can be filled."""
+    SMALL_DISK.mkdir()
+    subprocess.run(["mount", "-t", "tmpfs", "-o", "size=2m,mode=755", "small", SMALL_DISK], check=True)
+    for place in ("/run", "/var/volatile"):
+        copy = SMALL_DISK / os.path.basename(place)
+        subprocess.run(["cp", "-a", place, copy], check=True)
+        subprocess.run(["mount", "--bind", copy, place], check=True)
+
+
+def fill_disk(free_pages):
+    with open(FILLER, "wb") as filler:
+        free = os.statvfs(SMALL_DISK).f_bfree - free_pages
+        os.posix_fallocate(filler.fileno(), 0, free * PAGE)
+
+
+def disk_jobs(worker, action):
+    """One job for each number of free pages, until a run has enough of them."""
+    reference = worker.reference(action)
+    for free_pages in range(200):
+        job = points.Job(action, None, "disk", free_pages)
+        outcome, found = worker.play(job)
+        yield job, outcome, found
+        if outcome.status == 0 and not invariants.wrong_things(outcome, reference):
+            return
+    raise SystemExit(f"200 pages are not enough for {action}")
+
+
+def as_after_boot(files):
+    """What is there before the first run."""
+    return {path: file for path, file in files.items() if path.startswith(("/run/wwan_", gateway.DATABASE))}
+
+
+def listed_jobs(worker, arguments):
+    for action in arguments.action:
+        if arguments.kind == "faults":
+            yield from points.fault_jobs(action, worker.points(action, "program"), "program")
+            yield from points.fault_jobs(action, worker.points(action, "all"), "loader")
+        if arguments.kind == "signals":
+            yield from points.signal_jobs(action, worker.points(action, "program"))
+
+
+def matches(job, arguments):
+    at = f"{job.point.process}:{job.point.call}"
+    return ((not arguments.syscall or job.point.name in arguments.syscall)
+            and (not arguments.at or at == arguments.at)
+            and (not arguments.disturb or arguments.disturb == disturbance_name(job))
+            and (arguments.loader or not arguments.at or job.point.phase != "loader"))
+
+
+def disturbance_name(job):
+    if job.how in ("signal", "group"):
+        return f"{job.how}:{signal.Signals(job.number).name}"
+    return f"{job.how}:{errno.errorcode[job.number]}" if job.number else job.how
+
+
+def describe(job):
+    if job.point is None:
+        return f"{job.action}: {job.number} free pages"
+    point = job.point
+    return (f"{job.action} --at {point.process}:{point.call} --disturb {disturbance_name(job)}"
+            f"{' --loader' if point.phase == 'loader' else ''}: {point.name}({point.object}) of "
+            f"{point.command}")
+
+
+def difference(path, before, after):
+    def lines(files):
+        return files[path].content.decode(errors="backslashreplace").splitlines() if path in files else []
+    names = (f"expected{path}", f"actual{path}")
+    diff = list(difflib.unified_diff(lines(before), lines(after), *names, n=1, lineterm=""))
+    return "\n".join(diff[:LINES_OF_DIFFERENCE] + ["..."] * (len(diff) > LINES_OF_DIFFERENCE))
+
+
+def show(worker, job, outcome, found):
+    """Everything about one run, for a person."""
+    reference = worker.reference(job.action)
+    print(describe(job))
+    print(f"status {outcome.status}")
+    for thing in invariants.wrong_things(outcome, reference):
+        print(f"differs from a run without a fault: {thing}")
+        if thing.startswith("/"):
+            print(difference(thing, reference.after.files, outcome.files))
+    for line in invariants.new_lines(outcome, reference):
+        print(f"said in the log: {line}")
+    if outcome.stderr:
+        print(f"standard error: {outcome.stderr}", end="")
+    for violation in found:
+        print(f"{violation.invariant}: {violation.text}")
+
+
+def name_of_fault(job):
+    """What the summary counts it as."""
+    if job.point is None:
+        return "a full disk"
+    return f"{job.point.name} of {'the program' if job.point.is_own else 'a tool'}"
+
+
+def report(worker, arguments, job, outcome, found):
+    if arguments.verbose:
+        show(worker, job, outcome, found)
+        return
+    print(json.dumps({"run": describe(job), "fault": name_of_fault(job), "found": found}), flush=True)
+
+
+def parse_arguments():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--program", required=True)
+    parser.add_argument("--action", nargs="+", default=ACTIONS)
+    parser.add_argument("--kind", default="faults")
+    parser.add_argument("--syscall", nargs="*")
+    parser.add_argument("--at")
+    parser.add_argument("--disturb")
+    parser.add_argument("--loader", action="store_true")
+    parser.add_argument("--verbose", action="store_true")
+    parser.add_argument("--share", default="0/1", help="NUMBER/COUNT: each COUNT-th run from NUMBER")
+    return parser.parse_args()
+
+
+def main():
+    arguments = parse_arguments()
+    share, shares = map(int, arguments.share.split("/"))
+    os.umask(0o022)
+    if arguments.kind == "disk":
+        mount_small_disk()
+    laid = gateway.Gateway(arguments.program)
+    worker = Worker(laid, laid.prepare())
+    wanted = [job for job in listed_jobs(worker, arguments) if matches(job, arguments)]
+    if not wanted and arguments.kind != "disk":
+        raise SystemExit("there is no such call, or nothing of the kind can happen to it")
+    for index, job in enumerate(wanted):
+        if index % shares == share:
+            report(worker, arguments, job, *worker.play(job))
+    if arguments.kind == "disk":
+        booted = Worker(laid, as_after_boot(worker.before))
+        cases = [(one, action) for one in (worker, booted) for action in arguments.action]
+        for one, action in cases[share::shares]:
+            for job, outcome, found in disk_jobs(one, action):
+                report(one, arguments, job, outcome, found)
+
+
+if __name__ == "__main__":
+    sys.exit(main())
