@@ -7,7 +7,6 @@ import re
 import signal
 
 import exemptions
-import points
 from gateway import DATABASE, LOCK, canonical
 
 DNSMASQ_CONF = "/run/dnsmasq.conf"
@@ -161,9 +160,7 @@ def is_signal(job):
 
 def check_end_by_signal(job, outcome, reference):
     """The signal ends the run with the signal's own status, and nothing more is done."""
-    if job.may_miss is not None and outcome.status == 0 and not wrong_things(outcome, reference):
-        if job.may_miss != points.TOO_LATE:
-            yield Violation("exempt", job.may_miss)
+    if job.is_late and outcome.status == 0 and not wrong_things(outcome, reference):
         return
     if outcome.status != -job.number:
         yield Violation("end", f"ended with {outcome.status} instead of {signal.Signals(job.number).name}")

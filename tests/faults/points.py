@@ -11,13 +11,8 @@ import signal
 Point = collections.namedtuple("Point", "process call phase name argument object command is_main is_own "
                                         "spawns")
 
-# One disturbed run. `may_miss` says why the run may go on to its end in spite of a signal, if it may.
-Job = collections.namedtuple("Job", "action point how number may_miss", defaults=(None,))
-
-TOO_LATE = "all is done"
-# system() ignores SIGINT from before its shell is there until after the shell's end, and forgets one that was
-# blocked until then. So a Ctrl-C that finds no tool is lost.
-LOST_INTERRUPT = "Ctrl-C at the edge of a shell command"
+# One disturbed run. When `is_late`, a signal may come after all is done.
+Job = collections.namedtuple("Job", "action point how number is_late", defaults=(False,))
 
 # What a process runs that is forked and executes nothing.
 COPY = "a copy of the program"
@@ -169,28 +164,9 @@ def can_happen(how, point):
 def signal_jobs(action, points):
     main = [point for point in points if point.is_main]
     release = max(point.call for point in main if (point.name, point.object) == ("unlink", LOCK))
-    taken = min(point.call for point in main if point.spawns and LOCK in point.object)
-    locked = max(point.call for point in main if point.name == "flock" and point.call < taken)
-    taking = range(locked + 1, taken)
-    return [Job(action, point, how, int(number), reason_to_miss(point, how, release, taking))
+    return [Job(action, point, how, int(number), point.is_main and point.call >= release)
             for point in points[1:] if is_signal_point(point)
             for how, number in SIGNALS]
-
-
-def is_shell(command):
-    """Whether it is the shell of system() itself, which has not become its tool."""
-    return command.startswith("sh -c ") and " -> " not in command
-
-
-def reason_to_miss(point, how, release, taking):
-    """Why a signal at the point may not end the run; `release` and `taking` are calls of the program."""
-    if point.is_main and point.call >= release:
-        return TOO_LATE
-    if point.is_main:
-        is_edge = point.call in taking or (point.spawns and is_shell(point.object))
-    else:
-        is_edge = point.name == "exit_group" and is_shell(point.command)
-    return LOST_INTERRUPT if how == "group" and is_edge else None
 
 
 def is_signal_point(point):
