@@ -66,7 +66,8 @@ static void report(const std::string& path, int line, int column, const std::str
   std::fprintf(stderr, "%s:%d:%d: %s\n", path.c_str(), line, column, reason.c_str());
 }
 
-// Reports the first complaint of the parser, "* Line 3, Column 5\n  Reason\n".
+// Reports the first complaint of the parser, "* Line 3, Column 5\n  Reason\n". It quotes a key that stands
+// twice as it is, so what a terminal would not show as a character becomes a question mark.
 static void report_syntax_error(const std::string& path, const std::string& complaints) {
   std::istringstream first(complaints);
   std::string word;
@@ -76,6 +77,8 @@ static void report_syntax_error(const std::string& path, const std::string& comp
   std::string reason;
   first >> word >> word >> line >> comma >> word >> column >> std::ws;
   std::getline(first, reason);
+  std::replace_if(
+      reason.begin(), reason.end(), [](unsigned char c) { return c < 0x20 || c >= 0x7f; }, '?');
   report(path, line, column, reason);
 }
 

@@ -23,12 +23,19 @@ int delete_file(const char* path) {
   return unlink(path);
 }
 
-// Reads up to the line end into `line`; false when the file cannot be read or the line does not fit.
+// A carriage return above all: systemd-networkd takes it for a line end, and what follows it for a directive.
+// A zero byte only ends the text early.
+static bool is_control_character(int byte) {
+  return (byte < 0x20 && byte != '\t' && byte != '\0') || byte == 0x7f;
+}
+
+// Reads up to the line end into `line`; false when the file cannot be read, the line does not fit or holds a
+// control character.
 static bool read_line(std::FILE* file, char* line, std::size_t size) {
   std::size_t length = 0;
   for (int byte = std::getc(file); byte != EOF && byte != '\n'; byte = std::getc(file)) {
-    // Bounds what is read of a file without a line end, too.
-    if (length + 1 >= size) return false;
+    // The size also bounds what is read of a file without a line end.
+    if (length + 1 >= size || is_control_character(byte)) return false;
     line[length++] = static_cast<char>(byte);
   }
   line[length] = '\0';

@@ -64,9 +64,9 @@ TEST_F(UnitFileTest, AUnitThatCannotBeCreatedIsNullAndLogged) {
 
 TEST_F(UnitFileTest, OpeningPrintsItsTraceLine) {
   NetworkContext ctx = context_of("{}");
-  EXPECT_EQ(printed_by([&] { OpenFile(open_unit_file(&ctx, 20, "eth0", "network")); }), "");
+  EXPECT_EQ(printed_by([&] { open_unit_file(&ctx, 20, "eth0", "network").close(); }), "");
   ctx.trace = true;
-  EXPECT_EQ(printed_by([&] { OpenFile(open_unit_file(&ctx, 20, "eth0", "network")); }), "open_unit_file\n");
+  EXPECT_EQ(printed_by([&] { open_unit_file(&ctx, 20, "eth0", "network").close(); }), "open_unit_file\n");
 }
 
 namespace {

@@ -146,6 +146,11 @@ TEST_F(ConfigurationTest, ARefusedTextIsNamedWithItsPlace) {
             "the character '`' is special to the shell\n");
 }
 
+TEST_F(ConfigurationTest, AKeyThatStandsTwiceIsQuotedWithoutItsControlCharacters) {
+  EXPECT_EQ(complaint_about("{\"a\x1b[31m\xff\": 1, \"a\x1b[31m\xff\": 2}"),
+            "/run/config/network.json:1:16: Duplicate key: 'a?[31m?'\n");
+}
+
 TEST_F(ConfigurationTest, ARefusedTextInAnyPartOfTheFileRefusesEveryPart) {
   put_file("/run/config/network.json", R"({"tunnels": {"wireguard": {}}, "other": "\u0007"})");
   EXPECT_EQ(complaint("network.tunnels.wireguard"),

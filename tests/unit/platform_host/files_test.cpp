@@ -101,6 +101,16 @@ TEST_F(FilesTest, AValueThatDoesNotFitIsRefusedWhole) {
   EXPECT_EQ(read_value("1", 1).result, -1);
 }
 
+TEST_F(FilesTest, AControlCharacterRefusesTheValue) {
+  for (const char* bytes : {"1.1.1.1\rDHCP=y\n", "\r\n", "1\x1b[31m", "\x7f", "\x01"}) {
+    const Value value = read_value(bytes, 16);
+    EXPECT_EQ(value.result, -1) << testing::PrintToString(bytes);
+    EXPECT_EQ(value.text, "") << testing::PrintToString(bytes);
+  }
+  EXPECT_EQ(read_value("1\t2\n", 16).text, "1\t2");
+  EXPECT_EQ(read_value("1\n\r", 16).text, "1");
+}
+
 TEST_F(FilesTest, AZeroByteEndsTheText) {
   const Value value = read_value(std::string("10\0.20\n", 7), 16);
   EXPECT_EQ(value.result, 0);
