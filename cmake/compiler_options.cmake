@@ -12,6 +12,10 @@ if(LANFAB_SANITIZE)
   add_link_options(-fsanitize=address,undefined)
 endif()
 
+if(LANFAB_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 if(CMAKE_BUILD_TYPE STREQUAL Release)
   # Measured on ARM: -Os is one seventh smaller than -O2, and most of a run is spent in the tools it starts.
   set(CMAKE_CXX_FLAGS_RELEASE "-Os -DNDEBUG")

@@ -1,12 +1,9 @@
 #include "generator.h"
 
+#include <algorithm>
 #include <climits>
-#include <cstdint>
+#include <fstream>
 #include <map>
-#include <sstream>
-#include <vector>
-
-#include "configuration_shape.h"
 
 using Values = std::vector<Json::Value>;
 
@@ -30,26 +27,49 @@ static const std::map<std::string, Values>& kinds() {
   return kinds;
 }
 
-static const Json::Value& shapes() {
+const Json::Value& shapes() {
   static const Json::Value shapes = [] {
     Json::Value parsed;
-    std::istringstream(kShapes) >> parsed;
+    std::ifstream(SHAPE_FILE) >> parsed;
     return parsed;
   }();
   return shapes;
 }
 
-Generator::Generator(unsigned seed) : random_(seed) {
-  disorder_ = pick<unsigned>({3, 10, 40, 1000});
+static unsigned seed_of(const std::uint8_t* bytes, std::size_t size) {
+  unsigned seed = 0;
+  for (std::size_t i = 0; i < std::min<std::size_t>(size, 4); ++i)
+    seed = seed << 8 | bytes[i];
+  return seed;
+}
+
+Generator::Generator(const std::uint8_t* bytes, std::size_t size, bool is_sound)
+    : next_(bytes), end_(bytes + size), beyond_end_(seed_of(bytes, size)) {
+  if (!is_sound) disorder_ = pick<unsigned>({3, 10, 40, 1000});
+}
+
+unsigned Generator::next_byte() {
+  // The low bits of this generator are the poor ones.
+  return next_ == end_ ? static_cast<unsigned>(beyond_end_() >> 16) & 0xff : *next_++;
+}
+
+unsigned Generator::below(unsigned n) {
+  unsigned number = next_byte();
+  if (n > 256) number = number << 8 | next_byte();
+  return number % n;
 }
 
 bool Generator::one_in(unsigned n) {
-  return random_() % n == 0;
+  return below(n) == 0;
+}
+
+bool Generator::is_disorderly() {
+  return disorder_ != 0 && one_in(disorder_);
 }
 
 template <typename T>
 const T& Generator::pick(const std::vector<T>& choices) {
-  return choices[random_() % choices.size()];
+  return choices[below(static_cast<unsigned>(choices.size()))];
 }
 
 Json::Value Generator::value(const std::string& shape_name) {
@@ -57,20 +77,20 @@ Json::Value Generator::value(const std::string& shape_name) {
 }
 
 Json::Value Generator::value_of(const Json::Value& shape) {
-  if (one_in(disorder_)) return rubbish(0);
+  if (is_disorderly()) return rubbish(0);
   if (shape.isString()) {
     const std::string name = shape.asString();
     return name[0] == '@' ? value(name) : leaf(name);
   }
   if (shape.isArray()) {
     Json::Value list(Json::arrayValue);
-    for (unsigned count = random_() % 4; count > 0; --count)
+    for (unsigned count = below(4); count > 0; --count)
       list.append(value_of(shape[0]));
     return list;
   }
   Json::Value object(Json::objectValue);
   for (const std::string& key : shape.getMemberNames()) {
-    if (!one_in(disorder_)) object[key] = value_of(shape[key]);
+    if (!is_disorderly()) object[key] = value_of(shape[key]);
   }
   return object;
 }
@@ -80,7 +100,7 @@ Json::Value Generator::leaf(const std::string& kind) {
 }
 
 Json::Value Generator::rubbish(unsigned depth) {
-  switch (random_() % (depth < 4 ? 10U : 8U)) {
+  switch (below(depth < 4 ? 10 : 8)) {
     case 0:
       return Json::nullValue;
     case 1:
@@ -100,13 +120,13 @@ Json::Value Generator::rubbish(unsigned depth) {
       return odd_text();
     case 8: {
       Json::Value list(Json::arrayValue);
-      for (unsigned count = random_() % 4; count > 0; --count)
+      for (unsigned count = below(4); count > 0; --count)
         list.append(rubbish(depth + 1));
       return list;
     }
     default: {
       Json::Value object(Json::objectValue);
-      for (unsigned count = random_() % 4; count > 0; --count)
+      for (unsigned count = below(4); count > 0; --count)
         object[pick<std::string>({"enable", "network", "vid", "networks", "ipv4", ""})] = rubbish(depth + 1);
       return object;
     }
@@ -122,19 +142,20 @@ std::string Generator::odd_text() {
 std::string Generator::bytes(std::size_t size) {
   std::string result;
   while (result.size() < size)
-    result.push_back(static_cast<char>(random_() % 256));
+    result.push_back(static_cast<char>(next_byte()));
   return result;
 }
 
 std::string Generator::file_content(const std::string& plausible) {
   if (!one_in(4)) return plausible + (one_in(4) ? "" : "\n");
-  switch (random_() % 5) {
+  switch (below(5)) {
     case 0:
       return "";
     case 1:
-      return "\n";
+      // About as long as there is room for.
+      return std::string(below(20), '1') + "\n";
     case 2:
-      return bytes(random_() % 40);
+      return bytes(below(40));
     case 3:
       return std::string(70000, '1');
     default:

@@ -1,0 +1,166 @@
+// The bytes of a configuration file, through the parser and the text policy of the host platform. Whatever
+// they are, the file is refused, with a message, or it is read, and then no text of it can become a directive
+// or a command. Which text could is decided here anew, by other means than the policy's own.
+
+#include <iconv.h>
+
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "check.h"
+#include "platform/libcmd.h"
+
+constexpr char kDirectory[] = "/var/run";
+constexpr char kFile[] = "/var/run/network.json";
+
+static unsigned logged_lines = 0;
+
+// The C library's own, which this takes the place of at link time.
+extern "C" void syslog(int /*priority*/, const char* /*format*/, ...) {
+  ++logged_lines;
+}
+
+// --- The other opinion
+
+static const std::string kShellPaths[] = {"/static_routes/*/interface", "/static_routes/*/gateway",
+                                          "/tunnels/gre/*/incoming_gre_gateway"};
+// No shell minds these.
+constexpr char kHarmless[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._-:/,@+";
+// POSIX quotes these, or some shell expands them.
+constexpr char kShellCharacters[] = "|&;<>()$`\\\"' \t*?[]#~=%{}!^";
+
+// The code points of a UTF-8 text, as the C library reads it; false when it is no UTF-8.
+static bool decode(std::string text, std::u32string& points) {
+  points.resize(text.size());
+  char* in = text.data();
+  char* out = reinterpret_cast<char*>(points.data());
+  std::size_t in_left = text.size();
+  std::size_t out_left = points.size() * sizeof(char32_t);
+  const iconv_t conversion = iconv_open("UTF-32LE", "UTF-8");
+  const bool is_utf8 = iconv(conversion, &in, &in_left, &out, &out_left) != static_cast<std::size_t>(-1);
+  iconv_close(conversion);
+  points.resize(points.size() - out_left / sizeof(char32_t));
+  return is_utf8;
+}
+
+static bool is_clean(const std::string& text) {
+  std::u32string points;
+  if (!decode(text, points)) return false;
+  for (const char32_t point : points) {
+    if (point != U'\t' && (point < U' ' || point == U'\x7f')) return false;
+  }
+  return true;
+}
+
+static bool is_shell_path(const std::string& path) {
+  for (const std::string& shell_path : kShellPaths) {
+    if (path == shell_path) return true;
+  }
+  return false;
+}
+
+namespace {
+
+// What the texts of a configuration are like.
+struct Opinion {
+  bool is_clean = true;           // UTF-8 without control characters
+  bool reaches_shell = false;     // a text with a character that is special to the shell gets to one
+  bool may_be_for_shell = false;  // a text that gets to the shell has a character that is not surely harmless
+};
+
+}  // namespace
+
+static void judge(const Json::Value& value, const std::string& path, Opinion& opinion) {
+  if (value.isString()) {
+    const std::string text = value.asString();
+    opinion.is_clean = opinion.is_clean && is_clean(text);
+    if (!is_shell_path(path)) return;
+    if (text.find_first_of(kShellCharacters) != std::string::npos) opinion.reaches_shell = true;
+    if (text.find_first_not_of(kHarmless) != std::string::npos) opinion.may_be_for_shell = true;
+  } else if (value.isArray()) {
+    for (const Json::Value& element : value)
+      judge(element, path + "/*", opinion);
+  } else if (value.isObject()) {
+    for (const std::string& key : value.getMemberNames()) {
+      opinion.is_clean = opinion.is_clean && is_clean(key);
+      judge(value[key], path + "/" + key, opinion);
+    }
+  }
+}
+
+// --- The gate's opinion
+
+static void put_file(const std::uint8_t* data, std::size_t size) {
+  std::FILE* file = std::fopen(kFile, "w");
+  check(file != nullptr, "the sandbox cannot be written");
+  std::fwrite(data, 1, size, file);
+  check(std::fclose(file) == 0, "the sandbox is full");
+}
+
+// What cmd_get_value_json returns and writes to standard error.
+static int read_configuration(Json::Value& value, std::string& message) {
+  char* text = nullptr;
+  std::size_t size = 0;
+  std::FILE* former = stderr;
+  stderr = open_memstream(&text, &size);
+  const int status = cmd_get_value_json("network", value);
+  std::fclose(stderr);
+  stderr = former;
+  message.assign(text, size);
+  std::free(text);
+  return status;
+}
+
+static bool parse(const std::uint8_t* data, std::size_t size, Json::Value& value) {
+  Json::CharReaderBuilder builder;
+  Json::CharReaderBuilder::strictMode(&builder.settings_);
+  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  const auto* text = reinterpret_cast<const char*>(data);
+  try {
+    return reader->parse(text, text + size, &value, nullptr);
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
+static void check_refusal(const std::string& message) {
+  check(message.rfind(std::string(kFile) + ":", 0) == 0, "a refusal does not name the file");
+  check(message.back() == '\n', "a refusal is not a line");
+  // A library may put several into one message of its own; the gate writes one.
+  check(message.find('\n') == message.size() - 1, "a refusal is more than one line");
+  std::u32string points;
+  check(decode(message, points), "a refusal is not UTF-8");
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  setenv("LANFAB_CONFIG_DIR", kDirectory, 1);
+  put_file(data, size);
+  logged_lines = 0;
+  Json::Value value;
+  std::string message;
+  const bool is_accepted = read_configuration(value, message) == 0;
+
+  Json::Value root;
+  Opinion opinion;
+  const bool is_object = parse(data, size, root) && root.isObject();
+  if (is_object) judge(root, "", opinion);
+  if (is_accepted) {
+    check(message.empty(), "a message without a refusal");
+    check(is_object, "what was accepted is not a JSON object");
+    check(value == root, "what was accepted is not what the file says");
+    check(opinion.is_clean, "a text with a control character, or that is not UTF-8, was accepted");
+    check(!opinion.reaches_shell, "a text that is special to the shell was accepted");
+  } else {
+    check_refusal(message);
+    check(!is_object || !opinion.is_clean || opinion.may_be_for_shell,
+          "a harmless configuration was refused");
+    check(!is_object || logged_lines == 1, "a refused text was not logged");
+  }
+  return 0;
+}

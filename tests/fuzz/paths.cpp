@@ -1,0 +1,268 @@
+// A configuration over all paths that the program reads, drawn from the bytes of an input, through every
+// operation on the recording platform. Whatever it is, with runtime files that may hold anything, files that
+// cannot be written and a disk that may be full, what comes out is whole or reported.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "check.h"
+#include "config/network_context.h"
+#include "dnsmasq/dnsmasq_conf.h"
+#include "driver/apply.h"
+#include "file_size_limit.h"
+#include "generator.h"
+#include "libcmd/text_policy.h"
+#include "output.h"
+#include "platform/libcmd.h"
+#include "qos/dscp_classes.h"
+#include "recording_platform.h"
+#include "tunnels/gre.h"
+#include "tunnels/wireguard.h"
+
+namespace fs = std::filesystem;
+
+constexpr char kUnits[] = "/var/run/systemd/network";
+constexpr char kStaging[] = "/var/volatile/qel/.dnsmasq_conf";
+
+static std::string text_of_file(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// --- The ground of a run
+
+// What a file of the link manager may be: missing, a directory, or a file with more or less sense in it.
+static void put_runtime_file(Generator& generator, const std::string& path, const std::string& plausible) {
+  if (generator.one_in(8)) return;
+  if (generator.one_in(20)) {
+    fs::create_directory(path);
+  } else {
+    std::ofstream(path, std::ios::binary) << generator.file_content(plausible);
+  }
+}
+
+static void put_runtime_files(Generator& generator) {
+  put_runtime_file(generator, "/var/run/wwan_intf", "wwan0");
+  put_runtime_file(generator, "/var/run/wwan_ipv4", "10.20.30.40");
+  put_runtime_file(generator, "/var/run/wwan_cidr", "30");
+  put_runtime_file(generator, "/var/run/wwan_netmask", "255.255.255.252");
+  put_runtime_file(generator, "/var/run/wwan_gw", "10.20.30.41");
+  put_runtime_file(generator, "/var/run/wwan_mtu", "1430");
+  put_runtime_file(generator, "/var/run/wwan_dns1", "10.0.0.1");
+  put_runtime_file(generator, "/var/run/wwan_dns2", "10.0.0.2");
+  for (const char* link : {"wg0", "wg1", "wg2"}) {
+    put_runtime_file(generator, std::string("/var/data/qel/.wg/") + link + "-private.key",
+                     "YAnz5TF+lXXJte14tji3zlMNftTL9gGmMx3HGn9Xk0A=");
+  }
+}
+
+// A directory takes the place of some files that the program writes.
+static void block_outputs(Generator& generator) {
+  if (!generator.one_in(4)) return;
+  for (const char* path :
+       {"/var/run/hosts", "/var/run/resolv.conf", "/var/run/post_networkd_start_actions_script",
+        "/var/run/.delete_interfaces", "/var/run/.delete_static_routes", "/var/run/wwan0_static_routes",
+        "/var/volatile/qel/.dnsmasq_conf", "/var/run/systemd/network/20-eth0.network",
+        "/var/run/systemd/network/21-eth1.network", "/var/run/systemd/network/80-wlan0.network",
+        "/var/run/systemd/network/79-br-lan.network", "/var/run/systemd/network/10-wwan0.network",
+        "/var/run/systemd/network/70-gre-tun1.netdev", "/var/run/systemd/network/44-wireguard.network"}) {
+    if (generator.one_in(4)) fs::create_directories(path);
+  }
+}
+
+static void lay_ground(Generator& generator) {
+  for (const char* directory : {"/run", "/var/volatile", "/var/data"}) {
+    for (const auto& entry : fs::directory_iterator(directory))
+      fs::remove_all(entry);
+  }
+  fs::create_directories("/var/volatile/qel");
+  fs::create_directories("/var/data/qel/.wg");
+  if (!generator.one_in(20)) fs::create_directories(kUnits);
+  put_runtime_files(generator);
+  block_outputs(generator);
+}
+
+// A DHCP server on a VLAN whose name is longer than the kernel's names ends the program on purpose; such
+// VLANs, all of which have a negative id, go without.
+static void spare_impossible_vlan_names(Json::Value& network) {
+  for (const char* port : {"eth0", "eth1"}) {
+    Json::Value* vlans = &network;
+    for (const char* key : {"wired", port, "network", "advanced", "vlan", "networks"}) {
+      if (!vlans->isObject() || !vlans->isMember(key)) break;
+      vlans = &(*vlans)[key];
+    }
+    if (!vlans->isArray()) continue;
+    for (Json::Value& vlan : *vlans) {
+      int vid = 0;
+      if (config_get_int(vlan, &vid, "vid") && vid < 0) vlan.removeMember("network");
+    }
+  }
+}
+
+namespace {
+
+struct Configuration {
+  Json::Value network;
+  Json::Value wireguard;
+  Json::Value gre_tap;
+
+  // Whether the host platform would let it in. If not, the lines of a file say nothing.
+  bool is_let_in() const {
+    return find_refused_texts(network).empty() && find_refused_texts(wireguard).empty() &&
+           find_refused_texts(gre_tap).empty();
+  }
+};
+
+}  // namespace
+
+static Configuration configure_device(Generator& generator) {
+  platform() = RecordingPlatform();
+  Configuration configuration{generator.value("@network"), {}, generator.value("@gre_tap")};
+  spare_impossible_vlan_names(configuration.network);
+  platform().configuration["network"] = configuration.network;
+  if (!generator.one_in(8)) {
+    configuration.wireguard = generator.value("@wireguard");
+    platform().configuration["network.tunnels.wireguard"] = configuration.wireguard;
+  }
+  if (!generator.one_in(3)) platform().database["CELL_CONNECTED"] = 1;
+  if (generator.one_in(2)) platform().active_services.insert("systemd-networkd");
+  if (generator.one_in(2)) platform().resolvable["host.example"] = "10.9.8.7";
+  platform().hardware_addresses["eth0"] = "02:00:5e:00:00:10";
+  return configuration;
+}
+
+// --- What is so after a run
+
+static bool recorded(const std::vector<std::string>& lines, const std::string& line) {
+  return std::find(lines.begin(), lines.end(), line) != lines.end();
+}
+
+static bool contains(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+static bool is_about_lost_unit(const std::string& line, const std::string& name) {
+  const std::string path = std::string(kUnits) + "/" + name;
+  return contains(line, "error creating network unit file: " + path) ||
+         contains(line, "error writing " + path);
+}
+
+// Whether a unit was lost without which APPLY fails. The cellular step, which begins with a unit of its own,
+// writes some again.
+static bool lost_required_unit() {
+  for (const std::string& line : platform().log) {
+    if (contains(line, std::string("write unit file:") + kUnits + "/10-")) return false;
+    for (const char* name : {"20-eth0.network", "21-eth1.network", "79-", "80-"}) {
+      if (is_about_lost_unit(line, name)) return true;
+    }
+  }
+  return false;
+}
+
+static bool lost_wwan_unit() {
+  const auto& log = platform().log;
+  return std::any_of(log.begin(), log.end(),
+                     [](const std::string& line) { return is_about_lost_unit(line, "10-"); });
+}
+
+static void check_apply(const NetworkContext& ctx, bool pulse) {
+  platform().calls.clear();
+  platform().log.clear();
+  const int status = apply(&ctx, pulse);
+  check(status == 0 || status == -1, "apply returned neither 0 nor -1");
+  const bool succeeded = recorded(platform().log, "notice cmd lanfab apply OK");
+  const bool failed = recorded(platform().log, "notice cmd lanfab apply FAILED");
+  check(succeeded == (status == 0) && failed == (status != 0), "apply logged another end than it returned");
+  const bool networkd = recorded(platform().calls, "execute_systemctl_start systemd-networkd") ||
+                        recorded(platform().calls, "execute_systemctl_restart systemd-networkd");
+  check(networkd == (status == 0), "systemd-networkd must be started exactly when apply succeeds");
+  check(status != 0 || !lost_required_unit(), "apply succeeded without a unit that it must write");
+}
+
+static void check_wwan_apply(const NetworkContext& ctx) {
+  platform().log.clear();
+  const int status = wwan_apply(&ctx);
+  check(status == 0 || status == -1, "wwan_apply returned neither 0 nor -1");
+  check(status != 0 || !lost_wwan_unit(), "wwan_apply succeeded without its unit");
+}
+
+static void check_dnsmasq(const NetworkContext& ctx) {
+  platform().calls.clear();
+  platform().log.clear();
+  check(dnsmasq_apply(&ctx) == 0, "dnsmasq_apply failed");
+  const bool is_in_place =
+      recorded(platform().calls, std::string("/bin/cp -f ") + kStaging + " /var/run/dnsmasq.conf");
+  const bool is_lost = recorded(platform().log, "notice error on dnsmasq apply");
+  check(is_in_place != is_lost, "a dnsmasq configuration is neither in place nor lost");
+  if (!is_in_place) return;
+  const std::string text = text_of_file(kStaging);
+  const std::string end = kDnsmasqEnd;
+  check(text.size() > end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0,
+        "the dnsmasq configuration is not complete");
+}
+
+// The lines of every file, which hold as long as no text brings lines of its own.
+static void check_files() {
+  if (fs::is_directory(kUnits)) {
+    for (const auto& entry : fs::directory_iterator(kUnits)) {
+      if (entry.is_regular_file()) check_unit(text_of_file(entry));
+    }
+  }
+  if (fs::is_regular_file(kStaging)) check_dnsmasq_conf(text_of_file(kStaging));
+  const std::string routes = "/var/run/.delete_static_routes";
+  if (fs::is_regular_file(routes)) check_script(text_of_file(routes), "#!/bin/sh\n", "/sbin/ip route del ");
+  const std::string wwan_routes = "/var/run/wwan0_static_routes";
+  if (fs::is_regular_file(wwan_routes)) {
+    check_script(text_of_file(wwan_routes), "#!/bin/sh\n", "/sbin/ip route add ");
+  }
+  const std::string links = "/var/run/.delete_interfaces";
+  if (fs::is_regular_file(links)) check_script(text_of_file(links), "", "/sbin/ip link delete dev ");
+}
+
+static int lowest_free_descriptor() {
+  const int descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  close(descriptor);
+  return descriptor;
+}
+
+static void run_all_operations(Generator& generator, const Configuration& configuration) {
+  // Some runs find a disk that takes this much of a file and no more.
+  const auto full_disk =
+      generator.one_in(8) ? std::make_unique<FileSizeLimit>(generator.below(1024)) : nullptr;
+  NetworkContext ctx(generator.one_in(2));
+  ctx.trace = generator.one_in(2);
+  check(is_initialized(&ctx), "the configuration was not loaded");
+  check_apply(ctx, generator.one_in(2));
+  check_wwan_apply(ctx);
+  check_dnsmasq(ctx);
+  check(wireguard_apply(&ctx) == 0, "wireguard_apply failed");
+  gre_tap_apply(&ctx, configuration.gre_tap);
+  check(qos_lookup_dscp_classes(&ctx) == 0, "qos_lookup_dscp_classes failed");
+}
+
+// What the operations print is of no interest.
+static bool silence_standard_output() {
+  return std::freopen("/dev/null", "w", stdout) != nullptr;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const bool is_silent = fs::exists("/dev/sandbox") && silence_standard_output();
+  check(is_silent, "start it through tests/support/sandbox or ctest");
+  Generator generator(data, size);
+  lay_ground(generator);
+  const Configuration configuration = configure_device(generator);
+  const int descriptor = lowest_free_descriptor();
+  run_all_operations(generator, configuration);
+  check(lowest_free_descriptor() == descriptor, "a stream was never closed");
+  if (configuration.is_let_in()) check_files();
+  return 0;
+}
