@@ -1,0 +1,108 @@
+"""The runs: what is put where, and whether it must be refused."""
+
+import dataclasses
+import json
+
+import texts
+
+
+@dataclasses.dataclass
+class Case:
+    name: str
+    configuration: bytes
+    runtime: dict
+    is_refused: bool = False
+    actions: tuple = ("APPLY", "WWAN_APPLY", "DNSMASQ")
+
+    def as_json(self):
+        runtime_files = {name: value.hex() for name, value in self.runtime.items()}
+        return {"name": self.name, "configuration": self.configuration.hex(), "runtime": runtime_files,
+                "is_refused": self.is_refused, "actions": self.actions}
+
+
+def encode(configuration):
+    """The bytes of a configuration; a lone surrogate stands for a byte that is no UTF-8."""
+    return json.dumps(configuration, ensure_ascii=False).encode("utf-8", "surrogateescape")
+
+
+def runtime(**hostile):
+    """The runtime files, as the link manager writes them, but for these."""
+    values = {name: f"{value}\n".encode() for name, value in texts.RUNTIME_FILES.items()}
+    return {**values, **{name: f"{value}\n".encode("latin-1") for name, value in hostile.items()}}
+
+
+def benign():
+    for name, configuration in {**texts.configurations(), **texts.more_sound_configurations()}.items():
+        yield Case(name, encode(configuration), runtime())
+
+
+# Places whose text decides what is written: one there would keep the others from being reached.
+KEYWORDS = {"mode", "protocol", "source", "primary_interface"}
+BRIDGE_MEMBER = ("wired", "bridge", "interfaces")
+
+
+def everywhere():
+    """A text in all places at once where it may be, keywords and numbers apart."""
+    for base, configuration in texts.configurations().items():
+        for kind, text in texts.ACCEPTED.items():
+            hostile = configuration
+            for path in texts.paths(configuration):
+                former = texts.value_at(configuration, path)
+                is_keyword = path[-1] in KEYWORDS or path[:3] == BRIDGE_MEMBER
+                if isinstance(former, str) and not is_keyword and not texts.is_refused(path, text):
+                    hostile = texts.put(hostile, path, text)
+            yield Case(f"{base}, {kind} everywhere", encode(hostile), runtime())
+
+
+def one_place_each(kinds):
+    """Texts of these kinds in one place at a time, in turn, whatever belongs there."""
+    configuration = texts.configurations()["router"]
+    for number, path in enumerate(texts.paths(configuration)):
+        kind, text = list(kinds.items())[number % len(kinds)]
+        yield Case(f"{kind} at {'.'.join(map(str, path))}", encode(texts.put(configuration, path, text)),
+                   runtime(), texts.is_refused(path, text), ("APPLY", "WWAN_APPLY"))
+
+
+def members():
+    """Every text as a member of the bridge, and as the primary one."""
+    configuration = texts.configurations()["bridge"]
+    for path in (BRIDGE_MEMBER + (0,), BRIDGE_MEMBER[:2] + ("primary_interface",)):
+        for kind, text in texts.ACCEPTED.items():
+            yield Case(f"{kind} at {path[2]}", encode(texts.put(configuration, path, text)), runtime())
+
+
+def shell_places():
+    """Every text in each place that a shell reads."""
+    configuration = texts.configurations()["router"]
+    for path in texts.paths(configuration):
+        if not texts.is_shell_path(path):
+            continue
+        for kind, text in {**texts.ACCEPTED, **texts.REFUSED}.items():
+            yield Case(f"{kind} at {'.'.join(map(str, path))}", encode(texts.put(configuration, path, text)),
+                       runtime(), texts.is_refused(path, text))
+
+
+def keys():
+    """Texts as keys, where nobody reads them."""
+    for kind, text in {**texts.ACCEPTED, **texts.REFUSED}.items():
+        configuration = texts.put(texts.configurations()["router"], ("dns", text), "1.1.1.1")
+        yield Case(f"{kind} as a key", encode(configuration), runtime(), text in texts.REFUSED.values())
+
+
+def runtime_files():
+    """Every text in the name of the cellular interface, and in all the other runtime files at once."""
+    names = list(texts.RUNTIME_FILES)
+    for base in ("router", "pass-through", "automatic"):
+        configuration = encode(texts.configurations()[base])
+        for text in texts.RUNTIME_TEXTS:
+            for changed in (names[:1], names[1:]):
+                yield Case(f"{base}, {text[:20]!r} in {' '.join(changed)}", configuration,
+                           runtime(**dict.fromkeys(changed, text)), actions=("WWAN_APPLY", "DNSMASQ"))
+
+
+def hostile(is_thorough):
+    """All cases, or a selection that takes a few seconds."""
+    cases = [*everywhere(), *shell_places(), *keys(), *runtime_files()]
+    if not is_thorough:
+        return cases[::17]
+    return [*cases, *members(), *one_place_each(texts.REFUSED), *one_place_each(texts.ACCEPTED)]

@@ -1,0 +1,102 @@
+"""Shows the files of all runs to the real daemons, in the sandbox, and prints what they make of them as JSON.
+
+networkd names each line of a unit that it does not take. dnsmasq starts with each configuration that it
+accepts, where a lease waits that a lease script would be told of.
+"""
+
+import json
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import time
+
+UNITS = pathlib.Path("/run/systemd/network")
+DNSMASQ_CONF = "/run/tested.conf"
+NETWORKD = "/lib/systemd/systemd-networkd"
+TIME_LIMIT_SECONDS = 30
+
+
+def prepare_system():
+    """Makes the daemons' users the only one that there is in the sandbox, and /sys as networkd wants it."""
+    accounts = {name: f"{name}:x:0:0::/:/bin/sh" for name in ("root", "systemd-network", "dnsmasq", "nobody")}
+    # dnsmasq would change to a group that exists.
+    accounts["admin"] = "admin:x:0:4242::/:/bin/sh"
+    for name, lines in (("passwd", accounts.values()), ("group", ())):
+        path = pathlib.Path("/run", name)
+        path.write_text("".join(f"{line}\n" for line in lines))
+        subprocess.run(["mount", "--bind", path, f"/etc/{name}"], check=True)
+    # One that can be written promises a udev, which networkd would wait for.
+    subprocess.run(["mount", "-t", "sysfs", "-o", "ro", "sysfs", "/sys"], check=True)
+
+
+def show_to_networkd(units):
+    """Returns the complaints of networkd about each unit, by the number of the unit and the line."""
+    for number, (kind, text) in enumerate(units):
+        (UNITS / f"{number:05}.{kind}").write_bytes(text.encode("latin-1"))
+    environment = {**os.environ, "SYSTEMD_LOG_LEVEL": "debug", "SYSTEMD_LOG_TARGET": "console"}
+    networkd = subprocess.Popen([NETWORKD], env=environment, stdin=subprocess.DEVNULL,
+                                stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+    said = []
+    for line in networkd.stderr:
+        # By then it has read every unit.
+        if b"Saved new link" in line:
+            break
+        match = re.search(rb"/(\d{5})\.(?:network|netdev):(\d+): (.*)", line)
+        if match:
+            said.append((int(match[1]), int(match[2]), match[3].decode("latin-1")))
+    else:
+        sys.exit("networkd has ended before it read the units")
+    networkd.kill()
+    networkd.communicate()
+    return said
+
+
+def accepts(text):
+    pathlib.Path(DNSMASQ_CONF).write_bytes(text.encode("latin-1"))
+    done = subprocess.run(["dnsmasq", "--test", "-C", DNSMASQ_CONF], capture_output=True, check=False)
+    return done.returncode == 0
+
+
+def run_dnsmasq():
+    """Starts dnsmasq, which tells its script of the leases that it finds; returns whether it did start."""
+    expiry = int(time.time()) + 3600
+    lease = f"{expiry} 02:00:5e:00:00:99 192.168.1.9 * *\n"
+    pathlib.Path("/run/dnsmasq.leases").write_text(lease)
+    pathlib.Path("/run/resolv.conf").touch()
+    dnsmasq = subprocess.Popen(["dnsmasq", "-k", "--log-facility=-", "-C", DNSMASQ_CONF],
+                               stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+    # It reads its hosts in the same step.
+    started = any(b" names" in line for line in iter(dnsmasq.stderr.readline, b""))
+    dnsmasq.terminate()
+    # To the end of its output, which the process that runs scripts has too.
+    dnsmasq.communicate(timeout=TIME_LIMIT_SECONDS)
+    return started
+
+
+def show_to_dnsmasq(configurations):
+    """Returns how many started, and those that ran a script."""
+    started, ran = 0, []
+    for text in configurations:
+        if not accepts(text):
+            continue
+        started += run_dnsmasq()
+        if os.path.exists("/run/pwned"):
+            os.unlink("/run/pwned")
+            ran.append(text)
+    return started, ran
+
+
+def main():
+    shown = json.load(sys.stdin)
+    prepare_system()
+    # A script that says that it ran.
+    pathlib.Path("/run/script").write_text("#!/bin/sh\ntouch /run/pwned\n")
+    os.chmod("/run/script", 0o755)
+    started, ran = show_to_dnsmasq(shown["configurations"])
+    json.dump({"networkd": show_to_networkd(shown["units"]), "started": started, "ran": ran}, sys.stdout)
+
+
+if __name__ == "__main__":
+    main()
