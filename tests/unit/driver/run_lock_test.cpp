@@ -6,12 +6,19 @@
 
 #include <csignal>
 
+#include "failing_call.h"
 #include "lanfab_test.h"
 
 using ::testing::ElementsAre;
 using ::testing::KilledBySignal;
 
 constexpr char kLock[] = "/var/run/LANFAB_LOCKED";
+
+static FailingCall failing_flock;
+
+extern "C" int flock(int file, int operation) noexcept {
+  return failing_flock.fails() ? -1 : next<int (*)(int, int)>("flock")(file, operation);
+}
 
 class RunLockTest : public LanfabTest {
  protected:
@@ -112,4 +119,13 @@ TEST_F(RunLockTest, ReleasingRestoresTheSignals) {
   EXPECT_NE(handler_of(SIGTERM), SIG_DFL);
   release_run_lock();
   EXPECT_EQ(handler_of(SIGTERM), SIG_DFL);
+}
+
+TEST_F(RunLockTest, ASignalDoesNotEndTheWaitForTheDirectory) {
+  bool was_free = true;
+  platform().on_shell = [&](const std::string&) { was_free = is_directory_free(); };
+  failing_flock.fail(2, EINTR);
+  take_run_lock();
+  EXPECT_FALSE(was_free);
+  release_run_lock();
 }

@@ -11,6 +11,7 @@
 #include <memory>
 #include <string>
 
+#include "failing_call.h"
 #include "test_files.h"
 
 // The matchers that the tests speak with.
@@ -20,6 +21,9 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 using ::testing::StartsWith;
+
+// Of the whole test program; waitpid is defined beside the tests of the tools.
+inline FailingCall failing_waitpid;
 
 class PlatformTest : public ::testing::Test {
  protected:

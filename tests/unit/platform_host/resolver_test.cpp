@@ -31,6 +31,17 @@ static Answer ask(const char* name, int size = 15) {
   return {result, buffer.get()};
 }
 
+static FailingCall failing_fork;
+static FailingCall failing_pipe2;
+
+extern "C" pid_t fork() noexcept {
+  return failing_fork.fails() ? -1 : next<pid_t (*)()>("fork")();
+}
+
+extern "C" int pipe2(int ends[2], int flags) noexcept {
+  return failing_pipe2.fails() ? -1 : next<int (*)(int*, int)>("pipe2")(ends, flags);
+}
+
 TEST_F(ResolverTest, ADottedAddressIsItsOwnAnswer) {
   for (const char* address : {"10.1.1.1", "0.0.0.0", "255.255.255.255"}) {
     EXPECT_EQ(ask(address).result, 0) << address;
@@ -58,6 +69,19 @@ TEST_F(ResolverTest, AnAnswerThatDoesNotFitIsRefused) {
   EXPECT_NE(ask("localhost", 0).result, 0);
   const auto buffer = dirty_buffer(16);
   EXPECT_NE(domain_ip_to_ip_str("127.0.0.1", buffer.get(), -1, 0, 0), 0);
+}
+
+TEST_F(ResolverTest, ASignalDoesNotEndTheWaitForTheAnswer) {
+  failing_waitpid.fail(2, EINTR);
+  EXPECT_EQ(ask("localhost").text, "127.0.0.1");
+}
+
+TEST_F(ResolverTest, WithoutAProcessToAskThereIsNoAnswer) {
+  failing_fork.fail(1, EAGAIN);
+  EXPECT_NE(ask("localhost").result, 0);
+  failing_pipe2.fail(1, EMFILE);
+  EXPECT_NE(ask("localhost").result, 0);
+  EXPECT_EQ(ask("localhost").result, 0);
 }
 
 // A name server on the loopback interface that never answers, in the place of the machine's own.

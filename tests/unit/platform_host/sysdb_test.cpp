@@ -161,3 +161,10 @@ TEST_F(SysdbTest, WithoutAFileOfItsOwnTheSystemsIsUsed) {
   EXPECT_EQ(sysdb_read_int(0, "CELL_CONNECTED", &value), 0);
   EXPECT_EQ(value, 1);
 }
+
+TEST_F(SysdbTest, AnEntryThatTheTableRefusesFails) {
+  query(file_, "CREATE TABLE entries(database TEXT, key TEXT, value TEXT CHECK(value <> 'no'))");
+  EXPECT_NE(sysdb_write_str(0, "KEY", "no", 0), 0);
+  EXPECT_EQ(sysdb_write_str(0, "KEY", "yes", 0), 0);
+  EXPECT_THAT(entries(file_), ElementsAre("|KEY|yes"));
+}

@@ -33,6 +33,11 @@ class ToolsTest : public PlatformTest {
 
 }  // namespace
 
+extern "C" pid_t waitpid(pid_t process, int* status, int options) {
+  if (failing_waitpid.fails()) return -1;
+  return next<pid_t (*)(pid_t, int*, int)>("waitpid")(process, status, options);
+}
+
 static std::string commands() {
   return text_of_file("/dev/sandbox/commands");
 }
@@ -60,6 +65,17 @@ TEST_F(ToolsTest, AShellLineMayBeLongerThanAnyFixedBuffer) {
   const std::string text(100000, 'x');
   EXPECT_EQ(qelsys("echo %s > /run/out", text.c_str()), 0);
   EXPECT_EQ(text_of_file("/run/out"), text + "\n");
+}
+
+TEST_F(ToolsTest, AToolThatTheKeyboardEndsEndsTheProcess) {
+  EXPECT_EXIT(qelsys("kill -INT $$"), testing::KilledBySignal(SIGINT), "");
+  EXPECT_EXIT(qelsys("kill -QUIT $$"), testing::KilledBySignal(SIGQUIT), "");
+}
+
+TEST_F(ToolsTest, AToolThatAnotherSignalEndsIsAFailure) {
+  const int status = qelsys("kill -TERM $$");
+  EXPECT_TRUE(WIFSIGNALED(status));
+  EXPECT_EQ(WTERMSIG(status), SIGTERM);
 }
 
 // --- Services
@@ -126,4 +142,19 @@ TEST_F(ToolsTest, AToolThatAnotherSignalEndedIsAFailureAlone) {
   const int status = qelsys("kill -TERM $%s", "$");
   EXPECT_TRUE(WIFSIGNALED(status));
   EXPECT_EQ(WTERMSIG(status), SIGTERM);
+}
+
+// --- Waiting
+
+TEST_F(ToolsTest, ASignalDoesNotEndTheWaitForATool) {
+  put_first_on_path("systemctl", "exit 5\n");
+  failing_waitpid.fail(2, EINTR);
+  EXPECT_EQ(execute_systemctl_start("dnsmasq"), 5);
+}
+
+TEST_F(ToolsTest, AToolWhoseResultIsLostIsAFailure) {
+  const auto former = std::signal(SIGCHLD, SIG_IGN);
+  EXPECT_EQ(execute_systemctl_start("dnsmasq"), -1);
+  EXPECT_EQ(is_service_active("dnsmasq"), 0);
+  std::signal(SIGCHLD, former);
 }

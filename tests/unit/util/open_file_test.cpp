@@ -2,16 +2,52 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
+#include <cstdlib>
 #include <filesystem>
+#include <new>
 
+#include "failing_call.h"
 #include "file_size_limit.h"
 #include "lanfab_test.h"
 
 constexpr char kFile[] = "/var/run/file";
 
 class OpenFileTest : public LanfabTest {};
+
+// What is larger finds no memory.
+static std::size_t largest_allocation = SIZE_MAX;
+
+void* operator new(std::size_t size) {
+  void* memory = size > largest_allocation ? nullptr : std::malloc(size);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t /*size*/) noexcept {
+  std::free(memory);
+}
+
+static FailingCall failing_fopencookie;
+
+extern "C" std::FILE* fopencookie(void* cookie, const char* mode, cookie_io_functions_t functions) noexcept {
+  using Function = std::FILE* (*)(void*, const char*, cookie_io_functions_t);
+  if (failing_fopencookie.fails()) return nullptr;
+  return next<Function>("fopencookie")(cookie, mode, functions);
+}
+
+static int lowest_free_descriptor() {
+  const int descriptor = open("/dev/null", O_RDONLY);
+  close(descriptor);
+  return descriptor;
+}
 
 TEST_F(OpenFileTest, TheContentReachesTheFileWhenItIsClosed) {
   put_file(kFile, "old\n");
@@ -110,4 +146,25 @@ TEST_F(OpenFileTest, AFailureNobodyAsksForIsLoggedToo) {
   }
   EXPECT_FALSE(exists(kFile));
   EXPECT_EQ(platform().log, (Lines{"notice error writing /var/run/file: No space left on device"}));
+}
+
+TEST_F(OpenFileTest, AContentThatFindsNoMemoryIsTakenBack) {
+  const std::string text(100000, 'x');
+  OpenFile file(kFile, "w");
+  largest_allocation = text.size() / 2;
+  std::fputs(text.c_str(), file.get());
+  largest_allocation = SIZE_MAX;
+  EXPECT_EQ(file.close(), -1);
+  EXPECT_FALSE(exists(kFile));
+  EXPECT_EQ(platform().log, (Lines{"notice error writing /var/run/file: Cannot allocate memory"}));
+}
+
+TEST_F(OpenFileTest, WithoutMemoryForItsStreamThereIsNoFile) {
+  const int descriptor = lowest_free_descriptor();
+  failing_fopencookie.fail(1, EINVAL);
+  const OpenFile file(kFile, "w");
+  const int reason = errno;
+  EXPECT_FALSE(file);
+  EXPECT_EQ(reason, ENOMEM);
+  EXPECT_EQ(lowest_free_descriptor(), descriptor);
 }
