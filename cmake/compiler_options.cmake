@@ -16,6 +16,12 @@ if(LANFAB_FUZZ)
   add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
+if(LANFAB_COVERAGE)
+  # The counters are kept in a mapped file, so that they survive a process that a signal ends.
+  add_compile_options(-fprofile-instr-generate -fcoverage-mapping -mllvm -runtime-counter-relocation)
+  add_link_options(-fprofile-instr-generate)
+endif()
+
 if(CMAKE_BUILD_TYPE STREQUAL Release)
   # Measured on ARM: -Os is one seventh smaller than -O2, and most of a run is spent in the tools it starts.
   set(CMAKE_CXX_FLAGS_RELEASE "-Os -DNDEBUG")
