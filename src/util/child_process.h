@@ -25,7 +25,8 @@ inline int run_and_wait(const char* file, std::initializer_list<const char*> com
   while (waitpid(child, &status, 0) < 0) {
     if (errno != EINTR) return -1;
   }
-  if (WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) raise(SIGINT);
+  const int signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+  if (signal == SIGINT || signal == SIGQUIT) raise(signal);
   return status;
 }
 
