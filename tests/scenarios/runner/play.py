@@ -99,9 +99,9 @@ class Process:
                                         stdin=subprocess.DEVNULL, **self.output)
         self.ended = os.pidfd_open(self.process.pid)
 
-    def wait_for_log(self, line):
-        """Returns when the program has logged `line`, "priority message"."""
-        self._watch(lambda: line in self.log, f"has not logged: {line}")
+    def wait_for_log(self, line, times=1):
+        """Returns when the program has logged `line`, "priority message", so many times."""
+        self._watch(lambda: self.log.count(line) >= times, f"has not logged {times}x: {line}")
 
     def finish(self):
         """Returns when the program has ended and every line that it logged has arrived."""
