@@ -333,11 +333,12 @@ TEST_F(DhcpServerTest, AVlansOwnEnableIsNotConsulted) {
             kVlan10);
 }
 
-// A list with one served VLAN of this identifier.
-static std::string vlan_list(const std::string& vid) {
+// A list with one VLAN of this identifier, served unless `serve` is "false".
+static std::string vlan_list(const std::string& vid, const std::string& serve = "true") {
   return R"({"enable": true, "networks": [{"vid": )" + vid +
          R"(, "network": {"ipv4": "10.0.0.1", "netmask": 24,
-             "dhcp": {"enable": true, "start": "a", "end": "b"}}}]})";
+             "dhcp": {"enable": )" +
+         serve + R"(, "start": "a", "end": "b"}}}]})";
 }
 
 TEST_F(DhcpServerTest, AVlanNameOf15CharactersIsTheLongest) {
@@ -347,6 +348,10 @@ TEST_F(DhcpServerTest, AVlanNameOf15CharactersIsTheLongest) {
 
 TEST_F(DhcpServerTest, ALongerVlanNameIsFatal) {
   EXPECT_DEATH(vlans_of_eth0(vlan_list("-1234567890")), "");
+}
+
+TEST_F(DhcpServerTest, ALongerVlanNameIsNotLookedAtWithoutAServer) {
+  EXPECT_EQ(vlans_of_eth0(vlan_list("-1234567890", "false")), "");
 }
 
 TEST_F(DhcpServerTest, VlansPrintTheirTraceLines) {

@@ -255,6 +255,11 @@ TEST_F(ApplyTest, ConfiguredWifiIsWritten) {
   EXPECT_EQ(platform().log.at(1), "debug wifi interfaces");
 }
 
+TEST_F(ApplyTest, WifiClientsNeedNoAccessPoint) {
+  EXPECT_EQ(applied(R"({"wireless": {"wifi": {"wlan0": {"client": {"enable": true, "network": {}}}}}})"), 0);
+  EXPECT_TRUE(exists("/var/run/systemd/network/84-wlan0.network"));
+}
+
 TEST_F(ApplyTest, WifiThatIsNotConfiguredIsNotMentioned) {
   EXPECT_EQ(applied(R"({"wireless": {"wifi": []}})"), 0);
   EXPECT_THAT(platform().log, Not(Contains("debug wifi interfaces")));
