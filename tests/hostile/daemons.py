@@ -4,6 +4,8 @@ networkd names each line of a unit that it does not take. dnsmasq starts with ea
 accepts, where a lease waits that a lease script would be told of.
 """
 
+import contextlib
+import ctypes
 import json
 import os
 import pathlib
@@ -16,6 +18,7 @@ UNITS = pathlib.Path("/run/systemd/network")
 DNSMASQ_CONF = "/run/tested.conf"
 NETWORKD = "/lib/systemd/systemd-networkd"
 TIME_LIMIT_SECONDS = 30
+PR_SET_CHILD_SUBREAPER = 36
 
 
 def prepare_system():
@@ -59,6 +62,18 @@ def accepts(text):
     return done.returncode == 0
 
 
+def adopt_orphans():
+    """Has the process that runs dnsmasq's scripts become a child of this one when dnsmasq ends."""
+    if ctypes.CDLL(None).prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0) != 0:
+        sys.exit("orphans cannot be adopted")
+
+
+def wait_for_adopted_children():
+    with contextlib.suppress(ChildProcessError):
+        while True:
+            os.wait()
+
+
 def run_dnsmasq():
     """Starts dnsmasq, which tells its script of the leases that it finds; returns whether it did start."""
     expiry = int(time.time()) + 3600
@@ -70,8 +85,8 @@ def run_dnsmasq():
     # It reads its hosts in the same step.
     started = any(b" names" in line for line in iter(dnsmasq.stderr.readline, b""))
     dnsmasq.terminate()
-    # To the end of its output, which the process that runs scripts has too.
     dnsmasq.communicate(timeout=TIME_LIMIT_SECONDS)
+    wait_for_adopted_children()
     return started
 
 
@@ -91,6 +106,7 @@ def show_to_dnsmasq(configurations):
 def main():
     shown = json.load(sys.stdin)
     prepare_system()
+    adopt_orphans()
     # A script that says that it ran.
     pathlib.Path("/run/script").write_text("#!/bin/sh\ntouch /run/pwned\n")
     os.chmod("/run/script", 0o755)
