@@ -18,10 +18,8 @@ NetworkContext::NetworkContext(bool for_apply) {
   init_dns_mode(this);
   init_static_routes(this);
   init_bridge_mode(this);
-  if (init_wifi_modes(this) != 0) {
-    // The message names the bridge although this is the Wi-Fi step; log readers know it by this text.
-    syslog(LOG_NOTICE, "error initializing network bridge mode");
-  }
+  // The message names the bridge although this is the Wi-Fi step; log readers know it by this text.
+  if (init_wifi_modes(this) != 0) syslog(LOG_NOTICE, "error initializing network bridge mode");
   if (for_apply) init_runtime_network_dir(this, cell_enabled);
   initialized = true;
 }

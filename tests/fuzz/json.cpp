@@ -53,7 +53,7 @@ static bool is_clean(const std::string& text) {
   std::u32string points;
   if (!decode(text, points)) return false;
   for (const char32_t point : points) {
-    if (point != U'\t' && (point < U' ' || point == U'\x7f')) return false;
+    if (point != U'\t' && (point < 0x20 || (point >= 0x7f && point < 0xa0))) return false;
   }
   return true;
 }

@@ -61,13 +61,19 @@ static bool read_file(const std::string& path, std::string& text) {
   return false;
 }
 
-// What is wrong with the value that begins at this line and column.
-static void report(const std::string& path, int line, int column, const std::string& reason) {
-  std::fprintf(stderr, "%s:%d:%d: %s\n", path.c_str(), line, column, reason.c_str());
+// "file:line:column: reason", for the value that begins there. The reason may quote a key as it is in the
+// file, so what is not a printable ASCII character becomes a question mark.
+static std::string complaint(const std::string& path, int line, int column, std::string reason) {
+  std::replace_if(
+      reason.begin(), reason.end(), [](unsigned char c) { return c < 0x20 || c >= 0x7f; }, '?');
+  return path + ":" + std::to_string(line) + ":" + std::to_string(column) + ": " + reason;
 }
 
-// Reports the first complaint of the parser, "* Line 3, Column 5\n  Reason\n". It quotes a key that stands
-// twice as it is, so what a terminal would not show as a character becomes a question mark.
+static void report(const std::string& complaint) {
+  std::fprintf(stderr, "%s\n", complaint.c_str());
+}
+
+// Reports the first complaint of the parser, "* Line 3, Column 5\n  Reason\n".
 static void report_syntax_error(const std::string& path, const std::string& complaints) {
   std::istringstream first(complaints);
   std::string word;
@@ -77,9 +83,7 @@ static void report_syntax_error(const std::string& path, const std::string& comp
   std::string reason;
   first >> word >> word >> line >> comma >> word >> column >> std::ws;
   std::getline(first, reason);
-  std::replace_if(
-      reason.begin(), reason.end(), [](unsigned char c) { return c < 0x20 || c >= 0x7f; }, '?');
-  report(path, line, column, reason);
+  report(complaint(path, line, column, reason));
 }
 
 static bool parse(const std::string& path, const std::string& text, Json::Value& root) {
@@ -92,7 +96,7 @@ static bool parse(const std::string& path, const std::string& text, Json::Value&
     report_syntax_error(path, complaints);
   } catch (const std::exception& error) {
     // The parser throws when the whole is nested too deeply.
-    report(path, 1, 1, error.what());
+    report(complaint(path, 1, 1, error.what()));
   }
   return false;
 }
@@ -107,9 +111,9 @@ static bool are_texts_allowed(const std::string& path, const std::string& text, 
   const auto line_begin = std::find(std::make_reverse_iterator(value), text.rend(), '\n').base();
   const int line = static_cast<int>(std::count(text.begin(), value, '\n')) + 1;
   const int column = static_cast<int>(value - line_begin) + 1;
-  const std::string reason = first.path + ": " + first.reason;
-  report(path, line, column, reason);
-  syslog(LOG_NOTICE, "%s:%d:%d: %s", path.c_str(), line, column, reason.c_str());
+  const std::string refusal = complaint(path, line, column, first.path + ": " + first.reason);
+  report(refusal);
+  syslog(LOG_NOTICE, "%s", refusal.c_str());
   return false;
 }
 
@@ -120,7 +124,7 @@ int cmd_get_value_json(const std::string& name, Json::Value& value) {
   Json::Value root;
   if (!read_file(path, text) || !parse(path, text, root)) return -1;
   if (!root.isObject()) {
-    report(path, 1, 1, "the configuration is not an object");
+    report(complaint(path, 1, 1, "the configuration is not an object"));
     return -1;
   }
   if (!are_texts_allowed(path, text, root)) return -1;

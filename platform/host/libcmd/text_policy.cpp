@@ -29,7 +29,7 @@ struct Place {
 }  // namespace
 
 // The characters of most texts, which no rule is about: a text of them alone needs no second look.
-constexpr std::array<bool, 256> plain_characters() {
+static std::array<bool, 256> plain_characters() {
   std::array<bool, 256> is_plain{};
   for (const char c : std::string_view("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._-:/"))
     is_plain[static_cast<unsigned char>(c)] = true;
@@ -37,16 +37,11 @@ constexpr std::array<bool, 256> plain_characters() {
 }
 
 static bool is_plain(std::string_view text) {
-  static constexpr std::array<bool, 256> kPlain = plain_characters();
+  static const std::array<bool, 256> kPlain = plain_characters();
   for (const char c : text) {
     if (!kPlain[static_cast<unsigned char>(c)]) return false;
   }
   return true;
-}
-
-static bool is_control_character(char c) {
-  const auto byte = static_cast<unsigned char>(c);
-  return (byte < 0x20 && c != '\t') || byte == 0x7f;
 }
 
 // The length of the character that begins at `text`, which has `size` bytes; 0 when it is not valid UTF-8.
@@ -76,14 +71,26 @@ static bool is_utf8(std::string_view text) {
   return true;
 }
 
+// The first control character of a valid text, a tab apart; nothing when it has none.
+static std::optional<unsigned> find_control_character(std::string_view text) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    if ((byte < 0x20 && byte != '\t') || byte == 0x7f) return byte;
+    // U+0080 to U+009F have this lead byte and are their second byte.
+    const unsigned second = byte == 0xc2 ? static_cast<unsigned char>(text[i + 1]) : 0xa0;
+    if (second < 0xa0) return second;
+  }
+  return std::nullopt;
+}
+
 // Why the text is refused wherever it stands; nothing when it is not.
 static std::optional<std::string> why_refused(std::string_view text) {
   if (is_plain(text)) return std::nullopt;
   if (!is_utf8(text)) return "not valid UTF-8";
-  const auto found = std::find_if(text.begin(), text.end(), is_control_character);
-  if (found == text.end()) return std::nullopt;
+  const std::optional<unsigned> found = find_control_character(text);
+  if (!found) return std::nullopt;
   char reason[32];
-  std::snprintf(reason, sizeof reason, "control character U+%04X", static_cast<unsigned>(*found));
+  std::snprintf(reason, sizeof reason, "control character U+%04X", *found);
   return reason;
 }
 

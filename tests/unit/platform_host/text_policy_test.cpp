@@ -35,6 +35,12 @@ TEST_F(TextPolicyTest, AControlCharacterIsRefusedEverywhere) {
               ElementsAre("a.b[1].c: control character U+000D"));
 }
 
+TEST_F(TextPolicyTest, SoAreTheControlCharactersBeyondAscii) {
+  EXPECT_THAT(refused_bytes("\xc2\x80"), ElementsAre("a: control character U+0080"));
+  EXPECT_THAT(refused_bytes("x\xc2\x85y"), ElementsAre("a: control character U+0085"));
+  EXPECT_THAT(refused_bytes("\xc2\x9f"), ElementsAre("a: control character U+009F"));
+}
+
 TEST_F(TextPolicyTest, AKeyIsATextToo) {
   EXPECT_THAT(refused("{\"a\": {\"b\\nc\": 1}}"),
               ElementsAre("a.\"b\\nc\": in the key: control character U+000A"));
@@ -50,7 +56,7 @@ TEST_F(TextPolicyTest, InvalidUtf8IsRefusedEverywhere) {
 }
 
 TEST_F(TextPolicyTest, TheFirstAndTheLastCharacterOfEachLengthAreAllowed) {
-  for (const char* bytes : {"\xc2\x80", "\xdf\xbf", "\xe0\xa0\x80", "\xed\x9f\xbf", "\xee\x80\x80",
+  for (const char* bytes : {"\xc2\xa0", "\xdf\xbf", "\xe0\xa0\x80", "\xed\x9f\xbf", "\xee\x80\x80",
                             "\xef\xbf\xbf", "\xf0\x90\x80\x80", "\xf4\x8f\xbf\xbf"}) {
     EXPECT_THAT(refused_bytes(bytes), IsEmpty()) << testing::PrintToString(bytes);
   }
