@@ -2,8 +2,6 @@
 
 #include <syslog.h>
 
-#include <cstdio>
-
 #include "config/lookup.h"
 #include "driver/undo.h"
 #include "platform/libcmd.h"
@@ -22,10 +20,6 @@ NetworkContext::NetworkContext(bool for_apply) {
   if (init_wifi_modes(this) != 0) syslog(LOG_NOTICE, "error initializing network bridge mode");
   if (for_apply) init_runtime_network_dir(this, cell_enabled);
   initialized = true;
-}
-
-void print_trace(const NetworkContext* ctx, const char* name) {
-  if (ctx->trace) std::printf("%s\n", name);
 }
 
 bool is_initialized(const NetworkContext* ctx) {

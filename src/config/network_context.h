@@ -4,6 +4,7 @@
 
 #include <json/json.h>
 
+#include <cstdio>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -50,7 +51,9 @@ struct NetworkContext {
 };
 
 // The trace line: `name` and a newline to standard output when the context's trace flag is set.
-void print_trace(const NetworkContext* ctx, const char* name);
+inline void print_trace(const NetworkContext* ctx, const char* name) {
+  if (ctx->trace) std::printf("%s\n", name);
+}
 
 // True once the constructor has loaded the configuration.
 bool is_initialized(const NetworkContext* ctx);
