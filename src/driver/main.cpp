@@ -17,7 +17,7 @@
 #include "platform/libvantor.h"
 
 static void set_up_signals() {
-  // Whoever ignores it has no children whose results could be read, and neither would this process.
+  // A caller may ignore it; the results of the tools could then not be read.
   signal(SIGCHLD, SIG_DFL);
   // A reader of standard output that goes away does not end a run. Not ignored but handled, since the tools
   // would inherit an ignored signal; one that the caller ignores stays ignored.

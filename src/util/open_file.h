@@ -6,13 +6,13 @@
 #include <memory>
 #include <string>
 
-// What is written is collected in memory and goes into the file when it is closed, in one piece, so that
-// nobody ever finds half of it there. A file that could not be written whole is taken back: removed, or cut
-// to its former length if it was appended to.
+// The content is collected in memory and written when the file is closed, all at once: a run that dies while
+// it generates a file leaves no half of it. A file that could not be written whole is taken back: removed, or
+// cut to its former length if it was appended to.
 class OpenFile {
  public:
-  // Opens like fopen, with mode "w" or "a", but not for the tools that this process starts. When that
-  // fails there is no file, and errno says why.
+  // Opens like fopen, with mode "w" or "a"; tools that this process starts do not inherit it. If that fails,
+  // there is no file, and errno says why.
   OpenFile(const std::string& path, const char* mode);
   OpenFile(OpenFile&& other) noexcept;
   ~OpenFile();
