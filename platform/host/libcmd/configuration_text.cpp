@@ -1,0 +1,60 @@
+#include "configuration_text.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <exception>
+#include <iterator>
+#include <memory>
+#include <sstream>
+
+// 4 MB, many times what a large site needs. The memory of a run grows with the file, at thirty times its
+// size.
+constexpr std::size_t kMaxSize = 4'000'000;
+
+std::optional<std::string> read_configuration(std::FILE* file, std::string& text) {
+  char block[4096];
+  while (text.size() <= kMaxSize) {
+    const std::size_t size = std::fread(block, 1, sizeof block, file);
+    if (size == 0) break;
+    text.append(block, size);
+  }
+  if (std::ferror(file) != 0) return std::strerror(errno);
+  if (text.size() > kMaxSize) return "the configuration is larger than 4 MB";
+  return std::nullopt;
+}
+
+// The first complaint of the parser, "* Line 3, Column 5\n  Reason\n".
+static Complaint first_complaint(const std::string& complaints) {
+  std::istringstream first(complaints);
+  std::string word;
+  char comma = 0;
+  Complaint complaint;
+  first >> word >> word >> complaint.position.line >> comma >> word >> complaint.position.column >> std::ws;
+  std::getline(first, complaint.reason);
+  return complaint;
+}
+
+std::optional<Complaint> parse_configuration(const std::string& text, Json::Value& root) {
+  Json::CharReaderBuilder builder;
+  Json::CharReaderBuilder::strictMode(&builder.settings_);
+  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  std::string complaints;
+  try {
+    if (!reader->parse(text.data(), text.data() + text.size(), &root, &complaints)) {
+      return first_complaint(complaints);
+    }
+  } catch (const std::exception& error) {
+    // The parser throws when the whole is nested too deeply.
+    return Complaint{{}, error.what()};
+  }
+  if (!root.isObject()) return Complaint{{}, "the configuration is not an object"};
+  return std::nullopt;
+}
+
+Position position_of(const std::string& text, std::ptrdiff_t offset) {
+  const auto value = text.begin() + offset;
+  const auto line_begin = std::find(std::make_reverse_iterator(value), text.rend(), '\n').base();
+  return {static_cast<int>(std::count(text.begin(), value, '\n')) + 1,
+          static_cast<int>(value - line_begin) + 1};
+}
