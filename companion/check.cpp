@@ -1,0 +1,68 @@
+#include "companion/check.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "companion/rules/rules.h"
+#include "companion/source/report.h"
+#include "companion/source/source.h"
+
+namespace {
+
+// Where the findings of one file after the other go.
+class Output {
+ public:
+  explicit Output(bool json) : json_(json), files_(Json::arrayValue) {}
+
+  void add(const Source& source, const std::vector<Finding>& findings) {
+    count(findings, summary_);
+    if (json_) {
+      files_.append(json_report(source, findings));
+    } else {
+      const bool is_terminal = isatty(STDOUT_FILENO) != 0;
+      const char* no_colour = std::getenv("NO_COLOR");
+      const bool colour = is_terminal && (no_colour == nullptr || *no_colour == '\0');
+      std::fputs(text_report(source, findings, is_terminal, colour).c_str(), stdout);
+    }
+  }
+
+  // The summary, or the whole as one JSON array.
+  void finish() const {
+    if (json_) {
+      std::printf("%s\n", Json::writeString(Json::StreamWriterBuilder(), files_).c_str());
+    } else {
+      std::printf("%s\n", text_of(summary_).c_str());
+    }
+  }
+
+  const Summary& summary() const {
+    return summary_;
+  }
+
+ private:
+  bool json_;
+  Json::Value files_;
+  Summary summary_;
+};
+
+}  // namespace
+
+int check(const CheckOptions& options) {
+  Output output(options.json);
+  bool is_all_readable = true;
+  for (const std::string& file : options.files) {
+    Source source;
+    if (const auto trouble = load_source(file, source)) {
+      std::fprintf(stderr, "%s\n", trouble->c_str());
+      is_all_readable = false;
+      continue;
+    }
+    output.add(source, examine(source));
+  }
+  output.finish();
+  if (!is_all_readable) return 2;
+  const Summary& summary = output.summary();
+  return summary.errors > 0 || (options.strict && summary.warnings > 0) ? 1 : 0;
+}

@@ -1,0 +1,17 @@
+#pragma once
+
+// `lanfab check`: what is wrong with configurations.
+
+#include <string>
+#include <vector>
+
+struct CheckOptions {
+  std::vector<std::string> files;  // "-" is standard input
+  bool json = false;
+  bool strict = false;   // warnings count, too
+  bool offline = false;  // do not ask dnsmasq
+};
+
+// Prints the findings. Returns the exit status: 0 without an error, 1 with one, 2 when a file cannot be read or
+// parsed.
+int check(const CheckOptions& options);

@@ -1,0 +1,73 @@
+// The program `lanfab`, for authors of configurations: what a configuration will do before it does it.
+
+#include <syslog.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "companion/check.h"
+#include "companion/explain.h"
+
+// What a run ends with when it cannot do what it was asked.
+constexpr int kTrouble = 2;
+
+constexpr char kInstalledConfiguration[] = "/etc/lanfab/network.json";
+
+namespace {
+
+// The command that was given, once the command line is read.
+using Command = std::function<int()>;
+
+}  // namespace
+
+static void add_check(CLI::App& app, Command& command) {
+  CLI::App* sub = app.add_subcommand("check", "Say what is wrong with a configuration");
+  const auto options = std::make_shared<CheckOptions>();
+  sub->add_option("FILE", options->files, "configurations; - is standard input")
+      ->default_val(std::vector<std::string>{kInstalledConfiguration});
+  sub->add_flag("--strict", options->strict, "fail on warnings, too");
+  sub->add_flag("--offline", options->offline, "do not ask dnsmasq");
+  sub->add_option_function<std::string>(
+         "--format", [options](const std::string& format) { options->json = format == "json"; },
+         "text or json")
+      ->check(CLI::IsMember({"text", "json"}));
+  sub->callback([options, &command] { command = [options] { return check(*options); }; });
+}
+
+static void add_explain(CLI::App& app, Command& command) {
+  CLI::App* sub = app.add_subcommand("explain", "Say what a rule is about, why it hurts and how to mend it");
+  const auto rule = std::make_shared<std::string>();
+  sub->add_option("RULE", *rule, "a rule's name; all rules are listed without one");
+  sub->callback([rule, &command] { command = [rule] { return explain(*rule); }; });
+}
+
+static int run(int argc, char* argv[]) {
+  CLI::App app("Says what a network configuration of cmd_lanfab will do before it does it.", "lanfab");
+  app.set_version_flag("--version", "lanfab " LANFAB_VERSION);
+  app.require_subcommand(1);
+  Command command;
+  add_check(app, command);
+  add_explain(app, command);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : kTrouble;
+  }
+  return command();
+}
+
+int main(int argc, char* argv[]) {
+  // The program's own code, which the rules ask, has nothing to say to this machine's log.
+  setlogmask(LOG_MASK(LOG_EMERG));
+  try {
+    return run(argc, argv);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "lanfab: %s\n", error.what());
+    return kTrouble;
+  }
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+// IPv4 addresses and subnets as numbers.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+using Ipv4 = std::uint32_t;  // in the host's byte order
+
+// The address of a dotted text with four parts; nothing for any other text.
+std::optional<Ipv4> parse_ipv4(const std::string& text);
+
+std::string to_text(Ipv4 address);
+
+struct Subnet {
+  Ipv4 address;  // of the network
+  int prefix;    // 0 to 32
+
+  Ipv4 broadcast() const;
+  bool contains(Ipv4 other) const;
+  bool overlaps(const Subnet& other) const;
+  // Whether the address can be a host's: neither the network's own nor the broadcast address, which subnets
+  // with a prefix of 31 or 32 do not have.
+  bool has_host(Ipv4 other) const;
+};
+
+std::string to_text(const Subnet& subnet);
+
+// The subnet of an address; nothing for a prefix outside 0 to 32.
+std::optional<Subnet> subnet_with(Ipv4 address, int prefix);

@@ -1,0 +1,23 @@
+#pragma once
+
+// The rules of `lanfab check`. A rule is a function from the configuration to findings; a family of rules is a
+// pair of files of this directory, and one table lists all of them.
+
+#include <vector>
+
+#include "companion/rules/site.h"
+#include "companion/source/finding.h"
+#include "companion/source/source.h"
+
+struct Rule {
+  const char* name;
+  // Error: the services refuse it, or what is asked for cannot happen. Warning: it works, but hardly as
+  // intended.
+  Severity severity;
+  void (*examine)(const Site& site, Findings& findings);
+};
+
+const std::vector<Rule>& all_rules();
+
+// What all rules find, in the order of the text.
+std::vector<Finding> examine(const Source& source);

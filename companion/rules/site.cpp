@@ -1,0 +1,142 @@
+#include "companion/rules/site.h"
+
+#include "companion/platform.h"
+#include "config/interface_queries.h"
+#include "config/lookup.h"
+#include "platform/libcmd.h"
+#include "util/json_path.h"
+
+// What the program derives from the configuration.
+static NetworkContext context_of(const Json::Value& root) {
+  set_configuration(root);
+  return NetworkContext(false);
+}
+
+Site::Site(const Source& from) : source(from), root(from.root), context(context_of(root)) {
+  add_ports();
+  add_bridge();
+  add_radios();
+  add_servers();
+}
+
+void Site::add_ports() {
+  for (const std::string name : {"eth0", "eth1"}) {
+    const Json::Value* port = object_at(root, "wired." + name);
+    const Json::Value* network = object_at(root, wired_network_path(name));
+    if (port == nullptr || network == nullptr || !is_enabled(*port)) continue;
+    if (text_at(*network, "mode") != "router") {
+      if (context.passthrough_interface == name) {
+        interfaces.push_back({Interface::Kind::kPassthroughPort, name, "", network});
+      }
+      continue;
+    }
+    if (!context.bridge_enabled || !interface_is_bridged(&context, name)) {
+      interfaces.push_back({Interface::Kind::kPort, name, "", network});
+    }
+    add_vlans(name, *network);
+  }
+}
+
+void Site::add_vlans(const std::string& port, const Json::Value& network) {
+  const Json::Value* vlan = object_at(network, "advanced.vlan");
+  if (vlan == nullptr || !is_enabled(*vlan)) return;
+  for (const Json::Value& entry : array_at(*vlan, "networks")) {
+    int vid = 0;
+    const Json::Value* own = object_at(entry, "network");
+    if (!is_enabled(entry) || !config_get_int(entry, &vid, "vid") || own == nullptr) continue;
+    interfaces.push_back({Interface::Kind::kVlan, port + "." + std::to_string(vid), port, own});
+  }
+}
+
+void Site::add_bridge() {
+  if (!context.bridge_enabled) return;
+  const Json::Value* network = object_at(root, bridge_primary_network_path(&context));
+  if (network != nullptr) interfaces.push_back({Interface::Kind::kBridge, kBridgeName, "", network});
+}
+
+void Site::add_radios() {
+  for (const std::string name : {"wlan0", "wlan1"}) {
+    const bool is_bridged = context.bridge_enabled && interface_is_bridged(&context, name);
+    const Json::Value* access_point = object_at(root, access_point_network_path(name));
+    if (is_wlan_ap_enabled(&context, name.c_str()) && access_point != nullptr && !is_bridged) {
+      interfaces.push_back({Interface::Kind::kAccessPoint, name, "", access_point});
+    }
+    const Json::Value* client = object_at(root, "wireless.wifi." + name + ".client");
+    const Json::Value* network = client != nullptr ? object_at(*client, "network") : nullptr;
+    if (network != nullptr && is_enabled(*client)) {
+      interfaces.push_back({Interface::Kind::kWifiClient, name, "", network});
+    }
+  }
+}
+
+// Whether dnsmasq gets the server of an interface, as far as the interface decides it.
+static bool serves(const NetworkContext* ctx, const Interface& interface) {
+  switch (interface.kind) {
+    case Interface::Kind::kPort:
+      return is_eth_interface_dhcp_enabled(ctx, interface.name.c_str());
+    case Interface::Kind::kVlan:
+      return is_eth_interface_dhcp_enabled(ctx, interface.port.c_str());
+    case Interface::Kind::kBridge:
+    case Interface::Kind::kAccessPoint:
+      return true;
+    case Interface::Kind::kPassthroughPort:
+    case Interface::Kind::kWifiClient:
+      return false;
+  }
+  return false;
+}
+
+void Site::add_servers() {
+  for (const Interface& interface : interfaces) {
+    const Json::Value* dhcp = object_at(*interface.network, "dhcp");
+    if (dhcp == nullptr || !is_enabled(*dhcp)) continue;
+    int prefix = 0;
+    const bool is_complete = text_at(*interface.network, "ipv4") &&
+                             config_get_int(*interface.network, &prefix, "netmask") &&
+                             text_at(*dhcp, "start") && text_at(*dhcp, "end");
+    servers.push_back({&interface, dhcp, is_complete && serves(&context, interface)});
+  }
+}
+
+const Interface* Site::find_interface(const std::string& name) const {
+  for (const Interface& interface : interfaces) {
+    if (interface.name == name) return &interface;
+  }
+  return nullptr;
+}
+
+bool Interface::is_dhcp_client() const {
+  return text_at(*network, "protocol") == "dhcp_client";
+}
+
+std::optional<Ipv4> Interface::address() const {
+  const std::optional<std::string> text = text_at(*network, "ipv4");
+  return text && !is_dhcp_client() ? parse_ipv4(*text) : std::nullopt;
+}
+
+std::optional<Subnet> Interface::subnet() const {
+  const std::optional<Ipv4> own = address();
+  int prefix = 32;
+  config_get_int(*network, &prefix, "netmask");
+  return own ? subnet_with(*own, prefix) : std::nullopt;
+}
+
+std::optional<std::string> text_at(const Json::Value& object, const std::string& path) {
+  std::string text;
+  if (!config_get_string(object, text, path)) return std::nullopt;
+  return text;
+}
+
+const Json::Value& place_of(const Json::Value& object, const std::string& path) {
+  const Json::Value* value = find_path(object, path);
+  return value != nullptr ? *value : object;
+}
+
+std::vector<const Json::Value*> fixed_leases(const DhcpServer& server) {
+  std::vector<const Json::Value*> leases;
+  if (!is_true(*server.dhcp, "mac_binding.enable")) return leases;
+  for (const Json::Value& device : array_at(*server.dhcp, "mac_binding.devices")) {
+    if (is_enabled(device)) leases.push_back(&device);
+  }
+  return leases;
+}

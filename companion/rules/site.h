@@ -1,0 +1,70 @@
+#pragma once
+
+// What a configuration makes of the gateway: the interfaces that it sets up and the DHCP servers on them. The
+// rules ask here, so that each of them judges only what has an effect. The program's own code decides what has.
+
+#include <json/json.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "companion/rules/ipv4.h"
+#include "companion/source/source.h"
+#include "config/network_context.h"
+
+// An interface with an address of its own.
+struct Interface {
+  enum class Kind { kPort, kPassthroughPort, kVlan, kBridge, kAccessPoint, kWifiClient };
+
+  Kind kind;
+  std::string name;            // eth0, eth0.20, br-lan, wlan0
+  std::string port;            // of a VLAN, the port that carries it
+  const Json::Value* network;  // its "network" object; never null
+
+  bool is_dhcp_client() const;
+  // The static address, and its subnet; nothing while it is missing or invalid, and for a DHCP client.
+  std::optional<Ipv4> address() const;
+  std::optional<Subnet> subnet() const;
+};
+
+// A DHCP server that is enabled on such an interface.
+struct DhcpServer {
+  const Interface* interface;
+  const Json::Value* dhcp;  // its "dhcp" object; never null
+  // Whether dnsmasq gets a section for it.
+  bool is_served;
+};
+
+class Site {
+ public:
+  // `source` must outlive the site.
+  explicit Site(const Source& source);
+  Site(const Site&) = delete;
+  Site& operator=(const Site&) = delete;
+
+  const Source& source;
+  const Json::Value& root;
+  NetworkContext context;
+  std::vector<Interface> interfaces;
+  std::vector<DhcpServer> servers;
+
+  // The interface of this name; null when there is none with an address of its own.
+  const Interface* find_interface(const std::string& name) const;
+
+ private:
+  void add_ports();
+  void add_vlans(const std::string& port, const Json::Value& network);
+  void add_bridge();
+  void add_radios();
+  void add_servers();
+};
+
+// The text at the dotted path below `object`; nothing when it is missing or no text.
+std::optional<std::string> text_at(const Json::Value& object, const std::string& path);
+
+// The value at the dotted path below `object` itself, to point at; `object` when it is missing.
+const Json::Value& place_of(const Json::Value& object, const std::string& path);
+
+// The elements of a server's "mac_binding.devices" that are enabled; none while the bindings are not.
+std::vector<const Json::Value*> fixed_leases(const DhcpServer& server);

@@ -1,0 +1,86 @@
+#include "companion/source/report.h"
+
+#include <algorithm>
+
+#include "libcmd/configuration_text.h"
+
+const char* word_for(Severity severity) {
+  return severity == Severity::kError ? "error" : "warning";
+}
+
+// `text` in the colour of an SGR code, if wanted.
+static std::string styled(const std::string& text, const char* code, bool colour) {
+  return colour ? std::string("\033[") + code + "m" + text + "\033[0m" : text;
+}
+
+// What a terminal would take for a command of its own, or cannot show, becomes a question mark.
+static std::string printable(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](unsigned char c) { return (c < 0x20 && c != '\t') || c == 0x7f; }, '?');
+  return text;
+}
+
+// The line of the place and a caret under it. Every character in front of the caret keeps its width: a tab
+// stays one, and of the bytes of a character in UTF-8 only the first counts.
+static std::string excerpt_at(const std::string& text, std::ptrdiff_t offset, bool colour) {
+  const auto place = static_cast<std::size_t>(offset);
+  const std::size_t before = place == 0 ? std::string::npos : text.rfind('\n', place - 1);
+  const std::size_t begin = before == std::string::npos ? 0 : before + 1;
+  const std::string line = text.substr(begin, std::min(text.find('\n', place), text.size()) - begin);
+  std::string indent;
+  for (std::size_t i = 0; i < place - begin; ++i) {
+    if (line[i] == '\t') {
+      indent += '\t';
+    } else if ((static_cast<unsigned char>(line[i]) & 0xc0) != 0x80) {
+      indent += ' ';
+    }
+  }
+  return "    " + printable(line) + "\n    " + indent + styled("^", "1;32", colour) + "\n";
+}
+
+void count(const std::vector<Finding>& findings, Summary& summary) {
+  ++summary.files;
+  for (const Finding& finding : findings)
+    ++(finding.severity == Severity::kError ? summary.errors : summary.warnings);
+}
+
+std::string text_report(const Source& source, const std::vector<Finding>& findings, bool excerpt,
+                        bool colour) {
+  std::string report;
+  for (const Finding& finding : findings) {
+    const Position position = position_of(source.text, finding.offset);
+    const std::string place =
+        source.name + ":" + std::to_string(position.line) + ":" + std::to_string(position.column) + ": ";
+    const std::string word = std::string(word_for(finding.severity)) + ": ";
+    report += styled(place, "1", colour);
+    report += styled(word, finding.severity == Severity::kError ? "1;31" : "1;35", colour);
+    report += printable(finding.message) + " [" + finding.rule + "]\n";
+    if (excerpt) report += excerpt_at(source.text, finding.offset, colour);
+  }
+  return report;
+}
+
+static std::string counted(std::size_t number, const char* noun) {
+  return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
+}
+
+std::string text_of(const Summary& summary) {
+  return counted(summary.errors, "error") + " and " + counted(summary.warnings, "warning") + " in " +
+         counted(summary.files, "file");
+}
+
+Json::Value json_report(const Source& source, const std::vector<Finding>& findings) {
+  Json::Value report(Json::objectValue);
+  report["file"] = source.name;
+  Json::Value& list = report["findings"] = Json::Value(Json::arrayValue);
+  for (const Finding& finding : findings) {
+    const Position position = position_of(source.text, finding.offset);
+    Json::Value& entry = list.append(Json::Value(Json::objectValue));
+    entry["line"] = position.line;
+    entry["column"] = position.column;
+    entry["severity"] = word_for(finding.severity);
+    entry["rule"] = finding.rule;
+    entry["message"] = finding.message;
+  }
+  return report;
+}

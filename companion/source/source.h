@@ -1,0 +1,22 @@
+#pragma once
+
+// A configuration to be examined: its text, and the tree that it parses to.
+
+#include <json/json.h>
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+struct Source {
+  std::string name;  // as messages show it
+  std::string text;
+  Json::Value root;  // each value knows its offset in the text
+};
+
+// Loads a file; "-" is standard input. Returns nothing, or a message that says why the configuration cannot be
+// examined, and where.
+std::optional<std::string> load_source(const std::string& file, Source& source);
+
+// The offset of the key of an object's member, given the offset of its value.
+std::ptrdiff_t key_offset(const std::string& text, std::ptrdiff_t value_offset);
