@@ -1,16 +1,80 @@
 #include "companion/rules/rules.h"
 
 #include <algorithm>
+#include <unordered_set>
 
+#include "companion/rules/bridge.h"
+#include "companion/rules/gre.h"
 #include "companion/rules/leases.h"
+#include "companion/rules/names.h"
 #include "companion/rules/texts.h"
+#include "companion/rules/vlans.h"
+#include "companion/rules/wireguard.h"
 
+constexpr char kTextRefused[] = "text-refused";
+
+// In the order of docs/checks.md.
 const std::vector<Rule>& all_rules() {
   static const std::vector<Rule> kRules = {
+      {kTextRefused, Severity::kError, text_refused},
+
       {"lease-address-twice", Severity::kError, lease_address_twice},
-      {"text-refused", Severity::kError, text_refused},
+
+      {"bridge-member-unknown", Severity::kError, bridge_member_unknown},
+      {"bridge-member-not-a-name", Severity::kError, bridge_member_not_a_name},
+      {"bridge-member-twice", Severity::kWarning, bridge_member_twice},
+      {"bridge-member-passthrough", Severity::kError, bridge_member_passthrough},
+      {"bridge-member-disabled", Severity::kWarning, bridge_member_disabled},
+      {"bridge-primary-missing", Severity::kError, bridge_primary_missing},
+      {"bridge-primary-not-a-member", Severity::kWarning, bridge_primary_not_a_member},
+      {"bridge-primary-without-network", Severity::kError, bridge_primary_without_network},
+
+      {"vlan-id-missing", Severity::kError, vlan_id_missing},
+      {"vlan-id-out-of-range", Severity::kError, vlan_id_out_of_range},
+      {"vlan-id-twice", Severity::kError, vlan_id_twice},
+      {"vlan-without-network", Severity::kError, vlan_without_network},
+      {"interface-name-too-long", Severity::kError, interface_name_too_long},
+
+      {"tunnel-without-inner-address", Severity::kError, tunnel_without_inner_address},
+      {"tunnel-address-malformed", Severity::kError, tunnel_address_malformed},
+      {"tunnel-netmask-out-of-range", Severity::kError, tunnel_netmask_out_of_range},
+      {"tunnel-without-remote", Severity::kWarning, tunnel_without_remote},
+      {"tunnel-twice", Severity::kError, tunnel_twice},
+      {"tunnel-network-malformed", Severity::kError, tunnel_network_malformed},
+      {"tunnel-network-host-bits", Severity::kWarning, tunnel_network_host_bits},
+      {"tunnel-incoming-gateway", Severity::kError, tunnel_incoming_gateway},
+      {"tunnel-dynamic-without-cell", Severity::kWarning, tunnel_dynamic_without_cell},
+
+      {"wireguard-public-key", Severity::kError, wireguard_public_key},
+      {"wireguard-preshared-key", Severity::kError, wireguard_preshared_key},
+      {"wireguard-address", Severity::kError, wireguard_address},
+      {"wireguard-allowed-ips", Severity::kError, wireguard_allowed_ips},
+      {"wireguard-endpoint", Severity::kError, wireguard_endpoint},
+      {"wireguard-keep-alive", Severity::kError, wireguard_keep_alive},
+
+      {"name-server-malformed", Severity::kError, name_server_malformed},
+      {"name-server-none", Severity::kWarning, name_server_none},
+      {"name-source-unknown", Severity::kWarning, name_source_unknown},
+      {"host-incomplete", Severity::kError, host_incomplete},
+      {"host-address-malformed", Severity::kError, host_address_malformed},
+      {"host-name-invalid", Severity::kWarning, host_name_invalid},
+      {"host-name-twice", Severity::kWarning, host_name_twice},
+      {"radio-two-roles", Severity::kError, radio_two_roles},
+
   };
   return kRules;
+}
+
+// What the host platform refuses is judged by no other rule.
+static void keep_refusals_alone(std::vector<Finding>& found) {
+  std::unordered_set<std::ptrdiff_t> refused;
+  for (const Finding& finding : found) {
+    if (finding.rule == kTextRefused) refused.insert(finding.offset);
+  }
+  const auto is_judged_twice = [&](const Finding& finding) {
+    return finding.rule != kTextRefused && refused.count(finding.offset) != 0;
+  };
+  found.erase(std::remove_if(found.begin(), found.end(), is_judged_twice), found.end());
 }
 
 std::vector<Finding> examine(const Source& source) {
@@ -20,6 +84,7 @@ std::vector<Finding> examine(const Source& source) {
     Findings findings(rule.name, rule.severity, found);
     rule.examine(site, findings);
   }
+  keep_refusals_alone(found);
   std::stable_sort(found.begin(), found.end(),
                    [](const Finding& a, const Finding& b) { return a.offset < b.offset; });
   return found;

@@ -21,10 +21,9 @@ Site::Site(const Source& from) : source(from), root(from.root), context(context_
 
 void Site::add_ports() {
   for (const std::string name : {"eth0", "eth1"}) {
-    const Json::Value* port = object_at(root, "wired." + name);
     const Json::Value* network = object_at(root, wired_network_path(name));
-    if (port == nullptr || network == nullptr || !is_enabled(*port)) continue;
-    if (text_at(*network, "mode") != "router") {
+    if (network == nullptr || !is_true(root, "wired." + name + ".enable")) continue;
+    if (!is_router_port(name)) {
       if (context.passthrough_interface == name) {
         interfaces.push_back({Interface::Kind::kPassthroughPort, name, "", network});
       }
@@ -105,6 +104,11 @@ const Interface* Site::find_interface(const std::string& name) const {
   return nullptr;
 }
 
+bool Site::is_router_port(const std::string& name) const {
+  return is_true(root, "wired." + name + ".enable") &&
+         text_at(root, wired_network_path(name) + ".mode") == "router";
+}
+
 bool Interface::is_dhcp_client() const {
   return text_at(*network, "protocol") == "dhcp_client";
 }
@@ -125,6 +129,10 @@ std::optional<std::string> text_at(const Json::Value& object, const std::string&
   std::string text;
   if (!config_get_string(object, text, path)) return std::nullopt;
   return text;
+}
+
+std::string quoted(const std::string& text) {
+  return '"' + text + '"';
 }
 
 const Json::Value& place_of(const Json::Value& object, const std::string& path) {

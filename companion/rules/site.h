@@ -52,6 +52,9 @@ class Site {
   // The interface of this name; null when there is none with an address of its own.
   const Interface* find_interface(const std::string& name) const;
 
+  // Whether "eth0" or "eth1" is an enabled LAN port, be it a member of the bridge or not.
+  bool is_router_port(const std::string& name) const;
+
  private:
   void add_ports();
   void add_vlans(const std::string& port, const Json::Value& network);
@@ -62,6 +65,9 @@ class Site {
 
 // The text at the dotted path below `object`; nothing when it is missing or no text.
 std::optional<std::string> text_at(const Json::Value& object, const std::string& path);
+
+// The text in quotes, as a message names what a configuration calls something.
+std::string quoted(const std::string& text);
 
 // The value at the dotted path below `object` itself, to point at; `object` when it is missing.
 const Json::Value& place_of(const Json::Value& object, const std::string& path);

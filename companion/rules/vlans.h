@@ -1,0 +1,12 @@
+#pragma once
+
+// VLANs, and the names of the interfaces that a configuration makes up.
+
+#include "companion/rules/site.h"
+#include "companion/source/finding.h"
+
+void vlan_id_missing(const Site& site, Findings& findings);
+void vlan_id_out_of_range(const Site& site, Findings& findings);
+void vlan_id_twice(const Site& site, Findings& findings);
+void vlan_without_network(const Site& site, Findings& findings);
+void interface_name_too_long(const Site& site, Findings& findings);
