@@ -19,9 +19,8 @@ install(FILES ${packaging}/dnsmasq.service.conf DESTINATION ${unit_dir}/dnsmasq.
 install(FILES ${packaging}/tmpfiles.conf DESTINATION lib/tmpfiles.d RENAME lanfab.conf)
 install(FILES ${packaging}/sysusers.conf DESTINATION lib/sysusers.d RENAME lanfab.conf)
 
-install(FILES docs/man/cmd_lanfab.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
-install(FILES docs/integration.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTERN network.json)
+# A component of its own, so that an image can do without it and a test can install it alone.
+include(cmake/documentation.cmake)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT "lanfab maintainers <maintainers@lanfab.example>")

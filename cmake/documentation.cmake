@@ -1,0 +1,16 @@
+# The documents that are installed. They are laid out as in the source, so that their links work.
+set(doc ${CMAKE_INSTALL_DOCDIR})
+
+# The index ends with the pages that stay in the source.
+file(READ docs/README.md index)
+string(REGEX REPLACE "\n## In the source\n.*" "" index "${index}")
+file(CONFIGURE OUTPUT documentation/README.md CONTENT "${index}" @ONLY)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS docs/README.md)
+
+install(FILES ${PROJECT_BINARY_DIR}/documentation/README.md
+  docs/configuration.md docs/files.md docs/integration.md docs/security.md
+  DESTINATION ${doc}/docs COMPONENT documentation)
+install(FILES CHANGELOG.md DESTINATION ${doc} COMPONENT documentation)
+install(DIRECTORY examples DESTINATION ${doc} COMPONENT documentation
+  FILES_MATCHING PATTERN network.json PATTERN README.md)
+install(FILES docs/man/cmd_lanfab.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT documentation)
