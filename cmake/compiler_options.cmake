@@ -27,6 +27,8 @@ if(CMAKE_BUILD_TYPE STREQUAL Release)
   set(CMAKE_CXX_FLAGS_RELEASE "-Os -DNDEBUG")
   set(CMAKE_INTERPROCEDURAL_OPTIMIZATION ON)
   add_compile_options(-ffunction-sections -fdata-sections -fstack-protector-strong)
+  # The same bytes in whichever directory it is built.
+  add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
   add_compile_definitions(_FORTIFY_SOURCE=2)
   add_link_options(-Wl,--gc-sections -Wl,-z,relro,-z,now -Wl,--as-needed)
 endif()

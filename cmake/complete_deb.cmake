@@ -1,6 +1,21 @@
 # CPack runs this on the files to be packed, to add what Debian expects in a package and an image does not.
+set(debian ${CPACK_LANFAB_SOURCE}/packaging/debian)
 set(usr ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/usr)
 set(doc ${usr}/share/doc/${CPACK_PACKAGE_NAME})
-file(COPY ${CPACK_LANFAB_DEBIAN_FILES}/copyright ${CPACK_LANFAB_DEBIAN_FILES}/changelog DESTINATION ${doc})
+file(COPY ${debian}/copyright ${debian}/changelog DESTINATION ${doc}
+  FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
 file(GLOB manual_pages ${usr}/share/man/man*/*)
 execute_process(COMMAND gzip --best --no-name ${doc}/changelog ${manual_pages} COMMAND_ERROR_IS_FATAL ANY)
+
+# The time of all files in the package, so that the same source gives the same bytes: that of the last commit,
+# outside git that of the last entry of Debian's changelog.
+if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
+  # The path leaves out a repository that only contains a copy of the source.
+  execute_process(COMMAND git log -1 --format=%ct -- . WORKING_DIRECTORY ${CPACK_LANFAB_SOURCE}
+    OUTPUT_VARIABLE time OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
+  if(NOT time)
+    execute_process(COMMAND dpkg-parsechangelog --file ${debian}/changelog --show-field Timestamp
+      OUTPUT_VARIABLE time OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+  endif()
+  set(ENV{SOURCE_DATE_EPOCH} ${time})
+endif()

@@ -25,15 +25,16 @@ include(cmake/documentation.cmake)
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT "lanfab maintainers <maintainers@lanfab.example>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "network configuration of a gateway for systemd-networkd and dnsmasq")
+# CPack indents the lines.
 set(CPACK_PACKAGE_DESCRIPTION "Turns one JSON object into the units of systemd-networkd and the files of
- dnsmasq, undoes what the previous run left in the kernel and restarts both
- services.")
+dnsmasq, undoes what the previous run left in the kernel and restarts both
+services.")
 # With DESTDIR, so that the service contains the program's final path.
 set(CPACK_SET_DESTDIR ON)
 set(CPACK_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/complete_deb.cmake)
-set(CPACK_LANFAB_DEBIAN_FILES ${debian})
+set(CPACK_LANFAB_SOURCE ${PROJECT_SOURCE_DIR})
 
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
@@ -42,7 +43,7 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${debian}/postinst ${debian}/prerm ${debi
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 # Written by hand: dpkg-shlibdeps knows only the packages of the build machine.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6 (>= 2.34), libgcc-s1 (>= 3.3.1), libjsoncpp25 (>= 1.9.5), \
-libsqlite3-0 (>= 3.5.9), libstdc++6 (>= 11), dnsmasq, iproute2, systemd")
+libsqlite3-0 (>= 3.5.9), libstdc++6 (>= 11), dnsmasq, iproute2, systemd, udev")
 if(CMAKE_SYSTEM_PROCESSOR STREQUAL "armv7l")
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
 endif()
