@@ -32,7 +32,7 @@ class Output {
   void finish() const {
     if (json_) {
       std::printf("%s\n", Json::writeString(Json::StreamWriterBuilder(), files_).c_str());
-    } else {
+    } else if (summary_.files > 0) {
       std::printf("%s\n", text_of(summary_).c_str());
     }
   }

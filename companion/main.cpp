@@ -3,7 +3,10 @@
 #include <syslog.h>
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <functional>
 #include <memory>
@@ -36,6 +39,7 @@ static void add_check(CLI::App& app, Command& command) {
          "--format", [options](const std::string& format) { options->json = format == "json"; },
          "text or json")
       ->check(CLI::IsMember({"text", "json"}));
+  sub->footer("Example: lanfab check --strict network.json");
   sub->callback([options, &command] { command = [options] { return check(*options); }; });
 }
 
@@ -43,6 +47,7 @@ static void add_explain(CLI::App& app, Command& command) {
   CLI::App* sub = app.add_subcommand("explain", "Say what a rule is about, why it hurts and how to mend it");
   const auto rule = std::make_shared<std::string>();
   sub->add_option("RULE", *rule, "a rule's name; all rules are listed without one");
+  sub->footer("Example: lanfab explain lease-address-twice");
   sub->callback([rule, &command] { command = [rule] { return explain(*rule); }; });
 }
 
@@ -61,11 +66,20 @@ static int run(int argc, char* argv[]) {
   return command();
 }
 
+// Whether everything reached standard output: a full disk and a reader that has gone show at the latest now.
+static bool is_output_complete() {
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return true;
+  std::fprintf(stderr, "lanfab: error writing standard output: %s\n", std::strerror(errno));
+  return false;
+}
+
 int main(int argc, char* argv[]) {
+  signal(SIGPIPE, SIG_IGN);
   // The program's own code, which the rules ask, has nothing to say to this machine's log.
   setlogmask(LOG_MASK(LOG_EMERG));
   try {
-    return run(argc, argv);
+    const int status = run(argc, argv);
+    return is_output_complete() ? status : kTrouble;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "lanfab: %s\n", error.what());
     return kTrouble;

@@ -1,0 +1,128 @@
+#!/usr/bin/env python3
+"""Tests what `lanfab check` does when there is nothing to judge. The program is the first argument."""
+
+import json
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+LANFAB = os.path.abspath(sys.argv.pop(1))
+# Of root, who otherwise may read everything.
+WITHOUT_PRIVILEGES = ("setpriv", "--bounding-set=-dac_override,-dac_read_search")
+
+
+class Trouble(unittest.TestCase):
+    def setUp(self):
+        directory = tempfile.TemporaryDirectory()
+        self.addCleanup(directory.cleanup)
+        self.directory = pathlib.Path(directory.name)
+
+    def lay(self, text, name="network.json"):
+        (self.directory / name).write_text(text, encoding="utf-8")
+
+    def run_lanfab(self, *arguments, before=(), **options):
+        return subprocess.run([*before, LANFAB, *arguments], cwd=self.directory, text=True, check=False,
+                              **{"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options})
+
+    def assert_trouble(self, done, message):
+        self.assertEqual((done.returncode, done.stderr), (2, message + "\n"))
+
+    def test_no_command(self):
+        done = self.run_lanfab()
+        self.assertEqual(done.returncode, 2)
+        self.assertIn("A subcommand is required", done.stderr)
+
+    def test_unknown_command_and_option(self):
+        for arguments in (["chek"], ["--cheque"], ["check", "--stricter"], ["check", "--format", "xml"]):
+            with self.subTest(arguments):
+                done = self.run_lanfab(*arguments)
+                self.assertEqual((done.returncode, done.stdout), (2, ""))
+                self.assertIn("--help", done.stderr)
+
+    def test_help_and_version(self):
+        for arguments in (["--help"], ["--version"], ["check", "--help"], ["explain", "--help"]):
+            with self.subTest(arguments):
+                done = self.run_lanfab(*arguments)
+                self.assertEqual((done.returncode, done.stderr), (0, ""))
+                self.assertLessEqual(len(done.stdout.splitlines()), 24)
+
+    def test_files_that_cannot_be_read(self):
+        self.assert_trouble(self.run_lanfab("check", "none.json"), "none.json: No such file or directory")
+        self.assert_trouble(self.run_lanfab("check", "."), ".: Is a directory")
+
+    def test_a_file_that_may_not_be_read(self):
+        self.lay("{}")
+        (self.directory / "network.json").chmod(0)
+        before = WITHOUT_PRIVILEGES if os.geteuid() == 0 else ()
+        self.assert_trouble(self.run_lanfab("check", "network.json", before=before),
+                            "network.json: Permission denied")
+
+    def test_malformed_json(self):
+        self.lay('{\n  "wired": {"eth0" true}\n}\n')
+        self.assert_trouble(self.run_lanfab("check", "network.json"),
+                            "network.json:2:20: error: Missing ':' after object member name")
+        self.lay("[]")
+        self.assert_trouble(self.run_lanfab("check", "network.json"),
+                            "network.json:1:1: error: the configuration is not an object")
+
+    def test_much_json(self):
+        self.lay('{"a": "' + 50_000_000 * "x" + '"}')
+        self.assert_trouble(self.run_lanfab("check", "network.json"),
+                            "network.json: the configuration is larger than 4 MB")
+
+    def test_deep_json(self):
+        for level in ("[", '{"a":'):
+            with self.subTest(level):
+                self.lay('{"a":' + 100_000 * level)
+                done = self.run_lanfab("check", "network.json")
+                self.assertEqual(done.returncode, 2)
+                self.assertRegex(done.stderr, r"\Anetwork\.json:1:1: error: [^\n]+\n\Z")
+
+    def test_the_other_files_are_checked_all_the_same(self):
+        self.lay("{}")
+        done = self.run_lanfab("check", "--offline", "none.json", "network.json")
+        self.assert_trouble(done, "none.json: No such file or directory")
+        self.assertEqual(done.stdout, "0 errors and 0 warnings in 1 file\n")
+
+    def test_standard_input(self):
+        done = self.run_lanfab("check", "--offline", "-", input='{"dns": {"static": ["x"]}}')
+        self.assertEqual((done.returncode, done.stderr), (1, ""))
+        self.assertTrue(done.stdout.startswith("<stdin>:1:21: error: "))
+
+    def test_strict(self):
+        self.lay('{"dns": {"source": "ISP"}}')
+        self.assertEqual(self.run_lanfab("check", "--offline", "network.json").returncode, 0)
+        self.assertEqual(self.run_lanfab("check", "--offline", "--strict", "network.json").returncode, 1)
+
+    def test_json_for_machines(self):
+        self.lay('{"dns": {"source": "ISP"}}')
+        done = self.run_lanfab("check", "--offline", "--format", "json", "network.json")
+        self.assertEqual(json.loads(done.stdout), [{"file": "network.json", "findings": [
+            {"line": 1, "column": 20, "severity": "warning", "rule": "name-source-unknown",
+             "message": 'the source is "isp" or "static"; "ISP" counts as "static"'}]}])
+
+    def test_a_full_disk(self):
+        self.lay("{}")
+        with open("/dev/full", "w", encoding="utf-8") as full:
+            for arguments in (["check", "--offline", "network.json"], ["explain"]):
+                with self.subTest(arguments):
+                    self.assert_trouble(self.run_lanfab(*arguments, stdout=full),
+                                        "lanfab: error writing standard output: No space left on device")
+
+    def test_a_reader_that_has_gone(self):
+        read_end, write_end = os.pipe()
+        os.close(read_end)
+        with os.fdopen(write_end, "w") as closed:
+            self.assert_trouble(self.run_lanfab("explain", stdout=closed),
+                                "lanfab: error writing standard output: Broken pipe")
+
+    def test_no_such_rule(self):
+        self.assert_trouble(self.run_lanfab("explain", "lease"),
+                            'lanfab: there is no rule "lease"; `lanfab explain` lists them')
+
+
+if __name__ == "__main__":
+    unittest.main()
