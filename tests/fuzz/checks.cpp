@@ -1,0 +1,46 @@
+// A configuration through every rule of `lanfab check`: the input itself when it begins as JSON does, otherwise
+// one over all paths, drawn from its bytes. Whatever it is, each finding has a place in the text and a message
+// of one line, and the reports can be made.
+
+#include <json/json.h>
+#include <syslog.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "check.h"
+#include "companion/rules/rules.h"
+#include "companion/source/report.h"
+#include "companion/source/source.h"
+#include "generator.h"
+#include "libcmd/configuration_text.h"
+
+static std::string text_from(const std::uint8_t* data, std::size_t size) {
+  const std::string text(data, data + size);
+  if (!text.empty() && text.front() == '{') return text;
+  Generator generator(data, size);
+  return Json::writeString(Json::StreamWriterBuilder(), generator.value("@network"));
+}
+
+static void check_finding(const Source& source, const Finding& finding) {
+  check(finding.offset >= 0 && static_cast<std::size_t>(finding.offset) < source.text.size(),
+        "a finding has its place in the text");
+  check(!finding.message.empty(), "a finding has a message");
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  setlogmask(LOG_MASK(LOG_EMERG));
+  Source source{"network.json", text_from(data, size), {}};
+  if (parse_configuration(source.text, source.root)) return 0;
+  const std::vector<Finding> findings = examine(source);
+  for (const Finding& finding : findings)
+    check_finding(source, finding);
+  const std::string report = text_report(source, findings, false, false);
+  check(static_cast<std::size_t>(std::count(report.begin(), report.end(), '\n')) == findings.size(),
+        "a finding is one line");
+  text_report(source, findings, true, true);
+  check(json_report(source, findings)["findings"].size() == findings.size(), "a finding is one entry");
+  return 0;
+}
