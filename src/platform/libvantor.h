@@ -4,7 +4,8 @@
 
 #include <cstddef>
 
-// Formats a shell command line and runs it; returns the shell's wait status.
+// Formats a line of any length, has /bin/sh run it and waits for that. Returns the shell's wait status; -1
+// when it cannot be started.
 int qelsys(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 // Non-zero when something exists at `path`.
@@ -17,7 +18,7 @@ int delete_file(const char* path);
 // with an empty buffer. A value that does not fit with its terminator is a failure.
 int read_var_file(const char* path, char* buffer, std::size_t size);
 
-// Ask systemd for the service; 0 on success.
+// Ask systemd for the service and wait for the outcome; 0 on success.
 int execute_systemctl_start(const char* service);
 int execute_systemctl_restart(const char* service);
 
@@ -45,6 +46,7 @@ int netmask_to_cidr(const char* netmask);
 // (24 bytes). Returns 0; -1 with an empty text when the address or the prefix is invalid.
 int get_cidr_subnet(const char* address, int prefix, char* buffer);
 
-// Resolves a dotted address or a host name to dotted IPv4 text of at most `size` characters, not counting the
-// terminator. Returns 0 on success. This program always passes 0 for the last two.
+// Resolves a dotted address or a host name to dotted IPv4 text of at most `size` characters in `buffer`,
+// which has one byte more for the terminator. Returns 0 on success. This program always passes 0 for the
+// last two.
 int domain_ip_to_ip_str(const char* name, char* buffer, int size, int, int);

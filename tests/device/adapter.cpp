@@ -1,0 +1,1 @@
+#include "../../packaging/adapter/c_linkage.h"

@@ -1,0 +1,101 @@
+#!/usr/bin/env python3
+"""Tests `scripts/check-binary libraries` on libraries that export what the program was built to import.
+
+Usage: check_libraries_test.py CHECK_BINARY PLATFORM_DIRECTORY OBJECT...
+
+The objects are the program's, before it is linked with the libraries in PLATFORM_DIRECTORY.
+"""
+
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+CHECK_BINARY, PLATFORM_DIRECTORY, *OBJECTS = sys.argv[1:]
+LIBRARIES = ("libcmd", "libsysdb", "libvantor")
+
+
+def symbols(which, *files):
+    """Returns the symbols that nm prints for the option `which`."""
+    command = ["nm", "--extern-only", "--format=just-symbols", which, *files]
+    listed = subprocess.run(command, check=True, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+    return {line for line in listed.stdout.splitlines() if line and not line.endswith(":")}
+
+
+def imports():
+    """Returns the symbols that the program imports, by library."""
+    undefined = symbols("--undefined-only", *OBJECTS)
+    return {
+        library: undefined & symbols("--defined-only", f"{PLATFORM_DIRECTORY}/{library}.a")
+        for library in LIBRARIES
+    }
+
+
+def make_libraries(directory, exports):
+    for library, names in exports.items():
+        source = "".join(f"void {name}(void) {{}}\n" for name in sorted(names))
+        command = ["cc", "-shared", "-fPIC", "-x", "c", "-", "-o", f"{directory}/{library}.so"]
+        subprocess.run(command, check=True, input=source, text=True)
+
+
+def check(exports):
+    """Returns the exit status and the complaints about libraries with these exports."""
+    with tempfile.TemporaryDirectory() as directory:
+        make_libraries(directory, exports)
+        command = [CHECK_BINARY, "libraries", directory]
+        done = subprocess.run(command, check=False, stderr=subprocess.PIPE, text=True)
+        return done.returncode, done.stderr.replace(directory + "/", "")
+
+
+class CheckLibraries(unittest.TestCase):
+    def setUp(self):
+        self.exports = imports()
+
+    def replace(self, library, symbol, *others):
+        self.exports[library].remove(symbol)
+        self.exports[library].update(others)
+
+    def test_all_symbols_are_there(self):
+        self.assertEqual(check(self.exports), (0, ""))
+
+    def test_a_function_may_be_in_another_library(self):
+        self.replace("libvantor", "_Z11file_existsPKc")
+        self.exports["libcmd"].add("_Z11file_existsPKc")
+        self.assertEqual(check(self.exports), (0, ""))
+
+    def test_a_symbol_that_is_left_out_is_named(self):
+        self.replace("libsysdb", "_Z14sysdb_read_intiPKcPi")
+        complaint = "libsysdb.so has no _Z14sysdb_read_intiPKcPi, sysdb_read_int(int, char const*, int*)\n"
+        self.assertEqual(check(self.exports), (1, complaint))
+
+    def test_empty_libraries_lack_all_that_the_program_imports(self):
+        status, complaints = check({library: {library} for library in LIBRARIES})
+        self.assertEqual(status, 1)
+        named = re.findall(r"^(\w+)\.so has no (\w+), ", complaints, re.MULTILINE)
+        imported = [(library, name) for library, names in self.exports.items() for name in names]
+        self.assertCountEqual(named, imported)
+
+    def test_c_linkage_is_seen(self):
+        self.replace("libvantor", "_Z11file_existsPKc", "file_exists")
+        complaint = (
+            "libvantor.so has no _Z11file_existsPKc, file_exists(char const*), "
+            "but file_exists with C linkage: packaging/adapter can call it\n"
+        )
+        self.assertEqual(check(self.exports), (1, complaint))
+
+    def test_other_parameters_are_shown(self):
+        self.replace("libvantor", "_Z15netmask_to_cidrPKc", "_Z15netmask_to_cidrPc", "_Z15netmask_to_cidrv")
+        status, complaint = check(self.exports)
+        self.assertEqual(status, 1)
+        name, *others = complaint.rstrip().split(", but ")
+        self.assertEqual(name, "libvantor.so has no _Z15netmask_to_cidrPKc, netmask_to_cidr(char const*)")
+        self.assertCountEqual(others[0].split(" and "), ["netmask_to_cidr(char*)", "netmask_to_cidr()"])
+
+    def test_a_library_that_is_missing_is_named(self):
+        del self.exports["libsysdb"]
+        self.assertEqual(check(self.exports), (1, "libsysdb.so is missing\n"))
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
