@@ -42,6 +42,12 @@ std::string to_text(const Subnet& subnet) {
   return to_text(subnet.address) + "/" + std::to_string(subnet.prefix);
 }
 
+std::string obstacle(const Subnet& subnet, Ipv4 address) {
+  if (!subnet.contains(address)) return to_text(address) + " is outside " + to_text(subnet);
+  const char* kind = address == subnet.address ? "network" : "broadcast";
+  return to_text(address) + " is the " + kind + " address of " + to_text(subnet);
+}
+
 std::optional<Subnet> subnet_with(Ipv4 address, int prefix) {
   if (prefix < 0 || prefix > 32) return std::nullopt;
   return Subnet{address & netmask(prefix), prefix};

@@ -27,5 +27,9 @@ struct Subnet {
 
 std::string to_text(const Subnet& subnet);
 
+// Why an address that is no host's is none: "192.168.2.9 is outside 192.168.1.0/24", or that it is the
+// network's own or the broadcast address.
+std::string obstacle(const Subnet& subnet, Ipv4 address);
+
 // The subnet of an address; nothing for a prefix outside 0 to 32.
 std::optional<Subnet> subnet_with(Ipv4 address, int prefix);

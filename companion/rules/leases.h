@@ -1,8 +1,13 @@
 #pragma once
 
-// DHCP servers: their fixed leases, their ranges, their lease times.
+// The fixed leases of the DHCP servers: devices that are given an address by their hardware address.
 
 #include "companion/rules/site.h"
 #include "companion/source/finding.h"
 
 void lease_address_twice(const Site& site, Findings& findings);
+void lease_address_malformed(const Site& site, Findings& findings);
+void lease_address_unusable(const Site& site, Findings& findings);
+void lease_mac_malformed(const Site& site, Findings& findings);
+void lease_mac_twice(const Site& site, Findings& findings);
+void lease_by_name(const Site& site, Findings& findings);

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cctype>
-#include <string_view>
 #include <unordered_map>
 
+#include "companion/rules/host_name.h"
 #include "config/interface_queries.h"
 #include "config/lookup.h"
 
@@ -52,22 +52,6 @@ void host_address_malformed(const Site& site, Findings& findings) {
     if (address.empty() || parse_ipv4(address)) return;
     findings.add(place_of(host, "ipv4"), quoted(address) + " is not an IPv4 address");
   });
-}
-
-// Whether DNS allows the name as that of a host: labels of letters, digits and hyphens between dots.
-static bool is_host_name(std::string_view name) {
-  if (name.size() > 253) return false;
-  while (true) {
-    const std::size_t dot = std::min(name.find('.'), name.size());
-    const std::string_view label = name.substr(0, dot);
-    const auto is_allowed = [](unsigned char c) { return (std::isalnum(c) != 0 && c < 0x80) || c == '-'; };
-    if (label.empty() || label.size() > 63 || label.front() == '-' || label.back() == '-' ||
-        !std::all_of(label.begin(), label.end(), is_allowed)) {
-      return false;
-    }
-    if (dot == name.size()) return true;
-    name.remove_prefix(dot + 1);
-  }
 }
 
 void host_name_invalid(const Site& site, Findings& findings) {

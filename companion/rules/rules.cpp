@@ -4,9 +4,11 @@
 #include <unordered_set>
 
 #include "companion/rules/bridge.h"
+#include "companion/rules/dhcp.h"
 #include "companion/rules/gre.h"
 #include "companion/rules/leases.h"
 #include "companion/rules/names.h"
+#include "companion/rules/relays.h"
 #include "companion/rules/texts.h"
 #include "companion/rules/vlans.h"
 #include "companion/rules/wireguard.h"
@@ -18,7 +20,29 @@ const std::vector<Rule>& all_rules() {
   static const std::vector<Rule> kRules = {
       {kTextRefused, Severity::kError, text_refused},
 
+      {"server-incomplete", Severity::kError, server_incomplete},
+      {"vlan-server-unserved", Severity::kError, vlan_server_unserved},
+      {"server-on-disabled-port", Severity::kError, server_on_disabled_port},
+      {"disabled-vlan-refused", Severity::kError, disabled_vlan_refused},
+      {"range-malformed", Severity::kError, range_malformed},
+      {"range-outside-subnet", Severity::kError, range_outside_subnet},
+      {"range-over-reserved", Severity::kWarning, range_over_reserved},
+      {"range-reversed", Severity::kWarning, range_reversed},
+      {"range-overlap", Severity::kError, range_overlap},
+      {"lease-time-malformed", Severity::kError, lease_time_malformed},
+      {"lease-time-short", Severity::kWarning, lease_time_short},
       {"lease-address-twice", Severity::kError, lease_address_twice},
+      {"lease-address-malformed", Severity::kError, lease_address_malformed},
+      {"lease-address-unusable", Severity::kError, lease_address_unusable},
+      {"lease-mac-malformed", Severity::kError, lease_mac_malformed},
+      {"lease-mac-twice", Severity::kError, lease_mac_twice},
+      {"lease-by-name", Severity::kWarning, lease_by_name},
+
+      {"relay-unused", Severity::kError, relay_unused},
+      {"relay-without-server", Severity::kError, relay_without_server},
+      {"relay-server-malformed", Severity::kError, relay_server_malformed},
+      {"relay-beside-server", Severity::kError, relay_beside_server},
+      {"relay-of-dhcp-client", Severity::kWarning, relay_of_dhcp_client},
 
       {"bridge-member-unknown", Severity::kError, bridge_member_unknown},
       {"bridge-member-not-a-name", Severity::kError, bridge_member_not_a_name},

@@ -16,7 +16,10 @@ Site::Site(const Source& from) : source(from), root(from.root), context(context_
   add_ports();
   add_bridge();
   add_radios();
-  add_servers();
+  for (const Interface& interface : interfaces)
+    add_server(interface, false);
+  for (const Interface& vlan : disabled_vlans)
+    add_server(vlan, true);
 }
 
 void Site::add_ports() {
@@ -42,8 +45,9 @@ void Site::add_vlans(const std::string& port, const Json::Value& network) {
   for (const Json::Value& entry : array_at(*vlan, "networks")) {
     int vid = 0;
     const Json::Value* own = object_at(entry, "network");
-    if (!is_enabled(entry) || !config_get_int(entry, &vid, "vid") || own == nullptr) continue;
-    interfaces.push_back({Interface::Kind::kVlan, port + "." + std::to_string(vid), port, own});
+    if (!config_get_int(entry, &vid, "vid") || own == nullptr) continue;
+    std::vector<Interface>& vlans = is_enabled(entry) ? interfaces : disabled_vlans;
+    vlans.push_back({Interface::Kind::kVlan, port + "." + std::to_string(vid), port, own});
   }
 }
 
@@ -85,16 +89,14 @@ static bool serves(const NetworkContext* ctx, const Interface& interface) {
   return false;
 }
 
-void Site::add_servers() {
-  for (const Interface& interface : interfaces) {
-    const Json::Value* dhcp = object_at(*interface.network, "dhcp");
-    if (dhcp == nullptr || !is_enabled(*dhcp)) continue;
-    int prefix = 0;
-    const bool is_complete = text_at(*interface.network, "ipv4") &&
-                             config_get_int(*interface.network, &prefix, "netmask") &&
-                             text_at(*dhcp, "start") && text_at(*dhcp, "end");
-    servers.push_back({&interface, dhcp, is_complete && serves(&context, interface)});
-  }
+void Site::add_server(const Interface& interface, bool is_idle) {
+  const Json::Value* dhcp = object_at(*interface.network, "dhcp");
+  if (dhcp == nullptr || !is_enabled(*dhcp)) return;
+  int prefix = 0;
+  const bool is_complete = text_at(*interface.network, "ipv4") &&
+                           config_get_int(*interface.network, &prefix, "netmask") &&
+                           text_at(*dhcp, "start") && text_at(*dhcp, "end");
+  servers.push_back({&interface, dhcp, is_complete && serves(&context, interface), is_idle});
 }
 
 const Interface* Site::find_interface(const std::string& name) const {

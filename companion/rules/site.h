@@ -28,12 +28,14 @@ struct Interface {
   std::optional<Subnet> subnet() const;
 };
 
-// A DHCP server that is enabled on such an interface.
+// A DHCP server that is enabled on such an interface, or on a VLAN that is not.
 struct DhcpServer {
   const Interface* interface;
   const Json::Value* dhcp;  // its "dhcp" object; never null
   // Whether dnsmasq gets a section for it.
   bool is_served;
+  // Whether that is without effect, unless dnsmasq refuses it: nobody is behind a VLAN that is not enabled.
+  bool is_idle;
 };
 
 class Site {
@@ -47,6 +49,8 @@ class Site {
   const Json::Value& root;
   NetworkContext context;
   std::vector<Interface> interfaces;
+  // VLANs that are not enabled: dnsmasq gets their servers all the same.
+  std::vector<Interface> disabled_vlans;
   std::vector<DhcpServer> servers;
 
   // The interface of this name; null when there is none with an address of its own.
@@ -60,7 +64,7 @@ class Site {
   void add_vlans(const std::string& port, const Json::Value& network);
   void add_bridge();
   void add_radios();
-  void add_servers();
+  void add_server(const Interface& interface, bool is_idle);
 };
 
 // The text at the dotted path below `object`; nothing when it is missing or no text.

@@ -1,0 +1,12 @@
+#pragma once
+
+// DHCP relays, which hand the requests of a network on to another server.
+
+#include "companion/rules/site.h"
+#include "companion/source/finding.h"
+
+void relay_unused(const Site& site, Findings& findings);
+void relay_without_server(const Site& site, Findings& findings);
+void relay_server_malformed(const Site& site, Findings& findings);
+void relay_beside_server(const Site& site, Findings& findings);
+void relay_of_dhcp_client(const Site& site, Findings& findings);
