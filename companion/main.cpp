@@ -15,6 +15,8 @@
 
 #include "companion/check.h"
 #include "companion/explain.h"
+#include "companion/preview.h"
+#include "companion/world/recorder.h"
 
 // What a run ends with when it cannot do what it was asked.
 constexpr int kTrouble = 2;
@@ -51,6 +53,33 @@ static void add_explain(CLI::App& app, Command& command) {
   sub->callback([rule, &command] { command = [rule] { return explain(*rule); }; });
 }
 
+// What preview and diff have in common.
+static void add_trial_options(CLI::App& sub, TrialOptions& trial) {
+  sub.add_option("--action", trial.action, "apply, wwan_apply or dnsmasq")
+      ->check(CLI::IsMember({"apply", "wwan_apply", "dnsmasq"}))
+      ->default_val("apply");
+  sub.add_option("--cell", trial.cell,
+                 "the cellular link: up (example values), down, here (this machine's), or a\n"
+                 "directory with files wwan_*; default: here on a gateway, up elsewhere");
+  sub.add_option("--program", trial.program, "the cmd_lanfab to run; default: the installed one");
+}
+
+static void add_preview(CLI::App& app, Command& command) {
+  CLI::App* sub = app.add_subcommand("preview", "Show the files and commands of a run");
+  const auto options = std::make_shared<PreviewOptions>();
+  sub->add_option("FILE", options->file, "the configuration; - is standard input")
+      ->default_val(kInstalledConfiguration);
+  add_trial_options(*sub, options->trial);
+  sub->add_option("-o", options->directory, "write the files below this directory, which must be empty");
+  sub->add_option_function<std::string>(
+         "--format", [options](const std::string& format) { options->json = format == "json"; },
+         "text or json")
+      ->check(CLI::IsMember({"text", "json"}));
+  sub->add_flag("-v", options->messages, "show the messages to the system log, too");
+  sub->footer("Example: lanfab preview network.json --cell down");
+  sub->callback([options, &command] { command = [options] { return preview(*options); }; });
+}
+
 static int run(int argc, char* argv[]) {
   CLI::App app("Says what a network configuration of cmd_lanfab will do before it does it.", "lanfab");
   app.set_version_flag("--version", "lanfab " LANFAB_VERSION);
@@ -58,6 +87,7 @@ static int run(int argc, char* argv[]) {
   Command command;
   add_check(app, command);
   add_explain(app, command);
+  add_preview(app, command);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -74,6 +104,8 @@ static bool is_output_complete() {
 }
 
 int main(int argc, char* argv[]) {
+  // First, since a run may call many tools: this program under the name of one.
+  if (argc > 0 && is_recorder(argv[0])) return record_call(argc, argv);
   signal(SIGPIPE, SIG_IGN);
   // The program's own code, which the rules ask, has nothing to say to this machine's log.
   setlogmask(LOG_MASK(LOG_EMERG));

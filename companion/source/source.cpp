@@ -23,10 +23,15 @@ static std::optional<std::string> read(const std::string& file, std::string& tex
   return read_configuration(stream.get(), text);
 }
 
-std::optional<std::string> load_source(const std::string& file, Source& source) {
+std::optional<std::string> read_source(const std::string& file, Source& source) {
   source.name = file == "-" ? "<stdin>" : file;
   if (const std::optional<std::string> failure = read(file, source.text))
     return source.name + ": " + *failure;
+  return std::nullopt;
+}
+
+std::optional<std::string> load_source(const std::string& file, Source& source) {
+  if (std::optional<std::string> failure = read_source(file, source)) return failure;
   const std::optional<Complaint> complaint = parse_configuration(source.text, source.root);
   if (!complaint) return std::nullopt;
   return source.name + ":" + std::to_string(complaint->position.line) + ":" +

@@ -11,7 +11,6 @@
 
 #include "platform/libvantor.h"
 
-constexpr char kLockFile[] = "/var/run/LANFAB_LOCKED";
 constexpr char kLockDirectory[] = "/var/run";
 constexpr std::array<int, 3> kEndingSignals = {SIGTERM, SIGINT, SIGHUP};
 

@@ -10,8 +10,8 @@
 #include <string_view>
 
 #include "platform/libsysdb.h"
+#include "sysdb_file.h"
 
-constexpr char kDefaultFile[] = "/var/run/sysdb.sqlite3";
 constexpr char kDefaultDatabase[] = "";
 // How long a call waits for another process that is writing.
 constexpr int kBusyTimeoutMs = 5000;
@@ -40,13 +40,17 @@ static sqlite3* open_database(const std::string& path, int flags) {
   return database;
 }
 
+const char* system_database_file() {
+  const char* configured = std::getenv("LANFAB_SYSDB");
+  return configured != nullptr ? configured : kSystemDatabase;
+}
+
 // The connection to the file that the environment names; it ends with the process, or when another file is
 // named. Null when the file is missing and `create_flag` is 0, or when it cannot be opened.
 static sqlite3* connection(int create_flag) {
   static sqlite3* database = nullptr;
   static std::string open_path;
-  const char* configured = std::getenv("LANFAB_SYSDB");
-  const char* path = configured != nullptr ? configured : kDefaultFile;
+  const char* path = system_database_file();
   if (database == nullptr || open_path != path) {
     sqlite3_close(database);
     open_path = path;

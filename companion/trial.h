@@ -1,0 +1,25 @@
+#pragma once
+
+// A run of cmd_lanfab on trial, as `lanfab preview` shows it and `lanfab diff` compares it.
+
+#include <optional>
+#include <string>
+
+#include "companion/source/source.h"
+#include "companion/world/outcome.h"
+#include "companion/world/start.h"
+
+struct TrialOptions {
+  std::string program;           // cmd_lanfab; empty, it is looked for
+  std::string action = "apply";  // as cmd_lanfab takes it
+  std::string cell;              // as make_start takes it
+};
+
+struct Trial {
+  Source source;  // its name and text
+  Start start;
+  Outcome outcome;  // in its texts, the configuration has the name of the source
+};
+
+// Runs the configuration in a world of its own. Returns nothing, or why there is no outcome.
+std::optional<std::string> try_out(const std::string& file, const TrialOptions& options, Trial& trial);

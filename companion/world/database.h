@@ -1,0 +1,9 @@
+#pragma once
+
+// The system database of a world.
+
+#include <map>
+#include <string>
+
+// All entries: KEY, or DATABASE/KEY, and value. None while there is no database.
+std::map<std::string, std::string> read_database();

@@ -1,0 +1,24 @@
+#pragma once
+
+// A world of its own for one run of cmd_lanfab: user, mount, network, PID and UTS namespaces, in which the run
+// sees the state of a gateway, writes to memory, and calls recorders instead of tools. Nothing outside is
+// written. The world ends with the process that made it, whatever ends that.
+
+#include <optional>
+#include <string>
+
+#include "companion/world/outcome.h"
+#include "companion/world/start.h"
+
+struct Run {
+  std::string program;  // the absolute path of cmd_lanfab
+  std::string action;
+  std::string configuration;  // its text
+  Start start;
+};
+
+// The configuration's path in a world, as complaints about it name it.
+extern const char kConfigurationInWorld[];
+
+// Returns nothing and fills `outcome`, or why there is none.
+std::optional<std::string> run_in_world(const Run& run, Outcome& outcome);
