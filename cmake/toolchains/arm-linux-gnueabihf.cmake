@@ -1,6 +1,8 @@
 # 32-bit ARM with Debian's cross compiler and the sysroot that scripts/make-arm-sysroot creates in build/.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR armv7l)
+# Tests have libraries in C.
+set(CMAKE_C_COMPILER arm-linux-gnueabihf-gcc)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
 
 set(LANFAB_ARM_SYSROOT ${CMAKE_CURRENT_LIST_DIR}/../../build/arm-sysroot CACHE PATH "Libraries of the device")
