@@ -14,7 +14,10 @@ if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
   execute_process(COMMAND git log -1 --format=%ct -- . WORKING_DIRECTORY ${CPACK_LANFAB_SOURCE}
     OUTPUT_VARIABLE time OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
   if(NOT time)
-    execute_process(COMMAND dpkg-parsechangelog --file ${debian}/changelog --show-field Timestamp
+    file(STRINGS ${debian}/changelog ends_of_entries REGEX "^ -- ")
+    list(GET ends_of_entries 0 end_of_entry)
+    string(REGEX REPLACE ".*>  " "" date ${end_of_entry})
+    execute_process(COMMAND date --date=${date} +%s
       OUTPUT_VARIABLE time OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
   endif()
   set(ENV{SOURCE_DATE_EPOCH} ${time})
