@@ -18,7 +18,7 @@ CONFIGURATION = "/etc/lanfab/network.json"
 UNIT_DIRECTORY = "/run/systemd/network/"
 SYSDB = "/var/run/sysdb.sqlite3"
 PRIORITIES = ("emerg", "alert", "crit", "err", "warning", "notice", "info", "debug")
-LONGEST_COMMAND = 40
+LONGEST_COMMAND = 90
 
 
 class CommandFailed(AssertionError):
@@ -170,9 +170,14 @@ class Gateway:
         # --after-cursor would skip the first match if the marked entry itself does not match.
         mark = [f"--cursor={since}"] if since else []
         lines = self.run(
-            "journalctl", "--output=json", "--no-pager", "--quiet", *mark, *match
+            "journalctl", "--output=json", "--all", "--no-pager", "--quiet", *mark, *match
         ).stdout.splitlines()
-        return [entry for entry in map(json.loads, lines) if entry["__CURSOR"] != since]
+        entries = [entry for entry in map(json.loads, lines) if entry["__CURSOR"] != since]
+        for entry in entries:
+            # A message with a character that cannot be printed comes as its bytes.
+            if isinstance(entry.get("MESSAGE"), list):
+                entry["MESSAGE"] = bytes(entry["MESSAGE"]).decode(errors="replace")
+        return entries
 
     def journal_position(self):
         """Returns a mark for `since` of `syslog`, `networkd_warnings` and `networkd_complaints`."""
