@@ -1,8 +1,8 @@
 """What a system test does with a gateway and with the hosts around it. Runs inside the gateway.
 
 A host is a network namespace: `lan0` behind eth0, `lan1` behind eth1, each with a card of the same name as
-the namespace; `operator` behind wwan0 once `connect_cellular` has been called. `namespace=None` is the
-gateway itself.
+the namespace; `operator` behind wwan0 once `connect_cellular` has been called, and that of `connect_wifi`.
+`namespace=None` is the gateway itself.
 """
 
 import contextlib
@@ -152,6 +152,11 @@ class Gateway:
         """Returns the first route to `destination` ("default" or address/prefix), or None."""
         return next((route for route in self.routes(namespace, table) if route["dst"] == destination), None)
 
+    def way_to(self, address):
+        """Returns the route that the gateway takes to an address ("dev", "gateway", ...); {} without one."""
+        result = self.run("ip", "-json", "route", "get", address, check=False)
+        return json.loads(result.stdout)[0] if result.returncode == 0 else {}
+
     def sysctl(self, name):
         return self.read(f"/proc/sys/{name}").strip()
 
@@ -267,6 +272,13 @@ class Gateway:
     def add_namespace(self, name):
         self.run("ip", "netns", "add", name)
         self.run("ip", "link", "set", "lo", "up", namespace=name)
+
+    def connect_wifi(self, radio, namespace):
+        """Gives the gateway a Wi-Fi interface with a host on it: a cable plays the radio."""
+        self.add_namespace(namespace)
+        peer = ("peer", "name", namespace, "netns", namespace)
+        self.run("ip", "link", "add", radio, "type", "veth", *peer)
+        self.run("ip", "link", "set", namespace, "up", namespace=namespace)
 
     def start_host_dnsmasq(self, namespace, *options):
         """Starts a dnsmasq with these options alone on a host; it runs until `stop_host_dnsmasq`."""

@@ -1,0 +1,196 @@
+#!/usr/bin/python3
+"""What scripts/demo does with its arguments: which file it takes, what it says and how it ends.
+
+Nothing is built, installed or booted: the demo runs in a checkout of its own in which cmake, the other
+scripts and the launcher are recorders.
+"""
+
+import argparse
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+CHECKOUT = pathlib.Path(__file__).resolve().parents[2]
+RECORDER = """#!/bin/sh
+echo "${0##*/}" "$@" >>"$CALLS"
+[ "${0##*/}" != launch ] || exit 7
+"""
+BEFORE_THE_BUILD = ["check-machine build gateway", "install-packages build gateway"]
+
+program = None
+
+
+def write(path, content):
+    path.parent.mkdir(parents=True, exist_ok=True)
+    path.write_bytes(content)
+    return path
+
+
+class DemoCase(unittest.TestCase):
+    def setUp(self):
+        self.directory = pathlib.Path(tempfile.mkdtemp(prefix="lanfab-demo-"))
+        self.addCleanup(shutil.rmtree, self.directory)
+        self.checkout = self.directory / "checkout"
+        for name in (
+            "scripts/check-machine",
+            "scripts/install-packages",
+            "tests/system/gateway/launch",
+            "bin/cmake",
+        ):
+            write(self.checkout / name, RECORDER.encode()).chmod(0o755)
+        for name in ("scripts/demo", "examples", "tests/support", "tests/system/gateway/tour"):
+            (self.checkout / name).symlink_to(CHECKOUT / name)
+
+    def file(self, content):
+        return write(self.directory / "site.json", content)
+
+    def link_program(self, path):
+        """Makes a program what the last build has left."""
+        target = self.checkout / "build/release/cmd_lanfab"
+        target.parent.mkdir(parents=True)
+        target.symlink_to(path)
+
+    def demo(self, *arguments, wrapper=()):
+        """Runs the demo; returns its result, to which `calls` adds what it called."""
+        calls = write(self.directory / "calls", b"")
+        path = f"{self.checkout}/bin:{os.environ['PATH']}"
+        result = subprocess.run(
+            [*wrapper, self.checkout / "scripts/demo", *arguments],
+            env={**os.environ, "PATH": path, "CALLS": str(calls)},
+            capture_output=True,
+            text=True,
+            check=False,
+        )
+        result.calls = calls.read_text(encoding="utf-8").splitlines()
+        return result
+
+    def assert_refused(self, result, complaint, calls=()):
+        self.assertEqual(result.stderr.splitlines(), [complaint])
+        self.assertEqual((result.returncode, result.stdout), (2, ""))
+        self.assertEqual(result.calls, list(calls))
+
+
+class Usage(DemoCase):
+    def test_help(self):
+        result = self.demo("--help")
+        self.assertEqual((result.returncode, result.stderr, result.calls), (0, "", []))
+        self.assertTrue(result.stdout.startswith("Usage: scripts/demo [CONFIG]\n"))
+
+    def test_what_is_wrong_comes_before_the_usage(self):
+        cases = (
+            (["--all"], "scripts/demo: unknown option: --all"),
+            (["-h"], "scripts/demo: unknown option: -h"),
+            (["a.json", "b.json"], "scripts/demo: more than one CONFIG"),
+            (["--help", "a.json"], "scripts/demo: more than one CONFIG"),
+        )
+        for arguments, complaint in cases:
+            with self.subTest(arguments):
+                result = self.demo(*arguments)
+                first, second = result.stderr.splitlines()[:2]
+                self.assertEqual((first, second), (complaint, "Usage: scripts/demo [CONFIG]"))
+                self.assertEqual((result.returncode, result.stdout, result.calls), (2, "", []))
+
+
+class FileThatCannotBeRead(DemoCase):
+    """It is refused before anything is called."""
+
+    def test_missing(self):
+        path = self.directory / "missing.json"
+        self.assert_refused(self.demo(path), f"{path}: there is no such file")
+
+    def test_no_name(self):
+        self.assert_refused(self.demo(""), ": there is no such file")
+
+    def test_directory(self):
+        self.assert_refused(self.demo(self.directory), f"{self.directory}: it is a directory")
+
+    def test_device(self):
+        self.assert_refused(self.demo("/dev/null"), "/dev/null: it is not a regular file")
+
+    def test_unreadable(self):
+        path = self.file(b"{}")
+        path.chmod(0)
+        self.link_program("/bin/false")
+        # In a user namespace without a mapping root has no rights beyond those of an owner.
+        self.assert_refused(self.demo(path, wrapper=["unshare", "--user"]), f"{path}: it cannot be read")
+
+    def test_empty(self):
+        path = self.file(b"")
+        self.assert_refused(self.demo(path), f"{path}: it is empty")
+
+
+class FileWithoutAConfiguration(DemoCase):
+    """It is refused before the build; python3 may come with the packages."""
+
+    def test_complaint(self):
+        cases = (
+            (b'{\n  "a": 1 "b": 2\n}', ":2:10: it is not JSON: Expecting ',' delimiter"),
+            (b" \n", ":2:1: it is not JSON: Expecting value"),
+            (b"{} {}", ":1:4: it is not JSON: Extra data"),
+            (b'{"a": "\xff"}', ": it is not UTF-8 text"),
+            (b"[" * 100_000, ": it is nested too deeply"),
+            (b"[1, 2]", ": the configuration is not an object but an array"),
+            (b'"text"', ": the configuration is not an object but a string"),
+            (b"12", ": the configuration is not an object but a number"),
+            (b"true", ": the configuration is not an object but a boolean"),
+            (b"null", ": the configuration is not an object but null"),
+        )
+        for content, complaint in cases:
+            with self.subTest(content[:20]):
+                path = self.file(content)
+                self.assert_refused(self.demo(path), f"{path}{complaint}", BEFORE_THE_BUILD)
+
+    def test_program_that_was_built_has_its_say(self):
+        if program is None:
+            self.skipTest("needs --program")
+        self.link_program(program)
+        path = self.file(b'{\n  "a": 1 "b": 2\n}')
+        result = self.demo(path)
+        self.assertEqual(
+            result.stderr.splitlines(),
+            [
+                f"{path}:2:10: it is not JSON: Expecting ',' delimiter",
+                "cmd_lanfab apply says:",
+                "  network.json:2:10: Missing ',' or '}' in object declaration",
+                "  exit status 255",
+            ],
+        )
+        self.assertEqual((result.returncode, result.calls), (2, BEFORE_THE_BUILD))
+
+
+class FileWithAConfiguration(DemoCase):
+    """It is built and booted, whatever the configuration is."""
+
+    BUILD = ["cmake --preset release", "cmake --build --preset release --target cmd_lanfab -- --quiet"]
+
+    def assert_booted(self, result, config):
+        *before, launch = result.calls
+        self.assertEqual(before, BEFORE_THE_BUILD + self.BUILD)
+        self.assertIn(f"--config {config} ", launch)
+        self.assertEqual(result.returncode, 7, "the status of the launcher")
+        self.assertEqual(result.stderr, "")
+
+    def test_default(self):
+        self.assert_booted(self.demo(), CHECKOUT / "examples/router/network.json")
+
+    def test_object_with_anything_in_it(self):
+        for content in (b"{}", b'{"wired": {"eth0": [1, 2, 3]}}', b'\xef\xbb\xbf{"wired": null}'):
+            with self.subTest(content):
+                path = self.file(content)
+                self.assert_booted(self.demo(path), path)
+
+    def test_name_is_relative_to_the_callers_directory(self):
+        path = self.file(b"{}")
+        self.assert_booted(self.demo(os.path.relpath(path)), path)
+
+
+if __name__ == "__main__":
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--program", type=lambda text: pathlib.Path(text).resolve(), help="a cmd_lanfab")
+    options, rest = parser.parse_known_args()
+    program = options.program
+    unittest.main(argv=[sys.argv[0], *rest])

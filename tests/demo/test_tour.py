@@ -1,0 +1,204 @@
+#!/usr/bin/python3
+"""The demo's tour of one configuration, booted: every answer, what it leaves out, and its exit status."""
+
+import argparse
+import fnmatch
+import json
+import pathlib
+import subprocess
+import sys
+import tempfile
+
+CHECKOUT = pathlib.Path(__file__).resolve().parents[2]
+GATEWAY = CHECKOUT / "tests/system/gateway"
+
+DHCP = "asks for an address by DHCP"
+LAN = [DHCP, "reaches the gateway at 192.168.1.1"]
+BEYOND = "reaches 203.0.113.9, a host behind the operator"
+FALLBACK = [
+    "gets the fallback address 169.254.0.130 by DHCP",
+    "reaches the gateway at 169.254.0.129",
+]
+NAME_OF_THE_GATEWAY = "asks the gateway for the name gateway: 192.168.1.1"
+NAME_BEYOND = "asks the gateway for news.example, which the operator's DNS server knows: 203.0.113.9"
+FIXED_LEASE = "gets the fixed lease 192.168.1.10 as 00:00:5e:00:53:10"
+
+
+def through_tunnel(address, network):
+    return f"the host behind eth0 reaches {address} in {network} through the tunnel"
+
+
+def far_end(address):
+    return f"the gateway reaches the far end's inner address {address}"
+
+
+# The lines with a yes, in order; an asterisk stands for an address that dnsmasq chooses.
+ANSWERS = {
+    "router": [
+        DHCP,
+        FIXED_LEASE,
+        "reaches the gateway at 192.168.1.1",
+        NAME_OF_THE_GATEWAY,
+        "asks the gateway for the name storage: 192.168.1.10",
+        "asks the gateway for the name press: 192.168.2.2",
+        "reaches the gateway at 192.168.2.1",
+        DHCP,
+        "reaches the gateway at 192.168.100.1",
+        "the host behind eth0 reaches 192.168.2.2 behind eth1",
+    ],
+    "cellular-router": [
+        *LAN,
+        NAME_OF_THE_GATEWAY,
+        BEYOND,
+        "reaches 198.51.100.1, where a static route leads",
+        NAME_BEYOND,
+    ],
+    "passthrough": [*LAN, *FALLBACK, "gets the cellular address 10.64.1.2 by DHCP", BEYOND],
+    "passthrough-static": [*LAN, *FALLBACK, "gets the cellular address 10.64.1.101 by DHCP", BEYOND],
+    "bridge-wifi": [
+        *[*LAN, NAME_OF_THE_GATEWAY] * 3,
+        "the host behind eth0 reaches 192.168.1.* on the Wi-Fi of wlan0",
+        DHCP,
+        "reaches the gateway at 192.168.50.1",
+        "the host behind eth0 reaches 192.168.50.* on the Wi-Fi of wlan1",
+    ],
+    "tunnels": [
+        *LAN,
+        "reaches the gateway at 203.0.113.10",
+        "the host behind eth0 reaches 203.0.113.1 behind eth1",
+        far_end("10.255.1.1"),
+        through_tunnel("10.10.0.1", "10.10.0.0/16"),
+        through_tunnel("10.11.0.5", "10.11.0.5/32"),
+        far_end("10.255.2.1"),
+        through_tunnel("10.20.0.1", "10.20.0.0/16"),
+    ],
+    "shop": [
+        DHCP,
+        FIXED_LEASE,
+        "reaches the gateway at 192.168.1.1",
+        NAME_OF_THE_GATEWAY,
+        "asks the gateway for the name till: 192.168.1.10",
+        "asks the gateway for the name printer: 192.168.1.11",
+        "asks the gateway for the name stock: 10.10.0.5",
+        DHCP,
+        "reaches the gateway at 192.168.20.1",
+        BEYOND,
+        NAME_BEYOND,
+        far_end("10.255.1.1"),
+        through_tunnel("10.10.0.1", "10.10.0.0/16"),
+    ],
+    "wrong_values": ["reaches the gateway at 192.168.3.1"],
+    "refused": [],
+    "many_vlans": [
+        "reaches the gateway at 192.168.1.1",
+        *[f"reaches the gateway at 10.0.{vid}.1" for vid in range(100, 104)],
+    ],
+}
+# Lines that must be there besides the answers.
+LINES = {
+    "passthrough": ["The device behind eth1, while the cellular link is down"],
+    "bridge-wifi": ["         The gateway has no Wi-Fi radio: a cable plays each access point."],
+    "tunnels": [
+        "         the default route leads over eth1, not over the link",
+        '    "route_incoming": its routes are made by two scripts of the device',
+    ],
+    "wrong_values": [
+        '    "wired.eth0" is an array, not an object',
+        '    "wired.eth1.network.ipv4" is no IPv4 address: "192.168.1.300"',
+        '    "tunnels.gre" is a boolean, not an array',
+        "What systemd-networkd says about the unit files",
+    ],
+    "refused": [
+        "    exit status 255",
+        "      /etc/lanfab/network.json:1:25: hostnames[0].name: *",
+        "    the network: after a failed run the gateway has what it had before",
+        "The program ended with status 255, and so does the demo.",
+    ],
+    "many_vlans": ["    96 more of the networks: eth0.104 to eth0.199"],
+}
+STATUSES = {"refused": 255}
+
+
+def static(address):
+    return {"mode": "router", "protocol": "static", "ipv4": address, "netmask": 24}
+
+
+def wrong_values():
+    """Returns a configuration with one network that is right, and with texts of every kind."""
+    access_point = {"enable": True, "network": static("192.168.3.1")}
+    return {
+        "wired": {"eth0": [1, 2, 3], "eth1": {"enable": True, "network": static("192.168.1.300")}},
+        "wireless": {"wifi": {"wlan0": {"ap": access_point}}},
+        "tunnels": {"gre": True},
+        "hostnames": [{"name": "n" * 10_000, "ipv4": "1"}, {"name": "Zürich \u2028\U0001f40c", "ipv4": "x"}],
+    }
+
+
+def many_vlans():
+    vlans = [
+        {"enable": True, "vid": vid, "network": static(f"10.0.{vid}.1")} for vid in range(100, 200)
+    ]
+    network = {**static("192.168.1.1"), "advanced": {"vlan": {"enable": True, "networks": vlans}}}
+    return {"wired": {"eth0": {"enable": True, "network": network}}}
+
+
+CONFIGURATIONS = {
+    "wrong_values": wrong_values,
+    "refused": lambda: {"hostnames": [{"name": "two\nlines", "ipv4": "192.168.1.1"}]},
+    "many_vlans": many_vlans,
+}
+
+
+def take_tour(program, name):
+    """Returns the result of the tour of an example, or of one of the configurations above."""
+    config = CHECKOUT / "examples" / name / "network.json"
+    with tempfile.NamedTemporaryFile("w", suffix=".json") as file:
+        if name in CONFIGURATIONS:
+            json.dump(CONFIGURATIONS[name](), file)
+            file.flush()
+            config = file.name
+        return subprocess.run(
+            [GATEWAY / "launch", "--time-limit", "280", "--program", program, "--config", config]
+            + ["python3", "-B", GATEWAY / "tour"],
+            stdout=subprocess.PIPE,
+            stderr=subprocess.STDOUT,
+            text=True,
+            check=False,
+        )
+
+
+def matches(line, pattern):
+    return fnmatch.fnmatchcase(line, pattern.replace("[", "[[]"))
+
+
+def complaints(result, name):
+    """Yields what is not as expected."""
+    lines = result.stdout.splitlines()
+    if result.returncode != STATUSES.get(name, 0):
+        yield f"exit status {result.returncode}"
+    yield from (f"answered {line.strip()}" for line in lines if line.startswith("    no "))
+    answers = [line.removeprefix("    yes  ") for line in lines if line.startswith("    yes ")]
+    if len(answers) != len(ANSWERS[name]) or not all(map(matches, answers, ANSWERS[name])):
+        yield "its answers are\n" + "\n".join(answers)
+        yield "and not\n" + "\n".join(ANSWERS[name])
+    for wanted in LINES.get(name, []):
+        if not any(matches(line, wanted) for line in lines):
+            yield f"there is no line: {wanted}"
+    if "Traceback" in result.stdout:
+        yield "a traceback"
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--program", type=pathlib.Path, required=True, help="a cmd_lanfab for the gateway")
+    parser.add_argument("name", choices=ANSWERS, help="an example, or another configuration of this test")
+    options = parser.parse_args()
+    result = take_tour(options.program, options.name)
+    failures = list(complaints(result, options.name))
+    if failures:
+        print(result.stdout)
+        print(*failures, sep="\n", file=sys.stderr)
+    return 1 if failures else 0
+
+
+sys.exit(main())

@@ -1,0 +1,115 @@
+"""Shows what the program does with the gateway's configuration. Runs inside a gateway, for scripts/demo."""
+
+import os
+import subprocess
+import sys
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), ".."))
+import far_ends
+import guest
+import hosts
+import plan
+import program
+import screen
+import settings
+import uplink
+
+gateway = guest.Gateway()
+
+
+def show_first_run(tour):
+    """Shows the run that applies the configuration; returns its status and the files."""
+    for radio in tour.radios:
+        gateway.connect_wifi(radio, plan.HOSTS[radio])
+    screen.heading("One run of the program: cmd_lanfab apply")
+    status = program.run("apply")
+    screen.space()
+    program.show_log()
+    screen.heading("The files that it wrote")
+    return status, program.show_files({})
+
+
+def show_lans(tour):
+    screen.heading("What the kernel has now")
+    program.show_kernel(tour.lans)
+    program.show_complaints()
+    screen.heading("What the hosts around it can do")
+    if not tour.lans and not tour.passthrough:
+        screen.note("The gateway has no network that a host could be in.")
+    for number, lan in enumerate(tour.lans):
+        hosts.show_lan(lan, tour.names if number == 0 else [])
+    if tour.radios:
+        screen.note("The gateway has no Wi-Fi radio: a cable plays each access point.")
+        screen.space()
+    hosts.show_way_between(tour)
+    if tour.passthrough:
+        uplink.show_device_before(tour.passthrough)
+
+
+def bring_link_up(tour):
+    screen.heading("The cellular link comes up")
+    return uplink.come_up(tour)
+
+
+def show_link(tour, files):
+    program.show_files(files)
+    uplink.show_kernel(tour)
+    if tour.passthrough:
+        uplink.show_device_after(tour.passthrough, tour.link)
+    elif tour.link_for_lans:
+        uplink.show_lan_hosts(tour)
+
+
+def show_tunnels(tour):
+    screen.heading("The tunnels")
+    for number, tunnel in enumerate(tour.tunnels, start=1):
+        far_ends.show_tunnel(number, tunnel, tour)
+
+
+def show_all(tour):
+    status, files = show_first_run(tour)
+    if status != 0:
+        tour.remarks["the network: after a failed run the gateway has what it had before"] = True
+        return status
+    attempt(tour, "the hosts", show_lans)
+    if tour.link:
+        status = attempt(tour, "the cellular link", bring_link_up) or 0
+        attempt(tour, "the cellular link", show_link, files)
+    if tour.tunnels:
+        attempt(tour, "the tunnels", show_tunnels)
+    return status
+
+
+def attempt(tour, what, show, *arguments):
+    """Shows one part of the tour; a remark says so if its settings are none that the demo can play."""
+    try:
+        return show(tour, *arguments)
+    except guest.CommandFailed as error:
+        tour.remarks[f"the rest of {what}: {str(error).splitlines()[-1]}"] = True
+        return None
+
+
+def show_remarks(remarks):
+    if remarks:
+        screen.heading("What this tour leaves out")
+        screen.indented(list(remarks))
+        screen.space()
+
+
+def main():
+    guest.fail_unless_inside()
+    # The configuration's texts are in the program's output, whatever their characters.
+    sys.stdout.reconfigure(encoding="utf-8", errors="backslashreplace")
+    tour = plan.make(settings.load(guest.CONFIGURATION))
+    try:
+        status = show_all(tour)
+    except subprocess.TimeoutExpired as error:
+        print(f"\nThe gateway is too slow for this configuration: no answer from {error.cmd[0]}.")
+        return 1
+    show_remarks(tour.remarks)
+    if status != 0:
+        print(f"The program ended with status {status}, and so does the demo.")
+    return status
+
+
+sys.exit(main())

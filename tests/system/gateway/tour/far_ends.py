@@ -1,0 +1,93 @@
+"""The far ends of the tunnels: each is a namespace behind the one that the gateway's route leads to."""
+
+import ipaddress
+
+import guest
+import hosts
+import screen
+from plan import BRIDGE, HOSTS, host_in
+from settings import quoted
+
+FORWARDING = "/proc/sys/net/ipv4/ip_forward"
+
+gateway = guest.Gateway()
+
+
+def show_tunnel(number, tunnel, plan):
+    screen.title(f"{tunnel.ifname}, {quoted(tunnel.label)}")
+    local = guest.wait_until(lambda: local_address(tunnel), timeout=10)
+    way = gateway.way_to(str(tunnel.remote))
+    provider = namespace_behind(way.get("dev"), plan)
+    if local is None:
+        screen.answer("the kernel has it, with an address to start from", False)
+    elif provider is None:
+        screen.note(f"there is no way to its far end {tunnel.remote}")
+    else:
+        screen.note(f"the way to its far end {tunnel.remote} leads over {way['dev']}")
+        lan = asking_lan(plan, local)
+        build_far_end(number, tunnel, local, provider, lan)
+        show_reach(tunnel, lan)
+    screen.space()
+
+
+def local_address(tunnel):
+    """Returns the outer address of the gateway's end, or None without a tunnel or an address."""
+    link = gateway.links().get(tunnel.ifname)
+    local = link and link["linkinfo"]["info_data"].get("local")
+    return None if local in (None, "any") else local
+
+
+def asking_lan(plan, local):
+    """Returns the first LAN that the tunnel does not start in; None if the gateway itself has to ask."""
+    lans = plan.lans if plan.forwards else []
+    return next((lan for lan in lans if ipaddress.IPv4Address(local) not in lan.address.network), None)
+
+
+def namespace_behind(ifname, plan):
+    """Returns the namespace of the host behind an interface, or None."""
+    if ifname == BRIDGE:
+        return next((HOSTS[lan.behind[0]] for lan in plan.lans if lan.ifname == BRIDGE), None)
+    namespace = HOSTS.get((ifname or "").split(".")[0])
+    return namespace if namespace and gateway.exists(f"/run/netns/{namespace}") else None
+
+
+def build_far_end(number, tunnel, local, provider, lan):
+    """Builds the far end in a namespace `far<number>` that the provider routes to."""
+    far, cable = f"far{number}", f"to-far{number}"
+    provider_address, far_address = f"198.18.{number}.1", f"198.18.{number}.2"
+    gateway.add_namespace(far)
+    peer = ("peer", "name", "wan", "netns", far)
+    gateway.run("ip", "link", "add", cable, "type", "veth", *peer, namespace=provider)
+    gateway.run("ip", "link", "set", cable, "up", namespace=provider)
+    gateway.run("ip", "link", "set", "wan", "up", namespace=far)
+    gateway.run("ip", "address", "add", f"{provider_address}/30", "dev", cable, namespace=provider)
+    gateway.run("ip", "route", "replace", tunnel.remote, "via", far_address, namespace=provider)
+    gateway.run("sh", "-c", f"echo 1 >{FORWARDING}", namespace=provider)
+    gateway.set_host_address(far, f"{far_address}/30", provider_address, ifname="wan")
+    gateway.run("ip", "address", "replace", f"{tunnel.remote}/32", "dev", "lo", namespace=far)
+    ends = ("local", tunnel.remote, "remote", local)
+    gateway.run("ip", "tunnel", "add", "tunnel", "mode", "gre", *ends, namespace=far)
+    gateway.run("ip", "link", "set", "tunnel", "up", namespace=far)
+    gateway.run("ip", "address", "replace", tunnel.far_end, "dev", "tunnel", namespace=far)
+    for network in tunnel.far_networks:
+        gateway.run("ip", "address", "replace", f"{host_in(network)}/32", "dev", "lo", namespace=far)
+    if lan:
+        gateway.run("ip", "route", "replace", lan.address.network, "dev", "tunnel", namespace=far)
+
+
+def show_reach(tunnel, lan):
+    reached = gateway.reaches(str(tunnel.far_end.ip), None, hosts.PATIENCE)
+    screen.answer(f"the gateway reaches the far end's inner address {tunnel.far_end.ip}", reached)
+    namespace = hosts.first_host(lan) if lan else None
+    who = f"the host {hosts.place(lan, lan.behind[0])}" if lan else "the gateway"
+    for network in tunnel.far_networks:
+        target = host_in(network)
+        before = packets_received(tunnel)
+        reached = gateway.reaches(str(target), namespace, hosts.PATIENCE)
+        # The answer came through the tunnel, not over some other way.
+        through = reached and packets_received(tunnel) > before
+        screen.answer(f"{who} reaches {target} in {network} through the tunnel", through)
+
+
+def packets_received(tunnel):
+    return int(gateway.read(f"/sys/class/net/{tunnel.ifname}/statistics/rx_packets"))

@@ -1,0 +1,115 @@
+"""The hosts in the gateway's own networks: what they get from it, and whom they reach."""
+
+import guest
+import program
+import screen
+from plan import BRIDGE, HOSTS, RADIOS
+
+PATIENCE = 5
+
+gateway = guest.Gateway()
+
+
+def show_lan(lan, names):
+    for position, behind in enumerate(lan.behind):
+        screen.title(f"A host {place(lan, behind)}")
+        if connect(lan, position):
+            show_host(lan, HOSTS[behind], names)
+        screen.space()
+    if lan.ifname == BRIDGE and len(lan.behind) > 1:
+        screen.title("From one member of the bridge to the other")
+        show_way(lan, lan, lan.behind[-1])
+        screen.space()
+
+
+def place(lan, behind):
+    if behind in RADIOS:
+        return f"on the Wi-Fi of {behind}"
+    return f"behind {behind}" if lan.vlan is None else f"behind {behind}, on VLAN {lan.vlan}"
+
+
+def connect(lan, position):
+    """Gives a host its address: by DHCP if the gateway serves it. Returns whether it has one now."""
+    namespace = HOSTS[lan.behind[position]]
+    if program.serves_dhcp(lan.ifname):
+        return get_leases(lan, namespace, lan.fixed_lease if position == 0 else None)
+    if lan.wants_dhcp:
+        screen.note('its network has "dhcp", but the program wrote nothing for it')
+    if position >= len(lan.free):
+        screen.note(f"there is no address for a host in {lan.address}")
+        return False
+    ifname = namespace if lan.vlan is None else gateway.add_vlan(namespace, namespace, lan.vlan)
+    address = f"{lan.free[position]}/{lan.address.network.prefixlen}"
+    gateway.set_host_address(namespace, address, lan.gateway, ifname)
+    screen.note(f"has the static address {address}")
+    return True
+
+
+def get_leases(lan, namespace, fixed_lease):
+    lease = gateway.dhcp_lease(namespace, vlan=lan.vlan)
+    show_lease(lease, "asks for an address by DHCP", lease)
+    if fixed_lease:
+        hardware_address, address = fixed_lease
+        fixed = gateway.dhcp_lease(namespace, vlan=lan.vlan, hwaddr=hardware_address)
+        question = f"gets the fixed lease {address} as {hardware_address}"
+        screen.answer(question, fixed and fixed["ip"] == address)
+        lease = fixed or lease
+    return lease is not None
+
+
+def show_lease(lease, question, good):
+    screen.answer(question, good)
+    if lease:
+        screen.note(f"{lease['ip']}/{lease['mask']} for {lease['lease']} s from {lease['serverid']},")
+        screen.note(f"router {lease.get('router', '(none)')}, DNS server {lease.get('dns', '(none)')}")
+
+
+def show_host(lan, namespace, names):
+    reached = gateway.reaches(lan.gateway, namespace, PATIENCE)
+    if not screen.answer(f"reaches the gateway at {lan.gateway}", reached):
+        return
+    for name in names:
+        found = gateway.resolve(name, lan.gateway, namespace)
+        screen.answer(f"asks the gateway for the name {name}: {', '.join(found) or 'no answer'}", found)
+
+
+def addresses_in(lan, behind):
+    """Returns the addresses in the LAN that the host behind an interface has."""
+    namespace = HOSTS[behind]
+    ifname = namespace if lan.vlan is None else f"{namespace}.{lan.vlan}"
+    return [address.split("/")[0] for address in gateway.addresses(ifname, namespace)]
+
+
+def first_host(lan):
+    """Returns the namespace of the LAN's first host, which has its default route there from now on.
+
+    It may have become a host of a VLAN of the same port since it was shown.
+    """
+    namespace = HOSTS[lan.behind[0]]
+    way = ("via", lan.gateway, "dev", namespace if lan.vlan is None else f"{namespace}.{lan.vlan}")
+    gateway.run("ip", "route", "replace", "default", *way, namespace=namespace, check=False)
+    return namespace
+
+
+def show_way(here, there, behind_there):
+    """Shows whether the first host of one LAN reaches a host of a LAN."""
+    namespace = first_host(here)
+    for address in addresses_in(there, behind_there):
+        reached = gateway.reaches(address, namespace, PATIENCE)
+        screen.answer(
+            f"the host {place(here, here.behind[0])} reaches {address} {place(there, behind_there)}", reached
+        )
+
+
+def show_way_between(plan):
+    """Shows whether a host of the first LAN reaches one of the second."""
+    untagged = [lan for lan in plan.lans if lan.vlan is None]
+    if len(untagged) < 2:
+        return
+    screen.title("From one LAN to the other")
+    if plan.forwards:
+        here, there = untagged[:2]
+        show_way(here, there, there.behind[0])
+    else:
+        screen.note('the gateway does not forward: "firewall.general.router" is not set')
+    screen.space()

@@ -1,0 +1,388 @@
+"""What there is to show of a configuration, derived from it alone. What there is not becomes a remark."""
+
+import dataclasses
+import ipaddress
+import itertools
+from ipaddress import IPv4Address, IPv4Interface, IPv4Network
+
+PORTS = ("eth0", "eth1")
+RADIOS = ("wlan0", "wlan1")
+BRIDGE = "br-lan"
+CELLULAR = "wwan0"
+
+# The namespace of the host behind each interface, whose card has the same name.
+HOSTS = {"eth0": "lan0", "eth1": "lan1", "wlan0": "wifi0", "wlan1": "wifi1", CELLULAR: "operator"}
+
+# The pair of link-local addresses of a pass-through port: its own, and that of the device behind it.
+FALLBACKS = {
+    "eth0": (IPv4Interface("169.254.0.1/25"), "169.254.0.2"),
+    "eth1": (IPv4Interface("169.254.0.129/25"), "169.254.0.130"),
+}
+
+# For what the demo adds around the gateway: the first that the configuration does not use itself.
+OPERATOR_NETWORKS = [IPv4Network(f"{start}/30") for start in ("10.64.1.0", "100.64.1.0", "172.31.254.0")]
+HOSTS_BEYOND = [IPv4Network(address) for address in ("203.0.113.9", "198.51.100.9", "192.0.2.9")]
+
+MOST_NETWORKS = 5
+MOST_TUNNELS = 4
+MOST_NAMES = 4
+
+
+@dataclasses.dataclass
+class Lan:
+    """A network of the gateway's own: where its address is, and the hosts in it."""
+
+    ifname: str
+    address: IPv4Interface
+    behind: list[str]  # the interfaces that have a host behind them
+    vlan: int | None
+    wants_dhcp: bool
+    fixed_lease: tuple[str, str] | None  # hardware address and address
+    free: list[IPv4Address]  # for hosts without DHCP, in the order of `behind`; fewer if there is no room
+
+    @property
+    def gateway(self):
+        return str(self.address.ip)
+
+
+@dataclasses.dataclass
+class PassThrough:
+    """The port behind which one device gets the cellular address."""
+
+    port: str
+    automatic: bool
+    address: IPv4Interface | None  # of a static port
+    has_pool: bool  # the device gets an address of the pool instead
+    has_fallback: bool
+
+
+@dataclasses.dataclass
+class CellularLink:
+    """The link as the demo plays it."""
+
+    address: IPv4Interface
+    gateway: IPv4Address
+    beyond: IPv4Address  # a host behind the operator
+    routed: list[IPv4Address]  # hosts that static routes lead to
+    brings_names: bool
+
+
+@dataclasses.dataclass
+class Tunnel:
+    ifname: str
+    label: str
+    remote: IPv4Address
+    far_end: IPv4Interface  # the far end's inner address
+    far_networks: list[IPv4Network]
+
+
+@dataclasses.dataclass
+class Plan:
+    lans: list[Lan]
+    radios: list[str]
+    passthrough: PassThrough | None
+    link: CellularLink | None
+    link_for_lans: bool
+    tunnels: list[Tunnel]
+    forwards: bool
+    names: list[str]
+    remarks: dict[str, bool]
+
+
+def make(config):
+    """Returns the plan for the configuration `config`, a `Settings`."""
+    passthrough_port = find_passthrough_port(config)
+    members = bridge_members(config, passthrough_port)
+    # The ports first, for the VLANs may be many.
+    lans = sorted(find_lans(config, members), key=lambda lan: lan.vlan is not None)
+    tunnels = list(find_tunnels(config))
+    passthrough = read_passthrough(config, passthrough_port)
+    taken = [lan.address.network for lan in lans] + configured_destinations(config)
+    taken += [network for tunnel in tunnels for network in networks_of(tunnel)]
+    remark_other_programs_work(config)
+    return Plan(
+        lans=first(config, lans, MOST_NETWORKS, "networks", lambda lan: lan.ifname),
+        radios=[radio for radio in RADIOS if has_access_point(config, radio)],
+        passthrough=passthrough,
+        link=find_link(config, passthrough, taken),
+        link_for_lans=passthrough_port is None,
+        tunnels=first(config, tunnels, MOST_TUNNELS, "tunnels", lambda tunnel: tunnel.ifname),
+        forwards=config.at("firewall.general").integer("router") not in (None, 0),
+        names=first(config, host_names(config), MOST_NAMES, "host names", str),
+        remarks=config.remarks,
+    )
+
+
+def first(config, items, most, what, name):
+    """Returns the first `most` items; a remark counts the others."""
+    left_out = items[most:]
+    if left_out:
+        names = " to ".join(dict.fromkeys((name(left_out[0]), name(left_out[-1]))))
+        config.remark(f"{len(left_out)} more of the {what}: {names}")
+    return items[:most]
+
+
+def host_names(config):
+    names = [entry.host_name("name") for entry in config.objects("hostnames")]
+    return [name for name in names if name]
+
+
+# The gateway's own networks
+
+
+def port_network(config, port):
+    return config.at(f"wired.{port}.network")
+
+
+def access_point(config, radio):
+    return config.at(f"wireless.wifi.{radio}.ap")
+
+
+def has_access_point(config, radio):
+    return access_point(config, radio).flag("enable")
+
+
+def bridge_members(config, passthrough_port):
+    """Returns the members of the bridge that have a host behind them."""
+    bridge = config.at("wired.bridge")
+    if not bridge.flag("enable"):
+        return []
+    members = []
+    for name in dict.fromkeys(bridge.strings("interfaces")):
+        if name == passthrough_port:
+            config.remark(f"{name} is a member of the bridge and in pass-through: it does not join")
+        elif name in PORTS or (name in RADIOS and has_access_point(config, name)):
+            members.append(name)
+    if not members:
+        config.remark("the bridge has no member with a host behind it")
+    return members
+
+
+def find_lans(config, members):
+    """Yields the networks with an address of their own."""
+    if members:
+        yield from bridge_lan(config, members)
+    for port in PORTS:
+        network = port_network(config, port)
+        if not config.at(f"wired.{port}").flag("enable") or network.text("mode") != "router":
+            continue
+        if port not in members:
+            yield from read_lan(config, port, network, [port])
+        vlans = network.at("advanced.vlan")
+        for entry in vlans.objects("networks") if vlans.flag("enable") else []:
+            yield from vlan_lan(config, port, entry)
+    for radio in RADIOS:
+        if has_access_point(config, radio) and radio not in members:
+            yield from read_lan(config, radio, access_point(config, radio).object("network"), [radio])
+
+
+def bridge_lan(config, members):
+    primary = config.at("wired.bridge").text("primary_interface") or ""
+    if primary in RADIOS:
+        network = access_point(config, primary).object("network")
+    else:
+        network = port_network(config, primary if primary in PORTS else "")
+    yield from read_lan(config, BRIDGE, network, members)
+
+
+def vlan_lan(config, port, entry):
+    if not entry.flag("enable"):
+        return
+    vid = entry.integer("vid", 1, 4094)
+    if vid is not None:
+        yield from read_lan(config, f"{port}.{vid}", entry.object("network"), [port], vid)
+
+
+def read_lan(config, ifname, network, behind, vlan=None):
+    """Yields the network, unless it has no address of its own."""
+    if network.text("protocol") == "dhcp_client":
+        config.remark(f"{ifname} gets its address by DHCP: the demo has no server there")
+        return
+    address = network.interface("ipv4", "netmask")
+    if address is None:
+        config.remark(f"{ifname} has no address")
+        return
+    dhcp = network.object("dhcp")
+    yield Lan(
+        ifname=ifname,
+        address=address,
+        behind=behind,
+        vlan=vlan,
+        wants_dhcp=dhcp.flag("enable"),
+        fixed_lease=fixed_lease(dhcp.object("mac_binding")),
+        free=free_addresses(address, routers_next_to(config, ifname, network), len(behind)),
+    )
+
+
+def fixed_lease(binding):
+    """Returns the first fixed lease as (hardware address, address), or None."""
+    for device in binding.objects("devices") if binding.flag("enable") else []:
+        if device.flag("enable"):
+            mac, address = device.hardware_address("mac"), device.address("ipv4")
+            if mac and address:
+                return mac, str(address)
+    return None
+
+
+def routers_next_to(config, ifname, network):
+    """Returns the addresses of the routers in an interface's network: hosts of the demo play them."""
+    routers = [network.address("gateway")]
+    routers += [route.address("gateway") for route in static_routes(config, ifname)]
+    return [router for router in routers if router is not None]
+
+
+def free_addresses(address, preferred, count):
+    """Returns up to `count` other addresses of an interface's network: the preferred ones, then the next."""
+    # The first and the last one are not for hosts.
+    lowest, highest = int(address.network.network_address) + 1, int(address.network.broadcast_address) - 1
+    own = int(address.ip)
+    candidates = itertools.chain(
+        (int(router) for router in preferred), range(own + 1, highest + 1), range(own - 1, lowest - 1, -1)
+    )
+    found = {}
+    for candidate in candidates:
+        if len(found) == count:
+            break
+        if lowest <= candidate <= highest and candidate != own:
+            found[IPv4Address(candidate)] = True
+    return list(found)
+
+
+def static_routes(config, ifname):
+    routes = config.objects("static_routes")
+    return [route for route in routes if route.flag("enable") and route.text("interface") == ifname]
+
+
+# The cellular link and the device behind the pass-through port
+
+
+def find_passthrough_port(config):
+    """Returns the first port whose mode is not "router", even if it is disabled; None if there is none."""
+    for port in PORTS:
+        if port_network(config, port).text("mode") not in (None, "router"):
+            return port
+    return None
+
+
+def read_passthrough(config, port):
+    if port is None:
+        return None
+    if not config.at(f"wired.{port}").flag("enable"):
+        config.remark(f"{port} is the pass-through port, but it is disabled: there is no device behind it")
+        return None
+    network = port_network(config, port)
+    dhcp = network.object("dhcp")
+    automatic = network.text("mode") == "pass-through-auto"
+    address = None if automatic else network.interface("ipv4", "netmask")
+    if not automatic and (address is None or not free_addresses(address, [], 1)):
+        config.remark(f"{port} has no network of its own for static pass-through")
+        return None
+    return PassThrough(
+        port=port,
+        automatic=automatic,
+        address=address,
+        has_pool=not automatic and any(dhcp.text(end) for end in ("start", "end")),
+        has_fallback=network.object("advanced").flag("enable_secondary_ip"),
+    )
+
+
+def find_link(config, passthrough, taken):
+    if not config.at("wireless.cell").flag("enable"):
+        if passthrough:
+            config.remark("there is no cellular link for the device behind the pass-through port")
+        return None
+    if passthrough and passthrough.address:
+        port = passthrough.address
+        network = port.network
+        # In the smallest network the operator has the port's address, as in automatic pass-through.
+        address, gateway = [*free_addresses(port, [], 2), port.ip][:2]
+    else:
+        network = unused(OPERATOR_NETWORKS, taken)
+        gateway, address = network.hosts()
+    routes = [destination(route) for route in static_routes(config, CELLULAR)]
+    return CellularLink(
+        address=IPv4Interface((address, network.prefixlen)),
+        gateway=gateway,
+        beyond=unused(HOSTS_BEYOND, [*taken, network]).network_address,
+        routed=[] if passthrough else [host_in(route) for route in routes if route],
+        brings_names=config.object("dns").text("source") == "isp",
+    )
+
+
+def unused(candidates, taken):
+    """Returns the first candidate that overlaps no taken network, else the last one."""
+    # A default route takes no addresses.
+    taken = [network for network in taken if network.prefixlen > 0]
+    for candidate in candidates:
+        if not any(candidate.overlaps(network) for network in taken):
+            return candidate
+    return candidates[-1]
+
+
+def destination(route, address_key="ipv4", prefix_key="netmask"):
+    """Returns the network that a route leads to, or None."""
+    address, prefix = route.address(address_key), route.integer(prefix_key, 0, 32)
+    if address is None or prefix is None:
+        return None
+    return ipaddress.ip_network((address, prefix), strict=False)
+
+
+def configured_destinations(config):
+    routes = (destination(route) for route in config.objects("static_routes") if route.flag("enable"))
+    return [network for network in routes if network]
+
+
+def host_in(network):
+    """Returns an address of the network that a host may have."""
+    return network.network_address + (1 if network.prefixlen < 31 else 0)
+
+
+# Tunnels
+
+
+def find_tunnels(config):
+    """Yields the enabled tunnels; the program leaves out those after one without inner addresses."""
+    for number, entry in enumerate(config.at("tunnels").objects("gre"), start=1):
+        ifname = f"gre-tun{number}"
+        if not entry.flag("enable"):
+            continue
+        local, remote = entry.text("tunnel_local_ip"), entry.text("tunnel_remote_ip")
+        prefix = entry.integer("tunnel_netmask")
+        if None in (local, remote, prefix):
+            config.remark(f"{ifname} has no inner addresses: it and the tunnels after it are left out")
+            return
+        tunnel = read_tunnel(ifname, entry)
+        if tunnel is None:
+            config.remark(f"{ifname} has no far end that the demo could play")
+        else:
+            yield tunnel
+
+
+def read_tunnel(ifname, entry):
+    remote = entry.address("remote_ip")
+    far_end = entry.interface("tunnel_remote_ip", "tunnel_netmask")
+    if remote is None or far_end is None or entry.address("tunnel_local_ip") is None:
+        return None
+    networks = (
+        destination(network, "dest_ip", "dest_netmask") for network in entry.objects("tunnel_networks")
+    )
+    label = entry.text("name") or "no name"
+    # A network that covers the way to the far end would lead the tunnel through itself.
+    return Tunnel(ifname, label, remote, far_end, [net for net in networks if net and remote not in net])
+
+
+def networks_of(tunnel):
+    return [IPv4Network(tunnel.remote), tunnel.far_end.network, *tunnel.far_networks]
+
+
+def remark_other_programs_work(config):
+    """Remarks on settings that no action of the program reads, and on what no demo can show."""
+    if config.at("tunnels.wireguard").flag("enable"):
+        config.remark("WireGuard: no action of the program sets it up")
+    if config.object("qos").flag("enable"):
+        config.remark("quality of service: no action of the program sets it up")
+    for radio in RADIOS:
+        if config.at(f"wireless.wifi.{radio}.client").flag("enable"):
+            config.remark(f"{radio} is a Wi-Fi client: the demo has no access point for it")
+    if any(entry.flag("route_incoming") for entry in config.at("tunnels").objects("gre")):
+        config.remark('"route_incoming": its routes are made by two scripts of the device')

@@ -1,0 +1,42 @@
+"""What the tour prints."""
+
+import os
+
+MOST_LINES = 50
+LONGEST_LINE = 160
+
+
+def style(code, text):
+    return f"\033[{code}m{text}\033[0m" if os.environ.get("GATEWAY_COLOUR") else text
+
+
+def heading(text):
+    print(f"\n{style('1;34', f'== {text}')}\n", flush=True)
+
+
+def title(text):
+    print(style("1", text), flush=True)
+
+
+def space():
+    print(flush=True)
+
+
+def answer(text, good):
+    """Prints a line that begins with yes or no; returns whether it is yes."""
+    print(f"    {style('32', 'yes') if good else style('31', 'no '):<3}  {text}", flush=True)
+    return bool(good)
+
+
+def note(text):
+    print(f"         {text}", flush=True)
+
+
+def indented(lines, most=MOST_LINES):
+    """Prints the first lines, shortened if they are very long; the last line counts the others."""
+    for line in lines[:most]:
+        short = line if len(line) <= LONGEST_LINE else line[:LONGEST_LINE] + "..."
+        print(f"    {short}".rstrip())
+    if len(lines) > most:
+        print(f"    ... and {len(lines) - most} more lines")
+    print(end="", flush=True)
