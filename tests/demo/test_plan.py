@@ -151,7 +151,7 @@ class AnyValueAnywhere(unittest.TestCase):
     def test_address_that_is_none_gets_a_remark(self):
         config = copy.deepcopy(EXAMPLES["router"])
         config["wired"]["eth1"]["network"]["ipv4"] = "192.168.1.300"
-        self.assertIn('"wired.eth1.network.ipv4" is no IPv4 address: "192.168.1.300"', remarks(config))
+        self.assertIn('"wired.eth1.network.ipv4" is not an IPv4 address: "192.168.1.300"', remarks(config))
         self.assertEqual([lan.ifname for lan in make(config).lans], ["eth0", "eth0.100"])
 
 

@@ -104,7 +104,7 @@ LINES = {
     ],
     "wrong_values": [
         '    "wired.eth0" is an array, not an object',
-        '    "wired.eth1.network.ipv4" is no IPv4 address: "192.168.1.300"',
+        '    "wired.eth1.network.ipv4" is not an IPv4 address: "192.168.1.300"',
         '    "tunnels.gre" is a boolean, not an array',
         "What systemd-networkd says about the unit files",
     ],

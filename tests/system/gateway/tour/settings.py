@@ -120,7 +120,7 @@ class Settings:
         text = self.text(key)
         if text is None or pattern.fullmatch(text):
             return text
-        self.remark(f'"{self.where(key)}" is no {wanted}: {quoted(text)}')
+        self.remark(f'"{self.where(key)}" is not a {wanted}: {quoted(text)}')
         return None
 
     def host_name(self, key):
@@ -136,7 +136,7 @@ class Settings:
         try:
             return ipaddress.IPv4Address(text)
         except ValueError:
-            self.remark(f'"{self.where(key)}" is no IPv4 address: {quoted(text)}')
+            self.remark(f'"{self.where(key)}" is not an IPv4 address: {quoted(text)}')
             return None
 
     def interface(self, address_key, prefix_key):
