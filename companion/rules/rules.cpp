@@ -3,12 +3,15 @@
 #include <algorithm>
 #include <unordered_set>
 
+#include "companion/rules/addresses.h"
 #include "companion/rules/bridge.h"
 #include "companion/rules/dhcp.h"
 #include "companion/rules/gre.h"
 #include "companion/rules/leases.h"
 #include "companion/rules/names.h"
+#include "companion/rules/ports.h"
 #include "companion/rules/relays.h"
+#include "companion/rules/routes.h"
 #include "companion/rules/texts.h"
 #include "companion/rules/vlans.h"
 #include "companion/rules/wireguard.h"
@@ -43,6 +46,37 @@ const std::vector<Rule>& all_rules() {
       {"relay-server-malformed", Severity::kError, relay_server_malformed},
       {"relay-beside-server", Severity::kError, relay_beside_server},
       {"relay-of-dhcp-client", Severity::kWarning, relay_of_dhcp_client},
+
+      {"address-malformed", Severity::kError, address_malformed},
+      {"address-unusable", Severity::kError, address_unusable},
+      {"secondary-address-missing", Severity::kWarning, secondary_address_missing},
+      {"netmask-out-of-range", Severity::kError, netmask_out_of_range},
+      {"netmask-guessed", Severity::kError, netmask_guessed},
+      {"subnet-twice", Severity::kError, subnet_twice},
+      {"subnets-overlap", Severity::kWarning, subnets_overlap},
+      {"mtu-out-of-range", Severity::kError, mtu_out_of_range},
+      {"mtu-raised", Severity::kWarning, mtu_raised},
+
+      {"gateway-malformed", Severity::kError, gateway_malformed},
+      {"gateway-ignored", Severity::kWarning, gateway_ignored},
+      {"gateway-without-address", Severity::kError, gateway_without_address},
+      {"gateway-unreachable", Severity::kError, gateway_unreachable},
+      {"route-gateway-unusable", Severity::kError, route_gateway_unusable},
+      {"route-gateway-outside", Severity::kWarning, route_gateway_outside},
+      {"default-routes-alike", Severity::kWarning, default_routes_alike},
+      {"route-without-interface", Severity::kError, route_without_interface},
+      {"route-incomplete", Severity::kError, route_incomplete},
+      {"route-host-bits", Severity::kWarning, route_host_bits},
+      {"route-twice", Severity::kWarning, route_twice},
+
+      {"port-without-network", Severity::kError, port_without_network},
+      {"port-mode-missing", Severity::kError, port_mode_missing},
+      {"port-mode-misspelt", Severity::kError, port_mode_misspelt},
+      {"passthrough-twice", Severity::kError, passthrough_twice},
+      {"passthrough-port-disabled", Severity::kError, passthrough_port_disabled},
+      {"passthrough-without-cell", Severity::kWarning, passthrough_without_cell},
+      {"passthrough-incomplete", Severity::kError, passthrough_incomplete},
+      {"fallback-without-address", Severity::kWarning, fallback_without_address},
 
       {"bridge-member-unknown", Severity::kError, bridge_member_unknown},
       {"bridge-member-not-a-name", Severity::kError, bridge_member_not_a_name},
@@ -84,7 +118,6 @@ const std::vector<Rule>& all_rules() {
       {"host-name-invalid", Severity::kWarning, host_name_invalid},
       {"host-name-twice", Severity::kWarning, host_name_twice},
       {"radio-two-roles", Severity::kError, radio_two_roles},
-
   };
   return kRules;
 }

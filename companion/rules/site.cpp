@@ -3,7 +3,11 @@
 #include "companion/platform.h"
 #include "config/interface_queries.h"
 #include "config/lookup.h"
+#include "config/secondary_pair.h"
+#include "networkd/wwan_static_routes.h"
 #include "platform/libcmd.h"
+#include "platform/libvantor.h"
+#include "tunnels/gre.h"
 #include "util/json_path.h"
 
 // What the program derives from the configuration.
@@ -17,9 +21,13 @@ Site::Site(const Source& from) : source(from), root(from.root), context(context_
   add_bridge();
   add_radios();
   for (const Interface& interface : interfaces)
+    interfaces_by_name_.emplace(interface.name, &interface);
+  for (const Interface& interface : interfaces)
     add_server(interface, false);
   for (const Interface& vlan : disabled_vlans)
     add_server(vlan, true);
+  add_routes();
+  add_tunnels();
 }
 
 void Site::add_ports() {
@@ -99,11 +107,67 @@ void Site::add_server(const Interface& interface, bool is_idle) {
   servers.push_back({&interface, dhcp, is_complete && serves(&context, interface), is_idle});
 }
 
-const Interface* Site::find_interface(const std::string& name) const {
-  for (const Interface& interface : interfaces) {
-    if (interface.name == name) return &interface;
+void Site::add_routes() {
+  for (const Json::Value& route : array_at(root, "static_routes")) {
+    std::string name;
+    if (!get_static_route_interface(route, name)) continue;
+    if (gets_routes(name)) routes.push_back({&route, name, find_interface(name)});
   }
-  return nullptr;
+}
+
+// The first tunnel without its inner addresses ends the list: it and those after it are left out.
+void Site::add_tunnels() {
+  int index = 0;
+  for (const Json::Value& tunnel : array_at(root, "tunnels.gre")) {
+    const std::string name = gre_tunnel_name(index++);
+    if (!is_enabled(tunnel)) continue;
+    int prefix = 0;
+    if (!text_at(tunnel, "tunnel_local_ip") || !config_get_int(tunnel, &prefix, "tunnel_netmask") ||
+        !text_at(tunnel, "tunnel_remote_ip")) {
+      return;
+    }
+    tunnels.push_back({name, &tunnel});
+  }
+}
+
+const Interface* Site::find_interface(const std::string& name) const {
+  const auto found = interfaces_by_name_.find(name);
+  return found != interfaces_by_name_.end() ? found->second : nullptr;
+}
+
+bool Site::gets_routes(const std::string& name) const {
+  return find_interface(name) != nullptr || (name == kWwanRouteInterface && context.cell_enabled);
+}
+
+static std::optional<OwnAddress> static_address_of(const Interface& interface) {
+  const std::optional<Ipv4> address = interface.address();
+  const std::optional<Subnet> subnet = subnet_at(*interface.network, "ipv4", "netmask");
+  if (!address || !subnet) return std::nullopt;
+  if (subnet->prefix == 0) return std::nullopt;
+  // An ordinary unit leaves a prefix length of 32 out, and systemd-networkd takes another.
+  if (subnet->prefix == 32 && interface.kind != Interface::Kind::kPassthroughPort) return std::nullopt;
+  return OwnAddress{*address, *subnet, &place_of(*interface.network, "ipv4")};
+}
+
+static std::optional<OwnAddress> secondary_address_of(const NetworkContext& context,
+                                                      const Interface& interface) {
+  if (!is_true(*interface.network, "advanced.enable_secondary_ip")) return std::nullopt;
+  const bool is_bridge = interface.kind == Interface::Kind::kBridge;
+  const SecondaryPair* pair =
+      secondary_pair_of(is_bridge ? context.bridge_primary_interface : interface.name);
+  if (pair == nullptr) return std::nullopt;
+  const std::optional<Ipv4> address = parse_ipv4(pair->gateway);
+  const std::optional<Subnet> subnet = subnet_with(*address, netmask_to_cidr(kSecondaryNetmask));
+  return OwnAddress{*address, *subnet, &place_of(*interface.network, "advanced.enable_secondary_ip")};
+}
+
+std::vector<OwnAddress> Site::addresses_of(const Interface& interface) const {
+  std::vector<OwnAddress> addresses;
+  const bool is_automatic = interface.kind == Interface::Kind::kPassthroughPort && context.passthrough_auto;
+  const auto own = is_automatic ? std::nullopt : static_address_of(interface);
+  if (own) addresses.push_back(*own);
+  if (const auto secondary = secondary_address_of(context, interface)) addresses.push_back(*secondary);
+  return addresses;
 }
 
 bool Site::is_router_port(const std::string& name) const {
@@ -125,6 +189,18 @@ std::optional<Subnet> Interface::subnet() const {
   int prefix = 32;
   config_get_int(*network, &prefix, "netmask");
   return own ? subnet_with(*own, prefix) : std::nullopt;
+}
+
+std::optional<Subnet> subnet_at(const Json::Value& object, const std::string& address_path,
+                                const std::string& prefix_path) {
+  const std::optional<Ipv4> address = parse_ipv4(text_at(object, address_path).value_or(""));
+  int prefix = 0;
+  if (!address || !config_get_int(object, &prefix, prefix_path)) return std::nullopt;
+  return subnet_with(*address, prefix);
+}
+
+std::optional<Subnet> StaticRoute::destination() const {
+  return subnet_at(*settings, "ipv4", "netmask");
 }
 
 std::optional<std::string> text_at(const Json::Value& object, const std::string& path) {

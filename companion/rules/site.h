@@ -7,6 +7,7 @@
 
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "companion/rules/ipv4.h"
@@ -38,6 +39,29 @@ struct DhcpServer {
   bool is_idle;
 };
 
+// An address of an interface, and the value that asks for it.
+struct OwnAddress {
+  Ipv4 address;
+  Subnet subnet;
+  const Json::Value* place;
+};
+
+// A static route that is enabled and on an interface that gets routes.
+struct StaticRoute {
+  const Json::Value* settings;  // never null
+  std::string interface_name;
+  const Interface* interface;  // null for the cellular interface, which has its addresses from the link
+
+  // Nothing while the address or the netmask is missing or invalid.
+  std::optional<Subnet> destination() const;
+};
+
+// A GRE tunnel that is enabled and gets an address.
+struct Tunnel {
+  std::string name;
+  const Json::Value* settings;  // never null
+};
+
 class Site {
  public:
   // `source` must outlive the site.
@@ -52,9 +76,15 @@ class Site {
   // VLANs that are not enabled: dnsmasq gets their servers all the same.
   std::vector<Interface> disabled_vlans;
   std::vector<DhcpServer> servers;
+  std::vector<StaticRoute> routes;
+  std::vector<Tunnel> tunnels;
 
   // The interface of this name; null when there is none with an address of its own.
   const Interface* find_interface(const std::string& name) const;
+  // Whether the static routes on the interface of this name are written.
+  bool gets_routes(const std::string& name) const;
+  // The static address and the secondary one, as far as the interface gets them and they have a known subnet.
+  std::vector<OwnAddress> addresses_of(const Interface& interface) const;
 
   // Whether "eth0" or "eth1" is an enabled LAN port, be it a member of the bridge or not.
   bool is_router_port(const std::string& name) const;
@@ -65,6 +95,10 @@ class Site {
   void add_bridge();
   void add_radios();
   void add_server(const Interface& interface, bool is_idle);
+  void add_routes();
+  void add_tunnels();
+
+  std::unordered_map<std::string, const Interface*> interfaces_by_name_;
 };
 
 // The text at the dotted path below `object`; nothing when it is missing or no text.
@@ -72,6 +106,10 @@ std::optional<std::string> text_at(const Json::Value& object, const std::string&
 
 // The text in quotes, as a message names what a configuration calls something.
 std::string quoted(const std::string& text);
+
+// The subnet of the address and the prefix length at two paths; nothing while one is missing or invalid.
+std::optional<Subnet> subnet_at(const Json::Value& object, const std::string& address_path,
+                                const std::string& prefix_path);
 
 // The value at the dotted path below `object` itself, to point at; `object` when it is missing.
 const Json::Value& place_of(const Json::Value& object, const std::string& path);

@@ -16,7 +16,7 @@
 // The local address that stands for the cellular link's current one.
 constexpr char kDynamicAddress[] = "dynamic";
 
-static std::string tunnel_name(int index) {
+std::string gre_tunnel_name(int index) {
   return "gre-tun" + std::to_string(index + 1);
 }
 
@@ -76,7 +76,7 @@ static void write_tunnel_device(std::FILE* file, const std::string& name, const 
 
 // A device unit that cannot be written does not fail the tunnel.
 static void write_tunnel_netdev_unit(const NetworkContext* ctx, int index, const Json::Value& tunnel) {
-  const std::string name = tunnel_name(index);
+  const std::string name = gre_tunnel_name(index);
   OpenFile file = open_unit_file(ctx, unit_order(index), name.c_str(), "netdev");
   if (!file) return;
   syslog(LOG_INFO, "configure GRE L3 tunnel");
@@ -113,7 +113,7 @@ static int write_tunnel_network_unit(const NetworkContext* ctx, int index, const
       !config_get_string(tunnel, remote_ip, "tunnel_remote_ip")) {
     return -1;
   }
-  const std::string name = tunnel_name(index);
+  const std::string name = gre_tunnel_name(index);
   OpenFile file = open_unit_file(ctx, unit_order(index), name.c_str(), "network");
   if (!file) return -1;
   std::fprintf(file.get(), "[Match]\nName = %s\n\n", name.c_str());
@@ -127,7 +127,7 @@ static int write_tunnel_network_unit(const NetworkContext* ctx, int index, const
 int gre_tun_apply(const NetworkContext* ctx, int index, const Json::Value& tunnel) {
   print_trace(ctx, __func__);
   // First and in every case, so that a disabled or changed tunnel disappears from the kernel.
-  qelsys("/sbin/ip tunnel del %s", tunnel_name(index).c_str());
+  qelsys("/sbin/ip tunnel del %s", gre_tunnel_name(index).c_str());
   if (!is_enabled(tunnel)) return 0;
   write_tunnel_netdev_unit(ctx, index, tunnel);
   return write_tunnel_network_unit(ctx, index, tunnel);
@@ -140,7 +140,7 @@ int gre_incoming_routes_apply(const NetworkContext* ctx, int index, const Json::
   if (!is_enabled(tunnel) || !is_true(tunnel, "route_incoming")) return 0;
   std::string gateway;
   if (config_get_string(tunnel, gateway, "incoming_gre_gateway")) {
-    qelsys("/usr/bin/route_table_add %d %s %s", table, tunnel_name(index).c_str(), gateway.c_str());
+    qelsys("/usr/bin/route_table_add %d %s %s", table, gre_tunnel_name(index).c_str(), gateway.c_str());
   }
   return 0;
 }

@@ -6,7 +6,12 @@
 
 #include <json/json.h>
 
+#include <string>
+
 #include "config/network_context.h"
+
+// The name of the interface of the tunnel at position `index`.
+std::string gre_tunnel_name(int index);
 
 // Applies every tunnel of the configuration; running it twice does no harm, since each tunnel is deleted
 // first. Returns 0, or the result of the first tunnel that failed: it and those after it are then left out.

@@ -1,0 +1,18 @@
+#pragma once
+
+// Gateways, default routes and static routes.
+
+#include "companion/rules/site.h"
+#include "companion/source/finding.h"
+
+void gateway_malformed(const Site& site, Findings& findings);
+void gateway_ignored(const Site& site, Findings& findings);
+void gateway_without_address(const Site& site, Findings& findings);
+void gateway_unreachable(const Site& site, Findings& findings);
+void route_gateway_unusable(const Site& site, Findings& findings);
+void route_gateway_outside(const Site& site, Findings& findings);
+void default_routes_alike(const Site& site, Findings& findings);
+void route_without_interface(const Site& site, Findings& findings);
+void route_incomplete(const Site& site, Findings& findings);
+void route_host_bits(const Site& site, Findings& findings);
+void route_twice(const Site& site, Findings& findings);
