@@ -4,6 +4,30 @@
 
 #include "libcmd/configuration_text.h"
 
+namespace {
+
+// The positions of findings, which come in the order of the text: each is counted on from the one before.
+class Positions {
+ public:
+  explicit Positions(const std::string& text) : text_(text) {}
+
+  const Position& at(std::ptrdiff_t offset) {
+    for (; place_ < offset; ++place_) {
+      const bool is_line_end = text_[static_cast<std::size_t>(place_)] == '\n';
+      position_.line += is_line_end ? 1 : 0;
+      position_.column = is_line_end ? 1 : position_.column + 1;
+    }
+    return position_;
+  }
+
+ private:
+  const std::string& text_;
+  std::ptrdiff_t place_ = 0;
+  Position position_;
+};
+
+}  // namespace
+
 const char* word_for(Severity severity) {
   return severity == Severity::kError ? "error" : "warning";
 }
@@ -47,8 +71,9 @@ void count(const std::vector<Finding>& findings, Summary& summary) {
 std::string text_report(const Source& source, const std::vector<Finding>& findings, bool excerpt,
                         bool colour) {
   std::string report;
+  Positions positions(source.text);
   for (const Finding& finding : findings) {
-    const Position position = position_of(source.text, finding.offset);
+    const Position& position = positions.at(finding.offset);
     const std::string place =
         source.name + ":" + std::to_string(position.line) + ":" + std::to_string(position.column) + ": ";
     const std::string word = std::string(word_for(finding.severity)) + ": ";
@@ -73,8 +98,9 @@ Json::Value json_report(const Source& source, const std::vector<Finding>& findin
   Json::Value report(Json::objectValue);
   report["file"] = source.name;
   Json::Value& list = report["findings"] = Json::Value(Json::arrayValue);
+  Positions positions(source.text);
   for (const Finding& finding : findings) {
-    const Position position = position_of(source.text, finding.offset);
+    const Position& position = positions.at(finding.offset);
     Json::Value& entry = list.append(Json::Value(Json::objectValue));
     entry["line"] = position.line;
     entry["column"] = position.column;
