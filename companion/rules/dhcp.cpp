@@ -282,11 +282,13 @@ static std::optional<std::uint32_t> lease_seconds(const std::string& text) {
   if (text == "infinite") return UINT32_MAX;
   const std::uint64_t unit = seconds_in(text.back());
   const std::string digits = unit == 0 ? text : text.substr(0, text.size() - 1);
+  // Those of the greatest number; dnsmasq splits a line that many leading zeros make too long.
+  constexpr std::size_t kMaxDigits = 10;
+  if (digits.size() > kMaxDigits) return std::nullopt;
   std::uint64_t number = 0;
   for (const char c : digits) {
     if (std::isdigit(static_cast<unsigned char>(c)) == 0) return std::nullopt;
     number = number * 10 + static_cast<std::uint64_t>(c - '0');
-    if (number > UINT32_MAX) return std::nullopt;
   }
   const std::uint64_t seconds = number * std::max<std::uint64_t>(unit, 1);
   if (seconds > UINT32_MAX) return std::nullopt;
