@@ -161,12 +161,15 @@ def can_happen(how, point):
     return how not in ("short", "torn") or point.name in ("read", "pread64") or point.argument > 1
 
 
-def signal_jobs(action, points):
+def signal_jobs(action, points, by_turns):
+    """All signals at each point or, `by_turns`, SIGKILL and one of the others, which take turns."""
     main = [point for point in points if point.is_main]
     release = max(point.call for point in main if (point.name, point.object) == ("unlink", LOCK))
+    at = [point for point in points[1:] if is_signal_point(point)]
+    kill, *others = SIGNALS
     return [Job(action, point, how, int(number), point.is_main and point.call >= release)
-            for point in points[1:] if is_signal_point(point)
-            for how, number in SIGNALS]
+            for turn, point in enumerate(at)
+            for how, number in ([kill, others[turn % len(others)]] if by_turns else SIGNALS)]
 
 
 def is_signal_point(point):

@@ -156,7 +156,7 @@ def listed_jobs(worker, arguments):
             yield from points.fault_jobs(action, worker.points(action, "program"), "program")
             yield from points.fault_jobs(action, worker.points(action, "all"), "loader")
         if arguments.kind == "signals":
-            yield from points.signal_jobs(action, worker.points(action, "program"))
+            yield from points.signal_jobs(action, worker.points(action, "program"), arguments.by_turns)
 
 
 def matches(job, arguments):
@@ -230,6 +230,7 @@ def parse_arguments():
     parser.add_argument("--at")
     parser.add_argument("--disturb")
     parser.add_argument("--loader", action="store_true")
+    parser.add_argument("--by-turns", action="store_true")
     parser.add_argument("--verbose", action="store_true")
     parser.add_argument("--share", default="0/1", help="NUMBER/COUNT: each COUNT-th run from NUMBER")
     return parser.parse_args()
