@@ -1,0 +1,51 @@
+#!/usr/bin/python3
+"""Each command explains itself when asked, and does nothing when it is called in a wrong way."""
+
+import unittest
+
+from command import SCRIPTS, CommandTest
+
+# Each with arguments that it does not take.
+WRONG = {
+    "benchmark": ["--no-such-option"],
+    "build": ["--no-such-option"],
+    "build-arm": ["--no-such-option"],
+    "check-machine": ["no-such-need"],
+    "coverage": ["extra"],
+    "install-packages": ["no-such-group"],
+    "lint": ["extra"],
+    "test": ["--all", "extra"],
+}
+WITHOUT_ARGUMENTS = ("build", "check-machine", "install-packages")
+
+
+class Usage(CommandTest):
+    def setUp(self):
+        super().setUp()
+        # A command that would begin with its work fails otherwise.
+        for name in ("apt-get", "cmake", "clang-format", "git"):
+            self.put(name, f"echo {name} was run >&2; exit 9")
+
+    def test_is_shown_when_asked_for(self):
+        for name in WRONG:
+            for option in ("--help", "-h"):
+                with self.subTest(f"{name} {option}"):
+                    done = self.run_command(SCRIPTS / name, option)
+                    self.expect(done, 0)
+                    self.assertIn(f"Usage: scripts/{name}", done.stdout)
+
+    def test_is_shown_when_an_argument_is_wrong(self):
+        for name, arguments in WRONG.items():
+            with self.subTest(name):
+                done = self.run_command(SCRIPTS / name, *arguments)
+                self.expect(done, 2, f"Usage: scripts/{name}")
+                self.assertEqual(done.stdout, "")
+
+    def test_is_shown_when_an_argument_is_missing(self):
+        for name in WITHOUT_ARGUMENTS:
+            with self.subTest(name):
+                self.expect(self.run_command(SCRIPTS / name), 2, f"Usage: scripts/{name}")
+
+
+if __name__ == "__main__":
+    unittest.main()
