@@ -26,7 +26,7 @@ class Request {
     auto* attribute = reinterpret_cast<rtattr*>(bytes_ + NLMSG_ALIGN(header().nlmsg_len));
     attribute->rta_type = static_cast<unsigned short>(type);
     attribute->rta_len = static_cast<unsigned short>(RTA_LENGTH(value.size()));
-    std::memcpy(RTA_DATA(attribute), value.data(), value.size());
+    value.copy(static_cast<char*>(RTA_DATA(attribute)), value.size());
     header().nlmsg_len = NLMSG_ALIGN(header().nlmsg_len) + RTA_ALIGN(attribute->rta_len);
     return attribute;
   }
