@@ -23,14 +23,24 @@ PROTECTED = ("/etc", "/home", "/opt", "/root", "/srv", "/tmp", "/var/lib")
 
 def protect():
     """Covers the directories that are not to be written, so that every file that appears there is seen."""
+    mount_points = [line.split()[4] for line in pathlib.Path("/proc/self/mountinfo").read_text().splitlines()]
     for directory in PROTECTED:
-        name = directory.strip("/").replace("/", "-")
-        written, work = GROUND / "written" / name, GROUND / "work" / name
-        written.mkdir(parents=True)
-        work.mkdir(parents=True)
         if os.path.isdir(directory):
-            subprocess.run(["mount", "-t", "overlay", "overlay", directory, "-o",
-                            f"lowerdir={directory},upperdir={written},workdir={work}"], check=True)
+            cover(directory, mount_points)
+
+
+def cover(directory, mount_points):
+    """Puts an overlay over a directory or, since none can hide a mount of the machine, over what is in it."""
+    if any(point.startswith(f"{directory}/") for point in mount_points):
+        for entry in os.scandir(directory):
+            if entry.is_dir(follow_symlinks=False):
+                cover(entry.path, mount_points)
+        return
+    written, work = (GROUND / kind / directory.strip("/") for kind in ("written", "work"))
+    written.mkdir(parents=True)
+    work.mkdir(parents=True)
+    subprocess.run(["mount", "-t", "overlay", "overlay", directory, "-o",
+                    f"lowerdir={directory},upperdir={written},workdir={work}"], check=True)
 
 
 def clean():
