@@ -259,17 +259,18 @@ static std::vector<const Json::Value*> lease_times(const Site& site, bool with_i
 
 // The seconds of each suffix that dnsmasq knows; 0 for any other.
 static std::uint64_t seconds_in(char suffix) {
+  constexpr std::uint64_t kHour = 3600;
   switch (std::tolower(static_cast<unsigned char>(suffix))) {
     case 's':
       return 1;
     case 'm':
       return 60;
     case 'h':
-      return 60 * 60;
+      return kHour;
     case 'd':
-      return 24 * 60 * 60;
+      return 24 * kHour;
     case 'w':
-      return 7 * 24 * 60 * 60;
+      return 7 * 24 * kHour;
     default:
       return 0;
   }
