@@ -112,7 +112,7 @@ static std::optional<std::string> why_unreachable(const Interface& interface,
                                                   const std::vector<OwnAddress>& addresses, Ipv4 gateway,
                                                   const DirectRoutes& direct) {
   if (gateway == 0) return "0.0.0.0 is no gateway: the default route leads straight to " + interface.name;
-  if (const auto role = special_role(addresses, gateway)) return role;
+  if (auto role = special_role(addresses, gateway)) return role;
   if (is_in_subnet(addresses, gateway)) return std::nullopt;
   const auto found = direct.find(interface.name);
   const bool has_route =
