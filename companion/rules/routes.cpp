@@ -171,6 +171,15 @@ void route_gateway_outside(const Site& site, Findings& findings) {
   }
 }
 
+void route_gateway_in_passthrough(const Site& site, Findings& findings) {
+  if (!site.context.passthrough_enabled) return;
+  for (const StaticRoute& route : site.routes) {
+    if (route.interface != nullptr || !written_gateway_of(site, route)) continue;
+    findings.add(place_of(*route.settings, "gateway"),
+                 "in pass-through a route over the cellular link cannot have a gateway");
+  }
+}
+
 namespace {
 
 struct DefaultRoute {

@@ -63,6 +63,7 @@ const std::vector<Rule>& all_rules() {
       {"gateway-unreachable", Severity::kError, gateway_unreachable},
       {"route-gateway-unusable", Severity::kError, route_gateway_unusable},
       {"route-gateway-outside", Severity::kWarning, route_gateway_outside},
+      {"route-gateway-in-passthrough", Severity::kError, route_gateway_in_passthrough},
       {"default-routes-alike", Severity::kWarning, default_routes_alike},
       {"route-without-interface", Severity::kError, route_without_interface},
       {"route-incomplete", Severity::kError, route_incomplete},
@@ -91,6 +92,7 @@ const std::vector<Rule>& all_rules() {
       {"vlan-id-out-of-range", Severity::kError, vlan_id_out_of_range},
       {"vlan-id-twice", Severity::kError, vlan_id_twice},
       {"vlan-without-network", Severity::kError, vlan_without_network},
+      {"vlan-of-bridge-member", Severity::kError, vlan_of_bridge_member},
       {"interface-name-too-long", Severity::kError, interface_name_too_long},
 
       {"tunnel-without-inner-address", Severity::kError, tunnel_without_inner_address},

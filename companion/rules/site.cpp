@@ -210,7 +210,8 @@ std::optional<std::string> text_at(const Json::Value& object, const std::string&
 }
 
 std::string quoted(const std::string& text) {
-  return '"' + text + '"';
+  constexpr std::size_t kLongest = 60;
+  return '"' + (text.size() > kLongest ? text.substr(0, kLongest) + "..." : text) + '"';
 }
 
 const Json::Value& place_of(const Json::Value& object, const std::string& path) {

@@ -1,7 +1,8 @@
 #pragma once
 
 // What a configuration makes of the gateway: the interfaces that it sets up and the DHCP servers on them. The
-// rules ask here, so that each of them judges only what has an effect. The program's own code decides what has.
+// rules ask here, so that each of them judges only what has an effect. The program's own code decides what
+// has.
 
 #include <json/json.h>
 
@@ -104,7 +105,7 @@ class Site {
 // The text at the dotted path below `object`; nothing when it is missing or no text.
 std::optional<std::string> text_at(const Json::Value& object, const std::string& path);
 
-// The text in quotes, as a message names what a configuration calls something.
+// The text in quotes, as a message names what a configuration calls something; of a long one, the beginning.
 std::string quoted(const std::string& text);
 
 // The subnet of the address and the prefix length at two paths; nothing while one is missing or invalid.

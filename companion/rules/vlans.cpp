@@ -52,6 +52,15 @@ void vlan_without_network(const Site& site, Findings& findings) {
   });
 }
 
+void vlan_of_bridge_member(const Site& site, Findings& findings) {
+  if (!site.context.bridge_enabled) return;
+  for_each_vlan(site, [&](const std::string& port, const Json::Value& entry) {
+    if (!interface_is_bridged(&site.context, port) || port == site.context.bridge_primary_interface) return;
+    findings.add(entry,
+                 "a bridge carries the VLANs of its primary member alone, and " + port + " is another");
+  });
+}
+
 // The kernel's limit for a name without its terminator.
 static bool is_too_long(const std::string& name) {
   return name.size() >= IFNAMSIZ;

@@ -44,22 +44,32 @@ static std::string printable(std::string text) {
   return text;
 }
 
-// The line of the place and a caret under it. Every character in front of the caret keeps its width: a tab
-// stays one, and of the bytes of a character in UTF-8 only the first counts.
+// Whether the byte is one of a character in UTF-8, but not its first.
+static bool is_continuation(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xc0) == 0x80;
+}
+
+// The line of the place and a caret under it; of a very long line, the part around the place. Every character
+// in front of the caret keeps its width: a tab stays one, and of the bytes of a character in UTF-8 only the
+// first counts.
 static std::string excerpt_at(const std::string& text, std::ptrdiff_t offset, bool colour) {
+  constexpr std::size_t kMostBefore = 120;
+  constexpr std::size_t kMostAfter = 80;
   const auto place = static_cast<std::size_t>(offset);
   const std::size_t before = place == 0 ? std::string::npos : text.rfind('\n', place - 1);
-  const std::size_t begin = before == std::string::npos ? 0 : before + 1;
-  const std::string line = text.substr(begin, std::min(text.find('\n', place), text.size()) - begin);
+  const std::size_t line_begin = before == std::string::npos ? 0 : before + 1;
+  const std::size_t line_end = std::min(text.find('\n', place), text.size());
+  const std::size_t begin = std::max(line_begin, place - std::min(place, kMostBefore));
+  const std::string part = text.substr(begin, std::min(line_end, place + kMostAfter) - begin);
   std::string indent;
   for (std::size_t i = 0; i < place - begin; ++i) {
-    if (line[i] == '\t') {
+    if (part[i] == '\t') {
       indent += '\t';
-    } else if ((static_cast<unsigned char>(line[i]) & 0xc0) != 0x80) {
+    } else if (!is_continuation(part[i])) {
       indent += ' ';
     }
   }
-  return "    " + printable(line) + "\n    " + indent + styled("^", "1;32", colour) + "\n";
+  return "    " + printable(part) + "\n    " + indent + styled("^", "1;32", colour) + "\n";
 }
 
 void count(const std::vector<Finding>& findings, Summary& summary) {

@@ -39,8 +39,8 @@ std::optional<std::string> load_source(const std::string& file, Source& source) 
 }
 
 std::ptrdiff_t key_offset(const std::string& text, std::ptrdiff_t value_offset) {
-  // Back over the colon and the blanks around it to the quote that ends the key, and on to the one that begins
-  // it: the one without a backslash in front of it.
+  // Back over the colon and the blanks around it to the quote that ends the key, and on to the one that
+  // begins it: the one without a backslash in front of it.
   std::size_t quote = text.rfind('"', static_cast<std::size_t>(value_offset) - 1);
   do {
     quote = text.rfind('"', quote - 1);
