@@ -300,11 +300,14 @@ def find_link(config, passthrough, taken):
         network = unused(OPERATOR_NETWORKS, taken)
         gateway, address = network.hosts()
     routes = [destination(route) for route in static_routes(config, CELLULAR)]
+    # The far end of a tunnel is no host of the operator's.
+    far_ends = [entry.address("remote_ip") for entry in config.at("tunnels").objects("gre")]
+    targets = [host_in(route) for route in routes if route]
     return CellularLink(
         address=IPv4Interface((address, network.prefixlen)),
         gateway=gateway,
         beyond=unused(HOSTS_BEYOND, [*taken, network]).network_address,
-        routed=[] if passthrough else [host_in(route) for route in routes if route],
+        routed=[] if passthrough else [target for target in targets if target not in far_ends],
         brings_names=config.object("dns").text("source") == "isp",
     )
 

@@ -12,6 +12,7 @@ OWN_ADDRESS = "169.125.7.209"
 OWN_GATEWAY = "169.125.7.210"
 POST_START_SCRIPT = "/var/run/post_networkd_start_actions_script"
 NAME = "news.example"
+PROXY_ARP = "/proc/sys/net/ipv4/conf/wwan/proxy_arp"
 
 gateway = guest.Gateway()
 
@@ -27,6 +28,8 @@ def come_up(plan):
     operator = str(link.gateway)
     prefix = link.address.network.prefixlen
     gateway.connect_cellular(str(link.address.ip), prefix, operator, dns=(operator,), beyond=beyond)
+    # A real link carries every packet to the operator; on this cable somebody has to answer for the address.
+    gateway.run("sh", "-c", f"echo 1 >{PROXY_ARP}", namespace=OPERATOR)
     gateway.start_host_dnsmasq(OPERATOR, f"--address=/{NAME}/{link.beyond}")
     statuses = []
     for action in ("wwan_apply", "dnsmasq"):
