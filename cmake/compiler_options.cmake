@@ -17,9 +17,11 @@ if(LANFAB_FUZZ)
 endif()
 
 if(LANFAB_COVERAGE)
-  # The counters are kept in a mapped file, so that they survive a process that a signal ends.
-  add_compile_options(-fprofile-instr-generate -fcoverage-mapping -mllvm -runtime-counter-relocation)
-  add_link_options(-fprofile-instr-generate)
+  # LLVM_PROFILE_FILE says where the counters go; without it nowhere. They can be kept in a mapped file, where
+  # they survive a process that a signal ends.
+  set(counting -fprofile-instr-generate=/dev/null)
+  add_compile_options(${counting} -fcoverage-mapping -mllvm -runtime-counter-relocation)
+  add_link_options(${counting})
 endif()
 
 if(CMAKE_BUILD_TYPE STREQUAL Release)
