@@ -16,6 +16,7 @@
 #include "companion/check.h"
 #include "companion/explain.h"
 #include "companion/preview.h"
+#include "companion/schema.h"
 #include "companion/world/recorder.h"
 
 // What a run ends with when it cannot do what it was asked.
@@ -80,6 +81,11 @@ static void add_preview(CLI::App& app, Command& command) {
   sub->callback([options, &command] { command = [options] { return preview(*options); }; });
 }
 
+static void add_schema(CLI::App& app, Command& command) {
+  CLI::App* sub = app.add_subcommand("schema", "Print the JSON Schema of the configuration");
+  sub->callback([&command] { command = print_schema; });
+}
+
 static int run(int argc, char* argv[]) {
   CLI::App app("Says what a network configuration of cmd_lanfab will do before it does it.", "lanfab");
   app.set_version_flag("--version", "lanfab " LANFAB_VERSION);
@@ -88,6 +94,7 @@ static int run(int argc, char* argv[]) {
   add_check(app, command);
   add_explain(app, command);
   add_preview(app, command);
+  add_schema(app, command);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -1,0 +1,31 @@
+#pragma once
+
+// The schema of the configuration, schema/network.schema.json: what may stand where.
+
+#include <json/json.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+// The text of the schema.
+extern const std::string_view kSchema;
+
+// The schema, each "$ref" replaced by what it refers to.
+const Json::Value& configuration_schema();
+
+// The schema of an object's member, and that of an array's elements; null where the schema has none.
+const Json::Value* member_schema(const Json::Value& schema, const std::string& key);
+const Json::Value* element_schema(const Json::Value& schema);
+
+// A value that its schema does not allow: it is of another type or, being an integer, out of range.
+struct Violation {
+  const Json::Value* value;
+  const Json::Value* schema;
+  bool is_of_wrong_type;
+};
+
+// All values below `root` that the schema does not allow, the innermost ones only. What the program takes for
+// a name, though it is no string, is allowed in a list of names. Keys that the schema does not know are left
+// alone.
+std::vector<Violation> find_violations(const Json::Value& root);
