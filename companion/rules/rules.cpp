@@ -1,7 +1,7 @@
 #include "companion/rules/rules.h"
 
 #include <algorithm>
-#include <unordered_set>
+#include <unordered_map>
 
 #include "companion/rules/addresses.h"
 #include "companion/rules/bridge.h"
@@ -12,15 +12,22 @@
 #include "companion/rules/ports.h"
 #include "companion/rules/relays.h"
 #include "companion/rules/routes.h"
+#include "companion/rules/shape.h"
 #include "companion/rules/texts.h"
 #include "companion/rules/vlans.h"
 #include "companion/rules/wireguard.h"
 
 constexpr char kTextRefused[] = "text-refused";
+constexpr char kOutOfRange[] = "out-of-range";
 
 // In the order of docs/checks.md.
 const std::vector<Rule>& all_rules() {
   static const std::vector<Rule> kRules = {
+      {"wrong-type", Severity::kError, wrong_type},
+      {kOutOfRange, Severity::kWarning, out_of_range},
+      {"unknown-key", Severity::kError, unknown_key},
+      {"doubtful-key", Severity::kWarning, doubtful_key},
+
       {kTextRefused, Severity::kError, text_refused},
 
       {"server-incomplete", Severity::kError, server_incomplete},
@@ -124,16 +131,23 @@ const std::vector<Rule>& all_rules() {
   return kRules;
 }
 
-// What the host platform refuses is judged by no other rule.
-static void keep_refusals_alone(std::vector<Finding>& found) {
-  std::unordered_set<std::ptrdiff_t> refused;
+// Which of the findings about one value are the ones to show, the lowest first: what the host platform
+// refuses is judged by nothing else, and a rule that knows what a number is for says more than that it is out
+// of range.
+static int rank_of(const Finding& finding) {
+  if (finding.rule == kTextRefused) return 0;
+  return finding.rule == kOutOfRange ? 2 : 1;
+}
+
+static void keep_best_of_each_value(std::vector<Finding>& found) {
+  std::unordered_map<std::ptrdiff_t, int> best;
   for (const Finding& finding : found) {
-    if (finding.rule == kTextRefused) refused.insert(finding.offset);
+    const int rank = rank_of(finding);
+    const auto [entry, is_new] = best.emplace(finding.offset, rank);
+    if (!is_new) entry->second = std::min(entry->second, rank);
   }
-  const auto is_judged_twice = [&](const Finding& finding) {
-    return finding.rule != kTextRefused && refused.count(finding.offset) != 0;
-  };
-  found.erase(std::remove_if(found.begin(), found.end(), is_judged_twice), found.end());
+  const auto is_outranked = [&](const Finding& finding) { return rank_of(finding) > best[finding.offset]; };
+  found.erase(std::remove_if(found.begin(), found.end(), is_outranked), found.end());
 }
 
 std::vector<Finding> examine(const Source& source) {
@@ -143,7 +157,7 @@ std::vector<Finding> examine(const Source& source) {
     Findings findings(rule.name, rule.severity, found);
     rule.examine(site, findings);
   }
-  keep_refusals_alone(found);
+  keep_best_of_each_value(found);
   std::stable_sort(found.begin(), found.end(),
                    [](const Finding& a, const Finding& b) { return a.offset < b.offset; });
   return found;

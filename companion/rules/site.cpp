@@ -16,7 +16,8 @@ static NetworkContext context_of(const Json::Value& root) {
   return NetworkContext(false);
 }
 
-Site::Site(const Source& from) : source(from), root(from.root), context(context_of(root)) {
+Site::Site(const Source& from)
+    : source(from), root(from.root), violations(find_violations(from.root)), context(context_of(root)) {
   add_ports();
   add_bridge();
   add_radios();

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "companion/rules/ipv4.h"
+#include "companion/source/schema.h"
 #include "companion/source/source.h"
 #include "config/network_context.h"
 
@@ -72,6 +73,8 @@ class Site {
 
   const Source& source;
   const Json::Value& root;
+  // Here because several rules report them, each its kind.
+  std::vector<Violation> violations;
   NetworkContext context;
   std::vector<Interface> interfaces;
   // VLANs that are not enabled: dnsmasq gets their servers all the same.

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <string_view>
 
 #include "libcmd/configuration_text.h"
 
@@ -20,7 +21,11 @@ struct CloseFile {
 static std::optional<std::string> read(const std::string& file, std::string& text) {
   const std::unique_ptr<std::FILE, CloseFile> stream(file == "-" ? stdin : std::fopen(file.c_str(), "re"));
   if (stream == nullptr) return std::strerror(errno);
-  return read_configuration(stream.get(), text);
+  auto failure = read_configuration(stream.get(), text);
+  // The parser passes over a byte order mark, and does not count it in offsets.
+  constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
+  if (text.compare(0, kByteOrderMark.size(), kByteOrderMark) == 0) text.erase(0, kByteOrderMark.size());
+  return failure;
 }
 
 std::optional<std::string> read_source(const std::string& file, Source& source) {

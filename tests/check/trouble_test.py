@@ -43,7 +43,8 @@ class Trouble(unittest.TestCase):
                 self.assertIn("--help", done.stderr)
 
     def test_help_and_version(self):
-        for arguments in (["--help"], ["--version"], ["check", "--help"], ["explain", "--help"]):
+        for arguments in (["--help"], ["--version"], ["check", "--help"], ["explain", "--help"],
+                          ["schema", "--help"]):
             with self.subTest(arguments):
                 done = self.run_lanfab(*arguments)
                 self.assertEqual((done.returncode, done.stderr), (0, ""))
@@ -92,6 +93,21 @@ class Trouble(unittest.TestCase):
         self.assertEqual((done.returncode, done.stderr), (1, ""))
         self.assertTrue(done.stdout.startswith("<stdin>:1:21: error: "))
 
+    def test_a_byte_order_mark(self):
+        self.lay('\ufeff{"wired": {"eth0": {"a\\"b": 1}}}')
+        done = self.run_lanfab("check", "--offline", "network.json")
+        self.assertEqual(done.stdout.splitlines()[0],
+                         'network.json:1:21: error: "a"b": nobody reads this key [unknown-key]')
+
+    def test_a_finding_for_every_value(self):
+        self.lay('{"hostnames": [' + ",\n".join(50_000 * ["1"]) + "]}")
+        done = self.run_lanfab("check", "--offline", "network.json", timeout=20)
+        self.assertTrue(done.stdout.startswith("network.json:1:16: error: "))
+        self.assertEqual(done.stdout.splitlines()[-2].split()[0], "network.json:50000:1:")
+
+    def test_the_schema(self):
+        self.assertEqual(self.run_lanfab("schema", "all").returncode, 2)
+
     def test_strict(self):
         self.lay('{"dns": {"source": "ISP"}}')
         self.assertEqual(self.run_lanfab("check", "--offline", "network.json").returncode, 0)
@@ -107,7 +123,7 @@ class Trouble(unittest.TestCase):
     def test_a_full_disk(self):
         self.lay("{}")
         with open("/dev/full", "w", encoding="utf-8") as full:
-            for arguments in (["check", "--offline", "network.json"], ["explain"]):
+            for arguments in (["check", "--offline", "network.json"], ["explain"], ["schema"]):
                 with self.subTest(arguments):
                     self.assert_trouble(self.run_lanfab(*arguments, stdout=full),
                                         "lanfab: error writing standard output: No space left on device")

@@ -1,0 +1,167 @@
+#!/usr/bin/python3
+"""Tests the schema, and that `lanfab check` judges by it. The program is the first argument."""
+
+import json
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+import jsonschema
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "tests" / "scenarios"))
+
+from runner import txtar  # noqa: E402  (found by the line above)
+
+LANFAB = os.path.abspath(sys.argv.pop(1))
+TEXT = (ROOT / "schema" / "network.schema.json").read_text(encoding="utf-8")
+SCHEMA = json.loads(TEXT)
+VALIDATOR = jsonschema.Draft7Validator(SCHEMA, format_checker=jsonschema.draft7_format_checker)
+SHAPE_RULES = {"wrong-type", "out-of-range", "unknown-key", "doubtful-key"}
+
+# Scenarios about values that the schema does not allow: the rules that they hit.
+EXCEPTIONS = {
+    "bridge_members_of_other_types": {"wrong-type"},
+    "bridge_vlans": {"unknown-key"},  # a VLAN with a mode, like a port
+    "cellular_name_servers": {"wrong-type"},
+    "dhcp_fixed_leases_off": {"wrong-type"},
+    "dhcp_key_missing": {"wrong-type"},
+    "dhcp_port_netmasks": {"netmask-out-of-range"},
+    "dhcp_vlan_longest_name": {"vlan-id-out-of-range"},
+    "dhcp_vlan_name_too_long": {"vlan-id-out-of-range"},
+    "dhcp_vlan_name_too_long_but_off": {"vlan-id-out-of-range"},
+    "gre_routes": {"wrong-type"},
+    "gre_without_tunnels": {"wrong-type"},
+    "netmasks": {"netmask-out-of-range"},
+    "pass_through_static_port_without_address": {"netmask-out-of-range"},
+    "wifi_object_missing": {"wrong-type"},
+    "wrong_types": {"wrong-type"},
+    "wrong_types_in_lists": {"wrong-type"},
+}
+# The settings of a bridge are those of a wired interface of any name.
+ALLOWED_BY_THE_PROGRAM = {"dhcp_bridge_primary"}
+
+# The program's other tests know one shape for all networks. Only a port's has these.
+PORT_ONLY = re.compile(
+    r"(ap|client|\[\])\.network\.(mode|dhcp\.(secondary_leasetime|disable_dhcp_secondary)|"
+    r"advanced\.(telnet(\.enable)?|vlan\.(hybrid|networks\[\]\.network.*)))$")
+
+
+def resolve(schema):
+    """Returns the schema itself, or what its reference refers to."""
+    while "$ref" in schema:
+        target = SCHEMA
+        for step in schema["$ref"].removeprefix("#/").split("/"):
+            target = target[step]
+        schema = target
+    return schema
+
+
+def schema_paths(schema, path=""):
+    """Yields the path and the schema of every value, as in "static_routes[].ipv4"."""
+    schema = resolve(schema)
+    yield path, schema
+    for key, member in schema.get("properties", {}).items():
+        yield from schema_paths(member, f"{path}.{key}" if path else key)
+    if "items" in schema:
+        yield from schema_paths(schema["items"], path + "[]")
+
+
+def shape_paths(shapes, shape, path=""):
+    """Yields the path of every value that the tests of the program give it."""
+    yield path
+    if isinstance(shape, str) and shape.startswith("@"):
+        yield from shape_paths(shapes, shapes[shape], path)
+    elif isinstance(shape, dict):
+        for key, member in shape.items():
+            yield from shape_paths(shapes, member, f"{path}.{key}" if path else key)
+    elif isinstance(shape, list):
+        yield from shape_paths(shapes, shape[0], path + "[]")
+
+
+def configurations_of_scenarios():
+    """Yields the name of a scenario and a configuration of it that can be parsed."""
+    for path in sorted((ROOT / "tests" / "scenarios").glob("*.txtar")):
+        _, parts = txtar.parse(txtar.read(path))
+        for part in parts:
+            text = part.body.replace("$port", "eth0")
+            try:
+                if part.name == "network.json" and isinstance(json.loads(text), dict):
+                    yield path.stem, text
+            except json.JSONDecodeError:
+                pass
+
+
+def findings_of(text):
+    """Returns the findings about a configuration."""
+    with tempfile.TemporaryDirectory() as directory:
+        path = pathlib.Path(directory, "network.json")
+        path.write_text(text, encoding="utf-8")
+        output = subprocess.run([LANFAB, "check", "--offline", "--format", "json", path], check=False,
+                                stdout=subprocess.PIPE, text=True).stdout
+    return json.loads(output)[0]["findings"]
+
+
+class Schema(unittest.TestCase):
+    def test_it_is_a_schema_of_draft_7(self):
+        jsonschema.Draft7Validator.check_schema(SCHEMA)
+
+    def test_the_program_prints_it(self):
+        output = subprocess.run([LANFAB, "schema"], check=True, stdout=subprocess.PIPE, text=True).stdout
+        self.assertEqual(output, TEXT)
+
+    def test_it_has_every_path_that_the_program_reads_and_no_other(self):
+        shape_file = ROOT / "tests" / "fuzz" / "configuration_shape.json"
+        shapes = json.loads(shape_file.read_text(encoding="utf-8"))
+        # The program asks for this object by a name of its own; that of a GRE tap is in no configuration.
+        shapes["@network"]["tunnels"]["wireguard"] = "@wireguard"
+        read = {path for path in shape_paths(shapes, "@network") if not PORT_ONLY.search(path)}
+        known = {path for path, _ in schema_paths(SCHEMA)}
+        self.assertEqual(known - {"$schema"}, read)
+
+    def test_every_definition_is_used(self):
+        for name in SCHEMA["definitions"]:
+            self.assertIn(f'"#/definitions/{name}', TEXT)
+
+    def test_every_value_is_described_and_has_good_examples(self):
+        for path, schema in schema_paths(SCHEMA):
+            with self.subTest(path):
+                self.assertRegex(schema["description"], r"^[^ ].*\.$")
+                examples = schema.get("examples", [])
+                self.assertTrue(examples or schema["type"] in ("object", "array"))
+                for value in [*examples, *([schema["default"]] if "default" in schema else [])]:
+                    VALIDATOR.evolve(schema=schema).validate(value)
+
+    def test_numbers_with_a_size_have_a_unit(self):
+        for path, schema in schema_paths(SCHEMA):
+            if re.search("(netmask|[.]mtu|mtu_size|keep_alive)$", path):
+                self.assertIn("unit", schema, path)
+
+
+class Judgement(unittest.TestCase):
+    def test_the_examples_are_allowed(self):
+        for path in ROOT.glob("examples/*/network.json"):
+            with self.subTest(path.parent.name):
+                text = path.read_text(encoding="utf-8")
+                VALIDATOR.validate(json.loads(text))
+                self.assertEqual(findings_of(text), [])
+
+    def test_the_program_allows_in_scenarios_what_the_schema_allows(self):
+        hit = {}
+        for name, text in configurations_of_scenarios():
+            with self.subTest(name, text=text):
+                rules = {finding["rule"] for finding in findings_of(text)}
+                is_allowed = jsonschema.Draft7Validator(SCHEMA).is_valid(json.loads(text))
+                expected = rules & (SHAPE_RULES | EXCEPTIONS.get(name, set()))
+                if name not in ALLOWED_BY_THE_PROGRAM:
+                    self.assertEqual(not expected, is_allowed)
+                hit.setdefault(name, set()).update(expected)
+        self.assertEqual({name: rules for name, rules in hit.items() if rules}, EXCEPTIONS)
+
+
+if __name__ == "__main__":
+    unittest.main()
