@@ -2,9 +2,13 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 
+#include "companion/dnsmasq.h"
+#include "companion/programs.h"
 #include "companion/rules/rules.h"
 #include "companion/source/report.h"
 #include "companion/source/source.h"
@@ -47,10 +51,35 @@ class Output {
   Summary summary_;
 };
 
+// dnsmasq, where it can be asked.
+class Dnsmasq {
+ public:
+  explicit Dnsmasq(bool offline) : program_(offline ? std::nullopt : find_in_path("dnsmasq")) {}
+
+  // Adds what it refuses to what the rules have found. After an error it would only say the same once more.
+  void judge(const Source& source, std::vector<Finding>& findings) {
+    if (!program_ || std::any_of(findings.begin(), findings.end(), is_error)) return;
+    if (const auto trouble = ask_dnsmasq(*program_, source, findings)) {
+      // The rest of it is advice, which `lanfab preview` gives, too.
+      std::fprintf(stderr, "%s; dnsmasq is not asked\n", trouble->substr(0, trouble->find('\n')).c_str());
+      // It would be the same for every file.
+      program_.reset();
+    }
+  }
+
+ private:
+  static bool is_error(const Finding& finding) {
+    return finding.severity == Severity::kError;
+  }
+
+  std::optional<std::string> program_;
+};
+
 }  // namespace
 
 int check(const CheckOptions& options) {
   Output output(options.json);
+  Dnsmasq dnsmasq(options.offline);
   bool is_all_readable = true;
   for (const std::string& file : options.files) {
     Source source;
@@ -59,7 +88,9 @@ int check(const CheckOptions& options) {
       is_all_readable = false;
       continue;
     }
-    output.add(source, examine(source));
+    std::vector<Finding> findings = examine(source);
+    dnsmasq.judge(source, findings);
+    output.add(source, findings);
   }
   output.finish();
   if (!is_all_readable) return 2;

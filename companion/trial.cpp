@@ -4,19 +4,13 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
-#include <sstream>
+#include <utility>
 
+#include "companion/programs.h"
 #include "companion/world/world.h"
 
 constexpr char kProgram[] = "cmd_lanfab";
-
-static std::optional<std::string> absolute_program(const std::string& path) {
-  char absolute[PATH_MAX];
-  if (realpath(path.c_str(), absolute) == nullptr || access(absolute, X_OK) != 0) return std::nullopt;
-  return absolute;
-}
 
 // Beside this program or, in a build tree, one directory above it; then along PATH.
 static std::optional<std::string> find_program() {
@@ -26,11 +20,7 @@ static std::optional<std::string> find_program() {
   const std::string directory = path.substr(0, path.find_last_of('/'));
   for (const char* place : {"/", "/../"})
     if (auto program = absolute_program(directory + place + kProgram)) return program;
-  const char* search = std::getenv("PATH");
-  std::istringstream directories(search != nullptr ? search : "");
-  for (std::string place; std::getline(directories, place, ':');)
-    if (auto program = absolute_program(place + "/" + kProgram)) return program;
-  return std::nullopt;
+  return find_in_path(kProgram);
 }
 
 static void replace_all(std::string& text, const std::string& from, const std::string& to) {
@@ -39,12 +29,17 @@ static void replace_all(std::string& text, const std::string& from, const std::s
 }
 
 std::optional<std::string> try_out(const std::string& file, const TrialOptions& options, Trial& trial) {
-  if (auto trouble = read_source(file, trial.source)) return trouble;
+  Source source;
+  if (auto trouble = read_source(file, source)) return trouble;
+  return try_out(std::move(source), options, trial);
+}
+
+std::optional<std::string> try_out(Source source, const TrialOptions& options, Trial& trial) {
+  trial.source = std::move(source);
   const auto program = options.program.empty() ? find_program() : absolute_program(options.program);
   if (!program) {
     if (!options.program.empty()) return options.program + ": " + std::strerror(errno);
-    return std::string("lanfab: ") + kProgram +
-           " is neither beside this program nor in PATH; --program names it";
+    return std::string("lanfab: ") + kProgram + " is neither beside this program nor in PATH";
   }
   if (auto trouble = make_start(options.cell, trial.start)) return trouble;
   Outcome& outcome = trial.outcome;

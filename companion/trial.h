@@ -23,3 +23,6 @@ struct Trial {
 
 // Runs the configuration in a world of its own. Returns nothing, or why there is no outcome.
 std::optional<std::string> try_out(const std::string& file, const TrialOptions& options, Trial& trial);
+
+// The same for a configuration that has been read.
+std::optional<std::string> try_out(Source source, const TrialOptions& options, Trial& trial);

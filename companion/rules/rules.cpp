@@ -127,6 +127,8 @@ const std::vector<Rule>& all_rules() {
       {"host-name-invalid", Severity::kWarning, host_name_invalid},
       {"host-name-twice", Severity::kWarning, host_name_twice},
       {"radio-two-roles", Severity::kError, radio_two_roles},
+
+      {kDnsmasqRefuses, Severity::kError, nullptr},
   };
   return kRules;
 }
@@ -154,6 +156,7 @@ std::vector<Finding> examine(const Source& source) {
   const Site site(source);
   std::vector<Finding> found;
   for (const Rule& rule : all_rules()) {
+    if (rule.examine == nullptr) continue;
     Findings findings(rule.name, rule.severity, found);
     rule.examine(site, findings);
   }

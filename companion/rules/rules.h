@@ -9,11 +9,15 @@
 #include "companion/source/finding.h"
 #include "companion/source/source.h"
 
+// What dnsmasq itself refuses.
+inline constexpr char kDnsmasqRefuses[] = "dnsmasq-refuses";
+
 struct Rule {
   const char* name;
   // Error: the services refuse it, or what is asked for cannot happen. Warning: it works, but hardly as
   // intended.
   Severity severity;
+  // Null for kDnsmasqRefuses, which companion/dnsmasq.h is about.
   void (*examine)(const Site& site, Findings& findings);
 };
 

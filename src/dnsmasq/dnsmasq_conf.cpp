@@ -14,7 +14,6 @@
 #include "platform/libvantor.h"
 #include "util/open_file.h"
 
-constexpr char kDnsmasqConf[] = "/var/run/dnsmasq.conf";
 // Written first and copied into place when complete. The platform provides its directory.
 constexpr char kDnsmasqConfStaging[] = "/var/volatile/qel/.dnsmasq_conf";
 

@@ -4,6 +4,8 @@
 
 #include "config/network_context.h"
 
+inline constexpr char kDnsmasqConf[] = "/var/run/dnsmasq.conf";
+
 // Regenerates the hosts file, the resolver file and the configuration. Returns 0 in every case; a failure is
 // logged and leaves the configuration as it was.
 int dnsmasq_apply(const NetworkContext* ctx);

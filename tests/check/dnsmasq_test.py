@@ -1,0 +1,131 @@
+#!/usr/bin/env python3
+"""Tests how `lanfab check` asks dnsmasq. The program is the first argument, and cmd_lanfab is beside it.
+
+No rule leaves anything for the real dnsmasq to refuse, so most of these have another one first in PATH.
+"""
+
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+LANFAB = os.path.abspath(sys.argv.pop(1))
+EXAMPLES = sorted(pathlib.Path(__file__).resolve().parents[2].glob("examples/*/network.json"))
+CONFIGURATION = """{
+  "wired": {
+    "eth0": {"enable": true, "network": {"mode": "router", "protocol": "static", "ipv4": "192.168.1.1",
+      "netmask": 24, "dhcp": {"enable": true, "start": "192.168.1.10", "end": "192.168.1.99",
+        "mac_binding": {"enable": true, "devices": [
+          {"enable": true, "mac": "02:00:5e:00:53:01", "ipv4": "192.168.1.20"},
+          {"enable": true, "mac": "02:00:5e:00:53:02", "ipv4": "192.168.1.21"}
+        ]}}}}
+  }
+}
+"""
+# Refuses the line of the second device, as dnsmasq does.
+REFUSE = """
+[ "$*" = "--test --conf-file=-" ] || exit 4
+number=$(grep -n 53:02 | cut -d : -f 1)
+printf '\\ndnsmasq: bad dhcp-host at line %s of stdin\\n' "$number" >&2
+exit 1
+"""
+# As root of a user namespace in which nobody may make another, and which has no rights of its own.
+WITHOUT_NAMESPACES = (
+    "unshare", "--user", "--map-root-user", "sh", "-c",
+    'echo 0 >/proc/sys/user/max_user_namespaces && exec setpriv --bounding-set=-all "$@"', "sh")
+
+
+class AskDnsmasq(unittest.TestCase):
+    def setUp(self):
+        directory = tempfile.TemporaryDirectory()
+        self.addCleanup(directory.cleanup)
+        self.directory = pathlib.Path(directory.name)
+        self.lay("network.json", CONFIGURATION)
+
+    def lay(self, name, text, mode=0o644):
+        (self.directory / name).write_text(text, encoding="utf-8")
+        (self.directory / name).chmod(mode)
+
+    def lay_dnsmasq(self, script):
+        """Puts a dnsmasq in front of the machine's. It leaves a file "asked"."""
+        self.lay("dnsmasq", f"#!/bin/sh\n>'{self.directory}/asked'\n{script}", 0o755)
+
+    def was_asked(self):
+        return (self.directory / "asked").exists()
+
+    def check(self, *arguments, lanfab=LANFAB, before=()):
+        environment = os.environ | {"PATH": f"{self.directory}:{os.environ['PATH']}"}
+        return subprocess.run([*before, lanfab, "check", *arguments], cwd=self.directory, env=environment,
+                              text=True, capture_output=True, check=False)
+
+    def assert_said(self, done, status, output, errors=""):
+        self.assertEqual((done.stdout, done.stderr, done.returncode), (output, errors, status))
+
+    def test_the_real_one_accepts_the_examples(self):
+        done = self.check(*EXAMPLES)
+        self.assert_said(done, 0, f"0 errors and 0 warnings in {len(EXAMPLES)} files\n")
+
+    def test_refusal_is_at_the_values_of_the_line(self):
+        self.lay_dnsmasq(REFUSE)
+        self.assert_said(
+            self.check("network.json"), 1,
+            "network.json:7:35: error: dnsmasq refuses \"dhcp-host=02:00:5e:00:53:02,192.168.1.21\": "
+            "bad dhcp-host [dnsmasq-refuses]\n1 error and 0 warnings in 1 file\n")
+
+    def test_refusal_without_a_line(self):
+        self.lay_dnsmasq("cat >/dev/null; echo 'dnsmasq: out of patience' >&2; exit 1")
+        self.assert_said(self.check("network.json"), 1,
+                         "network.json:1:1: error: dnsmasq: out of patience [dnsmasq-refuses]\n"
+                         "1 error and 0 warnings in 1 file\n")
+
+    def test_findings_stay_in_the_order_of_the_text(self):
+        self.lay_dnsmasq(REFUSE)
+        text = CONFIGURATION.replace('{\n  "wired"', '{\n  "dns": {"source": "ISP"},\n  "wired"')
+        hosts = '"hostnames": [{"name": "my printer", "ipv4": "192.168.1.20"}]'
+        self.lay("network.json", text.replace("\n  }\n}", "\n  },\n  " + hosts + "\n}"))
+        places = [line.split(" ")[0] for line in self.check("network.json").stdout.splitlines()[:-1]]
+        self.assertEqual(places, ["network.json:2:21:", "network.json:8:35:", "network.json:11:26:"])
+
+    def test_is_not_asked_offline(self):
+        self.lay_dnsmasq("exit 1")
+        self.assert_said(self.check("--offline", "network.json"), 0, "0 errors and 0 warnings in 1 file\n")
+        self.assertFalse(self.was_asked())
+
+    def test_is_not_asked_after_an_error(self):
+        self.lay_dnsmasq("exit 1")
+        self.lay("network.json", CONFIGURATION.replace("1.20", "1.21"))
+        self.assertIn("[lease-address-twice]", self.check("network.json").stdout)
+        self.assertFalse(self.was_asked())
+
+    def test_trouble_of_its_own_is_noted_once(self):
+        self.lay_dnsmasq("exit 3")
+        self.assert_said(self.check("network.json", "network.json"), 0,
+                         "0 errors and 0 warnings in 2 files\n",
+                         f"lanfab: {self.directory}/dnsmasq ended with status 3; dnsmasq is not asked\n")
+
+    def test_one_that_is_killed(self):
+        self.lay_dnsmasq("kill -KILL $$")
+        self.assert_said(self.check("network.json"), 0, "0 errors and 0 warnings in 1 file\n",
+                         f"lanfab: {self.directory}/dnsmasq: Killed; dnsmasq is not asked\n")
+
+    def test_no_program_to_run(self):
+        self.lay_dnsmasq("exit 1")
+        alone = shutil.copy(LANFAB, self.directory / "lanfab")
+        done = self.check("network.json", lanfab=alone, before=("env", f"PATH={self.directory}"))
+        reason = "cmd_lanfab is neither beside this program nor in PATH"
+        self.assert_said(done, 0, "0 errors and 0 warnings in 1 file\n",
+                         f"lanfab: {reason}; dnsmasq is not asked\n")
+
+    def test_no_namespaces(self):
+        self.lay_dnsmasq("exit 1")
+        done = self.check("network.json", before=WITHOUT_NAMESPACES)
+        self.assert_said(done, 0, "0 errors and 0 warnings in 1 file\n",
+                         "lanfab: clone: Operation not permitted; dnsmasq is not asked\n")
+        self.assertFalse(self.was_asked())
+
+
+if __name__ == "__main__":
+    unittest.main()
