@@ -8,6 +8,7 @@ scripts and the launcher are recorders.
 import argparse
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
@@ -21,7 +22,9 @@ echo "${0##*/}" "$@" >>"$CALLS"
 """
 BEFORE_THE_BUILD = ["check-machine build gateway", "install-packages build gateway"]
 
-program = None
+RULE = re.compile(r"\[([a-z-]+)\]$", re.MULTILINE)
+
+program = companion = None
 
 
 def write(path, content):
@@ -40,6 +43,7 @@ class DemoCase(unittest.TestCase):
             "scripts/install-packages",
             "tests/system/gateway/launch",
             "bin/cmake",
+            "build/release/companion/lanfab",
         ):
             write(self.checkout / name, RECORDER.encode()).chmod(0o755)
         for name in ("scripts/demo", "examples", "tests/support", "tests/system/gateway/tour"):
@@ -51,7 +55,6 @@ class DemoCase(unittest.TestCase):
     def link_program(self, path):
         """Makes a program what the last build has left."""
         target = self.checkout / "build/release/cmd_lanfab"
-        target.parent.mkdir(parents=True)
         target.symlink_to(path)
 
     def demo(self, *arguments, wrapper=()):
@@ -165,11 +168,15 @@ class FileWithoutAConfiguration(DemoCase):
 class FileWithAConfiguration(DemoCase):
     """It is built and booted, whatever the configuration is."""
 
-    BUILD = ["cmake --preset release", "cmake --build --preset release --target cmd_lanfab -- --quiet"]
+    BUILD = [
+        "cmake --preset release",
+        "cmake --build --preset release --target cmd_lanfab lanfab_companion -- --quiet",
+    ]
 
     def assert_booted(self, result, config):
         *before, launch = result.calls
-        self.assertEqual(before, BEFORE_THE_BUILD + self.BUILD)
+        look = f"lanfab check --offline {config}"
+        self.assertEqual(before, BEFORE_THE_BUILD + self.BUILD + [look])
         self.assertIn(f"--config {config} ", launch)
         self.assertEqual(result.returncode, 7, "the status of the launcher")
         self.assertEqual(result.stderr, "")
@@ -188,9 +195,34 @@ class FileWithAConfiguration(DemoCase):
         self.assert_booted(self.demo(os.path.relpath(path)), path)
 
 
+class Mistakes(DemoCase):
+    def test_each_is_found_and_nothing_is_booted(self):
+        if companion is None:
+            self.skipTest("needs --companion")
+        lanfab = self.checkout / "build/release/companion/lanfab"
+        lanfab.unlink()
+        lanfab.symlink_to(companion)
+        result = self.demo("--break")
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        _, *mistakes = result.stdout.split("\n== ")[1:]
+        found = [(mistake.splitlines()[0], set(RULE.findall(mistake))) for mistake in mistakes]
+        self.assertEqual(
+            found,
+            [
+                ("A key is misspelt", {"server-incomplete", "netmask-guessed", "unknown-key"}),
+                ("A mode begins with a capital letter", {"port-mode-misspelt"}),
+                ("Two devices have the same fixed lease", {"lease-address-twice"}),
+                ("A range ends in another network", {"range-outside-subnet"}),
+                ("Two ports have the same network", {"subnet-twice", "route-gateway-outside"}),
+            ],
+        )
+        self.assertFalse([call for call in result.calls if call.startswith("launch")])
+
+
 if __name__ == "__main__":
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--program", type=lambda text: pathlib.Path(text).resolve(), help="a cmd_lanfab")
+    parser.add_argument("--companion", type=lambda text: pathlib.Path(text).resolve(), help="a lanfab")
     options, rest = parser.parse_known_args()
-    program = options.program
+    program, companion = options.program, options.companion
     unittest.main(argv=[sys.argv[0], *rest])
