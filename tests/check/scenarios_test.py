@@ -1,0 +1,83 @@
+#!/usr/bin/env python3
+"""Checks the configurations of all scenarios and compares the errors with scenarios.expected.
+
+Usage: scenarios_test.py [--update] PROGRAM
+
+A scenario that is not listed there has none: most of them are sound. One that is shows a fault on purpose, and
+its line names the rules that it hits. What dnsmasq refuses must be an error, and of an example there is nothing
+to say at all.
+"""
+
+import json
+import pathlib
+import subprocess
+import sys
+import tempfile
+
+HERE = pathlib.Path(__file__).resolve().parent
+SCENARIOS = HERE.parent / "scenarios"
+sys.path.insert(0, str(SCENARIOS))
+
+from runner import scenario, txtar  # noqa: E402  (found by the line above)
+
+EXPECTED = HERE / "scenarios.expected"
+
+
+def configurations_of(path):
+    """Yields the texts of the configurations of a scenario, those of an example apart."""
+    _, parts = txtar.parse(txtar.read(path))
+    for row in scenario.variants(parts):
+        for part in scenario.in_variant(parts, row):
+            if part.name == "network.json" and part.body:
+                yield txtar.content(part)
+
+
+def errors_of(program):
+    """Returns the rules that find an error in a configuration, by scenario."""
+    with tempfile.TemporaryDirectory() as directory:
+        names = {}
+        for path in sorted(SCENARIOS.glob("*.txtar")):
+            for number, text in enumerate(configurations_of(path)):
+                file = pathlib.Path(directory, f"{path.stem}-{number}.json")
+                file.write_bytes(txtar.encode(text))
+                names[str(file)] = path.stem
+        done = subprocess.run([program, "check", "--offline", "--format", "json", *names], text=True,
+                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=False)
+    errors = {}
+    for report in json.loads(done.stdout):
+        rules = {finding["rule"] for finding in report["findings"] if finding["severity"] == "error"}
+        if rules:
+            errors.setdefault(names[report["file"]], set()).update(rules)
+    return errors
+
+
+def refused_by_dnsmasq():
+    return {path.stem for path in SCENARIOS.glob("*.txtar") if "\n-- refused by dnsmasq --\n" in txtar.read(path)}
+
+
+def findings_about_examples(program):
+    """Returns what the program prints about them, apart from its last line."""
+    examples = sorted(HERE.parents[1].glob("examples/*/network.json"))
+    done = subprocess.run([program, "check", "--offline", *examples], text=True, stdout=subprocess.PIPE,
+                          check=False)
+    return done.stdout.splitlines()[:-1]
+
+
+def main():
+    errors = errors_of(sys.argv[-1])
+    lines = [f"{name}: {' '.join(sorted(rules))}\n" for name, rules in sorted(errors.items())]
+    if "--update" in sys.argv:
+        EXPECTED.write_text("".join(lines), encoding="ascii")
+    expected = EXPECTED.read_text(encoding="ascii").splitlines(keepends=True)
+    for line in sorted(set(lines) ^ set(expected)):
+        print("+" if line in lines else "-", line, end="")
+    missed = refused_by_dnsmasq() - set(errors)
+    for name in sorted(missed):
+        print(f"{name}: dnsmasq refuses it, and no rule finds an error")
+    findings = findings_about_examples(sys.argv[-1])
+    print(*findings, sep="\n", end="\n" if findings else "")
+    return 1 if missed or findings or lines != expected else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
