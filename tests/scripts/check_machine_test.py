@@ -38,12 +38,16 @@ class CheckMachine(CommandTest):
 
     def test_no_user_namespaces(self):
         self.put("unshare", "exit 1")
+        # What the settings of the kernel are.
+        self.put("cat", "echo 1")
+        self.put("grep", "exit 0")
         self.expect_missing(self.check("sandbox"), "makes no user namespaces", "Run the container with more")
         self.put("cat", "echo 0")
         self.expect_missing(self.check("sandbox"), "makes no user namespaces", "sysctl user.max_user_namesp")
 
     def test_no_user_namespaces_in_a_chroot(self):
         self.put("unshare", "exit 1")
+        self.put("cat", "echo 1")
         # Nothing is mounted on the root.
         self.put("grep", "exit 1")
         self.expect_missing(self.check("sandbox"), "this is a chroot", "Run it outside")
