@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "companion/check.h"
+#include "companion/diff.h"
 #include "companion/explain.h"
 #include "companion/preview.h"
 #include "companion/schema.h"
@@ -81,6 +82,19 @@ static void add_preview(CLI::App& app, Command& command) {
   sub->callback([options, &command] { command = [options] { return preview(*options); }; });
 }
 
+static void add_diff(CLI::App& app, Command& command) {
+  CLI::App* sub = app.add_subcommand("diff", "Show what a configuration would change");
+  const auto options = std::make_shared<DiffOptions>();
+  sub->add_option("FILE", options->file, "the configuration; - is standard input")
+      ->default_val(kInstalledConfiguration);
+  sub->add_option("OTHER", options->other,
+                  "a newer one to compare it with; without, FILE is compared with\n"
+                  "what is in /var/run now");
+  add_trial_options(*sub, options->trial);
+  sub->footer("Example: lanfab diff /etc/lanfab/network.json network.json");
+  sub->callback([options, &command] { command = [options] { return diff(*options); }; });
+}
+
 static void add_schema(CLI::App& app, Command& command) {
   CLI::App* sub = app.add_subcommand("schema", "Print the JSON Schema of the configuration");
   sub->callback([&command] { command = print_schema; });
@@ -94,6 +108,7 @@ static int run(int argc, char* argv[]) {
   add_check(app, command);
   add_explain(app, command);
   add_preview(app, command);
+  add_diff(app, command);
   add_schema(app, command);
   try {
     app.parse(argc, argv);
