@@ -1,11 +1,15 @@
 # CPack runs this on the files to be packed, to add what Debian expects in a package and an image does not.
 set(debian ${CPACK_LANFAB_SOURCE}/packaging/debian)
-set(usr ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/usr)
-set(doc ${usr}/share/doc/${CPACK_PACKAGE_NAME})
-file(COPY ${debian}/copyright ${debian}/changelog DESTINATION ${doc}
-  FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
-file(GLOB manual_pages ${usr}/share/man/man*/*)
-execute_process(COMMAND gzip --best --no-name ${doc}/changelog ${manual_pages} COMMAND_ERROR_IS_FATAL ANY)
+file(GLOB packages ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/*)
+foreach(files IN LISTS packages)
+  cmake_path(GET files FILENAME group)
+  string(TOUPPER ${group} group)
+  set(doc ${files}/usr/share/doc/${CPACK_DEBIAN_${group}_PACKAGE_NAME})
+  file(COPY ${debian}/copyright ${debian}/changelog DESTINATION ${doc}
+    FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+  file(GLOB manual_pages ${files}/usr/share/man/man*/*)
+  execute_process(COMMAND gzip --best --no-name ${doc}/changelog ${manual_pages} COMMAND_ERROR_IS_FATAL ANY)
+endforeach()
 
 # The time of all files in the package, so that the same source gives the same bytes: that of the last commit,
 # outside git that of the last entry of Debian's changelog.

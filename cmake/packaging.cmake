@@ -22,13 +22,13 @@ install(FILES ${packaging}/sysusers.conf DESTINATION lib/sysusers.d RENAME lanfa
 # A component of its own, so that an image can do without it and a test can install it alone.
 include(cmake/documentation.cmake)
 
+# What authors of configurations use: a component, too.
+if(LANFAB_COMPANION)
+  include(cmake/tools.cmake)
+endif()
+
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT "lanfab maintainers <maintainers@lanfab.example>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "network configuration of a gateway for systemd-networkd and dnsmasq")
-# CPack indents the lines.
-set(CPACK_PACKAGE_DESCRIPTION "Turns one JSON object into the units of systemd-networkd and the files of
-dnsmasq, undoes what the previous run left in the kernel and restarts both
-services.")
 # With DESTDIR, so that the service contains the program's final path.
 set(CPACK_SET_DESTDIR ON)
 set(CPACK_INSTALL_PREFIX /usr)
@@ -36,15 +36,37 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/complete_deb.cmake)
 set(CPACK_LANFAB_SOURCE ${PROJECT_SOURCE_DIR})
 
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 set(CPACK_DEBIAN_PACKAGE_SECTION net)
-set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${debian}/postinst ${debian}/prerm ${debian}/postrm)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-# Written by hand: dpkg-shlibdeps knows only the packages of the build machine.
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6 (>= 2.34), libgcc-s1 (>= 3.3.1), libjsoncpp25 (>= 1.9.5), \
-libsqlite3-0 (>= 3.5.9), libstdc++6 (>= 11), dnsmasq, iproute2, systemd, udev")
 if(CMAKE_SYSTEM_PROCESSOR STREQUAL "armv7l")
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
 endif()
+# Each package has its own summary, the first line of its description; CPack indents the others.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
+
+# The package "lanfab" has everything but the tools. Another file name can be given to cpack.
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_LANFAB_PACKAGE_NAME lanfab)
+set(CPACK_DEBIAN_LANFAB_DESCRIPTION "network configuration of a gateway for systemd-networkd and dnsmasq
+Turns one JSON object into the units of systemd-networkd and the files of
+dnsmasq, undoes what the previous run left in the kernel and restarts both
+services.")
+set(CPACK_DEBIAN_LANFAB_PACKAGE_CONTROL_EXTRA ${debian}/postinst ${debian}/prerm ${debian}/postrm)
+# Written by hand: dpkg-shlibdeps knows only the packages of the build machine. Both programs need the same.
+set(libraries "libc6 (>= 2.34), libgcc-s1 (>= 3.3.1), libjsoncpp25 (>= 1.9.5), libsqlite3-0 (>= 3.5.9), \
+libstdc++6 (>= 11)")
+set(CPACK_DEBIAN_LANFAB_PACKAGE_DEPENDS "${libraries}, dnsmasq, iproute2, systemd, udev")
+
+set(CPACK_DEBIAN_TOOLS_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME lanfab-tools)
+set(CPACK_DEBIAN_TOOLS_DESCRIPTION "checks and previews of a gateway's network configuration
+Says what is wrong with a configuration of lanfab, shows the files and commands
+that it leads to, and what it would change, without touching the network.")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "lanfab (= ${PROJECT_VERSION}), ${libraries}")
+
 include(CPack)
+cpack_add_component_group(lanfab)
+cpack_add_component(Unspecified GROUP lanfab)
+cpack_add_component(documentation GROUP lanfab)

@@ -1,0 +1,7 @@
+# What belongs to the program `lanfab`. It is never part of an image.
+install(TARGETS lanfab_companion RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+install(FILES packaging/tools/lanfab.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+  RENAME lanfab COMPONENT tools)
+install(FILES docs/man/lanfab.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+# Beside the other pages, so that links work.
+install(FILES docs/checks.md DESTINATION ${doc}/docs COMPONENT tools)
