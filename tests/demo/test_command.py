@@ -173,16 +173,20 @@ class FileWithAConfiguration(DemoCase):
         "cmake --build --preset release --target cmd_lanfab lanfab_companion -- --quiet",
     ]
 
-    def assert_booted(self, result, config):
+    def assert_booted(self, result, config, serves_dhcp=False):
         *before, launch = result.calls
-        look = f"lanfab check --offline {config}"
-        self.assertEqual(before, BEFORE_THE_BUILD + self.BUILD + [look])
+        look = [f"lanfab check --offline {config}"]
+        if serves_dhcp:
+            diff = before.pop()
+            self.assertIn(f" {config} ", diff)
+            self.assertTrue(diff.startswith("lanfab diff "), diff)
+        self.assertEqual(before, BEFORE_THE_BUILD + self.BUILD + look)
         self.assertIn(f"--config {config} ", launch)
         self.assertEqual(result.returncode, 7, "the status of the launcher")
         self.assertEqual(result.stderr, "")
 
     def test_default(self):
-        self.assert_booted(self.demo(), CHECKOUT / "examples/router/network.json")
+        self.assert_booted(self.demo(), CHECKOUT / "examples/router/network.json", serves_dhcp=True)
 
     def test_object_with_anything_in_it(self):
         for content in (b"{}", b'{"wired": {"eth0": [1, 2, 3]}}', b'\xef\xbb\xbf{"wired": null}'):
