@@ -6,6 +6,8 @@ _lanfab() {
     [check]='--strict --offline --format'
     [explain]=''
     [preview]='--action --cell --program -o --format -v'
+    [diff]='--action --cell --program'
+    [schema]=''
   )
   local word=${COMP_WORDS[COMP_CWORD]} before=$((COMP_CWORD - 1)) words=''
   # bash takes --format=json for three words.

@@ -68,7 +68,7 @@ class TestCommand(CommandTest):
         self.put("unshare", "exit 1")
         done = self.run_test("--possible")
         self.expect(done, 0, "makes no user namespaces")
-        self.assertIn("-R ^(system|scripts|docs|check)\\. ", self.calls())
+        self.assertIn("-R ^(system|scripts|docs|check|tools)\\. ", self.calls())
         self.assertIn("Left out, since this machine cannot run them: all but system, ", done.stdout)
 
     def test_leaves_out_the_gateway_when_asked(self):
