@@ -12,6 +12,6 @@ struct CheckOptions {
   bool offline = false;  // do not ask dnsmasq
 };
 
-// Prints the findings. Returns the exit status: 0 without an error, 1 with one, 2 when a file cannot be read or
-// parsed.
+// Prints the findings. Returns the exit status: 0 without an error, 1 with one, 2 when a file cannot be read
+// or parsed.
 int check(const CheckOptions& options);

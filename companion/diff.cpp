@@ -84,8 +84,8 @@ static std::string hunks_of(const std::string& difference) {
   return begin == std::string::npos ? std::string() : difference.substr(begin);
 }
 
-// One file after the other. Of two with the same hunks, such as a file and what it is copied from, the second is
-// only named.
+// One file after the other. Of two with the same hunks, such as a file and what it is copied from, the second
+// is only named.
 static std::string differences_of_files(const Side& before, const Side& after) {
   const std::map<std::string, const File*> old_files = by_path(before);
   const std::map<std::string, const File*> new_files = by_path(after);

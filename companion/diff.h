@@ -12,6 +12,6 @@ struct DiffOptions {
   TrialOptions trial;
 };
 
-// Prints the changes in words, the differences of the files and those of the commands. Returns the exit status:
-// 0 when there is no difference, 1 when there is one, 2 when a run fails or there is no outcome.
+// Prints the changes in words, the differences of the files and those of the commands. Returns the exit
+// status: 0 when there is no difference, 1 when there is one, 2 when a run fails or there is no outcome.
 int diff(const DiffOptions& options);

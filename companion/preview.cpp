@@ -42,8 +42,8 @@ static std::string heading_of(const File& file) {
   return file.path + mode;
 }
 
-// Every file that the run wrote. Of two with one content, such as a file and what it was copied from, the second
-// is not shown again.
+// Every file that the run wrote. Of two with one content, such as a file and what it was copied from, the
+// second is not shown again.
 static void print_files(const Outcome& outcome) {
   std::map<std::string, std::string> shown;
   for (const auto& [file, change] : outcome.files) {

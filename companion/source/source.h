@@ -14,12 +14,12 @@ struct Source {
   Json::Value root;  // each value knows its offset in the text
 };
 
-// Reads the name and the text of a file, without a look at what it says. Returns nothing, or a message that says
-// why it cannot be read.
+// Reads the name and the text of a file, without a look at what it says. Returns nothing, or a message that
+// says why it cannot be read.
 std::optional<std::string> read_source(const std::string& file, Source& source);
 
-// Loads a file; "-" is standard input. Returns nothing, or a message that says why the configuration cannot be
-// examined, and where.
+// Loads a file; "-" is standard input. Returns nothing, or a message that says why the configuration cannot
+// be examined, and where.
 std::optional<std::string> load_source(const std::string& file, Source& source);
 
 // The offset of the key of an object's member, given the offset of its value.

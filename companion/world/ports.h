@@ -4,6 +4,6 @@
 
 #include "companion/world/start.h"
 
-// Makes an interface with the name and the hardware address of the port. False, with errno set, when the kernel
-// has no kind of interface that can be one.
+// Makes an interface with the name and the hardware address of the port. False, with errno set, when the
+// kernel has no kind of interface that can be one.
 bool make_port(const Port& port);

@@ -23,7 +23,8 @@ const char kConfigurationInWorld[] = "/.world/config/network.json";
 constexpr int kNamespaces = CLONE_NEWNS | CLONE_NEWNET | CLONE_NEWPID | CLONE_NEWUTS | CLONE_NEWIPC;
 
 constexpr char kHowToGoOn[] =
-    "\n  A preview needs namespaces of its own, which this machine does not give to this user. Run it as root, or"
+    "\n  A preview needs namespaces of its own, which this machine does not give to this user. Run it as root,"
+    " or"
     "\n  allow them, by what the machine has of these:"
     "\n      sysctl user.max_user_namespaces=10000"
     "\n      sysctl kernel.unprivileged_userns_clone=1"
@@ -109,8 +110,8 @@ static std::optional<Trouble> run_in(int namespaces, const Run& run, Outcome& ou
   return decode(bytes, outcome);
 }
 
-// Whether the machine has refused rather than failed. A kernel without user namespaces finds the call invalid,
-// one that grants no more of them has no space.
+// Whether the machine has refused rather than failed. A kernel without user namespaces finds the call
+// invalid, one that grants no more of them has no space.
 static bool is_refusal(const Trouble& trouble) {
   constexpr std::array<int, 5> kRefusals = {EPERM, EACCES, EINVAL, ENOSPC, ENOSYS};
   return trouble.is_in_the_making &&

@@ -1,7 +1,7 @@
 #pragma once
 
-// A world of its own for one run of cmd_lanfab: user, mount, network, PID and UTS namespaces, in which the run
-// sees the state of a gateway, writes to memory, and calls recorders instead of tools. Nothing outside is
+// A world of its own for one run of cmd_lanfab: user, mount, network, PID and UTS namespaces, in which the
+// run sees the state of a gateway, writes to memory, and calls recorders instead of tools. Nothing outside is
 // written. The world ends with the process that made it, whatever ends that.
 
 #include <optional>

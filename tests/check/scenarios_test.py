@@ -3,9 +3,9 @@
 
 Usage: scenarios_test.py [--update] PROGRAM
 
-A scenario that is not listed there has none: most of them are sound. One that is shows a fault on purpose, and
-its line names the rules that it hits. What dnsmasq refuses must be an error, and of an example there is nothing
-to say at all.
+A scenario that is not listed there has none: most of them are sound. One that is shows a fault on purpose,
+and its lines name the rules that it hits. What dnsmasq refuses must be an error, and of an example there is
+nothing to say at all.
 """
 
 import json
@@ -41,8 +41,13 @@ def errors_of(program):
                 file = pathlib.Path(directory, f"{path.stem}-{number}.json")
                 file.write_bytes(txtar.encode(text))
                 names[str(file)] = path.stem
-        done = subprocess.run([program, "check", "--offline", "--format", "json", *names], text=True,
-                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=False)
+        done = subprocess.run(
+            [program, "check", "--offline", "--format", "json", *names],
+            text=True,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.DEVNULL,
+            check=False,
+        )
     errors = {}
     for report in json.loads(done.stdout):
         rules = {finding["rule"] for finding in report["findings"] if finding["severity"] == "error"}
@@ -52,20 +57,23 @@ def errors_of(program):
 
 
 def refused_by_dnsmasq():
-    return {path.stem for path in SCENARIOS.glob("*.txtar") if "\n-- refused by dnsmasq --\n" in txtar.read(path)}
+    return {
+        path.stem for path in SCENARIOS.glob("*.txtar") if "\n-- refused by dnsmasq --\n" in txtar.read(path)
+    }
 
 
 def findings_about_examples(program):
     """Returns what the program prints about them, apart from its last line."""
     examples = sorted(HERE.parents[1].glob("examples/*/network.json"))
-    done = subprocess.run([program, "check", "--offline", *examples], text=True, stdout=subprocess.PIPE,
-                          check=False)
+    done = subprocess.run(
+        [program, "check", "--offline", *examples], text=True, stdout=subprocess.PIPE, check=False
+    )
     return done.stdout.splitlines()[:-1]
 
 
 def main():
     errors = errors_of(sys.argv[-1])
-    lines = [f"{name}: {' '.join(sorted(rules))}\n" for name, rules in sorted(errors.items())]
+    lines = [f"{name} {rule}\n" for name, rules in sorted(errors.items()) for rule in sorted(rules)]
     if "--update" in sys.argv:
         EXPECTED.write_text("".join(lines), encoding="ascii")
     expected = EXPECTED.read_text(encoding="ascii").splitlines(keepends=True)

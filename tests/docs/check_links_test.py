@@ -13,7 +13,11 @@ CHECK_LINKS = sys.argv.pop(1)
 def check(page):
     """Returns the exit status and the complaints about a directory with this page and two files."""
     with tempfile.TemporaryDirectory() as directory:
-        for name, text in (("docs/page.md", page), ("docs/other.md", "# A heading, in words\n"), ("file", "")):
+        for name, text in (
+            ("docs/page.md", page),
+            ("docs/other.md", "# A heading, in words\n"),
+            ("file", ""),
+        ):
             path = os.path.join(directory, name)
             os.makedirs(os.path.dirname(path), exist_ok=True)
             with open(path, "w", encoding="utf-8") as file:

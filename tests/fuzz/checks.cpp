@@ -1,6 +1,6 @@
-// A configuration through every rule of `lanfab check`: the input itself when it begins as JSON does, otherwise
-// one over all paths, drawn from its bytes. Whatever it is, each finding has a place in the text and a message
-// of one line, and the reports can be made.
+// A configuration through every rule of `lanfab check`: the input itself when it begins as JSON does,
+// otherwise one over all paths, drawn from its bytes. Whatever it is, each finding has a place in the text
+// and a message of one line, and the reports can be made.
 
 #include <json/json.h>
 #include <syslog.h>

@@ -1,5 +1,6 @@
-"""Plays one variant of a scenario as the runner of the scenarios does, and prints what `lanfab preview` said of
-each run just before it, as JSON: an outcome, or the reason why a preview cannot be given that run's start.
+"""Plays one variant of a scenario as the runner of the scenarios does, and prints what `lanfab preview` said
+of each run just before it, as JSON: an outcome, or the reason why a preview cannot be given that run's
+start.
 
 Runs inside the sandbox; `truth` starts it.
 """
@@ -72,16 +73,32 @@ class Previewer(play.Player):
     def _outcome_of_preview(self, before, database, directory):
         umask = int(play.body(self.run.inputs, "umask") or "022", 8)
         action = self.run.arguments()[0].lower()
-        command = [self.lanfab, "preview", play.CONFIGURATION, "--cell=here", f"--action={action}",
-                   f"--program={self.program[0]}", "--format=json", "-o", directory]
-        done = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, check=False, umask=umask,
-                              env={**os.environ, **play.SANITIZER_OPTIONS})
+        command = [
+            self.lanfab,
+            "preview",
+            play.CONFIGURATION,
+            "--cell=here",
+            f"--action={action}",
+            f"--program={self.program[0]}",
+            "--format=json",
+            "-o",
+            directory,
+        ]
+        done = subprocess.run(
+            command,
+            stdin=subprocess.DEVNULL,
+            capture_output=True,
+            check=False,
+            umask=umask,
+            env={**os.environ, **play.SANITIZER_OPTIONS},
+        )
         if done.returncode not in (0, 1) or done.stderr:
             raise PreviewFailure(f"the preview ends with {done.returncode}: {done.stderr.decode()}")
         said = json.loads(done.stdout)
         if (said["status"] == 0) != (done.returncode == 0):
-            raise PreviewFailure(f"the preview of a run that ends with {said['status']} ends with "
-                                 f"{done.returncode}")
+            raise PreviewFailure(
+                f"the preview of a run that ends with {said['status']} ends with " f"{done.returncode}"
+            )
         texts = {
             "status": f"{said['status']}\n" if said["status"] else "",
             "stdout": said["stdout"],

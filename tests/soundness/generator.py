@@ -1,16 +1,81 @@
-"""Random configurations that lean towards valid ones: a sound site, in which now and then something is spoilt."""
+"""Random configurations that lean towards valid ones: sound sites, some of them spoilt in a few places."""
 
 import copy
 import random
 
 MODES = ("router", "router", "router", "pass-through", "pass-through-auto")
 # What stands in the place of a value that is spoilt, by its type.
-ODD_TEXTS = ("", " ", "0.0.0.0", "255.255.255.255", "192.168.1.1", "192.168.1.256", "10.0.0.1/24", "10.0.0", "300",
-             "fe80::1", "gateway.example", "my host", "-", "#", "a#b", "1,2", "a,b", "a=b", "infinite", "12h",
-             "1m", "90s", "3x", "-5", "00:00:5E:00:53:10", "00-00-5e-00-53-10", "5e:00:53", "*:*:*:*:*:*",
-             "set:x", "tag:x", "ignore", "id:*", "router", "Router", "static", "dhcp_client", "eth0", "eth1",
-             "eth0.20", "br-lan", "wlan0", "wwan0", "gre-tun1", "dynamic", "isp", "%", "[x]", "\u00e4", "x" * 64)
-ODD_NUMBERS = (-1, 0, 1, 24, 30, 31, 32, 33, 67, 68, 1280, 1500, 4094, 4095, 65535, 65536, 2**31 - 1, -(2**31))
+ODD_TEXTS = (
+    "",
+    " ",
+    "0.0.0.0",
+    "255.255.255.255",
+    "192.168.1.1",
+    "192.168.1.256",
+    "10.0.0.1/24",
+    "10.0.0",
+    "300",
+    "fe80::1",
+    "gateway.example",
+    "my host",
+    "-",
+    "#",
+    "a#b",
+    "1,2",
+    "a,b",
+    "a=b",
+    "infinite",
+    "12h",
+    "1m",
+    "90s",
+    "3x",
+    "-5",
+    "00:00:5E:00:53:10",
+    "00-00-5e-00-53-10",
+    "5e:00:53",
+    "*:*:*:*:*:*",
+    "set:x",
+    "tag:x",
+    "ignore",
+    "id:*",
+    "router",
+    "Router",
+    "static",
+    "dhcp_client",
+    "eth0",
+    "eth1",
+    "eth0.20",
+    "br-lan",
+    "wlan0",
+    "wwan0",
+    "gre-tun1",
+    "dynamic",
+    "isp",
+    "%",
+    "[x]",
+    "\u00e4",
+    "x" * 64,
+)
+ODD_NUMBERS = (
+    -1,
+    0,
+    1,
+    24,
+    30,
+    31,
+    32,
+    33,
+    67,
+    68,
+    1280,
+    1500,
+    4094,
+    4095,
+    65535,
+    65536,
+    2**31 - 1,
+    -(2**31),
+)
 ODD_VALUES = (None, [], {}, True, False, 1.5)
 
 
@@ -49,16 +114,28 @@ class Site:
         dhcp = {"enable": True, "start": f"{base}.100", "end": f"{base}.199"}
         dhcp.update(self.some(leasetime=self.rng.choice(("12h", "3600", "45m", "1d", "infinite"))))
         if mac_bindings and self.chance(0.5):
-            dhcp["mac_binding"] = {"enable": True, "devices": [
-                {"enable": self.chance(0.9), "mac": f"02:00:5e:{self.rng.randrange(256):02x}:"
-                 f"{self.rng.randrange(256):02x}:{number:02x}", "ipv4": f"{base}.{10 + number}"}
-                for number in range(self.rng.randrange(4))]}
+            dhcp["mac_binding"] = {
+                "enable": True,
+                "devices": [
+                    {
+                        "enable": self.chance(0.9),
+                        "mac": f"02:00:5e:{self.rng.randrange(256):02x}:"
+                        f"{self.rng.randrange(256):02x}:{number:02x}",
+                        "ipv4": f"{base}.{10 + number}",
+                    }
+                    for number in range(self.rng.randrange(4))
+                ],
+            }
         return dhcp
 
     def vlans(self):
         vids = self.rng.sample(range(1, 4095), self.rng.randrange(1, 4))
-        return {"enable": True, "networks": [
-            {"enable": self.chance(0.9), "vid": vid, "network": self.network()[0]} for vid in vids]}
+        return {
+            "enable": True,
+            "networks": [
+                {"enable": self.chance(0.9), "vid": vid, "network": self.network()[0]} for vid in vids
+            ],
+        }
 
     def port(self, mode):
         network, base = self.network()
@@ -89,35 +166,65 @@ class Site:
             config["wireless"]["wifi"] = {"wlan0": {"ap": {"enable": True, "network": self.network()[0]}}}
             if self.chance(0.5):
                 config["wireless"]["wifi"]["wlan1"] = {
-                    "client": {"enable": True, "network": {"protocol": "dhcp_client"}}}
+                    "client": {"enable": True, "network": {"protocol": "dhcp_client"}}
+                }
         if ports and self.chance(0.3):
             members = ports + (["wlan0"] if "wifi" in config["wireless"] and self.chance(0.5) else [])
-            config["wired"]["bridge"] = {"enable": True, "interfaces": members, "primary_interface": members[0]}
+            config["wired"]["bridge"] = {
+                "enable": True,
+                "interfaces": members,
+                "primary_interface": members[0],
+            }
         if ports and self.chance(0.4):
             interface = "br-lan" if "bridge" in config["wired"] else ports[0]
             config["static_routes"] = [
-                {"enable": True, "interface": rng.choice((interface, "wwan0")), "ipv4": f"172.{16 + number}.0.0",
-                 "netmask": 16, "gateway": f"{base}.2", **self.some(metric=number + 1)}
-                for number in range(rng.randrange(1, 4))]
+                {
+                    "enable": True,
+                    "interface": rng.choice((interface, "wwan0")),
+                    "ipv4": f"172.{16 + number}.0.0",
+                    "netmask": 16,
+                    "gateway": f"{base}.2",
+                    **self.some(metric=number + 1),
+                }
+                for number in range(rng.randrange(1, 4))
+            ]
         if self.chance(0.3):
             config["tunnels"] = {"gre": [self.tunnel(number) for number in range(rng.randrange(1, 3))]}
         if self.chance(0.5):
-            config["dns"] = {"source": rng.choice(("isp", "static")), "static": ["9.9.9.9", "149.112.112.112"]}
+            config["dns"] = {
+                "source": rng.choice(("isp", "static")),
+                "static": ["9.9.9.9", "149.112.112.112"],
+            }
         if self.chance(0.5):
-            config["hostnames"] = [{"name": f"host{number}", "ipv4": f"{base}.{20 + number}"}
-                                   for number in range(rng.randrange(4))]
+            config["hostnames"] = [
+                {"name": f"host{number}", "ipv4": f"{base}.{20 + number}"}
+                for number in range(rng.randrange(4))
+            ]
         if self.chance(0.7):
             config["firewall"] = {"general": {"router": rng.randrange(2)}}
         return config
 
     def tunnel(self, number):
-        return {"enable": True, "name": f"tunnel {number}", "remote_ip": f"198.51.100.{number + 1}",
-                "local_ip": self.rng.choice(("dynamic", "203.0.113.9")), "tunnel_local_ip": f"10.255.{number}.1",
-                "tunnel_netmask": 30, "tunnel_remote_ip": f"10.255.{number}.2",
-                **self.some(set_mtu=True, mtu_size=1400, copy_dscp=True,
-                            tunnel_networks=[{"dest_ip": f"172.{24 + number}.0.0", "dest_netmask": 16}]),
-                **({"route_incoming": True, "incoming_gre_gateway": f"10.255.{number}.2"}
-                   if self.chance(0.3) else {})}
+        return {
+            "enable": True,
+            "name": f"tunnel {number}",
+            "remote_ip": f"198.51.100.{number + 1}",
+            "local_ip": self.rng.choice(("dynamic", "203.0.113.9")),
+            "tunnel_local_ip": f"10.255.{number}.1",
+            "tunnel_netmask": 30,
+            "tunnel_remote_ip": f"10.255.{number}.2",
+            **self.some(
+                set_mtu=True,
+                mtu_size=1400,
+                copy_dscp=True,
+                tunnel_networks=[{"dest_ip": f"172.{24 + number}.0.0", "dest_netmask": 16}],
+            ),
+            **(
+                {"route_incoming": True, "incoming_gre_gateway": f"10.255.{number}.2"}
+                if self.chance(0.3)
+                else {}
+            ),
+        }
 
 
 def leaves(value, path=()):

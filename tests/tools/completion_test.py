@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Tests the completion of `lanfab` in a bash with a terminal, as a user has it. The program is the first argument.
+"""Tests the completion of `lanfab` in a bash with a terminal, as a user has it. The program is the first
+argument.
 
 What the program's help lists must be completed, and nothing else.
 """
@@ -51,8 +52,12 @@ class Completion(unittest.TestCase):
 
     @classmethod
     def start_bash(cls):
-        environment = os.environ | {"PATH": f"{os.path.dirname(LANFAB)}:{os.environ['PATH']}",
-                                    "INPUTRC": "/dev/null", "TERM": "dumb", "HISTFILE": ""}
+        environment = os.environ | {
+            "PATH": f"{os.path.dirname(LANFAB)}:{os.environ['PATH']}",
+            "INPUTRC": "/dev/null",
+            "TERM": "dumb",
+            "HISTFILE": "",
+        }
         child, cls.terminal = pty.fork()
         if child == 0:
             os.chdir(cls.directory)
@@ -80,7 +85,7 @@ class Completion(unittest.TestCase):
         """All words that can take the place of the last one of a command line, which may be empty."""
         self.type(f"{line}{INSERT_COMPLETIONS}{BEGINNING_OF_LINE}show \n")
         words = (self.directory / "words").read_text(encoding="utf-8").splitlines()
-        return set(words[len(line.split(" ")) - 1:])
+        return set(words[len(line.split(" ")) - 1 :])
 
     def test_commands(self):
         commands = set(listed("Subcommands"))

@@ -32,8 +32,9 @@ def options(*command):
 
 def section(title):
     """A section of the page, one line for each of its own, without requests and escapes."""
-    text = re.search(rf"^\.SH {title}\n(.*?)(?=^\.SH|\Z)", PAGE.read_text(encoding="utf-8"),
-                     re.MULTILINE | re.DOTALL)[1]
+    text = re.search(
+        rf"^\.SH {title}\n(.*?)(?=^\.SH|\Z)", PAGE.read_text(encoding="utf-8"), re.MULTILINE | re.DOTALL
+    )[1]
     return text.replace("\\-", "-")
 
 
@@ -48,7 +49,9 @@ class Manual(unittest.TestCase):
 
     def test_options(self):
         every = options().union(*(options(command) for command in commands()))
-        self.assertEqual({option for tag in tags(section("OPTIONS")) for option in OPTION.findall(tag)}, every)
+        self.assertEqual(
+            {option for tag in tags(section("OPTIONS")) for option in OPTION.findall(tag)}, every
+        )
 
     def test_options_of_each_command(self):
         synopsis = {}
@@ -58,7 +61,9 @@ class Manual(unittest.TestCase):
         self.assertEqual(synopsis, {command: options(command) - HELP for command in commands()})
 
     def test_version(self):
-        version = subprocess.run([LANFAB, "--version"], capture_output=True, text=True, check=True).stdout.strip()
+        version = subprocess.run(
+            [LANFAB, "--version"], capture_output=True, text=True, check=True
+        ).stdout.strip()
         self.assertIn(f'"{version}"', PAGE.read_text(encoding="utf-8").splitlines()[0])
 
 
