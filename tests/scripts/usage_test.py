@@ -10,6 +10,7 @@ WRONG = {
     "benchmark": ["--no-such-option"],
     "build": ["--no-such-option"],
     "build-arm": ["--no-such-option"],
+    "build-package": ["mips"],
     "check-machine": ["no-such-need"],
     "coverage": ["extra"],
     "install-packages": ["no-such-group"],
