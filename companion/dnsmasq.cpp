@@ -1,9 +1,7 @@
 #include "companion/dnsmasq.h"
 
 #include <spawn.h>
-#include <sys/mman.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -12,6 +10,7 @@
 #include <sstream>
 #include <unordered_set>
 
+#include "companion/memory_file.h"
 #include "companion/rules/rules.h"
 #include "companion/trial.h"
 #include "dnsmasq/dnsmasq_conf.h"
@@ -25,33 +24,6 @@ struct Answer {
   bool is_refusal = false;
   std::string complaint;  // "bad dhcp-range"
   std::size_t line = 0;   // of its configuration; 0 when the complaint names none
-};
-
-// A file without a name, for what another program reads or prints.
-class MemoryFile {
- public:
-  MemoryFile() : descriptor(memfd_create("lanfab", MFD_CLOEXEC)) {}
-  ~MemoryFile() {
-    if (descriptor >= 0) close(descriptor);
-  }
-  MemoryFile(const MemoryFile&) = delete;
-  MemoryFile& operator=(const MemoryFile&) = delete;
-
-  bool fill(const std::string& text) const {
-    return write(descriptor, text.data(), text.size()) == static_cast<ssize_t>(text.size()) &&
-           lseek(descriptor, 0, SEEK_SET) == 0;
-  }
-
-  std::string content() const {
-    std::string text;
-    char block[4096];
-    lseek(descriptor, 0, SEEK_SET);
-    for (ssize_t size = 0; (size = read(descriptor, block, sizeof block)) > 0;)
-      text.append(block, static_cast<std::size_t>(size));
-    return text;
-  }
-
-  const int descriptor;
 };
 
 // The object or array whose texts are most of a refused line.

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <exception>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -16,6 +17,7 @@
 #include "companion/check.h"
 #include "companion/diff.h"
 #include "companion/explain.h"
+#include "companion/graph.h"
 #include "companion/preview.h"
 #include "companion/schema.h"
 #include "companion/world/recorder.h"
@@ -100,6 +102,22 @@ static void add_schema(CLI::App& app, Command& command) {
   sub->callback([&command] { command = print_schema; });
 }
 
+static void add_graph(CLI::App& app, Command& command) {
+  CLI::App* sub = app.add_subcommand("graph", "Draw the network, with what check finds in it");
+  const auto options = std::make_shared<GraphOptions>();
+  const std::map<std::string, GraphFormat> formats = {
+      {"text", GraphFormat::kText}, {"dot", GraphFormat::kDot}, {"svg", GraphFormat::kSvg}};
+  sub->add_option("FILE", options->file, "the configuration; - is standard input")
+      ->default_val(kInstalledConfiguration);
+  sub->add_option_function<std::string>(
+         "--format", [options, formats](const std::string& name) { options->format = formats.at(name); },
+         "text, a tree for a terminal (default); dot, for Graphviz;\nsvg, drawn by Graphviz")
+      ->check(CLI::IsMember({"text", "dot", "svg"}));
+  sub->add_option("-o", options->output, "write the picture into this file");
+  sub->footer("Example: lanfab graph network.json --format svg -o network.svg");
+  sub->callback([options, &command] { command = [options] { return graph(*options); }; });
+}
+
 static int run(int argc, char* argv[]) {
   CLI::App app("Says what a network configuration of cmd_lanfab will do before it does it.", "lanfab");
   app.set_version_flag("--version", "lanfab " LANFAB_VERSION);
@@ -107,6 +125,7 @@ static int run(int argc, char* argv[]) {
   Command command;
   add_check(app, command);
   add_explain(app, command);
+  add_graph(app, command);
   add_preview(app, command);
   add_diff(app, command);
   add_schema(app, command);

@@ -112,9 +112,8 @@ void disabled_vlan_refused(const Site& site, Findings& findings) {
   }
 }
 
-// Whether static pass-through has a range of its own; the cellular address takes the place of an end that is
-// the port's own or empty.
-static bool has_passthrough_range(const Site& site, const Interface& interface, const Json::Value& dhcp) {
+// The cellular address takes the place of an end that is the port's own or empty.
+bool has_passthrough_range(const Site& site, const Interface& interface, const Json::Value& dhcp) {
   if (site.context.passthrough_auto) return false;
   const std::string own = text_at(*interface.network, "ipv4").value_or("");
   const auto is_set = [&](const char* key) {

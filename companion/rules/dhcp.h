@@ -16,3 +16,6 @@ void range_reversed(const Site& site, Findings& findings);
 void range_overlap(const Site& site, Findings& findings);
 void lease_time_malformed(const Site& site, Findings& findings);
 void lease_time_short(const Site& site, Findings& findings);
+
+// Whether the port, in static pass-through, serves a range of its own instead of the cellular address.
+bool has_passthrough_range(const Site& site, const Interface& interface, const Json::Value& dhcp);

@@ -50,6 +50,12 @@ static std::string hindrance(const Site& site, const Relay& relay) {
   return text_at(*relay.interface->network, "ipv4") ? "" : name + " does not relay without \"ipv4\"";
 }
 
+bool is_relay_used(const Site& site, const Interface& interface) {
+  const Json::Value* dhcp = object_at(*interface.network, "dhcp");
+  return dhcp != nullptr && is_true(*dhcp, "dhcp_relay.enable") &&
+         hindrance(site, {&interface, dhcp}).empty();
+}
+
 // The relays that dnsmasq gets.
 static std::vector<Relay> used_relays(const Site& site) {
   std::vector<Relay> relays = relays_of(site);

@@ -30,13 +30,11 @@ static std::optional<std::string> gateway_of(const Interface& interface) {
   return gateway && !gateway->empty() ? gateway : std::nullopt;
 }
 
-// The same as far as the unit of the interface has it.
-static std::optional<std::string> written_gateway_of(const Interface& interface) {
+std::optional<std::string> written_gateway_of(const Interface& interface) {
   return text_at(*interface.network, "ipv4") ? gateway_of(interface) : std::nullopt;
 }
 
-// The gateway of a route, if its section has one.
-static std::optional<std::string> written_gateway_of(const Site& site, const StaticRoute& route) {
+std::optional<std::string> written_gateway_of(const Site& site, const StaticRoute& route) {
   const std::optional<std::string> gateway = text_at(*route.settings, "gateway");
   const bool is_written = gateway && is_valid_gateway(&site.context, route.interface_name.c_str(), *gateway);
   return is_written ? gateway : std::nullopt;

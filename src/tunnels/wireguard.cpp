@@ -18,10 +18,6 @@ constexpr char kConfiguration[] = "network.tunnels.wireguard";
 // Both units of every interface; their numbers tell them apart.
 constexpr char kUnitName[] = "wireguard";
 
-static std::string link_name(unsigned index) {
-  return "wg" + std::to_string(index);
-}
-
 static int unit_order(unsigned index) {
   return 44 + static_cast<int>(index);
 }
@@ -93,7 +89,7 @@ static int write_netdev_unit(const NetworkContext* ctx, unsigned index, const Js
                              char* key, std::size_t key_size) {
   OpenFile file = open_private_unit_file(ctx, index);
   if (!file) return -1;
-  std::fprintf(file.get(), "[NetDev]\nName = %s\nKind = wireguard\n\n", link_name(index).c_str());
+  std::fprintf(file.get(), "[NetDev]\nName = %s\nKind = wireguard\n\n", wireguard_link_name(index).c_str());
   write_wireguard_private_key(file.get(), key, key_size);
   std::fprintf(file.get(), "FirewallMark = %d\n", wireguard_table(static_cast<int>(index)));
   for (const Json::Value& peer : array_at(interface_config, "peers"))
@@ -107,7 +103,7 @@ static int write_network_unit(const NetworkContext* ctx, unsigned index,
   OpenFile file = open_unit_file(ctx, unit_order(index), kUnitName, "network");
   if (!file) return -1;
   const int table = wireguard_table(static_cast<int>(index));
-  std::fprintf(file.get(), "[Match]\nName = %s\n\n[Network]\n", link_name(index).c_str());
+  std::fprintf(file.get(), "[Match]\nName = %s\n\n[Network]\n", wireguard_link_name(index).c_str());
   std::string address;
   if (config_get_string(interface_config, address, "local_addrs")) {
     std::fprintf(file.get(), "Address = %s\n", address.c_str());
@@ -117,6 +113,10 @@ static int write_network_unit(const NetworkContext* ctx, unsigned index,
     write_peer_routes(file.get(), peer, table);
   write_policy_rules(file.get(), table);
   return file.close();
+}
+
+std::string wireguard_link_name(unsigned index) {
+  return "wg" + std::to_string(index);
 }
 
 std::string wireguard_private_key_file(const std::string& name) {
@@ -143,7 +143,7 @@ int wireguard_apply(const NetworkContext* ctx) {
       syslog(LOG_INFO, "lanfab failed creating wireguard interface wg%d", static_cast<int>(index));
       continue;
     }
-    run_shell("ip link add dev " + link_name(index) + " type wireguard");
+    run_shell("ip link add dev " + wireguard_link_name(index) + " type wireguard");
   }
   return 0;
 }
@@ -154,7 +154,7 @@ int write_wireguard_network_unit_files(const NetworkContext* ctx, unsigned index
   syslog(LOG_INFO, "configure Wireguard interface wg%d", static_cast<int>(index));
   // A key has 44 characters; the rest is for one that is padded.
   char key[128] = "";
-  if (read_var_file(wireguard_private_key_file(link_name(index)).c_str(), key, sizeof key) != 0) {
+  if (read_var_file(wireguard_private_key_file(wireguard_link_name(index)).c_str(), key, sizeof key) != 0) {
     syslog(LOG_NOTICE, "error reading wireguard private key file");
     return -1;
   }

@@ -16,6 +16,9 @@ constexpr int wireguard_table(int index) {
   return 3006 + index;
 }
 
+// The name of the link at position `index`.
+std::string wireguard_link_name(unsigned index);
+
 // The file with the private key of the link `name`.
 std::string wireguard_private_key_file(const std::string& name);
 

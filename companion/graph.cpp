@@ -1,0 +1,73 @@
+#include "companion/graph.h"
+
+#include <langinfo.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "companion/graph/dot.h"
+#include "companion/graph/graphviz.h"
+#include "companion/graph/marks.h"
+#include "companion/graph/picture.h"
+#include "companion/graph/save.h"
+#include "companion/graph/summary.h"
+#include "companion/graph/text.h"
+#include "companion/rules/rules.h"
+#include "companion/source/report.h"
+#include "companion/source/source.h"
+
+// That of the user's locale.
+static Charset own_charset() {
+  const locale_t locale = newlocale(LC_CTYPE_MASK, "", nullptr);
+  if (locale == nullptr) return Charset::kAscii;
+  const bool is_utf8 = std::strcmp(nl_langinfo_l(CODESET, locale), "UTF-8") == 0;
+  freelocale(locale);
+  return is_utf8 ? Charset::kUtf8 : Charset::kAscii;
+}
+
+static std::string text_of(const Part& picture, const std::vector<Finding>& findings, bool is_terminal) {
+  const char* no_colour = std::getenv("NO_COLOR");
+  const bool colour = is_terminal && (no_colour == nullptr || *no_colour == '\0');
+  std::string text = text_picture(picture, own_charset(), colour);
+  if (findings.empty()) return text;
+  Summary summary;
+  count(findings, summary);
+  return text + "\n" + text_of(summary) + "; lanfab check says where\n";
+}
+
+static int fail(const std::string& message) {
+  std::fprintf(stderr, "%s\n", message.c_str());
+  return 2;
+}
+
+int graph(const GraphOptions& options) {
+  Source source;
+  if (const auto trouble = load_source(options.file, source)) return fail(*trouble);
+  const std::vector<Finding> findings = examine(source);
+  const Site site(source);
+  Part picture = picture_of(site);
+  mark(findings, picture);
+  summarize(picture);
+  std::string text;
+  if (options.format == GraphFormat::kText) {
+    const bool is_terminal = options.output.empty() && isatty(STDOUT_FILENO) != 0;
+    text = text_of(picture, findings, is_terminal);
+  } else {
+    text = dot_picture(picture);
+  }
+  if (options.format == GraphFormat::kSvg) {
+    std::string svg;
+    if (const auto trouble = draw(text, svg)) return fail("lanfab: " + *trouble);
+    text = std::move(svg);
+  }
+  if (options.output.empty()) {
+    std::fwrite(text.data(), 1, text.size(), stdout);
+  } else if (!save(text, options.output)) {
+    return fail(options.output + ": " + std::strerror(errno));
+  }
+  return 0;
+}
