@@ -111,7 +111,7 @@ static void add_graph(CLI::App& app, Command& command) {
       ->default_val(kInstalledConfiguration);
   sub->add_option_function<std::string>(
          "--format", [options, formats](const std::string& name) { options->format = formats.at(name); },
-         "text, a tree for a terminal (default); dot, for Graphviz;\nsvg, drawn by Graphviz")
+         "text (default), dot, the language of Graphviz,\nor svg, drawn by Graphviz")
       ->check(CLI::IsMember({"text", "dot", "svg"}));
   sub->add_option("-o", options->output, "write the picture into this file");
   sub->footer("Example: lanfab graph network.json --format svg -o network.svg");

@@ -15,8 +15,8 @@ class MemoryFile {
   MemoryFile(const MemoryFile&) = delete;
   MemoryFile& operator=(const MemoryFile&) = delete;
 
-  // False, with errno set, when there is no file or it does not take the text. What reads it then begins at the
-  // start.
+  // False, with errno set, when there is no file or it does not take the text. What reads it then begins at
+  // the start.
   bool fill(const std::string& text) const {
     return write(descriptor, text.data(), text.size()) == static_cast<ssize_t>(text.size()) &&
            lseek(descriptor, 0, SEEK_SET) == 0;

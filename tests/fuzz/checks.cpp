@@ -1,6 +1,7 @@
 // A configuration through every rule of `lanfab check`: the input itself when it begins as JSON does,
 // otherwise one over all paths, drawn from its bytes. Whatever it is, each finding has a place in the text
-// and a message of one line, and the reports can be made.
+// and a message of one line, the reports can be made, and the pictures have nothing in them that a terminal
+// would obey.
 
 #include <json/json.h>
 #include <syslog.h>
@@ -11,6 +12,11 @@
 #include <vector>
 
 #include "check.h"
+#include "companion/graph/dot.h"
+#include "companion/graph/marks.h"
+#include "companion/graph/picture.h"
+#include "companion/graph/summary.h"
+#include "companion/graph/text.h"
 #include "companion/rules/rules.h"
 #include "companion/source/report.h"
 #include "companion/source/source.h"
@@ -30,6 +36,26 @@ static void check_finding(const Source& source, const Finding& finding) {
   check(!finding.message.empty(), "a finding has a message");
 }
 
+static bool is_control_character(unsigned char c) {
+  return (c < 0x20 && c != '\n') || c == 0x7f;
+}
+
+static void check_pictures(const Source& source, const std::vector<Finding>& findings) {
+  const Site site(source);
+  Part picture = picture_of(site);
+  mark(findings, picture);
+  summarize(picture);
+  const std::string dot = dot_picture(picture);
+  check(std::none_of(dot.begin(), dot.end(), is_control_character), "a picture has no control characters");
+  text_picture(picture, Charset::kUtf8, false);
+  std::size_t column = 0;
+  for (const char c : text_picture(picture, Charset::kAscii, false)) {
+    column = c == '\n' ? 0 : column + 1;
+    check(column <= 80, "a picture is no wider than a terminal");
+    check(c == '\n' || (c >= ' ' && c <= '~'), "a picture in ASCII has nothing else in it");
+  }
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   setlogmask(LOG_MASK(LOG_EMERG));
   Source source{"network.json", text_from(data, size), {}};
@@ -37,6 +63,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::vector<Finding> findings = examine(source);
   for (const Finding& finding : findings)
     check_finding(source, finding);
+  check_pictures(source, findings);
   const std::string report = text_report(source, findings, false, false);
   check(static_cast<std::size_t>(std::count(report.begin(), report.end(), '\n')) == findings.size(),
         "a finding is one line");

@@ -1,0 +1,249 @@
+#!/usr/bin/env python3
+"""Tests what `lanfab graph` leaves out, how it writes a file, and its trouble. The program is the first argument."""
+
+import json
+import os
+import pathlib
+import stat
+import subprocess
+import sys
+import tempfile
+import unittest
+
+LANFAB = os.path.abspath(sys.argv.pop(1))
+# Of root, who otherwise may write everywhere.
+WITHOUT_PRIVILEGES = ("setpriv", "--bounding-set=-dac_override,-dac_read_search")
+NO_DOT = "lanfab: Graphviz's dot, which draws the picture, is not in PATH (package graphviz)\n"
+
+
+def network(base, **dhcp):
+    """Returns a "network" object that serves DHCP."""
+    return {"protocol": "static", "ipv4": f"{base}.1", "netmask": 24,
+            "dhcp": {"enable": True, "start": f"{base}.200", "end": f"{base}.250", **dhcp}}
+
+
+def site(vlans=(), leases=()):
+    """Returns the configuration of a port."""
+    own = network("192.168.1", mac_binding={"enable": True, "devices": [
+        {"enable": True, "mac": f"02:00:5e:00:53:{number:02x}", "ipv4": address}
+        for number, address in enumerate(leases)]})
+    own["mode"] = "router"
+    own["advanced"] = {"vlan": {"enable": True, "networks": [
+        {"enable": True, "vid": vid, "network": network(f"10.0.{vid}")} for vid in vlans]}}
+    return {"wired": {"eth0": {"enable": True, "network": own}}}
+
+
+class Graph(unittest.TestCase):
+    def setUp(self):
+        directory = tempfile.TemporaryDirectory()
+        self.addCleanup(directory.cleanup)
+        self.directory = pathlib.Path(directory.name)
+        self.target = self.directory / "picture"
+        self.lay(site())
+
+    def lay(self, configuration):
+        (self.directory / "network.json").write_text(json.dumps(configuration), encoding="utf-8")
+
+    def run_lanfab(self, *arguments, before=(), locale="C", **options):
+        environment = {"PATH": os.environ["PATH"], "LC_ALL": locale, **options.pop("environment", {})}
+        return subprocess.run([*before, LANFAB, "graph", *arguments], cwd=self.directory, text=True, check=False,
+                              env=environment, **{"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options})
+
+    def draw(self, *arguments, **options):
+        done = self.run_lanfab("network.json", *arguments, **options)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        return done.stdout
+
+    def assert_trouble(self, done, message):
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (2, "", message))
+
+    def put_dot(self, script):
+        """Makes a program `dot` of a shell script, and returns the environment in which it is found."""
+        (self.directory / "dot").write_text(f"#!/bin/sh\n{script}\n")
+        (self.directory / "dot").chmod(0o755)
+        return {"PATH": f"{self.directory}:{os.environ['PATH']}"}
+
+    def assert_nothing_left(self):
+        self.assertEqual(sorted(path.name for path in self.directory.glob("picture*")), [])
+
+
+class LongLists(Graph):
+    def test_eight_stay(self):
+        self.lay(site(vlans=range(1, 9), leases=[f"192.168.1.{host}" for host in range(10, 18)]))
+        picture = self.draw()
+        self.assertIn("- eth0.8  VLAN", picture)
+        self.assertIn("- 192.168.1.17  02:00:5e:00:53:07\n", picture)
+        self.assertNotIn("not shown", picture)
+
+    def test_four_of_many_stay(self):
+        self.lay(site(vlans=range(1, 31), leases=[f"192.168.1.{host}" for host in range(10, 110)]))
+        for picture in self.draw(), self.draw("--format", "dot"):
+            self.assertIn("and 96 more, not shown", picture)
+            self.assertIn("and 26 more, not shown", picture)
+            self.assertIn("192.168.1.13", picture)
+            self.assertNotIn("192.168.1.14", picture)
+            self.assertIn("eth0.4", picture)
+            self.assertNotIn("eth0.5", picture)
+        self.assertLess(len(self.draw().splitlines()), 24)
+
+    def test_four_with_findings_stay(self):
+        leases = [f"192.168.1.{host}" for host in range(10, 20)] + ["192.168.1.10"] * 6
+        self.lay(site(leases=leases))
+        picture = self.draw()
+        self.assertEqual(picture.count("[lease-address-twice]"), 4)
+        self.assertIn("- and 8 more, not shown, 2 of them with findings\n", picture)
+        self.assertIn("\n6 errors and 0 warnings in 1 file; lanfab check says where\n", picture)
+
+    def test_a_vlan_stays_for_a_finding_inside_it(self):
+        configuration = site(vlans=range(1, 31))
+        vlans = configuration["wired"]["eth0"]["network"]["advanced"]["vlan"]["networks"]
+        vlans[20]["network"]["dhcp"]["leasetime"] = "soon"
+        self.lay(configuration)
+        picture = self.draw()
+        self.assertIn("- eth0.21  VLAN", picture)
+        self.assertIn("- and 25 more, not shown\n", picture)
+
+    def test_a_great_configuration_takes_a_moment(self):
+        leases = [f"192.168.{number // 250}.{number % 250}" for number in range(20000)]
+        self.lay(site(vlans=range(1, 4000), leases=leases))
+        self.assertLess(len(self.draw(timeout=30).splitlines()), 80)
+
+
+class Texts(Graph):
+    # What would move the cursor, colour the terminal, turn the line round or end a label.
+    HOSTILE = "a\x1b[31mb\x07c\x9bd\u202ee\nf\x7fg\x00h<b>&amp;\"\\N\u2028i"
+
+    def test_nothing_reaches_the_terminal_but_what_it_can_show(self):
+        self.lay({"hostnames": [{"name": self.HOSTILE, "ipv4": "192.168.1.1"}]})
+        self.assertIn("a?[31mb?c?d?e?f?g?h<b>&amp;\"\\N?i  192.168.1.1\n", self.draw())
+        self.assertIn("a?[31mb?c?d?e?f?g?h&lt;b&gt;&amp;amp;&quot;\\N?i", self.draw("--format", "dot"))
+
+    def test_a_character_is_shown_where_the_charset_has_it(self):
+        self.lay({"hostnames": [{"name": "caf\u00e9", "ipv4": "192.168.1.1"}]})
+        self.assertIn("caf?  192.168.1.1\n", self.draw())
+        self.assertIn("caf\u00e9  192.168.1.1\n", self.draw(locale="C.UTF-8"))
+        self.assertIn("caf\u00e9  192.168.1.1", self.draw("--format", "dot"))
+
+    def test_no_line_is_longer_than_a_terminal(self):
+        self.lay({"hostnames": [{"name": "\u4e2d" * 5000, "ipv4": "x " * 5000}]})
+        # Each of these characters takes two columns.
+        lines = self.draw(locale="C.UTF-8").splitlines()
+        self.assertLessEqual(max(len(line) + line.count("\u4e2d") for line in lines), 80)
+        self.assertLess(len(lines), 24)
+
+
+class OutputFile(Graph):
+    def test_holds_the_picture(self):
+        self.assertEqual(self.draw("-o", "picture"), "")
+        self.assertEqual(self.target.read_text(), self.draw())
+
+    def test_has_the_usual_mode_and_keeps_another(self):
+        self.draw("-o", "picture", preexec_fn=lambda: os.umask(0o027))
+        self.assertEqual(stat.S_IMODE(self.target.stat().st_mode), 0o640)
+        self.target.chmod(0o606)
+        self.draw("-o", "picture")
+        self.assertEqual(stat.S_IMODE(self.target.stat().st_mode), 0o606)
+
+    def test_a_link_stays_one(self):
+        (self.directory / "elsewhere").mkdir()
+        behind = self.directory / "elsewhere" / "real"
+        behind.write_text("old")
+        self.target.symlink_to(behind)
+        self.draw("-o", "picture")
+        self.assertTrue(self.target.is_symlink())
+        self.assertEqual(behind.read_text(), self.draw())
+
+    def test_what_is_no_file_is_written_to(self):
+        os.mkfifo(self.target)
+        reader = os.open(self.target, os.O_RDONLY | os.O_NONBLOCK)
+        self.addCleanup(os.close, reader)
+        self.draw("-o", "picture")
+        self.assertEqual(os.read(reader, 1 << 16).decode(), self.draw())
+        self.assertTrue(self.target.is_fifo())
+
+    def test_a_device_that_takes_nothing(self):
+        self.assert_trouble(self.run_lanfab("network.json", "-o", "/dev/full"),
+                            "/dev/full: No space left on device\n")
+
+    def test_a_directory_that_is_missing(self):
+        self.assert_trouble(self.run_lanfab("network.json", "-o", "none/picture"),
+                            "none/picture: No such file or directory\n")
+
+    def test_a_directory_that_may_not_be_written(self):
+        self.target.write_text("old")
+        self.directory.chmod(0o555)
+        before = WITHOUT_PRIVILEGES if os.geteuid() == 0 else ()
+        done = self.run_lanfab("network.json", "-o", "picture", before=before)
+        self.directory.chmod(0o755)
+        self.assert_trouble(done, "picture: Permission denied\n")
+        self.assertEqual(self.target.read_text(), "old")
+
+    def test_half_of_a_picture_is_none(self):
+        limit = ("prlimit", "--fsize=100")
+        ignore = ("env", "--ignore-signal=XFSZ")
+        done = self.run_lanfab("network.json", "-o", "picture", before=(*ignore, *limit))
+        self.assert_trouble(done, "picture: File too large\n")
+        self.assert_nothing_left()
+
+
+class Svg(Graph):
+    def test_is_what_dot_makes(self):
+        environment = self.put_dot('echo "$*"; cat')
+        picture = self.draw("--format", "svg", environment=environment)
+        self.assertEqual(picture, "-Tsvg\n" + self.draw("--format", "dot"))
+
+    def test_without_dot(self):
+        for output in (), ("-o", "picture"):
+            done = self.run_lanfab("network.json", "--format", "svg", *output, environment={"PATH": "/nowhere"})
+            self.assert_trouble(done, NO_DOT)
+            self.assert_nothing_left()
+
+    def test_a_dot_that_fails(self):
+        for script, message in (("echo half; exit 3", "dot ended with status 3"), ("kill -TERM $$", "dot: Terminated")):
+            done = self.run_lanfab("network.json", "--format", "svg", "-o", "picture",
+                                   environment=self.put_dot(script))
+            self.assert_trouble(done, f"lanfab: {message}\n")
+            self.assert_nothing_left()
+
+
+class Trouble(Graph):
+    def test_help(self):
+        done = self.run_lanfab("--help")
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        self.assertIn("Example: lanfab graph ", done.stdout)
+        lines = done.stdout.splitlines()
+        self.assertTrue(len(lines) <= 24 and max(map(len, lines)) <= 80)
+
+    def test_files_that_cannot_be_read(self):
+        self.assert_trouble(self.run_lanfab("none.json"), "none.json: No such file or directory\n")
+        self.assert_trouble(self.run_lanfab("."), ".: Is a directory\n")
+
+    def test_malformed_json(self):
+        self.assert_trouble(self.run_lanfab("-", input="[]"),
+                            "<stdin>:1:1: error: the configuration is not an object\n")
+
+    def test_an_unknown_format(self):
+        done = self.run_lanfab("network.json", "--format", "png")
+        self.assertEqual((done.returncode, done.stdout), (2, ""))
+
+    def test_an_output_that_takes_nothing(self):
+        with open("/dev/full", "w") as full:
+            done = self.run_lanfab("network.json", stdout=full)
+        self.assertEqual(done.returncode, 2)
+        self.assertIn("No space left on device", done.stderr)
+
+    def test_a_reader_that_has_gone(self):
+        read, write = os.pipe()
+        os.close(read)
+        done = self.run_lanfab("network.json", stdout=write)
+        os.close(write)
+        self.assertEqual(done.returncode, 2)
+        self.assertIn("Broken pipe", done.stderr)
+
+    def test_findings_are_no_trouble(self):
+        self.lay({"wired": {"eth0": {"enable": True}}})
+        self.assertIn("[port-without-network]", self.draw())
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,48 @@
+#!/usr/bin/env python3
+"""Shows pictures of `lanfab graph` to Graphviz: every example, and random configurations.
+
+Usage: graphviz_test.py PROGRAM [COUNT]
+"""
+
+import concurrent.futures
+import json
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+
+CHECKOUT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(CHECKOUT / "tests/soundness"))
+
+import generator  # noqa: E402  (found by the line above)
+
+SKIPPED = 77
+
+
+def draw(program, configuration):
+    done = subprocess.run([program, "graph", "-", "--format", "dot"], input=configuration, text=True,
+                          capture_output=True, check=False)
+    assert (done.returncode, done.stderr) == (0, ""), (done.stderr, configuration)
+    return done.stdout
+
+
+def main():
+    if shutil.which("dot") is None:
+        print("there is no Graphviz")
+        return SKIPPED
+    program = os.path.abspath(sys.argv[1])
+    count = int(sys.argv[2]) if len(sys.argv) > 2 else 1000
+    shown = [path.read_text(encoding="utf-8") for path in sorted(CHECKOUT.glob("examples/*/network.json"))]
+    shown += map(json.dumps, generator.configurations(count, "graph"))
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        pictures = list(pool.map(lambda configuration: draw(program, configuration), shown))
+    # One process lays out all of them.
+    done = subprocess.run(["dot", "-Tplain"], input="".join(pictures), text=True, capture_output=True, check=False)
+    drawn = done.stdout.splitlines().count("stop")
+    print(f"{len(shown)} pictures, {drawn} drawn", done.stderr)
+    return 0 if (done.returncode, done.stderr, drawn) == (0, "", len(shown)) else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
