@@ -23,9 +23,8 @@ const char kConfigurationInWorld[] = "/.world/config/network.json";
 constexpr int kNamespaces = CLONE_NEWNS | CLONE_NEWNET | CLONE_NEWPID | CLONE_NEWUTS | CLONE_NEWIPC;
 
 constexpr char kHowToGoOn[] =
-    "\n  A preview needs namespaces of its own, which this machine does not give to this user. Run it as root,"
-    " or"
-    "\n  allow them, by what the machine has of these:"
+    "\n  A preview needs namespaces of its own, and this machine does not give them to this user."
+    "\n  Run it as root, or allow them, by what the machine has of these:"
     "\n      sysctl user.max_user_namespaces=10000"
     "\n      sysctl kernel.unprivileged_userns_clone=1"
     "\n      sysctl kernel.apparmor_restrict_unprivileged_userns=0"

@@ -2,7 +2,8 @@
 
 // A world of its own for one run of cmd_lanfab: user, mount, network, PID and UTS namespaces, in which the
 // run sees the state of a gateway, writes to memory, and calls recorders instead of tools. Nothing outside is
-// written. The world ends with the process that made it, whatever ends that.
+// written. The world ends with the process that made it, whatever ends that. It has no network: the name of a
+// relay's server is found in /etc/hosts or not at all.
 
 #include <optional>
 #include <string>
