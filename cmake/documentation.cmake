@@ -14,6 +14,3 @@ install(FILES CHANGELOG.md DESTINATION ${doc} COMPONENT documentation)
 install(DIRECTORY examples DESTINATION ${doc} COMPONENT documentation
   FILES_MATCHING PATTERN network.json PATTERN README.md)
 install(FILES docs/man/cmd_lanfab.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT documentation)
-install(FILES docs/man/lanfab-network.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT documentation)
-# For editors, which take it from here by a path in a configuration.
-install(FILES schema/network.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/lanfab COMPONENT documentation)

@@ -32,7 +32,7 @@ _lanfab() {
         words="${options[${COMP_WORDS[1]}]-} -h --help"
       elif [[ ${COMP_WORDS[1]} == explain ]]; then
         words=$("${COMP_WORDS[0]}" explain 2>/dev/null | cut -d ' ' -f 1)
-      else
+      elif [[ ${COMP_WORDS[1]} != schema ]]; then
         compopt -o default
       fi
       ;;

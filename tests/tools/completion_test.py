@@ -118,6 +118,7 @@ class Completion(unittest.TestCase):
             with self.subTest(command):
                 self.assertEqual(self.completions(f"lanfab {command} n"), {"network.json"})
         self.assertEqual(self.completions("lanfab check m"), {"my network.json"})
+        self.assertEqual(self.completions("lanfab schema n"), {"n"})
 
     def test_directories_of_a_link(self):
         self.assertEqual(self.completions("lanfab preview --cell "), {"up", "down", "here", "link"})
