@@ -5,6 +5,7 @@ _lanfab() {
   local -A options=(
     [check]='--strict --offline --format'
     [explain]=''
+    [graph]='--format -o'
     [preview]='--action --cell --program -o --format -v'
     [diff]='--action --cell --program'
     [schema]=''
@@ -17,7 +18,10 @@ _lanfab() {
     before=$((before - 1))
   fi
   case ${COMP_WORDS[before]} in
-    --format) words='text json' ;;
+    --format)
+      words='text json'
+      if [[ ${COMP_WORDS[1]} == graph ]]; then words='text dot svg'; fi
+      ;;
     --action) words='apply wwan_apply dnsmasq' ;;
     --cell)
       words='up down here'
