@@ -65,6 +65,8 @@ set(CPACK_DEBIAN_TOOLS_DESCRIPTION "checks and previews of a gateway's network c
 Says what is wrong with a configuration of lanfab, shows the files and commands
 that it leads to, and what it would change, without touching the network.")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "lanfab (= ${PROJECT_VERSION}), ${libraries}")
+# For pictures.
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS graphviz)
 
 include(CPack)
 cpack_add_component_group(lanfab)
