@@ -1,5 +1,8 @@
 #!/usr/bin/env python3
-"""Tests what `lanfab graph` leaves out, how it writes a file, and its trouble. The program is the first argument."""
+"""Tests what `lanfab graph` leaves out, how it writes a file, and its trouble.
+
+The program is the first argument.
+"""
 
 import json
 import os
@@ -46,8 +49,9 @@ class Graph(unittest.TestCase):
 
     def run_lanfab(self, *arguments, before=(), locale="C", **options):
         environment = {"PATH": os.environ["PATH"], "LC_ALL": locale, **options.pop("environment", {})}
-        return subprocess.run([*before, LANFAB, "graph", *arguments], cwd=self.directory, text=True, check=False,
-                              env=environment, **{"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options})
+        return subprocess.run([*before, LANFAB, "graph", *arguments], cwd=self.directory, env=environment,
+                              text=True, check=False,
+                              **{"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options})
 
     def draw(self, *arguments, **options):
         done = self.run_lanfab("network.json", *arguments, **options)
@@ -194,12 +198,14 @@ class Svg(Graph):
 
     def test_without_dot(self):
         for output in (), ("-o", "picture"):
-            done = self.run_lanfab("network.json", "--format", "svg", *output, environment={"PATH": "/nowhere"})
+            done = self.run_lanfab("network.json", "--format", "svg", *output,
+                                   environment={"PATH": "/nowhere"})
             self.assert_trouble(done, NO_DOT)
             self.assert_nothing_left()
 
     def test_a_dot_that_fails(self):
-        for script, message in (("echo half; exit 3", "dot ended with status 3"), ("kill -TERM $$", "dot: Terminated")):
+        for script, message in (("echo half; exit 3", "dot ended with status 3"),
+                                ("kill -TERM $$", "dot: Terminated")):
             done = self.run_lanfab("network.json", "--format", "svg", "-o", "picture",
                                    environment=self.put_dot(script))
             self.assert_trouble(done, f"lanfab: {message}\n")

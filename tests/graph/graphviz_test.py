@@ -38,7 +38,8 @@ def main():
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         pictures = list(pool.map(lambda configuration: draw(program, configuration), shown))
     # One process lays out all of them.
-    done = subprocess.run(["dot", "-Tplain"], input="".join(pictures), text=True, capture_output=True, check=False)
+    done = subprocess.run(["dot", "-Tplain"], input="".join(pictures), text=True, capture_output=True,
+                          check=False)
     drawn = done.stdout.splitlines().count("stop")
     print(f"{len(shown)} pictures, {drawn} drawn", done.stderr)
     return 0 if (done.returncode, done.stderr, drawn) == (0, "", len(shown)) else 1
