@@ -80,7 +80,8 @@ static std::string markup_of(const std::string& text, std::size_t indent, const 
     for (std::size_t i = 0; i < blanks; ++i)
       markup += "&#160;";
     // An empty element would not parse.
-    markup += (line.empty() ? "" : begin + escaped(line) + end) + "<br align=\"left\"/>";
+    if (!line.empty()) markup.append(begin).append(escaped(line)).append(end);
+    markup += "<br align=\"left\"/>";
   }
   return markup;
 }

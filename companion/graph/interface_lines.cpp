@@ -50,7 +50,7 @@ static std::string address_text(const Site& site, const Interface& interface) {
   if (interface.kind == Interface::Kind::kPassthroughPort && site.context.passthrough_auto)
     return "the address of the cellular gateway";
   if (interface.is_dhcp_client()) return "an address by DHCP";
-  const std::string address = text_at(*interface.network, "ipv4").value_or("");
+  std::string address = text_at(*interface.network, "ipv4").value_or("");
   int prefix = 32;
   config_get_int(*interface.network, &prefix, "netmask");
   if (address.empty()) return "no address";

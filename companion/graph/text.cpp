@@ -49,10 +49,13 @@ class Writer {
     const std::size_t columns = kColumns - (depth + 1) * kBranchColumns;
     const std::string* before = &head;
     for (const std::string& line : wrapped(text, columns, charset_)) {
-      const bool is_styled = colour_ && !style.empty();
-      text_ += *before + (is_styled ? "\033[" + style + "m" + line + "\033[0m" : line) + "\n";
+      text_ += *before + styled(line, style) + "\n";
       before = &beside;
     }
+  }
+
+  std::string styled(const std::string& line, const std::string& style) const {
+    return colour_ && !style.empty() ? "\033[" + style + "m" + line + "\033[0m" : line;
   }
 
   Charset charset_;

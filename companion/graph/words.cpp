@@ -45,7 +45,7 @@ static bool is_direction(wchar_t character) {
 
 // The character of a text, in UTF-8, that begins at `position`, which is moved behind it.
 static Character character_at(const std::string& text, std::size_t& position, Charset charset) {
-  const Character unknown{"?", 1};
+  Character unknown{"?", 1};
   wchar_t character = 0;
   std::mbstate_t state{};
   const std::size_t length = std::mbrtowc(&character, text.data() + position, text.size() - position, &state);

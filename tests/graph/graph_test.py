@@ -136,6 +136,31 @@ class Texts(Graph):
         self.assertLess(len(lines), 24)
 
 
+class Terminal(Graph):
+    COLOUR = "\x1b[1;31merror: "
+
+    def setUp(self):
+        super().setUp()
+        self.lay({"wired": {"eth0": {"enable": True}}})
+
+    def shown(self, *arguments, **options):
+        """Returns what a terminal gets."""
+        master, terminal = os.openpty()
+        self.addCleanup(os.close, master)
+        done = self.run_lanfab("network.json", *arguments, stdout=terminal, **options)
+        os.close(terminal)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        return os.read(master, 1 << 16).decode()
+
+    def test_findings_stand_out_there(self):
+        self.assertIn(self.COLOUR, self.shown())
+        self.assertNotIn("\x1b", self.draw())
+
+    def test_no_colour_where_it_is_not_wanted(self):
+        self.assertNotIn("\x1b", self.shown(environment={"NO_COLOR": "1"}))
+        self.assertIn(self.COLOUR, self.shown(environment={"NO_COLOR": ""}))
+
+
 class OutputFile(Graph):
     def test_holds_the_picture(self):
         self.assertEqual(self.draw("-o", "picture"), "")
