@@ -13,6 +13,13 @@
 #include "companion/source/report.h"
 #include "companion/source/source.h"
 
+static void print_as_text(const Source& source, const std::vector<Finding>& findings) {
+  const bool is_terminal = isatty(STDOUT_FILENO) != 0;
+  const char* no_colour = std::getenv("NO_COLOR");
+  const bool colour = is_terminal && (no_colour == nullptr || *no_colour == '\0');
+  std::fputs(text_report(source, findings, is_terminal, colour).c_str(), stdout);
+}
+
 namespace {
 
 // Where the findings of one file after the other go.
@@ -25,10 +32,7 @@ class Output {
     if (json_) {
       files_.append(json_report(source, findings));
     } else {
-      const bool is_terminal = isatty(STDOUT_FILENO) != 0;
-      const char* no_colour = std::getenv("NO_COLOR");
-      const bool colour = is_terminal && (no_colour == nullptr || *no_colour == '\0');
-      std::fputs(text_report(source, findings, is_terminal, colour).c_str(), stdout);
+      print_as_text(source, findings);
     }
   }
 
@@ -96,4 +100,13 @@ int check(const CheckOptions& options) {
   if (!is_all_readable) return 2;
   const Summary& summary = output.summary();
   return summary.errors > 0 || (options.strict && summary.warnings > 0) ? 1 : 0;
+}
+
+Summary show_findings(const Source& source) {
+  std::vector<Finding> findings = examine(source);
+  Dnsmasq(false).judge(source, findings);
+  print_as_text(source, findings);
+  Summary summary;
+  count(findings, summary);
+  return summary;
 }

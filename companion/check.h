@@ -5,6 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "companion/source/report.h"
+#include "companion/source/source.h"
+
 struct CheckOptions {
   std::vector<std::string> files;  // "-" is standard input
   bool json = false;
@@ -15,3 +18,6 @@ struct CheckOptions {
 // Prints the findings. Returns the exit status: 0 without an error, 1 with one, 2 when a file cannot be read
 // or parsed.
 int check(const CheckOptions& options);
+
+// Prints the findings in one configuration as text. Returns how many there are.
+Summary show_findings(const Source& source);

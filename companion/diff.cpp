@@ -38,9 +38,11 @@ static Side state_after(const Trial& trial) {
   return side;
 }
 
-// Returns nothing, or why there is nothing to compare.
-static std::optional<std::string> run(const std::string& file, const TrialOptions& options, Trial& trial) {
-  if (auto trouble = try_out(file, options, trial)) return trouble;
+// Returns nothing, or why there is nothing to compare. The configuration is a file's name or has been read.
+template <typename Configuration>
+static std::optional<std::string> run(const Configuration& configuration, const TrialOptions& options,
+                                      Trial& trial) {
+  if (auto trouble = try_out(configuration, options, trial)) return trouble;
   const Outcome& outcome = trial.outcome;
   if (outcome.status == 0) return std::nullopt;
   const std::string how = outcome.status < 0
@@ -108,6 +110,13 @@ static std::string differences_of_files(const Side& before, const Side& after) {
   return text;
 }
 
+static std::string text_of_changes(const Side& before, const Side& after) {
+  std::string text;
+  for (const std::string& line : words_for(read_facts(before.files), read_facts(after.files), after.commands))
+    text += line + "\n";
+  return text;
+}
+
 static int fail(const std::string& message) {
   std::fprintf(stderr, "%s\n", message.c_str());
   return 2;
@@ -124,17 +133,21 @@ int diff(const DiffOptions& options) {
   const Side before = has_other ? state_after(first) : state_before(first);
   const Side after = state_after(has_other ? second : first);
 
-  std::string words;
-  for (const std::string& line : words_for(read_facts(before.files), read_facts(after.files), after.commands))
-    words += line + "\n";
   const std::string files = differences_of_files(before, after);
   const std::string commands =
       unified_diff("commands", text_of(before.commands), "commands", text_of(after.commands));
-  std::string text = words;
+  std::string text = text_of_changes(before, after);
   for (const std::string& part : {files, commands}) {
     if (!text.empty() && !part.empty()) text += "\n";
     text += part;
   }
   std::fwrite(text.data(), 1, text.size(), stdout);
   return text.empty() ? 0 : 1;
+}
+
+std::optional<std::string> show_changes(const Source& source) {
+  Trial trial;
+  if (auto trouble = run(source, TrialOptions(), trial)) return trouble;
+  std::fputs(text_of_changes(state_before(trial), state_after(trial)).c_str(), stdout);
+  return std::nullopt;
 }

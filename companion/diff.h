@@ -2,6 +2,7 @@
 
 // `lanfab diff`: what a configuration would change.
 
+#include <optional>
 #include <string>
 
 #include "companion/trial.h"
@@ -15,3 +16,7 @@ struct DiffOptions {
 // Prints the changes in words, the differences of the files and those of the commands. Returns the exit
 // status: 0 when there is no difference, 1 when there is one, 2 when a run fails or there is no outcome.
 int diff(const DiffOptions& options);
+
+// Prints in words what a configuration would change of what is in force. Returns nothing, or why that is not
+// known.
+std::optional<std::string> show_changes(const Source& source);

@@ -15,17 +15,19 @@
 #include <vector>
 
 #include "companion/check.h"
+#include "companion/confirm.h"
 #include "companion/diff.h"
 #include "companion/explain.h"
 #include "companion/graph.h"
+#include "companion/gateway/installed.h"
 #include "companion/preview.h"
+#include "companion/revert.h"
 #include "companion/schema.h"
+#include "companion/try.h"
 #include "companion/world/recorder.h"
 
 // What a run ends with when it cannot do what it was asked.
 constexpr int kTrouble = 2;
-
-constexpr char kInstalledConfiguration[] = "/etc/lanfab/network.json";
 
 namespace {
 
@@ -118,6 +120,39 @@ static void add_graph(CLI::App& app, Command& command) {
   sub->callback([options, &command] { command = [options] { return graph(*options); }; });
 }
 
+static void add_try(CLI::App& app, Command& command) {
+  CLI::App* sub = app.add_subcommand("try", "Put a configuration in force until it is confirmed");
+  const auto options = std::make_shared<TryOptions>();
+  sub->add_option("FILE", options->file, "the configuration; - is standard input")->required();
+  sub->add_option("--timeout", options->seconds, "seconds after which the old one comes back")
+      ->check(CLI::Range(10, 86400))
+      ->capture_default_str();
+  sub->add_flag("--force", options->force, "try it even with errors that lanfab check finds");
+  sub->footer(
+      "Without lanfab confirm in time, the old configuration comes back, whatever became of this\n"
+      "terminal. A reboot brings it back, too.\n\n"
+      "Example: lanfab try network.json --timeout 300");
+  sub->callback([options, &command] { command = [options] { return try_on_gateway(*options); }; });
+}
+
+static void add_confirm(CLI::App& app, Command& command) {
+  CLI::App* sub = app.add_subcommand("confirm", "Keep the configuration that is tried");
+  sub->footer("The one before it stays beside it as network.json.previous.");
+  sub->callback([&command] { command = confirm; });
+}
+
+static void add_revert(CLI::App& app, Command& command) {
+  CLI::App* sub = app.add_subcommand("revert", "Go back to the configuration before");
+  const auto options = std::make_shared<RevertOptions>();
+  sub->add_flag("--yes", options->yes, "do not ask");
+  sub->add_flag("--timer", options->by_timer, "for the service that the timer of lanfab try starts")
+      ->group("");
+  sub->footer(
+      "Ends the trial at once. Without one it puts network.json.previous in force, after asking.\n\n"
+      "Example: lanfab revert --yes");
+  sub->callback([options, &command] { command = [options] { return revert(*options); }; });
+}
+
 static int run(int argc, char* argv[]) {
   CLI::App app("Says what a network configuration of cmd_lanfab will do before it does it.", "lanfab");
   app.set_version_flag("--version", "lanfab " LANFAB_VERSION);
@@ -129,6 +164,9 @@ static int run(int argc, char* argv[]) {
   add_preview(app, command);
   add_diff(app, command);
   add_schema(app, command);
+  add_try(app, command);
+  add_confirm(app, command);
+  add_revert(app, command);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

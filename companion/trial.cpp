@@ -12,8 +12,7 @@
 
 constexpr char kProgram[] = "cmd_lanfab";
 
-// Beside this program or, in a build tree, one directory above it; then along PATH.
-static std::optional<std::string> find_program() {
+std::optional<std::string> find_program() {
   char own[PATH_MAX];
   const ssize_t length = readlink("/proc/self/exe", own, sizeof own);
   const std::string path(own, length > 0 ? static_cast<std::size_t>(length) : 0);

@@ -21,6 +21,10 @@ struct Trial {
   Outcome outcome;  // in its texts, the configuration has the name of the source
 };
 
+// The cmd_lanfab that belongs to this program: beside it or, in a build tree, one directory above it; then
+// along PATH.
+std::optional<std::string> find_program();
+
 // Runs the configuration in a world of its own. Returns nothing, or why there is no outcome.
 std::optional<std::string> try_out(const std::string& file, const TrialOptions& options, Trial& trial);
 

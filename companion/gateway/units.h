@@ -1,0 +1,36 @@
+#pragma once
+
+// What systemd does for a trial, so that no process of a session has to live for it.
+
+#include <cstdint>
+#include <string>
+
+// Runs `cmd_lanfab apply`.
+inline constexpr char kApplyUnit[] = "lanfab-apply.service";
+// Takes the trial back: `lanfab revert --timer`.
+inline constexpr char kRevertUnit[] = "lanfab-revert.service";
+inline constexpr char kRevertTimer[] = "lanfab-revert.timer";
+
+// Whether the unit is active or on its way to or from there.
+bool is_at_work(const char* unit);
+
+// Starts the timer that takes the trial back after so many seconds, whatever the clock of the machine says.
+bool start_revert_timer(std::int64_t seconds);
+
+// Stops it, if it is there.
+void stop_revert_timer();
+
+// Starts what the timer would start, or joins it, and waits for its end. Returns whether it succeeded.
+bool revert_now();
+
+enum class OnFailure { kNothing, kRevert };
+
+// Has systemd run an apply and waits for its end: it goes on without this process. Returns whether it
+// succeeded.
+bool apply_in_service(const std::string& program, OnFailure on_failure);
+
+// Ends the apply that apply_in_service has begun, if it is still at work.
+void stop_apply();
+
+// Runs an apply as a child, with a limit. Returns whether it succeeded.
+bool apply_here(const std::string& program);

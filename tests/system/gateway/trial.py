@@ -1,0 +1,69 @@
+"""Trials of `lanfab try` on a gateway with a host behind eth0. Runs inside the gateway, like guest.py."""
+
+import json
+import os
+
+import guest
+
+STATE = "/run/lanfab/trial.json"
+PREVIOUS = f"{guest.CONFIGURATION}.previous"
+NEW = "/root/new.json"
+OLD_ADDRESS = "192.168.1.1"
+NEW_ADDRESS = "192.168.7.1"
+
+
+def one_port(ipv4):
+    """Returns the configuration of a gateway whose eth0 has the address."""
+    network = {"mode": "router", "protocol": "static", "ipv4": ipv4, "netmask": 24}
+    return {"wired": {"eth0": {"enable": True, "network": network}}, "firewall": {"general": {"router": 1}}}
+
+
+OLD = one_port(OLD_ADDRESS)
+# Whoever sits behind eth0 is cut off.
+CUT_OFF = one_port(NEW_ADDRESS)
+
+
+class Trials:
+    def __init__(self, gateway):
+        self.gateway = gateway
+
+    def set_up(self):
+        """Brings the old configuration into force, with the host in reach, and lays the new one ready."""
+        gateway = self.gateway
+        if gateway.exists(PREVIOUS) or not gateway.exists(guest.CONFIGURATION) or self.installed() != OLD:
+            gateway.run("rm", "-rf", os.path.dirname(guest.CONFIGURATION))
+            gateway.apply(OLD)
+        gateway.write(NEW, json.dumps(CUT_OFF))
+        gateway.set_host_address("lan0", "192.168.1.10/24")
+
+    def lanfab(self, *arguments):
+        """Runs lanfab and returns its result, whatever its status."""
+        return self.gateway.run("lanfab", *arguments, check=False)
+
+    def try_new(self, *options):
+        return self.lanfab("try", NEW, *options)
+
+    def installed(self):
+        """Returns the configuration that a run would read."""
+        return json.loads(self.gateway.read(guest.CONFIGURATION))
+
+    def is_under_way(self):
+        listing = ("systemctl", "list-units", "--all", "--plain", "--no-legend", "lanfab-*")
+        units = self.gateway.run(*listing).stdout
+        return bool(units) or self.gateway.exists(STATE)
+
+    def wait_for_end(self, timeout=80):
+        """Waits until nothing of a trial is left; returns whether it is so."""
+        return guest.wait_until(lambda: not self.is_under_way(), timeout, interval=0.5)
+
+    def is_old_network_back(self):
+        """Waits for the end of the trial; returns whether all is as before it, and the host in reach."""
+        return (
+            self.wait_for_end()
+            and self.installed() == OLD
+            and not self.gateway.exists(PREVIOUS)
+            and self.gateway.reaches(OLD_ADDRESS, namespace="lan0", timeout=30)
+        )
+
+    def has_new_address(self):
+        return self.gateway.wait_for_address("eth0", f"{NEW_ADDRESS}/24")

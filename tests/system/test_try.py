@@ -1,0 +1,175 @@
+"""A configuration on trial: it comes back by itself, and stays when it is confirmed."""
+
+import fcntl
+import json
+import os
+import pathlib
+import pty
+import select
+import signal
+import subprocess
+import sys
+import termios
+import time
+import unittest
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gateway"))
+import guest
+import trial
+
+TOOL = "companion/lanfab"
+TIME_LIMIT = 400
+
+UNIT = pathlib.Path(__file__).resolve().parents[2] / "packaging/lanfab.service.in"
+
+gateway = guest.Gateway()
+trials = trial.Trials(gateway)
+
+
+class Terminal:
+    """lanfab on a terminal of its own."""
+
+    def __init__(self, *arguments):
+        self.master, slave = pty.openpty()
+        self.text = ""
+        self.process = subprocess.Popen(
+            ["lanfab", *arguments],
+            stdin=slave,
+            stdout=slave,
+            stderr=slave,
+            start_new_session=True,
+            preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0),
+        )
+        os.close(slave)
+
+    def wait_for(self, words, anew=False, timeout=80):
+        """Reads until lanfab has printed the words, perhaps once more; returns whether it has."""
+        if anew:
+            self.text = ""
+        deadline = time.monotonic() + timeout
+        while words not in self.text and time.monotonic() < deadline:
+            if select.select([self.master], [], [], 1)[0]:
+                self.text += os.read(self.master, 4096).decode()
+        return words in self.text
+
+    def type(self, text):
+        os.write(self.master, text)
+
+    def end(self):
+        """Waits for the end of lanfab and returns its status."""
+        return self.process.wait(20)
+
+
+class Trial(unittest.TestCase):
+    def setUp(self):
+        trials.set_up()
+        self.addCleanup(trials.wait_for_end)
+        self.addCleanup(gateway.run, "systemctl", "start", "lanfab-revert", check=False)
+
+    def test_comes_back_by_itself_whatever_the_clock_says(self):
+        terminal = Terminal("try", trial.NEW, "--timeout", "30")
+        self.assertTrue(terminal.wait_for("Enter keeps it"))
+        self.assertTrue(trials.has_new_address())
+        self.assertFalse(gateway.reaches(trial.OLD_ADDRESS, namespace="lan0", timeout=1))
+        # Neither at once, nor never.
+        gateway.run("date", "--set=+2 days")
+        self.assertTrue(gateway.exists(trial.STATE))
+        self.assertEqual(trials.installed(), trial.CUT_OFF)
+        gateway.run("date", "--set=-4 days")
+        self.assertTrue(terminal.wait_for("The old configuration is in force."))
+        self.assertEqual(terminal.end(), 1)
+        self.assertTrue(trials.is_old_network_back())
+
+    def test_comes_back_when_the_terminal_has_gone(self):
+        terminal = Terminal("try", trial.NEW, "--timeout", "20")
+        self.assertTrue(terminal.wait_for("Enter keeps it"))
+        os.close(terminal.master)
+        self.assertEqual(terminal.end(), -signal.SIGHUP)
+        self.assertTrue(trials.has_new_address())
+        self.assertTrue(trials.is_old_network_back())
+
+    def test_ctrl_c_goes_back_at_once(self):
+        for moment in ("Applying", "Enter keeps it"):
+            with self.subTest(moment):
+                terminal = Terminal("try", trial.NEW)
+                self.assertTrue(terminal.wait_for(moment))
+                terminal.type(b"\x03")
+                self.assertTrue(terminal.wait_for("The old configuration is in force."))
+                self.assertEqual(terminal.end(), 1)
+                self.assertTrue(trials.is_old_network_back())
+
+    def test_enter_keeps_it_and_revert_offers_the_one_before(self):
+        gateway.run("chmod", "640", guest.CONFIGURATION)
+        gateway.run("chown", "0:42", guest.CONFIGURATION)
+        terminal = Terminal("try", trial.NEW)
+        self.assertTrue(terminal.wait_for("Applying"))
+        # What is typed now says nothing about the new network.
+        terminal.type(b"\n")
+        self.assertTrue(terminal.wait_for("Enter keeps it"))
+        self.assertTrue(terminal.wait_for("Enter keeps it", anew=True))
+        self.assertTrue(gateway.exists(trial.STATE))
+        terminal.type(b"\n")
+        self.assertEqual(terminal.end(), 0)
+        self.assertFalse(trials.is_under_way())
+        self.assert_files(trial.CUT_OFF, trial.OLD)
+        self.assertEqual(trials.lanfab("confirm").returncode, 1)
+
+        asked = trials.lanfab("revert")
+        self.assertEqual(asked.returncode, 1)
+        self.assertIn("lanfab revert --yes", asked.stdout)
+        terminal = Terminal("revert")
+        self.assertTrue(terminal.wait_for("[y/N]"))
+        self.assert_files(trial.CUT_OFF, trial.OLD)
+        terminal.type(b"y\n")
+        self.assertEqual(terminal.end(), 0)
+        self.assert_files(trial.OLD, trial.CUT_OFF)
+        self.assertTrue(gateway.reaches(trial.OLD_ADDRESS, namespace="lan0"))
+
+    def assert_files(self, installed, previous):
+        """Both with the rights of the first one, and nothing beside them."""
+        self.assertEqual(trials.installed(), installed)
+        self.assertEqual(json.loads(gateway.read(trial.PREVIOUS)), previous)
+        for file in (guest.CONFIGURATION, trial.PREVIOUS):
+            self.assertEqual(gateway.run("stat", "--format=%a %u:%g", file).stdout, "640 0:42\n")
+        self.assertEqual(sorted(os.listdir("/etc/lanfab")), ["network.json", "network.json.previous"])
+
+    def test_every_run_sees_it_and_nobody_writes_to_it(self):
+        unit = UNIT.read_text(encoding="utf-8").replace("@LANFAB_PROGRAM@", "cmd_lanfab")
+        gateway.write("/etc/systemd/system/lanfab.service", unit)
+        gateway.run("systemctl", "daemon-reload")
+        gateway.run("systemctl", "start", "lanfab")
+        gateway.connect_cellular()
+        self.addCleanup(gateway.disconnect_cellular)
+        route = {"enable": True, "interface": "wwan0", "ipv4": "10.30.0.0", "netmask": 16}
+        cell = {"wireless": {"cell": {"enable": True}}, "static_routes": [route]}
+        gateway.write(trial.NEW, json.dumps({**trial.CUT_OFF, **cell}))
+        self.assertEqual(trials.try_new().returncode, 0)
+        for command, file, mark in (
+            ("cmd_lanfab wwan_apply", "/run/systemd/network/10-wwan0.network", "10.30.0.0/16"),
+            ("systemctl reload lanfab", "/run/systemd/network/20-eth0.network", trial.NEW_ADDRESS),
+            ("systemctl restart lanfab", "/run/systemd/network/20-eth0.network", trial.NEW_ADDRESS),
+        ):
+            with self.subTest(command):
+                gateway.run("rm", file)
+                gateway.run(*command.split())
+                self.assertIn(mark, gateway.read(file))
+        written = gateway.run("sh", "-c", f"echo x >{guest.CONFIGURATION}", check=False)
+        self.assertIn("Read-only file system", written.stderr)
+
+    def test_two_at_once_are_one_and_the_second_hears_of_it(self):
+        anna = f"SUDO_USER=anna SSH_CONNECTION='192.0.2.7 1 192.0.2.1 22' lanfab try {trial.NEW}"
+        both = f"{anna} >/dev/null & {anna} >/dev/null; second=$?; wait $!; echo $? $second"
+        result = gateway.run("sh", "-c", both)
+        self.assertEqual(sorted(result.stdout.split()), ["0", "2"])
+        self.assertRegex(
+            result.stderr,
+            r"under way: anna from 192\.0\.2\.7 tries /root/new\.json since \d+ s, for \d+ s more\n",
+        )
+        reverted = trials.lanfab("revert")
+        self.assertEqual(reverted.returncode, 0, reverted.stderr)
+        self.assertTrue(trials.is_old_network_back())
+
+
+if __name__ == "__main__":
+    guest.fail_unless_inside()
+    unittest.main(verbosity=2)
