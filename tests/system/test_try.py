@@ -158,8 +158,9 @@ class Trial(unittest.TestCase):
 
     def test_two_at_once_are_one_and_the_second_hears_of_it(self):
         anna = f"SUDO_USER=anna SSH_CONNECTION='192.0.2.7 1 192.0.2.1 22' lanfab try {trial.NEW}"
-        both = f"{anna} >/dev/null & {anna} >/dev/null; second=$?; wait $!; echo $? $second"
+        both = f"{anna} >>/root/said & {anna} >>/root/said; second=$?; wait $!; echo $? $second"
         result = gateway.run("sh", "-c", both)
+        self.assertIn("eth0", gateway.read("/root/said"))
         self.assertEqual(sorted(result.stdout.split()), ["0", "2"])
         self.assertRegex(
             result.stderr,

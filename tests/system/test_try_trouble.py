@@ -1,0 +1,156 @@
+"""A trial when something goes wrong: whatever it is, the old network comes back or was never left."""
+
+import json
+import os
+import sys
+import unittest
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gateway"))
+import guest
+import trial
+
+TOOL = "companion/lanfab"
+TIME_LIMIT = 400
+
+LOCK = "/run/LANFAB_LOCKED"
+PROGRAM = "/usr/bin/cmd_lanfab"
+TOOLS = "/root/tools"
+# Takes the place of systemd-run, which lanfab calls between its steps: kills lanfab and the shell around it.
+KILLING = """#!/bin/sh
+case "$STEP $*" in
+  "before the timer "*--unit=lanfab-revert*) kill -KILL 0 ;;
+  "after the timer "*--unit=lanfab-revert*) /usr/bin/systemd-run "$@" && kill -KILL 0 ;;
+  "before the apply "*--unit=lanfab-apply*) kill -KILL 0 ;;
+  "during the apply "*--unit=lanfab-apply*)
+    setsid /usr/bin/systemd-run "$@" &
+    until [ -e /run/LANFAB_LOCKED ]; do sleep 0.1; done
+    kill -KILL 0 ;;
+  "after the apply "*--unit=lanfab-apply*) /usr/bin/systemd-run "$@" && kill -KILL 0 ;;
+esac
+exec /usr/bin/systemd-run "$@"
+"""
+STEPS = ("before the timer", "after the timer", "before the apply", "during the apply", "after the apply")
+
+gateway = guest.Gateway()
+trials = trial.Trials(gateway)
+
+
+def setUpModule():
+    gateway.write(f"{TOOLS}/systemd-run", KILLING)
+    gateway.run("chmod", "+x", f"{TOOLS}/systemd-run")
+
+
+def kill_at(step):
+    """Tries the new configuration, with lanfab and its shell killed at a step; returns the shell's status."""
+    command = f"lanfab try {trial.NEW} --timeout 10; echo alive"
+    path = f"PATH={TOOLS}:{os.environ['PATH']}"
+    return gateway.run("setsid", "--wait", "env", path, f"STEP={step}", "sh", "-c", command, check=False)
+
+
+def has_said(words, priority="info"):
+    """Returns whether a service's lanfab has written the words to the journal."""
+    return any(words in text for level, text in gateway.syslog(identifier="lanfab") if level == priority)
+
+
+def wait_for_attempts(number):
+    """Waits until the failing program has been called so often; returns whether it has."""
+    count = ("sh", "-c", "wc -l </run/attempts || true")
+    return guest.wait_until(lambda: gateway.run(*count).stdout.strip() == str(number), timeout=60)
+
+
+class Trouble(unittest.TestCase):
+    def setUp(self):
+        trials.set_up()
+        self.addCleanup(trials.wait_for_end)
+        self.addCleanup(gateway.run, "systemctl", "start", "lanfab-revert", check=False)
+
+    def test_killed_at_each_step_it_comes_back(self):
+        for step in STEPS:
+            with self.subTest(step):
+                result = kill_at(step)
+                self.assertNotIn("alive", result.stdout)
+                if step == "before the timer":
+                    # Its files are no trial, and the next one takes their place.
+                    self.assertTrue(gateway.exists(trial.STATE))
+                    self.assertEqual(trials.installed(), trial.OLD)
+                    self.assertTrue(gateway.reaches(trial.OLD_ADDRESS, namespace="lan0"))
+                else:
+                    self.assertTrue(trials.is_old_network_back())
+
+    def test_run_that_is_killed_leaves_no_lock(self):
+        gateway.run("systemd-run", "--quiet", "lanfab", "try", trial.NEW)
+        self.assertTrue(guest.wait_until(lambda: gateway.exists(LOCK), timeout=30))
+        gateway.run("systemctl", "kill", "--signal=KILL", "lanfab-apply")
+        self.assertTrue(trials.is_old_network_back())
+        self.assertFalse(gateway.exists(LOCK))
+        self.assertTrue(has_said("a run that was killed has left it"))
+
+    def test_apply_that_fails_ends_it_at_once(self):
+        new = {"wired": {**trial.OLD["wired"], "eth1": {"enable": True, "mode": "router"}}}
+        gateway.write(trial.NEW, json.dumps(new))
+        refused = trials.try_new()
+        self.assertEqual(refused.returncode, 1)
+        self.assertIn("--force", refused.stderr)
+        self.assertFalse(trials.is_under_way())
+        forced = trials.try_new("--force", "--timeout", "600")
+        self.assertEqual(forced.returncode, 1, forced.stderr)
+        self.assertIn("its APPLY has failed", forced.stderr)
+        self.assertTrue(trials.is_old_network_back())
+
+    def test_way_back_is_tried_until_it_succeeds(self):
+        self.assertEqual(trials.try_new("--timeout", "20").returncode, 0)
+        gateway.run("mv", PROGRAM, f"{PROGRAM}.real")
+        gateway.write(PROGRAM, "#!/bin/sh\necho >>/run/attempts\nexit 255\n")
+        gateway.run("chmod", "+x", PROGRAM)
+        self.assertTrue(wait_for_attempts(2))
+        self.assertTrue(has_said("has failed; it is tried again", "alert"))
+        # Even killed it goes on.
+        gateway.run("systemctl", "kill", "--signal=KILL", "lanfab-revert")
+        self.assertTrue(wait_for_attempts(3))
+        self.assertEqual(trials.installed(), trial.OLD)
+        gateway.run("mv", f"{PROGRAM}.real", PROGRAM)
+        self.assertTrue(trials.is_old_network_back())
+
+    def test_full_run_directory_begins_no_trial(self):
+        used = gateway.run("df", "--output=used", "/run").stdout.split()[1]
+        gateway.run("mount", "-o", f"remount,size={used}k", "/run")
+        gateway.run("sh", "-c", "cat /dev/zero >/run/filler || true")
+        try:
+            result = trials.try_new("--force")
+        finally:
+            gateway.run("rm", "/run/filler")
+            gateway.run("mount", "-o", "remount,size=50%", "/run")
+        self.assertEqual(result.returncode, 2)
+        self.assertIn("No space left on device", result.stderr)
+        self.assertFalse(trials.is_under_way())
+        self.assertEqual(trials.installed(), trial.OLD)
+        self.assertTrue(gateway.reaches(trial.OLD_ADDRESS, namespace="lan0"))
+
+    def test_read_only_etc_holds_back_the_confirmation_alone(self):
+        gateway.run("mount", "-o", "remount,ro", "/etc")
+        self.addCleanup(gateway.run, "mount", "-o", "remount,rw", "/etc")
+        self.assertEqual(trials.try_new().returncode, 0)
+        confirmed = trials.lanfab("confirm")
+        self.assertEqual(confirmed.returncode, 2)
+        self.assertIn("Read-only file system; the trial goes on", confirmed.stderr)
+        self.assertTrue(trials.is_under_way())
+        self.assertEqual(trials.installed(), trial.CUT_OFF)
+        gateway.run("mount", "-o", "remount,rw", "/etc")
+        self.assertEqual(trials.lanfab("confirm").returncode, 0)
+        self.assertEqual(trials.installed(), trial.CUT_OFF)
+        self.assertFalse(trials.is_under_way())
+
+    def test_nothing_to_go_back_to(self):
+        gateway.run("mv", guest.CONFIGURATION, "/root/old.json")
+        try:
+            result = trials.try_new()
+        finally:
+            gateway.run("mv", "/root/old.json", guest.CONFIGURATION)
+        self.assertEqual(result.returncode, 2)
+        self.assertIn("there is no configuration to go back to", result.stderr)
+        self.assertFalse(gateway.exists(trial.STATE))
+
+
+if __name__ == "__main__":
+    guest.fail_unless_inside()
+    unittest.main(verbosity=2)
