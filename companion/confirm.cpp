@@ -29,9 +29,11 @@ static int keep(const std::string& installed) {
   std::string trouble;
   const Installation installation = install(trial.content, installed, trouble);
   if (installation == Installation::kFailed) return fail(trouble + "; the trial goes on");
-  remove_state();
-  stop_revert_timer();
+  const bool is_state_gone = remove_state();
+  const bool is_timer_gone = stop_revert_timer();
   if (installation == Installation::kPlaced) return fail(trouble + "; kept, but a loss of power may undo it");
+  if (!is_state_gone || !is_timer_gone)
+    return fail("lanfab: kept, but what belongs to the trial is still there");
   std::printf("Kept. The configuration before it is %s%s.\n", installed.c_str(), kPreviousSuffix);
   return 0;
 }

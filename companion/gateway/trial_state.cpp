@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <ctime>
 #include <sstream>
@@ -55,9 +56,13 @@ bool write_state(const TrialState& state) {
   return write_file({kStateFile, kPrivate, Json::writeString(Json::StreamWriterBuilder(), root)});
 }
 
-void remove_state() {
-  unlink(kStateFile);
-  unlink(kTrialFile);
+static bool remove_file(const char* path) {
+  return unlink(path) == 0 || errno == ENOENT;
+}
+
+bool remove_state() {
+  const bool is_state_gone = remove_file(kStateFile);
+  return remove_file(kTrialFile) && is_state_gone;
 }
 
 std::string describe(const TrialState& state) {

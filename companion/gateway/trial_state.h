@@ -27,8 +27,8 @@ std::optional<TrialState> read_state();
 // False, with errno set, when it cannot be written.
 bool write_state(const TrialState& state);
 
-// Removes the state and the trial's file.
-void remove_state();
+// Removes the state and the trial's file. False, with errno set, when one of them stays.
+bool remove_state();
 
 // "anna from 192.0.2.7 tries new.json since 40 s, for 80 s more".
 std::string describe(const TrialState& state);

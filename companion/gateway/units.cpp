@@ -25,7 +25,7 @@ bool is_at_work(const char* unit) {
   const std::string command = std::string("systemctl show --property=ActiveState --value ") + unit;
   const std::unique_ptr<std::FILE, ClosePipe> pipe(popen(command.c_str(), "re"));
   char line[32] = "";
-  if (pipe == nullptr || std::fgets(line, sizeof line, pipe.get()) == nullptr) return false;
+  if (pipe == nullptr || std::fgets(line, sizeof line, pipe.get()) == nullptr) return true;
   const std::string state = line;
   return state != "inactive\n" && state != "failed\n";
 }
@@ -42,8 +42,8 @@ bool start_revert_timer(std::int64_t seconds) {
                                       "--property=RestartSec=5", program.c_str(), "revert", "--timer"}) == 0;
 }
 
-void stop_revert_timer() {
-  if (is_at_work(kRevertTimer)) run_and_wait("systemctl", {"systemctl", "stop", kRevertTimer});
+bool stop_revert_timer() {
+  return !is_at_work(kRevertTimer) || run_and_wait("systemctl", {"systemctl", "stop", kRevertTimer}) == 0;
 }
 
 bool revert_now() {

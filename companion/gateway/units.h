@@ -11,14 +11,14 @@ inline constexpr char kApplyUnit[] = "lanfab-apply.service";
 inline constexpr char kRevertUnit[] = "lanfab-revert.service";
 inline constexpr char kRevertTimer[] = "lanfab-revert.timer";
 
-// Whether the unit is active or on its way to or from there.
+// Whether the unit is active or on its way to or from there. True when systemd does not tell.
 bool is_at_work(const char* unit);
 
 // Starts the timer that takes the trial back after so many seconds, whatever the clock of the machine says.
 bool start_revert_timer(std::int64_t seconds);
 
-// Stops it, if it is there.
-void stop_revert_timer();
+// Stops it, if it is there. Returns whether it has gone.
+bool stop_revert_timer();
 
 // Starts what the timer would start, or joins it, and waits for its end. Returns whether it succeeded.
 bool revert_now();
