@@ -1,7 +1,6 @@
 """Trials of `lanfab try` on a gateway with a host behind eth0. Runs inside the gateway, like guest.py."""
 
 import json
-import os
 
 import guest
 
@@ -31,7 +30,7 @@ class Trials:
         """Brings the old configuration into force, with the host in reach, and lays the new one ready."""
         gateway = self.gateway
         if gateway.exists(PREVIOUS) or not gateway.exists(guest.CONFIGURATION) or self.installed() != OLD:
-            gateway.run("rm", "-rf", os.path.dirname(guest.CONFIGURATION))
+            gateway.run("rm", "-f", guest.CONFIGURATION, PREVIOUS)
             gateway.apply(OLD)
         gateway.write(NEW, json.dumps(CUT_OFF))
         gateway.set_host_address("lan0", "192.168.1.10/24")

@@ -1,0 +1,53 @@
+"""What a loss of power leaves: the configuration that was confirmed, and none that was only tried."""
+
+import json
+import os
+import sys
+import unittest
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gateway"))
+import guest
+import trial
+
+TOOL = "companion/lanfab"
+BOOTS = 2
+
+CONFIRMED = trial.one_port("192.168.3.1")
+
+gateway = guest.Gateway()
+trials = trial.Trials(gateway)
+
+
+def try_out(config):
+    gateway.write(trial.NEW, json.dumps(config))
+    return trials.try_new("--timeout", "600")
+
+
+class Boot1(unittest.TestCase):
+    """The power goes when the test has ended."""
+
+    def test_one_is_confirmed_and_one_under_way(self):
+        trials.set_up()
+        self.assertEqual(try_out(CONFIRMED).returncode, 0)
+        self.assertEqual(trials.lanfab("confirm").returncode, 0)
+        self.assertEqual(try_out(trial.CUT_OFF).returncode, 0)
+        self.assertTrue(trials.has_new_address())
+        self.assertEqual(trials.installed(), trial.CUT_OFF)
+        self.assertTrue(trials.is_under_way())
+
+
+class Boot2(unittest.TestCase):
+    def test_only_what_was_confirmed_is_in_force(self):
+        self.assertFalse(trials.is_under_way())
+        self.assertEqual(trials.installed(), CONFIRMED)
+        self.assertEqual(json.loads(gateway.read(trial.PREVIOUS)), trial.OLD)
+        self.assertEqual(sorted(os.listdir("/etc/lanfab")), ["network.json", "network.json.previous"])
+        gateway.apply()
+        self.assertTrue(gateway.wait_for_address("eth0", "192.168.3.1/24"))
+        gateway.set_host_address("lan0", "192.168.3.10/24")
+        self.assertTrue(gateway.reaches("192.168.3.1", namespace="lan0"))
+
+
+if __name__ == "__main__":
+    guest.fail_unless_inside()
+    unittest.main(argv=[sys.argv[0], f"Boot{sys.argv[1]}"], verbosity=2)
