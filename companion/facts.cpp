@@ -58,6 +58,7 @@ static void read_route_section(const Section& section, InterfaceFacts& facts) {
   const std::string gateway = section.value("Gateway");
   const std::string destination = section.value("Destination");
   const std::string metric = section.value("Metric");
+  facts.route_sections.push_back({destination, gateway, metric, section.value("Table")});
   const bool is_static = section.value("GatewayOnlink") == "yes" || section.value("Scope") == "host";
   if (!is_static && facts.routes.empty() && facts.gateway.empty() &&
       (gateway.empty() || destination.empty())) {

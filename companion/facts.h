@@ -11,6 +11,14 @@
 
 #include "companion/world/outcome.h"
 
+// A [Route] section as it stands there.
+struct RouteFacts {
+  std::string destination;  // with its prefix length; empty, it leads anywhere
+  std::string gateway;      // "_dhcp" is the one that the lease names
+  std::string metric;
+  std::string table;
+};
+
 // What the units of an interface say. An empty text is something that it does not have.
 struct InterfaceFacts {
   bool is_made = false;  // by systemd-networkd, from a unit for the device
@@ -21,7 +29,8 @@ struct InterfaceFacts {
   std::string metric;
   std::string mtu;
   std::string bridge;            // of which it is a member
-  std::set<std::string> routes;  // "10.20.0.0/16 by 192.168.2.2, metric 50"
+  std::set<std::string> routes;  // the static ones: "10.20.0.0/16 by 192.168.2.2, metric 50"
+  std::vector<RouteFacts> route_sections;
   // Of a tunnel.
   std::string description;
   std::string remote;

@@ -18,11 +18,12 @@
 #include "companion/confirm.h"
 #include "companion/diff.h"
 #include "companion/explain.h"
-#include "companion/graph.h"
 #include "companion/gateway/installed.h"
+#include "companion/graph.h"
 #include "companion/preview.h"
 #include "companion/revert.h"
 #include "companion/schema.h"
+#include "companion/status.h"
 #include "companion/try.h"
 #include "companion/world/recorder.h"
 
@@ -153,6 +154,20 @@ static void add_revert(CLI::App& app, Command& command) {
   sub->callback([options, &command] { command = [options] { return revert(*options); }; });
 }
 
+static void add_status(CLI::App& app, Command& command) {
+  CLI::App* sub = app.add_subcommand("status", "Say whether a gateway is as its configuration wants it");
+  const auto options = std::make_shared<StatusOptions>();
+  CLI::Option* watch = sub->add_flag("--watch", options->watch, "keep it up to date; q ends it");
+  sub->add_option_function<std::string>(
+         "--format", [options](const std::string& format) { options->json = format == "json"; },
+         "text or json")
+      ->check(CLI::IsMember({"text", "json"}))
+      ->excludes(watch);
+  sub->add_flag("-v", options->messages, "show the messages of the last runs, too");
+  sub->footer("Example: lanfab status --watch");
+  sub->callback([options, &command] { command = [options] { return status(*options); }; });
+}
+
 static int run(int argc, char* argv[]) {
   CLI::App app("Says what a network configuration of cmd_lanfab will do before it does it.", "lanfab");
   app.set_version_flag("--version", "lanfab " LANFAB_VERSION);
@@ -167,6 +182,7 @@ static int run(int argc, char* argv[]) {
   add_try(app, command);
   add_confirm(app, command);
   add_revert(app, command);
+  add_status(app, command);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -9,6 +9,7 @@ _lanfab() {
     [preview]='--action --cell --program -o --format -v'
     [diff]='--action --cell --program'
     [schema]=''
+    [status]='--watch --format -v'
   )
   local word=${COMP_WORDS[COMP_CWORD]} before=$((COMP_CWORD - 1)) words=''
   # bash takes --format=json for three words.

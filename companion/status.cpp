@@ -1,0 +1,56 @@
+#include "companion/status.h"
+
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+#include "companion/status/differences.h"
+#include "companion/status/json.h"
+#include "companion/status/look.h"
+#include "companion/status/text.h"
+#include "companion/status/watch.h"
+
+constexpr int kTrouble = 2;
+
+static bool wants_colour() {
+  const char* no_colour = std::getenv("NO_COLOR");
+  return isatty(STDOUT_FILENO) != 0 && (no_colour == nullptr || *no_colour == '\0');
+}
+
+// Looks once. `text` is what there is to print.
+static int look_once(const StatusOptions& options, std::string& text) {
+  Look look;
+  if (const auto trouble = take_look(look)) {
+    text = "lanfab: " + *trouble + "\n";
+    return kTrouble;
+  }
+  const std::vector<Difference> differences = find_differences(look);
+  text = options.json ? Json::writeString(Json::StreamWriterBuilder(), json_of(look, differences)) + "\n"
+                      : text_of(look, differences, options.messages, wants_colour());
+  return differences.empty() ? 0 : 1;
+}
+
+static int keep_looking(const StatusOptions& options) {
+  if (isatty(STDOUT_FILENO) == 0) {
+    std::fprintf(stderr, "lanfab: --watch needs a terminal\n");
+    return kTrouble;
+  }
+  int result = 0;
+  const int signal = watch([&options, &result] {
+    std::string text;
+    result = look_once(options, text);
+    return text;
+  });
+  if (signal != 0) raise(signal);
+  return result;
+}
+
+int status(const StatusOptions& options) {
+  if (options.watch) return keep_looking(options);
+  std::string text;
+  const int result = look_once(options, text);
+  std::fputs(text.c_str(), result == kTrouble ? stderr : stdout);
+  return result;
+}

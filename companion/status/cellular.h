@@ -1,0 +1,19 @@
+#pragma once
+
+// What the cellular link manager has published.
+
+#include <string>
+#include <vector>
+
+struct Cellular {
+  bool is_connected = false;
+  // Empty texts are values that are not available.
+  std::string interface;
+  std::string address;
+  std::string prefix;
+  std::string gateway;
+  std::string mtu;
+  std::vector<std::string> name_servers;
+};
+
+Cellular look_at_cellular();

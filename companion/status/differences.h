@@ -1,0 +1,17 @@
+#pragma once
+
+// What is not as the last run wanted it.
+
+#include <string>
+#include <vector>
+
+#include "companion/status/look.h"
+
+struct Difference {
+  std::string subject;     // an interface, a service, an action, or "lock"
+  std::string what;        // "the address 192.168.1.1/24 is missing"
+  bool is_coming = false;  // it is being put right by now: systemd has not finished
+};
+
+// By subject: the interfaces, the services, the runs, the lock.
+std::vector<Difference> find_differences(const Look& look);

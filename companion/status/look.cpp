@@ -1,0 +1,40 @@
+#include "companion/status/look.h"
+
+#include <algorithm>
+
+#include "companion/world/start.h"
+#include "dnsmasq/dnsmasq_conf.h"
+#include "networkd/unit_file.h"
+
+// Units of others may match several links, or none by name.
+static bool is_name(const std::string& text) {
+  return !text.empty() && text.find_first_of("*?[! ") == std::string::npos;
+}
+
+static bool read_wanted(Look& look) {
+  const std::vector<File> files = state_of_this_machine().files;
+  look.wanted = read_facts(files);
+  auto& interfaces = look.wanted.interfaces;
+  for (auto one = interfaces.begin(); one != interfaces.end();)
+    one = is_name(one->first) ? std::next(one) : interfaces.erase(one);
+  look.wants_dnsmasq =
+      std::any_of(files.begin(), files.end(), [](const File& file) { return file.path == kDnsmasqConf; });
+  return look.wants_dnsmasq || !interfaces.empty();
+}
+
+std::optional<std::string> take_look(Look& look) {
+  if (!is_gateway() || !read_wanted(look)) {
+    return "this is not a gateway that a run of cmd_lanfab has set up";
+  }
+  // The lock and the services first: a run that ends meanwhile leaves the rest as it should be.
+  look.lock = look_at_run_lock();
+  if (auto trouble = look_at_services(look.services)) return trouble;
+  if (look.services[kNetworkd].is_active()) {
+    if (auto trouble = look_at_setup(look.setup)) return trouble;
+  }
+  if (auto trouble = look_at_kernel(look.kernel)) return trouble;
+  look.leases = look_at_leases();
+  look.cellular = look_at_cellular();
+  look.journal_trouble = look_at_runs(look.runs).value_or("");
+  return std::nullopt;
+}

@@ -1,0 +1,33 @@
+#pragma once
+
+// A look at the gateway: what the last run wanted, and what there is.
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "companion/facts.h"
+#include "companion/status/cellular.h"
+#include "companion/status/kernel.h"
+#include "companion/status/leases.h"
+#include "companion/status/run_lock.h"
+#include "companion/status/runs.h"
+#include "companion/status/services.h"
+
+struct Look {
+  Facts wanted;                // by the files that the last run left
+  bool wants_dnsmasq = false;  // there is a configuration for it
+  Kernel kernel;
+  std::map<std::string, Service> services;
+  std::map<std::string, std::string> setup;  // of each link, systemd-networkd's word
+  std::vector<Lease> leases;
+  Cellular cellular;
+  std::vector<LastRun> runs;
+  std::string journal_trouble;  // why there are no runs; empty when they could be looked for
+  std::optional<RunLock> lock;
+  std::optional<std::string> trial;  // "anna tries new.json since 40 s, for 80 s more"
+};
+
+// Returns nothing, or why there is nothing to see. The gateway stays as it is: no service is started.
+std::optional<std::string> take_look(Look& look);
