@@ -25,7 +25,8 @@ static bool is_made_by_runs(const std::string& name) {
          begins_with(name, "eth1.") || begins_with(name, std::string(kBridgeName) + ".");
 }
 
-// The subnet of a text like "10.20.0.1/16" as the kernel prints it, "10.20.0.0/16"; a text that is none as it is.
+// The subnet of a text like "10.20.0.1/16" as the kernel prints it, "10.20.0.0/16"; a text that is none as it
+// is.
 static std::string subnet_of(const std::string& text) {
   const std::size_t slash = text.find('/');
   const std::optional<Ipv4> address = parse_ipv4(text.substr(0, slash));

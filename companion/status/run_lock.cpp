@@ -30,8 +30,8 @@ static bool has_signal(const std::string& mask, int signal) {
   return (std::strtoull(mask.c_str(), nullptr, 16) >> (signal - 1) & 1) != 0;
 }
 
-// A run handles SIGTERM from when it has the lock until it gives it back, unless its caller ignores it; one that
-// waits does not.
+// A run handles SIGTERM from when it has the lock until it gives it back, unless its caller ignores it; one
+// that waits does not.
 static bool may_hold_lock(const std::string& process) {
   const std::string status = "/proc/" + process + "/status";
   return has_signal(line_of(status, "SigCgt:"), SIGTERM) || has_signal(line_of(status, "SigIgn:"), SIGTERM);

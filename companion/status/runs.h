@@ -20,8 +20,8 @@ struct LastRun {
   std::vector<Message> messages;
 };
 
-// The last run of each action since the machine was started; none of an action that had no run. Returns nothing,
-// or why the journal cannot be read.
+// The last run of each action since the machine was started; none of an action that had no run. Returns
+// nothing, or why the journal cannot be read.
 std::optional<std::string> look_at_runs(std::vector<LastRun>& runs);
 
 // "done", "failed", "at work" or "cut off".

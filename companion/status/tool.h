@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-// Runs a program, which is looked for as find_in_path does, and waits for it. Returns nothing and fills `output`
-// with what it printed, or why there is nothing: "ip: No such file or directory".
+// Runs a program, which is looked for as find_in_path does, and waits for it. Returns nothing and fills
+// `output` with what it printed, or why there is nothing: "ip: No such file or directory".
 std::optional<std::string> ask(const std::vector<std::string>& command, std::string& output);
 
 // The same for a program that prints one JSON value; nothing at all counts as null.

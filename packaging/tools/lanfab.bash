@@ -9,6 +9,9 @@ _lanfab() {
     [preview]='--action --cell --program -o --format -v'
     [diff]='--action --cell --program'
     [schema]=''
+    [try]='--timeout --force'
+    [confirm]=''
+    [revert]='--yes'
     [status]='--watch --format -v'
   )
   local word=${COMP_WORDS[COMP_CWORD]} before=$((COMP_CWORD - 1)) words=''
@@ -37,7 +40,7 @@ _lanfab() {
         words="${options[${COMP_WORDS[1]}]-} -h --help"
       elif [[ ${COMP_WORDS[1]} == explain ]]; then
         words=$("${COMP_WORDS[0]}" explain 2>/dev/null | cut -d ' ' -f 1)
-      elif [[ ${COMP_WORDS[1]} != schema ]]; then
+      elif [[ ${COMP_WORDS[1]} == @(check|graph|preview|diff|try) ]]; then
         compopt -o default
       fi
       ;;
