@@ -36,9 +36,9 @@ static std::string subnet_of(const std::string& text) {
   return subnet->prefix == 0 ? "default" : to_text(*subnet);
 }
 
-// systemd-networkd adds the prefix length that the address's class had.
-static std::string with_prefix(const std::string& address) {
-  return address.find('/') == std::string::npos ? address + "/32" : address;
+// Whether an address is the wanted one, to which systemd-networkd adds a prefix length if it has none.
+static bool is_wanted(const std::string& address, const std::string& wanted) {
+  return wanted.find('/') != std::string::npos ? address == wanted : begins_with(address, wanted + "/");
 }
 
 namespace {
@@ -116,15 +116,19 @@ class Comparison {
     const bool is_client = wanted.address == kDynamicAddress;
     std::vector<std::string> own;
     for (const std::string& address : {is_client ? std::string() : wanted.address, wanted.secondary_address})
-      if (!address.empty()) own.push_back(with_prefix(address));
-    for (const std::string& address : own)
-      if (!link.has_address(address)) say_missing(name, "the address " + address, is_coming);
+      if (!address.empty()) own.push_back(address);
+    const std::vector<KernelAddress>& there = link.addresses;
+    for (const std::string& address : own) {
+      const auto is_it = [&address](const KernelAddress& other) { return is_wanted(other.text, address); };
+      if (std::none_of(there.begin(), there.end(), is_it))
+        say_missing(name, "the address " + address, is_coming);
+    }
     const auto is_dynamic = [](const KernelAddress& address) { return address.is_dynamic; };
-    if (is_client && std::none_of(link.addresses.begin(), link.addresses.end(), is_dynamic))
+    if (is_client && std::none_of(there.begin(), there.end(), is_dynamic))
       say_missing(name, "an address by DHCP", is_coming);
-    for (const KernelAddress& address : link.addresses) {
-      const bool is_own = std::find(own.begin(), own.end(), address.text) != own.end();
-      if (!is_own && !address.is_dynamic)
+    for (const KernelAddress& address : there) {
+      const auto is_it = [&address](const std::string& other) { return is_wanted(address.text, other); };
+      if (!address.is_dynamic && std::none_of(own.begin(), own.end(), is_it))
         say(name, "the address " + address.text + " is not from the configuration");
     }
   }

@@ -4,11 +4,6 @@
 
 #include "companion/status/tool.h"
 
-bool Link::has_address(const std::string& text) const {
-  return std::any_of(addresses.begin(), addresses.end(),
-                     [&text](const KernelAddress& address) { return address.text == text; });
-}
-
 static bool has_flag(const Json::Value& link, const char* flag) {
   const Json::Value& flags = link["flags"];
   return std::find(flags.begin(), flags.end(), Json::Value(flag)) != flags.end();

@@ -18,8 +18,6 @@ struct Link {
   int mtu = 0;
   std::string bridge;  // of which it is a member
   std::vector<KernelAddress> addresses;
-
-  bool has_address(const std::string& text) const;
 };
 
 // A route of the main table.
