@@ -32,6 +32,7 @@ _lanfab() {
       compopt -o plusdirs
       ;;
     -o | --program) compopt -o default ;;
+    --timeout) ;;
     *)
       if ((COMP_CWORD == 1)); then
         words=${!options[*]}

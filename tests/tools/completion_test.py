@@ -114,11 +114,13 @@ class Completion(unittest.TestCase):
         self.assertEqual(self.completions("lanfab explain lease-address-t"), {"lease-address-twice"})
 
     def test_files(self):
-        for command in ("check", "check --strict", "preview", "preview --cell down"):
+        for command in ("check", "check --strict", "graph", "preview", "preview --cell down", "diff", "try"):
             with self.subTest(command):
                 self.assertEqual(self.completions(f"lanfab {command} n"), {"network.json"})
         self.assertEqual(self.completions("lanfab check m"), {"my network.json"})
-        self.assertEqual(self.completions("lanfab schema n"), {"n"})
+        for command in ("schema", "try --timeout", "confirm", "revert", "status"):
+            with self.subTest(command):
+                self.assertEqual(self.completions(f"lanfab {command} n"), {"n"})
 
     def test_directories_of_a_link(self):
         self.assertEqual(self.completions("lanfab preview --cell "), {"up", "down", "here", "link"})
