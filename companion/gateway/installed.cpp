@@ -79,18 +79,12 @@ static bool place(const std::string& content, const std::string& installed, std:
   struct stat like {};
   File former;
   if (stat(installed.c_str(), &like) != 0 || !read_file(installed, former)) return fail(installed, trouble);
-  bool success = true;
-  if (!write_durably({new_previous, former.mode, former.content}, like)) {
-    success = fail(new_previous, trouble);
-  } else if (!write_durably({new_installed, former.mode, content}, like)) {
-    success = fail(new_installed, trouble);
-  } else if (!sync_directory_of(installed)) {
-    success = fail(installed, trouble);
-  } else if (rename(new_previous.c_str(), previous.c_str()) != 0) {
-    success = fail(previous, trouble);
-  } else if (rename(new_installed.c_str(), installed.c_str()) != 0) {
-    success = fail(installed, trouble);
-  }
+  const bool success =
+      (write_durably({new_previous, former.mode, former.content}, like) || fail(new_previous, trouble)) &&
+      (write_durably({new_installed, former.mode, content}, like) || fail(new_installed, trouble)) &&
+      (sync_directory_of(installed) || fail(installed, trouble)) &&
+      (rename(new_previous.c_str(), previous.c_str()) == 0 || fail(previous, trouble)) &&
+      (rename(new_installed.c_str(), installed.c_str()) == 0 || fail(installed, trouble));
   if (!success) {
     unlink(new_previous.c_str());
     unlink(new_installed.c_str());
