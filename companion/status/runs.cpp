@@ -27,12 +27,14 @@ struct Entry {
 
 }  // namespace
 
-// Of a message that is no UTF-8, journalctl prints the bytes.
+// Of a message that is no UTF-8 or has control characters, journalctl prints the bytes.
 static std::string text_of(const Json::Value& message) {
   if (!message.isArray()) return message.asString();
   std::string text;
-  for (const Json::Value& byte : message)
-    text += static_cast<char>(byte.isInt() ? byte.asInt() : '?');
+  for (const Json::Value& byte : message) {
+    const int code = byte.isInt() ? byte.asInt() : 0;
+    text += (code >= ' ' && code <= '~') || code == '\n' ? static_cast<char>(code) : '?';
+  }
   return text;
 }
 

@@ -201,8 +201,9 @@ void Report::show_leases() {
   if (look_.leases.empty()) page_.line(Mark::kNone, "none");
   for (const Lease& lease : look_.leases) {
     const std::string until = lease.expires == 0 ? "for ever" : "until " + time_text(lease.expires);
-    page_.line(Mark::kNone, formatted("%-15s  %-17s  %s  %s", lease.address.c_str(),
-                                      lease.hardware_address.c_str(), until.c_str(), lease.name.c_str()));
+    page_.line(Mark::kNone,
+               formatted("%-15s  %-17s  %s  %s", lease.address.c_str(), lease.hardware_address.c_str(),
+                         until.c_str(), printable(lease.name).c_str()));
   }
 }
 

@@ -1,0 +1,280 @@
+"""What lanfab status says of a gateway that is as its configuration wants it, and of one that is not."""
+
+import contextlib
+import fcntl
+import json
+import os
+import pathlib
+import pty
+import select
+import signal
+import subprocess
+import sys
+import termios
+import time
+import unittest
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gateway"))
+import guest
+
+TOOL = "companion/lanfab"
+TIME_LIMIT = 500
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+EXAMPLES = sorted(file.parent.name for file in ROOT.glob("examples/*/network.json"))
+LOCK = "/var/run/LANFAB_LOCKED"
+
+gateway = guest.Gateway()
+
+
+def status(*options):
+    return gateway.run("lanfab", "status", *options, check=False)
+
+
+def look():
+    return json.loads(status("--format", "json").stdout)
+
+
+def differences():
+    """Returns the subject of each difference and what it is; what is only coming says so itself."""
+    return {(difference["subject"], difference["what"]) for difference in look()["differences"]}
+
+
+def wait_until_as_wanted():
+    """Waits until there is no difference, and returns those that stay."""
+    guest.wait_until(lambda: status().returncode == 0, timeout=60, interval=0.5)
+    return differences()
+
+
+@contextlib.contextmanager
+def run_at(moment):
+    """A run that is stopped, as by a very slow machine, once the condition is true."""
+    with subprocess.Popen(["cmd_lanfab", "apply"], stderr=subprocess.DEVNULL) as process:
+        guest.wait_until(moment, interval=0.005)
+        process.send_signal(signal.SIGSTOP)
+        try:
+            yield process
+        finally:
+            process.send_signal(signal.SIGCONT)
+
+
+class OfEachExample(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        gateway.connect_cellular()
+        for radio, host in (("wlan0", "wifi0"), ("wlan1", "wifi1")):
+            gateway.connect_wifi(radio, host)
+
+    def test_everything_is_as_wanted(self):
+        for example in EXAMPLES:
+            with self.subTest(example):
+                gateway.apply(guest.example(example))
+                self.assertEqual(wait_until_as_wanted(), set(), status().stdout)
+                self.assert_that_addresses_are_seen()
+                result = status()
+                self.assertTrue(result.stdout.endswith("\nEverything is as the configuration wants it.\n"))
+                self.assertLessEqual(max(map(len, result.stdout.splitlines())), 80)
+
+    def assert_that_addresses_are_seen(self):
+        seen = {interface["name"]: interface["kernel"]["addresses"] for interface in look()["interfaces"]}
+        self.assertEqual({name: sorted(addresses) for name, addresses in seen.items()},
+                         {name: sorted(gateway.addresses(name)) for name in seen})
+        self.assertIn("192.168.1.1/24", sum(seen.values(), []))
+
+
+def router():
+    config = guest.example("router")
+    # systemd-networkd takes seconds to check that no other host has the link-local address.
+    del config["wired"]["eth0"]["network"]["advanced"]["enable_secondary_ip"]
+    return config
+
+
+class Differences(unittest.TestCase):
+    """Each test takes back what it does."""
+
+    @classmethod
+    def setUpClass(cls):
+        gateway.connect_cellular()
+        gateway.apply(router())
+
+    def setUp(self):
+        self.assertTrue(gateway.wait_for_setup("eth0", "eth0.100", "eth1", "wwan0", timeout=60))
+        self.assertEqual(wait_until_as_wanted(), set())
+
+    def do(self, command, *undo):
+        gateway.run(*command.split())
+        for one in reversed(undo):
+            self.addCleanup(gateway.run, *one.split())
+
+    def assert_differences(self, *wanted):
+        self.assertEqual(differences(), set(wanted))
+        result = status()
+        self.assertEqual(result.returncode, 1)
+        for _, what in wanted:
+            self.assertIn(f"!     {what}\n", result.stdout)
+
+    def test_a_route_that_is_gone(self):
+        self.do("ip route del 10.20.0.0/16",
+                "ip route add 10.20.0.0/16 via 192.168.2.2 dev eth1 metric 50 onlink")
+        self.assert_differences(
+            ("eth1", "the route to 10.20.0.0/16 by 192.168.2.2, metric 50, is missing"))
+
+    def test_an_address_that_is_gone(self):
+        self.do("ip address del 192.168.100.1/24 dev eth0.100",
+                "ip address add 192.168.100.1/24 brd + dev eth0.100",
+                "ip route append 192.168.100.0/24 dev eth0.100 proto static")
+        self.assert_differences(("eth0.100", "the address 192.168.100.1/24 is missing"),
+                                ("eth0.100", "the route to 192.168.100.0/24 is missing"))
+
+    def test_what_somebody_has_added(self):
+        self.do("ip address add 172.16.0.1/24 dev eth1", "ip address del 172.16.0.1/24 dev eth1")
+        self.do("ip link add link eth1 name eth1.7 type vlan id 7", "ip link del eth1.7")
+        self.assert_differences(("eth1", "the address 172.16.0.1/24 is not from the configuration"),
+                                ("eth1.7", "it is in the kernel, but not in the configuration"))
+
+    def test_another_mtu(self):
+        self.do("ip link set wwan0 mtu 1400", "ip link set wwan0 mtu 1430")
+        self.assert_differences(("wwan0", "the MTU is 1400, not 1430"))
+
+    def test_services_that_are_stopped(self):
+        self.do("systemctl stop dnsmasq systemd-networkd", "systemctl start systemd-networkd dnsmasq")
+        self.assertEqual(differences(), {("dnsmasq", "it is not active"),
+                                         ("systemd-networkd", "it is not active")})
+        self.assertIn("\n! dnsmasq           inactive (dead)", status().stdout)
+        # The looks have started neither.
+        self.assertFalse(gateway.service_active("systemd-networkd"))
+        self.assertFalse(gateway.service_active("dnsmasq"))
+
+    def test_a_cable_that_is_pulled(self):
+        self.do("nsenter --net=/run/netns/operator ip link set wwan down",
+                "nsenter --net=/run/netns/operator ip link set wwan up")
+        guest.wait_until(lambda: not gateway.addresses("wwan0"))
+        self.assert_differences(("wwan0", "there is no carrier"),
+                                ("wwan0", "the address 10.64.1.2/30 is missing"),
+                                ("wwan0", "the default route by 10.64.1.1 is missing"))
+
+    def test_a_port_that_is_down(self):
+        self.do("ip link set eth1 down", "ip link set eth1 up", "systemctl restart systemd-networkd")
+        self.assertIn(("eth1", "it is down"), differences())
+
+
+class RunThatFailed(unittest.TestCase):
+    def test_is_a_difference(self):
+        config = router()
+        del config["wired"]["eth1"]["network"]
+        gateway.configure(config)
+        self.assertEqual(gateway.lanfab("apply").returncode, 255)
+        gateway.run("journalctl", "--sync")
+        self.assertIn(("APPLY", "the last run failed"), differences())
+        self.assertIn("\n      cmd lanfab apply failed\n", status("-v").stdout)
+
+
+class Lock(unittest.TestCase):
+    def lock(self):
+        return look()["lock"]
+
+    def subjects(self):
+        return {subject for subject, _ in differences()}
+
+    def test_of_a_run_at_work_is_no_difference(self):
+        gateway.configure(router())
+        with run_at(lambda: gateway.exists(LOCK)):
+            lock = self.lock()
+            self.assertEqual((lock["held"], lock["runs"]), (True, 1))
+            self.assertNotIn("lock", self.subjects())
+
+    def test_of_a_run_that_was_killed(self):
+        gateway.configure(router())
+        mark = gateway.journal_position()
+        with run_at(lambda: ("notice", "lanfab APPLY") in gateway.syslog(mark)) as process:
+            process.kill()
+            process.wait()
+        found = look()
+        self.assertEqual((found["lock"]["held"], found["lock"]["runs"]), (False, 0))
+        self.assertEqual({run["action"]: run["end"] for run in found["runs"]}["APPLY"], "cut off")
+        self.assertGreaterEqual(self.subjects(), {"lock", "APPLY"})
+        self.assertIn(f"until {LOCK} is removed", status().stdout.replace("\n!     ", " "))
+        # Another run does not make it any better.
+        with subprocess.Popen(["cmd_lanfab", "dnsmasq"]) as waiting:
+            guest.wait_until(lambda: self.lock()["runs"] == 1)
+            self.assertFalse(self.lock()["held"])
+            gateway.run("rm", LOCK)
+            self.assertEqual(waiting.wait(60), 0)
+        self.assertIsNone(self.lock())
+
+
+class Leases(unittest.TestCase):
+    def test_are_shown(self):
+        gateway.apply(router())
+        gateway.wait_for_setup("eth0")
+        lease = guest.wait_until(lambda: gateway.dhcp_lease("lan0", hwaddr="02:00:5e:00:53:77"))
+        self.assertIn((lease["ip"], "02:00:5e:00:53:77"),
+                      [(entry["address"], entry["mac"]) for entry in look()["leases"]])
+        self.assertIn(f"{lease['ip']:15}  02:00:5e:00:53:77  until 20", status().stdout)
+
+
+class Terminal:
+    """lanfab status --watch on a terminal of its own."""
+
+    def __init__(self):
+        self.master, self.slave = pty.openpty()
+        self.settings = termios.tcgetattr(self.slave)
+        self.text = ""
+        self.process = subprocess.Popen(
+            ["lanfab", "status", "--watch"],
+            stdin=self.slave,
+            stdout=self.slave,
+            stderr=self.slave,
+            start_new_session=True,
+            preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0),
+        )
+
+    def wait_for(self, words, timeout=30):
+        """Reads on until the words have been printed; returns whether they have."""
+        self.text = ""
+        deadline = time.monotonic() + timeout
+        while words not in self.text and time.monotonic() < deadline:
+            self.read(1)
+        return words in self.text
+
+    def read(self, seconds):
+        while select.select([self.master], [], [], seconds)[0]:
+            self.text += os.read(self.master, 4096).decode()
+            seconds = 0
+
+    def end(self):
+        """Waits for the end; returns the status and whether the terminal is as before."""
+        result = self.process.wait(20)
+        self.read(0)
+        is_left = self.text.endswith("\033[?25h\033[?1049l")
+        return result, is_left and termios.tcgetattr(self.slave) == self.settings
+
+
+class Watch(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        gateway.apply(router())
+        wait_until_as_wanted()
+
+    def test_shows_changes_until_q(self):
+        terminal = Terminal()
+        self.assertTrue(terminal.wait_for("Everything is as"))
+        gateway.run("ip", "address", "add", "172.16.0.1/24", "dev", "eth1")
+        self.assertTrue(terminal.wait_for("1 thing differs"))
+        gateway.run("ip", "address", "del", "172.16.0.1/24", "dev", "eth1")
+        self.assertTrue(terminal.wait_for("Everything is as"))
+        os.write(terminal.master, b"q")
+        self.assertEqual(terminal.end(), (0, True))
+
+    def test_restores_the_terminal(self):
+        for end, result in ((lambda terminal: os.write(terminal.master, b"\x03"), 0),
+                            (lambda terminal: terminal.process.terminate(), -signal.SIGTERM)):
+            terminal = Terminal()
+            self.assertTrue(terminal.wait_for("Everything is as"))
+            end(terminal)
+            self.assertEqual(terminal.end(), (result, True))
+
+
+if __name__ == "__main__":
+    guest.fail_unless_inside()
+    unittest.main(verbosity=2)
