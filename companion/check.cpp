@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <optional>
 
+#include "companion/colour.h"
 #include "companion/dnsmasq.h"
 #include "companion/programs.h"
 #include "companion/rules/rules.h"
@@ -15,9 +15,8 @@
 
 static void print_as_text(const Source& source, const std::vector<Finding>& findings) {
   const bool is_terminal = isatty(STDOUT_FILENO) != 0;
-  const char* no_colour = std::getenv("NO_COLOR");
-  const bool colour = is_terminal && (no_colour == nullptr || *no_colour == '\0');
-  std::fputs(text_report(source, findings, is_terminal, colour).c_str(), stdout);
+  const std::string report = text_report(source, findings, is_terminal, wants_colour(is_terminal));
+  std::fputs(report.c_str(), stdout);
 }
 
 namespace {

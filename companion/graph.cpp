@@ -6,9 +6,9 @@
 #include <cerrno>
 #include <clocale>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
+#include "companion/colour.h"
 #include "companion/graph/dot.h"
 #include "companion/graph/graphviz.h"
 #include "companion/graph/marks.h"
@@ -30,9 +30,7 @@ static Charset own_charset() {
 }
 
 static std::string text_of(const Part& picture, const std::vector<Finding>& findings, bool is_terminal) {
-  const char* no_colour = std::getenv("NO_COLOR");
-  const bool colour = is_terminal && (no_colour == nullptr || *no_colour == '\0');
-  std::string text = text_picture(picture, own_charset(), colour);
+  std::string text = text_picture(picture, own_charset(), wants_colour(is_terminal));
   if (findings.empty()) return text;
   Summary summary;
   count(findings, summary);

@@ -4,8 +4,8 @@
 
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 
+#include "companion/colour.h"
 #include "companion/status/differences.h"
 #include "companion/status/json.h"
 #include "companion/status/look.h"
@@ -13,11 +13,6 @@
 #include "companion/status/watch.h"
 
 constexpr int kTrouble = 2;
-
-static bool wants_colour() {
-  const char* no_colour = std::getenv("NO_COLOR");
-  return isatty(STDOUT_FILENO) != 0 && (no_colour == nullptr || *no_colour == '\0');
-}
 
 // Looks once. `text` is what there is to print.
 static int look_once(const StatusOptions& options, std::string& text) {
@@ -27,8 +22,9 @@ static int look_once(const StatusOptions& options, std::string& text) {
     return kTrouble;
   }
   const std::vector<Difference> differences = find_differences(look);
-  text = options.json ? Json::writeString(Json::StreamWriterBuilder(), json_of(look, differences)) + "\n"
-                      : text_of(look, differences, options.messages, wants_colour());
+  text = options.json
+             ? Json::writeString(Json::StreamWriterBuilder(), json_of(look, differences)) + "\n"
+             : text_of(look, differences, options.messages, wants_colour(isatty(STDOUT_FILENO) != 0));
   return differences.empty() ? 0 : 1;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "companion/gateway/trial_state.h"
 #include "companion/world/start.h"
 #include "dnsmasq/dnsmasq_conf.h"
 #include "networkd/unit_file.h"
@@ -35,6 +36,7 @@ std::optional<std::string> take_look(Look& look) {
   if (auto trouble = look_at_kernel(look.kernel)) return trouble;
   look.leases = look_at_leases();
   look.cellular = look_at_cellular();
+  if (const auto trial = read_state()) look.trial = describe(*trial);
   look.journal_trouble = look_at_runs(look.runs).value_or("");
   return std::nullopt;
 }

@@ -1,10 +1,9 @@
 #pragma once
 
-// The lock that keeps runs of cmd_lanfab apart, and the runs themselves.
+// The lock that keeps runs of cmd_lanfab apart.
 
 #include <ctime>
 #include <optional>
-#include <string>
 
 struct RunLock {
   std::time_t since = 0;
@@ -15,6 +14,3 @@ struct RunLock {
 
 // Nothing while there is no lock.
 std::optional<RunLock> look_at_run_lock();
-
-// Whether the process of this number is a run of cmd_lanfab.
-bool is_run(const std::string& process);

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <sstream>
 
-#include "companion/status/run_lock.h"
+#include "companion/gateway/runs.h"
 #include "companion/status/tool.h"
 
 // The lines by which a run is told from its neighbours, and a failed one from a good one.

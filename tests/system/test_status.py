@@ -153,6 +153,13 @@ class Differences(unittest.TestCase):
                                 ("wwan0", "the address 10.64.1.2/30 is missing"),
                                 ("wwan0", "the default route by 10.64.1.1 is missing"))
 
+    def test_a_trial_is_named_and_no_difference(self):
+        trial = {"who": "anna from 192.0.2.7", "file": "new.json", "began": 0, "ends": 0}
+        gateway.write("/run/lanfab/trial.json", json.dumps(trial))
+        self.addCleanup(gateway.run, "rm", "/run/lanfab/trial.json")
+        self.assertIn("\nTrial\n      anna from 192.0.2.7 tries new.json since ", status().stdout)
+        self.assertEqual(differences(), set())
+
     def test_a_port_that_is_down(self):
         self.do("ip link set eth1 down", "ip link set eth1 up", "systemctl restart systemd-networkd")
         self.assertIn(("eth1", "it is down"), differences())
