@@ -28,14 +28,18 @@ static int look_once(const StatusOptions& options, std::string& text) {
   return differences.empty() ? 0 : 1;
 }
 
+static int fail(const std::string& message) {
+  std::fputs(message.c_str(), stderr);
+  return kTrouble;
+}
+
 static int keep_looking(const StatusOptions& options) {
-  if (isatty(STDOUT_FILENO) == 0) {
-    std::fprintf(stderr, "lanfab: --watch needs a terminal\n");
-    return kTrouble;
-  }
-  int result = 0;
-  const int signal = watch([&options, &result] {
-    std::string text;
+  if (isatty(STDOUT_FILENO) == 0) return fail("lanfab: --watch needs a terminal\n");
+  std::string text;
+  int result = look_once(options, text);
+  // What fails later may come back.
+  if (result == kTrouble) return fail(text);
+  const int signal = watch([&options, &result, &text] {
     result = look_once(options, text);
     return text;
   });
@@ -47,6 +51,7 @@ int status(const StatusOptions& options) {
   if (options.watch) return keep_looking(options);
   std::string text;
   const int result = look_once(options, text);
-  std::fputs(text.c_str(), result == kTrouble ? stderr : stdout);
+  if (result == kTrouble) return fail(text);
+  std::fputs(text.c_str(), stdout);
   return result;
 }

@@ -44,7 +44,7 @@ class Trouble(unittest.TestCase):
 
     def test_help_and_version(self):
         for arguments in (["--help"], ["--version"], ["check", "--help"], ["explain", "--help"],
-                          ["schema", "--help"]):
+                          ["schema", "--help"], ["status", "--help"]):
             with self.subTest(arguments):
                 done = self.run_lanfab(*arguments)
                 self.assertEqual((done.returncode, done.stderr), (0, ""))
