@@ -137,7 +137,7 @@ void add_dhcp_lines(const Site& site, const Interface& interface, const DhcpServ
   add_line(part, "DHCP requests go to " + (text.empty() ? "no server" : text), {&relay});
 }
 
-// The destination as a subnet, or the words of the configuration when it is none.
+// The destination as a subnet, or the words of the configuration when they are no subnet.
 static std::string destination_text(const StaticRoute& route) {
   if (const auto destination = route.destination()) return to_text(*destination);
   int prefix = 0;
