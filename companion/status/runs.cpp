@@ -8,15 +8,17 @@
 #include "companion/gateway/runs.h"
 #include "companion/status/tool.h"
 
-// The lines by which a run is told from its neighbours, and a failed one from a good one.
+// The lines by which a run is told from its neighbours.
 constexpr char kStart[] = "cmd_lanfab start";
 constexpr char kEnd[] = "cmd_lanfab clear lock";
-constexpr std::array<const char*, 4> kFailures = {"cmd lanfab apply failed", "cmd lanfab dnsmasq failed",
-                                                  // wwan_apply says nothing else.
-                                                  "wwan network info not available",
-                                                  "error creating wwan network unit file"};
 
 namespace {
+
+// An action, and what it says when it fails. An apply says the same of the cellular link, and succeeds.
+struct Failure {
+  const char* action;
+  const char* text;
+};
 
 struct Entry {
   std::string cursor;
@@ -26,6 +28,11 @@ struct Entry {
 };
 
 }  // namespace
+
+constexpr std::array<Failure, 4> kFailures = {{{"APPLY", "cmd lanfab apply failed"},
+                                               {"DNSMASQ", "cmd lanfab dnsmasq failed"},
+                                               {"WWAN_APPLY", "wwan network info not available"},
+                                               {"WWAN_APPLY", "error creating wwan network unit file"}}};
 
 // Of a message that is no UTF-8 or has control characters, journalctl prints the bytes.
 static std::string text_of(const Json::Value& message) {
@@ -69,8 +76,10 @@ static std::optional<std::string> read_journal(const std::vector<std::string>& m
   return std::nullopt;
 }
 
-static bool is_failure(const Message& message) {
-  return std::find(kFailures.begin(), kFailures.end(), message.text) != kFailures.end();
+static bool is_failure(const std::string& action, const Message& message) {
+  return std::any_of(kFailures.begin(), kFailures.end(), [&](const Failure& failure) {
+    return failure.action == action && failure.text == message.text;
+  });
 }
 
 // The entries of the run that one of them names. Later ones of its process are another run's: numbers recur.
@@ -84,7 +93,7 @@ static LastRun read_run(const std::string& action, const std::vector<Entry>& ent
     if (entry.message.text == kStart) break;
     run.lasted = entry.time - run.began;
     run.messages.push_back(entry.message);
-    has_failed |= is_failure(entry.message);
+    has_failed |= is_failure(action, entry.message);
     is_over = entry.message.text == kEnd;
     if (is_over) break;
   }
