@@ -149,7 +149,7 @@ CONFIGURATIONS = {
 }
 
 
-def take_tour(program, name):
+def take_tour(program, companion, name):
     """Returns the result of the tour of an example, or of one of the configurations above."""
     config = CHECKOUT / "examples" / name / "network.json"
     with tempfile.NamedTemporaryFile("w", suffix=".json") as file:
@@ -158,8 +158,8 @@ def take_tour(program, name):
             file.flush()
             config = file.name
         return subprocess.run(
-            [GATEWAY / "launch", "--time-limit", "280", "--program", program, "--config", config]
-            + ["python3", "-B", GATEWAY / "tour"],
+            [GATEWAY / "launch", "--time-limit", "280", "--program", program, "--tool", companion]
+            + ["--config", config, "python3", "-B", GATEWAY / "tour"],
             stdout=subprocess.PIPE,
             stderr=subprocess.STDOUT,
             text=True,
@@ -181,7 +181,8 @@ def complaints(result, name):
     if len(answers) != len(ANSWERS[name]) or not all(map(matches, answers, ANSWERS[name])):
         yield "its answers are\n" + "\n".join(answers)
         yield "and not\n" + "\n".join(ANSWERS[name])
-    for wanted in LINES.get(name, []):
+    last_look = ["$ lanfab status", "$ lanfab graph"] if result.returncode == 0 else []
+    for wanted in LINES.get(name, []) + last_look:
         if not any(matches(line, wanted) for line in lines):
             yield f"there is no line: {wanted}"
     if "Traceback" in result.stdout:
@@ -191,9 +192,10 @@ def complaints(result, name):
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--program", type=pathlib.Path, required=True, help="a cmd_lanfab for the gateway")
+    parser.add_argument("--companion", type=pathlib.Path, required=True, help="a lanfab for it")
     parser.add_argument("name", choices=ANSWERS, help="an example, or another configuration of this test")
     options = parser.parse_args()
-    result = take_tour(options.program, options.name)
+    result = take_tour(options.program, options.companion, options.name)
     failures = list(complaints(result, options.name))
     if failures:
         print(result.stdout)

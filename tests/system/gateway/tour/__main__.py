@@ -66,6 +66,12 @@ def show_tunnels(tour):
         far_ends.show_tunnel(number, tunnel, tour)
 
 
+def show_state():
+    screen.heading("What lanfab says of the gateway now")
+    program.show_command("lanfab", "status")
+    program.show_command("lanfab", "graph")
+
+
 def show_all(tour):
     status, files = show_first_run(tour)
     if status != 0:
@@ -77,6 +83,7 @@ def show_all(tour):
         attempt(tour, "the cellular link", show_link, files)
     if tour.tunnels:
         attempt(tour, "the tunnels", show_tunnels)
+    show_state()
     return status
 
 

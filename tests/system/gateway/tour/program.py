@@ -16,7 +16,7 @@ FILES = (
     pathlib.Path("/var/run/.delete_static_routes"),
 )
 MOST_FILES = 16
-MOST_LINES = 25
+MOST_LINES = 40
 
 gateway = guest.Gateway()
 
