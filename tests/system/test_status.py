@@ -18,7 +18,7 @@ sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gat
 import guest
 
 TOOL = "companion/lanfab"
-TIME_LIMIT = 500
+TIME_LIMIT = 700
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 EXAMPLES = sorted(file.parent.name for file in ROOT.glob("examples/*/network.json"))
