@@ -5,7 +5,7 @@
 // The value that one of the functions of config/wwan_state.h reads.
 template <std::size_t Size, typename Read>
 static std::string value_of(Read read) {
-  char text[Size] = "";
+  char text[Size] = {};
   read(text);
   return text;
 }

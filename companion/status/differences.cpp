@@ -25,12 +25,17 @@ static bool is_made_by_runs(const std::string& name) {
          begins_with(name, "eth1.") || begins_with(name, std::string(kBridgeName) + ".");
 }
 
+// 0 for a text that does not begin with a number.
+static int number_in(const std::string& text) {
+  return static_cast<int>(std::strtol(text.c_str(), nullptr, 10));
+}
+
 // The subnet of a text like "10.20.0.1/16" as the kernel prints it, "10.20.0.0/16"; a text that is none as it
 // is.
 static std::string subnet_of(const std::string& text) {
   const std::size_t slash = text.find('/');
   const std::optional<Ipv4> address = parse_ipv4(text.substr(0, slash));
-  const int prefix = slash != std::string::npos ? std::atoi(text.c_str() + slash + 1) : 32;
+  const int prefix = slash != std::string::npos ? number_in(text.substr(slash + 1)) : 32;
   const std::optional<Subnet> subnet = address ? subnet_with(*address, prefix) : std::nullopt;
   if (!subnet) return text;
   return subnet->prefix == 0 ? "default" : to_text(*subnet);
@@ -142,7 +147,7 @@ class Comparison {
     own.destination = route.destination.empty() ? "default" : subnet_of(route.destination);
     own.gateway = is_from_lease ? "" : route.gateway;
     own.interface = name;
-    own.metric = std::atoi(route.metric.c_str());
+    own.metric = number_in(route.metric);
     const auto is_there = [&own, is_from_lease](const KernelRoute& other) {
       if (other.interface != own.interface || other.destination != own.destination) return false;
       return is_from_lease || (other.gateway == own.gateway && other.metric == own.metric);

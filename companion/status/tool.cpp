@@ -28,6 +28,7 @@ static int run(const std::string& program, const std::vector<std::string>& comma
   posix_spawnattr_setsigdefault(&attributes, &signals);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
   std::vector<char*> argv;
+  argv.reserve(command.size() + 1);
   for (const std::string& word : command)
     argv.push_back(const_cast<char*>(word.c_str()));
   argv.push_back(nullptr);
