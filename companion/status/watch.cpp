@@ -9,10 +9,12 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstdio>
 #include <sstream>
+#include <vector>
 
 #include "companion/programs.h"
 
@@ -46,16 +48,24 @@ class Screen {
     return has_keys_;
   }
 
-  // As many lines as there is room for.
+  // As many lines as there is room for, and the last one, which sums them up.
   static void show(const std::string& page) {
     winsize size{};
     ioctl(STDOUT_FILENO, TIOCGWINSZ, &size);
-    int room = size.ws_row > 0 ? size.ws_row - 1 : 23;
-    std::istringstream lines(page);
+    const std::size_t room = std::max<std::size_t>(size.ws_row > 0 ? size.ws_row : 24, 4) - 1;
+    std::vector<std::string> lines;
+    std::istringstream text(page);
+    for (std::string line; std::getline(text, line);)
+      lines.push_back(line);
+    if (lines.size() > room) {
+      const auto cut = lines.begin() + static_cast<std::ptrdiff_t>(room) - 2;
+      lines.erase(cut + 1, lines.end() - 1);
+      *cut = "  ...";
+    }
     std::fputs("\033[H", stdout);
-    for (std::string line; room > 0 && std::getline(lines, line); --room)
+    for (const std::string& line : lines)
       std::printf("%s\033[K\n", line.c_str());
-    std::fputs(lines.peek() == EOF ? "\033[J" : "... the rest does not fit\033[J", stdout);
+    std::fputs("\033[J", stdout);
     std::fflush(stdout);
   }
 

@@ -8,6 +8,7 @@ import pathlib
 import pty
 import select
 import signal
+import struct
 import subprocess
 import sys
 import termios
@@ -225,6 +226,8 @@ class Terminal:
 
     def __init__(self):
         self.master, self.slave = pty.openpty()
+        # So small that a page does not fit: its last line is there all the same.
+        fcntl.ioctl(self.slave, termios.TIOCSWINSZ, struct.pack("HHHH", 12, 80, 0, 0))
         self.settings = termios.tcgetattr(self.slave)
         self.text = ""
         self.process = subprocess.Popen(
@@ -261,13 +264,14 @@ class Watch(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         gateway.apply(router())
-        wait_until_as_wanted()
+        assert not wait_until_as_wanted()
 
     def test_shows_changes_until_q(self):
         terminal = Terminal()
         self.assertTrue(terminal.wait_for("Everything is as"))
         gateway.run("ip", "address", "add", "172.16.0.1/24", "dev", "eth1")
         self.assertTrue(terminal.wait_for("1 thing differs"))
+        self.assertIn("\n  ...\033[K\r\n", terminal.text)
         gateway.run("ip", "address", "del", "172.16.0.1/24", "dev", "eth1")
         self.assertTrue(terminal.wait_for("Everything is as"))
         os.write(terminal.master, b"q")
