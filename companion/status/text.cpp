@@ -217,10 +217,11 @@ void Report::show_runs() {
 }
 
 void Report::show_run(const LastRun& run) {
-  page_.line(mark_of(run.action), formatted("%-10s  %s  %s after %.1f s, %s", run.action.c_str(),
-                                            time_text(run.began / kMicroseconds).c_str(), word_for(run.end),
-                                            static_cast<double>(run.lasted) / kMicroseconds,
-                                            counted(run.messages.size(), "message").c_str()));
+  page_.line(mark_of(run.action),
+             formatted("%-10s  %s  %s after %.1f s, %s", run.action.c_str(),
+                       time_text(static_cast<std::time_t>(run.began / kMicroseconds)).c_str(),
+                       word_for(run.end), static_cast<double>(run.lasted) / kMicroseconds,
+                       counted(run.messages.size(), "message").c_str()));
   if (!messages_) return;
   for (const Message& message : run.messages)
     page_.note(Mark::kNone, printable(message.text));
