@@ -69,7 +69,7 @@ static Answer answer_from(const std::string& output) {
   return {true, complaint.substr(0, place), line};
 }
 
-// Returns nothing and fills `answer`, or why there is none.
+// Returns nothing and fills `answer`, or returns why dnsmasq could not be asked.
 static std::optional<std::string> test_configuration(const std::string& dnsmasq, const std::string& text,
                                                      Answer& answer) {
   const MemoryFile configuration;

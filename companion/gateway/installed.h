@@ -10,7 +10,7 @@ inline constexpr char kInstalledConfiguration[] = "/etc/lanfab/network.json";
 // What is put in its place leaves it beside it, under this name.
 inline constexpr char kPreviousSuffix[] = ".previous";
 
-// Where the file really is: links are followed. Nothing, with errno set, when there is none.
+// Where the file really is: links are followed. Nothing, with errno set, when it is missing.
 std::optional<std::string> installed_path();
 
 // Whether the trial's file lies over `installed`.

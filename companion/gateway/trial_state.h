@@ -21,7 +21,7 @@ std::int64_t monotonic_seconds();
 // Who runs this process, and from where.
 std::string caller();
 
-// Nothing when there is none, or when its writer was killed over it; nothing had begun then.
+// Nothing without a trial. A state whose writer was killed over it is no trial yet: nothing had begun.
 std::optional<TrialState> read_state();
 
 // False, with errno set, when it cannot be written.

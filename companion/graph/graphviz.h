@@ -3,5 +3,5 @@
 #include <optional>
 #include <string>
 
-// Has Graphviz's `dot`, found along PATH, draw a picture as SVG. Returns nothing, or why there is none.
+// Has Graphviz's `dot`, found along PATH, draw a picture as SVG. Returns nothing, or why it could not.
 std::optional<std::string> draw(const std::string& dot, std::string& svg);

@@ -14,8 +14,7 @@ void add_address_lines(const Site& site, const Interface& interface, Part& part)
 // Adds what a pass-through port offers to the device behind it.
 void add_passthrough_lines(const Site& site, const Interface& interface, Part& part);
 
-// Adds what becomes of DHCP requests: the server with its fixed leases, null when there is none, or the
-// relay.
+// Adds what becomes of DHCP requests: the server with its fixed leases, or the relay. `server` may be null.
 void add_dhcp_lines(const Site& site, const Interface& interface, const DhcpServer* server, Part& part);
 
 // Adds static routes, all of one interface.

@@ -192,7 +192,7 @@ void Painter::add_radios(Part& gateway) const {
   }
 }
 
-// The name servers and the names of hosts; nothing when there are none.
+// The name servers and the names of hosts, as far as the configuration has any.
 static std::optional<Part> names_part(const Site& site) {
   const bool has_link_servers = text_at(site.root, "dns.source") == "isp" && site.context.cell_enabled;
   Part names{Part::Kind::kNames, "names", "", {&place_of(site.root, "dns")}};

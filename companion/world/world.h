@@ -21,5 +21,5 @@ struct Run {
 // The configuration's path in a world, as complaints about it name it.
 extern const char kConfigurationInWorld[];
 
-// Returns nothing and fills `outcome`, or why there is none.
+// Returns nothing and fills `outcome`, or returns why the run could not be made.
 std::optional<std::string> run_in_world(const Run& run, Outcome& outcome);
