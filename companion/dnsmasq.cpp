@@ -13,6 +13,7 @@
 #include "companion/memory_file.h"
 #include "companion/rules/rules.h"
 #include "companion/trial.h"
+#include "companion/wait.h"
 #include "dnsmasq/dnsmasq_conf.h"
 
 // The exit status of dnsmasq for what it refuses; it has higher ones for trouble of its own.
@@ -48,12 +49,7 @@ static int run_test(const std::string& dnsmasq, const MemoryFile& configuration,
   errno = posix_spawn(&process, dnsmasq.c_str(), &files, nullptr, const_cast<char**>(argv),
                       const_cast<char**>(environment));
   posix_spawn_file_actions_destroy(&files);
-  if (errno != 0) return -1;
-  int status = 0;
-  while (waitpid(process, &status, 0) < 0) {
-    if (errno != EINTR) return -1;
-  }
-  return status;
+  return errno == 0 ? wait_for_child(process) : -1;
 }
 
 // What dnsmasq prints before it ends, as "dnsmasq: bad dhcp-range at line 12 of stdin".

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "companion/memory_file.h"
+#include "companion/wait.h"
 
 // Returns the wait status, -1 with errno set when it cannot be run.
 static int run_dot(const MemoryFile& input, const MemoryFile& output) {
@@ -19,12 +20,7 @@ static int run_dot(const MemoryFile& input, const MemoryFile& output) {
   pid_t process = 0;
   errno = posix_spawnp(&process, argv[0], &files, nullptr, const_cast<char**>(argv), environ);
   posix_spawn_file_actions_destroy(&files);
-  if (errno != 0) return -1;
-  int status = 0;
-  while (waitpid(process, &status, 0) < 0) {
-    if (errno != EINTR) return -1;
-  }
-  return status;
+  return errno == 0 ? wait_for_child(process) : -1;
 }
 
 std::optional<std::string> draw(const std::string& dot, std::string& svg) {

@@ -10,6 +10,7 @@
 
 #include "companion/memory_file.h"
 #include "companion/programs.h"
+#include "companion/wait.h"
 
 // Returns the wait status; -1, with errno set, when the program cannot be run.
 static int run(const std::string& program, const std::vector<std::string>& command, const MemoryFile& output,
@@ -36,12 +37,7 @@ static int run(const std::string& program, const std::vector<std::string>& comma
   errno = posix_spawn(&process, program.c_str(), &files, &attributes, argv.data(), environ);
   posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&files);
-  if (errno != 0) return -1;
-  int status = 0;
-  while (waitpid(process, &status, 0) < 0) {
-    if (errno != EINTR) return -1;
-  }
-  return status;
+  return errno == 0 ? wait_for_child(process) : -1;
 }
 
 std::optional<std::string> ask(const std::vector<std::string>& command, std::string& output) {
