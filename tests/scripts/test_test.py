@@ -1,35 +1,35 @@
 #!/usr/bin/python3
-"""scripts/test runs what the machine can do, and says what it cannot; here nothing is really built."""
+"""scripts/test runs what the machine can do, and prints what it cannot; here nothing is really built."""
 
-import json
 import shutil
 import unittest
 
-from command import CHECKOUT, SCRIPTS, CommandTest
+from command import SCRIPTS, CommandTest
 
 
 class TestCommand(CommandTest):
     def setUp(self):
         super().setUp()
         self.checkout = self.directory / "checkout"
-        shutil.copytree(SCRIPTS, self.checkout / "scripts")
-        shutil.copytree(CHECKOUT / "tests/support", self.checkout / "tests/support")
-        self.put("dpkg-query", 'printf "install ok installed"')
-        self.put("df", "echo Avail; echo 100000")
-        self.put("findmnt", "echo rw")
-        self.put("uname", "echo x86_64")
-        self.put("linux.uml", "echo 'Checking PROT_EXEC mmap in /dev/shm...OK'")
-        self.put("unshare", "exit 0")
-        self.put("cmake", 'echo "cmake $*" >>calls; mkdir -p build/debug')
-        listed = json.dumps({"tests": [{"name": "unit.a"}]})
-        self.put("ctest", f"case \"$*\" in *--show-only*) echo '{listed}'; exit ;; esac\n"
-                          'echo "ctest $*" >>calls; cat lines')
-        self.let_test("Passed")
+        (self.checkout / "build/debug").mkdir(parents=True)
+        (self.checkout / "build/quick").mkdir()
+        self.put_script("scripts/check-machine", 'for need; do [ ! -e "lacks-$need" ] || exit 1; done')
+        self.put_script("scripts/install-packages", "exit 0")
+        self.put_script("scripts/build", 'echo "build $*" >>calls')
+        self.put_run_ctest("2 0 0")
+        shutil.copy(SCRIPTS / "test", self.checkout / "scripts/test")
 
-    def let_test(self, result):
-        """Has the only test end so."""
-        (self.checkout / "lines").write_text("Start 1: unit.a\n"
-                                             f"1/1 Test #1: unit.a ...   {result}    0.50 sec\n")
+    def put_script(self, name, text):
+        """Puts a shell script in the place of one that scripts/test calls."""
+        path = self.checkout / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text(f"#!/bin/sh\n{text}\n")
+        path.chmod(0o755)
+
+    def put_run_ctest(self, tally, status=0):
+        """Has each run of the tests count these numbers of passed, failed and skipped tests."""
+        self.put_script("tests/support/run-ctest",
+                        f'echo "run-ctest $*" >>calls; echo {tally} >>"$1/tally"; exit {status}')
 
     def run_test(self, *options):
         return self.run_command(self.checkout / "scripts/test", *options)
@@ -38,44 +38,60 @@ class TestCommand(CommandTest):
         path = self.checkout / "calls"
         return path.read_text() if path.exists() else ""
 
-    def test_counts_the_tests(self):
+    def test_counts_the_tests_of_both_builds(self):
         done = self.run_test()
         self.expect(done, 0)
-        self.assertIn("\n1 tests passed, 0 did not, in 0 min", done.stdout)
-        self.assertIn("-LE thorough", self.calls())
+        self.assertTrue(done.stdout.endswith("\n4 passed, 0 failed, 0 skipped\n"), done.stdout)
+        self.assertIn("build debug\n", self.calls())
+        self.assertIn("build quick system_programs\n", self.calls())
+
+    def test_leaves_out_thorough_tests(self):
+        self.run_test()
+        for line in self.calls().splitlines():
+            if line.startswith("run-ctest"):
+                self.assertIn(" -LE thorough|exhaustive", line)
+
+    def test_counts_skipped_tests(self):
+        self.put_run_ctest("1 0 1")
+        done = self.run_test()
+        self.expect(done, 0)
+        self.assertTrue(done.stdout.endswith("\n2 passed, 0 failed, 2 skipped\n"), done.stdout)
 
     def test_fails_when_a_test_fails(self):
-        self.let_test("***Failed")
+        self.put_run_ctest("1 1 0", status=1)
         done = self.run_test()
-        self.assertEqual(done.returncode, 1)
-        self.assertIn("\n0 tests passed, 1 did not, in 0 min", done.stdout)
-        self.assertIn("Failed: debug\n", done.stdout)
+        self.expect(done, 1)
+        self.assertIn("\nFailed: debug system\n2 passed, 2 failed, 0 skipped\n", done.stdout)
 
-    def test_fails_when_the_build_fails(self):
-        self.put("cmake", "exit 1")
+    def test_fails_when_a_build_fails(self):
+        self.put_script("scripts/build", '[ "$1" = debug ]')
         done = self.run_test()
-        self.assertEqual(done.returncode, 1)
-        self.assertIn("Failed: debug\n", done.stdout)
-        self.assertEqual(self.calls(), "")
+        self.expect(done, 1)
+        self.assertIn("\nFailed: system\n2 passed, 0 failed, 0 skipped\n", done.stdout)
+
+    def test_shows_the_output_of_the_step_that_ran_beside_the_others(self):
+        self.put_script("scripts/build", '[ "$1" = debug ] || { echo no compiler; exit 1; }')
+        self.assertIn("\n== system\nno compiler\n", self.run_test().stdout)
 
     def test_begins_nothing_that_the_machine_cannot_do(self):
-        self.put("unshare", "exit 1")
-        self.expect(self.run_test(), 1, "Nothing was built. To run the tests that are possible here: "
-                                        "scripts/test --possible\n")
+        (self.checkout / "lacks-sandbox").touch()
+        done = self.run_test()
+        self.expect(done, 1, "Nothing was built. To run the tests that are possible here: "
+                             "scripts/test --possible\n")
         self.assertEqual(self.calls(), "")
 
     def test_leaves_out_what_is_not_possible_when_asked(self):
-        self.put("unshare", "exit 1")
+        (self.checkout / "lacks-sandbox").touch()
         done = self.run_test("--possible")
-        self.expect(done, 0, "makes no user namespaces")
-        self.assertIn("-R ^(system|scripts|docs|check|tools)\\. ", self.calls())
-        self.assertIn("Left out, since this machine cannot run them: all but system, ", done.stdout)
+        self.expect(done, 0)
+        self.assertIn("run-ctest build/debug -R ^(docs|scripts|system|check|tools)\\. ", self.calls())
+        self.assertIn("Left out, since this machine cannot run them: all but docs, ", done.stdout)
 
     def test_leaves_out_the_gateway_when_asked(self):
-        self.put("findmnt", "echo noexec")
+        (self.checkout / "lacks-gateway").touch()
         done = self.run_test("--possible")
-        self.expect(done, 0, "where programs may run")
-        self.assertIn("-E ^system\\. ", self.calls())
+        self.expect(done, 0)
+        self.assertNotIn("quick", self.calls())
         self.assertIn("Left out, since this machine cannot run them: system\n", done.stdout)
 
 
