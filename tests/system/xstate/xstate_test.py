@@ -1,0 +1,52 @@
+#!/usr/bin/python3
+"""The gateway boots where the machine's kernel accepts nothing but the whole XSAVE area (processors with AMX).
+
+Usage: xstate_test.py REJECT REGISTERS
+REJECT is the library that behaves as such a kernel does, REGISTERS the program that runs in the gateway.
+"""
+
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+LAUNCH = pathlib.Path(__file__).resolve().parents[1] / "gateway/launch"
+KERNEL = shutil.which("linux.uml")
+
+
+class WholeAreaOnly(unittest.TestCase):
+    def launch(self, preloaded, *command):
+        """Launches a gateway whose kernel has these libraries, the lowest last; returns the result.
+
+        `$LD_PRELOAD` is what the launcher preloads.
+        """
+        directory = tempfile.TemporaryDirectory()
+        self.addCleanup(directory.cleanup)
+        kernel = pathlib.Path(directory.name, "linux.uml")
+        kernel.write_text(f'#!/bin/sh\nLD_PRELOAD={preloaded} exec {KERNEL} "$@"\n', encoding="utf-8")
+        kernel.chmod(0o755)
+        environment = {**os.environ, "PATH": f"{directory.name}:{os.environ['PATH']}", "GATEWAY": "uml"}
+        return subprocess.run(
+            [LAUNCH, *command], env=environment, capture_output=True, text=True, check=False
+        )
+
+    def test_the_kernel_alone_does_not_boot(self):
+        done = self.launch(REJECT, "true")
+        self.assertEqual(done.returncode, 1, done)
+        self.assertIn("put_fp_registers", done.stderr)
+
+    def test_processes_keep_their_vector_registers(self):
+        done = self.launch(f"$LD_PRELOAD:{REJECT}", "--tool", REGISTERS, pathlib.Path(REGISTERS).name)
+        self.assertEqual(done.returncode, 0, done)
+        self.assertRegex(done.stdout, r"^(AVX|SSE) registers kept, \d+ context switches\n$")
+
+
+if __name__ == "__main__":
+    if KERNEL is None:
+        print("skipped: this system has no linux.uml")
+        sys.exit(77)
+    REJECT, REGISTERS = sys.argv[1:]
+    unittest.main(argv=sys.argv[:1])
