@@ -7,10 +7,20 @@ import subprocess
 import sys
 
 
+def present_names():
+    """Returns the names that the kernel gave the cards: {MAC address: name}."""
+    links = subprocess.run(["ip", "-json", "link"], stdout=subprocess.PIPE, text=True, check=True).stdout
+    return {link["address"]: link["ifname"] for link in json.loads(links) if "address" in link}
+
+
 def network_commands(cards):
     """Yields the `ip` lines that give each card its name and its namespace."""
-    for card in cards:
-        yield f"link set {card['device']} name {card['name']}"
+    names = present_names()
+    # A card may be in the way of another's name.
+    for index, card in enumerate(cards):
+        yield f"link set {names[card['mac_address']]} name card{index}"
+    for index, card in enumerate(cards):
+        yield f"link set card{index} name {card['name']}"
         if card["namespace"]:
             yield f"netns add {card['namespace']}"
             yield f"link set {card['name']} netns {card['namespace']}"

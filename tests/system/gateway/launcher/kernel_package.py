@@ -1,0 +1,170 @@
+"""The distribution's own kernel for QEMU: downloaded once and unpacked, but not installed."""
+
+import contextlib
+import fcntl
+import lzma
+import os
+import pathlib
+import platform
+import re
+import shutil
+import subprocess
+import sys
+import tarfile
+import tempfile
+
+from launcher.gateway import SOURCE
+from launcher.trouble import CannotBoot, NotInstalled
+
+# The packages that depend on the newest kernel: Ubuntu's and Debian's.
+LATEST = ("linux-image-virtual", "linux-image-amd64", "linux-image-arm64")
+# Of the hundreds of megabytes of modules, those that a gateway can need.
+WANTED = re.compile(
+    r"(?:\./)?(?:usr/)?(?P<target>boot/vmlinuz-[^/]+"
+    r"|lib/modules/[^/]+/modules\.(?:order|builtin|builtin\.modinfo)"
+    r"|lib/modules/[^/]+/kernel/"
+    r"(?:net|lib|crypto|arch|fs/(?:9p|netfs|fscache|overlayfs)|drivers/(?:virtio|char|net/[^/]+\.ko|net/wireguard))"
+    r".*)"
+)
+# What it takes to reach the machine's root, and the cards, which udev does not look for.
+FIRST_MODULES = ("virtio_pci", "9pnet_virtio", "9p", "virtio_console", "virtio_net")
+UNPACKED_MIB = 200
+
+
+def cache_directory():
+    """Returns the directory of this user for what is downloaded for this system."""
+    base = os.environ.get("XDG_CACHE_HOME") or pathlib.Path.home() / ".cache"
+    release = platform.freedesktop_os_release()
+    return pathlib.Path(base, "lanfab", f"{release['ID']}-{release.get('VERSION_ID', '')}-{platform.machine()}")
+
+
+def output_of(*command):
+    """Returns what a command prints; raises `CalledProcessError`."""
+    return subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, check=True).stdout
+
+
+def dependencies(package):
+    """Returns the kernel packages that a package depends on; an empty list if there is no such package."""
+    with contextlib.suppress(subprocess.CalledProcessError):
+        text = output_of("apt-cache", "depends", package)
+        return re.findall(r"Depends: (linux-(?:image|modules)-\d\S*)", text)
+    return []
+
+
+def packages():
+    """Returns the names of the packages with the newest kernel and its modules."""
+    image = next((name for latest in LATEST for name in dependencies(latest)), None)
+    if image is None:
+        raise CannotBoot("apt knows no kernel for QEMU", "As root: apt-get update")
+    return [image, *(name for name in dependencies(image) if name.startswith("linux-modules-"))]
+
+
+def unpack(package, directory):
+    """Unpacks the wanted files of a package."""
+    with subprocess.Popen(["dpkg-deb", "--fsys-tarfile", package], stdout=subprocess.PIPE) as unpacking:
+        with tarfile.open(fileobj=unpacking.stdout, mode="r|") as archive:
+            for member in archive:
+                match = WANTED.fullmatch(member.name)
+                if match and member.isfile():
+                    target = directory / match["target"]
+                    target.parent.mkdir(parents=True, exist_ok=True)
+                    with target.open("wb") as file:
+                        shutil.copyfileobj(archive.extractfile(member), file)
+
+
+def fetch(target):
+    """Downloads and unpacks the kernel; `target` appears whole or not at all."""
+    names = packages()
+    print(f"Downloading the kernel for QEMU, once: {' '.join(names)}", file=sys.stderr)
+    with tempfile.TemporaryDirectory(dir=target.parent) as working:
+        # As root, apt would want a directory that its own user can write.
+        download = ("apt-get", "-o", "APT::Sandbox::User=root", "download", "-qq", *names)
+        subprocess.run(download, cwd=working, stderr=subprocess.PIPE, text=True, check=True)
+        unpacked = pathlib.Path(working, "unpacked")
+        for package in pathlib.Path(working).glob("*.deb"):
+            unpack(package, unpacked)
+        for release in (unpacked / "lib/modules").iterdir():
+            output_of("depmod", "-b", unpacked, release.name)
+        unpacked.rename(target)
+
+
+def explain(error):
+    """Returns what failed, in one line."""
+    if isinstance(error, subprocess.CalledProcessError):
+        lines = (error.stderr or "").strip().splitlines()
+        return lines[-1] if lines else f"{error.cmd[0]} failed"
+    return str(error)
+
+
+class KernelPackage:
+    """The unpacked kernel: `image`, `modules` (a directory of releases) and `release`."""
+
+    def __init__(self, may_fetch):
+        target = cache_directory() / "kernel"
+        if not target.exists():
+            if not may_fetch:
+                raise NotInstalled("The kernel for QEMU has not been downloaded", "The first gateway does it")
+            self._fetch_alone(target)
+        self.image = next((target / "boot").iterdir())
+        self.modules = target / "lib/modules"
+        self.release = next(self.modules.iterdir()).name
+
+    @staticmethod
+    def _fetch_alone(target):
+        """Fetches the kernel unless another launcher has just done it."""
+        try:
+            target.parent.mkdir(parents=True, exist_ok=True)
+            with open(target.parent / "lock", "w", encoding="utf-8") as lock:
+                fcntl.flock(lock, fcntl.LOCK_EX)
+                if not target.exists():
+                    fetch(target)
+        except (OSError, subprocess.CalledProcessError, tarfile.TarError, StopIteration) as error:
+            raise CannotBoot(
+                f"The kernel for QEMU cannot be fetched to {target.parent}: {explain(error)}",
+                f"It takes the package manager's network and {UNPACKED_MIB} MB there; XDG_CACHE_HOME moves it",
+            ) from error
+
+    def _first_modules(self):
+        """Returns the files of FIRST_MODULES and of what they need, in the order to load them."""
+        base = self.modules.parents[1]
+        files = {}
+        for name in FIRST_MODULES:
+            text = output_of("modprobe", "-d", base, "-S", self.release, "--show-depends", name)
+            files.update(dict.fromkeys(re.findall(r"^insmod (\S+)", text, re.MULTILINE)))
+        return [pathlib.Path(file) for file in files]
+
+    def write_initramfs(self, directory):
+        """Writes the file system that the kernel starts with; returns the file."""
+        root = directory / "initramfs"
+        (root / "modules").mkdir(parents=True)
+        shutil.copy(SOURCE / "qemu-init", root / "init")
+        for index, module in enumerate(self._first_modules()):
+            name = re.sub(r"\.(xz|zst)$", "", module.name)
+            (root / f"modules/{index:02}-{name}").write_bytes(decompressed(module))
+        install_program("busybox", root)
+        names = [f"{path.relative_to(root)}\n" for path in sorted(root.rglob("*"))]
+        file = directory / "initramfs.cpio"
+        with file.open("wb") as target:
+            command = ["cpio", "--quiet", "--create", "--format=newc", "--owner=0:0"]
+            subprocess.run(command, cwd=root, input="".join(names).encode(), stdout=target, check=True)
+        return file
+
+
+def decompressed(module):
+    """Returns the contents of a module, which busybox cannot decompress."""
+    if module.suffix == ".xz":
+        return lzma.decompress(module.read_bytes())
+    if module.suffix == ".zst":
+        return subprocess.run(["zstd", "-dcq", module], stdout=subprocess.PIPE, check=True).stdout
+    return module.read_bytes()
+
+
+def install_program(name, root):
+    """Copies a program to /bin and the libraries that it needs, each to its own place."""
+    program = shutil.which(name)
+    (root / "bin").mkdir()
+    shutil.copy(program, root / "bin")
+    libraries = subprocess.run(["ldd", program], stdout=subprocess.PIPE, text=True, check=False).stdout
+    for library in re.findall(r"(/\S+)", libraries):
+        (root / library[1:]).parent.mkdir(parents=True, exist_ok=True)
+        shutil.copy(library, root / library[1:])

@@ -1,0 +1,45 @@
+"""What a gateway prints."""
+
+import collections
+import os
+import re
+import sys
+import threading
+
+LINES_KEPT = 2000
+DEATH = re.compile(r"Kernel panic|\bBUG:|\bOops\b")
+STACK = re.compile(r"^(\[ *[\d.]+\] )?( ?\[<[0-9a-f]+>\]| ?\S+\+0x[0-9a-f]+/|Call Trace:| *RIP:| *$)")
+
+
+class Stream:
+    """Reads one of a gateway's consoles to its end: keeps the last lines; if `shown`, prints all of them."""
+
+    def __init__(self, shown):
+        self.lines = collections.deque(maxlen=LINES_KEPT)
+        self.shown = shown
+        self.read_end, self.write_end = os.pipe()
+        self.thread = threading.Thread(target=self._read, daemon=True)
+
+    def start(self):
+        os.close(self.write_end)
+        self.thread.start()
+
+    def _read(self):
+        with os.fdopen(self.read_end, "rb") as pipe:
+            for line in pipe:
+                text = line.replace(b"\r", b"")
+                self.lines.append(text.decode(errors="replace").rstrip("\n"))
+                if self.shown:
+                    sys.stdout.buffer.write(text)
+                    sys.stdout.buffer.flush()
+
+    def reason(self):
+        """Returns the line that says best why the kernel ended: of its death, or the last one."""
+        words = [line for line in self.lines if not STACK.match(line)]
+        return next(filter(DEATH.search, words), words[-1] if words else "it printed nothing").strip()
+
+    def before(self, reason, count):
+        """Returns the last lines before that one, without the stack."""
+        words = [line for line in self.lines if not STACK.match(line)]
+        end = next((index for index, line in enumerate(words) if line.strip() == reason), len(words))
+        return words[max(0, end - count) : end]

@@ -1,0 +1,93 @@
+"""User-mode Linux: a kernel that is an ordinary process. It needs neither privileges nor the network."""
+
+import contextlib
+import os
+import shutil
+import subprocess
+
+from launcher.gateway import SOURCE
+from launcher.trouble import CannotBoot, NotInstalled
+from launcher.wires import Wires
+
+PROGRAM = "linux.uml"
+MODULES = "/usr/lib/uml/modules"
+MEMORY_MIB = 384
+
+
+def memory_directory(fallback):
+    """Returns a directory for the gateway's memory file: with enough space, and not mounted noexec."""
+    for directory in ("/dev/shm", fallback):
+        with contextlib.suppress(OSError):
+            status = os.statvfs(directory)
+            room = status.f_bavail * status.f_frsize
+            if (
+                room > 2 * MEMORY_MIB * 1024 * 1024
+                and not status.f_flag & os.ST_NOEXEC
+                and os.access(directory, os.W_OK)
+            ):
+                return str(directory)
+    raise CannotBoot(
+        f"Neither /dev/shm nor {os.environ.get('TMPDIR', '/tmp')} has {2 * MEMORY_MIB} MB free, where programs may run",
+        "Make space, or set TMPDIR to a directory that has it",
+    )
+
+
+def compile_xstate(library):
+    """Compiles what lets the kernel run on every processor. Nothing has been built when this is wanted."""
+    command = ["cc", "-shared", "-fPIC", "-O1", "-o", library, SOURCE / "launcher/xstate.c"]
+    done = subprocess.run(command, stderr=subprocess.PIPE, text=True, check=False)
+    if done.returncode != 0:
+        raise CannotBoot(f"cc failed: {done.stderr.strip().splitlines()[-1:]}", "Look whether cc works")
+
+
+class UserModeLinux:
+    """Boots gateways with User-mode Linux."""
+
+    name = "User-mode Linux"
+    slowness = 1
+    remedy = (
+        "It needs ptrace: look at /proc/sys/kernel/yama/ptrace_scope, run a container with more rights, "
+        "or use QEMU: scripts/install-packages gateway-qemu, GATEWAY=qemu"
+    )
+
+    def __init__(self, directory, _janitor, may_fetch=True):
+        for program in (PROGRAM, "cc"):
+            if shutil.which(program) is None:
+                raise NotInstalled(f"{program} is missing", "scripts/install-packages gateway")
+        self.memory_directory = memory_directory(directory)
+        self.library = directory / "xstate.so"
+        compile_xstate(self.library)
+        self.wires = Wires()
+
+    def lay(self, gateways, cables):
+        """Lets packets pass between the cards of each cable."""
+        for cable in cables:
+            self.wires.lay(*((gateways[card.gateway].directory / card.socket).resolve() for card in cable))
+        self.wires.start()
+
+    def command(self, gateway, environment):
+        """Returns the kernel's command line, its environment, and the stream for its output."""
+        console, output = gateway.console.write_end, gateway.output.write_end
+        cards = [
+            f"vec{index}:transport=bess,dst={card.socket},vec=0,depth=64,mac={card.mac_address}"
+            for index, (card, _) in enumerate(gateway.cables)
+        ]
+        arguments = [
+            f"mem={MEMORY_MIB}M",
+            "root=/dev/root",
+            "rootfstype=hostfs",
+            "rootflags=/",
+            "rw",
+            f"init={SOURCE}/init",
+            f"uml_dir={gateway.directory}",
+            "umid=kernel",
+            "con=null",
+            f"con0=null,fd:{console}",
+            "con1=fd:0,fd:1" if gateway.terminal else f"con1=null,fd:{output}",
+            "GATEWAY_TERMINAL=tty1",
+            f"GATEWAY_MODULES={MODULES}",
+            *(f"{name}={value}" for name, value in environment.items()),
+            *cards,
+        ]
+        own_environment = {"TMPDIR": self.memory_directory, "LD_PRELOAD": str(self.library)}
+        return [PROGRAM, *arguments], own_environment, gateway.console
