@@ -41,6 +41,28 @@ class InstallPackages(CommandTest):
         self.put("apt-get", "echo E: no network >&2; exit 100")
         self.expect(self.run_command(COMMAND, "build"), 100, "E: no network")
 
+    def test_a_gateway_uses_qemu_where_user_mode_linux_does_not_exist(self):
+        self.put("dpkg-query", 'case "$*" in *-linux | *qemu*) exit 1 ;; esac; printf "install ok installed"')
+        for candidate, chosen in (("6.1um4", "user-mode-linux"), ("(none)", "qemu-system-")):
+            with self.subTest(candidate):
+                self.put("apt-cache", f'echo "  Candidate: {candidate}"')
+                done = self.run_command(COMMAND, "gateway", GATEWAY="")
+                self.expect(done, 0)
+                self.assertIn(f"Missing: {chosen}", done.stdout)
+
+    def test_a_bare_system_gets_the_indexes_before_the_gateway_is_chosen(self):
+        self.put("dpkg-query", 'case "$*" in *-linux | *qemu*) exit 1 ;; esac; printf "install ok installed"')
+        self.put("apt-cache", f'! grep -q update {self.calls} || echo "  Candidate: 6.1um4"')
+        done = self.run_command(COMMAND, "gateway", GATEWAY="")
+        self.expect(done, 0)
+        self.assertIn("Missing: user-mode-linux", done.stdout)
+
+    def test_the_gateway_can_be_chosen(self):
+        self.put("dpkg-query", 'case "$*" in *-linux | *qemu*) exit 1 ;; esac; printf "install ok installed"')
+        self.put("apt-cache", "echo '  Candidate: 6.1um4'")
+        self.assertIn("qemu-system-", self.run_command(COMMAND, "gateway", GATEWAY="qemu").stdout)
+        self.expect(self.run_command(COMMAND, "gateway", GATEWAY="xen"), 1, 'GATEWAY is "xen"')
+
     def test_without_apt_the_command_is_shown(self):
         # Only what the script needs, and neither apt-get nor sudo.
         for name in ("bash", "sort", "sed", "paste", "env"):
