@@ -18,7 +18,9 @@ CONFIGURATION = "/etc/lanfab/network.json"
 UNIT_DIRECTORY = "/run/systemd/network/"
 SYSDB = "/var/run/sysdb.sqlite3"
 PRIORITIES = ("emerg", "alert", "crit", "err", "warning", "notice", "info", "debug")
-LONGEST_COMMAND = 90
+# How many times longer than usual something may take: an emulated processor is slower.
+SLOWNESS = int(os.environ.get("GATEWAY_SLOWNESS", "1"))
+LONGEST_COMMAND = 90 * SLOWNESS
 
 
 class CommandFailed(AssertionError):
@@ -40,8 +42,11 @@ def terms(lease):
 
 
 def wait_until(condition, timeout=20, interval=0.1):
-    """Polls `condition()` until it is true or `timeout` seconds have passed; returns its last result."""
-    deadline = time.monotonic() + timeout
+    """Polls `condition()` until it is true or `timeout` seconds have passed; returns its last result.
+
+    An emulated processor has more time.
+    """
+    deadline = time.monotonic() + timeout * SLOWNESS
     while not (answer := condition()) and time.monotonic() < deadline:
         time.sleep(interval)
     return answer

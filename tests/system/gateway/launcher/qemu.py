@@ -82,7 +82,7 @@ class Qemu:
     @property
     def slowness(self):
         """How many times longer than with User-mode Linux a test may take."""
-        return 1 if self.accelerated else 6
+        return 1 if self.accelerated else 4
 
     def _is_kvm_usable(self, directory, janitor):
         """Returns whether a kernel boots with KVM; tries it once for each boot of the machine."""
@@ -141,5 +141,5 @@ class Qemu:
             **environment,
         }
         # The cards' names are the launcher's, not udev's; nobody attacks this kernel.
-        fixed = f"console={self.machine.console} panic=-1 net.ifnames=0 mitigations=off no_timer_check"
+        fixed = f"console={self.machine.console} loglevel=5 panic=-1 net.ifnames=0 mitigations=off no_timer_check"
         return " ".join((fixed, *(f"{name}={value}" for name, value in variables.items())))
