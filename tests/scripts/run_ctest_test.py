@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""What ctest says becomes a line for each group of tests, and failures in full."""
+"""What ctest prints becomes a line for each group of tests, failures in full and a reason for each skip."""
 
 import json
 import unittest
@@ -10,15 +10,23 @@ COMMAND = CHECKOUT / "tests/support/run-ctest"
 
 
 class RunCtest(CommandTest):
-    def ctest(self, tests, lines, status=0):
-        """Has a ctest that lists the tests, each with its cost, and says the lines when it runs them."""
+    def ctest(self, tests, lines, status=0, output=None, **environment):
+        """Runs a ctest that lists the tests, each with its cost, prints the lines when it runs them, and reports
+        the output of some tests."""
         listed = [{"name": name, "properties": [{"name": "COST", "value": cost}]}
                   for name, cost in tests.items()]
         (self.directory / "list").write_text(json.dumps({"tests": listed}))
         (self.directory / "lines").write_text(lines)
+        cases = "".join(f'<testcase name="{name}"><system-out>{text}</system-out></testcase>'
+                        for name, text in (output or {}).items())
+        (self.directory / "report").write_text(f"<testsuite>{cases}</testsuite>")
         self.put("ctest", f'case "$*" in *--show-only*) cat {self.directory}/list; exit ;; esac\n'
+                          'for option; do\n'
+                          f'  [ "$before" != --output-junit ] || cp {self.directory}/report "$option"\n'
+                          '  before=$option\n'
+                          'done\n'
                           f"cat {self.directory}/lines; exit {status}")
-        return self.run_command(COMMAND, str(self.directory), "-j", "2")
+        return self.run_command(COMMAND, str(self.directory), "-j", "2", **{"CI": "", **environment})
 
     def tally(self):
         return (self.directory / "tally").read_text()
@@ -39,8 +47,8 @@ class RunCtest(CommandTest):
                          "  system.router              begins and takes about 25 s\n"
                          "  unit                                 2 passed      1.5 s\n"
                          "  system.router                        1 passed     19.2 s\n"
-                         "3 of 3 tests passed in 0 s\n")
-        self.assertEqual(self.tally(), "3 0\n")
+                         "3 passed, 0 failed, 0 skipped in 0 s\n")
+        self.assertEqual(self.tally(), "3 0 0\n")
 
     def test_a_failure_in_full(self):
         done = self.ctest({"unit.a": 0, "unit.b": 0}, """    Start 1: unit.a
@@ -61,22 +69,54 @@ The following tests FAILED:
                          "  ctest --test-dir BUILD --output-on-failure -R '^unit\\.a$'\n"
                          "expected 1\ngot 2\n\n"
                          "  unit                            1 of 2 failed      1.0 s\n"
-                         "1 of 2 tests passed in 0 s\n"
+                         "1 passed, 1 failed, 0 skipped in 0 s\n"
                          "  failed: unit.a\n")
-        self.assertEqual(self.tally(), "1 1\n")
+        self.assertEqual(self.tally(), "1 1 0\n")
 
-    def test_what_is_skipped_or_does_not_run_has_not_passed(self):
-        for result in ("***Skipped   0.00", "***Not Run   0.00", "***Timeout 9.00"):
+    def skip_one(self, **environment):
+        return self.ctest({"unit.a": 0, "graph.documents": 0}, """    Start 1: unit.a
+1/2 Test #1: unit.a ............   Passed    0.50 sec
+    Start 2: graph.documents
+2/2 Test #2: graph.documents ...***Skipped   0.25 sec
+
+100% tests passed, 0 tests failed out of 1
+
+The following tests did not run:
+	  2 - graph.documents (Skipped)
+""", output={"unit.a": "fine", "graph.documents": "looking for it\nthere is no Graphviz\n"}, **environment)
+
+    def test_a_skipped_test_with_its_reason(self):
+        done = self.skip_one()
+        self.expect(done, 0)
+        self.assertEqual(done.stdout,
+                         "  unit                                 1 passed      0.5 s\n"
+                         "  graph                          1 of 1 skipped      0.2 s\n"
+                         "1 passed, 0 failed, 1 skipped in 0 s\n"
+                         "  skipped: graph.documents: there is no Graphviz\n")
+        self.assertEqual(self.tally(), "1 0 1\n")
+
+    def test_in_ci_nothing_may_be_skipped(self):
+        done = self.skip_one(CI="true")
+        self.expect(done, 1, "In CI nothing may be skipped.\n")
+        self.assertIn("  skipped: graph.documents: there is no Graphviz\n", done.stdout)
+
+    def test_a_test_that_skips_without_a_reason(self):
+        done = self.ctest({"unit.a": 0}, "1/1 Test #1: unit.a ...***Skipped   0.25 sec\n", output={"unit.a": ""})
+        self.expect(done, 0)
+        self.assertIn("  skipped: unit.a: it does not say why\n", done.stdout)
+
+    def test_what_does_not_run_or_not_end_has_failed(self):
+        for result in ("***Not Run   0.00", "***Timeout 9.00"):
             with self.subTest(result):
                 done = self.ctest({"unit.a": 0}, f"1/1 Test #1: unit.a ...{result} sec\n")
                 self.assertEqual(done.returncode, 1)
-                self.assertIn("0 of 1 tests passed", done.stdout)
+                self.assertIn("0 passed, 1 failed, 0 skipped", done.stdout)
 
     def test_a_ctest_that_ends_early_has_failed(self):
         done = self.ctest({"unit.a": 0, "unit.b": 0}, "1/2 Test #1: unit.a ...   Passed   0.50 sec\n")
         self.assertEqual(done.returncode, 1)
-        self.assertIn("1 of 2 tests passed", done.stdout)
-        self.assertEqual(self.tally(), "1 1\n")
+        self.assertIn("1 passed, 1 failed, 0 skipped", done.stdout)
+        self.assertEqual(self.tally(), "1 1 0\n")
 
 
 if __name__ == "__main__":
