@@ -16,6 +16,7 @@ WRONG = {
     "install-packages": ["no-such-group"],
     "lint": ["extra"],
     "test": ["--all", "extra"],
+    "test-fresh": ["bookworm", "buster"],
 }
 WITHOUT_ARGUMENTS = ("build", "check-machine", "install-packages")
 
@@ -24,7 +25,7 @@ class Usage(CommandTest):
     def setUp(self):
         super().setUp()
         # A command that would begin with its work fails otherwise.
-        for name in ("apt-get", "cmake", "clang-format", "git"):
+        for name in ("apt-get", "cmake", "clang-format", "git", "mmdebstrap", "sudo", "unshare"):
             self.put(name, f"echo {name} was run >&2; exit 9")
 
     def test_is_shown_when_asked_for(self):
