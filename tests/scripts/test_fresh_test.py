@@ -67,6 +67,10 @@ class TestFresh(CommandTest):
         commands = "  scripts/demo\n  scripts/test\n  scripts/lint\n  true\n"
         self.assertEqual(self.calls.read_text(), f"--memory\ntrixie\n{commands}--memory\nnoble\n{commands}")
 
+    def test_other_commands(self):
+        self.expect(self.run_fresh("--instead", "scripts/lint", "--instead", "true", "--then", "false"), 0)
+        self.assertEqual(self.calls.read_text(), "--memory\nbookworm\n  scripts/lint\n  true\n  false\n")
+
     def test_only_the_build(self):
         self.expect(self.run_fresh("--build-only"), 0)
         calls = self.calls.read_text()

@@ -35,6 +35,7 @@ class Usage(CommandTest):
                     done = self.run_command(SCRIPTS / name, option)
                     self.expect(done, 0)
                     self.assertIn(f"Usage: scripts/{name}", done.stdout)
+                    self.assertNotIn("set -", done.stdout, "it ends before the script's first command")
 
     def test_is_shown_when_an_argument_is_wrong(self):
         for name, arguments in WRONG.items():
