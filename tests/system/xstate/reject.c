@@ -1,7 +1,7 @@
 /*
  * Preloaded below the launcher's library: makes this machine's XSAVE area 8 KB longer, as that of a processor
- * with AMX is. Like the kernel there, it refuses to set a part of the area. What is added keeps its contents, or
- * the area is refused, too.
+ * with AMX is. Like the kernel there, it refuses to set a part of the area; it also refuses an area whose
+ * last 8 KB are not those that it returned.
  */
 #define _GNU_SOURCE
 #include <dlfcn.h>

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""The gateway boots where the machine's kernel accepts nothing but the whole XSAVE area (processors with AMX).
+"""The gateway boots where the machine's kernel accepts nothing but the whole XSAVE area, as with AMX.
 
 Usage: xstate_test.py REJECT REGISTERS
 REJECT is the library that behaves as such a kernel does, REGISTERS the program that runs in the gateway.
@@ -41,7 +41,7 @@ class WholeAreaOnly(unittest.TestCase):
     def test_processes_keep_their_vector_registers(self):
         done = self.launch(f"$LD_PRELOAD:{REJECT}", "--tool", REGISTERS, pathlib.Path(REGISTERS).name)
         self.assertEqual(done.returncode, 0, done)
-        self.assertRegex(done.stdout, r"^(AVX|SSE) registers kept, \d+ context switches\n$")
+        self.assertRegex(done.stdout, r"^(AVX|SSE) registers kept\n$")
 
 
 if __name__ == "__main__":

@@ -14,8 +14,8 @@ KERNELS = {"uml": uml.UserModeLinux, "qemu": Qemu}
 def choose_kernel(directory, janitor, probing=False):
     """Returns what boots gateways on this machine and prints its name.
 
-    User-mode Linux where it is installed, which scripts/install-packages decides; otherwise QEMU. The variable
-    GATEWAY overrides this.
+    User-mode Linux where it is installed, which scripts/install-packages decides; otherwise QEMU. The
+    variable GATEWAY overrides this.
     """
     name = os.environ.get("GATEWAY") or ("uml" if shutil.which(uml.PROGRAM) else "qemu")
     if name not in KERNELS:

@@ -45,7 +45,7 @@ class Gateway:
 
     def boot(self, kernel, task, janitor, **environment):
         """Starts the kernel, with these variables for its first program."""
-        task = {**task, "files": self._hand_over_files(), "cards": [self._describe(card) for card, _ in self.cables]}
+        task = {**task, "files": self._hand_over_files(), "cards": [*map(self._describe, self.cables)]}
         (self.shared / "task.json").write_text(json.dumps(task), encoding="utf-8")
         command, own_environment, stdout = kernel.command(self, {**self._environment(), **environment})
         self.process = subprocess.Popen(
@@ -64,7 +64,8 @@ class Gateway:
         self.output.start()
 
     @staticmethod
-    def _describe(card):
+    def _describe(cable):
+        card, _ = cable
         return {
             "mac_address": card.mac_address,
             "name": card.name,
@@ -117,8 +118,7 @@ def probe(kernel, directory, janitor, seconds):
     if BEGUN in gateway.console.lines:
         return None
     if in_time:
-        reason = gateway.console.reason()
-        return "; before that: ".join((reason, *gateway.console.before(reason, 1)))
+        return "; before that: ".join((gateway.console.reason(), *gateway.console.before_reason(1)))
     gateway.process.kill()
     gateway.process.wait()
-    return f"it did not boot in {seconds} s"
+    return f"it did not boot in {seconds:g} s"

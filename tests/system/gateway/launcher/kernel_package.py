@@ -23,8 +23,8 @@ WANTED = re.compile(
     r"(?:\./)?(?:usr/)?(?P<target>boot/vmlinuz-[^/]+"
     r"|lib/modules/[^/]+/modules\.(?:order|builtin|builtin\.modinfo)"
     r"|lib/modules/[^/]+/kernel/"
-    r"(?:net|lib|crypto|arch|fs/(?:9p|netfs|fscache|overlayfs)|drivers/(?:virtio|char|net/[^/]+\.ko|net/wireguard))"
-    r".*)"
+    r"(?:net|lib|crypto|arch|fs/(?:9p|netfs|fscache|overlayfs)"
+    r"|drivers/(?:virtio|char|net/[^/]+\.ko|net/wireguard)).*)"
 )
 # What it takes to reach the machine's root, and the cards, which udev does not look for.
 FIRST_MODULES = ("virtio_pci", "9pnet_virtio", "9p", "virtio_console", "virtio_net")
@@ -35,12 +35,13 @@ def cache_directory():
     """Returns the directory of this user for what is downloaded for this system."""
     base = os.environ.get("XDG_CACHE_HOME") or pathlib.Path.home() / ".cache"
     release = platform.freedesktop_os_release()
-    return pathlib.Path(base, "lanfab", f"{release['ID']}-{release.get('VERSION_ID', '')}-{platform.machine()}")
+    system = f"{release['ID']}-{release.get('VERSION_ID', '')}-{platform.machine()}"
+    return pathlib.Path(base, "lanfab", system)
 
 
 def output_of(*command):
     """Returns what a command prints; raises `CalledProcessError`."""
-    return subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, check=True).stdout
+    return subprocess.run(command, capture_output=True, text=True, check=True).stdout
 
 
 def dependencies(package):
@@ -121,7 +122,7 @@ class KernelPackage:
         except (OSError, subprocess.CalledProcessError, tarfile.TarError, StopIteration) as error:
             raise CannotBoot(
                 f"The kernel for QEMU cannot be fetched to {target.parent}: {explain(error)}",
-                f"It takes the package manager's network and {UNPACKED_MIB} MB there; XDG_CACHE_HOME moves it",
+                f"It takes apt's network and {UNPACKED_MIB} MB there; XDG_CACHE_HOME is another directory",
             ) from error
 
     def _first_modules(self):

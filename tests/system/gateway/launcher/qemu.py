@@ -58,8 +58,6 @@ def network_card(index, card, far_card):
 class Qemu:
     """Boots gateways with QEMU."""
 
-    remedy = "Look whether the package manager has a newer kernel: remove {}".format(cache_directory() / "kernel")
-
     def __init__(self, directory, janitor, may_fetch=True):
         self.machine = MACHINES.get(platform.machine())
         if self.machine is None:
@@ -141,5 +139,13 @@ class Qemu:
             **environment,
         }
         # The cards' names are the launcher's, not udev's; nobody attacks this kernel.
-        fixed = f"console={self.machine.console} loglevel=5 panic=-1 net.ifnames=0 mitigations=off no_timer_check"
+        fixed = (
+            f"console={self.machine.console} loglevel=5 panic=-1 "
+            "net.ifnames=0 mitigations=off no_timer_check"
+        )
         return " ".join((fixed, *(f"{name}={value}" for name, value in variables.items())))
+
+    @staticmethod
+    def remedy(_reason):
+        """Returns what to do if the kernel does not boot."""
+        return f"Remove {cache_directory()}: the next gateway downloads the kernel again"

@@ -33,13 +33,16 @@ class Stream:
                     sys.stdout.buffer.write(text)
                     sys.stdout.buffer.flush()
 
-    def reason(self):
-        """Returns the line that says best why the kernel ended: of its death, or the last one."""
-        words = [line for line in self.lines if not STACK.match(line)]
-        return next(filter(DEATH.search, words), words[-1] if words else "it printed nothing").strip()
+    def _split_at_reason(self):
+        """Returns the lines before the reason, and the reason: the kernel's death, or the last line."""
+        words = [line.strip() for line in self.lines if not STACK.match(line)] or ["it printed nothing"]
+        end = next((index for index, line in enumerate(words) if DEATH.search(line)), len(words) - 1)
+        return words[:end], words[end]
 
-    def before(self, reason, count):
+    def reason(self):
+        """Returns the line that says best why the kernel ended."""
+        return self._split_at_reason()[1]
+
+    def before_reason(self, count):
         """Returns the last lines before that one, without the stack."""
-        words = [line for line in self.lines if not STACK.match(line)]
-        end = next((index for index, line in enumerate(words) if line.strip() == reason), len(words))
-        return words[max(0, end - count) : end]
+        return self._split_at_reason()[0][-count:]

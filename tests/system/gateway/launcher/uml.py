@@ -26,8 +26,9 @@ def memory_directory(fallback):
                 and os.access(directory, os.W_OK)
             ):
                 return str(directory)
+    places = f"Neither /dev/shm nor {os.environ.get('TMPDIR', '/tmp')}"
     raise CannotBoot(
-        f"Neither /dev/shm nor {os.environ.get('TMPDIR', '/tmp')} has {2 * MEMORY_MIB} MB free, where programs may run",
+        f"{places} has {2 * MEMORY_MIB} MB free, where programs may run",
         "Make space, or set TMPDIR to a directory that has it",
     )
 
@@ -37,7 +38,12 @@ def compile_xstate(library):
     command = ["cc", "-shared", "-fPIC", "-O1", "-o", library, SOURCE / "launcher/xstate.c"]
     done = subprocess.run(command, stderr=subprocess.PIPE, text=True, check=False)
     if done.returncode != 0:
-        raise CannotBoot(f"cc failed: {done.stderr.strip().splitlines()[-1:]}", "Look whether cc works")
+        lines = done.stderr.strip().splitlines()
+        error = next((line for line in lines if "error" in line or "failed" in line), "no message")
+        raise CannotBoot(f"cc cannot compile for the gateway: {error}", "Look whether it works and has space")
+
+
+QEMU_INSTEAD = "use QEMU: scripts/install-packages gateway-qemu, then GATEWAY=qemu"
 
 
 class UserModeLinux:
@@ -45,11 +51,6 @@ class UserModeLinux:
 
     name = "User-mode Linux"
     slowness = 1
-    remedy = (
-        "It needs ptrace: look at /proc/sys/kernel/yama/ptrace_scope, run a container with more rights, "
-        "or use QEMU: scripts/install-packages gateway-qemu, GATEWAY=qemu"
-    )
-
     def __init__(self, directory, _janitor, may_fetch=True):
         for program in (PROGRAM, "cc"):
             if shutil.which(program) is None:
@@ -91,3 +92,13 @@ class UserModeLinux:
         ]
         own_environment = {"TMPDIR": self.memory_directory, "LD_PRELOAD": str(self.library)}
         return [PROGRAM, *arguments], own_environment, gateway.console
+
+    @staticmethod
+    def remedy(reason):
+        """Returns what to do if the kernel does not boot for this reason."""
+        if "check_ptrace" in reason:
+            return (
+                "Allow ptrace (/proc/sys/kernel/yama/ptrace_scope; a container needs more rights), or "
+                + QEMU_INSTEAD
+            )
+        return f"Instead, {QEMU_INSTEAD}"

@@ -1,9 +1,9 @@
 /*
  * Preloaded into User-mode Linux: makes PTRACE_SETREGSET accept the beginning of the XSAVE area.
  *
- * User-mode Linux 6.1 saves and restores the first 2.7 KB of a process's extended registers. On processors with
- * a larger area (AMX needs 11 KB) the machine's kernel accepts nothing but the whole area. If it refuses, this
- * reads the whole area, replaces its beginning and writes it back.
+ * User-mode Linux 6.1 saves and restores the first 2.7 KB of a process's extended registers. On processors
+ * with a larger area (AMX needs 11 KB) the machine's kernel accepts nothing but the whole area. If it
+ * refuses, this reads the whole area, replaces its beginning and writes it back.
  */
 #define _GNU_SOURCE
 #include <dlfcn.h>
@@ -19,7 +19,7 @@
 
 typedef long Ptrace(enum __ptrace_request request, pid_t pid, void* address, void* data);
 
-/* Neither on the stack nor from malloc: User-mode Linux has small stacks and puts its memory behind the heap. */
+/* Not on the stack, which is small, nor from malloc: User-mode Linux has its memory behind the heap. */
 static struct iovec buffer;
 
 static int grow_buffer(void) {
