@@ -103,11 +103,14 @@ class InstallPackages(CommandTest):
                 self.expect(self.install("build"), 1, " does not have these packages: cmake\n")
 
     def test_a_failed_installation_fails(self):
-        self.put_apt(install="echo E: Sub-process /usr/bin/dpkg returned an error code >&2; exit 100")
-        done = self.install("build")
-        self.assertEqual(done.returncode, 1)
-        self.assertEqual(done.stderr, "Cannot install the packages: Sub-process /usr/bin/dpkg returned an error "
-                                      "code\n")
+        code = "E: Sub-process /usr/bin/dpkg returned an error code (1)"
+        package = "dpkg: error processing package cmake (--configure):\n no space left"
+        for said, reason in ((code, code[3:]), (f"{package}\n{code}", package[6:].replace("\n", ""))):
+            with self.subTest(said):
+                self.put_apt(install=f'echo "{said}" >&2; exit 100')
+                done = self.install("build")
+                self.assertEqual(done.returncode, 1)
+                self.assertEqual(done.stderr, f"Cannot install the packages: {reason}\n")
 
     def test_waits_for_another_apt(self):
         first = self.directory / "first"
