@@ -1,75 +1,217 @@
 #!/usr/bin/python3
-"""What the machine lacks is said before anything is built, and what to do."""
+"""What the machine lacks is reported before anything is built: one line with the cause, one with the remedy.
 
+The machine of these tests is made up: stubs stand for its programs, and files for its /proc and /sys.
+"""
+
+import os
+import shutil
 import unittest
 
-from command import SCRIPTS, CommandTest
+from command import CHECKOUT, SCRIPTS, CommandTest
 
-COMMAND = SCRIPTS / "check-machine"
+GIB = 2**30
 
 
 class CheckMachine(CommandTest):
-    def check(self, need, **environment):
-        return self.run_command(COMMAND, need, **environment)
-
-    def expect_missing(self, done, what, remedy):
-        self.expect(done, 1, what)
-        self.assertIn(remedy, done.stderr)
-        self.assertEqual(done.stdout, "")
-
-    def test_is_silent_when_nothing_is_missing(self):
+    def setUp(self):
+        super().setUp()
+        self.checkout = self.directory / "checkout"
+        shutil.copytree(SCRIPTS, self.checkout / "scripts")
+        shutil.copytree(CHECKOUT / "tests/support", self.checkout / "tests/support")
+        self.machine = self.directory / "machine"
+        self.temporary = self.directory / "temporary"
+        self.temporary.mkdir()
         self.put("unshare", "exit 0")
-        self.put("linux.uml", "echo 'Checking PROT_EXEC mmap in /dev/shm...OK'; sleep 60")
         self.put("uname", "echo x86_64")
+        self.put("nproc", "echo 8")
         self.put("df", "echo Avail; echo 100000")
         self.put("findmnt", "echo rw")
+        self.put_launcher("exit 0")
+        self.put_on_machine("proc/meminfo", "MemAvailable: 16777216 kB\nSwapFree: 0 kB\n")
+        self.put_on_machine("proc/self/cgroup", "0::/\n")
+        self.put_on_machine("proc/self/mountinfo", "1 0 0:1 / / rw - ext4 /dev/vda rw\n")
+
+    def put_on_machine(self, name, text):
+        path = self.machine / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text(text)
+
+    def put_launcher(self, text):
+        path = self.checkout / "tests/system/gateway/launch"
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text(f"#!/bin/sh\n{text}\n")
+        path.chmod(0o755)
+
+    def check(self, *needs, **environment):
+        variables = {"LANFAB_MACHINE": str(self.machine), "TMPDIR": str(self.temporary), "GATEWAY": ""}
+        command = self.checkout / "scripts/check-machine"
+        return self.run_command(command, *needs, **{**variables, **environment})
+
+    def expect_missing(self, done, cause, remedy):
+        """Expects one line with the cause and one with the remedy, and nothing left behind."""
+        self.expect(done, 1, cause)
+        self.assertIn(remedy, done.stderr)
+        self.assertEqual(len(done.stderr.splitlines()), 2, done.stderr)
+        self.assertEqual(done.stdout, "")
+        self.assertEqual(os.listdir(self.temporary), [])
+
+
+class Needs(CheckMachine):
+    def test_is_silent_when_nothing_is_missing(self):
         for need in ("build", "sandbox", "gateway"):
             with self.subTest(need):
-                self.expect(self.check(need), 0)
+                done = self.check(need)
+                self.expect(done, 0)
+                self.assertEqual(done.stdout, "")
 
     def test_a_full_disk(self):
         self.put("df", "echo Avail; echo 7")
-        self.expect_missing(self.check("build"), "MB free", "make space")
-        self.expect_missing(self.check("gateway", TMPDIR="/tmp"), "Neither /dev/shm nor /tmp", "TMPDIR")
+        done = self.check("build")
+        self.expect(done, 1, "checkout has less than 2000 MB free\n  The build needs that much: make space")
+        self.assertIn(f"{self.temporary} is not writable or has less than 100 MB free", done.stderr)
+        done = self.check("gateway")
+        self.expect_missing(done, f"Neither /dev/shm nor {self.temporary} has 800 MB free", "set TMPDIR")
 
-    def test_no_program_may_run_where_the_memory_is(self):
-        self.put("findmnt", "echo rw,noexec")
-        self.expect_missing(self.check("gateway"), "where programs may run", "TMPDIR")
+    def test_no_space_for_temporary_files(self):
+        self.put("df", f'echo Avail; case "$*" in *{self.temporary}) echo 7 ;; *) echo 100000 ;; esac')
+        self.expect_missing(self.check("build"), "or has less than 100 MB free", "set TMPDIR")
 
+    def test_no_directory_for_temporary_files(self):
+        self.put("df", 'for last; do :; done; [ -d "$last" ] && echo Avail && echo 100000')
+        missing = self.directory / "missing"
+        done = self.check("build", TMPDIR=str(missing))
+        self.expect_missing(done, f"{missing} is not writable", "set TMPDIR")
+
+
+class Memory(CheckMachine):
+    def available(self, mebibytes, swap=0):
+        text = f"MemTotal: 99999999 kB\nMemAvailable: {mebibytes * 1024} kB\nSwapFree: {swap * 1024} kB\n"
+        self.put_on_machine("proc/meminfo", text)
+
+    def limit(self, group, file, limit):
+        """Puts this process into a control group, and limits that group or one around it."""
+        self.put_on_machine("proc/self/cgroup", group)
+        self.put_on_machine(f"sys/fs/cgroup/{file}", f"{limit}\n")
+
+    def expect_too_little(self, need, mebibytes):
+        cause = f"{mebibytes} MB of memory to spare: the build and the gateways need 1300 MB\n"
+        self.expect_missing(self.check(need), cause, "use a machine with 2 GB")
+
+    def test_too_little(self):
+        self.available(900)
+        for need in ("build", "gateway"):
+            with self.subTest(need):
+                self.expect_too_little(need, 900)
+
+    def test_is_reported_once(self):
+        self.available(900)
+        done = self.check("build", "gateway")
+        self.assertEqual(done.stderr.count("memory"), 1, done.stderr)
+
+    def test_swap_counts(self):
+        self.available(900, swap=400)
+        self.expect(self.check("build", "gateway"), 0)
+
+    def test_limit_of_a_container(self):
+        cases = (
+            ("0::/\n", "memory.max"),
+            ("0::/user/session\n", "user/session/memory.max"),
+            ("0::/user/session\n", "user/memory.max"),
+            ("5:devices:/\n4:cpu,memory:/box\n", "memory/box/memory.limit_in_bytes"),
+            # It sees the path on the host, and its own group at the root.
+            ("4:memory:/docker/box\n", "memory/memory.limit_in_bytes"),
+        )
+        for group, file in cases:
+            with self.subTest(file, group=group):
+                self.limit(group, file, GIB)
+                self.expect_too_little("build", 1024)
+                (self.machine / "sys/fs/cgroup" / file).unlink()
+
+    def test_no_limit(self):
+        cases = (
+            ("0::/box\n", "box/memory.max", "max"),
+            ("4:memory:/\n", "memory/memory.limit_in_bytes", 9223372036854771712),
+            ("4:devices:/box\n", "memory/box/memory.limit_in_bytes", GIB),
+        )
+        for group, file, limit in cases:
+            with self.subTest(file):
+                self.limit(group, file, limit)
+                self.expect(self.check("build"), 0)
+
+    def test_compile_jobs(self):
+        for mebibytes, jobs in ((100_000, 8), (2600, 4), (2599, 3), (1300, 2), (100, 1)):
+            with self.subTest(mebibytes):
+                self.available(mebibytes)
+                done = self.check("--jobs")
+                self.assertEqual((done.returncode, done.stdout, done.stderr), (0, f"{jobs}\n", ""))
+
+
+class Sandbox(CheckMachine):
     def test_no_user_namespaces(self):
         self.put("unshare", "exit 1")
-        # What the settings of the kernel are.
-        self.put("cat", "echo 1")
-        self.put("grep", "exit 0")
-        self.expect_missing(self.check("sandbox"), "makes no user namespaces", "Run the container with more")
-        self.put("cat", "echo 0")
-        self.expect_missing(self.check("sandbox"), "makes no user namespaces", "sysctl user.max_user_namesp")
+        self.expect_missing(self.check("sandbox"), "need user namespaces", "Run the container with more")
+        self.put_on_machine("proc/sys/user/max_user_namespaces", "0\n")
+        self.expect_missing(self.check("sandbox"), "need user namespaces", "sysctl user.max_user_namespaces=")
 
     def test_no_user_namespaces_in_a_chroot(self):
         self.put("unshare", "exit 1")
-        self.put("cat", "echo 1")
-        # Nothing is mounted on the root.
-        self.put("grep", "exit 1")
+        self.put_on_machine("proc/self/mountinfo", "1 0 0:1 / /proc rw - proc proc rw\n")
         self.expect_missing(self.check("sandbox"), "this is a chroot", "Run it outside")
 
-    def test_a_sandbox_that_fails(self):
+    def test_fails(self):
         self.put("unshare", '[ "$*" = "--user true" ] || { echo mount failed >&2; exit 1; }')
-        self.expect_missing(self.check("sandbox"), "cannot be made: mount failed", "--privileged")
+        self.expect_missing(self.check("sandbox"), "the sandbox of the tests: mount failed", "--privileged")
 
-    def test_a_sandbox_that_hangs(self):
-        self.put("unshare", '[ "$*" = "--user true" ] || sleep 60')
-        self.expect_missing(self.check("sandbox"), "cannot be made", "--privileged")
+    def test_is_restricted(self):
+        self.put("unshare", '[ "$*" = "--user true" ]')
+        self.put_on_machine("proc/sys/kernel/apparmor_restrict_unprivileged_userns", "1\n")
+        self.expect_missing(self.check("sandbox"), "AppArmor", "sysctl kernel.apparmor_restrict")
 
-    def test_a_gateway_that_cannot_trace(self):
-        self.put("uname", "echo x86_64")
-        self.put("df", "echo Avail; echo 100000")
-        self.put("findmnt", "echo rw")
-        self.put("linux.uml", "echo 'Checking that ptrace can ...failed'; exit 1")
-        self.expect_missing(self.check("gateway"), "does not run: Checking that ptrace", "yama/ptrace_scope")
+    def test_hangs(self):
+        self.put("unshare", '[ "$*" = "--user true" ] || sleep 600')
+        # Less patience.
+        timeout = shutil.which("timeout")
+        self.put("timeout", f'shift; exec {timeout} 0.1 "$@"')
+        self.expect_missing(self.check("sandbox"), "Could not create the sandbox", "--privileged")
+
+
+class Gateway(CheckMachine):
+    def test_the_kernel_does_not_boot(self):
+        self.put_launcher('[ "$*" = --probe ] && printf "It panics\\n  Use another one\\n" >&2; exit 1')
+        self.expect_missing(self.check("gateway"), "It panics\n", "  Use another one\n")
+
+    def test_its_packages_are_not_installed_yet(self):
+        self.put_launcher("echo QEMU is missing >&2; exit 3")
+        self.expect(self.check("gateway"), 0)
+
+    def test_python_is_not_installed_yet(self):
+        self.put_launcher("exit 1")
+        for name in ("bash", "dirname", "cat", "awk", "xargs", "tail", "grep"):
+            (self.programs / name).symlink_to(shutil.which(name))
+        self.expect(self.check("gateway", PATH=str(self.programs)), 0)
+
+    def test_no_program_may_run_where_the_memory_is(self):
+        self.put("findmnt", "echo rw,noexec")
+        done = self.check("gateway")
+        self.expect_missing(done, "800 MB free on a file system without noexec", "set TMPDIR to a directory")
+        self.expect(self.check("gateway", GATEWAY="qemu"), 0)
+
+    def test_one_directory_for_the_memory_is_enough(self):
+        self.put("findmnt", 'case "$*" in */dev/shm) echo rw,noexec ;; *) echo rw ;; esac')
+        self.expect(self.check("gateway"), 0)
 
     def test_another_processor(self):
+        self.put_launcher("echo It was started >&2; exit 1")
         self.put("uname", "echo riscv64")
-        self.expect_missing(self.check("gateway"), "not for riscv64", "64-bit PC")
+        done = self.check("gateway")
+        self.expect_missing(done, "Neither User-mode Linux nor QEMU", "scripts/test --possible")
+
+    def test_processors_for_which_one_of_them_serves(self):
+        for processor in ("x86_64", "aarch64"):
+            with self.subTest(processor):
+                self.put("uname", f"echo {processor}")
+                self.expect(self.check("gateway"), 0)
 
 
 if __name__ == "__main__":
