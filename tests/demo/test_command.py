@@ -1,8 +1,8 @@
 #!/usr/bin/python3
-"""What scripts/demo does with its arguments: which file it takes, what it says and how it ends.
+"""What scripts/demo does with its arguments: which file it takes, what it prints and how it ends.
 
-Nothing is built, installed or booted: the demo runs in a checkout of its own in which cmake, the other
-scripts and the launcher are recorders.
+Nothing is built, installed or booted: the demo runs in a checkout of its own in which the other scripts and
+the launcher are stubs that record their arguments.
 """
 
 import argparse
@@ -16,11 +16,18 @@ import tempfile
 import unittest
 
 CHECKOUT = pathlib.Path(__file__).resolve().parents[2]
-RECORDER = """#!/bin/sh
+STUB = """#!/bin/sh
 echo "${0##*/}" "$@" >>"$CALLS"
 [ "${0##*/}" != launch ] || exit 7
 """
-BEFORE_THE_BUILD = ["check-machine build gateway", "install-packages build gateway"]
+# The second look at the machine boots a kernel, which takes the packages.
+BEFORE_THE_BUILD = ["check-machine build gateway", "install-packages build gateway", "check-machine gateway"]
+BUILD = ["build quick cmd_lanfab lanfab_companion"]
+COST = """\
+The demo takes about one minute with two processors: half of it builds the program.
+Missing packages are installed first, which takes a few minutes more.
+"""
+COST_WITHOUT_BUILD = "The demo takes about half a minute.\n"
 
 RULE = re.compile(r"\[([a-z-]+)\]$", re.MULTILINE)
 
@@ -41,11 +48,11 @@ class DemoCase(unittest.TestCase):
         for name in (
             "scripts/check-machine",
             "scripts/install-packages",
+            "scripts/build",
             "tests/system/gateway/launch",
-            "bin/cmake",
-            "build/release/companion/lanfab",
+            "build/quick/companion/lanfab",
         ):
-            write(self.checkout / name, RECORDER.encode()).chmod(0o755)
+            write(self.checkout / name, STUB.encode()).chmod(0o755)
         for name in ("scripts/demo", "examples", "tests/support", "tests/system/gateway/tour"):
             (self.checkout / name).symlink_to(CHECKOUT / name)
 
@@ -54,16 +61,15 @@ class DemoCase(unittest.TestCase):
 
     def link_program(self, path):
         """Makes a program what the last build has left."""
-        target = self.checkout / "build/release/cmd_lanfab"
+        target = self.checkout / "build/quick/cmd_lanfab"
         target.symlink_to(path)
 
     def demo(self, *arguments, wrapper=()):
         """Runs the demo; returns its result, to which `calls` adds what it called."""
         calls = write(self.directory / "calls", b"")
-        path = f"{self.checkout}/bin:{os.environ['PATH']}"
         result = subprocess.run(
             [*wrapper, self.checkout / "scripts/demo", *arguments],
-            env={**os.environ, "PATH": path, "CALLS": str(calls)},
+            env={**os.environ, "CALLS": str(calls)},
             capture_output=True,
             text=True,
             check=False,
@@ -71,9 +77,9 @@ class DemoCase(unittest.TestCase):
         result.calls = calls.read_text(encoding="utf-8").splitlines()
         return result
 
-    def assert_refused(self, result, complaint, calls=()):
-        self.assertEqual(result.stderr.splitlines(), [complaint])
-        self.assertEqual((result.returncode, result.stdout), (2, ""))
+    def assert_refused(self, result, error, stdout="", calls=()):
+        self.assertEqual(result.stderr.splitlines(), [error])
+        self.assertEqual((result.returncode, result.stdout), (2, stdout))
         self.assertEqual(result.calls, list(calls))
 
 
@@ -103,51 +109,51 @@ class FileThatCannotBeRead(DemoCase):
 
     def test_missing(self):
         path = self.directory / "missing.json"
-        self.assert_refused(self.demo(path), f"{path}: there is no such file")
+        self.assert_refused(self.demo(path), f"{path}: no such file")
 
     def test_no_name(self):
-        self.assert_refused(self.demo(""), ": there is no such file")
+        self.assert_refused(self.demo(""), ": no such file")
 
     def test_directory(self):
-        self.assert_refused(self.demo(self.directory), f"{self.directory}: it is a directory")
+        self.assert_refused(self.demo(self.directory), f"{self.directory}: is a directory")
 
     def test_device(self):
-        self.assert_refused(self.demo("/dev/null"), "/dev/null: it is not a regular file")
+        self.assert_refused(self.demo("/dev/null"), "/dev/null: is not a regular file")
 
     def test_unreadable(self):
         path = self.file(b"{}")
         path.chmod(0)
         self.link_program("/bin/false")
         # In a user namespace without a mapping root has no rights beyond those of an owner.
-        self.assert_refused(self.demo(path, wrapper=["unshare", "--user"]), f"{path}: it cannot be read")
+        self.assert_refused(self.demo(path, wrapper=["unshare", "--user"]), f"{path}: not readable")
 
     def test_empty(self):
         path = self.file(b"")
-        self.assert_refused(self.demo(path), f"{path}: it is empty")
+        self.assert_refused(self.demo(path), f"{path}: is empty")
 
 
 class FileWithoutAConfiguration(DemoCase):
     """It is refused before the build; python3 may come with the packages."""
 
-    def test_complaint(self):
+    def test_error(self):
         cases = (
-            (b'{\n  "a": 1 "b": 2\n}', ":2:10: it is not JSON: Expecting ',' delimiter"),
-            (b" \n", ":2:1: it is not JSON: Expecting value"),
-            (b"{} {}", ":1:4: it is not JSON: Extra data"),
-            (b'{"a": "\xff"}', ": it is not UTF-8 text"),
-            (b"[" * 100_000, ": it is nested too deeply"),
-            (b"[1, 2]", ": the configuration is not an object but an array"),
-            (b'"text"', ": the configuration is not an object but a string"),
-            (b"12", ": the configuration is not an object but a number"),
-            (b"true", ": the configuration is not an object but a boolean"),
-            (b"null", ": the configuration is not an object but null"),
+            (b'{\n  "a": 1 "b": 2\n}', ":2:10: not valid JSON: Expecting ',' delimiter"),
+            (b" \n", ":2:1: not valid JSON: Expecting value"),
+            (b"{} {}", ":1:4: not valid JSON: Extra data"),
+            (b'{"a": "\xff"}', ": not valid UTF-8"),
+            (b"[" * 100_000, ": nested too deeply"),
+            (b"[1, 2]", ": the configuration must be an object, not an array"),
+            (b'"text"', ": the configuration must be an object, not a string"),
+            (b"12", ": the configuration must be an object, not a number"),
+            (b"true", ": the configuration must be an object, not a boolean"),
+            (b"null", ": the configuration must be an object, not null"),
         )
-        for content, complaint in cases:
+        for content, error in cases:
             with self.subTest(content[:20]):
                 path = self.file(content)
-                self.assert_refused(self.demo(path), f"{path}{complaint}", BEFORE_THE_BUILD)
+                self.assert_refused(self.demo(path), f"{path}{error}", COST, BEFORE_THE_BUILD)
 
-    def test_program_that_was_built_has_its_say(self):
+    def test_program_that_was_built_reports_its_error(self):
         if program is None:
             self.skipTest("needs --program")
         self.link_program(program)
@@ -156,8 +162,8 @@ class FileWithoutAConfiguration(DemoCase):
         self.assertEqual(
             result.stderr.splitlines(),
             [
-                f"{path}:2:10: it is not JSON: Expecting ',' delimiter",
-                "cmd_lanfab apply says:",
+                f"{path}:2:10: not valid JSON: Expecting ',' delimiter",
+                "cmd_lanfab apply prints:",
                 "  network.json:2:10: Missing ',' or '}' in object declaration",
                 "  exit status 255",
             ],
@@ -168,11 +174,6 @@ class FileWithoutAConfiguration(DemoCase):
 class FileWithAConfiguration(DemoCase):
     """It is built and booted, whatever the configuration is."""
 
-    BUILD = [
-        "cmake --preset release",
-        "cmake --build --preset release --target cmd_lanfab lanfab_companion -- --quiet",
-    ]
-
     def assert_booted(self, result, config, serves_dhcp=False):
         *before, launch = result.calls
         look = [f"lanfab check --offline {config}"]
@@ -180,8 +181,9 @@ class FileWithAConfiguration(DemoCase):
             diff = before.pop()
             self.assertIn(f" {config} ", diff)
             self.assertTrue(diff.startswith("lanfab diff "), diff)
-        self.assertEqual(before, BEFORE_THE_BUILD + self.BUILD + look)
+        self.assertEqual(before, BEFORE_THE_BUILD + BUILD + look)
         self.assertIn(f"--config {config} ", launch)
+        self.assertTrue(result.stdout.startswith(COST), result.stdout)
         self.assertEqual(result.returncode, 7, "the status of the launcher")
         self.assertEqual(result.stderr, "")
 
@@ -199,11 +201,34 @@ class FileWithAConfiguration(DemoCase):
         self.assert_booted(self.demo(os.path.relpath(path)), path)
 
 
+class Cost(DemoCase):
+    """It is the first thing that the demo prints."""
+
+    def test_with_a_program_that_was_built(self):
+        self.link_program("/bin/true")
+        result = self.demo()
+        self.assertTrue(result.stdout.startswith(COST_WITHOUT_BUILD), result.stdout)
+
+    def test_before_the_machine_is_checked(self):
+        write(self.checkout / "scripts/check-machine", b"#!/bin/sh\necho too small >&2; exit 1\n")
+        result = self.demo()
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (1, COST, "too small\n"))
+        self.assertEqual(result.calls, [])
+
+
+class MachineThatCannotBoot(DemoCase):
+    def test_nothing_is_built(self):
+        stub = '#!/bin/sh\necho "${0##*/}" "$@" >>"$CALLS"\n[ "$*" != gateway ]\n'
+        write(self.checkout / "scripts/check-machine", stub.encode())
+        result = self.demo()
+        self.assertEqual((result.returncode, result.calls), (1, BEFORE_THE_BUILD))
+
+
 class Mistakes(DemoCase):
     def test_each_is_found_and_nothing_is_booted(self):
         if companion is None:
             self.skipTest("needs --companion")
-        lanfab = self.checkout / "build/release/companion/lanfab"
+        lanfab = self.checkout / "build/quick/companion/lanfab"
         lanfab.unlink()
         lanfab.symlink_to(companion)
         result = self.demo("--break")

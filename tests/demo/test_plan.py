@@ -1,18 +1,22 @@
 #!/usr/bin/python3
 """What the demo's tour makes of a configuration: no value, of whatever type and wherever, stops it."""
 
+import contextlib
 import copy
+import io
 import ipaddress
 import json
 import pathlib
 import sys
 import tempfile
 import unittest
+from unittest import mock
 
 CHECKOUT = pathlib.Path(__file__).resolve().parents[2]
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(CHECKOUT / "tests/system/gateway/tour"))
 import plan
+import screen
 import settings
 
 EXAMPLES = {
@@ -190,11 +194,15 @@ class WhatThereIsToShow(unittest.TestCase):
         self.assertEqual(
             list(tour.remarks),
             [
-                "97 more of the networks: eth0.103 to eth0.199",
-                "2 more of the tunnels: gre-tun5 to gre-tun6",
-                "2 more of the host names: storage to press",
+                "97 more networks: eth0.103 to eth0.199",
+                "2 more tunnels: gre-tun5 to gre-tun6",
+                "2 more host names: storage to press",
             ],
         )
+
+    def test_names_without_an_address_are_not_resolved(self):
+        names = [{"name": "press", "ipv4": "192.168.2.2"}, {"name": "till"}, {"name": "safe", "ipv4": "x"}]
+        self.assertEqual(make({"hostnames": names}).names, ["press"])
 
     def test_hosts_play_the_routers_that_are_configured(self):
         lans = {lan.ifname: lan for lan in make(EXAMPLES["tunnels"]).lans}
@@ -245,8 +253,33 @@ class WhatThereIsToShow(unittest.TestCase):
         tour = make(config)
         self.assertIsNone(tour.passthrough)
         self.assertFalse(tour.link_for_lans)
-        remark = "eth1 is the pass-through port, but it is disabled: there is no device behind it"
+        remark = "eth1 is the pass-through port, but it is disabled: no device is connected to it"
         self.assertIn(remark, tour.remarks)
+
+
+class ExitStatus(unittest.TestCase):
+    """The demo ends with status 1 if an answer was no."""
+
+    def run_demo(self, status, *answers):
+        """Returns the demo's exit status and what it prints at the end."""
+        with mock.patch.object(screen, "_negative_answers", []):
+            with contextlib.redirect_stdout(io.StringIO()):
+                for text, good in answers:
+                    screen.answer(text, good)
+            with contextlib.redirect_stdout(io.StringIO()) as output:
+                return screen.exit_status(status), output.getvalue()
+
+    def test_all_is_well(self):
+        self.assertEqual(self.run_demo(0, ("reaches a", True), ("reaches b", True)), (0, ""))
+
+    def test_one_answer_is_no(self):
+        status, output = self.run_demo(0, ("reaches a", True), ("reaches b", False), ("reaches c", True))
+        self.assertEqual(status, 1)
+        self.assertIn("    reaches b\n", output)
+        self.assertNotIn("reaches a", output)
+
+    def test_the_programs_own_status_comes_first(self):
+        self.assertEqual(self.run_demo(255, ("reaches a", False))[0], 255)
 
 
 if __name__ == "__main__":

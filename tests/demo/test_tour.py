@@ -12,35 +12,35 @@ import tempfile
 CHECKOUT = pathlib.Path(__file__).resolve().parents[2]
 GATEWAY = CHECKOUT / "tests/system/gateway"
 
-DHCP = "asks for an address by DHCP"
+DHCP = "gets an address by DHCP"
 LAN = [DHCP, "reaches the gateway at 192.168.1.1"]
 BEYOND = "reaches 203.0.113.9, a host behind the operator"
 FALLBACK = [
     "gets the fallback address 169.254.0.130 by DHCP",
     "reaches the gateway at 169.254.0.129",
 ]
-NAME_OF_THE_GATEWAY = "asks the gateway for the name gateway: 192.168.1.1"
-NAME_BEYOND = "asks the gateway for news.example, which the operator's DNS server knows: 203.0.113.9"
-FIXED_LEASE = "gets the fixed lease 192.168.1.10 as 00:00:5e:00:53:10"
+NAME_OF_THE_GATEWAY = "resolves the name gateway: 192.168.1.1"
+NAME_BEYOND = "resolves news.example, a name from the operator's DNS server: 203.0.113.9"
+STATIC_LEASE = "gets the static lease 192.168.1.10 as 00:00:5e:00:53:10"
 
 
 def through_tunnel(address, network):
     return f"the host behind eth0 reaches {address} in {network} through the tunnel"
 
 
-def far_end(address):
-    return f"the gateway reaches the far end's inner address {address}"
+def remote_endpoint(address):
+    return f"the gateway reaches {address}, the remote endpoint's address in the tunnel"
 
 
 # The lines with a yes, in order; an asterisk stands for an address that dnsmasq chooses.
 ANSWERS = {
     "router": [
         DHCP,
-        FIXED_LEASE,
+        STATIC_LEASE,
         "reaches the gateway at 192.168.1.1",
         NAME_OF_THE_GATEWAY,
-        "asks the gateway for the name storage: 192.168.1.10",
-        "asks the gateway for the name press: 192.168.2.2",
+        "resolves the name storage: 192.168.1.10",
+        "resolves the name press: 192.168.2.2",
         "reaches the gateway at 192.168.2.1",
         DHCP,
         "reaches the gateway at 192.168.100.1",
@@ -50,7 +50,7 @@ ANSWERS = {
         *LAN,
         NAME_OF_THE_GATEWAY,
         BEYOND,
-        "reaches 198.51.100.1, where a static route leads",
+        "reaches 198.51.100.1, the destination of a static route",
         NAME_BEYOND,
     ],
     "passthrough": [*LAN, *FALLBACK, "gets the cellular address 10.64.1.2 by DHCP", BEYOND],
@@ -66,57 +66,60 @@ ANSWERS = {
         *LAN,
         "reaches the gateway at 203.0.113.10",
         "the host behind eth0 reaches 203.0.113.1 behind eth1",
-        far_end("10.255.1.1"),
+        remote_endpoint("10.255.1.1"),
         through_tunnel("10.10.0.1", "10.10.0.0/16"),
         through_tunnel("10.11.0.5", "10.11.0.5/32"),
-        far_end("10.255.2.1"),
+        remote_endpoint("10.255.2.1"),
         through_tunnel("10.20.0.1", "10.20.0.0/16"),
     ],
     "shop": [
         DHCP,
-        FIXED_LEASE,
+        STATIC_LEASE,
         "reaches the gateway at 192.168.1.1",
         NAME_OF_THE_GATEWAY,
-        "asks the gateway for the name till: 192.168.1.10",
-        "asks the gateway for the name printer: 192.168.1.11",
-        "asks the gateway for the name stock: 10.10.0.5",
+        "resolves the name till: 192.168.1.10",
+        "resolves the name printer: 192.168.1.11",
+        "resolves the name stock: 10.10.0.5",
         DHCP,
         "reaches the gateway at 192.168.20.1",
         BEYOND,
         NAME_BEYOND,
-        far_end("10.255.1.1"),
+        remote_endpoint("10.255.1.1"),
         through_tunnel("10.10.0.1", "10.10.0.0/16"),
     ],
     "wrong_values": ["reaches the gateway at 192.168.3.1"],
+    "unmet": LAN,
     "refused": [],
     "many_vlans": [
         "reaches the gateway at 192.168.1.1",
         *[f"reaches the gateway at 10.0.{vid}.1" for vid in range(100, 104)],
     ],
 }
+# The lines with a no, of which no example has one.
+NEGATIVE_ANSWERS = {"unmet": ["gets the static lease 10.9.9.9 as 00:00:5e:00:53:10"]}
 # Lines that must be there besides the answers.
 LINES = {
     "passthrough": ["The device behind eth1, while the cellular link is down"],
-    "bridge-wifi": ["         The gateway has no Wi-Fi radio: a cable plays each access point."],
+    "bridge-wifi": ["         The gateway has no Wi-Fi radio: a cable replaces each access point."],
     "tunnels": [
-        "         the default route leads over eth1, not over the link",
+        "         the default route uses eth1, not the cellular link",
         '    "route_incoming": its routes are made by two scripts of the device',
     ],
     "wrong_values": [
         '    "wired.eth0" is an array, not an object',
         '    "wired.eth1.network.ipv4" is not an IPv4 address: "192.168.1.300"',
         '    "tunnels.gre" is a boolean, not an array',
-        "What systemd-networkd says about the unit files",
+        "Warnings of systemd-networkd about the unit files",
     ],
     "refused": [
         "    exit status 255",
         "      /etc/lanfab/network.json:1:25: hostnames[0].name: *",
-        "    the network: after a failed run the gateway has what it had before",
-        "The program ended with status 255, and so does the demo.",
+        "    the network: after a failed run the gateway keeps its previous one",
+        "The demo ends with the exit status of the program: 255.",
     ],
-    "many_vlans": ["    96 more of the networks: eth0.104 to eth0.199"],
+    "many_vlans": ["    96 more networks: eth0.104 to eth0.199"],
 }
-STATUSES = {"refused": 255}
+STATUSES = {"refused": 255, "unmet": 1}
 
 
 def static(address):
@@ -134,6 +137,18 @@ def wrong_values():
     }
 
 
+def unmet():
+    """Returns a configuration with a static lease in another network, which no device gets."""
+    lease = {"enable": True, "mac": "00:00:5e:00:53:10", "ipv4": "10.9.9.9"}
+    dhcp = {
+        "enable": True,
+        "start": "192.168.1.100",
+        "end": "192.168.1.199",
+        "mac_binding": {"enable": True, "devices": [lease]},
+    }
+    return {"wired": {"eth0": {"enable": True, "network": {**static("192.168.1.1"), "dhcp": dhcp}}}}
+
+
 def many_vlans():
     vlans = [
         {"enable": True, "vid": vid, "network": static(f"10.0.{vid}.1")} for vid in range(100, 200)
@@ -144,6 +159,7 @@ def many_vlans():
 
 CONFIGURATIONS = {
     "wrong_values": wrong_values,
+    "unmet": unmet,
     "refused": lambda: {"hostnames": [{"name": "two\nlines", "ipv4": "192.168.1.1"}]},
     "many_vlans": many_vlans,
 }
@@ -158,7 +174,7 @@ def take_tour(program, companion, name):
             file.flush()
             config = file.name
         return subprocess.run(
-            [GATEWAY / "launch", "--time-limit", "280", "--program", program, "--tool", companion]
+            [GATEWAY / "launch", "--time-limit", "600", "--program", program, "--tool", companion]
             + ["--config", config, "python3", "-B", GATEWAY / "tour"],
             stdout=subprocess.PIPE,
             stderr=subprocess.STDOUT,
@@ -171,17 +187,23 @@ def matches(line, pattern):
     return fnmatch.fnmatchcase(line, pattern.replace("[", "[[]"))
 
 
-def complaints(result, name):
+def answers(lines, word):
+    """Returns the answers that begin with yes or no."""
+    start = f"    {word:<3}  "
+    return [line.removeprefix(start) for line in lines if line.startswith(start)]
+
+
+def errors(result, name):
     """Yields what is not as expected."""
     lines = result.stdout.splitlines()
     if result.returncode != STATUSES.get(name, 0):
         yield f"exit status {result.returncode}"
-    yield from (f"answered {line.strip()}" for line in lines if line.startswith("    no "))
-    answers = [line.removeprefix("    yes  ") for line in lines if line.startswith("    yes ")]
-    if len(answers) != len(ANSWERS[name]) or not all(map(matches, answers, ANSWERS[name])):
-        yield "its answers are\n" + "\n".join(answers)
-        yield "and not\n" + "\n".join(ANSWERS[name])
-    last_look = ["$ lanfab status", "$ lanfab graph"] if result.returncode == 0 else []
+    for word, wanted in (("yes", ANSWERS[name]), ("no", NEGATIVE_ANSWERS.get(name, []))):
+        found = answers(lines, word)
+        if len(found) != len(wanted) or not all(map(matches, found, wanted)):
+            yield f'its answers "{word}" are\n' + "\n".join(found)
+            yield "and not\n" + "\n".join(wanted)
+    last_look = ["$ lanfab status", "$ lanfab graph"] if result.returncode in (0, 1) else []
     for wanted in LINES.get(name, []) + last_look:
         if not any(matches(line, wanted) for line in lines):
             yield f"there is no line: {wanted}"
@@ -196,7 +218,7 @@ def main():
     parser.add_argument("name", choices=ANSWERS, help="an example, or another configuration of this test")
     options = parser.parse_args()
     result = take_tour(options.program, options.companion, options.name)
-    failures = list(complaints(result, options.name))
+    failures = list(errors(result, options.name))
     if failures:
         print(result.stdout)
         print(*failures, sep="\n", file=sys.stderr)

@@ -30,16 +30,16 @@ def show_first_run(tour):
 
 
 def show_lans(tour):
-    screen.heading("What the kernel has now")
+    screen.heading("The network in the kernel")
     program.show_kernel(tour.lans)
     program.show_complaints()
-    screen.heading("What the hosts around it can do")
+    screen.heading("What the hosts around the gateway can do")
     if not tour.lans and not tour.passthrough:
-        screen.note("The gateway has no network that a host could be in.")
+        screen.note("The gateway has no network for hosts.")
     for number, lan in enumerate(tour.lans):
         hosts.show_lan(lan, tour.names if number == 0 else [])
     if tour.radios:
-        screen.note("The gateway has no Wi-Fi radio: a cable plays each access point.")
+        screen.note("The gateway has no Wi-Fi radio: a cable replaces each access point.")
         screen.space()
     hosts.show_way_between(tour)
     if tour.passthrough:
@@ -67,7 +67,7 @@ def show_tunnels(tour):
 
 
 def show_state():
-    screen.heading("What lanfab says of the gateway now")
+    screen.heading("What lanfab reports about the gateway now")
     program.show_command("lanfab", "status")
     program.show_command("lanfab", "graph")
 
@@ -75,7 +75,7 @@ def show_state():
 def show_all(tour):
     status, files = show_first_run(tour)
     if status != 0:
-        tour.remarks["the network: after a failed run the gateway has what it had before"] = True
+        tour.remarks["the network: after a failed run the gateway keeps its previous one"] = True
         return status
     attempt(tour, "the hosts", show_lans)
     if tour.link:
@@ -88,7 +88,7 @@ def show_all(tour):
 
 
 def attempt(tour, what, show, *arguments):
-    """Shows one part of the tour; a remark says so if its settings are none that the demo can play."""
+    """Shows one part of the tour; adds a remark if the demo cannot simulate its settings."""
     try:
         return show(tour, *arguments)
     except guest.CommandFailed as error:
@@ -98,7 +98,7 @@ def attempt(tour, what, show, *arguments):
 
 def show_remarks(remarks):
     if remarks:
-        screen.heading("What this tour leaves out")
+        screen.heading("What the demo does not show")
         screen.indented(list(remarks))
         screen.space()
 
@@ -111,12 +111,10 @@ def main():
     try:
         status = show_all(tour)
     except subprocess.TimeoutExpired as error:
-        print(f"\nThe gateway is too slow for this configuration: no answer from {error.cmd[0]}.")
+        print(f"\nThe gateway is too slow for this configuration: {error.cmd[0]} did not finish.")
         return 1
     show_remarks(tour.remarks)
-    if status != 0:
-        print(f"The program ended with status {status}, and so does the demo.")
-    return status
+    return screen.exit_status(status)
 
 
 sys.exit(main())

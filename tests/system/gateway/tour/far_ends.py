@@ -19,11 +19,11 @@ def show_tunnel(number, tunnel, plan):
     way = gateway.way_to(str(tunnel.remote))
     provider = namespace_behind(way.get("dev"), plan)
     if local is None:
-        screen.answer("the kernel has it, with an address to start from", False)
+        screen.answer("exists in the kernel, with a local address", False)
     elif provider is None:
-        screen.note(f"there is no way to its far end {tunnel.remote}")
+        screen.note(f"no route to its remote endpoint {tunnel.remote}")
     else:
-        screen.note(f"the way to its far end {tunnel.remote} leads over {way['dev']}")
+        screen.note(f"the route to its remote endpoint {tunnel.remote} uses {way['dev']}")
         lan = asking_lan(plan, local)
         build_far_end(number, tunnel, local, provider, lan)
         show_reach(tunnel, lan)
@@ -77,7 +77,8 @@ def build_far_end(number, tunnel, local, provider, lan):
 
 def show_reach(tunnel, lan):
     reached = gateway.reaches(str(tunnel.far_end.ip), None, hosts.PATIENCE)
-    screen.answer(f"the gateway reaches the far end's inner address {tunnel.far_end.ip}", reached)
+    address = tunnel.far_end.ip
+    screen.answer(f"the gateway reaches {address}, the remote endpoint's address in the tunnel", reached)
     namespace = hosts.first_host(lan) if lan else None
     who = f"the host {hosts.place(lan, lan.behind[0])}" if lan else "the gateway"
     for network in tunnel.far_networks:

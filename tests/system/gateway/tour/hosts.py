@@ -5,7 +5,8 @@ import program
 import screen
 from plan import BRIDGE, HOSTS, RADIOS
 
-PATIENCE = 5
+# Seconds until something is unreachable: only a "no" takes so long.
+PATIENCE = 20
 
 gateway = guest.Gateway()
 
@@ -34,9 +35,9 @@ def connect(lan, position):
     if program.serves_dhcp(lan.ifname):
         return get_leases(lan, namespace, lan.fixed_lease if position == 0 else None)
     if lan.wants_dhcp:
-        screen.note('its network has "dhcp", but the program wrote nothing for it')
+        screen.note('"dhcp" is enabled, but the program configured no DHCP server')
     if position >= len(lan.free):
-        screen.note(f"there is no address for a host in {lan.address}")
+        screen.note(f"no address is free for a host in {lan.address}")
         return False
     ifname = namespace if lan.vlan is None else gateway.add_vlan(namespace, namespace, lan.vlan)
     address = f"{lan.free[position]}/{lan.address.network.prefixlen}"
@@ -47,11 +48,11 @@ def connect(lan, position):
 
 def get_leases(lan, namespace, fixed_lease):
     lease = gateway.dhcp_lease(namespace, vlan=lan.vlan)
-    show_lease(lease, "asks for an address by DHCP", lease)
+    show_lease(lease, "gets an address by DHCP", lease)
     if fixed_lease:
         hardware_address, address = fixed_lease
         fixed = gateway.dhcp_lease(namespace, vlan=lan.vlan, hwaddr=hardware_address)
-        question = f"gets the fixed lease {address} as {hardware_address}"
+        question = f"gets the static lease {address} as {hardware_address}"
         screen.answer(question, fixed and fixed["ip"] == address)
         lease = fixed or lease
     return lease is not None
@@ -70,7 +71,7 @@ def show_host(lan, namespace, names):
         return
     for name in names:
         found = gateway.resolve(name, lan.gateway, namespace)
-        screen.answer(f"asks the gateway for the name {name}: {', '.join(found) or 'no answer'}", found)
+        screen.answer(f"resolves the name {name}: {', '.join(found) or 'no answer'}", found)
 
 
 def addresses_in(lan, behind):

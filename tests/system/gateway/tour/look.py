@@ -1,4 +1,4 @@
-"""Says why a file cannot be the configuration of a demo: exit status 2; nothing and 0 if it can be."""
+"""Reports why a file cannot be the configuration of a demo, with exit status 2; silent and 0 if it can be."""
 
 import sys
 

@@ -118,13 +118,14 @@ def first(config, items, most, what, name):
     left_out = items[most:]
     if left_out:
         names = " to ".join(dict.fromkeys((name(left_out[0]), name(left_out[-1]))))
-        config.remark(f"{len(left_out)} more of the {what}: {names}")
+        config.remark(f"{len(left_out)} more {what}: {names}")
     return items[:most]
 
 
 def host_names(config):
-    names = [entry.host_name("name") for entry in config.objects("hostnames")]
-    return [name for name in names if name]
+    """Returns the names that the gateway resolves; the program leaves out those without an address."""
+    entries = [(entry.host_name("name"), entry.address("ipv4")) for entry in config.objects("hostnames")]
+    return [name for name, address in entries if name and address]
 
 
 # The gateway's own networks
@@ -154,7 +155,7 @@ def bridge_members(config, passthrough_port):
         elif name in PORTS or (name in RADIOS and has_access_point(config, name)):
             members.append(name)
     if not members:
-        config.remark("the bridge has no member with a host behind it")
+        config.remark("the bridge has no member with a host")
     return members
 
 
@@ -196,7 +197,7 @@ def vlan_lan(config, port, entry):
 def read_lan(config, ifname, network, behind, vlan=None):
     """Yields the network, unless it has no address of its own."""
     if network.text("protocol") == "dhcp_client":
-        config.remark(f"{ifname} gets its address by DHCP: the demo has no server there")
+        config.remark(f"{ifname} is a DHCP client: the demo has no server for it")
         return
     address = network.interface("ipv4", "netmask")
     if address is None:
@@ -268,7 +269,7 @@ def read_passthrough(config, port):
     if port is None:
         return None
     if not config.at(f"wired.{port}").flag("enable"):
-        config.remark(f"{port} is the pass-through port, but it is disabled: there is no device behind it")
+        config.remark(f"{port} is the pass-through port, but it is disabled: no device is connected to it")
         return None
     network = port_network(config, port)
     dhcp = network.object("dhcp")
@@ -289,7 +290,7 @@ def read_passthrough(config, port):
 def find_link(config, passthrough, taken):
     if not config.at("wireless.cell").flag("enable"):
         if passthrough:
-            config.remark("there is no cellular link for the device behind the pass-through port")
+            config.remark("the cellular link of the pass-through device is not enabled")
         return None
     if passthrough and passthrough.address:
         port = passthrough.address
@@ -356,7 +357,7 @@ def find_tunnels(config):
             return
         tunnel = read_tunnel(ifname, entry)
         if tunnel is None:
-            config.remark(f"{ifname} has no far end that the demo could play")
+            config.remark(f"the demo cannot simulate the remote endpoint of {ifname}")
         else:
             yield tunnel
 
@@ -381,9 +382,9 @@ def networks_of(tunnel):
 def remark_other_programs_work(config):
     """Remarks on settings that no action of the program reads, and on what no demo can show."""
     if config.at("tunnels.wireguard").flag("enable"):
-        config.remark("WireGuard: no action of the program sets it up")
+        config.remark("WireGuard: no action of cmd_lanfab sets it up")
     if config.object("qos").flag("enable"):
-        config.remark("quality of service: no action of the program sets it up")
+        config.remark("quality of service: no action of cmd_lanfab sets it up")
     for radio in RADIOS:
         if config.at(f"wireless.wifi.{radio}.client").flag("enable"):
             config.remark(f"{radio} is a Wi-Fi client: the demo has no access point for it")

@@ -40,10 +40,10 @@ def show_log():
 
 
 def show_complaints():
-    """Shows what systemd-networkd says about the unit files, if it has something to say."""
+    """Shows systemd-networkd's warnings about the unit files, if there are any."""
     complaints = gateway.networkd_complaints()
     if complaints:
-        screen.title("What systemd-networkd says about the unit files")
+        screen.title("Warnings of systemd-networkd about the unit files")
         screen.indented(complaints)
         screen.space()
 

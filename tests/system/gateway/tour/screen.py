@@ -5,6 +5,8 @@ import os
 MOST_LINES = 50
 LONGEST_LINE = 160
 
+_negative_answers = []
+
 
 def style(code, text):
     return f"\033[{code}m{text}\033[0m" if os.environ.get("GATEWAY_COLOUR") else text
@@ -23,9 +25,25 @@ def space():
 
 
 def answer(text, good):
-    """Prints a line that begins with yes or no; returns whether it is yes."""
+    """Prints a line that begins with yes or no; returns whether it is yes.
+
+    A "no" means that the gateway does not do what the configuration asks for: it ends the demo with status 1.
+    """
+    if not good:
+        _negative_answers.append(text)
     print(f"    {style('32', 'yes') if good else style('31', 'no '):<3}  {text}", flush=True)
     return bool(good)
+
+
+def exit_status(status):
+    """Returns the demo's exit status after a program run with `status`; prints why it is not 0."""
+    if status != 0:
+        print(f"The demo ends with the exit status of the program: {status}.")
+    elif _negative_answers:
+        status = 1
+        print('The gateway does not do what the configuration asks for; see "no" above:')
+        indented(_negative_answers)
+    return status
 
 
 def note(text):

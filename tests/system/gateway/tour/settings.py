@@ -1,7 +1,7 @@
 """The configuration as the tour reads it.
 
-Nothing here raises an exception for what a configuration holds: a value of the wrong type counts as missing,
-as it does for the program, and a remark says so.
+Nothing here raises an exception for what a configuration holds: a value of the wrong type is ignored,
+as the program does, and gets a remark.
 """
 
 import ipaddress
@@ -14,7 +14,7 @@ LONGEST_QUOTATION = 40
 
 
 class Unusable(Exception):
-    """The file holds no configuration; the text says why, after ":LINE:COLUMN" if a place is known."""
+    """The file holds no configuration. The message begins with ":LINE:COLUMN" if the location is known."""
 
 
 def load(path):
@@ -24,15 +24,15 @@ def load(path):
     try:
         value = json.loads(data.decode("utf-8-sig"))
     except UnicodeDecodeError:
-        raise Unusable(": it is not UTF-8 text") from None
+        raise Unusable(": not valid UTF-8") from None
     except json.JSONDecodeError as error:
-        raise Unusable(f":{error.lineno}:{error.colno}: it is not JSON: {error.msg}") from None
+        raise Unusable(f":{error.lineno}:{error.colno}: not valid JSON: {error.msg}") from None
     except RecursionError:
-        raise Unusable(": it is nested too deeply") from None
+        raise Unusable(": nested too deeply") from None
     except ValueError as error:
         raise Unusable(f": {error}") from None
     if not isinstance(value, dict):
-        raise Unusable(f": the configuration is not an object but {kind(value)}")
+        raise Unusable(f": the configuration must be an object, not {kind(value)}")
     return Settings(value)
 
 

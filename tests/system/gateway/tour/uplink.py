@@ -112,20 +112,20 @@ def show_lan_hosts(plan):
     screen.title(f"{who}, over the cellular link")
     if lan:
         lead_back(plan)
-        screen.note("there is no NAT here, the firewall's work: the operator knows the way back")
+        screen.note("no NAT here, which is the firewall's job: the operator has routes to the LANs")
     device = gateway.way_to(str(plan.link.beyond)).get("dev")
     if device == CELLULAR:
         reached = gateway.reaches(str(plan.link.beyond), namespace, hosts.PATIENCE)
         screen.answer(f"reaches {plan.link.beyond}, a host behind the operator", reached)
     else:
-        screen.note(f"the default route leads over {device or 'no interface'}, not over the link")
+        screen.note(f"the default route uses {device or 'no interface'}, not the cellular link")
     for target in plan.link.routed:
         reached = gateway.reaches(str(target), namespace, hosts.PATIENCE)
-        screen.answer(f"reaches {target}, where a static route leads", reached)
+        screen.answer(f"reaches {target}, the destination of a static route", reached)
     if lan and plan.link.brings_names:
         found = gateway.resolve(NAME, lan.gateway, namespace)
         answer = ", ".join(found) or "no answer"
-        screen.answer(f"asks the gateway for {NAME}, which the operator's DNS server knows: {answer}", found)
+        screen.answer(f"resolves {NAME}, a name from the operator's DNS server: {answer}", found)
     screen.space()
 
 
