@@ -13,4 +13,13 @@ install(FILES ${PROJECT_BINARY_DIR}/documentation/README.md
 install(FILES CHANGELOG.md DESTINATION ${doc} COMPONENT documentation)
 install(DIRECTORY examples DESTINATION ${doc} COMPONENT documentation
   FILES_MATCHING PATTERN network.json PATTERN README.md)
-install(FILES docs/man/cmd_lanfab.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT documentation)
+
+# Installs a manual page with the version in it.
+function(install_manual_page page component)
+  configure_file(docs/man/${page} documentation/${page} @ONLY)
+  cmake_path(GET page EXTENSION LAST_ONLY section)
+  string(REPLACE "." "man" directory ${section})
+  install(FILES ${PROJECT_BINARY_DIR}/documentation/${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/${directory}
+    COMPONENT ${component})
+endfunction()
+install_manual_page(cmd_lanfab.8 documentation)

@@ -28,6 +28,7 @@ if(LANFAB_COMPANION)
 endif()
 
 set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_VERSION ${LANFAB_VERSION})
 set(CPACK_PACKAGE_CONTACT "lanfab maintainers <maintainers@lanfab.example>")
 # With DESTDIR, so that the service contains the program's final path.
 set(CPACK_SET_DESTDIR ON)
@@ -64,7 +65,7 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME lanfab-tools)
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "checks and previews of a gateway's network configuration
 Says what is wrong with a configuration of lanfab, shows the files and commands
 that it leads to, and what it would change, without touching the network.")
-set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "lanfab (= ${PROJECT_VERSION}), ${libraries}")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "lanfab (= ${LANFAB_VERSION}), ${libraries}")
 # For pictures.
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS graphviz)
 

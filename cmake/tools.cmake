@@ -2,8 +2,8 @@
 install(TARGETS lanfab_companion RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 install(FILES packaging/tools/lanfab.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
   RENAME lanfab COMPONENT tools)
-install(FILES docs/man/lanfab.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
-install(FILES docs/man/lanfab-network.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT tools)
+install_manual_page(lanfab.1 tools)
+install_manual_page(lanfab-network.5 tools)
 # For editors, which take it from here by a path in a configuration.
 install(FILES schema/network.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/lanfab COMPONENT tools)
 # Beside the other pages, so that links work.

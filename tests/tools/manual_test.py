@@ -60,12 +60,6 @@ class Manual(unittest.TestCase):
             synopsis[name] = set(OPTION.findall(block))
         self.assertEqual(synopsis, {command: options(command) - HELP for command in commands()})
 
-    def test_version(self):
-        version = subprocess.run(
-            [LANFAB, "--version"], capture_output=True, text=True, check=True
-        ).stdout.strip()
-        self.assertIn(f'"{version}"', PAGE.read_text(encoding="utf-8").splitlines()[0])
-
 
 if __name__ == "__main__":
     unittest.main()

@@ -4,8 +4,9 @@
 #
 ################################################################################
 
-# The tag of the release. LANFAB_OVERRIDE_SRCDIR in local.mk builds another copy.
-LANFAB_VERSION = 1.0.0
+# The tag of the release; before there is one, the branch. LANFAB_OVERRIDE_SRCDIR in local.mk builds another
+# copy.
+LANFAB_VERSION = main
 LANFAB_SITE = https://git.lanfab.example/lanfab.git
 LANFAB_SITE_METHOD = git
 LANFAB_LICENSE = PROPRIETARY

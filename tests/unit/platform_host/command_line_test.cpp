@@ -49,7 +49,8 @@ TEST(CommandLineTest, WithoutAnActionWordTheUsageIsShown) {
 }
 
 TEST(CommandLineTest, TheVersionIsShownInOneLine) {
-  EXPECT_THAT(answer_to({"cmd_lanfab", "--version"}), MatchesRegex("cmd_lanfab [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+  EXPECT_THAT(answer_to({"cmd_lanfab", "--version"}),
+              MatchesRegex("cmd_lanfab [0-9]+\\.[0-9]+\\.[0-9]+(~dev)?\n"));
 }
 
 TEST(CommandLineTest, AnEmptyWordIsAnActionWord) {

@@ -3,6 +3,7 @@ DESCRIPTION = "Turns one JSON object into the units of systemd-networkd and the 
 what the previous run left in the kernel and restarts both services."
 SECTION = "net"
 LICENSE = "CLOSED"
+PV = "1.1.0~dev+git"
 
 # A distribution names its own copy, and pins it with SRCREV:pn-lanfab.
 LANFAB_REPOSITORY ?= "git://git.lanfab.example/lanfab.git;protocol=https;branch=main"

@@ -1,0 +1,67 @@
+#!/usr/bin/env python3
+"""Tests that everything that names the version of the project has the one that CMakeLists.txt sets.
+
+Usage: version_test.py INSTALLED PROGRAM...      (INSTALLED: a prefix with the installed manual pages)
+"""
+
+import pathlib
+import re
+import subprocess
+import sys
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+INSTALLED = pathlib.Path(sys.argv.pop(1)).resolve()
+PROGRAMS = [sys.argv.pop(1) for _ in sys.argv[1:]]
+
+
+def find(path, pattern):
+    """Returns the first match of a pattern at the start of a line: the group, or a tuple of groups."""
+    match = re.search(pattern, (ROOT / path).read_text(encoding="utf-8"), re.MULTILINE)
+    assert match, f"{path} has no line that matches {pattern}"
+    return match[1] if match.lastindex == 1 else match.groups()
+
+
+VERSION = find("CMakeLists.txt", r"^set\(LANFAB_VERSION (\S+)\)")
+# What it is called once it is released.
+RELEASE = VERSION.removesuffix("~dev")
+IS_RELEASED = VERSION == RELEASE
+
+
+class Version(unittest.TestCase):
+    def test_form(self):
+        self.assertRegex(VERSION, r"^[0-9]+\.[0-9]+\.[0-9]+(~dev)?$")
+
+    def test_programs(self):
+        for program in PROGRAMS:
+            with self.subTest(program):
+                run = subprocess.run([program, "--version"], capture_output=True, text=True, check=False)
+                self.assertEqual(run.stdout + run.stderr, f"{pathlib.Path(program).name} {VERSION}\n")
+
+    def test_installed_manual_pages(self):
+        pages = sorted(INSTALLED.glob("share/man/man*/*"))
+        self.assertEqual(len(pages), len(list(ROOT.glob("docs/man/*"))))
+        for page in pages:
+            with self.subTest(page.name):
+                title = re.search(r"^\.TH .*", page.read_text(encoding="utf-8"), re.MULTILINE)[0]
+                self.assertIn(f'"lanfab {VERSION}"', title)
+
+    def test_changelog(self):
+        version, date = find("CHANGELOG.md", r"^## \[(.*)\] - (.*)$")
+        self.assertEqual(version, RELEASE)
+        self.assertRegex(date, r"^[0-9]{4}-[0-9]{2}-[0-9]{2}$" if IS_RELEASED else "^unreleased$")
+
+    def test_changelog_of_the_debian_package(self):
+        self.assertEqual(find("packaging/debian/changelog", r"^lanfab \((.*)\)"), VERSION)
+
+    def test_yocto_recipe(self):
+        self.assertEqual(find("packaging/yocto/lanfab_git.bb", r'^PV = "(.*)"$'), f"{VERSION}+git")
+
+    def test_buildroot_package(self):
+        # It builds what is in git: the release's tag, and before there is one, the branch.
+        revision = find("packaging/buildroot/lanfab/lanfab.mk", r"^LANFAB_VERSION = (.*)$")
+        self.assertEqual(revision, VERSION if IS_RELEASED else "main")
+
+
+if __name__ == "__main__":
+    unittest.main()
