@@ -11,18 +11,13 @@ foreach(files IN LISTS packages)
   execute_process(COMMAND gzip --best --no-name ${doc}/changelog ${manual_pages} COMMAND_ERROR_IS_FATAL ANY)
 endforeach()
 
-# The time of all files in the package, so that the same source gives the same bytes: that of the last commit,
-# outside git that of the last entry of Debian's changelog.
+# The timestamp of all files in the package: that of the changelog's last entry, so that the same source gives
+# the same bytes, in a clone as in an unpacked archive.
 if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
-  # The path leaves out a repository that only contains a copy of the source.
-  execute_process(COMMAND git log -1 --format=%ct -- . WORKING_DIRECTORY ${CPACK_LANFAB_SOURCE}
-    OUTPUT_VARIABLE time OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
-  if(NOT time)
-    file(STRINGS ${debian}/changelog ends_of_entries REGEX "^ -- ")
-    list(GET ends_of_entries 0 end_of_entry)
-    string(REGEX REPLACE ".*>  " "" date ${end_of_entry})
-    execute_process(COMMAND date --date=${date} +%s
-      OUTPUT_VARIABLE time OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
-  endif()
+  file(STRINGS ${debian}/changelog ends_of_entries REGEX "^ -- ")
+  list(GET ends_of_entries 0 end_of_entry)
+  string(REGEX REPLACE ".*>  " "" date ${end_of_entry})
+  execute_process(COMMAND date --date=${date} +%s
+    OUTPUT_VARIABLE time OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
   set(ENV{SOURCE_DATE_EPOCH} ${time})
 endif()
