@@ -36,6 +36,7 @@ set(CPACK_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/complete_deb.cmake)
 set(CPACK_LANFAB_SOURCE ${PROJECT_SOURCE_DIR})
+set(CPACK_LANFAB_SYSROOT "${CMAKE_SYSROOT}")
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
@@ -55,17 +56,15 @@ Turns one JSON object into the units of systemd-networkd and the files of
 dnsmasq, undoes what the previous run left in the kernel and restarts both
 services.")
 set(CPACK_DEBIAN_LANFAB_PACKAGE_CONTROL_EXTRA ${debian}/postinst ${debian}/prerm ${debian}/postrm)
-# Written by hand: dpkg-shlibdeps knows only the packages of the build machine. Both programs need the same.
-set(libraries "libc6 (>= 2.34), libgcc-s1 (>= 3.3.1), libjsoncpp25 (>= 1.9.5), libsqlite3-0 (>= 3.5.9), \
-libstdc++6 (>= 11)")
-set(CPACK_DEBIAN_LANFAB_PACKAGE_DEPENDS "${libraries}, dnsmasq, iproute2, systemd, udev")
+# complete_deb.cmake adds the libraries.
+set(CPACK_DEBIAN_LANFAB_PACKAGE_DEPENDS "dnsmasq, iproute2, systemd, udev")
 
 set(CPACK_DEBIAN_TOOLS_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME lanfab-tools)
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "checks and previews of a gateway's network configuration
 Says what is wrong with a configuration of lanfab, shows the files and commands
 that it leads to, and what it would change, without touching the network.")
-set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "lanfab (= ${LANFAB_VERSION}), ${libraries}")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "lanfab (= ${LANFAB_VERSION})")
 # For pictures.
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS graphviz)
 
