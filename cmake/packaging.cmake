@@ -55,7 +55,8 @@ set(CPACK_DEBIAN_LANFAB_DESCRIPTION "network configuration of a gateway for syst
 Turns one JSON object into the units of systemd-networkd and the files of
 dnsmasq, undoes what the previous run left in the kernel and restarts both
 services.")
-set(CPACK_DEBIAN_LANFAB_PACKAGE_CONTROL_EXTRA ${debian}/postinst ${debian}/prerm ${debian}/postrm)
+set(CPACK_DEBIAN_LANFAB_PACKAGE_CONTROL_EXTRA
+  ${debian}/preinst ${debian}/postinst ${debian}/prerm ${debian}/postrm)
 # complete_deb.cmake adds the libraries.
 set(CPACK_DEBIAN_LANFAB_PACKAGE_DEPENDS "dnsmasq, iproute2, systemd, udev")
 

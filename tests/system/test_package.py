@@ -1,9 +1,8 @@
-"""The Debian package on a gateway: installed, booted, its configuration changed, removed.
+"""The Debian package on a gateway: installed, booted, its configuration changed.
 
-The gateway's own boot stops before multi-user.target; `boot` does the rest, as often as a test wants.
+The gateway's own boot stops before multi-user.target; `package.boot` does the rest, as often as a test wants.
 """
 
-import json
 import os
 import re
 import shlex
@@ -16,56 +15,8 @@ import package
 
 PACKAGE = "/root/lanfab.deb"
 DNSMASQ_CONF = "/var/run/dnsmasq.conf"
-NETWORK = {
-    "wired": {
-        "eth0": {
-            "enable": True,
-            "network": {
-                "mode": "router",
-                "protocol": "static",
-                "ipv4": "192.168.1.1",
-                "netmask": 24,
-                "dhcp": {
-                    "enable": True,
-                    "start": "192.168.1.100",
-                    "end": "192.168.1.199",
-                    "leasetime": "12h",
-                },
-            },
-        },
-        "eth1": {
-            "enable": True,
-            "network": {"mode": "router", "protocol": "static", "ipv4": "192.168.2.1", "netmask": 24},
-        },
-    },
-    "hostnames": [{"name": "storage", "ipv4": "192.168.1.10"}],
-}
 
 gateway = guest.Gateway()
-
-
-def moved_network():
-    """Returns NETWORK with another subnet on the first port and one more name."""
-    network = json.loads(json.dumps(NETWORK).replace("192.168.1.", "192.168.77."))
-    network["hostnames"].append({"name": "archive", "ipv4": "192.168.77.11"})
-    return network
-
-
-def shut_down():
-    """Undoes what a boot and the runs of the program did, to the state before a boot."""
-    services = ("lanfab", "dnsmasq", "systemd-networkd.socket", "systemd-networkd")
-    gateway.run("systemctl", "stop", "multi-user.target", *services)
-    gateway.run("systemctl", "disable", "systemd-networkd")
-    gateway.run("sh", "-c", "rm -f /run/dnsmasq.* /run/.delete_*")
-    gateway.run("sh", "-c", "rm -f /run/systemd/network/* /etc/lanfab/network.json")
-    for port in ("eth0", "eth1"):
-        gateway.run("ip", "address", "flush", "dev", port)
-
-
-def boot():
-    """Starts everything that a boot starts, in one transaction; fails if that does not end."""
-    gateway.run("systemctl", "daemon-reload")
-    gateway.run("systemctl", "start", "multi-user.target")
 
 
 def dnsmasq_guard():
@@ -87,7 +38,7 @@ def setUpModule():
 
 class Package(unittest.TestCase):
     def setUp(self):
-        shut_down()
+        package.shut_down(gateway)
         self.runs_before = runs()
 
     def check_network(self, lan, names):
@@ -101,8 +52,8 @@ class Package(unittest.TestCase):
             self.assertEqual(gateway.resolve(name, f"{lan}.1", "lan0"), [address])
 
     def test_boot_brings_the_network_up(self):
-        gateway.configure(NETWORK)
-        boot()
+        gateway.configure(package.NETWORK)
+        package.boot(gateway)
         self.assertTrue(gateway.service_active("lanfab"))
         self.assertTrue(gateway.service_active("systemd-networkd"))
         self.assertTrue(gateway.service_active("dnsmasq"))
@@ -112,26 +63,26 @@ class Package(unittest.TestCase):
 
     def test_boot_brings_the_network_up_when_networkd_is_enabled_too(self):
         gateway.run("systemctl", "enable", "systemd-networkd")
-        gateway.configure(NETWORK)
-        boot()
+        gateway.configure(package.NETWORK)
+        package.boot(gateway)
         self.assertTrue(gateway.service_active("lanfab"))
         self.assertTrue(gateway.service_active("dnsmasq"))
         self.assertTrue(gateway.wait_for_address("eth0", "192.168.1.1/24"))
 
     def test_changed_configuration_is_applied(self):
-        gateway.configure(NETWORK)
-        boot()
+        gateway.configure(package.NETWORK)
+        package.boot(gateway)
         self.assertTrue(gateway.wait_for_address("eth0", "192.168.1.1/24"))
-        gateway.apply(moved_network())
+        gateway.apply(package.moved_network())
         self.check_network("192.168.77", {"storage": "192.168.77.10", "archive": "192.168.77.11"})
         self.assertNotIn("192.168.1.1/24", gateway.addresses("eth0"))
 
     def test_service_applies_a_changed_configuration_when_reloaded_or_restarted(self):
-        gateway.configure(NETWORK)
-        boot()
+        gateway.configure(package.NETWORK)
+        package.boot(gateway)
         for verb, network, address in (
-            ("reload", moved_network(), "192.168.77.1/24"),
-            ("restart", NETWORK, "192.168.1.1/24"),
+            ("reload", package.moved_network(), "192.168.77.1/24"),
+            ("restart", package.NETWORK, "192.168.1.1/24"),
         ):
             with self.subTest(verb):
                 gateway.configure(network)
@@ -139,7 +90,7 @@ class Package(unittest.TestCase):
                 self.assertTrue(gateway.wait_for_address("eth0", address))
 
     def test_boot_without_a_configuration_starts_nothing_and_fails_nothing(self):
-        boot()
+        package.boot(gateway)
         self.assertEqual(runs(), self.runs_before)
         for service in ("lanfab", "dnsmasq"):
             self.assertEqual(gateway.run("systemctl", "is-failed", service, check=False).stdout, "inactive\n")
@@ -160,8 +111,8 @@ class Package(unittest.TestCase):
                 )
 
     def test_dnsmasq_refuses_a_file_without_its_last_line(self):
-        gateway.configure(NETWORK)
-        boot()
+        gateway.configure(package.NETWORK)
+        package.boot(gateway)
         whole = gateway.read(DNSMASQ_CONF)
         last_line = whole.rstrip().rindex("\n") + 1
         reason = f"{DNSMASQ_CONF} is not whole, its last line is missing: dnsmasq does not start"
@@ -178,8 +129,8 @@ class Package(unittest.TestCase):
         self.assertTrue(gateway.service_active("dnsmasq"))
 
     def test_guard_of_dnsmasq_lets_only_a_whole_file_through(self):
-        gateway.configure(NETWORK)
-        boot()
+        gateway.configure(package.NETWORK)
+        package.boot(gateway)
         whole = gateway.read(DNSMASQ_CONF)
         last_line = whole.rstrip().rindex("\n") + 1
         line_ends = [end for end in range(last_line) if whole[:end].endswith("\n")]
@@ -191,16 +142,6 @@ class Package(unittest.TestCase):
             # The line ends that follow it are no part of the directive.
             expected = end >= len(whole.rstrip())
             self.assertEqual(passed, expected, f"the first {end} of {len(whole)} characters")
-
-    def test_purged_package_keeps_the_network_and_the_configuration(self):
-        gateway.configure(NETWORK)
-        boot()
-        self.addCleanup(package.install, gateway, PACKAGE)
-        gateway.run("dpkg", "--purge", "lanfab")
-        self.assertTrue(gateway.service_active("systemd-networkd"))
-        self.assertTrue(gateway.wait_for_address("eth0", "192.168.1.1/24"))
-        self.assertFalse(gateway.exists("/etc/systemd/system/multi-user.target.wants/lanfab.service"))
-        self.assertEqual(json.loads(gateway.read(guest.CONFIGURATION)), NETWORK)
 
 
 if __name__ == "__main__":
