@@ -41,12 +41,12 @@ std::string text_of(const Json::Value& value) {
   return has_text(value) ? value.asString() : std::string();
 }
 
-const Json::Value* object_at(const Json::Value& object, const std::string& path) {
+const Json::Value* object_at(const Json::Value& object, std::string_view path) {
   const Json::Value* value = find_path(object, path);
   return value != nullptr && value->isObject() ? value : nullptr;
 }
 
-const Json::Value& array_at(const Json::Value& object, const std::string& path) {
+const Json::Value& array_at(const Json::Value& object, std::string_view path) {
   static const Json::Value empty(Json::arrayValue);
   const Json::Value* value = find_path(object, path);
   return value != nullptr && value->isArray() ? *value : empty;

@@ -7,6 +7,7 @@
 #include <json/json.h>
 
 #include <string>
+#include <string_view>
 
 // The dotted paths of the "network" object of a wired port and of an access point.
 std::string wired_network_path(const std::string& ifname);
@@ -36,7 +37,9 @@ bool has_text(const Json::Value& value);
 std::string text_of(const Json::Value& value);
 
 // The object at the dotted `path` below `object`, read in place; null when it is missing.
-const Json::Value* object_at(const Json::Value& object, const std::string& path);
+const Json::Value* object_at(const Json::Value& object, std::string_view path);
 
-// The array at the dotted `path` below `object`, read in place; an empty one when it is missing.
-const Json::Value& array_at(const Json::Value& object, const std::string& path);
+// The array at the dotted `path` below `object`, read in place; an empty one when it is missing. `path` is a
+// view because a compiler that warns of dangling references takes the result for a part of any temporary
+// that the function gets by reference.
+const Json::Value& array_at(const Json::Value& object, std::string_view path);

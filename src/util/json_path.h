@@ -5,10 +5,10 @@
 #include <json/json.h>
 
 #include <algorithm>
-#include <string>
+#include <string_view>
 
 // The value at the dotted `path` below `object`, in place; null when a component is missing.
-inline const Json::Value* find_path(const Json::Value& object, const std::string& path) {
+inline const Json::Value* find_path(const Json::Value& object, std::string_view path) {
   const Json::Value* value = &object;
   std::size_t begin = 0;
   while (true) {
