@@ -215,7 +215,7 @@ std::string quoted(const std::string& text) {
   return '"' + (text.size() > kLongest ? text.substr(0, kLongest) + "..." : text) + '"';
 }
 
-const Json::Value& place_of(const Json::Value& object, const std::string& path) {
+const Json::Value& place_of(const Json::Value& object, std::string_view path) {
   const Json::Value* value = find_path(object, path);
   return value != nullptr ? *value : object;
 }

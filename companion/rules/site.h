@@ -8,6 +8,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -116,7 +117,7 @@ std::optional<Subnet> subnet_at(const Json::Value& object, const std::string& ad
                                 const std::string& prefix_path);
 
 // The value at the dotted path below `object` itself, to point at; `object` when it is missing.
-const Json::Value& place_of(const Json::Value& object, const std::string& path);
+const Json::Value& place_of(const Json::Value& object, std::string_view path);
 
 // The elements of a server's "mac_binding.devices" that are enabled; none while the bindings are not.
 std::vector<const Json::Value*> fixed_leases(const DhcpServer& server);
