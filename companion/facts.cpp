@@ -51,6 +51,7 @@ static void read_network_section(const Section& section, InterfaceFacts& facts) 
   facts.address = section.value("DHCP").empty() ? section.value("Address") : kDynamicAddress;
   facts.bridge = section.value("Bridge");
   facts.is_passed_through = section.value("IPv4ProxyARP") == "yes";
+  facts.forwards = section.value("IPForward") == "yes";
 }
 
 // The interface's own route has a gateway or, being that of its subnet, a destination; any other has both.

@@ -23,7 +23,8 @@ struct RouteFacts {
 struct InterfaceFacts {
   bool is_made = false;  // by systemd-networkd, from a unit for the device
   bool is_passed_through = false;
-  std::string address;  // with its prefix length; kDynamicAddress for a DHCP client
+  bool forwards = false;  // the unit switches forwarding on
+  std::string address;    // with its prefix length; kDynamicAddress for a DHCP client
   std::string secondary_address;
   std::string gateway;
   std::string metric;

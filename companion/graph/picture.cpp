@@ -9,6 +9,7 @@
 #include "companion/rules/routes.h"
 #include "config/interface_queries.h"
 #include "config/lookup.h"
+#include "networkd/network_unit.h"
 #include "platform/libcmd.h"
 
 namespace {
@@ -215,11 +216,10 @@ static std::optional<Part> names_part(const Site& site) {
 }
 
 Part Painter::picture() const {
-  int router = 0;
-  config_get_int(site_.root, &router, "firewall.general.router");
+  const bool routes = is_router(&site_.context);
   Part gateway{Part::Kind::kGateway,
                "gateway",
-               router != 0 ? "forwards between its interfaces" : "does not forward between its interfaces",
+               routes ? "forwards between its interfaces" : "does not forward between its interfaces",
                {&site_.root}};
   if (site_.context.cell_enabled) gateway.parts.push_back(cell_part());
   add_ports(gateway);

@@ -46,6 +46,22 @@ static bool is_wanted(const std::string& address, const std::string& wanted) {
   return wanted.find('/') != std::string::npos ? address == wanted : begins_with(address, wanted + "/");
 }
 
+std::optional<bool> wanted_forwarding(const Look& look, const InterfaceFacts& wanted) {
+  // It is its bridge that forwards.
+  if (!wanted.bridge.empty()) return std::nullopt;
+  const auto& interfaces = look.wanted.interfaces;
+  // One interface with such a unit switches forwarding on for all, as soon as it is there.
+  if (std::any_of(interfaces.begin(), interfaces.end(), [&look](const auto& one) {
+        return one.second.forwards && look.kernel.links.count(one.first) != 0;
+      })) {
+    return true;
+  }
+  const bool is_asked_for =
+      std::any_of(interfaces.begin(), interfaces.end(), [](const auto& one) { return one.second.forwards; });
+  if (look.forbids_forwarding && !is_asked_for) return false;
+  return std::nullopt;
+}
+
 namespace {
 
 class Comparison {
@@ -95,6 +111,7 @@ class Comparison {
     // Without a carrier, systemd-networkd waits for one.
     const bool is_coming = is_being_set_up(setup) && (link.has_carrier || !link.is_up);
     compare_settings(name, wanted, link, is_coming);
+    compare_forwarding(name, wanted, link, is_coming);
     compare_addresses(name, wanted, link, is_coming);
     for (const RouteFacts& route : wanted.route_sections)
       compare_route(name, wanted, route, is_coming);
@@ -114,6 +131,19 @@ class Comparison {
       say(name, "it is not in the bridge " + wanted.bridge + (is_coming ? " yet" : ""), is_coming);
     if (wanted.bridge.empty() && !link.bridge.empty())
       say(name, "it is in the bridge " + link.bridge + (is_coming ? " still" : ""), is_coming);
+  }
+
+  void compare_forwarding(const std::string& name, const InterfaceFacts& wanted, const Link& link,
+                          bool is_coming) {
+    const std::optional<bool> is_wanted = wanted_forwarding(look_, wanted);
+    if (!is_wanted || !link.forwards || *is_wanted == *link.forwards) return;
+    if (*is_wanted) {
+      say(name,
+          is_coming ? "forwarding is not on yet" : "forwarding is off, but the configuration asks for it",
+          is_coming);
+    } else {
+      say(name, "forwarding is on, but the configuration does not ask for it");
+    }
   }
 
   void compare_addresses(const std::string& name, const InterfaceFacts& wanted, const Link& link,

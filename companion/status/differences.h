@@ -2,6 +2,7 @@
 
 // What is not as the last run wanted it.
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,9 @@ struct Difference {
   std::string what;        // "the address 192.168.1.1/24 is missing"
   bool is_coming = false;  // it is being put right by now: systemd has not finished
 };
+
+// Whether an interface must forward IPv4 packets; nothing where neither the units nor the configuration say.
+std::optional<bool> wanted_forwarding(const Look& look, const InterfaceFacts& wanted);
 
 // By subject: the interfaces, the services, the runs, the lock.
 std::vector<Difference> find_differences(const Look& look);

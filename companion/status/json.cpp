@@ -2,12 +2,17 @@
 
 #include "companion/status/text.h"
 
+static Json::Value json_of(const std::optional<bool>& value) {
+  return value ? Json::Value(*value) : Json::Value();
+}
+
 static Json::Value json_of(const Link& link) {
   Json::Value value(Json::objectValue);
   value["up"] = link.is_up;
   value["carrier"] = link.has_carrier;
   value["mtu"] = link.mtu;
   value["bridge"] = link.bridge;
+  value["forwarding"] = json_of(link.forwards);
   value["addresses"] = Json::arrayValue;
   for (const KernelAddress& address : link.addresses)
     value["addresses"].append(address.text);
@@ -25,6 +30,7 @@ static Json::Value interfaces_of(const Look& look) {
       if (!address.empty()) want["addresses"].append(address);
     want["mtu"] = wanted.mtu;
     want["bridge"] = wanted.bridge;
+    want["forwarding"] = json_of(wanted_forwarding(look, wanted));
     const auto link = look.kernel.links.find(name);
     value["kernel"] = link != look.kernel.links.end() ? json_of(link->second) : Json::Value();
     const auto setup = look.setup.find(name);

@@ -36,14 +36,25 @@ static KernelRoute read_route(const Json::Value& from) {
   return route;
 }
 
+static void read_forwarding(const Json::Value& settings, Kernel& kernel) {
+  for (const Json::Value& setting : settings) {
+    if (!setting.isObject() || !setting["forwarding"].isBool()) continue;
+    const auto link = kernel.links.find(setting["interface"].asString());
+    if (link != kernel.links.end()) link->second.forwards = setting["forwarding"].asBool();
+  }
+}
+
 std::optional<std::string> look_at_kernel(Kernel& kernel) {
   Json::Value links;
   Json::Value routes;
+  Json::Value settings;
   if (auto trouble = ask_json({"ip", "-json", "address", "show"}, links)) return trouble;
   if (auto trouble = ask_json({"ip", "-json", "-4", "route", "show"}, routes)) return trouble;
+  if (auto trouble = ask_json({"ip", "-json", "-4", "netconf", "show"}, settings)) return trouble;
   for (const Json::Value& link : links)
     if (link.isObject() && link.isMember("ifname")) kernel.links[link["ifname"].asString()] = read_link(link);
   for (const Json::Value& route : routes)
     if (route.isObject()) kernel.routes.push_back(read_route(route));
+  read_forwarding(settings, kernel);
   return std::nullopt;
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-// What the kernel has: links, IPv4 addresses and routes.
+// What the kernel has: links, IPv4 addresses, routes and forwarding.
 
 #include <map>
 #include <optional>
@@ -16,7 +16,8 @@ struct Link {
   bool is_up = false;
   bool has_carrier = false;
   int mtu = 0;
-  std::string bridge;  // of which it is a member
+  std::string bridge;            // of which it is a member
+  std::optional<bool> forwards;  // IPv4; nothing if the kernel does not report it
   std::vector<KernelAddress> addresses;
 };
 

@@ -2,9 +2,14 @@
 
 #include <algorithm>
 
+#include "companion/gateway/installed.h"
 #include "companion/gateway/trial_state.h"
+#include "companion/platform.h"
+#include "companion/source/source.h"
 #include "companion/world/start.h"
+#include "config/network_context.h"
 #include "dnsmasq/dnsmasq_conf.h"
+#include "networkd/network_unit.h"
 #include "networkd/unit_file.h"
 
 // Units of others may match several links, or none by name.
@@ -23,10 +28,21 @@ static bool read_wanted(Look& look) {
   return look.wants_dnsmasq || !interfaces.empty();
 }
 
+// The units only show where forwarding is on. A pass-through port has a unit without that line as long as the
+// link is down. False without a configuration that can be read.
+static bool forbids_forwarding() {
+  Source source;
+  if (load_source(kInstalledConfiguration, source)) return false;
+  set_configuration(source.root);
+  const NetworkContext context(false);
+  return !is_router(&context) && !context.passthrough_enabled;
+}
+
 std::optional<std::string> take_look(Look& look) {
   if (!is_gateway() || !read_wanted(look)) {
     return "this is not a gateway that a run of cmd_lanfab has set up";
   }
+  look.forbids_forwarding = forbids_forwarding();
   // The lock and the services first: a run that ends meanwhile leaves the rest as it should be.
   look.lock = look_at_run_lock();
   if (auto trouble = look_at_services(look.services)) return trouble;

@@ -16,8 +16,9 @@
 #include "companion/status/services.h"
 
 struct Look {
-  Facts wanted;                // by the files that the last run left
-  bool wants_dnsmasq = false;  // there is a configuration for it
+  Facts wanted;                     // by the files that the last run left
+  bool wants_dnsmasq = false;       // there is a configuration for it
+  bool forbids_forwarding = false;  // the installed configuration neither routes nor passes through
   Kernel kernel;
   std::map<std::string, Service> services;
   std::map<std::string, std::string> setup;  // of each link, systemd-networkd's word

@@ -120,10 +120,14 @@ int write_network_vlan_ids(const NetworkContext* ctx, std::FILE* file, const cha
   return 0;
 }
 
+bool is_router(const NetworkContext* ctx) {
+  int router = 0;
+  return config_get_int(ctx->config, &router, "firewall.general.router") && router != 0;
+}
+
 int set_packet_forwarding(const NetworkContext* ctx, std::FILE* file, const char* ifname) {
   print_trace(ctx, __func__);
-  int router = 0;
-  if (config_get_int(ctx->config, &router, "firewall.general.router") && router != 0) {
+  if (is_router(ctx)) {
     std::fprintf(file, "IPForward = yes\n");
     return 0;
   }

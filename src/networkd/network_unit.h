@@ -19,6 +19,9 @@ int write_network_unit_file(const NetworkContext* ctx, int order, const char* if
 int write_network_vlan_ids(const NetworkContext* ctx, std::FILE* file, const char* name,
                            const Json::Value& node);
 
+// Whether the device routes between its interfaces: "firewall.general.router" is not 0.
+bool is_router(const NetworkContext* ctx);
+
 // Writes the forwarding line when the device routes; otherwise switches forwarding off in the kernel, at
 // once, and writes nothing. Always 0.
 int set_packet_forwarding(const NetworkContext* ctx, std::FILE* file, const char* ifname);

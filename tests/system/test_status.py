@@ -145,6 +145,21 @@ class Differences(unittest.TestCase):
         self.do("ip link set wwan0 mtu 1400", "ip link set wwan0 mtu 1430")
         self.assert_differences(("wwan0", "the MTU is 1400, not 1430"))
 
+    def test_forwarding_that_somebody_has_switched_off(self):
+        gateway.set_sysctl("net/ipv4/conf/eth1/forwarding", 0)
+        self.addCleanup(gateway.set_sysctl, "net/ipv4/conf/eth1/forwarding", 1)
+        self.assert_differences(("eth1", "forwarding is off, but the configuration asks for it"))
+
+    def test_forwarding_that_somebody_has_switched_on(self):
+        self.addCleanup(gateway.apply, router())
+        config = router()
+        config["firewall"]["general"]["router"] = 0
+        gateway.apply(config)
+        self.assertTrue(gateway.wait_for_setup("eth0", "eth0.100", "eth1", "wwan0", timeout=60))
+        self.assertEqual(wait_until_as_wanted(), set())
+        gateway.set_sysctl("net/ipv4/conf/eth0/forwarding", 1)
+        self.assert_differences(("eth0", "forwarding is on, but the configuration does not ask for it"))
+
     def test_services_that_are_stopped(self):
         self.do("systemctl stop dnsmasq systemd-networkd", "systemctl start systemd-networkd dnsmasq")
         self.assertEqual(differences(), {("dnsmasq", "it is not active"),

@@ -17,6 +17,8 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 CONFIGURATION = "/etc/lanfab/network.json"
 UNIT_DIRECTORY = "/run/systemd/network/"
 SYSDB = "/var/run/sysdb.sqlite3"
+# systemd 256 and newer say so of every unit of a router; packaging/systemd-networkd.service.conf does its work.
+FORWARDING_IS_IGNORED = "IPForward= setting is deprecated."
 PRIORITIES = ("emerg", "alert", "crit", "err", "warning", "notice", "info", "debug")
 # How many times longer than usual something may take: an emulated processor is slower.
 SLOWNESS = int(os.environ.get("GATEWAY_SLOWNESS", "1"))
@@ -165,6 +167,9 @@ class Gateway:
     def sysctl(self, name):
         return self.read(f"/proc/sys/{name}").strip()
 
+    def set_sysctl(self, name, value):
+        self.write(f"/proc/sys/{name}", f"{value}\n")
+
     # Services
 
     def service_active(self, service):
@@ -200,9 +205,13 @@ class Gateway:
         return [(PRIORITIES[int(entry["PRIORITY"])], entry["MESSAGE"]) for entry in entries]
 
     def networkd_warnings(self, since=None):
-        """Returns systemd-networkd's messages (it runs with debug logging) of priority warning or worse."""
+        """Returns systemd-networkd's messages (it runs with debug logging) of priority warning or worse.
+
+        Those that say that forwarding is another setting's task are left out.
+        """
         entries = self._journal("_SYSTEMD_UNIT=systemd-networkd.service", "--priority=warning", since=since)
-        return [entry["MESSAGE"] for entry in entries]
+        messages = [entry["MESSAGE"] for entry in entries]
+        return [message for message in messages if FORWARDING_IS_IGNORED not in message]
 
     def networkd_complaints(self, since=None):
         """Returns systemd-networkd's warnings about the unit files."""

@@ -454,6 +454,7 @@ TEST_F(NetworkUnitTest, ARoutingDeviceForwardsOnTheInterface) {
         context_of(R"({"firewall": {"general": {"router": )" + std::string(router) + "}}}");
     const std::string text =
         text_written_by([&](std::FILE* file) { EXPECT_EQ(set_packet_forwarding(&ctx, file, "eth0"), 0); });
+    EXPECT_TRUE(is_router(&ctx)) << router;
     EXPECT_EQ(text, "IPForward = yes\n") << router;
     EXPECT_THAT(platform().calls, IsEmpty()) << router;
   }
@@ -466,6 +467,7 @@ TEST_F(NetworkUnitTest, AnyOtherDeviceStopsForwardingAtOnce) {
     const NetworkContext ctx = context_of(config);
     const std::string text = text_written_by(
         [&](std::FILE* file) { EXPECT_EQ(set_packet_forwarding(&ctx, file, "eth0.100"), 0); });
+    EXPECT_FALSE(is_router(&ctx)) << config;
     EXPECT_EQ(text, "") << config;
     EXPECT_THAT(platform().calls, ElementsAre("echo 0 > /proc/sys/net/ipv4/conf/eth0.100/forwarding",
                                               "echo 0 > /proc/sys/net/ipv6/conf/eth0.100/forwarding",
