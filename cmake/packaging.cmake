@@ -16,6 +16,8 @@ if(LANFAB_PLATFORM STREQUAL "host")
     RENAME configured.conf)
 endif()
 install(FILES ${packaging}/dnsmasq.service.conf DESTINATION ${unit_dir}/dnsmasq.service.d RENAME lanfab.conf)
+install(FILES ${packaging}/systemd-networkd.service.conf DESTINATION ${unit_dir}/systemd-networkd.service.d
+  RENAME lanfab.conf)
 install(FILES ${packaging}/tmpfiles.conf DESTINATION lib/tmpfiles.d RENAME lanfab.conf)
 install(FILES ${packaging}/sysusers.conf DESTINATION lib/sysusers.d RENAME lanfab.conf)
 

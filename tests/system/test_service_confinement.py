@@ -86,13 +86,16 @@ class Confinement(unittest.TestCase):
         unit = gateway.run("stat", "--format=%a %U:%G", "/run/systemd/network/44-wireguard.netdev").stdout
         self.assertEqual(unit, "640 root:systemd-network\n")
 
-    def test_forwarding_is_switched_off(self):
+    def test_forwarding_is_switched_on_and_off(self):
         config = guest.example("router")
-        config["firewall"]["general"]["router"] = 0
-        gateway.configure(config)
-        gateway.run("sysctl", "--write", "net.ipv4.ip_forward=1")
-        gateway.run("systemctl", "restart", "lanfab")
-        self.assertEqual(gateway.sysctl("net/ipv4/ip_forward"), "0")
+        for value in (1, 0):
+            with self.subTest(value):
+                config["firewall"]["general"]["router"] = value
+                gateway.configure(config)
+                gateway.set_sysctl("net/ipv4/ip_forward", 1 - value)
+                gateway.run("systemctl", "restart", "lanfab")
+                gateway.wait_for_setup("eth0", "eth1")
+                self.assertEqual(gateway.sysctl("net/ipv4/ip_forward"), str(value))
 
     def test_name_servers_are_asked(self):
         local = ("--listen-address=127.0.0.1", "--bind-interfaces", "--address=/relay.example/192.0.2.7")
