@@ -41,6 +41,9 @@ SYSLOG_LINE = re.compile(rb"<(\d+)>\w{3} [ \d]\d \d\d:\d\d:\d\d network: (.*)", 
 # What an emulator of the processor adds to the words of a program that is ended by a signal.
 EMULATOR_NOTE = re.compile(r"^qemu: uncaught target signal .*\n", re.MULTILINE)
 
+# Some versions of coreutils name themselves as they were called, others without the directory.
+TOOL_DIRECTORY = re.compile(r"^/bin/(?=(cp|rm|touch|chmod): )", re.MULTILINE)
+
 # A report of a sanitizer must not pass as one of the program's own failures.
 SANITIZER_OPTIONS = {
     "ASAN_OPTIONS": "exitcode=99:detect_leaks=1",
@@ -112,7 +115,8 @@ class Process:
         """What the program wrote to "stdout" or "stderr"."""
         self.output[name].seek(0)
         text = self.output[name].read().decode(errors="backslashreplace")
-        return EMULATOR_NOTE.sub("", text).replace(str(CONFIGURATION.parent), "$CONFIG")
+        text = TOOL_DIRECTORY.sub("", EMULATOR_NOTE.sub("", text))
+        return text.replace(str(CONFIGURATION.parent), "$CONFIG")
 
     def _watch(self, done, complaint):
         deadline = time.monotonic() + TIME_LIMIT_SECONDS
