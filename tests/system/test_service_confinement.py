@@ -22,7 +22,7 @@ REFUSED = (
     "touch /root/refused",
     "echo 4 >/proc/sys/kernel/printk",
     "mkdir /sys/fs/cgroup/refused",
-    "mount -t tmpfs none /run/lock",
+    "mount -t tmpfs none /mnt",
     "unshare --net true",
     "chroot / true",
     "chown admin /run/hosts",
