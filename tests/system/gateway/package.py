@@ -103,7 +103,7 @@ def prepare(gateway, file):
     # A machine that builds containers may keep maintainer scripts from stopping services.
     gateway.run("rm", "-f", "/usr/sbin/policy-rc.d")
     remove_account(gateway)
-    # The gateway\'s copy of a file of the package would take precedence.
+    # The gateway's copy of a file of the package would take precedence.
     gateway.run("rm", "-f", "/etc/systemd/system/systemd-networkd.service.d/lanfab.conf")
     gateway.write("/etc/systemd/system/dnsmasq.service", DNSMASQ_SERVICE)
     gateway.run("systemctl", "daemon-reload")
