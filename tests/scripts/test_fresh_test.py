@@ -45,7 +45,7 @@ class TestFresh(CommandTest):
 
     def command(self, *arguments):
         # Root even where an ordinary user runs the test.
-        return ["unshare", "--user", "--map-root-user", self.checkout / "scripts/test-fresh", *arguments]
+        return ["/usr/bin/unshare", "--user", "--map-root-user", self.checkout / "scripts/test-fresh", *arguments]
 
     def run_fresh(self, *arguments):
         return self.run_command(*self.command(*arguments), CALLS=str(self.calls))
@@ -94,6 +94,11 @@ class TestFresh(CommandTest):
         self.put("awk", "echo 1000")
         self.put("df", "echo Avail; echo 7")
         self.expect(self.run_fresh(), 1, "MB free")
+        self.assertFalse(self.calls.exists())
+
+    def test_without_namespaces_nothing_is_made(self):
+        self.put("unshare", "exit 1")
+        self.expect(self.run_fresh(), 1, "This machine makes no namespaces")
         self.assertFalse(self.calls.exists())
 
     def test_keeps_the_system_if_asked_to(self):
