@@ -69,7 +69,7 @@ def play_waiting_runs(laid, before):
                                preexec_fn=default_action)
         laid.wait_for_log("is locked, waiting")
         run.send_signal(number)
-        if run.wait(gateway.TIME_LIMIT_SECONDS) != -number:
+        if run.wait(gateway.HANG_SECONDS) != -number:
             yield f"a waiting run ends with {run.returncode} instead of {number.name}"
         if not lock.exists():
             yield f"a waiting run that ends by {number.name} deletes the lock of another one"

@@ -3,7 +3,10 @@
 import collections
 import errno
 import os
+import re
 import signal
+
+from gateway import canonical
 
 # A call as the tracer lists it. `command` is the line of commands that led to its process, `object` the path
 # that it is about or, where it begins a process, the commands of that one. `is_main` is true for the program,
@@ -159,6 +162,18 @@ def fault_jobs(action, points, phase):
 def can_happen(how, point):
     """A write of one byte cannot be a part of itself."""
     return how not in ("short", "torn") or point.name in ("read", "pread64") or point.argument > 1
+
+
+def class_of(job):
+    """Jobs of one class do the same to the same call, about the same file, in a process of the same commands.
+
+    The signals that the program can handle are one way to disturb it.
+    """
+    point = job.point
+    is_caught = job.how in ("signal", "group") and job.number != signal.SIGKILL
+    how = "caught" if is_caught else (job.how, job.number)
+    # Another run has other process IDs.
+    return point.name, how, re.sub(r"/proc/\d+/", "/proc/self/", canonical(point.object)), point.command
 
 
 def signal_jobs(action, points, by_turns):

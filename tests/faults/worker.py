@@ -14,11 +14,14 @@ import sys
 import gateway
 import invariants
 import points
+import sample  # in tests/support, where gateway has Python look, too
 
 ACTIONS = ("apply", "wwan_apply", "dnsmasq")
 SMALL_DISK = pathlib.Path("/dev/shm/small")
 FILLER = SMALL_DISK / "filler"
 PAGE = 4096
+# In the sample: the first job of each class, and every tenth of the others.
+SAMPLE_STEP = 10
 LINES_OF_DIFFERENCE = 20
 
 
@@ -150,13 +153,26 @@ def as_after_boot(files):
     return {path: file for path, file in files.items() if path.startswith(("/run/wwan_", gateway.DATABASE))}
 
 
-def listed_jobs(worker, arguments):
-    for action in arguments.action:
-        if arguments.kind == "faults":
+def listed_jobs(worker, kind, actions, by_turns=False):
+    for action in actions:
+        if kind == "faults":
             yield from points.fault_jobs(action, worker.points(action, "program"), "program")
             yield from points.fault_jobs(action, worker.points(action, "all"), "loader")
-        if arguments.kind == "signals":
-            yield from points.signal_jobs(action, worker.points(action, "program"), arguments.by_turns)
+        if kind == "signals":
+            yield from points.signal_jobs(action, worker.points(action, "program"), by_turns)
+
+
+def sampled_jobs(worker, kind, actions):
+    """The jobs that CI has time for."""
+    return sample.stratified(listed_jobs(worker, kind, actions, by_turns=True), points.class_of, SAMPLE_STEP)
+
+
+def wanted_jobs(worker, arguments):
+    """The jobs that the command line asks for: those that match, else all or a sample."""
+    if arguments.at or arguments.syscall or arguments.disturb or arguments.exhaustive:
+        jobs = listed_jobs(worker, arguments.kind, arguments.action)
+        return [job for job in jobs if matches(job, arguments)]
+    return sampled_jobs(worker, arguments.kind, arguments.action)
 
 
 def matches(job, arguments):
@@ -230,7 +246,7 @@ def parse_arguments():
     parser.add_argument("--at")
     parser.add_argument("--disturb")
     parser.add_argument("--loader", action="store_true")
-    parser.add_argument("--by-turns", action="store_true")
+    parser.add_argument("--exhaustive", action="store_true")
     parser.add_argument("--verbose", action="store_true")
     parser.add_argument("--share", default="0/1", help="NUMBER/COUNT: each COUNT-th run from NUMBER")
     return parser.parse_args()
@@ -244,7 +260,7 @@ def main():
         mount_small_disk()
     laid = gateway.Gateway(arguments.program)
     worker = Worker(laid, laid.prepare())
-    wanted = [job for job in listed_jobs(worker, arguments) if matches(job, arguments)]
+    wanted = wanted_jobs(worker, arguments)
     if not wanted and arguments.kind != "disk":
         raise SystemExit("there is no such call, or nothing of the kind can happen to it")
     for index, job in enumerate(wanted):

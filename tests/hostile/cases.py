@@ -2,8 +2,16 @@
 
 import dataclasses
 import json
+import pathlib
+import sys
 
-import texts
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "support"))
+
+import sample  # noqa: E402  (found by the line above)
+import texts  # noqa: E402  (so that the imports stay together)
+
+# In the sample: the first case of each class, and every tenth of the others.
+SAMPLE_STEP = 10
 
 
 @dataclasses.dataclass
@@ -13,6 +21,8 @@ class Case:
     runtime: dict
     is_refused: bool = False
     actions: tuple = ("APPLY", "WWAN_APPLY", "DNSMASQ")
+    # The text and the way in which it is put somewhere.
+    in_class: str = ""
 
     def as_json(self):
         runtime_files = {name: value.hex() for name, value in self.runtime.items()}
@@ -51,7 +61,8 @@ def everywhere():
                 is_keyword = path[-1] in KEYWORDS or path[:3] == BRIDGE_MEMBER
                 if isinstance(former, str) and not is_keyword and not texts.is_refused(path, text):
                     hostile = texts.put(hostile, path, text)
-            yield Case(f"{base}, {kind} everywhere", encode(hostile), runtime())
+            name = f"{base}, {kind} everywhere"
+            yield Case(name, encode(hostile), runtime(), in_class=name)
 
 
 def one_place_each(kinds):
@@ -60,7 +71,8 @@ def one_place_each(kinds):
     for number, path in enumerate(texts.paths(configuration)):
         kind, text = list(kinds.items())[number % len(kinds)]
         yield Case(f"{kind} at {'.'.join(map(str, path))}", encode(texts.put(configuration, path, text)),
-                   runtime(), texts.is_refused(path, text), ("APPLY", "WWAN_APPLY"))
+                   runtime(), texts.is_refused(path, text), ("APPLY", "WWAN_APPLY"),
+                   in_class=f"{kind} in one place")
 
 
 def members():
@@ -68,7 +80,8 @@ def members():
     configuration = texts.configurations()["bridge"]
     for path in (BRIDGE_MEMBER + (0,), BRIDGE_MEMBER[:2] + ("primary_interface",)):
         for kind, text in texts.ACCEPTED.items():
-            yield Case(f"{kind} at {path[2]}", encode(texts.put(configuration, path, text)), runtime())
+            name = f"{kind} at {path[2]}"
+            yield Case(name, encode(texts.put(configuration, path, text)), runtime(), in_class=name)
 
 
 def shell_places():
@@ -79,14 +92,15 @@ def shell_places():
             continue
         for kind, text in {**texts.ACCEPTED, **texts.REFUSED}.items():
             yield Case(f"{kind} at {'.'.join(map(str, path))}", encode(texts.put(configuration, path, text)),
-                       runtime(), texts.is_refused(path, text))
+                       runtime(), texts.is_refused(path, text), in_class=f"{kind} for a shell")
 
 
 def keys():
     """Texts as keys, where nobody reads them."""
     for kind, text in {**texts.ACCEPTED, **texts.REFUSED}.items():
         configuration = texts.put(texts.configurations()["router"], ("dns", text), "1.1.1.1")
-        yield Case(f"{kind} as a key", encode(configuration), runtime(), text in texts.REFUSED.values())
+        name = f"{kind} as a key"
+        yield Case(name, encode(configuration), runtime(), text in texts.REFUSED.values(), in_class=name)
 
 
 def runtime_files():
@@ -96,13 +110,22 @@ def runtime_files():
         configuration = encode(texts.configurations()[base])
         for text in texts.RUNTIME_TEXTS:
             for changed in (names[:1], names[1:]):
-                yield Case(f"{base}, {text[:20]!r} in {' '.join(changed)}", configuration,
-                           runtime(**dict.fromkeys(changed, text)), actions=("WWAN_APPLY", "DNSMASQ"))
+                name = f"{text[:20]!r} in {' '.join(changed)}"
+                yield Case(f"{base}, {name}", configuration, runtime(**dict.fromkeys(changed, text)),
+                           actions=("WWAN_APPLY", "DNSMASQ"), in_class=name)
 
 
-def hostile(is_thorough):
-    """All cases, or a selection that takes a few seconds."""
-    cases = [*everywhere(), *shell_places(), *keys(), *runtime_files()]
-    if not is_thorough:
-        return cases[::17]
-    return [*cases, *members(), *one_place_each(texts.REFUSED), *one_place_each(texts.ACCEPTED)]
+def few():
+    """A selection that takes a few seconds."""
+    return [*everywhere(), *shell_places(), *keys(), *runtime_files()][::17]
+
+
+def hostile():
+    """All cases."""
+    return [*everywhere(), *shell_places(), *keys(), *runtime_files(), *members(),
+            *one_place_each(texts.REFUSED), *one_place_each(texts.ACCEPTED)]
+
+
+def sampled():
+    """Each text in each of the ways to put it somewhere, and some of the other cases."""
+    return sample.stratified(hostile(), lambda case: case.in_class, SAMPLE_STEP)

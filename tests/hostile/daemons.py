@@ -14,13 +14,16 @@ import subprocess
 import sys
 import time
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "support"))
+
+from limits import HANG_SECONDS  # noqa: E402  (found by the line above)
+
 UNITS = pathlib.Path("/run/systemd/network")
 DNSMASQ_CONF = "/run/tested.conf"
 NETWORKD = "/lib/systemd/systemd-networkd"
 # Of lines that each unit of a router or a DHCP client has. Newer versions only warn of the second; for the
 # first there is packaging/systemd-networkd.service.conf.
 DEPRECATED = re.compile(rb'IPForward= setting is deprecated|Deprecated value "_dhcp"')
-TIME_LIMIT_SECONDS = 30
 PR_SET_CHILD_SUBREAPER = 36
 
 
@@ -88,7 +91,7 @@ def run_dnsmasq():
     # It reads its hosts in the same step.
     started = any(b" names" in line for line in iter(dnsmasq.stderr.readline, b""))
     dnsmasq.terminate()
-    dnsmasq.communicate(timeout=TIME_LIMIT_SECONDS)
+    dnsmasq.communicate(timeout=HANG_SECONDS)
     wait_for_adopted_children()
     return started
 

@@ -12,25 +12,36 @@ import sqlite3
 import subprocess
 import sys
 
-TIME_LIMIT_SECONDS = 60
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "support"))
+
+from limits import HANG_SECONDS  # noqa: E402  (found by the line above)
+
 SANDBOX = pathlib.Path("/dev/sandbox")
 GROUND = SANDBOX / "hostile"
 # Directories of the sandbox that the program writes, and what is in them before a run.
 WRITABLE = {"/run": ["systemd/network"], "/var/volatile": ["qel/.wwan_unit_backup"], "/var/data": ["qel/.wg"]}
+# The kernel's own file systems, where nobody makes a file and no overlay can be put.
+WITHOUT_FILES = ("proc", "sysfs", "devpts", "cgroup", "cgroup2", "mqueue")
 # The rest of the machine, which it must not: whatever is written there goes to GROUND instead.
 PROTECTED = ("/etc", "/home", "/opt", "/root", "/srv", "/tmp", "/var/lib")
 
 
 def protect():
     """Covers the directories that are not to be written, so that every file that appears there is seen."""
-    mount_points = [line.split()[4] for line in pathlib.Path("/proc/self/mountinfo").read_text().splitlines()]
+    mounts = [line.split() for line in pathlib.Path("/proc/self/mountinfo").read_text().splitlines()]
+    mount_points = {words[4]: words[words.index("-") + 1] for words in mounts}
     for directory in PROTECTED:
         if os.path.isdir(directory):
             cover(directory, mount_points)
 
 
 def cover(directory, mount_points):
-    """Puts an overlay over a directory or, since none can hide a mount of the machine, over what is in it."""
+    """Puts an overlay over a directory or, since none can hide a mount of the machine, over what is in it.
+
+    `mount_points` has the type of each mounted file system.
+    """
+    if mount_points.get(directory) in WITHOUT_FILES:
+        return
     if any(point.startswith(f"{directory}/") for point in mount_points):
         for entry in os.scandir(directory):
             if entry.is_dir(follow_symlinks=False):
@@ -92,7 +103,7 @@ def run(program, action):
     environment = {**os.environ, "LANFAB_CONFIG_DIR": str(GROUND / "config"),
                    "ASAN_OPTIONS": "exitcode=99:detect_leaks=0", "UBSAN_OPTIONS": "exitcode=99"}
     done = subprocess.run([program, action], cwd=GROUND / "cwd", env=environment, stdin=subprocess.DEVNULL,
-                          capture_output=True, timeout=TIME_LIMIT_SECONDS, check=False)
+                          capture_output=True, timeout=HANG_SECONDS, check=False)
     return {"action": action, "status": done.returncode, "stderr": done.stderr.decode("latin-1"),
             "commands": (SANDBOX / "commands").read_bytes().decode("latin-1").splitlines(),
             "processes": len(set(processes()) - set(before)),

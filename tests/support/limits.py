@@ -1,0 +1,16 @@
+"""The limits on time that tests set. There are two kinds, and a test sets no other.
+
+HANG_SECONDS ends a wait for an event that never comes. It is wall-clock time, at least ten times the longest
+wait on an idle machine, so a busy machine does not reach it. CTest ends a whole test in the same way, after
+1500 s unless the test has another TIMEOUT.
+
+A command that computes for too long is ended after its processor time, which other processes do not use up:
+`processor_limit` is the beginning of a command line.
+"""
+
+HANG_SECONDS = 300
+
+
+def processor_limit(seconds):
+    """Returns words that run the command after them, and end it with SIGXCPU after so much processor time."""
+    return ("prlimit", f"--cpu={seconds}")
