@@ -4,6 +4,7 @@
 // To see it again: write the bytes to a file and name the directory of that file.
 
 #include <sys/mman.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -22,7 +23,8 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 constexpr std::size_t kMaxRandomSize = 512;
-constexpr unsigned kSecondsForOneInput = 30;
+// Of processor time, which other processes do not use up. An input takes a thousandth of this.
+constexpr time_t kSecondsForOneInput = 30;
 
 namespace {
 
@@ -37,8 +39,9 @@ struct Current {
 static void run(Current& current, const std::string& input) {
   current.size = std::min(input.size(), sizeof current.bytes);
   std::memcpy(current.bytes, input.data(), current.size);
-  // An endless loop ends the process.
-  alarm(kSecondsForOneInput);
+  // SIGPROF ends an endless loop.
+  const itimerval limit = {{0, 0}, {kSecondsForOneInput, 0}};
+  setitimer(ITIMER_PROF, &limit, nullptr);
   LLVMFuzzerTestOneInput(current.bytes, current.size);
 }
 

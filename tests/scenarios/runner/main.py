@@ -13,6 +13,7 @@ from . import expected, scenario, txtar, update
 HERE = pathlib.Path(__file__).resolve().parent.parent
 CHECKOUT = HERE.parent.parent
 SANDBOX = CHECKOUT / "tests/support/sandbox"
+SAMPLE_STEP = 10
 
 
 class NotPlayed(Exception):
@@ -88,6 +89,8 @@ def parse_arguments(words):
                         help="the cmd_lanfab to run (default: build/debug/cmd_lanfab)")
     parser.add_argument("--launcher", default="", help="a command that runs the program, such as an emulator")
     parser.add_argument("--update", action="store_true", help="rewrite what the scenarios expect")
+    parser.add_argument("--sampled", action="store_true", help="only every tenth scenario")
+    parser.add_argument("--exhaustive", dest="sampled", action="store_false", help="all, after --sampled")
     parser.add_argument("name", nargs="*", help="the scenarios to play (default: all)")
     return parser.parse_args(words)
 
@@ -96,6 +99,8 @@ def main(words=None):
     """Plays the scenarios that the command line asks for; returns the exit status."""
     arguments = parse_arguments(words)
     names = arguments.name or [path.stem for path in scenario_paths()]
+    if arguments.sampled:
+        names = names[::SAMPLE_STEP]
     failed = 0
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         for name, wrong in zip(names, pool.map(lambda name: judge(name, arguments), names)):
