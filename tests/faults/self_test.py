@@ -38,7 +38,8 @@ def is_term(job):
 
 HOSTS_WRITE = ("write", "/run/hosts")
 
-# What is planted, the action, the disturbed runs in which it can happen, and the invariant that has to notice.
+# What is planted, the action, the disturbed runs in which it can happen, and the invariant that has to notice
+# it.
 PLANTS = [
     ("wrong-file", "dnsmasq", is_sent, "status"),
     ("lost-command", "dnsmasq", is_sent, "status"),
