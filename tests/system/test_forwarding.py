@@ -7,7 +7,6 @@ import unittest
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gateway"))
 import guest
 
-TIME_LIMIT = 1000
 
 BEYOND = "203.0.113.9"
 DEVICE_GATEWAY = "169.125.7.210"

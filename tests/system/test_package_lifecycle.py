@@ -12,7 +12,6 @@ sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gat
 import guest
 import package
 
-TIME_LIMIT = 600
 PACKAGE = "/root/lanfab.deb"
 FORMER_PACKAGE = "/root/former.deb"
 ALLOWED = "/etc/lanfab/allow-existing-admin"

@@ -11,7 +11,6 @@ import package
 
 PACKAGE = "/root/lanfab.deb"
 # Eleven runs, each with all that systemd-networkd makes of it.
-TIME_LIMIT = 500
 
 UNIT = "/lib/systemd/system/lanfab.service"
 # Ten times what systemd-analyze calls the exposure level. Who loosens the service says why there, and raises
@@ -95,7 +94,7 @@ def apply_directly(example):
     restore_mtu()
     start = gateway.journal_position()
     said = gateway.apply(guest.example(example)).stderr.splitlines()
-    if not guest.wait_until(lambda: settled(*EXAMPLES[example]), timeout=40):
+    if not guest.wait_until(lambda: settled(*EXAMPLES[example])):
         raise AssertionError(f"{example}: systemd-networkd has not come to an end: {network()}")
     return {"files": files(), "network": network(), "log": gateway.syslog(start), "said": said}
 
@@ -117,7 +116,7 @@ class Service(unittest.TestCase):
                 self.assertEqual(gateway.syslog(start), expected[example]["log"])
                 said = [message for _, message in gateway.syslog(start, "cmd_lanfab")]
                 self.assertEqual(said, expected[example]["said"])
-                guest.wait_until(lambda: network() == expected[example]["network"], timeout=40)
+                guest.wait_until(lambda: network() == expected[example]["network"])
                 self.assertEqual(network(), expected[example]["network"])
 
     def test_exposure_is_within_its_limit(self):

@@ -19,7 +19,6 @@ sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gat
 import guest
 
 TOOL = "companion/lanfab"
-TIME_LIMIT = 700
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 EXAMPLES = sorted(file.parent.name for file in ROOT.glob("examples/*/network.json"))
@@ -262,7 +261,7 @@ class Terminal:
             preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0),
         )
 
-    def wait_for(self, words, timeout=30):
+    def wait_for(self, words, timeout=60):
         """Reads on until the words have been printed; returns whether they have."""
         self.text = ""
         deadline = time.monotonic() + timeout

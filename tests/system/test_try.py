@@ -18,7 +18,6 @@ import guest
 import trial
 
 TOOL = "companion/lanfab"
-TIME_LIMIT = 400
 
 UNIT = pathlib.Path(__file__).resolve().parents[2] / "packaging/lanfab.service.in"
 

@@ -22,7 +22,7 @@ FORWARDING_IS_IGNORED = "IPForward= setting is deprecated."
 PRIORITIES = ("emerg", "alert", "crit", "err", "warning", "notice", "info", "debug")
 # How many times longer than usual something may take: an emulated processor is slower.
 SLOWNESS = int(os.environ.get("GATEWAY_SLOWNESS", "1"))
-LONGEST_COMMAND = 90 * SLOWNESS
+LONGEST_COMMAND = 300 * SLOWNESS
 
 
 class CommandFailed(AssertionError):
@@ -43,7 +43,7 @@ def terms(lease):
     return address, lease.get("router"), lease.get("dns"), int(lease["lease"])
 
 
-def wait_until(condition, timeout=20, interval=0.1):
+def wait_until(condition, timeout=60, interval=0.1):
     """Polls `condition()` until it is true or `timeout` seconds have passed; returns its last result.
 
     An emulated processor has more time.
@@ -175,7 +175,7 @@ class Gateway:
     def service_active(self, service):
         return self.run("systemctl", "is-active", "--quiet", service, check=False).returncode == 0
 
-    def wait_for_address(self, ifname, address, namespace=None, timeout=20):
+    def wait_for_address(self, ifname, address, namespace=None, timeout=60):
         """Waits until the interface has the address; returns whether it does."""
         return wait_until(lambda: address in self.addresses(ifname, namespace), timeout)
 
@@ -222,7 +222,7 @@ class Gateway:
         links = json.loads(self.run("networkctl", "--json=short", "list").stdout)["Interfaces"]
         return next((link["AdministrativeState"] for link in links if link["Name"] == ifname), None)
 
-    def wait_for_setup(self, *ifnames, timeout=30):
+    def wait_for_setup(self, *ifnames, timeout=60):
         """Waits until systemd-networkd, once restarted, has set up the interfaces; returns whether it did.
 
         An address alone may be an old one: a restarted systemd-networkd removes it and adds it again.
@@ -231,7 +231,7 @@ class Gateway:
 
     # The hosts around
 
-    def reaches(self, address, namespace=None, timeout=10):
+    def reaches(self, address, namespace=None, timeout=60):
         """Returns whether `address` answers an echo request; tries again until `timeout`."""
         ping = ("busybox", "ping", "-c", "1", "-W", "1", address)
         return wait_until(lambda: self.run(*ping, namespace=namespace, check=False).returncode == 0, timeout)

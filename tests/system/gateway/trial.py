@@ -61,7 +61,7 @@ class Trials:
             self.wait_for_end()
             and self.installed() == OLD
             and not self.gateway.exists(PREVIOUS)
-            and self.gateway.reaches(OLD_ADDRESS, namespace="lan0", timeout=30)
+            and self.gateway.reaches(OLD_ADDRESS, namespace="lan0")
         )
 
     def has_new_address(self):
