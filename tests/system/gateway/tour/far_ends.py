@@ -4,6 +4,7 @@ import ipaddress
 
 import guest
 import hosts
+import program
 import screen
 from plan import BRIDGE, HOSTS, host_in
 from settings import quoted
@@ -15,7 +16,7 @@ gateway = guest.Gateway()
 
 def show_tunnel(number, tunnel, plan):
     screen.title(f"{tunnel.ifname}, {quoted(tunnel.label)}")
-    local = guest.wait_until(lambda: local_address(tunnel), timeout=10)
+    local = guest.wait_until(lambda: local_address(tunnel), timeout=program.PATIENCE)
     way = gateway.way_to(str(tunnel.remote))
     provider = namespace_behind(way.get("dev"), plan)
     if local is None:

@@ -5,7 +5,7 @@ import program
 import screen
 from plan import BRIDGE, HOSTS, RADIOS
 
-# Seconds until something is unreachable: only a "no" takes so long.
+# Seconds to wait for an answer: only a "no" takes so long.
 PATIENCE = 20
 
 gateway = guest.Gateway()
@@ -47,11 +47,11 @@ def connect(lan, position):
 
 
 def get_leases(lan, namespace, fixed_lease):
-    lease = gateway.dhcp_lease(namespace, vlan=lan.vlan)
+    lease = gateway.dhcp_lease(namespace, vlan=lan.vlan, seconds=PATIENCE)
     show_lease(lease, "gets an address by DHCP", lease)
     if fixed_lease:
         hardware_address, address = fixed_lease
-        fixed = gateway.dhcp_lease(namespace, vlan=lan.vlan, hwaddr=hardware_address)
+        fixed = gateway.dhcp_lease(namespace, vlan=lan.vlan, hwaddr=hardware_address, seconds=PATIENCE)
         question = f"gets the static lease {address} as {hardware_address}"
         screen.answer(question, fixed and fixed["ip"] == address)
         lease = fixed or lease

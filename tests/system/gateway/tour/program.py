@@ -16,6 +16,8 @@ FILES = (
     pathlib.Path("/var/run/.delete_static_routes"),
 )
 MOST_FILES = 16
+# Seconds that systemd-networkd may take for an address, of a hundred VLANs on a busy machine.
+PATIENCE = 60
 MOST_LINES = 40
 
 gateway = guest.Gateway()
@@ -81,7 +83,7 @@ def show_command(*command):
 
 def show_kernel(lans):
     for lan in lans:
-        gateway.wait_for_address(lan.ifname, str(lan.address), timeout=10)
+        gateway.wait_for_address(lan.ifname, str(lan.address), timeout=PATIENCE)
     show_command("ip", "-4", "-brief", "address")
     show_command("ip", "route")
 
@@ -92,7 +94,7 @@ def has_ip(ifname, ip):
 
 
 def wait_for_ip(ifname, ip):
-    return guest.wait_until(lambda: has_ip(ifname, ip), timeout=15)
+    return guest.wait_until(lambda: has_ip(ifname, ip), timeout=PATIENCE)
 
 
 def serves_dhcp(ifname):

@@ -75,7 +75,7 @@ def show_device_before(port):
         screen.space()
         return
     program.wait_for_ip(port.port, own.ip)
-    lease = gateway.dhcp_lease(HOSTS[port.port])
+    lease = gateway.dhcp_lease(HOSTS[port.port], seconds=hosts.PATIENCE)
     good = lease and lease["ip"] == fallback
     hosts.show_lease(lease, f"gets the fallback address {fallback} by DHCP", good)
     reached = gateway.reaches(str(own.ip), HOSTS[port.port], hosts.PATIENCE)
@@ -87,7 +87,7 @@ def show_device_after(port, link):
     screen.title(f"The device behind {port.port}, now that the link is up")
     namespace = HOSTS[port.port]
     if program.serves_dhcp(port.port):
-        lease = gateway.dhcp_lease(namespace)
+        lease = gateway.dhcp_lease(namespace, seconds=hosts.PATIENCE)
         if port.has_pool:
             hosts.show_lease(lease, "gets an address of the configured range by DHCP", lease)
         else:
