@@ -62,7 +62,8 @@ def packages():
 
 def unpack(package, directory):
     """Unpacks the wanted files of a package."""
-    with subprocess.Popen(["dpkg-deb", "--fsys-tarfile", package], stdout=subprocess.PIPE) as unpacking:
+    command = ["dpkg-deb", "--fsys-tarfile", package]
+    with subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL) as unpacking:
         with tarfile.open(fileobj=unpacking.stdout, mode="r|") as archive:
             for member in archive:
                 match = WANTED.fullmatch(member.name)
@@ -122,7 +123,7 @@ class KernelPackage:
         except (OSError, subprocess.CalledProcessError, tarfile.TarError, StopIteration) as error:
             raise CannotBoot(
                 f"The kernel for QEMU cannot be fetched to {target.parent}: {explain(error)}",
-                f"It takes apt's network and {UNPACKED_MIB} MB there; XDG_CACHE_HOME is another directory",
+                f"Look whether apt-get reaches its archive and {UNPACKED_MIB} MB are free there",
             ) from error
 
     def _first_modules(self):
