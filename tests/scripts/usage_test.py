@@ -12,13 +12,14 @@ WRONG = {
     "build-arm": ["--no-such-option"],
     "build-package": ["mips"],
     "check-machine": ["no-such-need"],
+    "check-package": ["--no-such-option"],
     "coverage": ["extra"],
     "install-packages": ["no-such-group"],
     "lint": ["extra"],
     "test": ["--all", "extra"],
     "test-fresh": ["bookworm", "buster"],
 }
-WITHOUT_ARGUMENTS = ("build", "check-machine", "install-packages")
+WITHOUT_ARGUMENTS = ("build", "check-machine", "check-package", "install-packages")
 
 
 class Usage(CommandTest):
