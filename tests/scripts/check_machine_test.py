@@ -93,7 +93,7 @@ class Memory(CheckMachine):
         self.put_on_machine(f"sys/fs/cgroup/{file}", f"{limit}\n")
 
     def expect_too_little(self, need, mebibytes):
-        cause = f"{mebibytes} MB of memory to spare: the build and the gateways need 1300 MB\n"
+        cause = f"{mebibytes} MB of memory to spare: the build and the gateways need 1450 MB\n"
         self.expect_missing(self.check(need), cause, "use a machine with 2 GB")
 
     def test_too_little(self):
@@ -108,7 +108,7 @@ class Memory(CheckMachine):
         self.assertEqual(done.stderr.count("memory"), 1, done.stderr)
 
     def test_swap_counts(self):
-        self.available(900, swap=400)
+        self.available(900, swap=550)
         self.expect(self.check("build", "gateway"), 0)
 
     def test_limit_of_a_container(self):
@@ -138,7 +138,7 @@ class Memory(CheckMachine):
                 self.expect(self.check("build"), 0)
 
     def test_compile_jobs(self):
-        for mebibytes, jobs in ((100_000, 8), (2600, 4), (2599, 3), (1300, 2), (100, 1)):
+        for mebibytes, jobs in ((100_000, 8), (3400, 4), (3399, 3), (2100, 2), (1450, 1), (100, 1)):
             with self.subTest(mebibytes):
                 self.available(mebibytes)
                 done = self.check("--jobs")

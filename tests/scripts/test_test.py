@@ -43,7 +43,7 @@ class TestCommand(CommandTest):
         self.expect(done, 0)
         self.assertTrue(done.stdout.endswith("\n4 passed, 0 failed, 0 skipped\n"), done.stdout)
         self.assertIn("build debug\n", self.calls())
-        self.assertIn("build quick system_programs\n", self.calls())
+        self.assertIn("build quick -DBUILD_TESTING=ON system_programs\n", self.calls())
 
     def test_leaves_out_thorough_tests(self):
         self.run_test()
