@@ -12,6 +12,8 @@ from launcher.trouble import CannotBoot, NotInstalled
 
 MEMORY_MIB = 512
 KVM = "/dev/kvm"
+# Without a limit QEMU keeps up to 1 GB of translated code; with this one a gateway takes 410 MB in all.
+TCG = "tcg,tb-size=128"
 # Some machines have a /dev/kvm with which the guest hangs.
 KVM_PATIENCE = 5
 SHARE = "trans=virtio,version=9p2000.L,msize=512000"
@@ -109,7 +111,7 @@ class Qemu:
         ]
         arguments = [
             *("-nodefaults", "-no-user-config", "-display", "none", "-no-reboot", "-m", str(MEMORY_MIB)),
-            *(*self.machine.options, "-accel", "kvm" if self.accelerated else "tcg"),
+            *(*self.machine.options, "-accel", "kvm" if self.accelerated else TCG),
             *("-kernel", self.package.image, "-initrd", self.initramfs),
             *("-append", self._kernel_arguments(environment)),
             *self._consoles(gateway),
