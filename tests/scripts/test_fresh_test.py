@@ -93,6 +93,7 @@ class TestFresh(CommandTest):
     def test_with_little_memory_and_a_full_disk_nothing_is_made(self):
         self.put("awk", "echo 1000")
         self.put("df", "echo Avail; echo 7")
+        self.put("mktemp", f"touch {self.calls}; exec /usr/bin/mktemp \"$@\"")
         self.expect(self.run_fresh(), 1, "MB free")
         self.assertFalse(self.calls.exists())
 
