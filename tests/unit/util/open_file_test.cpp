@@ -21,8 +21,12 @@ class OpenFileTest : public LanfabTest {};
 // What is larger finds no memory.
 static std::size_t largest_allocation = SIZE_MAX;
 
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  return size > largest_allocation ? nullptr : std::malloc(size);
+}
+
 void* operator new(std::size_t size) {
-  void* memory = size > largest_allocation ? nullptr : std::malloc(size);
+  void* memory = operator new(size, std::nothrow);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
