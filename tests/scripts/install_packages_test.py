@@ -81,16 +81,18 @@ class InstallPackages(CommandTest):
             with self.subTest(arguments):
                 done = self.install(*arguments)
                 self.assertEqual(done.returncode, 1)
-                self.assertEqual(done.stderr, "Cannot download the lists of packages: http://mirror/InRelease: "
-                                              "Temporary failure resolving 'mirror'. Is there a network?\n")
+                self.assertEqual(done.stderr,
+                                 "Cannot download the lists of packages: http://mirror/InRelease: "
+                                 "Temporary failure resolving 'mirror'. Is there a network?\n")
                 self.assertNotIn(" -y ", self.calls.read_text())
 
     def test_no_network_for_the_packages(self):
-        self.put_apt(install='echo "E: Failed to fetch http://mirror/cmake.deb  404  Not Found" >&2; exit 100')
+        missing = "E: Failed to fetch http://mirror/cmake.deb  404  Not Found"
+        self.put_apt(install=f'echo "{missing}" >&2; exit 100')
         done = self.install("build")
         self.assertEqual(done.returncode, 1)
-        self.assertEqual(done.stderr, "Cannot download the packages: http://mirror/cmake.deb: 404  Not Found. "
-                                      "Is there a network?\n")
+        self.assertEqual(done.stderr, "Cannot download the packages: http://mirror/cmake.deb: "
+                                      "404  Not Found. Is there a network?\n")
 
     def test_one_of_several_lists_cannot_be_downloaded(self):
         self.put_apt(update=f'echo "{UNREACHABLE}" >&2; exit 100')

@@ -11,8 +11,8 @@ COMMAND = CHECKOUT / "tests/support/run-ctest"
 
 class RunCtest(CommandTest):
     def ctest(self, tests, lines, status=0, output=None, **environment):
-        """Runs a ctest that lists the tests, each with its cost, prints the lines when it runs them, and reports
-        the output of some tests."""
+        """Runs a ctest that lists the tests, each with its cost, prints the lines when it runs them, and
+        reports the output of some tests."""
         listed = [{"name": name, "properties": [{"name": "COST", "value": cost}]}
                   for name, cost in tests.items()]
         (self.directory / "list").write_text(json.dumps({"tests": listed}))
@@ -101,7 +101,8 @@ The following tests did not run:
         self.assertIn("  skipped: graph.documents: there is no Graphviz\n", done.stdout)
 
     def test_a_test_that_skips_without_a_reason(self):
-        done = self.ctest({"unit.a": 0}, "1/1 Test #1: unit.a ...***Skipped   0.25 sec\n", output={"unit.a": ""})
+        lines = "1/1 Test #1: unit.a ...***Skipped   0.25 sec\n"
+        done = self.ctest({"unit.a": 0}, lines, output={"unit.a": ""})
         self.expect(done, 0)
         self.assertIn("  skipped: unit.a: it does not say why\n", done.stdout)
 

@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""scripts/test-fresh starts the right commands in the right systems, and removes what it made; here no system is
-really made."""
+"""scripts/test-fresh starts the right commands in the right systems, and removes what it made; here no system
+is really made."""
 
 import os
 import shutil
@@ -45,7 +45,8 @@ class TestFresh(CommandTest):
 
     def command(self, *arguments):
         # Root even where an ordinary user runs the test.
-        return ["/usr/bin/unshare", "--user", "--map-root-user", self.checkout / "scripts/test-fresh", *arguments]
+        command = self.checkout / "scripts/test-fresh"
+        return ["/usr/bin/unshare", "--user", "--map-root-user", command, *arguments]
 
     def run_fresh(self, *arguments):
         return self.run_command(*self.command(*arguments), CALLS=str(self.calls))
@@ -99,7 +100,7 @@ class TestFresh(CommandTest):
 
     def test_without_namespaces_nothing_is_made(self):
         self.put("unshare", "exit 1")
-        self.expect(self.run_fresh(), 1, "This machine makes no namespaces")
+        self.expect(self.run_fresh(), 1, "which this machine does not allow")
         self.assertFalse(self.calls.exists())
 
     def test_keeps_the_system_if_asked_to(self):

@@ -60,7 +60,8 @@ class Launch(CommandTest):
         self.expect(done, 3, "has not been downloaded")
 
     def test_an_unknown_kernel(self):
-        self.expect(self.launch("true", GATEWAY="vmm"), 1, "GATEWAY is 'vmm'\n  Set it to one of: uml, qemu\n")
+        done = self.launch("true", GATEWAY="vmm")
+        self.expect(done, 1, "GATEWAY is 'vmm'\n  Set it to one of: uml, qemu\n")
 
 
 if __name__ == "__main__":

@@ -1,7 +1,7 @@
 """WireGuard interfaces: systemd-networkd accepts their units and routes accordingly.
 
-User-mode Linux has no WireGuard, so the device units are read up to the kernel's refusal. For the network units,
-a dummy device replaces the tunnel. Traffic through a real tunnel: tests/system/wireguard/run.
+User-mode Linux has no WireGuard, so the device units are read up to the kernel's refusal. For the network
+units, a dummy device replaces the tunnel. Traffic through a real tunnel: tests/system/wireguard/run.
 """
 
 import base64

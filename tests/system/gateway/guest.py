@@ -17,7 +17,8 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 CONFIGURATION = "/etc/lanfab/network.json"
 UNIT_DIRECTORY = "/run/systemd/network/"
 SYSDB = "/var/run/sysdb.sqlite3"
-# systemd 256 and newer say so of every unit of a router; packaging/systemd-networkd.service.conf does its work.
+# systemd 256 and newer report this for every unit of a router; packaging/systemd-networkd.service.conf does
+# what the line asks for.
 FORWARDING_IS_IGNORED = "IPForward= setting is deprecated."
 PRIORITIES = ("emerg", "alert", "crit", "err", "warning", "notice", "info", "debug")
 # How many times longer than usual something may take: an emulated processor is slower.
