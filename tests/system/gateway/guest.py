@@ -44,7 +44,7 @@ def terms(lease):
     return address, lease.get("router"), lease.get("dns"), int(lease["lease"])
 
 
-def wait_until(condition, timeout=60, interval=0.1):
+def wait_until(condition, timeout=60, interval=0.25):
     """Polls `condition()` until it is true or `timeout` seconds have passed; returns its last result.
 
     An emulated processor has more time.
