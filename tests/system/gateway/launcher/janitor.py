@@ -18,6 +18,9 @@ class Janitor:
         self.process = os.fork()
         if self.process == 0:
             os.setsid()
+            # Whoever ends every process of the launcher's name means the launcher.
+            for number in (signal.SIGTERM, signal.SIGHUP, signal.SIGINT):
+                signal.signal(number, signal.SIG_IGN)
             os.close(write_end)
             self._clear_away_at_end(read_end, directory)
             os._exit(0)
