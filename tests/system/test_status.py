@@ -50,7 +50,7 @@ def wait_until_as_wanted():
 def run_at(moment):
     """A run that is stopped, as by a very slow machine, once the condition is true."""
     with subprocess.Popen(["cmd_lanfab", "apply"], stderr=subprocess.DEVNULL) as process:
-        guest.wait_until(moment, interval=0.005)
+        guest.wait_until(moment, interval=0.005, longest_interval=0.005)
         process.send_signal(signal.SIGSTOP)
         try:
             yield process

@@ -44,14 +44,16 @@ def terms(lease):
     return address, lease.get("router"), lease.get("dns"), int(lease["lease"])
 
 
-def wait_until(condition, timeout=60, interval=0.25):
+def wait_until(condition, timeout=60, interval=0.1, longest_interval=1):
     """Polls `condition()` until it is true or `timeout` seconds have passed; returns its last result.
 
-    An emulated processor has more time.
+    The pauses become longer, up to `longest_interval`: each command in a gateway takes much of the machine. An
+    emulated processor has more time.
     """
     deadline = time.monotonic() + timeout * SLOWNESS
     while not (answer := condition()) and time.monotonic() < deadline:
         time.sleep(interval)
+        interval = min(1.5 * interval, longest_interval)
     return answer
 
 
