@@ -47,8 +47,8 @@ def terms(lease):
 def wait_until(condition, timeout=60, interval=0.1, longest_interval=1):
     """Polls `condition()` until it is true or `timeout` seconds have passed; returns its last result.
 
-    The pauses become longer, up to `longest_interval`: each command in a gateway takes much of the machine. An
-    emulated processor has more time.
+    The pauses become longer, up to `longest_interval`: each command in a gateway takes much of the machine.
+    An emulated processor has more time.
     """
     deadline = time.monotonic() + timeout * SLOWNESS
     while not (answer := condition()) and time.monotonic() < deadline:
