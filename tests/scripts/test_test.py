@@ -11,12 +11,16 @@ class TestCommand(CommandTest):
     def setUp(self):
         super().setUp()
         self.checkout = self.directory / "checkout"
-        (self.checkout / "build/debug").mkdir(parents=True)
-        (self.checkout / "build/quick").mkdir()
+        for build in ("quick", "clang", "arm"):
+            (self.checkout / "build" / build).mkdir(parents=True)
         self.put_script("scripts/check-machine", 'for need; do [ ! -e "lacks-$need" ] || exit 1; done')
         self.put_script("scripts/install-packages", "exit 0")
         self.put_script("scripts/build", 'echo "build $*" >>calls')
         self.put_run_ctest("2 0 0")
+        for name in ("build-arm", "build-package", "coverage", "lint"):
+            self.put_script(f"scripts/{name}", f"echo {name} >>calls")
+        for name in ("instructions", "check-instructions"):
+            self.put_script(f"benchmarks/{name}", f"echo {name} >>calls")
         shutil.copy(SCRIPTS / "test", self.checkout / "scripts/test")
 
     def put_script(self, name, text):
@@ -38,40 +42,54 @@ class TestCommand(CommandTest):
         path = self.checkout / "calls"
         return path.read_text() if path.exists() else ""
 
-    def test_counts_the_tests_of_both_builds(self):
+    def test_builds_once(self):
         done = self.run_test()
         self.expect(done, 0)
-        self.assertTrue(done.stdout.endswith("\n4 passed, 0 failed, 0 skipped\n"), done.stdout)
-        self.assertIn("build debug\n", self.calls())
-        self.assertIn("build quick -DBUILD_TESTING=ON system_programs\n", self.calls())
+        self.assertTrue(done.stdout.endswith("\n2 passed, 0 failed, 0 skipped\n"), done.stdout)
+        self.assertRegex(self.calls(), r"^build quick -DBUILD_TESTING=ON all system_programs\n"
+                                       r"run-ctest build/quick -j \d+ -LE thorough\|exhaustive\n$")
 
-    def test_leaves_out_thorough_tests(self):
-        self.run_test()
-        for line in self.calls().splitlines():
-            if line.startswith("run-ctest"):
-                self.assertIn(" -LE thorough|exhaustive", line)
+    def test_all_takes_every_step(self):
+        done = self.run_test("--all")
+        self.expect(done, 0)
+        self.assertTrue(done.stdout.endswith("\n8 passed, 0 failed, 0 skipped\n"), done.stdout)
+        for step in ("build release", "instructions", "check-instructions", "build-package", "build-arm",
+                     "coverage", "lint"):
+            self.assertIn(f"{step}\n", self.calls())
+
+    def test_all_runs_each_test_in_one_build_of_a_compiler(self):
+        self.run_test("--all")
+        for part in (r"build/quick -j \d+ -LE thorough\|exhaustive",
+                     r"build/quick -j \d+ -L system -L thorough\|exhaustive -LE exhaustive",
+                     r"build/clang -j \d+ -E \^\(unit\|scenario\)\\. -LE exhaustive",
+                     r"build/arm -j \d+ -LE exhaustive"):
+            self.assertRegex(self.calls(), f"(?m)^run-ctest {part}$")
+
+    def test_exhaustive_leaves_out_the_samples(self):
+        self.run_test("--exhaustive")
+        self.assertRegex(self.calls(), r"(?m)^run-ctest build/arm -j \d+ -LE sample$")
 
     def test_counts_skipped_tests(self):
         self.put_run_ctest("1 0 1")
         done = self.run_test()
         self.expect(done, 0)
-        self.assertTrue(done.stdout.endswith("\n2 passed, 0 failed, 2 skipped\n"), done.stdout)
+        self.assertTrue(done.stdout.endswith("\n1 passed, 0 failed, 1 skipped\n"), done.stdout)
 
     def test_fails_when_a_test_fails(self):
         self.put_run_ctest("1 1 0", status=1)
         done = self.run_test()
         self.expect(done, 1)
-        self.assertIn("\nFailed: debug system\n2 passed, 2 failed, 0 skipped\n", done.stdout)
+        self.assertIn("\nFailed: quick\n1 passed, 1 failed, 0 skipped\n", done.stdout)
 
     def test_fails_when_a_build_fails(self):
-        self.put_script("scripts/build", '[ "$1" = debug ]')
-        done = self.run_test()
+        self.put_script("scripts/build", '[ "$1" != quick ]')
+        done = self.run_test("--all")
         self.expect(done, 1)
-        self.assertIn("\nFailed: system\n2 passed, 0 failed, 0 skipped\n", done.stdout)
+        self.assertIn("\nFailed: quick\n6 passed, 0 failed, 0 skipped\n", done.stdout)
 
     def test_shows_the_output_of_the_step_that_ran_beside_the_others(self):
-        self.put_script("scripts/build", '[ "$1" = debug ] || { echo no compiler; exit 1; }')
-        self.assertIn("\n== system\nno compiler\n", self.run_test().stdout)
+        self.put_script("tests/support/run-ctest", 'echo "Tests: $*"')
+        self.assertRegex(self.run_test("--all").stdout, r"\n== system\nTests: build/quick .* -L system ")
 
     def test_begins_nothing_that_the_machine_cannot_do(self):
         (self.checkout / "lacks-sandbox").touch()
@@ -84,14 +102,14 @@ class TestCommand(CommandTest):
         (self.checkout / "lacks-sandbox").touch()
         done = self.run_test("--possible")
         self.expect(done, 0)
-        self.assertIn("run-ctest build/debug -R ^(docs|scripts|system|check|tools)\\. ", self.calls())
+        self.assertIn("run-ctest build/quick -R ^(docs|scripts|system|check|tools)\\. ", self.calls())
         self.assertIn("Left out, since this machine cannot run them: all but docs, ", done.stdout)
 
     def test_leaves_out_the_gateway_when_asked(self):
         (self.checkout / "lacks-gateway").touch()
         done = self.run_test("--possible")
         self.expect(done, 0)
-        self.assertNotIn("quick", self.calls())
+        self.assertIn(" -LE thorough|exhaustive|system\n", self.calls())
         self.assertIn("Left out, since this machine cannot run them: system\n", done.stdout)
 
 
