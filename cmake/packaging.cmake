@@ -25,7 +25,7 @@ install(FILES ${packaging}/sysusers.conf DESTINATION lib/sysusers.d RENAME lanfa
 include(cmake/documentation.cmake)
 
 # What authors of configurations use: a component, too.
-if(LANFAB_COMPANION)
+if(LANFAB_CLI)
   include(cmake/tools.cmake)
 endif()
 

@@ -1,5 +1,5 @@
 # What belongs to the program `lanfab`. It is never part of an image.
-install(TARGETS lanfab_companion RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+install(TARGETS lanfab RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 install(FILES packaging/tools/lanfab.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
   RENAME lanfab COMPONENT tools)
 install_manual_page(lanfab.1 tools)

@@ -27,7 +27,7 @@ RDEPENDS:${PN} = "dnsmasq iproute2 systemd udev"
 RRECOMMENDS:${PN} = "kernel-module-8021q kernel-module-bridge kernel-module-ip-gre"
 
 # For libraries with C linkage, a .bbappend adds -DLANFAB_ADAPTER= (see docs/integration.md).
-EXTRA_OECMAKE = "-DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF -DLANFAB_COMPANION=OFF"
+EXTRA_OECMAKE = "-DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF -DLANFAB_CLI=OFF"
 
 SYSTEMD_SERVICE:${PN} = "lanfab.service"
 

@@ -22,7 +22,7 @@ echo "${0##*/}" "$@" >>"$CALLS"
 """
 # The second look at the machine boots a kernel, which takes the packages.
 BEFORE_THE_BUILD = ["check-machine build gateway", "install-packages build gateway", "check-machine gateway"]
-BUILD = ["build quick cmd_lanfab lanfab_companion"]
+BUILD = ["build quick cmd_lanfab lanfab"]
 COST_OF_GATEWAY = "The gateway takes about half a minute.\n"
 COST = f"""\
 Building the program takes about half a minute with two processors.
@@ -31,7 +31,7 @@ Missing packages are installed first, which takes a few minutes more.
 
 RULE = re.compile(r"\[([a-z-]+)\]$", re.MULTILINE)
 
-program = companion = None
+program = lanfab = None
 
 
 def write(path, content):
@@ -50,7 +50,7 @@ class DemoCase(unittest.TestCase):
             "scripts/install-packages",
             "scripts/build",
             "tests/system/gateway/launch",
-            "build/quick/companion/lanfab",
+            "build/quick/cli/lanfab",
         ):
             write(self.checkout / name, STUB.encode()).chmod(0o755)
         for name in ("scripts/demo", "examples", "tests/support", "tests/system/gateway/tour"):
@@ -226,11 +226,11 @@ class MachineThatCannotBoot(DemoCase):
 
 class Mistakes(DemoCase):
     def test_each_is_found_and_nothing_is_booted(self):
-        if companion is None:
-            self.skipTest("needs --companion")
-        lanfab = self.checkout / "build/quick/companion/lanfab"
-        lanfab.unlink()
-        lanfab.symlink_to(companion)
+        if lanfab is None:
+            self.skipTest("needs --lanfab")
+        built = self.checkout / "build/quick/cli/lanfab"
+        built.unlink()
+        built.symlink_to(lanfab)
         result = self.demo("--break")
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         _, *mistakes = result.stdout.split("\n== ")[1:]
@@ -251,7 +251,7 @@ class Mistakes(DemoCase):
 if __name__ == "__main__":
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--program", type=lambda text: pathlib.Path(text).resolve(), help="a cmd_lanfab")
-    parser.add_argument("--companion", type=lambda text: pathlib.Path(text).resolve(), help="a lanfab")
+    parser.add_argument("--lanfab", type=lambda text: pathlib.Path(text).resolve(), help="a lanfab")
     options, rest = parser.parse_known_args()
-    program, companion = options.program, options.companion
+    program, lanfab = options.program, options.lanfab
     unittest.main(argv=[sys.argv[0], *rest])

@@ -165,7 +165,7 @@ CONFIGURATIONS = {
 }
 
 
-def take_tour(program, companion, name):
+def take_tour(program, lanfab, name):
     """Returns the result of the tour of an example, or of one of the configurations above."""
     config = CHECKOUT / "examples" / name / "network.json"
     with tempfile.NamedTemporaryFile("w", suffix=".json") as file:
@@ -174,7 +174,7 @@ def take_tour(program, companion, name):
             file.flush()
             config = file.name
         return subprocess.run(
-            [GATEWAY / "launch", "--time-limit", "600", "--program", program, "--tool", companion]
+            [GATEWAY / "launch", "--time-limit", "600", "--program", program, "--tool", lanfab]
             + ["--config", config, "python3", "-B", GATEWAY / "tour"],
             stdout=subprocess.PIPE,
             stderr=subprocess.STDOUT,
@@ -214,10 +214,10 @@ def errors(result, name):
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--program", type=pathlib.Path, required=True, help="a cmd_lanfab for the gateway")
-    parser.add_argument("--companion", type=pathlib.Path, required=True, help="a lanfab for it")
+    parser.add_argument("--lanfab", type=pathlib.Path, required=True, help="a lanfab for it")
     parser.add_argument("name", choices=ANSWERS, help="an example, or another configuration of this test")
     options = parser.parse_args()
-    result = take_tour(options.program, options.companion, options.name)
+    result = take_tour(options.program, options.lanfab, options.name)
     failures = list(errors(result, options.name))
     if failures:
         print(result.stdout)

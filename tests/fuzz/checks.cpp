@@ -12,14 +12,14 @@
 #include <vector>
 
 #include "check.h"
-#include "companion/graph/dot.h"
-#include "companion/graph/marks.h"
-#include "companion/graph/picture.h"
-#include "companion/graph/summary.h"
-#include "companion/graph/text.h"
-#include "companion/rules/rules.h"
-#include "companion/source/report.h"
-#include "companion/source/source.h"
+#include "cli/config_file/source.h"
+#include "cli/graph/annotations.h"
+#include "cli/graph/diagram.h"
+#include "cli/graph/dot.h"
+#include "cli/graph/shorten.h"
+#include "cli/graph/text_tree.h"
+#include "cli/lint/report.h"
+#include "cli/lint/rules.h"
 #include "generator.h"
 #include "libcmd/configuration_text.h"
 

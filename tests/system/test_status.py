@@ -18,7 +18,7 @@ import unittest
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gateway"))
 import guest
 
-TOOL = "companion/lanfab"
+TOOL = "cli/lanfab"
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 EXAMPLES = sorted(file.parent.name for file in ROOT.glob("examples/*/network.json"))

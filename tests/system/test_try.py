@@ -17,7 +17,7 @@ sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gat
 import guest
 import trial
 
-TOOL = "companion/lanfab"
+TOOL = "cli/lanfab"
 
 UNIT = pathlib.Path(__file__).resolve().parents[2] / "packaging/lanfab.service.in"
 

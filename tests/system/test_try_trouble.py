@@ -9,7 +9,7 @@ sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gat
 import guest
 import trial
 
-TOOL = "companion/lanfab"
+TOOL = "cli/lanfab"
 
 LOCK = "/run/LANFAB_LOCKED"
 PROGRAM = "/usr/bin/cmd_lanfab"

@@ -1,0 +1,111 @@
+#include "cli/commands/check.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <optional>
+
+#include "cli/base/color.h"
+#include "cli/base/programs.h"
+#include "cli/config_file/source.h"
+#include "cli/dry_run/dnsmasq_check.h"
+#include "cli/lint/report.h"
+#include "cli/lint/rules.h"
+
+static void print_as_text(const Source& source, const std::vector<Finding>& findings) {
+  const bool is_terminal = isatty(STDOUT_FILENO) != 0;
+  const std::string report = text_report(source, findings, is_terminal, wants_colour(is_terminal));
+  std::fputs(report.c_str(), stdout);
+}
+
+namespace {
+
+// Where the findings of one file after the other go.
+class Output {
+ public:
+  explicit Output(bool json) : json_(json), files_(Json::arrayValue) {}
+
+  void add(const Source& source, const std::vector<Finding>& findings) {
+    count(findings, summary_);
+    if (json_) {
+      files_.append(json_report(source, findings));
+    } else {
+      print_as_text(source, findings);
+    }
+  }
+
+  // The summary, or the whole as one JSON array.
+  void finish() const {
+    if (json_) {
+      std::printf("%s\n", Json::writeString(Json::StreamWriterBuilder(), files_).c_str());
+    } else if (summary_.files > 0) {
+      std::printf("%s\n", text_of(summary_).c_str());
+    }
+  }
+
+  const Summary& summary() const {
+    return summary_;
+  }
+
+ private:
+  bool json_;
+  Json::Value files_;
+  Summary summary_;
+};
+
+// dnsmasq, where it can be asked.
+class Dnsmasq {
+ public:
+  explicit Dnsmasq(bool offline) : program_(offline ? std::nullopt : find_in_path("dnsmasq")) {}
+
+  // Adds what it refuses to what the rules have found. After an error it would only say the same once more.
+  void judge(const Source& source, std::vector<Finding>& findings) {
+    if (!program_ || std::any_of(findings.begin(), findings.end(), is_error)) return;
+    if (const auto trouble = ask_dnsmasq(*program_, source, findings)) {
+      // The rest of it is advice, which `lanfab preview` gives, too.
+      std::fprintf(stderr, "%s; dnsmasq is not asked\n", trouble->substr(0, trouble->find('\n')).c_str());
+      // It would be the same for every file.
+      program_.reset();
+    }
+  }
+
+ private:
+  static bool is_error(const Finding& finding) {
+    return finding.severity == Severity::kError;
+  }
+
+  std::optional<std::string> program_;
+};
+
+}  // namespace
+
+int check(const CheckOptions& options) {
+  Output output(options.json);
+  Dnsmasq dnsmasq(options.offline);
+  bool is_all_readable = true;
+  for (const std::string& file : options.files) {
+    Source source;
+    if (const auto trouble = load_source(file, source)) {
+      std::fprintf(stderr, "%s\n", trouble->c_str());
+      is_all_readable = false;
+      continue;
+    }
+    std::vector<Finding> findings = examine(source);
+    dnsmasq.judge(source, findings);
+    output.add(source, findings);
+  }
+  output.finish();
+  if (!is_all_readable) return 2;
+  const Summary& summary = output.summary();
+  return summary.errors > 0 || (options.strict && summary.warnings > 0) ? 1 : 0;
+}
+
+Summary show_findings(const Source& source) {
+  std::vector<Finding> findings = examine(source);
+  Dnsmasq(false).judge(source, findings);
+  print_as_text(source, findings);
+  Summary summary;
+  count(findings, summary);
+  return summary;
+}

@@ -1,0 +1,51 @@
+#include "cli/commands/confirm.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "cli/dry_run/tree.h"
+#include "cli/live/installed_file.h"
+#include "cli/live/system.h"
+#include "cli/live/trial_state.h"
+#include "cli/live/units.h"
+
+static int fail(const std::string& message) {
+  std::fprintf(stderr, "%s\n", message.c_str());
+  return 2;
+}
+
+static int refuse(const char* reason) {
+  std::fprintf(stderr, "lanfab: %s\n", reason);
+  return 1;
+}
+
+// The timer goes last: killed before, it finds the new file installed, and applies that once more.
+static int keep(const std::string& installed) {
+  File trial;
+  if (!read_file(kTrialFile, trial)) return fail(std::string(kTrialFile) + ": " + std::strerror(errno));
+  if (!look_beneath_trial(installed)) return fail(installed + ": " + std::strerror(errno));
+  std::string trouble;
+  const Installation installation = install(trial.content, installed, trouble);
+  if (installation == Installation::kFailed) return fail(trouble + "; the trial goes on");
+  const bool is_state_gone = remove_state();
+  const bool is_timer_gone = stop_revert_timer();
+  if (installation == Installation::kPlaced) return fail(trouble + "; kept, but a loss of power may undo it");
+  if (!is_state_gone || !is_timer_gone)
+    return fail("lanfab: kept, but what belongs to the trial is still there");
+  std::printf("Kept. The configuration before it is %s%s.\n", installed.c_str(), kPreviousSuffix);
+  return 0;
+}
+
+int confirm() {
+  if (const auto trouble = enter_system()) return fail(*trouble);
+  const auto installed = installed_path();
+  if (!installed) return fail(std::string(kInstalledConfiguration) + ": " + std::strerror(errno));
+  const StateLock lock;
+  if (!read_state()) return refuse("no trial is under way");
+  if (is_at_work(kApplyUnit)) return refuse("the APPLY of the trial is still at work");
+  if (is_at_work(kRevertUnit) || !is_trial_in_force(*installed))
+    return refuse("the trial is being taken back");
+  return keep(*installed);
+}

@@ -1,0 +1,38 @@
+#include "cli/commands/explain.h"
+
+#include <cstdio>
+#include <string_view>
+
+#include "cli/lint/report.h"
+#include "cli/lint/rules.h"
+
+// docs/checks.md.
+extern const std::string_view kChecksPage;
+
+static void list_rules() {
+  for (const Rule& rule : all_rules())
+    std::printf("%-30s %s\n", rule.name, word_for(rule.severity));
+}
+
+// The entry of a rule: from its heading, without the marks of the format, to the next heading.
+static std::string_view entry_of(const Rule& rule) {
+  const std::string heading = std::string("\n### ") + rule.name + " (" + word_for(rule.severity) + ")\n";
+  const std::size_t begin = kChecksPage.find(heading);
+  if (begin == std::string_view::npos) return {};
+  const std::string_view rest = kChecksPage.substr(begin + 5);
+  return rest.substr(0, rest.find("\n\n#"));
+}
+
+int explain(const std::string& name) {
+  if (name.empty()) {
+    list_rules();
+    return 0;
+  }
+  for (const Rule& rule : all_rules()) {
+    if (rule.name != name) continue;
+    std::printf("%s\n", std::string(entry_of(rule)).c_str());
+    return 0;
+  }
+  std::fprintf(stderr, "lanfab: there is no rule \"%s\"; `lanfab explain` lists them\n", name.c_str());
+  return 2;
+}

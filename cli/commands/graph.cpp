@@ -1,0 +1,71 @@
+#include "cli/commands/graph.h"
+
+#include <langinfo.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <clocale>
+#include <cstdio>
+#include <cstring>
+
+#include "cli/base/color.h"
+#include "cli/config_file/source.h"
+#include "cli/graph/annotations.h"
+#include "cli/graph/diagram.h"
+#include "cli/graph/dot.h"
+#include "cli/graph/graphviz.h"
+#include "cli/graph/save.h"
+#include "cli/graph/shorten.h"
+#include "cli/graph/text_tree.h"
+#include "cli/lint/report.h"
+#include "cli/lint/rules.h"
+
+// That of the user's locale.
+static Charset own_charset() {
+  const locale_t locale = newlocale(LC_CTYPE_MASK, "", nullptr);
+  if (locale == nullptr) return Charset::kAscii;
+  const bool is_utf8 = std::strcmp(nl_langinfo_l(CODESET, locale), "UTF-8") == 0;
+  freelocale(locale);
+  return is_utf8 ? Charset::kUtf8 : Charset::kAscii;
+}
+
+static std::string text_of(const Part& picture, const std::vector<Finding>& findings, bool is_terminal) {
+  std::string text = text_picture(picture, own_charset(), wants_colour(is_terminal));
+  if (findings.empty()) return text;
+  Summary summary;
+  count(findings, summary);
+  return text + "\n" + text_of(summary) + "; lanfab check says where\n";
+}
+
+static int fail(const std::string& message) {
+  std::fprintf(stderr, "%s\n", message.c_str());
+  return 2;
+}
+
+int graph(const GraphOptions& options) {
+  Source source;
+  if (const auto trouble = load_source(options.file, source)) return fail(*trouble);
+  const std::vector<Finding> findings = examine(source);
+  const Site site(source);
+  Part picture = picture_of(site);
+  mark(findings, picture);
+  summarize(picture);
+  std::string text;
+  if (options.format == GraphFormat::kText) {
+    const bool is_terminal = options.output.empty() && isatty(STDOUT_FILENO) != 0;
+    text = text_of(picture, findings, is_terminal);
+  } else {
+    text = dot_picture(picture);
+  }
+  if (options.format == GraphFormat::kSvg) {
+    std::string svg;
+    if (const auto trouble = draw(text, svg)) return fail("lanfab: " + *trouble);
+    text = std::move(svg);
+  }
+  if (options.output.empty()) {
+    std::fwrite(text.data(), 1, text.size(), stdout);
+  } else if (!save(text, options.output)) {
+    return fail(options.output + ": " + std::strerror(errno));
+  }
+  return 0;
+}

@@ -1,0 +1,231 @@
+#include "cli/commands/preview.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <map>
+
+#include "cli/dry_run/tree.h"
+
+constexpr mode_t kUsualMode = 0644;
+
+// By syslog's numbers.
+constexpr const char* kPriorities[] = {"emerg", "alert", "crit", "err", "warning", "notice", "info", "debug"};
+
+static std::string joined(const std::vector<std::string>& words) {
+  std::string line;
+  for (const std::string& word : words)
+    line += (line.empty() ? "" : " ") + word;
+  return line;
+}
+
+static void print_heading(const std::string& text) {
+  std::printf("==> %s <==\n", text.c_str());
+}
+
+static void print_text(const std::string& text) {
+  std::fwrite(text.data(), 1, text.size(), stdout);
+  if (!text.empty() && text.back() != '\n') std::fputs("\n(no newline at the end)\n", stdout);
+  std::fputs("\n", stdout);
+}
+
+static std::string heading_of(const File& file) {
+  if (file.mode == kUsualMode) return file.path;
+  char mode[16];
+  std::snprintf(mode, sizeof mode, " (mode %04o)", static_cast<unsigned>(file.mode));
+  return file.path + mode;
+}
+
+// Every file that the run wrote. Of two with one content, such as a file and what it was copied from, the
+// second is not shown again.
+static void print_files(const Outcome& outcome) {
+  std::map<std::string, std::string> shown;
+  for (const auto& [file, change] : outcome.files) {
+    if (change != Change::kWritten) continue;
+    const auto [first, is_new] = shown.emplace(file.content, file.path);
+    print_heading(heading_of(file));
+    if (is_new || file.content.empty()) {
+      print_text(file.content);
+    } else {
+      std::printf("(the same as %s)\n\n", first->second.c_str());
+    }
+  }
+}
+
+static void print_names(const char* heading, const std::vector<std::string>& names) {
+  if (names.empty()) return;
+  print_heading(heading);
+  for (const std::string& name : names)
+    std::printf("%s\n", name.c_str());
+  std::printf("\n");
+}
+
+static std::vector<std::string> names_with(Change change, const Outcome& outcome) {
+  std::vector<std::string> names;
+  for (const OutcomeFile& file : outcome.files)
+    if (file.change == change) names.push_back(file.file.path);
+  return names;
+}
+
+static void print_outcome(const Outcome& outcome, const PreviewOptions& options) {
+  if (options.directory.empty()) {
+    print_files(outcome);
+  } else {
+    print_names("written", names_with(Change::kWritten, outcome));
+  }
+  print_names("unchanged", names_with(Change::kRewritten, outcome));
+  print_names("removed", outcome.removed);
+  std::vector<std::string> lines;
+  for (const auto& [key, value] : outcome.database)
+    lines.push_back(key + " = " + value);
+  print_names("system database", lines);
+  lines.clear();
+  for (const std::vector<std::string>& command : outcome.commands)
+    lines.push_back(joined(command));
+  print_names("commands", lines);
+  lines.clear();
+  for (const auto& [priority, text] : outcome.messages)
+    lines.push_back(std::string(kPriorities[priority]) + " " +
+                    text.substr(0, text.find_last_not_of('\n') + 1));
+  if (options.messages) print_names("messages", lines);
+  if (!outcome.standard_output.empty()) {
+    print_heading("standard output");
+    print_text(outcome.standard_output);
+  }
+  if (outcome.status < 0) {
+    std::printf("ended by signal %d (%s)\n", -outcome.status, strsignal(-outcome.status));
+  } else {
+    std::printf("exit status %d\n", outcome.status);
+  }
+}
+
+static const char* word_for(Change change) {
+  switch (change) {
+    case Change::kKept:
+      return "kept";
+    case Change::kRewritten:
+      return "unchanged";
+    case Change::kWritten:
+      return "written";
+  }
+  return "";
+}
+
+static Json::Value json_of(const std::vector<std::string>& texts) {
+  Json::Value list(Json::arrayValue);
+  for (const std::string& text : texts)
+    list.append(text);
+  return list;
+}
+
+static Json::Value json_of(const OutcomeFile& one) {
+  char mode[8];
+  std::snprintf(mode, sizeof mode, "%04o", static_cast<unsigned>(one.file.mode));
+  Json::Value value(Json::objectValue);
+  value["path"] = one.file.path;
+  value["mode"] = mode;
+  value["change"] = word_for(one.change);
+  value["content"] = one.file.content;
+  return value;
+}
+
+static void print_json(const Outcome& outcome) {
+  Json::Value root(Json::objectValue);
+  root["status"] = outcome.status;
+  root["files"] = Json::arrayValue;
+  for (const OutcomeFile& file : outcome.files)
+    if (file.change != Change::kKept) root["files"].append(json_of(file));
+  root["removed"] = json_of(outcome.removed);
+  root["commands"] = Json::arrayValue;
+  for (const std::vector<std::string>& command : outcome.commands)
+    root["commands"].append(json_of(command));
+  root["messages"] = Json::arrayValue;
+  for (const auto& [priority, text] : outcome.messages) {
+    Json::Value message(Json::objectValue);
+    message["priority"] = kPriorities[priority];
+    message["text"] = text;
+    root["messages"].append(message);
+  }
+  root["database"] = Json::objectValue;
+  for (const auto& [key, value] : outcome.database)
+    root["database"][key] = value;
+  root["stdout"] = outcome.standard_output;
+  root["stderr"] = outcome.standard_error;
+  std::printf("%s\n", Json::writeString(Json::StreamWriterBuilder(), root).c_str());
+}
+
+// Whether the files may go below `directory`: it is missing or empty. errno says why not.
+static bool is_free(const std::string& directory) {
+  DIR* stream = opendir(directory.c_str());
+  if (stream == nullptr) return errno == ENOENT;
+  int entries = 0;
+  while (readdir(stream) != nullptr)
+    ++entries;
+  closedir(stream);
+  errno = ENOTEMPTY;
+  return entries == 2;
+}
+
+// What stands below `directory`, the innermost first, is removed as far as this program made it.
+static void take_back(const std::string& directory, bool is_own) {
+  Tree tree;
+  add_directory(directory, kAnyDepth, tree);
+  for (const File& file : tree.files)
+    unlink(file.path.c_str());
+  for (auto inner = tree.directories.rbegin(); inner != tree.directories.rend(); ++inner)
+    if (is_own || inner->path != directory) rmdir(inner->path.c_str());
+}
+
+static bool write_files(const Outcome& outcome, const std::string& directory) {
+  if (mkdir(directory.c_str(), 0755) != 0 && errno != EEXIST) return false;
+  for (const auto& [file, change] : outcome.files) {
+    if (change == Change::kKept) continue;
+    const std::string path = directory + file.path;
+    if (!make_directories(path.substr(0, path.find_last_of('/')), 0755)) return false;
+    if (!write_file({path, file.mode, file.content})) return false;
+  }
+  return true;
+}
+
+// All files or none: the signals that end a program wait, and after a failure nothing stays.
+static bool save_files(const Outcome& outcome, const std::string& directory) {
+  sigset_t all;
+  sigset_t former;
+  sigfillset(&all);
+  sigprocmask(SIG_BLOCK, &all, &former);
+  const bool is_own = access(directory.c_str(), F_OK) != 0;
+  const bool success = write_files(outcome, directory);
+  const int error = errno;
+  if (!success) take_back(directory, is_own);
+  sigprocmask(SIG_SETMASK, &former, nullptr);
+  errno = error;
+  return success;
+}
+
+static int fail(const std::string& message) {
+  std::fprintf(stderr, "%s\n", message.c_str());
+  return 2;
+}
+
+int preview(const PreviewOptions& options) {
+  const std::string& directory = options.directory;
+  if (!directory.empty() && !is_free(directory)) return fail(directory + ": " + std::strerror(errno));
+  Trial trial;
+  if (const auto trouble = try_out(options.file, options.trial, trial)) return fail(*trouble);
+  const Outcome& outcome = trial.outcome;
+  if (!directory.empty() && !save_files(outcome, directory))
+    return fail(directory + ": " + std::strerror(errno));
+  if (options.json) {
+    print_json(outcome);
+  } else {
+    print_outcome(outcome, options);
+    std::fputs(outcome.standard_error.c_str(), stderr);
+  }
+  return outcome.status == 0 ? 0 : 1;
+}

@@ -1,0 +1,127 @@
+#include "cli/commands/revert.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "cli/dry_run/dry_run.h"
+#include "cli/dry_run/tree.h"
+#include "cli/live/installed_file.h"
+#include "cli/live/stale_lock.h"
+#include "cli/live/system.h"
+#include "cli/live/trial_state.h"
+#include "cli/live/units.h"
+#include "util/child_process.h"
+
+// How long the service tries, and how long it waits between two attempts.
+constexpr std::int64_t kAttemptSeconds = 600;
+constexpr unsigned kPauseSeconds = 5;
+
+static int fail(const std::string& message) {
+  std::fprintf(stderr, "%s\n", message.c_str());
+  return 2;
+}
+
+// To the journal as an alert, and to everyone who is logged in.
+static void cry(const std::string& message) {
+  std::fprintf(stderr, "<1>%s\n", message.c_str());
+  std::fflush(stderr);
+  run_and_wait("wall", {"wall", ("lanfab: " + message).c_str()});
+}
+
+// The old configuration is the installed one again; now it has to come into force. Until it has, the state
+// stays, so that `lanfab revert` can be called once more.
+static int apply_old_configuration(const std::string& program) {
+  const std::int64_t end = monotonic_seconds() + kAttemptSeconds;
+  for (bool is_first = true; true; is_first = false) {
+    remove_stale_lock();
+    if (apply_here(program)) return 0;
+    if (is_first)
+      cry("the trial is over, but the APPLY of the old configuration has failed; it is tried again");
+    if (monotonic_seconds() >= end) break;
+    sleep(kPauseSeconds);
+  }
+  cry("the old configuration is not in force: its APPLY fails again and again; lanfab revert tries it anew");
+  return 1;
+}
+
+// The service. It may come at any moment of a trial, also when `lanfab try` and its shell are gone.
+static int take_trial_back(const std::string& installed) {
+  const auto program = find_program();
+  if (!program) return fail("lanfab: cmd_lanfab is not installed");
+  {
+    const StateLock lock;
+    if (!read_state() && !is_trial_in_force(installed)) return 0;
+    if (!take_trial_away(installed)) return fail(installed + ": " + std::strerror(errno));
+  }
+  stop_apply();
+  const int status = apply_old_configuration(*program);
+  if (status == 0) {
+    const StateLock lock;
+    remove_state();
+    stop_revert_timer();
+    std::printf("the trial is over; the old configuration is in force\n");
+  }
+  return status;
+}
+
+int end_trial() {
+  if (read_state()) {
+    std::printf("Taking the trial back ...\n");
+    std::fflush(stdout);
+    revert_now();
+  }
+  if (read_state()) {
+    return fail("lanfab: the old configuration is not in force yet: journalctl --unit=" +
+                std::string(kRevertUnit));
+  }
+  std::printf("The old configuration is in force.\n");
+  return 0;
+}
+
+static bool is_wanted(const std::string& previous) {
+  if (isatty(STDIN_FILENO) == 0 || isatty(STDOUT_FILENO) == 0) {
+    std::printf("No trial is under way. lanfab revert --yes puts %s in force.\n", previous.c_str());
+    return false;
+  }
+  std::printf("No trial is under way. Put %s in force? [y/N] ", previous.c_str());
+  std::fflush(stdout);
+  char answer[8] = "";
+  return std::fgets(answer, sizeof answer, stdin) != nullptr && (answer[0] == 'y' || answer[0] == 'Y');
+}
+
+static int put_previous_back(const std::string& installed, bool is_agreed) {
+  const std::string previous = installed + kPreviousSuffix;
+  File file;
+  if (!read_file(previous, file)) {
+    if (errno != ENOENT) return fail(previous + ": " + std::strerror(errno));
+    std::printf("No trial is under way, and there is no previous configuration.\n");
+    return 1;
+  }
+  if (!is_agreed && !is_wanted(previous)) return 1;
+  const auto program = find_program();
+  if (!program) return fail("lanfab: cmd_lanfab is not installed");
+  std::string trouble;
+  {
+    const StateLock lock;
+    if (read_state()) return fail("lanfab: " + describe(*read_state()));
+    if (install(file.content, installed, trouble) == Installation::kFailed) return fail(trouble);
+  }
+  if (!trouble.empty()) std::fprintf(stderr, "%s; a loss of power may undo this\n", trouble.c_str());
+  if (!apply_in_service(*program, OnFailure::kNothing))
+    return fail("lanfab: its APPLY has failed: journalctl --unit=" + std::string(kApplyUnit));
+  std::printf("It is in force. What it replaces is now the previous one.\n");
+  return 0;
+}
+
+int revert(const RevertOptions& options) {
+  if (const auto trouble = enter_system()) return fail(*trouble);
+  const auto installed = installed_path();
+  if (!installed) return fail(std::string(kInstalledConfiguration) + ": " + std::strerror(errno));
+  if (options.by_timer) return take_trial_back(*installed);
+  if (read_state() || is_trial_in_force(*installed)) return end_trial();
+  return put_previous_back(*installed, options.yes);
+}

@@ -1,0 +1,193 @@
+#include "cli/commands/try.h"
+
+#include <poll.h>
+#include <sys/stat.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+
+#include "cli/commands/check.h"
+#include "cli/commands/diff.h"
+#include "cli/commands/revert.h"
+#include "cli/config_file/source.h"
+#include "cli/dry_run/dry_run.h"
+#include "cli/dry_run/tree.h"
+#include "cli/live/installed_file.h"
+#include "cli/live/system.h"
+#include "cli/live/trial_state.h"
+#include "cli/live/units.h"
+#include "util/child_process.h"
+
+static volatile std::sig_atomic_t is_interrupted = 0;
+
+extern "C" {
+
+static void note_interrupt(int) {
+  is_interrupted = 1;
+}
+
+}  // extern "C"
+
+namespace {
+
+// Nothing from the terminal comes between two steps.
+class SignalsBlocked {
+ public:
+  SignalsBlocked() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : {SIGINT, SIGQUIT, SIGTSTP, SIGHUP, SIGTERM})
+      sigaddset(&signals, signal);
+    sigprocmask(SIG_BLOCK, &signals, &former_);
+  }
+  SignalsBlocked(const SignalsBlocked&) = delete;
+  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+  ~SignalsBlocked() {
+    sigprocmask(SIG_SETMASK, &former_, nullptr);
+  }
+
+ private:
+  sigset_t former_{};
+};
+
+}  // namespace
+
+static int fail(const std::string& message) {
+  std::fprintf(stderr, "%s\n", message.c_str());
+  return 2;
+}
+
+// What a trial that was killed before its timer started has left.
+static bool is_over(const std::string& installed) {
+  return !is_trial_in_force(installed) && !is_at_work(kRevertTimer) && !is_at_work(kRevertUnit);
+}
+
+// With the owner and mode of the file that it covers, whose readers it gets.
+static bool write_trial_file(const std::string& content, const std::string& installed) {
+  struct stat like {};
+  if (stat(installed.c_str(), &like) != 0) return false;
+  return write_file({kTrialFile, like.st_mode & 07777, content}) &&
+         chown(kTrialFile, like.st_uid, like.st_gid) == 0 && chmod(kTrialFile, like.st_mode & 07777) == 0;
+}
+
+// Steps 1 to 3. Returns nothing, or why there is no trial; nothing of it is left then.
+static std::optional<std::string> begin(const std::string& content, const std::string& installed,
+                                        const TrialState& state) {
+  const SignalsBlocked signals;
+  const StateLock lock;
+  const auto present = read_state();
+  if (present && !is_over(installed)) return "lanfab: a trial is under way: " + describe(*present);
+  if (is_trial_in_force(installed)) return "lanfab: a trial is under way: lanfab revert ends it";
+  if (is_at_work(kRevertUnit)) return "lanfab: a trial is being taken back";
+  // That of one whose `lanfab confirm` was killed at its end.
+  stop_revert_timer();
+  std::optional<std::string> trouble;
+  if (!write_trial_file(content, installed) || !write_state(state)) {
+    trouble = std::string(kStateDirectory) + ": " + std::strerror(errno);
+  } else if (!start_revert_timer(state.ends - state.began)) {
+    trouble = "lanfab: the timer that takes the trial back cannot be started";
+  } else if (!put_trial_in_force(installed)) {
+    trouble = installed + ": " + std::strerror(errno);
+    take_trial_away(installed);
+    stop_revert_timer();
+  }
+  if (trouble) remove_state();
+  return trouble;
+}
+
+static int take_back() {
+  const int status = end_trial();
+  return status == 0 ? 1 : status;
+}
+
+// The trial has ended without this process: by another terminal or by the timer.
+static int tell_end(const std::string& installed, const std::string& content) {
+  File file;
+  const bool is_kept = read_file(installed, file) && file.content == content;
+  std::printf("\n%s\n", is_kept ? "Kept by another lanfab confirm." : "The old configuration is back.");
+  return is_kept ? 0 : 1;
+}
+
+// Waits a second at most. Whether Enter was pressed; `is_open` tells whether the terminal is still there.
+static bool is_enter_pressed(bool& is_open) {
+  pollfd input = {STDIN_FILENO, POLLIN, 0};
+  if (poll(&input, 1, 1000) <= 0) return false;
+  char line[256];
+  const ssize_t size = read(STDIN_FILENO, line, sizeof line);
+  is_open = size > 0 || (size < 0 && errno == EINTR);
+  return size > 0;
+}
+
+static int count_down(const TrialState& state, const std::string& installed, const std::string& content) {
+  // What was typed before the new network was there says nothing about it.
+  tcflush(STDIN_FILENO, TCIFLUSH);
+  const std::string lanfab = own_program();
+  for (bool is_open = true; is_open;) {
+    if (!read_state()) return tell_end(installed, content);
+    const std::int64_t left = state.ends - monotonic_seconds();
+    if (is_interrupted != 0 || left <= 0) {
+      std::printf("\n");
+      return take_back();
+    }
+    std::printf("\rEnter keeps it, Ctrl-C goes back at once; it ends in %lld s. ",
+                static_cast<long long>(left));
+    std::fflush(stdout);
+    // A process of its own: it leaves the common view of the file system.
+    if (is_enter_pressed(is_open) && run_and_wait(lanfab.c_str(), {"lanfab", "confirm"}) == 0) return 0;
+  }
+  return 0;
+}
+
+static void tell_what_to_type(const TrialState& state) {
+  std::printf("It is in force for %lld s more. lanfab confirm keeps it, lanfab revert goes back at once.\n",
+              static_cast<long long>(std::max<std::int64_t>(state.ends - monotonic_seconds(), 0)));
+}
+
+// What is to be seen before it starts. Returns whether it may.
+static bool examine_first(const Source& source, bool force) {
+  const Summary summary = show_findings(source);
+  if (summary.errors > 0 && !force) {
+    std::fprintf(stderr, "lanfab: not tried, because of errors; --force tries it nevertheless\n");
+    return false;
+  }
+  if (const auto trouble = show_changes(source))
+    std::fprintf(stderr, "%s\nWhat it would change is not known.\n", trouble->c_str());
+  return true;
+}
+
+int try_on_gateway(const TryOptions& options) {
+  Source source;
+  if (const auto trouble = load_source(options.file, source)) return fail(*trouble);
+  if (!examine_first(source, options.force)) return 1;
+  const auto program = find_program();
+  if (!program) return fail("lanfab: cmd_lanfab is not installed");
+  if (const auto trouble = enter_system()) return fail(*trouble);
+  const auto installed = installed_path();
+  if (!installed) {
+    return fail(std::string(kInstalledConfiguration) + ": " + std::strerror(errno) +
+                ": there is no configuration to go back to");
+  }
+  std::signal(SIGINT, note_interrupt);
+  const std::int64_t now = monotonic_seconds();
+  const TrialState state = {caller(), source.name, now, now + options.seconds};
+  if (const auto trouble = begin(source.text, *installed, state)) return fail(*trouble);
+  std::printf("Applying %s; unless it is kept, it ends in %lld s ...\n", source.name.c_str(),
+              static_cast<long long>(options.seconds));
+  std::fflush(stdout);
+  const bool is_applied = is_interrupted == 0 && apply_in_service(*program, OnFailure::kRevert);
+  if (is_interrupted != 0) return take_back();
+  if (!is_applied) {
+    std::fprintf(stderr, "lanfab: its APPLY has failed: journalctl --unit=%s\n", kApplyUnit);
+    return take_back();
+  }
+  if (isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0)
+    return count_down(state, *installed, source.text);
+  tell_what_to_type(state);
+  return 0;
+}

@@ -1,0 +1,35 @@
+#include "cli/compare/unified_diff.h"
+
+#include <sstream>
+#include <vector>
+
+#include "dtl/dtl.hpp"
+
+// The lines, without their ends. A last line that has none is told from one that has, in the words of diff.
+static std::vector<std::string> lines_of(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);)
+    lines.push_back(line);
+  if (!text.empty() && text.back() != '\n') lines.back() += "\n\\ No newline at end of file";
+  return lines;
+}
+
+std::string unified_diff(const std::string& old_name, const std::string& old_text,
+                         const std::string& new_name, const std::string& new_text) {
+  if (old_text == new_text && old_name == new_name) return {};
+  std::ostringstream out;
+  out << "--- " << old_name << "\n+++ " << new_name << "\n";
+  dtl::Diff<std::string> diff(lines_of(old_text), lines_of(new_text));
+  diff.onHuge();
+  diff.compose();
+  diff.composeUnifiedHunks();
+  auto hunks = diff.getUniHunks();
+  for (auto& hunk : hunks) {
+    // Where there are no lines, the line before them is named.
+    if (hunk.b == 0) --hunk.a;
+    if (hunk.d == 0) --hunk.c;
+  }
+  dtl::Diff<std::string>::printUnifiedFormat(hunks, out);
+  return out.str();
+}

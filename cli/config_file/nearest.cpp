@@ -1,0 +1,37 @@
+#include "cli/config_file/nearest.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <string_view>
+
+constexpr std::size_t kMaxEdits = 2;
+
+static char lower(char letter) {
+  return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+}
+
+static bool is_same_letter(char a, char b) {
+  return lower(a) == lower(b);
+}
+
+// Whether at most `edits` edits make one of the other. The first difference is mended in every way there is.
+static bool is_within(std::size_t edits, std::string_view a, std::string_view b) {
+  const auto [a_rest, b_rest] = std::mismatch(a.begin(), a.end(), b.begin(), b.end(), is_same_letter);
+  a.remove_prefix(static_cast<std::size_t>(a_rest - a.begin()));
+  b.remove_prefix(static_cast<std::size_t>(b_rest - b.begin()));
+  if (edits == 0 || a.empty() || b.empty()) return std::max(a.size(), b.size()) <= edits;
+  const bool is_swapped =
+      a.size() > 1 && b.size() > 1 && is_same_letter(a[0], b[1]) && is_same_letter(a[1], b[0]);
+  return is_within(edits - 1, a.substr(1), b.substr(1)) || is_within(edits - 1, a.substr(1), b) ||
+         is_within(edits - 1, a, b.substr(1)) ||
+         (is_swapped && is_within(edits - 1, a.substr(2), b.substr(2)));
+}
+
+std::optional<std::string> nearest(const std::string& word, const std::vector<std::string>& candidates) {
+  for (std::size_t edits = 0; edits <= kMaxEdits && (edits == 0 || 2 * edits < word.size()); ++edits) {
+    for (const std::string& candidate : candidates) {
+      if (is_within(edits, word, candidate)) return candidate;
+    }
+  }
+  return std::nullopt;
+}

@@ -1,0 +1,141 @@
+#include "cli/dry_run/dnsmasq_check.h"
+
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+#include <unordered_set>
+
+#include "cli/base/memory_file.h"
+#include "cli/base/wait.h"
+#include "cli/dry_run/dry_run.h"
+#include "cli/lint/rules.h"
+#include "dnsmasq/dnsmasq_conf.h"
+
+// The exit status of dnsmasq for what it refuses; it has higher ones for trouble of its own.
+constexpr int kRefused = 1;
+
+namespace {
+
+struct Answer {
+  bool is_refusal = false;
+  std::string complaint;  // "bad dhcp-range"
+  std::size_t line = 0;   // of its configuration; 0 when the complaint names none
+};
+
+// The object or array whose texts are most of a refused line.
+struct Origin {
+  const Json::Value* text = nullptr;  // the first of these texts
+  std::size_t texts = 0;
+};
+
+}  // namespace
+
+// Runs `dnsmasq --test`. Returns its wait status, -1 with errno set when it cannot be run.
+static int run_test(const std::string& dnsmasq, const MemoryFile& configuration, const MemoryFile& output) {
+  posix_spawn_file_actions_t files;
+  posix_spawn_file_actions_init(&files);
+  posix_spawn_file_actions_adddup2(&files, configuration.descriptor, STDIN_FILENO);
+  posix_spawn_file_actions_adddup2(&files, output.descriptor, STDOUT_FILENO);
+  posix_spawn_file_actions_adddup2(&files, output.descriptor, STDERR_FILENO);
+  const char* argv[] = {"dnsmasq", "--test", "--conf-file=-", nullptr};
+  // Its complaints are translated.
+  const char* environment[] = {"LC_ALL=C", "PATH=/usr/sbin:/usr/bin:/sbin:/bin", nullptr};
+  pid_t process = 0;
+  errno = posix_spawn(&process, dnsmasq.c_str(), &files, nullptr, const_cast<char**>(argv),
+                      const_cast<char**>(environment));
+  posix_spawn_file_actions_destroy(&files);
+  return errno == 0 ? wait_for_child(process) : -1;
+}
+
+// What dnsmasq prints before it ends, as "dnsmasq: bad dhcp-range at line 12 of stdin".
+static Answer answer_from(const std::string& output) {
+  constexpr char kPrefix[] = "dnsmasq: ";
+  constexpr char kPlace[] = " at line ";
+  const std::size_t prefix = output.find(kPrefix);
+  std::string complaint = prefix == std::string::npos ? output : output.substr(prefix + std::strlen(kPrefix));
+  complaint = complaint.substr(0, complaint.find('\n'));
+  const std::size_t place = complaint.rfind(kPlace);
+  if (place == std::string::npos) return {true, complaint, 0};
+  const std::size_t line = std::strtoul(complaint.c_str() + place + std::strlen(kPlace), nullptr, 10);
+  return {true, complaint.substr(0, place), line};
+}
+
+// Returns nothing and fills `answer`, or returns why dnsmasq could not be asked.
+static std::optional<std::string> test_configuration(const std::string& dnsmasq, const std::string& text,
+                                                     Answer& answer) {
+  const MemoryFile configuration;
+  const MemoryFile output;
+  const int status = configuration.fill(text) ? run_test(dnsmasq, configuration, output) : -1;
+  if (status < 0) return "lanfab: " + dnsmasq + ": " + std::strerror(errno);
+  if (WIFSIGNALED(status)) return "lanfab: " + dnsmasq + ": " + strsignal(WTERMSIG(status));
+  const int code = WEXITSTATUS(status);
+  if (code > kRefused) return "lanfab: " + dnsmasq + " ended with status " + std::to_string(code);
+  if (code == kRefused) answer = answer_from(output.content());
+  return std::nullopt;
+}
+
+static std::string line_of(const std::string& text, std::size_t number) {
+  std::istringstream lines(text);
+  std::string line;
+  while (number-- > 0 && std::getline(lines, line)) {
+  }
+  return line;
+}
+
+// The parts of the value: of "dhcp-host=02:00:5e:00:53:01,192.168.1.10" these two.
+static std::unordered_set<std::string> parts_of(const std::string& line) {
+  std::unordered_set<std::string> parts;
+  std::istringstream value(line.substr(line.find('=') + 1));
+  for (std::string part; std::getline(value, part, ',');)
+    parts.insert(part);
+  return parts;
+}
+
+static void look_for(const std::unordered_set<std::string>& parts, const Json::Value& value, Origin& best) {
+  Origin own;
+  for (const Json::Value& member : value) {
+    look_for(parts, member, best);
+    if (!member.isString() || parts.count(member.asString()) == 0) continue;
+    if (own.texts++ == 0 || member.getOffsetStart() < own.text->getOffsetStart()) own.text = &member;
+  }
+  if (own.texts > best.texts) best = own;
+}
+
+static Finding finding_for(const Answer& answer, const std::string& text, const Json::Value& root) {
+  Finding finding{kDnsmasqRefuses, Severity::kError, root.getOffsetStart(), ""};
+  if (answer.line == 0) {
+    finding.message = "dnsmasq: " + answer.complaint;
+    return finding;
+  }
+  const std::string line = line_of(text, answer.line);
+  finding.message = "dnsmasq refuses " + quoted(line) + ": " + answer.complaint;
+  Origin origin;
+  look_for(parts_of(line), root, origin);
+  if (origin.text != nullptr) finding.offset = origin.text->getOffsetStart();
+  return finding;
+}
+
+std::optional<std::string> ask_dnsmasq(const std::string& dnsmasq, const Source& source,
+                                       std::vector<Finding>& findings) {
+  TrialOptions options;
+  options.cell = "up";
+  Trial trial;
+  if (auto trouble = try_out(source, options, trial)) return trouble;
+  for (const auto& [file, change] : trial.outcome.files) {
+    if (file.path != kDnsmasqConf) continue;
+    Answer answer;
+    if (auto trouble = test_configuration(dnsmasq, file.content, answer)) return trouble;
+    if (!answer.is_refusal) continue;
+    Finding finding = finding_for(answer, file.content, source.root);
+    const auto place =
+        std::upper_bound(findings.begin(), findings.end(), finding,
+                         [](const Finding& a, const Finding& b) { return a.offset < b.offset; });
+    findings.insert(place, std::move(finding));
+  }
+  return std::nullopt;
+}

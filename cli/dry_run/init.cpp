@@ -1,0 +1,187 @@
+#include "cli/dry_run/init.h"
+
+#include <fcntl.h>
+#include <linux/capability.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <initializer_list>
+#include <map>
+
+#include "cli/dry_run/database.h"
+#include "cli/dry_run/ports.h"
+#include "cli/dry_run/root.h"
+#include "cli/dry_run/stub.h"
+#include "cli/dry_run/syslog_socket.h"
+#include "libsysdb/sysdb_file.h"
+#include "platform/libsysdb.h"
+
+using Database = std::map<std::string, std::string>;
+
+// The directories below which a run writes.
+constexpr const char* kWrittenDirectories[] = {"/var/run", "/var/volatile", "/var/data"};
+
+// The time of all files before the run; a later one tells that a file was written.
+constexpr timespec kLongAgo[2] = {};
+
+static void lay(const File& file, const Report& report) {
+  report.require(write_file(file) && utimensat(AT_FDCWD, file.path.c_str(), kLongAgo, 0) == 0,
+                 "write " + file.path);
+}
+
+static void lay_out(const Run& run, const Report& report) {
+  for (const Port& port : run.start.ports)
+    report.require(make_port(port), "make an interface " + port.name);
+  for (const Directory& directory : run.start.tree.directories)
+    report.require(make_directories(directory.path, directory.mode), "mkdir " + directory.path);
+  for (const File& file : run.start.tree.files)
+    lay(file, report);
+  lay({kConfigurationInWorld, 0644, run.configuration}, report);
+  report.require(prepare_recorders(run.start.active_services), "write /.world");
+  // From here on the usual file of the database is meant, whichever the machine has.
+  unsetenv("LANFAB_SYSDB");
+  if (run.start.is_cell_connected)
+    sysdb_write_str(0, "CELL_CONNECTED", run.start.is_cell_connected->c_str(), 0);
+}
+
+// Whatever starts from now on has root's rights over files and the network alone, and leaves no core.
+static void limit_rights(const Report& report) {
+  for (int capability = 0; capability <= CAP_LAST_CAP; ++capability) {
+    const bool is_needed = capability == CAP_NET_ADMIN || capability == CAP_DAC_OVERRIDE ||
+                           capability == CAP_FOWNER || capability == CAP_CHOWN;
+    if (!is_needed) prctl(PR_CAPBSET_DROP, capability, 0, 0, 0);
+  }
+  report.require(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0, "prctl");
+  rlimit core{};
+  getrlimit(RLIMIT_CORE, &core);
+  // One byte: with none at all, a machine that hands cores to a program still would.
+  core.rlim_cur = std::min<rlim_t>(1, core.rlim_max);
+  report.require(setrlimit(RLIMIT_CORE, &core) == 0, "setrlimit");
+}
+
+// Starts the program with its output into the two files. Returns its process.
+static pid_t start_program(const Run& run, int standard_output, int standard_error, const Report& report) {
+  posix_spawn_file_actions_t files;
+  posix_spawn_file_actions_init(&files);
+  posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+  posix_spawn_file_actions_adddup2(&files, standard_output, STDOUT_FILENO);
+  posix_spawn_file_actions_adddup2(&files, standard_error, STDERR_FILENO);
+  posix_spawn_file_actions_addclosefrom_np(&files, STDERR_FILENO + 1);
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  sigset_t signals;
+  sigemptyset(&signals);
+  posix_spawnattr_setsigmask(&attributes, &signals);
+  sigaddset(&signals, SIGPIPE);
+  posix_spawnattr_setsigdefault(&attributes, &signals);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+
+  std::string name = "cmd_lanfab";
+  std::string action = run.action;
+  char* argv[] = {name.data(), action.data(), nullptr};
+  std::string path = "PATH=/usr/sbin:/usr/bin:/sbin:/bin";
+  std::string configuration = std::string("LANFAB_CONFIG_DIR=") + kWorldConfiguration;
+  char* environment[] = {path.data(), configuration.data(), nullptr};
+  pid_t process = 0;
+  errno = posix_spawn(&process, (kMachineRoot + run.program).c_str(), &files, &attributes, argv, environment);
+  report.require(errno == 0, "run " + run.program);
+  return process;
+}
+
+// Collects the log until the process ends. Returns its exit status, a signal's number below zero.
+static int wait_for(pid_t process, int syslog_socket, std::vector<Message>& messages, const Report& report) {
+  const int ended = static_cast<int>(syscall(SYS_pidfd_open, process, 0));
+  report.require(ended >= 0, "pidfd_open");
+  pollfd events[] = {{syslog_socket, POLLIN, 0}, {ended, POLLIN, 0}};
+  while (events[1].revents == 0) {
+    report.require(poll(events, 2, -1) >= 0 || errno == EINTR, "poll");
+    receive_messages(syslog_socket, messages);
+  }
+  int status = 0;
+  report.require(waitpid(process, &status, 0) == process, "waitpid");
+  // What it logged last may have come between.
+  receive_messages(syslog_socket, messages);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+static std::string content_of(int descriptor) {
+  std::string content;
+  lseek(descriptor, 0, SEEK_SET);
+  char block[4096];
+  for (ssize_t size = 0; (size = read(descriptor, block, sizeof block)) > 0;)
+    content.append(block, static_cast<std::size_t>(size));
+  return content;
+}
+
+static Change change_of(const File& file, const std::map<std::string, const File*>& before) {
+  const auto found = before.find(file.path);
+  if (found == before.end()) return Change::kWritten;
+  const File& former = *found->second;
+  if (file.content != former.content || file.mode != former.mode) return Change::kWritten;
+  struct stat status {};
+  const bool is_kept = stat(file.path.c_str(), &status) == 0 && status.st_mtime == 0;
+  return is_kept ? Change::kKept : Change::kRewritten;
+}
+
+static bool is_of_database(const File& file) {
+  return file.path.rfind(kSystemDatabase, 0) == 0;
+}
+
+// What is there now, and what has gone.
+static void collect_files(const std::vector<File>& laid, Outcome& outcome) {
+  std::map<std::string, const File*> before;
+  for (const File& file : laid)
+    if (!is_of_database(file)) before[file.path] = &file;
+  Tree tree;
+  for (const char* directory : kWrittenDirectories)
+    add_directory(directory, kAnyDepth, tree);
+  for (File& file : tree.files) {
+    if (is_of_database(file)) continue;
+    const Change change = change_of(file, before);
+    before.erase(file.path);
+    outcome.files.push_back({std::move(file), change});
+  }
+  for (const auto& [path, file] : before)
+    outcome.removed.push_back(path);
+}
+
+static void collect_database(const Database& before, Outcome& outcome) {
+  for (const auto& [key, value] : read_database()) {
+    const auto found = before.find(key);
+    if (found == before.end() || found->second != value) outcome.database.emplace_back(key, value);
+  }
+}
+
+void live(const Run& run, const std::string& recorder, Report& report) {
+  umask(022);
+  enter_root(recorder, report);
+  report.set_made();
+  lay_out(run, report);
+  const Database database = read_database();
+  limit_rights(report);
+  const int syslog_socket = open_syslog_socket();
+  report.require(syslog_socket >= 0, "open /dev/log");
+  const int standard_output = memfd_create("stdout", MFD_CLOEXEC);
+  const int standard_error = memfd_create("stderr", MFD_CLOEXEC);
+  report.require(standard_output >= 0 && standard_error >= 0, "memfd_create");
+
+  Outcome outcome;
+  const pid_t process = start_program(run, standard_output, standard_error, report);
+  outcome.status = wait_for(process, syslog_socket, outcome.messages, report);
+  outcome.commands = recorded_calls();
+  outcome.standard_output = content_of(standard_output);
+  outcome.standard_error = content_of(standard_error);
+  collect_files(run.start.tree.files, outcome);
+  collect_database(database, outcome);
+  report.finish(outcome);
+}

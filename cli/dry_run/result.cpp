@@ -1,0 +1,155 @@
+#include "cli/dry_run/result.h"
+
+#include <cstdint>
+#include <cstring>
+
+namespace {
+
+enum class Kind : std::uint32_t { kOutcome, kTrouble };
+
+class Encoder {
+ public:
+  template <typename Number>
+  void number(Number number) {
+    const auto fixed = static_cast<std::uint32_t>(number);
+    bytes.append(reinterpret_cast<const char*>(&fixed), sizeof fixed);
+  }
+
+  void text(const std::string& text) {
+    number(text.size());
+    bytes += text;
+  }
+
+  void texts(const std::vector<std::string>& all) {
+    number(all.size());
+    for (const std::string& one : all)
+      text(one);
+  }
+
+  std::string bytes;
+};
+
+// Past the end it gives zeros and empty texts, and says so in the end.
+class Decoder {
+ public:
+  explicit Decoder(const std::string& bytes) : bytes_(bytes) {}
+
+  template <typename Number = std::uint32_t>
+  Number number() {
+    std::uint32_t fixed = 0;
+    if (const char* begin = take(sizeof fixed)) std::memcpy(&fixed, begin, sizeof fixed);
+    return static_cast<Number>(fixed);
+  }
+
+  std::string text() {
+    const std::size_t size = number();
+    const char* begin = take(size);
+    return begin != nullptr ? std::string(begin, size) : std::string();
+  }
+
+  // `read` reads one element and appends it.
+  template <typename Read>
+  void list(Read read) {
+    for (std::uint32_t left = number(); left > 0 && is_whole; --left)
+      read();
+  }
+
+  std::vector<std::string> texts() {
+    std::vector<std::string> all;
+    list([&] { all.push_back(text()); });
+    return all;
+  }
+
+  bool is_whole = true;
+
+ private:
+  const char* take(std::size_t size) {
+    if (size > bytes_.size() - position_) is_whole = false;
+    if (!is_whole) return nullptr;
+    position_ += size;
+    return bytes_.data() + position_ - size;
+  }
+
+  const std::string& bytes_;
+  std::size_t position_ = 0;
+};
+
+}  // namespace
+
+std::string encode(const Outcome& outcome) {
+  Encoder out;
+  out.number(Kind::kOutcome);
+  out.number(outcome.status);
+  out.number(outcome.files.size());
+  for (const auto& [file, change] : outcome.files) {
+    out.text(file.path);
+    out.number(file.mode);
+    out.text(file.content);
+    out.number(change);
+  }
+  out.texts(outcome.removed);
+  out.number(outcome.commands.size());
+  for (const std::vector<std::string>& command : outcome.commands)
+    out.texts(command);
+  out.number(outcome.messages.size());
+  for (const Message& message : outcome.messages) {
+    out.number(message.priority);
+    out.text(message.text);
+  }
+  out.number(outcome.database.size());
+  for (const auto& [key, value] : outcome.database) {
+    out.text(key);
+    out.text(value);
+  }
+  out.text(outcome.standard_output);
+  out.text(outcome.standard_error);
+  return out.bytes;
+}
+
+std::string encode(const Trouble& trouble) {
+  Encoder out;
+  out.number(Kind::kTrouble);
+  out.number(trouble.error);
+  out.text(trouble.what);
+  out.number(trouble.is_in_the_making);
+  return out.bytes;
+}
+
+static void read_outcome(Decoder& in, Outcome& outcome) {
+  outcome.status = in.number<int>();
+  in.list([&] {
+    OutcomeFile& one = outcome.files.emplace_back();
+    one.file.path = in.text();
+    one.file.mode = in.number<mode_t>();
+    one.file.content = in.text();
+    one.change = in.number<Change>();
+  });
+  outcome.removed = in.texts();
+  in.list([&] { outcome.commands.push_back(in.texts()); });
+  in.list([&] {
+    Message& message = outcome.messages.emplace_back();
+    message.priority = in.number<int>();
+    message.text = in.text();
+  });
+  in.list([&] {
+    auto& [key, value] = outcome.database.emplace_back();
+    key = in.text();
+    value = in.text();
+  });
+  outcome.standard_output = in.text();
+  outcome.standard_error = in.text();
+}
+
+std::optional<Trouble> decode(const std::string& bytes, Outcome& outcome) {
+  Decoder in(bytes);
+  Trouble trouble{"the world ended too early"};
+  if (in.number<Kind>() == Kind::kOutcome) {
+    read_outcome(in, outcome);
+    if (in.is_whole) return std::nullopt;
+  } else {
+    trouble.error = in.number<int>();
+    trouble.what = in.text();
+    trouble.is_in_the_making = in.number() != 0;
+  }
+  return trouble;
+}

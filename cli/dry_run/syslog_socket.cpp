@@ -1,0 +1,43 @@
+#include "cli/dry_run/syslog_socket.h"
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <string_view>
+
+int open_syslog_socket() {
+  constexpr sockaddr_un kAddress{AF_UNIX, "/dev/log"};
+  const int socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+  if (socket < 0) return -1;
+  if (bind(socket, reinterpret_cast<const sockaddr*>(&kAddress), sizeof kAddress) == 0) return socket;
+  const int error = errno;
+  close(socket);
+  errno = error;
+  return -1;
+}
+
+// Of "<133>Nov 21 19:01:18 network: text" the priority and the text.
+static Message parse_message(std::string_view line) {
+  constexpr std::size_t kTimeLength = 16;
+  constexpr std::string_view kIdent = "network: ";
+  const int priority = line.empty() ? 0 : std::atoi(line.data() + 1);
+  line.remove_prefix(std::min(line.find('>'), line.size() - 1) + 1);
+  line.remove_prefix(std::min(kTimeLength, line.size()));
+  if (line.substr(0, kIdent.size()) == kIdent) line.remove_prefix(kIdent.size());
+  return {LOG_PRI(priority), std::string(line)};
+}
+
+void receive_messages(int socket, std::vector<Message>& messages) {
+  static char line[65536];
+  while (true) {
+    const ssize_t size = recv(socket, line, sizeof line - 1, 0);
+    if (size < 0 && errno == EINTR) continue;
+    if (size < 0) return;
+    line[size] = '\0';
+    if (size > 0) messages.push_back(parse_message({line, static_cast<std::size_t>(size)}));
+  }
+}

@@ -1,0 +1,177 @@
+#include "cli/graph/interface_lines.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "cli/lint/dhcp.h"
+#include "cli/lint/relays.h"
+#include "cli/lint/routes.h"
+#include "config/lookup.h"
+#include "config/secondary_pair.h"
+#include "networkd/wwan_static_routes.h"
+#include "platform/libcmd.h"
+#include "util/json_path.h"
+
+static const char* word_for(Interface::Kind kind) {
+  switch (kind) {
+    case Interface::Kind::kPort:
+      return "port";
+    case Interface::Kind::kPassthroughPort:
+      return "port in pass-through";
+    case Interface::Kind::kVlan:
+      return "VLAN";
+    case Interface::Kind::kBridge:
+      return "bridge";
+    case Interface::Kind::kAccessPoint:
+      return "access point";
+    case Interface::Kind::kWifiClient:
+      return "Wi-Fi client";
+  }
+  return "";
+}
+
+// ", metric 50", or empty for one that is not written.
+static std::string metric_text(const Json::Value& object, const std::string& path, int least) {
+  int metric = 0;
+  if (!config_get_int(object, &metric, path) || metric < least) return "";
+  return ", metric " + std::to_string(metric);
+}
+
+// ", for 12h"; empty without a lease time.
+static std::string lease_time_text(const Json::Value& dhcp, const char* key) {
+  const std::string time = text_at(dhcp, key).value_or("");
+  if (time.empty()) return "";
+  const bool is_number =
+      std::all_of(time.begin(), time.end(), [](unsigned char c) { return std::isdigit(c) != 0; });
+  return ", for " + time + (is_number ? " s" : "");
+}
+
+static std::string address_text(const Site& site, const Interface& interface) {
+  if (interface.kind == Interface::Kind::kPassthroughPort && site.context.passthrough_auto)
+    return "the address of the cellular gateway";
+  if (interface.is_dhcp_client()) return "an address by DHCP";
+  std::string address = text_at(*interface.network, "ipv4").value_or("");
+  int prefix = 32;
+  config_get_int(*interface.network, &prefix, "netmask");
+  if (address.empty()) return "no address";
+  if (prefix == 32) return address;
+  const std::optional<Subnet> subnet = interface.subnet();
+  return subnet ? address + " in " + to_text(*subnet) : address + "/" + std::to_string(prefix);
+}
+
+std::string description_of(const Site& site, const Interface& interface) {
+  return std::string(word_for(interface.kind)) + ", " + address_text(site, interface);
+}
+
+static void add_line(Part& part, std::string text, std::vector<const Json::Value*> places) {
+  part.parts.push_back({Part::Kind::kLine, "", std::move(text), std::move(places)});
+}
+
+void add_address_lines(const Site& site, const Interface& interface, Part& part) {
+  const Json::Value& network = *interface.network;
+  for (const OwnAddress& own : site.addresses_of(interface)) {
+    if (own.place != find_path(network, "advanced.enable_secondary_ip")) continue;
+    add_line(part, "also " + to_text(own.address) + " in " + to_text(own.subnet), {own.place});
+  }
+  if (const auto gateway = written_gateway_of(interface)) {
+    add_line(part, "default route by " + *gateway + metric_text(network, "metric", 1),
+             {&place_of(network, "gateway")});
+  }
+  int mtu = 0;
+  const bool has_mtu = interface.kind != Interface::Kind::kPassthroughPort &&
+                       is_true(network, "advanced.mtu_override") &&
+                       config_get_int(network, &mtu, "advanced.mtu");
+  if (has_mtu) add_line(part, "MTU " + std::to_string(mtu), {&place_of(network, "advanced.mtu")});
+}
+
+void add_passthrough_lines(const Site& site, const Interface& interface, Part& part) {
+  static const Json::Value kNone(Json::objectValue);
+  const Json::Value* own = object_at(*interface.network, "dhcp");
+  const Json::Value& dhcp = own != nullptr ? *own : kNone;
+  if (own != nullptr && has_passthrough_range(site, interface, dhcp)) {
+    add_line(part,
+             "DHCP " + text_at(dhcp, "start").value_or("?") + " to " + text_at(dhcp, "end").value_or("?") +
+                 lease_time_text(dhcp, "leasetime"),
+             {&dhcp});
+  } else if (site.context.passthrough_auto || is_enabled(dhcp)) {
+    add_line(part, "the device behind it gets the cellular address" + lease_time_text(dhcp, "leasetime"),
+             {&dhcp});
+  }
+  const std::string fallback = secondary_pair_of(interface.name)->device;
+  add_line(part, "while the link is down: " + fallback + lease_time_text(dhcp, "secondary_leasetime"),
+           {&place_of(dhcp, "secondary_leasetime")});
+}
+
+static Part lease_part(const Json::Value& lease) {
+  return {Part::Kind::kLine,
+          text_at(lease, "ipv4").value_or("no address"),
+          text_at(lease, "mac").value_or("no MAC address"),
+          {&lease}};
+}
+
+static void add_server(const DhcpServer& server, Part& part) {
+  const Json::Value& dhcp = *server.dhcp;
+  if (!server.is_served) {
+    add_line(part, "DHCP is enabled, but not served", {&dhcp});
+    return;
+  }
+  add_line(
+      part,
+      "DHCP " + *text_at(dhcp, "start") + " to " + *text_at(dhcp, "end") + lease_time_text(dhcp, "leasetime"),
+      {&dhcp});
+  Part leases{Part::Kind::kLine, "", "fixed leases", {&place_of(dhcp, "mac_binding.devices")}};
+  for (const Json::Value* lease : fixed_leases(server))
+    leases.parts.push_back(lease_part(*lease));
+  if (!leases.parts.empty()) part.parts.push_back(std::move(leases));
+}
+
+void add_dhcp_lines(const Site& site, const Interface& interface, const DhcpServer* server, Part& part) {
+  if (server != nullptr) add_server(*server, part);
+  if (!is_relay_used(site, interface)) return;
+  const Json::Value& relay = place_of(*interface.network, "dhcp.dhcp_relay");
+  std::string text;
+  for (const char* key : {"relay_server1", "relay_server2"}) {
+    const std::string address = text_at(relay, key).value_or("");
+    if (!address.empty()) text += (text.empty() ? "" : " and ") + address;
+  }
+  add_line(part, "DHCP requests go to " + (text.empty() ? "no server" : text), {&relay});
+}
+
+// The destination as a subnet, or the words of the configuration when they are no subnet.
+static std::string destination_text(const StaticRoute& route) {
+  if (const auto destination = route.destination()) return to_text(*destination);
+  int prefix = 0;
+  const bool has_prefix = config_get_int(*route.settings, &prefix, "netmask");
+  return text_at(*route.settings, "ipv4").value_or("nowhere") +
+         (has_prefix ? "/" + std::to_string(prefix) : "");
+}
+
+void add_routes(const Site& site, const std::vector<const StaticRoute*>& routes, Part& part) {
+  if (routes.empty()) return;
+  Part list{Part::Kind::kLine, "", "static routes"};
+  for (const StaticRoute* route : routes) {
+    const auto gateway = written_gateway_of(site, *route);
+    list.parts.push_back(
+        {Part::Kind::kLine,
+         destination_text(*route),
+         (gateway ? "by " + *gateway : "directly") + metric_text(*route->settings, "metric", 1),
+         {route->settings}});
+  }
+  part.parts.push_back(std::move(list));
+}
+
+Part cellular_link(const Site& site) {
+  const Json::Value& cell = place_of(site.root, "wireless.cell");
+  Part link{Part::Kind::kUplink, kWwanRouteInterface, "cellular link", {&cell}};
+  if (site.context.passthrough_enabled) {
+    add_line(link, "hands its address on to the device behind " + site.context.passthrough_interface, {});
+  } else {
+    add_line(link, "default route" + metric_text(cell, "metric", 0), {&place_of(cell, "metric")});
+  }
+  int value = 0;
+  if (is_true(cell, "netmask_override") && config_get_int(cell, &value, "netmask") && value > 0)
+    add_line(link, "prefix length " + std::to_string(value), {&place_of(cell, "netmask")});
+  if (is_true(cell, "mtu_override") && config_get_int(cell, &value, "mtu") && value > 0)
+    add_line(link, "MTU " + std::to_string(value), {&place_of(cell, "mtu")});
+  return link;
+}

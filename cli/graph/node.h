@@ -1,0 +1,37 @@
+#pragma once
+
+// A picture of a network as `lanfab graph` draws it: a tree of parts. It is made from a configuration
+// (picture.h), gets the findings of `lanfab check` (marks.h), is cut to a legible size (summary.h), and then
+// written as text (text.h) or for Graphviz (dot.h).
+
+#include <json/json.h>
+
+#include <string>
+#include <vector>
+
+#include "cli/lint/finding.h"
+
+struct Part {
+  enum class Kind {
+    kLine,  // a line of the part above it
+    // Boxes of their own.
+    kGateway,
+    kUplink,
+    kLan,
+    kTunnel,
+    kFarEnd,
+    kNames,
+    kAside,  // what is not enabled, and what stands for those that are left out
+  };
+
+  Kind kind;
+  std::string name;                          // may be empty
+  std::string text;                          // may be empty
+  std::vector<const Json::Value*> places{};  // what it shows: a finding there is about it
+  std::vector<Part> parts{};                 // the lines before the boxes
+  std::vector<Finding> findings{};
+
+  bool is_box() const {
+    return kind != Kind::kLine;
+  }
+};

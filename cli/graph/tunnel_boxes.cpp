@@ -1,0 +1,137 @@
+#include "cli/graph/tunnel_boxes.h"
+
+#include <unordered_map>
+#include <unordered_set>
+
+#include "config/lookup.h"
+#include "platform/libcmd.h"
+#include "tunnels/gre.h"
+#include "tunnels/wireguard.h"
+
+// What a tunnel's "local_ip" says for the address of the cellular link.
+constexpr char kCellularAddress[] = "dynamic";
+
+static void add_line(Part& part, std::string text, std::vector<const Json::Value*> places) {
+  part.parts.push_back({Part::Kind::kLine, "", std::move(text), std::move(places)});
+}
+
+// "10.10.0.0/16" from an address and a prefix length as the configuration has them.
+static std::string network_text(const Json::Value& object, const char* address, const char* prefix) {
+  int length = 0;
+  const bool has_prefix = config_get_int(object, &length, prefix);
+  return text_at(object, address).value_or("no address") + (has_prefix ? "/" + std::to_string(length) : "");
+}
+
+static Part far_end_of(const Json::Value& tunnel) {
+  Part end{Part::Kind::kFarEnd,
+           text_at(tunnel, "remote_ip").value_or("nowhere"),
+           "far end",
+           {&place_of(tunnel, "remote_ip")}};
+  for (const Json::Value& network : array_at(tunnel, "tunnel_networks")) {
+    if (network.isObject()) add_line(end, network_text(network, "dest_ip", "dest_netmask"), {&network});
+  }
+  return end;
+}
+
+static Part gre_part(const std::string& name, const Json::Value& tunnel) {
+  const std::string title = text_at(tunnel, "name").value_or("");
+  Part part{Part::Kind::kTunnel, name, "GRE tunnel" + (title.empty() ? "" : ", " + title), {&tunnel}};
+  const std::string local = text_at(tunnel, "local_ip").value_or("nowhere");
+  add_line(part, "from " + (local == kCellularAddress ? "the cellular address" : local),
+           {&place_of(tunnel, "local_ip")});
+  add_line(part,
+           network_text(tunnel, "tunnel_local_ip", "tunnel_netmask") + " here, " +
+               text_at(tunnel, "tunnel_remote_ip").value_or("no address") + " there",
+           {&place_of(tunnel, "tunnel_local_ip"), &place_of(tunnel, "tunnel_netmask"),
+            &place_of(tunnel, "tunnel_remote_ip")});
+  int mtu = 0;
+  if (is_true(tunnel, "set_mtu") && config_get_int(tunnel, &mtu, "mtu_size"))
+    add_line(part, "MTU " + std::to_string(mtu), {&place_of(tunnel, "mtu_size")});
+  if (is_true(tunnel, "route_incoming")) {
+    add_line(part,
+             "what arrives goes back by " + text_at(tunnel, "incoming_gre_gateway").value_or("no gateway"),
+             {&place_of(tunnel, "incoming_gre_gateway")});
+  }
+  part.parts.push_back(far_end_of(tunnel));
+  return part;
+}
+
+namespace {
+
+using InterfacesByAddress = std::unordered_map<Ipv4, const Interface*>;
+
+}  // namespace
+
+static InterfacesByAddress interfaces_by_address(const Site& site) {
+  InterfacesByAddress interfaces;
+  for (const Interface& interface : site.interfaces) {
+    for (const OwnAddress& own : site.addresses_of(interface))
+      interfaces.emplace(own.address, &interface);
+  }
+  return interfaces;
+}
+
+static void add_gre(const Site& site, std::vector<TunnelPart>& parts) {
+  const InterfacesByAddress interfaces = interfaces_by_address(site);
+  std::unordered_set<const Json::Value*> complete;
+  for (const Tunnel& tunnel : site.tunnels)
+    complete.insert(tunnel.settings);
+  int index = 0;
+  for (const Json::Value& tunnel : array_at(site.root, "tunnels.gre")) {
+    const std::string name = gre_tunnel_name(index++);
+    if (complete.count(&tunnel) == 0) {
+      const char* why = is_enabled(tunnel) ? "GRE tunnel, left out" : "GRE tunnel, off";
+      parts.push_back({{Part::Kind::kAside, name, why, {&tunnel}}, false, nullptr});
+      continue;
+    }
+    const std::string local = text_at(tunnel, "local_ip").value_or("");
+    const std::optional<Ipv4> address = parse_ipv4(local);
+    const auto interface = address ? interfaces.find(*address) : interfaces.end();
+    parts.push_back({gre_part(name, tunnel), local == kCellularAddress,
+                     interface != interfaces.end() ? interface->second : nullptr});
+  }
+}
+
+// Adds each piece between commas, without the blanks around it.
+static void add_networks(const Json::Value& peer, Part& part) {
+  const std::string list = text_at(peer, "allowed_ips").value_or("");
+  std::size_t begin = 0;
+  while (begin < list.size()) {
+    const std::size_t end = std::min(list.find(',', begin), list.size());
+    std::string network = list.substr(begin, end - begin);
+    network.erase(0, network.find_first_not_of(" \t"));
+    network.erase(network.find_last_not_of(" \t") + 1);
+    add_line(part, network, {&place_of(peer, "allowed_ips")});
+    begin = end + 1;
+  }
+}
+
+static Part wireguard_part(const std::string& name, const Json::Value& interface) {
+  Part part{Part::Kind::kTunnel,
+            name,
+            "WireGuard, " + text_at(interface, "local_addrs").value_or("no address"),
+            {&interface}};
+  for (const Json::Value& peer : array_at(interface, "peers")) {
+    const std::string endpoint = text_at(peer, "endpoint").value_or("");
+    Part end{Part::Kind::kFarEnd, endpoint.empty() ? "anywhere" : endpoint, "peer", {&peer}};
+    add_networks(peer, end);
+    part.parts.push_back(std::move(end));
+  }
+  return part;
+}
+
+static void add_wireguard(const Site& site, std::vector<TunnelPart>& parts) {
+  if (!is_true(site.root, "tunnels.wireguard.enable")) return;
+  unsigned index = 0;
+  for (const Json::Value& interface : array_at(site.root, "tunnels.wireguard.interfaces")) {
+    const std::string name = wireguard_link_name(index++);
+    if (is_enabled(interface)) parts.push_back({wireguard_part(name, interface), false, nullptr});
+  }
+}
+
+std::vector<TunnelPart> tunnel_parts(const Site& site) {
+  std::vector<TunnelPart> parts;
+  add_gre(site, parts);
+  add_wireguard(site, parts);
+  return parts;
+}

@@ -1,0 +1,315 @@
+#include "cli/lint/dhcp.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "config/interface_queries.h"
+#include "config/lookup.h"
+#include "platform/libcmd.h"
+#include "util/json_path.h"
+
+namespace {
+
+// A range that dnsmasq gets.
+struct Range {
+  const Interface* interface;
+  const Json::Value* dhcp;
+  bool is_idle;
+
+  std::optional<Ipv4> at(const char* key) const {
+    return parse_ipv4(text_at(*dhcp, key).value_or(""));
+  }
+};
+
+// One that it reads; dnsmasq swaps the ends of a reversed one.
+struct ReadRange {
+  const Range* range;
+  Ipv4 first;
+  Ipv4 last;
+};
+
+}  // namespace
+
+static bool is_passthrough(const Interface& interface) {
+  return interface.kind == Interface::Kind::kPassthroughPort;
+}
+
+// Adds what a server lacks on its interface: the "protocol", or each of the four values without which dnsmasq
+// gets no section.
+static void add_missing(const DhcpServer& server, Findings& findings) {
+  const Interface& interface = *server.interface;
+  const Json::Value& network = *interface.network;
+  const bool is_port = interface.kind == Interface::Kind::kPort;
+  if (is_port ? text_at(network, "protocol") != "static" : interface.is_dhcp_client()) {
+    findings.add(place_of(network, "protocol"), interface.name + " serves DHCP only with a static address");
+    return;
+  }
+  const std::string suffix = " is missing: " + interface.name + " serves no DHCP";
+  int prefix = 0;
+  if (!text_at(network, "ipv4")) findings.add(place_of(network, "ipv4"), "\"ipv4\"" + suffix);
+  if (!config_get_int(network, &prefix, "netmask")) {
+    findings.add(place_of(network, "netmask"), "\"netmask\"" + suffix);
+  }
+  for (const char* key : {"start", "end"}) {
+    if (!text_at(*server.dhcp, key)) findings.add(place_of(*server.dhcp, key), quoted(key) + suffix);
+  }
+}
+
+// Whether the port of the VLAN serves no DHCP, and so none of its VLANs does.
+static bool is_under_silent_port(const Site& site, const Interface& interface) {
+  return interface.kind == Interface::Kind::kVlan &&
+         !is_eth_interface_dhcp_enabled(&site.context, interface.port.c_str());
+}
+
+void server_incomplete(const Site& site, Findings& findings) {
+  for (const DhcpServer& server : site.servers) {
+    const Interface& interface = *server.interface;
+    if (server.is_idle || is_passthrough(interface) || is_under_silent_port(site, interface)) continue;
+    if (interface.kind == Interface::Kind::kWifiClient) {
+      findings.add(place_of(*server.dhcp, "enable"), "a Wi-Fi client serves no DHCP");
+    } else {
+      add_missing(server, findings);
+    }
+  }
+}
+
+void vlan_server_unserved(const Site& site, Findings& findings) {
+  for (const DhcpServer& server : site.servers) {
+    const Interface& interface = *server.interface;
+    if (server.is_idle || !is_under_silent_port(site, interface)) continue;
+    findings.add(place_of(*server.dhcp, "enable"),
+                 interface.name + " serves no DHCP: its port " + interface.port + " serves none");
+  }
+}
+
+void server_on_disabled_port(const Site& site, Findings& findings) {
+  for (const std::string name : {"eth0", "eth1"}) {
+    const Json::Value* port = object_at(site.root, "wired." + name);
+    if (port == nullptr || is_enabled(*port) || !is_eth_interface_enabled(&site.context, name.c_str()))
+      continue;
+    const bool is_served = is_eth_interface_dhcp_enabled(&site.context, name.c_str()) ||
+                           is_true(*port, "network.dhcp.dhcp_relay.enable") ||
+                           site.context.passthrough_interface == name;
+    if (!is_served) continue;
+    findings.add(place_of(*port, "enable"),
+                 name + " is off without \"enable\", but dnsmasq gets its DHCP settings");
+  }
+}
+
+void disabled_vlan_refused(const Site& site, Findings& findings) {
+  for (const DhcpServer& server : site.servers) {
+    if (!server.is_idle || !server.is_served) continue;
+    const Json::Value& network = *server.interface->network;
+    const std::string address = text_at(network, "ipv4").value_or("");
+    if (!parse_ipv4(address)) {
+      findings.add(place_of(network, "ipv4"), quoted(address) + " is not an IPv4 address");
+    }
+    int prefix = 0;
+    config_get_int(network, &prefix, "netmask");
+    if (!subnet_with(0, prefix)) {
+      findings.add(place_of(network, "netmask"), std::to_string(prefix) + " is not a prefix length");
+    }
+  }
+}
+
+// The cellular address takes the place of an end that is the port's own or empty.
+bool has_passthrough_range(const Site& site, const Interface& interface, const Json::Value& dhcp) {
+  if (site.context.passthrough_auto) return false;
+  const std::string own = text_at(*interface.network, "ipv4").value_or("");
+  const auto is_set = [&](const char* key) {
+    const std::string text = text_at(dhcp, key).value_or("");
+    return !text.empty() && text != own;
+  };
+  return is_set("start") || is_set("end");
+}
+
+static std::vector<Range> ranges_of(const Site& site) {
+  std::vector<Range> ranges;
+  for (const DhcpServer& server : site.servers) {
+    const Interface& interface = *server.interface;
+    if (server.is_served ||
+        (is_passthrough(interface) && has_passthrough_range(site, interface, *server.dhcp))) {
+      ranges.push_back({&interface, server.dhcp, server.is_idle});
+    }
+  }
+  return ranges;
+}
+
+// Those that have an effect. `ranges` must outlive the result.
+static std::vector<ReadRange> read_ranges(const std::vector<Range>& ranges) {
+  std::vector<ReadRange> read;
+  for (const Range& range : ranges) {
+    const std::optional<Ipv4> start = range.at("start");
+    const std::optional<Ipv4> end = range.at("end");
+    if (range.is_idle || !start || !end) continue;
+    read.push_back({&range, std::min(*start, *end), std::max(*start, *end)});
+  }
+  return read;
+}
+
+static bool is_inside(const ReadRange& range, const Subnet& subnet) {
+  return subnet.contains(range.first) && subnet.contains(range.last);
+}
+
+void range_malformed(const Site& site, Findings& findings) {
+  for (const Range& range : ranges_of(site)) {
+    for (const char* key : {"start", "end"}) {
+      if (range.at(key)) continue;
+      const std::optional<std::string> text = text_at(*range.dhcp, key);
+      findings.add(place_of(*range.dhcp, key),
+                   text ? quoted(*text) + " is not an IPv4 address" : quoted(key) + " is missing");
+    }
+  }
+}
+
+void range_outside_subnet(const Site& site, Findings& findings) {
+  const std::vector<Range> ranges = ranges_of(site);
+  for (const ReadRange& read : read_ranges(ranges)) {
+    const std::optional<Subnet> subnet = read.range->interface->subnet();
+    if (!subnet) continue;
+    for (const char* key : {"start", "end"}) {
+      const Ipv4 address = *read.range->at(key);
+      if (subnet->contains(address)) continue;
+      findings.add(place_of(*read.range->dhcp, key), obstacle(*subnet, address));
+    }
+  }
+}
+
+void range_over_reserved(const Site& site, Findings& findings) {
+  const std::vector<Range> ranges = ranges_of(site);
+  for (const ReadRange& read : read_ranges(ranges)) {
+    const Interface& interface = *read.range->interface;
+    const std::optional<Subnet> subnet = interface.subnet();
+    if (!subnet || !is_inside(read, *subnet)) continue;
+    for (const char* key : {"start", "end"}) {
+      const Ipv4 address = *read.range->at(key);
+      if (subnet->has_host(address)) continue;
+      findings.add(place_of(*read.range->dhcp, key), obstacle(*subnet, address));
+    }
+    const Ipv4 own = *interface.address();
+    if (own < read.first || own > read.last) continue;
+    findings.add(place_of(*read.range->dhcp, "start"),
+                 "the range holds " + to_text(own) + ", the address of " + interface.name + " itself");
+  }
+}
+
+void range_reversed(const Site& site, Findings& findings) {
+  const std::vector<Range> ranges = ranges_of(site);
+  for (const ReadRange& read : read_ranges(ranges)) {
+    if (read.range->at("start") == read.first) continue;
+    findings.add(
+        place_of(*read.range->dhcp, "start"),
+        "the range ends before it starts: " + to_text(read.first) + " is less than " + to_text(read.last));
+  }
+}
+
+// A range outside its subnet has a finding of its own, and overlaps nothing once that is mended.
+static std::vector<ReadRange> ranges_in_order(const std::vector<Range>& ranges) {
+  std::vector<ReadRange> read = read_ranges(ranges);
+  const auto is_outside = [](const ReadRange& range) {
+    const std::optional<Subnet> subnet = range.range->interface->subnet();
+    return !subnet || !is_inside(range, *subnet);
+  };
+  read.erase(std::remove_if(read.begin(), read.end(), is_outside), read.end());
+  std::sort(read.begin(), read.end(),
+            [](const ReadRange& a, const ReadRange& b) { return a.first < b.first; });
+  return read;
+}
+
+void range_overlap(const Site& site, Findings& findings) {
+  const std::vector<Range> ranges = ranges_of(site);
+  const ReadRange* furthest = nullptr;  // of those that start before
+  const std::vector<ReadRange> in_order = ranges_in_order(ranges);
+  for (const ReadRange& read : in_order) {
+    const bool overlaps = furthest != nullptr && read.first <= furthest->last;
+    // A network that the bridge has from a port which is no member is served twice.
+    if (overlaps && read.range->dhcp != furthest->range->dhcp) {
+      const bool is_later = read.range->dhcp->getOffsetStart() > furthest->range->dhcp->getOffsetStart();
+      const Range& later = is_later ? *read.range : *furthest->range;
+      const Range& earlier = is_later ? *furthest->range : *read.range;
+      findings.add(place_of(*later.dhcp, "start"),
+                   "the range of " + later.interface->name + " overlaps that of " + earlier.interface->name);
+    }
+    if (furthest == nullptr || read.last > furthest->last) furthest = &read;
+  }
+}
+
+static void add_text(const Json::Value& dhcp, const char* key, std::vector<const Json::Value*>& texts) {
+  const Json::Value* text = find_path(dhcp, key);
+  if (text != nullptr && text->isString()) texts.push_back(text);
+}
+
+// The texts that dnsmasq gets as lease times.
+static std::vector<const Json::Value*> lease_times(const Site& site, bool with_idle_servers) {
+  std::vector<const Json::Value*> times;
+  for (const DhcpServer& server : site.servers) {
+    if (server.is_served && (with_idle_servers || !server.is_idle))
+      add_text(*server.dhcp, "leasetime", times);
+  }
+  for (const Interface& interface : site.interfaces) {
+    const Json::Value* dhcp = object_at(*interface.network, "dhcp");
+    if (!is_passthrough(interface) || dhcp == nullptr) continue;
+    // The fallback is served in any case.
+    add_text(*dhcp, "secondary_leasetime", times);
+    if (site.context.passthrough_auto || is_enabled(*dhcp)) add_text(*dhcp, "leasetime", times);
+  }
+  return times;
+}
+
+// The seconds of each suffix that dnsmasq knows; 0 for any other.
+static std::uint64_t seconds_in(char suffix) {
+  constexpr std::uint64_t kHour = 3600;
+  switch (std::tolower(static_cast<unsigned char>(suffix))) {
+    case 's':
+      return 1;
+    case 'm':
+      return 60;
+    case 'h':
+      return kHour;
+    case 'd':
+      return 24 * kHour;
+    case 'w':
+      return 7 * 24 * kHour;
+    default:
+      return 0;
+  }
+}
+
+// The seconds of a lease time; nothing when dnsmasq refuses the text, or counts over the 32 bits that it has.
+static std::optional<std::uint32_t> lease_seconds(const std::string& text) {
+  // "deprecated" is for IPv6 only, and like an empty text it leaves the usual time.
+  if (text.empty() || text == "deprecated") return 3600;
+  if (text == "infinite") return UINT32_MAX;
+  const std::uint64_t unit = seconds_in(text.back());
+  const std::string digits = unit == 0 ? text : text.substr(0, text.size() - 1);
+  // Those of the greatest number; dnsmasq splits a line that many leading zeros make too long.
+  constexpr std::size_t kMaxDigits = 10;
+  if (digits.size() > kMaxDigits) return std::nullopt;
+  std::uint64_t number = 0;
+  for (const char c : digits) {
+    if (std::isdigit(static_cast<unsigned char>(c)) == 0) return std::nullopt;
+    number = number * 10 + static_cast<std::uint64_t>(c - '0');
+  }
+  const std::uint64_t seconds = number * std::max<std::uint64_t>(unit, 1);
+  if (seconds > UINT32_MAX) return std::nullopt;
+  return static_cast<std::uint32_t>(seconds);
+}
+
+void lease_time_malformed(const Site& site, Findings& findings) {
+  for (const Json::Value* time : lease_times(site, true)) {
+    if (!lease_seconds(time->asString())) {
+      findings.add(*time, quoted(time->asString()) + " is not a lease time like 3600, 45m, 12h or infinite");
+    }
+  }
+}
+
+void lease_time_short(const Site& site, Findings& findings) {
+  constexpr std::uint32_t kShortest = 120;
+  for (const Json::Value* time : lease_times(site, false)) {
+    const std::optional<std::uint32_t> seconds = lease_seconds(time->asString());
+    if (seconds && *seconds < kShortest) {
+      findings.add(*time,
+                   quoted(time->asString()) + " is less than two minutes, which dnsmasq gives instead");
+    }
+  }
+}

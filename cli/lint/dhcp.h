@@ -1,0 +1,21 @@
+#pragma once
+
+// DHCP servers: what they lack, their ranges, their lease times.
+
+#include "cli/lint/finding.h"
+#include "cli/lint/site.h"
+
+void server_incomplete(const Site& site, Findings& findings);
+void vlan_server_unserved(const Site& site, Findings& findings);
+void server_on_disabled_port(const Site& site, Findings& findings);
+void disabled_vlan_refused(const Site& site, Findings& findings);
+void range_malformed(const Site& site, Findings& findings);
+void range_outside_subnet(const Site& site, Findings& findings);
+void range_over_reserved(const Site& site, Findings& findings);
+void range_reversed(const Site& site, Findings& findings);
+void range_overlap(const Site& site, Findings& findings);
+void lease_time_malformed(const Site& site, Findings& findings);
+void lease_time_short(const Site& site, Findings& findings);
+
+// Whether the port, in static pass-through, serves a range of its own instead of the cellular address.
+bool has_passthrough_range(const Site& site, const Interface& interface, const Json::Value& dhcp);

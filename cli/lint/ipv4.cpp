@@ -1,0 +1,54 @@
+#include "cli/lint/ipv4.h"
+
+#include <arpa/inet.h>
+
+std::optional<Ipv4> parse_ipv4(const std::string& text) {
+  in_addr address{};
+  // A text with a zero byte in it would be read up to there only.
+  if (text.find('\0') != std::string::npos || inet_pton(AF_INET, text.c_str(), &address) != 1) {
+    return std::nullopt;
+  }
+  return ntohl(address.s_addr);
+}
+
+std::string to_text(Ipv4 address) {
+  char text[INET_ADDRSTRLEN] = "";
+  const in_addr network_order{htonl(address)};
+  inet_ntop(AF_INET, &network_order, text, sizeof text);
+  return text;
+}
+
+static Ipv4 netmask(int prefix) {
+  return prefix == 0 ? 0 : ~Ipv4{0} << (32 - prefix);
+}
+
+Ipv4 Subnet::broadcast() const {
+  return address | ~netmask(prefix);
+}
+
+bool Subnet::contains(Ipv4 other) const {
+  return (other & netmask(prefix)) == address;
+}
+
+bool Subnet::overlaps(const Subnet& other) const {
+  return contains(other.address) || other.contains(address);
+}
+
+bool Subnet::has_host(Ipv4 other) const {
+  return contains(other) && (prefix > 30 || (other != address && other != broadcast()));
+}
+
+std::string to_text(const Subnet& subnet) {
+  return to_text(subnet.address) + "/" + std::to_string(subnet.prefix);
+}
+
+std::string obstacle(const Subnet& subnet, Ipv4 address) {
+  if (!subnet.contains(address)) return to_text(address) + " is outside " + to_text(subnet);
+  const char* kind = address == subnet.address ? "network" : "broadcast";
+  return to_text(address) + " is the " + kind + " address of " + to_text(subnet);
+}
+
+std::optional<Subnet> subnet_with(Ipv4 address, int prefix) {
+  if (prefix < 0 || prefix > 32) return std::nullopt;
+  return Subnet{address & netmask(prefix), prefix};
+}

@@ -1,0 +1,83 @@
+#include "cli/lint/names.h"
+
+#include <algorithm>
+#include <cctype>
+#include <unordered_map>
+
+#include "cli/lint/host_name.h"
+#include "config/interface_queries.h"
+#include "config/lookup.h"
+
+void name_server_malformed(const Site& site, Findings& findings) {
+  for (const Json::Value& server : array_at(site.root, "dns.static")) {
+    const std::string text = text_of(server);
+    if (server.isString() && parse_ipv4(text)) continue;
+    findings.add(server, quoted(text) + " is not an IPv4 address" +
+                             (looks_like_address(text) ? "" : ", and is left out for being short"));
+  }
+}
+
+void name_server_none(const Site& site, Findings& findings) {
+  if (text_at(site.root, "dns.source") != "static") return;
+  for (const Json::Value& server : array_at(site.root, "dns.static")) {
+    if (looks_like_address(text_of(server))) return;
+  }
+  findings.add(place_of(site.root, "dns"), "the source is \"static\", but \"static\" names no server");
+}
+
+void name_source_unknown(const Site& site, Findings& findings) {
+  const std::optional<std::string> source = text_at(site.root, "dns.source");
+  if (!source || *source == "isp" || *source == "static") return;
+  findings.add(place_of(site.root, "dns.source"),
+               "the source is \"isp\" or \"static\"; " + quoted(*source) + " counts as \"static\"");
+}
+
+// Calls `judge` with each entry of "hostnames", its name and its address; an empty text is missing.
+template <typename Judge>
+static void for_each_host(const Site& site, Judge judge) {
+  for (const Json::Value& host : array_at(site.root, "hostnames")) {
+    if (host.isObject()) judge(host, text_at(host, "name").value_or(""), text_at(host, "ipv4").value_or(""));
+  }
+}
+
+void host_incomplete(const Site& site, Findings& findings) {
+  for_each_host(site, [&](const Json::Value& host, const std::string& name, const std::string& address) {
+    if (!name.empty() && !address.empty()) return;
+    findings.add(host, std::string("the host has no ") + (name.empty() ? "\"name\"" : "\"ipv4\""));
+  });
+}
+
+void host_address_malformed(const Site& site, Findings& findings) {
+  for_each_host(site, [&](const Json::Value& host, const std::string& /*name*/, const std::string& address) {
+    if (address.empty() || parse_ipv4(address)) return;
+    findings.add(place_of(host, "ipv4"), quoted(address) + " is not an IPv4 address");
+  });
+}
+
+void host_name_invalid(const Site& site, Findings& findings) {
+  for_each_host(site, [&](const Json::Value& host, const std::string& name, const std::string& /*address*/) {
+    if (name.empty() || is_host_name(name)) return;
+    findings.add(place_of(host, "name"),
+                 quoted(name) + " is not a host name: labels of letters, digits and hyphens");
+  });
+}
+
+void host_name_twice(const Site& site, Findings& findings) {
+  std::unordered_map<std::string, std::string> addresses;
+  for_each_host(site, [&](const Json::Value& host, std::string name, const std::string& address) {
+    std::transform(name.begin(), name.end(), name.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (name.empty() || address.empty()) return;
+    const auto [known, is_new] = addresses.emplace(name, address);
+    if (is_new || known->second == address) return;
+    findings.add(place_of(host, "name"), name + " already stands for " + known->second);
+  });
+}
+
+void radio_two_roles(const Site& site, Findings& findings) {
+  for (const std::string name : {"wlan0", "wlan1"}) {
+    const std::string client = "wireless.wifi." + name + ".client";
+    if (!is_wlan_ap_enabled(&site.context, name.c_str()) || !is_true(site.root, client + ".enable")) continue;
+    findings.add(place_of(site.root, client), name + " is already an access point");
+  }
+}

@@ -1,0 +1,15 @@
+#pragma once
+
+// DHCP relays, which hand the requests of a network on to another server.
+
+#include "cli/lint/finding.h"
+#include "cli/lint/site.h"
+
+void relay_unused(const Site& site, Findings& findings);
+void relay_without_server(const Site& site, Findings& findings);
+void relay_server_malformed(const Site& site, Findings& findings);
+void relay_beside_server(const Site& site, Findings& findings);
+void relay_of_dhcp_client(const Site& site, Findings& findings);
+
+// Whether the interface has a relay, and dnsmasq gets it.
+bool is_relay_used(const Site& site, const Interface& interface);

@@ -1,0 +1,122 @@
+#include "cli/lint/report.h"
+
+#include <algorithm>
+
+#include "libcmd/configuration_text.h"
+
+namespace {
+
+// The positions of findings, which come in the order of the text: each is counted on from the one before.
+class Positions {
+ public:
+  explicit Positions(const std::string& text) : text_(text) {}
+
+  const Position& at(std::ptrdiff_t offset) {
+    for (; place_ < offset; ++place_) {
+      const bool is_line_end = text_[static_cast<std::size_t>(place_)] == '\n';
+      position_.line += is_line_end ? 1 : 0;
+      position_.column = is_line_end ? 1 : position_.column + 1;
+    }
+    return position_;
+  }
+
+ private:
+  const std::string& text_;
+  std::ptrdiff_t place_ = 0;
+  Position position_;
+};
+
+}  // namespace
+
+const char* word_for(Severity severity) {
+  return severity == Severity::kError ? "error" : "warning";
+}
+
+// `text` in the colour of an SGR code, if wanted.
+static std::string styled(const std::string& text, const char* code, bool colour) {
+  return colour ? std::string("\033[") + code + "m" + text + "\033[0m" : text;
+}
+
+// What a terminal would take for a command of its own, or cannot show, becomes a question mark.
+static std::string printable(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](unsigned char c) { return (c < 0x20 && c != '\t') || c == 0x7f; }, '?');
+  return text;
+}
+
+// Whether the byte is one of a character in UTF-8, but not its first.
+static bool is_continuation(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xc0) == 0x80;
+}
+
+// The line of the place and a caret under it; of a very long line, the part around the place. Every character
+// in front of the caret keeps its width: a tab stays one, and of the bytes of a character in UTF-8 only the
+// first counts.
+static std::string excerpt_at(const std::string& text, std::ptrdiff_t offset, bool colour) {
+  constexpr std::size_t kMostBefore = 120;
+  constexpr std::size_t kMostAfter = 80;
+  const auto place = static_cast<std::size_t>(offset);
+  const std::size_t before = place == 0 ? std::string::npos : text.rfind('\n', place - 1);
+  const std::size_t line_begin = before == std::string::npos ? 0 : before + 1;
+  const std::size_t line_end = std::min(text.find('\n', place), text.size());
+  const std::size_t begin = std::max(line_begin, place - std::min(place, kMostBefore));
+  const std::string part = text.substr(begin, std::min(line_end, place + kMostAfter) - begin);
+  std::string indent;
+  for (std::size_t i = 0; i < place - begin; ++i) {
+    if (part[i] == '\t') {
+      indent += '\t';
+    } else if (!is_continuation(part[i])) {
+      indent += ' ';
+    }
+  }
+  return "    " + printable(part) + "\n    " + indent + styled("^", "1;32", colour) + "\n";
+}
+
+void count(const std::vector<Finding>& findings, Summary& summary) {
+  ++summary.files;
+  for (const Finding& finding : findings)
+    ++(finding.severity == Severity::kError ? summary.errors : summary.warnings);
+}
+
+std::string text_report(const Source& source, const std::vector<Finding>& findings, bool excerpt,
+                        bool colour) {
+  std::string report;
+  Positions positions(source.text);
+  for (const Finding& finding : findings) {
+    const Position& position = positions.at(finding.offset);
+    const std::string place =
+        source.name + ":" + std::to_string(position.line) + ":" + std::to_string(position.column) + ": ";
+    const std::string word = std::string(word_for(finding.severity)) + ": ";
+    report += styled(place, "1", colour);
+    report += styled(word, finding.severity == Severity::kError ? "1;31" : "1;35", colour);
+    report += printable(finding.message) + " [" + finding.rule + "]\n";
+    if (excerpt) report += excerpt_at(source.text, finding.offset, colour);
+  }
+  return report;
+}
+
+static std::string counted(std::size_t number, const char* noun) {
+  return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
+}
+
+std::string text_of(const Summary& summary) {
+  return counted(summary.errors, "error") + " and " + counted(summary.warnings, "warning") + " in " +
+         counted(summary.files, "file");
+}
+
+Json::Value json_report(const Source& source, const std::vector<Finding>& findings) {
+  Json::Value report(Json::objectValue);
+  report["file"] = source.name;
+  Json::Value& list = report["findings"] = Json::Value(Json::arrayValue);
+  Positions positions(source.text);
+  for (const Finding& finding : findings) {
+    const Position& position = positions.at(finding.offset);
+    Json::Value& entry = list.append(Json::Value(Json::objectValue));
+    entry["line"] = position.line;
+    entry["column"] = position.column;
+    entry["severity"] = word_for(finding.severity);
+    entry["rule"] = finding.rule;
+    entry["message"] = finding.message;
+  }
+  return report;
+}

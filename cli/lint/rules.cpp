@@ -1,0 +1,167 @@
+#include "cli/lint/rules.h"
+
+#include <algorithm>
+#include <unordered_map>
+
+#include "cli/lint/addresses.h"
+#include "cli/lint/bridge.h"
+#include "cli/lint/dhcp.h"
+#include "cli/lint/gre.h"
+#include "cli/lint/names.h"
+#include "cli/lint/port_modes.h"
+#include "cli/lint/relays.h"
+#include "cli/lint/routes.h"
+#include "cli/lint/shape.h"
+#include "cli/lint/static_leases.h"
+#include "cli/lint/strings.h"
+#include "cli/lint/vlans.h"
+#include "cli/lint/wireguard.h"
+
+constexpr char kTextRefused[] = "text-refused";
+constexpr char kOutOfRange[] = "out-of-range";
+
+// In the order of docs/checks.md.
+const std::vector<Rule>& all_rules() {
+  static const std::vector<Rule> kRules = {
+      {"wrong-type", Severity::kError, wrong_type},
+      {kOutOfRange, Severity::kWarning, out_of_range},
+      {"unknown-key", Severity::kError, unknown_key},
+      {"doubtful-key", Severity::kWarning, doubtful_key},
+
+      {kTextRefused, Severity::kError, text_refused},
+
+      {"server-incomplete", Severity::kError, server_incomplete},
+      {"vlan-server-unserved", Severity::kError, vlan_server_unserved},
+      {"server-on-disabled-port", Severity::kError, server_on_disabled_port},
+      {"disabled-vlan-refused", Severity::kError, disabled_vlan_refused},
+      {"range-malformed", Severity::kError, range_malformed},
+      {"range-outside-subnet", Severity::kError, range_outside_subnet},
+      {"range-over-reserved", Severity::kWarning, range_over_reserved},
+      {"range-reversed", Severity::kWarning, range_reversed},
+      {"range-overlap", Severity::kError, range_overlap},
+      {"lease-time-malformed", Severity::kError, lease_time_malformed},
+      {"lease-time-short", Severity::kWarning, lease_time_short},
+      {"lease-address-twice", Severity::kError, lease_address_twice},
+      {"lease-address-malformed", Severity::kError, lease_address_malformed},
+      {"lease-address-unusable", Severity::kError, lease_address_unusable},
+      {"lease-mac-malformed", Severity::kError, lease_mac_malformed},
+      {"lease-mac-twice", Severity::kError, lease_mac_twice},
+      {"lease-by-name", Severity::kWarning, lease_by_name},
+
+      {"relay-unused", Severity::kError, relay_unused},
+      {"relay-without-server", Severity::kError, relay_without_server},
+      {"relay-server-malformed", Severity::kError, relay_server_malformed},
+      {"relay-beside-server", Severity::kError, relay_beside_server},
+      {"relay-of-dhcp-client", Severity::kWarning, relay_of_dhcp_client},
+
+      {"address-malformed", Severity::kError, address_malformed},
+      {"address-unusable", Severity::kError, address_unusable},
+      {"secondary-address-missing", Severity::kWarning, secondary_address_missing},
+      {"netmask-out-of-range", Severity::kError, netmask_out_of_range},
+      {"netmask-guessed", Severity::kError, netmask_guessed},
+      {"subnet-twice", Severity::kError, subnet_twice},
+      {"subnets-overlap", Severity::kWarning, subnets_overlap},
+      {"mtu-out-of-range", Severity::kError, mtu_out_of_range},
+      {"mtu-raised", Severity::kWarning, mtu_raised},
+
+      {"gateway-malformed", Severity::kError, gateway_malformed},
+      {"gateway-ignored", Severity::kWarning, gateway_ignored},
+      {"gateway-without-address", Severity::kError, gateway_without_address},
+      {"gateway-unreachable", Severity::kError, gateway_unreachable},
+      {"route-gateway-unusable", Severity::kError, route_gateway_unusable},
+      {"route-gateway-outside", Severity::kWarning, route_gateway_outside},
+      {"route-gateway-in-passthrough", Severity::kError, route_gateway_in_passthrough},
+      {"default-routes-alike", Severity::kWarning, default_routes_alike},
+      {"route-without-interface", Severity::kError, route_without_interface},
+      {"route-incomplete", Severity::kError, route_incomplete},
+      {"route-host-bits", Severity::kWarning, route_host_bits},
+      {"route-twice", Severity::kWarning, route_twice},
+
+      {"port-without-network", Severity::kError, port_without_network},
+      {"port-mode-missing", Severity::kError, port_mode_missing},
+      {"port-mode-misspelt", Severity::kError, port_mode_misspelt},
+      {"passthrough-twice", Severity::kError, passthrough_twice},
+      {"passthrough-port-disabled", Severity::kError, passthrough_port_disabled},
+      {"passthrough-without-cell", Severity::kWarning, passthrough_without_cell},
+      {"passthrough-incomplete", Severity::kError, passthrough_incomplete},
+      {"fallback-without-address", Severity::kWarning, fallback_without_address},
+
+      {"bridge-member-unknown", Severity::kError, bridge_member_unknown},
+      {"bridge-member-not-a-name", Severity::kError, bridge_member_not_a_name},
+      {"bridge-member-twice", Severity::kWarning, bridge_member_twice},
+      {"bridge-member-passthrough", Severity::kError, bridge_member_passthrough},
+      {"bridge-member-disabled", Severity::kWarning, bridge_member_disabled},
+      {"bridge-primary-missing", Severity::kError, bridge_primary_missing},
+      {"bridge-primary-not-a-member", Severity::kWarning, bridge_primary_not_a_member},
+      {"bridge-primary-without-network", Severity::kError, bridge_primary_without_network},
+
+      {"vlan-id-missing", Severity::kError, vlan_id_missing},
+      {"vlan-id-out-of-range", Severity::kError, vlan_id_out_of_range},
+      {"vlan-id-twice", Severity::kError, vlan_id_twice},
+      {"vlan-without-network", Severity::kError, vlan_without_network},
+      {"vlan-of-bridge-member", Severity::kError, vlan_of_bridge_member},
+      {"interface-name-too-long", Severity::kError, interface_name_too_long},
+
+      {"tunnel-without-inner-address", Severity::kError, tunnel_without_inner_address},
+      {"tunnel-address-malformed", Severity::kError, tunnel_address_malformed},
+      {"tunnel-netmask-out-of-range", Severity::kError, tunnel_netmask_out_of_range},
+      {"tunnel-without-remote", Severity::kWarning, tunnel_without_remote},
+      {"tunnel-twice", Severity::kError, tunnel_twice},
+      {"tunnel-network-malformed", Severity::kError, tunnel_network_malformed},
+      {"tunnel-network-host-bits", Severity::kWarning, tunnel_network_host_bits},
+      {"tunnel-incoming-gateway", Severity::kError, tunnel_incoming_gateway},
+      {"tunnel-dynamic-without-cell", Severity::kWarning, tunnel_dynamic_without_cell},
+
+      {"wireguard-public-key", Severity::kError, wireguard_public_key},
+      {"wireguard-preshared-key", Severity::kError, wireguard_preshared_key},
+      {"wireguard-address", Severity::kError, wireguard_address},
+      {"wireguard-allowed-ips", Severity::kError, wireguard_allowed_ips},
+      {"wireguard-endpoint", Severity::kError, wireguard_endpoint},
+      {"wireguard-keep-alive", Severity::kError, wireguard_keep_alive},
+
+      {"name-server-malformed", Severity::kError, name_server_malformed},
+      {"name-server-none", Severity::kWarning, name_server_none},
+      {"name-source-unknown", Severity::kWarning, name_source_unknown},
+      {"host-incomplete", Severity::kError, host_incomplete},
+      {"host-address-malformed", Severity::kError, host_address_malformed},
+      {"host-name-invalid", Severity::kWarning, host_name_invalid},
+      {"host-name-twice", Severity::kWarning, host_name_twice},
+      {"radio-two-roles", Severity::kError, radio_two_roles},
+
+      {kDnsmasqRefuses, Severity::kError, nullptr},
+  };
+  return kRules;
+}
+
+// Which of the findings about one value are the ones to show, the lowest first: what the host platform
+// refuses is judged by nothing else, and a rule that knows what a number is for says more than that it is out
+// of range.
+static int rank_of(const Finding& finding) {
+  if (finding.rule == kTextRefused) return 0;
+  return finding.rule == kOutOfRange ? 2 : 1;
+}
+
+static void keep_best_of_each_value(std::vector<Finding>& found) {
+  std::unordered_map<std::ptrdiff_t, int> best;
+  for (const Finding& finding : found) {
+    const int rank = rank_of(finding);
+    const auto [entry, is_new] = best.emplace(finding.offset, rank);
+    if (!is_new) entry->second = std::min(entry->second, rank);
+  }
+  const auto is_outranked = [&](const Finding& finding) { return rank_of(finding) > best[finding.offset]; };
+  found.erase(std::remove_if(found.begin(), found.end(), is_outranked), found.end());
+}
+
+std::vector<Finding> examine(const Source& source) {
+  const Site site(source);
+  std::vector<Finding> found;
+  for (const Rule& rule : all_rules()) {
+    if (rule.examine == nullptr) continue;
+    Findings findings(rule.name, rule.severity, found);
+    rule.examine(site, findings);
+  }
+  keep_best_of_each_value(found);
+  std::stable_sort(found.begin(), found.end(),
+                   [](const Finding& a, const Finding& b) { return a.offset < b.offset; });
+  return found;
+}

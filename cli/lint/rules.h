@@ -1,0 +1,27 @@
+#pragma once
+
+// The rules of `lanfab check`. A rule is a function from the configuration to findings; a family of rules is
+// a pair of files of this directory, and one table lists all of them.
+
+#include <vector>
+
+#include "cli/config_file/source.h"
+#include "cli/lint/finding.h"
+#include "cli/lint/site.h"
+
+// What dnsmasq itself refuses.
+inline constexpr char kDnsmasqRefuses[] = "dnsmasq-refuses";
+
+struct Rule {
+  const char* name;
+  // Error: the services refuse it, or what is asked for cannot happen. Warning: it works, but hardly as
+  // intended.
+  Severity severity;
+  // Null for kDnsmasqRefuses, which cli/dry_run/dnsmasq_check.h is about.
+  void (*examine)(const Site& site, Findings& findings);
+};
+
+const std::vector<Rule>& all_rules();
+
+// What all rules find, in the order of the text.
+std::vector<Finding> examine(const Source& source);

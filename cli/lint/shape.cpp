@@ -1,0 +1,204 @@
+#include "cli/lint/shape.h"
+
+#include <functional>
+
+#include "cli/config_file/nearest.h"
+#include "cli/config_file/schema.h"
+#include "config/lookup.h"
+
+// --- Types and ranges
+
+// A type, as a message says what is expected.
+static const char* words_for_type(const std::string& type) {
+  if (type == "object") return "an object";
+  if (type == "array") return "an array";
+  if (type == "string") return "a string";
+  return type == "integer" ? "an integer" : "true or false";
+}
+
+// What a value is, in contrast to the expected type.
+static std::string words_for(const Json::Value& value, const std::string& expected_type) {
+  switch (value.type()) {
+    case Json::nullValue:
+      return "null";
+    case Json::booleanValue:
+      return value.asBool() ? "true" : "false";
+    case Json::stringValue:
+      return "a string";
+    case Json::arrayValue:
+      return "an array";
+    case Json::objectValue:
+      return "an object";
+    default:
+      break;
+  }
+  if (expected_type != "integer") return "a number";
+  return value.isIntegral() ? "one of more than 32 bits" : "a fraction";
+}
+
+static std::string mismatch(const Violation& violation) {
+  const std::string type = (*violation.schema)["type"].asString();
+  return std::string(words_for_type(type)) + " is expected, not " + words_for(*violation.value, type);
+}
+
+void wrong_type(const Site& site, Findings& findings) {
+  for (const Violation& violation : site.violations) {
+    if (!violation.is_of_wrong_type) continue;
+    // jsoncpp takes null for an object or an array without members.
+    const std::string type = (*violation.schema)["type"].asString();
+    const bool is_empty = violation.value->isNull() && (type == "object" || type == "array");
+    findings.add(*violation.value,
+                 mismatch(violation) + (is_empty ? ": it counts as empty" : ": it counts as missing"));
+  }
+}
+
+void out_of_range(const Site& site, Findings& findings) {
+  for (const Violation& violation : site.violations) {
+    if (violation.is_of_wrong_type) continue;
+    const Json::Value& minimum = (*violation.schema)["minimum"];
+    const Json::Value& maximum = (*violation.schema)["maximum"];
+    const std::string value = text_of(*violation.value);
+    if (minimum.isNull()) {
+      findings.add(*violation.value, value + " is more than " + text_of(maximum));
+    } else {
+      findings.add(*violation.value,
+                   value + " is not between " + text_of(minimum) + " and " + text_of(maximum));
+    }
+  }
+}
+
+// --- Keys
+
+namespace {
+
+// An object of the configuration that the schema describes, among those around it.
+struct Level {
+  std::string name;  // the key of the object, or of the array that it is in
+  const Json::Value& object;
+  const Json::Value& schema;
+  const Level* around;  // null for the configuration itself
+
+  bool is_closed() const {
+    return schema.isMember("additionalProperties");
+  }
+
+  // The dotted path of a member.
+  std::string path_to(const std::string& key) const {
+    if (around == nullptr) return key;
+    return around->path_to(name) + "." + key;
+  }
+};
+
+// What to do with a key that the schema does not know.
+using Judge = std::function<void(const Level& level, const std::string& key, const Json::Value& value)>;
+
+}  // namespace
+
+static void visit(const std::string& name, const Json::Value& value, const Json::Value& schema,
+                  const Level* around, const Judge& judge) {
+  if (value.isArray()) {
+    const Json::Value* items = element_schema(schema);
+    for (const Json::Value& element : value)
+      if (items != nullptr) visit(name, element, *items, around, judge);
+  } else if (value.isObject() && schema.isMember("properties")) {
+    const Level level{name, value, schema, around};
+    for (auto member = value.begin(); member != value.end(); ++member) {
+      const std::string key = member.name();
+      const Json::Value* known = member_schema(schema, key);
+      if (known == nullptr) {
+        judge(level, key, *member);
+      } else {
+        visit(key, *member, *known, &level, judge);
+      }
+    }
+  }
+}
+
+// The known key of this level that a key was probably to be. With `absent_only` one that the object has is no
+// candidate.
+static std::optional<std::string> nearest_key(const Level& level, const std::string& key, bool absent_only) {
+  std::vector<std::string> candidates;
+  for (const std::string& known : level.schema["properties"].getMemberNames())
+    if (!absent_only || !level.object.isMember(known)) candidates.push_back(known);
+  return nearest(key, candidates);
+}
+
+// The path from this schema to the next object inside that knows the key, at most `depth` objects further in.
+static std::optional<std::string> home_inside(const Json::Value& schema, const std::string& key, int depth) {
+  const Json::Value& members = schema["properties"];
+  for (const std::string& name : members.getMemberNames())
+    if (member_schema(members[name], key) != nullptr) return name;
+  for (const std::string& name : members.getMemberNames()) {
+    if (depth == 1) break;
+    if (const auto home = home_inside(members[name], key, depth - 1)) return name + "." + *home;
+  }
+  return std::nullopt;
+}
+
+static std::string did_you_mean(const std::string& key, const std::string& wanted) {
+  return quoted(key) + ": did you mean " + quoted(wanted) + "?";
+}
+
+static std::string is_read_in(const std::string& key, const std::string& home) {
+  return quoted(key) + " is read in " + quoted(home) + ", not here";
+}
+
+// Where a known key at the wrong level is read.
+static std::optional<std::string> home_message(const Level& level, const std::string& key) {
+  // Too many objects have one to know which.
+  if (key == "enable") return std::nullopt;
+  for (const Level* outer = level.around; outer != nullptr; outer = outer->around) {
+    if (member_schema(outer->schema, key) == nullptr) continue;
+    if (outer->around == nullptr) return quoted(key) + " is read at the top of the configuration, not here";
+    return is_read_in(key, outer->around->path_to(outer->name));
+  }
+  // From "eth0" to "network.advanced.vlan".
+  constexpr int kMaxDepth = 3;
+  const auto home = home_inside(level.schema, key, kMaxDepth);
+  return home ? std::optional(is_read_in(key, level.path_to(*home))) : std::nullopt;
+}
+
+// The bridge takes its settings from the wired interface of any name.
+static bool is_settings_of_bridge(const Site& site, const Level& level, const std::string& key) {
+  return level.name == "wired" && site.context.bridge_enabled && key == site.context.bridge_primary_interface;
+}
+
+void unknown_key(const Site& site, Findings& findings) {
+  visit("", site.root, configuration_schema(), nullptr,
+        [&](const Level& level, const std::string& key, const Json::Value& value) {
+          if (!level.is_closed() || is_settings_of_bridge(site, level, key)) return;
+          std::string message = quoted(key) + ": nobody reads this key";
+          if (const auto home = home_message(level, key)) {
+            message = *home;
+          } else if (const auto wanted = nearest_key(level, key, false)) {
+            message = did_you_mean(key, *wanted);
+          }
+          findings.add(key_offset(site.source.text, value.getOffsetStart()), message);
+        });
+}
+
+// Where a known key at the wrong level of a shared object is missing, one object further in or out.
+static std::optional<std::string> shared_home_message(const Level& level, const std::string& key) {
+  if (key == "enable") return std::nullopt;
+  const Level* outer = level.around;
+  if (outer != nullptr && member_schema(outer->schema, key) != nullptr && !outer->object.isMember(key))
+    return home_message(level, key);
+  const auto home = home_inside(level.schema, key, 1);
+  if (!home) return std::nullopt;
+  const Json::Value* object = object_at(level.object, *home);
+  const bool is_there = object != nullptr && object->isMember(key);
+  return is_there ? std::nullopt : home_message(level, key);
+}
+
+void doubtful_key(const Site& site, Findings& findings) {
+  visit("", site.root, configuration_schema(), nullptr,
+        [&](const Level& level, const std::string& key, const Json::Value& value) {
+          if (level.is_closed()) return;
+          std::optional<std::string> message = shared_home_message(level, key);
+          if (!message) {
+            const auto wanted = nearest_key(level, key, true);
+            if (wanted) message = did_you_mean(key, *wanted);
+          }
+          if (message) findings.add(key_offset(site.source.text, value.getOffsetStart()), *message);
+        });
+}

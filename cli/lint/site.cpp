@@ -1,0 +1,230 @@
+#include "cli/lint/site.h"
+
+#include "cli/lint/platform.h"
+#include "config/interface_queries.h"
+#include "config/lookup.h"
+#include "config/secondary_pair.h"
+#include "networkd/wwan_static_routes.h"
+#include "platform/libcmd.h"
+#include "platform/libvantor.h"
+#include "tunnels/gre.h"
+#include "util/json_path.h"
+
+// What the program derives from the configuration.
+static NetworkContext context_of(const Json::Value& root) {
+  set_configuration(root);
+  return NetworkContext(false);
+}
+
+Site::Site(const Source& from)
+    : source(from), root(from.root), violations(find_violations(from.root)), context(context_of(root)) {
+  add_ports();
+  add_bridge();
+  add_radios();
+  for (const Interface& interface : interfaces)
+    interfaces_by_name_.emplace(interface.name, &interface);
+  for (const Interface& interface : interfaces)
+    add_server(interface, false);
+  for (const Interface& vlan : disabled_vlans)
+    add_server(vlan, true);
+  add_routes();
+  add_tunnels();
+}
+
+void Site::add_ports() {
+  for (const std::string name : {"eth0", "eth1"}) {
+    const Json::Value* network = object_at(root, wired_network_path(name));
+    if (network == nullptr || !is_true(root, "wired." + name + ".enable")) continue;
+    if (!is_router_port(name)) {
+      if (context.passthrough_interface == name) {
+        interfaces.push_back({Interface::Kind::kPassthroughPort, name, "", network});
+      }
+      continue;
+    }
+    if (!context.bridge_enabled || !interface_is_bridged(&context, name)) {
+      interfaces.push_back({Interface::Kind::kPort, name, "", network});
+    }
+    add_vlans(name, *network);
+  }
+}
+
+void Site::add_vlans(const std::string& port, const Json::Value& network) {
+  const Json::Value* vlan = object_at(network, "advanced.vlan");
+  if (vlan == nullptr || !is_enabled(*vlan)) return;
+  for (const Json::Value& entry : array_at(*vlan, "networks")) {
+    int vid = 0;
+    const Json::Value* own = object_at(entry, "network");
+    if (!config_get_int(entry, &vid, "vid") || own == nullptr) continue;
+    std::vector<Interface>& vlans = is_enabled(entry) ? interfaces : disabled_vlans;
+    vlans.push_back({Interface::Kind::kVlan, port + "." + std::to_string(vid), port, own});
+  }
+}
+
+void Site::add_bridge() {
+  if (!context.bridge_enabled) return;
+  const Json::Value* network = object_at(root, bridge_primary_network_path(&context));
+  if (network != nullptr) interfaces.push_back({Interface::Kind::kBridge, kBridgeName, "", network});
+}
+
+void Site::add_radios() {
+  for (const std::string name : {"wlan0", "wlan1"}) {
+    const bool is_bridged = context.bridge_enabled && interface_is_bridged(&context, name);
+    const Json::Value* access_point = object_at(root, access_point_network_path(name));
+    if (is_wlan_ap_enabled(&context, name.c_str()) && access_point != nullptr && !is_bridged) {
+      interfaces.push_back({Interface::Kind::kAccessPoint, name, "", access_point});
+    }
+    const Json::Value* client = object_at(root, "wireless.wifi." + name + ".client");
+    const Json::Value* network = client != nullptr ? object_at(*client, "network") : nullptr;
+    if (network != nullptr && is_enabled(*client)) {
+      interfaces.push_back({Interface::Kind::kWifiClient, name, "", network});
+    }
+  }
+}
+
+// Whether dnsmasq gets the server of an interface, as far as the interface decides it.
+static bool serves(const NetworkContext* ctx, const Interface& interface) {
+  switch (interface.kind) {
+    case Interface::Kind::kPort:
+      return is_eth_interface_dhcp_enabled(ctx, interface.name.c_str());
+    case Interface::Kind::kVlan:
+      return is_eth_interface_dhcp_enabled(ctx, interface.port.c_str());
+    case Interface::Kind::kBridge:
+    case Interface::Kind::kAccessPoint:
+      return true;
+    case Interface::Kind::kPassthroughPort:
+    case Interface::Kind::kWifiClient:
+      return false;
+  }
+  return false;
+}
+
+void Site::add_server(const Interface& interface, bool is_idle) {
+  const Json::Value* dhcp = object_at(*interface.network, "dhcp");
+  if (dhcp == nullptr || !is_enabled(*dhcp)) return;
+  int prefix = 0;
+  const bool is_complete = text_at(*interface.network, "ipv4") &&
+                           config_get_int(*interface.network, &prefix, "netmask") &&
+                           text_at(*dhcp, "start") && text_at(*dhcp, "end");
+  servers.push_back({&interface, dhcp, is_complete && serves(&context, interface), is_idle});
+}
+
+void Site::add_routes() {
+  for (const Json::Value& route : array_at(root, "static_routes")) {
+    std::string name;
+    if (!get_static_route_interface(route, name)) continue;
+    if (gets_routes(name)) routes.push_back({&route, name, find_interface(name)});
+  }
+}
+
+// The first tunnel without its inner addresses ends the list: it and those after it are left out.
+void Site::add_tunnels() {
+  int index = 0;
+  for (const Json::Value& tunnel : array_at(root, "tunnels.gre")) {
+    const std::string name = gre_tunnel_name(index++);
+    if (!is_enabled(tunnel)) continue;
+    int prefix = 0;
+    if (!text_at(tunnel, "tunnel_local_ip") || !config_get_int(tunnel, &prefix, "tunnel_netmask") ||
+        !text_at(tunnel, "tunnel_remote_ip")) {
+      return;
+    }
+    tunnels.push_back({name, &tunnel});
+  }
+}
+
+const Interface* Site::find_interface(const std::string& name) const {
+  const auto found = interfaces_by_name_.find(name);
+  return found != interfaces_by_name_.end() ? found->second : nullptr;
+}
+
+bool Site::gets_routes(const std::string& name) const {
+  return find_interface(name) != nullptr || (name == kWwanRouteInterface && context.cell_enabled);
+}
+
+static std::optional<OwnAddress> static_address_of(const Interface& interface) {
+  const std::optional<Ipv4> address = interface.address();
+  const std::optional<Subnet> subnet = subnet_at(*interface.network, "ipv4", "netmask");
+  if (!address || !subnet) return std::nullopt;
+  if (subnet->prefix == 0) return std::nullopt;
+  // An ordinary unit leaves a prefix length of 32 out, and systemd-networkd takes another.
+  if (subnet->prefix == 32 && interface.kind != Interface::Kind::kPassthroughPort) return std::nullopt;
+  return OwnAddress{*address, *subnet, &place_of(*interface.network, "ipv4")};
+}
+
+static std::optional<OwnAddress> secondary_address_of(const NetworkContext& context,
+                                                      const Interface& interface) {
+  if (!is_true(*interface.network, "advanced.enable_secondary_ip")) return std::nullopt;
+  const bool is_bridge = interface.kind == Interface::Kind::kBridge;
+  const SecondaryPair* pair =
+      secondary_pair_of(is_bridge ? context.bridge_primary_interface : interface.name);
+  if (pair == nullptr) return std::nullopt;
+  const std::optional<Ipv4> address = parse_ipv4(pair->gateway);
+  const std::optional<Subnet> subnet = subnet_with(*address, netmask_to_cidr(kSecondaryNetmask));
+  return OwnAddress{*address, *subnet, &place_of(*interface.network, "advanced.enable_secondary_ip")};
+}
+
+std::vector<OwnAddress> Site::addresses_of(const Interface& interface) const {
+  std::vector<OwnAddress> addresses;
+  const bool is_automatic = interface.kind == Interface::Kind::kPassthroughPort && context.passthrough_auto;
+  const auto own = is_automatic ? std::nullopt : static_address_of(interface);
+  if (own) addresses.push_back(*own);
+  if (const auto secondary = secondary_address_of(context, interface)) addresses.push_back(*secondary);
+  return addresses;
+}
+
+bool Site::is_router_port(const std::string& name) const {
+  return is_true(root, "wired." + name + ".enable") &&
+         text_at(root, wired_network_path(name) + ".mode") == "router";
+}
+
+bool Interface::is_dhcp_client() const {
+  return text_at(*network, "protocol") == "dhcp_client";
+}
+
+std::optional<Ipv4> Interface::address() const {
+  const std::optional<std::string> text = text_at(*network, "ipv4");
+  return text && !is_dhcp_client() ? parse_ipv4(*text) : std::nullopt;
+}
+
+std::optional<Subnet> Interface::subnet() const {
+  const std::optional<Ipv4> own = address();
+  int prefix = 32;
+  config_get_int(*network, &prefix, "netmask");
+  return own ? subnet_with(*own, prefix) : std::nullopt;
+}
+
+std::optional<Subnet> subnet_at(const Json::Value& object, const std::string& address_path,
+                                const std::string& prefix_path) {
+  const std::optional<Ipv4> address = parse_ipv4(text_at(object, address_path).value_or(""));
+  int prefix = 0;
+  if (!address || !config_get_int(object, &prefix, prefix_path)) return std::nullopt;
+  return subnet_with(*address, prefix);
+}
+
+std::optional<Subnet> StaticRoute::destination() const {
+  return subnet_at(*settings, "ipv4", "netmask");
+}
+
+std::optional<std::string> text_at(const Json::Value& object, const std::string& path) {
+  std::string text;
+  if (!config_get_string(object, text, path)) return std::nullopt;
+  return text;
+}
+
+std::string quoted(const std::string& text) {
+  constexpr std::size_t kLongest = 60;
+  return '"' + (text.size() > kLongest ? text.substr(0, kLongest) + "..." : text) + '"';
+}
+
+const Json::Value& place_of(const Json::Value& object, std::string_view path) {
+  const Json::Value* value = find_path(object, path);
+  return value != nullptr ? *value : object;
+}
+
+std::vector<const Json::Value*> fixed_leases(const DhcpServer& server) {
+  std::vector<const Json::Value*> leases;
+  if (!is_true(*server.dhcp, "mac_binding.enable")) return leases;
+  for (const Json::Value& device : array_at(*server.dhcp, "mac_binding.devices")) {
+    if (is_enabled(device)) leases.push_back(&device);
+  }
+  return leases;
+}

@@ -1,0 +1,123 @@
+#pragma once
+
+// What a configuration makes of the gateway: the interfaces that it sets up and the DHCP servers on them. The
+// rules ask here, so that each of them judges only what has an effect. The program's own code decides what
+// has.
+
+#include <json/json.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "cli/config_file/schema.h"
+#include "cli/config_file/source.h"
+#include "cli/lint/ipv4.h"
+#include "config/network_context.h"
+
+// An interface with an address of its own.
+struct Interface {
+  enum class Kind { kPort, kPassthroughPort, kVlan, kBridge, kAccessPoint, kWifiClient };
+
+  Kind kind;
+  std::string name;            // eth0, eth0.20, br-lan, wlan0
+  std::string port;            // of a VLAN, the port that carries it
+  const Json::Value* network;  // its "network" object; never null
+
+  bool is_dhcp_client() const;
+  // The static address, and its subnet; nothing while it is missing or invalid, and for a DHCP client.
+  std::optional<Ipv4> address() const;
+  std::optional<Subnet> subnet() const;
+};
+
+// A DHCP server that is enabled on such an interface, or on a VLAN that is not.
+struct DhcpServer {
+  const Interface* interface;
+  const Json::Value* dhcp;  // its "dhcp" object; never null
+  // Whether dnsmasq gets a section for it.
+  bool is_served;
+  // Whether that is without effect, unless dnsmasq refuses it: nobody is behind a VLAN that is not enabled.
+  bool is_idle;
+};
+
+// An address of an interface, and the value that asks for it.
+struct OwnAddress {
+  Ipv4 address;
+  Subnet subnet;
+  const Json::Value* place;
+};
+
+// A static route that is enabled and on an interface that gets routes.
+struct StaticRoute {
+  const Json::Value* settings;  // never null
+  std::string interface_name;
+  const Interface* interface;  // null for the cellular interface, which has its addresses from the link
+
+  // Nothing while the address or the netmask is missing or invalid.
+  std::optional<Subnet> destination() const;
+};
+
+// A GRE tunnel that is enabled and gets an address.
+struct Tunnel {
+  std::string name;
+  const Json::Value* settings;  // never null
+};
+
+class Site {
+ public:
+  // `source` must outlive the site.
+  explicit Site(const Source& source);
+  Site(const Site&) = delete;
+  Site& operator=(const Site&) = delete;
+
+  const Source& source;
+  const Json::Value& root;
+  // Here because several rules report them, each its kind.
+  std::vector<Violation> violations;
+  NetworkContext context;
+  std::vector<Interface> interfaces;
+  // VLANs that are not enabled: dnsmasq gets their servers all the same.
+  std::vector<Interface> disabled_vlans;
+  std::vector<DhcpServer> servers;
+  std::vector<StaticRoute> routes;
+  std::vector<Tunnel> tunnels;
+
+  // The interface of this name; null when there is none with an address of its own.
+  const Interface* find_interface(const std::string& name) const;
+  // Whether the static routes on the interface of this name are written.
+  bool gets_routes(const std::string& name) const;
+  // The static address and the secondary one, as far as the interface gets them and they have a known subnet.
+  std::vector<OwnAddress> addresses_of(const Interface& interface) const;
+
+  // Whether "eth0" or "eth1" is an enabled LAN port, be it a member of the bridge or not.
+  bool is_router_port(const std::string& name) const;
+
+ private:
+  void add_ports();
+  void add_vlans(const std::string& port, const Json::Value& network);
+  void add_bridge();
+  void add_radios();
+  void add_server(const Interface& interface, bool is_idle);
+  void add_routes();
+  void add_tunnels();
+
+  std::unordered_map<std::string, const Interface*> interfaces_by_name_;
+};
+
+// The text at the dotted path below `object`; nothing when it is missing or no text.
+std::optional<std::string> text_at(const Json::Value& object, const std::string& path);
+
+// The text in quotes, as a message names what a configuration calls something; of a long one, the beginning.
+std::string quoted(const std::string& text);
+
+// The subnet of the address and the prefix length at two paths; nothing while one is missing or invalid.
+std::optional<Subnet> subnet_at(const Json::Value& object, const std::string& address_path,
+                                const std::string& prefix_path);
+
+// The value at the dotted path below `object` itself, to point at; `object` when it is missing.
+const Json::Value& place_of(const Json::Value& object, std::string_view path);
+
+// The elements of a server's "mac_binding.devices" that are enabled; none while the bindings are not.
+std::vector<const Json::Value*> fixed_leases(const DhcpServer& server);

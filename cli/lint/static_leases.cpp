@@ -1,0 +1,133 @@
+#include "cli/lint/static_leases.h"
+
+#include <algorithm>
+#include <cctype>
+#include <unordered_map>
+
+#include "cli/lint/host_name.h"
+#include "cli/lint/mac.h"
+#include "config/secondary_pair.h"
+
+static std::optional<Ipv4> address_of(const Json::Value& lease) {
+  return parse_ipv4(text_at(lease, "ipv4").value_or(""));
+}
+
+// The hosts that dnsmasq knows by their address, with what a message calls each.
+using Owners = std::unordered_map<Ipv4, std::string>;
+
+// dnsmasq keeps an address of a pass-through port for the port itself, by a fixed lease.
+static void add_passthrough_ports(const Site& site, Owners& owners) {
+  for (const Interface& interface : site.interfaces) {
+    if (interface.kind != Interface::Kind::kPassthroughPort) continue;
+    const SecondaryPair* pair = secondary_pair_of(interface.name);
+    const std::string own = text_at(*interface.network, "ipv4").value_or("");
+    const std::optional<Ipv4> address = parse_ipv4(site.context.passthrough_auto ? pair->gateway : own);
+    if (address) owners.emplace(*address, "the address of " + interface.name);
+  }
+}
+
+static std::string owner_of(const Json::Value& lease, const Interface& interface) {
+  return "the fixed lease of " + text_at(lease, "mac").value_or("another device") + " on " + interface.name;
+}
+
+void lease_address_twice(const Site& site, Findings& findings) {
+  Owners owners;
+  add_passthrough_ports(site, owners);
+  for (const DhcpServer& server : site.servers) {
+    if (!server.is_served) continue;
+    for (const Json::Value* lease : fixed_leases(server)) {
+      const std::optional<Ipv4> address = address_of(*lease);
+      if (!address) continue;
+      const auto [owner, is_new] = owners.emplace(*address, owner_of(*lease, *server.interface));
+      if (is_new) continue;
+      findings.add(place_of(*lease, "ipv4"), to_text(*address) + " is already " + owner->second);
+    }
+  }
+}
+
+void lease_address_malformed(const Site& site, Findings& findings) {
+  for (const DhcpServer& server : site.servers) {
+    if (!server.is_served) continue;
+    for (const Json::Value* lease : fixed_leases(server)) {
+      const std::optional<std::string> text = text_at(*lease, "ipv4");
+      if (!text && !server.is_idle) {
+        findings.add(place_of(*lease, "ipv4"), "a fixed lease without \"ipv4\"");
+      } else if (text && !parse_ipv4(*text)) {
+        findings.add(place_of(*lease, "ipv4"), quoted(*text) + " is not an IPv4 address");
+      }
+    }
+  }
+}
+
+void lease_address_unusable(const Site& site, Findings& findings) {
+  for (const DhcpServer& server : site.servers) {
+    const std::optional<Subnet> subnet = server.interface->subnet();
+    if (!server.is_served || server.is_idle || !subnet) continue;
+    const std::string& name = server.interface->name;
+    const Ipv4 own = *server.interface->address();
+    for (const Json::Value* lease : fixed_leases(server)) {
+      const std::optional<Ipv4> address = address_of(*lease);
+      if (!address) continue;
+      if (*address == own) {
+        findings.add(place_of(*lease, "ipv4"), to_text(own) + " is the address of " + name + " itself");
+      } else if (!subnet->has_host(*address)) {
+        findings.add(place_of(*lease, "ipv4"), obstacle(*subnet, *address));
+      }
+    }
+  }
+}
+
+// The name by which dnsmasq tells a device when the text is no hardware address, in lower case as the case
+// does not matter to it; nothing for a text in which it sees something else.
+static std::optional<std::string> device_name(std::string text) {
+  // A digit may begin a lease time; the two words mean a device that is not served, and an endless lease.
+  const bool begins_with_letter = !text.empty() && std::isalpha(static_cast<unsigned char>(text[0])) != 0;
+  if (!begins_with_letter || !is_host_name(text) || is_mac_without_colons(text) || text == "ignore" ||
+      text == "infinite") {
+    return std::nullopt;
+  }
+  std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
+  return text;
+}
+
+void lease_mac_malformed(const Site& site, Findings& findings) {
+  for (const DhcpServer& server : site.servers) {
+    if (!server.is_served) continue;
+    for (const Json::Value* lease : fixed_leases(server)) {
+      const std::optional<std::string> text = text_at(*lease, "mac");
+      if (!text && !server.is_idle) {
+        findings.add(place_of(*lease, "mac"), "a fixed lease without \"mac\"");
+      } else if (text && !normal_mac(*text) && !device_name(*text)) {
+        findings.add(place_of(*lease, "mac"), quoted(*text) + " is not a MAC address like 02:00:5e:00:53:01");
+      }
+    }
+  }
+}
+
+void lease_mac_twice(const Site& site, Findings& findings) {
+  for (const DhcpServer& server : site.servers) {
+    if (!server.is_served || server.is_idle) continue;
+    // One device may have a fixed lease on each network.
+    std::unordered_map<std::string, std::string> addresses;
+    for (const Json::Value* lease : fixed_leases(server)) {
+      const std::string text = text_at(*lease, "mac").value_or("");
+      const std::optional<std::string> mac = normal_mac(text);
+      const std::optional<std::string> device = mac ? mac : device_name(text);
+      if (!device) continue;
+      const auto [address, is_new] = addresses.emplace(*device, text_at(*lease, "ipv4").value_or("another"));
+      if (is_new) continue;
+      findings.add(place_of(*lease, "mac"), text + " already has the fixed lease " + address->second);
+    }
+  }
+}
+
+void lease_by_name(const Site& site, Findings& findings) {
+  for (const DhcpServer& server : site.servers) {
+    if (!server.is_served || server.is_idle) continue;
+    for (const Json::Value* lease : fixed_leases(server)) {
+      const std::string text = text_at(*lease, "mac").value_or("");
+      if (normal_mac(text) || !device_name(text)) continue;
+      findings.add(place_of(*lease, "mac"), quoted(text) + " is a name: any device can go by it");
+    }
+  }
+}

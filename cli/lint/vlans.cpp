@@ -1,0 +1,94 @@
+#include "cli/lint/vlans.h"
+
+#include <net/if.h>
+
+#include <unordered_set>
+
+#include "config/interface_queries.h"
+#include "config/lookup.h"
+#include "platform/libcmd.h"
+
+// Calls `judge` with the port and the entry of each VLAN that is enabled on a port that carries VLANs.
+template <typename Judge>
+static void for_each_vlan(const Site& site, Judge judge) {
+  for (const std::string port : {"eth0", "eth1"}) {
+    const Json::Value* vlan = object_at(site.root, wired_network_path(port) + ".advanced.vlan");
+    if (vlan == nullptr || !is_enabled(*vlan) || !site.is_router_port(port)) continue;
+    for (const Json::Value& entry : array_at(*vlan, "networks")) {
+      if (is_enabled(entry)) judge(port, entry);
+    }
+  }
+}
+
+void vlan_id_missing(const Site& site, Findings& findings) {
+  for_each_vlan(site, [&](const std::string& port, const Json::Value& entry) {
+    int vid = 0;
+    if (!config_get_int(entry, &vid, "vid")) findings.add(entry, "a VLAN of " + port + " has no \"vid\"");
+  });
+}
+
+void vlan_id_out_of_range(const Site& site, Findings& findings) {
+  for_each_vlan(site, [&](const std::string& /*port*/, const Json::Value& entry) {
+    int vid = 0;
+    if (!config_get_int(entry, &vid, "vid") || (vid >= 1 && vid <= 4094)) return;
+    findings.add(place_of(entry, "vid"), std::to_string(vid) + " is not a VLAN id, 1 to 4094");
+  });
+}
+
+void vlan_id_twice(const Site& site, Findings& findings) {
+  std::unordered_set<std::string> names;
+  for_each_vlan(site, [&](const std::string& port, const Json::Value& entry) {
+    int vid = 0;
+    if (!config_get_int(entry, &vid, "vid")) return;
+    const std::string name = port + "." + std::to_string(vid);
+    if (!names.insert(name).second) findings.add(place_of(entry, "vid"), name + " is already a VLAN");
+  });
+}
+
+void vlan_without_network(const Site& site, Findings& findings) {
+  for_each_vlan(site, [&](const std::string& port, const Json::Value& entry) {
+    if (object_at(entry, "network") != nullptr) return;
+    findings.add(entry, "a VLAN of " + port + " has no \"network\", so nothing makes its interface");
+  });
+}
+
+void vlan_of_bridge_member(const Site& site, Findings& findings) {
+  if (!site.context.bridge_enabled) return;
+  for_each_vlan(site, [&](const std::string& port, const Json::Value& entry) {
+    if (!interface_is_bridged(&site.context, port) || port == site.context.bridge_primary_interface) return;
+    findings.add(entry,
+                 "a bridge carries the VLANs of its primary member alone, and " + port + " is another");
+  });
+}
+
+// The kernel's limit for a name without its terminator.
+static bool is_too_long(const std::string& name) {
+  return name.size() >= IFNAMSIZ;
+}
+
+static std::string too_long(const std::string& name) {
+  return "the interface name " + quoted(name) + " is longer than " + std::to_string(IFNAMSIZ - 1) +
+         " characters";
+}
+
+void interface_name_too_long(const Site& site, Findings& findings) {
+  for_each_vlan(site, [&](const std::string& port, const Json::Value& entry) {
+    int vid = 0;
+    if (!config_get_int(entry, &vid, "vid")) return;
+    const std::string name = port + "." + std::to_string(vid);
+    if (is_too_long(name)) findings.add(place_of(entry, "vid"), too_long(name));
+  });
+  if (site.context.bridge_enabled) {
+    for (const Json::Value& member : array_at(site.root, "wired.bridge.interfaces")) {
+      if (member.isString() && is_too_long(member.asString())) {
+        findings.add(member, too_long(member.asString()));
+      }
+    }
+  }
+  for (const Json::Value& route : array_at(site.root, "static_routes")) {
+    std::string name;
+    if (get_static_route_interface(route, name) && is_too_long(name)) {
+      findings.add(place_of(route, "interface"), too_long(name));
+    }
+  }
+}

@@ -1,0 +1,13 @@
+#pragma once
+
+// VLANs, and the names of the interfaces that a configuration makes up.
+
+#include "cli/lint/finding.h"
+#include "cli/lint/site.h"
+
+void vlan_id_missing(const Site& site, Findings& findings);
+void vlan_id_out_of_range(const Site& site, Findings& findings);
+void vlan_id_twice(const Site& site, Findings& findings);
+void vlan_without_network(const Site& site, Findings& findings);
+void vlan_of_bridge_member(const Site& site, Findings& findings);
+void interface_name_too_long(const Site& site, Findings& findings);

@@ -1,0 +1,13 @@
+#pragma once
+
+// WireGuard interfaces and their peers.
+
+#include "cli/lint/finding.h"
+#include "cli/lint/site.h"
+
+void wireguard_public_key(const Site& site, Findings& findings);
+void wireguard_preshared_key(const Site& site, Findings& findings);
+void wireguard_address(const Site& site, Findings& findings);
+void wireguard_allowed_ips(const Site& site, Findings& findings);
+void wireguard_endpoint(const Site& site, Findings& findings);
+void wireguard_keep_alive(const Site& site, Findings& findings);

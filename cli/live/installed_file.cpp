@@ -1,0 +1,100 @@
+#include "cli/live/installed_file.h"
+
+#include <fcntl.h>
+#include <limits.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "cli/dry_run/tree.h"
+#include "cli/live/trial_state.h"
+
+std::optional<std::string> installed_path() {
+  char path[PATH_MAX];
+  if (realpath(kInstalledConfiguration, path) == nullptr) return std::nullopt;
+  return path;
+}
+
+bool is_trial_in_force(const std::string& installed) {
+  struct stat here {};
+  struct stat trial {};
+  return stat(installed.c_str(), &here) == 0 && stat(kTrialFile, &trial) == 0 &&
+         here.st_dev == trial.st_dev && here.st_ino == trial.st_ino;
+}
+
+bool put_trial_in_force(const std::string& installed) {
+  if (mount(kTrialFile, installed.c_str(), nullptr, MS_BIND, nullptr) != 0) return false;
+  // What somebody writes now would be lost with the trial.
+  return mount(nullptr, installed.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) == 0;
+}
+
+bool take_trial_away(const std::string& installed) {
+  while (is_trial_in_force(installed)) {
+    if (umount2(installed.c_str(), MNT_DETACH) != 0) return false;
+  }
+  return true;
+}
+
+bool look_beneath_trial(const std::string& installed) {
+  return unshare(CLONE_NEWNS) == 0 && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+         take_trial_away(installed);
+}
+
+// Writes a new file and waits until the disk has it.
+static bool write_durably(const File& file, const struct stat& like) {
+  // What a killed one left.
+  if (unlink(file.path.c_str()) != 0 && errno != ENOENT) return false;
+  if (!write_file(file)) return false;
+  const int descriptor = open(file.path.c_str(), O_WRONLY | O_CLOEXEC);
+  if (descriptor < 0) return false;
+  const bool success = fchown(descriptor, like.st_uid, like.st_gid) == 0 &&
+                       fchmod(descriptor, file.mode) == 0 && fsync(descriptor) == 0;
+  return (close(descriptor) == 0) && success;
+}
+
+static bool sync_directory_of(const std::string& path) {
+  const std::string directory = path.substr(0, path.find_last_of('/') + 1);
+  const int descriptor = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (descriptor < 0) return false;
+  const bool success = fsync(descriptor) == 0;
+  return (close(descriptor) == 0) && success;
+}
+
+static bool fail(const std::string& path, std::string& trouble) {
+  trouble = path + ": " + std::strerror(errno);
+  return false;
+}
+
+// The previous one goes first: a new one without the way back is worse than a way back that is not needed.
+static bool place(const std::string& content, const std::string& installed, std::string& trouble) {
+  const std::string previous = installed + kPreviousSuffix;
+  const std::string new_previous = previous + ".new";
+  const std::string new_installed = installed + ".new";
+  struct stat like {};
+  File former;
+  if (stat(installed.c_str(), &like) != 0 || !read_file(installed, former)) return fail(installed, trouble);
+  const bool success =
+      (write_durably({new_previous, former.mode, former.content}, like) || fail(new_previous, trouble)) &&
+      (write_durably({new_installed, former.mode, content}, like) || fail(new_installed, trouble)) &&
+      (sync_directory_of(installed) || fail(installed, trouble)) &&
+      (rename(new_previous.c_str(), previous.c_str()) == 0 || fail(previous, trouble)) &&
+      (rename(new_installed.c_str(), installed.c_str()) == 0 || fail(installed, trouble));
+  if (!success) {
+    unlink(new_previous.c_str());
+    unlink(new_installed.c_str());
+  }
+  return success;
+}
+
+Installation install(const std::string& content, const std::string& installed, std::string& trouble) {
+  if (!place(content, installed, trouble)) return Installation::kFailed;
+  if (sync_directory_of(installed)) return Installation::kDurable;
+  fail(installed, trouble);
+  return Installation::kPlaced;
+}

@@ -1,0 +1,73 @@
+#include "cli/live/trial_state.h"
+
+#include <json/json.h>
+#include <pwd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <ctime>
+#include <sstream>
+
+#include "cli/dry_run/tree.h"
+
+constexpr char kStateFile[] = "/run/lanfab/trial.json";
+constexpr mode_t kPrivate = 0600;
+
+std::int64_t monotonic_seconds() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return now.tv_sec;
+}
+
+static std::string environment(const char* name) {
+  const char* value = std::getenv(name);
+  return value != nullptr ? value : "";
+}
+
+std::string caller() {
+  std::string who = environment("SUDO_USER");
+  const passwd* user = who.empty() ? getpwuid(getuid()) : nullptr;
+  if (user != nullptr) who = user->pw_name;
+  if (who.empty()) who = "user " + std::to_string(getuid());
+  const std::string connection = environment("SSH_CONNECTION");
+  return connection.empty() ? who : who + " from " + connection.substr(0, connection.find(' '));
+}
+
+std::optional<TrialState> read_state() {
+  File file;
+  Json::Value root;
+  Json::CharReaderBuilder builder;
+  builder.strictMode(&builder.settings_);
+  if (!read_file(kStateFile, file)) return std::nullopt;
+  std::istringstream text(file.content);
+  if (!Json::parseFromStream(builder, text, &root, nullptr) || !root.isObject()) return std::nullopt;
+  return TrialState{root["who"].asString(), root["file"].asString(), root["began"].asInt64(),
+                    root["ends"].asInt64()};
+}
+
+bool write_state(const TrialState& state) {
+  Json::Value root(Json::objectValue);
+  root["who"] = state.who;
+  root["file"] = state.file;
+  root["began"] = Json::Int64(state.began);
+  root["ends"] = Json::Int64(state.ends);
+  return write_file({kStateFile, kPrivate, Json::writeString(Json::StreamWriterBuilder(), root)});
+}
+
+static bool remove_file(const char* path) {
+  return unlink(path) == 0 || errno == ENOENT;
+}
+
+bool remove_state() {
+  const bool is_state_gone = remove_file(kStateFile);
+  return remove_file(kTrialFile) && is_state_gone;
+}
+
+std::string describe(const TrialState& state) {
+  const std::int64_t now = monotonic_seconds();
+  const std::int64_t left = std::max<std::int64_t>(state.ends - now, 0);
+  return state.who + " tries " + state.file + " since " + std::to_string(now - state.began) + " s, for " +
+         std::to_string(left) + " s more";
+}

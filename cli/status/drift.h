@@ -1,0 +1,21 @@
+#pragma once
+
+// What is not as the last run wanted it.
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/status/snapshot.h"
+
+struct Difference {
+  std::string subject;     // an interface, a service, an action, or "lock"
+  std::string what;        // "the address 192.168.1.1/24 is missing"
+  bool is_coming = false;  // it is being put right by now: systemd has not finished
+};
+
+// Whether an interface must forward IPv4 packets; nothing where neither the units nor the configuration say.
+std::optional<bool> wanted_forwarding(const Look& look, const InterfaceFacts& wanted);
+
+// By subject: the interfaces, the services, the runs, the lock.
+std::vector<Difference> find_differences(const Look& look);

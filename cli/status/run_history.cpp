@@ -1,0 +1,135 @@
+#include "cli/status/run_history.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <sstream>
+
+#include "cli/base/tool.h"
+#include "cli/live/run_processes.h"
+
+// The lines by which a run is told from its neighbours.
+constexpr char kStart[] = "cmd_lanfab start";
+constexpr char kEnd[] = "cmd_lanfab clear lock";
+
+namespace {
+
+// An action, and what it says when it fails. An apply says the same of the cellular link, and succeeds.
+struct Failure {
+  const char* action;
+  const char* text;
+};
+
+struct Entry {
+  std::string cursor;
+  std::string process;
+  std::int64_t time;
+  Message message;
+};
+
+}  // namespace
+
+constexpr std::array<Failure, 4> kFailures = {{{"APPLY", "cmd lanfab apply failed"},
+                                               {"DNSMASQ", "cmd lanfab dnsmasq failed"},
+                                               {"WWAN_APPLY", "wwan network info not available"},
+                                               {"WWAN_APPLY", "error creating wwan network unit file"}}};
+
+// Of a message that is no UTF-8 or has control characters, journalctl prints the bytes.
+static std::string text_of(const Json::Value& message) {
+  if (!message.isArray()) return message.asString();
+  std::string text;
+  for (const Json::Value& byte : message) {
+    const int code = byte.isInt() ? byte.asInt() : 0;
+    text += (code >= ' ' && code <= '~') || code == '\n' ? static_cast<char>(code) : '?';
+  }
+  return text;
+}
+
+static std::int64_t number_of(const Json::Value& text) {
+  return std::strtoll(text.asCString(), nullptr, 10);
+}
+
+static bool read_entry(const std::string& line, Entry& entry) {
+  Json::Value value;
+  if (!parse_json(line, value) || !value.isObject()) return false;
+  for (const char* key : {"__CURSOR", "__REALTIME_TIMESTAMP", "_PID", "PRIORITY"})
+    if (!value[key].isString()) return false;
+  entry.cursor = value["__CURSOR"].asString();
+  entry.process = value["_PID"].asString();
+  entry.time = number_of(value["__REALTIME_TIMESTAMP"]);
+  entry.message = {static_cast<int>(number_of(value["PRIORITY"])), text_of(value["MESSAGE"])};
+  return true;
+}
+
+static std::optional<std::string> read_journal(const std::vector<std::string>& matches,
+                                               std::vector<Entry>& entries) {
+  std::vector<std::string> command = {
+      "journalctl",           "--boot",        "--quiet", "--no-pager",
+      "--identifier=network", "--output=json", "--all",   "--output-fields=MESSAGE,PRIORITY,_PID"};
+  command.insert(command.end(), matches.begin(), matches.end());
+  std::string output;
+  if (auto trouble = ask(command, output)) return trouble;
+  std::istringstream lines(output);
+  Entry entry;
+  for (std::string line; std::getline(lines, line);)
+    if (read_entry(line, entry)) entries.push_back(entry);
+  return std::nullopt;
+}
+
+static bool is_failure(const std::string& action, const Message& message) {
+  return std::any_of(kFailures.begin(), kFailures.end(), [&](const Failure& failure) {
+    return failure.action == action && failure.text == message.text;
+  });
+}
+
+// The entries of the run that one of them names. Later ones of its process are another run's: numbers recur.
+static LastRun read_run(const std::string& action, const std::vector<Entry>& entries) {
+  LastRun run;
+  run.action = action;
+  run.began = entries.front().time;
+  bool is_over = false;
+  bool has_failed = false;
+  for (const Entry& entry : entries) {
+    if (entry.message.text == kStart) break;
+    run.lasted = entry.time - run.began;
+    run.messages.push_back(entry.message);
+    has_failed |= is_failure(action, entry.message);
+    is_over = entry.message.text == kEnd;
+    if (is_over) break;
+  }
+  if (is_over) {
+    run.end = has_failed ? LastRun::End::kFailed : LastRun::End::kDone;
+  } else if (is_run(entries.front().process)) {
+    run.end = LastRun::End::kAtWork;
+  }
+  return run;
+}
+
+std::optional<std::string> look_at_runs(std::vector<LastRun>& runs) {
+  for (const std::string action : {"APPLY", "WWAN_APPLY", "DNSMASQ"}) {
+    std::vector<Entry> last;
+    if (auto trouble = read_journal({"--reverse", "--lines=1", "MESSAGE=lanfab " + action}, last))
+      return trouble;
+    if (last.empty()) continue;
+    std::vector<Entry> entries;
+    const Entry& mark = last.front();
+    if (auto trouble = read_journal({"--cursor=" + mark.cursor, "_PID=" + mark.process}, entries))
+      return trouble;
+    runs.push_back(read_run(action, entries.empty() ? last : entries));
+  }
+  return std::nullopt;
+}
+
+const char* word_for(LastRun::End end) {
+  switch (end) {
+    case LastRun::End::kDone:
+      return "done";
+    case LastRun::End::kFailed:
+      return "failed";
+    case LastRun::End::kAtWork:
+      return "at work";
+    case LastRun::End::kCutOff:
+      return "cut off";
+  }
+  return "";
+}

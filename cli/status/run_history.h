@@ -1,0 +1,28 @@
+#pragma once
+
+// The last run of each action, as the journal has it.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/dry_run/result.h"
+
+struct LastRun {
+  // How far it is known to have come.
+  enum class End { kDone, kFailed, kAtWork, kCutOff };
+
+  std::string action;       // "APPLY"
+  std::int64_t began = 0;   // microseconds since 1970
+  std::int64_t lasted = 0;  // microseconds, to its last message
+  End end = End::kCutOff;
+  std::vector<Message> messages;
+};
+
+// The last run of each action since the machine was started; none of an action that had no run. Returns
+// nothing, or why the journal cannot be read.
+std::optional<std::string> look_at_runs(std::vector<LastRun>& runs);
+
+// "done", "failed", "at work" or "cut off".
+const char* word_for(LastRun::End end);

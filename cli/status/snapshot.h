@@ -1,0 +1,34 @@
+#pragma once
+
+// A look at the gateway: what the last run wanted, and what there is.
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/compare/facts.h"
+#include "cli/live/run_lock.h"
+#include "cli/status/cellular.h"
+#include "cli/status/dynamic_leases.h"
+#include "cli/status/kernel.h"
+#include "cli/status/run_history.h"
+#include "cli/status/services.h"
+
+struct Look {
+  Facts wanted;                     // by the files that the last run left
+  bool wants_dnsmasq = false;       // there is a configuration for it
+  bool forbids_forwarding = false;  // the installed configuration neither routes nor passes through
+  Kernel kernel;
+  std::map<std::string, Service> services;
+  std::map<std::string, std::string> setup;  // of each link, systemd-networkd's word
+  std::vector<Lease> leases;
+  Cellular cellular;
+  std::vector<LastRun> runs;
+  std::string journal_trouble;  // why there are no runs; empty when they could be looked for
+  std::optional<RunLock> lock;
+  std::optional<std::string> trial;  // "anna tries new.json since 40 s, for 80 s more"
+};
+
+// Returns nothing, or why there is nothing to see. The gateway stays as it is: no service is started.
+std::optional<std::string> take_look(Look& look);

@@ -1,0 +1,264 @@
+#include "cli/status/text_report.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+constexpr std::int64_t kMicroseconds = 1'000'000;
+// Where the addresses of an interface begin.
+constexpr int kAddressColumn = 46;
+
+namespace {
+
+enum class Mark { kNone, kComing, kDiffers };
+
+class Page {
+ public:
+  explicit Page(bool colour) : colour_(colour) {}
+
+  void title(const char* text) {
+    if (!text_.empty()) text_ += '\n';
+    text_ += styled(text, "1") + "\n";
+  }
+
+  void line(Mark mark, const std::string& text) {
+    const char* const signs[] = {"  ", "~ ", "! "};
+    const char* const styles[] = {"", "33", "1;31"};
+    const std::string line = signs[static_cast<int>(mark)] + text;
+    text_ += styled(line.substr(0, line.find_last_not_of(' ') + 1), styles[static_cast<int>(mark)]) + "\n";
+  }
+
+  // Broken at a blank before it is wider than the terminal, and indented.
+  void note(Mark mark, std::string text) {
+    constexpr std::size_t kWidth = 74;
+    while (text.size() > kWidth) {
+      const std::size_t blank = text.rfind(' ', kWidth);
+      if (blank == std::string::npos) break;
+      line(mark, "    " + text.substr(0, blank));
+      text.erase(0, blank + 1);
+    }
+    line(mark, "    " + text);
+  }
+
+  const std::string& text() const {
+    return text_;
+  }
+
+ private:
+  std::string styled(const std::string& text, const char* code) const {
+    return colour_ && *code != '\0' ? std::string("\033[") + code + "m" + text + "\033[0m" : text;
+  }
+
+  bool colour_;
+  std::string text_;
+};
+
+class Report {
+ public:
+  Report(const Look& look, const std::vector<Difference>& differences, bool messages, bool colour)
+      : look_(look), differences_(differences), messages_(messages), page_(colour) {}
+
+  std::string write() {
+    show_interfaces();
+    show_services();
+    show_cellular();
+    show_leases();
+    show_runs();
+    show_lock();
+    page_.title(summary().c_str());
+    return page_.text();
+  }
+
+ private:
+  Mark mark_of(const std::string& subject) const {
+    Mark mark = Mark::kNone;
+    for (const Difference& difference : differences_)
+      if (difference.subject == subject)
+        mark = std::max(mark, difference.is_coming ? Mark::kComing : Mark::kDiffers);
+    return mark;
+  }
+
+  void show_differences(const std::string& subject) {
+    for (const Difference& difference : differences_)
+      if (difference.subject == subject)
+        page_.note(difference.is_coming ? Mark::kComing : Mark::kDiffers, difference.what);
+  }
+
+  void show_interfaces();
+  void show_interface(const std::string& name);
+  void show_services();
+  void show_cellular();
+  void show_leases();
+  void show_runs();
+  void show_run(const LastRun& run);
+  void show_lock();
+  std::string summary() const;
+
+  const Look& look_;
+  const std::vector<Difference>& differences_;
+  bool messages_;
+  Page page_;
+};
+
+}  // namespace
+
+__attribute__((format(printf, 1, 2))) static std::string formatted(const char* format, ...) {
+  char line[256];
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(line, sizeof line, format, arguments);
+  va_end(arguments);
+  return line;
+}
+
+static std::string time_text(std::time_t time) {
+  std::tm fields{};
+  char text[32] = "";
+  if (localtime_r(&time, &fields) != nullptr) std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &fields);
+  return text;
+}
+
+// What a terminal would take for a command of its own, or cannot show, becomes a question mark.
+static std::string printable(std::string text) {
+  text.erase(text.find_last_not_of('\n') + 1);
+  std::replace_if(
+      text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7f; }, '?');
+  return text;
+}
+
+static std::string counted(std::size_t number, const char* noun) {
+  return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
+}
+
+void Report::show_interfaces() {
+  // eth0.20 before eth0.100.
+  const auto is_before = [](const std::string& one, const std::string& other) {
+    return strverscmp(one.c_str(), other.c_str()) < 0;
+  };
+  std::vector<std::string> names;
+  for (const auto& [name, wanted] : look_.wanted.interfaces)
+    names.push_back(name);
+  for (const Difference& difference : differences_)
+    if (look_.kernel.links.count(difference.subject) != 0) names.push_back(difference.subject);
+  std::sort(names.begin(), names.end(), is_before);
+  names.erase(std::unique(names.begin(), names.end()), names.end());
+
+  page_.title("  Interface        Setup         Carrier   MTU  Addresses");
+  for (const std::string& name : names)
+    show_interface(name);
+}
+
+void Report::show_interface(const std::string& name) {
+  const auto found = look_.kernel.links.find(name);
+  const auto setup = look_.setup.find(name);
+  const std::string state = setup != look_.setup.end() ? setup->second : "-";
+  std::string row = formatted("%-15s  %-12s", printable(name).c_str(), state.c_str());
+  std::vector<std::string> addresses;
+  if (found != look_.kernel.links.end()) {
+    const Link& link = found->second;
+    row += formatted("  %-7s %5d  ", link.has_carrier ? "yes" : "no", link.mtu);
+    for (const KernelAddress& address : link.addresses)
+      addresses.push_back(address.text + (address.is_dynamic ? " by DHCP" : ""));
+    if (!link.bridge.empty()) addresses.push_back("in " + link.bridge);
+  }
+  const Mark mark = mark_of(name);
+  page_.line(mark, row + (addresses.empty() ? "" : addresses.front()));
+  for (std::size_t i = 1; i < addresses.size(); ++i)
+    page_.line(mark, std::string(kAddressColumn, ' ') + addresses[i]);
+  show_differences(name);
+}
+
+void Report::show_services() {
+  page_.title("Services");
+  for (const auto& [name, service] : look_.services) {
+    const std::string since = service.since != 0 ? "since " + time_text(service.since) : "";
+    const bool has_failed = service.result != "success" && !service.result.empty();
+    page_.line(mark_of(name),
+               formatted("%-17s %s (%s%s%s) %s", name.c_str(), service.state.c_str(), service.detail.c_str(),
+                         has_failed ? ", " : "", has_failed ? service.result.c_str() : "", since.c_str()));
+  }
+}
+
+void Report::show_cellular() {
+  const Cellular& link = look_.cellular;
+  page_.title("Cellular link");
+  std::string line = link.is_connected ? "connected" : "not connected";
+  if (!link.interface.empty()) line += ": " + link.interface;
+  if (!link.address.empty()) line += " " + link.address + (link.prefix.empty() ? "" : "/" + link.prefix);
+  if (!link.gateway.empty()) line += ", gateway " + link.gateway;
+  if (!link.mtu.empty()) line += ", MTU " + link.mtu;
+  page_.line(Mark::kNone, printable(line));
+  std::string servers;
+  for (const std::string& server : link.name_servers)
+    servers += (servers.empty() ? "" : ", ") + server;
+  if (!servers.empty()) page_.line(Mark::kNone, printable("name servers " + servers));
+}
+
+void Report::show_leases() {
+  page_.title("Leases");
+  if (look_.leases.empty()) page_.line(Mark::kNone, "none");
+  for (const Lease& lease : look_.leases) {
+    const std::string until = lease.expires == 0 ? "for ever" : "until " + time_text(lease.expires);
+    page_.line(Mark::kNone,
+               formatted("%-15s  %-17s  %s  %s", lease.address.c_str(), lease.hardware_address.c_str(),
+                         until.c_str(), printable(lease.name).c_str()));
+  }
+}
+
+void Report::show_runs() {
+  page_.title("Last runs");
+  if (!look_.journal_trouble.empty()) page_.line(Mark::kNone, "unknown: " + printable(look_.journal_trouble));
+  if (look_.journal_trouble.empty() && look_.runs.empty())
+    page_.line(Mark::kNone, "none in the journal since the machine was started");
+  for (const LastRun& run : look_.runs)
+    show_run(run);
+}
+
+void Report::show_run(const LastRun& run) {
+  page_.line(mark_of(run.action),
+             formatted("%-10s  %s  %s after %.1f s, %s", run.action.c_str(),
+                       time_text(static_cast<std::time_t>(run.began / kMicroseconds)).c_str(),
+                       word_for(run.end), static_cast<double>(run.lasted) / kMicroseconds,
+                       counted(run.messages.size(), "message").c_str()));
+  if (!messages_) return;
+  for (const Message& message : run.messages)
+    page_.note(Mark::kNone, printable(message.text));
+}
+
+void Report::show_lock() {
+  if (look_.lock) {
+    page_.title("Lock");
+    page_.line(
+        mark_of("lock"),
+        "since " + time_text(look_.lock->since) + ", " +
+            (look_.lock->runs == 0 ? "no run" : counted(static_cast<std::size_t>(look_.lock->runs), "run")) +
+            " of cmd_lanfab at work or waiting");
+    show_differences("lock");
+  }
+  if (look_.trial) {
+    page_.title("Trial");
+    page_.note(Mark::kNone, printable(*look_.trial));
+  }
+}
+
+// "2 things differ, 1 is still coming."
+std::string Report::summary() const {
+  const auto is_coming = [](const Difference& difference) { return difference.is_coming; };
+  const auto coming =
+      static_cast<std::size_t>(std::count_if(differences_.begin(), differences_.end(), is_coming));
+  const std::size_t others = differences_.size() - coming;
+  if (differences_.empty()) return "Everything is as the configuration wants it.";
+  std::string text;
+  if (others > 0) text = counted(others, "thing") + (others == 1 ? " differs" : " differ");
+  if (others > 0 && coming > 0) text += ", " + std::to_string(coming);
+  if (others == 0) text = counted(coming, "thing");
+  if (coming > 0) text += coming == 1 ? " is still coming" : " are still coming";
+  return text + ".";
+}
+
+std::string text_of(const Look& look, const std::vector<Difference>& differences, bool messages,
+                    bool colour) {
+  return Report(look, differences, messages, colour).write();
+}

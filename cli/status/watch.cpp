@@ -1,0 +1,203 @@
+#include "cli/status/watch.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/ioctl.h>
+#include <sys/signalfd.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <sstream>
+#include <vector>
+
+#include "cli/base/programs.h"
+
+// Changes come in groups; they are not shown one by one.
+constexpr int kShortestMs = 500;
+constexpr int kLongestMs = 2000;
+constexpr char kCtrlC = 3;
+
+namespace {
+
+// The keys come at once and unseen, Ctrl-C as one of them, and the page has a screen of its own.
+class Screen {
+ public:
+  Screen() : has_keys_(tcgetattr(STDIN_FILENO, &former_) == 0) {
+    if (has_keys_) {
+      termios settings = former_;
+      settings.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO | ISIG);
+      tcsetattr(STDIN_FILENO, TCSAFLUSH, &settings);
+    }
+    std::fputs("\033[?1049h\033[?25l", stdout);
+  }
+  Screen(const Screen&) = delete;
+  Screen& operator=(const Screen&) = delete;
+  ~Screen() {
+    std::fputs("\033[?25h\033[?1049l", stdout);
+    std::fflush(stdout);
+    if (has_keys_) tcsetattr(STDIN_FILENO, TCSAFLUSH, &former_);
+  }
+
+  bool has_keys() const {
+    return has_keys_;
+  }
+
+  // As many lines as there is room for, and the last one, which sums them up.
+  static void show(const std::string& page) {
+    winsize size{};
+    ioctl(STDOUT_FILENO, TIOCGWINSZ, &size);
+    const std::size_t room = std::max<std::size_t>(size.ws_row > 0 ? size.ws_row : 24, 4) - 1;
+    std::vector<std::string> lines;
+    std::istringstream text(page);
+    for (std::string line; std::getline(text, line);)
+      lines.push_back(line);
+    if (lines.size() > room) {
+      const auto cut = lines.begin() + static_cast<std::ptrdiff_t>(room) - 2;
+      lines.erase(cut + 1, lines.end() - 1);
+      *cut = "  ...";
+    }
+    std::fputs("\033[H", stdout);
+    for (const std::string& line : lines)
+      std::printf("%s\033[K\n", line.c_str());
+    std::fputs("\033[J", stdout);
+    std::fflush(stdout);
+  }
+
+ private:
+  termios former_{};
+  bool has_keys_;
+};
+
+// The signals that end a program and the one of another size, to be waited for with the rest.
+class Signals {
+ public:
+  Signals() {
+    sigset_t set;
+    sigemptyset(&set);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGWINCH})
+      sigaddset(&set, signal);
+    sigprocmask(SIG_BLOCK, &set, &former_);
+    descriptor = signalfd(-1, &set, SFD_CLOEXEC);
+  }
+  Signals(const Signals&) = delete;
+  Signals& operator=(const Signals&) = delete;
+  ~Signals() {
+    close(descriptor);
+    sigprocmask(SIG_SETMASK, &former_, nullptr);
+  }
+
+  // The one that has come.
+  int take() const {
+    signalfd_siginfo info{};
+    const bool is_whole = read(descriptor, &info, sizeof info) == sizeof info;
+    return is_whole ? static_cast<int>(info.ssi_signo) : SIGTERM;
+  }
+
+  int descriptor;
+
+ private:
+  sigset_t former_{};
+};
+
+// `ip monitor`, which prints what changes. Where it cannot be run, nothing is heard of changes.
+class Changes {
+ public:
+  Changes() {
+    const auto ip = find_in_path("ip");
+    std::array<int, 2> ends{};
+    if (!ip || pipe2(ends.data(), O_CLOEXEC) != 0) return;
+    posix_spawn_file_actions_t files;
+    posix_spawn_file_actions_init(&files);
+    posix_spawn_file_actions_adddup2(&files, ends[1], STDOUT_FILENO);
+    posix_spawn_file_actions_addopen(&files, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    // It has to end when nobody listens any more; this program ignores that signal.
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t pipe_signal;
+    sigemptyset(&pipe_signal);
+    sigaddset(&pipe_signal, SIGPIPE);
+    posix_spawnattr_setsigdefault(&attributes, &pipe_signal);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+    const char* argv[] = {"ip", "monitor", "link", "address", "route", nullptr};
+    if (posix_spawn(&process_, ip->c_str(), &files, &attributes, const_cast<char**>(argv), environ) != 0) {
+      process_ = 0;
+    }
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&files);
+    close(ends[1]);
+    descriptor = ends[0];
+    fcntl(descriptor, F_SETFL, O_NONBLOCK);
+  }
+  Changes(const Changes&) = delete;
+  Changes& operator=(const Changes&) = delete;
+  ~Changes() {
+    if (process_ > 0) {
+      kill(process_, SIGKILL);
+      waitpid(process_, nullptr, 0);
+    }
+    if (descriptor >= 0) close(descriptor);
+  }
+
+  // Forgets what has been heard.
+  void take() {
+    char block[4096];
+    ssize_t size = 0;
+    while ((size = read(descriptor, block, sizeof block)) > 0) {
+    }
+    if (size != 0) return;
+    // It has ended.
+    close(descriptor);
+    descriptor = -1;
+  }
+
+  int descriptor = -1;
+
+ private:
+  pid_t process_ = 0;
+};
+
+// What ends the watch: a key or a signal.
+struct Ending {
+  bool has_come = false;
+  int signal = 0;
+};
+
+}  // namespace
+
+static bool is_ending_key() {
+  char key = 0;
+  return read(STDIN_FILENO, &key, 1) <= 0 || key == 'q' || key == kCtrlC;
+}
+
+// Waits so long, or less when `also_for` has something to read or the size of the terminal changes.
+static Ending wait(const Screen& screen, const Signals& signals, int also_for, int milliseconds) {
+  std::array<pollfd, 3> descriptors = {{{signals.descriptor, POLLIN, 0},
+                                        {screen.has_keys() ? STDIN_FILENO : -1, POLLIN, 0},
+                                        {also_for, POLLIN, 0}}};
+  if (poll(descriptors.data(), descriptors.size(), milliseconds) <= 0) return {};
+  if (descriptors[0].revents != 0) {
+    const int signal = signals.take();
+    return {signal != SIGWINCH, signal};
+  }
+  return {descriptors[1].revents != 0 && is_ending_key(), 0};
+}
+
+int watch(const std::function<std::string()>& page) {
+  // Before the signals are held back, which it would inherit.
+  Changes changes;
+  const Signals signals;
+  const Screen screen;
+  while (true) {
+    Screen::show(page());
+    Ending ending = wait(screen, signals, -1, kShortestMs);
+    if (!ending.has_come) ending = wait(screen, signals, changes.descriptor, kLongestMs - kShortestMs);
+    if (ending.has_come) return ending.signal;
+    if (changes.descriptor >= 0) changes.take();
+  }
+}

@@ -1,7 +1,0 @@
-#pragma once
-
-#include "companion/graph/part.h"
-#include "companion/rules/site.h"
-
-// The whole picture: the gateway with all that is in it, on it and behind it. Its places are in `site`.
-Part picture_of(const Site& site);
