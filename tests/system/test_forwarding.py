@@ -122,12 +122,10 @@ class Lans(Forwarding):
         self.assertEqual(forwarding("ipv6", *names), dict.fromkeys(names, "1"))
 
     def test_without_a_router_nothing_is_forwarded(self):
-        for value in (0, None, True, "1"):
-            with self.subTest(value):
-                apply(router(value))
-                self.assert_no_host_reaches_another()
-                self.assert_forwarding("0", "all", "default", "eth0", "eth0.100", "eth1")
-                self.assertEqual(gateway.sysctl("net/ipv6/conf/all/forwarding"), "0")
+        apply(router(None))
+        self.assert_no_host_reaches_another()
+        self.assert_forwarding("0", "all", "default", "eth0", "eth0.100", "eth1")
+        self.assertEqual(gateway.sysctl("net/ipv6/conf/all/forwarding"), "0")
 
     def test_applies_switch_it_on_off_and_on(self):
         for value in (1, 0, -1):
