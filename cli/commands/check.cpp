@@ -91,7 +91,7 @@ int check(const CheckOptions& options) {
       is_all_readable = false;
       continue;
     }
-    std::vector<Finding> findings = examine(source);
+    std::vector<Finding> findings = examine(Site(source));
     dnsmasq.judge(source, findings);
     output.add(source, findings);
   }
@@ -102,7 +102,7 @@ int check(const CheckOptions& options) {
 }
 
 Summary show_findings(const Source& source) {
-  std::vector<Finding> findings = examine(source);
+  std::vector<Finding> findings = examine(Site(source));
   Dnsmasq(false).judge(source, findings);
   print_as_text(source, findings);
   Summary summary;

@@ -45,8 +45,8 @@ static int fail(const std::string& message) {
 int graph(const GraphOptions& options) {
   Source source;
   if (const auto trouble = load_source(options.file, source)) return fail(*trouble);
-  const std::vector<Finding> findings = examine(source);
   const Site site(source);
+  const std::vector<Finding> findings = examine(site);
   Part picture = picture_of(site);
   mark(findings, picture);
   summarize(picture);

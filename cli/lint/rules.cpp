@@ -152,8 +152,7 @@ static void keep_best_of_each_value(std::vector<Finding>& found) {
   found.erase(std::remove_if(found.begin(), found.end(), is_outranked), found.end());
 }
 
-std::vector<Finding> examine(const Source& source) {
-  const Site site(source);
+std::vector<Finding> examine(const Site& site) {
   std::vector<Finding> found;
   for (const Rule& rule : all_rules()) {
     if (rule.examine == nullptr) continue;

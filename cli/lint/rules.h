@@ -5,7 +5,6 @@
 
 #include <vector>
 
-#include "cli/config_file/source.h"
 #include "cli/lint/finding.h"
 #include "cli/lint/site.h"
 
@@ -24,4 +23,4 @@ struct Rule {
 const std::vector<Rule>& all_rules();
 
 // What all rules find, in the order of the text.
-std::vector<Finding> examine(const Source& source);
+std::vector<Finding> examine(const Site& site);

@@ -1,6 +1,5 @@
 #include "cli/lint/site.h"
 
-#include "cli/lint/platform.h"
 #include "config/interface_queries.h"
 #include "config/lookup.h"
 #include "config/secondary_pair.h"
@@ -10,14 +9,8 @@
 #include "tunnels/gre.h"
 #include "util/json_path.h"
 
-// What the program derives from the configuration.
-static NetworkContext context_of(const Json::Value& root) {
-  set_configuration(root);
-  return NetworkContext(false);
-}
-
 Site::Site(const Source& from)
-    : source(from), root(from.root), violations(find_violations(from.root)), context(context_of(root)) {
+    : source(from), root(from.root), violations(find_violations(from.root)), context(root) {
   add_ports();
   add_bridge();
   add_radios();

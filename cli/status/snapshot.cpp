@@ -4,7 +4,6 @@
 
 #include "cli/config_file/source.h"
 #include "cli/dry_run/initial_state.h"
-#include "cli/lint/platform.h"
 #include "cli/live/installed_file.h"
 #include "cli/live/trial_state.h"
 #include "config/network_context.h"
@@ -33,8 +32,7 @@ static bool read_wanted(Look& look) {
 static bool forbids_forwarding() {
   Source source;
   if (load_source(kInstalledConfiguration, source)) return false;
-  set_configuration(source.root);
-  const NetworkContext context(false);
+  const NetworkContext context(source.root);
   return !is_router(&context) && !context.passthrough_enabled;
 }
 

@@ -2,15 +2,12 @@
 
 #include <syslog.h>
 
+#include <utility>
+
 #include "config/lookup.h"
-#include "driver/undo.h"
 #include "platform/libcmd.h"
 
-NetworkContext::NetworkContext(bool for_apply) {
-  if (cmd_get_value_json("network", config) != 0) {
-    syslog(LOG_NOTICE, "error loading network config");
-    return;
-  }
+NetworkContext::NetworkContext(Json::Value configuration) : config(std::move(configuration)) {
   cell_enabled = is_cell_enabled(this);
   init_passthrough_modes(this);
   init_dns_mode(this);
@@ -18,7 +15,6 @@ NetworkContext::NetworkContext(bool for_apply) {
   init_bridge_mode(this);
   // The message names the bridge although this is the Wi-Fi step; log readers know it by this text.
   if (init_wifi_modes(this) != 0) syslog(LOG_NOTICE, "error initializing network bridge mode");
-  if (for_apply) init_runtime_network_dir(this, cell_enabled);
   initialized = true;
 }
 

@@ -20,9 +20,10 @@ enum UnitOrderIndex {
 };
 
 struct NetworkContext {
-  // Loads the configuration object "network" and derives every flag from it; nothing changes afterwards. With
-  // `for_apply` it also empties the unit directory. Check is_initialized() before any use.
-  explicit NetworkContext(bool for_apply);
+  // Without a configuration, not initialized: every flag has its default.
+  NetworkContext() = default;
+  // Derives every flag from the configuration object "network"; nothing changes afterwards.
+  explicit NetworkContext(Json::Value configuration);
 
   Json::Value config;
   // Every operation prints its own name to standard output. No action sets it; it is there for debugging.
@@ -55,7 +56,7 @@ inline void print_trace(const NetworkContext* ctx, const char* name) {
   if (ctx->trace) std::printf("%s\n", name);
 }
 
-// True once the constructor has loaded the configuration.
+// Whether the context has a configuration.
 bool is_initialized(const NetworkContext* ctx);
 
 // The constructor's steps. Each derives its own fields from `config`; a missing path leaves a field as it is.

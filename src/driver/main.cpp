@@ -8,9 +8,9 @@
 #include <memory>
 #include <string>
 
-#include "config/network_context.h"
 #include "dnsmasq/dnsmasq_conf.h"
 #include "driver/apply.h"
+#include "driver/load.h"
 #include "driver/run_lock.h"
 #include "networkd/wwan_static_routes.h"
 #include "platform/libcmd.h"
@@ -37,7 +37,7 @@ static bool scan_pulse_switch(int argc, char* argv[], int action_index) {
 static int run_apply(bool pulse) {
   int status = -1;
   {
-    const auto ctx = std::make_unique<NetworkContext>(true);
+    const auto ctx = load_network_context(true);
     if (is_initialized(ctx.get())) {
       status = apply(ctx.get(), pulse);
       // dnsmasq_apply never fails the action: dnsmasq is restarted, on its old configuration when the new one
@@ -50,7 +50,7 @@ static int run_apply(bool pulse) {
 }
 
 static int run_wwan_apply() {
-  const auto ctx = std::make_unique<NetworkContext>(false);
+  const auto ctx = load_network_context(false);
   if (!is_initialized(ctx.get())) return -1;
   const int status = wwan_apply(ctx.get());
   const std::string script = wwan_static_routes_path(kWwanRouteInterface);
@@ -64,7 +64,7 @@ static int run_wwan_apply() {
 static int run_dnsmasq() {
   int status = -1;
   {
-    const auto ctx = std::make_unique<NetworkContext>(false);
+    const auto ctx = load_network_context(false);
     if (is_initialized(ctx.get())) {
       status = dnsmasq_apply(ctx.get());
       if (status == 0) execute_systemctl_restart("dnsmasq");

@@ -40,8 +40,7 @@ static bool is_control_character(unsigned char c) {
   return (c < 0x20 && c != '\n') || c == 0x7f;
 }
 
-static void check_pictures(const Source& source, const std::vector<Finding>& findings) {
-  const Site site(source);
+static void check_pictures(const Site& site, const std::vector<Finding>& findings) {
   Part picture = picture_of(site);
   mark(findings, picture);
   summarize(picture);
@@ -60,10 +59,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   setlogmask(LOG_MASK(LOG_EMERG));
   Source source{"network.json", text_from(data, size), {}};
   if (parse_configuration(source.text, source.root)) return 0;
-  const std::vector<Finding> findings = examine(source);
+  const Site site(source);
+  const std::vector<Finding> findings = examine(site);
   for (const Finding& finding : findings)
     check_finding(source, finding);
-  check_pictures(source, findings);
+  check_pictures(site, findings);
   const std::string report = text_report(source, findings, false, false);
   check(static_cast<std::size_t>(std::count(report.begin(), report.end(), '\n')) == findings.size(),
         "a finding is one line");

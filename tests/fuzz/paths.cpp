@@ -15,9 +15,9 @@
 #include <vector>
 
 #include "check.h"
-#include "config/network_context.h"
 #include "dnsmasq/dnsmasq_conf.h"
 #include "driver/apply.h"
+#include "driver/load.h"
 #include "file_size_limit.h"
 #include "generator.h"
 #include "libcmd/text_policy.h"
@@ -238,15 +238,15 @@ static void run_all_operations(Generator& generator, const Configuration& config
   // Some runs find a disk that takes this much of a file and no more.
   const auto full_disk =
       generator.one_in(8) ? std::make_unique<FileSizeLimit>(generator.below(1024)) : nullptr;
-  NetworkContext ctx(generator.one_in(2));
-  ctx.trace = generator.one_in(2);
-  check(is_initialized(&ctx), "the configuration was not loaded");
-  check_apply(ctx, generator.one_in(2));
-  check_wwan_apply(ctx);
-  check_dnsmasq(ctx);
-  check(wireguard_apply(&ctx) == 0, "wireguard_apply failed");
-  gre_tap_apply(&ctx, configuration.gre_tap);
-  check(qos_lookup_dscp_classes(&ctx) == 0, "qos_lookup_dscp_classes failed");
+  const auto ctx = load_network_context(generator.one_in(2));
+  ctx->trace = generator.one_in(2);
+  check(is_initialized(ctx.get()), "the configuration was not loaded");
+  check_apply(*ctx, generator.one_in(2));
+  check_wwan_apply(*ctx);
+  check_dnsmasq(*ctx);
+  check(wireguard_apply(ctx.get()) == 0, "wireguard_apply failed");
+  gre_tap_apply(ctx.get(), configuration.gre_tap);
+  check(qos_lookup_dscp_classes(ctx.get()) == 0, "qos_lookup_dscp_classes failed");
 }
 
 // What the operations print is of no interest.

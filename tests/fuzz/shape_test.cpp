@@ -135,7 +135,6 @@ static void run(unsigned number) {
     for (Json::Value& vlan : network["wired"][port]["network"]["advanced"]["vlan"]["networks"])
       vlan["vid"] = 100;
   }
-  platform().configuration["network"] = network;
   platform().configuration["network.tunnels.wireguard"] = generator.value("@wireguard");
   platform().database["CELL_CONNECTED"] = number % 3 == 0 ? 0 : 1;
   const Json::Value gre_tap = generator.value("@gre_tap");
@@ -145,7 +144,7 @@ static void run(unsigned number) {
   auto* ctx = reinterpret_cast<NetworkContext*>(room);
   watched.network = &ctx->config;
   watched.gre_tap = &gre_tap;
-  new (ctx) NetworkContext(false);
+  new (ctx) NetworkContext(network);
   apply(ctx, false);
   dnsmasq_apply(ctx);
   wireguard_apply(ctx);

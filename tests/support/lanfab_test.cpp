@@ -19,8 +19,7 @@ void LanfabTest::SetUp() {
 }
 
 NetworkContext context_of(const std::string& network) {
-  platform().configuration["network"] = json(network);
-  NetworkContext ctx(false);
+  NetworkContext ctx(json(network));
   platform().calls.clear();
   platform().log.clear();
   return ctx;

@@ -34,7 +34,7 @@ class LanfabTest : public ::testing::Test {
   void SetUp() override;
 };
 
-// A context built from this "network" object, not for an apply; the record of its construction is dropped.
+// A context built from this "network" object; the record of its construction is dropped.
 NetworkContext context_of(const std::string& network);
 
 // What `write` wrote into the stream it was given.

@@ -3,12 +3,12 @@
 #include <sys/stat.h>
 #include <syslog.h>
 
-#include "config/network_context.h"
+#include "driver/load.h"
 #include "tunnels/wireguard.h"
 
 int main() {
   umask(022);
   openlog("network", 0, LOG_LOCAL0);
-  const NetworkContext ctx(false);
-  return is_initialized(&ctx) ? wireguard_apply(&ctx) : 1;
+  const auto ctx = load_network_context(false);
+  return is_initialized(ctx.get()) ? wireguard_apply(ctx.get()) : 1;
 }

@@ -8,12 +8,6 @@ class NetworkContextTest : public LanfabTest {};
 
 }  // namespace
 
-// A context whose construction stays in the record.
-static NetworkContext constructed(const std::string& network, bool for_apply) {
-  platform().configuration["network"] = json(network);
-  return NetworkContext(for_apply);
-}
-
 static void expect_defaults(const NetworkContext& ctx) {
   EXPECT_FALSE(ctx.trace);
   EXPECT_FALSE(ctx.cell_enabled);
@@ -33,14 +27,14 @@ static void expect_defaults(const NetworkContext& ctx) {
 }
 
 TEST_F(NetworkContextTest, AnEmptyConfigurationYieldsTheDefaults) {
-  const NetworkContext ctx = constructed("{}", false);
+  const NetworkContext ctx = context_of("{}");
   EXPECT_TRUE(ctx.initialized);
   EXPECT_EQ(ctx.config, Json::Value(Json::objectValue));
   expect_defaults(ctx);
 }
 
 TEST_F(NetworkContextTest, TheOrderNumbersAreFixed) {
-  const NetworkContext ctx = constructed(R"({"unit_order_numbers": [1, 2, 3, 4, 5]})", false);
+  const NetworkContext ctx = context_of(R"({"unit_order_numbers": [1, 2, 3, 4, 5]})");
   EXPECT_THAT(ctx.unit_order_numbers, ElementsAre(80, 84, 20, 21, 30));
   EXPECT_EQ(ctx.unit_order_numbers[kWifiApOrder], 80);
   EXPECT_EQ(ctx.unit_order_numbers[kWifiClientOrder], 84);
@@ -51,43 +45,22 @@ TEST_F(NetworkContextTest, TheOrderNumbersAreFixed) {
 
 TEST_F(NetworkContextTest, TheWholeConfigurationStaysInside) {
   const std::string network = R"({"wired": {"eth0": {"enable": false}}, "hostnames": [1]})";
-  EXPECT_EQ(constructed(network, false).config, json(network));
+  EXPECT_EQ(context_of(network).config, json(network));
 }
 
-TEST_F(NetworkContextTest, WithoutAConfigurationNothingIsDerivedOrTouched) {
-  const NetworkContext ctx(true);
-  EXPECT_FALSE(ctx.initialized);
+TEST_F(NetworkContextTest, WithoutAConfigurationNothingIsDerived) {
+  const NetworkContext ctx;
+  EXPECT_FALSE(is_initialized(&ctx));
   EXPECT_TRUE(ctx.config.isNull());
   expect_defaults(ctx);
   EXPECT_THAT(ctx.unit_order_numbers, ElementsAre(80, 84, 20, 21, 30));
-  EXPECT_THAT(platform().log, ElementsAre("notice error loading network config"));
+}
+
+TEST_F(NetworkContextTest, ConstructionCallsNothing) {
+  const NetworkContext ctx(json(R"({"wireless": {"cell": {"enable": true}, "wifi": {}}})"));
+  EXPECT_TRUE(is_initialized(&ctx));
   EXPECT_THAT(platform().calls, IsEmpty());
-}
-
-TEST_F(NetworkContextTest, IsInitializedTellsWhetherTheConfigurationWasLoaded) {
-  const NetworkContext unloaded(false);
-  EXPECT_FALSE(is_initialized(&unloaded));
-  const NetworkContext loaded = context_of("{}");
-  EXPECT_TRUE(is_initialized(&loaded));
-}
-
-TEST_F(NetworkContextTest, ARunThatIsNoApplyLeavesTheUnitDirectoryAlone) {
-  constructed("{}", false);
-  EXPECT_THAT(platform().calls, IsEmpty());
-  EXPECT_THAT(platform().log, IsEmpty());
-}
-
-TEST_F(NetworkContextTest, AnApplyEmptiesTheUnitDirectoryAfterTheLastStep) {
-  const NetworkContext ctx = constructed(R"({"wireless": {"wifi": {}}})", true);
-  EXPECT_TRUE(ctx.initialized);
-  EXPECT_THAT(platform().calls, ElementsAre("/bin/rm -f /var/run/systemd/network//*"));
-  EXPECT_THAT(platform().log, ElementsAre("debug AP enabled:0, wlan0 AP enabled:0, wlan1 AP enabled:0",
-                                          "notice clear network unit files /var/run/systemd/network/ 0"));
-}
-
-TEST_F(NetworkContextTest, AnApplyKeepsTheCellularUnitsOfAnEnabledLink) {
-  constructed(R"({"wireless": {"cell": {"enable": true}}})", true);
-  EXPECT_THAT(platform().log, ElementsAre("notice clear network unit files /var/run/systemd/network/ 1"));
+  EXPECT_THAT(platform().log, ElementsAre("debug AP enabled:0, wlan0 AP enabled:0, wlan1 AP enabled:0"));
 }
 
 TEST_F(NetworkContextTest, TheCellularLinkIsEnabledByItsBooleanAlone) {
@@ -246,7 +219,7 @@ TEST_F(NetworkContextTest, TheAccessPointsAreEnabledAsConfigured) {
        }) {
     SCOPED_TRACE(c.wifi);
     platform().log.clear();
-    const NetworkContext ctx = constructed(std::string(R"({"wireless": {"wifi": )") + c.wifi + "}}", false);
+    const NetworkContext ctx(json(std::string(R"({"wireless": {"wifi": )") + c.wifi + "}}"));
     EXPECT_TRUE(ctx.wifi_configured);
     EXPECT_EQ(ctx.wlan0_ap_enabled, c.wlan0);
     EXPECT_EQ(ctx.wlan1_ap_enabled, c.wlan1);
@@ -259,7 +232,7 @@ TEST_F(NetworkContextTest, WifiThatIsNoObjectIsNotConfigured) {
   for (const char* wireless : {R"({})", R"({"wifi": "wlan0"})", R"({"wifi": []})", R"({"wifi": null})",
                                R"({"wifi": true})", R"("wifi")"}) {
     SCOPED_TRACE(wireless);
-    const NetworkContext ctx = constructed(std::string(R"({"wireless": )") + wireless + "}", false);
+    const NetworkContext ctx = context_of(std::string(R"({"wireless": )") + wireless + "}");
     EXPECT_FALSE(ctx.wifi_configured);
     EXPECT_FALSE(ctx.ap_enabled);
     EXPECT_THAT(platform().log, IsEmpty());
@@ -292,7 +265,7 @@ TEST_F(NetworkContextTest, AConfigurationThatIsNoObjectYieldsTheDefaults) {
 }
 
 TEST_F(NetworkContextTest, ConstructionPrintsNothing) {
-  EXPECT_EQ(printed_by([] { constructed(R"({"wireless": {"wifi": {}}})", true); }), "");
+  EXPECT_EQ(printed_by([] { context_of(R"({"wireless": {"wifi": {}}})"); }), "");
 }
 
 TEST_F(NetworkContextTest, EachStepPrintsItsTraceLine) {
