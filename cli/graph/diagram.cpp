@@ -9,6 +9,7 @@
 #include "cli/lint/routes.h"
 #include "config/interface_queries.h"
 #include "config/lookup.h"
+#include "config/ports.h"
 #include "networkd/network_unit.h"
 #include "platform/libcmd.h"
 
@@ -121,15 +122,12 @@ Part Painter::port_part(const std::string& name, const Json::Value& settings) co
   return part;
 }
 
-static bool is_port(const std::string& name) {
-  return name == "eth0" || name == "eth1";
-}
-
 // A line for a member that does not join, a box for any other.
 Part Painter::member_part(const Json::Value& member) const {
   const std::string name = text_of(member);
   if (site_.find_interface(name) != nullptr) return {Part::Kind::kLine, name, "stays outside", {&member}};
-  const Json::Value* port = is_port(name) ? object_at(site_.root, "wired." + name) : nullptr;
+  const Json::Value* port =
+      find_ethernet_port(name) != nullptr ? object_at(site_.root, "wired." + name) : nullptr;
   if (port != nullptr) {
     Part part{Part::Kind::kLan, name, "port", {&member, port}};
     add_vlans(name, part);
@@ -171,7 +169,8 @@ Part Painter::cell_part() const {
 }
 
 void Painter::add_ports(Part& gateway) const {
-  for (const std::string name : {"eth0", "eth1"}) {
+  for (const EthernetPort& port : kEthernetPorts) {
+    const std::string name = port.name;
     const Json::Value* settings = object_at(site_.root, "wired." + name);
     if (settings == nullptr) continue;
     const Interface* interface = site_.find_interface(name);

@@ -7,7 +7,7 @@
 #include "cli/lint/relays.h"
 #include "cli/lint/routes.h"
 #include "config/lookup.h"
-#include "config/secondary_pair.h"
+#include "config/ports.h"
 #include "networkd/wwan_static_routes.h"
 #include "platform/libcmd.h"
 #include "util/json_path.h"

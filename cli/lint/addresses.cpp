@@ -4,13 +4,14 @@
 #include <functional>
 
 #include "config/lookup.h"
+#include "config/ports.h"
 #include "platform/libcmd.h"
 
 // Whether the unit of the interface takes the address at "ipv4".
 static bool takes_static_address(const Site& site, const Interface& interface) {
   if (interface.kind != Interface::Kind::kPassthroughPort) return !interface.is_dhcp_client();
-  // In pass-through, eth0 alone takes the link's address in place of an empty one.
-  const bool is_left_out = interface.name == "eth0" && text_at(*interface.network, "ipv4") == "";
+  const bool is_left_out =
+      !find_ethernet_port(interface.name)->takes_empty_address && text_at(*interface.network, "ipv4") == "";
   return !site.context.passthrough_auto && !is_left_out;
 }
 

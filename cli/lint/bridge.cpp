@@ -1,10 +1,10 @@
 #include "cli/lint/bridge.h"
 
-#include <string_view>
 #include <unordered_set>
 
 #include "config/interface_queries.h"
 #include "config/lookup.h"
+#include "config/ports.h"
 
 // The members of an enabled bridge, in the configuration itself; none while it is not enabled.
 static const Json::Value& members(const Site& site) {
@@ -12,18 +12,10 @@ static const Json::Value& members(const Site& site) {
   return site.context.bridge_enabled ? array_at(site.root, "wired.bridge.interfaces") : kNone;
 }
 
-static bool is_port(std::string_view name) {
-  return name == "eth0" || name == "eth1";
-}
-
-static bool is_radio(std::string_view name) {
-  return name == "wlan0" || name == "wlan1";
-}
-
 // Whether the configuration has the interface at all, enabled or not.
 static bool is_configured(const Site& site, const std::string& name) {
-  if (is_port(name)) return object_at(site.root, "wired." + name) != nullptr;
-  return is_radio(name) && object_at(site.root, "wireless.wifi." + name + ".ap") != nullptr;
+  if (find_ethernet_port(name) != nullptr) return object_at(site.root, "wired." + name) != nullptr;
+  return find_radio(name) != nullptr && object_at(site.root, "wireless.wifi." + name + ".ap") != nullptr;
 }
 
 void bridge_member_unknown(const Site& site, Findings& findings) {
@@ -60,9 +52,10 @@ void bridge_member_disabled(const Site& site, Findings& findings) {
   for (const Json::Value& member : members(site)) {
     if (!member.isString() || !is_configured(site, member.asString())) continue;
     const std::string name = member.asString();
-    if (is_port(name) && !is_true(site.root, "wired." + name + ".enable")) {
+    const bool is_port = find_ethernet_port(name) != nullptr;
+    if (is_port && !is_true(site.root, "wired." + name + ".enable")) {
       findings.add(member, name + " is disabled, but comes up again with the bridge");
-    } else if (is_radio(name) && !is_wlan_ap_enabled(&site.context, name.c_str())) {
+    } else if (!is_port && !is_wlan_ap_enabled(&site.context, name.c_str())) {
       findings.add(member, "the access point " + name + " is disabled, so it does not join");
     }
   }

@@ -5,6 +5,7 @@
 
 #include "config/interface_queries.h"
 #include "config/lookup.h"
+#include "config/ports.h"
 #include "platform/libcmd.h"
 #include "util/json_path.h"
 
@@ -83,7 +84,8 @@ void vlan_server_unserved(const Site& site, Findings& findings) {
 }
 
 void server_on_disabled_port(const Site& site, Findings& findings) {
-  for (const std::string name : {"eth0", "eth1"}) {
+  for (const EthernetPort& one : kEthernetPorts) {
+    const std::string name = one.name;
     const Json::Value* port = object_at(site.root, "wired." + name);
     if (port == nullptr || is_enabled(*port) || !is_eth_interface_enabled(&site.context, name.c_str()))
       continue;

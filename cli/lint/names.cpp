@@ -7,6 +7,7 @@
 #include "cli/lint/host_name.h"
 #include "config/interface_queries.h"
 #include "config/lookup.h"
+#include "config/ports.h"
 
 void name_server_malformed(const Site& site, Findings& findings) {
   for (const Json::Value& server : array_at(site.root, "dns.static")) {
@@ -75,7 +76,8 @@ void host_name_twice(const Site& site, Findings& findings) {
 }
 
 void radio_two_roles(const Site& site, Findings& findings) {
-  for (const std::string name : {"wlan0", "wlan1"}) {
+  for (const Radio& radio : kRadios) {
+    const std::string name = radio.name;
     const std::string client = "wireless.wifi." + name + ".client";
     if (!is_wlan_ap_enabled(&site.context, name.c_str()) || !is_true(site.root, client + ".enable")) continue;
     findings.add(place_of(site.root, client), name + " is already an access point");

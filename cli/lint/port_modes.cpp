@@ -2,6 +2,7 @@
 
 #include "cli/config_file/nearest.h"
 #include "config/lookup.h"
+#include "config/ports.h"
 #include "platform/libcmd.h"
 
 namespace {
@@ -22,7 +23,8 @@ struct Port {
 
 static std::vector<Port> ports_of(const Site& site) {
   std::vector<Port> ports;
-  for (const std::string name : {"eth0", "eth1"}) {
+  for (const EthernetPort& port : kEthernetPorts) {
+    const std::string name = port.name;
     const Json::Value* settings = object_at(site.root, "wired." + name);
     if (settings == nullptr) continue;
     const Json::Value* network = object_at(*settings, "network");

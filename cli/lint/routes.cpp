@@ -11,6 +11,7 @@
 #include "cli/config_file/nearest.h"
 #include "config/interface_queries.h"
 #include "config/lookup.h"
+#include "config/ports.h"
 #include "networkd/network_unit.h"
 #include "networkd/wwan_static_routes.h"
 #include "platform/libcmd.h"
@@ -257,9 +258,10 @@ class MissingInterfaces {
   explicit MissingInterfaces(const Site& site) {
     for (Json::ArrayIndex index = 0; index < array_at(site.root, "tunnels.gre").size(); ++index)
       tunnels_.insert(gre_tunnel_name(static_cast<int>(index)));
-    for (const std::string name : {"eth0", "eth1", "wlan0", "wlan1"}) {
-      if (site.context.bridge_enabled && interface_is_bridged(&site.context, name)) members_.insert(name);
-    }
+    for (const EthernetPort& port : kEthernetPorts)
+      add_if_member(site, port.name);
+    for (const Radio& radio : kRadios)
+      add_if_member(site, radio.name);
     for (const Interface& interface : site.interfaces) {
       if (interface.kind != Interface::Kind::kVlan) known_.push_back(interface.name);
     }
@@ -278,7 +280,11 @@ class MissingInterfaces {
 
  private:
   static bool is_port_or_radio(const std::string& name) {
-    return name == "eth0" || name == "eth1" || name == "wlan0" || name == "wlan1";
+    return find_ethernet_port(name) != nullptr || find_radio(name) != nullptr;
+  }
+
+  void add_if_member(const Site& site, const std::string& name) {
+    if (site.context.bridge_enabled && interface_is_bridged(&site.context, name)) members_.insert(name);
   }
 
   std::unordered_set<std::string> tunnels_;

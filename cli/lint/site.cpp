@@ -2,7 +2,7 @@
 
 #include "config/interface_queries.h"
 #include "config/lookup.h"
-#include "config/secondary_pair.h"
+#include "config/ports.h"
 #include "networkd/wwan_static_routes.h"
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
@@ -25,7 +25,8 @@ Site::Site(const Source& from)
 }
 
 void Site::add_ports() {
-  for (const std::string name : {"eth0", "eth1"}) {
+  for (const EthernetPort& port : kEthernetPorts) {
+    const std::string name = port.name;
     const Json::Value* network = object_at(root, wired_network_path(name));
     if (network == nullptr || !is_true(root, "wired." + name + ".enable")) continue;
     if (!is_router_port(name)) {
@@ -60,7 +61,8 @@ void Site::add_bridge() {
 }
 
 void Site::add_radios() {
-  for (const std::string name : {"wlan0", "wlan1"}) {
+  for (const Radio& radio : kRadios) {
+    const std::string name = radio.name;
     const bool is_bridged = context.bridge_enabled && interface_is_bridged(&context, name);
     const Json::Value* access_point = object_at(root, access_point_network_path(name));
     if (is_wlan_ap_enabled(&context, name.c_str()) && access_point != nullptr && !is_bridged) {

@@ -6,7 +6,7 @@
 
 #include "cli/lint/host_name.h"
 #include "cli/lint/mac.h"
-#include "config/secondary_pair.h"
+#include "config/ports.h"
 
 static std::optional<Ipv4> address_of(const Json::Value& lease) {
   return parse_ipv4(text_at(lease, "ipv4").value_or(""));

@@ -6,12 +6,14 @@
 
 #include "config/interface_queries.h"
 #include "config/lookup.h"
+#include "config/ports.h"
 #include "platform/libcmd.h"
 
 // Calls `judge` with the port and the entry of each VLAN that is enabled on a port that carries VLANs.
 template <typename Judge>
 static void for_each_vlan(const Site& site, Judge judge) {
-  for (const std::string port : {"eth0", "eth1"}) {
+  for (const EthernetPort& one : kEthernetPorts) {
+    const std::string port = one.name;
     const Json::Value* vlan = object_at(site.root, wired_network_path(port) + ".advanced.vlan");
     if (vlan == nullptr || !is_enabled(*vlan) || !site.is_router_port(port)) continue;
     for (const Json::Value& entry : array_at(*vlan, "networks")) {

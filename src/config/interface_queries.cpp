@@ -1,22 +1,19 @@
 #include "config/interface_queries.h"
 
 #include "config/lookup.h"
+#include "config/ports.h"
 #include "platform/libcmd.h"
 
 bool is_eth_interface_enabled(const NetworkContext* ctx, const char* ifname) {
   print_trace(ctx, __func__);
-  const std::string name(ifname);
-  if (name == "eth0") return ctx->eth0_enabled;
-  if (name == "eth1") return ctx->eth1_enabled;
-  return false;
+  const EthernetPort* port = find_ethernet_port(ifname);
+  return port != nullptr && ctx->*port->enabled;
 }
 
 bool is_wlan_ap_enabled(const NetworkContext* ctx, const char* ifname) {
   print_trace(ctx, __func__);
-  const std::string name(ifname);
-  if (name == "wlan0") return ctx->wlan0_ap_enabled;
-  if (name == "wlan1") return ctx->wlan1_ap_enabled;
-  return false;
+  const Radio* radio = find_radio(ifname);
+  return radio != nullptr && ctx->*radio->is_access_point;
 }
 
 bool interface_is_bridged(const NetworkContext* ctx, const std::string& ifname) {

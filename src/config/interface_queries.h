@@ -9,10 +9,10 @@
 // The name of the LAN bridge.
 inline constexpr char kBridgeName[] = "br-lan";
 
-// Whether the port "eth0" or "eth1" is enabled; false for any other name.
+// Whether the port is enabled; false for a name that is not one of a port.
 bool is_eth_interface_enabled(const NetworkContext* ctx, const char* ifname);
 
-// Whether the radio "wlan0" or "wlan1" is an access point; false for any other name.
+// Whether the radio is an access point; false for a name that is not one of a radio.
 bool is_wlan_ap_enabled(const NetworkContext* ctx, const char* ifname);
 
 // Whether the name is in the bridge's member list, be the bridge enabled or not.

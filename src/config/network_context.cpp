@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "config/lookup.h"
+#include "config/ports.h"
 #include "platform/libcmd.h"
 
 NetworkContext::NetworkContext(Json::Value configuration) : config(std::move(configuration)) {
@@ -42,12 +43,15 @@ static bool init_port_passthrough(NetworkContext* ctx, const char* ifname) {
 
 void init_passthrough_modes(NetworkContext* ctx) {
   print_trace(ctx, __func__);
-  config_get_bool(ctx->config, &ctx->eth0_enabled, "wired.eth0.enable");
-  config_get_bool(ctx->config, &ctx->eth1_enabled, "wired.eth1.enable");
+  for (const EthernetPort& port : kEthernetPorts) {
+    config_get_bool(ctx->config, &(ctx->*port.enabled), std::string("wired.") + port.name + ".enable");
+  }
   ctx->passthrough_enabled = false;
   ctx->passthrough_auto = false;
-  // At most one port is in pass-through; eth0 goes first.
-  if (!init_port_passthrough(ctx, "eth0")) init_port_passthrough(ctx, "eth1");
+  // At most one port is in pass-through.
+  for (const EthernetPort& port : kEthernetPorts) {
+    if (init_port_passthrough(ctx, port.name)) break;
+  }
 }
 
 void init_dns_mode(NetworkContext* ctx) {
@@ -78,9 +82,11 @@ int init_wifi_modes(NetworkContext* ctx) {
   print_trace(ctx, __func__);
   if (!config_path_exists(ctx->config, Json::objectValue, "wireless.wifi")) return 0;
   ctx->wifi_configured = true;
-  config_get_bool(ctx->config, &ctx->wlan0_ap_enabled, "wireless.wifi.wlan0.ap.enable");
-  config_get_bool(ctx->config, &ctx->wlan1_ap_enabled, "wireless.wifi.wlan1.ap.enable");
-  if (ctx->wlan0_ap_enabled || ctx->wlan1_ap_enabled) ctx->ap_enabled = true;
+  for (const Radio& radio : kRadios) {
+    bool& is_access_point = ctx->*radio.is_access_point;
+    config_get_bool(ctx->config, &is_access_point, std::string("wireless.wifi.") + radio.name + ".ap.enable");
+    if (is_access_point) ctx->ap_enabled = true;
+  }
   syslog(LOG_DEBUG, "AP enabled:%d, wlan0 AP enabled:%d, wlan1 AP enabled:%d", ctx->ap_enabled,
          ctx->wlan0_ap_enabled, ctx->wlan1_ap_enabled);
   return 0;

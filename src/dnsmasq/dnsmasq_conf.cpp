@@ -6,6 +6,7 @@
 #include <string>
 
 #include "config/interface_queries.h"
+#include "config/ports.h"
 #include "dnsmasq/dhcp_relay.h"
 #include "dnsmasq/dhcp_server.h"
 #include "dnsmasq/hosts.h"
@@ -65,10 +66,10 @@ int dnsmasq_write_dnsmasq_conf(const NetworkContext* ctx) {
     dnsmasq_add_dhcp_server(ctx, file.get(), kBridgeName);
     dnsmasq_add_dhcp_relay(ctx, file.get(), kBridgeName);
   }
-  dnsmasq_add_wlan_interface(ctx, file.get(), "wlan0", "qel");
-  dnsmasq_add_wlan_interface(ctx, file.get(), "wlan1", "qel2");
-  dnsmasq_add_eth_interface(ctx, file.get(), "eth0", "qele");
-  dnsmasq_add_eth_interface(ctx, file.get(), "eth1", nullptr);
+  for (const Radio& radio : kRadios)
+    dnsmasq_add_wlan_interface(ctx, file.get(), radio.name, radio.hostname);
+  for (const EthernetPort& port : kEthernetPorts)
+    dnsmasq_add_eth_interface(ctx, file.get(), port.name, port.hostname);
   write_trailer(file.get());
   if (file.close() != 0) return -1;
   qelsys("/bin/cp -f %s %s", kDnsmasqConfStaging, kDnsmasqConf);

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "config/lookup.h"
-#include "config/secondary_pair.h"
+#include "config/ports.h"
 #include "config/wwan_state.h"
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"

@@ -4,6 +4,7 @@
 
 #include "config/interface_queries.h"
 #include "config/lookup.h"
+#include "config/ports.h"
 #include "driver/post_start_script.h"
 #include "driver/undo.h"
 #include "networkd/bridge.h"
@@ -49,8 +50,9 @@ int apply(const NetworkContext* ctx, bool pulse) {
     syslog(LOG_NOTICE, "error writing bridge network unit files");
     status = -1;
   }
-  if (apply_ethernet_port(ctx, ctx->unit_order_numbers[kEth0Order], "eth0") != 0) status = -1;
-  if (apply_ethernet_port(ctx, ctx->unit_order_numbers[kEth1Order], "eth1") != 0) status = -1;
+  for (const EthernetPort& port : kEthernetPorts) {
+    if (apply_ethernet_port(ctx, ctx->unit_order_numbers[port.order], port.name) != 0) status = -1;
+  }
 
   if (ctx->wifi_configured && apply_wifi(ctx) != 0) status = -1;
   gre_apply(ctx);
@@ -88,12 +90,10 @@ void set_sysdb_macaddr(const NetworkContext* ctx, const char* ifname) {
   print_trace(ctx, __func__);
   char address[16] = "";
   get_if_hw_addr(ifname, address);
-  const std::string name(ifname);
-  if (name == "eth0") {
-    sysdb_write_str(0, "SYS_MACADDR", address, 0);
-    sysdb_write_str(0, "SYS_ETH0_MACADDR", address, 0);
-  } else if (name == "eth1") {
-    sysdb_write_str(0, "SYS_ETH1_MACADDR", address, 0);
+  const EthernetPort* port = find_ethernet_port(ifname);
+  if (port == nullptr) return;
+  for (const char* key : port->mac_address_keys) {
+    if (key != nullptr) sysdb_write_str(0, key, address, 0);
   }
 }
 
@@ -107,12 +107,8 @@ static const char* port_mode(const Json::Value& port_config) {
 
 void set_sysdb_netmode(const NetworkContext* ctx, const char* ifname, const Json::Value& port_config) {
   print_trace(ctx, __func__);
-  const std::string name(ifname);
-  if (name == "eth0") {
-    sysdb_namedb_write_str(0, "NET", "NET_ETH0_MODE", port_mode(port_config), 0);
-  } else if (name == "eth1") {
-    sysdb_namedb_write_str(0, "NET", "NET_ETH1_MODE", port_mode(port_config), 0);
-  }
+  const EthernetPort* port = find_ethernet_port(ifname);
+  if (port != nullptr) sysdb_namedb_write_str(0, "NET", port->mode_key, port_mode(port_config), 0);
 }
 
 int pulse_ethernet_ports(const NetworkContext* ctx) {

@@ -15,11 +15,11 @@ int apply(const NetworkContext* ctx, bool pulse);
 // of the cellular interface.
 int wwan_apply(const NetworkContext* ctx);
 
-// Records the hardware address of the port "eth0" or "eth1" in the system database.
+// Records the MAC address of the port in the system database; does nothing for another interface.
 void set_sysdb_macaddr(const NetworkContext* ctx, const char* ifname);
 
-// Records the mode of the port "eth0" or "eth1" there: "Router", "Pass-through" or "Disabled". `port_config`
-// is the port's object of the configuration.
+// Records the mode of the port there: "Router", "Pass-through" or "Disabled". `port_config` is the port's
+// object of the configuration.
 void set_sysdb_netmode(const NetworkContext* ctx, const char* ifname, const Json::Value& port_config);
 
 // Does nothing but its trace line; always 0. No action calls it.

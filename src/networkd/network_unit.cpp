@@ -7,7 +7,7 @@
 
 #include "config/interface_queries.h"
 #include "config/lookup.h"
-#include "config/secondary_pair.h"
+#include "config/ports.h"
 #include "networkd/unit_file.h"
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"

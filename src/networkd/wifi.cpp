@@ -6,6 +6,7 @@
 
 #include "config/interface_queries.h"
 #include "config/lookup.h"
+#include "config/ports.h"
 #include "driver/undo.h"
 #include "networkd/network_unit.h"
 
@@ -40,12 +41,12 @@ static void write_client(const NetworkContext* ctx, const char* ifname) {
 int lanfab_wifi(const NetworkContext* ctx) {
   print_trace(ctx, __func__);
   int result = 0;
-  if (ctx->ap_enabled) {
-    if (ctx->wlan0_ap_enabled && write_access_point(ctx, "wlan0") != 0) result = -1;
-    if (ctx->wlan1_ap_enabled && write_access_point(ctx, "wlan1") != 0) result = -1;
+  for (const Radio& radio : kRadios) {
+    if (ctx->ap_enabled && ctx->*radio.is_access_point && write_access_point(ctx, radio.name) != 0)
+      result = -1;
   }
-  write_client(ctx, "wlan0");
-  write_client(ctx, "wlan1");
+  for (const Radio& radio : kRadios)
+    write_client(ctx, radio.name);
   return result;
 }
 

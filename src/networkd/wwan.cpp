@@ -3,10 +3,11 @@
 #include <syslog.h>
 
 #include <cstdlib>
+#include <iterator>
 #include <string>
 
 #include "config/lookup.h"
-#include "config/secondary_pair.h"
+#include "config/ports.h"
 #include "config/wwan_state.h"
 #include "dnsmasq/resolv_conf.h"
 #include "driver/post_start_script.h"
@@ -120,19 +121,25 @@ static void write_passthrough_sections(std::FILE* file) {
   std::fprintf(file, "Metric = 0\n");
 }
 
-// Starts from the cellular gateway's address and the cellular prefix. The two ports are read differently on
-// purpose: eth1 takes what its configuration holds, even an empty address or a prefix of 0; eth0 does not.
+// A name that is not one of a port counts as the last port.
+static const EthernetPort& passthrough_port(const NetworkContext* ctx) {
+  const EthernetPort* port = find_ethernet_port(ctx->passthrough_interface);
+  return port != nullptr ? *port : *std::rbegin(kEthernetPorts);
+}
+
+// Starts from the cellular gateway's address and the cellular prefix.
 static PassthroughPort read_passthrough_port(const NetworkContext* ctx, const WwanLink& link) {
-  const bool is_eth0 = ctx->passthrough_interface == "eth0";
-  PassthroughPort port{is_eth0 ? "eth0" : "eth1", ctx->unit_order_numbers[is_eth0 ? kEth0Order : kEth1Order],
-                       link.gateway, static_cast<int>(std::strtol(link.prefix, nullptr, 10)), false};
+  const EthernetPort& own = passthrough_port(ctx);
+  PassthroughPort port{own.name, ctx->unit_order_numbers[own.order], link.gateway,
+                       static_cast<int>(std::strtol(link.prefix, nullptr, 10)), false};
   const std::string network = wired_network_path(port.ifname);
   std::string address;
-  if (config_get_string(ctx->config, address, network + ".ipv4") && !(is_eth0 && address.empty())) {
+  if (config_get_string(ctx->config, address, network + ".ipv4") &&
+      (own.takes_empty_address || !address.empty())) {
     port.address = address;
   }
   int prefix = 0;
-  if (config_get_int(ctx->config, &prefix, network + ".netmask") && !(is_eth0 && prefix <= 0)) {
+  if (config_get_int(ctx->config, &prefix, network + ".netmask") && (own.takes_empty_address || prefix > 0)) {
     port.prefix = prefix;
   }
   port.has_secondary_ip = is_true(ctx->config, network + ".advanced.enable_secondary_ip");
