@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/base/terminal.h"
 #include "cli/commands/check.h"
 #include "cli/commands/confirm.h"
 #include "cli/commands/diff.h"
@@ -26,9 +27,6 @@
 #include "cli/commands/try.h"
 #include "cli/dry_run/stub.h"
 #include "cli/live/installed_file.h"
-
-// What a run ends with when it cannot do what it was asked.
-constexpr int kTrouble = 2;
 
 namespace {
 
@@ -186,7 +184,7 @@ static int run(int argc, char* argv[]) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : kTrouble;
+    return app.exit(error) == 0 ? 0 : kFailure;
   }
   return command();
 }
@@ -206,9 +204,9 @@ int main(int argc, char* argv[]) {
   setlogmask(LOG_MASK(LOG_EMERG));
   try {
     const int status = run(argc, argv);
-    return is_output_complete() ? status : kTrouble;
+    return is_output_complete() ? status : kFailure;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "lanfab: %s\n", error.what());
-    return kTrouble;
+    return kFailure;
   }
 }

@@ -6,16 +6,16 @@
 #include <cstdio>
 #include <optional>
 
-#include "cli/base/color.h"
-#include "cli/base/programs.h"
+#include "cli/base/subprocess.h"
+#include "cli/base/terminal.h"
 #include "cli/config_file/source.h"
 #include "cli/dry_run/dnsmasq_check.h"
 #include "cli/lint/report.h"
 #include "cli/lint/rules.h"
 
 static void print_as_text(const Source& source, const std::vector<Finding>& findings) {
-  const bool is_terminal = isatty(STDOUT_FILENO) != 0;
-  const std::string report = text_report(source, findings, is_terminal, wants_colour(is_terminal));
+  const bool has_terminal = is_terminal(STDOUT_FILENO);
+  const std::string report = text_report(source, findings, has_terminal, wants_color(has_terminal));
   std::fputs(report.c_str(), stdout);
 }
 

@@ -1,20 +1,14 @@
 #include "cli/commands/confirm.h"
 
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <string>
 
-#include "cli/dry_run/tree.h"
+#include "cli/base/file.h"
+#include "cli/base/terminal.h"
 #include "cli/live/installed_file.h"
 #include "cli/live/system.h"
 #include "cli/live/trial_state.h"
 #include "cli/live/units.h"
-
-static int fail(const std::string& message) {
-  std::fprintf(stderr, "%s\n", message.c_str());
-  return 2;
-}
 
 static int refuse(const char* reason) {
   std::fprintf(stderr, "lanfab: %s\n", reason);
@@ -24,8 +18,8 @@ static int refuse(const char* reason) {
 // The timer goes last: killed before, it finds the new file installed, and applies that once more.
 static int keep(const std::string& installed) {
   File trial;
-  if (!read_file(kTrialFile, trial)) return fail(std::string(kTrialFile) + ": " + std::strerror(errno));
-  if (!look_beneath_trial(installed)) return fail(installed + ": " + std::strerror(errno));
+  if (!read_file(kTrialFile, trial)) return fail(with_errno(kTrialFile));
+  if (!look_beneath_trial(installed)) return fail(with_errno(installed));
   std::string trouble;
   const Installation installation = install(trial.content, installed, trouble);
   if (installation == Installation::kFailed) return fail(trouble + "; the trial goes on");
@@ -41,8 +35,8 @@ static int keep(const std::string& installed) {
 int confirm() {
   if (const auto trouble = enter_system()) return fail(*trouble);
   const auto installed = installed_path();
-  if (!installed) return fail(std::string(kInstalledConfiguration) + ": " + std::strerror(errno));
-  const StateLock lock;
+  if (!installed) return fail(with_errno(kInstalledConfiguration));
+  const DirectoryLock lock(kStateDirectory);
   if (!read_state()) return refuse("no trial is under way");
   if (is_at_work(kApplyUnit)) return refuse("the APPLY of the trial is still at work");
   if (is_at_work(kRevertUnit) || !is_trial_in_force(*installed))

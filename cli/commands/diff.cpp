@@ -5,6 +5,7 @@
 #include <map>
 #include <set>
 
+#include "cli/base/terminal.h"
 #include "cli/compare/change_summary.h"
 #include "cli/compare/facts.h"
 #include "cli/compare/unified_diff.h"
@@ -115,11 +116,6 @@ static std::string text_of_changes(const Side& before, const Side& after) {
   for (const std::string& line : words_for(read_facts(before.files), read_facts(after.files), after.commands))
     text += line + "\n";
   return text;
-}
-
-static int fail(const std::string& message) {
-  std::fprintf(stderr, "%s\n", message.c_str());
-  return 2;
 }
 
 int diff(const DiffOptions& options) {

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <string_view>
 
+#include "cli/base/terminal.h"
 #include "cli/lint/report.h"
 #include "cli/lint/rules.h"
 
@@ -33,6 +34,5 @@ int explain(const std::string& name) {
     std::printf("%s\n", std::string(entry_of(rule)).c_str());
     return 0;
   }
-  std::fprintf(stderr, "lanfab: there is no rule \"%s\"; `lanfab explain` lists them\n", name.c_str());
-  return 2;
+  return fail("lanfab: there is no rule \"" + name + "\"; `lanfab explain` lists them");
 }

@@ -3,18 +3,17 @@
 #include <langinfo.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <clocale>
 #include <cstdio>
 #include <cstring>
 
-#include "cli/base/color.h"
+#include "cli/base/file.h"
+#include "cli/base/terminal.h"
 #include "cli/config_file/source.h"
 #include "cli/graph/annotations.h"
 #include "cli/graph/diagram.h"
 #include "cli/graph/dot.h"
 #include "cli/graph/graphviz.h"
-#include "cli/graph/save.h"
 #include "cli/graph/shorten.h"
 #include "cli/graph/text_tree.h"
 #include "cli/lint/report.h"
@@ -29,17 +28,12 @@ static Charset own_charset() {
   return is_utf8 ? Charset::kUtf8 : Charset::kAscii;
 }
 
-static std::string text_of(const Part& picture, const std::vector<Finding>& findings, bool is_terminal) {
-  std::string text = text_picture(picture, own_charset(), wants_colour(is_terminal));
+static std::string text_of(const Part& picture, const std::vector<Finding>& findings, bool has_terminal) {
+  std::string text = text_picture(picture, own_charset(), wants_color(has_terminal));
   if (findings.empty()) return text;
   Summary summary;
   count(findings, summary);
   return text + "\n" + text_of(summary) + "; lanfab check says where\n";
-}
-
-static int fail(const std::string& message) {
-  std::fprintf(stderr, "%s\n", message.c_str());
-  return 2;
 }
 
 int graph(const GraphOptions& options) {
@@ -52,8 +46,8 @@ int graph(const GraphOptions& options) {
   summarize(picture);
   std::string text;
   if (options.format == GraphFormat::kText) {
-    const bool is_terminal = options.output.empty() && isatty(STDOUT_FILENO) != 0;
-    text = text_of(picture, findings, is_terminal);
+    const bool has_terminal = options.output.empty() && is_terminal(STDOUT_FILENO);
+    text = text_of(picture, findings, has_terminal);
   } else {
     text = dot_picture(picture);
   }
@@ -64,8 +58,8 @@ int graph(const GraphOptions& options) {
   }
   if (options.output.empty()) {
     std::fwrite(text.data(), 1, text.size(), stdout);
-  } else if (!save(text, options.output)) {
-    return fail(options.output + ": " + std::strerror(errno));
+  } else if (!replace_file(options.output, text)) {
+    return fail(with_errno(options.output));
   }
   return 0;
 }

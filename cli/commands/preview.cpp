@@ -1,6 +1,5 @@
 #include "cli/commands/preview.h"
 
-#include <dirent.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,7 +10,9 @@
 #include <cstring>
 #include <map>
 
-#include "cli/dry_run/tree.h"
+#include "cli/base/file.h"
+#include "cli/base/signals.h"
+#include "cli/base/terminal.h"
 
 constexpr mode_t kUsualMode = 0644;
 
@@ -162,14 +163,10 @@ static void print_json(const Outcome& outcome) {
 
 // Whether the files may go below `directory`: it is missing or empty. errno says why not.
 static bool is_free(const std::string& directory) {
-  DIR* stream = opendir(directory.c_str());
-  if (stream == nullptr) return errno == ENOENT;
-  int entries = 0;
-  while (readdir(stream) != nullptr)
-    ++entries;
-  closedir(stream);
+  const auto names = list_directory(directory);
+  if (!names) return errno == ENOENT;
   errno = ENOTEMPTY;
-  return entries == 2;
+  return names->empty();
 }
 
 // What stands below `directory`, the innermost first, is removed as far as this program made it.
@@ -195,32 +192,22 @@ static bool write_files(const Outcome& outcome, const std::string& directory) {
 
 // All files or none: the signals that end a program wait, and after a failure nothing stays.
 static bool save_files(const Outcome& outcome, const std::string& directory) {
-  sigset_t all;
-  sigset_t former;
-  sigfillset(&all);
-  sigprocmask(SIG_BLOCK, &all, &former);
+  const BlockedSignals signals;
   const bool is_own = access(directory.c_str(), F_OK) != 0;
   const bool success = write_files(outcome, directory);
   const int error = errno;
   if (!success) take_back(directory, is_own);
-  sigprocmask(SIG_SETMASK, &former, nullptr);
   errno = error;
   return success;
 }
 
-static int fail(const std::string& message) {
-  std::fprintf(stderr, "%s\n", message.c_str());
-  return 2;
-}
-
 int preview(const PreviewOptions& options) {
   const std::string& directory = options.directory;
-  if (!directory.empty() && !is_free(directory)) return fail(directory + ": " + std::strerror(errno));
+  if (!directory.empty() && !is_free(directory)) return fail(with_errno(directory));
   Trial trial;
   if (const auto trouble = try_out(options.file, options.trial, trial)) return fail(*trouble);
   const Outcome& outcome = trial.outcome;
-  if (!directory.empty() && !save_files(outcome, directory))
-    return fail(directory + ": " + std::strerror(errno));
+  if (!directory.empty() && !save_files(outcome, directory)) return fail(with_errno(directory));
   if (options.json) {
     print_json(outcome);
   } else {

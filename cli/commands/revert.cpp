@@ -4,32 +4,27 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <string>
 
+#include "cli/base/file.h"
+#include "cli/base/subprocess.h"
+#include "cli/base/terminal.h"
 #include "cli/dry_run/dry_run.h"
-#include "cli/dry_run/tree.h"
 #include "cli/live/installed_file.h"
-#include "cli/live/stale_lock.h"
+#include "cli/live/runs.h"
 #include "cli/live/system.h"
 #include "cli/live/trial_state.h"
 #include "cli/live/units.h"
-#include "util/child_process.h"
 
 // How long the service tries, and how long it waits between two attempts.
 constexpr std::int64_t kAttemptSeconds = 600;
 constexpr unsigned kPauseSeconds = 5;
 
-static int fail(const std::string& message) {
-  std::fprintf(stderr, "%s\n", message.c_str());
-  return 2;
-}
-
 // To the journal as an alert, and to everyone who is logged in.
 static void cry(const std::string& message) {
   std::fprintf(stderr, "<1>%s\n", message.c_str());
   std::fflush(stderr);
-  run_and_wait("wall", {"wall", ("lanfab: " + message).c_str()});
+  succeeds({"wall", "lanfab: " + message});
 }
 
 // The old configuration is the installed one again; now it has to come into force. Until it has, the state
@@ -53,14 +48,14 @@ static int take_trial_back(const std::string& installed) {
   const auto program = find_program();
   if (!program) return fail("lanfab: cmd_lanfab is not installed");
   {
-    const StateLock lock;
+    const DirectoryLock lock(kStateDirectory);
     if (!read_state() && !is_trial_in_force(installed)) return 0;
-    if (!take_trial_away(installed)) return fail(installed + ": " + std::strerror(errno));
+    if (!take_trial_away(installed)) return fail(with_errno(installed));
   }
   stop_apply();
   const int status = apply_old_configuration(*program);
   if (status == 0) {
-    const StateLock lock;
+    const DirectoryLock lock(kStateDirectory);
     remove_state();
     stop_revert_timer();
     std::printf("the trial is over; the old configuration is in force\n");
@@ -83,7 +78,7 @@ int end_trial() {
 }
 
 static bool is_wanted(const std::string& previous) {
-  if (isatty(STDIN_FILENO) == 0 || isatty(STDOUT_FILENO) == 0) {
+  if (!is_interactive()) {
     std::printf("No trial is under way. lanfab revert --yes puts %s in force.\n", previous.c_str());
     return false;
   }
@@ -97,7 +92,7 @@ static int put_previous_back(const std::string& installed, bool is_agreed) {
   const std::string previous = installed + kPreviousSuffix;
   File file;
   if (!read_file(previous, file)) {
-    if (errno != ENOENT) return fail(previous + ": " + std::strerror(errno));
+    if (errno != ENOENT) return fail(with_errno(previous));
     std::printf("No trial is under way, and there is no previous configuration.\n");
     return 1;
   }
@@ -106,7 +101,7 @@ static int put_previous_back(const std::string& installed, bool is_agreed) {
   if (!program) return fail("lanfab: cmd_lanfab is not installed");
   std::string trouble;
   {
-    const StateLock lock;
+    const DirectoryLock lock(kStateDirectory);
     if (read_state()) return fail("lanfab: " + describe(*read_state()));
     if (install(file.content, installed, trouble) == Installation::kFailed) return fail(trouble);
   }
@@ -120,7 +115,7 @@ static int put_previous_back(const std::string& installed, bool is_agreed) {
 int revert(const RevertOptions& options) {
   if (const auto trouble = enter_system()) return fail(*trouble);
   const auto installed = installed_path();
-  if (!installed) return fail(std::string(kInstalledConfiguration) + ": " + std::strerror(errno));
+  if (!installed) return fail(with_errno(kInstalledConfiguration));
   if (options.by_timer) return take_trial_back(*installed);
   if (read_state() || is_trial_in_force(*installed)) return end_trial();
   return put_previous_back(*installed, options.yes);

@@ -1,44 +1,34 @@
 #include "cli/commands/status.h"
 
-#include <unistd.h>
-
 #include <csignal>
 #include <cstdio>
 
-#include "cli/base/color.h"
+#include "cli/base/terminal.h"
 #include "cli/status/drift.h"
 #include "cli/status/json_report.h"
 #include "cli/status/snapshot.h"
 #include "cli/status/text_report.h"
 #include "cli/status/watch.h"
 
-constexpr int kTrouble = 2;
-
 // Looks once. `text` is what there is to print.
 static int look_once(const StatusOptions& options, std::string& text) {
   Look look;
   if (const auto trouble = take_look(look)) {
-    text = "lanfab: " + *trouble + "\n";
-    return kTrouble;
+    text = "lanfab: " + *trouble;
+    return kFailure;
   }
   const std::vector<Difference> differences = find_differences(look);
-  text = options.json
-             ? Json::writeString(Json::StreamWriterBuilder(), json_of(look, differences)) + "\n"
-             : text_of(look, differences, options.messages, wants_colour(isatty(STDOUT_FILENO) != 0));
+  text = options.json ? Json::writeString(Json::StreamWriterBuilder(), json_of(look, differences)) + "\n"
+                      : text_of(look, differences, options.messages, wants_color(is_terminal(STDOUT_FILENO)));
   return differences.empty() ? 0 : 1;
 }
 
-static int fail(const std::string& message) {
-  std::fputs(message.c_str(), stderr);
-  return kTrouble;
-}
-
 static int keep_looking(const StatusOptions& options) {
-  if (isatty(STDOUT_FILENO) == 0) return fail("lanfab: --watch needs a terminal\n");
+  if (!is_terminal(STDOUT_FILENO)) return fail("lanfab: --watch needs a terminal");
   std::string text;
   int result = look_once(options, text);
   // What fails later may come back.
-  if (result == kTrouble) return fail(text);
+  if (result == kFailure) return fail(text);
   const int signal = watch([&options, &result, &text] {
     result = look_once(options, text);
     return text;
@@ -51,7 +41,7 @@ int status(const StatusOptions& options) {
   if (options.watch) return keep_looking(options);
   std::string text;
   const int result = look_once(options, text);
-  if (result == kTrouble) return fail(text);
+  if (result == kFailure) return fail(text);
   std::fputs(text.c_str(), stdout);
   return result;
 }

@@ -9,20 +9,21 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <optional>
 
+#include "cli/base/file.h"
+#include "cli/base/signals.h"
+#include "cli/base/subprocess.h"
+#include "cli/base/terminal.h"
 #include "cli/commands/check.h"
 #include "cli/commands/diff.h"
 #include "cli/commands/revert.h"
 #include "cli/config_file/source.h"
 #include "cli/dry_run/dry_run.h"
-#include "cli/dry_run/tree.h"
 #include "cli/live/installed_file.h"
 #include "cli/live/system.h"
 #include "cli/live/trial_state.h"
 #include "cli/live/units.h"
-#include "util/child_process.h"
 
 static volatile std::sig_atomic_t is_interrupted = 0;
 
@@ -33,35 +34,6 @@ static void note_interrupt(int) {
 }
 
 }  // extern "C"
-
-namespace {
-
-// Nothing from the terminal comes between two steps.
-class SignalsBlocked {
- public:
-  SignalsBlocked() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int signal : {SIGINT, SIGQUIT, SIGTSTP, SIGHUP, SIGTERM})
-      sigaddset(&signals, signal);
-    sigprocmask(SIG_BLOCK, &signals, &former_);
-  }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-  ~SignalsBlocked() {
-    sigprocmask(SIG_SETMASK, &former_, nullptr);
-  }
-
- private:
-  sigset_t former_{};
-};
-
-}  // namespace
-
-static int fail(const std::string& message) {
-  std::fprintf(stderr, "%s\n", message.c_str());
-  return 2;
-}
 
 // What a trial that was killed before its timer started has left.
 static bool is_over(const std::string& installed) {
@@ -76,11 +48,12 @@ static bool write_trial_file(const std::string& content, const std::string& inst
          chown(kTrialFile, like.st_uid, like.st_gid) == 0 && chmod(kTrialFile, like.st_mode & 07777) == 0;
 }
 
-// Steps 1 to 3. Returns nothing, or why there is no trial; nothing of it is left then.
+// Steps 1 to 3, which Ctrl-C does not interrupt. Returns nothing, or why there is no trial; nothing of it is
+// left then.
 static std::optional<std::string> begin(const std::string& content, const std::string& installed,
                                         const TrialState& state) {
-  const SignalsBlocked signals;
-  const StateLock lock;
+  const BlockedSignals signals{SIGINT, SIGQUIT, SIGTSTP, SIGHUP, SIGTERM};
+  const DirectoryLock lock(kStateDirectory);
   const auto present = read_state();
   if (present && !is_over(installed)) return "lanfab: a trial is under way: " + describe(*present);
   if (is_trial_in_force(installed)) return "lanfab: a trial is under way: lanfab revert ends it";
@@ -89,11 +62,11 @@ static std::optional<std::string> begin(const std::string& content, const std::s
   stop_revert_timer();
   std::optional<std::string> trouble;
   if (!write_trial_file(content, installed) || !write_state(state)) {
-    trouble = std::string(kStateDirectory) + ": " + std::strerror(errno);
+    trouble = with_errno(kStateDirectory);
   } else if (!start_revert_timer(state.ends - state.began)) {
     trouble = "lanfab: the timer that takes the trial back cannot be started";
   } else if (!put_trial_in_force(installed)) {
-    trouble = installed + ": " + std::strerror(errno);
+    trouble = with_errno(installed);
     take_trial_away(installed);
     stop_revert_timer();
   }
@@ -139,7 +112,7 @@ static int count_down(const TrialState& state, const std::string& installed, con
                 static_cast<long long>(left));
     std::fflush(stdout);
     // A process of its own: it leaves the common view of the file system.
-    if (is_enter_pressed(is_open) && run_and_wait(lanfab.c_str(), {"lanfab", "confirm"}) == 0) return 0;
+    if (is_enter_pressed(is_open) && succeeds({"lanfab", "confirm"}, lanfab)) return 0;
   }
   return 0;
 }
@@ -170,8 +143,7 @@ int try_on_gateway(const TryOptions& options) {
   if (const auto trouble = enter_system()) return fail(*trouble);
   const auto installed = installed_path();
   if (!installed) {
-    return fail(std::string(kInstalledConfiguration) + ": " + std::strerror(errno) +
-                ": there is no configuration to go back to");
+    return fail(with_errno(kInstalledConfiguration) + ": there is no configuration to go back to");
   }
   std::signal(SIGINT, note_interrupt);
   const std::int64_t now = monotonic_seconds();
@@ -186,8 +158,7 @@ int try_on_gateway(const TryOptions& options) {
     std::fprintf(stderr, "lanfab: its APPLY has failed: journalctl --unit=%s\n", kApplyUnit);
     return take_back();
   }
-  if (isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0)
-    return count_down(state, *installed, source.text);
+  if (is_interactive()) return count_down(state, *installed, source.text);
   tell_what_to_type(state);
   return 0;
 }

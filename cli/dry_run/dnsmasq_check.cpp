@@ -1,17 +1,15 @@
 #include "cli/dry_run/dnsmasq_check.h"
 
-#include <spawn.h>
 #include <sys/wait.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <sstream>
 #include <unordered_set>
 
-#include "cli/base/memory_file.h"
-#include "cli/base/wait.h"
+#include "cli/base/file.h"
+#include "cli/base/subprocess.h"
 #include "cli/dry_run/dry_run.h"
 #include "cli/lint/rules.h"
 #include "dnsmasq/dnsmasq_conf.h"
@@ -35,23 +33,6 @@ struct Origin {
 
 }  // namespace
 
-// Runs `dnsmasq --test`. Returns its wait status, -1 with errno set when it cannot be run.
-static int run_test(const std::string& dnsmasq, const MemoryFile& configuration, const MemoryFile& output) {
-  posix_spawn_file_actions_t files;
-  posix_spawn_file_actions_init(&files);
-  posix_spawn_file_actions_adddup2(&files, configuration.descriptor, STDIN_FILENO);
-  posix_spawn_file_actions_adddup2(&files, output.descriptor, STDOUT_FILENO);
-  posix_spawn_file_actions_adddup2(&files, output.descriptor, STDERR_FILENO);
-  const char* argv[] = {"dnsmasq", "--test", "--conf-file=-", nullptr};
-  // Its complaints are translated.
-  const char* environment[] = {"LC_ALL=C", "PATH=/usr/sbin:/usr/bin:/sbin:/bin", nullptr};
-  pid_t process = 0;
-  errno = posix_spawn(&process, dnsmasq.c_str(), &files, nullptr, const_cast<char**>(argv),
-                      const_cast<char**>(environment));
-  posix_spawn_file_actions_destroy(&files);
-  return errno == 0 ? wait_for_child(process) : -1;
-}
-
 // What dnsmasq prints before it ends, as "dnsmasq: bad dhcp-range at line 12 of stdin".
 static Answer answer_from(const std::string& output) {
   constexpr char kPrefix[] = "dnsmasq: ";
@@ -70,9 +51,13 @@ static std::optional<std::string> test_configuration(const std::string& dnsmasq,
                                                      Answer& answer) {
   const MemoryFile configuration;
   const MemoryFile output;
-  const int status = configuration.fill(text) ? run_test(dnsmasq, configuration, output) : -1;
-  if (status < 0) return "lanfab: " + dnsmasq + ": " + std::strerror(errno);
-  if (WIFSIGNALED(status)) return "lanfab: " + dnsmasq + ": " + strsignal(WTERMSIG(status));
+  Subprocess test{{"dnsmasq", "--test", "--conf-file=-"}, dnsmasq};
+  // Its messages are translated.
+  test.environment = {"LC_ALL=C", "PATH=/usr/sbin:/usr/bin:/sbin:/bin"};
+  test.input = configuration.number();
+  test.output = test.errors = output.number();
+  const int status = configuration.fill(text) ? run(test) : -1;
+  if (auto error = missing_status("lanfab: " + dnsmasq, status)) return error;
   const int code = WEXITSTATUS(status);
   if (code > kRefused) return "lanfab: " + dnsmasq + " ended with status " + std::to_string(code);
   if (code == kRefused) answer = answer_from(output.content());

@@ -1,21 +1,15 @@
 #include "cli/dry_run/dry_run.h"
 
-#include <limits.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
 #include <utility>
 
-#include "cli/base/programs.h"
+#include "cli/base/subprocess.h"
+#include "cli/base/terminal.h"
 #include "cli/dry_run/sandbox.h"
 
 constexpr char kProgram[] = "cmd_lanfab";
 
 std::optional<std::string> find_program() {
-  char own[PATH_MAX];
-  const ssize_t length = readlink("/proc/self/exe", own, sizeof own);
-  const std::string path(own, length > 0 ? static_cast<std::size_t>(length) : 0);
+  const std::string path = own_program();
   const std::string directory = path.substr(0, path.find_last_of('/'));
   for (const char* place : {"/", "/../"})
     if (auto program = absolute_program(directory + place + kProgram)) return program;
@@ -37,7 +31,7 @@ std::optional<std::string> try_out(Source source, const TrialOptions& options, T
   trial.source = std::move(source);
   const auto program = options.program.empty() ? find_program() : absolute_program(options.program);
   if (!program) {
-    if (!options.program.empty()) return options.program + ": " + std::strerror(errno);
+    if (!options.program.empty()) return with_errno(options.program);
     return std::string("lanfab: ") + kProgram + " is neither beside this program nor in PATH";
   }
   if (auto trouble = make_start(options.cell, trial.start)) return trouble;

@@ -3,8 +3,6 @@
 #include <fcntl.h>
 #include <linux/capability.h>
 #include <poll.h>
-#include <spawn.h>
-#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -18,6 +16,8 @@
 #include <initializer_list>
 #include <map>
 
+#include "cli/base/file.h"
+#include "cli/base/subprocess.h"
 #include "cli/dry_run/database.h"
 #include "cli/dry_run/ports.h"
 #include "cli/dry_run/root.h"
@@ -54,6 +54,13 @@ static void lay_out(const Run& run, const Report& report) {
     sysdb_write_str(0, "CELL_CONNECTED", run.start.is_cell_connected->c_str(), 0);
 }
 
+// The run must not depend on the signals that this program or its caller has blocked.
+static void unblock_signals() {
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
 // Whatever starts from now on has root's rights over files and the network alone, and leaves no core.
 static void limit_rights(const Report& report) {
   for (int capability = 0; capability <= CAP_LAST_CAP; ++capability) {
@@ -70,31 +77,17 @@ static void limit_rights(const Report& report) {
 }
 
 // Starts the program with its output into the two files. Returns its process.
-static pid_t start_program(const Run& run, int standard_output, int standard_error, const Report& report) {
-  posix_spawn_file_actions_t files;
-  posix_spawn_file_actions_init(&files);
-  posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_adddup2(&files, standard_output, STDOUT_FILENO);
-  posix_spawn_file_actions_adddup2(&files, standard_error, STDERR_FILENO);
-  posix_spawn_file_actions_addclosefrom_np(&files, STDERR_FILENO + 1);
-  posix_spawnattr_t attributes;
-  posix_spawnattr_init(&attributes);
-  sigset_t signals;
-  sigemptyset(&signals);
-  posix_spawnattr_setsigmask(&attributes, &signals);
-  sigaddset(&signals, SIGPIPE);
-  posix_spawnattr_setsigdefault(&attributes, &signals);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-
-  std::string name = "cmd_lanfab";
-  std::string action = run.action;
-  char* argv[] = {name.data(), action.data(), nullptr};
-  std::string path = "PATH=/usr/sbin:/usr/bin:/sbin:/bin";
-  std::string configuration = std::string("LANFAB_CONFIG_DIR=") + kWorldConfiguration;
-  char* environment[] = {path.data(), configuration.data(), nullptr};
-  pid_t process = 0;
-  errno = posix_spawn(&process, (kMachineRoot + run.program).c_str(), &files, &attributes, argv, environment);
-  report.require(errno == 0, "run " + run.program);
+static pid_t start_program(const Run& run, const MemoryFile& output, const MemoryFile& errors,
+                           const Report& report) {
+  const Descriptor input(open("/dev/null", O_RDONLY | O_CLOEXEC));
+  Subprocess program{{"cmd_lanfab", run.action}, kMachineRoot + run.program};
+  program.environment = {"PATH=/usr/sbin:/usr/bin:/sbin:/bin",
+                         std::string("LANFAB_CONFIG_DIR=") + kWorldConfiguration};
+  program.input = input.number();
+  program.output = output.number();
+  program.errors = errors.number();
+  const pid_t process = start(program);
+  report.require(process >= 0, "run " + run.program);
   return process;
 }
 
@@ -112,15 +105,6 @@ static int wait_for(pid_t process, int syslog_socket, std::vector<Message>& mess
   // What it logged last may have come between.
   receive_messages(syslog_socket, messages);
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
-
-static std::string content_of(int descriptor) {
-  std::string content;
-  lseek(descriptor, 0, SEEK_SET);
-  char block[4096];
-  for (ssize_t size = 0; (size = read(descriptor, block, sizeof block)) > 0;)
-    content.append(block, static_cast<std::size_t>(size));
-  return content;
 }
 
 static Change change_of(const File& file, const std::map<std::string, const File*>& before) {
@@ -168,19 +152,18 @@ void live(const Run& run, const std::string& recorder, Report& report) {
   report.set_made();
   lay_out(run, report);
   const Database database = read_database();
+  unblock_signals();
   limit_rights(report);
   const int syslog_socket = open_syslog_socket();
   report.require(syslog_socket >= 0, "open /dev/log");
-  const int standard_output = memfd_create("stdout", MFD_CLOEXEC);
-  const int standard_error = memfd_create("stderr", MFD_CLOEXEC);
-  report.require(standard_output >= 0 && standard_error >= 0, "memfd_create");
-
+  const MemoryFile output;
+  const MemoryFile errors;
   Outcome outcome;
-  const pid_t process = start_program(run, standard_output, standard_error, report);
+  const pid_t process = start_program(run, output, errors, report);
   outcome.status = wait_for(process, syslog_socket, outcome.messages, report);
   outcome.commands = recorded_calls();
-  outcome.standard_output = content_of(standard_output);
-  outcome.standard_error = content_of(standard_error);
+  outcome.standard_output = output.content();
+  outcome.standard_error = errors.content();
   collect_files(run.start.tree.files, outcome);
   collect_database(database, outcome);
   report.finish(outcome);

@@ -3,12 +3,13 @@
 #include <linux/if_link.h>
 #include <linux/rtnetlink.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
+
+#include "cli/base/file.h"
 
 namespace {
 
@@ -69,13 +70,8 @@ static bool make_interface(const Port& port, std::string_view address, const cha
   rtattr* info = request.add(IFLA_LINKINFO, {});
   request.add(IFLA_INFO_KIND, kind);
   request.close(info);
-  const int netlink = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE);
-  if (netlink < 0) return false;
-  const bool success = request.send_to(netlink) && is_acknowledged(netlink);
-  const int error = errno;
-  close(netlink);
-  errno = error;
-  return success;
+  const Descriptor netlink(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE));
+  return netlink.is_open() && request.send_to(netlink.number()) && is_acknowledged(netlink.number());
 }
 
 bool make_port(const Port& port) {

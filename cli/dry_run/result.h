@@ -2,18 +2,12 @@
 
 // What a run of cmd_lanfab does, as a world reports it, and how that travels from there.
 
-#include <sys/types.h>
-
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
-struct File {
-  std::string path;
-  mode_t mode = 0644;
-  std::string content;
-};
+#include "cli/base/file.h"
 
 // A line of the system log; the priority is syslog's.
 struct Message {

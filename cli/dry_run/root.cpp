@@ -1,6 +1,5 @@
 #include "cli/dry_run/root.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -11,18 +10,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <initializer_list>
-#include <memory>
 #include <set>
 
+#include "cli/base/file.h"
 #include "cli/dry_run/stub.h"
 
 namespace {
-
-struct CloseDirectory {
-  void operator()(DIR* directory) const {
-    closedir(directory);
-  }
-};
 
 // Makes what is in the root.
 class Builder {
@@ -58,14 +51,11 @@ class Builder {
   // /usr/bin.
   void link_entries(const std::string& directory, const std::set<std::string>& except) const {
     const std::string machine = kMachineRoot + directory;
-    const std::unique_ptr<DIR, CloseDirectory> stream(opendir(machine.c_str()));
-    report_.require(stream != nullptr, "opendir " + directory + "/");
-    while (const dirent* entry = readdir(stream.get())) {
-      const std::string name = entry->d_name;
-      if (name == "." || name == ".." || except.count(name) != 0) continue;
-      if (entry->d_type != DT_LNK || !copy_link(directory + "/" + name)) {
-        link(machine + "/" + name, directory + "/" + name);
-      }
+    const auto names = list_directory(machine);
+    report_.require(names.has_value(), "opendir " + directory + "/");
+    for (const std::string& name : *names) {
+      const std::string path = directory + "/" + name;
+      if (except.count(name) == 0 && !copy_link(path)) link(machine + "/" + name, path);
     }
   }
 

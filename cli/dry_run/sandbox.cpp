@@ -5,16 +5,16 @@
 #include <sched.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <climits>
 #include <csignal>
 #include <cstring>
 
+#include "cli/base/file.h"
+#include "cli/base/subprocess.h"
 #include "cli/dry_run/init.h"
 #include "cli/dry_run/tree.h"
 
@@ -48,13 +48,8 @@ static void end_with_maker(int report_pipe, const Report& report) {
 }
 
 static bool write_map(const char* file, const std::string& map) {
-  const int descriptor = open(file, O_WRONLY | O_CLOEXEC);
-  if (descriptor < 0) return false;
-  const bool success = write(descriptor, map.data(), map.size()) == static_cast<ssize_t>(map.size());
-  const int error = errno;
-  close(descriptor);
-  errno = error;
-  return success;
+  const Descriptor descriptor(open(file, O_WRONLY | O_CLOEXEC));
+  return descriptor.is_open() && write_all(descriptor.number(), map);
 }
 
 static void become_root(const Maker& maker, const Report& report) {
@@ -69,43 +64,26 @@ static pid_t fork_into(int namespaces) {
   return static_cast<pid_t>(syscall(SYS_clone, namespaces | SIGCHLD, 0, 0, 0, 0));
 }
 
-static std::string read_to_end(int pipe) {
-  std::string bytes;
-  char block[65536];
-  while (true) {
-    const ssize_t size = read(pipe, block, sizeof block);
-    if (size < 0 && errno == EINTR) continue;
-    if (size <= 0) return bytes;
-    bytes.append(block, static_cast<std::size_t>(size));
-  }
-}
-
-static std::string own_path() {
-  char path[PATH_MAX];
-  const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
-  return length > 0 ? std::string(path, static_cast<std::size_t>(length)) : "/proc/self/exe";
-}
-
 static std::optional<Trouble> run_in(int namespaces, const Run& run, Outcome& outcome) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return Trouble{"pipe", errno};
+  const Descriptor reader(ends[0]);
+  Descriptor writer(ends[1]);
   const Maker maker{geteuid(), getegid()};
-  const std::string recorder = own_path();
+  const std::string recorder = own_program();
   const pid_t process = fork_into(namespaces);
   if (process == 0) {
-    close(ends[0]);
-    Report report(ends[1]);
-    end_with_maker(ends[1], report);
+    close(reader.number());
+    Report report(writer.number());
+    end_with_maker(writer.number(), report);
     if ((namespaces & CLONE_NEWUSER) != 0) become_root(maker, report);
     live(run, recorder, report);
   }
-  const int error = errno;
-  close(ends[1]);
-  const std::string bytes = read_to_end(ends[0]);
-  close(ends[0]);
-  if (process < 0) return Trouble{"clone", error, true};
-  while (waitpid(process, nullptr, 0) < 0 && errno == EINTR) {
-  }
+  if (process < 0) return Trouble{"clone", errno, true};
+  writer.close();
+  std::string bytes;
+  read_all(reader.number(), bytes);
+  wait_for_child(process);
   return decode(bytes, outcome);
 }
 

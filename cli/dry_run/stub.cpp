@@ -1,13 +1,12 @@
 #include "cli/dry_run/stub.h"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
 #include <sstream>
 
-#include "cli/dry_run/tree.h"
+#include "cli/base/file.h"
 
 constexpr char kCalls[] = "/.world/commands";
 constexpr char kServices[] = "/.world/services";
@@ -53,12 +52,9 @@ int record_call(int argc, char* argv[]) {
   std::string call = std::to_string(argc) + '\0';
   for (int i = 0; i < argc; ++i)
     call.append(argv[i], std::strlen(argv[i]) + 1);
-  const int calls = open(kCalls, O_WRONLY | O_APPEND | O_CLOEXEC);
-  if (calls < 0) return kNotFound;
+  const Descriptor calls(open(kCalls, O_WRONLY | O_APPEND | O_CLOEXEC));
   // In one piece, so that two calls at a time do not mix.
-  const bool is_recorded = write(calls, call.data(), call.size()) == static_cast<ssize_t>(call.size());
-  close(calls);
-  if (!is_recorded) return kNotFound;
+  if (!calls.is_open() || !write_all(calls.number(), call)) return kNotFound;
   const bool asks =
       argc > 2 && std::strcmp(name_of(argv[0]), "systemctl") == 0 && std::strcmp(argv[1], "is-active") == 0;
   // As systemctl says that it is not.

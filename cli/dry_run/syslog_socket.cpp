@@ -3,7 +3,6 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <syslog.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -12,12 +11,7 @@
 int open_syslog_socket() {
   constexpr sockaddr_un kAddress{AF_UNIX, "/dev/log"};
   const int socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-  if (socket < 0) return -1;
-  if (bind(socket, reinterpret_cast<const sockaddr*>(&kAddress), sizeof kAddress) == 0) return socket;
-  const int error = errno;
-  close(socket);
-  errno = error;
-  return -1;
+  return bind(socket, reinterpret_cast<const sockaddr*>(&kAddress), sizeof kAddress) == 0 ? socket : -1;
 }
 
 // Of "<133>Nov 21 19:01:18 network: text" the priority and the text.

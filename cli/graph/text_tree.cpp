@@ -1,5 +1,7 @@
 #include "cli/graph/text_tree.h"
 
+#include "cli/base/terminal.h"
+
 constexpr std::size_t kColumns = 80;
 
 namespace {
@@ -44,18 +46,14 @@ class Writer {
   static constexpr std::size_t kBranchColumns = 3;
 
   void add_lines(const std::string& text, const std::string& head, const std::string& beside,
-                 std::size_t depth, const std::string& style) {
+                 std::size_t depth, const char* style) {
     // The lines that follow have one branch more before them than the first.
     const std::size_t columns = kColumns - (depth + 1) * kBranchColumns;
     const std::string* before = &head;
     for (const std::string& line : wrapped(text, columns, charset_)) {
-      text_ += *before + styled(line, style) + "\n";
+      text_ += *before + styled(line, style, colour_) + "\n";
       before = &beside;
     }
-  }
-
-  std::string styled(const std::string& line, const std::string& style) const {
-    return colour_ && !style.empty() ? "\033[" + style + "m" + line + "\033[0m" : line;
   }
 
   Charset charset_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "cli/base/terminal.h"
 #include "libcmd/configuration_text.h"
 
 namespace {
@@ -32,18 +33,6 @@ const char* word_for(Severity severity) {
   return severity == Severity::kError ? "error" : "warning";
 }
 
-// `text` in the colour of an SGR code, if wanted.
-static std::string styled(const std::string& text, const char* code, bool colour) {
-  return colour ? std::string("\033[") + code + "m" + text + "\033[0m" : text;
-}
-
-// What a terminal would take for a command of its own, or cannot show, becomes a question mark.
-static std::string printable(std::string text) {
-  std::replace_if(
-      text.begin(), text.end(), [](unsigned char c) { return (c < 0x20 && c != '\t') || c == 0x7f; }, '?');
-  return text;
-}
-
 // Whether the byte is one of a character in UTF-8, but not its first.
 static bool is_continuation(char byte) {
   return (static_cast<unsigned char>(byte) & 0xc0) == 0x80;
@@ -69,7 +58,7 @@ static std::string excerpt_at(const std::string& text, std::ptrdiff_t offset, bo
       indent += ' ';
     }
   }
-  return "    " + printable(part) + "\n    " + indent + styled("^", "1;32", colour) + "\n";
+  return "    " + printable(part, '\t') + "\n    " + indent + styled("^", "1;32", colour) + "\n";
 }
 
 void count(const std::vector<Finding>& findings, Summary& summary) {
@@ -89,14 +78,10 @@ std::string text_report(const Source& source, const std::vector<Finding>& findin
     const std::string word = std::string(word_for(finding.severity)) + ": ";
     report += styled(place, "1", colour);
     report += styled(word, finding.severity == Severity::kError ? "1;31" : "1;35", colour);
-    report += printable(finding.message) + " [" + finding.rule + "]\n";
+    report += printable(finding.message, '\t') + " [" + finding.rule + "]\n";
     if (excerpt) report += excerpt_at(source.text, finding.offset, colour);
   }
   return report;
-}
-
-static std::string counted(std::size_t number, const char* noun) {
-  return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
 }
 
 std::string text_of(const Summary& summary) {

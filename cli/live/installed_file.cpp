@@ -10,9 +10,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
-#include "cli/dry_run/tree.h"
+#include "cli/base/file.h"
+#include "cli/base/terminal.h"
 #include "cli/live/trial_state.h"
 
 std::optional<std::string> installed_path() {
@@ -50,24 +50,20 @@ bool look_beneath_trial(const std::string& installed) {
 static bool write_durably(const File& file, const struct stat& like) {
   // What a killed one left.
   if (unlink(file.path.c_str()) != 0 && errno != ENOENT) return false;
-  if (!write_file(file)) return false;
-  const int descriptor = open(file.path.c_str(), O_WRONLY | O_CLOEXEC);
-  if (descriptor < 0) return false;
-  const bool success = fchown(descriptor, like.st_uid, like.st_gid) == 0 &&
-                       fchmod(descriptor, file.mode) == 0 && fsync(descriptor) == 0;
-  return (close(descriptor) == 0) && success;
+  Descriptor descriptor(open(file.path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+  const int number = descriptor.number();
+  return number >= 0 && write_all(number, file.content) && fchown(number, like.st_uid, like.st_gid) == 0 &&
+         fchmod(number, file.mode) == 0 && fsync(number) == 0 && descriptor.close();
 }
 
 static bool sync_directory_of(const std::string& path) {
   const std::string directory = path.substr(0, path.find_last_of('/') + 1);
-  const int descriptor = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (descriptor < 0) return false;
-  const bool success = fsync(descriptor) == 0;
-  return (close(descriptor) == 0) && success;
+  const Descriptor descriptor(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  return descriptor.is_open() && fsync(descriptor.number()) == 0;
 }
 
-static bool fail(const std::string& path, std::string& trouble) {
-  trouble = path + ": " + std::strerror(errno);
+static bool note_error(const std::string& path, std::string& trouble) {
+  trouble = with_errno(path);
   return false;
 }
 
@@ -78,13 +74,15 @@ static bool place(const std::string& content, const std::string& installed, std:
   const std::string new_installed = installed + ".new";
   struct stat like {};
   File former;
-  if (stat(installed.c_str(), &like) != 0 || !read_file(installed, former)) return fail(installed, trouble);
+  if (stat(installed.c_str(), &like) != 0 || !read_file(installed, former))
+    return note_error(installed, trouble);
   const bool success =
-      (write_durably({new_previous, former.mode, former.content}, like) || fail(new_previous, trouble)) &&
-      (write_durably({new_installed, former.mode, content}, like) || fail(new_installed, trouble)) &&
-      (sync_directory_of(installed) || fail(installed, trouble)) &&
-      (rename(new_previous.c_str(), previous.c_str()) == 0 || fail(previous, trouble)) &&
-      (rename(new_installed.c_str(), installed.c_str()) == 0 || fail(installed, trouble));
+      (write_durably({new_previous, former.mode, former.content}, like) ||
+       note_error(new_previous, trouble)) &&
+      (write_durably({new_installed, former.mode, content}, like) || note_error(new_installed, trouble)) &&
+      (sync_directory_of(installed) || note_error(installed, trouble)) &&
+      (rename(new_previous.c_str(), previous.c_str()) == 0 || note_error(previous, trouble)) &&
+      (rename(new_installed.c_str(), installed.c_str()) == 0 || note_error(installed, trouble));
   if (!success) {
     unlink(new_previous.c_str());
     unlink(new_installed.c_str());
@@ -95,6 +93,6 @@ static bool place(const std::string& content, const std::string& installed, std:
 Installation install(const std::string& content, const std::string& installed, std::string& trouble) {
   if (!place(content, installed, trouble)) return Installation::kFailed;
   if (sync_directory_of(installed)) return Installation::kDurable;
-  fail(installed, trouble);
+  note_error(installed, trouble);
   return Installation::kPlaced;
 }

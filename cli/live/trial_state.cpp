@@ -1,6 +1,5 @@
 #include "cli/live/trial_state.h"
 
-#include <json/json.h>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -8,9 +7,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <ctime>
-#include <sstream>
 
-#include "cli/dry_run/tree.h"
+#include "cli/base/file.h"
+#include "cli/base/json.h"
 
 constexpr char kStateFile[] = "/run/lanfab/trial.json";
 constexpr mode_t kPrivate = 0600;
@@ -38,11 +37,8 @@ std::string caller() {
 std::optional<TrialState> read_state() {
   File file;
   Json::Value root;
-  Json::CharReaderBuilder builder;
-  builder.strictMode(&builder.settings_);
-  if (!read_file(kStateFile, file)) return std::nullopt;
-  std::istringstream text(file.content);
-  if (!Json::parseFromStream(builder, text, &root, nullptr) || !root.isObject()) return std::nullopt;
+  if (!read_file(kStateFile, file) || !parse_json(file.content, root) || !root.isObject())
+    return std::nullopt;
   return TrialState{root["who"].asString(), root["file"].asString(), root["began"].asInt64(),
                     root["ends"].asInt64()};
 }

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "cli/base/tool.h"
+#include "cli/base/json.h"
 
 static bool has_flag(const Json::Value& link, const char* flag) {
   const Json::Value& flags = link["flags"];
@@ -48,9 +48,9 @@ std::optional<std::string> look_at_kernel(Kernel& kernel) {
   Json::Value links;
   Json::Value routes;
   Json::Value settings;
-  if (auto trouble = ask_json({"ip", "-json", "address", "show"}, links)) return trouble;
-  if (auto trouble = ask_json({"ip", "-json", "-4", "route", "show"}, routes)) return trouble;
-  if (auto trouble = ask_json({"ip", "-json", "-4", "netconf", "show"}, settings)) return trouble;
+  if (auto trouble = capture_json({"ip", "-json", "address", "show"}, links)) return trouble;
+  if (auto trouble = capture_json({"ip", "-json", "-4", "route", "show"}, routes)) return trouble;
+  if (auto trouble = capture_json({"ip", "-json", "-4", "netconf", "show"}, settings)) return trouble;
   for (const Json::Value& link : links)
     if (link.isObject() && link.isMember("ifname")) kernel.links[link["ifname"].asString()] = read_link(link);
   for (const Json::Value& route : routes)

@@ -5,8 +5,9 @@
 #include <cstdlib>
 #include <sstream>
 
-#include "cli/base/tool.h"
-#include "cli/live/run_processes.h"
+#include "cli/base/json.h"
+#include "cli/base/subprocess.h"
+#include "cli/live/runs.h"
 
 // The lines by which a run is told from its neighbours.
 constexpr char kStart[] = "cmd_lanfab start";
@@ -68,7 +69,7 @@ static std::optional<std::string> read_journal(const std::vector<std::string>& m
       "--identifier=network", "--output=json", "--all",   "--output-fields=MESSAGE,PRIORITY,_PID"};
   command.insert(command.end(), matches.begin(), matches.end());
   std::string output;
-  if (auto trouble = ask(command, output)) return trouble;
+  if (auto trouble = capture(command, output)) return trouble;
   std::istringstream lines(output);
   Entry entry;
   for (std::string line; std::getline(lines, line);)

@@ -3,7 +3,8 @@
 #include <cstdlib>
 #include <sstream>
 
-#include "cli/base/tool.h"
+#include "cli/base/json.h"
+#include "cli/base/subprocess.h"
 
 static void set_property(const std::string& key, const std::string& value, Service& service) {
   if (key == "ActiveState") service.state = value;
@@ -17,7 +18,8 @@ static void set_property(const std::string& key, const std::string& value, Servi
 static std::optional<std::string> look_at_service(const char* name, Service& service) {
   std::string output;
   const std::string properties = "--property=ActiveState,SubState,Result,StateChangeTimestamp";
-  if (auto trouble = ask({"systemctl", "show", "--timestamp=unix", properties, name}, output)) return trouble;
+  if (auto trouble = capture({"systemctl", "show", "--timestamp=unix", properties, name}, output))
+    return trouble;
   std::istringstream lines(output);
   for (std::string line; std::getline(lines, line);) {
     const std::size_t equals = line.find('=');
@@ -34,7 +36,7 @@ std::optional<std::string> look_at_services(std::map<std::string, Service>& serv
 
 std::optional<std::string> look_at_setup(std::map<std::string, std::string>& setup) {
   Json::Value answer;
-  if (auto trouble = ask_json({"networkctl", "--json=short", "list"}, answer)) return trouble;
+  if (auto trouble = capture_json({"networkctl", "--json=short", "list"}, answer)) return trouble;
   if (!answer.isObject()) return "networkctl: what it prints is no JSON";
   for (const Json::Value& link : answer["Interfaces"])
     if (link.isObject()) setup[link["Name"].asString()] = link["AdministrativeState"].asString();

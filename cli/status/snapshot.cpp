@@ -42,7 +42,7 @@ std::optional<std::string> take_look(Look& look) {
   }
   look.forbids_forwarding = forbids_forwarding();
   // The lock and the services first: a run that ends meanwhile leaves the rest as it should be.
-  look.lock = look_at_run_lock();
+  look.lock = read_run_lock();
   if (auto trouble = look_at_services(look.services)) return trouble;
   if (look.services[kNetworkd].is_active()) {
     if (auto trouble = look_at_setup(look.setup)) return trouble;

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "cli/compare/facts.h"
-#include "cli/live/run_lock.h"
+#include "cli/live/runs.h"
 #include "cli/status/cellular.h"
 #include "cli/status/dynamic_leases.h"
 #include "cli/status/kernel.h"
@@ -26,7 +26,7 @@ struct Look {
   Cellular cellular;
   std::vector<LastRun> runs;
   std::string journal_trouble;  // why there are no runs; empty when they could be looked for
-  std::optional<RunLock> lock;
+  std::optional<RunLockState> lock;
   std::optional<std::string> trial;  // "anna tries new.json since 40 s, for 80 s more"
 };
 

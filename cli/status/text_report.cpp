@@ -6,6 +6,8 @@
 #include <cstring>
 #include <ctime>
 
+#include "cli/base/terminal.h"
+
 constexpr std::int64_t kMicroseconds = 1'000'000;
 // Where the addresses of an interface begin.
 constexpr int kAddressColumn = 46;
@@ -20,14 +22,15 @@ class Page {
 
   void title(const char* text) {
     if (!text_.empty()) text_ += '\n';
-    text_ += styled(text, "1") + "\n";
+    text_ += styled(text, "1", colour_) + "\n";
   }
 
   void line(Mark mark, const std::string& text) {
     const char* const signs[] = {"  ", "~ ", "! "};
     const char* const styles[] = {"", "33", "1;31"};
     const std::string line = signs[static_cast<int>(mark)] + text;
-    text_ += styled(line.substr(0, line.find_last_not_of(' ') + 1), styles[static_cast<int>(mark)]) + "\n";
+    text_ += styled(line.substr(0, line.find_last_not_of(' ') + 1), styles[static_cast<int>(mark)], colour_) +
+             "\n";
   }
 
   // Broken at a blank before it is wider than the terminal, and indented.
@@ -47,10 +50,6 @@ class Page {
   }
 
  private:
-  std::string styled(const std::string& text, const char* code) const {
-    return colour_ && *code != '\0' ? std::string("\033[") + code + "m" + text + "\033[0m" : text;
-  }
-
   bool colour_;
   std::string text_;
 };
@@ -118,18 +117,6 @@ static std::string time_text(std::time_t time) {
   char text[32] = "";
   if (localtime_r(&time, &fields) != nullptr) std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &fields);
   return text;
-}
-
-// What a terminal would take for a command of its own, or cannot show, becomes a question mark.
-static std::string printable(std::string text) {
-  text.erase(text.find_last_not_of('\n') + 1);
-  std::replace_if(
-      text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7f; }, '?');
-  return text;
-}
-
-static std::string counted(std::size_t number, const char* noun) {
-  return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
 }
 
 void Report::show_interfaces() {
@@ -224,7 +211,7 @@ void Report::show_run(const LastRun& run) {
                        counted(run.messages.size(), "message").c_str()));
   if (!messages_) return;
   for (const Message& message : run.messages)
-    page_.note(Mark::kNone, printable(message.text));
+    page_.note(Mark::kNone, printable(message.text.substr(0, message.text.find_last_not_of('\n') + 1)));
 }
 
 void Report::show_lock() {

@@ -2,10 +2,8 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/ioctl.h>
 #include <sys/signalfd.h>
-#include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -16,7 +14,9 @@
 #include <sstream>
 #include <vector>
 
-#include "cli/base/programs.h"
+#include "cli/base/file.h"
+#include "cli/base/signals.h"
+#include "cli/base/subprocess.h"
 
 // Changes come in groups; they are not shown one by one.
 constexpr int kShortestMs = 500;
@@ -76,20 +76,15 @@ class Screen {
 
 // The signals that end a program and the one of another size, to be waited for with the rest.
 class Signals {
+  const BlockedSignals blocked_;
+
  public:
-  Signals() {
-    sigset_t set;
-    sigemptyset(&set);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGWINCH})
-      sigaddset(&set, signal);
-    sigprocmask(SIG_BLOCK, &set, &former_);
-    descriptor = signalfd(-1, &set, SFD_CLOEXEC);
-  }
+  Signals()
+      : blocked_{SIGINT, SIGTERM, SIGHUP, SIGWINCH}, descriptor(signalfd(-1, &blocked_.set, SFD_CLOEXEC)) {}
   Signals(const Signals&) = delete;
   Signals& operator=(const Signals&) = delete;
   ~Signals() {
     close(descriptor);
-    sigprocmask(SIG_SETMASK, &former_, nullptr);
   }
 
   // The one that has come.
@@ -99,38 +94,21 @@ class Signals {
     return is_whole ? static_cast<int>(info.ssi_signo) : SIGTERM;
   }
 
-  int descriptor;
-
- private:
-  sigset_t former_{};
+  const int descriptor;
 };
 
 // `ip monitor`, which prints what changes. Where it cannot be run, nothing is heard of changes.
 class Changes {
  public:
   Changes() {
-    const auto ip = find_in_path("ip");
     std::array<int, 2> ends{};
-    if (!ip || pipe2(ends.data(), O_CLOEXEC) != 0) return;
-    posix_spawn_file_actions_t files;
-    posix_spawn_file_actions_init(&files);
-    posix_spawn_file_actions_adddup2(&files, ends[1], STDOUT_FILENO);
-    posix_spawn_file_actions_addopen(&files, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-    // It has to end when nobody listens any more; this program ignores that signal.
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    sigset_t pipe_signal;
-    sigemptyset(&pipe_signal);
-    sigaddset(&pipe_signal, SIGPIPE);
-    posix_spawnattr_setsigdefault(&attributes, &pipe_signal);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
-    const char* argv[] = {"ip", "monitor", "link", "address", "route", nullptr};
-    if (posix_spawn(&process_, ip->c_str(), &files, &attributes, const_cast<char**>(argv), environ) != 0) {
-      process_ = 0;
-    }
-    posix_spawnattr_destroy(&attributes);
-    posix_spawn_file_actions_destroy(&files);
-    close(ends[1]);
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) return;
+    const Descriptor writer(ends[1]);
+    const Descriptor null(open("/dev/null", O_WRONLY | O_CLOEXEC));
+    Subprocess monitor{{"ip", "monitor", "link", "address", "route"}};
+    monitor.output = writer.number();
+    monitor.errors = null.number();
+    process_ = start(monitor);
     descriptor = ends[0];
     fcntl(descriptor, F_SETFL, O_NONBLOCK);
   }
@@ -139,7 +117,7 @@ class Changes {
   ~Changes() {
     if (process_ > 0) {
       kill(process_, SIGKILL);
-      waitpid(process_, nullptr, 0);
+      wait_for_child(process_);
     }
     if (descriptor >= 0) close(descriptor);
   }
@@ -159,7 +137,7 @@ class Changes {
   int descriptor = -1;
 
  private:
-  pid_t process_ = 0;
+  pid_t process_ = -1;
 };
 
 // What ends the watch: a key or a signal.
@@ -189,7 +167,7 @@ static Ending wait(const Screen& screen, const Signals& signals, int also_for, i
 }
 
 int watch(const std::function<std::string()>& page) {
-  // Before the signals are held back, which it would inherit.
+  // Started before the signals are blocked, which it would inherit.
   Changes changes;
   const Signals signals;
   const Screen screen;

@@ -1,0 +1,148 @@
+#include "cli/base/file.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+
+#include "cli/base/signals.h"
+
+constexpr mode_t kPermissions = 07777;
+
+bool Descriptor::close() {
+  const int number = std::exchange(number_, -1);
+  return number < 0 || ::close(number) == 0;
+}
+
+Descriptor::~Descriptor() {
+  const int error = errno;
+  close();
+  errno = error;
+}
+
+DirectoryLock::DirectoryLock(const std::string& directory)
+    : directory_(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+  while (directory_.is_open() && !is_held_) {
+    is_held_ = flock(directory_.number(), LOCK_EX) == 0;
+    if (!is_held_ && errno != EINTR) return;
+  }
+}
+
+MemoryFile::MemoryFile() : descriptor_(memfd_create("lanfab", MFD_CLOEXEC)) {}
+
+bool MemoryFile::fill(const std::string& text) const {
+  return write_all(number(), text) && lseek(number(), 0, SEEK_SET) == 0;
+}
+
+std::string MemoryFile::content() const {
+  std::string text;
+  lseek(number(), 0, SEEK_SET);
+  read_all(number(), text);
+  return text;
+}
+
+bool read_all(int descriptor, std::string& content) {
+  char block[65536];
+  while (true) {
+    const ssize_t size = read(descriptor, block, sizeof block);
+    if (size == 0) return true;
+    if (size < 0 && errno == EINTR) continue;
+    if (size < 0) return false;
+    content.append(block, static_cast<std::size_t>(size));
+  }
+}
+
+bool write_all(int descriptor, const std::string& content) {
+  std::size_t written = 0;
+  while (written < content.size()) {
+    const ssize_t size = write(descriptor, content.data() + written, content.size() - written);
+    if (size < 0 && errno == EINTR) continue;
+    if (size < 0) return false;
+    written += static_cast<std::size_t>(size);
+  }
+  return true;
+}
+
+bool read_file(const std::string& path, File& file) {
+  // Non-blocking, since opening a pipe would wait for its writer; only regular files are read.
+  const Descriptor descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  struct stat status {};
+  if (!descriptor.is_open() || fstat(descriptor.number(), &status) != 0) return false;
+  if (!S_ISREG(status.st_mode)) {
+    errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+    return false;
+  }
+  file.path = path;
+  file.mode = status.st_mode & kPermissions;
+  file.content.clear();
+  return read_all(descriptor.number(), file.content);
+}
+
+bool write_file(const File& file) {
+  Descriptor descriptor(open(file.path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+  return descriptor.is_open() && write_all(descriptor.number(), file.content) &&
+         fchmod(descriptor.number(), file.mode) == 0 && descriptor.close();
+}
+
+// Writes a new file beside `path` and renames it.
+static bool rename_over(const File& file) {
+  std::string temporary = file.path + ".XXXXXX";
+  Descriptor descriptor(mkstemp(temporary.data()));
+  if (!descriptor.is_open()) return false;
+  // A file system without modes, such as FAT, refuses this.
+  fchmod(descriptor.number(), file.mode);
+  if (write_all(descriptor.number(), file.content) && fsync(descriptor.number()) == 0 && descriptor.close() &&
+      std::rename(temporary.c_str(), file.path.c_str()) == 0) {
+    return true;
+  }
+  const int error = errno;
+  unlink(temporary.c_str());
+  errno = error;
+  return false;
+}
+
+bool replace_file(const std::string& path, const std::string& content) {
+  const BlockedSignals signals;
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) {
+    const mode_t mask = umask(0);
+    umask(mask);
+    return errno == ENOENT && rename_over({path, 0666 & ~mask, content});
+  }
+  if (!S_ISREG(status.st_mode)) {
+    Descriptor descriptor(open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    return descriptor.is_open() && write_all(descriptor.number(), content) && descriptor.close();
+  }
+  char target[PATH_MAX];
+  return realpath(path.c_str(), target) != nullptr &&
+         rename_over({target, status.st_mode & kPermissions, content});
+}
+
+bool make_directories(const std::string& path, mode_t mode) {
+  for (std::size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1)) {
+    if (mkdir(path.substr(0, slash).c_str(), 0755) != 0 && errno != EEXIST) return false;
+  }
+  if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) return false;
+  return chmod(path.c_str(), mode) == 0;
+}
+
+std::optional<std::vector<std::string>> list_directory(const std::string& directory) {
+  DIR* stream = opendir(directory.c_str());
+  if (stream == nullptr) return std::nullopt;
+  std::vector<std::string> names;
+  while (const dirent* entry = readdir(stream)) {
+    const std::string name = entry->d_name;
+    if (name != "." && name != "..") names.push_back(name);
+  }
+  closedir(stream);
+  std::sort(names.begin(), names.end());
+  return names;
+}

@@ -1,0 +1,98 @@
+#pragma once
+
+// Reading and writing whole files.
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+struct File {
+  std::string path;
+  mode_t mode = 0644;
+  std::string content;
+};
+
+// An open file, closed by the destructor, which leaves errno alone.
+class Descriptor {
+ public:
+  explicit Descriptor(int number) : number_(number) {}
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  ~Descriptor();
+
+  // Below zero if the file could not be opened.
+  int number() const {
+    return number_;
+  }
+
+  bool is_open() const {
+    return number_ >= 0;
+  }
+
+  // Returns whether everything that was written has been accepted.
+  bool close();
+
+ private:
+  int number_;
+};
+
+// An exclusive lock on a directory, released by the destructor.
+class DirectoryLock {
+ public:
+  // Waits while another process holds the lock.
+  explicit DirectoryLock(const std::string& directory);
+
+  // False, with errno set by the constructor, if the directory cannot be locked.
+  bool is_held() const {
+    return is_held_;
+  }
+
+ private:
+  Descriptor directory_;
+  bool is_held_ = false;
+};
+
+// A file without a name, for the input or output of another program.
+class MemoryFile {
+ public:
+  MemoryFile();
+
+  int number() const {
+    return descriptor_.number();
+  }
+
+  // Replaces the content of an empty file; its reader begins at the start. False, with errno set, on failure.
+  bool fill(const std::string& text) const;
+
+  // Everything that was written to it.
+  std::string content() const;
+
+ private:
+  Descriptor descriptor_;
+};
+
+// Appends everything up to the end of the file. False, with errno set, on failure.
+bool read_all(int descriptor, std::string& content);
+
+// False, with errno set, on failure.
+bool write_all(int descriptor, const std::string& content);
+
+// Reads a regular file. False, with errno set, if it cannot be read.
+bool read_file(const std::string& path, File& file);
+
+// Writes a file with its mode into an existing directory. False, with errno set, on failure.
+bool write_file(const File& file);
+
+// Writes a file so that its readers see either the former content or the new one, also if this program is
+// killed. An existing file keeps its mode, links are followed, and a terminal or a pipe is written to. False,
+// with errno set, on failure; nothing has changed then.
+bool replace_file(const std::string& path, const std::string& content);
+
+// Creates a directory and those above it. False, with errno set, on failure.
+bool make_directories(const std::string& path, mode_t mode);
+
+// The sorted names in a directory. Nothing, with errno set, if it cannot be read.
+std::optional<std::vector<std::string>> list_directory(const std::string& directory);

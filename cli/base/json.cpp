@@ -1,0 +1,19 @@
+#include "cli/base/json.h"
+
+#include <memory>
+
+#include "cli/base/subprocess.h"
+
+bool parse_json(const std::string& text, Json::Value& value) {
+  const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+  return reader->parse(text.data(), text.data() + text.size(), &value, nullptr);
+}
+
+std::optional<std::string> capture_json(const std::vector<std::string>& command, Json::Value& value) {
+  std::string output;
+  if (auto error = capture(command, output)) return error;
+  value = Json::Value();
+  // `ip` prints nothing if the list is empty.
+  if (output.find_first_not_of(" \n") == std::string::npos || parse_json(output, value)) return std::nullopt;
+  return command.front() + ": what it prints is no JSON";
+}

@@ -1,0 +1,117 @@
+#include "cli/base/subprocess.h"
+
+#include <limits.h>
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <sstream>
+
+#include "cli/base/file.h"
+#include "cli/base/terminal.h"
+
+std::optional<std::string> absolute_program(const std::string& path) {
+  char absolute[PATH_MAX];
+  if (realpath(path.c_str(), absolute) == nullptr || access(absolute, X_OK) != 0) return std::nullopt;
+  return absolute;
+}
+
+std::optional<std::string> find_in_path(const std::string& name) {
+  const char* path = std::getenv("PATH");
+  std::istringstream directories(std::string(path != nullptr ? path : "") + ":/usr/sbin:/sbin");
+  for (std::string directory; std::getline(directories, directory, ':');)
+    if (auto program = absolute_program(directory + "/" + name)) return program;
+  errno = ENOENT;
+  return std::nullopt;
+}
+
+std::string own_program() {
+  return std::filesystem::read_symlink("/proc/self/exe");
+}
+
+static std::vector<char*> null_terminated(const std::vector<std::string>& words) {
+  std::vector<char*> pointers;
+  pointers.reserve(words.size() + 1);
+  for (const std::string& word : words)
+    pointers.push_back(const_cast<char*>(word.c_str()));
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
+pid_t start(const Subprocess& subprocess) {
+  const auto program =
+      subprocess.program.empty() ? find_in_path(subprocess.command.front()) : subprocess.program;
+  if (!program) return -1;
+  posix_spawn_file_actions_t files;
+  posix_spawn_file_actions_init(&files);
+  int error = 0;
+  int stream = STDIN_FILENO;
+  for (const int source : {subprocess.input, subprocess.output, subprocess.errors})
+    error = std::max(error, posix_spawn_file_actions_adddup2(&files, source, stream++));
+  posix_spawn_file_actions_addclosefrom_np(&files, STDERR_FILENO + 1);
+  // This program ignores SIGPIPE.
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  sigset_t pipe_signal;
+  sigemptyset(&pipe_signal);
+  sigaddset(&pipe_signal, SIGPIPE);
+  posix_spawnattr_setsigdefault(&attributes, &pipe_signal);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+  const std::vector<char*> argv = null_terminated(subprocess.command);
+  const std::vector<char*> environment = null_terminated(subprocess.environment);
+  pid_t process = -1;
+  if (error == 0) {
+    error = posix_spawn(&process, program->c_str(), &files, &attributes, argv.data(),
+                        subprocess.environment.empty() ? environ : environment.data());
+  }
+  posix_spawnattr_destroy(&attributes);
+  posix_spawn_file_actions_destroy(&files);
+  errno = error;
+  return error == 0 ? process : -1;
+}
+
+int wait_for_child(pid_t process) {
+  int status = 0;
+  while (waitpid(process, &status, 0) < 0) {
+    if (errno != EINTR) return -1;
+  }
+  return status;
+}
+
+int run(const Subprocess& subprocess) {
+  const pid_t process = start(subprocess);
+  return process < 0 ? -1 : wait_for_child(process);
+}
+
+std::optional<std::string> missing_status(const std::string& name, int wait_status) {
+  if (wait_status < 0) return with_errno(name);
+  if (WIFSIGNALED(wait_status)) return name + ": " + strsignal(WTERMSIG(wait_status));
+  return std::nullopt;
+}
+
+bool succeeds(const std::vector<std::string>& command, const std::string& program) {
+  const int status = run({command, program});
+  const int signal = status > 0 && WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+  if (signal == SIGINT || signal == SIGQUIT) raise(signal);
+  return status == 0;
+}
+
+std::optional<std::string> capture(const std::vector<std::string>& command, std::string& output) {
+  const std::string& name = command.front();
+  const MemoryFile answer;
+  const MemoryFile errors;
+  Subprocess subprocess{command};
+  subprocess.output = answer.number();
+  subprocess.errors = errors.number();
+  const int status = run(subprocess);
+  if (auto error = missing_status(name, status)) return error;
+  output = answer.content();
+  if (WEXITSTATUS(status) == 0) return std::nullopt;
+  const std::string message = errors.content();
+  const std::string line = message.substr(0, message.find('\n'));
+  return name + ": " + (line.empty() ? "status " + std::to_string(WEXITSTATUS(status)) : line);
+}

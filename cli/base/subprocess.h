@@ -1,0 +1,50 @@
+#pragma once
+
+// Other programs: finding them, starting them, and capturing their output.
+
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+// The absolute path of a program; nothing, with errno set, if `path` is not a program.
+std::optional<std::string> absolute_program(const std::string& path);
+
+// Searches PATH, and then the directories of services, which an ordinary user's PATH may lack.
+std::optional<std::string> find_in_path(const std::string& name);
+
+// The path of this program.
+std::string own_program();
+
+struct Subprocess {
+  std::vector<std::string> command;
+  // The file; if empty, find_in_path searches for the first word of the command.
+  std::string program = {};
+  std::vector<std::string> environment = {};  // if empty, this program's own
+  int input = STDIN_FILENO;
+  int output = STDOUT_FILENO;
+  int errors = STDERR_FILENO;
+};
+
+// Starts a program with these three streams only; it inherits the blocked signals. Returns its PID, or -1 with
+// errno set.
+pid_t start(const Subprocess& subprocess);
+
+// Starts a program and waits for it. Returns its wait status, or -1 with errno set.
+int run(const Subprocess& subprocess);
+
+// Waits for a child. Returns its wait status, or -1 with errno set.
+int wait_for_child(pid_t process);
+
+// Why there is no exit status: "dot: No such file or directory", "dot: Killed". Nothing if there is one.
+std::optional<std::string> missing_status(const std::string& name, int wait_status);
+
+// Runs a command in the foreground. Returns whether it exits with 0. Ctrl-C ends this process too, also if it
+// only reached the command. `program` is as in Subprocess.
+bool succeeds(const std::vector<std::string>& command, const std::string& program = "");
+
+// Runs a command and captures its output. Returns nothing, or why there is no output: "ip: No such file or
+// directory", or the first line that the command printed to standard error.
+std::optional<std::string> capture(const std::vector<std::string>& command, std::string& output);
