@@ -59,14 +59,14 @@ static void add_explain(CLI::App& app, Command& command) {
 }
 
 // What preview and diff have in common.
-static void add_trial_options(CLI::App& sub, TrialOptions& trial) {
-  sub.add_option("--action", trial.action, "apply, wwan_apply or dnsmasq")
+static void add_dry_run_options(CLI::App& sub, DryRunOptions& dry_run) {
+  sub.add_option("--action", dry_run.action, "apply, wwan_apply or dnsmasq")
       ->check(CLI::IsMember({"apply", "wwan_apply", "dnsmasq"}))
       ->default_val("apply");
-  sub.add_option("--cell", trial.cell,
+  sub.add_option("--cell", dry_run.cell,
                  "the cellular link: up (example values), down, here (this machine's), or a\n"
                  "directory with files wwan_*; default: here on a gateway, up elsewhere");
-  sub.add_option("--program", trial.program, "the cmd_lanfab to run; default: the installed one");
+  sub.add_option("--program", dry_run.program, "the cmd_lanfab to run; default: the installed one");
 }
 
 static void add_preview(CLI::App& app, Command& command) {
@@ -74,7 +74,7 @@ static void add_preview(CLI::App& app, Command& command) {
   const auto options = std::make_shared<PreviewOptions>();
   sub->add_option("FILE", options->file, "the configuration; - is standard input")
       ->default_val(kInstalledConfiguration);
-  add_trial_options(*sub, options->trial);
+  add_dry_run_options(*sub, options->dry_run);
   sub->add_option("-o", options->directory, "write the files below this directory, which must be empty");
   sub->add_option_function<std::string>(
          "--format", [options](const std::string& format) { options->json = format == "json"; },
@@ -93,7 +93,7 @@ static void add_diff(CLI::App& app, Command& command) {
   sub->add_option("OTHER", options->other,
                   "a newer one to compare it with; without, FILE is compared with\n"
                   "what is in /var/run now");
-  add_trial_options(*sub, options->trial);
+  add_dry_run_options(*sub, options->dry_run);
   sub->footer("Example: lanfab diff /etc/lanfab/network.json network.json");
   sub->callback([options, &command] { command = [options] { return diff(*options); }; });
 }
@@ -198,7 +198,7 @@ static bool is_output_complete() {
 
 int main(int argc, char* argv[]) {
   // First, since a run may call many tools: this program under the name of one.
-  if (argc > 0 && is_recorder(argv[0])) return record_call(argc, argv);
+  if (argc > 0 && is_stub(argv[0])) return record_call(argc, argv);
   signal(SIGPIPE, SIG_IGN);
   // The program's own code, which the rules ask, has nothing to say to this machine's log.
   setlogmask(LOG_MASK(LOG_EMERG));

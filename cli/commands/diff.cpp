@@ -23,33 +23,33 @@ struct Side {
 
 }  // namespace
 
-static Side state_before(const Trial& trial) {
+static Side state_before(const DryRun& dry_run) {
   Side side;
-  for (const File& file : trial.start.tree.files)
+  for (const File& file : dry_run.initial_state.tree.files)
     if (file.path.rfind(kSystemDatabase, 0) != 0) side.files.push_back(file);
   // Nothing to compare the commands of a run with.
-  side.commands = trial.outcome.commands;
+  side.commands = dry_run.result.commands;
   return side;
 }
 
-static Side state_after(const Trial& trial) {
-  Side side{{}, trial.outcome.commands};
-  for (const OutcomeFile& file : trial.outcome.files)
+static Side state_after(const DryRun& dry_run) {
+  Side side{{}, dry_run.result.commands};
+  for (const ResultFile& file : dry_run.result.files)
     side.files.push_back(file.file);
   return side;
 }
 
 // Returns nothing, or why there is nothing to compare. The configuration is a file's name or has been read.
 template <typename Configuration>
-static std::optional<std::string> run(const Configuration& configuration, const TrialOptions& options,
-                                      Trial& trial) {
-  if (auto trouble = try_out(configuration, options, trial)) return trouble;
-  const Outcome& outcome = trial.outcome;
-  if (outcome.status == 0) return std::nullopt;
-  const std::string how = outcome.status < 0
-                              ? std::string("is ended by a signal: ") + strsignal(-outcome.status)
-                              : "fails with the exit status " + std::to_string(outcome.status);
-  return outcome.standard_error + trial.source.name + ": the run " + how + "; see `lanfab preview -v`";
+static std::optional<std::string> run(const Configuration& configuration, const DryRunOptions& options,
+                                      DryRun& dry_run) {
+  if (auto trouble = make_dry_run(configuration, options, dry_run)) return trouble;
+  const DryRunResult& result = dry_run.result;
+  if (result.status == 0) return std::nullopt;
+  const std::string how = result.status < 0
+                              ? std::string("is ended by a signal: ") + strsignal(-result.status)
+                              : "fails with the exit status " + std::to_string(result.status);
+  return result.standard_error + dry_run.source.name + ": the run " + how + "; see `lanfab preview -v`";
 }
 
 static std::string text_of(const std::vector<std::vector<std::string>>& commands) {
@@ -119,12 +119,12 @@ static std::string text_of_changes(const Side& before, const Side& after) {
 }
 
 int diff(const DiffOptions& options) {
-  Trial first;
-  Trial second;
-  if (const auto trouble = run(options.file, options.trial, first)) return fail(*trouble);
+  DryRun first;
+  DryRun second;
+  if (const auto trouble = run(options.file, options.dry_run, first)) return fail(*trouble);
   const bool has_other = !options.other.empty();
   if (has_other) {
-    if (const auto trouble = run(options.other, options.trial, second)) return fail(*trouble);
+    if (const auto trouble = run(options.other, options.dry_run, second)) return fail(*trouble);
   }
   const Side before = has_other ? state_after(first) : state_before(first);
   const Side after = state_after(has_other ? second : first);
@@ -142,8 +142,8 @@ int diff(const DiffOptions& options) {
 }
 
 std::optional<std::string> show_changes(const Source& source) {
-  Trial trial;
-  if (auto trouble = run(source, TrialOptions(), trial)) return trouble;
-  std::fputs(text_of_changes(state_before(trial), state_after(trial)).c_str(), stdout);
+  DryRun dry_run;
+  if (auto trouble = run(source, DryRunOptions(), dry_run)) return trouble;
+  std::fputs(text_of_changes(state_before(dry_run), state_after(dry_run)).c_str(), stdout);
   return std::nullopt;
 }

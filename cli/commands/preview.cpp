@@ -45,9 +45,9 @@ static std::string heading_of(const File& file) {
 
 // Every file that the run wrote. Of two with one content, such as a file and what it was copied from, the
 // second is not shown again.
-static void print_files(const Outcome& outcome) {
+static void print_files(const DryRunResult& result) {
   std::map<std::string, std::string> shown;
-  for (const auto& [file, change] : outcome.files) {
+  for (const auto& [file, change] : result.files) {
     if (change != Change::kWritten) continue;
     const auto [first, is_new] = shown.emplace(file.content, file.path);
     print_heading(heading_of(file));
@@ -67,42 +67,42 @@ static void print_names(const char* heading, const std::vector<std::string>& nam
   std::printf("\n");
 }
 
-static std::vector<std::string> names_with(Change change, const Outcome& outcome) {
+static std::vector<std::string> names_with(Change change, const DryRunResult& result) {
   std::vector<std::string> names;
-  for (const OutcomeFile& file : outcome.files)
+  for (const ResultFile& file : result.files)
     if (file.change == change) names.push_back(file.file.path);
   return names;
 }
 
-static void print_outcome(const Outcome& outcome, const PreviewOptions& options) {
+static void print_result(const DryRunResult& result, const PreviewOptions& options) {
   if (options.directory.empty()) {
-    print_files(outcome);
+    print_files(result);
   } else {
-    print_names("written", names_with(Change::kWritten, outcome));
+    print_names("written", names_with(Change::kWritten, result));
   }
-  print_names("unchanged", names_with(Change::kRewritten, outcome));
-  print_names("removed", outcome.removed);
+  print_names("unchanged", names_with(Change::kRewritten, result));
+  print_names("removed", result.removed);
   std::vector<std::string> lines;
-  for (const auto& [key, value] : outcome.database)
+  for (const auto& [key, value] : result.database)
     lines.push_back(key + " = " + value);
   print_names("system database", lines);
   lines.clear();
-  for (const std::vector<std::string>& command : outcome.commands)
+  for (const std::vector<std::string>& command : result.commands)
     lines.push_back(joined(command));
   print_names("commands", lines);
   lines.clear();
-  for (const auto& [priority, text] : outcome.messages)
+  for (const auto& [priority, text] : result.messages)
     lines.push_back(std::string(kPriorities[priority]) + " " +
                     text.substr(0, text.find_last_not_of('\n') + 1));
   if (options.messages) print_names("messages", lines);
-  if (!outcome.standard_output.empty()) {
+  if (!result.standard_output.empty()) {
     print_heading("standard output");
-    print_text(outcome.standard_output);
+    print_text(result.standard_output);
   }
-  if (outcome.status < 0) {
-    std::printf("ended by signal %d (%s)\n", -outcome.status, strsignal(-outcome.status));
+  if (result.status < 0) {
+    std::printf("ended by signal %d (%s)\n", -result.status, strsignal(-result.status));
   } else {
-    std::printf("exit status %d\n", outcome.status);
+    std::printf("exit status %d\n", result.status);
   }
 }
 
@@ -125,7 +125,7 @@ static Json::Value json_of(const std::vector<std::string>& texts) {
   return list;
 }
 
-static Json::Value json_of(const OutcomeFile& one) {
+static Json::Value json_of(const ResultFile& one) {
   char mode[8];
   std::snprintf(mode, sizeof mode, "%04o", static_cast<unsigned>(one.file.mode));
   Json::Value value(Json::objectValue);
@@ -136,28 +136,28 @@ static Json::Value json_of(const OutcomeFile& one) {
   return value;
 }
 
-static void print_json(const Outcome& outcome) {
+static void print_json(const DryRunResult& result) {
   Json::Value root(Json::objectValue);
-  root["status"] = outcome.status;
+  root["status"] = result.status;
   root["files"] = Json::arrayValue;
-  for (const OutcomeFile& file : outcome.files)
+  for (const ResultFile& file : result.files)
     if (file.change != Change::kKept) root["files"].append(json_of(file));
-  root["removed"] = json_of(outcome.removed);
+  root["removed"] = json_of(result.removed);
   root["commands"] = Json::arrayValue;
-  for (const std::vector<std::string>& command : outcome.commands)
+  for (const std::vector<std::string>& command : result.commands)
     root["commands"].append(json_of(command));
   root["messages"] = Json::arrayValue;
-  for (const auto& [priority, text] : outcome.messages) {
+  for (const auto& [priority, text] : result.messages) {
     Json::Value message(Json::objectValue);
     message["priority"] = kPriorities[priority];
     message["text"] = text;
     root["messages"].append(message);
   }
   root["database"] = Json::objectValue;
-  for (const auto& [key, value] : outcome.database)
+  for (const auto& [key, value] : result.database)
     root["database"][key] = value;
-  root["stdout"] = outcome.standard_output;
-  root["stderr"] = outcome.standard_error;
+  root["stdout"] = result.standard_output;
+  root["stderr"] = result.standard_error;
   std::printf("%s\n", Json::writeString(Json::StreamWriterBuilder(), root).c_str());
 }
 
@@ -170,7 +170,7 @@ static bool is_free(const std::string& directory) {
 }
 
 // What stands below `directory`, the innermost first, is removed as far as this program made it.
-static void take_back(const std::string& directory, bool is_own) {
+static void remove_files(const std::string& directory, bool is_own) {
   Tree tree;
   add_directory(directory, kAnyDepth, tree);
   for (const File& file : tree.files)
@@ -179,9 +179,9 @@ static void take_back(const std::string& directory, bool is_own) {
     if (is_own || inner->path != directory) rmdir(inner->path.c_str());
 }
 
-static bool write_files(const Outcome& outcome, const std::string& directory) {
+static bool write_files(const DryRunResult& result, const std::string& directory) {
   if (mkdir(directory.c_str(), 0755) != 0 && errno != EEXIST) return false;
-  for (const auto& [file, change] : outcome.files) {
+  for (const auto& [file, change] : result.files) {
     if (change == Change::kKept) continue;
     const std::string path = directory + file.path;
     if (!make_directories(path.substr(0, path.find_last_of('/')), 0755)) return false;
@@ -191,12 +191,12 @@ static bool write_files(const Outcome& outcome, const std::string& directory) {
 }
 
 // All files or none: the signals that end a program wait, and after a failure nothing stays.
-static bool save_files(const Outcome& outcome, const std::string& directory) {
+static bool save_files(const DryRunResult& result, const std::string& directory) {
   const BlockedSignals signals;
   const bool is_own = access(directory.c_str(), F_OK) != 0;
-  const bool success = write_files(outcome, directory);
+  const bool success = write_files(result, directory);
   const int error = errno;
-  if (!success) take_back(directory, is_own);
+  if (!success) remove_files(directory, is_own);
   errno = error;
   return success;
 }
@@ -204,15 +204,15 @@ static bool save_files(const Outcome& outcome, const std::string& directory) {
 int preview(const PreviewOptions& options) {
   const std::string& directory = options.directory;
   if (!directory.empty() && !is_free(directory)) return fail(with_errno(directory));
-  Trial trial;
-  if (const auto trouble = try_out(options.file, options.trial, trial)) return fail(*trouble);
-  const Outcome& outcome = trial.outcome;
-  if (!directory.empty() && !save_files(outcome, directory)) return fail(with_errno(directory));
+  DryRun dry_run;
+  if (const auto trouble = make_dry_run(options.file, options.dry_run, dry_run)) return fail(*trouble);
+  const DryRunResult& result = dry_run.result;
+  if (!directory.empty() && !save_files(result, directory)) return fail(with_errno(directory));
   if (options.json) {
-    print_json(outcome);
+    print_json(result);
   } else {
-    print_outcome(outcome, options);
-    std::fputs(outcome.standard_error.c_str(), stderr);
+    print_result(result, options);
+    std::fputs(result.standard_error.c_str(), stderr);
   }
-  return outcome.status == 0 ? 0 : 1;
+  return result.status == 0 ? 0 : 1;
 }

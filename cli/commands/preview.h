@@ -8,12 +8,12 @@
 
 struct PreviewOptions {
   std::string file;  // "-" is standard input
-  TrialOptions trial;
+  DryRunOptions dry_run;
   std::string directory;  // the files go below it instead of to standard output; empty, they do not
   bool json = false;
   bool messages = false;  // show what goes to the system log, too
 };
 
-// Prints the outcome. Returns the exit status: 0 when the run succeeded, 1 when it failed, 2 when there is no
-// outcome.
+// Prints the result. Returns the exit status: 0 when the run succeeded, 1 when it failed, 2 when there is no
+// result.
 int preview(const PreviewOptions& options);

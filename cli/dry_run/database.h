@@ -1,6 +1,6 @@
 #pragma once
 
-// The system database of a world.
+// The system database of the sandbox.
 
 #include <map>
 #include <string>

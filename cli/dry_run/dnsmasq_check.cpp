@@ -107,11 +107,11 @@ static Finding finding_for(const Answer& answer, const std::string& text, const 
 
 std::optional<std::string> ask_dnsmasq(const std::string& dnsmasq, const Source& source,
                                        std::vector<Finding>& findings) {
-  TrialOptions options;
+  DryRunOptions options;
   options.cell = "up";
-  Trial trial;
-  if (auto trouble = try_out(source, options, trial)) return trouble;
-  for (const auto& [file, change] : trial.outcome.files) {
+  DryRun dry_run;
+  if (auto trouble = make_dry_run(source, options, dry_run)) return trouble;
+  for (const auto& [file, change] : dry_run.result.files) {
     if (file.path != kDnsmasqConf) continue;
     Answer answer;
     if (auto trouble = test_configuration(dnsmasq, file.content, answer)) return trouble;

@@ -21,26 +21,28 @@ static void replace_all(std::string& text, const std::string& from, const std::s
     text.replace(at, from.size(), to);
 }
 
-std::optional<std::string> try_out(const std::string& file, const TrialOptions& options, Trial& trial) {
+std::optional<std::string> make_dry_run(const std::string& file, const DryRunOptions& options,
+                                        DryRun& dry_run) {
   Source source;
   if (auto trouble = read_source(file, source)) return trouble;
-  return try_out(std::move(source), options, trial);
+  return make_dry_run(std::move(source), options, dry_run);
 }
 
-std::optional<std::string> try_out(Source source, const TrialOptions& options, Trial& trial) {
-  trial.source = std::move(source);
+std::optional<std::string> make_dry_run(Source source, const DryRunOptions& options, DryRun& dry_run) {
+  dry_run.source = std::move(source);
   const auto program = options.program.empty() ? find_program() : absolute_program(options.program);
   if (!program) {
     if (!options.program.empty()) return with_errno(options.program);
     return std::string("lanfab: ") + kProgram + " is neither beside this program nor in PATH";
   }
-  if (auto trouble = make_start(options.cell, trial.start)) return trouble;
-  Outcome& outcome = trial.outcome;
-  if (auto trouble = run_in_world({*program, options.action, trial.source.text, trial.start}, outcome)) {
+  if (auto trouble = make_initial_state(options.cell, dry_run.initial_state)) return trouble;
+  DryRunResult& result = dry_run.result;
+  if (auto trouble =
+          run_in_sandbox({*program, options.action, dry_run.source.text, dry_run.initial_state}, result)) {
     return "lanfab: " + *trouble;
   }
-  replace_all(outcome.standard_error, kConfigurationInWorld, trial.source.name);
-  for (Message& message : outcome.messages)
-    replace_all(message.text, kConfigurationInWorld, trial.source.name);
+  replace_all(result.standard_error, kSandboxConfigurationFile, dry_run.source.name);
+  for (Message& message : result.messages)
+    replace_all(message.text, kSandboxConfigurationFile, dry_run.source.name);
   return std::nullopt;
 }

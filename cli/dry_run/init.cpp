@@ -34,24 +34,24 @@ constexpr const char* kWrittenDirectories[] = {"/var/run", "/var/volatile", "/va
 // The time of all files before the run; a later one tells that a file was written.
 constexpr timespec kLongAgo[2] = {};
 
-static void lay(const File& file, const Report& report) {
-  report.require(write_file(file) && utimensat(AT_FDCWD, file.path.c_str(), kLongAgo, 0) == 0,
-                 "write " + file.path);
+static void lay(const File& file, const ResultPipe& pipe) {
+  pipe.require(write_file(file) && utimensat(AT_FDCWD, file.path.c_str(), kLongAgo, 0) == 0,
+               "write " + file.path);
 }
 
-static void lay_out(const Run& run, const Report& report) {
-  for (const Port& port : run.start.ports)
-    report.require(make_port(port), "make an interface " + port.name);
-  for (const Directory& directory : run.start.tree.directories)
-    report.require(make_directories(directory.path, directory.mode), "mkdir " + directory.path);
-  for (const File& file : run.start.tree.files)
-    lay(file, report);
-  lay({kConfigurationInWorld, 0644, run.configuration}, report);
-  report.require(prepare_recorders(run.start.active_services), "write /.world");
+static void lay_out(const SandboxRun& run, const ResultPipe& pipe) {
+  for (const EthernetPort& port : run.initial_state.ports)
+    pipe.require(make_port(port), "make an interface " + port.name);
+  for (const Directory& directory : run.initial_state.tree.directories)
+    pipe.require(make_directories(directory.path, directory.mode), "mkdir " + directory.path);
+  for (const File& file : run.initial_state.tree.files)
+    lay(file, pipe);
+  lay({kSandboxConfigurationFile, 0644, run.configuration}, pipe);
+  pipe.require(prepare_stubs(run.initial_state.active_services), "write /.sandbox");
   // From here on the usual file of the database is meant, whichever the machine has.
   unsetenv("LANFAB_SYSDB");
-  if (run.start.is_cell_connected)
-    sysdb_write_str(0, "CELL_CONNECTED", run.start.is_cell_connected->c_str(), 0);
+  if (run.initial_state.is_cell_connected)
+    sysdb_write_str(0, "CELL_CONNECTED", run.initial_state.is_cell_connected->c_str(), 0);
 }
 
 // The run must not depend on the signals that this program or its caller has blocked.
@@ -62,46 +62,47 @@ static void unblock_signals() {
 }
 
 // Whatever starts from now on has root's rights over files and the network alone, and leaves no core.
-static void limit_rights(const Report& report) {
+static void limit_rights(const ResultPipe& pipe) {
   for (int capability = 0; capability <= CAP_LAST_CAP; ++capability) {
     const bool is_needed = capability == CAP_NET_ADMIN || capability == CAP_DAC_OVERRIDE ||
                            capability == CAP_FOWNER || capability == CAP_CHOWN;
     if (!is_needed) prctl(PR_CAPBSET_DROP, capability, 0, 0, 0);
   }
-  report.require(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0, "prctl");
+  pipe.require(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0, "prctl");
   rlimit core{};
   getrlimit(RLIMIT_CORE, &core);
   // One byte: with none at all, a machine that hands cores to a program still would.
   core.rlim_cur = std::min<rlim_t>(1, core.rlim_max);
-  report.require(setrlimit(RLIMIT_CORE, &core) == 0, "setrlimit");
+  pipe.require(setrlimit(RLIMIT_CORE, &core) == 0, "setrlimit");
 }
 
 // Starts the program with its output into the two files. Returns its process.
-static pid_t start_program(const Run& run, const MemoryFile& output, const MemoryFile& errors,
-                           const Report& report) {
+static pid_t start_program(const SandboxRun& run, const MemoryFile& output, const MemoryFile& errors,
+                           const ResultPipe& pipe) {
   const Descriptor input(open("/dev/null", O_RDONLY | O_CLOEXEC));
   Subprocess program{{"cmd_lanfab", run.action}, kMachineRoot + run.program};
   program.environment = {"PATH=/usr/sbin:/usr/bin:/sbin:/bin",
-                         std::string("LANFAB_CONFIG_DIR=") + kWorldConfiguration};
+                         std::string("LANFAB_CONFIG_DIR=") + kSandboxConfigurationDirectory};
   program.input = input.number();
   program.output = output.number();
   program.errors = errors.number();
   const pid_t process = start(program);
-  report.require(process >= 0, "run " + run.program);
+  pipe.require(process >= 0, "run " + run.program);
   return process;
 }
 
 // Collects the log until the process ends. Returns its exit status, a signal's number below zero.
-static int wait_for(pid_t process, int syslog_socket, std::vector<Message>& messages, const Report& report) {
+static int wait_for(pid_t process, int syslog_socket, std::vector<Message>& messages,
+                    const ResultPipe& pipe) {
   const int ended = static_cast<int>(syscall(SYS_pidfd_open, process, 0));
-  report.require(ended >= 0, "pidfd_open");
+  pipe.require(ended >= 0, "pidfd_open");
   pollfd events[] = {{syslog_socket, POLLIN, 0}, {ended, POLLIN, 0}};
   while (events[1].revents == 0) {
-    report.require(poll(events, 2, -1) >= 0 || errno == EINTR, "poll");
+    pipe.require(poll(events, 2, -1) >= 0 || errno == EINTR, "poll");
     receive_messages(syslog_socket, messages);
   }
   int status = 0;
-  report.require(waitpid(process, &status, 0) == process, "waitpid");
+  pipe.require(waitpid(process, &status, 0) == process, "waitpid");
   // What it logged last may have come between.
   receive_messages(syslog_socket, messages);
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
@@ -122,7 +123,7 @@ static bool is_of_database(const File& file) {
 }
 
 // What is there now, and what has gone.
-static void collect_files(const std::vector<File>& laid, Outcome& outcome) {
+static void collect_files(const std::vector<File>& laid, DryRunResult& result) {
   std::map<std::string, const File*> before;
   for (const File& file : laid)
     if (!is_of_database(file)) before[file.path] = &file;
@@ -133,38 +134,38 @@ static void collect_files(const std::vector<File>& laid, Outcome& outcome) {
     if (is_of_database(file)) continue;
     const Change change = change_of(file, before);
     before.erase(file.path);
-    outcome.files.push_back({std::move(file), change});
+    result.files.push_back({std::move(file), change});
   }
   for (const auto& [path, file] : before)
-    outcome.removed.push_back(path);
+    result.removed.push_back(path);
 }
 
-static void collect_database(const Database& before, Outcome& outcome) {
+static void collect_database(const Database& before, DryRunResult& result) {
   for (const auto& [key, value] : read_database()) {
     const auto found = before.find(key);
-    if (found == before.end() || found->second != value) outcome.database.emplace_back(key, value);
+    if (found == before.end() || found->second != value) result.database.emplace_back(key, value);
   }
 }
 
-void live(const Run& run, const std::string& recorder, Report& report) {
+void run_init(const SandboxRun& run, const std::string& stub, ResultPipe& pipe) {
   umask(022);
-  enter_root(recorder, report);
-  report.set_made();
-  lay_out(run, report);
+  enter_root(stub, pipe);
+  pipe.note_set_up();
+  lay_out(run, pipe);
   const Database database = read_database();
   unblock_signals();
-  limit_rights(report);
+  limit_rights(pipe);
   const int syslog_socket = open_syslog_socket();
-  report.require(syslog_socket >= 0, "open /dev/log");
+  pipe.require(syslog_socket >= 0, "open /dev/log");
   const MemoryFile output;
   const MemoryFile errors;
-  Outcome outcome;
-  const pid_t process = start_program(run, output, errors, report);
-  outcome.status = wait_for(process, syslog_socket, outcome.messages, report);
-  outcome.commands = recorded_calls();
-  outcome.standard_output = output.content();
-  outcome.standard_error = errors.content();
-  collect_files(run.start.tree.files, outcome);
-  collect_database(database, outcome);
-  report.finish(outcome);
+  DryRunResult result;
+  const pid_t process = start_program(run, output, errors, pipe);
+  result.status = wait_for(process, syslog_socket, result.messages, pipe);
+  result.commands = recorded_calls();
+  result.standard_output = output.content();
+  result.standard_error = errors.content();
+  collect_files(run.initial_state.tree.files, result);
+  collect_database(database, result);
+  pipe.finish(result);
 }

@@ -1,9 +1,9 @@
 #pragma once
 
-// What the first process of a world does.
+// The first process of the sandbox.
 
 #include "cli/dry_run/result_pipe.h"
 #include "cli/dry_run/sandbox.h"
 
-// Lays out the world, runs the program and reports the outcome. `recorder` is this program's own path.
-[[noreturn]] void live(const Run& run, const std::string& recorder, Report& report);
+// Lays out the sandbox, runs the program and reports the result. `stub` is this program's own path.
+[[noreturn]] void run_init(const SandboxRun& run, const std::string& stub, ResultPipe& pipe);

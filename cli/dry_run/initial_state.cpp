@@ -78,14 +78,14 @@ static void copy_database(Tree& tree) {
   tree.files.push_back(std::move(database));
 }
 
-static void copy_this_machine(Start& start) {
-  start.tree = state_of_this_machine();
-  copy_database(start.tree);
+static void copy_this_machine(InitialState& state) {
+  state.tree = state_of_this_machine();
+  copy_database(state.tree);
   for (const char* name : {"eth0", "eth1"}) {
     char address[18] = "";
-    if (get_if_hw_addr_formatted(name, address) == 0) start.ports.push_back({name, address});
+    if (get_if_hw_addr_formatted(name, address) == 0) state.ports.push_back({name, address});
   }
-  if (is_service_active(kNetworkd)) start.active_services.emplace_back(kNetworkd);
+  if (is_service_active(kNetworkd)) state.active_services.emplace_back(kNetworkd);
 }
 
 // Lines like "d /run/systemd/network 0755 root root -".
@@ -101,10 +101,10 @@ static void add_image_directories(Tree& tree) {
   }
 }
 
-static void begin_anew(Start& start) {
-  add_image_directories(start.tree);
+static void begin_anew(InitialState& state) {
+  add_image_directories(state.tree);
   // Locally administered, and outside the ranges of any maker.
-  start.ports = {{"eth0", "02:00:5e:00:53:00"}, {"eth1", "02:00:5e:00:53:01"}};
+  state.ports = {{"eth0", "02:00:5e:00:53:00"}, {"eth1", "02:00:5e:00:53:01"}};
 }
 
 // The values in a directory: files named as in /var/run.
@@ -126,12 +126,12 @@ static std::optional<std::string> read_link(const std::string& directory, std::v
   return std::nullopt;
 }
 
-std::optional<std::string> make_start(const std::string& cell, Start& start) {
+std::optional<std::string> make_initial_state(const std::string& cell, InitialState& state) {
   const bool is_machine = cell == "here" || is_gateway();
   if (is_machine) {
-    copy_this_machine(start);
+    copy_this_machine(state);
   } else {
-    begin_anew(start);
+    begin_anew(state);
   }
   if (cell == "here" || (cell.empty() && is_machine)) return std::nullopt;
 
@@ -142,9 +142,9 @@ std::optional<std::string> make_start(const std::string& cell, Start& start) {
   } else if (cell != "down") {
     if (auto trouble = read_link(cell, link, connected)) return trouble;
   }
-  std::vector<File>& files = start.tree.files;
+  std::vector<File>& files = state.tree.files;
   files.erase(std::remove_if(files.begin(), files.end(), is_link_value), files.end());
   files.insert(files.end(), link.begin(), link.end());
-  start.is_cell_connected = connected;
+  state.is_cell_connected = connected;
   return std::nullopt;
 }

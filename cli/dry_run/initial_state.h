@@ -8,14 +8,14 @@
 
 #include "cli/dry_run/tree.h"
 
-struct Port {
+struct EthernetPort {
   std::string name;
-  std::string hardware_address;  // 02:00:5e:00:53:00
+  std::string mac_address;  // 02:00:5e:00:53:00
 };
 
-struct Start {
+struct InitialState {
   Tree tree;
-  std::vector<Port> ports;
+  std::vector<EthernetPort> ports;
   std::vector<std::string> active_services;
   // The value of CELL_CONNECTED, when it is not the one that the copied database has.
   std::optional<std::string> is_cell_connected;
@@ -30,7 +30,7 @@ bool is_gateway();
 // without it. Empty, it is "here" on a gateway and "up" elsewhere. The rest is copied from this machine if it
 // is a gateway or `cell` is "here", and otherwise that of a gateway that has just started. Returns nothing,
 // or what is wrong with `cell`.
-std::optional<std::string> make_start(const std::string& cell, Start& start);
+std::optional<std::string> make_initial_state(const std::string& cell, InitialState& state);
 
 // All that a run can have written: what it left here, but for the lock, and the values of the cellular link.
 Tree state_of_this_machine();

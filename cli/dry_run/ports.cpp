@@ -63,7 +63,7 @@ static bool is_acknowledged(int socket) {
   return answer.error == 0;
 }
 
-static bool make_interface(const Port& port, std::string_view address, const char* kind) {
+static bool make_interface(const EthernetPort& port, std::string_view address, const char* kind) {
   Request request;
   request.add(IFLA_IFNAME, std::string_view(port.name.c_str(), port.name.size() + 1));
   request.add(IFLA_ADDRESS, address);
@@ -74,11 +74,11 @@ static bool make_interface(const Port& port, std::string_view address, const cha
   return netlink.is_open() && request.send_to(netlink.number()) && is_acknowledged(netlink.number());
 }
 
-bool make_port(const Port& port) {
+bool make_port(const EthernetPort& port) {
   unsigned char bytes[6] = {};
-  std::sscanf(port.hardware_address.c_str(), "%hhx:%hhx:%hhx:%hhx:%hhx:%hhx", &bytes[0], &bytes[1], &bytes[2],
+  std::sscanf(port.mac_address.c_str(), "%hhx:%hhx:%hhx:%hhx:%hhx:%hhx", &bytes[0], &bytes[1], &bytes[2],
               &bytes[3], &bytes[4], &bytes[5]);
   const std::string_view address(reinterpret_cast<const char*>(bytes), sizeof bytes);
-  // Any kind does that has a hardware address; a gateway's kernel knows bridges.
+  // Any kind does that has a MAC address; a gateway's kernel knows bridges.
   return make_interface(port, address, "bridge") || make_interface(port, address, "veth");
 }

@@ -5,7 +5,7 @@
 
 namespace {
 
-enum class Kind : std::uint32_t { kOutcome, kTrouble };
+enum class Kind : std::uint32_t { kResult, kError };
 
 class Encoder {
  public:
@@ -76,80 +76,80 @@ class Decoder {
 
 }  // namespace
 
-std::string encode(const Outcome& outcome) {
+std::string encode(const DryRunResult& result) {
   Encoder out;
-  out.number(Kind::kOutcome);
-  out.number(outcome.status);
-  out.number(outcome.files.size());
-  for (const auto& [file, change] : outcome.files) {
+  out.number(Kind::kResult);
+  out.number(result.status);
+  out.number(result.files.size());
+  for (const auto& [file, change] : result.files) {
     out.text(file.path);
     out.number(file.mode);
     out.text(file.content);
     out.number(change);
   }
-  out.texts(outcome.removed);
-  out.number(outcome.commands.size());
-  for (const std::vector<std::string>& command : outcome.commands)
+  out.texts(result.removed);
+  out.number(result.commands.size());
+  for (const std::vector<std::string>& command : result.commands)
     out.texts(command);
-  out.number(outcome.messages.size());
-  for (const Message& message : outcome.messages) {
+  out.number(result.messages.size());
+  for (const Message& message : result.messages) {
     out.number(message.priority);
     out.text(message.text);
   }
-  out.number(outcome.database.size());
-  for (const auto& [key, value] : outcome.database) {
+  out.number(result.database.size());
+  for (const auto& [key, value] : result.database) {
     out.text(key);
     out.text(value);
   }
-  out.text(outcome.standard_output);
-  out.text(outcome.standard_error);
+  out.text(result.standard_output);
+  out.text(result.standard_error);
   return out.bytes;
 }
 
-std::string encode(const Trouble& trouble) {
+std::string encode(const SandboxError& error) {
   Encoder out;
-  out.number(Kind::kTrouble);
-  out.number(trouble.error);
-  out.text(trouble.what);
-  out.number(trouble.is_in_the_making);
+  out.number(Kind::kError);
+  out.number(error.code);
+  out.text(error.what);
+  out.number(error.is_in_setup);
   return out.bytes;
 }
 
-static void read_outcome(Decoder& in, Outcome& outcome) {
-  outcome.status = in.number<int>();
+static void read_result(Decoder& in, DryRunResult& result) {
+  result.status = in.number<int>();
   in.list([&] {
-    OutcomeFile& one = outcome.files.emplace_back();
+    ResultFile& one = result.files.emplace_back();
     one.file.path = in.text();
     one.file.mode = in.number<mode_t>();
     one.file.content = in.text();
     one.change = in.number<Change>();
   });
-  outcome.removed = in.texts();
-  in.list([&] { outcome.commands.push_back(in.texts()); });
+  result.removed = in.texts();
+  in.list([&] { result.commands.push_back(in.texts()); });
   in.list([&] {
-    Message& message = outcome.messages.emplace_back();
+    Message& message = result.messages.emplace_back();
     message.priority = in.number<int>();
     message.text = in.text();
   });
   in.list([&] {
-    auto& [key, value] = outcome.database.emplace_back();
+    auto& [key, value] = result.database.emplace_back();
     key = in.text();
     value = in.text();
   });
-  outcome.standard_output = in.text();
-  outcome.standard_error = in.text();
+  result.standard_output = in.text();
+  result.standard_error = in.text();
 }
 
-std::optional<Trouble> decode(const std::string& bytes, Outcome& outcome) {
+std::optional<SandboxError> decode(const std::string& bytes, DryRunResult& result) {
   Decoder in(bytes);
-  Trouble trouble{"the world ended too early"};
-  if (in.number<Kind>() == Kind::kOutcome) {
-    read_outcome(in, outcome);
+  SandboxError error{"the world ended too early"};
+  if (in.number<Kind>() == Kind::kResult) {
+    read_result(in, result);
     if (in.is_whole) return std::nullopt;
   } else {
-    trouble.error = in.number<int>();
-    trouble.what = in.text();
-    trouble.is_in_the_making = in.number() != 0;
+    error.code = in.number<int>();
+    error.what = in.text();
+    error.is_in_setup = in.number() != 0;
   }
-  return trouble;
+  return error;
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-// What a run of cmd_lanfab does, as a world reports it, and how that travels from there.
+// The result of a dry run, and its encoding for the pipe from the sandbox.
 
 #include <optional>
 #include <string>
@@ -22,14 +22,14 @@ enum class Change {
   kWritten,    // new, or with another content or mode
 };
 
-struct OutcomeFile {
+struct ResultFile {
   File file;
   Change change;
 };
 
-struct Outcome {
-  int status = 0;                  // the exit status; a signal's number below zero
-  std::vector<OutcomeFile> files;  // all that are there afterwards, by path, but the database
+struct DryRunResult {
+  int status = 0;                 // the exit status; a signal's number below zero
+  std::vector<ResultFile> files;  // all that are there afterwards, by path, but the database
   std::vector<std::string> removed;
   std::vector<std::vector<std::string>> commands;
   std::vector<Message> messages;
@@ -39,17 +39,17 @@ struct Outcome {
   std::string standard_error;
 };
 
-// Why there is no outcome: what failed, and errno.
-struct Trouble {
+// Why there is no result: what failed, and errno.
+struct SandboxError {
   std::string what;
-  int error = 0;
-  bool is_in_the_making = false;  // before there was a world
+  int code = 0;
+  bool is_in_setup = false;  // before there was a sandbox
 };
 
 // The bytes for the pipe: records that each begin with their length.
-std::string encode(const Outcome& outcome);
-std::string encode(const Trouble& trouble);
+std::string encode(const DryRunResult& result);
+std::string encode(const SandboxError& error);
 
-// Reads either from all bytes that came. Returns nothing and fills `outcome`, or the trouble; bytes that end
-// too early are trouble, too.
-std::optional<Trouble> decode(const std::string& bytes, Outcome& outcome);
+// Reads either from all bytes that came. Returns nothing and fills `result`, or the error; bytes that end
+// too early are error, too.
+std::optional<SandboxError> decode(const std::string& bytes, DryRunResult& result);

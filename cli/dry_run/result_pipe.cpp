@@ -6,12 +6,12 @@
 
 #include "cli/base/file.h"
 
-void Report::finish(const Outcome& outcome) const {
-  write_all(pipe_, encode(outcome));
+void ResultPipe::finish(const DryRunResult& result) const {
+  write_all(pipe_, encode(result));
   _exit(0);
 }
 
-void Report::give_up(const std::string& what) const {
-  write_all(pipe_, encode(Trouble{what, errno, !is_made_}));
+void ResultPipe::give_up(const std::string& what) const {
+  write_all(pipe_, encode(SandboxError{what, errno, !is_set_up_}));
   _exit(0);
 }

@@ -1,22 +1,22 @@
 #pragma once
 
-// The pipe by which the first process of a world tells its maker how it went.
+// The pipe by which the first process of the sandbox reports the result to its maker.
 
 #include <string>
 
 #include "cli/dry_run/result.h"
 
-class Report {
+class ResultPipe {
  public:
-  explicit Report(int pipe) : pipe_(pipe) {}
+  explicit ResultPipe(int pipe) : pipe_(pipe) {}
 
-  // From now on, trouble is none of the making.
-  void set_made() {
-    is_made_ = true;
+  // Errors from now on are not errors of the setup.
+  void note_set_up() {
+    is_set_up_ = true;
   }
 
-  // Ends the process, and with it the world. Without a reader it does the same.
-  [[noreturn]] void finish(const Outcome& outcome) const;
+  // Ends the process, and with it the sandbox. Without a reader it does the same.
+  [[noreturn]] void finish(const DryRunResult& result) const;
   [[noreturn]] void give_up(const std::string& what) const;  // errno says why
 
   // Gives up unless the call that was to do `what` succeeded.
@@ -26,5 +26,5 @@ class Report {
 
  private:
   int pipe_;
-  bool is_made_ = false;
+  bool is_set_up_ = false;
 };

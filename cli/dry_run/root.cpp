@@ -20,10 +20,10 @@ namespace {
 // Makes what is in the root.
 class Builder {
  public:
-  Builder(std::string recorder, const Report& report) : recorder_(std::move(recorder)), report_(report) {}
+  Builder(std::string stub, const ResultPipe& pipe) : stub_(std::move(stub)), pipe_(pipe) {}
 
   void build() const {
-    link_entries("", {".world", "bin", "dev", "proc", "run", "sbin", "tmp", "usr", "var"});
+    link_entries("", {".sandbox", "bin", "dev", "proc", "run", "sbin", "tmp", "usr", "var"});
     make_directory("/usr");
     link_entries("/usr", {"bin", "sbin"});
     for (const char* tools : {"/bin", "/sbin", "/usr/bin", "/usr/sbin"})
@@ -40,11 +40,11 @@ class Builder {
 
  private:
   void make_directory(const std::string& path) const {
-    report_.require(mkdir(path.c_str(), 0755) == 0, "mkdir " + path);
+    pipe_.require(mkdir(path.c_str(), 0755) == 0, "mkdir " + path);
   }
 
   void link(const std::string& target, const std::string& path) const {
-    report_.require(symlink(target.c_str(), path.c_str()) == 0, "symlink " + path);
+    pipe_.require(symlink(target.c_str(), path.c_str()) == 0, "symlink " + path);
   }
 
   // Links to the machine's entries of a directory; a link itself is copied, so that /bin leads to this root's
@@ -52,7 +52,7 @@ class Builder {
   void link_entries(const std::string& directory, const std::set<std::string>& except) const {
     const std::string machine = kMachineRoot + directory;
     const auto names = list_directory(machine);
-    report_.require(names.has_value(), "opendir " + directory + "/");
+    pipe_.require(names.has_value(), "opendir " + directory + "/");
     for (const std::string& name : *names) {
       const std::string path = directory + "/" + name;
       if (except.count(name) == 0 && !copy_link(path)) link(machine + "/" + name, path);
@@ -68,49 +68,49 @@ class Builder {
     return true;
   }
 
-  // The machine's tools in a directory, and the recorders.
+  // The machine's tools in a directory, and the stubs.
   void add_tools(const std::string& directory) const {
     struct stat status {};
     if (stat((kMachineRoot + directory).c_str(), &status) != 0 || copy_link(directory)) return;
     make_directory(directory);
-    link_entries(directory, recorded_tools());
-    for (const std::string& tool : recorded_tools())
-      link(kMachineRoot + recorder_, directory + "/" + tool);
+    link_entries(directory, stubbed_tools());
+    for (const std::string& tool : stubbed_tools())
+      link(kMachineRoot + stub_, directory + "/" + tool);
   }
 
   // In a container the machine's own may be covered in part, and the kernel then grants no other.
   void add_proc() const {
     if (mount("lanfab", "/proc", "proc", 0, nullptr) == 0) return;
-    report_.require(rmdir("/proc") == 0, "rmdir /proc");
+    pipe_.require(rmdir("/proc") == 0, "rmdir /proc");
     link(std::string(kMachineRoot) + "/proc", "/proc");
   }
 
-  std::string recorder_;
-  const Report& report_;
+  std::string stub_;
+  const ResultPipe& pipe_;
 };
 
 }  // namespace
 
 // Nothing of the machine's can be written from here on, whatever may be tried.
-static void make_read_only(const char* directory, const Report& report) {
+static void make_read_only(const char* directory, const ResultPipe& pipe) {
   mount_attr attributes{};
   attributes.attr_set = MOUNT_ATTR_RDONLY;
   const long result =
       syscall(SYS_mount_setattr, AT_FDCWD, directory, AT_RECURSIVE, &attributes, sizeof attributes);
-  report.require(result == 0, "mount_setattr");
+  pipe.require(result == 0, "mount_setattr");
 }
 
-void enter_root(const std::string& recorder, const Report& report) {
+void enter_root(const std::string& stub, const ResultPipe& pipe) {
   // What is mounted here must not reach the machine.
-  report.require(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "mount /");
+  pipe.require(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "mount /");
   // Any directory does: the machine's own is seen again once this is the root.
   constexpr char kMountPoint[] = "/tmp";
-  report.require(mount("lanfab", kMountPoint, "tmpfs", 0, "mode=755") == 0, "mount tmpfs");
-  report.require(chdir(kMountPoint) == 0, "chdir");
-  for (const char* directory : {".world", ".world/real", ".world/config"})
-    report.require(mkdir(directory, 0755) == 0, "mkdir");
-  report.require(syscall(SYS_pivot_root, ".", ".world/real") == 0, "pivot_root");
-  report.require(chdir("/") == 0, "chdir /");
-  make_read_only(kMachineRoot, report);
-  Builder(recorder, report).build();
+  pipe.require(mount("lanfab", kMountPoint, "tmpfs", 0, "mode=755") == 0, "mount tmpfs");
+  pipe.require(chdir(kMountPoint) == 0, "chdir");
+  for (const char* directory : {".sandbox", ".sandbox/real", ".sandbox/config"})
+    pipe.require(mkdir(directory, 0755) == 0, "mkdir");
+  pipe.require(syscall(SYS_pivot_root, ".", ".sandbox/real") == 0, "pivot_root");
+  pipe.require(chdir("/") == 0, "chdir /");
+  make_read_only(kMachineRoot, pipe);
+  Builder(stub, pipe).build();
 }

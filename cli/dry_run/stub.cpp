@@ -8,13 +8,13 @@
 
 #include "cli/base/file.h"
 
-constexpr char kCalls[] = "/.world/commands";
-constexpr char kServices[] = "/.world/services";
+constexpr char kCalls[] = "/.sandbox/commands";
+constexpr char kServices[] = "/.sandbox/services";
 
 // As a shell says that there is no such command.
 constexpr int kNotFound = 127;
 
-const std::set<std::string>& recorded_tools() {
+const std::set<std::string>& stubbed_tools() {
   static const std::set<std::string> kTools = {
       "ip", "networkctl", "route_table_add", "route_table_flush", "systemctl", "telnet-init"};
   return kTools;
@@ -25,11 +25,11 @@ static const char* name_of(const char* called) {
   return slash != nullptr ? slash + 1 : called;
 }
 
-bool is_recorder(const char* called) {
-  return recorded_tools().count(name_of(called)) != 0;
+bool is_stub(const char* called) {
+  return stubbed_tools().count(name_of(called)) != 0;
 }
 
-bool prepare_recorders(const std::vector<std::string>& active_services) {
+bool prepare_stubs(const std::vector<std::string>& active_services) {
   File services{kServices, 0644, ""};
   for (const std::string& service : active_services)
     services.content += service + "\n";

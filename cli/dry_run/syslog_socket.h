@@ -1,6 +1,6 @@
 #pragma once
 
-// The system log of a world.
+// The system log of the sandbox.
 
 #include <vector>
 
