@@ -16,10 +16,10 @@ static int refuse(const char* reason) {
 }
 
 // The timer goes last: killed before, it finds the new file installed, and applies that once more.
-static int keep(const std::string& installed) {
+static int confirm_trial(const std::string& installed) {
   File trial;
   if (!read_file(kTrialFile, trial)) return fail(with_errno(kTrialFile));
-  if (!look_beneath_trial(installed)) return fail(with_errno(installed));
+  if (!enter_view_without_trial(installed)) return fail(with_errno(installed));
   std::string trouble;
   const Installation installation = install(trial.content, installed, trouble);
   if (installation == Installation::kFailed) return fail(trouble + "; the trial goes on");
@@ -38,8 +38,7 @@ int confirm() {
   if (!installed) return fail(with_errno(kInstalledConfiguration));
   const DirectoryLock lock(kStateDirectory);
   if (!read_state()) return refuse("no trial is under way");
-  if (is_at_work(kApplyUnit)) return refuse("the APPLY of the trial is still at work");
-  if (is_at_work(kRevertUnit) || !is_trial_in_force(*installed))
-    return refuse("the trial is being taken back");
-  return keep(*installed);
+  if (is_running(kApplyUnit)) return refuse("the APPLY of the trial is still at work");
+  if (is_running(kRevertUnit) || !is_trial_active(*installed)) return refuse("the trial is being taken back");
+  return confirm_trial(*installed);
 }

@@ -21,7 +21,7 @@ constexpr std::int64_t kAttemptSeconds = 600;
 constexpr unsigned kPauseSeconds = 5;
 
 // To the journal as an alert, and to everyone who is logged in.
-static void cry(const std::string& message) {
+static void broadcast_alert(const std::string& message) {
   std::fprintf(stderr, "<1>%s\n", message.c_str());
   std::fflush(stderr);
   succeeds({"wall", "lanfab: " + message});
@@ -35,22 +35,24 @@ static int apply_old_configuration(const std::string& program) {
     remove_stale_lock();
     if (apply_here(program)) return 0;
     if (is_first)
-      cry("the trial is over, but the APPLY of the old configuration has failed; it is tried again");
+      broadcast_alert(
+          "the trial is over, but the APPLY of the old configuration has failed; it is tried again");
     if (monotonic_seconds() >= end) break;
     sleep(kPauseSeconds);
   }
-  cry("the old configuration is not in force: its APPLY fails again and again; lanfab revert tries it anew");
+  broadcast_alert(
+      "the old configuration is not in force: its APPLY fails again and again; lanfab revert tries it anew");
   return 1;
 }
 
 // The service. It may come at any moment of a trial, also when `lanfab try` and its shell are gone.
-static int take_trial_back(const std::string& installed) {
+static int roll_back(const std::string& installed) {
   const auto program = find_program();
   if (!program) return fail("lanfab: cmd_lanfab is not installed");
   {
     const DirectoryLock lock(kStateDirectory);
-    if (!read_state() && !is_trial_in_force(installed)) return 0;
-    if (!take_trial_away(installed)) return fail(with_errno(installed));
+    if (!read_state() && !is_trial_active(installed)) return 0;
+    if (!deactivate_trial(installed)) return fail(with_errno(installed));
   }
   stop_apply();
   const int status = apply_old_configuration(*program);
@@ -67,7 +69,7 @@ int end_trial() {
   if (read_state()) {
     std::printf("Taking the trial back ...\n");
     std::fflush(stdout);
-    revert_now();
+    roll_back_now();
   }
   if (read_state()) {
     return fail("lanfab: the old configuration is not in force yet: journalctl --unit=" +
@@ -88,7 +90,7 @@ static bool is_wanted(const std::string& previous) {
   return std::fgets(answer, sizeof answer, stdin) != nullptr && (answer[0] == 'y' || answer[0] == 'Y');
 }
 
-static int put_previous_back(const std::string& installed, bool is_agreed) {
+static int restore_previous(const std::string& installed, bool is_agreed) {
   const std::string previous = installed + kPreviousSuffix;
   File file;
   if (!read_file(previous, file)) {
@@ -116,7 +118,7 @@ int revert(const RevertOptions& options) {
   if (const auto trouble = enter_system()) return fail(*trouble);
   const auto installed = installed_path();
   if (!installed) return fail(with_errno(kInstalledConfiguration));
-  if (options.by_timer) return take_trial_back(*installed);
-  if (read_state() || is_trial_in_force(*installed)) return end_trial();
-  return put_previous_back(*installed, options.yes);
+  if (options.by_timer) return roll_back(*installed);
+  if (read_state() || is_trial_active(*installed)) return end_trial();
+  return restore_previous(*installed, options.yes);
 }

@@ -37,7 +37,7 @@ static void note_interrupt(int) {
 
 // What a trial that was killed before its timer started has left.
 static bool is_over(const std::string& installed) {
-  return !is_trial_in_force(installed) && !is_at_work(kRevertTimer) && !is_at_work(kRevertUnit);
+  return !is_trial_active(installed) && !is_running(kRevertTimer) && !is_running(kRevertUnit);
 }
 
 // With the owner and mode of the file that it covers, whose readers it gets.
@@ -56,8 +56,8 @@ static std::optional<std::string> begin(const std::string& content, const std::s
   const DirectoryLock lock(kStateDirectory);
   const auto present = read_state();
   if (present && !is_over(installed)) return "lanfab: a trial is under way: " + describe(*present);
-  if (is_trial_in_force(installed)) return "lanfab: a trial is under way: lanfab revert ends it";
-  if (is_at_work(kRevertUnit)) return "lanfab: a trial is being taken back";
+  if (is_trial_active(installed)) return "lanfab: a trial is under way: lanfab revert ends it";
+  if (is_running(kRevertUnit)) return "lanfab: a trial is being taken back";
   // That of one whose `lanfab confirm` was killed at its end.
   stop_revert_timer();
   std::optional<std::string> trouble;
@@ -65,16 +65,16 @@ static std::optional<std::string> begin(const std::string& content, const std::s
     trouble = with_errno(kStateDirectory);
   } else if (!start_revert_timer(state.ends - state.began)) {
     trouble = "lanfab: the timer that takes the trial back cannot be started";
-  } else if (!put_trial_in_force(installed)) {
+  } else if (!activate_trial(installed)) {
     trouble = with_errno(installed);
-    take_trial_away(installed);
+    deactivate_trial(installed);
     stop_revert_timer();
   }
   if (trouble) remove_state();
   return trouble;
 }
 
-static int take_back() {
+static int roll_back_trial() {
   const int status = end_trial();
   return status == 0 ? 1 : status;
 }
@@ -106,7 +106,7 @@ static int count_down(const TrialState& state, const std::string& installed, con
     const std::int64_t left = state.ends - monotonic_seconds();
     if (is_interrupted != 0 || left <= 0) {
       std::printf("\n");
-      return take_back();
+      return roll_back_trial();
     }
     std::printf("\rEnter keeps it, Ctrl-C goes back at once; it ends in %lld s. ",
                 static_cast<long long>(left));
@@ -153,10 +153,10 @@ int try_on_gateway(const TryOptions& options) {
               static_cast<long long>(options.seconds));
   std::fflush(stdout);
   const bool is_applied = is_interrupted == 0 && apply_in_service(*program, OnFailure::kRevert);
-  if (is_interrupted != 0) return take_back();
+  if (is_interrupted != 0) return roll_back_trial();
   if (!is_applied) {
     std::fprintf(stderr, "lanfab: its APPLY has failed: journalctl --unit=%s\n", kApplyUnit);
-    return take_back();
+    return roll_back_trial();
   }
   if (is_interactive()) return count_down(state, *installed, source.text);
   tell_what_to_type(state);

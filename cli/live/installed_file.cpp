@@ -21,29 +21,29 @@ std::optional<std::string> installed_path() {
   return path;
 }
 
-bool is_trial_in_force(const std::string& installed) {
+bool is_trial_active(const std::string& installed) {
   struct stat here {};
   struct stat trial {};
   return stat(installed.c_str(), &here) == 0 && stat(kTrialFile, &trial) == 0 &&
          here.st_dev == trial.st_dev && here.st_ino == trial.st_ino;
 }
 
-bool put_trial_in_force(const std::string& installed) {
+bool activate_trial(const std::string& installed) {
   if (mount(kTrialFile, installed.c_str(), nullptr, MS_BIND, nullptr) != 0) return false;
   // What somebody writes now would be lost with the trial.
   return mount(nullptr, installed.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) == 0;
 }
 
-bool take_trial_away(const std::string& installed) {
-  while (is_trial_in_force(installed)) {
+bool deactivate_trial(const std::string& installed) {
+  while (is_trial_active(installed)) {
     if (umount2(installed.c_str(), MNT_DETACH) != 0) return false;
   }
   return true;
 }
 
-bool look_beneath_trial(const std::string& installed) {
+bool enter_view_without_trial(const std::string& installed) {
   return unshare(CLONE_NEWNS) == 0 && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-         take_trial_away(installed);
+         deactivate_trial(installed);
 }
 
 // Writes a new file and waits until the disk has it.

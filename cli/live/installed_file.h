@@ -14,18 +14,18 @@ inline constexpr char kPreviousSuffix[] = ".previous";
 std::optional<std::string> installed_path();
 
 // Whether the trial's file lies over `installed`.
-bool is_trial_in_force(const std::string& installed);
+bool is_trial_active(const std::string& installed);
 
 // Puts the trial's file over `installed`, where nobody can write to it. False, with errno set, when it
 // cannot.
-bool put_trial_in_force(const std::string& installed);
+bool activate_trial(const std::string& installed);
 
 // Takes it away again, also from a run that reads it.
-bool take_trial_away(const std::string& installed);
+bool deactivate_trial(const std::string& installed);
 
 // Leaves the common view of the file system for one of this process alone, in which `installed` is the file
 // on the disk. False, with errno set, when it cannot.
-bool look_beneath_trial(const std::string& installed);
+bool enter_view_without_trial(const std::string& installed);
 
 enum class Installation { kFailed, kPlaced, kDurable };
 
@@ -33,7 +33,7 @@ enum class Installation { kFailed, kPlaced, kDurable };
 // previous one. At every moment, power lost included, `installed` is either whole. Placed, not durable: every
 // run sees it, but the disk has not confirmed it. `trouble` says what failed.
 //
-// During a trial this is called in the view of look_beneath_trial. The kernel then takes the trial's file
-// away for everyone in the very rename that puts the same text in its place: no run sees the former one in
-// between, unless it opens the file in the microsecond that the kernel needs.
+// During a trial this is called in the view of enter_view_without_trial. The kernel then takes the trial's
+// file away for everyone in the very rename that puts the same text in its place: no run sees the former one
+// in between, unless it opens the file in the microsecond that the kernel needs.
 Installation install(const std::string& content, const std::string& installed, std::string& trouble);

@@ -7,7 +7,7 @@ constexpr char kApplyLimit[] = "170";
 constexpr char kStopLimit[] = "--property=TimeoutStopSec=10";
 constexpr std::int64_t kNever = 86400;
 
-bool is_at_work(const char* unit) {
+bool is_running(const char* unit) {
   std::string state;
   if (capture({"systemctl", "show", "--property=ActiveState", "--value", unit}, state)) return true;
   return state != "inactive\n" && state != "failed\n";
@@ -26,13 +26,13 @@ bool start_revert_timer(std::int64_t seconds) {
 }
 
 bool stop_revert_timer() {
-  return !is_at_work(kRevertTimer) || succeeds({"systemctl", "stop", kRevertTimer});
+  return !is_running(kRevertTimer) || succeeds({"systemctl", "stop", kRevertTimer});
 }
 
-bool revert_now() {
+bool roll_back_now() {
   // Without its timer, which somebody has stopped, the service is unknown. One that never comes makes it
   // known.
-  if (!is_at_work(kRevertTimer) && !is_at_work(kRevertUnit) && !start_revert_timer(kNever)) return false;
+  if (!is_running(kRevertTimer) && !is_running(kRevertUnit) && !start_revert_timer(kNever)) return false;
   return succeeds({"systemctl", "start", kRevertUnit});
 }
 
@@ -45,7 +45,7 @@ bool apply_in_service(const std::string& program, OnFailure on_failure) {
 }
 
 void stop_apply() {
-  if (is_at_work(kApplyUnit)) succeeds({"systemctl", "stop", kApplyUnit});
+  if (is_running(kApplyUnit)) succeeds({"systemctl", "stop", kApplyUnit});
 }
 
 bool apply_here(const std::string& program) {

@@ -12,7 +12,7 @@ inline constexpr char kRevertUnit[] = "lanfab-revert.service";
 inline constexpr char kRevertTimer[] = "lanfab-revert.timer";
 
 // Whether the unit is active or on its way to or from there. True when systemd does not tell.
-bool is_at_work(const char* unit);
+bool is_running(const char* unit);
 
 // Starts the timer that takes the trial back after so many seconds, whatever the clock of the machine says.
 bool start_revert_timer(std::int64_t seconds);
@@ -21,7 +21,7 @@ bool start_revert_timer(std::int64_t seconds);
 bool stop_revert_timer();
 
 // Starts what the timer would start, or joins it, and waits for its end. Returns whether it succeeded.
-bool revert_now();
+bool roll_back_now();
 
 enum class OnFailure { kNothing, kRevert };
 
