@@ -10,27 +10,27 @@
 #include "cli/status/text_report.h"
 #include "cli/status/watch.h"
 
-// Looks once. `text` is what there is to print.
-static int look_once(const StatusOptions& options, std::string& text) {
-  Look look;
-  if (const auto trouble = take_look(look)) {
+// Takes one snapshot. `text` is what there is to print.
+static int report_once(const StatusOptions& options, std::string& text) {
+  Snapshot snapshot;
+  if (const auto trouble = take_snapshot(snapshot)) {
     text = "lanfab: " + *trouble;
     return kFailure;
   }
-  const std::vector<Difference> differences = find_differences(look);
-  text = options.json ? Json::writeString(Json::StreamWriterBuilder(), json_of(look, differences)) + "\n"
-                      : text_of(look, differences, options.messages, wants_color(is_terminal(STDOUT_FILENO)));
-  return differences.empty() ? 0 : 1;
+  const std::vector<Drift> drift = find_drift(snapshot);
+  text = options.json ? Json::writeString(Json::StreamWriterBuilder(), json_of(snapshot, drift)) + "\n"
+                      : text_of(snapshot, drift, options.messages, wants_color(is_terminal(STDOUT_FILENO)));
+  return drift.empty() ? 0 : 1;
 }
 
-static int keep_looking(const StatusOptions& options) {
+static int keep_reporting(const StatusOptions& options) {
   if (!is_terminal(STDOUT_FILENO)) return fail("lanfab: --watch needs a terminal");
   std::string text;
-  int result = look_once(options, text);
+  int result = report_once(options, text);
   // What fails later may come back.
   if (result == kFailure) return fail(text);
   const int signal = watch([&options, &result, &text] {
-    result = look_once(options, text);
+    result = report_once(options, text);
     return text;
   });
   if (signal != 0) raise(signal);
@@ -38,9 +38,9 @@ static int keep_looking(const StatusOptions& options) {
 }
 
 int status(const StatusOptions& options) {
-  if (options.watch) return keep_looking(options);
+  if (options.watch) return keep_reporting(options);
   std::string text;
-  const int result = look_once(options, text);
+  const int result = report_once(options, text);
   if (result == kFailure) return fail(text);
   std::fputs(text.c_str(), stdout);
   return result;

@@ -10,7 +10,7 @@ static std::string value_of(Read read) {
   return text;
 }
 
-Cellular look_at_cellular() {
+Cellular read_cellular() {
   Cellular link;
   link.is_connected = is_cell_connected() != 0;
   link.interface = value_of<kWwanInterfaceTextSize>(read_wwan_intf);

@@ -16,4 +16,4 @@ struct Cellular {
   std::vector<std::string> name_servers;
 };
 
-Cellular look_at_cellular();
+Cellular read_cellular();

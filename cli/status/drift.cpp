@@ -46,19 +46,19 @@ static bool is_wanted(const std::string& address, const std::string& wanted) {
   return wanted.find('/') != std::string::npos ? address == wanted : begins_with(address, wanted + "/");
 }
 
-std::optional<bool> wanted_forwarding(const Look& look, const InterfaceFacts& wanted) {
+std::optional<bool> wanted_forwarding(const Snapshot& snapshot, const InterfaceFacts& wanted) {
   // It is its bridge that forwards.
   if (!wanted.bridge.empty()) return std::nullopt;
-  const auto& interfaces = look.wanted.interfaces;
+  const auto& interfaces = snapshot.wanted.interfaces;
   // One interface with such a unit switches forwarding on for all, as soon as it is there.
-  if (std::any_of(interfaces.begin(), interfaces.end(), [&look](const auto& one) {
-        return one.second.forwards && look.kernel.links.count(one.first) != 0;
+  if (std::any_of(interfaces.begin(), interfaces.end(), [&snapshot](const auto& one) {
+        return one.second.forwards && snapshot.kernel.links.count(one.first) != 0;
       })) {
     return true;
   }
   const bool is_asked_for =
       std::any_of(interfaces.begin(), interfaces.end(), [](const auto& one) { return one.second.forwards; });
-  if (look.forbids_forwarding && !is_asked_for) return false;
+  if (snapshot.forbids_forwarding && !is_asked_for) return false;
   return std::nullopt;
 }
 
@@ -66,38 +66,38 @@ namespace {
 
 class Comparison {
  public:
-  explicit Comparison(const Look& look) : look_(look) {}
+  explicit Comparison(const Snapshot& snapshot) : snapshot_(snapshot) {}
 
-  std::vector<Difference> find() {
-    for (const auto& [name, wanted] : look_.wanted.interfaces)
+  std::vector<Drift> find() {
+    for (const auto& [name, wanted] : snapshot_.wanted.interfaces)
       compare_interface(name, wanted);
-    for (const auto& [name, link] : look_.kernel.links)
-      if (look_.wanted.interfaces.count(name) == 0 && is_made_by_runs(name))
+    for (const auto& [name, link] : snapshot_.kernel.links)
+      if (snapshot_.wanted.interfaces.count(name) == 0 && is_made_by_runs(name))
         say(name, "it is in the kernel, but not in the configuration");
     compare_services();
     compare_runs();
-    if (look_.lock && !look_.lock->is_held)
+    if (snapshot_.lock && !snapshot_.lock->is_held)
       say("lock",
           std::string("no run holds it any more; every run waits for it until ") + kLockFile + " is removed");
-    return std::move(differences_);
+    return std::move(drift_);
   }
 
  private:
-  void say(const std::string& subject, const std::string& what, bool is_coming = false) {
-    differences_.push_back({subject, what, is_coming});
+  void say(const std::string& subject, const std::string& what, bool is_pending = false) {
+    drift_.push_back({subject, what, is_pending});
   }
 
   // Something that an interface lacks.
-  void say_missing(const std::string& name, const std::string& what, bool is_coming) {
-    say(name, what + (is_coming ? " is coming" : " is missing"), is_coming);
+  void say_missing(const std::string& name, const std::string& what, bool is_pending) {
+    say(name, what + (is_pending ? " is coming" : " is missing"), is_pending);
   }
 
   void compare_interface(const std::string& name, const InterfaceFacts& wanted) {
-    const std::string setup = value_in(look_.setup, name);
-    const auto found = look_.kernel.links.find(name);
-    if (found == look_.kernel.links.end()) {
-      const bool is_coming = wanted.is_made && look_.services.at(kNetworkd).is_coming();
-      say_missing(name, "the interface", is_coming);
+    const std::string setup = value_in(snapshot_.setup, name);
+    const auto found = snapshot_.kernel.links.find(name);
+    if (found == snapshot_.kernel.links.end()) {
+      const bool is_pending = wanted.is_made && snapshot_.services.at(kNetworkd).is_pending();
+      say_missing(name, "the interface", is_pending);
       return;
     }
     const Link& link = found->second;
@@ -109,45 +109,45 @@ class Comparison {
     if (setup == "failed") say(name, "systemd-networkd could not set it up");
     if (setup == "unmanaged") say(name, "systemd-networkd has not read its unit");
     // Without a carrier, systemd-networkd waits for one.
-    const bool is_coming = is_being_set_up(setup) && (link.has_carrier || !link.is_up);
-    compare_settings(name, wanted, link, is_coming);
-    compare_forwarding(name, wanted, link, is_coming);
-    compare_addresses(name, wanted, link, is_coming);
+    const bool is_pending = is_being_set_up(setup) && (link.has_carrier || !link.is_up);
+    compare_settings(name, wanted, link, is_pending);
+    compare_forwarding(name, wanted, link, is_pending);
+    compare_addresses(name, wanted, link, is_pending);
     for (const RouteFacts& route : wanted.route_sections)
-      compare_route(name, wanted, route, is_coming);
+      compare_route(name, wanted, route, is_pending);
   }
 
   bool is_being_set_up(const std::string& setup) const {
     return setup == "configuring" || setup == "pending" || setup == "initialized" ||
-           look_.services.at(kNetworkd).is_coming();
+           snapshot_.services.at(kNetworkd).is_pending();
   }
 
   void compare_settings(const std::string& name, const InterfaceFacts& wanted, const Link& link,
-                        bool is_coming) {
+                        bool is_pending) {
     const std::string mtu = std::to_string(link.mtu);
     if (!wanted.mtu.empty() && wanted.mtu != mtu)
-      say(name, "the MTU is " + mtu + ", not " + wanted.mtu + (is_coming ? " yet" : ""), is_coming);
+      say(name, "the MTU is " + mtu + ", not " + wanted.mtu + (is_pending ? " yet" : ""), is_pending);
     if (!wanted.bridge.empty() && wanted.bridge != link.bridge)
-      say(name, "it is not in the bridge " + wanted.bridge + (is_coming ? " yet" : ""), is_coming);
+      say(name, "it is not in the bridge " + wanted.bridge + (is_pending ? " yet" : ""), is_pending);
     if (wanted.bridge.empty() && !link.bridge.empty())
-      say(name, "it is in the bridge " + link.bridge + (is_coming ? " still" : ""), is_coming);
+      say(name, "it is in the bridge " + link.bridge + (is_pending ? " still" : ""), is_pending);
   }
 
   void compare_forwarding(const std::string& name, const InterfaceFacts& wanted, const Link& link,
-                          bool is_coming) {
-    const std::optional<bool> is_wanted = wanted_forwarding(look_, wanted);
+                          bool is_pending) {
+    const std::optional<bool> is_wanted = wanted_forwarding(snapshot_, wanted);
     if (!is_wanted || !link.forwards || *is_wanted == *link.forwards) return;
     if (*is_wanted) {
       say(name,
-          is_coming ? "forwarding is not on yet" : "forwarding is off, but the configuration asks for it",
-          is_coming);
+          is_pending ? "forwarding is not on yet" : "forwarding is off, but the configuration asks for it",
+          is_pending);
     } else {
       say(name, "forwarding is on, but the configuration does not ask for it");
     }
   }
 
   void compare_addresses(const std::string& name, const InterfaceFacts& wanted, const Link& link,
-                         bool is_coming) {
+                         bool is_pending) {
     const bool is_client = wanted.address == kDynamicAddress;
     std::vector<std::string> own;
     for (const std::string& address : {is_client ? std::string() : wanted.address, wanted.secondary_address})
@@ -156,11 +156,11 @@ class Comparison {
     for (const std::string& address : own) {
       const auto is_it = [&address](const KernelAddress& other) { return is_wanted(other.text, address); };
       if (std::none_of(there.begin(), there.end(), is_it))
-        say_missing(name, "the address " + address, is_coming);
+        say_missing(name, "the address " + address, is_pending);
     }
     const auto is_dynamic = [](const KernelAddress& address) { return address.is_dynamic; };
     if (is_client && std::none_of(there.begin(), there.end(), is_dynamic))
-      say_missing(name, "an address by DHCP", is_coming);
+      say_missing(name, "an address by DHCP", is_pending);
     for (const KernelAddress& address : there) {
       const auto is_it = [&address](const std::string& other) { return is_wanted(address.text, other); };
       if (!address.is_dynamic && std::none_of(own.begin(), own.end(), is_it))
@@ -170,7 +170,7 @@ class Comparison {
 
   // The routes of another table are for other packets than the gateway's own.
   void compare_route(const std::string& name, const InterfaceFacts& wanted, const RouteFacts& route,
-                     bool is_coming) {
+                     bool is_pending) {
     if (!route.table.empty()) return;
     const bool is_from_lease = route.gateway == "_dhcp";
     KernelRoute own;
@@ -182,20 +182,20 @@ class Comparison {
       if (other.interface != own.interface || other.destination != own.destination) return false;
       return is_from_lease || (other.gateway == own.gateway && other.metric == own.metric);
     };
-    const std::vector<KernelRoute>& routes = look_.kernel.routes;
+    const std::vector<KernelRoute>& routes = snapshot_.kernel.routes;
     if (std::any_of(routes.begin(), routes.end(), is_there)) return;
     // Nothing more than the lease that is missing, too.
     if (is_from_lease && wanted.address == kDynamicAddress) return;
     std::string what = own.destination == "default" ? "the default route" : "the route to " + own.destination;
     if (!own.gateway.empty()) what += " by " + own.gateway;
     if (own.metric != 0) what += ", metric " + std::to_string(own.metric) + ",";
-    say_missing(name, what, is_coming);
+    say_missing(name, what, is_pending);
   }
 
   void compare_services() {
-    for (const auto& [name, service] : look_.services) {
-      if (service.is_active() || (name == kDnsmasq && !look_.wants_dnsmasq)) continue;
-      if (service.is_coming()) {
+    for (const auto& [name, service] : snapshot_.services) {
+      if (service.is_active() || (name == kDnsmasq && !snapshot_.wants_dnsmasq)) continue;
+      if (service.is_pending()) {
         say(name, "it is " + service.state, true);
       } else {
         say(name, "it is not active");
@@ -205,19 +205,20 @@ class Comparison {
 
   // A run for the cellular link fails while there is none.
   void compare_runs() {
-    for (const LastRun& run : look_.runs) {
-      const bool is_without_link = run.action == "WWAN_APPLY" && !look_.cellular.is_connected;
+    for (const LastRun& run : snapshot_.runs) {
+      const bool is_without_link = run.action == "WWAN_APPLY" && !snapshot_.cellular.is_connected;
       if (run.end == LastRun::End::kFailed && !is_without_link) say(run.action, "the last run failed");
-      if (run.end == LastRun::End::kCutOff) say(run.action, "the last run was ended before it was through");
+      if (run.end == LastRun::End::kInterrupted)
+        say(run.action, "the last run was ended before it was through");
     }
   }
 
-  const Look& look_;
-  std::vector<Difference> differences_;
+  const Snapshot& snapshot_;
+  std::vector<Drift> drift_;
 };
 
 }  // namespace
 
-std::vector<Difference> find_differences(const Look& look) {
-  return Comparison(look).find();
+std::vector<Drift> find_drift(const Snapshot& snapshot) {
+  return Comparison(snapshot).find();
 }

@@ -8,14 +8,14 @@
 
 #include "cli/status/snapshot.h"
 
-struct Difference {
-  std::string subject;     // an interface, a service, an action, or "lock"
-  std::string what;        // "the address 192.168.1.1/24 is missing"
-  bool is_coming = false;  // it is being put right by now: systemd has not finished
+struct Drift {
+  std::string subject;      // an interface, a service, an action, or "lock"
+  std::string what;         // "the address 192.168.1.1/24 is missing"
+  bool is_pending = false;  // it is being put right by now: systemd has not finished
 };
 
 // Whether an interface must forward IPv4 packets; nothing where neither the units nor the configuration say.
-std::optional<bool> wanted_forwarding(const Look& look, const InterfaceFacts& wanted);
+std::optional<bool> wanted_forwarding(const Snapshot& snapshot, const InterfaceFacts& wanted);
 
 // By subject: the interfaces, the services, the runs, the lock.
-std::vector<Difference> find_differences(const Look& look);
+std::vector<Drift> find_drift(const Snapshot& snapshot);

@@ -10,13 +10,13 @@
 constexpr char kLeases[] = "/var/run/dnsmasq.leases";
 
 // Lines like "1795292324 02:00:5e:00:01:10 192.168.1.100 printer *".
-std::vector<Lease> look_at_leases() {
+std::vector<Lease> read_leases() {
   std::vector<Lease> leases;
   std::ifstream file(kLeases);
   for (std::string line; std::getline(file, line);) {
     std::istringstream fields(line);
     Lease lease;
-    fields >> lease.expires >> lease.hardware_address >> lease.address >> lease.name;
+    fields >> lease.expires >> lease.mac_address >> lease.address >> lease.name;
     if (lease.name == "*") lease.name.clear();
     if (fields && parse_ipv4(lease.address)) leases.push_back(lease);
   }

@@ -8,10 +8,10 @@
 
 struct Lease {
   std::string address;
-  std::string hardware_address;
+  std::string mac_address;
   std::string name;         // as the host calls itself; empty without one
   std::time_t expires = 0;  // 0 is never
 };
 
 // In the order of the addresses.
-std::vector<Lease> look_at_leases();
+std::vector<Lease> read_leases();

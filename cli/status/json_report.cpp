@@ -19,9 +19,9 @@ static Json::Value json_of(const Link& link) {
   return value;
 }
 
-static Json::Value interfaces_of(const Look& look) {
+static Json::Value interfaces_of(const Snapshot& snapshot) {
   Json::Value list(Json::arrayValue);
-  for (const auto& [name, wanted] : look.wanted.interfaces) {
+  for (const auto& [name, wanted] : snapshot.wanted.interfaces) {
     Json::Value value(Json::objectValue);
     value["name"] = name;
     Json::Value& want = value["wanted"] = Json::Value(Json::objectValue);
@@ -30,11 +30,11 @@ static Json::Value interfaces_of(const Look& look) {
       if (!address.empty()) want["addresses"].append(address);
     want["mtu"] = wanted.mtu;
     want["bridge"] = wanted.bridge;
-    want["forwarding"] = json_of(wanted_forwarding(look, wanted));
-    const auto link = look.kernel.links.find(name);
-    value["kernel"] = link != look.kernel.links.end() ? json_of(link->second) : Json::Value();
-    const auto setup = look.setup.find(name);
-    value["setup"] = setup != look.setup.end() ? Json::Value(setup->second) : Json::Value();
+    want["forwarding"] = json_of(wanted_forwarding(snapshot, wanted));
+    const auto link = snapshot.kernel.links.find(name);
+    value["kernel"] = link != snapshot.kernel.links.end() ? json_of(link->second) : Json::Value();
+    const auto setup = snapshot.setup.find(name);
+    value["setup"] = setup != snapshot.setup.end() ? Json::Value(setup->second) : Json::Value();
     list.append(value);
   }
   return list;
@@ -70,12 +70,12 @@ static Json::Value json_of(const Cellular& link) {
   return value;
 }
 
-static Json::Value leases_of(const Look& look) {
+static Json::Value leases_of(const Snapshot& snapshot) {
   Json::Value list(Json::arrayValue);
-  for (const Lease& lease : look.leases) {
+  for (const Lease& lease : snapshot.leases) {
     Json::Value value(Json::objectValue);
     value["address"] = lease.address;
-    value["mac"] = lease.hardware_address;
+    value["mac"] = lease.mac_address;
     value["name"] = lease.name;
     value["expires"] = Json::Int64(lease.expires);
     list.append(value);
@@ -83,37 +83,37 @@ static Json::Value leases_of(const Look& look) {
   return list;
 }
 
-Json::Value json_of(const Look& look, const std::vector<Difference>& differences) {
+Json::Value json_of(const Snapshot& snapshot, const std::vector<Drift>& drift) {
   Json::Value root(Json::objectValue);
   root["differences"] = Json::arrayValue;
-  for (const Difference& difference : differences) {
+  for (const Drift& one : drift) {
     Json::Value value(Json::objectValue);
-    value["subject"] = difference.subject;
-    value["what"] = difference.what;
-    value["coming"] = difference.is_coming;
+    value["subject"] = one.subject;
+    value["what"] = one.what;
+    value["coming"] = one.is_pending;
     root["differences"].append(value);
   }
-  root["interfaces"] = interfaces_of(look);
+  root["interfaces"] = interfaces_of(snapshot);
   root["services"] = Json::objectValue;
-  for (const auto& [name, service] : look.services) {
+  for (const auto& [name, service] : snapshot.services) {
     Json::Value& value = root["services"][name];
     value["state"] = service.state;
     value["detail"] = service.detail;
     value["result"] = service.result;
     value["since"] = Json::Int64(service.since);
   }
-  root["cellular"] = json_of(look.cellular);
-  root["leases"] = leases_of(look);
+  root["cellular"] = json_of(snapshot.cellular);
+  root["leases"] = leases_of(snapshot);
   root["runs"] = Json::arrayValue;
-  for (const LastRun& run : look.runs)
+  for (const LastRun& run : snapshot.runs)
     root["runs"].append(json_of(run));
-  if (look.lock) {
-    root["lock"]["since"] = Json::Int64(look.lock->since);
-    root["lock"]["held"] = look.lock->is_held;
-    root["lock"]["runs"] = look.lock->runs;
+  if (snapshot.lock) {
+    root["lock"]["since"] = Json::Int64(snapshot.lock->since);
+    root["lock"]["held"] = snapshot.lock->is_held;
+    root["lock"]["runs"] = snapshot.lock->runs;
   } else {
     root["lock"] = Json::Value();
   }
-  root["trial"] = look.trial ? Json::Value(*look.trial) : Json::Value();
+  root["trial"] = snapshot.trial ? Json::Value(*snapshot.trial) : Json::Value();
   return root;
 }

@@ -9,4 +9,4 @@
 #include "cli/status/drift.h"
 #include "cli/status/snapshot.h"
 
-Json::Value json_of(const Look& look, const std::vector<Difference>& differences);
+Json::Value json_of(const Snapshot& snapshot, const std::vector<Drift>& drift);

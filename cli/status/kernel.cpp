@@ -44,7 +44,7 @@ static void read_forwarding(const Json::Value& settings, Kernel& kernel) {
   }
 }
 
-std::optional<std::string> look_at_kernel(Kernel& kernel) {
+std::optional<std::string> read_kernel(Kernel& kernel) {
   Json::Value links;
   Json::Value routes;
   Json::Value settings;

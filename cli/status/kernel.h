@@ -36,4 +36,4 @@ struct Kernel {
 };
 
 // Returns nothing, or why the kernel cannot be asked.
-std::optional<std::string> look_at_kernel(Kernel& kernel);
+std::optional<std::string> read_kernel(Kernel& kernel);

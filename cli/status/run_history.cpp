@@ -101,12 +101,12 @@ static LastRun read_run(const std::string& action, const std::vector<Entry>& ent
   if (is_over) {
     run.end = has_failed ? LastRun::End::kFailed : LastRun::End::kDone;
   } else if (is_run(entries.front().process)) {
-    run.end = LastRun::End::kAtWork;
+    run.end = LastRun::End::kRunning;
   }
   return run;
 }
 
-std::optional<std::string> look_at_runs(std::vector<LastRun>& runs) {
+std::optional<std::string> read_last_runs(std::vector<LastRun>& runs) {
   for (const std::string action : {"APPLY", "WWAN_APPLY", "DNSMASQ"}) {
     std::vector<Entry> last;
     if (auto trouble = read_journal({"--reverse", "--lines=1", "MESSAGE=lanfab " + action}, last))
@@ -127,9 +127,9 @@ const char* word_for(LastRun::End end) {
       return "done";
     case LastRun::End::kFailed:
       return "failed";
-    case LastRun::End::kAtWork:
+    case LastRun::End::kRunning:
       return "at work";
-    case LastRun::End::kCutOff:
+    case LastRun::End::kInterrupted:
       return "cut off";
   }
   return "";

@@ -11,18 +11,18 @@
 
 struct LastRun {
   // How far it is known to have come.
-  enum class End { kDone, kFailed, kAtWork, kCutOff };
+  enum class End { kDone, kFailed, kRunning, kInterrupted };
 
   std::string action;       // "APPLY"
   std::int64_t began = 0;   // microseconds since 1970
   std::int64_t lasted = 0;  // microseconds, to its last message
-  End end = End::kCutOff;
+  End end = End::kInterrupted;
   std::vector<Message> messages;
 };
 
 // The last run of each action since the machine was started; none of an action that had no run. Returns
 // nothing, or why the journal cannot be read.
-std::optional<std::string> look_at_runs(std::vector<LastRun>& runs);
+std::optional<std::string> read_last_runs(std::vector<LastRun>& runs);
 
 // "done", "failed", "at work" or "cut off".
 const char* word_for(LastRun::End end);

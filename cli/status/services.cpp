@@ -15,7 +15,7 @@ static void set_property(const std::string& key, const std::string& value, Servi
     service.since = static_cast<std::time_t>(std::strtoll(value.c_str() + 1, nullptr, 10));
 }
 
-static std::optional<std::string> look_at_service(const char* name, Service& service) {
+static std::optional<std::string> read_service(const char* name, Service& service) {
   std::string output;
   const std::string properties = "--property=ActiveState,SubState,Result,StateChangeTimestamp";
   if (auto trouble = capture({"systemctl", "show", "--timestamp=unix", properties, name}, output))
@@ -28,13 +28,13 @@ static std::optional<std::string> look_at_service(const char* name, Service& ser
   return std::nullopt;
 }
 
-std::optional<std::string> look_at_services(std::map<std::string, Service>& services) {
+std::optional<std::string> read_services(std::map<std::string, Service>& services) {
   for (const char* name : {kNetworkd, kDnsmasq})
-    if (auto trouble = look_at_service(name, services[name])) return trouble;
+    if (auto trouble = read_service(name, services[name])) return trouble;
   return std::nullopt;
 }
 
-std::optional<std::string> look_at_setup(std::map<std::string, std::string>& setup) {
+std::optional<std::string> read_setup(std::map<std::string, std::string>& setup) {
   Json::Value answer;
   if (auto trouble = capture_json({"networkctl", "--json=short", "list"}, answer)) return trouble;
   if (!answer.isObject()) return "networkctl: what it prints is no JSON";

@@ -20,14 +20,14 @@ struct Service {
     return state == "active" || state == "reloading";
   }
   // Whether it is on its way, and not for another try after it failed.
-  bool is_coming() const {
+  bool is_pending() const {
     return (state == "activating" && detail != "auto-restart") || state == "deactivating";
   }
 };
 
 // By name. Returns nothing, or why systemd cannot be asked.
-std::optional<std::string> look_at_services(std::map<std::string, Service>& services);
+std::optional<std::string> read_services(std::map<std::string, Service>& services);
 
 // How far systemd-networkd is with each link: "configured", "configuring", "failed", "unmanaged". It must be
 // active: the question would start it. Returns nothing, or why it cannot be asked.
-std::optional<std::string> look_at_setup(std::map<std::string, std::string>& setup);
+std::optional<std::string> read_setup(std::map<std::string, std::string>& setup);

@@ -16,15 +16,15 @@ static bool is_name(const std::string& text) {
   return !text.empty() && text.find_first_of("*?[! ") == std::string::npos;
 }
 
-static bool read_wanted(Look& look) {
+static bool read_wanted(Snapshot& snapshot) {
   const std::vector<File> files = state_of_this_machine().files;
-  look.wanted = read_facts(files);
-  auto& interfaces = look.wanted.interfaces;
+  snapshot.wanted = read_facts(files);
+  auto& interfaces = snapshot.wanted.interfaces;
   for (auto one = interfaces.begin(); one != interfaces.end();)
     one = is_name(one->first) ? std::next(one) : interfaces.erase(one);
-  look.wants_dnsmasq =
+  snapshot.wants_dnsmasq =
       std::any_of(files.begin(), files.end(), [](const File& file) { return file.path == kDnsmasqConf; });
-  return look.wants_dnsmasq || !interfaces.empty();
+  return snapshot.wants_dnsmasq || !interfaces.empty();
 }
 
 // The units only show where forwarding is on. A pass-through port has a unit without that line as long as the
@@ -36,21 +36,21 @@ static bool forbids_forwarding() {
   return !is_router(&context) && !context.passthrough_enabled;
 }
 
-std::optional<std::string> take_look(Look& look) {
-  if (!is_gateway() || !read_wanted(look)) {
+std::optional<std::string> take_snapshot(Snapshot& snapshot) {
+  if (!is_gateway() || !read_wanted(snapshot)) {
     return "this is not a gateway that a run of cmd_lanfab has set up";
   }
-  look.forbids_forwarding = forbids_forwarding();
+  snapshot.forbids_forwarding = forbids_forwarding();
   // The lock and the services first: a run that ends meanwhile leaves the rest as it should be.
-  look.lock = read_run_lock();
-  if (auto trouble = look_at_services(look.services)) return trouble;
-  if (look.services[kNetworkd].is_active()) {
-    if (auto trouble = look_at_setup(look.setup)) return trouble;
+  snapshot.lock = read_run_lock();
+  if (auto trouble = read_services(snapshot.services)) return trouble;
+  if (snapshot.services[kNetworkd].is_active()) {
+    if (auto trouble = read_setup(snapshot.setup)) return trouble;
   }
-  if (auto trouble = look_at_kernel(look.kernel)) return trouble;
-  look.leases = look_at_leases();
-  look.cellular = look_at_cellular();
-  if (const auto trial = read_state()) look.trial = describe(*trial);
-  look.journal_trouble = look_at_runs(look.runs).value_or("");
+  if (auto trouble = read_kernel(snapshot.kernel)) return trouble;
+  snapshot.leases = read_leases();
+  snapshot.cellular = read_cellular();
+  if (const auto trial = read_state()) snapshot.trial = describe(*trial);
+  snapshot.journal_trouble = read_last_runs(snapshot.runs).value_or("");
   return std::nullopt;
 }

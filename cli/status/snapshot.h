@@ -1,6 +1,6 @@
 #pragma once
 
-// A look at the gateway: what the last run wanted, and what there is.
+// A snapshot of the gateway: what the last run wanted, and what there is.
 
 #include <map>
 #include <optional>
@@ -15,7 +15,7 @@
 #include "cli/status/run_history.h"
 #include "cli/status/services.h"
 
-struct Look {
+struct Snapshot {
   Facts wanted;                     // by the files that the last run left
   bool wants_dnsmasq = false;       // there is a configuration for it
   bool forbids_forwarding = false;  // the installed configuration neither routes nor passes through
@@ -31,4 +31,4 @@ struct Look {
 };
 
 // Returns nothing, or why there is nothing to see. The gateway stays as it is: no service is started.
-std::optional<std::string> take_look(Look& look);
+std::optional<std::string> take_snapshot(Snapshot& snapshot);

@@ -14,23 +14,23 @@ constexpr int kAddressColumn = 46;
 
 namespace {
 
-enum class Mark { kNone, kComing, kDiffers };
+enum class Mark { kNone, kPending, kDiffers };
 
 class Page {
  public:
-  explicit Page(bool colour) : colour_(colour) {}
+  explicit Page(bool color) : color_(color) {}
 
   void title(const char* text) {
     if (!text_.empty()) text_ += '\n';
-    text_ += styled(text, "1", colour_) + "\n";
+    text_ += styled(text, "1", color_) + "\n";
   }
 
   void line(Mark mark, const std::string& text) {
     const char* const signs[] = {"  ", "~ ", "! "};
     const char* const styles[] = {"", "33", "1;31"};
     const std::string line = signs[static_cast<int>(mark)] + text;
-    text_ += styled(line.substr(0, line.find_last_not_of(' ') + 1), styles[static_cast<int>(mark)], colour_) +
-             "\n";
+    text_ +=
+        styled(line.substr(0, line.find_last_not_of(' ') + 1), styles[static_cast<int>(mark)], color_) + "\n";
   }
 
   // Broken at a blank before it is wider than the terminal, and indented.
@@ -50,14 +50,14 @@ class Page {
   }
 
  private:
-  bool colour_;
+  bool color_;
   std::string text_;
 };
 
 class Report {
  public:
-  Report(const Look& look, const std::vector<Difference>& differences, bool messages, bool colour)
-      : look_(look), differences_(differences), messages_(messages), page_(colour) {}
+  Report(const Snapshot& snapshot, const std::vector<Drift>& drift, bool messages, bool color)
+      : snapshot_(snapshot), drift_(drift), messages_(messages), page_(color) {}
 
   std::string write() {
     show_interfaces();
@@ -73,16 +73,14 @@ class Report {
  private:
   Mark mark_of(const std::string& subject) const {
     Mark mark = Mark::kNone;
-    for (const Difference& difference : differences_)
-      if (difference.subject == subject)
-        mark = std::max(mark, difference.is_coming ? Mark::kComing : Mark::kDiffers);
+    for (const Drift& one : drift_)
+      if (one.subject == subject) mark = std::max(mark, one.is_pending ? Mark::kPending : Mark::kDiffers);
     return mark;
   }
 
-  void show_differences(const std::string& subject) {
-    for (const Difference& difference : differences_)
-      if (difference.subject == subject)
-        page_.note(difference.is_coming ? Mark::kComing : Mark::kDiffers, difference.what);
+  void show_drift(const std::string& subject) {
+    for (const Drift& one : drift_)
+      if (one.subject == subject) page_.note(one.is_pending ? Mark::kPending : Mark::kDiffers, one.what);
   }
 
   void show_interfaces();
@@ -95,8 +93,8 @@ class Report {
   void show_lock();
   std::string summary() const;
 
-  const Look& look_;
-  const std::vector<Difference>& differences_;
+  const Snapshot& snapshot_;
+  const std::vector<Drift>& drift_;
   bool messages_;
   Page page_;
 };
@@ -125,10 +123,10 @@ void Report::show_interfaces() {
     return strverscmp(one.c_str(), other.c_str()) < 0;
   };
   std::vector<std::string> names;
-  for (const auto& [name, wanted] : look_.wanted.interfaces)
+  for (const auto& [name, wanted] : snapshot_.wanted.interfaces)
     names.push_back(name);
-  for (const Difference& difference : differences_)
-    if (look_.kernel.links.count(difference.subject) != 0) names.push_back(difference.subject);
+  for (const Drift& one : drift_)
+    if (snapshot_.kernel.links.count(one.subject) != 0) names.push_back(one.subject);
   std::sort(names.begin(), names.end(), is_before);
   names.erase(std::unique(names.begin(), names.end()), names.end());
 
@@ -138,12 +136,12 @@ void Report::show_interfaces() {
 }
 
 void Report::show_interface(const std::string& name) {
-  const auto found = look_.kernel.links.find(name);
-  const auto setup = look_.setup.find(name);
-  const std::string state = setup != look_.setup.end() ? setup->second : "-";
+  const auto found = snapshot_.kernel.links.find(name);
+  const auto setup = snapshot_.setup.find(name);
+  const std::string state = setup != snapshot_.setup.end() ? setup->second : "-";
   std::string row = formatted("%-15s  %-12s", printable(name).c_str(), state.c_str());
   std::vector<std::string> addresses;
-  if (found != look_.kernel.links.end()) {
+  if (found != snapshot_.kernel.links.end()) {
     const Link& link = found->second;
     row += formatted("  %-7s %5d  ", link.has_carrier ? "yes" : "no", link.mtu);
     for (const KernelAddress& address : link.addresses)
@@ -154,12 +152,12 @@ void Report::show_interface(const std::string& name) {
   page_.line(mark, row + (addresses.empty() ? "" : addresses.front()));
   for (std::size_t i = 1; i < addresses.size(); ++i)
     page_.line(mark, std::string(kAddressColumn, ' ') + addresses[i]);
-  show_differences(name);
+  show_drift(name);
 }
 
 void Report::show_services() {
   page_.title("Services");
-  for (const auto& [name, service] : look_.services) {
+  for (const auto& [name, service] : snapshot_.services) {
     const std::string since = service.since != 0 ? "since " + time_text(service.since) : "";
     const bool has_failed = service.result != "success" && !service.result.empty();
     page_.line(mark_of(name),
@@ -169,7 +167,7 @@ void Report::show_services() {
 }
 
 void Report::show_cellular() {
-  const Cellular& link = look_.cellular;
+  const Cellular& link = snapshot_.cellular;
   page_.title("Cellular link");
   std::string line = link.is_connected ? "connected" : "not connected";
   if (!link.interface.empty()) line += ": " + link.interface;
@@ -185,21 +183,22 @@ void Report::show_cellular() {
 
 void Report::show_leases() {
   page_.title("Leases");
-  if (look_.leases.empty()) page_.line(Mark::kNone, "none");
-  for (const Lease& lease : look_.leases) {
+  if (snapshot_.leases.empty()) page_.line(Mark::kNone, "none");
+  for (const Lease& lease : snapshot_.leases) {
     const std::string until = lease.expires == 0 ? "for ever" : "until " + time_text(lease.expires);
     page_.line(Mark::kNone,
-               formatted("%-15s  %-17s  %s  %s", lease.address.c_str(), lease.hardware_address.c_str(),
+               formatted("%-15s  %-17s  %s  %s", lease.address.c_str(), lease.mac_address.c_str(),
                          until.c_str(), printable(lease.name).c_str()));
   }
 }
 
 void Report::show_runs() {
   page_.title("Last runs");
-  if (!look_.journal_trouble.empty()) page_.line(Mark::kNone, "unknown: " + printable(look_.journal_trouble));
-  if (look_.journal_trouble.empty() && look_.runs.empty())
+  if (!snapshot_.journal_trouble.empty())
+    page_.line(Mark::kNone, "unknown: " + printable(snapshot_.journal_trouble));
+  if (snapshot_.journal_trouble.empty() && snapshot_.runs.empty())
     page_.line(Mark::kNone, "none in the journal since the machine was started");
-  for (const LastRun& run : look_.runs)
+  for (const LastRun& run : snapshot_.runs)
     show_run(run);
 }
 
@@ -215,37 +214,35 @@ void Report::show_run(const LastRun& run) {
 }
 
 void Report::show_lock() {
-  if (look_.lock) {
+  if (snapshot_.lock) {
     page_.title("Lock");
-    page_.line(
-        mark_of("lock"),
-        "since " + time_text(look_.lock->since) + ", " +
-            (look_.lock->runs == 0 ? "no run" : counted(static_cast<std::size_t>(look_.lock->runs), "run")) +
-            " of cmd_lanfab at work or waiting");
-    show_differences("lock");
+    page_.line(mark_of("lock"), "since " + time_text(snapshot_.lock->since) + ", " +
+                                    (snapshot_.lock->runs == 0
+                                         ? "no run"
+                                         : counted(static_cast<std::size_t>(snapshot_.lock->runs), "run")) +
+                                    " of cmd_lanfab at work or waiting");
+    show_drift("lock");
   }
-  if (look_.trial) {
+  if (snapshot_.trial) {
     page_.title("Trial");
-    page_.note(Mark::kNone, printable(*look_.trial));
+    page_.note(Mark::kNone, printable(*snapshot_.trial));
   }
 }
 
 // "2 things differ, 1 is still coming."
 std::string Report::summary() const {
-  const auto is_coming = [](const Difference& difference) { return difference.is_coming; };
-  const auto coming =
-      static_cast<std::size_t>(std::count_if(differences_.begin(), differences_.end(), is_coming));
-  const std::size_t others = differences_.size() - coming;
-  if (differences_.empty()) return "Everything is as the configuration wants it.";
+  const auto is_pending = [](const Drift& one) { return one.is_pending; };
+  const auto pending = static_cast<std::size_t>(std::count_if(drift_.begin(), drift_.end(), is_pending));
+  const std::size_t others = drift_.size() - pending;
+  if (drift_.empty()) return "Everything is as the configuration wants it.";
   std::string text;
   if (others > 0) text = counted(others, "thing") + (others == 1 ? " differs" : " differ");
-  if (others > 0 && coming > 0) text += ", " + std::to_string(coming);
-  if (others == 0) text = counted(coming, "thing");
-  if (coming > 0) text += coming == 1 ? " is still coming" : " are still coming";
+  if (others > 0 && pending > 0) text += ", " + std::to_string(pending);
+  if (others == 0) text = counted(pending, "thing");
+  if (pending > 0) text += pending == 1 ? " is still coming" : " are still coming";
   return text + ".";
 }
 
-std::string text_of(const Look& look, const std::vector<Difference>& differences, bool messages,
-                    bool colour) {
-  return Report(look, differences, messages, colour).write();
+std::string text_of(const Snapshot& snapshot, const std::vector<Drift>& drift, bool messages, bool color) {
+  return Report(snapshot, drift, messages, color).write();
 }

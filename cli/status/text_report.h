@@ -8,6 +8,6 @@
 #include "cli/status/drift.h"
 #include "cli/status/snapshot.h"
 
-// For a terminal of 80 columns. What differs has a "!" in front, what is coming a "~"; with `colour` also a
-// colour. With `messages`, the runs come with what they wrote to the system log.
-std::string text_of(const Look& look, const std::vector<Difference>& differences, bool messages, bool colour);
+// For a terminal of 80 columns. What differs has a "!" in front, what is pending a "~"; with `color` also a
+// color. With `messages`, the runs come with what they wrote to the system log.
+std::string text_of(const Snapshot& snapshot, const std::vector<Drift>& drift, bool messages, bool color);
