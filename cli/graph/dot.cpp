@@ -21,14 +21,14 @@ constexpr char kWarningColour[] = "#7d4e00";
 
 namespace {
 
-struct BoxColours {
+struct BoxColors {
   const char* fill;
   const char* line;
 };
 
 }  // namespace
 
-static BoxColours colours_for(Part::Kind kind) {
+static BoxColors colors_for(Part::Kind kind) {
   switch (kind) {
     case Part::Kind::kGateway:
       return {"#dde3ea", "#57606a"};
@@ -87,8 +87,8 @@ static std::string markup_of(const std::string& text, std::size_t indent, const 
 }
 
 static std::string markup_of(const Finding& finding, std::size_t indent) {
-  const std::string colour = finding.severity == Severity::kError ? kErrorColour : kWarningColour;
-  return markup_of(text_of(finding), indent, "<font color=\"" + colour + "\">", "</font>");
+  const std::string color = finding.severity == Severity::kError ? kErrorColour : kWarningColour;
+  return markup_of(text_of(finding), indent, "<font color=\"" + color + "\">", "</font>");
 }
 
 static std::string findings_of(const Part& part, std::size_t indent) {
@@ -113,17 +113,17 @@ static std::string lines_of(const Part& part, std::size_t indent) {
 namespace {
 
 // One box after the other, each with a number as its name.
-class Writer {
+class DotWriter {
  public:
   // Returns the number of the box. `is_left` puts the boxes below it on its left.
   std::size_t add(const Part& part, bool is_left) {
     const std::size_t number = count_++;
-    const BoxColours colours = colours_for(part.kind);
+    const BoxColors colors = colors_for(part.kind);
     std::string label = part.name.empty() ? "" : markup_of(part.name, 0, "<b>", "</b>");
     if (!part.text.empty()) label += markup_of(part.text, 0, "", "");
     label += findings_of(part, 0) + lines_of(part, 0);
-    text_ += "  n" + std::to_string(number) + " [fillcolor=\"" + colours.fill + "\", color=\"" +
-             colours.line + "\", label=<" + label + ">]\n";
+    text_ += "  n" + std::to_string(number) + " [fillcolor=\"" + colors.fill + "\", color=\"" +
+             colors.line + "\", label=<" + label + ">]\n";
     for (const Part& inner : part.parts) {
       if (inner.is_box()) add_edge(number, inner, is_left || leads_out(part, inner));
     }
@@ -152,7 +152,7 @@ class Writer {
 }  // namespace
 
 std::string dot_picture(const Part& picture) {
-  Writer writer;
+  DotWriter writer;
   writer.add(picture, false);
   return writer.take();
 }

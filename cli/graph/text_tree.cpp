@@ -14,10 +14,10 @@ struct Branches {
 };
 
 // One line of the tree after the other.
-class Writer {
+class TreeWriter {
  public:
-  Writer(Charset charset, bool colour)
-      : charset_(charset), colour_(colour), branches_(charset == Charset::kUtf8 ? kUtf8 : kAscii) {}
+  TreeWriter(Charset charset, bool color)
+      : charset_(charset), color_(color), branches_(charset == Charset::kUtf8 ? kUtf8 : kAscii) {}
 
   // `head` goes before the first line, `tail` before each that follows; both have as many branches.
   void add(const Part& part, const std::string& head, const std::string& tail, std::size_t depth) {
@@ -51,21 +51,21 @@ class Writer {
     const std::size_t columns = kColumns - (depth + 1) * kBranchColumns;
     const std::string* before = &head;
     for (const std::string& line : wrapped(text, columns, charset_)) {
-      text_ += *before + styled(line, style, colour_) + "\n";
+      text_ += *before + styled(line, style, color_) + "\n";
       before = &beside;
     }
   }
 
   Charset charset_;
-  bool colour_;
+  bool color_;
   const Branches& branches_;
   std::string text_;
 };
 
 }  // namespace
 
-std::string text_picture(const Part& picture, Charset charset, bool colour) {
-  Writer writer(charset, colour);
+std::string text_picture(const Part& picture, Charset charset, bool color) {
+  TreeWriter writer(charset, color);
   writer.add(picture, "", "", 0);
   return writer.take();
 }

@@ -6,5 +6,5 @@
 #include "cli/graph/wrap.h"
 
 // The picture as a tree for a terminal, at most 80 columns wide. Its branches are box-drawing characters
-// where the charset has them; with `colour`, findings stand out.
-std::string text_picture(const Part& picture, Charset charset, bool colour);
+// where the charset has them; with `color`, findings stand out.
+std::string text_picture(const Part& picture, Charset charset, bool color);

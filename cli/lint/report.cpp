@@ -41,7 +41,7 @@ static bool is_continuation(char byte) {
 // The line of the place and a caret under it; of a very long line, the part around the place. Every character
 // in front of the caret keeps its width: a tab stays one, and of the bytes of a character in UTF-8 only the
 // first counts.
-static std::string excerpt_at(const std::string& text, std::ptrdiff_t offset, bool colour) {
+static std::string excerpt_at(const std::string& text, std::ptrdiff_t offset, bool color) {
   constexpr std::size_t kMostBefore = 120;
   constexpr std::size_t kMostAfter = 80;
   const auto place = static_cast<std::size_t>(offset);
@@ -58,7 +58,7 @@ static std::string excerpt_at(const std::string& text, std::ptrdiff_t offset, bo
       indent += ' ';
     }
   }
-  return "    " + printable(part, '\t') + "\n    " + indent + styled("^", "1;32", colour) + "\n";
+  return "    " + printable(part, '\t') + "\n    " + indent + styled("^", "1;32", color) + "\n";
 }
 
 void count(const std::vector<Finding>& findings, Summary& summary) {
@@ -68,7 +68,7 @@ void count(const std::vector<Finding>& findings, Summary& summary) {
 }
 
 std::string text_report(const Source& source, const std::vector<Finding>& findings, bool excerpt,
-                        bool colour) {
+                        bool color) {
   std::string report;
   Positions positions(source.text);
   for (const Finding& finding : findings) {
@@ -76,10 +76,10 @@ std::string text_report(const Source& source, const std::vector<Finding>& findin
     const std::string place =
         source.name + ":" + std::to_string(position.line) + ":" + std::to_string(position.column) + ": ";
     const std::string word = std::string(word_for(finding.severity)) + ": ";
-    report += styled(place, "1", colour);
-    report += styled(word, finding.severity == Severity::kError ? "1;31" : "1;35", colour);
+    report += styled(place, "1", color);
+    report += styled(word, finding.severity == Severity::kError ? "1;31" : "1;35", color);
     report += printable(finding.message, '\t') + " [" + finding.rule + "]\n";
-    if (excerpt) report += excerpt_at(source.text, finding.offset, colour);
+    if (excerpt) report += excerpt_at(source.text, finding.offset, color);
   }
   return report;
 }

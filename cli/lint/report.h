@@ -21,9 +21,8 @@ const char* word_for(Severity severity);
 void count(const std::vector<Finding>& findings, Summary& summary);
 
 // As a compiler does: one line for each finding; with `excerpt` also the line of the configuration and a
-// caret under the place; with `colour` for a terminal. The findings are in the order of the text.
-std::string text_report(const Source& source, const std::vector<Finding>& findings, bool excerpt,
-                        bool colour);
+// caret under the place; with `color` for a terminal. The findings are in the order of the text.
+std::string text_report(const Source& source, const std::vector<Finding>& findings, bool excerpt, bool color);
 
 // "2 errors and 1 warning in 3 files"
 std::string text_of(const Summary& summary);
