@@ -28,7 +28,7 @@ Descriptor::~Descriptor() {
   errno = error;
 }
 
-DirectoryLock::DirectoryLock(const std::string& directory)
+ExclusiveLock::ExclusiveLock(const std::string& directory)
     : directory_(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
   while (directory_.is_open() && !is_held_) {
     is_held_ = flock(directory_.number(), LOCK_EX) == 0;

@@ -40,10 +40,10 @@ class Descriptor {
 };
 
 // An exclusive lock on a directory, released by the destructor.
-class DirectoryLock {
+class ExclusiveLock {
  public:
   // Waits while another process holds the lock.
-  explicit DirectoryLock(const std::string& directory);
+  explicit ExclusiveLock(const std::string& directory);
 
   // False, with errno set by the constructor, if the directory cannot be locked.
   bool is_held() const {

@@ -9,7 +9,7 @@
 #include "cli/base/subprocess.h"
 #include "cli/base/terminal.h"
 #include "cli/config_file/source.h"
-#include "cli/dry_run/dnsmasq_check.h"
+#include "cli/lint/dnsmasq_check.h"
 #include "cli/lint/report.h"
 #include "cli/lint/rules.h"
 

@@ -36,7 +36,7 @@ int confirm() {
   if (const auto trouble = enter_system()) return fail(*trouble);
   const auto installed = installed_path();
   if (!installed) return fail(with_errno(kInstalledConfiguration));
-  const DirectoryLock lock(kStateDirectory);
+  const ExclusiveLock lock(kStateDirectory);
   if (!read_state()) return refuse("no trial is under way");
   if (is_running(kApplyUnit)) return refuse("the APPLY of the trial is still at work");
   if (is_running(kRevertUnit) || !is_trial_active(*installed)) return refuse("the trial is being taken back");

@@ -50,14 +50,14 @@ static int roll_back(const std::string& installed) {
   const auto program = find_program();
   if (!program) return fail("lanfab: cmd_lanfab is not installed");
   {
-    const DirectoryLock lock(kStateDirectory);
+    const ExclusiveLock lock(kStateDirectory);
     if (!read_state() && !is_trial_active(installed)) return 0;
     if (!deactivate_trial(installed)) return fail(with_errno(installed));
   }
   stop_apply();
   const int status = apply_old_configuration(*program);
   if (status == 0) {
-    const DirectoryLock lock(kStateDirectory);
+    const ExclusiveLock lock(kStateDirectory);
     remove_state();
     stop_revert_timer();
     std::printf("the trial is over; the old configuration is in force\n");
@@ -103,7 +103,7 @@ static int restore_previous(const std::string& installed, bool is_agreed) {
   if (!program) return fail("lanfab: cmd_lanfab is not installed");
   std::string trouble;
   {
-    const DirectoryLock lock(kStateDirectory);
+    const ExclusiveLock lock(kStateDirectory);
     if (read_state()) return fail("lanfab: " + describe(*read_state()));
     if (install(file.content, installed, trouble) == Installation::kFailed) return fail(trouble);
   }

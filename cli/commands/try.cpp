@@ -53,7 +53,7 @@ static bool write_trial_file(const std::string& content, const std::string& inst
 static std::optional<std::string> begin(const std::string& content, const std::string& installed,
                                         const TrialState& state) {
   const BlockedSignals signals{SIGINT, SIGQUIT, SIGTSTP, SIGHUP, SIGTERM};
-  const DirectoryLock lock(kStateDirectory);
+  const ExclusiveLock lock(kStateDirectory);
   const auto present = read_state();
   if (present && !is_over(installed)) return "lanfab: a trial is under way: " + describe(*present);
   if (is_trial_active(installed)) return "lanfab: a trial is under way: lanfab revert ends it";

@@ -122,8 +122,8 @@ class DotWriter {
     std::string label = part.name.empty() ? "" : markup_of(part.name, 0, "<b>", "</b>");
     if (!part.text.empty()) label += markup_of(part.text, 0, "", "");
     label += findings_of(part, 0) + lines_of(part, 0);
-    text_ += "  n" + std::to_string(number) + " [fillcolor=\"" + colors.fill + "\", color=\"" +
-             colors.line + "\", label=<" + label + ">]\n";
+    text_ += "  n" + std::to_string(number) + " [fillcolor=\"" + colors.fill + "\", color=\"" + colors.line +
+             "\", label=<" + label + ">]\n";
     for (const Part& inner : part.parts) {
       if (inner.is_box()) add_edge(number, inner, is_left || leads_out(part, inner));
     }

@@ -16,7 +16,7 @@ struct Rule {
   // Error: the services refuse it, or what is asked for cannot happen. Warning: it works, but hardly as
   // intended.
   Severity severity;
-  // Null for kDnsmasqRefuses, which cli/dry_run/dnsmasq_check.h is about.
+  // Null for kDnsmasqRefuses, which cli/lint/dnsmasq_check.h is about.
   void (*examine)(const Site& site, Findings& findings);
 };
 

@@ -80,7 +80,7 @@ std::optional<RunLockState> read_run_lock() {
 }
 
 void remove_stale_lock() {
-  const DirectoryLock lock(lock_directory());
+  const ExclusiveLock lock(lock_directory());
   if (lock.is_held() && !may_one_hold_lock(list_runs()) && unlink(kLockFile) == 0)
     std::fprintf(stderr, "%s: a run that was killed has left it; removed\n", kLockFile);
 }

@@ -1,4 +1,4 @@
-#include "cli/dry_run/dnsmasq_check.h"
+#include "cli/lint/dnsmasq_check.h"
 
 #include <sys/wait.h>
 
