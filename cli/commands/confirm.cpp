@@ -23,11 +23,9 @@ static int confirm_trial(const std::string& installed) {
   std::string trouble;
   const Installation installation = install(trial.content, installed, trouble);
   if (installation == Installation::kFailed) return fail(trouble + "; the trial goes on");
-  const bool is_state_gone = remove_state();
-  const bool is_timer_gone = stop_revert_timer();
+  const auto error = remove_trial();
   if (installation == Installation::kPlaced) return fail(trouble + "; kept, but a loss of power may undo it");
-  if (!is_state_gone || !is_timer_gone)
-    return fail("lanfab: kept, but what belongs to the trial is still there");
+  if (error) return fail("lanfab: kept, but what belongs to the trial is still there: " + *error);
   std::printf("Kept. The configuration before it is %s%s.\n", installed.c_str(), kPreviousSuffix);
   return 0;
 }
@@ -37,6 +35,7 @@ int confirm() {
   const auto installed = installed_path();
   if (!installed) return fail(with_errno(kInstalledConfiguration));
   const ExclusiveLock lock(kStateDirectory);
+  if (!lock.is_held()) return fail(with_errno(kStateDirectory));
   if (!read_state()) return refuse("no trial is under way");
   if (is_running(kApplyUnit)) return refuse("the APPLY of the trial is still at work");
   if (is_running(kRevertUnit) || !is_trial_active(*installed)) return refuse("the trial is being taken back");

@@ -29,11 +29,11 @@ static void broadcast_alert(const std::string& message) {
 
 // The old configuration is the installed one again; now it has to come into force. Until it has, the state
 // stays, so that `lanfab revert` can be called once more.
-static int apply_old_configuration(const std::string& program) {
+static bool apply_old_configuration(const std::string& program) {
   const std::int64_t end = monotonic_seconds() + kAttemptSeconds;
   for (bool is_first = true; true; is_first = false) {
     remove_stale_lock();
-    if (apply_here(program)) return 0;
+    if (apply_here(program)) return true;
     if (is_first)
       broadcast_alert(
           "the trial is over, but the APPLY of the old configuration has failed; it is tried again");
@@ -42,7 +42,7 @@ static int apply_old_configuration(const std::string& program) {
   }
   broadcast_alert(
       "the old configuration is not in force: its APPLY fails again and again; lanfab revert tries it anew");
-  return 1;
+  return false;
 }
 
 // The service. It may come at any moment of a trial, also when `lanfab try` and its shell are gone.
@@ -51,18 +51,18 @@ static int roll_back(const std::string& installed) {
   if (!program) return fail("lanfab: cmd_lanfab is not installed");
   {
     const ExclusiveLock lock(kStateDirectory);
+    // The rollback matters more than the lock.
+    if (!lock.is_held()) fail(with_errno(kStateDirectory));
     if (!read_state() && !is_trial_active(installed)) return 0;
     if (!deactivate_trial(installed)) return fail(with_errno(installed));
   }
   stop_apply();
-  const int status = apply_old_configuration(*program);
-  if (status == 0) {
-    const ExclusiveLock lock(kStateDirectory);
-    remove_state();
-    stop_revert_timer();
-    std::printf("the trial is over; the old configuration is in force\n");
-  }
-  return status;
+  if (!apply_old_configuration(*program)) return 1;
+  std::printf("the trial is over; the old configuration is in force\n");
+  const ExclusiveLock lock(kStateDirectory);
+  if (const auto error = remove_trial())
+    return fail("lanfab: what belongs to the trial is still there: " + *error);
+  return 0;
 }
 
 int end_trial() {
@@ -104,6 +104,7 @@ static int restore_previous(const std::string& installed, bool is_agreed) {
   std::string trouble;
   {
     const ExclusiveLock lock(kStateDirectory);
+    if (!lock.is_held()) return fail(with_errno(kStateDirectory));
     if (read_state()) return fail("lanfab: " + describe(*read_state()));
     if (install(file.content, installed, trouble) == Installation::kFailed) return fail(trouble);
   }

@@ -54,12 +54,13 @@ static std::optional<std::string> begin(const std::string& content, const std::s
                                         const TrialState& state) {
   const BlockedSignals signals{SIGINT, SIGQUIT, SIGTSTP, SIGHUP, SIGTERM};
   const ExclusiveLock lock(kStateDirectory);
+  if (!lock.is_held()) return with_errno(kStateDirectory);
   const auto present = read_state();
   if (present && !is_over(installed)) return "lanfab: a trial is under way: " + describe(*present);
   if (is_trial_active(installed)) return "lanfab: a trial is under way: lanfab revert ends it";
   if (is_running(kRevertUnit)) return "lanfab: a trial is being taken back";
   // That of one whose `lanfab confirm` was killed at its end.
-  stop_revert_timer();
+  if (!stop_revert_timer()) return std::string("lanfab: ") + kRevertTimer + " cannot be stopped";
   std::optional<std::string> trouble;
   if (!write_trial_file(content, installed) || !write_state(state)) {
     trouble = with_errno(kStateDirectory);
@@ -67,10 +68,11 @@ static std::optional<std::string> begin(const std::string& content, const std::s
     trouble = "lanfab: the timer that takes the trial back cannot be started";
   } else if (!activate_trial(installed)) {
     trouble = with_errno(installed);
-    deactivate_trial(installed);
-    stop_revert_timer();
   }
-  if (trouble) remove_state();
+  if (!trouble) return std::nullopt;
+  // What fails here, the timer tries again.
+  if (!deactivate_trial(installed)) return *trouble + "; " + with_errno(installed);
+  if (const auto error = remove_trial()) *trouble += "; " + *error;
   return trouble;
 }
 

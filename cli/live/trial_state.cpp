@@ -10,6 +10,9 @@
 
 #include "cli/base/file.h"
 #include "cli/base/json.h"
+#include "cli/base/terminal.h"
+#include "cli/live/system.h"
+#include "cli/live/units.h"
 
 constexpr char kStateFile[] = "/run/lanfab/trial.json";
 constexpr mode_t kPrivate = 0600;
@@ -59,6 +62,14 @@ static bool remove_file(const char* path) {
 bool remove_state() {
   const bool is_state_gone = remove_file(kStateFile);
   return remove_file(kTrialFile) && is_state_gone;
+}
+
+// The timer goes last: it completes what this process does not if it is killed.
+std::optional<std::string> remove_trial() {
+  std::optional<std::string> error;
+  if (!remove_state()) error = with_errno(kStateDirectory);
+  if (!stop_revert_timer() && !error) error = std::string(kRevertTimer) + " cannot be stopped";
+  return error;
 }
 
 std::string describe(const TrialState& state) {

@@ -27,6 +27,10 @@ std::optional<TrialState> read_state();
 // False, with errno set, when it cannot be written.
 bool write_state(const TrialState& state);
 
+// Removes the state and the timer of a trial that is over. Returns nothing, or an error message about what is
+// left of it.
+std::optional<std::string> remove_trial();
+
 // Removes the state and the trial's file. False, with errno set, when one of them stays.
 bool remove_state();
 

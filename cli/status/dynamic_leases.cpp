@@ -1,19 +1,22 @@
 #include "cli/status/dynamic_leases.h"
 
 #include <algorithm>
-#include <fstream>
+#include <cerrno>
 #include <sstream>
 
+#include "cli/base/file.h"
+#include "cli/base/terminal.h"
 #include "cli/lint/ipv4.h"
 
 // Where dnsmasq.conf has dnsmasq write them.
 constexpr char kLeases[] = "/var/run/dnsmasq.leases";
 
 // Lines like "1795292324 02:00:5e:00:01:10 192.168.1.100 printer *".
-std::vector<Lease> read_leases() {
-  std::vector<Lease> leases;
-  std::ifstream file(kLeases);
-  for (std::string line; std::getline(file, line);) {
+std::optional<std::string> read_leases(std::vector<Lease>& leases) {
+  File file;
+  if (!read_file(kLeases, file) && errno != ENOENT) return with_errno(kLeases);
+  std::istringstream lines(file.content);
+  for (std::string line; std::getline(lines, line);) {
     std::istringstream fields(line);
     Lease lease;
     fields >> lease.expires >> lease.mac_address >> lease.address >> lease.name;
@@ -23,5 +26,5 @@ std::vector<Lease> read_leases() {
   std::sort(leases.begin(), leases.end(), [](const Lease& one, const Lease& other) {
     return *parse_ipv4(one.address) < *parse_ipv4(other.address);
   });
-  return leases;
+  return std::nullopt;
 }

@@ -1,8 +1,9 @@
 #pragma once
 
-// The addresses that dnsmasq has given.
+// The addresses that dnsmasq has leased.
 
 #include <ctime>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,5 +14,6 @@ struct Lease {
   std::time_t expires = 0;  // 0 is never
 };
 
-// In the order of the addresses.
-std::vector<Lease> read_leases();
+// Reads the leases, sorted by address; without dnsmasq's file there are none. Returns nothing, or why the
+// file cannot be read.
+std::optional<std::string> read_leases(std::vector<Lease>& leases);

@@ -70,7 +70,16 @@ static Json::Value json_of(const Cellular& link) {
   return value;
 }
 
+static Json::Value runs_of(const Snapshot& snapshot) {
+  if (!snapshot.runs_error.empty()) return Json::Value();
+  Json::Value list(Json::arrayValue);
+  for (const LastRun& run : snapshot.runs)
+    list.append(json_of(run));
+  return list;
+}
+
 static Json::Value leases_of(const Snapshot& snapshot) {
+  if (!snapshot.leases_error.empty()) return Json::Value();
   Json::Value list(Json::arrayValue);
   for (const Lease& lease : snapshot.leases) {
     Json::Value value(Json::objectValue);
@@ -104,9 +113,7 @@ Json::Value json_of(const Snapshot& snapshot, const std::vector<Drift>& drift) {
   }
   root["cellular"] = json_of(snapshot.cellular);
   root["leases"] = leases_of(snapshot);
-  root["runs"] = Json::arrayValue;
-  for (const LastRun& run : snapshot.runs)
-    root["runs"].append(json_of(run));
+  root["runs"] = runs_of(snapshot);
   if (snapshot.lock) {
     root["lock"]["since"] = Json::Int64(snapshot.lock->since);
     root["lock"]["held"] = snapshot.lock->is_held;

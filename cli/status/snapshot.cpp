@@ -48,9 +48,9 @@ std::optional<std::string> take_snapshot(Snapshot& snapshot) {
     if (auto trouble = read_setup(snapshot.setup)) return trouble;
   }
   if (auto trouble = read_kernel(snapshot.kernel)) return trouble;
-  snapshot.leases = read_leases();
+  snapshot.leases_error = read_leases(snapshot.leases).value_or("");
   snapshot.cellular = read_cellular();
   if (const auto trial = read_state()) snapshot.trial = describe(*trial);
-  snapshot.journal_trouble = read_last_runs(snapshot.runs).value_or("");
+  snapshot.runs_error = read_last_runs(snapshot.runs).value_or("");
   return std::nullopt;
 }

@@ -23,9 +23,10 @@ struct Snapshot {
   std::map<std::string, Service> services;
   std::map<std::string, std::string> setup;  // of each link, systemd-networkd's word
   std::vector<Lease> leases;
+  std::string leases_error;  // why they could not be read; otherwise empty
   Cellular cellular;
   std::vector<LastRun> runs;
-  std::string journal_trouble;  // why there are no runs; empty when they could be looked for
+  std::string runs_error;  // why they could not be read; otherwise empty
   std::optional<RunLockState> lock;
   std::optional<std::string> trial;  // "anna tries new.json since 40 s, for 80 s more"
 };

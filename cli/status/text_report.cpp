@@ -83,6 +83,15 @@ class Report {
       if (one.subject == subject) page_.note(one.is_pending ? Mark::kPending : Mark::kDiffers, one.what);
   }
 
+  // Tells an empty list from one that could not be read.
+  void show_absence(bool is_empty, const std::string& error, const char* none) {
+    if (!error.empty()) {
+      page_.line(Mark::kNone, "unknown: " + printable(error));
+    } else if (is_empty) {
+      page_.line(Mark::kNone, none);
+    }
+  }
+
   void show_interfaces();
   void show_interface(const std::string& name);
   void show_services();
@@ -183,7 +192,7 @@ void Report::show_cellular() {
 
 void Report::show_leases() {
   page_.title("Leases");
-  if (snapshot_.leases.empty()) page_.line(Mark::kNone, "none");
+  show_absence(snapshot_.leases.empty(), snapshot_.leases_error, "none");
   for (const Lease& lease : snapshot_.leases) {
     const std::string until = lease.expires == 0 ? "for ever" : "until " + time_text(lease.expires);
     page_.line(Mark::kNone,
@@ -194,10 +203,8 @@ void Report::show_leases() {
 
 void Report::show_runs() {
   page_.title("Last runs");
-  if (!snapshot_.journal_trouble.empty())
-    page_.line(Mark::kNone, "unknown: " + printable(snapshot_.journal_trouble));
-  if (snapshot_.journal_trouble.empty() && snapshot_.runs.empty())
-    page_.line(Mark::kNone, "none in the journal since the machine was started");
+  show_absence(snapshot_.runs.empty(), snapshot_.runs_error,
+               "none in the journal since the machine was started");
   for (const LastRun& run : snapshot_.runs)
     show_run(run);
 }

@@ -11,6 +11,7 @@ import trial
 
 TOOL = "cli/lanfab"
 
+DIRECTORY = "/run/lanfab"
 LOCK = "/run/LANFAB_LOCKED"
 PROGRAM = "/usr/bin/cmd_lanfab"
 TOOLS = "/root/tools"
@@ -49,6 +50,12 @@ def kill_at(step):
 def has_said(words, priority="info"):
     """Returns whether a service's lanfab has written the words to the journal."""
     return any(words in text for level, text in gateway.syslog(identifier="lanfab") if level == priority)
+
+
+def reports_leftovers(error):
+    """Waits for the message about what is left of a trial; returns whether it has come."""
+    words = f"what belongs to the trial is still there: {error}"
+    return guest.wait_until(lambda: has_said(words))
 
 
 def wait_for_attempts(number):
@@ -138,6 +145,45 @@ class Trouble(unittest.TestCase):
         self.assertEqual(trials.lanfab("confirm").returncode, 0)
         self.assertEqual(trials.installed(), trial.CUT_OFF)
         self.assertFalse(trials.is_under_way())
+
+    def test_without_its_lock_nothing_changes(self):
+        gateway.run("rm", "-rf", DIRECTORY)
+        gateway.write(DIRECTORY, "")
+        gateway.write(trial.PREVIOUS, json.dumps(trial.CUT_OFF))
+        self.addCleanup(gateway.run, "rm", "-f", DIRECTORY, trial.PREVIOUS)
+        for command in (("try", trial.NEW), ("confirm",), ("revert", "--yes")):
+            with self.subTest(command[0]):
+                result = trials.lanfab(*command)
+                self.assertEqual(result.returncode, 2)
+                self.assertEqual(result.stderr, f"{DIRECTORY}: Not a directory\n")
+        self.assertEqual(trials.installed(), trial.OLD)
+
+    def test_leftovers_of_a_rollback_are_reported(self):
+        self.assertEqual(trials.try_new().returncode, 0)
+        # A mount point cannot be removed.
+        gateway.run("mount", "--bind", trial.STATE, trial.STATE)
+        try:
+            result = trials.lanfab("revert")
+        finally:
+            gateway.run("umount", trial.STATE)
+        self.assertEqual(result.returncode, 2, result.stdout)
+        self.assertTrue(reports_leftovers(f"{DIRECTORY}: Device or resource busy"))
+        self.assertTrue(gateway.reaches(trial.OLD_ADDRESS, namespace="lan0"))
+        self.assertEqual(trials.lanfab("revert").returncode, 0)
+
+    def test_timer_that_cannot_be_stopped_is_reported(self):
+        # The first directory that services search for programs.
+        tool = "/usr/local/sbin/systemctl"
+        self.assertEqual(trials.try_new().returncode, 0)
+        gateway.write(tool, '#!/bin/sh\n[ "$1" != stop ] && exec /usr/bin/systemctl "$@"\n')
+        gateway.run("chmod", "+x", tool)
+        try:
+            gateway.run("/usr/bin/systemctl", "start", "lanfab-revert", check=False)
+        finally:
+            gateway.run("rm", tool)
+        self.assertTrue(reports_leftovers("lanfab-revert.timer cannot be stopped"))
+        gateway.run("systemctl", "stop", "lanfab-revert.timer")
+        self.assertTrue(trials.is_old_network_back())
 
     def test_nothing_to_go_back_to(self):
         gateway.run("mv", guest.CONFIGURATION, "/root/old.json")
