@@ -24,7 +24,7 @@ std::optional<std::string> find_in_path(const std::string& name) {
   const char* path = std::getenv("PATH");
   std::istringstream directories(std::string(path != nullptr ? path : "") + ":/usr/sbin:/sbin");
   for (std::string directory; std::getline(directories, directory, ':');)
-    if (auto program = absolute_program(directory + "/" + name)) return program;
+    if (auto program = absolute_program(directory.append("/").append(name))) return program;
   errno = ENOENT;
   return std::nullopt;
 }

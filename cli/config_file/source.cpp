@@ -10,7 +10,7 @@
 
 namespace {
 
-struct CloseFile {
+struct CloseStream {
   void operator()(std::FILE* file) const {
     if (file != stdin) std::fclose(file);
   }
@@ -19,7 +19,7 @@ struct CloseFile {
 }  // namespace
 
 static std::optional<std::string> read(const std::string& file, std::string& text) {
-  const std::unique_ptr<std::FILE, CloseFile> stream(file == "-" ? stdin : std::fopen(file.c_str(), "re"));
+  const std::unique_ptr<std::FILE, CloseStream> stream(file == "-" ? stdin : std::fopen(file.c_str(), "re"));
   if (stream == nullptr) return std::strerror(errno);
   auto failure = read_configuration(stream.get(), text);
   // The parser passes over a byte order mark, and does not count it in offsets.

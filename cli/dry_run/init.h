@@ -2,7 +2,7 @@
 
 // The first process of the sandbox.
 
-#include "cli/dry_run/result_pipe.h"
+#include "cli/dry_run/result.h"
 #include "cli/dry_run/sandbox.h"
 
 // Lays out the sandbox, runs the program and reports the result. `stub` is this program's own path.

@@ -3,9 +3,8 @@
 #include <libmnl/libmnl.h>
 #include <linux/if_link.h>
 #include <linux/rtnetlink.h>
+#include <netinet/ether.h>
 
-#include <array>
-#include <cstdio>
 #include <memory>
 
 namespace {
@@ -18,15 +17,14 @@ struct CloseSocket {
 
 }  // namespace
 
-static bool make_interface(const std::string& name, const std::array<unsigned char, 6>& address,
-                           const char* kind) {
+static bool make_interface(const std::string& name, const ether_addr& address, const char* kind) {
   alignas(nlmsghdr) char bytes[1024];
   nlmsghdr* message = mnl_nlmsg_put_header(bytes);
   message->nlmsg_type = RTM_NEWLINK;
   message->nlmsg_flags = NLM_F_REQUEST | NLM_F_ACK | NLM_F_CREATE | NLM_F_EXCL;
   mnl_nlmsg_put_extra_header(message, sizeof(ifinfomsg));
   mnl_attr_put_strz(message, IFLA_IFNAME, name.c_str());
-  mnl_attr_put(message, IFLA_ADDRESS, address.size(), address.data());
+  mnl_attr_put(message, IFLA_ADDRESS, sizeof address, &address);
   nlattr* info = mnl_attr_nest_start(message, IFLA_LINKINFO);
   mnl_attr_put_str(message, IFLA_INFO_KIND, kind);
   mnl_attr_nest_end(message, info);
@@ -38,9 +36,8 @@ static bool make_interface(const std::string& name, const std::array<unsigned ch
 }
 
 bool make_port(const EthernetPort& port) {
-  std::array<unsigned char, 6> address{};
-  std::sscanf(port.mac_address.c_str(), "%hhx:%hhx:%hhx:%hhx:%hhx:%hhx", &address[0], &address[1],
-              &address[2], &address[3], &address[4], &address[5]);
+  ether_addr address{};
+  ether_aton_r(port.mac_address.c_str(), &address);
   // Any kind does that has a MAC address; a gateway's kernel knows bridges.
   return make_interface(port.name, address, "bridge") || make_interface(port.name, address, "veth");
 }

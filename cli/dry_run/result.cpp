@@ -1,5 +1,8 @@
 #include "cli/dry_run/result.h"
 
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
 
@@ -152,4 +155,14 @@ std::optional<SandboxError> decode(const std::string& bytes, DryRunResult& resul
     error.is_in_setup = in.number() != 0;
   }
   return error;
+}
+
+void ResultPipe::finish(const DryRunResult& result) const {
+  write_all(pipe_, encode(result));
+  _exit(0);
+}
+
+void ResultPipe::give_up(const std::string& what) const {
+  write_all(pipe_, encode(SandboxError{what, errno, !is_set_up_}));
+  _exit(0);
 }

@@ -50,12 +50,12 @@ class Builder {
   // Links to the machine's entries of a directory; a link itself is copied, so that /bin leads to this root's
   // /usr/bin.
   void link_entries(const std::string& directory, const std::set<std::string>& except) const {
-    const std::string machine = kMachineRoot + directory;
-    const auto names = list_directory(machine);
-    pipe_.require(names.has_value(), "opendir " + directory + "/");
+    const std::string prefix = directory + "/";
+    const auto names = list_directory(kMachineRoot + prefix);
+    pipe_.require(names.has_value(), "opendir " + prefix);
     for (const std::string& name : *names) {
-      const std::string path = directory + "/" + name;
-      if (except.count(name) == 0 && !copy_link(path)) link(machine + "/" + name, path);
+      const std::string path = prefix + name;
+      if (except.count(name) == 0 && !copy_link(path)) link(kMachineRoot + path, path);
     }
   }
 
@@ -74,8 +74,9 @@ class Builder {
     if (stat((kMachineRoot + directory).c_str(), &status) != 0 || copy_link(directory)) return;
     make_directory(directory);
     link_entries(directory, stubbed_tools());
+    const std::string prefix = directory + "/";
     for (const std::string& tool : stubbed_tools())
-      link(kMachineRoot + stub_, directory + "/" + tool);
+      link(kMachineRoot + stub_, prefix + tool);
   }
 
   // In a container the machine's own may be covered in part, and the kernel then grants no other.

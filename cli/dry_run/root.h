@@ -14,7 +14,7 @@
 
 #include <string>
 
-#include "cli/dry_run/result_pipe.h"
+#include "cli/dry_run/result.h"
 
 inline constexpr char kMachineRoot[] = "/.sandbox/real";
 inline constexpr char kSandboxConfigurationDirectory[] = "/.sandbox/config";

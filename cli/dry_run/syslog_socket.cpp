@@ -18,7 +18,7 @@ int open_syslog_socket() {
 static Message parse_message(std::string_view line) {
   constexpr std::size_t kTimeLength = 16;
   constexpr std::string_view kIdent = "network: ";
-  const int priority = line.empty() ? 0 : std::atoi(line.data() + 1);
+  const auto priority = line.empty() ? 0 : static_cast<int>(std::strtol(line.data() + 1, nullptr, 10));
   line.remove_prefix(std::min(line.find('>'), line.size() - 1) + 1);
   line.remove_prefix(std::min(kTimeLength, line.size()));
   if (line.substr(0, kIdent.size()) == kIdent) line.remove_prefix(kIdent.size());

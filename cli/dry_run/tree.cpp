@@ -5,8 +5,9 @@
 static void add_entry(const std::string& path, int depth, Tree& tree);
 
 static void add_entries(const std::string& directory, int depth, Tree& tree) {
+  const std::string prefix = directory + "/";
   for (const std::string& name : list_directory(directory).value_or(std::vector<std::string>()))
-    add_entry(directory + "/" + name, depth, tree);
+    add_entry(prefix + name, depth, tree);
 }
 
 static void add_entry(const std::string& path, int depth, Tree& tree) {
