@@ -8,10 +8,23 @@
 
 #include "cli/base/subprocess.h"
 #include "cli/base/terminal.h"
+#include "cli/commands/commands.h"
 #include "cli/config_file/source.h"
 #include "cli/lint/dnsmasq_check.h"
 #include "cli/lint/report.h"
 #include "cli/lint/rules.h"
+#include "cli/live/installed_file.h"
+
+namespace {
+
+struct CheckOptions {
+  std::vector<std::string> files = {kInstalledConfiguration};  // "-" is standard input
+  bool json = false;
+  bool strict = false;   // warnings count, too
+  bool offline = false;  // do not ask dnsmasq
+};
+
+}  // namespace
 
 static void print_as_text(const Source& source, const std::vector<Finding>& findings) {
   const bool has_terminal = is_terminal(STDOUT_FILENO);
@@ -80,7 +93,9 @@ class Dnsmasq {
 
 }  // namespace
 
-int check(const CheckOptions& options) {
+// Prints the findings. Returns the exit status: 0 without an error, 1 with one, 2 when a file cannot be read
+// or parsed.
+static int check(const CheckOptions& options) {
   Output output(options.json);
   Dnsmasq dnsmasq(options.offline);
   bool is_all_readable = true;
@@ -108,4 +123,16 @@ Summary show_findings(const Source& source) {
   Summary summary;
   count(findings, summary);
   return summary;
+}
+
+Command check_command() {
+  static CheckOptions options;
+  return {"check",
+          "Say what is wrong with a configuration",
+          {{"FILE", "configurations; - is standard input", &options.files, Completion::kFile},
+           {"--strict", "fail on warnings, too", &options.strict},
+           {"--offline", "do not ask dnsmasq", &options.offline},
+           json_option(options.json)},
+          "Example: lanfab check --strict network.json",
+          [] { return check(options); }};
 }

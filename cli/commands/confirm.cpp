@@ -1,10 +1,11 @@
-#include "cli/commands/confirm.h"
+// `lanfab confirm`: makes the configuration on trial the installed one.
 
 #include <cstdio>
 #include <string>
 
 #include "cli/base/file.h"
 #include "cli/base/terminal.h"
+#include "cli/commands/commands.h"
 #include "cli/live/installed_file.h"
 #include "cli/live/system.h"
 #include "cli/live/trial_state.h"
@@ -30,7 +31,9 @@ static int confirm_trial(const std::string& installed) {
   return 0;
 }
 
-int confirm() {
+// Makes the configuration on trial the installed one. Returns the exit status: 0 when it is, 1 when there is no
+// trial to confirm, 2 when it cannot be done, or is not known to have reached the disk.
+static int confirm() {
   if (const auto trouble = enter_system()) return fail(*trouble);
   const auto installed = installed_path();
   if (!installed) return fail(with_errno(kInstalledConfiguration));
@@ -40,4 +43,12 @@ int confirm() {
   if (is_running(kApplyUnit)) return refuse("the APPLY of the trial is still at work");
   if (is_running(kRevertUnit) || !is_trial_active(*installed)) return refuse("the trial is being taken back");
   return confirm_trial(*installed);
+}
+
+Command confirm_command() {
+  return {"confirm",
+          "Keep the configuration that is tried",
+          {},
+          "The one before it stays beside it as network.json.previous.",
+          confirm};
 }

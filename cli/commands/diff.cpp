@@ -6,14 +6,23 @@
 #include <set>
 
 #include "cli/base/terminal.h"
+#include "cli/commands/commands.h"
 #include "cli/compare/change_summary.h"
 #include "cli/compare/facts.h"
 #include "cli/compare/unified_diff.h"
+#include "cli/dry_run/dry_run.h"
+#include "cli/live/installed_file.h"
 #include "libsysdb/sysdb_file.h"
 
 constexpr char kNoFile[] = "/dev/null";
 
 namespace {
+
+struct DiffOptions {
+  std::string file = kInstalledConfiguration;  // "-" is standard input
+  std::string other;  // the new one, `file` being the old; empty, `file` is compared with what is in force
+  DryRunOptions dry_run;
+};
 
 // What is compared.
 struct Side {
@@ -118,7 +127,9 @@ static std::string text_of_changes(const Side& before, const Side& after) {
   return text;
 }
 
-int diff(const DiffOptions& options) {
+// Prints the changes in words, the differences of the files and those of the commands. Returns the exit
+// status: 0 when there is no difference, 1 when there is one, 2 when a run fails or there is no result.
+static int diff(const DiffOptions& options) {
   DryRun first;
   DryRun second;
   if (const auto trouble = run(options.file, options.dry_run, first)) return fail(*trouble);
@@ -146,4 +157,20 @@ std::optional<std::string> show_changes(const Source& source) {
   if (auto trouble = run(source, DryRunOptions(), dry_run)) return trouble;
   std::fputs(text_of_changes(state_before(dry_run), state_after(dry_run)).c_str(), stdout);
   return std::nullopt;
+}
+
+Command diff_command() {
+  static DiffOptions options;
+  return {"diff",
+          "Show what a configuration would change",
+          {file_option(options.file),
+           {"OTHER",
+            "a newer one to compare it with; without, FILE is compared with\n"
+            "what is in /var/run now",
+            &options.other, Completion::kFile},
+           action_option(options.dry_run.action),
+           cell_option(options.dry_run.cell),
+           program_option(options.dry_run.program)},
+          "Example: lanfab diff /etc/lanfab/network.json network.json",
+          [] { return diff(options); }};
 }

@@ -1,9 +1,11 @@
-#include "cli/commands/explain.h"
+// `lanfab explain` and `lanfab schema`, which print what this program was built with.
 
 #include <cstdio>
 #include <string_view>
 
 #include "cli/base/terminal.h"
+#include "cli/commands/commands.h"
+#include "cli/config_file/schema.h"
 #include "cli/lint/report.h"
 #include "cli/lint/rules.h"
 
@@ -24,7 +26,9 @@ static std::string_view entry_of(const Rule& rule) {
   return rest.substr(0, rest.find("\n\n#"));
 }
 
-int explain(const std::string& name) {
+// Prints the entry of a rule, or with an empty name a line for each rule. Returns the exit status: 0, or 2
+// for a name that no rule has.
+static int explain(const std::string& name) {
   if (name.empty()) {
     list_rules();
     return 0;
@@ -35,4 +39,22 @@ int explain(const std::string& name) {
     return 0;
   }
   return fail("lanfab: there is no rule \"" + name + "\"; `lanfab explain` lists them");
+}
+
+Command explain_command() {
+  static std::string rule;
+  return {"explain",
+          "Say what a rule is about, why it hurts and how to mend it",
+          {{"RULE", "a rule's name; all rules are listed without one", &rule, Completion::kRule}},
+          "Example: lanfab explain lease-address-twice",
+          [] { return explain(rule); }};
+}
+
+static int print_schema() {
+  std::fwrite(kSchema.data(), 1, kSchema.size(), stdout);
+  return 0;
+}
+
+Command schema_command() {
+  return {"schema", "Print the JSON Schema of the configuration", {}, "", print_schema};
 }

@@ -1,4 +1,4 @@
-#include "cli/commands/graph.h"
+// `lanfab graph`: a picture of the network that a configuration makes.
 
 #include <langinfo.h>
 #include <unistd.h>
@@ -6,9 +6,11 @@
 #include <clocale>
 #include <cstdio>
 #include <cstring>
+#include <map>
 
 #include "cli/base/file.h"
 #include "cli/base/terminal.h"
+#include "cli/commands/commands.h"
 #include "cli/config_file/source.h"
 #include "cli/graph/annotations.h"
 #include "cli/graph/diagram.h"
@@ -18,6 +20,19 @@
 #include "cli/graph/text_tree.h"
 #include "cli/lint/report.h"
 #include "cli/lint/rules.h"
+#include "cli/live/installed_file.h"
+
+namespace {
+
+enum class GraphFormat { kText, kDot, kSvg };
+
+struct GraphOptions {
+  std::string file = kInstalledConfiguration;  // "-" is standard input
+  GraphFormat format = GraphFormat::kText;
+  std::string output;  // the file to write; empty, standard output
+};
+
+}  // namespace
 
 // That of the user's locale.
 static Charset own_charset() {
@@ -36,7 +51,8 @@ static std::string text_of(const Part& picture, const std::vector<Finding>& find
   return text + "\n" + text_of(summary) + "; lanfab check says where\n";
 }
 
-int graph(const GraphOptions& options) {
+// Returns the exit status: 0, or 2 when there is no picture.
+static int graph(const GraphOptions& options) {
   Source source;
   if (const auto trouble = load_source(options.file, source)) return fail(*trouble);
   const Site site(source);
@@ -62,4 +78,22 @@ int graph(const GraphOptions& options) {
     return fail(with_errno(options.output));
   }
   return 0;
+}
+
+Command graph_command() {
+  static GraphOptions options;
+  const std::map<std::string, GraphFormat> formats = {
+      {"text", GraphFormat::kText}, {"dot", GraphFormat::kDot}, {"svg", GraphFormat::kSvg}};
+  return {"graph",
+          "Draw the network, with what check finds in it",
+          {file_option(options.file),
+           {"--format FORMAT",
+            "text (default), dot, the language of Graphviz,\n"
+            "or svg, drawn by Graphviz",
+            [formats](const std::string& name) { options.format = formats.at(name); },
+            Completion::kNothing,
+            {"text", "dot", "svg"}},
+           {"-o FILE", "write the picture into this file", &options.output, Completion::kFile}},
+          "Example: lanfab graph network.json --format svg -o network.svg",
+          [] { return graph(options); }};
 }

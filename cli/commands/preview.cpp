@@ -1,4 +1,4 @@
-#include "cli/commands/preview.h"
+// `lanfab preview`: what a run of cmd_lanfab would write and call.
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -13,6 +13,21 @@
 #include "cli/base/file.h"
 #include "cli/base/signals.h"
 #include "cli/base/terminal.h"
+#include "cli/commands/commands.h"
+#include "cli/dry_run/dry_run.h"
+#include "cli/live/installed_file.h"
+
+namespace {
+
+struct PreviewOptions {
+  std::string file = kInstalledConfiguration;  // "-" is standard input
+  DryRunOptions dry_run;
+  std::string directory;  // the files go below it instead of to standard output; empty, they do not
+  bool json = false;
+  bool messages = false;  // show what goes to the system log, too
+};
+
+}  // namespace
 
 constexpr mode_t kUsualMode = 0644;
 
@@ -201,7 +216,9 @@ static bool save_files(const DryRunResult& result, const std::string& directory)
   return success;
 }
 
-int preview(const PreviewOptions& options) {
+// Prints the result. Returns the exit status: 0 when the run succeeded, 1 when it failed, 2 when there is no
+// result.
+static int preview(const PreviewOptions& options) {
   const std::string& directory = options.directory;
   if (!directory.empty() && !is_free(directory)) return fail(with_errno(directory));
   DryRun dry_run;
@@ -215,4 +232,20 @@ int preview(const PreviewOptions& options) {
     std::fputs(result.standard_error.c_str(), stderr);
   }
   return result.status == 0 ? 0 : 1;
+}
+
+Command preview_command() {
+  static PreviewOptions options;
+  return {"preview",
+          "Show the files and commands of a run",
+          {file_option(options.file),
+           action_option(options.dry_run.action),
+           cell_option(options.dry_run.cell),
+           program_option(options.dry_run.program),
+           {"-o DIRECTORY", "write the files below this directory, which must be empty", &options.directory,
+            Completion::kDirectory},
+           json_option(options.json),
+           {"-v", "show the messages to the system log, too", &options.messages}},
+          "Example: lanfab preview network.json --cell down",
+          [] { return preview(options); }};
 }

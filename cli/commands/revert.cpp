@@ -9,12 +9,22 @@
 #include "cli/base/file.h"
 #include "cli/base/subprocess.h"
 #include "cli/base/terminal.h"
+#include "cli/commands/commands.h"
 #include "cli/dry_run/dry_run.h"
 #include "cli/live/installed_file.h"
 #include "cli/live/runs.h"
 #include "cli/live/system.h"
 #include "cli/live/trial_state.h"
 #include "cli/live/units.h"
+
+namespace {
+
+struct RevertOptions {
+  bool yes = false;       // put the previous configuration back without asking
+  bool by_timer = false;  // this is the service that the timer starts
+};
+
+}  // namespace
 
 // How long the service tries, and how long it waits between two attempts.
 constexpr std::int64_t kAttemptSeconds = 600;
@@ -115,11 +125,25 @@ static int restore_previous(const std::string& installed, bool is_agreed) {
   return 0;
 }
 
-int revert(const RevertOptions& options) {
+// Returns the exit status: 0 when the former configuration is in force, 1 when it is not or there is none, 2
+// when this process cannot do it.
+static int revert(const RevertOptions& options) {
   if (const auto trouble = enter_system()) return fail(*trouble);
   const auto installed = installed_path();
   if (!installed) return fail(with_errno(kInstalledConfiguration));
   if (options.by_timer) return roll_back(*installed);
   if (read_state() || is_trial_active(*installed)) return end_trial();
   return restore_previous(*installed, options.yes);
+}
+
+Command revert_command() {
+  static RevertOptions options;
+  Option timer = {"--timer", "for the service that the timer of lanfab try starts", &options.by_timer};
+  timer.presence = Presence::kHidden;
+  return {"revert",
+          "Go back to the configuration before",
+          {{"--yes", "do not ask", &options.yes}, timer},
+          "Ends the trial at once. Without one it puts network.json.previous in force, after asking.\n\n"
+          "Example: lanfab revert --yes",
+          [] { return revert(options); }};
 }

@@ -1,14 +1,25 @@
-#include "cli/commands/status.h"
+// `lanfab status`: whether the gateway is as the last run wanted it.
 
 #include <csignal>
 #include <cstdio>
 
 #include "cli/base/terminal.h"
+#include "cli/commands/commands.h"
 #include "cli/status/drift.h"
 #include "cli/status/json_report.h"
 #include "cli/status/snapshot.h"
 #include "cli/status/text_report.h"
 #include "cli/status/watch.h"
+
+namespace {
+
+struct StatusOptions {
+  bool watch = false;
+  bool json = false;
+  bool messages = false;  // show what the runs wrote to the system log, too
+};
+
+}  // namespace
 
 // Takes one snapshot. `text` is what there is to print.
 static int report_once(const StatusOptions& options, std::string& text) {
@@ -37,11 +48,27 @@ static int keep_reporting(const StatusOptions& options) {
   return result;
 }
 
-int status(const StatusOptions& options) {
+// Prints what there is, with the differences marked. Returns the exit status: 0 when there is none, 1 when
+// there is one, be it that something is still coming, 2 when there is nothing to see. A watch ends with that
+// of its last look.
+static int status(const StatusOptions& options) {
   if (options.watch) return keep_reporting(options);
   std::string text;
   const int result = report_once(options, text);
   if (result == kFailure) return fail(text);
   std::fputs(text.c_str(), stdout);
   return result;
+}
+
+Command status_command() {
+  static StatusOptions options;
+  Option format = json_option(options.json);
+  format.excludes = "--watch";
+  return {"status",
+          "Say whether a gateway is as its configuration wants it",
+          {{"--watch", "keep it up to date; q ends it", &options.watch},
+           format,
+           {"-v", "show the messages of the last runs, too", &options.messages}},
+          "Example: lanfab status --watch",
+          [] { return status(options); }};
 }

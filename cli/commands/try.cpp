@@ -1,4 +1,4 @@
-#include "cli/commands/try.h"
+// `lanfab try`: puts a configuration in force until it is confirmed, and takes it back when it is not.
 
 #include <poll.h>
 #include <sys/stat.h>
@@ -16,6 +16,7 @@
 #include "cli/base/subprocess.h"
 #include "cli/base/terminal.h"
 #include "cli/commands/check.h"
+#include "cli/commands/commands.h"
 #include "cli/commands/diff.h"
 #include "cli/commands/revert.h"
 #include "cli/config_file/source.h"
@@ -34,6 +35,16 @@ static void note_interrupt(int) {
 }
 
 }  // extern "C"
+
+namespace {
+
+struct TryOptions {
+  std::string file;  // "-" is standard input
+  std::int64_t seconds = 120;
+  bool force = false;  // errors that `lanfab check` finds do not stop it
+};
+
+}  // namespace
 
 // What a trial that was killed before its timer started has left.
 static bool is_over(const std::string& installed) {
@@ -136,7 +147,19 @@ static bool examine_first(const Source& source, bool force) {
   return true;
 }
 
-int try_on_gateway(const TryOptions& options) {
+// Nothing of this process has to survive: the trial's file lies below /run, bound over the installed one, and
+// a timer of systemd takes it back. These are the steps; killed after any of them, the old network is
+// untouched or the timer runs.
+//
+//   1. The trial's file and its state are written: nothing reads them yet.
+//   2. The timer starts: it finds nothing to take back but files.
+//   3. The file is put over the installed one: runs of cmd_lanfab see it from now on.
+//   4. A service of systemd applies it: a failure starts what the timer would start.
+//
+// On a terminal it then counts down and takes Enter to confirm or Ctrl-C to revert; elsewhere it returns.
+// Returns the exit status: 0 when it was confirmed or goes on, 1 when `lanfab check` finds an error or the
+// trial was taken back, 2 when it cannot be done.
+static int try_on_gateway(const TryOptions& options) {
   Source source;
   if (const auto trouble = load_source(options.file, source)) return fail(*trouble);
   if (!examine_first(source, options.force)) return 1;
@@ -163,4 +186,20 @@ int try_on_gateway(const TryOptions& options) {
   if (is_interactive()) return count_down(state, *installed, source.text);
   tell_what_to_type(state);
   return 0;
+}
+
+Command try_command() {
+  static TryOptions options;
+  Option file = file_option(options.file);
+  file.presence = Presence::kRequired;
+  return {"try",
+          "Put a configuration in force until it is confirmed",
+          {file,
+           {"--timeout SECONDS", "seconds after which the old one comes back",
+            Number{&options.seconds, 10, 86400}},
+           {"--force", "try it even with errors that lanfab check finds", &options.force}},
+          "Without lanfab confirm in time, the old configuration comes back, whatever became of this\n"
+          "terminal. A reboot brings it back, too.\n\n"
+          "Example: lanfab try network.json --timeout 300",
+          [] { return try_on_gateway(options); }};
 }

@@ -1,0 +1,70 @@
+#pragma once
+
+// The commands of `lanfab`. What each accepts is declared once, in its own file: the command line, its help,
+// the options in the manual page and the completions of the shells come from there. To add a command:
+//
+//   1. Write commands/NAME.cpp with a function NAME_command, and enter the file in cli/CMakeLists.txt.
+//   2. Declare the function below, and add it to the table in commands.cpp.
+//   3. Describe in docs/man/lanfab.1 what the command does, and when it exits with which status.
+//   4. Run scripts/generate-documents: it writes the options to that page, and the completions.
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <variant>
+#include <vector>
+
+struct Number {
+  std::int64_t* value;
+  std::int64_t smallest;
+  std::int64_t largest;
+};
+using Setter = std::function<void(const std::string&)>;
+
+// Where an option goes: a flag has a bool, and an argument with a vector may be repeated.
+using Target = std::variant<bool*, std::string*, std::vector<std::string>*, Number, Setter>;
+
+// What a shell offers for a value, besides the option's words.
+enum class Completion { kNothing, kFile, kDirectory, kRule };
+
+enum class Presence { kOptional, kRequired, kHidden };
+
+// An option or, where the usage has no hyphen, a positional argument. The default is what the target contains.
+struct Option {
+  std::string usage;  // "--format FORMAT", "-v", "FILE"
+  std::string help;
+  Target target;
+  Completion completion = Completion::kNothing;
+  std::vector<std::string> words = {};  // the only values that are accepted, unless there is a completion
+  Presence presence = Presence::kOptional;
+  std::string excludes = {};  // an option that is declared before this one
+};
+
+struct Command {
+  std::string name;
+  std::string help;
+  std::vector<Option> options;
+  std::string footer;        // the last lines of its help
+  std::function<int()> run;  // called when the targets are set; returns the exit status
+};
+
+Command check_command();
+Command confirm_command();
+Command diff_command();
+Command explain_command();
+Command graph_command();
+Command preview_command();
+Command revert_command();
+Command schema_command();
+Command status_command();
+Command try_command();
+
+// Options of more than one command.
+Option file_option(std::string& file);
+Option json_option(bool& json);
+Option action_option(std::string& action);
+Option cell_option(std::string& cell);
+Option program_option(std::string& program);
+
+// Runs the command that the command line gives. Returns the exit status: 2 when the command line is wrong.
+int run_command_line(int argc, char* argv[]);
