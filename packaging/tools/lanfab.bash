@@ -1,49 +1,50 @@
-# Completion of `lanfab` for bash.
+# Completion of `lanfab` for bash. Made by scripts/generate-documents.
 # shellcheck shell=bash
 
 _lanfab() {
-  local -A options=(
-    [check]='--strict --offline --format'
-    [explain]=''
-    [graph]='--format -o'
-    [preview]='--action --cell --program -o --format -v'
-    [diff]='--action --cell --program'
-    [schema]=''
-    [try]='--timeout --force'
-    [confirm]=''
-    [revert]='--yes'
-    [status]='--watch --format -v'
-  )
-  local word=${COMP_WORDS[COMP_CWORD]} before=$((COMP_CWORD - 1)) words=''
+  local word=${COMP_WORDS[COMP_CWORD]} before=$((COMP_CWORD - 1)) command='' words=''
   # bash takes --format=json for three words.
   if [[ $word == '=' ]]; then
     word=''
   elif [[ ${COMP_WORDS[before]} == '=' ]]; then
     before=$((before - 1))
   fi
-  case ${COMP_WORDS[before]} in
-    --format)
-      words='text json'
-      if [[ ${COMP_WORDS[1]} == graph ]]; then words='text dot svg'; fi
-      ;;
-    --action) words='apply wwan_apply dnsmasq' ;;
-    --cell)
-      words='up down here'
-      compopt -o plusdirs
-      ;;
-    -o | --program) compopt -o default ;;
-    --timeout) ;;
+  if ((COMP_CWORD > 1)); then command=${COMP_WORDS[1]}; fi
+  case "$command ${COMP_WORDS[before]}" in
+    'check --format') words='text json' ;;
+    'graph --format') words='text dot svg' ;;
+    'graph -o') compopt -o default ;;
+    'preview --action') words='apply wwan_apply dnsmasq' ;;
+    'preview --cell') words='up down here'; compopt -o plusdirs ;;
+    'preview --program') compopt -o default ;;
+    'preview -o') compopt -o plusdirs ;;
+    'preview --format') words='text json' ;;
+    'diff --action') words='apply wwan_apply dnsmasq' ;;
+    'diff --cell') words='up down here'; compopt -o plusdirs ;;
+    'diff --program') compopt -o default ;;
+    'try --timeout') ;;
+    'status --format') words='text json' ;;
     *)
-      if ((COMP_CWORD == 1)); then
-        words=${!options[*]}
-        if [[ $word == -* ]]; then words='-h --help --version'; fi
-      elif [[ $word == -* ]]; then
-        words="${options[${COMP_WORDS[1]}]-} -h --help"
-      elif [[ ${COMP_WORDS[1]} == explain ]]; then
-        words=$("${COMP_WORDS[0]}" explain 2>/dev/null | cut -d ' ' -f 1)
-      elif [[ ${COMP_WORDS[1]} == @(check|graph|preview|diff|try) ]]; then
-        compopt -o default
-      fi
+      case "$command $word" in
+        'check -'*) words='--strict --offline --format -h --help' ;;
+        'check '*) compopt -o default ;;
+        'explain -'*) words='-h --help' ;;
+        'explain '*) words=$("${COMP_WORDS[0]}" explain 2>/dev/null | cut -d ' ' -f 1) ;;
+        'graph -'*) words='--format -o -h --help' ;;
+        'graph '*) compopt -o default ;;
+        'preview -'*) words='--action --cell --program -o --format -v -h --help' ;;
+        'preview '*) compopt -o default ;;
+        'diff -'*) words='--action --cell --program -h --help' ;;
+        'diff '*) compopt -o default ;;
+        'schema -'*) words='-h --help' ;;
+        'try -'*) words='--timeout --force -h --help' ;;
+        'try '*) compopt -o default ;;
+        'confirm -'*) words='-h --help' ;;
+        'revert -'*) words='--yes -h --help' ;;
+        'status -'*) words='--watch --format -v -h --help' ;;
+        ' -'*) words='-h --help --version' ;;
+        ' '*) words='check explain graph preview diff schema try confirm revert status' ;;
+      esac
       ;;
   esac
   mapfile -t COMPREPLY < <(compgen -W "$words" -- "$word")

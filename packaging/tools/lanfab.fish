@@ -1,0 +1,47 @@
+# Completion of `lanfab` for fish. Made by scripts/generate-documents.
+
+# Whether the first word after the program is the given one; without one, whether there is none yet.
+function __lanfab_is
+    set -l words (commandline -opc)
+    test "$words[2]" = "$argv"
+end
+
+complete -c lanfab -f
+complete -c lanfab -s h -l help -d 'Print this help message and exit'
+complete -c lanfab -n __lanfab_is -l version -d 'Display program version information and exit'
+complete -c lanfab -n __lanfab_is -a check -d 'Say what is wrong with a configuration'
+complete -c lanfab -n __lanfab_is -a explain -d 'Say what a rule is about, why it hurts and how to mend it'
+complete -c lanfab -n __lanfab_is -a graph -d 'Draw the network, with what check finds in it'
+complete -c lanfab -n __lanfab_is -a preview -d 'Show the files and commands of a run'
+complete -c lanfab -n __lanfab_is -a diff -d 'Show what a configuration would change'
+complete -c lanfab -n __lanfab_is -a schema -d 'Print the JSON Schema of the configuration'
+complete -c lanfab -n __lanfab_is -a try -d 'Put a configuration in force until it is confirmed'
+complete -c lanfab -n __lanfab_is -a confirm -d 'Keep the configuration that is tried'
+complete -c lanfab -n __lanfab_is -a revert -d 'Go back to the configuration before'
+complete -c lanfab -n __lanfab_is -a status -d 'Say whether a gateway is as its configuration wants it'
+complete -c lanfab -n '__lanfab_is check' -l strict -d 'fail on warnings, too'
+complete -c lanfab -n '__lanfab_is check' -l offline -d 'do not ask dnsmasq'
+complete -c lanfab -n '__lanfab_is check' -l format -x -a "text json" -d 'text or json'
+complete -c lanfab -n '__lanfab_is check' -F
+complete -c lanfab -n '__lanfab_is explain' -a "(lanfab explain 2>/dev/null | string replace --regex ' .*' '')"
+complete -c lanfab -n '__lanfab_is graph' -l format -x -a "text dot svg" -d 'text (default), dot, the language of Graphviz, or svg, drawn by Graphviz'
+complete -c lanfab -n '__lanfab_is graph' -s o -r -F -d 'write the picture into this file'
+complete -c lanfab -n '__lanfab_is graph' -F
+complete -c lanfab -n '__lanfab_is preview' -l action -x -a "apply wwan_apply dnsmasq" -d 'apply, wwan_apply or dnsmasq'
+complete -c lanfab -n '__lanfab_is preview' -l cell -x -a "up down here (__fish_complete_directories)" -d 'the cellular link'
+complete -c lanfab -n '__lanfab_is preview' -l program -r -F -d 'the cmd_lanfab to run'
+complete -c lanfab -n '__lanfab_is preview' -s o -x -a "(__fish_complete_directories)" -d 'write the files below this directory, which must be empty'
+complete -c lanfab -n '__lanfab_is preview' -l format -x -a "text json" -d 'text or json'
+complete -c lanfab -n '__lanfab_is preview' -s v -d 'show the messages to the system log, too'
+complete -c lanfab -n '__lanfab_is preview' -F
+complete -c lanfab -n '__lanfab_is diff' -l action -x -a "apply wwan_apply dnsmasq" -d 'apply, wwan_apply or dnsmasq'
+complete -c lanfab -n '__lanfab_is diff' -l cell -x -a "up down here (__fish_complete_directories)" -d 'the cellular link'
+complete -c lanfab -n '__lanfab_is diff' -l program -r -F -d 'the cmd_lanfab to run'
+complete -c lanfab -n '__lanfab_is diff' -F
+complete -c lanfab -n '__lanfab_is try' -l timeout -x -d 'seconds after which the old one comes back'
+complete -c lanfab -n '__lanfab_is try' -l force -d 'try it even with errors that lanfab check finds'
+complete -c lanfab -n '__lanfab_is try' -F
+complete -c lanfab -n '__lanfab_is revert' -l yes -d 'do not ask'
+complete -c lanfab -n '__lanfab_is status' -l watch -d 'keep it up to date'
+complete -c lanfab -n '__lanfab_is status' -l format -x -a "text json" -d 'text or json'
+complete -c lanfab -n '__lanfab_is status' -s v -d 'show the messages of the last runs, too'
