@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
-#include <set>
 
 #include "cli/base/terminal.h"
 #include "cli/commands/commands.h"
@@ -24,28 +23,36 @@ struct DiffOptions {
   DryRunOptions dry_run;
 };
 
-// What is compared.
-struct Side {
-  std::vector<File> files;
-  std::vector<std::vector<std::string>> commands;
+struct Differences {
+  std::string text;
+  std::vector<ChangedFile> files;
 };
 
 }  // namespace
 
-static Side state_before(const DryRun& dry_run) {
-  Side side;
-  for (const File& file : dry_run.initial_state.tree.files)
-    if (file.path.rfind(kSystemDatabase, 0) != 0) side.files.push_back(file);
-  // Nothing to compare the commands of a run with.
-  side.commands = dry_run.result.commands;
-  return side;
+static File commands_of(const DryRunResult& result) {
+  File file{kCommands, 0, ""};
+  for (const std::vector<std::string>& command : result.commands) {
+    for (const std::string& word : command)
+      file.content += (&word == &command.front() ? "" : " ") + word;
+    file.content += "\n";
+  }
+  return file;
 }
 
-static Side state_after(const DryRun& dry_run) {
-  Side side{{}, dry_run.result.commands};
+// There is nothing to compare the commands of the run with.
+static FilesByPath files_before(const DryRun& dry_run) {
+  FilesByPath files = {{kCommands, commands_of(dry_run.result)}};
+  for (const File& file : dry_run.initial_state.tree.files)
+    if (file.path.rfind(kSystemDatabase, 0) != 0) files[file.path] = file;
+  return files;
+}
+
+static FilesByPath files_after(const DryRun& dry_run) {
+  FilesByPath files = {{kCommands, commands_of(dry_run.result)}};
   for (const ResultFile& file : dry_run.result.files)
-    side.files.push_back(file.file);
-  return side;
+    files[file.file.path] = file.file;
+  return files;
 }
 
 // Returns nothing, or why there is nothing to compare. The configuration is a file's name or has been read.
@@ -61,33 +68,17 @@ static std::optional<std::string> run(const Configuration& configuration, const 
   return result.standard_error + dry_run.source.name + ": the run " + how + "; see `lanfab preview -v`";
 }
 
-static std::string text_of(const std::vector<std::vector<std::string>>& commands) {
-  std::string text;
-  for (const std::vector<std::string>& command : commands) {
-    for (const std::string& word : command)
-      text += (&word == &command.front() ? "" : " ") + word;
-    text += "\n";
-  }
-  return text;
-}
-
-static std::map<std::string, const File*> by_path(const Side& side) {
-  std::map<std::string, const File*> files;
-  for (const File& file : side.files)
-    files[file.path] = &file;
-  return files;
-}
-
-static std::string difference_of(const std::string& path, const File* before, const File* after) {
+static UnifiedDiff difference_of(const std::string& path, const File* before, const File* after) {
   const std::string old_name = before != nullptr ? path : kNoFile;
   const std::string new_name = after != nullptr ? path : kNoFile;
-  const std::string text = unified_diff(old_name, before != nullptr ? before->content : "", new_name,
+  UnifiedDiff difference = unified_diff(old_name, before != nullptr ? before->content : "", new_name,
                                         after != nullptr ? after->content : "");
-  if (before == nullptr || after == nullptr || before->mode == after->mode) return text;
+  if (before == nullptr || after == nullptr || before->mode == after->mode) return difference;
   char modes[64];
   std::snprintf(modes, sizeof modes, "mode %04o becomes %04o: ", static_cast<unsigned>(before->mode),
                 static_cast<unsigned>(after->mode));
-  return modes + path + "\n" + text;
+  difference.text = modes + path + "\n" + difference.text;
+  return difference;
 }
 
 // The difference without the two lines that name the files.
@@ -96,38 +87,47 @@ static std::string hunks_of(const std::string& difference) {
   return begin == std::string::npos ? std::string() : difference.substr(begin);
 }
 
-// One file after the other. Of two with the same hunks, such as a file and what it is copied from, the second
-// is only named.
-static std::string differences_of_files(const Side& before, const Side& after) {
-  const std::map<std::string, const File*> old_files = by_path(before);
-  const std::map<std::string, const File*> new_files = by_path(after);
-  std::set<std::string> paths;
-  for (const auto& files : {old_files, new_files})
-    for (const auto& [path, file] : files)
-      paths.insert(path);
-  std::string text;
+static const File* file_at(const FilesByPath& files, const std::string& path) {
+  const auto found = files.find(path);
+  return found != files.end() ? &found->second : nullptr;
+}
+
+static bool has_equal_content(const File* file, const File* other) {
+  if (file == nullptr || other == nullptr) return file == other;
+  return file->content == other->content;
+}
+
+// One file after the other, and the commands behind them. Of two files with the same hunks, such as a file
+// and what it is copied from, the second is only named, and a copy adds no changed lines.
+static Differences find_differences(const FilesByPath& before, const FilesByPath& after) {
+  FilesByPath both = before;
+  both.insert(after.begin(), after.end());
+  Differences differences;
   std::map<std::string, std::string> shown;
-  for (const std::string& path : paths) {
-    const auto old_file = old_files.find(path);
-    const auto new_file = new_files.find(path);
-    const std::string difference =
-        difference_of(path, old_file != old_files.end() ? old_file->second : nullptr,
-                      new_file != new_files.end() ? new_file->second : nullptr);
-    const auto [first, is_new] = shown.emplace(hunks_of(difference), path);
+  for (const auto& [path, any] : both) {
+    const File* old_file = file_at(before, path);
+    const File* new_file = file_at(after, path);
+    const UnifiedDiff difference = difference_of(path, old_file, new_file);
+    const auto [first, is_new] = shown.emplace(hunks_of(difference.text), path);
     const bool is_repeated = !is_new && !first->first.empty();
-    text += is_repeated ? path + " differs as " + first->second + " does\n" : difference;
+    if (path == kCommands && !differences.text.empty() && !difference.text.empty()) differences.text += "\n";
+    differences.text += is_repeated ? path + " differs as " + first->second + " does\n" : difference.text;
+    const bool is_copy = is_repeated && has_equal_content(old_file, file_at(before, first->second)) &&
+                         has_equal_content(new_file, file_at(after, first->second));
+    if (!is_copy) differences.files.push_back({path, difference.removed, difference.added});
   }
-  return text;
+  return differences;
 }
 
-static std::string text_of_changes(const Side& before, const Side& after) {
+static std::string summary_of(const FilesByPath& before, const FilesByPath& after,
+                              const Differences& differences) {
   std::string text;
-  for (const std::string& line : words_for(read_facts(before.files), read_facts(after.files), after.commands))
-    text += line + "\n";
+  for (const std::string& sentence : change_summary(read_facts(before), read_facts(after), differences.files))
+    text += sentence + "\n";
   return text;
 }
 
-// Prints the changes in words, the differences of the files and those of the commands. Returns the exit
+// Prints the change summary, the differences of the files and those of the commands. Returns the exit
 // status: 0 when there is no difference, 1 when there is one, 2 when a run fails or there is no result.
 static int diff(const DiffOptions& options) {
   DryRun first;
@@ -137,17 +137,13 @@ static int diff(const DiffOptions& options) {
   if (has_other) {
     if (const auto trouble = run(options.other, options.dry_run, second)) return fail(*trouble);
   }
-  const Side before = has_other ? state_after(first) : state_before(first);
-  const Side after = state_after(has_other ? second : first);
+  const FilesByPath before = has_other ? files_after(first) : files_before(first);
+  const FilesByPath after = files_after(has_other ? second : first);
 
-  const std::string files = differences_of_files(before, after);
-  const std::string commands =
-      unified_diff("commands", text_of(before.commands), "commands", text_of(after.commands));
-  std::string text = text_of_changes(before, after);
-  for (const std::string& part : {files, commands}) {
-    if (!text.empty() && !part.empty()) text += "\n";
-    text += part;
-  }
+  const Differences differences = find_differences(before, after);
+  std::string text = summary_of(before, after, differences);
+  if (!text.empty() && !differences.text.empty()) text += "\n";
+  text += differences.text;
   std::fwrite(text.data(), 1, text.size(), stdout);
   return text.empty() ? 0 : 1;
 }
@@ -155,7 +151,9 @@ static int diff(const DiffOptions& options) {
 std::optional<std::string> show_changes(const Source& source) {
   DryRun dry_run;
   if (auto trouble = run(source, DryRunOptions(), dry_run)) return trouble;
-  std::fputs(text_of_changes(state_before(dry_run), state_after(dry_run)).c_str(), stdout);
+  const FilesByPath before = files_before(dry_run);
+  const FilesByPath after = files_after(dry_run);
+  std::fputs(summary_of(before, after, find_differences(before, after)).c_str(), stdout);
   return std::nullopt;
 }
 

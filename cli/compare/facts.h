@@ -1,7 +1,7 @@
 #pragma once
 
-// What the files of a run make of the gateway, as far as a person would put a change of it into words. It is
-// read from the files and not from a configuration, since what is in force now has only files.
+// What the files of a run make of the gateway, as far as a change summary describes it. Facts are read from
+// the files and not from a configuration, since what is active now has only files.
 
 #include <map>
 #include <set>
@@ -10,6 +10,45 @@
 #include <vector>
 
 #include "cli/dry_run/result.h"
+
+// What a change summary compares, in its words.
+namespace what {
+
+inline constexpr char kAddress[] = "address";
+inline constexpr char kSecondaryAddress[] = "secondary address";
+inline constexpr char kRemote[] = "remote address";
+inline constexpr char kLocal[] = "local address";
+inline constexpr char kGateway[] = "gateway";
+inline constexpr char kMetric[] = "metric";
+inline constexpr char kMtu[] = "MTU";
+inline constexpr char kRoute[] = "route to ";  // and the route
+inline constexpr char kRange[] = "DHCP range";
+inline constexpr char kLeaseTime[] = "lease time";
+inline constexpr char kRelay[] = "relay to ";  // and the server
+inline constexpr char kStaticLease[] = "fixed lease";
+inline constexpr char kNameServers[] = "DNS servers";
+// Without a word of their own: whether an interface is there; whether its unit is that of a bridge member, of
+// a pass-through port or of neither; whether it serves DHCP; which number a tunnel has.
+inline constexpr char kPresence[] = "presence";
+inline constexpr char kKind[] = "kind";
+inline constexpr char kServer[] = "DHCP server";
+inline constexpr char kNumber[] = "number";
+// Of a file: its blank lines, comments and headings.
+inline constexpr char kLayout[] = "layout";
+
+}  // namespace what
+
+// The subjects of facts that are not interfaces.
+namespace subject {
+
+inline constexpr char kDevice[] = "the device ";  // and its MAC address
+inline constexpr char kName[] = "the name ";      // and the name
+inline constexpr char kGateway[] = "the gateway";
+
+}  // namespace subject
+
+// A subject, which may be a file, and what of it.
+using Topic = std::pair<std::string, std::string>;
 
 // A [Route] section as it stands there.
 struct RouteFacts {
@@ -49,9 +88,19 @@ struct Facts {
   std::map<std::string, InterfaceFacts> interfaces;
   std::map<std::string, DhcpFacts> servers;             // by interface
   std::map<std::string, std::set<std::string>> relays;  // by interface, the servers
-  std::map<std::string, std::string> fixed_leases;      // address by hardware address
+  std::map<std::string, std::string> static_leases;     // addresses by MAC address
   std::map<std::string, std::string> names;             // addresses by name
   std::string name_servers;                             // in their order
+  std::set<std::string> deleted_tunnels;                // by the commands
+  // By path, for each line the topics that explain it: to mention that one of them changes is to mention that
+  // the line does.
+  std::map<std::string, std::vector<std::set<Topic>>> topics;
 };
 
-Facts read_facts(const std::vector<File>& files);
+// The commands of a run, one a line, may be among the files, by this name.
+inline constexpr char kCommands[] = "commands";
+
+using FilesByPath = std::map<std::string, File>;
+
+FilesByPath by_path(const std::vector<File>& files);
+Facts read_facts(const FilesByPath& files);

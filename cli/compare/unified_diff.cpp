@@ -15,7 +15,7 @@ static std::vector<std::string> lines_of(const std::string& text) {
   return lines;
 }
 
-std::string unified_diff(const std::string& old_name, const std::string& old_text,
+UnifiedDiff unified_diff(const std::string& old_name, const std::string& old_text,
                          const std::string& new_name, const std::string& new_text) {
   if (old_text == new_text && old_name == new_name) return {};
   std::ostringstream out;
@@ -31,5 +31,14 @@ std::string unified_diff(const std::string& old_name, const std::string& old_tex
     if (hunk.d == 0) --hunk.c;
   }
   dtl::Diff<std::string>::printUnifiedFormat(hunks, out);
-  return out.str();
+  UnifiedDiff result{out.str(), {}, {}};
+  std::size_t old_number = 0;
+  std::size_t new_number = 0;
+  for (const auto& [line, edit] : diff.getSes().getSequence()) {
+    if (edit.type == dtl::SES_DELETE) result.removed.push_back(old_number);
+    if (edit.type == dtl::SES_ADD) result.added.push_back(new_number);
+    if (edit.type != dtl::SES_ADD) ++old_number;
+    if (edit.type != dtl::SES_DELETE) ++new_number;
+  }
+  return result;
 }

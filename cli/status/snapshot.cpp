@@ -1,7 +1,5 @@
 #include "cli/status/snapshot.h"
 
-#include <algorithm>
-
 #include "cli/config_file/source.h"
 #include "cli/dry_run/initial_state.h"
 #include "cli/live/installed_file.h"
@@ -17,13 +15,12 @@ static bool is_name(const std::string& text) {
 }
 
 static bool read_wanted(Snapshot& snapshot) {
-  const std::vector<File> files = state_of_this_machine().files;
+  const FilesByPath files = by_path(state_of_this_machine().files);
   snapshot.wanted = read_facts(files);
   auto& interfaces = snapshot.wanted.interfaces;
   for (auto one = interfaces.begin(); one != interfaces.end();)
     one = is_name(one->first) ? std::next(one) : interfaces.erase(one);
-  snapshot.wants_dnsmasq =
-      std::any_of(files.begin(), files.end(), [](const File& file) { return file.path == kDnsmasqConf; });
+  snapshot.wants_dnsmasq = files.count(kDnsmasqConf) != 0;
   return snapshot.wants_dnsmasq || !interfaces.empty();
 }
 

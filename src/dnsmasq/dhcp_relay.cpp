@@ -40,7 +40,7 @@ int dnsmasq_write_dhcp_relay(const NetworkContext* ctx, std::FILE* file, const c
   char server_ip[kIpv4TextSize] = "";
   constexpr int kMaxLength = static_cast<int>(sizeof server_ip) - 1;
   if (domain_ip_to_ip_str(server.c_str(), server_ip, kMaxLength, 0, 0) == 0) {
-    std::fprintf(file, "\n# DHCP relay on %s\n", ifname);
+    std::fprintf(file, kDhcpRelayHeading, ifname);
     std::fprintf(file, "dhcp-relay=%s,%s\n", local_ip.c_str(), server_ip);
   }
   return 0;

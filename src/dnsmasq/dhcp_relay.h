@@ -9,6 +9,9 @@
 
 #include "config/network_context.h"
 
+// The comment in front of a relay line, with the interface's name; the line itself has only its address.
+inline constexpr char kDhcpRelayHeading[] = "\n# DHCP relay on %s\n";
+
 // Writes the relay lines of the interface from its "network" object of the configuration. Returns -1 in every
 // case; the callers ignore it.
 int dnsmasq_add_dhcp_relay(const NetworkContext* ctx, std::FILE* file, const char* ifname);

@@ -68,7 +68,7 @@ int dnsmasq_write_dhcp_server(const NetworkContext* ctx, std::FILE* file, const 
   config_get_string(dhcp, leasetime, "leasetime");
   char netmask[kIpv4TextSize] = "";
   cidr_to_netmask(prefix, netmask);
-  std::fprintf(file, "\n# DHCP server on %s\n", ifname);
+  std::fprintf(file, kDhcpServerHeading, ifname);
   std::fprintf(file, "dhcp-range=%s,%s,%s,%s\n", ifname, start.c_str(), end.c_str(), leasetime.c_str());
   std::fprintf(file, "dhcp-option=%s,3,%s\n", ifname, router.c_str());
   std::fprintf(file, "dhcp-option=%s,1,%s\n", ifname, netmask);

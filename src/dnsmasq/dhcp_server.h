@@ -9,6 +9,10 @@
 
 #include "config/network_context.h"
 
+// The comment in front of a section, with the interface's name. It alone tells the fixed leases of a server
+// from the line for a pass-through port.
+inline constexpr char kDhcpServerHeading[] = "\n# DHCP server on %s\n";
+
 // Writes the section of the interface from its "network" object of the configuration. Returns 0 when a
 // section was written, -1 otherwise.
 int dnsmasq_add_dhcp_server(const NetworkContext* ctx, std::FILE* file, const char* ifname);
