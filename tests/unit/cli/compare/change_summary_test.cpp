@@ -1,0 +1,162 @@
+#include "cli/compare/change_summary.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "cli/compare/unified_diff.h"
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+namespace {
+
+// Contents by path. An interface stands for its network unit, which has a [Match] section in front of the
+// content.
+using Contents = std::map<std::string, std::string>;
+
+}  // namespace
+
+static FilesByPath files_with(const Contents& contents) {
+  FilesByPath files;
+  for (const auto& [name, content] : contents) {
+    const bool is_path = name[0] == '/' || name == kCommands;
+    const std::string path = is_path ? name : "/var/run/systemd/network/20-" + name + ".network";
+    files[path] = {path, 0644, is_path ? content : "[Match]\nName = " + name + "\n\n" + content};
+  }
+  return files;
+}
+
+static std::vector<std::string> summary_of(const Contents& before, const Contents& after) {
+  FilesByPath old_files = files_with(before);
+  FilesByPath new_files = files_with(after);
+  std::vector<ChangedFile> changed;
+  FilesByPath both = old_files;
+  both.insert(new_files.begin(), new_files.end());
+  for (const auto& [path, any] : both) {
+    const auto is_in = [path = path](const FilesByPath& files) { return files.count(path) != 0; };
+    const UnifiedDiff diff = unified_diff(path, is_in(old_files) ? old_files[path].content : "", path,
+                                          is_in(new_files) ? new_files[path].content : "");
+    changed.push_back({path, diff.removed, diff.added});
+  }
+  return change_summary(read_facts(old_files), read_facts(new_files), changed);
+}
+
+// The unit of a port as cmd_lanfab writes it.
+static std::string port(const std::string& address, const std::string& subnet,
+                        const std::string& rest = std::string()) {
+  return "[Network]\nAddress = " + address + "\nIPForward = yes\n\n[Route]\nDestination = " + subnet + "\n" +
+         rest;
+}
+
+static std::string tunnel(const std::string& name, const std::string& description, const std::string& remote,
+                          const std::string& rest = std::string()) {
+  return "[NetDev]\nDescription = " + description + "\nName = " + name + "\nKind = gre\n" + rest +
+         "\n[Tunnel]\nRemote = " + remote + "\nIndependent = true\n";
+}
+
+TEST(ChangeSummary, NothingChanges) {
+  const Contents files = {{"eth0", port("192.168.1.1/24", "192.168.1.0/24")}};
+  EXPECT_THAT(summary_of(files, files), IsEmpty());
+}
+
+TEST(ChangeSummary, AnotherAddressExplainsTheRouteToItsSubnet) {
+  EXPECT_THAT(summary_of({{"eth0", port("192.168.1.1/24", "192.168.1.0/24")}},
+                         {{"eth0", port("10.0.0.1/8", "10.0.0.0/8")}}),
+              ElementsAre("eth0 changes its address from 192.168.1.1/24 to 10.0.0.1/8"));
+}
+
+TEST(ChangeSummary, ADirectRoute) {
+  EXPECT_THAT(
+      summary_of(
+          {{"eth0", port("192.168.1.1/24", "192.168.1.0/24")}},
+          {{"eth0", port("192.168.1.1/24", "192.168.1.0/24", "\n[Route]\nDestination = 10.20.0.0/16\n")}}),
+      ElementsAre("eth0 gets the route to 10.20.0.0/16"));
+}
+
+TEST(ChangeSummary, ARouteExplainsTheCommandThatDeletesIt) {
+  const std::string route = "\n[Route]\nDestination = 10.20.0.0/16\nMetric = 5\n";
+  EXPECT_THAT(
+      summary_of({{"eth0", port("192.168.1.1/24", "192.168.1.0/24", route)},
+                  {"/var/run/.delete_static_routes", "#!/bin/sh\nip route del 10.20.0.0/16 dev eth0\n"}},
+                 {{"eth0", port("192.168.1.1/24", "192.168.1.0/24")},
+                  {"/var/run/.delete_static_routes", "#!/bin/sh\n"}}),
+      ElementsAre("eth0 loses the route to 10.20.0.0/16, metric 5"));
+}
+
+TEST(ChangeSummary, RoutesInAnotherOrderAreCounted) {
+  const std::string first = "\n[Route]\nDestination = 10.20.0.0/16\n";
+  const std::string second = "\n[Route]\nDestination = 10.30.0.0/16\n";
+  EXPECT_THAT(summary_of({{"eth0", port("192.168.1.1/24", "192.168.1.0/24", first + second)}},
+                         {{"eth0", port("192.168.1.1/24", "192.168.1.0/24", second + first)}}),
+              ElementsAre("4 lines differ"));
+}
+
+TEST(ChangeSummary, ASettingWithoutASentenceIsCounted) {
+  EXPECT_THAT(summary_of({{"eth0", "[Network]\nDNS = 9.9.9.9\n"}}, {{"eth0", "[Network]\nDNS = 1.1.1.1\n"}}),
+              ElementsAre("2 lines differ"));
+  EXPECT_THAT(summary_of({{"eth0", "[Link]\nMTUBytes = 1400\n\n[Network]\nDNS = 9.9.9.9\n"}},
+                         {{"eth0", "[Link]\nMTUBytes = 1280\n\n[Network]\n"}}),
+              ElementsAre("eth0 changes its MTU from 1400 to 1280", "and 1 more line"));
+}
+
+TEST(ChangeSummary, LayoutIsExplainedWhereAnythingElseOfItsFileIs) {
+  const std::string resolver = "/var/run/resolv.conf";
+  EXPECT_THAT(summary_of({}, {{resolver, "# DNS servers\n\n"}}), ElementsAre("2 lines differ"));
+  EXPECT_THAT(summary_of({}, {{resolver, "# DNS servers\n\nnameserver 9.9.9.9\n"}}),
+              ElementsAre("the gateway gets the DNS servers 9.9.9.9"));
+}
+
+TEST(ChangeSummary, ANewInterfaceExplainsAllOfItsUnits) {
+  EXPECT_THAT(summary_of({{"eth0", "[Network]\nAddress = 192.168.1.1/24\n"}},
+                         {{"eth0", "[Network]\nVLAN = eth0.20\nAddress = 192.168.1.1/24\n"},
+                          {"eth0.20", port("192.168.20.1/24", "192.168.20.0/24")},
+                          {"/var/run/.delete_interfaces", "ip link delete dev eth0.20 type vlan\n"}}),
+              ElementsAre("eth0.20 is new"));
+}
+
+TEST(ChangeSummary, AnInterfaceThatIsGoneServesNothing) {
+  EXPECT_THAT(summary_of({{"eth0", port("192.168.1.1/24", "192.168.1.0/24")},
+                          {"/var/run/dnsmasq.conf",
+                           "dhcp-range=eth0,192.168.1.100,192.168.1.199,3600\n"
+                           "dhcp-option=eth0,3,192.168.1.1\n"}},
+                         {{"/var/run/dnsmasq.conf", ""}}),
+              ElementsAre("eth0 is no longer set up"));
+}
+
+TEST(ChangeSummary, AnotherAddressExplainsTheOptionsThatNameIt) {
+  const std::string range = "dhcp-range=eth0,192.168.1.100,192.168.1.199,3600\n";
+  EXPECT_THAT(
+      summary_of({{"eth0", port("192.168.1.1/24", "192.168.1.0/24")},
+                  {"/var/run/dnsmasq.conf", range + "dhcp-option=eth0,3,192.168.1.1\n"
+                                                    "dhcp-option=eth0,6,192.168.1.1\n"
+                                                    "dhcp-option=eth0,1,255.255.255.0\n"}},
+                 {{"eth0", port("192.168.1.2/25", "192.168.1.0/25")},
+                  {"/var/run/dnsmasq.conf", range + "dhcp-option=eth0,3,192.168.1.2\n"
+                                                    "dhcp-option=eth0,6,169.254.0.1\n"
+                                                    "dhcp-option=eth0,1,255.255.255.128\n"}}),
+      ElementsAre("eth0 changes its address from 192.168.1.1/24 to 192.168.1.2/25", "and 1 more line"));
+}
+
+TEST(ChangeSummary, AMemberOfTheBridge) {
+  EXPECT_THAT(summary_of({{"eth1", port("192.168.2.1/24", "192.168.2.0/24")}},
+                         {{"eth1", "[Network]\nBridge = br-lan\n"}}),
+              ElementsAre("eth1 joins br-lan", "eth1 loses the address 192.168.2.1/24"));
+}
+
+TEST(ChangeSummary, ARenumberedTunnelIsComparedWithItself) {
+  const std::string first = "/var/run/systemd/network/70-gre-tun1.netdev";
+  const std::string second = "/var/run/systemd/network/71-gre-tun2.netdev";
+  EXPECT_THAT(summary_of({{first, tunnel("gre-tun1", "depot", "198.51.100.1")},
+                          {second, tunnel("gre-tun2", "shop", "198.51.100.2")}},
+                         {{first, tunnel("gre-tun1", "shop", "198.51.100.2", "MTUBytes = 1400\n")},
+                          {kCommands, "/sbin/ip tunnel del gre-tun2\n"}}),
+              ElementsAre("the tunnel \"shop\" to 198.51.100.2 becomes gre-tun1, it was gre-tun2",
+                          "the tunnel \"depot\" to 198.51.100.1 is removed, it was gre-tun1",
+                          "gre-tun1 gets the MTU 1400", "gre-tun2 is gone"));
+}
+
+TEST(ChangeSummary, CommandsAreExplainedByTheInterfacesThatTheyName) {
+  EXPECT_THAT(summary_of({{"eth1", "[Network]\nBridge = br-lan\n"}, {kCommands, "telnet-init start\n"}},
+                         {{kCommands, "ip link set dev eth1 down\ntelnet-init stop\n"}}),
+              ElementsAre("eth1 is no longer set up", "and 2 more lines"));
+}
