@@ -19,8 +19,8 @@
 #include "cli/base/file.h"
 #include "cli/base/subprocess.h"
 #include "cli/dry_run/database.h"
-#include "cli/dry_run/ports.h"
 #include "cli/dry_run/root.h"
+#include "cli/dry_run/sandbox_ports.h"
 #include "cli/dry_run/stub.h"
 #include "cli/dry_run/syslog_socket.h"
 #include "libsysdb/sysdb_file.h"
@@ -40,7 +40,7 @@ static void lay(const File& file, const ResultPipe& pipe) {
 }
 
 static void lay_out(const SandboxRun& run, const ResultPipe& pipe) {
-  for (const EthernetPort& port : run.initial_state.ports)
+  for (const SandboxPort& port : run.initial_state.ports)
     pipe.require(make_port(port), "make an interface " + port.name);
   for (const Directory& directory : run.initial_state.tree.directories)
     pipe.require(make_directories(directory.path, directory.mode), "mkdir " + directory.path);

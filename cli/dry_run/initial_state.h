@@ -8,14 +8,14 @@
 
 #include "cli/dry_run/tree.h"
 
-struct EthernetPort {
+struct SandboxPort {
   std::string name;
   std::string mac_address;  // 02:00:5e:00:53:00
 };
 
 struct InitialState {
   Tree tree;
-  std::vector<EthernetPort> ports;
+  std::vector<SandboxPort> ports;
   std::vector<std::string> active_services;
   // The value of CELL_CONNECTED, when it is not the one that the copied database has.
   std::optional<std::string> is_cell_connected;

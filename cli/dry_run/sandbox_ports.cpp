@@ -1,4 +1,4 @@
-#include "cli/dry_run/ports.h"
+#include "cli/dry_run/sandbox_ports.h"
 
 #include <libmnl/libmnl.h>
 #include <linux/if_link.h>
@@ -35,7 +35,7 @@ static bool make_interface(const std::string& name, const ether_addr& address, c
   return size > 0 && mnl_cb_run(bytes, static_cast<std::size_t>(size), 0, 0, nullptr, nullptr) >= 0;
 }
 
-bool make_port(const EthernetPort& port) {
+bool make_port(const SandboxPort& port) {
   ether_addr address{};
   ether_aton_r(port.mac_address.c_str(), &address);
   // Any kind does that has a MAC address; a gateway's kernel knows bridges.

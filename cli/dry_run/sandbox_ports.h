@@ -6,4 +6,4 @@
 
 // Makes an interface with the name and the MAC address of the port. False, with errno set, when the
 // kernel has no kind of interface that can be one.
-bool make_port(const EthernetPort& port);
+bool make_port(const SandboxPort& port);
