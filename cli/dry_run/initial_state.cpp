@@ -5,10 +5,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <sstream>
 #include <string_view>
 
+#include "config/ports.h"
 #include "config/wwan_state.h"
 #include "dnsmasq/hosts.h"
 #include "driver/run_lock.h"
@@ -81,9 +83,9 @@ static void copy_database(Tree& tree) {
 static void copy_this_machine(InitialState& state) {
   state.tree = state_of_this_machine();
   copy_database(state.tree);
-  for (const char* name : {"eth0", "eth1"}) {
+  for (const EthernetPort& port : kEthernetPorts) {
     char address[18] = "";
-    if (get_if_hw_addr_formatted(name, address) == 0) state.ports.push_back({name, address});
+    if (get_if_hw_addr_formatted(port.name, address) == 0) state.ports.push_back({port.name, address});
   }
   if (is_service_active(kNetworkd)) state.active_services.emplace_back(kNetworkd);
 }
@@ -103,8 +105,13 @@ static void add_image_directories(Tree& tree) {
 
 static void begin_anew(InitialState& state) {
   add_image_directories(state.tree);
-  // Locally administered, and outside the ranges of any maker.
-  state.ports = {{"eth0", "02:00:5e:00:53:00"}, {"eth1", "02:00:5e:00:53:01"}};
+  for (const EthernetPort& port : kEthernetPorts) {
+    // Locally administered, and outside the ranges of any vendor.
+    char address[18];
+    std::snprintf(address, sizeof address, "02:00:5e:00:53:%02x",
+                  static_cast<unsigned>(state.ports.size() & 0xff));
+    state.ports.push_back({port.name, address});
+  }
 }
 
 // The values in a directory: files named as in /var/run.

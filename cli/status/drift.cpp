@@ -5,6 +5,7 @@
 
 #include "cli/lint/ipv4.h"
 #include "config/interface_queries.h"
+#include "config/ports.h"
 #include "driver/run_lock.h"
 #include "tunnels/gre.h"
 
@@ -21,8 +22,12 @@ static bool begins_with(const std::string& text, const std::string& beginning) {
 static bool is_made_by_runs(const std::string& name) {
   std::string tunnel = gre_tunnel_name(0);
   tunnel.pop_back();
-  return name == kBridgeName || begins_with(name, tunnel) || begins_with(name, "eth0.") ||
-         begins_with(name, "eth1.") || begins_with(name, std::string(kBridgeName) + ".");
+  const auto is_vlan_of = [&name](const char* parent) {
+    return begins_with(name, std::string(parent) + ".");
+  };
+  return name == kBridgeName || begins_with(name, tunnel) || is_vlan_of(kBridgeName) ||
+         std::any_of(std::begin(kEthernetPorts), std::end(kEthernetPorts),
+                     [&](const EthernetPort& port) { return is_vlan_of(port.name); });
 }
 
 // 0 for a text that does not begin with a number.
