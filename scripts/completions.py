@@ -112,7 +112,8 @@ def bash(program):
         for option in filter(lambda option: option.value, command.options):
             actions = bash_words(option.words), BASH[option.completion]
             values.append(" " * 4 + bash_case(f"'{command.name} {option.name}'", *actions))
-        words.append(bash_case(f"'{command.name} -'*", bash_words(names_of([*command.options, program.help]))))
+        names = bash_words(names_of([*command.options, program.help]))
+        words.append(bash_case(f"'{command.name} -'*", names))
         # Without counting the arguments: the last one is completed as often as there are words.
         for argument in command.arguments[-1:]:
             words.append(bash_case(f"'{command.name} '*", BASH[argument.completion]))

@@ -28,8 +28,8 @@ struct Subprocess {
   int errors = STDERR_FILENO;
 };
 
-// Starts a program with these three streams only; it inherits the blocked signals. Returns its PID, or -1 with
-// errno set.
+// Starts a program with these three streams only; it inherits the blocked signals. Returns its PID, or -1
+// with errno set.
 pid_t start(const Subprocess& subprocess);
 
 // Starts a program and waits for it. Returns its wait status, or -1 with errno set.

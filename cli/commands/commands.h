@@ -29,7 +29,7 @@ enum class Completion { kNothing, kFile, kDirectory, kRule };
 
 enum class Presence { kOptional, kRequired, kHidden };
 
-// An option or, where the usage has no hyphen, a positional argument. The default is what the target contains.
+// An option or, where the usage has no hyphen, a positional argument. Its default is the target's value.
 struct Option {
   std::string usage;  // "--format FORMAT", "-v", "FILE"
   std::string help;

@@ -31,8 +31,8 @@ static int confirm_trial(const std::string& installed) {
   return 0;
 }
 
-// Makes the configuration on trial the installed one. Returns the exit status: 0 when it is, 1 when there is no
-// trial to confirm, 2 when it cannot be done, or is not known to have reached the disk.
+// Makes the configuration on trial the installed one. Returns the exit status: 0 when it is, 1 when there is
+// no trial to confirm, 2 when it cannot be done, or is not known to have reached the disk.
 static int confirm() {
   if (const auto trouble = enter_system()) return fail(*trouble);
   const auto installed = installed_path();
