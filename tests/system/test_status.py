@@ -42,8 +42,15 @@ def differences():
 
 def wait_until_as_wanted():
     """Waits until there is no difference, and returns those that stay."""
-    guest.wait_until(lambda: status().returncode == 0, timeout=60, interval=0.5)
-    return differences()
+    left = set()
+
+    def is_as_wanted():
+        nonlocal left
+        left = differences()
+        return not left
+
+    guest.wait_until(is_as_wanted, timeout=60, interval=1)
+    return left
 
 
 @contextlib.contextmanager
@@ -76,7 +83,7 @@ class OfEachExample(unittest.TestCase):
         for example in EXAMPLES:
             with self.subTest(example):
                 gateway.apply(guest.example(example))
-                self.assertEqual(wait_until_as_wanted(), set(), status().stdout)
+                self.assertEqual(wait_until_as_wanted(), set())
                 self.assert_that_addresses_are_seen()
                 result = status()
                 self.assertTrue(result.stdout.endswith("\nEverything is as the configuration wants it.\n"))
