@@ -1,15 +1,10 @@
 #include "cli/graph/tunnel_boxes.h"
 
 #include <unordered_map>
-#include <unordered_set>
 
 #include "config/lookup.h"
 #include "platform/libcmd.h"
-#include "tunnels/gre.h"
 #include "tunnels/wireguard.h"
-
-// What a tunnel's "local_ip" says for the address of the cellular link.
-constexpr char kCellularAddress[] = "dynamic";
 
 static void add_line(Part& part, std::string text, std::vector<const Json::Value*> places) {
   part.parts.push_back({Part::Kind::kLine, "", std::move(text), std::move(places)});
@@ -22,35 +17,39 @@ static std::string network_text(const Json::Value& object, const char* address, 
   return text_at(object, address).value_or("no address") + (has_prefix ? "/" + std::to_string(length) : "");
 }
 
-static Part far_end_of(const Json::Value& tunnel) {
+static Part far_end_of(const GreTunnel& tunnel) {
+  const Json::Value& settings = *tunnel.settings;
   Part end{Part::Kind::kFarEnd,
-           text_at(tunnel, "remote_ip").value_or("nowhere"),
+           tunnel.remote_ip.value_or("nowhere"),
            "far end",
-           {&place_of(tunnel, "remote_ip")}};
-  for (const Json::Value& network : array_at(tunnel, "tunnel_networks")) {
-    if (network.isObject()) add_line(end, network_text(network, "dest_ip", "dest_netmask"), {&network});
+           {&place_of(settings, "remote_ip")}};
+  for (const Json::Value& network : array_at(settings, "tunnel_networks")) {
+    if (!network.isObject()) continue;
+    const char* state = read_gre_route(network) ? "" : ", left out";
+    add_line(end, network_text(network, "dest_ip", "dest_netmask") + state, {&network});
   }
   return end;
 }
 
-static Part gre_part(const std::string& name, const Json::Value& tunnel) {
-  const std::string title = text_at(tunnel, "name").value_or("");
-  Part part{Part::Kind::kTunnel, name, "GRE tunnel" + (title.empty() ? "" : ", " + title), {&tunnel}};
-  const std::string local = text_at(tunnel, "local_ip").value_or("nowhere");
-  add_line(part, "from " + (local == kCellularAddress ? "the cellular address" : local),
-           {&place_of(tunnel, "local_ip")});
+static Part gre_part(const GreTunnel& tunnel) {
+  const Json::Value& settings = *tunnel.settings;
+  const std::string title = tunnel.description.value_or("");
+  Part part{Part::Kind::kTunnel,
+            gre_tunnel_name(tunnel.index),
+            "GRE tunnel" + (title.empty() ? "" : ", " + title),
+            {&settings}};
+  const std::string local = tunnel.local_ip.value_or("nowhere");
+  add_line(part, "from " + (local == kGreDynamicAddress ? "the cellular address" : local),
+           {&place_of(settings, "local_ip")});
   add_line(part,
-           network_text(tunnel, "tunnel_local_ip", "tunnel_netmask") + " here, " +
-               text_at(tunnel, "tunnel_remote_ip").value_or("no address") + " there",
-           {&place_of(tunnel, "tunnel_local_ip"), &place_of(tunnel, "tunnel_netmask"),
-            &place_of(tunnel, "tunnel_remote_ip")});
-  int mtu = 0;
-  if (is_true(tunnel, "set_mtu") && config_get_int(tunnel, &mtu, "mtu_size"))
-    add_line(part, "MTU " + std::to_string(mtu), {&place_of(tunnel, "mtu_size")});
-  if (is_true(tunnel, "route_incoming")) {
-    add_line(part,
-             "what arrives goes back by " + text_at(tunnel, "incoming_gre_gateway").value_or("no gateway"),
-             {&place_of(tunnel, "incoming_gre_gateway")});
+           tunnel.inner_local_ip + "/" + std::to_string(tunnel.inner_prefix) + " here, " +
+               tunnel.inner_remote_ip + " there",
+           {&place_of(settings, "tunnel_local_ip"), &place_of(settings, "tunnel_netmask"),
+            &place_of(settings, "tunnel_remote_ip")});
+  if (tunnel.mtu) add_line(part, "MTU " + std::to_string(*tunnel.mtu), {&place_of(settings, "mtu_size")});
+  if (tunnel.routes_incoming) {
+    add_line(part, "what arrives goes back by " + tunnel.incoming_gateway.value_or("no gateway"),
+             {&place_of(settings, "incoming_gre_gateway")});
   }
   part.parts.push_back(far_end_of(tunnel));
   return part;
@@ -73,21 +72,23 @@ static InterfacesByAddress interfaces_by_address(const Site& site) {
 
 static void add_gre(const Site& site, std::vector<TunnelPart>& parts) {
   const InterfacesByAddress interfaces = interfaces_by_address(site);
-  std::unordered_set<const Json::Value*> complete;
-  for (const Tunnel& tunnel : site.tunnels)
-    complete.insert(tunnel.settings);
+  std::unordered_map<const Json::Value*, const GreTunnel*> written;
+  for (const GreTunnel& tunnel : site.tunnels)
+    written.emplace(tunnel.settings, &tunnel);
   int index = 0;
-  for (const Json::Value& tunnel : array_at(site.root, "tunnels.gre")) {
+  for (const Json::Value& settings : array_at(site.root, "tunnels.gre")) {
+    const auto found = written.find(&settings);
     const std::string name = gre_tunnel_name(index++);
-    if (complete.count(&tunnel) == 0) {
-      const char* why = is_enabled(tunnel) ? "GRE tunnel, left out" : "GRE tunnel, off";
-      parts.push_back({{Part::Kind::kAside, name, why, {&tunnel}}, false, nullptr});
+    if (found == written.end()) {
+      const char* why = is_enabled(settings) ? "GRE tunnel, left out" : "GRE tunnel, off";
+      parts.push_back({{Part::Kind::kAside, name, why, {&settings}}, false, nullptr});
       continue;
     }
-    const std::string local = text_at(tunnel, "local_ip").value_or("");
+    const GreTunnel& tunnel = *found->second;
+    const std::string local = tunnel.local_ip.value_or("");
     const std::optional<Ipv4> address = parse_ipv4(local);
     const auto interface = address ? interfaces.find(*address) : interfaces.end();
-    parts.push_back({gre_part(name, tunnel), local == kCellularAddress,
+    parts.push_back({gre_part(tunnel), local == kGreDynamicAddress,
                      interface != interfaces.end() ? interface->second : nullptr});
   }
 }

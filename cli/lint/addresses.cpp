@@ -129,11 +129,12 @@ static std::vector<OwnedSubnet> all_subnets(const Site& site) {
     for (const OwnAddress& own : site.addresses_of(interface))
       subnets.push_back({interface.name, own.subnet, own.place});
   }
-  for (const Tunnel& tunnel : site.tunnels) {
-    const auto subnet = subnet_at(*tunnel.settings, "tunnel_local_ip", "tunnel_netmask");
+  for (const GreTunnel& tunnel : site.tunnels) {
+    const std::optional<Subnet> subnet = parse_subnet(tunnel.inner_local_ip, tunnel.inner_prefix);
     // Several tunnels may share one address that has no network around it.
     if (subnet && subnet->prefix < 32)
-      subnets.push_back({tunnel.name, *subnet, &place_of(*tunnel.settings, "tunnel_local_ip")});
+      subnets.push_back(
+          {gre_tunnel_name(tunnel.index), *subnet, &place_of(*tunnel.settings, "tunnel_local_ip")});
   }
   std::sort(subnets.begin(), subnets.end(), [](const OwnedSubnet& a, const OwnedSubnet& b) {
     if (a.subnet.address != b.subnet.address) return a.subnet.address < b.subnet.address;
@@ -200,9 +201,8 @@ void mtu_out_of_range(const Site& site, Findings& findings) {
   for_each_interface_mtu(site, [&findings](const Json::Value& object, const char* path) {
     add_if_outside(object, path, "MTU", kMinMtu, kMaxMtu, findings);
   });
-  for (const Tunnel& tunnel : site.tunnels) {
-    if (is_true(*tunnel.settings, "set_mtu"))
-      add_if_outside(*tunnel.settings, "mtu_size", "MTU", kMinMtu, kMaxMtu, findings);
+  for (const GreTunnel& tunnel : site.tunnels) {
+    if (tunnel.mtu) add_if_outside(*tunnel.settings, "mtu_size", "MTU", kMinMtu, kMaxMtu, findings);
   }
 }
 

@@ -52,3 +52,8 @@ std::optional<Subnet> subnet_with(Ipv4 address, int prefix) {
   if (prefix < 0 || prefix > 32) return std::nullopt;
   return Subnet{address & netmask(prefix), prefix};
 }
+
+std::optional<Subnet> parse_subnet(const std::string& address, int prefix) {
+  const std::optional<Ipv4> parsed = parse_ipv4(address);
+  return parsed ? subnet_with(*parsed, prefix) : std::nullopt;
+}

@@ -33,3 +33,6 @@ std::string obstacle(const Subnet& subnet, Ipv4 address);
 
 // The subnet of an address; nothing for a prefix outside 0 to 32.
 std::optional<Subnet> subnet_with(Ipv4 address, int prefix);
+
+// The same for the text of an address; nothing when it is not one, either.
+std::optional<Subnet> parse_subnet(const std::string& address, int prefix);

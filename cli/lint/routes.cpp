@@ -225,10 +225,10 @@ static void add_listed_defaults(const Site& site, std::vector<DefaultRoute>& rou
     if (!destination || destination->prefix > 0) continue;
     routes.push_back({route.interface_name, metric_of(*route.settings), metric_place(*route.settings)});
   }
-  for (const Tunnel& tunnel : site.tunnels) {
-    for (const Json::Value& network : array_at(*tunnel.settings, "tunnel_networks")) {
-      const std::optional<Subnet> destination = subnet_at(network, "dest_ip", "dest_netmask");
-      if (destination && destination->prefix == 0) routes.push_back({tunnel.name, 0, &network});
+  for (const GreTunnel& tunnel : site.tunnels) {
+    for (const GreRoute& route : tunnel.routes) {
+      const bool is_default = parse_ipv4(route.destination) && route.prefix == 0;
+      if (is_default) routes.push_back({gre_tunnel_name(tunnel.index), 0, route.settings});
     }
   }
 }

@@ -6,7 +6,6 @@
 #include "networkd/wwan_static_routes.h"
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
-#include "tunnels/gre.h"
 #include "util/json_path.h"
 
 Site::Site(const Source& from)
@@ -111,18 +110,9 @@ void Site::add_routes() {
   }
 }
 
-// The first tunnel without its inner addresses ends the list: it and those after it are left out.
 void Site::add_tunnels() {
-  int index = 0;
-  for (const Json::Value& tunnel : array_at(root, "tunnels.gre")) {
-    const std::string name = gre_tunnel_name(index++);
-    if (!is_enabled(tunnel)) continue;
-    int prefix = 0;
-    if (!text_at(tunnel, "tunnel_local_ip") || !config_get_int(tunnel, &prefix, "tunnel_netmask") ||
-        !text_at(tunnel, "tunnel_remote_ip")) {
-      return;
-    }
-    tunnels.push_back({name, &tunnel});
+  for (GreTunnel& tunnel : read_gre_tunnels(root)) {
+    if (tunnel.has_address()) tunnels.push_back(std::move(tunnel));
   }
 }
 
@@ -135,9 +125,16 @@ bool Site::gets_routes(const std::string& name) const {
   return find_interface(name) != nullptr || (name == kWwanRouteInterface && context.cell_enabled);
 }
 
+// The subnet of the address and the prefix length at "ipv4" and "netmask"; nothing while one is missing or
+// invalid.
+static std::optional<Subnet> subnet_in(const Json::Value& object) {
+  const std::optional<int> prefix = number_at(object, "netmask");
+  return prefix ? parse_subnet(text_at(object, "ipv4").value_or(""), *prefix) : std::nullopt;
+}
+
 static std::optional<OwnAddress> static_address_of(const Interface& interface) {
   const std::optional<Ipv4> address = interface.address();
-  const std::optional<Subnet> subnet = subnet_at(*interface.network, "ipv4", "netmask");
+  const std::optional<Subnet> subnet = subnet_in(*interface.network);
   if (!address || !subnet) return std::nullopt;
   if (subnet->prefix == 0) return std::nullopt;
   // An ordinary unit leaves a prefix length of 32 out, and systemd-networkd takes another.
@@ -187,22 +184,8 @@ std::optional<Subnet> Interface::subnet() const {
   return own ? subnet_with(*own, prefix) : std::nullopt;
 }
 
-std::optional<Subnet> subnet_at(const Json::Value& object, const std::string& address_path,
-                                const std::string& prefix_path) {
-  const std::optional<Ipv4> address = parse_ipv4(text_at(object, address_path).value_or(""));
-  int prefix = 0;
-  if (!address || !config_get_int(object, &prefix, prefix_path)) return std::nullopt;
-  return subnet_with(*address, prefix);
-}
-
 std::optional<Subnet> StaticRoute::destination() const {
-  return subnet_at(*settings, "ipv4", "netmask");
-}
-
-std::optional<std::string> text_at(const Json::Value& object, const std::string& path) {
-  std::string text;
-  if (!config_get_string(object, text, path)) return std::nullopt;
-  return text;
+  return subnet_in(*settings);
 }
 
 std::string quoted(const std::string& text) {

@@ -15,7 +15,9 @@
 #include "cli/config_file/schema.h"
 #include "cli/config_file/source.h"
 #include "cli/lint/ipv4.h"
+#include "config/lookup.h"
 #include "config/network_context.h"
+#include "tunnels/gre.h"
 
 // An interface with an address of its own.
 struct Interface {
@@ -59,12 +61,6 @@ struct StaticRoute {
   std::optional<Subnet> destination() const;
 };
 
-// A GRE tunnel that is enabled and gets an address.
-struct Tunnel {
-  std::string name;
-  const Json::Value* settings;  // never null
-};
-
 class Site {
  public:
   // `source` must outlive the site.
@@ -82,7 +78,7 @@ class Site {
   std::vector<Interface> disabled_vlans;
   std::vector<DhcpServer> servers;
   std::vector<StaticRoute> routes;
-  std::vector<Tunnel> tunnels;
+  std::vector<GreTunnel> tunnels;  // those that get an address
 
   // The interface of this name; null when there is none with an address of its own.
   const Interface* find_interface(const std::string& name) const;
@@ -106,15 +102,8 @@ class Site {
   std::unordered_map<std::string, const Interface*> interfaces_by_name_;
 };
 
-// The text at the dotted path below `object`; nothing when it is missing or no text.
-std::optional<std::string> text_at(const Json::Value& object, const std::string& path);
-
 // The text in quotes, as a message names what a configuration calls something; of a long one, the beginning.
 std::string quoted(const std::string& text);
-
-// The subnet of the address and the prefix length at two paths; nothing while one is missing or invalid.
-std::optional<Subnet> subnet_at(const Json::Value& object, const std::string& address_path,
-                                const std::string& prefix_path);
 
 // The value at the dotted path below `object` itself, to point at; `object` when it is missing.
 const Json::Value& place_of(const Json::Value& object, std::string_view path);

@@ -41,6 +41,18 @@ std::string text_of(const Json::Value& value) {
   return has_text(value) ? value.asString() : std::string();
 }
 
+std::optional<std::string> text_at(const Json::Value& object, std::string_view path) {
+  std::string text;
+  if (!config_get_string(object, text, std::string(path))) return std::nullopt;
+  return text;
+}
+
+std::optional<int> number_at(const Json::Value& object, std::string_view path) {
+  int number = 0;
+  if (!config_get_int(object, &number, std::string(path))) return std::nullopt;
+  return number;
+}
+
 const Json::Value* object_at(const Json::Value& object, std::string_view path) {
   const Json::Value* value = find_path(object, path);
   return value != nullptr && value->isObject() ? value : nullptr;

@@ -6,6 +6,7 @@
 
 #include <json/json.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -35,6 +36,10 @@ bool has_text(const Json::Value& value);
 // Its text: a string as it is, a number or a truth value as JSON writes it, null as the empty text. Empty for
 // a value that has no text.
 std::string text_of(const Json::Value& value);
+
+// The string and the integer at the dotted `path` below `object`; nothing when there is none of that type.
+std::optional<std::string> text_at(const Json::Value& object, std::string_view path);
+std::optional<int> number_at(const Json::Value& object, std::string_view path);
 
 // The object at the dotted `path` below `object`, read in place; null when it is missing.
 const Json::Value* object_at(const Json::Value& object, std::string_view path);

@@ -13,9 +13,6 @@
 #include "platform/libvantor.h"
 #include "util/open_file.h"
 
-// The local address that stands for the cellular link's current one.
-constexpr char kDynamicAddress[] = "dynamic";
-
 std::string gre_tunnel_name(int index) {
   return "gre-tun" + std::to_string(index + 1);
 }
@@ -24,26 +21,56 @@ static int unit_order(int index) {
   return index + 70;
 }
 
-int gre_apply(const NetworkContext* ctx) {
-  print_trace(ctx, __func__);
-  int index = 0;
-  for (const Json::Value& tunnel : array_at(ctx->config, "tunnels.gre")) {
-    const int result = gre_tun_apply(ctx, index, tunnel);
-    if (result != 0) {
-      syslog(LOG_INFO, "lanfab failed creating GRE tunnels");
-      return result;
-    }
-    gre_incoming_routes_apply(ctx, index, tunnel);
-    ++index;
+std::optional<GreRoute> read_gre_route(const Json::Value& network) {
+  std::optional<std::string> destination = text_at(network, "dest_ip");
+  const std::optional<int> prefix = number_at(network, "dest_netmask");
+  if (!destination || !prefix || destination->size() < 2) return std::nullopt;
+  return GreRoute{&network, std::move(*destination), *prefix};
+}
+
+// Reads what the network unit holds.
+static void read_inner_settings(const Json::Value& settings, GreTunnel& tunnel) {
+  const auto require = [&settings, &tunnel](bool is_there, const char* key) {
+    if (!is_there && tunnel.missing_key == nullptr) tunnel.missing_key = key;
+  };
+  require(config_get_string(settings, tunnel.inner_local_ip, "tunnel_local_ip"), "tunnel_local_ip");
+  require(config_get_int(settings, &tunnel.inner_prefix, "tunnel_netmask"), "tunnel_netmask");
+  require(config_get_string(settings, tunnel.inner_remote_ip, "tunnel_remote_ip"), "tunnel_remote_ip");
+  for (const Json::Value& network : array_at(settings, "tunnel_networks")) {
+    if (auto route = read_gre_route(network)) tunnel.routes.push_back(std::move(*route));
   }
-  return 0;
+}
+
+GreTunnel read_gre_tunnel(int index, const Json::Value& settings) {
+  GreTunnel tunnel{};
+  tunnel.settings = &settings;
+  tunnel.index = index;
+  tunnel.is_enabled = is_enabled(settings);
+  tunnel.description = text_at(settings, "name");
+  if (is_true(settings, "set_mtu")) tunnel.mtu = number_at(settings, "mtu_size");
+  tunnel.remote_ip = text_at(settings, "remote_ip");
+  tunnel.local_ip = text_at(settings, "local_ip");
+  tunnel.copies_dscp = is_true(settings, "copy_dscp");
+  read_inner_settings(settings, tunnel);
+  tunnel.routes_incoming = is_true(settings, "route_incoming");
+  if (tunnel.routes_incoming) tunnel.incoming_gateway = text_at(settings, "incoming_gre_gateway");
+  return tunnel;
+}
+
+std::vector<GreTunnel> read_gre_tunnels(const Json::Value& config) {
+  std::vector<GreTunnel> tunnels;
+  for (const Json::Value& settings : array_at(config, "tunnels.gre")) {
+    tunnels.push_back(read_gre_tunnel(static_cast<int>(tunnels.size()), settings));
+    if (tunnels.back().is_enabled && !tunnels.back().has_address()) break;
+  }
+  return tunnels;
 }
 
 // Writes the "Local =" line of `local_ip`, or logs `unavailable` when the cellular address is asked
 // for and not available.
 static void write_local(std::FILE* file, const std::string& local_ip, const char* unavailable) {
   std::string address = local_ip;
-  if (local_ip == kDynamicAddress) {
+  if (local_ip == kGreDynamicAddress) {
     char wwan_ipv4[kIpv4TextSize] = "";
     read_wwan_ipv4(wwan_ipv4);
     if (*wwan_ipv4 == '\0') {
@@ -55,29 +82,25 @@ static void write_local(std::FILE* file, const std::string& local_ip, const char
   std::fprintf(file, "Local = %s\n", address.c_str());
 }
 
-static void write_tunnel_device(std::FILE* file, const std::string& name, const Json::Value& tunnel) {
-  std::string text;
-  int mtu = 0;
+static void write_tunnel_device(std::FILE* file, const std::string& name, const GreTunnel& tunnel) {
   std::fprintf(file, "[NetDev]\n");
-  if (config_get_string(tunnel, text, "name")) std::fprintf(file, "Description = %s\n", text.c_str());
+  if (tunnel.description) std::fprintf(file, "Description = %s\n", tunnel.description->c_str());
   std::fprintf(file, "Name = %s\n", name.c_str());
   std::fprintf(file, "Kind = gre\n");
-  if (is_true(tunnel, "set_mtu") && config_get_int(tunnel, &mtu, "mtu_size")) {
-    std::fprintf(file, "MTUBytes = %d\n", mtu);
-  }
+  if (tunnel.mtu) std::fprintf(file, "MTUBytes = %d\n", *tunnel.mtu);
   std::fprintf(file, "\n[Tunnel]\n");
-  if (config_get_string(tunnel, text, "remote_ip")) std::fprintf(file, "Remote = %s\n", text.c_str());
-  if (config_get_string(tunnel, text, "local_ip")) {
-    write_local(file, text, "WWAN ip address not available for GRE tunnel");
+  if (tunnel.remote_ip) std::fprintf(file, "Remote = %s\n", tunnel.remote_ip->c_str());
+  if (tunnel.local_ip) {
+    write_local(file, *tunnel.local_ip, "WWAN ip address not available for GRE tunnel");
   }
-  if (is_true(tunnel, "copy_dscp")) std::fprintf(file, "CopyDSCP = yes\n");
+  if (tunnel.copies_dscp) std::fprintf(file, "CopyDSCP = yes\n");
   std::fprintf(file, "Independent = true\n");
 }
 
 // A device unit that cannot be written does not fail the tunnel.
-static void write_tunnel_netdev_unit(const NetworkContext* ctx, int index, const Json::Value& tunnel) {
-  const std::string name = gre_tunnel_name(index);
-  OpenFile file = open_unit_file(ctx, unit_order(index), name.c_str(), "netdev");
+static void write_tunnel_netdev_unit(const NetworkContext* ctx, const GreTunnel& tunnel) {
+  const std::string name = gre_tunnel_name(tunnel.index);
+  OpenFile file = open_unit_file(ctx, unit_order(tunnel.index), name.c_str(), "netdev");
   if (!file) return;
   syslog(LOG_INFO, "configure GRE L3 tunnel");
   write_tunnel_device(file.get(), name, tunnel);
@@ -86,61 +109,68 @@ static void write_tunnel_netdev_unit(const NetworkContext* ctx, int index, const
   append_clear_interfaces(ctx, "gre0", "gre");
 }
 
-static void write_tunnel_route(std::FILE* file, const std::string& gateway, const Json::Value& network) {
-  std::string dest_ip;
-  int prefix = 0;
-  if (!config_get_string(network, dest_ip, "dest_ip") || !config_get_int(network, &prefix, "dest_netmask") ||
-      dest_ip.size() < 2) {
-    return;
-  }
+static void write_tunnel_route(std::FILE* file, const std::string& gateway, const GreRoute& route) {
   std::fprintf(file, "\n[Route]\n");
   std::fprintf(file, "Gateway = %s\n", gateway.c_str());
-  if (prefix == 32) {
-    std::fprintf(file, "Destination = %s\n", dest_ip.c_str());
+  if (route.prefix == 32) {
+    std::fprintf(file, "Destination = %s\n", route.destination.c_str());
   } else {
     // Without spaces around the equals sign, unlike every other line.
-    std::fprintf(file, "Destination=%s/%d\n", dest_ip.c_str(), prefix);
+    std::fprintf(file, "Destination=%s/%d\n", route.destination.c_str(), route.prefix);
   }
   std::fprintf(file, "GatewayOnlink = yes\n");
 }
 
-static int write_tunnel_network_unit(const NetworkContext* ctx, int index, const Json::Value& tunnel) {
-  std::string local_ip;
-  int prefix = 0;
-  std::string remote_ip;
-  if (!config_get_string(tunnel, local_ip, "tunnel_local_ip") ||
-      !config_get_int(tunnel, &prefix, "tunnel_netmask") ||
-      !config_get_string(tunnel, remote_ip, "tunnel_remote_ip")) {
-    return -1;
-  }
-  const std::string name = gre_tunnel_name(index);
-  OpenFile file = open_unit_file(ctx, unit_order(index), name.c_str(), "network");
+static int write_tunnel_network_unit(const NetworkContext* ctx, const GreTunnel& tunnel) {
+  if (tunnel.missing_key != nullptr) return -1;
+  const std::string name = gre_tunnel_name(tunnel.index);
+  OpenFile file = open_unit_file(ctx, unit_order(tunnel.index), name.c_str(), "network");
   if (!file) return -1;
   std::fprintf(file.get(), "[Match]\nName = %s\n\n", name.c_str());
-  std::fprintf(file.get(), "[Network]\nAddress = %s/%d\n", local_ip.c_str(), prefix);
-  for (const Json::Value& network : array_at(tunnel, "tunnel_networks")) {
-    write_tunnel_route(file.get(), remote_ip, network);
-  }
+  std::fprintf(file.get(), "[Network]\nAddress = %s/%d\n", tunnel.inner_local_ip.c_str(),
+               tunnel.inner_prefix);
+  for (const GreRoute& route : tunnel.routes)
+    write_tunnel_route(file.get(), tunnel.inner_remote_ip, route);
   return file.close();
 }
 
-int gre_tun_apply(const NetworkContext* ctx, int index, const Json::Value& tunnel) {
+static int gre_tun_apply(const NetworkContext* ctx, const GreTunnel& tunnel) {
   print_trace(ctx, __func__);
   // First and in every case, so that a disabled or changed tunnel disappears from the kernel.
-  qelsys("/sbin/ip tunnel del %s", gre_tunnel_name(index).c_str());
-  if (!is_enabled(tunnel)) return 0;
-  write_tunnel_netdev_unit(ctx, index, tunnel);
-  return write_tunnel_network_unit(ctx, index, tunnel);
+  qelsys("/sbin/ip tunnel del %s", gre_tunnel_name(tunnel.index).c_str());
+  if (!tunnel.is_enabled) return 0;
+  write_tunnel_netdev_unit(ctx, tunnel);
+  return write_tunnel_network_unit(ctx, tunnel);
+}
+
+int gre_tun_apply(const NetworkContext* ctx, int index, const Json::Value& tunnel) {
+  return gre_tun_apply(ctx, read_gre_tunnel(index, tunnel));
+}
+
+static int gre_incoming_routes_apply(const NetworkContext* ctx, const GreTunnel& tunnel) {
+  print_trace(ctx, __func__);
+  const int table = tunnel.index + 308;
+  qelsys("/usr/bin/route_table_flush %d", table);
+  if (tunnel.is_enabled && tunnel.incoming_gateway) {
+    qelsys("/usr/bin/route_table_add %d %s %s", table, gre_tunnel_name(tunnel.index).c_str(),
+           tunnel.incoming_gateway->c_str());
+  }
+  return 0;
 }
 
 int gre_incoming_routes_apply(const NetworkContext* ctx, int index, const Json::Value& tunnel) {
+  return gre_incoming_routes_apply(ctx, read_gre_tunnel(index, tunnel));
+}
+
+int gre_apply(const NetworkContext* ctx) {
   print_trace(ctx, __func__);
-  const int table = index + 308;
-  qelsys("/usr/bin/route_table_flush %d", table);
-  if (!is_enabled(tunnel) || !is_true(tunnel, "route_incoming")) return 0;
-  std::string gateway;
-  if (config_get_string(tunnel, gateway, "incoming_gre_gateway")) {
-    qelsys("/usr/bin/route_table_add %d %s %s", table, gre_tunnel_name(index).c_str(), gateway.c_str());
+  for (const GreTunnel& tunnel : read_gre_tunnels(ctx->config)) {
+    const int result = gre_tun_apply(ctx, tunnel);
+    if (result != 0) {
+      syslog(LOG_INFO, "lanfab failed creating GRE tunnels");
+      return result;
+    }
+    gre_incoming_routes_apply(ctx, tunnel);
   }
   return 0;
 }

@@ -6,12 +6,60 @@
 
 #include <json/json.h>
 
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "config/network_context.h"
 
 // The name of the interface of the tunnel at position `index`.
 std::string gre_tunnel_name(int index);
+
+// The "local_ip" that stands for the cellular link's current address.
+inline constexpr char kGreDynamicAddress[] = "dynamic";
+
+// A route into a network behind a tunnel.
+struct GreRoute {
+  const Json::Value* settings;
+  std::string destination;
+  int prefix;
+};
+
+// What the configuration makes of one tunnel.
+struct GreTunnel {
+  const Json::Value* settings;
+  int index;
+  bool is_enabled;
+  // The device unit, which an enabled tunnel gets in any case.
+  std::optional<std::string> description;
+  std::optional<int> mtu;
+  std::optional<std::string> remote_ip;
+  std::optional<std::string> local_ip;
+  bool copies_dscp;
+  // The network unit. Without the key that is missing, if one is, there is none.
+  const char* missing_key;
+  std::string inner_local_ip;
+  int inner_prefix;
+  std::string inner_remote_ip;
+  std::vector<GreRoute> routes;
+  // Traffic that arrives through the tunnel is sent back by the gateway, if there is one.
+  bool routes_incoming;
+  std::optional<std::string> incoming_gateway;
+
+  // Whether the network unit is written.
+  bool has_address() const {
+    return is_enabled && missing_key == nullptr;
+  }
+};
+
+// Reads the tunnel at position `index`.
+GreTunnel read_gre_tunnel(int index, const Json::Value& tunnel);
+
+// The tunnels that a run reaches: after the first enabled one with a missing key it stops.
+std::vector<GreTunnel> read_gre_tunnels(const Json::Value& config);
+
+// The route into an element of "tunnel_networks"; nothing when it gets none.
+std::optional<GreRoute> read_gre_route(const Json::Value& network);
 
 // Applies every tunnel of the configuration; running it twice does no harm, since each tunnel is deleted
 // first. Returns 0, or the result of the first tunnel that failed: it and those after it are then left out.

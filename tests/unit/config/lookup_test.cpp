@@ -25,6 +25,16 @@ TEST_F(RulesTest, AFlagIsTrueOnlyWhenItIsABooleanAndTrue) {
   EXPECT_FALSE(is_true(Json::Value("text"), "a.b"));
 }
 
+TEST_F(RulesTest, AStringOrAnIntegerIsThereOnlyWithItsType) {
+  const Json::Value object = json(R"({"a": {"text": "", "number": 0, "large": 4294967296}})");
+  EXPECT_EQ(text_at(object, "a.text"), "");
+  EXPECT_EQ(text_at(object, "a.number"), std::nullopt);
+  EXPECT_EQ(text_at(object, "text"), std::nullopt);
+  EXPECT_EQ(number_at(object, "a.number"), 0);
+  EXPECT_EQ(number_at(object, "a.large"), std::nullopt);
+  EXPECT_EQ(number_at(object, "a.text"), std::nullopt);
+}
+
 TEST_F(RulesTest, AnObjectWithoutEnableIsDisabled) {
   EXPECT_TRUE(is_enabled(json(R"({"enable": true})")));
   EXPECT_FALSE(is_enabled(json(R"({"enable": false})")));

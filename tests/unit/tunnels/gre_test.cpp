@@ -116,6 +116,63 @@ TEST_F(GreTest, AnEntryThatIsNoObjectIsADisabledTunnel) {
                           "/sbin/ip tunnel del gre-tun2", "/usr/bin/route_table_flush 309"));
 }
 
+// --- What the configuration makes of a tunnel
+
+TEST_F(GreTest, AMissingInnerSettingIsNamedAndTheFirstOneOfSeveral) {
+  const Json::Value complete = tunnel();
+  EXPECT_EQ(read_gre_tunnel(0, complete).missing_key, nullptr);
+  EXPECT_TRUE(read_gre_tunnel(0, complete).has_address());
+  for (const char* key : {"tunnel_local_ip", "tunnel_netmask", "tunnel_remote_ip"}) {
+    const Json::Value incomplete = tunnel_with(key, true);
+    EXPECT_STREQ(read_gre_tunnel(0, incomplete).missing_key, key);
+    EXPECT_FALSE(read_gre_tunnel(0, incomplete).has_address()) << key;
+  }
+  EXPECT_STREQ(read_gre_tunnel(0, json("{}")).missing_key, "tunnel_local_ip");
+  const Json::Value disabled = tunnel_with("enable", false);
+  EXPECT_FALSE(read_gre_tunnel(0, disabled).has_address());
+}
+
+TEST_F(GreTest, ATunnelIsReadAsItIsWritten) {
+  const Json::Value settings = json(R"({
+    "enable": true, "name": "Head office", "set_mtu": true, "mtu_size": 1400,
+    "remote_ip": "198.51.100.1", "local_ip": "dynamic", "copy_dscp": true,
+    "tunnel_local_ip": "10.9.0.1", "tunnel_netmask": 30, "tunnel_remote_ip": "10.9.0.2",
+    "tunnel_networks": [{"dest_ip": "1", "dest_netmask": 16}, {"dest_ip": "10.8.0.0", "dest_netmask": 16}],
+    "route_incoming": true, "incoming_gre_gateway": "10.9.0.2"})");
+  const GreTunnel tunnel = read_gre_tunnel(4, settings);
+  EXPECT_EQ(tunnel.settings, &settings);
+  EXPECT_EQ(tunnel.index, 4);
+  EXPECT_TRUE(tunnel.is_enabled);
+  EXPECT_EQ(tunnel.description, "Head office");
+  EXPECT_EQ(tunnel.mtu, 1400);
+  EXPECT_EQ(tunnel.remote_ip, "198.51.100.1");
+  EXPECT_EQ(tunnel.local_ip, kGreDynamicAddress);
+  EXPECT_TRUE(tunnel.copies_dscp);
+  EXPECT_EQ(tunnel.inner_local_ip, "10.9.0.1");
+  EXPECT_EQ(tunnel.inner_prefix, 30);
+  EXPECT_EQ(tunnel.inner_remote_ip, "10.9.0.2");
+  ASSERT_EQ(tunnel.routes.size(), 1U);
+  EXPECT_EQ(tunnel.routes[0].settings, &settings["tunnel_networks"][1]);
+  EXPECT_EQ(tunnel.routes[0].destination, "10.8.0.0");
+  EXPECT_EQ(tunnel.routes[0].prefix, 16);
+  EXPECT_TRUE(tunnel.routes_incoming);
+  EXPECT_EQ(tunnel.incoming_gateway, "10.9.0.2");
+  EXPECT_THAT(platform().calls, IsEmpty());
+}
+
+TEST_F(GreTest, ARunReachesTheTunnelsUpToTheFirstEnabledOneThatIsIncomplete) {
+  const Json::Value config = json(R"({"tunnels": {"gre": [
+    {"tunnel_local_ip": "10.9.0.1"},
+    {"enable": true, "tunnel_local_ip": "10.9.0.1", "tunnel_netmask": 30, "tunnel_remote_ip": "10.9.0.2"},
+    {"enable": true, "tunnel_local_ip": "10.9.1.1"},
+    {"enable": true, "tunnel_local_ip": "10.9.2.1", "tunnel_netmask": 30, "tunnel_remote_ip": "10.9.2.2"}]}})");
+  const std::vector<GreTunnel> tunnels = read_gre_tunnels(config);
+  ASSERT_EQ(tunnels.size(), 3U);
+  EXPECT_FALSE(tunnels[0].has_address());
+  EXPECT_TRUE(tunnels[1].has_address());
+  EXPECT_FALSE(tunnels[2].has_address());
+}
+
 // --- One tunnel
 
 TEST_F(GreTest, ATunnelWithEverythingInItsOrder) {
