@@ -8,6 +8,7 @@
 #include "cli/lint/routes.h"
 #include "config/lookup.h"
 #include "config/ports.h"
+#include "dnsmasq/dhcp_relay.h"
 #include "networkd/wwan_static_routes.h"
 #include "platform/libcmd.h"
 #include "util/json_path.h"
@@ -38,8 +39,8 @@ static std::string metric_text(const Json::Value& object, const std::string& pat
 }
 
 // ", for 12h"; empty without a lease time.
-static std::string lease_time_text(const Json::Value& dhcp, const char* key) {
-  const std::string time = text_at(dhcp, key).value_or("");
+static std::string lease_time_text(const char* lease_time) {
+  const std::string time = optional_text(lease_time).value_or("");
   if (time.empty()) return "";
   const bool is_number =
       std::all_of(time.begin(), time.end(), [](unsigned char c) { return std::isdigit(c) != 0; });
@@ -91,50 +92,53 @@ void add_passthrough_lines(const Site& site, const Interface& interface, Part& p
   if (own != nullptr && has_passthrough_range(site, interface, dhcp)) {
     add_line(part,
              "DHCP " + text_at(dhcp, "start").value_or("?") + " to " + text_at(dhcp, "end").value_or("?") +
-                 lease_time_text(dhcp, "leasetime"),
+                 lease_time_text(c_string_at(dhcp, "leasetime")),
              {&dhcp});
   } else if (site.context.passthrough_auto || is_enabled(dhcp)) {
-    add_line(part, "the device behind it gets the cellular address" + lease_time_text(dhcp, "leasetime"),
-             {&dhcp});
+    add_line(
+        part,
+        "the device behind it gets the cellular address" + lease_time_text(c_string_at(dhcp, "leasetime")),
+        {&dhcp});
   }
   const std::string fallback = secondary_pair_of(interface.name)->device;
-  add_line(part, "while the link is down: " + fallback + lease_time_text(dhcp, "secondary_leasetime"),
+  add_line(part,
+           "while the link is down: " + fallback + lease_time_text(c_string_at(dhcp, "secondary_leasetime")),
            {&place_of(dhcp, "secondary_leasetime")});
 }
 
-static Part lease_part(const Json::Value& lease) {
+static Part lease_part(const StaticLease& lease) {
   return {Part::Kind::kLine,
-          text_at(lease, "ipv4").value_or("no address"),
-          text_at(lease, "mac").value_or("no MAC address"),
-          {&lease}};
+          optional_text(lease.ipv4).value_or("no address"),
+          optional_text(lease.mac).value_or("no MAC address"),
+          {lease.settings}};
 }
 
 static void add_server(const DhcpServer& server, Part& part) {
-  const Json::Value& dhcp = *server.dhcp;
+  const DhcpSection& section = server.section;
   if (!server.is_served) {
-    add_line(part, "DHCP is enabled, but not served", {&dhcp});
+    add_line(part, "DHCP is enabled, but not served", {section.dhcp});
     return;
   }
-  add_line(
-      part,
-      "DHCP " + *text_at(dhcp, "start") + " to " + *text_at(dhcp, "end") + lease_time_text(dhcp, "leasetime"),
-      {&dhcp});
-  Part leases{Part::Kind::kLine, "", "fixed leases", {&place_of(dhcp, "mac_binding.devices")}};
-  for (const Json::Value* lease : fixed_leases(server))
-    leases.parts.push_back(lease_part(*lease));
+  add_line(part,
+           std::string("DHCP ") + section.start + " to " + section.end + lease_time_text(section.lease_time),
+           {section.dhcp});
+  Part leases{Part::Kind::kLine, "", "fixed leases", {&place_of(*section.dhcp, "mac_binding.devices")}};
+  for (const StaticLease& lease : read_static_leases(*section.dhcp))
+    leases.parts.push_back(lease_part(lease));
   if (!leases.parts.empty()) part.parts.push_back(std::move(leases));
 }
 
 void add_dhcp_lines(const Site& site, const Interface& interface, const DhcpServer* server, Part& part) {
   if (server != nullptr) add_server(*server, part);
   if (!is_relay_used(site, interface)) return;
-  const Json::Value& relay = place_of(*interface.network, "dhcp.dhcp_relay");
+  const Json::Value& dhcp = *read_dhcp_relay(*interface.network).dhcp;
   std::string text;
-  for (const char* key : {"relay_server1", "relay_server2"}) {
-    const std::string address = text_at(relay, key).value_or("");
-    if (!address.empty()) text += (text.empty() ? "" : " and ") + address;
+  for (const char* key : kRelayServerKeys) {
+    if (const char* address = read_relay_server(dhcp, key))
+      text += std::string(text.empty() ? "" : " and ") + address;
   }
-  add_line(part, "DHCP requests go to " + (text.empty() ? "no server" : text), {&relay});
+  add_line(part, "DHCP requests go to " + (text.empty() ? "no server" : text),
+           {&place_of(dhcp, "dhcp_relay")});
 }
 
 // The destination as a subnet, or the words of the configuration when they are no subnet.

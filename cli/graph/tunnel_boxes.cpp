@@ -20,10 +20,10 @@ static std::string network_text(const Json::Value& object, const char* address, 
 static Part far_end_of(const GreTunnel& tunnel) {
   const Json::Value& settings = *tunnel.settings;
   Part end{Part::Kind::kFarEnd,
-           tunnel.remote_ip.value_or("nowhere"),
+           optional_text(tunnel.remote_ip).value_or("nowhere"),
            "far end",
            {&place_of(settings, "remote_ip")}};
-  for (const Json::Value& network : array_at(settings, "tunnel_networks")) {
+  for (const Json::Value& network : *tunnel.networks) {
     if (!network.isObject()) continue;
     const char* state = read_gre_route(network) ? "" : ", left out";
     add_line(end, network_text(network, "dest_ip", "dest_netmask") + state, {&network});
@@ -33,22 +33,23 @@ static Part far_end_of(const GreTunnel& tunnel) {
 
 static Part gre_part(const GreTunnel& tunnel) {
   const Json::Value& settings = *tunnel.settings;
-  const std::string title = tunnel.description.value_or("");
+  const std::string title = optional_text(tunnel.description).value_or("");
   Part part{Part::Kind::kTunnel,
             gre_tunnel_name(tunnel.index),
             "GRE tunnel" + (title.empty() ? "" : ", " + title),
             {&settings}};
-  const std::string local = tunnel.local_ip.value_or("nowhere");
+  const std::string local = optional_text(tunnel.local_ip).value_or("nowhere");
   add_line(part, "from " + (local == kGreDynamicAddress ? "the cellular address" : local),
            {&place_of(settings, "local_ip")});
   add_line(part,
-           tunnel.inner_local_ip + "/" + std::to_string(tunnel.inner_prefix) + " here, " +
+           std::string(tunnel.inner_local_ip) + "/" + std::to_string(tunnel.inner_prefix) + " here, " +
                tunnel.inner_remote_ip + " there",
            {&place_of(settings, "tunnel_local_ip"), &place_of(settings, "tunnel_netmask"),
             &place_of(settings, "tunnel_remote_ip")});
   if (tunnel.mtu) add_line(part, "MTU " + std::to_string(*tunnel.mtu), {&place_of(settings, "mtu_size")});
   if (tunnel.routes_incoming) {
-    add_line(part, "what arrives goes back by " + tunnel.incoming_gateway.value_or("no gateway"),
+    add_line(part,
+             "what arrives goes back by " + optional_text(tunnel.incoming_gateway).value_or("no gateway"),
              {&place_of(settings, "incoming_gre_gateway")});
   }
   part.parts.push_back(far_end_of(tunnel));
@@ -85,7 +86,7 @@ static void add_gre(const Site& site, std::vector<TunnelPart>& parts) {
       continue;
     }
     const GreTunnel& tunnel = *found->second;
-    const std::string local = tunnel.local_ip.value_or("");
+    const std::string local = optional_text(tunnel.local_ip).value_or("");
     const std::optional<Ipv4> address = parse_ipv4(local);
     const auto interface = address ? interfaces.find(*address) : interfaces.end();
     parts.push_back({gre_part(tunnel), local == kGreDynamicAddress,

@@ -35,25 +35,20 @@ static bool is_passthrough(const Interface& interface) {
   return interface.kind == Interface::Kind::kPassthroughPort;
 }
 
-// Adds what a server lacks on its interface: the "protocol", or each of the four values without which dnsmasq
-// gets no section.
-static void add_missing(const DhcpServer& server, Findings& findings) {
+// Adds what a server lacks on its interface: the "protocol", or each of the values without which dnsmasq gets
+// no section.
+static void add_missing(const Site& site, const DhcpServer& server, Findings& findings) {
   const Interface& interface = *server.interface;
-  const Json::Value& network = *interface.network;
-  const bool is_port = interface.kind == Interface::Kind::kPort;
-  if (is_port ? text_at(network, "protocol") != "static" : interface.is_dhcp_client()) {
-    findings.add(place_of(network, "protocol"), interface.name + " serves DHCP only with a static address");
+  const bool has_static_address = interface.kind == Interface::Kind::kPort
+                                      ? is_eth_interface_dhcp_enabled(&site.context, interface.name.c_str())
+                                      : !interface.is_dhcp_client();
+  if (!has_static_address) {
+    findings.add(place_of(*interface.network, "protocol"),
+                 interface.name + " serves DHCP only with a static address");
     return;
   }
-  const std::string suffix = " is missing: " + interface.name + " serves no DHCP";
-  int prefix = 0;
-  if (!text_at(network, "ipv4")) findings.add(place_of(network, "ipv4"), "\"ipv4\"" + suffix);
-  if (!config_get_int(network, &prefix, "netmask")) {
-    findings.add(place_of(network, "netmask"), "\"netmask\"" + suffix);
-  }
-  for (const char* key : {"start", "end"}) {
-    if (!text_at(*server.dhcp, key)) findings.add(place_of(*server.dhcp, key), quoted(key) + suffix);
-  }
+  for (const auto& [object, key] : server.section.missing_keys)
+    findings.add(place_of(*object, key), quoted(key) + " is missing: " + interface.name + " serves no DHCP");
 }
 
 // Whether the port of the VLAN serves no DHCP, and so none of its VLANs does.
@@ -67,9 +62,9 @@ void server_incomplete(const Site& site, Findings& findings) {
     const Interface& interface = *server.interface;
     if (server.is_idle || is_passthrough(interface) || is_under_silent_port(site, interface)) continue;
     if (interface.kind == Interface::Kind::kWifiClient) {
-      findings.add(place_of(*server.dhcp, "enable"), "a Wi-Fi client serves no DHCP");
+      findings.add(place_of(*server.section.dhcp, "enable"), "a Wi-Fi client serves no DHCP");
     } else {
-      add_missing(server, findings);
+      add_missing(site, server, findings);
     }
   }
 }
@@ -78,7 +73,7 @@ void vlan_server_unserved(const Site& site, Findings& findings) {
   for (const DhcpServer& server : site.servers) {
     const Interface& interface = *server.interface;
     if (server.is_idle || !is_under_silent_port(site, interface)) continue;
-    findings.add(place_of(*server.dhcp, "enable"),
+    findings.add(place_of(*server.section.dhcp, "enable"),
                  interface.name + " serves no DHCP: its port " + interface.port + " serves none");
   }
 }
@@ -102,14 +97,12 @@ void disabled_vlan_refused(const Site& site, Findings& findings) {
   for (const DhcpServer& server : site.servers) {
     if (!server.is_idle || !server.is_served) continue;
     const Json::Value& network = *server.interface->network;
-    const std::string address = text_at(network, "ipv4").value_or("");
-    if (!parse_ipv4(address)) {
-      findings.add(place_of(network, "ipv4"), quoted(address) + " is not an IPv4 address");
+    if (!parse_ipv4(server.section.router)) {
+      findings.add(place_of(network, "ipv4"), quoted(server.section.router) + " is not an IPv4 address");
     }
-    int prefix = 0;
-    config_get_int(network, &prefix, "netmask");
-    if (!subnet_with(0, prefix)) {
-      findings.add(place_of(network, "netmask"), std::to_string(prefix) + " is not a prefix length");
+    if (!subnet_with(0, *server.section.prefix)) {
+      findings.add(place_of(network, "netmask"),
+                   std::to_string(*server.section.prefix) + " is not a prefix length");
     }
   }
 }
@@ -130,8 +123,8 @@ static std::vector<Range> ranges_of(const Site& site) {
   for (const DhcpServer& server : site.servers) {
     const Interface& interface = *server.interface;
     if (server.is_served ||
-        (is_passthrough(interface) && has_passthrough_range(site, interface, *server.dhcp))) {
-      ranges.push_back({&interface, server.dhcp, server.is_idle});
+        (is_passthrough(interface) && has_passthrough_range(site, interface, *server.section.dhcp))) {
+      ranges.push_back({&interface, server.section.dhcp, server.is_idle});
     }
   }
   return ranges;
@@ -246,7 +239,7 @@ static std::vector<const Json::Value*> lease_times(const Site& site, bool with_i
   std::vector<const Json::Value*> times;
   for (const DhcpServer& server : site.servers) {
     if (server.is_served && (with_idle_servers || !server.is_idle))
-      add_text(*server.dhcp, "leasetime", times);
+      add_text(*server.section.dhcp, "leasetime", times);
   }
   for (const Interface& interface : site.interfaces) {
     const Json::Value* dhcp = object_at(*interface.network, "dhcp");

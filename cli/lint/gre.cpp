@@ -43,14 +43,17 @@ void tunnel_netmask_out_of_range(const Site& site, Findings& findings) {
 
 void tunnel_without_remote(const Site& site, Findings& findings) {
   for (const GreTunnel& tunnel : enabled_tunnels(site)) {
-    if (!tunnel.remote_ip) findings.add(*tunnel.settings, "the tunnel has no far end, \"remote_ip\"");
+    if (tunnel.remote_ip == nullptr)
+      findings.add(*tunnel.settings, "the tunnel has no far end, \"remote_ip\"");
   }
 }
 
 void tunnel_twice(const Site& site, Findings& findings) {
   std::unordered_set<std::string> ends;
   for (const GreTunnel& tunnel : enabled_tunnels(site)) {
-    if (ends.insert(tunnel.remote_ip.value_or("") + " " + tunnel.local_ip.value_or("")).second) continue;
+    const std::string remote = optional_text(tunnel.remote_ip).value_or("");
+    const std::string local = optional_text(tunnel.local_ip).value_or("");
+    if (ends.insert(remote + " " + local).second) continue;
     findings.add(place_of(*tunnel.settings, "remote_ip"),
                  "another tunnel has the same ends, and the kernel makes only one of them");
   }
@@ -60,7 +63,7 @@ void tunnel_twice(const Site& site, Findings& findings) {
 template <typename Judge>
 static void for_each_network(const Site& site, Judge judge) {
   for (const GreTunnel& tunnel : enabled_tunnels(site)) {
-    for (const Json::Value& network : array_at(*tunnel.settings, "tunnel_networks")) {
+    for (const Json::Value& network : *tunnel.networks) {
       if (network.isObject()) judge(network, read_gre_route(network));
     }
   }
@@ -82,11 +85,11 @@ void tunnel_network_malformed(const Site& site, Findings& findings) {
 
 void tunnel_network_host_bits(const Site& site, Findings& findings) {
   for_each_network(site, [&](const Json::Value& network, const std::optional<GreRoute>& route) {
-    const std::optional<Ipv4> address = route ? parse_ipv4(route->destination) : std::nullopt;
-    const std::optional<Subnet> subnet = address ? subnet_with(*address, route->prefix) : std::nullopt;
-    if (!subnet || subnet->address == *address) return;
+    const std::optional<Subnet> subnet =
+        route ? parse_subnet(route->destination, route->prefix) : std::nullopt;
+    if (!subnet || parse_ipv4(route->destination) == subnet->address) return;
     findings.add(place_of(network, "dest_ip"),
-                 to_text(*address) + " is a host of the network " + to_text(*subnet));
+                 std::string(route->destination) + " is a host of the network " + to_text(*subnet));
   });
 }
 
@@ -94,12 +97,12 @@ void tunnel_incoming_gateway(const Site& site, Findings& findings) {
   for (const GreTunnel& tunnel : enabled_tunnels(site)) {
     const Json::Value& settings = *tunnel.settings;
     if (!tunnel.routes_incoming) continue;
-    if (!tunnel.incoming_gateway) {
+    if (tunnel.incoming_gateway == nullptr) {
       findings.add(place_of(settings, "route_incoming"),
                    "\"route_incoming\" needs the gateway \"incoming_gre_gateway\"");
-    } else if (!parse_ipv4(*tunnel.incoming_gateway)) {
+    } else if (!parse_ipv4(tunnel.incoming_gateway)) {
       findings.add(place_of(settings, "incoming_gre_gateway"),
-                   quoted(*tunnel.incoming_gateway) + " is not an IPv4 address");
+                   quoted(tunnel.incoming_gateway) + " is not an IPv4 address");
     }
   }
 }
@@ -107,7 +110,7 @@ void tunnel_incoming_gateway(const Site& site, Findings& findings) {
 void tunnel_dynamic_without_cell(const Site& site, Findings& findings) {
   if (site.context.cell_enabled) return;
   for (const GreTunnel& tunnel : enabled_tunnels(site)) {
-    if (tunnel.local_ip != kGreDynamicAddress) continue;
+    if (optional_text(tunnel.local_ip) != kGreDynamicAddress) continue;
     findings.add(place_of(*tunnel.settings, "local_ip"),
                  "\"dynamic\" is the cellular address, and the cellular link is disabled");
   }

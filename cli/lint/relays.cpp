@@ -5,13 +5,14 @@
 
 #include "cli/lint/host_name.h"
 #include "config/lookup.h"
+#include "dnsmasq/dhcp_relay.h"
 
 namespace {
 
 // A relay that is enabled.
 struct Relay {
   const Interface* interface;
-  const Json::Value* dhcp;  // its "dhcp" object
+  DhcpRelay settings;
 };
 
 }  // namespace
@@ -19,8 +20,8 @@ struct Relay {
 static std::vector<Relay> relays_of(const Site& site) {
   std::vector<Relay> relays;
   for (const Interface& interface : site.interfaces) {
-    const Json::Value* dhcp = object_at(*interface.network, "dhcp");
-    if (dhcp != nullptr && is_true(*dhcp, "dhcp_relay.enable")) relays.push_back({&interface, dhcp});
+    DhcpRelay relay = read_dhcp_relay(*interface.network);
+    if (relay.is_enabled) relays.push_back({&interface, std::move(relay)});
   }
   return relays;
 }
@@ -40,20 +41,20 @@ static std::string hindrance(const Site& site, const Relay& relay) {
     case Interface::Kind::kWifiClient:
       return name + " does not relay: no Wi-Fi client does";
     case Interface::Kind::kPassthroughPort:
-      if (!is_ever_ordinary(site, *relay.dhcp)) return name + " does not relay: it is in pass-through";
+      if (!is_ever_ordinary(site, *relay.settings.dhcp))
+        return name + " does not relay: it is in pass-through";
       break;
     case Interface::Kind::kPort:
     case Interface::Kind::kBridge:
     case Interface::Kind::kAccessPoint:
       break;
   }
-  return text_at(*relay.interface->network, "ipv4") ? "" : name + " does not relay without \"ipv4\"";
+  return relay.settings.local_ip != nullptr ? "" : name + " does not relay without \"ipv4\"";
 }
 
 bool is_relay_used(const Site& site, const Interface& interface) {
-  const Json::Value* dhcp = object_at(*interface.network, "dhcp");
-  return dhcp != nullptr && is_true(*dhcp, "dhcp_relay.enable") &&
-         hindrance(site, {&interface, dhcp}).empty();
+  const DhcpRelay relay = read_dhcp_relay(*interface.network);
+  return relay.is_enabled && hindrance(site, {&interface, relay}).empty();
 }
 
 // The relays that dnsmasq gets.
@@ -67,19 +68,18 @@ static std::vector<Relay> used_relays(const Site& site) {
 void relay_unused(const Site& site, Findings& findings) {
   for (const Relay& relay : relays_of(site)) {
     const std::string message = hindrance(site, relay);
-    if (!message.empty()) findings.add(place_of(*relay.dhcp, "dhcp_relay.enable"), message);
+    if (!message.empty()) findings.add(place_of(*relay.settings.dhcp, "dhcp_relay.enable"), message);
   }
 }
-
-constexpr const char* kServers[] = {"dhcp_relay.relay_server1", "dhcp_relay.relay_server2"};
 
 void relay_without_server(const Site& site, Findings& findings) {
   for (const Relay& relay : used_relays(site)) {
     const auto is_missing = [&relay](const char* key) {
-      return text_at(*relay.dhcp, key).value_or("").empty();
+      return text_at(*relay.settings.dhcp, key).value_or("").empty();
     };
-    if (!std::all_of(std::begin(kServers), std::end(kServers), is_missing)) continue;
-    findings.add(place_of(*relay.dhcp, "dhcp_relay"), relay.interface->name + " relays to no server");
+    if (!std::all_of(std::begin(kRelayServerKeys), std::end(kRelayServerKeys), is_missing)) continue;
+    findings.add(place_of(*relay.settings.dhcp, "dhcp_relay"),
+                 relay.interface->name + " relays to no server");
   }
 }
 
@@ -91,13 +91,12 @@ static bool is_server(const std::string& text) {
 }
 
 void relay_server_malformed(const Site& site, Findings& findings) {
-  // dnsmasq gets no line for a shorter one.
-  constexpr std::size_t kShortest = 3;
   for (const Relay& relay : used_relays(site)) {
-    for (const char* key : kServers) {
-      const std::string server = text_at(*relay.dhcp, key).value_or("");
-      if (server.empty() || (server.size() >= kShortest && is_server(server))) continue;
-      findings.add(place_of(*relay.dhcp, key),
+    for (const char* key : kRelayServerKeys) {
+      const std::string server = text_at(*relay.settings.dhcp, key).value_or("");
+      if (server.empty() || (read_relay_server(*relay.settings.dhcp, key) != nullptr && is_server(server)))
+        continue;
+      findings.add(place_of(*relay.settings.dhcp, key),
                    quoted(server) + " is neither an IPv4 address nor a host name");
     }
   }
@@ -106,12 +105,12 @@ void relay_server_malformed(const Site& site, Findings& findings) {
 void relay_beside_server(const Site& site, Findings& findings) {
   std::vector<const Json::Value*> served;
   for (const DhcpServer& server : site.servers) {
-    if (server.is_served) served.push_back(server.dhcp);
+    if (server.is_served) served.push_back(server.section.dhcp);
   }
   std::sort(served.begin(), served.end());
   for (const Relay& relay : used_relays(site)) {
-    if (!std::binary_search(served.begin(), served.end(), relay.dhcp)) continue;
-    findings.add(place_of(*relay.dhcp, "dhcp_relay.enable"),
+    if (!std::binary_search(served.begin(), served.end(), relay.settings.dhcp)) continue;
+    findings.add(place_of(*relay.settings.dhcp, "dhcp_relay.enable"),
                  relay.interface->name + " relays, so its DHCP server answers nobody");
   }
 }
@@ -122,6 +121,6 @@ void relay_of_dhcp_client(const Site& site, Findings& findings) {
     if (!relay.interface->is_dhcp_client()) continue;
     findings.add(
         place_of(network, "protocol"),
-        relay.interface->name + " relays only while a DHCP server gives it " + *text_at(network, "ipv4"));
+        relay.interface->name + " relays only while a DHCP server gives it " + relay.settings.local_ip);
   }
 }

@@ -226,9 +226,10 @@ static void add_listed_defaults(const Site& site, std::vector<DefaultRoute>& rou
     routes.push_back({route.interface_name, metric_of(*route.settings), metric_place(*route.settings)});
   }
   for (const GreTunnel& tunnel : site.tunnels) {
-    for (const GreRoute& route : tunnel.routes) {
-      const bool is_default = parse_ipv4(route.destination) && route.prefix == 0;
-      if (is_default) routes.push_back({gre_tunnel_name(tunnel.index), 0, route.settings});
+    for (const Json::Value& network : *tunnel.networks) {
+      const std::optional<GreRoute> route = read_gre_route(network);
+      if (route && parse_ipv4(route->destination) && route->prefix == 0)
+        routes.push_back({gre_tunnel_name(tunnel.index), 0, &network});
     }
   }
 }

@@ -93,13 +93,10 @@ static bool serves(const NetworkContext* ctx, const Interface& interface) {
 }
 
 void Site::add_server(const Interface& interface, bool is_idle) {
-  const Json::Value* dhcp = object_at(*interface.network, "dhcp");
-  if (dhcp == nullptr || !is_enabled(*dhcp)) return;
-  int prefix = 0;
-  const bool is_complete = text_at(*interface.network, "ipv4") &&
-                           config_get_int(*interface.network, &prefix, "netmask") &&
-                           text_at(*dhcp, "start") && text_at(*dhcp, "end");
-  servers.push_back({&interface, dhcp, is_complete && serves(&context, interface), is_idle});
+  DhcpSection section = read_dhcp_section(*interface.network);
+  if (!section.is_enabled) return;
+  const bool is_served = section.is_written() && serves(&context, interface);
+  servers.push_back({&interface, std::move(section), is_served, is_idle});
 }
 
 void Site::add_routes() {
@@ -188,6 +185,12 @@ std::optional<Subnet> StaticRoute::destination() const {
   return subnet_in(*settings);
 }
 
+std::optional<std::string> text_at(const Json::Value& object, const std::string& path) {
+  std::string text;
+  if (!config_get_string(object, text, path)) return std::nullopt;
+  return text;
+}
+
 std::string quoted(const std::string& text) {
   constexpr std::size_t kLongest = 60;
   return '"' + (text.size() > kLongest ? text.substr(0, kLongest) + "..." : text) + '"';
@@ -196,13 +199,4 @@ std::string quoted(const std::string& text) {
 const Json::Value& place_of(const Json::Value& object, std::string_view path) {
   const Json::Value* value = find_path(object, path);
   return value != nullptr ? *value : object;
-}
-
-std::vector<const Json::Value*> fixed_leases(const DhcpServer& server) {
-  std::vector<const Json::Value*> leases;
-  if (!is_true(*server.dhcp, "mac_binding.enable")) return leases;
-  for (const Json::Value& device : array_at(*server.dhcp, "mac_binding.devices")) {
-    if (is_enabled(device)) leases.push_back(&device);
-  }
-  return leases;
 }

@@ -17,6 +17,7 @@
 #include "cli/lint/ipv4.h"
 #include "config/lookup.h"
 #include "config/network_context.h"
+#include "dnsmasq/dhcp_server.h"
 #include "tunnels/gre.h"
 
 // An interface with an address of its own.
@@ -37,7 +38,7 @@ struct Interface {
 // A DHCP server that is enabled on such an interface, or on a VLAN that is not.
 struct DhcpServer {
   const Interface* interface;
-  const Json::Value* dhcp;  // its "dhcp" object; never null
+  DhcpSection section;
   // Whether dnsmasq gets a section for it.
   bool is_served;
   // Whether that is without effect, unless dnsmasq refuses it: nobody is behind a VLAN that is not enabled.
@@ -102,11 +103,16 @@ class Site {
   std::unordered_map<std::string, const Interface*> interfaces_by_name_;
 };
 
+// The text at the dotted path below `object`; nothing when it is missing or no text.
+std::optional<std::string> text_at(const Json::Value& object, const std::string& path);
+
+// The C string; nothing for a null pointer.
+inline std::optional<std::string> optional_text(const char* text) {
+  return text != nullptr ? std::optional<std::string>(text) : std::nullopt;
+}
+
 // The text in quotes, as a message names what a configuration calls something; of a long one, the beginning.
 std::string quoted(const std::string& text);
 
 // The value at the dotted path below `object` itself, to point at; `object` when it is missing.
 const Json::Value& place_of(const Json::Value& object, std::string_view path);
-
-// The elements of a server's "mac_binding.devices" that are enabled; none while the bindings are not.
-std::vector<const Json::Value*> fixed_leases(const DhcpServer& server);

@@ -8,8 +8,8 @@
 #include "cli/lint/mac.h"
 #include "config/ports.h"
 
-static std::optional<Ipv4> address_of(const Json::Value& lease) {
-  return parse_ipv4(text_at(lease, "ipv4").value_or(""));
+static std::optional<Ipv4> address_of(const StaticLease& lease) {
+  return parse_ipv4(optional_text(lease.ipv4).value_or(""));
 }
 
 // The hosts that dnsmasq knows by their address, with what a message calls each.
@@ -26,8 +26,9 @@ static void add_passthrough_ports(const Site& site, Owners& owners) {
   }
 }
 
-static std::string owner_of(const Json::Value& lease, const Interface& interface) {
-  return "the fixed lease of " + text_at(lease, "mac").value_or("another device") + " on " + interface.name;
+static std::string owner_of(const StaticLease& lease, const Interface& interface) {
+  return "the fixed lease of " + optional_text(lease.mac).value_or("another device") + " on " +
+         interface.name;
 }
 
 void lease_address_twice(const Site& site, Findings& findings) {
@@ -35,12 +36,12 @@ void lease_address_twice(const Site& site, Findings& findings) {
   add_passthrough_ports(site, owners);
   for (const DhcpServer& server : site.servers) {
     if (!server.is_served) continue;
-    for (const Json::Value* lease : fixed_leases(server)) {
-      const std::optional<Ipv4> address = address_of(*lease);
+    for (const StaticLease& lease : read_static_leases(*server.section.dhcp)) {
+      const std::optional<Ipv4> address = address_of(lease);
       if (!address) continue;
-      const auto [owner, is_new] = owners.emplace(*address, owner_of(*lease, *server.interface));
+      const auto [owner, is_new] = owners.emplace(*address, owner_of(lease, *server.interface));
       if (is_new) continue;
-      findings.add(place_of(*lease, "ipv4"), to_text(*address) + " is already " + owner->second);
+      findings.add(place_of(*lease.settings, "ipv4"), to_text(*address) + " is already " + owner->second);
     }
   }
 }
@@ -48,12 +49,12 @@ void lease_address_twice(const Site& site, Findings& findings) {
 void lease_address_malformed(const Site& site, Findings& findings) {
   for (const DhcpServer& server : site.servers) {
     if (!server.is_served) continue;
-    for (const Json::Value* lease : fixed_leases(server)) {
-      const std::optional<std::string> text = text_at(*lease, "ipv4");
+    for (const StaticLease& lease : read_static_leases(*server.section.dhcp)) {
+      const std::optional<std::string> text = optional_text(lease.ipv4);
       if (!text && !server.is_idle) {
-        findings.add(place_of(*lease, "ipv4"), "a fixed lease without \"ipv4\"");
+        findings.add(place_of(*lease.settings, "ipv4"), "a fixed lease without \"ipv4\"");
       } else if (text && !parse_ipv4(*text)) {
-        findings.add(place_of(*lease, "ipv4"), quoted(*text) + " is not an IPv4 address");
+        findings.add(place_of(*lease.settings, "ipv4"), quoted(*text) + " is not an IPv4 address");
       }
     }
   }
@@ -65,13 +66,14 @@ void lease_address_unusable(const Site& site, Findings& findings) {
     if (!server.is_served || server.is_idle || !subnet) continue;
     const std::string& name = server.interface->name;
     const Ipv4 own = *server.interface->address();
-    for (const Json::Value* lease : fixed_leases(server)) {
-      const std::optional<Ipv4> address = address_of(*lease);
+    for (const StaticLease& lease : read_static_leases(*server.section.dhcp)) {
+      const std::optional<Ipv4> address = address_of(lease);
       if (!address) continue;
       if (*address == own) {
-        findings.add(place_of(*lease, "ipv4"), to_text(own) + " is the address of " + name + " itself");
+        findings.add(place_of(*lease.settings, "ipv4"),
+                     to_text(own) + " is the address of " + name + " itself");
       } else if (!subnet->has_host(*address)) {
-        findings.add(place_of(*lease, "ipv4"), obstacle(*subnet, *address));
+        findings.add(place_of(*lease.settings, "ipv4"), obstacle(*subnet, *address));
       }
     }
   }
@@ -93,12 +95,13 @@ static std::optional<std::string> device_name(std::string text) {
 void lease_mac_malformed(const Site& site, Findings& findings) {
   for (const DhcpServer& server : site.servers) {
     if (!server.is_served) continue;
-    for (const Json::Value* lease : fixed_leases(server)) {
-      const std::optional<std::string> text = text_at(*lease, "mac");
+    for (const StaticLease& lease : read_static_leases(*server.section.dhcp)) {
+      const std::optional<std::string> text = optional_text(lease.mac);
       if (!text && !server.is_idle) {
-        findings.add(place_of(*lease, "mac"), "a fixed lease without \"mac\"");
+        findings.add(place_of(*lease.settings, "mac"), "a fixed lease without \"mac\"");
       } else if (text && !normal_mac(*text) && !device_name(*text)) {
-        findings.add(place_of(*lease, "mac"), quoted(*text) + " is not a MAC address like 02:00:5e:00:53:01");
+        findings.add(place_of(*lease.settings, "mac"),
+                     quoted(*text) + " is not a MAC address like 02:00:5e:00:53:01");
       }
     }
   }
@@ -109,14 +112,16 @@ void lease_mac_twice(const Site& site, Findings& findings) {
     if (!server.is_served || server.is_idle) continue;
     // One device may have a fixed lease on each network.
     std::unordered_map<std::string, std::string> addresses;
-    for (const Json::Value* lease : fixed_leases(server)) {
-      const std::string text = text_at(*lease, "mac").value_or("");
+    for (const StaticLease& lease : read_static_leases(*server.section.dhcp)) {
+      const std::string text = optional_text(lease.mac).value_or("");
       const std::optional<std::string> mac = normal_mac(text);
       const std::optional<std::string> device = mac ? mac : device_name(text);
       if (!device) continue;
-      const auto [address, is_new] = addresses.emplace(*device, text_at(*lease, "ipv4").value_or("another"));
+      const auto [address, is_new] =
+          addresses.emplace(*device, optional_text(lease.ipv4).value_or("another"));
       if (is_new) continue;
-      findings.add(place_of(*lease, "mac"), text + " already has the fixed lease " + address->second);
+      findings.add(place_of(*lease.settings, "mac"),
+                   text + " already has the fixed lease " + address->second);
     }
   }
 }
@@ -124,10 +129,10 @@ void lease_mac_twice(const Site& site, Findings& findings) {
 void lease_by_name(const Site& site, Findings& findings) {
   for (const DhcpServer& server : site.servers) {
     if (!server.is_served || server.is_idle) continue;
-    for (const Json::Value* lease : fixed_leases(server)) {
-      const std::string text = text_at(*lease, "mac").value_or("");
+    for (const StaticLease& lease : read_static_leases(*server.section.dhcp)) {
+      const std::string text = optional_text(lease.mac).value_or("");
       if (normal_mac(text) || !device_name(text)) continue;
-      findings.add(place_of(*lease, "mac"), quoted(text) + " is a name: any device can go by it");
+      findings.add(place_of(*lease.settings, "mac"), quoted(text) + " is a name: any device can go by it");
     }
   }
 }

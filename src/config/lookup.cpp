@@ -41,16 +41,15 @@ std::string text_of(const Json::Value& value) {
   return has_text(value) ? value.asString() : std::string();
 }
 
-std::optional<std::string> text_at(const Json::Value& object, std::string_view path) {
-  std::string text;
-  if (!config_get_string(object, text, std::string(path))) return std::nullopt;
-  return text;
+const char* c_string_at(const Json::Value& object, std::string_view path) {
+  const Json::Value* value = find_path(object, path);
+  return value != nullptr && value->isString() ? value->asCString() : nullptr;
 }
 
 std::optional<int> number_at(const Json::Value& object, std::string_view path) {
-  int number = 0;
-  if (!config_get_int(object, &number, std::string(path))) return std::nullopt;
-  return number;
+  const Json::Value* value = find_path(object, path);
+  if (value == nullptr || !value->isInt()) return std::nullopt;
+  return value->asInt();
 }
 
 const Json::Value* object_at(const Json::Value& object, std::string_view path) {

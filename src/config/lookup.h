@@ -37,8 +37,10 @@ bool has_text(const Json::Value& value);
 // a value that has no text.
 std::string text_of(const Json::Value& value);
 
-// The string and the integer at the dotted `path` below `object`; nothing when there is none of that type.
-std::optional<std::string> text_at(const Json::Value& object, std::string_view path);
+// The string at the dotted `path` below `object`, read in place; null when there is none.
+const char* c_string_at(const Json::Value& object, std::string_view path);
+
+// The integer there; nothing when there is none.
 std::optional<int> number_at(const Json::Value& object, std::string_view path);
 
 // The object at the dotted `path` below `object`, read in place; null when it is missing.

@@ -6,11 +6,28 @@
 
 #include <cstdio>
 #include <string>
+#include <string_view>
 
 #include "config/network_context.h"
 
 // The comment in front of a relay line, with the interface's name; the line itself has only its address.
 inline constexpr char kDhcpRelayHeading[] = "\n# DHCP relay on %s\n";
+
+// Where a "dhcp" object names the two servers.
+inline constexpr const char* kRelayServerKeys[] = {"dhcp_relay.relay_server1", "dhcp_relay.relay_server2"};
+
+// What the configuration makes of a relay.
+struct DhcpRelay {
+  const Json::Value* dhcp = nullptr;  // the "dhcp" object; null when there is none
+  bool is_enabled = false;
+  const char* local_ip = nullptr;  // null when there is none: then nothing is relayed
+};
+
+// Reads the relay from a "network" object.
+DhcpRelay read_dhcp_relay(const Json::Value& network);
+
+// The server, an address or a name, at `key` of a "dhcp" object; null when it is missing or too short.
+const char* read_relay_server(const Json::Value& dhcp, std::string_view key);
 
 // Writes the relay lines of the interface from its "network" object of the configuration. Returns -1 in every
 // case; the callers ignore it.

@@ -8,25 +8,70 @@
 #include "config/interface_queries.h"
 #include "config/lookup.h"
 #include "config/wwan_state.h"
-#include "platform/libcmd.h"
 #include "platform/libvantor.h"
 
-namespace {
+std::vector<StaticLease> read_static_leases(const Json::Value& dhcp) {
+  std::vector<StaticLease> leases;
+  if (!is_true(dhcp, "mac_binding.enable")) return leases;
+  for (const Json::Value& device : array_at(dhcp, "mac_binding.devices")) {
+    if (is_enabled(device))
+      leases.push_back({&device, c_string_at(device, "mac"), c_string_at(device, "ipv4")});
+  }
+  return leases;
+}
 
-// What a section needs from a "network" object.
-struct DhcpNetwork {
-  std::string ipv4;
-  int prefix = 0;
-  const Json::Value* dhcp = nullptr;
-};
+// Reads what the "dhcp" object itself holds.
+static void read_dhcp_object(const Json::Value& dhcp, DhcpSection& section) {
+  section.dhcp = &dhcp;
+  section.is_enabled = is_enabled(dhcp);
+  section.start = c_string_at(dhcp, "start");
+  section.end = c_string_at(dhcp, "end");
+  section.lease_time = c_string_at(dhcp, "leasetime");
+  if (section.start == nullptr) section.missing_keys.push_back({&dhcp, "start"});
+  if (section.end == nullptr) section.missing_keys.push_back({&dhcp, "end"});
+}
 
-}  // namespace
+DhcpSection read_dhcp_section(const Json::Value& network) {
+  DhcpSection section;
+  section.router = c_string_at(network, "ipv4");
+  section.prefix = number_at(network, "netmask");
+  if (section.router == nullptr) section.missing_keys.push_back({&network, "ipv4"});
+  if (!section.prefix) section.missing_keys.push_back({&network, "netmask"});
+  if (const Json::Value* dhcp = object_at(network, "dhcp")) read_dhcp_object(*dhcp, section);
+  return section;
+}
 
-// False when one of the three is missing.
-static bool read_dhcp_network(const Json::Value& object, const std::string& path, DhcpNetwork& network) {
-  network.dhcp = object_at(object, path + ".dhcp");
-  return network.dhcp != nullptr && config_get_string(object, network.ipv4, path + ".ipv4") &&
-         config_get_int(object, &network.prefix, path + ".netmask");
+// Writes a section that has a subnet. Returns 0; -1, nothing written, when the server is off or lacks a key.
+static int dnsmasq_write_dhcp_server(const NetworkContext* ctx, std::FILE* file, const char* ifname,
+                                     const DhcpSection& section) {
+  print_trace(ctx, __func__);
+  if (!section.is_enabled) return -1;
+  if (!section.is_written()) {
+    syslog(LOG_NOTICE, "dhcp server config for %s contains undefined IP addresses", ifname);
+    return -1;
+  }
+  char netmask[kIpv4TextSize] = "";
+  cidr_to_netmask(*section.prefix, netmask);
+  std::fprintf(file, kDhcpServerHeading, ifname);
+  std::fprintf(file, "dhcp-range=%s,%s,%s,%s\n", ifname, section.start, section.end,
+               section.lease_time != nullptr ? section.lease_time : "3600");
+  std::fprintf(file, "dhcp-option=%s,3,%s\n", ifname, section.router);
+  std::fprintf(file, "dhcp-option=%s,1,%s\n", ifname, netmask);
+  std::fprintf(file, "dhcp-option=%s,6,%s\n\n", ifname, section.router);
+  for (const StaticLease& lease : read_static_leases(*section.dhcp)) {
+    std::fprintf(file, "dhcp-host=%s,%s\n", lease.mac != nullptr ? lease.mac : "",
+                 lease.ipv4 != nullptr ? lease.ipv4 : "");
+  }
+  return 0;
+}
+
+int dnsmasq_write_dhcp_server(const NetworkContext* ctx, std::FILE* file, const char* ifname,
+                              const std::string& router, int prefix, const Json::Value& dhcp) {
+  DhcpSection section;
+  section.router = router.c_str();
+  section.prefix = prefix;
+  read_dhcp_object(dhcp, section);
+  return dnsmasq_write_dhcp_server(ctx, file, ifname, section);
 }
 
 int dnsmasq_add_dhcp_server(const NetworkContext* ctx, std::FILE* file, const char* ifname) {
@@ -34,46 +79,11 @@ int dnsmasq_add_dhcp_server(const NetworkContext* ctx, std::FILE* file, const ch
   syslog(LOG_NOTICE, "%s: %s", __func__, ifname);
   std::string path;
   if (get_interface_network_node(ctx, ifname, path) != 0) return -1;
-  DhcpNetwork network;
-  if (!read_dhcp_network(ctx->config, path, network)) return -1;
-  if (dnsmasq_write_dhcp_server(ctx, file, ifname, network.ipv4, network.prefix, *network.dhcp) != 0)
-    return -1;
+  const Json::Value* network = object_at(ctx->config, path);
+  if (network == nullptr) return -1;
+  const DhcpSection section = read_dhcp_section(*network);
+  if (!section.has_subnet() || dnsmasq_write_dhcp_server(ctx, file, ifname, section) != 0) return -1;
   syslog(LOG_INFO, "dnsmasq: configured dhcp server for interface %s", ifname);
-  return 0;
-}
-
-static void write_fixed_leases(std::FILE* file, const Json::Value& dhcp) {
-  if (!is_true(dhcp, "mac_binding.enable")) return;
-  for (const Json::Value& device : array_at(dhcp, "mac_binding.devices")) {
-    if (!is_enabled(device)) continue;
-    std::string mac;
-    std::string ipv4;
-    config_get_string(device, mac, "mac");
-    config_get_string(device, ipv4, "ipv4");
-    std::fprintf(file, "dhcp-host=%s,%s\n", mac.c_str(), ipv4.c_str());
-  }
-}
-
-int dnsmasq_write_dhcp_server(const NetworkContext* ctx, std::FILE* file, const char* ifname,
-                              const std::string& router, int prefix, const Json::Value& dhcp) {
-  print_trace(ctx, __func__);
-  if (!is_enabled(dhcp)) return -1;
-  std::string start;
-  std::string end;
-  if (!config_get_string(dhcp, start, "start") || !config_get_string(dhcp, end, "end")) {
-    syslog(LOG_NOTICE, "dhcp server config for %s contains undefined IP addresses", ifname);
-    return -1;
-  }
-  std::string leasetime = "3600";
-  config_get_string(dhcp, leasetime, "leasetime");
-  char netmask[kIpv4TextSize] = "";
-  cidr_to_netmask(prefix, netmask);
-  std::fprintf(file, kDhcpServerHeading, ifname);
-  std::fprintf(file, "dhcp-range=%s,%s,%s,%s\n", ifname, start.c_str(), end.c_str(), leasetime.c_str());
-  std::fprintf(file, "dhcp-option=%s,3,%s\n", ifname, router.c_str());
-  std::fprintf(file, "dhcp-option=%s,1,%s\n", ifname, netmask);
-  std::fprintf(file, "dhcp-option=%s,6,%s\n\n", ifname, router.c_str());
-  write_fixed_leases(file, dhcp);
   return 0;
 }
 
@@ -86,13 +96,14 @@ static void format_vlan_name(char (&name)[IFNAMSIZ], const char* port, int vid) 
 
 static void add_vlan_interface(const NetworkContext* ctx, std::FILE* file, const char* port,
                                const Json::Value& vlan) {
-  if (!is_true(vlan, "network.dhcp.enable")) return;
-  int vid = 0;
-  DhcpNetwork network;
-  if (!config_get_int(vlan, &vid, "vid") || !read_dhcp_network(vlan, "network", network)) return;
+  const std::optional<int> vid = number_at(vlan, "vid");
+  const Json::Value* network = object_at(vlan, "network");
+  if (!vid || network == nullptr) return;
+  const DhcpSection section = read_dhcp_section(*network);
+  if (!section.is_enabled || !section.has_subnet()) return;
   char name[IFNAMSIZ];
-  format_vlan_name(name, port, vid);
-  if (dnsmasq_write_dhcp_server(ctx, file, name, network.ipv4, network.prefix, *network.dhcp) == 0) {
+  format_vlan_name(name, port, *vid);
+  if (dnsmasq_write_dhcp_server(ctx, file, name, section) == 0) {
     syslog(LOG_INFO, "configured DHCP server on VLAN %s", name);
   }
 }

@@ -5,13 +5,54 @@
 #include <json/json.h>
 
 #include <cstdio>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "config/network_context.h"
 
 // The comment in front of a section, with the interface's name. It alone tells the fixed leases of a server
 // from the line for a pass-through port.
 inline constexpr char kDhcpServerHeading[] = "\n# DHCP server on %s\n";
+
+// A device that always gets the same address. A string that the configuration does not have is null.
+struct StaticLease {
+  const Json::Value* settings;
+  const char* mac;
+  const char* ipv4;
+};
+
+// What the configuration makes of a DHCP server section. A string that it does not have is null.
+struct DhcpSection {
+  // A key that the section cannot do without, and the object that lacks it.
+  struct MissingKey {
+    const Json::Value* object;
+    const char* key;
+  };
+
+  const Json::Value* dhcp = nullptr;  // the "dhcp" object; null when there is none
+  bool is_enabled = false;
+  const char* router = nullptr;
+  std::optional<int> prefix;
+  const char* start = nullptr;
+  const char* end = nullptr;
+  const char* lease_time = nullptr;
+  std::vector<MissingKey> missing_keys;
+
+  // Whether the "network" object has all that it must have around the values of its "dhcp" object.
+  bool has_subnet() const {
+    return dhcp != nullptr && router != nullptr && prefix;
+  }
+  bool is_written() const {
+    return is_enabled && missing_keys.empty();
+  }
+};
+
+// Reads the section from a "network" object.
+DhcpSection read_dhcp_section(const Json::Value& network);
+
+// The static leases of a "dhcp" object.
+std::vector<StaticLease> read_static_leases(const Json::Value& dhcp);
 
 // Writes the section of the interface from its "network" object of the configuration. Returns 0 when a
 // section was written, -1 otherwise.

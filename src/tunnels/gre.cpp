@@ -3,13 +3,12 @@
 #include <syslog.h>
 
 #include <cstdio>
-#include <string>
+#include <cstring>
 
 #include "config/lookup.h"
 #include "config/wwan_state.h"
 #include "driver/undo.h"
 #include "networkd/unit_file.h"
-#include "platform/libcmd.h"
 #include "platform/libvantor.h"
 #include "util/open_file.h"
 
@@ -22,23 +21,10 @@ static int unit_order(int index) {
 }
 
 std::optional<GreRoute> read_gre_route(const Json::Value& network) {
-  std::optional<std::string> destination = text_at(network, "dest_ip");
+  const char* destination = c_string_at(network, "dest_ip");
   const std::optional<int> prefix = number_at(network, "dest_netmask");
-  if (!destination || !prefix || destination->size() < 2) return std::nullopt;
-  return GreRoute{&network, std::move(*destination), *prefix};
-}
-
-// Reads what the network unit holds.
-static void read_inner_settings(const Json::Value& settings, GreTunnel& tunnel) {
-  const auto require = [&settings, &tunnel](bool is_there, const char* key) {
-    if (!is_there && tunnel.missing_key == nullptr) tunnel.missing_key = key;
-  };
-  require(config_get_string(settings, tunnel.inner_local_ip, "tunnel_local_ip"), "tunnel_local_ip");
-  require(config_get_int(settings, &tunnel.inner_prefix, "tunnel_netmask"), "tunnel_netmask");
-  require(config_get_string(settings, tunnel.inner_remote_ip, "tunnel_remote_ip"), "tunnel_remote_ip");
-  for (const Json::Value& network : array_at(settings, "tunnel_networks")) {
-    if (auto route = read_gre_route(network)) tunnel.routes.push_back(std::move(*route));
-  }
+  if (destination == nullptr || !prefix || std::strlen(destination) < 2) return std::nullopt;
+  return GreRoute{destination, *prefix};
 }
 
 GreTunnel read_gre_tunnel(int index, const Json::Value& settings) {
@@ -46,14 +32,21 @@ GreTunnel read_gre_tunnel(int index, const Json::Value& settings) {
   tunnel.settings = &settings;
   tunnel.index = index;
   tunnel.is_enabled = is_enabled(settings);
-  tunnel.description = text_at(settings, "name");
+  tunnel.description = c_string_at(settings, "name");
   if (is_true(settings, "set_mtu")) tunnel.mtu = number_at(settings, "mtu_size");
-  tunnel.remote_ip = text_at(settings, "remote_ip");
-  tunnel.local_ip = text_at(settings, "local_ip");
+  tunnel.remote_ip = c_string_at(settings, "remote_ip");
+  tunnel.local_ip = c_string_at(settings, "local_ip");
   tunnel.copies_dscp = is_true(settings, "copy_dscp");
-  read_inner_settings(settings, tunnel);
+  tunnel.inner_local_ip = c_string_at(settings, "tunnel_local_ip");
+  const std::optional<int> prefix = number_at(settings, "tunnel_netmask");
+  tunnel.inner_prefix = prefix.value_or(0);
+  tunnel.inner_remote_ip = c_string_at(settings, "tunnel_remote_ip");
+  if (tunnel.inner_remote_ip == nullptr) tunnel.missing_key = "tunnel_remote_ip";
+  if (!prefix) tunnel.missing_key = "tunnel_netmask";
+  if (tunnel.inner_local_ip == nullptr) tunnel.missing_key = "tunnel_local_ip";
+  tunnel.networks = &array_at(settings, "tunnel_networks");
   tunnel.routes_incoming = is_true(settings, "route_incoming");
-  if (tunnel.routes_incoming) tunnel.incoming_gateway = text_at(settings, "incoming_gre_gateway");
+  if (tunnel.routes_incoming) tunnel.incoming_gateway = c_string_at(settings, "incoming_gre_gateway");
   return tunnel;
 }
 
@@ -68,30 +61,29 @@ std::vector<GreTunnel> read_gre_tunnels(const Json::Value& config) {
 
 // Writes the "Local =" line of `local_ip`, or logs `unavailable` when the cellular address is asked
 // for and not available.
-static void write_local(std::FILE* file, const std::string& local_ip, const char* unavailable) {
-  std::string address = local_ip;
-  if (local_ip == kGreDynamicAddress) {
-    char wwan_ipv4[kIpv4TextSize] = "";
+static void write_local(std::FILE* file, const char* local_ip, const char* unavailable) {
+  char wwan_ipv4[kIpv4TextSize] = "";
+  if (std::strcmp(local_ip, kGreDynamicAddress) == 0) {
     read_wwan_ipv4(wwan_ipv4);
     if (*wwan_ipv4 == '\0') {
       syslog(LOG_NOTICE, "%s", unavailable);
       return;
     }
-    address = wwan_ipv4;
+    local_ip = wwan_ipv4;
   }
-  std::fprintf(file, "Local = %s\n", address.c_str());
+  std::fprintf(file, "Local = %s\n", local_ip);
 }
 
 static void write_tunnel_device(std::FILE* file, const std::string& name, const GreTunnel& tunnel) {
   std::fprintf(file, "[NetDev]\n");
-  if (tunnel.description) std::fprintf(file, "Description = %s\n", tunnel.description->c_str());
+  if (tunnel.description != nullptr) std::fprintf(file, "Description = %s\n", tunnel.description);
   std::fprintf(file, "Name = %s\n", name.c_str());
   std::fprintf(file, "Kind = gre\n");
   if (tunnel.mtu) std::fprintf(file, "MTUBytes = %d\n", *tunnel.mtu);
   std::fprintf(file, "\n[Tunnel]\n");
-  if (tunnel.remote_ip) std::fprintf(file, "Remote = %s\n", tunnel.remote_ip->c_str());
-  if (tunnel.local_ip) {
-    write_local(file, *tunnel.local_ip, "WWAN ip address not available for GRE tunnel");
+  if (tunnel.remote_ip != nullptr) std::fprintf(file, "Remote = %s\n", tunnel.remote_ip);
+  if (tunnel.local_ip != nullptr) {
+    write_local(file, tunnel.local_ip, "WWAN ip address not available for GRE tunnel");
   }
   if (tunnel.copies_dscp) std::fprintf(file, "CopyDSCP = yes\n");
   std::fprintf(file, "Independent = true\n");
@@ -109,14 +101,14 @@ static void write_tunnel_netdev_unit(const NetworkContext* ctx, const GreTunnel&
   append_clear_interfaces(ctx, "gre0", "gre");
 }
 
-static void write_tunnel_route(std::FILE* file, const std::string& gateway, const GreRoute& route) {
+static void write_tunnel_route(std::FILE* file, const char* gateway, const GreRoute& route) {
   std::fprintf(file, "\n[Route]\n");
-  std::fprintf(file, "Gateway = %s\n", gateway.c_str());
+  std::fprintf(file, "Gateway = %s\n", gateway);
   if (route.prefix == 32) {
-    std::fprintf(file, "Destination = %s\n", route.destination.c_str());
+    std::fprintf(file, "Destination = %s\n", route.destination);
   } else {
     // Without spaces around the equals sign, unlike every other line.
-    std::fprintf(file, "Destination=%s/%d\n", route.destination.c_str(), route.prefix);
+    std::fprintf(file, "Destination=%s/%d\n", route.destination, route.prefix);
   }
   std::fprintf(file, "GatewayOnlink = yes\n");
 }
@@ -127,10 +119,11 @@ static int write_tunnel_network_unit(const NetworkContext* ctx, const GreTunnel&
   OpenFile file = open_unit_file(ctx, unit_order(tunnel.index), name.c_str(), "network");
   if (!file) return -1;
   std::fprintf(file.get(), "[Match]\nName = %s\n\n", name.c_str());
-  std::fprintf(file.get(), "[Network]\nAddress = %s/%d\n", tunnel.inner_local_ip.c_str(),
-               tunnel.inner_prefix);
-  for (const GreRoute& route : tunnel.routes)
-    write_tunnel_route(file.get(), tunnel.inner_remote_ip, route);
+  std::fprintf(file.get(), "[Network]\nAddress = %s/%d\n", tunnel.inner_local_ip, tunnel.inner_prefix);
+  for (const Json::Value& network : *tunnel.networks) {
+    if (const auto route = read_gre_route(network))
+      write_tunnel_route(file.get(), tunnel.inner_remote_ip, *route);
+  }
   return file.close();
 }
 
@@ -151,9 +144,9 @@ static int gre_incoming_routes_apply(const NetworkContext* ctx, const GreTunnel&
   print_trace(ctx, __func__);
   const int table = tunnel.index + 308;
   qelsys("/usr/bin/route_table_flush %d", table);
-  if (tunnel.is_enabled && tunnel.incoming_gateway) {
+  if (tunnel.is_enabled && tunnel.incoming_gateway != nullptr) {
     qelsys("/usr/bin/route_table_add %d %s %s", table, gre_tunnel_name(tunnel.index).c_str(),
-           tunnel.incoming_gateway->c_str());
+           tunnel.incoming_gateway);
   }
   return 0;
 }
@@ -184,18 +177,15 @@ int gre_tap_apply(const NetworkContext* ctx, const Json::Value& tunnel) {
   syslog(LOG_DEBUG, "configure GRE L3 tunnel");
   // The kind is gre although the name says tap.
   std::fprintf(file, "[NetDev]\nName = gretap0\nKind = gre\n");
-  std::string text;
-  int number = 0;
-  if (is_true(tunnel, "mtu_override") && config_get_int(tunnel, &number, "mtu")) {
-    std::fprintf(file, "MTUBytes = %d\n", number);
-  }
+  const std::optional<int> mtu = number_at(tunnel, "mtu");
+  if (mtu && is_true(tunnel, "mtu_override")) std::fprintf(file, "MTUBytes = %d\n", *mtu);
   // The section's head goes with the remote address: without one, Local and Key stand under [NetDev].
-  if (config_get_string(tunnel, text, "peer_ipv4")) {
-    std::fprintf(file, "\n[Tunnel]\nRemote = %s\n", text.c_str());
+  if (const char* remote = c_string_at(tunnel, "peer_ipv4")) {
+    std::fprintf(file, "\n[Tunnel]\nRemote = %s\n", remote);
   }
-  if (config_get_string(tunnel, text, "local_ipv4")) {
-    write_local(file, text, "wwan ip address not available for GRE tunnel");
+  if (const char* local = c_string_at(tunnel, "local_ipv4")) {
+    write_local(file, local, "wwan ip address not available for GRE tunnel");
   }
-  if (config_get_int(tunnel, &number, "key")) std::fprintf(file, "Key = %d\n", number);
+  if (const std::optional<int> key = number_at(tunnel, "key")) std::fprintf(file, "Key = %d\n", *key);
   return owner.close();
 }

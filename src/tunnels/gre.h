@@ -20,31 +20,30 @@ inline constexpr char kGreDynamicAddress[] = "dynamic";
 
 // A route into a network behind a tunnel.
 struct GreRoute {
-  const Json::Value* settings;
-  std::string destination;
+  const char* destination;
   int prefix;
 };
 
-// What the configuration makes of one tunnel.
+// What the configuration makes of one tunnel. A string that it does not have is null.
 struct GreTunnel {
   const Json::Value* settings;
   int index;
   bool is_enabled;
   // The device unit, which an enabled tunnel gets in any case.
-  std::optional<std::string> description;
+  const char* description;
   std::optional<int> mtu;
-  std::optional<std::string> remote_ip;
-  std::optional<std::string> local_ip;
+  const char* remote_ip;
+  const char* local_ip;
   bool copies_dscp;
-  // The network unit. Without the key that is missing, if one is, there is none.
+  // The network unit. There is none as long as a key is missing; this is the first such.
   const char* missing_key;
-  std::string inner_local_ip;
+  const char* inner_local_ip;
   int inner_prefix;
-  std::string inner_remote_ip;
-  std::vector<GreRoute> routes;
+  const char* inner_remote_ip;
+  const Json::Value* networks;  // an array; see read_gre_route
   // Traffic that arrives through the tunnel is sent back by the gateway, if there is one.
   bool routes_incoming;
-  std::optional<std::string> incoming_gateway;
+  const char* incoming_gateway;
 
   // Whether the network unit is written.
   bool has_address() const {

@@ -364,3 +364,56 @@ TEST_F(DhcpServerTest, VlansPrintTheirTraceLines) {
   ctx.trace = true;
   EXPECT_EQ(printed_by(add), "dnsmasq_add_vlan_interfaces\ndnsmasq_write_dhcp_server\n");
 }
+
+// --- What the configuration makes of a server
+
+TEST_F(DhcpServerTest, ASectionIsReadAsItIsWritten) {
+  const Json::Value network = json(R"({"ipv4": "192.168.1.1", "netmask": 24, "dhcp": {
+    "enable": true, "start": "192.168.1.100", "end": "192.168.1.200", "leasetime": "12h"}})");
+  const DhcpSection section = read_dhcp_section(network);
+  EXPECT_EQ(section.dhcp, &network["dhcp"]);
+  EXPECT_STREQ(section.router, "192.168.1.1");
+  EXPECT_EQ(section.prefix, 24);
+  EXPECT_STREQ(section.start, "192.168.1.100");
+  EXPECT_STREQ(section.end, "192.168.1.200");
+  EXPECT_STREQ(section.lease_time, "12h");
+  EXPECT_TRUE(section.has_subnet());
+  EXPECT_TRUE(section.is_written());
+  EXPECT_THAT(platform().log, IsEmpty());
+}
+
+TEST_F(DhcpServerTest, EachMissingKeyIsNamedWithTheObjectThatLacksIt) {
+  const Json::Value network = json(R"({"ipv4": 5, "dhcp": {"enable": true, "end": ["b"]}})");
+  Lines missing;
+  for (const auto& [object, key] : read_dhcp_section(network).missing_keys) {
+    missing.push_back((object == &network ? "network " : "dhcp ") + std::string(key));
+    EXPECT_TRUE(object == &network || object == &network["dhcp"]);
+  }
+  EXPECT_THAT(missing, ElementsAre("network ipv4", "network netmask", "dhcp start", "dhcp end"));
+  EXPECT_FALSE(read_dhcp_section(network).has_subnet());
+  EXPECT_FALSE(read_dhcp_section(network).is_written());
+}
+
+TEST_F(DhcpServerTest, ADisabledOrMissingServerIsNotWritten) {
+  const Json::Value disabled =
+      json(R"({"ipv4": "192.168.1.1", "netmask": 24, "dhcp": {"start": "a", "end": "b"}})");
+  EXPECT_TRUE(read_dhcp_section(disabled).has_subnet());
+  EXPECT_FALSE(read_dhcp_section(disabled).is_written());
+  const Json::Value without = json(R"({"ipv4": "192.168.1.1", "netmask": 24})");
+  EXPECT_EQ(read_dhcp_section(without).dhcp, nullptr);
+  EXPECT_FALSE(read_dhcp_section(without).has_subnet());
+}
+
+TEST_F(DhcpServerTest, TheEnabledDevicesAreStaticLeases) {
+  const Json::Value dhcp = json(R"({"mac_binding": {"enable": true, "devices": [
+    {"enable": true, "mac": "02:00:5e:00:53:01", "ipv4": "192.168.1.10"}, {"mac": "a", "ipv4": "b"},
+    {"enable": true, "mac": 5}]}})");
+  const std::vector<StaticLease> leases = read_static_leases(dhcp);
+  ASSERT_EQ(leases.size(), 2U);
+  EXPECT_EQ(leases[0].settings, &dhcp["mac_binding"]["devices"][0]);
+  EXPECT_STREQ(leases[0].mac, "02:00:5e:00:53:01");
+  EXPECT_STREQ(leases[0].ipv4, "192.168.1.10");
+  EXPECT_EQ(leases[1].mac, nullptr);
+  EXPECT_EQ(leases[1].ipv4, nullptr);
+  EXPECT_THAT(read_static_leases(json(R"({"mac_binding": {"devices": [{"enable": true}]}})")), IsEmpty());
+}
