@@ -9,6 +9,7 @@
 #include "config/lookup.h"
 #include "config/ports.h"
 #include "dnsmasq/dhcp_relay.h"
+#include "networkd/wwan.h"
 #include "networkd/wwan_static_routes.h"
 #include "platform/libcmd.h"
 #include "util/json_path.h"
@@ -32,10 +33,13 @@ static const char* word_for(Interface::Kind kind) {
 }
 
 // ", metric 50", or empty for one that is not written.
-static std::string metric_text(const Json::Value& object, const std::string& path, int least) {
-  int metric = 0;
-  if (!config_get_int(object, &metric, path) || metric < least) return "";
-  return ", metric " + std::to_string(metric);
+static std::string metric_text(const std::optional<int>& metric) {
+  return metric ? ", metric " + std::to_string(*metric) : "";
+}
+
+static std::optional<int> written_metric(const Json::Value& settings) {
+  const std::optional<int> metric = number_at(settings, "metric");
+  return metric.value_or(0) > 0 ? metric : std::nullopt;
 }
 
 // ", for 12h"; empty without a lease time.
@@ -75,7 +79,7 @@ void add_address_lines(const Site& site, const Interface& interface, Part& part)
     add_line(part, "also " + to_text(own.address) + " in " + to_text(own.subnet), {own.place});
   }
   if (const auto gateway = written_gateway_of(interface)) {
-    add_line(part, "default route by " + *gateway + metric_text(network, "metric", 1),
+    add_line(part, "default route by " + *gateway + metric_text(written_metric(network)),
              {&place_of(network, "gateway")});
   }
   int mtu = 0;
@@ -89,12 +93,12 @@ void add_passthrough_lines(const Site& site, const Interface& interface, Part& p
   static const Json::Value kNone(Json::objectValue);
   const Json::Value* own = object_at(*interface.network, "dhcp");
   const Json::Value& dhcp = own != nullptr ? *own : kNone;
-  if (own != nullptr && has_passthrough_range(site, interface, dhcp)) {
+  if (const auto range = passthrough_range(site, interface)) {
     add_line(part,
-             "DHCP " + text_at(dhcp, "start").value_or("?") + " to " + text_at(dhcp, "end").value_or("?") +
-                 lease_time_text(c_string_at(dhcp, "leasetime")),
+             "DHCP " + std::string(*range->start != 0 ? range->start : "?") + " to " +
+                 (*range->end != 0 ? range->end : "?") + lease_time_text(c_string_at(dhcp, "leasetime")),
              {&dhcp});
-  } else if (site.context.passthrough_auto || is_enabled(dhcp)) {
+  } else if (serves_passthrough(site, interface)) {
     add_line(
         part,
         "the device behind it gets the cellular address" + lease_time_text(c_string_at(dhcp, "leasetime")),
@@ -158,7 +162,7 @@ void add_routes(const Site& site, const std::vector<const StaticRoute*>& routes,
     list.parts.push_back(
         {Part::Kind::kLine,
          destination_text(*route),
-         (gateway ? "by " + *gateway : "directly") + metric_text(*route->settings, "metric", 1),
+         (gateway ? "by " + *gateway : "directly") + metric_text(written_metric(*route->settings)),
          {route->settings}});
   }
   part.parts.push_back(std::move(list));
@@ -166,16 +170,15 @@ void add_routes(const Site& site, const std::vector<const StaticRoute*>& routes,
 
 Part cellular_link(const Site& site) {
   const Json::Value& cell = place_of(site.root, "wireless.cell");
+  const WwanSettings settings = read_wwan_settings(site.root);
   Part link{Part::Kind::kUplink, kWwanRouteInterface, "cellular link", {&cell}};
   if (site.context.passthrough_enabled) {
     add_line(link, "hands its address on to the device behind " + site.context.passthrough_interface, {});
   } else {
-    add_line(link, "default route" + metric_text(cell, "metric", 0), {&place_of(cell, "metric")});
+    add_line(link, "default route" + metric_text(settings.metric), {&place_of(cell, "metric")});
   }
-  int value = 0;
-  if (is_true(cell, "netmask_override") && config_get_int(cell, &value, "netmask") && value > 0)
-    add_line(link, "prefix length " + std::to_string(value), {&place_of(cell, "netmask")});
-  if (is_true(cell, "mtu_override") && config_get_int(cell, &value, "mtu") && value > 0)
-    add_line(link, "MTU " + std::to_string(value), {&place_of(cell, "mtu")});
+  if (settings.has_prefix())
+    add_line(link, "prefix length " + std::to_string(*settings.prefix), {&place_of(cell, "netmask")});
+  if (settings.has_mtu()) add_line(link, "MTU " + std::to_string(*settings.mtu), {&place_of(cell, "mtu")});
   return link;
 }

@@ -5,14 +5,14 @@
 
 #include "config/lookup.h"
 #include "config/ports.h"
+#include "networkd/wwan.h"
 #include "platform/libcmd.h"
 
 // Whether the unit of the interface takes the address at "ipv4".
 static bool takes_static_address(const Site& site, const Interface& interface) {
-  if (interface.kind != Interface::Kind::kPassthroughPort) return !interface.is_dhcp_client();
-  const bool is_left_out =
-      !find_ethernet_port(interface.name)->takes_empty_address && text_at(*interface.network, "ipv4") == "";
-  return !site.context.passthrough_auto && !is_left_out;
+  return interface.kind == Interface::Kind::kPassthroughPort
+             ? read_passthrough_port(&site.context).address != nullptr
+             : !interface.is_dhcp_client();
 }
 
 static void add_if_malformed(const Json::Value& object, Findings& findings) {
@@ -83,7 +83,7 @@ void netmask_out_of_range(const Site& site, Findings& findings) {
   for (const StaticRoute& route : site.routes)
     add_if_outside(*route.settings, "netmask", "netmask", 0, 32, findings);
   // The unit of a link that is up has it, enabled or not.
-  if (is_true(site.root, "wireless.cell.netmask_override"))
+  if (read_wwan_settings(site.root).prefix)
     add_if_outside(site.root, "wireless.cell.netmask", "netmask", 1, 32, findings);
 }
 
@@ -194,7 +194,7 @@ static void for_each_interface_mtu(const Site& site,
     if (is_true(*interface.network, "advanced.mtu_override")) judge(*interface.network, "advanced.mtu");
   }
   // The unit of a link that is up has it, enabled or not.
-  if (is_true(site.root, "wireless.cell.mtu_override")) judge(site.root, "wireless.cell.mtu");
+  if (read_wwan_settings(site.root).mtu) judge(site.root, "wireless.cell.mtu");
 }
 
 void mtu_out_of_range(const Site& site, Findings& findings) {

@@ -107,23 +107,25 @@ void disabled_vlan_refused(const Site& site, Findings& findings) {
   }
 }
 
-// The cellular address takes the place of an end that is the port's own or empty.
-bool has_passthrough_range(const Site& site, const Interface& interface, const Json::Value& dhcp) {
-  if (site.context.passthrough_auto) return false;
-  const std::string own = text_at(*interface.network, "ipv4").value_or("");
-  const auto is_set = [&](const char* key) {
-    const std::string text = text_at(dhcp, key).value_or("");
-    return !text.empty() && text != own;
-  };
-  return is_set("start") || is_set("end");
+// The section while the link offers a gateway that is not the port's own.
+static PassthroughSection section_of(const Site& site, const Interface& interface) {
+  return choose_passthrough_section(&site.context, interface.name.c_str(), "");
+}
+
+bool serves_passthrough(const Site& site, const Interface& interface) {
+  return section_of(site, interface) != PassthroughSection::kOrdinaryPort;
+}
+
+std::optional<PassthroughRange> passthrough_range(const Site& site, const Interface& interface) {
+  if (section_of(site, interface) != PassthroughSection::kStaticWwan) return std::nullopt;
+  return read_passthrough_range(*interface.network, text_at(*interface.network, "ipv4").value_or(""));
 }
 
 static std::vector<Range> ranges_of(const Site& site) {
   std::vector<Range> ranges;
   for (const DhcpServer& server : site.servers) {
     const Interface& interface = *server.interface;
-    if (server.is_served ||
-        (is_passthrough(interface) && has_passthrough_range(site, interface, *server.section.dhcp))) {
+    if (server.is_served || (is_passthrough(interface) && passthrough_range(site, interface))) {
       ranges.push_back({&interface, server.section.dhcp, server.is_idle});
     }
   }
@@ -246,7 +248,7 @@ static std::vector<const Json::Value*> lease_times(const Site& site, bool with_i
     if (!is_passthrough(interface) || dhcp == nullptr) continue;
     // The fallback is served in any case.
     add_text(*dhcp, "secondary_leasetime", times);
-    if (site.context.passthrough_auto || is_enabled(*dhcp)) add_text(*dhcp, "leasetime", times);
+    if (serves_passthrough(site, interface)) add_text(*dhcp, "leasetime", times);
   }
   return times;
 }

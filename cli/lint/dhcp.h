@@ -4,6 +4,7 @@
 
 #include "cli/lint/finding.h"
 #include "cli/lint/site.h"
+#include "dnsmasq/passthrough.h"
 
 void server_incomplete(const Site& site, Findings& findings);
 void vlan_server_unserved(const Site& site, Findings& findings);
@@ -17,5 +18,8 @@ void range_overlap(const Site& site, Findings& findings);
 void lease_time_malformed(const Site& site, Findings& findings);
 void lease_time_short(const Site& site, Findings& findings);
 
-// Whether the port, in static pass-through, serves a range of its own instead of the cellular address.
-bool has_passthrough_range(const Site& site, const Interface& interface, const Json::Value& dhcp);
+// Whether the pass-through port ever serves DHCP as such while the cellular link is up.
+bool serves_passthrough(const Site& site, const Interface& interface);
+
+// The range that the port, in static pass-through, serves instead of the cellular address.
+std::optional<PassthroughRange> passthrough_range(const Site& site, const Interface& interface);

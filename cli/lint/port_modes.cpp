@@ -3,6 +3,8 @@
 #include "cli/config_file/nearest.h"
 #include "config/lookup.h"
 #include "config/ports.h"
+#include "dnsmasq/passthrough.h"
+#include "networkd/wwan.h"
 #include "platform/libcmd.h"
 
 namespace {
@@ -98,9 +100,10 @@ void passthrough_without_cell(const Site& site, Findings& findings) {
 
 void passthrough_incomplete(const Site& site, Findings& findings) {
   const Interface* port = find_passthrough_port(site);
-  const bool is_server =
-      port != nullptr && !site.context.passthrough_auto && is_true(*port->network, "dhcp.enable");
-  if (!is_server) return;
+  if (port == nullptr ||
+      choose_passthrough_section(&site.context, port->name.c_str(), "") != PassthroughSection::kStaticWwan) {
+    return;
+  }
   int prefix = 0;
   if (text_at(*port->network, "ipv4").value_or("").empty()) {
     findings.add(place_of(*port->network, "ipv4"), "static pass-through serves DHCP only with an \"ipv4\"");
@@ -112,7 +115,7 @@ void passthrough_incomplete(const Site& site, Findings& findings) {
 
 void fallback_without_address(const Site& site, Findings& findings) {
   const Interface* port = find_passthrough_port(site);
-  if (port == nullptr || is_true(*port->network, "advanced.enable_secondary_ip")) return;
+  if (port == nullptr || read_passthrough_port(&site.context).has_secondary_ip) return;
   findings.add(place_of(*port->network, "advanced.enable_secondary_ip"),
                "while the cellular link is down, " + port->name + " has no address for the fallback");
 }

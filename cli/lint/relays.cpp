@@ -4,8 +4,9 @@
 #include <cctype>
 
 #include "cli/lint/host_name.h"
-#include "config/lookup.h"
+#include "config/ports.h"
 #include "dnsmasq/dhcp_relay.h"
+#include "dnsmasq/passthrough.h"
 
 namespace {
 
@@ -26,10 +27,15 @@ static std::vector<Relay> relays_of(const Site& site) {
   return relays;
 }
 
-// Whether the port gets the lines of a LAN port in some state of the cellular link.
-static bool is_ever_ordinary(const Site& site, const Json::Value& dhcp) {
-  if (is_true(dhcp, "disable_dhcp_secondary")) return true;
-  return !site.context.passthrough_auto && !is_enabled(dhcp);
+// Whether the pass-through port is served as a LAN port in some state of the cellular link: without an
+// address, with any gateway, or with the port's own.
+static bool is_ever_ordinary(const Site& site, const std::string& port) {
+  const auto is_ordinary_with = [&](const char* gateway) {
+    return choose_passthrough_section(&site.context, port.c_str(), gateway) ==
+           PassthroughSection::kOrdinaryPort;
+  };
+  return is_ordinary_with(nullptr) || is_ordinary_with("") ||
+         is_ordinary_with(secondary_pair_of(port)->gateway);
 }
 
 // Why dnsmasq never gets the relay; empty when it does.
@@ -41,8 +47,7 @@ static std::string hindrance(const Site& site, const Relay& relay) {
     case Interface::Kind::kWifiClient:
       return name + " does not relay: no Wi-Fi client does";
     case Interface::Kind::kPassthroughPort:
-      if (!is_ever_ordinary(site, *relay.settings.dhcp))
-        return name + " does not relay: it is in pass-through";
+      if (!is_ever_ordinary(site, name)) return name + " does not relay: it is in pass-through";
       break;
     case Interface::Kind::kPort:
     case Interface::Kind::kBridge:

@@ -13,6 +13,7 @@
 #include "config/lookup.h"
 #include "config/ports.h"
 #include "networkd/network_unit.h"
+#include "networkd/wwan.h"
 #include "networkd/wwan_static_routes.h"
 #include "platform/libcmd.h"
 #include "tunnels/gre.h"
@@ -215,7 +216,7 @@ static void add_cellular_default(const Site& site, std::vector<DefaultRoute>& ro
   if (!site.context.cell_enabled) return;
   const Json::Value& cell = *object_at(site.root, "wireless.cell");
   // In pass-through mode, the device's own default route does not take the configured one.
-  const int metric = site.context.passthrough_enabled ? 0 : metric_of(cell);
+  const int metric = site.context.passthrough_enabled ? 0 : read_wwan_settings(site.root).metric.value_or(0);
   routes.push_back({"the cellular link", metric, &place_of(cell, "metric")});
 }
 

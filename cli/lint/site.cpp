@@ -3,6 +3,7 @@
 #include "config/interface_queries.h"
 #include "config/lookup.h"
 #include "config/ports.h"
+#include "networkd/wwan.h"
 #include "networkd/wwan_static_routes.h"
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
@@ -153,8 +154,9 @@ static std::optional<OwnAddress> secondary_address_of(const NetworkContext& cont
 
 std::vector<OwnAddress> Site::addresses_of(const Interface& interface) const {
   std::vector<OwnAddress> addresses;
-  const bool is_automatic = interface.kind == Interface::Kind::kPassthroughPort && context.passthrough_auto;
-  const auto own = is_automatic ? std::nullopt : static_address_of(interface);
+  const bool has_others = interface.kind == Interface::Kind::kPassthroughPort &&
+                          read_passthrough_port(&context).address == nullptr;
+  const auto own = has_others ? std::nullopt : static_address_of(interface);
   if (own) addresses.push_back(*own);
   if (const auto secondary = secondary_address_of(context, interface)) addresses.push_back(*secondary);
   return addresses;

@@ -7,6 +7,7 @@
 #include "cli/lint/host_name.h"
 #include "cli/lint/mac.h"
 #include "config/ports.h"
+#include "dnsmasq/passthrough.h"
 
 static std::optional<Ipv4> address_of(const StaticLease& lease) {
   return parse_ipv4(optional_text(lease.ipv4).value_or(""));
@@ -21,7 +22,9 @@ static void add_passthrough_ports(const Site& site, Owners& owners) {
     if (interface.kind != Interface::Kind::kPassthroughPort) continue;
     const SecondaryPair* pair = secondary_pair_of(interface.name);
     const std::string own = text_at(*interface.network, "ipv4").value_or("");
-    const std::optional<Ipv4> address = parse_ipv4(site.context.passthrough_auto ? pair->gateway : own);
+    const bool is_automatic = choose_passthrough_section(&site.context, interface.name.c_str(), nullptr) ==
+                              PassthroughSection::kAutomatic;
+    const std::optional<Ipv4> address = parse_ipv4(is_automatic ? pair->gateway : own);
     if (address) owners.emplace(*address, "the address of " + interface.name);
   }
 }

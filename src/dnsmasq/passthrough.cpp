@@ -2,6 +2,7 @@
 
 #include <syslog.h>
 
+#include <cstring>
 #include <string>
 
 #include "config/lookup.h"
@@ -31,8 +32,6 @@ struct Port {
   char mac[18];         // its own hardware address, with colons
   const SecondaryPair* pair;
 };
-
-enum class Section { kAutomatic, kStaticFallback, kStaticWwan, kOrdinaryPort };
 
 }  // namespace
 
@@ -73,15 +72,29 @@ static DhcpOffer current_offer(const NetworkContext* ctx, const Port& port) {
   return fallback_offer(ctx, port);
 }
 
-static Section choose_section(const NetworkContext* ctx, const Port& port, const DhcpOffer& offer) {
+PassthroughSection choose_passthrough_section(const NetworkContext* ctx, const char* port,
+                                              const char* gateway) {
+  const std::string dhcp = wired_network_path(port) + ".dhcp";
   // All that "disable_dhcp_secondary" does: it does not switch off the fallback.
-  if (!offer.is_fallback && is_true(ctx->config, port.network + ".dhcp.disable_dhcp_secondary") &&
-      offer.gateway == port.pair->gateway) {
-    return Section::kOrdinaryPort;
+  if (gateway != nullptr && is_true(ctx->config, dhcp + ".disable_dhcp_secondary") &&
+      std::strcmp(gateway, secondary_pair_of(port)->gateway) == 0) {
+    return PassthroughSection::kOrdinaryPort;
   }
-  if (ctx->passthrough_auto) return Section::kAutomatic;
-  if (offer.is_fallback) return Section::kStaticFallback;
-  return is_true(ctx->config, port.network + ".dhcp.enable") ? Section::kStaticWwan : Section::kOrdinaryPort;
+  if (ctx->passthrough_auto) return PassthroughSection::kAutomatic;
+  if (gateway == nullptr) return PassthroughSection::kStaticFallback;
+  return is_true(ctx->config, dhcp + ".enable") ? PassthroughSection::kStaticWwan
+                                                : PassthroughSection::kOrdinaryPort;
+}
+
+std::optional<PassthroughRange> read_passthrough_range(const Json::Value& network, const std::string& own) {
+  const auto end_at = [&network](const char* path) {
+    const char* text = c_string_at(network, path);
+    return text != nullptr ? text : "";
+  };
+  const PassthroughRange range{end_at("dhcp.start"), end_at("dhcp.end")};
+  const auto is_set = [&own](const char* text) { return *text != '\0' && text != own; };
+  if (!is_set(range.start) && !is_set(range.end)) return std::nullopt;
+  return range;
 }
 
 // A pool of exactly one address, and the options that go with it: the netmask before the router.
@@ -121,19 +134,18 @@ static void write_static_wwan_section(const NetworkContext* ctx, std::FILE* file
   const std::string ipv4 = write_static_head(ctx, file, port);
   // Two spaces, as log readers know the line.
   syslog(LOG_NOTICE, "configure dnsmasq for passthrough_static  %s", port.ifname);
-  std::string start = string_at(ctx, port.network + ".dhcp.start", "");
-  std::string end = string_at(ctx, port.network + ".dhcp.end", "");
-  const bool has_pool = (!start.empty() && start != ipv4) || (!end.empty() && end != ipv4);
-  if (!has_pool) start = end = offer.client;
-  std::fprintf(file, "dhcp-range=%s,%s,%s,%s\n", port.ifname, start.c_str(), end.c_str(),
+  PassthroughRange range{offer.client.c_str(), offer.client.c_str()};
+  if (const Json::Value* network = object_at(ctx->config, port.network)) {
+    range = read_passthrough_range(*network, ipv4).value_or(range);
+  }
+  std::fprintf(file, "dhcp-range=%s,%s,%s,%s\n", port.ifname, range.start, range.end,
                offer.leasetime.c_str());
   // The router before the netmask, unlike the one-address pool. Without a configured netmask the option is
   // left out, and dnsmasq sends the interface's own.
   std::fprintf(file, "dhcp-option=%s,3,%s\n", port.ifname, ipv4.c_str());
-  int prefix = 0;
-  if (config_get_int(ctx->config, &prefix, port.network + ".netmask")) {
+  if (const std::optional<int> prefix = number_at(ctx->config, port.network + ".netmask")) {
     char netmask[kIpv4TextSize] = "";
-    std::fprintf(file, "dhcp-option=%s,1,%s\n", port.ifname, cidr_to_netmask(prefix, netmask));
+    std::fprintf(file, "dhcp-option=%s,1,%s\n", port.ifname, cidr_to_netmask(*prefix, netmask));
   }
   std::fprintf(file, "dhcp-option=%s,6,%s\n\n", port.ifname, ipv4.c_str());
 }
@@ -143,17 +155,18 @@ bool dnsmasq_add_passthrough(const NetworkContext* ctx, std::FILE* file, const c
   Port port{port_name, wired_network_path(port_name), "", secondary_pair_of(port_name)};
   get_if_hw_addr_formatted(port_name, port.mac);
   const DhcpOffer offer = current_offer(ctx, port);
-  switch (choose_section(ctx, port, offer)) {
-    case Section::kAutomatic:
+  const char* gateway = offer.is_fallback ? nullptr : offer.gateway.c_str();
+  switch (choose_passthrough_section(ctx, port_name, gateway)) {
+    case PassthroughSection::kAutomatic:
       write_automatic_section(file, port, offer);
       return true;
-    case Section::kStaticFallback:
+    case PassthroughSection::kStaticFallback:
       write_static_fallback_section(ctx, file, port, offer);
       return true;
-    case Section::kStaticWwan:
+    case PassthroughSection::kStaticWwan:
       write_static_wwan_section(ctx, file, port, offer);
       return true;
-    case Section::kOrdinaryPort:
+    case PassthroughSection::kOrdinaryPort:
       break;
   }
   return false;

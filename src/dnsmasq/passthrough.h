@@ -4,9 +4,28 @@
 // while the link has one, otherwise with the device's address of the port's link-local pair, so that the
 // device can always reach the gateway.
 
+#include <json/json.h>
+
 #include <cstdio>
+#include <optional>
+#include <string>
 
 #include "config/network_context.h"
+
+enum class PassthroughSection { kAutomatic, kStaticFallback, kStaticWwan, kOrdinaryPort };
+
+// The section of the port while the cellular link offers this gateway; null while it offers no address.
+PassthroughSection choose_passthrough_section(const NetworkContext* ctx, const char* port,
+                                              const char* gateway);
+
+struct PassthroughRange {
+  const char* start;
+  const char* end;
+};
+
+// The range that a static pass-through port with the address `own` serves from its "network" object. Nothing
+// when each end is missing, empty or that address: then the port serves the cellular address.
+std::optional<PassthroughRange> read_passthrough_range(const Json::Value& network, const std::string& own);
 
 // Writes the section of the pass-through port, "eth0" or "eth1". Returns false, nothing written, when the
 // port is to be served as an ordinary LAN port instead.

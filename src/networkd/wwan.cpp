@@ -9,12 +9,12 @@
 #include "config/lookup.h"
 #include "config/ports.h"
 #include "config/wwan_state.h"
+#include "dnsmasq/passthrough.h"
 #include "dnsmasq/resolv_conf.h"
 #include "driver/post_start_script.h"
 #include "networkd/network_unit.h"
 #include "networkd/unit_file.h"
 #include "networkd/wwan_static_routes.h"
-#include "platform/libcmd.h"
 #include "platform/libvantor.h"
 #include "tunnels/gre.h"
 #include "util/open_file.h"
@@ -40,22 +40,6 @@ struct WwanLink {
   char dns2[kIpv4TextSize] = "";
 };
 
-// What the configuration adds or overrides.
-struct WwanSettings {
-  int prefix_override = 0;  // used when greater than 0
-  int mtu_override = 0;     // used when greater than 0
-  int metric = -1;          // written when 0 or more
-};
-
-// The Ethernet port behind which the device sits that gets the cellular address.
-struct PassthroughPort {
-  const char* ifname;
-  int order;
-  std::string address;
-  int prefix;
-  bool has_secondary_ip;
-};
-
 }  // namespace
 
 static WwanLink read_wwan_link() {
@@ -74,24 +58,44 @@ static bool is_available(const WwanLink& link) {
   return *link.ifname != '\0' && *link.ipv4 != '\0' && *link.prefix != '\0' && *link.gateway != '\0';
 }
 
-static WwanSettings read_settings(const Json::Value& config) {
+WwanSettings read_wwan_settings(const Json::Value& config) {
   WwanSettings settings;
-  if (is_true(config, "wireless.cell.netmask_override")) {
-    config_get_int(config, &settings.prefix_override, "wireless.cell.netmask");
-  }
-  if (is_true(config, "wireless.cell.mtu_override")) {
-    config_get_int(config, &settings.mtu_override, "wireless.cell.mtu");
-  }
-  config_get_int(config, &settings.metric, "wireless.cell.metric");
+  const Json::Value* cell = object_at(config, "wireless.cell");
+  if (cell == nullptr) return settings;
+  if (is_true(*cell, "netmask_override")) settings.prefix = number_at(*cell, "netmask");
+  if (is_true(*cell, "mtu_override")) settings.mtu = number_at(*cell, "mtu");
+  settings.metric = number_at(*cell, "metric");
+  if (settings.metric.value_or(0) < 0) settings.metric.reset();
   return settings;
+}
+
+// A name that is not one of a port counts as the last port.
+static const EthernetPort& passthrough_port(const NetworkContext* ctx) {
+  const EthernetPort* port = find_ethernet_port(ctx->passthrough_interface);
+  return port != nullptr ? *port : *std::rbegin(kEthernetPorts);
+}
+
+PassthroughPort read_passthrough_port(const NetworkContext* ctx) {
+  const EthernetPort& own = passthrough_port(ctx);
+  PassthroughPort port{own.name, ctx->unit_order_numbers[own.order], nullptr, std::nullopt, false};
+  const Json::Value* network = object_at(ctx->config, wired_network_path(port.ifname));
+  if (network == nullptr) return port;
+  if (!ctx->passthrough_auto) port.address = c_string_at(*network, "ipv4");
+  port.prefix = number_at(*network, "netmask");
+  if (!own.takes_empty_address) {
+    if (port.address != nullptr && *port.address == '\0') port.address = nullptr;
+    if (port.prefix.value_or(0) <= 0) port.prefix.reset();
+  }
+  port.has_secondary_ip = is_true(*network, "advanced.enable_secondary_ip");
+  return port;
 }
 
 // The sections before [Network], which both units of pass-through mode share.
 static void write_match_and_link(std::FILE* file, const char* ifname, const WwanLink& link,
                                  const WwanSettings& settings) {
   std::fprintf(file, "[Match]\nName = %s\n", ifname);
-  if (settings.mtu_override > 0) {
-    std::fprintf(file, "\n[Link]\nMTUBytes = %d\n", settings.mtu_override);
+  if (settings.has_mtu()) {
+    std::fprintf(file, "\n[Link]\nMTUBytes = %d\n", *settings.mtu);
   } else if (*link.mtu != '\0') {
     std::fprintf(file, "\n[Link]\nMTUBytes = %s\n", link.mtu);
   }
@@ -100,14 +104,14 @@ static void write_match_and_link(std::FILE* file, const char* ifname, const Wwan
 static void write_router_sections(const NetworkContext* ctx, std::FILE* file, const WwanLink& link,
                                   const WwanSettings& settings) {
   std::fprintf(file, "\n[Network]\n");
-  if (settings.prefix_override < 1) {
-    std::fprintf(file, "Address = %s/%s\n", link.ipv4, link.prefix);
+  if (settings.has_prefix()) {
+    std::fprintf(file, "Address = %s/%d\n", link.ipv4, *settings.prefix);
   } else {
-    std::fprintf(file, "Address = %s/%d\n", link.ipv4, settings.prefix_override);
+    std::fprintf(file, "Address = %s/%s\n", link.ipv4, link.prefix);
   }
   write_unit_dns(ctx, file, link.dns1, link.dns2);
   std::fprintf(file, "\n[Route]\nGateway = %s\n", link.gateway);
-  if (settings.metric >= 0) std::fprintf(file, "Metric = %d\n", settings.metric);
+  if (settings.metric) std::fprintf(file, "Metric = %d\n", *settings.metric);
   write_static_routes(ctx, file, kWwanRouteInterface);
 }
 
@@ -121,59 +125,25 @@ static void write_passthrough_sections(std::FILE* file) {
   std::fprintf(file, "Metric = 0\n");
 }
 
-// A name that is not one of a port counts as the last port.
-static const EthernetPort& passthrough_port(const NetworkContext* ctx) {
-  const EthernetPort* port = find_ethernet_port(ctx->passthrough_interface);
-  return port != nullptr ? *port : *std::rbegin(kEthernetPorts);
-}
-
-// Starts from the cellular gateway's address and the cellular prefix.
-static PassthroughPort read_passthrough_port(const NetworkContext* ctx, const WwanLink& link) {
-  const EthernetPort& own = passthrough_port(ctx);
-  PassthroughPort port{own.name, ctx->unit_order_numbers[own.order], link.gateway,
-                       static_cast<int>(std::strtol(link.prefix, nullptr, 10)), false};
-  const std::string network = wired_network_path(port.ifname);
-  std::string address;
-  if (config_get_string(ctx->config, address, network + ".ipv4") &&
-      (own.takes_empty_address || !address.empty())) {
-    port.address = address;
-  }
-  int prefix = 0;
-  if (config_get_int(ctx->config, &prefix, network + ".netmask") && (own.takes_empty_address || prefix > 0)) {
-    port.prefix = prefix;
-  }
-  port.has_secondary_ip = is_true(ctx->config, network + ".advanced.enable_secondary_ip");
-  return port;
-}
-
-// Whether the port is without a usable DHCP range of its own: each end is empty or the port's own address.
-static bool lacks_dhcp_range(const NetworkContext* ctx, const PassthroughPort& port) {
-  const std::string dhcp = wired_network_path(port.ifname) + ".dhcp";
-  std::string start;
-  std::string end;
-  config_get_string(ctx->config, start, dhcp + ".start");
-  config_get_string(ctx->config, end, dhcp + ".end");
-  return (start.empty() || start == port.address) && (end.empty() || end == port.address);
-}
-
 // Has the connected route of the port's subnet removed again once systemd-networkd has started.
 static void schedule_route_deletion(const NetworkContext* ctx, const PassthroughPort& port) {
   char subnet[24] = "";
-  if (get_cidr_subnet(port.address.c_str(), port.prefix, subnet) != 0) return;
+  if (get_cidr_subnet(port.address, *port.prefix, subnet) != 0) return;
   const std::string command = std::string("/sbin/ip route delete ") + subnet + " dev " + port.ifname;
   write_post_networkd_start_actions_script(ctx, command.c_str());
 }
 
+static bool has_dhcp_range(const NetworkContext* ctx, const PassthroughPort& port) {
+  const Json::Value* network = object_at(ctx->config, wired_network_path(port.ifname));
+  return network != nullptr && read_passthrough_range(*network, port.address);
+}
+
 // Writes the "Address =" line of the port. Returns whether the device behind it needs a host route.
 static bool write_port_address(const NetworkContext* ctx, std::FILE* file, const PassthroughPort& port,
-                               const WwanLink& link, const WwanSettings& settings) {
-  if (ctx->passthrough_auto) {
-    const int prefix = settings.prefix_override >= 1 ? settings.prefix_override : port.prefix;
-    std::fprintf(file, "Address = %s/%d\n", link.gateway, prefix);
-    return false;
-  }
-  std::fprintf(file, "Address = %s/%d\n", port.address.c_str(), port.prefix);
-  if (!lacks_dhcp_range(ctx, port)) return false;
+                               const WwanSettings& settings) {
+  const bool is_overridden = ctx->passthrough_auto && settings.has_prefix();
+  std::fprintf(file, "Address = %s/%d\n", port.address, is_overridden ? *settings.prefix : *port.prefix);
+  if (ctx->passthrough_auto || has_dhcp_range(ctx, port)) return false;
   schedule_route_deletion(ctx, port);
   return true;
 }
@@ -187,18 +157,20 @@ static void write_port_secondary_ip(std::FILE* file, const PassthroughPort& port
 // Writes the unit of the port behind which the device sits. Returns 0 or -1.
 static int write_passthrough_port_unit(const NetworkContext* ctx, const WwanLink& link,
                                        const WwanSettings& settings) {
-  const PassthroughPort port = read_passthrough_port(ctx, link);
+  PassthroughPort port = read_passthrough_port(ctx);
+  if (port.address == nullptr) port.address = link.gateway;
+  if (!port.prefix) port.prefix = static_cast<int>(std::strtol(link.prefix, nullptr, 10));
   OpenFile owner = open_unit_file(ctx, port.order, port.ifname, "network");
   if (!owner) return -1;
   std::FILE* file = owner.get();
   write_match_and_link(file, port.ifname, link, settings);
   std::fprintf(file, "\n[Network]\n");
-  const bool needs_host_route = write_port_address(ctx, file, port, link, settings);
+  const bool needs_host_route = write_port_address(ctx, file, port, settings);
   std::fprintf(file, "IPForward = yes\n");
   std::fprintf(file, "IPv4ProxyARP = yes\n");
   write_unit_dns(ctx, file, link.dns1, link.dns2);
   write_port_secondary_ip(file, port);
-  if (needs_host_route && port.prefix != 32) {
+  if (needs_host_route && *port.prefix != 32) {
     // The device that holds the cellular address is reached directly on the port.
     std::fprintf(file, "\n[Route]\nDestination = %s/32\nScope = host\n", link.ipv4);
   }
@@ -228,7 +200,7 @@ int init_wwan_interface(const NetworkContext* ctx) {
     return -1;
   }
   dnsmasq_write_resolv_conf(ctx);
-  const WwanSettings settings = read_settings(ctx->config);
+  const WwanSettings settings = read_wwan_settings(ctx->config);
   if (write_wwan_unit(ctx, link, settings) != 0) {
     syslog(LOG_NOTICE, "error creating wwan network unit file");
     return -1;

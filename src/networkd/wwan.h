@@ -3,7 +3,39 @@
 // The cellular interface: with its own address and the default route, or handing its address on to the one
 // device behind an Ethernet port.
 
+#include <json/json.h>
+
+#include <optional>
+
 #include "config/network_context.h"
+
+// What the configuration adds to the values of the link.
+struct WwanSettings {
+  std::optional<int> prefix;
+  std::optional<int> mtu;
+  std::optional<int> metric;  // of the default route
+
+  // Whether it takes the place of the link's own.
+  bool has_prefix() const {
+    return prefix.value_or(0) > 0;
+  }
+  bool has_mtu() const {
+    return mtu.value_or(0) > 0;
+  }
+};
+
+WwanSettings read_wwan_settings(const Json::Value& config);
+
+// The Ethernet port behind which the device sits that gets the cellular address.
+struct PassthroughPort {
+  const char* ifname;
+  int order;
+  const char* address;        // null: the port takes that of the cellular gateway
+  std::optional<int> prefix;  // without one, the port takes that of the cellular address
+  bool has_secondary_ip;
+};
+
+PassthroughPort read_passthrough_port(const NetworkContext* ctx);
 
 // Writes the cellular unit and, in pass-through mode, the port's unit in place of the bare one. Returns 0, or
 // -1 when the link manager's values are not available or the cellular unit cannot be written; in router mode,

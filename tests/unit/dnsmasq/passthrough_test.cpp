@@ -463,3 +463,37 @@ TEST_F(PassthroughTest, TheLongestAddressesFit) {
                     HasSubstr("\ndhcp-option=eth0,1,255.255.255.252\n"),
                     HasSubstr("\ndhcp-option=eth0,6,100.100.100.101\n")));
 }
+
+// --- Decisions without output
+
+TEST_F(PassthroughTest, TheSectionIsChosenWithoutALogLine) {
+  const auto chosen = [](const char* network, const char* gateway) {
+    const NetworkContext ctx =
+        context_of(R"({"wired": {"eth0": {"network": )" + std::string(network) + "}}}");
+    return choose_passthrough_section(&ctx, "eth0", gateway);
+  };
+  const char* automatic = R"({"mode": "pass-through-auto", "dhcp": {"disable_dhcp_secondary": true}})";
+  EXPECT_EQ(chosen(automatic, nullptr), PassthroughSection::kAutomatic);
+  EXPECT_EQ(chosen(automatic, ""), PassthroughSection::kAutomatic);
+  EXPECT_EQ(chosen(automatic, "169.254.0.1"), PassthroughSection::kOrdinaryPort);
+  const char* fixed = R"({"mode": "pass-through", "dhcp": {"enable": true}})";
+  EXPECT_EQ(chosen(fixed, nullptr), PassthroughSection::kStaticFallback);
+  EXPECT_EQ(chosen(fixed, ""), PassthroughSection::kStaticWwan);
+  EXPECT_EQ(chosen(R"({"mode": "pass-through"})", ""), PassthroughSection::kOrdinaryPort);
+  EXPECT_THAT(platform().log, IsEmpty());
+}
+
+TEST_F(PassthroughTest, ARangeHasAnEndThatIsNotThePortsOwnAddress) {
+  const auto range = [](const char* dhcp) {
+    static Json::Value network;
+    network["dhcp"] = json(dhcp);
+    return read_passthrough_range(network, "192.168.1.1");
+  };
+  EXPECT_FALSE(range("{}"));
+  EXPECT_FALSE(range(R"({"start": "", "end": 5})"));
+  EXPECT_FALSE(range(R"({"start": "192.168.1.1", "end": "192.168.1.1"})"));
+  const std::optional<PassthroughRange> half = range(R"({"end": "192.168.1.9"})");
+  EXPECT_STREQ(half.value().start, "");
+  EXPECT_STREQ(half.value().end, "192.168.1.9");
+  EXPECT_STREQ(range(R"({"start": "192.168.1.8", "end": "192.168.1.1"})").value().start, "192.168.1.8");
+}

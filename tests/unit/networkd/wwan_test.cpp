@@ -686,3 +686,46 @@ TEST_F(WwanTest, PassThroughPrintsItsTraceLines) {
             "write_unit_dns\n"
             "write_static_routes\n");
 }
+
+// --- Decisions without output
+
+TEST_F(WwanTest, AValueOfTheLinkIsReplacedByAPositiveNumberWithItsOverride) {
+  const WwanSettings none =
+      read_wwan_settings(json(R"({"wireless": {"cell": {"netmask": 24, "mtu": 1400}}})"));
+  EXPECT_FALSE(none.prefix || none.mtu || none.metric || none.has_prefix() || none.has_mtu());
+  const WwanSettings zero = read_wwan_settings(json(R"({"wireless": {"cell": {
+    "netmask_override": true, "netmask": 0, "mtu_override": true, "mtu": 0, "metric": 0}}})"));
+  EXPECT_EQ(zero.prefix, 0);
+  EXPECT_FALSE(zero.has_prefix() || zero.has_mtu());
+  EXPECT_EQ(zero.metric, 0);
+  const WwanSettings all = read_wwan_settings(json(R"({"wireless": {"cell": {
+    "netmask_override": true, "netmask": 1, "mtu_override": true, "mtu": 1, "metric": -1}}})"));
+  EXPECT_TRUE(all.has_prefix() && all.has_mtu());
+  EXPECT_EQ(all.metric, std::nullopt);
+}
+
+TEST_F(WwanTest, APassthroughPortIsReadByItsOwnRules) {
+  const auto read = [](const char* port, const char* network) {
+    static Json::Value config;
+    config["wired"][port]["network"] = json(network);
+    static NetworkContext ctx = context_of("{}");
+    ctx.config = config;
+    init_passthrough_modes(&ctx);
+    return read_passthrough_port(&ctx);
+  };
+  const PassthroughPort eth0 = read("eth0", R"({"mode": "pass-through", "ipv4": "", "netmask": 0})");
+  EXPECT_STREQ(eth0.ifname, "eth0");
+  EXPECT_EQ(eth0.address, nullptr);
+  EXPECT_EQ(eth0.prefix, std::nullopt);
+  EXPECT_FALSE(eth0.has_secondary_ip);
+  EXPECT_EQ(read("eth0", R"({"mode": "pass-through-auto", "ipv4": "10.0.0.1"})").address, nullptr);
+  EXPECT_STREQ(read("eth0", R"({"mode": "pass-through", "ipv4": "10.0.0.1"})").address, "10.0.0.1");
+  read("eth0", R"({"mode": "router"})");
+  const PassthroughPort eth1 = read(
+      "eth1",
+      R"({"mode": "pass-through", "ipv4": "", "netmask": 0, "advanced": {"enable_secondary_ip": true}})");
+  EXPECT_STREQ(eth1.ifname, "eth1");
+  EXPECT_STREQ(eth1.address, "");
+  EXPECT_EQ(eth1.prefix, 0);
+  EXPECT_TRUE(eth1.has_secondary_ip);
+}
