@@ -79,7 +79,7 @@ void Painter::add_tunnels(const Interface* interface, Part& part) const {
 
 // Whether the interface leads out of the site.
 static bool is_uplink(const Interface& interface) {
-  return interface.is_dhcp_client() || written_gateway_of(interface).has_value();
+  return interface.unit.is_dhcp_client || written_gateway_of(interface).has_value();
 }
 
 Part Painter::part_of(const Interface& interface) const {
@@ -95,7 +95,7 @@ Part Painter::part_of(const Interface& interface) const {
     add_dhcp_lines(site_, interface, server != servers_.end() ? server->second : nullptr, part);
   }
   const auto routes = routes_.find(&interface);
-  if (routes != routes_.end()) add_routes(site_, routes->second, part);
+  if (routes != routes_.end()) add_routes(routes->second, part);
   add_tunnels(&interface, part);
   return part;
 }
@@ -159,7 +159,7 @@ Part Painter::bridge_part() const {
 Part Painter::cell_part() const {
   Part link = cellular_link(site_);
   const auto routes = routes_.find(nullptr);
-  if (routes != routes_.end()) add_routes(site_, routes->second, link);
+  if (routes != routes_.end()) add_routes(routes->second, link);
   for (const Interface& interface : site_.interfaces) {
     if (interface.kind == Interface::Kind::kPassthroughPort)
       link.parts.push_back(port_part(interface.name, place_of(site_.root, "wired." + interface.name)));
@@ -175,7 +175,7 @@ void Painter::add_ports(Part& gateway) const {
     if (settings == nullptr) continue;
     const Interface* interface = site_.find_interface(name);
     const bool is_passthrough = interface != nullptr && interface->kind == Interface::Kind::kPassthroughPort;
-    const bool is_member = site_.context.bridge_enabled && interface_is_bridged(&site_.context, name);
+    const bool is_member = is_bridge_member(&site_.context, name);
     if (is_passthrough ? !site_.context.cell_enabled : !is_member)
       gateway.parts.push_back(port_part(name, *settings));
   }

@@ -37,11 +37,6 @@ static std::string metric_text(const std::optional<int>& metric) {
   return metric ? ", metric " + std::to_string(*metric) : "";
 }
 
-static std::optional<int> written_metric(const Json::Value& settings) {
-  const std::optional<int> metric = number_at(settings, "metric");
-  return metric.value_or(0) > 0 ? metric : std::nullopt;
-}
-
 // ", for 12h"; empty without a lease time.
 static std::string lease_time_text(const char* lease_time) {
   const std::string time = optional_text(lease_time).value_or("");
@@ -54,14 +49,13 @@ static std::string lease_time_text(const char* lease_time) {
 static std::string address_text(const Site& site, const Interface& interface) {
   if (interface.kind == Interface::Kind::kPassthroughPort && site.context.passthrough_auto)
     return "the address of the cellular gateway";
-  if (interface.is_dhcp_client()) return "an address by DHCP";
-  std::string address = text_at(*interface.network, "ipv4").value_or("");
-  int prefix = 32;
-  config_get_int(*interface.network, &prefix, "netmask");
+  if (interface.unit.is_dhcp_client) return "an address by DHCP";
+  const std::string address = optional_text(interface.unit.ipv4).value_or("");
   if (address.empty()) return "no address";
-  if (prefix == 32) return address;
+  if (!interface.unit.has_prefix()) return address;
   const std::optional<Subnet> subnet = interface.subnet();
-  return subnet ? address + " in " + to_text(*subnet) : address + "/" + std::to_string(prefix);
+  return subnet ? address + " in " + to_text(*subnet)
+                : address + "/" + std::to_string(*interface.unit.prefix);
 }
 
 std::string description_of(const Site& site, const Interface& interface) {
@@ -79,14 +73,11 @@ void add_address_lines(const Site& site, const Interface& interface, Part& part)
     add_line(part, "also " + to_text(own.address) + " in " + to_text(own.subnet), {own.place});
   }
   if (const auto gateway = written_gateway_of(interface)) {
-    add_line(part, "default route by " + *gateway + metric_text(written_metric(network)),
+    add_line(part, "default route by " + *gateway + metric_text(interface.unit.metric),
              {&place_of(network, "gateway")});
   }
-  int mtu = 0;
-  const bool has_mtu = interface.kind != Interface::Kind::kPassthroughPort &&
-                       is_true(network, "advanced.mtu_override") &&
-                       config_get_int(network, &mtu, "advanced.mtu");
-  if (has_mtu) add_line(part, "MTU " + std::to_string(mtu), {&place_of(network, "advanced.mtu")});
+  if (interface.kind != Interface::Kind::kPassthroughPort && interface.unit.has_mtu())
+    add_line(part, "MTU " + std::to_string(*interface.unit.mtu), {&place_of(network, "advanced.mtu")});
 }
 
 void add_passthrough_lines(const Site& site, const Interface& interface, Part& part) {
@@ -148,22 +139,19 @@ void add_dhcp_lines(const Site& site, const Interface& interface, const DhcpServ
 // The destination as a subnet, or the words of the configuration when they are no subnet.
 static std::string destination_text(const StaticRoute& route) {
   if (const auto destination = route.destination()) return to_text(*destination);
-  int prefix = 0;
-  const bool has_prefix = config_get_int(*route.settings, &prefix, "netmask");
-  return text_at(*route.settings, "ipv4").value_or("nowhere") +
-         (has_prefix ? "/" + std::to_string(prefix) : "");
+  return optional_text(route.written.ipv4).value_or("nowhere") +
+         (route.written.prefix ? "/" + std::to_string(*route.written.prefix) : "");
 }
 
-void add_routes(const Site& site, const std::vector<const StaticRoute*>& routes, Part& part) {
+void add_routes(const std::vector<const StaticRoute*>& routes, Part& part) {
   if (routes.empty()) return;
   Part list{Part::Kind::kLine, "", "static routes"};
   for (const StaticRoute* route : routes) {
-    const auto gateway = written_gateway_of(site, *route);
-    list.parts.push_back(
-        {Part::Kind::kLine,
-         destination_text(*route),
-         (gateway ? "by " + *gateway : "directly") + metric_text(written_metric(*route->settings)),
-         {route->settings}});
+    const auto gateway = written_gateway_of(*route);
+    list.parts.push_back({Part::Kind::kLine,
+                          destination_text(*route),
+                          (gateway ? "by " + *gateway : "directly") + metric_text(route->written.metric),
+                          {route->settings}});
   }
   part.parts.push_back(std::move(list));
 }

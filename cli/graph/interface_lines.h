@@ -18,7 +18,7 @@ void add_passthrough_lines(const Site& site, const Interface& interface, Part& p
 void add_dhcp_lines(const Site& site, const Interface& interface, const DhcpServer* server, Part& part);
 
 // Adds static routes, all of one interface.
-void add_routes(const Site& site, const std::vector<const StaticRoute*>& routes, Part& part);
+void add_routes(const std::vector<const StaticRoute*>& routes, Part& part);
 
 // The cellular link, without its routes and tunnels.
 Part cellular_link(const Site& site);

@@ -12,7 +12,7 @@
 static bool takes_static_address(const Site& site, const Interface& interface) {
   return interface.kind == Interface::Kind::kPassthroughPort
              ? read_passthrough_port(&site.context).address != nullptr
-             : !interface.is_dhcp_client();
+             : !interface.unit.is_dhcp_client;
 }
 
 static void add_if_malformed(const Json::Value& object, Findings& findings) {
@@ -56,12 +56,11 @@ void address_unusable(const Site& site, Findings& findings) {
 
 void secondary_address_missing(const Site& site, Findings& findings) {
   for (const Interface& interface : site.interfaces) {
-    if (!is_true(*interface.network, "advanced.enable_secondary_ip")) continue;
-    const Json::Value& wish = place_of(*interface.network, "advanced.enable_secondary_ip");
-    const std::vector<OwnAddress> addresses = site.addresses_of(interface);
-    const bool is_there = std::any_of(addresses.begin(), addresses.end(),
-                                      [&wish](const OwnAddress& own) { return own.place == &wish; });
-    if (!is_there) findings.add(wish, "there is no secondary address for " + interface.name);
+    const SecondaryAddress address =
+        read_secondary_address(&site.context, interface.name, *interface.network);
+    if (address.is_wanted && address.pair == nullptr)
+      findings.add(place_of(*interface.network, "advanced.enable_secondary_ip"),
+                   "there is no secondary address for " + interface.name);
   }
 }
 
@@ -77,7 +76,7 @@ void netmask_out_of_range(const Site& site, Findings& findings) {
   for (const Interface& interface : site.interfaces) {
     // The prefix length of a port in automatic pass-through replaces the link's.
     const bool is_passthrough = interface.kind == Interface::Kind::kPassthroughPort;
-    if (is_passthrough || (!interface.is_dhcp_client() && text_at(*interface.network, "ipv4")))
+    if (is_passthrough || (!interface.unit.is_dhcp_client && interface.unit.ipv4 != nullptr))
       add_if_outside(*interface.network, "netmask", "netmask", 1, 32, findings);
   }
   for (const StaticRoute& route : site.routes)
@@ -99,11 +98,9 @@ void netmask_guessed(const Site& site, Findings& findings) {
   for (const Interface& interface : site.interfaces) {
     const std::optional<Ipv4> address = interface.address();
     if (!address || interface.kind == Interface::Kind::kPassthroughPort) continue;
-    int prefix = 0;
-    const bool is_given = config_get_int(*interface.network, &prefix, "netmask");
-    if (is_given && prefix != 32) continue;
-    const std::string what = is_given ? "a netmask of 32 is left out of the unit"
-                                      : "there is no \"netmask\" for " + to_text(*address);
+    if (interface.unit.has_prefix()) continue;
+    const std::string what = interface.unit.prefix ? "a netmask of 32 is left out of the unit"
+                                                   : "there is no \"netmask\" for " + to_text(*address);
     findings.add(place_of(*interface.network, "netmask"),
                  what + ": systemd-networkd takes " + std::to_string(prefix_of_class(*address)));
   }
@@ -191,7 +188,7 @@ static void for_each_interface_mtu(const Site& site,
   for (const Interface& interface : site.interfaces) {
     // A pass-through port has the MTU of the cellular link.
     if (interface.kind == Interface::Kind::kPassthroughPort) continue;
-    if (is_true(*interface.network, "advanced.mtu_override")) judge(*interface.network, "advanced.mtu");
+    if (interface.unit.mtu) judge(*interface.network, "advanced.mtu");
   }
   // The unit of a link that is up has it, enabled or not.
   if (read_wwan_settings(site.root).mtu) judge(site.root, "wireless.cell.mtu");

@@ -41,7 +41,7 @@ static void add_missing(const Site& site, const DhcpServer& server, Findings& fi
   const Interface& interface = *server.interface;
   const bool has_static_address = interface.kind == Interface::Kind::kPort
                                       ? is_eth_interface_dhcp_enabled(&site.context, interface.name.c_str())
-                                      : !interface.is_dhcp_client();
+                                      : !interface.unit.is_dhcp_client;
   if (!has_static_address) {
     findings.add(place_of(*interface.network, "protocol"),
                  interface.name + " serves DHCP only with a static address");

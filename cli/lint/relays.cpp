@@ -123,7 +123,7 @@ void relay_beside_server(const Site& site, Findings& findings) {
 void relay_of_dhcp_client(const Site& site, Findings& findings) {
   for (const Relay& relay : used_relays(site)) {
     const Json::Value& network = *relay.interface->network;
-    if (!relay.interface->is_dhcp_client()) continue;
+    if (!relay.interface->unit.is_dhcp_client) continue;
     findings.add(
         place_of(network, "protocol"),
         relay.interface->name + " relays only while a DHCP server gives it " + relay.settings.local_ip);

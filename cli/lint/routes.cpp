@@ -18,28 +18,19 @@
 #include "platform/libcmd.h"
 #include "tunnels/gre.h"
 
-// What is not written counts as 0 in the kernel.
-static int metric_of(const Json::Value& settings) {
-  int metric = 0;
-  config_get_int(settings, &metric, "metric");
-  return std::max(metric, 0);
-}
-
 // The "gateway" of an interface that has only static addresses; nothing when it has none or another kind.
 static std::optional<std::string> gateway_of(const Interface& interface) {
-  if (interface.kind == Interface::Kind::kPassthroughPort || interface.is_dhcp_client()) return std::nullopt;
-  const std::optional<std::string> gateway = text_at(*interface.network, "gateway");
-  return gateway && !gateway->empty() ? gateway : std::nullopt;
+  if (interface.kind == Interface::Kind::kPassthroughPort) return std::nullopt;
+  return optional_text(interface.unit.gateway);
 }
 
 std::optional<std::string> written_gateway_of(const Interface& interface) {
-  return text_at(*interface.network, "ipv4") ? gateway_of(interface) : std::nullopt;
+  if (interface.kind == Interface::Kind::kPassthroughPort) return std::nullopt;
+  return optional_text(interface.unit.default_gateway());
 }
 
-std::optional<std::string> written_gateway_of(const Site& site, const StaticRoute& route) {
-  const std::optional<std::string> gateway = text_at(*route.settings, "gateway");
-  const bool is_written = gateway && is_valid_gateway(&site.context, route.interface_name.c_str(), *gateway);
-  return is_written ? gateway : std::nullopt;
+std::optional<std::string> written_gateway_of(const StaticRoute& route) {
+  return optional_text(route.written.has_gateway ? route.written.gateway : nullptr);
 }
 
 void gateway_malformed(const Site& site, Findings& findings) {
@@ -50,12 +41,12 @@ void gateway_malformed(const Site& site, Findings& findings) {
   for (const Interface& interface : site.interfaces)
     judge(*interface.network, written_gateway_of(interface));
   for (const StaticRoute& route : site.routes)
-    judge(*route.settings, written_gateway_of(site, route));
+    judge(*route.settings, written_gateway_of(route));
 }
 
 void gateway_ignored(const Site& site, Findings& findings) {
   for (const StaticRoute& route : site.routes) {
-    const std::string gateway = text_at(*route.settings, "gateway").value_or("");
+    const std::string gateway = optional_text(route.written.gateway).value_or("");
     if (gateway.empty() || looks_like_address(gateway)) continue;
     findings.add(place_of(*route.settings, "gateway"),
                  quoted(gateway) + " is too short for an address: the route leads straight to " +
@@ -66,7 +57,7 @@ void gateway_ignored(const Site& site, Findings& findings) {
 void gateway_without_address(const Site& site, Findings& findings) {
   for (const Interface& interface : site.interfaces) {
     const std::optional<std::string> gateway = gateway_of(interface);
-    if (!gateway || *gateway == "0.0.0.0" || text_at(*interface.network, "ipv4")) continue;
+    if (!gateway || *gateway == "0.0.0.0" || written_gateway_of(interface)) continue;
     findings.add(place_of(*interface.network, "gateway"),
                  "without \"ipv4\", the gateway of " + interface.name + " is left out");
   }
@@ -83,7 +74,7 @@ static DirectRoutes direct_routes(const Site& site) {
   DirectRoutes routes;
   for (const StaticRoute& route : site.routes) {
     const std::optional<Subnet> destination = route.destination();
-    if (destination && !written_gateway_of(site, route)) routes[route.interface_name].push_back(*destination);
+    if (destination && !written_gateway_of(route)) routes[route.interface_name].push_back(*destination);
   }
   return routes;
 }
@@ -148,7 +139,7 @@ static std::optional<std::string> why_unusable(const std::vector<OwnAddress>& ad
 
 void route_gateway_unusable(const Site& site, Findings& findings) {
   for (const StaticRoute& route : site.routes) {
-    const std::optional<Ipv4> gateway = parse_ipv4(written_gateway_of(site, route).value_or(""));
+    const std::optional<Ipv4> gateway = parse_ipv4(written_gateway_of(route).value_or(""));
     if (!gateway) continue;
     const auto addresses =
         route.interface != nullptr ? site.addresses_of(*route.interface) : std::vector<OwnAddress>();
@@ -161,7 +152,7 @@ void route_gateway_outside(const Site& site, Findings& findings) {
   for (const StaticRoute& route : site.routes) {
     // Nobody knows here the subnets of the cellular link and of a DHCP client.
     if (route.interface == nullptr) continue;
-    const std::optional<Ipv4> gateway = parse_ipv4(written_gateway_of(site, route).value_or(""));
+    const std::optional<Ipv4> gateway = parse_ipv4(written_gateway_of(route).value_or(""));
     const std::vector<OwnAddress> addresses = site.addresses_of(*route.interface);
     if (!gateway || !has_static_subnet(*route.interface, addresses)) continue;
     if (is_in_subnet(addresses, *gateway) || why_unusable(addresses, *gateway)) continue;
@@ -174,7 +165,7 @@ void route_gateway_outside(const Site& site, Findings& findings) {
 void route_gateway_in_passthrough(const Site& site, Findings& findings) {
   if (!site.context.passthrough_enabled) return;
   for (const StaticRoute& route : site.routes) {
-    if (route.interface != nullptr || !written_gateway_of(site, route)) continue;
+    if (route.interface != nullptr || !written_gateway_of(route)) continue;
     findings.add(place_of(*route.settings, "gateway"),
                  "in pass-through a route over the cellular link cannot have a gateway");
   }
@@ -202,12 +193,12 @@ static void add_interface_defaults(const Site& site, std::vector<DefaultRoute>& 
   constexpr int kDhcpMetric = 1024;
   for (const Interface& interface : site.interfaces) {
     if (site.find_interface(interface.name) != &interface) continue;
-    const int metric = metric_of(*interface.network);
-    if (interface.kind != Interface::Kind::kPassthroughPort && interface.is_dhcp_client()) {
+    const std::optional<int> metric = interface.unit.metric;
+    if (interface.kind != Interface::Kind::kPassthroughPort && interface.unit.is_dhcp_client) {
       routes.push_back(
-          {interface.name, metric > 0 ? metric : kDhcpMetric, &place_of(*interface.network, "metric")});
+          {interface.name, metric.value_or(kDhcpMetric), &place_of(*interface.network, "metric")});
     } else if (parse_ipv4(written_gateway_of(interface).value_or(""))) {
-      routes.push_back({interface.name, metric, metric_place(*interface.network)});
+      routes.push_back({interface.name, metric.value_or(0), metric_place(*interface.network)});
     }
   }
 }
@@ -224,7 +215,7 @@ static void add_listed_defaults(const Site& site, std::vector<DefaultRoute>& rou
   for (const StaticRoute& route : site.routes) {
     const std::optional<Subnet> destination = route.destination();
     if (!destination || destination->prefix > 0) continue;
-    routes.push_back({route.interface_name, metric_of(*route.settings), metric_place(*route.settings)});
+    routes.push_back({route.interface_name, route.written.metric.value_or(0), metric_place(*route.settings)});
   }
   for (const GreTunnel& tunnel : site.tunnels) {
     for (const Json::Value& network : *tunnel.networks) {
@@ -286,7 +277,7 @@ class MissingInterfaces {
   }
 
   void add_if_member(const Site& site, const std::string& name) {
-    if (site.context.bridge_enabled && interface_is_bridged(&site.context, name)) members_.insert(name);
+    if (is_bridge_member(&site.context, name)) members_.insert(name);
   }
 
   std::unordered_set<std::string> tunnels_;
@@ -312,10 +303,10 @@ void route_without_interface(const Site& site, Findings& findings) {
 
 void route_incomplete(const Site& site, Findings& findings) {
   for (const StaticRoute& route : site.routes) {
-    int prefix = 0;
-    if (!text_at(*route.settings, "ipv4")) {
+    if (route.written.has_destination()) continue;
+    if (route.written.ipv4 == nullptr) {
       findings.add(place_of(*route.settings, "ipv4"), "the route has no \"ipv4\"");
-    } else if (!config_get_int(*route.settings, &prefix, "netmask")) {
+    } else {
       findings.add(place_of(*route.settings, "netmask"), "the route has no \"netmask\"");
     }
   }
@@ -325,7 +316,7 @@ void route_host_bits(const Site& site, Findings& findings) {
   for (const StaticRoute& route : site.routes) {
     const std::optional<Subnet> destination = route.destination();
     if (!destination) continue;
-    const std::string given = text_at(*route.settings, "ipv4").value_or("");
+    const std::string given = route.written.ipv4;
     if (parse_ipv4(given) == destination->address) continue;
     findings.add(place_of(*route.settings, "ipv4"),
                  given + " is an address in " + to_text(*destination) + ", to which the route leads");
@@ -338,7 +329,7 @@ void route_twice(const Site& site, Findings& findings) {
     const std::optional<Subnet> destination = route.destination();
     // Default routes are compared with those of the interfaces.
     if (!destination || destination->prefix == 0) continue;
-    const int metric = metric_of(*route.settings);
+    const int metric = route.written.metric.value_or(0);
     const auto [owner, is_new] =
         owners.emplace(std::tuple(destination->address, destination->prefix, metric), route.interface_name);
     if (is_new) continue;

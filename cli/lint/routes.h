@@ -22,4 +22,4 @@ void route_twice(const Site& site, Findings& findings);
 std::optional<std::string> written_gateway_of(const Interface& interface);
 
 // The gateway of a route, if its section has one.
-std::optional<std::string> written_gateway_of(const Site& site, const StaticRoute& route);
+std::optional<std::string> written_gateway_of(const StaticRoute& route);

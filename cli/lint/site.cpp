@@ -3,6 +3,8 @@
 #include "config/interface_queries.h"
 #include "config/lookup.h"
 #include "config/ports.h"
+#include "networkd/ethernet.h"
+#include "networkd/wifi.h"
 #include "networkd/wwan.h"
 #include "networkd/wwan_static_routes.h"
 #include "platform/libcmd.h"
@@ -24,55 +26,58 @@ Site::Site(const Source& from)
   add_tunnels();
 }
 
+Interface::Interface(Kind kind_, std::string name_, std::string port_, const Json::Value& network_)
+    : kind(kind_),
+      name(std::move(name_)),
+      port(std::move(port_)),
+      network(&network_),
+      unit(read_network_unit(network_)) {}
+
 void Site::add_ports() {
-  for (const EthernetPort& port : kEthernetPorts) {
-    const std::string name = port.name;
-    const Json::Value* network = object_at(root, wired_network_path(name));
-    if (network == nullptr || !is_true(root, "wired." + name + ".enable")) continue;
-    if (!is_router_port(name)) {
-      if (context.passthrough_interface == name) {
-        interfaces.push_back({Interface::Kind::kPassthroughPort, name, "", network});
-      }
+  for (const EthernetPort& each : kEthernetPorts) {
+    const std::string name = each.name;
+    const Json::Value* settings = object_at(root, "wired." + name);
+    if (settings == nullptr) continue;
+    const PortSettings port = read_port_settings(*settings);
+    if (!port.is_enabled || port.network == nullptr) continue;
+    if (!port.is_router) {
+      if (context.passthrough_interface == name)
+        interfaces.emplace_back(Interface::Kind::kPassthroughPort, name, "", *port.network);
       continue;
     }
-    if (!context.bridge_enabled || !interface_is_bridged(&context, name)) {
-      interfaces.push_back({Interface::Kind::kPort, name, "", network});
-    }
-    add_vlans(name, *network);
+    if (!is_bridge_member(&context, name))
+      interfaces.emplace_back(Interface::Kind::kPort, name, "", *port.network);
+    add_vlans(name, *port.network);
   }
 }
 
 void Site::add_vlans(const std::string& port, const Json::Value& network) {
-  const Json::Value* vlan = object_at(network, "advanced.vlan");
-  if (vlan == nullptr || !is_enabled(*vlan)) return;
-  for (const Json::Value& entry : array_at(*vlan, "networks")) {
-    int vid = 0;
-    const Json::Value* own = object_at(entry, "network");
-    if (!config_get_int(entry, &vid, "vid") || own == nullptr) continue;
-    std::vector<Interface>& vlans = is_enabled(entry) ? interfaces : disabled_vlans;
-    vlans.push_back({Interface::Kind::kVlan, port + "." + std::to_string(vid), port, own});
+  for (const Vlan& vlan : read_vlans(object_at(network, "advanced.vlan"))) {
+    if (!vlan.vid || vlan.network == nullptr) continue;
+    std::vector<Interface>& vlans = vlan.has_interface() ? interfaces : disabled_vlans;
+    vlans.emplace_back(Interface::Kind::kVlan, port + "." + std::to_string(*vlan.vid), port, *vlan.network);
   }
 }
 
 void Site::add_bridge() {
   if (!context.bridge_enabled) return;
   const Json::Value* network = object_at(root, bridge_primary_network_path(&context));
-  if (network != nullptr) interfaces.push_back({Interface::Kind::kBridge, kBridgeName, "", network});
+  if (network != nullptr) interfaces.emplace_back(Interface::Kind::kBridge, kBridgeName, "", *network);
 }
 
 void Site::add_radios() {
   for (const Radio& radio : kRadios) {
     const std::string name = radio.name;
-    const bool is_bridged = context.bridge_enabled && interface_is_bridged(&context, name);
-    const Json::Value* access_point = object_at(root, access_point_network_path(name));
-    if (is_wlan_ap_enabled(&context, name.c_str()) && access_point != nullptr && !is_bridged) {
-      interfaces.push_back({Interface::Kind::kAccessPoint, name, "", access_point});
+    const bool has_unit = is_wlan_ap_enabled(&context, name.c_str()) &&
+                          read_access_point(&context, name.c_str()).network != nullptr;
+    // The context has a copy of its own, but a place is one in the source.
+    if (has_unit) {
+      interfaces.emplace_back(Interface::Kind::kAccessPoint, name, "",
+                              *object_at(root, access_point_network_path(name)));
     }
     const Json::Value* client = object_at(root, "wireless.wifi." + name + ".client");
-    const Json::Value* network = client != nullptr ? object_at(*client, "network") : nullptr;
-    if (network != nullptr && is_enabled(*client)) {
-      interfaces.push_back({Interface::Kind::kWifiClient, name, "", network});
-    }
+    if (const Json::Value* network = client != nullptr ? read_wifi_client(*client) : nullptr)
+      interfaces.emplace_back(Interface::Kind::kWifiClient, name, "", *network);
   }
 }
 
@@ -104,7 +109,7 @@ void Site::add_routes() {
   for (const Json::Value& route : array_at(root, "static_routes")) {
     std::string name;
     if (!get_static_route_interface(route, name)) continue;
-    if (gets_routes(name)) routes.push_back({&route, name, find_interface(name)});
+    if (gets_routes(name)) routes.push_back({&route, read_route_settings(route), name, find_interface(name)});
   }
 }
 
@@ -123,31 +128,23 @@ bool Site::gets_routes(const std::string& name) const {
   return find_interface(name) != nullptr || (name == kWwanRouteInterface && context.cell_enabled);
 }
 
-// The subnet of the address and the prefix length at "ipv4" and "netmask"; nothing while one is missing or
-// invalid.
-static std::optional<Subnet> subnet_in(const Json::Value& object) {
-  const std::optional<int> prefix = number_at(object, "netmask");
-  return prefix ? parse_subnet(text_at(object, "ipv4").value_or(""), *prefix) : std::nullopt;
-}
-
 static std::optional<OwnAddress> static_address_of(const Interface& interface) {
   const std::optional<Ipv4> address = interface.address();
-  const std::optional<Subnet> subnet = subnet_in(*interface.network);
-  if (!address || !subnet) return std::nullopt;
-  if (subnet->prefix == 0) return std::nullopt;
   // An ordinary unit leaves a prefix length of 32 out, and systemd-networkd takes another.
-  if (subnet->prefix == 32 && interface.kind != Interface::Kind::kPassthroughPort) return std::nullopt;
+  const bool has_prefix = interface.kind == Interface::Kind::kPassthroughPort
+                              ? interface.unit.prefix.has_value()
+                              : interface.unit.has_prefix();
+  if (!address || !has_prefix || *interface.unit.prefix == 0) return std::nullopt;
+  const std::optional<Subnet> subnet = subnet_with(*address, *interface.unit.prefix);
+  if (!subnet) return std::nullopt;
   return OwnAddress{*address, *subnet, &place_of(*interface.network, "ipv4")};
 }
 
 static std::optional<OwnAddress> secondary_address_of(const NetworkContext& context,
                                                       const Interface& interface) {
-  if (!is_true(*interface.network, "advanced.enable_secondary_ip")) return std::nullopt;
-  const bool is_bridge = interface.kind == Interface::Kind::kBridge;
-  const SecondaryPair* pair =
-      secondary_pair_of(is_bridge ? context.bridge_primary_interface : interface.name);
-  if (pair == nullptr) return std::nullopt;
-  const std::optional<Ipv4> address = parse_ipv4(pair->gateway);
+  const SecondaryAddress secondary = read_secondary_address(&context, interface.name, *interface.network);
+  if (!secondary.is_wanted || secondary.pair == nullptr) return std::nullopt;
+  const std::optional<Ipv4> address = parse_ipv4(secondary.pair->gateway);
   const std::optional<Subnet> subnet = subnet_with(*address, netmask_to_cidr(kSecondaryNetmask));
   return OwnAddress{*address, *subnet, &place_of(*interface.network, "advanced.enable_secondary_ip")};
 }
@@ -163,28 +160,23 @@ std::vector<OwnAddress> Site::addresses_of(const Interface& interface) const {
 }
 
 bool Site::is_router_port(const std::string& name) const {
-  return is_true(root, "wired." + name + ".enable") &&
-         text_at(root, wired_network_path(name) + ".mode") == "router";
-}
-
-bool Interface::is_dhcp_client() const {
-  return text_at(*network, "protocol") == "dhcp_client";
+  const Json::Value* settings = object_at(root, "wired." + name);
+  if (settings == nullptr) return false;
+  const PortSettings port = read_port_settings(*settings);
+  return port.is_enabled && port.is_router;
 }
 
 std::optional<Ipv4> Interface::address() const {
-  const std::optional<std::string> text = text_at(*network, "ipv4");
-  return text && !is_dhcp_client() ? parse_ipv4(*text) : std::nullopt;
+  return unit.ipv4 != nullptr && !unit.is_dhcp_client ? parse_ipv4(unit.ipv4) : std::nullopt;
 }
 
 std::optional<Subnet> Interface::subnet() const {
   const std::optional<Ipv4> own = address();
-  int prefix = 32;
-  config_get_int(*network, &prefix, "netmask");
-  return own ? subnet_with(*own, prefix) : std::nullopt;
+  return own ? subnet_with(*own, unit.prefix.value_or(NetworkUnit::kAddressBits)) : std::nullopt;
 }
 
 std::optional<Subnet> StaticRoute::destination() const {
-  return subnet_in(*settings);
+  return written.has_destination() ? parse_subnet(written.ipv4, *written.prefix) : std::nullopt;
 }
 
 std::optional<std::string> text_at(const Json::Value& object, const std::string& path) {

@@ -18,6 +18,7 @@
 #include "config/lookup.h"
 #include "config/network_context.h"
 #include "dnsmasq/dhcp_server.h"
+#include "networkd/network_unit.h"
 #include "tunnels/gre.h"
 
 // An interface with an address of its own.
@@ -28,8 +29,10 @@ struct Interface {
   std::string name;            // eth0, eth0.20, br-lan, wlan0
   std::string port;            // of a VLAN, the port that carries it
   const Json::Value* network;  // its "network" object; never null
+  NetworkUnit unit;            // what an ordinary unit has of it
 
-  bool is_dhcp_client() const;
+  Interface(Kind kind, std::string name, std::string port, const Json::Value& network);
+
   // The static address, and its subnet; nothing while it is missing or invalid, and for a DHCP client.
   std::optional<Ipv4> address() const;
   std::optional<Subnet> subnet() const;
@@ -55,6 +58,7 @@ struct OwnAddress {
 // A static route that is enabled and on an interface that gets routes.
 struct StaticRoute {
   const Json::Value* settings;  // never null
+  RouteSettings written;
   std::string interface_name;
   const Interface* interface;  // null for the cellular interface, which has its addresses from the link
 

@@ -12,53 +12,49 @@
 // Calls `judge` with the port and the entry of each VLAN that is enabled on a port that carries VLANs.
 template <typename Judge>
 static void for_each_vlan(const Site& site, Judge judge) {
-  for (const EthernetPort& one : kEthernetPorts) {
-    const std::string port = one.name;
-    const Json::Value* vlan = object_at(site.root, wired_network_path(port) + ".advanced.vlan");
-    if (vlan == nullptr || !is_enabled(*vlan) || !site.is_router_port(port)) continue;
-    for (const Json::Value& entry : array_at(*vlan, "networks")) {
-      if (is_enabled(entry)) judge(port, entry);
+  for (const EthernetPort& each : kEthernetPorts) {
+    const std::string port = each.name;
+    if (!site.is_router_port(port)) continue;
+    for (const Vlan& vlan : read_vlans(object_at(site.root, wired_network_path(port) + ".advanced.vlan"))) {
+      if (vlan.is_enabled) judge(port, vlan);
     }
   }
 }
 
 void vlan_id_missing(const Site& site, Findings& findings) {
-  for_each_vlan(site, [&](const std::string& port, const Json::Value& entry) {
-    int vid = 0;
-    if (!config_get_int(entry, &vid, "vid")) findings.add(entry, "a VLAN of " + port + " has no \"vid\"");
+  for_each_vlan(site, [&](const std::string& port, const Vlan& vlan) {
+    if (!vlan.vid) findings.add(*vlan.settings, "a VLAN of " + port + " has no \"vid\"");
   });
 }
 
 void vlan_id_out_of_range(const Site& site, Findings& findings) {
-  for_each_vlan(site, [&](const std::string& /*port*/, const Json::Value& entry) {
-    int vid = 0;
-    if (!config_get_int(entry, &vid, "vid") || (vid >= 1 && vid <= 4094)) return;
-    findings.add(place_of(entry, "vid"), std::to_string(vid) + " is not a VLAN id, 1 to 4094");
+  for_each_vlan(site, [&](const std::string& /*port*/, const Vlan& vlan) {
+    if (!vlan.vid || (*vlan.vid >= 1 && *vlan.vid <= 4094)) return;
+    findings.add(place_of(*vlan.settings, "vid"), std::to_string(*vlan.vid) + " is not a VLAN id, 1 to 4094");
   });
 }
 
 void vlan_id_twice(const Site& site, Findings& findings) {
   std::unordered_set<std::string> names;
-  for_each_vlan(site, [&](const std::string& port, const Json::Value& entry) {
-    int vid = 0;
-    if (!config_get_int(entry, &vid, "vid")) return;
-    const std::string name = port + "." + std::to_string(vid);
-    if (!names.insert(name).second) findings.add(place_of(entry, "vid"), name + " is already a VLAN");
+  for_each_vlan(site, [&](const std::string& port, const Vlan& vlan) {
+    if (!vlan.vid) return;
+    const std::string name = port + "." + std::to_string(*vlan.vid);
+    if (!names.insert(name).second)
+      findings.add(place_of(*vlan.settings, "vid"), name + " is already a VLAN");
   });
 }
 
 void vlan_without_network(const Site& site, Findings& findings) {
-  for_each_vlan(site, [&](const std::string& port, const Json::Value& entry) {
-    if (object_at(entry, "network") != nullptr) return;
-    findings.add(entry, "a VLAN of " + port + " has no \"network\", so nothing makes its interface");
+  for_each_vlan(site, [&](const std::string& port, const Vlan& vlan) {
+    if (vlan.network != nullptr) return;
+    findings.add(*vlan.settings, "a VLAN of " + port + " has no \"network\", so nothing makes its interface");
   });
 }
 
 void vlan_of_bridge_member(const Site& site, Findings& findings) {
-  if (!site.context.bridge_enabled) return;
-  for_each_vlan(site, [&](const std::string& port, const Json::Value& entry) {
-    if (!interface_is_bridged(&site.context, port) || port == site.context.bridge_primary_interface) return;
-    findings.add(entry,
+  for_each_vlan(site, [&](const std::string& port, const Vlan& vlan) {
+    if (!is_bridge_member(&site.context, port) || port == site.context.bridge_primary_interface) return;
+    findings.add(*vlan.settings,
                  "a bridge carries the VLANs of its primary member alone, and " + port + " is another");
   });
 }
@@ -74,11 +70,10 @@ static std::string too_long(const std::string& name) {
 }
 
 void interface_name_too_long(const Site& site, Findings& findings) {
-  for_each_vlan(site, [&](const std::string& port, const Json::Value& entry) {
-    int vid = 0;
-    if (!config_get_int(entry, &vid, "vid")) return;
-    const std::string name = port + "." + std::to_string(vid);
-    if (is_too_long(name)) findings.add(place_of(entry, "vid"), too_long(name));
+  for_each_vlan(site, [&](const std::string& port, const Vlan& vlan) {
+    if (!vlan.vid) return;
+    const std::string name = port + "." + std::to_string(*vlan.vid);
+    if (is_too_long(name)) findings.add(place_of(*vlan.settings, "vid"), too_long(name));
   });
   if (site.context.bridge_enabled) {
     for (const Json::Value& member : array_at(site.root, "wired.bridge.interfaces")) {

@@ -24,6 +24,10 @@ bool interface_is_bridged(const NetworkContext* ctx, const std::string& ifname) 
   return false;
 }
 
+bool is_bridge_member(const NetworkContext* ctx, const std::string& ifname) {
+  return ctx->bridge_enabled && interface_is_bridged(ctx, ifname);
+}
+
 bool is_wlan_ap_dhcp_enabled(const NetworkContext* ctx, const char* ifname) {
   print_trace(ctx, __func__);
   return is_true(ctx->config, access_point_network_path(ifname) + ".dhcp.enable");
@@ -62,4 +66,12 @@ int get_interface_network_node(const NetworkContext* ctx, const char* ifname, st
 bool is_gre_interface(const NetworkContext* ctx, const char* /*ifname*/) {
   print_trace(ctx, __func__);
   return false;
+}
+
+std::vector<Vlan> read_vlans(const Json::Value* vlan_config) {
+  std::vector<Vlan> vlans;
+  if (vlan_config == nullptr || !is_enabled(*vlan_config)) return vlans;
+  for (const Json::Value& entry : array_at(*vlan_config, "networks"))
+    vlans.push_back({&entry, is_enabled(entry), number_at(entry, "vid"), object_at(entry, "network")});
+  return vlans;
 }

@@ -2,7 +2,11 @@
 
 // Questions about one interface, answered from the context; none of them changes or logs anything.
 
+#include <json/json.h>
+
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "config/network_context.h"
 
@@ -17,6 +21,9 @@ bool is_wlan_ap_enabled(const NetworkContext* ctx, const char* ifname);
 
 // Whether the name is in the bridge's member list, be the bridge enabled or not.
 bool interface_is_bridged(const NetworkContext* ctx, const std::string& ifname);
+
+// Whether the bridge is enabled and has the name in that list.
+bool is_bridge_member(const NetworkContext* ctx, const std::string& ifname);
 
 // Whether the access point serves DHCP.
 bool is_wlan_ap_dhcp_enabled(const NetworkContext* ctx, const char* ifname);
@@ -34,3 +41,23 @@ std::string bridge_primary_network_path(const NetworkContext* ctx);
 
 // False for every name: a tunnel's [Route] section is written as any other's.
 bool is_gre_interface(const NetworkContext* ctx, const char* ifname);
+
+// An entry of a port's VLAN list.
+struct Vlan {
+  const Json::Value* settings;
+  bool is_enabled;
+  std::optional<int> vid;
+  const Json::Value* network;  // its "network" object; null when there is none
+
+  // Whether its port carries it.
+  bool has_link() const {
+    return is_enabled && vid;
+  }
+  // Whether there is an interface for it.
+  bool has_interface() const {
+    return has_link() && network != nullptr;
+  }
+};
+
+// The entries of an "advanced.vlan" object; none when it is null or not enabled.
+std::vector<Vlan> read_vlans(const Json::Value* vlan_config);

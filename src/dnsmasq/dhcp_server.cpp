@@ -95,14 +95,12 @@ static void format_vlan_name(char (&name)[IFNAMSIZ], const char* port, int vid) 
 }
 
 static void add_vlan_interface(const NetworkContext* ctx, std::FILE* file, const char* port,
-                               const Json::Value& vlan) {
-  const std::optional<int> vid = number_at(vlan, "vid");
-  const Json::Value* network = object_at(vlan, "network");
-  if (!vid || network == nullptr) return;
-  const DhcpSection section = read_dhcp_section(*network);
+                               const Vlan& vlan) {
+  if (!vlan.vid || vlan.network == nullptr) return;
+  const DhcpSection section = read_dhcp_section(*vlan.network);
   if (!section.is_enabled || !section.has_subnet()) return;
   char name[IFNAMSIZ];
-  format_vlan_name(name, port, *vid);
+  format_vlan_name(name, port, *vlan.vid);
   if (dnsmasq_write_dhcp_server(ctx, file, name, section) == 0) {
     syslog(LOG_INFO, "configured DHCP server on VLAN %s", name);
   }
@@ -110,10 +108,7 @@ static void add_vlan_interface(const NetworkContext* ctx, std::FILE* file, const
 
 int dnsmasq_add_vlan_interfaces(const NetworkContext* ctx, std::FILE* file, const char* port) {
   print_trace(ctx, __func__);
-  const std::string vlan = wired_network_path(port) + ".advanced.vlan";
-  if (!is_true(ctx->config, vlan + ".enable")) return 0;
-  for (const Json::Value& network : array_at(ctx->config, vlan + ".networks")) {
-    add_vlan_interface(ctx, file, port, network);
-  }
+  for (const Vlan& vlan : read_vlans(object_at(ctx->config, wired_network_path(port) + ".advanced.vlan")))
+    add_vlan_interface(ctx, file, port, vlan);
   return 0;
 }

@@ -14,7 +14,7 @@
 
 // Says so in the log, at `priority`, when it is.
 static bool is_served_by_bridge(const NetworkContext* ctx, const char* ifname, int priority) {
-  if (!ctx->bridge_enabled || !interface_is_bridged(ctx, ifname)) return false;
+  if (!is_bridge_member(ctx, ifname)) return false;
   syslog(priority, "dnsmasq: %s is in br-lan bridge\n", ifname);
   return true;
 }

@@ -4,8 +4,8 @@
 #include <syslog.h>
 
 #include "config/lookup.h"
+#include "networkd/network_unit.h"
 #include "networkd/unit_file.h"
-#include "platform/libcmd.h"
 #include "platform/libvantor.h"
 #include "util/open_file.h"
 #include "util/subnet.h"
@@ -49,16 +49,12 @@ void write_clear_static_routes(const NetworkContext* ctx, const Json::Value& rou
   const OpenFile script(kDeleteStaticRoutesScript, "w");
   if (!script) return;
   std::fprintf(script.get(), "#!/bin/sh\n");
-  for (const Json::Value& route : routes) {
-    std::string ipv4;
-    int prefix = 0;
+  for (const Json::Value& settings : routes) {
+    const RouteSettings route = read_route_settings(settings);
     std::string ifname;
-    if (!is_enabled(route) || !config_get_string(route, ipv4, "ipv4") ||
-        !config_get_int(route, &prefix, "netmask") || !config_get_string(route, ifname, "interface")) {
-      continue;
-    }
-    std::fprintf(script.get(), "/sbin/ip route del %s dev %s 2>/dev/null\n", subnet_of(ipv4, prefix).c_str(),
-                 ifname.c_str());
+    if (!route.has_destination() || !get_static_route_interface(settings, ifname)) continue;
+    std::fprintf(script.get(), "/sbin/ip route del %s dev %s 2>/dev/null\n",
+                 subnet_of(route.ipv4, *route.prefix).c_str(), ifname.c_str());
   }
 }
 

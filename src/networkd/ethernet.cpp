@@ -2,6 +2,7 @@
 
 #include <syslog.h>
 
+#include <cstring>
 #include <string>
 
 #include "config/interface_queries.h"
@@ -16,7 +17,7 @@
 
 static int write_router_unit(const NetworkContext* ctx, int order, const char* ifname,
                              const Json::Value& network) {
-  if (ctx->bridge_enabled && interface_is_bridged(ctx, ifname)) {
+  if (is_bridge_member(ctx, ifname)) {
     // The bridge writes the unit of its member and is deleted in its place.
     syslog(LOG_DEBUG, "interface %s is LAN bridge", ifname);
     return 0;
@@ -62,37 +63,39 @@ static int apply_passthrough_mode(const NetworkContext* ctx, int order, const ch
   return result;
 }
 
+PortSettings read_port_settings(const Json::Value& port_config) {
+  const char* mode = c_string_at(port_config, "network.mode");
+  return {is_enabled(port_config), object_at(port_config, "network"),
+          mode != nullptr && std::strcmp(mode, "router") == 0};
+}
+
 int lanfab_ethernet(const NetworkContext* ctx, int order, const char* ifname,
                     const Json::Value& port_config) {
   print_trace(ctx, __func__);
-  if (!is_enabled(port_config)) {
+  const PortSettings port = read_port_settings(port_config);
+  if (!port.is_enabled) {
     syslog(LOG_NOTICE, "interface %s is disabled", ifname);
     turn_off_interface(ifname);
     return 0;
   }
   syslog(LOG_NOTICE, "interface %s is enabled", ifname);
-  const Json::Value* network = object_at(port_config, "network");
-  if (network == nullptr) {
+  if (port.network == nullptr) {
     syslog(LOG_NOTICE, "config requires network config");
     return -1;
   }
-  std::string mode;
-  config_get_string(*network, mode, "mode");
-  if (mode == "router") return apply_router_mode(ctx, order, ifname, *network);
-  return apply_passthrough_mode(ctx, order, ifname, *network);
+  if (port.is_router) return apply_router_mode(ctx, order, ifname, *port.network);
+  return apply_passthrough_mode(ctx, order, ifname, *port.network);
 }
 
 // One entry of a port's VLAN list. A unit that cannot be written is logged and does not stop the rest.
-static void write_vlan(const NetworkContext* ctx, const char* ifname, const Json::Value& entry) {
-  int vid = 0;
-  const Json::Value* network = object_at(entry, "network");
-  if (!is_enabled(entry) || !config_get_int(entry, &vid, "vid") || network == nullptr) return;
+static void write_vlan(const NetworkContext* ctx, const char* ifname, const Vlan& vlan) {
+  if (!vlan.has_interface()) return;
   const int order = ctx->unit_order_numbers[kVlanOrder];
-  const std::string name = std::string(ifname) + "." + std::to_string(vid);
-  if (write_vlan_netdev_unit_file(ctx, order, name.c_str(), vid) != 0) {
+  const std::string name = std::string(ifname) + "." + std::to_string(*vlan.vid);
+  if (write_vlan_netdev_unit_file(ctx, order, name.c_str(), *vlan.vid) != 0) {
     syslog(LOG_NOTICE, "error writing vlan netdev unit file");
   }
-  if (write_network_unit_file(ctx, order, name.c_str(), *network, false, nullptr) != 0) {
+  if (write_network_unit_file(ctx, order, name.c_str(), *vlan.network, false, nullptr) != 0) {
     syslog(LOG_NOTICE, "error writing vlan network unit file");
   }
   append_clear_interfaces(ctx, name.c_str(), "vlan");
@@ -108,8 +111,8 @@ int write_vlan_networks(const NetworkContext* ctx, int order, const char* ifname
   if (config_get_bool(vlan_config, &hybrid, "hybrid")) {
     syslog(LOG_DEBUG, "%s vlan hybrid mode:%d", ifname, hybrid);
   }
-  for (const Json::Value& entry : array_at(vlan_config, "networks"))
-    write_vlan(ctx, ifname, entry);
+  for (const Vlan& vlan : read_vlans(&vlan_config))
+    write_vlan(ctx, ifname, vlan);
   return 0;
 }
 

@@ -10,6 +10,16 @@
 // Exists when at least one port is in router mode; other programs of the device look for it.
 inline constexpr char kRouterModeMarker[] = "/var/run/ROUTER_MODE";
 
+// What the configuration makes of a port.
+struct PortSettings {
+  bool is_enabled;
+  const Json::Value* network;  // its "network" object; null when there is none
+  bool is_router;              // in router mode; in any other it is in pass-through
+};
+
+// Reads the port's object of the configuration.
+PortSettings read_port_settings(const Json::Value& port_config);
+
 // Applies the port `ifname` ("eth0" or "eth1") from its object of the configuration; `order` begins its
 // unit's name. Returns 0, also for a disabled port, which is set down, or -1.
 int lanfab_ethernet(const NetworkContext* ctx, int order, const char* ifname, const Json::Value& port_config);

@@ -5,9 +5,64 @@
 #include <json/json.h>
 
 #include <cstdio>
+#include <optional>
 #include <string>
 
 #include "config/network_context.h"
+#include "config/ports.h"
+
+// What a "network" object makes of its unit. A string that it does not have is null.
+struct NetworkUnit {
+  std::optional<int> mtu;  // that the configuration asks for; see has_mtu
+  bool is_dhcp_client = false;
+  std::optional<int> metric;  // of the interface's own route, or of a DHCP client's; greater than 0
+  // Of a static address.
+  const char* ipv4 = nullptr;
+  std::optional<int> prefix;
+  const char* gateway = nullptr;  // not empty; null for a DHCP client, too
+
+  // Whether the unit sets the MTU: only one that is not the usual one.
+  bool has_mtu() const {
+    return mtu.value_or(kUsualMtu) != kUsualMtu && *mtu >= 1;
+  }
+  // Whether the address has its prefix length: only one that is shorter than the address.
+  bool has_prefix() const {
+    return prefix.value_or(kAddressBits) != kAddressBits;
+  }
+  // The gateway of the default route; null for a unit without one.
+  const char* default_gateway() const {
+    return ipv4 != nullptr ? gateway : nullptr;
+  }
+
+  static constexpr int kUsualMtu = 1500;
+  static constexpr int kAddressBits = 32;
+};
+
+NetworkUnit read_network_unit(const Json::Value& node);
+
+// The secondary address of an interface.
+struct SecondaryAddress {
+  bool is_wanted;
+  const SecondaryPair* pair;  // null for an interface without one
+};
+
+SecondaryAddress read_secondary_address(const NetworkContext* ctx, const std::string& ifname,
+                                        const Json::Value& node);
+
+// What the configuration makes of an element of "static_routes". A string that it does not have is null.
+struct RouteSettings {
+  const char* gateway;  // as the configuration has it
+  bool has_gateway;     // whether the route leads there, and not straight to its interface
+  const char* ipv4;
+  std::optional<int> prefix;
+  std::optional<int> metric;  // greater than 0
+
+  bool has_destination() const {
+    return ipv4 != nullptr && prefix;
+  }
+};
+
+RouteSettings read_route_settings(const Json::Value& route);
 
 // Writes the whole unit <order>-<ifname>.network from `node`, the interface's "network" object.
 // `bridge_master` is true for the LAN bridge's own unit only; `bridge_primary` is then the member whose VLANs

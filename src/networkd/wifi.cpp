@@ -10,17 +10,27 @@
 #include "driver/undo.h"
 #include "networkd/network_unit.h"
 
+AccessPoint read_access_point(const NetworkContext* ctx, const char* ifname) {
+  if (is_bridge_member(ctx, ifname)) return {true, nullptr};
+  return {false, object_at(ctx->config, access_point_network_path(ifname))};
+}
+
+const Json::Value* read_wifi_client(const Json::Value& client_config) {
+  return is_enabled(client_config) ? object_at(client_config, "network") : nullptr;
+}
+
 // Returns 0 or -1. An access point without its "network" object gets no unit, but it is
 // recorded all the same.
 static int write_access_point(const NetworkContext* ctx, const char* ifname) {
   syslog(LOG_NOTICE, "wifi %s AP enabled", ifname);
-  if (ctx->bridge_enabled && interface_is_bridged(ctx, ifname)) {
+  const AccessPoint access_point = read_access_point(ctx, ifname);
+  if (access_point.is_bridged) {
     syslog(LOG_NOTICE, "interface %s is part of %s bridge interface", ifname, kBridgeName);
     return 0;
   }
   int result = 0;
   const int order = ctx->unit_order_numbers[kWifiApOrder];
-  const Json::Value* network = object_at(ctx->config, access_point_network_path(ifname));
+  const Json::Value* network = access_point.network;
   if (network != nullptr && write_network_unit_file(ctx, order, ifname, *network, false, nullptr) != 0) {
     syslog(LOG_NOTICE, "error writing network unit file");
     result = -1;
@@ -52,8 +62,8 @@ int lanfab_wifi(const NetworkContext* ctx) {
 
 int write_wifi_client(const NetworkContext* ctx, const Json::Value& client_config, const char* ifname) {
   print_trace(ctx, __func__);
-  const Json::Value* network = object_at(client_config, "network");
-  if (!is_enabled(client_config) || network == nullptr) return 0;
+  const Json::Value* network = read_wifi_client(client_config);
+  if (network == nullptr) return 0;
   const int order = ctx->unit_order_numbers[kWifiClientOrder];
   if (write_network_unit_file(ctx, order, ifname, *network, false, nullptr) == 0) return 0;
   syslog(LOG_NOTICE, "error writing network unit file");

@@ -7,6 +7,17 @@
 
 #include "config/network_context.h"
 
+// What the configuration makes of an enabled access point.
+struct AccessPoint {
+  bool is_bridged;             // the bridge writes its unit
+  const Json::Value* network;  // of its own unit; null when it gets none
+};
+
+AccessPoint read_access_point(const NetworkContext* ctx, const char* ifname);
+
+// The "network" object of a client's unit; null when it gets none.
+const Json::Value* read_wifi_client(const Json::Value& client_config);
+
 // Writes the units of both radios. Returns 0, or -1 when the unit of an access point cannot be written; a
 // client's failure is only logged.
 int lanfab_wifi(const NetworkContext* ctx);

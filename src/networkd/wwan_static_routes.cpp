@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "config/lookup.h"
-#include "platform/libcmd.h"
+#include "networkd/network_unit.h"
 #include "platform/libvantor.h"
 #include "util/open_file.h"
 #include "util/subnet.h"
@@ -14,16 +14,12 @@ std::string wwan_static_routes_path(const std::string& ifname) {
   return "/var/run/" + ifname + "_static_routes";
 }
 
-static void write_route(std::FILE* script, const Json::Value& route, const char* ifname) {
-  std::string ipv4;
-  int prefix = 0;
-  if (!config_get_string(route, ipv4, "ipv4") || !config_get_int(route, &prefix, "netmask")) return;
-  const std::string subnet = subnet_of(ipv4, prefix);
-  std::string gateway;
-  config_get_string(route, gateway, "gateway");
-  if (looks_like_address(gateway) && gateway != "0.0.0.0") {
+static void write_route(std::FILE* script, const RouteSettings& route, const char* ifname) {
+  if (!route.has_destination()) return;
+  const std::string subnet = subnet_of(route.ipv4, *route.prefix);
+  if (route.has_gateway) {
     // The keyword is "gw", not "via"; where ip refuses it, the unit's [Route] section carries the route.
-    std::fprintf(script, "/sbin/ip route add %s gw %s dev %s\n", subnet.c_str(), gateway.c_str(), ifname);
+    std::fprintf(script, "/sbin/ip route add %s gw %s dev %s\n", subnet.c_str(), route.gateway, ifname);
   } else {
     std::fprintf(script, "/sbin/ip route add %s dev %s\n", subnet.c_str(), ifname);
   }
@@ -46,6 +42,6 @@ void write_wwan_static_routes(const NetworkContext* ctx, const Json::Value& rout
   }
   std::fprintf(script.get(), "#!/bin/sh\n");
   for (const Json::Value& route : routes) {
-    if (is_static_route_of(route, ifname)) write_route(script.get(), route, ifname);
+    if (is_static_route_of(route, ifname)) write_route(script.get(), read_route_settings(route), ifname);
   }
 }

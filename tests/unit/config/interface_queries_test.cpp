@@ -207,3 +207,28 @@ TEST_F(InterfaceQueriesTest, EachQuestionPrintsItsTraceLine) {
             "get_interface_network_node\n"
             "is_gre_interface\n");
 }
+
+TEST_F(InterfaceQueriesTest, AVlanHasALinkWithItsIdentifierAndAnInterfaceWithItsNetwork) {
+  const Json::Value list = json(R"({"enable": true, "networks": [
+    {"enable": true, "vid": 20, "network": {}}, {"enable": true, "vid": 21}, {"enable": true, "network": {}},
+    {"vid": 22, "network": {}}, "text"]})");
+  const std::vector<Vlan> vlans = read_vlans(&list);
+  ASSERT_EQ(vlans.size(), 5U);
+  EXPECT_EQ(vlans[0].settings, &list["networks"][0]);
+  EXPECT_EQ(vlans[0].network, &list["networks"][0]["network"]);
+  EXPECT_EQ(vlans[0].vid, 20);
+  EXPECT_TRUE(vlans[0].has_link() && vlans[0].has_interface());
+  EXPECT_TRUE(vlans[1].has_link() && !vlans[1].has_interface());
+  for (const std::size_t index : {2U, 3U, 4U})
+    EXPECT_FALSE(vlans[index].has_link() || vlans[index].has_interface()) << index;
+  EXPECT_THAT(read_vlans(nullptr), IsEmpty());
+  EXPECT_THAT(read_vlans(&list["networks"][0]["network"]), IsEmpty());
+}
+
+TEST_F(InterfaceQueriesTest, OnlyAnEnabledBridgeHasMembers) {
+  NetworkContext ctx = context_of(R"({"wired": {"bridge": {"interfaces": ["eth0"]}}})");
+  EXPECT_FALSE(is_bridge_member(&ctx, "eth0"));
+  ctx.bridge_enabled = true;
+  EXPECT_TRUE(is_bridge_member(&ctx, "eth0"));
+  EXPECT_FALSE(is_bridge_member(&ctx, "eth1"));
+}

@@ -437,3 +437,14 @@ TEST_F(EthernetTest, NothingIsTracedByDefault) {
   const NetworkContext ctx = context_of(kRouter);
   EXPECT_EQ(printed_by([&] { apply_eth0(ctx, kVlanPort); }), "");
 }
+
+TEST_F(EthernetTest, APortInAnyModeButRouterIsInPassThrough) {
+  const Json::Value router = json(R"({"enable": true, "network": {"mode": "router"}})");
+  EXPECT_TRUE(read_port_settings(router).is_enabled);
+  EXPECT_TRUE(read_port_settings(router).is_router);
+  EXPECT_EQ(read_port_settings(router).network, &router["network"]);
+  EXPECT_FALSE(read_port_settings(json(R"({"network": {"mode": "Router"}})")).is_router);
+  EXPECT_FALSE(read_port_settings(json(R"({"network": {}})")).is_router);
+  EXPECT_FALSE(read_port_settings(json("{}")).is_enabled);
+  EXPECT_EQ(read_port_settings(json("{}")).network, nullptr);
+}

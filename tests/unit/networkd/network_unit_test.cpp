@@ -686,3 +686,68 @@ TEST_F(NetworkUnitTest, NothingIsTracedByDefault) {
     {"enable": true, "interface": "eth0", "gateway": "10.0.0.1"}]})");
   EXPECT_EQ(printed_by([&] { eth0_unit(ctx, R"({"ipv4": "192.168.1.1"})"); }), "");
 }
+
+// --- Decisions without output
+
+TEST_F(NetworkUnitTest, TheUsualMtuAndOneBelowOneAreNotWritten) {
+  const auto unit_with = [](const char* advanced) {
+    return read_network_unit(json(R"({"advanced": )" + std::string(advanced) + "}"));
+  };
+  EXPECT_EQ(unit_with(R"({"mtu": 1400})").mtu, std::nullopt);
+  EXPECT_FALSE(unit_with(R"({"mtu": 1400})").has_mtu());
+  EXPECT_FALSE(unit_with(R"({"mtu_override": true})").has_mtu());
+  EXPECT_TRUE(unit_with(R"({"mtu_override": true, "mtu": 1400})").has_mtu());
+  EXPECT_TRUE(unit_with(R"({"mtu_override": true, "mtu": 1})").has_mtu());
+  EXPECT_FALSE(unit_with(R"({"mtu_override": true, "mtu": 0})").has_mtu());
+  EXPECT_FALSE(unit_with(R"({"mtu_override": true, "mtu": 1500})").has_mtu());
+  EXPECT_EQ(unit_with(R"({"mtu_override": true, "mtu": 1500})").mtu, 1500);
+}
+
+TEST_F(NetworkUnitTest, AGatewayNeedsAStaticAddress) {
+  const Json::Value full =
+      json(R"({"ipv4": "192.168.1.1", "netmask": 24, "gateway": "192.168.1.2", "metric": 5})");
+  const NetworkUnit unit = read_network_unit(full);
+  EXPECT_STREQ(unit.ipv4, "192.168.1.1");
+  EXPECT_TRUE(unit.has_prefix());
+  EXPECT_STREQ(unit.default_gateway(), "192.168.1.2");
+  EXPECT_EQ(unit.metric, 5);
+  const Json::Value bare = json(R"({"netmask": 32, "gateway": "192.168.1.2", "metric": 0})");
+  EXPECT_FALSE(read_network_unit(bare).has_prefix());
+  EXPECT_STREQ(read_network_unit(bare).gateway, "192.168.1.2");
+  EXPECT_EQ(read_network_unit(bare).default_gateway(), nullptr);
+  EXPECT_EQ(read_network_unit(bare).metric, std::nullopt);
+  const Json::Value empty = json(R"({"ipv4": "192.168.1.1", "gateway": ""})");
+  EXPECT_EQ(read_network_unit(empty).default_gateway(), nullptr);
+  const Json::Value client = json(R"({"protocol": "dhcp_client", "ipv4": "a", "gateway": "b"})");
+  EXPECT_TRUE(read_network_unit(client).is_dhcp_client);
+  EXPECT_EQ(read_network_unit(client).default_gateway(), nullptr);
+}
+
+TEST_F(NetworkUnitTest, ASecondaryAddressIsWantedAndThere) {
+  NetworkContext ctx = context_of("{}");
+  ctx.bridge_primary_interface = "eth1";
+  const Json::Value wish = json(R"({"advanced": {"enable_secondary_ip": true}})");
+  EXPECT_TRUE(read_secondary_address(&ctx, "eth0", wish).is_wanted);
+  EXPECT_FALSE(read_secondary_address(&ctx, "eth0", json("{}")).is_wanted);
+  EXPECT_STREQ(read_secondary_address(&ctx, "eth0", wish).pair->gateway, "169.254.0.1");
+  EXPECT_STREQ(read_secondary_address(&ctx, "br-lan", wish).pair->gateway, "169.254.0.129");
+  EXPECT_EQ(read_secondary_address(&ctx, "wlan0", wish).pair, nullptr);
+  EXPECT_THAT(platform().log, IsEmpty());
+}
+
+TEST_F(NetworkUnitTest, AStaticRouteIsReadAsItIsWritten) {
+  const Json::Value full = json(R"({"gateway": "10.0.0.1", "ipv4": "10.1.0.0", "netmask": 16, "metric": 7})");
+  const RouteSettings route = read_route_settings(full);
+  EXPECT_TRUE(route.has_gateway);
+  EXPECT_STREQ(route.gateway, "10.0.0.1");
+  EXPECT_TRUE(route.has_destination());
+  EXPECT_STREQ(route.ipv4, "10.1.0.0");
+  EXPECT_EQ(route.prefix, 16);
+  EXPECT_EQ(route.metric, 7);
+  for (const char* gateway : {R"("")", R"("1.2.3")", R"("0.0.0.0")", "5"}) {
+    const Json::Value direct = json(R"({"ipv4": "10.1.0.0", "gateway": )" + std::string(gateway) + "}");
+    EXPECT_FALSE(read_route_settings(direct).has_gateway) << gateway;
+    EXPECT_FALSE(read_route_settings(direct).has_destination()) << gateway;
+  }
+  EXPECT_THAT(platform().log, IsEmpty());
+}

@@ -195,3 +195,21 @@ TEST_F(WifiTest, PrintsItsTraceLines) {
             "write_wifi_client\n"
             "append_clear_interfaces\n");
 }
+
+TEST_F(WifiTest, AnAccessPointHasAUnitOutsideTheBridgeAndWithANetwork) {
+  NetworkContext ctx = context_of(R"({"wireless": {"wifi": {"wlan0": {"ap": {"network": {}}}}},
+    "wired": {"bridge": {"interfaces": ["wlan0"]}}})");
+  EXPECT_FALSE(read_access_point(&ctx, "wlan0").is_bridged);
+  EXPECT_NE(read_access_point(&ctx, "wlan0").network, nullptr);
+  EXPECT_EQ(read_access_point(&ctx, "wlan1").network, nullptr);
+  ctx.bridge_enabled = true;
+  EXPECT_TRUE(read_access_point(&ctx, "wlan0").is_bridged);
+  EXPECT_EQ(read_access_point(&ctx, "wlan0").network, nullptr);
+}
+
+TEST_F(WifiTest, AClientHasAUnitWhileItIsEnabledWithANetwork) {
+  const Json::Value client = json(R"({"enable": true, "network": {}})");
+  EXPECT_EQ(read_wifi_client(client), &client["network"]);
+  EXPECT_EQ(read_wifi_client(json(R"({"network": {}})")), nullptr);
+  EXPECT_EQ(read_wifi_client(json(R"({"enable": true})")), nullptr);
+}
