@@ -10,6 +10,8 @@
 #include "config/interface_queries.h"
 #include "config/lookup.h"
 #include "config/ports.h"
+#include "dnsmasq/hosts.h"
+#include "dnsmasq/resolv_conf.h"
 #include "networkd/network_unit.h"
 #include "platform/libcmd.h"
 
@@ -194,19 +196,21 @@ void Painter::add_radios(Part& gateway) const {
 
 // The name servers and the names of hosts, as far as the configuration has any.
 static std::optional<Part> names_part(const Site& site) {
-  const bool has_link_servers = text_at(site.root, "dns.source") == "isp" && site.context.cell_enabled;
+  const bool has_link_servers = wants_link_servers(site.root);
   Part names{Part::Kind::kNames, "names", "", {&place_of(site.root, "dns")}};
   Part servers{Part::Kind::kLine, "", "servers", {}};
   for (const Json::Value& server : array_at(site.root, "dns.static"))
-    servers.parts.push_back({Part::Kind::kLine, text_of(server), "", {&server}});
+    servers.parts.push_back(
+        {Part::Kind::kLine, text_of(server), name_server_of(server).empty() ? "left out" : "", {&server}});
   if (has_link_servers)
     servers.text += servers.parts.empty() ? ": the cellular link's" : ": the cellular link's, otherwise";
   if (has_link_servers || !servers.parts.empty()) names.parts.push_back(std::move(servers));
   Part hosts{Part::Kind::kLine, "", "hosts", {&place_of(site.root, "hostnames")}};
   for (const Json::Value& host : array_at(site.root, "hostnames")) {
+    const auto [name, address] = read_host_name(host);
     hosts.parts.push_back({Part::Kind::kLine,
-                           text_at(host, "name").value_or("no name"),
-                           text_at(host, "ipv4").value_or("no address"),
+                           optional_text(name).value_or("no name"),
+                           optional_text(address).value_or("no address"),
                            {&host}});
   }
   if (!hosts.parts.empty()) names.parts.push_back(std::move(hosts));

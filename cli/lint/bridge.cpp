@@ -53,7 +53,7 @@ void bridge_member_disabled(const Site& site, Findings& findings) {
     if (!member.isString() || !is_configured(site, member.asString())) continue;
     const std::string name = member.asString();
     const bool is_port = find_ethernet_port(name) != nullptr;
-    if (is_port && !is_true(site.root, "wired." + name + ".enable")) {
+    if (is_port && !is_enabled(*object_at(site.root, "wired." + name))) {
       findings.add(member, name + " is disabled, but comes up again with the bridge");
     } else if (!is_port && !is_wlan_ap_enabled(&site.context, name.c_str())) {
       findings.add(member, "the access point " + name + " is disabled, so it does not join");

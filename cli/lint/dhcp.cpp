@@ -6,6 +6,7 @@
 #include "config/interface_queries.h"
 #include "config/lookup.h"
 #include "config/ports.h"
+#include "dnsmasq/dhcp_relay.h"
 #include "platform/libcmd.h"
 #include "util/json_path.h"
 
@@ -85,7 +86,7 @@ void server_on_disabled_port(const Site& site, Findings& findings) {
     if (port == nullptr || is_enabled(*port) || !is_eth_interface_enabled(&site.context, name.c_str()))
       continue;
     const bool is_served = is_eth_interface_dhcp_enabled(&site.context, name.c_str()) ||
-                           is_true(*port, "network.dhcp.dhcp_relay.enable") ||
+                           read_dhcp_relay(place_of(*port, "network")).is_enabled ||
                            site.context.passthrough_interface == name;
     if (!is_served) continue;
     findings.add(place_of(*port, "enable"),
@@ -118,7 +119,7 @@ bool serves_passthrough(const Site& site, const Interface& interface) {
 
 std::optional<PassthroughRange> passthrough_range(const Site& site, const Interface& interface) {
   if (section_of(site, interface) != PassthroughSection::kStaticWwan) return std::nullopt;
-  return read_passthrough_range(*interface.network, text_at(*interface.network, "ipv4").value_or(""));
+  return read_passthrough_range(*interface.network, optional_text(interface.unit.ipv4).value_or(""));
 }
 
 static std::vector<Range> ranges_of(const Site& site) {

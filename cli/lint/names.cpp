@@ -8,20 +8,21 @@
 #include "config/interface_queries.h"
 #include "config/lookup.h"
 #include "config/ports.h"
+#include "dnsmasq/hosts.h"
 
 void name_server_malformed(const Site& site, Findings& findings) {
   for (const Json::Value& server : array_at(site.root, "dns.static")) {
     const std::string text = text_of(server);
     if (server.isString() && parse_ipv4(text)) continue;
     findings.add(server, quoted(text) + " is not an IPv4 address" +
-                             (looks_like_address(text) ? "" : ", and is left out for being short"));
+                             (name_server_of(server).empty() ? ", and is left out for being short" : ""));
   }
 }
 
 void name_server_none(const Site& site, Findings& findings) {
   if (text_at(site.root, "dns.source") != "static") return;
   for (const Json::Value& server : array_at(site.root, "dns.static")) {
-    if (looks_like_address(text_of(server))) return;
+    if (!name_server_of(server).empty()) return;
   }
   findings.add(place_of(site.root, "dns"), "the source is \"static\", but \"static\" names no server");
 }
@@ -37,7 +38,8 @@ void name_source_unknown(const Site& site, Findings& findings) {
 template <typename Judge>
 static void for_each_host(const Site& site, Judge judge) {
   for (const Json::Value& host : array_at(site.root, "hostnames")) {
-    if (host.isObject()) judge(host, text_at(host, "name").value_or(""), text_at(host, "ipv4").value_or(""));
+    const auto [name, address] = read_host_name(host);
+    if (host.isObject()) judge(host, optional_text(name).value_or(""), optional_text(address).value_or(""));
   }
 }
 

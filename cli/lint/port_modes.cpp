@@ -4,21 +4,16 @@
 #include "config/lookup.h"
 #include "config/ports.h"
 #include "dnsmasq/passthrough.h"
+#include "networkd/ethernet.h"
 #include "networkd/wwan.h"
-#include "platform/libcmd.h"
 
 namespace {
 
 // An Ethernet port that the configuration has, enabled or not.
-struct Port {
+struct Port : PortSettings {
   std::string name;
   const Json::Value* settings;  // never null
-  const Json::Value* network;   // null when it has none
   std::optional<std::string> mode;
-
-  bool is_passthrough() const {
-    return mode && *mode != "router";
-  }
 };
 
 }  // namespace
@@ -28,9 +23,8 @@ static std::vector<Port> ports_of(const Site& site) {
   for (const EthernetPort& port : kEthernetPorts) {
     const std::string name = port.name;
     const Json::Value* settings = object_at(site.root, "wired." + name);
-    if (settings == nullptr) continue;
-    const Json::Value* network = object_at(*settings, "network");
-    ports.push_back({name, settings, network, network != nullptr ? text_at(*network, "mode") : std::nullopt});
+    if (settings != nullptr)
+      ports.push_back({read_port_settings(*settings), name, settings, text_at(*settings, "network.mode")});
   }
   return ports;
 }
@@ -53,21 +47,21 @@ static const Interface* find_passthrough_port(const Site& site) {
 
 void port_without_network(const Site& site, Findings& findings) {
   for (const Port& port : ports_of(site)) {
-    if (is_enabled(*port.settings) && port.network == nullptr)
+    if (port.is_enabled && port.network == nullptr)
       findings.add(place_of(*port.settings, "network"), port.name + " is enabled without a \"network\"");
   }
 }
 
 void port_mode_missing(const Site& site, Findings& findings) {
   for (const Port& port : ports_of(site)) {
-    if (is_enabled(*port.settings) && port.network != nullptr && !port.mode)
+    if (port.is_enabled && port.network != nullptr && !port.mode)
       findings.add(place_of(*port.network, "mode"), port.name + " is enabled without a \"mode\"");
   }
 }
 
 void port_mode_misspelt(const Site& site, Findings& findings) {
   for (const Port& port : ports_of(site)) {
-    if (!is_enabled(*port.settings) || !port.mode) continue;
+    if (!port.is_enabled || !port.mode) continue;
     if (const auto intended = intended_mode(*port.mode))
       findings.add(place_of(*port.network, "mode"),
                    quoted(*port.mode) + " is static pass-through: did you mean " + quoted(*intended) + "?");
@@ -76,7 +70,7 @@ void port_mode_misspelt(const Site& site, Findings& findings) {
 
 void passthrough_twice(const Site& site, Findings& findings) {
   for (const Port& port : ports_of(site)) {
-    if (!is_enabled(*port.settings) || !port.is_passthrough() || intended_mode(*port.mode)) continue;
+    if (!port.is_enabled || !port.mode || port.is_router || intended_mode(*port.mode)) continue;
     if (port.name != site.context.passthrough_interface)
       findings.add(place_of(*port.network, "mode"),
                    "only one port can be in pass-through, and it is " + site.context.passthrough_interface);
@@ -86,7 +80,7 @@ void passthrough_twice(const Site& site, Findings& findings) {
 void passthrough_port_disabled(const Site& site, Findings& findings) {
   if (!site.context.cell_enabled) return;
   for (const Port& port : ports_of(site)) {
-    if (port.name == site.context.passthrough_interface && !is_enabled(*port.settings))
+    if (port.name == site.context.passthrough_interface && !port.is_enabled)
       findings.add(place_of(*port.network, "mode"),
                    port.name + " is disabled, but its mode puts the cellular link into pass-through");
   }
@@ -104,10 +98,9 @@ void passthrough_incomplete(const Site& site, Findings& findings) {
       choose_passthrough_section(&site.context, port->name.c_str(), "") != PassthroughSection::kStaticWwan) {
     return;
   }
-  int prefix = 0;
-  if (text_at(*port->network, "ipv4").value_or("").empty()) {
+  if (optional_text(port->unit.ipv4).value_or("").empty()) {
     findings.add(place_of(*port->network, "ipv4"), "static pass-through serves DHCP only with an \"ipv4\"");
-  } else if (!config_get_int(*port->network, &prefix, "netmask")) {
+  } else if (!port->unit.prefix) {
     findings.add(place_of(*port->network, "netmask"),
                  "static pass-through serves DHCP only with a \"netmask\"");
   }

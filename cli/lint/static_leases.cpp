@@ -21,7 +21,7 @@ static void add_passthrough_ports(const Site& site, Owners& owners) {
   for (const Interface& interface : site.interfaces) {
     if (interface.kind != Interface::Kind::kPassthroughPort) continue;
     const SecondaryPair* pair = secondary_pair_of(interface.name);
-    const std::string own = text_at(*interface.network, "ipv4").value_or("");
+    const std::string own = optional_text(interface.unit.ipv4).value_or("");
     const bool is_automatic = choose_passthrough_section(&site.context, interface.name.c_str(), nullptr) ==
                               PassthroughSection::kAutomatic;
     const std::optional<Ipv4> address = parse_ipv4(is_automatic ? pair->gateway : own);

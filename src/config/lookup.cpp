@@ -41,6 +41,11 @@ std::string text_of(const Json::Value& value) {
   return has_text(value) ? value.asString() : std::string();
 }
 
+std::string name_server_of(const Json::Value& server) {
+  std::string text = text_of(server);
+  return looks_like_address(text) ? text : std::string();
+}
+
 const char* c_string_at(const Json::Value& object, std::string_view path) {
   const Json::Value* value = find_path(object, path);
   return value != nullptr && value->isString() ? value->asCString() : nullptr;

@@ -43,6 +43,9 @@ const char* c_string_at(const Json::Value& object, std::string_view path);
 // The integer there; nothing when there is none.
 std::optional<int> number_at(const Json::Value& object, std::string_view path);
 
+// The text of an element of "dns.static"; empty when it is left out, being too short for an address.
+std::string name_server_of(const Json::Value& server);
+
 // The object at the dotted `path` below `object`, read in place; null when it is missing.
 const Json::Value* object_at(const Json::Value& object, std::string_view path);
 

@@ -1,19 +1,18 @@
 #include "dnsmasq/hosts.h"
 
 #include <cstdio>
-#include <string>
 
 #include "config/lookup.h"
-#include "platform/libcmd.h"
 #include "util/open_file.h"
+
+HostName read_host_name(const Json::Value& host) {
+  return {c_string_at(host, "name"), c_string_at(host, "ipv4")};
+}
 
 void dnsmasq_add_hostnames(const NetworkContext* ctx) {
   for (const Json::Value& host : array_at(ctx->config, "hostnames")) {
-    std::string name;
-    std::string ipv4;
-    if (config_get_string(host, name, "name") && config_get_string(host, ipv4, "ipv4")) {
-      dnsmasq_add_dns_host(ctx, name.c_str(), ipv4.c_str());
-    }
+    const HostName entry = read_host_name(host);
+    if (entry.is_written()) dnsmasq_add_dns_host(ctx, entry.name, entry.ipv4);
   }
 }
 

@@ -2,9 +2,23 @@
 
 // The hosts file that dnsmasq serves names from.
 
+#include <json/json.h>
+
 #include "config/network_context.h"
 
 inline constexpr char kHostsFile[] = "/var/run/hosts";
+
+// What the configuration makes of an element of "hostnames". A string that it does not have is null.
+struct HostName {
+  const char* name;
+  const char* ipv4;
+
+  bool is_written() const {
+    return name != nullptr && ipv4 != nullptr;
+  }
+};
+
+HostName read_host_name(const Json::Value& host);
 
 // Appends the "hostnames" of the configuration.
 void dnsmasq_add_hostnames(const NetworkContext* ctx);

@@ -30,7 +30,7 @@ void write_unit_dns(const NetworkContext* ctx, std::FILE* file, const char* dns1
     return;
   }
   for (const Json::Value& server : array_at(ctx->config, "dns.static")) {
-    const std::string address = text_of(server);
-    if (looks_like_address(address)) std::fprintf(file, "DNS = %s\n", address.c_str());
+    const std::string address = name_server_of(server);
+    if (!address.empty()) std::fprintf(file, "DNS = %s\n", address.c_str());
   }
 }

@@ -79,3 +79,10 @@ TEST_F(RulesTest, AMissingOrMistypedArrayIsEmpty) {
   EXPECT_EQ(array_at(json(R"({"a": {"b": "text"}})"), "a.b").size(), 0U);
   EXPECT_EQ(array_at(json("{}"), "a.b"), Json::Value(Json::arrayValue));
 }
+
+TEST_F(RulesTest, ANameServerIsLongEnoughForAnAddress) {
+  EXPECT_EQ(name_server_of("9.9.9.9"), "9.9.9.9");
+  EXPECT_EQ(name_server_of(12345678), "12345678");
+  EXPECT_EQ(name_server_of("9.9.9."), "");
+  EXPECT_EQ(name_server_of(Json::Value(Json::arrayValue)), "");
+}

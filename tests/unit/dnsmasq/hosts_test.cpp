@@ -89,3 +89,12 @@ TEST_F(HostsTest, AddingAHostPrintsItsTraceLineAndTheListDoesNot) {
   ctx.trace = true;
   EXPECT_EQ(printed_by([&] { dnsmasq_add_hostnames(&ctx); }), "dnsmasq_add_dns_host\n");
 }
+
+TEST_F(HostsTest, AHostIsWrittenWithANameAndAnAddress) {
+  const Json::Value host = json(R"({"name": "nas", "ipv4": ""})");
+  EXPECT_STREQ(read_host_name(host).name, "nas");
+  EXPECT_STREQ(read_host_name(host).ipv4, "");
+  EXPECT_TRUE(read_host_name(host).is_written());
+  EXPECT_FALSE(read_host_name(json(R"({"name": "nas"})")).is_written());
+  EXPECT_FALSE(read_host_name(json(R"({"name": 5, "ipv4": "10.0.0.1"})")).is_written());
+}

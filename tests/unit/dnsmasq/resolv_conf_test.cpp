@@ -149,3 +149,12 @@ TEST_F(ResolvConfTest, PrintsItsTraceLine) {
   ctx.trace = true;
   EXPECT_EQ(printed_by([&] { dnsmasq_write_resolv_conf(&ctx); }), "dnsmasq_write_resolv_conf\n");
 }
+
+TEST_F(ResolvConfTest, TheLinksServersAreWantedFromItsProviderWhileItIsEnabled) {
+  EXPECT_TRUE(
+      wants_link_servers(json(R"({"dns": {"source": "isp"}, "wireless": {"cell": {"enable": true}}})")));
+  EXPECT_FALSE(wants_link_servers(json(R"({"dns": {"source": "isp"}})")));
+  EXPECT_FALSE(
+      wants_link_servers(json(R"({"dns": {"source": "static"}, "wireless": {"cell": {"enable": true}}})")));
+  EXPECT_FALSE(wants_link_servers(json(R"({"wireless": {"cell": {"enable": true}}})")));
+}
