@@ -208,10 +208,8 @@ static std::optional<Part> names_part(const Site& site) {
   Part hosts{Part::Kind::kLine, "", "hosts", {&place_of(site.root, "hostnames")}};
   for (const Json::Value& host : array_at(site.root, "hostnames")) {
     const auto [name, address] = read_host_name(host);
-    hosts.parts.push_back({Part::Kind::kLine,
-                           optional_text(name).value_or("no name"),
-                           optional_text(address).value_or("no address"),
-                           {&host}});
+    hosts.parts.push_back(
+        {Part::Kind::kLine, name.value_or("no name"), address.value_or("no address"), {&host}});
   }
   if (!hosts.parts.empty()) names.parts.push_back(std::move(hosts));
   if (names.parts.empty()) return std::nullopt;

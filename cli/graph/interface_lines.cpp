@@ -38,8 +38,8 @@ static std::string metric_text(const std::optional<int>& metric) {
 }
 
 // ", for 12h"; empty without a lease time.
-static std::string lease_time_text(const char* lease_time) {
-  const std::string time = optional_text(lease_time).value_or("");
+static std::string lease_time_text(const std::optional<std::string>& lease_time) {
+  const std::string time = lease_time.value_or("");
   if (time.empty()) return "";
   const bool is_number =
       std::all_of(time.begin(), time.end(), [](unsigned char c) { return std::isdigit(c) != 0; });
@@ -50,7 +50,7 @@ static std::string address_text(const Site& site, const Interface& interface) {
   if (interface.kind == Interface::Kind::kPassthroughPort && site.context.passthrough_auto)
     return "the address of the cellular gateway";
   if (interface.unit.is_dhcp_client) return "an address by DHCP";
-  const std::string address = optional_text(interface.unit.ipv4).value_or("");
+  const std::string address = interface.unit.ipv4.value_or("");
   if (address.empty()) return "no address";
   if (!interface.unit.has_prefix()) return address;
   const std::optional<Subnet> subnet = interface.subnet();
@@ -86,25 +86,24 @@ void add_passthrough_lines(const Site& site, const Interface& interface, Part& p
   const Json::Value& dhcp = own != nullptr ? *own : kNone;
   if (const auto range = passthrough_range(site, interface)) {
     add_line(part,
-             "DHCP " + std::string(*range->start != 0 ? range->start : "?") + " to " +
-                 (*range->end != 0 ? range->end : "?") + lease_time_text(c_string_at(dhcp, "leasetime")),
+             "DHCP " + (range->start.empty() ? "?" : range->start) + " to " +
+                 (range->end.empty() ? "?" : range->end) + lease_time_text(string_at(dhcp, "leasetime")),
              {&dhcp});
   } else if (serves_passthrough(site, interface)) {
-    add_line(
-        part,
-        "the device behind it gets the cellular address" + lease_time_text(c_string_at(dhcp, "leasetime")),
-        {&dhcp});
+    add_line(part,
+             "the device behind it gets the cellular address" + lease_time_text(string_at(dhcp, "leasetime")),
+             {&dhcp});
   }
   const std::string fallback = secondary_pair_of(interface.name)->device;
   add_line(part,
-           "while the link is down: " + fallback + lease_time_text(c_string_at(dhcp, "secondary_leasetime")),
+           "while the link is down: " + fallback + lease_time_text(string_at(dhcp, "secondary_leasetime")),
            {&place_of(dhcp, "secondary_leasetime")});
 }
 
 static Part lease_part(const StaticLease& lease) {
   return {Part::Kind::kLine,
-          optional_text(lease.ipv4).value_or("no address"),
-          optional_text(lease.mac).value_or("no MAC address"),
+          lease.ipv4.value_or("no address"),
+          lease.mac.value_or("no MAC address"),
           {lease.settings}};
 }
 
@@ -114,8 +113,7 @@ static void add_server(const DhcpServer& server, Part& part) {
     add_line(part, "DHCP is enabled, but not served", {section.dhcp});
     return;
   }
-  add_line(part,
-           std::string("DHCP ") + section.start + " to " + section.end + lease_time_text(section.lease_time),
+  add_line(part, "DHCP " + *section.start + " to " + *section.end + lease_time_text(section.lease_time),
            {section.dhcp});
   Part leases{Part::Kind::kLine, "", "fixed leases", {&place_of(*section.dhcp, "mac_binding.devices")}};
   for (const StaticLease& lease : read_static_leases(*section.dhcp))
@@ -129,8 +127,7 @@ void add_dhcp_lines(const Site& site, const Interface& interface, const DhcpServ
   const Json::Value& dhcp = *read_dhcp_relay(*interface.network).dhcp;
   std::string text;
   for (const char* key : kRelayServerKeys) {
-    if (const char* address = read_relay_server(dhcp, key))
-      text += std::string(text.empty() ? "" : " and ") + address;
+    if (const auto address = read_relay_server(dhcp, key)) text += (text.empty() ? "" : " and ") + *address;
   }
   add_line(part, "DHCP requests go to " + (text.empty() ? "no server" : text),
            {&place_of(dhcp, "dhcp_relay")});
@@ -139,7 +136,7 @@ void add_dhcp_lines(const Site& site, const Interface& interface, const DhcpServ
 // The destination as a subnet, or the words of the configuration when they are no subnet.
 static std::string destination_text(const StaticRoute& route) {
   if (const auto destination = route.destination()) return to_text(*destination);
-  return optional_text(route.written.ipv4).value_or("nowhere") +
+  return route.written.ipv4.value_or("nowhere") +
          (route.written.prefix ? "/" + std::to_string(*route.written.prefix) : "");
 }
 

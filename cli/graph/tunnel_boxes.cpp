@@ -14,13 +14,13 @@ static void add_line(Part& part, std::string text, std::vector<const Json::Value
 static std::string network_text(const Json::Value& object, const char* address, const char* prefix) {
   int length = 0;
   const bool has_prefix = config_get_int(object, &length, prefix);
-  return text_at(object, address).value_or("no address") + (has_prefix ? "/" + std::to_string(length) : "");
+  return string_at(object, address).value_or("no address") + (has_prefix ? "/" + std::to_string(length) : "");
 }
 
 static Part far_end_of(const GreTunnel& tunnel) {
   const Json::Value& settings = *tunnel.settings;
   Part end{Part::Kind::kFarEnd,
-           optional_text(tunnel.remote_ip).value_or("nowhere"),
+           tunnel.remote_ip.value_or("nowhere"),
            "far end",
            {&place_of(settings, "remote_ip")}};
   for (const Json::Value& network : *tunnel.networks) {
@@ -33,23 +33,22 @@ static Part far_end_of(const GreTunnel& tunnel) {
 
 static Part gre_part(const GreTunnel& tunnel) {
   const Json::Value& settings = *tunnel.settings;
-  const std::string title = optional_text(tunnel.description).value_or("");
+  const std::string title = tunnel.description.value_or("");
   Part part{Part::Kind::kTunnel,
             gre_tunnel_name(tunnel.index),
             "GRE tunnel" + (title.empty() ? "" : ", " + title),
             {&settings}};
-  const std::string local = optional_text(tunnel.local_ip).value_or("nowhere");
+  const std::string local = tunnel.local_ip.value_or("nowhere");
   add_line(part, "from " + (local == kGreDynamicAddress ? "the cellular address" : local),
            {&place_of(settings, "local_ip")});
   add_line(part,
-           std::string(tunnel.inner_local_ip) + "/" + std::to_string(tunnel.inner_prefix) + " here, " +
-               tunnel.inner_remote_ip + " there",
+           *tunnel.inner_local_ip + "/" + std::to_string(tunnel.inner_prefix) + " here, " +
+               *tunnel.inner_remote_ip + " there",
            {&place_of(settings, "tunnel_local_ip"), &place_of(settings, "tunnel_netmask"),
             &place_of(settings, "tunnel_remote_ip")});
   if (tunnel.mtu) add_line(part, "MTU " + std::to_string(*tunnel.mtu), {&place_of(settings, "mtu_size")});
   if (tunnel.routes_incoming) {
-    add_line(part,
-             "what arrives goes back by " + optional_text(tunnel.incoming_gateway).value_or("no gateway"),
+    add_line(part, "what arrives goes back by " + tunnel.incoming_gateway.value_or("no gateway"),
              {&place_of(settings, "incoming_gre_gateway")});
   }
   part.parts.push_back(far_end_of(tunnel));
@@ -86,7 +85,7 @@ static void add_gre(const Site& site, std::vector<TunnelPart>& parts) {
       continue;
     }
     const GreTunnel& tunnel = *found->second;
-    const std::string local = optional_text(tunnel.local_ip).value_or("");
+    const std::string local = tunnel.local_ip.value_or("");
     const std::optional<Ipv4> address = parse_ipv4(local);
     const auto interface = address ? interfaces.find(*address) : interfaces.end();
     parts.push_back({gre_part(tunnel), local == kGreDynamicAddress,
@@ -96,7 +95,7 @@ static void add_gre(const Site& site, std::vector<TunnelPart>& parts) {
 
 // Adds each piece between commas, without the blanks around it.
 static void add_networks(const Json::Value& peer, Part& part) {
-  const std::string list = text_at(peer, "allowed_ips").value_or("");
+  const std::string list = string_at(peer, "allowed_ips").value_or("");
   std::size_t begin = 0;
   while (begin < list.size()) {
     const std::size_t end = std::min(list.find(',', begin), list.size());
@@ -111,10 +110,10 @@ static void add_networks(const Json::Value& peer, Part& part) {
 static Part wireguard_part(const std::string& name, const Json::Value& interface) {
   Part part{Part::Kind::kTunnel,
             name,
-            "WireGuard, " + text_at(interface, "local_addrs").value_or("no address"),
+            "WireGuard, " + string_at(interface, "local_addrs").value_or("no address"),
             {&interface}};
   for (const Json::Value& peer : array_at(interface, "peers")) {
-    const std::string endpoint = text_at(peer, "endpoint").value_or("");
+    const std::string endpoint = string_at(peer, "endpoint").value_or("");
     Part end{Part::Kind::kFarEnd, endpoint.empty() ? "anywhere" : endpoint, "peer", {&peer}};
     add_networks(peer, end);
     part.parts.push_back(std::move(end));

@@ -11,12 +11,12 @@
 // Whether the unit of the interface takes the address at "ipv4".
 static bool takes_static_address(const Site& site, const Interface& interface) {
   return interface.kind == Interface::Kind::kPassthroughPort
-             ? read_passthrough_port(&site.context).address != nullptr
+             ? read_passthrough_port(&site.context).address.has_value()
              : !interface.unit.is_dhcp_client;
 }
 
 static void add_if_malformed(const Json::Value& object, Findings& findings) {
-  const std::optional<std::string> text = text_at(object, "ipv4");
+  const std::optional<std::string> text = string_at(object, "ipv4");
   if (!text || parse_ipv4(*text)) return;
   const bool has_prefix = parse_ipv4(text->substr(0, text->find('/'))).has_value();
   const char* problem =
@@ -76,7 +76,7 @@ void netmask_out_of_range(const Site& site, Findings& findings) {
   for (const Interface& interface : site.interfaces) {
     // The prefix length of a port in automatic pass-through replaces the link's.
     const bool is_passthrough = interface.kind == Interface::Kind::kPassthroughPort;
-    if (is_passthrough || (!interface.unit.is_dhcp_client && interface.unit.ipv4 != nullptr))
+    if (is_passthrough || (!interface.unit.is_dhcp_client && interface.unit.ipv4))
       add_if_outside(*interface.network, "netmask", "netmask", 1, 32, findings);
   }
   for (const StaticRoute& route : site.routes)
@@ -127,7 +127,7 @@ static std::vector<OwnedSubnet> all_subnets(const Site& site) {
       subnets.push_back({interface.name, own.subnet, own.place});
   }
   for (const GreTunnel& tunnel : site.tunnels) {
-    const std::optional<Subnet> subnet = parse_subnet(tunnel.inner_local_ip, tunnel.inner_prefix);
+    const std::optional<Subnet> subnet = parse_subnet(*tunnel.inner_local_ip, tunnel.inner_prefix);
     // Several tunnels may share one address that has no network around it.
     if (subnet && subnet->prefix < 32)
       subnets.push_back(

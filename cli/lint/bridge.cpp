@@ -62,20 +62,20 @@ void bridge_member_disabled(const Site& site, Findings& findings) {
 }
 
 void bridge_primary_missing(const Site& site, Findings& findings) {
-  if (!site.context.bridge_enabled || text_at(site.root, "wired.bridge.primary_interface")) return;
+  if (!site.context.bridge_enabled || string_at(site.root, "wired.bridge.primary_interface")) return;
   findings.add(place_of(site.root, "wired.bridge"),
                "the bridge has no \"primary_interface\", whose network would be its own");
 }
 
 void bridge_primary_not_a_member(const Site& site, Findings& findings) {
-  const std::optional<std::string> primary = text_at(site.root, "wired.bridge.primary_interface");
+  const std::optional<std::string> primary = string_at(site.root, "wired.bridge.primary_interface");
   if (!site.context.bridge_enabled || !primary || interface_is_bridged(&site.context, *primary)) return;
   findings.add(place_of(site.root, "wired.bridge.primary_interface"),
                *primary + " is not a member of the bridge");
 }
 
 void bridge_primary_without_network(const Site& site, Findings& findings) {
-  const std::optional<std::string> primary = text_at(site.root, "wired.bridge.primary_interface");
+  const std::optional<std::string> primary = string_at(site.root, "wired.bridge.primary_interface");
   if (!site.context.bridge_enabled || !primary || site.find_interface(kBridgeName) != nullptr) return;
   findings.add(place_of(site.root, "wired.bridge.primary_interface"),
                quoted(*primary) + " has no \"network\" that could be that of the bridge");

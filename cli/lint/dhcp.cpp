@@ -19,7 +19,7 @@ struct Range {
   bool is_idle;
 
   std::optional<Ipv4> at(const char* key) const {
-    return parse_ipv4(text_at(*dhcp, key).value_or(""));
+    return parse_ipv4(string_at(*dhcp, key).value_or(""));
   }
 };
 
@@ -98,8 +98,8 @@ void disabled_vlan_refused(const Site& site, Findings& findings) {
   for (const DhcpServer& server : site.servers) {
     if (!server.is_idle || !server.is_served) continue;
     const Json::Value& network = *server.interface->network;
-    if (!parse_ipv4(server.section.router)) {
-      findings.add(place_of(network, "ipv4"), quoted(server.section.router) + " is not an IPv4 address");
+    if (!parse_ipv4(*server.section.router)) {
+      findings.add(place_of(network, "ipv4"), quoted(*server.section.router) + " is not an IPv4 address");
     }
     if (!subnet_with(0, *server.section.prefix)) {
       findings.add(place_of(network, "netmask"),
@@ -119,7 +119,7 @@ bool serves_passthrough(const Site& site, const Interface& interface) {
 
 std::optional<PassthroughRange> passthrough_range(const Site& site, const Interface& interface) {
   if (section_of(site, interface) != PassthroughSection::kStaticWwan) return std::nullopt;
-  return read_passthrough_range(*interface.network, optional_text(interface.unit.ipv4).value_or(""));
+  return read_passthrough_range(*interface.network, interface.unit.ipv4.value_or(""));
 }
 
 static std::vector<Range> ranges_of(const Site& site) {
@@ -153,7 +153,7 @@ void range_malformed(const Site& site, Findings& findings) {
   for (const Range& range : ranges_of(site)) {
     for (const char* key : {"start", "end"}) {
       if (range.at(key)) continue;
-      const std::optional<std::string> text = text_at(*range.dhcp, key);
+      const std::optional<std::string> text = string_at(*range.dhcp, key);
       findings.add(place_of(*range.dhcp, key),
                    text ? quoted(*text) + " is not an IPv4 address" : quoted(key) + " is missing");
     }

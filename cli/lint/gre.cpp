@@ -25,7 +25,7 @@ void tunnel_without_inner_address(const Site& site, Findings& findings) {
 void tunnel_address_malformed(const Site& site, Findings& findings) {
   for (const GreTunnel& tunnel : enabled_tunnels(site)) {
     for (const char* key : {"remote_ip", "local_ip", "tunnel_local_ip", "tunnel_remote_ip"}) {
-      const std::optional<std::string> text = text_at(*tunnel.settings, key);
+      const std::optional<std::string> text = string_at(*tunnel.settings, key);
       const bool is_dynamic = text == kGreDynamicAddress && std::string(key) == "local_ip";
       if (!text || is_dynamic || parse_ipv4(*text)) continue;
       findings.add(place_of(*tunnel.settings, key), quoted(*text) + " is not an IPv4 address");
@@ -43,16 +43,15 @@ void tunnel_netmask_out_of_range(const Site& site, Findings& findings) {
 
 void tunnel_without_remote(const Site& site, Findings& findings) {
   for (const GreTunnel& tunnel : enabled_tunnels(site)) {
-    if (tunnel.remote_ip == nullptr)
-      findings.add(*tunnel.settings, "the tunnel has no far end, \"remote_ip\"");
+    if (!tunnel.remote_ip) findings.add(*tunnel.settings, "the tunnel has no far end, \"remote_ip\"");
   }
 }
 
 void tunnel_twice(const Site& site, Findings& findings) {
   std::unordered_set<std::string> ends;
   for (const GreTunnel& tunnel : enabled_tunnels(site)) {
-    const std::string remote = optional_text(tunnel.remote_ip).value_or("");
-    const std::string local = optional_text(tunnel.local_ip).value_or("");
+    const std::string remote = tunnel.remote_ip.value_or("");
+    const std::string local = tunnel.local_ip.value_or("");
     if (ends.insert(remote + " " + local).second) continue;
     findings.add(place_of(*tunnel.settings, "remote_ip"),
                  "another tunnel has the same ends, and the kernel makes only one of them");
@@ -71,7 +70,7 @@ static void for_each_network(const Site& site, Judge judge) {
 
 void tunnel_network_malformed(const Site& site, Findings& findings) {
   for_each_network(site, [&](const Json::Value& network, const std::optional<GreRoute>& route) {
-    const std::optional<std::string> address = text_at(network, "dest_ip");
+    const std::optional<std::string> address = string_at(network, "dest_ip");
     if (!route && (!address || !number_at(network, "dest_netmask"))) {
       findings.add(network, "a network behind a tunnel needs \"dest_ip\" and \"dest_netmask\"");
     } else if (!route || !parse_ipv4(route->destination)) {
@@ -97,12 +96,12 @@ void tunnel_incoming_gateway(const Site& site, Findings& findings) {
   for (const GreTunnel& tunnel : enabled_tunnels(site)) {
     const Json::Value& settings = *tunnel.settings;
     if (!tunnel.routes_incoming) continue;
-    if (tunnel.incoming_gateway == nullptr) {
+    if (!tunnel.incoming_gateway) {
       findings.add(place_of(settings, "route_incoming"),
                    "\"route_incoming\" needs the gateway \"incoming_gre_gateway\"");
-    } else if (!parse_ipv4(tunnel.incoming_gateway)) {
+    } else if (!parse_ipv4(*tunnel.incoming_gateway)) {
       findings.add(place_of(settings, "incoming_gre_gateway"),
-                   quoted(tunnel.incoming_gateway) + " is not an IPv4 address");
+                   quoted(*tunnel.incoming_gateway) + " is not an IPv4 address");
     }
   }
 }
@@ -110,7 +109,7 @@ void tunnel_incoming_gateway(const Site& site, Findings& findings) {
 void tunnel_dynamic_without_cell(const Site& site, Findings& findings) {
   if (site.context.cell_enabled) return;
   for (const GreTunnel& tunnel : enabled_tunnels(site)) {
-    if (optional_text(tunnel.local_ip) != kGreDynamicAddress) continue;
+    if (tunnel.local_ip != kGreDynamicAddress) continue;
     findings.add(place_of(*tunnel.settings, "local_ip"),
                  "\"dynamic\" is the cellular address, and the cellular link is disabled");
   }

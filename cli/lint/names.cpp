@@ -20,7 +20,7 @@ void name_server_malformed(const Site& site, Findings& findings) {
 }
 
 void name_server_none(const Site& site, Findings& findings) {
-  if (text_at(site.root, "dns.source") != "static") return;
+  if (string_at(site.root, "dns.source") != "static") return;
   for (const Json::Value& server : array_at(site.root, "dns.static")) {
     if (!name_server_of(server).empty()) return;
   }
@@ -28,7 +28,7 @@ void name_server_none(const Site& site, Findings& findings) {
 }
 
 void name_source_unknown(const Site& site, Findings& findings) {
-  const std::optional<std::string> source = text_at(site.root, "dns.source");
+  const std::optional<std::string> source = string_at(site.root, "dns.source");
   if (!source || *source == "isp" || *source == "static") return;
   findings.add(place_of(site.root, "dns.source"),
                "the source is \"isp\" or \"static\"; " + quoted(*source) + " counts as \"static\"");
@@ -39,7 +39,7 @@ template <typename Judge>
 static void for_each_host(const Site& site, Judge judge) {
   for (const Json::Value& host : array_at(site.root, "hostnames")) {
     const auto [name, address] = read_host_name(host);
-    if (host.isObject()) judge(host, optional_text(name).value_or(""), optional_text(address).value_or(""));
+    if (host.isObject()) judge(host, name.value_or(""), address.value_or(""));
   }
 }
 

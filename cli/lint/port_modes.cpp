@@ -24,7 +24,7 @@ static std::vector<Port> ports_of(const Site& site) {
     const std::string name = port.name;
     const Json::Value* settings = object_at(site.root, "wired." + name);
     if (settings != nullptr)
-      ports.push_back({read_port_settings(*settings), name, settings, text_at(*settings, "network.mode")});
+      ports.push_back({read_port_settings(*settings), name, settings, string_at(*settings, "network.mode")});
   }
   return ports;
 }
@@ -40,7 +40,7 @@ static std::optional<std::string> intended_mode(const std::string& mode) {
 static const Interface* find_passthrough_port(const Site& site) {
   for (const Interface& interface : site.interfaces) {
     if (interface.kind != Interface::Kind::kPassthroughPort) continue;
-    return intended_mode(text_at(*interface.network, "mode").value_or("")) ? nullptr : &interface;
+    return intended_mode(string_at(*interface.network, "mode").value_or("")) ? nullptr : &interface;
   }
   return nullptr;
 }
@@ -98,7 +98,7 @@ void passthrough_incomplete(const Site& site, Findings& findings) {
       choose_passthrough_section(&site.context, port->name.c_str(), "") != PassthroughSection::kStaticWwan) {
     return;
   }
-  if (optional_text(port->unit.ipv4).value_or("").empty()) {
+  if (port->unit.ipv4.value_or("").empty()) {
     findings.add(place_of(*port->network, "ipv4"), "static pass-through serves DHCP only with an \"ipv4\"");
   } else if (!port->unit.prefix) {
     findings.add(place_of(*port->network, "netmask"),

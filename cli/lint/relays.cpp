@@ -54,7 +54,7 @@ static std::string hindrance(const Site& site, const Relay& relay) {
     case Interface::Kind::kAccessPoint:
       break;
   }
-  return relay.settings.local_ip != nullptr ? "" : name + " does not relay without \"ipv4\"";
+  return relay.settings.local_ip ? "" : name + " does not relay without \"ipv4\"";
 }
 
 bool is_relay_used(const Site& site, const Interface& interface) {
@@ -80,7 +80,7 @@ void relay_unused(const Site& site, Findings& findings) {
 void relay_without_server(const Site& site, Findings& findings) {
   for (const Relay& relay : used_relays(site)) {
     const auto is_missing = [&relay](const char* key) {
-      return text_at(*relay.settings.dhcp, key).value_or("").empty();
+      return string_at(*relay.settings.dhcp, key).value_or("").empty();
     };
     if (!std::all_of(std::begin(kRelayServerKeys), std::end(kRelayServerKeys), is_missing)) continue;
     findings.add(place_of(*relay.settings.dhcp, "dhcp_relay"),
@@ -98,9 +98,8 @@ static bool is_server(const std::string& text) {
 void relay_server_malformed(const Site& site, Findings& findings) {
   for (const Relay& relay : used_relays(site)) {
     for (const char* key : kRelayServerKeys) {
-      const std::string server = text_at(*relay.settings.dhcp, key).value_or("");
-      if (server.empty() || (read_relay_server(*relay.settings.dhcp, key) != nullptr && is_server(server)))
-        continue;
+      const std::string server = string_at(*relay.settings.dhcp, key).value_or("");
+      if (server.empty() || (read_relay_server(*relay.settings.dhcp, key) && is_server(server))) continue;
       findings.add(place_of(*relay.settings.dhcp, key),
                    quoted(server) + " is neither an IPv4 address nor a host name");
     }
@@ -126,6 +125,6 @@ void relay_of_dhcp_client(const Site& site, Findings& findings) {
     if (!relay.interface->unit.is_dhcp_client) continue;
     findings.add(
         place_of(network, "protocol"),
-        relay.interface->name + " relays only while a DHCP server gives it " + relay.settings.local_ip);
+        relay.interface->name + " relays only while a DHCP server gives it " + *relay.settings.local_ip);
   }
 }

@@ -21,16 +21,16 @@
 // The "gateway" of an interface that has only static addresses; nothing when it has none or another kind.
 static std::optional<std::string> gateway_of(const Interface& interface) {
   if (interface.kind == Interface::Kind::kPassthroughPort) return std::nullopt;
-  return optional_text(interface.unit.gateway);
+  return interface.unit.gateway;
 }
 
 std::optional<std::string> written_gateway_of(const Interface& interface) {
   if (interface.kind == Interface::Kind::kPassthroughPort) return std::nullopt;
-  return optional_text(interface.unit.default_gateway());
+  return interface.unit.default_gateway();
 }
 
 std::optional<std::string> written_gateway_of(const StaticRoute& route) {
-  return optional_text(route.written.has_gateway ? route.written.gateway : nullptr);
+  return route.written.has_gateway ? route.written.gateway : std::nullopt;
 }
 
 void gateway_malformed(const Site& site, Findings& findings) {
@@ -46,7 +46,7 @@ void gateway_malformed(const Site& site, Findings& findings) {
 
 void gateway_ignored(const Site& site, Findings& findings) {
   for (const StaticRoute& route : site.routes) {
-    const std::string gateway = optional_text(route.written.gateway).value_or("");
+    const std::string gateway = route.written.gateway.value_or("");
     if (gateway.empty() || looks_like_address(gateway)) continue;
     findings.add(place_of(*route.settings, "gateway"),
                  quoted(gateway) + " is too short for an address: the route leads straight to " +
@@ -304,7 +304,7 @@ void route_without_interface(const Site& site, Findings& findings) {
 void route_incomplete(const Site& site, Findings& findings) {
   for (const StaticRoute& route : site.routes) {
     if (route.written.has_destination()) continue;
-    if (route.written.ipv4 == nullptr) {
+    if (!route.written.ipv4) {
       findings.add(place_of(*route.settings, "ipv4"), "the route has no \"ipv4\"");
     } else {
       findings.add(place_of(*route.settings, "netmask"), "the route has no \"netmask\"");
@@ -316,7 +316,7 @@ void route_host_bits(const Site& site, Findings& findings) {
   for (const StaticRoute& route : site.routes) {
     const std::optional<Subnet> destination = route.destination();
     if (!destination) continue;
-    const std::string given = route.written.ipv4;
+    const std::string& given = *route.written.ipv4;
     if (parse_ipv4(given) == destination->address) continue;
     findings.add(place_of(*route.settings, "ipv4"),
                  given + " is an address in " + to_text(*destination) + ", to which the route leads");

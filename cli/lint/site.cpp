@@ -151,8 +151,8 @@ static std::optional<OwnAddress> secondary_address_of(const NetworkContext& cont
 
 std::vector<OwnAddress> Site::addresses_of(const Interface& interface) const {
   std::vector<OwnAddress> addresses;
-  const bool has_others = interface.kind == Interface::Kind::kPassthroughPort &&
-                          read_passthrough_port(&context).address == nullptr;
+  const bool has_others =
+      interface.kind == Interface::Kind::kPassthroughPort && !read_passthrough_port(&context).address;
   const auto own = has_others ? std::nullopt : static_address_of(interface);
   if (own) addresses.push_back(*own);
   if (const auto secondary = secondary_address_of(context, interface)) addresses.push_back(*secondary);
@@ -167,7 +167,7 @@ bool Site::is_router_port(const std::string& name) const {
 }
 
 std::optional<Ipv4> Interface::address() const {
-  return unit.ipv4 != nullptr && !unit.is_dhcp_client ? parse_ipv4(unit.ipv4) : std::nullopt;
+  return unit.ipv4 && !unit.is_dhcp_client ? parse_ipv4(*unit.ipv4) : std::nullopt;
 }
 
 std::optional<Subnet> Interface::subnet() const {
@@ -176,13 +176,7 @@ std::optional<Subnet> Interface::subnet() const {
 }
 
 std::optional<Subnet> StaticRoute::destination() const {
-  return written.has_destination() ? parse_subnet(written.ipv4, *written.prefix) : std::nullopt;
-}
-
-std::optional<std::string> text_at(const Json::Value& object, const std::string& path) {
-  std::string text;
-  if (!config_get_string(object, text, path)) return std::nullopt;
-  return text;
+  return written.has_destination() ? parse_subnet(*written.ipv4, *written.prefix) : std::nullopt;
 }
 
 std::string quoted(const std::string& text) {

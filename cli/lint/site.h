@@ -107,14 +107,6 @@ class Site {
   std::unordered_map<std::string, const Interface*> interfaces_by_name_;
 };
 
-// The text at the dotted path below `object`; nothing when it is missing or no text.
-std::optional<std::string> text_at(const Json::Value& object, const std::string& path);
-
-// The C string; nothing for a null pointer.
-inline std::optional<std::string> optional_text(const char* text) {
-  return text != nullptr ? std::optional<std::string>(text) : std::nullopt;
-}
-
 // The text in quotes, as a message names what a configuration calls something; of a long one, the beginning.
 std::string quoted(const std::string& text);
 

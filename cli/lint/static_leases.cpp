@@ -10,7 +10,7 @@
 #include "dnsmasq/passthrough.h"
 
 static std::optional<Ipv4> address_of(const StaticLease& lease) {
-  return parse_ipv4(optional_text(lease.ipv4).value_or(""));
+  return parse_ipv4(lease.ipv4.value_or(""));
 }
 
 // The hosts that dnsmasq knows by their address, with what a message calls each.
@@ -21,7 +21,7 @@ static void add_passthrough_ports(const Site& site, Owners& owners) {
   for (const Interface& interface : site.interfaces) {
     if (interface.kind != Interface::Kind::kPassthroughPort) continue;
     const SecondaryPair* pair = secondary_pair_of(interface.name);
-    const std::string own = optional_text(interface.unit.ipv4).value_or("");
+    const std::string own = interface.unit.ipv4.value_or("");
     const bool is_automatic = choose_passthrough_section(&site.context, interface.name.c_str(), nullptr) ==
                               PassthroughSection::kAutomatic;
     const std::optional<Ipv4> address = parse_ipv4(is_automatic ? pair->gateway : own);
@@ -30,8 +30,7 @@ static void add_passthrough_ports(const Site& site, Owners& owners) {
 }
 
 static std::string owner_of(const StaticLease& lease, const Interface& interface) {
-  return "the fixed lease of " + optional_text(lease.mac).value_or("another device") + " on " +
-         interface.name;
+  return "the fixed lease of " + lease.mac.value_or("another device") + " on " + interface.name;
 }
 
 void lease_address_twice(const Site& site, Findings& findings) {
@@ -53,7 +52,7 @@ void lease_address_malformed(const Site& site, Findings& findings) {
   for (const DhcpServer& server : site.servers) {
     if (!server.is_served) continue;
     for (const StaticLease& lease : read_static_leases(*server.section.dhcp)) {
-      const std::optional<std::string> text = optional_text(lease.ipv4);
+      const std::optional<std::string> text = lease.ipv4;
       if (!text && !server.is_idle) {
         findings.add(place_of(*lease.settings, "ipv4"), "a fixed lease without \"ipv4\"");
       } else if (text && !parse_ipv4(*text)) {
@@ -99,7 +98,7 @@ void lease_mac_malformed(const Site& site, Findings& findings) {
   for (const DhcpServer& server : site.servers) {
     if (!server.is_served) continue;
     for (const StaticLease& lease : read_static_leases(*server.section.dhcp)) {
-      const std::optional<std::string> text = optional_text(lease.mac);
+      const std::optional<std::string> text = lease.mac;
       if (!text && !server.is_idle) {
         findings.add(place_of(*lease.settings, "mac"), "a fixed lease without \"mac\"");
       } else if (text && !normal_mac(*text) && !device_name(*text)) {
@@ -116,12 +115,11 @@ void lease_mac_twice(const Site& site, Findings& findings) {
     // One device may have a fixed lease on each network.
     std::unordered_map<std::string, std::string> addresses;
     for (const StaticLease& lease : read_static_leases(*server.section.dhcp)) {
-      const std::string text = optional_text(lease.mac).value_or("");
+      const std::string text = lease.mac.value_or("");
       const std::optional<std::string> mac = normal_mac(text);
       const std::optional<std::string> device = mac ? mac : device_name(text);
       if (!device) continue;
-      const auto [address, is_new] =
-          addresses.emplace(*device, optional_text(lease.ipv4).value_or("another"));
+      const auto [address, is_new] = addresses.emplace(*device, lease.ipv4.value_or("another"));
       if (is_new) continue;
       findings.add(place_of(*lease.settings, "mac"),
                    text + " already has the fixed lease " + address->second);
@@ -133,7 +131,7 @@ void lease_by_name(const Site& site, Findings& findings) {
   for (const DhcpServer& server : site.servers) {
     if (!server.is_served || server.is_idle) continue;
     for (const StaticLease& lease : read_static_leases(*server.section.dhcp)) {
-      const std::string text = optional_text(lease.mac).value_or("");
+      const std::string text = lease.mac.value_or("");
       if (normal_mac(text) || !device_name(text)) continue;
       findings.add(place_of(*lease.settings, "mac"), quoted(text) + " is a name: any device can go by it");
     }

@@ -52,7 +52,7 @@ static bool is_network(const std::string& text) {
 
 void wireguard_public_key(const Site& site, Findings& findings) {
   for_each_peer(site, [&](const Json::Value& peer) {
-    const std::string key = text_at(peer, "public_key").value_or("");
+    const std::string key = string_at(peer, "public_key").value_or("");
     if (key.empty()) {
       findings.add(place_of(peer, "public_key"), "a peer needs a \"public_key\"; without one it is left out");
     } else if (!is_key(key)) {
@@ -63,7 +63,7 @@ void wireguard_public_key(const Site& site, Findings& findings) {
 
 void wireguard_preshared_key(const Site& site, Findings& findings) {
   for_each_peer(site, [&](const Json::Value& peer) {
-    const std::string key = text_at(peer, "preshared_key").value_or("");
+    const std::string key = string_at(peer, "preshared_key").value_or("");
     if (key.empty() || is_key(key)) return;
     findings.add(place_of(peer, "preshared_key"), "a key is 32 bytes in base64, 44 characters");
   });
@@ -71,7 +71,7 @@ void wireguard_preshared_key(const Site& site, Findings& findings) {
 
 void wireguard_address(const Site& site, Findings& findings) {
   for_each_interface(site, [&](const Json::Value& interface) {
-    const std::optional<std::string> address = text_at(interface, "local_addrs");
+    const std::optional<std::string> address = string_at(interface, "local_addrs");
     if (!address) {
       findings.add(interface, "the interface has no address, \"local_addrs\"");
     } else if (!is_network(*address)) {
@@ -82,7 +82,7 @@ void wireguard_address(const Site& site, Findings& findings) {
 
 void wireguard_allowed_ips(const Site& site, Findings& findings) {
   for_each_peer(site, [&](const Json::Value& peer) {
-    const std::optional<std::string> list = text_at(peer, "allowed_ips");
+    const std::optional<std::string> list = string_at(peer, "allowed_ips");
     std::size_t begin = 0;
     while (list && begin <= list->size()) {
       const std::size_t end = std::min(list->find(',', begin), list->size());
@@ -99,7 +99,7 @@ void wireguard_allowed_ips(const Site& site, Findings& findings) {
 
 void wireguard_endpoint(const Site& site, Findings& findings) {
   for_each_peer(site, [&](const Json::Value& peer) {
-    const std::string endpoint = text_at(peer, "endpoint").value_or("");
+    const std::string endpoint = string_at(peer, "endpoint").value_or("");
     if (endpoint.empty()) return;
     const std::size_t colon = endpoint.rfind(':');
     if (colon != std::string::npos && colon > 0 && is_number_up_to(endpoint.substr(colon + 1), 65535)) return;

@@ -46,15 +46,16 @@ std::string name_server_of(const Json::Value& server) {
   return looks_like_address(text) ? text : std::string();
 }
 
-const char* c_string_at(const Json::Value& object, std::string_view path) {
-  const Json::Value* value = find_path(object, path);
-  return value != nullptr && value->isString() ? value->asCString() : nullptr;
+std::optional<std::string> string_at(const Json::Value& object, const std::string& path) {
+  std::string text;
+  if (!config_get_string(object, text, path)) return std::nullopt;
+  return text;
 }
 
-std::optional<int> number_at(const Json::Value& object, std::string_view path) {
-  const Json::Value* value = find_path(object, path);
-  if (value == nullptr || !value->isInt()) return std::nullopt;
-  return value->asInt();
+std::optional<int> number_at(const Json::Value& object, const std::string& path) {
+  int number = 0;
+  if (!config_get_int(object, &number, path)) return std::nullopt;
+  return number;
 }
 
 const Json::Value* object_at(const Json::Value& object, std::string_view path) {

@@ -37,11 +37,10 @@ bool has_text(const Json::Value& value);
 // a value that has no text.
 std::string text_of(const Json::Value& value);
 
-// The string at the dotted `path` below `object`, read in place; null when there is none.
-const char* c_string_at(const Json::Value& object, std::string_view path);
-
-// The integer there; nothing when there is none.
-std::optional<int> number_at(const Json::Value& object, std::string_view path);
+// The string, or the integer, at the dotted `path` below `object`; nothing when there is none. The platform
+// decides what is one.
+std::optional<std::string> string_at(const Json::Value& object, const std::string& path);
+std::optional<int> number_at(const Json::Value& object, const std::string& path);
 
 // The text of an element of "dns.static"; empty when it is left out, being too short for an address.
 std::string name_server_of(const Json::Value& server);

@@ -5,8 +5,8 @@
 #include <json/json.h>
 
 #include <cstdio>
+#include <optional>
 #include <string>
-#include <string_view>
 
 #include "config/network_context.h"
 
@@ -20,14 +20,14 @@ inline constexpr const char* kRelayServerKeys[] = {"dhcp_relay.relay_server1", "
 struct DhcpRelay {
   const Json::Value* dhcp = nullptr;  // the "dhcp" object; null when there is none
   bool is_enabled = false;
-  const char* local_ip = nullptr;  // null when there is none: then nothing is relayed
+  std::optional<std::string> local_ip;  // without one nothing is relayed
 };
 
 // Reads the relay from a "network" object.
 DhcpRelay read_dhcp_relay(const Json::Value& network);
 
-// The server, an address or a name, at `key` of a "dhcp" object; null when it is missing or too short.
-const char* read_relay_server(const Json::Value& dhcp, std::string_view key);
+// The server, an address or a name, at `key` of a "dhcp" object; nothing when it is missing or too short.
+std::optional<std::string> read_relay_server(const Json::Value& dhcp, const std::string& key);
 
 // Writes the relay lines of the interface from its "network" object of the configuration. Returns -1 in every
 // case; the callers ignore it.

@@ -14,8 +14,7 @@ std::vector<StaticLease> read_static_leases(const Json::Value& dhcp) {
   std::vector<StaticLease> leases;
   if (!is_true(dhcp, "mac_binding.enable")) return leases;
   for (const Json::Value& device : array_at(dhcp, "mac_binding.devices")) {
-    if (is_enabled(device))
-      leases.push_back({&device, c_string_at(device, "mac"), c_string_at(device, "ipv4")});
+    if (is_enabled(device)) leases.push_back({&device, string_at(device, "mac"), string_at(device, "ipv4")});
   }
   return leases;
 }
@@ -24,18 +23,18 @@ std::vector<StaticLease> read_static_leases(const Json::Value& dhcp) {
 static void read_dhcp_object(const Json::Value& dhcp, DhcpSection& section) {
   section.dhcp = &dhcp;
   section.is_enabled = is_enabled(dhcp);
-  section.start = c_string_at(dhcp, "start");
-  section.end = c_string_at(dhcp, "end");
-  section.lease_time = c_string_at(dhcp, "leasetime");
-  if (section.start == nullptr) section.missing_keys.push_back({&dhcp, "start"});
-  if (section.end == nullptr) section.missing_keys.push_back({&dhcp, "end"});
+  section.start = string_at(dhcp, "start");
+  section.end = string_at(dhcp, "end");
+  section.lease_time = string_at(dhcp, "leasetime");
+  if (!section.start) section.missing_keys.push_back({&dhcp, "start"});
+  if (!section.end) section.missing_keys.push_back({&dhcp, "end"});
 }
 
 DhcpSection read_dhcp_section(const Json::Value& network) {
   DhcpSection section;
-  section.router = c_string_at(network, "ipv4");
+  section.router = string_at(network, "ipv4");
   section.prefix = number_at(network, "netmask");
-  if (section.router == nullptr) section.missing_keys.push_back({&network, "ipv4"});
+  if (!section.router) section.missing_keys.push_back({&network, "ipv4"});
   if (!section.prefix) section.missing_keys.push_back({&network, "netmask"});
   if (const Json::Value* dhcp = object_at(network, "dhcp")) read_dhcp_object(*dhcp, section);
   return section;
@@ -53,14 +52,13 @@ static int dnsmasq_write_dhcp_server(const NetworkContext* ctx, std::FILE* file,
   char netmask[kIpv4TextSize] = "";
   cidr_to_netmask(*section.prefix, netmask);
   std::fprintf(file, kDhcpServerHeading, ifname);
-  std::fprintf(file, "dhcp-range=%s,%s,%s,%s\n", ifname, section.start, section.end,
-               section.lease_time != nullptr ? section.lease_time : "3600");
-  std::fprintf(file, "dhcp-option=%s,3,%s\n", ifname, section.router);
+  std::fprintf(file, "dhcp-range=%s,%s,%s,%s\n", ifname, section.start->c_str(), section.end->c_str(),
+               section.lease_time.value_or("3600").c_str());
+  std::fprintf(file, "dhcp-option=%s,3,%s\n", ifname, section.router->c_str());
   std::fprintf(file, "dhcp-option=%s,1,%s\n", ifname, netmask);
-  std::fprintf(file, "dhcp-option=%s,6,%s\n\n", ifname, section.router);
+  std::fprintf(file, "dhcp-option=%s,6,%s\n\n", ifname, section.router->c_str());
   for (const StaticLease& lease : read_static_leases(*section.dhcp)) {
-    std::fprintf(file, "dhcp-host=%s,%s\n", lease.mac != nullptr ? lease.mac : "",
-                 lease.ipv4 != nullptr ? lease.ipv4 : "");
+    std::fprintf(file, "dhcp-host=%s,%s\n", lease.mac.value_or("").c_str(), lease.ipv4.value_or("").c_str());
   }
   return 0;
 }
@@ -68,7 +66,7 @@ static int dnsmasq_write_dhcp_server(const NetworkContext* ctx, std::FILE* file,
 int dnsmasq_write_dhcp_server(const NetworkContext* ctx, std::FILE* file, const char* ifname,
                               const std::string& router, int prefix, const Json::Value& dhcp) {
   DhcpSection section;
-  section.router = router.c_str();
+  section.router = router;
   section.prefix = prefix;
   read_dhcp_object(dhcp, section);
   return dnsmasq_write_dhcp_server(ctx, file, ifname, section);

@@ -15,14 +15,14 @@
 // from the line for a pass-through port.
 inline constexpr char kDhcpServerHeading[] = "\n# DHCP server on %s\n";
 
-// A device that always gets the same address. A string that the configuration does not have is null.
+// A device that always gets the same address.
 struct StaticLease {
   const Json::Value* settings;
-  const char* mac;
-  const char* ipv4;
+  std::optional<std::string> mac;
+  std::optional<std::string> ipv4;
 };
 
-// What the configuration makes of a DHCP server section. A string that it does not have is null.
+// What the configuration makes of a DHCP server section.
 struct DhcpSection {
   // A key that the section cannot do without, and the object that lacks it.
   struct MissingKey {
@@ -32,16 +32,16 @@ struct DhcpSection {
 
   const Json::Value* dhcp = nullptr;  // the "dhcp" object; null when there is none
   bool is_enabled = false;
-  const char* router = nullptr;
+  std::optional<std::string> router;
   std::optional<int> prefix;
-  const char* start = nullptr;
-  const char* end = nullptr;
-  const char* lease_time = nullptr;
+  std::optional<std::string> start;
+  std::optional<std::string> end;
+  std::optional<std::string> lease_time;
   std::vector<MissingKey> missing_keys;
 
   // Whether the "network" object has all that it must have around the values of its "dhcp" object.
   bool has_subnet() const {
-    return dhcp != nullptr && router != nullptr && prefix;
+    return dhcp != nullptr && router && prefix;
   }
   bool is_written() const {
     return is_enabled && missing_keys.empty();

@@ -6,13 +6,13 @@
 #include "util/open_file.h"
 
 HostName read_host_name(const Json::Value& host) {
-  return {c_string_at(host, "name"), c_string_at(host, "ipv4")};
+  return {string_at(host, "name"), string_at(host, "ipv4")};
 }
 
 void dnsmasq_add_hostnames(const NetworkContext* ctx) {
   for (const Json::Value& host : array_at(ctx->config, "hostnames")) {
     const HostName entry = read_host_name(host);
-    if (entry.is_written()) dnsmasq_add_dns_host(ctx, entry.name, entry.ipv4);
+    if (entry.is_written()) dnsmasq_add_dns_host(ctx, entry.name->c_str(), entry.ipv4->c_str());
   }
 }
 

@@ -4,17 +4,20 @@
 
 #include <json/json.h>
 
+#include <optional>
+#include <string>
+
 #include "config/network_context.h"
 
 inline constexpr char kHostsFile[] = "/var/run/hosts";
 
-// What the configuration makes of an element of "hostnames". A string that it does not have is null.
+// What the configuration makes of an element of "hostnames".
 struct HostName {
-  const char* name;
-  const char* ipv4;
+  std::optional<std::string> name;
+  std::optional<std::string> ipv4;
 
   bool is_written() const {
-    return name != nullptr && ipv4 != nullptr;
+    return name && ipv4;
   }
 };
 

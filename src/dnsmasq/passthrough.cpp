@@ -87,12 +87,9 @@ PassthroughSection choose_passthrough_section(const NetworkContext* ctx, const c
 }
 
 std::optional<PassthroughRange> read_passthrough_range(const Json::Value& network, const std::string& own) {
-  const auto end_at = [&network](const char* path) {
-    const char* text = c_string_at(network, path);
-    return text != nullptr ? text : "";
-  };
-  const PassthroughRange range{end_at("dhcp.start"), end_at("dhcp.end")};
-  const auto is_set = [&own](const char* text) { return *text != '\0' && text != own; };
+  const PassthroughRange range{string_at(network, "dhcp.start").value_or(""),
+                               string_at(network, "dhcp.end").value_or("")};
+  const auto is_set = [&own](const std::string& text) { return !text.empty() && text != own; };
   if (!is_set(range.start) && !is_set(range.end)) return std::nullopt;
   return range;
 }
@@ -134,11 +131,11 @@ static void write_static_wwan_section(const NetworkContext* ctx, std::FILE* file
   const std::string ipv4 = write_static_head(ctx, file, port);
   // Two spaces, as log readers know the line.
   syslog(LOG_NOTICE, "configure dnsmasq for passthrough_static  %s", port.ifname);
-  PassthroughRange range{offer.client.c_str(), offer.client.c_str()};
+  PassthroughRange range{offer.client, offer.client};
   if (const Json::Value* network = object_at(ctx->config, port.network)) {
     range = read_passthrough_range(*network, ipv4).value_or(range);
   }
-  std::fprintf(file, "dhcp-range=%s,%s,%s,%s\n", port.ifname, range.start, range.end,
+  std::fprintf(file, "dhcp-range=%s,%s,%s,%s\n", port.ifname, range.start.c_str(), range.end.c_str(),
                offer.leasetime.c_str());
   // The router before the netmask, unlike the one-address pool. Without a configured netmask the option is
   // left out, and dnsmasq sends the interface's own.

@@ -19,8 +19,8 @@ PassthroughSection choose_passthrough_section(const NetworkContext* ctx, const c
                                               const char* gateway);
 
 struct PassthroughRange {
-  const char* start;
-  const char* end;
+  std::string start;
+  std::string end;
 };
 
 // The range that a static pass-through port with the address `own` serves from its "network" object. Nothing

@@ -2,7 +2,6 @@
 
 #include <syslog.h>
 
-#include <cstring>
 #include <string>
 
 #include "config/lookup.h"
@@ -27,8 +26,7 @@ static bool write_wwan_nameservers(std::FILE* file) {
 }
 
 bool wants_link_servers(const Json::Value& config) {
-  const char* source = c_string_at(config, "dns.source");
-  return source != nullptr && std::strcmp(source, "isp") == 0 && is_true(config, "wireless.cell.enable");
+  return string_at(config, "dns.source") == "isp" && is_true(config, "wireless.cell.enable");
 }
 
 int dnsmasq_write_resolv_conf(const NetworkContext* ctx) {

@@ -54,7 +54,7 @@ void write_clear_static_routes(const NetworkContext* ctx, const Json::Value& rou
     std::string ifname;
     if (!route.has_destination() || !get_static_route_interface(settings, ifname)) continue;
     std::fprintf(script.get(), "/sbin/ip route del %s dev %s 2>/dev/null\n",
-                 subnet_of(route.ipv4, *route.prefix).c_str(), ifname.c_str());
+                 subnet_of(*route.ipv4, *route.prefix).c_str(), ifname.c_str());
   }
 }
 

@@ -2,7 +2,6 @@
 
 #include <syslog.h>
 
-#include <cstring>
 #include <string>
 
 #include "config/interface_queries.h"
@@ -64,9 +63,8 @@ static int apply_passthrough_mode(const NetworkContext* ctx, int order, const ch
 }
 
 PortSettings read_port_settings(const Json::Value& port_config) {
-  const char* mode = c_string_at(port_config, "network.mode");
   return {is_enabled(port_config), object_at(port_config, "network"),
-          mode != nullptr && std::strcmp(mode, "router") == 0};
+          string_at(port_config, "network.mode") == "router"};
 }
 
 int lanfab_ethernet(const NetworkContext* ctx, int order, const char* ifname,

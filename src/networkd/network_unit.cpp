@@ -21,13 +21,12 @@ static std::optional<int> read_metric(const Json::Value& object) {
 NetworkUnit read_network_unit(const Json::Value& node) {
   NetworkUnit unit;
   if (is_true(node, "advanced.mtu_override")) unit.mtu = number_at(node, "advanced.mtu");
-  const char* protocol = c_string_at(node, "protocol");
-  unit.is_dhcp_client = protocol != nullptr && std::strcmp(protocol, "dhcp_client") == 0;
+  unit.is_dhcp_client = string_at(node, "protocol") == "dhcp_client";
   unit.metric = read_metric(node);
-  unit.ipv4 = c_string_at(node, "ipv4");
+  unit.ipv4 = string_at(node, "ipv4");
   unit.prefix = number_at(node, "netmask");
-  unit.gateway = unit.is_dhcp_client ? nullptr : c_string_at(node, "gateway");
-  if (unit.gateway != nullptr && *unit.gateway == '\0') unit.gateway = nullptr;
+  if (!unit.is_dhcp_client) unit.gateway = string_at(node, "gateway");
+  if (unit.gateway == "") unit.gateway.reset();
   return unit;
 }
 
@@ -49,23 +48,23 @@ static void write_dhcp_client(const NetworkContext* ctx, std::FILE* file, const 
 
 static void write_static_address(const NetworkContext* ctx, std::FILE* file, const char* ifname,
                                  const NetworkUnit& unit) {
-  if (unit.ipv4 == nullptr) {
+  if (!unit.ipv4) {
     syslog(LOG_DEBUG, "%s network interface missing ipv4 config", ifname);
     return;
   }
-  syslog(LOG_DEBUG, "%s ipv4 config is %s", ifname, unit.ipv4);
+  syslog(LOG_DEBUG, "%s ipv4 config is %s", ifname, unit.ipv4->c_str());
   if (unit.has_prefix()) {
-    std::fprintf(file, "Address = %s/%d\n", unit.ipv4, *unit.prefix);
+    std::fprintf(file, "Address = %s/%d\n", unit.ipv4->c_str(), *unit.prefix);
   } else {
-    std::fprintf(file, "Address = %s\n", unit.ipv4);
+    std::fprintf(file, "Address = %s\n", unit.ipv4->c_str());
   }
   set_packet_forwarding(ctx, file, ifname);
   is_gre_interface(ctx, ifname);  // for its trace line, as above
   std::fprintf(file, "\n[Route]\n");
-  if (unit.default_gateway() != nullptr) {
-    std::fprintf(file, "Gateway = %s\n", unit.default_gateway());
+  if (unit.gateway) {
+    std::fprintf(file, "Gateway = %s\n", unit.gateway->c_str());
   } else if (unit.prefix.value_or(0) > 0) {
-    std::fprintf(file, "Destination = %s\n", subnet_of(unit.ipv4, *unit.prefix).c_str());
+    std::fprintf(file, "Destination = %s\n", subnet_of(*unit.ipv4, *unit.prefix).c_str());
   }
   if (unit.metric) std::fprintf(file, "Metric = %d\n", *unit.metric);
 }
@@ -162,8 +161,8 @@ static bool is_usable_gateway(const std::string& gateway) {
 }
 
 RouteSettings read_route_settings(const Json::Value& route) {
-  const char* gateway = c_string_at(route, "gateway");
-  return {gateway, gateway != nullptr && is_usable_gateway(gateway), c_string_at(route, "ipv4"),
+  const auto gateway = string_at(route, "gateway");
+  return {gateway, gateway && is_usable_gateway(*gateway), string_at(route, "ipv4"),
           number_at(route, "netmask"), read_metric(route)};
 }
 
@@ -171,13 +170,13 @@ static void write_static_route(const NetworkContext* ctx, std::FILE* file, const
                                const RouteSettings& route) {
   std::fprintf(file, "\n[Route]\n");
   // For its trace line, and for the one in the log.
-  if (route.gateway != nullptr) is_valid_gateway(ctx, ifname, route.gateway);
+  if (route.gateway) is_valid_gateway(ctx, ifname, *route.gateway);
   if (route.has_gateway) {
-    std::fprintf(file, "Gateway = %s\n", route.gateway);
+    std::fprintf(file, "Gateway = %s\n", route.gateway->c_str());
     std::fprintf(file, "GatewayOnlink = yes\n");
   }
   if (route.has_destination()) {
-    std::fprintf(file, "Destination = %s\n", subnet_of(route.ipv4, *route.prefix).c_str());
+    std::fprintf(file, "Destination = %s\n", subnet_of(*route.ipv4, *route.prefix).c_str());
   }
   if (route.metric) std::fprintf(file, "Metric = %d\n", *route.metric);
 }

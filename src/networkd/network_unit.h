@@ -11,15 +11,15 @@
 #include "config/network_context.h"
 #include "config/ports.h"
 
-// What a "network" object makes of its unit. A string that it does not have is null.
+// What a "network" object makes of its unit.
 struct NetworkUnit {
   std::optional<int> mtu;  // that the configuration asks for; see has_mtu
   bool is_dhcp_client = false;
   std::optional<int> metric;  // of the interface's own route, or of a DHCP client's; greater than 0
   // Of a static address.
-  const char* ipv4 = nullptr;
+  std::optional<std::string> ipv4;
   std::optional<int> prefix;
-  const char* gateway = nullptr;  // not empty; null for a DHCP client, too
+  std::optional<std::string> gateway;  // not empty; none for a DHCP client
 
   // Whether the unit sets the MTU: only one that is not the usual one.
   bool has_mtu() const {
@@ -29,9 +29,9 @@ struct NetworkUnit {
   bool has_prefix() const {
     return prefix.value_or(kAddressBits) != kAddressBits;
   }
-  // The gateway of the default route; null for a unit without one.
-  const char* default_gateway() const {
-    return ipv4 != nullptr ? gateway : nullptr;
+  // The gateway of the default route; nothing for a unit without one.
+  std::optional<std::string> default_gateway() const {
+    return ipv4 ? gateway : std::nullopt;
   }
 
   static constexpr int kUsualMtu = 1500;
@@ -49,16 +49,16 @@ struct SecondaryAddress {
 SecondaryAddress read_secondary_address(const NetworkContext* ctx, const std::string& ifname,
                                         const Json::Value& node);
 
-// What the configuration makes of an element of "static_routes". A string that it does not have is null.
+// What the configuration makes of an element of "static_routes".
 struct RouteSettings {
-  const char* gateway;  // as the configuration has it
-  bool has_gateway;     // whether the route leads there, and not straight to its interface
-  const char* ipv4;
+  std::optional<std::string> gateway;  // as the configuration has it
+  bool has_gateway;                    // whether the route leads there, and not straight to its interface
+  std::optional<std::string> ipv4;
   std::optional<int> prefix;
   std::optional<int> metric;  // greater than 0
 
   bool has_destination() const {
-    return ipv4 != nullptr && prefix;
+    return ipv4 && prefix;
   }
 };
 

@@ -77,13 +77,13 @@ static const EthernetPort& passthrough_port(const NetworkContext* ctx) {
 
 PassthroughPort read_passthrough_port(const NetworkContext* ctx) {
   const EthernetPort& own = passthrough_port(ctx);
-  PassthroughPort port{own.name, ctx->unit_order_numbers[own.order], nullptr, std::nullopt, false};
+  PassthroughPort port{own.name, ctx->unit_order_numbers[own.order], std::nullopt, std::nullopt, false};
   const Json::Value* network = object_at(ctx->config, wired_network_path(port.ifname));
   if (network == nullptr) return port;
-  if (!ctx->passthrough_auto) port.address = c_string_at(*network, "ipv4");
+  if (!ctx->passthrough_auto) port.address = string_at(*network, "ipv4");
   port.prefix = number_at(*network, "netmask");
   if (!own.takes_empty_address) {
-    if (port.address != nullptr && *port.address == '\0') port.address = nullptr;
+    if (port.address == "") port.address.reset();
     if (port.prefix.value_or(0) <= 0) port.prefix.reset();
   }
   port.has_secondary_ip = is_true(*network, "advanced.enable_secondary_ip");
@@ -128,21 +128,22 @@ static void write_passthrough_sections(std::FILE* file) {
 // Has the connected route of the port's subnet removed again once systemd-networkd has started.
 static void schedule_route_deletion(const NetworkContext* ctx, const PassthroughPort& port) {
   char subnet[24] = "";
-  if (get_cidr_subnet(port.address, *port.prefix, subnet) != 0) return;
+  if (get_cidr_subnet(port.address->c_str(), *port.prefix, subnet) != 0) return;
   const std::string command = std::string("/sbin/ip route delete ") + subnet + " dev " + port.ifname;
   write_post_networkd_start_actions_script(ctx, command.c_str());
 }
 
 static bool has_dhcp_range(const NetworkContext* ctx, const PassthroughPort& port) {
   const Json::Value* network = object_at(ctx->config, wired_network_path(port.ifname));
-  return network != nullptr && read_passthrough_range(*network, port.address);
+  return network != nullptr && read_passthrough_range(*network, *port.address);
 }
 
 // Writes the "Address =" line of the port. Returns whether the device behind it needs a host route.
 static bool write_port_address(const NetworkContext* ctx, std::FILE* file, const PassthroughPort& port,
                                const WwanSettings& settings) {
   const bool is_overridden = ctx->passthrough_auto && settings.has_prefix();
-  std::fprintf(file, "Address = %s/%d\n", port.address, is_overridden ? *settings.prefix : *port.prefix);
+  std::fprintf(file, "Address = %s/%d\n", port.address->c_str(),
+               is_overridden ? *settings.prefix : *port.prefix);
   if (ctx->passthrough_auto || has_dhcp_range(ctx, port)) return false;
   schedule_route_deletion(ctx, port);
   return true;
@@ -158,7 +159,7 @@ static void write_port_secondary_ip(std::FILE* file, const PassthroughPort& port
 static int write_passthrough_port_unit(const NetworkContext* ctx, const WwanLink& link,
                                        const WwanSettings& settings) {
   PassthroughPort port = read_passthrough_port(ctx);
-  if (port.address == nullptr) port.address = link.gateway;
+  if (!port.address) port.address = link.gateway;
   if (!port.prefix) port.prefix = static_cast<int>(std::strtol(link.prefix, nullptr, 10));
   OpenFile owner = open_unit_file(ctx, port.order, port.ifname, "network");
   if (!owner) return -1;

@@ -6,6 +6,7 @@
 #include <json/json.h>
 
 #include <optional>
+#include <string>
 
 #include "config/network_context.h"
 
@@ -30,8 +31,8 @@ WwanSettings read_wwan_settings(const Json::Value& config);
 struct PassthroughPort {
   const char* ifname;
   int order;
-  const char* address;        // null: the port takes that of the cellular gateway
-  std::optional<int> prefix;  // without one, the port takes that of the cellular address
+  std::optional<std::string> address;  // without one, the port takes that of the cellular gateway
+  std::optional<int> prefix;           // without one, the port takes that of the cellular address
   bool has_secondary_ip;
 };
 

@@ -16,10 +16,11 @@ std::string wwan_static_routes_path(const std::string& ifname) {
 
 static void write_route(std::FILE* script, const RouteSettings& route, const char* ifname) {
   if (!route.has_destination()) return;
-  const std::string subnet = subnet_of(route.ipv4, *route.prefix);
+  const std::string subnet = subnet_of(*route.ipv4, *route.prefix);
   if (route.has_gateway) {
     // The keyword is "gw", not "via"; where ip refuses it, the unit's [Route] section carries the route.
-    std::fprintf(script, "/sbin/ip route add %s gw %s dev %s\n", subnet.c_str(), route.gateway, ifname);
+    std::fprintf(script, "/sbin/ip route add %s gw %s dev %s\n", subnet.c_str(), route.gateway->c_str(),
+                 ifname);
   } else {
     std::fprintf(script, "/sbin/ip route add %s dev %s\n", subnet.c_str(), ifname);
   }

@@ -3,7 +3,6 @@
 #include <syslog.h>
 
 #include <cstdio>
-#include <cstring>
 
 #include "config/lookup.h"
 #include "config/wwan_state.h"
@@ -21,10 +20,10 @@ static int unit_order(int index) {
 }
 
 std::optional<GreRoute> read_gre_route(const Json::Value& network) {
-  const char* destination = c_string_at(network, "dest_ip");
+  const auto destination = string_at(network, "dest_ip");
   const std::optional<int> prefix = number_at(network, "dest_netmask");
-  if (destination == nullptr || !prefix || std::strlen(destination) < 2) return std::nullopt;
-  return GreRoute{destination, *prefix};
+  if (!destination || !prefix || destination->size() < 2) return std::nullopt;
+  return GreRoute{*destination, *prefix};
 }
 
 GreTunnel read_gre_tunnel(int index, const Json::Value& settings) {
@@ -32,21 +31,21 @@ GreTunnel read_gre_tunnel(int index, const Json::Value& settings) {
   tunnel.settings = &settings;
   tunnel.index = index;
   tunnel.is_enabled = is_enabled(settings);
-  tunnel.description = c_string_at(settings, "name");
+  tunnel.description = string_at(settings, "name");
   if (is_true(settings, "set_mtu")) tunnel.mtu = number_at(settings, "mtu_size");
-  tunnel.remote_ip = c_string_at(settings, "remote_ip");
-  tunnel.local_ip = c_string_at(settings, "local_ip");
+  tunnel.remote_ip = string_at(settings, "remote_ip");
+  tunnel.local_ip = string_at(settings, "local_ip");
   tunnel.copies_dscp = is_true(settings, "copy_dscp");
-  tunnel.inner_local_ip = c_string_at(settings, "tunnel_local_ip");
+  tunnel.inner_local_ip = string_at(settings, "tunnel_local_ip");
   const std::optional<int> prefix = number_at(settings, "tunnel_netmask");
   tunnel.inner_prefix = prefix.value_or(0);
-  tunnel.inner_remote_ip = c_string_at(settings, "tunnel_remote_ip");
-  if (tunnel.inner_remote_ip == nullptr) tunnel.missing_key = "tunnel_remote_ip";
+  tunnel.inner_remote_ip = string_at(settings, "tunnel_remote_ip");
+  if (!tunnel.inner_remote_ip) tunnel.missing_key = "tunnel_remote_ip";
   if (!prefix) tunnel.missing_key = "tunnel_netmask";
-  if (tunnel.inner_local_ip == nullptr) tunnel.missing_key = "tunnel_local_ip";
+  if (!tunnel.inner_local_ip) tunnel.missing_key = "tunnel_local_ip";
   tunnel.networks = &array_at(settings, "tunnel_networks");
   tunnel.routes_incoming = is_true(settings, "route_incoming");
-  if (tunnel.routes_incoming) tunnel.incoming_gateway = c_string_at(settings, "incoming_gre_gateway");
+  if (tunnel.routes_incoming) tunnel.incoming_gateway = string_at(settings, "incoming_gre_gateway");
   return tunnel;
 }
 
@@ -61,29 +60,30 @@ std::vector<GreTunnel> read_gre_tunnels(const Json::Value& config) {
 
 // Writes the "Local =" line of `local_ip`, or logs `unavailable` when the cellular address is asked
 // for and not available.
-static void write_local(std::FILE* file, const char* local_ip, const char* unavailable) {
-  char wwan_ipv4[kIpv4TextSize] = "";
-  if (std::strcmp(local_ip, kGreDynamicAddress) == 0) {
+static void write_local(std::FILE* file, const std::string& local_ip, const char* unavailable) {
+  std::string address = local_ip;
+  if (local_ip == kGreDynamicAddress) {
+    char wwan_ipv4[kIpv4TextSize] = "";
     read_wwan_ipv4(wwan_ipv4);
     if (*wwan_ipv4 == '\0') {
       syslog(LOG_NOTICE, "%s", unavailable);
       return;
     }
-    local_ip = wwan_ipv4;
+    address = wwan_ipv4;
   }
-  std::fprintf(file, "Local = %s\n", local_ip);
+  std::fprintf(file, "Local = %s\n", address.c_str());
 }
 
 static void write_tunnel_device(std::FILE* file, const std::string& name, const GreTunnel& tunnel) {
   std::fprintf(file, "[NetDev]\n");
-  if (tunnel.description != nullptr) std::fprintf(file, "Description = %s\n", tunnel.description);
+  if (tunnel.description) std::fprintf(file, "Description = %s\n", tunnel.description->c_str());
   std::fprintf(file, "Name = %s\n", name.c_str());
   std::fprintf(file, "Kind = gre\n");
   if (tunnel.mtu) std::fprintf(file, "MTUBytes = %d\n", *tunnel.mtu);
   std::fprintf(file, "\n[Tunnel]\n");
-  if (tunnel.remote_ip != nullptr) std::fprintf(file, "Remote = %s\n", tunnel.remote_ip);
-  if (tunnel.local_ip != nullptr) {
-    write_local(file, tunnel.local_ip, "WWAN ip address not available for GRE tunnel");
+  if (tunnel.remote_ip) std::fprintf(file, "Remote = %s\n", tunnel.remote_ip->c_str());
+  if (tunnel.local_ip) {
+    write_local(file, *tunnel.local_ip, "WWAN ip address not available for GRE tunnel");
   }
   if (tunnel.copies_dscp) std::fprintf(file, "CopyDSCP = yes\n");
   std::fprintf(file, "Independent = true\n");
@@ -101,14 +101,14 @@ static void write_tunnel_netdev_unit(const NetworkContext* ctx, const GreTunnel&
   append_clear_interfaces(ctx, "gre0", "gre");
 }
 
-static void write_tunnel_route(std::FILE* file, const char* gateway, const GreRoute& route) {
+static void write_tunnel_route(std::FILE* file, const std::string& gateway, const GreRoute& route) {
   std::fprintf(file, "\n[Route]\n");
-  std::fprintf(file, "Gateway = %s\n", gateway);
+  std::fprintf(file, "Gateway = %s\n", gateway.c_str());
   if (route.prefix == 32) {
-    std::fprintf(file, "Destination = %s\n", route.destination);
+    std::fprintf(file, "Destination = %s\n", route.destination.c_str());
   } else {
     // Without spaces around the equals sign, unlike every other line.
-    std::fprintf(file, "Destination=%s/%d\n", route.destination, route.prefix);
+    std::fprintf(file, "Destination=%s/%d\n", route.destination.c_str(), route.prefix);
   }
   std::fprintf(file, "GatewayOnlink = yes\n");
 }
@@ -119,10 +119,11 @@ static int write_tunnel_network_unit(const NetworkContext* ctx, const GreTunnel&
   OpenFile file = open_unit_file(ctx, unit_order(tunnel.index), name.c_str(), "network");
   if (!file) return -1;
   std::fprintf(file.get(), "[Match]\nName = %s\n\n", name.c_str());
-  std::fprintf(file.get(), "[Network]\nAddress = %s/%d\n", tunnel.inner_local_ip, tunnel.inner_prefix);
+  std::fprintf(file.get(), "[Network]\nAddress = %s/%d\n", tunnel.inner_local_ip->c_str(),
+               tunnel.inner_prefix);
   for (const Json::Value& network : *tunnel.networks) {
     if (const auto route = read_gre_route(network))
-      write_tunnel_route(file.get(), tunnel.inner_remote_ip, *route);
+      write_tunnel_route(file.get(), *tunnel.inner_remote_ip, *route);
   }
   return file.close();
 }
@@ -144,9 +145,9 @@ static int gre_incoming_routes_apply(const NetworkContext* ctx, const GreTunnel&
   print_trace(ctx, __func__);
   const int table = tunnel.index + 308;
   qelsys("/usr/bin/route_table_flush %d", table);
-  if (tunnel.is_enabled && tunnel.incoming_gateway != nullptr) {
+  if (tunnel.is_enabled && tunnel.incoming_gateway) {
     qelsys("/usr/bin/route_table_add %d %s %s", table, gre_tunnel_name(tunnel.index).c_str(),
-           tunnel.incoming_gateway);
+           tunnel.incoming_gateway->c_str());
   }
   return 0;
 }
@@ -180,11 +181,11 @@ int gre_tap_apply(const NetworkContext* ctx, const Json::Value& tunnel) {
   const std::optional<int> mtu = number_at(tunnel, "mtu");
   if (mtu && is_true(tunnel, "mtu_override")) std::fprintf(file, "MTUBytes = %d\n", *mtu);
   // The section's head goes with the remote address: without one, Local and Key stand under [NetDev].
-  if (const char* remote = c_string_at(tunnel, "peer_ipv4")) {
-    std::fprintf(file, "\n[Tunnel]\nRemote = %s\n", remote);
+  if (const auto remote = string_at(tunnel, "peer_ipv4")) {
+    std::fprintf(file, "\n[Tunnel]\nRemote = %s\n", remote->c_str());
   }
-  if (const char* local = c_string_at(tunnel, "local_ipv4")) {
-    write_local(file, local, "wwan ip address not available for GRE tunnel");
+  if (const auto local = string_at(tunnel, "local_ipv4")) {
+    write_local(file, *local, "wwan ip address not available for GRE tunnel");
   }
   if (const std::optional<int> key = number_at(tunnel, "key")) std::fprintf(file, "Key = %d\n", *key);
   return owner.close();

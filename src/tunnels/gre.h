@@ -20,30 +20,30 @@ inline constexpr char kGreDynamicAddress[] = "dynamic";
 
 // A route into a network behind a tunnel.
 struct GreRoute {
-  const char* destination;
+  std::string destination;
   int prefix;
 };
 
-// What the configuration makes of one tunnel. A string that it does not have is null.
+// What the configuration makes of one tunnel.
 struct GreTunnel {
   const Json::Value* settings;
   int index;
   bool is_enabled;
   // The device unit, which an enabled tunnel gets in any case.
-  const char* description;
+  std::optional<std::string> description;
   std::optional<int> mtu;
-  const char* remote_ip;
-  const char* local_ip;
+  std::optional<std::string> remote_ip;
+  std::optional<std::string> local_ip;
   bool copies_dscp;
   // The network unit. There is none as long as a key is missing; this is the first such.
   const char* missing_key;
-  const char* inner_local_ip;
+  std::optional<std::string> inner_local_ip;
   int inner_prefix;
-  const char* inner_remote_ip;
+  std::optional<std::string> inner_remote_ip;
   const Json::Value* networks;  // an array; see read_gre_route
   // Traffic that arrives through the tunnel is sent back by the gateway, if there is one.
   bool routes_incoming;
-  const char* incoming_gateway;
+  std::optional<std::string> incoming_gateway;
 
   // Whether the network unit is written.
   bool has_address() const {

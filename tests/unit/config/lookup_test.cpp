@@ -27,9 +27,9 @@ TEST_F(RulesTest, AFlagIsTrueOnlyWhenItIsABooleanAndTrue) {
 
 TEST_F(RulesTest, AStringOrAnIntegerIsThereOnlyWithItsType) {
   const Json::Value object = json(R"({"a": {"text": "", "number": 0, "large": 4294967296}})");
-  EXPECT_STREQ(c_string_at(object, "a.text"), "");
-  EXPECT_EQ(c_string_at(object, "a.number"), nullptr);
-  EXPECT_EQ(c_string_at(object, "text"), nullptr);
+  EXPECT_EQ(string_at(object, "a.text"), "");
+  EXPECT_EQ(string_at(object, "a.number"), std::nullopt);
+  EXPECT_EQ(string_at(object, "text"), std::nullopt);
   EXPECT_EQ(number_at(object, "a.number"), 0);
   EXPECT_EQ(number_at(object, "a.large"), std::nullopt);
   EXPECT_EQ(number_at(object, "a.text"), std::nullopt);

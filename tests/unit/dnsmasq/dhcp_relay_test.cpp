@@ -176,15 +176,15 @@ TEST_F(DhcpRelayTest, ARelayIsReadAsItIsWritten) {
   const Json::Value network = json(R"({"ipv4": "192.168.1.1", "dhcp": {"dhcp_relay": {"enable": true}}})");
   EXPECT_EQ(read_dhcp_relay(network).dhcp, &network["dhcp"]);
   EXPECT_TRUE(read_dhcp_relay(network).is_enabled);
-  EXPECT_STREQ(read_dhcp_relay(network).local_ip, "192.168.1.1");
+  EXPECT_EQ(read_dhcp_relay(network).local_ip, "192.168.1.1");
   const Json::Value without = json(R"({"ipv4": 5})");
   EXPECT_EQ(read_dhcp_relay(without).dhcp, nullptr);
   EXPECT_FALSE(read_dhcp_relay(without).is_enabled);
-  EXPECT_EQ(read_dhcp_relay(without).local_ip, nullptr);
+  EXPECT_EQ(read_dhcp_relay(without).local_ip, std::nullopt);
 }
 
 TEST_F(DhcpRelayTest, AServerHasThreeCharacters) {
   const Json::Value dhcp = json(R"({"dhcp_relay": {"relay_server1": "a.b", "relay_server2": "ab"}})");
-  EXPECT_STREQ(read_relay_server(dhcp, kRelayServerKeys[0]), "a.b");
-  EXPECT_EQ(read_relay_server(dhcp, kRelayServerKeys[1]), nullptr);
+  EXPECT_EQ(read_relay_server(dhcp, kRelayServerKeys[0]), "a.b");
+  EXPECT_EQ(read_relay_server(dhcp, kRelayServerKeys[1]), std::nullopt);
 }

@@ -372,11 +372,11 @@ TEST_F(DhcpServerTest, ASectionIsReadAsItIsWritten) {
     "enable": true, "start": "192.168.1.100", "end": "192.168.1.200", "leasetime": "12h"}})");
   const DhcpSection section = read_dhcp_section(network);
   EXPECT_EQ(section.dhcp, &network["dhcp"]);
-  EXPECT_STREQ(section.router, "192.168.1.1");
+  EXPECT_EQ(section.router, "192.168.1.1");
   EXPECT_EQ(section.prefix, 24);
-  EXPECT_STREQ(section.start, "192.168.1.100");
-  EXPECT_STREQ(section.end, "192.168.1.200");
-  EXPECT_STREQ(section.lease_time, "12h");
+  EXPECT_EQ(section.start, "192.168.1.100");
+  EXPECT_EQ(section.end, "192.168.1.200");
+  EXPECT_EQ(section.lease_time, "12h");
   EXPECT_TRUE(section.has_subnet());
   EXPECT_TRUE(section.is_written());
   EXPECT_THAT(platform().log, IsEmpty());
@@ -411,9 +411,9 @@ TEST_F(DhcpServerTest, TheEnabledDevicesAreStaticLeases) {
   const std::vector<StaticLease> leases = read_static_leases(dhcp);
   ASSERT_EQ(leases.size(), 2U);
   EXPECT_EQ(leases[0].settings, &dhcp["mac_binding"]["devices"][0]);
-  EXPECT_STREQ(leases[0].mac, "02:00:5e:00:53:01");
-  EXPECT_STREQ(leases[0].ipv4, "192.168.1.10");
-  EXPECT_EQ(leases[1].mac, nullptr);
-  EXPECT_EQ(leases[1].ipv4, nullptr);
+  EXPECT_EQ(leases[0].mac, "02:00:5e:00:53:01");
+  EXPECT_EQ(leases[0].ipv4, "192.168.1.10");
+  EXPECT_EQ(leases[1].mac, std::nullopt);
+  EXPECT_EQ(leases[1].ipv4, std::nullopt);
   EXPECT_THAT(read_static_leases(json(R"({"mac_binding": {"devices": [{"enable": true}]}})")), IsEmpty());
 }

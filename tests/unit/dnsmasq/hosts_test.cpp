@@ -92,8 +92,8 @@ TEST_F(HostsTest, AddingAHostPrintsItsTraceLineAndTheListDoesNot) {
 
 TEST_F(HostsTest, AHostIsWrittenWithANameAndAnAddress) {
   const Json::Value host = json(R"({"name": "nas", "ipv4": ""})");
-  EXPECT_STREQ(read_host_name(host).name, "nas");
-  EXPECT_STREQ(read_host_name(host).ipv4, "");
+  EXPECT_EQ(read_host_name(host).name, "nas");
+  EXPECT_EQ(read_host_name(host).ipv4, "");
   EXPECT_TRUE(read_host_name(host).is_written());
   EXPECT_FALSE(read_host_name(json(R"({"name": "nas"})")).is_written());
   EXPECT_FALSE(read_host_name(json(R"({"name": 5, "ipv4": "10.0.0.1"})")).is_written());

@@ -493,7 +493,7 @@ TEST_F(PassthroughTest, ARangeHasAnEndThatIsNotThePortsOwnAddress) {
   EXPECT_FALSE(range(R"({"start": "", "end": 5})"));
   EXPECT_FALSE(range(R"({"start": "192.168.1.1", "end": "192.168.1.1"})"));
   const std::optional<PassthroughRange> half = range(R"({"end": "192.168.1.9"})");
-  EXPECT_STREQ(half.value().start, "");
-  EXPECT_STREQ(half.value().end, "192.168.1.9");
-  EXPECT_STREQ(range(R"({"start": "192.168.1.8", "end": "192.168.1.1"})").value().start, "192.168.1.8");
+  EXPECT_EQ(half.value().start, "");
+  EXPECT_EQ(half.value().end, "192.168.1.9");
+  EXPECT_EQ(range(R"({"start": "192.168.1.8", "end": "192.168.1.1"})").value().start, "192.168.1.8");
 }

@@ -707,20 +707,20 @@ TEST_F(NetworkUnitTest, AGatewayNeedsAStaticAddress) {
   const Json::Value full =
       json(R"({"ipv4": "192.168.1.1", "netmask": 24, "gateway": "192.168.1.2", "metric": 5})");
   const NetworkUnit unit = read_network_unit(full);
-  EXPECT_STREQ(unit.ipv4, "192.168.1.1");
+  EXPECT_EQ(unit.ipv4, "192.168.1.1");
   EXPECT_TRUE(unit.has_prefix());
-  EXPECT_STREQ(unit.default_gateway(), "192.168.1.2");
+  EXPECT_EQ(unit.default_gateway(), "192.168.1.2");
   EXPECT_EQ(unit.metric, 5);
   const Json::Value bare = json(R"({"netmask": 32, "gateway": "192.168.1.2", "metric": 0})");
   EXPECT_FALSE(read_network_unit(bare).has_prefix());
-  EXPECT_STREQ(read_network_unit(bare).gateway, "192.168.1.2");
-  EXPECT_EQ(read_network_unit(bare).default_gateway(), nullptr);
+  EXPECT_EQ(read_network_unit(bare).gateway, "192.168.1.2");
+  EXPECT_EQ(read_network_unit(bare).default_gateway(), std::nullopt);
   EXPECT_EQ(read_network_unit(bare).metric, std::nullopt);
   const Json::Value empty = json(R"({"ipv4": "192.168.1.1", "gateway": ""})");
-  EXPECT_EQ(read_network_unit(empty).default_gateway(), nullptr);
+  EXPECT_EQ(read_network_unit(empty).default_gateway(), std::nullopt);
   const Json::Value client = json(R"({"protocol": "dhcp_client", "ipv4": "a", "gateway": "b"})");
   EXPECT_TRUE(read_network_unit(client).is_dhcp_client);
-  EXPECT_EQ(read_network_unit(client).default_gateway(), nullptr);
+  EXPECT_EQ(read_network_unit(client).default_gateway(), std::nullopt);
 }
 
 TEST_F(NetworkUnitTest, ASecondaryAddressIsWantedAndThere) {
@@ -739,9 +739,9 @@ TEST_F(NetworkUnitTest, AStaticRouteIsReadAsItIsWritten) {
   const Json::Value full = json(R"({"gateway": "10.0.0.1", "ipv4": "10.1.0.0", "netmask": 16, "metric": 7})");
   const RouteSettings route = read_route_settings(full);
   EXPECT_TRUE(route.has_gateway);
-  EXPECT_STREQ(route.gateway, "10.0.0.1");
+  EXPECT_EQ(route.gateway, "10.0.0.1");
   EXPECT_TRUE(route.has_destination());
-  EXPECT_STREQ(route.ipv4, "10.1.0.0");
+  EXPECT_EQ(route.ipv4, "10.1.0.0");
   EXPECT_EQ(route.prefix, 16);
   EXPECT_EQ(route.metric, 7);
   for (const char* gateway : {R"("")", R"("1.2.3")", R"("0.0.0.0")", "5"}) {

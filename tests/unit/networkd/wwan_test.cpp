@@ -715,17 +715,17 @@ TEST_F(WwanTest, APassthroughPortIsReadByItsOwnRules) {
   };
   const PassthroughPort eth0 = read("eth0", R"({"mode": "pass-through", "ipv4": "", "netmask": 0})");
   EXPECT_STREQ(eth0.ifname, "eth0");
-  EXPECT_EQ(eth0.address, nullptr);
+  EXPECT_EQ(eth0.address, std::nullopt);
   EXPECT_EQ(eth0.prefix, std::nullopt);
   EXPECT_FALSE(eth0.has_secondary_ip);
-  EXPECT_EQ(read("eth0", R"({"mode": "pass-through-auto", "ipv4": "10.0.0.1"})").address, nullptr);
-  EXPECT_STREQ(read("eth0", R"({"mode": "pass-through", "ipv4": "10.0.0.1"})").address, "10.0.0.1");
+  EXPECT_EQ(read("eth0", R"({"mode": "pass-through-auto", "ipv4": "10.0.0.1"})").address, std::nullopt);
+  EXPECT_EQ(read("eth0", R"({"mode": "pass-through", "ipv4": "10.0.0.1"})").address, "10.0.0.1");
   read("eth0", R"({"mode": "router"})");
   const PassthroughPort eth1 = read(
       "eth1",
       R"({"mode": "pass-through", "ipv4": "", "netmask": 0, "advanced": {"enable_secondary_ip": true}})");
   EXPECT_STREQ(eth1.ifname, "eth1");
-  EXPECT_STREQ(eth1.address, "");
+  EXPECT_EQ(eth1.address, "");
   EXPECT_EQ(eth1.prefix, 0);
   EXPECT_TRUE(eth1.has_secondary_ip);
 }

@@ -143,21 +143,21 @@ TEST_F(GreTest, ATunnelIsReadAsItIsWritten) {
   EXPECT_EQ(tunnel.settings, &settings);
   EXPECT_EQ(tunnel.index, 4);
   EXPECT_TRUE(tunnel.is_enabled);
-  EXPECT_STREQ(tunnel.description, "Head office");
+  EXPECT_EQ(tunnel.description, "Head office");
   EXPECT_EQ(tunnel.mtu, 1400);
-  EXPECT_STREQ(tunnel.remote_ip, "198.51.100.1");
-  EXPECT_STREQ(tunnel.local_ip, kGreDynamicAddress);
+  EXPECT_EQ(tunnel.remote_ip, "198.51.100.1");
+  EXPECT_EQ(tunnel.local_ip, kGreDynamicAddress);
   EXPECT_TRUE(tunnel.copies_dscp);
-  EXPECT_STREQ(tunnel.inner_local_ip, "10.9.0.1");
+  EXPECT_EQ(tunnel.inner_local_ip, "10.9.0.1");
   EXPECT_EQ(tunnel.inner_prefix, 30);
-  EXPECT_STREQ(tunnel.inner_remote_ip, "10.9.0.2");
+  EXPECT_EQ(tunnel.inner_remote_ip, "10.9.0.2");
   EXPECT_EQ(tunnel.networks, &settings["tunnel_networks"]);
   EXPECT_FALSE(read_gre_route((*tunnel.networks)[0]));
   const std::optional<GreRoute> route = read_gre_route((*tunnel.networks)[1]);
-  EXPECT_STREQ(route.value().destination, "10.8.0.0");
+  EXPECT_EQ(route.value().destination, "10.8.0.0");
   EXPECT_EQ(route.value().prefix, 16);
   EXPECT_TRUE(tunnel.routes_incoming);
-  EXPECT_STREQ(tunnel.incoming_gateway, "10.9.0.2");
+  EXPECT_EQ(tunnel.incoming_gateway, "10.9.0.2");
   EXPECT_THAT(platform().calls, IsEmpty());
 }
 
