@@ -14,20 +14,18 @@ import subprocess
 import sys
 import tempfile
 
-HERE = pathlib.Path(__file__).resolve().parent
-SCENARIOS = HERE.parent / "scenarios"
-sys.path.insert(0, str(SCENARIOS))
+from lib import case, txtar
+from lib.checkout import EXAMPLES, TESTS
+from lib.runner import paths_of
 
-from runner import scenario, txtar  # noqa: E402  (found by the line above)
-
-EXPECTED = HERE / "scenarios.expected"
+EXPECTED = TESTS / "check" / "scenarios.expected"
 
 
 def configurations_of(path):
     """Yields the texts of the configurations of a scenario, those of an example apart."""
-    _, parts = txtar.parse(txtar.read(path))
-    for row in scenario.variants(parts):
-        for part in scenario.in_variant(parts, row):
+    _, parts = case.read(path)
+    for row in case.variants(parts):
+        for part in case.in_variant(parts, row):
             if part.name == "network.json" and part.body:
                 yield txtar.content(part)
 
@@ -36,7 +34,7 @@ def errors_of(program):
     """Returns the rules that find an error in a configuration, by scenario."""
     with tempfile.TemporaryDirectory() as directory:
         names = {}
-        for path in sorted(SCENARIOS.glob("*.txtar")):
+        for path in paths_of("scenarios"):
             for number, text in enumerate(configurations_of(path)):
                 file = pathlib.Path(directory, f"{path.stem}-{number}.json")
                 file.write_bytes(txtar.encode(text))
@@ -57,14 +55,12 @@ def errors_of(program):
 
 
 def refused_by_dnsmasq():
-    return {
-        path.stem for path in SCENARIOS.glob("*.txtar") if "\n-- refused by dnsmasq --\n" in txtar.read(path)
-    }
+    return {path.stem for path in paths_of("scenarios") if "\n-- refused by dnsmasq --\n" in txtar.read(path)}
 
 
 def findings_about_examples(program):
     """Returns what the program prints about them, apart from its last line."""
-    examples = sorted(HERE.parents[1].glob("examples/*/network.json"))
+    examples = sorted(EXAMPLES.glob("*/network.json"))
     done = subprocess.run(
         [program, "check", "--offline", *examples], text=True, stdout=subprocess.PIPE, check=False
     )

@@ -1,4 +1,4 @@
-#!/usr/bin/python3
+#!/usr/bin/env python3
 """Tests the schema, and that `lanfab check` judges by it. The program is the first argument."""
 
 import json
@@ -12,13 +12,12 @@ import unittest
 
 import jsonschema
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(ROOT / "tests" / "scenarios"))
-
-from runner import txtar  # noqa: E402  (found by the line above)
+from lib import case
+from lib.checkout import CHECKOUT, EXAMPLES, TESTS
+from lib.runner import paths_of
 
 LANFAB = os.path.abspath(sys.argv.pop(1))
-TEXT = (ROOT / "schema" / "network.schema.json").read_text(encoding="utf-8")
+TEXT = (CHECKOUT / "schema" / "network.schema.json").read_text(encoding="utf-8")
 SCHEMA = json.loads(TEXT)
 VALIDATOR = jsonschema.Draft7Validator(SCHEMA, format_checker=jsonschema.draft7_format_checker)
 SHAPE_RULES = {"wrong-type", "out-of-range", "unknown-key", "doubtful-key"}
@@ -85,9 +84,8 @@ def shape_paths(shapes, shape, path=""):
 
 def configurations_of_scenarios():
     """Yields the name of a scenario and a configuration of it that can be parsed."""
-    for path in sorted((ROOT / "tests" / "scenarios").glob("*.txtar")):
-        _, parts = txtar.parse(txtar.read(path))
-        for part in parts:
+    for path in paths_of("scenarios"):
+        for part in case.read(path)[1]:
             text = part.body.replace("$port", "eth0")
             try:
                 if part.name == "network.json" and isinstance(json.loads(text), dict):
@@ -118,7 +116,7 @@ class Schema(unittest.TestCase):
         self.assertEqual(output, TEXT)
 
     def test_it_has_every_path_that_the_program_reads_and_no_other(self):
-        shape_file = ROOT / "tests" / "fuzz" / "configuration_shape.json"
+        shape_file = TESTS / "fuzz" / "configuration_shape.json"
         shapes = json.loads(shape_file.read_text(encoding="utf-8"))
         # The program asks for this object by a name of its own; that of a GRE tap is in no configuration.
         shapes["@network"]["tunnels"]["wireguard"] = "@wireguard"
@@ -147,7 +145,7 @@ class Schema(unittest.TestCase):
 
 class Judgement(unittest.TestCase):
     def test_the_examples_are_allowed(self):
-        for path in ROOT.glob("examples/*/network.json"):
+        for path in EXAMPLES.glob("*/network.json"):
             with self.subTest(path.parent.name):
                 text = path.read_text(encoding="utf-8")
                 VALIDATOR.validate(json.loads(text))

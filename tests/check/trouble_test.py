@@ -9,9 +9,7 @@ import sys
 import tempfile
 import unittest
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
-
-from limits import processor_limit  # noqa: E402  (found by the line above)
+from lib.limits import processor_limit
 
 LANFAB = os.path.abspath(sys.argv.pop(1))
 # Of root, who otherwise may read everything.

@@ -10,9 +10,7 @@ import signal
 import subprocess
 import sys
 
-import gateway
-import invariants
-import worker
+from faults import gateway, invariants, worker
 
 
 def ignore_children():

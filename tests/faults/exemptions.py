@@ -7,8 +7,8 @@ may make all the same. What is not named here is a violation; so is an exemption
 import collections
 import re
 
-from gateway import canonical
-from points import COPY
+from faults.gateway import canonical
+from faults.points import COPY
 
 RESOLVER = r"/etc/(hosts|host\.conf|nsswitch\.conf|resolv\.conf)"
 UNITS = "/run/systemd/network/"

@@ -11,14 +11,12 @@ import socket
 import sqlite3
 import stat
 import subprocess
-import sys
 import time
 
-HERE = pathlib.Path(__file__).resolve().parent
-sys.path.insert(0, str(HERE.parent / "support"))
+from lib.checkout import TESTS
+from lib.limits import HANG_SECONDS
 
-from limits import HANG_SECONDS  # noqa: E402  (found by the line above)
-
+NETWORK = TESTS / "faults" / "network.json"
 WATCHED = ("/run", "/var/volatile", "/var/data")
 DATABASE = "/run/sysdb.sqlite3"
 LOCK = "/run/LANFAB_LOCKED"
@@ -42,7 +40,7 @@ Outcome = collections.namedtuple("Outcome", "status files database log commands 
 
 def configuration():
     """network.json, with so many routes and leases that a unit and dnsmasq.conf take more than one write."""
-    network = json.loads((HERE / "network.json").read_text())
+    network = json.loads(NETWORK.read_text())
     network["static_routes"] += [
         {"enable": True, "interface": "br-lan", "ipv4": f"192.168.{number}.0", "netmask": 24,
          "gateway": "192.168.1.2"}
@@ -55,7 +53,7 @@ def configuration():
 
 def old_configuration():
     """The same gateway with other addresses and other VLANs, so that every file of its run differs."""
-    network = json.loads((HERE / "network.json").read_text())
+    network = json.loads(NETWORK.read_text())
     text = json.dumps(network).replace("192.168.", "172.16.").replace("9.9.9.9", "8.8.8.8")
     return text.replace('"vid": 100', '"vid": 99').replace("relay.example", "10.1.1.3").replace("2m", "3m")
 

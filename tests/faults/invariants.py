@@ -6,8 +6,8 @@ import os
 import re
 import signal
 
-import exemptions
-from gateway import DATABASE, LOCK, canonical
+from faults import exemptions
+from faults.gateway import DATABASE, LOCK, canonical
 
 DNSMASQ_CONF = "/run/dnsmasq.conf"
 STAGING = "/var/volatile/qel/.dnsmasq_conf"

@@ -6,7 +6,7 @@ import os
 import re
 import signal
 
-from gateway import canonical
+from faults.gateway import canonical
 
 # A call as the tracer lists it. `command` is the line of commands that led to its process, `object` the path
 # that it is about or, where it begins a process, the commands of that one. `is_main` is true for the program,

@@ -11,12 +11,8 @@ import signal
 import subprocess
 import sys
 
-import gateway
-import simultaneous
-import worker
-
-HERE = pathlib.Path(__file__).resolve().parent
-
+from faults import gateway, simultaneous, worker
+from lib.checkout import TESTS
 
 
 def is_sent(job):
@@ -74,7 +70,7 @@ def play_plants(program):
     planted = gateway.Gateway(program, {"PLANTED_PROGRAM": program, "PLANT": ""})
     before = planted.prepare()
     jobs = sampled(planted, before)
-    planted.program = str(HERE / "planted")
+    planted.program = str(TESTS / "faults" / "planted")
     for name, action, is_possible, invariant in PLANTS:
         job = next((job for job in jobs if job.action == action and is_possible(job)), None)
         if job is None:

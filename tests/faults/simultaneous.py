@@ -13,7 +13,7 @@ import struct
 import subprocess
 import sys
 
-import gateway
+from faults import gateway
 
 ROUNDS_OF_SAMPLE = 15
 ROUNDS = 50

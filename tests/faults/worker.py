@@ -11,10 +11,8 @@ import signal
 import subprocess
 import sys
 
-import gateway
-import invariants
-import points
-import sample  # in tests/support, where gateway has Python look, too
+from faults import gateway, invariants, points
+from lib import sample
 
 ACTIONS = ("apply", "wwan_apply", "dnsmasq")
 SMALL_DISK = pathlib.Path("/dev/shm/small")

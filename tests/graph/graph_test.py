@@ -14,9 +14,8 @@ import sys
 import tempfile
 import unittest
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "support"))
-
-from limits import processor_limit  # noqa: E402  (found by the line above)
+from lib.checkout import EXAMPLES, TESTS
+from lib.limits import processor_limit
 
 LANFAB = os.path.abspath(sys.argv.pop(1))
 # Of root, who otherwise may write everywhere.
@@ -245,6 +244,12 @@ class Svg(Graph):
                                    environment=self.put_dot(script))
             self.assert_trouble(done, f"lanfab: {message}\n")
             self.assert_nothing_left()
+
+
+class Cases(unittest.TestCase):
+    def test_each_example_has_one(self):
+        for path in EXAMPLES.glob("*/network.json"):
+            self.assertTrue((TESTS / "graph" / f"{path.parent.name}.txtar").exists(), path.parent.name)
 
 
 class Trouble(Graph):

@@ -7,15 +7,12 @@ Usage: graphviz_test.py PROGRAM [--exhaustive]
 import concurrent.futures
 import json
 import os
-import pathlib
 import shutil
 import subprocess
 import sys
 
-CHECKOUT = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(CHECKOUT / "tests/soundness"))
-
-import generator  # noqa: E402  (found by the line above)
+from lib.checkout import EXAMPLES
+from soundness import generator
 
 SKIPPED = 77
 # Each configuration is made of its own number, so the sample is the first ones of all.
@@ -36,7 +33,7 @@ def main():
         return SKIPPED
     program = os.path.abspath(sys.argv[1])
     count = ALL if "--exhaustive" in sys.argv[2:] else SAMPLE
-    shown = [path.read_text(encoding="utf-8") for path in sorted(CHECKOUT.glob("examples/*/network.json"))]
+    shown = [path.read_text(encoding="utf-8") for path in sorted(EXAMPLES.glob("*/network.json"))]
     shown += map(json.dumps, generator.configurations(count, "graph"))
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         pictures = list(pool.map(lambda configuration: draw(program, configuration), shown))

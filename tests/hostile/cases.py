@@ -2,13 +2,9 @@
 
 import dataclasses
 import json
-import pathlib
-import sys
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "support"))
-
-import sample  # noqa: E402  (found by the line above)
-import texts  # noqa: E402  (so that the imports stay together)
+from hostile import texts
+from lib import sample
 
 # In the sample: the first case of each class, and every tenth of the others.
 SAMPLE_STEP = 10

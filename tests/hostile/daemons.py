@@ -14,9 +14,7 @@ import subprocess
 import sys
 import time
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "support"))
-
-from limits import HANG_SECONDS  # noqa: E402  (found by the line above)
+from lib.limits import HANG_SECONDS
 
 UNITS = pathlib.Path("/run/systemd/network")
 DNSMASQ_CONF = "/run/tested.conf"

@@ -2,7 +2,7 @@
 
 import re
 
-import texts
+from hostile import texts
 
 UNIT = re.compile(r"/run/systemd/network/\d\d-[^/]*\.(network|netdev)")
 BACKUP = re.compile(r"/var/volatile/qel/\.wwan_unit_backup/[^/]*")

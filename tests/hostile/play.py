@@ -12,9 +12,7 @@ import sqlite3
 import subprocess
 import sys
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "support"))
-
-from limits import HANG_SECONDS  # noqa: E402  (found by the line above)
+from lib.limits import HANG_SECONDS
 
 SANDBOX = pathlib.Path("/dev/sandbox")
 GROUND = SANDBOX / "hostile"

@@ -2,29 +2,23 @@
 of each run just before it, as JSON: an outcome, or the reason why a preview cannot be given that run's
 start.
 
-Runs inside the sandbox; `truth` starts it.
+Runs inside the sandbox; truth_test.py starts it.
 """
 
-import argparse
 import json
 import os
 import pathlib
-import resource
 import subprocess
-import sys
 import tempfile
 
-HERE = pathlib.Path(__file__).resolve().parent
-sys.path.insert(0, str(HERE.parent / "scenarios"))
-
-from runner import play, scenario, txtar  # noqa: E402  (found by the line above)
+from lib import play
 
 ACTIONS = ("apply", "wwan_apply", "dnsmasq")
 # All that a preview asks of the machine's tools.
 ASKED = "systemctl is-active --quiet systemd-networkd\n"
 
 
-class PreviewFailure(Exception):
+class PreviewFailure(play.Failure):
     """A preview that did something that it must not do."""
 
 
@@ -42,21 +36,19 @@ def why_not(run):
 class Previewer(play.Player):
     """A player that has each run previewed before it is played."""
 
-    def __init__(self, program, lanfab):
-        super().__init__(program)
-        self.lanfab = lanfab
+    def __init__(self, programs):
+        super().__init__(programs)
         self.run = None
         self.previewed = None
 
     def play(self, run):
-        self.run = run
         super().play(run)
         return self.previewed
 
-    def _prepare(self, inputs):
-        super()._prepare(inputs)
-        reason = why_not(self.run)
-        self.previewed = reason or self._preview()
+    def _prepare(self, run):
+        super()._prepare(run)
+        self.run = run
+        self.previewed = why_not(run) or self._preview()
 
     def _preview(self):
         before = contents(play.watched_files())
@@ -72,43 +64,23 @@ class Previewer(play.Player):
 
     def _outcome_of_preview(self, before, database, directory):
         umask = int(play.body(self.run.inputs, "umask") or "022", 8)
-        action = self.run.arguments()[0].lower()
-        command = [
-            self.lanfab,
-            "preview",
-            play.CONFIGURATION,
-            "--cell=here",
-            f"--action={action}",
-            f"--program={self.program[0]}",
-            "--format=json",
-            "-o",
-            directory,
-        ]
-        done = subprocess.run(
-            command,
-            stdin=subprocess.DEVNULL,
-            capture_output=True,
-            check=False,
-            umask=umask,
-            env={**os.environ, **play.SANITIZER_OPTIONS},
-        )
+        words = ["--cell=here", f"--action={self.run.arguments()[0].lower()}",
+                 f"--program={self.programs['cmd_lanfab'][-1]}", "--format=json", "-o", directory]
+        done = subprocess.run([*self.programs["lanfab"], "preview", play.CONFIGURATION, *words],
+                              stdin=subprocess.DEVNULL, capture_output=True, check=False, umask=umask,
+                              env={**os.environ, **play.SANITIZER_OPTIONS})
         if done.returncode not in (0, 1) or done.stderr:
             raise PreviewFailure(f"the preview ends with {done.returncode}: {done.stderr.decode()}")
         said = json.loads(done.stdout)
         if (said["status"] == 0) != (done.returncode == 0):
             raise PreviewFailure(
-                f"the preview of a run that ends with {said['status']} ends with " f"{done.returncode}"
-            )
-        texts = {
-            "status": f"{said['status']}\n" if said["status"] else "",
-            "stdout": said["stdout"],
-            "stderr": said["stderr"].replace(str(play.CONFIGURATION.parent), "$CONFIG"),
-            "log": play.as_lines(log_line(message) for message in said["messages"]),
-            "commands": play.as_lines(" ".join(command) for command in said["commands"]),
-            "sysdb": play.as_lines(merge(database, said["database"])),
-            "removed": play.as_lines(said["removed"]),
-        }
-        outcome = {name: (text, play.USUAL_MODE) for name, text in texts.items() if text}
+                f"the preview of a run that ends with {said['status']} ends with {done.returncode}")
+        outcome = play.texts_by_name(
+            said["status"], said["stdout"], said["stderr"].replace(str(play.CONFIGURATION.parent), "$CONFIG"),
+            log=play.as_lines(map(log_line, said["messages"])),
+            commands=play.as_lines(map(" ".join, said["commands"])),
+            sysdb=play.as_lines(merge(database, said["database"])),
+            removed=play.as_lines(said["removed"]))
         for path, (content, mode) in files_after(before, said, pathlib.Path(directory)).items():
             if self.laid.get(path) != content:
                 outcome[path] = content.decode(errors="surrogateescape"), mode
@@ -144,24 +116,5 @@ def files_after(before, said, directory):
     return after
 
 
-def main():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("--program", required=True)
-    parser.add_argument("--lanfab", required=True)
-    parser.add_argument("--variant", type=int, default=0)
-    parser.add_argument("scenario", type=pathlib.Path)
-    arguments = parser.parse_args()
-    os.umask(0o022)
-    resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
-    parts = txtar.parse(txtar.read(arguments.scenario))[1]
-    row = scenario.variants(parts)[arguments.variant]
-    player = Previewer([arguments.program], arguments.lanfab)
-    try:
-        runs = scenario.build(scenario.in_variant(parts, row)).runs
-        json.dump([player.play(run) for run in runs], sys.stdout)
-    except (play.Failure, PreviewFailure) as failure:
-        sys.exit(str(failure))
-
-
 if __name__ == "__main__":
-    main()
+    play.main(Previewer)

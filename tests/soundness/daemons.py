@@ -5,9 +5,7 @@ import pathlib
 import subprocess
 import sys
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "hostile"))
-
-import daemons  # noqa: E402  (found by the line above)
+from hostile import daemons
 
 
 def dnsmasq_complaint(text):

@@ -1,10 +1,9 @@
-#!/usr/bin/python3
+#!/usr/bin/env python3
 """Runs `lanfab preview` and `lanfab diff` in the sandbox with what they cannot use, with output that goes
 nowhere, and with an early end; they must say what is wrong, end with the status that they promise, and
-leave nothing behind.
+leave nothing behind. The first argument is lanfab, the second one cmd_lanfab.
 """
 
-import argparse
 import itertools
 import json
 import os
@@ -17,16 +16,11 @@ import tempfile
 import time
 import unittest
 
-HERE = pathlib.Path(__file__).resolve().parent
-CHECKOUT = HERE.parents[1]
-BUILD = CHECKOUT / "build" / "debug"
-SANDBOX = CHECKOUT / "tests" / "support" / "sandbox"
-EXAMPLE = CHECKOUT / "examples" / "router" / "network.json"
-sys.path.insert(0, str(HERE.parent / "support"))
+from lib.checkout import EXAMPLES
+from lib.limits import HANG_SECONDS
 
-from limits import HANG_SECONDS  # noqa: E402  (found by the line above)
-
-LANFAB = PROGRAM = None  # paths, from the command line
+LANFAB, PROGRAM = (os.path.abspath(sys.argv.pop(1)) for _ in range(2))
+EXAMPLE = EXAMPLES / "router" / "network.json"
 
 # A whole that does not fit into a pipe.
 LARGE = json.dumps(
@@ -95,6 +89,7 @@ class PreviewTest(unittest.TestCase):
     """A directory of one's own, and what was there before."""
 
     def setUp(self):
+        self.assertTrue(os.path.exists("/dev/sandbox"), "start it with tests/support/sandbox or ctest")
         directory = tempfile.TemporaryDirectory()
         self.addCleanup(directory.cleanup)
         self.directory = pathlib.Path(directory.name)
@@ -517,20 +512,5 @@ class Namespaces(PreviewTest):
         self.assertIn("sysctl user.max_user_namespaces=", err)
 
 
-def main():
-    global LANFAB, PROGRAM
-    parser = argparse.ArgumentParser(
-        description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter
-    )
-    parser.add_argument("--program", type=os.path.abspath, default=BUILD / "cmd_lanfab")
-    parser.add_argument("--lanfab", type=os.path.abspath, default=BUILD / "cli" / "lanfab")
-    parser.add_argument("--inside", action="store_true", help=argparse.SUPPRESS)
-    arguments, words = parser.parse_known_args()
-    if not arguments.inside:
-        os.execv(SANDBOX, [str(SANDBOX), sys.executable, __file__, "--inside", *sys.argv[1:]])
-    LANFAB, PROGRAM = arguments.lanfab, arguments.program
-    unittest.main(argv=[sys.argv[0], *words])
-
-
 if __name__ == "__main__":
-    main()
+    unittest.main()

@@ -1,5 +1,5 @@
-#!/usr/bin/python3
-"""Tests of the runner: a scenario must never pass because the runner overlooked something."""
+#!/usr/bin/env python3
+"""Tests of the runner: a case must never pass because the runner overlooked something."""
 
 import contextlib
 import io
@@ -7,9 +7,9 @@ import pathlib
 import tempfile
 import unittest
 
-from runner import expected, main, scenario, txtar, update
-from runner.expected import Output
-from runner.txtar import BadScenario
+from lib import case, expected, runner, txtar, update
+from lib.expected import Output
+from lib.txtar import BadCase
 
 # Does what the configuration says, which is a script here.
 PROGRAM = """#!/bin/sh
@@ -71,7 +71,6 @@ old
 KEY = 1
 -- # The first run. --
 -- $ cmd_lanfab go --
--- stdout --
 said
 -- stderr --
 complained
@@ -107,7 +106,7 @@ new
 """
 
 
-FIRST_VARIANT = scenario.substitute(SCENARIO[SCENARIO.index("-- network.json"):],
+FIRST_VARIANT = case.substitute(SCENARIO[SCENARIO.index("-- network.json"):],
                                     {"port": "eth0", "number": "7", "twice": "14"})
 FIRST_VARIANT = FIRST_VARIANT.replace(", only eth0", "").replace(": only eth0", "")
 
@@ -156,7 +155,7 @@ class PlayedTest(unittest.TestCase):
         self.scenario.write_text(text)
         printed = io.StringIO()
         with contextlib.redirect_stdout(printed):
-            status = main.main(["--program", str(self.program), *options, str(self.scenario)])
+            status = runner.main(["--build", str(self.directory), *options, str(self.scenario)])
         return status == 0, printed.getvalue()
 
     def expect_failure(self, complaint, *replacements, text=FIRST_VARIANT):
@@ -168,7 +167,7 @@ class PlayedTest(unittest.TestCase):
         self.assertIn(complaint, printed)
 
     def test_passes(self):
-        self.assertEqual(self.play(SCENARIO), (True, f"ok     {self.scenario}\n1 of 1 scenarios passed\n"))
+        self.assertEqual(self.play(SCENARIO), (True, f"ok     {self.scenario}\n1 of 1 cases passed\n"))
 
     def test_status(self):
         self.expect_failure("-3\n+4\n", ("exit 3", "exit 4"))
@@ -242,7 +241,7 @@ class PlayedTest(unittest.TestCase):
         self.expect_failure("missing: sysdb\n-KEY = 1\n",
                             ("echo said", "rm /var/run/sysdb.sqlite3; echo said"))
         self.expect_failure("-KEY = 2\n+KEY = 1\n",
-                            ("stdout --\nsaid\n", "stdout --\nsaid\n-- sysdb --\nKEY = 2\n"))
+                            ("go --\nsaid\n", "go --\nsaid\n-- sysdb --\nKEY = 2\n"))
 
     def test_second_variant_alone(self):
         self.expect_failure("with port=eth1 number=8 twice=16:\nrun 1, cmd_lanfab go:\n",
@@ -268,11 +267,11 @@ class FormatTest(unittest.TestCase):
     """What a scenario may say."""
 
     def refuse(self, complaint, text):
-        with self.assertRaisesRegex(BadScenario, complaint):
-            parts = txtar.parse(text)[1]
-            scenario.refuse_unused_variables(parts)
-            for row in scenario.variants(parts):
-                scenario.build(scenario.in_variant(parts, row))
+        with self.assertRaisesRegex(BadCase, complaint):
+            parts = case.split(txtar.parse(text)[1])
+            case.refuse_unused_variables(parts)
+            for row in case.variants(parts):
+                case.build(case.in_variant(parts, row))
 
     def test_text_is_written_as_it_was_read(self):
         for text in ("", "x\n", "-- a --\n", "x\n\n-- a: b, c --\n\n-- d --\n--  --\n--e --\n\r\n"):
@@ -284,7 +283,7 @@ class FormatTest(unittest.TestCase):
             self.assertEqual(txtar.content(txtar.make_part("x", text)), text)
 
     def test_text_that_cannot_be_written(self):
-        with self.assertRaises(BadScenario):
+        with self.assertRaises(BadCase):
             txtar.unparse("", [txtar.make_part("log", "-- x --\n")])
 
     def test_unknown_part(self):
@@ -305,7 +304,6 @@ class FormatTest(unittest.TestCase):
         self.refuse("cannot be", "-- umask: none --\n-- $ cmd_lanfab --\n")
 
     def test_lines_that_nothing_would_read(self):
-        self.refuse("has no lines", "-- $ cmd_lanfab --\nx\n")
         self.refuse("has no lines", "-- $ cmd_lanfab --\n-- /x: unchanged --\nx\n")
         self.refuse("has no lines", "-- $ cmd_lanfab --\n-- refused by dnsmasq --\nx\n")
         self.refuse("has no lines", "-- network.json: examples/router --\n{}\n-- $ cmd_lanfab --\n")
@@ -324,22 +322,90 @@ class FormatTest(unittest.TestCase):
         table = "-- each --\na b\n1 x\n2 x\n3 y\n"
         outputs = "-- log: only x --\n-- /f: unchanged, only 3 --\n"
         parts = txtar.parse(f"{table}-- $ cmd_lanfab $a $b --\n{outputs}")[1]
-        self.assertEqual([[part.header() for part in scenario.in_variant(parts, row)[2:]]
-                          for row in scenario.variants(parts)],
+        self.assertEqual([[part.header() for part in case.in_variant(parts, row)[2:]]
+                          for row in case.variants(parts)],
                          [["-- log --\n"], ["-- log --\n"], ["-- /f: unchanged --\n"]])
         self.refuse("there are none", "-- $ cmd_lanfab --\n-- log: only x --\n")
         self.refuse("the table lacks", f"{table}-- $ cmd_lanfab $a $b --\n-- log: only z --\n")
 
     def test_value_of_a_variable(self):
         row = {"a": "1", "ab": "2"}
-        self.assertEqual(scenario.substitute("$a$ab${a}b $abc $ $$a", row), "121b $abc $ $1")
+        self.assertEqual(case.substitute("$a$ab${a}b $abc $ $$a", row), "121b $abc $ $1")
+
+
+    def test_what_a_command_prints(self):
+        parts = case.split(txtar.parse("-- $ cmd_lanfab --\nx\n-- stdout --\ny\n-- status --\n1\n")[1])
+        self.assertEqual([part.name for part in parts], ["$ cmd_lanfab", "stdout", "stdout", "status"])
+        self.refuse("there twice", txtar.unparse("", parts))
+        for text in ("-- $ lanfab check --\nx\n-- status --\n1\n",
+                     "-- $ cmd_lanfab --\n-- stdout: no final newline --\nx\n"):
+            self.assertEqual(txtar.unparse("", case.join(case.split(txtar.parse(text)[1]))), text)
+
+    def test_settings_before_a_command(self):
+        run = case.build(txtar.parse("-- $ LC_ALL=C A= lanfab graph --x=y --\n")[1]).runs[0]
+        self.assertEqual((run.settings(), run.words()),
+                         ({"LC_ALL": "C", "A": ""}, ["lanfab", "graph", "--x=y"]))
+
+
+class ReaderTest(unittest.TestCase):
+    """A case that is played without the sandbox."""
+
+    CASE = """A reader.
+
+-- network.json --
+{"one": 1}
+-- $ lanfab graph network.json --
+{"one": 1}
+network.json C.UTF-8
+-- network.json --
+{"two": 2}
+-- $ LC_ALL=C lanfab graph network.json --
+{"two": 2}
+network.json C
+-- status --
+2
+-- stderr --
+trouble
+"""
+    PROGRAM = """#!/bin/sh
+cat "$2"
+echo "$2 $LC_ALL"
+if [ $LC_ALL = C ]; then echo trouble >&2; exit 2; fi
+"""
+
+    def play(self, text, *options):
+        with tempfile.TemporaryDirectory() as directory:
+            program, path = pathlib.Path(directory, "cli", "lanfab"), pathlib.Path(directory, "reader.txtar")
+            program.parent.mkdir()
+            program.write_text(self.PROGRAM)
+            program.chmod(0o755)
+            path.write_text(text)
+            printed = io.StringIO()
+            with contextlib.redirect_stdout(printed):
+                runner.main(["--build", directory, *options, str(path)])
+            return printed.getvalue(), path.read_text()
+
+    def test_passes(self):
+        self.assertIn("1 of 1 cases passed", self.play(self.CASE)[0])
+
+    def test_each_difference_fails_and_is_updated(self):
+        for old, new, complaint in (("{\"one\": 1}\nnetwork.json C.", "{}\nnetwork.json C.", "-{}\n"),
+                                    ("network.json C\n", "", "+network.json C\n"),
+                                    ("-- stderr --\ntrouble\n", "", "not expected: stderr"),
+                                    ("-- status --\n2\n", "-- status --\n1\n", "-1\n+2\n"),
+                                    ("-- status --\n2\n", "", "not expected: status\n+2\n")):
+            text = self.CASE.replace(old, new)
+            printed, _ = self.play(text)
+            self.assertIn("0 of 1 cases passed", printed)
+            self.assertIn(complaint, printed)
+            self.assertEqual(self.play(text, "--update")[1], self.CASE)
 
 
 class ExpectationTest(unittest.TestCase):
     """What the notation of a run stands for."""
 
     def expect(self, text, there):
-        run = scenario.build(txtar.parse(text)[1]).runs[0]
+        run = case.build(case.split(txtar.parse(text)[1])).runs[0]
         return expected.expect(run, read_usual(), there)
 
     def test_nothing_is_said(self):
@@ -366,12 +432,12 @@ class ExpectationTest(unittest.TestCase):
                                    "/var/run/staged": Output("x\n")})
 
     def test_unchanged_file_that_was_not_there(self):
-        with self.assertRaisesRegex(BadScenario, "was not there before"):
+        with self.assertRaisesRegex(BadCase, "was not there before"):
             self.expect("-- $ cmd_lanfab go --\n-- /var/run/real: unchanged --\n", {})
 
     def test_database_before_a_run(self):
         parts = txtar.parse("-- before sysdb --\nB = 3\nN/A = \n-- $ cmd_lanfab --\n")[1]
-        run = scenario.build(parts).runs[0]
+        run = case.build(parts).runs[0]
         previous = {"sysdb": Output("A = 1\nB = 2\n"), "log": Output("x\n"), "/y": Output("")}
         there = expected.before(run, previous)
         self.assertEqual(there, {"sysdb": Output("A = 1\nB = 3\nN/A = \n"), "/y": Output("")})
@@ -382,22 +448,24 @@ class UpdateTest(unittest.TestCase):
 
     @classmethod
     def setUpClass(cls):
-        parts, cls.outcomes = txtar.parse(SCENARIO)[1], []
-        for row in scenario.variants(parts):
+        parts, cls.outcomes = case.split(txtar.parse(SCENARIO)[1]), []
+        for row in case.variants(parts):
             previous, runs = {}, []
-            for run in scenario.build(scenario.in_variant(parts, row)).runs:
+            for run in case.build(case.in_variant(parts, row)).runs:
                 previous = expected.expect(run, read_usual(), expected.before(run, previous))
                 runs.append(previous)
             cls.outcomes.append(runs)
 
     def update(self, text):
-        return update.update(*txtar.parse(text), read_usual(), self.outcomes)
+        comment, parts = txtar.parse(text)
+        updated = update.update(case.split(parts), read_usual(), self.outcomes)
+        return txtar.unparse(comment, case.join(updated))
 
     def test_what_is_right_stays_as_it_is_written(self):
         self.assertEqual(self.update(SCENARIO), SCENARIO)
         text = SCENARIO.replace("staged: unchanged --", "staged --\n# Head\nport=$port\n# Trailer")
-        stdout, stderr = "-- stdout --\nsaid\n", "-- stderr --\ncomplained\n"
-        text = text.replace(stdout + stderr, stderr + stdout)
+        stderr, commands = "-- stderr --\ncomplained\n", "-- commands --\nsystemctl start $port\n"
+        text = text.replace(stderr + commands, commands + stderr)
         self.assertEqual(self.update(text), text)
 
     def test_each_corruption_is_undone(self):
@@ -412,7 +480,7 @@ class UpdateTest(unittest.TestCase):
                             (("eth00\n", "eth10\n"), "${port}0\n"), (("eth0_\n", "eth1_\n"), "${port}_\n")):
             self.assertEqual(update.with_variables(texts, rows, {}), line)
         for texts in (("a\n", "b\n"), ("eth0\n", "eth0\n\n"), ("0 1\n", "1 0\n")):
-            with self.assertRaisesRegex(BadScenario, "no longer agree"):
+            with self.assertRaisesRegex(BadCase, "no longer agree"):
                 update.with_variables(texts, rows, {})
 
 

@@ -1,4 +1,3 @@
-#!/usr/bin/env python3
 """Compares random configurations by `lanfab diff`, and shows of each pair that
 
 - the differences are true: applied by patch(1) to the files of one configuration, they give those of the
@@ -22,13 +21,10 @@ import subprocess
 import sys
 import tempfile
 
-HERE = pathlib.Path(__file__).resolve().parent
-CHECKOUT = HERE.parents[1]
-SANDBOX = CHECKOUT / "tests/support/sandbox"
-sys.path[:0] = [str(HERE.parent / "soundness"), str(HERE.parent / "support")]
-
-import generator  # noqa: E402  (found by the line above)
-import patched  # noqa: E402
+from lib import patched
+from lib.checkout import BUILD, in_sandbox
+from lib.runner import programs_of
+from soundness import generator
 
 # Each pair is made of its own number, so a sample is the first ones of all.
 ALL = 2000
@@ -178,23 +174,18 @@ def judge(said):
     return "" if count <= len(lines) else f"{count} lines are counted, but only {len(lines)} differ"
 
 
-def run(*command):
-    return subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False)
-
-
-def compare(old, new, options, arguments):
+def compare(old, new, options, programs):
     """Returns the exit status of `lanfab diff` and what is wrong with what it says."""
     with tempfile.TemporaryDirectory() as directory:
-        paths = [pathlib.Path(directory, name) for name in ("old", "new")]
-        words = [*options, f"--program={arguments.program}"]
-        for path, config in zip(paths, (old, new)):
-            path.write_text(json.dumps(config), encoding="utf-8")
-        done = run(arguments.lanfab, "diff", *words, *paths)
+        for name, config in (("old.json", old), ("new.json", new)):
+            pathlib.Path(directory, name).write_text(json.dumps(config), encoding="utf-8")
+        words = [*options, "old.json", "new.json"]
+        command = [*programs["lanfab"], "diff", f"--program={programs['cmd_lanfab'][-1]}", *words]
+        done = subprocess.run(command, cwd=directory, stdin=subprocess.DEVNULL, capture_output=True,
+                              text=True, check=False)
         if done.returncode not in (0, 1):
             return done.returncode, ""
-        for path in paths:
-            run(arguments.lanfab, "preview", *words, "-o", f"{path}.files", path)
-        wrong = patched.wrong_files(done.stdout, *(pathlib.Path(f"{path}.files") for path in paths))
+        wrong = patched.differences(words, done.stdout, programs, pathlib.Path(directory))
         problem = f"the patched files are other ones:\n{wrong}" if wrong else judge(done.stdout)
         return done.returncode, problem and f"{problem}\n{done.stdout}"
 
@@ -202,19 +193,13 @@ def compare(old, new, options, arguments):
 def inside(arguments):
     """Compares the pairs that the standard input has; in the sandbox."""
     for line in sys.stdin:
-        print(json.dumps(compare(*json.loads(line), arguments)))
+        print(json.dumps(compare(*json.loads(line), programs_of(arguments.build))))
 
 
-def in_sandbox(share, arguments):
-    command = [SANDBOX, "--ports", sys.executable, __file__, "--inside"]
-    done = subprocess.run(
-        [*command, f"--lanfab={arguments.lanfab}", f"--program={arguments.program}"],
-        input="".join(json.dumps(pair) + "\n" for pair in share),
-        stdout=subprocess.PIPE,
-        text=True,
-        check=True,
-    )
-    return [json.loads(line) for line in done.stdout.splitlines()]
+def compare_all(share, arguments):
+    text = "".join(json.dumps(pair) + "\n" for pair in share)
+    printed = in_sandbox("diff.pairs", "--inside", f"--build={arguments.build}", text=text)
+    return [json.loads(line) for line in printed.splitlines()]
 
 
 def main():
@@ -225,8 +210,7 @@ def main():
     size.add_argument("--count", type=int, default=SAMPLE, help="default: %(default)s")
     size.add_argument("--exhaustive", dest="count", action="store_const", const=ALL, help=f"--count {ALL}")
     parser.add_argument("--seed", default="1")
-    parser.add_argument("--lanfab", type=os.path.abspath, default=CHECKOUT / "build/debug/cli/lanfab")
-    parser.add_argument("--program", type=os.path.abspath, default=CHECKOUT / "build/debug/cmd_lanfab")
+    parser.add_argument("--build", type=os.path.abspath, default=BUILD)
     parser.add_argument("--inside", action="store_true", help=argparse.SUPPRESS)
     arguments = parser.parse_args()
     if arguments.inside:
@@ -237,7 +221,7 @@ def main():
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         results = [
             (*pair, *result)
-            for share, found in zip(shares, pool.map(lambda share: in_sandbox(share, arguments), shares))
+            for share, found in zip(shares, pool.map(lambda share: compare_all(share, arguments), shares))
             for pair, result in zip(share, found, strict=True)
         ]
     wrong = [result for result in results if result[-1]]

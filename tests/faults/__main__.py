@@ -1,26 +1,22 @@
-#!/usr/bin/python3
 """Disturbs runs of the program and shows what does not hold afterwards; README.md says how to read it."""
 
 import argparse
 import collections
 import json
 import os
-import pathlib
 import subprocess
 import sys
 import threading
 
-import exemptions
+from faults import exemptions
+from lib.checkout import CHECKOUT, TESTS, sandboxed
 
-HERE = pathlib.Path(__file__).resolve().parent
-CHECKOUT = HERE.parent.parent
-SANDBOX = CHECKOUT / "tests/support/sandbox"
 PROGRAM = str(CHECKOUT / "build/quick/cmd_lanfab")
 
 
 ACTIONS = ("apply", "wwan_apply", "dnsmasq")
-# The kinds that are a script of their own.
-SCRIPTS = {"simultaneous": "simultaneous.py", "callers": "callers.py", "self-test": "self_test.py"}
+# The kinds that are a module of their own.
+MODULES = {kind: f"faults.{kind.replace('-', '_')}" for kind in ("simultaneous", "callers", "self-test")}
 
 
 def parse_arguments():
@@ -29,7 +25,7 @@ def parse_arguments():
                         help="the cmd_lanfab to run, with fault_tracer beside it "
                              "(default: %(default)s)")
     parser.add_argument("--kind", default="faults", help="what disturbs them",
-                        choices=["faults", "signals", "disk", *SCRIPTS])
+                        choices=["faults", "signals", "disk", *MODULES])
     parser.add_argument("--action", nargs="+", default=ACTIONS, choices=ACTIONS)
     parser.add_argument("--syscall", nargs="+", default=[], help="only at calls of these names")
     parser.add_argument("--at", metavar="PROCESS:CALL", help="only at this call")
@@ -41,10 +37,6 @@ def parse_arguments():
     parser.add_argument("--verbose", action="store_true", help="show each run")
     parser.add_argument("--workers", type=int, default=os.cpu_count())
     return parser.parse_args()
-
-
-def in_sandbox(script, *arguments):
-    return [str(SANDBOX), "--ports", sys.executable, str(HERE / script), *arguments]
 
 
 def worker_arguments(arguments):
@@ -89,7 +81,8 @@ class Results:
 
 def follow(command, results):
     """Adds what one worker prints; returns its exit status."""
-    with subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True) as worker:
+    with subprocess.Popen(command, cwd=TESTS, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                          text=True) as worker:
         for line in worker.stdout:
             results.add(json.loads(line))
     return worker.returncode
@@ -101,7 +94,7 @@ def disturb(arguments):
 
     def run_worker(share):
         options = [*worker_arguments(arguments), "--share", f"{share}/{arguments.workers}"]
-        statuses.append(follow(in_sandbox("worker.py", *options), results))
+        statuses.append(follow(sandboxed("faults.worker", *options), results))
 
     workers = [threading.Thread(target=run_worker, args=(share,)) for share in range(arguments.workers)]
     for worker in workers:
@@ -127,14 +120,14 @@ def unused_exemptions(arguments, results):
 
 def main():
     arguments = parse_arguments()
-    if arguments.kind in SCRIPTS:
+    if arguments.kind in MODULES:
         options = ["--exhaustive"] if arguments.exhaustive and arguments.kind == "simultaneous" else []
-        command = in_sandbox(SCRIPTS[arguments.kind], "--program", arguments.program, *options)
+        command = sandboxed(MODULES[arguments.kind], "--program", arguments.program, *options)
     elif arguments.verbose:
-        command = in_sandbox("worker.py", "--verbose", *worker_arguments(arguments))
+        command = sandboxed("faults.worker", "--verbose", *worker_arguments(arguments))
     else:
         return disturb(arguments)
-    return subprocess.run(command, check=False).returncode
+    return subprocess.run(command, cwd=TESTS, check=False).returncode
 
 
 if __name__ == "__main__":

@@ -1,6 +1,7 @@
-"""Plays one variant of a scenario, and prints what came out of its runs as JSON.
+"""Plays one variant of a case, and prints what came out of its runs as JSON.
 
-Runs inside the sandbox, where the paths of the system are free to use; the runner (`run`) starts it.
+Runs inside the sandbox, where the paths of the system are free to use; runner.py starts it. A case that needs
+no sandbox is played by runner.py itself, with `play_reader`.
 """
 
 import argparse
@@ -10,7 +11,6 @@ import pathlib
 import re
 import resource
 import select
-import shlex
 import shutil
 import socket
 import sqlite3
@@ -20,15 +20,16 @@ import sys
 import tempfile
 import time
 
-from . import scenario, txtar
+from . import case, patched, txtar
+from .checkout import EXAMPLES
 from .expected import USUAL_MODE
+from .limits import HANG_SECONDS
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "support"))
-
-from limits import HANG_SECONDS  # noqa: E402  (found by the line above)
-
-EXAMPLES = pathlib.Path(__file__).resolve().parents[3] / "examples"
 CONFIGURATION = pathlib.Path("/dev/sandbox/config/network.json")
+# The files of a case in /etc.
+ETC_LAYER = pathlib.Path("/dev/sandbox/etc")
+TOOLS = pathlib.Path("/dev/sandbox/tools")
+ANSWERS = pathlib.Path("/dev/sandbox/answers")
 RECORDED_COMMANDS = pathlib.Path("/dev/sandbox/commands")
 ACTIVE_SERVICES = pathlib.Path("/dev/sandbox/services")
 SYSLOG_SOCKET = "/dev/log"
@@ -51,9 +52,35 @@ SANITIZER_OPTIONS = {
     "UBSAN_OPTIONS": "exitcode=99:halt_on_error=1:print_stacktrace=1",
 }
 
+# When every file was written that lies there before a run: 2026-11-21 20:00:00.
+THEN = 1795291200
+
+# What the tools answer to `lanfab status` where a case says nothing.
+ACTIVE = f"ActiveState=active\nSubState=running\nResult=success\nStateChangeTimestamp=@{THEN}\n"
+USUAL_ANSWERS = {
+    "ip address": "[]",
+    "ip route": "[]",
+    "ip netconf": "[]",
+    "networkctl list": '{"Interfaces": []}',
+    "systemctl systemd-networkd": ACTIVE,
+    "systemctl dnsmasq": ACTIVE,
+}
+# A tool whose answer is a file with its name and one of its words.
+TOOL = f"""#!/bin/sh
+tool=${{0##*/}}
+for word; do
+  word=${{word##* }}
+  if [ -e "{ANSWERS}/$tool $word fails" ]; then
+    cat "{ANSWERS}/$tool $word fails" >&2
+    exit 1
+  fi
+  if [ -e "{ANSWERS}/$tool $word" ]; then exec cat "{ANSWERS}/$tool $word"; fi
+done
+"""
+
 
 class Failure(Exception):
-    """A scenario that could not be played to its end."""
+    """A case that could not be played to its end."""
 
 
 class Syslog:
@@ -83,10 +110,11 @@ def describe_log_line(datagram):
 
 
 class Process:
-    """The program at work. The part `steps` of a scenario finds it as `run`."""
+    """The program at work. The part `steps` of a case finds it as `run`."""
 
-    def __init__(self, command, umask, syslog):
+    def __init__(self, command, environment, umask, syslog):
         self.command = command
+        self.environment = environment
         self.umask = umask
         self.syslog = syslog
         self.log = []
@@ -96,11 +124,8 @@ class Process:
 
     def start(self):
         """Starts the program and returns at once."""
-        environment = {**os.environ, **SANITIZER_OPTIONS, "LC_ALL": "C",
-                       "LANFAB_CONFIG_DIR": str(CONFIGURATION.parent)}
-        environment.pop("LANFAB_SYSDB", None)
-        self.process = subprocess.Popen(self.command, env=environment, umask=self.umask,
-                                        stdin=subprocess.DEVNULL, **self.output)
+        self.process = subprocess.Popen(self.command, env=self.environment, umask=self.umask,
+                                        cwd=CONFIGURATION.parent, stdin=subprocess.DEVNULL, **self.output)
         self.ended = os.pidfd_open(self.process.pid)
 
     def wait_for_log(self, line, times=1):
@@ -131,68 +156,122 @@ class Process:
 
 
 class Player:
-    """Plays the runs of a scenario one after the other; each finds what the previous one left."""
+    """Plays the runs of a case one after the other; each finds what the previous one left."""
 
-    def __init__(self, program):
-        self.program = program
+    def __init__(self, programs):
+        self.programs = programs
         self.syslog = Syslog()
         self.laid = {}
         CONFIGURATION.parent.mkdir()
 
     def play(self, run):
         """Plays one run; returns everything that came out, each by its name, a file with its mode."""
-        self._prepare(run.inputs)
+        self._prepare(run)
         there = watched_files()
         umask = int(body(run.inputs, "umask") or "022", 8)
-        process = Process(self.program + run.arguments(), umask, self.syslog)
+        process = Process(command_of(run, self.programs), environment_of(run), umask, self.syslog)
         if "steps" in run.inputs:
             exec(compile(body(run.inputs, "steps"), "steps", "exec"), {"run": process})
         else:
             process.start()
         process.finish()
+        if run.words()[:2] == ["lanfab", "diff"] and process.process.returncode in (0, 1):
+            wrong = patched.differences(run.arguments()[1:], process.text("stdout"), self.programs,
+                                        CONFIGURATION.parent)
+            if wrong:
+                raise Failure(f"the patched files are other ones:\n{wrong}")
         return self._outcome(process, there, watched_files())
 
-    def _prepare(self, inputs):
+    def _prepare(self, run):
+        inputs = run.inputs
+        if asks_tools(run):
+            lay_answers(inputs)
         RECORDED_COMMANDS.write_text("")
         ACTIVE_SERVICES.write_text(body(inputs, "services"))
-        if "network.json" in inputs:
-            write_configuration(inputs["network.json"])
+        lay_configurations(inputs, CONFIGURATION.parent)
         write_system_database(body(inputs, "before sysdb").splitlines())
         for path, content in laid_files(inputs).items():
             path.parent.mkdir(parents=True, exist_ok=True)
             path.write_bytes(content)
+            os.utime(path, (THEN, THEN))
             self.laid[str(path)] = content
+        if ETC_LAYER.exists():
+            subprocess.run(["mount", "-t", "overlay", "-o", f"lowerdir={ETC_LAYER}:/etc", "etc", "/etc"],
+                           check=True)
         if "prepare" in inputs:
             subprocess.run(["/bin/sh", "-euc", body(inputs, "prepare")], check=True, stdout=sys.stderr)
 
     def _outcome(self, process, there, after):
-        texts = {
-            "status": f"{process.process.returncode}\n" if process.process.returncode else "",
-            "stdout": process.text("stdout"),
-            "stderr": process.text("stderr"),
-            "log": as_lines(process.log),
-            "commands": RECORDED_COMMANDS.read_text(),
-            "sysdb": as_lines(read_system_database()),
-            "removed": as_lines(sorted(there.keys() - after.keys())),
-        }
-        outcome = {name: (text, USUAL_MODE) for name, text in texts.items() if text}
+        outcome = texts_by_name(
+            process.process.returncode, process.text("stdout"), process.text("stderr"),
+            log=as_lines(process.log),
+            commands=RECORDED_COMMANDS.read_text(),
+            sysdb=as_lines(read_system_database()),
+            removed=as_lines(sorted(there.keys() - after.keys())))
         for name, path in after.items():
             if self.laid.get(name) != path.read_bytes():
                 outcome[name] = txtar.read(path), stat.S_IMODE(path.stat().st_mode)
         return outcome
 
 
+def texts_by_name(status, stdout, stderr, **others):
+    """Returns the part of an outcome that is no file."""
+    texts = {"status": f"{status}\n" if status else "", "stdout": stdout, "stderr": stderr, **others}
+    return {name: (text, USUAL_MODE) for name, text in texts.items() if text}
+
+
 def body(inputs, name):
     return inputs[name].body if name in inputs else ""
 
 
-def write_configuration(part):
-    """The configuration stays for the runs that follow, until another one takes its place."""
-    CONFIGURATION.unlink(missing_ok=True)
-    if not part.notes or "no final newline" in part.notes:
-        txtar.write(CONFIGURATION, txtar.content(part))
-    elif part.notes != ("none",):
-        shutil.copyfile(EXAMPLES / part.notes[0].removeprefix("examples/") / "network.json", CONFIGURATION)
+def command_of(run, programs):
+    """Returns the command line of a run, whose first word is a key of `programs`."""
+    program, *arguments = run.words()
+    if program == "lanfab" and arguments[0] == "diff":
+        arguments.insert(1, f"--program={programs['cmd_lanfab'][-1]}")
+    return programs[program] + arguments
+
+
+def environment_of(run):
+    """Returns the environment of a run."""
+    environment = {**os.environ, **SANITIZER_OPTIONS}
+    environment.pop("LANFAB_SYSDB", None)
+    if run.program() == "lanfab":
+        environment.update(LC_ALL="C.UTF-8", TZ="UTC")
+    else:
+        environment.update(LC_ALL="C", LANFAB_CONFIG_DIR=str(CONFIGURATION.parent))
+    if asks_tools(run):
+        environment["PATH"] = f"{TOOLS}:{environment['PATH']}"
+    return {**environment, **run.settings()}
+
+
+def lay_configurations(inputs, directory):
+    """A configuration stays for the runs that follow, until another one takes its place."""
+    for name in filter(case.CONFIGURATION.fullmatch, inputs):
+        part, path = inputs[name], directory / name
+        path.unlink(missing_ok=True)
+        if not part.notes or "no final newline" in part.notes:
+            txtar.write(path, txtar.content(part))
+        elif part.notes != ("none",):
+            shutil.copyfile(EXAMPLES / part.notes[0].removeprefix("examples/") / "network.json", path)
+
+
+def asks_tools(run):
+    return run.words()[:2] == ["lanfab", "status"]
+
+
+def lay_answers(inputs):
+    """Makes the tools that `lanfab status` asks."""
+    if not TOOLS.exists():
+        TOOLS.mkdir()
+        ANSWERS.mkdir()
+        for tool in ("ip", "networkctl", "systemctl", "journalctl"):
+            (TOOLS / tool).write_text(TOOL)
+            (TOOLS / tool).chmod(0o755)
+        for name, text in USUAL_ANSWERS.items():
+            (ANSWERS / name).write_text(text)
+    for name in filter(case.ANSWER.fullmatch, inputs):
+        txtar.write(ANSWERS / " ".join((name, *inputs[name].notes)), inputs[name].body)
 
 
 def laid_files(inputs):
@@ -204,6 +283,8 @@ def laid_files(inputs):
     for name, part in inputs.items():
         if name.startswith("before /"):
             path = pathlib.Path(name.removeprefix("before "))
+            # /etc is the machine's also in the sandbox.
+            path = ETC_LAYER / path.relative_to("/etc") if path.is_relative_to("/etc") else path
             files[path] = eval(part.body) if "bytes" in part.notes else txtar.encode(txtar.content(part))
     return files
 
@@ -243,23 +324,34 @@ def read_system_database():
     return [f"{f'{database}/' if database else ''}{key} = {value}" for database, key, value in rows]
 
 
-def main():
+def play_reader(runs, programs):
+    """Returns what came out of runs that only read configurations, of each by its name."""
+    outcomes = []
+    with tempfile.TemporaryDirectory() as directory:
+        for run in runs:
+            lay_configurations(run.inputs, pathlib.Path(directory))
+            done = subprocess.run(command_of(run, programs), env=environment_of(run), cwd=directory,
+                                  stdin=subprocess.DEVNULL, capture_output=True, check=False)
+            outcomes.append(texts_by_name(done.returncode, done.stdout.decode(), done.stderr.decode()))
+    return outcomes
+
+
+def main(make_player=Player):
     parser = argparse.ArgumentParser()
-    parser.add_argument("--program", required=True, help="the command that runs the program")
+    parser.add_argument("--programs", type=json.loads, required=True,
+                        help="the command that runs each program")
     parser.add_argument("--variant", type=int, default=0)
-    parser.add_argument("scenario", type=pathlib.Path)
+    parser.add_argument("case", type=pathlib.Path)
     arguments = parser.parse_args()
     os.umask(0o022)
     # A run that is meant to abort leaves no core.
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
-    parts = txtar.parse(txtar.read(arguments.scenario))[1]
-    row = scenario.variants(parts)[arguments.variant]
-    player = Player(shlex.split(arguments.program))
     try:
-        outcomes = [player.play(run) for run in scenario.build(scenario.in_variant(parts, row)).runs]
+        player = make_player(arguments.programs)
+        runs = case.runs_of(arguments.case, arguments.variant)
+        json.dump([player.play(run) for run in runs], sys.stdout)
     except Failure as failure:
         sys.exit(str(failure))
-    json.dump(outcomes, sys.stdout)
 
 
 if __name__ == "__main__":

@@ -1,29 +1,29 @@
-"""Rewrites what a scenario expects. Parts that say the right thing already stay as they are written."""
+"""Rewrites what a case expects. Parts that say the right thing already stay as they are written."""
 
 import dataclasses
 import itertools
 import re
 
-from . import scenario, txtar
+from . import case, txtar
+from .case import OUTPUTS
 from .expected import NONE, before, frame, value_of
-from .scenario import OUTPUTS
-from .txtar import BadScenario, Part, make_part
+from .txtar import BadCase, Part, make_part
 
 
-def update(comment, parts, usual, outcomes):
-    """Returns the text of the scenario that expects `outcomes`, which holds those of each variant's runs."""
-    rows = scenario.variants(parts)
-    variants = [_Variant(row, scenario.in_variant(parts, row), usual, played)
+def update(parts, usual, outcomes):
+    """Returns the parts of the case that expects `outcomes`, which holds those of each variant's runs."""
+    rows = case.variants(parts)
+    variants = [_Variant(row, case.in_variant(parts, row), usual, played)
                 for row, played in zip(rows, outcomes)]
     result = []
     for part in parts:
         result += _in_common(part, variants, parts)
     for place, *added in zip(variants[0].added, *(variant.added.values() for variant in variants)):
         if len({len(additions) for additions in added}) > 1:
-            raise BadScenario("the variants no longer agree: different outputs come out of their runs")
+            raise BadCase("the variants no longer agree: different outputs come out of their runs")
         for additions in zip(*added):
             _insert(_merged(additions, rows, parts), place, result, rows[0])
-    return txtar.unparse(comment, result)
+    return result
 
 
 class _Variant:
@@ -36,7 +36,7 @@ class _Variant:
         # The parts to add, by the place of the command.
         self.added = {}
         previous = {}
-        for run, outcome in zip(scenario.build(parts).runs, outcomes):
+        for run, outcome in zip(case.build(parts).runs, outcomes):
             corrected = _RunUpdate(run, usual, before(run, previous), outcome).parts()
             for part in run.outputs.values():
                 self.corrected[part.place] = corrected.pop(part.name, None)
@@ -54,7 +54,7 @@ class _RunUpdate:
         self.outcome = outcome
         # What is usual depends on the status.
         self._correct("status")
-        self.usual_parts = usual.of(run, self.outputs.get("status"))
+        self.usual_parts = usual.of(run, self.outputs.get("status"), there)
 
     def parts(self):
         """Returns the parts by their names, of which those that were right are still the same objects."""
@@ -75,7 +75,7 @@ class _RunUpdate:
     def _is_right(self, name, part):
         try:
             says = value_of(name, {**self.outputs, name: part}, self.usual_parts, self.there)
-        except BadScenario:
+        except BadCase:
             return False
         return says == self.outcome.get(name)
 
@@ -107,16 +107,16 @@ def _in_common(part, variants, parts):
         return [part]
     if None in new:
         if any(new):
-            raise BadScenario(f"the variants no longer agree: {part.name} comes out of some of them")
+            raise BadCase(f"the variants no longer agree: {part.name} comes out of some of them")
         return []
     merged = _merged(new, [variant.row for variant in variants], parts)
-    notes = merged.notes if scenario.only(part) is None else (*merged.notes, f"only {scenario.only(part)}")
+    notes = merged.notes if case.only(part) is None else (*merged.notes, f"only {case.only(part)}")
     return [dataclasses.replace(merged, notes=notes, place=part.place)]
 
 
 def _merged(versions, rows, parts):
     """Returns the part of which each row makes one version, in lines of `parts` where there are such."""
-    written = {tuple(scenario.substitute(line, row) for row in rows): line
+    written = {tuple(case.substitute(line, row) for row in rows): line
                for part in parts for line in (part.header(), *txtar.lines_of(part.body))}
     text = with_variables([part.header() + part.body for part in versions], rows, written)
     return dataclasses.replace(txtar.parse(text)[1][0], place=None)
@@ -125,9 +125,9 @@ def _merged(versions, rows, parts):
 def _insert(part, place, parts, row):
     """Puts a part among the outputs of the run whose command is at `place`, in the order of the first row."""
     def order(other):
-        return _order(scenario.substitute(other.name, row))
+        return _order(case.substitute(other.name, row))
     index = 1 + next(index for index, other in enumerate(parts) if other.place == place)
-    outputs = itertools.takewhile(lambda other: scenario.is_output(other.name), parts[index:])
+    outputs = itertools.takewhile(lambda other: case.is_output(other.name), parts[index:])
     index += sum(order(other) < order(part) for other in outputs)
     parts.insert(index, part)
 
@@ -136,7 +136,7 @@ def with_variables(texts, rows, written):
     """Returns the text of which each row makes one of the texts; `written` has the lines that are known."""
     versions = [txtar.lines_of(text) for text in texts]
     if len({len(lines) for lines in versions}) > 1:
-        raise BadScenario("the variants no longer agree:\n" + "--- or\n".join(texts))
+        raise BadCase("the variants no longer agree:\n" + "--- or\n".join(texts))
     return "".join(written.get(lines) or _line_with_variables(lines, rows) for lines in zip(*versions))
 
 
@@ -150,7 +150,7 @@ def _line_with_variables(lines, rows):
                      if all(rest.startswith(row[name]) for rest, row in zip(rests, rows))), None)
         characters = {rest[:1] for rest in rests}
         if name is None and len(characters) > 1:
-            raise BadScenario("the variants no longer agree:\n" + "".join(lines))
+            raise BadCase("the variants no longer agree:\n" + "".join(lines))
         text += f"${{{name}}}" if name else characters.pop()
         places = [place + len(row[name] if name else "x") for place, row in zip(places, rows)]
     # Braces are needed before a letter or a digit alone.

@@ -1,7 +1,7 @@
-#!/usr/bin/env python3
 """Checks random configurations, and shows what becomes of the good ones to the real services.
 
-Usage: run [--exhaustive] [--count N] [--seed TEXT] [--lanfab FILE] [--program FILE]
+Usage: tests/python -m soundness [--exhaustive] [--count N] [--seed TEXT] [--lanfab FILE]
+                              [--program FILE]
 
 A configuration without an error must have no consequence that systemd-networkd or dnsmasq complains about: a
 counterexample is a rule that is missing.
@@ -17,12 +17,9 @@ import subprocess
 import sys
 import tempfile
 
-import generator
+from lib.checkout import BUILD, in_sandbox
+from soundness import generator
 
-HERE = pathlib.Path(__file__).resolve().parent
-CHECKOUT = HERE.parent.parent
-SANDBOX = CHECKOUT / "tests/support/sandbox"
-PLAY = CHECKOUT / "tests/hostile/play.py"
 UNIT = re.compile(r"/run/systemd/network/[^/]*\.(network|netdev)")
 CONFIGURATION = "/run/dnsmasq.conf"
 ENOUGH_GOOD = 0.2
@@ -39,16 +36,6 @@ RUNTIME = {
     "wwan_mtu": "1430",
     "wwan_dns1": "9.9.9.9",
 }
-
-
-def in_sandbox(script, text, *arguments):
-    return subprocess.run(
-        [SANDBOX, "--ports", sys.executable, script, *arguments],
-        input=text,
-        stdout=subprocess.PIPE,
-        text=True,
-        check=True,
-    ).stdout
 
 
 def without_errors(lanfab, configurations):
@@ -86,7 +73,8 @@ def play(program, configurations):
         for number, configuration in enumerate(configurations)
     )
     lines = "".join(json.dumps(case) + "\n" for case in cases)
-    return [json.loads(line)["runs"][0] for line in in_sandbox(PLAY, lines, program).splitlines()]
+    printed = in_sandbox("hostile.play", program, text=lines)
+    return [json.loads(line)["runs"][0] for line in printed.splitlines()]
 
 
 def show(runs):
@@ -99,7 +87,7 @@ def show(runs):
     ]
     configurations = [run["files"].get(CONFIGURATION, "") for run in runs]
     files = json.dumps({"units": [unit[1:] for unit in units], "configurations": configurations})
-    said = json.loads(in_sandbox(HERE / "daemons.py", files))
+    said = json.loads(in_sandbox("soundness.daemons", text=files))
     for number, complaint in enumerate(said["dnsmasq"]):
         if complaint:
             line = re.search(r"at line (\d+)", complaint)
@@ -136,8 +124,8 @@ def main():
         "--exhaustive", dest="count", action="store_const", const=ALL, help=f"--count {ALL}"
     )
     parser.add_argument("--seed", default="1")
-    parser.add_argument("--lanfab", type=os.path.abspath, default=CHECKOUT / "build/debug/cli/lanfab")
-    parser.add_argument("--program", type=os.path.abspath, default=CHECKOUT / "build/debug/cmd_lanfab")
+    parser.add_argument("--lanfab", type=os.path.abspath, default=BUILD / "cli/lanfab")
+    parser.add_argument("--program", type=os.path.abspath, default=BUILD / "cmd_lanfab")
     options = parser.parse_args()
     configurations = list(generator.configurations(options.count, options.seed))
     good = without_errors(options.lanfab, configurations)

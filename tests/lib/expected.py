@@ -1,17 +1,18 @@
-"""What must come out of a run: what the scenario says of it, and for the rest what is usual.
+"""What must come out of a run: what the case says of it, and for the rest what is usual.
 
-An outcome maps names to outputs, as a scenario names them: "status", "log", the path of a file and so on.
+An outcome maps names to outputs, as a case names them: "status", "log", the path of a file and so on.
 What it lacks did not come out: there is no such file, not one line, or the status is 0.
 """
 
 import dataclasses
 import difflib
 
-from . import scenario, txtar
-from .txtar import BadScenario, Part
+from . import txtar
+from .case import USUAL_NOTES, build, read
+from .txtar import BadCase, Part
 
 USUAL_MODE = 0o644
-# In usual.txt, the place of what a scenario says.
+# In usual.txt, the place of what a case says.
 PARTICULAR = "...\n"
 NONE = Part("", ("none",))
 DATABASE_UNCHANGED = Part("sysdb", ("unchanged",))
@@ -30,14 +31,16 @@ class Usual:
 
     def __init__(self, path):
         self.parts = {}
-        for run in scenario.build(txtar.parse(txtar.read(path))[1], scenario.USUAL_NOTES).runs:
+        for run in build(read(path)[1], USUAL_NOTES).runs if path.exists() else []:
             if run.inputs:
-                raise BadScenario(f"{path.name} has inputs")
+                raise BadCase(f"{path.name} has inputs")
             key = self._key(run, run.outputs.pop("status", None))
             self.parts[key] = {name: self._looked_up(part) for name, part in run.outputs.items()}
 
-    def of(self, run, status):
-        """Returns what is usual for this run when it ends with this status, a part or None."""
+    def of(self, run, status, there):
+        """Returns what is usual for this run when it ends with this status; lanfab leaves what is there."""
+        if run.program() == "lanfab":
+            return {name: Part(name, ("unchanged",)) for name in there}
         return self.parts.get(self._key(run, status), {})
 
     @staticmethod
@@ -63,7 +66,7 @@ def before(run, previous):
 
 def expect(run, usual, there):
     """Returns the outcome that `run` must have; `there` is what was there before."""
-    usual_parts = usual.of(run, run.outputs.get("status"))
+    usual_parts = usual.of(run, run.outputs.get("status"), there)
     names = {"sysdb", *usual_parts, *run.outputs} - {"refused by dnsmasq"}
     outcome = {name: value_of(name, run.outputs, usual_parts, there) for name in names}
     return {name: output for name, output in outcome.items() if output is not None}
@@ -80,7 +83,7 @@ def value_of(name, parts, usual_parts, there):
         return None
     if "unchanged" in part.notes:
         if name not in there:
-            raise BadScenario(f"{name} cannot be unchanged: it was not there before")
+            raise BadCase(f"{name} cannot be unchanged: it was not there before")
         return there[name]
     head, tail = ("", "") if "whole" in part.notes else frame(usual)
     text = head + txtar.content(part) + tail

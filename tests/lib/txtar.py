@@ -1,4 +1,4 @@
-"""Reads and writes the format of a scenario: a comment, then parts that begin with a line `-- name --`.
+"""Reads and writes the format of a case: a comment, then parts that begin with a line `-- name --`.
 
 A name may carry notes, `-- name: note, note --`; a command (`$ ...`) and a heading (`# ...`) carry none. What
 is read can be written back byte for byte.
@@ -10,8 +10,8 @@ import re
 HEADER = re.compile(r"-- (\S(?:.*\S)?) --")
 
 
-class BadScenario(Exception):
-    """A scenario that says something that it cannot mean."""
+class BadCase(Exception):
+    """A case that says something that it cannot mean."""
 
 
 @dataclasses.dataclass(frozen=True)
@@ -46,9 +46,9 @@ def lines_of(text):
 
 
 def parse(text):
-    """Returns the comment and the parts of a scenario's text."""
+    """Returns the comment and the parts of a case's text."""
     if text and not text.endswith("\n"):
-        raise BadScenario("the last line has no end")
+        raise BadCase("the last line has no end")
     comment, parts = "", []
     for line in lines_of(text):
         match = HEADER.fullmatch(line.removesuffix("\n"))
@@ -65,7 +65,7 @@ def unparse(comment, parts):
     """Returns the text that `parse` reads as this comment and these parts."""
     text = comment + "".join(part.header() + part.body for part in parts)
     if parse(text) != (comment, parts):
-        raise BadScenario("a line of an output looks like the beginning of a part")
+        raise BadCase("a line of an output looks like the beginning of a part")
     return text
 
 

@@ -1,7 +1,6 @@
-#!/usr/bin/env python3
 """Puts hostile texts into every path of the configuration and into every runtime file.
 
-Usage: run [--some | --exhaustive] [--program FILE]
+Usage: tests/python -m hostile [--some | --exhaustive] [--program FILE]
   --some        few texts, without the daemons
   --exhaustive  every text and every place
 Without these, a sample: each text in each way once, and the real daemons. It is the same every time.
@@ -13,16 +12,10 @@ import argparse
 import concurrent.futures
 import json
 import os
-import pathlib
-import subprocess
 import sys
 
-import cases
-import judge
-
-HERE = pathlib.Path(__file__).resolve().parent
-CHECKOUT = HERE.parent.parent
-SANDBOX = CHECKOUT / "tests/support/sandbox"
+from hostile import cases, judge
+from lib.checkout import BUILD, in_sandbox
 
 # What the daemons must notice, put among what they are shown.
 SCRIPT_CONF = """user=admin
@@ -33,15 +26,9 @@ dhcp-script=/run/script
 SMUGGLED_KEY = ("network", "[Match]\nName = eth0\n[Network]\nAddress = 1.1.1.1/24\rNoSuchKey=yes\n")
 
 
-def in_sandbox(script, lines, *arguments):
-    done = subprocess.run([SANDBOX, "--ports", sys.executable, HERE / script, *arguments], input=lines,
-                          stdout=subprocess.PIPE, text=True, check=True)
-    return done.stdout
-
-
 def play(some, program):
     lines = "".join(json.dumps(case.as_json()) + "\n" for case in some)
-    return [json.loads(line) for line in in_sandbox("play.py", lines, program).splitlines()]
+    return [json.loads(line) for line in in_sandbox("hostile.play", program, text=lines).splitlines()]
 
 
 def play_all(some, program):
@@ -66,7 +53,7 @@ def daemon_complaints(results):
     configurations = [SCRIPT_CONF, *sorted({text for path, text in files_of(results)
                                             if path in judge.CONFIGURATIONS})]
     files = json.dumps({"units": shown, "configurations": configurations})
-    said = json.loads(in_sandbox("daemons.py", files))
+    said = json.loads(in_sandbox("hostile.daemons", text=files))
     if SCRIPT_CONF not in said["ran"]:
         yield "dnsmasq did not run the script that it was to run"
     if not any(number == 0 and "NoSuchKey" in complaint for number, _, complaint in said["networkd"]):
@@ -86,7 +73,7 @@ def main():
     size = parser.add_mutually_exclusive_group()
     size.add_argument("--some", action="store_true", help="few texts, without the daemons")
     size.add_argument("--exhaustive", action="store_true", help="every text and every place")
-    parser.add_argument("--program", type=os.path.abspath, default=CHECKOUT / "build/debug/cmd_lanfab")
+    parser.add_argument("--program", type=os.path.abspath, default=BUILD / "cmd_lanfab")
     arguments = parser.parse_args()
     sound = play([*cases.benign()], arguments.program)
     known = set().union(*(judge.vocabulary(run) for result in sound for run in result["runs"]))

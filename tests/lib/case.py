@@ -1,0 +1,219 @@
+"""A case as it is written: its runs, and its variants when it has a table of them."""
+
+import dataclasses
+import itertools
+import re
+import shlex
+
+from . import txtar
+from .txtar import BadCase, Part
+
+INPUTS = {"network.json", "cellular link", "before sysdb", "services", "umask", "prepare", "steps"}
+CONFIGURATION = re.compile(r"[\w-]+\.json")
+# What a tool answers to `lanfab status`: its name and one of its words.
+ANSWER = re.compile(r"(ip|networkctl|systemctl|journalctl) \S+")
+OUTPUTS = ("stdout", "status", "stderr", "commands", "log", "sysdb", "removed", "refused by dnsmasq")
+NO_NOTES = re.compile("(?!)")
+ANSWER_NOTES = re.compile("fails")
+FILE_NOTES = re.compile("bytes|no final newline")
+CONFIGURATION_NOTES = re.compile(r"none|examples/[\w-]+|no final newline")
+OUTPUT_NOTES = re.compile("unchanged|none|whole|no final newline|mode 0[0-7]{3}")
+USUAL_NOTES = re.compile(r"unchanged|mode 0[0-7]{3}|same as /[\w./]+|as after [\w]+")
+BARE_NOTES = re.compile("unchanged|none|examples/.*|same as .*|as after .*")
+PROGRAMS = ("cmd_lanfab", "lanfab")
+SETTING = re.compile(r"(\w+)=(.*)")
+# The commands of lanfab that touch nothing but the files they are given.
+READER = re.compile(r"lanfab (check --offline|graph)\b")
+VARIABLE = re.compile(r"\$(?:(\w+)|\{(\w+)\})")
+
+
+@dataclasses.dataclass
+class Run:
+    """The parts of one run by their names; `place` is that of the command among the case's parts."""
+
+    command: str
+    place: int
+    inputs: dict
+    outputs: dict = dataclasses.field(default_factory=dict)
+
+    def words(self):
+        """The command line without the settings before it."""
+        return list(itertools.dropwhile(SETTING.fullmatch, shlex.split(self.command)))
+
+    def program(self):
+        """One of PROGRAMS."""
+        return self.words()[0]
+
+    def arguments(self):
+        """The command line after the program's name."""
+        return self.words()[1:]
+
+    def settings(self):
+        """The environment that the command line begins with."""
+        words = itertools.takewhile(SETTING.fullmatch, shlex.split(self.command))
+        return dict(word.split("=", 1) for word in words)
+
+
+@dataclasses.dataclass
+class Case:
+    """A case of which every variable has its value."""
+
+    ports: bool
+    runs: list
+
+    def needs_sandbox(self):
+        """Whether a run does more than read configurations and print."""
+        return not all(READER.match(" ".join(run.words())) and all(map(CONFIGURATION.fullmatch, run.inputs))
+                       for run in self.runs)
+
+
+def read(path):
+    """Returns the comment and the parts of a case. The lines of a command are the part `stdout` after it."""
+    comment, parts = txtar.parse(txtar.read(path))
+    return comment, split(parts)
+
+
+def runs_of(path, variant):
+    """Returns the runs of a variant, by its number."""
+    parts = read(path)[1]
+    return build(in_variant(parts, variants(parts)[variant])).runs
+
+
+def write(path, comment, parts):
+    """Writes what `read` returned."""
+    txtar.write(path, txtar.unparse(comment, join(parts)))
+
+
+def split(parts):
+    """Returns the parts with the lines of each command in a part of their own."""
+    result = []
+    for part in parts:
+        if part.name.startswith("$ ") and part.body:
+            result += [dataclasses.replace(part, body=""), Part("stdout", (), part.body)]
+        else:
+            result.append(part)
+    return [dataclasses.replace(part, place=place) for place, part in enumerate(result)]
+
+
+def join(parts):
+    """Returns the parts with what each command prints below it, where that needs no notes."""
+    result = []
+    for part in parts:
+        if part.name == "stdout" and not part.notes and result[-1].name.startswith("$ "):
+            result[-1] = dataclasses.replace(result[-1], body=part.body)
+        else:
+            result.append(part)
+    return result
+
+
+def variants(parts):
+    """Returns the rows of the table `each`, or one empty row; each is what its variables stand for."""
+    wanted = {only(part) for part in parts} - {None}
+    if not parts or parts[0].name != "each":
+        if wanted:
+            raise BadCase("a part is only there for a variant, and there are none")
+        return [{}]
+    names, *rows = (line.split() for line in parts[0].body.splitlines())
+    if len(rows) < 2 or any(len(row) != len(names) for row in rows):
+        raise BadCase("each needs a line of names, then two or more lines with a value for each name")
+    if wanted - {value for row in rows for value in row}:
+        raise BadCase("a part is only there for a value that the table lacks")
+    return [dict(zip(names, row)) for row in rows]
+
+
+def refuse_unused_variables(parts):
+    """A variant without its value somewhere would be one that is silently missing."""
+    used = {match[1] or match[2] for match in VARIABLE.finditer(txtar.unparse("", parts))}
+    unused = variants(parts)[0].keys() - used
+    if unused:
+        raise BadCase(f"nothing uses ${' or $'.join(sorted(unused))}")
+
+
+def substitute(text, row):
+    """Returns `text` with the values of the variables that `row` has; any other stays as it is."""
+    return VARIABLE.sub(lambda match: row.get(match[1] or match[2], match[0]), text)
+
+
+def only(part):
+    """Returns the value for which alone a part is there, or None."""
+    return next((note.removeprefix("only ") for note in part.notes if note.startswith("only ")), None)
+
+
+def in_variant(parts, row):
+    """Returns the parts that the variant of this row has, with its values."""
+    return [dataclasses.replace(part, name=substitute(part.name, row), body=substitute(part.body, row),
+                                notes=tuple(note for note in part.notes if note != f"only {only(part)}"))
+            for part in parts if not row or only(part) is None or only(part) in row.values()]
+
+
+def build(parts, output_notes=OUTPUT_NOTES):
+    """Returns the case that these parts describe, or raises BadCase."""
+    case = Case(ports=True, runs=[])
+    inputs, run = {}, None
+    for part in parts:
+        if part.name == "each" and part.place == 0:
+            continue
+        if part.name == "without ports" and not case.runs and not inputs:
+            case.ports = False
+            _refuse_lines(part)
+        elif part.name.startswith("# "):
+            run = None
+        elif part.name.startswith("$ "):
+            run = Run(_command(part), part.place, inputs)
+            case.runs.append(run)
+            inputs = {}
+        elif _is_input(part.name):
+            run = None
+            _add(part, inputs, _input_notes(part.name))
+        elif run is not None and is_output(part.name):
+            _add(part, run.outputs, output_notes)
+        else:
+            raise BadCase(f"a part cannot be called \"{part.name}\"{'' if run else ' before a command'}")
+    if inputs or not case.runs:
+        raise BadCase("the last run has no command")
+    return case
+
+
+def is_output(name):
+    """Whether a part of this name says what comes out."""
+    return name in OUTPUTS or name.startswith("/")
+
+
+def _is_input(name):
+    return (name in INPUTS or name.startswith("before /") or CONFIGURATION.fullmatch(name) is not None
+            or ANSWER.fullmatch(name) is not None)
+
+
+def _input_notes(name):
+    if CONFIGURATION.fullmatch(name):
+        return CONFIGURATION_NOTES
+    if ANSWER.fullmatch(name):
+        return ANSWER_NOTES
+    return FILE_NOTES if name.startswith("before /") else NO_NOTES
+
+
+def _command(part):
+    command = part.name[2:]
+    words = Run(command, part.place, {}).words()
+    if not words or words[0] not in PROGRAMS or (words[0] == "lanfab" and len(words) == 1):
+        raise BadCase(f"a command is {' or '.join(PROGRAMS)} and its arguments: {part.name}")
+    return command
+
+
+def _add(part, parts, notes):
+    """Adds a part to those of its run. One that is there twice, or that is not understood, is a mistake."""
+    if part.name in parts:
+        raise BadCase(f"{part.name} is there twice")
+    for note in part.notes:
+        if not notes.fullmatch(note):
+            raise BadCase(f"{part.name} cannot be \"{note}\"")
+        if BARE_NOTES.fullmatch(note):
+            _refuse_lines(part)
+    if part.name == "refused by dnsmasq":
+        _refuse_lines(part)
+    parts[part.name] = part
+
+
+def _refuse_lines(part):
+    if part.body:
+        raise BadCase(f"{part.header().strip()} has no lines")

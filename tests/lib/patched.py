@@ -1,0 +1,45 @@
+"""Shows that the differences of `lanfab diff` are true: applied by patch(1) to the files that one
+configuration leaves, they give the files that the other one leaves."""
+
+import re
+import shutil
+import subprocess
+
+COPY = re.compile(r"^(/\S+) differs as (/\S+) does$", re.MULTILINE)
+COMMANDS = re.compile("^--- commands$", re.MULTILINE)
+
+
+def differences(words, text, programs, directory):
+    """Returns how the patched files of the old configuration differ from those of the new one, "" if they do
+    not, or if `words`, the arguments of `lanfab diff`, do not name two configurations."""
+    configurations = [word for word in words if word.endswith(".json")]
+    if len(configurations) != 2:
+        return ""
+    options = [word for word in words if word not in configurations]
+    old, new = (_previewed(name, options, programs, directory) for name in configurations)
+    said = _patch(old, COMMANDS.split(COPY.sub("", text))[0]) if "\n+++ /" in text else ""
+    for copy, original in COPY.findall(text):
+        shutil.copyfile(f"{old}{original}", f"{old}{copy}")
+    before, after = _contents(old), _contents(new)
+    return said + "".join(f"{name}\n" for name in sorted(before | after) if before.get(name) != after.get(name))
+
+
+def _patch(directory, text):
+    """Returns what patch(1) says, "" if all is well."""
+    command = ["patch", "--silent", "--remove-empty-files", "--strip=1", f"--directory={directory}"]
+    return subprocess.run(command, input=text, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                          check=False).stdout
+
+
+def _previewed(name, options, programs, directory):
+    """Returns a directory with the files of a configuration."""
+    files = directory / f"{name}.files"
+    subprocess.run([*programs["lanfab"], "preview", *options, f"--program={programs['cmd_lanfab'][-1]}",
+                    "-o", files, name], cwd=directory, stdin=subprocess.DEVNULL, capture_output=True, check=False)
+    return files
+
+
+def _contents(directory):
+    """Returns the files below a directory, but empty ones: patch(1) neither makes nor removes them."""
+    return {str(path.relative_to(directory)): path.read_bytes() for path in directory.rglob("*")
+            if path.is_file() and path.stat().st_size > 0}
