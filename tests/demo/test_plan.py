@@ -6,22 +6,16 @@ import copy
 import io
 import ipaddress
 import json
-import pathlib
-import sys
 import tempfile
 import unittest
 from unittest import mock
 
-CHECKOUT = pathlib.Path(__file__).resolve().parents[2]
-sys.dont_write_bytecode = True
-sys.path.insert(0, str(CHECKOUT / "tests/system/gateway/tour"))
-import plan
-import screen
-import settings
+from lib.checkout import EXAMPLES as EXAMPLE_DIRECTORY
+from system.gateway.tour import plan, screen, settings
 
 EXAMPLES = {
     path.parent.name: json.loads(path.read_text(encoding="utf-8"))
-    for path in sorted((CHECKOUT / "examples").glob("*/network.json"))
+    for path in sorted(EXAMPLE_DIRECTORY.glob("*/network.json"))
 }
 # JSON as text, for some values are not in Python's JSON: it is read as the demo reads its file.
 WRONG_VALUES = (

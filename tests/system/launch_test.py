@@ -1,12 +1,10 @@
-#!/usr/bin/python3
+#!/usr/bin/env python3
 """What the launcher of the gateway prints when a gateway cannot be booted. The kernels are stubs."""
 
-import pathlib
 import sys
 import unittest
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "scripts"))
-from command import CHECKOUT, CommandTest
+from scripts.command import CHECKOUT, CommandTest
 
 LAUNCH = CHECKOUT / "tests/system/gateway/launch"
 DEATH = """echo 'Run init as init process'

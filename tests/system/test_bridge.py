@@ -1,11 +1,8 @@
 """The LAN bridge: both ports in one LAN with the primary port's settings, its VLANs, and a run without it."""
 
 import json
-import os
-import sys
 import unittest
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gateway"))
 import guest
 
 HOSTS = {"lan0": "02:00:5e:00:01:10", "lan1": "02:00:5e:00:01:11"}

@@ -1,10 +1,7 @@
 """A router's cellular link: addresses, routes, what a LAN host reaches, and a link that goes down and up."""
 
-import os
-import sys
 import unittest
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gateway"))
 import guest
 
 LAN = "192.168.1.0/24"

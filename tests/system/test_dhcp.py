@@ -1,10 +1,7 @@
 """DHCP and names on the LAN: leases on a port and a VLAN, a fixed lease, a relay to another server, names."""
 
-import os
-import sys
 import unittest
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gateway"))
 import guest
 
 KNOWN_HOST = "00:00:5e:00:53:10"

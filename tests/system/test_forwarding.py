@@ -1,10 +1,7 @@
 """What the gateway forwards: between LANs, VLANs and the cellular link, switched on and off by applies."""
 
-import os
-import sys
 import unittest
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gateway"))
 import guest
 
 

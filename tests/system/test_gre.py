@@ -1,10 +1,7 @@
 """Two sites connected by a GRE tunnel: the state of both kernels, and traffic between the two LANs."""
 
-import os
-import sys
 import unittest
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gateway"))
 import guest
 
 GATEWAYS = 2

@@ -1,13 +1,10 @@
 """What the manual page promises: a run that fails, the way back, and the lines that a run writes."""
 
 import json
-import os
 import pathlib
 import re
-import sys
 import unittest
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gateway"))
 import guest
 
 MANUAL = pathlib.Path(__file__).resolve().parents[2] / "docs/man/cmd_lanfab.8"

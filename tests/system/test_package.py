@@ -3,13 +3,10 @@
 The gateway's own boot stops before multi-user.target; `package.boot` does the rest, as often as a test wants.
 """
 
-import os
 import re
 import shlex
-import sys
 import unittest
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gateway"))
 import guest
 import package
 

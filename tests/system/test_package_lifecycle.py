@@ -4,11 +4,8 @@ None of this may touch the network. Each test begins on a gateway that never had
 """
 
 import json
-import os
-import sys
 import unittest
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gateway"))
 import guest
 import package
 

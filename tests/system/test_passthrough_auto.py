@@ -1,10 +1,7 @@
 """Automatic pass-through: the host behind the port has the cellular address; the fallback without a link."""
 
-import os
-import sys
 import unittest
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gateway"))
 import guest
 
 BEYOND = "203.0.113.9"

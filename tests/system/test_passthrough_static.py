@@ -1,10 +1,7 @@
 """Static pass-through: the port keeps its configured address, the host behind it gets the cellular one."""
 
-import os
-import sys
 import unittest
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gateway"))
 import guest
 
 BEYOND = "203.0.113.9"

@@ -2,12 +2,9 @@
 
 import ipaddress
 import json
-import os
 import pathlib
-import sys
 import unittest
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gateway"))
 import guest
 
 EXAMPLE = pathlib.Path(__file__).resolve().parents[2] / "examples/router/network.json"

@@ -1,11 +1,8 @@
 """A run of the service that takes too long: it ends, its lock goes with it, and the next one works."""
 
-import os
 import re
-import sys
 import unittest
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gateway"))
 import guest
 import package
 

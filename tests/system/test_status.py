@@ -10,12 +10,10 @@ import select
 import signal
 import struct
 import subprocess
-import sys
 import termios
 import time
 import unittest
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gateway"))
 import guest
 
 TOOL = "cli/lanfab"

@@ -8,12 +8,10 @@ import pty
 import select
 import signal
 import subprocess
-import sys
 import termios
 import time
 import unittest
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gateway"))
 import guest
 import trial
 

@@ -7,12 +7,9 @@ units, a dummy device replaces the tunnel. Traffic through a real tunnel: tests/
 import base64
 import hashlib
 import json
-import os
 import re
-import sys
 import unittest
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "gateway"))
 import guest
 
 TOOL = "wireguard_units"

@@ -6,11 +6,9 @@ to it; the far end of the tunnel is behind it, set up with ip and wg.
 
 import json
 import os
-import sys
 import unittest
 
 HERE = os.path.dirname(os.path.abspath(__file__))
-sys.path.insert(0, os.path.join(HERE, "../gateway"))
 import guest
 
 FAR_ADDRESS = "10.99.0.2"

@@ -1,10 +1,8 @@
 """Shows what the program does with the gateway's configuration. Runs inside a gateway, for scripts/demo."""
 
-import os
 import subprocess
 import sys
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), ".."))
 import far_ends
 import guest
 import hosts
