@@ -12,8 +12,9 @@ import unittest
 
 import jsonschema
 
+import fuzz.shape
 from lib import case
-from lib.checkout import CHECKOUT, EXAMPLES, TESTS
+from lib.checkout import CHECKOUT, EXAMPLES
 from lib.runner import paths_of
 
 LANFAB = os.path.abspath(sys.argv.pop(1))
@@ -53,10 +54,7 @@ PORT_ONLY = re.compile(
 def resolve(schema):
     """Returns the schema itself, or what its reference refers to."""
     while "$ref" in schema:
-        target = SCHEMA
-        for step in schema["$ref"].removeprefix("#/").split("/"):
-            target = target[step]
-        schema = target
+        schema = fuzz.shape.resolve(schema["$ref"])
     return schema
 
 
@@ -116,8 +114,7 @@ class Schema(unittest.TestCase):
         self.assertEqual(output, TEXT)
 
     def test_it_has_every_path_that_the_program_reads_and_no_other(self):
-        shape_file = TESTS / "fuzz" / "configuration_shape.json"
-        shapes = json.loads(shape_file.read_text(encoding="utf-8"))
+        shapes = fuzz.shape.shapes()
         # The program asks for this object by a name of its own; that of a GRE tap is in no configuration.
         shapes["@network"]["tunnels"]["wireguard"] = "@wireguard"
         read = {path for path in shape_paths(shapes, "@network") if not PORT_ONLY.search(path)}

@@ -17,7 +17,7 @@ class Generator {
   // The bytes must outlive the generator. With `is_sound` nothing is missing, of the wrong type or rubbish.
   Generator(const std::uint8_t* bytes, std::size_t size, bool is_sound = false);
 
-  // A value of the named shape of configuration_shape.json, with more or less of it missing, of the wrong
+  // A value of the named shape of shape.py, with more or less of it missing, of the wrong
   // type or rubbish.
   Json::Value value(const std::string& shape_name);
 

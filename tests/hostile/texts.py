@@ -2,10 +2,10 @@
 
 import copy
 import itertools
-import json
-import pathlib
 
-SHAPES = json.loads((pathlib.Path(__file__).parent.parent / "fuzz/configuration_shape.json").read_text())
+from fuzz.shape import shapes
+
+SHAPES = shapes()
 
 # What a command would leave behind. A text that has no room for the path leaves P in the current directory.
 MARKER = "/run/pwned"

@@ -1,0 +1,74 @@
+"""The shape of a configuration, made from its schema: each path with the kind of value that belongs there.
+
+`python3 shape.py` prints it as JSON for generator.cpp, which has values of each kind. A shape that begins with
+@ is one of a name: what the program reads with the same functions has the same name.
+"""
+
+import json
+import pathlib
+
+SCHEMA = json.loads(
+    (pathlib.Path(__file__).resolve().parents[2] / "schema" / "network.schema.json").read_text("utf-8"))
+
+# The definitions that are shapes of a name. The program reads every "dhcp" in one way.
+NAMES = {"port": "@port", "radio": "@radio", "port_network": "@interface", "network": "@interface",
+         "port_dhcp": "@dhcp", "dhcp": "@dhcp", "gre": "@gre"}
+
+# What the schema does not tell of a string: an address, or words around one.
+KINDS = {
+    **dict.fromkeys(("gateway", "local_ip", "relay_server1", "relay_server2", "local_addrs", "allowed_ips"),
+                    "address"),
+    **dict.fromkeys(("interface", "interfaces", "primary_interface"), "interface"),
+    "mode": "mode", "protocol": "protocol", "source": "source", "dscp": "class", "vid": "vid",
+}
+
+# The program gets the object for a GRE tap from its caller.
+GRE_TAP = {"mtu_override": "bool", "mtu": "int", "peer_ipv4": "address", "local_ipv4": "address", "key": "int"}
+
+
+def resolve(reference):
+    """Returns what a reference of the schema refers to."""
+    found = SCHEMA
+    for step in reference.removeprefix("#/").split("/"):
+        found = found[step]
+    return found
+
+
+def kind_of(schema, key):
+    """Returns the kind of a value that is neither an object nor an array."""
+    if schema["type"] == "boolean":
+        return "bool"
+    if schema["type"] == "integer":
+        return KINDS.get(key) or ("prefix" if schema.get("maximum") == 32 else "int")
+    return "address" if schema.get("format") == "ipv4" else KINDS.get(key, "text")
+
+
+def shape_of(schema, key="", is_in_vlan=False):
+    """Returns the shape of the value of a key."""
+    if "$ref" in schema:
+        name = schema["$ref"].removeprefix("#/definitions/")
+        if is_in_vlan and name == "network":
+            return "@vlan"
+        return NAMES.get(name) or shape_of(resolve(schema["$ref"]), key, name == "vlan")
+    if schema["type"] == "array":
+        return [shape_of(schema["items"], key)]
+    if schema["type"] == "object":
+        return {name: shape_of(member, name, is_in_vlan) for name, member in schema["properties"].items()}
+    return kind_of(schema, key)
+
+
+def shapes():
+    """Returns all shapes by their names."""
+    definitions = SCHEMA["definitions"]
+    named = {name: shape_of(definitions[definition]) for name, definition in (
+        ("@port", "port"), ("@radio", "radio"), ("@interface", "port_network"), ("@vlan", "network"),
+        ("@dhcp", "port_dhcp"), ("@gre", "gre"), ("@wireguard", "wireguard"))}
+    whole = shape_of(SCHEMA)
+    del whole["$schema"]
+    # The program asks for this object by a name of its own.
+    del whole["tunnels"]["wireguard"]
+    return {"@network": whole, **named, "@gre_tap": GRE_TAP}
+
+
+if __name__ == "__main__":
+    print(json.dumps(shapes()))
