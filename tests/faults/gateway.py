@@ -7,7 +7,6 @@ import pathlib
 import re
 import select
 import signal
-import socket
 import sqlite3
 import stat
 import subprocess
@@ -15,16 +14,13 @@ import time
 
 from lib.checkout import TESTS
 from lib.limits import HANG_SECONDS
+from lib.sandbox import ACTIVE_SERVICES, RECORDED_COMMANDS, Syslog, write_system_database
 
 NETWORK = TESTS / "faults" / "network.json"
 WATCHED = ("/run", "/var/volatile", "/var/data")
 DATABASE = "/run/sysdb.sqlite3"
 LOCK = "/run/LANFAB_LOCKED"
-COMMANDS = pathlib.Path("/dev/sandbox/commands")
 HOSTS = "127.0.0.1 localhost\n10.1.1.1 relay.example\n"
-
-SYSLOG_LINE = re.compile(rb"<(\d+)>\w{3} [ \d]\d \d\d:\d\d:\d\d network: (.*)", re.DOTALL)
-PRIORITIES = ("emerg", "alert", "crit", "err", "warning", "notice", "info", "debug")
 
 # What the cellular link got, before and now.
 OLD_LINK = {"intf": "wwan0", "ipv4": "10.63.1.2", "cidr": "29", "netmask": "255.255.255.248",
@@ -71,12 +67,11 @@ class Gateway:
         self.tracer = os.path.join(os.path.dirname(program), "fault_tracer")
         self.scratch = pathlib.Path("/dev/shm/faults")
         self.scratch.mkdir()
-        self.syslog = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM | socket.SOCK_NONBLOCK)
-        self.syslog.bind("/dev/log")
+        self.syslog = Syslog()
         self.databases = {}
         self.time_limit = HANG_SECONDS
         pathlib.Path("/etc/hosts").write_text(HOSTS)
-        pathlib.Path("/dev/sandbox/services").write_text("systemd-networkd\n")
+        ACTIVE_SERVICES.write_text("systemd-networkd\n")
         for name, text in (("old", old_configuration()), ("new", configuration())):
             (self.scratch / name).mkdir()
             (self.scratch / name / "network.json").write_text(text)
@@ -84,12 +79,7 @@ class Gateway:
     def prepare(self):
         """Returns the state that a run of the old configuration leaves, with the link's new values."""
         self._lay_link(OLD_LINK)
-        connection = sqlite3.connect(DATABASE)
-        with connection:
-            connection.execute("CREATE TABLE entries(database TEXT, key TEXT, value TEXT, "
-                               "PRIMARY KEY(database, key))")
-            connection.execute("INSERT INTO entries VALUES('', 'CELL_CONNECTED', '1')")
-        connection.close()
+        write_system_database(["CELL_CONNECTED = 1"])
         outcome = self.run("apply", configuration="old", stage="prepare")
         assert outcome.status == 0, outcome
         # A file that is there keeps its mode; this one gets it by a command.
@@ -105,8 +95,8 @@ class Gateway:
         """Runs the program once on the files that lie there; `caller` is what Popen knows of its caller."""
         report = self.scratch / "report"
         report.write_text("")
-        COMMANDS.write_text("")
-        self._drain()
+        RECORDED_COMMANDS.write_text("")
+        self.syslog.receive()
         command = [self.program, action]
         if tracer_options is not None:
             command = [self.tracer, "--report", str(report), *tracer_options, "--", *command]
@@ -121,8 +111,8 @@ class Gateway:
         if tracer_options is not None and status is not None:
             status = status_in(lines)
         files = self.snapshot()
-        return Outcome(status, files, self.database_of(files), log, COMMANDS.read_text().splitlines(), errors,
-                       lines)
+        return Outcome(status, files, self.database_of(files), log,
+                       RECORDED_COMMANDS.read_text().splitlines(), errors, lines)
 
     def snapshot(self):
         files = {}
@@ -181,17 +171,9 @@ class Gateway:
         """Returns when a line with the text has been logged."""
         lines = []
         while not any(text in line for line in lines):
-            if not select.select([self.syslog], [], [], self.time_limit)[0]:
+            if not select.select([self.syslog.socket], [], [], self.time_limit)[0]:
                 raise SystemExit(f"not logged: {text}")
-            lines += self._drain()
-
-    def _drain(self):
-        lines = []
-        while True:
-            try:
-                lines.append(describe_log_line(self.syslog.recv(65536)))
-            except BlockingIOError:
-                return lines
+            lines += self.syslog.receive()
 
     def _wait(self, process):
         log = []
@@ -199,8 +181,9 @@ class Gateway:
         deadline = time.monotonic() + self.time_limit
         status = None
         while True:
-            ready, _, _ = select.select([self.syslog, ended], [], [], max(0, deadline - time.monotonic()))
-            log += self._drain()
+            ready, _, _ = select.select([self.syslog.socket, ended], [], [],
+                                        max(0, deadline - time.monotonic()))
+            log += self.syslog.receive()
             if ended in ready or not ready:
                 break
         if ready:
@@ -209,7 +192,7 @@ class Gateway:
             process.send_signal(signal.SIGKILL)
             process.wait()
         os.close(ended)
-        return status, log + self._drain()
+        return status, log + self.syslog.receive()
 
 
 def status_in(report):
@@ -219,10 +202,3 @@ def status_in(report):
         if fields[0] == "end":
             return int(fields[2]) if fields[1] == "exit" else -int(fields[2])
     return None
-
-
-def describe_log_line(datagram):
-    match = SYSLOG_LINE.fullmatch(datagram)
-    if match is None:
-        return f"not under the ident network: {datagram!r}"
-    return f"{PRIORITIES[int(match[1]) & 7]} {match[2].decode(errors='backslashreplace').rstrip()}"

@@ -14,6 +14,7 @@ import subprocess
 import sys
 
 from faults import gateway
+from lib.sandbox import RECORDED_COMMANDS
 
 ROUNDS_OF_SAMPLE = 15
 ROUNDS = 50
@@ -59,7 +60,7 @@ class Log:
 def play_round(program, environment, log):
     """Returns what is wrong with the round."""
     log.events = []
-    gateway.COMMANDS.write_text("")
+    RECORDED_COMMANDS.write_text("")
     # Each run is held back at its start until all are there.
     gate, opener = os.pipe()
     command = ["/bin/sh", "-c", 'read -r line <&"$1"; exec "$2" "$3"', "sh", str(gate), program]
@@ -107,7 +108,7 @@ def main():
     before = laid.prepare()
     expected = {action: laid.run(action) for action in ACTIONS}
     laid.lay(before)
-    log = Log(laid.syslog)
+    log = Log(laid.syslog.socket)
     short_sleep = os.path.join(os.path.dirname(arguments.program), "libshort_sleep.so")
     if not os.path.exists(short_sleep):
         raise SystemExit(f"there is no {short_sleep}")

@@ -8,11 +8,11 @@ import json
 import os
 import pathlib
 import shutil
-import sqlite3
 import subprocess
 import sys
 
 from lib.limits import HANG_SECONDS
+from lib.sandbox import write_system_database
 
 SANDBOX = pathlib.Path("/dev/sandbox")
 GROUND = SANDBOX / "hostile"
@@ -68,10 +68,7 @@ def lay(case):
     (GROUND / "config/network.json").write_bytes(bytes.fromhex(case["configuration"]))
     for name, value in case["runtime"].items():
         pathlib.Path("/run", name).write_bytes(bytes.fromhex(value))
-    with contextlib.closing(sqlite3.connect("/run/sysdb.sqlite3")) as database, database:
-        database.execute("CREATE TABLE "
-                         "entries(database TEXT, key TEXT, value TEXT, PRIMARY KEY(database, key))")
-        database.execute("INSERT INTO entries VALUES('', 'CELL_CONNECTED', '1')")
+    write_system_database(["CELL_CONNECTED = 1"])
 
 
 def files_below(directory):
