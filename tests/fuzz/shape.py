@@ -1,7 +1,7 @@
 """The shape of a configuration, made from its schema: each path with the kind of value that belongs there.
 
-`python3 shape.py` prints it as JSON for generator.cpp, which has values of each kind. A shape that begins with
-@ is one of a name: what the program reads with the same functions has the same name.
+`python3 shape.py` prints it as JSON for generator.cpp, which has values of each kind. "@dhcp" is the shape of
+that name: what the program reads with the same functions has the same name.
 """
 
 import json
@@ -14,7 +14,7 @@ SCHEMA = json.loads(
 NAMES = {"port": "@port", "radio": "@radio", "port_network": "@interface", "network": "@interface",
          "port_dhcp": "@dhcp", "dhcp": "@dhcp", "gre": "@gre"}
 
-# What the schema does not tell of a string: an address, or words around one.
+# The kinds of strings that the schema has no format for, by their keys.
 KINDS = {
     **dict.fromkeys(("gateway", "local_ip", "relay_server1", "relay_server2", "local_addrs", "allowed_ips"),
                     "address"),
@@ -23,7 +23,8 @@ KINDS = {
 }
 
 # The program gets the object for a GRE tap from its caller.
-GRE_TAP = {"mtu_override": "bool", "mtu": "int", "peer_ipv4": "address", "local_ipv4": "address", "key": "int"}
+GRE_TAP = {"mtu_override": "bool", "mtu": "int", "peer_ipv4": "address", "local_ipv4": "address",
+           "key": "int"}
 
 
 def resolve(reference):

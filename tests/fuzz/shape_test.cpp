@@ -1,5 +1,6 @@
-// Runs the program on sound configurations and sees which paths it asks them for: the shape that shape.py makes
-// of the schema must have each of them, and no other. A path is told by the shape that it is in: "@dhcp/start".
+// Runs the program on sound configurations and sees which paths it asks them for: the shape that shape.py
+// makes of the schema must have each of them, and no other. A path is told by the shape that it is in:
+// "@dhcp/start".
 
 #include <dlfcn.h>
 

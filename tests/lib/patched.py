@@ -21,7 +21,8 @@ def differences(words, text, programs, directory):
     for copy, original in COPY.findall(text):
         shutil.copyfile(f"{old}{original}", f"{old}{copy}")
     before, after = _contents(old), _contents(new)
-    return said + "".join(f"{name}\n" for name in sorted(before | after) if before.get(name) != after.get(name))
+    wrong = sorted(name for name in before | after if before.get(name) != after.get(name))
+    return said + "".join(f"{name}\n" for name in wrong)
 
 
 def _patch(directory, text):
@@ -34,8 +35,9 @@ def _patch(directory, text):
 def _previewed(name, options, programs, directory):
     """Returns a directory with the files of a configuration."""
     files = directory / f"{name}.files"
-    subprocess.run([*programs["lanfab"], "preview", *options, f"--program={programs['cmd_lanfab'][-1]}",
-                    "-o", files, name], cwd=directory, stdin=subprocess.DEVNULL, capture_output=True, check=False)
+    words = [*options, f"--program={programs['cmd_lanfab'][-1]}", "-o", files, name]
+    subprocess.run([*programs["lanfab"], "preview", *words], cwd=directory, stdin=subprocess.DEVNULL,
+                   capture_output=True, check=False)
     return files
 
 

@@ -120,9 +120,7 @@ def main():
     )
     size = parser.add_mutually_exclusive_group()
     size.add_argument("--count", type=int, default=SAMPLE, help="default: %(default)s")
-    size.add_argument(
-        "--exhaustive", dest="count", action="store_const", const=ALL, help=f"--count {ALL}"
-    )
+    size.add_argument("--exhaustive", dest="count", action="store_const", const=ALL, help=f"--count {ALL}")
     parser.add_argument("--seed", default="1")
     parser.add_argument("--lanfab", type=os.path.abspath, default=BUILD / "cli/lanfab")
     parser.add_argument("--program", type=os.path.abspath, default=BUILD / "cmd_lanfab")
@@ -137,9 +135,7 @@ def main():
         ]
     for configuration, complaint in found:
         print(f"{complaint}\n  {json.dumps(configuration)}")
-    print(
-        f"{len(configurations)} configurations, {len(good)} without an error, {len(found)} complaints"
-    )
+    print(f"{len(configurations)} configurations, {len(good)} without an error, {len(found)} complaints")
     return 1 if found or len(good) < ENOUGH_GOOD * len(configurations) else 0
 
 
