@@ -53,9 +53,9 @@ void Site::add_ports() {
 
 void Site::add_vlans(const std::string& port, const Json::Value& network) {
   for (const Vlan& vlan : read_vlans(object_at(network, "advanced.vlan"))) {
-    if (!vlan.vid || vlan.network == nullptr) continue;
+    if (!vlan.vid || vlan.network() == nullptr) continue;
     std::vector<Interface>& vlans = vlan.has_interface() ? interfaces : disabled_vlans;
-    vlans.emplace_back(Interface::Kind::kVlan, port + "." + std::to_string(*vlan.vid), port, *vlan.network);
+    vlans.emplace_back(Interface::Kind::kVlan, port + "." + std::to_string(*vlan.vid), port, *vlan.network());
   }
 }
 

@@ -46,7 +46,7 @@ void vlan_id_twice(const Site& site, Findings& findings) {
 
 void vlan_without_network(const Site& site, Findings& findings) {
   for_each_vlan(site, [&](const std::string& port, const Vlan& vlan) {
-    if (vlan.network != nullptr) return;
+    if (vlan.network() != nullptr) return;
     findings.add(*vlan.settings, "a VLAN of " + port + " has no \"network\", so nothing makes its interface");
   });
 }

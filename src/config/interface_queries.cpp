@@ -68,10 +68,14 @@ bool is_gre_interface(const NetworkContext* ctx, const char* /*ifname*/) {
   return false;
 }
 
+const Json::Value* Vlan::network() const {
+  return object_at(*settings, "network");
+}
+
 std::vector<Vlan> read_vlans(const Json::Value* vlan_config) {
   std::vector<Vlan> vlans;
   if (vlan_config == nullptr || !is_enabled(*vlan_config)) return vlans;
   for (const Json::Value& entry : array_at(*vlan_config, "networks"))
-    vlans.push_back({&entry, is_enabled(entry), number_at(entry, "vid"), object_at(entry, "network")});
+    vlans.push_back({&entry, is_enabled(entry), number_at(entry, "vid")});
   return vlans;
 }

@@ -47,15 +47,16 @@ struct Vlan {
   const Json::Value* settings;
   bool is_enabled;
   std::optional<int> vid;
-  const Json::Value* network;  // its "network" object; null when there is none
 
+  // Its "network" object; null when there is none.
+  const Json::Value* network() const;
   // Whether its port carries it.
   bool has_link() const {
     return is_enabled && vid;
   }
   // Whether there is an interface for it.
   bool has_interface() const {
-    return has_link() && network != nullptr;
+    return has_link() && network() != nullptr;
   }
 };
 

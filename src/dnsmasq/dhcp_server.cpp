@@ -94,8 +94,9 @@ static void format_vlan_name(char (&name)[IFNAMSIZ], const char* port, int vid) 
 
 static void add_vlan_interface(const NetworkContext* ctx, std::FILE* file, const char* port,
                                const Vlan& vlan) {
-  if (!vlan.vid || vlan.network == nullptr) return;
-  const DhcpSection section = read_dhcp_section(*vlan.network);
+  const Json::Value* network = vlan.network();
+  if (!vlan.vid || network == nullptr) return;
+  const DhcpSection section = read_dhcp_section(*network);
   if (!section.is_enabled || !section.has_subnet()) return;
   char name[IFNAMSIZ];
   format_vlan_name(name, port, *vlan.vid);

@@ -93,7 +93,7 @@ static void write_vlan(const NetworkContext* ctx, const char* ifname, const Vlan
   if (write_vlan_netdev_unit_file(ctx, order, name.c_str(), *vlan.vid) != 0) {
     syslog(LOG_NOTICE, "error writing vlan netdev unit file");
   }
-  if (write_network_unit_file(ctx, order, name.c_str(), *vlan.network, false, nullptr) != 0) {
+  if (write_network_unit_file(ctx, order, name.c_str(), *vlan.network(), false, nullptr) != 0) {
     syslog(LOG_NOTICE, "error writing vlan network unit file");
   }
   append_clear_interfaces(ctx, name.c_str(), "vlan");

@@ -215,7 +215,7 @@ TEST_F(InterfaceQueriesTest, AVlanHasALinkWithItsIdentifierAndAnInterfaceWithIts
   const std::vector<Vlan> vlans = read_vlans(&list);
   ASSERT_EQ(vlans.size(), 5U);
   EXPECT_EQ(vlans[0].settings, &list["networks"][0]);
-  EXPECT_EQ(vlans[0].network, &list["networks"][0]["network"]);
+  EXPECT_EQ(vlans[0].network(), &list["networks"][0]["network"]);
   EXPECT_EQ(vlans[0].vid, 20);
   EXPECT_TRUE(vlans[0].has_link() && vlans[0].has_interface());
   EXPECT_TRUE(vlans[1].has_link() && !vlans[1].has_interface());
