@@ -60,8 +60,11 @@ static bool remove_file(const char* path) {
 }
 
 bool remove_state() {
-  const bool is_state_gone = remove_file(kStateFile);
-  return remove_file(kTrialFile) && is_state_gone;
+  if (remove_file(kStateFile)) return remove_file(kTrialFile);
+  const int error = errno;
+  remove_file(kTrialFile);
+  errno = error;
+  return false;
 }
 
 // The timer goes last: it completes what this process does not if it is killed.

@@ -1,0 +1,60 @@
+#include "cli/config_file/nearest.h"
+
+#include <gtest/gtest.h>
+
+#include <cctype>
+
+using Words = std::vector<std::string>;
+
+TEST(Nearest, TheCandidateOfTheFewestEdits) {
+  struct {
+    const char* word;
+    Words candidates;
+    const char* expected;
+  } const cases[] = {
+      {"netmask", {"gateway", "netmask"}, "netmask"},
+      {"netmsk", {"gateway", "netmask"}, "netmask"},    // a letter is missing
+      {"nettmask", {"gateway", "netmask"}, "netmask"},  // a letter too many
+      {"netmosk", {"gateway", "netmask"}, "netmask"},   // another letter
+      {"entmask", {"gateway", "netmask"}, "netmask"},   // two neighbors swapped
+      {"enmtask", {"gateway", "netmask"}, "netmask"},   // two swaps that share a letter
+      {"NetMask", {"gateway", "netmask"}, "netmask"},   // the case of letters does not count
+      {"tag", {"tags", "tag"}, "tag"},                  // no edit before one edit
+      {"start", {"starts", "stars"}, "starts"},         // the first one among equals
+  };
+  for (const auto& [word, candidates, expected] : cases)
+    EXPECT_EQ(nearest(word, candidates), expected) << word;
+}
+
+TEST(Nearest, NothingWhenEveryCandidateIsTooFar) {
+  struct {
+    const char* word;
+    Words candidates;
+  } const cases[] = {
+      {"netmask", {}},     {"netmask", {"gateway", "address"}}, {"netmask", {"netmissing"}},  // four edits
+      {"ab", {"ac", "b"}},  // one edit is half of the letters
+      {"abcd", {"abxy"}},   // and so are two
+      {"", {"a"}},
+  };
+  for (const auto& [word, candidates] : cases)
+    EXPECT_EQ(nearest(word, candidates), std::nullopt) << word;
+}
+
+// Any way of writing the word and the candidate finds the same one.
+TEST(Nearest, TheCaseOfLettersDoesNotMatter) {
+  const Words candidates = {"enable", "Netmask", "DHCP", "gateway"};
+  const auto upper = [](std::string text) {
+    for (char& letter : text)
+      letter = static_cast<char>(std::toupper(static_cast<unsigned char>(letter)));
+    return text;
+  };
+  Words upper_candidates;
+  for (const std::string& candidate : candidates)
+    upper_candidates.push_back(upper(candidate));
+  for (const char* word : {"enabled", "netmask", "netmsk", "dhpc", "gate", "gatway", "none", "", "x"}) {
+    const std::optional<std::string> found = nearest(word, candidates);
+    EXPECT_EQ(nearest(upper(word), candidates), found) << word;
+    const std::optional<std::string> upper_found = nearest(word, upper_candidates);
+    EXPECT_EQ(upper_found, found ? std::optional(upper(*found)) : std::nullopt) << word;
+  }
+}

@@ -1,0 +1,70 @@
+#include "cli/config_file/source.h"
+
+#include <gtest/gtest.h>
+
+#include "libcmd/configuration_text.h"
+#include "test_files.h"
+
+constexpr char kFile[] = "/run/network.json";
+
+// The line and the column of an offset: "2:8".
+static std::string location(const std::string& text, std::ptrdiff_t offset) {
+  const Position position = position_of(text, offset);
+  return std::to_string(position.line) + ":" + std::to_string(position.column);
+}
+
+// What the failed load of a file with this text reports.
+static std::string failure_of(const std::string& text) {
+  put_file(kFile, text);
+  Source source;
+  return load_source(kFile, source).value_or("");
+}
+
+TEST(Source, EachValueKnowsItsLocation) {
+  put_file(kFile, "{\n  \"wired\": {\n    \"eth0\": {\"enable\": true}\n  }\n}\n");
+  Source source;
+  ASSERT_EQ(load_source(kFile, source), std::nullopt);
+  EXPECT_EQ(source.name, kFile);
+  const Json::Value& port = source.root["wired"]["eth0"];
+  EXPECT_EQ(location(source.text, source.root.getOffsetStart()), "1:1");
+  EXPECT_EQ(location(source.text, source.root["wired"].getOffsetStart()), "2:12");
+  EXPECT_EQ(location(source.text, port["enable"].getOffsetStart()), "3:24");
+  EXPECT_EQ(location(source.text, port["enable"].getOffsetLimit()), "3:28");
+}
+
+TEST(Source, AByteOrderMarkIsNotPartOfTheText) {
+  put_file(kFile, "\xef\xbb\xbf{\"a\": 1}");
+  Source source;
+  ASSERT_EQ(load_source(kFile, source), std::nullopt);
+  EXPECT_EQ(location(source.text, source.root["a"].getOffsetStart()), "1:7");
+}
+
+TEST(Source, AFileThatCannotBeReadIsReportedWithItsName) {
+  Source source;
+  EXPECT_EQ(load_source("/run/missing.json", source), "/run/missing.json: No such file or directory");
+  EXPECT_EQ(load_source("/run", source), "/run: Is a directory");
+}
+
+TEST(Source, AnErrorOfSyntaxIsReportedWithItsLocation) {
+  EXPECT_EQ(failure_of("{\n  \"a\": ?\n}\n").substr(0, 30), "/run/network.json:2:8: error: ");
+  EXPECT_EQ(failure_of("[]").substr(0, 30), "/run/network.json:1:1: error: ");
+}
+
+TEST(Source, TheKeyOfAValueIsFoundInFrontOfIt) {
+  for (const char* text : {R"({"key":1})", R"({"key" : 1})", "{\"key\"\n:\n\t1}",
+                           R"({"other": ":", "key": 1})", R"({"other": "\"key\":", "key": "1"})"}) {
+    put_file(kFile, text);
+    Source source;
+    ASSERT_EQ(load_source(kFile, source), std::nullopt) << text;
+    const std::ptrdiff_t offset = key_offset(source.text, source.root["key"].getOffsetStart());
+    EXPECT_EQ(source.text.substr(static_cast<std::size_t>(offset), 5), "\"key\"") << text;
+    EXPECT_EQ(offset, static_cast<std::ptrdiff_t>(source.text.rfind("\"key\""))) << text;
+  }
+}
+
+TEST(Source, AKeyMayHaveQuotesOfItsOwn) {
+  put_file(kFile, R"({"a \"b\" c": 1})");
+  Source source;
+  ASSERT_EQ(load_source(kFile, source), std::nullopt);
+  EXPECT_EQ(key_offset(source.text, source.root["a \"b\" c"].getOffsetStart()), 1);
+}

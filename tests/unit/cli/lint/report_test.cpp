@@ -1,0 +1,103 @@
+#include "cli/lint/report.h"
+
+#include <gtest/gtest.h>
+
+static Finding finding_at(std::size_t offset, Severity severity = Severity::kError) {
+  return {"some-rule", severity, static_cast<std::ptrdiff_t>(offset), "message"};
+}
+
+// The report, in plain text, of one finding at the character '!' of the text.
+static std::string excerpt_of(const std::string& text) {
+  return text_report({"network.json", text, {}}, {finding_at(text.find('!'))}, true, false);
+}
+
+TEST(Report, EachFindingIsALineWithItsLocation) {
+  const Source source{"network.json", "{\n  \"a\": 1,\n  \"b\": 2\n}\n", {}};
+  const std::vector<Finding> findings = {finding_at(0), finding_at(9, Severity::kWarning), finding_at(9),
+                                         finding_at(19)};
+  EXPECT_EQ(text_report(source, findings, false, false),
+            "network.json:1:1: error: message [some-rule]\n"
+            "network.json:2:8: warning: message [some-rule]\n"
+            "network.json:2:8: error: message [some-rule]\n"
+            "network.json:3:8: error: message [some-rule]\n");
+}
+
+TEST(Report, TheExcerptHasACaretUnderTheLocation) {
+  EXPECT_EQ(excerpt_of("{\n  \"a\": !,\n}\n"),
+            "network.json:2:8: error: message [some-rule]\n"
+            "      \"a\": !,\n"
+            "           ^\n");
+}
+
+TEST(Report, TheExcerptOfTheFirstAndTheLastLine) {
+  EXPECT_EQ(excerpt_of("!"),
+            "network.json:1:1: error: message [some-rule]\n"
+            "    !\n"
+            "    ^\n");
+  EXPECT_EQ(excerpt_of("{\n!"),
+            "network.json:2:1: error: message [some-rule]\n"
+            "    !\n"
+            "    ^\n");
+}
+
+TEST(Report, TheCaretStandsBehindTabsAndBelowWideCharacters) {
+  EXPECT_EQ(excerpt_of("\t\"ä\": !"),
+            "network.json:1:8: error: message [some-rule]\n"
+            "    \t\"ä\": !\n"
+            "    \t     ^\n");
+}
+
+TEST(Report, OfALongLineThePartAroundTheLocationIsShown) {
+  const std::string report = excerpt_of(std::string(500, 'a') + "!" + std::string(500, 'b'));
+  EXPECT_EQ(report, "network.json:1:501: error: message [some-rule]\n    " + std::string(120, 'a') + "!" +
+                        std::string(79, 'b') + "\n    " + std::string(120, ' ') + "^\n");
+}
+
+TEST(Report, NothingOfTheConfigurationReachesTheTerminalAsACommand) {
+  EXPECT_EQ(excerpt_of("\033[31m!\x7f\r"),
+            "network.json:1:6: error: message [some-rule]\n"
+            "    ?[31m!??\n"
+            "         ^\n");
+  Finding finding = finding_at(0);
+  finding.message = "the value is \"\033[31m\"";
+  EXPECT_EQ(text_report({"network.json", "", {}}, {finding}, false, false),
+            "network.json:1:1: error: the value is \"?[31m\" [some-rule]\n");
+}
+
+TEST(Report, LocationAndSeverityAreColored) {
+  const Source source{"network.json", "{}", {}};
+  EXPECT_EQ(text_report(source, {finding_at(0), finding_at(1, Severity::kWarning)}, true, true),
+            "\033[1mnetwork.json:1:1: \033[0m\033[1;31merror: \033[0mmessage [some-rule]\n"
+            "    {}\n"
+            "    \033[1;32m^\033[0m\n"
+            "\033[1mnetwork.json:1:2: \033[0m\033[1;35mwarning: \033[0mmessage [some-rule]\n"
+            "    {}\n"
+            "     \033[1;32m^\033[0m\n");
+}
+
+TEST(Report, TheSummaryCountsFilesErrorsAndWarnings) {
+  Summary summary;
+  count({}, summary);
+  EXPECT_EQ(text_of(summary), "0 errors and 0 warnings in 1 file");
+  count({finding_at(0), finding_at(0), finding_at(0, Severity::kWarning)}, summary);
+  EXPECT_EQ(text_of(summary), "2 errors and 1 warning in 2 files");
+}
+
+TEST(Report, TheJsonReportHasTheSameLocations) {
+  const Source source{"network.json", "{\n  \"a\": 1\n}\n", {}};
+  const Json::Value report = json_report(source, {finding_at(0, Severity::kWarning), finding_at(9)});
+  EXPECT_EQ(report["file"], "network.json");
+  ASSERT_EQ(report["findings"].size(), 2U);
+  const Json::Value& finding = report["findings"][1];
+  EXPECT_EQ(finding["line"], 2);
+  EXPECT_EQ(finding["column"], 8);
+  EXPECT_EQ(finding["severity"], "error");
+  EXPECT_EQ(finding["rule"], "some-rule");
+  EXPECT_EQ(finding["message"], "message");
+  EXPECT_EQ(report["findings"][0]["severity"], "warning");
+}
+
+TEST(Report, WithoutFindingsTheListIsEmpty) {
+  EXPECT_TRUE(json_report({"network.json", "{}", {}}, {})["findings"].isArray());
+  EXPECT_EQ(text_report({"network.json", "{}", {}}, {}, true, false), "");
+}

@@ -1,0 +1,103 @@
+#include "cli/live/trial_state.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+#include "test_files.h"
+
+constexpr char kStateFile[] = "/run/lanfab/trial.json";
+
+class TrialStateTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::filesystem::remove_all("/run/lanfab");
+    std::filesystem::create_directory("/run/lanfab");
+    unsetenv("SUDO_USER");
+    unsetenv("SSH_CONNECTION");
+  }
+};
+
+TEST_F(TrialStateTest, WhatIsWrittenIsRead) {
+  ASSERT_TRUE(write_state({"anna from 192.0.2.7", "new \"1\".json", 100, 5'000'000'000}));
+  const std::optional<TrialState> state = read_state();
+  ASSERT_TRUE(state);
+  EXPECT_EQ(state->who, "anna from 192.0.2.7");
+  EXPECT_EQ(state->file, "new \"1\".json");
+  EXPECT_EQ(state->began, 100);
+  EXPECT_EQ(state->ends, 5'000'000'000);
+}
+
+TEST_F(TrialStateTest, OnlyItsOwnerReadsIt) {
+  ASSERT_TRUE(write_state({"anna", "new.json", 100, 160}));
+  struct stat status {};
+  ASSERT_EQ(stat(kStateFile, &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0600U);
+}
+
+TEST_F(TrialStateTest, WithoutAStateThereIsNoTrial) {
+  EXPECT_FALSE(read_state());
+  std::filesystem::remove("/run/lanfab");
+  EXPECT_FALSE(read_state());
+}
+
+TEST_F(TrialStateTest, AStateThatWasNotWrittenWholeIsNotATrial) {
+  ASSERT_TRUE(write_state({"anna", "new.json", 100, 160}));
+  const std::string whole = text_of_file(kStateFile);
+  for (std::size_t size = 0; size < whole.size() - 1; ++size) {
+    put_file(kStateFile, whole.substr(0, size));
+    EXPECT_FALSE(read_state()) << size;
+  }
+  put_file(kStateFile, "[]");
+  EXPECT_FALSE(read_state());
+}
+
+TEST_F(TrialStateTest, WithoutADirectoryItCannotBeWritten) {
+  std::filesystem::remove("/run/lanfab");
+  EXPECT_FALSE(write_state({"anna", "new.json", 100, 160}));
+  EXPECT_EQ(errno, ENOENT);
+}
+
+TEST_F(TrialStateTest, TheConfigurationIsRemovedWithTheState) {
+  ASSERT_TRUE(write_state({"anna", "new.json", 100, 160}));
+  put_file(kTrialFile, "{}");
+  EXPECT_TRUE(remove_state());
+  EXPECT_TRUE(std::filesystem::is_empty("/run/lanfab"));
+  EXPECT_TRUE(remove_state()) << "nothing is there";
+}
+
+TEST_F(TrialStateTest, WhatStaysIsReported) {
+  for (const char* path : {kStateFile, kTrialFile}) {
+    std::filesystem::remove_all("/run/lanfab");
+    std::filesystem::create_directories(path);
+    EXPECT_FALSE(remove_state()) << path;
+    EXPECT_EQ(errno, EISDIR) << path;
+  }
+}
+
+TEST_F(TrialStateTest, TheCallerIsTheUserAndTheirAddress) {
+  EXPECT_EQ(caller(), "root");
+  setenv("SSH_CONNECTION", "192.0.2.7 50022 192.168.1.1 22", 1);
+  EXPECT_EQ(caller(), "root from 192.0.2.7");
+  setenv("SUDO_USER", "anna", 1);
+  EXPECT_EQ(caller(), "anna from 192.0.2.7");
+}
+
+// The description of a trial that began and ends so many seconds from now, within one second of the clock.
+static std::string description(std::int64_t began, std::int64_t ends) {
+  std::int64_t now = 0;
+  std::string text;
+  do {
+    now = monotonic_seconds();
+    text = describe({"anna", "new.json", now + began, now + ends});
+  } while (monotonic_seconds() != now);
+  return text;
+}
+
+TEST_F(TrialStateTest, TheDescriptionCountsFromNow) {
+  EXPECT_EQ(description(-40, 80), "anna tries new.json since 40 s, for 80 s more");
+  EXPECT_EQ(description(-140, -20), "anna tries new.json since 140 s, for 0 s more");
+}
