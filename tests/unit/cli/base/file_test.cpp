@@ -1,0 +1,167 @@
+#include "cli/base/file.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "failing_call.h"
+#include "test_files.h"
+
+using ::testing::ElementsAre;
+
+constexpr char kDirectory[] = "/run/files";
+constexpr char kFile[] = "/run/files/file";
+
+static FailingCall failing_flock;
+static FailingCall failing_rename;
+
+extern "C" int flock(int file, int operation) noexcept {
+  return failing_flock.fails() ? -1 : next<int (*)(int, int)>("flock")(file, operation);
+}
+
+extern "C" int rename(const char* from, const char* to) noexcept {
+  return failing_rename.fails() ? -1 : next<int (*)(const char*, const char*)>("rename")(from, to);
+}
+
+class FileTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::filesystem::remove_all(kDirectory);
+    std::filesystem::create_directory(kDirectory);
+  }
+
+  static mode_t mode_of(const std::string& path) {
+    struct stat status {};
+    EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+    return status.st_mode & 07777;
+  }
+};
+
+TEST_F(FileTest, AFileIsReadWithItsMode) {
+  // Longer than a block, with a zero byte.
+  const std::string content = std::string(100000, 'x') + '\0' + "end";
+  ASSERT_TRUE(write_file({kFile, 0604, content}));
+  File file;
+  ASSERT_TRUE(read_file(kFile, file));
+  EXPECT_EQ(file.path, kFile);
+  EXPECT_EQ(file.mode, 0604U);
+  EXPECT_EQ(file.content, content);
+}
+
+TEST_F(FileTest, OnlyRegularFilesAreRead) {
+  const std::string pipe = std::string(kDirectory) + "/pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  struct {
+    std::string path;
+    int error;
+  } const cases[] = {{kFile, ENOENT}, {kDirectory, EISDIR}, {pipe, EINVAL}};
+  for (const auto& [path, error] : cases) {
+    File file;
+    EXPECT_FALSE(read_file(path, file)) << path;
+    EXPECT_EQ(errno, error) << path;
+  }
+}
+
+TEST_F(FileTest, AFullDiskIsReported) {
+  EXPECT_FALSE(write_file({"/dev/full", 0666, "text"}));
+  EXPECT_EQ(errno, ENOSPC);
+  EXPECT_FALSE(write_file({"/run/files/missing/file", 0666, "text"}));
+  EXPECT_EQ(errno, ENOENT);
+}
+
+TEST_F(FileTest, AReplacedFileKeepsItsMode) {
+  ASSERT_TRUE(write_file({kFile, 0640, "old"}));
+  EXPECT_TRUE(replace_file(kFile, "new"));
+  EXPECT_EQ(text_of_file(kFile), "new");
+  EXPECT_EQ(mode_of(kFile), 0640U);
+  EXPECT_THAT(list_directory(kDirectory).value(), ElementsAre("file"));
+}
+
+TEST_F(FileTest, ANewFileHasTheModeOfTheUmask) {
+  const mode_t former = umask(027);
+  EXPECT_TRUE(replace_file(kFile, "new"));
+  umask(former);
+  EXPECT_EQ(text_of_file(kFile), "new");
+  EXPECT_EQ(mode_of(kFile), 0640U);
+}
+
+TEST_F(FileTest, ALinkStaysWhenItsFileIsReplaced) {
+  put_file(kFile, "old");
+  std::filesystem::create_symlink("file", "/run/files/link");
+  EXPECT_TRUE(replace_file("/run/files/link", "new"));
+  EXPECT_TRUE(std::filesystem::is_symlink("/run/files/link"));
+  EXPECT_EQ(text_of_file(kFile), "new");
+}
+
+TEST_F(FileTest, ADeviceIsWrittenTo) {
+  EXPECT_TRUE(replace_file("/dev/null", "text"));
+  EXPECT_FALSE(std::filesystem::is_regular_file("/dev/null"));
+  EXPECT_FALSE(replace_file("/dev/full", "text"));
+  EXPECT_EQ(errno, ENOSPC);
+}
+
+TEST_F(FileTest, AFileThatCannotBeReplacedStaysAsItWas) {
+  put_file(kFile, "old");
+  failing_rename.fail(1, EXDEV);
+  EXPECT_FALSE(replace_file(kFile, "new"));
+  EXPECT_EQ(errno, EXDEV);
+  EXPECT_EQ(text_of_file(kFile), "old");
+  EXPECT_THAT(list_directory(kDirectory).value(), ElementsAre("file"));
+  EXPECT_FALSE(replace_file("/run/files/missing/file", "new"));
+  EXPECT_EQ(errno, ENOENT);
+}
+
+TEST_F(FileTest, ALockIsHeldUntilItsEnd) {
+  const int other = open(kDirectory, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  {
+    const ExclusiveLock lock(kDirectory);
+    EXPECT_TRUE(lock.is_held());
+    EXPECT_EQ(flock(other, LOCK_EX | LOCK_NB), -1);
+  }
+  EXPECT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
+  close(other);
+}
+
+TEST_F(FileTest, ALockIsAwaitedThroughSignals) {
+  failing_flock.fail(3, EINTR);
+  EXPECT_TRUE(ExclusiveLock(kDirectory).is_held());
+}
+
+TEST_F(FileTest, WhatCannotBeLockedIsNotHeld) {
+  EXPECT_FALSE(ExclusiveLock("/run/files/missing").is_held());
+  EXPECT_EQ(errno, ENOENT);
+  failing_flock.fail(1, ENOLCK);
+  EXPECT_FALSE(ExclusiveLock(kDirectory).is_held());
+  EXPECT_EQ(errno, ENOLCK);
+}
+
+TEST_F(FileTest, AMemoryFileIsReadFromItsStart) {
+  const MemoryFile file;
+  ASSERT_TRUE(file.fill("text"));
+  char first = 0;
+  EXPECT_EQ(read(file.number(), &first, 1), 1);
+  EXPECT_EQ(first, 't');
+  EXPECT_EQ(file.content(), "text");
+}
+
+TEST_F(FileTest, DirectoriesAreMadeWithThoseAboveThem) {
+  EXPECT_TRUE(make_directories("/run/files/a/b/c", 0711));
+  EXPECT_EQ(mode_of("/run/files/a/b/c"), 0711U);
+  EXPECT_TRUE(make_directories("/run/files/a/b/c", 0700)) << "it is there already";
+  EXPECT_EQ(mode_of("/run/files/a/b/c"), 0700U);
+  put_file(kFile, "");
+  EXPECT_FALSE(make_directories("/run/files/file/d", 0700));
+  EXPECT_EQ(errno, ENOTDIR);
+}
+
+TEST_F(FileTest, TheNamesOfADirectoryAreSorted) {
+  for (const char* name : {"b", "a", ".c"})
+    put_file(std::string(kDirectory) + "/" + name, "");
+  EXPECT_THAT(list_directory(kDirectory).value(), ElementsAre(".c", "a", "b"));
+  EXPECT_FALSE(list_directory("/run/files/missing"));
+}

@@ -1,0 +1,82 @@
+#include "cli/dry_run/stub.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <functional>
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+using Words = std::vector<std::string>;
+
+constexpr char kRoot[] = "/run/root";
+
+// An exception ends the process, too: it must not go on with the tests that follow.
+[[noreturn]] static void run_and_exit(const std::function<void()>& test) noexcept {
+  if (chroot(kRoot) != 0 || chdir("/") != 0) _exit(2);
+  test();
+  _exit(testing::Test::HasFailure() ? 1 : 0);
+}
+
+// Runs a test in a process whose root is that of a sandbox, and passes on its failure.
+static void in_sandbox(const std::function<void()>& test) {
+  std::filesystem::remove_all(kRoot);
+  std::filesystem::create_directories(std::string(kRoot) + "/.sandbox");
+  const pid_t process = fork();
+  ASSERT_GE(process, 0);
+  if (process == 0) run_and_exit(test);
+  int status = 0;
+  ASSERT_EQ(waitpid(process, &status, 0), process);
+  EXPECT_EQ(status, 0);
+}
+
+// Calls a stub with these words; returns its exit status.
+static int call(Words words) {
+  std::vector<char*> argv;
+  for (std::string& word : words)
+    argv.push_back(word.data());
+  argv.push_back(nullptr);
+  return record_call(static_cast<int>(words.size()), argv.data());
+}
+
+TEST(Stub, AToolIsKnownByItsNameInAnyDirectory) {
+  EXPECT_TRUE(is_stub("ip"));
+  EXPECT_TRUE(is_stub("/usr/sbin/ip"));
+  EXPECT_FALSE(is_stub("lanfab"));
+  EXPECT_FALSE(is_stub("/ip/lanfab"));
+}
+
+TEST(Stub, EveryCallIsRecordedWordByWord) {
+  in_sandbox([] {
+    ASSERT_TRUE(prepare_stubs({}));
+    EXPECT_THAT(recorded_calls(), IsEmpty());
+    EXPECT_EQ(call({"/sbin/ip", "link", "del", "eth0 7"}), 0);
+    EXPECT_EQ(call({"telnet-init"}), 0);
+    EXPECT_EQ(call({"ip", "", "a\nb"}), 0);
+    EXPECT_THAT(recorded_calls(), ElementsAre(Words{"/sbin/ip", "link", "del", "eth0 7"},
+                                              Words{"telnet-init"}, Words{"ip", "", "a\nb"}));
+  });
+}
+
+TEST(Stub, SystemctlAnswersForTheServicesThatAreActive) {
+  in_sandbox([] {
+    ASSERT_TRUE(prepare_stubs({"dnsmasq", "systemd-networkd.service"}));
+    EXPECT_EQ(call({"systemctl", "is-active", "dnsmasq"}), 0);
+    EXPECT_EQ(call({"systemctl", "is-active", "--quiet", "systemd-networkd.service"}), 0);
+    EXPECT_EQ(call({"/bin/systemctl", "is-active", "sshd"}), 3);
+    EXPECT_EQ(call({"systemctl", "restart", "sshd"}), 0);
+    EXPECT_EQ(call({"ip", "is-active", "sshd"}), 0);
+  });
+}
+
+TEST(Stub, WithoutTheFilesOfTheSandboxNothingIsRecorded) {
+  in_sandbox([] {
+    EXPECT_EQ(call({"ip", "link"}), 127);
+    std::filesystem::remove_all("/.sandbox");
+    EXPECT_FALSE(prepare_stubs({}));
+  });
+}
