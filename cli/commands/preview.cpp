@@ -99,7 +99,7 @@ static void print_result(const DryRunResult& result, const PreviewOptions& optio
   print_names("removed", result.removed);
   std::vector<std::string> lines;
   for (const auto& [key, value] : result.database)
-    lines.push_back(key + " = " + value);
+    lines.push_back(std::string(key).append(" = ").append(value));
   print_names("system database", lines);
   lines.clear();
   for (const std::vector<std::string>& command : result.commands)

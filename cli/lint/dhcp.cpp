@@ -257,6 +257,7 @@ static std::vector<const Json::Value*> lease_times(const Site& site, bool with_i
 // The seconds of each suffix that dnsmasq knows; 0 for any other.
 static std::uint64_t seconds_in(char suffix) {
   constexpr std::uint64_t kHour = 3600;
+  constexpr std::uint64_t kDay = 24 * kHour;
   switch (std::tolower(static_cast<unsigned char>(suffix))) {
     case 's':
       return 1;
@@ -265,9 +266,9 @@ static std::uint64_t seconds_in(char suffix) {
     case 'h':
       return kHour;
     case 'd':
-      return 24 * kHour;
+      return kDay;
     case 'w':
-      return 7 * 24 * kHour;
+      return 7 * kDay;
     default:
       return 0;
   }

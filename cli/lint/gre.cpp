@@ -50,9 +50,9 @@ void tunnel_without_remote(const Site& site, Findings& findings) {
 void tunnel_twice(const Site& site, Findings& findings) {
   std::unordered_set<std::string> ends;
   for (const GreTunnel& tunnel : enabled_tunnels(site)) {
-    const std::string remote = tunnel.remote_ip.value_or("");
-    const std::string local = tunnel.local_ip.value_or("");
-    if (ends.insert(remote + " " + local).second) continue;
+    std::string both = tunnel.remote_ip.value_or("") + " ";
+    both += tunnel.local_ip.value_or("");
+    if (ends.insert(both).second) continue;
     findings.add(place_of(*tunnel.settings, "remote_ip"),
                  "another tunnel has the same ends, and the kernel makes only one of them");
   }

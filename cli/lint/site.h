@@ -69,7 +69,7 @@ struct StaticRoute {
 class Site {
  public:
   // `source` must outlive the site.
-  explicit Site(const Source& source);
+  explicit Site(const Source& from);
   Site(const Site&) = delete;
   Site& operator=(const Site&) = delete;
 

@@ -3,7 +3,7 @@
 #include <arpa/inet.h>
 
 #include <algorithm>
-#include <cstdlib>
+#include <string>
 #include <string_view>
 
 #include "config/lookup.h"
@@ -37,7 +37,7 @@ static bool is_key(std::string_view text) {
 static bool is_number_up_to(std::string_view text, int most) {
   return !text.empty() && text.size() < 6 &&
          std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; }) &&
-         std::atoi(std::string(text).c_str()) <= most;
+         std::stoi(std::string(text)) <= most;
 }
 
 // Whether the text is an address of either family, with a prefix length or without one.
