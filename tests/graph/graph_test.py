@@ -52,7 +52,7 @@ class Graph(unittest.TestCase):
         (self.directory / "network.json").write_text(json.dumps(configuration), encoding="utf-8")
 
     def run_lanfab(self, *arguments, before=(), locale="C", **options):
-        environment = {"PATH": os.environ["PATH"], "LC_ALL": locale, **options.pop("environment", {})}
+        environment = {**os.environ, "LC_ALL": locale, "NO_COLOR": "", **options.pop("environment", {})}
         return subprocess.run([*before, LANFAB, "graph", *arguments], cwd=self.directory, env=environment,
                               text=True, check=False,
                               **{"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **options})
