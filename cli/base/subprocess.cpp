@@ -23,14 +23,18 @@ std::optional<std::string> absolute_program(const std::string& path) {
 std::optional<std::string> find_in_path(const std::string& name) {
   const char* path = std::getenv("PATH");
   std::istringstream directories(std::string(path != nullptr ? path : "") + ":/usr/sbin:/sbin");
-  for (std::string directory; std::getline(directories, directory, ':');)
+  for (std::string directory; std::getline(directories, directory, ':');) {
     if (auto program = absolute_program(directory.append("/").append(name))) return program;
+    // After any other error it might be here: the next one of the name is not the one that PATH asks for.
+    if (errno != ENOENT && errno != ENOTDIR && errno != EACCES) return std::nullopt;
+  }
   errno = ENOENT;
   return std::nullopt;
 }
 
 std::string own_program() {
-  return std::filesystem::read_symlink("/proc/self/exe");
+  std::error_code error;
+  return std::filesystem::read_symlink("/proc/self/exe", error);
 }
 
 static std::vector<char*> null_terminated(const std::vector<std::string>& words) {

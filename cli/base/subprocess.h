@@ -15,7 +15,7 @@ std::optional<std::string> absolute_program(const std::string& path);
 // Searches PATH, and then the directories of services, which an ordinary user's PATH may lack.
 std::optional<std::string> find_in_path(const std::string& name);
 
-// The path of this program.
+// The path of this program; empty if it cannot be read.
 std::string own_program();
 
 struct Subprocess {

@@ -50,7 +50,7 @@ static std::string address_text(const Site& site, const Interface& interface) {
   if (interface.kind == Interface::Kind::kPassthroughPort && site.context.passthrough_auto)
     return "the address of the cellular gateway";
   if (interface.unit.is_dhcp_client) return "an address by DHCP";
-  const std::string address = interface.unit.ipv4.value_or("");
+  std::string address = interface.unit.ipv4.value_or("");
   if (address.empty()) return "no address";
   if (!interface.unit.has_prefix()) return address;
   const std::optional<Subnet> subnet = interface.subnet();

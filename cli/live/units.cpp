@@ -18,11 +18,11 @@ bool is_running(const char* unit) {
 bool start_revert_timer(std::int64_t seconds) {
   const std::string when = "--on-active=" + std::to_string(seconds) + "s";
   const std::string program = own_program();
-  return succeeds({"systemd-run", "--quiet", "--collect", "--unit=lanfab-revert",
-                   "--description=Way back from a network configuration on trial", when,
-                   "--timer-property=AccuracySec=1s", "--property=Type=oneshot",
-                   "--property=Restart=on-abnormal", "--property=RestartSec=5", program, "revert",
-                   "--timer"});
+  return !program.empty() && succeeds({"systemd-run", "--quiet", "--collect", "--unit=lanfab-revert",
+                                       "--description=Way back from a network configuration on trial", when,
+                                       "--timer-property=AccuracySec=1s", "--property=Type=oneshot",
+                                       "--property=Restart=on-abnormal", "--property=RestartSec=5", program,
+                                       "revert", "--timer"});
 }
 
 bool stop_revert_timer() {
