@@ -52,7 +52,7 @@ struct GreTunnel {
 };
 
 // Reads the tunnel at position `index`.
-GreTunnel read_gre_tunnel(int index, const Json::Value& tunnel);
+GreTunnel read_gre_tunnel(int index, const Json::Value& settings);
 
 // The tunnels that a run reaches: after the first enabled one with a missing key it stops.
 std::vector<GreTunnel> read_gre_tunnels(const Json::Value& config);

@@ -54,7 +54,7 @@ class TestCommand(CommandTest):
         self.expect(done, 0)
         self.assertTrue(done.stdout.endswith("\n6 passed, 0 failed, 0 skipped\n"), done.stdout)
         for step in ("build release", "instructions", "check-instructions", "build-package", "build-arm",
-                     "coverage --all", "lint"):
+                     "coverage --all", "lint --sampled"):
             self.assertIn(f"{step}\n", self.calls())
 
     def test_all_runs_each_test_in_one_build_of_a_compiler(self):

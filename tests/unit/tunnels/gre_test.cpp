@@ -166,7 +166,8 @@ TEST_F(GreTest, ARunReachesTheTunnelsUpToTheFirstEnabledOneThatIsIncomplete) {
     {"tunnel_local_ip": "10.9.0.1"},
     {"enable": true, "tunnel_local_ip": "10.9.0.1", "tunnel_netmask": 30, "tunnel_remote_ip": "10.9.0.2"},
     {"enable": true, "tunnel_local_ip": "10.9.1.1"},
-    {"enable": true, "tunnel_local_ip": "10.9.2.1", "tunnel_netmask": 30, "tunnel_remote_ip": "10.9.2.2"}]}})");
+    {"enable": true, "tunnel_local_ip": "10.9.2.1", "tunnel_netmask": 30, "tunnel_remote_ip": "10.9.2.2"}
+  ]}})");
   const std::vector<GreTunnel> tunnels = read_gre_tunnels(config);
   ASSERT_EQ(tunnels.size(), 3U);
   EXPECT_FALSE(tunnels[0].has_address());
