@@ -22,10 +22,10 @@ static std::string output_of(Subprocess shell, const std::string& line) {
 TEST(SubprocessTest, FindsProgramsWithoutThePath) {
   const std::string path = std::getenv("PATH");
   setenv("PATH", "/nowhere", 1);
-  EXPECT_EQ(find_in_path("ldconfig"), absolute_program("/sbin/ldconfig"));
+  EXPECT_EQ(find_in_path("ldconfig"), absolute_program("/usr/sbin/ldconfig"));
   EXPECT_FALSE(find_in_path("no-such-program"));
   setenv("PATH", path.c_str(), 1);
-  EXPECT_TRUE(absolute_program("/sbin/ldconfig"));
+  EXPECT_TRUE(absolute_program("/usr/sbin/ldconfig"));
   EXPECT_FALSE(absolute_program("/proc/version"));
 }
 

@@ -32,8 +32,9 @@ static std::vector<std::string> summary_of(const Contents& before, const Content
   std::vector<ChangedFile> changed;
   FilesByPath both = old_files;
   both.insert(new_files.begin(), new_files.end());
-  for (const auto& [path, any] : both) {
-    const auto is_in = [path = path](const FilesByPath& files) { return files.count(path) != 0; };
+  for (const auto& entry : both) {
+    const std::string& path = entry.first;
+    const auto is_in = [&path](const FilesByPath& files) { return files.count(path) != 0; };
     const UnifiedDiff diff = unified_diff(path, is_in(old_files) ? old_files[path].content : "", path,
                                           is_in(new_files) ? new_files[path].content : "");
     changed.push_back({path, diff.removed, diff.added});
