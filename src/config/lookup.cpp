@@ -3,17 +3,17 @@
 #include "platform/libcmd.h"
 #include "util/json_path.h"
 
-std::string wired_network_path(const std::string& ifname) {
-  return "wired." + ifname + ".network";
+std::string wired_network_path(std::string_view ifname) {
+  return std::string("wired.").append(ifname).append(".network");
 }
 
-std::string access_point_network_path(const std::string& ifname) {
-  return "wireless.wifi." + ifname + ".ap.network";
+std::string access_point_network_path(std::string_view ifname) {
+  return std::string("wireless.wifi.").append(ifname).append(".ap.network");
 }
 
-bool is_true(const Json::Value& object, const std::string& path) {
+bool is_true(const Json::Value& object, std::string_view path) {
   bool value = false;
-  return config_get_bool(object, &value, path) && value;
+  return config_get_bool(object, &value, std::string(path)) && value;
 }
 
 bool is_enabled(const Json::Value& object) {
@@ -46,15 +46,15 @@ std::string name_server_of(const Json::Value& server) {
   return looks_like_address(text) ? text : std::string();
 }
 
-std::optional<std::string> string_at(const Json::Value& object, const std::string& path) {
+std::optional<std::string> string_at(const Json::Value& object, std::string_view path) {
   std::string text;
-  if (!config_get_string(object, text, path)) return std::nullopt;
+  if (!config_get_string(object, text, std::string(path))) return std::nullopt;
   return text;
 }
 
-std::optional<int> number_at(const Json::Value& object, const std::string& path) {
+std::optional<int> number_at(const Json::Value& object, std::string_view path) {
   int number = 0;
-  if (!config_get_int(object, &number, path)) return std::nullopt;
+  if (!config_get_int(object, &number, std::string(path))) return std::nullopt;
   return number;
 }
 

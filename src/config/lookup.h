@@ -11,11 +11,11 @@
 #include <string_view>
 
 // The dotted paths of the "network" object of a wired port and of an access point.
-std::string wired_network_path(const std::string& ifname);
-std::string access_point_network_path(const std::string& ifname);
+std::string wired_network_path(std::string_view ifname);
+std::string access_point_network_path(std::string_view ifname);
 
 // Whether the boolean at the dotted `path` below `object` exists and is true.
-bool is_true(const Json::Value& object, const std::string& path);
+bool is_true(const Json::Value& object, std::string_view path);
 
 // The "enable" rule: an object without "enable" is disabled.
 bool is_enabled(const Json::Value& object);
@@ -39,8 +39,8 @@ std::string text_of(const Json::Value& value);
 
 // The string, or the integer, at the dotted `path` below `object`; nothing when there is none. The platform
 // decides what is one.
-std::optional<std::string> string_at(const Json::Value& object, const std::string& path);
-std::optional<int> number_at(const Json::Value& object, const std::string& path);
+std::optional<std::string> string_at(const Json::Value& object, std::string_view path);
+std::optional<int> number_at(const Json::Value& object, std::string_view path);
 
 // The text of an element of "dns.static"; empty when it is left out, being too short for an address.
 std::string name_server_of(const Json::Value& server);
