@@ -26,7 +26,7 @@ struct NetworkContext {
   explicit NetworkContext(Json::Value configuration);
 
   Json::Value config;
-  // Every operation prints its own name to standard output. No action sets it; it is there for debugging.
+  // Every operation prints its own name to standard output. For callers of the library: no action sets it.
   bool trace = false;
   bool initialized = false;
   bool cell_enabled = false;

@@ -22,5 +22,5 @@ void set_sysdb_macaddr(const NetworkContext* ctx, const char* ifname);
 // object of the configuration.
 void set_sysdb_netmode(const NetworkContext* ctx, const char* ifname, const Json::Value& port_config);
 
-// Does nothing but its trace line; always 0. No action calls it.
+// Does nothing but its trace line; always 0. For callers of the library: no action calls this.
 int pulse_ethernet_ports(const NetworkContext* ctx);

@@ -1,7 +1,7 @@
 #pragma once
 
 // A second way of cleaning up, which needs no script of a previous run: delete the links that
-// systemd-networkd leaves unmanaged. No action calls it.
+// systemd-networkd leaves unmanaged. For callers of the library: no action calls this.
 
 #include <string>
 

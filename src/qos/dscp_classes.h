@@ -12,5 +12,5 @@
 std::map<std::string, int> dscp_class_table();
 
 // Looks up the class names that the traffic filter of the first quality-of-service policy lists. Has no
-// effect, since nothing uses the values yet; always 0. No action calls it.
+// effect, since nothing uses the values yet; always 0. For callers of the library: no action calls this.
 int qos_lookup_dscp_classes(const NetworkContext* ctx);

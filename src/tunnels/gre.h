@@ -71,5 +71,6 @@ int gre_tun_apply(const NetworkContext* ctx, int index, const Json::Value& tunne
 // Empties the tunnel's routing table and, when the tunnel asks for it, fills it. Always 0.
 int gre_incoming_routes_apply(const NetworkContext* ctx, int index, const Json::Value& tunnel);
 
-// Writes the unit of the GRE tap device. Returns 0, or -1 when it cannot be written. No action calls it.
+// Writes the unit of the GRE tap device. Returns 0, or -1 when it cannot be written. For callers of the
+// library: no action calls this.
 int gre_tap_apply(const NetworkContext* ctx, const Json::Value& tunnel);

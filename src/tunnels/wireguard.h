@@ -1,8 +1,8 @@
 #pragma once
 
 // WireGuard interfaces: the one at position N of the configuration's list, counting the disabled ones, is
-// wgN. Its two units, its private key, its peers, and the policy rules that send the traffic through it. No
-// action calls any of this.
+// wgN. Its two units, its private key, its peers, and the policy rules that send the traffic through it. For
+// callers of the library: no action calls this.
 
 #include <json/json.h>
 
