@@ -19,7 +19,7 @@ namespace {
 
 struct DiffOptions {
   std::string file = kInstalledConfiguration;  // "-" is standard input
-  std::string other;  // the new one, `file` being the old; empty, `file` is compared with what is in force
+  std::string other;  // the newer one; if empty, `file` is compared with the active configuration
   DryRunOptions dry_run;
 };
 

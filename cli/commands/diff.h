@@ -7,6 +7,6 @@
 
 #include "cli/config_file/source.h"
 
-// Prints in words what a configuration would change of what is in force. Returns nothing, or why that is not
-// known.
+// Prints the summary of what a configuration would change in the active one. Returns nothing, or why that
+// cannot be determined.
 std::optional<std::string> show_changes(const Source& source);

@@ -125,7 +125,7 @@ static int restore_previous(const std::string& installed, bool is_agreed) {
   return 0;
 }
 
-// Returns the exit status: 0 when the former configuration is in force, 1 when it is not or there is none, 2
+// Returns the exit status: 0 when the former configuration is active, 1 when it is not or there is none, 2
 // when this process cannot do it.
 static int revert(const RevertOptions& options) {
   if (const auto trouble = enter_system()) return fail(*trouble);

@@ -1,7 +1,7 @@
 #pragma once
 
-// `lanfab revert`: takes a trial back or, when there is none, the confirmation of the last one.
+// `lanfab revert`: rolls back a trial or, without one, restores the configuration before the last one.
 
-// Ends the trial, unless it has ended, and says what is in force. Returns the exit status: 0, or 2 when the
-// old configuration is not in force yet.
+// Rolls back the trial, unless it has ended, and reports which configuration is active. Returns the exit
+// status: 0, or 2 when the old configuration is not active yet.
 int end_trial();

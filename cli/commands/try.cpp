@@ -1,4 +1,4 @@
-// `lanfab try`: puts a configuration in force until it is confirmed, and takes it back when it is not.
+// `lanfab try`: applies a configuration, and rolls back unless it is confirmed in time.
 
 #include <poll.h>
 #include <sys/stat.h>

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-// The configuration on trial. While it is in force it is also what the installed file's path leads to.
+// The configuration on trial. While it is active it is also what the installed file's path leads to.
 inline constexpr char kTrialFile[] = "/run/lanfab/network.json";
 
 struct TrialState {
