@@ -203,7 +203,7 @@ class Gateway:
         return [(PRIORITIES[int(entry["PRIORITY"])], entry["MESSAGE"]) for entry in entries]
 
     def networkd_warnings(self, since=None):
-        """Returns systemd-networkd's messages (it runs with debug logging) of priority warning or worse.
+        """Returns systemd-networkd's messages of priority warning or worse.
 
         Those that say that forwarding is another setting's task are left out.
         """
