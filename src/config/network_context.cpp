@@ -66,7 +66,7 @@ void init_static_routes(NetworkContext* ctx) {
   const Json::Value& routes = array_at(ctx->config, "static_routes");
   for (Json::ArrayIndex index = 0; index < routes.size(); ++index) {
     std::string ifname;
-    if (get_static_route_interface(routes[index], ifname)) ctx->static_routes[ifname].push_back(index);
+    if (get_static_route_interface(routes[index], ifname)) ctx->static_routes.emplace(ifname, index);
   }
 }
 

@@ -5,9 +5,8 @@
 #include <json/json.h>
 
 #include <cstdio>
+#include <map>
 #include <string>
-#include <unordered_map>
-#include <vector>
 
 // Positions in NetworkContext::unit_order_numbers.
 enum UnitOrderIndex {
@@ -46,7 +45,7 @@ struct NetworkContext {
   // By interface, where its enabled static routes stand in "static_routes", in their order: every unit asks
   // for its own routes, and a search of the whole list for each would make a run's time grow with units times
   // routes.
-  std::unordered_map<std::string, std::vector<Json::ArrayIndex>> static_routes;
+  std::multimap<std::string, Json::ArrayIndex> static_routes;
   // The number that begins the name of each kind of unit file, by UnitOrderIndex.
   int unit_order_numbers[kUnitOrderCount] = {80, 84, 20, 21, 30};
 };

@@ -183,11 +183,11 @@ static void write_static_route(const NetworkContext* ctx, std::FILE* file, const
 
 int write_static_routes(const NetworkContext* ctx, std::FILE* file, const char* ifname) {
   print_trace(ctx, __func__);
-  const auto found = ctx->static_routes.find(ifname);
-  if (found == ctx->static_routes.end()) return 0;
+  const auto [begin, end] = ctx->static_routes.equal_range(ifname);
+  if (begin == end) return 0;
   const Json::Value& routes = array_at(ctx->config, "static_routes");
-  for (const Json::ArrayIndex index : found->second)
-    write_static_route(ctx, file, ifname, read_route_settings(routes[index]));
+  for (auto route = begin; route != end; ++route)
+    write_static_route(ctx, file, ifname, read_route_settings(routes[route->second]));
   return 0;
 }
 
