@@ -10,17 +10,14 @@
 #include <csignal>
 #include <initializer_list>
 #include <string>
-#include <vector>
 
-// Runs the program `file`, found along PATH, with the words of `command`, and waits for it. Returns its wait
-// status; -1 when it cannot be started. Ctrl-C ends this process too, also when it reached the tool alone.
+// Runs the program `file`, found along PATH, with the words of `command`, which end in a null, and waits for
+// it. Returns its wait status; -1 when it cannot be started. Ctrl-C ends this process too, also when it
+// reached the tool alone.
 inline int run_and_wait(const char* file, std::initializer_list<const char*> command) {
-  std::vector<char*> argv;
-  for (const char* word : command)
-    argv.push_back(const_cast<char*>(word));
-  argv.push_back(nullptr);
   pid_t child = 0;
-  if (posix_spawnp(&child, file, nullptr, nullptr, argv.data(), environ) != 0) return -1;
+  auto* words = const_cast<char* const*>(command.begin());
+  if (posix_spawnp(&child, file, nullptr, nullptr, words, environ) != 0) return -1;
   int status = 0;
   while (waitpid(child, &status, 0) < 0) {
     if (errno != EINTR) return -1;
@@ -33,7 +30,7 @@ inline int run_and_wait(const char* file, std::initializer_list<const char*> com
 // Has the shell run a line. Not system(), which ignores Ctrl-C from before the shell is there until after it
 // has gone.
 inline int run_in_shell(const char* line) {
-  return run_and_wait("/bin/sh", {"sh", "-c", line});
+  return run_and_wait("/bin/sh", {"sh", "-c", line, nullptr});
 }
 
 // The same for a command that may fail: a rule or a route that is not there cannot be removed, for example.

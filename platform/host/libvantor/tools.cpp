@@ -8,7 +8,7 @@
 #include "platform/libvantor.h"
 #include "util/child_process.h"
 
-// Runs a tool without a shell; returns its exit status, -1 when it did not run or exit.
+// Runs a tool without a shell, as run_and_wait does; returns its exit status, -1 when it did not run or exit.
 static int run_tool(std::initializer_list<const char*> command) {
   const int status = run_and_wait(*command.begin(), command);
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
@@ -27,17 +27,17 @@ int qelsys(const char* format, ...) {
 }
 
 int execute_systemctl_start(const char* service) {
-  return run_tool({"systemctl", "start", service});
+  return run_tool({"systemctl", "start", service, nullptr});
 }
 
 int execute_systemctl_restart(const char* service) {
-  return run_tool({"systemctl", "restart", service});
+  return run_tool({"systemctl", "restart", service, nullptr});
 }
 
 int is_service_active(const char* service) {
-  return run_tool({"systemctl", "is-active", "--quiet", service}) == 0 ? 1 : 0;
+  return run_tool({"systemctl", "is-active", "--quiet", service, nullptr}) == 0 ? 1 : 0;
 }
 
 int ip_link_set_interface_down(const char* ifname) {
-  return run_tool({"/sbin/ip", "link", "set", "dev", ifname, "down"});
+  return run_tool({"/sbin/ip", "link", "set", "dev", ifname, "down", nullptr});
 }
