@@ -25,28 +25,31 @@ int dnsmasq_apply(const NetworkContext* ctx) {
 }
 
 static void write_head(std::FILE* file) {
-  std::fprintf(file, "# Configuration file for dnsmasq\n\n");
-  std::fprintf(file, "# Never forward plain names (with a dot or domain port)\n");
-  std::fprintf(file, "domain-needed\n");
-  std::fprintf(file, "# dnsmasq user\n");
-  std::fprintf(file, "user=admin\n");
-  std::fprintf(file, "# Never forward addresses in the non-routed address space\n");
-  std::fprintf(file, "bogus-priv\n");
-  std::fprintf(file, "bind-dynamic\n");
-  std::fprintf(file, "local-service\n");
-  std::fprintf(file, "no-hosts\n");
-  std::fprintf(file, "dhcp-authoritative\n");
-  std::fprintf(file, "quiet-dhcp\n");
-  std::fprintf(file, "# dnsmasq will read /etc/ethers\n");
-  std::fprintf(file, "read-ethers\n");
-  std::fprintf(file, "\ndhcp-leasefile=/var/run/dnsmasq.leases\n");
+  std::fprintf(file,
+               "# Configuration file for dnsmasq\n\n"
+               "# Never forward plain names (with a dot or domain port)\n"
+               "domain-needed\n"
+               "# dnsmasq user\n"
+               "user=admin\n"
+               "# Never forward addresses in the non-routed address space\n"
+               "bogus-priv\n"
+               "bind-dynamic\n"
+               "local-service\n"
+               "no-hosts\n"
+               "dhcp-authoritative\n"
+               "quiet-dhcp\n"
+               "# dnsmasq will read /etc/ethers\n"
+               "read-ethers\n"
+               "\ndhcp-leasefile=/var/run/dnsmasq.leases\n");
 }
 
 static void write_trailer(std::FILE* file) {
-  std::fprintf(file, "\n# For dynhost support\n");
-  // A second time in the file, next to the line that names what replaces /etc/hosts.
-  std::fprintf(file, "no-hosts\n");
-  std::fprintf(file, "addn-hosts=%s\n\n", kHostsFile);
+  // "no-hosts" a second time in the file, next to the line that names what replaces /etc/hosts.
+  std::fprintf(file,
+               "\n# For dynhost support\n"
+               "no-hosts\n"
+               "addn-hosts=%s\n\n",
+               kHostsFile);
 }
 
 int dnsmasq_write_dnsmasq_conf(const NetworkContext* ctx) {

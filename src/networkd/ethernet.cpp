@@ -118,8 +118,7 @@ int write_vlan_netdev_unit_file(const NetworkContext* ctx, int order, const char
   print_trace(ctx, __func__);
   OpenFile file = open_unit_file(ctx, order, name, "netdev");
   if (!file) return -1;
-  std::fprintf(file.get(), "[NetDev]\nName = %s\nKind = vlan\n", name);
-  std::fprintf(file.get(), "\n[VLAN]\nId = %d\n", vid);
+  std::fprintf(file.get(), "[NetDev]\nName = %s\nKind = vlan\n\n[VLAN]\nId = %d\n", name, vid);
   return file.close();
 }
 

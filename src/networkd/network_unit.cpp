@@ -38,11 +38,12 @@ static void write_mtu(std::FILE* file, const char* ifname, const NetworkUnit& un
 static void write_dhcp_client(const NetworkContext* ctx, std::FILE* file, const char* ifname,
                               const NetworkUnit& unit) {
   syslog(LOG_DEBUG, "interface %s using dhcp", ifname);
-  std::fprintf(file, "DHCP = ipv4\n");
   is_gre_interface(ctx, ifname);  // for its trace line: the answer changes nothing here
-  std::fprintf(file, "\n[Route]\n");
-  std::fprintf(file, "Gateway = _dhcp\n");
-  std::fprintf(file, "\n[DHCPv4]\n");
+  std::fprintf(file,
+               "DHCP = ipv4\n"
+               "\n[Route]\n"
+               "Gateway = _dhcp\n"
+               "\n[DHCPv4]\n");
   if (unit.metric) std::fprintf(file, "RouteMetric = %d\n\n", *unit.metric);
 }
 
@@ -76,9 +77,11 @@ int write_network_unit_file(const NetworkContext* ctx, int order, const char* if
   if (!owner) return -1;
   std::FILE* file = owner.get();
   syslog(LOG_DEBUG, "write_network_unit_file: %s", ifname);
-  std::fprintf(file, "[Match]\nName = %s\n\n", ifname);
-  std::fprintf(file, "[Link]\n");
-  std::fprintf(file, "RequiredFamilyForOnline = ipv4\n");
+  std::fprintf(file,
+               "[Match]\nName = %s\n\n"
+               "[Link]\n"
+               "RequiredFamilyForOnline = ipv4\n",
+               ifname);
   if (bridge_master) std::fprintf(file, "RequiredForOnline = degraded-carrier\n");
   const NetworkUnit unit = read_network_unit(node);
   write_mtu(file, ifname, unit);

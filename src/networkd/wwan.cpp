@@ -116,13 +116,15 @@ static void write_router_sections(const NetworkContext* ctx, std::FILE* file, co
 }
 
 static void write_passthrough_sections(std::FILE* file) {
-  std::fprintf(file, "\n[Network]\n");
-  std::fprintf(file, "Address = %s/24\n", kPassthroughAddress);
-  std::fprintf(file, "IPv4ProxyARP = yes\n");
-  std::fprintf(file, "IPForward = yes\n");
-  std::fprintf(file, "DefaultRouteOnDevice = yes\n");
-  std::fprintf(file, "\n[Route]\nGateway = %s\n", kPassthroughGateway);
-  std::fprintf(file, "Metric = 0\n");
+  std::fprintf(file,
+               "\n[Network]\n"
+               "Address = %s/24\n"
+               "IPv4ProxyARP = yes\n"
+               "IPForward = yes\n"
+               "DefaultRouteOnDevice = yes\n"
+               "\n[Route]\nGateway = %s\n"
+               "Metric = 0\n",
+               kPassthroughAddress, kPassthroughGateway);
 }
 
 // Has the connected route of the port's subnet removed again once systemd-networkd has started.
@@ -167,8 +169,7 @@ static int write_passthrough_port_unit(const NetworkContext* ctx, const WwanLink
   write_match_and_link(file, port.ifname, link, settings);
   std::fprintf(file, "\n[Network]\n");
   const bool needs_host_route = write_port_address(ctx, file, port, settings);
-  std::fprintf(file, "IPForward = yes\n");
-  std::fprintf(file, "IPv4ProxyARP = yes\n");
+  std::fprintf(file, "IPForward = yes\nIPv4ProxyARP = yes\n");
   write_unit_dns(ctx, file, link.dns1, link.dns2);
   write_port_secondary_ip(file, port);
   if (needs_host_route && *port.prefix != 32) {

@@ -77,8 +77,7 @@ static void write_local(std::FILE* file, const std::string& local_ip, const char
 static void write_tunnel_device(std::FILE* file, const std::string& name, const GreTunnel& tunnel) {
   std::fprintf(file, "[NetDev]\n");
   if (tunnel.description) std::fprintf(file, "Description = %s\n", tunnel.description->c_str());
-  std::fprintf(file, "Name = %s\n", name.c_str());
-  std::fprintf(file, "Kind = gre\n");
+  std::fprintf(file, "Name = %s\nKind = gre\n", name.c_str());
   if (tunnel.mtu) std::fprintf(file, "MTUBytes = %d\n", *tunnel.mtu);
   std::fprintf(file, "\n[Tunnel]\n");
   if (tunnel.remote_ip) std::fprintf(file, "Remote = %s\n", tunnel.remote_ip->c_str());
@@ -102,8 +101,7 @@ static void write_tunnel_netdev_unit(const NetworkContext* ctx, const GreTunnel&
 }
 
 static void write_tunnel_route(std::FILE* file, const std::string& gateway, const GreRoute& route) {
-  std::fprintf(file, "\n[Route]\n");
-  std::fprintf(file, "Gateway = %s\n", gateway.c_str());
+  std::fprintf(file, "\n[Route]\nGateway = %s\n", gateway.c_str());
   if (route.prefix == 32) {
     std::fprintf(file, "Destination = %s\n", route.destination.c_str());
   } else {
@@ -118,9 +116,8 @@ static int write_tunnel_network_unit(const NetworkContext* ctx, const GreTunnel&
   const std::string name = gre_tunnel_name(tunnel.index);
   OpenFile file = open_unit_file(ctx, unit_order(tunnel.index), name.c_str(), "network");
   if (!file) return -1;
-  std::fprintf(file.get(), "[Match]\nName = %s\n\n", name.c_str());
-  std::fprintf(file.get(), "[Network]\nAddress = %s/%d\n", tunnel.inner_local_ip->c_str(),
-               tunnel.inner_prefix);
+  std::fprintf(file.get(), "[Match]\nName = %s\n\n[Network]\nAddress = %s/%d\n", name.c_str(),
+               tunnel.inner_local_ip->c_str(), tunnel.inner_prefix);
   for (const Json::Value& network : *tunnel.networks) {
     if (const auto route = read_gre_route(network))
       write_tunnel_route(file.get(), *tunnel.inner_remote_ip, *route);
