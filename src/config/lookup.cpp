@@ -64,7 +64,6 @@ const Json::Value* object_at(const Json::Value& object, std::string_view path) {
 }
 
 const Json::Value& array_at(const Json::Value& object, std::string_view path) {
-  static const Json::Value empty(Json::arrayValue);
   const Json::Value* value = find_path(object, path);
-  return value != nullptr && value->isArray() ? *value : empty;
+  return value != nullptr && value->isArray() ? *value : Json::Value::nullSingleton();
 }

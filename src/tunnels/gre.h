@@ -40,7 +40,7 @@ struct GreTunnel {
   std::optional<std::string> inner_local_ip;
   int inner_prefix;
   std::optional<std::string> inner_remote_ip;
-  const Json::Value* networks;  // an array; see read_gre_route
+  const Json::Value* networks;  // an array or null; see read_gre_route
   // Traffic that arrives through the tunnel is sent back by the gateway, if there is one.
   bool routes_incoming;
   std::optional<std::string> incoming_gateway;
