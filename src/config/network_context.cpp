@@ -7,6 +7,7 @@
 #include "config/lookup.h"
 #include "config/ports.h"
 #include "platform/libcmd.h"
+#include "util/format.h"
 
 NetworkContext::NetworkContext(Json::Value configuration) : config(std::move(configuration)) {
   cell_enabled = is_cell_enabled(this);
@@ -44,7 +45,7 @@ static bool init_port_passthrough(NetworkContext* ctx, const char* ifname) {
 void init_passthrough_modes(NetworkContext* ctx) {
   print_trace(ctx, __func__);
   for (const EthernetPort& port : kEthernetPorts) {
-    config_get_bool(ctx->config, &(ctx->*port.enabled), std::string("wired.") + port.name + ".enable");
+    config_get_bool(ctx->config, &(ctx->*port.enabled), format("wired.%s.enable", port.name));
   }
   ctx->passthrough_enabled = false;
   ctx->passthrough_auto = false;
@@ -84,7 +85,7 @@ int init_wifi_modes(NetworkContext* ctx) {
   ctx->wifi_configured = true;
   for (const Radio& radio : kRadios) {
     bool& is_access_point = ctx->*radio.is_access_point;
-    config_get_bool(ctx->config, &is_access_point, std::string("wireless.wifi.") + radio.name + ".ap.enable");
+    config_get_bool(ctx->config, &is_access_point, format("wireless.wifi.%s.ap.enable", radio.name));
     if (is_access_point) ctx->ap_enabled = true;
   }
   syslog(LOG_DEBUG, "AP enabled:%d, wlan0 AP enabled:%d, wlan1 AP enabled:%d", ctx->ap_enabled,

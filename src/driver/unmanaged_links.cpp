@@ -11,6 +11,7 @@
 
 #include "tunnels/wireguard.h"
 #include "util/child_process.h"
+#include "util/format.h"
 
 // Never deleted.
 constexpr std::array<const char*, 6> kProtectedLinks = {"lo",    "can0",   "can1",
@@ -55,12 +56,12 @@ static void delete_wireguard_rule(const NetworkContext* ctx, const char* ifname)
     std::printf("%s : interface %s (index: %d), delete wireguard route table %d", "delete_interface", ifname,
                 number, table);
   }
-  run_shell("/sbin/ip rule del table " + std::to_string(table));
+  run_shell(format("/sbin/ip rule del table %d", table));
 }
 
 void clear_unmanaged_interfaces(const NetworkContext* ctx) {
   print_trace(ctx, __func__);
-  run_shell(std::string("/bin/networkctl list > ") + kNetworkctlListFile);
+  run_shell(format("/bin/networkctl list > %s", kNetworkctlListFile));
   std::ifstream links(kNetworkctlListFile);
   for (std::string line; std::getline(links, line);) {
     if (line.find("unmanaged") == std::string::npos) continue;
@@ -73,7 +74,7 @@ void clear_unmanaged_interfaces(const NetworkContext* ctx) {
 
 void delete_routes(const NetworkContext* ctx, const std::string& ifname) {
   print_trace(ctx, __func__);
-  run_shell(std::string("/sbin/ip route > ") + kRouteListFile);
+  run_shell(format("/sbin/ip route > %s", kRouteListFile));
   std::ifstream routes(kRouteListFile);
   for (std::string line; std::getline(routes, line);) {
     if (line.find(ifname) == std::string::npos) continue;
@@ -85,8 +86,8 @@ void delete_routes(const NetworkContext* ctx, const std::string& ifname) {
 
 void delete_interface(const NetworkContext* ctx, const char* ifname, const char* kind) {
   print_trace(ctx, __func__);
-  std::string command = std::string("/sbin/ip link delete dev ") + ifname;
-  if (*kind != '\0') command += std::string(" type ") + kind;
+  std::string command = format("/sbin/ip link delete dev %s", ifname);
+  if (*kind != '\0') command += format(" type %s", kind);
   syslog(LOG_NOTICE, "delete interface: %s", command.c_str());
   if (ctx->trace) std::printf("%s : delete interface: %s\n", "delete_interface", command.c_str());
   run_shell(command);

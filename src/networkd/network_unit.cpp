@@ -10,6 +10,7 @@
 #include "networkd/unit_file.h"
 #include "platform/libvantor.h"
 #include "util/child_process.h"
+#include "util/format.h"
 #include "util/open_file.h"
 #include "util/subnet.h"
 
@@ -119,8 +120,8 @@ int set_packet_forwarding(const NetworkContext* ctx, std::FILE* file, const char
     std::fprintf(file, "IPForward = yes\n");
     return 0;
   }
-  run_shell(std::string("echo 0 > /proc/sys/net/ipv4/conf/") + ifname + "/forwarding");
-  run_shell(std::string("echo 0 > /proc/sys/net/ipv6/conf/") + ifname + "/forwarding");
+  run_shell(format("echo 0 > /proc/sys/net/ipv4/conf/%s/forwarding", ifname));
+  run_shell(format("echo 0 > /proc/sys/net/ipv6/conf/%s/forwarding", ifname));
   run_shell("echo 0 > /proc/sys/net/ipv4/ip_forward");
   // Linux has no such file; the command is harmless and stays.
   run_shell("echo 0 > /proc/sys/net/ipv6/ip_forward");

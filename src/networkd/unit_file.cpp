@@ -3,9 +3,10 @@
 #include <syslog.h>
 
 #include "config/lookup.h"
+#include "util/format.h"
 
 std::string unit_file_path(int number, const char* name, const char* kind) {
-  return kUnitDir + std::to_string(number) + "-" + name + "." + kind;
+  return format("%s%d-%s.%s", kUnitDir, number, name, kind);
 }
 
 OpenFile open_unit_file(const NetworkContext* ctx, int number, const char* name, const char* kind) {

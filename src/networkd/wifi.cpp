@@ -9,6 +9,7 @@
 #include "config/ports.h"
 #include "driver/undo.h"
 #include "networkd/network_unit.h"
+#include "util/format.h"
 
 AccessPoint read_access_point(const NetworkContext* ctx, const char* ifname) {
   if (is_bridge_member(ctx, ifname)) return {true, nullptr};
@@ -40,7 +41,7 @@ static int write_access_point(const NetworkContext* ctx, const char* ifname) {
 }
 
 static void write_client(const NetworkContext* ctx, const char* ifname) {
-  const Json::Value* client = object_at(ctx->config, std::string("wireless.wifi.") + ifname + ".client");
+  const Json::Value* client = object_at(ctx->config, format("wireless.wifi.%s.client", ifname));
   if (client == nullptr) return;
   if (write_wifi_client(ctx, *client, ifname) != 0) {
     syslog(LOG_NOTICE, "error writing wifi client %s network config", ifname);

@@ -17,6 +17,7 @@
 #include "networkd/wwan_static_routes.h"
 #include "platform/libvantor.h"
 #include "tunnels/gre.h"
+#include "util/format.h"
 #include "util/open_file.h"
 
 // Sorts before every other unit.
@@ -131,7 +132,7 @@ static void write_passthrough_sections(std::FILE* file) {
 static void schedule_route_deletion(const NetworkContext* ctx, const PassthroughPort& port) {
   char subnet[24] = "";
   if (get_cidr_subnet(port.address->c_str(), *port.prefix, subnet) != 0) return;
-  const std::string command = std::string("/sbin/ip route delete ") + subnet + " dev " + port.ifname;
+  const std::string command = format("/sbin/ip route delete %s dev %s", subnet, port.ifname);
   write_post_networkd_start_actions_script(ctx, command.c_str());
 }
 

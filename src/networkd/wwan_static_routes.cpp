@@ -7,11 +7,12 @@
 #include "config/lookup.h"
 #include "networkd/network_unit.h"
 #include "platform/libvantor.h"
+#include "util/format.h"
 #include "util/open_file.h"
 #include "util/subnet.h"
 
 std::string wwan_static_routes_path(const std::string& ifname) {
-  return "/var/run/" + ifname + "_static_routes";
+  return format("/var/run/%s_static_routes", ifname.c_str());
 }
 
 static void write_route(std::FILE* script, const RouteSettings& route, const char* ifname) {

@@ -9,10 +9,11 @@
 #include "driver/undo.h"
 #include "networkd/unit_file.h"
 #include "platform/libvantor.h"
+#include "util/format.h"
 #include "util/open_file.h"
 
 std::string gre_tunnel_name(int index) {
-  return "gre-tun" + std::to_string(index + 1);
+  return format("gre-tun%d", index + 1);
 }
 
 static int unit_order(int index) {

@@ -12,6 +12,7 @@
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
 #include "util/child_process.h"
+#include "util/format.h"
 #include "util/open_file.h"
 
 constexpr char kConfiguration[] = "network.tunnels.wireguard";
@@ -116,11 +117,11 @@ static int write_network_unit(const NetworkContext* ctx, unsigned index,
 }
 
 std::string wireguard_link_name(unsigned index) {
-  return "wg" + std::to_string(index);
+  return format("wg%u", index);
 }
 
 std::string wireguard_private_key_file(const std::string& name) {
-  return "/var/data/qel/.wg/" + name + "-private.key";
+  return format("/var/data/qel/.wg/%s-private.key", name.c_str());
 }
 
 void write_wireguard_private_key(std::FILE* file, char* key, std::size_t size) {
@@ -143,7 +144,7 @@ int wireguard_apply(const NetworkContext* ctx) {
       syslog(LOG_INFO, "lanfab failed creating wireguard interface wg%d", static_cast<int>(index));
       continue;
     }
-    run_shell("ip link add dev " + wireguard_link_name(index) + " type wireguard");
+    run_shell(format("ip link add dev %s type wireguard", wireguard_link_name(index).c_str()));
   }
   return 0;
 }
