@@ -36,11 +36,10 @@ int netmask_to_cidr(const char* netmask) {
 
 int get_cidr_subnet(const char* address, int prefix, char* buffer) {
   buffer[0] = '\0';
-  in_addr network{};
-  if (!is_prefix(prefix) || inet_pton(AF_INET, address, &network) != 1) return -1;
-  network.s_addr &= htonl(mask_bits(prefix));
-  char text[INET_ADDRSTRLEN];
-  inet_ntop(AF_INET, &network, text, sizeof text);
-  std::snprintf(buffer, kSubnetSize, "%s/%d", text, prefix);
+  in_addr host{};
+  if (!is_prefix(prefix) || inet_pton(AF_INET, address, &host) != 1) return -1;
+  const std::uint32_t network = ntohl(host.s_addr) & mask_bits(prefix);
+  std::snprintf(buffer, kSubnetSize, "%u.%u.%u.%u/%d", network >> 24, network >> 16 & 0xff,
+                network >> 8 & 0xff, network & 0xff, prefix);
   return 0;
 }
