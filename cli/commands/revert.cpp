@@ -75,13 +75,14 @@ static int roll_back(const std::string& installed) {
   return 0;
 }
 
-int end_trial() {
-  if (read_state()) {
+int end_trial(const std::string& installed) {
+  const auto is_under_way = [&installed] { return read_state() || is_trial_active(installed); };
+  if (is_under_way()) {
     std::printf("Taking the trial back ...\n");
     std::fflush(stdout);
     roll_back_now();
   }
-  if (read_state()) {
+  if (is_under_way()) {
     return fail("lanfab: the old configuration is not in force yet: journalctl --unit=" +
                 std::string(kRevertUnit));
   }
@@ -132,7 +133,7 @@ static int revert(const RevertOptions& options) {
   const auto installed = installed_path();
   if (!installed) return fail(with_errno(kInstalledConfiguration));
   if (options.by_timer) return roll_back(*installed);
-  if (read_state() || is_trial_active(*installed)) return end_trial();
+  if (read_state() || is_trial_active(*installed)) return end_trial(*installed);
   return restore_previous(*installed, options.yes);
 }
 

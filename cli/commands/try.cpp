@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <optional>
@@ -87,8 +86,8 @@ static std::optional<std::string> begin(const std::string& content, const std::s
   return trouble;
 }
 
-static int roll_back_trial() {
-  const int status = end_trial();
+static int roll_back_trial(const std::string& installed) {
+  const int status = end_trial(installed);
   return status == 0 ? 1 : status;
 }
 
@@ -106,8 +105,8 @@ static bool is_enter_pressed(bool& is_open) {
   if (poll(&input, 1, 1000) <= 0) return false;
   char line[256];
   const ssize_t size = read(STDIN_FILENO, line, sizeof line);
-  is_open = size > 0 || (size < 0 && errno == EINTR);
-  return size > 0;
+  is_open = size > 0;
+  return is_open;
 }
 
 static int count_down(const TrialState& state, const std::string& installed, const std::string& content) {
@@ -119,7 +118,7 @@ static int count_down(const TrialState& state, const std::string& installed, con
     const std::int64_t left = state.ends - monotonic_seconds();
     if (is_interrupted != 0 || left <= 0) {
       std::printf("\n");
-      return roll_back_trial();
+      return roll_back_trial(installed);
     }
     std::printf("\rEnter keeps it, Ctrl-C goes back at once; it ends in %lld s. ",
                 static_cast<long long>(left));
@@ -178,10 +177,10 @@ static int try_on_gateway(const TryOptions& options) {
               static_cast<long long>(options.seconds));
   std::fflush(stdout);
   const bool is_applied = is_interrupted == 0 && apply_in_service(*program, OnFailure::kRevert);
-  if (is_interrupted != 0) return roll_back_trial();
+  if (is_interrupted != 0) return roll_back_trial(*installed);
   if (!is_applied) {
     std::fprintf(stderr, "lanfab: its APPLY has failed: journalctl --unit=%s\n", kApplyUnit);
-    return roll_back_trial();
+    return roll_back_trial(*installed);
   }
   if (is_interactive()) return count_down(state, *installed, source.text);
   tell_what_to_type(state);

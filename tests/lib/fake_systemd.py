@@ -1,0 +1,82 @@
+"""A gateway for `lanfab try`, `confirm` and `revert`, in the sandbox: an empty /etc, and stubs that do as
+much of systemd's work as these commands need. A unit is active while there is a file of its name in UNITS,
+and an apply only writes down which configuration it finds.
+"""
+
+import os
+import pathlib
+import subprocess
+
+INSTALLED = pathlib.Path("/etc/lanfab/network.json")
+PREVIOUS = pathlib.Path("/etc/lanfab/network.json.previous")
+TRIAL = pathlib.Path("/run/lanfab/network.json")
+STATE = pathlib.Path("/run/lanfab/trial.json")
+# What there is where systemd has booted the machine.
+BOOTED = pathlib.Path("/run/systemd/system")
+UNITS = pathlib.Path("/run/units")
+TIMER = UNITS / "lanfab-revert.timer"
+# The configurations that were applied, one after the other.
+APPLIED = pathlib.Path("/run/applied")
+TOOLS = pathlib.Path("/run/tools")
+ENVIRONMENT = {**os.environ, "PATH": f"{TOOLS}:{os.environ['PATH']}"}
+
+SCRIPTS = {
+    # To start the service is to do what the timer would do.
+    "systemctl": f"""
+for unit; do :; done
+case $1 in
+  show) if [ -e {UNITS}/$unit ]; then echo active; else echo inactive; fi ;;
+  stop) rm {UNITS}/$unit ;;
+  start) sh {TIMER} ;;
+esac
+""",
+    # The file of a timer holds the command that it will run.
+    "systemd-run": f"""
+while [ "${{1#-}}" != "$1" ]; do
+  case $1 in
+    --unit=*) unit={UNITS}/${{1#--unit=}} ;;
+    --on-active=*) is_timer=yes ;;
+  esac
+  shift
+done
+if [ "${{is_timer-}}" ]; then echo "$*" >$unit.timer; exit; fi
+: >$unit.service
+"$@"
+status=$?
+rm -f $unit.service
+exit $status
+""",
+    "timeout": f"cat {INSTALLED} >>{APPLIED}\n",
+    "wall": "",
+}
+
+
+def lay_tools():
+    for name, script in SCRIPTS.items():
+        tool = TOOLS / name
+        tool.write_text(f"#!/bin/sh\n{script}", encoding="utf-8")
+        tool.chmod(0o755)
+
+
+def lay_out():
+    """Makes the directories and the tools, once."""
+    subprocess.run(["mount", "-t", "tmpfs", "tmpfs", "/etc"], check=True)
+    for directory in (INSTALLED.parent, TRIAL.parent, UNITS, BOOTED, TOOLS):
+        os.makedirs(directory, exist_ok=True)
+    lay_tools()
+
+
+def end_trial():
+    """Ends a trial as a loss of power would; returns whether one was active."""
+    return subprocess.run(["umount", INSTALLED], stderr=subprocess.DEVNULL, check=False).returncode == 0
+
+
+def is_trial_active():
+    return TRIAL.exists() and INSTALLED.samefile(TRIAL)
+
+
+def installed_on_disk():
+    """Returns the installed file as the next boot finds it."""
+    read = f"umount {INSTALLED} 2>/dev/null; cat {INSTALLED}"
+    command = ["unshare", "--mount", "sh", "-c", read]
+    return subprocess.run(command, capture_output=True, text=True, check=True).stdout

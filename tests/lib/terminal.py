@@ -1,0 +1,37 @@
+"""A program on a terminal of its own, on which a test types."""
+
+import os
+import select
+import subprocess
+import time
+
+from .limits import HANG_SECONDS
+
+
+class Terminal:
+    def __init__(self, *command, env):
+        self.text = ""
+        self.keyboard, terminal = os.openpty()
+        # Its Ctrl-C and its end reach the program.
+        self.process = subprocess.Popen(["setsid", "--ctty", *command], env=env, stdin=terminal,
+                                        stdout=terminal, stderr=terminal)
+        os.close(terminal)
+
+    def wait_for(self, words):
+        """Returns once the program has printed the words, after those of the last time."""
+        deadline = time.monotonic() + HANG_SECONDS
+        while words not in self.text:
+            if not select.select([self.keyboard], [], [], deadline - time.monotonic())[0]:
+                raise AssertionError(f"not {words!r} but {self.text!r}")
+            self.text += os.read(self.keyboard, 4096).decode()
+        self.text = self.text.partition(words)[2]
+
+    def type(self, text):
+        os.write(self.keyboard, text)
+
+    def hang_up(self):
+        os.close(self.keyboard)
+
+    def status(self):
+        """Waits for the end; returns the exit status, which is negative after a signal."""
+        return self.process.wait(HANG_SECONDS)
