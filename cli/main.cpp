@@ -21,7 +21,7 @@ static bool is_output_complete() {
 
 int main(int argc, char* argv[]) {
   // First, since a run may call many tools: this program under the name of one.
-  if (argc > 0 && is_stub(argv[0])) return record_call(argc, argv);
+  if (is_stub(argv[0])) return record_call(argc, argv);
   signal(SIGPIPE, SIG_IGN);
   // The program's own code, which the rules ask, has nothing to say to this machine's log.
   setlogmask(LOG_MASK(LOG_EMERG));

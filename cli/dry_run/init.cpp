@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <csignal>
 #include <initializer_list>
 #include <map>
@@ -98,7 +97,7 @@ static int wait_for(pid_t process, int syslog_socket, std::vector<Message>& mess
   pipe.require(ended >= 0, "pidfd_open");
   pollfd events[] = {{syslog_socket, POLLIN, 0}, {ended, POLLIN, 0}};
   while (events[1].revents == 0) {
-    pipe.require(poll(events, 2, -1) >= 0 || errno == EINTR, "poll");
+    pipe.require(poll(events, 2, -1) >= 0, "poll");
     receive_messages(syslog_socket, messages);
   }
   int status = 0;

@@ -4,7 +4,6 @@
 #include <sys/un.h>
 #include <syslog.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <string_view>
 
@@ -18,7 +17,7 @@ int open_syslog_socket() {
 static Message parse_message(std::string_view line) {
   constexpr std::size_t kTimeLength = 16;
   constexpr std::string_view kIdent = "network: ";
-  const auto priority = line.empty() ? 0 : static_cast<int>(std::strtol(line.data() + 1, nullptr, 10));
+  const auto priority = static_cast<int>(std::strtol(line.data() + 1, nullptr, 10));
   line.remove_prefix(std::min(line.find('>'), line.size() - 1) + 1);
   line.remove_prefix(std::min(kTimeLength, line.size()));
   if (line.substr(0, kIdent.size()) == kIdent) line.remove_prefix(kIdent.size());
@@ -29,7 +28,6 @@ void receive_messages(int socket, std::vector<Message>& messages) {
   static char line[65536];
   while (true) {
     const ssize_t size = recv(socket, line, sizeof line - 1, 0);
-    if (size < 0 && errno == EINTR) continue;
     if (size < 0) return;
     line[size] = '\0';
     if (size > 0) messages.push_back(parse_message({line, static_cast<std::size_t>(size)}));

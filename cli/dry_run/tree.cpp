@@ -12,7 +12,8 @@ static void add_entries(const std::string& directory, int depth, Tree& tree) {
 
 static void add_entry(const std::string& path, int depth, Tree& tree) {
   struct stat status {};
-  if (lstat(path.c_str(), &status) != 0) return;
+  // What has gone meanwhile is neither.
+  lstat(path.c_str(), &status);
   if (S_ISDIR(status.st_mode)) {
     tree.directories.push_back({path, status.st_mode & 07777});
     if (depth > 0) add_entries(path, depth - 1, tree);

@@ -15,21 +15,9 @@
 #include "util/json_path.h"
 
 static const char* word_for(Interface::Kind kind) {
-  switch (kind) {
-    case Interface::Kind::kPort:
-      return "port";
-    case Interface::Kind::kPassthroughPort:
-      return "port in pass-through";
-    case Interface::Kind::kVlan:
-      return "VLAN";
-    case Interface::Kind::kBridge:
-      return "bridge";
-    case Interface::Kind::kAccessPoint:
-      return "access point";
-    case Interface::Kind::kWifiClient:
-      return "Wi-Fi client";
-  }
-  return "";
+  constexpr const char* kWords[] = {"port",   "port in pass-through", "VLAN",
+                                    "bridge", "access point",         "Wi-Fi client"};
+  return kWords[static_cast<int>(kind)];
 }
 
 // ", metric 50", or empty for one that is not written.

@@ -76,18 +76,18 @@ static bool place(const std::string& content, const std::string& installed, std:
   File former;
   if (stat(installed.c_str(), &like) != 0 || !read_file(installed, former))
     return note_error(installed, trouble);
-  const bool success =
-      (write_durably({new_previous, former.mode, former.content}, like) ||
-       note_error(new_previous, trouble)) &&
-      (write_durably({new_installed, former.mode, content}, like) || note_error(new_installed, trouble)) &&
-      (sync_directory_of(installed) || note_error(installed, trouble)) &&
-      (rename(new_previous.c_str(), previous.c_str()) == 0 || note_error(previous, trouble)) &&
-      (rename(new_installed.c_str(), installed.c_str()) == 0 || note_error(installed, trouble));
-  if (!success) {
-    unlink(new_previous.c_str());
-    unlink(new_installed.c_str());
-  }
-  return success;
+  const auto failed = [&]() -> const std::string* {
+    if (!write_durably({new_previous, former.mode, former.content}, like)) return &new_previous;
+    if (!write_durably({new_installed, former.mode, content}, like)) return &new_installed;
+    if (!sync_directory_of(installed)) return &installed;
+    if (rename(new_previous.c_str(), previous.c_str()) != 0) return &previous;
+    return rename(new_installed.c_str(), installed.c_str()) != 0 ? &installed : nullptr;
+  }();
+  if (failed == nullptr) return true;
+  note_error(*failed, trouble);
+  unlink(new_previous.c_str());
+  unlink(new_installed.c_str());
+  return false;
 }
 
 Installation install(const std::string& content, const std::string& installed, std::string& trouble) {

@@ -14,15 +14,16 @@
 
 class FailingCall {
  public:
-  // The next `times` calls fail with this errno.
-  void fail(int times, int error) {
+  // After `first` successful calls, so many fail with this errno.
+  void fail(int times, int error, int first = 0) {
     times_ = times;
     error_ = error;
+    first_ = first;
   }
 
   // Whether this call is to fail; errno is set then.
   bool fails() {
-    if (times_ == 0) return false;
+    if (times_ == 0 || first_-- > 0) return false;
     --times_;
     errno = error_;
     return true;
@@ -31,6 +32,7 @@ class FailingCall {
  private:
   int times_ = 0;
   int error_ = 0;
+  int first_ = 0;
 };
 
 // The function of this name that the test program's own hides.

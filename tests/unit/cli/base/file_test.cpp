@@ -17,8 +17,16 @@ using ::testing::ElementsAre;
 constexpr char kDirectory[] = "/run/files";
 constexpr char kFile[] = "/run/files/file";
 
-static FailingCall failing_flock;
+// These two are for other files, too.
+FailingCall failing_fchmod;
+FailingCall failing_flock;
+static FailingCall failing_read;
 static FailingCall failing_rename;
+static FailingCall failing_write;
+
+extern "C" int fchmod(int file, mode_t mode) noexcept {
+  return failing_fchmod.fails() ? -1 : next<int (*)(int, mode_t)>("fchmod")(file, mode);
+}
 
 extern "C" int flock(int file, int operation) noexcept {
   return failing_flock.fails() ? -1 : next<int (*)(int, int)>("flock")(file, operation);
@@ -26,6 +34,15 @@ extern "C" int flock(int file, int operation) noexcept {
 
 extern "C" int rename(const char* from, const char* to) noexcept {
   return failing_rename.fails() ? -1 : next<int (*)(const char*, const char*)>("rename")(from, to);
+}
+
+extern "C" ssize_t read(int file, void* bytes, std::size_t size) {
+  return failing_read.fails() ? -1 : next<ssize_t (*)(int, void*, std::size_t)>("read")(file, bytes, size);
+}
+
+extern "C" ssize_t write(int file, const void* bytes, std::size_t size) {
+  return failing_write.fails() ? -1
+                               : next<ssize_t (*)(int, const void*, std::size_t)>("write")(file, bytes, size);
 }
 
 class FileTest : public ::testing::Test {
@@ -74,6 +91,29 @@ TEST_F(FileTest, AFullDiskIsReported) {
   EXPECT_EQ(errno, ENOENT);
 }
 
+TEST_F(FileTest, AnInterruptedCallIsRepeated) {
+  failing_write.fail(2, EINTR);
+  ASSERT_TRUE(write_file({kFile, 0644, "text"}));
+  failing_read.fail(2, EINTR);
+  File file;
+  ASSERT_TRUE(read_file(kFile, file));
+  EXPECT_EQ(file.content, "text");
+}
+
+TEST_F(FileTest, AFailedCallIsReported) {
+  put_file(kFile, "old");
+  File file;
+  failing_read.fail(1, EIO);
+  EXPECT_FALSE(read_file(kFile, file));
+  EXPECT_EQ(errno, EIO);
+  failing_fchmod.fail(1, EPERM);
+  EXPECT_FALSE(write_file({kFile, 0640, "new"}));
+  EXPECT_EQ(errno, EPERM);
+  failing_write.fail(1, ENOMEM);
+  EXPECT_FALSE(MemoryFile().fill("text"));
+  EXPECT_EQ(errno, ENOMEM);
+}
+
 TEST_F(FileTest, AReplacedFileKeepsItsMode) {
   ASSERT_TRUE(write_file({kFile, 0640, "old"}));
   EXPECT_TRUE(replace_file(kFile, "new"));
@@ -112,8 +152,28 @@ TEST_F(FileTest, AFileThatCannotBeReplacedStaysAsItWas) {
   EXPECT_EQ(errno, EXDEV);
   EXPECT_EQ(text_of_file(kFile), "old");
   EXPECT_THAT(list_directory(kDirectory).value(), ElementsAre("file"));
-  EXPECT_FALSE(replace_file("/run/files/missing/file", "new"));
-  EXPECT_EQ(errno, ENOENT);
+  failing_write.fail(1, EIO);
+  EXPECT_FALSE(replace_file(kFile, "new"));
+  EXPECT_EQ(errno, EIO);
+  EXPECT_EQ(text_of_file(kFile), "old");
+  EXPECT_THAT(list_directory(kDirectory).value(), ElementsAre("file"));
+  struct {
+    std::string path;
+    int error;
+  } const cases[] = {
+      {"/run/files/missing/file", ENOENT}, {"/run/files/file/file", ENOTDIR}, {kDirectory, EISDIR}};
+  for (const auto& [path, error] : cases) {
+    EXPECT_FALSE(replace_file(path, "new")) << path;
+    EXPECT_EQ(errno, error) << path;
+  }
+}
+
+// FAT has no modes.
+TEST_F(FileTest, AFileSystemWithoutModesTakesTheContent) {
+  put_file(kFile, "old");
+  failing_fchmod.fail(1, EPERM);
+  EXPECT_TRUE(replace_file(kFile, "new"));
+  EXPECT_EQ(text_of_file(kFile), "new");
 }
 
 TEST_F(FileTest, ALockIsHeldUntilItsEnd) {
@@ -155,8 +215,10 @@ TEST_F(FileTest, DirectoriesAreMadeWithThoseAboveThem) {
   EXPECT_TRUE(make_directories("/run/files/a/b/c", 0700)) << "it is there already";
   EXPECT_EQ(mode_of("/run/files/a/b/c"), 0700U);
   put_file(kFile, "");
-  EXPECT_FALSE(make_directories("/run/files/file/d", 0700));
-  EXPECT_EQ(errno, ENOTDIR);
+  for (const char* below : {"/run/files/file/d", "/run/files/file/d/e"}) {
+    EXPECT_FALSE(make_directories(below, 0700));
+    EXPECT_EQ(errno, ENOTDIR);
+  }
 }
 
 TEST_F(FileTest, TheNamesOfADirectoryAreSorted) {

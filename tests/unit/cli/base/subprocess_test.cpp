@@ -6,9 +6,19 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 
 #include "cli/base/file.h"
 #include "cli/base/signals.h"
+#include "failing_call.h"
+#include "test_files.h"
+
+static FailingCall failing_waitpid;
+
+extern "C" pid_t waitpid(pid_t process, int* status, int options) {
+  return failing_waitpid.fails() ? -1
+                                 : next<pid_t (*)(pid_t, int*, int)>("waitpid")(process, status, options);
+}
 
 // Runs a line in a shell with its output in a file, and returns that.
 static std::string output_of(Subprocess shell, const std::string& line) {
@@ -27,6 +37,33 @@ TEST(SubprocessTest, FindsProgramsWithoutThePath) {
   setenv("PATH", path.c_str(), 1);
   EXPECT_TRUE(absolute_program("/usr/sbin/ldconfig"));
   EXPECT_FALSE(absolute_program("/proc/version"));
+}
+
+// What PATH names may be another program than the one behind it.
+TEST(SubprocessTest, StopsSearchingWhereItCannotSee) {
+  const std::string path = std::getenv("PATH");
+  unsetenv("PATH");
+  EXPECT_TRUE(find_in_path("ldconfig"));
+  std::filesystem::create_symlink("loop", "/run/loop");
+  std::filesystem::create_directory("/run/dir");
+  put_file("/run/dir/ldconfig", "not to be executed");
+  for (const auto& [directory, is_found] :
+       {std::pair("/nowhere", true), {"/proc/version", true}, {"/run/dir", true}, {"/run/loop", false}}) {
+    setenv("PATH", directory, 1);
+    EXPECT_EQ(find_in_path("ldconfig").has_value(), is_found) << directory;
+  }
+  EXPECT_EQ(errno, ELOOP);
+  setenv("PATH", path.c_str(), 1);
+  std::filesystem::remove("/run/loop");
+  std::filesystem::remove_all("/run/dir");
+}
+
+TEST(SubprocessTest, WaitsForItsOwnChildrenOnly) {
+  const pid_t process = start({{"sh", "-c", "exit 7"}});
+  failing_waitpid.fail(2, EINTR);
+  EXPECT_EQ(wait_for_child(process), 7 << 8);
+  EXPECT_EQ(wait_for_child(process), -1);
+  EXPECT_EQ(errno, ECHILD);
 }
 
 TEST(SubprocessTest, TakesItsStreamsAndEnvironment) {
@@ -84,4 +121,5 @@ TEST(SubprocessTest, SucceedsWithStatusZeroOnly) {
 
 TEST(SubprocessDeathTest, EndsWithTheInterruptedCommand) {
   EXPECT_EXIT(succeeds({"sh", "-c", "kill -INT $$"}), testing::KilledBySignal(SIGINT), "");
+  EXPECT_EXIT(succeeds({"sh", "-c", "kill -QUIT $$"}), testing::KilledBySignal(SIGQUIT), "");
 }

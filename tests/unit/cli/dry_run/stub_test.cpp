@@ -2,9 +2,11 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 #include <functional>
 
@@ -66,10 +68,25 @@ TEST(Stub, SystemctlAnswersForTheServicesThatAreActive) {
   in_sandbox([] {
     ASSERT_TRUE(prepare_stubs({"dnsmasq", "systemd-networkd.service"}));
     EXPECT_EQ(call({"systemctl", "is-active", "dnsmasq"}), 0);
+    EXPECT_EQ(call({"systemctl", "is-active", "dnsmasq.service"}), 0);
     EXPECT_EQ(call({"systemctl", "is-active", "--quiet", "systemd-networkd.service"}), 0);
     EXPECT_EQ(call({"/bin/systemctl", "is-active", "sshd"}), 3);
     EXPECT_EQ(call({"systemctl", "restart", "sshd"}), 0);
     EXPECT_EQ(call({"ip", "is-active", "sshd"}), 0);
+  });
+}
+
+TEST(Stub, WhatCannotBeReadOrWrittenIsNotActiveAndNotRecorded) {
+  in_sandbox([] {
+    ASSERT_TRUE(prepare_stubs({"dnsmasq"}));
+    std::filesystem::remove("/.sandbox/services");
+    EXPECT_EQ(call({"systemctl", "is-active", "dnsmasq"}), 3);
+    std::filesystem::create_directory("/.sandbox/services");
+    EXPECT_FALSE(prepare_stubs({"dnsmasq"}));
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit none{};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &none), 0);
+    EXPECT_EQ(call({"ip", "link"}), 127);
   });
 }
 

@@ -1,0 +1,102 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+
+#include "cli/commands/commands.h"
+#include "cli/live/trial_state.h"
+#include "failing_call.h"
+#include "test_files.h"
+
+using ::testing::HasSubstr;
+
+constexpr char kAlert[] = "the APPLY of the old configuration has failed";
+
+// A pause takes no time, but lets so many seconds of the clock pass.
+static time_t pause_seconds = 0;
+static time_t passed = 0;
+
+extern "C" unsigned sleep(unsigned /*seconds*/) {
+  passed += pause_seconds;
+  return 0;
+}
+
+extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept {
+  const int result = next<int (*)(clockid_t, timespec*)>("clock_gettime")(clock, time);
+  time->tv_sec += passed;
+  return result;
+}
+
+// The service that ends a trial, on a gateway whose apply fails as often as /run/failures has lines.
+class RevertTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(mount("etc", "/etc", "tmpfs", 0, nullptr), 0);
+    for (const char* directory : {"/etc/lanfab", "/run/lanfab", "/run/tools", "/run/systemd/system"})
+      std::filesystem::create_directories(directory);
+    put_file("/etc/lanfab/network.json", "old\n");
+    put_tool("cmd_lanfab", "");
+    put_tool("systemctl", "echo inactive");
+    put_tool("timeout",
+             "if [ -s /run/failures ]; then sed -i 1d /run/failures; exit 1; fi\n"
+             "cat /etc/lanfab/network.json >>/run/applied");
+    put_tool("wall", "echo \"$*\" >>/run/told");
+    for (const char* file : {"/run/applied", "/run/told"})
+      put_file(file, "");
+    ASSERT_TRUE(write_state({"anna", "new.json", 0, 0}));
+    setenv("PATH", ("/run/tools:" + path_).c_str(), 1);
+  }
+
+  void TearDown() override {
+    setenv("PATH", path_.c_str(), 1);
+    EXPECT_EQ(umount2("/etc", MNT_DETACH), 0);
+    passed = 0;
+  }
+
+  static void put_tool(const std::string& name, const std::string& script) {
+    put_file("/run/tools/" + name, "#!/bin/sh\n" + script + "\n");
+    std::filesystem::permissions("/run/tools/" + name, std::filesystem::perms::owner_all);
+  }
+
+  // Runs the service; returns its exit status. What it prints is in `errors_`.
+  int revert() {
+    std::string words[] = {"lanfab", "revert", "--timer"};
+    char* argv[] = {words[0].data(), words[1].data(), words[2].data(), nullptr};
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    const int status = run_command_line(3, argv);
+    testing::internal::GetCapturedStdout();
+    errors_ = testing::internal::GetCapturedStderr();
+    return status;
+  }
+
+  const std::string path_ = std::getenv("PATH");
+  std::string errors_;
+};
+
+TEST_F(RevertTest, AnApplyThatFailsIsRepeatedAndEverybodyIsTold) {
+  put_file("/run/failures", "1\n2\n3\n");
+  pause_seconds = 5;
+  EXPECT_EQ(revert(), 0);
+  EXPECT_EQ(passed, 15);
+  EXPECT_EQ(text_of_file("/run/applied"), "old\n");
+  EXPECT_THAT(errors_, testing::StartsWith("<1>"));
+  EXPECT_THAT(errors_, HasSubstr(kAlert));
+  EXPECT_EQ("<1>" + text_of_file("/run/told").substr(std::strlen("lanfab: ")), errors_) << "it is said once";
+  EXPECT_TRUE(std::filesystem::is_empty("/run/lanfab"));
+}
+
+TEST_F(RevertTest, AfterTenMinutesItGivesUpAndLeavesTheRestToAnotherOne) {
+  put_file("/run/failures", "1\n2\n3\n4\n");
+  pause_seconds = 200;
+  EXPECT_EQ(revert(), 1);
+  EXPECT_EQ(passed, 600);
+  EXPECT_THAT(text_of_file("/run/told"), HasSubstr("lanfab revert tries it anew"));
+  EXPECT_TRUE(read_state()) << "the trial has not ended";
+  EXPECT_EQ(revert(), 0);
+  EXPECT_EQ(text_of_file("/run/applied"), "old\n");
+}

@@ -1,0 +1,74 @@
+#include "cli/status/text_report.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+
+class TextReportTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    setenv("TZ", "UTC", 1);
+  }
+
+  std::string text(const std::vector<Drift>& drift = {}, bool messages = false) const {
+    return text_of(snapshot_, drift, messages, false);
+  }
+
+  Snapshot snapshot_;
+};
+
+TEST_F(TextReportTest, TheCellularLinkIsShownAsFarAsItIsKnown) {
+  EXPECT_THAT(text(), HasSubstr("Cellular link\n  not connected\n"));
+  snapshot_.cellular = {
+      true, "wwan0", "10.64.1.2", "30", "10.64.1.1", "1430", {"198.51.100.53", "203.0.113.53"}};
+  EXPECT_THAT(text(),
+              HasSubstr("Cellular link\n  connected: wwan0 10.64.1.2/30, gateway 10.64.1.1, MTU 1430\n"
+                        "  name servers 198.51.100.53, 203.0.113.53\n"));
+  snapshot_.cellular.prefix.clear();
+  EXPECT_THAT(text(), HasSubstr("connected: wwan0 10.64.1.2, gateway"));
+}
+
+TEST_F(TextReportTest, AServiceIsShownWithItsFailure) {
+  snapshot_.services["dnsmasq"] = {"failed", "dead", "exit-code", 1795291200};
+  EXPECT_THAT(text(), HasSubstr("  dnsmasq           failed (dead, exit-code) since 2026-11-21 20:00:00\n"));
+  snapshot_.services["dnsmasq"] = {"inactive", "dead", "success", 0};
+  EXPECT_THAT(text(), HasSubstr("  dnsmasq           inactive (dead)\n"));
+  snapshot_.services["dnsmasq"] = {"inactive", "dead", "", 0};
+  EXPECT_THAT(text(), HasSubstr("  dnsmasq           inactive (dead)\n"));
+}
+
+TEST_F(TextReportTest, ATrialIsShownWithoutWhatATerminalWouldExecute) {
+  EXPECT_THAT(text(), testing::Not(HasSubstr("Trial")));
+  snapshot_.trial = "anna tries \033[2J.json";
+  EXPECT_THAT(text(), HasSubstr("Trial\n      anna tries ?[2J.json\n"));
+}
+
+TEST_F(TextReportTest, TheRunsAtTheLockAreCounted) {
+  snapshot_.lock = RunLockState{1795291200, true, 1};
+  EXPECT_THAT(text(), HasSubstr("Lock\n  since 2026-11-21 20:00:00, 1 run of cmd_lanfab"));
+  snapshot_.lock->runs = 2;
+  EXPECT_THAT(text(), HasSubstr("2 runs of cmd_lanfab"));
+}
+
+TEST_F(TextReportTest, ALongMessageIsBrokenAtItsBlanks) {
+  const std::string half(40, 'x');
+  const std::string whole(80, 'y');
+  snapshot_.runs.push_back(
+      {"APPLY", 0, 0, LastRun::End::kRunning, {{5, half + " " + half}, {5, whole + "\n"}}});
+  EXPECT_THAT(text({}, true), HasSubstr("\n      " + half + "\n      " + half + "\n      " + whole + "\n"));
+  EXPECT_THAT(text({}, false), testing::Not(HasSubstr(half)));
+}
+
+TEST_F(TextReportTest, TheLastLineCountsTheDifferences) {
+  const Drift drift{"eth0", "there is no carrier", false};
+  const Drift pending{"eth0", "it is coming up", true};
+  EXPECT_THAT(text({drift}), EndsWith("\n1 thing differs.\n"));
+  EXPECT_THAT(text({drift, drift}), EndsWith("\n2 things differ.\n"));
+  EXPECT_THAT(text({pending}), EndsWith("\n1 thing is still coming.\n"));
+  EXPECT_THAT(text({pending, pending}), EndsWith("\n2 things are still coming.\n"));
+  EXPECT_THAT(text({drift, pending}), EndsWith("\n1 thing differs, 1 is still coming.\n"));
+}
