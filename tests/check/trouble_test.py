@@ -115,6 +115,8 @@ class Trouble(unittest.TestCase):
         self.lay('{"dns": {"source": "ISP"}}')
         self.assertEqual(self.run_lanfab("check", "--offline", "network.json").returncode, 0)
         self.assertEqual(self.run_lanfab("check", "--offline", "--strict", "network.json").returncode, 1)
+        self.lay("{}")
+        self.assertEqual(self.run_lanfab("check", "--offline", "--strict", "network.json").returncode, 0)
 
     def test_json_for_machines(self):
         self.lay('{"dns": {"source": "ISP"}}')
