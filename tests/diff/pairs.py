@@ -9,7 +9,6 @@ of a line mentions the line. So the count of the lines without such a sentence i
 """
 
 import argparse
-import concurrent.futures
 import copy
 import ipaddress
 import json
@@ -22,7 +21,7 @@ import sys
 import tempfile
 
 from lib import patched
-from lib.checkout import BUILD, in_sandbox
+from lib.checkout import BUILD, answer, in_sandboxes
 from lib.runner import programs_of
 from soundness import generator
 
@@ -190,18 +189,6 @@ def compare(old, new, options, programs):
         return done.returncode, problem and f"{problem}\n{done.stdout}"
 
 
-def inside(arguments):
-    """Compares the pairs that the standard input has; in the sandbox."""
-    for line in sys.stdin:
-        print(json.dumps(compare(*json.loads(line), programs_of(arguments.build))))
-
-
-def compare_all(share, arguments):
-    text = "".join(json.dumps(pair) + "\n" for pair in share)
-    printed = in_sandbox("diff.pairs", "--inside", f"--build={arguments.build}", text=text)
-    return [json.loads(line) for line in printed.splitlines()]
-
-
 def main():
     parser = argparse.ArgumentParser(
         description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter
@@ -214,16 +201,11 @@ def main():
     parser.add_argument("--inside", action="store_true", help=argparse.SUPPRESS)
     arguments = parser.parse_args()
     if arguments.inside:
-        inside(arguments)
+        answer(lambda pair: compare(*pair, programs_of(arguments.build)))
         return 0
     cases = list(pairs(arguments.count, arguments.seed))
-    shares = [cases[number :: os.cpu_count()] for number in range(os.cpu_count())]
-    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        results = [
-            (*pair, *result)
-            for share, found in zip(shares, pool.map(lambda share: compare_all(share, arguments), shares))
-            for pair, result in zip(share, found, strict=True)
-        ]
+    found = in_sandboxes("diff.pairs", cases, "--inside", f"--build={arguments.build}")
+    results = [(*pair, *result) for pair, result in zip(cases, found)]
     wrong = [result for result in results if result[-1]]
     for old, new, options, _, problem in wrong:
         print(f"{problem}\n{' '.join(options)}\n{json.dumps(old)}\n{json.dumps(new)}\n")

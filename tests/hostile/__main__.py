@@ -9,13 +9,13 @@ Whatever is put there, no command runs, no directive appears, and no file is wri
 """
 
 import argparse
-import concurrent.futures
 import json
 import os
 import sys
 
 from hostile import cases, judge
-from lib.checkout import BUILD, in_sandbox
+from lib import daemons
+from lib.checkout import BUILD, in_sandboxes
 
 # What the daemons must notice, put among what they are shown.
 SCRIPT_CONF = """user=admin
@@ -27,16 +27,7 @@ SMUGGLED_KEY = ("network", "[Match]\nName = eth0\n[Network]\nAddress = 1.1.1.1/2
 
 
 def play(some, program):
-    lines = "".join(json.dumps(case.as_json()) + "\n" for case in some)
-    return [json.loads(line) for line in in_sandbox("hostile.play", program, text=lines).splitlines()]
-
-
-def play_all(some, program):
-    """Plays the cases in as many sandboxes as there are processors."""
-    count = os.cpu_count()
-    with concurrent.futures.ThreadPoolExecutor(count) as pool:
-        shares = [some[number::count] for number in range(count)]
-        return [result for share in pool.map(lambda share: play(share, program), shares) for result in share]
+    return in_sandboxes("hostile.play", [case.as_json() for case in some], program)
 
 
 def files_of(results):
@@ -52,19 +43,20 @@ def daemon_complaints(results):
     shown = [SMUGGLED_KEY, *sorted(units)]
     configurations = [SCRIPT_CONF, *sorted({text for path, text in files_of(results)
                                             if path in judge.CONFIGURATIONS})]
-    files = json.dumps({"units": shown, "configurations": configurations})
-    said = json.loads(in_sandbox("hostile.daemons", text=files))
-    if SCRIPT_CONF not in said["ran"]:
+    networkd, dnsmasq = daemons.show(shown, configurations, starts_dnsmasq=True)
+    ran = [text for text, said in zip(configurations, dnsmasq) if said == daemons.RAN_SCRIPT]
+    if SCRIPT_CONF not in ran:
         yield "dnsmasq did not run the script that it was to run"
-    if not any(number == 0 and "NoSuchKey" in complaint for number, _, complaint in said["networkd"]):
+    if not any(number == 0 and "NoSuchKey" in complaint for number, _, complaint in networkd):
         yield "networkd did not see the key that it was to see"
-    for text in said["ran"]:
+    for text in ran:
         if text != SCRIPT_CONF:
             yield f"dnsmasq ran a script:\n{text}"
-    for number, line, complaint in said["networkd"]:
+    for number, line, complaint in networkd:
         if number and ("Unknown" in complaint or "Missing '='" in complaint or "outside" in complaint):
             yield f"networkd, line {line}: {complaint}\n{shown[number][1]!r}"
-    print(f"networkd read {len(shown)} units, dnsmasq started with {said['started']} of "
+    started = sum(said in ("", daemons.RAN_SCRIPT) for said in dnsmasq)
+    print(f"networkd read {len(shown)} units, dnsmasq started with {started} of "
           f"{len(configurations)} configurations")
 
 
@@ -78,7 +70,7 @@ def main():
     sound = play([*cases.benign()], arguments.program)
     known = set().union(*(judge.vocabulary(run) for result in sound for run in result["runs"]))
     choose = cases.few if arguments.some else cases.hostile if arguments.exhaustive else cases.sampled
-    results = play_all(choose(), arguments.program)
+    results = play(choose(), arguments.program)
     wrong = [complaint for result in sound + results for complaint in judge.complaints(result, known)]
     if not arguments.some:
         wrong += daemon_complaints(sound + results)

@@ -31,10 +31,9 @@ def encode(configuration):
     return json.dumps(configuration, ensure_ascii=False).encode("utf-8", "surrogateescape")
 
 
-def runtime(**hostile):
+def runtime(**others):
     """The runtime files, as the link manager writes them, but for these."""
-    values = {name: f"{value}\n".encode() for name, value in texts.RUNTIME_FILES.items()}
-    return {**values, **{name: f"{value}\n".encode("latin-1") for name, value in hostile.items()}}
+    return {name: f"{value}\n".encode("latin-1") for name, value in {**texts.RUNTIME_FILES, **others}.items()}
 
 
 def benign():

@@ -3,21 +3,16 @@
 Nothing here judges; `run` does.
 """
 
-import contextlib
-import json
 import os
 import pathlib
-import shutil
 import subprocess
 import sys
 
+from lib.checkout import answer
 from lib.limits import HANG_SECONDS
-from lib.sandbox import write_system_database
+from lib.sandbox import RECORDED_COMMANDS, SANITIZER_OPTIONS, File, lay, snapshot, write_system_database
 
-SANDBOX = pathlib.Path("/dev/sandbox")
-GROUND = SANDBOX / "hostile"
-# Directories of the sandbox that the program writes, and what is in them before a run.
-WRITABLE = {"/run": ["systemd/network"], "/var/volatile": ["qel/.wwan_unit_backup"], "/var/data": ["qel/.wg"]}
+GROUND = pathlib.Path("/dev/sandbox/hostile")
 # The kernel's own file systems, where nobody makes a file and no overlay can be put.
 WITHOUT_FILES = ("proc", "sysfs", "devpts", "cgroup", "cgroup2", "mqueue")
 # The rest of the machine, which it must not: whatever is written there goes to GROUND instead.
@@ -52,25 +47,6 @@ def cover(directory, mount_points):
                     f"lowerdir={directory},upperdir={written},workdir={work}"], check=True)
 
 
-def clean():
-    for directory, kept in WRITABLE.items():
-        for entry in os.scandir(directory):
-            with contextlib.suppress(NotADirectoryError):
-                shutil.rmtree(entry.path)
-                continue
-            os.unlink(entry.path)
-        for name in kept:
-            os.makedirs(f"{directory}/{name}")
-
-
-def lay(case):
-    clean()
-    (GROUND / "config/network.json").write_bytes(bytes.fromhex(case["configuration"]))
-    for name, value in case["runtime"].items():
-        pathlib.Path("/run", name).write_bytes(bytes.fromhex(value))
-    write_system_database(["CELL_CONNECTED = 1"])
-
-
 def files_below(directory):
     for parent, _, names in os.walk(directory):
         for name in names:
@@ -79,12 +55,7 @@ def files_below(directory):
 
 def written_files(laid):
     """What the program wrote, by path, as Latin-1: a byte is a character."""
-    written = {}
-    for directory in WRITABLE:
-        for path in files_below(directory):
-            if path not in laid:
-                written[path] = pathlib.Path(path).read_bytes().decode("latin-1")
-    return written
+    return {path: file.content.decode("latin-1") for path, file in snapshot().items() if path not in laid}
 
 
 def processes():
@@ -93,23 +64,28 @@ def processes():
 
 def run(program, action):
     """Runs an action; returns what came of it."""
-    (SANDBOX / "commands").write_text("")
+    RECORDED_COMMANDS.write_text("")
     before = processes()
-    environment = {**os.environ, "LANFAB_CONFIG_DIR": str(GROUND / "config"),
-                   "ASAN_OPTIONS": "exitcode=99:detect_leaks=0", "UBSAN_OPTIONS": "exitcode=99"}
+    # To look for leaks would take longer than the run.
+    environment = {**os.environ, **SANITIZER_OPTIONS, "ASAN_OPTIONS": "exitcode=99:detect_leaks=0",
+                   "LANFAB_CONFIG_DIR": str(GROUND / "config")}
     done = subprocess.run([program, action], cwd=GROUND / "cwd", env=environment, stdin=subprocess.DEVNULL,
                           capture_output=True, timeout=HANG_SECONDS, check=False)
     return {"action": action, "status": done.returncode, "stderr": done.stderr.decode("latin-1"),
-            "commands": (SANDBOX / "commands").read_bytes().decode("latin-1").splitlines(),
+            "commands": RECORDED_COMMANDS.read_bytes().decode("latin-1").splitlines(),
             "processes": len(set(processes()) - set(before)),
             "elsewhere": [*files_below(GROUND / "written"), *files_below(GROUND / "cwd")]}
 
 
-def play(case, program):
-    lay(case)
-    laid = {path for directory in WRITABLE for path in files_below(directory)}
+def play(case, program, ground):
+    """Plays a case on `ground`, the files that are there before every run."""
+    (GROUND / "config/network.json").write_bytes(bytes.fromhex(case["configuration"]))
+    runtime = {f"/run/{name}": File(0o644, bytes.fromhex(value)) for name, value in case["runtime"].items()}
+    laid = {**ground, **runtime}
+    lay(laid)
     actions = case["actions"][:1] if case["is_refused"] else case["actions"]
-    return [{**run(program, action), "files": written_files(laid)} for action in actions]
+    runs = [{**run(program, action), "files": written_files(laid)} for action in actions]
+    return {"name": case["name"], "is_refused": case["is_refused"], "runs": runs}
 
 
 def main():
@@ -117,10 +93,9 @@ def main():
     for name in ("config", "cwd"):
         (GROUND / name).mkdir(parents=True)
     protect()
-    for line in sys.stdin:
-        case = json.loads(line)
-        result = {"name": case["name"], "is_refused": case["is_refused"], "runs": play(case, program)}
-        print(json.dumps(result))
+    write_system_database(["CELL_CONNECTED = 1"])
+    ground = snapshot()
+    answer(lambda case: play(case, program, ground))
 
 
 if __name__ == "__main__":

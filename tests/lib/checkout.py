@@ -1,5 +1,8 @@
 """Where things are, and how a test gets into the sandbox."""
 
+import concurrent.futures
+import json
+import os
 import pathlib
 import subprocess
 import sys
@@ -28,3 +31,26 @@ def in_sandbox(module, *words, ports=True, text=""):
     if done.returncode != 0:
         raise SandboxFailure(done.stderr.decode(errors="backslashreplace"))
     return done.stdout.decode()
+
+
+def in_sandboxes(module, cases, *words, ports=True):
+    """Has a module turn each case into a result, in as many sandboxes as there are processors.
+
+    The module passes the function that does so to `answer`. The results are in the order of the cases.
+    """
+    results, count = list(cases), os.cpu_count()
+
+    def play(number):
+        text = "".join(json.dumps(case) + "\n" for case in results[number::count])
+        printed = in_sandbox(module, *words, ports=ports, text=text)
+        results[number::count] = map(json.loads, printed.splitlines())
+
+    with concurrent.futures.ThreadPoolExecutor(count) as pool:
+        list(pool.map(play, range(count)))
+    return results
+
+
+def answer(function):
+    """Prints what the function returns for each case that `in_sandboxes` sends."""
+    for line in sys.stdin:
+        print(json.dumps(function(json.loads(line))))

@@ -10,39 +10,28 @@ import os
 import pathlib
 import re
 import resource
-import select
 import shutil
-import stat
 import subprocess
 import sys
 import tempfile
-import time
 
 from . import case, patched, txtar
 from .checkout import EXAMPLES
 from .expected import USUAL_MODE
-from .limits import HANG_SECONDS
-from .sandbox import (ACTIVE_SERVICES, RECORDED_COMMANDS, SYSTEM_DATABASE, Syslog, read_system_database,
-                      write_system_database)
+from .sandbox import (ACTIVE_SERVICES, RECORDED_COMMANDS, SANITIZER_OPTIONS, SYSTEM_DATABASE, Syslog,
+                      read_system_database, snapshot, write_system_database)
 
 CONFIGURATION = pathlib.Path("/dev/sandbox/config/network.json")
 # The files of a case in /etc.
 ETC_LAYER = pathlib.Path("/dev/sandbox/etc")
 TOOLS = pathlib.Path("/dev/sandbox/tools")
 ANSWERS = pathlib.Path("/dev/sandbox/answers")
-WATCHED_DIRECTORIES = ("/var/run", "/var/volatile", "/var/data")
 
 # What an emulator of the processor adds to the words of a program that is ended by a signal.
 EMULATOR_NOTE = re.compile(r"^qemu: uncaught target signal .*\n", re.MULTILINE)
 
 # Some versions of coreutils name themselves as they were called, others without the directory.
 TOOL_DIRECTORY = re.compile(r"^/bin/(?=(cp|rm|touch|chmod): )", re.MULTILINE)
-
-# A report of a sanitizer must not pass as one of the program's own failures.
-SANITIZER_OPTIONS = {
-    "ASAN_OPTIONS": "exitcode=99:detect_leaks=1",
-    "UBSAN_OPTIONS": "exitcode=99:halt_on_error=1:print_stacktrace=1",
-}
 
 # When every file was written that lies there before a run: 2026-11-21 20:00:00.
 THEN = 1795291200
@@ -111,14 +100,9 @@ class Process:
         return text.replace(str(CONFIGURATION.parent), "$CONFIG")
 
     def _watch(self, done, complaint):
-        deadline = time.monotonic() + HANG_SECONDS
-        while not done():
-            remaining = max(0, deadline - time.monotonic())
-            ready, _, _ = select.select([self.syslog.socket, self.ended], [], [], remaining)
-            self.log += self.syslog.receive()
-            if not done() and (not ready or self.ended in ready):
-                self.process.kill()
-                raise Failure(f"the program {complaint}\nits log so far:\n{as_lines(self.log)}")
+        if not self.syslog.follow(self.log, self.ended, done):
+            self.process.kill()
+            raise Failure(f"the program {complaint}\nits log so far:\n{as_lines(self.log)}")
 
 
 class Player:
@@ -174,9 +158,9 @@ class Player:
             commands=RECORDED_COMMANDS.read_text(),
             sysdb=as_lines(read_system_database()),
             removed=as_lines(sorted(there.keys() - after.keys())))
-        for name, path in after.items():
-            if self.laid.get(name) != path.read_bytes():
-                outcome[name] = txtar.read(path), stat.S_IMODE(path.stat().st_mode)
+        for name, file in after.items():
+            if self.laid.get(name) != file.content:
+                outcome[name] = txtar.decode(file.content), file.mode
         return outcome
 
 
@@ -260,10 +244,9 @@ def as_lines(lines):
 
 
 def watched_files():
-    found = (pathlib.Path(parent, name) for directory in WATCHED_DIRECTORIES
-             for parent, _, names in os.walk(directory) for name in names)
-    return {str(path): path for path in found
-            if path.is_file() and not path.is_symlink() and not str(path).startswith(SYSTEM_DATABASE)}
+    """Returns all files but the system database, by the paths that a case has for them."""
+    files = {re.sub("^/run/", "/var/run/", path): file for path, file in snapshot().items()}
+    return {path: file for path, file in files.items() if not path.startswith(SYSTEM_DATABASE)}
 
 
 def play_reader(runs, programs):

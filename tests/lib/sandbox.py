@@ -1,17 +1,34 @@
-"""What there is in the sandbox: the system log, the system database, and the recorded commands."""
+"""What there is in the sandbox: the files, the system log, the system database, and the recorded commands."""
 
+import collections
 import os
 import pathlib
 import re
+import select
 import socket
 import sqlite3
+import stat
+import time
+
+from .limits import HANG_SECONDS
 
 RECORDED_COMMANDS = pathlib.Path("/dev/sandbox/commands")
 ACTIVE_SERVICES = pathlib.Path("/dev/sandbox/services")
 SYSTEM_DATABASE = "/var/run/sysdb.sqlite3"
 
+# The directories that the program writes.
+WRITABLE = ("/run", "/var/volatile", "/var/data")
+# A report of a sanitizer must not pass as one of the program's own failures.
+SANITIZER_OPTIONS = {
+    "ASAN_OPTIONS": "exitcode=99:detect_leaks=1",
+    "UBSAN_OPTIONS": "exitcode=99:halt_on_error=1:print_stacktrace=1",
+}
+
 PRIORITIES = ("emerg", "alert", "crit", "err", "warning", "notice", "info", "debug")
 LOCAL0 = 16
+# A file: its mode and its content.
+File = collections.namedtuple("File", "mode content")
+
 SYSLOG_LINE = re.compile(rb"<(\d+)>\w{3} [ \d]\d \d\d:\d\d:\d\d network: (.*)", re.DOTALL)
 
 
@@ -30,6 +47,44 @@ class Syslog:
                 lines.append(describe_log_line(self.socket.recv(65536)))
             except BlockingIOError:
                 return lines
+
+    def follow(self, lines, ended, done, seconds=HANG_SECONDS):
+        """Adds what is logged to `lines`; returns whether `done` holds in time.
+
+        It ends at the latest when `ended` can be read, such as the descriptor of a process that has ended.
+        """
+        deadline = time.monotonic() + seconds
+        ready = [self.socket]
+        while not done() and ready and ended not in ready:
+            remaining = max(0, deadline - time.monotonic())
+            ready, _, _ = select.select([self.socket, ended], [], [], remaining)
+            lines += self.receive()
+        return done()
+
+
+def snapshot():
+    """Returns every file in the directories that the program writes, by its path."""
+    files = {}
+    for top in WRITABLE:
+        for parent, _, names in os.walk(top):
+            for name in names:
+                path = os.path.join(parent, name)
+                mode = os.lstat(path).st_mode
+                if stat.S_ISREG(mode):
+                    files[path] = File(stat.S_IMODE(mode), pathlib.Path(path).read_bytes())
+    return files
+
+
+def lay(files):
+    """Makes these the files in the directories that the program writes."""
+    now = snapshot()
+    for path in now.keys() - files.keys():
+        os.unlink(path)
+    for path, file in files.items():
+        if now.get(path) != file:
+            os.makedirs(os.path.dirname(path), exist_ok=True)
+            pathlib.Path(path).write_bytes(file.content)
+            os.chmod(path, file.mode)
 
 
 def describe_log_line(datagram):

@@ -71,7 +71,7 @@ def unparse(comment, parts):
 
 def read(path):
     """Returns the text of a file, whatever bytes it holds."""
-    return path.read_bytes().decode(errors="surrogateescape")
+    return decode(path.read_bytes())
 
 
 def write(path, text):
@@ -79,8 +79,13 @@ def write(path, text):
     path.write_bytes(encode(text))
 
 
+def decode(content):
+    """Returns the bytes as text."""
+    return content.decode(errors="surrogateescape")
+
+
 def encode(text):
-    """Returns the bytes of which `read` makes this text."""
+    """Returns the bytes of which `decode` makes this text."""
     return text.encode(errors="surrogateescape")
 
 

@@ -11,7 +11,8 @@ import pathlib
 import subprocess
 import tempfile
 
-from lib import play
+from lib import play, txtar
+from lib.sandbox import File
 
 ACTIONS = ("apply", "wwan_apply", "dnsmasq")
 # All that a preview asks of the machine's tools.
@@ -51,11 +52,11 @@ class Previewer(play.Player):
         self.previewed = why_not(run) or self._preview()
 
     def _preview(self):
-        before = contents(play.watched_files())
+        before = play.watched_files()
         database = play.read_system_database()
         with tempfile.TemporaryDirectory() as directory:
             outcome = self._outcome_of_preview(before, database, directory)
-        if contents(play.watched_files()) != before or play.read_system_database() != database:
+        if play.watched_files() != before or play.read_system_database() != database:
             raise PreviewFailure("the preview changed a file")
         if play.RECORDED_COMMANDS.read_text() != ASKED:
             raise PreviewFailure(f"the preview called: {play.RECORDED_COMMANDS.read_text()}")
@@ -81,9 +82,9 @@ class Previewer(play.Player):
             commands=play.as_lines(map(" ".join, said["commands"])),
             sysdb=play.as_lines(merge(database, said["database"])),
             removed=play.as_lines(said["removed"]))
-        for path, (content, mode) in files_after(before, said, pathlib.Path(directory)).items():
-            if self.laid.get(path) != content:
-                outcome[path] = content.decode(errors="surrogateescape"), mode
+        for path, file in files_after(before, said, pathlib.Path(directory)).items():
+            if self.laid.get(path) != file.content:
+                outcome[path] = txtar.decode(file.content), file.mode
         return outcome
 
 
@@ -98,17 +99,12 @@ def merge(database, written):
     return [f"{key} = {entries[key]}" for key in sorted(entries, key=lambda key: key.rpartition("/"))]
 
 
-def contents(files):
-    """Returns the content and the mode of files by their path."""
-    return {name: (path.read_bytes(), path.stat().st_mode & 0o7777) for name, path in files.items()}
-
-
 def files_after(before, said, directory):
     """Returns what is there after the run: what was there before, and what the preview says became of it."""
     after = {path: file for path, file in before.items() if path not in said["removed"]}
     for file in said["files"]:
         below = directory / file["path"].lstrip("/")
-        after[file["path"]] = below.read_bytes(), int(file["mode"], 8)
+        after[file["path"]] = File(int(file["mode"], 8), below.read_bytes())
         if below.stat().st_mode & 0o7777 != int(file["mode"], 8):
             raise PreviewFailure(f"the mode of {below} is not {file['mode']}")
         if below.read_text(errors="replace") != file["content"]:

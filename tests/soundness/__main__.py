@@ -8,7 +8,6 @@ counterexample is a rule that is missing.
 """
 
 import argparse
-import concurrent.futures
 import json
 import os
 import pathlib
@@ -17,25 +16,16 @@ import subprocess
 import sys
 import tempfile
 
-from lib.checkout import BUILD, in_sandbox
+from hostile import cases, judge
+from lib import daemons
+from lib.checkout import BUILD, in_sandboxes
 from soundness import generator
 
-UNIT = re.compile(r"/run/systemd/network/[^/]*\.(network|netdev)")
 CONFIGURATION = "/run/dnsmasq.conf"
 ENOUGH_GOOD = 0.2
 # Each configuration is made of its own number, so a sample is the first ones of all.
 ALL = 5000
 SAMPLE = 500
-# The link is up.
-RUNTIME = {
-    "wwan_intf": "wwan0",
-    "wwan_ipv4": "10.64.1.2",
-    "wwan_cidr": "30",
-    "wwan_netmask": "255.255.255.252",
-    "wwan_gw": "10.64.1.1",
-    "wwan_mtu": "1430",
-    "wwan_dns1": "9.9.9.9",
-}
 
 
 def without_errors(lanfab, configurations):
@@ -62,45 +52,30 @@ def without_errors(lanfab, configurations):
 
 def play(program, configurations):
     """Applies each; returns its results."""
-    cases = (
-        {
-            "name": str(number),
-            "configuration": json.dumps(configuration).encode().hex(),
-            "runtime": {name: value.encode().hex() for name, value in RUNTIME.items()},
-            "actions": ["apply"],
-            "is_refused": False,
-        }
-        for number, configuration in enumerate(configurations)
-    )
-    lines = "".join(json.dumps(case) + "\n" for case in cases)
-    printed = in_sandbox("hostile.play", program, text=lines)
-    return [json.loads(line)["runs"][0] for line in printed.splitlines()]
+    link = cases.runtime(wwan_ipv4="10.64.1.2", wwan_gw="10.64.1.1")
+    some = [cases.Case("", cases.encode(configuration), link, actions=("apply",)).as_json()
+            for configuration in configurations]
+    return [result["runs"][0] for result in in_sandboxes("hostile.play", some, program)]
 
 
 def show(runs):
     """Yields the number of a run and what a service says about its files."""
     units = [
-        (number, UNIT.fullmatch(path)[1], text)
+        (number, judge.UNIT.fullmatch(path)[1], text)
         for number, run in enumerate(runs)
         for path, text in run["files"].items()
-        if UNIT.fullmatch(path)
+        if judge.UNIT.fullmatch(path)
     ]
     configurations = [run["files"].get(CONFIGURATION, "") for run in runs]
-    files = json.dumps({"units": [unit[1:] for unit in units], "configurations": configurations})
-    said = json.loads(in_sandbox("soundness.daemons", text=files))
-    for number, complaint in enumerate(said["dnsmasq"]):
+    networkd, dnsmasq = daemons.show([unit[1:] for unit in units], configurations)
+    for number, complaint in enumerate(dnsmasq):
         if complaint:
             line = re.search(r"at line (\d+)", complaint)
             text = configurations[number].splitlines()[int(line[1]) - 1] if line else ""
             yield number, f"{complaint}: {text}"
-    for unit, line, complaint in said["networkd"]:
+    for unit, line, complaint in networkd:
         number, kind, text = units[unit]
         yield number, f"{kind} line {line}: {complaint}: {text.splitlines()[line - 1]}"
-
-
-def shares(some):
-    count = os.cpu_count()
-    return [some[number::count] for number in range(count)]
 
 
 def examine(program, configurations):
@@ -127,12 +102,7 @@ def main():
     options = parser.parse_args()
     configurations = list(generator.configurations(options.count, options.seed))
     good = without_errors(options.lanfab, configurations)
-    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        found = [
-            one
-            for some in pool.map(lambda share: examine(options.program, share), shares(good))
-            for one in some
-        ]
+    found = examine(options.program, good)
     for configuration, complaint in found:
         print(f"{complaint}\n  {json.dumps(configuration)}")
     print(f"{len(configurations)} configurations, {len(good)} without an error, {len(found)} complaints")

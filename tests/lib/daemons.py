@@ -1,8 +1,4 @@
-"""Shows the files of all runs to the real daemons, in the sandbox, and prints what they make of them as JSON.
-
-networkd names each line of a unit that it does not take. dnsmasq starts with each configuration that it
-accepts, where a lease waits that a lease script would be told of.
-"""
+"""Shows the files of runs to the real daemons, in the sandbox."""
 
 import contextlib
 import ctypes
@@ -14,7 +10,8 @@ import subprocess
 import sys
 import time
 
-from lib.limits import HANG_SECONDS
+from .checkout import in_sandbox
+from .limits import HANG_SECONDS
 
 UNITS = pathlib.Path("/run/systemd/network")
 DNSMASQ_CONF = "/run/tested.conf"
@@ -23,6 +20,21 @@ NETWORKD = "/lib/systemd/systemd-networkd"
 # first there is packaging/systemd-networkd.service.conf.
 DEPRECATED = re.compile(rb'IPForward= setting is deprecated|Deprecated value "_dhcp"')
 PR_SET_CHILD_SUBREAPER = 36
+
+
+# Said of a configuration with which dnsmasq runs a script.
+RAN_SCRIPT = "it ran a script"
+
+
+def show(units, configurations, starts_dnsmasq=False):
+    """Returns what networkd says of the units and what dnsmasq says of each configuration.
+
+    networkd names each line that it does not take: the unit's number, the line's, and a complaint. dnsmasq
+    says "" of what it accepts. With `starts_dnsmasq` it also starts with that, where a lease waits that a
+    lease script would be told of.
+    """
+    shown = json.dumps({"units": units, "configurations": configurations, "starts": starts_dnsmasq})
+    return json.loads(in_sandbox("lib.daemons", text=shown))
 
 
 def prepare_system():
@@ -60,10 +72,11 @@ def show_to_networkd(units):
     return said
 
 
-def accepts(text):
+def refusal(text):
+    """Returns what dnsmasq says of a configuration that it refuses, "" of another one."""
     pathlib.Path(DNSMASQ_CONF).write_bytes(text.encode("latin-1"))
     done = subprocess.run(["dnsmasq", "--test", "-C", DNSMASQ_CONF], capture_output=True, check=False)
-    return done.returncode == 0
+    return done.stderr.decode(errors="replace").strip() if done.returncode else ""
 
 
 def adopt_orphans():
@@ -79,7 +92,7 @@ def wait_for_adopted_children():
 
 
 def run_dnsmasq():
-    """Starts dnsmasq, which tells its script of the leases that it finds; returns whether it did start."""
+    """Starts dnsmasq, which tells its script of the leases that it finds; returns what is to be said of it."""
     expiry = int(time.time()) + 3600
     lease = f"{expiry} 02:00:5e:00:00:99 192.168.1.9 * *\n"
     pathlib.Path("/run/dnsmasq.leases").write_text(lease)
@@ -91,20 +104,10 @@ def run_dnsmasq():
     dnsmasq.terminate()
     dnsmasq.communicate(timeout=HANG_SECONDS)
     wait_for_adopted_children()
-    return started
-
-
-def show_to_dnsmasq(configurations):
-    """Returns how many started, and those that ran a script."""
-    started, ran = 0, []
-    for text in configurations:
-        if not accepts(text):
-            continue
-        started += run_dnsmasq()
-        if os.path.exists("/run/pwned"):
-            os.unlink("/run/pwned")
-            ran.append(text)
-    return started, ran
+    if os.path.exists("/run/pwned"):
+        os.unlink("/run/pwned")
+        return RAN_SCRIPT
+    return "" if started else "it does not start"
 
 
 def main():
@@ -114,8 +117,8 @@ def main():
     # A script that says that it ran.
     pathlib.Path("/run/script").write_text("#!/bin/sh\ntouch /run/pwned\n")
     os.chmod("/run/script", 0o755)
-    started, ran = show_to_dnsmasq(shown["configurations"])
-    json.dump({"networkd": show_to_networkd(shown["units"]), "started": started, "ran": ran}, sys.stdout)
+    dnsmasq = [refusal(text) or (run_dnsmasq() if shown["starts"] else "") for text in shown["configurations"]]
+    json.dump([show_to_networkd(shown["units"]), dnsmasq], sys.stdout)
 
 
 if __name__ == "__main__":
