@@ -2,31 +2,29 @@
 
 import argparse
 import collections
-import json
 import os
 import subprocess
 import sys
-import threading
 
-from faults import exemptions
-from lib.checkout import CHECKOUT, TESTS, sandboxed
+from faults import callers, exemptions, self_test, simultaneous, trial, worker
+from lib.checkout import CHECKOUT, answer, in_sandboxes, sandboxed
 
 PROGRAM = str(CHECKOUT / "build/quick/cmd_lanfab")
 
-
-ACTIONS = ("apply", "wwan_apply", "dnsmasq")
-# The kinds that are a module of their own.
-MODULES = {kind: f"faults.{kind.replace('-', '_')}" for kind in ("simultaneous", "callers", "self-test")}
+# The kinds that every processor has a worker for, and those that yield what does not hold.
+SHARED = ("faults", "signals", "disk")
+OTHERS = {"simultaneous": simultaneous.play, "callers": callers.play, "self-test": self_test.play,
+          "confirm": trial.play, "try": trial.play}
 
 
 def parse_arguments():
     parser = argparse.ArgumentParser(description=__doc__.split(";", maxsplit=1)[0])
     parser.add_argument("--program", type=os.path.abspath, default=PROGRAM,
-                        help="the cmd_lanfab to run, with fault_tracer beside it "
+                        help="the cmd_lanfab to run, with fault_tracer and cli/lanfab beside it "
                              "(default: %(default)s)")
     parser.add_argument("--kind", default="faults", help="what disturbs them",
-                        choices=["faults", "signals", "disk", *MODULES])
-    parser.add_argument("--action", nargs="+", default=ACTIONS, choices=ACTIONS)
+                        choices=[*SHARED, *OTHERS])
+    parser.add_argument("--action", nargs="+", default=worker.ACTIONS, choices=worker.ACTIONS)
     parser.add_argument("--syscall", nargs="+", default=[], help="only at calls of these names")
     parser.add_argument("--at", metavar="PROCESS:CALL", help="only at this call")
     parser.add_argument("--disturb", metavar="HOW", help="only in this way, such as error:EIO")
@@ -35,99 +33,63 @@ def parse_arguments():
     parser.add_argument("--exhaustive", action="store_true",
                         help="all calls and signals, or rounds; otherwise a sample, the same every time")
     parser.add_argument("--verbose", action="store_true", help="show each run")
-    parser.add_argument("--workers", type=int, default=os.cpu_count())
+    parser.add_argument("--inside", action="store_true", help=argparse.SUPPRESS)
     return parser.parse_args()
 
 
-def worker_arguments(arguments):
-    options = ["--program", arguments.program, "--action", *arguments.action, "--kind", arguments.kind]
-    options += ["--syscall", *arguments.syscall] if arguments.syscall else []
-    options += ["--at", arguments.at] if arguments.at else []
-    options += ["--disturb", arguments.disturb] if arguments.disturb else []
-    options += ["--loader"] if arguments.loader else []
-    options += ["--exhaustive"] if arguments.exhaustive else []
-    return options
-
-
-class Results:
-    """Counts what the workers report, and prints what does not hold."""
-
-    def __init__(self):
-        self.runs = 0
-        self.bad_runs = 0
-        self.violations = collections.Counter()
-        self.exemptions = collections.Counter()
-        self.lock = threading.Lock()
-
-    def add(self, result):
-        with self.lock:
-            self.runs += 1
-            self.exemptions.update({text for invariant, text in result["found"] if invariant == "exempt"})
-            violations = [(invariant, text) for invariant, text in result["found"] if invariant != "exempt"]
-            self.violations.update({f"{invariant} after {result['fault']}" for invariant, _ in violations})
-            if violations:
-                self.bad_runs += 1
-                print(result["run"])
-                for invariant, text in violations:
-                    print(f"    {invariant}: {text}")
-
-    def summarize(self):
-        for name, count in sorted(self.violations.items()):
-            print(f"{count:6} {name}")
-        for name, count in sorted(self.exemptions.items()):
-            print(f"{count:6} exempt: {name}")
-        print(f"{self.runs} runs, {self.bad_runs} of them wrong")
-
-
-def follow(command, results):
-    """Adds what one worker prints; returns its exit status."""
-    with subprocess.Popen(command, cwd=TESTS, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                          text=True) as worker:
-        for line in worker.stdout:
-            results.add(json.loads(line))
-    return worker.returncode
-
-
 def disturb(arguments):
-    results = Results()
-    statuses = []
-
-    def run_worker(share):
-        options = [*worker_arguments(arguments), "--share", f"{share}/{arguments.workers}"]
-        statuses.append(follow(sandboxed("faults.worker", *options), results))
-
-    workers = [threading.Thread(target=run_worker, args=(share,)) for share in range(arguments.workers)]
-    for worker in workers:
-        worker.start()
-    for worker in workers:
-        worker.join()
-    results.summarize()
-    unused = unused_exemptions(arguments, results)
+    """Shares the runs out to workers; returns the exit status."""
+    count = os.cpu_count()
+    shares = [f"{number}/{count}" for number in range(count)]
+    results = sum(in_sandboxes("faults", shares, "--inside", *sys.argv[1:]), [])
+    bad_runs, violations, exempted = 0, collections.Counter(), collections.Counter()
+    for result in results:
+        exempted.update({text for invariant, text in result["found"] if invariant == "exempt"})
+        found = [(invariant, text) for invariant, text in result["found"] if invariant != "exempt"]
+        violations.update({f"{invariant} after {result['fault']}" for invariant, _ in found})
+        bad_runs += bool(found)
+        if found:
+            print(result["run"], *(f"{invariant}: {text}" for invariant, text in found), sep="\n    ")
+    for name, number in sorted(violations.items()):
+        print(f"{number:6} {name}")
+    for name, number in sorted(exempted.items()):
+        print(f"{number:6} exempt: {name}")
+    print(f"{len(results)} runs, {bad_runs} of them wrong")
+    unused = unused_exemptions(arguments, exempted)
     for name in unused:
         print(f"nothing makes use of the exemption: {name}")
-    is_complete = results.runs > 0 and statuses == [0] * arguments.workers
-    return 0 if is_complete and results.bad_runs == 0 and not unused else 1
+    return 0 if results and bad_runs == 0 and not unused else 1
 
 
-def unused_exemptions(arguments, results):
+def unused_exemptions(arguments, used):
     """Those that no run needed, when all were made."""
-    if arguments.syscall or arguments.at or arguments.disturb or len(arguments.action) < len(ACTIONS):
+    if arguments.syscall or arguments.at or arguments.disturb or len(arguments.action) < len(worker.ACTIONS):
         return []
     # Those of a full disk are perhaps for nothing else.
     names = {exemption.name for exemption in exemptions.EXEMPTIONS if not exemption.needs_space}
-    return sorted(names - results.exemptions.keys()) if arguments.kind == "faults" else []
+    return sorted(names - used.keys()) if arguments.kind == "faults" else []
+
+
+def inside(arguments):
+    """What is done in a sandbox; returns the exit status."""
+    os.umask(0o022)
+    if arguments.verbose and arguments.kind in SHARED:
+        return 0 if list(worker.play(arguments)) else 1
+    if arguments.kind in SHARED:
+        answer(lambda share: list(worker.play(arguments, share)))
+        return 0
+    wrong = list(OTHERS[arguments.kind](arguments))
+    print("".join(f"{text}\n" for text in wrong) + f"{len(wrong)} wrong")
+    return 1 if wrong else 0
 
 
 def main():
     arguments = parse_arguments()
-    if arguments.kind in MODULES:
-        options = ["--exhaustive"] if arguments.exhaustive and arguments.kind == "simultaneous" else []
-        command = sandboxed(MODULES[arguments.kind], "--program", arguments.program, *options)
-    elif arguments.verbose:
-        command = sandboxed("faults.worker", "--verbose", *worker_arguments(arguments))
-    else:
+    if arguments.inside:
+        return inside(arguments)
+    if arguments.kind in SHARED and not arguments.verbose:
         return disturb(arguments)
-    return subprocess.run(command, cwd=TESTS, check=False).returncode
+    return subprocess.run(sandboxed("faults", "--inside", *sys.argv[1:]), check=False).returncode
 
 
 if __name__ == "__main__":

@@ -3,14 +3,17 @@
 And signals runs that wait for the lock of another one, which they leave alone.
 """
 
-import argparse
 import os
 import pathlib
+import re
 import signal
 import subprocess
-import sys
 
 from faults import gateway, invariants, worker
+from lib.limits import HANG_SECONDS
+from lib.sandbox import lay
+
+WAITS = re.compile("is locked, waiting")
 
 
 def ignore_children():
@@ -61,31 +64,24 @@ def play_waiting_runs(laid, before):
     """Yields what a signal does to a run that waits, other than to end it."""
     lock = pathlib.Path(gateway.LOCK)
     for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
-        laid.lay(before)
+        lay(before)
         lock.touch()
         run = subprocess.Popen([laid.program, "dnsmasq"], env=laid.environment("new", "waiting"),
                                preexec_fn=default_action)
-        laid.wait_for_log("is locked, waiting")
+        lines = []
+        if not laid.syslog.follow(lines, os.pidfd_open(run.pid), lambda: any(map(WAITS.search, lines))):
+            yield "a run does not wait for the lock"
         run.send_signal(number)
-        if run.wait(gateway.HANG_SECONDS) != -number:
+        if run.wait(HANG_SECONDS) != -number:
             yield f"a waiting run ends with {run.returncode} instead of {number.name}"
         if not lock.exists():
             yield f"a waiting run that ends by {number.name} deletes the lock of another one"
 
 
-def main():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("--program", required=True)
-    arguments = parser.parse_args()
-    os.umask(0o022)
+def play(arguments):
+    """Yields what is wrong."""
     laid = gateway.Gateway(arguments.program)
     before = laid.prepare()
-    wrong = [*play_callers(laid, before), *play_waiting_runs(laid, before)]
-    for text in wrong:
-        print(text)
-    print(f"{len(CALLERS)} callers and 3 signals to waiting runs, {len(wrong)} of them wrong")
-    return 1 if wrong else 0
-
-
-if __name__ == "__main__":
-    sys.exit(main())
+    yield from play_callers(laid, before)
+    yield from play_waiting_runs(laid, before)
+    print(f"{len(CALLERS)} callers and 3 signals to waiting runs")

@@ -5,19 +5,15 @@ import json
 import os
 import pathlib
 import re
-import select
-import signal
 import sqlite3
-import stat
 import subprocess
-import time
 
 from lib.checkout import TESTS
 from lib.limits import HANG_SECONDS
-from lib.sandbox import ACTIVE_SERVICES, RECORDED_COMMANDS, Syslog, write_system_database
+from lib.sandbox import (ACTIVE_SERVICES, RECORDED_COMMANDS, Syslog, lay, read_system_database, snapshot,
+                         write_system_database)
 
 NETWORK = TESTS / "faults" / "network.json"
-WATCHED = ("/run", "/var/volatile", "/var/data")
 DATABASE = "/run/sysdb.sqlite3"
 LOCK = "/run/LANFAB_LOCKED"
 HOSTS = "127.0.0.1 localhost\n10.1.1.1 relay.example\n"
@@ -28,8 +24,6 @@ OLD_LINK = {"intf": "wwan0", "ipv4": "10.63.1.2", "cidr": "29", "netmask": "255.
 LINK = {"intf": "wwan0", "ipv4": "10.64.1.2", "cidr": "30", "netmask": "255.255.255.252", "gw": "10.64.1.1",
         "mtu": "1430", "dns1": "10.64.0.53", "dns2": "10.64.0.54"}
 
-# A file is its mode and its content.
-File = collections.namedtuple("File", "mode content")
 # How a run ended: `status` is the exit status or, negative, the signal; None when it did not end.
 Outcome = collections.namedtuple("Outcome", "status files database log commands stderr report")
 
@@ -61,9 +55,9 @@ def canonical(path):
 class Gateway:
     """Runs the program on states of the gateway that are laid before each run."""
 
-    def __init__(self, program, additional_environment=()):
+    def __init__(self, program):
         self.program = program
-        self.additional_environment = dict(additional_environment)
+        self.additional_environment = {}
         self.tracer = os.path.join(os.path.dirname(program), "fault_tracer")
         self.scratch = pathlib.Path("/dev/shm/faults")
         self.scratch.mkdir()
@@ -85,7 +79,7 @@ class Gateway:
         # A file that is there keeps its mode; this one gets it by a command.
         os.unlink("/run/post_networkd_start_actions_script")
         self._lay_link(LINK)
-        return self.snapshot()
+        return snapshot()
 
     def environment(self, configuration, stage):
         return {"PATH": os.environ["PATH"], "LC_ALL": "C", "LANFAB_FAULTS_STAGE": stage,
@@ -104,42 +98,19 @@ class Gateway:
             usual = {"stdin": subprocess.DEVNULL, "stdout": subprocess.DEVNULL, "stderr": stderr,
                      "umask": 0o022}
             process = subprocess.Popen(command, env=self.environment(configuration, stage), **usual | caller)
-            status, log = self._wait(process)
+            log = []
+            status = self._wait(process, log)
             stderr.seek(0)
             errors = stderr.read().decode(errors="backslashreplace")
         lines = report.read_text(errors="backslashreplace").splitlines()
         if tracer_options is not None and status is not None:
             status = status_in(lines)
-        files = self.snapshot()
+        files = snapshot()
         return Outcome(status, files, self.database_of(files), log,
                        RECORDED_COMMANDS.read_text().splitlines(), errors, lines)
 
-    def snapshot(self):
-        files = {}
-        for top in WATCHED:
-            for parent, _, names in os.walk(top):
-                for name in names:
-                    path = os.path.join(parent, name)
-                    mode = os.lstat(path).st_mode
-                    if stat.S_ISREG(mode):
-                        with open(path, "rb") as file:
-                            files[path] = File(stat.S_IMODE(mode), file.read())
-        return files
-
-    def lay(self, files):
-        """Makes the state of the gateway be `files` again."""
-        os.makedirs("/run/systemd/network", exist_ok=True)
-        now = self.snapshot()
-        for path in now.keys() - files.keys():
-            os.unlink(path)
-        for path, file in files.items():
-            if now.get(path) != file:
-                with open(path, "wb") as stream:
-                    stream.write(file.content)
-                os.chmod(path, file.mode)
-
     def database_of(self, files):
-        """The rows of the system database, as the next one who opens it finds them."""
+        """The entries of the system database, as the next one who opens it finds them."""
         raw = tuple(files[path].content if path in files else None
                     for path in (DATABASE, DATABASE + "-journal"))
         if raw not in self.databases:
@@ -147,52 +118,39 @@ class Gateway:
         return self.databases[raw]
 
     def _read_database(self, raw):
-        if raw[0] is None:
-            return {}
         copy = self.scratch / "sysdb.sqlite3"
-        journal = self.scratch / "sysdb.sqlite3-journal"
-        copy.write_bytes(raw[0])
-        journal.unlink(missing_ok=True)
-        if raw[1] is not None:
-            journal.write_bytes(raw[1])
-        connection = sqlite3.connect(copy)
+        for path, content in zip((copy, pathlib.Path(f"{copy}-journal")), raw):
+            path.unlink(missing_ok=True)
+            if content is not None:
+                path.write_bytes(content)
         try:
-            return dict(connection.execute("SELECT database || '/' || key, value FROM entries").fetchall())
+            return read_system_database(copy)
         except sqlite3.Error as error:
-            return {"unreadable": str(error)}
-        finally:
-            connection.close()
+            return [f"unreadable: {error}"]
+
+    def _wait(self, process, log):
+        """Returns the status, None if the process does not end; adds to the log what arrives until then."""
+        ended = os.pidfd_open(process.pid)
+        has_ended = self.syslog.follow(log, ended, lambda: process.poll() is not None, self.time_limit)
+        if not has_ended:
+            process.kill()
+            process.wait()
+        os.close(ended)
+        log += self.syslog.receive()
+        return process.returncode if has_ended else None
 
     def _lay_link(self, values):
         for name, value in values.items():
             pathlib.Path(f"/run/wwan_{name}").write_text(f"{value}\n")
 
-    def wait_for_log(self, text):
-        """Returns when a line with the text has been logged."""
-        lines = []
-        while not any(text in line for line in lines):
-            if not select.select([self.syslog.socket], [], [], self.time_limit)[0]:
-                raise SystemExit(f"not logged: {text}")
-            lines += self.syslog.receive()
 
-    def _wait(self, process):
-        log = []
-        ended = os.pidfd_open(process.pid)
-        deadline = time.monotonic() + self.time_limit
-        status = None
-        while True:
-            ready, _, _ = select.select([self.syslog.socket, ended], [], [],
-                                        max(0, deadline - time.monotonic()))
-            log += self.syslog.receive()
-            if ended in ready or not ready:
-                break
-        if ready:
-            status = process.wait()
-        else:
-            process.send_signal(signal.SIGKILL)
-            process.wait()
-        os.close(ended)
-        return status, log + self.syslog.receive()
+def trace(tracer, *words, **options):
+    """Runs a command under the tracer; returns how it ended, what it said, and the lines of the report."""
+    report = pathlib.Path("/dev/shm/report")
+    done = subprocess.run([tracer, "--report", report, "--calls", "program", *words], check=True,
+                          stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True, **options)
+    lines = report.read_text().splitlines()
+    return status_in(lines), done.stderr, lines
 
 
 def status_in(report):

@@ -3,13 +3,9 @@
 Each is planted in a run of the sample that CI makes, so the sample must have a run in which it can happen.
 """
 
-import argparse
 import errno
-import os
 import pathlib
 import signal
-import subprocess
-import sys
 
 from faults import gateway, simultaneous, worker
 from lib.checkout import TESTS
@@ -65,9 +61,9 @@ def sampled(laid, before):
     return [job for kind in ("faults", "signals") for job in worker.sampled_jobs(listing, kind, actions)]
 
 
-def play_plants(program):
+def play_plants(planted):
     """Yields what was planted and not noticed."""
-    planted = gateway.Gateway(program, {"PLANTED_PROGRAM": program, "PLANT": ""})
+    planted.additional_environment = {"PLANTED_PROGRAM": planted.program, "PLANT": ""}
     before = planted.prepare()
     jobs = sampled(planted, before)
     planted.program = str(TESTS / "faults" / "planted")
@@ -93,19 +89,10 @@ def play_plants(program):
         yield "a run without a fault does not pass"
 
 
-def trace(tracer, options, command):
-    """Runs a command under the tracer; returns how it ended, and the report."""
-    report = pathlib.Path("/dev/shm/self-test-report")
-    options = ["--report", str(report), "--calls", "program", *options]
-    subprocess.run([tracer, *options, "--", *command], stderr=subprocess.DEVNULL, check=True)
-    lines = report.read_text().splitlines()
-    return gateway.status_in(lines), lines
-
-
 def play_tracer(tracer):
     """Yields what the tracer did not do to `dd`, which reads and writes blocks of 1000 bytes."""
     command = ["/bin/dd", "if=/dev/zero", "of=/dev/shm/target", "bs=1000", "count=2", "status=none"]
-    _, report = trace(tracer, [], command)
+    _, _, report = gateway.trace(tracer, "--", *command)
     target = pathlib.Path("/dev/shm/target")
     calls = [line.split("\t") for line in report if line.startswith("call")]
     write = next(fields[2] for fields in calls if fields[4] == "write")
@@ -119,7 +106,7 @@ def play_tracer(tracer):
             (write, f"signal:{int(signal.SIGTERM)}", -signal.SIGTERM, None),
             (write, f"group:{int(signal.SIGINT)}", -signal.SIGINT, None)):
         target.unlink(missing_ok=True)
-        ended, _ = trace(tracer, ["--at", f"0:{call}", "--disturb", how], command)
+        ended, _, _ = gateway.trace(tracer, "--at", f"0:{call}", "--disturb", how, "--", *command)
         written = target.stat().st_size
         print(f"dd with {how}: status {ended}, {written} bytes")
         if ended != status or size not in (None, written):
@@ -133,17 +120,9 @@ def play_overlaps():
         yield "an overlap is not noticed"
 
 
-def main():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("--program", required=True)
-    arguments = parser.parse_args()
-    os.umask(0o022)
-    tracer = os.path.join(os.path.dirname(arguments.program), "fault_tracer")
-    missed = [*play_overlaps(), *play_tracer(tracer), *play_plants(arguments.program)]
-    for text in missed:
-        print(f"FAILED {text}")
-    return 1 if missed else 0
-
-
-if __name__ == "__main__":
-    sys.exit(main())
+def play(arguments):
+    """Yields what was not noticed."""
+    laid = gateway.Gateway(arguments.program)
+    yield from play_overlaps()
+    yield from play_tracer(laid.tracer)
+    yield from play_plants(laid)

@@ -5,16 +5,14 @@ So between the two lines of one run there is no other one's. The kernel adds the
 keeps their order.
 """
 
-import argparse
 import os
-import selectors
 import socket
 import struct
 import subprocess
-import sys
 
 from faults import gateway
-from lib.sandbox import RECORDED_COMMANDS
+from lib.limits import HANG_SECONDS
+from lib.sandbox import RECORDED_COMMANDS, Syslog, lay, snapshot
 
 ROUNDS_OF_SAMPLE = 15
 ROUNDS = 50
@@ -37,91 +35,66 @@ def overlaps(events):
     return found
 
 
-class Log:
-    """The collector of the log, which also knows the senders."""
+class SenderLog(Syslog):
+    """The collector of the log, which returns the events."""
 
     def __init__(self, collector):
         self.socket = collector
         self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_PASSCRED, 1)
-        self.events = []
 
     def receive(self):
+        events = []
         while True:
             try:
                 line, extra, _, _ = self.socket.recvmsg(65536, socket.CMSG_SPACE(CREDENTIALS.size))
             except BlockingIOError:
-                return
+                return events
             sender = CREDENTIALS.unpack(extra[0][2])[0]
-            for event in ("set", "clear"):
-                if line.endswith(f"cmd_lanfab {event} lock".encode()):
-                    self.events.append((sender, event))
+            events += [(sender, event) for event in ("set", "clear")
+                       if line.endswith(f"cmd_lanfab {event} lock".encode())]
 
 
 def play_round(program, environment, log):
     """Returns what is wrong with the round."""
-    log.events = []
     RECORDED_COMMANDS.write_text("")
-    # Each run is held back at its start until all are there.
+    # Each run is held back at its start until all are there. What is open in all of them ends with the last.
     gate, opener = os.pipe()
+    ended, held_open = os.pipe()
     command = ["/bin/sh", "-c", 'read -r line <&"$1"; exec "$2" "$3"', "sh", str(gate), program]
-    runs = [subprocess.Popen([*command, ACTIONS[index % len(ACTIONS)]], env=environment, pass_fds=[gate],
-                             stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    runs = [subprocess.Popen([*command, ACTIONS[index % len(ACTIONS)]], env=environment,
+                             pass_fds=[gate, held_open], stdin=subprocess.DEVNULL,
+                             stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
             for index in range(RUNS)]
     os.close(gate)
     os.write(opener, b"\n" * RUNS)
     os.close(opener)
-    wait_for(runs, log)
-    wrong = [f"{first} and {second} held the lock at once" for first, second in overlaps(log.events)]
-    if sorted(log.events) != sorted((run.pid, event) for run in runs for event in ("set", "clear")):
+    os.close(held_open)
+    events = []
+    log.follow(events, ended, lambda: False)
+    os.close(ended)
+    statuses = [run.wait(HANG_SECONDS) for run in runs]
+    wrong = [f"{first} and {second} held the lock at once" for first, second in overlaps(events)]
+    if sorted(events) != sorted((run.pid, event) for run in runs for event in ("set", "clear")):
         wrong.append("not every run took the lock and gave it back")
-    wrong += [f"{run.args[-1]} ended with {run.returncode}" for run in runs if run.returncode != 0]
-    return wrong
+    return wrong + [f"a run ended with {status}" for status in statuses if status != 0]
 
 
-def wait_for(runs, log):
-    with selectors.DefaultSelector() as selector:
-        selector.register(log.socket, selectors.EVENT_READ)
-        ends = {os.pidfd_open(run.pid): run for run in runs}
-        for end in ends:
-            selector.register(end, selectors.EVENT_READ)
-        while ends:
-            ready = selector.select(gateway.HANG_SECONDS)
-            log.receive()
-            if not ready:
-                raise SystemExit("the runs do not end")
-            for key, _ in ready:
-                if key.fd in ends:
-                    ends.pop(key.fd).wait()
-                    selector.unregister(key.fd)
-                    os.close(key.fd)
-    log.receive()
-
-
-def main():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("--program", required=True)
-    parser.add_argument("--exhaustive", action="store_true")
-    arguments = parser.parse_args()
+def play(arguments):
+    """Yields what is wrong."""
     rounds = ROUNDS if arguments.exhaustive else ROUNDS_OF_SAMPLE
-    os.umask(0o022)
     laid = gateway.Gateway(arguments.program)
     before = laid.prepare()
     expected = {action: laid.run(action) for action in ACTIONS}
-    laid.lay(before)
-    log = Log(laid.syslog.socket)
+    lay(before)
+    log = SenderLog(laid.syslog.socket)
     short_sleep = os.path.join(os.path.dirname(arguments.program), "libshort_sleep.so")
     if not os.path.exists(short_sleep):
         raise SystemExit(f"there is no {short_sleep}")
     environment = laid.environment("new", "simultaneous") | {"LD_PRELOAD": short_sleep}
-    bad = 0
     for number in range(1, rounds + 1):
-        wrong = play_round(arguments.program, environment, log)
-        wrong += wrong_files(laid.snapshot(), expected)
-        bad += bool(wrong)
-        for text in wrong:
-            print(f"round {number}: {text}")
-    print(f"{rounds} rounds of {RUNS} simultaneous runs, {bad} of them wrong")
-    return 1 if bad else 0
+        wrong = play_round(arguments.program, environment, log) + wrong_files(snapshot(), expected)
+        yield from (f"round {number}: {text}" for text in wrong)
+    print(f"{rounds} rounds of {RUNS} simultaneous runs")
 
 
 def wrong_files(files, expected):
@@ -130,7 +103,3 @@ def wrong_files(files, expected):
     unit = "/run/systemd/network/10-wwan0.network"
     return [f"{path} is wrong" for path, action in ((conf, "dnsmasq"), (unit, "wwan_apply"))
             if files.get(path) != expected[action].files[path]]
-
-
-if __name__ == "__main__":
-    sys.exit(main())

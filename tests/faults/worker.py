@@ -1,18 +1,16 @@
-"""Disturbs runs of the program, inside the sandbox; prints one line of JSON for each."""
+"""Disturbs runs of the program, inside the sandbox."""
 
-import argparse
 import difflib
 import errno
-import json
 import os
 import pathlib
 import re
 import signal
 import subprocess
-import sys
 
 from faults import gateway, invariants, points
 from lib import sample
+from lib.sandbox import lay
 
 ACTIONS = ("apply", "wwan_apply", "dnsmasq")
 SMALL_DISK = pathlib.Path("/dev/shm/small")
@@ -21,6 +19,7 @@ PAGE = 4096
 # In the sample: the first job of each class, and every tenth of the others.
 SAMPLE_STEP = 10
 LINES_OF_DIFFERENCE = 20
+NO_SUCH_CALL = "there is no such call, or nothing of the kind can happen to it"
 
 
 class Worker:
@@ -52,7 +51,7 @@ class Worker:
         return invariants.Reference(before, after, variants)
 
     def run_on(self, files, action, **keywords):
-        self.gateway.lay(files)
+        lay(files)
         return self.gateway.run(action, **keywords)
 
     def points(self, action, calls):
@@ -68,7 +67,7 @@ class Worker:
     def play(self, job):
         """Returns the outcome of the job and everything that does not hold after it."""
         options = tracer_options(job) if job.point is not None else None
-        self.gateway.lay(self.before)
+        lay(self.before)
         if job.how == "disk":
             fill_disk(job.number)
         outcome = self.gateway.run(job.action, options, stage="disturbed")
@@ -89,7 +88,7 @@ class Worker:
         files = {path: file for path, file in outcome.files.items() if path != gateway.LOCK}
         journal = files.get(gateway.DATABASE + "-journal")
         state = {path: file for path, file in files.items() if not invariants.is_database(path)}
-        key = (job.action, frozenset(state.items()), frozenset(outcome.database.items()), journal)
+        key = (job.action, frozenset(state.items()), frozenset(outcome.database), journal)
         if key not in self.verdicts:
             following = self.run_on(files, job.action, stage="next")
             self.verdicts[key] = invariants.check_next(following, reference)
@@ -113,9 +112,11 @@ def by_process(report):
 
 
 def tracer_options(job):
-    calls = "all" if job.point.phase == "loader" else "program"
-    at = f"{job.point.process}:{job.point.call}"
-    return ["--calls", calls, "--at", at, "--disturb", f"{job.how}:{job.number}"]
+    return ["--calls", "all" if job.point.phase == "loader" else "program", *disturbance(job)]
+
+
+def disturbance(job):
+    return ["--at", f"{job.point.process}:{job.point.call}", "--disturb", f"{job.how}:{job.number}"]
 
 
 def mount_small_disk():
@@ -229,48 +230,27 @@ def name_of_fault(job):
 
 
 def report(worker, arguments, job, outcome, found):
+    """Returns what the summary needs of a run."""
     if arguments.verbose:
         show(worker, job, outcome, found)
-        return
-    print(json.dumps({"run": describe(job), "fault": name_of_fault(job), "found": found}), flush=True)
+    return {"run": describe(job), "fault": name_of_fault(job), "found": found}
 
 
-def parse_arguments():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("--program", required=True)
-    parser.add_argument("--action", nargs="+", default=ACTIONS)
-    parser.add_argument("--kind", default="faults")
-    parser.add_argument("--syscall", nargs="*")
-    parser.add_argument("--at")
-    parser.add_argument("--disturb")
-    parser.add_argument("--loader", action="store_true")
-    parser.add_argument("--exhaustive", action="store_true")
-    parser.add_argument("--verbose", action="store_true")
-    parser.add_argument("--share", default="0/1", help="NUMBER/COUNT: each COUNT-th run from NUMBER")
-    return parser.parse_args()
-
-
-def main():
-    arguments = parse_arguments()
-    share, shares = map(int, arguments.share.split("/"))
-    os.umask(0o022)
+def play(arguments, part="0/1"):
+    """Makes a part of the disturbed runs, NUMBER/COUNT: each COUNT-th from NUMBER. Yields a report of each."""
+    share, shares = map(int, part.split("/"))
     if arguments.kind == "disk":
         mount_small_disk()
     laid = gateway.Gateway(arguments.program)
     worker = Worker(laid, laid.prepare())
     wanted = wanted_jobs(worker, arguments)
     if not wanted and arguments.kind != "disk":
-        raise SystemExit("there is no such call, or nothing of the kind can happen to it")
-    for index, job in enumerate(wanted):
-        if index % shares == share:
-            report(worker, arguments, job, *worker.play(job))
+        raise SystemExit(NO_SUCH_CALL)
+    for job in wanted[share::shares]:
+        yield report(worker, arguments, job, *worker.play(job))
     if arguments.kind == "disk":
         booted = Worker(laid, as_after_boot(worker.before))
         cases = [(one, action) for one in (worker, booted) for action in arguments.action]
         for one, action in cases[share::shares]:
             for job, outcome, found in disk_jobs(one, action):
-                report(one, arguments, job, outcome, found)
-
-
-if __name__ == "__main__":
-    sys.exit(main())
+                yield report(one, arguments, job, outcome, found)

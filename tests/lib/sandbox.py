@@ -111,10 +111,11 @@ def write_system_database(entries):
     connection.close()
 
 
-def read_system_database():
-    if not os.path.exists(SYSTEM_DATABASE):
+def read_system_database(path=SYSTEM_DATABASE):
+    """Returns the entries in such lines, in the order of their names."""
+    if not os.path.exists(path):
         return []
-    connection = sqlite3.connect(SYSTEM_DATABASE)
+    connection = sqlite3.connect(path)
     rows = connection.execute("SELECT database, key, value FROM entries ORDER BY database, key").fetchall()
     connection.close()
     return [f"{f'{database}/' if database else ''}{key} = {value}" for database, key, value in rows]

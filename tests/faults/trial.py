@@ -1,27 +1,20 @@
-#!/usr/bin/python3
 """Every call of `lanfab confirm` or `lanfab try` fails once, and every one is once the last.
-
-    tests/python tests/faults/trial --command confirm|try --lanfab FILE --tracer FILE
-                                    [--at CALL --disturb HOW:NUMBER]
 
 After `confirm` the installed file is the old configuration or the new one, whole, as a run sees it and as the
 next boot finds it. After `try` the old one is in force, or the timer runs that brings it back.
 """
 
-import argparse
 import errno
 import os
 import pathlib
 import signal
 import subprocess
-import sys
 
-from lib.checkout import SANDBOX
+from faults import gateway, points, worker
 from lib.fake_systemd import (APPLIED, ENVIRONMENT, INSTALLED, PREVIOUS, STATE, TIMER, TRIAL, UNITS,
                               end_trial, installed_on_disk, is_trial_active, lay_out)
 
 NEW_FILE = pathlib.Path("/run/new.json")
-REPORT = pathlib.Path("/run/report")
 OLDER, OLD, NEW = ('{"is": "' + word * 3000 + '"}\n' for word in ("older", "old", "new"))
 
 
@@ -54,50 +47,42 @@ class Confirm:
     words = ("confirm",)
     lay = staticmethod(lay_trial)
 
-    def __init__(self, options):
-        self.options = options
+    def __init__(self, directory):
+        self.tracer = directory / "fault_tracer"
+        self.command = (directory / "cli" / "lanfab", *self.words)
 
     def run(self, *disturbance):
         """Returns the status, which is negative after a signal, what was said, and the report."""
-        tracer = (self.options.tracer, "--report", REPORT, "--calls", "program", *disturbance, "--")
-        command = [*tracer, self.options.lanfab, *self.words]
-        result = subprocess.run(command, env=ENVIRONMENT, capture_output=True, text=True, check=True)
-        report = [line.split("\t") for line in REPORT.read_text(encoding="utf-8").splitlines()]
-        _, how, number = next(line for line in report if line[0] == "end")
-        return int(number) if how == "exit" else -int(number), result.stderr, report
+        return gateway.trace(self.tracer, *disturbance, "--", *self.command, env=ENVIRONMENT)
 
-    def disturbances(self):
+    def jobs(self):
         """Every call of lanfab itself, with each way to disturb it."""
         self.lay()
         status, said, report = self.run()
         if status != 0 or list(self.violations(status, said)):
             raise SystemExit(f"fails without a fault: {status} {said} {list(self.violations(status, said))}")
-        calls = [line[2:] for line in report if line[:2] == ["call", "0"]]
-        for call, _, name, *_ in calls[self.first(calls):]:
-            yield call, name, f"signal:{signal.SIGKILL:d}"
-            if name == "exit_group":
-                continue
-            yield call, name, f"error:{errno.EIO}"
-            if name == "write":
-                yield call, name, f"error:{errno.ENOSPC}"
-                yield call, name, f"torn:{errno.ENOSPC}"
-                yield call, name, "short:0"
+        calls = [point for point in points.read_list(worker.by_process(report)) if point.is_main]
+        for point in calls[self.first(calls):]:
+            faults = points.FAULTS["write"] if point.name == "write" else [("error", "EIO")]
+            yield points.Job(self.words[0], point, "signal", signal.SIGKILL)
+            for how, error in faults if point.name != "exit_group" else ():
+                yield points.Job(self.words[0], point, how, getattr(errno, error) if error else 0)
 
-    def play(self, call, how):
-        """Returns everything that does not hold after one disturbed run."""
+    def play(self, job):
+        """Yields everything that does not hold after one disturbed run."""
         self.lay()
-        status, said, report = self.run("--at", f"0:{call}", "--disturb", how)
-        if not any(line[0] == "disturbed" for line in report):
-            return ["nothing was disturbed"]
-        found = list(self.violations(status, said))
+        status, said, report = self.run(*worker.disturbance(job))
+        if not any(line.startswith("disturbed\t") for line in report):
+            yield "nothing was disturbed"
+        yield from self.violations(status, said)
         # What goes on can be confirmed, whatever the disturbed run has left.
         if is_trial_active():
-            following = Confirm(self.options)
+            following = Confirm(self.tracer.parent)
             status, said, _ = following.run()
-            found += [f"the next one: {violation}" for violation in following.violations(status, said)]
+            for violation in following.violations(status, said):
+                yield f"the next one: {violation}"
             if status != 0:
-                found.append(f"the next one: status {status}: {said}")
-        return found
+                yield f"the next one: status {status}: {said}"
 
     @staticmethod
     def first(_):
@@ -118,7 +103,7 @@ class Try(Confirm):
     @staticmethod
     def first(calls):
         """Before, nothing of the gateway is touched: there is only what `lanfab diff` does, too."""
-        return next(place for place, call in enumerate(calls) if call[-1] == str(TRIAL.parent))
+        return next(place for place, call in enumerate(calls) if call.object == str(TRIAL.parent))
 
     @staticmethod
     def violations(status, said):
@@ -163,40 +148,14 @@ def violations_of_confirm(status, said):
         yield f"left behind: {os.listdir(INSTALLED.parent)}"
 
 
-def inside(options):
+def play(arguments):
+    """Yields what does not hold."""
     lay_out()
-    runs = {"confirm": Confirm, "try": Try}[options.command](options)
-    jobs = list(runs.disturbances())
-    if options.at is not None:
-        jobs = [job for job in jobs if job[0] == options.at and options.disturb in (None, job[2])]
-    failed = 0
-    for call, name, how in jobs:
-        for violation in runs.play(call, how):
-            print(f"--at {call} --disturb {how}: {name}: {violation}")
-            failed += 1
-    print(f"{len(jobs)} runs of lanfab {options.command} disturbed, {failed} violations")
-    return 1 if failed or not jobs else 0
-
-
-def main():
-    parser = argparse.ArgumentParser(
-        description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--command", required=True, choices=("confirm", "try"))
-    parser.add_argument("--lanfab", required=True, type=pathlib.Path)
-    parser.add_argument("--tracer", required=True, type=pathlib.Path)
-    parser.add_argument("--at", metavar="CALL")
-    parser.add_argument("--disturb", metavar="HOW:NUMBER")
-    parser.add_argument("--inside", action="store_true", help=argparse.SUPPRESS)
-    options = parser.parse_args()
-    if options.inside:
-        return inside(options)
-    words = ["--command", options.command]
-    words += ["--lanfab", options.lanfab.resolve(), "--tracer", options.tracer.resolve()]
-    for name, value in (("--at", options.at), ("--disturb", options.disturb)):
-        words += [name, value] if value else []
-    command = [SANDBOX, sys.executable, __file__, "--inside", *words]
-    return subprocess.run(command, check=False).returncode
-
-
-if __name__ == "__main__":
-    sys.exit(main())
+    runs = {"confirm": Confirm, "try": Try}[arguments.kind](pathlib.Path(arguments.program).parent)
+    jobs = [job for job in runs.jobs() if worker.matches(job, arguments)]
+    if not jobs:
+        raise SystemExit(worker.NO_SUCH_CALL)
+    for job in jobs:
+        for violation in runs.play(job):
+            yield f"{worker.describe(job)}: {violation}"
+    print(f"{len(jobs)} runs of lanfab {arguments.kind} disturbed")
