@@ -1,5 +1,4 @@
-#!/usr/bin/python3
-"""Changes one decision of src/ after the other in a copy of the checkout, and shows that lanfab follows.
+"""Changes one decision of src/ after the other, and shows that lanfab follows.
 
 Each case edits one place of src/ and nothing of cli/. With that build, `lanfab check`, `lanfab graph` and
 `lanfab diff` must say about the case's configuration what they did not say before, and no longer say what
@@ -10,12 +9,12 @@ import argparse
 import dataclasses
 import os
 import pathlib
-import shutil
 import subprocess
 import sys
 import tempfile
 
-CHECKOUT = pathlib.Path(__file__).resolve().parents[2]
+from lib import planted
+from lib.checkout import CHECKOUT
 
 
 @dataclasses.dataclass
@@ -99,42 +98,21 @@ DECISIONS = [
 ]
 
 
-class Copy:
-    """A copy of the checkout's files, and the programs that are built from it."""
-
-    def __init__(self, directory):
-        self.checkout = directory / "checkout"
-        self.checkout.mkdir()
-        files = subprocess.check_output(["git", "ls-files", "-z"], cwd=CHECKOUT, encoding="utf-8")
-        for file in files.rstrip("\0").split("\0"):
-            target = self.checkout / file
-            target.parent.mkdir(parents=True, exist_ok=True)
-            shutil.copy(CHECKOUT / file, target)
-        configure = ["cmake", "--preset", "quick"]
-        subprocess.run(configure, cwd=self.checkout, stdout=subprocess.DEVNULL, check=True)
-
-    def build(self):
-        """Builds both programs."""
-        targets = ["--target", "cmd_lanfab", "lanfab", "--", "--quiet"]
-        subprocess.run(["cmake", "--build", "--preset", "quick", *targets], cwd=self.checkout, check=True)
-
-    def outputs(self, configuration):
-        """What each command prints about the configuration; `diff` compares it with an empty one."""
-        programs = self.checkout / "build" / "quick"
-        environment = dict(os.environ, LC_ALL="C.UTF-8")
-        file = self.checkout / "network.json"
-        file.write_text(configuration, encoding="utf-8")
-        empty = self.checkout / "empty.json"
-        empty.write_text("{}", encoding="utf-8")
+def outputs(lanfab, program, configuration):
+    """What each command prints about the configuration; `diff` compares it with an empty one."""
+    with tempfile.TemporaryDirectory() as directory:
+        for name, text in (("network.json", configuration), ("empty.json", "{}")):
+            pathlib.Path(directory, name).write_text(text, encoding="utf-8")
         arguments = {
-            "check": ["check", "--offline", file],
-            "graph": ["graph", file],
-            "diff": ["diff", "--program", programs / "cmd_lanfab", "--cell", "up", empty, file],
+            "check": ["check", "--offline", "network.json"],
+            "graph": ["graph", "network.json"],
+            "diff": ["diff", "--program", program, "--cell", "up", "empty.json", "network.json"],
         }
         return {
             command: subprocess.run(
-                [programs / "cli" / "lanfab", *words],
-                env=environment,
+                [lanfab, *words],
+                cwd=directory,
+                env=dict(os.environ, LC_ALL="C.UTF-8"),
                 stdout=subprocess.PIPE,
                 stderr=subprocess.STDOUT,
                 encoding="utf-8",
@@ -168,26 +146,21 @@ def show(decision, outputs):
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawTextHelpFormatter)
     parser.add_argument("--show", action="store_true", help="print every output")
+    parser.add_argument("--build", type=pathlib.Path, default=CHECKOUT / "build" / "quick")
     options = parser.parse_args()
+    build = options.build.resolve()
     failed = False
-    with tempfile.TemporaryDirectory() as directory:
-        copy = Copy(pathlib.Path(directory))
-        copy.build()
-        before = [copy.outputs(decision.configuration) for decision in DECISIONS]
-        for decision, outputs in zip(DECISIONS, before):
-            source = copy.checkout / decision.file
-            original = source.read_text(encoding="utf-8")
-            if original.count(decision.old) != 1:
-                sys.exit(f"{decision.file}: the text to be changed is not there once: {decision.old}")
-            source.write_text(original.replace(decision.old, decision.new), encoding="utf-8")
-            copy.build()
-            after = copy.outputs(decision.configuration)
-            source.write_text(original, encoding="utf-8")
-            if options.show:
-                show(decision, {command: (outputs[command], after[command]) for command in outputs})
-            for complaint in complaints(decision, outputs, after):
-                print(f"{decision.name}: {complaint}", file=sys.stderr)
-                failed = True
+    for decision in DECISIONS:
+        before = outputs(build / "cli" / "lanfab", build / "cmd_lanfab", decision.configuration)
+        with tempfile.TemporaryDirectory() as directory:
+            programs = planted.build_with(decision.file, decision.old, decision.new, build,
+                                          ["lanfab", "cmd_lanfab"], pathlib.Path(directory))
+            after = outputs(*programs, decision.configuration)
+        if options.show:
+            show(decision, {command: (before[command], after[command]) for command in before})
+        for complaint in complaints(decision, before, after):
+            print(f"{decision.name}: {complaint}", file=sys.stderr)
+            failed = True
     return 1 if failed else 0
 
 

@@ -1,28 +1,22 @@
-#!/usr/bin/env python3
 """Plants one bug after the other into the sources, and demands that its fuzz target finds it.
 
-Usage: plant [--build DIRECTORY] [BUG...]   all bugs, with the build of the preset `clang`
-
-A bug is a text of one source file that is replaced, in a copy; the file is compiled anew and the target
-linked with it. It must be found in the sample of inputs that CI runs, in which the target as it is must find
-nothing. A text that the source no longer has
-exactly once fails, as does a target that ends in another way than the bug would have it end.
+A bug must be found in the sample of inputs that CI runs, in which the target as it is must find nothing. One
+whose text the source no longer has exactly once fails, as does a target that ends in another way than the bug
+would have it end.
 """
 
 import argparse
 import concurrent.futures
 import dataclasses
-import json
 import os
 import pathlib
 import re
-import shlex
 import subprocess
 import sys
 import tempfile
 
-HERE = pathlib.Path(__file__).resolve().parent
-CHECKOUT = HERE.parent.parent
+from lib import planted
+from lib.checkout import CHECKOUT, TESTS
 
 
 @dataclasses.dataclass
@@ -81,55 +75,9 @@ BUGS = [
 ]
 
 
-class NotPlanted(Exception):
-    """A bug that cannot be planted."""
-
-
-def planted_source(bug):
-    """Returns the source with the bug in it."""
-    source = (CHECKOUT / bug.source).read_text()
-    if source.count(bug.text) != 1:
-        raise NotPlanted(f"{bug.source} has the text {source.count(bug.text)} times, not once: {bug.text}")
-    return source.replace(bug.text, bug.replacement)
-
-
-def compile_command(build, source):
-    """The words that compile a source file, without the file and its outputs."""
-    path = str(CHECKOUT / source)
-    commands = json.loads((build / "compile_commands.json").read_text())
-    entry = next(command for command in commands if command["file"] == path)
-    words = shlex.split(entry["command"])
-    return words[:words.index("-o")] + [f"-I{os.path.dirname(path)}"]
-
-
-def link_command(build, target):
-    """The words that link a target, without its output, and the place where an object can be added."""
-    listing = subprocess.run(["ninja", "-C", build, "-t", "commands", f"fuzz_{target}"],
-                             check=True, capture_output=True, text=True).stdout
-    line = listing.splitlines()[-1].removeprefix(": && ").removesuffix(" && :")
-    words = shlex.split(line)
-    place = words.index("-o")
-    return words[:place], words[place + 2:]
-
-
-def build_with(bug, build, scratch):
-    """Returns the program of the target with the bug in it."""
-    source = scratch / pathlib.Path(bug.source).name
-    source.write_text(planted_source(bug))
-    compiled = scratch / "planted.o"
-    program = scratch / f"fuzz_{bug.target}"
-    # What the compiler says of a planted bug is no matter.
-    command = compile_command(build, bug.source)
-    subprocess.run(command + ["-w", "-o", compiled, "-c", source], check=True, cwd=build)
-    before, after = link_command(build, bug.target)
-    # Ahead of the libraries, so that the linker leaves the library's own version alone.
-    subprocess.run(before + ["-o", program, compiled] + after, check=True, cwd=build)
-    return program
-
-
 def run(program, target, scratch):
     """Runs a target on the sample; returns its status and what it said."""
-    command = [HERE / "run", program, target, "-rss_limit_mb=1024", f"-artifact_prefix={scratch}/"]
+    command = [TESTS / "fuzz" / "run", program, target, "-rss_limit_mb=1024", f"-artifact_prefix={scratch}/"]
     environment = {**os.environ, "ASAN_OPTIONS": "detect_leaks=0"}
     done = subprocess.run(command, env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                           stderr=subprocess.STDOUT, text=True, errors="replace", check=False)
@@ -141,8 +89,9 @@ def complaint_about_bug(bug, build):
     with tempfile.TemporaryDirectory() as directory:
         scratch = pathlib.Path(directory)
         try:
-            program = build_with(bug, build, scratch)
-        except NotPlanted as error:
+            program, = planted.build_with(bug.source, bug.text, bug.replacement, build, [f"fuzz_{bug.target}"],
+                                          scratch)
+        except planted.NotPlanted as error:
             return str(error)
         status, said = run(program, bug.target, scratch)
     if status == 0:
