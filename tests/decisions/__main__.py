@@ -133,19 +133,8 @@ def complaints(decision, before, after):
             yield f"{command}: the output is the same"
 
 
-def show(decision, outputs):
-    """Prints the outputs as a section of a Markdown file."""
-    print(f"## {decision.name}\n\n`{decision.file}`:\n\n```\n- {decision.old}\n+ {decision.new}\n```\n")
-    print(f"network.json:\n\n```\n{decision.configuration}\n```")
-    for command, texts in outputs.items():
-        for when, text in zip(("before", "after"), texts):
-            print(f"\n`lanfab {command}`, {when}:\n\n```\n{text.rstrip()}\n```")
-    print()
-
-
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawTextHelpFormatter)
-    parser.add_argument("--show", action="store_true", help="print every output")
     parser.add_argument("--build", type=pathlib.Path, default=CHECKOUT / "build" / "quick")
     options = parser.parse_args()
     build = options.build.resolve()
@@ -156,8 +145,6 @@ def main():
             programs = planted.build_with(decision.file, decision.old, decision.new, build,
                                           ["lanfab", "cmd_lanfab"], pathlib.Path(directory))
             after = outputs(*programs, decision.configuration)
-        if options.show:
-            show(decision, {command: (before[command], after[command]) for command in before})
         for complaint in complaints(decision, before, after):
             print(f"{decision.name}: {complaint}", file=sys.stderr)
             failed = True

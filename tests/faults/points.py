@@ -24,53 +24,31 @@ RECORDERS = ("ip", "systemctl", "networkctl", "telnet-init", "route_table_flush"
 # Where a process begins another one.
 SPAWNS = ("clone", "clone3", "fork", "vfork")
 
-# What goes wrong with each call: how, and with which error.
-FAULTS = {
-    "access": [("error", "EIO")],
-    "chmod": [("error", "EPERM")],
-    "clone": [("error", "EAGAIN")],
-    "clone3": [("error", "EAGAIN")],
-    "close": [("late", "EIO")],
-    "connect": [("error", "ECONNREFUSED")],
-    "copy_file_range": [("error", "ENOSPC"), ("error", "EIO")],
-    "dup2": [("error", "EMFILE")],
-    "execve": [("error", "ENOMEM")],
-    "faccessat2": [("error", "EIO")],
-    "fchmod": [("error", "EPERM")],
-    "fchmodat": [("error", "EPERM")],
-    "fchown": [("error", "EPERM")],
-    "fcntl": [("error", "EIO")],
-    "fdatasync": [("error", "EIO")],
-    "flock": [("error", "ENOLCK")],
-    "fork": [("error", "EAGAIN")],
-    "fsync": [("error", "EIO")],
-    "ftruncate": [("error", "EIO")],
-    "getdents64": [("error", "EIO")],
-    "ioctl": [("error", "EIO")],
-    "lseek": [("error", "EIO")],
-    "mkdir": [("error", "ENOSPC")],
-    "mkdirat": [("error", "ENOSPC")],
-    "mmap": [("error", "ENOMEM")],
-    "openat": [("error", "EMFILE")],
-    "pipe2": [("error", "EMFILE")],
-    "poll": [("error", "ENOMEM")],
-    "pread64": [("error", "EIO"), ("torn", "EIO")],
-    "pwrite64": [("error", "ENOSPC"), ("error", "EIO"), ("short", None), ("torn", "ENOSPC")],
-    "read": [("error", "EIO"), ("torn", "EIO")],
-    "readlink": [("error", "EIO")],
-    "recvfrom": [("error", "ECONNREFUSED")],
-    "rename": [("error", "EIO")],
-    "renameat2": [("error", "EIO")],
-    "sendmmsg": [("error", "ENOBUFS")],
-    "sendto": [("error", "ENOBUFS")],
-    "socket": [("error", "EMFILE")],
-    "unlink": [("error", "EIO")],
-    "unlinkat": [("error", "EIO")],
-    "utimensat": [("error", "EPERM")],
-    "vfork": [("error", "EAGAIN")],
-    "write": [("error", "ENOSPC"), ("error", "EIO"), ("short", None), ("torn", "ENOSPC")],
-    "writev": [("error", "ENOSPC"), ("error", "EIO")],
+# The error with which a call fails, and what else goes wrong with some: how, and with which error.
+CALLS_BY_ERROR = {
+    "EAGAIN": "clone clone3 fork vfork",
+    "ECONNREFUSED": "connect recvfrom",
+    "EIO": "access copy_file_range faccessat2 fcntl fdatasync fsync ftruncate getdents64 ioctl lseek pread64 "
+           "pwrite64 read readlink rename renameat2 unlink unlinkat write writev",
+    "EMFILE": "dup2 openat pipe2 socket",
+    "ENOBUFS": "sendmmsg sendto",
+    "ENOLCK": "flock",
+    "ENOMEM": "execve mmap poll",
+    "ENOSPC": "copy_file_range mkdir mkdirat pwrite64 write writev",
+    "EPERM": "chmod fchmod fchmodat fchown utimensat",
 }
+OTHER_FAULTS = {
+    "close": [("late", "EIO")],
+    **dict.fromkeys(("pread64", "read"), [("torn", "EIO")]),
+    **dict.fromkeys(("pwrite64", "write"), [("short", None), ("torn", "ENOSPC")]),
+}
+
+
+def faults_of(name):
+    """What can go wrong with a call of this name."""
+    errors = [("error", error) for error, names in CALLS_BY_ERROR.items() if name in names.split()]
+    return errors + OTHER_FAULTS.get(name, [])
+
 
 # Ctrl-C reaches the whole process group of a terminal.
 SIGNALS = [("signal", signal.SIGKILL), ("signal", signal.SIGTERM), ("signal", signal.SIGHUP),
@@ -156,7 +134,7 @@ def fault_jobs(action, points, phase):
     # The first call is the tracer's own execve of the program.
     return [Job(action, point, how, getattr(errno, error) if error else 0)
             for point in points[1:] if point.phase == phase
-            for how, error in FAULTS.get(point.name, ()) if can_happen(how, point)]
+            for how, error in faults_of(point.name) if can_happen(how, point)]
 
 
 def can_happen(how, point):

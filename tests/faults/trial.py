@@ -63,7 +63,7 @@ class Confirm:
             raise SystemExit(f"fails without a fault: {status} {said} {list(self.violations(status, said))}")
         calls = [point for point in points.read_list(worker.by_process(report)) if point.is_main]
         for point in calls[self.first(calls):]:
-            faults = points.FAULTS["write"] if point.name == "write" else [("error", "EIO")]
+            faults = points.faults_of("write") if point.name == "write" else [("error", "EIO")]
             yield points.Job(self.words[0], point, "signal", signal.SIGKILL)
             for how, error in faults if point.name != "exit_group" else ():
                 yield points.Job(self.words[0], point, how, getattr(errno, error) if error else 0)
