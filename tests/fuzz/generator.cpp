@@ -3,37 +3,18 @@
 #include <algorithm>
 #include <climits>
 #include <fstream>
-#include <map>
 
-using Values = std::vector<Json::Value>;
-
-static const std::map<std::string, Values>& kinds() {
-  static const std::map<std::string, Values> kinds = {
-      {"bool", {true, true, true, false}},
-      {"int", {0, 1, -1, 7, 100, 1400, 1500, 65535, INT_MAX, INT_MIN}},
-      {"prefix", {0, 8, 24, 25, 30, 31, 32, 33, -1, INT_MAX, INT_MIN}},
-      {"vid", {1, 10, 100, 4094, 0, 65536, INT_MAX, -1, INT_MIN}},
-      {"address",
-       {"192.168.1.1", "192.168.1.77", "10.20.30.41", "0.0.0.0", "255.255.255.255", "169.254.0.1", "1.1.1",
-        "", "dynamic", "host.example", "fe80::1", "10.0.0.0/8, 192.168.0.0/16,,"}},
-      {"interface",
-       {"eth0", "eth1", "wlan0", "wlan1", "wwan0", "br-lan", "gre-tun1", "eth0.100", "veth0", ""}},
-      {"mode", {"router", "router", "pass-through", "pass-through-auto", "Router", ""}},
-      {"protocol", {"static", "static", "dhcp_client", ""}},
-      {"source", {"isp", "static", ""}},
-      {"text", {"a name", "3600", "2m", "02:00:5e:00:00:20", ""}},
-      {"class", {"EF", "AF11", "af11", "CS0", ""}},
-  };
-  return kinds;
-}
-
-const Json::Value& shapes() {
-  static const Json::Value shapes = [] {
+static const Json::Value& shape_file() {
+  static const Json::Value file = [] {
     Json::Value parsed;
     std::ifstream(SHAPE_FILE) >> parsed;
     return parsed;
   }();
-  return shapes;
+  return file;
+}
+
+const Json::Value& shapes() {
+  return shape_file()["shapes"];
 }
 
 static unsigned seed_of(const std::uint8_t* bytes, std::size_t size) {
@@ -80,7 +61,9 @@ Json::Value Generator::value_of(const Json::Value& shape) {
   if (is_disorderly()) return rubbish(0);
   if (shape.isString()) {
     const std::string name = shape.asString();
-    return name[0] == '@' ? value(name) : leaf(name);
+    if (name[0] == '@') return value(name);
+    const Json::Value& values = shape_file()["values"][name];
+    return values[below(values.size())];
   }
   if (shape.isArray()) {
     Json::Value list(Json::arrayValue);
@@ -93,10 +76,6 @@ Json::Value Generator::value_of(const Json::Value& shape) {
     if (!is_disorderly()) object[key] = value_of(shape[key]);
   }
   return object;
-}
-
-Json::Value Generator::leaf(const std::string& kind) {
-  return pick(kinds().at(kind));
 }
 
 Json::Value Generator::rubbish(unsigned depth) {

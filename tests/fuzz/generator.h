@@ -37,7 +37,6 @@ class Generator {
   unsigned next_byte();
   bool is_disorderly();
   Json::Value value_of(const Json::Value& shape);
-  Json::Value leaf(const std::string& kind);
   Json::Value rubbish(unsigned depth);
   std::string odd_text();
   std::string bytes(std::size_t size);

@@ -1,7 +1,7 @@
 """The shape of a configuration, made from its schema: each path with the kind of value that belongs there.
 
-`python3 shape.py` prints it as JSON for generator.cpp, which has values of each kind. "@dhcp" is the shape of
-that name: what the program reads with the same functions has the same name.
+`python3 shape.py` prints it as JSON for generator.cpp, with values of each kind. "@dhcp" is the shape of that
+name: what the program reads with the same functions has the same name.
 """
 
 import json
@@ -20,6 +20,23 @@ KINDS = {
                     "address"),
     **dict.fromkeys(("interface", "interfaces", "primary_interface"), "interface"),
     "mode": "mode", "protocol": "protocol", "source": "source", "dscp": "class", "vid": "vid",
+}
+
+# Values of each kind, right ones and wrong ones; what stands there twice is chosen more often.
+MOST, LEAST = 2**31 - 1, -(2**31)
+VALUES = {
+    "bool": [True, True, True, False],
+    "int": [0, 1, -1, 7, 100, 1400, 1500, 65535, MOST, LEAST],
+    "prefix": [0, 8, 24, 25, 30, 31, 32, 33, -1, MOST, LEAST],
+    "vid": [1, 10, 100, 4094, 0, 65536, MOST, -1, LEAST],
+    "address": ["192.168.1.1", "192.168.1.77", "10.20.30.41", "0.0.0.0", "255.255.255.255", "169.254.0.1",
+                "1.1.1", "", "dynamic", "host.example", "fe80::1", "10.0.0.0/8, 192.168.0.0/16,,"],
+    "interface": ["eth0", "eth1", "wlan0", "wlan1", "wwan0", "br-lan", "gre-tun1", "eth0.100", "veth0", ""],
+    "mode": ["router", "router", "pass-through", "pass-through-auto", "Router", ""],
+    "protocol": ["static", "static", "dhcp_client", ""],
+    "source": ["isp", "static", ""],
+    "text": ["a name", "3600", "2m", "02:00:5e:00:00:20", ""],
+    "class": ["EF", "AF11", "af11", "CS0", ""],
 }
 
 # The program gets the object for a GRE tap from its caller.
@@ -72,4 +89,4 @@ def shapes():
 
 
 if __name__ == "__main__":
-    print(json.dumps(shapes()))
+    print(json.dumps({"shapes": shapes(), "values": VALUES}))

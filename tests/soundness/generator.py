@@ -3,20 +3,17 @@
 import copy
 import random
 
+from fuzz.shape import VALUES
+
+KNOWN_VALUES = [value for values in VALUES.values() for value in values]
 MODES = ("router", "router", "router", "pass-through", "pass-through-auto")
 # What stands in the place of a value that is spoilt, by its type.
 ODD_TEXTS = (
-    "",
+    *(value for value in KNOWN_VALUES if isinstance(value, str)),
     " ",
-    "0.0.0.0",
-    "255.255.255.255",
-    "192.168.1.1",
     "192.168.1.256",
     "10.0.0.1/24",
-    "10.0.0",
     "300",
-    "fe80::1",
-    "gateway.example",
     "my host",
     "-",
     "#",
@@ -38,44 +35,12 @@ ODD_TEXTS = (
     "tag:x",
     "ignore",
     "id:*",
-    "router",
-    "Router",
-    "static",
-    "dhcp_client",
-    "eth0",
-    "eth1",
-    "eth0.20",
-    "br-lan",
-    "wlan0",
-    "wwan0",
-    "gre-tun1",
-    "dynamic",
-    "isp",
     "%",
     "[x]",
     "\u00e4",
     "x" * 64,
 )
-ODD_NUMBERS = (
-    -1,
-    0,
-    1,
-    24,
-    30,
-    31,
-    32,
-    33,
-    67,
-    68,
-    1280,
-    1500,
-    4094,
-    4095,
-    65535,
-    65536,
-    2**31 - 1,
-    -(2**31),
-)
+ODD_NUMBERS = (*(value for value in KNOWN_VALUES if type(value) is int), 67, 68, 1280, 4095)
 ODD_VALUES = (None, [], {}, True, False, 1.5)
 
 
