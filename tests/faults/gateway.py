@@ -10,6 +10,7 @@ import subprocess
 
 from lib.checkout import TESTS
 from lib.limits import HANG_SECONDS
+from lib.play import Failure, Process
 from lib.sandbox import (ACTIVE_SERVICES, RECORDED_COMMANDS, Syslog, lay, read_system_database, snapshot,
                          write_system_database)
 
@@ -94,20 +95,22 @@ class Gateway:
         command = [self.program, action]
         if tracer_options is not None:
             command = [self.tracer, "--report", str(report), *tracer_options, "--", *command]
-        with open(self.scratch / "stderr", "w+b") as stderr:
-            usual = {"stdin": subprocess.DEVNULL, "stdout": subprocess.DEVNULL, "stderr": stderr,
-                     "umask": 0o022}
-            process = subprocess.Popen(command, env=self.environment(configuration, stage), **usual | caller)
-            log = []
-            status = self._wait(process, log)
-            stderr.seek(0)
-            errors = stderr.read().decode(errors="backslashreplace")
+        stderr = self.scratch / "stderr"
+        usual = {"stdout": subprocess.DEVNULL, "stderr": stderr.open("wb"), "umask": 0o022}
+        process = Process(command, self.syslog, self.time_limit, env=self.environment(configuration, stage),
+                          **usual | caller)
+        process.start()
+        try:
+            status = process.finish()
+        except Failure:
+            status = None
+        os.close(process.ended)
         lines = report.read_text(errors="backslashreplace").splitlines()
         if tracer_options is not None and status is not None:
             status = status_in(lines)
         files = snapshot()
-        return Outcome(status, files, self.database_of(files), log,
-                       RECORDED_COMMANDS.read_text().splitlines(), errors, lines)
+        return Outcome(status, files, self.database_of(files), process.log,
+                       RECORDED_COMMANDS.read_text().splitlines(), stderr.read_text(errors="backslashreplace"), lines)
 
     def database_of(self, files):
         """The entries of the system database, as the next one who opens it finds them."""
@@ -127,17 +130,6 @@ class Gateway:
             return read_system_database(copy)
         except sqlite3.Error as error:
             return [f"unreadable: {error}"]
-
-    def _wait(self, process, log):
-        """Returns the status, None if the process does not end; adds to the log what arrives until then."""
-        ended = os.pidfd_open(process.pid)
-        has_ended = self.syslog.follow(log, ended, lambda: process.poll() is not None, self.time_limit)
-        if not has_ended:
-            process.kill()
-            process.wait()
-        os.close(ended)
-        log += self.syslog.receive()
-        return process.returncode if has_ended else None
 
     def _lay_link(self, values):
         for name, value in values.items():

@@ -72,10 +72,10 @@ def show_to_networkd(units):
     return said
 
 
-def refusal(text):
+def refusal(configuration, dnsmasq="dnsmasq"):
     """Returns what dnsmasq says of a configuration that it refuses, "" of another one."""
-    pathlib.Path(DNSMASQ_CONF).write_bytes(text.encode("latin-1"))
-    done = subprocess.run(["dnsmasq", "--test", "-C", DNSMASQ_CONF], capture_output=True, check=False)
+    done = subprocess.run([dnsmasq, "--test", "--conf-file=-"], input=configuration, capture_output=True,
+                          check=False)
     return done.stderr.decode(errors="replace").strip() if done.returncode else ""
 
 
@@ -91,11 +91,12 @@ def wait_for_adopted_children():
             os.wait()
 
 
-def run_dnsmasq():
+def run_dnsmasq(configuration):
     """Starts dnsmasq, which tells its script of the leases that it finds; returns what is to be said of it."""
     expiry = int(time.time()) + 3600
     lease = f"{expiry} 02:00:5e:00:00:99 192.168.1.9 * *\n"
     pathlib.Path("/run/dnsmasq.leases").write_text(lease)
+    pathlib.Path(DNSMASQ_CONF).write_bytes(configuration)
     pathlib.Path("/run/resolv.conf").touch()
     dnsmasq = subprocess.Popen(["dnsmasq", "-k", "--log-facility=-", "-C", DNSMASQ_CONF],
                                stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
@@ -117,7 +118,8 @@ def main():
     # A script that says that it ran.
     pathlib.Path("/run/script").write_text("#!/bin/sh\ntouch /run/pwned\n")
     os.chmod("/run/script", 0o755)
-    dnsmasq = [refusal(text) or (run_dnsmasq() if shown["starts"] else "") for text in shown["configurations"]]
+    configurations = [text.encode("latin-1") for text in shown["configurations"]]
+    dnsmasq = [refusal(text) or (run_dnsmasq(text) if shown["starts"] else "") for text in configurations]
     json.dump([show_to_networkd(shown["units"]), dnsmasq], sys.stdout)
 
 

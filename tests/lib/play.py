@@ -18,6 +18,7 @@ import tempfile
 from . import case, patched, txtar
 from .checkout import EXAMPLES
 from .expected import USUAL_MODE
+from .limits import HANG_SECONDS
 from .sandbox import (ACTIVE_SERVICES, RECORDED_COMMANDS, SANITIZER_OPTIONS, SYSTEM_DATABASE, Syslog,
                       read_system_database, snapshot, write_system_database)
 
@@ -67,11 +68,12 @@ class Failure(Exception):
 class Process:
     """The program at work. The part `steps` of a case finds it as `run`."""
 
-    def __init__(self, command, environment, umask, syslog):
+    def __init__(self, command, syslog, seconds=HANG_SECONDS, **options):
         self.command = command
-        self.environment = environment
-        self.umask = umask
         self.syslog = syslog
+        self.seconds = seconds
+        # Those of Popen.
+        self.options = options
         self.log = []
         self.output = {name: tempfile.TemporaryFile() for name in ("stdout", "stderr")}
         self.process = None
@@ -79,8 +81,8 @@ class Process:
 
     def start(self):
         """Starts the program and returns at once."""
-        self.process = subprocess.Popen(self.command, env=self.environment, umask=self.umask,
-                                        cwd=CONFIGURATION.parent, stdin=subprocess.DEVNULL, **self.output)
+        self.process = subprocess.Popen(self.command, stdin=subprocess.DEVNULL,
+                                        **self.output | self.options)
         self.ended = os.pidfd_open(self.process.pid)
 
     def wait_for_log(self, line, times=1):
@@ -88,9 +90,10 @@ class Process:
         self._watch(lambda: self.log.count(line) >= times, f"has not logged {times}x: {line}")
 
     def finish(self):
-        """Returns when the program has ended and every line that it logged has arrived."""
+        """Returns the status when the program has ended and every line that it logged has arrived."""
         self._watch(lambda: self.process.poll() is not None, "is still running")
         self.log += self.syslog.receive()
+        return self.process.returncode
 
     def text(self, name):
         """What the program wrote to "stdout" or "stderr"."""
@@ -100,7 +103,7 @@ class Process:
         return text.replace(str(CONFIGURATION.parent), "$CONFIG")
 
     def _watch(self, done, complaint):
-        if not self.syslog.follow(self.log, self.ended, done):
+        if not self.syslog.follow(self.log, self.ended, done, self.seconds):
             self.process.kill()
             raise Failure(f"the program {complaint}\nits log so far:\n{as_lines(self.log)}")
 
@@ -119,7 +122,8 @@ class Player:
         self._prepare(run)
         there = watched_files()
         umask = int(body(run.inputs, "umask") or "022", 8)
-        process = Process(command_of(run, self.programs), environment_of(run), umask, self.syslog)
+        process = Process(command_of(run, self.programs), self.syslog, env=environment_of(run), umask=umask,
+                          cwd=CONFIGURATION.parent)
         if "steps" in run.inputs:
             exec(compile(body(run.inputs, "steps"), "steps", "exec"), {"run": process})
         else:

@@ -6,11 +6,9 @@ It must accept each but those of runs that say "refused by dnsmasq", and it must
 
 import os
 import shutil
-import subprocess
 import sys
-import tempfile
 
-from lib import case, expected
+from lib import case, daemons, expected, txtar
 from lib.checkout import TESTS
 from lib.runner import paths_of
 
@@ -38,23 +36,13 @@ def configurations():
                     sys.exit(f"{name}: there is no configuration to refuse")
 
 
-def complaint(dnsmasq, text):
-    """What dnsmasq says of a configuration, or "" when it takes it."""
-    with tempfile.NamedTemporaryFile("w", suffix=".conf") as file:
-        file.write(text)
-        file.flush()
-        done = subprocess.run([dnsmasq, "--test", "-C", file.name], stdin=subprocess.DEVNULL,
-                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
-    return done.stdout.strip() if done.returncode else ""
-
-
 def main():
     dnsmasq = find_dnsmasq()
     if dnsmasq is None:
         sys.exit("there is no dnsmasq on this machine")
     judged = wrong = 0
     for name, text, refused in configurations():
-        said = complaint(dnsmasq, text)
+        said = daemons.refusal(txtar.encode(text), dnsmasq)
         judged += 1
         if bool(said) != refused:
             wrong += 1
