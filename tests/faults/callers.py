@@ -55,19 +55,13 @@ def play_callers(laid, before):
                 yield f"{action}, whose caller {name}, ends with {outcome.status}; wrong: {', '.join(wrong)}"
 
 
-def default_action():
-    # In the background of a shell it is ignored.
-    signal.signal(signal.SIGINT, signal.SIG_DFL)
-
-
 def play_waiting_runs(laid, before):
     """Yields what a signal does to a run that waits, other than to end it."""
     lock = pathlib.Path(gateway.LOCK)
     for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
         lay(before)
         lock.touch()
-        run = subprocess.Popen([laid.program, "dnsmasq"], env=laid.environment("new", "waiting"),
-                               preexec_fn=default_action)
+        run = subprocess.Popen([laid.program, "dnsmasq"], env=laid.environment("new", "waiting"))
         lines = []
         if not laid.syslog.follow(lines, os.pidfd_open(run.pid), lambda: any(map(WAITS.search, lines))):
             yield "a run does not wait for the lock"

@@ -38,7 +38,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <climits>
 #include <csignal>
 #include <cstdint>
@@ -235,9 +234,6 @@ static pid_t start(char* command[]) {
     if (read(ready[0], &byte, 1) != 1) _exit(125);
     close(ready[0]);
     setpgid(0, 0);
-    // A caller in the background may have had one ignored.
-    for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGPIPE})
-      std::signal(number, SIG_DFL);
     install_filter();
     execv(command[0], command);
     fail(command[0]);
@@ -271,17 +267,10 @@ static std::string command_of(pid_t pid) {
 }
 
 static std::string string_at(pid_t pid, std::uint64_t address) {
+  std::ifstream memory("/proc/" + std::to_string(pid) + "/mem", std::ios::binary);
+  memory.seekg(static_cast<std::streamoff>(address));
   std::string text;
-  while (text.size() < PATH_MAX) {
-    errno = 0;
-    const long word = ptrace(PTRACE_PEEKDATA, pid, address + text.size(), nullptr);
-    if (errno != 0) break;
-    char bytes[sizeof word];
-    std::memcpy(bytes, &word, sizeof word);
-    const std::size_t length = strnlen(bytes, sizeof bytes);
-    text.append(bytes, length);
-    if (length < sizeof bytes) break;
-  }
+  std::getline(memory, text, '\0');
   return printable(text);
 }
 

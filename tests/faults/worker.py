@@ -16,8 +16,6 @@ ACTIONS = ("apply", "wwan_apply", "dnsmasq")
 SMALL_DISK = pathlib.Path("/dev/shm/small")
 FILLER = SMALL_DISK / "filler"
 PAGE = 4096
-# In the sample: the first job of each class, and every tenth of the others.
-SAMPLE_STEP = 10
 LINES_OF_DIFFERENCE = 20
 NO_SUCH_CALL = "there is no such call, or nothing of the kind can happen to it"
 
@@ -163,7 +161,7 @@ def listed_jobs(worker, kind, actions, by_turns=False):
 
 def sampled_jobs(worker, kind, actions):
     """The jobs that CI has time for."""
-    return sample.stratified(listed_jobs(worker, kind, actions, by_turns=True), points.class_of, SAMPLE_STEP)
+    return sample.stratified(listed_jobs(worker, kind, actions, by_turns=True), points.class_of)
 
 
 def wanted_jobs(worker, arguments):

@@ -6,8 +6,6 @@ import json
 from hostile import texts
 from lib import sample
 
-# In the sample: the first case of each class, and every tenth of the others.
-SAMPLE_STEP = 10
 
 
 @dataclasses.dataclass
@@ -123,4 +121,4 @@ def hostile():
 
 def sampled():
     """Each text in each of the ways to put it somewhere, and some of the other cases."""
-    return sample.stratified(hostile(), lambda case: case.in_class, SAMPLE_STEP)
+    return sample.stratified(hostile(), lambda case: case.in_class)

@@ -7,10 +7,8 @@ import os
 import pathlib
 import shlex
 
-from . import case, expected, play, txtar, update
+from . import case, expected, play, sample, txtar, update
 from .checkout import BUILD, TESTS, SandboxFailure, in_sandbox
-
-SAMPLE_STEP = 10
 
 
 def paths_of(name):
@@ -116,5 +114,5 @@ def main(words=None):
     arguments = parse_arguments(words)
     paths = sum(arguments.case, []) or sorted(TESTS.glob("*/*.txtar"))
     if arguments.sampled:
-        paths = paths[::SAMPLE_STEP]
+        paths = paths[::sample.STEP]
     return report(paths, lambda path: judge(path, arguments))

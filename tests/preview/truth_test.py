@@ -10,8 +10,6 @@ import sys
 from lib import case, expected, runner, sample
 from lib.checkout import BUILD, SandboxFailure
 
-SAMPLE_STEP = 10
-
 # The scenarios that a preview cannot be given, and why.
 NOT_GIVEN = {
     "action_in_any_case": "the command line is none that a preview plays",
@@ -45,7 +43,7 @@ def judge(path, programs):
 
 def sampled(paths):
     """The first scenario of each topic, the first word of its name, and every tenth of the others."""
-    return sample.stratified(paths, lambda path: path.stem.partition("_")[0], SAMPLE_STEP)
+    return sample.stratified(paths, lambda path: path.stem.partition("_")[0])
 
 
 def main():
