@@ -31,11 +31,11 @@ SAMPLE = 20
 ENOUGH_DIFFERENT = 0.6
 
 HUNK = re.compile(r"@@ -\d+,(\d+) \+\d+,(\d+) @@")
-UNIT = re.compile(r"/var/run/systemd/network/\d+-(.+)\.(?:network|netdev)")
+UNIT = re.compile(r"/var/run/systemd/network/\d+-(.*)\.(?:network|netdev)")
 COUNT = re.compile(r"(?:and )?(\d+) (?:more lines?|lines? differs?)")
-# Sentences that mention whatever names one of their interfaces.
+# Sentences that mention whatever names one of their interfaces, whose name may be empty.
 WHOLE = re.compile(
-    r"the tunnel .*|\S+ (?:is new|is gone|is no longer set up|stays in the kernel:.*|joins .*|leaves .*"
+    r"the tunnel .*|\S* (?:is new|is gone|is no longer set up|stays in the kernel:.*|joins .*|leaves .*"
     r"|is in pass-through now|is no longer in pass-through)"
 )
 LAYOUT = re.compile(r"$|#|\[")
@@ -47,7 +47,7 @@ def edit(config, rng):
     if what < 0.3:
         generator.spoil(config, rng)
     elif what < 0.5:
-        section, value = rng.choice(list(generator.Site(rng).build().items()))
+        section, value = rng.choice(list(generator.mixture(rng).items()))
         config[section] = value
     elif what < 0.75:
         route = {
@@ -56,9 +56,11 @@ def edit(config, rng):
             "ipv4": f"172.{rng.randrange(40, 60)}.0.0",
             "netmask": 16,
         }
-        config["static_routes"] = config.get("static_routes", [])[: rng.randrange(4)] + [route]
-    elif what < 0.85 and config.get("tunnels", {}).get("gre"):
-        del config["tunnels"]["gre"][0]
+        routes = config.get("static_routes")
+        config["static_routes"] = (routes[: rng.randrange(4)] if isinstance(routes, list) else []) + [route]
+    elif what < 0.85 and (elements := [path for path in generator.leaves(config) if isinstance(path[-1], int)]):
+        *parents, index = rng.choice(elements)
+        del generator.place(config, parents)[index]
     else:
         config["firewall"] = {"general": {"router": rng.randrange(2)}}
 
@@ -66,10 +68,10 @@ def edit(config, rng):
 def pairs(count, seed):
     for number in range(count):
         rng = random.Random(f"{seed}-{number}")
-        old = generator.Site(rng).build()
-        new = generator.Site(rng).build() if rng.random() < 0.15 else copy.deepcopy(old)
+        old = generator.mixture(rng)
+        new = generator.mixture(rng) if rng.random() < 0.15 else copy.deepcopy(old)
         for _ in range(rng.randrange(1, 4)):
-            if isinstance(new.get("static_routes", []), list) and new:
+            if new:
                 edit(new, rng)
         yield old, new, rng.choice(([], ["--cell=down"]))
 
@@ -143,7 +145,7 @@ def is_consequence(line, sentence):
     key = line.split("=", 1)[0].strip()
     return (
         (key == "Destination" and (" gateway " in sentence or " address " in sentence))
-        or (key in ("GatewayOnlink", "Scope", "Metric") and " route to " in sentence)
+        or ((key in ("GatewayOnlink", "Scope", "Metric") or line == "Gateway = ") and " route to " in sentence)
         or (line in ("DHCP = ipv4", "Gateway = _dhcp") and "one by DHCP" in sentence)
     )
 
