@@ -21,21 +21,12 @@ from lib.runner import paths_of
 EXPECTED = TESTS / "check" / "scenarios.expected"
 
 
-def configurations_of(path):
-    """Yields the texts of the configurations of a scenario, those of an example apart."""
-    _, parts = case.read(path)
-    for row in case.variants(parts):
-        for part in case.in_variant(parts, row):
-            if part.name == "network.json" and part.body:
-                yield txtar.content(part)
-
-
 def errors_of(program):
     """Returns the rules that find an error in a configuration, by scenario."""
     with tempfile.TemporaryDirectory() as directory:
         names = {}
         for path in paths_of("scenarios"):
-            for number, text in enumerate(configurations_of(path)):
+            for number, text in enumerate(case.configurations(path)):
                 file = pathlib.Path(directory, f"{path.stem}-{number}.json")
                 file.write_bytes(txtar.encode(text))
                 names[str(file)] = path.stem

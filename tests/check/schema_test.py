@@ -16,6 +16,7 @@ import fuzz.shape
 from lib import case
 from lib.checkout import CHECKOUT, EXAMPLES
 from lib.runner import paths_of
+from soundness import generator
 
 LANFAB = os.path.abspath(sys.argv.pop(1))
 TEXT = (CHECKOUT / "schema" / "network.schema.json").read_text(encoding="utf-8")
@@ -83,13 +84,7 @@ def shape_paths(shapes, shape, path=""):
 def configurations_of_scenarios():
     """Yields the name of a scenario and a configuration of it that can be parsed."""
     for path in paths_of("scenarios"):
-        for part in case.read(path)[1]:
-            text = part.body.replace("$port", "eth0")
-            try:
-                if part.name == "network.json" and isinstance(json.loads(text), dict):
-                    yield path.stem, text
-            except json.JSONDecodeError:
-                pass
+        yield from ((path.stem, text) for text in case.configurations(path) if generator.parsed(text) is not None)
 
 
 def findings_of(texts):

@@ -79,6 +79,15 @@ def runs_of(path, variant):
     return build(in_variant(parts, variants(parts)[variant])).runs
 
 
+def configurations(path):
+    """Yields the texts of the configurations of a case, those of an example apart."""
+    parts = read(path)[1]
+    for row in variants(parts):
+        for part in in_variant(parts, row):
+            if part.name == "network.json" and part.body:
+                yield txtar.content(part)
+
+
 def write(path, comment, parts):
     """Writes what `read` returned."""
     txtar.write(path, txtar.unparse(comment, join(parts)))

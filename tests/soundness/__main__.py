@@ -50,10 +50,18 @@ def without_errors(lanfab, configurations):
     ]
 
 
+def has_link(configuration):
+    """Whether the cellular link can be up."""
+    wireless = configuration.get("wireless")
+    cell = wireless.get("cell") if isinstance(wireless, dict) else None
+    return isinstance(cell, dict) and cell.get("enable") is True
+
+
 def play(program, configurations):
     """Applies each; returns its results."""
     link = cases.runtime(wwan_ipv4="10.64.1.2", wwan_gw="10.64.1.1")
-    some = [cases.Case("", cases.encode(configuration), link, actions=("apply",)).as_json()
+    some = [cases.Case("", cases.encode(configuration), link if has_link(configuration) else {},
+                       actions=("apply",)).as_json()
             for configuration in configurations]
     return [result["runs"][0] for result in in_sandboxes("hostile.play", some, program)]
 

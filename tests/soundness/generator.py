@@ -54,9 +54,7 @@ def seeds():
     """Returns the configurations of the examples and of the scenarios, each once."""
     texts = [path.read_text() for path in sorted(EXAMPLES.glob("*/network.json"))]
     for path in paths_of("scenarios"):
-        for variant in range(len(case.variants(case.read(path)[1]))):
-            inputs = (run.inputs.get("network.json") for run in case.runs_of(path, variant))
-            texts += [part.body for part in inputs if part and not part.notes]
+        texts += case.configurations(path)
     return [configuration for configuration in map(parsed, dict.fromkeys(texts)) if configuration]
 
 
