@@ -84,7 +84,9 @@ def shape_paths(shapes, shape, path=""):
 def configurations_of_scenarios():
     """Yields the name of a scenario and a configuration of it that can be parsed."""
     for path in paths_of("scenarios"):
-        yield from ((path.stem, text) for text in case.configurations(path) if generator.parsed(text) is not None)
+        for text in case.configurations(path):
+            if generator.parsed(text) is not None:
+                yield path.stem, text
 
 
 def findings_of(texts):

@@ -41,6 +41,10 @@ WHOLE = re.compile(
 LAYOUT = re.compile(r"$|#|\[")
 
 
+def is_element(path):
+    return isinstance(path[-1], int)
+
+
 def edit(config, rng):
     """Changes one thing that a person might."""
     what = rng.random()
@@ -58,7 +62,7 @@ def edit(config, rng):
         }
         routes = config.get("static_routes")
         config["static_routes"] = (routes[: rng.randrange(4)] if isinstance(routes, list) else []) + [route]
-    elif what < 0.85 and (elements := [path for path in generator.leaves(config) if isinstance(path[-1], int)]):
+    elif what < 0.85 and (elements := [path for path in generator.leaves(config) if is_element(path)]):
         *parents, index = rng.choice(elements)
         del generator.place(config, parents)[index]
     else:
@@ -145,7 +149,8 @@ def is_consequence(line, sentence):
     key = line.split("=", 1)[0].strip()
     return (
         (key == "Destination" and (" gateway " in sentence or " address " in sentence))
-        or ((key in ("GatewayOnlink", "Scope", "Metric") or line == "Gateway = ") and " route to " in sentence)
+        or (key in ("GatewayOnlink", "Scope", "Metric") and " route to " in sentence)
+        or (line == "Gateway = " and " route to " in sentence)
         or (line in ("DHCP = ipv4", "Gateway = _dhcp") and "one by DHCP" in sentence)
     )
 

@@ -11,7 +11,7 @@ import subprocess
 from lib.checkout import TESTS
 from lib.limits import HANG_SECONDS
 from lib.play import Failure, Process
-from lib.sandbox import (ACTIVE_SERVICES, RECORDED_COMMANDS, Syslog, lay, read_system_database, snapshot,
+from lib.sandbox import (ACTIVE_SERVICES, RECORDED_COMMANDS, Syslog, read_system_database, snapshot,
                          write_system_database)
 
 NETWORK = TESTS / "faults" / "network.json"
@@ -109,8 +109,9 @@ class Gateway:
         if tracer_options is not None and status is not None:
             status = status_in(lines)
         files = snapshot()
-        return Outcome(status, files, self.database_of(files), process.log,
-                       RECORDED_COMMANDS.read_text().splitlines(), stderr.read_text(errors="backslashreplace"), lines)
+        commands = RECORDED_COMMANDS.read_text().splitlines()
+        return Outcome(status, files, self.database_of(files), process.log, commands,
+                       stderr.read_text(errors="backslashreplace"), lines)
 
     def database_of(self, files):
         """The entries of the system database, as the next one who opens it finds them."""

@@ -235,7 +235,7 @@ def report(worker, arguments, job, outcome, found):
 
 
 def play(arguments, part="0/1"):
-    """Makes a part of the disturbed runs, NUMBER/COUNT: each COUNT-th from NUMBER. Yields a report of each."""
+    """Makes each COUNT-th of the disturbed runs from NUMBER, for the part "NUMBER/COUNT"; yields reports."""
     share, shares = map(int, part.split("/"))
     if arguments.kind == "disk":
         mount_small_disk()

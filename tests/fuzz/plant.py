@@ -89,8 +89,8 @@ def complaint_about_bug(bug, build):
     with tempfile.TemporaryDirectory() as directory:
         scratch = pathlib.Path(directory)
         try:
-            program, = planted.build_with(bug.source, bug.text, bug.replacement, build, [f"fuzz_{bug.target}"],
-                                          scratch)
+            target = f"fuzz_{bug.target}"
+            program, = planted.build_with(bug.source, bug.text, bug.replacement, build, [target], scratch)
         except planted.NotPlanted as error:
             return str(error)
         status, said = run(program, bug.target, scratch)

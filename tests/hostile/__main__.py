@@ -9,7 +9,6 @@ Whatever is put there, no command runs, no directive appears, and no file is wri
 """
 
 import argparse
-import json
 import os
 import sys
 

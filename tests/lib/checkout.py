@@ -15,7 +15,7 @@ SANDBOX = TESTS / "support" / "sandbox"
 
 
 class SandboxFailure(SystemExit):
-    """What ran in the sandbox failed; the text is what it wrote to standard error, and so does this process."""
+    """What ran in the sandbox failed, and so does this process. The text is what it said."""
 
 
 def sandboxed(module, *words, ports=True):

@@ -92,7 +92,7 @@ def wait_for_adopted_children():
 
 
 def run_dnsmasq(configuration):
-    """Starts dnsmasq, which tells its script of the leases that it finds; returns what is to be said of it."""
+    """Starts dnsmasq, which tells its script of the leases that it finds; returns what `show` says of it."""
     expiry = int(time.time()) + 3600
     lease = f"{expiry} 02:00:5e:00:00:99 192.168.1.9 * *\n"
     pathlib.Path("/run/dnsmasq.leases").write_text(lease)

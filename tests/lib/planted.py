@@ -45,7 +45,8 @@ def build_with(file, old, new, build, targets, scratch):
     source, compiled = scratch / pathlib.Path(file).name, scratch / "planted.o"
     source.write_text(_changed_source(file, old, new))
     # What the compiler says of the change is no matter.
-    subprocess.run([*_compile_command(build, file), "-w", "-o", compiled, "-c", source], check=True, cwd=build)
+    command = [*_compile_command(build, file), "-w", "-o", compiled, "-c", source]
+    subprocess.run(command, check=True, cwd=build)
     programs = [scratch / target for target in targets]
     for target, program in zip(targets, programs):
         before, after = _link_command(build, target)
