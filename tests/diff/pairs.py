@@ -20,6 +20,7 @@ import subprocess
 import sys
 import tempfile
 
+from hostile.texts import value_at
 from lib import patched
 from lib.checkout import BUILD, answer, in_sandboxes
 from lib.runner import programs_of
@@ -64,7 +65,7 @@ def edit(config, rng):
         config["static_routes"] = (routes[: rng.randrange(4)] if isinstance(routes, list) else []) + [route]
     elif what < 0.85 and (elements := [path for path in generator.leaves(config) if is_element(path)]):
         *parents, index = rng.choice(elements)
-        del generator.place(config, parents)[index]
+        del value_at(config, parents)[index]
     else:
         config["firewall"] = {"general": {"router": rng.randrange(2)}}
 

@@ -7,6 +7,7 @@ import json
 import random
 
 from fuzz.shape import VALUES
+from hostile.texts import value_at
 from lib import case
 from lib.checkout import EXAMPLES
 from lib.runner import paths_of
@@ -92,17 +93,10 @@ def leaves(value, path=()):
         yield (*path, key)
 
 
-def place(config, path):
-    """Returns what is at a path."""
-    for key in path:
-        config = config[key]
-    return config
-
-
 def spoil(config, rng):
     """Changes one place of the configuration, at random."""
     *parents, key = rng.choice(list(leaves(config)))
-    holder = place(config, parents)
+    holder = value_at(config, parents)
     value = holder[key]
     what = rng.random()
     if what < 0.12:
