@@ -18,6 +18,8 @@ SYSTEM_DATABASE = "/var/run/sysdb.sqlite3"
 
 # The directories that the program writes.
 WRITABLE = ("/run", "/var/volatile", "/var/data")
+# A file: its mode and its content.
+File = collections.namedtuple("File", "mode content")
 # A report of a sanitizer must not pass as one of the program's own failures.
 SANITIZER_OPTIONS = {
     "ASAN_OPTIONS": "exitcode=99:detect_leaks=1",
@@ -26,9 +28,6 @@ SANITIZER_OPTIONS = {
 
 PRIORITIES = ("emerg", "alert", "crit", "err", "warning", "notice", "info", "debug")
 LOCAL0 = 16
-# A file: its mode and its content.
-File = collections.namedtuple("File", "mode content")
-
 SYSLOG_LINE = re.compile(rb"<(\d+)>\w{3} [ \d]\d \d\d:\d\d:\d\d network: (.*)", re.DOTALL)
 
 
