@@ -39,7 +39,8 @@ WHOLE = re.compile(
     r"the tunnel .*|\S* (?:is new|is gone|is no longer set up|stays in the kernel:.*|joins .*|leaves .*"
     r"|is in pass-through now|is no longer in pass-through)"
 )
-LAYOUT = re.compile(r"$|#|\[")
+# Lines that need not be mentioned: without a value, too.
+LAYOUT = re.compile(r"$|#|\[|\w+ = $")
 
 
 def is_element(path):
@@ -70,6 +71,14 @@ def edit(config, rng):
         config["firewall"] = {"general": {"router": rng.randrange(2)}}
 
 
+def replace_odd_addresses(config):
+    """Replaces what is not an address in the place of one: as a word, it would mislead the judge."""
+    for *parents, key in generator.leaves(config):
+        holder = value_at(config, parents)
+        if key == "ipv4" and not re.fullmatch(r"[0-9.]+", str(holder[key])):
+            holder[key] = "192.168.77.1"
+
+
 def pairs(count, seed):
     for number in range(count):
         rng = random.Random(f"{seed}-{number}")
@@ -78,6 +87,7 @@ def pairs(count, seed):
         for _ in range(rng.randrange(1, 4)):
             if new:
                 edit(new, rng)
+        replace_odd_addresses(new)
         yield old, new, rng.choice(([], ["--cell=down"]))
 
 

@@ -17,7 +17,9 @@ def differences(words, text, programs, directory):
         return ""
     options = [word for word in words if word not in configurations]
     old, new = (_previewed(name, options, programs, directory) for name in configurations)
-    said = _patch(old, COMMANDS.split(COPY.sub("", text))[0]) if "\n+++ /" in text else ""
+    files = COMMANDS.split(COPY.sub("", text))[0]
+    # Only empty files may differ.
+    said = _patch(old, files) if "\n@@ " in files else ""
     for copy, original in COPY.findall(text):
         shutil.copyfile(f"{old}{original}", f"{old}{copy}")
     before, after = _contents(old), _contents(new)
