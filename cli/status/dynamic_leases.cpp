@@ -7,14 +7,12 @@
 #include "cli/base/file.h"
 #include "cli/base/terminal.h"
 #include "cli/lint/ipv4.h"
-
-// Where dnsmasq.conf has dnsmasq write them.
-constexpr char kLeases[] = "/var/run/dnsmasq.leases";
+#include "dnsmasq/dnsmasq_conf.h"
 
 // Lines like "1795292324 02:00:5e:00:01:10 192.168.1.100 printer *".
 std::optional<std::string> read_leases(std::vector<Lease>& leases) {
   File file;
-  if (!read_file(kLeases, file) && errno != ENOENT) return with_errno(kLeases);
+  if (!read_file(kDynamicLeases, file) && errno != ENOENT) return with_errno(kDynamicLeases);
   std::istringstream lines(file.content);
   for (std::string line; std::getline(lines, line);) {
     std::istringstream fields(line);

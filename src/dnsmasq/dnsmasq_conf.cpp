@@ -40,7 +40,8 @@ static void write_head(std::FILE* file) {
                "quiet-dhcp\n"
                "# dnsmasq will read /etc/ethers\n"
                "read-ethers\n"
-               "\ndhcp-leasefile=/var/run/dnsmasq.leases\n");
+               "\ndhcp-leasefile=%s\n",
+               kDynamicLeases);
 }
 
 static void write_trailer(std::FILE* file) {

@@ -6,6 +6,9 @@
 
 inline constexpr char kDnsmasqConf[] = "/var/run/dnsmasq.conf";
 
+// Where dnsmasq keeps the leases that it has given out.
+inline constexpr char kDynamicLeases[] = "/var/run/dnsmasq.leases";
+
 // Regenerates the hosts file, the resolver file and the configuration. Returns 0 in every case; a failure is
 // logged and leaves the configuration as it was.
 int dnsmasq_apply(const NetworkContext* ctx);
