@@ -2,9 +2,8 @@
 
 #include <unordered_map>
 
-#include "config/lookup.h"
+#include "cli/lint/wireguard.h"
 #include "platform/libcmd.h"
-#include "tunnels/wireguard.h"
 
 static void add_line(Part& part, std::string text, std::vector<const Json::Value*> places) {
   part.parts.push_back({Part::Kind::kLine, "", std::move(text), std::move(places)});
@@ -78,10 +77,11 @@ static void add_gre(const Site& site, std::vector<TunnelPart>& parts) {
   int index = 0;
   for (const Json::Value& settings : array_at(site.root, "tunnels.gre")) {
     const auto found = written.find(&settings);
-    const std::string name = gre_tunnel_name(index++);
+    const int position = index++;
     if (found == written.end()) {
-      const char* why = is_enabled(settings) ? "GRE tunnel, left out" : "GRE tunnel, off";
-      parts.push_back({{Part::Kind::kAside, name, why, {&settings}}, false, nullptr});
+      const bool is_off = !read_gre_tunnel(position, settings).is_enabled;
+      const char* why = is_off ? "GRE tunnel, off" : "GRE tunnel, left out";
+      parts.push_back({{Part::Kind::kAside, gre_tunnel_name(position), why, {&settings}}, false, nullptr});
       continue;
     }
     const GreTunnel& tunnel = *found->second;
@@ -93,46 +93,24 @@ static void add_gre(const Site& site, std::vector<TunnelPart>& parts) {
   }
 }
 
-// Adds each piece between commas, without the blanks around it.
-static void add_networks(const Json::Value& peer, Part& part) {
-  const std::string list = string_at(peer, "allowed_ips").value_or("");
-  std::size_t begin = 0;
-  while (begin < list.size()) {
-    const std::size_t end = std::min(list.find(',', begin), list.size());
-    std::string network = list.substr(begin, end - begin);
-    network.erase(0, network.find_first_not_of(" \t"));
-    network.erase(network.find_last_not_of(" \t") + 1);
-    add_line(part, network, {&place_of(peer, "allowed_ips")});
-    begin = end + 1;
-  }
-}
-
-static Part wireguard_part(const std::string& name, const Json::Value& interface) {
+static Part wireguard_part(const WireguardInterface& interface) {
   Part part{Part::Kind::kTunnel,
-            name,
-            "WireGuard, " + string_at(interface, "local_addrs").value_or("no address"),
-            {&interface}};
-  for (const Json::Value& peer : array_at(interface, "peers")) {
-    const std::string endpoint = string_at(peer, "endpoint").value_or("");
-    Part end{Part::Kind::kFarEnd, endpoint.empty() ? "anywhere" : endpoint, "peer", {&peer}};
-    add_networks(peer, end);
+            wireguard_link_name(interface.index),
+            "WireGuard, " + interface.address.value_or("no address"),
+            {interface.settings}};
+  for (const WireguardPeer& peer : interface.peers) {
+    Part end{Part::Kind::kFarEnd, peer.endpoint.value_or("anywhere"), "peer", {peer.settings}};
+    for (const std::string& network : trimmed_networks(peer))
+      if (!network.empty()) add_line(end, network, {&place_of(*peer.settings, "allowed_ips")});
     part.parts.push_back(std::move(end));
   }
   return part;
 }
 
-static void add_wireguard(const Site& site, std::vector<TunnelPart>& parts) {
-  if (!is_true(site.root, "tunnels.wireguard.enable")) return;
-  unsigned index = 0;
-  for (const Json::Value& interface : array_at(site.root, "tunnels.wireguard.interfaces")) {
-    const std::string name = wireguard_link_name(index++);
-    if (is_enabled(interface)) parts.push_back({wireguard_part(name, interface), false, nullptr});
-  }
-}
-
 std::vector<TunnelPart> tunnel_parts(const Site& site) {
   std::vector<TunnelPart> parts;
   add_gre(site, parts);
-  add_wireguard(site, parts);
+  for (const WireguardInterface& interface : site.wireguard_interfaces)
+    parts.push_back({wireguard_part(interface), false, nullptr});
   return parts;
 }

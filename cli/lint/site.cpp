@@ -152,6 +152,8 @@ static std::optional<OwnAddress> secondary_address_of(const NetworkContext& cont
 std::vector<OwnAddress> Site::addresses_of(const Interface& interface) const {
   std::vector<OwnAddress> addresses;
   const bool has_others =
+  if (const Json::Value* wireguard = object_at(root, "tunnels.wireguard"))
+    wireguard_interfaces = read_wireguard_interfaces(*wireguard);
       interface.kind == Interface::Kind::kPassthroughPort && !read_passthrough_port(&context).address;
   const auto own = has_others ? std::nullopt : static_address_of(interface);
   if (own) addresses.push_back(*own);

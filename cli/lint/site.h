@@ -21,6 +21,7 @@
 #include "networkd/network_unit.h"
 #include "tunnels/gre.h"
 
+#include "tunnels/wireguard.h"
 // An interface with an address of its own.
 struct Interface {
   enum class Kind { kPort, kPassthroughPort, kVlan, kBridge, kAccessPoint, kWifiClient };
@@ -89,6 +90,7 @@ class Site {
   const Interface* find_interface(const std::string& name) const;
   // Whether the static routes on the interface of this name are written.
   bool gets_routes(const std::string& name) const;
+  std::vector<WireguardInterface> wireguard_interfaces;
   // The static address and the secondary one, as far as the interface gets them and they have a known subnet.
   std::vector<OwnAddress> addresses_of(const Interface& interface) const;
 

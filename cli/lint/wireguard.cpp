@@ -6,24 +6,12 @@
 #include <string>
 #include <string_view>
 
-#include "config/lookup.h"
-#include "platform/libcmd.h"
-
-// Calls `judge` with each enabled interface of an enabled WireGuard.
-template <typename Judge>
-static void for_each_interface(const Site& site, Judge judge) {
-  if (!is_true(site.root, "tunnels.wireguard.enable")) return;
-  for (const Json::Value& interface : array_at(site.root, "tunnels.wireguard.interfaces")) {
-    if (is_enabled(interface)) judge(interface);
-  }
-}
-
 template <typename Judge>
 static void for_each_peer(const Site& site, Judge judge) {
-  for_each_interface(site, [&](const Json::Value& interface) {
-    for (const Json::Value& peer : array_at(interface, "peers"))
+  for (const WireguardInterface& interface : site.wireguard_interfaces) {
+    for (const WireguardPeer& peer : interface.peers)
       judge(peer);
-  });
+  }
 }
 
 // Whether the text is 32 bytes in base64: 43 digits, the last of which stands for four bits, and the padding.
@@ -51,67 +39,67 @@ static bool is_network(const std::string& text) {
 }
 
 void wireguard_public_key(const Site& site, Findings& findings) {
-  for_each_peer(site, [&](const Json::Value& peer) {
-    const std::string key = string_at(peer, "public_key").value_or("");
-    if (key.empty()) {
-      findings.add(place_of(peer, "public_key"), "a peer needs a \"public_key\"; without one it is left out");
-    } else if (!is_key(key)) {
-      findings.add(place_of(peer, "public_key"), "a key is 32 bytes in base64, 44 characters");
+  for_each_peer(site, [&](const WireguardPeer& peer) {
+    if (!peer.is_written()) {
+      findings.add(place_of(*peer.settings, "public_key"),
+                   "a peer needs a \"public_key\"; without one it is left out");
+    } else if (!is_key(*peer.public_key)) {
+      findings.add(place_of(*peer.settings, "public_key"), "a key is 32 bytes in base64, 44 characters");
     }
   });
 }
 
 void wireguard_preshared_key(const Site& site, Findings& findings) {
-  for_each_peer(site, [&](const Json::Value& peer) {
-    const std::string key = string_at(peer, "preshared_key").value_or("");
-    if (key.empty() || is_key(key)) return;
-    findings.add(place_of(peer, "preshared_key"), "a key is 32 bytes in base64, 44 characters");
+  for_each_peer(site, [&](const WireguardPeer& peer) {
+    if (!peer.preshared_key || is_key(*peer.preshared_key)) return;
+    findings.add(place_of(*peer.settings, "preshared_key"), "a key is 32 bytes in base64, 44 characters");
   });
 }
 
 void wireguard_address(const Site& site, Findings& findings) {
-  for_each_interface(site, [&](const Json::Value& interface) {
-    const std::optional<std::string> address = string_at(interface, "local_addrs");
-    if (!address) {
-      findings.add(interface, "the interface has no address, \"local_addrs\"");
-    } else if (!is_network(*address)) {
-      findings.add(place_of(interface, "local_addrs"), quoted(*address) + " is not an address");
+  for (const WireguardInterface& interface : site.wireguard_interfaces) {
+    if (!interface.address) {
+      findings.add(*interface.settings, "the interface has no address, \"local_addrs\"");
+    } else if (!is_network(*interface.address)) {
+      findings.add(place_of(*interface.settings, "local_addrs"),
+                   quoted(*interface.address) + " is not an address");
     }
-  });
+  }
+}
+
+std::vector<std::string> trimmed_networks(const WireguardPeer& peer) {
+  std::vector<std::string> networks = peer.networks();
+  for (std::string& network : networks) {
+    network.erase(0, network.find_first_not_of(" \t"));
+    network.erase(network.find_last_not_of(" \t") + 1);
+  }
+  return networks;
 }
 
 void wireguard_allowed_ips(const Site& site, Findings& findings) {
-  for_each_peer(site, [&](const Json::Value& peer) {
-    const std::optional<std::string> list = string_at(peer, "allowed_ips");
-    std::size_t begin = 0;
-    while (list && begin <= list->size()) {
-      const std::size_t end = std::min(list->find(',', begin), list->size());
-      std::string network = list->substr(begin, end - begin);
-      begin = end + 1;
-      // systemd-networkd allows blanks around it.
-      network.erase(0, network.find_first_not_of(" \t"));
-      network.erase(network.find_last_not_of(" \t") + 1);
+  for_each_peer(site, [&](const WireguardPeer& peer) {
+    for (const std::string& network : trimmed_networks(peer)) {
       if (!is_network(network))
-        findings.add(place_of(peer, "allowed_ips"), quoted(network) + " is not a network");
+        findings.add(place_of(*peer.settings, "allowed_ips"), quoted(network) + " is not a network");
     }
   });
 }
 
 void wireguard_endpoint(const Site& site, Findings& findings) {
-  for_each_peer(site, [&](const Json::Value& peer) {
-    const std::string endpoint = string_at(peer, "endpoint").value_or("");
-    if (endpoint.empty()) return;
+  for_each_peer(site, [&](const WireguardPeer& peer) {
+    if (!peer.endpoint) return;
+    const std::string& endpoint = *peer.endpoint;
     const std::size_t colon = endpoint.rfind(':');
     if (colon != std::string::npos && colon > 0 && is_number_up_to(endpoint.substr(colon + 1), 65535)) return;
-    findings.add(place_of(peer, "endpoint"), quoted(endpoint) + " is not HOST:PORT");
+    findings.add(place_of(*peer.settings, "endpoint"), quoted(endpoint) + " is not HOST:PORT");
   });
 }
 
 void wireguard_keep_alive(const Site& site, Findings& findings) {
-  for_each_peer(site, [&](const Json::Value& peer) {
-    int seconds = 0;
-    if (!config_get_int(peer, &seconds, "keep_alive") || seconds <= 65535) return;
-    findings.add(place_of(peer, "keep_alive"),
-                 std::to_string(seconds) + " s is too long: 65535 is the longest");
+  for_each_peer(site, [&](const WireguardPeer& peer) {
+    constexpr int kLongest = 65535;
+    if (peer.keep_alive.value_or(0) <= kLongest) return;
+    findings.add(place_of(*peer.settings, "keep_alive"),
+                 std::to_string(*peer.keep_alive) + " s is too long: 65535 is the longest");
   });
 }

@@ -7,7 +7,9 @@
 #include <json/json.h>
 
 #include <cstdio>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "config/network_context.h"
 
@@ -15,6 +17,34 @@
 constexpr int wireguard_table(int index) {
   return 3006 + index;
 }
+
+// What the configuration makes of a peer.
+struct WireguardPeer {
+  const Json::Value* settings;
+  std::optional<std::string> public_key;  // not empty, like the endpoint and the other key
+  std::optional<std::string> endpoint;
+  std::optional<std::string> allowed_ips;
+  std::optional<std::string> preshared_key;
+  std::optional<int> keep_alive;  // seconds, greater than 0
+
+  // Whether it has a section. Its networks get their routes in any case.
+  bool is_written() const {
+    return public_key.has_value();
+  }
+  // The pieces of `allowed_ips` between commas, spaces included.
+  std::vector<std::string> networks() const;
+};
+
+// What the configuration makes of an enabled interface.
+struct WireguardInterface {
+  const Json::Value* settings;
+  unsigned index;
+  std::optional<std::string> address;
+  std::vector<WireguardPeer> peers;
+};
+
+// The enabled interfaces of an object "tunnels.wireguard"; none when it is not enabled itself.
+std::vector<WireguardInterface> read_wireguard_interfaces(const Json::Value& wireguard);
 
 // The name of the link at position `index`.
 std::string wireguard_link_name(unsigned index);

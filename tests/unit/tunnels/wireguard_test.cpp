@@ -527,3 +527,39 @@ TEST_F(WireguardTest, PrintsItsTraceLines) {
             "open_unit_file\n"
             "open_unit_file\n");
 }
+
+// --- What the configuration makes of an interface
+
+TEST_F(WireguardTest, TheEnabledInterfacesOfAnEnabledWireguardAreRead) {
+  Json::Value wireguard = json(R"({"enable": true, "interfaces": [
+    {"local_addrs": "10.7.0.1/24"}, "text", {"enable": true, "local_addrs": "10.8.0.1/24"},
+    {"enable": true}]})");
+  const std::vector<WireguardInterface> interfaces = read_wireguard_interfaces(wireguard);
+  ASSERT_EQ(interfaces.size(), 2U);
+  EXPECT_EQ(interfaces[0].settings, &wireguard["interfaces"][2]);
+  EXPECT_EQ(interfaces[0].index, 2U);
+  EXPECT_EQ(interfaces[0].address, "10.8.0.1/24");
+  EXPECT_EQ(interfaces[1].address, std::nullopt);
+  wireguard["enable"] = false;
+  EXPECT_THAT(read_wireguard_interfaces(wireguard), IsEmpty());
+}
+
+TEST_F(WireguardTest, AnEmptyTextOfAPeerCountsAsMissing) {
+  const Json::Value wireguard = json(R"({"enable": true, "interfaces": [{"enable": true, "peers": [
+    {"public_key": "", "endpoint": "", "preshared_key": "", "allowed_ips": "", "keep_alive": 0},
+    {"public_key": "key", "endpoint": "host:1", "preshared_key": "psk", "allowed_ips": "a, b,",
+     "keep_alive": 1}, {}]}]})");
+  const std::vector<WireguardInterface> interfaces = read_wireguard_interfaces(wireguard);
+  const std::vector<WireguardPeer>& peers = interfaces.at(0).peers;
+  ASSERT_EQ(peers.size(), 3U);
+  EXPECT_FALSE(peers[0].is_written());
+  EXPECT_FALSE(peers[0].public_key || peers[0].endpoint || peers[0].preshared_key || peers[0].keep_alive);
+  EXPECT_THAT(peers[0].networks(), ElementsAre(""));
+  EXPECT_TRUE(peers[1].is_written());
+  EXPECT_EQ(peers[1].public_key, "key");
+  EXPECT_EQ(peers[1].endpoint, "host:1");
+  EXPECT_EQ(peers[1].preshared_key, "psk");
+  EXPECT_EQ(peers[1].keep_alive, 1);
+  EXPECT_THAT(peers[1].networks(), ElementsAre("a", " b", ""));
+  EXPECT_THAT(peers[2].networks(), IsEmpty());
+}
