@@ -4,6 +4,7 @@
 
 #include "cli/config_file/nearest.h"
 #include "cli/config_file/schema.h"
+#include "config/interface_queries.h"
 #include "config/lookup.h"
 
 // --- Types and ranges
@@ -158,9 +159,11 @@ static std::optional<std::string> home_message(const Level& level, const std::st
   return home ? std::optional(is_read_in(key, level.path_to(*home))) : std::nullopt;
 }
 
-// The bridge takes its settings from the wired interface of any name.
+// The bridge takes its settings from its primary member, whatever the name of that is.
 static bool is_settings_of_bridge(const Site& site, const Level& level, const std::string& key) {
-  return level.name == "wired" && site.context.bridge_enabled && key == site.context.bridge_primary_interface;
+  const std::string beginning = level.path_to(key) + ".";
+  return site.context.bridge_enabled &&
+         bridge_primary_network_path(&site.context).compare(0, beginning.size(), beginning) == 0;
 }
 
 void unknown_key(const Site& site, Findings& findings) {
