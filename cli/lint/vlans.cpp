@@ -38,7 +38,7 @@ void vlan_id_twice(const Site& site, Findings& findings) {
   std::unordered_set<std::string> names;
   for_each_vlan(site, [&](const std::string& port, const Vlan& vlan) {
     if (!vlan.vid) return;
-    const std::string name = port + "." + std::to_string(*vlan.vid);
+    const std::string name = vlan_name(port.c_str(), *vlan.vid);
     if (!names.insert(name).second)
       findings.add(place_of(*vlan.settings, "vid"), name + " is already a VLAN");
   });
@@ -72,7 +72,7 @@ static std::string too_long(const std::string& name) {
 void interface_name_too_long(const Site& site, Findings& findings) {
   for_each_vlan(site, [&](const std::string& port, const Vlan& vlan) {
     if (!vlan.vid) return;
-    const std::string name = port + "." + std::to_string(*vlan.vid);
+    const std::string name = vlan_name(port.c_str(), *vlan.vid);
     if (is_too_long(name)) findings.add(place_of(*vlan.settings, "vid"), too_long(name));
   });
   if (site.context.bridge_enabled) {

@@ -3,6 +3,7 @@
 #include "config/lookup.h"
 #include "config/ports.h"
 #include "platform/libcmd.h"
+#include "util/format.h"
 
 bool is_eth_interface_enabled(const NetworkContext* ctx, const char* ifname) {
   print_trace(ctx, __func__);
@@ -70,6 +71,10 @@ bool is_gre_interface(const NetworkContext* ctx, const char* /*ifname*/) {
 
 const Json::Value* Vlan::network() const {
   return object_at(*settings, "network");
+}
+
+std::string vlan_name(const char* link, int vid) {
+  return format("%s.%d", link, vid);
 }
 
 std::vector<Vlan> read_vlans(const Json::Value* vlan_config) {

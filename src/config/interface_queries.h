@@ -50,15 +50,22 @@ struct Vlan {
 
   // Its "network" object; null when there is none.
   const Json::Value* network() const;
+  // Whether it has an identifier and a "network" object: dnsmasq gets its DHCP server, enabled or not.
+  bool is_complete() const {
+    return vid && network() != nullptr;
+  }
   // Whether its port carries it.
   bool has_link() const {
     return is_enabled && vid;
   }
   // Whether there is an interface for it.
   bool has_interface() const {
-    return has_link() && network() != nullptr;
+    return is_enabled && is_complete();
   }
 };
+
+// The name of the VLAN interface `vid` on the port or the bridge `link`.
+std::string vlan_name(const char* link, int vid);
 
 // The entries of an "advanced.vlan" object; none when it is null or not enabled.
 std::vector<Vlan> read_vlans(const Json::Value* vlan_config);

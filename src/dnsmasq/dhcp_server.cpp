@@ -85,23 +85,17 @@ int dnsmasq_add_dhcp_server(const NetworkContext* ctx, std::FILE* file, const ch
   return 0;
 }
 
-// The VLAN interface's name. The kernel knows no longer one than fits `name`; a configuration that asks for
-// one ends the program rather than serve addresses on some other interface.
-static void format_vlan_name(char (&name)[IFNAMSIZ], const char* port, int vid) {
-  const int length = std::snprintf(name, sizeof name, "%s.%d", port, vid);
-  if (length < 0 || static_cast<std::size_t>(length) >= sizeof name) std::abort();
-}
-
 static void add_vlan_interface(const NetworkContext* ctx, std::FILE* file, const char* port,
                                const Vlan& vlan) {
-  const Json::Value* network = vlan.network();
-  if (!vlan.vid || network == nullptr) return;
-  const DhcpSection section = read_dhcp_section(*network);
+  if (!vlan.is_complete()) return;
+  const DhcpSection section = read_dhcp_section(*vlan.network());
   if (!section.is_enabled || !section.has_subnet()) return;
-  char name[IFNAMSIZ];
-  format_vlan_name(name, port, *vlan.vid);
-  if (dnsmasq_write_dhcp_server(ctx, file, name, section) == 0) {
-    syslog(LOG_INFO, "configured DHCP server on VLAN %s", name);
+  const std::string name = vlan_name(port, *vlan.vid);
+  // The kernel knows no longer name. A configuration that asks for one ends the program rather than serve
+  // addresses on some other interface.
+  if (name.size() >= IFNAMSIZ) std::abort();
+  if (dnsmasq_write_dhcp_server(ctx, file, name.c_str(), section) == 0) {
+    syslog(LOG_INFO, "configured DHCP server on VLAN %s", name.c_str());
   }
 }
 

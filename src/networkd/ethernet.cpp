@@ -12,7 +12,6 @@
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
 #include "util/child_process.h"
-#include "util/format.h"
 #include "util/open_file.h"
 
 static int write_router_unit(const NetworkContext* ctx, int order, const char* ifname,
@@ -90,7 +89,7 @@ int lanfab_ethernet(const NetworkContext* ctx, int order, const char* ifname,
 static void write_vlan(const NetworkContext* ctx, const char* ifname, const Vlan& vlan) {
   if (!vlan.has_interface()) return;
   const int order = ctx->unit_order_numbers[kVlanOrder];
-  const std::string name = format("%s.%d", ifname, *vlan.vid);
+  const std::string name = vlan_name(ifname, *vlan.vid);
   if (write_vlan_netdev_unit_file(ctx, order, name.c_str(), *vlan.vid) != 0) {
     syslog(LOG_NOTICE, "error writing vlan netdev unit file");
   }

@@ -221,8 +221,17 @@ TEST_F(InterfaceQueriesTest, AVlanHasALinkWithItsIdentifierAndAnInterfaceWithIts
   EXPECT_TRUE(vlans[1].has_link() && !vlans[1].has_interface());
   for (const std::size_t index : {2U, 3U, 4U})
     EXPECT_FALSE(vlans[index].has_link() || vlans[index].has_interface()) << index;
+  for (const std::size_t index : {0U, 3U})
+    EXPECT_TRUE(vlans[index].is_complete()) << index;
+  for (const std::size_t index : {1U, 2U, 4U})
+    EXPECT_FALSE(vlans[index].is_complete()) << index;
   EXPECT_THAT(read_vlans(nullptr), IsEmpty());
   EXPECT_THAT(read_vlans(&list["networks"][0]["network"]), IsEmpty());
+}
+
+TEST_F(InterfaceQueriesTest, AVlanIsNamedAfterItsLinkAndItsIdentifier) {
+  EXPECT_EQ(vlan_name("eth0", 20), "eth0.20");
+  EXPECT_EQ(vlan_name("br-lan", -1), "br-lan.-1");
 }
 
 TEST_F(InterfaceQueriesTest, OnlyAnEnabledBridgeHasMembers) {
