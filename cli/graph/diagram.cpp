@@ -94,7 +94,7 @@ Part Painter::part_of(const Interface& interface) const {
     add_passthrough_lines(site_, interface, part);
   } else {
     const auto server = servers_.find(&interface);
-    add_dhcp_lines(site_, interface, server != servers_.end() ? server->second : nullptr, part);
+    add_dhcp_lines(interface, server != servers_.end() ? server->second : nullptr, part);
   }
   const auto routes = routes_.find(&interface);
   if (routes != routes_.end()) add_routes(routes->second, part);

@@ -14,12 +14,6 @@
 #include "platform/libcmd.h"
 #include "util/json_path.h"
 
-static const char* word_for(Interface::Kind kind) {
-  constexpr const char* kWords[] = {"port",   "port in pass-through", "VLAN",
-                                    "bridge", "access point",         "Wi-Fi client"};
-  return kWords[static_cast<int>(kind)];
-}
-
 // ", metric 50", or empty for one that is not written.
 static std::string metric_text(const std::optional<int>& metric) {
   return metric ? ", metric " + std::to_string(*metric) : "";
@@ -109,9 +103,9 @@ static void add_server(const DhcpServer& server, Part& part) {
   if (!leases.parts.empty()) part.parts.push_back(std::move(leases));
 }
 
-void add_dhcp_lines(const Site& site, const Interface& interface, const DhcpServer* server, Part& part) {
+void add_dhcp_lines(const Interface& interface, const DhcpServer* server, Part& part) {
   if (server != nullptr) add_server(*server, part);
-  if (!is_relay_used(site, interface)) return;
+  if (!is_relay_used(interface)) return;
   const Json::Value& dhcp = *read_dhcp_relay(*interface.network).dhcp;
   std::string text;
   for (const char* key : kRelayServerKeys) {

@@ -15,7 +15,7 @@ void add_address_lines(const Site& site, const Interface& interface, Part& part)
 void add_passthrough_lines(const Site& site, const Interface& interface, Part& part);
 
 // Adds what becomes of DHCP requests: the server with its fixed leases, or the relay. `server` may be null.
-void add_dhcp_lines(const Site& site, const Interface& interface, const DhcpServer* server, Part& part);
+void add_dhcp_lines(const Interface& interface, const DhcpServer* server, Part& part);
 
 // Adds static routes, all of one interface.
 void add_routes(const std::vector<const StaticRoute*>& routes, Part& part);

@@ -7,6 +7,7 @@
 #include "config/lookup.h"
 #include "config/ports.h"
 #include "dnsmasq/dhcp_relay.h"
+#include "networkd/ethernet.h"
 #include "platform/libcmd.h"
 #include "util/json_path.h"
 
@@ -38,12 +39,9 @@ static bool is_passthrough(const Interface& interface) {
 
 // Adds what a server lacks on its interface: the "protocol", or each of the values without which dnsmasq gets
 // no section.
-static void add_missing(const Site& site, const DhcpServer& server, Findings& findings) {
+static void add_missing(const DhcpServer& server, Findings& findings) {
   const Interface& interface = *server.interface;
-  const bool has_static_address = interface.kind == Interface::Kind::kPort
-                                      ? is_eth_interface_dhcp_enabled(&site.context, interface.name.c_str())
-                                      : !interface.unit.is_dhcp_client;
-  if (!has_static_address) {
+  if (!interface.sections.has_server || interface.unit.is_dhcp_client) {
     findings.add(place_of(*interface.network, "protocol"),
                  interface.name + " serves DHCP only with a static address");
     return;
@@ -53,19 +51,18 @@ static void add_missing(const Site& site, const DhcpServer& server, Findings& fi
 }
 
 // Whether the port of the VLAN serves no DHCP, and so none of its VLANs does.
-static bool is_under_silent_port(const Site& site, const Interface& interface) {
-  return interface.kind == Interface::Kind::kVlan &&
-         !is_eth_interface_dhcp_enabled(&site.context, interface.port.c_str());
+static bool is_under_silent_port(const Interface& interface) {
+  return interface.kind == Interface::Kind::kVlan && !interface.sections.has_server;
 }
 
 void server_incomplete(const Site& site, Findings& findings) {
   for (const DhcpServer& server : site.servers) {
     const Interface& interface = *server.interface;
-    if (server.is_idle || is_passthrough(interface) || is_under_silent_port(site, interface)) continue;
+    if (server.is_idle || is_passthrough(interface) || is_under_silent_port(interface)) continue;
     if (interface.kind == Interface::Kind::kWifiClient) {
       findings.add(place_of(*server.section.dhcp, "enable"), "a Wi-Fi client serves no DHCP");
     } else {
-      add_missing(site, server, findings);
+      add_missing(server, findings);
     }
   }
 }
@@ -73,7 +70,7 @@ void server_incomplete(const Site& site, Findings& findings) {
 void vlan_server_unserved(const Site& site, Findings& findings) {
   for (const DhcpServer& server : site.servers) {
     const Interface& interface = *server.interface;
-    if (server.is_idle || !is_under_silent_port(site, interface)) continue;
+    if (server.is_idle || !is_under_silent_port(interface)) continue;
     findings.add(place_of(*server.section.dhcp, "enable"),
                  interface.name + " serves no DHCP: its port " + interface.port + " serves none");
   }
@@ -83,10 +80,11 @@ void server_on_disabled_port(const Site& site, Findings& findings) {
   for (const EthernetPort& one : kEthernetPorts) {
     const std::string name = one.name;
     const Json::Value* port = object_at(site.root, "wired." + name);
-    if (port == nullptr || is_enabled(*port) || !is_eth_interface_enabled(&site.context, name.c_str()))
-      continue;
-    const bool is_served = is_eth_interface_dhcp_enabled(&site.context, name.c_str()) ||
-                           read_dhcp_relay(place_of(*port, "network")).is_enabled ||
+    if (port == nullptr || read_port_settings(*port).is_enabled) continue;
+    if (!is_eth_interface_enabled(&site.context, name.c_str())) continue;
+    const LanSections sections = read_port_sections(&site.context, name.c_str());
+    const bool is_served = sections.has_server ||
+                           (sections.has_relay && read_dhcp_relay(place_of(*port, "network")).is_enabled) ||
                            site.context.passthrough_interface == name;
     if (!is_served) continue;
     findings.add(place_of(*port, "enable"),

@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <cctype>
+#include <functional>
 
 #include "cli/lint/host_name.h"
-#include "config/ports.h"
 #include "dnsmasq/dhcp_relay.h"
-#include "dnsmasq/passthrough.h"
 
 namespace {
 
@@ -27,53 +26,34 @@ static std::vector<Relay> relays_of(const Site& site) {
   return relays;
 }
 
-// Whether the pass-through port is served as a LAN port in some state of the cellular link: without an
-// address, with any gateway, or with the port's own.
-static bool is_ever_ordinary(const Site& site, const std::string& port) {
-  const auto is_ordinary_with = [&](const char* gateway) {
-    return choose_passthrough_section(&site.context, port.c_str(), gateway) ==
-           PassthroughSection::kOrdinaryPort;
-  };
-  return is_ordinary_with(nullptr) || is_ordinary_with("") ||
-         is_ordinary_with(secondary_pair_of(port)->gateway);
+static bool is_used(const Relay& relay) {
+  return relay.interface->sections.has_relay && relay.settings.is_written();
 }
 
-// Why dnsmasq never gets the relay; empty when it does.
-static std::string hindrance(const Site& site, const Relay& relay) {
-  const std::string& name = relay.interface->name;
-  switch (relay.interface->kind) {
-    case Interface::Kind::kVlan:
-      return name + " does not relay: no VLAN does";
-    case Interface::Kind::kWifiClient:
-      return name + " does not relay: no Wi-Fi client does";
-    case Interface::Kind::kPassthroughPort:
-      if (!is_ever_ordinary(site, name)) return name + " does not relay: it is in pass-through";
-      break;
-    case Interface::Kind::kPort:
-    case Interface::Kind::kBridge:
-    case Interface::Kind::kAccessPoint:
-      break;
-  }
-  return relay.settings.local_ip ? "" : name + " does not relay without \"ipv4\"";
+bool is_relay_used(const Interface& interface) {
+  return is_used({&interface, read_dhcp_relay(*interface.network)});
 }
 
-bool is_relay_used(const Site& site, const Interface& interface) {
-  const DhcpRelay relay = read_dhcp_relay(*interface.network);
-  return relay.is_enabled && hindrance(site, {&interface, relay}).empty();
+// Why dnsmasq never gets the relay.
+static std::string hindrance(const Relay& relay) {
+  if (relay.interface->sections.has_relay) return " without \"ipv4\"";
+  const Interface::Kind kind = relay.interface->kind;
+  if (kind == Interface::Kind::kPassthroughPort) return ": it is in pass-through";
+  return std::string(": no ") + word_for(kind) + " does";
 }
 
 // The relays that dnsmasq gets.
 static std::vector<Relay> used_relays(const Site& site) {
   std::vector<Relay> relays = relays_of(site);
-  const auto is_unused = [&site](const Relay& relay) { return !hindrance(site, relay).empty(); };
-  relays.erase(std::remove_if(relays.begin(), relays.end(), is_unused), relays.end());
+  relays.erase(std::remove_if(relays.begin(), relays.end(), std::not_fn(is_used)), relays.end());
   return relays;
 }
 
 void relay_unused(const Site& site, Findings& findings) {
   for (const Relay& relay : relays_of(site)) {
-    const std::string message = hindrance(site, relay);
-    if (!message.empty()) findings.add(place_of(*relay.settings.dhcp, "dhcp_relay.enable"), message);
+    if (is_used(relay)) continue;
+    findings.add(place_of(*relay.settings.dhcp, "dhcp_relay.enable"),
+                 relay.interface->name + " does not relay" + hindrance(relay));
   }
 }
 

@@ -12,4 +12,4 @@ void relay_beside_server(const Site& site, Findings& findings);
 void relay_of_dhcp_client(const Site& site, Findings& findings);
 
 // Whether the interface has a relay, and dnsmasq gets it.
-bool is_relay_used(const Site& site, const Interface& interface);
+bool is_relay_used(const Interface& interface);

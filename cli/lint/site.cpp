@@ -3,6 +3,7 @@
 #include "config/interface_queries.h"
 #include "config/lookup.h"
 #include "config/ports.h"
+#include "dnsmasq/passthrough.h"
 #include "networkd/ethernet.h"
 #include "networkd/wifi.h"
 #include "networkd/wwan.h"
@@ -26,12 +27,20 @@ Site::Site(const Source& from)
   add_tunnels();
 }
 
-Interface::Interface(Kind kind_, std::string name_, std::string port_, const Json::Value& network_)
+Interface::Interface(Kind kind_, std::string name_, std::string port_, const Json::Value& network_,
+                     LanSections sections_)
     : kind(kind_),
       name(std::move(name_)),
       port(std::move(port_)),
       network(&network_),
-      unit(read_network_unit(network_)) {}
+      unit(read_network_unit(network_)),
+      sections(sections_) {}
+
+const char* word_for(Interface::Kind kind) {
+  constexpr const char* kWords[] = {"port",   "port in pass-through", "VLAN",
+                                    "bridge", "access point",         "Wi-Fi client"};
+  return kWords[static_cast<int>(kind)];
+}
 
 void Site::add_ports() {
   for (const EthernetPort& each : kEthernetPorts) {
@@ -41,28 +50,52 @@ void Site::add_ports() {
     const PortSettings port = read_port_settings(*settings);
     if (!port.is_enabled || port.network == nullptr) continue;
     if (!port.is_router) {
-      if (context.passthrough_interface == name)
-        interfaces.emplace_back(Interface::Kind::kPassthroughPort, name, "", *port.network);
+      if (context.passthrough_interface == name) add_passthrough_port(name, *port.network);
       continue;
     }
-    if (!is_bridge_member(&context, name))
-      interfaces.emplace_back(Interface::Kind::kPort, name, "", *port.network);
+    if (!is_bridge_member(&context, name)) {
+      interfaces.emplace_back(Interface::Kind::kPort, name, "", *port.network,
+                              read_port_sections(&context, name.c_str()));
+    }
     add_vlans(name, *port.network);
   }
 }
 
+// Whether the pass-through port is served as a LAN port in some state of the cellular link: without an
+// address, with any gateway, or with the port's own.
+static bool is_ever_ordinary(const NetworkContext* ctx, const char* port) {
+  const auto is_ordinary_with = [&](const char* gateway) {
+    return choose_passthrough_section(ctx, port, gateway) == PassthroughSection::kOrdinaryPort;
+  };
+  return is_ordinary_with(nullptr) || is_ordinary_with("") ||
+         is_ordinary_with(secondary_pair_of(port)->gateway);
+}
+
+void Site::add_passthrough_port(const std::string& name, const Json::Value& network) {
+  LanSections sections;
+  // Its server has rules of its own.
+  if (is_ever_ordinary(&context, name.c_str()))
+    sections.has_relay = read_port_sections(&context, name.c_str()).has_relay;
+  interfaces.emplace_back(Interface::Kind::kPassthroughPort, name, "", network, sections);
+}
+
 void Site::add_vlans(const std::string& port, const Json::Value& network) {
+  LanSections sections;
+  sections.has_server = read_port_sections(&context, port.c_str()).has_vlan_servers;
   for (const Vlan& vlan : read_vlans(object_at(network, "advanced.vlan"))) {
-    if (!vlan.vid || vlan.network() == nullptr) continue;
+    if (!vlan.is_complete()) continue;
     std::vector<Interface>& vlans = vlan.has_interface() ? interfaces : disabled_vlans;
-    vlans.emplace_back(Interface::Kind::kVlan, port + "." + std::to_string(*vlan.vid), port, *vlan.network());
+    vlans.emplace_back(Interface::Kind::kVlan, vlan_name(port.c_str(), *vlan.vid), port, *vlan.network(),
+                       sections);
   }
 }
 
 void Site::add_bridge() {
   if (!context.bridge_enabled) return;
   const Json::Value* network = object_at(root, bridge_primary_network_path(&context));
-  if (network != nullptr) interfaces.emplace_back(Interface::Kind::kBridge, kBridgeName, "", *network);
+  if (network == nullptr) return;
+  interfaces.emplace_back(Interface::Kind::kBridge, kBridgeName, "", *network,
+                          read_bridge_sections(&context));
 }
 
 void Site::add_radios() {
@@ -73,35 +106,19 @@ void Site::add_radios() {
     // The context has a copy of its own, but a place is one in the source.
     if (has_unit) {
       interfaces.emplace_back(Interface::Kind::kAccessPoint, name, "",
-                              *object_at(root, access_point_network_path(name)));
+                              *object_at(root, access_point_network_path(name)),
+                              read_access_point_sections(&context, name.c_str()));
     }
     const Json::Value* client = object_at(root, "wireless.wifi." + name + ".client");
     if (const Json::Value* network = client != nullptr ? read_wifi_client(*client) : nullptr)
-      interfaces.emplace_back(Interface::Kind::kWifiClient, name, "", *network);
+      interfaces.emplace_back(Interface::Kind::kWifiClient, name, "", *network, LanSections());
   }
-}
-
-// Whether dnsmasq gets the server of an interface, as far as the interface decides it.
-static bool serves(const NetworkContext* ctx, const Interface& interface) {
-  switch (interface.kind) {
-    case Interface::Kind::kPort:
-      return is_eth_interface_dhcp_enabled(ctx, interface.name.c_str());
-    case Interface::Kind::kVlan:
-      return is_eth_interface_dhcp_enabled(ctx, interface.port.c_str());
-    case Interface::Kind::kBridge:
-    case Interface::Kind::kAccessPoint:
-      return true;
-    case Interface::Kind::kPassthroughPort:
-    case Interface::Kind::kWifiClient:
-      return false;
-  }
-  return false;
 }
 
 void Site::add_server(const Interface& interface, bool is_idle) {
   DhcpSection section = read_dhcp_section(*interface.network);
   if (!section.is_enabled) return;
-  const bool is_served = section.is_written() && serves(&context, interface);
+  const bool is_served = section.is_written() && interface.sections.has_server;
   servers.push_back({&interface, std::move(section), is_served, is_idle});
 }
 
@@ -117,6 +134,8 @@ void Site::add_tunnels() {
   for (GreTunnel& tunnel : read_gre_tunnels(root)) {
     if (tunnel.has_address()) tunnels.push_back(std::move(tunnel));
   }
+  if (const Json::Value* wireguard = object_at(root, "tunnels.wireguard"))
+    wireguard_interfaces = read_wireguard_interfaces(*wireguard);
 }
 
 const Interface* Site::find_interface(const std::string& name) const {
@@ -152,8 +171,6 @@ static std::optional<OwnAddress> secondary_address_of(const NetworkContext& cont
 std::vector<OwnAddress> Site::addresses_of(const Interface& interface) const {
   std::vector<OwnAddress> addresses;
   const bool has_others =
-  if (const Json::Value* wireguard = object_at(root, "tunnels.wireguard"))
-    wireguard_interfaces = read_wireguard_interfaces(*wireguard);
       interface.kind == Interface::Kind::kPassthroughPort && !read_passthrough_port(&context).address;
   const auto own = has_others ? std::nullopt : static_address_of(interface);
   if (own) addresses.push_back(*own);

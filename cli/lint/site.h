@@ -18,10 +18,11 @@
 #include "config/lookup.h"
 #include "config/network_context.h"
 #include "dnsmasq/dhcp_server.h"
+#include "dnsmasq/lan_interface.h"
 #include "networkd/network_unit.h"
 #include "tunnels/gre.h"
-
 #include "tunnels/wireguard.h"
+
 // An interface with an address of its own.
 struct Interface {
   enum class Kind { kPort, kPassthroughPort, kVlan, kBridge, kAccessPoint, kWifiClient };
@@ -31,13 +32,17 @@ struct Interface {
   std::string port;            // of a VLAN, the port that carries it
   const Json::Value* network;  // its "network" object; never null
   NetworkUnit unit;            // what an ordinary unit has of it
+  LanSections sections;        // which dnsmasq gets for it
 
-  Interface(Kind kind, std::string name, std::string port, const Json::Value& network);
+  Interface(Kind kind, std::string name, std::string port, const Json::Value& network, LanSections sections);
 
   // The static address, and its subnet; nothing while it is missing or invalid, and for a DHCP client.
   std::optional<Ipv4> address() const;
   std::optional<Subnet> subnet() const;
 };
+
+// "VLAN", "access point"
+const char* word_for(Interface::Kind kind);
 
 // A DHCP server that is enabled on such an interface, or on a VLAN that is not.
 struct DhcpServer {
@@ -85,12 +90,12 @@ class Site {
   std::vector<DhcpServer> servers;
   std::vector<StaticRoute> routes;
   std::vector<GreTunnel> tunnels;  // those that get an address
+  std::vector<WireguardInterface> wireguard_interfaces;
 
   // The interface of this name; null when there is none with an address of its own.
   const Interface* find_interface(const std::string& name) const;
   // Whether the static routes on the interface of this name are written.
   bool gets_routes(const std::string& name) const;
-  std::vector<WireguardInterface> wireguard_interfaces;
   // The static address and the secondary one, as far as the interface gets them and they have a known subnet.
   std::vector<OwnAddress> addresses_of(const Interface& interface) const;
 
@@ -99,6 +104,7 @@ class Site {
 
  private:
   void add_ports();
+  void add_passthrough_port(const std::string& name, const Json::Value& network);
   void add_vlans(const std::string& port, const Json::Value& network);
   void add_bridge();
   void add_radios();

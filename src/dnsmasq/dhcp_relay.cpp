@@ -28,7 +28,7 @@ int dnsmasq_add_dhcp_relay(const NetworkContext* ctx, std::FILE* file, const cha
   const Json::Value* network = object_at(ctx->config, path);
   if (network == nullptr) return -1;
   const DhcpRelay relay = read_dhcp_relay(*network);
-  if (!relay.is_enabled || !relay.local_ip) return -1;
+  if (!relay.is_written()) return -1;
   const auto write = [&](const char* key) {
     return dnsmasq_write_dhcp_relay(ctx, file, ifname, *relay.dhcp, key, *relay.local_ip) == 0;
   };

@@ -20,7 +20,11 @@ inline constexpr const char* kRelayServerKeys[] = {"dhcp_relay.relay_server1", "
 struct DhcpRelay {
   const Json::Value* dhcp = nullptr;  // the "dhcp" object; null when there is none
   bool is_enabled = false;
-  std::optional<std::string> local_ip;  // without one nothing is relayed
+  std::optional<std::string> local_ip;
+
+  bool is_written() const {
+    return is_enabled && local_ip;
+  }
 };
 
 // Reads the relay from a "network" object.

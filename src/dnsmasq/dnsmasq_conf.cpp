@@ -66,10 +66,9 @@ int dnsmasq_write_dnsmasq_conf(const NetworkContext* ctx) {
   write_head(file.get());
   // Always 0 today; a resolver writer that can decline would leave the line out.
   if (dnsmasq_write_resolv_conf(ctx) == 0) std::fprintf(file.get(), "resolv-file=%s\n\n", kResolvConf);
-  if (ctx->bridge_enabled) {
-    dnsmasq_add_dhcp_server(ctx, file.get(), kBridgeName);
-    dnsmasq_add_dhcp_relay(ctx, file.get(), kBridgeName);
-  }
+  const LanSections bridge = read_bridge_sections(ctx);
+  if (bridge.has_server) dnsmasq_add_dhcp_server(ctx, file.get(), kBridgeName);
+  if (bridge.has_relay) dnsmasq_add_dhcp_relay(ctx, file.get(), kBridgeName);
   for (const Radio& radio : kRadios)
     dnsmasq_add_wlan_interface(ctx, file.get(), radio.name, radio.hostname);
   for (const EthernetPort& port : kEthernetPorts)

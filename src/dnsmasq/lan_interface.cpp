@@ -37,18 +37,36 @@ static void add_lan_dhcp_relay(const NetworkContext* ctx, std::FILE* file, const
   if (!is_served_by_bridge(ctx, ifname, LOG_DEBUG)) dnsmasq_add_dhcp_relay(ctx, file, ifname);
 }
 
+LanSections read_port_sections(const NetworkContext* ctx, const char* port) {
+  const bool serves = is_eth_interface_dhcp_enabled(ctx, port);
+  return {serves, serves, true};
+}
+
+LanSections read_access_point_sections(const NetworkContext* ctx, const char* ifname) {
+  return {is_wlan_ap_dhcp_enabled(ctx, ifname), false, true};
+}
+
+LanSections read_bridge_sections(const NetworkContext* ctx) {
+  return {ctx->bridge_enabled, false, ctx->bridge_enabled};
+}
+
+// Writes the sections, and publishes the host name of an interface that serves DHCP.
+static void add_lan_sections(const NetworkContext* ctx, std::FILE* file, const char* ifname,
+                             LanSections sections, const char* hostname,
+                             std::string (*network_path)(std::string_view)) {
+  if (sections.has_server) add_lan_dhcp_server(ctx, file, ifname);
+  if (sections.has_vlan_servers) dnsmasq_add_vlan_interfaces(ctx, file, ifname);
+  if (sections.has_server) add_lan_hostname(ctx, hostname, network_path(ifname));
+  if (sections.has_relay) add_lan_dhcp_relay(ctx, file, ifname);
+}
+
 int dnsmasq_add_eth_interface(const NetworkContext* ctx, std::FILE* file, const char* port,
                               const char* hostname) {
   print_trace(ctx, __func__);
   if (!is_eth_interface_enabled(ctx, port)) return 0;
   const bool is_passthrough_port = ctx->passthrough_enabled && ctx->passthrough_interface == port;
   if (is_passthrough_port && dnsmasq_add_passthrough(ctx, file, port)) return 0;
-  if (is_eth_interface_dhcp_enabled(ctx, port)) {
-    add_lan_dhcp_server(ctx, file, port);
-    dnsmasq_add_vlan_interfaces(ctx, file, port);
-    add_lan_hostname(ctx, hostname, wired_network_path(port));
-  }
-  add_lan_dhcp_relay(ctx, file, port);
+  add_lan_sections(ctx, file, port, read_port_sections(ctx, port), hostname, wired_network_path);
   return 0;
 }
 
@@ -56,10 +74,7 @@ int dnsmasq_add_wlan_interface(const NetworkContext* ctx, std::FILE* file, const
                                const char* hostname) {
   print_trace(ctx, __func__);
   if (!is_wlan_ap_enabled(ctx, ifname)) return 0;
-  if (is_wlan_ap_dhcp_enabled(ctx, ifname)) {
-    add_lan_dhcp_server(ctx, file, ifname);
-    add_lan_hostname(ctx, hostname, access_point_network_path(ifname));
-  }
-  add_lan_dhcp_relay(ctx, file, ifname);
+  add_lan_sections(ctx, file, ifname, read_access_point_sections(ctx, ifname), hostname,
+                   access_point_network_path);
   return 0;
 }

@@ -7,6 +7,20 @@
 
 #include "config/network_context.h"
 
+// Which sections an interface gets, as far as they are enabled and complete. Other interfaces than those
+// below, such as Wi-Fi clients, get none.
+struct LanSections {
+  bool has_server = false;
+  bool has_vlan_servers = false;  // for each of its VLANs, which do not relay
+  bool has_relay = false;
+};
+
+// Of an enabled port that is not served as the pass-through port, of an enabled access point, and of the LAN
+// bridge.
+LanSections read_port_sections(const NetworkContext* ctx, const char* port);
+LanSections read_access_point_sections(const NetworkContext* ctx, const char* ifname);
+LanSections read_bridge_sections(const NetworkContext* ctx);
+
 // Writes the sections of the port "eth0" or "eth1": those of a LAN port, with `hostname` (or null) published
 // for its address, or the one of the pass-through port. Always 0.
 int dnsmasq_add_eth_interface(const NetworkContext* ctx, std::FILE* file, const char* port,

@@ -177,10 +177,13 @@ TEST_F(DhcpRelayTest, ARelayIsReadAsItIsWritten) {
   EXPECT_EQ(read_dhcp_relay(network).dhcp, &network["dhcp"]);
   EXPECT_TRUE(read_dhcp_relay(network).is_enabled);
   EXPECT_EQ(read_dhcp_relay(network).local_ip, "192.168.1.1");
+  EXPECT_TRUE(read_dhcp_relay(network).is_written());
   const Json::Value without = json(R"({"ipv4": 5})");
   EXPECT_EQ(read_dhcp_relay(without).dhcp, nullptr);
   EXPECT_FALSE(read_dhcp_relay(without).is_enabled);
   EXPECT_EQ(read_dhcp_relay(without).local_ip, std::nullopt);
+  EXPECT_FALSE(read_dhcp_relay(json(R"({"dhcp": {"dhcp_relay": {"enable": true}}})")).is_written());
+  EXPECT_FALSE(read_dhcp_relay(json(R"({"ipv4": "192.168.1.1", "dhcp": {}})")).is_written());
 }
 
 TEST_F(DhcpRelayTest, AServerHasThreeCharacters) {

@@ -409,3 +409,31 @@ TEST_F(LanInterfaceTest, AMemberAccessPointPrintsItsTraceLines) {
             "dnsmasq_add_dns_host\n"
             "interface_is_bridged\n");
 }
+
+// --- Which sections an interface gets
+
+static void expect_sections(const LanSections& sections, bool has_server, bool has_vlan_servers,
+                            bool has_relay) {
+  EXPECT_EQ(sections.has_server, has_server);
+  EXPECT_EQ(sections.has_vlan_servers, has_vlan_servers);
+  EXPECT_EQ(sections.has_relay, has_relay);
+}
+
+TEST_F(LanInterfaceTest, APortThatServesDhcpServesItsVlansToo) {
+  const NetworkContext serving = context_of_eth0(port());
+  expect_sections(read_port_sections(&serving, "eth0"), true, true, true);
+  expect_sections(read_port_sections(&serving, "eth1"), false, false, true);
+}
+
+TEST_F(LanInterfaceTest, AnAccessPointHasNoVlans) {
+  const NetworkContext ctx = context_of_wlan0(access_point());
+  expect_sections(read_access_point_sections(&ctx, "wlan0"), true, false, true);
+  expect_sections(read_access_point_sections(&ctx, "wlan1"), false, false, true);
+}
+
+TEST_F(LanInterfaceTest, OnlyAnEnabledBridgeHasSections) {
+  NetworkContext ctx = context_of("{}");
+  expect_sections(read_bridge_sections(&ctx), false, false, false);
+  ctx.bridge_enabled = true;
+  expect_sections(read_bridge_sections(&ctx), true, false, true);
+}
