@@ -81,7 +81,7 @@ void Painter::add_tunnels(const Interface* interface, Part& part) const {
 
 // Whether the interface leads out of the site.
 static bool is_uplink(const Interface& interface) {
-  return interface.unit.is_dhcp_client || written_gateway_of(interface).has_value();
+  return interface.unit.is_dhcp_client || interface.unit.default_gateway();
 }
 
 Part Painter::part_of(const Interface& interface) const {

@@ -54,11 +54,11 @@ void add_address_lines(const Site& site, const Interface& interface, Part& part)
     if (own.place != find_path(network, "advanced.enable_secondary_ip")) continue;
     add_line(part, "also " + to_text(own.address) + " in " + to_text(own.subnet), {own.place});
   }
-  if (const auto gateway = written_gateway_of(interface)) {
+  if (const auto gateway = interface.unit.default_gateway()) {
     add_line(part, "default route by " + *gateway + metric_text(interface.unit.metric),
              {&place_of(network, "gateway")});
   }
-  if (interface.kind != Interface::Kind::kPassthroughPort && interface.unit.has_mtu())
+  if (interface.unit.has_mtu())
     add_line(part, "MTU " + std::to_string(*interface.unit.mtu), {&place_of(network, "advanced.mtu")});
 }
 
@@ -137,7 +137,7 @@ void add_routes(const std::vector<const StaticRoute*>& routes, Part& part) {
 
 Part cellular_link(const Site& site) {
   const Json::Value& cell = place_of(site.root, "wireless.cell");
-  const WwanSettings settings = read_wwan_settings(site.root);
+  const WwanSettings settings = read_wwan_settings(&site.context);
   Part link{Part::Kind::kUplink, kWwanRouteInterface, "cellular link", {&cell}};
   if (site.context.passthrough_enabled) {
     add_line(link, "hands its address on to the device behind " + site.context.passthrough_interface, {});

@@ -8,13 +8,6 @@
 #include "networkd/wwan.h"
 #include "platform/libcmd.h"
 
-// Whether the unit of the interface takes the address at "ipv4".
-static bool takes_static_address(const Site& site, const Interface& interface) {
-  return interface.kind == Interface::Kind::kPassthroughPort
-             ? read_passthrough_port(&site.context).address.has_value()
-             : !interface.unit.is_dhcp_client;
-}
-
 static void add_if_malformed(const Json::Value& object, Findings& findings) {
   const std::optional<std::string> text = string_at(object, "ipv4");
   if (!text || parse_ipv4(*text)) return;
@@ -26,7 +19,7 @@ static void add_if_malformed(const Json::Value& object, Findings& findings) {
 
 void address_malformed(const Site& site, Findings& findings) {
   for (const Interface& interface : site.interfaces) {
-    if (takes_static_address(site, interface)) add_if_malformed(*interface.network, findings);
+    if (interface.unit.ipv4 && !interface.unit.is_dhcp_client) add_if_malformed(*interface.network, findings);
   }
   for (const StaticRoute& route : site.routes)
     add_if_malformed(*route.settings, findings);
@@ -82,7 +75,7 @@ void netmask_out_of_range(const Site& site, Findings& findings) {
   for (const StaticRoute& route : site.routes)
     add_if_outside(*route.settings, "netmask", "netmask", 0, 32, findings);
   // The unit of a link that is up has it, enabled or not.
-  if (read_wwan_settings(site.root).prefix)
+  if (read_wwan_settings(&site.context).prefix)
     add_if_outside(site.root, "wireless.cell.netmask", "netmask", 1, 32, findings);
 }
 
@@ -186,12 +179,10 @@ constexpr int kMinIpv6Mtu = 1280;
 static void for_each_interface_mtu(const Site& site,
                                    const std::function<void(const Json::Value&, const char*)>& judge) {
   for (const Interface& interface : site.interfaces) {
-    // A pass-through port has the MTU of the cellular link.
-    if (interface.kind == Interface::Kind::kPassthroughPort) continue;
     if (interface.unit.mtu) judge(*interface.network, "advanced.mtu");
   }
   // The unit of a link that is up has it, enabled or not.
-  if (read_wwan_settings(site.root).mtu) judge(site.root, "wireless.cell.mtu");
+  if (read_wwan_settings(&site.context).mtu) judge(site.root, "wireless.cell.mtu");
 }
 
 void mtu_out_of_range(const Site& site, Findings& findings) {

@@ -18,17 +18,6 @@
 #include "platform/libcmd.h"
 #include "tunnels/gre.h"
 
-// The "gateway" of an interface that has only static addresses; nothing when it has none or another kind.
-static std::optional<std::string> gateway_of(const Interface& interface) {
-  if (interface.kind == Interface::Kind::kPassthroughPort) return std::nullopt;
-  return interface.unit.gateway;
-}
-
-std::optional<std::string> written_gateway_of(const Interface& interface) {
-  if (interface.kind == Interface::Kind::kPassthroughPort) return std::nullopt;
-  return interface.unit.default_gateway();
-}
-
 std::optional<std::string> written_gateway_of(const StaticRoute& route) {
   return route.written.has_gateway ? route.written.gateway : std::nullopt;
 }
@@ -39,7 +28,7 @@ void gateway_malformed(const Site& site, Findings& findings) {
       findings.add(place_of(object, "gateway"), quoted(*gateway) + " is not an IPv4 address");
   };
   for (const Interface& interface : site.interfaces)
-    judge(*interface.network, written_gateway_of(interface));
+    judge(*interface.network, interface.unit.default_gateway());
   for (const StaticRoute& route : site.routes)
     judge(*route.settings, written_gateway_of(route));
 }
@@ -56,8 +45,8 @@ void gateway_ignored(const Site& site, Findings& findings) {
 
 void gateway_without_address(const Site& site, Findings& findings) {
   for (const Interface& interface : site.interfaces) {
-    const std::optional<std::string> gateway = gateway_of(interface);
-    if (!gateway || *gateway == "0.0.0.0" || written_gateway_of(interface)) continue;
+    const std::optional<std::string> gateway = interface.unit.gateway;
+    if (!gateway || *gateway == "0.0.0.0" || interface.unit.default_gateway()) continue;
     findings.add(place_of(*interface.network, "gateway"),
                  "without \"ipv4\", the gateway of " + interface.name + " is left out");
   }
@@ -116,7 +105,7 @@ static std::optional<std::string> why_unreachable(const Interface& interface,
 void gateway_unreachable(const Site& site, Findings& findings) {
   const DirectRoutes direct = direct_routes(site);
   for (const Interface& interface : site.interfaces) {
-    const std::optional<Ipv4> gateway = parse_ipv4(written_gateway_of(interface).value_or(""));
+    const std::optional<Ipv4> gateway = parse_ipv4(interface.unit.default_gateway().value_or(""));
     const std::vector<OwnAddress> addresses = site.addresses_of(interface);
     if (!gateway || !has_static_subnet(interface, addresses)) continue;
     // Of two interfaces of one name, only the first can have its way.
@@ -194,10 +183,10 @@ static void add_interface_defaults(const Site& site, std::vector<DefaultRoute>& 
   for (const Interface& interface : site.interfaces) {
     if (site.find_interface(interface.name) != &interface) continue;
     const std::optional<int> metric = interface.unit.metric;
-    if (interface.kind != Interface::Kind::kPassthroughPort && interface.unit.is_dhcp_client) {
+    if (interface.unit.is_dhcp_client) {
       routes.push_back(
           {interface.name, metric.value_or(kDhcpMetric), &place_of(*interface.network, "metric")});
-    } else if (parse_ipv4(written_gateway_of(interface).value_or(""))) {
+    } else if (parse_ipv4(interface.unit.default_gateway().value_or(""))) {
       routes.push_back({interface.name, metric.value_or(0), metric_place(*interface.network)});
     }
   }
@@ -206,8 +195,7 @@ static void add_interface_defaults(const Site& site, std::vector<DefaultRoute>& 
 static void add_cellular_default(const Site& site, std::vector<DefaultRoute>& routes) {
   if (!site.context.cell_enabled) return;
   const Json::Value& cell = *object_at(site.root, "wireless.cell");
-  // In pass-through mode, the device's own default route does not take the configured one.
-  const int metric = site.context.passthrough_enabled ? 0 : read_wwan_settings(site.root).metric.value_or(0);
+  const int metric = read_wwan_settings(&site.context).metric.value_or(0);
   routes.push_back({"the cellular link", metric, &place_of(cell, "metric")});
 }
 

@@ -18,8 +18,5 @@ void route_incomplete(const Site& site, Findings& findings);
 void route_host_bits(const Site& site, Findings& findings);
 void route_twice(const Site& site, Findings& findings);
 
-// The default gateway that the unit of the interface has; nothing when it has none, or another kind.
-std::optional<std::string> written_gateway_of(const Interface& interface);
-
 // The gateway of a route, if its section has one.
 std::optional<std::string> written_gateway_of(const StaticRoute& route);

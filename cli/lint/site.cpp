@@ -77,6 +77,11 @@ void Site::add_passthrough_port(const std::string& name, const Json::Value& netw
   if (is_ever_ordinary(&context, name.c_str()))
     sections.has_relay = read_port_sections(&context, name.c_str()).has_relay;
   interfaces.emplace_back(Interface::Kind::kPassthroughPort, name, "", network, sections);
+  const PassthroughPort port = read_passthrough_port(&context);
+  NetworkUnit& unit = interfaces.back().unit;
+  unit = NetworkUnit();
+  unit.ipv4 = port.address;
+  unit.prefix = port.prefix;
 }
 
 void Site::add_vlans(const std::string& port, const Json::Value& network) {
@@ -149,7 +154,7 @@ bool Site::gets_routes(const std::string& name) const {
 
 static std::optional<OwnAddress> static_address_of(const Interface& interface) {
   const std::optional<Ipv4> address = interface.address();
-  // An ordinary unit leaves a prefix length of 32 out, and systemd-networkd takes another.
+  // The unit of any other port leaves a prefix length of 32 out, and systemd-networkd takes another.
   const bool has_prefix = interface.kind == Interface::Kind::kPassthroughPort
                               ? interface.unit.prefix.has_value()
                               : interface.unit.has_prefix();
@@ -170,10 +175,7 @@ static std::optional<OwnAddress> secondary_address_of(const NetworkContext& cont
 
 std::vector<OwnAddress> Site::addresses_of(const Interface& interface) const {
   std::vector<OwnAddress> addresses;
-  const bool has_others =
-      interface.kind == Interface::Kind::kPassthroughPort && !read_passthrough_port(&context).address;
-  const auto own = has_others ? std::nullopt : static_address_of(interface);
-  if (own) addresses.push_back(*own);
+  if (const auto own = static_address_of(interface)) addresses.push_back(*own);
   if (const auto secondary = secondary_address_of(context, interface)) addresses.push_back(*secondary);
   return addresses;
 }

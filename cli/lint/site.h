@@ -31,7 +31,7 @@ struct Interface {
   std::string name;            // eth0, eth0.20, br-lan, wlan0
   std::string port;            // of a VLAN, the port that carries it
   const Json::Value* network;  // its "network" object; never null
-  NetworkUnit unit;            // what an ordinary unit has of it
+  NetworkUnit unit;            // what its unit has of that; a pass-through port has the rest from the link
   LanSections sections;        // which dnsmasq gets for it
 
   Interface(Kind kind, std::string name, std::string port, const Json::Value& network, LanSections sections);

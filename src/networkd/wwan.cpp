@@ -59,14 +59,15 @@ static bool is_available(const WwanLink& link) {
   return *link.ifname != '\0' && *link.ipv4 != '\0' && *link.prefix != '\0' && *link.gateway != '\0';
 }
 
-WwanSettings read_wwan_settings(const Json::Value& config) {
+WwanSettings read_wwan_settings(const NetworkContext* ctx) {
   WwanSettings settings;
-  const Json::Value* cell = object_at(config, "wireless.cell");
-  if (cell == nullptr) return settings;
-  if (is_true(*cell, "netmask_override")) settings.prefix = number_at(*cell, "netmask");
-  if (is_true(*cell, "mtu_override")) settings.mtu = number_at(*cell, "mtu");
-  settings.metric = number_at(*cell, "metric");
-  if (settings.metric.value_or(0) < 0) settings.metric.reset();
+  if (const Json::Value* cell = object_at(ctx->config, "wireless.cell")) {
+    if (is_true(*cell, "netmask_override")) settings.prefix = number_at(*cell, "netmask");
+    if (is_true(*cell, "mtu_override")) settings.mtu = number_at(*cell, "mtu");
+    settings.metric = number_at(*cell, "metric");
+    if (settings.metric.value_or(0) < 0) settings.metric.reset();
+  }
+  if (ctx->passthrough_enabled) settings.metric = 0;
   return settings;
 }
 
@@ -116,7 +117,7 @@ static void write_router_sections(const NetworkContext* ctx, std::FILE* file, co
   write_static_routes(ctx, file, kWwanRouteInterface);
 }
 
-static void write_passthrough_sections(std::FILE* file) {
+static void write_passthrough_sections(std::FILE* file, const WwanSettings& settings) {
   std::fprintf(file,
                "\n[Network]\n"
                "Address = %s/24\n"
@@ -124,8 +125,8 @@ static void write_passthrough_sections(std::FILE* file) {
                "IPForward = yes\n"
                "DefaultRouteOnDevice = yes\n"
                "\n[Route]\nGateway = %s\n"
-               "Metric = 0\n",
-               kPassthroughAddress, kPassthroughGateway);
+               "Metric = %d\n",
+               kPassthroughAddress, kPassthroughGateway, settings.metric.value_or(0));
 }
 
 // Has the connected route of the port's subnet removed again once systemd-networkd has started.
@@ -188,7 +189,7 @@ static int write_wwan_unit(const NetworkContext* ctx, const WwanLink& link, cons
   write_match_and_link(file.get(), link.ifname, link, settings);
   if (ctx->passthrough_enabled) {
     syslog(LOG_NOTICE, "configure wwan unit file for pass-through mode");
-    write_passthrough_sections(file.get());
+    write_passthrough_sections(file.get(), settings);
   } else {
     write_router_sections(ctx, file.get(), link, settings);
   }
@@ -203,7 +204,7 @@ int init_wwan_interface(const NetworkContext* ctx) {
     return -1;
   }
   dnsmasq_write_resolv_conf(ctx);
-  const WwanSettings settings = read_wwan_settings(ctx->config);
+  const WwanSettings settings = read_wwan_settings(ctx);
   if (write_wwan_unit(ctx, link, settings) != 0) {
     syslog(LOG_NOTICE, "error creating wwan network unit file");
     return -1;

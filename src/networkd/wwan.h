@@ -14,7 +14,7 @@
 struct WwanSettings {
   std::optional<int> prefix;
   std::optional<int> mtu;
-  std::optional<int> metric;  // of the default route
+  std::optional<int> metric;  // of the default route; always 0 in pass-through mode
 
   // Whether it takes the place of the link's own.
   bool has_prefix() const {
@@ -25,7 +25,7 @@ struct WwanSettings {
   }
 };
 
-WwanSettings read_wwan_settings(const Json::Value& config);
+WwanSettings read_wwan_settings(const NetworkContext* ctx);
 
 // The Ethernet port behind which the device sits that gets the cellular address.
 struct PassthroughPort {

@@ -690,18 +690,28 @@ TEST_F(WwanTest, PassThroughPrintsItsTraceLines) {
 // --- Decisions without output
 
 TEST_F(WwanTest, AValueOfTheLinkIsReplacedByAPositiveNumberWithItsOverride) {
-  const WwanSettings none =
-      read_wwan_settings(json(R"({"wireless": {"cell": {"netmask": 24, "mtu": 1400}}})"));
+  const auto read = [](const char* config) {
+    const NetworkContext ctx = context_of(config);
+    return read_wwan_settings(&ctx);
+  };
+  const WwanSettings none = read(R"({"wireless": {"cell": {"netmask": 24, "mtu": 1400}}})");
   EXPECT_FALSE(none.prefix || none.mtu || none.metric || none.has_prefix() || none.has_mtu());
-  const WwanSettings zero = read_wwan_settings(json(R"({"wireless": {"cell": {
-    "netmask_override": true, "netmask": 0, "mtu_override": true, "mtu": 0, "metric": 0}}})"));
+  const WwanSettings zero = read(R"({"wireless": {"cell": {
+    "netmask_override": true, "netmask": 0, "mtu_override": true, "mtu": 0, "metric": 0}}})");
   EXPECT_EQ(zero.prefix, 0);
   EXPECT_FALSE(zero.has_prefix() || zero.has_mtu());
   EXPECT_EQ(zero.metric, 0);
-  const WwanSettings all = read_wwan_settings(json(R"({"wireless": {"cell": {
-    "netmask_override": true, "netmask": 1, "mtu_override": true, "mtu": 1, "metric": -1}}})"));
+  const WwanSettings all = read(R"({"wireless": {"cell": {
+    "netmask_override": true, "netmask": 1, "mtu_override": true, "mtu": 1, "metric": -1}}})");
   EXPECT_TRUE(all.has_prefix() && all.has_mtu());
   EXPECT_EQ(all.metric, std::nullopt);
+}
+
+TEST_F(WwanTest, TheConfiguredMetricIsForRouterModeAlone) {
+  NetworkContext ctx = context_of(R"({"wireless": {"cell": {"metric": 50}}})");
+  EXPECT_EQ(read_wwan_settings(&ctx).metric, 50);
+  ctx.passthrough_enabled = true;
+  EXPECT_EQ(read_wwan_settings(&ctx).metric, 0);
 }
 
 TEST_F(WwanTest, APassthroughPortIsReadByItsOwnRules) {
