@@ -12,6 +12,7 @@
 #include "config/ports.h"
 #include "dnsmasq/hosts.h"
 #include "dnsmasq/resolv_conf.h"
+#include "networkd/ethernet.h"
 #include "networkd/network_unit.h"
 #include "platform/libcmd.h"
 
@@ -117,7 +118,10 @@ void Painter::add_vlans(const std::string& port, Part& part) const {
 // A port outside the bridge.
 Part Painter::port_part(const std::string& name, const Json::Value& settings) const {
   const Interface* interface = site_.find_interface(name);
-  Part part{Part::Kind::kAside, name, is_enabled(settings) ? "port, no address" : "port, off", {}};
+  Part part{Part::Kind::kAside,
+            name,
+            read_port_settings(settings).is_enabled ? "port, no address" : "port, off",
+            {}};
   if (interface != nullptr) part = part_of(*interface);
   part.places.push_back(&settings);
   add_vlans(name, part);

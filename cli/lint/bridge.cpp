@@ -5,6 +5,7 @@
 #include "config/interface_queries.h"
 #include "config/lookup.h"
 #include "config/ports.h"
+#include "networkd/ethernet.h"
 
 // The members of an enabled bridge, in the configuration itself; none while it is not enabled.
 static const Json::Value& members(const Site& site) {
@@ -53,7 +54,7 @@ void bridge_member_disabled(const Site& site, Findings& findings) {
     if (!member.isString() || !is_configured(site, member.asString())) continue;
     const std::string name = member.asString();
     const bool is_port = find_ethernet_port(name) != nullptr;
-    if (is_port && !is_enabled(*object_at(site.root, "wired." + name))) {
+    if (is_port && !read_port_settings(*object_at(site.root, "wired." + name)).is_enabled) {
       findings.add(member, name + " is disabled, but comes up again with the bridge");
     } else if (!is_port && !is_wlan_ap_enabled(&site.context, name.c_str())) {
       findings.add(member, "the access point " + name + " is disabled, so it does not join");

@@ -9,6 +9,7 @@
 #include "config/lookup.h"
 #include "config/ports.h"
 #include "dnsmasq/hosts.h"
+#include "networkd/wifi.h"
 
 void name_server_malformed(const Site& site, Findings& findings) {
   for (const Json::Value& server : array_at(site.root, "dns.static")) {
@@ -80,8 +81,9 @@ void host_name_twice(const Site& site, Findings& findings) {
 void radio_two_roles(const Site& site, Findings& findings) {
   for (const Radio& radio : kRadios) {
     const std::string name = radio.name;
-    const std::string client = "wireless.wifi." + name + ".client";
-    if (!is_wlan_ap_enabled(&site.context, name.c_str()) || !is_true(site.root, client + ".enable")) continue;
-    findings.add(place_of(site.root, client), name + " is already an access point");
+    const Json::Value* client = object_at(site.root, "wireless.wifi." + name + ".client");
+    if (client == nullptr || !read_wifi_client(*client).is_enabled) continue;
+    if (is_wlan_ap_enabled(&site.context, name.c_str()))
+      findings.add(*client, name + " is already an access point");
   }
 }

@@ -114,9 +114,11 @@ void Site::add_radios() {
                               *object_at(root, access_point_network_path(name)),
                               read_access_point_sections(&context, name.c_str()));
     }
-    const Json::Value* client = object_at(root, "wireless.wifi." + name + ".client");
-    if (const Json::Value* network = client != nullptr ? read_wifi_client(*client) : nullptr)
-      interfaces.emplace_back(Interface::Kind::kWifiClient, name, "", *network, LanSections());
+    const Json::Value* settings = object_at(root, "wireless.wifi." + name + ".client");
+    if (settings == nullptr) continue;
+    const WifiClient client = read_wifi_client(*settings);
+    if (client.has_unit())
+      interfaces.emplace_back(Interface::Kind::kWifiClient, name, "", *client.network, LanSections());
   }
 }
 

@@ -16,8 +16,8 @@ AccessPoint read_access_point(const NetworkContext* ctx, const char* ifname) {
   return {false, object_at(ctx->config, access_point_network_path(ifname))};
 }
 
-const Json::Value* read_wifi_client(const Json::Value& client_config) {
-  return is_enabled(client_config) ? object_at(client_config, "network") : nullptr;
+WifiClient read_wifi_client(const Json::Value& client_config) {
+  return {is_enabled(client_config), object_at(client_config, "network")};
 }
 
 // Returns 0 or -1. An access point without its "network" object gets no unit, but it is
@@ -63,10 +63,10 @@ int lanfab_wifi(const NetworkContext* ctx) {
 
 int write_wifi_client(const NetworkContext* ctx, const Json::Value& client_config, const char* ifname) {
   print_trace(ctx, __func__);
-  const Json::Value* network = read_wifi_client(client_config);
-  if (network == nullptr) return 0;
+  const WifiClient client = read_wifi_client(client_config);
+  if (!client.has_unit()) return 0;
   const int order = ctx->unit_order_numbers[kWifiClientOrder];
-  if (write_network_unit_file(ctx, order, ifname, *network, false, nullptr) == 0) return 0;
+  if (write_network_unit_file(ctx, order, ifname, *client.network, false, nullptr) == 0) return 0;
   syslog(LOG_NOTICE, "error writing network unit file");
   return -1;
 }

@@ -15,8 +15,18 @@ struct AccessPoint {
 
 AccessPoint read_access_point(const NetworkContext* ctx, const char* ifname);
 
-// The "network" object of a client's unit; null when it gets none.
-const Json::Value* read_wifi_client(const Json::Value& client_config);
+// What the configuration makes of a client.
+struct WifiClient {
+  bool is_enabled;
+  const Json::Value* network;  // its "network" object; null when there is none
+
+  bool has_unit() const {
+    return is_enabled && network != nullptr;
+  }
+};
+
+// Reads the client's object of the configuration.
+WifiClient read_wifi_client(const Json::Value& client_config);
 
 // Writes the units of both radios. Returns 0, or -1 when the unit of an access point cannot be written; a
 // client's failure is only logged.

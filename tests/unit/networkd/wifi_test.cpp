@@ -209,7 +209,11 @@ TEST_F(WifiTest, AnAccessPointHasAUnitOutsideTheBridgeAndWithANetwork) {
 
 TEST_F(WifiTest, AClientHasAUnitWhileItIsEnabledWithANetwork) {
   const Json::Value client = json(R"({"enable": true, "network": {}})");
-  EXPECT_EQ(read_wifi_client(client), &client["network"]);
-  EXPECT_EQ(read_wifi_client(json(R"({"network": {}})")), nullptr);
-  EXPECT_EQ(read_wifi_client(json(R"({"enable": true})")), nullptr);
+  EXPECT_TRUE(read_wifi_client(client).has_unit());
+  EXPECT_EQ(read_wifi_client(client).network, &client["network"]);
+  const Json::Value disabled = json(R"({"network": {}})");
+  EXPECT_FALSE(read_wifi_client(disabled).is_enabled || read_wifi_client(disabled).has_unit());
+  const Json::Value without_network = json(R"({"enable": true})");
+  EXPECT_TRUE(read_wifi_client(without_network).is_enabled);
+  EXPECT_FALSE(read_wifi_client(without_network).has_unit());
 }
