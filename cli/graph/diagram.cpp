@@ -6,7 +6,7 @@
 
 #include "cli/graph/interface_lines.h"
 #include "cli/graph/tunnel_boxes.h"
-#include "cli/lint/routes.h"
+#include "cli/lint/route_rules.h"
 #include "config/interface_queries.h"
 #include "config/lookup.h"
 #include "config/ports.h"

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cctype>
 
-#include "cli/lint/dhcp.h"
-#include "cli/lint/relays.h"
-#include "cli/lint/routes.h"
+#include "cli/lint/dhcp_rules.h"
+#include "cli/lint/relay_rules.h"
+#include "cli/lint/route_rules.h"
 #include "config/lookup.h"
 #include "config/ports.h"
 #include "dnsmasq/dhcp_relay.h"

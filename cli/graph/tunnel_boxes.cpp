@@ -2,7 +2,7 @@
 
 #include <unordered_map>
 
-#include "cli/lint/wireguard.h"
+#include "cli/lint/wireguard_rules.h"
 #include "platform/libcmd.h"
 
 static void add_line(Part& part, std::string text, std::vector<const Json::Value*> places) {

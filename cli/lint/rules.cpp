@@ -3,19 +3,19 @@
 #include <algorithm>
 #include <unordered_map>
 
-#include "cli/lint/addresses.h"
-#include "cli/lint/bridge.h"
-#include "cli/lint/dhcp.h"
-#include "cli/lint/gre.h"
-#include "cli/lint/names.h"
-#include "cli/lint/port_modes.h"
-#include "cli/lint/relays.h"
-#include "cli/lint/routes.h"
-#include "cli/lint/shape.h"
-#include "cli/lint/static_leases.h"
-#include "cli/lint/strings.h"
-#include "cli/lint/vlans.h"
-#include "cli/lint/wireguard.h"
+#include "cli/lint/address_rules.h"
+#include "cli/lint/bridge_rules.h"
+#include "cli/lint/dhcp_rules.h"
+#include "cli/lint/gre_rules.h"
+#include "cli/lint/name_rules.h"
+#include "cli/lint/port_mode_rules.h"
+#include "cli/lint/relay_rules.h"
+#include "cli/lint/route_rules.h"
+#include "cli/lint/shape_rules.h"
+#include "cli/lint/static_lease_rules.h"
+#include "cli/lint/string_rules.h"
+#include "cli/lint/vlan_rules.h"
+#include "cli/lint/wireguard_rules.h"
 
 constexpr char kTextRefused[] = "text-refused";
 constexpr char kOutOfRange[] = "out-of-range";

@@ -1,7 +1,7 @@
 #pragma once
 
-// The rules of `lanfab check`. A rule is a function from the configuration to findings; a family of rules is
-// a pair of files of this directory, and one table lists all of them.
+// The rules of `lanfab check`. A rule is a function from the configuration to findings. Each family of rules
+// is a pair of files of this directory, <family>_rules; one table lists all rules.
 
 #include <vector>
 

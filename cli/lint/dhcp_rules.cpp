@@ -1,4 +1,4 @@
-#include "cli/lint/dhcp.h"
+#include "cli/lint/dhcp_rules.h"
 
 #include <algorithm>
 #include <cctype>

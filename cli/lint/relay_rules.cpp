@@ -1,4 +1,4 @@
-#include "cli/lint/relays.h"
+#include "cli/lint/relay_rules.h"
 
 #include <algorithm>
 #include <cctype>

@@ -1,4 +1,4 @@
-#include "cli/lint/bridge.h"
+#include "cli/lint/bridge_rules.h"
 
 #include <unordered_set>
 

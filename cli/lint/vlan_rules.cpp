@@ -1,4 +1,4 @@
-#include "cli/lint/vlans.h"
+#include "cli/lint/vlan_rules.h"
 
 #include <net/if.h>
 

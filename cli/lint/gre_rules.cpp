@@ -1,4 +1,4 @@
-#include "cli/lint/gre.h"
+#include "cli/lint/gre_rules.h"
 
 #include <unordered_set>
 #include <vector>

@@ -1,4 +1,4 @@
-#include "cli/lint/addresses.h"
+#include "cli/lint/address_rules.h"
 
 #include <algorithm>
 #include <functional>

@@ -1,4 +1,4 @@
-#include "cli/lint/shape.h"
+#include "cli/lint/shape_rules.h"
 
 #include <functional>
 

@@ -1,4 +1,4 @@
-#include "cli/lint/static_leases.h"
+#include "cli/lint/static_lease_rules.h"
 
 #include <algorithm>
 #include <cctype>

@@ -1,4 +1,4 @@
-#include "cli/lint/names.h"
+#include "cli/lint/name_rules.h"
 
 #include <algorithm>
 #include <cctype>

@@ -1,4 +1,4 @@
-#include "cli/lint/port_modes.h"
+#include "cli/lint/port_mode_rules.h"
 
 #include "cli/config_file/nearest.h"
 #include "config/lookup.h"

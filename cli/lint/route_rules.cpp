@@ -1,4 +1,4 @@
-#include "cli/lint/routes.h"
+#include "cli/lint/route_rules.h"
 
 #include <net/if.h>
 

@@ -1,4 +1,4 @@
-#include "cli/lint/wireguard.h"
+#include "cli/lint/wireguard_rules.h"
 
 #include <arpa/inet.h>
 

@@ -1,4 +1,4 @@
-#include "cli/lint/strings.h"
+#include "cli/lint/string_rules.h"
 
 #include "libcmd/text_policy.h"
 
