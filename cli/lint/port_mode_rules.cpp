@@ -10,7 +10,7 @@
 namespace {
 
 // An Ethernet port that the configuration has, enabled or not.
-struct Port : PortSettings {
+struct ConfiguredPort : PortSettings {
   std::string name;
   const Json::Value* settings;  // never null
   std::optional<std::string> mode;
@@ -18,8 +18,8 @@ struct Port : PortSettings {
 
 }  // namespace
 
-static std::vector<Port> ports_of(const Site& site) {
-  std::vector<Port> ports;
+static std::vector<ConfiguredPort> ports_of(const Site& site) {
+  std::vector<ConfiguredPort> ports;
   for (const EthernetPort& port : kEthernetPorts) {
     const std::string name = port.name;
     const Json::Value* settings = object_at(site.root, "wired." + name);
@@ -46,21 +46,21 @@ static const Interface* find_passthrough_port(const Site& site) {
 }
 
 void port_without_network(const Site& site, Findings& findings) {
-  for (const Port& port : ports_of(site)) {
+  for (const ConfiguredPort& port : ports_of(site)) {
     if (port.is_enabled && port.network == nullptr)
       findings.add(place_of(*port.settings, "network"), port.name + " is enabled without a \"network\"");
   }
 }
 
 void port_mode_missing(const Site& site, Findings& findings) {
-  for (const Port& port : ports_of(site)) {
+  for (const ConfiguredPort& port : ports_of(site)) {
     if (port.is_enabled && port.network != nullptr && !port.mode)
       findings.add(place_of(*port.network, "mode"), port.name + " is enabled without a \"mode\"");
   }
 }
 
 void port_mode_misspelt(const Site& site, Findings& findings) {
-  for (const Port& port : ports_of(site)) {
+  for (const ConfiguredPort& port : ports_of(site)) {
     if (!port.is_enabled || !port.mode) continue;
     if (const auto intended = intended_mode(*port.mode))
       findings.add(place_of(*port.network, "mode"),
@@ -69,7 +69,7 @@ void port_mode_misspelt(const Site& site, Findings& findings) {
 }
 
 void passthrough_twice(const Site& site, Findings& findings) {
-  for (const Port& port : ports_of(site)) {
+  for (const ConfiguredPort& port : ports_of(site)) {
     if (!port.is_enabled || !port.mode || port.is_router || intended_mode(*port.mode)) continue;
     if (port.name != site.context.passthrough_interface)
       findings.add(place_of(*port.network, "mode"),
@@ -79,7 +79,7 @@ void passthrough_twice(const Site& site, Findings& findings) {
 
 void passthrough_port_disabled(const Site& site, Findings& findings) {
   if (!site.context.cell_enabled) return;
-  for (const Port& port : ports_of(site)) {
+  for (const ConfiguredPort& port : ports_of(site)) {
     if (port.name == site.context.passthrough_interface && !port.is_enabled)
       findings.add(place_of(*port.network, "mode"),
                    port.name + " is disabled, but its mode puts the cellular link into pass-through");

@@ -26,7 +26,7 @@ struct DhcpOffer {
 };
 
 // The port, as every step needs it.
-struct Port {
+struct ServedPort {
   const char* ifname;
   std::string network;  // the dotted path of its "network" object
   char mac[18];         // its own hardware address, with colons
@@ -41,7 +41,7 @@ static std::string string_at(const NetworkContext* ctx, const std::string& path,
   return text;
 }
 
-static DhcpOffer wwan_offer(const NetworkContext* ctx, const Port& port) {
+static DhcpOffer wwan_offer(const NetworkContext* ctx, const ServedPort& port) {
   char client[kIpv4TextSize] = "";
   char gateway[kIpv4TextSize] = "";
   char netmask[kIpv4TextSize] = "";
@@ -52,12 +52,12 @@ static DhcpOffer wwan_offer(const NetworkContext* ctx, const Port& port) {
 }
 
 // The configured "leasetime" is for the cellular address only.
-static DhcpOffer fallback_offer(const NetworkContext* ctx, const Port& port) {
+static DhcpOffer fallback_offer(const NetworkContext* ctx, const ServedPort& port) {
   return {true, port.pair->device, port.pair->gateway, kSecondaryNetmask,
           string_at(ctx, port.network + ".dhcp.secondary_leasetime", "2m")};
 }
 
-static DhcpOffer current_offer(const NetworkContext* ctx, const Port& port) {
+static DhcpOffer current_offer(const NetworkContext* ctx, const ServedPort& port) {
   if (!is_cell_connected()) {
     syslog(LOG_NOTICE, "dnsmasq: wwan link down");
     syslog(LOG_NOTICE, "dnsmasq: no WWAN connection, using secondary ip %s and dhcp %s", port.pair->gateway,
@@ -95,7 +95,7 @@ std::optional<PassthroughRange> read_passthrough_range(const Json::Value& networ
 }
 
 // A pool of exactly one address, and the options that go with it: the netmask before the router.
-static void write_one_address_pool(std::FILE* file, const Port& port, const DhcpOffer& offer) {
+static void write_one_address_pool(std::FILE* file, const ServedPort& port, const DhcpOffer& offer) {
   std::fprintf(file, "dhcp-range=%s,%s,%s,%s\n", port.ifname, offer.client.c_str(), offer.client.c_str(),
                offer.leasetime.c_str());
   std::fprintf(file, "dhcp-option=%s,1,%s\n", port.ifname, offer.netmask.c_str());
@@ -103,7 +103,7 @@ static void write_one_address_pool(std::FILE* file, const Port& port, const Dhcp
   std::fprintf(file, "dhcp-option=%s,6,%s\n\n", port.ifname, offer.gateway.c_str());
 }
 
-static void write_automatic_section(std::FILE* file, const Port& port, const DhcpOffer& offer) {
+static void write_automatic_section(std::FILE* file, const ServedPort& port, const DhcpOffer& offer) {
   syslog(LOG_NOTICE, "%s: configure dnsmasq for passthrough_auto %s", kOperation, port.ifname);
   std::fprintf(file, "\n# pass-through automatic mode DHCP on %s\n", port.ifname);
   std::fprintf(file, "dhcp-host=%s,%s\n", port.mac, offer.gateway.c_str());
@@ -111,7 +111,7 @@ static void write_automatic_section(std::FILE* file, const Port& port, const Dhc
 }
 
 // Returns the port's configured address.
-static std::string write_static_head(const NetworkContext* ctx, std::FILE* file, const Port& port) {
+static std::string write_static_head(const NetworkContext* ctx, std::FILE* file, const ServedPort& port) {
   syslog(LOG_NOTICE, "%s: configure dnsmasq for passthrough_static %s", kOperation, port.ifname);
   std::string ipv4 = string_at(ctx, port.network + ".ipv4", "");
   std::fprintf(file, "\n# pass-through static mode DHCP on %s\n", port.ifname);
@@ -119,14 +119,14 @@ static std::string write_static_head(const NetworkContext* ctx, std::FILE* file,
   return ipv4;
 }
 
-static void write_static_fallback_section(const NetworkContext* ctx, std::FILE* file, const Port& port,
+static void write_static_fallback_section(const NetworkContext* ctx, std::FILE* file, const ServedPort& port,
                                           const DhcpOffer& offer) {
   write_static_head(ctx, file, port);
   syslog(LOG_NOTICE, "configure dnsmasq for passthrough_static secondary fallback %s", port.ifname);
   write_one_address_pool(file, port, offer);
 }
 
-static void write_static_wwan_section(const NetworkContext* ctx, std::FILE* file, const Port& port,
+static void write_static_wwan_section(const NetworkContext* ctx, std::FILE* file, const ServedPort& port,
                                       const DhcpOffer& offer) {
   const std::string ipv4 = write_static_head(ctx, file, port);
   // Two spaces, as log readers know the line.
@@ -149,7 +149,7 @@ static void write_static_wwan_section(const NetworkContext* ctx, std::FILE* file
 
 bool dnsmasq_add_passthrough(const NetworkContext* ctx, std::FILE* file, const char* port_name) {
   syslog(LOG_NOTICE, "%s: update dnsmasq for pass-through mode", kOperation);
-  Port port{port_name, wired_network_path(port_name), "", secondary_pair_of(port_name)};
+  ServedPort port{port_name, wired_network_path(port_name), "", secondary_pair_of(port_name)};
   get_if_hw_addr_formatted(port_name, port.mac);
   const DhcpOffer offer = current_offer(ctx, port);
   const char* gateway = offer.is_fallback ? nullptr : offer.gateway.c_str();

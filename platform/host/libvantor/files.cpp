@@ -1,19 +1,8 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <memory>
 
 #include "platform/libvantor.h"
-
-namespace {
-
-struct CloseFile {
-  void operator()(std::FILE* file) const {
-    std::fclose(file);
-  }
-};
-
-}  // namespace
 
 int file_exists(const char* path) {
   return access(path, F_OK) == 0 ? 1 : 0;
@@ -43,8 +32,10 @@ static bool read_line(std::FILE* file, char* line, std::size_t size) {
 }
 
 int read_var_file(const char* path, char* buffer, std::size_t size) {
-  const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path, "re"));
-  if (file != nullptr && read_line(file.get(), buffer, size)) return 0;
+  std::FILE* file = std::fopen(path, "re");
+  const bool is_read = file != nullptr && read_line(file, buffer, size);
+  if (file != nullptr) std::fclose(file);
+  if (is_read) return 0;
   buffer[0] = '\0';
   return -1;
 }
