@@ -1,8 +1,8 @@
 #pragma once
 
 // A picture of a network as `lanfab graph` draws it: a tree of parts. It is made from a configuration
-// (picture.h), gets the findings of `lanfab check` (marks.h), is cut to a legible size (summary.h), and then
-// written as text (text.h) or for Graphviz (dot.h).
+// (diagram.h), gets the findings of `lanfab check` (annotations.h), is cut to a legible size (shorten.h), and
+// then written as text (text_tree.h) or for Graphviz (dot.h).
 
 #include <json/json.h>
 

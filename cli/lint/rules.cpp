@@ -13,7 +13,6 @@
 #include "cli/lint/route_rules.h"
 #include "cli/lint/shape_rules.h"
 #include "cli/lint/static_lease_rules.h"
-#include "cli/lint/string_rules.h"
 #include "cli/lint/vlan_rules.h"
 #include "cli/lint/wireguard_rules.h"
 

@@ -6,6 +6,7 @@
 #include "cli/config_file/schema.h"
 #include "config/interface_queries.h"
 #include "config/lookup.h"
+#include "libcmd/text_policy.h"
 
 // --- Types and ranges
 
@@ -204,4 +205,11 @@ void doubtful_key(const Site& site, Findings& findings) {
           }
           if (message) findings.add(key_offset(site.source.text, value.getOffsetStart()), *message);
         });
+}
+
+// --- Texts
+
+void text_refused(const Site& site, Findings& findings) {
+  for (const RefusedText& refused : find_refused_texts(site.source.root))
+    findings.add(refused.offset, refused.path + ": " + refused.reason);
 }
