@@ -78,6 +78,28 @@ DECISIONS = [
         {"check": '"10.9.9.9" is neither', "graph": "DHCP requests go to no server"},
     ),
     Decision(
+        "VLANs are served on a port that serves no DHCP",
+        "src/dnsmasq/lan_interface.cpp",
+        "return {serves, serves, true};",
+        "return {serves, true, true};",
+        PORT % '"ipv4": "192.168.1.1", "netmask": 24, "advanced": {"vlan": {"enable": true, "networks": ['
+        '{"enable": true, "vid": 20, "network": {"ipv4": "10.20.0.1", "netmask": 24,'
+        ' "dhcp": {"enable": true, "start": "10.20.0.100", "end": "10.20.0.199"}}}]}}',
+        {"check": "eth0.20 serves no DHCP", "graph": "DHCP is enabled, but not served"},
+        {"graph": "DHCP 10.20.0.100 to", "diff": "dhcp-range=eth0.20"},
+    ),
+    Decision(
+        "a static pass-through port has the address of the link",
+        "src/networkd/wwan.cpp",
+        "if (!ctx->passthrough_auto) port.address",
+        "if (false) port.address",
+        '{"wireless": {"cell": {"enable": true}}, "wired": {"eth0": {"enable": true, "network": {'
+        '"mode": "pass-through", "ipv4": "192.168.1.300", "netmask": 24}}}}',
+        {"check": '"192.168.1.300" is not an IPv4 address', "graph": "192.168.1.300",
+         "diff": "Address = 192.168.1.300/24"},
+        {"graph": "port in pass-through, no address"},
+    ),
+    Decision(
         "the MTU of the cellular link needs no override",
         "src/networkd/wwan.cpp",
         'if (is_true(*cell, "mtu_override")) settings.mtu',
