@@ -122,8 +122,15 @@ static void print_result(const DryRunResult& result, const PreviewOptions& optio
 }
 
 static const char* word_for(Change change) {
-  constexpr const char* kWords[] = {"kept", "unchanged", "written"};
-  return kWords[static_cast<int>(change)];
+  switch (change) {
+    case Change::kKept:
+      return "kept";
+    case Change::kRewritten:
+      return "unchanged";
+    case Change::kWritten:
+      break;
+  }
+  return "written";
 }
 
 static Json::Value json_of(const std::vector<std::string>& texts) {

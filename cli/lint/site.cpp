@@ -37,9 +37,21 @@ Interface::Interface(Kind kind_, std::string name_, std::string port_, const Jso
       sections(sections_) {}
 
 const char* word_for(Interface::Kind kind) {
-  constexpr const char* kWords[] = {"port",   "port in pass-through", "VLAN",
-                                    "bridge", "access point",         "Wi-Fi client"};
-  return kWords[static_cast<int>(kind)];
+  switch (kind) {
+    case Interface::Kind::kPort:
+      return "port";
+    case Interface::Kind::kPassthroughPort:
+      return "port in pass-through";
+    case Interface::Kind::kVlan:
+      return "VLAN";
+    case Interface::Kind::kBridge:
+      return "bridge";
+    case Interface::Kind::kAccessPoint:
+      return "access point";
+    case Interface::Kind::kWifiClient:
+      break;
+  }
+  return "Wi-Fi client";
 }
 
 void Site::add_ports() {

@@ -122,6 +122,15 @@ std::optional<std::string> read_last_runs(std::vector<LastRun>& runs) {
 }
 
 const char* word_for(LastRun::End end) {
-  constexpr const char* kWords[] = {"done", "failed", "at work", "cut off"};
-  return kWords[static_cast<int>(end)];
+  switch (end) {
+    case LastRun::End::kDone:
+      return "done";
+    case LastRun::End::kFailed:
+      return "failed";
+    case LastRun::End::kRunning:
+      return "at work";
+    case LastRun::End::kInterrupted:
+      break;
+  }
+  return "cut off";
 }

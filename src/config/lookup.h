@@ -48,7 +48,7 @@ std::string name_server_of(const Json::Value& server);
 // The object at the dotted `path` below `object`, read in place; null when it is missing.
 const Json::Value* object_at(const Json::Value& object, std::string_view path);
 
-// The array at the dotted `path` below `object`, read in place; null, which has no elements either, when it is
-// missing. `path` is a view because a compiler that warns of dangling references takes the result for a part
-// of any temporary that the function gets by reference.
+// The array at the dotted `path` below `object`, read in place; null, which has no elements either, when it
+// is missing. `path` is a view because a compiler that warns of dangling references takes the result for a
+// part of any temporary that the function gets by reference.
 const Json::Value& array_at(const Json::Value& object, std::string_view path);
