@@ -121,18 +121,6 @@ static void print_result(const DryRunResult& result, const PreviewOptions& optio
   }
 }
 
-static const char* word_for(Change change) {
-  switch (change) {
-    case Change::kKept:
-      return "kept";
-    case Change::kRewritten:
-      return "unchanged";
-    case Change::kWritten:
-      break;
-  }
-  return "written";
-}
-
 static Json::Value json_of(const std::vector<std::string>& texts) {
   Json::Value list(Json::arrayValue);
   for (const std::string& text : texts)
@@ -146,7 +134,7 @@ static Json::Value json_of(const ResultFile& one) {
   Json::Value value(Json::objectValue);
   value["path"] = one.file.path;
   value["mode"] = mode;
-  value["change"] = word_for(one.change);
+  value["change"] = one.change == Change::kRewritten ? "unchanged" : "written";
   value["content"] = one.file.content;
   return value;
 }

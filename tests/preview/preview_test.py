@@ -150,6 +150,12 @@ class Statuses(PreviewTest):
         self.assertEqual((status, err), (0, ""))
         self.assertEqual(out, self.preview(EXAMPLE)[1])
 
+    def test_what_the_program_prints(self):
+        self.write("program", "#!/bin/sh\necho hello\n").chmod(0o755)
+        status, out, err = self.preview(EXAMPLE, program="./program")
+        self.assertEqual((status, err), (0, ""))
+        self.assertTrue(out.endswith("==> standard output <==\nhello\n\nexit status 0\n"), out)
+
     def test_failing_run(self):
         configuration = self.write("network.json", "{}")
         status, out, err = self.preview("--cell=down", "--action=wwan_apply", configuration)

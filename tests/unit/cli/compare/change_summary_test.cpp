@@ -66,6 +66,13 @@ TEST(ChangeSummary, AnotherAddressExplainsTheRouteToItsSubnet) {
               ElementsAre("eth0 changes its address from 192.168.1.1/24 to 10.0.0.1/8"));
 }
 
+TEST(ChangeSummary, PassThroughBeginsAndEnds) {
+  const Contents lan_port = {{"eth0", "[Network]\nAddress = 192.168.1.1/24\n"}};
+  const Contents passed_through = {{"eth0", "[Network]\nAddress = 192.168.1.1/24\nIPv4ProxyARP = yes\n"}};
+  EXPECT_THAT(summary_of(lan_port, passed_through), ElementsAre("eth0 is in pass-through now"));
+  EXPECT_THAT(summary_of(passed_through, lan_port), ElementsAre("eth0 is no longer in pass-through"));
+}
+
 TEST(ChangeSummary, ADirectRoute) {
   EXPECT_THAT(
       summary_of(
