@@ -1,9 +1,11 @@
 #include "cli/live/runs.h"
 
 #include <gtest/gtest.h>
+#include <spawn.h>
 #include <sys/file.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -15,6 +17,27 @@
 #include "test_files.h"
 
 extern FailingCall failing_flock;
+
+// A process that has the name of a run and handles no signal.
+class WaitingRun {
+ public:
+  WaitingRun() {
+    std::filesystem::copy_file("/bin/sleep", kProgram);
+    const char* const words[] = {kProgram, "infinity", nullptr};
+    posix_spawn(&process_, kProgram, nullptr, nullptr, const_cast<char* const*>(words), environ);
+  }
+  WaitingRun(const WaitingRun&) = delete;
+  WaitingRun& operator=(const WaitingRun&) = delete;
+  ~WaitingRun() {
+    kill(process_, SIGKILL);
+    waitpid(process_, nullptr, 0);
+    std::filesystem::remove(kProgram);
+  }
+
+ private:
+  static constexpr char kProgram[] = "/run/cmd_lanfab";
+  pid_t process_ = 0;
+};
 
 // While the lock file is there, this process is a run of cmd_lanfab or is none.
 class RunsTest : public ::testing::Test {
@@ -62,7 +85,8 @@ TEST_F(RunsTest, ALockIsStaleWithoutARun) {
 }
 
 TEST_F(RunsTest, ALockIsStaleWhileRunsOnlyWaitForIt) {
-  become_run();
+  // Not this process: an emulator handles the signals of the program that it runs.
+  const WaitingRun run;
   EXPECT_FALSE(read_run_lock()->is_held);
   EXPECT_EQ(read_run_lock()->runs, 1);
   remove_stale_lock();
