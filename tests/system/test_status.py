@@ -35,20 +35,24 @@ def look():
 
 def differences():
     """Returns the subject of each difference and what it is; what is only coming says so itself."""
-    return {(difference["subject"], difference["what"]) for difference in look()["differences"]}
+    return differences_of(look())
+
+
+def differences_of(seen):
+    return {(difference["subject"], difference["what"]) for difference in seen["differences"]}
 
 
 def wait_until_as_wanted():
-    """Waits until there is no difference, and returns those that stay."""
-    left = set()
+    """Waits until there is no difference; returns what is seen last."""
+    seen = None
 
     def is_as_wanted():
-        nonlocal left
-        left = differences()
-        return not left
+        nonlocal seen
+        seen = look()
+        return not seen["differences"]
 
     guest.wait_until(is_as_wanted, timeout=60, interval=1)
-    return left
+    return seen
 
 
 @contextlib.contextmanager
@@ -81,18 +85,19 @@ class OfEachExample(unittest.TestCase):
         for example in EXAMPLES:
             with self.subTest(example):
                 gateway.apply(guest.example(example))
-                self.assertEqual(wait_until_as_wanted(), set())
-                self.assert_that_addresses_are_seen()
+                seen = wait_until_as_wanted()
+                self.assertEqual(differences_of(seen), set())
+                self.assert_that_addresses_are_seen(seen)
                 result = status()
                 self.assertTrue(result.stdout.endswith("\nEverything is as the configuration wants it.\n"))
                 self.assertLessEqual(max(map(len, result.stdout.splitlines())), 80)
             remove_tunnels()
 
-    def assert_that_addresses_are_seen(self):
-        seen = {interface["name"]: interface["kernel"]["addresses"] for interface in look()["interfaces"]}
-        self.assertEqual({name: sorted(addresses) for name, addresses in seen.items()},
-                         {name: sorted(gateway.addresses(name)) for name in seen})
-        self.assertIn("192.168.1.1/24", sum(seen.values(), []))
+    def assert_that_addresses_are_seen(self, seen):
+        addresses = {interface["name"]: interface["kernel"]["addresses"] for interface in seen["interfaces"]}
+        self.assertEqual({name: sorted(own) for name, own in addresses.items()},
+                         {name: sorted(gateway.addresses(name)) for name in addresses})
+        self.assertIn("192.168.1.1/24", sum(addresses.values(), []))
 
 
 def router():
@@ -112,7 +117,6 @@ class Differences(unittest.TestCase):
 
     def setUp(self):
         self.assertTrue(gateway.wait_for_setup("eth0", "eth0.100", "eth1", "wwan0", timeout=60))
-        self.assertEqual(wait_until_as_wanted(), set())
 
     def do(self, command, *undo):
         gateway.run(*command.split())
@@ -160,7 +164,7 @@ class Differences(unittest.TestCase):
         config["firewall"]["general"]["router"] = 0
         gateway.apply(config)
         self.assertTrue(gateway.wait_for_setup("eth0", "eth0.100", "eth1", "wwan0", timeout=60))
-        self.assertEqual(wait_until_as_wanted(), set())
+        self.assertEqual(differences_of(wait_until_as_wanted()), set())
         gateway.set_sysctl("net/ipv4/conf/eth0/forwarding", 1)
         self.assert_differences(("eth0", "forwarding is on, but the configuration does not ask for it"))
 
