@@ -1,7 +1,7 @@
 """Every call of `lanfab confirm` or `lanfab try` fails once, and every one is once the last.
 
 After `confirm` the installed file is the old configuration or the new one, whole, as a run sees it and as the
-next boot finds it. After `try` the old one is in force, or the timer runs that brings it back.
+next boot finds it. After `try` the old one is active, or the timer runs that restores it.
 """
 
 import errno
@@ -19,7 +19,7 @@ OLDER, OLD, NEW = ('{"is": "' + word * 3000 + '"}\n' for word in ("older", "old"
 
 
 def lay():
-    """The old configuration is in force."""
+    """The old configuration is active."""
     while end_trial():
         pass
     APPLIED.write_text("", encoding="utf-8")
@@ -109,10 +109,10 @@ class Try(Confirm):
     def violations(status, said):
         is_bound = is_trial_active()
         if is_bound and not (TIMER.exists() and STATE.exists()):
-            yield "the new configuration is in force without a way back"
+            yield "the new configuration is active without a rollback"
         applied = APPLIED.read_text(encoding="utf-8")
         if applied.endswith(NEW) and not is_bound:
-            yield "applied, but the old configuration is in force"
+            yield "applied, but the old configuration is active"
         if installed_on_disk() != OLD:
             yield "the next boot does not find the old configuration"
         if status > 0 and not is_bound and STATE.exists():
