@@ -75,6 +75,7 @@ int dnsmasq_write_dnsmasq_conf(const NetworkContext* ctx) {
     dnsmasq_add_eth_interface(ctx, file.get(), port.name, port.hostname);
   write_trailer(file.get());
   if (file.close() != 0) return -1;
-  qelsys("/bin/cp -f %s %s", kDnsmasqConfStaging, kDnsmasqConf);
+  if (qelsys("/bin/cp -f %s %s", kDnsmasqConfStaging, kDnsmasqConf) != 0)
+    syslog(LOG_NOTICE, "error writing %s", kDnsmasqConf);
   return 0;
 }

@@ -38,7 +38,14 @@ OpenFile::OpenFile(const std::string& path, const char* mode) {
   const bool is_appended = *mode == 'a';
   const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (is_appended ? O_APPEND : O_TRUNC);
   const int descriptor = open(path.c_str(), flags, 0666);
-  if (descriptor < 0) return;
+  if (descriptor < 0) {
+    // What lies in the file's way is the caller's to report.
+    const int error = errno;
+    if (error != ENOENT && error != ENOTDIR && error != EISDIR)
+      syslog(LOG_NOTICE, "error opening %s: %s", path.c_str(), std::strerror(error));
+    errno = error;
+    return;
+  }
   auto file = std::make_unique<File>();
   file->stream = fopencookie(&file->content, "w", {nullptr, collect, nullptr, nullptr});
   if (file->stream == nullptr) {

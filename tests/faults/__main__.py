@@ -67,6 +67,7 @@ def unused_exemptions(arguments, used):
         return []
     # Those of a full disk are perhaps for nothing else.
     names = {exemption.name for exemption in exemptions.EXEMPTIONS if not exemption.needs_space}
+    names |= {silence.name for silence in exemptions.SILENCES}
     return sorted(names - used.keys()) if arguments.kind == "faults" else []
 
 

@@ -100,6 +100,29 @@ EXEMPTIONS = [
 ]
 
 
+# Failures of which neither the log nor a tool says anything: `where` finds the call with its object and its
+# process, as a report shows it.
+Silence = collections.namedtuple("Silence", "name where reason")
+
+SILENCES = [
+    Silence("a script that sh cannot read", r"^read\(/run/\S+\) of .*-> /bin/sh /var/run/",
+            "sh takes it for the end of the script. The scripts are in /run, which is memory and always readable"),
+    Silence("a directory that sh cannot read", r"^(openat|getdents64)\(/\S+/network/*\) of sh -c /bin/rm ",
+            "sh takes it for an empty one. It is in /run, and sh has three files open"),
+    Silence("a script's own silence", r" of .*(\.delete_static_routes|2>/dev/null)",
+            "what the script or the line sends to /dev/null: a route that cannot be deleted is one that has gone, "
+            "and telnet-init logs for itself"),
+    Silence("a file that the resolver cannot read", rf"{RESOLVER}\) of {COPY}",
+            "the C library takes it for one that is not there; the name is one that has no address"),
+]
+
+
+def find_silence(point):
+    """The silence that the call may cause, or None."""
+    text = f"{point.name}({canonical(point.object)}) of {point.command}"
+    return next((silence for silence in SILENCES if re.search(silence.where, text)), None)
+
+
 def what_failed(point):
     """Returns "command" and its command line, or "call" and its path."""
     if point.is_own and (not point.spawns or point.object == COPY):

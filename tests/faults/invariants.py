@@ -73,6 +73,28 @@ def is_said(pattern, reason, lines):
     return any(re.search(pattern, canonical(line)) and reason in line for line in lines)
 
 
+def is_heard_of(job, outcome, reference):
+    """Whether a log line has the reason or the path, or a tool has said something itself."""
+    about, path = exemptions.what_failed(job.point)
+    if about == "command" and outcome.stderr:
+        return True
+    # Its reader has another reason for half an answer.
+    words = (os.strerror(job.number), os.strerror(errno.EIO), path)
+    return any(word in canonical(line) for line in new_lines(outcome, reference) for word in words)
+
+
+def check_word(job, outcome, reference):
+    """Never status 0 and something wrong without a word."""
+    if outcome.status != 0 or job.point is None or is_heard_of(job, outcome, reference):
+        return
+    things = wrong_things(outcome, reference)
+    silence = exemptions.find_silence(job.point)
+    if things and silence is None:
+        yield Violation("silent", f"not a word about {', '.join(things)}")
+    elif things:
+        yield Violation("exempt", silence.name)
+
+
 def check_status(job, outcome, reference):
     """Never status 0 with a wrong file."""
     if outcome.status != 0:
@@ -186,8 +208,8 @@ def checks_of(job):
         checks = [check_end_by_signal, check_parts_after_signal]
         return checks if job.number == signal.SIGKILL else [*checks, check_lock]
     if job.point is not None and job.point.is_main and job.point.phase == "loader":
-        return [check_not_started, check_status]
-    return [check_status, check_end, check_parts, check_lock, check_said]
+        return [check_not_started, check_status, check_word]
+    return [check_status, check_word, check_end, check_parts, check_lock, check_said]
 
 
 def check(job, outcome, reference):

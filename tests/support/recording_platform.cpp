@@ -1,15 +1,13 @@
 #include "recording_platform.h"
 
-#include <syslog.h>
-
 #include <algorithm>
-#include <array>
 #include <cstdarg>
 #include <cstdio>
 
 #include "platform/libcmd.h"
 #include "platform/libsysdb.h"
 #include "platform/libvantor.h"
+#include "recorded_log.h"
 #include "util/child_process.h"
 
 RecordingPlatform& platform() {
@@ -19,19 +17,10 @@ RecordingPlatform& platform() {
 
 namespace {
 
-__attribute__((format(printf, 1, 0))) std::string format(const char* text, va_list arguments) {
-  va_list again;
-  va_copy(again, arguments);
-  std::string result(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, text, again)), '\0');
-  va_end(again);
-  std::vsnprintf(result.data(), result.size() + 1, text, arguments);
-  return result;
-}
-
 int record_shell(const std::string& line) {
   platform().calls.push_back(line);
   platform().on_shell(line);
-  return 0;
+  return platform().shell_status;
 }
 
 void record_call(std::initializer_list<std::string> words) {
@@ -39,13 +28,6 @@ void record_call(std::initializer_list<std::string> words) {
   for (const std::string& word : words)
     call += (call.empty() ? "" : " ") + (word.empty() ? "\"\"" : word);
   platform().calls.push_back(call);
-}
-
-void record_log(int priority, const std::string& message) {
-  constexpr std::array<const char*, 8> kNames = {"emerg",   "alert",  "crit", "err",
-                                                 "warning", "notice", "info", "debug"};
-  platform().log.push_back(std::string(kNames.at(static_cast<std::size_t>(LOG_PRI(priority)))) + " " +
-                           message);
 }
 
 std::string hardware_address(const char* ifname) {
@@ -95,7 +77,7 @@ int sysdb_namedb_write_str(int flags, const char* database, const char* key, con
 int qelsys(const char* text, ...) {
   va_list arguments;
   va_start(arguments, text);
-  const std::string line = format(text, arguments);
+  const std::string line = formatted(text, arguments);
   va_end(arguments);
   return record_shell(line);
 }
@@ -145,26 +127,15 @@ void run_shell(const std::string& command) {
   record_shell(command);
 }
 
-// The C library's own, which these take the place of at link time.
+std::vector<std::string>& recorded_log() {
+  return platform().log;
+}
+
+// The C library's own, whose place this takes at link time.
 extern "C" {
 
 void openlog(const char* ident, int option, int facility) {
   record_call({"openlog", ident, std::to_string(option), std::to_string(facility)});
-}
-
-void syslog(int priority, const char* text, ...) {
-  va_list arguments;
-  va_start(arguments, text);
-  record_log(priority, format(text, arguments));
-  va_end(arguments);
-}
-
-// What syslog becomes in a build with fortified sources.
-__attribute__((format(printf, 3, 4))) void __syslog_chk(int priority, int /*flag*/, const char* text, ...) {
-  va_list arguments;
-  va_start(arguments, text);
-  record_log(priority, format(text, arguments));
-  va_end(arguments);
 }
 
 }  // extern "C"

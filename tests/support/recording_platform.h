@@ -21,6 +21,7 @@ struct RecordingPlatform {
   std::map<std::string, std::string> resolvable;          // address by host name
   // Called with each shell line after it was recorded, for a test that needs an effect of it.
   std::function<void(const std::string&)> on_shell = [](const std::string&) {};
+  int shell_status = 0;  // what qelsys returns
 
   // The record. A shell line stands as it is; another call as its name and arguments with blanks between,
   // an empty text as "".

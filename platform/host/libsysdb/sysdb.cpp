@@ -2,9 +2,13 @@
 // runs touch it a handful of times, most not at all.
 
 #include <sqlite3.h>
+#include <syslog.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <charconv>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -27,10 +31,22 @@ using Statement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
 
 }  // namespace
 
+// Logs why something has just failed.
+static void report_error(const char* action, const char* object, sqlite3* database) {
+  const int error = sqlite3_system_errno(database);
+  syslog(LOG_NOTICE, "%s: cannot %s %s: %s", system_database_file(), action, object,
+         error != 0 ? std::strerror(error) : sqlite3_errmsg(database));
+}
+
+static bool is_missing(const std::string& path) {
+  return access(path.c_str(), F_OK) != 0 && errno == ENOENT;
+}
+
 // Null when the file cannot be opened.
 static sqlite3* open_database(const std::string& path, int flags) {
   sqlite3* database = nullptr;
   if (sqlite3_open_v2(path.c_str(), &database, flags | SQLITE_OPEN_NOMUTEX, nullptr) != SQLITE_OK) {
+    if (!is_missing(path)) report_error("open", "the database", database);
     sqlite3_close(database);
     return nullptr;
   }
@@ -80,10 +96,12 @@ static int write_entry(const char* database_name, const char* key, const char* v
     // The first write since the device started: the file has no table yet.
     constexpr char kCreate[] =
         "CREATE TABLE IF NOT EXISTS entries(database TEXT, key TEXT, value TEXT, PRIMARY KEY(database, key))";
-    if (sqlite3_exec(database, kCreate, nullptr, nullptr, nullptr) != SQLITE_OK) return -1;
+    sqlite3_exec(database, kCreate, nullptr, nullptr, nullptr);
     write = prepare(database, kWrite, {database_name, key, value});
   }
-  return write != nullptr && sqlite3_step(write.get()) == SQLITE_DONE ? 0 : -1;
+  if (write != nullptr && sqlite3_step(write.get()) == SQLITE_DONE) return 0;
+  report_error("write", key, database);
+  return -1;
 }
 
 int sysdb_read_int(int /*database*/, const char* key, int* value) {
@@ -91,7 +109,12 @@ int sysdb_read_int(int /*database*/, const char* key, int* value) {
   if (database == nullptr) return -1;
   const Statement read =
       prepare(database, "SELECT value FROM entries WHERE database = ? AND key = ?", {kDefaultDatabase, key});
-  if (read == nullptr || sqlite3_step(read.get()) != SQLITE_ROW) return -1;
+  if (read == nullptr || sqlite3_step(read.get()) != SQLITE_ROW) {
+    // A file that is new has no table and no entry yet.
+    const int error = sqlite3_errcode(database);
+    if (error != SQLITE_ERROR && error != SQLITE_DONE) report_error("read", key, database);
+    return -1;
+  }
   const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(read.get(), 0));
   if (text == nullptr) return -1;
   const std::string_view number(text);

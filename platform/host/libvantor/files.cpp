@@ -3,13 +3,18 @@
 #include <cstdio>
 
 #include "platform/libvantor.h"
+#include "report.h"
 
 int file_exists(const char* path) {
-  return access(path, F_OK) == 0 ? 1 : 0;
+  if (access(path, F_OK) == 0) return 1;
+  report_file_failure("look for", path);
+  return 0;
 }
 
 int delete_file(const char* path) {
-  return unlink(path);
+  if (unlink(path) == 0) return 0;
+  report_file_failure("remove", path);
+  return -1;
 }
 
 // A carriage return above all: systemd-networkd takes it for a line end, and what follows it for a directive.
@@ -18,8 +23,8 @@ static bool is_control_character(int byte) {
   return (byte < 0x20 && byte != '\t' && byte != '\0') || byte == 0x7f;
 }
 
-// Reads up to the line end into `line`; false when the file cannot be read, the line does not fit or holds a
-// control character.
+// Reads up to the line end into `line`; false when the line does not fit or holds a control character, or when
+// the file cannot be read, which is then known to `file`.
 static bool read_line(std::FILE* file, char* line, std::size_t size) {
   std::size_t length = 0;
   for (int byte = std::getc(file); byte != EOF && byte != '\n'; byte = std::getc(file)) {
@@ -34,6 +39,7 @@ static bool read_line(std::FILE* file, char* line, std::size_t size) {
 int read_var_file(const char* path, char* buffer, std::size_t size) {
   std::FILE* file = std::fopen(path, "re");
   const bool is_read = file != nullptr && read_line(file, buffer, size);
+  if (file == nullptr || std::ferror(file) != 0) report_file_failure("read", path);
   if (file != nullptr) std::fclose(file);
   if (is_read) return 0;
   buffer[0] = '\0';

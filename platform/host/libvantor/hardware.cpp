@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "platform/libvantor.h"
+#include "report.h"
 
 using HardwareAddress = std::array<unsigned char, 6>;
 
@@ -19,9 +20,9 @@ static bool query_hardware_address(const char* ifname, HardwareAddress& address)
   if (length >= sizeof request.ifr_name) return false;
   std::memcpy(request.ifr_name, ifname, length);
   const int sock = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  if (sock < 0) return false;
-  const int result = ioctl(sock, SIOCGIFHWADDR, &request);
-  close(sock);
+  const int result = sock < 0 ? -1 : ioctl(sock, SIOCGIFHWADDR, &request);
+  if (result != 0 && errno != ENODEV) report_failure("read the hardware address of", ifname, errno);
+  if (sock >= 0) close(sock);
   if (result != 0 || request.ifr_hwaddr.sa_family != ARPHRD_ETHER) return false;
   std::memcpy(address.data(), request.ifr_hwaddr.sa_data, address.size());
   return true;

@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "platform/libvantor.h"
+#include "report.h"
 
 // A run that waits for a name server keeps other runs waiting.
 constexpr unsigned kTimeLimitSeconds = 2;
@@ -46,43 +47,68 @@ static void set_time_limit() {
   alarm(kTimeLimitSeconds);
 }
 
-// Looks the name up and writes its address to the pipe; writes nothing when it has none.
+// Looks the name up and writes its address to the pipe; writes nothing when it has none. The exit status is
+// the error of the write.
 [[noreturn]] static void answer(const char* name, int pipe_end) {
   set_time_limit();
   in_addr address{};
-  const bool is_answered = look_up(name, address) && write(pipe_end, &address, sizeof address) > 0;
-  _exit(is_answered ? 0 : 1);
+  if (!look_up(name, address)) _exit(0);
+  _exit(write(pipe_end, &address, sizeof address) == sizeof address ? 0 : errno);
 }
 
-static void wait_for(pid_t child) {
-  while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
+// Returns the exit status of the process, 0 when it was killed.
+static int wait_for(pid_t child) {
+  int status = 0;
+  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
   }
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 0;
 }
 
-// Does the same in a process of its own: the library's resolver tries silent name servers for longer than a
-// run may take.
-static bool look_up_in_time(const char* name, in_addr& address) {
+// What else than an error comes of a look-up.
+constexpr int kAnswered = 0;
+constexpr int kNoAddress = -1;
+
+// Returns kAnswered, with the address, kNoAddress or an error.
+static int read_answer(int pipe_end, in_addr& address) {
+  ssize_t size = -1;
+  do {
+    size = read(pipe_end, &address, sizeof address);
+  } while (size < 0 && errno == EINTR);
+  if (size == sizeof address) return kAnswered;
+  if (size < 0) return errno;
+  return size == 0 ? kNoAddress : EIO;
+}
+
+// Looks the name up in a process of its own: the library's resolver tries silent name servers for longer than
+// a run may take. The result is that of read_answer.
+static int look_up_in_time(const char* name, in_addr& address) {
   int pipe_ends[2];
-  if (pipe2(pipe_ends, O_CLOEXEC) != 0) return false;
+  if (pipe2(pipe_ends, O_CLOEXEC) != 0) return errno;
   const pid_t child = fork();
   if (child == 0) answer(name, pipe_ends[1]);
+  int result = errno;
   close(pipe_ends[1]);
-  ssize_t size = -1;
   if (child > 0) {
-    do {
-      size = read(pipe_ends[0], &address, sizeof address);
-    } while (size < 0 && errno == EINTR);
-    wait_for(child);
+    result = read_answer(pipe_ends[0], address);
+    const int error = wait_for(child);
+    if (result == kNoAddress && error != 0) result = error;
   }
   close(pipe_ends[0]);
-  return size == sizeof address;
+  return result;
+}
+
+// A dotted address is its own answer. A name without an address is no failure that the log has to tell.
+static bool find_address(const char* name, in_addr& address) {
+  if (inet_pton(AF_INET, name, &address) == 1) return true;
+  const int result = look_up_in_time(name, address);
+  if (result != kAnswered && result != kNoAddress) report_failure("look up", name, result);
+  return result == kAnswered;
 }
 
 int domain_ip_to_ip_str(const char* name, char* buffer, int size, int, int) {
   buffer[0] = '\0';
   in_addr address{};
-  // A dotted address is its own answer.
-  if (inet_pton(AF_INET, name, &address) != 1 && !look_up_in_time(name, address)) return -1;
+  if (!find_address(name, address)) return -1;
   char text[INET_ADDRSTRLEN];
   inet_ntop(AF_INET, &address, text, sizeof text);
   const std::size_t length = std::strlen(text);

@@ -204,6 +204,13 @@ TEST_F(DnsmasqConfTest, TheReasonWhyTheStagingFileCannotBeOpenedIsLogged) {
               ElementsAre("notice failed to open /var/volatile/qel/.dnsmasq_conf, errno:21\n"));
 }
 
+TEST_F(DnsmasqConfTest, ACopyThatFailsIsLogged) {
+  const NetworkContext ctx = context_of(kAllOff);
+  platform().shell_status = 256;
+  EXPECT_EQ(dnsmasq_write_dnsmasq_conf(&ctx), 0);
+  EXPECT_THAT(platform().log, Contains("notice error writing /var/run/dnsmasq.conf"));
+}
+
 TEST_F(DnsmasqConfTest, AStagingFileThatIsNotWholeIsNotCopied) {
   fill_disk_for(kStaging);
   const NetworkContext ctx = context_of(kAllOff);

@@ -1,10 +1,18 @@
+#include <sys/mount.h>
+
 #include <filesystem>
 #include <vector>
 
 #include "platform/libvantor.h"
 #include "platform_test.h"
+#include "recorded_log.h"
 
 namespace fs = std::filesystem;
+
+// Of the whole test program.
+std::vector<std::string>& recorded_log() {
+  return log_of_test;
+}
 
 namespace {
 
@@ -26,6 +34,13 @@ TEST_F(FilesTest, WhateverStandsAtAPathExists) {
   EXPECT_EQ(file_exists(""), 0);
 }
 
+TEST_F(FilesTest, WhatCannotBeLookedForIsLogged) {
+  fs::create_symlink("/run/loop", "/run/loop");
+  EXPECT_EQ(file_exists("/run/loop"), 0);
+  EXPECT_THAT(log_of_test,
+              ElementsAre("notice cannot look for /run/loop: Too many levels of symbolic links"));
+}
+
 // --- delete_file
 
 TEST_F(FilesTest, AFileIsDeletedOnce) {
@@ -39,6 +54,15 @@ TEST_F(FilesTest, ADirectoryIsNoFileToDelete) {
   fs::create_directory("/run/directory");
   EXPECT_NE(delete_file("/run/directory"), 0);
   EXPECT_TRUE(exists("/run/directory"));
+  EXPECT_THAT(log_of_test, IsEmpty());
+}
+
+TEST_F(FilesTest, AFileThatCannotBeDeletedIsLogged) {
+  put_file("/run/file", "");
+  ASSERT_EQ(mount("/run/file", "/run/file", nullptr, MS_BIND, nullptr), 0);
+  EXPECT_NE(delete_file("/run/file"), 0);
+  umount("/run/file");
+  EXPECT_THAT(log_of_test, ElementsAre("notice cannot remove /run/file: Device or resource busy"));
 }
 
 // --- read_var_file
@@ -124,4 +148,12 @@ TEST_F(FilesTest, WhatCannotBeReadIsAFailureWithAnEmptyValue) {
     EXPECT_EQ(read_var_file(path, buffer.get(), 16), -1) << path;
     EXPECT_STREQ(buffer.get(), "") << path;
   }
+  EXPECT_THAT(log_of_test, IsEmpty());
+}
+
+TEST_F(FilesTest, AValueThatIsThereAndCannotBeReadIsLogged) {
+  fs::create_symlink("/run/loop", "/run/loop");
+  const auto buffer = dirty_buffer(16);
+  EXPECT_EQ(read_var_file("/run/loop", buffer.get(), 16), -1);
+  EXPECT_THAT(log_of_test, ElementsAre("notice cannot read /run/loop: Too many levels of symbolic links"));
 }

@@ -1,3 +1,5 @@
+#include <sys/resource.h>
+
 #include "platform/libvantor.h"
 #include "platform_test.h"
 
@@ -37,6 +39,17 @@ TEST_F(HardwareTest, AFormattedAddressHasColonsBetween) {
   EXPECT_EQ(formatted("eth1").text, "02:00:5e:00:00:11");
 }
 
+TEST_F(HardwareTest, AnAddressThatCannotBeAskedForIsLogged) {
+  rlimit files{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &files), 0);
+  const rlimit none{0, files.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  EXPECT_EQ(plain("eth0").result, -1);
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &files), 0);
+  EXPECT_THAT(log_of_test,
+              ElementsAre("notice cannot read the hardware address of eth0: Too many open files"));
+}
+
 TEST_F(HardwareTest, AnInterfaceWithoutAnAddressYieldsEmptyText) {
   for (const char* ifname :
        {"lo", "missing", "", "a-name-that-is-too-long-for-an-interface", "eth0eth0eth0eth0"}) {
@@ -45,4 +58,5 @@ TEST_F(HardwareTest, AnInterfaceWithoutAnAddressYieldsEmptyText) {
     EXPECT_EQ(formatted(ifname).result, -1) << ifname;
     EXPECT_EQ(formatted(ifname).text, "") << ifname;
   }
+  EXPECT_THAT(log_of_test, IsEmpty());
 }

@@ -10,17 +10,23 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "failing_call.h"
 #include "test_files.h"
 
 // The matchers that the tests speak with.
 using ::testing::AllOf;
+using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
+using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
 using ::testing::StartsWith;
+
+// What the platform has logged in this test.
+inline std::vector<std::string> log_of_test;
 
 // Of the whole test program; waitpid is defined beside the tests of the tools.
 inline FailingCall failing_waitpid;
@@ -28,6 +34,7 @@ inline FailingCall failing_waitpid;
 class PlatformTest : public ::testing::Test {
  protected:
   void SetUp() override {
+    log_of_test.clear();
     ASSERT_TRUE(exists("/dev/sandbox")) << "start the tests through tests/support/sandbox or ctest";
     empty_directory("/run");
     put_file("/dev/sandbox/commands", "");

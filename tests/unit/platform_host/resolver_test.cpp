@@ -34,6 +34,23 @@ static Answer ask(const char* name, int size = 15) {
 static FailingCall failing_fork;
 static FailingCall failing_pipe2;
 
+static FailingCall failing_read;
+static FailingCall failing_write;
+static int half_reads = 0;
+
+// The answer is the only text of this size that is read or written.
+extern "C" ssize_t read(int file, void* buffer, std::size_t size) {
+  const auto read_on = next<ssize_t (*)(int, void*, std::size_t)>("read");
+  if (size != sizeof(in_addr)) return read_on(file, buffer, size);
+  if (failing_read.fails()) return -1;
+  return read_on(file, buffer, half_reads-- > 0 ? size / 2 : size);
+}
+
+extern "C" ssize_t write(int file, const void* buffer, std::size_t size) {
+  if (size == sizeof(in_addr) && failing_write.fails()) return -1;
+  return next<ssize_t (*)(int, const void*, std::size_t)>("write")(file, buffer, size);
+}
+
 extern "C" pid_t fork() noexcept {
   return failing_fork.fails() ? -1 : next<pid_t (*)()>("fork")();
 }
@@ -81,7 +98,32 @@ TEST_F(ResolverTest, WithoutAProcessToAskThereIsNoAnswer) {
   EXPECT_NE(ask("localhost").result, 0);
   failing_pipe2.fail(1, EMFILE);
   EXPECT_NE(ask("localhost").result, 0);
+  EXPECT_THAT(log_of_test, ElementsAre("notice cannot look up localhost: Resource temporarily unavailable",
+                                       "notice cannot look up localhost: Too many open files"));
   EXPECT_EQ(ask("localhost").result, 0);
+}
+
+TEST_F(ResolverTest, AnAnswerThatDoesNotArriveIsNoMissingAddress) {
+  failing_read.fail(1, EIO);
+  EXPECT_NE(ask("localhost").result, 0);
+  // The process that asks writes it.
+  failing_write.fail(1, EIO);
+  EXPECT_NE(ask("localhost").result, 0);
+  half_reads = 1;
+  EXPECT_NE(ask("localhost").result, 0);
+  EXPECT_THAT(log_of_test, Each("notice cannot look up localhost: Input/output error"));
+  EXPECT_EQ(log_of_test.size(), 3U);
+  failing_write.fail(0, 0);
+}
+
+TEST_F(ResolverTest, AnInterruptedReadIsRepeated) {
+  failing_read.fail(1, EINTR);
+  EXPECT_EQ(ask("localhost").text, "127.0.0.1");
+}
+
+TEST_F(ResolverTest, ANameWithoutAnAddressIsNotLogged) {
+  ask("no-such-host.invalid");
+  EXPECT_THAT(log_of_test, IsEmpty());
 }
 
 // A name server on the loopback interface that never answers, in the place of the machine's own.

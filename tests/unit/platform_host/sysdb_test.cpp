@@ -133,6 +133,7 @@ TEST_F(SysdbTest, AMissingKeyFails) {
   query(file_, "DROP TABLE entries");
   EXPECT_NE(sysdb_read_int(0, "CELL_CONNECTED", &value), 0) << "no table";
   EXPECT_EQ(value, 42);
+  EXPECT_THAT(log_of_test, IsEmpty());
 }
 
 TEST_F(SysdbTest, AFileThatIsNoDatabaseFails) {
@@ -142,15 +143,22 @@ TEST_F(SysdbTest, AFileThatIsNoDatabaseFails) {
   EXPECT_NE(sysdb_write_str(0, "SYS_MACADDR", "", 0), 0);
   EXPECT_NE(sysdb_namedb_write_str(0, "NET", "NET_ETH0_MODE", "", 0), 0);
   EXPECT_EQ(value, 42);
+  const std::string reason = ": file is not a database";
+  EXPECT_THAT(log_of_test, ElementsAre("notice " + file_ + ": cannot read CELL_CONNECTED" + reason,
+                                       "notice " + file_ + ": cannot write SYS_MACADDR" + reason,
+                                       "notice " + file_ + ": cannot write NET_ETH0_MODE" + reason));
 }
 
 TEST_F(SysdbTest, AFileThatCannotBeOpenedFails) {
-  setenv("LANFAB_SYSDB", "/run/missing/device.sqlite3", 1);
+  std::filesystem::create_directory("/run/directory");
+  setenv("LANFAB_SYSDB", "/run/directory", 1);
   int value = 42;
   EXPECT_NE(sysdb_read_int(0, "CELL_CONNECTED", &value), 0);
   EXPECT_NE(sysdb_write_str(0, "SYS_MACADDR", "", 0), 0);
   EXPECT_NE(sysdb_namedb_write_str(0, "NET", "NET_ETH0_MODE", "", 0), 0);
   EXPECT_EQ(value, 42);
+  EXPECT_THAT(log_of_test, Each("notice /run/directory: cannot open the database: Is a directory"));
+  EXPECT_EQ(log_of_test.size(), 3U);
 }
 
 TEST_F(SysdbTest, WithoutAFileOfItsOwnTheSystemsIsUsed) {

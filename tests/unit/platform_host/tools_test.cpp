@@ -100,6 +100,8 @@ TEST_F(ToolsTest, AToolThatCannotBeRunIsAFailure) {
   EXPECT_NE(execute_systemctl_start("dnsmasq"), 0);
   EXPECT_NE(execute_systemctl_restart("dnsmasq"), 0);
   EXPECT_EQ(is_service_active("dnsmasq"), 0);
+  EXPECT_THAT(log_of_test, Each("err cannot run systemctl (dnsmasq): No such file or directory"));
+  EXPECT_EQ(log_of_test.size(), 3U);
 }
 
 TEST_F(ToolsTest, AServicesNameIsOneWordAndNoShellReadsIt) {

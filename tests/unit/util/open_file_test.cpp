@@ -1,6 +1,7 @@
 #include "util/open_file.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -103,6 +104,19 @@ TEST_F(OpenFileTest, WithoutAFileErrnoSaysWhy) {
   EXPECT_FALSE(OpenFile("/var/run", "a"));
   EXPECT_EQ(errno, EISDIR);
   EXPECT_EQ(platform().log, Lines{});
+}
+
+TEST_F(OpenFileTest, WhatTheMachineLacksIsLogged) {
+  rlimit files{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &files), 0);
+  const rlimit none{0, files.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  const bool is_open = static_cast<bool>(OpenFile(kFile, "w"));
+  const int error = errno;
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &files), 0);
+  EXPECT_FALSE(is_open);
+  EXPECT_EQ(error, EMFILE);
+  EXPECT_EQ(platform().log, Lines{"notice error opening /var/run/file: Too many open files"});
 }
 
 TEST_F(OpenFileTest, ToolsDoNotInheritTheFile) {
