@@ -1,7 +1,6 @@
 #include "cli/live/runs.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
+#include <limits.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -16,6 +15,14 @@
 
 #include "cli/base/file.h"
 #include "driver/run_lock.h"
+#include "driver/run_lock_guard.h"
+
+constexpr char kProgram[] = "cmd_lanfab";
+// That of a run that goes on while an upgrade replaces the program.
+constexpr char kReplacedProgram[] = "cmd_lanfab (deleted)";
+
+// The real and the effective user, in the words of proc(5).
+constexpr char kRootAlone[] = "\t0\t0\t";
 
 static std::string line_of(const std::string& file, const std::string& prefix) {
   std::ifstream stream(file);
@@ -39,8 +46,18 @@ static std::optional<std::vector<std::string>> list_runs() {
   return processes;
 }
 
+// A name that anyone can give to a process of his own proves nothing: a run is root's, and runs the program.
 bool is_run(const std::string& process) {
-  return line_of("/proc/" + process + "/comm", "") == "cmd_lanfab";
+  const std::string directory = "/proc/" + process;
+  // The owner of the directory proves nothing either: it is root for anyone who forbids to trace him.
+  if (line_of(directory + "/status", "Uid:").rfind(kRootAlone, 0) != 0) return false;
+  char program[PATH_MAX];
+  const ssize_t size = readlink((directory + "/exe").c_str(), program, sizeof program);
+  // Only root is told the program of root's processes.
+  if (size < 0) return errno == EACCES && line_of(directory + "/comm", "") == kProgram;
+  std::string name(program, static_cast<std::size_t>(size));
+  name.erase(0, name.rfind('/') + 1);
+  return name == kProgram || name == kReplacedProgram;
 }
 
 // A run handles SIGTERM while it holds the lock, unless its caller ignores it; a waiting run does not.
@@ -53,24 +70,12 @@ static bool may_one_hold_lock(const std::optional<std::vector<std::string>>& run
   return !runs || std::any_of(runs->begin(), runs->end(), may_hold_lock);
 }
 
-// Runs check and take the lock while they lock its directory.
-static std::string lock_directory() {
-  const std::string lock = kLockFile;
-  return lock.substr(0, lock.rfind('/'));
-}
-
-// Whether a run is about to take or to release the lock.
-static bool is_lock_changing() {
-  const Descriptor directory(open(lock_directory().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  return directory.is_open() && flock(directory.number(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-}
-
 std::optional<RunLockState> read_run_lock() {
   struct stat status {};
   if (stat(kLockFile, &status) != 0) return std::nullopt;
   RunLockState lock;
   lock.since = status.st_mtime;
-  const bool is_changing = is_lock_changing();
+  const bool is_changing = RunLockGuard::is_taken();
   const auto runs = list_runs();
   lock.is_held = is_changing || may_one_hold_lock(runs);
   lock.runs = runs ? static_cast<int>(runs->size()) : 0;
@@ -80,7 +85,7 @@ std::optional<RunLockState> read_run_lock() {
 }
 
 void remove_stale_lock() {
-  const ExclusiveLock lock(lock_directory());
-  if (lock.is_held() && !may_one_hold_lock(list_runs()) && unlink(kLockFile) == 0)
+  const RunLockGuard guard;
+  if (guard.is_held() && !may_one_hold_lock(list_runs()) && unlink(kLockFile) == 0)
     std::fprintf(stderr, "%s: a run that was killed has left it; removed\n", kLockFile);
 }

@@ -1,7 +1,8 @@
 #include "driver/run_lock.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -9,30 +10,13 @@
 #include <cerrno>
 #include <csignal>
 
+#include "driver/run_lock_guard.h"
 #include "platform/libvantor.h"
 
-constexpr char kLockDirectory[] = "/var/run";
-constexpr std::array<int, 3> kEndingSignals = {SIGTERM, SIGINT, SIGHUP};
+// SIGABRT is the end of a run that cannot go on, SIGXFSZ that of one whose files have a limit.
+constexpr std::array<int, 6> kEndingSignals = {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGABRT, SIGXFSZ};
 
 namespace {
-
-// Keeps other runs from testing and taking the lock at the same time: the lock file takes two steps. Without
-// the directory there is nothing to hold on to, and the steps stand alone.
-class DirectoryLock {
- public:
-  DirectoryLock() : directory_(open(kLockDirectory, O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-    while (directory_ >= 0 && flock(directory_, LOCK_EX) != 0 && errno == EINTR) {
-    }
-  }
-  DirectoryLock(const DirectoryLock&) = delete;
-  DirectoryLock& operator=(const DirectoryLock&) = delete;
-  ~DirectoryLock() {
-    if (directory_ >= 0) ::close(directory_);
-  }
-
- private:
-  int directory_;
-};
 
 // Holds the ending signals back while the lock file and what they do about it are changed.
 class EndingSignalsBlocked {
@@ -78,13 +62,35 @@ static void handle_ending_signals(void (*handler)(int)) {
   }
 }
 
+// Makes the lock file when touch could not be run, or was ended together with this process.
+static void make_lock_file() {
+  const int file = open(kLockFile, O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+  if (file >= 0) {
+    close(file);
+  } else {
+    syslog(LOG_ERR, "error opening %s: other runs will not wait for this one", kLockFile);
+  }
+}
+
+// A signal to the whole process group may end the shell and not its touch, which would make the lock file after
+// this process has removed it: as the shell's heir this process waits for it.
+static void touch_lock_file() {
+  prctl(PR_SET_CHILD_SUBREAPER, 1);
+  if (qelsys("/bin/touch %s", kLockFile) != 0) {
+    while (waitpid(-1, nullptr, 0) > 0 || errno == EINTR) {
+    }
+    make_lock_file();
+  }
+  prctl(PR_SET_CHILD_SUBREAPER, 0);
+}
+
 // Whether the lock was free.
 static bool try_run_lock() {
-  const DirectoryLock directory;
-  if (file_exists(kLockFile)) return false;
   const EndingSignalsBlocked signals;
+  const RunLockGuard guard;
+  if (file_exists(kLockFile)) return false;
   syslog(LOG_NOTICE, "cmd_lanfab set lock");
-  qelsys("/bin/touch %s", kLockFile);
+  touch_lock_file();
   handle_ending_signals(remove_lock_and_end);
   return true;
 }

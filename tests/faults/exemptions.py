@@ -7,7 +7,7 @@ may make all the same. What is not named here is a violation; so is an exemption
 import collections
 import re
 
-from faults.gateway import canonical
+from faults.gateway import GUARD, canonical
 from faults.points import COPY
 
 RESOLVER = r"/etc/(hosts|host\.conf|nsswitch\.conf|resolv\.conf)"
@@ -15,6 +15,7 @@ UNITS = "/run/systemd/network/"
 KEPT_UNITS = r"/var/volatile/qel/\.wwan_unit_backup/"
 SCRIPTS = r"/run/\.delete_"
 MARKS = "/run/(ROUTER_MODE|LANFAB_LOCKED)"
+GUARD_FILE = re.escape(GUARD)
 POST_START = "/run/post_networkd_start_actions_script"
 WWAN_ROUTES = "/run/wwan0_static_routes"
 CONF = r"/run/dnsmasq\.conf"
@@ -82,6 +83,8 @@ EXEMPTIONS = [
                     [SCRIPTS, "command: /sbin/ip"], "the answer is yes or no"),
     unexamined_call("deletion of a file", f"{SCRIPTS}|{WWAN_ROUTES}|{MARKS}", "unlink", [SCRIPTS, MARKS],
                     "the result is not used"),
+    unexamined_call("the guard of the lock", GUARD_FILE, "unlink", [GUARD_FILE],
+                    "the next run uses and removes it; nobody has locked it"),
     # Files that do not fail the run; of those that are not whole the log tells.
     logged_file("undo scripts that are written", SCRIPTS, [], "the next run undoes what it knows of"),
     logged_file("post-start script", POST_START, [], "it only tidies routes"),
@@ -114,6 +117,8 @@ SILENCES = [
             "and telnet-init logs for itself"),
     Silence("a file that the resolver cannot read", rf"{RESOLVER}\) of {COPY}",
             "the C library takes it for one that is not there; the name is one that has no address"),
+    Silence("the guard's file", rf"^unlink\({GUARD_FILE}\)",
+            "an empty file that nobody has locked; the next run uses and removes it"),
 ]
 
 

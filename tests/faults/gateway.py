@@ -17,6 +17,8 @@ from lib.sandbox import (ACTIVE_SERVICES, RECORDED_COMMANDS, Syslog, read_system
 NETWORK = TESTS / "faults" / "network.json"
 DATABASE = "/run/sysdb.sqlite3"
 LOCK = "/run/LANFAB_LOCKED"
+# Those who take it hold this meanwhile.
+GUARD = "/run/.LANFAB_LOCKED.guard"
 HOSTS = "127.0.0.1 localhost\n10.1.1.1 relay.example\n"
 
 # What the cellular link got, before and now.

@@ -7,9 +7,11 @@ import os
 import pathlib
 import pty
 import select
+import shutil
 import signal
 import struct
 import subprocess
+import sys
 import termios
 import time
 import unittest
@@ -240,6 +242,42 @@ class Lock(unittest.TestCase):
             gateway.run("rm", LOCK)
             self.assertEqual(waiting.wait(60), 0)
         self.assertIsNone(self.lock())
+
+
+# What another user can do: lock the directory, and look like a run that holds the lock, also to somebody who
+# asks for the program or the owner of the process.
+MISCHIEF = """
+import ctypes, fcntl, os, signal, sys
+fcntl.flock(os.open("/run", os.O_RDONLY), fcntl.LOCK_EX)
+signal.signal(signal.SIGTERM, lambda *_: None)
+open("/proc/self/comm", "w").write("cmd_lanfab")
+PR_SET_DUMPABLE = 4
+assert ctypes.CDLL(None).prctl(PR_SET_DUMPABLE, 0) == 0
+print("ready", flush=True)
+sys.stdin.read()
+"""
+
+
+class OtherUser(unittest.TestCase):
+    def setUp(self):
+        gateway.apply(router())
+        program = pathlib.Path("/tmp/cmd_lanfab")
+        shutil.copy(sys.executable, program)
+        self.addCleanup(program.unlink)
+        process = self.enterContext(
+            subprocess.Popen([program, "-c", MISCHIEF], user="nobody", group="nogroup", extra_groups=[],
+                             stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True))
+        self.addCleanup(process.kill)
+        self.assertEqual(process.stdout.readline(), "ready\n")
+
+    def test_does_not_hold_up_a_run(self):
+        self.assertEqual(subprocess.run(["cmd_lanfab", "dnsmasq"], timeout=120, check=False).returncode, 0)
+
+    def test_does_not_make_a_stale_lock_look_held(self):
+        gateway.write(LOCK, "")
+        self.addCleanup(gateway.run, "rm", "-f", LOCK)
+        lock = look()["lock"]
+        self.assertEqual((lock["held"], lock["runs"]), (False, 0))
 
 
 class Leases(unittest.TestCase):

@@ -1,24 +1,17 @@
 #include "driver/run_lock.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
-
 #include <csignal>
+#include <cstdlib>
+#include <filesystem>
 
-#include "failing_call.h"
+#include "driver/run_lock_guard.h"
 #include "lanfab_test.h"
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::KilledBySignal;
 
 constexpr char kLock[] = "/var/run/LANFAB_LOCKED";
-
-static FailingCall failing_flock;
-
-extern "C" int flock(int file, int operation) noexcept {
-  return failing_flock.fails() ? -1 : next<int (*)(int, int)>("flock")(file, operation);
-}
 
 class RunLockTest : public LanfabTest {
  protected:
@@ -36,14 +29,6 @@ static void (*handler_of(int signal))(int) {
   return present.sa_handler;
 }
 
-// Whether somebody else could lock the directory now.
-static bool is_directory_free() {
-  const int directory = open("/var/run", O_RDONLY | O_DIRECTORY);
-  const bool is_free = flock(directory, LOCK_EX | LOCK_NB) == 0;
-  close(directory);
-  return is_free;
-}
-
 TEST_F(RunLockTest, TheLockFileIsThereBetweenTakingAndReleasing) {
   take_run_lock();
   EXPECT_TRUE(exists(kLock));
@@ -52,17 +37,17 @@ TEST_F(RunLockTest, TheLockFileIsThereBetweenTakingAndReleasing) {
   EXPECT_THAT(platform().log, ElementsAre("notice cmd_lanfab set lock", "notice cmd_lanfab clear lock"));
 }
 
-TEST_F(RunLockTest, TheDirectoryIsLockedOverTheTouchAlone) {
-  bool was_free = true;
-  platform().on_shell = [&](const std::string&) { was_free = is_directory_free(); };
+TEST_F(RunLockTest, TheGuardIsHeldOverTheTouchAlone) {
+  bool was_taken = false;
+  platform().on_shell = [&](const std::string&) { was_taken = RunLockGuard::is_taken(); };
   take_run_lock();
-  EXPECT_FALSE(was_free);
-  EXPECT_TRUE(is_directory_free());
+  EXPECT_TRUE(was_taken);
+  EXPECT_FALSE(exists(kRunLockGuard));
   release_run_lock();
 }
 
 TEST_F(RunLockTest, AnEndingSignalRemovesTheLockAndEndsTheProcess) {
-  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGABRT, SIGXFSZ}) {
     EXPECT_EXIT(
         {
           take_run_lock();
@@ -104,6 +89,24 @@ TEST_F(RunLockTest, ACrashLeavesTheLock) {
   EXPECT_TRUE(exists(kLock));
 }
 
+TEST_F(RunLockTest, ALockThatTouchDoesNotMakeIsMadeNevertheless) {
+  platform().on_shell = [](const std::string&) {};
+  platform().shell_status = 1;
+  take_run_lock();
+  EXPECT_TRUE(exists(kLock));
+  release_run_lock();
+}
+
+TEST_F(RunLockTest, ALockThatCannotBeMadeIsLogged) {
+  platform().shell_status = 1;
+  platform().on_shell = [](const std::string&) { std::filesystem::create_directory(kLock); };
+  take_run_lock();
+  EXPECT_THAT(platform().log,
+              Contains("err error opening /var/run/LANFAB_LOCKED: other runs will not wait for this one"));
+  release_run_lock();
+  std::filesystem::remove(kLock);
+}
+
 TEST_F(RunLockTest, AnIgnoredSignalStaysIgnored) {
   const auto former = std::signal(SIGHUP, SIG_IGN);
   take_run_lock();
@@ -121,11 +124,12 @@ TEST_F(RunLockTest, ReleasingRestoresTheSignals) {
   EXPECT_EQ(handler_of(SIGTERM), SIG_DFL);
 }
 
-TEST_F(RunLockTest, ASignalDoesNotEndTheWaitForTheDirectory) {
-  bool was_free = true;
-  platform().on_shell = [&](const std::string&) { was_free = is_directory_free(); };
-  failing_flock.fail(2, EINTR);
-  take_run_lock();
-  EXPECT_FALSE(was_free);
-  release_run_lock();
+TEST_F(RunLockTest, AnAbortLeavesNoLock) {
+  EXPECT_EXIT(
+      {
+        take_run_lock();
+        std::abort();
+      },
+      testing::KilledBySignal(SIGABRT), "");
+  EXPECT_FALSE(exists(kLock));
 }

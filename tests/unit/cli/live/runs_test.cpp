@@ -1,71 +1,50 @@
 #include "cli/live/runs.h"
 
 #include <gtest/gtest.h>
-#include <spawn.h>
-#include <sys/file.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
+#include <cerrno>
 #include <filesystem>
 
-#include "cli/base/file.h"
 #include "driver/run_lock.h"
+#include "driver/run_lock_guard.h"
 #include "failing_call.h"
+#include "run_process.h"
 #include "test_files.h"
 
 extern FailingCall failing_flock;
 
-// A process that has the name of a run and handles no signal.
-class WaitingRun {
- public:
-  WaitingRun() {
-    std::filesystem::copy_file("/bin/sleep", kProgram);
-    const char* const words[] = {kProgram, "infinity", nullptr};
-    posix_spawn(&process_, kProgram, nullptr, nullptr, const_cast<char* const*>(words), environ);
-  }
-  WaitingRun(const WaitingRun&) = delete;
-  WaitingRun& operator=(const WaitingRun&) = delete;
-  ~WaitingRun() {
-    kill(process_, SIGKILL);
-    waitpid(process_, nullptr, 0);
-    std::filesystem::remove(kProgram);
-  }
-
- private:
-  static constexpr char kProgram[] = "/run/cmd_lanfab";
-  pid_t process_ = 0;
-};
-
-// While the lock file is there, this process is a run of cmd_lanfab or is none.
 class RunsTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    prctl(PR_GET_NAME, name_);
     put_file(kLockFile, "");
   }
 
   void TearDown() override {
-    prctl(PR_SET_NAME, name_);
-    std::signal(SIGTERM, SIG_DFL);
-    std::filesystem::remove(kLockFile);
+    std::filesystem::remove_all(kLockFile);
   }
-
-  static void become_run() {
-    prctl(PR_SET_NAME, "cmd_lanfab");
-  }
-
-  char name_[16] = "";
 };
 
-TEST_F(RunsTest, ARunIsKnownByItsName) {
-  const std::string process = std::to_string(getpid());
-  EXPECT_FALSE(is_run(process));
-  become_run();
-  EXPECT_TRUE(is_run(process));
+TEST_F(RunsTest, ARunIsKnownByItsProgram) {
+  EXPECT_TRUE(is_run(std::to_string(RunProcess().number())));
+  EXPECT_FALSE(is_run(std::to_string(RunProcess(":", "/run/other").number())));
   EXPECT_FALSE(is_run("4000000")) << "there is no such process";
+}
+
+TEST_F(RunsTest, ARunGoesOnWhenItsProgramIsReplaced) {
+  const RunProcess run;
+  run.remove_program();
+  EXPECT_TRUE(is_run(std::to_string(run.number())));
+}
+
+TEST_F(RunsTest, ANameAloneMakesNoRun) {
+  char name[16] = "";
+  prctl(PR_GET_NAME, name);
+  prctl(PR_SET_NAME, "cmd_lanfab");
+  EXPECT_FALSE(is_run(std::to_string(getpid())));
+  prctl(PR_SET_NAME, name);
 }
 
 TEST_F(RunsTest, WithoutALockFileThereIsNoLock) {
@@ -85,8 +64,7 @@ TEST_F(RunsTest, ALockIsStaleWithoutARun) {
 }
 
 TEST_F(RunsTest, ALockIsStaleWhileRunsOnlyWaitForIt) {
-  // Not this process: an emulator handles the signals of the program that it runs.
-  const WaitingRun run;
+  const RunProcess run;
   EXPECT_FALSE(read_run_lock()->is_held);
   EXPECT_EQ(read_run_lock()->runs, 1);
   remove_stale_lock();
@@ -94,20 +72,19 @@ TEST_F(RunsTest, ALockIsStaleWhileRunsOnlyWaitForIt) {
 }
 
 TEST_F(RunsTest, ARunThatHandlesOrIgnoresSigtermMayHoldIt) {
-  become_run();
-  for (const sighandler_t handler : {sighandler_t([](int) {}), SIG_IGN}) {
-    std::signal(SIGTERM, handler);
+  for (const char* orders : {"trap : TERM", "trap '' TERM"}) {
+    const RunProcess run(orders);
     EXPECT_TRUE(read_run_lock()->is_held);
     remove_stale_lock();
     EXPECT_TRUE(exists(kLockFile));
   }
 }
 
-TEST_F(RunsTest, ALockIsHeldWhileARunTakesOrReleasesIt) {
-  const ExclusiveLock run(std::filesystem::path(kLockFile).parent_path());
+TEST_F(RunsTest, ALockIsHeldWhileARunTakesIt) {
+  const RunLockGuard run;
   EXPECT_TRUE(read_run_lock()->is_held);
   failing_flock.fail(1, ENOLCK);
-  EXPECT_FALSE(read_run_lock()->is_held) << "nobody has locked it as far as is known";
+  EXPECT_FALSE(read_run_lock()->is_held) << "nobody has it as far as is known";
 }
 
 TEST_F(RunsTest, ALockWhoseRunsCannotBeListedMayBeHeld) {
@@ -122,6 +99,14 @@ TEST_F(RunsTest, ALockWhoseRunsCannotBeListedMayBeHeld) {
   EXPECT_TRUE(lock->is_held);
   EXPECT_EQ(lock->runs, 0);
   EXPECT_TRUE(exists(kLockFile));
+}
+
+// Else a run that takes the lock in this moment would lose it.
+TEST_F(RunsTest, WithoutTheGuardNoLockIsRemoved) {
+  std::filesystem::create_directory(kRunLockGuard);
+  remove_stale_lock();
+  EXPECT_TRUE(exists(kLockFile));
+  std::filesystem::remove(kRunLockGuard);
 }
 
 TEST_F(RunsTest, WhatCannotBeRemovedStays) {

@@ -1,15 +1,15 @@
 #include "cli/status/run_history.h"
 
 #include <gtest/gtest.h>
-#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 
+#include "run_process.h"
 #include "test_files.h"
 
-// A journal with one run of this process, or of a process that has gone.
+// A journal with one run of a process.
 class RunHistoryTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -35,13 +35,11 @@ class RunHistoryTest : public ::testing::Test {
 };
 
 TEST_F(RunHistoryTest, ARunWithoutAnEndIsRunningWhileItsProcessIsThere) {
-  char name[16] = "";
-  prctl(PR_GET_NAME, name);
+  const RunProcess run;
   set_journal(getpid(), "");
   EXPECT_EQ(read_last_runs(runs_), std::nullopt);
-  prctl(PR_SET_NAME, "cmd_lanfab");
+  set_journal(run.number(), "");
   EXPECT_EQ(read_last_runs(runs_), std::nullopt);
-  prctl(PR_SET_NAME, name);
   ASSERT_EQ(runs_.size(), 2U);
   EXPECT_STREQ(word_for(runs_[0].end), "cut off");
   EXPECT_STREQ(word_for(runs_[1].end), "at work");
