@@ -1,6 +1,6 @@
 """Runs the program under callers of many kinds, inside the sandbox: the same comes out under each.
 
-And signals runs that wait for the lock of another one, which they leave alone.
+And signals runs that wait for the lock of another one, which they leave alone, and one that takes the lock.
 """
 
 import os
@@ -72,10 +72,40 @@ def play_waiting_runs(laid, before):
             yield f"a waiting run that ends by {number.name} deletes the lock of another one"
 
 
+# Ends the shell that started it and the run, then makes the lock file: once the run waits for it, or has gone.
+LATE_TOUCH = """#!/bin/sh
+run=$(cut -d " " -f 4 "/proc/$PPID/stat")
+kill -TERM "$run"
+kill -KILL $PPID
+while kill -0 $PPID 2>/dev/null; do :; done
+while state=$(cut -d " " -f 3 "/proc/$run/stat" 2>/dev/null) && [ "$state" = R ]; do :; done
+: >"$1"
+"""
+
+
+def play_late_touch(laid, before):
+    """Yields what is left of a run whose shell ends before the touch that the shell has started."""
+    lay(before)
+    stub = laid.scratch / "touch"
+    stub.write_text(LATE_TOUCH)
+    stub.chmod(0o755)
+    subprocess.run(["mount", "--bind", stub, "/bin/touch"], check=True)
+    run = subprocess.Popen([laid.program, "dnsmasq"], env=laid.environment("new", "late touch"),
+                           stdout=subprocess.PIPE)
+    # The touch has it open, too.
+    run.communicate(timeout=HANG_SECONDS)
+    if run.returncode != -signal.SIGTERM:
+        yield f"a run whose touch is late ends with {run.returncode}"
+    subprocess.run(["umount", "/bin/touch"], check=True)
+    if os.path.exists(gateway.LOCK):
+        yield "a late touch leaves the lock behind"
+
+
 def play(arguments):
     """Yields what is wrong."""
     laid = gateway.Gateway(arguments.program)
     before = laid.prepare()
     yield from play_callers(laid, before)
     yield from play_waiting_runs(laid, before)
-    print(f"{len(CALLERS)} callers and 3 signals to waiting runs")
+    yield from play_late_touch(laid, before)
+    print(f"{len(CALLERS)} callers and 3 signals to waiting runs, and a late touch")
