@@ -72,8 +72,8 @@ static void make_lock_file() {
   }
 }
 
-// A signal to the whole process group may end the shell and not its touch, which would make the lock file after
-// this process has removed it: as the shell's heir this process waits for it.
+// A signal to the whole process group may end the shell and not its touch, which would make the lock file
+// after this process has removed it: as the shell's heir this process waits for it.
 static void touch_lock_file() {
   prctl(PR_SET_CHILD_SUBREAPER, 1);
   if (qelsys("/bin/touch %s", kLockFile) != 0) {

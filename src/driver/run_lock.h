@@ -1,7 +1,7 @@
 #pragma once
 
-// The lock file that keeps runs apart. It is there while a run works, and a run that is killed with SIGKILL or
-// by a fault of memory leaves it behind.
+// The lock file that keeps runs apart. It is there while a run works, and a run that is killed with SIGKILL
+// leaves it behind.
 
 inline constexpr char kLockFile[] = "/var/run/LANFAB_LOCKED";
 

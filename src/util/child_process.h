@@ -14,8 +14,8 @@
 #include <string>
 
 // Runs the program `file`, found along PATH, with the words of `command`, which end in a null, and waits for
-// it. Returns its wait status; -1, with an error in the log, when it cannot be started. Ctrl-C ends this process too, also when it
-// reached the tool alone.
+// it. Returns its wait status; -1, with an error in the log, when it cannot be started. Ctrl-C ends this
+// process too, also when it reached the tool alone.
 inline int run_and_wait(const char* file, std::initializer_list<const char*> command) {
   pid_t child = 0;
   auto* words = const_cast<char* const*>(command.begin());

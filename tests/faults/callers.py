@@ -72,7 +72,7 @@ def play_waiting_runs(laid, before):
             yield f"a waiting run that ends by {number.name} deletes the lock of another one"
 
 
-# Ends the shell that started it and the run, then makes the lock file: once the run waits for it, or has gone.
+# Ends the shell that started it and the run; makes the lock file once the run waits for it, or has gone.
 LATE_TOUCH = """#!/bin/sh
 run=$(cut -d " " -f 4 "/proc/$PPID/stat")
 kill -TERM "$run"

@@ -109,12 +109,12 @@ Silence = collections.namedtuple("Silence", "name where reason")
 
 SILENCES = [
     Silence("a script that sh cannot read", r"^read\(/run/\S+\) of .*-> /bin/sh /var/run/",
-            "sh takes it for the end of the script. The scripts are in /run, which is memory and always readable"),
+            "sh takes it for the end of the script. The scripts are in /run, which is memory"),
     Silence("a directory that sh cannot read", r"^(openat|getdents64)\(/\S+/network/*\) of sh -c /bin/rm ",
             "sh takes it for an empty one. It is in /run, and sh has three files open"),
     Silence("a script's own silence", r" of .*(\.delete_static_routes|2>/dev/null)",
-            "what the script or the line sends to /dev/null: a route that cannot be deleted is one that has gone, "
-            "and telnet-init logs for itself"),
+            "what the script or the line sends to /dev/null: a route that cannot be deleted has gone, and "
+            "telnet-init logs for itself"),
     Silence("a file that the resolver cannot read", rf"{RESOLVER}\) of {COPY}",
             "the C library takes it for one that is not there; the name is one that has no address"),
     Silence("the guard's file", rf"^unlink\({GUARD_FILE}\)",

@@ -56,7 +56,8 @@ def is_whole(path, file, reference):
 def parts(outcome, reference):
     """The files that are neither what was there before nor what a run without a fault makes."""
     return sorted(path for path, file in outcome.files.items()
-                  if not is_database(path) and path not in (LOCK, GUARD) and not is_whole(path, file, reference))
+                  if not is_database(path) and path not in (LOCK, GUARD)
+                  and not is_whole(path, file, reference))
 
 
 def restarts_networkd(outcome):

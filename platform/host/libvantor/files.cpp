@@ -23,8 +23,8 @@ static bool is_control_character(int byte) {
   return (byte < 0x20 && byte != '\t' && byte != '\0') || byte == 0x7f;
 }
 
-// Reads up to the line end into `line`; false when the line does not fit or holds a control character, or when
-// the file cannot be read, which is then known to `file`.
+// Reads up to the line end into `line`; false when the line does not fit or holds a control character, and
+// when the file cannot be read, which `file` then knows.
 static bool read_line(std::FILE* file, char* line, std::size_t size) {
   std::size_t length = 0;
   for (int byte = std::getc(file); byte != EOF && byte != '\n'; byte = std::getc(file)) {
