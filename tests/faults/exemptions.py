@@ -23,6 +23,8 @@ STAGING = r"/var/volatile/qel/\.dnsmasq_conf"
 
 COPY_OF_CONF = "cp of dnsmasq.conf"
 
+# The reason says why nobody loses by it, or what he is told.
+#
 # `about` is "command" for a command that the program runs, or for starting it; "call" for a call of its own.
 # `where` finds the command line, or the path of the call; `calls` are the names of such calls. `needs_space`
 # is true when a full disk is such a fault. `spoils` are the things that may then be wrong: a path, "database"
@@ -45,22 +47,26 @@ def logged_file(name, where, spoils, reason):
 EXEMPTIONS = [
     # The results of commands are not examined.
     unexamined_command("touch ROUTER_MODE", "/bin/touch /var/run/ROUTER_MODE", ["/run/ROUTER_MODE"],
-                       "a mark for other programs", needs_space=True),
-    unexamined_command("chmod +x", r"/bin/chmod \+x", [POST_START], "sh runs a script of any mode"),
+                       "no address or route depends on the mark, and touch says that it failed",
+                       needs_space=True),
+    unexamined_command("chmod +x", r"/bin/chmod \+x", [POST_START],
+                       "sh runs a script of any mode, and chmod says that it failed"),
     unexamined_command("rm of the old units", "/bin/rm -f /var/run/systemd/network//", [UNITS],
-                       "those of the same name are replaced"),
+                       "those of the same name are replaced; that others stay, rm says"),
     unexamined_command("cp of the cellular units", r"/bin/cp \S*wwan\.", [KEPT_UNITS, UNITS + r"\d+-wwan"],
-                       "they are written anew when the link has its values", needs_space=True),
+                       "they are written anew as soon as the link has its values", needs_space=True),
     unexamined_command("cp of /etc/hosts", r"/bin/cp -f\s+/etc/hosts", ["/run/hosts"],
-                       "the names go to what lies there", needs_space=True),
+                       "the configured names are added all the same; that the others are missing, cp says",
+                       needs_space=True),
     unexamined_command(COPY_OF_CONF, f"/bin/cp -f {STAGING}", [CONF],
-                       "dnsmasq's service refuses a file without its last line", needs_space=True),
+                       "dnsmasq keeps what it has: its service refuses a file without its last line",
+                       needs_space=True),
     unexamined_command("undo scripts", f"/bin/sh /var{SCRIPTS}", ["command: /sbin/ip (link|route) del"],
-                       "what is not there cannot be deleted either"),
+                       "an interface that stays gets what its new unit says; that it stays, ip says"),
     unexamined_command("routes of the cellular link", f"/bin/sh /var{WWAN_ROUTES}",
-                       ["command: /sbin/ip route add"], "the unit has them too"),
+                       ["command: /sbin/ip route add"], "systemd-networkd adds them from the unit"),
     unexamined_command("tunnels", "/sbin/ip tunnel del", ["command: /sbin/ip tunnel del"],
-                       "a tunnel that is not there cannot be deleted"),
+                       "systemd-networkd changes a tunnel that is there; that it is, ip says"),
     unexamined_command("route tables of tunnels", "/usr/bin/route_table_", ["command: /usr/bin/route_table_"],
                        "a script of the device, which logs for itself"),
     unexamined_command("telnet", "/usr/bin/telnet-init", ["command: /usr/bin/telnet-init"],
@@ -70,26 +76,28 @@ EXEMPTIONS = [
     # Nor are those of some calls.
     unexamined_call("system database", r"/run/sysdb\.sqlite3|/(var/)?run$|/var$|/dev/urandom", ".*",
                     ["database", CONF, STAGING],
-                    "an entry keeps its old value; a link whose state cannot be read is down",
+                    "an entry keeps its old value, a link whose state cannot be read is down; the log tells",
                     needs_space=True),
     unexamined_call("hardware address", "socket|^$", "socket|ioctl|close", ["database", CONF, STAGING],
-                    "a port whose address cannot be read has an empty one"),
+                    "a port whose address cannot be read has an empty one; the log tells"),
     unexamined_call("relay's name", f"{RESOLVER}|socket|pipe|^$|{COPY}", "(?!sendto|mmap).*", [CONF, STAGING],
-                    "a relay whose name cannot be resolved is left out"),
+                    "a relay whose name cannot be resolved is left out; other leases go on"),
     unexamined_call("value of the link", "/run/wwan_", "openat|read|close|lseek",
                     [UNITS + r"(\d+-wwan|21-eth1|70-gre)", r"/run/resolv\.conf", CONF, STAGING, POST_START],
-                    "a value that cannot be read is one that is not there"),
+                    "a value that cannot be read is one that is not there; the log tells"),
     unexamined_call("existence of a file", f"{SCRIPTS}|{WWAN_ROUTES}", "access|faccessat2",
-                    [SCRIPTS, "command: /sbin/ip"], "the answer is yes or no"),
+                    [SCRIPTS, "command: /sbin/ip"], "what cannot be looked for is not there; the log tells"),
     unexamined_call("deletion of a file", f"{SCRIPTS}|{WWAN_ROUTES}|{MARKS}", "unlink", [SCRIPTS, MARKS],
-                    "the result is not used"),
+                    "what stays is deleted by the next run. A lock that stays keeps later runs waiting: the "
+                    "log tells, lanfab status names it, and a rollback removes it"),
     unexamined_call("the guard of the lock", GUARD_FILE, "unlink", [GUARD_FILE],
                     "the next run uses and removes it; nobody has locked it"),
     # Files that do not fail the run; of those that are not whole the log tells.
-    logged_file("undo scripts that are written", SCRIPTS, [], "the next run undoes what it knows of"),
-    logged_file("post-start script", POST_START, [], "it only tidies routes"),
+    logged_file("undo scripts that are written", SCRIPTS, [],
+                "the next run undoes what it knows of; a unit replaces what it does not"),
+    logged_file("post-start script", POST_START, [], "no address or route depends on it"),
     logged_file("script of the cellular routes", WWAN_ROUTES, ["command: /sbin/ip route add"],
-                "the unit has them too"),
+                "systemd-networkd adds them from the unit"),
     logged_file("hosts", "/run/hosts", [], "a name that is missing stops no service"),
     logged_file("resolver file", r"/run/resolv\.conf", [], "dnsmasq runs without servers"),
     logged_file("staging file", STAGING, [CONF, "/run/hosts", r"/run/resolv\.conf"],
