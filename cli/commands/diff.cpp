@@ -4,6 +4,7 @@
 #include <cstring>
 #include <map>
 
+#include "cli/base/secrets.h"
 #include "cli/base/terminal.h"
 #include "cli/commands/commands.h"
 #include "cli/compare/change_summary.h"
@@ -65,7 +66,16 @@ static std::optional<std::string> run(const Configuration& configuration, const 
   const std::string how = result.status < 0
                               ? std::string("is ended by a signal: ") + strsignal(-result.status)
                               : "fails with the exit status " + std::to_string(result.status);
-  return result.standard_error + dry_run.source.name + ": the run " + how + "; see `lanfab preview -v`";
+  return SecretMask().masked(result.standard_error) + dry_run.source.name + ": the run " + how +
+         "; see `lanfab preview -v`";
+}
+
+// One mask for both sides: a key that changes gets another number.
+static void hide_secrets(FilesByPath& before, FilesByPath& after) {
+  SecretMask mask;
+  for (FilesByPath* files : {&before, &after})
+    for (auto& [path, file] : *files)
+      mask.hide_in(file);
 }
 
 static UnifiedDiff difference_of(const std::string& path, const File* before, const File* after) {
@@ -137,8 +147,9 @@ static int diff(const DiffOptions& options) {
   if (has_other) {
     if (const auto trouble = run(options.other, options.dry_run, second)) return fail(*trouble);
   }
-  const FilesByPath before = has_other ? files_after(first) : files_before(first);
-  const FilesByPath after = files_after(has_other ? second : first);
+  FilesByPath before = has_other ? files_after(first) : files_before(first);
+  FilesByPath after = files_after(has_other ? second : first);
+  hide_secrets(before, after);
 
   const Differences differences = find_differences(before, after);
   std::string text = summary_of(before, after, differences);

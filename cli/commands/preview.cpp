@@ -11,6 +11,7 @@
 #include <map>
 
 #include "cli/base/file.h"
+#include "cli/base/secrets.h"
 #include "cli/base/signals.h"
 #include "cli/base/terminal.h"
 #include "cli/commands/commands.h"
@@ -164,6 +165,22 @@ static void print_json(const DryRunResult& result) {
   std::printf("%s\n", Json::writeString(Json::StreamWriterBuilder(), root).c_str());
 }
 
+// One mask for all: a key that stands in two places gets one number.
+static void hide_secrets(DryRunResult& result) {
+  SecretMask mask;
+  for (ResultFile& file : result.files)
+    mask.hide_in(file.file);
+  for (auto& [key, value] : result.database)
+    value = mask.masked(value);
+  for (std::vector<std::string>& command : result.commands)
+    for (std::string& word : command)
+      word = mask.masked(word);
+  for (Message& message : result.messages)
+    message.text = mask.masked(message.text);
+  for (std::string* output : {&result.standard_output, &result.standard_error})
+    *output = mask.masked(*output);
+}
+
 // Whether the files may go below `directory`: it is missing or empty. errno says why not.
 static bool is_free(const std::string& directory) {
   const auto names = list_directory(directory);
@@ -211,8 +228,9 @@ static int preview(const PreviewOptions& options) {
   if (!directory.empty() && !is_free(directory)) return fail(with_errno(directory));
   DryRun dry_run;
   if (const auto trouble = make_dry_run(options.file, options.dry_run, dry_run)) return fail(*trouble);
-  const DryRunResult& result = dry_run.result;
+  DryRunResult& result = dry_run.result;
   if (!directory.empty() && !save_files(result, directory)) return fail(with_errno(directory));
+  hide_secrets(result);
   if (options.json) {
     print_json(result);
   } else {

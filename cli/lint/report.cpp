@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "cli/base/secrets.h"
 #include "cli/base/terminal.h"
 #include "libcmd/configuration_text.h"
 
@@ -38,6 +39,24 @@ static bool is_continuation(char byte) {
   return (static_cast<unsigned char>(byte) & 0xc0) == 0x80;
 }
 
+// Replaces the bytes of strings and numbers with asterisks: all below `value` if it is secret, and otherwise
+// those of its members that are.
+static void hide_secrets(const Json::Value& value, bool is_secret, std::string& text) {
+  for (auto member = value.begin(); member != value.end(); ++member)
+    hide_secrets(*member, is_secret || (value.isObject() && is_secret_name(member.name())), text);
+  if (!is_secret || !(value.isString() || value.isNumeric())) return;
+  const std::ptrdiff_t quote = value.isString() ? 1 : 0;
+  std::fill(text.begin() + value.getOffsetStart() + quote, text.begin() + value.getOffsetLimit() - quote,
+            '*');
+}
+
+// The text of the configuration without its keys. Each byte keeps its offset.
+static std::string text_without_secrets(const Source& source) {
+  std::string text = source.text;
+  hide_secrets(source.root, false, text);
+  return text;
+}
+
 // The line of the place and a caret under it; of a very long line, the part around the place. Every character
 // in front of the caret keeps its width: a tab stays one, and of the bytes of a character in UTF-8 only the
 // first counts.
@@ -70,6 +89,7 @@ void count(const std::vector<Finding>& findings, Summary& summary) {
 std::string text_report(const Source& source, const std::vector<Finding>& findings, bool excerpt,
                         bool color) {
   std::string report;
+  const std::string shown = excerpt && !findings.empty() ? text_without_secrets(source) : std::string();
   Positions positions(source.text);
   for (const Finding& finding : findings) {
     const Position& position = positions.at(finding.offset);
@@ -79,7 +99,7 @@ std::string text_report(const Source& source, const std::vector<Finding>& findin
     report += styled(place, "1", color);
     report += styled(word, finding.severity == Severity::kError ? "1;31" : "1;35", color);
     report += printable(finding.message, '\t') + " [" + finding.rule + "]\n";
-    if (excerpt) report += excerpt_at(source.text, finding.offset, color);
+    if (excerpt) report += excerpt_at(shown, finding.offset, color);
   }
   return report;
 }

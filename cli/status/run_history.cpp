@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "cli/base/json.h"
+#include "cli/base/secrets.h"
 #include "cli/base/subprocess.h"
 #include "cli/live/runs.h"
 
@@ -58,7 +59,8 @@ static bool read_entry(const std::string& line, Entry& entry) {
   entry.cursor = value["__CURSOR"].asString();
   entry.process = value["_PID"].asString();
   entry.time = number_of(value["__REALTIME_TIMESTAMP"]);
-  entry.message = {static_cast<int>(number_of(value["PRIORITY"])), text_of(value["MESSAGE"])};
+  entry.message = {static_cast<int>(number_of(value["PRIORITY"])),
+                   SecretMask().masked(text_of(value["MESSAGE"]))};
   return true;
 }
 

@@ -1,11 +1,28 @@
 """A program on a terminal of its own, on which a test types."""
 
+import contextlib
 import os
 import select
 import subprocess
 import time
 
 from .limits import HANG_SECONDS
+
+
+def shown_on_terminal(command, **options):
+    """Returns what a program prints on a terminal of its own, which has read it to its end."""
+    keyboard, terminal = os.openpty()
+    try:
+        with subprocess.Popen(command, stdin=terminal, stdout=terminal, stderr=terminal, **options):
+            os.close(terminal)
+            # Once all of it is read, the terminal that nobody has open is an error.
+            text = b""
+            with contextlib.suppress(OSError):
+                while piece := os.read(keyboard, 1 << 16):
+                    text += piece
+    finally:
+        os.close(keyboard)
+    return text.decode(errors="surrogateescape")
 
 
 class Terminal:

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "cli/base/json.h"
+
 static Finding finding_at(std::size_t offset, Severity severity = Severity::kError) {
   return {"some-rule", severity, static_cast<std::ptrdiff_t>(offset), "message"};
 }
@@ -45,6 +47,18 @@ TEST(Report, TheCaretStandsBehindTabsAndBelowWideCharacters) {
             "network.json:1:8: error: message [some-rule]\n"
             "    \t\"ä\": !\n"
             "    \t     ^\n");
+}
+
+TEST(Report, TheExcerptHidesKeys) {
+  Source source{"network.json",
+                R"({"private-key": "\"a", "peers": [{"preshared_key": [12, "b", true], "c": ""}]})",
+                {}};
+  ASSERT_TRUE(parse_json(source.text, source.root));
+  EXPECT_EQ(
+      text_report(source, {finding_at(0)}, true, false),
+      "network.json:1:1: error: message [some-rule]\n"
+      "    {\"private-key\": \"***\", \"peers\": [{\"preshared_key\": [**, \"*\", true], \"c\": \"\"}]}\n"
+      "    ^\n");
 }
 
 TEST(Report, OfALongLineThePartAroundTheLocationIsShown) {

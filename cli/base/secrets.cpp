@@ -1,0 +1,87 @@
+#include "cli/base/secrets.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "tunnels/wireguard.h"
+
+static bool is_name_character(char c) {
+  return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_' || c == '-';
+}
+
+bool is_secret_name(std::string_view name) {
+  std::string letters;
+  for (const char c : name)
+    if (c != '-' && c != '_') letters += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return letters == "privatekey" || letters == "presharedkey";
+}
+
+// The end of the line that begins at or contains `position`: its newline, or the end of the text.
+static std::size_t line_end(std::string_view text, std::size_t position) {
+  return std::min(text.find('\n', position), text.size());
+}
+
+// The end of a value that begins at `position`. systemd skips comments between the lines of a value.
+static std::size_t value_end(std::string_view text, std::size_t position) {
+  std::size_t end = line_end(text, position);
+  bool is_continued = end > position && text[end - 1] == '\\';
+  while (is_continued && end < text.size()) {
+    const std::size_t begin = end + 1;
+    end = line_end(text, begin);
+    const bool is_comment = end > begin && (text[begin] == '#' || text[begin] == ';');
+    is_continued = is_comment || (end > begin && text[end - 1] == '\\');
+  }
+  return end;
+}
+
+// Where the value of the name that ends at `position` begins; npos if no "=" or ":" follows the name.
+static std::size_t value_begin(std::string_view text, std::size_t position) {
+  constexpr std::string_view kBlanks = " \t";
+  if (position < text.size() && text[position] == '"') ++position;
+  position = text.find_first_not_of(kBlanks, position);
+  if (position == std::string_view::npos || (text[position] != '=' && text[position] != ':'))
+    return std::string_view::npos;
+  return std::min(text.find_first_not_of(kBlanks, position + 1), text.size());
+}
+
+std::string SecretMask::masked(const std::string& text) {
+  std::string result;
+  std::size_t copied = 0;
+  for (std::size_t position = 0; position < text.size(); ++position) {
+    if (!is_name_character(text[position])) continue;
+    const std::size_t begin = position;
+    while (position < text.size() && is_name_character(text[position]))
+      ++position;
+    if (!is_secret_name(std::string_view(text).substr(begin, position - begin))) continue;
+    const std::size_t value = value_begin(text, position);
+    if (value == std::string::npos) continue;
+    const std::size_t end = value_end(text, value);
+    result.append(text, copied, value - copied).append(masked_key(text.substr(value, end - value)));
+    copied = position = end;
+  }
+  return result.append(text, copied);
+}
+
+// Without a key there is nothing to hide, and the reader sees that it is missing.
+std::string SecretMask::masked_key(const std::string& key) {
+  if (key.find_first_not_of(" \t\r\n") == std::string::npos) return key;
+  const auto number = numbers_.emplace(key, numbers_.size() + 1).first->second;
+  return "(hidden key " + std::to_string(number) + ")";
+}
+
+static bool is_key_file(const std::string& path) {
+  const std::string any = wireguard_private_key_file("");
+  const std::string directory = any.substr(0, any.rfind('/') + 1);
+  return path.compare(0, directory.size(), directory) == 0;
+}
+
+void SecretMask::hide_in(File& file) {
+  std::string& content = file.content;
+  if (!is_key_file(file.path)) {
+    content = masked(content);
+    return;
+  }
+  // The end of the line is not part of the key.
+  const std::string end = !content.empty() && content.back() == '\n' ? "\n" : "";
+  content = masked_key(content.substr(0, content.size() - end.size())) + end;
+}
