@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <string>
 
 #include "cli/base/terminal.h"
 #include "cli/commands/commands.h"
@@ -29,7 +30,6 @@ int main(int argc, char* argv[]) {
     const int status = run_command_line(argc, argv);
     return is_output_complete() ? status : kFailure;
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "lanfab: %s\n", error.what());
-    return kFailure;
+    return fail(std::string("lanfab: ") + error.what());
   }
 }

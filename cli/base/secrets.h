@@ -8,8 +8,8 @@
 
 #include "cli/base/file.h"
 
-// Whether a directive or a JSON key of this name holds a key: "PrivateKey", "preshared_key". Case, hyphens and
-// underscores do not matter.
+// Whether a directive or a JSON member of this name holds a key: "PrivateKey", "preshared_key". Case, hyphens
+// and underscores do not matter.
 bool is_secret_name(std::string_view name);
 
 // Replaces keys with numbers: the same key gets the same number in every text of one mask, so that a reader

@@ -93,7 +93,7 @@ int run(const Subprocess& subprocess) {
 
 std::optional<std::string> missing_status(const std::string& name, int wait_status) {
   if (wait_status < 0) return with_errno(name);
-  if (WIFSIGNALED(wait_status)) return name + ": " + strsignal(WTERMSIG(wait_status));
+  if (WIFSIGNALED(wait_status)) return printable(name) + ": " + strsignal(WTERMSIG(wait_status));
   return std::nullopt;
 }
 

@@ -3,14 +3,19 @@
 // Output for people: error messages, and text that may go to a terminal.
 
 #include <string>
+#include <string_view>
 
 // The exit status of a command that could not do what it was asked to do.
 inline constexpr int kFailure = 2;
 
-// Prints the message to standard error. Returns kFailure.
+// Prints the message to standard error, its lines and tabs as they are, and the rest as printable() does.
+void report(const std::string& message);
+
+// The same. Returns kFailure.
 int fail(const std::string& message);
 
-// The message followed by the meaning of errno: "network.json: Permission denied".
+// The message, as printable() returns it, followed by the meaning of errno: "network.json: Permission
+// denied".
 std::string with_errno(const std::string& message);
 
 bool is_terminal(int descriptor);
@@ -24,9 +29,22 @@ bool wants_color(bool is_terminal);
 // The text in the color of an SGR code such as "1;31", if wanted. Unchanged without a code.
 std::string styled(const std::string& text, const char* code, bool color);
 
-// Replaces control characters, which a terminal would execute or cannot show, with question marks; `kept` is
-// not replaced.
-std::string printable(std::string text, char kept = '\0');
+// Every string that others wrote goes through this function before it is printed for people: names of files,
+// keys and values of a configuration, and what other programs print. It replaces with question marks what a
+// terminal would execute, hide or show in another order: control characters of ASCII (but those in `kept`)
+// and of Unicode, characters that set the direction of text, that separate lines or that have no width, and
+// bytes that are not UTF-8.
+std::string printable(std::string_view text, std::string_view kept = "");
+
+// A character of a text, which takes `size` bytes of it. A byte that is not part of a character in UTF-8
+// counts as a NUL character.
+struct Utf8Character {
+  char32_t code;
+  std::size_t size;
+};
+
+// The first character of a text that is not empty.
+Utf8Character first_character(std::string_view text);
 
 // "1 file", "2 files".
 std::string counted(std::size_t number, const char* noun);

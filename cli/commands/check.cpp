@@ -77,7 +77,7 @@ class Dnsmasq {
     if (!program_ || std::any_of(findings.begin(), findings.end(), is_error)) return;
     if (const auto trouble = ask_dnsmasq(*program_, source, findings)) {
       // The rest of it is advice, which `lanfab preview` gives, too.
-      std::fprintf(stderr, "%s; dnsmasq is not asked\n", trouble->substr(0, trouble->find('\n')).c_str());
+      report(trouble->substr(0, trouble->find('\n')) + "; dnsmasq is not asked");
       // It would be the same for every file.
       program_.reset();
     }
@@ -102,7 +102,7 @@ static int check(const CheckOptions& options) {
   for (const std::string& file : options.files) {
     Source source;
     if (const auto trouble = load_source(file, source)) {
-      std::fprintf(stderr, "%s\n", trouble->c_str());
+      report(*trouble);
       is_all_readable = false;
       continue;
     }

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "cli/base/terminal.h"
+
 Option file_option(std::string& file) {
   return {"FILE", "the configuration; - is standard input", &file, Completion::kFile};
 }
@@ -140,10 +142,17 @@ static int describe(const CLI::App& app, const std::vector<Command>& commands) {
   return 0;
 }
 
+// A message about the command line, which quotes it, on one line.
+static std::string failure_message(const CLI::App* app, const CLI::Error& error) {
+  return CLI::FailureMessage::simple(
+      app, CLI::Error(error.get_name(), printable(error.what()), error.get_exit_code()));
+}
+
 int run_command_line(int argc, char* argv[]) {
   CLI::App app("Says what a network configuration of cmd_lanfab will do before it does it.", "lanfab");
   app.set_version_flag("--version", "lanfab " LANFAB_VERSION);
   app.require_subcommand(1);
+  app.failure_message(failure_message);
   const std::vector<Command> commands = all_commands();
   for (const Command& command : commands)
     add_command(app, command);
@@ -152,7 +161,7 @@ int run_command_line(int argc, char* argv[]) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : 2;
+    return app.exit(error) == 0 ? 0 : kFailure;
   }
   if (description->parsed()) return describe(app, commands);
   const auto is_given = [&app](const Command& command) { return app.got_subcommand(command.name); };

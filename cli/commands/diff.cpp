@@ -1,5 +1,7 @@
 #include "cli/commands/diff.h"
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -35,7 +37,7 @@ static File commands_of(const DryRunResult& result) {
   File file{kCommands, 0, ""};
   for (const std::vector<std::string>& command : result.commands) {
     for (const std::string& word : command)
-      file.content += (&word == &command.front() ? "" : " ") + word;
+      file.content += (&word == &command.front() ? "" : " ") + printable(word);
     file.content += "\n";
   }
   return file;
@@ -66,7 +68,7 @@ static std::optional<std::string> run(const Configuration& configuration, const 
   const std::string how = result.status < 0
                               ? std::string("is ended by a signal: ") + strsignal(-result.status)
                               : "fails with the exit status " + std::to_string(result.status);
-  return SecretMask().masked(result.standard_error) + dry_run.source.name + ": the run " + how +
+  return SecretMask().masked(result.standard_error) + printable(dry_run.source.name) + ": the run " + how +
          "; see `lanfab preview -v`";
 }
 
@@ -78,16 +80,30 @@ static void hide_secrets(FilesByPath& before, FilesByPath& after) {
       mask.hide_in(file);
 }
 
+// The path as patch(1) reads it: in quotes, and with octal numbers for bytes, if not all of it is printable.
+static std::string quoted_if_needed(const std::string& path) {
+  if (printable(path) == path) return path;
+  std::string quoted = "\"";
+  for (const char c : path) {
+    char escape[8];
+    std::snprintf(escape, sizeof escape, "\\%03o", static_cast<unsigned>(static_cast<unsigned char>(c)));
+    const bool is_plain = c > ' ' && c <= '~' && c != '"' && c != '\\';
+    quoted += is_plain ? std::string(1, c) : escape;
+  }
+  return quoted + "\"";
+}
+
 static UnifiedDiff difference_of(const std::string& path, const File* before, const File* after) {
-  const std::string old_name = before != nullptr ? path : kNoFile;
-  const std::string new_name = after != nullptr ? path : kNoFile;
+  const std::string name = quoted_if_needed(path);
+  const std::string old_name = before != nullptr ? name : kNoFile;
+  const std::string new_name = after != nullptr ? name : kNoFile;
   UnifiedDiff difference = unified_diff(old_name, before != nullptr ? before->content : "", new_name,
                                         after != nullptr ? after->content : "");
   if (before == nullptr || after == nullptr || before->mode == after->mode) return difference;
   char modes[64];
   std::snprintf(modes, sizeof modes, "mode %04o becomes %04o: ", static_cast<unsigned>(before->mode),
                 static_cast<unsigned>(after->mode));
-  difference.text = modes + path + "\n" + difference.text;
+  difference.text = modes + name + "\n" + difference.text;
   return difference;
 }
 
@@ -121,7 +137,9 @@ static Differences find_differences(const FilesByPath& before, const FilesByPath
     const auto [first, is_new] = shown.emplace(hunks_of(difference.text), path);
     const bool is_repeated = !is_new && !first->first.empty();
     if (path == kCommands && !differences.text.empty() && !difference.text.empty()) differences.text += "\n";
-    differences.text += is_repeated ? path + " differs as " + first->second + " does\n" : difference.text;
+    differences.text +=
+        is_repeated ? quoted_if_needed(path) + " differs as " + quoted_if_needed(first->second) + " does\n"
+                    : difference.text;
     const bool is_copy = is_repeated && has_equal_content(old_file, file_at(before, first->second)) &&
                          has_equal_content(new_file, file_at(after, first->second));
     if (!is_copy) differences.files.push_back({path, difference.removed, difference.added});
@@ -133,7 +151,7 @@ static std::string summary_of(const FilesByPath& before, const FilesByPath& afte
                               const Differences& differences) {
   std::string text;
   for (const std::string& sentence : change_summary(read_facts(before), read_facts(after), differences.files))
-    text += sentence + "\n";
+    text += printable(sentence) + "\n";
   return text;
 }
 
@@ -155,6 +173,8 @@ static int diff(const DiffOptions& options) {
   std::string text = summary_of(before, after, differences);
   if (!text.empty() && !differences.text.empty()) text += "\n";
   text += differences.text;
+  // Elsewhere it may be a patch, whose lines must stay as they are.
+  if (is_terminal(STDOUT_FILENO)) text = printable(text, "\t\n");
   std::fwrite(text.data(), 1, text.size(), stdout);
   return text.empty() ? 0 : 1;
 }

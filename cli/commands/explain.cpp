@@ -38,7 +38,7 @@ static int explain(const std::string& name) {
     std::printf("%s\n", std::string(entry_of(rule)).c_str());
     return 0;
   }
-  return fail("lanfab: there is no rule \"" + name + "\"; `lanfab explain` lists them");
+  return fail("lanfab: there is no rule \"" + printable(name) + "\"; `lanfab explain` lists them");
 }
 
 Command explain_command() {

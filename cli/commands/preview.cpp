@@ -43,11 +43,11 @@ static std::string joined(const std::vector<std::string>& words) {
 }
 
 static void print_heading(const std::string& text) {
-  std::printf("==> %s <==\n", text.c_str());
+  std::printf("==> %s <==\n", printable(text).c_str());
 }
 
 static void print_text(const std::string& text) {
-  std::fwrite(text.data(), 1, text.size(), stdout);
+  std::fputs(printable(text, "\t\n").c_str(), stdout);
   if (!text.empty() && text.back() != '\n') std::fputs("\n(no newline at the end)\n", stdout);
   std::fputs("\n", stdout);
 }
@@ -70,7 +70,7 @@ static void print_files(const DryRunResult& result) {
     if (is_new || file.content.empty()) {
       print_text(file.content);
     } else {
-      std::printf("(the same as %s)\n\n", first->second.c_str());
+      std::printf("(the same as %s)\n\n", printable(first->second).c_str());
     }
   }
 }
@@ -79,7 +79,7 @@ static void print_names(const char* heading, const std::vector<std::string>& nam
   if (names.empty()) return;
   print_heading(heading);
   for (const std::string& name : names)
-    std::printf("%s\n", name.c_str());
+    std::printf("%s\n", printable(name).c_str());
   std::printf("\n");
 }
 
@@ -235,7 +235,7 @@ static int preview(const PreviewOptions& options) {
     print_json(result);
   } else {
     print_result(result, options);
-    std::fputs(result.standard_error.c_str(), stderr);
+    std::fputs(printable(result.standard_error, "\t\n").c_str(), stderr);
   }
   return result.status == 0 ? 0 : 1;
 }

@@ -119,7 +119,7 @@ static int restore_previous(const std::string& installed, bool is_agreed) {
     if (read_state()) return fail("lanfab: " + describe(*read_state()));
     if (install(file.content, installed, trouble) == Installation::kFailed) return fail(trouble);
   }
-  if (!trouble.empty()) std::fprintf(stderr, "%s; a loss of power may undo this\n", trouble.c_str());
+  if (!trouble.empty()) report(trouble + "; a loss of power may undo this");
   if (!apply_in_service(*program, OnFailure::kNothing))
     return fail("lanfab: its APPLY has failed: journalctl --unit=" + std::string(kApplyUnit));
   std::printf("It is in force. What it replaces is now the previous one.\n");

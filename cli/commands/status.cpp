@@ -25,7 +25,7 @@ struct StatusOptions {
 static int report_once(const StatusOptions& options, std::string& text) {
   Snapshot snapshot;
   if (const auto trouble = take_snapshot(snapshot)) {
-    text = "lanfab: " + *trouble;
+    text = printable("lanfab: " + *trouble);
     return kFailure;
   }
   const std::vector<Drift> drift = find_drift(snapshot);

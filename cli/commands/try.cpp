@@ -141,8 +141,7 @@ static bool examine_first(const Source& source, bool force) {
     std::fprintf(stderr, "lanfab: not tried, because of errors; --force tries it nevertheless\n");
     return false;
   }
-  if (const auto trouble = show_changes(source))
-    std::fprintf(stderr, "%s\nWhat it would change is not known.\n", trouble->c_str());
+  if (const auto trouble = show_changes(source)) report(*trouble + "\nWhat it would change is not known.");
   return true;
 }
 
@@ -173,7 +172,7 @@ static int try_on_gateway(const TryOptions& options) {
   const std::int64_t now = monotonic_seconds();
   const TrialState state = {caller(), source.name, now, now + options.seconds};
   if (const auto trouble = begin(source.text, *installed, state)) return fail(*trouble);
-  std::printf("Applying %s; unless it is kept, it ends in %lld s ...\n", source.name.c_str(),
+  std::printf("Applying %s; unless it is kept, it ends in %lld s ...\n", printable(source.name).c_str(),
               static_cast<long long>(options.seconds));
   std::fflush(stdout);
   const bool is_applied = is_interrupted == 0 && apply_in_service(*program, OnFailure::kRevert);

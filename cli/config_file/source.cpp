@@ -6,6 +6,7 @@
 #include <memory>
 #include <string_view>
 
+#include "cli/base/terminal.h"
 #include "libcmd/configuration_text.h"
 
 namespace {
@@ -31,7 +32,7 @@ static std::optional<std::string> read(const std::string& file, std::string& tex
 std::optional<std::string> read_source(const std::string& file, Source& source) {
   source.name = file == "-" ? "<stdin>" : file;
   if (const std::optional<std::string> failure = read(file, source.text))
-    return source.name + ": " + *failure;
+    return printable(source.name) + ": " + *failure;
   return std::nullopt;
 }
 
@@ -39,8 +40,8 @@ std::optional<std::string> load_source(const std::string& file, Source& source) 
   if (std::optional<std::string> failure = read_source(file, source)) return failure;
   const std::optional<Complaint> complaint = parse_configuration(source.text, source.root);
   if (!complaint) return std::nullopt;
-  return source.name + ":" + std::to_string(complaint->position.line) + ":" +
-         std::to_string(complaint->position.column) + ": error: " + complaint->reason;
+  return printable(source.name) + ":" + std::to_string(complaint->position.line) + ":" +
+         std::to_string(complaint->position.column) + ": error: " + printable(complaint->reason);
 }
 
 std::ptrdiff_t key_offset(const std::string& text, std::ptrdiff_t value_offset) {

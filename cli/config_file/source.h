@@ -9,7 +9,7 @@
 #include <string>
 
 struct Source {
-  std::string name;  // as messages show it
+  std::string name;  // as it was given
   std::string text;
   Json::Value root;  // each value knows its offset in the text
 };

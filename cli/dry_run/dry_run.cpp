@@ -41,8 +41,9 @@ std::optional<std::string> make_dry_run(Source source, const DryRunOptions& opti
           run_in_sandbox({*program, options.action, dry_run.source.text, dry_run.initial_state}, result)) {
     return "lanfab: " + *trouble;
   }
-  replace_all(result.standard_error, kSandboxConfigurationFile, dry_run.source.name);
+  const std::string name = printable(dry_run.source.name);
+  replace_all(result.standard_error, kSandboxConfigurationFile, name);
   for (Message& message : result.messages)
-    replace_all(message.text, kSandboxConfigurationFile, dry_run.source.name);
+    replace_all(message.text, kSandboxConfigurationFile, name);
   return std::nullopt;
 }

@@ -10,6 +10,7 @@
 #include <sstream>
 #include <string_view>
 
+#include "cli/base/terminal.h"
 #include "config/ports.h"
 #include "config/wwan_state.h"
 #include "dnsmasq/hosts.h"
@@ -118,8 +119,8 @@ static void begin_anew(InitialState& state) {
 static std::optional<std::string> read_link(const std::string& directory, std::vector<File>& link,
                                             std::string& connected) {
   struct stat status {};
-  if (stat(directory.c_str(), &status) != 0) return directory + ": " + std::strerror(errno);
-  if (!S_ISDIR(status.st_mode)) return directory + ": " + std::strerror(ENOTDIR);
+  if (stat(directory.c_str(), &status) != 0) return printable(directory) + ": " + std::strerror(errno);
+  if (!S_ISDIR(status.st_mode)) return printable(directory) + ": " + std::strerror(ENOTDIR);
   Tree tree;
   add_directory(directory, 1, tree);
   for (File& file : tree.files) {
@@ -129,7 +130,7 @@ static std::optional<std::string> read_link(const std::string& directory, std::v
       connected = file.content.substr(0, file.content.find('\n'));
     }
   }
-  if (link.empty()) return directory + ": there is no file wwan_* in it";
+  if (link.empty()) return printable(directory) + ": there is no file wwan_* in it";
   return std::nullopt;
 }
 

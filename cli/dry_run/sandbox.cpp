@@ -15,6 +15,7 @@
 
 #include "cli/base/file.h"
 #include "cli/base/subprocess.h"
+#include "cli/base/terminal.h"
 #include "cli/dry_run/init.h"
 #include "cli/dry_run/tree.h"
 
@@ -102,7 +103,7 @@ std::optional<std::string> run_in_sandbox(const SandboxRun& run, DryRunResult& r
     error = run_in(kNamespaces, run, result);
   }
   if (!error) return std::nullopt;
-  std::string text = error->what;
+  std::string text = printable(error->what);
   if (error->code != 0) text += std::string(": ") + std::strerror(error->code);
   if (is_refusal(*error)) text += kHowToGoOn;
   return text;

@@ -2,8 +2,9 @@
 
 #include <clocale>
 #include <cwchar>
-#include <cwctype>
+#include <string_view>
 
+#include "cli/base/terminal.h"
 #include "cli/lint/report.h"
 
 // What a longer text keeps, in characters.
@@ -37,42 +38,28 @@ class Utf8Locale {
 
 }  // namespace
 
-// Whether the character would turn round what stands beside it.
-static bool is_direction(wchar_t character) {
-  return character == 0x61c || character == 0x200e || character == 0x200f ||
-         (character >= 0x202a && character <= 0x202e) || (character >= 0x2066 && character <= 0x2069);
-}
-
-// The character of a text, in UTF-8, that begins at `position`, which is moved behind it.
-static Character character_at(const std::string& text, std::size_t& position, Charset charset) {
-  Character unknown{"?", 1};
-  wchar_t character = 0;
-  std::mbstate_t state{};
-  const std::size_t length = std::mbrtowc(&character, text.data() + position, text.size() - position, &state);
-  // A zero byte, one that is invalid, and one that begins what the text has no more of.
-  if (length == 0 || length > text.size() - position) {
-    ++position;
-    return unknown;
-  }
-  const std::string bytes = text.substr(position, length);
-  position += length;
-  if (character == L'\t') return {" ", 1};
-  if (charset == Charset::kAscii && length > 1) return unknown;
-  const int columns = wcwidth(character);
-  if (columns < 0 || std::iswprint(static_cast<wint_t>(character)) == 0 || is_direction(character))
-    return unknown;
+// Takes the first character from a text that is not empty and has nothing unprintable but tabs.
+static Character take_character(std::string_view& text, Charset charset) {
+  const auto [code, size] = first_character(text);
+  const std::string bytes(text.substr(0, size));
+  text.remove_prefix(size);
+  if (code == '\t') return {" ", 1};
+  // Below zero for what the C library does not know.
+  const int columns = wcwidth(static_cast<wchar_t>(code));
+  if (columns < 0 || (charset == Charset::kAscii && size > 1)) return {"?", 1};
   return {bytes, static_cast<std::size_t>(columns)};
 }
 
 static std::vector<Character> characters_of(const std::string& text, Charset charset) {
+  const std::string whole = printable(text, "\t");
   const Utf8Locale utf8;
   std::vector<Character> characters;
-  for (std::size_t position = 0; position < text.size();) {
+  for (std::string_view rest = whole; !rest.empty();) {
     if (characters.size() == kMaxCharacters) {
       characters.push_back({"...", 3});
       break;
     }
-    characters.push_back(character_at(text, position, charset));
+    characters.push_back(take_character(rest, charset));
   }
   return characters;
 }

@@ -68,16 +68,18 @@ static std::string excerpt_at(const std::string& text, std::ptrdiff_t offset, bo
   const std::size_t line_begin = before == std::string::npos ? 0 : before + 1;
   const std::size_t line_end = std::min(text.find('\n', place), text.size());
   const std::size_t begin = std::max(line_begin, place - std::min(place, kMostBefore));
-  const std::string part = text.substr(begin, std::min(line_end, place + kMostAfter) - begin);
+  const std::string head = printable(text.substr(begin, place - begin), "\t");
+  const std::string tail =
+      printable(text.substr(place, std::min(line_end, place + kMostAfter) - place), "\t");
   std::string indent;
-  for (std::size_t i = 0; i < place - begin; ++i) {
-    if (part[i] == '\t') {
+  for (const char byte : head) {
+    if (byte == '\t') {
       indent += '\t';
-    } else if (!is_continuation(part[i])) {
+    } else if (!is_continuation(byte)) {
       indent += ' ';
     }
   }
-  return "    " + printable(part, '\t') + "\n    " + indent + styled("^", "1;32", color) + "\n";
+  return "    " + head + tail + "\n    " + indent + styled("^", "1;32", color) + "\n";
 }
 
 void count(const std::vector<Finding>& findings, Summary& summary) {
@@ -93,12 +95,12 @@ std::string text_report(const Source& source, const std::vector<Finding>& findin
   Positions positions(source.text);
   for (const Finding& finding : findings) {
     const Position& position = positions.at(finding.offset);
-    const std::string place =
-        source.name + ":" + std::to_string(position.line) + ":" + std::to_string(position.column) + ": ";
+    const std::string place = printable(source.name) + ":" + std::to_string(position.line) + ":" +
+                              std::to_string(position.column) + ": ";
     const std::string word = std::string(word_for(finding.severity)) + ": ";
     report += styled(place, "1", color);
     report += styled(word, finding.severity == Severity::kError ? "1;31" : "1;35", color);
-    report += printable(finding.message, '\t') + " [" + finding.rule + "]\n";
+    report += printable(finding.message, "\t") + " [" + finding.rule + "]\n";
     if (excerpt) report += excerpt_at(shown, finding.offset, color);
   }
   return report;

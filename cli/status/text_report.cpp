@@ -28,7 +28,7 @@ class Page {
   void line(Mark mark, const std::string& text) {
     const char* const signs[] = {"  ", "~ ", "! "};
     const char* const styles[] = {"", "33", "1;31"};
-    const std::string line = signs[static_cast<int>(mark)] + text;
+    const std::string line = signs[static_cast<int>(mark)] + printable(text);
     text_ +=
         styled(line.substr(0, line.find_last_not_of(' ') + 1), styles[static_cast<int>(mark)], color_) + "\n";
   }
@@ -86,7 +86,7 @@ class Report {
   // Tells an empty list from one that could not be read.
   void show_absence(bool is_empty, const std::string& error, const char* none) {
     if (!error.empty()) {
-      page_.line(Mark::kNone, "unknown: " + printable(error));
+      page_.line(Mark::kNone, "unknown: " + error);
     } else if (is_empty) {
       page_.line(Mark::kNone, none);
     }
@@ -148,7 +148,7 @@ void Report::show_interface(const std::string& name) {
   const auto found = snapshot_.kernel.links.find(name);
   const auto setup = snapshot_.setup.find(name);
   const std::string state = setup != snapshot_.setup.end() ? setup->second : "-";
-  std::string row = formatted("%-15s  %-12s", printable(name).c_str(), state.c_str());
+  std::string row = formatted("%-15s  %-12s", name.c_str(), state.c_str());
   std::vector<std::string> addresses;
   if (found != snapshot_.kernel.links.end()) {
     const Link& link = found->second;
@@ -183,11 +183,11 @@ void Report::show_cellular() {
   if (!link.address.empty()) line += " " + link.address + (link.prefix.empty() ? "" : "/" + link.prefix);
   if (!link.gateway.empty()) line += ", gateway " + link.gateway;
   if (!link.mtu.empty()) line += ", MTU " + link.mtu;
-  page_.line(Mark::kNone, printable(line));
+  page_.line(Mark::kNone, line);
   std::string servers;
   for (const std::string& server : link.name_servers)
     servers += (servers.empty() ? "" : ", ") + server;
-  if (!servers.empty()) page_.line(Mark::kNone, printable("name servers " + servers));
+  if (!servers.empty()) page_.line(Mark::kNone, "name servers " + servers);
 }
 
 void Report::show_leases() {
@@ -195,9 +195,8 @@ void Report::show_leases() {
   show_absence(snapshot_.leases.empty(), snapshot_.leases_error, "none");
   for (const Lease& lease : snapshot_.leases) {
     const std::string until = lease.expires == 0 ? "for ever" : "until " + time_text(lease.expires);
-    page_.line(Mark::kNone,
-               formatted("%-15s  %-17s  %s  %s", lease.address.c_str(), lease.mac_address.c_str(),
-                         until.c_str(), printable(lease.name).c_str()));
+    page_.line(Mark::kNone, formatted("%-15s  %-17s  %s  %s", lease.address.c_str(),
+                                      lease.mac_address.c_str(), until.c_str(), lease.name.c_str()));
   }
 }
 
@@ -217,7 +216,7 @@ void Report::show_run(const LastRun& run) {
                        counted(run.messages.size(), "message").c_str()));
   if (!messages_) return;
   for (const Message& message : run.messages)
-    page_.note(Mark::kNone, printable(message.text.substr(0, message.text.find_last_not_of('\n') + 1)));
+    page_.note(Mark::kNone, message.text.substr(0, message.text.find_last_not_of('\n') + 1));
 }
 
 void Report::show_lock() {
@@ -232,7 +231,7 @@ void Report::show_lock() {
   }
   if (snapshot_.trial) {
     page_.title("Trial");
-    page_.note(Mark::kNone, printable(*snapshot_.trial));
+    page_.note(Mark::kNone, *snapshot_.trial);
   }
 }
 

@@ -31,8 +31,42 @@ TEST(TerminalTest, StylesWithACodeIfWanted) {
 
 TEST(TerminalTest, ReplacesWhatATerminalWouldExecute) {
   EXPECT_EQ(printable("a\033[2Jb\tc\n\x7f"), "a?[2Jb?c??");
-  EXPECT_EQ(printable("a\tb\n", '\t'), "a\tb?");
-  EXPECT_EQ(printable("\u00e9"), "\u00e9");
+  EXPECT_EQ(printable("a\tb\n", "\t"), "a\tb?");
+  EXPECT_EQ(printable("a\tb\n\r", "\t\n"), "a\tb\n?");
+  EXPECT_EQ(printable(std::string_view("a\0b", 3)), "a?b");
+  EXPECT_EQ(printable("\u0080\u009b2J\u009f"), "??2J?");
+}
+
+TEST(TerminalTest, ReplacesWhatIsHiddenOrTurnsTheLineRound) {
+  for (const char* text :
+       {"\u00ad", "\u061c", "\u200b", "\u200d",     "\u200e",     "\u200f",     "\u2028",    "\u2029",
+        "\u202a", "\u202e", "\u2060", "\u2066",     "\u2069",     "\u206f",     "\u3164",    "\ufe0f",
+        "\ufeff", "\ufff9", "\uffff", "\U0001fffe", "\U000e0041", "\U0001d173", "\U000110cd"})
+    EXPECT_EQ(printable(text), "?") << text;
+}
+
+TEST(TerminalTest, ReplacesEachByteThatIsNotUtf8) {
+  for (const char* text :
+       {"\x80", "\xbf", "\xc0\x80", "\xc1\xbf", "\xc3", "\xc3(", "\xe0\x80\x80", "\xe2\x80", "\xed\xa0\x80",
+        "\xf0\x80\x80\x80", "\xf4\x90\x80\x80", "\xf5\x80\x80\x80", "\xff", "\xf0\x9f\x98"}) {
+    const std::string expected =
+        std::string(text) == "\xc3(" ? "?(" : std::string(std::string(text).size(), '?');
+    EXPECT_EQ(printable(text), expected);
+  }
+}
+
+TEST(TerminalTest, LeavesTheRest) {
+  for (const char* text : {"", "abc ~", "\u00a0\u00e9\u00ff", "\u0627\u05d0", "\u2027\u2030",
+                           "\u4e2d\ufdcf\ufffd", "\U0001f600\U0010fffd"})
+    EXPECT_EQ(printable(text), text);
+}
+
+TEST(TerminalTest, AMessageKeepsItsLinesAndNothingElse) {
+  testing::internal::CaptureStderr();
+  report("a\n\tb\033\u009b");
+  errno = ENOENT;
+  fail(with_errno("a\nb"));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "a\n\tb??\na?b: No such file or directory\n");
 }
 
 TEST(TerminalTest, CountsInEnglish) {
