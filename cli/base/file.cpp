@@ -9,16 +9,17 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <climits>
-#include <cstdio>
-#include <cstdlib>
-
-#include "cli/base/signals.h"
 
 constexpr mode_t kPermissions = 07777;
 
+Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
+  close();
+  number_ = other.release();
+  return *this;
+}
+
 bool Descriptor::close() {
-  const int number = std::exchange(number_, -1);
+  const int number = release();
   return number < 0 || ::close(number) == 0;
 }
 
@@ -90,40 +91,6 @@ bool write_file(const File& file) {
   Descriptor descriptor(open(file.path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
   return descriptor.is_open() && write_all(descriptor.number(), file.content) &&
          fchmod(descriptor.number(), file.mode) == 0 && descriptor.close();
-}
-
-// Writes a new file beside `path` and renames it.
-static bool rename_over(const File& file) {
-  std::string temporary = file.path + ".XXXXXX";
-  Descriptor descriptor(mkstemp(temporary.data()));
-  if (!descriptor.is_open()) return false;
-  // A file system without modes, such as FAT, refuses this.
-  fchmod(descriptor.number(), file.mode);
-  if (write_all(descriptor.number(), file.content) && fsync(descriptor.number()) == 0 && descriptor.close() &&
-      std::rename(temporary.c_str(), file.path.c_str()) == 0) {
-    return true;
-  }
-  const int error = errno;
-  unlink(temporary.c_str());
-  errno = error;
-  return false;
-}
-
-bool replace_file(const std::string& path, const std::string& content) {
-  const BlockedSignals signals;
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0) {
-    const mode_t mask = umask(0);
-    umask(mask);
-    return errno == ENOENT && rename_over({path, 0666 & ~mask, content});
-  }
-  if (!S_ISREG(status.st_mode)) {
-    Descriptor descriptor(open(path.c_str(), O_WRONLY | O_CLOEXEC));
-    return descriptor.is_open() && write_all(descriptor.number(), content) && descriptor.close();
-  }
-  char target[PATH_MAX];
-  return realpath(path.c_str(), target) != nullptr &&
-         rename_over({target, status.st_mode & kPermissions, content});
 }
 
 bool make_directories(const std::string& path, mode_t mode) {

@@ -18,7 +18,9 @@ struct File {
 // An open file, closed by the destructor, which leaves errno alone.
 class Descriptor {
  public:
-  explicit Descriptor(int number) : number_(number) {}
+  explicit Descriptor(int number = -1) : number_(number) {}
+  Descriptor(Descriptor&& other) noexcept : number_(other.release()) {}
+  Descriptor& operator=(Descriptor&& other) noexcept;
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;
   ~Descriptor();
@@ -30,6 +32,11 @@ class Descriptor {
 
   bool is_open() const {
     return number_ >= 0;
+  }
+
+  // The number, which the caller then has to close.
+  int release() {
+    return std::exchange(number_, -1);
   }
 
   // Returns whether everything that was written has been accepted.
@@ -85,11 +92,6 @@ bool read_file(const std::string& path, File& file);
 
 // Writes a file with its mode into an existing directory. False, with errno set, on failure.
 bool write_file(const File& file);
-
-// Writes a file so that its readers see either the former content or the new one, also if this program is
-// killed. An existing file keeps its mode, links are followed, and a terminal or a pipe is written to. False,
-// with errno set, on failure; nothing has changed then.
-bool replace_file(const std::string& path, const std::string& content);
 
 // Creates a directory and those above it. False, with errno set, on failure.
 bool make_directories(const std::string& path, mode_t mode);

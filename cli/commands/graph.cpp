@@ -8,7 +8,7 @@
 #include <cstring>
 #include <map>
 
-#include "cli/base/file.h"
+#include "cli/base/output.h"
 #include "cli/base/terminal.h"
 #include "cli/commands/commands.h"
 #include "cli/config_file/source.h"
@@ -53,6 +53,11 @@ static std::string text_of(const Part& picture, const std::vector<Finding>& find
 
 // Returns the exit status: 0, or 2 when there is no picture.
 static int graph(const GraphOptions& options) {
+  OutputFile output(options.output);
+  const bool has_output = !options.output.empty();
+  if (has_output) {
+    if (const auto trouble = output.open()) return fail(*trouble);
+  }
   Source source;
   if (const auto trouble = load_source(options.file, source)) return fail(*trouble);
   const Site site(source);
@@ -62,7 +67,7 @@ static int graph(const GraphOptions& options) {
   summarize(picture);
   std::string text;
   if (options.format == GraphFormat::kText) {
-    const bool has_terminal = options.output.empty() && is_terminal(STDOUT_FILENO);
+    const bool has_terminal = !has_output && is_terminal(STDOUT_FILENO);
     text = text_of(picture, findings, has_terminal);
   } else {
     text = dot_picture(picture);
@@ -72,10 +77,10 @@ static int graph(const GraphOptions& options) {
     if (const auto trouble = draw(text, svg)) return fail("lanfab: " + *trouble);
     text = std::move(svg);
   }
-  if (options.output.empty()) {
+  if (!has_output) {
     std::fwrite(text.data(), 1, text.size(), stdout);
-  } else if (!replace_file(options.output, text)) {
-    return fail(with_errno(options.output));
+  } else if (const auto trouble = output.write(text)) {
+    return fail(*trouble);
   }
   return 0;
 }

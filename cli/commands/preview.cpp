@@ -1,8 +1,5 @@
 // `lanfab preview`: what a run of cmd_lanfab would write and call.
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
@@ -10,9 +7,8 @@
 #include <cstring>
 #include <map>
 
-#include "cli/base/file.h"
+#include "cli/base/output.h"
 #include "cli/base/secrets.h"
-#include "cli/base/signals.h"
 #include "cli/base/terminal.h"
 #include "cli/commands/commands.h"
 #include "cli/dry_run/dry_run.h"
@@ -181,55 +177,27 @@ static void hide_secrets(DryRunResult& result) {
     *output = mask.masked(*output);
 }
 
-// Whether the files may go below `directory`: it is missing or empty. errno says why not.
-static bool is_free(const std::string& directory) {
-  const auto names = list_directory(directory);
-  if (!names) return errno == ENOENT;
-  errno = ENOTEMPTY;
-  return names->empty();
-}
-
-// What stands below `directory`, the innermost first, is removed as far as this program made it.
-static void remove_files(const std::string& directory, bool is_own) {
-  Tree tree;
-  add_directory(directory, kAnyDepth, tree);
-  for (const File& file : tree.files)
-    unlink(file.path.c_str());
-  for (auto inner = tree.directories.rbegin(); inner != tree.directories.rend(); ++inner)
-    if (is_own || inner->path != directory) rmdir(inner->path.c_str());
-}
-
-static bool write_files(const DryRunResult& result, const std::string& directory) {
-  if (mkdir(directory.c_str(), 0755) != 0 && errno != EEXIST) return false;
-  for (const auto& [file, change] : result.files) {
-    if (change == Change::kKept) continue;
-    const std::string path = directory + file.path;
-    if (!make_directories(path.substr(0, path.find_last_of('/')), 0755)) return false;
-    if (!write_file({path, file.mode, file.content})) return false;
-  }
-  return true;
-}
-
-// All files or none: the signals that end a program wait, and after a failure nothing stays.
-static bool save_files(const DryRunResult& result, const std::string& directory) {
-  const BlockedSignals signals;
-  const bool is_own = access(directory.c_str(), F_OK) != 0;
-  const bool success = write_files(result, directory);
-  const int error = errno;
-  if (!success) remove_files(directory, is_own);
-  errno = error;
-  return success;
+static std::vector<File> files_of(const DryRunResult& result) {
+  std::vector<File> files;
+  for (const auto& [file, change] : result.files)
+    if (change != Change::kKept) files.push_back(file);
+  return files;
 }
 
 // Prints the result. Returns the exit status: 0 when the run succeeded, 1 when it failed, 2 when there is no
 // result.
 static int preview(const PreviewOptions& options) {
-  const std::string& directory = options.directory;
-  if (!directory.empty() && !is_free(directory)) return fail(with_errno(directory));
+  OutputDirectory directory(options.directory);
+  const bool has_directory = !options.directory.empty();
+  if (has_directory) {
+    if (const auto trouble = directory.open()) return fail(*trouble);
+  }
   DryRun dry_run;
   if (const auto trouble = make_dry_run(options.file, options.dry_run, dry_run)) return fail(*trouble);
   DryRunResult& result = dry_run.result;
-  if (!directory.empty() && !save_files(result, directory)) return fail(with_errno(directory));
+  if (has_directory) {
+    if (const auto trouble = directory.write(files_of(result))) return fail(*trouble);
+  }
   hide_secrets(result);
   if (options.json) {
     print_json(result);

@@ -25,8 +25,8 @@ LANFAB, PROGRAM = (os.path.abspath(sys.argv.pop(1)) for _ in range(2))
 DIRECTORY = pathlib.Path("/run/strings")
 TOOLS = pathlib.Path("/usr/local/sbin")
 FORGED = "network.json:1:1: error: forged [forged]"
-# One of each kind: escape sequence, bell, DEL, C1 as a byte and as a character, direction, no width, separator
-# of lines, format, not UTF-8.
+# One of each kind: escape sequence, bell, DEL, C1 as a byte and as a character, direction, no width,
+# separator of lines, format, not UTF-8.
 CHARACTERS = ("\x1b[2J", "\x07", "\x7f", "\udc9b2J", "\x9b2J", "\u202e", "\u2066", "\u061c", "\u200b",
               "\u200d", "\ufeff", "\u00ad", "\u2028", "\u2029", "\u0600", "\U000e0041", "\udcff", "\r")
 VALUE = "a" + "b".join(CHARACTERS)

@@ -17,12 +17,11 @@ using ::testing::ElementsAre;
 constexpr char kDirectory[] = "/run/files";
 constexpr char kFile[] = "/run/files/file";
 
-// These two are for other files, too.
+// These are for other files, too.
 FailingCall failing_fchmod;
 FailingCall failing_flock;
+FailingCall failing_write;
 static FailingCall failing_read;
-static FailingCall failing_rename;
-static FailingCall failing_write;
 
 extern "C" int fchmod(int file, mode_t mode) noexcept {
   return failing_fchmod.fails() ? -1 : next<int (*)(int, mode_t)>("fchmod")(file, mode);
@@ -30,10 +29,6 @@ extern "C" int fchmod(int file, mode_t mode) noexcept {
 
 extern "C" int flock(int file, int operation) noexcept {
   return failing_flock.fails() ? -1 : next<int (*)(int, int)>("flock")(file, operation);
-}
-
-extern "C" int rename(const char* from, const char* to) noexcept {
-  return failing_rename.fails() ? -1 : next<int (*)(const char*, const char*)>("rename")(from, to);
 }
 
 extern "C" ssize_t read(int file, void* bytes, std::size_t size) {
@@ -100,6 +95,21 @@ TEST_F(FileTest, AnInterruptedCallIsRepeated) {
   EXPECT_EQ(file.content, "text");
 }
 
+TEST_F(FileTest, ADescriptorThatIsMovedHasOneOwner) {
+  Descriptor first(open("/dev/null", O_RDONLY | O_CLOEXEC));
+  const int number = first.number();
+  Descriptor second(std::move(first));
+  EXPECT_EQ(second.number(), number);
+  Descriptor third(open("/dev/null", O_RDONLY | O_CLOEXEC));
+  const int other = third.number();
+  third = std::move(second);
+  EXPECT_EQ(third.number(), number);
+  EXPECT_EQ(fcntl(other, F_GETFD), -1) << "what it held is closed";
+  EXPECT_EQ(third.release(), number);
+  EXPECT_FALSE(third.is_open());
+  EXPECT_EQ(close(number), 0);
+}
+
 TEST_F(FileTest, AFailedCallIsReported) {
   put_file(kFile, "old");
   File file;
@@ -112,68 +122,6 @@ TEST_F(FileTest, AFailedCallIsReported) {
   failing_write.fail(1, ENOMEM);
   EXPECT_FALSE(MemoryFile().fill("text"));
   EXPECT_EQ(errno, ENOMEM);
-}
-
-TEST_F(FileTest, AReplacedFileKeepsItsMode) {
-  ASSERT_TRUE(write_file({kFile, 0640, "old"}));
-  EXPECT_TRUE(replace_file(kFile, "new"));
-  EXPECT_EQ(text_of_file(kFile), "new");
-  EXPECT_EQ(mode_of(kFile), 0640U);
-  EXPECT_THAT(list_directory(kDirectory).value(), ElementsAre("file"));
-}
-
-TEST_F(FileTest, ANewFileHasTheModeOfTheUmask) {
-  const mode_t former = umask(027);
-  EXPECT_TRUE(replace_file(kFile, "new"));
-  umask(former);
-  EXPECT_EQ(text_of_file(kFile), "new");
-  EXPECT_EQ(mode_of(kFile), 0640U);
-}
-
-TEST_F(FileTest, ALinkStaysWhenItsFileIsReplaced) {
-  put_file(kFile, "old");
-  std::filesystem::create_symlink("file", "/run/files/link");
-  EXPECT_TRUE(replace_file("/run/files/link", "new"));
-  EXPECT_TRUE(std::filesystem::is_symlink("/run/files/link"));
-  EXPECT_EQ(text_of_file(kFile), "new");
-}
-
-TEST_F(FileTest, ADeviceIsWrittenTo) {
-  EXPECT_TRUE(replace_file("/dev/null", "text"));
-  EXPECT_FALSE(std::filesystem::is_regular_file("/dev/null"));
-  EXPECT_FALSE(replace_file("/dev/full", "text"));
-  EXPECT_EQ(errno, ENOSPC);
-}
-
-TEST_F(FileTest, AFileThatCannotBeReplacedStaysAsItWas) {
-  put_file(kFile, "old");
-  failing_rename.fail(1, EXDEV);
-  EXPECT_FALSE(replace_file(kFile, "new"));
-  EXPECT_EQ(errno, EXDEV);
-  EXPECT_EQ(text_of_file(kFile), "old");
-  EXPECT_THAT(list_directory(kDirectory).value(), ElementsAre("file"));
-  failing_write.fail(1, EIO);
-  EXPECT_FALSE(replace_file(kFile, "new"));
-  EXPECT_EQ(errno, EIO);
-  EXPECT_EQ(text_of_file(kFile), "old");
-  EXPECT_THAT(list_directory(kDirectory).value(), ElementsAre("file"));
-  struct {
-    std::string path;
-    int error;
-  } const cases[] = {
-      {"/run/files/missing/file", ENOENT}, {"/run/files/file/file", ENOTDIR}, {kDirectory, EISDIR}};
-  for (const auto& [path, error] : cases) {
-    EXPECT_FALSE(replace_file(path, "new")) << path;
-    EXPECT_EQ(errno, error) << path;
-  }
-}
-
-// FAT has no modes.
-TEST_F(FileTest, AFileSystemWithoutModesTakesTheContent) {
-  put_file(kFile, "old");
-  failing_fchmod.fail(1, EPERM);
-  EXPECT_TRUE(replace_file(kFile, "new"));
-  EXPECT_EQ(text_of_file(kFile), "new");
 }
 
 TEST_F(FileTest, ALockIsHeldUntilItsEnd) {

@@ -1,0 +1,336 @@
+#include "cli/base/output.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/stat.h>
+#include <sys/vfs.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <deque>
+#include <map>
+#include <random>
+
+#include "cli/base/signals.h"
+#include "cli/base/terminal.h"
+
+constexpr mode_t kPermissions = 0777;
+constexpr char kForeignLink[] = ": not written through a link in a directory that other users may write to";
+
+// --- Finding the place
+
+static bool is_own_or_roots(const struct stat& status) {
+  return status.st_uid == geteuid() || status.st_uid == 0;
+}
+
+static bool may_others_write(const Descriptor& directory) {
+  struct stat status {};
+  return fstat(directory.number(), &status) != 0 || !is_own_or_roots(status) ||
+         (status.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+}
+
+static bool is_in_proc(const Descriptor& directory) {
+  struct statfs status {};
+  return fstatfs(directory.number(), &status) == 0 && status.f_type == PROC_SUPER_MAGIC;
+}
+
+// Another descriptor of the same open file or directory, with other flags.
+static Descriptor reopened(const Descriptor& file, int flags) {
+  const std::string path = "/proc/self/fd/" + std::to_string(file.number());
+  return Descriptor(open(path.c_str(), flags | O_CLOEXEC));
+}
+
+static std::deque<std::string> components_of(const std::string& path) {
+  std::deque<std::string> components;
+  for (std::size_t begin = 0; begin < path.size();) {
+    const std::size_t end = std::min(path.find('/', begin), path.size());
+    const std::string name = path.substr(begin, end - begin);
+    if (!name.empty() && name != ".") components.push_back(name);
+    begin = end + 1;
+  }
+  return components;
+}
+
+namespace {
+
+// Walks along a path, one name after the other.
+class Walk {
+ public:
+  explicit Walk(const std::string& path) : names_(components_of(path)) {
+    start(path);
+  }
+
+  // False, with errno set, if the path leads nowhere. Its last part may be missing.
+  bool go(OutputPlace& place) {
+    while (directory_.is_open()) {
+      if (names_.empty()) return arrive(place, "", reopened(directory_, O_PATH));
+      const std::string name = names_.front();
+      names_.pop_front();
+      Descriptor file(openat(directory_.number(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+      if (!file.is_open() && (errno != ENOENT || !names_.empty())) return false;
+      struct stat status {};
+      if (file.is_open() && fstat(file.number(), &status) != 0) return false;
+      if (S_ISLNK(status.st_mode)) {
+        if (!follow(name, file)) return false;
+        continue;
+      }
+      if (names_.empty()) return arrive(place, name, std::move(file));
+      if (!S_ISDIR(status.st_mode)) return fail_with(ENOTDIR);
+      directory_ = std::move(file);
+    }
+    return false;
+  }
+
+  bool has_foreign_link() const {
+    return has_foreign_link_;
+  }
+
+ private:
+  static bool fail_with(int error) {
+    errno = error;
+    return false;
+  }
+
+  void start(const std::string& path) {
+    const char* const begin = !path.empty() && path[0] == '/' ? "/" : ".";
+    directory_ = Descriptor(path.empty() ? -1 : open(begin, O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (path.empty()) errno = ENOENT;
+  }
+
+  bool arrive(OutputPlace& place, const std::string& name, Descriptor file) {
+    place.directory = std::move(directory_);
+    place.name = name;
+    place.file = std::move(file);
+    place.is_process_link = is_process_link_;
+    return true;
+  }
+
+  // A link of the kernel leads to an open file that may have no path; no other user can make one.
+  bool follow(const std::string& name, const Descriptor& link) {
+    constexpr int kMostLinks = 40;
+    if (++links_ > kMostLinks) return fail_with(ELOOP);
+    if (is_in_proc(directory_)) {
+      Descriptor target(openat(directory_.number(), name.c_str(), O_PATH | O_CLOEXEC));
+      if (!target.is_open()) return false;
+      is_process_link_ = names_.empty();
+      directory_ = std::move(target);
+      return true;
+    }
+    has_foreign_link_ = may_others_write(directory_);
+    if (has_foreign_link_) return fail_with(ELOOP);
+    std::array<char, PATH_MAX> path{};
+    const ssize_t size = readlinkat(link.number(), "", path.data(), path.size() - 1);
+    if (size <= 0) return fail_with(ENOENT);
+    const std::string target(path.data(), static_cast<std::size_t>(size));
+    if (target[0] == '/') start(target);
+    const std::deque<std::string> inner = components_of(target);
+    names_.insert(names_.begin(), inner.begin(), inner.end());
+    return true;
+  }
+
+  Descriptor directory_{-1};
+  std::deque<std::string> names_;  // still to go
+  int links_ = 0;
+  bool is_process_link_ = false;
+  bool has_foreign_link_ = false;
+};
+
+}  // namespace
+
+static std::optional<std::string> find_place(const std::string& path, OutputPlace& place) {
+  Walk walk(path);
+  if (walk.go(place)) return std::nullopt;
+  return walk.has_foreign_link() ? printable(path) + kForeignLink : with_errno(path);
+}
+
+// --- One file
+
+// A device or a pipe, that of somebody else where anybody may have put it excepted.
+std::optional<std::string> OutputFile::open() {
+  if (auto trouble = find_place(path_, place_)) return trouble;
+  errno = EISDIR;
+  if (path_.back() == '/') return with_errno(path_);
+  struct stat status {};
+  if (!place_.file.is_open()) return std::nullopt;
+  if (fstat(place_.file.number(), &status) != 0) return with_errno(path_);
+  if (S_ISREG(status.st_mode) || place_.is_process_link) return std::nullopt;
+  errno = S_ISDIR(status.st_mode) ? EISDIR : EACCES;
+  const bool is_foreign = may_others_write(place_.directory) && !is_own_or_roots(status);
+  if (S_ISDIR(status.st_mode) || is_foreign) return with_errno(path_);
+  return std::nullopt;
+}
+
+static bool write_to(const Descriptor& file, const std::string& content) {
+  // A file behind /dev/stdout may have been opened to append to it.
+  Descriptor open_file = reopened(file, O_WRONLY | O_APPEND);
+  return open_file.is_open() && write_all(open_file.number(), content) && open_file.close();
+}
+
+// That of the present file, unless somebody else may have chosen it.
+static mode_t mode_for(const OutputPlace& place) {
+  struct stat status {};
+  const bool is_there =
+      fstatat(place.directory.number(), place.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+  if (is_there && S_ISREG(status.st_mode) && is_own_or_roots(status)) return status.st_mode & kPermissions;
+  const mode_t mask = umask(0);
+  umask(mask);
+  return 0666 & ~mask;
+}
+
+// Opens a new file in the directory, and completes its name.
+static Descriptor open_temporary(const Descriptor& directory, std::string& name) {
+  constexpr int kMostAttempts = 100;
+  std::random_device random;
+  int number = -1;
+  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+    char suffix[16];
+    std::snprintf(suffix, sizeof suffix, ".%06x", random() & 0xffffffU);
+    const std::string candidate = name + suffix;
+    number = openat(directory.number(), candidate.c_str(),
+                    O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (number < 0 && errno == EEXIST) continue;
+    name = candidate;
+    break;
+  }
+  return Descriptor(number);
+}
+
+// Writes a new file beside the one that it then replaces, without following what is there by now.
+static bool replace(const OutputPlace& place, const std::string& content) {
+  std::string temporary = place.name;
+  Descriptor file = open_temporary(place.directory, temporary);
+  if (!file.is_open()) return false;
+  // A file system without modes, such as FAT, refuses this.
+  fchmod(file.number(), mode_for(place));
+  const int directory = place.directory.number();
+  if (write_all(file.number(), content) && fsync(file.number()) == 0 && file.close() &&
+      renameat(directory, temporary.c_str(), directory, place.name.c_str()) == 0) {
+    return true;
+  }
+  const int error = errno;
+  unlinkat(directory, temporary.c_str(), 0);
+  errno = error;
+  return false;
+}
+
+std::optional<std::string> OutputFile::write(const std::string& content) const {
+  const BlockedSignals signals;
+  struct stat status {};
+  const bool is_regular =
+      !place_.file.is_open() || (fstat(place_.file.number(), &status) == 0 && S_ISREG(status.st_mode));
+  const bool is_replaced = is_regular && !place_.is_process_link;
+  const bool success = is_replaced ? replace(place_, content) : write_to(place_.file, content);
+  return success ? std::nullopt : std::optional(with_errno(path_));
+}
+
+// --- A directory
+
+// Whether the directory has no entry. errno says why not.
+static bool is_empty(const Descriptor& directory) {
+  Descriptor own = reopened(directory, O_RDONLY | O_DIRECTORY);
+  DIR* stream = own.is_open() ? fdopendir(own.number()) : nullptr;
+  if (stream == nullptr) return false;
+  own.release();
+  int entries = 0;
+  while (entries < 3 && readdir(stream) != nullptr)
+    ++entries;
+  closedir(stream);
+  errno = ENOTEMPTY;
+  return entries <= 2;
+}
+
+std::optional<std::string> OutputDirectory::open() {
+  if (auto trouble = find_place(path_, place_)) return trouble;
+  if (place_.file.is_open() && !is_empty(place_.file)) return with_errno(path_);
+  return std::nullopt;
+}
+
+namespace {
+
+// Makes new files and directories below a directory, and can remove them again. All directories stay open, so
+// that each name is looked up once, in a directory that this program has made.
+class NewTree {
+ public:
+  // False, with errno set, on failure.
+  bool begin(const OutputPlace& place) {
+    Descriptor top = place.file.is_open() ? reopened(place.file, O_RDONLY | O_DIRECTORY)
+                                          : make_directory(place.directory, place.name);
+    if (!top.is_open() || !is_empty(top)) return false;
+    directories_.emplace("", std::move(top));
+    return true;
+  }
+
+  // The path begins with a slash.
+  bool add(const File& file) {
+    const std::size_t slash = file.path.rfind('/');
+    const Descriptor* directory = directory_at(file.path.substr(0, slash));
+    if (directory == nullptr) return false;
+    const std::string name = file.path.substr(slash + 1);
+    Descriptor descriptor(openat(directory->number(), name.c_str(),
+                                 O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (!descriptor.is_open()) return false;
+    made_.push_back({directory->number(), name, 0});
+    return write_all(descriptor.number(), file.content) &&
+           fchmod(descriptor.number(), file.mode & kPermissions) == 0 && descriptor.close();
+  }
+
+  // Leaves errno alone.
+  void remove() const {
+    const int error = errno;
+    for (auto one = made_.rbegin(); one != made_.rend(); ++one)
+      unlinkat(one->directory, one->name.c_str(), one->flags);
+    errno = error;
+  }
+
+ private:
+  struct Made {
+    int directory;
+    std::string name;
+    int flags;  // of unlinkat
+  };
+
+  // Null, with errno set, if there is none and it cannot be made.
+  const Descriptor* directory_at(const std::string& path) {
+    const auto found = directories_.find(path);
+    if (found != directories_.end()) return &found->second;
+    const std::size_t slash = path.rfind('/');
+    const Descriptor* parent = directory_at(path.substr(0, slash));
+    if (parent == nullptr) return nullptr;
+    Descriptor directory = make_directory(*parent, path.substr(slash + 1));
+    if (!directory.is_open()) return nullptr;
+    return &directories_.emplace(path, std::move(directory)).first->second;
+  }
+
+  // Another user may have put something else in its place by the time that it is opened.
+  Descriptor make_directory(const Descriptor& parent, const std::string& name) {
+    if (mkdirat(parent.number(), name.c_str(), 0755) != 0) return Descriptor(-1);
+    made_.push_back({parent.number(), name, AT_REMOVEDIR});
+    Descriptor directory(
+        openat(parent.number(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    struct stat status {};
+    if (!directory.is_open() || fstat(directory.number(), &status) != 0) return Descriptor(-1);
+    if (status.st_uid == geteuid()) return directory;
+    errno = EEXIST;
+    return Descriptor(-1);
+  }
+
+  std::map<std::string, Descriptor> directories_;  // by path; that of the top is empty
+  std::vector<Made> made_;
+};
+
+}  // namespace
+
+std::optional<std::string> OutputDirectory::write(const std::vector<File>& files) {
+  const BlockedSignals signals;
+  NewTree tree;
+  bool success = tree.begin(place_);
+  for (auto file = files.begin(); success && file != files.end(); ++file)
+    success = tree.add(*file);
+  if (success) return std::nullopt;
+  tree.remove();
+  return with_errno(path_);
+}

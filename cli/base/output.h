@@ -1,0 +1,58 @@
+#pragma once
+
+// Files that a command writes where its caller says. What the path means is decided once, when the place is
+// opened; from then on nobody who changes names in the path decides where is written.
+//
+// Links are followed, except in a directory that other users may write to: there anybody may have put one.
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cli/base/file.h"
+
+// A place in the file system.
+struct OutputPlace {
+  Descriptor directory;          // that of the file
+  std::string name;              // in the directory
+  Descriptor file;               // for the path alone; not open if there is no such file
+  bool is_process_link = false;  // such as /dev/stdout: a link of the kernel to an open file
+};
+
+// One file.
+class OutputFile {
+ public:
+  explicit OutputFile(std::string path) : path_(std::move(path)) {}
+
+  // Finds the place. Returns nothing, or why nothing can be written there.
+  std::optional<std::string> open();
+
+  // Writes the file so that its readers see either the former content or the new one, also if this program is
+  // killed. An existing file keeps its mode; a terminal or a pipe is written to. Returns nothing, or why it
+  // failed; nothing has changed then.
+  std::optional<std::string> write(const std::string& content) const;
+
+ private:
+  std::string path_;
+  OutputPlace place_;
+};
+
+// A directory and the files below it.
+class OutputDirectory {
+ public:
+  explicit OutputDirectory(std::string path) : path_(std::move(path)) {}
+
+  // Finds the place. Returns nothing, or why nothing can be written there: the directory must be missing or
+  // empty.
+  std::optional<std::string> open();
+
+  // Writes the files below the directory, all or none; the signals that end a program wait. Only new files
+  // and directories are written to. The modes are those of the files, without the right to run as another
+  // user. Returns nothing, or why it failed.
+  std::optional<std::string> write(const std::vector<File>& files);
+
+ private:
+  std::string path_;
+  OutputPlace place_;
+};
