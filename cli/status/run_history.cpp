@@ -13,6 +13,13 @@
 // The lines by which a run is told from its neighbours.
 constexpr char kStart[] = "cmd_lanfab start";
 constexpr char kEnd[] = "cmd_lanfab clear lock";
+constexpr char kProgram[] = "/cmd_lanfab";
+
+// How many entries to look through for the last one of a run. Any user can write entries of this text and
+// identifier, but only root's are read; more of root's that are not of a run are not expected.
+constexpr char kCandidates[] = "--lines=100";
+// journald takes the user from the kernel.
+constexpr char kByRoot[] = "_UID=0";
 
 namespace {
 
@@ -51,11 +58,23 @@ static std::int64_t number_of(const Json::Value& text) {
   return std::strtoll(text.asCString(), nullptr, 10);
 }
 
+// Whether a run has written the entry. journald does not find the program if the process has ended by the time
+// that it reads the message; the user is always there.
+static bool is_of_run(const Json::Value& entry) {
+  if (entry["_UID"] != "0") return false;
+  const Json::Value& program = entry["_EXE"];
+  if (!program.isString()) return program.isNull();
+  const std::string path = program.asString();
+  const std::size_t slash = path.rfind('/');
+  return slash != std::string::npos && path.compare(slash, std::string::npos, kProgram) == 0;
+}
+
 static bool read_entry(const std::string& line, Entry& entry) {
   Json::Value value;
   if (!parse_json(line, value) || !value.isObject()) return false;
   for (const char* key : {"__CURSOR", "__REALTIME_TIMESTAMP", "_PID", "PRIORITY"})
     if (!value[key].isString()) return false;
+  if (!is_of_run(value)) return false;
   entry.cursor = value["__CURSOR"].asString();
   entry.process = value["_PID"].asString();
   entry.time = number_of(value["__REALTIME_TIMESTAMP"]);
@@ -66,9 +85,15 @@ static bool read_entry(const std::string& line, Entry& entry) {
 
 static std::optional<std::string> read_journal(const std::vector<std::string>& matches,
                                                std::vector<Entry>& entries) {
-  std::vector<std::string> command = {
-      "journalctl",           "--boot",        "--quiet", "--no-pager",
-      "--identifier=network", "--output=json", "--all",   "--output-fields=MESSAGE,PRIORITY,_PID"};
+  std::vector<std::string> command = {"journalctl",
+                                      "--boot",
+                                      "--quiet",
+                                      "--no-pager",
+                                      "--identifier=network",
+                                      "--output=json",
+                                      "--all",
+                                      "--output-fields=MESSAGE,PRIORITY,_PID,_UID,_EXE",
+                                      kByRoot};
   command.insert(command.end(), matches.begin(), matches.end());
   std::string output;
   if (auto trouble = capture(command, output)) return trouble;
@@ -111,7 +136,7 @@ static LastRun read_run(const std::string& action, const std::vector<Entry>& ent
 std::optional<std::string> read_last_runs(std::vector<LastRun>& runs) {
   for (const std::string action : {"APPLY", "WWAN_APPLY", "DNSMASQ"}) {
     std::vector<Entry> last;
-    if (auto trouble = read_journal({"--reverse", "--lines=1", "MESSAGE=lanfab " + action}, last))
+    if (auto trouble = read_journal({"--reverse", kCandidates, "MESSAGE=lanfab " + action}, last))
       return trouble;
     if (last.empty()) continue;
     std::vector<Entry> entries;

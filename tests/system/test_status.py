@@ -210,6 +210,20 @@ class RunThatFailed(unittest.TestCase):
         self.assertIn("\n      cmd lanfab apply failed\n", status("-v").stdout)
 
 
+class ForgedRun(unittest.TestCase):
+    """Any user can write to the journal what a run writes."""
+
+    def test_of_another_user_is_not_a_run(self):
+        gateway.apply(router())
+        gateway.run("journalctl", "--sync")
+        runs = look()["runs"]
+        for message in "lanfab APPLY", "cmd lanfab apply failed", "lanfab DNSMASQ":
+            gateway.run("setpriv", "--reuid=65534", "logger", "--tag", "network", message)
+        gateway.run("journalctl", "--sync")
+        self.assertIn("lanfab DNSMASQ", gateway.run("journalctl", "--boot", "_UID=65534").stdout)
+        self.assertEqual(look()["runs"], runs)
+
+
 class Lock(unittest.TestCase):
     def lock(self):
         return look()["lock"]
