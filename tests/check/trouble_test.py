@@ -71,6 +71,11 @@ class Trouble(unittest.TestCase):
         self.assert_trouble(self.run_lanfab("check", "network.json"),
                             "network.json:1:1: error: the configuration is not an object")
 
+    def test_a_nul_character_ends_no_configuration(self):
+        self.lay('{\n}\n\0{"anything": 1}')
+        self.assert_trouble(self.run_lanfab("check", "network.json"),
+                            "network.json:3:1: error: a NUL character after the JSON value")
+
     def test_much_json(self):
         self.lay('{"a": "' + 50_000_000 * "x" + '"}')
         self.assert_trouble(self.run_lanfab("check", "network.json"),

@@ -49,6 +49,11 @@ std::optional<Complaint> parse_configuration(const std::string& text, Json::Valu
     return Complaint{{}, error.what()};
   }
   if (!root.isObject()) return Complaint{{}, "the configuration is not an object"};
+  // The parser takes a NUL character for the end of the text.
+  const std::size_t nul = text.find('\0', static_cast<std::size_t>(root.getOffsetLimit()));
+  if (nul != std::string::npos)
+    return Complaint{position_of(text, static_cast<std::ptrdiff_t>(nul)),
+                     "a NUL character after the JSON value"};
   return std::nullopt;
 }
 

@@ -56,6 +56,14 @@ TEST(ConfigurationTextTest, AMistakeHasItsPlace) {
   EXPECT_THAT(mistake_in(std::string(100'000, '[')), StartsWith("1:1 "));
 }
 
+TEST(ConfigurationTextTest, NothingFollowsTheConfiguration) {
+  using namespace std::string_literals;
+  for (const std::string& text : {"{}\n \0"s, "{}\n \0{\"a\": 1}"s, "{}\n \0\0x"s})
+    EXPECT_EQ(mistake_in(text), "2:2 a NUL character after the JSON value");
+  for (const std::string& text : {"{\"a\": 1\0}"s, "\0{}"s, "{}x\0"s})
+    EXPECT_NE(mistake_in(text), "") << text;
+}
+
 TEST(ConfigurationTextTest, PlacesCountFromOneInLinesAndBytes) {
   const std::string text = "a\n\xc3\xa4x\n";
   const auto place = [&](std::ptrdiff_t offset) {
