@@ -9,6 +9,7 @@
 #include <exception>
 #include <string>
 
+#include "cli/base/subprocess.h"
 #include "cli/base/terminal.h"
 #include "cli/commands/commands.h"
 #include "cli/dry_run/stub.h"
@@ -23,6 +24,7 @@ static bool is_output_complete() {
 int main(int argc, char* argv[]) {
   // First, since a run may call many tools: this program under the name of one.
   if (is_stub(argv[0])) return record_call(argc, argv);
+  replace_path_of_root();
   signal(SIGPIPE, SIG_IGN);
   // The program's own code, which the rules ask, has nothing to say to this machine's log.
   setlogmask(LOG_MASK(LOG_EMERG));

@@ -20,9 +20,13 @@ std::optional<std::string> absolute_program(const std::string& path) {
   return absolute;
 }
 
+void replace_path_of_root() {
+  if (geteuid() == 0) setenv("PATH", kSystemPath, 1);
+}
+
 std::optional<std::string> find_in_path(const std::string& name) {
   const char* path = std::getenv("PATH");
-  std::istringstream directories(std::string(path != nullptr ? path : "") + ":/usr/sbin:/sbin");
+  std::istringstream directories(std::string(path != nullptr ? path : "") + ":" + kSystemPath);
   for (std::string directory; std::getline(directories, directory, ':');) {
     if (auto program = absolute_program(directory.append("/").append(name))) return program;
     // After any other error it might be here: the next one of the name is not the one that PATH asks for.

@@ -12,7 +12,14 @@
 // The absolute path of a program; nothing, with errno set, if `path` is not a program.
 std::optional<std::string> absolute_program(const std::string& path);
 
-// Searches PATH, and then the directories of services, which an ordinary user's PATH may lack.
+// Where root's programs are, on every supported system.
+inline constexpr char kSystemPath[] = "/usr/sbin:/usr/bin:/sbin:/bin";
+
+// Makes root's PATH the one above, for this program and its children: the caller's may name directories to
+// which others can write. Other users keep theirs.
+void replace_path_of_root();
+
+// Searches PATH, and then the directories of the system, which an ordinary user's PATH may lack.
 std::optional<std::string> find_in_path(const std::string& name);
 
 // The path of this program; empty if it cannot be read.

@@ -80,7 +80,7 @@ static pid_t start_program(const SandboxRun& run, const MemoryFile& output, cons
                            const ResultPipe& pipe) {
   const Descriptor input(open("/dev/null", O_RDONLY | O_CLOEXEC));
   Subprocess program{{"cmd_lanfab", run.action}, kMachineRoot + run.program};
-  program.environment = {"PATH=/usr/sbin:/usr/bin:/sbin:/bin",
+  program.environment = {std::string("PATH=") + kSystemPath,
                          std::string("LANFAB_CONFIG_DIR=") + kSandboxConfigurationDirectory};
   program.input = input.number();
   program.output = output.number();

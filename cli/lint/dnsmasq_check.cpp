@@ -53,7 +53,7 @@ static std::optional<std::string> test_configuration(const std::string& dnsmasq,
   const MemoryFile output;
   Subprocess test{{"dnsmasq", "--test", "--conf-file=-"}, dnsmasq};
   // Its messages are translated.
-  test.environment = {"LC_ALL=C", "PATH=/usr/sbin:/usr/bin:/sbin:/bin"};
+  test.environment = {"LC_ALL=C", std::string("PATH=") + kSystemPath};
   test.input = configuration.number();
   test.output = test.errors = output.number();
   const int status = configuration.fill(text) ? run(test) : -1;

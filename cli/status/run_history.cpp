@@ -58,8 +58,8 @@ static std::int64_t number_of(const Json::Value& text) {
   return std::strtoll(text.asCString(), nullptr, 10);
 }
 
-// Whether a run has written the entry. journald does not find the program if the process has ended by the time
-// that it reads the message; the user is always there.
+// Whether a run has written the entry. journald does not find the program if the process has ended by the
+// time that it reads the message; the user is always there.
 static bool is_of_run(const Json::Value& entry) {
   if (entry["_UID"] != "0") return false;
   const Json::Value& program = entry["_EXE"];

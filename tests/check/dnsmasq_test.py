@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Tests how `lanfab check` asks dnsmasq. The program is the first argument, and cmd_lanfab is beside it.
 
-No rule leaves anything for the real dnsmasq to refuse, so most of these have another one first in PATH.
+No rule leaves anything for the real dnsmasq to refuse, so most of these have another one in front of it.
 """
 
 import os
@@ -11,6 +11,8 @@ import subprocess
 import sys
 import tempfile
 import unittest
+
+from lib.tools import with_first
 
 LANFAB = os.path.abspath(sys.argv.pop(1))
 EXAMPLES = sorted(pathlib.Path(__file__).resolve().parents[2].glob("examples/*/network.json"))
@@ -43,6 +45,8 @@ class AskDnsmasq(unittest.TestCase):
         directory = tempfile.TemporaryDirectory()
         self.addCleanup(directory.cleanup)
         self.directory = pathlib.Path(directory.name)
+        self.tools = self.directory / "tools"
+        self.tools.mkdir()
         self.lay("network.json", CONFIGURATION)
 
     def lay(self, name, text, mode=0o644):
@@ -51,15 +55,14 @@ class AskDnsmasq(unittest.TestCase):
 
     def lay_dnsmasq(self, script):
         """Puts a dnsmasq in front of the machine's. It leaves a file "asked"."""
-        self.lay("dnsmasq", f"#!/bin/sh\n>'{self.directory}/asked'\n{script}", 0o755)
+        self.lay("tools/dnsmasq", f"#!/bin/sh\n>'{self.directory}/asked'\n{script}", 0o755)
 
     def was_asked(self):
         return (self.directory / "asked").exists()
 
     def check(self, *arguments, lanfab=LANFAB, before=()):
-        environment = os.environ | {"PATH": f"{self.directory}:{os.environ['PATH']}"}
-        return subprocess.run([*before, lanfab, "check", *arguments], cwd=self.directory, env=environment,
-                              text=True, capture_output=True, check=False)
+        return subprocess.run([*with_first(self.tools), *before, lanfab, "check", *arguments],
+                              cwd=self.directory, text=True, capture_output=True, check=False)
 
     def assert_said(self, done, status, output, errors=""):
         self.assertEqual((done.stdout, done.stderr, done.returncode), (output, errors, status))
@@ -104,17 +107,17 @@ class AskDnsmasq(unittest.TestCase):
         self.lay_dnsmasq("exit 3")
         self.assert_said(self.check("network.json", "network.json"), 0,
                          "0 errors and 0 warnings in 2 files\n",
-                         f"lanfab: {self.directory}/dnsmasq ended with status 3; dnsmasq is not asked\n")
+                         "lanfab: /usr/sbin/dnsmasq ended with status 3; dnsmasq is not asked\n")
 
     def test_one_that_is_killed(self):
         self.lay_dnsmasq("kill -KILL $$")
         self.assert_said(self.check("network.json"), 0, "0 errors and 0 warnings in 1 file\n",
-                         f"lanfab: {self.directory}/dnsmasq: Killed; dnsmasq is not asked\n")
+                         "lanfab: /usr/sbin/dnsmasq: Killed; dnsmasq is not asked\n")
 
     def test_no_program_to_run(self):
         self.lay_dnsmasq("exit 1")
         alone = shutil.copy(LANFAB, self.directory / "lanfab")
-        done = self.check("network.json", lanfab=alone, before=("env", f"PATH={self.directory}"))
+        done = self.check("network.json", lanfab=alone)
         reason = "cmd_lanfab is neither beside this program nor in PATH"
         self.assert_said(done, 0, "0 errors and 0 warnings in 1 file\n",
                          f"lanfab: {reason}; dnsmasq is not asked\n")

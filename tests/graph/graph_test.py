@@ -16,11 +16,12 @@ import unittest
 
 from lib.checkout import EXAMPLES, TESTS
 from lib.limits import processor_limit
+from lib.tools import with_first, with_none
 
 LANFAB = os.path.abspath(sys.argv.pop(1))
 # Of root, who otherwise may write everywhere.
 WITHOUT_PRIVILEGES = ("setpriv", "--bounding-set=-dac_override,-dac_read_search")
-NO_DOT = "lanfab: Graphviz's dot, which draws the picture, is not in PATH (package graphviz)\n"
+NO_DOT = "lanfab: Graphviz's dot, which draws the picture, is not installed (package graphviz)\n"
 
 
 def network(base, **dhcp):
@@ -66,10 +67,12 @@ class Graph(unittest.TestCase):
         self.assertEqual((done.returncode, done.stdout, done.stderr), (2, "", message))
 
     def put_dot(self, script):
-        """Makes a program `dot` of a shell script, and returns the environment in which it is found."""
-        (self.directory / "dot").write_text(f"#!/bin/sh\n{script}\n")
-        (self.directory / "dot").chmod(0o755)
-        return {"PATH": f"{self.directory}:{os.environ['PATH']}"}
+        """Makes a program `dot` of a shell script, and returns what a command runs under to find it."""
+        tools = self.directory / "tools"
+        tools.mkdir(exist_ok=True)
+        (tools / "dot").write_text(f"#!/bin/sh\n{script}\n")
+        (tools / "dot").chmod(0o755)
+        return with_first(tools)
 
     def assert_nothing_left(self):
         self.assertEqual(sorted(path.name for path in self.directory.glob("picture*")), [])
@@ -227,14 +230,14 @@ class OutputFile(Graph):
 
 class Svg(Graph):
     def test_is_what_dot_makes(self):
-        environment = self.put_dot('echo "$*"; cat')
-        picture = self.draw("--format", "svg", environment=environment)
+        picture = self.draw("--format", "svg", before=self.put_dot('echo "$*"; cat'))
         self.assertEqual(picture, "-Tsvg\n" + self.draw("--format", "dot"))
 
     def test_without_dot(self):
         for output in (), ("-o", "picture"):
-            done = self.run_lanfab("network.json", "--format", "svg", *output,
-                                   environment={"PATH": "/nowhere"})
+            empty = self.directory / "empty"
+            empty.mkdir(exist_ok=True)
+            done = self.run_lanfab("network.json", "--format", "svg", *output, before=with_none(empty))
             self.assert_trouble(done, NO_DOT)
             self.assert_nothing_left()
 
@@ -242,7 +245,7 @@ class Svg(Graph):
         for script, message in (("echo half; exit 3", "dot ended with status 3"),
                                 ("kill -TERM $$", "dot: Terminated")):
             done = self.run_lanfab("network.json", "--format", "svg", "-o", "picture",
-                                   environment=self.put_dot(script))
+                                   before=self.put_dot(script))
             self.assert_trouble(done, f"lanfab: {message}\n")
             self.assert_nothing_left()
 

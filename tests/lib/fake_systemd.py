@@ -7,6 +7,8 @@ import os
 import pathlib
 import subprocess
 
+from .sandbox import put_first
+
 INSTALLED = pathlib.Path("/etc/lanfab/network.json")
 PREVIOUS = pathlib.Path("/etc/lanfab/network.json.previous")
 TRIAL = pathlib.Path("/run/lanfab/network.json")
@@ -64,6 +66,7 @@ def lay_out():
     for directory in (INSTALLED.parent, TRIAL.parent, UNITS, BOOTED, TOOLS):
         os.makedirs(directory, exist_ok=True)
     lay_tools()
+    put_first(TOOLS, SCRIPTS)
 
 
 def end_trial():

@@ -20,7 +20,7 @@ from .checkout import EXAMPLES
 from .expected import USUAL_MODE
 from .limits import HANG_SECONDS
 from .sandbox import (ACTIVE_SERVICES, RECORDED_COMMANDS, SANITIZER_OPTIONS, SYSTEM_DATABASE, Syslog,
-                      read_system_database, snapshot, write_system_database)
+                      put_first, read_system_database, snapshot, write_system_database)
 
 CONFIGURATION = pathlib.Path("/dev/sandbox/config/network.json")
 # The files of a case in /etc.
@@ -194,8 +194,6 @@ def environment_of(run):
         environment.update(LC_ALL="C.UTF-8", TZ="UTC")
     else:
         environment.update(LC_ALL="C", LANFAB_CONFIG_DIR=str(CONFIGURATION.parent))
-    if asks_tools(run):
-        environment["PATH"] = f"{TOOLS}:{environment['PATH']}"
     return {**environment, **run.settings()}
 
 
@@ -219,9 +217,11 @@ def lay_answers(inputs):
     if not TOOLS.exists():
         TOOLS.mkdir()
         ANSWERS.mkdir()
-        for tool in ("ip", "networkctl", "systemctl", "journalctl"):
+        tools = ("ip", "networkctl", "systemctl", "journalctl")
+        for tool in tools:
             (TOOLS / tool).write_text(TOOL)
             (TOOLS / tool).chmod(0o755)
+        put_first(TOOLS, tools)
         for name, text in USUAL_ANSWERS.items():
             (ANSWERS / name).write_text(text)
     for name in filter(case.ANSWER.fullmatch, inputs):

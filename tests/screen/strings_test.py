@@ -19,11 +19,11 @@ import unittest
 from hostile.texts import changed, configurations, paths, put, value_at
 from lib import fake_systemd, play
 from lib.limits import HANG_SECONDS
+from lib.sandbox import put_first
 from lib.terminal import shown_on_terminal
 
 LANFAB, PROGRAM = (os.path.abspath(sys.argv.pop(1)) for _ in range(2))
 DIRECTORY = pathlib.Path("/run/strings")
-TOOLS = pathlib.Path("/usr/local/sbin")
 FORGED = "network.json:1:1: error: forged [forged]"
 # One of each kind: escape sequence, bell, DEL, C1 as a byte and as a character, direction, no width,
 # separator of lines, format, not UTF-8.
@@ -268,8 +268,6 @@ class Status(Strings):
 
     def setUp(self):
         super().setUp()
-        subprocess.run(["mount", "-t", "tmpfs", "tools", TOOLS], check=True)
-        self.addCleanup(subprocess.run, ["umount", TOOLS], check=True)
         pathlib.Path("/run/hosts").write_text("127.0.0.1 localhost\n")
         unit = pathlib.Path("/run/systemd/network/20-eth0.network")
         unit.write_bytes(encoded(f"[Match]\nName = {INTERFACE}\n\n[Network]\n"
@@ -300,17 +298,18 @@ class Status(Strings):
         self.answer("--cursor=a", "".join(json.dumps({**entry, "MESSAGE": message}) + "\n"
                                           for message in ("lanfab APPLY", NAME, list(encoded(NAME)))))
         script = play.TOOL.replace(str(play.ANSWERS), str(self.answers)).replace("$tool $word", "$word")
-        for tool in "ip", "networkctl", "systemctl", "journalctl":
-            (TOOLS / tool).write_text(script)
-            (TOOLS / tool).chmod(0o755)
+        tools = ("ip", "networkctl", "systemctl", "journalctl")
+        for tool in tools:
+            self.write(script, tool, 0o755)
+        put_first(DIRECTORY, tools)
+        self.addCleanup(subprocess.run, ["umount", "/usr/sbin"], check=True)
 
     def answer(self, word, text):
         (self.answers / word).write_bytes(encoded(text))
 
     def assert_status(self, *words):
-        environment = {"PATH": f"{TOOLS}:{os.environ['PATH']}", "TZ": "UTC"}
-        output = self.assert_all_clean("status", *words, environment=environment)
-        parsed = self.run_lanfab("status", "--format=json", environment=environment)
+        output = self.assert_all_clean("status", *words)
+        parsed = self.run_lanfab("status", "--format=json")
         self.assertEqual(unprintable(parsed, LAYOUT + "\x7f"), [])
         return output
 
@@ -336,12 +335,10 @@ class Trial(Strings):
     def test_try(self):
         fake_systemd.lay_out()
         self.addCleanup(subprocess.run, ["umount", "/etc"], check=True)
-        subprocess.run(["mount", "--bind", fake_systemd.TOOLS, TOOLS], check=True)
-        self.addCleanup(subprocess.run, ["umount", TOOLS], check=True)
+        self.addCleanup(subprocess.run, ["umount", "/usr/sbin"], check=True)
         fake_systemd.INSTALLED.write_text("{}")
         self.write('{"dns": {"source": "static", "static": ["8.8.8.8"]}}', NAME)
-        environment = {"PATH": fake_systemd.ENVIRONMENT["PATH"], "SUDO_USER": NAME,
-                       "SSH_CONNECTION": f"{NAME} 1"}
+        environment = {"SUDO_USER": NAME, "SSH_CONNECTION": f"{NAME} 1"}
         for expected in "Applying ", "under way":
             output = self.run_lanfab("try", NAME, environment=environment)
             self.assertIn(expected, output)

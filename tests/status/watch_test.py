@@ -14,7 +14,7 @@ from lib import play
 from lib.terminal import Terminal
 
 LANFAB = os.path.abspath(sys.argv.pop(1))
-ENVIRONMENT = {**os.environ, "PATH": f"{play.TOOLS}:{os.environ['PATH']}", "TZ": "UTC", "NO_COLOR": "1"}
+ENVIRONMENT = {**os.environ, "TZ": "UTC", "NO_COLOR": "1"}
 UNIT = pathlib.Path("/run/systemd/network/20-eth0.network")
 NOT_WANTED = b'[{"ifname": "eth0", "flags": [], "mtu": 1500, "addr_info": []}]'
 BEGIN, END = "\x1b[?1049h\x1b[?25l", "\x1b[?25h\x1b[?1049l"

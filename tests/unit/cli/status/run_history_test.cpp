@@ -23,8 +23,9 @@ class RunHistoryTest : public ::testing::Test {
 
   // `script` is what journalctl does when it is asked for the entries of one process.
   static void set_journal(int process, const std::string& script) {
-    const std::string entry = R"({"__CURSOR": "a", "__REALTIME_TIMESTAMP": "5000000", "_PID": ")" +
-                              std::to_string(process) + R"(", "_UID": "0", "PRIORITY": "5", "MESSAGE": "lanfab APPLY"})";
+    const std::string entry = R"({"__CURSOR": "a", "__REALTIME_TIMESTAMP": "5000000", "_UID": "0", )"
+                              R"("PRIORITY": "5", "MESSAGE": "lanfab APPLY", "_PID": ")" +
+                              std::to_string(process) + "\"}";
     put_file("/run/journal/journalctl", "#!/bin/sh\ncase \"$*\" in\n*' MESSAGE=lanfab APPLY') echo '" +
                                             entry + "' ;;\n*' --cursor=a '*) " + script + " ;;\nesac\n");
     std::filesystem::permissions("/run/journal/journalctl", std::filesystem::perms::owner_all);
