@@ -254,13 +254,14 @@ exit 0
 
     def test_name_in_a_patch(self):
         """patch(1) finds the file under the name that it has, a newline included."""
-        self.write(f"#!/bin/sh\necho new >'/var/run/x{NAME}'\n", "program", 0o755)
+        name = f'x"\\ {NAME}'
+        self.write(f"#!/bin/sh\necho new >'/var/run/{name}'\n", "program", 0o755)
         text = self.run_lanfab("diff", "--program=./program", "network.json", statuses=[1])
         begin = re.search(r'^--- /dev/null\n\+\+\+ "', text, re.MULTILINE).start()
         done = subprocess.run(["patch", "--strip=1"], input=encoded(text[begin:]), cwd=DIRECTORY,
                               stdout=subprocess.PIPE, check=False)
         self.assertEqual(done.returncode, 0, done.stdout)
-        self.assertEqual(os.listdir(encoded(f"{DIRECTORY}/var/run")), [encoded(f"x{NAME}")])
+        self.assertEqual(os.listdir(encoded(f"{DIRECTORY}/var/run")), [encoded(name)])
 
 
 class Status(Strings):

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdarg>
 #include <filesystem>
 
 #include "failing_call.h"
@@ -24,6 +25,7 @@ static FailingCall failing_mkdirat;
 static FailingCall failing_readlinkat;
 static FailingCall failing_renameat;
 static FailingCall failing_fstat;
+static FailingCall failing_create;
 // The type of the files that belong to another user: S_IFREG and the like.
 static mode_t foreign_type = 0;
 // What another user puts into the place of a directory just made.
@@ -46,6 +48,16 @@ extern "C" int fstatat(int directory, const char* name, struct stat* status, int
       next<int (*)(int, const char*, struct stat*, int)>("fstatat")(directory, name, status, flags);
   if (result == 0) change_owner(status);
   return result;
+}
+
+// Only new files meet the failure.
+extern "C" int openat(int directory, const char* name, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+  va_end(arguments);
+  if ((flags & O_EXCL) != 0 && failing_create.fails()) return -1;
+  return next<int (*)(int, const char*, int, ...)>("openat")(directory, name, flags, mode);
 }
 
 extern "C" int mkdirat(int directory, const char* name, mode_t mode) noexcept {
@@ -179,14 +191,28 @@ TEST_F(OutputFileTest, APipeOfAnotherUserIsNotWrittenTo) {
   ASSERT_EQ(chmod(kDirectory, 01777), 0);
   foreign_type = S_IFIFO;
   EXPECT_EQ(written(kFile, "new"), "/run/output/file: Permission denied");
+  foreign_type = 0;
+  const Descriptor reader(open(kFile, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  EXPECT_EQ(written(kFile, "text"), "") << "one's own is";
+  char text[5] = "";
+  EXPECT_EQ(read(reader.number(), text, 4), 4);
 }
 
 TEST_F(OutputFileTest, AFailedLookIsAnError) {
   put_file(kFile, "old");
-  for (const int calls : {0, 1}) {
+  // Of two directories and the file, and of the file once more.
+  for (const int calls : {0, 1, 2, 3}) {
     failing_fstat.fail(1, EIO, calls);
     EXPECT_EQ(written(kFile, "new"), "/run/output/file: Input/output error");
   }
+  OutputDirectory directory("/run/output/new");
+  ASSERT_EQ(directory.open(), std::nullopt);
+  failing_fstat.fail(1, EIO);
+  EXPECT_EQ(directory.write({}), "/run/output/new: Input/output error");
+  // A directory of which nothing is known is one where others may write.
+  std::filesystem::create_symlink("file", "/run/output/link");
+  failing_fstat.fail(1, EIO, 3);
+  EXPECT_EQ(written("/run/output/link", "new"), "/run/output/link" + std::string(kForeignLink));
 }
 
 TEST_F(OutputFileTest, ALinkThatComesAfterTheLookIsReplaced) {
@@ -271,6 +297,15 @@ TEST_F(OutputFileTest, WhatIsNoPlaceIsAnError) {
             "/run/output/" + std::string(250, 'a') + ": File name too long");
 }
 
+TEST_F(OutputFileTest, ANameThatIsTakenIsNotUsed) {
+  failing_create.fail(3, EEXIST);
+  EXPECT_EQ(written(kFile, "new"), "");
+  EXPECT_THAT(names_in(kDirectory), ElementsAre("file"));
+  failing_create.fail(100, EEXIST);
+  EXPECT_EQ(written(kFile, "newer"), "/run/output/file: File exists");
+  EXPECT_EQ(text_of_file(kFile), "new");
+}
+
 // FAT has no modes.
 TEST_F(OutputFileTest, AFileSystemWithoutModesTakesTheContent) {
   put_file(kFile, "old");
@@ -346,7 +381,7 @@ TEST_F(OutputDirectoryTest, AfterAFailureNothingIsLeft) {
     EXPECT_THAT(names_in(kDirectory), IsEmpty());
   }
   std::filesystem::create_directory("/run/output/empty");
-  failing_write.fail(1, ENOSPC);
+  failing_fchmod.fail(1, ENOSPC);
   EXPECT_EQ(saved("/run/output/empty"), "/run/output/empty: No space left on device");
   EXPECT_THAT(names_in(kDirectory), ElementsAre("empty"));
   EXPECT_THAT(names_in("/run/output/empty"), IsEmpty());

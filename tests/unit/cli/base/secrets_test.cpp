@@ -42,11 +42,15 @@ TEST(SecretMaskTest, HidesAFileThatIsAKey) {
   File key = {"/var/data/qel/.wg/wg0-private.key", 0600, "a\n"};
   File same = {"/var/data/qel/.wg/wg1-private.key", 0600, "a\n"};
   File empty = {"/var/data/qel/.wg/wg2-private.key", 0600, "\n"};
+  File without_end = {"/var/data/qel/.wg/wg3-private.key", 0600, "a"};
+  File nothing = {"/var/data/qel/.wg/wg4-private.key", 0600, ""};
   File other = {"/var/run/a", 0644, "a\n"};
-  for (File* file : {&key, &same, &empty, &other})
+  for (File* file : {&key, &same, &empty, &without_end, &nothing, &other})
     mask.hide_in(*file);
   EXPECT_EQ(key.content, "(hidden key 1)\n");
   EXPECT_EQ(same.content, "(hidden key 1)\n");
   EXPECT_EQ(empty.content, "\n");
+  EXPECT_EQ(without_end.content, "(hidden key 1)");
+  EXPECT_EQ(nothing.content, "");
   EXPECT_EQ(other.content, "a\n");
 }

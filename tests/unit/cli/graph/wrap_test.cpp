@@ -45,6 +45,7 @@ TEST(Wrap, WhatCannotBeShownBecomesAQuestionMark) {
       {"\xff\xe6\x97"s, "???", "???"},  // invalid, and the beginning of a character
       {"\u202eabc"s, "?abc", "?abc"},   // turns the direction of what follows
       {"\u2067abc\u200f"s, "?abc?", "?abc?"},
+      {"a\u0378"s, "a?", "a?"},  // no character yet
   };
   for (const auto& [text, utf8, ascii] : cases) {
     EXPECT_THAT(wrapped(text, 40, Charset::kUtf8), ElementsAre(utf8)) << text;
