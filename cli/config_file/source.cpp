@@ -23,9 +23,12 @@ static std::optional<std::string> read(const std::string& file, std::string& tex
   const std::unique_ptr<std::FILE, CloseStream> stream(file == "-" ? stdin : std::fopen(file.c_str(), "re"));
   if (stream == nullptr) return std::strerror(errno);
   auto failure = read_configuration(stream.get(), text);
-  // The parser passes over a byte order mark, and does not count it in offsets.
+  // The parser passes over a byte order mark, and does not count it in offsets. It refuses a second one.
   constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
-  if (text.compare(0, kByteOrderMark.size(), kByteOrderMark) == 0) text.erase(0, kByteOrderMark.size());
+  const auto is_mark_at = [&](std::size_t offset) {
+    return text.compare(offset, kByteOrderMark.size(), kByteOrderMark) == 0;
+  };
+  if (is_mark_at(0) && !is_mark_at(kByteOrderMark.size())) text.erase(0, kByteOrderMark.size());
   return failure;
 }
 

@@ -39,6 +39,10 @@ TEST(Source, AByteOrderMarkIsNotPartOfTheText) {
   EXPECT_EQ(location(source.text, source.root["a"].getOffsetStart()), "1:7");
 }
 
+TEST(Source, ASecondByteOrderMarkIsRefused) {
+  EXPECT_EQ(failure_of("\xef\xbb\xbf\xef\xbb\xbf{\"a\": 1}").substr(0, 30), "/run/network.json:1:1: error: ");
+}
+
 TEST(Source, AFileThatCannotBeReadIsReportedWithItsName) {
   Source source;
   EXPECT_EQ(load_source("/run/missing.json", source), "/run/missing.json: No such file or directory");
