@@ -64,6 +64,10 @@ static std::string escaped(const std::string& text) {
       case '"':
         markup += "&quot;";
         break;
+      case ']':
+        // Graphviz does not get to see one that is all of a text, and takes the element for empty.
+        markup += "&#93;";
+        break;
       default:
         markup += c;
     }

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Shows pictures of `lanfab graph` to Graphviz: every example, and random configurations.
+"""Shows pictures of `lanfab graph` to Graphviz: every example, one of a bracket, and random configurations.
 
 Usage: graphviz_test.py PROGRAM [--exhaustive]
 """
@@ -18,6 +18,9 @@ SKIPPED = 77
 # Each configuration is made of its own number, so the sample is the first ones of all.
 SAMPLE = 100
 ALL = 1000
+# A text of one bracket is what Graphviz loses unless it is escaped.
+BRACKET = {"tunnels": {"gre": [{"enable": True, "remote_ip": "]", "tunnel_local_ip": "10.9.0.1",
+                                "tunnel_netmask": 30, "tunnel_remote_ip": "10.9.0.2"}]}}
 
 
 def draw(program, configuration):
@@ -34,6 +37,7 @@ def main():
     program = os.path.abspath(sys.argv[1])
     count = ALL if "--exhaustive" in sys.argv[2:] else SAMPLE
     shown = [path.read_text(encoding="utf-8") for path in sorted(EXAMPLES.glob("*/network.json"))]
+    shown.append(json.dumps(BRACKET))
     shown += map(json.dumps, generator.configurations(count, "graph"))
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         pictures = list(pool.map(lambda configuration: draw(program, configuration), shown))
