@@ -1,9 +1,8 @@
 // A configuration through every rule of `lanfab check`: the input itself when it begins as JSON does,
-// otherwise one over all paths, drawn from its bytes. Whatever it is, each finding has a place in the text
-// and a message of one line, the reports can be made, and the pictures have nothing in them that a terminal
-// would obey.
+// otherwise one over all paths, drawn from its bytes. Whatever it is, each finding belongs to a rule and is
+// located at a value or a key, the reports contain all of them, and the same text in another layout has the
+// same findings.
 
-#include <json/json.h>
 #include <syslog.h>
 
 #include <algorithm>
@@ -13,61 +12,79 @@
 
 #include "check.h"
 #include "cli/config_file/source.h"
-#include "cli/graph/annotations.h"
-#include "cli/graph/diagram.h"
-#include "cli/graph/dot.h"
-#include "cli/graph/shorten.h"
-#include "cli/graph/text_tree.h"
-#include "cli/lint/report.h"
 #include "cli/lint/rules.h"
-#include "generator.h"
+#include "configuration_of.h"
+#include "json_tokens.h"
 #include "libcmd/configuration_text.h"
+#include "reports.h"
 
-static std::string text_from(const std::uint8_t* data, std::size_t size) {
-  const std::string text(data, data + size);
-  if (!text.empty() && text.front() == '{') return text;
-  Generator generator(data, size);
-  return Json::writeString(Json::StreamWriterBuilder(), generator.value("@network"));
-}
+namespace {
 
-static void check_finding(const Source& source, const Finding& finding) {
-  check(finding.offset >= 0 && static_cast<std::size_t>(finding.offset) < source.text.size(),
-        "a finding has its place in the text");
-  check(!finding.message.empty(), "a finding has a message");
-}
+// A finding without its offset, but with the number of the token that is there: first the keys and then the
+// values, each in the order of the text.
+struct Essence {
+  std::string rule;
+  std::string message;
+  std::size_t token;
 
-static bool is_control_character(unsigned char c) {
-  return (c < 0x20 && c != '\n') || c == 0x7f;
-}
-
-static void check_pictures(const Site& site, const std::vector<Finding>& findings) {
-  Part picture = picture_of(site);
-  mark(findings, picture);
-  summarize(picture);
-  const std::string dot = dot_picture(picture);
-  check(std::none_of(dot.begin(), dot.end(), is_control_character), "a picture has no control characters");
-  text_picture(picture, Charset::kUtf8, false);
-  std::size_t column = 0;
-  for (const char c : text_picture(picture, Charset::kAscii, false)) {
-    column = c == '\n' ? 0 : column + 1;
-    check(column <= 80, "a picture is no wider than a terminal");
-    check(c == '\n' || (c >= ' ' && c <= '~'), "a picture in ASCII has nothing else in it");
+  bool operator==(const Essence& other) const {
+    return rule == other.rule && message == other.message && token == other.token;
   }
+};
+
+}  // namespace
+
+static const Rule* find_rule(const std::string& name) {
+  for (const Rule& rule : all_rules()) {
+    if (rule.name == name) return &rule;
+  }
+  return nullptr;
+}
+
+static std::size_t token_at(const std::vector<JsonToken>& tokens, std::size_t offset) {
+  for (std::size_t i = 0; i < tokens.size(); ++i) {
+    if (tokens[i].key == offset) return i;
+    if (tokens[i].begin == offset) return tokens.size() + i;
+  }
+  check(false, "a finding is neither at a value nor at a key");
+  return 0;
+}
+
+static std::vector<Essence> examined(const Source& source, const std::vector<JsonToken>& tokens,
+                                     std::vector<Finding>& findings) {
+  const Site site(source);
+  findings = examine(site);
+  std::vector<Essence> essences;
+  for (const Finding& finding : findings) {
+    const Rule* rule = find_rule(finding.rule);
+    check(rule != nullptr, "a finding is of no rule");
+    check(rule->severity == finding.severity, "a finding is not as severe as its rule");
+    check(!finding.message.empty(), "a finding has no message");
+    essences.push_back(
+        {finding.rule, finding.message, token_at(tokens, static_cast<std::size_t>(finding.offset))});
+  }
+  check(std::is_sorted(findings.begin(), findings.end(),
+                       [](const Finding& a, const Finding& b) { return a.offset < b.offset; }),
+        "the findings are not in the order of the text");
+  return essences;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   setlogmask(LOG_MASK(LOG_EMERG));
-  Source source{"network.json", text_from(data, size), {}};
+  Source source{"network.json", configuration_of(data, size), {}};
   if (parse_configuration(source.text, source.root)) return 0;
-  const Site site(source);
-  const std::vector<Finding> findings = examine(site);
-  for (const Finding& finding : findings)
-    check_finding(source, finding);
-  check_pictures(site, findings);
-  const std::string report = text_report(source, findings, false, false);
-  check(static_cast<std::size_t>(std::count(report.begin(), report.end(), '\n')) == findings.size(),
-        "a finding is one line");
-  text_report(source, findings, true, true);
-  check(json_report(source, findings)["findings"].size() == findings.size(), "a finding is one entry");
+  const auto tokens = scan_json(source.text);
+  if (!tokens && may_have_comment(source.text)) return 0;
+  check(tokens.has_value(), "what was accepted is not JSON");
+  std::vector<Finding> findings;
+  const std::vector<Essence> essences = examined(source, *tokens, findings);
+  check_text_report(source, findings);
+  check_json_report(source, findings);
+
+  Source spread{"network.json", spread_json(source.text, *tokens), {}};
+  check(!parse_configuration(spread.text, spread.root), "space between tokens makes a text invalid");
+  const auto spread_tokens = scan_json(spread.text);
+  check(spread_tokens.has_value(), "space between tokens makes a text another one");
+  check(examined(spread, *spread_tokens, findings) == essences, "the layout of a text changes its findings");
   return 0;
 }

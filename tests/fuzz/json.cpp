@@ -2,8 +2,7 @@
 // they are, the file is refused, with a message, or it is read, and then no text of it can become a directive
 // or a command. Which text could is decided here anew, by other means than the policy's own.
 
-#include <iconv.h>
-
+#include <algorithm>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
@@ -15,6 +14,7 @@
 
 #include "check.h"
 #include "platform/libcmd.h"
+#include "text.h"
 
 constexpr char kDirectory[] = "/var/run";
 constexpr char kFile[] = "/var/run/network.json";
@@ -43,29 +43,6 @@ static const std::string kShellPaths[] = {"/static_routes/*/interface", "/static
 constexpr char kHarmless[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._-:/,@+";
 // POSIX quotes these, or some shell expands them.
 constexpr char kShellCharacters[] = "|&;<>()$`\\\"' \t*?[]#~=%{}!^";
-
-// The code points of a UTF-8 text, as the C library reads it; false when it is no UTF-8.
-static bool decode(std::string text, std::u32string& points) {
-  points.resize(text.size());
-  char* in = text.data();
-  char* out = reinterpret_cast<char*>(points.data());
-  std::size_t in_left = text.size();
-  std::size_t out_left = points.size() * sizeof(char32_t);
-  const iconv_t conversion = iconv_open("UTF-32LE", "UTF-8");
-  const bool is_utf8 = iconv(conversion, &in, &in_left, &out, &out_left) != static_cast<std::size_t>(-1);
-  iconv_close(conversion);
-  points.resize(points.size() - out_left / sizeof(char32_t));
-  return is_utf8;
-}
-
-static bool is_clean(const std::string& text) {
-  std::u32string points;
-  if (!decode(text, points)) return false;
-  for (const char32_t point : points) {
-    if (point != U'\t' && (point < 0x20 || (point >= 0x7f && point < 0xa0))) return false;
-  }
-  return true;
-}
 
 static bool is_shell_path(const std::string& path) {
   for (const std::string& shell_path : kShellPaths) {
@@ -132,7 +109,9 @@ static bool parse(const std::uint8_t* data, std::size_t size, Json::Value& value
   const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   const auto* text = reinterpret_cast<const char*>(data);
   try {
-    return reader->parse(text, text + size, &value, nullptr);
+    if (!reader->parse(text, text + size, &value, nullptr)) return false;
+    // The parser takes a NUL character for the end of the text.
+    return std::find(text + value.getOffsetLimit(), text + size, '\0') == text + size;
   } catch (const std::exception&) {
     return false;
   }

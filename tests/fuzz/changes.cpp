@@ -1,0 +1,236 @@
+// Two texts, or the files of two runs, drawn from the bytes of an input or as they are in it. Whatever they
+// are, the unified difference applied to one text gives the other, and the change summary mentions every line
+// that differs, or counts it.
+
+#include <cstdint>
+#include <cstdio>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "check.h"
+#include "cli/compare/change_summary.h"
+#include "cli/compare/facts.h"
+#include "cli/compare/unified_diff.h"
+#include "dnsmasq/dnsmasq_conf.h"
+#include "dnsmasq/hosts.h"
+#include "dnsmasq/resolv_conf.h"
+#include "files.h"
+#include "generator.h"
+#include "networkd/unit_file.h"
+#include "summaries.h"
+#include "text.h"
+
+constexpr char kNoLineEnd[] = "\\ No newline at end of file";
+
+// --- The difference
+
+namespace {
+
+// Applies a difference as patch(1) does, but without any tolerance.
+class Patch {
+ public:
+  Patch(const std::string& old_text, const UnifiedDiff& difference)
+      : old_lines_(lines_of(old_text)),
+        lines_(lines_of(difference.text)),
+        difference_(difference),
+        has_end_(old_text.empty() || old_text.back() == '\n') {}
+
+  std::string apply() {
+    while (number_ < lines_.size())
+      apply_hunk();
+    copy_until(old_lines_.size());
+    check(removed_ == difference_.removed, "other lines are listed as removed");
+    check(added_ == difference_.added, "other lines are listed as added");
+    return new_text_;
+  }
+
+  // Below the two lines that name the texts.
+  void skip_names() {
+    check(lines_.size() >= 2, "a difference does not name the texts");
+    check(lines_[0] == "--- old" && lines_[1] == "+++ new", "a difference names other texts");
+    number_ = 2;
+  }
+
+ private:
+  static constexpr std::size_t kContext = 3;
+
+  void copy_until(std::size_t end) {
+    check(end <= old_lines_.size() && position_ <= end, "a hunk is not where it says");
+    while (position_ < end)
+      copy_line();
+  }
+
+  // Whether the line of the old text is its last and has no end.
+  bool lacks_end(std::size_t position) const {
+    return !has_end_ && position + 1 == old_lines_.size();
+  }
+
+  void copy_line() {
+    new_text_ += old_lines_[position_] + (lacks_end(position_) ? "" : "\n");
+    ++position_;
+    ++new_position_;
+  }
+
+  // "@@ -1,2 +3,4 @@": the first line and the number of lines, in either text. Where a text has no lines, its
+  // first line is the one before them.
+  void apply_hunk() {
+    std::size_t begin = 0;
+    std::size_t count = 0;
+    std::size_t new_begin = 0;
+    std::size_t new_count = 0;
+    const int fields = std::sscanf(lines_[number_].c_str(), "@@ -%zu,%zu +%zu,%zu @@", &begin, &count,
+                                   &new_begin, &new_count);
+    check(fields == 4, "a difference has a line outside its hunks");
+    ++number_;
+    copy_until(count > 0 ? begin - 1 : begin);
+    check(new_position_ == (new_count > 0 ? new_begin - 1 : new_begin),
+          "a hunk has another place in the new text");
+    apply_lines(position_ + count, new_position_ + new_count);
+  }
+
+  void apply_lines(std::size_t end, std::size_t new_end) {
+    std::size_t unchanged = 0;
+    bool has_change = false;
+    while (position_ < end || new_position_ < new_end) {
+      check(number_ < lines_.size() && !lines_[number_].empty(), "a hunk is cut off");
+      const char kind = lines_[number_][0];
+      apply_line(kind, lines_[number_].substr(1));
+      unchanged = kind == ' ' ? unchanged + 1 : 0;
+      has_change |= kind != ' ';
+      check(unchanged <= 2 * kContext, "a hunk has more context than it needs");
+    }
+    check(position_ == end && new_position_ == new_end, "a hunk has other lines than it says");
+    check(has_change, "a hunk has no change");
+  }
+
+  void apply_line(char kind, const std::string& line) {
+    ++number_;
+    check(kind == ' ' || kind == '-' || kind == '+', "a line of a hunk is neither old nor new");
+    const bool has_note = number_ < lines_.size() && lines_[number_] == kNoLineEnd;
+    number_ += has_note ? 1 : 0;
+    if (kind == '+') {
+      added_.push_back(new_position_++);
+      new_text_ += line + (has_note ? "" : "\n");
+      return;
+    }
+    check(position_ < old_lines_.size() && old_lines_[position_] == line, "a hunk does not fit the old text");
+    check(has_note == lacks_end(position_), "a hunk has a line end that the old text does not have");
+    if (kind == ' ') {
+      copy_line();
+    } else {
+      removed_.push_back(position_++);
+    }
+  }
+
+  std::vector<std::string> old_lines_;
+  std::vector<std::string> lines_;
+  const UnifiedDiff& difference_;
+  bool has_end_;
+  std::size_t number_ = 0;
+  std::size_t position_ = 0;
+  std::size_t new_position_ = 0;
+  std::string new_text_;
+  std::vector<std::size_t> removed_;
+  std::vector<std::size_t> added_;
+};
+
+}  // namespace
+
+static UnifiedDiff checked_difference(const std::string& old_text, const std::string& new_text) {
+  UnifiedDiff difference = unified_diff("old", old_text, "new", new_text);
+  Patch patch(old_text, difference);
+  patch.skip_names();
+  check(patch.apply() == new_text, "the difference gives another text than the new one");
+  check(old_text != new_text || (difference.removed.empty() && difference.added.empty()),
+        "equal texts have a difference");
+  return difference;
+}
+
+// --- The summary
+
+static std::string content_at(const FilesByPath& files, const std::string& path) {
+  const auto found = files.find(path);
+  return found != files.end() ? found->second.content : "";
+}
+
+static void append_lines(const std::string& path, const std::string& text,
+                         const std::vector<std::size_t>& numbers, std::vector<ChangedLine>& all) {
+  const std::vector<std::string> lines = lines_of(text);
+  for (const std::size_t number : numbers)
+    all.push_back({path, lines.at(number)});
+}
+
+static std::set<std::string> paths_in(const FilesByPath& before, const FilesByPath& after) {
+  std::set<std::string> paths;
+  for (const FilesByPath* files : {&before, &after}) {
+    for (const auto& entry : *files)
+      paths.insert(entry.first);
+  }
+  return paths;
+}
+
+static void check_summary(const TwoRuns& runs, bool is_as_written) {
+  std::vector<ChangedFile> changed;
+  std::vector<ChangedLine> lines;
+  for (const std::string& path : paths_in(runs.before, runs.after)) {
+    const std::string before = content_at(runs.before, path);
+    const std::string after = content_at(runs.after, path);
+    if (before == after) continue;
+    const UnifiedDiff difference = checked_difference(before, after);
+    changed.push_back({path, difference.removed, difference.added});
+    append_lines(path, before, difference.removed, lines);
+    append_lines(path, after, difference.added, lines);
+  }
+  const Facts before = read_facts(runs.before);
+  const Facts after = read_facts(runs.after);
+  std::vector<std::string> sentences = change_summary(before, after, changed);
+  const std::size_t count = checked_count(sentences, lines.size());
+  check(!lines.empty() || sentences.empty(), "equal files have a summary");
+  check(change_summary(after, after, {}).empty(), "a run differs from itself");
+  if (!is_as_written) return;
+  if (count != 0) sentences.pop_back();
+  check(unmentioned_lines(sentences, lines).size() <= count, "a line is neither mentioned nor counted");
+}
+
+// --- The inputs
+
+// The pieces of the input between its zero bytes.
+static std::vector<std::string> pieces_of(const std::string& text) {
+  std::vector<std::string> pieces;
+  std::size_t begin = 0;
+  for (std::size_t end = text.find('\0'); end != std::string::npos; end = text.find('\0', begin)) {
+    pieces.push_back(text.substr(begin, end - begin));
+    begin = end + 1;
+  }
+  pieces.push_back(text.substr(begin));
+  return pieces;
+}
+
+// Files of either run in turn, with the pieces as they are.
+static TwoRuns runs_with(const std::vector<std::string>& pieces) {
+  static const std::vector<std::string> kPaths = {
+      kUnitDir + std::string("20-eth0.network"),    kDnsmasqConf, kHostsFile, kResolvConf,
+      kUnitDir + std::string("70-gre-tun1.netdev"), kCommands};
+  TwoRuns runs;
+  for (std::size_t i = 0; i < pieces.size() && i / 2 < kPaths.size(); ++i) {
+    const std::string& path = kPaths[i / 2];
+    (i % 2 == 0 ? runs.before : runs.after)[path] = {path, 0644, pieces[i]};
+  }
+  return runs;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return 0;
+  const std::string rest(data + 1, data + size);
+  if (data[0] % 4 == 0) {
+    const std::vector<std::string> pieces = pieces_of(rest);
+    checked_difference(pieces[0], pieces.size() > 1 ? pieces[1] : "");
+  } else if (data[0] % 4 == 1) {
+    check_summary(runs_with(pieces_of(rest)), false);
+  } else {
+    Generator generator(data + 1, size - 1);
+    check_summary(draw_runs(generator), true);
+  }
+  return 0;
+}

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <json/json.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "generator.h"
+
+// The configuration of an input: the input itself when it begins as JSON does, otherwise one over all paths,
+// drawn from its bytes.
+inline std::string configuration_of(const std::uint8_t* data, std::size_t size) {
+  std::string text(data, data + size);
+  if (!text.empty() && text.front() == '{') return text;
+  Generator generator(data, size);
+  return Json::writeString(Json::StreamWriterBuilder(), generator.value("@network"));
+}
