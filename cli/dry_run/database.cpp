@@ -2,6 +2,8 @@
 
 #include <sqlite3.h>
 
+#include <memory>
+
 #include "libsysdb/sysdb_file.h"
 
 static std::string text_in(sqlite3_stmt* row, int column) {
@@ -9,19 +11,40 @@ static std::string text_in(sqlite3_stmt* row, int column) {
   return text != nullptr ? text : "";
 }
 
-std::map<std::string, std::string> read_database() {
-  std::map<std::string, std::string> entries;
-  sqlite3* database = nullptr;
-  sqlite3_stmt* rows = nullptr;
-  if (sqlite3_open_v2(kSystemDatabase, &database, SQLITE_OPEN_READONLY, nullptr) == SQLITE_OK &&
-      sqlite3_prepare_v2(database, "SELECT database, key, value FROM entries", -1, &rows, nullptr) ==
-          SQLITE_OK) {
-    while (sqlite3_step(rows) == SQLITE_ROW) {
-      const std::string name = text_in(rows, 0);
-      entries[(name.empty() ? "" : name + "/") + text_in(rows, 1)] = text_in(rows, 2);
-    }
+namespace {
+
+struct CloseDatabase {
+  void operator()(sqlite3* database) const {
+    sqlite3_close(database);
   }
-  sqlite3_finalize(rows);
-  sqlite3_close(database);
+};
+
+struct FinalizeStatement {
+  void operator()(sqlite3_stmt* statement) const {
+    sqlite3_finalize(statement);
+  }
+};
+
+}  // namespace
+
+std::map<std::string, std::string> read_database(Meter& meter) {
+  // A run could have written any length.
+  constexpr int kLongestValue = 1'000'000;
+  std::map<std::string, std::string> entries;
+  sqlite3* opened = nullptr;
+  const int error = sqlite3_open_v2(kSystemDatabase, &opened, SQLITE_OPEN_READONLY, nullptr);
+  const std::unique_ptr<sqlite3, CloseDatabase> database(opened);
+  if (error != SQLITE_OK) return entries;
+  sqlite3_limit(opened, SQLITE_LIMIT_LENGTH, kLongestValue);
+  sqlite3_stmt* prepared = nullptr;
+  sqlite3_prepare_v2(opened, "SELECT database, key, value FROM entries", -1, &prepared, nullptr);
+  const std::unique_ptr<sqlite3_stmt, FinalizeStatement> rows(prepared);
+  while (sqlite3_step(prepared) == SQLITE_ROW) {
+    const std::string name = text_in(prepared, 0);
+    const std::string key = (name.empty() ? "" : name + "/") + text_in(prepared, 1);
+    const std::string value = text_in(prepared, 2);
+    meter.add(key.size() + value.size() + sizeof(std::pair<std::string, std::string>));
+    entries[key] = value;
+  }
   return entries;
 }

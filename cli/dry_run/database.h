@@ -5,5 +5,7 @@
 #include <map>
 #include <string>
 
-// All entries: KEY, or DATABASE/KEY, and value. None while there is no database.
-std::map<std::string, std::string> read_database();
+#include "cli/dry_run/limits.h"
+
+// All entries: KEY, or DATABASE/KEY, and value. None while there is no database. `meter` counts them.
+std::map<std::string, std::string> read_database(Meter& meter);

@@ -4,6 +4,7 @@
 
 #include "cli/base/subprocess.h"
 #include "cli/base/terminal.h"
+#include "cli/dry_run/limits.h"
 #include "cli/dry_run/sandbox.h"
 
 constexpr char kProgram[] = "cmd_lanfab";
@@ -30,6 +31,7 @@ std::optional<std::string> make_dry_run(const std::string& file, const DryRunOpt
 
 std::optional<std::string> make_dry_run(Source source, const DryRunOptions& options, DryRun& dry_run) {
   dry_run.source = std::move(source);
+  if (auto trouble = allow_open_files()) return "lanfab: " + *trouble;
   const auto program = options.program.empty() ? find_program() : absolute_program(options.program);
   if (!program) {
     if (!options.program.empty()) return with_errno(options.program);

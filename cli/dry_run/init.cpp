@@ -1,23 +1,21 @@
 #include "cli/dry_run/init.h"
 
 #include <fcntl.h>
-#include <linux/capability.h>
 #include <poll.h>
-#include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <csignal>
-#include <initializer_list>
+#include <exception>
 #include <map>
 
 #include "cli/base/file.h"
 #include "cli/base/subprocess.h"
+#include "cli/dry_run/confinement.h"
 #include "cli/dry_run/database.h"
+#include "cli/dry_run/limits.h"
 #include "cli/dry_run/root.h"
 #include "cli/dry_run/sandbox_ports.h"
 #include "cli/dry_run/stub.h"
@@ -34,8 +32,8 @@ constexpr const char* kWrittenDirectories[] = {"/var/run", "/var/volatile", "/va
 constexpr timespec kLongAgo[2] = {};
 
 static void lay(const File& file, const ResultPipe& pipe) {
-  pipe.require(write_file(file) && utimensat(AT_FDCWD, file.path.c_str(), kLongAgo, 0) == 0,
-               "write " + file.path);
+  pipe.require(write_file(file), "write " + file.path);
+  pipe.require(utimensat(AT_FDCWD, file.path.c_str(), kLongAgo, 0) == 0, "write " + file.path);
 }
 
 static void lay_out(const SandboxRun& run, const ResultPipe& pipe) {
@@ -60,52 +58,117 @@ static void unblock_signals() {
   sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-// Whatever starts from now on has root's rights over files and the network alone, and leaves no core.
-static void limit_rights(const ResultPipe& pipe) {
-  for (int capability = 0; capability <= CAP_LAST_CAP; ++capability) {
-    const bool is_needed = capability == CAP_NET_ADMIN || capability == CAP_DAC_OVERRIDE ||
-                           capability == CAP_FOWNER || capability == CAP_CHOWN;
-    if (!is_needed) prctl(PR_CAPBSET_DROP, capability, 0, 0, 0);
-  }
-  pipe.require(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0, "prctl");
-  rlimit core{};
-  getrlimit(RLIMIT_CORE, &core);
-  // One byte: with none at all, a machine that hands cores to a program still would.
-  core.rlim_cur = std::min<rlim_t>(1, core.rlim_max);
-  pipe.require(setrlimit(RLIMIT_CORE, &core) == 0, "setrlimit");
-}
+namespace {
 
-// Starts the program with its output into the two files. Returns its process.
-static pid_t start_program(const SandboxRun& run, const MemoryFile& output, const MemoryFile& errors,
-                           const ResultPipe& pipe) {
-  const Descriptor input(open("/dev/null", O_RDONLY | O_CLOEXEC));
-  Subprocess program{{"cmd_lanfab", run.action}, kMachineRoot + run.program};
-  program.environment = {std::string("PATH=") + kSystemPath,
-                         std::string("LANFAB_CONFIG_DIR=") + kSandboxConfigurationDirectory};
-  program.input = input.number();
-  program.output = output.number();
-  program.errors = errors.number();
-  const pid_t process = start(program);
-  pipe.require(process >= 0, "run " + run.program);
-  return process;
-}
-
-// Collects the log until the process ends. Returns its exit status, a signal's number below zero.
-static int wait_for(pid_t process, int syslog_socket, std::vector<Message>& messages,
-                    const ResultPipe& pipe) {
-  const int ended = static_cast<int>(syscall(SYS_pidfd_open, process, 0));
-  pipe.require(ended >= 0, "pidfd_open");
-  pollfd events[] = {{syslog_socket, POLLIN, 0}, {ended, POLLIN, 0}};
-  while (events[1].revents == 0) {
-    pipe.require(poll(events, 2, -1) >= 0, "poll");
-    receive_messages(syslog_socket, messages);
+// A stream of the program: a pipe, so that what is written to it can be counted.
+class Output {
+ public:
+  explicit Output(const ResultPipe& pipe) {
+    int ends[2];
+    pipe.require(pipe2(ends, O_CLOEXEC) == 0, "pipe");
+    pipe.require(fcntl(ends[0], F_SETFL, O_NONBLOCK) == 0, "fcntl");
+    reader_ = ends[0];
+    writer_ = ends[1];
   }
-  int status = 0;
-  pipe.require(waitpid(process, &status, 0) == process, "waitpid");
-  // What it logged last may have come between.
-  receive_messages(syslog_socket, messages);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
+
+  int writer() const {
+    return writer_;
+  }
+
+  // For poll(); below zero, which that skips, after the end.
+  int reader() const {
+    return reader_;
+  }
+
+  // Without it there would be no end.
+  void close_writer() {
+    close(writer_);
+  }
+
+  void receive(Meter& meter) {
+    char block[65536];
+    while (reader_ >= 0) {
+      const ssize_t size = read(reader_, block, sizeof block);
+      if (size < 0) return;
+      if (size == 0) reader_ = -1;
+      meter.add(static_cast<std::size_t>(size));
+      text.append(block, static_cast<std::size_t>(size));
+    }
+  }
+
+  std::string text;
+
+ private:
+  int reader_;
+  int writer_;
+};
+
+// The program, and all that it prints and logs.
+class Program {
+ public:
+  Program(const SandboxRun& run, Meter& meter, const ResultPipe& pipe)
+      : meter_(meter), pipe_(pipe), syslog_socket_(open_syslog_socket()), output_(pipe), errors_(pipe) {
+    pipe.require(syslog_socket_ >= 0, "open /dev/log");
+    start_program(run);
+    output_.close_writer();
+    errors_.close_writer();
+  }
+
+  // Waits until it has ended, and ends all that it has left running.
+  void wait(DryRunResult& result) {
+    const int ended = static_cast<int>(syscall(SYS_pidfd_open, process_, 0));
+    pipe_.require(ended >= 0, "pidfd_open");
+    while (true) {
+      pollfd events[] = {{ended, POLLIN, 0},
+                         {syslog_socket_, POLLIN, 0},
+                         {output_.reader(), POLLIN, 0},
+                         {errors_.reader(), POLLIN, 0}};
+      pipe_.require(poll(events, 4, -1) >= 0, "poll");
+      if (events[0].revents != 0) break;
+      receive(result);
+    }
+    int status = 0;
+    pipe_.require(waitpid(process_, &status, 0) == process_, "waitpid");
+    kill(-1, SIGKILL);
+    while (waitpid(-1, nullptr, 0) > 0) {
+    }
+    // What it printed and logged last may have come between.
+    receive(result);
+    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    result.standard_output = std::move(output_.text);
+    result.standard_error = std::move(errors_.text);
+  }
+
+ private:
+  void start_program(const SandboxRun& run) {
+    const Descriptor input(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    Subprocess program{{"cmd_lanfab", run.action}, kMachineRoot + run.program};
+    // A build with sanitizers would look for leaks by ptrace(2), which nothing in the sandbox may call.
+    program.environment = {std::string("PATH=") + kSystemPath, "ASAN_OPTIONS=detect_leaks=0",
+                           std::string("LANFAB_CONFIG_DIR=") + kSandboxConfigurationDirectory};
+    program.input = input.number();
+    program.output = output_.writer();
+    program.errors = errors_.writer();
+    process_ = start(program);
+    pipe_.require(process_ >= 0, "run " + run.program);
+  }
+
+  void receive(DryRunResult& result) {
+    while (receive_message(syslog_socket_, result.messages))
+      meter_.add(sizeof(Message) + result.messages.back().text.size());
+    output_.receive(meter_);
+    errors_.receive(meter_);
+  }
+
+  Meter& meter_;
+  const ResultPipe& pipe_;
+  int syslog_socket_;
+  Output output_;
+  Output errors_;
+  pid_t process_ = -1;
+};
+
+}  // namespace
 
 static Change change_of(const File& file, const std::map<std::string, const File*>& before) {
   const auto found = before.find(file.path);
@@ -122,13 +185,15 @@ static bool is_of_database(const File& file) {
 }
 
 // What is there now, and what has gone.
-static void collect_files(const std::vector<File>& laid, DryRunResult& result) {
+static void collect_files(const std::vector<File>& laid, Meter& meter, DryRunResult& result) {
   std::map<std::string, const File*> before;
-  for (const File& file : laid)
+  for (const File& file : laid) {
+    meter.allow(file.path.size() + file.content.size());
     if (!is_of_database(file)) before[file.path] = &file;
+  }
   Tree tree;
   for (const char* directory : kWrittenDirectories)
-    add_directory(directory, kAnyDepth, tree);
+    add_directory(directory, kAnyDepth, tree, &meter);
   for (File& file : tree.files) {
     if (is_of_database(file)) continue;
     const Change change = change_of(file, before);
@@ -139,32 +204,34 @@ static void collect_files(const std::vector<File>& laid, DryRunResult& result) {
     result.removed.push_back(path);
 }
 
-static void collect_database(const Database& before, DryRunResult& result) {
-  for (const auto& [key, value] : read_database()) {
+static void collect_database(const Database& before, Meter& meter, DryRunResult& result) {
+  for (const auto& [key, value] : read_database(meter)) {
     const auto found = before.find(key);
     if (found == before.end() || found->second != value) result.database.emplace_back(key, value);
   }
 }
 
-void run_init(const SandboxRun& run, const std::string& stub, ResultPipe& pipe) {
-  umask(022);
-  enter_root(stub, pipe);
+static DryRunResult make_run(const SandboxRun& run, const std::string& stub, ResultPipe& pipe) {
+  fill_root(stub, pipe);
   pipe.note_set_up();
   lay_out(run, pipe);
-  const Database database = read_database();
+  Meter unlimited;
+  const Database database = read_database(unlimited);
   unblock_signals();
-  limit_rights(pipe);
-  const int syslog_socket = open_syslog_socket();
-  pipe.require(syslog_socket >= 0, "open /dev/log");
-  const MemoryFile output;
-  const MemoryFile errors;
+  confine(pipe);
+  Meter meter;
   DryRunResult result;
-  const pid_t process = start_program(run, output, errors, pipe);
-  result.status = wait_for(process, syslog_socket, result.messages, pipe);
-  result.commands = recorded_calls();
-  result.standard_output = output.content();
-  result.standard_error = errors.content();
-  collect_files(run.initial_state.tree.files, result);
-  collect_database(database, result);
-  pipe.finish(result);
+  Program(run, meter, pipe).wait(result);
+  result.commands = recorded_calls(meter);
+  collect_files(run.initial_state.tree.files, meter, result);
+  collect_database(database, meter, result);
+  return result;
+}
+
+void run_init(const SandboxRun& run, const std::string& stub, ResultPipe& pipe) {
+  try {
+    pipe.finish(make_run(run, stub, pipe));
+  } catch (const std::exception& error) {
+    pipe.refuse(error.what());
+  }
 }

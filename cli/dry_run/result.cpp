@@ -166,3 +166,8 @@ void ResultPipe::give_up(const std::string& what) const {
   write_all(pipe_, encode(SandboxError{what, errno, !is_set_up_}));
   _exit(0);
 }
+
+void ResultPipe::refuse(const std::string& why) const {
+  errno = 0;
+  give_up(why);
+}

@@ -67,6 +67,7 @@ class ResultPipe {
   // Ends the process, and with it the sandbox. Without a reader it does the same.
   [[noreturn]] void finish(const DryRunResult& result) const;
   [[noreturn]] void give_up(const std::string& what) const;  // errno says why
+  [[noreturn]] void refuse(const std::string& why) const;
 
   // Gives up unless the call that was to do `what` succeeded.
   void require(bool success, const std::string& what) const {

@@ -6,16 +6,111 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <initializer_list>
 #include <set>
 
 #include "cli/base/file.h"
 #include "cli/dry_run/stub.h"
 
+// Where the machine's root is while the sandbox's is being made.
+constexpr char kWholeMachine[] = "/.sandbox/machine";
+
+// The programs and libraries of a machine; two kinds of systems have theirs in /gnu or /nix.
+constexpr const char* kSystemDirectories[] = {"/bin",    "/gnu", "/lib",  "/lib32", "/lib64",
+                                              "/libx32", "/nix", "/sbin", "/usr"};
+
+// What programs look up: libraries, users, hosts, services, the time zone, alternatives and emulators.
+constexpr const char* kSettings[] = {
+    "/etc/alternatives", "/etc/gai.conf",   "/etc/group",        "/etc/host.conf", "/etc/hosts",
+    "/etc/ld.so.cache",  "/etc/ld.so.conf", "/etc/ld.so.conf.d", "/etc/localtime", "/etc/nsswitch.conf",
+    "/etc/passwd",       "/etc/protocols",  "/etc/qemu-binfmt",  "/etc/services"};
+
+constexpr const char* kDevices[] = {"full", "null", "random", "urandom", "zero"};
+
+// Where a link leads; empty if there is none.
+static std::string target_of(const std::string& path) {
+  std::error_code error;
+  return std::filesystem::read_symlink(path, error);
+}
+
 namespace {
+
+// Mounts what the sandbox has of the machine.
+class Mounter {
+ public:
+  Mounter(const Identity& owner, const ResultPipe& pipe) : owner_(owner), pipe_(pipe) {}
+
+  // Shows the machine's file, directory or link at the same place below kMachineRoot, if there is one.
+  void show(const std::string& path) const {
+    const std::string source = kWholeMachine + path;
+    const std::string target = kMachineRoot + path;
+    struct stat status {};
+    struct stat there {};
+    if (lstat(source.c_str(), &status) != 0 || lstat(target.c_str(), &there) == 0) return;
+    if (S_ISLNK(status.st_mode)) return copy_link(source, target);
+    pipe_.require(make_directories(target.substr(0, target.find_last_of('/')), 0755), "mkdir " + target);
+    if (S_ISDIR(status.st_mode)) {
+      pipe_.require(mkdir(target.c_str(), 0755) == 0, "mkdir " + target);
+    } else if (!is_for_owner(status.st_mode)) {
+      return copy_program(source, target);
+    } else {
+      make_file(target);
+    }
+    bind(source, target);
+  }
+
+  void show_device(const std::string& path) const {
+    make_file(path);
+    bind(kWholeMachine + path, path);
+  }
+
+  // The processes of the sandbox, and the settings of its network. In a container the machine's own may be
+  // covered in part, and the kernel then grants no other: of it there are the settings alone, which are those
+  // of whoever looks at them.
+  void add_proc() const {
+    constexpr unsigned long kFlags = MS_NOSUID | MS_NODEV | MS_NOEXEC;
+    constexpr char kNetwork[] = "/proc/sys/net";
+    if (mount("lanfab", "/proc", "proc", kFlags, "hidepid=2") != 0) {
+      pipe_.require(make_directories(kNetwork, 0755), "mkdir /proc/sys/net");
+      return bind(std::string(kWholeMachine) + kNetwork, kNetwork);
+    }
+    bind(kNetwork, kNetwork);
+    pipe_.require(mount(nullptr, "/proc", nullptr, kFlags | MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) == 0,
+                  "mount /proc");
+  }
+
+  void bind(const std::string& source, const std::string& target) const {
+    pipe_.require(mount(source.c_str(), target.c_str(), nullptr, MS_BIND | MS_REC, nullptr) == 0,
+                  "mount " + target);
+  }
+
+ private:
+  // Whether the owner of the sandbox may run the file: root here is the user who called this program.
+  bool is_for_owner(mode_t mode) const {
+    constexpr mode_t kForOthers = S_IROTH | S_IXOTH;
+    return owner_.user == 0 || (mode & kForOthers) == kForOthers || (mode & S_IXUSR) == 0;
+  }
+
+  void copy_program(const std::string& source, const std::string& target) const {
+    File file;
+    pipe_.require(read_file(source, file), "read " + source);
+    pipe_.require(write_file({target, 0755, file.content}), "write " + target);
+  }
+
+  void make_file(const std::string& path) const {
+    pipe_.require(write_file({path, 0644, ""}), "write " + path);
+  }
+
+  void copy_link(const std::string& source, const std::string& target) const {
+    pipe_.require(symlink(target_of(source).c_str(), target.c_str()) == 0, "symlink " + target);
+  }
+
+  const Identity& owner_;
+  const ResultPipe& pipe_;
+};
 
 // Makes what is in the root.
 class Builder {
@@ -23,19 +118,15 @@ class Builder {
   Builder(std::string stub, const ResultPipe& pipe) : stub_(std::move(stub)), pipe_(pipe) {}
 
   void build() const {
-    link_entries("", {".sandbox", "bin", "dev", "proc", "run", "sbin", "tmp", "usr", "var"});
+    link_entries("", {"bin", "dev", "proc", "run", "sbin", "tmp", "usr", "var"});
     make_directory("/usr");
     link_entries("/usr", {"bin", "sbin"});
     for (const char* tools : {"/bin", "/sbin", "/usr/bin", "/usr/sbin"})
       add_tools(tools);
     make_directory("/var");
-    link_entries("/var", {"data", "run", "volatile"});
-    for (const char* fresh : {"/dev", "/proc", "/run", "/tmp", "/var/data", "/var/volatile"})
+    for (const char* fresh : {"/run", "/tmp", "/var/data", "/var/volatile"})
       make_directory(fresh);
     link("/run", "/var/run");
-    for (const char* device : {"full", "null", "random", "tty", "urandom", "zero"})
-      link(std::string(kMachineRoot) + "/dev/" + device, std::string("/dev/") + device);
-    add_proc();
   }
 
  private:
@@ -61,11 +152,9 @@ class Builder {
 
   // Whether the machine has a link at `path`.
   bool copy_link(const std::string& path) const {
-    char target[4096];
-    const ssize_t length = readlink((kMachineRoot + path).c_str(), target, sizeof target);
-    if (length < 0) return false;
-    link(std::string(target, static_cast<std::size_t>(length)), path);
-    return true;
+    const std::string target = target_of(kMachineRoot + path);
+    if (!target.empty()) link(target, path);
+    return !target.empty();
   }
 
   // The machine's tools in a directory, and the stubs.
@@ -79,39 +168,57 @@ class Builder {
       link(kMachineRoot + stub_, prefix + tool);
   }
 
-  // In a container the machine's own may be covered in part, and the kernel then grants no other.
-  void add_proc() const {
-    if (mount("lanfab", "/proc", "proc", 0, nullptr) == 0) return;
-    pipe_.require(rmdir("/proc") == 0, "rmdir /proc");
-    link(std::string(kMachineRoot) + "/proc", "/proc");
-  }
-
   std::string stub_;
   const ResultPipe& pipe_;
 };
 
 }  // namespace
 
+// Makes an empty file system the root; the machine's is at kWholeMachine then.
+static void change_root(const Identity& owner, const ResultPipe& pipe) {
+  // What is mounted here must not reach the machine.
+  pipe.require(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "mount /");
+  // Any directory does: the machine's own is seen again once this is the root.
+  constexpr char kMountPoint[] = "/tmp";
+  pipe.require(mount("lanfab", kMountPoint, "tmpfs", MS_NOSUID | MS_NODEV, "mode=755") == 0, "mount tmpfs");
+  pipe.require(chdir(kMountPoint) == 0, "chdir");
+  pipe.require(chown(".", owner.user, owner.group) == 0, "chown");
+  for (const char* directory : {".sandbox", ".sandbox/config", ".sandbox/machine", ".sandbox/real", "dev"}) {
+    pipe.require(mkdir(directory, 0755) == 0, "mkdir");
+    pipe.require(chown(directory, owner.user, owner.group) == 0, "chown");
+  }
+  pipe.require(mkdir("proc", 0755) == 0, "mkdir");
+  pipe.require(syscall(SYS_pivot_root, ".", kWholeMachine + 1) == 0, "pivot_root");
+  pipe.require(chdir("/") == 0, "chdir /");
+}
+
 // Nothing of the machine's can be written from here on, whatever may be tried.
 static void make_read_only(const char* directory, const ResultPipe& pipe) {
   mount_attr attributes{};
-  attributes.attr_set = MOUNT_ATTR_RDONLY;
+  attributes.attr_set = MOUNT_ATTR_RDONLY | MOUNT_ATTR_NOSUID | MOUNT_ATTR_NODEV;
   const long result =
       syscall(SYS_mount_setattr, AT_FDCWD, directory, AT_RECURSIVE, &attributes, sizeof attributes);
   pipe.require(result == 0, "mount_setattr");
 }
 
-void enter_root(const std::string& stub, const ResultPipe& pipe) {
-  // What is mounted here must not reach the machine.
-  pipe.require(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "mount /");
-  // Any directory does: the machine's own is seen again once this is the root.
-  constexpr char kMountPoint[] = "/tmp";
-  pipe.require(mount("lanfab", kMountPoint, "tmpfs", 0, "mode=755") == 0, "mount tmpfs");
-  pipe.require(chdir(kMountPoint) == 0, "chdir");
-  for (const char* directory : {".sandbox", ".sandbox/real", ".sandbox/config"})
-    pipe.require(mkdir(directory, 0755) == 0, "mkdir");
-  pipe.require(syscall(SYS_pivot_root, ".", ".sandbox/real") == 0, "pivot_root");
-  pipe.require(chdir("/") == 0, "chdir /");
+void enter_root(const std::vector<std::string>& programs, const Identity& owner, const ResultPipe& pipe) {
+  change_root(owner, pipe);
+  const Mounter mounter(owner, pipe);
+  mounter.bind(kMachineRoot, kMachineRoot);
+  for (const char* directory : kSystemDirectories)
+    mounter.show(directory);
+  for (const char* file : kSettings)
+    mounter.show(file);
+  for (const std::string& program : programs)
+    mounter.show(program);
   make_read_only(kMachineRoot, pipe);
+  for (const char* device : kDevices)
+    mounter.show_device(std::string("/dev/") + device);
+  mounter.add_proc();
+  pipe.require(umount2(kWholeMachine, MNT_DETACH) == 0, "umount");
+  pipe.require(rmdir(kWholeMachine) == 0, "rmdir");
+}
+
+void fill_root(const std::string& stub, const ResultPipe& pipe) {
   Builder(stub, pipe).build();
 }

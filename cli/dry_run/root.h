@@ -1,24 +1,30 @@
 #pragma once
 
-// The file system of the sandbox: a tmpfs in which everything is a link to the machine's own, except what a
-// run writes and the tools that it calls.
+// The file system of the sandbox: a tmpfs with what a run needs of the machine, read-only, and links to it.
 //
-//   /.sandbox/real              the machine's root, read-only
+//   /.sandbox/real              of the machine: its programs and libraries, a few files of /etc, and the
+//                               program that is run
 //   /.sandbox/commands          what the stubs record
 //   /.sandbox/services          the active services, one a line
 //   /.sandbox/config            for the configuration
 //   /run, /tmp, /var/volatile, /var/data, /dev, /proc
 //                               fresh; /var/run leads to /run, and /dev/log is free
 //   ip, systemctl and so on     stubs, in each of /bin, /sbin, /usr/bin and /usr/sbin
-//   anything else               a link to the machine's own
+//   anything else               a link to /.sandbox/real; the rest of the machine is not there
 
 #include <string>
+#include <vector>
 
+#include "cli/dry_run/identity.h"
 #include "cli/dry_run/result.h"
 
 inline constexpr char kMachineRoot[] = "/.sandbox/real";
 inline constexpr char kSandboxConfigurationDirectory[] = "/.sandbox/config";
 
-// Makes it the root of this process, the first one of its mount and PID namespaces. `stub` is the program
-// that takes the place of the tools, as the machine knows it.
-void enter_root(const std::string& stub, const ResultPipe& pipe);
+// Makes a file system with what the sandbox has of the machine, and with these programs, the root of this
+// process, the first one of its mount and PID namespaces. It belongs to `owner`.
+void enter_root(const std::vector<std::string>& programs, const Identity& owner, const ResultPipe& pipe);
+
+// Adds what no mount is needed for. `stub` is the program that takes the place of the tools, as the machine
+// knows it.
+void fill_root(const std::string& stub, const ResultPipe& pipe);

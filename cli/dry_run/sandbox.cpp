@@ -4,24 +4,27 @@
 #include <poll.h>
 #include <sched.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstring>
+#include <vector>
 
 #include "cli/base/file.h"
 #include "cli/base/subprocess.h"
 #include "cli/base/terminal.h"
+#include "cli/dry_run/identity.h"
 #include "cli/dry_run/init.h"
-#include "cli/dry_run/tree.h"
+#include "cli/dry_run/limits.h"
+#include "cli/dry_run/root.h"
 
 const char kSandboxConfigurationFile[] = "/.sandbox/config/network.json";
-
-constexpr int kNamespaces = CLONE_NEWNS | CLONE_NEWNET | CLONE_NEWPID | CLONE_NEWUTS | CLONE_NEWIPC;
 
 constexpr char kHowToGoOn[] =
     "\n  A preview needs namespaces of its own, and this machine does not give them to this user."
@@ -31,15 +34,19 @@ constexpr char kHowToGoOn[] =
     "\n      sysctl kernel.apparmor_restrict_unprivileged_userns=0"
     "\n  A container needs CAP_SYS_ADMIN (--privileged), or the same on its host.";
 
+constexpr int kOwnNamespaces = CLONE_NEWNET | CLONE_NEWUTS | CLONE_NEWIPC;
+
 namespace {
 
-// Who makes the sandbox: the IDs outside that the sandbox's root is mapped to.
-struct Maker {
-  uid_t user;
-  gid_t group;
+// A way to make the sandbox.
+struct Way {
+  int namespaces;                    // of its first process
+  std::optional<Identity> identity;  // to which that changes when it has mounted everything
 };
 
 }  // namespace
+
+constexpr int kAllNamespaces = kOwnNamespaces | CLONE_NEWNS | CLONE_NEWPID;
 
 // Ends this process when its maker ends, were it by SIGKILL, and before that could be asked for, too.
 static void end_with_maker(int descriptor, const ResultPipe& pipe) {
@@ -48,16 +55,33 @@ static void end_with_maker(int descriptor, const ResultPipe& pipe) {
   if (poll(&reader, 1, 0) > 0) _exit(0);
 }
 
-static bool write_map(const char* file, const std::string& map) {
-  const Descriptor descriptor(open(file, O_WRONLY | O_CLOEXEC));
-  return descriptor.is_open() && write_all(descriptor.number(), map);
+// Leaves root's user for good. Where there are user namespaces, the process is root in one, to which the rest
+// of the namespaces belongs: nothing outside is its own.
+static void leave_root(const Identity& identity, int proc, const ResultPipe& pipe) {
+  change_to(identity, pipe);
+  if (unshare(kOwnNamespaces | CLONE_NEWUSER) == 0) return become_root(identity, proc, pipe);
+  pipe.require(unshare(kOwnNamespaces) == 0, "unshare");
 }
 
-static void become_root(const Maker& maker, const ResultPipe& pipe) {
-  // An unprivileged process may map its group only when it gives up setgroups.
-  pipe.require(write_map("/proc/self/setgroups", "deny"), "setgroups");
-  pipe.require(write_map("/proc/self/uid_map", "0 " + std::to_string(maker.user) + " 1"), "uid_map");
-  pipe.require(write_map("/proc/self/gid_map", "0 " + std::to_string(maker.group) + " 1"), "gid_map");
+// The first process of the sandbox.
+[[noreturn]] static void run_inside(const Way& way, const Identity& maker, const SandboxRun& run,
+                                    int descriptor) {
+  ResultPipe pipe(descriptor);
+  end_with_maker(descriptor, pipe);
+  // Of the caller's terminal nothing is left.
+  pipe.require(setsid() >= 0, "setsid");
+  umask(022);
+  const Descriptor proc(open("/proc", O_PATH | O_DIRECTORY | O_CLOEXEC));
+  pipe.require(proc.is_open(), "open /proc");
+  if ((way.namespaces & CLONE_NEWUSER) != 0) become_root(maker, proc.number(), pipe);
+  const std::string stub = own_program();
+  enter_root({run.program, stub}, way.identity.value_or(Identity{0, 0}), pipe);
+  if (way.identity) {
+    leave_root(*way.identity, proc.number(), pipe);
+    // The change of the user has undone it.
+    end_with_maker(descriptor, pipe);
+  }
+  run_init(run, stub, pipe);
 }
 
 // Starts the first process of the namespaces; like fork(), it returns in both.
@@ -65,29 +89,44 @@ static pid_t fork_into(int namespaces) {
   return static_cast<pid_t>(syscall(SYS_clone, namespaces | SIGCHLD, 0, 0, 0, 0));
 }
 
-static std::optional<SandboxError> run_in(int namespaces, const SandboxRun& run, DryRunResult& result) {
+// Reads until the sandbox has ended. False, with errno set, on failure and when the run's time is over.
+static bool read_in_time(int descriptor, std::string& bytes) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(kRunSeconds);
+  while (true) {
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+    pollfd reader{descriptor, POLLIN, 0};
+    errno = ETIMEDOUT;
+    if (poll(&reader, 1, static_cast<int>(std::max<std::int64_t>(0, left.count()))) <= 0) return false;
+    char block[65536];
+    const ssize_t size = read(descriptor, block, sizeof block);
+    if (size <= 0) return size == 0;
+    bytes.append(block, static_cast<std::size_t>(size));
+  }
+}
+
+static std::optional<SandboxError> run_in(const Way& way, const SandboxRun& run, DryRunResult& result) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) return SandboxError{"pipe", errno};
   const Descriptor reader(ends[0]);
   Descriptor writer(ends[1]);
-  const Maker maker{geteuid(), getegid()};
-  const std::string stub = own_program();
-  const pid_t process = fork_into(namespaces);
+  const Identity maker{geteuid(), getegid()};
+  const pid_t process = fork_into(way.namespaces);
   if (process == 0) {
     close(reader.number());
-    ResultPipe pipe(writer.number());
-    end_with_maker(writer.number(), pipe);
-    if ((namespaces & CLONE_NEWUSER) != 0) become_root(maker, pipe);
-    run_init(run, stub, pipe);
+    run_inside(way, maker, run, writer.number());
   }
   if (process < 0) return SandboxError{"clone", errno, true};
   writer.close();
   std::string bytes;
-  read_all(reader.number(), bytes);
+  const bool is_complete = read_in_time(reader.number(), bytes);
+  const int error = errno;
+  if (!is_complete) kill(process, SIGKILL);
   wait_for_child(process);
-  return decode(bytes, result);
+  if (is_complete) return decode(bytes, result);
+  if (error != ETIMEDOUT) return SandboxError{"read", error};
+  return SandboxError{"the run was ended: it took longer than " + std::to_string(kRunSeconds) + " s"};
 }
-
 // Whether the machine has refused rather than failed. A kernel without user namespaces finds the call
 // invalid, one that grants no more of them has no space.
 static bool is_refusal(const SandboxError& error) {
@@ -95,16 +134,27 @@ static bool is_refusal(const SandboxError& error) {
   return error.is_in_setup && std::find(kRefusals.begin(), kRefusals.end(), error.code) != kRefusals.end();
 }
 
+// Root needs no user namespace for its mounts, and then changes to an unused user. Everyone else is root in a
+// user namespace; root where no such user is left, too, or does without.
+static std::vector<Way> ways() {
+  std::vector<Way> all;
+  if (const auto identity = unused_identity()) all.push_back({CLONE_NEWNS | CLONE_NEWPID, identity});
+  all.push_back({kAllNamespaces | CLONE_NEWUSER, std::nullopt});
+  if (geteuid() == 0) all.push_back({kAllNamespaces, std::nullopt});
+  return all;
+}
+
 std::optional<std::string> run_in_sandbox(const SandboxRun& run, DryRunResult& result) {
-  std::optional<SandboxError> error = run_in(kNamespaces | CLONE_NEWUSER, run, result);
-  // Root can do without a user namespace.
-  if (error && is_refusal(*error) && geteuid() == 0) {
+  SandboxError error;
+  for (const Way& way : ways()) {
     result = {};
-    error = run_in(kNamespaces, run, result);
+    const auto failure = run_in(way, run, result);
+    if (!failure) return std::nullopt;
+    error = *failure;
+    if (!is_refusal(error)) break;
   }
-  if (!error) return std::nullopt;
-  std::string text = printable(error->what);
-  if (error->code != 0) text += std::string(": ") + std::strerror(error->code);
-  if (is_refusal(*error)) text += kHowToGoOn;
+  std::string text = printable(error.what);
+  if (error.code != 0) text += std::string(": ") + std::strerror(error.code);
+  if (is_refusal(error)) text += kHowToGoOn;
   return text;
 }

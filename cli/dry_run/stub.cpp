@@ -1,8 +1,10 @@
 #include "cli/dry_run/stub.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <sstream>
 
@@ -62,15 +64,22 @@ int record_call(int argc, char* argv[]) {
   return asks && !is_active(argv[argc - 1]) ? kInactive : 0;
 }
 
-std::vector<std::vector<std::string>> recorded_calls() {
+// The run could write to the file, too: whatever is in it is read as calls.
+std::vector<std::vector<std::string>> recorded_calls(Meter& meter) {
+  struct stat status {};
   File file;
+  if (lstat(kCalls, &status) != 0 || !S_ISREG(status.st_mode)) return {};
+  meter.add(static_cast<std::size_t>(status.st_size));
   read_file(kCalls, file);
+  meter.add(static_cast<std::size_t>(std::count(file.content.begin(), file.content.end(), '\0')) *
+            (sizeof(std::string) + sizeof(std::vector<std::string>)));
   std::vector<std::vector<std::string>> calls;
   std::istringstream words(file.content);
   for (std::string word; std::getline(words, word, '\0');) {
-    std::vector<std::string>& call = calls.emplace_back(std::stoul(word));
-    for (std::string& argument : call)
-      std::getline(words, argument, '\0');
+    std::vector<std::string>& call = calls.emplace_back();
+    for (unsigned long left = std::strtoul(word.c_str(), nullptr, 10);
+         left > 0 && std::getline(words, word, '\0'); --left)
+      call.push_back(word);
   }
   return calls;
 }

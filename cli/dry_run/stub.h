@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "cli/dry_run/limits.h"
+
 const std::set<std::string>& stubbed_tools();
 
 // Whether a program called like this is a stub.
@@ -19,5 +21,6 @@ int record_call(int argc, char* argv[]);
 // Creates the files of the stubs. False, with errno set, when that fails.
 bool prepare_stubs(const std::vector<std::string>& active_services);
 
-// The calls in their order, each with the words of its command line.
-std::vector<std::vector<std::string>> recorded_calls();
+// The calls in their order, each with the words of its command line. `meter` counts them before they are
+// read.
+std::vector<std::vector<std::string>> recorded_calls(Meter& meter);

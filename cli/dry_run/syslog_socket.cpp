@@ -24,12 +24,14 @@ static Message parse_message(std::string_view line) {
   return {LOG_PRI(priority), std::string(line)};
 }
 
-void receive_messages(int socket, std::vector<Message>& messages) {
+bool receive_message(int socket, std::vector<Message>& messages) {
   static char line[65536];
-  while (true) {
-    const ssize_t size = recv(socket, line, sizeof line - 1, 0);
-    if (size < 0) return;
-    line[size] = '\0';
-    if (size > 0) messages.push_back(parse_message({line, static_cast<std::size_t>(size)}));
-  }
+  ssize_t size = 0;
+  do
+    size = recv(socket, line, sizeof line - 1, 0);
+  while (size == 0);
+  if (size < 0) return false;
+  line[size] = '\0';
+  messages.push_back(parse_message({line, static_cast<std::size_t>(size)}));
+  return true;
 }

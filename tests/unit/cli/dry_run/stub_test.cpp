@@ -9,6 +9,9 @@
 #include <csignal>
 #include <filesystem>
 #include <functional>
+#include <stdexcept>
+
+#include "cli/base/file.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -36,6 +39,11 @@ static void in_sandbox(const std::function<void()>& test) {
   EXPECT_EQ(status, 0);
 }
 
+static std::vector<Words> calls() {
+  Meter meter;
+  return recorded_calls(meter);
+}
+
 // Calls a stub with these words; returns its exit status.
 static int call(Words words) {
   std::vector<char*> argv;
@@ -55,12 +63,12 @@ TEST(Stub, AToolIsKnownByItsNameInAnyDirectory) {
 TEST(Stub, EveryCallIsRecordedWordByWord) {
   in_sandbox([] {
     ASSERT_TRUE(prepare_stubs({}));
-    EXPECT_THAT(recorded_calls(), IsEmpty());
+    EXPECT_THAT(calls(), IsEmpty());
     EXPECT_EQ(call({"/sbin/ip", "link", "del", "eth0 7"}), 0);
     EXPECT_EQ(call({"telnet-init"}), 0);
     EXPECT_EQ(call({"ip", "", "a\nb"}), 0);
-    EXPECT_THAT(recorded_calls(), ElementsAre(Words{"/sbin/ip", "link", "del", "eth0 7"},
-                                              Words{"telnet-init"}, Words{"ip", "", "a\nb"}));
+    EXPECT_THAT(calls(), ElementsAre(Words{"/sbin/ip", "link", "del", "eth0 7"}, Words{"telnet-init"},
+                                     Words{"ip", "", "a\nb"}));
   });
 }
 
@@ -87,6 +95,29 @@ TEST(Stub, WhatCannotBeReadOrWrittenIsNotActiveAndNotRecorded) {
     const rlimit none{};
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &none), 0);
     EXPECT_EQ(call({"ip", "link"}), 127);
+  });
+}
+
+TEST(Stub, WhateverIsInTheRecordIsReadAsCalls) {
+  in_sandbox([] {
+    using namespace std::string_literals;
+    ASSERT_TRUE(write_file({"/.sandbox/commands", 0644,
+                            "x\0"
+                            "2\0ip\0link\0"
+                            "4294967295\0a"s}));
+    EXPECT_THAT(calls(), ElementsAre(Words{}, Words{"ip", "link"}, Words{"a"}));
+    std::filesystem::remove("/.sandbox/commands");
+    EXPECT_THAT(calls(), IsEmpty());
+    std::filesystem::create_directory("/.sandbox/commands");
+    EXPECT_THAT(calls(), IsEmpty());
+  });
+}
+
+TEST(Stub, CallsCountBeforeTheyAreRead) {
+  in_sandbox([] {
+    // Far less than the limit, but a string for each byte is more.
+    ASSERT_TRUE(write_file({"/.sandbox/commands", 0644, std::string(10'000'000, '\0')}));
+    EXPECT_THROW(calls(), std::runtime_error);
   });
 }
 

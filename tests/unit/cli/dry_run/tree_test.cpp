@@ -2,9 +2,14 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <linux/capability.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <filesystem>
+#include <stdexcept>
+#include <system_error>
 
 #include "test_files.h"
 
@@ -34,5 +39,52 @@ TEST(TreeTest, HoldsDirectoriesAndRegularFilesDownToADepth) {
               ElementsAre("/run/tree/link/", "/run/tree/link/b/", "/run/tree/link/file"));
   EXPECT_THAT(paths_in("/run/tree/file", 1), ElementsAre());
   EXPECT_THAT(paths_in("/run/tree/missing", 1), ElementsAre());
+  std::filesystem::remove_all("/run/tree");
+}
+
+TEST(TreeTest, FilesCountBeforeTheyAreRead) {
+  std::filesystem::create_directories("/run/tree");
+  put_file("/run/tree/file", "");
+  // It takes no space.
+  std::filesystem::resize_file("/run/tree/file", 1'000'000'000'000);
+  Tree tree;
+  Meter meter;
+  EXPECT_THROW(add_directory("/run/tree", 1, tree, &meter), std::runtime_error);
+  std::filesystem::remove_all("/run/tree");
+}
+
+TEST(TreeTest, WhatCannotBeReadForAnotherReasonThanPermissionIsAnError) {
+  std::filesystem::create_directories("/run/tree");
+  const std::string name(250, 'a');
+  const auto start = std::filesystem::current_path();
+  std::filesystem::current_path("/run/tree");
+  // In the end the path is longer than any that can be named.
+  for (int depth = 0; depth < 20; ++depth) {
+    std::filesystem::create_directory(name);
+    std::filesystem::current_path(name);
+  }
+  std::filesystem::current_path(start);
+  Tree tree;
+  EXPECT_THROW(add_directory("/run/tree", kAnyDepth, tree), std::system_error);
+  EXPECT_NO_THROW(add_directory("/run/tree", 10, tree));
+  std::filesystem::remove_all("/run/tree");
+}
+
+// What only root's rights over files would make readable.
+TEST(TreeTest, WhatMayNotBeReadIsLeftOut) {
+  std::filesystem::create_directories("/run/tree/closed");
+  put_file("/run/tree/closed/file", "");
+  put_file("/run/tree/file", "");
+  for (const char* path : {"/run/tree/closed", "/run/tree/file"})
+    std::filesystem::permissions(path, std::filesystem::perms::none);
+  __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+  __user_cap_data_struct rights[2];
+  ASSERT_EQ(syscall(SYS_capget, &header, rights), 0);
+  const unsigned effective = rights[0].effective;
+  rights[0].effective &= ~(1U << CAP_DAC_OVERRIDE | 1U << CAP_DAC_READ_SEARCH);
+  ASSERT_EQ(syscall(SYS_capset, &header, rights), 0);
+  EXPECT_THAT(paths_in("/run/tree", kAnyDepth), ElementsAre("/run/tree/", "/run/tree/closed/"));
+  rights[0].effective = effective;
+  ASSERT_EQ(syscall(SYS_capset, &header, rights), 0);
   std::filesystem::remove_all("/run/tree");
 }

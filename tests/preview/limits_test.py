@@ -1,0 +1,102 @@
+#!/usr/bin/env python3
+"""Shows that a program that uses too much is ended by `lanfab preview`, with one line that says so. The first
+argument is lanfab, the second one cmd_lanfab, the third one "sanitizers" if they need memory of their own.
+"""
+
+import os
+import pathlib
+import resource
+import subprocess
+import sys
+import tempfile
+import unittest
+
+from lib.checkout import EXAMPLES
+from lib.limits import HANG_SECONDS
+
+LANFAB, PROGRAM = (os.path.abspath(sys.argv.pop(1)) for _ in range(2))
+HAS_SANITIZERS = sys.argv.pop(1) == "sanitizers"
+EXAMPLE = EXAMPLES / "router" / "network.json"
+TOO_LARGE = "lanfab: the run was ended: its output, log, and files are larger than 64 MB\n"
+# The limit, in the memory of two processes, twice while a string grows, and as much for the rest.
+MEMORY = 300_000_000
+SMALL = "head -c 30000000 /dev/zero"
+
+
+class Limits(unittest.TestCase):
+    def preview(self, script, *words, before=()):
+        """Returns the exit status and what is printed of a program that is this shell script."""
+        with tempfile.TemporaryDirectory() as directory:
+            program = pathlib.Path(directory, "program")
+            program.write_text(f"#!/bin/sh\n{script}\n", encoding="utf-8")
+            program.chmod(0o755)
+            done = subprocess.run([*before, LANFAB, "preview", f"--program={program}", *words, EXAMPLE],
+                                  stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False,
+                                  timeout=HANG_SECONDS)
+        return done.returncode, done.stdout, done.stderr
+
+    def assert_too_large(self, script):
+        self.assertEqual(self.preview(script), (2, "", TOO_LARGE))
+        if not HAS_SANITIZERS:
+            self.assertLess(1024 * resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss, MEMORY)
+
+    def test_time(self):
+        self.assertEqual(self.preview("sleep infinity"),
+                         (2, "", "lanfab: the run was ended: it took longer than 60 s\n"))
+
+    def test_output(self):
+        for script in ("exec cat /dev/zero", "exec cat /dev/zero >&2"):
+            self.assert_too_large(script)
+
+    def test_log(self):
+        self.assert_too_large("yes $(head -c 900 /dev/zero | tr '\\0' x) | logger")
+
+    def test_files(self):
+        self.assert_too_large("head -c 70000000 /dev/zero >/run/large")
+        # It takes no space, but reading it would.
+        self.assert_too_large("truncate -s 1T /run/sparse")
+
+    def test_calls(self):
+        self.assert_too_large("head -c 10000000 /dev/zero >/.sandbox/commands")
+
+    def test_together(self):
+        self.assert_too_large(f"{SMALL}; {SMALL} >&2; {SMALL} >/run/large")
+
+    def test_database(self):
+        self.assert_too_large("""python3 - <<'end'
+import sqlite3
+database = sqlite3.connect("/var/run/sysdb.sqlite3")
+database.execute("DROP TABLE entries")
+database.execute("CREATE VIEW entries AS WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) "
+                 "SELECT '' AS database, i AS key, hex(zeroblob(1000)) AS value FROM n")
+end""")
+
+    def test_less_than_that(self):
+        status, out, err = self.preview(f"{SMALL}; {SMALL} >/run/large")
+        self.assertEqual((status, err), (0, ""))
+        self.assertGreater(len(out), 60_000_000)
+
+    def test_what_is_left_running(self):
+        """It is ended with the program, and waited for by nobody."""
+        status, out, err = self.preview("cat /dev/zero >/dev/null & sleep infinity & echo done")
+        self.assertEqual((status, err), (0, ""))
+        self.assertIn("done", out)
+
+    def test_open_files(self):
+        complaint = "lanfab: a dry run needs 64 open files, and the limit is 9; see 'ulimit -n'\n"
+        for command in ("preview", "diff"):
+            done = subprocess.run(["prlimit", "--nofile=9", LANFAB, command, f"--program={PROGRAM}", EXAMPLE],
+                                  capture_output=True, text=True, check=False)
+            self.assertEqual((done.returncode, done.stdout, done.stderr), (2, "", complaint))
+
+    def test_open_files_that_may_be_more(self):
+        command = [LANFAB, "preview", f"--program={PROGRAM}", EXAMPLE]
+        done = subprocess.run(["prlimit", "--nofile=9:1000", *command], capture_output=True, text=True,
+                              check=False)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        self.assertEqual(done.stdout, subprocess.run(command, capture_output=True, text=True,
+                                                     check=True).stdout)
+
+
+if __name__ == "__main__":
+    unittest.main()
