@@ -73,9 +73,9 @@ class Dnsmasq {
   explicit Dnsmasq(bool offline) : program_(offline ? std::nullopt : find_in_path("dnsmasq")) {}
 
   // Adds what it refuses to what the rules have found. After an error it would only say the same once more.
-  void judge(const Source& source, std::vector<Finding>& findings) {
+  void judge(const Site& site, std::vector<Finding>& findings) {
     if (!program_ || std::any_of(findings.begin(), findings.end(), is_error)) return;
-    if (const auto trouble = ask_dnsmasq(*program_, source, findings)) {
+    if (const auto trouble = ask_dnsmasq(*program_, site, findings)) {
       // The rest of it is advice, which `lanfab preview` gives, too.
       report(trouble->substr(0, trouble->find('\n')) + "; dnsmasq is not asked");
       // It would be the same for every file.
@@ -106,8 +106,9 @@ static int check(const CheckOptions& options) {
       is_all_readable = false;
       continue;
     }
-    std::vector<Finding> findings = examine(Site(source));
-    dnsmasq.judge(source, findings);
+    const Site site(source);
+    std::vector<Finding> findings = examine(site);
+    dnsmasq.judge(site, findings);
     output.add(source, findings);
   }
   output.finish();
@@ -116,9 +117,10 @@ static int check(const CheckOptions& options) {
   return summary.errors > 0 || (options.strict && summary.warnings > 0) ? 1 : 0;
 }
 
-Summary show_findings(const Source& source) {
-  std::vector<Finding> findings = examine(Site(source));
-  Dnsmasq(false).judge(source, findings);
+Summary show_findings(Source source) {
+  const Site site(source);
+  std::vector<Finding> findings = examine(site);
+  Dnsmasq(false).judge(site, findings);
   print_as_text(source, findings);
   Summary summary;
   count(findings, summary);

@@ -6,4 +6,4 @@
 #include "cli/lint/report.h"
 
 // Prints the findings in one configuration as text. Returns how many there are.
-Summary show_findings(const Source& source);
+Summary show_findings(Source source);

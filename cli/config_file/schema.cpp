@@ -1,17 +1,9 @@
 #include "cli/config_file/schema.h"
 
 #include <algorithm>
-#include <limits>
 #include <memory>
-#include <valijson/adapters/jsoncpp_adapter.hpp>
-#include <valijson/schema.hpp>
-#include <valijson/schema_parser.hpp>
-#include <valijson/validation_results.hpp>
-#include <valijson/validator.hpp>
 
 #include "util/json_path.h"
-
-using valijson::adapters::JsonCppAdapter;
 
 static Json::Value parsed(std::string_view text) {
   const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
@@ -56,75 +48,47 @@ const Json::Value* element_schema(const Json::Value& schema) {
   return items.isNull() ? nullptr : &items;
 }
 
-static bool is_of_type(const Json::Value& schema, const char* type) {
-  return schema.isObject() && schema["type"] == type;
+// Whether the program takes a value for one of the type. Its integers have 32 bits.
+static bool is_of_type(const Json::Value& value, const std::string& type) {
+  if (type == "object") return value.type() == Json::objectValue;
+  if (type == "array") return value.type() == Json::arrayValue;
+  if (type == "string") return value.isString();
+  return type == "integer" ? value.isInt() : value.isBool();
 }
 
-// Makes a schema one for the validator, in place. Unknown keys have their own rules, which know which key was
-// probably wanted. The validator throws when a value with a format is no string. Its integers have 64 bits,
-// the program's 32. In a list of names the program takes every value for a name that has a text.
-static void adapt_to_validator(Json::Value& schema) {
-  if (!schema.isObject()) return;
-  schema.removeMember("additionalProperties");
-  schema.removeMember("format");
-  if (is_of_type(schema, "integer")) {
-    if (!schema.isMember("minimum")) schema["minimum"] = std::numeric_limits<int>::min();
-    if (!schema.isMember("maximum")) schema["maximum"] = std::numeric_limits<int>::max();
+static bool is_in_range(const Json::Value& value, const Json::Value& schema) {
+  if (!value.isInt()) return true;
+  const Json::Value& minimum = schema["minimum"];
+  const Json::Value& maximum = schema["maximum"];
+  return (minimum.isNull() || value.asInt64() >= minimum.asInt64()) &&
+         (maximum.isNull() || value.asInt64() <= maximum.asInt64());
+}
+
+using Judge = std::function<void(const Violation&)>;
+
+static void visit(const Json::Value& value, const Json::Value& schema, const Judge& judge);
+
+// In a list of names the program takes every value for a name that has a text.
+static void visit_element(const Json::Value& element, const Json::Value& schema, const Judge& judge) {
+  const bool is_name = schema["type"] == "string" && element.isConvertibleTo(Json::stringValue);
+  if (!is_name) visit(element, schema, judge);
+}
+
+static void visit(const Json::Value& value, const Json::Value& schema, const Judge& judge) {
+  const std::string type = schema["type"].asString();
+  if (!is_of_type(value, type)) {
+    judge({&value, &schema, true});
+  } else if (!is_in_range(value, schema)) {
+    judge({&value, &schema, false});
+  } else if (type == "object") {
+    for (auto member = value.begin(); member != value.end(); ++member)
+      if (const Json::Value* known = member_schema(schema, member.name())) visit(*member, *known, judge);
+  } else if (const Json::Value* items = type == "array" ? element_schema(schema) : nullptr) {
+    for (const Json::Value& element : value)
+      visit_element(element, *items, judge);
   }
-  if (schema.isMember("items") && is_of_type(schema["items"], "string")) {
-    Json::Value types(Json::arrayValue);
-    for (const char* type : {"string", "number", "boolean", "null"})
-      types.append(type);
-    schema["items"]["type"] = types;
-  }
-  for (Json::Value& member : schema)
-    adapt_to_validator(member);
 }
 
-static const valijson::Schema& validator_schema() {
-  static const std::unique_ptr<const valijson::Schema> schema = [] {
-    Json::Value document = configuration_schema();
-    adapt_to_validator(document);
-    auto compiled = std::make_unique<valijson::Schema>();
-    valijson::SchemaParser().populateSchema(JsonCppAdapter(document), *compiled);
-    return compiled;
-  }();
-  return *schema;
-}
-
-// The violation at the place that the validator names by its context: "<root>", "[wired]", "[eth0]". An array
-// has positions instead of keys.
-static Violation violation_at(const std::vector<std::string>& context, const Json::Value& root) {
-  Violation violation{&root, &configuration_schema(), true};
-  for (auto step = context.begin() + 1; step != context.end(); ++step) {
-    const std::string name = step->substr(1, step->size() - 2);
-    if (violation.value->isArray()) {
-      violation.value = &(*violation.value)[static_cast<Json::ArrayIndex>(std::stoul(name))];
-      violation.schema = element_schema(*violation.schema);
-    } else {
-      violation.value = violation.value->find(name.data(), name.data() + name.size());
-      violation.schema = member_schema(*violation.schema, name);
-    }
-  }
-  violation.is_of_wrong_type = !is_of_type(*violation.schema, "integer") || !violation.value->isInt();
-  return violation;
-}
-
-// Whether the place of one context is inside that of the other, or the same.
-static bool is_within(const std::vector<std::string>& inner, const std::vector<std::string>& outer) {
-  return inner.size() >= outer.size() && std::equal(outer.begin(), outer.end(), inner.begin());
-}
-
-std::vector<Violation> find_violations(const Json::Value& root) {
-  valijson::ValidationResults results;
-  valijson::Validator().validate(validator_schema(), JsonCppAdapter(root), &results);
-  std::vector<Violation> violations;
-  // Each error is followed by one for every value around the place.
-  const std::vector<std::string>* innermost = nullptr;
-  for (const valijson::ValidationResults::Error& error : results) {
-    if (innermost != nullptr && is_within(*innermost, error.context)) continue;
-    innermost = &error.context;
-    violations.push_back(violation_at(error.context, root));
-  }
-  return violations;
+void for_each_violation(const Json::Value& root, const Judge& judge) {
+  visit(root, configuration_schema(), judge);
 }

@@ -4,9 +4,9 @@
 
 #include <json/json.h>
 
+#include <functional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 // The text of the schema.
 extern const std::string_view kSchema;
@@ -25,7 +25,7 @@ struct Violation {
   bool is_of_wrong_type;
 };
 
-// All values below `root` that the schema does not allow, the innermost ones only. What the program takes for
-// a name, though it is no string, is allowed in a list of names. Keys that the schema does not know are left
-// alone.
-std::vector<Violation> find_violations(const Json::Value& root);
+// Calls `judge` with each value below `root` that the schema does not allow, the innermost ones only. What
+// the program takes for a name, though it is not a string, is allowed in a list of names. Keys that the
+// schema does not know are left alone.
+void for_each_violation(const Json::Value& root, const std::function<void(const Violation&)>& judge);

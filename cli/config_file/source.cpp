@@ -1,5 +1,6 @@
 #include "cli/config_file/source.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -39,8 +40,38 @@ std::optional<std::string> read_source(const std::string& file, Source& source) 
   return std::nullopt;
 }
 
+// About the memory of the tree that a text is parsed to, on a machine with 64 bits.
+static std::size_t size_of_tree(const std::string& text) {
+  constexpr std::size_t kElement = 96;
+  constexpr std::size_t kContainer = 64;
+  constexpr std::size_t kString = 32;
+  std::size_t size = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (c == '{' || c == '[') size += kContainer + kElement;
+    if (c == ',') size += kElement;
+    // An empty container has no first element.
+    if ((c == '}' || c == ']') && i > 0 && (text[i - 1] == '{' || text[i - 1] == '[')) size -= kElement;
+    if (c != '"') continue;
+    const std::size_t begin = i;
+    for (++i; i < text.size() && text[i] != '"'; ++i)
+      if (text[i] == '\\') ++i;
+    size += std::max(kString, i - begin + kString / 2);
+  }
+  return size;
+}
+
+// Whether the tree of a text may be made and examined: what is left is for the examination.
+static bool is_modest(const std::string& text) {
+  constexpr std::size_t kMostPerByte = 30;
+  constexpr std::size_t kMostBesides = 40'000'000;
+  return size_of_tree(text) <= kMostPerByte * text.size() + kMostBesides;
+}
+
 std::optional<std::string> load_source(const std::string& file, Source& source) {
   if (std::optional<std::string> failure = read_source(file, source)) return failure;
+  if (!is_modest(source.text))
+    return printable(source.name) + ": too many values, which would take too much memory";
   const std::optional<Complaint> complaint = parse_configuration(source.text, source.root);
   if (!complaint) return std::nullopt;
   return printable(source.name) + ":" + std::to_string(complaint->position.line) + ":" +

@@ -105,18 +105,20 @@ static Finding finding_for(const Answer& answer, const std::string& text, const 
   return finding;
 }
 
-std::optional<std::string> ask_dnsmasq(const std::string& dnsmasq, const Source& source,
+std::optional<std::string> ask_dnsmasq(const std::string& dnsmasq, const Site& site,
                                        std::vector<Finding>& findings) {
   DryRunOptions options;
+  // Its file is the same as that of a whole run, which would call tools for each tunnel.
+  options.action = "dnsmasq";
   options.cell = "up";
   DryRun dry_run;
-  if (auto trouble = make_dry_run(source, options, dry_run)) return trouble;
+  if (auto trouble = make_dry_run(site.source, options, dry_run)) return trouble;
   for (const auto& [file, change] : dry_run.result.files) {
     if (file.path != kDnsmasqConf) continue;
     Answer answer;
     if (auto trouble = test_configuration(dnsmasq, file.content, answer)) return trouble;
     if (!answer.is_refusal) continue;
-    Finding finding = finding_for(answer, file.content, source.root);
+    Finding finding = finding_for(answer, file.content, site.root);
     const auto place =
         std::upper_bound(findings.begin(), findings.end(), finding,
                          [](const Finding& a, const Finding& b) { return a.offset < b.offset; });

@@ -1,71 +1,69 @@
 #include "cli/lint/gre_rules.h"
 
 #include <unordered_set>
-#include <vector>
 
-// The enabled tunnels, also those that a run does not reach.
-static std::vector<GreTunnel> enabled_tunnels(const Site& site) {
-  std::vector<GreTunnel> enabled;
+// Calls `judge` with each enabled tunnel, also with those that a run does not reach.
+template <typename Judge>
+static void for_each_tunnel(const Site& site, Judge judge) {
   int index = 0;
   for (const Json::Value& settings : array_at(site.root, "tunnels.gre")) {
-    GreTunnel tunnel = read_gre_tunnel(index++, settings);
-    if (tunnel.is_enabled) enabled.push_back(std::move(tunnel));
+    const GreTunnel tunnel = read_gre_tunnel(index++, settings);
+    if (tunnel.is_enabled) judge(tunnel);
   }
-  return enabled;
 }
 
 void tunnel_without_inner_address(const Site& site, Findings& findings) {
-  for (const GreTunnel& tunnel : enabled_tunnels(site)) {
-    if (tunnel.has_address()) continue;
+  for_each_tunnel(site, [&](const GreTunnel& tunnel) {
+    if (tunnel.has_address()) return;
     findings.add(*tunnel.settings, "the tunnel has no " + quoted(tunnel.missing_key) +
                                        ": it gets no address, and the tunnels after it are left out");
-  }
+  });
 }
 
 void tunnel_address_malformed(const Site& site, Findings& findings) {
-  for (const GreTunnel& tunnel : enabled_tunnels(site)) {
+  for_each_tunnel(site, [&](const GreTunnel& tunnel) {
     for (const char* key : {"remote_ip", "local_ip", "tunnel_local_ip", "tunnel_remote_ip"}) {
       const std::optional<std::string> text = string_at(*tunnel.settings, key);
       const bool is_dynamic = text == kGreDynamicAddress && std::string(key) == "local_ip";
       if (!text || is_dynamic || parse_ipv4(*text)) continue;
       findings.add(place_of(*tunnel.settings, key), quoted(*text) + " is not an IPv4 address");
     }
-  }
+  });
 }
 
 void tunnel_netmask_out_of_range(const Site& site, Findings& findings) {
-  for (const GreTunnel& tunnel : enabled_tunnels(site)) {
-    if (tunnel.inner_prefix >= 0 && tunnel.inner_prefix <= 32) continue;
+  for_each_tunnel(site, [&](const GreTunnel& tunnel) {
+    if (tunnel.inner_prefix >= 0 && tunnel.inner_prefix <= 32) return;
     findings.add(place_of(*tunnel.settings, "tunnel_netmask"),
                  std::to_string(tunnel.inner_prefix) + " is not a prefix length, 0 to 32");
-  }
+  });
 }
 
 void tunnel_without_remote(const Site& site, Findings& findings) {
-  for (const GreTunnel& tunnel : enabled_tunnels(site)) {
+  for_each_tunnel(site, [&](const GreTunnel& tunnel) {
     if (!tunnel.remote_ip) findings.add(*tunnel.settings, "the tunnel has no far end, \"remote_ip\"");
-  }
+  });
 }
 
 void tunnel_twice(const Site& site, Findings& findings) {
   std::unordered_set<std::string> ends;
-  for (const GreTunnel& tunnel : enabled_tunnels(site)) {
+  for_each_tunnel(site, [&](const GreTunnel& tunnel) {
     std::string both = tunnel.remote_ip.value_or("") + " ";
     both += tunnel.local_ip.value_or("");
-    if (ends.insert(both).second) continue;
+    if (ends.insert(both).second) return;
     findings.add(place_of(*tunnel.settings, "remote_ip"),
                  "another tunnel has the same ends, and the kernel makes only one of them");
-  }
+  });
 }
 
 // Calls `judge` with each network behind an enabled tunnel, and with the route into it, if it gets one.
 template <typename Judge>
 static void for_each_network(const Site& site, Judge judge) {
-  for (const GreTunnel& tunnel : enabled_tunnels(site)) {
+  for_each_tunnel(site, [&](const GreTunnel& tunnel) {
     for (const Json::Value& network : *tunnel.networks) {
       if (network.isObject()) judge(network, read_gre_route(network));
     }
-  }
+  });
 }
 
 void tunnel_network_malformed(const Site& site, Findings& findings) {
@@ -93,9 +91,9 @@ void tunnel_network_host_bits(const Site& site, Findings& findings) {
 }
 
 void tunnel_incoming_gateway(const Site& site, Findings& findings) {
-  for (const GreTunnel& tunnel : enabled_tunnels(site)) {
+  for_each_tunnel(site, [&](const GreTunnel& tunnel) {
     const Json::Value& settings = *tunnel.settings;
-    if (!tunnel.routes_incoming) continue;
+    if (!tunnel.routes_incoming) return;
     if (!tunnel.incoming_gateway) {
       findings.add(place_of(settings, "route_incoming"),
                    "\"route_incoming\" needs the gateway \"incoming_gre_gateway\"");
@@ -103,14 +101,14 @@ void tunnel_incoming_gateway(const Site& site, Findings& findings) {
       findings.add(place_of(settings, "incoming_gre_gateway"),
                    quoted(*tunnel.incoming_gateway) + " is not an IPv4 address");
     }
-  }
+  });
 }
 
 void tunnel_dynamic_without_cell(const Site& site, Findings& findings) {
   if (site.context.cell_enabled) return;
-  for (const GreTunnel& tunnel : enabled_tunnels(site)) {
-    if (tunnel.local_ip != kGreDynamicAddress) continue;
+  for_each_tunnel(site, [&](const GreTunnel& tunnel) {
+    if (tunnel.local_ip != kGreDynamicAddress) return;
     findings.add(place_of(*tunnel.settings, "local_ip"),
                  "\"dynamic\" is the cellular address, and the cellular link is disabled");
-  }
+  });
 }

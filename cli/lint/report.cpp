@@ -82,10 +82,26 @@ static std::string excerpt_at(const std::string& text, std::ptrdiff_t offset, bo
   return "    " + head + tail + "\n    " + indent + styled("^", "1;32", color) + "\n";
 }
 
+static std::string styled_word(Severity severity, bool color) {
+  return styled(std::string(word_for(severity)) + ": ", severity == Severity::kError ? "1;31" : "1;35",
+                color);
+}
+
 void count(const std::vector<Finding>& findings, Summary& summary) {
   ++summary.files;
   for (const Finding& finding : findings)
-    ++(finding.severity == Severity::kError ? summary.errors : summary.warnings);
+    (finding.severity == Severity::kError ? summary.errors : summary.warnings) += 1 + finding.unlisted;
+}
+
+// "network.json: error: and 17 more [wrong-type]" for each rule that found more than are listed.
+static std::string unlisted_report(const Source& source, const std::vector<Finding>& findings, bool color) {
+  std::string report;
+  for (const Finding& finding : findings) {
+    if (finding.unlisted == 0) continue;
+    report += styled(printable(source.name) + ": ", "1", color) + styled_word(finding.severity, color) +
+              "and " + std::to_string(finding.unlisted) + " more [" + finding.rule + "]\n";
+  }
+  return report;
 }
 
 std::string text_report(const Source& source, const std::vector<Finding>& findings, bool excerpt,
@@ -97,13 +113,12 @@ std::string text_report(const Source& source, const std::vector<Finding>& findin
     const Position& position = positions.at(finding.offset);
     const std::string place = printable(source.name) + ":" + std::to_string(position.line) + ":" +
                               std::to_string(position.column) + ": ";
-    const std::string word = std::string(word_for(finding.severity)) + ": ";
     report += styled(place, "1", color);
-    report += styled(word, finding.severity == Severity::kError ? "1;31" : "1;35", color);
+    report += styled_word(finding.severity, color);
     report += printable(finding.message, "\t") + " [" + finding.rule + "]\n";
     if (excerpt) report += excerpt_at(shown, finding.offset, color);
   }
-  return report;
+  return report + unlisted_report(source, findings, color);
 }
 
 std::string text_of(const Summary& summary) {
@@ -124,6 +139,7 @@ Json::Value json_report(const Source& source, const std::vector<Finding>& findin
     entry["severity"] = word_for(finding.severity);
     entry["rule"] = finding.rule;
     entry["message"] = finding.message;
+    if (finding.unlisted > 0) report["unlisted"][finding.rule] = Json::UInt64{finding.unlisted};
   }
   return report;
 }

@@ -3,6 +3,7 @@
 #include <net/if.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <map>
 #include <tuple>
 #include <unordered_map>
@@ -236,9 +237,7 @@ namespace {
 // Tells why an interface gets no routes.
 class MissingInterfaces {
  public:
-  explicit MissingInterfaces(const Site& site) {
-    for (Json::ArrayIndex index = 0; index < array_at(site.root, "tunnels.gre").size(); ++index)
-      tunnels_.insert(gre_tunnel_name(static_cast<int>(index)));
+  explicit MissingInterfaces(const Site& site) : tunnels_(array_at(site.root, "tunnels.gre").size()) {
     for (const EthernetPort& port : kEthernetPorts)
       add_if_member(site, port.name);
     for (const Radio& radio : kRadios)
@@ -250,7 +249,7 @@ class MissingInterfaces {
   }
 
   std::string reason(const std::string& name) const {
-    if (tunnels_.count(name) > 0) return name + " is a tunnel, whose routes are its \"tunnel_networks\"";
+    if (is_tunnel(name)) return name + " is a tunnel, whose routes are its \"tunnel_networks\"";
     if (members_.count(name) > 0)
       return name + " is a member of the bridge, whose routes are those of " + kBridgeName;
     if (name == kWwanRouteInterface) return "the cellular link is not enabled";
@@ -264,11 +263,17 @@ class MissingInterfaces {
     return find_ethernet_port(name) != nullptr || find_radio(name) != nullptr;
   }
 
+  bool is_tunnel(const std::string& name) const {
+    const std::size_t digits = name.find_last_not_of("0123456789") + 1;
+    const unsigned long number = std::strtoul(name.c_str() + std::min(digits, name.size()), nullptr, 10);
+    return number >= 1 && number <= tunnels_ && name == gre_tunnel_name(static_cast<int>(number - 1));
+  }
+
   void add_if_member(const Site& site, const std::string& name) {
     if (is_bridge_member(&site.context, name)) members_.insert(name);
   }
 
-  std::unordered_set<std::string> tunnels_;
+  std::size_t tunnels_;
   std::unordered_set<std::string> members_;
   std::vector<std::string> known_;
 };

@@ -1,7 +1,8 @@
 #include "cli/lint/rules.h"
 
 #include <algorithm>
-#include <unordered_map>
+#include <string_view>
+#include <utility>
 
 #include "cli/lint/address_rules.h"
 #include "cli/lint/bridge_rules.h"
@@ -132,33 +133,25 @@ const std::vector<Rule>& all_rules() {
   return kRules;
 }
 
-// Which of the findings about one value are the ones to show, the lowest first: what the host platform
-// refuses is judged by nothing else, and a rule that knows what a number is for says more than that it is out
-// of range.
-static int rank_of(const Finding& finding) {
-  if (finding.rule == kTextRefused) return 0;
-  return finding.rule == kOutOfRange ? 2 : 1;
-}
-
-static void keep_best_of_each_value(std::vector<Finding>& found) {
-  std::unordered_map<std::ptrdiff_t, int> best;
-  for (const Finding& finding : found) {
-    const int rank = rank_of(finding);
-    const auto [entry, is_new] = best.emplace(finding.offset, rank);
-    if (!is_new) entry->second = std::min(entry->second, rank);
-  }
-  const auto is_outranked = [&](const Finding& finding) { return rank_of(finding) > best[finding.offset]; };
-  found.erase(std::remove_if(found.begin(), found.end(), is_outranked), found.end());
+// Which rules judge a value first: what the host platform refuses is judged by nothing else, and a rule that
+// knows what a number is for says more than that it is out of range.
+static int rank_of(const Rule& rule) {
+  if (rule.name == std::string_view(kTextRefused)) return 0;
+  return rule.name == std::string_view(kOutOfRange) ? 2 : 1;
 }
 
 std::vector<Finding> examine(const Site& site) {
   std::vector<Finding> found;
-  for (const Rule& rule : all_rules()) {
-    if (rule.examine == nullptr) continue;
-    Findings findings(rule.name, rule.severity, found);
-    rule.examine(site, findings);
+  Places judged(site.source.text.size());
+  for (int rank = 0; rank <= 2; ++rank) {
+    Places own = judged;
+    for (const Rule& rule : all_rules()) {
+      if (rule.examine == nullptr || rank_of(rule) != rank) continue;
+      Findings findings(rule.name, rule.severity, judged, own, found);
+      rule.examine(site, findings);
+    }
+    judged = std::move(own);
   }
-  keep_best_of_each_value(found);
   std::stable_sort(found.begin(), found.end(),
                    [](const Finding& a, const Finding& b) { return a.offset < b.offset; });
   return found;

@@ -22,5 +22,5 @@ struct Rule {
 
 const std::vector<Rule>& all_rules();
 
-// What all rules find, in the order of the text.
+// What all rules find, in the order of the text, at most kMostListed of each.
 std::vector<Finding> examine(const Site& site);

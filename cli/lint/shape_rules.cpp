@@ -44,19 +44,19 @@ static std::string mismatch(const Violation& violation) {
 }
 
 void wrong_type(const Site& site, Findings& findings) {
-  for (const Violation& violation : site.violations) {
-    if (!violation.is_of_wrong_type) continue;
+  for_each_violation(site.root, [&](const Violation& violation) {
+    if (!violation.is_of_wrong_type) return;
     // jsoncpp takes null for an object or an array without members.
     const std::string type = (*violation.schema)["type"].asString();
     const bool is_empty = violation.value->isNull() && (type == "object" || type == "array");
     findings.add(*violation.value,
                  mismatch(violation) + (is_empty ? ": it counts as empty" : ": it counts as missing"));
-  }
+  });
 }
 
 void out_of_range(const Site& site, Findings& findings) {
-  for (const Violation& violation : site.violations) {
-    if (violation.is_of_wrong_type) continue;
+  for_each_violation(site.root, [&](const Violation& violation) {
+    if (violation.is_of_wrong_type) return;
     const Json::Value& minimum = (*violation.schema)["minimum"];
     const Json::Value& maximum = (*violation.schema)["maximum"];
     const std::string value = text_of(*violation.value);
@@ -66,7 +66,7 @@ void out_of_range(const Site& site, Findings& findings) {
       findings.add(*violation.value,
                    value + " is not between " + text_of(minimum) + " and " + text_of(maximum));
     }
-  }
+  });
 }
 
 // --- Keys
@@ -210,6 +210,6 @@ void doubtful_key(const Site& site, Findings& findings) {
 // --- Texts
 
 void text_refused(const Site& site, Findings& findings) {
-  for (const RefusedText& refused : find_refused_texts(site.source.root))
+  for (const RefusedText& refused : find_refused_texts(site.root))
     findings.add(refused.offset, refused.path + ": " + refused.reason);
 }

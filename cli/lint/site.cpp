@@ -1,5 +1,7 @@
 #include "cli/lint/site.h"
 
+#include <utility>
+
 #include "config/interface_queries.h"
 #include "config/lookup.h"
 #include "config/ports.h"
@@ -12,8 +14,7 @@
 #include "platform/libvantor.h"
 #include "util/json_path.h"
 
-Site::Site(const Source& from)
-    : source(from), root(from.root), violations(find_violations(from.root)), context(root) {
+Site::Site(Source& from) : source(from), context(std::move(from.root)), root(context.config) {
   add_ports();
   add_bridge();
   add_radios();
@@ -150,8 +151,13 @@ void Site::add_routes() {
 }
 
 void Site::add_tunnels() {
-  for (GreTunnel& tunnel : read_gre_tunnels(root)) {
-    if (tunnel.has_address()) tunnels.push_back(std::move(tunnel));
+  int index = 0;
+  // As read_gre_tunnels does, but without those that are disabled: there may be as many as the file holds.
+  for (const Json::Value& settings : array_at(root, "tunnels.gre")) {
+    GreTunnel tunnel = read_gre_tunnel(index++, settings);
+    if (!tunnel.is_enabled) continue;
+    if (!tunnel.has_address()) break;
+    tunnels.push_back(std::move(tunnel));
   }
   if (const Json::Value* wireguard = object_at(root, "tunnels.wireguard"))
     wireguard_interfaces = read_wireguard_interfaces(*wireguard);

@@ -12,7 +12,6 @@
 #include <unordered_map>
 #include <vector>
 
-#include "cli/config_file/schema.h"
 #include "cli/config_file/source.h"
 #include "cli/lint/ipv4.h"
 #include "config/lookup.h"
@@ -74,16 +73,14 @@ struct StaticRoute {
 
 class Site {
  public:
-  // `source` must outlive the site.
-  explicit Site(const Source& from);
+  // Takes over the tree of `from`, since two would be large. `from` must outlive the site.
+  explicit Site(Source& from);
   Site(const Site&) = delete;
   Site& operator=(const Site&) = delete;
 
   const Source& source;
-  const Json::Value& root;
-  // Here because several rules report them, each its kind.
-  std::vector<Violation> violations;
   NetworkContext context;
+  const Json::Value& root;
   std::vector<Interface> interfaces;
   // VLANs that are not enabled: dnsmasq gets their servers all the same.
   std::vector<Interface> disabled_vlans;

@@ -111,7 +111,8 @@ class Trouble(unittest.TestCase):
         done = self.run_lanfab("check", "--offline", "network.json", before=processor_limit(20))
         self.assertEqual(done.returncode, 1)
         self.assertTrue(done.stdout.startswith("network.json:1:16: error: "))
-        self.assertEqual(done.stdout.splitlines()[-2].split()[0], "network.json:50000:1:")
+        self.assertEqual(done.stdout.splitlines()[-3].split()[0], "network.json:1000:1:")
+        self.assertEqual(done.stdout.splitlines()[-2], "network.json: error: and 49000 more [wrong-type]")
 
     def test_the_schema(self):
         self.assertEqual(self.run_lanfab("schema", "all").returncode, 2)

@@ -50,7 +50,7 @@ static std::size_t token_at(const std::vector<JsonToken>& tokens, std::size_t of
   return 0;
 }
 
-static std::vector<Essence> examined(const Source& source, const std::vector<JsonToken>& tokens,
+static std::vector<Essence> examined(Source& source, const std::vector<JsonToken>& tokens,
                                      std::vector<Finding>& findings) {
   const Site site(source);
   findings = examine(site);

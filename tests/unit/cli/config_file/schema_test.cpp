@@ -14,11 +14,11 @@ static std::vector<std::string> violations_of(const std::string& text) {
   Json::StreamWriterBuilder writer;
   writer["indentation"] = "";
   std::vector<std::string> violations;
-  for (const Violation& violation : find_violations(root)) {
+  for_each_violation(root, [&](const Violation& violation) {
     violations.push_back(Json::writeString(writer, *violation.value) +
                          (violation.is_of_wrong_type ? " is not of type " : " is out of range of ") +
                          (*violation.schema)["type"].asString());
-  }
+  });
   return violations;
 }
 

@@ -43,6 +43,24 @@ TEST(Source, ASecondByteOrderMarkIsRefused) {
   EXPECT_EQ(failure_of("\xef\xbb\xbf\xef\xbb\xbf{\"a\": 1}").substr(0, 30), "/run/network.json:1:1: error: ");
 }
 
+TEST(Source, AFileOfManyValuesIsRefused) {
+  const auto list_of = [](const std::string& element, int count) {
+    std::string text = "{\"a\": [" + element;
+    while (--count > 0)
+      text += "," + element;
+    return text + "]}";
+  };
+  const std::string refusal = std::string(kFile) + ": too many values, which would take too much memory";
+  EXPECT_EQ(failure_of(list_of("1", 1'000'000)), "");
+  EXPECT_EQ(failure_of(list_of("1", 1'500'000)), refusal);
+  EXPECT_EQ(failure_of(list_of("[]", 300'000)), "");
+  EXPECT_EQ(failure_of(list_of("[]", 600'000)), refusal);
+  EXPECT_EQ(failure_of(list_of("[1]", 600'000)), refusal);
+  // What looks like values in a string is none.
+  EXPECT_EQ(failure_of("{\"a\": \"\\\"" + std::string(3'000'000, ',') + "\"}"), "");
+  EXPECT_NE(failure_of("{\"a\": \"" + std::string(3'000'000, ',')), refusal);
+}
+
 TEST(Source, AFileThatCannotBeReadIsReportedWithItsName) {
   Source source;
   EXPECT_EQ(load_source("/run/missing.json", source), "/run/missing.json: No such file or directory");

@@ -115,3 +115,19 @@ TEST(Report, WithoutFindingsTheListIsEmpty) {
   EXPECT_TRUE(json_report({"network.json", "{}", {}}, {})["findings"].isArray());
   EXPECT_EQ(text_report({"network.json", "{}", {}}, {}, true, false), "");
 }
+
+TEST(Report, WhatIsNotListedIsCounted) {
+  const Source source{"network.json", "{}", {}};
+  std::vector<Finding> findings = {finding_at(0), finding_at(1, Severity::kWarning)};
+  findings[0].unlisted = 7;
+  EXPECT_EQ(text_report(source, findings, false, false),
+            "network.json:1:1: error: message [some-rule]\n"
+            "network.json:1:2: warning: message [some-rule]\n"
+            "network.json: error: and 7 more [some-rule]\n");
+  Summary summary;
+  count(findings, summary);
+  EXPECT_EQ(text_of(summary), "8 errors and 1 warning in 1 file");
+  const Json::Value report = json_report(source, findings);
+  EXPECT_EQ(report["findings"].size(), 2U);
+  EXPECT_EQ(report["unlisted"]["some-rule"].asInt(), 7);
+}
