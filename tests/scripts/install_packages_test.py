@@ -1,7 +1,6 @@
 #!/usr/bin/python3
 """Packages are installed by root alone, and only those that are missing."""
 
-import shutil
 import unittest
 
 from command import SCRIPTS, CommandTest
@@ -60,34 +59,6 @@ class InstallPackages(CommandTest):
         self.expect(done, 0)
         self.assertEqual(done.stdout, "23 packages, 12.3 MB to download, 720 MB on disk\n")
         self.assertNotIn(" -y ", self.calls.read_text())
-
-    def test_headers_are_unpacked_if_they_are_not_installed(self):
-        checkout = self.directory / "checkout"
-        (checkout / "scripts").mkdir(parents=True)
-        command = shutil.copy(COMMAND, checkout / "scripts")
-        package = self.directory / "package"
-        (package / "DEBIAN").mkdir(parents=True)
-        (package / "DEBIAN" / "control").write_text("Package: p\nVersion: 1\nArchitecture: all\n"
-                                                    "Maintainer: m <m@example.org>\nDescription: d\n")
-        (package / "usr").mkdir()
-        (package / "usr" / "header.hpp").write_text("")
-        self.put("dpkg-query", 'case "$*" in *valijson*) exit 1 ;; esac; printf "install ok installed"')
-        # The first time the lists do not know it.
-        self.put("apt-get", f'echo "$1" >>{self.calls}\n'
-                            f'[ "$1" != download ] || grep -q update {self.calls} || exit 100\n'
-                            f'[ "$1" != download ] || dpkg-deb --build {package} libvalijson-dev_1_all.deb')
-        for _ in range(2):
-            self.expect(self.run_command(command, "build"), 0)
-        self.assertTrue((checkout / "build" / "headers" / "usr" / "header.hpp").exists())
-        self.assertEqual(self.calls.read_text(), "download\nupdate\ndownload\n")
-
-    def test_headers_that_cannot_be_downloaded(self):
-        self.put("dpkg-query", 'case "$*" in *valijson*) exit 1 ;; esac; printf "install ok installed"')
-        self.put("apt-get", f'echo "{UNREACHABLE}" >&2; exit 100')
-        checkout = self.directory / "checkout"
-        (checkout / "scripts").mkdir(parents=True)
-        done = self.run_command(shutil.copy(COMMAND, checkout / "scripts"), "build")
-        self.expect(done, 1, "Cannot download the packages: http://mirror/InRelease: ")
 
     def test_nothing_missing_costs_nothing(self):
         self.put("dpkg-query", 'printf "install ok installed"')
