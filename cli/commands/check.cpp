@@ -93,6 +93,14 @@ class Dnsmasq {
 
 }  // namespace
 
+// What the rules and dnsmasq find.
+static std::vector<Finding> judge(Source& source, Dnsmasq& dnsmasq) {
+  const Site site(source);
+  std::vector<Finding> findings = examine(site);
+  dnsmasq.judge(site, findings);
+  return findings;
+}
+
 // Prints the findings. Returns the exit status: 0 without an error, 1 with one, 2 when a file cannot be read
 // or parsed.
 static int check(const CheckOptions& options) {
@@ -106,9 +114,7 @@ static int check(const CheckOptions& options) {
       is_all_readable = false;
       continue;
     }
-    const Site site(source);
-    std::vector<Finding> findings = examine(site);
-    dnsmasq.judge(site, findings);
+    const std::vector<Finding> findings = judge(source, dnsmasq);
     output.add(source, findings);
   }
   output.finish();
@@ -118,9 +124,8 @@ static int check(const CheckOptions& options) {
 }
 
 Summary show_findings(Source source) {
-  const Site site(source);
-  std::vector<Finding> findings = examine(site);
-  Dnsmasq(false).judge(site, findings);
+  Dnsmasq dnsmasq(false);
+  const std::vector<Finding> findings = judge(source, dnsmasq);
   print_as_text(source, findings);
   Summary summary;
   count(findings, summary);

@@ -14,7 +14,7 @@
 #include "platform/libvantor.h"
 #include "util/json_path.h"
 
-Site::Site(Source& from) : source(from), context(std::move(from.root)), root(context.config) {
+Site::Site(Source& from) : source(from), context(std::move(from.root)), root(context.config), owner_(from) {
   add_ports();
   add_bridge();
   add_radios();
@@ -26,6 +26,10 @@ Site::Site(Source& from) : source(from), context(std::move(from.root)), root(con
     add_server(vlan, true);
   add_routes();
   add_tunnels();
+}
+
+Site::~Site() {
+  owner_.root = std::move(context.config);
 }
 
 Interface::Interface(Kind kind_, std::string name_, std::string port_, const Json::Value& network_,

@@ -73,8 +73,9 @@ struct StaticRoute {
 
 class Site {
  public:
-  // Takes over the tree of `from`, since two would be large. `from` must outlive the site.
+  // Has the tree of `from` until its end, since two would be large: `from.root` is null meanwhile.
   explicit Site(Source& from);
+  ~Site();
   Site(const Site&) = delete;
   Site& operator=(const Site&) = delete;
 
@@ -109,6 +110,7 @@ class Site {
   void add_routes();
   void add_tunnels();
 
+  Source& owner_;
   std::unordered_map<std::string, const Interface*> interfaces_by_name_;
 };
 

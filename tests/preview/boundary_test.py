@@ -14,9 +14,9 @@ import socket
 import subprocess
 import sys
 import tempfile
-import time
 import unittest
 
+from lib import processes
 from lib.checkout import EXAMPLES
 from lib.limits import HANG_SECONDS
 
@@ -33,20 +33,6 @@ def has_users():
     """Whether there are other users than this one."""
     text = pathlib.Path("/proc/self/uid_map").read_text(encoding="utf-8")
     return os.geteuid() == 0 and any(int(line.split()[2]) > UNUSED[-1] for line in text.splitlines())
-
-
-def below(pid):
-    """Returns the children of a process and theirs."""
-    with contextlib.suppress(FileNotFoundError, ProcessLookupError):
-        children = pathlib.Path(f"/proc/{pid}/task/{pid}/children").read_text(encoding="utf-8").split()
-        return children + [inner for child in children for inner in below(child)]
-    return []
-
-
-def name_of(pid):
-    with contextlib.suppress(FileNotFoundError, ProcessLookupError):
-        return pathlib.Path(f"/proc/{pid}/comm").read_text(encoding="utf-8").strip()
-    return ""
 
 
 class Boundary(unittest.TestCase):
@@ -144,11 +130,7 @@ class Boundary(unittest.TestCase):
         program.chmod(0o755)
         process = self.start([self.lanfab, "preview", f"--program={program}",
                               str(self.directory / "network.json")], stdout=subprocess.DEVNULL)
-        deadline = time.monotonic() + HANG_SECONDS
-        while not (sleeping := [pid for pid in below(process.pid) if name_of(pid) == "sleep"]):
-            self.assertLess(time.monotonic(), deadline)
-            os.sched_yield()
-        ended = os.pidfd_open(int(sleeping[0]))
+        ended = os.pidfd_open(processes.wait_for("sleep", process.pid))
         self.cleanup.callback(os.close, ended)
         process.kill()
         self.assertTrue(select.select([ended], [], [], HANG_SECONDS)[0], "it is still there")

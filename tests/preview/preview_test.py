@@ -4,7 +4,6 @@ nowhere, and with an early end; they must say what is wrong, end with the status
 leave nothing behind. The first argument is lanfab, the second one cmd_lanfab.
 """
 
-import contextlib
 import itertools
 import json
 import os
@@ -19,6 +18,7 @@ import unittest
 
 from lib.checkout import EXAMPLES
 from lib.limits import HANG_SECONDS
+from lib.processes import wait_for
 
 LANFAB, PROGRAM = (os.path.abspath(sys.argv.pop(1)) for _ in range(2))
 EXAMPLE = EXAMPLES / "router" / "network.json"
@@ -70,15 +70,6 @@ def processes():
 
 def children(pid):
     return pathlib.Path(f"/proc/{pid}/task/{pid}/children").read_text().split()
-
-
-def names_below(pid):
-    """Returns the names of the programs that a process and its children have started."""
-    names = set()
-    with contextlib.suppress(FileNotFoundError, ProcessLookupError):
-        for child in children(pid):
-            names |= {pathlib.Path(f"/proc/{child}/comm").read_text().strip()} | names_below(child)
-    return names
 
 
 def files():
@@ -490,7 +481,7 @@ class EarlyEnd(PreviewTest):
         program.chmod(0o755)
         for end in self.ENDS:
             process = self.start(EXAMPLE, program=program)
-            until(lambda process=process: "sleep" in names_below(process.pid), "it does not run")
+            wait_for("sleep", process.pid)
             self.end(process, *end)
 
     def test_while_it_prints(self):

@@ -8,7 +8,7 @@ caller.
 
 import os
 import pathlib
-import select
+import signal
 import stat
 import subprocess
 import sys
@@ -16,6 +16,7 @@ import tempfile
 import unittest
 
 from lib.limits import HANG_SECONDS
+from lib.processes import wait_for
 
 LANFAB, PROGRAM = (os.path.abspath(sys.argv.pop(1)) for _ in range(2))
 OTHER = ("setpriv", "--reuid=65534", "--regid=65534", "--clear-groups") if os.geteuid() == 0 else ()
@@ -122,8 +123,6 @@ class Graph(Planted):
 class Preview(Planted):
     def setUp(self):
         super().setUp()
-        for name in "running", "go":
-            os.mkfifo(self.top / name)
         self.program = self.top / "program"
 
     def write_program(self, script):
@@ -135,18 +134,12 @@ class Preview(Planted):
 
     def while_it_runs(self, target, script):
         """Has the other user run a script while the program runs; returns the status and the errors."""
-        # The program ends with this connection.
-        self.write_program(f"exec 3</.sandbox/real{self.top}/go\n"
-                           f"echo >/.sandbox/real{self.top}/running\n"
-                           "read line <&3\necho new >/var/run/new\n")
-        running = os.open(self.top / "running", os.O_RDONLY | os.O_NONBLOCK)
-        self.addCleanup(os.close, running)
-        go = os.open(self.top / "go", os.O_RDWR)
-        self.addCleanup(os.close, go)
+        self.write_program("sleep infinity\necho new >/var/run/new\n")
         process = self.start(*self.preview(target))
-        self.assertTrue(select.select([running], [], [], HANG_SECONDS)[0], "the program does not run")
+        sleeping = wait_for("sleep", process.pid)
         self.plant(script)
-        os.write(go, b"\n")
+        # The one signal of which the shell says nothing.
+        os.kill(sleeping, signal.SIGPIPE)
         return self.finish(process)
 
     def test_a_link_in_an_empty_directory(self):
