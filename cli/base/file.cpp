@@ -10,7 +10,12 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "cli/base/terminal.h"
+
 constexpr mode_t kPermissions = 07777;
+
+constexpr int kLockSeconds = 10;
+constexpr int kAttemptsPerSecond = 50;
 
 Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
   close();
@@ -31,10 +36,18 @@ Descriptor::~Descriptor() {
 
 ExclusiveLock::ExclusiveLock(const std::string& directory)
     : directory_(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+  const auto is_taken = [this] { return flock(directory_.number(), LOCK_EX | LOCK_NB) == 0; };
+  int attempts = kLockSeconds * kAttemptsPerSecond;
   while (directory_.is_open() && !is_held_) {
-    is_held_ = flock(directory_.number(), LOCK_EX) == 0;
-    if (!is_held_ && errno != EINTR) return;
+    is_held_ = is_taken();
+    if (is_held_ || (errno != EINTR && errno != EWOULDBLOCK)) break;
+    if (attempts-- == 0) {
+      error_ = printable(directory) + ": another process has kept it locked for " + std::to_string(kLockSeconds) + " s";
+      return;
+    }
+    usleep(1'000'000 / kAttemptsPerSecond);
   }
+  if (!is_held_) error_ = with_errno(directory);
 }
 
 MemoryFile::MemoryFile() : descriptor_(memfd_create("lanfab", MFD_CLOEXEC)) {}

@@ -49,17 +49,22 @@ class Descriptor {
 // An exclusive lock on a directory, released by the destructor.
 class ExclusiveLock {
  public:
-  // Waits while another process holds the lock.
+  // Waits while another process holds the lock, for 10 seconds at most: a stopped process never releases it.
   explicit ExclusiveLock(const std::string& directory);
 
-  // False, with errno set by the constructor, if the directory cannot be locked.
   bool is_held() const {
     return is_held_;
+  }
+
+  // Why the lock is not held: "/run/lanfab: Not a directory".
+  const std::string& error() const {
+    return error_;
   }
 
  private:
   Descriptor directory_;
   bool is_held_ = false;
+  std::string error_;
 };
 
 // A file without a name, for the input or output of another program.

@@ -112,6 +112,7 @@ std::optional<std::string> capture(const std::vector<std::string>& command, std:
   const std::string& name = command.front();
   const MemoryFile answer;
   const MemoryFile errors;
+  if (answer.number() < 0 || errors.number() < 0) return with_errno(name);
   Subprocess subprocess{command};
   subprocess.output = answer.number();
   subprocess.errors = errors.number();

@@ -13,12 +13,12 @@
 #include "cli/lint/dnsmasq_check.h"
 #include "cli/lint/report.h"
 #include "cli/lint/rules.h"
-#include "cli/live/installed_file.h"
+#include "cli/live/trial_state.h"
 
 namespace {
 
 struct CheckOptions {
-  std::vector<std::string> files = {kInstalledConfiguration};  // "-" is standard input
+  std::vector<std::string> files = {active_configuration()};  // "-" is standard input
   bool json = false;
   bool strict = false;   // warnings count, too
   bool offline = false;  // do not ask dnsmasq

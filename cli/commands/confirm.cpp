@@ -1,9 +1,12 @@
-// `lanfab confirm`: makes the configuration on trial the installed one.
+#include "cli/commands/confirm.h"
 
+#include <unistd.h>
+
+#include <csignal>
 #include <cstdio>
-#include <string>
 
 #include "cli/base/file.h"
+#include "cli/base/signals.h"
 #include "cli/base/terminal.h"
 #include "cli/commands/commands.h"
 #include "cli/live/installed_file.h"
@@ -11,44 +14,107 @@
 #include "cli/live/trial_state.h"
 #include "cli/live/units.h"
 
-static int refuse(const char* reason) {
-  std::fprintf(stderr, "lanfab: %s\n", reason);
+static int refuse(const std::string& reason) {
+  std::fprintf(stderr, "lanfab: %s\n", reason.c_str());
   return 1;
 }
 
+static int refuse_changed(const std::string& path) {
+  return refuse(
+      path +
+      " has changed since the trial began: 'lanfab confirm --force' replaces it, 'lanfab revert' applies "
+      "it");
+}
+
+static void report_previous(const InstalledFile& installed) {
+  const std::string previous = installed.entry + kPreviousSuffix;
+  // There is none if the configuration was the installed one already.
+  if (access(previous.c_str(), F_OK) != 0) {
+    std::printf("Kept.\n");
+  } else {
+    std::printf("Kept. The configuration before it is %s.\n", previous.c_str());
+  }
+}
+
+// Installs the configuration on trial, unless a `lanfab confirm` that was killed has done so.
+static Installation install_trial(const File& trial, const File& current, const InstalledFile& installed,
+                                  std::string& trouble) {
+  if (current.content == trial.content) return complete_installation(installed, trouble);
+  return install(trial.content, installed, trouble);
+}
+
 // The timer goes last: killed before, it finds the new file installed, and applies that once more.
-static int confirm_trial(const std::string& installed) {
+static int confirm_trial(const InstalledFile& installed, bool force) {
   File trial;
-  if (!read_file(kTrialFile, trial)) return fail(with_errno(kTrialFile));
-  if (!enter_view_without_trial(installed)) return fail(with_errno(installed));
+  File current;
+  if (!read_file(kTrialConfiguration, trial)) return fail(with_errno(kTrialConfiguration));
+  if (!read_file(installed.entry, current)) return fail(with_errno(installed.entry));
+  if (current.content != trial.content && is_installed_changed(current.content) && !force)
+    return refuse_changed(installed.path);
   std::string trouble;
-  const Installation installation = install(trial.content, installed, trouble);
+  const Installation installation = install_trial(trial, current, installed, trouble);
   if (installation == Installation::kFailed) return fail(trouble + "; the trial goes on");
-  const auto error = remove_trial();
+  // A rollback does not wait for ever for the lock of this process, which may have been stopped.
+  if (!is_trial_active()) {
+    return fail(
+        "lanfab: installed, but the trial was rolled back meanwhile: 'cmd_lanfab apply' applies it, 'lanfab "
+        "revert' restores the previous one");
+  }
+  std::optional<std::string> error;
+  if (!deactivate_trial()) {
+    error = with_errno(kTrialConfiguration);
+  } else {
+    error = remove_trial();
+  }
   if (installation == Installation::kPlaced) return fail(trouble + "; kept, but a loss of power may undo it");
   if (error) return fail("lanfab: kept, but what belongs to the trial is still there: " + *error);
-  std::printf("Kept. The configuration before it is %s%s.\n", installed.c_str(), kPreviousSuffix);
+  report_previous(installed);
   return 0;
 }
 
-// Makes the configuration on trial the installed one. Returns the exit status: 0 when it is, 1 when there is
-// no trial to confirm, 2 when it cannot be done, or is not known to have reached the disk.
-static int confirm() {
+// Whether the trial can be confirmed now. Sets the exit status if not.
+static bool is_confirmable(int& status) {
+  bool is_applying = false;
+  bool is_reverting = false;
+  for (const auto& [unit, is_running] : {std::pair(kApplyUnit, &is_applying), {kRevertUnit, &is_reverting}}) {
+    if (const auto trouble = query_unit(unit, *is_running)) {
+      status = fail(*trouble);
+      return false;
+    }
+  }
+  if (is_applying) {
+    status = refuse("the APPLY of the trial is still at work");
+    return false;
+  }
+  if (is_reverting || !is_trial_active()) {
+    status = refuse("the trial is being taken back");
+    return false;
+  }
+  return true;
+}
+
+int confirm(const ConfirmOptions& options) {
   if (const auto trouble = enter_system()) return fail(*trouble);
-  const auto installed = installed_path();
-  if (!installed) return fail(with_errno(kInstalledConfiguration));
-  const ExclusiveLock lock(kStateDirectory);
-  if (!lock.is_held()) return fail(with_errno(kStateDirectory));
-  if (!read_state()) return refuse("no trial is under way");
-  if (is_running(kApplyUnit)) return refuse("the APPLY of the trial is still at work");
-  if (is_running(kRevertUnit) || !is_trial_active(*installed)) return refuse("the trial is being taken back");
-  return confirm_trial(*installed);
+  InstalledFile installed;
+  if (const auto trouble = find_installed(installed)) return fail(*trouble);
+  // What is left half done would end with the trial.
+  const BlockedSignals signals{SIGINT, SIGQUIT, SIGTSTP, SIGHUP, SIGTERM};
+  const ExclusiveLock lock(kTrialDirectory);
+  if (!lock.is_held()) return fail(lock.error());
+  const auto state = read_state();
+  if (!state || (!options.trial.empty() && state->id != options.trial))
+    return refuse("no trial is under way");
+  // A confirmation that was killed may have left the file unmounted.
+  if (state->path == installed.path) installed.entry = state->entry;
+  int status = 0;
+  return is_confirmable(status) ? confirm_trial(installed, options.force) : status;
 }
 
 Command confirm_command() {
+  static ConfirmOptions options;
   return {"confirm",
           "Keep the configuration that is tried",
-          {},
+          {{"--force", "replace an installed file that has changed since the trial began", &options.force}},
           "The one before it stays beside it as network.json.previous.",
-          confirm};
+          [] { return confirm(options); }};
 }

@@ -13,7 +13,7 @@
 #include "cli/compare/facts.h"
 #include "cli/compare/unified_diff.h"
 #include "cli/dry_run/dry_run.h"
-#include "cli/live/installed_file.h"
+#include "cli/live/trial_state.h"
 #include "libsysdb/sysdb_file.h"
 
 constexpr char kNoFile[] = "/dev/null";
@@ -21,7 +21,7 @@ constexpr char kNoFile[] = "/dev/null";
 namespace {
 
 struct DiffOptions {
-  std::string file = kInstalledConfiguration;  // "-" is standard input
+  std::string file = active_configuration();  // "-" is standard input
   std::string other;  // the newer one; if empty, `file` is compared with the active configuration
   DryRunOptions dry_run;
 };

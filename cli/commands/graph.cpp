@@ -20,14 +20,14 @@
 #include "cli/graph/text_tree.h"
 #include "cli/lint/report.h"
 #include "cli/lint/rules.h"
-#include "cli/live/installed_file.h"
+#include "cli/live/trial_state.h"
 
 namespace {
 
 enum class GraphFormat { kText, kDot, kSvg };
 
 struct GraphOptions {
-  std::string file = kInstalledConfiguration;  // "-" is standard input
+  std::string file = active_configuration();  // "-" is standard input
   GraphFormat format = GraphFormat::kText;
   std::string output;  // the file to write; empty, standard output
 };

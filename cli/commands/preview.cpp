@@ -12,12 +12,12 @@
 #include "cli/base/terminal.h"
 #include "cli/commands/commands.h"
 #include "cli/dry_run/dry_run.h"
-#include "cli/live/installed_file.h"
+#include "cli/live/trial_state.h"
 
 namespace {
 
 struct PreviewOptions {
-  std::string file = kInstalledConfiguration;  // "-" is standard input
+  std::string file = active_configuration();  // "-" is standard input
   DryRunOptions dry_run;
   std::string directory;  // the files go below it instead of to standard output; empty, they do not
   bool json = false;

@@ -55,28 +55,64 @@ static bool apply_old_configuration(const std::string& program) {
   return false;
 }
 
+static bool is_trial_left() {
+  return read_state() || is_trial_active();
+}
+
+// Ends a trial whose configuration a `lanfab confirm` that was killed has installed. Where that is not
+// visible yet, since the file is mounted by itself, the configuration on trial stays the active one: it is
+// the same.
+static int complete_confirmation(const TrialState& state) {
+  File trial;
+  File shown;
+  const bool is_visible =
+      read_file(kTrialConfiguration, trial) && read_file(state.path, shown) && shown.content == trial.content;
+  std::optional<std::string> error;
+  if (is_visible) {
+    error = remove_trial();
+  } else if (!forget_trial() || !stop_revert_timer()) {
+    error = kTrialDirectory;
+  }
+  if (error) return fail("lanfab: what belongs to the trial is still there: " + *error);
+  std::printf("the configuration on trial had been confirmed; it stays in force\n");
+  if (!is_visible) {
+    broadcast_alert(state.path + " is not the configuration that was confirmed: mount " + state.entry +
+                    " there and remove " + kTrialConfiguration);
+  }
+  return 0;
+}
+
 // The service. It may come at any moment of a trial, also when `lanfab try` and its shell are gone.
-static int roll_back(const std::string& installed) {
+static int roll_back() {
   const auto program = find_program();
   if (!program) return fail("lanfab: cmd_lanfab is not installed");
-  {
-    const ExclusiveLock lock(kStateDirectory);
-    // The rollback matters more than the lock.
-    if (!lock.is_held()) fail(with_errno(kStateDirectory));
-    if (!read_state() && !is_trial_active(installed)) return 0;
-    if (!deactivate_trial(installed)) return fail(with_errno(installed));
-  }
+  if (!is_trial_left()) return 0;
+  std::optional<ExclusiveLock> lock(kTrialDirectory);
+  // The rollback matters more than the lock, whose owner may have been stopped.
+  const bool is_locked = lock->is_held();
+  if (!is_locked) fail(lock->error());
+  if (!is_trial_left()) return 0;
+  const auto state = read_state();
+  if (state && is_trial_installed(*state)) return complete_confirmation(*state);
+  if (!deactivate_trial()) return fail(with_errno(kTrialConfiguration));
+  lock.reset();
   stop_apply();
   if (!apply_old_configuration(*program)) return 1;
   std::printf("the trial is over; the old configuration is in force\n");
-  const ExclusiveLock lock(kStateDirectory);
+  if (is_locked) lock.emplace(kTrialDirectory);
   if (const auto error = remove_trial())
     return fail("lanfab: what belongs to the trial is still there: " + *error);
   return 0;
 }
 
-int end_trial(const std::string& installed) {
-  const auto is_under_way = [&installed] { return read_state() || is_trial_active(installed); };
+int end_trial() {
+  const auto state = read_state();
+  const bool is_installed = state && is_trial_installed(*state);
+  // Another trial may have begun when this one has ended.
+  const auto is_under_way = [&state] {
+    const auto now = read_state();
+    return now && state ? now->id == state->id : is_trial_left();
+  };
   if (is_under_way()) {
     std::printf("Taking the trial back ...\n");
     std::fflush(stdout);
@@ -85,6 +121,11 @@ int end_trial(const std::string& installed) {
   if (is_under_way()) {
     return fail("lanfab: the old configuration is not in force yet: journalctl --unit=" +
                 std::string(kRevertUnit));
+  }
+  if (is_installed) {
+    std::printf(
+        "The trial had been confirmed: lanfab revert, once more, offers the previous configuration.\n");
+    return 1;
   }
   std::printf("The old configuration is in force.\n");
   return 0;
@@ -101,8 +142,10 @@ static bool is_wanted(const std::string& previous) {
   return std::fgets(answer, sizeof answer, stdin) != nullptr && (answer[0] == 'y' || answer[0] == 'Y');
 }
 
-static int restore_previous(const std::string& installed, bool is_agreed) {
-  const std::string previous = installed + kPreviousSuffix;
+static int restore_previous(bool is_agreed) {
+  InstalledFile installed;
+  if (const auto trouble = find_installed(installed)) return fail(*trouble);
+  const std::string previous = installed.entry + kPreviousSuffix;
   File file;
   if (!read_file(previous, file)) {
     if (errno != ENOENT) return fail(with_errno(previous));
@@ -114,9 +157,9 @@ static int restore_previous(const std::string& installed, bool is_agreed) {
   if (!program) return fail("lanfab: cmd_lanfab is not installed");
   std::string trouble;
   {
-    const ExclusiveLock lock(kStateDirectory);
-    if (!lock.is_held()) return fail(with_errno(kStateDirectory));
-    if (read_state()) return fail("lanfab: " + describe(*read_state()));
+    const ExclusiveLock lock(kTrialDirectory);
+    if (!lock.is_held()) return fail(lock.error());
+    if (const auto state = read_state()) return fail("lanfab: " + describe(*state));
     if (install(file.content, installed, trouble) == Installation::kFailed) return fail(trouble);
   }
   if (!trouble.empty()) report(trouble + "; a loss of power may undo this");
@@ -129,12 +172,12 @@ static int restore_previous(const std::string& installed, bool is_agreed) {
 // Returns the exit status: 0 when the former configuration is active, 1 when it is not or there is none, 2
 // when this process cannot do it.
 static int revert(const RevertOptions& options) {
+  if (options.by_timer) {
+    if (const auto trouble = enter_system_as_service()) return fail(*trouble);
+    return roll_back();
+  }
   if (const auto trouble = enter_system()) return fail(*trouble);
-  const auto installed = installed_path();
-  if (!installed) return fail(with_errno(kInstalledConfiguration));
-  if (options.by_timer) return roll_back(*installed);
-  if (read_state() || is_trial_active(*installed)) return end_trial(*installed);
-  return restore_previous(*installed, options.yes);
+  return is_trial_left() ? end_trial() : restore_previous(options.yes);
 }
 
 Command revert_command() {

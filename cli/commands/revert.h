@@ -2,8 +2,6 @@
 
 // `lanfab revert`: rolls back a trial or, without one, restores the configuration before the last one.
 
-#include <string>
-
 // Rolls back the trial, unless it has ended, and reports which configuration is active. Returns the exit
-// status: 0, or 2 when the old configuration is not active yet.
-int end_trial(const std::string& installed);
+// status: 0, 1 when the trial had been confirmed, or 2 when the old configuration is not active yet.
+int end_trial();

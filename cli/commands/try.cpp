@@ -1,11 +1,11 @@
 // `lanfab try`: applies a configuration, and rolls back unless it is confirmed in time.
 
 #include <poll.h>
-#include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <optional>
@@ -16,6 +16,7 @@
 #include "cli/base/terminal.h"
 #include "cli/commands/check.h"
 #include "cli/commands/commands.h"
+#include "cli/commands/confirm.h"
 #include "cli/commands/diff.h"
 #include "cli/commands/revert.h"
 #include "cli/config_file/source.h"
@@ -45,58 +46,95 @@ struct TryOptions {
 
 }  // namespace
 
-// What a trial that was killed before its timer started has left.
-static bool is_over(const std::string& installed) {
-  return !is_trial_active(installed) && !is_running(kRevertTimer) && !is_running(kRevertUnit);
-}
-
-// With the owner and mode of the file that it covers, whose readers it gets.
-static bool write_trial_file(const std::string& content, const std::string& installed) {
-  struct stat like {};
-  if (stat(installed.c_str(), &like) != 0) return false;
-  return write_file({kTrialFile, like.st_mode & 07777, content}) &&
-         chown(kTrialFile, like.st_uid, like.st_gid) == 0 && chmod(kTrialFile, like.st_mode & 07777) == 0;
+// What stands in the way of a trial: another one, or what systemd does for it. Returns nothing if the way is
+// free.
+static std::optional<std::string> find_obstacle() {
+  bool has_timer = false;
+  bool is_reverting = false;
+  if (auto trouble = query_unit(kRevertTimer, has_timer)) return trouble;
+  if (auto trouble = query_unit(kRevertUnit, is_reverting)) return trouble;
+  const auto present = read_state();
+  // A state alone is not a trial: its `lanfab try` was killed before the timer started.
+  if (present && (is_trial_active() || has_timer || is_reverting))
+    return "lanfab: a trial is under way: " + describe(*present);
+  if (is_trial_active()) return "lanfab: a trial is under way: lanfab revert ends it";
+  if (is_reverting) return "lanfab: a trial is being taken back";
+  return std::nullopt;
 }
 
 // Steps 1 to 3, which Ctrl-C does not interrupt. Returns nothing, or why there is no trial; nothing of it is
 // left then.
-static std::optional<std::string> begin(const std::string& content, const std::string& installed,
+static std::optional<std::string> begin(const std::string& content, const InstalledFile& installed,
                                         const TrialState& state) {
   const BlockedSignals signals{SIGINT, SIGQUIT, SIGTSTP, SIGHUP, SIGTERM};
-  const ExclusiveLock lock(kStateDirectory);
-  if (!lock.is_held()) return with_errno(kStateDirectory);
-  const auto present = read_state();
-  if (present && !is_over(installed)) return "lanfab: a trial is under way: " + describe(*present);
-  if (is_trial_active(installed)) return "lanfab: a trial is under way: lanfab revert ends it";
-  if (is_running(kRevertUnit)) return "lanfab: a trial is being taken back";
+  const ExclusiveLock lock(kTrialDirectory);
+  if (!lock.is_held()) return lock.error();
+  if (auto obstacle = find_obstacle()) return obstacle;
   // That of one whose `lanfab confirm` was killed at its end.
   if (!stop_revert_timer()) return std::string("lanfab: ") + kRevertTimer + " cannot be stopped";
   std::optional<std::string> trouble;
-  if (!write_trial_file(content, installed) || !write_state(state)) {
-    trouble = with_errno(kStateDirectory);
+  if (!stage_trial(content, installed.path) || !write_state(state)) {
+    trouble = with_errno(kTrialDirectory);
   } else if (!start_revert_timer(state.ends - state.began)) {
     trouble = "lanfab: the timer that takes the trial back cannot be started";
-  } else if (!activate_trial(installed)) {
-    trouble = with_errno(installed);
+  } else if (!activate_trial()) {
+    trouble = with_errno(kTrialConfiguration);
   }
   if (!trouble) return std::nullopt;
   // What fails here, the timer tries again.
-  if (!deactivate_trial(installed)) return *trouble + "; " + with_errno(installed);
+  if (!deactivate_trial()) return *trouble + "; " + with_errno(kTrialConfiguration);
   if (const auto error = remove_trial()) *trouble += "; " + *error;
   return trouble;
 }
 
-static int roll_back_trial(const std::string& installed) {
-  const int status = end_trial(installed);
+static int roll_back_trial() {
+  const int status = end_trial();
   return status == 0 ? 1 : status;
 }
 
-// The trial has ended without this process: by another terminal or by the timer.
-static int tell_end(const std::string& installed, const std::string& content) {
+namespace {
+
+// What has become of a trial, which another terminal or the timer may have ended.
+enum class Fate { kActive, kConfirmed, kBeingRolledBack, kRolledBack };
+
+// The trial of this process.
+struct OwnTrial {
+  TrialState state;
+  std::string content;
+  InstalledFile installed;
+};
+
+}  // namespace
+
+static bool is_state_of(const OwnTrial& trial) {
+  const auto state = read_state();
+  return state && state->id == trial.state.id;
+}
+
+static Fate find_fate(const OwnTrial& trial) {
+  if (is_state_of(trial) && is_trial_active()) return Fate::kActive;
+  // A confirmation that is under way ends first.
+  const ExclusiveLock lock(kTrialDirectory);
+  if (is_state_of(trial)) return is_trial_active() ? Fate::kActive : Fate::kBeingRolledBack;
   File file;
-  const bool is_kept = read_file(installed, file) && file.content == content;
-  std::printf("\n%s\n", is_kept ? "Kept by another lanfab confirm." : "The old configuration is back.");
-  return is_kept ? 0 : 1;
+  const bool is_installed = read_file(trial.installed.entry, file) && file.content == trial.content;
+  return is_installed ? Fate::kConfirmed : Fate::kRolledBack;
+}
+
+// Reports the end of a trial that this process has not ended. Returns the exit status.
+static int report_end(Fate fate) {
+  if (fate == Fate::kBeingRolledBack) return roll_back_trial();
+  if (fate == Fate::kConfirmed) {
+    std::printf("Kept by another lanfab confirm.\n");
+    return 0;
+  }
+  const auto other = read_state();
+  if (other) {
+    std::printf("The trial was rolled back, and another one has begun: %s\n", describe(*other).c_str());
+  } else {
+    std::printf("The old configuration is back.\n");
+  }
+  return 1;
 }
 
 // Waits a second at most. Whether Enter was pressed; `is_open` tells whether the terminal is still there.
@@ -109,22 +147,20 @@ static bool is_enter_pressed(bool& is_open) {
   return is_open;
 }
 
-static int count_down(const TrialState& state, const std::string& installed, const std::string& content) {
+static int count_down(const OwnTrial& trial) {
   // What was typed before the new network was there says nothing about it.
   tcflush(STDIN_FILENO, TCIFLUSH);
-  const std::string lanfab = own_program();
   for (bool is_open = true; is_open;) {
-    if (!read_state()) return tell_end(installed, content);
-    const std::int64_t left = state.ends - monotonic_seconds();
-    if (is_interrupted != 0 || left <= 0) {
+    const Fate fate = find_fate(trial);
+    const std::int64_t left = trial.state.ends - monotonic_seconds();
+    if (fate != Fate::kActive || is_interrupted != 0 || left <= 0) {
       std::printf("\n");
-      return roll_back_trial(installed);
+      return fate == Fate::kActive ? roll_back_trial() : report_end(fate);
     }
     std::printf("\rEnter keeps it, Ctrl-C goes back at once; it ends in %lld s. ",
                 static_cast<long long>(left));
     std::fflush(stdout);
-    // A process of its own: it leaves the common view of the file system.
-    if (is_enter_pressed(is_open) && succeeds({"lanfab", "confirm"}, lanfab)) return 0;
+    if (is_enter_pressed(is_open) && confirm({trial.state.id}) == 0) return 0;
   }
   return 0;
 }
@@ -145,13 +181,25 @@ static bool examine_first(const Source& source, bool force) {
   return true;
 }
 
-// Nothing of this process has to survive: the trial's file lies below /run, bound over the installed one, and
-// a timer of systemd takes it back. These are the steps; killed after any of them, the old network is
-// untouched or the timer runs.
+// Finds the installed configuration, which the trial may end with, and whether it could be replaced. Returns
+// nothing, or why there can be no trial.
+static std::optional<std::string> find_trial_ground(InstalledFile& installed) {
+  const bool is_missing = access(kInstalledConfiguration, F_OK) != 0 && errno == ENOENT;
+  if (const auto trouble = find_installed(installed))
+    return *trouble + (is_missing ? ": there is no configuration to go back to" : "");
+  if (auto trouble = why_not_replaceable(installed)) return trouble;
+  std::string trouble;
+  if (complete_installation(installed, trouble) != Installation::kFailed) return std::nullopt;
+  return trouble;
+}
+
+// Nothing of this process has to survive: while the trial's file is in /run/lanfab, it is the active
+// configuration, and a timer of systemd removes it. These are the steps; killed after any of them, the old
+// network is untouched or the timer runs.
 //
 //   1. The trial's file and its state are written: nothing reads them yet.
 //   2. The timer starts: it finds nothing to take back but files.
-//   3. The file is put over the installed one: runs of cmd_lanfab see it from now on.
+//   3. The file is renamed: runs of cmd_lanfab read it from now on.
 //   4. A service of systemd applies it: a failure starts what the timer would start.
 //
 // On a terminal it then counts down and takes Enter to confirm or Ctrl-C to revert; elsewhere it returns.
@@ -164,25 +212,31 @@ static int try_on_gateway(const TryOptions& options) {
   const auto program = find_program();
   if (!program) return fail("lanfab: cmd_lanfab is not installed");
   if (const auto trouble = enter_system()) return fail(*trouble);
-  const auto installed = installed_path();
-  if (!installed) {
-    return fail(with_errno(kInstalledConfiguration) + ": there is no configuration to go back to");
-  }
+  OwnTrial trial;
+  trial.content = source.text;
+  if (const auto trouble = find_trial_ground(trial.installed)) return fail(*trouble);
   std::signal(SIGINT, note_interrupt);
   const std::int64_t now = monotonic_seconds();
-  const TrialState state = {caller(), source.name, now, now + options.seconds};
-  if (const auto trouble = begin(source.text, *installed, state)) return fail(*trouble);
+  trial.state = {caller(),
+                 source.name,
+                 now,
+                 now + options.seconds,
+                 new_trial_id(),
+                 trial.installed.path,
+                 trial.installed.entry};
+  if (const auto trouble = begin(trial.content, trial.installed, trial.state)) return fail(*trouble);
   std::printf("Applying %s; unless it is kept, it ends in %lld s ...\n", printable(source.name).c_str(),
               static_cast<long long>(options.seconds));
   std::fflush(stdout);
   const bool is_applied = is_interrupted == 0 && apply_in_service(*program, OnFailure::kRevert);
-  if (is_interrupted != 0) return roll_back_trial(*installed);
-  if (!is_applied) {
-    std::fprintf(stderr, "lanfab: its APPLY has failed: journalctl --unit=%s\n", kApplyUnit);
-    return roll_back_trial(*installed);
-  }
-  if (is_interactive()) return count_down(state, *installed, source.text);
-  tell_what_to_type(state);
+  if (!is_applied && is_interrupted == 0)
+    std::fprintf(stderr, "lanfab: its APPLY has failed or was stopped: journalctl --unit=%s\n", kApplyUnit);
+  // It may have ended meanwhile: the APPLY may wait long for another run.
+  const Fate fate = find_fate(trial);
+  if (fate != Fate::kActive) return report_end(fate);
+  if (!is_applied || is_interrupted != 0) return roll_back_trial();
+  if (is_interactive()) return count_down(trial);
+  tell_what_to_type(trial.state);
   return 0;
 }
 

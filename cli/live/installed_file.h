@@ -1,39 +1,35 @@
 #pragma once
 
-// The installed configuration, what lies over it during a trial, and how it is replaced.
+// The installed configuration, and how it is replaced.
 
 #include <optional>
 #include <string>
 
-inline constexpr char kInstalledConfiguration[] = "/etc/lanfab/network.json";
+#include "libcmd/configuration_file.h"
 
 // What is put in its place leaves it beside it, under this name.
 inline constexpr char kPreviousSuffix[] = ".previous";
 
-// Where the file really is: links are followed. Nothing, with errno set, when it is missing.
-std::optional<std::string> installed_path();
+struct InstalledFile {
+  std::string path;  // links are followed
+  // Where a rename replaces the file: `path`, unless the file is mounted there by itself, from a data
+  // partition, for example. The new one is mounted over `path` then.
+  std::string entry;
+};
 
-// Whether the trial's file lies over `installed`.
-bool is_trial_active(const std::string& installed);
+// Finds the installed configuration. Returns nothing, or why it cannot be found or replaced there.
+std::optional<std::string> find_installed(InstalledFile& installed);
 
-// Puts the trial's file over `installed`, where nobody can write to it. False, with errno set, when it
-// cannot.
-bool activate_trial(const std::string& installed);
-
-// Takes it away again, also from a run that reads it.
-bool deactivate_trial(const std::string& installed);
-
-// Leaves the common view of the file system for one of this process alone, in which `installed` is the file
-// on the disk. False, with errno set, when it cannot.
-bool enter_view_without_trial(const std::string& installed);
+// Why the file at `installed` could not be replaced, and what to do about it. Nothing if it can.
+std::optional<std::string> why_not_replaceable(const InstalledFile& installed);
 
 enum class Installation { kFailed, kPlaced, kDurable };
 
 // Puts `content` in the place of `installed`, which keeps its owner and mode; what was there becomes the
-// previous one. At every moment, power lost included, `installed` is either whole. Placed, not durable: every
-// run sees it, but the disk has not confirmed it. `trouble` says what failed.
-//
-// During a trial this is called in the view of enter_view_without_trial. The kernel then takes the trial's
-// file away for everyone in the very rename that puts the same text in its place: no run sees the former one
-// in between, unless it opens the file in the microsecond that the kernel needs.
-Installation install(const std::string& content, const std::string& installed, std::string& trouble);
+// previous one. At every moment, power lost included, `installed` is either whole. A failure leaves both as
+// they were. Placed, not durable: every run sees it, but the disk has not confirmed it. `trouble` says what
+// failed.
+Installation install(const std::string& content, const InstalledFile& installed, std::string& trouble);
+
+// Completes what an `install` that was killed has left: makes the file visible at its path, and durable.
+Installation complete_installation(const InstalledFile& installed, std::string& trouble);

@@ -9,8 +9,13 @@
 
 #include "cli/base/file.h"
 #include "cli/base/terminal.h"
+#include "libcmd/configuration_file.h"
 
 constexpr char kSystemMounts[] = "/proc/1/ns/mnt";
+
+// Whoever may read the installed configuration may read that on trial. Nobody else can open the directory,
+// which is what lanfab locks.
+constexpr mode_t kMode = 0711;
 
 static std::string failure(const char* what) {
   return with_errno(std::string("lanfab: ") + what);
@@ -27,11 +32,21 @@ static std::optional<std::string> join_system_mounts() {
   return std::nullopt;
 }
 
-std::optional<std::string> enter_system() {
+static std::optional<std::string> prepare(bool is_service) {
   if (geteuid() != 0) return "lanfab: the network is root's: run this as root";
-  if (auto trouble = join_system_mounts()) return trouble;
+  if (!is_service) {
+    if (auto trouble = join_system_mounts()) return trouble;
+  }
   if (access("/run/systemd/system", F_OK) != 0) return "lanfab: systemd does not run on this machine";
-  if ((mkdir(kStateDirectory, 0700) != 0 && errno != EEXIST) || chmod(kStateDirectory, 0700) != 0)
-    return failure(kStateDirectory);
+  if ((mkdir(kTrialDirectory, kMode) != 0 && errno != EEXIST) || chmod(kTrialDirectory, kMode) != 0)
+    return failure(kTrialDirectory);
   return std::nullopt;
+}
+
+std::optional<std::string> enter_system() {
+  return prepare(false);
+}
+
+std::optional<std::string> enter_system_as_service() {
+  return prepare(true);
 }

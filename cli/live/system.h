@@ -5,9 +5,9 @@
 #include <optional>
 #include <string>
 
-// Below /run: a reboot ends every trial.
-inline constexpr char kStateDirectory[] = "/run/lanfab";
-
-// Makes the state directory and steps into the file system that the services see: a mount made in a session
-// of its own would not reach them. Returns nothing, or why this process cannot change the gateway.
+// Makes the directory of trials and joins the mount namespace of the system: /run and /etc of a session may
+// be its own. Returns nothing, or why this process cannot change the gateway.
 std::optional<std::string> enter_system();
+
+// The same for a service of systemd, whose /run is the system's. It has no right to join a namespace.
+std::optional<std::string> enter_system_as_service();

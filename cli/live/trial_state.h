@@ -1,20 +1,48 @@
 #pragma once
 
-// The trial under way, as its `lanfab try` has noted it for every other one.
+// The trial under way: its configuration, and its state, which `lanfab try` writes for all other commands.
 
 #include <cstdint>
 #include <optional>
 #include <string>
 
-// The configuration on trial. While it is active it is also what the installed file's path leads to.
-inline constexpr char kTrialFile[] = "/run/lanfab/network.json";
+#include "libcmd/configuration_file.h"
 
 struct TrialState {
   std::string who;         // such as "anna from 192.0.2.7"
   std::string file;        // where the configuration came from
   std::int64_t began = 0;  // seconds of the clock that nobody sets
   std::int64_t ends = 0;   // likewise
+  std::string id = {};     // no other trial has it
+  std::string path = {};   // as in InstalledFile
+  std::string entry = {};  // likewise
 };
+
+std::string new_trial_id();
+
+// Whether a configuration is on trial. Runs of cmd_lanfab read it then instead of the installed one.
+bool is_trial_active();
+
+// The file that a run would read now: that on trial, or the installed one.
+std::string active_configuration();
+
+// Writes the configuration of a trial, with the owner and mode of the installed file, and keeps a copy of the
+// installed one beside it. Nothing reads it before activate_trial. False, with errno set, on failure.
+bool stage_trial(const std::string& content, const std::string& installed);
+
+// Makes the staged configuration the active one. False, with errno set, on failure: a rollback has removed
+// it, for example.
+bool activate_trial();
+
+// Removes the configuration on trial, staged or active. False, with errno set, when it stays.
+bool deactivate_trial();
+
+// Whether the installed file, which has this content, is not what it was when the trial began.
+bool is_installed_changed(const std::string& content);
+
+// Whether the configuration on trial has been installed, by a `lanfab confirm` that was killed before its
+// end.
+bool is_trial_installed(const TrialState& state);
 
 std::int64_t monotonic_seconds();
 
@@ -28,10 +56,13 @@ std::optional<TrialState> read_state();
 bool write_state(const TrialState& state);
 
 // Removes the state and the timer of a trial that is over. Returns nothing, or an error message about what is
-// left of it.
+// left of the trial.
 std::optional<std::string> remove_trial();
 
-// Removes the state and the trial's file. False, with errno set, when one of them stays.
+// Removes the state, after which there is no trial to confirm or to roll back, but not the configuration.
+bool forget_trial();
+
+// Removes the state and the files of a trial. False, with errno set, when one of them stays.
 bool remove_state();
 
 // "anna from 192.0.2.7 tries new.json since 40 s, for 80 s more".

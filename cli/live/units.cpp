@@ -1,16 +1,37 @@
 #include "cli/live/units.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "cli/base/subprocess.h"
 
 // In seconds. A run that waits for the lock of a killed one would wait for ever.
 constexpr char kApplyLimit[] = "170";
 constexpr char kStopLimit[] = "--property=TimeoutStopSec=10";
 constexpr std::int64_t kNever = 86400;
+// Of such a service an apply that somebody stops has failed; of others it would have succeeded.
+constexpr char kOneshot[] = "--property=Type=oneshot";
 
-bool is_running(const char* unit) {
+constexpr const char* kRunningStates[] = {"active",       "reloading",   "activating",
+                                          "deactivating", "maintenance", "refreshing"};
+
+std::optional<std::string> query_unit(const char* unit, bool& is_running) {
+  is_running = true;
   std::string state;
-  if (capture({"systemctl", "show", "--property=ActiveState", "--value", unit}, state)) return true;
-  return state != "inactive\n" && state != "failed\n";
+  if (auto error = capture({"systemctl", "show", "--property=ActiveState", "--value", unit}, state))
+    return "lanfab: " + *error;
+  // Any other word would be taken for a trial: `systemctl` may be another program than systemd's.
+  const auto is = [&state](const char* name) { return state == std::string(name) + "\n"; };
+  is_running = !is("inactive") && !is("failed");
+  if (!is_running || std::any_of(std::begin(kRunningStates), std::end(kRunningStates), is))
+    return std::nullopt;
+  return std::string("lanfab: 'systemctl show ") + unit + "' does not print the state of the unit";
+}
+
+static bool may_run(const char* unit) {
+  bool is_running = false;
+  query_unit(unit, is_running);
+  return is_running;
 }
 
 // The units go when they have ended, however they ended: their names are free for the next trial, and the
@@ -18,21 +39,21 @@ bool is_running(const char* unit) {
 bool start_revert_timer(std::int64_t seconds) {
   const std::string when = "--on-active=" + std::to_string(seconds) + "s";
   const std::string program = own_program();
-  return !program.empty() && succeeds({"systemd-run", "--quiet", "--collect", "--unit=lanfab-revert",
-                                       "--description=Way back from a network configuration on trial", when,
-                                       "--timer-property=AccuracySec=1s", "--property=Type=oneshot",
-                                       "--property=Restart=on-abnormal", "--property=RestartSec=5", program,
-                                       "revert", "--timer"});
+  return !program.empty() &&
+         succeeds({"systemd-run", "--quiet", "--collect", "--unit=lanfab-revert",
+                   "--description=Way back from a network configuration on trial", when,
+                   "--timer-property=AccuracySec=1s", kOneshot, "--property=Restart=on-abnormal",
+                   "--property=RestartSec=5", program, "revert", "--timer"});
 }
 
 bool stop_revert_timer() {
-  return !is_running(kRevertTimer) || succeeds({"systemctl", "stop", kRevertTimer});
+  return !may_run(kRevertTimer) || succeeds({"systemctl", "stop", kRevertTimer});
 }
 
 bool roll_back_now() {
   // Without its timer, which somebody has stopped, the service is unknown. One that never comes makes it
   // known.
-  if (!is_running(kRevertTimer) && !is_running(kRevertUnit) && !start_revert_timer(kNever)) return false;
+  if (!may_run(kRevertTimer) && !may_run(kRevertUnit) && !start_revert_timer(kNever)) return false;
   return succeeds({"systemctl", "start", kRevertUnit});
 }
 
@@ -40,12 +61,12 @@ bool apply_in_service(const std::string& program, OnFailure on_failure) {
   const char* property = on_failure == OnFailure::kRevert ? "--property=OnFailure=lanfab-revert.service"
                                                           : "--property=OnFailure=";
   return succeeds({"systemd-run", "--quiet", "--collect", "--wait", "--unit=lanfab-apply",
-                   "--description=Apply of a network configuration", property, kStopLimit, "timeout",
-                   kApplyLimit, program, "apply"});
+                   "--description=Apply of a network configuration", property, kOneshot, kStopLimit,
+                   "timeout", kApplyLimit, program, "apply"});
 }
 
 void stop_apply() {
-  if (is_running(kApplyUnit)) succeeds({"systemctl", "stop", kApplyUnit});
+  if (may_run(kApplyUnit)) succeeds({"systemctl", "stop", kApplyUnit});
 }
 
 bool apply_here(const std::string& program) {

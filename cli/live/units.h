@@ -3,6 +3,7 @@
 // What systemd does for a trial, so that no process of a session has to live for it.
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 // Runs `cmd_lanfab apply`.
@@ -11,8 +12,9 @@ inline constexpr char kApplyUnit[] = "lanfab-apply.service";
 inline constexpr char kRevertUnit[] = "lanfab-revert.service";
 inline constexpr char kRevertTimer[] = "lanfab-revert.timer";
 
-// Whether the unit is active or on its way to or from there. True when systemd does not tell.
-bool is_running(const char* unit);
+// Sets whether the unit is active or on its way to or from there. Returns nothing, or why that is not known:
+// `is_running` is true then.
+std::optional<std::string> query_unit(const char* unit, bool& is_running);
 
 // Starts the timer that takes the trial back after so many seconds, whatever the clock of the machine says.
 bool start_revert_timer(std::int64_t seconds);

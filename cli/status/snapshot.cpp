@@ -2,7 +2,6 @@
 
 #include "cli/config_file/source.h"
 #include "cli/dry_run/initial_state.h"
-#include "cli/live/installed_file.h"
 #include "cli/live/trial_state.h"
 #include "config/network_context.h"
 #include "dnsmasq/dnsmasq_conf.h"
@@ -28,7 +27,7 @@ static bool read_wanted(Snapshot& snapshot) {
 // link is down. False without a configuration that can be read.
 static bool forbids_forwarding() {
   Source source;
-  if (load_source(kInstalledConfiguration, source)) return false;
+  if (load_source(active_configuration(), source)) return false;
   const NetworkContext context(source.root);
   return !is_router(&context) && !context.passthrough_enabled;
 }

@@ -18,7 +18,7 @@
 struct Snapshot {
   Facts wanted;                     // by the files that the last run left
   bool wants_dnsmasq = false;       // there is a configuration for it
-  bool forbids_forwarding = false;  // the installed configuration neither routes nor passes through
+  bool forbids_forwarding = false;  // the active configuration neither routes nor passes through
   Kernel kernel;
   std::map<std::string, Service> services;
   std::map<std::string, std::string> setup;  // of each link, systemd-networkd's word

@@ -39,7 +39,7 @@ _lanfab() {
         'schema -'*) words='-h --help' ;;
         'try -'*) words='--timeout --force -h --help' ;;
         'try '*) compopt -o default ;;
-        'confirm -'*) words='-h --help' ;;
+        'confirm -'*) words='--force -h --help' ;;
         'revert -'*) words='--yes -h --help' ;;
         'status -'*) words='--watch --format -v -h --help' ;;
         ' -'*) words='-h --help --version' ;;

@@ -41,6 +41,7 @@ complete -c lanfab -n '__lanfab_is diff' -F
 complete -c lanfab -n '__lanfab_is try' -l timeout -x -d 'seconds after which the old one comes back'
 complete -c lanfab -n '__lanfab_is try' -l force -d 'try it even with errors that lanfab check finds'
 complete -c lanfab -n '__lanfab_is try' -F
+complete -c lanfab -n '__lanfab_is confirm' -l force -d 'replace an installed file that has changed since the trial began'
 complete -c lanfab -n '__lanfab_is revert' -l yes -d 'do not ask'
 complete -c lanfab -n '__lanfab_is status' -l watch -d 'keep it up to date'
 complete -c lanfab -n '__lanfab_is status' -l format -x -a "text json" -d 'text or json'

@@ -1,29 +1,35 @@
 """Every call of `lanfab confirm` or `lanfab try` fails once, and every one is once the last.
 
 After `confirm` the installed file is the old configuration or the new one, whole, as a run sees it and as the
-next boot finds it. After `try` the old one is active, or the timer runs that restores it.
+next boot finds it; what goes on can be confirmed, and the timer leaves active what the next boot finds. After
+`try` the old one is active, or the timer runs that restores it.
 """
 
 import errno
+import json
 import os
 import pathlib
+import shutil
 import signal
 import subprocess
 
 from faults import gateway, points, worker
-from lib.fake_systemd import (APPLIED, ENVIRONMENT, INSTALLED, PREVIOUS, STATE, TIMER, TRIAL, UNITS,
-                              end_trial, installed_on_disk, is_trial_active, lay_out)
+from lib.fake_systemd import (APPLIED, ENVIRONMENT, INSTALLED, INSTALLED_COPY, PREVIOUS, STATE, TIMER, TRIAL,
+                              UNITS, active, end_trial, is_trial_active, lay_out)
 
 NEW_FILE = pathlib.Path("/run/new.json")
-OLDER, OLD, NEW = ('{"is": "' + word * 3000 + '"}\n' for word in ("older", "old", "new"))
+# The installed file where it is mounted by itself, and what is below the mount.
+MOUNTED = pathlib.Path("/run/data/network.json")
+BELOW, OLDER, OLD, NEW = ('{"is": "' + word * 3000 + '"}\n' for word in ("below", "older", "old", "new"))
 
 
 def lay():
     """The old configuration is active."""
-    while end_trial():
+    while subprocess.run(["umount", INSTALLED], stderr=subprocess.DEVNULL, check=False).returncode == 0:
         pass
+    end_trial()
     APPLIED.write_text("", encoding="utf-8")
-    for directory in (INSTALLED.parent, TRIAL.parent, UNITS):
+    for directory in (INSTALLED.parent, UNITS):
         for path in directory.iterdir():
             path.unlink()
     INSTALLED.write_text(OLD, encoding="utf-8")
@@ -34,11 +40,27 @@ def lay():
 def lay_trial():
     """A trial under way."""
     lay()
-    for path, text in ((PREVIOUS, OLDER), (TRIAL, NEW), (TIMER, "")):
+    for path, text in ((PREVIOUS, OLDER), (TRIAL, NEW), (INSTALLED_COPY, OLD)):
         path.write_text(text, encoding="utf-8")
-    STATE.write_text('{"who": "anna", "file": "new.json", "began": 1, "ends": 2}', encoding="utf-8")
-    subprocess.run(["mount", "--bind", TRIAL, INSTALLED], check=True)
-    subprocess.run(["mount", "-o", "remount,bind,ro", INSTALLED], check=True)
+    state = {"who": "anna", "file": "new.json", "began": 1, "ends": 2, "id": "7", "path": str(INSTALLED),
+             "entry": str(INSTALLED)}
+    STATE.write_text(json.dumps(state), encoding="utf-8")
+    TIMER.write_text("", encoding="utf-8")
+
+
+def lay_mounted_trial():
+    """A trial under way where the installed file is mounted from a data partition."""
+    lay_trial()
+    MOUNTED.parent.mkdir(exist_ok=True)
+    for path in MOUNTED.parent.iterdir():
+        path.unlink()
+    for path in INSTALLED, PREVIOUS:
+        shutil.copy(path, MOUNTED.parent)
+    PREVIOUS.unlink()
+    INSTALLED.write_text(BELOW, encoding="utf-8")
+    subprocess.run(["mount", "--bind", MOUNTED, INSTALLED], check=True)
+    STATE.write_text(STATE.read_text(encoding="utf-8").replace(f'"entry": "{INSTALLED}"',
+                                                               f'"entry": "{MOUNTED}"'), encoding="utf-8")
 
 
 class Confirm:
@@ -46,10 +68,13 @@ class Confirm:
 
     words = ("confirm",)
     lay = staticmethod(lay_trial)
+    # Where the next boot finds the installed file.
+    entry = INSTALLED
 
     def __init__(self, directory):
         self.tracer = directory / "fault_tracer"
-        self.command = (directory / "cli" / "lanfab", *self.words)
+        self.lanfab = directory / "cli" / "lanfab"
+        self.command = (self.lanfab, *self.words)
 
     def run(self, *disturbance):
         """Returns the status, which is negative after a signal, what was said, and the report."""
@@ -75,23 +100,66 @@ class Confirm:
         if not any(line.startswith("disturbed\t") for line in report):
             yield "nothing was disturbed"
         yield from self.violations(status, said)
-        # What goes on can be confirmed, whatever the disturbed run has left.
-        if is_trial_active():
+        yield from self.violations_of_end(job)
+
+    def violations_of_end(self, job):
+        """A trial that goes on can be confirmed, or is ended by its timer."""
+        if STATE.exists() and is_trial_active() and job.how != "signal":
             following = Confirm(self.tracer.parent)
+            following.entry = self.entry
             status, said, _ = following.run()
             for violation in following.violations(status, said):
                 yield f"the next one: {violation}"
             if status != 0:
                 yield f"the next one: status {status}: {said}"
+        elif TIMER.exists():
+            kept, is_state_left = self.entry.read_text(), STATE.exists()
+            command = [self.lanfab, "revert", "--timer"]
+            if subprocess.run(command, env=ENVIRONMENT, check=False, capture_output=True).returncode != 0:
+                yield "the timer fails"
+            if active() != kept or self.entry.read_text() != kept:
+                yield "what the timer leaves active is not what the next boot finds"
+            # Without a state there is nothing left to do.
+            if STATE.exists() or (is_state_left and TIMER.exists()):
+                yield "the timer does not end the trial"
 
     @staticmethod
     def first(_):
         """Returns the place in the list of the first call that is disturbed."""
         return 0
 
-    @staticmethod
-    def violations(status, said):
-        return violations_of_confirm(status, said)
+    def violations(self, status, said):
+        kept, previous = self.entry.read_text(), pathlib.Path(f"{self.entry}.previous").read_text()
+        is_left = is_trial_active() or STATE.exists() or TIMER.exists()
+        if active() != NEW:
+            yield "a run does not see the new configuration"
+        if kept not in (OLD, NEW):
+            yield "the next boot finds neither"
+        if previous not in (OLDER, OLD) or (kept == NEW and previous != OLD):
+            yield "the previous one is lost"
+        if status > 0 and kept == OLD and previous != OLDER:
+            yield "a failure has changed the previous one"
+        if kept == OLD and not (is_trial_active() and TIMER.exists() and STATE.exists()):
+            yield "the old one is installed, but the trial does not go on"
+        if is_trial_active() and not TIMER.exists():
+            yield "the trial is active, but nothing ends it"
+        if kept == NEW and self.entry.stat().st_mode & 0o777 != 0o640:
+            yield "the installed file has another mode"
+        if status == 0 and (is_left or not INSTALLED.samefile(self.entry)):
+            yield "success, but the trial has not ended"
+        if status == 0 and kept != NEW:
+            yield "success, but the next boot finds the old one"
+        if status > 0 and not said:
+            yield "a failure that is not explained"
+        if status >= 0 and kept == NEW and len(os.listdir(self.entry.parent)) != 2:
+            yield f"left behind: {os.listdir(self.entry.parent)}"
+
+
+class ConfirmMounted(Confirm):
+    """The same where the installed file is mounted by itself."""
+
+    lay = staticmethod(lay_mounted_trial)
+    entry = MOUNTED
 
 
 class Try(Confirm):
@@ -105,57 +173,33 @@ class Try(Confirm):
         """Before, nothing of the gateway is touched: there is only what `lanfab diff` does, too."""
         return next(place for place, call in enumerate(calls) if call.object == str(TRIAL.parent))
 
-    @staticmethod
-    def violations(status, said):
-        is_bound = is_trial_active()
-        if is_bound and not (TIMER.exists() and STATE.exists()):
+    def violations(self, status, said):
+        if is_trial_active() and not (TIMER.exists() and STATE.exists()):
             yield "the new configuration is active without a rollback"
         applied = APPLIED.read_text(encoding="utf-8")
-        if applied.endswith(NEW) and not is_bound:
+        if applied.endswith(NEW) and not is_trial_active():
             yield "applied, but the old configuration is active"
-        if installed_on_disk() != OLD:
+        if INSTALLED.read_text() != OLD:
             yield "the next boot does not find the old configuration"
-        if status > 0 and not is_bound and STATE.exists():
+        if status > 0 and not is_trial_active() and STATE.exists():
             yield "there is no trial, but its state"
-        if status == 0 and not (is_bound and applied == NEW):
+        if status == 0 and not (is_trial_active() and applied == NEW):
             yield "success without a trial"
         if status > 0 and not said:
             yield "a failure that is not explained"
 
 
-def violations_of_confirm(status, said):
-    seen, kept, previous = INSTALLED.read_text(), installed_on_disk(), PREVIOUS.read_text()
-    is_bound = is_trial_active()
-    if seen != NEW:
-        yield "a run does not see the new configuration"
-    if kept not in (OLD, NEW):
-        yield "the next boot finds neither"
-    if previous not in (OLDER, OLD) or (kept == NEW and previous != OLD):
-        yield "the previous one is lost"
-    if kept == OLD and not (is_bound and TIMER.exists() and STATE.exists()):
-        yield "the old one is installed, but the trial does not go on"
-    if kept == NEW and is_bound:
-        yield "the new one is installed, but the trial goes on"
-    if kept == NEW and INSTALLED.stat().st_mode & 0o777 != 0o640:
-        yield "the installed file has another mode"
-    if status == 0 and kept != NEW:
-        yield "success, but the next boot finds the old one"
-    if status == 0 and (STATE.exists() or TIMER.exists()):
-        yield "success, but the trial has not ended"
-    if status > 0 and not said:
-        yield "a failure that is not explained"
-    if status >= 0 and kept == NEW and len(os.listdir(INSTALLED.parent)) != 2:
-        yield f"left behind: {os.listdir(INSTALLED.parent)}"
-
-
 def play(arguments):
     """Yields what does not hold."""
     lay_out()
-    runs = {"confirm": Confirm, "try": Try}[arguments.kind](pathlib.Path(arguments.program).parent)
-    jobs = [job for job in runs.jobs() if worker.matches(job, arguments)]
-    if not jobs:
+    number = 0
+    for kind in {"confirm": (Confirm, ConfirmMounted), "try": (Try,)}[arguments.kind]:
+        runs = kind(pathlib.Path(arguments.program).parent)
+        jobs = [job for job in runs.jobs() if worker.matches(job, arguments)]
+        number += len(jobs)
+        for job in jobs:
+            for violation in runs.play(job):
+                yield f"{kind.__name__}: {worker.describe(job)}: {violation}"
+    if number == 0:
         raise SystemExit(worker.NO_SUCH_CALL)
-    for job in jobs:
-        for violation in runs.play(job):
-            yield f"{worker.describe(job)}: {violation}"
-    print(f"{len(jobs)} runs of lanfab {arguments.kind} disturbed")
+    print(f"{number} runs of lanfab {arguments.kind} disturbed")

@@ -5,6 +5,7 @@ and an apply only writes down which configuration it finds.
 
 import os
 import pathlib
+import shutil
 import subprocess
 
 from .sandbox import put_first
@@ -12,6 +13,10 @@ from .sandbox import put_first
 INSTALLED = pathlib.Path("/etc/lanfab/network.json")
 PREVIOUS = pathlib.Path("/etc/lanfab/network.json.previous")
 TRIAL = pathlib.Path("/run/lanfab/network.json")
+# Before the trial is active.
+STAGED = pathlib.Path("/run/lanfab/network.json.new")
+# What was installed when it began.
+INSTALLED_COPY = pathlib.Path("/run/lanfab/network.json.installed")
 STATE = pathlib.Path("/run/lanfab/trial.json")
 # What there is where systemd has booted the machine.
 BOOTED = pathlib.Path("/run/systemd/system")
@@ -48,7 +53,9 @@ status=$?
 rm -f $unit.service
 exit $status
 """,
-    "timeout": f"cat {INSTALLED} >>{APPLIED}\n",
+    "timeout": f"""
+if [ -e {TRIAL} ]; then cat {TRIAL}; else cat {INSTALLED}; fi >>{APPLIED}
+""",
     "wall": "",
 }
 
@@ -70,16 +77,15 @@ def lay_out():
 
 
 def end_trial():
-    """Ends a trial as a loss of power would; returns whether one was active."""
-    return subprocess.run(["umount", INSTALLED], stderr=subprocess.DEVNULL, check=False).returncode == 0
+    """Ends a trial as a loss of power would."""
+    shutil.rmtree(TRIAL.parent, ignore_errors=True)
+    TRIAL.parent.mkdir()
 
 
 def is_trial_active():
-    return TRIAL.exists() and INSTALLED.samefile(TRIAL)
+    return TRIAL.exists()
 
 
-def installed_on_disk():
-    """Returns the installed file as the next boot finds it."""
-    read = f"umount {INSTALLED} 2>/dev/null; cat {INSTALLED}"
-    command = ["unshare", "--mount", "sh", "-c", read]
-    return subprocess.run(command, capture_output=True, text=True, check=True).stdout
+def active():
+    """Returns the configuration that a run would read."""
+    return (TRIAL if is_trial_active() else INSTALLED).read_text(encoding="utf-8")

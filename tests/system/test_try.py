@@ -71,7 +71,7 @@ class Trial(unittest.TestCase):
         # Neither at once, nor never.
         gateway.run("date", "--set=+2 days")
         self.assertTrue(gateway.exists(trial.STATE))
-        self.assertEqual(trials.installed(), trial.CUT_OFF)
+        self.assertEqual(trials.active(), trial.CUT_OFF)
         gateway.run("date", "--set=-4 days")
         self.assertTrue(terminal.wait_for("The old configuration is in force."))
         self.assertEqual(terminal.end(), 1)
@@ -130,7 +130,7 @@ class Trial(unittest.TestCase):
             self.assertEqual(gateway.run("stat", "--format=%a %u:%g", file).stdout, "640 0:42\n")
         self.assertEqual(sorted(os.listdir("/etc/lanfab")), ["network.json", "network.json.previous"])
 
-    def test_every_run_sees_it_and_nobody_writes_to_it(self):
+    def test_every_run_sees_it_and_what_is_installed_meanwhile_is_not_lost(self):
         unit = UNIT.read_text(encoding="utf-8").replace("@LANFAB_PROGRAM@", "cmd_lanfab")
         gateway.write("/etc/systemd/system/lanfab.service", unit)
         gateway.run("systemctl", "daemon-reload")
@@ -150,8 +150,48 @@ class Trial(unittest.TestCase):
                 gateway.run("rm", file)
                 gateway.run(*command.split())
                 self.assertIn(mark, gateway.read(file))
-        written = gateway.run("sh", "-c", f"echo x >{guest.CONFIGURATION}", check=False)
-        self.assertIn("Read-only file system", written.stderr)
+        installed = trial.one_port("192.168.8.1")
+        gateway.write(guest.CONFIGURATION, json.dumps(installed))
+        refused = trials.lanfab("confirm")
+        self.assertEqual(refused.returncode, 1)
+        self.assertIn("has changed since the trial began", refused.stderr)
+        self.assertEqual(trials.lanfab("confirm", "--force").returncode, 0)
+        self.assertEqual(json.loads(gateway.read(trial.PREVIOUS)), installed)
+
+    def test_file_that_is_mounted_by_itself_is_replaced_where_the_services_see_it(self):
+        gateway.run("mkdir", "-p", "/root/data")
+        gateway.run("cp", guest.CONFIGURATION, "/root/data/network.json")
+        gateway.run("mount", "--bind", "/root/data/network.json", guest.CONFIGURATION)
+        self.addCleanup(gateway.run, "umount", guest.CONFIGURATION)
+        self.assertEqual(trials.try_new().returncode, 0)
+        confirmed = gateway.run("unshare", "--mount", "lanfab", "confirm", check=False)
+        self.assertEqual(confirmed.returncode, 0, confirmed.stderr)
+        self.assertEqual(json.loads(gateway.read("/root/data/network.json")), trial.CUT_OFF)
+        self.assertEqual(trials.installed(), trial.CUT_OFF)
+        self.assertEqual(trials.lanfab("revert", "--yes").returncode, 0)
+        self.assertEqual(trials.installed(), trial.OLD)
+        self.assertTrue(gateway.reaches(trial.OLD_ADDRESS, namespace="lan0"))
+
+    def test_apply_that_is_stopped_is_not_reported_as_applied(self):
+        gateway.run("touch", "/run/LANFAB_LOCKED")
+        terminal = Terminal("try", trial.NEW)
+        self.assertTrue(trials.wait_for_apply())
+        gateway.run("systemctl", "stop", "lanfab-apply")
+        self.assertTrue(terminal.wait_for("The old configuration is in force."))
+        self.assertIn("has failed or was stopped", terminal.text)
+        self.assertEqual(terminal.end(), 1)
+        self.assertTrue(trials.is_old_network_back())
+
+    def test_rollback_while_the_apply_waits_for_the_lock_is_reported(self):
+        for command in ("systemctl", "start", "lanfab-revert"), ("lanfab", "revert"):
+            gateway.run("touch", "/run/LANFAB_LOCKED")
+            terminal = Terminal("try", trial.NEW)
+            self.assertTrue(trials.wait_for_apply())
+            gateway.run(*command)
+            self.assertEqual(terminal.end(), 1)
+            self.assertTrue(terminal.wait_for("The old configuration is"))
+            self.assertNotIn("Enter keeps it", terminal.text)
+            self.assertTrue(trials.is_old_network_back())
 
     def test_two_at_once_are_one_and_the_second_hears_of_it(self):
         anna = f"SUDO_USER=anna SSH_CONNECTION='192.0.2.7 1 192.0.2.1 22' lanfab try {trial.NEW}"

@@ -31,14 +31,14 @@ class Boot1(unittest.TestCase):
         self.assertEqual(trials.lanfab("confirm").returncode, 0)
         self.assertEqual(try_out(trial.CUT_OFF).returncode, 0)
         self.assertTrue(trials.has_new_address())
-        self.assertEqual(trials.installed(), trial.CUT_OFF)
+        self.assertEqual(trials.active(), trial.CUT_OFF)
         self.assertTrue(trials.is_under_way())
 
 
 class Boot2(unittest.TestCase):
     def test_only_what_was_confirmed_is_in_force(self):
         self.assertFalse(trials.is_under_way())
-        self.assertEqual(trials.installed(), CONFIRMED)
+        self.assertEqual(trials.active(), CONFIRMED)
         self.assertEqual(json.loads(gateway.read(trial.PREVIOUS)), trial.OLD)
         self.assertEqual(sorted(os.listdir("/etc/lanfab")), ["network.json", "network.json.previous"])
         gateway.apply()

@@ -19,8 +19,8 @@ LINKS = "/root/links"
 # Without a step it is systemd-run.
 KILLING = """#!/bin/sh
 case "$STEP $*" in
-  "before the timer "*--unit=lanfab-revert*) kill -KILL 0 ;;
-  "after the timer "*--unit=lanfab-revert*) /usr/bin/systemd-run "$@" && kill -KILL 0 ;;
+  "before the timer "*--on-active*) kill -KILL 0 ;;
+  "after the timer "*--on-active*) /usr/bin/systemd-run "$@" && kill -KILL 0 ;;
   "before the apply "*--unit=lanfab-apply*) kill -KILL 0 ;;
   "during the apply "*--unit=lanfab-apply*)
     setsid /usr/bin/systemd-run "$@" &
@@ -117,7 +117,7 @@ class Trouble(unittest.TestCase):
         # Even killed it goes on.
         gateway.run("systemctl", "kill", "--signal=KILL", "lanfab-revert")
         self.assertTrue(wait_for_attempts(3))
-        self.assertEqual(trials.installed(), trial.OLD)
+        self.assertEqual(trials.active(), trial.OLD)
         gateway.run("mv", f"{PROGRAM}.real", PROGRAM)
         self.assertTrue(trials.is_old_network_back())
 
@@ -136,15 +136,21 @@ class Trouble(unittest.TestCase):
         self.assertEqual(trials.installed(), trial.OLD)
         self.assertTrue(gateway.reaches(trial.OLD_ADDRESS, namespace="lan0"))
 
-    def test_read_only_etc_holds_back_the_confirmation_alone(self):
+    def test_read_only_etc_holds_back_the_trial_or_the_confirmation_alone(self):
         gateway.run("mount", "-o", "remount,ro", "/etc")
         self.addCleanup(gateway.run, "mount", "-o", "remount,rw", "/etc")
+        refused = trials.try_new()
+        self.assertEqual(refused.returncode, 2)
+        self.assertIn("Read-only file system", refused.stderr)
+        self.assertFalse(trials.is_under_way())
+        gateway.run("mount", "-o", "remount,rw", "/etc")
         self.assertEqual(trials.try_new().returncode, 0)
+        gateway.run("mount", "-o", "remount,ro", "/etc")
         confirmed = trials.lanfab("confirm")
         self.assertEqual(confirmed.returncode, 2)
         self.assertIn("Read-only file system; the trial goes on", confirmed.stderr)
         self.assertTrue(trials.is_under_way())
-        self.assertEqual(trials.installed(), trial.CUT_OFF)
+        self.assertEqual(trials.active(), trial.CUT_OFF)
         gateway.run("mount", "-o", "remount,rw", "/etc")
         self.assertEqual(trials.lanfab("confirm").returncode, 0)
         self.assertEqual(trials.installed(), trial.CUT_OFF)

@@ -1,7 +1,9 @@
 // Configuration objects from JSON files: the name "network" stands for <directory>/network.json, and
-// "network.tunnels.gre" for the value at "tunnels.gre" in it. Whatever is wrong with a file is said on
-// standard error as file:line:column: reason, since the callers know no more than that the fetch failed.
+// "network.tunnels.gre" for the value at "tunnels.gre" in it. configuration_file.h has the directories.
+// Whatever is wrong with a file is said on standard error as file:line:column: reason, since the callers know
+// no more than that the fetch failed.
 
+#include <fcntl.h>
 #include <syslog.h>
 
 #include <algorithm>
@@ -13,16 +15,10 @@
 #include <optional>
 #include <string>
 
+#include "configuration_file.h"
 #include "configuration_text.h"
 #include "platform/libcmd.h"
 #include "text_policy.h"
-
-constexpr char kDefaultDirectory[] = "/etc/lanfab";
-
-static std::string configuration_file(const std::string& object_name) {
-  const char* directory = std::getenv("LANFAB_CONFIG_DIR");
-  return std::string(directory != nullptr ? directory : kDefaultDirectory) + "/" + object_name + ".json";
-}
 
 namespace {
 
@@ -32,12 +28,39 @@ struct CloseFile {
   }
 };
 
+struct ConfigurationFile {
+  std::string path;
+  std::unique_ptr<std::FILE, CloseFile> stream;  // null, with errno set, if it cannot be opened
+};
+
 }  // namespace
 
-static bool read_file(const std::string& path, std::string& text) {
-  const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.c_str(), "re"));
+// Opens the file of a trial. One that is there but cannot be read is an error: the installed one is not what
+// the gateway is to have.
+static ConfigurationFile open_trial(const std::string& name) {
+  const std::string path = std::string(kTrialDirectory) + name;
+  const int descriptor = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+  return {path, std::unique_ptr<std::FILE, CloseFile>(descriptor >= 0 ? fdopen(descriptor, "r") : nullptr)};
+}
+
+// Opens the active file of an object.
+static ConfigurationFile open_active(const std::string& object_name) {
+  const std::string name = "/" + object_name + ".json";
+  const char* directory = std::getenv("LANFAB_CONFIG_DIR");
+  if (directory == nullptr) {
+    ConfigurationFile trial = open_trial(name);
+    if (trial.stream != nullptr || (errno != ENOENT && errno != ENOTDIR)) return trial;
+  }
+  const std::string path = (directory != nullptr ? directory : kInstalledDirectory) + name;
+  return {path, std::unique_ptr<std::FILE, CloseFile>(std::fopen(path.c_str(), "re"))};
+}
+
+// Reads the active file of an object, and sets `path` to it.
+static bool read_active(const std::string& object_name, std::string& path, std::string& text) {
+  const ConfigurationFile file = open_active(object_name);
+  path = file.path;
   const std::optional<std::string> failure =
-      file != nullptr ? read_configuration(file.get(), text) : std::strerror(errno);
+      file.stream != nullptr ? read_configuration(file.stream.get(), text) : std::strerror(errno);
   if (failure) std::fprintf(stderr, "%s: %s\n", path.c_str(), failure->c_str());
   return !failure;
 }
@@ -71,10 +94,10 @@ static bool are_texts_allowed(const std::string& path, const std::string& text, 
 
 int cmd_get_value_json(const std::string& name, Json::Value& value) {
   const std::size_t dot = name.find('.');
-  const std::string path = configuration_file(name.substr(0, dot));
+  std::string path;
   std::string text;
   Json::Value root;
-  if (!read_file(path, text)) return -1;
+  if (!read_active(name.substr(0, dot), path, text)) return -1;
   if (const std::optional<Complaint> complaint = parse_configuration(text, root)) {
     report(located(path, *complaint));
     return -1;

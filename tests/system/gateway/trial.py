@@ -5,6 +5,7 @@ import json
 import guest
 
 STATE = "/run/lanfab/trial.json"
+FILE = "/run/lanfab/network.json"
 PREVIOUS = f"{guest.CONFIGURATION}.previous"
 NEW = "/root/new.json"
 OLD_ADDRESS = "192.168.1.1"
@@ -43,8 +44,11 @@ class Trials:
         return self.lanfab("try", NEW, *options)
 
     def installed(self):
-        """Returns the configuration that a run would read."""
         return json.loads(self.gateway.read(guest.CONFIGURATION))
+
+    def active(self):
+        """Returns the configuration that a run would read."""
+        return json.loads(self.gateway.read(FILE)) if self.gateway.exists(FILE) else self.installed()
 
     def is_under_way(self):
         listing = ("systemctl", "list-units", "--all", "--plain", "--no-legend", "lanfab-*")
@@ -59,10 +63,15 @@ class Trials:
         """Waits for the end of the trial; returns whether all is as before it, and the host in reach."""
         return (
             self.wait_for_end()
-            and self.installed() == OLD
+            and self.active() == OLD
             and not self.gateway.exists(PREVIOUS)
             and self.gateway.reaches(OLD_ADDRESS, namespace="lan0")
         )
+
+    def wait_for_apply(self):
+        """Waits until the apply of the trial runs; returns whether it does."""
+        show = ("systemctl", "show", "--property=ActiveState", "--value", "lanfab-apply")
+        return guest.wait_until(lambda: self.gateway.run(*show).stdout == "activating\n")
 
     def has_new_address(self):
         return self.gateway.wait_for_address("eth0", f"{NEW_ADDRESS}/24")

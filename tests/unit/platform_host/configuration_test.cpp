@@ -74,6 +74,35 @@ TEST_F(ConfigurationTest, WithoutADirectoryOfItsOwnTheSystemsIsUsed) {
   EXPECT_EQ(complaint("no-such-object"), "/etc/lanfab/no-such-object.json: No such file or directory\n");
 }
 
+TEST_F(ConfigurationTest, AFileOnTrialIsReadInsteadOfTheInstalledOne) {
+  std::filesystem::create_directory("/run/lanfab");
+  put_file("/run/lanfab/network.json", R"({"is": "trial"})");
+  put_file("/run/config/network.json", R"({"is": "of the caller"})");
+  EXPECT_EQ(fetched("network")["is"], Json::Value("of the caller"));
+  unsetenv("LANFAB_CONFIG_DIR");
+  EXPECT_EQ(fetched("network")["is"], Json::Value("trial"));
+  EXPECT_EQ(complaint("other"), "/etc/lanfab/other.json: No such file or directory\n") << "not on trial";
+}
+
+TEST_F(ConfigurationTest, WithoutATrialTheInstalledFileIsRead) {
+  unsetenv("LANFAB_CONFIG_DIR");
+  put_file("/run/lanfab", "no directory");
+  EXPECT_EQ(complaint("network"), "/etc/lanfab/network.json: No such file or directory\n");
+}
+
+TEST_F(ConfigurationTest, AFileOnTrialThatCannotBeUsedIsAnError) {
+  unsetenv("LANFAB_CONFIG_DIR");
+  std::filesystem::create_directory("/run/lanfab");
+  put_file("/run/lanfab/network.json", "{");
+  EXPECT_THAT(complaint("network"), StartsWith("/run/lanfab/network.json:1:2: "));
+  std::filesystem::remove("/run/lanfab/network.json");
+  std::filesystem::create_directory("/run/lanfab/network.json");
+  EXPECT_EQ(complaint("network"), "/run/lanfab/network.json: Is a directory\n");
+  std::filesystem::remove("/run/lanfab/network.json");
+  std::filesystem::create_symlink("/run/lanfab/missing", "/run/lanfab/network.json");
+  EXPECT_EQ(complaint("network"), "/run/lanfab/network.json: Too many levels of symbolic links\n");
+}
+
 TEST_F(ConfigurationTest, ASyntaxErrorIsReportedWithItsLineAndColumn) {
   EXPECT_THAT(complaint_about("{\n  \"enable\": tru\n}\n"), StartsWith("/run/config/network.json:2:13: "));
   EXPECT_THAT(complaint_about("{\"a\": 1,\n \"b\" 2}"), StartsWith("/run/config/network.json:2:6: "));

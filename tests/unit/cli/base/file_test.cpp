@@ -141,11 +141,26 @@ TEST_F(FileTest, ALockIsAwaitedThroughSignals) {
 }
 
 TEST_F(FileTest, WhatCannotBeLockedIsNotHeld) {
-  EXPECT_FALSE(ExclusiveLock("/run/files/missing").is_held());
-  EXPECT_EQ(errno, ENOENT);
+  EXPECT_EQ(ExclusiveLock("/run/files/missing").error(), "/run/files/missing: No such file or directory");
   failing_flock.fail(1, ENOLCK);
-  EXPECT_FALSE(ExclusiveLock(kDirectory).is_held());
-  EXPECT_EQ(errno, ENOLCK);
+  const ExclusiveLock lock(kDirectory);
+  EXPECT_FALSE(lock.is_held());
+  EXPECT_EQ(lock.error(), std::string(kDirectory) + ": No locks available");
+}
+
+// Pauses take no time.
+extern "C" int usleep(useconds_t /*microseconds*/) {
+  return 0;
+}
+
+// Another process has it, and has been stopped.
+TEST_F(FileTest, ALockIsNotAwaitedForEver) {
+  failing_flock.fail(500, EWOULDBLOCK);
+  EXPECT_TRUE(ExclusiveLock(kDirectory).is_held()) << "the last attempt";
+  failing_flock.fail(501, EWOULDBLOCK);
+  const ExclusiveLock lock(kDirectory);
+  EXPECT_FALSE(lock.is_held());
+  EXPECT_EQ(lock.error(), std::string(kDirectory) + ": another process has kept it locked for 10 s");
 }
 
 TEST_F(FileTest, AMemoryFileIsReadFromItsStart) {

@@ -5,14 +5,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <filesystem>
 
-#include "cli/live/trial_state.h"
 #include "failing_call.h"
 #include "test_files.h"
 
 constexpr char kInstalled[] = "/run/etc/network.json";
 constexpr char kPrevious[] = "/run/etc/network.json.previous";
+static const InstalledFile kFile = {kInstalled, kInstalled};
 
 static FailingCall failing_fsync;
 
@@ -21,6 +22,7 @@ extern "C" int fsync(int file) {
 }
 
 extern FailingCall failing_fchmod;
+FailingCall failing_rename;
 static FailingCall failing_fchown;
 static FailingCall failing_mount;
 static FailingCall failing_umount;
@@ -39,19 +41,16 @@ extern "C" int umount2(const char* target, int flags) noexcept {
   return failing_umount.fails() ? -1 : next<int (*)(const char*, int)>("umount2")(target, flags);
 }
 
+extern "C" int rename(const char* from, const char* to) noexcept {
+  return failing_rename.fails() ? -1 : next<int (*)(const char*, const char*)>("rename")(from, to);
+}
+
 class InstalledFileTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    for (const char* directory : {"/run/lanfab", "/run/etc"}) {
-      std::filesystem::remove_all(directory);
-      std::filesystem::create_directory(directory);
-    }
+    std::filesystem::remove_all("/run/etc");
+    std::filesystem::create_directory("/run/etc");
     put_file(kInstalled, "old");
-    put_file(kTrialFile, "trial");
-  }
-
-  void TearDown() override {
-    EXPECT_TRUE(deactivate_trial(kInstalled));
   }
 
   static std::size_t files() {
@@ -64,57 +63,12 @@ class InstalledFileTest : public ::testing::Test {
   std::string error_;
 };
 
-TEST_F(InstalledFileTest, TheTrialLiesOverTheInstalledFileUntilItIsDeactivated) {
-  EXPECT_FALSE(is_trial_active(kInstalled));
-  ASSERT_TRUE(activate_trial(kInstalled));
-  EXPECT_TRUE(is_trial_active(kInstalled));
-  EXPECT_EQ(text_of_file(kInstalled), "trial");
-  EXPECT_NE(access(kInstalled, W_OK), 0) << "what somebody writes now would be lost";
-  ASSERT_TRUE(deactivate_trial(kInstalled));
-  EXPECT_FALSE(is_trial_active(kInstalled));
-  EXPECT_EQ(text_of_file(kInstalled), "old");
-}
-
-TEST_F(InstalledFileTest, ATrialThatIsActiveTwiceIsDeactivatedTwice) {
-  ASSERT_TRUE(activate_trial(kInstalled) && activate_trial(kInstalled));
-  ASSERT_TRUE(deactivate_trial(kInstalled));
-  EXPECT_EQ(text_of_file(kInstalled), "old");
-}
-
-TEST_F(InstalledFileTest, WithoutAFileATrialCannotBeActive) {
-  EXPECT_FALSE(activate_trial("/run/etc/missing"));
-  EXPECT_EQ(errno, ENOENT);
-  EXPECT_FALSE(is_trial_active("/run/etc/missing"));
-}
-
-TEST_F(InstalledFileTest, ATrialThatCannotBeDeactivatedIsStillActive) {
-  failing_mount.fail(1, EPERM, 1);
-  EXPECT_FALSE(activate_trial(kInstalled)) << "somebody could write to it";
-  failing_umount.fail(1, EBUSY);
-  EXPECT_FALSE(deactivate_trial(kInstalled));
-  EXPECT_EQ(errno, EBUSY);
-  EXPECT_TRUE(is_trial_active(kInstalled));
-}
-
-// In another process, since there is no way back to the common view.
-TEST_F(InstalledFileTest, AViewWithoutTheTrialIsThatOfOneProcess) {
-  ASSERT_TRUE(activate_trial(kInstalled));
-  const auto view_of_child = [] {
-    if (!enter_view_without_trial(kInstalled)) _exit(errno);
-    _exit(text_of_file(kInstalled) == "old" ? 0 : 1);
-  };
-  EXPECT_EXIT(view_of_child(), testing::ExitedWithCode(0), "");
-  EXPECT_EXIT((failing_mount.fail(1, EINVAL), view_of_child()), testing::ExitedWithCode(EINVAL), "");
-  EXPECT_EXIT((failing_umount.fail(1, EBUSY), view_of_child()), testing::ExitedWithCode(EBUSY), "");
-  EXPECT_TRUE(is_trial_active(kInstalled));
-}
-
 TEST_F(InstalledFileTest, TheFormerContentBecomesThePreviousOne) {
   ASSERT_EQ(chmod(kInstalled, 0640), 0);
-  EXPECT_EQ(install("new", kInstalled, error_), Installation::kDurable);
+  EXPECT_EQ(install("new", kFile, error_), Installation::kDurable);
   EXPECT_EQ(text_of_file(kInstalled), "new");
   EXPECT_EQ(text_of_file(kPrevious), "old");
-  EXPECT_EQ(install("newer", kInstalled, error_), Installation::kDurable);
+  EXPECT_EQ(install("newer", kFile, error_), Installation::kDurable);
   EXPECT_EQ(text_of_file(kPrevious), "new");
   struct stat status {};
   ASSERT_EQ(stat(kInstalled, &status), 0);
@@ -125,15 +79,15 @@ TEST_F(InstalledFileTest, TheFormerContentBecomesThePreviousOne) {
 TEST_F(InstalledFileTest, WhatAKilledOneLeftIsReplaced) {
   put_file(std::string(kInstalled) + ".new", "half");
   put_file(std::string(kPrevious) + ".new", "half");
-  EXPECT_EQ(install("new", kInstalled, error_), Installation::kDurable);
+  EXPECT_EQ(install("new", kFile, error_), Installation::kDurable);
   EXPECT_EQ(text_of_file(kPrevious), "old");
   EXPECT_EQ(files(), 2U);
 }
 
 TEST_F(InstalledFileTest, WhatIsMissingIsReported) {
-  EXPECT_EQ(install("new", "/run/etc/missing", error_), Installation::kFailed);
+  EXPECT_EQ(install("new", {"/run/etc/missing", "/run/etc/missing"}, error_), Installation::kFailed);
   EXPECT_EQ(error_, "/run/etc/missing: No such file or directory");
-  EXPECT_EQ(install("new", "/run/etc", error_), Installation::kFailed);
+  EXPECT_EQ(install("new", {"/run/etc", "/run/etc"}, error_), Installation::kFailed);
   EXPECT_EQ(error_, "/run/etc: Is a directory");
 }
 
@@ -143,7 +97,7 @@ TEST_F(InstalledFileTest, AFailureLeavesTheInstalledFileAsItWas) {
                               "/run/etc/network.json.new"}) {
     std::filesystem::create_directory(blocked);
     put_file(std::string(blocked) + "/file", "");
-    EXPECT_EQ(install("new", kInstalled, error_), Installation::kFailed) << blocked;
+    EXPECT_EQ(install("new", kFile, error_), Installation::kFailed) << blocked;
     EXPECT_EQ(error_, std::string(blocked) + ": Is a directory");
     std::filesystem::remove_all(blocked);
     EXPECT_EQ(text_of_file(kInstalled), "old");
@@ -154,7 +108,7 @@ TEST_F(InstalledFileTest, AFailureLeavesTheInstalledFileAsItWas) {
 TEST_F(InstalledFileTest, AFileKeepsItsOwnerAndModeOrIsNotInstalled) {
   for (FailingCall* call : {&failing_fchown, &failing_fchmod}) {
     call->fail(1, EPERM);
-    EXPECT_EQ(install("new", kInstalled, error_), Installation::kFailed);
+    EXPECT_EQ(install("new", kFile, error_), Installation::kFailed);
     EXPECT_EQ(error_, std::string(kPrevious) + ".new: Operation not permitted");
     EXPECT_EQ(files(), 1U);
   }
@@ -165,7 +119,7 @@ TEST_F(InstalledFileTest, AFullDiskLeavesTheInstalledFileAsItWas) {
   const long page = sysconf(_SC_PAGESIZE);
   ASSERT_EQ(mount("disk", "/run/etc", "tmpfs", 0, ("size=" + std::to_string(2 * page)).c_str()), 0);
   put_file(kInstalled, "old");
-  EXPECT_EQ(install("new", kInstalled, error_), Installation::kFailed);
+  EXPECT_EQ(install("new", kFile, error_), Installation::kFailed);
   EXPECT_EQ(error_, "/run/etc/network.json.new: No space left on device");
   EXPECT_EQ(text_of_file(kInstalled), "old");
   EXPECT_EQ(files(), 1U);
@@ -178,7 +132,7 @@ TEST_F(InstalledFileTest, AContentThatTheDiskHasNotConfirmedIsNotInstalled) {
                                         {1, "/run/etc/network.json.new"},
                                         {2, kInstalled}}) {
     failing_fsync.fail(1, EIO, confirmed);
-    EXPECT_EQ(install("new", kInstalled, error_), Installation::kFailed);
+    EXPECT_EQ(install("new", kFile, error_), Installation::kFailed);
     EXPECT_EQ(error_, std::string(path) + ": Input/output error");
     EXPECT_EQ(text_of_file(kInstalled), "old");
     EXPECT_EQ(files(), 1U);
@@ -187,16 +141,85 @@ TEST_F(InstalledFileTest, AContentThatTheDiskHasNotConfirmedIsNotInstalled) {
 
 TEST_F(InstalledFileTest, AnInstalledContentMayNotBeOnTheDiskYet) {
   failing_fsync.fail(1, EIO, 3);
-  EXPECT_EQ(install("new", kInstalled, error_), Installation::kPlaced);
+  EXPECT_EQ(install("new", kFile, error_), Installation::kPlaced);
   EXPECT_EQ(error_, "/run/etc/network.json: Input/output error");
   EXPECT_EQ(text_of_file(kInstalled), "new");
   EXPECT_EQ(text_of_file(kPrevious), "old");
 }
 
-TEST_F(InstalledFileTest, WhereTheTrialIsSeenNothingIsInstalled) {
-  ASSERT_TRUE(activate_trial(kInstalled));
-  EXPECT_EQ(install("new", kInstalled, error_), Installation::kFailed);
-  EXPECT_EQ(error_, "/run/etc/network.json: Device or resource busy");
-  ASSERT_TRUE(deactivate_trial(kInstalled));
+// The rename of the previous one, and that of the file itself.
+TEST_F(InstalledFileTest, ARenameThatFailsLeavesBothAsTheyWere) {
+  for (const int error : {EBUSY, EXDEV, ENOSPC}) {
+    for (const bool has_previous : {false, true}) {
+      for (const int renamed : {0, 1}) {
+        if (has_previous) put_file(kPrevious, "older");
+        failing_rename.fail(1, error, renamed);
+        EXPECT_EQ(install("new", kFile, error_), Installation::kFailed);
+        EXPECT_EQ(error_,
+                  (renamed == 0 ? kPrevious : kInstalled) + (": " + std::string(std::strerror(error))));
+        EXPECT_EQ(text_of_file(kInstalled), "old");
+        EXPECT_EQ(exists(kPrevious), has_previous);
+        if (has_previous) {
+          EXPECT_EQ(text_of_file(kPrevious), "older");
+        }
+        EXPECT_EQ(files(), has_previous ? 2U : 1U);
+        std::filesystem::remove(kPrevious);
+      }
+    }
+  }
+}
+
+TEST_F(InstalledFileTest, APreviousOneThatDoesNotComeBackIsReported) {
+  put_file(kPrevious, "older");
+  failing_rename.fail(2, EIO, 1);
+  EXPECT_EQ(install("new", kFile, error_), Installation::kFailed);
+  EXPECT_EQ(error_, std::string(kInstalled) + ": Input/output error; " + kPrevious + ": Input/output error");
   EXPECT_EQ(text_of_file(kInstalled), "old");
+  EXPECT_EQ(files(), 2U);
+}
+
+class MountedFileTest : public InstalledFileTest {
+ protected:
+  void SetUp() override {
+    InstalledFileTest::SetUp();
+    put_file("/run/mounted", "below");
+    ASSERT_EQ(mount(kInstalled, "/run/mounted", nullptr, MS_BIND, nullptr), 0);
+  }
+
+  void TearDown() override {
+    while (umount2("/run/mounted", MNT_DETACH) == 0) {
+    }
+  }
+
+  const InstalledFile mounted_ = {"/run/mounted", kInstalled};
+};
+
+TEST_F(MountedFileTest, TheNewFileIsMountedInsteadOfTheFormerOne) {
+  for (const char* text : {"new", "newer"}) {
+    EXPECT_EQ(install(text, mounted_, error_), Installation::kDurable);
+    EXPECT_EQ(text_of_file("/run/mounted"), text);
+    EXPECT_EQ(text_of_file(kInstalled), text);
+  }
+  EXPECT_EQ(text_of_file(kPrevious), "new");
+  EXPECT_EQ(umount2("/run/mounted", 0), 0);
+  EXPECT_EQ(text_of_file("/run/mounted"), "below") << "mounts pile up";
+}
+
+TEST_F(MountedFileTest, AFileThatCannotBeMountedIsNotInstalled) {
+  put_file(kPrevious, "older");
+  for (FailingCall* call : {&failing_umount, &failing_mount}) {
+    call->fail(1, EPERM);
+    EXPECT_EQ(install("new", mounted_, error_), Installation::kFailed);
+    EXPECT_EQ(error_, "/run/mounted: Operation not permitted");
+    EXPECT_EQ(text_of_file(kInstalled), "old");
+    EXPECT_EQ(text_of_file("/run/mounted"), "old");
+    EXPECT_EQ(text_of_file(kPrevious), "older");
+    EXPECT_EQ(files(), 2U);
+  }
+}
+
+TEST_F(MountedFileTest, AFileThatIsNotShownIsReported) {
+  EXPECT_EQ(complete_installation(mounted_, error_), Installation::kDurable);
+  EXPECT_EQ(complete_installation({"/run/missing", kInstalled}, error_), Installation::kFailed);
+  EXPECT_EQ(error_, "/run/missing: No such file or directory");
 }

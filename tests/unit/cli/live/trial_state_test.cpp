@@ -10,12 +10,16 @@
 #include "test_files.h"
 
 constexpr char kStateFile[] = "/run/lanfab/trial.json";
+constexpr char kStaged[] = "/run/lanfab/network.json.new";
+constexpr char kCopy[] = "/run/lanfab/network.json.installed";
+constexpr char kInstalled[] = "/run/installed.json";
 
 class TrialStateTest : public ::testing::Test {
  protected:
   void SetUp() override {
     std::filesystem::remove_all("/run/lanfab");
     std::filesystem::create_directory("/run/lanfab");
+    put_file(kInstalled, "old");
     unsetenv("SUDO_USER");
     unsetenv("SSH_CONNECTION");
   }
@@ -63,19 +67,77 @@ TEST_F(TrialStateTest, WithoutADirectoryItCannotBeWritten) {
 
 TEST_F(TrialStateTest, TheConfigurationIsRemovedWithTheState) {
   ASSERT_TRUE(write_state({"anna", "new.json", 100, 160}));
-  put_file(kTrialFile, "{}");
+  ASSERT_TRUE(stage_trial("{}", kInstalled) && activate_trial());
+  ASSERT_TRUE(stage_trial("{}", kInstalled));
   EXPECT_TRUE(remove_state());
   EXPECT_TRUE(std::filesystem::is_empty("/run/lanfab"));
   EXPECT_TRUE(remove_state()) << "nothing is there";
 }
 
 TEST_F(TrialStateTest, WhatStaysIsReported) {
-  for (const char* path : {kStateFile, kTrialFile}) {
+  for (const char* path : {kStateFile, kTrialConfiguration, kStaged, kCopy}) {
     std::filesystem::remove_all("/run/lanfab");
     std::filesystem::create_directories(path);
     EXPECT_FALSE(remove_state()) << path;
     EXPECT_EQ(errno, EISDIR) << path;
   }
+}
+
+TEST_F(TrialStateTest, AStagedConfigurationIsActiveOnlyAfterwards) {
+  ASSERT_EQ(chmod(kInstalled, 0640), 0);
+  EXPECT_EQ(active_configuration(), kInstalledConfiguration);
+  ASSERT_TRUE(stage_trial("new", kInstalled));
+  EXPECT_FALSE(is_trial_active());
+  ASSERT_TRUE(activate_trial());
+  EXPECT_TRUE(is_trial_active());
+  EXPECT_EQ(active_configuration(), kTrialConfiguration);
+  EXPECT_EQ(text_of_file(kTrialConfiguration), "new");
+  struct stat status {};
+  ASSERT_EQ(stat(kTrialConfiguration, &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0640U) << "whoever may read the installed one";
+  EXPECT_TRUE(deactivate_trial());
+  EXPECT_FALSE(is_trial_active());
+}
+
+TEST_F(TrialStateTest, AStagedConfigurationThatARollbackHasRemovedIsNotActivated) {
+  ASSERT_TRUE(stage_trial("new", kInstalled) && deactivate_trial());
+  EXPECT_FALSE(activate_trial());
+  EXPECT_EQ(errno, ENOENT);
+}
+
+TEST_F(TrialStateTest, ATrialNeedsTheInstalledFile) {
+  EXPECT_FALSE(stage_trial("new", "/run/missing"));
+  EXPECT_FALSE(stage_trial("new", "/run"));
+  EXPECT_EQ(errno, EISDIR);
+}
+
+TEST_F(TrialStateTest, AChangeOfTheInstalledFileIsNoticed) {
+  ASSERT_TRUE(stage_trial("new", kInstalled));
+  EXPECT_FALSE(is_installed_changed("old"));
+  EXPECT_TRUE(is_installed_changed("older"));
+  std::filesystem::remove(kCopy);
+  EXPECT_TRUE(is_installed_changed("old")) << "not known";
+}
+
+TEST_F(TrialStateTest, AConfigurationIsInstalledOnceItWasNot) {
+  TrialState state;
+  state.entry = kInstalled;
+  ASSERT_TRUE(stage_trial("new", kInstalled));
+  EXPECT_FALSE(is_trial_installed(state));
+  ASSERT_TRUE(activate_trial());
+  EXPECT_FALSE(is_trial_installed(state));
+  put_file(kInstalled, "new");
+  EXPECT_TRUE(is_trial_installed(state));
+  ASSERT_TRUE(stage_trial("new", kInstalled) && activate_trial());
+  EXPECT_FALSE(is_trial_installed(state)) << "it was the same from the beginning";
+}
+
+TEST_F(TrialStateTest, EachTrialHasAnIdOfItsOwn) {
+  EXPECT_NE(new_trial_id(), new_trial_id());
+  TrialState state;
+  state.id = new_trial_id();
+  ASSERT_TRUE(write_state(state));
+  EXPECT_EQ(read_state()->id, state.id);
 }
 
 TEST_F(TrialStateTest, TheCallerIsTheUserAndTheirAddress) {
