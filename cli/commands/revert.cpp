@@ -67,13 +67,8 @@ static int complete_confirmation(const TrialState& state) {
   File shown;
   const bool is_visible =
       read_file(kTrialConfiguration, trial) && read_file(state.path, shown) && shown.content == trial.content;
-  std::optional<std::string> error;
-  if (is_visible) {
-    error = remove_trial();
-  } else if (!forget_trial() || !stop_revert_timer()) {
-    error = kTrialDirectory;
-  }
-  if (error) return fail("lanfab: what belongs to the trial is still there: " + *error);
+  if (const auto error = is_visible ? remove_trial() : forget_trial())
+    return fail("lanfab: what belongs to the trial is still there: " + *error);
   std::printf("the configuration on trial had been confirmed; it stays in force\n");
   if (!is_visible) {
     broadcast_alert(state.path + " is not the configuration that was confirmed: mount " + state.entry +

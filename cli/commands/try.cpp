@@ -26,6 +26,10 @@
 #include "cli/live/trial_state.h"
 #include "cli/live/units.h"
 
+constexpr char kRevertFails[] =
+    "the service that would take the trial back does not work: journalctl --unit=lanfab-revert-test; it sees "
+    "neither /home, /root and /tmp nor what drop-ins of lanfab.service hide from it";
+
 static volatile std::sig_atomic_t is_interrupted = 0;
 
 extern "C" {
@@ -72,8 +76,14 @@ static std::optional<std::string> begin(const std::string& content, const Instal
   if (auto obstacle = find_obstacle()) return obstacle;
   // That of one whose `lanfab confirm` was killed at its end.
   if (!stop_revert_timer()) return std::string("lanfab: ") + kRevertTimer + " cannot be stopped";
+  if (!remove_state()) return with_errno(kTrialDirectory);
   std::optional<std::string> trouble;
-  if (!stage_trial(content, installed.path) || !write_state(state)) {
+  if (!stage_trial(content, installed.path)) {
+    trouble = with_errno(kTrialDirectory);
+  } else if (!test_revert_service()) {
+    // Without a state it finds nothing to do.
+    trouble = std::string("lanfab: ") + kRevertFails;
+  } else if (!write_state(state)) {
     trouble = with_errno(kTrialDirectory);
   } else if (!start_revert_timer(state.ends - state.began)) {
     trouble = "lanfab: the timer that takes the trial back cannot be started";
@@ -189,8 +199,8 @@ static std::optional<std::string> find_trial_ground(InstalledFile& installed) {
     return *trouble + (is_missing ? ": there is no configuration to go back to" : "");
   if (auto trouble = why_not_replaceable(installed)) return trouble;
   std::string trouble;
-  if (complete_installation(installed, trouble) != Installation::kFailed) return std::nullopt;
-  return trouble;
+  if (complete_installation(installed, trouble) == Installation::kFailed) return trouble;
+  return std::nullopt;
 }
 
 // Nothing of this process has to survive: while the trial's file is in /run/lanfab, it is the active

@@ -1,7 +1,6 @@
 #include "cli/live/trial_state.h"
 
 #include <pwd.h>
-#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -23,10 +22,9 @@ constexpr mode_t kPrivate = 0600;
 constexpr mode_t kPermissions = 07777;
 
 std::string new_trial_id() {
-  std::uint64_t number = 0;
-  // Without random numbers the process tells one trial from the next.
-  if (getrandom(&number, sizeof number, 0) != sizeof number) number = static_cast<std::uint64_t>(getpid());
-  return std::to_string(number);
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return std::to_string(getpid()) + "." + std::to_string(now.tv_sec) + "." + std::to_string(now.tv_nsec);
 }
 
 // As for a run of cmd_lanfab: a file that perhaps exists is not passed over.
@@ -128,20 +126,24 @@ bool write_state(const TrialState& state) {
   return write_file({kStateFile, kPrivate, Json::writeString(Json::StreamWriterBuilder(), root)});
 }
 
-bool forget_trial() {
-  return remove_files(kStateFile, kInstalledCopy);
-}
-
 bool remove_state() {
   return remove_files(kStateFile, kTrialConfiguration, kStagedConfiguration, kInstalledCopy);
 }
 
 // The timer goes last: it completes what this process does not if it is killed.
-std::optional<std::string> remove_trial() {
+static std::optional<std::string> stop_timer_after(bool are_files_removed) {
   std::optional<std::string> error;
-  if (!remove_state()) error = with_errno(kTrialDirectory);
+  if (!are_files_removed) error = with_errno(kTrialDirectory);
   if (!stop_revert_timer() && !error) error = std::string(kRevertTimer) + " cannot be stopped";
   return error;
+}
+
+std::optional<std::string> remove_trial() {
+  return stop_timer_after(remove_state());
+}
+
+std::optional<std::string> forget_trial() {
+  return stop_timer_after(remove_files(kStateFile, kInstalledCopy));
 }
 
 std::string describe(const TrialState& state) {

@@ -59,8 +59,8 @@ bool write_state(const TrialState& state);
 // left of the trial.
 std::optional<std::string> remove_trial();
 
-// Removes the state, after which there is no trial to confirm or to roll back, but not the configuration.
-bool forget_trial();
+// The same, but the configuration on trial stays the active one.
+std::optional<std::string> forget_trial();
 
 // Removes the state and the files of a trial. False, with errno set, when one of them stays.
 bool remove_state();

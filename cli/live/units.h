@@ -1,6 +1,7 @@
 #pragma once
 
-// What systemd does for a trial, so that no process of a session has to live for it.
+// What systemd does for a trial, so that no process of a session has to live for it. Its services have the
+// confinement of lanfab.service.
 
 #include <cstdint>
 #include <optional>
@@ -18,6 +19,10 @@ std::optional<std::string> query_unit(const char* unit, bool& is_running);
 
 // Starts the timer that takes the trial back after so many seconds, whatever the clock of the machine says.
 bool start_revert_timer(std::int64_t seconds);
+
+// Runs what the timer starts, without a trial: it finds nothing to do. Returns whether that succeeded. It may
+// not where this program is in a directory that services do not see, for example.
+bool test_revert_service();
 
 // Stops it, if it is there. Returns whether it has gone.
 bool stop_revert_timer();

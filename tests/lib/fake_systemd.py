@@ -21,6 +21,8 @@ STATE = pathlib.Path("/run/lanfab/trial.json")
 # What there is where systemd has booted the machine.
 BOOTED = pathlib.Path("/run/systemd/system")
 UNITS = pathlib.Path("/run/units")
+# What a test may have `systemctl cat` print.
+UNIT = pathlib.Path("/run/lanfab.service")
 TIMER = UNITS / "lanfab-revert.timer"
 # The configurations that were applied, one after the other.
 APPLIED = pathlib.Path("/run/applied")
@@ -34,6 +36,7 @@ for unit; do :; done
 case $1 in
   show) if [ -e {UNITS}/$unit ]; then echo active; else echo inactive; fi ;;
   stop) rm {UNITS}/$unit ;;
+  cat) exit 1 ;;
   start) sh {TIMER} ;;
 esac
 """,

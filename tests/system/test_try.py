@@ -5,6 +5,7 @@ import json
 import os
 import pathlib
 import pty
+import re
 import select
 import signal
 import subprocess
@@ -55,6 +56,17 @@ class Terminal:
     def end(self):
         """Waits for the end of lanfab and returns its status."""
         return self.process.wait(20)
+
+
+def exposure(unit):
+    """Returns systemd's figure for what a unit could do: 0 to 10."""
+    analysis = gateway.run("systemd-analyze", "security", "--no-pager", unit).stdout
+    return float(re.search(r"Overall exposure level for \S+: ([0-9.]+)", analysis)[1])
+
+
+def show(unit, name):
+    """Returns a property of a unit."""
+    return gateway.run("systemctl", "show", f"--property={name}", "--value", unit).stdout.strip()
 
 
 class Trial(unittest.TestCase):
@@ -130,10 +142,49 @@ class Trial(unittest.TestCase):
             self.assertEqual(gateway.run("stat", "--format=%a %u:%g", file).stdout, "640 0:42\n")
         self.assertEqual(sorted(os.listdir("/etc/lanfab")), ["network.json", "network.json.previous"])
 
-    def test_every_run_sees_it_and_what_is_installed_meanwhile_is_not_lost(self):
+    @staticmethod
+    def install_service():
         unit = UNIT.read_text(encoding="utf-8").replace("@LANFAB_PROGRAM@", "cmd_lanfab")
         gateway.write("/etc/systemd/system/lanfab.service", unit)
         gateway.run("systemctl", "daemon-reload")
+
+    def test_its_services_are_confined_like_that_of_the_boot(self):
+        drop_in = "/etc/systemd/system/lanfab.service.d"
+        self.install_service()
+        gateway.run("mkdir", "-p", drop_in)
+        self.addCleanup(gateway.run, "systemctl", "daemon-reload")
+        self.addCleanup(gateway.run, "rm", "-r", drop_in)
+        gateway.write(f"{drop_in}/local.conf", "[Service]\nEnvironment=LANFAB_SYSDB=/run/other.sqlite3\n")
+        gateway.run("systemctl", "daemon-reload")
+        gateway.run("touch", "/run/LANFAB_LOCKED")
+        terminal = Terminal("try", trial.NEW)
+        self.assertTrue(trials.wait_for_apply())
+        boot = exposure("lanfab.service")
+        self.assertLess(boot, 4)
+        self.assertEqual(exposure("lanfab-apply.service"), boot)
+        # Beyond that it writes to terminals.
+        self.assertLessEqual(exposure("lanfab-revert.service"), boot + 0.5)
+        for name in ("CapabilityBoundingSet", "SystemCallFilter", "ProtectSystem", "ReadWritePaths",
+                     "RestrictAddressFamilies", "NoNewPrivileges", "Environment"):
+            for unit in "lanfab-apply.service", "lanfab-revert.service":
+                self.assertEqual(show(unit, name), show("lanfab.service", name))
+        gateway.run("rm", "/run/LANFAB_LOCKED")
+        self.assertTrue(terminal.wait_for("Enter keeps it"))
+        self.assertTrue(gateway.exists("/run/other.sqlite3"))
+        terminal.type(b"\x03")
+        self.assertTrue(terminal.wait_for("The old configuration is in force."))
+        self.assertEqual(terminal.end(), 1)
+        self.assertTrue(trials.is_old_network_back())
+
+    def test_it_does_not_begin_where_its_services_do_not_see_the_program(self):
+        gateway.run("cp", "/usr/bin/lanfab", "/root/lanfab")
+        refused = gateway.run("/root/lanfab", "try", trial.NEW, check=False)
+        self.assertEqual(refused.returncode, 2)
+        self.assertIn("journalctl --unit=lanfab-revert-test", refused.stderr)
+        self.assertTrue(trials.wait_for_end())
+
+    def test_every_run_sees_it_and_what_is_installed_meanwhile_is_not_lost(self):
+        self.install_service()
         gateway.run("systemctl", "start", "lanfab")
         gateway.connect_cellular()
         self.addCleanup(gateway.disconnect_cellular)

@@ -1,6 +1,11 @@
 """A trial when something goes wrong: whatever it is, the old network comes back or was never left."""
 
 import json
+import os
+import pathlib
+import pty
+import select
+import struct
 import unittest
 
 import guest
@@ -15,6 +20,8 @@ PROGRAM = "/usr/bin/cmd_lanfab"
 # over /usr/sbin, since root's lanfab trusts no PATH.
 TOOLS = "/root/tools"
 LINKS = "/root/links"
+# The size of an entry, see utmp(5).
+UTMP_ENTRY = 384
 # Takes the place of systemd-run, which lanfab calls between its steps: kills lanfab and the shell around it.
 # Without a step it is systemd-run.
 KILLING = """#!/bin/sh
@@ -68,6 +75,26 @@ def wait_for_attempts(number):
     return guest.wait_until(lambda: gateway.run(*count).stdout.strip() == str(number), timeout=60)
 
 
+def log_in():
+    """Logs a user in on a terminal; returns what the user sees of it."""
+    master, slave = pty.openpty()
+    gateway.run("chown", "1000:tty", os.ttyname(slave))
+    gateway.run("chmod", "620", os.ttyname(slave))
+    line, user_process = os.ttyname(slave).removeprefix("/dev/").encode(), 7
+    entry = struct.pack("hi32s4s32s308x", user_process, os.getpid(), line, line[-4:], b"anna")
+    assert len(entry) == UTMP_ENTRY
+    pathlib.Path("/run/utmp").write_bytes(entry)
+    return master
+
+
+def is_told(terminal, words):
+    """Waits until the words are on a terminal; returns whether they are."""
+    text = ""
+    while words not in text and select.select([terminal], [], [], 60)[0]:
+        text += os.read(terminal, 4096).decode()
+    return words in text
+
+
 class Trouble(unittest.TestCase):
     def setUp(self):
         trials.set_up()
@@ -108,12 +135,14 @@ class Trouble(unittest.TestCase):
         self.assertTrue(trials.is_old_network_back())
 
     def test_way_back_is_tried_until_it_succeeds(self):
+        terminal = log_in()
         self.assertEqual(trials.try_new("--timeout", "20").returncode, 0)
         gateway.run("mv", PROGRAM, f"{PROGRAM}.real")
         gateway.write(PROGRAM, "#!/bin/sh\necho >>/run/attempts\nexit 255\n")
         gateway.run("chmod", "+x", PROGRAM)
         self.assertTrue(wait_for_attempts(2))
         self.assertTrue(has_said("has failed; it is tried again", "alert"))
+        self.assertTrue(is_told(terminal, "lanfab: the trial is over, but"))
         # Even killed it goes on.
         gateway.run("systemctl", "kill", "--signal=KILL", "lanfab-revert")
         self.assertTrue(wait_for_attempts(3))

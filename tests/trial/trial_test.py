@@ -255,6 +255,53 @@ class Changed(Trial):
             self.doCleanups()
             self.setUp()
 
+    def test_by_a_confirmation_whose_timer_does_not_stop(self):
+        INSTALLED.write_text(NEW)
+        self.before("systemctl", "if [ $1 = stop ]; then exit 1; fi")
+        self.lanfab("revert", "--timer", status=2, said="lanfab-revert.timer cannot be stopped")
+        self.assertEqual(systemd.active(), NEW)
+
+
+class Confinement(Trial):
+    """The services of a trial run like lanfab.service."""
+
+    def setUp(self):
+        super().setUp()
+        self.calls = pathlib.Path("/run/calls")
+        self.calls.write_text("")
+        self.before("systemd-run", f"printf '%s\\n' call \"$@\" >>{self.calls}")
+
+    def options_of(self, unit):
+        """Returns the properties in the call for a unit."""
+        for call in self.calls.read_text().split("call\n"):
+            if f"--unit={unit}\n" in call:
+                return [line.removeprefix("--property=") for line in call.splitlines()
+                        if line.startswith("--property=")]
+        return self.fail(f"{unit} was not started")
+
+    def assert_confined(self, expected):
+        for unit in "lanfab-revert-test", "lanfab-revert", "lanfab-apply":
+            options = self.options_of(unit)
+            self.assertEqual(options[:len(expected)], expected, unit)
+            self.assertIn("Type=oneshot", options)
+
+    def test_as_the_packaged_unit(self):
+        unit = pathlib.Path(__file__).parents[2] / "packaging/lanfab.service.in"
+        confinement = unit.read_text().split("\n# What follows confines")[1].split("[Install]")[0]
+        self.try_new()
+        expected = ["SyslogIdentifier=cmd_lanfab", *(line for line in confinement.splitlines()
+                                                     if "=" in line and not line.startswith("#"))]
+        self.assertGreater(len(expected), 25)
+        self.assert_confined(expected)
+
+    def test_as_the_installed_unit_with_its_drop_ins(self):
+        self.before("systemctl", f"case $* in 'cat lanfab.service') exec cat {systemd.UNIT} ;; esac")
+        systemd.UNIT.write_text("# /usr/lib/systemd/system/lanfab.service\n[Service]\nType=oneshot\n"
+                                "ExecStart=true\nProtectSystem=strict\n\n# /etc/systemd/system/x.conf\n"
+                                "[Service]\nEnvironment=LANFAB_SYSDB=/run/db\nProtectSystem=\n")
+        self.try_new()
+        self.assert_confined(["ProtectSystem=strict", "Environment=LANFAB_SYSDB=/run/db", "ProtectSystem="])
+
 
 class Active(Trial):
     """What the other commands take for the configuration of the gateway."""
@@ -409,9 +456,15 @@ class Refusals(Trial):
 
 class Failures(Trial):
     def test_a_timer_that_does_not_start(self):
-        self.before("systemd-run", "exit 1")
+        self.before("systemd-run", "case $* in *--on-active*) exit 1 ;; esac")
         self.try_new(status=2, said="timer")
         self.assert_files(OLD, None)
+
+    def test_a_rollback_that_could_not_start(self):
+        self.before("systemd-run", "case $* in *--unit=lanfab-revert-test*) exit 203 ;; esac")
+        self.try_new(status=2, said="journalctl --unit=lanfab-revert-test")
+        self.assert_files(OLD, None)
+        self.assert_applied()
 
     def test_a_timer_that_does_not_stop(self):
         self.try_new()
