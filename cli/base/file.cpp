@@ -38,7 +38,7 @@ ExclusiveLock::ExclusiveLock(const std::string& directory)
     : directory_(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
   const auto is_taken = [this] { return flock(directory_.number(), LOCK_EX | LOCK_NB) == 0; };
   int attempts = kLockSeconds * kAttemptsPerSecond;
-  while (directory_.is_open() && !is_held_) {
+  while (directory_.is_open()) {
     is_held_ = is_taken();
     if (is_held_ || (errno != EINTR && errno != EWOULDBLOCK)) break;
     if (attempts-- == 0) {

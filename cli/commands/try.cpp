@@ -125,7 +125,7 @@ static Fate find_fate(const OwnTrial& trial) {
   if (is_state_of(trial) && is_trial_active()) return Fate::kActive;
   // A confirmation that is under way ends first.
   const ExclusiveLock lock(kTrialDirectory);
-  if (is_state_of(trial)) return is_trial_active() ? Fate::kActive : Fate::kBeingRolledBack;
+  if (is_state_of(trial)) return Fate::kBeingRolledBack;
   File file;
   const bool is_installed = read_file(trial.installed.entry, file) && file.content == trial.content;
   return is_installed ? Fate::kConfirmed : Fate::kRolledBack;

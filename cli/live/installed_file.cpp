@@ -30,16 +30,14 @@ static std::string directory_of(const std::string& path) {
 std::optional<std::string> find_installed(InstalledFile& installed) {
   char path[PATH_MAX];
   if (realpath(kInstalledConfiguration, path) == nullptr) return with_errno(kInstalledConfiguration);
-  installed = {path, path};
-  if (!is_mount_point(path)) return std::nullopt;
-  const auto entry = find_mounted_file(path);
+  const auto entry = find_entry(path);
   if (!entry) {
-    return installed.path +
+    return std::string(path) +
            ": a mounted file whose directory is not mounted cannot be replaced: mount the directory instead "
            "of the file, or make " +
            kInstalledConfiguration + " a symbolic link";
   }
-  installed.entry = *entry;
+  installed = {path, *entry};
   return std::nullopt;
 }
 
@@ -124,7 +122,8 @@ class Replacement {
     if (is_entry_replaced_ && (rename(previous_.c_str(), entry_.c_str()) != 0 || !show(installed_)))
       return false;
     if (!is_previous_replaced_) return true;
-    if (!has_previous_) return unlink(previous_.c_str()) == 0 || errno == ENOENT;
+    // Unless that rename has removed it.
+    if (!has_previous_) return is_entry_replaced_ || unlink(previous_.c_str()) == 0;
     if (write_durably(new_previous_, former_previous_.file.content, former_previous_) &&
         rename(new_previous_.c_str(), previous_.c_str()) == 0) {
       return true;

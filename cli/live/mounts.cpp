@@ -35,7 +35,7 @@ struct Mount {
 static std::string decoded(const std::string& text) {
   std::string result;
   for (std::size_t at = 0; at < text.size(); ++at) {
-    const bool is_encoded = text[at] == '\\' && at + 3 < text.size();
+    const bool is_encoded = text[at] == '\\';
     result += is_encoded ? static_cast<char>(std::stoi(text.substr(at + 1, 3), nullptr, 8)) : text[at];
     if (is_encoded) at += 3;
   }
@@ -61,8 +61,8 @@ static std::vector<Mount> list_mounts() {
 static std::string mount_id(const std::string& path) {
   const Descriptor file(open(path.c_str(), O_PATH | O_CLOEXEC));
   std::ifstream stream("/proc/self/fdinfo/" + std::to_string(file.number()));
-  for (std::string word; stream >> word;)
-    if (word == "mnt_id:" && stream >> word) return word;
+  for (std::string key, word; stream >> word; key = word)
+    if (key == "mnt_id:") return word;
   return "";
 }
 
@@ -74,11 +74,15 @@ static std::optional<Mount> mount_at(const std::string& path, const std::vector<
   return found != mounts.end() ? std::optional(*found) : std::nullopt;
 }
 
+static std::string without_slash(const std::string& directory) {
+  return directory == "/" ? "" : directory;
+}
+
 // Where a mount shows the file `root` of its file system. Nothing if it does not.
 static std::optional<std::string> path_in(const Mount& mount, const std::string& root) {
-  const std::string directory = mount.root == "/" ? "" : mount.root;
+  const std::string directory = without_slash(mount.root);
   if (root.compare(0, directory.size(), directory) != 0 || root[directory.size()] != '/') return std::nullopt;
-  const std::string path = (mount.point == "/" ? "" : mount.point) + root.substr(directory.size());
+  const std::string path = without_slash(mount.point) + root.substr(directory.size());
   // Another mount may cover the file or a directory above it.
   return mount_id(path) == mount.id ? std::optional(path) : std::nullopt;
 }
@@ -87,14 +91,10 @@ static bool is_writable(const std::string& path) {
   return faccessat(AT_FDCWD, path.substr(0, path.rfind('/') + 1).c_str(), W_OK, AT_EACCESS) == 0;
 }
 
-bool is_mount_point(const std::string& path) {
-  return mount_at(path, list_mounts()).has_value();
-}
-
-std::optional<std::string> find_mounted_file(const std::string& path) {
+std::optional<std::string> find_entry(const std::string& path) {
   const std::vector<Mount> mounts = list_mounts();
   const auto mounted = mount_at(path, mounts);
-  if (!mounted) return std::nullopt;
+  if (!mounted) return path;
   std::string root = mounted->root;
   const std::size_t end = root.rfind(kRemoved);
   if (end != std::string::npos) root.erase(end);
@@ -109,7 +109,7 @@ std::optional<std::string> find_mounted_file(const std::string& path) {
 // In between, the file below is visible: the kernel mounts nothing over a file that a rename has replaced.
 bool mount_instead(const std::string& file, const std::string& path) {
   struct statvfs former {};
-  if (is_mount_point(path) &&
+  if (mount_at(path, list_mounts()) &&
       (statvfs(path.c_str(), &former) != 0 || umount2(path.c_str(), MNT_DETACH) != 0)) {
     return false;
   }

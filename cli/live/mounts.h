@@ -5,13 +5,10 @@
 #include <optional>
 #include <string>
 
-// Whether a file is mounted at `path`, an absolute one without links.
-bool is_mount_point(const std::string& path);
-
-// Finds the directory entry of the file that is mounted at `path`: a rename there replaces the file, while
-// one at `path` fails. A mount that can be written to is preferred. Nothing if no other mount shows the
-// directory.
-std::optional<std::string> find_mounted_file(const std::string& path);
+// Finds the directory entry of the file at `path`, an absolute one without links: a rename there replaces the
+// file. That is `path` itself, unless the file is mounted there: a rename would fail. Of several mounts that
+// show its directory, one that can be written to is preferred. Nothing if no mount shows it.
+std::optional<std::string> find_entry(const std::string& path);
 
 // Mounts `file` at `path` instead of the one that is mounted there, with the same options. False, with errno
 // set, on failure.

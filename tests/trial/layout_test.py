@@ -19,6 +19,7 @@ NEW = pathlib.Path("/run/new.json")
 DATA = pathlib.Path("/run/data 1")
 ELSEWHERE = pathlib.Path("/run/elsewhere")
 ON_DATA = DATA / "lanfab/network.json"
+ON_DATA_ELSEWHERE = ELSEWHERE / "lanfab/network.json"
 
 
 def shell(line):
@@ -169,12 +170,16 @@ class FileMounted(Layout):
         self.assert_trials_work(ON_DATA)
 
     def test_the_writable_one_of_several_mounts_is_used(self):
-        shell(f"mount --bind '{DATA}' {ELSEWHERE}; mount -o remount,bind,ro '{DATA}'")
-        self.assert_trials_work(ELSEWHERE / "lanfab/network.json")
+        shell(f"mount --bind '{DATA}' {ELSEWHERE}; mount -o remount,bind,ro {ELSEWHERE}")
+        self.assert_trials_work(ON_DATA)
+        shell(f"mount -o remount,bind,rw {ELSEWHERE}; mount -o remount,bind,ro '{DATA}'")
+        ON_DATA_ELSEWHERE.with_name("network.json.previous").unlink()
+        ON_DATA_ELSEWHERE.write_text(CONFIGURATIONS[0])
+        self.assert_trials_work(ON_DATA_ELSEWHERE)
 
     def test_a_directory_that_is_covered_is_not_used(self):
         shell(f"mount --bind '{DATA}' {ELSEWHERE}; mount -t tmpfs cover '{DATA}/lanfab'")
-        self.assert_trials_work(ELSEWHERE / "lanfab/network.json")
+        self.assert_trials_work(ON_DATA_ELSEWHERE)
 
 
 class Refused(Layout):

@@ -294,6 +294,19 @@ class Confinement(Trial):
         self.assertGreater(len(expected), 25)
         self.assert_confined(expected)
 
+    def test_with_the_group_of_terminals_where_it_exists(self):
+        self.try_new()
+        group = "SupplementaryGroups=tty"
+        self.assertNotIn(group, self.options_of("lanfab-revert"))
+        self.lanfab("revert", status=0)
+        groups = pathlib.Path("/etc/group")
+        groups.write_text("tty:x:5:\n")
+        self.addCleanup(groups.unlink)
+        self.calls.write_text("")
+        self.try_new()
+        self.assertIn(group, self.options_of("lanfab-revert"))
+        self.assertNotIn(group, self.options_of("lanfab-apply"))
+
     def test_as_the_installed_unit_with_its_drop_ins(self):
         self.before("systemctl", f"case $* in 'cat lanfab.service') exec cat {systemd.UNIT} ;; esac")
         systemd.UNIT.write_text("# /usr/lib/systemd/system/lanfab.service\n[Service]\nType=oneshot\n"
@@ -416,6 +429,7 @@ class Refusals(Trial):
 
     def test_to_an_ordinary_user(self):
         self.refuse_all("root", before=NOT_ROOT)
+        self.lanfab("revert", "--timer", status=2, said="root", before=NOT_ROOT)
 
     def test_where_the_view_of_the_services_is_not_to_be_had(self):
         missing = "mount -t tmpfs own /proc/1"
@@ -515,7 +529,8 @@ class Failures(Trial):
 
     def test_systemd_that_does_not_answer(self):
         for line, said in (("exit 1", "systemctl: status 1"), ("exit 0", "does not print the state"),
-                           ("echo true", "does not print the state")):
+                           ("echo true", "does not print the state"),
+                           ("case $* in *revert.service) exit 1 ;; esac", "systemctl: status 1")):
             self.before("systemctl", f"if [ $1 = show ]; then {line}; fi")
             self.try_new(status=2, said=said)
             self.assert_files(OLD, None)
@@ -549,6 +564,22 @@ class Failures(Trial):
             self.try_new(status=2, said="Is a directory")
             self.assertFalse(TIMER.exists() or TRIAL.exists())
             systemd.end_trial()
+
+    def test_full_run(self):
+        for pages in 1, 2:
+            subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={pages * os.sysconf('SC_PAGESIZE')}", "full",
+                            TRIAL.parent], check=True)
+            self.try_new(status=2, said="/run/lanfab: No space left on device")
+            self.assertEqual(os.listdir(TRIAL.parent), [])
+            subprocess.run(["umount", TRIAL.parent], check=True)
+            self.assert_files(OLD, None)
+
+    def test_a_trial_that_cannot_be_removed(self):
+        self.try_new()
+        TRIAL.unlink()
+        TRIAL.mkdir()
+        self.lanfab("revert", "--timer", status=2, said=f"{TRIAL}: Is a directory")
+        self.assertTrue(STATE.exists())
 
     def test_a_file_that_cannot_be_installed(self):
         self.try_new()

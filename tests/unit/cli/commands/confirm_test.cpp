@@ -17,7 +17,8 @@ using ::testing::HasSubstr;
 
 // Whether the next file that is removed takes the configuration on trial along.
 static bool is_rolled_back = false;
-static FailingCall failing_unlink;
+FailingCall failing_unlink;
+extern FailingCall failing_fsync;
 
 extern "C" int unlink(const char* path) noexcept {
   const auto next_unlink = next<int (*)(const char*)>("unlink");
@@ -90,6 +91,24 @@ TEST_F(ConfirmTest, WhatIsLeftOfTheTrialIsReported) {
   EXPECT_EQ(confirm_now(), 2);
   EXPECT_THAT(errors_, HasSubstr("still there: /run/lanfab/network.json: Input/output error"));
   EXPECT_EQ(text_of_file(kInstalledConfiguration), "new\n");
+}
+
+TEST_F(ConfirmTest, WhatTheDiskHasNotConfirmedIsReported) {
+  failing_fsync.fail(1, EIO, 3);
+  EXPECT_EQ(confirm_now(), 2);
+  EXPECT_THAT(errors_, HasSubstr("kept, but a loss of power may undo it"));
+  EXPECT_EQ(text_of_file(kInstalledConfiguration), "new\n");
+}
+
+TEST_F(ConfirmTest, WhatCannotBeReadIsReported) {
+  ASSERT_TRUE(write_state({"anna", "new.json", 0, 0, "7", kInstalledConfiguration, "/run/missing"}));
+  EXPECT_EQ(confirm_now(), 2);
+  EXPECT_EQ(errors_, "/run/missing: No such file or directory\n");
+  std::filesystem::remove(kTrialConfiguration);
+  std::filesystem::create_directory(kTrialConfiguration);
+  EXPECT_EQ(confirm_now(), 2);
+  EXPECT_EQ(errors_, "/run/lanfab/network.json: Is a directory\n");
+  std::filesystem::remove(kTrialConfiguration);
 }
 
 TEST_F(ConfirmTest, AnInstalledFileThatIsMissingIsNotReplaced) {

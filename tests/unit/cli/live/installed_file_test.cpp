@@ -15,13 +15,14 @@ constexpr char kInstalled[] = "/run/etc/network.json";
 constexpr char kPrevious[] = "/run/etc/network.json.previous";
 static const InstalledFile kFile = {kInstalled, kInstalled};
 
-static FailingCall failing_fsync;
+FailingCall failing_fsync;
 
 extern "C" int fsync(int file) {
   return failing_fsync.fails() ? -1 : next<int (*)(int)>("fsync")(file);
 }
 
 extern FailingCall failing_fchmod;
+extern FailingCall failing_unlink;
 FailingCall failing_rename;
 static FailingCall failing_fchown;
 static FailingCall failing_mount;
@@ -178,6 +179,16 @@ TEST_F(InstalledFileTest, APreviousOneThatDoesNotComeBackIsReported) {
   EXPECT_EQ(files(), 2U);
 }
 
+TEST_F(InstalledFileTest, APreviousOneThatIsNotRemovedIsReported) {
+  failing_rename.fail(1, EBUSY, 1);
+  // After those of two new files that are not there yet, and twice when they are removed.
+  failing_unlink.fail(1, EIO, 4);
+  EXPECT_EQ(install("new", kFile, error_), Installation::kFailed);
+  EXPECT_EQ(error_,
+            std::string(kInstalled) + ": Device or resource busy; " + kPrevious + ": Input/output error");
+  EXPECT_EQ(text_of_file(kInstalled), "old");
+}
+
 class MountedFileTest : public InstalledFileTest {
  protected:
   void SetUp() override {
@@ -216,6 +227,39 @@ TEST_F(MountedFileTest, AFileThatCannotBeMountedIsNotInstalled) {
     EXPECT_EQ(text_of_file(kPrevious), "older");
     EXPECT_EQ(files(), 2U);
   }
+}
+
+// A file that could be written to, where the former one could not, is not what was asked for.
+TEST_F(MountedFileTest, TheOptionsOfTheMountAreKept) {
+  ASSERT_EQ(mount(nullptr, "/run/mounted", nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr), 0);
+  EXPECT_EQ(install("new", mounted_, error_), Installation::kDurable);
+  EXPECT_NE(access("/run/mounted", W_OK), 0);
+  failing_mount.fail(1, EPERM, 1);
+  EXPECT_EQ(install("newer", mounted_, error_), Installation::kFailed);
+  EXPECT_EQ(text_of_file(kInstalled), "new");
+  EXPECT_EQ(text_of_file("/run/mounted"), "new");
+}
+
+TEST_F(MountedFileTest, WithoutAPreviousOneThereIsNoneAfterwards) {
+  failing_mount.fail(1, EPERM);
+  EXPECT_EQ(install("new", mounted_, error_), Installation::kFailed);
+  EXPECT_EQ(text_of_file("/run/mounted"), "old");
+  EXPECT_EQ(files(), 1U);
+}
+
+TEST_F(MountedFileTest, WhatCannotBeUndoneIsReported) {
+  failing_mount.fail(2, EPERM);
+  EXPECT_EQ(install("new", mounted_, error_), Installation::kFailed);
+  EXPECT_EQ(error_, "/run/mounted: Operation not permitted; " +
+                        (kPrevious + std::string(": Operation not permitted")));
+  EXPECT_EQ(text_of_file(kInstalled), "old");
+  ASSERT_EQ(mount(kInstalled, "/run/mounted", nullptr, MS_BIND, nullptr), 0);
+  failing_mount.fail(1, EPERM);
+  failing_rename.fail(1, EIO, 2);
+  EXPECT_EQ(install("new", mounted_, error_), Installation::kFailed);
+  EXPECT_EQ(error_,
+            "/run/mounted: Operation not permitted; " + (kPrevious + std::string(": Input/output error")));
+  EXPECT_EQ(text_of_file(kPrevious), "old") << "the way back";
 }
 
 TEST_F(MountedFileTest, AFileThatIsNotShownIsReported) {

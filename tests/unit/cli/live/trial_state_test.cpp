@@ -81,6 +81,9 @@ TEST_F(TrialStateTest, WhatStaysIsReported) {
     EXPECT_FALSE(remove_state()) << path;
     EXPECT_EQ(errno, EISDIR) << path;
   }
+  std::filesystem::create_directories(kStateFile);
+  EXPECT_FALSE(remove_state()) << "two of them";
+  EXPECT_EQ(errno, EISDIR);
 }
 
 TEST_F(TrialStateTest, AStagedConfigurationIsActiveOnlyAfterwards) {
@@ -109,6 +112,24 @@ TEST_F(TrialStateTest, ATrialNeedsTheInstalledFile) {
   EXPECT_FALSE(stage_trial("new", "/run/missing"));
   EXPECT_FALSE(stage_trial("new", "/run"));
   EXPECT_EQ(errno, EISDIR);
+}
+
+TEST_F(TrialStateTest, WhatCannotBeStagedIsReported) {
+  for (const char* path : {kCopy, kStaged}) {
+    std::filesystem::create_directory(path);
+    EXPECT_FALSE(stage_trial("new", kInstalled)) << path;
+    EXPECT_EQ(errno, EISDIR) << path;
+    std::filesystem::remove(path);
+  }
+}
+
+TEST_F(TrialStateTest, ATrialThatPerhapsExistsIsNotPassedOver) {
+  std::filesystem::remove("/run/lanfab");
+  put_file("/run/lanfab", "no directory");
+  EXPECT_EQ(active_configuration(), kInstalledConfiguration);
+  std::filesystem::remove("/run/lanfab");
+  std::filesystem::create_symlink("/run/lanfab", "/run/lanfab");
+  EXPECT_EQ(active_configuration(), kTrialConfiguration);
 }
 
 TEST_F(TrialStateTest, AChangeOfTheInstalledFileIsNoticed) {
