@@ -42,7 +42,8 @@ ExclusiveLock::ExclusiveLock(const std::string& directory)
     is_held_ = is_taken();
     if (is_held_ || (errno != EINTR && errno != EWOULDBLOCK)) break;
     if (attempts-- == 0) {
-      error_ = printable(directory) + ": another process has kept it locked for " + std::to_string(kLockSeconds) + " s";
+      error_ = printable(directory) + ": another process has kept it locked for " +
+               std::to_string(kLockSeconds) + " s";
       return;
     }
     usleep(1'000'000 / kAttemptsPerSecond);

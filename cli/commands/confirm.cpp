@@ -15,13 +15,13 @@
 #include "cli/live/units.h"
 
 static int refuse(const std::string& reason) {
-  std::fprintf(stderr, "lanfab: %s\n", reason.c_str());
+  report("lanfab: " + reason);
   return 1;
 }
 
 static int refuse_changed(const std::string& path) {
   return refuse(
-      path +
+      printable(path) +
       " has changed since the trial began: 'lanfab confirm --force' replaces it, 'lanfab revert' applies "
       "it");
 }
@@ -32,7 +32,7 @@ static void report_previous(const InstalledFile& installed) {
   if (access(previous.c_str(), F_OK) != 0) {
     std::printf("Kept.\n");
   } else {
-    std::printf("Kept. The configuration before it is %s.\n", previous.c_str());
+    std::printf("Kept. The configuration before it is %s.\n", printable(previous).c_str());
   }
 }
 

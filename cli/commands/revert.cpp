@@ -71,8 +71,8 @@ static int complete_confirmation(const TrialState& state) {
     return fail("lanfab: what belongs to the trial is still there: " + *error);
   std::printf("the configuration on trial had been confirmed; it stays in force\n");
   if (!is_visible) {
-    broadcast_alert(state.path + " is not the configuration that was confirmed: mount " + state.entry +
-                    " there and remove " + kTrialConfiguration);
+    broadcast_alert(printable(state.path) + " is not the configuration that was confirmed: mount " +
+                    printable(state.entry) + " there and remove " + kTrialConfiguration);
   }
   return 0;
 }
@@ -128,10 +128,11 @@ int end_trial() {
 
 static bool is_wanted(const std::string& previous) {
   if (!is_interactive()) {
-    std::printf("No trial is under way. lanfab revert --yes puts %s in force.\n", previous.c_str());
+    std::printf("No trial is under way. lanfab revert --yes puts %s in force.\n",
+                printable(previous).c_str());
     return false;
   }
-  std::printf("No trial is under way. Put %s in force? [y/N] ", previous.c_str());
+  std::printf("No trial is under way. Put %s in force? [y/N] ", printable(previous).c_str());
   std::fflush(stdout);
   char answer[8] = "";
   return std::fgets(answer, sizeof answer, stdin) != nullptr && (answer[0] == 'y' || answer[0] == 'Y');

@@ -32,7 +32,7 @@ std::optional<std::string> find_installed(InstalledFile& installed) {
   if (realpath(kInstalledConfiguration, path) == nullptr) return with_errno(kInstalledConfiguration);
   const auto entry = find_entry(path);
   if (!entry) {
-    return std::string(path) +
+    return printable(path) +
            ": a mounted file whose directory is not mounted cannot be replaced: mount the directory instead "
            "of the file, or make " +
            kInstalledConfiguration + " a symbolic link";
@@ -44,8 +44,9 @@ std::optional<std::string> find_installed(InstalledFile& installed) {
 std::optional<std::string> why_not_replaceable(const InstalledFile& installed) {
   for (const std::string& path : {directory_of(installed.entry), installed.entry}) {
     if (faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0) continue;
-    return with_errno(path) + ": 'lanfab confirm' could not replace the configuration: make " + path +
-           " writable, or make " + kInstalledConfiguration + " a symbolic link to a file that is";
+    return with_errno(path) + ": 'lanfab confirm' could not replace the configuration: make " +
+           printable(path) + " writable, or make " + kInstalledConfiguration +
+           " a symbolic link to a file that is";
   }
   return std::nullopt;
 }

@@ -36,7 +36,6 @@ class Layout(unittest.TestCase):
             os.makedirs(directory, exist_ok=True)
             shell(f"mount -t tmpfs tmpfs '{directory}'")
             self.addCleanup(self.unmount_all, directory)
-        systemd.lay_out()
         systemd.end_trial()
         for path in INSTALLED, ON_DATA:
             path.parent.mkdir(exist_ok=True)
@@ -211,4 +210,5 @@ class Refused(Layout):
 
 
 if __name__ == "__main__":
+    systemd.lay_out()
     unittest.main()
