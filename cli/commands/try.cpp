@@ -123,9 +123,9 @@ static bool is_state_of(const OwnTrial& trial) {
 
 static Fate find_fate(const OwnTrial& trial) {
   if (is_state_of(trial) && is_trial_active()) return Fate::kActive;
-  // A confirmation that is under way ends first.
+  // A confirmation that is under way ends first. Whatever could not be read above is read again.
   const ExclusiveLock lock(kTrialDirectory);
-  if (is_state_of(trial)) return Fate::kBeingRolledBack;
+  if (is_state_of(trial)) return is_trial_active() ? Fate::kActive : Fate::kBeingRolledBack;
   File file;
   const bool is_installed = read_file(trial.installed.entry, file) && file.content == trial.content;
   return is_installed ? Fate::kConfirmed : Fate::kRolledBack;
