@@ -78,7 +78,7 @@ bool start_revert_timer(std::int64_t seconds) {
 }
 
 bool test_revert_service() {
-  return run_revert({"--unit=lanfab-revert-test", "--description=Test of the way back", "--wait"});
+  return run_revert({"--unit=lanfab-revert-test", "--description=Test of the rollback of a trial", "--wait"});
 }
 
 bool stop_revert_timer() {

@@ -16,10 +16,11 @@ TOOL = "cli/lanfab"
 DIRECTORY = "/run/lanfab"
 LOCK = "/run/LANFAB_LOCKED"
 PROGRAM = "/usr/bin/cmd_lanfab"
-# Tools that lanfab finds before those of the system while they are there, and the links to them. They lie
-# over /usr/sbin, since root's lanfab trusts no PATH.
-TOOLS = "/root/tools"
-LINKS = "/root/links"
+# Tools that lanfab finds before those of the system while they are there, and the links to them. The links
+# lie over /usr/sbin, since root's lanfab trusts no PATH; the tools are not in /root, which its services do not
+# see.
+TOOLS = "/usr/local/lib/tools"
+LINKS = "/usr/local/lib/links"
 # The size of an entry, see utmp(5).
 UTMP_ENTRY = 384
 # Takes the place of systemd-run, which lanfab calls between its steps: kills lanfab and the shell around it.
