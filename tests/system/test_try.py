@@ -46,9 +46,18 @@ class Terminal:
             self.text = ""
         deadline = time.monotonic() + timeout
         while words not in self.text and time.monotonic() < deadline:
-            if select.select([self.master], [], [], 1)[0]:
-                self.text += os.read(self.master, 4096).decode()
+            if select.select([self.master], [], [], 1)[0] and not self.read():
+                print(self.text)
+                break
         return words in self.text
+
+    def read(self):
+        """Reads what lanfab has printed; returns whether it still runs."""
+        try:
+            self.text += os.read(self.master, 4096).decode()
+        except OSError:
+            return False
+        return True
 
     def type(self, text):
         os.write(self.master, text)
