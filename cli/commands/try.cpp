@@ -142,7 +142,7 @@ static int report_end(Fate fate) {
   if (other) {
     std::printf("The trial was rolled back, and another one has begun: %s\n", describe(*other).c_str());
   } else {
-    std::printf("The old configuration is back.\n");
+    std::printf("The old configuration is in force.\n");
   }
   return 1;
 }

@@ -99,7 +99,7 @@ class Trial(unittest.TestCase):
         self.assertTrue(trials.is_old_network_back())
 
     def test_comes_back_when_the_terminal_has_gone(self):
-        terminal = Terminal("try", trial.NEW, "--timeout", "20")
+        terminal = Terminal("try", trial.NEW, "--timeout", "30")
         self.assertTrue(terminal.wait_for("Enter keeps it"))
         os.close(terminal.master)
         self.assertEqual(terminal.end(), -signal.SIGHUP)
@@ -249,7 +249,7 @@ class Trial(unittest.TestCase):
             self.assertTrue(trials.wait_for_apply())
             gateway.run(*command)
             self.assertEqual(terminal.end(), 1)
-            self.assertTrue(terminal.wait_for("The old configuration is"))
+            self.assertTrue(terminal.wait_for("The old configuration is in force."))
             self.assertNotIn("Enter keeps it", terminal.text)
             self.assertTrue(trials.is_old_network_back())
 

@@ -179,7 +179,7 @@ class Race(Trial):
         for line in f"sh {TIMER}", f"{LANFAB} revert", f"{LANFAB} revert --timer; exit 1":
             self.setUp()
             self.during_apply(line)
-            said = self.try_new(status=1, said="The old configuration is back.")
+            said = self.try_new(status=1, said="The old configuration is in force.")
             self.assertNotIn("in force for", said)
             self.assert_files(OLD, None)
             self.doCleanups()
