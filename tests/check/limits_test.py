@@ -122,7 +122,7 @@ class Limits(unittest.TestCase):
     def test_memory(self):
         baseline = self.baseline()
         for kind, text in KINDS.items():
-            for words in ([], ["--format=json"]):
+            for words in ([], ["--format=json"]) if kind == "numbers" else ([],):
                 with self.subTest(kind, words=words):
                     _, _, err, usage = self.check(text, "--offline", *words)
                     self.assertEqual(err, "")
