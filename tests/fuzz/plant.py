@@ -167,14 +167,19 @@ def complaint_about_target(target, build):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
     parser.add_argument("--build", type=pathlib.Path, default=CHECKOUT / "build/clang")
-    parser.add_argument("bug", nargs="*", help="the bugs to plant, by name (default: all)")
+    parser.add_argument("--exhaustive", action="store_true",
+                        help="all bugs, and the targets without one; otherwise one bug for each target")
+    parser.add_argument("bug", nargs="*", help="the bugs to plant instead, by name")
     arguments = parser.parse_args()
-    bugs = [bug for bug in BUGS if not arguments.bug or bug.name in arguments.bug]
+    first = {bug.target: bug for bug in reversed(BUGS)}.values()
+    bugs = [bug for bug in BUGS if bug.name in arguments.bug] if arguments.bug else first
+    if arguments.exhaustive:
+        bugs = BUGS
     build = arguments.build.resolve()
     failed = 0
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         jobs = {bug.name: pool.submit(complaint_about_bug, bug, build) for bug in bugs}
-        for target in sorted({bug.target for bug in bugs}):
+        for target in sorted({bug.target for bug in bugs}) if arguments.exhaustive else []:
             jobs[f"nothing planted, {target}"] = pool.submit(complaint_about_target, target, build)
         for name, job in jobs.items():
             wrong = job.result()
