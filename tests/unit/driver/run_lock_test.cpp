@@ -1,5 +1,8 @@
 #include "driver/run_lock.h"
 
+#include <unistd.h>
+
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -94,6 +97,19 @@ TEST_F(RunLockTest, ALockThatTouchDoesNotMakeIsMadeNevertheless) {
   platform().shell_status = 1;
   take_run_lock();
   EXPECT_TRUE(exists(kLock));
+  release_run_lock();
+}
+
+TEST_F(RunLockTest, ATouchThatOutlivesItsShellIsWaitedFor) {
+  pid_t touch = 0;
+  platform().shell_status = SIGTERM;
+  platform().on_shell = [&touch](const std::string&) {
+    touch = fork();
+    if (touch == 0) _exit(0);
+  };
+  take_run_lock();
+  EXPECT_EQ(kill(touch, 0), -1);
+  EXPECT_EQ(errno, ESRCH);
   release_run_lock();
 }
 
