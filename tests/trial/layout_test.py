@@ -125,7 +125,7 @@ class FileMounted(Layout):
         self.assert_trials_work(ON_DATA)
 
     def test_on_a_read_only_root(self):
-        shell("mount -o remount,ro /etc")
+        shell("mount -o remount,bind,ro /etc")
         self.assert_trials_work(ON_DATA)
 
     def test_by_a_session_with_a_mount_namespace_of_its_own(self):
@@ -187,7 +187,7 @@ class Refused(Layout):
         self.assert_refused("/etc/lanfab/: Read-only file system", "a symbolic link")
 
     def test_mounted_file_whose_directory_is_read_only(self):
-        shell(f"mount --bind '{ON_DATA}' {INSTALLED}; mount -o remount,ro '{DATA}'")
+        shell(f"mount --bind '{ON_DATA}' {INSTALLED}; mount -o remount,bind,ro '{DATA}'")
         self.assert_refused(f"{ON_DATA.parent}/: Read-only file system")
 
     def test_mounted_file_whose_directory_is_not_mounted(self):
@@ -200,11 +200,11 @@ class Refused(Layout):
 
     def test_what_becomes_read_only_during_the_trial(self):
         self.try_new(CONFIGURATIONS[1])
-        shell("mount -o remount,ro /etc")
+        shell("mount -o remount,bind,ro /etc")
         said = self.lanfab("confirm", status=2)
         self.assertIn("Read-only file system; the trial goes on", said)
         self.assertEqual((systemd.active(), INSTALLED.read_text()), (CONFIGURATIONS[1], CONFIGURATIONS[0]))
-        shell("mount -o remount,rw /etc")
+        shell("mount -o remount,bind,rw /etc")
         self.lanfab("confirm")
         self.assert_files(INSTALLED, CONFIGURATIONS[1], CONFIGURATIONS[0])
 

@@ -1,4 +1,6 @@
+#include <spawn.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
@@ -36,6 +38,13 @@ class ToolsTest : public PlatformTest {
 extern "C" pid_t waitpid(pid_t process, int* status, int options) {
   if (failing_waitpid.fails()) return -1;
   return next<pid_t (*)(pid_t, int*, int)>("waitpid")(process, status, options);
+}
+
+// Whether whoever starts a program is told that there is none: under an emulator only its exit status tells.
+static bool is_start_seen() {
+  pid_t child = 0;
+  char* const words[] = {nullptr};
+  return posix_spawn(&child, "/run/nowhere/program", nullptr, nullptr, words, environ) != 0;
 }
 
 static std::string commands() {
@@ -101,7 +110,7 @@ TEST_F(ToolsTest, AToolThatCannotBeRunIsAFailure) {
   EXPECT_NE(execute_systemctl_restart("dnsmasq"), 0);
   EXPECT_EQ(is_service_active("dnsmasq"), 0);
   EXPECT_THAT(log_of_test, Each("err cannot run systemctl (dnsmasq): No such file or directory"));
-  EXPECT_EQ(log_of_test.size(), 3U);
+  EXPECT_EQ(log_of_test.size(), is_start_seen() ? 3U : 0U);
 }
 
 TEST_F(ToolsTest, AServicesNameIsOneWordAndNoShellReadsIt) {
