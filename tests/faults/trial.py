@@ -196,6 +196,9 @@ def play(arguments):
     for kind in {"confirm": (Confirm, ConfirmMounted), "try": (Try,)}[arguments.kind]:
         runs = kind(pathlib.Path(arguments.program).parent)
         jobs = [job for job in runs.jobs() if worker.matches(job, arguments)]
+        # Most of them wait for a service: of `lanfab try` CI disturbs every third step.
+        if kind is Try and not (arguments.exhaustive or arguments.at or arguments.disturb):
+            jobs = jobs[::3]
         number += len(jobs)
         for job in jobs:
             for violation in runs.play(job):
