@@ -78,12 +78,11 @@ static std::optional<std::string> begin(const std::string& content, const Instal
   if (!stop_revert_timer()) return std::string("lanfab: ") + kRevertTimer + " cannot be stopped";
   if (!remove_state()) return with_errno(kTrialDirectory);
   std::optional<std::string> trouble;
-  if (!stage_trial(content, installed.path)) {
-    trouble = with_errno(kTrialDirectory);
-  } else if (!test_revert_service()) {
-    // Without a state it finds nothing to do.
+  const bool is_staged = stage_trial(content, installed.path);
+  // Without a state the service finds nothing to do.
+  if (is_staged && !test_revert_service()) {
     trouble = std::string("lanfab: ") + kRevertFails;
-  } else if (!write_state(state)) {
+  } else if (!is_staged || !write_state(state)) {
     trouble = with_errno(kTrialDirectory);
   } else if (!start_revert_timer(state.ends - state.began)) {
     trouble = "lanfab: the timer that takes the trial back cannot be started";
