@@ -229,7 +229,7 @@ std::optional<std::string> OutputFile::write(const std::string& content) const {
 
 // --- A directory
 
-// Whether the directory has no entry. errno says why not.
+// False, with errno set, if the directory has an entry or cannot be read.
 static bool is_empty(const Descriptor& directory) {
   Descriptor own = reopened(directory, O_RDONLY | O_DIRECTORY);
   DIR* stream = own.is_open() ? fdopendir(own.number()) : nullptr;
@@ -293,7 +293,7 @@ class NewTree {
     int flags;  // of unlinkat
   };
 
-  // Null, with errno set, if there is none and it cannot be made.
+  // Makes the directory unless it has been made. Null, with errno set, on failure.
   const Descriptor* directory_at(const std::string& path) {
     const auto found = directories_.find(path);
     if (found != directories_.end()) return &found->second;

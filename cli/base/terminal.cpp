@@ -58,7 +58,7 @@ constexpr Range kUnprintable[] = {
 };
 
 static bool is_unprintable(char32_t code) {
-  // The last two of each plane are none.
+  // The last two codes of each plane are not characters.
   if ((code & 0xfffeU) == 0xfffe) return true;
   const auto* range = std::lower_bound(std::begin(kUnprintable), std::end(kUnprintable), code,
                                        [](const Range& a, char32_t b) { return a.last < b; });

@@ -28,7 +28,7 @@ static int refuse_changed(const std::string& path) {
 
 static void report_previous(const InstalledFile& installed) {
   const std::string previous = installed.entry + kPreviousSuffix;
-  // There is none if the configuration was the installed one already.
+  // If the configuration was already the installed one, no previous one was written.
   if (access(previous.c_str(), F_OK) != 0) {
     std::printf("Kept.\n");
   } else {

@@ -69,7 +69,7 @@ static int complete_confirmation(const TrialState& state) {
       read_file(kTrialConfiguration, trial) && read_file(state.path, shown) && shown.content == trial.content;
   if (const auto error = is_visible ? remove_trial() : forget_trial())
     return fail("lanfab: what belongs to the trial is still there: " + *error);
-  std::printf("the configuration on trial had been confirmed; it stays in force\n");
+  std::printf("the configuration on trial had been confirmed; it stays active\n");
   if (!is_visible) {
     broadcast_alert(printable(state.path) + " is not the configuration that was confirmed: mount " +
                     printable(state.entry) + " there and remove " + kTrialConfiguration);

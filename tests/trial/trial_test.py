@@ -245,7 +245,7 @@ class Changed(Trial):
 
     def test_by_a_confirmation_that_was_killed(self):
         for words, status, said in ((("confirm",), 0, str(PREVIOUS)),
-                                    (("revert", "--timer"), 0, "had been confirmed; it stays in force"),
+                                    (("revert", "--timer"), 0, "had been confirmed; it stays active"),
                                     (("revert",), 1, "The trial had been confirmed")):
             INSTALLED.write_text(NEW)
             PREVIOUS.write_text(OLD)
