@@ -78,12 +78,13 @@ std::optional<std::string> load_source(const std::string& file, Source& source) 
          std::to_string(complaint->position.column) + ": error: " + printable(complaint->reason);
 }
 
-std::ptrdiff_t key_offset(const std::string& text, std::ptrdiff_t value_offset) {
+TextRange key_range(const std::string& text, const Json::Value& value) {
   // Back over the colon and the blanks around it to the quote that ends the key, and on to the one that
   // begins it: the one without a backslash in front of it.
-  std::size_t quote = text.rfind('"', static_cast<std::size_t>(value_offset) - 1);
+  std::size_t quote = text.rfind('"', static_cast<std::size_t>(value.getOffsetStart()) - 1);
+  const auto end = static_cast<std::ptrdiff_t>(quote) + 1;
   do {
     quote = text.rfind('"', quote - 1);
   } while (text[quote - 1] == '\\');
-  return static_cast<std::ptrdiff_t>(quote);
+  return {static_cast<std::ptrdiff_t>(quote), end};
 }

@@ -8,6 +8,8 @@
 #include <optional>
 #include <string>
 
+#include "cli/config_file/text_range.h"
+
 struct Source {
   std::string name;  // as it was given
   std::string text;
@@ -22,5 +24,5 @@ std::optional<std::string> read_source(const std::string& file, Source& source);
 // be examined, and where.
 std::optional<std::string> load_source(const std::string& file, Source& source);
 
-// The offset of the key of an object's member, given the offset of its value.
-std::ptrdiff_t key_offset(const std::string& text, std::ptrdiff_t value_offset);
+// The key of an object's member, with its quotes, given the member's value.
+TextRange key_range(const std::string& text, const Json::Value& value);

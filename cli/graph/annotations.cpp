@@ -37,11 +37,11 @@ void mark(const std::vector<Finding>& findings, Part& picture) {
       open.pop_back();
   };
   for (const Finding& finding : findings) {
-    for (; next != spans.end() && next->begin <= finding.offset; ++next) {
+    for (; next != spans.end() && next->begin <= finding.range.begin; ++next) {
       close_before(next->begin);
       open.push_back(&*next);
     }
-    close_before(finding.offset);
+    close_before(finding.range.begin);
     Part& part = open.empty() ? picture : *open.back()->part;
     part.findings.push_back(finding);
   }

@@ -92,7 +92,7 @@ static void look_for(const std::unordered_set<std::string>& parts, const Json::V
 }
 
 static Finding finding_for(const Answer& answer, const std::string& text, const Json::Value& root) {
-  Finding finding{kDnsmasqRefuses, Severity::kError, root.getOffsetStart(), ""};
+  Finding finding{kDnsmasqRefuses, Severity::kError, range_of(root), "", {}};
   if (answer.line == 0) {
     finding.message = "dnsmasq: " + answer.complaint;
     return finding;
@@ -101,7 +101,7 @@ static Finding finding_for(const Answer& answer, const std::string& text, const 
   finding.message = "dnsmasq refuses " + quoted(line) + ": " + answer.complaint;
   Origin origin;
   look_for(parts_of(line), root, origin);
-  if (origin.text != nullptr) finding.offset = origin.text->getOffsetStart();
+  if (origin.text != nullptr) finding.range = range_of(*origin.text);
   return finding;
 }
 
@@ -121,7 +121,7 @@ std::optional<std::string> ask_dnsmasq(const std::string& dnsmasq, const Site& s
     Finding finding = finding_for(answer, file.content, site.root);
     const auto place =
         std::upper_bound(findings.begin(), findings.end(), finding,
-                         [](const Finding& a, const Finding& b) { return a.offset < b.offset; });
+                         [](const Finding& a, const Finding& b) { return a.range.begin < b.range.begin; });
     findings.insert(place, std::move(finding));
   }
   return std::nullopt;

@@ -9,13 +9,34 @@
 #include <utility>
 #include <vector>
 
+#include "cli/config_file/text_range.h"
+
 enum class Severity { kWarning, kError };
+
+// A second location that a finding is about.
+struct RelatedLocation {
+  TextRange range;
+  std::string message;  // "already the network of eth0"
+};
+
+// A replacement of a piece of the text.
+struct Edit {
+  TextRange range;
+  std::string replacement;
+};
+
+struct FindingDetails {
+  std::vector<RelatedLocation> related;
+  // What to write instead, where that is certain: all edits together fix the finding. They do not overlap.
+  std::vector<Edit> fix;
+};
 
 struct Finding {
   std::string rule;
   Severity severity;
-  std::ptrdiff_t offset;  // in the text of the configuration
+  TextRange range;
   std::string message;
+  FindingDetails details;
   // How many more the rule has found that are not listed; not 0 only for the last one that is.
   std::size_t unlisted = 0;
 };
@@ -48,18 +69,18 @@ class Findings {
       : rule_(std::move(rule)), severity_(severity), judged_(judged), own_(own), all_(all) {}
 
   // `where` is a value of the configuration itself, not a copy that was changed.
-  void add(const Json::Value& where, std::string message) {
-    add(where.getOffsetStart(), std::move(message));
+  void add(const Json::Value& where, std::string message, FindingDetails details = {}) {
+    add(range_of(where), std::move(message), std::move(details));
   }
 
-  void add(std::ptrdiff_t offset, std::string message) {
-    if (judged_.contains(offset)) return;
-    own_.add(offset);
+  void add(TextRange range, std::string message, FindingDetails details = {}) {
+    if (judged_.contains(range.begin)) return;
+    own_.add(range.begin);
     if (listed_ == kMostListed) {
       ++all_.back().unlisted;
     } else {
       ++listed_;
-      all_.push_back({rule_, severity_, offset, std::move(message)});
+      all_.push_back({rule_, severity_, range, std::move(message), std::move(details)});
     }
   }
 

@@ -110,13 +110,13 @@ std::string text_report(const Source& source, const std::vector<Finding>& findin
   const std::string shown = excerpt && !findings.empty() ? text_without_secrets(source) : std::string();
   Positions positions(source.text);
   for (const Finding& finding : findings) {
-    const Position& position = positions.at(finding.offset);
+    const Position& position = positions.at(finding.range.begin);
     const std::string place = printable(source.name) + ":" + std::to_string(position.line) + ":" +
                               std::to_string(position.column) + ": ";
     report += styled(place, "1", color);
     report += styled_word(finding.severity, color);
     report += printable(finding.message, "\t") + " [" + finding.rule + "]\n";
-    if (excerpt) report += excerpt_at(shown, finding.offset, color);
+    if (excerpt) report += excerpt_at(shown, finding.range.begin, color);
   }
   return report + unlisted_report(source, findings, color);
 }
@@ -132,7 +132,7 @@ Json::Value json_report(const Source& source, const std::vector<Finding>& findin
   Json::Value& list = report["findings"] = Json::Value(Json::arrayValue);
   Positions positions(source.text);
   for (const Finding& finding : findings) {
-    const Position& position = positions.at(finding.offset);
+    const Position& position = positions.at(finding.range.begin);
     Json::Value& entry = list.append(Json::Value(Json::objectValue));
     entry["line"] = position.line;
     entry["column"] = position.column;

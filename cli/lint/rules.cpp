@@ -153,6 +153,6 @@ std::vector<Finding> examine(const Site& site) {
     judged = std::move(own);
   }
   std::stable_sort(found.begin(), found.end(),
-                   [](const Finding& a, const Finding& b) { return a.offset < b.offset; });
+                   [](const Finding& a, const Finding& b) { return a.range.begin < b.range.begin; });
   return found;
 }

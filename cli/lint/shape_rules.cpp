@@ -177,7 +177,7 @@ void unknown_key(const Site& site, Findings& findings) {
           } else if (const auto wanted = nearest_key(level, key, false)) {
             message = did_you_mean(key, *wanted);
           }
-          findings.add(key_offset(site.source.text, value.getOffsetStart()), message);
+          findings.add(key_range(site.source.text, value), message);
         });
 }
 
@@ -203,7 +203,7 @@ void doubtful_key(const Site& site, Findings& findings) {
             const auto wanted = nearest_key(level, key, true);
             if (wanted) message = did_you_mean(key, *wanted);
           }
-          if (message) findings.add(key_offset(site.source.text, value.getOffsetStart()), *message);
+          if (message) findings.add(key_range(site.source.text, value), *message);
         });
 }
 
@@ -211,5 +211,5 @@ void doubtful_key(const Site& site, Findings& findings) {
 
 void text_refused(const Site& site, Findings& findings) {
   for (const RefusedText& refused : find_refused_texts(site.root))
-    findings.add(refused.offset, refused.path + ": " + refused.reason);
+    findings.add(*refused.value, refused.path + ": " + refused.reason);
 }

@@ -48,9 +48,8 @@ struct Located {
 
 static void collect(const Source& source, const Json::Value& value, bool is_member,
                     std::vector<Located>& all) {
-  const std::size_t key = is_member
-                              ? static_cast<std::size_t>(key_offset(source.text, value.getOffsetStart()))
-                              : std::string::npos;
+  const std::size_t key =
+      is_member ? static_cast<std::size_t>(key_range(source.text, value).begin) : std::string::npos;
   all.push_back({&value, key});
   for (const Json::Value& inner : value)
     collect(source, inner, value.isObject(), all);

@@ -86,7 +86,7 @@ static bool are_texts_allowed(const std::string& path, const std::string& text, 
   if (refused.empty()) return true;
   const RefusedText& first = refused.front();
   const std::string refusal =
-      located(path, {position_of(text, first.offset), first.path + ": " + first.reason});
+      located(path, {position_of(text, first.value->getOffsetStart()), first.path + ": " + first.reason});
   report(refusal);
   syslog(LOG_NOTICE, "%s", refusal.c_str());
   return false;

@@ -143,7 +143,7 @@ static std::string_view key_of(const Json::Value::const_iterator& member) {
 static void check(const Json::Value& value, const Place& place, std::vector<RefusedText>& refused) {
   if (value.isString()) {
     if (const auto reason = why_refused_at(place, text_of_string(value))) {
-      refused.push_back({value.getOffsetStart(), path_of(place), *reason});
+      refused.push_back({&value, path_of(place), *reason});
     }
   } else if (value.isArray()) {
     Json::ArrayIndex index = 0;
@@ -153,7 +153,7 @@ static void check(const Json::Value& value, const Place& place, std::vector<Refu
     for (auto member = value.begin(); member != value.end(); ++member) {
       const Place inside{&place, key_of(member), false, 0};
       if (const auto reason = why_refused(inside.key)) {
-        refused.push_back({member->getOffsetStart(), path_of(inside), "in the key: " + *reason});
+        refused.push_back({&*member, path_of(inside), "in the key: " + *reason});
       }
       check(*member, inside, refused);
     }
@@ -163,7 +163,8 @@ static void check(const Json::Value& value, const Place& place, std::vector<Refu
 std::vector<RefusedText> find_refused_texts(const Json::Value& root) {
   std::vector<RefusedText> refused;
   check(root, {nullptr, {}, false, 0}, refused);
-  std::stable_sort(refused.begin(), refused.end(),
-                   [](const RefusedText& a, const RefusedText& b) { return a.offset < b.offset; });
+  std::stable_sort(refused.begin(), refused.end(), [](const RefusedText& a, const RefusedText& b) {
+    return a.value->getOffsetStart() < b.value->getOffsetStart();
+  });
   return refused;
 }

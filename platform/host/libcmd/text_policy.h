@@ -6,13 +6,12 @@
 
 #include <json/json.h>
 
-#include <cstddef>
 #include <string>
 #include <vector>
 
 struct RefusedText {
-  std::ptrdiff_t offset;  // of the value in the file, in bytes; for a key, of the value that it names
-  std::string path;       // "static_routes[2].gateway"
+  const Json::Value* value;  // never null; for a key, the value that it names
+  std::string path;          // "static_routes[2].gateway"
   std::string reason;
 };
 

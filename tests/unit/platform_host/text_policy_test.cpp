@@ -102,8 +102,9 @@ TEST_F(TextPolicyTest, TheRefusedTextsComeInTheOrderOfTheFile) {
                           "m: control character U+0008"));
 }
 
-TEST_F(TextPolicyTest, TheOffsetIsThatOfTheValue) {
-  const std::vector<RefusedText> found = find_refused_texts(json("{\"a\": \"\\n\"}"));
+TEST_F(TextPolicyTest, ARefusedTextPointsToItsValue) {
+  const Json::Value root = json("{\"a\": \"\\n\"}");
+  const std::vector<RefusedText> found = find_refused_texts(root);
   ASSERT_EQ(found.size(), 1U);
-  EXPECT_EQ(found[0].offset, 6);
+  EXPECT_EQ(found[0].value, &root["a"]);
 }

@@ -78,9 +78,9 @@ TEST(Source, TheKeyOfAValueIsFoundInFrontOfIt) {
     put_file(kFile, text);
     Source source;
     ASSERT_EQ(load_source(kFile, source), std::nullopt) << text;
-    const std::ptrdiff_t offset = key_offset(source.text, source.root["key"].getOffsetStart());
-    EXPECT_EQ(source.text.substr(static_cast<std::size_t>(offset), 5), "\"key\"") << text;
-    EXPECT_EQ(offset, static_cast<std::ptrdiff_t>(source.text.rfind("\"key\""))) << text;
+    const TextRange range = key_range(source.text, source.root["key"]);
+    EXPECT_EQ(range.begin, static_cast<std::ptrdiff_t>(source.text.rfind("\"key\""))) << text;
+    EXPECT_EQ(range.end, range.begin + 5) << text;
   }
 }
 
@@ -88,5 +88,7 @@ TEST(Source, AKeyMayHaveQuotesOfItsOwn) {
   put_file(kFile, R"({"a \"b\" c": 1})");
   Source source;
   ASSERT_EQ(load_source(kFile, source), std::nullopt);
-  EXPECT_EQ(key_offset(source.text, source.root["a \"b\" c"].getOffsetStart()), 1);
+  const TextRange range = key_range(source.text, source.root["a \"b\" c"]);
+  EXPECT_EQ(range.begin, 1);
+  EXPECT_EQ(range.end, 12);
 }

@@ -25,7 +25,8 @@ class AnnotationsTest : public ::testing::Test {
 
   // A finding at the first of these characters.
   Finding finding_at(const std::string& character) const {
-    return {character, Severity::kError, static_cast<std::ptrdiff_t>(text_.find(character)), ""};
+    const auto offset = static_cast<std::ptrdiff_t>(text_.find(character));
+    return {character, Severity::kError, {offset, offset + 1}, "", {}};
   }
 
   static Texts rules_of(const Part& part) {
@@ -56,9 +57,9 @@ TEST_F(AnnotationsTest, AFindingGoesToTheInnermostPartAroundIt) {
 TEST_F(AnnotationsTest, TheFirstByteOfAValueIsInsideTheFirstAfterItIsNot) {
   const Json::Value& network = root_["wired"]["eth0"]["network"];
   Finding first = finding_at("");
-  first.offset = network.getOffsetStart();
+  first.range.begin = network.getOffsetStart();
   Finding after = first;
-  after.offset = network.getOffsetLimit();
+  after.range.begin = network.getOffsetLimit();
   mark({first, after}, diagram_);
   EXPECT_EQ(diagram_.parts[0].parts[0].findings.size(), 1U);
   EXPECT_EQ(diagram_.parts[0].findings.size(), 1U);

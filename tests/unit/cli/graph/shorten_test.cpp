@@ -7,7 +7,7 @@ using ::testing::ElementsAre;
 
 using Texts = std::vector<std::string>;
 
-static const Finding kFinding{"some-rule", Severity::kError, 0, "message"};
+static const Finding kFinding{"some-rule", Severity::kError, {}, "message", {}};
 
 // A part that holds so many, named from 0.
 static Part part_with(Part::Kind kind, int count) {

@@ -94,6 +94,6 @@ TEST(Wrap, NoLineIsTooWideAndNothingIsLost) {
 }
 
 TEST(Wrap, AFindingIsShownWithSeverityAndRule) {
-  EXPECT_EQ(text_of({"some-rule", Severity::kError, 0, "message"}), "error: message [some-rule]");
-  EXPECT_EQ(text_of({"some-rule", Severity::kWarning, 0, "message"}), "warning: message [some-rule]");
+  EXPECT_EQ(text_of({"some-rule", Severity::kError, {}, "message", {}}), "error: message [some-rule]");
+  EXPECT_EQ(text_of({"some-rule", Severity::kWarning, {}, "message", {}}), "warning: message [some-rule]");
 }

@@ -5,7 +5,8 @@
 #include "cli/base/json.h"
 
 static Finding finding_at(std::size_t offset, Severity severity = Severity::kError) {
-  return {"some-rule", severity, static_cast<std::ptrdiff_t>(offset), "message"};
+  const auto begin = static_cast<std::ptrdiff_t>(offset);
+  return {"some-rule", severity, {begin, begin + 1}, "message", {}};
 }
 
 // The report, in plain text, of one finding at the character '!' of the text.

@@ -1,0 +1,17 @@
+#pragma once
+
+// A piece of a configuration's text.
+
+#include <json/json.h>
+
+#include <cstddef>
+
+struct TextRange {
+  std::ptrdiff_t begin = 0;  // offsets in bytes
+  std::ptrdiff_t end = 0;    // behind the last byte
+};
+
+// The text that a value was parsed from, with the quotes of a string.
+inline TextRange range_of(const Json::Value& value) {
+  return {value.getOffsetStart(), value.getOffsetLimit()};
+}
