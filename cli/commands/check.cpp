@@ -95,8 +95,8 @@ class Dnsmasq {
 
 // What the rules and dnsmasq find.
 static std::vector<Finding> judge(Source& source, Dnsmasq& dnsmasq) {
+  std::vector<Finding> findings = examine(source);
   const Site site(source);
-  std::vector<Finding> findings = examine(site);
   dnsmasq.judge(site, findings);
   return findings;
 }

@@ -60,8 +60,8 @@ static int graph(const GraphOptions& options) {
   }
   Source source;
   if (const auto trouble = load_source(options.file, source)) return fail(*trouble);
+  const std::vector<Finding> findings = examine(source);
   const Site site(source);
-  const std::vector<Finding> findings = examine(site);
   Part picture = picture_of(site);
   mark(findings, picture);
   summarize(picture);

@@ -64,15 +64,17 @@ static bool is_in_range(const Json::Value& value, const Json::Value& schema) {
          (maximum.isNull() || value.asInt64() <= maximum.asInt64());
 }
 
+bool is_allowed_by(const Json::Value& value, const Json::Value& schema) {
+  return is_of_type(value, schema["type"].asString()) && is_in_range(value, schema);
+}
+
+bool is_name_in_list(const Json::Value& element, const Json::Value& schema) {
+  return schema["type"] == "string" && element.isConvertibleTo(Json::stringValue);
+}
+
 using Judge = std::function<void(const Violation&)>;
 
 static void visit(const Json::Value& value, const Json::Value& schema, const Judge& judge);
-
-// In a list of names the program takes every value for a name that has a text.
-static void visit_element(const Json::Value& element, const Json::Value& schema, const Judge& judge) {
-  const bool is_name = schema["type"] == "string" && element.isConvertibleTo(Json::stringValue);
-  if (!is_name) visit(element, schema, judge);
-}
 
 static void visit(const Json::Value& value, const Json::Value& schema, const Judge& judge) {
   const std::string type = schema["type"].asString();
@@ -85,7 +87,7 @@ static void visit(const Json::Value& value, const Json::Value& schema, const Jud
       if (const Json::Value* known = member_schema(schema, member.name())) visit(*member, *known, judge);
   } else if (const Json::Value* items = type == "array" ? element_schema(schema) : nullptr) {
     for (const Json::Value& element : value)
-      visit_element(element, *items, judge);
+      if (!is_name_in_list(element, *items)) visit(element, *items, judge);
   }
 }
 

@@ -18,6 +18,14 @@ const Json::Value& configuration_schema();
 const Json::Value* member_schema(const Json::Value& schema, const std::string& key);
 const Json::Value* element_schema(const Json::Value& schema);
 
+// Whether a value is of the type that the schema wants, in range, and not an unknown word; the members of an
+// object and the elements of an array are not considered.
+bool is_allowed_by(const Json::Value& value, const Json::Value& schema);
+
+// Whether the program takes an element of an array, given their schema, for a name: all that has a text, in a
+// list of names.
+bool is_name_in_list(const Json::Value& element, const Json::Value& schema);
+
 // A value that its schema does not allow: it is of another type or, being an integer, out of range.
 struct Violation {
   const Json::Value* value;

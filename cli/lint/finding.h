@@ -5,6 +5,7 @@
 #include <json/json.h>
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -44,7 +45,7 @@ struct Finding {
 // Of each rule so many findings are listed.
 inline constexpr std::size_t kMostListed = 1000;
 
-// A set of places in a text, of which there may be as many as characters.
+// A set of locations in a text, of which there may be as many as characters.
 class Places {
  public:
   explicit Places(std::size_t size) : is_in_(size + 1) {}
@@ -64,9 +65,11 @@ class Places {
 // Collects what one rule finds.
 class Findings {
  public:
-  // What it finds at one of the places `judged` is left out; `own` gets the others.
-  Findings(std::string rule, Severity severity, const Places& judged, Places& own, std::vector<Finding>& all)
-      : rule_(std::move(rule)), severity_(severity), judged_(judged), own_(own), all_(all) {}
+  // Whether what the rule finds at an offset counts. Called once for each finding.
+  using Filter = std::function<bool(std::ptrdiff_t offset)>;
+
+  Findings(std::string rule, Severity severity, Filter counts, std::vector<Finding>& all)
+      : rule_(std::move(rule)), severity_(severity), counts_(std::move(counts)), all_(all) {}
 
   // `where` is a value of the configuration itself, not a copy that was changed.
   void add(const Json::Value& where, std::string message, FindingDetails details = {}) {
@@ -74,8 +77,7 @@ class Findings {
   }
 
   void add(TextRange range, std::string message, FindingDetails details = {}) {
-    if (judged_.contains(range.begin)) return;
-    own_.add(range.begin);
+    if (!counts_(range.begin)) return;
     if (listed_ == kMostListed) {
       ++all_.back().unlisted;
     } else {
@@ -87,8 +89,7 @@ class Findings {
  private:
   std::string rule_;
   Severity severity_;
-  const Places& judged_;
-  Places& own_;
+  Filter counts_;
   std::vector<Finding>& all_;
   std::size_t listed_ = 0;
 };

@@ -1,7 +1,11 @@
 #include "cli/lint/rules.h"
 
 #include <algorithm>
+#include <array>
+#include <functional>
+#include <memory>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 
 #include "cli/lint/address_rules.h"
@@ -11,24 +15,23 @@
 #include "cli/lint/name_rules.h"
 #include "cli/lint/port_mode_rules.h"
 #include "cli/lint/relay_rules.h"
+#include "cli/lint/repair.h"
 #include "cli/lint/route_rules.h"
 #include "cli/lint/shape_rules.h"
 #include "cli/lint/static_lease_rules.h"
 #include "cli/lint/vlan_rules.h"
 #include "cli/lint/wireguard_rules.h"
-
-constexpr char kTextRefused[] = "text-refused";
-constexpr char kOutOfRange[] = "out-of-range";
+#include "config/interface_queries.h"
 
 // In the order of docs/checks.md.
 const std::vector<Rule>& all_rules() {
   static const std::vector<Rule> kRules = {
       {"wrong-type", Severity::kError, wrong_type},
-      {kOutOfRange, Severity::kWarning, out_of_range},
+      {"out-of-range", Severity::kWarning, out_of_range},
       {"unknown-key", Severity::kError, unknown_key},
       {"doubtful-key", Severity::kWarning, doubtful_key},
 
-      {kTextRefused, Severity::kError, text_refused},
+      {"text-refused", Severity::kError, text_refused},
 
       {"server-incomplete", Severity::kError, server_incomplete},
       {"vlan-server-unserved", Severity::kError, vlan_server_unserved},
@@ -133,25 +136,122 @@ const std::vector<Rule>& all_rules() {
   return kRules;
 }
 
-// Which rules judge a value first: what the host platform refuses is judged by nothing else, and a rule that
-// knows what a number is for says more than that it is out of range.
-static int rank_of(const Rule& rule) {
-  if (rule.name == std::string_view(kTextRefused)) return 0;
-  return rule.name == std::string_view(kOutOfRange) ? 2 : 1;
+namespace {
+
+// Which rules judge a value first: the others leave it alone then.
+enum Rank {
+  kRefusedByPlatform,
+  // A value that cannot be read. Whatever else follows from it is not a finding.
+  kUnreadable,
+  kOrdinary,
+  // A rule that knows what a number is for says more.
+  kOfAnyNumber,
+};
+
+constexpr char kTextRefused[] = "text-refused";
+constexpr char kOutOfRange[] = "out-of-range";
+constexpr std::array<std::string_view, 3> kUnreadableRules = {"wrong-type", "unknown-key", "doubtful-key"};
+
+// Where each rule finds something.
+class FoundPlaces {
+ public:
+  explicit FoundPlaces(std::size_t size) : size_(size) {}
+
+  void add(const Rule& rule, std::ptrdiff_t offset) {
+    places_.try_emplace(rule.name, size_).first->second.add(offset);
+  }
+
+  bool contains(const Rule& rule, std::ptrdiff_t offset) const {
+    const auto found = places_.find(rule.name);
+    return found != places_.end() && found->second.contains(offset);
+  }
+
+ private:
+  std::size_t size_;
+  std::unordered_map<std::string_view, Places> places_;
+};
+
+}  // namespace
+
+static Rank rank_of(const Rule& rule) {
+  if (rule.name == std::string_view(kTextRefused)) return kRefusedByPlatform;
+  if (rule.name == std::string_view(kOutOfRange)) return kOfAnyNumber;
+  const bool is_unreadable =
+      std::find(kUnreadableRules.begin(), kUnreadableRules.end(), rule.name) != kUnreadableRules.end();
+  return is_unreadable ? kUnreadable : kOrdinary;
 }
 
-std::vector<Finding> examine(const Site& site) {
-  std::vector<Finding> found;
-  Places judged(site.source.text.size());
-  for (int rank = 0; rank <= 2; ++rank) {
+// Whether what a rule finds at an offset counts, if no rule of a rank before has judged the value there.
+using Filter = std::function<bool(const Rule& rule, std::ptrdiff_t offset)>;
+
+// Adds what the rules of these ranks find.
+static void examine(const Site& site, Rank first, Rank last, const Filter& counts, Places& judged,
+                    std::vector<Finding>& found) {
+  for (int rank = first; rank <= last; ++rank) {
     Places own = judged;
     for (const Rule& rule : all_rules()) {
       if (rule.examine == nullptr || rank_of(rule) != rank) continue;
-      Findings findings(rule.name, rule.severity, judged, own, found);
+      const auto is_new = [&](std::ptrdiff_t offset) {
+        if (judged.contains(offset) || !counts(rule, offset)) return false;
+        own.add(offset);
+        return true;
+      };
+      Findings findings(rule.name, rule.severity, is_new, found);
       rule.examine(site, findings);
     }
     judged = std::move(own);
   }
+}
+
+// Where rules would find something if every value could be read.
+static FoundPlaces places_after(const Repair& /*repair*/, Source& source) {
+  const Site site(source);
+  FoundPlaces places(source.text.size());
+  for (const Rule& rule : all_rules()) {
+    if (rule.examine == nullptr || rank_of(rule) < kOrdinary) continue;
+    std::vector<Finding> unused;
+    const auto record = [&](std::ptrdiff_t offset) {
+      places.add(rule, offset);
+      return false;
+    };
+    Findings findings(rule.name, rule.severity, record, unused);
+    rule.examine(site, findings);
+  }
+  return places;
+}
+
+static bool is_error(const Finding& finding) {
+  return finding.severity == Severity::kError;
+}
+
+// What does not count in a configuration with values that cannot be read.
+static Filter filter_after(const std::vector<Finding>& causes, Source& source,
+                           const std::string& bridge_network) {
+  const Repair repair(source, bridge_network);
+  // A warning does not take the place of an error, which decides on the exit status.
+  const bool has_error = std::any_of(causes.begin(), causes.end(), is_error);
+  return [has_error, replaced = repair.replaced(), after = places_after(repair, source)](
+             const Rule& rule, std::ptrdiff_t offset) {
+    return (rule.severity == Severity::kError && !has_error) || replaced.contains(offset) ||
+           after.contains(rule, offset);
+  };
+}
+
+std::vector<Finding> examine(Source& source) {
+  std::vector<Finding> found;
+  Places judged(source.text.size());
+  Filter counts = [](const Rule&, std::ptrdiff_t) { return true; };
+  auto site = std::make_unique<Site>(source);
+  examine(*site, kRefusedByPlatform, kUnreadable, counts, judged, found);
+  if (!found.empty()) {
+    const std::string bridge_network =
+        site->context.bridge_enabled ? bridge_primary_network_path(&site->context) : std::string();
+    // The tree is in one site at a time.
+    site.reset();
+    counts = filter_after(found, source, bridge_network);
+    site = std::make_unique<Site>(source);
+  }
+  examine(*site, kOrdinary, kOfAnyNumber, counts, judged, found);
   std::stable_sort(found.begin(), found.end(),
                    [](const Finding& a, const Finding& b) { return a.range.begin < b.range.begin; });
   return found;

@@ -22,5 +22,6 @@ struct Rule {
 
 const std::vector<Rule>& all_rules();
 
-// What all rules find, in the order of the text, at most kMostListed of each.
-std::vector<Finding> examine(const Site& site);
+// What all rules find, in the order of the text, at most kMostListed of each. What only follows from a value
+// that cannot be read is left out. The tree of `source` is as before in the end.
+std::vector<Finding> examine(Source& source);

@@ -2,8 +2,8 @@
 
 #include <functional>
 
-#include "cli/config_file/nearest.h"
 #include "cli/config_file/schema.h"
+#include "cli/lint/schema_level.h"
 #include "config/interface_queries.h"
 #include "config/lookup.h"
 #include "libcmd/text_policy.h"
@@ -71,30 +71,8 @@ void out_of_range(const Site& site, Findings& findings) {
 
 // --- Keys
 
-namespace {
-
-// An object of the configuration that the schema describes, among those around it.
-struct Level {
-  std::string name;  // the key of the object, or of the array that it is in
-  const Json::Value& object;
-  const Json::Value& schema;
-  const Level* around;  // null for the configuration itself
-
-  bool is_closed() const {
-    return schema.isMember("additionalProperties");
-  }
-
-  // The dotted path of a member.
-  std::string path_to(const std::string& key) const {
-    if (around == nullptr) return key;
-    return around->path_to(name) + "." + key;
-  }
-};
-
 // What to do with a key that the schema does not know.
 using Judge = std::function<void(const Level& level, const std::string& key, const Json::Value& value)>;
-
-}  // namespace
 
 static void visit(const std::string& name, const Json::Value& value, const Json::Value& schema,
                   const Level* around, const Judge& judge) {
@@ -116,27 +94,6 @@ static void visit(const std::string& name, const Json::Value& value, const Json:
   }
 }
 
-// The known key of this level that a key was probably to be. With `absent_only` one that the object has is no
-// candidate.
-static std::optional<std::string> nearest_key(const Level& level, const std::string& key, bool absent_only) {
-  std::vector<std::string> candidates;
-  for (const std::string& known : level.schema["properties"].getMemberNames())
-    if (!absent_only || !level.object.isMember(known)) candidates.push_back(known);
-  return nearest(key, candidates);
-}
-
-// The path from this schema to the next object inside that knows the key, at most `depth` objects further in.
-static std::optional<std::string> home_inside(const Json::Value& schema, const std::string& key, int depth) {
-  const Json::Value& members = schema["properties"];
-  for (const std::string& name : members.getMemberNames())
-    if (member_schema(members[name], key) != nullptr) return name;
-  for (const std::string& name : members.getMemberNames()) {
-    if (depth == 1) break;
-    if (const auto home = home_inside(members[name], key, depth - 1)) return name + "." + *home;
-  }
-  return std::nullopt;
-}
-
 static std::string did_you_mean(const std::string& key, const std::string& wanted) {
   return quoted(key) + ": did you mean " + quoted(wanted) + "?";
 }
@@ -147,17 +104,12 @@ static std::string is_read_in(const std::string& key, const std::string& home) {
 
 // Where a known key at the wrong level is read.
 static std::optional<std::string> home_message(const Level& level, const std::string& key) {
-  // Too many objects have one to know which.
-  if (key == "enable") return std::nullopt;
-  for (const Level* outer = level.around; outer != nullptr; outer = outer->around) {
-    if (member_schema(outer->schema, key) == nullptr) continue;
-    if (outer->around == nullptr) return quoted(key) + " is read at the top of the configuration, not here";
-    return is_read_in(key, outer->around->path_to(outer->name));
-  }
-  // From "eth0" to "network.advanced.vlan".
-  constexpr int kMaxDepth = 3;
-  const auto home = home_inside(level.schema, key, kMaxDepth);
-  return home ? std::optional(is_read_in(key, level.path_to(*home))) : std::nullopt;
+  const std::optional<Home> home = home_of(level, key, kMaxHomeDepth);
+  if (!home) return std::nullopt;
+  const Level& reader = *home->level;
+  if (!home->inside.empty()) return is_read_in(key, reader.path_to(home->inside));
+  if (reader.around == nullptr) return quoted(key) + " is read at the top of the configuration, not here";
+  return is_read_in(key, reader.around->path_to(reader.name));
 }
 
 // The bridge takes its settings from its primary member, whatever the name of that is.
@@ -181,15 +133,13 @@ void unknown_key(const Site& site, Findings& findings) {
         });
 }
 
-// Where a known key at the wrong level of a shared object is missing, one object further in or out.
+// The same for a key of a shared object, which may be another program's: only where the key is missing one
+// object further in or out.
 static std::optional<std::string> shared_home_message(const Level& level, const std::string& key) {
-  if (key == "enable") return std::nullopt;
-  const Level* outer = level.around;
-  if (outer != nullptr && member_schema(outer->schema, key) != nullptr && !outer->object.isMember(key))
-    return home_message(level, key);
-  const auto home = home_inside(level.schema, key, 1);
-  if (!home) return std::nullopt;
-  const Json::Value* object = object_at(level.object, *home);
+  const std::optional<Home> home = home_of(level, key, 1);
+  if (!home || (home->level != &level && home->level != level.around)) return std::nullopt;
+  const Json::Value* object = &home->level->object;
+  if (!home->inside.empty()) object = object_at(*object, home->inside);
   const bool is_there = object != nullptr && object->isMember(key);
   return is_there ? std::nullopt : home_message(level, key);
 }

@@ -52,8 +52,7 @@ static std::size_t token_at(const std::vector<JsonToken>& tokens, std::size_t of
 
 static std::vector<Essence> examined(Source& source, const std::vector<JsonToken>& tokens,
                                      std::vector<Finding>& findings) {
-  const Site site(source);
-  findings = examine(site);
+  findings = examine(source);
   std::vector<Essence> essences;
   for (const Finding& finding : findings) {
     const Rule* rule = find_rule(finding.rule);
@@ -61,10 +60,10 @@ static std::vector<Essence> examined(Source& source, const std::vector<JsonToken
     check(rule->severity == finding.severity, "a finding is not as severe as its rule");
     check(!finding.message.empty(), "a finding has no message");
     essences.push_back(
-        {finding.rule, finding.message, token_at(tokens, static_cast<std::size_t>(finding.offset))});
+        {finding.rule, finding.message, token_at(tokens, static_cast<std::size_t>(finding.range.begin))});
   }
   check(std::is_sorted(findings.begin(), findings.end(),
-                       [](const Finding& a, const Finding& b) { return a.offset < b.offset; }),
+                       [](const Finding& a, const Finding& b) { return a.range.begin < b.range.begin; }),
         "the findings are not in the order of the text");
   return essences;
 }

@@ -172,8 +172,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   check(is_utf8, "the C library has no UTF-8");
   Source source{"network.json", configuration_of(data, size), {}};
   if (parse_configuration(source.text, source.root)) return 0;
+  const std::vector<Finding> findings = examine(source);
   const Site site(source);
-  const Part diagram = whole_diagram(site, examine(site));
+  const Part diagram = whole_diagram(site, findings);
   check_text(diagram, Charset::kAscii);
   check_text(diagram, Charset::kUtf8);
   const std::string dot = dot_picture(diagram);

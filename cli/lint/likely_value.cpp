@@ -1,0 +1,132 @@
+#include "cli/lint/likely_value.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cmath>
+#include <limits>
+#include <string>
+#include <string_view>
+
+#include "cli/config_file/nearest.h"
+#include "cli/config_file/schema.h"
+#include "config/lookup.h"
+#include "platform/libvantor.h"
+
+// The string without blanks, quotes, and control characters at its ends.
+static std::string trimmed(const std::string& text) {
+  const auto is_junk = [](unsigned char c) { return std::isgraph(c) == 0 || c == '"' || c == '\''; };
+  const auto begin = std::find_if_not(text.begin(), text.end(), is_junk);
+  const auto end = std::find_if_not(text.rbegin(), std::make_reverse_iterator(begin), is_junk).base();
+  return std::string(begin, end);
+}
+
+static std::optional<Json::Value> meant_boolean(const Json::Value& value) {
+  constexpr std::array<std::string_view, 5> kTrue = {"true", "yes", "on", "enabled", "1"};
+  constexpr std::array<std::string_view, 5> kFalse = {"false", "no", "off", "disabled", "0"};
+  std::string text = trimmed(text_of(value));
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  if (std::find(kTrue.begin(), kTrue.end(), text) != kTrue.end()) return Json::Value(true);
+  if (std::find(kFalse.begin(), kFalse.end(), text) != kFalse.end()) return Json::Value(false);
+  return std::nullopt;
+}
+
+// A decimal number of at most nine digits, or the prefix length of a dotted netmask.
+static std::optional<Json::Value> meant_integer(const Json::Value& value) {
+  constexpr std::size_t kMostDigits = 9;
+  const double number = value.isDouble() ? std::round(value.asDouble()) : 0;
+  if (number != 0 && std::abs(number) <= std::numeric_limits<int>::max())
+    return Json::Value(static_cast<int>(number));
+  if (!value.isString()) return std::nullopt;
+  std::string text = trimmed(value.asString());
+  if (const int prefix = netmask_to_cidr(text.c_str()); prefix > 0) return Json::Value(prefix);
+  text.erase(0, text.find_first_not_of('/'));
+  const bool is_number =
+      !text.empty() && text.size() <= kMostDigits &&
+      std::all_of(text.begin(), text.end(), [](unsigned char c) { return std::isdigit(c); });
+  return is_number ? std::optional<Json::Value>(std::stoi(text)) : std::nullopt;
+}
+
+static std::optional<Json::Value> meant_string(const Json::Value& value) {
+  if (!value.isArray())
+    return value.isNull() || !has_text(value) ? std::nullopt : std::optional<Json::Value>(text_of(value));
+  std::string list;
+  for (const Json::Value& element : value) {
+    if (!element.isString()) return std::nullopt;
+    list += (list.empty() ? "" : ",") + element.asString();
+  }
+  return list.empty() ? std::nullopt : std::optional<Json::Value>(list);
+}
+
+// The word of the schema that is nearest to the string.
+static std::optional<Json::Value> meant_word(const std::string& text, const Json::Value& words) {
+  std::vector<std::string> known;
+  for (const Json::Value& word : words)
+    known.push_back(word.asString());
+  const std::optional<std::string> word = nearest(trimmed(text), known);
+  return word ? std::optional<Json::Value>(*word) : std::nullopt;
+}
+
+// The pieces of a string between commas and blanks, or the value as the only element.
+static std::optional<Json::Value> meant_array(const Json::Value& value, const Json::Value& schema) {
+  const Json::Value* items = element_schema(schema);
+  Json::Value array(Json::arrayValue);
+  const std::string text = value.isString() ? value.asString() : std::string();
+  constexpr char kSeparators[] = ",; ";
+  for (std::size_t end = 0, begin = text.find_first_not_of(kSeparators); begin != std::string::npos;
+       begin = text.find_first_not_of(kSeparators, end)) {
+    end = std::min(text.find_first_of(kSeparators, begin), text.size());
+    array.append(text.substr(begin, end - begin));
+  }
+  if (array.empty()) array.append(value);
+  const bool is_allowed =
+      items != nullptr && std::all_of(array.begin(), array.end(),
+                                      [&](const auto& element) { return is_allowed_by(element, *items); });
+  return is_allowed ? std::optional(array) : std::nullopt;
+}
+
+// The only element of an array or, for true and false, the object's "enable".
+static std::optional<Json::Value> meant_object(const Json::Value& value, const Json::Value& schema) {
+  if (value.isArray() && value.size() == 1 && value[0].isObject()) return value[0];
+  if (!value.isBool() || value.asBool() || member_schema(schema, "enable") == nullptr) return std::nullopt;
+  Json::Value disabled(Json::objectValue);
+  disabled["enable"] = false;
+  return disabled;
+}
+
+static std::optional<Json::Value> converted(const Json::Value& value, const Json::Value& schema) {
+  const std::string type = schema["type"].asString();
+  if (type == "object") return meant_object(value, schema);
+  if (type == "array") return meant_array(value, schema);
+  const bool is_only = value.isArray() && value.size() == 1;
+  const Json::Value& scalar = is_only ? value[0] : value;
+  if (type == "boolean") return meant_boolean(scalar);
+  if (type == "integer") return meant_integer(scalar);
+  const std::optional<Json::Value> text = meant_string(value);
+  return text && schema.isMember("enum") ? meant_word(text->asString(), schema["enum"]) : text;
+}
+
+std::optional<Json::Value> meant_value(const Json::Value& value, const Json::Value& schema) {
+  const std::optional<Json::Value> meant = converted(value, schema);
+  return meant && is_allowed_by(*meant, schema) ? meant : std::nullopt;
+}
+
+Json::Value example_of(const Json::Value& schema) {
+  if (schema.isMember("examples")) return schema["examples"][0];
+  if (const Json::Value* items = element_schema(schema)) {
+    Json::Value array(Json::arrayValue);
+    array.append(example_of(*items));
+    return array;
+  }
+  Json::Value object(Json::objectValue);
+  const Json::Value& members = schema["properties"];
+  for (auto member = members.begin(); member != members.end(); ++member)
+    object[member.name()] = example_of(*member);
+  return object;
+}
+
+Json::Value likely_value(const Json::Value& value, const Json::Value& schema) {
+  const std::optional<Json::Value> meant = meant_value(value, schema);
+  return meant ? *meant : example_of(schema);
+}

@@ -1,0 +1,162 @@
+#include "cli/lint/repair.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "cli/config_file/schema.h"
+#include "cli/lint/ipv4.h"
+#include "cli/lint/likely_value.h"
+#include "config/lookup.h"
+#include "libcmd/text_policy.h"
+#include "util/json_path.h"
+
+// Each one takes memory until its undo.
+constexpr std::size_t kMostRepairs = 2000;
+
+Repair::Repair(Source& source, std::string bridge_network)
+    : source_(source), bridge_network_(std::move(bridge_network)), replaced_(source.text.size()) {
+  for (const RefusedText& refused : find_refused_texts(source.root)) {
+    if (refused_.size() < kMostRepairs) refused_.push_back(refused.value);
+  }
+  std::sort(refused_.begin(), refused_.end());
+  visit("", source.root, configuration_schema(), nullptr);
+}
+
+Repair::~Repair() {
+  for (auto step = undo_.rbegin(); step != undo_.rend(); ++step)
+    (*step)();
+}
+
+// The beginning of a refused string, before what it is refused for.
+static Json::Value plain_part(const Json::Value& value) {
+  constexpr char kPlain[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._-:/";
+  const std::string text = text_of(value);
+  const std::size_t begin = std::min(text.find_first_of(kPlain), text.size());
+  return text.substr(begin, text.find_first_not_of(kPlain, begin) - begin);
+}
+
+void Repair::visit(const std::string& name, Json::Value& value, const Json::Value& schema,
+                   MutableLevel* around) {
+  if (undo_.size() >= kMostRepairs) return;
+  const bool is_refused = std::binary_search(refused_.begin(), refused_.end(), &value);
+  if (is_refused) {
+    replace(value, likely_value(plain_part(value), schema));
+  } else if (!is_allowed_by(value, schema)) {
+    replace(value, likely_value(value, schema));
+  } else if (value.isObject() && schema.isMember("properties")) {
+    visit_object(name, value, schema, around);
+  } else if (const Json::Value* items = value.isArray() ? element_schema(schema) : nullptr) {
+    for (Json::Value& element : value)
+      if (element.isString() || !is_name_in_list(element, *items)) visit(name, element, *items, around);
+  }
+}
+
+void Repair::visit_object(const std::string& name, Json::Value& object, const Json::Value& schema,
+                          MutableLevel* around) {
+  MutableLevel at{object, {name, object, schema, around != nullptr ? &around->level : nullptr}, around};
+  std::vector<std::string> unknown;
+  for (auto member = object.begin(); member != object.end(); ++member) {
+    if (unknown.size() < kMostRepairs && member_schema(schema, member.name()) == nullptr)
+      unknown.push_back(member.name());
+  }
+  for (const std::string& key : unknown)
+    if (undo_.size() < kMostRepairs && !is_of_bridge(at.level, key)) repair_key(at, key);
+  for (auto member = object.begin(); member != object.end(); ++member)
+    if (const Json::Value* known = member_schema(schema, member.name()))
+      visit(member.name(), *member, *known, &at);
+}
+
+bool Repair::is_of_bridge(const Level& level, const std::string& key) const {
+  const std::string beginning = level.path_to(key) + ".";
+  return bridge_network_.compare(0, beginning.size(), beginning) == 0;
+}
+
+// --- Values
+
+// Whatever is made in the place of a value is found where that is.
+static void set_range(Json::Value& value, TextRange range) {
+  value.setOffsetStart(range.begin);
+  value.setOffsetLimit(range.end);
+  for (Json::Value& member : value)
+    set_range(member, range);
+}
+
+void Repair::replace(Json::Value& value, Json::Value likely) {
+  replaced_.add(range_of(value).begin);
+  set_range(likely, range_of(value));
+  value.swap(likely);
+  undo_.emplace_back([&value, before = std::move(likely)]() mutable { value.swap(before); });
+}
+
+Json::Value& Repair::add_member(Json::Value& object, const std::string& key, Json::Value value) {
+  Json::Value& member = object[key];
+  member.swap(value);
+  undo_.emplace_back([&object, key] { object.removeMember(key); });
+  return member;
+}
+
+static Json::Value empty_object_at(const Json::Value& place) {
+  Json::Value object(Json::objectValue);
+  set_range(object, range_of(place));
+  return object;
+}
+
+// --- Keys
+
+void Repair::repair_key(MutableLevel& at, const std::string& key) {
+  const std::optional<Home> home = home_of(at.level, key, kMaxHomeDepth);
+  if (home && move_home(at, key, *home)) return;
+  if (const auto meant = nearest_key(at.level, key, true)) {
+    move(at.object, key, at.object, *meant);
+  } else {
+    fill_missing(at, at.object[key]);
+  }
+}
+
+// Returns whether there is room for it.
+bool Repair::move_home(MutableLevel& at, const std::string& key, const Home& home) {
+  MutableLevel* reader = &at;
+  while (&reader->level != home.level)
+    reader = reader->around;
+  Json::Value* object = &reader->object;
+  for (std::size_t begin = 0; begin < home.inside.size();) {
+    const std::size_t end = std::min(home.inside.find('.', begin), home.inside.size());
+    const std::string name = home.inside.substr(begin, end - begin);
+    object = object->isMember(name) ? &(*object)[name] : &add_member(*object, name, empty_object_at(*object));
+    if (!object->isObject()) return false;
+    begin = end + 1;
+  }
+  if (object->isMember(key)) return false;
+  move(at.object, key, *object, key);
+  return true;
+}
+
+void Repair::move(Json::Value& from, const std::string& key, Json::Value& to, const std::string& new_key) {
+  Json::Value& old_place = from[key];
+  Json::Value& new_place = add_member(to, new_key, Json::Value());
+  new_place.swap(old_place);
+  undo_.emplace_back([&old_place, &new_place] { new_place.swap(old_place); });
+}
+
+// Whether a value may be one that is missing.
+static bool fits(const Json::Value& value, const Json::Value& schema) {
+  if (!is_allowed_by(value, schema)) return false;
+  if (schema["format"] == "ipv4") return parse_ipv4(value.asString()).has_value();
+  // Of an object, one of its keys.
+  const std::vector<std::string> keys =
+      value.isObject() ? value.getMemberNames() : std::vector<std::string>();
+  return !value.isObject() || std::any_of(keys.begin(), keys.end(), [&schema](const std::string& key) {
+    return member_schema(schema, key) != nullptr;
+  });
+}
+
+// Under a key like no other, a value may be any that is missing.
+void Repair::fill_missing(MutableLevel& at, const Json::Value& value) {
+  const Json::Value& members = at.level.schema["properties"];
+  for (auto member = members.begin(); member != members.end(); ++member) {
+    if (at.object.isMember(member.name()) || !fits(value, *member)) continue;
+    add_member(at.object, member.name(), value);
+    // A large one is not copied more often.
+    if (value.isObject() || value.isArray()) return;
+  }
+}

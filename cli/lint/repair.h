@@ -1,0 +1,55 @@
+#pragma once
+
+// A configuration as it was probably meant. What a rule finds in the file, but not there, only follows from a
+// value that cannot be read, and that value has a finding of its own.
+
+#include <json/json.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "cli/config_file/source.h"
+#include "cli/lint/finding.h"
+#include "cli/lint/schema_level.h"
+
+// Puts likely values in the place of those that the schema does not allow and of strings that are refused,
+// and moves values to the keys that they were probably to have, until its end. Only so many are repaired.
+class Repair {
+ public:
+  // `bridge_network` is the dotted path of the settings of the bridge, which need not be in the schema; empty
+  // without a bridge.
+  Repair(Source& source, std::string bridge_network);
+  ~Repair();
+  Repair(const Repair&) = delete;
+  Repair& operator=(const Repair&) = delete;
+
+  // The values that are replaced.
+  const Places& replaced() const {
+    return replaced_;
+  }
+
+ private:
+  struct MutableLevel {
+    Json::Value& object;
+    Level level;
+    MutableLevel* around;
+  };
+
+  void visit(const std::string& name, Json::Value& value, const Json::Value& schema, MutableLevel* around);
+  void visit_object(const std::string& name, Json::Value& object, const Json::Value& schema,
+                    MutableLevel* around);
+  void replace(Json::Value& value, Json::Value likely);
+  void repair_key(MutableLevel& at, const std::string& key);
+  bool move_home(MutableLevel& at, const std::string& key, const Home& home);
+  void move(Json::Value& from, const std::string& key, Json::Value& to, const std::string& new_key);
+  void fill_missing(MutableLevel& at, const Json::Value& value);
+  Json::Value& add_member(Json::Value& object, const std::string& key, Json::Value value);
+  bool is_of_bridge(const Level& level, const std::string& key) const;
+
+  Source& source_;
+  std::string bridge_network_;
+  std::vector<const Json::Value*> refused_;  // sorted
+  Places replaced_;
+  std::vector<std::function<void()>> undo_;
+};

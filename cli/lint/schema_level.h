@@ -1,0 +1,44 @@
+#pragma once
+
+// The objects of a configuration that the schema describes, and keys that the schema does not know there.
+
+#include <json/json.h>
+
+#include <optional>
+#include <string>
+
+// An object of the configuration, among those around it.
+struct Level {
+  std::string name;  // the key of the object, or of the array that it is in
+  const Json::Value& object;
+  const Json::Value& schema;
+  const Level* around;  // null for the configuration itself
+
+  // Whether only this program reads the object.
+  bool is_closed() const {
+    return schema.isMember("additionalProperties");
+  }
+
+  // The dotted path of a member.
+  std::string path_to(const std::string& key) const {
+    if (around == nullptr) return key;
+    return around->path_to(name) + "." + key;
+  }
+};
+
+// Where a key is known that is not known where it stands.
+struct Home {
+  const Level* level;
+  std::string inside;  // the dotted path of an object below the level's own; empty for the level's own
+};
+
+// The known key of this level that a key was probably to be. With `absent_only` a key that the object has is
+// not a candidate.
+std::optional<std::string> nearest_key(const Level& level, const std::string& key, bool absent_only);
+
+// The nearest object that knows the key: one around the level's or, failing that, one inside it, at most
+// `depth` objects further in. Never for "enable", which too many objects know.
+std::optional<Home> home_of(const Level& level, const std::string& key, int depth);
+
+// From "eth0" to "network.advanced.vlan".
+inline constexpr int kMaxHomeDepth = 3;
