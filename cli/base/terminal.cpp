@@ -1,12 +1,15 @@
 #include "cli/base/terminal.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <cwchar>
 
 void report(const std::string& message) {
   std::fprintf(stderr, "%s\n", printable(message, "\t\n").c_str());
@@ -27,6 +30,12 @@ bool is_terminal(int descriptor) {
 
 bool is_interactive() {
   return is_terminal(STDIN_FILENO) && is_terminal(STDOUT_FILENO);
+}
+
+std::size_t terminal_columns(int descriptor) {
+  winsize size{};
+  ioctl(descriptor, TIOCGWINSZ, &size);
+  return size.ws_col > 0 ? std::max<std::size_t>(size.ws_col, 40) : 80;
 }
 
 bool wants_color(bool is_terminal) {
@@ -102,6 +111,34 @@ std::string printable(std::string_view text, std::string_view kept) {
     text.remove_prefix(size);
   }
   return result;
+}
+
+namespace {
+
+// While it exists, the C library treats text as UTF-8, regardless of the user's locale.
+class Utf8Locale {
+ public:
+  Utf8Locale() : former_(uselocale(own())) {}
+  ~Utf8Locale() {
+    uselocale(former_);
+  }
+  Utf8Locale(const Utf8Locale&) = delete;
+  Utf8Locale& operator=(const Utf8Locale&) = delete;
+
+ private:
+  static locale_t own() {
+    static const locale_t kOwn = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    return kOwn;
+  }
+
+  locale_t former_;
+};
+
+}  // namespace
+
+int columns_of(char32_t code) {
+  const Utf8Locale utf8;
+  return wcwidth(static_cast<wchar_t>(code));
 }
 
 std::string counted(std::size_t number, const char* noun) {

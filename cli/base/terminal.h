@@ -2,6 +2,7 @@
 
 // Output for people: error messages, and text that may go to a terminal.
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -22,6 +23,9 @@ bool is_terminal(int descriptor);
 
 // Whether a person can be asked: standard input and output are terminals.
 bool is_interactive();
+
+// How many columns the terminal has; 80 if it does not tell, and at least 40.
+std::size_t terminal_columns(int descriptor);
 
 // Whether output to a terminal is colored: unless NO_COLOR is set and not empty.
 bool wants_color(bool is_terminal);
@@ -45,6 +49,10 @@ struct Utf8Character {
 
 // The first character of a text that is not empty.
 Utf8Character first_character(std::string_view text);
+
+// How many columns a terminal uses for a character: 2 for a wide one, 0 for one that is combined with the
+// character before it, below 0 for an unknown one. The user's locale does not matter.
+int columns_of(char32_t code);
 
 // "1 file", "2 files".
 std::string counted(std::size_t number, const char* noun);

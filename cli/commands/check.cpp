@@ -12,6 +12,7 @@
 #include "cli/config_file/source.h"
 #include "cli/lint/dnsmasq_check.h"
 #include "cli/lint/report.h"
+#include "cli/lint/report_json.h"
 #include "cli/lint/rules.h"
 #include "cli/live/trial_state.h"
 
@@ -28,7 +29,8 @@ struct CheckOptions {
 
 static void print_as_text(const Source& source, const std::vector<Finding>& findings) {
   const bool has_terminal = is_terminal(STDOUT_FILENO);
-  const std::string report = text_report(source, findings, has_terminal, wants_color(has_terminal));
+  const TextStyle style{has_terminal, wants_color(has_terminal), terminal_columns(STDOUT_FILENO)};
+  const std::string report = text_report(source, findings, style);
   std::fputs(report.c_str(), stdout);
 }
 

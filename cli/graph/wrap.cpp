@@ -1,7 +1,5 @@
 #include "cli/graph/wrap.h"
 
-#include <clocale>
-#include <cwchar>
 #include <string_view>
 
 #include "cli/base/terminal.h"
@@ -17,25 +15,6 @@ struct Character {
   std::size_t columns;
 };
 
-// While it lives, the C library takes texts for UTF-8, whatever the user's locale is.
-class Utf8Locale {
- public:
-  Utf8Locale() : former_(uselocale(own())) {}
-  ~Utf8Locale() {
-    uselocale(former_);
-  }
-  Utf8Locale(const Utf8Locale&) = delete;
-  Utf8Locale& operator=(const Utf8Locale&) = delete;
-
- private:
-  static locale_t own() {
-    static const locale_t kOwn = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-    return kOwn;
-  }
-
-  locale_t former_;
-};
-
 }  // namespace
 
 // Takes the first character from a text that is not empty and has nothing unprintable but tabs.
@@ -45,14 +24,13 @@ static Character take_character(std::string_view& text, Charset charset) {
   text.remove_prefix(size);
   if (code == '\t') return {" ", 1};
   // Below zero for what the C library does not know.
-  const int columns = wcwidth(static_cast<wchar_t>(code));
+  const int columns = columns_of(code);
   if (columns < 0 || (charset == Charset::kAscii && size > 1)) return {"?", 1};
   return {bytes, static_cast<std::size_t>(columns)};
 }
 
 static std::vector<Character> characters_of(const std::string& text, Charset charset) {
   const std::string whole = printable(text, "\t");
-  const Utf8Locale utf8;
   std::vector<Character> characters;
   for (std::string_view rest = whole; !rest.empty();) {
     if (characters.size() == kMaxCharacters) {

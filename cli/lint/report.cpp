@@ -4,39 +4,11 @@
 
 #include "cli/base/secrets.h"
 #include "cli/base/terminal.h"
-#include "libcmd/configuration_text.h"
-
-namespace {
-
-// The positions of findings, which come in the order of the text: each is counted on from the one before.
-class Positions {
- public:
-  explicit Positions(const std::string& text) : text_(text) {}
-
-  const Position& at(std::ptrdiff_t offset) {
-    for (; place_ < offset; ++place_) {
-      const bool is_line_end = text_[static_cast<std::size_t>(place_)] == '\n';
-      position_.line += is_line_end ? 1 : 0;
-      position_.column = is_line_end ? 1 : position_.column + 1;
-    }
-    return position_;
-  }
-
- private:
-  const std::string& text_;
-  std::ptrdiff_t place_ = 0;
-  Position position_;
-};
-
-}  // namespace
+#include "cli/config_file/text_positions.h"
+#include "cli/lint/excerpt.h"
 
 const char* word_for(Severity severity) {
   return severity == Severity::kError ? "error" : "warning";
-}
-
-// Whether the byte is one of a character in UTF-8, but not its first.
-static bool is_continuation(char byte) {
-  return (static_cast<unsigned char>(byte) & 0xc0) == 0x80;
 }
 
 // Replaces the bytes of strings and numbers with asterisks: all below `value` if it is secret, and otherwise
@@ -55,31 +27,6 @@ static std::string text_without_secrets(const Source& source) {
   std::string text = source.text;
   hide_secrets(source.root, false, text);
   return text;
-}
-
-// The line of the place and a caret under it; of a very long line, the part around the place. Every character
-// in front of the caret keeps its width: a tab stays one, and of the bytes of a character in UTF-8 only the
-// first counts.
-static std::string excerpt_at(const std::string& text, std::ptrdiff_t offset, bool color) {
-  constexpr std::size_t kMostBefore = 120;
-  constexpr std::size_t kMostAfter = 80;
-  const auto place = static_cast<std::size_t>(offset);
-  const std::size_t before = place == 0 ? std::string::npos : text.rfind('\n', place - 1);
-  const std::size_t line_begin = before == std::string::npos ? 0 : before + 1;
-  const std::size_t line_end = std::min(text.find('\n', place), text.size());
-  const std::size_t begin = std::max(line_begin, place - std::min(place, kMostBefore));
-  const std::string head = printable(text.substr(begin, place - begin), "\t");
-  const std::string tail =
-      printable(text.substr(place, std::min(line_end, place + kMostAfter) - place), "\t");
-  std::string indent;
-  for (const char byte : head) {
-    if (byte == '\t') {
-      indent += '\t';
-    } else if (!is_continuation(byte)) {
-      indent += ' ';
-    }
-  }
-  return "    " + head + tail + "\n    " + indent + styled("^", "1;32", color) + "\n";
 }
 
 static std::string styled_word(Severity severity, bool color) {
@@ -104,42 +51,48 @@ static std::string unlisted_report(const Source& source, const std::vector<Findi
   return report;
 }
 
-std::string text_report(const Source& source, const std::vector<Finding>& findings, bool excerpt,
-                        bool color) {
-  std::string report;
-  const std::string shown = excerpt && !findings.empty() ? text_without_secrets(source) : std::string();
-  Positions positions(source.text);
-  for (const Finding& finding : findings) {
-    const Position& position = positions.at(finding.range.begin);
-    const std::string place = printable(source.name) + ":" + std::to_string(position.line) + ":" +
-                              std::to_string(position.column) + ": ";
-    report += styled(place, "1", color);
-    report += styled_word(finding.severity, color);
-    report += printable(finding.message, "\t") + " [" + finding.rule + "]\n";
-    if (excerpt) report += excerpt_at(shown, finding.range.begin, color);
+namespace {
+
+// The lines about one location each: "network.json:14:9: note: already the network of eth0".
+class Lines {
+ public:
+  Lines(const Source& source, const TextStyle& style)
+      : source_(source), style_(style), positions_(source.text) {
+    if (style.excerpt) shown_ = text_without_secrets(source);
   }
-  return report + unlisted_report(source, findings, color);
+
+  std::string at(TextRange range, const std::string& word, const std::string& message) const {
+    const TextPosition position = positions_.at(range.begin);
+    const std::string place = printable(source_.name) + ":" + std::to_string(position.line) + ":" +
+                              std::to_string(position.column) + ": ";
+    const std::string line = styled(place, "1", style_.color) + word + printable(message, "\t") + "\n";
+    return style_.excerpt ? line + excerpt_at(shown_, range, {style_.columns, style_.color}) : line;
+  }
+
+ private:
+  const Source& source_;
+  const TextStyle& style_;
+  TextPositions positions_;
+  std::string shown_;
+};
+
+}  // namespace
+
+std::string text_report(const Source& source, const std::vector<Finding>& findings, const TextStyle& style) {
+  if (findings.empty()) return "";
+  const Lines lines(source, style);
+  std::string report;
+  for (const Finding& finding : findings) {
+    report += lines.at(finding.range, styled_word(finding.severity, style.color),
+                       finding.message + " [" + finding.rule + "]");
+    for (const RelatedLocation& related : finding.details.related)
+      report += lines.at(related.range, styled("note: ", "1;36", style.color), related.message);
+  }
+  return report + unlisted_report(source, findings, style.color);
 }
 
 std::string text_of(const Summary& summary) {
   return counted(summary.errors, "error") + " and " + counted(summary.warnings, "warning") + " in " +
-         counted(summary.files, "file");
-}
-
-Json::Value json_report(const Source& source, const std::vector<Finding>& findings) {
-  Json::Value report(Json::objectValue);
-  report["file"] = source.name;
-  Json::Value& list = report["findings"] = Json::Value(Json::arrayValue);
-  Positions positions(source.text);
-  for (const Finding& finding : findings) {
-    const Position& position = positions.at(finding.range.begin);
-    Json::Value& entry = list.append(Json::Value(Json::objectValue));
-    entry["line"] = position.line;
-    entry["column"] = position.column;
-    entry["severity"] = word_for(finding.severity);
-    entry["rule"] = finding.rule;
-    entry["message"] = finding.message;
-    if (finding.unlisted > 0) report["unlisted"][finding.rule] = Json::UInt64{finding.unlisted};
-  }
-  return report;
+         counted(summary.files, "file") +
+         (summary.allowed > 0 ? ", " + std::to_string(summary.allowed) + " allowed" : "");
 }

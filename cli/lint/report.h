@@ -1,6 +1,6 @@
 #pragma once
 
-// Findings as a reader or a program wants them.
+// Findings as text for readers, and their number.
 
 #include <cstddef>
 #include <string>
@@ -13,6 +13,7 @@ struct Summary {
   std::size_t files = 0;
   std::size_t errors = 0;
   std::size_t warnings = 0;
+  std::size_t allowed = 0;
 };
 
 // "error" or "warning".
@@ -20,14 +21,15 @@ const char* word_for(Severity severity);
 
 void count(const std::vector<Finding>& findings, Summary& summary);
 
-// As a compiler does: one line for each finding; with `excerpt` also the line of the configuration and a
-// caret under the place; with `color` for a terminal. The findings are in the order of the text. Behind them
-// stands for each rule how many more it found.
-std::string text_report(const Source& source, const std::vector<Finding>& findings, bool excerpt, bool color);
+struct TextStyle {
+  bool excerpt = false;      // with the line of the configuration and a caret under the location
+  bool color = false;        // for a terminal
+  std::size_t columns = 80;  // of the terminal, for which excerpts are cut
+};
 
-// "2 errors and 1 warning in 3 files"
+// One line for each finding, as compilers print them, and a note for each related location. The findings are
+// in the order of the text. Behind them stands for each rule how many more it found.
+std::string text_report(const Source& source, const std::vector<Finding>& findings, const TextStyle& style);
+
+// "2 errors and 1 warning in 3 files", and how many findings are allowed if any are.
 std::string text_of(const Summary& summary);
-
-// An object with the name of the file and the list of its findings, which are in the order of the text, too,
-// and how many more each rule found, if any did.
-Json::Value json_report(const Source& source, const std::vector<Finding>& findings);

@@ -128,7 +128,8 @@ class Trouble(unittest.TestCase):
         self.lay('{"dns": {"source": "ISP"}}')
         done = self.run_lanfab("check", "--offline", "--format", "json", "network.json")
         self.assertEqual(json.loads(done.stdout), [{"file": "network.json", "findings": [
-            {"line": 1, "column": 20, "severity": "warning", "rule": "name-source-unknown",
+            {"line": 1, "column": 20, "end_line": 1, "end_column": 25, "severity": "warning",
+             "rule": "name-source-unknown",
              "message": 'the source is "isp" or "static"; "ISP" counts as "static"'}]}])
 
     def test_a_full_disk(self):

@@ -105,7 +105,8 @@ networkctl "PrivateKey = {PRIVATE}"
         for output_format in ("text", "dot"):
             self.run_lanfab("graph", "network.json", f"--format={output_format}")
         output = shown_on_terminal([LANFAB, "check", "--offline", "network.json"], cwd=DIRECTORY)
-        self.assertIn("*" * len(PRIVATE), output)
+        # A terminal has no room for the whole line.
+        self.assertIn(20 * "*", output)
         self.assert_hidden(output)
 
 

@@ -1,6 +1,9 @@
 #include "cli/base/terminal.h"
 
 #include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -67,6 +70,33 @@ TEST(TerminalTest, AMessageKeepsItsLinesAndNothingElse) {
   errno = ENOENT;
   fail(with_errno("a\nb"));
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "a\n\tb??\na?b: No such file or directory\n");
+}
+
+TEST(TerminalTest, AWideCharacterTakesTwoColumnsAndACombinedOneNone) {
+  EXPECT_EQ(columns_of('a'), 1);
+  EXPECT_EQ(columns_of(U'ä'), 1);
+  EXPECT_EQ(columns_of(U'中'), 2);
+  EXPECT_EQ(columns_of(U'Ａ'), 2);
+  EXPECT_EQ(columns_of(U'😀'), 2);
+  EXPECT_EQ(columns_of(U'\u0301'), 0);
+  EXPECT_LT(columns_of(7), 0);
+}
+
+TEST(TerminalTest, KnowsTheColumnsOfATerminal) {
+  int keyboard = -1;
+  int terminal = -1;
+  ASSERT_EQ(openpty(&keyboard, &terminal, nullptr, nullptr, nullptr), 0);
+  const auto columns_at = [&](unsigned short columns) {
+    const winsize size{24, columns, 0, 0};
+    EXPECT_EQ(ioctl(keyboard, TIOCSWINSZ, &size), 0);
+    return terminal_columns(terminal);
+  };
+  EXPECT_EQ(columns_at(0), 80U);
+  EXPECT_EQ(columns_at(20), 40U);
+  EXPECT_EQ(columns_at(132), 132U);
+  close(keyboard);
+  close(terminal);
+  EXPECT_EQ(terminal_columns(-1), 80U);
 }
 
 TEST(TerminalTest, CountsInEnglish) {

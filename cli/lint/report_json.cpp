@@ -1,0 +1,45 @@
+#include "cli/lint/report_json.h"
+
+#include "cli/config_file/text_positions.h"
+#include "cli/lint/report.h"
+
+static Json::Value location_of(TextRange range, const TextPositions& positions) {
+  const TextPosition begin = positions.at(range.begin);
+  const TextPosition end = positions.at(range.end);
+  Json::Value location(Json::objectValue);
+  location["line"] = begin.line;
+  location["column"] = begin.column;
+  location["end_line"] = end.line;
+  location["end_column"] = end.column;
+  return location;
+}
+
+static Json::Value entry_for(const Finding& finding, const TextPositions& positions) {
+  Json::Value entry = location_of(finding.range, positions);
+  entry["severity"] = word_for(finding.severity);
+  entry["rule"] = finding.rule;
+  entry["message"] = finding.message;
+  for (const RelatedLocation& related : finding.details.related) {
+    Json::Value location = location_of(related.range, positions);
+    location["message"] = related.message;
+    entry["related"].append(std::move(location));
+  }
+  for (const Edit& edit : finding.details.fix) {
+    Json::Value replacement = location_of(edit.range, positions);
+    replacement["text"] = edit.replacement;
+    entry["fix"].append(std::move(replacement));
+  }
+  return entry;
+}
+
+Json::Value json_report(const Source& source, const std::vector<Finding>& findings) {
+  const TextPositions positions(source.text);
+  Json::Value report(Json::objectValue);
+  report["file"] = source.name;
+  report["findings"] = Json::Value(Json::arrayValue);
+  for (const Finding& finding : findings) {
+    report["findings"].append(entry_for(finding, positions));
+    if (finding.unlisted > 0) report["unlisted"][finding.rule] = Json::UInt64{finding.unlisted};
+  }
+  return report;
+}

@@ -1,0 +1,44 @@
+#include "cli/lint/report_json.h"
+
+#include <gtest/gtest.h>
+
+#include "cli/base/json.h"
+
+// Compares what programs get: the type of a number does not matter.
+static void expect_json(const Json::Value& value, const std::string& text) {
+  Json::Value expected;
+  ASSERT_TRUE(parse_json(text, expected));
+  EXPECT_EQ(value.toStyledString(), expected.toStyledString());
+}
+
+TEST(ReportJson, AFindingHasBothEndsOfItsRange) {
+  const Source source{"network.json", "{\n  \"ä\": \"中\",\n  \"b\": 2\n}\n", {}};
+  const Finding error{"some-rule", Severity::kError, {10, 15}, "message", {}};
+  const Finding warning{"other-rule", Severity::kWarning, {0, 27}, "other message", {}};
+  expect_json(json_report(source, {error, warning}), R"({"file": "network.json", "findings": [
+    {"line": 2, "column": 8, "end_line": 2, "end_column": 11,
+     "severity": "error", "rule": "some-rule", "message": "message"},
+    {"line": 1, "column": 1, "end_line": 4, "end_column": 2,
+     "severity": "warning", "rule": "other-rule", "message": "other message"}]})");
+}
+
+TEST(ReportJson, RelatedLocationsAndEditsHaveThem) {
+  Finding finding{"some-rule", Severity::kError, {4, 5}, "message", {}};
+  finding.details.related = {{{0, 1}, "already here"}};
+  finding.details.fix = {{{4, 5}, "24"}, {{7, 7}, "}"}};
+  const Json::Value entry = json_report({"a", "1,\n2,\n3", {}}, {finding})["findings"][0];
+  expect_json(entry["related"], R"([{"line": 1, "column": 1, "end_line": 1, "end_column": 2,
+                                          "message": "already here"}])");
+  expect_json(entry["fix"], R"([{"line": 2, "column": 2, "end_line": 2, "end_column": 3, "text": "24"},
+                       {"line": 3, "column": 2, "end_line": 3, "end_column": 2, "text": "}"}])");
+}
+
+TEST(ReportJson, WithoutFindingsTheListIsEmpty) {
+  expect_json(json_report({"network.json", "{}", {}}, {}), R"({"file": "network.json", "findings": []})");
+}
+
+TEST(ReportJson, WhatIsNotListedIsCounted) {
+  Finding finding{"some-rule", Severity::kError, {0, 2}, "message", {}};
+  finding.unlisted = 7;
+  expect_json(json_report({"network.json", "{}", {}}, {finding})["unlisted"], R"({"some-rule": 7})");
+}
