@@ -1,16 +1,34 @@
 #include "cli/lint/bridge_rules.h"
 
+#include <algorithm>
 #include <unordered_set>
+#include <utility>
+#include <vector>
 
 #include "config/interface_queries.h"
 #include "config/lookup.h"
 #include "config/ports.h"
 #include "networkd/ethernet.h"
+#include "networkd/wifi.h"
+#include "util/json_path.h"
 
 // The members of an enabled bridge, in the configuration itself; none while it is not enabled.
 static const Json::Value& members(const Site& site) {
   static const Json::Value kNone(Json::arrayValue);
   return site.context.bridge_enabled ? array_at(site.root, "wired.bridge.interfaces") : kNone;
+}
+
+// Whether the name is one of a VLAN of a port, such as eth0.20.
+static bool is_vlan_name(const std::string& name) {
+  const std::size_t dot = name.find('.');
+  return dot != std::string::npos && find_ethernet_port(name.substr(0, dot)) != nullptr;
+}
+
+// The settings of a radio that is a client and no access point; null for anything else.
+static const Json::Value* find_client(const Site& site, const std::string& name) {
+  if (find_radio(name) == nullptr || is_wlan_ap_enabled(&site.context, name.c_str())) return nullptr;
+  const Json::Value* client = object_at(site.root, "wireless.wifi." + name + ".client");
+  return client != nullptr && read_wifi_client(*client).is_enabled ? client : nullptr;
 }
 
 // Whether the configuration has the interface at all, enabled or not.
@@ -22,7 +40,11 @@ static bool is_configured(const Site& site, const std::string& name) {
 void bridge_member_unknown(const Site& site, Findings& findings) {
   for (const Json::Value& member : members(site)) {
     if (!member.isString() || is_configured(site, member.asString())) continue;
-    findings.add(member, "the configuration has no port or access point " + quoted(member.asString()));
+    const std::string name = member.asString();
+    if (find_client(site, name) != nullptr) continue;
+    findings.add(member, is_vlan_name(name)
+                             ? name + " is a VLAN: only ports and access points can be members"
+                             : "the configuration has no port or access point " + quoted(name));
   }
 }
 
@@ -49,16 +71,69 @@ void bridge_member_passthrough(const Site& site, Findings& findings) {
   }
 }
 
+// Where the interface is disabled: at the "enable" that is false, or at what lacks it; null when it is not. A
+// radio that is a client is not disabled.
+static const Json::Value* find_disabled(const Site& site, const std::string& name) {
+  if (find_ethernet_port(name) != nullptr) {
+    const Json::Value& port = *object_at(site.root, "wired." + name);
+    return read_port_settings(port).is_enabled ? nullptr : &place_of(port, "enable");
+  }
+  if (is_wlan_ap_enabled(&site.context, name.c_str()) || find_client(site, name) != nullptr) return nullptr;
+  return &place_of(*object_at(site.root, "wireless.wifi." + name + ".ap"), "enable");
+}
+
+// Whether the bridge has members, but only access points that are disabled.
+static bool has_only_disabled_radios(const Site& site) {
+  const Json::Value& all = members(site);
+  return !all.empty() && std::all_of(all.begin(), all.end(), [&site](const Json::Value& member) {
+    return member.isString() && find_radio(member.asString()) != nullptr &&
+           is_configured(site, member.asString()) && find_disabled(site, member.asString()) != nullptr;
+  });
+}
+
 void bridge_member_disabled(const Site& site, Findings& findings) {
+  if (has_only_disabled_radios(site)) return;
   for (const Json::Value& member : members(site)) {
     if (!member.isString() || !is_configured(site, member.asString())) continue;
     const std::string name = member.asString();
+    const Json::Value* disabled = find_disabled(site, name);
+    if (disabled == nullptr) continue;
     const bool is_port = find_ethernet_port(name) != nullptr;
-    if (is_port && !read_port_settings(*object_at(site.root, "wired." + name)).is_enabled) {
-      findings.add(member, name + " is disabled, but comes up again with the bridge");
-    } else if (!is_port && !is_wlan_ap_enabled(&site.context, name.c_str())) {
-      findings.add(member, "the access point " + name + " is disabled, so it does not join");
+    findings.add(member,
+                 is_port ? name + " is disabled, but comes up again with the bridge"
+                         : "the access point " + name + " is disabled, so it does not join",
+                 {{{range_of(*disabled), name + " is disabled"}}, {}});
+  }
+}
+
+void bridge_member_client(const Site& site, Findings& findings) {
+  for (const Json::Value& member : members(site)) {
+    const std::string name = member.isString() ? member.asString() : "";
+    const Json::Value* client = find_client(site, name);
+    if (client == nullptr) continue;
+    findings.add(member, "the radio " + name + " is a Wi-Fi client, which cannot join a bridge",
+                 {{{range_of(place_of(*client, "enable")), name + " is a client"}}, {}});
+  }
+}
+
+void bridge_without_members(const Site& site, Findings& findings) {
+  const Json::Value* bridge = object_at(site.root, "wired.bridge");
+  if (!site.context.bridge_enabled || bridge == nullptr) return;
+  const Json::Value* list = find_path(*bridge, "interfaces");
+  // Any other value than a list has a finding of its own.
+  if (list != nullptr && !list->isArray()) return;
+  if (list == nullptr || list->empty()) {
+    findings.add(place_of(*bridge, "interfaces"),
+                 std::string("the bridge has no members, so ") + kBridgeName + " never comes up");
+  } else if (has_only_disabled_radios(site)) {
+    FindingDetails details;
+    for (const Radio& radio : kRadios) {
+      if (is_bridge_member(&site.context, radio.name))
+        details.related.push_back({range_of(*find_disabled(site, radio.name)),
+                                   std::string("the access point ") + radio.name + " is disabled"});
     }
+    findings.add(*list, std::string("all members are disabled, so ") + kBridgeName + " never comes up",
+                 std::move(details));
   }
 }
 
@@ -70,7 +145,10 @@ void bridge_primary_missing(const Site& site, Findings& findings) {
 
 void bridge_primary_not_a_member(const Site& site, Findings& findings) {
   const std::optional<std::string> primary = string_at(site.root, "wired.bridge.primary_interface");
-  if (!site.context.bridge_enabled || !primary || interface_is_bridged(&site.context, *primary)) return;
+  // A primary without a network has a finding of its own.
+  if (!site.context.bridge_enabled || !primary || site.find_interface(kBridgeName) == nullptr) return;
+  // So has a bridge without members.
+  if (members(site).empty() || interface_is_bridged(&site.context, *primary)) return;
   findings.add(place_of(site.root, "wired.bridge.primary_interface"),
                *primary + " is not a member of the bridge");
 }
@@ -78,6 +156,7 @@ void bridge_primary_not_a_member(const Site& site, Findings& findings) {
 void bridge_primary_without_network(const Site& site, Findings& findings) {
   const std::optional<std::string> primary = string_at(site.root, "wired.bridge.primary_interface");
   if (!site.context.bridge_enabled || !primary || site.find_interface(kBridgeName) != nullptr) return;
+  if (is_bridge_member(&site.context, *primary) && find_client(site, *primary) != nullptr) return;
   findings.add(place_of(site.root, "wired.bridge.primary_interface"),
                quoted(*primary) + " has no \"network\" that could be that of the bridge");
 }

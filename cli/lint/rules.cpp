@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "cli/lint/address_rules.h"
+#include "cli/lint/bridge_network_rules.h"
 #include "cli/lint/bridge_rules.h"
 #include "cli/lint/dhcp_rules.h"
 #include "cli/lint/gre_rules.h"
@@ -94,9 +95,15 @@ const std::vector<Rule>& all_rules() {
       {"bridge-member-twice", Severity::kWarning, bridge_member_twice},
       {"bridge-member-passthrough", Severity::kError, bridge_member_passthrough},
       {"bridge-member-disabled", Severity::kWarning, bridge_member_disabled},
+      {"bridge-member-client", Severity::kError, bridge_member_client},
+      {"bridge-without-members", Severity::kError, bridge_without_members},
       {"bridge-primary-missing", Severity::kError, bridge_primary_missing},
       {"bridge-primary-not-a-member", Severity::kWarning, bridge_primary_not_a_member},
       {"bridge-primary-without-network", Severity::kError, bridge_primary_without_network},
+      {"bridge-primary-without-address", Severity::kError, bridge_primary_without_address},
+      {"bridge-without-address", Severity::kWarning, bridge_without_address},
+      {"bridge-member-service", Severity::kError, bridge_member_service},
+      {"bridge-member-address", Severity::kWarning, bridge_member_address},
 
       {"vlan-id-missing", Severity::kError, vlan_id_missing},
       {"vlan-id-out-of-range", Severity::kError, vlan_id_out_of_range},

@@ -4,6 +4,7 @@
 
 #include <unordered_set>
 
+#include "cli/lint/bridge_network_rules.h"
 #include "config/interface_queries.h"
 #include "config/lookup.h"
 #include "config/ports.h"
@@ -52,10 +53,14 @@ void vlan_without_network(const Site& site, Findings& findings) {
 }
 
 void vlan_of_bridge_member(const Site& site, Findings& findings) {
+  if (is_bridge_primary_wrong(site)) return;
   for_each_vlan(site, [&](const std::string& port, const Vlan& vlan) {
     if (!is_bridge_member(&site.context, port) || port == site.context.bridge_primary_interface) return;
     findings.add(*vlan.settings,
-                 "a bridge carries the VLANs of its primary member alone, and " + port + " is another");
+                 "a bridge carries the VLANs of its primary member alone, and " + port + " is another",
+                 {{{range_of(place_of(site.root, "wired.bridge.primary_interface")),
+                    "the primary member is " + site.context.bridge_primary_interface}},
+                  {}});
   });
 }
 

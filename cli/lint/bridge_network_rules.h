@@ -1,0 +1,16 @@
+#pragma once
+
+// The network of the LAN bridge, which is that of its primary member, and the networks of the other members,
+// which are ignored.
+
+#include "cli/lint/finding.h"
+#include "cli/lint/site.h"
+
+// Whether the bridge has no usable network because of its primary: what the members lack then is a
+// consequence.
+bool is_bridge_primary_wrong(const Site& site);
+
+void bridge_primary_without_address(const Site& site, Findings& findings);
+void bridge_without_address(const Site& site, Findings& findings);
+void bridge_member_service(const Site& site, Findings& findings);
+void bridge_member_address(const Site& site, Findings& findings);
