@@ -23,7 +23,7 @@ MEMORY = 300_000_000
 SMALL = "head -c 30000000 /dev/zero"
 
 
-class Limits(unittest.TestCase):
+class Preview(unittest.TestCase):
     def preview(self, script, *words, before=()):
         """Returns the exit status and what is printed of a program that is this shell script."""
         with tempfile.TemporaryDirectory() as directory:
@@ -40,9 +40,9 @@ class Limits(unittest.TestCase):
         if not HAS_SANITIZERS:
             self.assertLess(1024 * resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss, MEMORY)
 
-    def test_time(self):
-        self.assertEqual(self.preview("sleep infinity"),
-                         (2, "", "lanfab: the run was ended: it took longer than 60 s\n"))
+
+class Floods(Preview):
+    """What a program prints and logs until it is ended, which takes minutes with sanitizers."""
 
     def test_output(self):
         for script in ("exec cat /dev/zero", "exec cat /dev/zero >&2"):
@@ -50,6 +50,12 @@ class Limits(unittest.TestCase):
 
     def test_log(self):
         self.assert_too_large("yes $(head -c 900 /dev/zero | tr '\\0' x) | logger")
+
+
+class Limits(Preview):
+    def test_time(self):
+        self.assertEqual(self.preview("sleep infinity"),
+                         (2, "", "lanfab: the run was ended: it took longer than 60 s\n"))
 
     def test_files(self):
         self.assert_too_large("head -c 70000000 /dev/zero >/run/large")
