@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <functional>
 
+#include "cli/lint/connected_networks.h"
+#include "cli/lint/dhcp_rules.h"
+#include "config/interface_queries.h"
 #include "config/lookup.h"
 #include "config/ports.h"
 #include "networkd/wwan.h"
@@ -99,72 +102,42 @@ void netmask_guessed(const Site& site, Findings& findings) {
   }
 }
 
-namespace {
-
-// A subnet of an interface or a tunnel.
-struct OwnedSubnet {
-  std::string owner;
-  Subnet subnet;
-  const Json::Value* place;
-};
-
-}  // namespace
-
-// Sorted so that each subnet follows those that contain it.
-static std::vector<OwnedSubnet> all_subnets(const Site& site) {
-  std::vector<OwnedSubnet> subnets;
-  for (const Interface& interface : site.interfaces) {
-    // Of two interfaces of one name, only the first can have its way.
-    if (site.find_interface(interface.name) != &interface) continue;
-    for (const OwnAddress& own : site.addresses_of(interface))
-      subnets.push_back({interface.name, own.subnet, own.place});
-  }
-  for (const GreTunnel& tunnel : site.tunnels) {
-    const std::optional<Subnet> subnet = parse_subnet(*tunnel.inner_local_ip, tunnel.inner_prefix);
-    // Several tunnels may share one address that has no network around it.
-    if (subnet && subnet->prefix < 32)
-      subnets.push_back(
-          {gre_tunnel_name(tunnel.index), *subnet, &place_of(*tunnel.settings, "tunnel_local_ip")});
-  }
-  std::sort(subnets.begin(), subnets.end(), [](const OwnedSubnet& a, const OwnedSubnet& b) {
-    if (a.subnet.address != b.subnet.address) return a.subnet.address < b.subnet.address;
-    if (a.subnet.prefix != b.subnet.prefix) return a.subnet.prefix < b.subnet.prefix;
-    return a.place->getOffsetStart() < b.place->getOffsetStart();
-  });
-  return subnets;
-}
-
 // Calls `report` with each subnet that lies in one of another interface, and with the smallest such. Two
 // subnets either have nothing in common or one contains the other, so the ones around a subnet are a stack.
-static void for_each_overlap(const Site& site,
-                             const std::function<void(const OwnedSubnet&, const OwnedSubnet&)>& report) {
-  const std::vector<OwnedSubnet> subnets = all_subnets(site);
-  std::vector<const OwnedSubnet*> around;
-  for (const OwnedSubnet& inner : subnets) {
+static void for_each_overlap(
+    const Site& site, const std::function<void(const ConnectedNetwork&, const ConnectedNetwork&)>& report) {
+  const std::vector<ConnectedNetwork> subnets = connected_networks(site);
+  std::vector<const ConnectedNetwork*> around;
+  for (const ConnectedNetwork& inner : subnets) {
     while (!around.empty() && !around.back()->subnet.contains(inner.subnet.address))
       around.pop_back();
-    const auto outer = std::find_if(around.rbegin(), around.rend(), [&inner](const OwnedSubnet* candidate) {
-      // A bridge whose primary is no member shares the settings of that port, which has a finding of its own.
-      return candidate->owner != inner.owner && candidate->place != inner.place;
-    });
+    const auto outer =
+        std::find_if(around.rbegin(), around.rend(), [&inner](const ConnectedNetwork* candidate) {
+          // A bridge whose primary is no member shares the settings of that port, which has a finding.
+          return candidate->owner != inner.owner && candidate->place != inner.place;
+        });
     if (outer != around.rend()) report(inner, **outer);
     around.push_back(&inner);
   }
 }
 
 void subnet_twice(const Site& site, Findings& findings) {
-  for_each_overlap(site, [&findings](const OwnedSubnet& second, const OwnedSubnet& first) {
+  for_each_overlap(site, [&findings](const ConnectedNetwork& second, const ConnectedNetwork& first) {
     if (second.subnet.prefix != first.subnet.prefix) return;
     findings.add(*second.place, to_text(second.subnet) + " is already the network of " + first.owner);
   });
 }
 
 void subnets_overlap(const Site& site, Findings& findings) {
-  for_each_overlap(site, [&findings](const OwnedSubnet& inner, const OwnedSubnet& outer) {
+  const std::unordered_set<std::string> over_passthrough = interfaces_over_passthrough(site);
+  const std::string& passthrough_port = site.context.passthrough_interface;
+  for_each_overlap(site, [&](const ConnectedNetwork& inner, const ConnectedNetwork& outer) {
     if (inner.subnet.prefix == outer.subnet.prefix) return;
+    if (inner.owner == passthrough_port && over_passthrough.count(outer.owner) > 0) return;
+    if (outer.owner == passthrough_port && over_passthrough.count(inner.owner) > 0) return;
     const bool is_later = inner.place->getOffsetStart() > outer.place->getOffsetStart();
-    const OwnedSubnet& later = is_later ? inner : outer;
-    const OwnedSubnet& earlier = is_later ? outer : inner;
+    const ConnectedNetwork& later = is_later ? inner : outer;
+    const ConnectedNetwork& earlier = is_later ? outer : inner;
     findings.add(*later.place, to_text(later.subnet) + " overlaps " + to_text(earlier.subnet) +
                                    ", the network of " + earlier.owner);
   });
@@ -201,4 +174,42 @@ void mtu_raised(const Site& site, Findings& findings) {
     findings.add(place_of(object, path), "systemd-networkd raises the MTU of " + std::to_string(mtu) +
                                              " to " + std::to_string(kMinIpv6Mtu) + " where IPv6 is on");
   });
+}
+
+// The MTU that an interface gets from its unit.
+static int mtu_of(const Interface& interface) {
+  if (!interface.unit.has_mtu()) return NetworkUnit::kUsualMtu;
+  return std::max(*interface.unit.mtu, kMinIpv6Mtu);
+}
+
+// What a VLAN is on: its port, or the bridge with that port as its primary member; null for none.
+static const Interface* find_link(const Site& site, const Interface& vlan) {
+  const Interface* port = site.find_interface(vlan.port);
+  const bool is_on_bridge = port == nullptr && vlan.port == site.context.bridge_primary_interface;
+  return is_on_bridge ? site.find_interface(kBridgeName) : port;
+}
+
+static FindingDetails mtu_details(const Interface& link) {
+  const Json::Value& place = place_of(*link.network, "advanced.mtu");
+  if (&place == link.network || !link.unit.mtu) return {};
+  return {{{range_of(place), "the MTU of " + link.name}}, {}};
+}
+
+void mtu_above_link(const Site& site, Findings& findings) {
+  for (const Interface& interface : site.interfaces) {
+    const int mtu = interface.unit.mtu.value_or(0);
+    if (mtu > kMaxMtu) continue;
+    const Json::Value& place = place_of(*interface.network, "advanced.mtu");
+    if (interface.kind == Interface::Kind::kBridge && mtu > NetworkUnit::kUsualMtu) {
+      findings.add(place, "the members of the bridge keep an MTU of " +
+                              std::to_string(NetworkUnit::kUsualMtu) + ", and drop what is larger");
+    }
+    if (interface.kind != Interface::Kind::kVlan) continue;
+    const Interface* link = find_link(site, interface);
+    if (link == nullptr || mtu <= mtu_of(*link)) continue;
+    findings.add(place,
+                 "the MTU of " + interface.name + " cannot be above that of " + link->name + ", " +
+                     std::to_string(mtu_of(*link)),
+                 mtu_details(*link));
+  }
 }

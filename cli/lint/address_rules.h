@@ -14,3 +14,4 @@ void subnet_twice(const Site& site, Findings& findings);
 void subnets_overlap(const Site& site, Findings& findings);
 void mtu_out_of_range(const Site& site, Findings& findings);
 void mtu_raised(const Site& site, Findings& findings);
+void mtu_above_link(const Site& site, Findings& findings);

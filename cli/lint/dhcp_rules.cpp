@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <functional>
 
 #include "config/interface_queries.h"
 #include "config/lookup.h"
@@ -228,6 +229,48 @@ void range_overlap(const Site& site, Findings& findings) {
     }
     if (furthest == nullptr || read.last > furthest->last) furthest = &read;
   }
+}
+
+const Interface* find_passthrough_port(const Site& site) {
+  const Interface* port = site.find_interface(site.context.passthrough_interface);
+  return port != nullptr && is_passthrough(*port) ? port : nullptr;
+}
+
+// The address of the pair of this port that the range holds; nothing when it holds neither.
+static std::optional<Ipv4> find_reserved(const ReadRange& read, const Interface& port) {
+  const SecondaryPair& pair = *secondary_pair_of(port.name);
+  for (const char* text : {pair.gateway, pair.device}) {
+    const std::optional<Ipv4> address = parse_ipv4(text);
+    if (*address >= read.first && *address <= read.last) return address;
+  }
+  return std::nullopt;
+}
+
+// Calls `report` with each range of another interface that holds an address of the pair.
+static void for_each_range_over_passthrough(
+    const Site& site, const std::function<void(const Range&, const Interface& port, Ipv4 reserved)>& report) {
+  const Interface* port = find_passthrough_port(site);
+  if (port == nullptr) return;
+  const std::vector<Range> ranges = ranges_of(site);
+  for (const ReadRange& read : read_ranges(ranges)) {
+    const std::optional<Ipv4> reserved = find_reserved(read, *port);
+    if (reserved && read.range->interface != port) report(*read.range, *port, *reserved);
+  }
+}
+
+void range_over_passthrough(const Site& site, Findings& findings) {
+  for_each_range_over_passthrough(site, [&](const Range& range, const Interface& port, Ipv4 reserved) {
+    findings.add(place_of(*range.dhcp, "start"),
+                 "the range holds " + to_text(reserved) + ", reserved for the fallback of " + port.name,
+                 {{{range_of(place_of(*port.network, "mode")), port.name + " is in pass-through"}}, {}});
+  });
+}
+
+std::unordered_set<std::string> interfaces_over_passthrough(const Site& site) {
+  std::unordered_set<std::string> names;
+  for_each_range_over_passthrough(site, [&names](const Range& range, const Interface& /*port*/,
+                                                 Ipv4 /*reserved*/) { names.insert(range.interface->name); });
+  return names;
 }
 
 static void add_text(const Json::Value& dhcp, const char* key, std::vector<const Json::Value*>& texts) {

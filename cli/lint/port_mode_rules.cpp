@@ -106,6 +106,19 @@ void passthrough_incomplete(const Site& site, Findings& findings) {
   }
 }
 
+void passthrough_netmask(const Site& site, Findings& findings) {
+  const Interface* port = find_passthrough_port(site);
+  if (port == nullptr || !site.context.passthrough_auto || !site.context.cell_enabled) return;
+  // The netmask of the cellular link comes first, where it is overridden.
+  const std::optional<int> prefix = read_passthrough_port(&site.context).prefix;
+  if (!prefix || read_wwan_settings(&site.context).has_prefix()) return;
+  if (!subnet_with(0, *prefix)) return;
+  findings.add(place_of(*port->network, "netmask"),
+               port->name + " takes the address of the cellular gateway with a prefix length of " +
+                   std::to_string(*prefix) + " instead of the link's",
+               {{{range_of(place_of(*port->network, "mode")), "automatic pass-through"}}, {}});
+}
+
 void fallback_without_address(const Site& site, Findings& findings) {
   const Interface* port = find_passthrough_port(site);
   if (port == nullptr || read_passthrough_port(&site.context).has_secondary_ip) return;

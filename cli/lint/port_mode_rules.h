@@ -12,4 +12,5 @@ void passthrough_twice(const Site& site, Findings& findings);
 void passthrough_port_disabled(const Site& site, Findings& findings);
 void passthrough_without_cell(const Site& site, Findings& findings);
 void passthrough_incomplete(const Site& site, Findings& findings);
+void passthrough_netmask(const Site& site, Findings& findings);
 void fallback_without_address(const Site& site, Findings& findings);

@@ -1,21 +1,13 @@
 #include "cli/lint/route_rules.h"
 
-#include <net/if.h>
-
 #include <algorithm>
-#include <cstdlib>
 #include <map>
 #include <tuple>
 #include <unordered_map>
-#include <unordered_set>
 
-#include "cli/config_file/nearest.h"
-#include "config/interface_queries.h"
 #include "config/lookup.h"
-#include "config/ports.h"
 #include "networkd/network_unit.h"
 #include "networkd/wwan.h"
-#include "networkd/wwan_static_routes.h"
 #include "platform/libcmd.h"
 #include "tunnels/gre.h"
 
@@ -229,68 +221,6 @@ void default_routes_alike(const Site& site, Findings& findings) {
     if (is_new) continue;
     findings.add(*route.place, "the default route of " + route.owner + " has metric " +
                                    std::to_string(route.metric) + ", like that of " + owner->second);
-  }
-}
-
-namespace {
-
-// Tells why an interface gets no routes.
-class MissingInterfaces {
- public:
-  explicit MissingInterfaces(const Site& site) : tunnels_(array_at(site.root, "tunnels.gre").size()) {
-    for (const EthernetPort& port : kEthernetPorts)
-      add_if_member(site, port.name);
-    for (const Radio& radio : kRadios)
-      add_if_member(site, radio.name);
-    for (const Interface& interface : site.interfaces) {
-      if (interface.kind != Interface::Kind::kVlan) known_.push_back(interface.name);
-    }
-    if (site.context.cell_enabled) known_.push_back(kWwanRouteInterface);
-  }
-
-  std::string reason(const std::string& name) const {
-    if (is_tunnel(name)) return name + " is a tunnel, whose routes are its \"tunnel_networks\"";
-    if (members_.count(name) > 0)
-      return name + " is a member of the bridge, whose routes are those of " + kBridgeName;
-    if (name == kWwanRouteInterface) return "the cellular link is not enabled";
-    const std::string problem = "no interface " + quoted(name) + " is set up";
-    const std::optional<std::string> close = is_port_or_radio(name) ? std::nullopt : nearest(name, known_);
-    return close ? problem + ": did you mean " + quoted(*close) + "?" : problem;
-  }
-
- private:
-  static bool is_port_or_radio(const std::string& name) {
-    return find_ethernet_port(name) != nullptr || find_radio(name) != nullptr;
-  }
-
-  bool is_tunnel(const std::string& name) const {
-    const std::size_t digits = name.find_last_not_of("0123456789") + 1;
-    const unsigned long number = std::strtoul(name.c_str() + std::min(digits, name.size()), nullptr, 10);
-    return number >= 1 && number <= tunnels_ && name == gre_tunnel_name(static_cast<int>(number - 1));
-  }
-
-  void add_if_member(const Site& site, const std::string& name) {
-    if (is_bridge_member(&site.context, name)) members_.insert(name);
-  }
-
-  std::size_t tunnels_;
-  std::unordered_set<std::string> members_;
-  std::vector<std::string> known_;
-};
-
-}  // namespace
-
-void route_without_interface(const Site& site, Findings& findings) {
-  const MissingInterfaces missing(site);
-  for (const Json::Value& route : array_at(site.root, "static_routes")) {
-    std::string name;
-    // A name that is too long for the kernel has a finding of its own.
-    if (!is_enabled(route)) continue;
-    if (!get_static_route_interface(route, name)) {
-      findings.add(place_of(route, "interface"), "the route has no \"interface\"");
-    } else if (!site.gets_routes(name) && name.size() < IFNAMSIZ) {
-      findings.add(place_of(route, "interface"), missing.reason(name));
-    }
   }
 }
 

@@ -13,7 +13,6 @@ void route_gateway_unusable(const Site& site, Findings& findings);
 void route_gateway_outside(const Site& site, Findings& findings);
 void route_gateway_in_passthrough(const Site& site, Findings& findings);
 void default_routes_alike(const Site& site, Findings& findings);
-void route_without_interface(const Site& site, Findings& findings);
 void route_incomplete(const Site& site, Findings& findings);
 void route_host_bits(const Site& site, Findings& findings);
 void route_twice(const Site& site, Findings& findings);

@@ -17,6 +17,8 @@
 #include "cli/lint/port_mode_rules.h"
 #include "cli/lint/relay_rules.h"
 #include "cli/lint/repair.h"
+#include "cli/lint/route_interface_rules.h"
+#include "cli/lint/route_network_rules.h"
 #include "cli/lint/route_rules.h"
 #include "cli/lint/shape_rules.h"
 #include "cli/lint/static_lease_rules.h"
@@ -43,6 +45,7 @@ const std::vector<Rule>& all_rules() {
       {"range-over-reserved", Severity::kWarning, range_over_reserved},
       {"range-reversed", Severity::kWarning, range_reversed},
       {"range-overlap", Severity::kError, range_overlap},
+      {"range-over-passthrough", Severity::kError, range_over_passthrough},
       {"lease-time-malformed", Severity::kError, lease_time_malformed},
       {"lease-time-short", Severity::kWarning, lease_time_short},
       {"lease-address-twice", Severity::kError, lease_address_twice},
@@ -67,6 +70,7 @@ const std::vector<Rule>& all_rules() {
       {"subnets-overlap", Severity::kWarning, subnets_overlap},
       {"mtu-out-of-range", Severity::kError, mtu_out_of_range},
       {"mtu-raised", Severity::kWarning, mtu_raised},
+      {"mtu-above-link", Severity::kError, mtu_above_link},
 
       {"gateway-malformed", Severity::kError, gateway_malformed},
       {"gateway-ignored", Severity::kWarning, gateway_ignored},
@@ -80,6 +84,8 @@ const std::vector<Rule>& all_rules() {
       {"route-incomplete", Severity::kError, route_incomplete},
       {"route-host-bits", Severity::kWarning, route_host_bits},
       {"route-twice", Severity::kWarning, route_twice},
+      {"route-to-own-network", Severity::kError, route_to_own_network},
+      {"route-inside-network", Severity::kWarning, route_inside_network},
 
       {"port-without-network", Severity::kError, port_without_network},
       {"port-mode-missing", Severity::kError, port_mode_missing},
@@ -88,6 +94,7 @@ const std::vector<Rule>& all_rules() {
       {"passthrough-port-disabled", Severity::kError, passthrough_port_disabled},
       {"passthrough-without-cell", Severity::kWarning, passthrough_without_cell},
       {"passthrough-incomplete", Severity::kError, passthrough_incomplete},
+      {"passthrough-netmask", Severity::kWarning, passthrough_netmask},
       {"fallback-without-address", Severity::kWarning, fallback_without_address},
 
       {"bridge-member-unknown", Severity::kError, bridge_member_unknown},

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <unordered_map>
 
+#include "cli/lint/dhcp_rules.h"
 #include "cli/lint/host_name.h"
 #include "cli/lint/mac.h"
 #include "config/ports.h"
@@ -62,6 +63,13 @@ void lease_address_malformed(const Site& site, Findings& findings) {
   }
 }
 
+// The pass-through port for whose device dnsmasq keeps the address; null when there is none.
+static const Interface* find_fallback_of(const Site& site, Ipv4 address) {
+  const Interface* port = find_passthrough_port(site);
+  if (port == nullptr) return nullptr;
+  return parse_ipv4(secondary_pair_of(port->name)->device) == address ? port : nullptr;
+}
+
 void lease_address_unusable(const Site& site, Findings& findings) {
   for (const DhcpServer& server : site.servers) {
     const std::optional<Subnet> subnet = server.interface->subnet();
@@ -76,6 +84,11 @@ void lease_address_unusable(const Site& site, Findings& findings) {
                      to_text(own) + " is the address of " + name + " itself");
       } else if (!subnet->has_host(*address)) {
         findings.add(place_of(*lease.settings, "ipv4"), obstacle(*subnet, *address));
+      } else if (const Interface* port = find_fallback_of(site, *address)) {
+        findings.add(
+            place_of(*lease.settings, "ipv4"),
+            to_text(*address) + " is reserved for the fallback of " + port->name,
+            {{{range_of(place_of(*port->network, "mode")), port->name + " is in pass-through"}}, {}});
       }
     }
   }

@@ -1,10 +1,9 @@
 #include "cli/lint/wireguard_rules.h"
 
-#include <arpa/inet.h>
-
-#include <algorithm>
 #include <string>
 #include <string_view>
+
+#include "cli/lint/ip_network.h"
 
 template <typename Judge>
 static void for_each_peer(const Site& site, Judge judge) {
@@ -22,20 +21,9 @@ static bool is_key(std::string_view text) {
          text.substr(0, 42).find_first_not_of(kDigits) == std::string_view::npos;
 }
 
-static bool is_number_up_to(std::string_view text, int most) {
-  return !text.empty() && text.size() < 6 &&
-         std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; }) &&
-         std::stoi(std::string(text)) <= most;
-}
-
 // Whether the text is an address of either family, with a prefix length or without one.
 static bool is_network(const std::string& text) {
-  const std::size_t slash = text.find('/');
-  const std::string address = text.substr(0, slash);
-  in6_addr unused{};
-  const bool is_ipv6 = inet_pton(AF_INET6, address.c_str(), &unused) == 1;
-  if (!is_ipv6 && !parse_ipv4(address)) return false;
-  return slash == std::string::npos || is_number_up_to(text.substr(slash + 1), is_ipv6 ? 128 : 32);
+  return parse_ip_network(text).has_value();
 }
 
 void wireguard_public_key(const Site& site, Findings& findings) {
@@ -90,7 +78,7 @@ void wireguard_endpoint(const Site& site, Findings& findings) {
     if (!peer.endpoint) return;
     const std::string& endpoint = *peer.endpoint;
     const std::size_t colon = endpoint.rfind(':');
-    if (colon != std::string::npos && colon > 0 && is_number_up_to(endpoint.substr(colon + 1), 65535)) return;
+    if (colon != std::string::npos && colon > 0 && parse_number(endpoint.substr(colon + 1), 65535)) return;
     findings.add(place_of(*peer.settings, "endpoint"), quoted(endpoint) + " is not HOST:PORT");
   });
 }
