@@ -23,6 +23,7 @@
 #include "cli/lint/shape_rules.h"
 #include "cli/lint/static_lease_rules.h"
 #include "cli/lint/vlan_rules.h"
+#include "cli/lint/wireguard_peer_rules.h"
 #include "cli/lint/wireguard_rules.h"
 #include "config/interface_queries.h"
 
@@ -135,6 +136,11 @@ const std::vector<Rule>& all_rules() {
       {"wireguard-allowed-ips", Severity::kError, wireguard_allowed_ips},
       {"wireguard-endpoint", Severity::kError, wireguard_endpoint},
       {"wireguard-keep-alive", Severity::kError, wireguard_keep_alive},
+      {"wireguard-peer-twice", Severity::kError, wireguard_peer_twice},
+      {"wireguard-endpoint-twice", Severity::kWarning, wireguard_endpoint_twice},
+      {"wireguard-endpoint-own", Severity::kError, wireguard_endpoint_own},
+      {"wireguard-network-twice", Severity::kError, wireguard_network_twice},
+      {"wireguard-networks-overlap", Severity::kWarning, wireguard_networks_overlap},
 
       {"name-server-malformed", Severity::kError, name_server_malformed},
       {"name-server-none", Severity::kWarning, name_server_none},

@@ -73,13 +73,27 @@ void wireguard_allowed_ips(const Site& site, Findings& findings) {
   });
 }
 
+// Whether a host is meant as an IPv4 address and is not one.
+static bool is_malformed_address(const std::string& host) {
+  return host.find_first_not_of("0123456789.") == std::string::npos && !parse_ipv4(host);
+}
+
 void wireguard_endpoint(const Site& site, Findings& findings) {
   for_each_peer(site, [&](const WireguardPeer& peer) {
     if (!peer.endpoint) return;
     const std::string& endpoint = *peer.endpoint;
+    const Json::Value& place = place_of(*peer.settings, "endpoint");
     const std::size_t colon = endpoint.rfind(':');
-    if (colon != std::string::npos && colon > 0 && parse_number(endpoint.substr(colon + 1), 65535)) return;
-    findings.add(place_of(*peer.settings, "endpoint"), quoted(endpoint) + " is not HOST:PORT");
+    const std::optional<int> port = colon != std::string::npos && colon > 0
+                                        ? parse_number(endpoint.substr(colon + 1), 65535)
+                                        : std::nullopt;
+    if (!port) {
+      findings.add(place, quoted(endpoint) + " is not HOST:PORT");
+    } else if (*port == 0) {
+      findings.add(place, quoted(endpoint) + " has port 0: a port is from 1 to 65535");
+    } else if (is_malformed_address(endpoint.substr(0, colon))) {
+      findings.add(place, quoted(endpoint.substr(0, colon)) + " is not an IPv4 address");
+    }
   });
 }
 
