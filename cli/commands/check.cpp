@@ -12,15 +12,19 @@
 #include "cli/config_file/source.h"
 #include "cli/lint/dnsmasq_check.h"
 #include "cli/lint/report.h"
+#include "cli/lint/report_github.h"
 #include "cli/lint/report_json.h"
+#include "cli/lint/report_sarif.h"
 #include "cli/lint/rules.h"
 #include "cli/live/trial_state.h"
 
 namespace {
 
+enum class Format { kText, kJson, kSarif, kGithub };
+
 struct CheckOptions {
   std::vector<std::string> files = {active_configuration()};  // "-" is standard input
-  bool json = false;
+  Format format = Format::kText;
   bool strict = false;   // warnings count, too
   bool offline = false;  // do not ask dnsmasq
 };
@@ -39,21 +43,38 @@ namespace {
 // Where the findings of one file after the other go.
 class Output {
  public:
-  explicit Output(bool json) : json_(json), files_(Json::arrayValue) {}
+  explicit Output(Format format) : format_(format), files_(Json::arrayValue) {}
 
   void add(const Source& source, const std::vector<Finding>& findings) {
     count(findings, summary_);
-    if (json_) {
-      files_.append(json_report(source, findings));
-    } else {
-      print_as_text(source, findings);
+    switch (format_) {
+      case Format::kText:
+        print_as_text(source, findings);
+        break;
+      case Format::kJson:
+        files_.append(json_report(source, findings));
+        break;
+      case Format::kSarif:
+        sarif_.add(source, findings);
+        break;
+      case Format::kGithub:
+        std::fputs(github_report(source, findings).c_str(), stdout);
+        break;
     }
   }
 
-  // The summary, or the whole as one JSON array.
+  // Adds why a file could not be examined.
+  void add_failure(const std::string& message) {
+    report(message);
+    sarif_.add_failure(message);
+  }
+
+  // The summary, or the whole as one JSON value.
   void finish() const {
-    if (json_) {
-      std::printf("%s\n", Json::writeString(Json::StreamWriterBuilder(), files_).c_str());
+    if (format_ == Format::kJson) {
+      print_json(files_);
+    } else if (format_ == Format::kSarif) {
+      print_json(sarif_.log());
     } else if (summary_.files > 0) {
       std::printf("%s\n", text_of(summary_).c_str());
     }
@@ -64,8 +85,13 @@ class Output {
   }
 
  private:
-  bool json_;
+  static void print_json(const Json::Value& value) {
+    std::printf("%s\n", Json::writeString(Json::StreamWriterBuilder(), value).c_str());
+  }
+
+  Format format_;
   Json::Value files_;
+  SarifReport sarif_;
   Summary summary_;
 };
 
@@ -106,13 +132,13 @@ static std::vector<Finding> judge(Source& source, Dnsmasq& dnsmasq) {
 // Prints the findings. Returns the exit status: 0 without an error, 1 with one, 2 when a file cannot be read
 // or parsed.
 static int check(const CheckOptions& options) {
-  Output output(options.json);
+  Output output(options.format);
   Dnsmasq dnsmasq(options.offline);
   bool is_all_readable = true;
   for (const std::string& file : options.files) {
     Source source;
     if (const auto trouble = load_source(file, source)) {
-      report(*trouble);
+      output.add_failure(*trouble);
       is_all_readable = false;
       continue;
     }
@@ -134,6 +160,15 @@ Summary show_findings(Source source) {
   return summary;
 }
 
+static Option format_option(Format& format) {
+  static const std::vector<std::string> kWords = {"text", "json", "sarif", "github"};
+  return {"--format FORMAT", "text, json, sarif, or github: commands of GitHub Actions",
+          [&format](const std::string& word) {
+            format = static_cast<Format>(std::find(kWords.begin(), kWords.end(), word) - kWords.begin());
+          },
+          Completion::kNothing, kWords};
+}
+
 Command check_command() {
   static CheckOptions options;
   return {"check",
@@ -141,7 +176,7 @@ Command check_command() {
           {{"FILE", "configurations; - is standard input", &options.files, Completion::kFile},
            {"--strict", "fail on warnings, too", &options.strict},
            {"--offline", "do not ask dnsmasq", &options.offline},
-           json_option(options.json)},
+           format_option(options.format)},
           "Example: lanfab check --strict network.json",
           [] { return check(options); }};
 }

@@ -1,29 +1,17 @@
 // `lanfab explain` and `lanfab schema`, which print what this program was built with.
 
 #include <cstdio>
-#include <string_view>
 
 #include "cli/base/terminal.h"
 #include "cli/commands/commands.h"
 #include "cli/config_file/schema.h"
 #include "cli/lint/report.h"
+#include "cli/lint/rule_page.h"
 #include "cli/lint/rules.h"
-
-// docs/checks.md.
-extern const std::string_view kChecksPage;
 
 static void list_rules() {
   for (const Rule& rule : all_rules())
     std::printf("%-30s %s\n", rule.name, word_for(rule.severity));
-}
-
-// The entry of a rule: from its heading, without the marks of the format, to the next heading.
-static std::string_view entry_of(const Rule& rule) {
-  const std::string heading = std::string("\n### ") + rule.name + " (" + word_for(rule.severity) + ")\n";
-  const std::size_t begin = kChecksPage.find(heading);
-  if (begin == std::string_view::npos) return {};
-  const std::string_view rest = kChecksPage.substr(begin + 5);
-  return rest.substr(0, rest.find("\n\n#"));
 }
 
 // Prints the entry of a rule, or with an empty name a line for each rule. Returns the exit status: 0, or 2

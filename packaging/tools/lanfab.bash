@@ -11,7 +11,7 @@ _lanfab() {
   fi
   if ((COMP_CWORD > 1)); then command=${COMP_WORDS[1]}; fi
   case "$command ${COMP_WORDS[before]}" in
-    'check --format') words='text json' ;;
+    'check --format') words='text json sarif github' ;;
     'graph --format') words='text dot svg' ;;
     'graph -o') compopt -o default ;;
     'preview --action') words='apply wwan_apply dnsmasq' ;;

@@ -21,7 +21,7 @@ complete -c lanfab -n __lanfab_is -a revert -d 'Go back to the configuration bef
 complete -c lanfab -n __lanfab_is -a status -d 'Say whether a gateway is as its configuration wants it'
 complete -c lanfab -n '__lanfab_is check' -l strict -d 'fail on warnings, too'
 complete -c lanfab -n '__lanfab_is check' -l offline -d 'do not ask dnsmasq'
-complete -c lanfab -n '__lanfab_is check' -l format -x -a "text json" -d 'text or json'
+complete -c lanfab -n '__lanfab_is check' -l format -x -a "text json sarif github" -d 'text, json, sarif, or github'
 complete -c lanfab -n '__lanfab_is check' -F
 complete -c lanfab -n '__lanfab_is explain' -a "(lanfab explain 2>/dev/null | string replace --regex ' .*' '')"
 complete -c lanfab -n '__lanfab_is graph' -l format -x -a "text dot svg" -d 'text (default), dot, the language of Graphviz, or svg, drawn by Graphviz'

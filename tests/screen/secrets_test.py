@@ -101,7 +101,8 @@ networkctl "PrivateKey = {PRIVATE}"
         self.write("network.json", json.dumps({"tunnels": {"wireguard": {
             "enable": True, "interfaces": [interface]}}}))
         self.run_lanfab("check", "--offline", "network.json", expected=1)
-        self.run_lanfab("check", "--offline", "--format=json", "network.json", expected=1)
+        for output_format in ("json", "sarif", "github"):
+            self.run_lanfab("check", "--offline", f"--format={output_format}", "network.json", expected=1)
         for output_format in ("text", "dot"):
             self.run_lanfab("graph", "network.json", f"--format={output_format}")
         output = shown_on_terminal([LANFAB, "check", "--offline", "network.json"], cwd=DIRECTORY)

@@ -103,6 +103,7 @@ class FileNames(Strings):
     def test_of_a_configuration_with_findings(self):
         self.write('{"wires": {}, "dns": {"static": ["x"]}}', NAME)
         self.assert_all_clean("check", "--offline", NAME)
+        self.assert_all_clean("check", "--offline", "--format=github", NAME)
         for output_format in "text", "dot":
             self.assert_all_clean("graph", NAME, "--format", output_format)
         json.loads(self.run_lanfab("check", "--offline", "--format=json", NAME))
@@ -142,6 +143,7 @@ class Configurations(Strings):
         output = self.assert_all_clean("check", "--offline", "network.json")
         self.assert_all_clean("graph", "network.json")
         self.assert_all_clean("graph", "network.json", "--format=dot")
+        self.assert_all_clean("check", "--offline", "--format=github", "network.json")
         parsed = self.run_lanfab("check", "--offline", "--format=json", "network.json")
         self.assertEqual(unprintable(parsed, LAYOUT + "\x7f"), [])
         json.loads(parsed)

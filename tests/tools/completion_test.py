@@ -129,7 +129,7 @@ class Completion(unittest.TestCase):
 
     def test_values_of_options(self):
         self.check("lanfab graph --format ", "text dot svg")
-        self.check("lanfab check --format ", "text json")
+        self.check("lanfab check --format ", "text json sarif github")
         self.check("lanfab check --format=j", "--format=json")
         self.check("lanfab diff --action w", "wwan_apply")
         self.check("lanfab try --timeout n", "")

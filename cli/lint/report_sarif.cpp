@@ -1,0 +1,161 @@
+#include "cli/lint/report_sarif.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "cli/config_file/text_positions.h"
+#include "cli/lint/report.h"
+#include "cli/lint/rule_page.h"
+#include "cli/lint/rules.h"
+
+// A relative path, or "file:///etc/lanfab/network.json". All but letters, digits, and what no part of a URI
+// begins or ends with is percent-encoded.
+static std::string uri_of(const std::string& path) {
+  constexpr std::string_view kUnreserved = "-._~/";
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string uri = path.rfind('/', 0) == 0 ? "file://" : "";
+  for (const char c : path) {
+    const bool is_plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+                          kUnreserved.find(c) != std::string_view::npos;
+    const auto byte = static_cast<unsigned char>(c);
+    uri += is_plain ? std::string(1, c) : std::string{'%', kDigits[byte >> 4U], kDigits[byte & 0xfU]};
+  }
+  return uri;
+}
+
+// The text as a message, in which braces enclose the number of an argument and "[text](target)" is a link.
+static Json::Value message_of(const std::string& text) {
+  const bool has_link = text.find("](") != std::string::npos;
+  std::string escaped;
+  for (const char c : text) {
+    if (has_link && (c == '[' || c == ']' || c == '\\')) escaped += '\\';
+    escaped += c;
+    if (c == '{' || c == '}') escaped += c;
+  }
+  Json::Value message(Json::objectValue);
+  message["text"] = escaped;
+  return message;
+}
+
+static Json::Value region_of(TextRange range, const TextPositions& positions) {
+  const TextPosition begin = positions.at(range.begin);
+  const TextPosition end = positions.at(range.end);
+  Json::Value region(Json::objectValue);
+  region["startLine"] = begin.line;
+  region["startColumn"] = begin.column;
+  region["endLine"] = end.line;
+  region["endColumn"] = end.column;
+  return region;
+}
+
+static Json::Value location_in(const Source& source, const Json::Value& region) {
+  Json::Value location(Json::objectValue);
+  Json::Value& physical = location["physicalLocation"];
+  physical["artifactLocation"]["uri"] = uri_of(source.name);
+  if (!region.isNull()) physical["region"] = region;
+  return location;
+}
+
+// All edits together.
+static Json::Value fix_in(const Source& source, const std::vector<Edit>& edits,
+                          const TextPositions& positions) {
+  Json::Value change(Json::objectValue);
+  change["artifactLocation"]["uri"] = uri_of(source.name);
+  for (const Edit& edit : edits) {
+    Json::Value replacement(Json::objectValue);
+    replacement["deletedRegion"] = region_of(edit.range, positions);
+    replacement["insertedContent"]["text"] = edit.replacement;
+    change["replacements"].append(std::move(replacement));
+  }
+  Json::Value fix(Json::objectValue);
+  fix["artifactChanges"].append(std::move(change));
+  return fix;
+}
+
+static int index_of(const std::string& rule) {
+  const auto& rules = all_rules();
+  const auto found =
+      std::find_if(rules.begin(), rules.end(), [&](const Rule& candidate) { return candidate.name == rule; });
+  return static_cast<int>(found - rules.begin());
+}
+
+// Without a location.
+static Json::Value result_for(const Finding& finding, const std::string& message) {
+  Json::Value result(Json::objectValue);
+  result["ruleId"] = finding.rule;
+  result["ruleIndex"] = index_of(finding.rule);
+  result["level"] = word_for(finding.severity);
+  result["message"] = message_of(message);
+  return result;
+}
+
+static Json::Value result_in(const Source& source, const Finding& finding, const TextPositions& positions) {
+  Json::Value result = result_for(finding, finding.message);
+  result["locations"].append(location_in(source, region_of(finding.range, positions)));
+  for (const RelatedLocation& related : finding.details.related) {
+    Json::Value location = location_in(source, region_of(related.range, positions));
+    location["message"] = message_of(related.message);
+    result["relatedLocations"].append(std::move(location));
+  }
+  if (!finding.details.fix.empty()) result["fixes"].append(fix_in(source, finding.details.fix, positions));
+  return result;
+}
+
+void SarifReport::add(const Source& source, const std::vector<Finding>& findings) {
+  const TextPositions positions(source.text);
+  for (const Finding& finding : findings) {
+    results_.append(result_in(source, finding, positions));
+    if (finding.unlisted == 0) continue;
+    Json::Value rest = result_for(finding, "and " + std::to_string(finding.unlisted) + " more");
+    rest["locations"].append(location_in(source, Json::nullValue));
+    results_.append(std::move(rest));
+  }
+}
+
+void SarifReport::add_failure(const std::string& message) {
+  Json::Value notification(Json::objectValue);
+  notification["level"] = "error";
+  notification["message"] = message_of(message);
+  notifications_.append(std::move(notification));
+}
+
+// The entry without its heading, on one line.
+static std::string explanation_of(const Rule& rule) {
+  const std::string_view entry = entry_of(rule);
+  const std::size_t begin = std::min(entry.find("\n\n"), entry.size());
+  std::string text(entry.substr(std::min(begin + 2, entry.size())));
+  std::replace(text.begin(), text.end(), '\n', ' ');
+  return text;
+}
+
+static Json::Value descriptor_of(const Rule& rule) {
+  const std::string text = explanation_of(rule);
+  Json::Value descriptor(Json::objectValue);
+  descriptor["id"] = rule.name;
+  descriptor["shortDescription"] = message_of(text.substr(0, (text + " ").find(". ") + 1));
+  descriptor["fullDescription"] = message_of(text);
+  descriptor["help"] = message_of(text);
+  descriptor["help"]["markdown"] = text;
+  descriptor["defaultConfiguration"]["level"] = word_for(rule.severity);
+  return descriptor;
+}
+
+Json::Value SarifReport::log() const {
+  Json::Value run(Json::objectValue);
+  Json::Value& driver = run["tool"]["driver"];
+  driver["name"] = "lanfab";
+  driver["version"] = LANFAB_VERSION;
+  for (const Rule& rule : all_rules())
+    driver["rules"].append(descriptor_of(rule));
+  Json::Value invocation(Json::objectValue);
+  invocation["executionSuccessful"] = notifications_.empty();
+  invocation["toolExecutionNotifications"] = notifications_;
+  run["invocations"].append(std::move(invocation));
+  run["columnKind"] = "unicodeCodePoints";
+  run["results"] = results_;
+  Json::Value log(Json::objectValue);
+  log["$schema"] = "https://json.schemastore.org/sarif-2.1.0.json";
+  log["version"] = "2.1.0";
+  log["runs"].append(std::move(run));
+  return log;
+}
