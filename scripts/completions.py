@@ -178,7 +178,7 @@ def zsh_action(option):
 
 def zsh_option(option, others):
     """Returns the specifications of an option, one for each of its names. With it the others are excluded."""
-    excluded = f"({others})" if others else ""
+    excluded = f"({others})" if others else "*" if option.is_repeated else ""
     value = f":{option.value}:{zsh_action(option)}" if option.value else ""
     for name in option.names:
         separator = ("=" if name.startswith("--") else "+") if option.value else ""

@@ -10,6 +10,7 @@
 #include "cli/base/terminal.h"
 #include "cli/commands/commands.h"
 #include "cli/config_file/source.h"
+#include "cli/lint/allow.h"
 #include "cli/lint/dnsmasq_check.h"
 #include "cli/lint/report.h"
 #include "cli/lint/report_github.h"
@@ -25,8 +26,9 @@ enum class Format { kText, kJson, kSarif, kGithub };
 struct CheckOptions {
   std::vector<std::string> files = {active_configuration()};  // "-" is standard input
   Format format = Format::kText;
-  bool strict = false;   // warnings count, too
-  bool offline = false;  // do not ask dnsmasq
+  bool strict = false;               // warnings count, too
+  bool offline = false;              // do not ask dnsmasq
+  std::vector<std::string> allowed;  // rules
 };
 
 }  // namespace
@@ -45,20 +47,20 @@ class Output {
  public:
   explicit Output(Format format) : format_(format), files_(Json::arrayValue) {}
 
-  void add(const Source& source, const std::vector<Finding>& findings) {
-    count(findings, summary_);
+  void add(const Source& source, const Judgement& judgement) {
+    count(judgement, summary_);
     switch (format_) {
       case Format::kText:
-        print_as_text(source, findings);
+        print_as_text(source, judgement.findings);
         break;
       case Format::kJson:
-        files_.append(json_report(source, findings));
+        files_.append(json_report(source, judgement));
         break;
       case Format::kSarif:
-        sarif_.add(source, findings);
+        sarif_.add(source, judgement);
         break;
       case Format::kGithub:
-        std::fputs(github_report(source, findings).c_str(), stdout);
+        std::fputs(github_report(source, judgement.findings).c_str(), stdout);
         break;
     }
   }
@@ -121,17 +123,21 @@ class Dnsmasq {
 
 }  // namespace
 
-// What the rules and dnsmasq find.
-static std::vector<Finding> judge(Source& source, Dnsmasq& dnsmasq) {
+// What the rules and dnsmasq find; what one of the rules `allowed` finds is allowed.
+static Judgement judge(Source& source, Dnsmasq& dnsmasq, const std::vector<std::string>& allowed) {
   std::vector<Finding> findings = examine(source);
-  const Site site(source);
-  dnsmasq.judge(site, findings);
-  return findings;
+  {
+    const Site site(source);
+    dnsmasq.judge(site, findings);
+  }
+  return judgement_of(source.text, std::move(findings), allowed);
 }
 
 // Prints the findings. Returns the exit status: 0 without an error, 1 with one, 2 when a file cannot be read
 // or parsed.
 static int check(const CheckOptions& options) {
+  for (const std::string& rule : options.allowed)
+    if (const auto obstacle = why_not_allowed(rule)) return fail("lanfab: --allow: " + *obstacle);
   Output output(options.format);
   Dnsmasq dnsmasq(options.offline);
   bool is_all_readable = true;
@@ -142,8 +148,7 @@ static int check(const CheckOptions& options) {
       is_all_readable = false;
       continue;
     }
-    const std::vector<Finding> findings = judge(source, dnsmasq);
-    output.add(source, findings);
+    output.add(source, judge(source, dnsmasq, options.allowed));
   }
   output.finish();
   if (!is_all_readable) return 2;
@@ -153,10 +158,10 @@ static int check(const CheckOptions& options) {
 
 Summary show_findings(Source source) {
   Dnsmasq dnsmasq(false);
-  const std::vector<Finding> findings = judge(source, dnsmasq);
-  print_as_text(source, findings);
+  const Judgement judgement = judge(source, dnsmasq, {});
+  print_as_text(source, judgement.findings);
   Summary summary;
-  count(findings, summary);
+  count(judgement, summary);
   return summary;
 }
 
@@ -176,6 +181,7 @@ Command check_command() {
           {{"FILE", "configurations; - is standard input", &options.files, Completion::kFile},
            {"--strict", "fail on warnings, too", &options.strict},
            {"--offline", "do not ask dnsmasq", &options.offline},
+           {"--allow RULE", "do not report what this rule finds", &options.allowed, Completion::kRule},
            format_option(options.format)},
           "Example: lanfab check --strict network.json",
           [] { return check(options); }};

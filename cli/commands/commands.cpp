@@ -83,6 +83,9 @@ static void add_option(CLI::App& app, const Option& option) {
   CLI::Option* added = std::visit(Adder{app, name_of(option), option.help}, option.target);
   if (option.completion == Completion::kNothing && !option.words.empty())
     added->check(CLI::IsMember(option.words));
+  // A value for each time that it is given: what follows may be a positional argument.
+  if (option.usage[0] == '-' && std::holds_alternative<std::vector<std::string>*>(option.target))
+    added->allow_extra_args(false)->default_str("");
   if (option.presence == Presence::kRequired) added->required();
   if (option.presence == Presence::kHidden) added->group("");
   if (!option.excludes.empty()) added->excludes(app.get_option(option.excludes));

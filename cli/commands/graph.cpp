@@ -18,6 +18,7 @@
 #include "cli/graph/graphviz.h"
 #include "cli/graph/shorten.h"
 #include "cli/graph/text_tree.h"
+#include "cli/lint/allow.h"
 #include "cli/lint/report.h"
 #include "cli/lint/rules.h"
 #include "cli/live/trial_state.h"
@@ -47,7 +48,7 @@ static std::string text_of(const Part& picture, const std::vector<Finding>& find
   std::string text = text_picture(picture, own_charset(), wants_color(has_terminal));
   if (findings.empty()) return text;
   Summary summary;
-  count(findings, summary);
+  count({findings, {}}, summary);
   return text + "\n" + text_of(summary) + "; lanfab check says where\n";
 }
 
@@ -60,7 +61,7 @@ static int graph(const GraphOptions& options) {
   }
   Source source;
   if (const auto trouble = load_source(options.file, source)) return fail(*trouble);
-  const std::vector<Finding> findings = examine(source);
+  const std::vector<Finding> findings = judgement_of(source.text, examine(source), {}).findings;
   const Site site(source);
   Part picture = picture_of(site);
   mark(findings, picture);

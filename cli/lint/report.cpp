@@ -34,10 +34,12 @@ static std::string styled_word(Severity severity, bool color) {
                 color);
 }
 
-void count(const std::vector<Finding>& findings, Summary& summary) {
+void count(const Judgement& judgement, Summary& summary) {
   ++summary.files;
-  for (const Finding& finding : findings)
+  for (const Finding& finding : judgement.findings)
     (finding.severity == Severity::kError ? summary.errors : summary.warnings) += 1 + finding.unlisted;
+  for (const AllowedFinding& allowed : judgement.allowed)
+    summary.allowed += 1 + allowed.finding.unlisted;
 }
 
 // "network.json: error: and 17 more [wrong-type]" for each rule that found more than are listed.

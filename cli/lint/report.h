@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "cli/config_file/source.h"
+#include "cli/lint/allow.h"
 #include "cli/lint/finding.h"
 
 struct Summary {
@@ -19,7 +20,8 @@ struct Summary {
 // "error" or "warning".
 const char* word_for(Severity severity);
 
-void count(const std::vector<Finding>& findings, Summary& summary);
+// Adds those in one file.
+void count(const Judgement& judgement, Summary& summary);
 
 struct TextStyle {
   bool excerpt = false;      // with the line of the configuration and a caret under the location

@@ -32,14 +32,16 @@ static Json::Value entry_for(const Finding& finding, const TextPositions& positi
   return entry;
 }
 
-Json::Value json_report(const Source& source, const std::vector<Finding>& findings) {
+Json::Value json_report(const Source& source, const Judgement& judgement) {
   const TextPositions positions(source.text);
   Json::Value report(Json::objectValue);
   report["file"] = source.name;
   report["findings"] = Json::Value(Json::arrayValue);
-  for (const Finding& finding : findings) {
+  for (const Finding& finding : judgement.findings) {
     report["findings"].append(entry_for(finding, positions));
     if (finding.unlisted > 0) report["unlisted"][finding.rule] = Json::UInt64{finding.unlisted};
   }
+  for (const AllowedFinding& allowed : judgement.allowed)
+    report["allowed"].append(entry_for(allowed.finding, positions));
   return report;
 }

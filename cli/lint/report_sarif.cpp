@@ -80,17 +80,27 @@ static int index_of(const std::string& rule) {
 }
 
 // Without a location.
-static Json::Value result_for(const Finding& finding, const std::string& message) {
+static Json::Value result_for(const Finding& finding, const std::string& message,
+                              const Json::Value& suppressions) {
   Json::Value result(Json::objectValue);
   result["ruleId"] = finding.rule;
   result["ruleIndex"] = index_of(finding.rule);
   result["level"] = word_for(finding.severity);
   result["message"] = message_of(message);
+  // Empty if there are none: without the list, nobody knows.
+  result["suppressions"] = suppressions;
   return result;
 }
 
-static Json::Value result_in(const Source& source, const Finding& finding, const TextPositions& positions) {
-  Json::Value result = result_for(finding, finding.message);
+static Json::Value suppressions_of(const AllowedFinding& allowed) {
+  Json::Value suppressions(Json::arrayValue);
+  suppressions[0]["kind"] = allowed.is_in_file ? "inSource" : "external";
+  return suppressions;
+}
+
+static void add_results(const Source& source, const TextPositions& positions, const Finding& finding,
+                        const Json::Value& suppressions, Json::Value& results) {
+  Json::Value result = result_for(finding, finding.message, suppressions);
   result["locations"].append(location_in(source, region_of(finding.range, positions)));
   for (const RelatedLocation& related : finding.details.related) {
     Json::Value location = location_in(source, region_of(related.range, positions));
@@ -98,18 +108,19 @@ static Json::Value result_in(const Source& source, const Finding& finding, const
     result["relatedLocations"].append(std::move(location));
   }
   if (!finding.details.fix.empty()) result["fixes"].append(fix_in(source, finding.details.fix, positions));
-  return result;
+  results.append(std::move(result));
+  if (finding.unlisted == 0) return;
+  Json::Value rest = result_for(finding, "and " + std::to_string(finding.unlisted) + " more", suppressions);
+  rest["locations"].append(location_in(source, Json::nullValue));
+  results.append(std::move(rest));
 }
 
-void SarifReport::add(const Source& source, const std::vector<Finding>& findings) {
+void SarifReport::add(const Source& source, const Judgement& judgement) {
   const TextPositions positions(source.text);
-  for (const Finding& finding : findings) {
-    results_.append(result_in(source, finding, positions));
-    if (finding.unlisted == 0) continue;
-    Json::Value rest = result_for(finding, "and " + std::to_string(finding.unlisted) + " more");
-    rest["locations"].append(location_in(source, Json::nullValue));
-    results_.append(std::move(rest));
-  }
+  for (const Finding& finding : judgement.findings)
+    add_results(source, positions, finding, Json::arrayValue, results_);
+  for (const AllowedFinding& allowed : judgement.allowed)
+    add_results(source, positions, allowed.finding, suppressions_of(allowed), results_);
 }
 
 void SarifReport::add_failure(const std::string& message) {

@@ -6,16 +6,16 @@
 #include <json/json.h>
 
 #include <string>
-#include <vector>
 
 #include "cli/config_file/source.h"
-#include "cli/lint/finding.h"
+#include "cli/lint/allow.h"
 
 class SarifReport {
  public:
   SarifReport() : results_(Json::arrayValue), notifications_(Json::arrayValue) {}
 
-  void add(const Source& source, const std::vector<Finding>& findings);
+  // What is allowed is reported as suppressed.
+  void add(const Source& source, const Judgement& judgement);
 
   // Adds why a file could not be examined.
   void add_failure(const std::string& message);

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "cli/lint/address_rules.h"
+#include "cli/lint/allow.h"
 #include "cli/lint/bridge_network_rules.h"
 #include "cli/lint/bridge_rules.h"
 #include "cli/lint/dhcp_rules.h"
@@ -152,6 +153,9 @@ const std::vector<Rule>& all_rules() {
       {"radio-two-roles", Severity::kError, radio_two_roles},
 
       {kDnsmasqRefuses, Severity::kError, nullptr},
+
+      {kAllowUnknown, Severity::kWarning, nullptr},
+      {kAllowUnused, Severity::kWarning, nullptr},
   };
   return kRules;
 }

@@ -11,6 +11,7 @@ _lanfab() {
   fi
   if ((COMP_CWORD > 1)); then command=${COMP_WORDS[1]}; fi
   case "$command ${COMP_WORDS[before]}" in
+    'check --allow') words=$("${COMP_WORDS[0]}" explain 2>/dev/null | cut -d ' ' -f 1) ;;
     'check --format') words='text json sarif github' ;;
     'graph --format') words='text dot svg' ;;
     'graph -o') compopt -o default ;;
@@ -26,7 +27,7 @@ _lanfab() {
     'status --format') words='text json' ;;
     *)
       case "$command $word" in
-        'check -'*) words='--strict --offline --format -h --help' ;;
+        'check -'*) words='--strict --offline --allow --format -h --help' ;;
         'check '*) compopt -o default ;;
         'explain -'*) words='-h --help' ;;
         'explain '*) words=$("${COMP_WORDS[0]}" explain 2>/dev/null | cut -d ' ' -f 1) ;;

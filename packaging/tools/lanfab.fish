@@ -21,6 +21,7 @@ complete -c lanfab -n __lanfab_is -a revert -d 'Go back to the configuration bef
 complete -c lanfab -n __lanfab_is -a status -d 'Say whether a gateway is as its configuration wants it'
 complete -c lanfab -n '__lanfab_is check' -l strict -d 'fail on warnings, too'
 complete -c lanfab -n '__lanfab_is check' -l offline -d 'do not ask dnsmasq'
+complete -c lanfab -n '__lanfab_is check' -l allow -x -a "(lanfab explain 2>/dev/null | string replace --regex ' .*' '')" -d 'do not report what this rule finds'
 complete -c lanfab -n '__lanfab_is check' -l format -x -a "text json sarif github" -d 'text, json, sarif, or github'
 complete -c lanfab -n '__lanfab_is check' -F
 complete -c lanfab -n '__lanfab_is explain' -a "(lanfab explain 2>/dev/null | string replace --regex ' .*' '')"

@@ -68,14 +68,15 @@ class Formats(unittest.TestCase):
         for result in run["results"]:
             physical = result["locations"][0]["physicalLocation"]
             self.assertEqual(run["tool"]["driver"]["rules"][result["ruleIndex"]]["id"], result["ruleId"])
-            results[physical["artifactLocation"]["uri"]].append(
+            results[physical["artifactLocation"]["uri"], bool(result["suppressions"])].append(
                 (result["ruleId"], result["level"], physical["region"],
                  [location["physicalLocation"]["region"] for location in result.get("relatedLocations", [])]))
         for file in self.files:
-            self.assertEqual(results[file["file"]],
-                             [(entry["rule"], entry["severity"], region_of(entry),
-                               [region_of(location) for location in entry.get("related", [])])
-                              for entry in file["findings"]])
+            for key, is_allowed in ("findings", False), ("allowed", True):
+                self.assertEqual(results[file["file"], is_allowed],
+                                 [(entry["rule"], entry["severity"], region_of(entry),
+                                   [region_of(location) for location in entry.get("related", [])])
+                                  for entry in file.get(key, [])])
 
     def test_sarif_about_files_that_cannot_be_examined(self):
         (self.directory / "malformed {0} [a](b).json").write_text("{", encoding="utf-8")

@@ -19,7 +19,7 @@ static Finding finding_at(TextRange range, const std::string& message = "message
 // The only run of the report about one file.
 static Json::Value run_about(const Source& source, const std::vector<Finding>& findings) {
   SarifReport report;
-  report.add(source, findings);
+  report.add(source, {findings, {}});
   return report.log()["runs"][0];
 }
 
@@ -35,7 +35,8 @@ static std::string uri_of(const std::string& name) {
 
 TEST(ReportSarif, AFindingIsAResultWithARegion) {
   expect_json(run_about({"network.json", "{\n  \"ä\": 1\n}\n", {}}, {finding_at({4, 8})})["results"], R"([{
-      "ruleId": "wrong-type", "ruleIndex": 0, "level": "error", "message": {"text": "message"},
+      "ruleId": "wrong-type", "ruleIndex": 0, "level": "error",
+      "message": {"text": "message"}, "suppressions": [],
       "locations": [{"physicalLocation": {
         "artifactLocation": {"uri": "network.json"},
         "region": {"startLine": 2, "startColumn": 3, "endLine": 2, "endColumn": 6}}}]}])");
@@ -80,8 +81,8 @@ TEST(ReportSarif, EachRuleHasItsLevelAndItsEntry) {
 
 TEST(ReportSarif, ARunOverAllFilesCountsColumnsInCharacters) {
   SarifReport report;
-  report.add({"a.json", "{}", {}}, {finding_at({0, 2})});
-  report.add({"b.json", "{}", {}}, {finding_at({0, 2})});
+  report.add({"a.json", "{}", {}}, {{finding_at({0, 2})}, {}});
+  report.add({"b.json", "{}", {}}, {{finding_at({0, 2})}, {}});
   const Json::Value log = report.log();
   EXPECT_EQ(log["version"], "2.1.0");
   ASSERT_EQ(log["runs"].size(), 1U);
@@ -107,8 +108,18 @@ TEST(ReportSarif, WhatIsNotListedIsAResultWithoutARegion) {
   const Json::Value results = run_about({"network.json", "{}", {}}, {finding})["results"];
   ASSERT_EQ(results.size(), 2U);
   expect_json(results[1], R"({
-      "ruleId": "wrong-type", "ruleIndex": 0, "level": "error", "message": {"text": "and 7 more"},
+      "ruleId": "wrong-type", "ruleIndex": 0, "level": "error",
+      "message": {"text": "and 7 more"}, "suppressions": [],
       "locations": [{"physicalLocation": {"artifactLocation": {"uri": "network.json"}}}]})");
+}
+
+TEST(ReportSarif, WhatIsAllowedIsSuppressed) {
+  SarifReport report;
+  report.add({"network.json", "{}", {}}, {{}, {{finding_at({0, 2}), true}, {finding_at({0, 2}), false}}});
+  const Json::Value results = report.log()["runs"][0]["results"];
+  ASSERT_EQ(results.size(), 2U);
+  expect_json(results[0]["suppressions"], R"([{"kind": "inSource"}])");
+  expect_json(results[1]["suppressions"], R"([{"kind": "external"}])");
 }
 
 TEST(ReportSarif, APathBecomesAUri) {

@@ -112,10 +112,12 @@ TEST(Report, TheSummaryCountsFilesErrorsAndWarnings) {
   Summary summary;
   count({}, summary);
   EXPECT_EQ(text_of(summary), "0 errors and 0 warnings in 1 file");
-  count({finding_at(0), finding_at(0), finding_at(0, Severity::kWarning)}, summary);
+  count({{finding_at(0), finding_at(0), finding_at(0, Severity::kWarning)}, {}}, summary);
   EXPECT_EQ(text_of(summary), "2 errors and 1 warning in 2 files");
-  summary.allowed = 3;
-  EXPECT_EQ(text_of(summary), "2 errors and 1 warning in 2 files, 3 allowed");
+  Finding allowed = finding_at(0);
+  allowed.unlisted = 1;
+  count({{}, {{finding_at(0), true}, {allowed, false}}}, summary);
+  EXPECT_EQ(text_of(summary), "2 errors and 1 warning in 3 files, 3 allowed");
 }
 
 TEST(Report, WithoutFindingsItIsEmpty) {
@@ -131,6 +133,6 @@ TEST(Report, WhatIsNotListedIsCounted) {
             "network.json:1:2: warning: message [some-rule]\n"
             "network.json: error: and 7 more [some-rule]\n");
   Summary summary;
-  count(findings, summary);
+  count({findings, {}}, summary);
   EXPECT_EQ(text_of(summary), "8 errors and 1 warning in 1 file");
 }
