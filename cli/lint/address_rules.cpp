@@ -124,7 +124,8 @@ static void for_each_overlap(
 void subnet_twice(const Site& site, Findings& findings) {
   for_each_overlap(site, [&findings](const ConnectedNetwork& second, const ConnectedNetwork& first) {
     if (second.subnet.prefix != first.subnet.prefix) return;
-    findings.add(*second.place, to_text(second.subnet) + " is already the network of " + first.owner);
+    findings.add(*second.place, to_text(second.subnet) + " is already the network of " + first.owner,
+                 related_to(*first.place, "the network of " + first.owner));
   });
 }
 
@@ -138,8 +139,10 @@ void subnets_overlap(const Site& site, Findings& findings) {
     const bool is_later = inner.place->getOffsetStart() > outer.place->getOffsetStart();
     const ConnectedNetwork& later = is_later ? inner : outer;
     const ConnectedNetwork& earlier = is_later ? outer : inner;
-    findings.add(*later.place, to_text(later.subnet) + " overlaps " + to_text(earlier.subnet) +
-                                   ", the network of " + earlier.owner);
+    findings.add(
+        *later.place,
+        to_text(later.subnet) + " overlaps " + to_text(earlier.subnet) + ", the network of " + earlier.owner,
+        related_to(*earlier.place, "the network of " + earlier.owner));
   });
 }
 

@@ -1,7 +1,7 @@
 #include "cli/lint/bridge_rules.h"
 
 #include <algorithm>
-#include <unordered_set>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -55,11 +55,13 @@ void bridge_member_not_a_name(const Site& site, Findings& findings) {
 }
 
 void bridge_member_twice(const Site& site, Findings& findings) {
-  std::unordered_set<std::string> names;
+  std::unordered_map<std::string, const Json::Value*> places;
   for (const Json::Value& member : members(site)) {
-    if (member.isString() && !names.insert(member.asString()).second) {
-      findings.add(member, member.asString() + " is already a member");
-    }
+    if (!member.isString()) continue;
+    const std::string name = member.asString();
+    const auto [first, is_new] = places.emplace(name, &member);
+    if (!is_new)
+      findings.add(member, name + " is already a member", related_to(*first->second, "the first " + name));
   }
 }
 
@@ -67,7 +69,8 @@ void bridge_member_passthrough(const Site& site, Findings& findings) {
   for (const Json::Value& member : members(site)) {
     const Interface* interface = member.isString() ? site.find_interface(member.asString()) : nullptr;
     if (interface == nullptr || interface->kind != Interface::Kind::kPassthroughPort) continue;
-    findings.add(member, interface->name + " is in pass-through mode, so it stays outside the bridge");
+    findings.add(member, interface->name + " is in pass-through mode, so it stays outside the bridge",
+                 related_to(place_of(*interface->network, "mode"), "the mode of " + interface->name));
   }
 }
 

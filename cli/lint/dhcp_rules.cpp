@@ -144,6 +144,10 @@ static std::vector<ReadRange> read_ranges(const std::vector<Range>& ranges) {
   return read;
 }
 
+static FindingDetails related_to_address_of(const Interface& interface) {
+  return related_to(place_of(*interface.network, "ipv4"), "the address of " + interface.name);
+}
+
 static bool is_inside(const ReadRange& range, const Subnet& subnet) {
   return subnet.contains(range.first) && subnet.contains(range.last);
 }
@@ -167,7 +171,8 @@ void range_outside_subnet(const Site& site, Findings& findings) {
     for (const char* key : {"start", "end"}) {
       const Ipv4 address = *read.range->at(key);
       if (subnet->contains(address)) continue;
-      findings.add(place_of(*read.range->dhcp, key), obstacle(*subnet, address));
+      findings.add(place_of(*read.range->dhcp, key), obstacle(*subnet, address),
+                   related_to_address_of(*read.range->interface));
     }
   }
 }
@@ -181,12 +186,14 @@ void range_over_reserved(const Site& site, Findings& findings) {
     for (const char* key : {"start", "end"}) {
       const Ipv4 address = *read.range->at(key);
       if (subnet->has_host(address)) continue;
-      findings.add(place_of(*read.range->dhcp, key), obstacle(*subnet, address));
+      findings.add(place_of(*read.range->dhcp, key), obstacle(*subnet, address),
+                   related_to_address_of(interface));
     }
     const Ipv4 own = *interface.address();
     if (own < read.first || own > read.last) continue;
     findings.add(place_of(*read.range->dhcp, "start"),
-                 "the range holds " + to_text(own) + ", the address of " + interface.name + " itself");
+                 "the range holds " + to_text(own) + ", the address of " + interface.name + " itself",
+                 related_to_address_of(interface));
   }
 }
 
@@ -225,7 +232,8 @@ void range_overlap(const Site& site, Findings& findings) {
       const Range& later = is_later ? *read.range : *furthest->range;
       const Range& earlier = is_later ? *furthest->range : *read.range;
       findings.add(place_of(*later.dhcp, "start"),
-                   "the range of " + later.interface->name + " overlaps that of " + earlier.interface->name);
+                   "the range of " + later.interface->name + " overlaps that of " + earlier.interface->name,
+                   related_to(place_of(*earlier.dhcp, "start"), "the range of " + earlier.interface->name));
     }
     if (furthest == nullptr || read.last > furthest->last) furthest = &read;
   }

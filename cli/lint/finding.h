@@ -32,6 +32,11 @@ struct FindingDetails {
   std::vector<Edit> fix;
 };
 
+// For a finding that is about another value, too.
+inline FindingDetails related_to(const Json::Value& other, std::string message) {
+  return {{{range_of(other), std::move(message)}}, {}};
+}
+
 struct Finding {
   std::string rule;
   Severity severity;

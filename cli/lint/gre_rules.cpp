@@ -1,6 +1,6 @@
 #include "cli/lint/gre_rules.h"
 
-#include <unordered_set>
+#include <unordered_map>
 
 // Calls `judge` with each enabled tunnel, also with those that a run does not reach.
 template <typename Judge>
@@ -46,13 +46,15 @@ void tunnel_without_remote(const Site& site, Findings& findings) {
 }
 
 void tunnel_twice(const Site& site, Findings& findings) {
-  std::unordered_set<std::string> ends;
+  std::unordered_map<std::string, const Json::Value*> places;
   for_each_tunnel(site, [&](const GreTunnel& tunnel) {
     std::string both = tunnel.remote_ip.value_or("") + " ";
     both += tunnel.local_ip.value_or("");
-    if (ends.insert(both).second) return;
-    findings.add(place_of(*tunnel.settings, "remote_ip"),
-                 "another tunnel has the same ends, and the kernel makes only one of them");
+    const Json::Value& place = place_of(*tunnel.settings, "remote_ip");
+    const auto [first, is_new] = places.emplace(both, &place);
+    if (is_new) return;
+    findings.add(place, "another tunnel has the same ends, and the kernel makes only one of them",
+                 related_to(*first->second, "the other tunnel"));
   });
 }
 

@@ -67,14 +67,16 @@ void host_name_invalid(const Site& site, Findings& findings) {
 }
 
 void host_name_twice(const Site& site, Findings& findings) {
-  std::unordered_map<std::string, std::string> addresses;
+  std::unordered_map<std::string, const Json::Value*> hosts;
   for_each_host(site, [&](const Json::Value& host, std::string name, const std::string& address) {
     std::transform(name.begin(), name.end(), name.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     if (name.empty() || address.empty()) return;
-    const auto [known, is_new] = addresses.emplace(name, address);
-    if (is_new || known->second == address) return;
-    findings.add(place_of(host, "name"), name + " already stands for " + known->second);
+    const Json::Value& first = *hosts.emplace(name, &host).first->second;
+    const std::string known = *read_host_name(first).ipv4;
+    if (known == address) return;
+    findings.add(place_of(host, "name"), name + " already stands for " + known,
+                 related_to(place_of(first, "name"), name + " stands for " + known));
   });
 }
 
@@ -84,6 +86,8 @@ void radio_two_roles(const Site& site, Findings& findings) {
     const Json::Value* client = object_at(site.root, "wireless.wifi." + name + ".client");
     if (client == nullptr || !read_wifi_client(*client).is_enabled) continue;
     if (is_wlan_ap_enabled(&site.context, name.c_str()))
-      findings.add(*client, name + " is already an access point");
+      findings.add(
+          *client, name + " is already an access point",
+          related_to(place_of(site.root, "wireless.wifi." + name + ".ap.enable"), "the access point"));
   }
 }

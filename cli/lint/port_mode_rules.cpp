@@ -72,8 +72,11 @@ void passthrough_twice(const Site& site, Findings& findings) {
   for (const ConfiguredPort& port : ports_of(site)) {
     if (!port.is_enabled || !port.mode || port.is_router || intended_mode(*port.mode)) continue;
     if (port.name != site.context.passthrough_interface)
-      findings.add(place_of(*port.network, "mode"),
-                   "only one port can be in pass-through, and it is " + site.context.passthrough_interface);
+      findings.add(
+          place_of(*port.network, "mode"),
+          "only one port can be in pass-through, and it is " + site.context.passthrough_interface,
+          related_to(place_of(site.root, wired_network_path(site.context.passthrough_interface) + ".mode"),
+                     "the mode of " + site.context.passthrough_interface));
   }
 }
 
@@ -82,7 +85,8 @@ void passthrough_port_disabled(const Site& site, Findings& findings) {
   for (const ConfiguredPort& port : ports_of(site)) {
     if (port.name == site.context.passthrough_interface && !port.is_enabled)
       findings.add(place_of(*port.network, "mode"),
-                   port.name + " is disabled, but its mode puts the cellular link into pass-through");
+                   port.name + " is disabled, but its mode puts the cellular link into pass-through",
+                   related_to(place_of(*port.settings, "enable"), port.name + " is disabled"));
   }
 }
 

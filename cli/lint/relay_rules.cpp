@@ -95,7 +95,8 @@ void relay_beside_server(const Site& site, Findings& findings) {
   for (const Relay& relay : used_relays(site)) {
     if (!std::binary_search(served.begin(), served.end(), relay.settings.dhcp)) continue;
     findings.add(place_of(*relay.settings.dhcp, "dhcp_relay.enable"),
-                 relay.interface->name + " relays, so its DHCP server answers nobody");
+                 relay.interface->name + " relays, so its DHCP server answers nobody",
+                 related_to(place_of(*relay.settings.dhcp, "enable"), "the DHCP server"));
   }
 }
 
@@ -105,6 +106,7 @@ void relay_of_dhcp_client(const Site& site, Findings& findings) {
     if (!relay.interface->unit.is_dhcp_client) continue;
     findings.add(
         place_of(network, "protocol"),
-        relay.interface->name + " relays only while a DHCP server gives it " + *relay.settings.local_ip);
+        relay.interface->name + " relays only while a DHCP server gives it " + *relay.settings.local_ip,
+        related_to(place_of(*relay.settings.dhcp, "dhcp_relay.enable"), "the relay"));
   }
 }

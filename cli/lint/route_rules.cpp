@@ -104,7 +104,9 @@ void gateway_unreachable(const Site& site, Findings& findings) {
     // Of two interfaces of one name, only the first can have its way.
     if (site.find_interface(interface.name) != &interface) continue;
     if (const auto reason = why_unreachable(interface, addresses, *gateway, direct))
-      findings.add(place_of(*interface.network, "gateway"), *reason);
+      findings.add(place_of(*interface.network, "gateway"), *reason,
+                   *gateway == 0 ? FindingDetails()
+                                 : related_to(*addresses.front().place, "the address of " + interface.name));
   }
 }
 
@@ -138,9 +140,10 @@ void route_gateway_outside(const Site& site, Findings& findings) {
     const std::vector<OwnAddress> addresses = site.addresses_of(*route.interface);
     if (!gateway || !has_static_subnet(*route.interface, addresses)) continue;
     if (is_in_subnet(addresses, *gateway) || why_unusable(addresses, *gateway)) continue;
-    findings.add(place_of(*route.settings, "gateway"), to_text(*gateway) + " is outside " +
-                                                           to_text(addresses.front().subnet) +
-                                                           ", the network of " + route.interface_name);
+    findings.add(place_of(*route.settings, "gateway"),
+                 to_text(*gateway) + " is outside " + to_text(addresses.front().subnet) +
+                     ", the network of " + route.interface_name,
+                 related_to(*addresses.front().place, "the address of " + route.interface_name));
   }
 }
 
@@ -215,12 +218,15 @@ void default_routes_alike(const Site& site, Findings& findings) {
   std::stable_sort(routes.begin(), routes.end(), [](const DefaultRoute& a, const DefaultRoute& b) {
     return a.place->getOffsetStart() < b.place->getOffsetStart();
   });
-  std::unordered_map<int, std::string> owners;
+  std::unordered_map<int, const DefaultRoute*> by_metric;
   for (const DefaultRoute& route : routes) {
-    const auto [owner, is_new] = owners.emplace(route.metric, route.owner);
+    const auto [known, is_new] = by_metric.emplace(route.metric, &route);
+    const DefaultRoute& first = *known->second;
     if (is_new) continue;
-    findings.add(*route.place, "the default route of " + route.owner + " has metric " +
-                                   std::to_string(route.metric) + ", like that of " + owner->second);
+    findings.add(*route.place,
+                 "the default route of " + route.owner + " has metric " + std::to_string(route.metric) +
+                     ", like that of " + first.owner,
+                 related_to(*first.place, "the default route of " + first.owner));
   }
 }
 
@@ -247,17 +253,19 @@ void route_host_bits(const Site& site, Findings& findings) {
 }
 
 void route_twice(const Site& site, Findings& findings) {
-  std::map<std::tuple<Ipv4, int, int>, std::string> owners;
+  std::map<std::tuple<Ipv4, int, int>, const StaticRoute*> routes;
   for (const StaticRoute& route : site.routes) {
     const std::optional<Subnet> destination = route.destination();
     // Default routes are compared with those of the interfaces.
     if (!destination || destination->prefix == 0) continue;
     const int metric = route.written.metric.value_or(0);
-    const auto [owner, is_new] =
-        owners.emplace(std::tuple(destination->address, destination->prefix, metric), route.interface_name);
+    const auto [known, is_new] =
+        routes.emplace(std::tuple(destination->address, destination->prefix, metric), &route);
+    const StaticRoute& first = *known->second;
     if (is_new) continue;
-    findings.add(place_of(*route.settings, "ipv4"), "there is already a route to " + to_text(*destination) +
-                                                        " with metric " + std::to_string(metric) + ", on " +
-                                                        owner->second);
+    findings.add(place_of(*route.settings, "ipv4"),
+                 "there is already a route to " + to_text(*destination) + " with metric " +
+                     std::to_string(metric) + ", on " + first.interface_name,
+                 related_to(place_of(*first.settings, "ipv4"), "the other route"));
   }
 }

@@ -14,8 +14,17 @@ static std::optional<Ipv4> address_of(const StaticLease& lease) {
   return parse_ipv4(lease.ipv4.value_or(""));
 }
 
-// The hosts that dnsmasq knows by their address, with what a message calls each.
-using Owners = std::unordered_map<Ipv4, std::string>;
+namespace {
+
+struct Owner {
+  std::string name;  // as a message calls it
+  const Json::Value* place;
+};
+
+}  // namespace
+
+// The hosts that dnsmasq knows by their address.
+using Owners = std::unordered_map<Ipv4, Owner>;
 
 // dnsmasq keeps an address of a pass-through port for the port itself, by a fixed lease.
 static void add_passthrough_ports(const Site& site, Owners& owners) {
@@ -26,7 +35,8 @@ static void add_passthrough_ports(const Site& site, Owners& owners) {
     const bool is_automatic = choose_passthrough_section(&site.context, interface.name.c_str(), nullptr) ==
                               PassthroughSection::kAutomatic;
     const std::optional<Ipv4> address = parse_ipv4(is_automatic ? pair->gateway : own);
-    if (address) owners.emplace(*address, "the address of " + interface.name);
+    const Json::Value& place = place_of(*interface.network, is_automatic ? "mode" : "ipv4");
+    if (address) owners.emplace(*address, Owner{"the address of " + interface.name, &place});
   }
 }
 
@@ -42,9 +52,13 @@ void lease_address_twice(const Site& site, Findings& findings) {
     for (const StaticLease& lease : read_static_leases(*server.section.dhcp)) {
       const std::optional<Ipv4> address = address_of(lease);
       if (!address) continue;
-      const auto [owner, is_new] = owners.emplace(*address, owner_of(lease, *server.interface));
+      const Json::Value& place = place_of(*lease.settings, "ipv4");
+      const auto [known, is_new] =
+          owners.emplace(*address, Owner{owner_of(lease, *server.interface), &place});
+      const Owner& owner = known->second;
       if (is_new) continue;
-      findings.add(place_of(*lease.settings, "ipv4"), to_text(*address) + " is already " + owner->second);
+      findings.add(place, to_text(*address) + " is already " + owner.name,
+                   related_to(*owner.place, owner.name));
     }
   }
 }
@@ -76,14 +90,16 @@ void lease_address_unusable(const Site& site, Findings& findings) {
     if (!server.is_served || server.is_idle || !subnet) continue;
     const std::string& name = server.interface->name;
     const Ipv4 own = *server.interface->address();
+    const auto interface_address =
+        related_to(place_of(*server.interface->network, "ipv4"), "the address of " + name);
     for (const StaticLease& lease : read_static_leases(*server.section.dhcp)) {
       const std::optional<Ipv4> address = address_of(lease);
       if (!address) continue;
       if (*address == own) {
         findings.add(place_of(*lease.settings, "ipv4"),
-                     to_text(own) + " is the address of " + name + " itself");
+                     to_text(own) + " is the address of " + name + " itself", interface_address);
       } else if (!subnet->has_host(*address)) {
-        findings.add(place_of(*lease.settings, "ipv4"), obstacle(*subnet, *address));
+        findings.add(place_of(*lease.settings, "ipv4"), obstacle(*subnet, *address), interface_address);
       } else if (const Interface* port = find_fallback_of(site, *address)) {
         findings.add(
             place_of(*lease.settings, "ipv4"),
@@ -126,16 +142,18 @@ void lease_mac_twice(const Site& site, Findings& findings) {
   for (const DhcpServer& server : site.servers) {
     if (!server.is_served || server.is_idle) continue;
     // One device may have a fixed lease on each network.
-    std::unordered_map<std::string, std::string> addresses;
+    std::unordered_map<std::string, StaticLease> leases;
     for (const StaticLease& lease : read_static_leases(*server.section.dhcp)) {
       const std::string text = lease.mac.value_or("");
       const std::optional<std::string> mac = normal_mac(text);
       const std::optional<std::string> device = mac ? mac : device_name(text);
       if (!device) continue;
-      const auto [address, is_new] = addresses.emplace(*device, lease.ipv4.value_or("another"));
+      const auto [known, is_new] = leases.emplace(*device, lease);
+      const StaticLease& first = known->second;
       if (is_new) continue;
       findings.add(place_of(*lease.settings, "mac"),
-                   text + " already has the fixed lease " + address->second);
+                   text + " already has the fixed lease " + first.ipv4.value_or("another"),
+                   related_to(place_of(*first.settings, "mac"), "the first fixed lease"));
     }
   }
 }

@@ -2,7 +2,7 @@
 
 #include <net/if.h>
 
-#include <unordered_set>
+#include <unordered_map>
 
 #include "cli/lint/bridge_network_rules.h"
 #include "config/interface_queries.h"
@@ -36,12 +36,14 @@ void vlan_id_out_of_range(const Site& site, Findings& findings) {
 }
 
 void vlan_id_twice(const Site& site, Findings& findings) {
-  std::unordered_set<std::string> names;
+  std::unordered_map<std::string, const Json::Value*> places;
   for_each_vlan(site, [&](const std::string& port, const Vlan& vlan) {
     if (!vlan.vid) return;
     const std::string name = vlan_name(port.c_str(), *vlan.vid);
-    if (!names.insert(name).second)
-      findings.add(place_of(*vlan.settings, "vid"), name + " is already a VLAN");
+    const Json::Value& place = place_of(*vlan.settings, "vid");
+    const auto [first, is_new] = places.emplace(name, &place);
+    if (!is_new)
+      findings.add(place, name + " is already a VLAN", related_to(*first->second, "the first " + name));
   });
 }
 
