@@ -14,7 +14,7 @@
 constexpr std::size_t kMostRepairs = 2000;
 
 Repair::Repair(Source& source, std::string bridge_network)
-    : source_(source), bridge_network_(std::move(bridge_network)), replaced_(source.text.size()) {
+    : bridge_network_(std::move(bridge_network)), replaced_(source.text.size()) {
   for (const RefusedText& refused : find_refused_texts(source.root)) {
     if (refused_.size() < kMostRepairs) refused_.push_back(refused.value);
   }

@@ -47,7 +47,6 @@ class Repair {
   Json::Value& add_member(Json::Value& object, const std::string& key, Json::Value value);
   bool is_of_bridge(const Level& level, const std::string& key) const;
 
-  Source& source_;
   std::string bridge_network_;
   std::vector<const Json::Value*> refused_;  // sorted
   Places replaced_;
