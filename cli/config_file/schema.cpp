@@ -64,8 +64,14 @@ static bool is_in_range(const Json::Value& value, const Json::Value& schema) {
          (maximum.isNull() || value.asInt64() <= maximum.asInt64());
 }
 
+static bool is_known_word(const Json::Value& value, const Json::Value& schema) {
+  const Json::Value& words = schema["enum"];
+  return words.empty() || std::find(words.begin(), words.end(), value) != words.end();
+}
+
 bool is_allowed_by(const Json::Value& value, const Json::Value& schema) {
-  return is_of_type(value, schema["type"].asString()) && is_in_range(value, schema);
+  return is_of_type(value, schema["type"].asString()) && is_in_range(value, schema) &&
+         is_known_word(value, schema);
 }
 
 bool is_name_in_list(const Json::Value& element, const Json::Value& schema) {
@@ -79,9 +85,11 @@ static void visit(const Json::Value& value, const Json::Value& schema, const Jud
 static void visit(const Json::Value& value, const Json::Value& schema, const Judge& judge) {
   const std::string type = schema["type"].asString();
   if (!is_of_type(value, type)) {
-    judge({&value, &schema, true});
+    judge({&value, &schema, Violation::Kind::kWrongType});
   } else if (!is_in_range(value, schema)) {
-    judge({&value, &schema, false});
+    judge({&value, &schema, Violation::Kind::kOutOfRange});
+  } else if (!is_known_word(value, schema)) {
+    judge({&value, &schema, Violation::Kind::kUnknownWord});
   } else if (type == "object") {
     for (auto member = value.begin(); member != value.end(); ++member)
       if (const Json::Value* known = member_schema(schema, member.name())) visit(*member, *known, judge);

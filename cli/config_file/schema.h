@@ -26,11 +26,13 @@ bool is_allowed_by(const Json::Value& value, const Json::Value& schema);
 // list of names.
 bool is_name_in_list(const Json::Value& element, const Json::Value& schema);
 
-// A value that its schema does not allow: it is of another type or, being an integer, out of range.
+// A value that its schema does not allow.
 struct Violation {
+  enum class Kind { kWrongType, kOutOfRange, kUnknownWord };
+
   const Json::Value* value;
   const Json::Value* schema;
-  bool is_of_wrong_type;
+  Kind kind;
 };
 
 // Calls `judge` with each value below `root` that the schema does not allow, the innermost ones only. What

@@ -21,12 +21,16 @@ static std::string trimmed(const std::string& text) {
   return std::string(begin, end);
 }
 
+static std::string lower(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return text;
+}
+
 static std::optional<Json::Value> meant_boolean(const Json::Value& value) {
   constexpr std::array<std::string_view, 5> kTrue = {"true", "yes", "on", "enabled", "1"};
   constexpr std::array<std::string_view, 5> kFalse = {"false", "no", "off", "disabled", "0"};
-  std::string text = trimmed(text_of(value));
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  const std::string text = lower(trimmed(text_of(value)));
   if (std::find(kTrue.begin(), kTrue.end(), text) != kTrue.end()) return Json::Value(true);
   if (std::find(kFalse.begin(), kFalse.end(), text) != kFalse.end()) return Json::Value(false);
   return std::nullopt;
@@ -59,13 +63,22 @@ static std::optional<Json::Value> meant_string(const Json::Value& value) {
   return list.empty() ? std::nullopt : std::optional<Json::Value>(list);
 }
 
-// The word of the schema that is nearest to the string.
-static std::optional<Json::Value> meant_word(const std::string& text, const Json::Value& words) {
+static bool is_contained(const std::string& a, const std::string& b) {
+  constexpr std::size_t kShortest = 3;
+  return std::min(a.size(), b.size()) >= kShortest &&
+         (a.find(b) != std::string::npos || b.find(a) != std::string::npos);
+}
+
+std::optional<std::string> meant_word(const std::string& text, const Json::Value& words) {
   std::vector<std::string> known;
-  for (const Json::Value& word : words)
+  std::vector<std::string> similar;
+  const std::string meant = lower(trimmed(text));
+  for (const Json::Value& word : words) {
     known.push_back(word.asString());
-  const std::optional<std::string> word = nearest(trimmed(text), known);
-  return word ? std::optional<Json::Value>(*word) : std::nullopt;
+    if (is_contained(meant, word.asString())) similar.push_back(word.asString());
+  }
+  if (auto word = nearest(meant, known)) return word;
+  return similar.size() == 1 ? std::optional(similar.front()) : std::nullopt;
 }
 
 // The pieces of a string between commas and blanks, or the value as the only element.
@@ -104,7 +117,9 @@ static std::optional<Json::Value> converted(const Json::Value& value, const Json
   if (type == "boolean") return meant_boolean(scalar);
   if (type == "integer") return meant_integer(scalar);
   const std::optional<Json::Value> text = meant_string(value);
-  return text && schema.isMember("enum") ? meant_word(text->asString(), schema["enum"]) : text;
+  if (!text || !schema.isMember("enum")) return text;
+  const std::optional<std::string> word = meant_word(text->asString(), schema["enum"]);
+  return word ? std::optional<Json::Value>(*word) : std::nullopt;
 }
 
 std::optional<Json::Value> meant_value(const Json::Value& value, const Json::Value& schema) {

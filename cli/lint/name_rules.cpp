@@ -28,13 +28,6 @@ void name_server_none(const Site& site, Findings& findings) {
   findings.add(place_of(site.root, "dns"), "the source is \"static\", but \"static\" names no server");
 }
 
-void name_source_unknown(const Site& site, Findings& findings) {
-  const std::optional<std::string> source = string_at(site.root, "dns.source");
-  if (!source || *source == "isp" || *source == "static") return;
-  findings.add(place_of(site.root, "dns.source"),
-               "the source is \"isp\" or \"static\"; " + quoted(*source) + " counts as \"static\"");
-}
-
 // Calls `judge` with each entry of "hostnames", its name and its address; an empty text is missing.
 template <typename Judge>
 static void for_each_host(const Site& site, Judge judge) {

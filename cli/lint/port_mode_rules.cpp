@@ -1,6 +1,5 @@
 #include "cli/lint/port_mode_rules.h"
 
-#include "cli/config_file/nearest.h"
 #include "config/lookup.h"
 #include "config/ports.h"
 #include "dnsmasq/passthrough.h"
@@ -29,19 +28,10 @@ static std::vector<ConfiguredPort> ports_of(const Site& site) {
   return ports;
 }
 
-// The mode that the author had in mind; nothing when it is one that is known, or any other name for static
-// pass-through.
-static std::optional<std::string> intended_mode(const std::string& mode) {
-  const std::optional<std::string> known = nearest(mode, {"router", "pass-through-auto"});
-  return known != mode ? known : std::nullopt;
-}
-
-// The port in pass-through mode, enabled and with no typing error in its mode; null when there is none.
+// The port in pass-through mode, if it is enabled; null when there is none.
 static const Interface* find_passthrough_port(const Site& site) {
-  for (const Interface& interface : site.interfaces) {
-    if (interface.kind != Interface::Kind::kPassthroughPort) continue;
-    return intended_mode(string_at(*interface.network, "mode").value_or("")) ? nullptr : &interface;
-  }
+  for (const Interface& interface : site.interfaces)
+    if (interface.kind == Interface::Kind::kPassthroughPort) return &interface;
   return nullptr;
 }
 
@@ -59,18 +49,9 @@ void port_mode_missing(const Site& site, Findings& findings) {
   }
 }
 
-void port_mode_misspelt(const Site& site, Findings& findings) {
-  for (const ConfiguredPort& port : ports_of(site)) {
-    if (!port.is_enabled || !port.mode) continue;
-    if (const auto intended = intended_mode(*port.mode))
-      findings.add(place_of(*port.network, "mode"),
-                   quoted(*port.mode) + " is static pass-through: did you mean " + quoted(*intended) + "?");
-  }
-}
-
 void passthrough_twice(const Site& site, Findings& findings) {
   for (const ConfiguredPort& port : ports_of(site)) {
-    if (!port.is_enabled || !port.mode || port.is_router || intended_mode(*port.mode)) continue;
+    if (!port.is_enabled || !port.mode || port.is_router) continue;
     if (port.name != site.context.passthrough_interface)
       findings.add(
           place_of(*port.network, "mode"),

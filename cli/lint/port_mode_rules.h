@@ -7,7 +7,6 @@
 
 void port_without_network(const Site& site, Findings& findings);
 void port_mode_missing(const Site& site, Findings& findings);
-void port_mode_misspelt(const Site& site, Findings& findings);
 void passthrough_twice(const Site& site, Findings& findings);
 void passthrough_port_disabled(const Site& site, Findings& findings);
 void passthrough_without_cell(const Site& site, Findings& findings);

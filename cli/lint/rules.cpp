@@ -33,6 +33,7 @@ const std::vector<Rule>& all_rules() {
   static const std::vector<Rule> kRules = {
       {"wrong-type", Severity::kError, wrong_type},
       {"out-of-range", Severity::kWarning, out_of_range},
+      {"unknown-word", Severity::kError, unknown_word},
       {"unknown-key", Severity::kError, unknown_key},
       {"doubtful-key", Severity::kWarning, doubtful_key},
 
@@ -91,7 +92,6 @@ const std::vector<Rule>& all_rules() {
 
       {"port-without-network", Severity::kError, port_without_network},
       {"port-mode-missing", Severity::kError, port_mode_missing},
-      {"port-mode-misspelt", Severity::kError, port_mode_misspelt},
       {"passthrough-twice", Severity::kError, passthrough_twice},
       {"passthrough-port-disabled", Severity::kError, passthrough_port_disabled},
       {"passthrough-without-cell", Severity::kWarning, passthrough_without_cell},
@@ -145,7 +145,6 @@ const std::vector<Rule>& all_rules() {
 
       {"name-server-malformed", Severity::kError, name_server_malformed},
       {"name-server-none", Severity::kWarning, name_server_none},
-      {"name-source-unknown", Severity::kWarning, name_source_unknown},
       {"host-incomplete", Severity::kError, host_incomplete},
       {"host-address-malformed", Severity::kError, host_address_malformed},
       {"host-name-invalid", Severity::kWarning, host_name_invalid},
@@ -174,7 +173,8 @@ enum Rank {
 
 constexpr char kTextRefused[] = "text-refused";
 constexpr char kOutOfRange[] = "out-of-range";
-constexpr std::array<std::string_view, 3> kUnreadableRules = {"wrong-type", "unknown-key", "doubtful-key"};
+constexpr std::array<std::string_view, 4> kUnreadableRules = {"wrong-type", "unknown-word", "unknown-key",
+                                                              "doubtful-key"};
 
 // Where each rule finds something.
 class FoundPlaces {

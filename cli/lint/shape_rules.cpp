@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "cli/config_file/schema.h"
+#include "cli/lint/likely_value.h"
 #include "cli/lint/schema_level.h"
 #include "config/interface_queries.h"
 #include "config/lookup.h"
@@ -45,7 +46,7 @@ static std::string mismatch(const Violation& violation) {
 
 void wrong_type(const Site& site, Findings& findings) {
   for_each_violation(site.root, [&](const Violation& violation) {
-    if (!violation.is_of_wrong_type) return;
+    if (violation.kind != Violation::Kind::kWrongType) return;
     // jsoncpp takes null for an object or an array without members.
     const std::string type = (*violation.schema)["type"].asString();
     const bool is_empty = violation.value->isNull() && (type == "object" || type == "array");
@@ -56,7 +57,7 @@ void wrong_type(const Site& site, Findings& findings) {
 
 void out_of_range(const Site& site, Findings& findings) {
   for_each_violation(site.root, [&](const Violation& violation) {
-    if (violation.is_of_wrong_type) return;
+    if (violation.kind != Violation::Kind::kOutOfRange) return;
     const Json::Value& minimum = (*violation.schema)["minimum"];
     const Json::Value& maximum = (*violation.schema)["maximum"];
     const std::string value = text_of(*violation.value);
@@ -66,6 +67,30 @@ void out_of_range(const Site& site, Findings& findings) {
       findings.add(*violation.value,
                    value + " is not between " + text_of(minimum) + " and " + text_of(maximum));
     }
+  });
+}
+
+// --- Words
+
+// "router", "pass-through-auto" and "pass-through"
+static std::string listed(const Json::Value& words) {
+  std::string list;
+  for (Json::ArrayIndex i = 0; i < words.size(); ++i) {
+    const char* separator = i == 0 ? "" : i + 1 == words.size() ? " and " : ", ";
+    list += separator + quoted(words[i].asString());
+  }
+  return list;
+}
+
+void unknown_word(const Site& site, Findings& findings) {
+  for_each_violation(site.root, [&](const Violation& violation) {
+    if (violation.kind != Violation::Kind::kUnknownWord) return;
+    const Json::Value& schema = *violation.schema;
+    std::string message = quoted(violation.value->asString()) + " counts as " +
+                          schema["otherwise"].asString() + "; the known words are " + listed(schema["enum"]);
+    if (const auto word = meant_word(violation.value->asString(), schema["enum"]))
+      message += "; did you mean " + quoted(*word) + "?";
+    findings.add(*violation.value, message);
   });
 }
 

@@ -118,7 +118,7 @@ class Trouble(unittest.TestCase):
         self.assertEqual(self.run_lanfab("schema", "all").returncode, 2)
 
     def test_strict(self):
-        self.lay('{"dns": {"source": "ISP"}}')
+        self.lay('{"dns": {"source": "static"}}')
         self.assertEqual(self.run_lanfab("check", "--offline", "network.json").returncode, 0)
         self.assertEqual(self.run_lanfab("check", "--offline", "--strict", "network.json").returncode, 1)
         self.lay("{}")
@@ -128,9 +128,10 @@ class Trouble(unittest.TestCase):
         self.lay('{"dns": {"source": "ISP"}}')
         done = self.run_lanfab("check", "--offline", "--format", "json", "network.json")
         self.assertEqual(json.loads(done.stdout), [{"file": "network.json", "findings": [
-            {"line": 1, "column": 20, "end_line": 1, "end_column": 25, "severity": "warning",
-             "rule": "name-source-unknown",
-             "message": 'the source is "isp" or "static"; "ISP" counts as "static"'}]}])
+            {"line": 1, "column": 20, "end_line": 1, "end_column": 25, "severity": "error",
+             "rule": "unknown-word",
+             "message": '"ISP" counts as "static"; the known words are "isp" and "static"; '
+                        'did you mean "isp"?'}]}])
 
     def test_a_full_disk(self):
         self.lay("{}")

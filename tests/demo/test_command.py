@@ -238,8 +238,8 @@ class Mistakes(DemoCase):
         self.assertEqual(
             found,
             [
-                ("A key is misspelt", {"server-incomplete", "netmask-guessed", "unknown-key"}),
-                ("A mode begins with a capital letter", {"port-mode-misspelt"}),
+                ("A key is misspelt", {"unknown-key"}),
+                ("A mode begins with a capital letter", {"unknown-word"}),
                 ("Two devices have the same fixed lease", {"lease-address-twice"}),
                 ("A range ends in another network", {"range-outside-subnet"}),
                 ("Two ports have the same network", {"subnet-twice", "route-gateway-outside"}),

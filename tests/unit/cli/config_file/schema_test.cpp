@@ -8,16 +8,16 @@
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-// What the schema does not allow: the value, and whether its type is the error.
+// What the schema does not allow: the value, and what is wrong with it.
 static std::vector<std::string> violations_of(const std::string& text) {
   const Json::Value root = json(text);
   Json::StreamWriterBuilder writer;
   writer["indentation"] = "";
   std::vector<std::string> violations;
   for_each_violation(root, [&](const Violation& violation) {
+    constexpr const char* kKinds[] = {" is not of type ", " is out of range of ", " is an unknown "};
     violations.push_back(Json::writeString(writer, *violation.value) +
-                         (violation.is_of_wrong_type ? " is not of type " : " is out of range of ") +
-                         (*violation.schema)["type"].asString());
+                         kKinds[static_cast<int>(violation.kind)] + (*violation.schema)["type"].asString());
   });
   return violations;
 }
@@ -50,6 +50,14 @@ TEST(Schema, AViolationIsTheInnermostValue) {
   EXPECT_THAT(violations_of(R"({"wired": {"eth0": []}})"), ElementsAre("[] is not of type object"));
   EXPECT_THAT(violations_of(R"({"static_routes": [{"enable": true}, {"enable": 1}, 7]})"),
               ElementsAre("1 is not of type boolean", "7 is not of type object"));
+}
+
+TEST(Schema, AWordIsAKnownOne) {
+  EXPECT_THAT(
+      violations_of(R"({"dns": {"source": "isp"}, "wired": {"eth0": {"network": {"mode": "router"}}}})"),
+      IsEmpty());
+  EXPECT_THAT(violations_of(R"({"dns": {"source": ""}, "wired": {"eth0": {"network": {"mode": "Router"}}}})"),
+              ElementsAre("\"\" is an unknown string", "\"Router\" is an unknown string"));
 }
 
 TEST(Schema, EveryViolationIsFound) {

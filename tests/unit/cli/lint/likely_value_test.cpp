@@ -73,3 +73,18 @@ TEST(LikelyValue, OtherwiseItIsAnExample) {
   EXPECT_EQ(likely_value(Json::Value(), schema), json(R"({"mode": "router", "routes": [7]})"));
   EXPECT_EQ(likely_value(Json::Value("5"), schema["properties"]["routes"]["items"]), Json::Value(5));
 }
+
+TEST(LikelyValue, AWordIsTheNearestOrTheOnlySimilarOne) {
+  const Json::Value modes = json(R"(["router", "pass-through-auto", "pass-through"])");
+  EXPECT_EQ(meant_word("Router ", modes), "router");
+  EXPECT_EQ(meant_word("passthrough", modes), "pass-through");
+  EXPECT_EQ(meant_word("AUTO", modes), "pass-through-auto");
+  EXPECT_EQ(meant_word("pass-through-static", modes), "pass-through");
+  EXPECT_EQ(meant_word("through", modes), std::nullopt);
+  EXPECT_EQ(meant_word("lan", modes), std::nullopt);
+  EXPECT_EQ(meant_word("", modes), std::nullopt);
+  constexpr char kProtocol[] = R"({"type": "string", "enum": ["static", "dhcp_client"]})";
+  EXPECT_EQ(meant(R"("dhcp")", kProtocol), R"("dhcp_client")");
+  EXPECT_EQ(meant(R"("other")", kProtocol), "nothing");
+  EXPECT_EQ(meant("7", kProtocol), "nothing");
+}
