@@ -13,8 +13,10 @@
 // Each one takes memory until its undo.
 constexpr std::size_t kMostRepairs = 2000;
 
-Repair::Repair(Source& source, std::string bridge_network)
-    : bridge_network_(std::move(bridge_network)), replaced_(source.text.size()) {
+Repair::Repair(Source& source, Severity least, std::string bridge_network)
+    : least_(least),
+      bridge_network_(std::move(bridge_network)),
+      replaced_(source.text.size()) {
   for (const RefusedText& refused : find_refused_texts(source.root)) {
     if (refused_.size() < kMostRepairs) refused_.push_back(refused.value);
   }
@@ -59,8 +61,15 @@ void Repair::visit_object(const std::string& name, Json::Value& object, const Js
     if (unknown.size() < kMostRepairs && member_schema(schema, member.name()) == nullptr)
       unknown.push_back(member.name());
   }
-  for (const std::string& key : unknown)
-    if (undo_.size() < kMostRepairs && !is_of_bridge(at.level, key)) repair_key(at, key);
+  for (const std::string& key : unknown) {
+    if (undo_.size() >= kMostRepairs || is_of_bridge(at.level, key)) continue;
+    if (at.level.is_closed()) {
+      repair_key(at, key);
+    } else if (least_ == Severity::kWarning) {
+      repair_shared_key(at, key);
+    }
+  }
+  if (least_ == Severity::kWarning && lacks_enable(at.level)) add_enable(at);
   for (auto member = object.begin(); member != object.end(); ++member)
     if (const Json::Value* known = member_schema(schema, member.name()))
       visit(member.name(), *member, *known, &at);
@@ -111,6 +120,17 @@ void Repair::repair_key(MutableLevel& at, const std::string& key) {
   } else {
     fill_missing(at, at.object[key]);
   }
+}
+
+void Repair::repair_shared_key(MutableLevel& at, const std::string& key) {
+  const std::optional<Home> home = home_of(at.level, key, 1);
+  if (home && is_likely_home(at.level, key, *home) && move_home(at, key, *home)) return;
+  if (const auto meant = nearest_key(at.level, key, true)) move(at.object, key, at.object, *meant);
+}
+
+void Repair::add_enable(MutableLevel& at) {
+  replaced_.add(range_of(at.object).begin);
+  add_member(at.object, "enable", true);
 }
 
 // Returns whether there is room for it.

@@ -17,14 +17,15 @@
 // and moves values to the keys that they were probably to have, until its end. Only so many are repaired.
 class Repair {
  public:
+  // What to repair: what is an error, or also what is a warning, as a doubtful key and a missing "enable".
   // `bridge_network` is the dotted path of the settings of the bridge, which need not be in the schema; empty
   // without a bridge.
-  Repair(Source& source, std::string bridge_network);
+  Repair(Source& source, Severity least, std::string bridge_network);
   ~Repair();
   Repair(const Repair&) = delete;
   Repair& operator=(const Repair&) = delete;
 
-  // The values that are replaced.
+  // The values that are replaced, and the objects that are enabled.
   const Places& replaced() const {
     return replaced_;
   }
@@ -41,12 +42,15 @@ class Repair {
                     MutableLevel* around);
   void replace(Json::Value& value, Json::Value likely);
   void repair_key(MutableLevel& at, const std::string& key);
+  void repair_shared_key(MutableLevel& at, const std::string& key);
+  void add_enable(MutableLevel& at);
   bool move_home(MutableLevel& at, const std::string& key, const Home& home);
   void move(Json::Value& from, const std::string& key, Json::Value& to, const std::string& new_key);
   void fill_missing(MutableLevel& at, const Json::Value& value);
   Json::Value& add_member(Json::Value& object, const std::string& key, Json::Value value);
   bool is_of_bridge(const Level& level, const std::string& key) const;
 
+  Severity least_;
   std::string bridge_network_;
   std::vector<const Json::Value*> refused_;  // sorted
   Places replaced_;

@@ -23,6 +23,7 @@
 #include "cli/lint/route_rules.h"
 #include "cli/lint/shape_rules.h"
 #include "cli/lint/static_lease_rules.h"
+#include "cli/lint/switch_rules.h"
 #include "cli/lint/vlan_rules.h"
 #include "cli/lint/wireguard_peer_rules.h"
 #include "cli/lint/wireguard_rules.h"
@@ -38,6 +39,10 @@ const std::vector<Rule>& all_rules() {
       {"doubtful-key", Severity::kWarning, doubtful_key},
 
       {"text-refused", Severity::kError, text_refused},
+
+      {"enable-missing", Severity::kWarning, enable_missing},
+      {"switch-missing", Severity::kWarning, switch_missing},
+      {"locked-out", Severity::kWarning, locked_out},
 
       {"server-incomplete", Severity::kError, server_incomplete},
       {"vlan-server-unserved", Severity::kError, vlan_server_unserved},
@@ -167,12 +172,15 @@ enum Rank {
   // A value that cannot be read. Whatever else follows from it is not a finding.
   kUnreadable,
   kOrdinary,
-  // A rule that knows what a number is for says more.
-  kOfAnyNumber,
+  // A rule that knows what a number or an object is for says more.
+  kOfAnything,
+  // What the whole amounts to, if there is no error in it.
+  kWhole,
 };
 
 constexpr char kTextRefused[] = "text-refused";
-constexpr char kOutOfRange[] = "out-of-range";
+constexpr char kLockedOut[] = "locked-out";
+constexpr std::array<std::string_view, 2> kGeneralRules = {"out-of-range", "enable-missing"};
 constexpr std::array<std::string_view, 4> kUnreadableRules = {"wrong-type", "unknown-word", "unknown-key",
                                                               "doubtful-key"};
 
@@ -197,16 +205,24 @@ class FoundPlaces {
 
 }  // namespace
 
+template <std::size_t kSize>
+static bool is_among(const Rule& rule, const std::array<std::string_view, kSize>& names) {
+  return std::find(names.begin(), names.end(), rule.name) != names.end();
+}
+
 static Rank rank_of(const Rule& rule) {
   if (rule.name == std::string_view(kTextRefused)) return kRefusedByPlatform;
-  if (rule.name == std::string_view(kOutOfRange)) return kOfAnyNumber;
-  const bool is_unreadable =
-      std::find(kUnreadableRules.begin(), kUnreadableRules.end(), rule.name) != kUnreadableRules.end();
-  return is_unreadable ? kUnreadable : kOrdinary;
+  if (is_among(rule, kGeneralRules)) return kOfAnything;
+  if (rule.name == std::string_view(kLockedOut)) return kWhole;
+  return is_among(rule, kUnreadableRules) ? kUnreadable : kOrdinary;
 }
 
 // Whether what a rule finds at an offset counts, if no rule of a rank before has judged the value there.
 using Filter = std::function<bool(const Rule& rule, std::ptrdiff_t offset)>;
+
+static bool counts_always(const Rule& /*rule*/, std::ptrdiff_t /*offset*/) {
+  return true;
+}
 
 // Adds what the rules of these ranks find.
 static void examine(const Site& site, Rank first, Rank last, const Filter& counts, Places& judged,
@@ -248,34 +264,46 @@ static bool is_error(const Finding& finding) {
   return finding.severity == Severity::kError;
 }
 
-// What does not count in a configuration with values that cannot be read.
-static Filter filter_after(const std::vector<Finding>& causes, Source& source,
-                           const std::string& bridge_network) {
-  const Repair repair(source, bridge_network);
-  // A warning does not take the place of an error, which decides on the exit status.
+// What counts in a configuration with values that cannot be read.
+static Filter filter_after(Source& source, Severity least, const std::string& bridge_network) {
+  const Repair repair(source, least, bridge_network);
+  return [replaced = repair.replaced(), after = places_after(repair, source)](const Rule& rule,
+                                                                              std::ptrdiff_t offset) {
+    return replaced.contains(offset) || after.contains(rule, offset);
+  };
+}
+
+// What of an ordinary rule counts: what does not follow from something of the same severity or a worse one.
+// An error decides on the exit status, so a warning does not take the place of one.
+static Filter filter_of(Source& source, const std::vector<Finding>& causes, const std::string& bridge_network,
+                        bool has_missing_enable) {
   const bool has_error = std::any_of(causes.begin(), causes.end(), is_error);
-  return [has_error, replaced = repair.replaced(), after = places_after(repair, source)](
-             const Rule& rule, std::ptrdiff_t offset) {
-    return (rule.severity == Severity::kError && !has_error) || replaced.contains(offset) ||
-           after.contains(rule, offset);
+  const bool has_warning = has_missing_enable || !std::all_of(causes.begin(), causes.end(), is_error);
+  const Filter errors = has_error ? filter_after(source, Severity::kError, bridge_network) : counts_always;
+  const Filter warnings = has_warning ? filter_after(source, Severity::kWarning, bridge_network) : errors;
+  return [errors, warnings](const Rule& rule, std::ptrdiff_t offset) {
+    return rule.severity == Severity::kError ? errors(rule, offset) : warnings(rule, offset);
   };
 }
 
 std::vector<Finding> examine(Source& source) {
   std::vector<Finding> found;
   Places judged(source.text.size());
-  Filter counts = [](const Rule&, std::ptrdiff_t) { return true; };
   auto site = std::make_unique<Site>(source);
-  examine(*site, kRefusedByPlatform, kUnreadable, counts, judged, found);
-  if (!found.empty()) {
+  examine(*site, kRefusedByPlatform, kUnreadable, counts_always, judged, found);
+  Filter counts = counts_always;
+  const bool has_missing_enable = lacks_enable_somewhere(*site);
+  if (!found.empty() || has_missing_enable) {
     const std::string bridge_network =
         site->context.bridge_enabled ? bridge_primary_network_path(&site->context) : std::string();
     // The tree is in one site at a time.
     site.reset();
-    counts = filter_after(found, source, bridge_network);
+    counts = filter_of(source, found, bridge_network, has_missing_enable);
     site = std::make_unique<Site>(source);
   }
-  examine(*site, kOrdinary, kOfAnyNumber, counts, judged, found);
+  examine(*site, kOrdinary, kOfAnything, counts, judged, found);
+  if (std::none_of(found.begin(), found.end(), is_error))
+    examine(*site, kWhole, kWhole, counts, judged, found);
   std::stable_sort(found.begin(), found.end(),
                    [](const Finding& a, const Finding& b) { return a.range.begin < b.range.begin; });
   return found;

@@ -4,12 +4,64 @@
 
 #include "cli/config_file/nearest.h"
 #include "cli/config_file/schema.h"
+#include "config/lookup.h"
 
 std::optional<std::string> nearest_key(const Level& level, const std::string& key, bool absent_only) {
   std::vector<std::string> candidates;
   for (const std::string& known : level.schema["properties"].getMemberNames())
     if (!absent_only || !level.object.isMember(known)) candidates.push_back(known);
   return nearest(key, candidates);
+}
+
+// Whether there is anything in a value.
+static bool has_content(const Json::Value& value) {
+  if (value.isObject() || value.isArray() || value.isNull()) return !value.empty();
+  return value.isBool() ? value.asBool() : value != "";
+}
+
+// Whether the settings of a "dhcp" object count without "enable": automatic pass-through serves anyway, and
+// an enabled relay takes the place of the server.
+static bool is_served_otherwise(const Level& level) {
+  return level.name == "dhcp" &&
+         (level.around->object["mode"] == "pass-through-auto" || is_true(level.object, "dhcp_relay.enable"));
+}
+
+bool is_off(const Level& level) {
+  if (level.object["enable"] == false) return true;
+  const Level* outer = level.around;
+  if (outer == nullptr) return false;
+  const bool works_disabled = outer->schema["properties"][level.name].isMember("works_disabled");
+  return is_off(works_disabled && outer->around != nullptr ? *outer->around : *outer);
+}
+
+bool lacks_enable(const Level& level) {
+  const Json::Value* enable = member_schema(level.schema, "enable");
+  if (enable == nullptr || (*enable)["default"] != false || level.object.isMember("enable")) return false;
+  if (is_off(level) || is_served_otherwise(level)) return false;
+  for (auto member = level.object.begin(); member != level.object.end(); ++member) {
+    const Json::Value* known = member_schema(level.schema, member.name());
+    if (known != nullptr && !known->isMember("works_disabled") && has_content(*member)) return true;
+  }
+  return false;
+}
+
+static void visit(const std::string& name, const Json::Value& value, const Json::Value& schema,
+                  const Level* around, const std::function<void(const Level&)>& judge) {
+  if (value.isArray()) {
+    const Json::Value* items = element_schema(schema);
+    for (const Json::Value& element : value)
+      if (items != nullptr) visit(name, element, *items, around, judge);
+  } else if (value.isObject() && schema.isMember("properties")) {
+    const Level level{name, value, schema, around};
+    judge(level);
+    for (auto member = value.begin(); member != value.end(); ++member)
+      if (const Json::Value* known = member_schema(schema, member.name()))
+        visit(member.name(), *member, *known, &level, judge);
+  }
+}
+
+void for_each_level(const Json::Value& root, const std::function<void(const Level&)>& judge) {
+  visit("", root, configuration_schema(), nullptr, judge);
 }
 
 // The path from this schema to the next object inside that knows the key, at most `depth` objects further in.
@@ -30,4 +82,11 @@ std::optional<Home> home_of(const Level& level, const std::string& key, int dept
     if (member_schema(outer->schema, key) != nullptr) return Home{outer, ""};
   const auto inside = home_inside(level.schema, key, depth);
   return inside ? std::optional(Home{&level, *inside}) : std::nullopt;
+}
+
+bool is_likely_home(const Level& level, const std::string& key, const Home& home) {
+  if (home.level != &level && home.level != level.around) return false;
+  const Json::Value* object = &home.level->object;
+  if (!home.inside.empty()) object = object_at(*object, home.inside);
+  return object == nullptr || !object->isMember(key);
 }

@@ -99,24 +99,13 @@ void unknown_word(const Site& site, Findings& findings) {
 // What to do with a key that the schema does not know.
 using Judge = std::function<void(const Level& level, const std::string& key, const Json::Value& value)>;
 
-static void visit(const std::string& name, const Json::Value& value, const Json::Value& schema,
-                  const Level* around, const Judge& judge) {
-  if (value.isArray()) {
-    const Json::Value* items = element_schema(schema);
-    for (const Json::Value& element : value)
-      if (items != nullptr) visit(name, element, *items, around, judge);
-  } else if (value.isObject() && schema.isMember("properties")) {
-    const Level level{name, value, schema, around};
-    for (auto member = value.begin(); member != value.end(); ++member) {
+static void for_each_unknown_key(const Site& site, const Judge& judge) {
+  for_each_level(site.root, [&judge](const Level& level) {
+    for (auto member = level.object.begin(); member != level.object.end(); ++member) {
       const std::string key = member.name();
-      const Json::Value* known = member_schema(schema, key);
-      if (known == nullptr) {
-        judge(level, key, *member);
-      } else {
-        visit(key, *member, *known, &level, judge);
-      }
+      if (member_schema(level.schema, key) == nullptr) judge(level, key, *member);
     }
-  }
+  });
 }
 
 static std::string did_you_mean(const std::string& key, const std::string& wanted) {
@@ -145,41 +134,35 @@ static bool is_settings_of_bridge(const Site& site, const Level& level, const st
 }
 
 void unknown_key(const Site& site, Findings& findings) {
-  visit("", site.root, configuration_schema(), nullptr,
-        [&](const Level& level, const std::string& key, const Json::Value& value) {
-          if (!level.is_closed() || is_settings_of_bridge(site, level, key)) return;
-          std::string message = quoted(key) + ": nobody reads this key";
-          if (const auto home = home_message(level, key)) {
-            message = *home;
-          } else if (const auto wanted = nearest_key(level, key, false)) {
-            message = did_you_mean(key, *wanted);
-          }
-          findings.add(key_range(site.source.text, value), message);
-        });
+  for_each_unknown_key(site, [&](const Level& level, const std::string& key, const Json::Value& value) {
+    if (!level.is_closed() || is_settings_of_bridge(site, level, key)) return;
+    std::string message = quoted(key) + ": nobody reads this key";
+    if (const auto home = home_message(level, key)) {
+      message = *home;
+    } else if (const auto wanted = nearest_key(level, key, false)) {
+      message = did_you_mean(key, *wanted);
+    }
+    findings.add(key_range(site.source.text, value), message);
+  });
 }
 
-// The same for a key of a shared object, which may be another program's: only where the key is missing one
-// object further in or out.
+// The same for a key of a shared object, which may be another program's.
 static std::optional<std::string> shared_home_message(const Level& level, const std::string& key) {
   const std::optional<Home> home = home_of(level, key, 1);
-  if (!home || (home->level != &level && home->level != level.around)) return std::nullopt;
-  const Json::Value* object = &home->level->object;
-  if (!home->inside.empty()) object = object_at(*object, home->inside);
-  const bool is_there = object != nullptr && object->isMember(key);
-  return is_there ? std::nullopt : home_message(level, key);
+  if (!home || !is_likely_home(level, key, *home)) return std::nullopt;
+  return home_message(level, key);
 }
 
 void doubtful_key(const Site& site, Findings& findings) {
-  visit("", site.root, configuration_schema(), nullptr,
-        [&](const Level& level, const std::string& key, const Json::Value& value) {
-          if (level.is_closed()) return;
-          std::optional<std::string> message = shared_home_message(level, key);
-          if (!message) {
-            const auto wanted = nearest_key(level, key, true);
-            if (wanted) message = did_you_mean(key, *wanted);
-          }
-          if (message) findings.add(key_range(site.source.text, value), *message);
-        });
+  for_each_unknown_key(site, [&](const Level& level, const std::string& key, const Json::Value& value) {
+    if (level.is_closed()) return;
+    std::optional<std::string> message = shared_home_message(level, key);
+    if (!message) {
+      const auto wanted = nearest_key(level, key, true);
+      if (wanted) message = did_you_mean(key, *wanted);
+    }
+    if (message) findings.add(key_range(site.source.text, value), *message);
+  });
 }
 
 // --- Texts

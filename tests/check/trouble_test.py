@@ -90,7 +90,7 @@ class Trouble(unittest.TestCase):
                 self.assertRegex(done.stderr, r"\Anetwork\.json:1:1: error: [^\n]+\n\Z")
 
     def test_the_other_files_are_checked_all_the_same(self):
-        self.lay("{}")
+        self.lay('{"wireless": {"cell": {"enable": true}}}')
         done = self.run_lanfab("check", "--offline", "none.json", "network.json")
         self.assert_trouble(done, "none.json: No such file or directory")
         self.assertEqual(done.stdout, "0 errors and 0 warnings in 1 file\n")
@@ -121,7 +121,7 @@ class Trouble(unittest.TestCase):
         self.lay('{"dns": {"source": "static"}}')
         self.assertEqual(self.run_lanfab("check", "--offline", "network.json").returncode, 0)
         self.assertEqual(self.run_lanfab("check", "--offline", "--strict", "network.json").returncode, 1)
-        self.lay("{}")
+        self.lay('{"wireless": {"cell": {"enable": true}}}')
         self.assertEqual(self.run_lanfab("check", "--offline", "--strict", "network.json").returncode, 0)
 
     def test_json_for_machines(self):

@@ -18,12 +18,13 @@ static std::string compact(const Json::Value& value) {
 }
 
 // The configuration as it was probably meant. It must be as before after that.
-static std::string repaired(const std::string& text, const std::string& bridge_network = "") {
+static std::string repaired(const std::string& text, const std::string& bridge_network = "",
+                            Severity least = Severity::kError) {
   Source source = source_of(text);
   const Json::Value before = source.root;
   std::string meant;
   {
-    const Repair repair(source, bridge_network);
+    const Repair repair(source, least, bridge_network);
     meant = compact(source.root);
   }
   EXPECT_EQ(source.root, before) << compact(source.root);
@@ -80,6 +81,25 @@ TEST(Repair, TheSettingsOfABridgeHaveAnyName) {
   EXPECT_EQ(repaired(text, "wired.veth0.network"), text);
 }
 
+TEST(Repair, AlsoWhatIsAWarning) {
+  const std::string text =
+      R"({"dns":{"source":"isp","statics":["9.9.9.9"]},"wired":{"bridge":{"interfaces":["eth0"]}}})";
+  EXPECT_EQ(repaired(text), text);
+  EXPECT_EQ(repaired(text, "", Severity::kWarning),
+            R"({"dns":{"source":"isp","static":["9.9.9.9"],"statics":null},)"
+            R"("wired":{"bridge":{"enable":true,"interfaces":["eth0"]}}})");
+  EXPECT_EQ(repaired(R"({"wireless": {"cell": {"apn": "internet"}}, "firewall": {"router": 1}})", "",
+                     Severity::kWarning),
+            R"({"firewall":{"general":{"router":1},"router":null},"wireless":{"cell":{"apn":"internet"}}})");
+}
+
+TEST(Repair, AnObjectThatIsEnabledIsAmongTheReplaced) {
+  Source source = source_of(R"({"wired": {"bridge": {"interfaces": ["eth0"]}}})");
+  const std::ptrdiff_t offset = source.root["wired"]["bridge"].getOffsetStart();
+  EXPECT_TRUE(Repair(source, Severity::kWarning, "").replaced().contains(offset));
+  EXPECT_FALSE(Repair(source, Severity::kError, "").replaced().contains(offset));
+}
+
 TEST(Repair, ARefusedStringIsReplaced) {
   EXPECT_EQ(repaired("{\"dns\": {\"static\": [\"9.9.9.9\\u0001\"]}}"), R"({"dns":{"static":["9.9.9.9"]}})");
 }
@@ -87,7 +107,7 @@ TEST(Repair, ARefusedStringIsReplaced) {
 TEST(Repair, WhatIsMadeIsFoundWhereItsOriginIs) {
   Source source = source_of(R"({"wired": {"bridge": {"interfaces": "eth0,eth1"}}})");
   const std::ptrdiff_t offset = source.root["wired"]["bridge"]["interfaces"].getOffsetStart();
-  const Repair repair(source, "");
+  const Repair repair(source, Severity::kError, "");
   EXPECT_TRUE(repair.replaced().contains(offset));
   EXPECT_FALSE(repair.replaced().contains(offset + 1));
   EXPECT_EQ(source.root["wired"]["bridge"]["interfaces"][1].getOffsetStart(), offset);
@@ -98,7 +118,7 @@ TEST(Repair, OnlySoManyValuesAreRepaired) {
   for (int i = 1; i < 5000; ++i)
     list += ",7";
   Source source = source_of("{\"hostnames\":[" + list + "]}");
-  const Repair repair(source, "");
+  const Repair repair(source, Severity::kError, "");
   EXPECT_TRUE(source.root["hostnames"][1999].isObject());
   EXPECT_FALSE(source.root["hostnames"][2000].isObject());
 }
