@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <unordered_set>
 
 #include "cli/lint/connected_networks.h"
 #include "cli/lint/dhcp_rules.h"
@@ -90,11 +91,20 @@ static int prefix_of_class(Ipv4 address) {
   return first_byte < kFirstOfClassB ? 8 : first_byte < kFirstOfClassC ? 16 : 24;
 }
 
+// The interfaces with a DHCP server, which a missing netmask is reported for.
+static std::unordered_set<const Interface*> interfaces_with_servers(const Site& site) {
+  std::unordered_set<const Interface*> interfaces;
+  for (const DhcpServer& server : site.servers)
+    if (server.interface->sections.has_server) interfaces.insert(server.interface);
+  return interfaces;
+}
+
 void netmask_guessed(const Site& site, Findings& findings) {
+  const std::unordered_set<const Interface*> serving = interfaces_with_servers(site);
   for (const Interface& interface : site.interfaces) {
     const std::optional<Ipv4> address = interface.address();
     if (!address || interface.kind == Interface::Kind::kPassthroughPort) continue;
-    if (interface.unit.has_prefix()) continue;
+    if (interface.unit.has_prefix() || (!interface.unit.prefix && serving.count(&interface) > 0)) continue;
     const std::string what = interface.unit.prefix ? "a netmask of 32 is left out of the unit"
                                                    : "there is no \"netmask\" for " + to_text(*address);
     findings.add(place_of(*interface.network, "netmask"),

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <functional>
+#include <unordered_set>
 
 #include "config/interface_queries.h"
 #include "config/lookup.h"
@@ -68,10 +69,21 @@ void server_incomplete(const Site& site, Findings& findings) {
   }
 }
 
+// The interfaces with a DHCP server that is not served, and so has a finding of its own.
+static std::unordered_set<std::string> incomplete_servers(const Site& site) {
+  std::unordered_set<std::string> names;
+  for (const DhcpServer& server : site.servers)
+    if (!server.is_served && server.interface->kind != Interface::Kind::kVlan)
+      names.insert(server.interface->name);
+  return names;
+}
+
 void vlan_server_unserved(const Site& site, Findings& findings) {
+  const std::unordered_set<std::string> incomplete = incomplete_servers(site);
   for (const DhcpServer& server : site.servers) {
     const Interface& interface = *server.interface;
     if (server.is_idle || !is_under_silent_port(interface)) continue;
+    if (incomplete.count(interface.port) > 0) continue;
     findings.add(place_of(*server.section.dhcp, "enable"),
                  interface.name + " serves no DHCP: its port " + interface.port + " serves none");
   }

@@ -6,6 +6,7 @@
 #include "cli/config_file/schema.h"
 #include "cli/lint/ipv4.h"
 #include "cli/lint/likely_value.h"
+#include "config/interface_queries.h"
 #include "config/lookup.h"
 #include "libcmd/text_policy.h"
 #include "util/json_path.h"
@@ -13,10 +14,15 @@
 // Each one takes memory until its undo.
 constexpr std::size_t kMostRepairs = 2000;
 
-Repair::Repair(Source& source, Severity least, std::string bridge_network)
-    : least_(least),
-      bridge_network_(std::move(bridge_network)),
-      replaced_(source.text.size()) {
+// Empty without a bridge.
+static std::string bridge_network_of(const Json::Value& root) {
+  NetworkContext context;
+  context.bridge_primary_interface = string_at(root, "wired.bridge.primary_interface").value_or("");
+  return is_true(root, "wired.bridge.enable") ? bridge_primary_network_path(&context) : std::string();
+}
+
+Repair::Repair(Source& source, Severity least)
+    : least_(least), bridge_network_(bridge_network_of(source.root)), replaced_(source.text.size()) {
   for (const RefusedText& refused : find_refused_texts(source.root)) {
     if (refused_.size() < kMostRepairs) refused_.push_back(refused.value);
   }
@@ -37,13 +43,19 @@ static Json::Value plain_part(const Json::Value& value) {
   return text.substr(begin, text.find_first_not_of(kPlain, begin) - begin);
 }
 
+// Whether the value is of the right type, and out of range: a warning.
+static bool is_number_of(const Json::Value& schema, const Json::Value& value) {
+  return schema["type"] == "integer" && value.isInt();
+}
+
 void Repair::visit(const std::string& name, Json::Value& value, const Json::Value& schema,
                    MutableLevel* around) {
   if (undo_.size() >= kMostRepairs) return;
   const bool is_refused = std::binary_search(refused_.begin(), refused_.end(), &value);
   if (is_refused) {
     replace(value, likely_value(plain_part(value), schema));
-  } else if (!is_allowed_by(value, schema)) {
+  } else if (!is_allowed_by(value, schema) &&
+             (least_ == Severity::kWarning || !is_number_of(schema, value))) {
     replace(value, likely_value(value, schema));
   } else if (value.isObject() && schema.isMember("properties")) {
     visit_object(name, value, schema, around);
@@ -69,7 +81,7 @@ void Repair::visit_object(const std::string& name, Json::Value& object, const Js
       repair_shared_key(at, key);
     }
   }
-  if (least_ == Severity::kWarning && lacks_enable(at.level)) add_enable(at);
+  add_what_is_missing(at);
   for (auto member = object.begin(); member != object.end(); ++member)
     if (const Json::Value* known = member_schema(schema, member.name()))
       visit(member.name(), *member, *known, &at);
@@ -128,9 +140,23 @@ void Repair::repair_shared_key(MutableLevel& at, const std::string& key) {
   if (const auto meant = nearest_key(at.level, key, true)) move(at.object, key, at.object, *meant);
 }
 
-void Repair::add_enable(MutableLevel& at) {
+void Repair::complete(MutableLevel& at, const std::string& key, Json::Value likely) {
   replaced_.add(range_of(at.object).begin);
-  add_member(at.object, "enable", true);
+  set_range(likely, range_of(at.object));
+  add_member(at.object, key, std::move(likely));
+}
+
+// An "enable", and what an enabled port cannot do without.
+void Repair::add_what_is_missing(MutableLevel& at) {
+  if (least_ == Severity::kWarning && lacks_enable(at.level)) complete(at, "enable", true);
+  const Json::Value* network = member_schema(at.level.schema, "network");
+  if (network != nullptr && member_schema(*network, "mode") != nullptr && is_enabled(at.object) &&
+      !at.object.isMember("network")) {
+    complete(at, "network", example_of(*network));
+  }
+  const Json::Value* mode = member_schema(at.level.schema, "mode");
+  if (mode != nullptr && is_enabled(at.around->object) && !at.object.isMember("mode"))
+    complete(at, "mode", example_of(*mode));
 }
 
 // Returns whether there is room for it.

@@ -18,14 +18,17 @@
 class Repair {
  public:
   // What to repair: what is an error, or also what is a warning, as a doubtful key and a missing "enable".
-  // `bridge_network` is the dotted path of the settings of the bridge, which need not be in the schema; empty
-  // without a bridge.
-  Repair(Source& source, Severity least, std::string bridge_network);
+  Repair(Source& source, Severity least);
   ~Repair();
   Repair(const Repair&) = delete;
   Repair& operator=(const Repair&) = delete;
 
-  // The values that are replaced, and the objects that are enabled.
+  // Whether there is anything to repair.
+  bool is_needed() const {
+    return !undo_.empty();
+  }
+
+  // The values that are replaced, and the objects that get what they lack.
   const Places& replaced() const {
     return replaced_;
   }
@@ -43,7 +46,8 @@ class Repair {
   void replace(Json::Value& value, Json::Value likely);
   void repair_key(MutableLevel& at, const std::string& key);
   void repair_shared_key(MutableLevel& at, const std::string& key);
-  void add_enable(MutableLevel& at);
+  void add_what_is_missing(MutableLevel& at);
+  void complete(MutableLevel& at, const std::string& key, Json::Value likely);
   bool move_home(MutableLevel& at, const std::string& key, const Home& home);
   void move(Json::Value& from, const std::string& key, Json::Value& to, const std::string& new_key);
   void fill_missing(MutableLevel& at, const Json::Value& value);
@@ -51,7 +55,7 @@ class Repair {
   bool is_of_bridge(const Level& level, const std::string& key) const;
 
   Severity least_;
-  std::string bridge_network_;
+  std::string bridge_network_;  // the dotted path of the settings of the bridge, which have any name
   std::vector<const Json::Value*> refused_;  // sorted
   Places replaced_;
   std::vector<std::function<void()>> undo_;

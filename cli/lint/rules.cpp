@@ -1,13 +1,5 @@
 #include "cli/lint/rules.h"
 
-#include <algorithm>
-#include <array>
-#include <functional>
-#include <memory>
-#include <string_view>
-#include <unordered_map>
-#include <utility>
-
 #include "cli/lint/address_rules.h"
 #include "cli/lint/allow.h"
 #include "cli/lint/bridge_network_rules.h"
@@ -17,7 +9,6 @@
 #include "cli/lint/name_rules.h"
 #include "cli/lint/port_mode_rules.h"
 #include "cli/lint/relay_rules.h"
-#include "cli/lint/repair.h"
 #include "cli/lint/route_interface_rules.h"
 #include "cli/lint/route_network_rules.h"
 #include "cli/lint/route_rules.h"
@@ -27,7 +18,6 @@
 #include "cli/lint/vlan_rules.h"
 #include "cli/lint/wireguard_peer_rules.h"
 #include "cli/lint/wireguard_rules.h"
-#include "config/interface_queries.h"
 
 // In the order of docs/checks.md.
 const std::vector<Rule>& all_rules() {
@@ -162,149 +152,4 @@ const std::vector<Rule>& all_rules() {
       {kAllowUnused, Severity::kWarning, nullptr},
   };
   return kRules;
-}
-
-namespace {
-
-// Which rules judge a value first: the others leave it alone then.
-enum Rank {
-  kRefusedByPlatform,
-  // A value that cannot be read. Whatever else follows from it is not a finding.
-  kUnreadable,
-  kOrdinary,
-  // A rule that knows what a number or an object is for says more.
-  kOfAnything,
-  // What the whole amounts to, if there is no error in it.
-  kWhole,
-};
-
-constexpr char kTextRefused[] = "text-refused";
-constexpr char kLockedOut[] = "locked-out";
-constexpr std::array<std::string_view, 2> kGeneralRules = {"out-of-range", "enable-missing"};
-constexpr std::array<std::string_view, 4> kUnreadableRules = {"wrong-type", "unknown-word", "unknown-key",
-                                                              "doubtful-key"};
-
-// Where each rule finds something.
-class FoundPlaces {
- public:
-  explicit FoundPlaces(std::size_t size) : size_(size) {}
-
-  void add(const Rule& rule, std::ptrdiff_t offset) {
-    places_.try_emplace(rule.name, size_).first->second.add(offset);
-  }
-
-  bool contains(const Rule& rule, std::ptrdiff_t offset) const {
-    const auto found = places_.find(rule.name);
-    return found != places_.end() && found->second.contains(offset);
-  }
-
- private:
-  std::size_t size_;
-  std::unordered_map<std::string_view, Places> places_;
-};
-
-}  // namespace
-
-template <std::size_t kSize>
-static bool is_among(const Rule& rule, const std::array<std::string_view, kSize>& names) {
-  return std::find(names.begin(), names.end(), rule.name) != names.end();
-}
-
-static Rank rank_of(const Rule& rule) {
-  if (rule.name == std::string_view(kTextRefused)) return kRefusedByPlatform;
-  if (is_among(rule, kGeneralRules)) return kOfAnything;
-  if (rule.name == std::string_view(kLockedOut)) return kWhole;
-  return is_among(rule, kUnreadableRules) ? kUnreadable : kOrdinary;
-}
-
-// Whether what a rule finds at an offset counts, if no rule of a rank before has judged the value there.
-using Filter = std::function<bool(const Rule& rule, std::ptrdiff_t offset)>;
-
-static bool counts_always(const Rule& /*rule*/, std::ptrdiff_t /*offset*/) {
-  return true;
-}
-
-// Adds what the rules of these ranks find.
-static void examine(const Site& site, Rank first, Rank last, const Filter& counts, Places& judged,
-                    std::vector<Finding>& found) {
-  for (int rank = first; rank <= last; ++rank) {
-    Places own = judged;
-    for (const Rule& rule : all_rules()) {
-      if (rule.examine == nullptr || rank_of(rule) != rank) continue;
-      const auto is_new = [&](std::ptrdiff_t offset) {
-        if (judged.contains(offset) || !counts(rule, offset)) return false;
-        own.add(offset);
-        return true;
-      };
-      Findings findings(rule.name, rule.severity, is_new, found);
-      rule.examine(site, findings);
-    }
-    judged = std::move(own);
-  }
-}
-
-// Where rules would find something if every value could be read.
-static FoundPlaces places_after(const Repair& /*repair*/, Source& source) {
-  const Site site(source);
-  FoundPlaces places(source.text.size());
-  for (const Rule& rule : all_rules()) {
-    if (rule.examine == nullptr || rank_of(rule) < kOrdinary) continue;
-    std::vector<Finding> unused;
-    const auto record = [&](std::ptrdiff_t offset) {
-      places.add(rule, offset);
-      return false;
-    };
-    Findings findings(rule.name, rule.severity, record, unused);
-    rule.examine(site, findings);
-  }
-  return places;
-}
-
-static bool is_error(const Finding& finding) {
-  return finding.severity == Severity::kError;
-}
-
-// What counts in a configuration with values that cannot be read.
-static Filter filter_after(Source& source, Severity least, const std::string& bridge_network) {
-  const Repair repair(source, least, bridge_network);
-  return [replaced = repair.replaced(), after = places_after(repair, source)](const Rule& rule,
-                                                                              std::ptrdiff_t offset) {
-    return replaced.contains(offset) || after.contains(rule, offset);
-  };
-}
-
-// What of an ordinary rule counts: what does not follow from something of the same severity or a worse one.
-// An error decides on the exit status, so a warning does not take the place of one.
-static Filter filter_of(Source& source, const std::vector<Finding>& causes, const std::string& bridge_network,
-                        bool has_missing_enable) {
-  const bool has_error = std::any_of(causes.begin(), causes.end(), is_error);
-  const bool has_warning = has_missing_enable || !std::all_of(causes.begin(), causes.end(), is_error);
-  const Filter errors = has_error ? filter_after(source, Severity::kError, bridge_network) : counts_always;
-  const Filter warnings = has_warning ? filter_after(source, Severity::kWarning, bridge_network) : errors;
-  return [errors, warnings](const Rule& rule, std::ptrdiff_t offset) {
-    return rule.severity == Severity::kError ? errors(rule, offset) : warnings(rule, offset);
-  };
-}
-
-std::vector<Finding> examine(Source& source) {
-  std::vector<Finding> found;
-  Places judged(source.text.size());
-  auto site = std::make_unique<Site>(source);
-  examine(*site, kRefusedByPlatform, kUnreadable, counts_always, judged, found);
-  Filter counts = counts_always;
-  const bool has_missing_enable = lacks_enable_somewhere(*site);
-  if (!found.empty() || has_missing_enable) {
-    const std::string bridge_network =
-        site->context.bridge_enabled ? bridge_primary_network_path(&site->context) : std::string();
-    // The tree is in one site at a time.
-    site.reset();
-    counts = filter_of(source, found, bridge_network, has_missing_enable);
-    site = std::make_unique<Site>(source);
-  }
-  examine(*site, kOrdinary, kOfAnything, counts, judged, found);
-  if (std::none_of(found.begin(), found.end(), is_error))
-    examine(*site, kWhole, kWhole, counts, judged, found);
-  std::stable_sort(found.begin(), found.end(),
-                   [](const Finding& a, const Finding& b) { return a.range.begin < b.range.begin; });
-  return found;
 }

@@ -20,10 +20,13 @@ static bool has_content(const Json::Value& value) {
 }
 
 // Whether the settings of a "dhcp" object count without "enable": automatic pass-through serves anyway, and
-// an enabled relay takes the place of the server.
-static bool is_served_otherwise(const Level& level) {
-  return level.name == "dhcp" &&
-         (level.around->object["mode"] == "pass-through-auto" || is_true(level.object, "dhcp_relay.enable"));
+// an enabled relay takes the place of the server. A mode that cannot be read may be any.
+static bool may_be_served_otherwise(const Level& level) {
+  if (level.name != "dhcp") return false;
+  const Json::Value& mode = level.around->object["mode"];
+  const bool has_mode = member_schema(level.around->schema, "mode") != nullptr;
+  const bool is_manual = !has_mode || mode == "router" || mode == "pass-through";
+  return !is_manual || is_true(level.object, "dhcp_relay.enable");
 }
 
 bool is_off(const Level& level) {
@@ -37,7 +40,7 @@ bool is_off(const Level& level) {
 bool lacks_enable(const Level& level) {
   const Json::Value* enable = member_schema(level.schema, "enable");
   if (enable == nullptr || (*enable)["default"] != false || level.object.isMember("enable")) return false;
-  if (is_off(level) || is_served_otherwise(level)) return false;
+  if (is_off(level) || may_be_served_otherwise(level)) return false;
   for (auto member = level.object.begin(); member != level.object.end(); ++member) {
     const Json::Value* known = member_schema(level.schema, member.name());
     if (known != nullptr && !known->isMember("works_disabled") && has_content(*member)) return true;

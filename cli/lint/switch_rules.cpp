@@ -14,12 +14,6 @@ void enable_missing(const Site& site, Findings& findings) {
   });
 }
 
-bool lacks_enable_somewhere(const Site& site) {
-  bool is_found = false;
-  for_each_level(site.root, [&is_found](const Level& level) { is_found = is_found || lacks_enable(level); });
-  return is_found;
-}
-
 namespace {
 
 // A value, and the key of the boolean without which it does not count.

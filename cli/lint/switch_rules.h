@@ -8,6 +8,3 @@
 void enable_missing(const Site& site, Findings& findings);
 void switch_missing(const Site& site, Findings& findings);
 void locked_out(const Site& site, Findings& findings);
-
-// Whether enable_missing finds anything.
-bool lacks_enable_somewhere(const Site& site);

@@ -57,7 +57,9 @@ static std::vector<Essence> examined(Source& source, const std::vector<JsonToken
   for (const Finding& finding : findings) {
     const Rule* rule = find_rule(finding.rule);
     check(rule != nullptr, "a finding is of no rule");
-    check(rule->severity == finding.severity, "a finding is not as severe as its rule");
+    // The only warning from which errors follow is an error.
+    check(rule->severity == finding.severity || finding.severity == Severity::kError,
+          "a finding is less severe than its rule");
     check(!finding.message.empty(), "a finding has no message");
     essences.push_back(
         {finding.rule, finding.message, token_at(tokens, static_cast<std::size_t>(finding.range.begin))});

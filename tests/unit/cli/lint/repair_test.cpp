@@ -18,13 +18,12 @@ static std::string compact(const Json::Value& value) {
 }
 
 // The configuration as it was probably meant. It must be as before after that.
-static std::string repaired(const std::string& text, const std::string& bridge_network = "",
-                            Severity least = Severity::kError) {
+static std::string repaired(const std::string& text, Severity least = Severity::kError) {
   Source source = source_of(text);
   const Json::Value before = source.root;
   std::string meant;
   {
-    const Repair repair(source, least, bridge_network);
+    const Repair repair(source, least);
     meant = compact(source.root);
   }
   EXPECT_EQ(source.root, before) << compact(source.root);
@@ -38,7 +37,7 @@ TEST(Repair, AGoodConfigurationStays) {
 
 TEST(Repair, AValueOfAnotherTypeIsReplacedByALikelyOne) {
   EXPECT_EQ(repaired(R"({"wired": {"eth0": {"enable": "yes", "network": {"netmask": "24", "ipv4": 7}}}})"),
-            R"({"wired":{"eth0":{"enable":true,"network":{"ipv4":"7","netmask":24}}}})");
+            R"({"wired":{"eth0":{"enable":true,"network":{"ipv4":"7","mode":"router","netmask":24}}}})");
   EXPECT_EQ(repaired(R"({"wired": {"bridge": {"interfaces": "eth0, eth1"}}})"),
             R"({"wired":{"bridge":{"interfaces":["eth0","eth1"]}}})");
   EXPECT_EQ(repaired(R"({"static_routes": [{"enable": null, "metric": {}}]})"),
@@ -47,7 +46,8 @@ TEST(Repair, AValueOfAnotherTypeIsReplacedByALikelyOne) {
 
 TEST(Repair, AMisspeltKeyIsRenamed) {
   EXPECT_EQ(repaired(R"({"wired": {"eth0": {"eanble": true, "netwrok": {"netmask": "24"}}}})"),
-            R"({"wired":{"eth0":{"eanble":null,"enable":true,"network":{"netmask":24},"netwrok":null}}})");
+            R"({"wired":{"eth0":{"eanble":null,"enable":true,)"
+            R"("network":{"mode":"router","netmask":24},"netwrok":null}}})");
 }
 
 TEST(Repair, AKeyInTheWrongObjectMovesIntoTheRightOne) {
@@ -77,18 +77,35 @@ TEST(Repair, UnderAnotherKeyAValueMayBeAnyThatIsMissing) {
 }
 
 TEST(Repair, TheSettingsOfABridgeHaveAnyName) {
-  const std::string text = R"({"wired":{"veth0":{"network":{"netmask":"24"}}}})";
-  EXPECT_EQ(repaired(text, "wired.veth0.network"), text);
+  const std::string text =
+      R"({"wired":{"bridge":{"enable":true,"interfaces":["veth0"],"primary_interface":"veth0"},)"
+      R"("veth0":{"network":{"netmask":"24"}}}})";
+  EXPECT_EQ(repaired(text), text);
+}
+
+TEST(Repair, AnEnabledPortGetsWhatItCannotDoWithout) {
+  EXPECT_EQ(repaired(R"({"wired": {"eth0": {"enable": true, "network": {"netmask": 24}}}})"),
+            R"({"wired":{"eth0":{"enable":true,"network":{"mode":"router","netmask":24}}}})");
+  EXPECT_NE(repaired(R"({"wired": {"eth0": {"enable": true}}})").find("\"mode\":\"router\""),
+            std::string::npos);
+  const std::string disabled = R"({"wired":{"eth0":{"enable":false},"eth1":{"enable":false,"network":{}}}})";
+  EXPECT_EQ(repaired(disabled), disabled);
+}
+
+TEST(Repair, ANumberOutOfRangeIsAWarning) {
+  const std::string text = R"({"static_routes":[{"enable":true,"netmask":33}]})";
+  EXPECT_EQ(repaired(text), text);
+  EXPECT_EQ(repaired(text, Severity::kWarning), R"({"static_routes":[{"enable":true,"netmask":16}]})");
 }
 
 TEST(Repair, AlsoWhatIsAWarning) {
   const std::string text =
       R"({"dns":{"source":"isp","statics":["9.9.9.9"]},"wired":{"bridge":{"interfaces":["eth0"]}}})";
   EXPECT_EQ(repaired(text), text);
-  EXPECT_EQ(repaired(text, "", Severity::kWarning),
+  EXPECT_EQ(repaired(text, Severity::kWarning),
             R"({"dns":{"source":"isp","static":["9.9.9.9"],"statics":null},)"
             R"("wired":{"bridge":{"enable":true,"interfaces":["eth0"]}}})");
-  EXPECT_EQ(repaired(R"({"wireless": {"cell": {"apn": "internet"}}, "firewall": {"router": 1}})", "",
+  EXPECT_EQ(repaired(R"({"wireless": {"cell": {"apn": "internet"}}, "firewall": {"router": 1}})",
                      Severity::kWarning),
             R"({"firewall":{"general":{"router":1},"router":null},"wireless":{"cell":{"apn":"internet"}}})");
 }
@@ -96,8 +113,8 @@ TEST(Repair, AlsoWhatIsAWarning) {
 TEST(Repair, AnObjectThatIsEnabledIsAmongTheReplaced) {
   Source source = source_of(R"({"wired": {"bridge": {"interfaces": ["eth0"]}}})");
   const std::ptrdiff_t offset = source.root["wired"]["bridge"].getOffsetStart();
-  EXPECT_TRUE(Repair(source, Severity::kWarning, "").replaced().contains(offset));
-  EXPECT_FALSE(Repair(source, Severity::kError, "").replaced().contains(offset));
+  EXPECT_TRUE(Repair(source, Severity::kWarning).replaced().contains(offset));
+  EXPECT_FALSE(Repair(source, Severity::kError).replaced().contains(offset));
 }
 
 TEST(Repair, ARefusedStringIsReplaced) {
@@ -107,7 +124,7 @@ TEST(Repair, ARefusedStringIsReplaced) {
 TEST(Repair, WhatIsMadeIsFoundWhereItsOriginIs) {
   Source source = source_of(R"({"wired": {"bridge": {"interfaces": "eth0,eth1"}}})");
   const std::ptrdiff_t offset = source.root["wired"]["bridge"]["interfaces"].getOffsetStart();
-  const Repair repair(source, Severity::kError, "");
+  const Repair repair(source, Severity::kError);
   EXPECT_TRUE(repair.replaced().contains(offset));
   EXPECT_FALSE(repair.replaced().contains(offset + 1));
   EXPECT_EQ(source.root["wired"]["bridge"]["interfaces"][1].getOffsetStart(), offset);
@@ -118,7 +135,7 @@ TEST(Repair, OnlySoManyValuesAreRepaired) {
   for (int i = 1; i < 5000; ++i)
     list += ",7";
   Source source = source_of("{\"hostnames\":[" + list + "]}");
-  const Repair repair(source, Severity::kError, "");
+  const Repair repair(source, Severity::kError);
   EXPECT_TRUE(source.root["hostnames"][1999].isObject());
   EXPECT_FALSE(source.root["hostnames"][2000].isObject());
 }

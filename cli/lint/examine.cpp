@@ -1,0 +1,168 @@
+#include <algorithm>
+#include <array>
+#include <functional>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+#include "cli/lint/repair.h"
+#include "cli/lint/rules.h"
+
+namespace {
+
+// Which rules judge a value first: the others leave it alone then.
+enum Rank {
+  kRefusedByPlatform,
+  // A value that cannot be read. Whatever else follows from it is not a finding.
+  kUnreadable,
+  kOrdinary,
+  // A rule that knows what a number or an object is for says more.
+  kOfAnything,
+  // What the whole amounts to, if nothing else explains it.
+  kWhole,
+};
+
+constexpr char kTextRefused[] = "text-refused";
+constexpr char kDoubtfulKey[] = "doubtful-key";
+constexpr char kEnableMissing[] = "enable-missing";
+constexpr char kLockedOut[] = "locked-out";
+constexpr std::array<std::string_view, 4> kUnreadableRules = {"wrong-type", "unknown-word", "unknown-key",
+                                                              kDoubtfulKey};
+constexpr std::array<std::string_view, 2> kGeneralRules = {"out-of-range", kEnableMissing};
+
+// Whether what a rule finds at an offset counts.
+using Filter = std::function<bool(std::string_view rule, std::ptrdiff_t offset)>;
+
+// The filters of rules that find errors, and of those that find warnings.
+struct Filters {
+  Filter errors;
+  Filter warnings;
+};
+
+// Where each rule finds something.
+class FoundPlaces {
+ public:
+  explicit FoundPlaces(std::size_t size) : size_(size) {}
+
+  void add(std::string_view rule, std::ptrdiff_t offset) {
+    places_.try_emplace(rule, size_).first->second.add(offset);
+  }
+
+  bool contains(std::string_view rule, std::ptrdiff_t offset) const {
+    const auto found = places_.find(rule);
+    return found != places_.end() && found->second.contains(offset);
+  }
+
+ private:
+  std::size_t size_;
+  std::unordered_map<std::string_view, Places> places_;
+};
+
+}  // namespace
+
+template <std::size_t kSize>
+static bool is_among(std::string_view name, const std::array<std::string_view, kSize>& names) {
+  return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+static Rank rank_of(std::string_view rule) {
+  if (rule == kTextRefused) return kRefusedByPlatform;
+  if (is_among(rule, kUnreadableRules)) return kUnreadable;
+  if (is_among(rule, kGeneralRules)) return kOfAnything;
+  return rule == kLockedOut ? kWhole : kOrdinary;
+}
+
+static bool counts_always(std::string_view /*rule*/, std::ptrdiff_t /*offset*/) {
+  return true;
+}
+
+// Adds what the rules of these ranks find, but at each location only that of the first rank.
+static void examine(const Site& site, Rank first, Rank last, const Filters& filters, Places& judged,
+                    std::vector<Finding>& found) {
+  for (int rank = first; rank <= last; ++rank) {
+    Places own = judged;
+    for (const Rule& rule : all_rules()) {
+      if (rule.examine == nullptr || rank_of(rule.name) != rank) continue;
+      const Filter& counts = rule.severity == Severity::kError ? filters.errors : filters.warnings;
+      const auto is_new = [&](std::ptrdiff_t offset) {
+        if (judged.contains(offset) || !counts(rule.name, offset)) return false;
+        own.add(offset);
+        return true;
+      };
+      Findings findings(rule.name, rule.severity, is_new, found);
+      rule.examine(site, findings);
+    }
+    judged = std::move(own);
+  }
+}
+
+// Where rules find something, apart from values that cannot be read.
+static FoundPlaces found_places(Source& source) {
+  const Site site(source);
+  FoundPlaces places(source.text.size());
+  for (const Rule& rule : all_rules()) {
+    if (rule.examine == nullptr || rank_of(rule.name) < kOrdinary) continue;
+    std::vector<Finding> unused;
+    const auto record = [&](std::ptrdiff_t offset) {
+      places.add(rule.name, offset);
+      return false;
+    };
+    Findings findings(rule.name, rule.severity, record, unused);
+    rule.examine(site, findings);
+  }
+  return places;
+}
+
+// What would still be found after a repair, or is about a value that is repaired.
+static Filter filter_after_repair(Source& source, Severity least) {
+  const Repair repair(source, least);
+  if (!repair.is_needed()) return counts_always;
+  return [repaired = repair.replaced(), after = found_places(source)](std::string_view rule,
+                                                                      std::ptrdiff_t offset) {
+    return repaired.contains(offset) || after.contains(rule, offset);
+  };
+}
+
+static bool is_error(const Finding& finding) {
+  return finding.severity == Severity::kError;
+}
+
+// A warning does not take the place of an error that follows from it, since errors decide on the exit status.
+// But the only one of its kind is the error itself. `first` is the first finding that may follow from one.
+static void blame_only_warning(const Filter& warnings, std::size_t first, std::vector<Finding>& found) {
+  const auto is_cause = [](const Finding& finding) {
+    return finding.rule == kDoubtfulKey || finding.rule == kEnableMissing;
+  };
+  if (std::count_if(found.begin(), found.end(), is_cause) != 1) return;
+  const auto follows = [&warnings](const Finding& finding) {
+    return is_error(finding) && !warnings(finding.rule, finding.range.begin);
+  };
+  const auto kept = std::remove_if(found.begin() + static_cast<std::ptrdiff_t>(first), found.end(), follows);
+  if (kept == found.end()) return;
+  found.erase(kept, found.end());
+  std::find_if(found.begin(), found.end(), is_cause)->severity = Severity::kError;
+}
+
+// Whether a finding may be the reason for which no interface has an address.
+static bool may_lock_out(const Finding& finding) {
+  return is_error(finding) || finding.rule == "bridge-without-address";
+}
+
+std::vector<Finding> examine(Source& source) {
+  const Filters all = {counts_always, counts_always};
+  // The tree is in one site at a time.
+  const Filters ordinary = {filter_after_repair(source, Severity::kError),
+                            filter_after_repair(source, Severity::kWarning)};
+  const Site site(source);
+  std::vector<Finding> found;
+  Places judged(source.text.size());
+  examine(site, kRefusedByPlatform, kUnreadable, all, judged, found);
+  const std::size_t first = found.size();
+  examine(site, kOrdinary, kOfAnything, ordinary, judged, found);
+  blame_only_warning(ordinary.warnings, first, found);
+  if (std::none_of(found.begin(), found.end(), may_lock_out))
+    examine(site, kWhole, kWhole, ordinary, judged, found);
+  std::stable_sort(found.begin(), found.end(),
+                   [](const Finding& a, const Finding& b) { return a.range.begin < b.range.begin; });
+  return found;
+}

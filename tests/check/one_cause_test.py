@@ -1,0 +1,129 @@
+#!/usr/bin/env python3
+"""Tests that one mistake makes one finding: breaks each value and each key of the examples in several ways,
+and looks for exactly one finding, where the mistake is. The program is the first argument.
+"""
+
+import copy
+import json
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+from hostile.texts import value_at
+from lib.checkout import EXAMPLES
+from soundness.generator import leaves
+
+LANFAB = os.path.abspath(sys.argv.pop(1))
+MARK = "@mistake@"
+# Without these, two places of the example miss something.
+TWO_CAUSES = {"bridge-wifi: wired.eth0", "tunnels: wireless", "tunnels: wireless.cell"}
+
+
+def wrong_types(value):
+    """Yields values of other types, as people write them."""
+    if isinstance(value, bool):
+        yield from (str(value).lower(), "yes" if value else "no", int(value), None, [value], "maybe", {})
+    elif isinstance(value, int):
+        yield from (str(value), value + 0.5, None, [value], True, {}, "many", 10**12)
+    elif isinstance(value, str):
+        yield from (7, None, True, {}, [], 1.5)
+    elif isinstance(value, list):
+        texts = [element for element in value if isinstance(element, str)]
+        yield from (",".join(texts) if texts else "list", value[0] if value and not texts else 7, True, {})
+    else:
+        yield from (True, "on", 7, [], [value])
+
+
+def misspellings(key):
+    """Yields a key as people mistype it."""
+    middle = len(key) // 2
+    yield key[:middle] + key[middle + 1:]
+    yield key[:middle] + key[middle] + key[middle:]
+    yield key[:middle - 1] + key[middle] + key[middle - 1] + key[middle + 1:]
+    yield key[:-1] + "x"
+    yield key.upper()
+
+
+def text_and_offset(config, replacement):
+    """Returns the text of a configuration, the mark in it replaced, and the offset of what stands there."""
+    text = json.dumps(config, indent=1, ensure_ascii=False)
+    offset = text.index(json.dumps(MARK))
+    return text.replace(json.dumps(MARK), json.dumps(replacement), 1), offset
+
+
+def mistakes(config):
+    """Yields the name, the text and the offset of each mistake in a configuration."""
+    for path in leaves(config):
+        # Of two letters no word is nearly another one.
+        *parents, key = path
+        where = ".".join(map(str, path))
+        value = value_at(config, path)
+        for wrong in wrong_types(value):
+            if isinstance(key, int) and isinstance(value, str) and not isinstance(wrong, (dict, list)):
+                continue  # in a list of names, this is a name
+            broken = copy.deepcopy(config)
+            value_at(broken, parents)[key] = MARK
+            yield f"{where}: {json.dumps(wrong)[:40]}", *text_and_offset(broken, wrong)
+        if isinstance(key, int):
+            continue
+        known = value_at(config, parents).keys()
+        for wrong in {word for word in misspellings(key) if len(word) > 2 and word not in known}:
+            broken = copy.deepcopy(config)
+            holder = value_at(broken, parents)
+            items = [(MARK if name == key else name, value) for name, value in holder.items()]
+            holder.clear()
+            holder.update(items)
+            yield f"{where}: key {wrong}", *text_and_offset(broken, wrong)
+
+
+def without(config, path):
+    """Returns the text of a configuration without the value at a path."""
+    broken = copy.deepcopy(config)
+    del value_at(broken, path[:-1])[path[-1]]
+    return json.dumps(broken)
+
+
+def checked(texts):
+    """Returns the findings about each text."""
+    with tempfile.TemporaryDirectory() as directory:
+        names = [f"{number}.json" for number in range(len(texts))]
+        for name, text in zip(names, texts):
+            pathlib.Path(directory, name).write_text(text, encoding="utf-8")
+        output = subprocess.run([LANFAB, "check", "--offline", "--format", "json", *names], cwd=directory,
+                                check=False, stdout=subprocess.PIPE, text=True).stdout
+    reports = json.loads(output)
+    assert [report["file"] for report in reports] == names
+    return [report["findings"] for report in reports]
+
+
+def location(text, offset):
+    before = text[:offset]
+    return before.count("\n") + 1, offset - before.rfind("\n")
+
+
+class OneCause(unittest.TestCase):
+    EXAMPLES = {path.parent.name: json.loads(path.read_text(encoding="utf-8"))
+                for path in sorted(EXAMPLES.glob("*/network.json"))}
+
+    def test_one_mistake_is_one_finding_where_it_is(self):
+        for example, config in self.EXAMPLES.items():
+            cases = list(mistakes(config))
+            for (name, text, offset), findings in zip(cases, checked([text for _, text, _ in cases])):
+                with self.subTest(f"{example}: {name}"):
+                    self.assertEqual([(one["line"], one["column"]) for one in findings],
+                                     [location(text, offset)], findings)
+
+    def test_a_missing_value_is_one_finding_at_most(self):
+        for example, config in self.EXAMPLES.items():
+            paths = list(leaves(config))
+            for path, findings in zip(paths, checked([without(config, path) for path in paths])):
+                name = f"{example}: " + ".".join(map(str, path))
+                with self.subTest(name):
+                    self.assertEqual(len(findings) > 1, name in TWO_CAUSES, findings)
+
+
+if __name__ == "__main__":
+    unittest.main()
