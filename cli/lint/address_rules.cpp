@@ -9,6 +9,7 @@
 #include "config/interface_queries.h"
 #include "config/lookup.h"
 #include "config/ports.h"
+#include "networkd/ethernet.h"
 #include "networkd/wwan.h"
 #include "platform/libcmd.h"
 
@@ -21,10 +22,22 @@ static void add_if_malformed(const Json::Value& object, Findings& findings) {
   findings.add(place_of(object, "ipv4"), quoted(*text) + problem);
 }
 
+// The network of the port in pass-through mode while the port is disabled: its unit is written all the same
+// once the link is up. Null when there is none.
+static const Json::Value* disabled_passthrough_network(const Site& site) {
+  if (!site.context.passthrough_enabled) return nullptr;
+  const Json::Value& port = *object_at(site.root, "wired." + site.context.passthrough_interface);
+  const PortSettings settings = read_port_settings(port);
+  return settings.is_enabled ? nullptr : settings.network;
+}
+
 void address_malformed(const Site& site, Findings& findings) {
   for (const Interface& interface : site.interfaces) {
     if (interface.unit.ipv4 && !interface.unit.is_dhcp_client) add_if_malformed(*interface.network, findings);
   }
+  const Json::Value* disabled = disabled_passthrough_network(site);
+  if (disabled != nullptr && read_passthrough_port(&site.context).address)
+    add_if_malformed(*disabled, findings);
   for (const StaticRoute& route : site.routes)
     add_if_malformed(*route.settings, findings);
 }
@@ -76,6 +89,9 @@ void netmask_out_of_range(const Site& site, Findings& findings) {
     if (is_passthrough || (!interface.unit.is_dhcp_client && interface.unit.ipv4))
       add_if_outside(*interface.network, "netmask", "netmask", 1, 32, findings);
   }
+  const Json::Value* disabled = disabled_passthrough_network(site);
+  if (disabled != nullptr && read_passthrough_port(&site.context).prefix)
+    add_if_outside(*disabled, "netmask", "netmask", 1, 32, findings);
   for (const StaticRoute& route : site.routes)
     add_if_outside(*route.settings, "netmask", "netmask", 0, 32, findings);
   // The unit of a link that is up has it, enabled or not.
