@@ -51,7 +51,8 @@ def port(network):
 
 
 def tunnels(count):
-    return json.dumps({"tunnels": {"gre": [
+    uplink = {"mode": "router", "ipv4": "192.0.2.1", "netmask": 24, "gateway": "192.0.2.254"}
+    return json.dumps({"wired": {"eth0": {"enable": True, "network": uplink}}, "tunnels": {"gre": [
         {"enable": True, "local_ip": "192.0.2.1", "remote_ip": address(number, 198),
          "tunnel_local_ip": address(4 * number + 1), "tunnel_remote_ip": address(4 * number + 2),
          "tunnel_netmask": 30} for number in range(count)]}})
@@ -164,7 +165,7 @@ class Limits(unittest.TestCase):
         lines = out.splitlines()
         self.assertEqual(len(lines), 1_000 + 1 + 1 + 1)
         self.assertEqual(lines[-2:], ["network.json: error: and 234 more [wrong-type]",
-                                      "1234 errors and 1 warning in 1 file"])
+                                      "1235 errors and 0 warnings in 1 file"])
         [report] = json.loads(self.check(text, "--offline", "--format=json")[1])
         self.assertEqual(len(report["findings"]), 1_001)
         self.assertEqual(report["unlisted"], {"wrong-type": 234})
