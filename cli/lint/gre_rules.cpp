@@ -1,5 +1,6 @@
 #include "cli/lint/gre_rules.h"
 
+#include <string_view>
 #include <unordered_map>
 
 // Calls `judge` with each enabled tunnel, also with those that a run does not reach.
@@ -24,9 +25,11 @@ void tunnel_address_malformed(const Site& site, Findings& findings) {
   for_each_tunnel(site, [&](const GreTunnel& tunnel) {
     for (const char* key : {"remote_ip", "local_ip", "tunnel_local_ip", "tunnel_remote_ip"}) {
       const std::optional<std::string> text = string_at(*tunnel.settings, key);
-      const bool is_dynamic = text == kGreDynamicAddress && std::string(key) == "local_ip";
-      if (!text || is_dynamic || parse_ipv4(*text)) continue;
-      findings.add(place_of(*tunnel.settings, key), quoted(*text) + " is not an IPv4 address");
+      const bool may_be_dynamic = std::string_view(key) == "local_ip";
+      if (!text || parse_ipv4(*text) || (may_be_dynamic && *text == kGreDynamicAddress)) continue;
+      findings.add(place_of(*tunnel.settings, key),
+                   quoted(*text) + (may_be_dynamic ? " is neither an IPv4 address nor \"dynamic\""
+                                                   : " is not an IPv4 address"));
     }
   });
 }
