@@ -1,82 +1,127 @@
 #include "reports.h"
 
 #include <algorithm>
+#include <clocale>
 #include <cstddef>
+#include <cwchar>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "check.h"
 #include "cli/lint/report.h"
-#include "json_tokens.h"
+#include "cli/lint/report_json.h"
 #include "text.h"
 
 static bool begins_with(const std::string& line, const std::string& beginning) {
   return line.compare(0, beginning.size(), beginning) == 0;
 }
 
-static bool ends_with(const std::string& line, const std::string& end) {
-  return line.size() >= end.size() && line.compare(line.size() - end.size(), end.size(), end) == 0;
+// "3:14:", in characters; nothing behind bytes that are not UTF-8.
+static std::optional<std::string> location_of(const std::string& text, std::ptrdiff_t offset) {
+  const std::string before = text.substr(0, static_cast<std::size_t>(offset));
+  const std::size_t line_begin = before.rfind('\n') + 1;
+  const auto characters = decode_utf8(before.substr(line_begin));
+  if (!characters) return std::nullopt;
+  return std::to_string(std::count(before.begin(), before.end(), '\n') + 1) + ":" +
+         std::to_string(characters->size() + 1) + ":";
 }
 
-static void check_line(const Source& source, const Finding& finding, const std::string& line) {
-  const std::string location = line_and_column(source.text, static_cast<std::size_t>(finding.offset));
-  const char* severity = finding.severity == Severity::kError ? ": error: " : ": warning: ";
-  check(begins_with(line, source.name + ":" + location + severity), "a finding has another location");
-  check(ends_with(line, " [" + finding.rule + "]"), "a finding does not name its rule");
+static void check_line(const Source& source, TextRange range, const std::string& word,
+                       const std::string& line) {
+  check(begins_with(line, source.name + ":"), "a line names another file");
+  if (const auto location = location_of(source.text, range.begin))
+    check(begins_with(line, source.name + ":" + *location + " " + word + ": "),
+          "a finding has another location");
   check(is_safe_on_terminal(line), "a finding has something that a terminal obeys");
 }
 
-static bool begins_character(char byte) {
-  return (static_cast<unsigned char>(byte) & 0xc0) != 0x80;
+// The character below which the caret stands when each takes its columns on a terminal.
+static char32_t character_above(std::size_t caret, const std::u32string& characters) {
+  std::size_t column = 0;
+  for (const char32_t character : characters) {
+    const int columns = wcwidth(static_cast<wchar_t>(character));
+    if (column == caret && columns != 0) return character;
+    check(column <= caret, "the caret is not as far as what is above it");
+    column += columns < 0 ? 1 : static_cast<std::size_t>(columns);
+  }
+  check(column == caret, "the caret is behind the line");
+  return U'\0';
 }
 
 // `shown` is a piece of a line of the text, and `pointer` has a caret under the character of the finding. An
 // asterisk stands for a character of a secret.
-static void check_excerpt(const Source& source, const Finding& finding, const std::string& shown,
+static void check_excerpt(const Source& source, TextRange range, const std::string& shown,
                           const std::string& pointer) {
+  static const bool is_utf8 = std::setlocale(LC_CTYPE, "C.UTF-8") != nullptr;
+  check(is_utf8, "the C library has no UTF-8");
   check(is_safe_on_terminal(shown), "an excerpt has something that a terminal obeys");
-  check(begins_with(shown, "    ") && begins_with(pointer, "    ") && ends_with(pointer, "^"),
+  const std::size_t caret = pointer.find_first_not_of(' ');
+  check(begins_with(shown, "    ") && caret != std::string::npos && caret >= 4 && pointer[caret] == '^' &&
+            pointer.find_first_not_of('~', caret + 1) == std::string::npos,
         "an excerpt has no caret");
-  std::size_t position = 0;
-  for (std::size_t column = 0; column + 1 < pointer.size(); ++column) {
-    check(position < shown.size() && pointer[column] == (shown[position] == '\t' ? '\t' : ' '),
-          "the caret is not as far as what is above it");
-    do {
-      ++position;
-    } while (position < shown.size() && !begins_character(shown[position]));
-  }
-  check(position < shown.size(), "the caret is behind the line");
-  check(shown[position] == source.text[static_cast<std::size_t>(finding.offset)] || shown[position] == '*',
-        "the caret is under something else");
+  const auto characters = decode_utf8(shown);
+  check(characters.has_value(), "an excerpt is not UTF-8");
+  const char32_t above = character_above(caret, *characters);
+  const auto found = static_cast<unsigned char>(source.text[static_cast<std::size_t>(range.begin)]);
+  check(above == found || above == U'*', "the caret is under something else");
+  check(pointer.size() <= 80, "an excerpt is wider than the terminal");
+}
+
+// A finding and its related locations.
+static std::vector<std::pair<TextRange, std::string>> locations_of(const Finding& finding) {
+  std::vector<std::pair<TextRange, std::string>> locations = {
+      {finding.range, finding.severity == Severity::kError ? "error" : "warning"}};
+  for (const RelatedLocation& related : finding.details.related)
+    locations.emplace_back(related.range, "note");
+  return locations;
 }
 
 void check_text_report(const Source& source, const std::vector<Finding>& findings) {
-  const std::vector<std::string> lines = lines_of(text_report(source, findings, false, false));
-  const auto counts = static_cast<std::size_t>(
-      std::count_if(findings.begin(), findings.end(), [](const Finding& one) { return one.unlisted > 0; }));
-  check(lines.size() == findings.size() + counts, "a finding is not one line");
-  const std::string report = text_report(source, findings, true, false);
-  const std::vector<std::string> excerpts = lines_of(report);
-  check(excerpts.size() == 3 * findings.size() + counts, "a finding with an excerpt is not three lines");
-  for (std::size_t i = 0; i < findings.size(); ++i) {
-    check_line(source, findings[i], lines[i]);
-    check(excerpts[3 * i] == lines[i], "an excerpt has another finding above it");
-    check_excerpt(source, findings[i], excerpts[3 * i + 1], excerpts[3 * i + 2]);
+  std::size_t counts = 0;
+  std::vector<std::pair<TextRange, std::string>> locations;
+  for (const Finding& finding : findings) {
+    for (auto& location : locations_of(finding))
+      locations.push_back(std::move(location));
+    counts += finding.unlisted > 0 ? 1 : 0;
   }
-  check(without_color(text_report(source, findings, true, true)) == report, "colors change a report");
+  const std::vector<std::string> lines = lines_of(text_report(source, findings, {false, false, 80}));
+  check(lines.size() == locations.size() + counts, "a location is not one line");
+  const std::string report = text_report(source, findings, {true, false, 80});
+  const std::vector<std::string> excerpts = lines_of(report);
+  check(excerpts.size() == 3 * locations.size() + counts, "a location with an excerpt is not three lines");
+  for (std::size_t i = 0; i < locations.size(); ++i) {
+    const auto& [range, word] = locations[i];
+    check_line(source, range, word, lines[i]);
+    check(excerpts[3 * i] == lines[i], "an excerpt has another location above it");
+    check_excerpt(source, range, excerpts[3 * i + 1], excerpts[3 * i + 2]);
+  }
+  check(without_color(text_report(source, findings, {true, true, 80})) == report, "colors change a report");
+}
+
+static void check_location(const Source& source, TextRange range, const Json::Value& entry) {
+  const auto begin = location_of(source.text, range.begin);
+  const auto end = location_of(source.text, range.end);
+  check(!begin || entry["line"].asString() + ":" + entry["column"].asString() + ":" == *begin,
+        "an entry has another location");
+  check(!end || entry["end_line"].asString() + ":" + entry["end_column"].asString() + ":" == *end,
+        "an entry has another end");
 }
 
 void check_json_report(const Source& source, const std::vector<Finding>& findings) {
-  const Json::Value report = json_report(source, findings);
+  const Json::Value report = json_report(source, {findings, {}});
   check(report["file"] == source.name, "a report does not name the file");
   check(report["findings"].size() == findings.size(), "a finding is not one entry");
   for (std::size_t i = 0; i < findings.size(); ++i) {
     const Json::Value& entry = report["findings"][static_cast<Json::ArrayIndex>(i)];
-    const std::string location = line_and_column(source.text, static_cast<std::size_t>(findings[i].offset));
-    check(entry["line"].asString() + ":" + entry["column"].asString() == location,
-          "an entry has another location");
+    check_location(source, findings[i].range, entry);
     check(entry["severity"] == (findings[i].severity == Severity::kError ? "error" : "warning"),
           "an entry has another severity");
     check(entry["rule"] == findings[i].rule, "an entry has another rule");
     check(entry["message"] == findings[i].message, "an entry has another message");
+    const auto& related = findings[i].details.related;
+    check(entry["related"].size() == related.size(), "a related location is not one entry");
+    for (std::size_t j = 0; j < related.size(); ++j)
+      check_location(source, related[j].range, entry["related"][static_cast<Json::ArrayIndex>(j)]);
   }
 }

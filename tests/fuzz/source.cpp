@@ -96,14 +96,21 @@ static void check_locations(const Source& source, const std::vector<JsonToken>& 
   }
 }
 
-// Reports a finding at every value and every key.
+static TextRange range_of(std::size_t begin, std::size_t end) {
+  return {static_cast<std::ptrdiff_t>(begin), static_cast<std::ptrdiff_t>(end)};
+}
+
+// Reports a finding at every value and every key, with the whole as a related location.
 static void check_reports(const Source& source, const std::vector<JsonToken>& tokens) {
   std::vector<Finding> findings;
+  const auto add = [&](TextRange range) {
+    FindingDetails details;
+    details.related.push_back({range_of(tokens.front().begin, tokens.front().end), "message"});
+    findings.push_back({"rule", Severity::kError, range, "message", std::move(details)});
+  };
   for (const JsonToken& token : tokens) {
-    for (const std::size_t offset : {token.key, token.begin}) {
-      if (offset != std::string::npos)
-        findings.push_back({"rule", Severity::kError, static_cast<std::ptrdiff_t>(offset), "message"});
-    }
+    if (token.key != std::string::npos) add(range_of(token.key, token.key + 1));
+    add(range_of(token.begin, token.end));
   }
   check_text_report(source, findings);
   check_json_report(source, findings);
