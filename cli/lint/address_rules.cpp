@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <unordered_set>
+#include <utility>
 
 #include "cli/lint/connected_networks.h"
 #include "cli/lint/dhcp_rules.h"
@@ -147,11 +148,25 @@ static void for_each_overlap(
   }
 }
 
+// The network of the two that has to give way, and then the other one: the later one in the file, unless it
+// is fixed and the other one is not.
+static std::pair<const ConnectedNetwork*, const ConnectedNetwork*> in_order(const ConnectedNetwork& a,
+                                                                            const ConnectedNetwork& b) {
+  const bool is_a_later = a.place->getOffsetStart() > b.place->getOffsetStart();
+  const bool is_a_first = a.is_fixed == b.is_fixed ? is_a_later : b.is_fixed;
+  return is_a_first ? std::pair(&a, &b) : std::pair(&b, &a);
+}
+
+static FindingDetails network_of(const ConnectedNetwork& network) {
+  return {{{range_of(*network.place), "the network of " + network.owner}}, {}};
+}
+
 void subnet_twice(const Site& site, Findings& findings) {
-  for_each_overlap(site, [&findings](const ConnectedNetwork& second, const ConnectedNetwork& first) {
-    if (second.subnet.prefix != first.subnet.prefix) return;
-    findings.add(*second.place, to_text(second.subnet) + " is already the network of " + first.owner,
-                 related_to(*first.place, "the network of " + first.owner));
+  for_each_overlap(site, [&findings](const ConnectedNetwork& inner, const ConnectedNetwork& outer) {
+    if (inner.subnet.prefix != outer.subnet.prefix) return;
+    const auto [second, first] = in_order(inner, outer);
+    findings.add(*second->place, to_text(second->subnet) + " is already the network of " + first->owner,
+                 network_of(*first));
   });
 }
 
@@ -162,13 +177,11 @@ void subnets_overlap(const Site& site, Findings& findings) {
     if (inner.subnet.prefix == outer.subnet.prefix) return;
     if (inner.owner == passthrough_port && over_passthrough.count(outer.owner) > 0) return;
     if (outer.owner == passthrough_port && over_passthrough.count(inner.owner) > 0) return;
-    const bool is_later = inner.place->getOffsetStart() > outer.place->getOffsetStart();
-    const ConnectedNetwork& later = is_later ? inner : outer;
-    const ConnectedNetwork& earlier = is_later ? outer : inner;
+    const auto [second, first] = in_order(inner, outer);
     findings.add(
-        *later.place,
-        to_text(later.subnet) + " overlaps " + to_text(earlier.subnet) + ", the network of " + earlier.owner,
-        related_to(*earlier.place, "the network of " + earlier.owner));
+        *second->place,
+        to_text(second->subnet) + " overlaps " + to_text(first->subnet) + ", the network of " + first->owner,
+        network_of(*first));
   });
 }
 

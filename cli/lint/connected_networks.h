@@ -16,6 +16,7 @@ struct ConnectedNetwork {
   std::string owner;  // the name of an interface or a tunnel
   Subnet subnet;
   const Json::Value* place;
+  bool is_fixed;  // the configuration can only ask for it, not change it
 };
 
 // Sorted so that each network follows those that contain it.

@@ -130,6 +130,7 @@ const std::vector<Rule>& all_rules() {
       {"wireguard-preshared-key", Severity::kError, wireguard_preshared_key},
       {"wireguard-address", Severity::kError, wireguard_address},
       {"wireguard-allowed-ips", Severity::kError, wireguard_allowed_ips},
+      {"wireguard-peer-without-networks", Severity::kError, wireguard_peer_without_networks},
       {"wireguard-endpoint", Severity::kError, wireguard_endpoint},
       {"wireguard-keep-alive", Severity::kError, wireguard_keep_alive},
       {"wireguard-peer-twice", Severity::kError, wireguard_peer_twice},

@@ -185,7 +185,7 @@ static std::optional<OwnAddress> static_address_of(const Interface& interface) {
   if (!address || !has_prefix || *interface.unit.prefix == 0) return std::nullopt;
   const std::optional<Subnet> subnet = subnet_with(*address, *interface.unit.prefix);
   if (!subnet) return std::nullopt;
-  return OwnAddress{*address, *subnet, &place_of(*interface.network, "ipv4")};
+  return OwnAddress{*address, *subnet, &place_of(*interface.network, "ipv4"), false};
 }
 
 static std::optional<OwnAddress> secondary_address_of(const NetworkContext& context,
@@ -194,7 +194,7 @@ static std::optional<OwnAddress> secondary_address_of(const NetworkContext& cont
   if (!secondary.is_wanted || secondary.pair == nullptr) return std::nullopt;
   const std::optional<Ipv4> address = parse_ipv4(secondary.pair->gateway);
   const std::optional<Subnet> subnet = subnet_with(*address, netmask_to_cidr(kSecondaryNetmask));
-  return OwnAddress{*address, *subnet, &place_of(*interface.network, "advanced.enable_secondary_ip")};
+  return OwnAddress{*address, *subnet, &place_of(*interface.network, "advanced.enable_secondary_ip"), true};
 }
 
 std::vector<OwnAddress> Site::addresses_of(const Interface& interface) const {

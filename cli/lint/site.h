@@ -58,6 +58,7 @@ struct OwnAddress {
   Ipv4 address;
   Subnet subnet;
   const Json::Value* place;
+  bool is_fixed;  // the configuration can only ask for it, not change it
 };
 
 // A static route that is enabled and on an interface that gets routes.

@@ -73,6 +73,13 @@ void wireguard_allowed_ips(const Site& site, Findings& findings) {
   });
 }
 
+void wireguard_peer_without_networks(const Site& site, Findings& findings) {
+  for_each_peer(site, [&](const WireguardPeer& peer) {
+    if (!peer.is_written() || peer.allowed_ips) return;
+    findings.add(*peer.settings, "a peer without \"allowed_ips\" sends and receives nothing");
+  });
+}
+
 // Whether a host is meant as an IPv4 address and is not one.
 static bool is_malformed_address(const std::string& host) {
   return host.find_first_not_of("0123456789.") == std::string::npos && !parse_ipv4(host);
