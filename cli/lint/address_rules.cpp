@@ -161,27 +161,37 @@ static FindingDetails network_of(const ConnectedNetwork& network) {
   return {{{range_of(*network.place), "the network of " + network.owner}}, {}};
 }
 
-void subnet_twice(const Site& site, Findings& findings) {
-  for_each_overlap(site, [&findings](const ConnectedNetwork& inner, const ConnectedNetwork& outer) {
-    if (inner.subnet.prefix != outer.subnet.prefix) return;
+// Calls `report` with each such pair of networks, the one that has to give way first.
+static void for_each_conflict(
+    const Site& site,
+    const std::function<void(const ConnectedNetwork& second, const ConnectedNetwork& first)>& report) {
+  const std::unordered_set<std::string> over_passthrough = interfaces_over_passthrough(site);
+  // What the range of one of them has a finding of its own for.
+  const auto is_reported = [&](const std::string& one, const std::string& other) {
+    return one == site.context.passthrough_interface && over_passthrough.count(other) > 0;
+  };
+  for_each_overlap(site, [&](const ConnectedNetwork& inner, const ConnectedNetwork& outer) {
+    if (is_reported(inner.owner, outer.owner) || is_reported(outer.owner, inner.owner)) return;
     const auto [second, first] = in_order(inner, outer);
-    findings.add(*second->place, to_text(second->subnet) + " is already the network of " + first->owner,
-                 network_of(*first));
+    report(*second, *first);
+  });
+}
+
+void subnet_twice(const Site& site, Findings& findings) {
+  for_each_conflict(site, [&findings](const ConnectedNetwork& second, const ConnectedNetwork& first) {
+    if (second.subnet.prefix != first.subnet.prefix) return;
+    findings.add(*second.place, to_text(second.subnet) + " is already the network of " + first.owner,
+                 network_of(first));
   });
 }
 
 void subnets_overlap(const Site& site, Findings& findings) {
-  const std::unordered_set<std::string> over_passthrough = interfaces_over_passthrough(site);
-  const std::string& passthrough_port = site.context.passthrough_interface;
-  for_each_overlap(site, [&](const ConnectedNetwork& inner, const ConnectedNetwork& outer) {
-    if (inner.subnet.prefix == outer.subnet.prefix) return;
-    if (inner.owner == passthrough_port && over_passthrough.count(outer.owner) > 0) return;
-    if (outer.owner == passthrough_port && over_passthrough.count(inner.owner) > 0) return;
-    const auto [second, first] = in_order(inner, outer);
+  for_each_conflict(site, [&findings](const ConnectedNetwork& second, const ConnectedNetwork& first) {
+    if (second.subnet.prefix == first.subnet.prefix) return;
     findings.add(
-        *second->place,
-        to_text(second->subnet) + " overlaps " + to_text(first->subnet) + ", the network of " + first->owner,
-        network_of(*first));
+        *second.place,
+        to_text(second.subnet) + " overlaps " + to_text(first.subnet) + ", the network of " + first.owner,
+        network_of(first));
   });
 }
 

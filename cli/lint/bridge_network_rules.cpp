@@ -79,14 +79,20 @@ static std::optional<SecondaryMember> find_with_address(const std::vector<Second
   return found != secondary.end() ? std::optional(*found) : std::nullopt;
 }
 
-bool is_bridge_primary_wrong(const Site& site) {
-  if (!site.context.bridge_enabled) return false;
-  if (site.find_interface(kBridgeName) == nullptr) return true;
+// Whether the bridge has no address although a member has one.
+static bool is_address_elsewhere(const Site& site) {
   return find_bridge_without_address(site) != nullptr && find_with_address(secondary_members(site));
 }
 
+bool is_bridge_primary_wrong(const Site& site) {
+  if (!site.context.bridge_enabled) return false;
+  // A member has no interface of its own.
+  const bool is_outside = site.find_interface(site.context.bridge_primary_interface) != nullptr;
+  return site.find_interface(kBridgeName) == nullptr || is_outside || is_address_elsewhere(site);
+}
+
 void bridge_primary_without_address(const Site& site, Findings& findings) {
-  if (site.find_interface(kBridgeName) == nullptr || !is_bridge_primary_wrong(site)) return;
+  if (!is_address_elsewhere(site)) return;
   const std::optional<SecondaryMember> member = find_with_address(secondary_members(site));
   findings.add(place_of(site.root, "wired.bridge.primary_interface"),
                site.context.bridge_primary_interface + " has no address, so " + kBridgeName +
@@ -95,7 +101,7 @@ void bridge_primary_without_address(const Site& site, Findings& findings) {
 }
 
 void bridge_without_address(const Site& site, Findings& findings) {
-  if (find_bridge_without_address(site) == nullptr || is_bridge_primary_wrong(site)) return;
+  if (find_bridge_without_address(site) == nullptr || is_address_elsewhere(site)) return;
   // The VLANs that the bridge carries may have addresses instead.
   const bool has_vlan =
       std::any_of(site.interfaces.begin(), site.interfaces.end(), [&site](const Interface& interface) {
@@ -148,7 +154,7 @@ static void add_ignored(const Site& site, const SecondaryMember& member, const I
 }
 
 void bridge_member_service(const Site& site, Findings& findings) {
-  if (!has_bridge_address(site)) return;
+  if (!has_bridge_address(site) || is_bridge_primary_wrong(site)) return;
   const Interface& bridge = *site.find_interface(kBridgeName);
   for (const SecondaryMember& member : secondary_members(site)) {
     if (const auto ignored = find_ignored_service(member, bridge))
@@ -157,7 +163,7 @@ void bridge_member_service(const Site& site, Findings& findings) {
 }
 
 void bridge_member_address(const Site& site, Findings& findings) {
-  if (!has_bridge_address(site)) return;
+  if (!has_bridge_address(site) || is_bridge_primary_wrong(site)) return;
   const Interface& bridge = *site.find_interface(kBridgeName);
   for (const SecondaryMember& member : secondary_members(site)) {
     if (find_ignored_service(member, bridge)) continue;

@@ -146,14 +146,30 @@ void bridge_primary_missing(const Site& site, Findings& findings) {
                "the bridge has no \"primary_interface\", whose network would be its own");
 }
 
-void bridge_primary_not_a_member(const Site& site, Findings& findings) {
+// The primary of a bridge that has members and its network, if it is not a member; nothing otherwise: what is
+// missing then has a finding of its own.
+static std::optional<std::string> find_primary_outside(const Site& site) {
   const std::optional<std::string> primary = string_at(site.root, "wired.bridge.primary_interface");
-  // A primary without a network has a finding of its own.
-  if (!site.context.bridge_enabled || !primary || site.find_interface(kBridgeName) == nullptr) return;
-  // So has a bridge without members.
-  if (members(site).empty() || interface_is_bridged(&site.context, *primary)) return;
+  if (!primary || site.find_interface(kBridgeName) == nullptr || members(site).empty()) return std::nullopt;
+  return interface_is_bridged(&site.context, *primary) ? std::nullopt : primary;
+}
+
+void bridge_primary_not_a_member(const Site& site, Findings& findings) {
+  const std::optional<std::string> primary = find_primary_outside(site);
+  const Interface* interface = primary ? site.find_interface(*primary) : nullptr;
+  if (interface == nullptr) return;
   findings.add(place_of(site.root, "wired.bridge.primary_interface"),
-               *primary + " is not a member of the bridge");
+               *primary + " is not a member of the bridge",
+               {{{range_of(place_of(*interface->network, "ipv4")),
+                  std::string("the address of ") + kBridgeName + " and " + *primary}},
+                {}});
+}
+
+void bridge_primary_disabled(const Site& site, Findings& findings) {
+  const std::optional<std::string> primary = find_primary_outside(site);
+  if (!primary || site.find_interface(*primary) != nullptr) return;
+  findings.add(place_of(site.root, "wired.bridge.primary_interface"),
+               *primary + " is neither enabled nor a member of the bridge, which has its network");
 }
 
 void bridge_primary_without_network(const Site& site, Findings& findings) {

@@ -14,4 +14,5 @@ void bridge_member_client(const Site& site, Findings& findings);
 void bridge_without_members(const Site& site, Findings& findings);
 void bridge_primary_missing(const Site& site, Findings& findings);
 void bridge_primary_not_a_member(const Site& site, Findings& findings);
+void bridge_primary_disabled(const Site& site, Findings& findings);
 void bridge_primary_without_network(const Site& site, Findings& findings);
