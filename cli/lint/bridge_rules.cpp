@@ -120,13 +120,13 @@ void bridge_member_client(const Site& site, Findings& findings) {
 }
 
 void bridge_without_members(const Site& site, Findings& findings) {
-  const Json::Value* bridge = object_at(site.root, "wired.bridge");
-  if (!site.context.bridge_enabled || bridge == nullptr) return;
-  const Json::Value* list = find_path(*bridge, "interfaces");
+  if (!site.context.bridge_enabled) return;
+  const Json::Value& bridge = *object_at(site.root, "wired.bridge");
+  const Json::Value* list = find_path(bridge, "interfaces");
   // Any other value than a list has a finding of its own.
   if (list != nullptr && !list->isArray()) return;
   if (list == nullptr || list->empty()) {
-    findings.add(place_of(*bridge, "interfaces"),
+    findings.add(place_of(bridge, "interfaces"),
                  std::string("the bridge has no members, so ") + kBridgeName + " never comes up");
   } else if (has_only_disabled_radios(site)) {
     FindingDetails details;

@@ -252,8 +252,7 @@ void range_overlap(const Site& site, Findings& findings) {
 }
 
 const Interface* find_passthrough_port(const Site& site) {
-  const Interface* port = site.find_interface(site.context.passthrough_interface);
-  return port != nullptr && is_passthrough(*port) ? port : nullptr;
+  return site.find_interface(site.context.passthrough_interface);
 }
 
 // The address of the pair of this port that the range holds; nothing when it holds neither.

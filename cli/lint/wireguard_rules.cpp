@@ -82,7 +82,7 @@ void wireguard_peer_without_networks(const Site& site, Findings& findings) {
 
 // Whether a host is meant as an IPv4 address and is not one.
 static bool is_malformed_address(const std::string& host) {
-  return host.find_first_not_of("0123456789.") == std::string::npos && !parse_ipv4(host);
+  return host.find_first_not_of("0123456789./") == std::string::npos && !parse_ipv4(host);
 }
 
 void wireguard_endpoint(const Site& site, Findings& findings) {
