@@ -158,7 +158,7 @@ static std::pair<const ConnectedNetwork*, const ConnectedNetwork*> in_order(cons
 }
 
 static FindingDetails network_of(const ConnectedNetwork& network) {
-  return {{{range_of(*network.place), "the network of " + network.owner}}, {}};
+  return related_to(*network.place, "the network of " + network.owner);
 }
 
 // Calls `report` with each such pair of networks, the one that has to give way first.
@@ -244,7 +244,7 @@ static const Interface* find_link(const Site& site, const Interface& vlan) {
 static FindingDetails mtu_details(const Interface& link) {
   const Json::Value& place = place_of(*link.network, "advanced.mtu");
   if (&place == link.network || !link.unit.mtu) return {};
-  return {{{range_of(place), "the MTU of " + link.name}}, {}};
+  return related_to(place, "the MTU of " + link.name);
 }
 
 void mtu_above_link(const Site& site, Findings& findings) {

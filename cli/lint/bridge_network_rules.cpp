@@ -97,7 +97,7 @@ void bridge_primary_without_address(const Site& site, Findings& findings) {
   findings.add(place_of(site.root, "wired.bridge.primary_interface"),
                site.context.bridge_primary_interface + " has no address, so " + kBridgeName +
                    " has none: that of " + member->name + " is ignored",
-               {{{range_of(*find_address(*member)), "the address of " + member->name}}, {}});
+               related_to(*find_address(*member), "the address of " + member->name));
 }
 
 void bridge_without_address(const Site& site, Findings& findings) {

@@ -105,7 +105,7 @@ void bridge_member_disabled(const Site& site, Findings& findings) {
     findings.add(member,
                  is_port ? name + " is disabled, but comes up again with the bridge"
                          : "the access point " + name + " is disabled, so it does not join",
-                 {{{range_of(*disabled), name + " is disabled"}}, {}});
+                 related_to(*disabled, name + " is disabled"));
   }
 }
 
@@ -115,7 +115,7 @@ void bridge_member_client(const Site& site, Findings& findings) {
     const Json::Value* client = find_client(site, name);
     if (client == nullptr) continue;
     findings.add(member, "the radio " + name + " is a Wi-Fi client, which cannot join a bridge",
-                 {{{range_of(place_of(*client, "enable")), name + " is a client"}}, {}});
+                 related_to(place_of(*client, "enable"), name + " is a client"));
   }
 }
 
@@ -160,9 +160,8 @@ void bridge_primary_not_a_member(const Site& site, Findings& findings) {
   if (interface == nullptr) return;
   findings.add(place_of(site.root, "wired.bridge.primary_interface"),
                *primary + " is not a member of the bridge",
-               {{{range_of(place_of(*interface->network, "ipv4")),
-                  std::string("the address of ") + kBridgeName + " and " + *primary}},
-                {}});
+               related_to(place_of(*interface->network, "ipv4"),
+                          std::string("the address of ") + kBridgeName + " and " + *primary));
 }
 
 void bridge_primary_disabled(const Site& site, Findings& findings) {

@@ -281,7 +281,7 @@ void range_over_passthrough(const Site& site, Findings& findings) {
   for_each_range_over_passthrough(site, [&](const Range& range, const Interface& port, Ipv4 reserved) {
     findings.add(place_of(*range.dhcp, "start"),
                  "the range holds " + to_text(reserved) + ", reserved for the fallback of " + port.name,
-                 {{{range_of(place_of(*port.network, "mode")), port.name + " is in pass-through"}}, {}});
+                 related_to(place_of(*port.network, "mode"), port.name + " is in pass-through"));
   });
 }
 

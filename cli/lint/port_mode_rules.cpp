@@ -101,7 +101,7 @@ void passthrough_netmask(const Site& site, Findings& findings) {
   findings.add(place_of(*port->network, "netmask"),
                port->name + " takes the address of the cellular gateway with a prefix length of " +
                    std::to_string(*prefix) + " instead of the link's",
-               {{{range_of(place_of(*port->network, "mode")), "automatic pass-through"}}, {}});
+               related_to(place_of(*port->network, "mode"), "automatic pass-through"));
 }
 
 void fallback_without_address(const Site& site, Findings& findings) {

@@ -22,7 +22,7 @@ static void for_each_route_inside(
 }
 
 static FindingDetails details_of(const ConnectedNetwork& network) {
-  return {{{range_of(*network.place), to_text(network.subnet) + " is the network of " + network.owner}}, {}};
+  return related_to(*network.place, to_text(network.subnet) + " is the network of " + network.owner);
 }
 
 void route_to_own_network(const Site& site, Findings& findings) {

@@ -101,10 +101,9 @@ void lease_address_unusable(const Site& site, Findings& findings) {
       } else if (!subnet->has_host(*address)) {
         findings.add(place_of(*lease.settings, "ipv4"), obstacle(*subnet, *address), interface_address);
       } else if (const Interface* port = find_fallback_of(site, *address)) {
-        findings.add(
-            place_of(*lease.settings, "ipv4"),
-            to_text(*address) + " is reserved for the fallback of " + port->name,
-            {{{range_of(place_of(*port->network, "mode")), port->name + " is in pass-through"}}, {}});
+        findings.add(place_of(*lease.settings, "ipv4"),
+                     to_text(*address) + " is reserved for the fallback of " + port->name,
+                     related_to(place_of(*port->network, "mode"), port->name + " is in pass-through"));
       }
     }
   }

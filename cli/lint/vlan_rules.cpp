@@ -60,9 +60,8 @@ void vlan_of_bridge_member(const Site& site, Findings& findings) {
     if (!is_bridge_member(&site.context, port) || port == site.context.bridge_primary_interface) return;
     findings.add(*vlan.settings,
                  "a bridge carries the VLANs of its primary member alone, and " + port + " is another",
-                 {{{range_of(place_of(site.root, "wired.bridge.primary_interface")),
-                    "the primary member is " + site.context.bridge_primary_interface}},
-                  {}});
+                 related_to(place_of(site.root, "wired.bridge.primary_interface"),
+                            "the primary member is " + site.context.bridge_primary_interface));
   });
 }
 

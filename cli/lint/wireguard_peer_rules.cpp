@@ -48,7 +48,7 @@ void wireguard_peer_twice(const Site& site, Findings& findings) {
   for (const auto& [second, first] : twice) {
     findings.add(second.place("public_key"),
                  wireguard_link_name(second.interface->index) + " already has a peer with this key",
-                 {{{range_of(first.place("public_key")), "the first peer with this key"}}, {}});
+                 related_to(first.place("public_key"), "the first peer with this key"));
   }
 }
 
@@ -61,7 +61,7 @@ void wireguard_endpoint_twice(const Site& site, Findings& findings) {
     if (is_new || first->second->settings->public_key == peer.settings->public_key) continue;
     findings.add(peer.place("endpoint"),
                  *peer.settings->endpoint + " is already that of a peer with another key",
-                 {{{range_of(first->second->place("endpoint")), "the other peer"}}, {}});
+                 related_to(first->second->place("endpoint"), "the other peer"));
   }
 }
 
@@ -109,14 +109,14 @@ void wireguard_endpoint_own(const Site& site, Findings& findings) {
     const std::optional<IpNetwork> network = parse_ip_network(peer.interface->address.value_or(""));
     if (const auto found = ipv4 ? own.find(ipv4->address) : own.end(); found != own.end()) {
       findings.add(place, to_text(ipv4->address) + " is the address of " + found->second.first + " itself",
-                   {{{range_of(*found->second.second), "the address of " + found->second.first}}, {}});
+                   related_to(*found->second.second, "the address of " + found->second.first));
     } else if (ipv4 && (ipv4->address == 0 || ipv4->address >> 24 == kLoopback)) {
       findings.add(place, to_text(ipv4->address) + " is the gateway itself");
     } else if (network && network->contains(*address)) {
       findings.add(
           place,
           "the endpoint is inside " + to_text(network->masked()) + ", the network of " + name + " itself",
-          {{{range_of(local), "the network of " + name}}, {}});
+          related_to(local, "the network of " + name));
     }
   }
 }
@@ -184,7 +184,7 @@ class PeerFindings {
 
   void add(const AllowedNetwork& network, std::string message, const Json::Value& other, std::string note) {
     if (!reported_.insert(network.peer).second) return;
-    findings_.add(network.place(), std::move(message), {{{range_of(other), std::move(note)}}, {}});
+    findings_.add(network.place(), std::move(message), related_to(other, std::move(note)));
   }
 
  private:
