@@ -3,6 +3,7 @@
 #include <net/if.h>
 
 #include <unordered_map>
+#include <unordered_set>
 
 #include "cli/lint/bridge_network_rules.h"
 #include "config/interface_queries.h"
@@ -56,12 +57,15 @@ void vlan_without_network(const Site& site, Findings& findings) {
 
 void vlan_of_bridge_member(const Site& site, Findings& findings) {
   if (is_bridge_primary_wrong(site)) return;
+  const std::string& primary = site.context.bridge_primary_interface;
+  // The VLANs of one port have one cause.
+  std::unordered_set<std::string> reported;
   for_each_vlan(site, [&](const std::string& port, const Vlan& vlan) {
-    if (!is_bridge_member(&site.context, port) || port == site.context.bridge_primary_interface) return;
+    if (!is_bridge_member(&site.context, port) || port == primary || !reported.insert(port).second) return;
     findings.add(*vlan.settings,
                  "a bridge carries the VLANs of its primary member alone, and " + port + " is another",
                  related_to(place_of(site.root, "wired.bridge.primary_interface"),
-                            "the primary member is " + site.context.bridge_primary_interface));
+                            "the primary member is " + primary));
   });
 }
 

@@ -44,13 +44,21 @@ void wireguard_preshared_key(const Site& site, Findings& findings) {
   });
 }
 
+// Why an interface cannot have the address; nothing when it can.
+static std::optional<std::string> why_unusable(const std::string& address) {
+  const std::optional<IpNetwork> network = parse_ip_network(address);
+  if (!network) return quoted(address) + " is not an address";
+  const std::optional<Subnet> subnet = network->ipv4();
+  const std::optional<Ipv4> own = parse_ipv4(address.substr(0, address.find('/')));
+  return subnet && !subnet->has_host(*own) ? std::optional(obstacle(*subnet, *own)) : std::nullopt;
+}
+
 void wireguard_address(const Site& site, Findings& findings) {
   for (const WireguardInterface& interface : site.wireguard_interfaces) {
     if (!interface.address) {
       findings.add(*interface.settings, "the interface has no address, \"local_addrs\"");
-    } else if (!is_network(*interface.address)) {
-      findings.add(place_of(*interface.settings, "local_addrs"),
-                   quoted(*interface.address) + " is not an address");
+    } else if (const std::optional<std::string> reason = why_unusable(*interface.address)) {
+      findings.add(place_of(*interface.settings, "local_addrs"), *reason);
     }
   }
 }
