@@ -100,14 +100,6 @@ void netmask_out_of_range(const Site& site, Findings& findings) {
     add_if_outside(site.root, "wireless.cell.netmask", "netmask", 1, 32, findings);
 }
 
-// The prefix length that systemd-networkd takes for an address without one: that of its class.
-static int prefix_of_class(Ipv4 address) {
-  constexpr Ipv4 kFirstOfClassB = 128;
-  constexpr Ipv4 kFirstOfClassC = 192;
-  const Ipv4 first_byte = address >> 24;
-  return first_byte < kFirstOfClassB ? 8 : first_byte < kFirstOfClassC ? 16 : 24;
-}
-
 // The interfaces with a DHCP server, which a missing netmask is reported for.
 static std::unordered_set<const Interface*> interfaces_with_servers(const Site& site) {
   std::unordered_set<const Interface*> interfaces;

@@ -2,6 +2,9 @@
 
 #include <arpa/inet.h>
 
+#include <algorithm>
+#include <iterator>
+
 std::optional<Ipv4> parse_ipv4(const std::string& text) {
   in_addr address{};
   // A text with a zero byte in it would be read up to there only.
@@ -56,4 +59,23 @@ std::optional<Subnet> subnet_with(Ipv4 address, int prefix) {
 std::optional<Subnet> parse_subnet(const std::string& address, int prefix) {
   const std::optional<Ipv4> parsed = parse_ipv4(address);
   return parsed ? subnet_with(*parsed, prefix) : std::nullopt;
+}
+
+int prefix_of_class(Ipv4 address) {
+  constexpr Ipv4 kFirstOfClassB = 128;
+  constexpr Ipv4 kFirstOfClassC = 192;
+  const Ipv4 first_byte = address >> 24;
+  return first_byte < kFirstOfClassB ? 8 : first_byte < kFirstOfClassC ? 16 : 24;
+}
+
+bool is_private(Ipv4 address) {
+  constexpr Subnet kPrivate[] = {
+      {0x0a000000, 8},   // 10.0.0.0
+      {0x64400000, 10},  // 100.64.0.0, of providers
+      {0xa9fe0000, 16},  // 169.254.0.0, of one link
+      {0xac100000, 12},  // 172.16.0.0
+      {0xc0a80000, 16},  // 192.168.0.0
+  };
+  return std::any_of(std::begin(kPrivate), std::end(kPrivate),
+                     [address](const Subnet& subnet) { return subnet.contains(address); });
 }

@@ -36,3 +36,9 @@ std::optional<Subnet> subnet_with(Ipv4 address, int prefix);
 
 // The same for the text of an address; nothing when it is not one, either.
 std::optional<Subnet> parse_subnet(const std::string& address, int prefix);
+
+// The prefix length that systemd-networkd takes for an address without one: that of its class.
+int prefix_of_class(Ipv4 address);
+
+// Whether the internet has no routes to the address.
+bool is_private(Ipv4 address);

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "cli/lint/reachability.h"
 #include "config/interface_queries.h"
 #include "config/lookup.h"
 #include "config/ports.h"
@@ -165,6 +166,11 @@ void Site::add_tunnels() {
   }
   if (const Json::Value* wireguard = object_at(root, "tunnels.wireguard"))
     wireguard_interfaces = read_wireguard_interfaces(*wireguard);
+}
+
+const Reachability& Site::reachability() const {
+  if (!reachability_) reachability_ = std::make_unique<Reachability>(*this);
+  return *reachability_;
 }
 
 const Interface* Site::find_interface(const std::string& name) const {

@@ -6,6 +6,7 @@
 
 #include <json/json.h>
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -72,6 +73,8 @@ struct StaticRoute {
   std::optional<Subnet> destination() const;
 };
 
+class Reachability;
+
 class Site {
  public:
   // Has the tree of `from` until its end, since two would be large: `from.root` is null meanwhile.
@@ -98,6 +101,9 @@ class Site {
   // The static address and the secondary one, as far as the interface gets them and they have a known subnet.
   std::vector<OwnAddress> addresses_of(const Interface& interface) const;
 
+  // Where packets go. It is made when it is first asked for.
+  const Reachability& reachability() const;
+
   // Whether "eth0" or "eth1" is an enabled LAN port, be it a member of the bridge or not.
   bool is_router_port(const std::string& name) const;
 
@@ -113,6 +119,7 @@ class Site {
 
   Source& owner_;
   std::unordered_map<std::string, const Interface*> interfaces_by_name_;
+  mutable std::unique_ptr<const Reachability> reachability_;
 };
 
 // The text in quotes, as a message names what a configuration calls something; of a long one, the beginning.

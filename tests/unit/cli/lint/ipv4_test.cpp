@@ -99,3 +99,20 @@ TEST(Subnet, TheObstacleNamesTheAddressAndTheSubnet) {
   EXPECT_EQ(obstacle(lan, address("192.168.1.255")),
             "192.168.1.255 is the broadcast address of 192.168.1.0/24");
 }
+
+TEST(Ipv4, TheClassOfAnAddressHasAPrefixLength) {
+  EXPECT_EQ(prefix_of_class(address("127.255.255.255")), 8);
+  EXPECT_EQ(prefix_of_class(address("128.0.0.0")), 16);
+  EXPECT_EQ(prefix_of_class(address("191.255.255.255")), 16);
+  EXPECT_EQ(prefix_of_class(address("192.0.0.0")), 24);
+}
+
+TEST(Ipv4, PrivateNetworksEndWhereTheInternetBegins) {
+  for (const char* text :
+       {"10.0.0.0", "10.255.255.255", "100.64.0.0", "100.127.255.255", "169.254.0.0", "169.254.255.255",
+        "172.16.0.0", "172.31.255.255", "192.168.0.0", "192.168.255.255"})
+    EXPECT_TRUE(is_private(address(text))) << text;
+  for (const char* text : {"9.255.255.255", "11.0.0.0", "100.63.255.255", "100.128.0.0", "169.253.255.255",
+                           "169.255.0.0", "172.15.255.255", "172.32.0.0", "192.167.255.255", "192.169.0.0"})
+    EXPECT_FALSE(is_private(address(text))) << text;
+}

@@ -1,0 +1,328 @@
+#include "cli/lint/reachability.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "cli/lint/ip_network.h"
+#include "cli/lint/wireguard_rules.h"
+#include "config/interface_queries.h"
+#include "config/lookup.h"
+#include "config/ports.h"
+#include "networkd/wwan.h"
+#include "networkd/wwan_static_routes.h"
+#include "util/json_path.h"
+
+constexpr Subnet kEverywhere{0, 0};
+
+Reachability::Reachability(const Site& site) {
+  add_interfaces(site);
+  add_cellular_link(site);
+  add_listed_routes(site);
+  add_tunnels(site);
+  add_wireguard(site);
+  add_disabled_ports(site);
+  add_disabled_radios(site);
+}
+
+// --- What the configuration makes
+
+void Reachability::add_own(Ipv4 address, GatewayAddress owner) {
+  own_.emplace(address, std::move(owner));
+}
+
+// Whether the second one takes the place of the first, to the same destination.
+static bool is_preferred(const Route& second, const Route& first) {
+  if (second.metric != first.metric) return second.metric < first.metric;
+  return second.destination.prefix == 0 && second.kind == Route::Kind::kTunnel &&
+         first.kind == Route::Kind::kUplink;
+}
+
+void Reachability::add_route(Route route) {
+  if (route.kind == Route::Kind::kUplink) ++uplinks_by_metric_[route.metric];
+  const auto [known, is_new] = routes_.add(route.destination, route);
+  if (!is_new && is_preferred(route, known)) known = std::move(route);
+}
+
+void Reachability::add_connected(const Route& route) {
+  connected_.add(route.destination, route);
+  add_route(route);
+}
+
+void Reachability::add_interfaces(const Site& site) {
+  for (const Interface& interface : site.interfaces) {
+    // Of two interfaces of one name, only the first can have its way.
+    if (site.find_interface(interface.name) == &interface) add_interface(site, interface);
+  }
+}
+
+// The reason that lies in the address alone.
+static std::optional<std::string> why_never_a_host(Ipv4 address) {
+  constexpr Ipv4 kLoopback = 127;
+  constexpr Ipv4 kFirstMulticast = 224;
+  const Ipv4 first_byte = address >> 24;
+  if (first_byte == kLoopback) return " is the gateway itself";
+  if (first_byte == 0 || first_byte >= kFirstMulticast) return " is not the address of a host";
+  return std::nullopt;
+}
+
+void Reachability::add_static_address(const Interface& interface) {
+  const std::optional<Ipv4> address = parse_ipv4(*interface.unit.ipv4);
+  if (!is_read(address)) return;
+  const Json::Value& place = place_of(*interface.network, "ipv4");
+  add_own(*address, {interface.name, &place});
+  if (!interface.unit.gateway && !is_private(*address) && !why_never_a_host(*address))
+    add_lost_uplink(place, interface.name + " has no \"gateway\"");
+  const bool has_prefix = interface.unit.has_prefix();
+  const std::optional<Subnet> subnet =
+      subnet_with(*address, has_prefix ? *interface.unit.prefix : prefix_of_class(*address));
+  if (!is_read(subnet)) return;
+  const Route route{Route::Kind::kConnected, *subnet, 0, interface.name, &place};
+  // A network that systemd-networkd guesses has a finding of its own: no other one is compared with it.
+  has_prefix ? add_connected(route) : add_route(route);
+}
+
+void Reachability::add_interface(const Site& site, const Interface& interface) {
+  constexpr int kDhcpMetric = 1024;
+  const NetworkUnit& unit = interface.unit;
+  has_interface_ = true;
+  if (unit.is_dhcp_client) {
+    has_dhcp_client_ = true;
+    add_route({Route::Kind::kUplink, kEverywhere, unit.metric.value_or(kDhcpMetric), interface.name,
+               &place_of(*interface.network, "protocol")});
+  } else if (unit.ipv4) {
+    add_static_address(interface);
+    // One that is malformed or leads nowhere has a finding of its own.
+    if (unit.gateway) {
+      add_route({Route::Kind::kUplink, kEverywhere, unit.metric.value_or(0), interface.name,
+                 &place_of(*interface.network, "gateway")});
+    }
+  }
+  for (const OwnAddress& own : site.addresses_of(interface)) {
+    add_own(own.address, {interface.name, own.place});
+    add_connected({Route::Kind::kConnected, own.subnet, 0, interface.name, own.place});
+  }
+}
+
+void Reachability::add_cellular_link(const Site& site) {
+  const Json::Value* cell = object_at(site.root, "wireless.cell");
+  if (cell != nullptr && !site.context.cell_enabled)
+    add_lost_uplink(place_of(*cell, "enable"), "the cellular link is disabled");
+  has_cellular_address_ = site.context.cell_enabled && !site.context.passthrough_enabled;
+  if (!site.context.cell_enabled && !site.context.passthrough_enabled) return;
+  has_interface_ = true;
+  const int metric = read_wwan_settings(&site.context).metric.value_or(0);
+  add_route({Route::Kind::kUplink, kEverywhere, metric, kCellularLink,
+             &place_of(site.root, "wireless.cell.enable")});
+}
+
+// Also those that are written nowhere: they have findings of their own.
+void Reachability::add_listed_routes(const Site& site) {
+  for (const Json::Value& settings : array_at(site.root, "static_routes")) {
+    std::string name;
+    if (!is_enabled(settings)) continue;
+    const RouteSettings route = read_route_settings(settings);
+    const std::optional<Subnet> destination =
+        route.has_destination() ? parse_subnet(*route.ipv4, *route.prefix) : std::nullopt;
+    if (!get_static_route_interface(settings, name)) is_certain_ = false;
+    if (!is_read(destination) || name.empty()) continue;
+    const std::string owner = name == kWwanRouteInterface ? kCellularLink : name;
+    add_route(
+        {Route::Kind::kListed, *destination, route.metric.value_or(0), owner, &place_of(settings, "ipv4")});
+  }
+}
+
+// Also those that a run does not reach: they have findings of their own.
+void Reachability::add_tunnels(const Site& site) {
+  int index = 0;
+  for (const Json::Value& settings : array_at(site.root, "tunnels.gre"))
+    add_tunnel(index++, settings);
+}
+
+void Reachability::add_tunnel(int index, const Json::Value& settings) {
+  const GreTunnel tunnel = read_gre_tunnel(index, settings);
+  if (!tunnel.is_enabled) return;
+  const std::string name = gre_tunnel_name(index);
+  if (const auto inner = parse_ipv4(tunnel.inner_local_ip.value_or(""))) {
+    const Json::Value& place = place_of(settings, "tunnel_local_ip");
+    add_own(*inner, {name, &place, index});
+    // A tunnel that lacks a key has no network.
+    const std::optional<Subnet> subnet = subnet_with(*inner, tunnel.has_address() ? tunnel.inner_prefix : 32);
+    if (is_read(subnet) && subnet->prefix < 32)
+      add_connected({Route::Kind::kConnected, *subnet, 0, name, &place, index});
+  }
+  for (const Json::Value& network : *tunnel.networks) {
+    const std::optional<GreRoute> route = read_gre_route(network);
+    const std::optional<Subnet> destination =
+        route ? parse_subnet(route->destination, route->prefix) : std::nullopt;
+    if (is_read(destination)) {
+      add_route({Route::Kind::kTunnel, *destination, 0, name, &place_of(network, "dest_ip"), index});
+    }
+  }
+}
+
+// Nothing for what is not a network, or one of IPv6.
+static std::optional<Subnet> parse_ipv4_network(const std::string& text) {
+  const std::optional<IpNetwork> network = parse_ip_network(text);
+  return network ? network->ipv4() : std::nullopt;
+}
+
+void Reachability::add_wireguard(const Site& site) {
+  for (const WireguardInterface& interface : site.wireguard_interfaces) {
+    const std::string name = wireguard_link_name(interface.index);
+    const Json::Value& place = place_of(*interface.settings, "local_addrs");
+    const std::string own = interface.address.value_or("");
+    if (const auto address = parse_ipv4(own.substr(0, own.find('/')))) add_own(*address, {name, &place});
+    if (const auto subnet = parse_ipv4_network(own))
+      add_connected({Route::Kind::kConnected, *subnet, 0, name, &place});
+    for (const WireguardPeer& peer : interface.peers) {
+      for (const std::string& network : trimmed_networks(peer)) {
+        if (const auto subnet = parse_ipv4_network(network)) {
+          add_route({Route::Kind::kWireguard, *subnet, 0, name, &place_of(*peer.settings, "allowed_ips")});
+        }
+      }
+    }
+  }
+}
+
+// --- What is disabled
+
+void Reachability::add_lost_uplink(const Json::Value& place, std::string reason) {
+  if (!lost_uplink_) lost_uplink_ = LostUplink{&place, std::move(reason)};
+}
+
+// The switch of an object that is not enabled; null when it is.
+static const Json::Value* open_switch(const Json::Value& settings) {
+  return is_enabled(settings) ? nullptr : &place_of(settings, "enable");
+}
+
+void Reachability::add_disabled(const std::string& name, const Json::Value& network,
+                                const Json::Value* place) {
+  const NetworkUnit unit = read_network_unit(network);
+  if (place != nullptr && (unit.is_dhcp_client || unit.default_gateway()))
+    add_lost_uplink(*place, name + " is disabled");
+  const std::optional<Ipv4> address = unit.is_dhcp_client ? std::nullopt : parse_ipv4(unit.ipv4.value_or(""));
+  if (place == nullptr || !address) return;
+  disabled_addresses_.emplace(*address, DisabledNetwork{name, *address, place});
+  const std::optional<Subnet> subnet = subnet_with(*address, unit.prefix.value_or(0));
+  if (subnet && subnet->prefix > 0) disabled_.add(*subnet, {name, *address, place});
+}
+
+void Reachability::add_disabled_ports(const Site& site) {
+  for (const EthernetPort& port : kEthernetPorts) {
+    const Json::Value* settings = object_at(site.root, std::string("wired.") + port.name);
+    const Json::Value* network = settings != nullptr ? object_at(*settings, "network") : nullptr;
+    if (network == nullptr) continue;
+    const Json::Value* switch_of_port = open_switch(*settings);
+    add_disabled(port.name, *network, switch_of_port);
+    add_disabled_vlans(port.name, *network, switch_of_port);
+  }
+}
+
+void Reachability::add_disabled_vlans(const std::string& port, const Json::Value& network,
+                                      const Json::Value* switch_of_port) {
+  const Json::Value* list = object_at(network, "advanced.vlan");
+  if (list == nullptr) return;
+  const Json::Value* outer = switch_of_port != nullptr ? switch_of_port : open_switch(*list);
+  for (const Json::Value& vlan : array_at(*list, "networks")) {
+    const std::optional<int> vid = number_at(vlan, "vid");
+    const Json::Value* own_network = object_at(vlan, "network");
+    if (!vid || own_network == nullptr) continue;
+    add_disabled(vlan_name(port.c_str(), *vid), *own_network, outer != nullptr ? outer : open_switch(vlan));
+  }
+}
+
+void Reachability::add_disabled_radios(const Site& site) {
+  for (const Radio& radio : kRadios) {
+    for (const char* role : {".ap", ".client"}) {
+      const Json::Value* settings = object_at(site.root, std::string("wireless.wifi.") + radio.name + role);
+      const Json::Value* network = settings != nullptr ? object_at(*settings, "network") : nullptr;
+      if (network != nullptr) add_disabled(radio.name, *network, open_switch(*settings));
+    }
+  }
+}
+
+// --- Queries
+
+const Route* Reachability::find(Ipv4 address) const {
+  return routes_.find(address);
+}
+
+const Route* Reachability::find_network(const Subnet& network) const {
+  return routes_.at(network);
+}
+
+const Route* Reachability::find_connected(Ipv4 address) const {
+  return connected_.find(address);
+}
+
+const Route* Reachability::find_connected_around(const Subnet& subnet) const {
+  return connected_.find(subnet.address, subnet.prefix);
+}
+
+const GatewayAddress* Reachability::find_own(Ipv4 address) const {
+  const auto found = own_.find(address);
+  return found != own_.end() ? &found->second : nullptr;
+}
+
+const DisabledNetwork* Reachability::find_disabled_address(Ipv4 address) const {
+  const auto found = disabled_addresses_.find(address);
+  return found != disabled_addresses_.end() ? &found->second : nullptr;
+}
+
+const Route* Reachability::default_route() const {
+  return routes_.at(kEverywhere);
+}
+
+bool Reachability::has_uplinks_alike(int metric) const {
+  const auto found = uplinks_by_metric_.find(metric);
+  return found != uplinks_by_metric_.end() && found->second > 1;
+}
+
+bool Reachability::may_have_other_addresses() const {
+  return has_dhcp_client_ || has_cellular_address_ || !is_certain_;
+}
+
+const std::optional<LostUplink>& Reachability::lost_uplink() const {
+  return lost_uplink_;
+}
+
+bool Reachability::is_certain() const {
+  return is_certain_;
+}
+
+void add_if_any(std::optional<Obstacle> obstacle, const Json::Value& place, Findings& findings) {
+  if (obstacle) findings.add(place, std::move(obstacle->reason), std::move(obstacle->details));
+}
+
+std::optional<Obstacle> Reachability::why_no_other_host(Ipv4 address) const {
+  if (const auto reason = why_never_a_host(address)) return Obstacle{to_text(address) + *reason, {}};
+  if (const GatewayAddress* own = find_own(address)) {
+    return Obstacle{to_text(address) + " is the gateway's own address, on " + own->owner,
+                    related_to(*own->place, "the address of " + own->owner)};
+  }
+  const Route* route = find(address);
+  if (route == nullptr || route->kind != Route::Kind::kConnected || route->destination.has_host(address))
+    return std::nullopt;
+  return Obstacle{obstacle(route->destination, address),
+                  related_to(*route->place, "the network of " + route->owner)};
+}
+
+std::optional<Obstacle> Reachability::why_unreachable(Ipv4 address) const {
+  // Nobody reaches a gateway without an interface, which has a finding of its own.
+  if (!is_certain_ || !has_interface_) return std::nullopt;
+  const Route* route = find(address);
+  if (route != nullptr && route->destination.prefix > 0) return std::nullopt;
+  // The network of a DHCP client may be the same.
+  const DisabledNetwork* disabled = has_dhcp_client_ ? nullptr : disabled_.find(address);
+  if (disabled != nullptr) {
+    return Obstacle{
+        to_text(address) + " is in the network of " + disabled->interface_name + ", which is disabled",
+        related_to(*disabled->place, disabled->interface_name + " is disabled")};
+  }
+  if (route != nullptr) return std::nullopt;
+  Obstacle obstacle{"no interface, route, or uplink leads to " + to_text(address), {}};
+  if (lost_uplink_ && !is_private(address))
+    obstacle.details = related_to(*lost_uplink_->place, lost_uplink_->reason);
+  return obstacle;
+}
