@@ -3,15 +3,7 @@
 #include <string_view>
 #include <unordered_map>
 
-// Calls `judge` with each enabled tunnel, also with those that a run does not reach.
-template <typename Judge>
-static void for_each_tunnel(const Site& site, Judge judge) {
-  int index = 0;
-  for (const Json::Value& settings : array_at(site.root, "tunnels.gre")) {
-    const GreTunnel tunnel = read_gre_tunnel(index++, settings);
-    if (tunnel.is_enabled) judge(tunnel);
-  }
-}
+#include "cli/lint/reachability.h"
 
 void tunnel_without_inner_address(const Site& site, Findings& findings) {
   for_each_tunnel(site, [&](const GreTunnel& tunnel) {
@@ -99,21 +91,90 @@ void tunnel_incoming_gateway(const Site& site, Findings& findings) {
   for_each_tunnel(site, [&](const GreTunnel& tunnel) {
     const Json::Value& settings = *tunnel.settings;
     if (!tunnel.routes_incoming) return;
+    const std::optional<Ipv4> gateway = parse_ipv4(tunnel.incoming_gateway.value_or(""));
     if (!tunnel.incoming_gateway) {
       findings.add(place_of(settings, "route_incoming"),
                    "\"route_incoming\" needs the gateway \"incoming_gre_gateway\"");
-    } else if (!parse_ipv4(*tunnel.incoming_gateway)) {
+    } else if (!gateway) {
       findings.add(place_of(settings, "incoming_gre_gateway"),
                    quoted(*tunnel.incoming_gateway) + " is not an IPv4 address");
+    } else if (gateway == parse_ipv4(tunnel.inner_remote_ip.value_or(""))) {
+      // Its findings are those of "tunnel_remote_ip".
+      return;
+    } else {
+      add_if_any(site.reachability().why_no_other_host(*gateway), place_of(settings, "incoming_gre_gateway"),
+                 findings);
     }
   });
 }
 
+bool lacks_cell(const Site& site, const GreTunnel& tunnel) {
+  return tunnel.local_ip == kGreDynamicAddress && !site.context.cell_enabled;
+}
+
 void tunnel_dynamic_without_cell(const Site& site, Findings& findings) {
-  if (site.context.cell_enabled) return;
+  for_each_tunnel(site, [&](const GreTunnel& tunnel) {
+    if (!lacks_cell(site, tunnel)) return;
+    findings.add(place_of(*tunnel.settings, "local_ip"),
+                 "\"dynamic\" is the cellular address, and the cellular link is disabled");
+  });
+}
+
+void tunnel_dynamic_in_passthrough(const Site& site, Findings& findings) {
+  if (!site.context.cell_enabled || !site.context.passthrough_enabled) return;
+  const std::string& port = site.context.passthrough_interface;
+  const Json::Value& mode = place_of(site.root, wired_network_path(port) + ".mode");
   for_each_tunnel(site, [&](const GreTunnel& tunnel) {
     if (tunnel.local_ip != kGreDynamicAddress) return;
     findings.add(place_of(*tunnel.settings, "local_ip"),
-                 "\"dynamic\" is the cellular address, and the cellular link is disabled");
+                 "\"dynamic\" is the cellular address, which belongs to the device behind " + port,
+                 related_to(mode, port + " is in pass-through"));
+  });
+}
+
+// --- The inner ends
+
+void tunnel_inner_ends_alike(const Site& site, Findings& findings) {
+  for_each_tunnel(site, [&](const GreTunnel& tunnel) {
+    const std::optional<Ipv4> local = parse_ipv4(tunnel.inner_local_ip.value_or(""));
+    if (!local || local != parse_ipv4(tunnel.inner_remote_ip.value_or(""))) return;
+    findings.add(place_of(*tunnel.settings, "tunnel_remote_ip"),
+                 to_text(*local) + " is the inner address of both ends",
+                 related_to(place_of(*tunnel.settings, "tunnel_local_ip"), "this end"));
+  });
+}
+
+void tunnel_inner_address_unusable(const Site& site, Findings& findings) {
+  for_each_tunnel(site, [&](const GreTunnel& tunnel) {
+    const std::optional<Subnet> subnet =
+        parse_subnet(tunnel.inner_local_ip.value_or(""), tunnel.inner_prefix);
+    if (!subnet || !tunnel.has_address()) return;
+    for (const char* key : {"tunnel_local_ip", "tunnel_remote_ip"}) {
+      const std::optional<Ipv4> end = parse_ipv4(string_at(*tunnel.settings, key).value_or(""));
+      if (end && subnet->contains(*end) && !subnet->has_host(*end))
+        findings.add(place_of(*tunnel.settings, key), obstacle(*subnet, *end));
+    }
+  });
+}
+
+// Whether the inner network has a finding of its own: another network overlaps it, or the address of this end
+// is not that of a host.
+static bool is_inner_network_judged(const Site& site, const GreTunnel& tunnel, const Subnet& subnet) {
+  const Route* network = site.reachability().find_network(subnet);
+  return !subnet.has_host(*parse_ipv4(*tunnel.inner_local_ip)) || network == nullptr ||
+         network->tunnel != tunnel.index || site.reachability().find_connected_around(subnet) != nullptr;
+}
+
+void tunnel_inner_remote_outside(const Site& site, Findings& findings) {
+  for_each_tunnel(site, [&](const GreTunnel& tunnel) {
+    const std::optional<Subnet> subnet =
+        parse_subnet(tunnel.inner_local_ip.value_or(""), tunnel.inner_prefix);
+    const std::optional<Ipv4> remote = parse_ipv4(tunnel.inner_remote_ip.value_or(""));
+    // A tunnel without a network of its own only needs the two addresses.
+    if (!subnet || !remote || subnet->prefix == 32 || subnet->contains(*remote)) return;
+    if (!tunnel.has_address() || is_inner_network_judged(site, tunnel, *subnet)) return;
+    findings.add(place_of(*tunnel.settings, "tunnel_remote_ip"),
+                 to_text(*remote) + " is outside " + to_text(*subnet) + ", the tunnel's inner network",
+                 related_to(place_of(*tunnel.settings, "tunnel_local_ip"), "the inner address of this end"));
   });
 }

@@ -3,12 +3,16 @@
 #include <algorithm>
 #include <cctype>
 #include <unordered_map>
+#include <utility>
 
+#include "cli/lint/gre_path_rules.h"
 #include "cli/lint/host_name.h"
+#include "cli/lint/reachability.h"
 #include "config/interface_queries.h"
 #include "config/lookup.h"
 #include "config/ports.h"
 #include "dnsmasq/hosts.h"
+#include "dnsmasq/resolv_conf.h"
 #include "networkd/wifi.h"
 
 void name_server_malformed(const Site& site, Findings& findings) {
@@ -20,12 +24,87 @@ void name_server_malformed(const Site& site, Findings& findings) {
   }
 }
 
-void name_server_none(const Site& site, Findings& findings) {
-  if (string_at(site.root, "dns.source") != "static") return;
-  for (const Json::Value& server : array_at(site.root, "dns.static")) {
-    if (!name_server_of(server).empty()) return;
+static bool names_server(const Site& site) {
+  const Json::Value& servers = array_at(site.root, "dns.static");
+  return std::any_of(servers.begin(), servers.end(),
+                     [](const Json::Value& server) { return !name_server_of(server).empty(); });
+}
+
+// Whether clients get the gateway as their name server.
+static bool serves_clients(const Site& site) {
+  return std::any_of(site.servers.begin(), site.servers.end(),
+                     [](const DhcpServer& server) { return server.is_served && !server.is_idle; });
+}
+
+// Why dnsmasq has no name server, though one is wanted; nothing when it has one, or may do without.
+static std::optional<std::string> why_no_name_server(const Site& site) {
+  if (names_server(site) || wants_link_servers(site.root)) return std::nullopt;
+  const std::optional<std::string> source = string_at(site.root, "dns.source");
+  if (source == "static") return "the source is \"static\", but \"static\" names no server";
+  if (source == "isp") {
+    return "the source is \"isp\", but the cellular link is disabled, and \"static\" names no server";
   }
-  findings.add(place_of(site.root, "dns"), "the source is \"static\", but \"static\" names no server");
+  // Without an uplink there may be no server to ask.
+  const Route* uplink = site.reachability().default_route();
+  if (source || uplink == nullptr || site.context.passthrough_enabled) return std::nullopt;
+  if (!serves_clients(site) || !site.reachability().is_certain()) return std::nullopt;
+  return "there is no name server: the clients cannot resolve names on the internet";
+}
+
+void name_server_none(const Site& site, Findings& findings) {
+  if (const auto reason = why_no_name_server(site)) findings.add(place_of(site.root, "dns"), *reason);
+}
+
+// Calls `judge` with each name server of the list that dnsmasq gets, and with its address.
+template <typename Judge>
+static void for_each_name_server(const Site& site, Judge judge) {
+  for (const Json::Value& server : array_at(site.root, "dns.static")) {
+    if (const auto address = parse_ipv4(name_server_of(server))) judge(server, *address);
+  }
+}
+
+// Whether dnsmasq, which answers at this address itself, leaves the server out.
+static bool is_ignored(const Site& site, Ipv4 address) {
+  constexpr Ipv4 kLocalhost = 0x7f000001;
+  return address == kLocalhost || site.reachability().find_own(address) != nullptr;
+}
+
+void name_server_unusable(const Site& site, Findings& findings) {
+  for_each_name_server(site, [&](const Json::Value& server, Ipv4 address) {
+    auto obstacle = site.reachability().why_no_other_host(address);
+    if (!obstacle) return;
+    findings.add(server, obstacle->reason + (is_ignored(site, address) ? ": dnsmasq ignores it" : ""),
+                 std::move(obstacle->details));
+  });
+}
+
+// Whether a tunnel or a static route already has a finding because the uplink is missing.
+static bool is_uplink_reported(const Site& site) {
+  const Json::Value& routes = array_at(site.root, "static_routes");
+  return has_tunnel_without_uplink(site) ||
+         std::any_of(routes.begin(), routes.end(), [&site](const Json::Value& route) {
+           std::string name;
+           return get_static_route_interface(route, name) && !site.gets_routes(name);
+         });
+}
+
+// Whether an uplink seems to be meant that is missing. Where nothing shows that, the gateway may be one
+// without the internet.
+static bool judges_public_servers(const Site& site) {
+  return site.reachability().lost_uplink() && !is_uplink_reported(site);
+}
+
+void name_server_unreachable(const Site& site, Findings& findings) {
+  // All servers on the internet need the same uplink, so only the first one has a finding.
+  bool judges_public = judges_public_servers(site);
+  for_each_name_server(site, [&](const Json::Value& server, Ipv4 address) {
+    if (!is_private(address) && !judges_public) return;
+    if (site.reachability().why_no_other_host(address)) return;
+    auto obstacle = site.reachability().why_unreachable(address);
+    if (!obstacle) return;
+    if (!is_private(address)) judges_public = false;
+    add_if_any(std::move(obstacle), server, findings);
+  });
 }
 
 // Calls `judge` with each entry of "hostnames", its name and its address; an empty text is missing.

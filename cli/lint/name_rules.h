@@ -7,6 +7,8 @@
 
 void name_server_malformed(const Site& site, Findings& findings);
 void name_server_none(const Site& site, Findings& findings);
+void name_server_unusable(const Site& site, Findings& findings);
+void name_server_unreachable(const Site& site, Findings& findings);
 void host_incomplete(const Site& site, Findings& findings);
 void host_address_malformed(const Site& site, Findings& findings);
 void host_name_invalid(const Site& site, Findings& findings);

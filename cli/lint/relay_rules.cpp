@@ -5,6 +5,7 @@
 #include <functional>
 
 #include "cli/lint/host_name.h"
+#include "cli/lint/reachability.h"
 #include "dnsmasq/dhcp_relay.h"
 
 namespace {
@@ -109,4 +110,39 @@ void relay_of_dhcp_client(const Site& site, Findings& findings) {
         relay.interface->name + " relays only while a DHCP server gives it " + *relay.settings.local_ip,
         related_to(place_of(*relay.settings.dhcp, "dhcp_relay.enable"), "the relay"));
   }
+}
+
+// Calls `judge` with each relay that dnsmasq gets, each of its servers that is an address, and where that is.
+static void for_each_server_address(
+    const Site& site, const std::function<void(const Relay&, Ipv4, const Json::Value&)>& judge) {
+  for (const Relay& relay : used_relays(site)) {
+    for (const char* key : kRelayServerKeys) {
+      const Json::Value& dhcp = *relay.settings.dhcp;
+      if (const auto server = parse_ipv4(read_relay_server(dhcp, key).value_or("")))
+        judge(relay, *server, place_of(dhcp, key));
+    }
+  }
+}
+
+void relay_server_unusable(const Site& site, Findings& findings) {
+  for_each_server_address(site, [&](const Relay& /*relay*/, Ipv4 server, const Json::Value& place) {
+    add_if_any(site.reachability().why_no_other_host(server), place, findings);
+  });
+}
+
+void relay_server_unreachable(const Site& site, Findings& findings) {
+  for_each_server_address(site, [&](const Relay& /*relay*/, Ipv4 server, const Json::Value& place) {
+    if (site.reachability().why_no_other_host(server)) return;
+    add_if_any(site.reachability().why_unreachable(server), place, findings);
+  });
+}
+
+void relay_server_beside_clients(const Site& site, Findings& findings) {
+  for_each_server_address(site, [&](const Relay& relay, Ipv4 server, const Json::Value& place) {
+    const Route* route = site.reachability().find(server);
+    if (site.reachability().why_no_other_host(server) || route == nullptr) return;
+    if (route->kind != Route::Kind::kConnected || route->owner != relay.interface->name) return;
+    findings.add(place, to_text(server) + " is in the network of " + route->owner + ", like its clients",
+                 related_to(*route->place, "the network of " + route->owner));
+  });
 }

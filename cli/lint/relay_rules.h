@@ -8,6 +8,9 @@
 void relay_unused(const Site& site, Findings& findings);
 void relay_without_server(const Site& site, Findings& findings);
 void relay_server_malformed(const Site& site, Findings& findings);
+void relay_server_unusable(const Site& site, Findings& findings);
+void relay_server_unreachable(const Site& site, Findings& findings);
+void relay_server_beside_clients(const Site& site, Findings& findings);
 void relay_beside_server(const Site& site, Findings& findings);
 void relay_of_dhcp_client(const Site& site, Findings& findings);
 

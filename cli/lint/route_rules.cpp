@@ -5,6 +5,7 @@
 #include <tuple>
 #include <unordered_map>
 
+#include "cli/lint/reachability.h"
 #include "config/lookup.h"
 #include "networkd/network_unit.h"
 #include "networkd/wwan.h"
@@ -127,23 +128,56 @@ void route_gateway_unusable(const Site& site, Findings& findings) {
     if (!gateway) continue;
     const auto addresses =
         route.interface != nullptr ? site.addresses_of(*route.interface) : std::vector<OwnAddress>();
-    if (const auto reason = why_unusable(addresses, *gateway))
+    if (const auto reason = why_unusable(addresses, *gateway)) {
       findings.add(place_of(*route.settings, "gateway"), *reason);
+    } else if (const GatewayAddress* own = site.reachability().find_own(*gateway)) {
+      findings.add(place_of(*route.settings, "gateway"),
+                   to_text(*gateway) + " is the gateway's own address, on " + own->owner,
+                   related_to(*own->place, "the address of " + own->owner));
+    }
   }
+}
+
+// The connected network of another interface that the gateway of a route is in; null without one.
+static const Route* network_elsewhere(const Site& site, const StaticRoute& route, Ipv4 gateway) {
+  const Route* network = site.reachability().find_connected(gateway);
+  return network != nullptr && network->owner != route.interface_name ? network : nullptr;
 }
 
 void route_gateway_outside(const Site& site, Findings& findings) {
   for (const StaticRoute& route : site.routes) {
-    // Nobody knows here the subnets of the cellular link and of a DHCP client.
-    if (route.interface == nullptr) continue;
     const std::optional<Ipv4> gateway = parse_ipv4(written_gateway_of(route).value_or(""));
-    const std::vector<OwnAddress> addresses = site.addresses_of(*route.interface);
-    if (!gateway || !has_static_subnet(*route.interface, addresses)) continue;
+    if (!gateway) continue;
+    const auto addresses =
+        route.interface != nullptr ? site.addresses_of(*route.interface) : std::vector<OwnAddress>();
     if (is_in_subnet(addresses, *gateway) || why_unusable(addresses, *gateway)) continue;
-    findings.add(place_of(*route.settings, "gateway"),
-                 to_text(*gateway) + " is outside " + to_text(addresses.front().subnet) +
-                     ", the network of " + route.interface_name,
-                 related_to(*addresses.front().place, "the address of " + route.interface_name));
+    if (site.reachability().find_own(*gateway) != nullptr) continue;
+    const Json::Value& place = place_of(*route.settings, "gateway");
+    if (const Route* network = network_elsewhere(site, route, *gateway)) {
+      findings.add(
+          place,
+          to_text(*gateway) + " is in the network of " + network->owner + ", not of " + route.interface_name,
+          related_to(*network->place, "the network of " + network->owner));
+    } else if (route.interface != nullptr && has_static_subnet(*route.interface, addresses)) {
+      // Nobody knows here the subnets of the cellular link and of a DHCP client.
+      findings.add(place,
+                   to_text(*gateway) + " is outside " + to_text(addresses.front().subnet) +
+                       ", the network of " + route.interface_name,
+                   related_to(*addresses.front().place, "the address of " + route.interface_name));
+    }
+  }
+}
+
+void route_gateway_without_address(const Site& site, Findings& findings) {
+  for (const StaticRoute& route : site.routes) {
+    if (route.interface == nullptr || !written_gateway_of(route)) continue;
+    const Interface& interface = *route.interface;
+    const bool may_have_address = interface.kind == Interface::Kind::kPassthroughPort ||
+                                  interface.unit.is_dhcp_client || interface.unit.ipv4;
+    if (may_have_address || !site.addresses_of(interface).empty()) continue;
+    findings.add(place_of(*route.settings, "interface"),
+                 interface.name + " has no address and cannot reach the gateway of the route",
+                 related_to(*interface.network, "the settings of " + interface.name));
   }
 }
 
@@ -195,6 +229,13 @@ static void add_cellular_default(const Site& site, std::vector<DefaultRoute>& ro
   routes.push_back({"the cellular link", metric, &place_of(cell, "metric")});
 }
 
+// Whether the route takes the packets of its own tunnel, too, which has a finding of its own.
+static bool is_own_way(const Site& site, const GreTunnel& tunnel) {
+  const std::optional<Ipv4> remote = parse_ipv4(tunnel.remote_ip.value_or(""));
+  const Route* way = remote ? site.reachability().find(*remote) : nullptr;
+  return way != nullptr && way->tunnel == tunnel.index;
+}
+
 static void add_listed_defaults(const Site& site, std::vector<DefaultRoute>& routes) {
   for (const StaticRoute& route : site.routes) {
     const std::optional<Subnet> destination = route.destination();
@@ -204,7 +245,7 @@ static void add_listed_defaults(const Site& site, std::vector<DefaultRoute>& rou
   for (const GreTunnel& tunnel : site.tunnels) {
     for (const Json::Value& network : *tunnel.networks) {
       const std::optional<GreRoute> route = read_gre_route(network);
-      if (route && parse_ipv4(route->destination) && route->prefix == 0)
+      if (route && parse_ipv4(route->destination) && route->prefix == 0 && !is_own_way(site, tunnel))
         routes.push_back({gre_tunnel_name(tunnel.index), 0, &network});
     }
   }

@@ -11,6 +11,7 @@ void gateway_without_address(const Site& site, Findings& findings);
 void gateway_unreachable(const Site& site, Findings& findings);
 void route_gateway_unusable(const Site& site, Findings& findings);
 void route_gateway_outside(const Site& site, Findings& findings);
+void route_gateway_without_address(const Site& site, Findings& findings);
 void route_gateway_in_passthrough(const Site& site, Findings& findings);
 void default_routes_alike(const Site& site, Findings& findings);
 void route_incomplete(const Site& site, Findings& findings);

@@ -5,6 +5,8 @@
 #include "cli/lint/bridge_network_rules.h"
 #include "cli/lint/bridge_rules.h"
 #include "cli/lint/dhcp_rules.h"
+#include "cli/lint/forwarding_rules.h"
+#include "cli/lint/gre_path_rules.h"
 #include "cli/lint/gre_rules.h"
 #include "cli/lint/name_rules.h"
 #include "cli/lint/port_mode_rules.h"
@@ -56,6 +58,9 @@ const std::vector<Rule>& all_rules() {
       {"relay-unused", Severity::kError, relay_unused},
       {"relay-without-server", Severity::kError, relay_without_server},
       {"relay-server-malformed", Severity::kError, relay_server_malformed},
+      {"relay-server-unusable", Severity::kError, relay_server_unusable},
+      {"relay-server-unreachable", Severity::kError, relay_server_unreachable},
+      {"relay-server-beside-clients", Severity::kWarning, relay_server_beside_clients},
       {"relay-beside-server", Severity::kError, relay_beside_server},
       {"relay-of-dhcp-client", Severity::kWarning, relay_of_dhcp_client},
 
@@ -76,6 +81,7 @@ const std::vector<Rule>& all_rules() {
       {"gateway-unreachable", Severity::kError, gateway_unreachable},
       {"route-gateway-unusable", Severity::kError, route_gateway_unusable},
       {"route-gateway-outside", Severity::kWarning, route_gateway_outside},
+      {"route-gateway-without-address", Severity::kError, route_gateway_without_address},
       {"route-gateway-in-passthrough", Severity::kError, route_gateway_in_passthrough},
       {"default-routes-alike", Severity::kWarning, default_routes_alike},
       {"route-without-interface", Severity::kError, route_without_interface},
@@ -84,6 +90,7 @@ const std::vector<Rule>& all_rules() {
       {"route-twice", Severity::kWarning, route_twice},
       {"route-to-own-network", Severity::kError, route_to_own_network},
       {"route-inside-network", Severity::kWarning, route_inside_network},
+      {"forwarding-off", Severity::kWarning, forwarding_off},
 
       {"port-without-network", Severity::kError, port_without_network},
       {"port-mode-missing", Severity::kError, port_mode_missing},
@@ -126,6 +133,17 @@ const std::vector<Rule>& all_rules() {
       {"tunnel-network-host-bits", Severity::kWarning, tunnel_network_host_bits},
       {"tunnel-incoming-gateway", Severity::kError, tunnel_incoming_gateway},
       {"tunnel-dynamic-without-cell", Severity::kWarning, tunnel_dynamic_without_cell},
+      {"tunnel-dynamic-in-passthrough", Severity::kError, tunnel_dynamic_in_passthrough},
+      {"tunnel-inner-ends-alike", Severity::kError, tunnel_inner_ends_alike},
+      {"tunnel-inner-address-unusable", Severity::kError, tunnel_inner_address_unusable},
+      {"tunnel-inner-remote-outside", Severity::kWarning, tunnel_inner_remote_outside},
+      {"tunnel-remote-unusable", Severity::kError, tunnel_remote_unusable},
+      {"tunnel-through-itself", Severity::kError, tunnel_through_itself},
+      {"tunnel-local-not-own", Severity::kError, tunnel_local_not_own},
+      {"tunnel-local-elsewhere", Severity::kWarning, tunnel_local_elsewhere},
+      {"tunnel-remote-unreachable", Severity::kError, tunnel_remote_unreachable},
+      {"tunnel-network-twice", Severity::kError, tunnel_network_twice},
+      {"tunnel-network-inside", Severity::kWarning, tunnel_network_inside},
 
       {"wireguard-public-key", Severity::kError, wireguard_public_key},
       {"wireguard-preshared-key", Severity::kError, wireguard_preshared_key},
@@ -133,6 +151,7 @@ const std::vector<Rule>& all_rules() {
       {"wireguard-allowed-ips", Severity::kError, wireguard_allowed_ips},
       {"wireguard-peer-without-networks", Severity::kError, wireguard_peer_without_networks},
       {"wireguard-endpoint", Severity::kError, wireguard_endpoint},
+      {"wireguard-endpoint-unreachable", Severity::kError, wireguard_endpoint_unreachable},
       {"wireguard-keep-alive", Severity::kError, wireguard_keep_alive},
       {"wireguard-peer-twice", Severity::kError, wireguard_peer_twice},
       {"wireguard-endpoint-twice", Severity::kWarning, wireguard_endpoint_twice},
@@ -142,6 +161,8 @@ const std::vector<Rule>& all_rules() {
 
       {"name-server-malformed", Severity::kError, name_server_malformed},
       {"name-server-none", Severity::kWarning, name_server_none},
+      {"name-server-unusable", Severity::kError, name_server_unusable},
+      {"name-server-unreachable", Severity::kError, name_server_unreachable},
       {"host-incomplete", Severity::kError, host_incomplete},
       {"host-address-malformed", Severity::kError, host_address_malformed},
       {"host-name-invalid", Severity::kWarning, host_name_invalid},

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "cli/lint/ip_network.h"
+#include "cli/lint/reachability.h"
 
 template <typename Judge>
 static void for_each_peer(const Site& site, Judge judge) {
@@ -109,6 +110,17 @@ void wireguard_endpoint(const Site& site, Findings& findings) {
     } else if (is_malformed_address(endpoint.substr(0, colon))) {
       findings.add(place, quoted(endpoint.substr(0, colon)) + " is not an IPv4 address");
     }
+  });
+}
+
+void wireguard_endpoint_unreachable(const Site& site, Findings& findings) {
+  for_each_peer(site, [&](const WireguardPeer& peer) {
+    const std::string endpoint = peer.endpoint.value_or("");
+    const std::optional<Ipv4> address = parse_ipv4(endpoint.substr(0, endpoint.rfind(':')));
+    if (!address) return;
+    // One that cannot be another host has a finding of its own.
+    if (site.reachability().why_no_other_host(*address)) return;
+    add_if_any(site.reachability().why_unreachable(*address), place_of(*peer.settings, "endpoint"), findings);
   });
 }
 

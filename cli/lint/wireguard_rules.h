@@ -11,6 +11,7 @@ void wireguard_address(const Site& site, Findings& findings);
 void wireguard_allowed_ips(const Site& site, Findings& findings);
 void wireguard_peer_without_networks(const Site& site, Findings& findings);
 void wireguard_endpoint(const Site& site, Findings& findings);
+void wireguard_endpoint_unreachable(const Site& site, Findings& findings);
 void wireguard_keep_alive(const Site& site, Findings& findings);
 
 // The networks behind a peer, without the blanks around each, which systemd-networkd allows.
