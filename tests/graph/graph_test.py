@@ -81,9 +81,9 @@ class Graph(unittest.TestCase):
 class LongLists(Graph):
     def test_what_a_comment_allows_is_not_marked(self):
         text = '{"dns": {"source": "ISP"} %s}'
-        for comment, is_marked in ("", True), ("// lanfab: allow name-source-unknown\n", False):
+        for comment, is_marked in ("", True), ("// lanfab: allow unknown-word\n", False):
             (self.directory / "network.json").write_text(text % comment, encoding="utf-8")
-            self.assertEqual("1 warning" in self.draw(), is_marked)
+            self.assertEqual("1 error" in self.draw(), is_marked)
 
     def test_eight_stay(self):
         self.lay(site(vlans=range(1, 9), leases=[f"192.168.1.{host}" for host in range(10, 18)]))
