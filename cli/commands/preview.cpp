@@ -192,8 +192,10 @@ static int preview(const PreviewOptions& options) {
   if (has_directory) {
     if (const auto trouble = directory.open()) return fail(*trouble);
   }
+  Source source;
+  if (const auto error = load_source(options.file, source)) return fail(*error);
   DryRun dry_run;
-  if (const auto trouble = make_dry_run(options.file, options.dry_run, dry_run)) return fail(*trouble);
+  if (const auto trouble = make_dry_run(std::move(source), options.dry_run, dry_run)) return fail(*trouble);
   DryRunResult& result = dry_run.result;
   if (has_directory) {
     if (const auto trouble = directory.write(files_of(result))) return fail(*trouble);
@@ -203,7 +205,8 @@ static int preview(const PreviewOptions& options) {
     print_json(result);
   } else {
     print_result(result, options);
-    std::fputs(printable(result.standard_error, "\t\n").c_str(), stderr);
+    const std::string& errors = result.standard_error;
+    std::fputs(printable(options.messages ? errors : without_proc_errors(errors), "\t\n").c_str(), stderr);
   }
   return result.status == 0 ? 0 : 1;
 }
@@ -219,7 +222,7 @@ Command preview_command() {
            {"-o DIRECTORY", "write the files below this directory, which must be empty", &options.directory,
             Completion::kDirectory},
            json_option(options.json),
-           {"-v", "show the messages to the system log, too", &options.messages}},
+           {"-v", "show the messages to the system log and all errors, too", &options.messages}},
           "Example: lanfab preview network.json --cell down",
           [] { return preview(options); }};
 }

@@ -1,5 +1,6 @@
 #include "cli/dry_run/dry_run.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "cli/base/subprocess.h"
@@ -48,4 +49,16 @@ std::optional<std::string> make_dry_run(Source source, const DryRunOptions& opti
   for (Message& message : result.messages)
     replace_all(message.text, kSandboxConfigurationFile, name);
   return std::nullopt;
+}
+
+std::string without_proc_errors(const std::string& standard_error) {
+  std::string rest;
+  for (std::size_t begin = 0; begin < standard_error.size();) {
+    const std::size_t end = std::min(standard_error.find('\n', begin), standard_error.size() - 1) + 1;
+    const std::string line = standard_error.substr(begin, end - begin);
+    const bool is_shell = line.compare(0, 4, "sh: ") == 0 || line.compare(0, 9, "/bin/sh: ") == 0;
+    if (!is_shell || line.find("/proc/sys/") == std::string::npos) rest += line;
+    begin = end;
+  }
+  return rest;
 }

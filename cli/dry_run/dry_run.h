@@ -31,3 +31,7 @@ std::optional<std::string> make_dry_run(const std::string& file, const DryRunOpt
 
 // The same for a configuration that has been read.
 std::optional<std::string> make_dry_run(Source source, const DryRunOptions& options, DryRun& dry_run);
+
+// Standard error of a dry run without the shell's complaints that it cannot write below /proc/sys, which the
+// sandbox does not have.
+std::string without_proc_errors(const std::string& standard_error);

@@ -58,7 +58,8 @@ class Previewer(play.Player):
             outcome = self._outcome_of_preview(before, database, directory)
         if play.watched_files() != before or play.read_system_database() != database:
             raise PreviewFailure("the preview changed a file")
-        if play.RECORDED_COMMANDS.read_text() != ASKED:
+        # Without an outcome, there was no run.
+        if play.RECORDED_COMMANDS.read_text() != ("" if isinstance(outcome, str) else ASKED):
             raise PreviewFailure(f"the preview called: {play.RECORDED_COMMANDS.read_text()}")
         play.RECORDED_COMMANDS.write_text("")
         return outcome
@@ -70,6 +71,8 @@ class Previewer(play.Player):
         done = subprocess.run([*self.programs["lanfab"], "preview", play.CONFIGURATION, *words],
                               stdin=subprocess.DEVNULL, capture_output=True, check=False, umask=umask,
                               env={**os.environ, **play.SANITIZER_OPTIONS})
+        if done.returncode == 2 and b": error: " in done.stderr:
+            return "the configuration cannot be parsed"
         if done.returncode not in (0, 1) or done.stderr:
             raise PreviewFailure(f"the preview ends with {done.returncode}: {done.stderr.decode()}")
         said = json.loads(done.stdout)

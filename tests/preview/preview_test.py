@@ -157,6 +157,13 @@ class Statuses(PreviewTest):
         self.assertEqual((status, err), (0, ""))
         self.assertTrue(out.endswith("==> standard output <==\nhello\n\nexit status 0\n"), out)
 
+    def test_errors_of_tools_that_the_sandbox_causes(self):
+        port = {"enable": True, "network": {"mode": "router", "ipv4": "192.168.1.1", "netmask": 24}}
+        configuration = self.write("network.json", json.dumps({"wired": {"eth0": port}}))
+        status, _, err = self.preview("--cell=down", configuration)
+        self.assertEqual((status, err), (0, ""))
+        self.assertIn("/proc/sys/net/ipv6/ip_forward", self.preview("-v", "--cell=down", configuration)[2])
+
     def test_failing_run(self):
         configuration = self.write("network.json", "{}")
         status, out, err = self.preview("--cell=down", "--action=wwan_apply", configuration)
@@ -217,13 +224,17 @@ class Trouble(PreviewTest):
             '{\n  "hostnames": [{"name": "a\\nb"}]\n}\n', "2:26: hostnames[0].name: control character U+000A"
         )
 
+    def unparsable(self, text):
+        self.write("mine.json", text)
+        status, out, err = self.run_command("mine.json")
+        self.assertEqual((status, out), (2, ""))
+        self.assertRegex(err, r"^mine\.json:[12]:\d+: error: ")
+
     def test_malformed_json(self):
-        self.refused('{\n  "wired" {}}\n', "2:11: Missing ':' after object member name")
+        self.unparsable('{\n  "wired" {}}\n')
 
     def test_deep_nesting(self):
-        self.refused(
-            '{"a": ' + "[" * 100_000 + "]" * 100_000 + "}", "1:1: Exceeded stackLimit in readValue()."
-        )
+        self.unparsable('{"a": ' + "[" * 100_000 + "]" * 100_000 + "}")
 
     def test_file_of_50_megabytes(self):
         self.write("mine.json", '{"a": "' + "a" * 50_000_000 + '"}')

@@ -13,7 +13,10 @@ from lib.checkout import BUILD, SandboxFailure
 # The scenarios that a preview cannot be given, and why.
 NOT_GIVEN = {
     "action_in_any_case": "the command line is none that a preview plays",
+    "configuration_broken": "the configuration cannot be parsed",
+    "configuration_empty_file": "the configuration cannot be parsed",
     "configuration_missing": "there is no configuration",
+    "configuration_not_an_object": "the configuration cannot be parsed",
     "forwarding_left_alone": "something happens while the program runs",
     "forwarding_off": "something happens while the program runs",
     "lock_waits": "something happens while the program runs",
