@@ -25,14 +25,24 @@ inline constexpr char kRoute[] = "route to ";  // and the route
 inline constexpr char kRange[] = "DHCP range";
 inline constexpr char kLeaseTime[] = "lease time";
 inline constexpr char kRelay[] = "relay to ";  // and the server
-inline constexpr char kStaticLease[] = "fixed lease";
+inline constexpr char kStaticLease[] = "static lease";
 inline constexpr char kNameServers[] = "DNS servers";
+inline constexpr char kDescription[] = "name";
 // Without a word of their own: whether an interface is there; whether its unit is that of a bridge member, of
 // a pass-through port or of neither; whether it serves DHCP; which number a tunnel has.
 inline constexpr char kPresence[] = "presence";
 inline constexpr char kKind[] = "kind";
 inline constexpr char kServer[] = "DHCP server";
 inline constexpr char kNumber[] = "number";
+// Also without one: whether the unit switches forwarding on; whether a tunnel copies the DSCP class; how
+// replies to a tunnel are routed; to which interface a VLAN is linked; whether there are tunnels; whether the
+// telnet service runs.
+inline constexpr char kForwarding[] = "forwarding";
+inline constexpr char kDscp[] = "DSCP class";
+inline constexpr char kReplies[] = "replies";
+inline constexpr char kLink[] = "link";
+inline constexpr char kTunnels[] = "tunnels";
+inline constexpr char kTelnet[] = "telnet";
 // Of a file: its blank lines, comments and headings.
 inline constexpr char kLayout[] = "layout";
 
@@ -68,13 +78,18 @@ struct InterfaceFacts {
   std::string gateway;
   std::string metric;
   std::string mtu;
-  std::string bridge;            // of which it is a member
+  std::string name_servers;  // in their order
+  std::string bridge;        // of which it is a member
+  bool is_bridge = false;
+  std::set<std::string> vlans;   // the names of those that are linked to it
   std::set<std::string> routes;  // the static ones: "10.20.0.0/16 by 192.168.2.2, metric 50"
   std::vector<RouteFacts> route_sections;
   // Of a tunnel.
+  bool is_tunnel = false;
   std::string description;
   std::string remote;
   std::string local;
+  bool copies_dscp = false;
 };
 
 inline constexpr char kDynamicAddress[] = "one by DHCP";
@@ -84,6 +99,20 @@ struct DhcpFacts {
   std::string lease_time;
 };
 
+struct ServiceCommand {
+  std::string service;
+  bool is_restart;
+};
+
+// What the commands of a run do, as far as the files do not show it.
+struct CommandFacts {
+  std::set<std::string> deleted_tunnels;
+  std::set<std::string> deleted_links;
+  std::set<std::string> switched_off;  // ports
+  std::string telnet;                  // "start" or "stop"; empty, it is left alone
+  std::vector<ServiceCommand> services;
+};
+
 struct Facts {
   std::map<std::string, InterfaceFacts> interfaces;
   std::map<std::string, DhcpFacts> servers;             // by interface
@@ -91,7 +120,13 @@ struct Facts {
   std::map<std::string, std::string> static_leases;     // addresses by MAC address
   std::map<std::string, std::string> names;             // addresses by name
   std::string name_servers;                             // in their order
-  std::set<std::string> deleted_tunnels;                // by the commands
+  std::map<std::string, std::string> reply_gateways;    // by tunnel
+  CommandFacts commands;
+  // What the next APPLY deletes: links, and routes by interface and destination.
+  std::set<std::string> links_to_delete;
+  std::set<std::pair<std::string, std::string>> configured_routes;
+  // The destinations of the routes that are added when the cellular link comes up.
+  std::set<std::string> cellular_routes;
   // By path, for each line the topics that explain it: to mention that one of them changes is to mention that
   // the line does.
   std::map<std::string, std::vector<std::set<Topic>>> topics;

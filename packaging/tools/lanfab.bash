@@ -23,6 +23,7 @@ _lanfab() {
     'diff --action') words='apply wwan_apply dnsmasq' ;;
     'diff --cell') words='up down here'; compopt -o plusdirs ;;
     'diff --program') compopt -o default ;;
+    'diff --format') words='text json' ;;
     'try --timeout') ;;
     'status --format') words='text json' ;;
     *)
@@ -35,7 +36,7 @@ _lanfab() {
         'graph '*) compopt -o default ;;
         'preview -'*) words='--action --cell --program -o --format -v -h --help' ;;
         'preview '*) compopt -o default ;;
-        'diff -'*) words='--action --cell --program -h --help' ;;
+        'diff -'*) words='--action --cell --program --summary --format -h --help' ;;
         'diff '*) compopt -o default ;;
         'schema -'*) words='-h --help' ;;
         'try -'*) words='--timeout --force -h --help' ;;

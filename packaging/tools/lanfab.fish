@@ -33,11 +33,13 @@ complete -c lanfab -n '__lanfab_is preview' -l cell -x -a "up down here (__fish_
 complete -c lanfab -n '__lanfab_is preview' -l program -r -F -d 'the cmd_lanfab to run'
 complete -c lanfab -n '__lanfab_is preview' -s o -x -a "(__fish_complete_directories)" -d 'write the files below this directory, which must be empty'
 complete -c lanfab -n '__lanfab_is preview' -l format -x -a "text json" -d 'text or json'
-complete -c lanfab -n '__lanfab_is preview' -s v -d 'show the messages to the system log, too'
+complete -c lanfab -n '__lanfab_is preview' -s v -d 'show the messages to the system log and all errors, too'
 complete -c lanfab -n '__lanfab_is preview' -F
 complete -c lanfab -n '__lanfab_is diff' -l action -x -a "apply wwan_apply dnsmasq" -d 'apply, wwan_apply or dnsmasq'
 complete -c lanfab -n '__lanfab_is diff' -l cell -x -a "up down here (__fish_complete_directories)" -d 'the cellular link'
 complete -c lanfab -n '__lanfab_is diff' -l program -r -F -d 'the cmd_lanfab to run'
+complete -c lanfab -n '__lanfab_is diff' -l summary -d 'print only the change summary and the interrupts'
+complete -c lanfab -n '__lanfab_is diff' -l format -x -a "text json" -d 'text or json'
 complete -c lanfab -n '__lanfab_is diff' -F
 complete -c lanfab -n '__lanfab_is try' -l timeout -x -d 'seconds after which the old one comes back'
 complete -c lanfab -n '__lanfab_is try' -l force -d 'try it even with errors that lanfab check finds'

@@ -26,7 +26,8 @@ static FilesByPath files_with(const Contents& contents) {
   return files;
 }
 
-static std::vector<std::string> summary_of(const Contents& before, const Contents& after) {
+static std::vector<std::string> summary_of(const Contents& before, const Contents& after,
+                                           Scope scope = Scope::kGateway) {
   FilesByPath old_files = files_with(before);
   FilesByPath new_files = files_with(after);
   std::vector<ChangedFile> changed;
@@ -39,7 +40,7 @@ static std::vector<std::string> summary_of(const Contents& before, const Content
                                           is_in(new_files) ? new_files[path].content : "");
     changed.push_back({path, diff.removed, diff.added});
   }
-  return change_summary(read_facts(old_files), read_facts(new_files), changed);
+  return change_summary(read_facts(old_files), read_facts(new_files), changed, scope);
 }
 
 // The unit of a port as cmd_lanfab writes it.
@@ -96,20 +97,23 @@ TEST(ChangeSummary, RoutesInAnotherOrderAreCounted) {
   const std::string second = "\n[Route]\nDestination = 10.30.0.0/16\n";
   EXPECT_THAT(summary_of({{"eth0", port("192.168.1.1/24", "192.168.1.0/24", first + second)}},
                          {{"eth0", port("192.168.1.1/24", "192.168.1.0/24", second + first)}}),
-              ElementsAre("4 lines differ"));
+              ElementsAre("4 lines differ in 20-eth0.network"));
 }
 
-TEST(ChangeSummary, ASettingWithoutASentenceIsCounted) {
-  EXPECT_THAT(summary_of({{"eth0", "[Network]\nDNS = 9.9.9.9\n"}}, {{"eth0", "[Network]\nDNS = 1.1.1.1\n"}}),
-              ElementsAre("2 lines differ"));
-  EXPECT_THAT(summary_of({{"eth0", "[Link]\nMTUBytes = 1400\n\n[Network]\nDNS = 9.9.9.9\n"}},
-                         {{"eth0", "[Link]\nMTUBytes = 1280\n\n[Network]\n"}}),
-              ElementsAre("eth0 changes its MTU from 1400 to 1280", "and 1 more line"));
+TEST(ChangeSummary, LinesWithoutASentenceAreCountedByFile) {
+  EXPECT_THAT(summary_of({{"eth0", "[Network]\nNTP = 9.9.9.9\n"}}, {{"eth0", "[Network]\nNTP = 1.1.1.1\n"}}),
+              ElementsAre("2 lines differ in 20-eth0.network"));
+  EXPECT_THAT(summary_of({{"eth0", "[Link]\nMTUBytes = 1400\n\n[Network]\nNTP = 9.9.9.9\n"},
+                          {"/var/run/script", "old\n"}},
+                         {{"eth0", "[Link]\nMTUBytes = 1280\n\n[Network]\n"}, {"/var/run/script", "new\n"}}),
+              ElementsAre("eth0 changes its MTU from 1400 to 1280", "and 2 more lines in script",
+                          "and 1 more line in 20-eth0.network"));
 }
 
 TEST(ChangeSummary, LayoutIsExplainedWhereAnythingElseOfItsFileIs) {
   const std::string resolver = "/var/run/resolv.conf";
-  EXPECT_THAT(summary_of({}, {{resolver, "# DNS servers\n\n"}}), ElementsAre("2 lines differ"));
+  EXPECT_THAT(summary_of({}, {{resolver, "# DNS servers\n\n"}}),
+              ElementsAre("2 lines differ in resolv.conf"));
   EXPECT_THAT(summary_of({}, {{resolver, "# DNS servers\n\nnameserver 9.9.9.9\n"}}),
               ElementsAre("the gateway gets the DNS servers 9.9.9.9"));
 }
@@ -119,7 +123,8 @@ TEST(ChangeSummary, ANewInterfaceExplainsAllOfItsUnits) {
                          {{"eth0", "[Network]\nVLAN = eth0.20\nAddress = 192.168.1.1/24\n"},
                           {"eth0.20", port("192.168.20.1/24", "192.168.20.0/24")},
                           {"/var/run/.delete_interfaces", "ip link delete dev eth0.20 type vlan\n"}}),
-              ElementsAre("eth0.20 is new"));
+              ElementsAre("eth0.20 is new: 192.168.20.1/24",
+                          "the gateway forwards packets between its networks now"));
 }
 
 TEST(ChangeSummary, AnInterfaceThatIsGoneServesNothing) {
@@ -128,43 +133,48 @@ TEST(ChangeSummary, AnInterfaceThatIsGoneServesNothing) {
                            "dhcp-range=eth0,192.168.1.100,192.168.1.199,3600\n"
                            "dhcp-option=eth0,3,192.168.1.1\n"}},
                          {{"/var/run/dnsmasq.conf", ""}}),
-              ElementsAre("eth0 is no longer set up"));
+              ElementsAre("eth0 is no longer set up, with 192.168.1.1/24 and DHCP .100 to .199",
+                          "the gateway no longer forwards packets between its networks"));
 }
 
 TEST(ChangeSummary, AnotherAddressExplainsTheOptionsThatNameIt) {
   const std::string range = "dhcp-range=eth0,192.168.1.100,192.168.1.199,3600\n";
-  EXPECT_THAT(
-      summary_of({{"eth0", port("192.168.1.1/24", "192.168.1.0/24")},
-                  {"/var/run/dnsmasq.conf", range + "dhcp-option=eth0,3,192.168.1.1\n"
-                                                    "dhcp-option=eth0,6,192.168.1.1\n"
-                                                    "dhcp-option=eth0,1,255.255.255.0\n"}},
-                 {{"eth0", port("192.168.1.2/25", "192.168.1.0/25")},
-                  {"/var/run/dnsmasq.conf", range + "dhcp-option=eth0,3,192.168.1.2\n"
-                                                    "dhcp-option=eth0,6,169.254.0.1\n"
-                                                    "dhcp-option=eth0,1,255.255.255.128\n"}}),
-      ElementsAre("eth0 changes its address from 192.168.1.1/24 to 192.168.1.2/25", "and 1 more line"));
+  EXPECT_THAT(summary_of({{"eth0", port("192.168.1.1/24", "192.168.1.0/24")},
+                          {"/var/run/dnsmasq.conf", range + "dhcp-option=eth0,3,192.168.1.1\n"
+                                                            "dhcp-option=eth0,6,192.168.1.1\n"
+                                                            "dhcp-option=eth0,1,255.255.255.0\n"}},
+                         {{"eth0", port("192.168.1.2/25", "192.168.1.0/25")},
+                          {"/var/run/dnsmasq.conf", range + "dhcp-option=eth0,3,192.168.1.2\n"
+                                                            "dhcp-option=eth0,6,169.254.0.1\n"
+                                                            "dhcp-option=eth0,1,255.255.255.128\n"}}),
+              ElementsAre("eth0 changes its address from 192.168.1.1/24 to 192.168.1.2/25",
+                          "and 1 more line in dnsmasq.conf"));
 }
 
 TEST(ChangeSummary, AMemberOfTheBridge) {
   EXPECT_THAT(summary_of({{"eth1", port("192.168.2.1/24", "192.168.2.0/24")}},
                          {{"eth1", "[Network]\nBridge = br-lan\n"}}),
-              ElementsAre("eth1 joins br-lan", "eth1 loses the address 192.168.2.1/24"));
+              ElementsAre("eth1 joins br-lan and gives up its own 192.168.2.1/24",
+                          "the gateway no longer forwards packets between its networks"));
 }
 
 TEST(ChangeSummary, ARenumberedTunnelIsComparedWithItself) {
   const std::string first = "/var/run/systemd/network/70-gre-tun1.netdev";
   const std::string second = "/var/run/systemd/network/71-gre-tun2.netdev";
-  EXPECT_THAT(summary_of({{first, tunnel("gre-tun1", "depot", "198.51.100.1")},
-                          {second, tunnel("gre-tun2", "shop", "198.51.100.2")}},
-                         {{first, tunnel("gre-tun1", "shop", "198.51.100.2", "MTUBytes = 1400\n")},
-                          {kCommands, "/sbin/ip tunnel del gre-tun2\n"}}),
-              ElementsAre("the tunnel \"shop\" to 198.51.100.2 becomes gre-tun1, it was gre-tun2",
-                          "the tunnel \"depot\" to 198.51.100.1 is removed, it was gre-tun1",
-                          "gre-tun1 gets the MTU 1400", "gre-tun2 is gone"));
+  EXPECT_THAT(
+      summary_of({{first, tunnel("gre-tun1", "depot", "198.51.100.1")},
+                  {second, tunnel("gre-tun2", "shop", "198.51.100.2")}},
+                 {{first, tunnel("gre-tun1", "shop", "198.51.100.2", "MTUBytes = 1400\n")},
+                  {kCommands, "/sbin/ip tunnel del gre-tun2\n"}}),
+      ElementsAre("the tunnel \"shop\" to 198.51.100.2 moves from gre-tun2 to gre-tun1",
+                  "the tunnel \"depot\" to 198.51.100.1 is removed; it was gre-tun1",
+                  "firewall rules and scripts that name gre-tun1 now mean another tunnel; the tunnels "
+                  "are torn down and set up again",
+                  "gre-tun1 gets the MTU 1400", "gre-tun2 is gone"));
 }
 
 TEST(ChangeSummary, CommandsAreExplainedByTheInterfacesThatTheyName) {
   EXPECT_THAT(summary_of({{"eth1", "[Network]\nBridge = br-lan\n"}, {kCommands, "telnet-init start\n"}},
                          {{kCommands, "ip link set dev eth1 down\ntelnet-init stop\n"}}),
-              ElementsAre("eth1 is no longer set up", "and 2 more lines"));
+              ElementsAre("eth1 leaves br-lan and is switched off", "the telnet service is stopped"));
 }

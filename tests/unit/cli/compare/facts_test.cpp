@@ -169,8 +169,8 @@ TEST(NameFacts, AreReadFromTheHostsAndTheResolverFile) {
 }
 
 TEST(CommandFacts, NameTheTunnelsThatTheRunDeletes) {
-  EXPECT_THAT(
-      facts_of(kCommands, "/sbin/ip tunnel del gre-tun1\n/sbin/ip link set dev eth1 down\n").deleted_tunnels,
-      ElementsAre("gre-tun1"));
-  EXPECT_THAT(facts_of("/var/run/script", "#!/bin/sh\n").deleted_tunnels, IsEmpty());
+  EXPECT_THAT(facts_of(kCommands, "/sbin/ip tunnel del gre-tun1\n/sbin/ip link set dev eth1 down\n")
+                  .commands.deleted_tunnels,
+              ElementsAre("gre-tun1"));
+  EXPECT_THAT(facts_of("/var/run/script", "#!/bin/sh\n").commands.deleted_tunnels, IsEmpty());
 }

@@ -1,0 +1,15 @@
+#pragma once
+
+// Hosts that get other addresses.
+
+#include <string>
+#include <vector>
+
+#include "cli/compare/facts.h"
+
+struct HostMove {
+  std::string subject;  // the interface that they are behind, or a MAC address
+  std::string sentence;
+};
+
+std::vector<HostMove> find_host_moves(const Facts& before, const Facts& after);

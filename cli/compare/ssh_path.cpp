@@ -1,0 +1,74 @@
+#include "cli/compare/ssh_path.h"
+
+#include <vector>
+
+#include "cli/compare/fields.h"
+#include "cli/compare/routing.h"
+#include "cli/compare/sentences.h"
+
+namespace {
+
+class SshPath {
+ public:
+  SshPath(std::string client, std::string server, Ipv4 client_address)
+      : client_(std::move(client)), server_(std::move(server)), client_address_(client_address) {}
+
+  std::string describe(const Facts& before, const Facts& after, const std::set<std::string>& replaced) const {
+    const std::string interface = interface_of_server(before);
+    if (interface.empty())
+      return "it is not known whether " + name() + " breaks: " + server_ +
+             " is not an address of the gateway";
+    const std::string way = way_back(before);
+    const std::string now = interface_of_server(after, interface);
+    if (now.empty()) return name() + " breaks: " + interface + " no longer has the address " + server_;
+    if (now != interface)
+      return name() + " is interrupted: the address moves from " + interface + " to " + now;
+    const std::string new_way = way_back(after);
+    if (new_way.empty() && !way.empty()) return name() + " breaks: no route leads back to " + client_;
+    if (new_way != way)
+      return name() + " may break: the route back to " + client_ + " changes from " + way + " to " + new_way;
+    for (const std::string& link : {interface, way.substr(0, way.find(' '))})
+      if (replaced.count(link) != 0)
+        return name() + " is interrupted: " + link + " is deleted and set up again";
+    return name() + " is not affected";
+  }
+
+ private:
+  std::string name() const {
+    return "your SSH connection from " + client_ + " to " + server_;
+  }
+
+  // An address that no unit has may be that of a DHCP client: the one that the replies leave by.
+  std::string interface_of_server(const Facts& facts, const std::string& former = "") const {
+    const std::string owner = interface_with_address(facts, server_);
+    if (!owner.empty()) return owner;
+    if (!former.empty()) return is_dynamic(facts, former) ? former : std::string();
+    const auto route = find_route(routes_of(facts), client_address_);
+    return route && is_dynamic(facts, route->interface) ? route->interface : std::string();
+  }
+
+  static bool is_dynamic(const Facts& facts, const std::string& name) {
+    return value_at(facts.interfaces, name).address == kDynamicAddress;
+  }
+
+  std::string way_back(const Facts& facts) const {
+    const auto route = find_route(routes_of(facts), client_address_);
+    return route ? hop_of(*route) : std::string();
+  }
+
+  std::string client_;
+  std::string server_;
+  Ipv4 client_address_;
+};
+
+}  // namespace
+
+std::optional<std::string> describe_ssh_path(const std::string& connection, const Facts& before,
+                                             const Facts& after, const std::set<std::string>& replaced) {
+  const std::vector<std::string> words = words_of(connection);
+  if (words.size() != 4) return std::nullopt;
+  const std::optional<Ipv4> client = parse_ipv4(words[0]);
+  if (client && parse_ipv4(words[2]))
+    return SshPath(words[0], words[2], *client).describe(before, after, replaced);
+  return "it is not known whether your SSH connection from " + words[0] + " breaks: it does not use IPv4";
+}

@@ -1,0 +1,104 @@
+#include "cli/compare/tunnel_changes.h"
+
+#include <functional>
+#include <vector>
+
+#include "cli/compare/fields.h"
+
+namespace {
+
+// What a tunnel can be recognized by; empty, it cannot.
+using Mark = std::function<std::string(const std::string& name, const InterfaceFacts& tunnel)>;
+
+class TunnelMatcher {
+ public:
+  TunnelMatcher(const Facts& before, const Facts& after) : before_(before), after_(after) {}
+
+  // The strictest mark comes first: a tunnel that stays where it is, then one that moves as it is.
+  std::map<std::string, std::string> match() {
+    const auto title = [](const InterfaceFacts& tunnel) { return tunnel.description + "\n" + tunnel.remote; };
+    match_by([&](const std::string& name, const InterfaceFacts& tunnel) { return name + title(tunnel); });
+    match_by([&](const std::string&, const InterfaceFacts& tunnel) {
+      return title(tunnel) + "\n" + tunnel.address;
+    });
+    match_by([&](const std::string&, const InterfaceFacts& tunnel) { return title(tunnel); });
+    const std::vector<std::string InterfaceFacts::*> settings = {
+        &InterfaceFacts::remote, &InterfaceFacts::address, &InterfaceFacts::description};
+    for (const auto setting : settings)
+      match_by([=](const std::string& name, const InterfaceFacts& tunnel) {
+        return (tunnel.*setting).empty() ? "" : name + "\n" + tunnel.*setting;
+      });
+    for (const auto setting : settings)
+      match_by([=](const std::string&, const InterfaceFacts& tunnel) { return tunnel.*setting; });
+    return former_names_;
+  }
+
+ private:
+  // Those with this mark that are not matched yet. Of two with one mark none can be told from the other.
+  std::map<std::string, std::string> names_by(const Mark& mark, const Facts& facts, bool is_before) const {
+    std::map<std::string, std::string> names;
+    for (const auto& [name, interface] : facts.interfaces) {
+      const bool is_matched = is_before ? taken_.count(name) != 0 : former_names_.count(name) != 0;
+      if (!interface.is_tunnel || is_matched) continue;
+      const std::string text = mark(name, interface);
+      if (text.empty()) continue;
+      const auto [found, is_new] = names.emplace(text, name);
+      if (!is_new) found->second.clear();
+    }
+    return names;
+  }
+
+  void match_by(const Mark& mark) {
+    const auto before = names_by(mark, before_, true);
+    for (const auto& [text, name] : names_by(mark, after_, false)) {
+      const std::string former = value_at(before, text);
+      if (former.empty() || name.empty()) continue;
+      former_names_[name] = former;
+      taken_.insert(former);
+    }
+  }
+
+  const Facts& before_;
+  const Facts& after_;
+  std::map<std::string, std::string> former_names_;
+  std::set<std::string> taken_;
+};
+
+}  // namespace
+
+std::map<std::string, std::string> match_tunnels(const Facts& before, const Facts& after) {
+  return TunnelMatcher(before, after).match();
+}
+
+static std::string title_of(const InterfaceFacts& tunnel) {
+  std::string title = "the tunnel";
+  if (!tunnel.description.empty()) title += " \"" + tunnel.description + "\"";
+  return tunnel.remote.empty() ? title : title + " to " + tunnel.remote;
+}
+
+void describe_moved_tunnels(const Facts& before, const Facts& after,
+                            const std::map<std::string, std::string>& former_names, Sentences& sentences) {
+  std::vector<std::string> reused;  // the names that mean another tunnel now
+  for (const auto& [name, former] : former_names) {
+    if (name == former) continue;
+    sentences.say(name, what::kNumber,
+                  title_of(after.interfaces.at(name)) + " moves from " + former + " to " + name);
+    sentences.say(name, what::kPresence, "");
+  }
+  std::set<std::string> kept;
+  for (const auto& [name, former] : former_names)
+    kept.insert(former);
+  for (const auto& [name, tunnel] : before.interfaces) {
+    const auto there = after.interfaces.find(name);
+    if (!tunnel.is_tunnel || there == after.interfaces.end()) continue;
+    if (value_at(former_names, name) == name) continue;
+    reused.push_back(name);
+    if (kept.count(name) == 0)
+      sentences.say(name, what::kNumber, title_of(tunnel) + " is removed; it was " + name);
+  }
+  if (reused.empty()) return;
+  const bool is_one = reused.size() == 1;
+  sentences.add("firewall rules and scripts that name " + enumeration(reused) + " now mean " +
+                (is_one ? "another tunnel" : "other tunnels") +
+                "; the tunnels are torn down and set up again");
+}
