@@ -77,7 +77,7 @@ class InterruptFinder {
   void add_lost_address(const std::string& name, const std::string& address) {
     if (!parse_ipv4(address)) return;
     const std::string owner = interface_with_address(after_, address);
-    const bool is_moved_tunnel = !owner.empty() && replaced_.count(owner) != 0;
+    const bool is_moved_tunnel = value_at(after_.interfaces, owner).is_tunnel;
     if (owner == name || is_moved_tunnel) return;
     const bool is_left = after_.interfaces.count(name) == 0 && gone_.count(name) == 0;
     if (!owner.empty()) {

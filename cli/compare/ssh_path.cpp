@@ -14,23 +14,12 @@ class SshPath {
       : client_(std::move(client)), server_(std::move(server)), client_address_(client_address) {}
 
   std::string describe(const Facts& before, const Facts& after, const std::set<std::string>& replaced) const {
-    const std::string interface = interface_of_server(before);
-    if (interface.empty())
-      return "it is not known whether " + name() + " breaks: " + server_ +
-             " is not an address of the gateway";
-    const std::string way = way_back(before);
-    const std::string now = interface_of_server(after, interface);
-    if (now.empty()) return name() + " breaks: " + interface + " no longer has the address " + server_;
-    if (now != interface)
-      return name() + " is interrupted: the address moves from " + interface + " to " + now;
-    const std::string new_way = way_back(after);
-    if (new_way.empty() && !way.empty()) return name() + " breaks: no route leads back to " + client_;
-    if (new_way != way)
-      return name() + " may break: the route back to " + client_ + " changes from " + way + " to " + new_way;
-    for (const std::string& link : {interface, way.substr(0, way.find(' '))})
-      if (replaced.count(link) != 0)
-        return name() + " is interrupted: " + link + " is deleted and set up again";
-    return name() + " is not affected";
+    const std::string owner = interface_with_address(before, server_);
+    const std::string interface = owner.empty() ? dynamic_interface(before) : owner;
+    if (interface.empty()) return name() + " is not to an address of the gateway";
+    if (!owner.empty()) return name() + change(interface, before, after, replaced);
+    return name() + ", if that is the address of " + interface + " by DHCP," +
+           change(interface, before, after, replaced);
   }
 
  private:
@@ -38,11 +27,25 @@ class SshPath {
     return "your SSH connection from " + client_ + " to " + server_;
   }
 
-  // An address that no unit has may be that of a DHCP client: the one that the replies leave by.
-  std::string interface_of_server(const Facts& facts, const std::string& former = "") const {
-    const std::string owner = interface_with_address(facts, server_);
-    if (!owner.empty()) return owner;
-    if (!former.empty()) return is_dynamic(facts, former) ? former : std::string();
+  std::string change(const std::string& interface, const Facts& before, const Facts& after,
+                     const std::set<std::string>& replaced) const {
+    const std::string owner = interface_with_address(after, server_);
+    const bool is_kept = owner == interface ||
+                         (owner.empty() && is_dynamic(before, interface) && is_dynamic(after, interface));
+    if (!is_kept && owner.empty()) return " breaks: " + interface + " no longer has the address " + server_;
+    if (!is_kept) return " is interrupted: the address moves from " + interface + " to " + owner;
+    const std::string way = way_back(before);
+    const std::string new_way = way_back(after);
+    if (new_way.empty() && !way.empty()) return " breaks: no route leads back to " + client_;
+    if (new_way != way)
+      return " may break: the route back to " + client_ + " changes from " + way + " to " + new_way;
+    for (const std::string& link : {interface, way.substr(0, way.find(' '))})
+      if (replaced.count(link) != 0) return " is interrupted: " + link + " is deleted and set up again";
+    return " is not affected";
+  }
+
+  // An address that no unit has may be that of the DHCP client by which the replies leave.
+  std::string dynamic_interface(const Facts& facts) const {
     const auto route = find_route(routes_of(facts), client_address_);
     return route && is_dynamic(facts, route->interface) ? route->interface : std::string();
   }
@@ -70,5 +73,5 @@ std::optional<std::string> describe_ssh_path(const std::string& connection, cons
   const std::optional<Ipv4> client = parse_ipv4(words[0]);
   if (client && parse_ipv4(words[2]))
     return SshPath(words[0], words[2], *client).describe(before, after, replaced);
-  return "it is not known whether your SSH connection from " + words[0] + " breaks: it does not use IPv4";
+  return "could not determine whether your SSH connection from " + words[0] + " breaks: it does not use IPv4";
 }

@@ -11,9 +11,10 @@ COMMANDS = re.compile("^--- commands$", re.MULTILINE)
 
 def differences(words, text, programs, directory):
     """Returns how the patched files of the old configuration differ from those of the new one, "" if they do
-    not, or if `words`, the arguments of `lanfab diff`, do not name two configurations."""
+    not, or if `words`, the arguments of `lanfab diff`, do not name two configurations or ask for another
+    output."""
     configurations = [word for word in words if word.endswith(".json")]
-    if len(configurations) != 2:
+    if len(configurations) != 2 or {"--summary", "--format=json"} & set(words):
         return ""
     options = [word for word in words if word not in configurations]
     old, new = (_previewed(name, options, programs, directory) for name in configurations)
