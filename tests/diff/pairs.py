@@ -176,6 +176,9 @@ def is_said_otherwise(line, sentences):
     if table := re.match(r"/usr/bin/route_table_(?:flush|add) (\d+)", line):
         name = f"gre-tun{int(table[1]) - 307}"
         return any(name in re.split(r"[ ,;:]+", sentence) for sentence in sentences)
+    # A bridge has the number of a VLAN in one line, and its name in another.
+    if vlan := re.fullmatch(r"VLAN = (\d+)", line):
+        return any(re.match(rf"\S+\.{vlan[1]} is ", sentence) for sentence in sentences)
     # The port's own address, in front of the range of a pass-through port.
     if line.startswith("dhcp-host="):
         return any("DHCP" in sentence or "pass-through" in sentence for sentence in sentences)
