@@ -23,13 +23,6 @@ static void replace_all(std::string& text, const std::string& from, const std::s
     text.replace(at, from.size(), to);
 }
 
-std::optional<std::string> make_dry_run(const std::string& file, const DryRunOptions& options,
-                                        DryRun& dry_run) {
-  Source source;
-  if (auto trouble = read_source(file, source)) return trouble;
-  return make_dry_run(std::move(source), options, dry_run);
-}
-
 std::optional<std::string> make_dry_run(Source source, const DryRunOptions& options, DryRun& dry_run) {
   dry_run.source = std::move(source);
   if (auto trouble = allow_open_files()) return "lanfab: " + *trouble;

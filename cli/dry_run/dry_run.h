@@ -25,11 +25,7 @@ struct DryRun {
 // along PATH.
 std::optional<std::string> find_program();
 
-// Runs the configuration in a sandbox. Returns nothing, or why there is no result.
-std::optional<std::string> make_dry_run(const std::string& file, const DryRunOptions& options,
-                                        DryRun& dry_run);
-
-// The same for a configuration that has been read.
+// Runs a configuration that has been read in a sandbox. Returns nothing, or why there is no result.
 std::optional<std::string> make_dry_run(Source source, const DryRunOptions& options, DryRun& dry_run);
 
 // Standard error of a dry run without the shell's complaints that it cannot write below /proc/sys, which the

@@ -178,3 +178,90 @@ TEST(ChangeSummary, CommandsAreExplainedByTheInterfacesThatTheyName) {
                          {{kCommands, "ip link set dev eth1 down\ntelnet-init stop\n"}}),
               ElementsAre("eth1 leaves br-lan and is switched off", "the telnet service is stopped"));
 }
+
+TEST(ChangeSummary, OneInterfaceForwardsForAll) {
+  const std::string eth1 = port("192.168.2.1/24", "192.168.2.0/24");
+  const std::string silent = "[Network]\nAddress = 192.168.1.1/24\n";
+  const std::string loud = "[Network]\nAddress = 192.168.1.1/24\nIPForward = yes\n";
+  EXPECT_THAT(summary_of({{"eth0", loud}, {"eth1", eth1}}, {{"eth0", silent}, {"eth1", eth1}}),
+              ElementsAre("eth0 no longer switches forwarding on; other interfaces still do"));
+  EXPECT_THAT(summary_of({{"eth0", silent}, {"eth1", eth1}}, {{"eth0", loud}, {"eth1", eth1}}),
+              ElementsAre("eth0 switches forwarding on, as other interfaces do"));
+  EXPECT_THAT(summary_of({{"eth0", silent}}, {{"eth0", loud}}),
+              ElementsAre("the gateway forwards packets between its networks now"));
+}
+
+TEST(ChangeSummary, ARouteThatNoUnitHasIsWithoutEffect) {
+  const std::string script = "/var/run/.delete_static_routes";
+  const Contents before = {{"eth0", "[Network]\nBridge = br-lan\n"},
+                           {"eth1", "[Network]\nAddress = 10.64.1.1/30\nIPv4ProxyARP = yes\n"},
+                           {"gre-tun1", "[Network]\nAddress = 10.255.1.2/30\n"},
+                           {script, "#!/bin/sh\n"}};
+  const std::vector<std::pair<const char*, const char*>> cases = {
+      {"eth0", "eth0 is a member of br-lan"},
+      {"eth1", "eth1 is in pass-through"},
+      {"gre-tun1", "gre-tun1 takes no static routes"},
+      {"wlan0", "wlan0 is not set up"}};
+  for (const auto& [interface, obstacle] : cases) {
+    Contents after = before;
+    after[script] += std::string("/sbin/ip route del 10.0.0.0/8 dev ") + interface + " 2>/dev/null\n";
+    const std::string route = std::string("the route to 10.0.0.0/8 on ") + interface;
+    EXPECT_THAT(summary_of(before, after), ElementsAre(route + " has no effect: " + obstacle));
+    EXPECT_THAT(summary_of(after, before), ElementsAre(route + " is removed; it had no effect: " + obstacle));
+  }
+}
+
+// The script lists what the unit already has.
+TEST(ChangeSummary, ARouteThatAUnitHasIsNotWithoutEffect) {
+  const std::string unit = port("192.168.1.1/24", "192.168.1.0/24", "\n[Route]\nDestination = 10.0.0.0/8\n");
+  const std::string script = "/var/run/.delete_static_routes";
+  EXPECT_THAT(summary_of({{"eth0", unit}, {script, "#!/bin/sh\n"}},
+                         {{"eth0", unit}, {script, "#!/bin/sh\n/sbin/ip route del 10.0.0.0/8 dev eth0\n"}}),
+              ElementsAre("1 line differs in .delete_static_routes"));
+}
+
+TEST(ChangeSummary, ARelayComesAndGoesWithItsInterface) {
+  const Contents without = {{"/var/run/dnsmasq.conf", ""}};
+  const Contents with = {
+      {"eth1", "[Network]\nAddress = 192.168.2.1/24\n"},
+      {"/var/run/dnsmasq.conf", "# DHCP relay on eth1\ndhcp-relay=192.168.2.1,10.1.1.1\n"}};
+  EXPECT_THAT(summary_of(without, with), ElementsAre("eth1 is new: 192.168.2.1/24, DHCP relay to 10.1.1.1"));
+  EXPECT_THAT(summary_of(with, without),
+              ElementsAre("eth1 is no longer set up, with 192.168.2.1/24 and DHCP relay to 10.1.1.1"));
+}
+
+TEST(ChangeSummary, AVlanIsLinkedToItsPort) {
+  const Contents unlinked = {{"br-lan", "[Network]\nAddress = 10.0.0.1/8\n"}, {"eth0.20", "[Network]\n"}};
+  const Contents linked = {
+      {"br-lan", "[Network]\nVLAN = eth0.20\nAddress = 10.0.0.1/8\n\n[BridgeVLAN]\nVLAN = 20\n"},
+      {"eth0.20", "[Network]\n"}};
+  EXPECT_THAT(summary_of(unlinked, linked), ElementsAre("eth0.20 is linked to a port now"));
+  EXPECT_THAT(summary_of(linked, unlinked),
+              ElementsAre("eth0.20 is no longer linked to a port and does not come up"));
+}
+
+TEST(ChangeSummary, WithoutAllUnitsConsequencesAreNotKnown) {
+  const std::string tunnels = "/var/run/systemd/network/70-gre-tun1.netdev";
+  const Contents after = {{tunnels, tunnel("gre-tun1", "shop", "198.51.100.1")}};
+  EXPECT_THAT(summary_of({}, after, Scope::kPart),
+              ElementsAre("gre-tun1 is new: a tunnel \"shop\" to 198.51.100.1"));
+  EXPECT_THAT(summary_of({}, after), ElementsAre("gre-tun1 is new: a tunnel \"shop\" to 198.51.100.1",
+                                                 "gre-tun1 carries no traffic: it has no address"));
+}
+
+TEST(ChangeSummary, TheRouteToATunnelsRemoteEndpointMayLeadIntoIt) {
+  const std::string device = "/var/run/systemd/network/70-gre-tun1.netdev";
+  const Contents device_only = {{device, tunnel("gre-tun1", "shop", "198.51.100.1")},
+                                {"eth0", "[Network]\nAddress = 10.0.0.1/8\n\n[Route]\nGateway = 10.0.0.2\n"}};
+  Contents good = device_only;
+  good["gre-tun1"] = "[Network]\nAddress = 10.255.1.2/30\n";
+  Contents bad = device_only;
+  bad["gre-tun1"] = good["gre-tun1"] +
+                    "\n[Route]\nGateway = 10.255.1.1\nDestination=198.51.100.0/24\nGatewayOnlink = yes\n";
+  const std::string route = "the route to 198.51.100.0/24 by 10.255.1.1";
+  const std::string obstacle = "the route to its remote endpoint 198.51.100.1 leads into the tunnel itself";
+  EXPECT_THAT(summary_of(good, bad),
+              ElementsAre("gre-tun1 gets " + route, "gre-tun1 carries no traffic: " + obstacle));
+  EXPECT_THAT(summary_of(bad, good),
+              ElementsAre("gre-tun1 loses " + route, "gre-tun1 can carry traffic now; before, " + obstacle));
+}
