@@ -63,6 +63,11 @@ static std::string obstacle_of_route(const Facts& facts, const std::string& name
   return name + (interface.is_passed_through ? " is in pass-through" : " takes no static routes");
 }
 
+static void say_without_effect(const std::string& name, const std::string& fact, const char* change,
+                               const std::string& obstacle, Sentences& sentences) {
+  if (!obstacle.empty()) sentences.say(name, fact, "the " + fact + " on " + name + change + obstacle);
+}
+
 static void describe_routes_without_effect(const Facts& before, const Facts& after, Sentences& sentences) {
   const auto describe = [&](const Facts& facts, const Facts& other, const char* change) {
     for (const auto& [name, destination] : facts.configured_routes) {
@@ -70,8 +75,7 @@ static void describe_routes_without_effect(const Facts& before, const Facts& aft
       const bool is_described =
           sentences.explains({name, fact}) || sentences.explains({name, what::kPresence});
       if (is_described || other.configured_routes.count({name, destination}) != 0) continue;
-      const std::string obstacle = obstacle_of_route(facts, name, destination);
-      if (!obstacle.empty()) sentences.say(name, fact, "the " + fact + " on " + name + change + obstacle);
+      say_without_effect(name, fact, change, obstacle_of_route(facts, name, destination), sentences);
     }
   };
   describe(before, after, " is removed; it had no effect: ");

@@ -83,16 +83,21 @@ static std::string change_for_hosts(const std::string& name, const Lan& before,
   return change + " instead of " + before.subnet;
 }
 
+static std::string change_of_lease(const std::string& mac, const std::string& before,
+                                   const std::string& after) {
+  if (after.empty()) return mac + " loses its address " + before;
+  return mac + " gets " + after + (before.empty() ? "" : " instead of " + before);
+}
+
 static void find_devices(const Facts& before, const Facts& after, std::vector<HostMove>& moves) {
   std::vector<HostMove> devices;
   for (const auto& [mac, address] : before.static_leases) {
     const std::string other = value_at(after.static_leases, mac);
     if (other == address) continue;
-    devices.push_back({mac, mac + (other.empty() ? " loses its address " + address
-                                                 : " gets " + other + " instead of " + address)});
+    devices.push_back({mac, change_of_lease(mac, address, other)});
   }
   for (const auto& [mac, address] : after.static_leases)
-    if (before.static_leases.count(mac) == 0) devices.push_back({mac, mac + " gets " + address});
+    if (before.static_leases.count(mac) == 0) devices.push_back({mac, change_of_lease(mac, "", address)});
   if (devices.size() > kMostDevices) {
     moves.push_back({"", std::to_string(devices.size()) + " devices with static leases get other addresses"});
   } else {

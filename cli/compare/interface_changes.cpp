@@ -211,11 +211,13 @@ class InterfaceChanges {
     const std::set<std::string> before = value_at(before_.relays, name);
     const std::set<std::string> after = value_at(after_.relays, name);
     for (const std::string& server : before)
-      if (after.count(server) == 0)
-        sentences_.say(name, what::kRelay + server, name + " no longer relays DHCP to " + server);
+      if (after.count(server) == 0) say_relay(name, " no longer relays DHCP to ", server, "");
     for (const std::string& server : after)
-      if (before.count(server) == 0)
-        sentences_.say(name, what::kRelay + server, name + " relays DHCP to " + server + " now");
+      if (before.count(server) == 0) say_relay(name, " relays DHCP to ", server, " now");
+  }
+
+  void say_relay(const std::string& name, const char* verb, const std::string& server, const char* end) {
+    sentences_.say(name, what::kRelay + server, name + verb + server + end);
   }
 
   // What the details of an interface have described.

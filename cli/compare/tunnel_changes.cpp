@@ -76,29 +76,38 @@ static std::string title_of(const InterfaceFacts& tunnel) {
   return tunnel.remote.empty() ? title : title + " to " + tunnel.remote;
 }
 
-void describe_moved_tunnels(const Facts& before, const Facts& after,
-                            const std::map<std::string, std::string>& former_names, Sentences& sentences) {
-  std::vector<std::string> reused;  // the names that mean another tunnel now
-  for (const auto& [name, former] : former_names) {
-    if (name == former) continue;
-    sentences.say(name, what::kNumber,
-                  title_of(after.interfaces.at(name)) + " moves from " + former + " to " + name);
-    sentences.say(name, what::kPresence, "");
-  }
+static void say_moved(const std::string& name, const std::string& former, const InterfaceFacts& tunnel,
+                      Sentences& sentences) {
+  sentences.say(name, what::kNumber, title_of(tunnel) + " moves from " + former + " to " + name);
+  sentences.say(name, what::kPresence, "");
+}
+
+// The names of both sides that mean another tunnel now. A tunnel that has lost its name to another one and
+// has not got a new one is removed.
+static std::vector<std::string> reused_names(const Facts& before, const Facts& after,
+                                             const std::map<std::string, std::string>& former_names,
+                                             Sentences& sentences) {
   std::set<std::string> kept;
   for (const auto& [name, former] : former_names)
     kept.insert(former);
+  std::vector<std::string> reused;
   for (const auto& [name, tunnel] : before.interfaces) {
-    const auto there = after.interfaces.find(name);
-    if (!tunnel.is_tunnel || there == after.interfaces.end()) continue;
+    if (!tunnel.is_tunnel || after.interfaces.count(name) == 0) continue;
     if (value_at(former_names, name) == name) continue;
     reused.push_back(name);
     if (kept.count(name) == 0)
-      sentences.say(name, what::kNumber, title_of(tunnel) + " is removed; it was " + name);
+      sentences.say(name, what::kNumber, title_of(tunnel).append(" is removed; it was ").append(name));
   }
+  return reused;
+}
+
+void describe_moved_tunnels(const Facts& before, const Facts& after,
+                            const std::map<std::string, std::string>& former_names, Sentences& sentences) {
+  for (const auto& [name, former] : former_names)
+    if (name != former) say_moved(name, former, after.interfaces.at(name), sentences);
+  const std::vector<std::string> reused = reused_names(before, after, former_names, sentences);
   if (reused.empty()) return;
-  const bool is_one = reused.size() == 1;
   sentences.add("firewall rules and scripts that name " + enumeration(reused) + " now mean " +
-                (is_one ? "another tunnel" : "other tunnels") +
+                (reused.size() == 1 ? "another tunnel" : "other tunnels") +
                 "; the tunnels are torn down and set up again");
 }
