@@ -70,6 +70,14 @@ static std::string change_of_leases(const std::string& hosts, const Lan& before,
   return hosts + " lose their addresses when their leases expire";
 }
 
+// What hosts whose network stays need to reach the gateway; empty if nothing changes.
+static std::string change_of_router(const std::string& name, const Lan& before, const Lan& after) {
+  if (before.subnet.empty() || before.subnet != after.subnet || before.address == after.address) return {};
+  return "hosts behind " + name + " reach the gateway at " + without_prefix(after.address) +
+         (after.range.empty() ? ", which is to be set on each of them"
+                              : " when they have renewed their lease");
+}
+
 // What changes for the hosts behind an interface; empty if nothing does.
 static std::string change_for_hosts(const std::string& name, const Lan& before,
                                     const std::optional<Lan>& after) {
@@ -121,8 +129,10 @@ std::vector<HostMove> find_host_moves(const Facts& before, const Facts& after) {
   for (const std::string& name : names_in(before)) {
     const std::optional<Lan> lan = lan_of(name, before);
     if (!lan) continue;
-    const std::string change = change_for_hosts(name, *lan, lan_of(name, after));
-    if (!change.empty()) moves.push_back({name, change});
+    const std::optional<Lan> new_lan = lan_of(name, after);
+    const std::string router = new_lan ? change_of_router(name, *lan, *new_lan) : std::string();
+    for (const std::string& change : {change_for_hosts(name, *lan, new_lan), router})
+      if (!change.empty()) moves.push_back({name, change});
   }
   find_devices(before, after, moves);
   return moves;

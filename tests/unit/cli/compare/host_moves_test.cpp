@@ -83,6 +83,16 @@ TEST(HostMoves, AnotherNetworkMovesAll) {
               ElementsAre("hosts behind eth0 lose the network 192.168.1.0/24"));
 }
 
+TEST(HostMoves, TheGatewayGetsAnotherAddressInTheSameNetwork) {
+  EXPECT_THAT(
+      moves({kAddress, "", {}}, {"192.168.1.2/24", "", {}}),
+      ElementsAre("hosts behind eth0 reach the gateway at 192.168.1.2, which is to be set on each of them"));
+  const std::string range = "192.168.1.100-192.168.1.199";
+  EXPECT_THAT(
+      moves({kAddress, range, {}}, {"192.168.1.2/24", range, {}}),
+      ElementsAre("hosts behind eth0 reach the gateway at 192.168.1.2 when they have renewed their lease"));
+}
+
 TEST(HostMoves, AMemberHasTheNetworkOfItsBridge) {
   Facts bridged;
   bridged.interfaces["eth0"].bridge = "br-lan";
