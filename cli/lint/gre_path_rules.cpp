@@ -109,8 +109,8 @@ static std::optional<Obstacle> why_not_local(const Site& site, const GreTunnel& 
 // The same for the "local_ip" of the tunnel, if it is an address.
 static std::optional<Obstacle> local_obstacle(const Site& site, const GreTunnel& tunnel) {
   const std::optional<Ipv4> local = parse_ipv4(tunnel.local_ip.value_or(""));
-  // Nobody reaches a gateway without an interface, which has a finding of its own. 0.0.0.0 is any address.
-  if (!local || *local == 0 || site.interfaces.empty()) return std::nullopt;
+  // 0.0.0.0 is any address.
+  if (!local || *local == 0 || !site.reachability().has_address()) return std::nullopt;
   if (parse_ipv4(tunnel.remote_ip.value_or("")) == local) return std::nullopt;
   return why_not_local(site, tunnel, *local);
 }

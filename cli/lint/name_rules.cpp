@@ -88,10 +88,12 @@ static bool is_uplink_reported(const Site& site) {
          });
 }
 
-// Whether an uplink seems to be meant that is missing. Where nothing shows that, the gateway may be one
-// without the internet.
+// Whether an uplink is missing that seems to be meant. Where nothing shows that, or where the uplink is
+// switched off, a gateway without the internet may be meant, unless the source is the uplink.
 static bool judges_public_servers(const Site& site) {
-  return site.reachability().lost_uplink() && !is_uplink_reported(site);
+  const std::optional<LostUplink>& lost = site.reachability().lost_uplink();
+  if (!lost || is_uplink_reported(site)) return false;
+  return !lost->is_switched_off || string_at(site.root, "dns.source") == "isp";
 }
 
 void name_server_unreachable(const Site& site, Findings& findings) {

@@ -72,7 +72,7 @@ void Reachability::add_static_address(const Interface& interface) {
   const Json::Value& place = place_of(*interface.network, "ipv4");
   add_own(*address, {interface.name, &place});
   if (!interface.unit.gateway && !is_private(*address) && !why_never_a_host(*address))
-    add_lost_uplink(place, interface.name + " has no \"gateway\"");
+    add_lost_uplink({&place, interface.name + " has no \"gateway\"", false});
   const bool has_prefix = interface.unit.has_prefix();
   const std::optional<Subnet> subnet =
       subnet_with(*address, has_prefix ? *interface.unit.prefix : prefix_of_class(*address));
@@ -85,7 +85,9 @@ void Reachability::add_static_address(const Interface& interface) {
 void Reachability::add_interface(const Site& site, const Interface& interface) {
   constexpr int kDhcpMetric = 1024;
   const NetworkUnit& unit = interface.unit;
-  has_interface_ = true;
+  const std::vector<OwnAddress> addresses = site.addresses_of(interface);
+  const bool is_passthrough = interface.kind == Interface::Kind::kPassthroughPort;
+  has_address_ = has_address_ || is_passthrough || unit.is_dhcp_client || unit.ipv4 || !addresses.empty();
   if (unit.is_dhcp_client) {
     has_dhcp_client_ = true;
     add_route({Route::Kind::kUplink, kEverywhere, unit.metric.value_or(kDhcpMetric), interface.name,
@@ -98,7 +100,7 @@ void Reachability::add_interface(const Site& site, const Interface& interface) {
                  &place_of(*interface.network, "gateway")});
     }
   }
-  for (const OwnAddress& own : site.addresses_of(interface)) {
+  for (const OwnAddress& own : addresses) {
     add_own(own.address, {interface.name, own.place});
     add_connected({Route::Kind::kConnected, own.subnet, 0, interface.name, own.place});
   }
@@ -107,10 +109,10 @@ void Reachability::add_interface(const Site& site, const Interface& interface) {
 void Reachability::add_cellular_link(const Site& site) {
   const Json::Value* cell = object_at(site.root, "wireless.cell");
   if (cell != nullptr && !site.context.cell_enabled)
-    add_lost_uplink(place_of(*cell, "enable"), "the cellular link is disabled");
+    add_lost_uplink({&place_of(*cell, "enable"), "the cellular link is disabled", true});
   has_cellular_address_ = site.context.cell_enabled && !site.context.passthrough_enabled;
   if (!site.context.cell_enabled && !site.context.passthrough_enabled) return;
-  has_interface_ = true;
+  has_address_ = true;
   const int metric = read_wwan_settings(&site.context).metric.value_or(0);
   add_route({Route::Kind::kUplink, kEverywhere, metric, kCellularLink,
              &place_of(site.root, "wireless.cell.enable")});
@@ -187,8 +189,8 @@ void Reachability::add_wireguard(const Site& site) {
 
 // --- What is disabled
 
-void Reachability::add_lost_uplink(const Json::Value& place, std::string reason) {
-  if (!lost_uplink_) lost_uplink_ = LostUplink{&place, std::move(reason)};
+void Reachability::add_lost_uplink(LostUplink uplink) {
+  if (!lost_uplink_) lost_uplink_ = std::move(uplink);
 }
 
 // The switch of an object that is not enabled; null when it is.
@@ -200,7 +202,7 @@ void Reachability::add_disabled(const std::string& name, const Json::Value& netw
                                 const Json::Value* place) {
   const NetworkUnit unit = read_network_unit(network);
   if (place != nullptr && (unit.is_dhcp_client || unit.default_gateway()))
-    add_lost_uplink(*place, name + " is disabled");
+    add_lost_uplink({place, name + " is disabled", true});
   const std::optional<Ipv4> address = unit.is_dhcp_client ? std::nullopt : parse_ipv4(unit.ipv4.value_or(""));
   if (place == nullptr || !address) return;
   disabled_addresses_.emplace(*address, DisabledNetwork{name, *address, place});
@@ -279,6 +281,10 @@ bool Reachability::has_uplinks_alike(int metric) const {
   return found != uplinks_by_metric_.end() && found->second > 1;
 }
 
+bool Reachability::has_address() const {
+  return has_address_;
+}
+
 bool Reachability::may_have_other_addresses() const {
   return has_dhcp_client_ || has_cellular_address_ || !is_certain_;
 }
@@ -309,8 +315,7 @@ std::optional<Obstacle> Reachability::why_no_other_host(Ipv4 address) const {
 }
 
 std::optional<Obstacle> Reachability::why_unreachable(Ipv4 address) const {
-  // Nobody reaches a gateway without an interface, which has a finding of its own.
-  if (!is_certain_ || !has_interface_) return std::nullopt;
+  if (!is_certain_ || !has_address_) return std::nullopt;
   const Route* route = find(address);
   if (route != nullptr && route->destination.prefix > 0) return std::nullopt;
   // The network of a DHCP client may be the same.

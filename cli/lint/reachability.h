@@ -56,6 +56,7 @@ struct DisabledNetwork {
 struct LostUplink {
   const Json::Value* place;
   std::string reason;  // "eth1 is disabled"
+  bool is_switched_off;
 };
 
 // Why an address cannot be another host's, or cannot be reached.
@@ -97,6 +98,9 @@ class Reachability {
   // Why packets to another host go nowhere; nothing when they may arrive.
   std::optional<Obstacle> why_unreachable(Ipv4 address) const;
 
+  // Whether any interface may have an address. Without one nobody reaches the gateway, which has a finding of
+  // its own.
+  bool has_address() const;
   // Whether the gateway may have addresses that the configuration does not tell.
   bool may_have_other_addresses() const;
   // Whether every value that decides about addresses and routes could be read. What follows from one that
@@ -118,7 +122,7 @@ class Reachability {
                           const Json::Value* switch_of_port);
   void add_disabled_radios(const Site& site);
 
-  void add_lost_uplink(const Json::Value& place, std::string reason);
+  void add_lost_uplink(LostUplink uplink);
   void add_own(Ipv4 address, GatewayAddress owner);
   void add_route(Route route);
   void add_connected(const Route& route);
@@ -136,7 +140,7 @@ class Reachability {
   std::unordered_map<Ipv4, DisabledNetwork> disabled_addresses_;
   std::optional<LostUplink> lost_uplink_;
   std::unordered_map<int, int> uplinks_by_metric_;  // how many
-  bool has_interface_ = false;
+  bool has_address_ = false;
   bool has_dhcp_client_ = false;
   bool has_cellular_address_ = false;
   bool is_certain_ = true;
