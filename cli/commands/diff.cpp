@@ -100,7 +100,7 @@ static DiffReport compare(const FilesByPath& before, const FilesByPath& after, c
 // A configuration with errors probably does not change what its author intended.
 static void warn_of_errors(Source source) {
   Summary summary;
-  count(examine(source), summary);
+  count(judgement_of(source.text, examine(source), {}), summary);
   if (summary.errors == 0) return;
   report("lanfab: warning: " + source.name + " has " + counted(summary.errors, "error") +
          "; see `lanfab check`");
