@@ -43,8 +43,8 @@ class Scanner {
     const std::size_t content = text_.find_first_not_of(" \t\r\n*", begin + 2);
     if (content < content_end && text_.compare(content, mark_.size(), mark_) == 0)
       add({range(begin, place_), range(content + mark_.size(), content_end), {}});
-    const std::size_t line_end = text_.rfind('\n', place_ - 1);
-    if (line_end != std::string::npos && line_end > begin) end_line_at(line_end);
+    const std::size_t line_end = std::string_view(text_).substr(begin, place_ - begin).rfind('\n');
+    if (line_end != std::string_view::npos) end_line_at(begin + line_end);
   }
 
   void add(Comment comment) {

@@ -61,6 +61,11 @@ class Allowances {
       read(comment, words_of(text, comment.content));
   }
 
+  // The locations of some findings of the rule are not known, so its comments may be about them.
+  void add_incomplete(const std::string& rule) {
+    incomplete_.push_back(rule);
+  }
+
   // Whether a comment allows the finding; of several ones the innermost, which counts as used.
   bool use_for(const Finding& finding) {
     const auto found = by_rule_.find(finding.rule);
@@ -129,6 +134,7 @@ class Allowances {
     for (const auto& [rule, allowances] : by_rule_) {
       // Whether dnsmasq would refuse the configuration is not always known.
       if (rule == kDnsmasqRefuses) continue;
+      if (std::find(incomplete_.begin(), incomplete_.end(), rule) != incomplete_.end()) continue;
       for (const Allowance& allowance : allowances) {
         if (allowance.is_used) continue;
         const bool is_about_something = allowance.scope.begin < allowance.scope.end;
@@ -151,6 +157,7 @@ class Allowances {
   }
 
   std::unordered_map<std::string, std::vector<Allowance>> by_rule_;
+  std::vector<std::string> incomplete_;
   std::vector<Fault> unknown_;  // in the order of the text
 };
 
@@ -174,6 +181,7 @@ Judgement judgement_of(const std::string& text, std::vector<Finding> findings,
   Judgement judgement;
   const auto sort_out = [&](std::vector<Finding>& found) {
     for (Finding& finding : found) {
+      if (finding.unlisted > 0) allowances.add_incomplete(finding.rule);
       const bool is_in_file = allowances.use_for(finding);
       if (is_in_file || std::find(rules.begin(), rules.end(), finding.rule) != rules.end()) {
         judgement.allowed.push_back({std::move(finding), is_in_file});

@@ -136,6 +136,13 @@ TEST(Allow, WhatIsNotListedIsAllowedOnlyWithAllThatIs) {
   EXPECT_EQ(judgement.allowed[0].finding.unlisted, 7U);
 }
 
+TEST(Allow, ACommentMayBeAboutAFindingThatIsNotListed) {
+  const std::string text = "{\n\"a\": 1,\n// lanfab: allow route-twice\n\"b\": 2}";
+  Finding finding = finding_at(text, "1", "route-twice");
+  finding.unlisted = 1;
+  EXPECT_EQ(left_of(judgement_of(text, {finding}, {})), Strings{"route-twice: message"});
+}
+
 TEST(Allow, OfWrongCommentsAThousandAreListed) {
   std::string text = "{";
   for (int i = 0; i < 1005; ++i)
