@@ -15,6 +15,7 @@
 #include "cli/compare/file_differences.h"
 #include "cli/compare/interrupts.h"
 #include "cli/dry_run/dry_run.h"
+#include "cli/lint/allow.h"
 #include "cli/lint/report.h"
 #include "cli/lint/rules.h"
 #include "cli/live/trial_state.h"
