@@ -81,10 +81,13 @@ void Repair::visit_object(const std::string& name, Json::Value& object, const Js
       repair_shared_key(at, key);
     }
   }
-  add_what_is_missing(at);
+  const bool needs_enable = least_ == Severity::kWarning && lacks_enable(at.level);
   for (auto member = object.begin(); member != object.end(); ++member)
     if (const Json::Value* known = member_schema(schema, member.name()))
       visit(member.name(), *member, *known, &at);
+  // What was missing may have moved here from inside.
+  if (needs_enable && !object.isMember("enable")) complete(at, "enable", true);
+  complete_port(at);
 }
 
 bool Repair::is_of_bridge(const Level& level, const std::string& key) const {
@@ -126,7 +129,7 @@ static Json::Value empty_object_at(const Json::Value& place) {
 
 void Repair::repair_key(MutableLevel& at, const std::string& key) {
   const std::optional<Home> home = home_of(at.level, key, kMaxHomeDepth);
-  if (home && move_home(at, key, *home)) return;
+  if ((home && move_home(at, key, *home)) || move_beside(at, key)) return;
   if (const auto meant = nearest_key(at.level, key, true)) {
     move(at.object, key, at.object, *meant);
   } else {
@@ -146,9 +149,8 @@ void Repair::complete(MutableLevel& at, const std::string& key, Json::Value like
   add_member(at.object, key, std::move(likely));
 }
 
-// An "enable", and what an enabled port cannot do without.
-void Repair::add_what_is_missing(MutableLevel& at) {
-  if (least_ == Severity::kWarning && lacks_enable(at.level)) complete(at, "enable", true);
+// Adds what an enabled port cannot do without.
+void Repair::complete_port(MutableLevel& at) {
   const Json::Value* network = member_schema(at.level.schema, "network");
   if (network != nullptr && member_schema(*network, "mode") != nullptr && is_enabled(at.object) &&
       !at.object.isMember("network")) {
@@ -177,6 +179,21 @@ bool Repair::move_home(MutableLevel& at, const std::string& key, const Home& hom
   return true;
 }
 
+// Moves a key to the object right around, or to one right inside, that lacks it. Returns whether there is
+// one.
+bool Repair::move_beside(MutableLevel& at, const std::string& key) {
+  Json::Value* beside = nullptr;
+  const auto consider = [&](Json::Value& object, const Json::Value& schema) {
+    const bool is_room = object.isObject() && member_schema(schema, key) != nullptr && !object.isMember(key);
+    if (beside == nullptr && is_room) beside = &object;
+  };
+  if (at.around != nullptr) consider(at.around->object, at.around->level.schema);
+  for (auto member = at.object.begin(); member != at.object.end(); ++member)
+    if (const Json::Value* known = member_schema(at.level.schema, member.name())) consider(*member, *known);
+  if (beside != nullptr) move(at.object, key, *beside, key);
+  return beside != nullptr;
+}
+
 void Repair::move(Json::Value& from, const std::string& key, Json::Value& to, const std::string& new_key) {
   Json::Value& old_place = from[key];
   Json::Value& new_place = add_member(to, new_key, Json::Value());
@@ -188,12 +205,13 @@ void Repair::move(Json::Value& from, const std::string& key, Json::Value& to, co
 static bool fits(const Json::Value& value, const Json::Value& schema) {
   if (!is_allowed_by(value, schema)) return false;
   if (schema["format"] == "ipv4") return parse_ipv4(value.asString()).has_value();
-  // Of an object, one of its keys.
-  const std::vector<std::string> keys =
-      value.isObject() ? value.getMemberNames() : std::vector<std::string>();
-  return !value.isObject() || std::any_of(keys.begin(), keys.end(), [&schema](const std::string& key) {
+  if (!value.isObject()) return true;
+  // Most keys of an object are known.
+  const std::vector<std::string> keys = value.getMemberNames();
+  const auto known = std::count_if(keys.begin(), keys.end(), [&schema](const std::string& key) {
     return member_schema(schema, key) != nullptr;
   });
+  return 2 * static_cast<std::size_t>(known) > keys.size();
 }
 
 // Under a key like no other, a value may be any that is missing.

@@ -46,8 +46,9 @@ class Repair {
   void replace(Json::Value& value, Json::Value likely);
   void repair_key(MutableLevel& at, const std::string& key);
   void repair_shared_key(MutableLevel& at, const std::string& key);
-  void add_what_is_missing(MutableLevel& at);
+  void complete_port(MutableLevel& at);
   void complete(MutableLevel& at, const std::string& key, Json::Value likely);
+  bool move_beside(MutableLevel& at, const std::string& key);
   bool move_home(MutableLevel& at, const std::string& key, const Home& home);
   void move(Json::Value& from, const std::string& key, Json::Value& to, const std::string& new_key);
   void fill_missing(MutableLevel& at, const Json::Value& value);

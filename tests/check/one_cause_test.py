@@ -47,6 +47,19 @@ def misspellings(key):
     yield key.upper()
 
 
+def moved(config, path):
+    """Yields the configuration with a key one object further out, and in each object beside it."""
+    *parents, key = path
+    holders = [(*parents, name) for name, value in value_at(config, parents).items()
+               if name != key and isinstance(value, dict)]
+    for target in [tuple(parents[:-1]), *holders] if parents else []:
+        broken = copy.deepcopy(config)
+        holder = value_at(broken, target)
+        if isinstance(holder, dict) and key not in holder:
+            holder[MARK] = value_at(broken, parents).pop(key)
+            yield broken
+
+
 def text_and_offset(config, replacement):
     """Returns the text of a configuration, the mark in it replaced, and the offset of what stands there."""
     text = json.dumps(config, indent=1, ensure_ascii=False)
@@ -77,6 +90,10 @@ def mistakes(config):
             holder.clear()
             holder.update(items)
             yield f"{where}: key {wrong}", *text_and_offset(broken, wrong)
+        # Whose a foreign key of an object is that other programs share, nobody knows.
+        if path[0] == "wired" and len(path) > 2:
+            for broken in moved(config, path):
+                yield f"{where} moved", *text_and_offset(broken, key)
 
 
 def without(config, path):

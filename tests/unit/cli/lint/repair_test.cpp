@@ -57,6 +57,13 @@ TEST(Repair, AKeyInTheWrongObjectMovesIntoTheRightOne) {
             R"({"wired":{"eth0":{"network":{"dhcp":{"metric":null},"metric":5}}}})");
 }
 
+TEST(Repair, AKeyThatManyObjectsKnowMovesToTheOneBesideThatLacksIt) {
+  EXPECT_EQ(repaired(R"({"wired": {"eth1": {"network": {"mode": "router", "enable": true}}}})"),
+            R"({"wired":{"eth1":{"enable":true,"network":{"enable":null,"mode":"router"}}}})");
+  EXPECT_EQ(repaired(R"({"wired": {"enable": true, "eth1": {"network": {"mode": "router"}}}})"),
+            R"({"wired":{"enable":null,"eth1":{"enable":true,"network":{"mode":"router"}}}})");
+}
+
 TEST(Repair, AKeyMovesOnlyWhereThereIsRoom) {
   EXPECT_EQ(repaired(R"({"wired": {"eth0": {"mode": "x", "network": {"mode": "router"}}}})"),
             R"({"wired":{"eth0":{"mode":"x","network":{"mode":"router"}}}})");
