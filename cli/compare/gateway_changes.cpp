@@ -115,7 +115,7 @@ void describe_gateway(const Facts& before, const Facts& after, Sentences& senten
   sentences.compare_values(subject::kGateway, what::kNameServers, before.name_servers, after.name_servers);
 }
 
-static void describe_default_route(const std::vector<Route>& before, const std::vector<Route>& after,
+static void describe_default_route(const std::vector<UnitRoute>& before, const std::vector<UnitRoute>& after,
                                    Sentences& sentences) {
   const auto old_route = find_default_route(before);
   const auto new_route = find_default_route(after);
@@ -136,14 +136,14 @@ static bool has_dynamic_address(const Facts& facts) {
 
 // Why a tunnel carries nothing; empty if it may carry something.
 static std::string obstacle_of_tunnel(const std::string& name, const Facts& facts,
-                                      const std::vector<Route>& routes) {
+                                      const std::vector<UnitRoute>& routes) {
   const InterfaceFacts& tunnel = facts.interfaces.at(name);
   if (tunnel.address.empty()) return "it has no address";
   const bool is_foreign = !tunnel.local.empty() && interface_with_address(facts, tunnel.local).empty();
   if (is_foreign && !has_dynamic_address(facts)) return "no interface has its local address " + tunnel.local;
   const std::optional<Ipv4> remote = parse_ipv4(tunnel.remote);
   if (!remote) return {};
-  const std::optional<Route> route = find_route(routes, *remote);
+  const std::optional<UnitRoute> route = find_route(routes, *remote);
   const std::string endpoint = "its remote endpoint " + tunnel.remote;
   if (!route) return "no route leads to " + endpoint;
   if (route->interface == name) return "the route to " + endpoint + " leads into the tunnel itself";
@@ -157,8 +157,8 @@ static void describe_tunnel(const std::string& name, const std::string& before, 
 }
 
 void describe_consequences(const Facts& before, const Facts& after, Sentences& sentences) {
-  const std::vector<Route> old_routes = routes_of(before);
-  const std::vector<Route> new_routes = routes_of(after);
+  const std::vector<UnitRoute> old_routes = routes_of(before);
+  const std::vector<UnitRoute> new_routes = routes_of(after);
   describe_default_route(old_routes, new_routes, sentences);
   const auto former_names = match_tunnels(before, after);
   for (const auto& [name, interface] : after.interfaces) {

@@ -21,7 +21,8 @@ std::optional<Subnet> subnet_of_address(const std::string& address) {
   return parse_subnet(address.substr(0, slash), prefix);
 }
 
-static void add_routes(const std::string& name, const InterfaceFacts& interface, std::vector<Route>& routes) {
+static void add_routes(const std::string& name, const InterfaceFacts& interface,
+                       std::vector<UnitRoute>& routes) {
   for (const std::string* address : {&interface.address, &interface.secondary_address})
     if (const auto subnet = subnet_of_address(*address)) routes.push_back({*subnet, name, "", 0});
   if (interface.address == kDynamicAddress)
@@ -36,16 +37,16 @@ static void add_routes(const std::string& name, const InterfaceFacts& interface,
   }
 }
 
-std::vector<Route> routes_of(const Facts& facts) {
-  std::vector<Route> routes;
+std::vector<UnitRoute> routes_of(const Facts& facts) {
+  std::vector<UnitRoute> routes;
   for (const auto& [name, interface] : facts.interfaces)
     add_routes(name, interface, routes);
   return routes;
 }
 
-std::optional<Route> find_route(const std::vector<Route>& routes, Ipv4 destination) {
-  std::optional<Route> best;
-  for (const Route& route : routes) {
+std::optional<UnitRoute> find_route(const std::vector<UnitRoute>& routes, Ipv4 destination) {
+  std::optional<UnitRoute> best;
+  for (const UnitRoute& route : routes) {
     if (!route.destination.contains(destination)) continue;
     const bool is_longer = !best || route.destination.prefix > best->destination.prefix;
     const bool is_preferred =
@@ -55,14 +56,14 @@ std::optional<Route> find_route(const std::vector<Route>& routes, Ipv4 destinati
   return best;
 }
 
-std::optional<Route> find_default_route(const std::vector<Route>& routes) {
-  std::optional<Route> best;
-  for (const Route& route : routes)
+std::optional<UnitRoute> find_default_route(const std::vector<UnitRoute>& routes) {
+  std::optional<UnitRoute> best;
+  for (const UnitRoute& route : routes)
     if (route.destination.prefix == 0 && (!best || route.metric < best->metric)) best = route;
   return best;
 }
 
-std::string hop_of(const Route& route) {
+std::string hop_of(const UnitRoute& route) {
   if (route.gateway.empty()) return route.interface;
   return route.interface + " (gateway " + (route.gateway == "_dhcp" ? "by DHCP" : route.gateway) + ")";
 }

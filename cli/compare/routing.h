@@ -10,7 +10,7 @@
 #include "cli/compare/facts.h"
 #include "cli/lint/ipv4.h"
 
-struct Route {
+struct UnitRoute {
   Subnet destination;
   std::string interface;
   std::string gateway;  // empty, the destination is on the link; "_dhcp" is the one that the lease names
@@ -18,15 +18,15 @@ struct Route {
 };
 
 // The main table.
-std::vector<Route> routes_of(const Facts& facts);
+std::vector<UnitRoute> routes_of(const Facts& facts);
 
 // The route that the kernel would take; nothing if there is none.
-std::optional<Route> find_route(const std::vector<Route>& routes, Ipv4 destination);
+std::optional<UnitRoute> find_route(const std::vector<UnitRoute>& routes, Ipv4 destination);
 
-std::optional<Route> find_default_route(const std::vector<Route>& routes);
+std::optional<UnitRoute> find_default_route(const std::vector<UnitRoute>& routes);
 
 // "eth1", "eth1 (gateway 192.168.2.1)".
-std::string hop_of(const Route& route);
+std::string hop_of(const UnitRoute& route);
 
 // The subnet of an address such as "192.168.1.1/24", which is a host's own without a prefix length; nothing
 // for any other text.
