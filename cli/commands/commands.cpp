@@ -5,8 +5,10 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
+#include <optional>
 
 #include "cli/base/terminal.h"
+#include "cli/config_file/nearest.h"
 
 Option file_option(std::string& file) {
   return {"FILE", "the configuration; - is standard input", &file, Completion::kFile};
@@ -151,6 +153,17 @@ static std::string failure_message(const CLI::App* app, const CLI::Error& error)
       app, CLI::Error(error.get_name(), printable(error.what()), error.get_exit_code()));
 }
 
+// Why the first argument is not a command; nothing if it is one, or an option.
+static std::optional<std::string> find_unknown_command(int argc, char* argv[],
+                                                       const std::vector<Command>& commands) {
+  if (argc < 2 || argv[1][0] == '-' || argv[1] == std::string("describe")) return std::nullopt;
+  std::vector<std::string> names;
+  for (const Command& command : commands)
+    names.push_back(command.name);
+  if (std::find(names.begin(), names.end(), argv[1]) != names.end()) return std::nullopt;
+  return unknown_name("command", argv[1], names, "`lanfab --help` lists them");
+}
+
 int run_command_line(int argc, char* argv[]) {
   CLI::App app("Says what a network configuration of cmd_lanfab will do before it does it.", "lanfab");
   app.set_version_flag("--version", "lanfab " LANFAB_VERSION);
@@ -159,6 +172,7 @@ int run_command_line(int argc, char* argv[]) {
   const std::vector<Command> commands = all_commands();
   for (const Command& command : commands)
     add_command(app, command);
+  if (const auto error = find_unknown_command(argc, argv, commands)) return fail("lanfab: " + *error);
   // In no help: it is for scripts/generate-documents.
   const CLI::App* description = app.add_subcommand("describe")->group("");
   try {

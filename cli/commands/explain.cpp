@@ -4,38 +4,55 @@
 
 #include "cli/base/terminal.h"
 #include "cli/commands/commands.h"
+#include "cli/config_file/nearest.h"
 #include "cli/config_file/schema.h"
 #include "cli/lint/report.h"
 #include "cli/lint/rule_page.h"
 #include "cli/lint/rules.h"
+
+static std::vector<std::string> rule_names() {
+  std::vector<std::string> names;
+  for (const Rule& rule : all_rules())
+    names.emplace_back(rule.name);
+  return names;
+}
 
 static void list_rules() {
   for (const Rule& rule : all_rules())
     std::printf("%-30s %s\n", rule.name, word_for(rule.severity));
 }
 
-// Prints the entry of a rule, or with an empty name a line for each rule. Returns the exit status: 0, or 2
-// for a name that no rule has.
-static int explain(const std::string& name) {
-  if (name.empty()) {
-    list_rules();
-    return 0;
+static const Rule* find_rule(const std::string& name) {
+  for (const Rule& rule : all_rules())
+    if (rule.name == name) return &rule;
+  return nullptr;
+}
+
+// Prints the entries of rules, or without a name a line for each rule. Returns the exit status: 0, or 2 when
+// there is no rule of a name.
+static int explain(const std::vector<std::string>& names) {
+  if (names.empty()) list_rules();
+  int status = 0;
+  bool is_first = true;
+  for (const std::string& name : names) {
+    const Rule* rule = find_rule(name);
+    if (rule == nullptr) {
+      status = fail("lanfab: " + unknown_name("rule", name, rule_names(), "`lanfab explain` lists them"));
+      continue;
+    }
+    std::printf("%s%s\n", is_first ? "" : "\n", std::string(entry_of(*rule)).c_str());
+    is_first = false;
   }
-  for (const Rule& rule : all_rules()) {
-    if (rule.name != name) continue;
-    std::printf("%s\n", std::string(entry_of(rule)).c_str());
-    return 0;
-  }
-  return fail("lanfab: there is no rule \"" + printable(name) + "\"; `lanfab explain` lists them");
+  return status;
 }
 
 Command explain_command() {
-  static std::string rule;
+  static std::vector<std::string> rules;
   return {"explain",
-          "Say what a rule is about, why it hurts and how to mend it",
-          {{"RULE", "a rule's name; all rules are listed without one", &rule, Completion::kRule}},
+          "Explain rules: what they check, why it matters, how to fix it",
+          {{"RULE", "names of rules; all rules are listed without one", &rules, Completion::kRule}},
           "Example: lanfab explain lease-address-twice",
-          [] { return explain(rule); }};
+          [] { return explain(rules); }};
 }
 
 static int print_schema() {

@@ -2,7 +2,11 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
+#include <sstream>
 #include <string_view>
+
+#include "cli/base/terminal.h"
 
 constexpr std::size_t kMaxEdits = 2;
 
@@ -34,4 +38,29 @@ std::optional<std::string> nearest(const std::string& word, const std::vector<st
     }
   }
   return std::nullopt;
+}
+
+// Whether all parts of a name are among those of another one.
+static bool has_parts(const std::string& whole, const std::string& name) {
+  std::istringstream parts(name);
+  for (std::string part; std::getline(parts, part, '-');)
+    if (("-" + whole + "-").find("-" + part + "-") == std::string::npos) return false;
+  return true;
+}
+
+// The only name with all parts of `name`.
+static std::optional<std::string> only_with_parts(const std::string& name,
+                                                  const std::vector<std::string>& known) {
+  std::vector<std::string> found;
+  std::copy_if(known.begin(), known.end(), std::back_inserter(found),
+               [&name](const std::string& one) { return has_parts(one, name); });
+  return found.size() == 1 ? std::optional(found.front()) : std::nullopt;
+}
+
+std::string unknown_name(const std::string& what, const std::string& name,
+                         const std::vector<std::string>& known, const std::string& list) {
+  const std::string beginning = "there is no " + what + " \"" + printable(name) + "\"";
+  auto wanted = nearest(name, known);
+  if (!wanted && !name.empty()) wanted = only_with_parts(name, known);
+  return beginning + (wanted ? ": did you mean \"" + *wanted + "\"?" : "; " + list);
 }

@@ -10,7 +10,7 @@ complete -c lanfab -f
 complete -c lanfab -s h -l help -d 'Print this help message and exit'
 complete -c lanfab -n __lanfab_is -l version -d 'Display program version information and exit'
 complete -c lanfab -n __lanfab_is -a check -d 'Say what is wrong with a configuration'
-complete -c lanfab -n __lanfab_is -a explain -d 'Say what a rule is about, why it hurts and how to mend it'
+complete -c lanfab -n __lanfab_is -a explain -d 'Explain rules: what they check, why it matters, how to fix it'
 complete -c lanfab -n __lanfab_is -a graph -d 'Draw the network, with what check finds in it'
 complete -c lanfab -n __lanfab_is -a preview -d 'Show the files and commands of a run'
 complete -c lanfab -n __lanfab_is -a diff -d 'Show what a configuration would change'
