@@ -16,6 +16,34 @@ bool is_secret_name(std::string_view name) {
   return letters == "privatekey" || letters == "presharedkey";
 }
 
+// Blanks the value or the list of values that follows a name, and returns its end. Only marks tell where it
+// ends: its quotes may be what is wrong with the text.
+static std::size_t blank_value(std::string& text, std::size_t position) {
+  bool is_list = false;
+  bool is_found = false;
+  for (; position < text.size(); ++position) {
+    const char c = text[position];
+    is_list = is_list || c == '[';
+    const bool is_end = is_list ? c == ']' : c == ',' || c == '}' || c == '\n';
+    if (is_end && is_found) break;
+    const bool is_mark = std::string_view(" \t\r\n\"'`:=,[]{}").find(c) != std::string_view::npos;
+    if (is_mark || static_cast<unsigned char>(c) >= 0x80) continue;
+    text[position] = '*';
+    is_found = true;
+  }
+  return position;
+}
+
+void blank_secrets(std::string& text) {
+  for (std::size_t position = 0; position < text.size(); ++position) {
+    const std::size_t begin = position;
+    while (position < text.size() && is_name_character(text[position]))
+      ++position;
+    if (is_secret_name(std::string_view(text).substr(begin, position - begin)))
+      position = blank_value(text, position);
+  }
+}
+
 // The end of the line that begins at or contains `position`: its newline, or the end of the text.
 static std::size_t line_end(std::string_view text, std::size_t position) {
   return std::min(text.find('\n', position), text.size());

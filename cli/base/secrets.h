@@ -12,6 +12,10 @@
 // and underscores do not matter.
 bool is_secret_name(std::string_view name);
 
+// Replaces the characters of keys with asterisks in a text that was to be JSON: what follows the name of a
+// member that holds a key. Each byte keeps its offset.
+void blank_secrets(std::string& text);
+
 // Replaces keys with numbers: the same key gets the same number in every text of one mask, so that a reader
 // sees which keys differ.
 class SecretMask {

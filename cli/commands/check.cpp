@@ -65,10 +65,11 @@ class Output {
     }
   }
 
-  // Adds why a file could not be examined.
-  void add_failure(const std::string& message) {
+  // Adds why a file could not be read.
+  void add_unreadable(const std::string& file, const std::string& message) {
     report(message);
     sarif_.add_failure(message);
+    files_.append(json_report_of_unreadable(file, message));
   }
 
   // The summary, or the whole as one JSON value.
@@ -133,6 +134,11 @@ static Judgement judge(Source& source, Dnsmasq& dnsmasq, const std::vector<std::
   return judgement_of(source.text, std::move(findings), allowed);
 }
 
+// Nothing else is found in a text that cannot be parsed.
+static Judgement judgement_of(const SyntaxError& error) {
+  return {{{kSyntaxRule, Severity::kError, error.range, error.message, {error.related, error.fix}}}, {}};
+}
+
 // Prints the findings. Returns the exit status: 0 without an error, 1 with one, 2 when a file cannot be read
 // or parsed.
 static int check(const CheckOptions& options) {
@@ -143,12 +149,15 @@ static int check(const CheckOptions& options) {
   bool is_all_readable = true;
   for (const std::string& file : options.files) {
     Source source;
-    if (const auto trouble = load_source(file, source)) {
-      output.add_failure(*trouble);
-      is_all_readable = false;
-      continue;
+    const auto failure = load_source(file, source);
+    is_all_readable = is_all_readable && !failure;
+    if (!failure) {
+      output.add(source, judge(source, dnsmasq, options.allowed));
+    } else if (failure->syntax) {
+      output.add(source, judgement_of(*failure->syntax));
+    } else {
+      output.add_unreadable(source.name, failure->message);
     }
-    output.add(source, judge(source, dnsmasq, options.allowed));
   }
   output.finish();
   if (!is_all_readable) return 2;

@@ -111,7 +111,7 @@ static void warn_of_errors(Source source) {
 static std::optional<std::string> load_and_run(const std::string& file, const DryRunOptions& options,
                                                DryRun& dry_run) {
   Source source;
-  if (auto error = load_source(file, source)) return error;
+  if (const auto failure = load_source(file, source)) return failure->message;
   if (auto error = run(source, options, dry_run)) return error;
   warn_of_errors(source);
   return std::nullopt;

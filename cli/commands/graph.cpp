@@ -60,7 +60,7 @@ static int graph(const GraphOptions& options) {
     if (const auto trouble = output.open()) return fail(*trouble);
   }
   Source source;
-  if (const auto trouble = load_source(options.file, source)) return fail(*trouble);
+  if (const auto trouble = load_source(options.file, source)) return fail(trouble->message);
   const std::vector<Finding> findings = judgement_of(source.text, examine(source), {}).findings;
   const Site site(source);
   Part picture = picture_of(site);

@@ -193,7 +193,7 @@ static int preview(const PreviewOptions& options) {
     if (const auto trouble = directory.open()) return fail(*trouble);
   }
   Source source;
-  if (const auto error = load_source(options.file, source)) return fail(*error);
+  if (const auto failure = load_source(options.file, source)) return fail(failure->message);
   DryRun dry_run;
   if (const auto trouble = make_dry_run(std::move(source), options.dry_run, dry_run)) return fail(*trouble);
   DryRunResult& result = dry_run.result;

@@ -216,7 +216,7 @@ static std::optional<std::string> find_trial_ground(InstalledFile& installed) {
 // trial was taken back, 2 when it cannot be done.
 static int try_on_gateway(const TryOptions& options) {
   Source source;
-  if (const auto trouble = load_source(options.file, source)) return fail(*trouble);
+  if (const auto trouble = load_source(options.file, source)) return fail(trouble->message);
   if (!examine_first(source, options.force)) return 1;
   const auto program = find_program();
   if (!program) return fail("lanfab: cmd_lanfab is not installed");

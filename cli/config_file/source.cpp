@@ -6,8 +6,10 @@
 #include <cstring>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 #include "cli/base/terminal.h"
+#include "cli/config_file/text_positions.h"
 #include "libcmd/configuration_text.h"
 
 namespace {
@@ -68,14 +70,37 @@ static bool is_modest(const std::string& text) {
   return size_of_tree(text) <= kMostPerByte * text.size() + kMostBesides;
 }
 
-std::optional<std::string> load_source(const std::string& file, Source& source) {
-  if (std::optional<std::string> failure = read_source(file, source)) return failure;
+// "network.json:2:8: "
+static std::string location(const Source& source, TextRange range, const TextPositions& positions) {
+  const TextPosition position = positions.at(range.begin);
+  return printable(source.name) + ":" + std::to_string(position.line) + ":" +
+         std::to_string(position.column) + ": ";
+}
+
+// As `lanfab check` reports it elsewhere than on a terminal.
+static std::string describe(const Source& source, const SyntaxError& error) {
+  const TextPositions positions(source.text);
+  std::string text = location(source, error.range, positions) + "error: " + printable(error.message) + " [" +
+                     kSyntaxRule + "]";
+  for (const RelatedLocation& related : error.related)
+    text += "\n" + location(source, related.range, positions) + "note: " + printable(related.message);
+  return text;
+}
+
+std::optional<LoadFailure> parse_source(Source& source) {
   if (!is_modest(source.text))
-    return printable(source.name) + ": too many values, which would take too much memory";
+    return LoadFailure{printable(source.name) + ": too many values, which would take too much memory", {}};
   const std::optional<Complaint> complaint = parse_configuration(source.text, source.root);
   if (!complaint) return std::nullopt;
-  return printable(source.name) + ":" + std::to_string(complaint->position.line) + ":" +
-         std::to_string(complaint->position.column) + ": error: " + printable(complaint->reason);
+  source.root = Json::Value();
+  SyntaxError error = explain_complaint(source.text, *complaint);
+  std::string message = describe(source, error);
+  return LoadFailure{std::move(message), std::move(error)};
+}
+
+std::optional<LoadFailure> load_source(const std::string& file, Source& source) {
+  if (std::optional<std::string> failure = read_source(file, source)) return LoadFailure{*failure, {}};
+  return parse_source(source);
 }
 
 TextRange key_range(const std::string& text, const Json::Value& value) {

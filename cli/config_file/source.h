@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "cli/config_file/syntax.h"
 #include "cli/config_file/text_range.h"
 
 struct Source {
@@ -20,9 +21,18 @@ struct Source {
 // says why it cannot be read.
 std::optional<std::string> read_source(const std::string& file, Source& source);
 
-// Loads a file; "-" is standard input. Returns nothing, or a message that says why the configuration cannot
-// be examined, and where.
-std::optional<std::string> load_source(const std::string& file, Source& source);
+// Why a configuration cannot be examined.
+struct LoadFailure {
+  // "network.json: Permission denied", "network.json:2:8: error: one comma too many [syntax]"
+  std::string message;
+  std::optional<SyntaxError> syntax;  // if the file could be read
+};
+
+// Parses the text of a source to its tree.
+std::optional<LoadFailure> parse_source(Source& source);
+
+// Loads a file; "-" is standard input. Source has the text unless the file cannot be read.
+std::optional<LoadFailure> load_source(const std::string& file, Source& source);
 
 // The key of an object's member, with its quotes, given the member's value.
 TextRange key_range(const std::string& text, const Json::Value& value);

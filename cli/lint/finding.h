@@ -14,18 +14,6 @@
 
 enum class Severity { kWarning, kError };
 
-// A second location that a finding is about.
-struct RelatedLocation {
-  TextRange range;
-  std::string message;  // "already the network of eth0"
-};
-
-// A replacement of a piece of the text.
-struct Edit {
-  TextRange range;
-  std::string replacement;
-};
-
 struct FindingDetails {
   std::vector<RelatedLocation> related;
   // What to write instead, where that is certain: all edits together fix the finding. They do not overlap.

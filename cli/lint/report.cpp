@@ -25,7 +25,11 @@ static void hide_secrets(const Json::Value& value, bool is_secret, std::string& 
 // The text of the configuration without its keys. Each byte keeps its offset.
 static std::string text_without_secrets(const Source& source) {
   std::string text = source.text;
-  hide_secrets(source.root, false, text);
+  if (source.root.isNull()) {
+    blank_secrets(text);
+  } else {
+    hide_secrets(source.root, false, text);
+  }
   return text;
 }
 

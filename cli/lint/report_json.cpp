@@ -45,3 +45,11 @@ Json::Value json_report(const Source& source, const Judgement& judgement) {
     report["allowed"].append(entry_for(allowed.finding, positions));
   return report;
 }
+
+Json::Value json_report_of_unreadable(const std::string& file, const std::string& message) {
+  Json::Value report(Json::objectValue);
+  report["file"] = file;
+  report["findings"] = Json::Value(Json::arrayValue);
+  report["error"] = message;
+  return report;
+}

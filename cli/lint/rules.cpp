@@ -24,6 +24,8 @@
 // In the order of docs/checks.md.
 const std::vector<Rule>& all_rules() {
   static const std::vector<Rule> kRules = {
+      {kSyntaxRule, Severity::kError, nullptr},
+
       {"wrong-type", Severity::kError, wrong_type},
       {"out-of-range", Severity::kWarning, out_of_range},
       {"unknown-word", Severity::kError, unknown_word},

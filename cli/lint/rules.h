@@ -16,8 +16,8 @@ struct Rule {
   // Error: the services refuse it, or what is asked for cannot happen. Warning: it works, but hardly as
   // intended.
   Severity severity;
-  // Null for kDnsmasqRefuses, which cli/lint/dnsmasq_check.h is about, and for the rules about comments: see
-  // cli/lint/allow.h.
+  // Null for kSyntaxRule (cli/config_file/syntax.h), kDnsmasqRefuses (cli/lint/dnsmasq_check.h) and the rules
+  // about comments (cli/lint/allow.h).
   void (*examine)(const Site& site, Findings& findings);
 };
 

@@ -37,8 +37,14 @@ class Trouble(unittest.TestCase):
         self.assertEqual(done.returncode, 2)
         self.assertIn("A subcommand is required", done.stderr)
 
-    def test_unknown_command_and_option(self):
-        for arguments in (["chek"], ["--cheque"], ["check", "--stricter"], ["check", "--format", "xml"]):
+    def test_unknown_command(self):
+        self.assert_trouble(self.run_lanfab("chek"),
+                            'lanfab: there is no command "chek": did you mean "check"?')
+        self.assert_trouble(self.run_lanfab("lint", "network.json"),
+                            'lanfab: there is no command "lint"; `lanfab --help` lists them')
+
+    def test_unknown_option(self):
+        for arguments in (["--cheque"], ["check", "--stricter"], ["check", "--format", "xml"]):
             with self.subTest(arguments):
                 done = self.run_lanfab(*arguments)
                 self.assertEqual((done.returncode, done.stdout), (2, ""))
@@ -56,6 +62,19 @@ class Trouble(unittest.TestCase):
         self.assert_trouble(self.run_lanfab("check", "none.json"), "none.json: No such file or directory")
         self.assert_trouble(self.run_lanfab("check", "."), ".: Is a directory")
 
+    def test_files_that_cannot_be_read_are_in_the_json(self):
+        self.lay("{}")
+        self.lay('{"a": "' + 5_000_000 * "x" + '"}', "large.json")
+        done = self.run_lanfab("check", "--offline", "--format", "json", "none.json", "network.json", ".",
+                               "large.json")
+        reasons = ["none.json: No such file or directory", ".: Is a directory",
+                   "large.json: the configuration is larger than 4 MB"]
+        self.assert_trouble(done, "\n".join(reasons))
+        files = json.loads(done.stdout)
+        self.assertEqual([file["file"] for file in files], ["none.json", "network.json", ".", "large.json"])
+        self.assertEqual([file.get("error") for file in files], [reasons[0], None, *reasons[1:]])
+        self.assertEqual([file["findings"] for file in files], 4 * [[]])
+
     def test_a_file_that_may_not_be_read(self):
         self.lay("{}")
         (self.directory / "network.json").chmod(0)
@@ -63,18 +82,20 @@ class Trouble(unittest.TestCase):
         self.assert_trouble(self.run_lanfab("check", "network.json", before=before),
                             "network.json: Permission denied")
 
+    def assert_syntax_error(self, message):
+        done = self.run_lanfab("check", "network.json")
+        self.assertEqual((done.returncode, done.stderr), (2, ""))
+        self.assertEqual(done.stdout, f"network.json:{message} [syntax]\n1 error and 0 warnings in 1 file\n")
+
     def test_malformed_json(self):
         self.lay('{\n  "wired": {"eth0" true}\n}\n')
-        self.assert_trouble(self.run_lanfab("check", "network.json"),
-                            "network.json:2:20: error: Missing ':' after object member name")
+        self.assert_syntax_error('2:13: error: a colon is missing after "eth0"')
         self.lay("[]")
-        self.assert_trouble(self.run_lanfab("check", "network.json"),
-                            "network.json:1:1: error: the configuration is not an object")
+        self.assert_syntax_error("1:1: error: the configuration is not an object in braces")
 
     def test_a_nul_character_ends_no_configuration(self):
         self.lay('{\n}\n\0{"anything": 1}')
-        self.assert_trouble(self.run_lanfab("check", "network.json"),
-                            "network.json:3:1: error: a NUL character after the JSON value")
+        self.assert_syntax_error("3:1: error: contains U+0000 (NUL)")
 
     def test_much_json(self):
         self.lay('{"a": "' + 50_000_000 * "x" + '"}')
@@ -85,9 +106,8 @@ class Trouble(unittest.TestCase):
         for level in ("[", '{"a":'):
             with self.subTest(level):
                 self.lay('{"a":' + 100_000 * level)
-                done = self.run_lanfab("check", "network.json")
-                self.assertEqual(done.returncode, 2)
-                self.assertRegex(done.stderr, r"\Anetwork\.json:1:1: error: [^\n]+\n\Z")
+                column = 6 + 999 * len(level)
+                self.assert_syntax_error(f"1:{column}: error: too deeply nested: 1000 brackets are open here")
 
     def test_the_other_files_are_checked_all_the_same(self):
         self.lay('{"wireless": {"cell": {"enable": true}}}')
@@ -151,6 +171,17 @@ class Trouble(unittest.TestCase):
     def test_no_such_rule(self):
         self.assert_trouble(self.run_lanfab("explain", "lease"),
                             'lanfab: there is no rule "lease"; `lanfab explain` lists them')
+        self.assert_trouble(self.run_lanfab("explain", "lease-by-nome"),
+                            'lanfab: there is no rule "lease-by-nome": did you mean "lease-by-name"?')
+
+    def test_several_rules(self):
+        one = self.run_lanfab("explain", "lease-by-name").stdout
+        other = self.run_lanfab("explain", "syntax").stdout
+        done = self.run_lanfab("explain", "lease-by-name", "syntax")
+        self.assertEqual((done.returncode, done.stdout), (0, one + "\n" + other))
+        done = self.run_lanfab("explain", "sintax", "syntax")
+        self.assert_trouble(done, 'lanfab: there is no rule "sintax": did you mean "syntax"?')
+        self.assertEqual(done.stdout, other)
 
 
 if __name__ == "__main__":

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -17,23 +18,52 @@
 #include "libcmd/configuration_text.h"
 #include "reports.h"
 
-// "FILE:LINE:COLUMN: error: REASON", the location within the text.
-static void check_refusal(const std::string& message, const std::string& file, const std::string& text) {
-  check(message.compare(0, file.size() + 1, file + ":") == 0, "a refusal does not name the file");
-  const char* rest = message.c_str() + file.size() + 1;
-  char* end = nullptr;
-  const long line = std::strtol(rest, &end, 10);
-  check(end != rest && *end == ':', "a refusal has no line");
-  rest = end + 1;
-  const long column = std::strtol(rest, &end, 10);
-  check(end != rest && std::string(end).compare(0, 9, ": error: ") == 0, "a refusal has no column");
-  check(end[9] != '\0', "a refusal has no reason");
-  check(message.find('\n') == std::string::npos, "a refusal is more than one line");
-  // The parser ends lines as old files do, too.
-  const auto ends = std::count_if(text.begin(), text.end(), [](char c) { return c == '\n' || c == '\r'; });
-  check(line >= 1 && line <= ends + 1, "a refusal is about a line that the file does not have");
-  check(column >= 1 && column <= static_cast<long>(text.size()) + 1,
-        "a refusal is about a column that the file does not have");
+static bool is_within(TextRange range, const std::string& text) {
+  const auto size = static_cast<std::ptrdiff_t>(text.size());
+  return range.begin >= 0 && range.begin <= range.end && range.end <= size;
+}
+
+// The text after the fix, the last edit first.
+static std::string fixed(std::string text, std::vector<Edit> fix) {
+  std::sort(fix.begin(), fix.end(),
+            [](const Edit& a, const Edit& b) { return a.range.begin > b.range.begin; });
+  for (const Edit& edit : fix)
+    text.replace(static_cast<std::size_t>(edit.range.begin),
+                 static_cast<std::size_t>(edit.range.end - edit.range.begin), edit.replacement);
+  return text;
+}
+
+static void check_syntax_error(const SyntaxError& error, const std::string& text) {
+  check(is_within(error.range, text), "an error of syntax is outside the text");
+  check(error.range.begin < error.range.end || text.empty(), "an error of syntax is about nothing");
+  check(!error.message.empty() && error.message.find('\n') == std::string::npos,
+        "an error of syntax has no message of one line");
+  for (const RelatedLocation& related : error.related)
+    check(is_within(related.range, text), "a second location is outside the text");
+  for (const Edit& edit : error.fix)
+    check(is_within(edit.range, text), "a fix is outside the text");
+  // A fix changes something; what it makes of the text is read like any other.
+  Source source{"fixed", fixed(text, error.fix), {}};
+  check(error.fix.empty() || source.text != text, "a fix changes nothing");
+  parse_source(source);
+}
+
+// "FILE:LINE:COLUMN: error: REASON [syntax]", and a note for each second location.
+static void check_refusal(const LoadFailure& failure, const std::string& file, const Source& source) {
+  check(failure.syntax.has_value(), "a file is refused for its size");
+  check_syntax_error(*failure.syntax, source.text);
+  const std::string line = failure.message.substr(0, failure.message.find('\n'));
+  const auto begin = static_cast<std::size_t>(failure.syntax->range.begin);
+  std::string location = file + ":";
+  // Columns count characters.
+  const bool is_ascii = std::all_of(source.text.begin(), source.text.end(),
+                                    [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+  if (is_ascii) location += line_and_column(source.text, begin) + ": error: ";
+  check(line.compare(0, location.size(), location) == 0, "a refusal has another location");
+  constexpr char kEnd[] = " [syntax]";
+  check(line.size() > location.size() + std::strlen(kEnd) &&
+            line.compare(line.size() - std::strlen(kEnd), std::string::npos, kEnd) == 0,
+        "a refusal does not name its rule");
 }
 
 namespace {
@@ -122,8 +152,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   check(file.fill(bytes), "the memory is full");
   const std::string path = "/proc/self/fd/" + std::to_string(file.number());
   Source source;
-  if (const std::optional<std::string> failure = load_source(path, source)) {
-    check_refusal(*failure, path, bytes);
+  if (const auto failure = load_source(path, source)) {
+    check_refusal(*failure, path, source);
     return 0;
   }
   const bool has_mark = bytes.compare(0, 3, "\xef\xbb\xbf") == 0;

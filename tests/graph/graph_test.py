@@ -276,7 +276,7 @@ class Trouble(Graph):
 
     def test_malformed_json(self):
         self.assert_trouble(self.run_lanfab("-", input="[]"),
-                            "<stdin>:1:1: error: the configuration is not an object\n")
+                            "<stdin>:1:1: error: the configuration is not an object in braces [syntax]\n")
 
     def test_an_unknown_format(self):
         done = self.run_lanfab("network.json", "--format", "png")

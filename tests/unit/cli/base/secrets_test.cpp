@@ -54,3 +54,26 @@ TEST(SecretMaskTest, HidesAFileThatIsAKey) {
   EXPECT_EQ(nothing.content, "");
   EXPECT_EQ(other.content, "a\n");
 }
+
+static std::string blanked(std::string text) {
+  blank_secrets(text);
+  return text;
+}
+
+TEST(BlankSecrets, HidesKeysInATextThatIsNotJson) {
+  struct {
+    const char* text;
+    const char* expected;
+  } const cases[] = {
+      {R"({"private_key": "a+b/c=", "ipv4": "192.168.1.1"})",
+       R"({"private_key": "*****=", "ipv4": "192.168.1.1"})"},
+      {"{\"preshared_key: \"ab\n\"a\": 1}", "{\"preshared_key: \"**\n\"a\": 1}"},
+      {"PrivateKey\n  = “ab”\na", "PrivateKey\n  = “**”\na"},
+      {"{\"private_key\": [\"a\",\n\"b\"], \"c\"}", "{\"private_key\": [\"*\",\n\"*\"], \"c\"}"},
+      {"{\"private_key\": a}, b", "{\"private_key\": *}, b"},
+      {"private_key", "private_key"},
+      {"{\"public_key\": \"a\"}", "{\"public_key\": \"a\"}"},
+  };
+  for (const auto& [text, expected] : cases)
+    EXPECT_EQ(blanked(text), expected);
+}

@@ -50,3 +50,10 @@ TEST(ReportJson, WhatIsAllowedIsInAListOfItsOwn) {
     {"line": 1, "column": 1, "end_line": 1, "end_column": 3,
      "severity": "error", "rule": "some-rule", "message": "message"}]})");
 }
+
+TEST(ReportJson, AFileThatCannotBeReadHasAnError) {
+  const Json::Value report = json_report_of_unreadable("a.json", "a.json: Is a directory");
+  EXPECT_EQ(report["file"], "a.json");
+  EXPECT_EQ(report["error"], "a.json: Is a directory");
+  EXPECT_EQ(report["findings"], Json::Value(Json::arrayValue));
+}

@@ -35,7 +35,7 @@ static std::string uri_of(const std::string& name) {
 
 TEST(ReportSarif, AFindingIsAResultWithARegion) {
   expect_json(run_about({"network.json", "{\n  \"ä\": 1\n}\n", {}}, {finding_at({4, 8})})["results"], R"([{
-      "ruleId": "wrong-type", "ruleIndex": 0, "level": "error",
+      "ruleId": "wrong-type", "ruleIndex": 1, "level": "error",
       "message": {"text": "message"}, "suppressions": [],
       "locations": [{"physicalLocation": {
         "artifactLocation": {"uri": "network.json"},
@@ -71,12 +71,12 @@ TEST(ReportSarif, EachRuleHasItsLevelAndItsEntry) {
     EXPECT_EQ(text.rfind(description + " ", 0), 0U) << rule;
     EXPECT_EQ(description.back(), '.') << rule;
   }
-  EXPECT_EQ(rules[0]["id"], "wrong-type");
-  EXPECT_EQ(rules[0]["shortDescription"]["text"], "A value is of another type than the program reads there.");
-  EXPECT_EQ(rules[0]["help"]["text"], rules[0]["fullDescription"]["text"]);
-  EXPECT_EQ(rules[0]["help"]["markdown"], rules[0]["fullDescription"]["text"]);
-  EXPECT_EQ(rules[0]["defaultConfiguration"]["level"], "error");
-  EXPECT_EQ(rules[1]["defaultConfiguration"]["level"], "warning");
+  EXPECT_EQ(rules[1]["id"], "wrong-type");
+  EXPECT_EQ(rules[1]["shortDescription"]["text"], "A value is of another type than the program reads there.");
+  EXPECT_EQ(rules[1]["help"]["text"], rules[1]["fullDescription"]["text"]);
+  EXPECT_EQ(rules[1]["help"]["markdown"], rules[1]["fullDescription"]["text"]);
+  EXPECT_EQ(rules[1]["defaultConfiguration"]["level"], "error");
+  EXPECT_EQ(rules[2]["defaultConfiguration"]["level"], "warning");
 }
 
 TEST(ReportSarif, ARunOverAllFilesCountsColumnsInCharacters) {
@@ -108,7 +108,7 @@ TEST(ReportSarif, WhatIsNotListedIsAResultWithoutARegion) {
   const Json::Value results = run_about({"network.json", "{}", {}}, {finding})["results"];
   ASSERT_EQ(results.size(), 2U);
   expect_json(results[1], R"({
-      "ruleId": "wrong-type", "ruleIndex": 0, "level": "error",
+      "ruleId": "wrong-type", "ruleIndex": 1, "level": "error",
       "message": {"text": "and 7 more"}, "suppressions": [],
       "locations": [{"physicalLocation": {"artifactLocation": {"uri": "network.json"}}}]})");
 }

@@ -59,6 +59,14 @@ TEST(Report, TheExcerptHidesKeys) {
       "    ^\n");
 }
 
+TEST(Report, TheExcerptHidesKeysOfATextThatIsNotJson) {
+  EXPECT_EQ(
+      text_report({"network.json", R"({"preshared_key": "abc, "a": 1})", {}}, {finding_at(18)}, kExcerpt),
+      "network.json:1:19: error: message [some-rule]\n"
+      "    {\"preshared_key\": \"***, \"a\": 1}\n"
+      "                      ^\n");
+}
+
 TEST(Report, ColumnsCountCharacters) {
   EXPECT_EQ(excerpt_of("\t\"ä中\": !"),
             "network.json:1:8: error: message [some-rule]\n"
