@@ -13,6 +13,8 @@ namespace {
 // Which rules judge a value first: the others leave it alone then.
 enum Rank {
   kRefusedByPlatform,
+  // A string or a key that is not what it seems to be: the cause of whatever else is found there.
+  kDeceptive,
   // A value that cannot be read. Whatever else follows from it is not a finding.
   kUnreadable,
   kOrdinary,
@@ -26,6 +28,8 @@ constexpr char kTextRefused[] = "text-refused";
 constexpr char kDoubtfulKey[] = "doubtful-key";
 constexpr char kEnableMissing[] = "enable-missing";
 constexpr char kLockedOut[] = "locked-out";
+constexpr std::array<std::string_view, 3> kDeceptiveRules = {"invisible-character", "lookalike-character",
+                                                             "surrounding-space"};
 constexpr std::array<std::string_view, 4> kUnreadableRules = {"wrong-type", "unknown-word", "unknown-key",
                                                               kDoubtfulKey};
 constexpr std::array<std::string_view, 2> kGeneralRules = {"out-of-range", kEnableMissing};
@@ -67,6 +71,7 @@ static bool is_among(std::string_view name, const std::array<std::string_view, k
 
 static Rank rank_of(std::string_view rule) {
   if (rule == kTextRefused) return kRefusedByPlatform;
+  if (is_among(rule, kDeceptiveRules)) return kDeceptive;
   if (is_among(rule, kUnreadableRules)) return kUnreadable;
   if (is_among(rule, kGeneralRules)) return kOfAnything;
   return rule == kLockedOut ? kWhole : kOrdinary;

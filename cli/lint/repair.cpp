@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "cli/config_file/characters.h"
 #include "cli/config_file/schema.h"
 #include "cli/lint/ipv4.h"
 #include "cli/lint/likely_value.h"
@@ -43,6 +44,14 @@ static Json::Value plain_part(const Json::Value& value) {
   return text.substr(begin, text.find_first_not_of(kPlain, begin) - begin);
 }
 
+// A string without characters that deceive; nothing if it has none.
+static std::optional<Json::Value> plain_string(const Json::Value& value) {
+  if (!value.isString()) return std::nullopt;
+  const std::string text = value.asString();
+  std::string plain = plain_text(text);
+  return plain == text ? std::nullopt : std::optional(Json::Value(plain));
+}
+
 // Whether the value is of the right type, and out of range: a warning.
 static bool is_number_of(const Json::Value& schema, const Json::Value& value) {
   return schema["type"] == "integer" && value.isInt();
@@ -54,6 +63,8 @@ void Repair::visit(const std::string& name, Json::Value& value, const Json::Valu
   const bool is_refused = std::binary_search(refused_.begin(), refused_.end(), &value);
   if (is_refused) {
     replace(value, likely_value(plain_part(value), schema));
+  } else if (const auto plain = plain_string(value)) {
+    replace(value, is_allowed_by(*plain, schema) ? *plain : likely_value(*plain, schema));
   } else if (!is_allowed_by(value, schema) &&
              (least_ == Severity::kWarning || !is_number_of(schema, value))) {
     replace(value, likely_value(value, schema));
@@ -128,6 +139,9 @@ static Json::Value empty_object_at(const Json::Value& place) {
 // --- Keys
 
 void Repair::repair_key(MutableLevel& at, const std::string& key) {
+  const std::string plain = plain_text(key);
+  if (member_schema(at.level.schema, plain) != nullptr && !at.object.isMember(plain))
+    return move(at.object, key, at.object, plain);
   const std::optional<Home> home = home_of(at.level, key, kMaxHomeDepth);
   if ((home && move_home(at, key, *home)) || move_beside(at, key)) return;
   if (const auto meant = nearest_key(at.level, key, true)) {

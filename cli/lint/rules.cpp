@@ -4,6 +4,7 @@
 #include "cli/lint/allow.h"
 #include "cli/lint/bridge_network_rules.h"
 #include "cli/lint/bridge_rules.h"
+#include "cli/lint/character_rules.h"
 #include "cli/lint/dhcp_rules.h"
 #include "cli/lint/forwarding_rules.h"
 #include "cli/lint/gre_path_rules.h"
@@ -33,6 +34,9 @@ const std::vector<Rule>& all_rules() {
       {"doubtful-key", Severity::kWarning, doubtful_key},
 
       {"text-refused", Severity::kError, text_refused},
+      {"invisible-character", Severity::kError, invisible_character},
+      {"lookalike-character", Severity::kError, lookalike_character},
+      {"surrounding-space", Severity::kError, surrounding_space},
 
       {"enable-missing", Severity::kWarning, enable_missing},
       {"switch-missing", Severity::kWarning, switch_missing},
