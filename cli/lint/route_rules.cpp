@@ -190,16 +190,6 @@ void route_gateway_in_passthrough(const Site& site, Findings& findings) {
   }
 }
 
-namespace {
-
-struct DefaultRoute {
-  std::string owner;
-  int metric;
-  const Json::Value* place;
-};
-
-}  // namespace
-
 // Where the metric of a route is, or what the route comes from.
 static const Json::Value* metric_place(const Json::Value& settings) {
   const Json::Value& gateway = place_of(settings, "gateway");
@@ -214,10 +204,11 @@ static void add_interface_defaults(const Site& site, std::vector<DefaultRoute>& 
     if (site.find_interface(interface.name) != &interface) continue;
     const std::optional<int> metric = interface.unit.metric;
     if (interface.unit.is_dhcp_client) {
-      routes.push_back(
-          {interface.name, metric.value_or(kDhcpMetric), &place_of(*interface.network, "metric")});
+      routes.push_back({interface.name, metric.value_or(kDhcpMetric), interface.network,
+                        &place_of(*interface.network, "metric")});
     } else if (parse_ipv4(interface.unit.default_gateway().value_or(""))) {
-      routes.push_back({interface.name, metric.value_or(0), metric_place(*interface.network)});
+      routes.push_back(
+          {interface.name, metric.value_or(0), interface.network, metric_place(*interface.network)});
     }
   }
 }
@@ -226,7 +217,7 @@ static void add_cellular_default(const Site& site, std::vector<DefaultRoute>& ro
   if (!site.context.cell_enabled) return;
   const Json::Value& cell = *object_at(site.root, "wireless.cell");
   const int metric = read_wwan_settings(&site.context).metric.value_or(0);
-  routes.push_back({"the cellular link", metric, &place_of(cell, "metric")});
+  routes.push_back({"the cellular link", metric, &cell, &place_of(cell, "metric")});
 }
 
 // Whether the route takes the packets of its own tunnel, too, which has a finding of its own.
@@ -240,22 +231,28 @@ static void add_listed_defaults(const Site& site, std::vector<DefaultRoute>& rou
   for (const StaticRoute& route : site.routes) {
     const std::optional<Subnet> destination = route.destination();
     if (!destination || destination->prefix > 0) continue;
-    routes.push_back({route.interface_name, route.written.metric.value_or(0), metric_place(*route.settings)});
+    routes.push_back({route.interface_name, route.written.metric.value_or(0), route.settings,
+                      metric_place(*route.settings)});
   }
   for (const GreTunnel& tunnel : site.tunnels) {
     for (const Json::Value& network : *tunnel.networks) {
       const std::optional<GreRoute> route = read_gre_route(network);
       if (route && parse_ipv4(route->destination) && route->prefix == 0 && !is_own_way(site, tunnel))
-        routes.push_back({gre_tunnel_name(tunnel.index), 0, &network});
+        routes.push_back({gre_tunnel_name(tunnel.index), 0, &network, &network});
     }
   }
 }
 
-void default_routes_alike(const Site& site, Findings& findings) {
+std::vector<DefaultRoute> default_routes_of(const Site& site) {
   std::vector<DefaultRoute> routes;
   add_interface_defaults(site, routes);
   add_cellular_default(site, routes);
   add_listed_defaults(site, routes);
+  return routes;
+}
+
+void default_routes_alike(const Site& site, Findings& findings) {
+  std::vector<DefaultRoute> routes = default_routes_of(site);
   std::stable_sort(routes.begin(), routes.end(), [](const DefaultRoute& a, const DefaultRoute& b) {
     return a.place->getOffsetStart() < b.place->getOffsetStart();
   });

@@ -18,5 +18,16 @@ void route_incomplete(const Site& site, Findings& findings);
 void route_host_bits(const Site& site, Findings& findings);
 void route_twice(const Site& site, Findings& findings);
 
+// A default route that the main routing table gets.
+struct DefaultRoute {
+  std::string owner;  // the interface: "eth0", "the cellular link"
+  int metric;
+  // What asks for it: a "network" object, "wireless.cell", a static route, a network behind a tunnel.
+  const Json::Value* settings;
+  const Json::Value* place;  // of its metric
+};
+
+std::vector<DefaultRoute> default_routes_of(const Site& site);
+
 // The gateway of a route, if its section has one.
 std::optional<std::string> written_gateway_of(const StaticRoute& route);
