@@ -1,4 +1,4 @@
-// `lanfab graph`: a picture of the network that a configuration makes.
+// `lanfab graph`: a diagram of the network that a configuration makes.
 
 #include <langinfo.h>
 #include <unistd.h>
@@ -13,10 +13,13 @@
 #include "cli/commands/commands.h"
 #include "cli/config_file/source.h"
 #include "cli/graph/annotations.h"
+#include "cli/graph/caption.h"
 #include "cli/graph/diagram.h"
 #include "cli/graph/dot.h"
 #include "cli/graph/graphviz.h"
+#include "cli/graph/html.h"
 #include "cli/graph/shorten.h"
+#include "cli/graph/tables.h"
 #include "cli/graph/text_tree.h"
 #include "cli/lint/allow.h"
 #include "cli/lint/report.h"
@@ -25,11 +28,13 @@
 
 namespace {
 
-enum class GraphFormat { kText, kDot, kSvg };
+enum class GraphFormat { kText, kDot, kSvg, kHtml };
 
 struct GraphOptions {
   std::string file = active_configuration();  // "-" is standard input
   GraphFormat format = GraphFormat::kText;
+  std::string title;  // empty: the name of the file
+  bool is_full = false;
   std::string output;  // the file to write; empty, standard output
 };
 
@@ -44,62 +49,117 @@ static Charset own_charset() {
   return is_utf8 ? Charset::kUtf8 : Charset::kAscii;
 }
 
-static std::string text_of(const Part& picture, const std::vector<Finding>& findings, bool has_terminal) {
-  std::string text = text_picture(picture, own_charset(), wants_color(has_terminal));
-  if (findings.empty()) return text;
+namespace {
+
+// What the formats show.
+struct Content {
+  Node diagram{};
+  Caption caption;
+  std::vector<Table> tables;
+  std::vector<Finding> findings;
+};
+
+}  // namespace
+
+static std::string text_of(const Content& content, bool has_title, bool color) {
+  const Charset charset = own_charset();
+  std::string text;
+  if (has_title) {
+    text = styled(shown(content.caption.title, charset), "1", color) + "\n" +
+           shown(content.caption.subtitle, charset) + "\n\n";
+  }
+  text += text_diagram(content.diagram, charset, color) + text_tables(content.tables, charset);
+  if (content.findings.empty()) return text;
   Summary summary;
-  count({findings, {}}, summary);
-  return text + "\n" + text_of(summary) + "; lanfab check says where\n";
+  count({content.findings, {}}, summary);
+  return text + "\n" + text_of(summary) + "; 'lanfab check' shows their locations\n";
 }
 
-// Returns the exit status: 0, or 2 when there is no picture.
+// Returns nothing, or why there is no page.
+static std::optional<std::string> write_page(const Content& content, const Source& source,
+                                             std::string& page) {
+  std::string svg;
+  // The page has them itself.
+  if (auto error = draw(dot_diagram(content.diagram, Caption(), {}), svg)) return error;
+  page = html_page(content.caption, svg, source.text, content.findings, content.tables);
+  return std::nullopt;
+}
+
+// The tables that go with the format; those of a page are its own.
+static std::vector<Table> tables_for(const GraphOptions& options, const Node& diagram) {
+  if (options.format == GraphFormat::kHtml) return tables_of(diagram, TableScope::kEveryList);
+  return options.is_full ? tables_of(diagram, TableScope::kShortenedLists) : std::vector<Table>();
+}
+
+// Returns nothing, or why there is no diagram.
+static std::optional<std::string> write(const GraphOptions& options, Source& source, std::string& text) {
+  Content content;
+  if (auto error = caption_file(options.file, options.title, content.caption)) return error;
+  content.findings = judgement_of(source.text, examine(source), {}).findings;
+  {
+    const Site site(source);
+    content.diagram = diagram_of(site);
+    mark(content.findings, content.diagram);
+  }
+  content.tables = tables_for(options, content.diagram);
+  summarize(content.diagram);
+  switch (options.format) {
+    case GraphFormat::kText: {
+      const bool has_terminal = options.output.empty() && is_terminal(STDOUT_FILENO);
+      text = text_of(content, !options.title.empty(), wants_color(has_terminal));
+      return std::nullopt;
+    }
+    case GraphFormat::kHtml:
+      return write_page(content, source, text);
+    case GraphFormat::kDot:
+    case GraphFormat::kSvg:
+      break;
+  }
+  const std::string dot = dot_diagram(content.diagram, content.caption, content.tables);
+  if (options.format == GraphFormat::kSvg) return draw(dot, text);
+  text = dot;
+  return std::nullopt;
+}
+
+// Returns the exit status: 0, or 2 when there is no diagram.
 static int graph(const GraphOptions& options) {
   OutputFile output(options.output);
   const bool has_output = !options.output.empty();
   if (has_output) {
-    if (const auto trouble = output.open()) return fail(*trouble);
+    if (const auto error = output.open()) return fail(*error);
   }
   Source source;
-  if (const auto trouble = load_source(options.file, source)) return fail(trouble->message);
-  const std::vector<Finding> findings = judgement_of(source.text, examine(source), {}).findings;
-  const Site site(source);
-  Part picture = picture_of(site);
-  mark(findings, picture);
-  summarize(picture);
+  if (const auto error = load_source(options.file, source)) return fail(error->message);
   std::string text;
-  if (options.format == GraphFormat::kText) {
-    const bool has_terminal = !has_output && is_terminal(STDOUT_FILENO);
-    text = text_of(picture, findings, has_terminal);
-  } else {
-    text = dot_picture(picture);
-  }
-  if (options.format == GraphFormat::kSvg) {
-    std::string svg;
-    if (const auto trouble = draw(text, svg)) return fail("lanfab: " + *trouble);
-    text = std::move(svg);
-  }
+  if (const auto error = write(options, source, text)) return fail("lanfab: " + *error);
   if (!has_output) {
     std::fwrite(text.data(), 1, text.size(), stdout);
-  } else if (const auto trouble = output.write(text)) {
-    return fail(*trouble);
+  } else if (const auto error = output.write(text)) {
+    return fail(*error);
   }
   return 0;
 }
 
 Command graph_command() {
   static GraphOptions options;
-  const std::map<std::string, GraphFormat> formats = {
-      {"text", GraphFormat::kText}, {"dot", GraphFormat::kDot}, {"svg", GraphFormat::kSvg}};
+  const std::map<std::string, GraphFormat> formats = {{"text", GraphFormat::kText},
+                                                      {"dot", GraphFormat::kDot},
+                                                      {"svg", GraphFormat::kSvg},
+                                                      {"html", GraphFormat::kHtml}};
   return {"graph",
           "Draw the network, with what check finds in it",
           {file_option(options.file),
            {"--format FORMAT",
             "text (default), dot, the language of Graphviz,\n"
-            "or svg, drawn by Graphviz",
+            "svg, drawn by Graphviz, or html, a page with\n"
+            "the diagram, the findings and tables",
             [formats](const std::string& name) { options.format = formats.at(name); },
             Completion::kNothing,
-            {"text", "dot", "svg"}},
-           {"-o FILE", "write the picture into this file", &options.output, Completion::kFile}},
+            {"text", "dot", "svg", "html"}},
+           {"--title TITLE", "the title; default: the name of the file", &options.title},
+           {"--full", "add tables with the lists that the diagram\nshortens; html always has them",
+            &options.is_full},
+           {"-o FILE", "write into this file", &options.output, Completion::kFile}},
           "Example: lanfab graph network.json --format svg -o network.svg",
           [] { return graph(options); }};
 }

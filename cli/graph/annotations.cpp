@@ -5,30 +5,30 @@
 
 namespace {
 
-// A piece of the configuration's text, and the part that shows it.
+// A piece of the configuration's text, and the node that shows it.
 struct Span {
   std::ptrdiff_t begin;
   std::ptrdiff_t end;
-  Part* part;
+  Node* node;
 };
 
 }  // namespace
 
-// The inner parts before the outer ones.
-static void collect_spans(Part& part, std::vector<Span>& spans) {
-  for (Part& inner : part.parts)
+// The inner nodes before the outer ones.
+static void collect_spans(Node& node, std::vector<Span>& spans) {
+  for (Node& inner : node.children)
     collect_spans(inner, spans);
-  for (const Json::Value* place : part.places)
-    spans.push_back({place->getOffsetStart(), place->getOffsetLimit(), &part});
+  for (const Json::Value* location : node.locations)
+    spans.push_back({location->getOffsetStart(), location->getOffsetLimit(), &node});
 }
 
 static bool goes_before(const Span& a, const Span& b) {
   return a.begin != b.begin ? a.begin < b.begin : a.end > b.end;
 }
 
-void mark(const std::vector<Finding>& findings, Part& picture) {
+void mark(const std::vector<Finding>& findings, Node& diagram) {
   std::vector<Span> spans;
-  collect_spans(picture, spans);
+  collect_spans(diagram, spans);
   std::stable_sort(spans.begin(), spans.end(), goes_before);
   std::vector<const Span*> open;  // around the current offset, the innermost last
   auto next = spans.begin();
@@ -42,7 +42,7 @@ void mark(const std::vector<Finding>& findings, Part& picture) {
       open.push_back(&*next);
     }
     close_before(finding.range.begin);
-    Part& part = open.empty() ? picture : *open.back()->part;
-    part.findings.push_back(finding);
+    Node& node = open.empty() ? diagram : *open.back()->node;
+    node.findings.push_back(finding);
   }
 }

@@ -5,7 +5,7 @@
 #include <unordered_set>
 
 #include "cli/graph/interface_lines.h"
-#include "cli/graph/tunnel_boxes.h"
+#include "cli/graph/tunnel_nodes.h"
 #include "cli/lint/route_rules.h"
 #include "config/interface_queries.h"
 #include "config/lookup.h"
@@ -18,38 +18,41 @@
 
 namespace {
 
-// Puts the picture together. What belongs to an interface is found by it.
-class Painter {
+// Collects what belongs to each interface, and then builds the diagram.
+class DiagramBuilder {
  public:
-  explicit Painter(const Site& site);
+  explicit DiagramBuilder(const Site& site);
 
-  Part picture() const;
+  Node diagram() const;
 
  private:
   void sort_tunnels();
-  Part part_of(const Interface& interface) const;
-  Part port_part(const std::string& name, const Json::Value& settings) const;
-  Part member_part(const Json::Value& member) const;
-  Part bridge_part() const;
-  Part cell_part() const;
-  void add_vlans(const std::string& port, Part& part) const;
-  void add_tunnels(const Interface* interface, Part& part) const;
-  void add_ports(Part& gateway) const;
-  void add_radios(Part& gateway) const;
+  Node node_of(const Interface& interface) const;
+  Node port_node(const std::string& name, const Json::Value& settings) const;
+  Node member_node(const Json::Value& member) const;
+  Node bridge_node() const;
+  Node cell_node() const;
+  void add_routes_on(const Interface* interface, Node& node) const;
+  std::string vlan_carrier(const std::string& port) const;
+  void add_vlans(const std::string& port, Node& node) const;
+  void add_tunnels(const Interface* interface, Node& node) const;
+  void add_ports(Node& gateway) const;
+  void add_radios(Node& gateway) const;
 
+  const DiagramFacts facts_;
   const Site& site_;
   std::unordered_map<const Interface*, const DhcpServer*> servers_;
   std::unordered_map<const Interface*, std::vector<const StaticRoute*>> routes_;  // null: the cellular link
   std::unordered_map<std::string, std::vector<const Interface*>> vlans_;          // by port
   std::unordered_map<std::string, std::vector<const Interface*>> disabled_vlans_;
-  std::unordered_map<const Interface*, std::vector<Part>> tunnels_;
-  std::vector<Part> tunnels_over_cell_;
-  std::vector<Part> other_tunnels_;
+  std::unordered_map<const Interface*, std::vector<Node>> tunnels_;
+  std::vector<Node> tunnels_over_cell_;
+  std::vector<Node> other_tunnels_;
 };
 
 }  // namespace
 
-Painter::Painter(const Site& site) : site_(site) {
+DiagramBuilder::DiagramBuilder(const Site& site) : facts_(site), site_(site) {
   for (const DhcpServer& server : site.servers)
     servers_.emplace(server.interface, &server);
   for (const StaticRoute& route : site.routes)
@@ -62,119 +65,151 @@ Painter::Painter(const Site& site) : site_(site) {
   sort_tunnels();
 }
 
-void Painter::sort_tunnels() {
-  for (TunnelPart& tunnel : tunnel_parts(site_)) {
-    std::vector<Part>& place = tunnel.interface != nullptr ? tunnels_[tunnel.interface]
+void DiagramBuilder::sort_tunnels() {
+  for (TunnelNode& tunnel : tunnel_nodes(facts_)) {
+    std::vector<Node>& place = tunnel.interface != nullptr ? tunnels_[tunnel.interface]
                                : tunnel.is_over_cell && site_.context.cell_enabled ? tunnels_over_cell_
                                                                                    : other_tunnels_;
-    place.push_back(std::move(tunnel.part));
+    place.push_back(std::move(tunnel.node));
   }
 }
 
-static void append(const std::vector<Part>& parts, Part& part) {
-  part.parts.insert(part.parts.end(), parts.begin(), parts.end());
+static void append(const std::vector<Node>& children, Node& node) {
+  node.children.insert(node.children.end(), children.begin(), children.end());
 }
 
-void Painter::add_tunnels(const Interface* interface, Part& part) const {
+void DiagramBuilder::add_tunnels(const Interface* interface, Node& node) const {
   const auto tunnels = tunnels_.find(interface);
-  if (tunnels != tunnels_.end()) append(tunnels->second, part);
+  if (tunnels != tunnels_.end()) append(tunnels->second, node);
 }
 
-// Whether the interface leads out of the site.
+// Whether the interface has a default route of its own, valid or not.
 static bool is_uplink(const Interface& interface) {
   return interface.unit.is_dhcp_client || interface.unit.default_gateway();
 }
 
-Part Painter::part_of(const Interface& interface) const {
-  Part part{is_uplink(interface) ? Part::Kind::kUplink : Part::Kind::kLan,
-            interface.name,
-            description_of(site_, interface),
-            {interface.network}};
-  add_address_lines(site_, interface, part);
-  if (interface.kind == Interface::Kind::kPassthroughPort) {
-    add_passthrough_lines(site_, interface, part);
-  } else {
-    const auto server = servers_.find(&interface);
-    add_dhcp_lines(interface, server != servers_.end() ? server->second : nullptr, part);
-  }
-  const auto routes = routes_.find(&interface);
-  if (routes != routes_.end()) add_routes(routes->second, part);
-  add_tunnels(&interface, part);
-  return part;
+static Node::Kind kind_of(const Interface& interface) {
+  if (interface.kind == Interface::Kind::kPassthroughPort) return Node::Kind::kPassthrough;
+  return is_uplink(interface) ? Node::Kind::kUplink : Node::Kind::kLan;
 }
 
-void Painter::add_vlans(const std::string& port, Part& part) const {
+Node DiagramBuilder::node_of(const Interface& interface) const {
+  Node node{kind_of(interface), interface.name, description_of(site_, interface), {interface.network}};
+  node.internet = facts_.internet_by(*interface.network);
+  add_address_lines(facts_, interface, node);
+  if (interface.kind == Interface::Kind::kPassthroughPort) {
+    add_passthrough_lines(site_, interface, node);
+  } else {
+    const auto server = servers_.find(&interface);
+    add_dhcp_lines(facts_, interface, server != servers_.end() ? server->second : nullptr, node);
+  }
+  add_routes_on(&interface, node);
+  add_tunnels(&interface, node);
+  return node;
+}
+
+void DiagramBuilder::add_routes_on(const Interface* interface, Node& node) const {
+  const auto found = routes_.find(interface);
+  if (found == routes_.end()) return;
+  add_routes(facts_, found->second, node);
+  for (const StaticRoute* route : found->second) {
+    const Node::Internet internet = facts_.internet_by(*route->settings);
+    if (internet == Node::Internet::kNone) continue;
+    node.internet = std::max(node.internet, internet);
+    node.kind = Node::Kind::kUplink;
+  }
+}
+
+// The interface that carries the VLANs of a port; empty if none does. Of the bridge's members only the
+// primary one has its VLANs created, on the bridge.
+std::string DiagramBuilder::vlan_carrier(const std::string& port) const {
+  if (!is_bridge_member(&site_.context, port)) return port;
+  const bool is_primary = port == site_.context.bridge_primary_interface;
+  return is_primary && site_.find_interface(kBridgeName) != nullptr ? kBridgeName : "";
+}
+
+void DiagramBuilder::add_vlans(const std::string& port, Node& node) const {
+  const std::string carrier = vlan_carrier(port);
+  const std::string suffix = carrier.empty() || carrier == port ? "" : "@" + carrier;
   const auto vlans = vlans_.find(port);
   if (vlans != vlans_.end()) {
-    for (const Interface* vlan : vlans->second)
-      part.parts.push_back(part_of(*vlan));
+    for (const Interface* vlan : vlans->second) {
+      if (carrier.empty()) {
+        const std::string why = "VLAN, not created: " + port + " is not the bridge's primary member";
+        node.children.push_back({Node::Kind::kAside, vlan->name, why, {vlan->network}});
+        continue;
+      }
+      node.children.push_back(node_of(*vlan));
+      node.children.back().name += suffix;
+    }
   }
   const auto disabled = disabled_vlans_.find(port);
   if (disabled == disabled_vlans_.end()) return;
   for (const Interface* vlan : disabled->second)
-    part.parts.push_back({Part::Kind::kAside, vlan->name, "VLAN, off", {vlan->network}});
+    node.children.push_back({Node::Kind::kAside, vlan->name + suffix, "VLAN, off", {vlan->network}});
 }
 
 // A port outside the bridge.
-Part Painter::port_part(const std::string& name, const Json::Value& settings) const {
+Node DiagramBuilder::port_node(const std::string& name, const Json::Value& settings) const {
   const Interface* interface = site_.find_interface(name);
-  Part part{Part::Kind::kAside,
+  Node node{Node::Kind::kAside,
             name,
             read_port_settings(settings).is_enabled ? "port, no address" : "port, off",
             {}};
-  if (interface != nullptr) part = part_of(*interface);
-  part.places.push_back(&settings);
-  add_vlans(name, part);
-  return part;
+  if (interface != nullptr) node = node_of(*interface);
+  node.locations.push_back(&settings);
+  add_vlans(name, node);
+  return node;
 }
 
 // A line for a member that does not join, a box for any other.
-Part Painter::member_part(const Json::Value& member) const {
+Node DiagramBuilder::member_node(const Json::Value& member) const {
   const std::string name = text_of(member);
-  if (site_.find_interface(name) != nullptr) return {Part::Kind::kLine, name, "stays outside", {&member}};
+  if (site_.find_interface(name) != nullptr) return {Node::Kind::kLine, name, "stays outside", {&member}};
   const Json::Value* port =
       find_ethernet_port(name) != nullptr ? object_at(site_.root, "wired." + name) : nullptr;
   if (port != nullptr) {
-    Part part{Part::Kind::kLan, name, "port", {&member, port}};
-    add_vlans(name, part);
-    return part;
+    Node node{Node::Kind::kLan, name, "port", {&member, port}};
+    if (vlan_carrier(name).empty()) add_vlans(name, node);
+    return node;
   }
   if (is_wlan_ap_enabled(&site_.context, name.c_str())) {
     const Json::Value& settings = place_of(site_.root, "wireless.wifi." + name + ".ap");
-    return {Part::Kind::kLan, name, "access point", {&member, &settings}};
+    return {Node::Kind::kLan, name, "access point", {&member, &settings}};
   }
-  return {Part::Kind::kLine, name, "does not join", {&member}};
+  return {Node::Kind::kLine, name, "does not join", {&member}};
 }
 
-Part Painter::bridge_part() const {
+Node DiagramBuilder::bridge_node() const {
   const Interface* interface = site_.find_interface(kBridgeName);
-  Part part{Part::Kind::kLan, kBridgeName, "bridge, no address"};
-  if (interface != nullptr) part = part_of(*interface);
-  part.places.push_back(&place_of(site_.root, "wired.bridge"));
-  std::vector<Part> members;
+  Node node{Node::Kind::kLan, kBridgeName, "bridge, no address"};
+  if (interface != nullptr) node = node_of(*interface);
+  node.locations.push_back(&place_of(site_.root, "wired.bridge"));
+  std::vector<Node> members;
   std::unordered_set<std::string> names;
   for (const Json::Value& member : array_at(site_.root, "wired.bridge.interfaces")) {
     const std::string name = text_of(member);
     const bool is_first = names.insert(name).second;
-    members.push_back(is_first ? member_part(member) : Part{Part::Kind::kLine, name, "again", {&member}});
+    members.push_back(is_first ? member_node(member) : Node{Node::Kind::kLine, name, "again", {&member}});
   }
-  append(members, part);
-  return part;
+  append(members, node);
+  const std::string& primary = site_.context.bridge_primary_interface;
+  if (vlan_carrier(primary) == kBridgeName) add_vlans(primary, node);
+  return node;
 }
 
-Part Painter::cell_part() const {
-  Part link = cellular_link(site_);
-  const auto routes = routes_.find(nullptr);
-  if (routes != routes_.end()) add_routes(routes->second, link);
+Node DiagramBuilder::cell_node() const {
+  Node link = cellular_link(facts_);
+  add_routes_on(nullptr, link);
   for (const Interface& interface : site_.interfaces) {
     if (interface.kind == Interface::Kind::kPassthroughPort)
-      link.parts.push_back(port_part(interface.name, place_of(site_.root, "wired." + interface.name)));
+      link.children.push_back(port_node(interface.name, place_of(site_.root, "wired." + interface.name)));
   }
   append(tunnels_over_cell_, link);
   return link;
 }
 
-void Painter::add_ports(Part& gateway) const {
+void DiagramBuilder::add_ports(Node& gateway) const {
   for (const EthernetPort& port : kEthernetPorts) {
     const std::string name = port.name;
     const Json::Value* settings = object_at(site_.root, "wired." + name);
@@ -183,68 +218,70 @@ void Painter::add_ports(Part& gateway) const {
     const bool is_passthrough = interface != nullptr && interface->kind == Interface::Kind::kPassthroughPort;
     const bool is_member = is_bridge_member(&site_.context, name);
     if (is_passthrough ? !site_.context.cell_enabled : !is_member)
-      gateway.parts.push_back(port_part(name, *settings));
+      gateway.children.push_back(port_node(name, *settings));
   }
 }
 
-void Painter::add_radios(Part& gateway) const {
+void DiagramBuilder::add_radios(Node& gateway) const {
   for (const Interface& interface : site_.interfaces) {
     const bool is_access_point = interface.kind == Interface::Kind::kAccessPoint;
     if (!is_access_point && interface.kind != Interface::Kind::kWifiClient) continue;
-    Part part = part_of(interface);
+    Node node = node_of(interface);
     const char* role = is_access_point ? ".ap" : ".client";
-    part.places.push_back(&place_of(site_.root, "wireless.wifi." + interface.name + role));
-    gateway.parts.push_back(std::move(part));
+    node.locations.push_back(&place_of(site_.root, "wireless.wifi." + interface.name + role));
+    gateway.children.push_back(std::move(node));
   }
 }
 
+static const ListKind kDnsServers = {"DNS servers", nullptr, {"Server", "State"}};
+static const ListKind kHosts = {"Host names", nullptr, {"Host name", "Address"}};
+
 // The name servers and the names of hosts, as far as the configuration has any.
-static std::optional<Part> names_part(const Site& site) {
+static std::optional<Node> names_node(const Site& site) {
   const bool has_link_servers = wants_link_servers(site.root);
-  Part names{Part::Kind::kNames, "names", "", {&place_of(site.root, "dns")}};
-  Part servers{Part::Kind::kLine, "", "servers", {}};
+  Node names{Node::Kind::kNames, "DNS", "", {&place_of(site.root, "dns")}};
+  Node servers = list_node(kDnsServers, "servers", {});
   for (const Json::Value& server : array_at(site.root, "dns.static"))
-    servers.parts.push_back(
-        {Part::Kind::kLine, text_of(server), name_server_of(server).empty() ? "left out" : "", {&server}});
+    add_item(servers, {text_of(server), name_server_of(server).empty() ? "ignored" : ""}, server);
   if (has_link_servers)
-    servers.text += servers.parts.empty() ? ": the cellular link's" : ": the cellular link's, otherwise";
-  if (has_link_servers || !servers.parts.empty()) names.parts.push_back(std::move(servers));
-  Part hosts{Part::Kind::kLine, "", "hosts", {&place_of(site.root, "hostnames")}};
+    servers.text += servers.children.empty() ? ": the cellular link's" : ": the cellular link's, otherwise";
+  if (has_link_servers || !servers.children.empty()) names.children.push_back(std::move(servers));
+  Node hosts = list_node(kHosts, "hosts", {&place_of(site.root, "hostnames")});
   for (const Json::Value& host : array_at(site.root, "hostnames")) {
     const auto [name, address] = read_host_name(host);
-    hosts.parts.push_back(
-        {Part::Kind::kLine, name.value_or("no name"), address.value_or("no address"), {&host}});
+    add_item(hosts, {name.value_or("no name"), address.value_or("no address")}, host);
   }
-  if (!hosts.parts.empty()) names.parts.push_back(std::move(hosts));
-  if (names.parts.empty()) return std::nullopt;
+  if (!hosts.children.empty()) names.children.push_back(std::move(hosts));
+  if (names.children.empty()) return std::nullopt;
   return names;
 }
 
-Part Painter::picture() const {
+Node DiagramBuilder::diagram() const {
   const bool routes = is_router(&site_.context);
-  Part gateway{Part::Kind::kGateway,
+  Node gateway{Node::Kind::kGateway,
                "gateway",
                routes ? "forwards between its interfaces" : "does not forward between its interfaces",
                {&site_.root}};
-  if (site_.context.cell_enabled) gateway.parts.push_back(cell_part());
+  if (site_.context.cell_enabled) gateway.children.push_back(cell_node());
   add_ports(gateway);
-  if (site_.context.bridge_enabled) gateway.parts.push_back(bridge_part());
+  if (site_.context.bridge_enabled) gateway.children.push_back(bridge_node());
   add_radios(gateway);
   append(other_tunnels_, gateway);
-  if (auto names = names_part(site_)) gateway.parts.push_back(std::move(*names));
+  if (auto names = names_node(site_)) gateway.children.push_back(std::move(*names));
   return gateway;
 }
 
-// As Part has them. Some are put together in another order: a bridge's own routes and members, for example.
-static void put_lines_first(Part& part) {
-  std::stable_partition(part.parts.begin(), part.parts.end(),
-                        [](const Part& inner) { return !inner.is_box(); });
-  for (Part& inner : part.parts)
+// Brings lines and boxes into the order that Node has: a bridge's routes are added after its members, for
+// example.
+static void put_lines_first(Node& node) {
+  std::stable_partition(node.children.begin(), node.children.end(),
+                        [](const Node& inner) { return !inner.is_box(); });
+  for (Node& inner : node.children)
     put_lines_first(inner);
 }
 
-Part picture_of(const Site& site) {
-  Part picture = Painter(site).picture();
-  put_lines_first(picture);
-  return picture;
+Node diagram_of(const Site& site) {
+  Node diagram = DiagramBuilder(site).diagram();
+  put_lines_first(diagram);
+  return diagram;
 }

@@ -1,15 +1,19 @@
 #include "cli/graph/text_tree.h"
 
+#include <algorithm>
+
 #include "cli/base/terminal.h"
 
 constexpr std::size_t kColumns = 80;
+// Between the columns of a table.
+constexpr std::size_t kTableGap = 2;
 
 namespace {
 
 // What the branches of the tree are made of, each three columns wide.
 struct Branches {
-  const char* to_part;
-  const char* to_last_part;
+  const char* to_node;
+  const char* to_last_node;
   const char* past;
 };
 
@@ -20,17 +24,16 @@ class TreeWriter {
       : charset_(charset), color_(color), branches_(charset == Charset::kUtf8 ? kUtf8 : kAscii) {}
 
   // `head` goes before the first line, `tail` before each that follows; both have as many branches.
-  void add(const Part& part, const std::string& head, const std::string& tail, std::size_t depth) {
-    const std::string beside = tail + (part.parts.empty() ? kNothing : branches_.past);
-    const std::string text = part.name + (part.name.empty() || part.text.empty() ? "" : "  ") + part.text;
-    add_lines(text, head, beside, depth, "");
-    for (const Finding& finding : part.findings) {
+  void add(const Node& node, const std::string& head, const std::string& tail, std::size_t depth) {
+    const std::string beside = tail + (node.children.empty() ? kNothing : branches_.past);
+    add_lines(line_of(node), head, beside, depth, "");
+    for (const Finding& finding : node.findings) {
       const char* style = finding.severity == Severity::kError ? "1;31" : "1;35";
       add_lines(text_of(finding), beside, beside, depth + 1, style);
     }
-    for (const Part& inner : part.parts) {
-      const bool is_last = &inner == &part.parts.back();
-      add(inner, tail + (is_last ? branches_.to_last_part : branches_.to_part),
+    for (const Node& inner : node.children) {
+      const bool is_last = &inner == &node.children.back();
+      add(inner, tail + (is_last ? branches_.to_last_node : branches_.to_node),
           tail + (is_last ? kNothing : branches_.past), depth + 1);
     }
   }
@@ -64,8 +67,38 @@ class TreeWriter {
 
 }  // namespace
 
-std::string text_picture(const Part& picture, Charset charset, bool color) {
+std::string text_diagram(const Node& diagram, Charset charset, bool color) {
   TreeWriter writer(charset, color);
-  writer.add(picture, "", "", 0);
+  writer.add(diagram, "", "", 0);
   return writer.take();
+}
+
+static std::string text_row(const std::vector<std::string>& cells, const std::vector<std::size_t>& widths) {
+  std::string row;
+  for (std::size_t column = 0; column < cells.size(); ++column)
+    row += cells[column] + std::string(widths[column] - width_of(cells[column]) + kTableGap, ' ');
+  row.erase(row.find_last_not_of(' ') + 1);
+  return row + "\n";
+}
+
+static std::string text_table(Table table, Charset charset) {
+  table.rows.insert(table.rows.begin(), table.columns);
+  std::vector<std::size_t> widths(table.columns.size());
+  for (std::vector<std::string>& row : table.rows) {
+    for (std::size_t column = 0; column < row.size(); ++column) {
+      row[column] = shown(row[column], charset);
+      widths[column] = std::max(widths[column], width_of(row[column]));
+    }
+  }
+  std::string text = "\n" + table.title + "\n";
+  for (const std::vector<std::string>& row : table.rows)
+    text += "  " + text_row(row, widths);
+  return text;
+}
+
+std::string text_tables(const std::vector<Table>& tables, Charset charset) {
+  std::string text;
+  for (const Table& table : tables)
+    text += text_table(table, charset);
+  return text;
 }

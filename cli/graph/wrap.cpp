@@ -5,6 +5,8 @@
 #include "cli/base/terminal.h"
 #include "cli/lint/report.h"
 
+// Room for every character.
+constexpr std::size_t kFewestColumns = 2;
 // What a longer text keeps, in characters.
 constexpr std::size_t kMaxCharacters = 200;
 
@@ -91,12 +93,12 @@ class Lines {
 
 }  // namespace
 
-std::vector<std::string> wrapped(const std::string& text, std::size_t columns, Charset charset) {
+static std::vector<std::string> filled_lines(const std::vector<Character>& text, std::size_t columns) {
   Lines lines(columns);
   std::vector<Character> word;
-  for (Character& character : characters_of(text, charset)) {
+  for (const Character& character : text) {
     if (character.bytes != " ") {
-      word.push_back(std::move(character));
+      word.push_back(character);
     } else {
       lines.add_word(word);
       word.clear();
@@ -104,6 +106,33 @@ std::vector<std::string> wrapped(const std::string& text, std::size_t columns, C
   }
   lines.add_word(word);
   return lines.take();
+}
+
+std::vector<std::string> wrapped(const std::string& text, std::size_t columns, Charset charset) {
+  const std::vector<Character> characters = characters_of(text, charset);
+  std::vector<std::string> lines = filled_lines(characters, columns);
+  // The narrowest column that takes no more lines leaves no single word on the last one.
+  const std::size_t count = lines.size();
+  while (count > 1 && columns > kFewestColumns) {
+    std::vector<std::string> narrower = filled_lines(characters, --columns);
+    if (narrower.size() > count) break;
+    lines = std::move(narrower);
+  }
+  return lines;
+}
+
+std::string shown(const std::string& text, Charset charset) {
+  std::string line;
+  for (const Character& character : characters_of(text, charset))
+    line += character.bytes;
+  return line;
+}
+
+std::size_t width_of(const std::string& line) {
+  std::size_t width = 0;
+  for (const Character& character : characters_of(line, Charset::kUtf8))
+    width += character.columns;
+  return width;
 }
 
 std::string text_of(const Finding& finding) {

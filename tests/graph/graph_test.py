@@ -1,13 +1,15 @@
 #!/usr/bin/env python3
-"""Tests what `lanfab graph` leaves out, how it writes a file, and its trouble.
+"""Tests what `lanfab graph` leaves out, its captions and tables, how it writes a file, and its errors.
 
 The program is the first argument.
 """
 
 import contextlib
+import datetime
 import json
 import os
 import pathlib
+import re
 import stat
 import subprocess
 import sys
@@ -21,7 +23,7 @@ from lib.tools import with_first, with_none
 LANFAB = os.path.abspath(sys.argv.pop(1))
 # Of root, who otherwise may write everywhere.
 WITHOUT_PRIVILEGES = ("setpriv", "--bounding-set=-dac_override,-dac_read_search")
-NO_DOT = "lanfab: Graphviz's dot, which draws the picture, is not installed (package graphviz)\n"
+NO_DOT = "lanfab: Graphviz's dot, which draws the diagram, is not installed (package graphviz)\n"
 
 
 def network(base, **dhcp):
@@ -109,7 +111,7 @@ class LongLists(Graph):
         picture = self.draw()
         self.assertEqual(picture.count("[lease-address-twice]"), 4)
         self.assertIn("- and 8 more, not shown, 2 of them with findings\n", picture)
-        self.assertIn("\n6 errors and 0 warnings in 1 file; lanfab check says where\n", picture)
+        self.assertIn("\n6 errors and 0 warnings in 1 file; 'lanfab check' shows their locations\n", picture)
 
     def test_a_vlan_stays_for_a_finding_inside_it(self):
         configuration = site(vlans=range(1, 31))
@@ -140,7 +142,7 @@ class Texts(Graph):
         for locale in "C", "xx_XX.UTF-8":
             self.assertIn("caf?  192.168.1.1\n", self.draw(locale=locale), locale)
         self.assertIn("caf\u00e9  192.168.1.1\n", self.draw(locale="C.UTF-8"))
-        self.assertIn("caf\u00e9  192.168.1.1", self.draw("--format", "dot"))
+        self.assertIn("<td align=\"left\" balign=\"left\">caf\u00e9&#160;", self.draw("--format", "dot"))
 
     def test_no_line_is_longer_than_a_terminal(self):
         self.lay({"hostnames": [{"name": "\u4e2d" * 5000, "ipv4": "x " * 5000}]})
@@ -235,25 +237,162 @@ class OutputFile(Graph):
 
 
 class Svg(Graph):
-    def test_is_what_dot_makes(self):
-        picture = self.draw("--format", "svg", before=self.put_dot('echo "$*"; cat'))
-        self.assertEqual(picture, "-Tsvg\n" + self.draw("--format", "dot"))
+    def test_is_the_element_that_dot_draws(self):
+        # The lines that Graphviz puts around those of the diagram: a head, comments, and names of its own.
+        script = ("echo '<?xml?>'; echo \"<svg $*>\"; echo '<!-- n0 -->'; echo '<title>n0</title>'; cat;"
+                  "echo '</svg>'")
+        picture = self.draw("--format", "svg", before=self.put_dot(script))
+        self.assertEqual(picture, "<svg -Tsvg>\n" + self.draw("--format", "dot") + "</svg>\n")
 
     def test_without_dot(self):
         for output in (), ("-o", "picture"):
-            empty = self.directory / "empty"
-            empty.mkdir(exist_ok=True)
-            done = self.run_lanfab("network.json", "--format", "svg", *output, before=with_none(empty))
-            self.assert_trouble(done, NO_DOT)
-            self.assert_nothing_left()
+            for form in "svg", "html":
+                empty = self.directory / "empty"
+                empty.mkdir(exist_ok=True)
+                done = self.run_lanfab("network.json", "--format", form, *output, before=with_none(empty))
+                self.assert_trouble(done, NO_DOT)
+                self.assert_nothing_left()
 
     def test_a_dot_that_fails(self):
         for script, message in (("echo half; exit 3", "dot ended with status 3"),
-                                ("kill -TERM $$", "dot: Terminated")):
-            done = self.run_lanfab("network.json", "--format", "svg", "-o", "picture",
-                                   before=self.put_dot(script))
-            self.assert_trouble(done, f"lanfab: {message}\n")
-            self.assert_nothing_left()
+                                ("kill -TERM $$", "dot: Terminated"),
+                                ("echo nothing", "dot printed no diagram")):
+            for form in "svg", "html":
+                done = self.run_lanfab("network.json", "--format", form, "-o", "picture",
+                                       before=self.put_dot(script))
+                self.assert_trouble(done, f"lanfab: {message}\n")
+                self.assert_nothing_left()
+
+
+class Captions(Graph):
+    EPOCH = {"SOURCE_DATE_EPOCH": "951782400"}
+
+    def caption(self, *arguments, **options):
+        """Returns the title of a diagram, and what is below it."""
+        lines = self.draw("--format", "dot", *arguments, **options).splitlines()
+        label = next(line for line in lines if "point-size" in line)
+        return tuple(re.findall(r">([^<>]+)<", label))
+
+    def test_file_and_its_last_change(self):
+        os.utime(self.directory / "network.json", (0, 1700000000))
+        self.assertEqual(self.caption(environment={"TZ": "UTC"}), ("network.json", "2023-11-14"))
+        # The day is the user's own.
+        self.assertEqual(self.caption(environment={"TZ": "XXX-8"}), ("network.json", "2023-11-15"))
+
+    def test_a_title_stands_above_file_and_day(self):
+        self.assertEqual(self.caption("--title", "Shop <7>", environment=self.EPOCH),
+                         ("Shop &lt;7&gt;", "network.json, 2000-02-29"))
+
+    def test_directories_are_left_out(self):
+        done = self.run_lanfab(str(self.directory / "network.json"), "--format", "dot",
+                               environment=self.EPOCH)
+        self.assertIn("<b>network.json</b>", done.stdout)
+
+    def test_what_is_not_a_file_is_of_today(self):
+        before = datetime.date.today()
+        done = self.run_lanfab("-", "--format", "dot", input="{}")
+        days = re.findall(r">([0-9]{4}-[0-9]{2}-[0-9]{2})<", done.stdout)
+        self.assertEqual(len(days), 1)
+        self.assertTrue(before <= datetime.date.fromisoformat(days[0]) <= datetime.date.today())
+        self.assertIn("<b>standard input</b>", done.stdout)
+
+    def test_standard_input_can_be_a_file(self):
+        os.utime(self.directory / "network.json", (0, 1700000000))
+        with open(self.directory / "network.json", encoding="utf-8") as configuration:
+            done = self.run_lanfab("-", "--format", "dot", stdin=configuration, environment={"TZ": "UTC"})
+        self.assertIn(">2023-11-14<", done.stdout)
+
+    def test_a_tree_has_a_title_on_request(self):
+        lines = self.draw("--title", "Sh\u00f6p\x1b 7", environment=self.EPOCH).splitlines()
+        self.assertEqual(lines[:3], ["Sh?p? 7", "network.json, 2000-02-29", ""])
+        self.assertNotIn("network.json", self.draw())
+
+    def test_a_date_that_is_not_one(self):
+        for epoch in "", "yesterday", "-1", "999999999999":
+            done = self.run_lanfab("network.json", environment={"SOURCE_DATE_EPOCH": epoch})
+            self.assert_trouble(
+                done, "lanfab: SOURCE_DATE_EPOCH is not a number of seconds since 1970\n")
+
+
+class Tables(Graph):
+    """Lists in full, below the diagram."""
+
+    def setUp(self):
+        super().setUp()
+        configuration = site(vlans=range(1, 11), leases=[f"192.168.1.{host}" for host in range(10, 19)])
+        leases = configuration["wired"]["eth0"]["network"]["dhcp"]["mac_binding"]["devices"]
+        leases[8]["ipv4"] = "192.168.1.10"
+        configuration["hostnames"] = [{"name": "t\u00fcr", "ipv4": "192.168.1.17"}]
+        self.lay(configuration)
+
+    def test_hold_what_was_shortened(self):
+        tree = self.draw("--full", locale="C.UTF-8")
+        self.assertIn("and 4 more, not shown", tree)
+        # The list of one host is whole in the diagram.
+        self.assertNotIn("Host names", tree)
+        leases, after = tree.split("\nStatic leases\n")[1].split("\n\nInterfaces and tunnels\n")
+        boxes, rest = after.split("\n\n")
+        lines = leases.splitlines()
+        self.assertEqual(len(lines), 10)
+        self.assertEqual(lines[0], "  Interface  Address       MAC address        Host name  Findings")
+        self.assertEqual(lines[8], "  eth0       192.168.1.17  02:00:5e:00:53:07  t\u00fcr")
+        self.assertIn("  eth0       192.168.1.10  02:00:5e:00:53:08             error: ", lines[9])
+        lines = boxes.splitlines()
+        self.assertEqual(len(lines), 11)
+        self.assertEqual(lines[10], "  eth0.10  VLAN, 10.0.10.1/24  DHCP 10.0.10.200 to 10.0.10.250")
+        self.assertRegex(rest, "^1 error and .* in 1 file; 'lanfab check' shows their locations\n$")
+
+    def test_come_on_request(self):
+        self.assertNotIn("Static leases", self.draw())
+        self.assertNotIn("Static leases", self.draw("--format", "dot"))
+
+    def test_are_in_the_diagram_of_graphviz(self):
+        dot = self.draw("--full", "--format", "dot")
+        head, boxes = dot.split("subgraph")
+        self.assertIn("<b>Static leases</b>", head)
+        self.assertEqual(head.count("192.168.1.14<"), 1)
+        self.assertNotIn("192.168.1.14<", boxes)
+
+    def test_many_findings_of_one_node(self):
+        self.lay({"wired": {"eth0": {f"unknown{number}": 1 for number in range(9)}}})
+        tree = self.draw("--full")
+        self.assertIn("and 5 more findings, not shown", tree)
+        table = tree.split("\nFindings\n")[1].split("\n\n")[0].splitlines()
+        self.assertEqual(len(table), 10)
+        self.assertTrue(table[1].startswith("  eth0  error: "), table[1])
+
+    def test_nothing_to_add(self):
+        self.lay(site(leases=["192.168.1.10"]))
+        self.assertEqual(self.draw("--full"), self.draw())
+
+
+class Page(Graph):
+    SVG = "echo '<svg>'; cat >dot; echo '</svg>'"
+
+    def page(self, *arguments):
+        return self.draw("--format", "html", *arguments, before=self.put_dot(self.SVG),
+                         environment=Captions.EPOCH)
+
+    def test_has_title_diagram_findings_and_tables(self):
+        configuration = site(leases=["192.168.1.10", "192.168.1.10"])
+        self.lay(configuration)
+        page = self.page("--title", "Shop")
+        self.assertIn("<title>Shop</title>", page)
+        self.assertIn("<h1>Shop</h1>\n<p>network.json, 2000-02-29</p>\n<figure>\n<svg>\n</svg>\n</figure>",
+                      page)
+        self.assertIn("<p>1 error and 0 warnings in 1 file</p>", page)
+        self.assertRegex(page, '<tr><td>1:[0-9]+</td><td class="error">error</td>'
+                               "<td>192.168.1.10 is already .*<p>line 1: .*</p></td>"
+                               "<td>lease-address-twice</td></tr>")
+        self.assertIn("<h2>Static leases</h2>", page)
+        self.assertIn("<tr><td>eth0</td><td>192.168.1.10</td><td>02:00:5e:00:53:00</td><td></td></tr>", page)
+        # The title is on the page, and need not be in the diagram, too.
+        self.assertNotIn("Shop", (self.directory / "dot").read_text())
+
+    def test_says_when_nothing_was_found(self):
+        page = self.page()
+        self.assertIn("<h1>network.json</h1>\n<p>2000-02-29</p>", page)
+        self.assertIn("<h2>Findings</h2>\n<p>None.</p>", page)
 
 
 class Cases(unittest.TestCase):
@@ -262,7 +401,7 @@ class Cases(unittest.TestCase):
             self.assertTrue((TESTS / "graph" / f"{path.parent.name}.txtar").exists(), path.parent.name)
 
 
-class Trouble(Graph):
+class Errors(Graph):
     def test_help(self):
         done = self.run_lanfab("--help")
         self.assertEqual((done.returncode, done.stderr), (0, ""))

@@ -15,11 +15,11 @@ class AnnotationsTest : public ::testing::Test {
  protected:
   AnnotationsTest() {
     EXPECT_FALSE(parse_configuration(text_, root_));
-    diagram_ = {Part::Kind::kGateway, "gateway", "", {&root_}};
+    diagram_ = {Node::Kind::kGateway, "gateway", "", {&root_}};
     for (const char* port : {"eth0", "eth1"}) {
-      const Json::Value& place = root_["wired"][port];
-      diagram_.parts.push_back({Part::Kind::kLan, port, "", {&place}});
-      diagram_.parts.back().parts = {{Part::Kind::kLine, "network", "", {&place["network"]}}};
+      const Json::Value& location = root_["wired"][port];
+      diagram_.children.push_back({Node::Kind::kLan, port, "", {&location}});
+      diagram_.children.back().children = {{Node::Kind::kLine, "network", "", {&location["network"]}}};
     }
   }
 
@@ -29,9 +29,9 @@ class AnnotationsTest : public ::testing::Test {
     return {character, Severity::kError, {offset, offset + 1}, "", {}};
   }
 
-  static Texts rules_of(const Part& part) {
+  static Texts rules_of(const Node& node) {
     Texts rules;
-    for (const Finding& finding : part.findings)
+    for (const Finding& finding : node.findings)
       rules.push_back(finding.rule);
     return rules;
   }
@@ -39,7 +39,7 @@ class AnnotationsTest : public ::testing::Test {
   const std::string text_ = R"({"a": 0, "wired": {"eth0": {"b": 0, "network": {"c": 0}, "d": 0}, "e": 0, )"
                             R"("eth1": {"network": {"f": 0}, "g": 0}}, "h": 0})";
   Json::Value root_;
-  Part diagram_;
+  Node diagram_;
 };
 
 TEST_F(AnnotationsTest, AFindingGoesToTheInnermostPartAroundIt) {
@@ -48,10 +48,10 @@ TEST_F(AnnotationsTest, AFindingGoesToTheInnermostPartAroundIt) {
     findings.push_back(finding_at(character));
   mark(findings, diagram_);
   EXPECT_THAT(rules_of(diagram_), ElementsAre("\"a", "\"e\"", "\"h"));
-  EXPECT_THAT(rules_of(diagram_.parts[0]), ElementsAre("\"b", "\"d"));
-  EXPECT_THAT(rules_of(diagram_.parts[0].parts[0]), ElementsAre("\"c"));
-  EXPECT_THAT(rules_of(diagram_.parts[1]), ElementsAre("\"g"));
-  EXPECT_THAT(rules_of(diagram_.parts[1].parts[0]), ElementsAre("\"f"));
+  EXPECT_THAT(rules_of(diagram_.children[0]), ElementsAre("\"b", "\"d"));
+  EXPECT_THAT(rules_of(diagram_.children[0].children[0]), ElementsAre("\"c"));
+  EXPECT_THAT(rules_of(diagram_.children[1]), ElementsAre("\"g"));
+  EXPECT_THAT(rules_of(diagram_.children[1].children[0]), ElementsAre("\"f"));
 }
 
 TEST_F(AnnotationsTest, TheFirstByteOfAValueIsInsideTheFirstAfterItIsNot) {
@@ -61,20 +61,20 @@ TEST_F(AnnotationsTest, TheFirstByteOfAValueIsInsideTheFirstAfterItIsNot) {
   Finding after = first;
   after.range.begin = network.getOffsetLimit();
   mark({first, after}, diagram_);
-  EXPECT_EQ(diagram_.parts[0].parts[0].findings.size(), 1U);
-  EXPECT_EQ(diagram_.parts[0].findings.size(), 1U);
+  EXPECT_EQ(diagram_.children[0].children[0].findings.size(), 1U);
+  EXPECT_EQ(diagram_.children[0].findings.size(), 1U);
 }
 
-TEST_F(AnnotationsTest, OfTwoPartsWithOneLocationTheOuterOneGetsTheFinding) {
-  diagram_.parts[0].places = {&root_["wired"]["eth0"]["network"]};
+TEST_F(AnnotationsTest, OfTwoNodesWithOneLocationTheOuterOneGetsTheFinding) {
+  diagram_.children[0].locations = {&root_["wired"]["eth0"]["network"]};
   mark({finding_at("\"c")}, diagram_);
-  EXPECT_THAT(rules_of(diagram_.parts[0]), ElementsAre("\"c"));
-  EXPECT_THAT(rules_of(diagram_.parts[0].parts[0]), IsEmpty());
+  EXPECT_THAT(rules_of(diagram_.children[0]), ElementsAre("\"c"));
+  EXPECT_THAT(rules_of(diagram_.children[0].children[0]), IsEmpty());
 }
 
-TEST_F(AnnotationsTest, APartMayHaveSeveralLocations) {
-  diagram_.parts[0].places.push_back(&root_["wired"]["eth1"]);
-  diagram_.parts.pop_back();
+TEST_F(AnnotationsTest, ANodeMayHaveSeveralLocations) {
+  diagram_.children[0].locations.push_back(&root_["wired"]["eth1"]);
+  diagram_.children.pop_back();
   mark({finding_at("\"b"), finding_at("\"g")}, diagram_);
-  EXPECT_THAT(rules_of(diagram_.parts[0]), ElementsAre("\"b", "\"g"));
+  EXPECT_THAT(rules_of(diagram_.children[0]), ElementsAre("\"b", "\"g"));
 }

@@ -30,6 +30,19 @@ TEST(Wrap, LinesAreBrokenBetweenWords) {
     EXPECT_EQ(wrapped(text, columns, Charset::kUtf8), expected) << text;
 }
 
+TEST(Wrap, NoWordIsAloneOnTheLastLineWithoutNeed) {
+  EXPECT_THAT(wrapped("DHCP 10.0.0.100 to 10.0.0.199, for 12h", 34, Charset::kUtf8),
+              ElementsAre("DHCP 10.0.0.100 to", "10.0.0.199, for 12h"));
+  EXPECT_THAT(wrapped("aaaa bb cc dd ee", 15, Charset::kUtf8), ElementsAre("aaaa bb", "cc dd ee"));
+}
+
+TEST(Wrap, ALineOfATableStaysWhole) {
+  EXPECT_EQ(shown("a\tlong\x1b line " + std::string(60, 'x'), Charset::kUtf8),
+            "a long? line " + std::string(60, 'x'));
+  EXPECT_EQ(shown("Büro", Charset::kAscii), "B?ro");
+  EXPECT_EQ(width_of("Büro 語"), 7U);
+}
+
 TEST(Wrap, WhatCannotBeShownBecomesAQuestionMark) {
   using namespace std::string_literals;
   struct {

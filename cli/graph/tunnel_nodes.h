@@ -1,16 +1,16 @@
 #pragma once
 
-// The tunnels of the picture.
+// The tunnels of the diagram.
 
+#include "cli/graph/facts.h"
 #include "cli/graph/node.h"
-#include "cli/lint/site.h"
 
 // A tunnel and the interface that it leaves by.
-struct TunnelPart {
-  Part part;
+struct TunnelNode {
+  Node node;
   bool is_over_cell;
   const Interface* interface;  // null over the cellular link, and where it is not known
 };
 
 // All of the configuration, in its order.
-std::vector<TunnelPart> tunnel_parts(const Site& site);
+std::vector<TunnelNode> tunnel_nodes(const DiagramFacts& facts);
