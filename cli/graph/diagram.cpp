@@ -169,13 +169,13 @@ Node DiagramBuilder::member_node(const Json::Value& member) const {
   const Json::Value* port =
       find_ethernet_port(name) != nullptr ? object_at(site_.root, "wired." + name) : nullptr;
   if (port != nullptr) {
-    Node node{Node::Kind::kLan, name, "port", {&member, port}};
+    Node node{Node::Kind::kLan, name, std::string("port in ") + kBridgeName, {&member, port}};
     if (vlan_carrier(name).empty()) add_vlans(name, node);
     return node;
   }
   if (is_wlan_ap_enabled(&site_.context, name.c_str())) {
     const Json::Value& settings = place_of(site_.root, "wireless.wifi." + name + ".ap");
-    return {Node::Kind::kLan, name, "access point", {&member, &settings}};
+    return {Node::Kind::kLan, name, std::string("access point in ") + kBridgeName, {&member, &settings}};
   }
   return {Node::Kind::kLine, name, "does not join", {&member}};
 }

@@ -13,7 +13,8 @@ _lanfab() {
   case "$command ${COMP_WORDS[before]}" in
     'check --allow') words=$("${COMP_WORDS[0]}" explain 2>/dev/null | cut -d ' ' -f 1) ;;
     'check --format') words='text json sarif github' ;;
-    'graph --format') words='text dot svg' ;;
+    'graph --format') words='text dot svg html' ;;
+    'graph --title') ;;
     'graph -o') compopt -o default ;;
     'preview --action') words='apply wwan_apply dnsmasq' ;;
     'preview --cell') words='up down here'; compopt -o plusdirs ;;
@@ -32,7 +33,7 @@ _lanfab() {
         'check '*) compopt -o default ;;
         'explain -'*) words='-h --help' ;;
         'explain '*) words=$("${COMP_WORDS[0]}" explain 2>/dev/null | cut -d ' ' -f 1) ;;
-        'graph -'*) words='--format -o -h --help' ;;
+        'graph -'*) words='--format --title --full -o -h --help' ;;
         'graph '*) compopt -o default ;;
         'preview -'*) words='--action --cell --program -o --format -v -h --help' ;;
         'preview '*) compopt -o default ;;

@@ -25,8 +25,10 @@ complete -c lanfab -n '__lanfab_is check' -l allow -x -a "(lanfab explain 2>/dev
 complete -c lanfab -n '__lanfab_is check' -l format -x -a "text json sarif github" -d 'text, json, sarif, or github'
 complete -c lanfab -n '__lanfab_is check' -F
 complete -c lanfab -n '__lanfab_is explain' -a "(lanfab explain 2>/dev/null | string replace --regex ' .*' '')"
-complete -c lanfab -n '__lanfab_is graph' -l format -x -a "text dot svg" -d 'text (default), dot, the language of Graphviz, or svg, drawn by Graphviz'
-complete -c lanfab -n '__lanfab_is graph' -s o -r -F -d 'write the picture into this file'
+complete -c lanfab -n '__lanfab_is graph' -l format -x -a "text dot svg html" -d 'text (default), dot, the language of Graphviz, svg, drawn by Graphviz, or html, a page with the diagram, the findings and tables'
+complete -c lanfab -n '__lanfab_is graph' -l title -x -d 'the title'
+complete -c lanfab -n '__lanfab_is graph' -l full -d 'add tables with the lists that the diagram shortens'
+complete -c lanfab -n '__lanfab_is graph' -s o -r -F -d 'write into this file'
 complete -c lanfab -n '__lanfab_is graph' -F
 complete -c lanfab -n '__lanfab_is preview' -l action -x -a "apply wwan_apply dnsmasq" -d 'apply, wwan_apply or dnsmasq'
 complete -c lanfab -n '__lanfab_is preview' -l cell -x -a "up down here (__fish_complete_directories)" -d 'the cellular link'

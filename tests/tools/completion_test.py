@@ -128,7 +128,7 @@ class Completion(unittest.TestCase):
         self.check("lanfab revert -", "--yes -h --help")
 
     def test_values_of_options(self):
-        self.check("lanfab graph --format ", "text dot svg")
+        self.check("lanfab graph --format ", "text dot svg html")
         self.check("lanfab check --format ", "text json sarif github")
         self.check("lanfab check --format=j", "--format=json")
         self.check("lanfab diff --action w", "wwan_apply")
