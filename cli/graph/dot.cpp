@@ -7,7 +7,7 @@
 #include "cli/graph/wrap.h"
 
 // Of the lines in a box, and in a cell of a table.
-constexpr std::size_t kColumns = 50;
+constexpr std::size_t kColumns = 54;
 
 // The tables of which boxes are made.
 constexpr char kLines[] = R"(cellborder="0" cellpadding="1")";

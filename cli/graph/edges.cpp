@@ -139,6 +139,12 @@ class Gap {
     return drawing_.boxes.at(name);
   }
 
+  // Where lines begin or end. A bend has no sides.
+  double side_x(const std::string& name, bool is_right) const {
+    const Box& around = box(name);
+    return name[0] == 'b' ? around.center_x() : is_right ? around.right : around.left;
+  }
+
   // The hub is the box on the left if that has several edges, and the one on the right otherwise. The
   // Internet and the bends of its edges are always hubs; their names do not begin with an n.
   void collect_bundles(std::size_t column) {
@@ -227,10 +233,10 @@ class Gap {
     const double right_y = bundle.is_hub_left ? end_y : bundle.hub_y;
     char path[160] = "";
     if (left_y == right_y) {
-      std::snprintf(path, sizeof path, "M%.2f,%.2fH%.2f", box(left).right, left_y, box(right).left);
+      std::snprintf(path, sizeof path, "M%.2f,%.2fH%.2f", side_x(left, true), left_y, side_x(right, false));
     } else {
-      std::snprintf(path, sizeof path, "M%.2f,%.2fH%.2fV%.2fH%.2f", box(left).right, left_y, lane, right_y,
-                    box(right).left);
+      std::snprintf(path, sizeof path, "M%.2f,%.2fH%.2fV%.2fH%.2f", side_x(left, true), left_y, lane, right_y,
+                    side_x(right, false));
     }
     std::string& line = drawing_.lines[drawing_.edges.at({left, right})];
     const std::size_t begin = line.find(" d=\"") + 4;

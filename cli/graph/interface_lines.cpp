@@ -28,7 +28,7 @@ static std::string lease_time_text(const std::optional<std::string>& lease_time)
 
 static std::string address_text(const Site& site, const Interface& interface) {
   if (interface.kind == Interface::Kind::kPassthroughPort && site.context.passthrough_auto)
-    return "the address of the cellular gateway";
+    return "the cellular gateway's address";
   if (interface.unit.is_dhcp_client) return "an address by DHCP";
   std::string address = interface.unit.ipv4.value_or("");
   if (address.empty()) return "no address";

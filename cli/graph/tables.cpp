@@ -31,7 +31,7 @@ class TableWriter {
     const bool has_wanted_boxes = is_wanted(node.children.size() - line_count(node));
     for (const Node& inner : node.children) {
       if (has_wanted_boxes && inner.is_box() && inner.kind != Node::Kind::kNames)
-        add_row(kBoxes, "", {inner.name, inner.text, settings_of(inner)}, inner.findings);
+        add_row(kBoxes, "", {inner.name, inner.text, settings_of(inner)}, findings_of(inner));
       add(inner, name);
     }
   }
@@ -50,6 +50,16 @@ class TableWriter {
   static std::size_t line_count(const Node& node) {
     return static_cast<std::size_t>(std::count_if(node.children.begin(), node.children.end(),
                                                   [](const Node& inner) { return !inner.is_box(); }));
+  }
+
+  // What was found in a box, but not in the rows of another table.
+  static std::vector<Finding> findings_of(const Node& box) {
+    std::vector<Finding> findings = box.findings;
+    for (const Node& line : box.children) {
+      if (!line.is_box() && line.cells.empty())
+        findings.insert(findings.end(), line.findings.begin(), line.findings.end());
+    }
+    return findings;
   }
 
   // The lines of a box that have no table of their own.

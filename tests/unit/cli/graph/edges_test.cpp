@@ -89,6 +89,14 @@ TEST(Edges, TheInternetHasALineOfItsOwn) {
   EXPECT_EQ(svg.path("internet-n0"), "M20.00,220.00H50.00V130.00H80.00");
 }
 
+TEST(Edges, ABendHasNoSides) {
+  Svg svg;
+  svg.box("internet", 0, 0, 20, 40).box("bend0", 58, 19, 62, 21).box("n0", 100, 0, 120, 40);
+  svg.edge("internet", "bend0").edge("bend0", "n0");
+  EXPECT_EQ(svg.path("internet-bend0"), "M20.00,20.00H60.00");
+  EXPECT_EQ(svg.path("bend0-n0"), "M60.00,20.00H100.00");
+}
+
 TEST(Edges, ADiagramOfOneBoxHasNone) {
   EXPECT_EQ(with_right_angles("<svg>\n<g class=\"node\">\n<title>n0</title>\n</g>\n"),
             "<svg>\n<g class=\"node\">\n<title>n0</title>\n</g>\n");

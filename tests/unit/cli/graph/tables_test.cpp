@@ -79,6 +79,16 @@ TEST(Tables, FindingsAreInTheLastColumn) {
   EXPECT_EQ(table.rows[4].back(), "");
 }
 
+TEST(Tables, ABoxHasTheFindingsOfItsLines) {
+  Node diagram = diagram_with(1);
+  const Finding finding{"a-rule", Severity::kError, {}, "bad", {}};
+  diagram.children[0].children[0].findings = {finding};              // of the list
+  diagram.children[0].children[0].children[0].findings = {finding};  // of the lease, which has a row itself
+  diagram.children[0].children[1].findings = {finding};              // of the MTU
+  EXPECT_THAT(rows_of(tables_of(diagram, TableScope::kEveryList), "Interfaces and tunnels"),
+              ElementsAre(Texts{"eth0", "port", "MTU 1400", "error: bad [a-rule]; error: bad [a-rule]"}));
+}
+
 TEST(Tables, ManyFindingsOfANodeHaveOne) {
   Node diagram = diagram_with(1);
   diagram.children[0].findings.assign(9, {"a-rule", Severity::kError, {}, "bad", {}});
