@@ -1,12 +1,15 @@
 #!/usr/bin/env python3
-"""Shows pictures of `lanfab graph` to Graphviz: every example, one of a bracket, and random configurations.
+"""Shows diagrams of `lanfab graph` to Graphviz: every example, one of a bracket, and random configurations.
+Of some it looks at the drawings: their edges have right angles, and cross no box.
 
 Usage: graphviz_test.py PROGRAM [--exhaustive]
 """
 
 import concurrent.futures
+import itertools
 import json
 import os
+import re
 import shutil
 import subprocess
 import sys
@@ -18,16 +21,70 @@ SKIPPED = 77
 # Each configuration is made of its own number, so the sample is the first ones of all.
 SAMPLE = 100
 ALL = 1000
+# Each drawing takes a process of Graphviz.
+DRAWN_OF_SAMPLE = 20
+DRAWN_OF_ALL = 200
 # A text of one bracket is what Graphviz loses unless it is escaped.
 BRACKET = {"tunnels": {"gre": [{"enable": True, "remote_ip": "]", "tunnel_local_ip": "10.9.0.1",
                                 "tunnel_netmask": 30, "tunnel_remote_ip": "10.9.0.2"}]}}
 
 
-def draw(program, configuration):
-    done = subprocess.run([program, "graph", "-", "--format", "dot"], input=configuration, text=True,
+def port(vlans):
+    """Returns a port with these networks as VLANs."""
+    networks = [{"enable": True, "vid": vid, "network": network} for vid, network in enumerate(vlans, 1)]
+    return {"enable": True, "network": {"mode": "router", "protocol": "static",
+                                        "advanced": {"vlan": {"enable": True, "networks": networks}}}}
+
+
+# Uplinks in two columns, so that an edge of the Internet passes the boxes of one of them.
+CLIENT, LAN = {"protocol": "dhcp_client"}, {"protocol": "static", "ipv4": "10.0.0.1", "netmask": 24}
+CROWDED = {
+    "wired": {"eth0": port([LAN, LAN, LAN]), "eth1": port([CLIENT, LAN, CLIENT])},
+    "wireless": {"cell": {"enable": True},
+                 "wifi": {"wlan0": {"client": {"enable": True, "network": CLIENT}}}},
+    "tunnels": {"gre": [{"enable": True, "local_ip": "dynamic", "remote_ip": f"198.51.100.{number}",
+                         "tunnel_local_ip": "10.9.0.1", "tunnel_netmask": 30, "tunnel_remote_ip": "10.9.0.2"}
+                        for number in range(1, 5)]}}
+
+
+def draw(program, configuration, form):
+    done = subprocess.run([program, "graph", "-", "--format", form], input=configuration, text=True,
                           capture_output=True, check=False)
     assert (done.returncode, done.stderr) == (0, ""), (done.stderr, configuration)
     return done.stdout
+
+
+def points_of(path):
+    """Returns the points of a path of horizontal and vertical lines; fails for another path."""
+    assert re.fullmatch(r"M-?[0-9.]+,-?[0-9.]+H-?[0-9.]+(V-?[0-9.]+H-?[0-9.]+)?", path), path
+    x, y = map(float, re.match("M([^,]+),([^H]+)", path).groups())
+    points = [(x, y)]
+    for command, number in re.findall("([HV])([^HV]+)", path):
+        x, y = (float(number), y) if command == "H" else (x, float(number))
+        points.append((x, y))
+    return points
+
+
+def crosses(begin, end, box):
+    """Tells whether a line between two points passes the inside of a box, and not only its border."""
+    left, top, right, bottom = box
+    (x1, x2), (y1, y2) = sorted((begin[0], end[0])), sorted((begin[1], end[1]))
+    return x1 < right - 0.1 and x2 > left + 0.1 and y1 < bottom - 0.1 and y2 > top + 0.1
+
+
+def check_edges(svg):
+    """Returns the number of edges in a drawing; fails if one is not straight or crosses a box."""
+    boxes = []
+    for group in re.findall(r'class="node">\n<polygon [^>]*points="([^"]*)"', svg):
+        xs, ys = zip(*(map(float, point.split(",")) for point in group.split()))
+        # A bend of an edge is no box.
+        if max(xs) - min(xs) > 2:
+            boxes.append((min(xs), min(ys), max(xs), max(ys)))
+    paths = re.findall(r'class="edge">\n<path [^>]*d="([^"]*)"', svg)
+    for path in paths:
+        for (begin, end), box in itertools.product(itertools.pairwise(points_of(path)), boxes):
+            assert not crosses(begin, end, box), (path, box, svg)
+    return len(paths)
 
 
 def main():
@@ -35,18 +92,22 @@ def main():
         print("there is no Graphviz")
         return SKIPPED
     program = os.path.abspath(sys.argv[1])
-    count = ALL if "--exhaustive" in sys.argv[2:] else SAMPLE
+    is_exhaustive = "--exhaustive" in sys.argv[2:]
+    count = ALL if is_exhaustive else SAMPLE
     shown = [path.read_text(encoding="utf-8") for path in sorted(EXAMPLES.glob("*/network.json"))]
-    shown.append(json.dumps(BRACKET))
+    shown += map(json.dumps, (BRACKET, CROWDED))
     shown += map(json.dumps, generator.configurations(count, "graph"))
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        pictures = list(pool.map(lambda configuration: draw(program, configuration), shown))
+        diagrams = list(pool.map(lambda configuration: draw(program, configuration, "dot"), shown))
+        drawings = pool.map(lambda configuration: draw(program, configuration, "svg"),
+                            shown[:DRAWN_OF_ALL if is_exhaustive else DRAWN_OF_SAMPLE])
+        edges = sum(map(check_edges, drawings))
     # One process lays out all of them.
-    done = subprocess.run(["dot", "-Tplain"], input="".join(pictures), text=True, capture_output=True,
+    done = subprocess.run(["dot", "-Tplain"], input="".join(diagrams), text=True, capture_output=True,
                           check=False)
     drawn = done.stdout.splitlines().count("stop")
-    print(f"{len(shown)} pictures, {drawn} drawn", done.stderr)
-    return 0 if (done.returncode, done.stderr, drawn) == (0, "", len(shown)) else 1
+    print(f"{len(shown)} diagrams, {drawn} drawn, {edges} edges without a crossing", done.stderr)
+    return 0 if (done.returncode, done.stderr, drawn) == (0, "", len(shown)) and edges > 0 else 1
 
 
 if __name__ == "__main__":
