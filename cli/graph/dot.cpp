@@ -55,13 +55,15 @@ static std::string label(const std::string& rows, const char* attributes) {
   return rows.empty() ? "label=\"\"" : "label=<" + table_markup(rows, attributes) + ">";
 }
 
-// A table inside another one. Graphviz gives each of its columns the same share of the room to spare: most of
-// that goes to empty columns, so that the others stay on the left.
-static std::string indented(const std::string& rows) {
-  const std::string before = R"(<td width="10"></td>)";
-  const std::string behind = R"(<td colspan="20"></td>)";
-  const std::string cells = before + "<td>" + table_markup(rows, kLines) + "</td>" + behind;
+// A row with a table. Graphviz gives each column of a table inside another one the same share of the room to
+// spare: most of that goes to empty columns, so that the others stay on the left.
+static std::string nested_row(const std::string& table, const std::string& before = "") {
+  const std::string cells = before + "<td>" + table + R"(</td><td colspan="20"></td>)";
   return R"(<tr><td cellpadding="0">)" + table_markup("<tr>" + cells + "</tr>", kAround) + "</td></tr>";
+}
+
+static std::string indented(const std::string& rows) {
+  return nested_row(table_markup(rows, kLines), R"(<td width="10"></td>)");
 }
 
 static std::string findings_rows(const Node& node, std::size_t span = 1) {
@@ -249,7 +251,7 @@ static std::string legend_markup(const Node& diagram) {
   if (content.has_warnings) cells += legend_entry({kWarning.light, kWarning.light}, "warning");
   return cells.empty()
              ? ""
-             : row_markup(table_markup("<tr>" + cells + "</tr>", R"(cellborder="0" cellpadding="3")"));
+             : nested_row(table_markup("<tr>" + cells + "</tr>", R"(cellborder="0" cellpadding="3")"));
 }
 
 static std::string cells_markup(const std::vector<std::string>& cells, const char* begin, const char* end) {
@@ -268,7 +270,7 @@ static std::string table_rows(const Table& table) {
                                  attribute("color", kTableColors.line);
   const std::string content = table_markup(rows, attributes);
   return row_markup("&#160;") + row_markup(bold(table.title)) +
-         row_markup("<font" + attribute("color", kBoxText.light) + ">" + content + "</font>");
+         nested_row("<font" + attribute("color", kBoxText.light) + ">" + content + "</font>");
 }
 
 // What is below the boxes.
