@@ -295,7 +295,7 @@ static std::string head_of(const Node& diagram, const std::vector<Table>& tables
          "         ranksep=0.5, labeljust=l, " +
          font + '"' + kPageText.light +
          "\"]\n"
-         "  node [shape=box, style=filled, width=0, height=0, margin=\"0.12,0.08\", penwidth=1.5,\n"
+         "  node [shape=box, style=filled, width=0, height=0, margin=\"0.16,0.08\", penwidth=1.5,\n"
          "        " +
          font + '"' + kBoxText.light +
          "\"]\n"
