@@ -114,7 +114,7 @@ void DiagramBuilder::add_routes_on(const Interface* interface, Node& node) const
   add_routes(facts_, found->second, node);
   for (const StaticRoute* route : found->second) {
     const Node::Internet internet = facts_.internet_by(*route->settings);
-    if (internet == Node::Internet::kNone) continue;
+    if (internet == Node::Internet::kNone || node.kind == Node::Kind::kPassthrough) continue;
     node.internet = std::max(node.internet, internet);
     node.kind = Node::Kind::kUplink;
   }

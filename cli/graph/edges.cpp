@@ -153,7 +153,7 @@ class Gap {
       ++counts[ends.first];
     std::map<Side, std::size_t> indices;
     for (const auto& [ends, line] : drawing_.edges) {
-      if (box(ends.first).column != column) continue;
+      if (box(ends.first).column != column || box(ends.second).column != column + 1) continue;
       const bool is_hub_left = counts[ends.first] > 1 || ends.first[0] != 'n';
       const auto& [hub, other] = is_hub_left ? ends : std::pair(ends.second, ends.first);
       const auto [index, is_new] = indices.emplace(Side(hub, is_hub_left), bundles_.size());
