@@ -148,9 +148,22 @@ static void blame_only_warning(const Filter& warnings, std::size_t first, std::v
   std::find_if(found.begin(), found.end(), is_cause)->severity = Severity::kError;
 }
 
+// Whether a rule is about a way to a host, which no gateway without an address has.
+static bool is_about_ways(std::string_view rule) {
+  constexpr std::string_view kEnd = "-unreachable";
+  return rule.size() > kEnd.size() && rule.substr(rule.size() - kEnd.size()) == kEnd;
+}
+
 // Whether a finding may be the reason for which no interface has an address.
 static bool may_lock_out(const Finding& finding) {
-  return is_error(finding) || finding.rule == "bridge-without-address";
+  return (is_error(finding) && !is_about_ways(finding.rule)) || finding.rule == "bridge-without-address";
+}
+
+// Adds what the whole amounts to. Errors stay, though they follow from it: it is only a warning.
+static void examine_whole(const Site& site, const Filters& filters, Places& judged,
+                          std::vector<Finding>& found) {
+  if (std::none_of(found.begin(), found.end(), may_lock_out))
+    examine(site, kWhole, kWhole, filters, judged, found);
 }
 
 std::vector<Finding> examine(Source& source) {
@@ -165,8 +178,7 @@ std::vector<Finding> examine(Source& source) {
   const std::size_t first = found.size();
   examine(site, kOrdinary, kOfAnything, ordinary, judged, found);
   blame_only_warning(ordinary.warnings, first, found);
-  if (std::none_of(found.begin(), found.end(), may_lock_out))
-    examine(site, kWhole, kWhole, ordinary, judged, found);
+  examine_whole(site, ordinary, judged, found);
   std::stable_sort(found.begin(), found.end(),
                    [](const Finding& a, const Finding& b) { return a.range.begin < b.range.begin; });
   return found;
