@@ -412,7 +412,7 @@ class Refusals(Trial):
 
     def test_a_configuration_that_cannot_be_read(self):
         self.new.write_text("{")
-        self.try_new(status=2, said="/run/new.json:1:2: ")
+        self.try_new(status=2, said="/run/new.json:1:1: error: ")
         self.assert_files(OLD, None)
 
     def test_on_a_machine_that_is_no_gateway(self):

@@ -142,7 +142,9 @@ TEST(Syntax, DamageWithACertainFix) {
     EXPECT_EQ(message_for(text), message);
     // White space does not matter where a space was damaged.
     EXPECT_EQ(message_for(fixed(text)), "accepted") << fixed(text);
-    if (std::string(part) != "\"mode\": ") EXPECT_EQ(fixed(text), kSound) << message;
+    if (std::string(part) != "\"mode\": ") {
+      EXPECT_EQ(fixed(text), kSound) << message;
+    }
   }
 }
 
@@ -206,7 +208,9 @@ TEST(Syntax, DamageWithoutItsInverse) {
   for (const auto& [part, other, message] : kDamages) {
     const std::string text = replaced(part, other);
     EXPECT_EQ(message_for(text), message) << text;
-    if (const std::string after = fixed(text); after != text) EXPECT_NE(message_for(after), message) << after;
+    if (const std::string after = fixed(text); after != text) {
+      EXPECT_NE(message_for(after), message) << after;
+    }
   }
 }
 
