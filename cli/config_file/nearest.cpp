@@ -31,13 +31,37 @@ static bool is_within(std::size_t edits, std::string_view a, std::string_view b)
          (is_swapped && is_within(edits - 1, a.substr(2), b.substr(2)));
 }
 
-std::optional<std::string> nearest(const std::string& word, const std::vector<std::string>& candidates) {
+// The candidates that the fewest edits make of `word`; none when those are too many.
+static std::vector<std::string> all_nearest(const std::string& word,
+                                            const std::vector<std::string>& candidates) {
+  std::vector<std::string> found;
   for (std::size_t edits = 0; edits <= kMaxEdits && (edits == 0 || 2 * edits < word.size()); ++edits) {
-    for (const std::string& candidate : candidates) {
-      if (is_within(edits, word, candidate)) return candidate;
-    }
+    std::copy_if(candidates.begin(), candidates.end(), std::back_inserter(found),
+                 [&](const std::string& candidate) { return is_within(edits, word, candidate); });
+    if (!found.empty()) break;
   }
-  return std::nullopt;
+  return found;
+}
+
+std::optional<std::string> nearest(const std::string& word, const std::vector<std::string>& candidates) {
+  const std::vector<std::string> found = all_nearest(word, candidates);
+  return found.empty() ? std::nullopt : std::optional(found.front());
+}
+
+static std::string digits_of(const std::string& word) {
+  std::string digits;
+  std::copy_if(word.begin(), word.end(), std::back_inserter(digits),
+               [](char letter) { return letter >= '0' && letter <= '9'; });
+  return digits;
+}
+
+std::optional<std::string> certainly_meant(const std::string& word,
+                                           const std::vector<std::string>& candidates) {
+  const std::vector<std::string> found = all_nearest(word, candidates);
+  if (found.size() != 1) return std::nullopt;
+  const std::string digits = digits_of(word);
+  if (!digits.empty() && digits != digits_of(found.front())) return std::nullopt;
+  return found.front();
 }
 
 // Whether all parts of a name are among those of another one.

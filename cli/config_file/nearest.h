@@ -15,3 +15,8 @@ std::optional<std::string> nearest(const std::string& word, const std::vector<st
 // Of names with hyphens, the only one that has all parts of `name` is near, too.
 std::string unknown_name(const std::string& what, const std::string& name,
                          const std::vector<std::string>& known, const std::string& list);
+
+// The candidate that a misspelt word certainly stands for: the nearest one, if no other is as near and the
+// digits of both are the same ("eth2" is not "eth0"), unless the word has none.
+std::optional<std::string> certainly_meant(const std::string& word,
+                                           const std::vector<std::string>& candidates);

@@ -18,7 +18,7 @@ struct RelatedLocation {
   std::string message;  // "already the network of eth0"
 };
 
-// A replacement of a piece of the text.
+// A replacement of a piece of the text. An empty range is an insertion in front of its offset.
 struct Edit {
   TextRange range;
   std::string replacement;

@@ -71,3 +71,16 @@ TEST(UnknownName, TheNearestNameIsSuggested) {
   EXPECT_EQ(unknown_name("rule", "", rules, "see there"), "there is no rule \"\"; see there");
   EXPECT_EQ(unknown_name("rule", "\033", rules, "see there"), "there is no rule \"?\"; see there");
 }
+
+TEST(Nearest, AWordIsCertainIfNoOtherIsAsNear) {
+  EXPECT_EQ(certainly_meant("netmsk", {"gateway", "netmask"}), "netmask");
+  EXPECT_EQ(certainly_meant("ROUTER", {"router", "pass-through"}), "router");
+  EXPECT_EQ(certainly_meant("start", {"starts", "stars"}), std::nullopt);
+  EXPECT_EQ(certainly_meant("gateway", {"netmask"}), std::nullopt);
+}
+
+TEST(Nearest, AnotherNumberIsNoTypingError) {
+  EXPECT_EQ(certainly_meant("eth2", {"eth0", "bridge"}), std::nullopt);
+  EXPECT_EQ(certainly_meant("ETH0", {"eth0", "eth1"}), "eth0");
+  EXPECT_EQ(certainly_meant("ipv", {"ipv4", "netmask"}), "ipv4");
+}
