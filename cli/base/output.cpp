@@ -199,16 +199,28 @@ static Descriptor open_temporary(const Descriptor& directory, std::string& name)
   return Descriptor(number);
 }
 
+// Gives the new file the mode, and if wanted the owner, of the one that it is to replace. False, with errno
+// set, if it cannot have that owner.
+static bool take_over(const OutputPlace& place, Owner owner, const Descriptor& file) {
+  struct stat status {};
+  const bool keeps_owner = owner == Owner::kKept && place.file.is_open();
+  if (keeps_owner && (fstat(place.file.number(), &status) != 0 ||
+                      fchown(file.number(), status.st_uid, status.st_gid) != 0)) {
+    return false;
+  }
+  // A file system without modes, such as FAT, refuses this.
+  fchmod(file.number(), keeps_owner ? status.st_mode & kPermissions : mode_for(place));
+  return true;
+}
+
 // Writes a new file beside the one that it then replaces, without following what is there by now.
-static bool replace(const OutputPlace& place, const std::string& content) {
+static bool replace(const OutputPlace& place, const std::string& content, Owner owner) {
   std::string temporary = place.name;
   Descriptor file = open_temporary(place.directory, temporary);
   if (!file.is_open()) return false;
-  // A file system without modes, such as FAT, refuses this.
-  fchmod(file.number(), mode_for(place));
   const int directory = place.directory.number();
-  if (write_all(file.number(), content) && fsync(file.number()) == 0 && file.close() &&
-      renameat(directory, temporary.c_str(), directory, place.name.c_str()) == 0) {
+  if (take_over(place, owner, file) && write_all(file.number(), content) && fsync(file.number()) == 0 &&
+      file.close() && renameat(directory, temporary.c_str(), directory, place.name.c_str()) == 0) {
     return true;
   }
   const int error = errno;
@@ -217,13 +229,13 @@ static bool replace(const OutputPlace& place, const std::string& content) {
   return false;
 }
 
-std::optional<std::string> OutputFile::write(const std::string& content) const {
+std::optional<std::string> OutputFile::write(const std::string& content, Owner owner) const {
   const BlockedSignals signals;
   struct stat status {};
   const bool is_regular =
       !place_.file.is_open() || (fstat(place_.file.number(), &status) == 0 && S_ISREG(status.st_mode));
   const bool is_replaced = is_regular && !place_.is_process_link;
-  const bool success = is_replaced ? replace(place_, content) : write_to(place_.file, content);
+  const bool success = is_replaced ? replace(place_, content, owner) : write_to(place_.file, content);
   return success ? std::nullopt : std::optional(with_errno(path_));
 }
 

@@ -20,6 +20,9 @@ struct OutputPlace {
   bool is_process_link = false;  // such as /dev/stdout: a link of the kernel to an open file
 };
 
+// Whose a file is that replaces another one: the caller's, or still the same user's and group's.
+enum class Owner { kCaller, kKept };
+
 // One file.
 class OutputFile {
  public:
@@ -31,7 +34,7 @@ class OutputFile {
   // Writes the file so that its readers see either the former content or the new one, also if this program is
   // killed. An existing file keeps its mode; a terminal or a pipe is written to. Returns nothing, or why it
   // failed; nothing has changed then.
-  std::optional<std::string> write(const std::string& content) const;
+  std::optional<std::string> write(const std::string& content, Owner owner = Owner::kCaller) const;
 
  private:
   std::string path_;

@@ -21,6 +21,7 @@ constexpr char kForeignLink[] = ": not written through a link in a directory tha
 
 extern FailingCall failing_fchmod;
 extern FailingCall failing_write;
+FailingCall failing_fchown;
 static FailingCall failing_mkdirat;
 static FailingCall failing_readlinkat;
 static FailingCall failing_renameat;
@@ -80,6 +81,16 @@ extern "C" int renameat(int from_directory, const char* from, int to_directory, 
   return failing_renameat.fails() ? -1
                                   : next<int (*)(int, const char*, int, const char*)>("renameat")(
                                         from_directory, from, to_directory, to);
+}
+
+// The user and the group that a file was last given.
+static std::pair<uid_t, gid_t> new_owner;
+
+// Only a user who is there gets the file.
+extern "C" int fchown(int file, uid_t user, gid_t group) noexcept {
+  if (failing_fchown.fails()) return -1;
+  new_owner = {user, group};
+  return user == geteuid() ? next<int (*)(int, uid_t, gid_t)>("fchown")(file, user, group) : 0;
 }
 
 // Nothing, or the message.
@@ -184,6 +195,32 @@ TEST_F(OutputFileTest, AnotherUserChoosesNoMode) {
   umask(former);
   foreign_type = 0;
   EXPECT_EQ(mode_of(kFile), 0644U);
+}
+
+// The same for a file that stays its owner's.
+static std::string rewritten(const std::string& path, const std::string& content) {
+  OutputFile file(path);
+  if (const auto trouble = file.open()) return *trouble;
+  return file.write(content, Owner::kKept).value_or("");
+}
+
+TEST_F(OutputFileTest, AChangedFileStaysItsOwners) {
+  ASSERT_TRUE(write_file({kFile, 0660, "old"}));
+  foreign_type = S_IFREG;
+  EXPECT_EQ(rewritten(kFile, "new"), "");
+  foreign_type = 0;
+  EXPECT_EQ(new_owner, std::pair(uid_t{1}, getegid()));
+  EXPECT_EQ(text_of_file(kFile), "new");
+  EXPECT_EQ(mode_of(kFile), 0660U);
+  EXPECT_EQ(rewritten("/run/output/new", "new"), "") << "a new one has none yet";
+}
+
+TEST_F(OutputFileTest, AFileThatCannotStayItsOwnersIsLeftAlone) {
+  put_file(kFile, "old");
+  failing_fchown.fail(1, EPERM);
+  EXPECT_EQ(rewritten(kFile, "new"), "/run/output/file: Operation not permitted");
+  EXPECT_EQ(text_of_file(kFile), "old");
+  EXPECT_THAT(names_in(kDirectory), ElementsAre("file"));
 }
 
 TEST_F(OutputFileTest, APipeOfAnotherUserIsNotWrittenTo) {

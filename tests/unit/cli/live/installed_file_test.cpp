@@ -22,15 +22,11 @@ extern "C" int fsync(int file) {
 }
 
 extern FailingCall failing_fchmod;
+extern FailingCall failing_fchown;
 extern FailingCall failing_unlink;
 FailingCall failing_rename;
-static FailingCall failing_fchown;
 static FailingCall failing_mount;
 static FailingCall failing_umount;
-
-extern "C" int fchown(int file, uid_t user, gid_t group) noexcept {
-  return failing_fchown.fails() ? -1 : next<int (*)(int, uid_t, gid_t)>("fchown")(file, user, group);
-}
 
 extern "C" int mount(const char* source, const char* target, const char* type, unsigned long flags,
                      const void* data) noexcept {
