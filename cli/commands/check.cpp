@@ -8,10 +8,12 @@
 
 #include "cli/base/subprocess.h"
 #include "cli/base/terminal.h"
+#include "cli/commands/check_fix.h"
 #include "cli/commands/commands.h"
 #include "cli/config_file/source.h"
 #include "cli/lint/allow.h"
 #include "cli/lint/dnsmasq_check.h"
+#include "cli/lint/fixes.h"
 #include "cli/lint/report.h"
 #include "cli/lint/report_github.h"
 #include "cli/lint/report_json.h"
@@ -24,11 +26,13 @@ namespace {
 enum class Format { kText, kJson, kSarif, kGithub };
 
 struct CheckOptions {
-  std::vector<std::string> files = {active_configuration()};  // "-" is standard input
+  std::vector<std::string> files;  // "-" is standard input; if empty, the active configuration is checked
   Format format = Format::kText;
   bool strict = false;               // warnings count, too
   bool offline = false;              // do not ask dnsmasq
   std::vector<std::string> allowed;  // rules
+  bool fix = false;                  // write the fixes that are certain
+  bool diff = false;                 // print them as a patch instead of the findings
 };
 
 }  // namespace
@@ -47,10 +51,14 @@ class Output {
  public:
   explicit Output(Format format) : format_(format), files_(Json::arrayValue) {}
 
-  void add(const Source& source, const Judgement& judgement) {
+  // `fixed` has a line for each finding that is no longer there.
+  void add(const Source& source, const Judgement& judgement, const std::vector<std::string>& fixed) {
     count(judgement, summary_);
+    fixes_ += fixed.size();
     switch (format_) {
       case Format::kText:
+        for (const std::string& line : fixed)
+          std::printf("%s\n", line.c_str());
         print_as_text(source, judgement.findings);
         break;
       case Format::kJson:
@@ -65,8 +73,14 @@ class Output {
     }
   }
 
-  // Adds why a file could not be read.
-  void add_unreadable(const std::string& file, const std::string& message) {
+  // Of a file whose findings are not printed.
+  void count_only(const Judgement& judgement) {
+    count(judgement, summary_);
+    is_silent_ = true;
+  }
+
+  // Adds why a file could not be read or written.
+  void add_failure(const std::string& file, const std::string& message) {
     report(message);
     sarif_.add_failure(message);
     files_.append(json_report_of_unreadable(file, message));
@@ -74,12 +88,14 @@ class Output {
 
   // The summary, or the whole as one JSON value.
   void finish() const {
+    if (is_silent_) return;
     if (format_ == Format::kJson) {
       print_json(files_);
     } else if (format_ == Format::kSarif) {
       print_json(sarif_.log());
     } else if (summary_.files > 0) {
-      std::printf("%s\n", text_of(summary_).c_str());
+      const std::string fixed = fixes_ > 0 ? ", " + std::to_string(fixes_) + " fixed" : "";
+      std::printf("%s%s\n", text_of(summary_).c_str(), fixed.c_str());
     }
   }
 
@@ -96,6 +112,8 @@ class Output {
   Json::Value files_;
   SarifReport sarif_;
   Summary summary_;
+  std::size_t fixes_ = 0;
+  bool is_silent_ = false;
 };
 
 // dnsmasq, where it can be asked.
@@ -124,14 +142,17 @@ class Dnsmasq {
 
 }  // namespace
 
-// What the rules and dnsmasq find; what one of the rules `allowed` finds is allowed.
+// What the rules and dnsmasq find, with the fixes that are certain; what one of the rules `allowed` finds is
+// allowed.
 static Judgement judge(Source& source, Dnsmasq& dnsmasq, const std::vector<std::string>& allowed) {
   std::vector<Finding> findings = examine(source);
   {
     const Site site(source);
     dnsmasq.judge(site, findings);
   }
-  return judgement_of(source.text, std::move(findings), allowed);
+  Judgement judgement = judgement_of(source.text, std::move(findings), allowed);
+  settle_fixes(source.text, judgement);
+  return judgement;
 }
 
 // Nothing else is found in a text that cannot be parsed.
@@ -139,28 +160,67 @@ static Judgement judgement_of(const SyntaxError& error) {
   return {{{kSyntaxRule, Severity::kError, error.range, error.message, {error.related, error.fix}}}, {}};
 }
 
-// Prints the findings. Returns the exit status: 0 without an error, 1 with one, 2 when a file cannot be read
-// or parsed.
+// Prints what the fixes would change. It may be a patch, whose lines must stay as they are.
+static void print_diff(const Source& source, const FixedText& fixed) {
+  std::string text = diff_of_fixes(source, fixed);
+  if (is_terminal(STDOUT_FILENO)) text = printable(text, "\t\n");
+  std::fwrite(text.data(), 1, text.size(), stdout);
+}
+
+// Checks one file and fixes it if wanted. Returns false if it cannot be read, parsed or written.
+static bool check_file(const CheckOptions& options, const std::string& file, Dnsmasq& dnsmasq,
+                       Output& output) {
+  Source source;
+  std::optional<LoadFailure> failure = load_source(file, source);
+  if (failure && !failure->syntax) {
+    output.add_failure(source.name, failure->message);
+    return false;
+  }
+  const auto judge_text = [&] {
+    return failure ? judgement_of(*failure->syntax) : judge(source, dnsmasq, options.allowed);
+  };
+  Judgement judgement = judge_text();
+  const bool is_parsed = !failure;
+  FixedText fixed{source.text, {}};
+  if (options.diff) output.count_only(judgement);
+  if (options.fix || options.diff) {
+    fixed = apply_fixes(source, judgement, [&](Source&) {
+      failure = parse_source(source);
+      return judge_text();
+    });
+  }
+  if (options.diff) {
+    print_diff(source, fixed);
+    return is_parsed;
+  }
+  const auto trouble = fixed.report.empty() ? std::nullopt : write_fixed(file, source, fixed);
+  if (trouble) {
+    output.add_failure(source.name, *trouble);
+    return false;
+  }
+  output.add(source, judgement, fixed.report);
+  return !failure;
+}
+
+// Prints the findings. Returns the exit status: 0 without an error, 1 with one, 2 when a file cannot be read,
+// parsed or written.
 static int check(const CheckOptions& options) {
   for (const std::string& rule : options.allowed)
     if (const auto obstacle = why_not_allowed(rule)) return fail("lanfab: --allow: " + *obstacle);
+  const bool writes = options.fix && !options.diff;
+  if (writes && options.files.empty()) return fail("lanfab: --fix requires FILE");
+  if (writes && std::count(options.files.begin(), options.files.end(), "-") > 0)
+    return fail("lanfab: --fix cannot write standard input; use --diff");
   Output output(options.format);
   Dnsmasq dnsmasq(options.offline);
   bool is_all_readable = true;
-  for (const std::string& file : options.files) {
-    Source source;
-    const auto failure = load_source(file, source);
-    is_all_readable = is_all_readable && !failure;
-    if (!failure) {
-      output.add(source, judge(source, dnsmasq, options.allowed));
-    } else if (failure->syntax) {
-      output.add(source, judgement_of(*failure->syntax));
-    } else {
-      output.add_unreadable(source.name, failure->message);
-    }
+  for (const std::string& file :
+       options.files.empty() ? std::vector<std::string>{active_configuration()} : options.files) {
+    const bool is_readable = check_file(options, file, dnsmasq, output);
+    is_all_readable = is_all_readable && is_readable;
   }
   output.finish();
-  if (!is_all_readable) return 2;
+  if (!is_all_readable) return kFailure;
   const Summary& summary = output.summary();
   return summary.errors > 0 || (options.strict && summary.warnings > 0) ? 1 : 0;
 }
@@ -187,11 +247,20 @@ Command check_command() {
   static CheckOptions options;
   return {"check",
           "Say what is wrong with a configuration",
-          {{"FILE", "configurations; - is standard input", &options.files, Completion::kFile},
+          {{"FILE", "configurations; - is standard input; default: the active one", &options.files,
+            Completion::kFile},
            {"--strict", "fail on warnings, too", &options.strict},
            {"--offline", "do not ask dnsmasq", &options.offline},
            {"--allow RULE", "do not report what this rule finds", &options.allowed, Completion::kRule},
-           format_option(options.format)},
+           format_option(options.format),
+           {"--fix", "write the fixes that are certain to the files", &options.fix},
+           {"--diff",
+            "show what --fix would change, and nothing else",
+            &options.diff,
+            Completion::kNothing,
+            {},
+            Presence::kOptional,
+            "--format"}},
           "Example: lanfab check --strict network.json",
           [] { return check(options); }};
 }

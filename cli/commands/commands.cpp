@@ -75,7 +75,8 @@ struct Adder {
   }
   template <typename Value>
   CLI::Option* operator()(Value* target) const {
-    return app.add_option(name, *target, help)->capture_default_str();
+    CLI::Option* added = app.add_option(name, *target, help);
+    return target->empty() ? added : added->capture_default_str();
   }
 };
 

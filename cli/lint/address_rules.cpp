@@ -7,6 +7,7 @@
 
 #include "cli/lint/connected_networks.h"
 #include "cli/lint/dhcp_rules.h"
+#include "cli/lint/value_fixes.h"
 #include "config/interface_queries.h"
 #include "config/lookup.h"
 #include "config/ports.h"
@@ -14,13 +15,14 @@
 #include "networkd/wwan.h"
 #include "platform/libcmd.h"
 
-static void add_if_malformed(const Json::Value& object, Findings& findings) {
+static void add_if_malformed(const Site& site, const Json::Value& object, Findings& findings) {
   const std::optional<std::string> text = string_at(object, "ipv4");
   if (!text || parse_ipv4(*text)) return;
   const bool has_prefix = parse_ipv4(text->substr(0, text->find('/'))).has_value();
   const char* problem =
       has_prefix ? " has a prefix length, which belongs in \"netmask\"" : " is not an IPv4 address";
-  findings.add(place_of(object, "ipv4"), quoted(*text) + problem);
+  findings.add(place_of(object, "ipv4"), quoted(*text) + problem,
+               move_prefix_length(site.source.text, object, "ipv4", "netmask"));
 }
 
 // The network of the port in pass-through mode while the port is disabled: its unit is written all the same
@@ -34,13 +36,14 @@ static const Json::Value* disabled_passthrough_network(const Site& site) {
 
 void address_malformed(const Site& site, Findings& findings) {
   for (const Interface& interface : site.interfaces) {
-    if (interface.unit.ipv4 && !interface.unit.is_dhcp_client) add_if_malformed(*interface.network, findings);
+    if (interface.unit.ipv4 && !interface.unit.is_dhcp_client)
+      add_if_malformed(site, *interface.network, findings);
   }
   const Json::Value* disabled = disabled_passthrough_network(site);
   if (disabled != nullptr && read_passthrough_port(&site.context).address)
-    add_if_malformed(*disabled, findings);
+    add_if_malformed(site, *disabled, findings);
   for (const StaticRoute& route : site.routes)
-    add_if_malformed(*route.settings, findings);
+    add_if_malformed(site, *route.settings, findings);
 }
 
 // Why no interface can have the address; null when one can.

@@ -16,7 +16,8 @@ enum class Severity { kWarning, kError };
 
 struct FindingDetails {
   std::vector<RelatedLocation> related;
-  // What to write instead, where that is certain: all edits together fix the finding. They do not overlap.
+  // What to write instead: all edits together fix the finding. They do not overlap. settle_fixes
+  // (cli/lint/fixes.h) decides whether that is certain.
   std::vector<Edit> fix;
 };
 

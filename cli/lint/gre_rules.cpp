@@ -4,6 +4,7 @@
 #include <unordered_map>
 
 #include "cli/lint/reachability.h"
+#include "cli/lint/value_fixes.h"
 
 void tunnel_without_inner_address(const Site& site, Findings& findings) {
   for_each_tunnel(site, [&](const GreTunnel& tunnel) {
@@ -19,9 +20,13 @@ void tunnel_address_malformed(const Site& site, Findings& findings) {
       const std::optional<std::string> text = string_at(*tunnel.settings, key);
       const bool may_be_dynamic = std::string_view(key) == "local_ip";
       if (!text || parse_ipv4(*text) || (may_be_dynamic && *text == kGreDynamicAddress)) continue;
+      // The ends of the tunnel itself have no netmask.
+      const bool is_inner = std::string_view(key).substr(0, 6) == "tunnel";
       findings.add(place_of(*tunnel.settings, key),
                    quoted(*text) + (may_be_dynamic ? " is neither an IPv4 address nor \"dynamic\""
-                                                   : " is not an IPv4 address"));
+                                                   : " is not an IPv4 address"),
+                   is_inner ? move_prefix_length(site.source.text, *tunnel.settings, key, "tunnel_netmask")
+                            : FindingDetails());
     }
   });
 }
@@ -67,9 +72,11 @@ void tunnel_network_malformed(const Site& site, Findings& findings) {
   for_each_network(site, [&](const Json::Value& network, const std::optional<GreRoute>& route) {
     const std::optional<std::string> address = string_at(network, "dest_ip");
     if (!route && (!address || !number_at(network, "dest_netmask"))) {
-      findings.add(network, "a network behind a tunnel needs \"dest_ip\" and \"dest_netmask\"");
+      findings.add(network, "a network behind a tunnel needs \"dest_ip\" and \"dest_netmask\"",
+                   move_prefix_length(site.source.text, network, "dest_ip", "dest_netmask"));
     } else if (!route || !parse_ipv4(route->destination)) {
-      findings.add(place_of(network, "dest_ip"), quoted(*address) + " is not an IPv4 address");
+      findings.add(place_of(network, "dest_ip"), quoted(*address) + " is not an IPv4 address",
+                   move_prefix_length(site.source.text, network, "dest_ip", "dest_netmask"));
     } else if (route->prefix < 0 || route->prefix > 32) {
       findings.add(place_of(network, "dest_netmask"),
                    std::to_string(route->prefix) + " is not a prefix length, 0 to 32");
@@ -83,7 +90,8 @@ void tunnel_network_host_bits(const Site& site, Findings& findings) {
         route ? parse_subnet(route->destination, route->prefix) : std::nullopt;
     if (!subnet || parse_ipv4(route->destination) == subnet->address) return;
     findings.add(place_of(network, "dest_ip"),
-                 std::string(route->destination) + " is a host of the network " + to_text(*subnet));
+                 std::string(route->destination) + " is a host of the network " + to_text(*subnet),
+                 write_string_instead(place_of(network, "dest_ip"), to_text(subnet->address)));
   });
 }
 

@@ -6,6 +6,7 @@
 #include "cli/base/terminal.h"
 #include "cli/config_file/text_positions.h"
 #include "cli/lint/excerpt.h"
+#include "cli/lint/fix_words.h"
 
 const char* word_for(Severity severity) {
   return severity == Severity::kError ? "error" : "warning";
@@ -22,8 +23,7 @@ static void hide_secrets(const Json::Value& value, bool is_secret, std::string& 
             '*');
 }
 
-// The text of the configuration without its keys. Each byte keeps its offset.
-static std::string text_without_secrets(const Source& source) {
+std::string text_without_secrets(const Source& source) {
   std::string text = source.text;
   if (source.root.isNull()) {
     blank_secrets(text);
@@ -67,12 +67,14 @@ class Lines {
     if (style.excerpt) shown_ = text_without_secrets(source);
   }
 
-  std::string at(TextRange range, const std::string& word, const std::string& message) const {
+  std::string at(TextRange range, const std::string& word, const std::string& message,
+                 bool has_excerpt = true) const {
     const TextPosition position = positions_.at(range.begin);
     const std::string place = printable(source_.name) + ":" + std::to_string(position.line) + ":" +
                               std::to_string(position.column) + ": ";
     const std::string line = styled(place, "1", style_.color) + word + printable(message, "\t") + "\n";
-    return style_.excerpt ? line + excerpt_at(shown_, range, {style_.columns, style_.color}) : line;
+    return style_.excerpt && has_excerpt ? line + excerpt_at(shown_, range, {style_.columns, style_.color})
+                                         : line;
   }
 
  private:
@@ -84,6 +86,19 @@ class Lines {
 
 }  // namespace
 
+// "network.json:4:18: note: replace with 24" for each edit; the line of the finding is not shown twice.
+static std::string notes_of_fix(const Lines& lines, const Source& source, const Finding& finding,
+                                const TextStyle& style) {
+  std::string notes;
+  for (const Edit& edit : finding.details.fix) {
+    const std::string advice = advice_of(source.text, finding, edit);
+    if (advice.empty()) continue;
+    notes += lines.at(edit.range, styled("note: ", "1;36", style.color), advice,
+                      edit.range.begin != finding.range.begin);
+  }
+  return notes;
+}
+
 std::string text_report(const Source& source, const std::vector<Finding>& findings, const TextStyle& style) {
   if (findings.empty()) return "";
   const Lines lines(source, style);
@@ -93,6 +108,7 @@ std::string text_report(const Source& source, const std::vector<Finding>& findin
                        finding.message + " [" + finding.rule + "]");
     for (const RelatedLocation& related : finding.details.related)
       report += lines.at(related.range, styled("note: ", "1;36", style.color), related.message);
+    report += notes_of_fix(lines, source, finding, style);
   }
   return report + unlisted_report(source, findings, style.color);
 }

@@ -23,13 +23,17 @@ const char* word_for(Severity severity);
 // Adds those in one file.
 void count(const Judgement& judgement, Summary& summary);
 
+// The text of the configuration with asterisks in place of its keys. Each byte keeps its offset.
+std::string text_without_secrets(const Source& source);
+
 struct TextStyle {
   bool excerpt = false;      // with the line of the configuration and a caret under the location
   bool color = false;        // for a terminal
   std::size_t columns = 80;  // of the terminal, for which excerpts are cut
 };
 
-// One line for each finding, as compilers print them, and a note for each related location. The findings are
+// One line for each finding, as compilers print them, and a note for each related location and each
+// edit of a fix that the message does not mention. The findings are
 // in the order of the text. Behind them stands for each rule how many more it found.
 std::string text_report(const Source& source, const std::vector<Finding>& findings, const TextStyle& style);
 

@@ -6,6 +6,7 @@
 #include <unordered_map>
 
 #include "cli/lint/reachability.h"
+#include "cli/lint/value_fixes.h"
 #include "config/lookup.h"
 #include "networkd/network_unit.h"
 #include "networkd/wwan.h"
@@ -17,14 +18,17 @@ std::optional<std::string> written_gateway_of(const StaticRoute& route) {
 }
 
 void gateway_malformed(const Site& site, Findings& findings) {
-  const auto judge = [&findings](const Json::Value& object, const std::optional<std::string>& gateway) {
+  const auto judge = [&findings](const Json::Value& object, const std::optional<std::string>& gateway,
+                                 FindingDetails details) {
     if (gateway && !parse_ipv4(*gateway))
-      findings.add(place_of(object, "gateway"), quoted(*gateway) + " is not an IPv4 address");
+      findings.add(place_of(object, "gateway"), quoted(*gateway) + " is not an IPv4 address",
+                   std::move(details));
   };
   for (const Interface& interface : site.interfaces)
-    judge(*interface.network, interface.unit.default_gateway());
+    judge(*interface.network, interface.unit.default_gateway(),
+          move_prefix_length(site.source.text, *interface.network, "gateway", "netmask"));
   for (const StaticRoute& route : site.routes)
-    judge(*route.settings, written_gateway_of(route));
+    judge(*route.settings, written_gateway_of(route), {});
 }
 
 void gateway_ignored(const Site& site, Findings& findings) {
@@ -286,7 +290,8 @@ void route_host_bits(const Site& site, Findings& findings) {
     const std::string& given = *route.written.ipv4;
     if (parse_ipv4(given) == destination->address) continue;
     findings.add(place_of(*route.settings, "ipv4"),
-                 given + " is an address in " + to_text(*destination) + ", to which the route leads");
+                 given + " is an address in " + to_text(*destination) + ", to which the route leads",
+                 write_string_instead(place_of(*route.settings, "ipv4"), to_text(destination->address)));
   }
 }
 

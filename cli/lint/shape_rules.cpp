@@ -2,6 +2,8 @@
 
 #include <functional>
 
+#include "cli/config_file/edit.h"
+#include "cli/config_file/nearest.h"
 #include "cli/config_file/schema.h"
 #include "cli/lint/likely_value.h"
 #include "cli/lint/schema_level.h"
@@ -108,6 +110,15 @@ static void for_each_unknown_key(const Site& site, const Judge& judge) {
   });
 }
 
+// The details of a finding about a key that is not known, given its value: the fix is the known key that is
+// certainly meant, unless the object has that, too.
+static FindingDetails write_known_key(const std::string& text, const Level& level, const std::string& key,
+                                      const Json::Value& value) {
+  const auto meant = certainly_meant(key, level.schema["properties"].getMemberNames());
+  if (!meant || level.object.isMember(*meant)) return {};
+  return {{}, {rename_key(text, value, *meant)}};
+}
+
 static std::string did_you_mean(const std::string& key, const std::string& wanted) {
   return quoted(key) + ": did you mean " + quoted(wanted) + "?";
 }
@@ -137,12 +148,14 @@ void unknown_key(const Site& site, Findings& findings) {
   for_each_unknown_key(site, [&](const Level& level, const std::string& key, const Json::Value& value) {
     if (!level.is_closed() || is_settings_of_bridge(site, level, key)) return;
     std::string message = quoted(key) + ": nobody reads this key";
+    FindingDetails details;
     if (const auto home = home_message(level, key)) {
       message = *home;
     } else if (const auto wanted = nearest_key(level, key, false)) {
       message = did_you_mean(key, *wanted);
+      details = write_known_key(site.source.text, level, key, value);
     }
-    findings.add(key_range(site.source.text, value), message);
+    findings.add(key_range(site.source.text, value), message, details);
   });
 }
 
@@ -156,12 +169,12 @@ static std::optional<std::string> shared_home_message(const Level& level, const 
 void doubtful_key(const Site& site, Findings& findings) {
   for_each_unknown_key(site, [&](const Level& level, const std::string& key, const Json::Value& value) {
     if (level.is_closed()) return;
-    std::optional<std::string> message = shared_home_message(level, key);
-    if (!message) {
-      const auto wanted = nearest_key(level, key, true);
-      if (wanted) message = did_you_mean(key, *wanted);
+    const TextRange range = key_range(site.source.text, value);
+    if (const auto home = shared_home_message(level, key)) {
+      findings.add(range, *home);
+    } else if (const auto wanted = nearest_key(level, key, true)) {
+      findings.add(range, did_you_mean(key, *wanted), write_known_key(site.source.text, level, key, value));
     }
-    if (message) findings.add(key_range(site.source.text, value), *message);
   });
 }
 

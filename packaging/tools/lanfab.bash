@@ -29,7 +29,7 @@ _lanfab() {
     'status --format') words='text json' ;;
     *)
       case "$command $word" in
-        'check -'*) words='--strict --offline --allow --format -h --help' ;;
+        'check -'*) words='--strict --offline --allow --format --fix --diff -h --help' ;;
         'check '*) compopt -o default ;;
         'explain -'*) words='-h --help' ;;
         'explain '*) words=$("${COMP_WORDS[0]}" explain 2>/dev/null | cut -d ' ' -f 1) ;;

@@ -23,6 +23,8 @@ complete -c lanfab -n '__lanfab_is check' -l strict -d 'fail on warnings, too'
 complete -c lanfab -n '__lanfab_is check' -l offline -d 'do not ask dnsmasq'
 complete -c lanfab -n '__lanfab_is check' -l allow -x -a "(lanfab explain 2>/dev/null | string replace --regex ' .*' '')" -d 'do not report what this rule finds'
 complete -c lanfab -n '__lanfab_is check' -l format -x -a "text json sarif github" -d 'text, json, sarif, or github'
+complete -c lanfab -n '__lanfab_is check' -l fix -d 'write the fixes that are certain to the files'
+complete -c lanfab -n '__lanfab_is check' -l diff -d 'show what --fix would change, and nothing else'
 complete -c lanfab -n '__lanfab_is check' -F
 complete -c lanfab -n '__lanfab_is explain' -a "(lanfab explain 2>/dev/null | string replace --regex ' .*' '')"
 complete -c lanfab -n '__lanfab_is graph' -l format -x -a "text dot svg html" -d 'text (default), dot, the language of Graphviz, svg, drawn by Graphviz, or html, a page with the diagram, the findings and tables'

@@ -159,7 +159,7 @@ class Limits(unittest.TestCase):
         self.assertLess(usage.seconds, 10)
 
     def test_findings_that_are_not_listed(self):
-        text = f'{{"hostnames": [{listed("1", 1_234)}], "dns": {{"source": "ISP"}}}}'
+        text = f'{{"hostnames": [{listed("1", 1_234)}], "dns": {{"source": "cellular"}}}}'
         status, out, _, _ = self.check(text, "--offline")
         self.assertEqual(status, 1)
         lines = out.splitlines()

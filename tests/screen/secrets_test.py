@@ -76,6 +76,19 @@ networkctl "PrivateKey = {PRIVATE}"
         self.assertIn("\n-PrivateKey = (hidden key 1)\n+PrivateKey = (hidden key 3)\n", output)
         self.assertIn("\n PresharedKey=(hidden key 2)\n", output)
 
+    def test_fixes(self):
+        peer = {"public_key": 43 * "E" + "=", "preshared_key": f"{PRIVATE} ", "keep_alive": "25",
+                "allowed_ips": "10.0.0.2"}
+        interface = {"enable": True, "local_addrs": "10.0.0.1/24", "peers": [peer]}
+        port = {"enable": True, "network": {"mode": "router", "ipv4": "192.168.1.1", "netmask": 24}}
+        wireguard = {"wired": {"eth0": port}, "firewall": {"general": {"router": 1}},
+                     "tunnels": {"wireguard": {"enable": True, "interfaces": [interface]}}}
+        self.write("network.json", json.dumps(wireguard, indent=1))
+        for words in ["--diff"], ["--format=json"]:
+            self.run_lanfab("check", "--offline", *words, "network.json", expected=1)
+        self.run_lanfab("check", "--offline", "--fix", "network.json")
+        self.assertIn(f'"{PRIVATE}"', (DIRECTORY / "network.json").read_text(encoding="utf-8"))
+
     def test_preview(self):
         self.write_program(unit(PRIVATE, PRESHARED))
         program = f"--program={DIRECTORY}/program0"

@@ -1,0 +1,273 @@
+#include "cli/lint/fixes.h"
+
+#include <algorithm>
+#include <iterator>
+#include <map>
+#include <optional>
+#include <set>
+#include <utility>
+
+#include "cli/config_file/edit.h"
+#include "cli/config_file/schema.h"
+#include "cli/lint/ipv4.h"
+#include "cli/lint/rules.h"
+#include "cli/lint/value_fixes.h"
+#include "libcmd/configuration_text.h"
+
+// A text in bytes, and the texts that are examined for it.
+constexpr std::size_t kLargestText = 250'000;
+constexpr std::size_t kMostExamined = 3'000'000;
+
+// How often what a fix uncovers is fixed with it.
+constexpr int kMostLayers = 8;
+
+static std::size_t at(std::ptrdiff_t offset) {
+  return static_cast<std::size_t>(offset);
+}
+
+// --- Strings that are too long
+
+static std::size_t size_of_network(const std::string& text) {
+  const std::size_t slash = std::min(text.find('/'), text.size());
+  return text.substr(slash) == "/32" && parse_ipv4(text.substr(0, slash)) ? slash : text.size();
+}
+
+// Removes blanks at the ends of a string, and "/32" behind an address. Nothing of the string is repeated: it
+// may be a key that nobody prints.
+static std::vector<Edit> reductions(const std::string& text, TextRange literal) {
+  const TextRange inside{literal.begin + 1, literal.end - 1};
+  const std::string string = text.substr(at(inside.begin), at(inside.end - inside.begin));
+  const std::size_t begin = string.find_first_not_of(" \t");
+  if (begin == std::string::npos) return {};
+  const std::string trimmed = string.substr(begin, string.find_last_not_of(" \t") + 1 - begin);
+  const std::size_t end = begin + size_of_network(trimmed);
+  std::vector<Edit> edits;
+  if (begin > 0) edits.push_back({{inside.begin, inside.begin + static_cast<std::ptrdiff_t>(begin)}, ""});
+  if (end < string.size())
+    edits.push_back({{inside.begin + static_cast<std::ptrdiff_t>(end), inside.end}, ""});
+  return edits;
+}
+
+// --- Values that the schema does not allow
+
+// What to write instead, by the offset of the value.
+static std::map<std::ptrdiff_t, Edit> allowed_values(const Json::Value& root) {
+  std::map<std::ptrdiff_t, Edit> edits;
+  for_each_violation(root, [&edits](const Violation& violation) {
+    if (auto literal = allowed_literal(*violation.value, *violation.schema))
+      edits.emplace(violation.value->getOffsetStart(), replace_value(*violation.value, *literal));
+  });
+  return edits;
+}
+
+// Gives findings a fix that follows from the value alone, whatever the rule is, if they have none. Of several
+// at one place, the first gets it.
+static void add_fixes(const Source& source, std::vector<Finding>& findings) {
+  std::map<std::ptrdiff_t, Edit> values = allowed_values(source.root);
+  for (Finding& finding : findings) {
+    const TextRange range = finding.range;
+    const bool is_string = range.end - range.begin >= 2 && source.text[at(range.begin)] == '"';
+    const auto value = values.find(range.begin);
+    if (!finding.details.fix.empty()) continue;
+    if (value != values.end() && value->second.range.end == range.end) {
+      finding.details.fix.push_back(value->second);
+      values.erase(value);
+    } else if (is_string) {
+      finding.details.fix = reductions(source.text, range);
+    }
+  }
+}
+
+// --- What is certain
+
+namespace {
+
+// Findings, each of which can be found again in an edited text: at the same place, perhaps in other words, or
+// with the same message elsewhere.
+class Known {
+ public:
+  explicit Known(const std::vector<Finding>& findings) {
+    for (const Finding& finding : findings) {
+      messages_.insert({{finding.rule, finding.range.begin}, finding.message});
+      unlisted_[finding.rule] += finding.unlisted;
+    }
+  }
+
+  void remove(const Finding& finding) {
+    take(finding, finding.range.begin, true);
+  }
+
+  // Those of the findings that are not known.
+  std::vector<Finding> added(std::vector<Finding> findings, const EditedText& text) && {
+    const auto remove_if = [&findings](const auto& is_known) {
+      findings.erase(std::remove_if(findings.begin(), findings.end(), is_known), findings.end());
+    };
+    const auto place = [&text](const Finding& finding) { return text.origin_of(finding.range.begin); };
+    remove_if([&](const Finding& finding) { return take(finding, place(finding), true); });
+    remove_if([&](const Finding& finding) { return take(finding, place(finding), false); });
+    std::multiset<std::pair<std::string, std::string>> elsewhere;
+    for (const auto& [rule_and_place, message] : messages_)
+      elsewhere.insert({rule_and_place.first, message});
+    remove_if([&](const Finding& finding) {
+      const auto found = elsewhere.find({finding.rule, finding.message});
+      if (found == elsewhere.end()) return take_unlisted(finding);
+      elsewhere.erase(found);
+      return true;
+    });
+    return findings;
+  }
+
+ private:
+  // False if there is none.
+  bool take(const Finding& finding, std::ptrdiff_t place, bool has_same_message) {
+    const auto [begin, end] = messages_.equal_range({finding.rule, place});
+    const auto found = std::find_if(
+        begin, end, [&](const auto& entry) { return !has_same_message || entry.second == finding.message; });
+    if (found == end || finding.unlisted > unlisted_[finding.rule]) return false;
+    messages_.erase(found);
+    return true;
+  }
+
+  // It may be one of those that were not listed.
+  bool take_unlisted(const Finding& finding) {
+    std::size_t& number = unlisted_[finding.rule];
+    if (number < 1 + finding.unlisted) return false;
+    --number;
+    return true;
+  }
+
+  std::multimap<std::pair<std::string, std::ptrdiff_t>, std::string> messages_;
+  std::map<std::string, std::size_t> unlisted_;
+};
+
+using FindingIterator = std::vector<Finding>::iterator;
+
+// Decides which of the findings' fixes are certain.
+class Settler {
+ public:
+  Settler(const std::string& text, const std::vector<Finding>& findings)
+      : text_(text), before_(findings), left_(findings) {}
+
+  // Of the findings, all of which have a fix. Tries all at once, and halves of them where that fails: most
+  // fixes do no harm.
+  void settle(FindingIterator begin, FindingIterator end) {
+    if (accept(begin, end)) return;
+    if (examined_ > kMostExamined) {
+      std::for_each(begin, end, [](Finding& finding) { finding.details.fix.clear(); });
+    } else if (end - begin == 1) {
+      begin->details.fix = with_uncovered(*begin);
+      if (!accept(begin, end)) begin->details.fix.clear();
+    } else {
+      const FindingIterator middle = begin + (end - begin) / 2;
+      settle(begin, middle);
+      settle(middle, end);
+    }
+  }
+
+ private:
+  // Adds the fixes to those that are certain, if they are, too.
+  bool accept(FindingIterator begin, FindingIterator end) {
+    std::vector<Edit> edits = accepted_;
+    Known left = left_;
+    for (auto finding = begin; finding != end; ++finding) {
+      const std::vector<Edit>& fix = finding->details.fix;
+      if (fix.empty()) return false;
+      edits.insert(edits.end(), fix.begin(), fix.end());
+      left.remove(*finding);
+    }
+    examined_ += text_.size();
+    if (any_overlap(edits)) return false;
+    EditedText edited(text_);
+    edited.apply(edits);
+    auto found = examined(edited.text());
+    if (!found || !Known(left).added(std::move(*found), edited).empty()) return false;
+    accepted_ = std::move(edits);
+    left_ = std::move(left);
+    return true;
+  }
+
+  // The fix of a finding, with those of what it uncovers; empty when that cannot be fixed.
+  std::vector<Edit> with_uncovered(const Finding& finding) {
+    EditedText edited(text_);
+    std::vector<Edit> fix = finding.details.fix;
+    for (int layer = 0; layer < kMostLayers && !fix.empty(); ++layer) {
+      edited.apply(fix);
+      auto found = examined(edited.text());
+      if (!found) break;
+      std::vector<Finding> added = Known(before_).added(std::move(*found), edited);
+      if (added.empty()) return edited.edits();
+      fix = all_edits(added);
+    }
+    return {};
+  }
+
+  // What the rules find in a text. Nothing when it cannot be parsed, or when enough has been examined.
+  std::optional<std::vector<Finding>> examined(const std::string& text) {
+    examined_ += text.size();
+    Source source{"", text, {}};
+    if (examined_ > kMostExamined || parse_configuration(source.text, source.root)) return std::nullopt;
+    std::vector<Finding> findings = examine(source);
+    add_fixes(source, findings);
+    return findings;
+  }
+
+  const std::string& text_;
+  const Known before_;  // what is found without fixes
+  Known left_;          // what the certain fixes leave
+  std::vector<Edit> accepted_;
+  std::size_t examined_ = 0;
+};
+
+}  // namespace
+
+// All that is found, allowed or not.
+static std::vector<Finding> all_of(const Judgement& judgement) {
+  std::vector<Finding> findings = judgement.findings;
+  for (const AllowedFinding& allowed : judgement.allowed)
+    findings.push_back(allowed.finding);
+  return findings;
+}
+
+void settle_fixes(const std::string& text, Judgement& judgement) {
+  std::vector<Finding>& findings = judgement.findings;
+  const auto has_fix = [](const Finding& finding) { return !finding.details.fix.empty(); };
+  if (text.size() > kLargestText) {
+    for (Finding& finding : findings)
+      finding.details.fix.clear();
+    return;
+  }
+  Source source{"", text, {}};
+  if (findings.empty() || parse_configuration(source.text, source.root)) return;
+  add_fixes(source, findings);
+  source.root = Json::Value();
+  std::vector<Finding> fixed;
+  std::copy_if(findings.begin(), findings.end(), std::back_inserter(fixed), has_fix);
+  if (fixed.empty()) return;
+  Settler(text, all_of(judgement)).settle(fixed.begin(), fixed.end());
+  auto next = fixed.begin();
+  for (Finding& finding : findings)
+    if (has_fix(finding)) finding.details.fix = (next++)->details.fix;
+}
+
+// Whether one of the edits overlaps one of those by offset, which do not overlap each other.
+static bool is_free(const std::vector<Edit>& fix, const std::map<std::ptrdiff_t, Edit>& edits) {
+  return std::none_of(fix.begin(), fix.end(), [&edits](const Edit& edit) {
+    const auto next = edits.lower_bound(edit.range.begin);
+    return (next != edits.end() && do_overlap(edit, next->second)) ||
+           (next != edits.begin() && do_overlap(edit, std::prev(next)->second));
+  });
+}
+
+std::vector<Edit> all_edits(std::vector<Finding>& findings) {
+  std::map<std::ptrdiff_t, Edit> edits;
+  for (Finding& finding : findings) {
+    std::vector<Edit>& fix = finding.details.fix;
+    if (!is_free(fix, edits)) fix.clear();
+    for (const Edit& edit : fix)
+      edits.emplace(edit.range.begin, edit);
+  }
+  std::vector<Edit> all;
+  std::transform(edits.begin(), edits.end(), std::back_inserter(all),
+                 [](const auto& entry) { return entry.second; });
+  return all;
+}
