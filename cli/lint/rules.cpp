@@ -156,6 +156,7 @@ const std::vector<Rule>& all_rules() {
       {"wireguard-address", Severity::kError, wireguard_address},
       {"wireguard-allowed-ips", Severity::kError, wireguard_allowed_ips},
       {"wireguard-peer-without-networks", Severity::kError, wireguard_peer_without_networks},
+      {"wireguard-network-host-bits", Severity::kWarning, wireguard_network_host_bits},
       {"wireguard-endpoint", Severity::kError, wireguard_endpoint},
       {"wireguard-endpoint-unreachable", Severity::kError, wireguard_endpoint_unreachable},
       {"wireguard-keep-alive", Severity::kError, wireguard_keep_alive},

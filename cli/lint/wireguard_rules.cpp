@@ -1,10 +1,12 @@
 #include "cli/lint/wireguard_rules.h"
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 
 #include "cli/lint/ip_network.h"
 #include "cli/lint/reachability.h"
+#include "cli/lint/value_fixes.h"
 
 template <typename Judge>
 static void for_each_peer(const Site& site, Judge judge) {
@@ -64,12 +66,15 @@ void wireguard_address(const Site& site, Findings& findings) {
   }
 }
 
+static std::string trimmed(std::string text) {
+  text.erase(0, text.find_first_not_of(" \t"));
+  text.erase(text.find_last_not_of(" \t") + 1);
+  return text;
+}
+
 std::vector<std::string> trimmed_networks(const WireguardPeer& peer) {
   std::vector<std::string> networks = peer.networks();
-  for (std::string& network : networks) {
-    network.erase(0, network.find_first_not_of(" \t"));
-    network.erase(network.find_last_not_of(" \t") + 1);
-  }
+  std::transform(networks.begin(), networks.end(), networks.begin(), trimmed);
   return networks;
 }
 
@@ -92,6 +97,40 @@ void wireguard_peer_without_networks(const Site& site, Findings& findings) {
 // Whether a host is meant as an IPv4 address and is not one.
 static bool is_malformed_address(const std::string& host) {
   return host.find_first_not_of("0123456789./") == std::string::npos && !parse_ipv4(host);
+}
+
+// The piece of a list with the network that it names, the blanks around that as they are. Nothing if it names
+// no host of the network, or one of the interface's own network: such a host was perhaps meant alone.
+static std::optional<std::string> without_host_bits(std::string piece, const std::optional<IpNetwork>& own) {
+  const std::string text = trimmed(piece);
+  const std::optional<IpNetwork> network = parse_ip_network(text);
+  if (!network || network->masked().address == network->address) return std::nullopt;
+  if (own && own->contains(*network)) return std::nullopt;
+  return piece.replace(piece.find(text), text.size(), to_text(network->masked()));
+}
+
+static void add_host_bits(const WireguardPeer& peer, const std::optional<IpNetwork>& own,
+                          Findings& findings) {
+  std::string message;
+  std::string fixed;
+  for (const std::string& piece : peer.networks()) {
+    const std::optional<std::string> network = without_host_bits(piece, own);
+    if (network && message.empty())
+      message = trimmed(piece) + " is a host of the network " + trimmed(*network);
+    fixed += network.value_or(piece) + ",";
+  }
+  if (message.empty()) return;
+  fixed.pop_back();
+  const Json::Value& place = place_of(*peer.settings, "allowed_ips");
+  findings.add(place, message, write_string_instead(place, fixed));
+}
+
+void wireguard_network_host_bits(const Site& site, Findings& findings) {
+  for (const WireguardInterface& interface : site.wireguard_interfaces) {
+    const std::optional<IpNetwork> own = parse_ip_network(interface.address.value_or(""));
+    for (const WireguardPeer& peer : interface.peers)
+      add_host_bits(peer, own, findings);
+  }
 }
 
 void wireguard_endpoint(const Site& site, Findings& findings) {
