@@ -11,4 +11,4 @@ install_manual_page(lanfab-network.5 tools)
 # For editors, which take it from here by a path in a configuration.
 install(FILES schema/network.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/lanfab COMPONENT tools)
 # Beside the other pages, so that links work.
-install(FILES docs/checks.md DESTINATION ${doc}/docs COMPONENT tools)
+install(FILES docs/checks.md docs/editors.md DESTINATION ${doc}/docs COMPONENT tools)

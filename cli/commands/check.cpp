@@ -13,7 +13,7 @@
 #include "cli/config_file/source.h"
 #include "cli/lint/allow.h"
 #include "cli/lint/dnsmasq_check.h"
-#include "cli/lint/fixes.h"
+#include "cli/lint/judge.h"
 #include "cli/lint/report.h"
 #include "cli/lint/report_github.h"
 #include "cli/lint/report_json.h"
@@ -142,22 +142,11 @@ class Dnsmasq {
 
 }  // namespace
 
-// What the rules and dnsmasq find, with the fixes that are certain; what one of the rules `allowed` finds is
-// allowed.
+// What the rules and dnsmasq find.
 static Judgement judge(Source& source, Dnsmasq& dnsmasq, const std::vector<std::string>& allowed) {
-  std::vector<Finding> findings = examine(source);
-  {
-    const Site site(source);
+  return judge(source, allowed, [&dnsmasq](const Site& site, std::vector<Finding>& findings) {
     dnsmasq.judge(site, findings);
-  }
-  Judgement judgement = judgement_of(source.text, std::move(findings), allowed);
-  settle_fixes(source.text, judgement);
-  return judgement;
-}
-
-// Nothing else is found in a text that cannot be parsed.
-static Judgement judgement_of(const SyntaxError& error) {
-  return {{{kSyntaxRule, Severity::kError, error.range, error.message, {error.related, error.fix}}}, {}};
+  });
 }
 
 // Prints what the fixes would change. It may be a patch, whose lines must stay as they are.

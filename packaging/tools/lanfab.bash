@@ -40,13 +40,14 @@ _lanfab() {
         'diff -'*) words='--action --cell --program --summary --format -h --help' ;;
         'diff '*) compopt -o default ;;
         'schema -'*) words='-h --help' ;;
+        'lsp -'*) words='--stdio -h --help' ;;
         'try -'*) words='--timeout --force -h --help' ;;
         'try '*) compopt -o default ;;
         'confirm -'*) words='--force -h --help' ;;
         'revert -'*) words='--yes -h --help' ;;
         'status -'*) words='--watch --format -v -h --help' ;;
         ' -'*) words='-h --help --version' ;;
-        ' '*) words='check explain graph preview diff schema try confirm revert status' ;;
+        ' '*) words='check explain graph preview diff schema lsp try confirm revert status' ;;
       esac
       ;;
   esac

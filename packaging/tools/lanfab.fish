@@ -15,6 +15,7 @@ complete -c lanfab -n __lanfab_is -a graph -d 'Draw the network, with what check
 complete -c lanfab -n __lanfab_is -a preview -d 'Show the files and commands of a run'
 complete -c lanfab -n __lanfab_is -a diff -d 'Show what a configuration would change'
 complete -c lanfab -n __lanfab_is -a schema -d 'Print the JSON Schema of the configuration'
+complete -c lanfab -n __lanfab_is -a lsp -d 'Run a language server for an editor, over standard input and output'
 complete -c lanfab -n __lanfab_is -a try -d 'Put a configuration in force until it is confirmed'
 complete -c lanfab -n __lanfab_is -a confirm -d 'Keep the configuration that is tried'
 complete -c lanfab -n __lanfab_is -a revert -d 'Go back to the configuration before'
@@ -45,6 +46,7 @@ complete -c lanfab -n '__lanfab_is diff' -l program -r -F -d 'the cmd_lanfab to 
 complete -c lanfab -n '__lanfab_is diff' -l summary -d 'print only the change summary and the interrupts'
 complete -c lanfab -n '__lanfab_is diff' -l format -x -a "text json" -d 'text or json'
 complete -c lanfab -n '__lanfab_is diff' -F
+complete -c lanfab -n '__lanfab_is lsp' -l stdio -d 'the default'
 complete -c lanfab -n '__lanfab_is try' -l timeout -x -d 'seconds after which the old one comes back'
 complete -c lanfab -n '__lanfab_is try' -l force -d 'try it even with errors that lanfab check finds'
 complete -c lanfab -n '__lanfab_is try' -F

@@ -2,6 +2,7 @@
 
 import contextlib
 import os
+import re
 import select
 import subprocess
 import time
@@ -37,11 +38,17 @@ class Terminal:
     def wait_for(self, words):
         """Returns once the program has printed the words, after those of the last time."""
         deadline = time.monotonic() + HANG_SECONDS
-        while words not in self.text:
+        pattern = self.printed(words)
+        while not (found := pattern.search(self.text)):
             if not select.select([self.keyboard], [], [], deadline - time.monotonic())[0]:
                 raise AssertionError(f"not {words!r} but {self.text!r}")
-            self.text += os.read(self.keyboard, 4096).decode()
-        self.text = self.text.partition(words)[2]
+            self.text += os.read(self.keyboard, 4096).decode(errors="replace")
+        self.text = self.text[found.end() :]
+
+    @staticmethod
+    def printed(words):
+        """The pattern of what a program prints to show the words."""
+        return re.compile(re.escape(words))
 
     def type(self, text):
         os.write(self.keyboard, text)
