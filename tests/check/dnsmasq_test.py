@@ -86,7 +86,8 @@ class AskDnsmasq(unittest.TestCase):
 
     def test_findings_stay_in_the_order_of_the_text(self):
         self.lay_dnsmasq(REFUSE)
-        text = CONFIGURATION.replace('{\n  "wired"', '{\n  "dns": {"source": "ISP"},\n  "wired"')
+        routes = '"static_routes": [{"interface": "eth0"}]'
+        text = CONFIGURATION.replace('{\n  "wired"', "{\n  " + routes + ',\n  "wired"')
         hosts = '"hostnames": [{"name": "my printer", "ipv4": "192.168.1.20"}]'
         self.lay("network.json", text.replace("\n  }\n}", "\n  },\n  " + hosts + "\n}"))
         places = [line.split(" ")[0] for line in self.check("network.json").stdout.splitlines()[:-1]]

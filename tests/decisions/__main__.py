@@ -41,8 +41,8 @@ DECISIONS = [
         '  if (!tunnel.remote_ip) tunnel.missing_key = "remote_ip";',
         '{"tunnels": {"gre": [{"enable": true, "local_ip": "192.0.2.1", "tunnel_local_ip": "10.9.0.1",'
         ' "tunnel_netmask": 30, "tunnel_remote_ip": "10.9.0.2"}]}}',
-        {"graph": "10.9.0.1/30 here", "diff": "Address = 10.9.0.1/30"},
-        {"check": '"remote_ip": it gets no address', "graph": "GRE tunnel, left out"},
+        {"graph": "inner address 10.9.0.1/30", "diff": "Address = 10.9.0.1/30"},
+        {"check": '"remote_ip": it gets no address', "graph": "GRE tunnel, ignored"},
     ),
     Decision(
         "a DHCP section is complete only with a lease time",
@@ -53,7 +53,7 @@ DECISIONS = [
         PORT % '"ipv4": "192.168.1.1", "netmask": 24,'
         ' "dhcp": {"enable": true, "start": "192.168.1.100", "end": "192.168.1.199"}',
         {"graph": "DHCP 192.168.1.100 to", "diff": "dhcp-range=eth0"},
-        {"check": '"leasetime" is missing', "graph": "DHCP is enabled, but not served"},
+        {"check": '"leasetime" is missing', "graph": "DHCP enabled, but not served"},
     ),
     Decision(
         "a pass-through port serves a range only with both ends",
@@ -85,7 +85,7 @@ DECISIONS = [
         PORT % '"ipv4": "192.168.1.1", "netmask": 24, "advanced": {"vlan": {"enable": true, "networks": ['
         '{"enable": true, "vid": 20, "network": {"ipv4": "10.20.0.1", "netmask": 24,'
         ' "dhcp": {"enable": true, "start": "10.20.0.100", "end": "10.20.0.199"}}}]}}',
-        {"check": "eth0.20 serves no DHCP", "graph": "DHCP is enabled, but not served"},
+        {"check": "eth0.20 serves no DHCP", "graph": "DHCP enabled, but not served"},
         {"graph": "DHCP 10.20.0.100 to", "diff": "dhcp-range=eth0.20"},
     ),
     Decision(
