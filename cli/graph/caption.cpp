@@ -29,7 +29,10 @@ static std::optional<std::string> day_of_epoch(const std::string& seconds) {
   constexpr std::size_t kMostDigits = 11;  // the year 5138
   const bool is_number = seconds.find_first_not_of("0123456789") == std::string::npos;
   if (seconds.empty() || !is_number || seconds.size() > kMostDigits) return std::nullopt;
-  const std::time_t time = std::strtoll(seconds.c_str(), nullptr, 10);
+  const long long number = std::strtoll(seconds.c_str(), nullptr, 10);
+  // Some machines count with 32 bits.
+  const auto time = static_cast<std::time_t>(number);
+  if (time != number) return std::nullopt;
   std::tm utc{};
   gmtime_r(&time, &utc);
   return day_of(utc);
