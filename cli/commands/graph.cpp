@@ -103,18 +103,12 @@ static std::optional<std::string> write(const GraphOptions& options, Source& sou
   }
   content.tables = tables_for(options, content.diagram);
   summarize(content.diagram);
-  switch (options.format) {
-    case GraphFormat::kText: {
-      const bool has_terminal = options.output.empty() && is_terminal(STDOUT_FILENO);
-      text = text_of(content, !options.title.empty(), wants_color(has_terminal));
-      return std::nullopt;
-    }
-    case GraphFormat::kHtml:
-      return write_page(content, source, text);
-    case GraphFormat::kDot:
-    case GraphFormat::kSvg:
-      break;
+  if (options.format == GraphFormat::kText) {
+    const bool has_terminal = options.output.empty() && is_terminal(STDOUT_FILENO);
+    text = text_of(content, !options.title.empty(), wants_color(has_terminal));
+    return std::nullopt;
   }
+  if (options.format == GraphFormat::kHtml) return write_page(content, source, text);
   const std::string dot = dot_diagram(content.diagram, content.caption, content.tables);
   if (options.format == GraphFormat::kSvg) return draw(dot, text);
   text = dot;

@@ -20,17 +20,14 @@ static std::string text_of(const Json::Value& value) {
   return Json::writeString(builder, value);
 }
 
-// "integer, 68 to 9000, default 1500"
+// "integer, 68 to 9000, default 1500". A minimum does not come without a maximum.
 static std::string type_of(const Json::Value& schema) {
   std::string text = schema["type"].asString();
-  const bool has_minimum = schema.isMember("minimum");
   const bool has_maximum = schema.isMember("maximum");
-  if (has_minimum && has_maximum) {
+  if (schema.isMember("minimum")) {
     text += ", " + text_of(schema["minimum"]) + " to " + text_of(schema["maximum"]);
   } else if (has_maximum) {
     text += ", at most " + text_of(schema["maximum"]);
-  } else if (has_minimum) {
-    text += ", at least " + text_of(schema["minimum"]);
   }
   return schema.isMember("default") ? text + ", default " + text_of(schema["default"]) : text;
 }

@@ -4,7 +4,6 @@
 #include <iterator>
 #include <map>
 #include <optional>
-#include <set>
 #include <utility>
 
 #include "cli/config_file/edit.h"
@@ -105,15 +104,7 @@ class Known {
     const auto place = [&text](const Finding& finding) { return text.origin_of(finding.range.begin); };
     remove_if([&](const Finding& finding) { return take(finding, place(finding), true); });
     remove_if([&](const Finding& finding) { return take(finding, place(finding), false); });
-    std::multiset<std::pair<std::string, std::string>> elsewhere;
-    for (const auto& [rule_and_place, message] : messages_)
-      elsewhere.insert({rule_and_place.first, message});
-    remove_if([&](const Finding& finding) {
-      const auto found = elsewhere.find({finding.rule, finding.message});
-      if (found == elsewhere.end()) return take_unlisted(finding);
-      elsewhere.erase(found);
-      return true;
-    });
+    remove_if([&](const Finding& finding) { return take_unlisted(finding); });
     return findings;
   }
 

@@ -28,30 +28,30 @@
 
 // --- The tree
 
-static std::size_t count_findings(const Part& part) {
-  std::size_t count = part.findings.size();
-  for (const Part& inner : part.parts)
+static std::size_t count_findings(const Node& node) {
+  std::size_t count = node.findings.size();
+  for (const Node& inner : node.children)
     count += count_findings(inner);
   return count;
 }
 
-static std::size_t count_boxes(const Part& part) {
-  std::size_t count = part.is_box() ? 1 : 0;
-  for (const Part& inner : part.parts)
+static std::size_t count_boxes(const Node& node) {
+  std::size_t count = node.is_box() ? 1 : 0;
+  for (const Node& inner : node.children)
     count += count_boxes(inner);
   return count;
 }
 
-// Whether some part says that there are more findings than are shown.
-static bool mentions_more_findings(const Part& part) {
-  const bool is_note = part.text.find("more findings, not shown") != std::string::npos ||
-                       part.text.find("of them with findings") != std::string::npos;
-  return is_note || std::any_of(part.parts.begin(), part.parts.end(), mentions_more_findings);
+// Whether some node says that there are more findings than are shown.
+static bool mentions_more_findings(const Node& node) {
+  const bool is_note = node.text.find("more findings, not shown") != std::string::npos ||
+                       node.text.find("of them with findings") != std::string::npos;
+  return is_note || std::any_of(node.children.begin(), node.children.end(), mentions_more_findings);
 }
 
 // The diagram with its findings, cut to a legible size.
-static Part whole_diagram(const Site& site, const std::vector<Finding>& findings) {
-  Part diagram = picture_of(site);
+static Node whole_diagram(const Site& site, const std::vector<Finding>& findings) {
+  Node diagram = diagram_of(site);
   mark(findings, diagram);
   check(count_findings(diagram) == findings.size(), "a finding is lost, or in the diagram twice");
   summarize(diagram);
@@ -70,8 +70,8 @@ static int columns_of(const std::u32string& line) {
   return columns;
 }
 
-static void check_text(const Part& diagram, Charset charset) {
-  const std::string text = text_picture(diagram, charset, false);
+static void check_text(const Node& diagram, Charset charset) {
+  const std::string text = text_diagram(diagram, charset, false);
   check(!text.empty() && text.back() == '\n', "a diagram is cut off");
   for (const std::string& line : lines_of(text)) {
     check(is_safe_on_terminal(line), "a diagram has something that a terminal obeys");
@@ -80,7 +80,7 @@ static void check_text(const Part& diagram, Charset charset) {
     if (charset == Charset::kUtf8) continue;
     check(points->size() == line.size(), "a diagram in ASCII has something else in it");
   }
-  check(without_color(text_picture(diagram, charset, true)) == text, "colors change a diagram");
+  check(without_color(text_diagram(diagram, charset, true)) == text, "colors change a diagram");
 }
 
 // --- For Graphviz
@@ -90,66 +90,128 @@ static const std::string& next_line(const std::vector<std::string>& lines, std::
   return lines[number++];
 }
 
-// A number that follows `name` at `position`, which is moved behind it.
-static std::size_t number_of_box(const std::string& line, std::size_t& position) {
-  check(position < line.size() && line[position] == 'n', "an edge without a box");
-  const std::size_t begin = position + 1;
-  position = std::min(line.find_first_not_of("0123456789", begin), line.size());
-  check(position > begin, "an edge without a number");
-  return std::stoul(line.substr(begin, position - begin));
-}
+namespace {
 
-// "n1 [fillcolor="#dde3ea", color="#57606a", label=<MARKUP>]"
-static void check_box(const std::string& statement, std::size_t number) {
-  const std::string form =
-      "n" + std::to_string(number) + " [fillcolor=\"#######\", color=\"#######\", label=<";
-  check(statement.size() > form.size() + 2, "a box is cut off");
-  for (std::size_t i = 0; i < form.size(); ++i) {
-    const bool is_digit = std::isxdigit(static_cast<unsigned char>(statement[i])) != 0;
-    check(statement[i] == form[i] || (form[i] == '#' && is_digit), "a box is not a statement for a box");
-  }
-  check(statement.compare(statement.size() - 2, 2, ">]") == 0, "the label of a box does not end its line");
-  check_label(statement.substr(form.size(), statement.size() - 2 - form.size()));
-}
+// The statements of a diagram for Graphviz, and what a drawing of them has.
+class Statements {
+ public:
+  explicit Statements(std::size_t boxes) : has_edge_(boxes, false) {}
 
-// The statements: boxes in the order of their numbers, and an edge from each but the first to another.
-static void check_statements(const std::vector<std::string>& statements, std::size_t boxes) {
-  std::size_t count = 0;
-  std::vector<bool> has_edge(boxes, false);
-  for (const std::string& statement : statements) {
-    if (statement.find(" -- ") == std::string::npos || statement.find('[') != std::string::npos) {
-      check_box(statement, count++);
-      continue;
+  void read(const std::string& statement) {
+    if (statement.compare(0, 4, "bend") == 0 && statement.find(" [label=\"\", ") != std::string::npos) {
+      ++nodes_;
+    } else if (statement.size() > 2 && statement.compare(statement.size() - 2, 2, ">]") == 0) {
+      read_box(statement);
+    } else {
+      read_edges(statement);
     }
-    std::size_t position = 0;
-    const std::size_t left = number_of_box(statement, position);
-    check(statement.compare(position, 4, " -- ") == 0, "an edge is more than one edge");
-    position += 4;
-    const std::size_t right = number_of_box(statement, position);
-    check(position == statement.size(), "an edge is more than one edge");
-    const std::size_t inner = std::max(left, right);
-    check(left != right && inner < boxes && !has_edge[inner], "an edge leads nowhere");
-    has_edge[inner] = true;
   }
-  check(count == boxes, "a box is missing");
-  check(static_cast<std::size_t>(std::count(has_edge.begin(), has_edge.end(), true)) + 1 == boxes,
-        "a box is not connected");
+
+  // Every box is there, and connected to another.
+  void check_all() const {
+    check(boxes_ == has_edge_.size(), "a box is missing");
+    check(static_cast<std::size_t>(std::count(has_edge_.begin(), has_edge_.end(), true)) + 1 == boxes_,
+          "a box is not connected");
+  }
+
+  std::size_t nodes() const {
+    return nodes_;
+  }
+
+  std::size_t edges() const {
+    return edges_;
+  }
+
+ private:
+  // "n1 [fillcolor="#dde3ea", color="#57606a", label=<MARKUP>]": boxes in the order of their numbers, and the
+  // Internet before them.
+  void read_box(const std::string& statement) {
+    const bool is_internet = statement.compare(0, 9, "internet ") == 0;
+    const std::string name = is_internet ? "internet" : "n" + std::to_string(boxes_);
+    const std::string form = name + " [fillcolor=\"#######\", color=\"#######\", " +
+                             (is_internet ? "fontcolor=\"#######\", " : "") + "label=<";
+    check(statement.size() > form.size() + 2, "a box is cut off");
+    for (std::size_t i = 0; i < form.size(); ++i) {
+      const bool is_digit = std::isxdigit(static_cast<unsigned char>(statement[i])) != 0;
+      check(statement[i] == form[i] || (form[i] == '#' && is_digit), "a box is not a statement for a box");
+    }
+    check_label(statement.substr(form.size(), statement.size() - 2 - form.size()));
+    ++nodes_;
+    boxes_ += is_internet ? 0 : 1;
+  }
+
+  // "n2 -- n1 [penwidth=4]", or a path from the Internet: "internet -- bend0 -- n1".
+  void read_edges(std::string statement) {
+    const std::string kPreferred = " [penwidth=4]";
+    const std::size_t end = statement.size() - std::min(statement.size(), kPreferred.size());
+    if (statement.substr(end) == kPreferred) statement.resize(end);
+    const std::string kLine = " -- ";
+    std::vector<std::string> names;
+    std::size_t begin = 0;
+    for (std::size_t at = statement.find(kLine); at != std::string::npos; at = statement.find(kLine, begin)) {
+      names.push_back(statement.substr(begin, at - begin));
+      begin = at + kLine.size();
+    }
+    names.push_back(statement.substr(begin));
+    check(names.size() >= 2, "a diagram for Graphviz has another statement");
+    edges_ += names.size() - 1;
+    if (names.front() == "internet") {
+      number_of(names.back());
+    } else {
+      check(names.size() == 2, "an edge is more than one edge");
+      connect(number_of(names[0]), number_of(names[1]));
+    }
+  }
+
+  // The number of a box.
+  static std::size_t number_of(const std::string& name) {
+    const bool is_box = name.size() > 1 && name.size() < 10 && name[0] == 'n' &&
+                        name.find_first_not_of("0123456789", 1) == std::string::npos;
+    check(is_box, "an edge without a box");
+    return std::stoul(name.substr(1));
+  }
+
+  void connect(std::size_t left, std::size_t right) {
+    const std::size_t inner = std::max(left, right);
+    check(left != right && inner < has_edge_.size() && !has_edge_[inner], "an edge leads nowhere");
+    has_edge_[inner] = true;
+  }
+
+  std::vector<bool> has_edge_;
+  std::size_t boxes_ = 0;
+  std::size_t nodes_ = 0;
+  std::size_t edges_ = 0;
+};
+
+}  // namespace
+
+// The caption and the legend are labels, too.
+static void check_heading(const std::string& line) {
+  const std::size_t begin = line.find("label=<");
+  if (begin == std::string::npos) return;
+  check(line.back() == '>', "a label does not end its line");
+  check_label(line.substr(begin + 7, line.size() - begin - 8));
 }
 
-static void check_dot(const std::string& dot, std::size_t boxes) {
+static Statements check_dot(const std::string& dot, std::size_t boxes) {
   const std::vector<std::string> lines = lines_of(dot);
   std::size_t number = 0;
   check(next_line(lines, number) == "graph lanfab {", "a diagram for Graphviz has no beginning");
-  while (next_line(lines, number).compare(0, 4, "  n0") != 0)
-    check(number < 8, "a diagram for Graphviz has no boxes");
-  check(lines.back() == "}", "a diagram for Graphviz has no end");
-  std::vector<std::string> statements;
-  for (--number; number + 1 < lines.size(); ++number) {
+  const auto is_statement = [](const std::string& line) {
+    return line.compare(0, 7, "    n0 ") == 0 || line.compare(0, 13, "    internet ") == 0;
+  };
+  for (std::string line = next_line(lines, number); !is_statement(line); line = next_line(lines, number))
+    check_heading(line);
+  check(lines.size() > 2 && lines.back() == "}" && lines[lines.size() - 2] == "  }",
+        "a diagram for Graphviz has no end");
+  Statements statements(boxes);
+  for (--number; number + 2 < lines.size(); ++number) {
     check(is_safe_on_terminal(lines[number]), "a diagram for Graphviz has control characters");
-    check(lines[number].compare(0, 3, "  n") == 0, "a diagram for Graphviz has another statement");
-    statements.push_back(lines[number].substr(2));
+    check(lines[number].compare(0, 4, "    ") == 0, "a diagram for Graphviz has another statement");
+    statements.read(lines[number].substr(4));
   }
-  check_statements(statements, boxes);
+  statements.check_all();
+  return statements;
 }
 
 // --- As SVG
@@ -157,13 +219,13 @@ static void check_dot(const std::string& dot, std::size_t boxes) {
 // To draw takes a hundred times as long as all the rest: of so many diagrams, the first is drawn.
 constexpr unsigned kDiagramsForOneDrawing = 500;
 
-static void check_svg(const std::string& dot, std::size_t boxes) {
+static void check_svg(const std::string& dot, const Statements& statements) {
   static unsigned diagrams = 0;
   if (diagrams++ % kDiagramsForOneDrawing != 0) return;
   std::string svg;
   const auto failure = draw(dot, svg);
   check(!failure.has_value(), failure ? failure->c_str() : "");
-  check_drawing(svg, boxes);
+  check_drawing(svg, statements.nodes(), statements.edges());
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -174,11 +236,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (parse_configuration(source.text, source.root)) return 0;
   const std::vector<Finding> findings = examine(source);
   const Site site(source);
-  const Part diagram = whole_diagram(site, findings);
+  const Node diagram = whole_diagram(site, findings);
   check_text(diagram, Charset::kAscii);
   check_text(diagram, Charset::kUtf8);
-  const std::string dot = dot_picture(diagram);
-  check_dot(dot, count_boxes(diagram));
-  check_svg(dot, count_boxes(diagram));
+  const std::string dot = dot_diagram(diagram, {"network.json", "2000-02-29"}, {});
+  check_svg(dot, check_dot(dot, count_boxes(diagram)));
   return 0;
 }

@@ -3,10 +3,10 @@
 #include <cstddef>
 #include <string>
 
-// Checks the label of a box, in the markup that Graphviz reads: lines of text, some in bold or in a color,
-// and nothing else.
+// Checks a label in the markup that Graphviz reads: tables of text, some in bold or in a color, and nothing
+// else.
 void check_label(const std::string& label);
 
-// Checks an SVG diagram that Graphviz has drawn: well-formed, with a group for each box and edge, and without
-// anything that a browser would load or run.
-void check_drawing(const std::string& svg, std::size_t boxes);
+// Checks an SVG diagram that Graphviz has drawn: well-formed, with a group for each node and edge, and
+// without anything that a browser would load or run.
+void check_drawing(const std::string& svg, std::size_t nodes, std::size_t edges);

@@ -77,7 +77,15 @@ static std::vector<std::pair<TextRange, std::string>> locations_of(const Finding
   return locations;
 }
 
-void check_text_report(const Source& source, const std::vector<Finding>& findings) {
+// Notes about fixes have no excerpt of their own line.
+static std::vector<Finding> without_fixes(std::vector<Finding> findings) {
+  for (Finding& finding : findings)
+    finding.details.fix.clear();
+  return findings;
+}
+
+void check_text_report(const Source& source, const std::vector<Finding>& all) {
+  const std::vector<Finding> findings = without_fixes(all);
   std::size_t counts = 0;
   std::vector<std::pair<TextRange, std::string>> locations;
   for (const Finding& finding : findings) {

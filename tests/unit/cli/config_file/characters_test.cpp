@@ -33,7 +33,7 @@ TEST(Characters, EachKindHasANameAndAMeaning) {
 }
 
 TEST(Characters, OthersAreWhatTheySeemToBe) {
-  for (const char32_t code : {U'\0', U' ', U'e', U'~', U'ü', U'ß', U'б', U'Ж', U'ψ', U'東', U'é', U'👨'})
+  for (const char32_t code : {U'\0', U' ', U'e', U'~', U'ü', U'ß', U'б', U'Ж', U'ψ', U'東', U'👨'})
     EXPECT_FALSE(find_deception(code)) << code_point(code);
 }
 

@@ -44,5 +44,9 @@ TEST(SchemaHelp, DescribesTheKeyAndTheValue) {
   EXPECT_EQ(description_at(cursor_in(R"({"wired": {"eth0": {"enab|le": true}}})")), description);
   EXPECT_EQ(description_at(cursor_in(R"({"wired": {"eth0": {"enable": tr|ue}}})")), description);
   EXPECT_EQ(description_at(cursor_in(R"({"unknown": tr|ue})")), "");
+  EXPECT_EQ(description_at(cursor_in(R"({"static_routes": [{"net|mask": 1}]})")).substr(0, 18),
+            "*integer, 0 to 32*");
+  EXPECT_EQ(description_at(cursor_in(R"({"wireless": {"cell": {"m|tu": 1}}})")).substr(0, 24),
+            "*integer, at most 65535*");
   EXPECT_EQ(description_at(cursor_in(R"({"hostnames": |})")), "");
 }

@@ -70,9 +70,9 @@ TEST(Excerpt, OfALongerLineThePartAroundTheRangeIsShown) {
   EXPECT_EQ(excerpt_of(std::string(39, 'a') + "<>"),
             "    …" + std::string(36, 'a') + "<>\n" + std::string(41, ' ') + "^~\n");
   // Two thirds of the room are for the range and what follows.
-  EXPECT_EQ(
-      excerpt_of(std::string(500, 'a') + "<>" + std::string(500, 'b')),
-      "    …" + std::string(13, 'a') + "<>" + std::string(23, 'b') + "…\n" + std::string(18, ' ') + "^~\n");
+  const std::string shown = "…" + std::string(13, 'a') + "<>" + std::string(23, 'b') + "…";
+  EXPECT_EQ(excerpt_of(std::string(500, 'a') + "<>" + std::string(500, 'b')),
+            "    " + shown + "\n" + std::string(18, ' ') + "^~\n");
 }
 
 TEST(Excerpt, OfALongRangeTheBeginningIsUnderlined) {

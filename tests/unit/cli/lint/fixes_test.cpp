@@ -119,3 +119,14 @@ TEST(Fixes, OfThoseThatOverlapTheFirstStays) {
   EXPECT_TRUE(findings[1].details.fix.empty());
   EXPECT_TRUE(findings[2].details.fix.empty());
 }
+
+TEST(Fixes, AFindingThatWasNotListedIsNotNew) {
+  std::string routes = R"({"netmask": "24"})";
+  for (std::size_t i = 0; i < kMostListed; ++i)
+    routes += R"(,{"netmask": "x"})";
+  const std::vector<Finding> findings = findings_in("{\"static_routes\": [" + routes + "]}");
+  // The first finding is about the missing "enable".
+  ASSERT_GT(findings.size(), 1U);
+  EXPECT_EQ(findings[1].rule, "wrong-type");
+  EXPECT_EQ(findings[1].details.fix.size(), 1U);
+}
