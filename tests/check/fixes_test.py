@@ -25,7 +25,7 @@ EXHAUSTIVE = "--exhaustive" in sys.argv
 if EXHAUSTIVE:
     sys.argv.remove("--exhaustive")
 LANFAB = os.path.abspath(sys.argv.pop(1))
-CONFIGURATIONS = 1_000 if EXHAUSTIVE else 150
+CONFIGURATIONS = 1_000 if EXHAUSTIVE else 50
 SEED = 20
 # The least part of the mistakes of a kind that is fixed: words in what is not enabled are not judged.
 USUALLY_FIXED = {"word": 0.5}
