@@ -13,7 +13,7 @@ struct FileDifference {
   const File* before;  // null, the file is new
   const File* after;   // null, the file is removed
   std::string text;    // in the unified format; empty for equal contents on both sides
-  // Another file with the same hunks, such as the one that this is copied from; empty if there is none.
+  // Another file with the same hunks, such as the one that this is copied from; empty without one.
   std::string same_as;
   ChangedFile lines;
 
