@@ -12,6 +12,8 @@ import sys
 import tempfile
 import unittest
 
+from lib.comments import takes_comments
+
 LANFAB = os.path.abspath(sys.argv.pop(1))
 # Root without the rights that the tests are about.
 WITHOUT_ACCESS = ("setpriv", "--bounding-set=-dac_override,-dac_read_search")
@@ -162,7 +164,9 @@ class Fix(unittest.TestCase):
         allowed = MISTAKE.replace('      "dhcp"', '      // lanfab: allow unknown-key\n      "dhcp"')
         self.file.write_text(allowed, encoding="utf-8")
         self.check("--fix", "--allow", "address-malformed", "network.json")
-        self.assertEqual(self.text(), allowed.replace("Router", "router"))
+        # A text with a comment that the parser refuses stays as it is.
+        fixed = allowed.replace("Router", "router") if takes_comments(LANFAB) else allowed
+        self.assertEqual(self.text(), fixed)
 
     def test_both_only_show(self):
         self.assertEqual(self.check("--fix", "--diff", "network.json").stdout,

