@@ -215,7 +215,7 @@ class Gap {
     for (Bundle& bundle : bundles_) {
       const auto [top, bottom] = extent(bundle);
       if (top == bottom) continue;
-      const auto is_free = [top = top](double other) { return other + kDistance < top; };
+      const auto is_free = [begin = top](double other) { return other + kDistance < begin; };
       const auto lane = std::find_if(bottoms.begin(), bottoms.end(), is_free);
       bundle.lane = static_cast<std::size_t>(lane - bottoms.begin());
       if (lane == bottoms.end()) bottoms.push_back(bottom);
