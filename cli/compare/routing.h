@@ -1,6 +1,6 @@
 #pragma once
 
-// Where the gateway sends packets, as far as its units say.
+// Where the gateway sends packets, according to its units.
 
 #include <cstdint>
 #include <optional>
@@ -20,7 +20,7 @@ struct UnitRoute {
 // The main table.
 std::vector<UnitRoute> routes_of(const Facts& facts);
 
-// The route that the kernel would take; nothing if there is none.
+// The route that the kernel would take; nothing without a route.
 std::optional<UnitRoute> find_route(const std::vector<UnitRoute>& routes, Ipv4 destination);
 
 std::optional<UnitRoute> find_default_route(const std::vector<UnitRoute>& routes);

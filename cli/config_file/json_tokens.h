@@ -55,7 +55,7 @@ enum class Expected { kFirstKey, kKey, kColon, kValue, kFirstElement, kElement, 
 struct Stop {
   Token token;
   Expected expected = Expected::kValue;
-  // The two tokens before it, comments aside; of type kEnd where there are none.
+  // The two tokens before it, comments aside; of type kEnd at the beginning.
   Token previous;
   Token before_previous;
   // The token before the last comma.

@@ -25,7 +25,7 @@ inline Edit insertion(std::size_t offset, std::string text) {
 // "\"ipv4\"", if it is short and looks like a key; the message does without it otherwise.
 std::string quoted_key(const std::string& text, const Token& key, const char* otherwise);
 
-// Whether the token begins a value, be it one that is not JSON: a word, a string in single quotes.
+// Whether the token begins a value, JSON or not: also a word, or a string in single quotes.
 bool begins_value(const std::string& text, const Token& token);
 
 // A text that is empty or in another encoding.

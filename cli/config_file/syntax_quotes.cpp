@@ -33,7 +33,7 @@ namespace {
 
 // A quote that JSON does not know.
 struct Quote {
-  std::size_t size;     // in bytes; 0 where there is none
+  std::size_t size;     // in bytes; 0 without a quote
   std::string message;  // what it is
 };
 

@@ -120,7 +120,7 @@ static bool has_preferred_uplink(const Node& box) {
          std::any_of(box.children.begin(), box.children.end(), has_preferred_uplink);
 }
 
-// How many steps away from the box the last one is that reaches the Internet; below zero if there is none.
+// The number of steps from the box to the farthest one that reaches the Internet; below zero without one.
 static int distance_to_internet(const Node& box) {
   int distance = box.internet != Node::Internet::kNone ? 0 : -1;
   for (const Node& inner : box.children) {
