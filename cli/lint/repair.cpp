@@ -202,8 +202,10 @@ bool Repair::move_beside(MutableLevel& at, const std::string& key) {
     if (beside == nullptr && is_room) beside = &object;
   };
   if (at.around != nullptr) consider(at.around->object, at.around->level.schema);
-  for (auto member = at.object.begin(); member != at.object.end(); ++member)
-    if (const Json::Value* known = member_schema(at.level.schema, member.name())) consider(*member, *known);
+  // The known keys, which are few: an object may have any number of others.
+  const Json::Value& members = at.level.schema["properties"];
+  for (auto member = members.begin(); member != members.end(); ++member)
+    if (at.object.isMember(member.name())) consider(at.object[member.name()], *member);
   if (beside != nullptr) move(at.object, key, *beside, key);
   return beside != nullptr;
 }

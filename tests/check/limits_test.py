@@ -19,6 +19,8 @@ LANFAB = os.path.abspath(sys.argv.pop(1))
 # Above what it takes for an empty configuration.
 BYTES_PER_BYTE = 30
 BYTES_BESIDES = 64_000_000
+# Each configuration has a few megabytes, for which an idle machine needs less than three.
+SECONDS = 30
 TOO_MANY = "network.json: too many values, which would take too much memory\n"
 # Runs a command and writes what it took to a file. Of a child the memory of its parent counts, too: this one,
 # unlike that of the tests, is small.
@@ -120,7 +122,7 @@ class Limits(unittest.TestCase):
     def baseline(self):
         return self.check("{}", "--offline")[3].memory
 
-    def test_memory(self):
+    def test_memory_and_time(self):
         baseline = self.baseline()
         for kind, text in KINDS.items():
             for words in ([], ["--format=json"]) if kind == "numbers" else ([],):
@@ -129,6 +131,7 @@ class Limits(unittest.TestCase):
                     self.assertEqual(err, "")
                     self.assertLess(usage.memory - baseline,
                                     BYTES_PER_BYTE * len(text) + BYTES_BESIDES)
+                    self.assertLess(usage.seconds, SECONDS)
 
     def test_too_many_values(self):
         """More than the tree of them may take is refused before there is one."""
