@@ -51,9 +51,10 @@ class Trials:
         return json.loads(self.gateway.read(FILE)) if self.gateway.exists(FILE) else self.installed()
 
     def is_under_way(self):
+        if self.gateway.exists(STATE):
+            return True
         listing = ("systemctl", "list-units", "--all", "--plain", "--no-legend", "lanfab-*")
-        units = self.gateway.run(*listing).stdout
-        return bool(units) or self.gateway.exists(STATE)
+        return bool(self.gateway.run(*listing).stdout)
 
     def wait_for_end(self, timeout=80):
         """Waits until nothing of a trial is left; returns whether it is so."""
