@@ -160,6 +160,7 @@ static std::optional<std::string> find_unknown_command(int argc, char* argv[],
                                                        const std::vector<Command>& commands) {
   if (argc < 2 || argv[1][0] == '-' || argv[1] == std::string("describe")) return std::nullopt;
   std::vector<std::string> names;
+  names.reserve(commands.size());
   for (const Command& command : commands)
     names.push_back(command.name);
   if (std::find(names.begin(), names.end(), argv[1]) != names.end()) return std::nullopt;

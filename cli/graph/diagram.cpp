@@ -233,8 +233,8 @@ void DiagramBuilder::add_radios(Node& gateway) const {
   }
 }
 
-static const ListKind kDnsServers = {"DNS servers", nullptr, {"Server", "State"}};
-static const ListKind kHosts = {"Host names", nullptr, {"Host name", "Address"}};
+static constexpr ListKind kDnsServers = {"DNS servers", nullptr, {"Server", "State"}};
+static constexpr ListKind kHosts = {"Host names", nullptr, {"Host name", "Address"}};
 
 // The name servers and the names of hosts, as far as the configuration has any.
 static std::optional<Node> names_node(const Site& site) {

@@ -28,7 +28,11 @@ static std::string lines_markup(const std::string& text, const std::string& begi
   for (const std::string& line : wrapped(text, kColumns, Charset::kUtf8)) {
     if (!markup.empty()) markup += "<br/>";
     // An empty element would not parse, nor would an empty cell.
-    markup += line.empty() ? "&#160;" : begin + escaped(line) + end;
+    if (line.empty()) {
+      markup += "&#160;";
+    } else {
+      markup.append(begin).append(escaped(line)).append(end);
+    }
   }
   return markup;
 }

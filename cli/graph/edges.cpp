@@ -98,6 +98,7 @@ static Drawing drawing_of(const std::string& svg) {
 static void number_columns(std::map<std::string, Box>& boxes) {
   constexpr double kTolerance = 3;
   std::vector<Box*> sorted;
+  sorted.reserve(boxes.size());
   for (auto& [name, box] : boxes)
     sorted.push_back(&box);
   std::sort(sorted.begin(), sorted.end(),

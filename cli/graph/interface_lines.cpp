@@ -14,8 +14,9 @@
 #include "platform/libcmd.h"
 #include "util/json_path.h"
 
-static const ListKind kStaticLeases = {"Static leases", "Interface", {"Address", "MAC address", "Host name"}};
-static const ListKind kStaticRoutes = {"Static routes", "Interface", {"Destination", "Route"}};
+static constexpr ListKind kStaticLeases = {
+    "Static leases", "Interface", {"Address", "MAC address", "Host name"}};
+static constexpr ListKind kStaticRoutes = {"Static routes", "Interface", {"Destination", "Route"}};
 
 // ", for 12h"; empty without a lease time.
 static std::string lease_time_text(const std::optional<std::string>& lease_time) {

@@ -7,6 +7,7 @@
 
 #include <json/json.h>
 
+#include <initializer_list>
 #include <string>
 #include <utility>
 #include <vector>
@@ -17,9 +18,9 @@ using Locations = std::vector<const Json::Value*>;
 
 // A list in a diagram, and the table with its items.
 struct ListKind {
-  const char* title;                 // "Static leases"
-  const char* owner;                 // the column with the name of the list's box; null without one
-  std::vector<const char*> columns;  // those of an item's cells
+  const char* title;                           // "Static leases"
+  const char* owner;                           // the column with the name of the list's box; null without one
+  std::initializer_list<const char*> columns;  // those of an item's cells
 };
 
 struct Node {

@@ -7,8 +7,8 @@
 #include "cli/graph/shorten.h"
 #include "cli/graph/wrap.h"
 
-static const ListKind kBoxes = {"Interfaces and tunnels", nullptr, {"Name", "Description", "Settings"}};
-static const ListKind kFindings = {"Findings", "Node", {"Finding"}};
+static constexpr ListKind kBoxes = {"Interfaces and tunnels", nullptr, {"Name", "Description", "Settings"}};
+static constexpr ListKind kFindings = {"Findings", "Node", {"Finding"}};
 
 namespace {
 

@@ -5,7 +5,8 @@
 #include "cli/lint/wireguard_rules.h"
 #include "platform/libcmd.h"
 
-static const ListKind kRemoteNetworks = {"Networks behind tunnels", "Remote endpoint", {"Network", "Route"}};
+static constexpr ListKind kRemoteNetworks = {
+    "Networks behind tunnels", "Remote endpoint", {"Network", "Route"}};
 
 // "10.10.0.0/16" from an address and a prefix length as the configuration has them.
 static std::string network_text(const Json::Value& object, const char* address, const char* prefix) {

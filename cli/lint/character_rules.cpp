@@ -113,7 +113,7 @@ static bool is_own_script(const std::string& text) {
 }
 
 static void visit(const Site& site, const std::string& name, const Json::Value& value,
-                  const Json::Value& schema, const Judge& judge);
+                  const Json::Value& schema, const Judge& report);
 
 static void visit_string(const Site& site, const std::string& name, const Json::Value& value,
                          const Json::Value& schema, const Judge& report) {

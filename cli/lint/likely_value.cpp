@@ -116,7 +116,7 @@ static std::optional<Json::Value> converted(const Json::Value& value, const Json
   const Json::Value& scalar = is_only ? value[0] : value;
   if (type == "boolean") return meant_boolean(scalar);
   if (type == "integer") return meant_integer(scalar);
-  const std::optional<Json::Value> text = meant_string(value);
+  std::optional<Json::Value> text = meant_string(value);
   if (!text || !schema.isMember("enum")) return text;
   const std::optional<std::string> word = meant_word(text->asString(), schema["enum"]);
   return word ? std::optional<Json::Value>(*word) : std::nullopt;

@@ -37,7 +37,7 @@ static std::string command_for(const Source& source, const Finding& finding, con
 static std::string location_of(TextRange range, const TextPositions& positions) {
   const TextPosition begin = positions.at(range.begin);
   const TextPosition end = positions.at(range.end);
-  const std::string lines = ",line=" + std::to_string(begin.line) + ",endLine=" + std::to_string(end.line);
+  std::string lines = ",line=" + std::to_string(begin.line) + ",endLine=" + std::to_string(end.line);
   if (begin.line != end.line) return lines;
   return lines + ",col=" + std::to_string(begin.column) + ",endColumn=" + std::to_string(end.column);
 }

@@ -16,7 +16,8 @@ std::optional<std::string> nearest_key(const Level& level, const std::string& ke
 // Whether there is anything in a value.
 static bool has_content(const Json::Value& value) {
   if (value.isObject() || value.isArray() || value.isNull()) return !value.empty();
-  return value.isBool() ? value.asBool() : value != "";
+  if (value.isString()) return !value.asString().empty();
+  return !value.isBool() || value.asBool();
 }
 
 // Whether the settings of a "dhcp" object count without "enable": automatic pass-through serves anyway, and

@@ -114,7 +114,7 @@ TEST(Dot, TablesStandBelowTheBoxes) {
 
 TEST(Dot, AHeadingIsBoldAndItsItemsAreIndented) {
   static const Json::Value kLocation;
-  static const ListKind kLeases = {"Leases", nullptr, {"Address", "Name", "Note"}};
+  static constexpr ListKind kLeases = {"Leases", nullptr, {"Address", "Name", "Note"}};
   Node port = box(Kind::kLan, "eth0");
   port.children.push_back(list_node(kLeases, "leases", {}));
   Node& list = port.children[0];

@@ -9,8 +9,8 @@ using ::testing::SizeIs;
 
 using Texts = std::vector<std::string>;
 
-static const ListKind kLeases = {"Leases", "Interface", {"Address", "MAC address", "Name"}};
-static const ListKind kNames = {"Names", nullptr, {"Name"}};
+static constexpr ListKind kLeases = {"Leases", "Interface", {"Address", "MAC address", "Name"}};
+static constexpr ListKind kNames = {"Names", nullptr, {"Name"}};
 
 // A gateway with a port, which has so many leases.
 static Node diagram_with(int leases) {
