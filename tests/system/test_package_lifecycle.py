@@ -4,6 +4,7 @@ None of this may touch the network. Each test begins on a gateway that never had
 """
 
 import json
+import sys
 import unittest
 
 import guest
@@ -155,6 +156,7 @@ class Lifecycle(unittest.TestCase):
         self.check_network()
         self.check_uninstalled()
 
+    @guest.exhaustive
     def test_purge_keeps_the_account_until_dnsmasq_has_stopped(self):
         self.run_network()
         admin = account()
@@ -207,6 +209,7 @@ class Lifecycle(unittest.TestCase):
     def test_service_account_of_the_system_is_used_reported_and_kept(self):
         self.check_used_and_kept(OUR_ACCOUNT.replace("DHCP and DNS of lanfab", "Management"))
 
+    @guest.exhaustive
     def test_upgrade_warns_of_an_account_that_is_not_for_a_service(self):
         persons = ACCOUNTS_OF_OTHERS["a person's"]
         add_account(persons)
@@ -227,4 +230,4 @@ class Lifecycle(unittest.TestCase):
 
 if __name__ == "__main__":
     guest.fail_unless_inside()
-    unittest.main(verbosity=2)
+    unittest.main(argv=sys.argv[:1], verbosity=2)

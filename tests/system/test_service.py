@@ -2,13 +2,13 @@
 
 import json
 import os
+import sys
 import unittest
 
 import guest
 import package
 
 PACKAGE = "/root/lanfab.deb"
-# Eleven runs, each with all that systemd-networkd makes of it.
 
 UNIT = "/lib/systemd/system/lanfab.service"
 # Ten times what systemd-analyze calls the exposure level. Who loosens the service says why there, and raises
@@ -22,6 +22,9 @@ EXAMPLES = {
     "passthrough": ("eth1", "10.64.1.1/30"),
     "tunnels": ("gre-tun2", "10.255.2.2/30"),
 }
+# Of the sample, each starts the service in another way.
+if not guest.IS_EXHAUSTIVE:
+    EXAMPLES = {example: EXAMPLES[example] for example in ("bridge-wifi", "passthrough", "tunnels")}
 DIRECTORIES = ("/run", "/run/systemd/network", "/var/volatile/qel", "/var/volatile/qel/.wwan_unit_backup")
 NOT_THE_PROGRAMS = ("dnsmasq.pid", "dnsmasq.leases", "sysdb.sqlite3")
 # systemd-networkd, when it starts, drops routes and rules that it does not know: the script records that they
@@ -126,4 +129,4 @@ class Service(unittest.TestCase):
 
 if __name__ == "__main__":
     guest.fail_unless_inside()
-    unittest.main(verbosity=2)
+    unittest.main(argv=sys.argv[:1], verbosity=2)

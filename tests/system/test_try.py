@@ -9,6 +9,7 @@ import re
 import select
 import signal
 import subprocess
+import sys
 import termios
 import time
 import unittest
@@ -98,6 +99,7 @@ class Trial(unittest.TestCase):
         self.assertEqual(terminal.end(), 1)
         self.assertTrue(trials.is_old_network_back())
 
+    @guest.exhaustive
     def test_comes_back_when_the_terminal_has_gone(self):
         terminal = Terminal("try", trial.NEW, "--timeout", "30")
         self.assertTrue(terminal.wait_for("Enter keeps it"))
@@ -218,6 +220,7 @@ class Trial(unittest.TestCase):
         self.assertEqual(trials.lanfab("confirm", "--force").returncode, 0)
         self.assertEqual(json.loads(gateway.read(trial.PREVIOUS)), installed)
 
+    @guest.exhaustive
     def test_file_that_is_mounted_by_itself_is_replaced_where_the_services_see_it(self):
         gateway.run("mkdir", "-p", "/root/data")
         gateway.run("cp", guest.CONFIGURATION, "/root/data/network.json")
@@ -253,6 +256,7 @@ class Trial(unittest.TestCase):
             self.assertNotIn("Enter keeps it", terminal.text)
             self.assertTrue(trials.is_old_network_back())
 
+    @guest.exhaustive
     def test_two_at_once_are_one_and_the_second_hears_of_it(self):
         anna = f"SUDO_USER=anna SSH_CONNECTION='192.0.2.7 1 192.0.2.1 22' lanfab try {trial.NEW}"
         both = f"{anna} >>/root/said & {anna} >>/root/said; second=$?; wait $!; echo $? $second"
@@ -270,4 +274,4 @@ class Trial(unittest.TestCase):
 
 if __name__ == "__main__":
     guest.fail_unless_inside()
-    unittest.main(verbosity=2)
+    unittest.main(argv=sys.argv[:1], verbosity=2)

@@ -6,6 +6,7 @@ import pathlib
 import pty
 import select
 import struct
+import sys
 import unittest
 
 import guest
@@ -199,6 +200,7 @@ class Trouble(unittest.TestCase):
                 self.assertEqual(result.stderr, f"{DIRECTORY}: Not a directory\n")
         self.assertEqual(trials.installed(), trial.OLD)
 
+    @guest.exhaustive
     def test_leftovers_of_a_rollback_are_reported(self):
         self.assertEqual(trials.try_new().returncode, 0)
         # A mount point cannot be removed.
@@ -212,6 +214,7 @@ class Trouble(unittest.TestCase):
         self.assertTrue(gateway.reaches(trial.OLD_ADDRESS, namespace="lan0"))
         self.assertEqual(trials.lanfab("revert").returncode, 0)
 
+    @guest.exhaustive
     def test_timer_that_cannot_be_stopped_is_reported(self):
         tool = f"{TOOLS}/systemctl"
         self.assertEqual(trials.try_new().returncode, 0)
@@ -238,4 +241,4 @@ class Trouble(unittest.TestCase):
 
 if __name__ == "__main__":
     guest.fail_unless_inside()
-    unittest.main(verbosity=2)
+    unittest.main(argv=sys.argv[:1], verbosity=2)

@@ -27,6 +27,8 @@ PRIORITIES = ("emerg", "alert", "crit", "err", "warning", "notice", "info", "deb
 # How many times longer than usual something may take: an emulated processor is slower.
 SLOWNESS = int(os.environ.get("GATEWAY_SLOWNESS", "1"))
 LONGEST_COMMAND = 300 * SLOWNESS
+# Otherwise a test has a sample of its cases: what CI has time for.
+IS_EXHAUSTIVE = "--exhaustive" in sys.argv
 
 
 class CommandFailed(AssertionError):
@@ -45,6 +47,11 @@ def terms(lease):
         return None
     address = f"{lease['ip']}/{lease['mask']}"
     return address, lease.get("router"), lease.get("dns"), int(lease["lease"])
+
+
+def exhaustive(case):
+    """Decorates a case that is none of the sample: what it shows, others show in part."""
+    return case if IS_EXHAUSTIVE else None
 
 
 def wait_until(condition, timeout=60, interval=0.1, longest_interval=1):
