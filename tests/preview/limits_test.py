@@ -42,7 +42,7 @@ class Preview(unittest.TestCase):
 
 
 class Floods(Preview):
-    """Much output, and more than that. With sanitizers it takes minutes."""
+    """Output up to the limit and beyond it. With sanitizers this takes minutes."""
 
     def test_output(self):
         for script in ("exec cat /dev/zero", "exec cat /dev/zero >&2"):

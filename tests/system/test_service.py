@@ -22,7 +22,7 @@ EXAMPLES = {
     "passthrough": ("eth1", "10.64.1.1/30"),
     "tunnels": ("gre-tun2", "10.255.2.2/30"),
 }
-# Of the sample, each starts the service in another way.
+# The sample covers start, restart and reload.
 if not guest.IS_EXHAUSTIVE:
     EXAMPLES = {example: EXAMPLES[example] for example in ("bridge-wifi", "passthrough", "tunnels")}
 DIRECTORIES = ("/run", "/run/systemd/network", "/var/volatile/qel", "/var/volatile/qel/.wwan_unit_backup")

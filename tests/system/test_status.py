@@ -22,7 +22,7 @@ TOOL = "cli/lanfab"
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 EXAMPLES = sorted(file.parent.name for file in ROOT.glob("examples/*/network.json"))
-# Together they have an interface of each kind.
+# The sample covers every kind of interface.
 if not guest.IS_EXHAUSTIVE:
     EXAMPLES = [example for example in EXAMPLES if example in ("bridge-wifi", "passthrough", "shop")]
 LOCK = "/var/run/LANFAB_LOCKED"

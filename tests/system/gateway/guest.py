@@ -27,7 +27,7 @@ PRIORITIES = ("emerg", "alert", "crit", "err", "warning", "notice", "info", "deb
 # How many times longer than usual something may take: an emulated processor is slower.
 SLOWNESS = int(os.environ.get("GATEWAY_SLOWNESS", "1"))
 LONGEST_COMMAND = 300 * SLOWNESS
-# Otherwise a test has a sample of its cases: what CI has time for.
+# Without it, a test may run a sample of its cases: CI has no time for all.
 IS_EXHAUSTIVE = "--exhaustive" in sys.argv
 
 
@@ -50,7 +50,7 @@ def terms(lease):
 
 
 def exhaustive(case):
-    """Decorates a case that is none of the sample: what it shows, others show in part."""
+    """Marks a test case that runs only with --exhaustive; CI relies on the other cases of its test."""
     return case if IS_EXHAUSTIVE else None
 
 
