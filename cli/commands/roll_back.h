@@ -1,0 +1,11 @@
+#pragma once
+
+// What the rollback service runs: `lanfab revert --timer`.
+
+// Whether anything of a trial is left: its state, or its configuration.
+bool is_trial_left();
+
+// Ends the trial. It may come at any moment of one, also when `lanfab try` and its shell are gone. Returns
+// the exit status: 0 when the old configuration is active or there was no trial, 1 when its APPLY fails again
+// and again, 2 when this process cannot do it.
+int roll_back();
