@@ -157,7 +157,7 @@ def complaints(decision, before, after):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawTextHelpFormatter)
-    parser.add_argument("--build", type=pathlib.Path, default=CHECKOUT / "build" / "quick")
+    parser.add_argument("--build", type=pathlib.Path, default=CHECKOUT / "build" / "release")
     options = parser.parse_args()
     build = options.build.resolve()
     failed = False

@@ -22,7 +22,7 @@ echo "${0##*/}" "$@" >>"$CALLS"
 """
 # The second look at the machine boots a kernel, which takes the packages.
 BEFORE_THE_BUILD = ["check-machine build gateway", "install-packages build gateway", "check-machine gateway"]
-BUILD = ["build quick cmd_lanfab lanfab"]
+BUILD = ["build release cmd_lanfab lanfab"]
 COST_OF_GATEWAY = "The gateway takes about half a minute.\n"
 COST = f"""\
 Building the program takes about half a minute with two processors.
@@ -50,7 +50,7 @@ class DemoCase(unittest.TestCase):
             "scripts/install-packages",
             "scripts/build",
             "tests/system/gateway/launch",
-            "build/quick/cli/lanfab",
+            "build/release/cli/lanfab",
         ):
             write(self.checkout / name, STUB.encode()).chmod(0o755)
         for name in ("scripts/demo", "examples", "tests/support", "tests/system/gateway/tour"):
@@ -61,7 +61,7 @@ class DemoCase(unittest.TestCase):
 
     def link_program(self, path):
         """Makes a program what the last build has left."""
-        target = self.checkout / "build/quick/cmd_lanfab"
+        target = self.checkout / "build/release/cmd_lanfab"
         target.symlink_to(path)
 
     def demo(self, *arguments, wrapper=()):
@@ -228,7 +228,7 @@ class Mistakes(DemoCase):
     def test_each_is_found_and_nothing_is_booted(self):
         if lanfab is None:
             self.skipTest("needs --lanfab")
-        built = self.checkout / "build/quick/cli/lanfab"
+        built = self.checkout / "build/release/cli/lanfab"
         built.unlink()
         built.symlink_to(lanfab)
         result = self.demo("--break")

@@ -9,7 +9,7 @@ import sys
 from faults import callers, exemptions, self_test, simultaneous, trial, worker
 from lib.checkout import CHECKOUT, answer, in_sandboxes, sandboxed
 
-PROGRAM = str(CHECKOUT / "build/quick/cmd_lanfab")
+PROGRAM = str(CHECKOUT / "build/release/cmd_lanfab")
 
 # The kinds that every processor has a worker for, and those that yield what does not hold.
 SHARED = ("faults", "signals", "disk")

@@ -11,7 +11,7 @@ class TestCommand(CommandTest):
     def setUp(self):
         super().setUp()
         self.checkout = self.directory / "checkout"
-        for build in ("quick", "clang", "arm"):
+        for build in ("release", "clang", "arm"):
             (self.checkout / "build" / build).mkdir(parents=True)
         self.put_script("scripts/check-machine", 'for need; do [ ! -e "lacks-$need" ] || exit 1; done')
         self.put_script("scripts/install-packages", "exit 0")
@@ -46,8 +46,8 @@ class TestCommand(CommandTest):
         done = self.run_test()
         self.expect(done, 0)
         self.assertTrue(done.stdout.endswith("\n2 passed, 0 failed, 0 skipped\n"), done.stdout)
-        self.assertRegex(self.calls(), r"^build quick -DBUILD_TESTING=ON all system_programs\n"
-                                       r"run-ctest build/quick -j \d+ -LE thorough\|exhaustive\n$")
+        self.assertRegex(self.calls(), r"^build release -DBUILD_TESTING=ON all system_programs\n"
+                                       r"run-ctest build/release -j \d+ -LE thorough\|exhaustive\n$")
 
     def test_all_takes_every_step(self):
         done = self.run_test("--all")
@@ -59,8 +59,8 @@ class TestCommand(CommandTest):
 
     def test_all_runs_each_test_in_one_build_of_a_compiler(self):
         self.run_test("--all")
-        for part in (r"build/quick -j \d+ -LE thorough\|exhaustive -E \S+\|preview\|\S+",
-                     r"build/quick -j \d+ -L system -L thorough\|exhaustive -LE exhaustive",
+        for part in (r"build/release -j \d+ -LE thorough\|exhaustive -E \S+\|preview\|\S+",
+                     r"build/release -j \d+ -L system -L thorough\|exhaustive -LE exhaustive",
                      r"build/arm -j \d+ -LE exhaustive"):
             self.assertRegex(self.calls(), f"(?m)^run-ctest {part}$")
 
@@ -79,17 +79,17 @@ class TestCommand(CommandTest):
         self.put_run_ctest("1 1 0", status=1)
         done = self.run_test()
         self.expect(done, 1)
-        self.assertIn("\nFailed: quick\n1 passed, 1 failed, 0 skipped\n", done.stdout)
+        self.assertIn("\nFailed: everyday\n1 passed, 1 failed, 0 skipped\n", done.stdout)
 
     def test_fails_when_a_build_fails(self):
-        self.put_script("scripts/build", '[ "$1" != quick ]')
+        self.put_script("scripts/build", '[ "$1" != release ]')
         done = self.run_test("--all")
         self.expect(done, 1)
-        self.assertIn("\nFailed: quick\n4 passed, 0 failed, 0 skipped\n", done.stdout)
+        self.assertIn("\nFailed: everyday budgets\n4 passed, 0 failed, 0 skipped\n", done.stdout)
 
     def test_shows_the_output_of_the_step_that_ran_beside_the_others(self):
         self.put_script("tests/support/run-ctest", 'echo "Tests: $*"')
-        self.assertRegex(self.run_test("--all").stdout, r"\n== system\nTests: build/quick .* -L system ")
+        self.assertRegex(self.run_test("--all").stdout, r"\n== system\nTests: build/release .* -L system ")
 
     def test_begins_nothing_that_the_machine_cannot_do(self):
         (self.checkout / "lacks-sandbox").touch()
@@ -102,7 +102,7 @@ class TestCommand(CommandTest):
         (self.checkout / "lacks-sandbox").touch()
         done = self.run_test("--possible")
         self.expect(done, 0)
-        self.assertIn("run-ctest build/quick -R ^(docs|scripts|system|check|tools)\\. ", self.calls())
+        self.assertIn("run-ctest build/release -R ^(docs|scripts|system|check|tools)\\. ", self.calls())
         self.assertIn("Left out, since this machine cannot run them: all but docs, ", done.stdout)
 
     def test_leaves_out_the_gateway_when_asked(self):

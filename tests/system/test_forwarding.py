@@ -124,6 +124,7 @@ class Lans(Forwarding):
         self.assert_forwarding("0", "all", "default", "eth0", "eth0.100", "eth1")
         self.assertEqual(gateway.sysctl("net/ipv6/conf/all/forwarding"), "0")
 
+    @guest.exhaustive
     def test_applies_switch_it_on_off_and_on(self):
         for value in (1, 0, -1):
             with self.subTest(value):
@@ -136,18 +137,21 @@ class Lans(Forwarding):
         self.assertEqual(forwarding("ipv6", "all", "eth0", "eth1", "eth0.100"),
                          {"all": "1", "eth0": "0", "eth1": "0", "eth0.100": "1"})
 
+    @guest.exhaustive
     def test_interface_that_comes_later_forwards_too(self):
         apply(router())
         gateway.run("ip", "link", "add", "late", "type", "dummy")
         self.addCleanup(gateway.run, "ip", "link", "delete", "late")
         self.assert_forwarding("1", "late")
 
+    @guest.exhaustive
     def test_restart_of_systemd_networkd_alone_switches_it_on(self):
         apply(router())
         switch_off()
         gateway.run("systemctl", "restart", "systemd-networkd")
         self.assert_all_hosts_reach_each_other()
 
+    @guest.exhaustive
     def test_dhcp_client_leaves_it_as_it_is(self):
         for before, config in (("0", dhcp_client(1)), ("1", dhcp_client(0))):
             with self.subTest(before):
@@ -158,6 +162,7 @@ class Lans(Forwarding):
 
 
 class Bridge(Forwarding):
+    @guest.exhaustive
     def test_bridge_forwards_to_the_link_and_stops_with_the_router(self):
         connect()
         config = guest.example("bridge-wifi")
@@ -196,6 +201,7 @@ class Cellular(Forwarding):
         self.assertNotIn("IPForward", gateway.read("/run/systemd/network/10-wwan0.network"))
         self.assert_forwarding("1", "eth0", "wwan0")
 
+    @guest.exhaustive
     def test_without_a_router_wwan_apply_does_not_switch_it_on(self):
         connect()
         self.apply(0)
@@ -204,6 +210,7 @@ class Cellular(Forwarding):
         self.assert_is_cut_off_from(BEYOND, "lan0", "192.168.1.1")
         self.assert_forwarding("0", "eth0", "wwan0")
 
+    @guest.exhaustive
     def test_tunnel_forwards_too(self):
         connect()
         gateway.apply(guest.example("tunnels"))
@@ -245,6 +252,7 @@ class PassThrough(Forwarding):
     def test_auto(self):
         self.check("passthrough", 30, "10.64.1.1")
 
+    @guest.exhaustive
     def test_static(self):
         self.check("passthrough-static", 24, "10.64.1.100")
 

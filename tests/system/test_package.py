@@ -58,6 +58,7 @@ class Package(unittest.TestCase):
         self.assertFalse(gateway.exists("/var/run/LANFAB_LOCKED"))
         self.check_network("192.168.1", {"storage": "192.168.1.10"})
 
+    @guest.exhaustive
     def test_boot_brings_the_network_up_when_networkd_is_enabled_too(self):
         gateway.run("systemctl", "enable", "systemd-networkd")
         gateway.configure(package.NETWORK)
@@ -74,6 +75,7 @@ class Package(unittest.TestCase):
         self.check_network("192.168.77", {"storage": "192.168.77.10", "archive": "192.168.77.11"})
         self.assertNotIn("192.168.1.1/24", gateway.addresses("eth0"))
 
+    @guest.exhaustive
     def test_service_applies_a_changed_configuration_when_reloaded_or_restarted(self):
         gateway.configure(package.NETWORK)
         package.boot(gateway)
@@ -92,6 +94,7 @@ class Package(unittest.TestCase):
         for service in ("lanfab", "dnsmasq"):
             self.assertEqual(gateway.run("systemctl", "is-failed", service, check=False).stdout, "inactive\n")
 
+    @guest.exhaustive
     def test_directories_are_there_after_a_boot_without_them(self):
         gateway.run("rm", "-rf", "/var/volatile", "/var/data", "/run/systemd/network")
         gateway.run("systemd-tmpfiles", "--create", "--boot", "lanfab.conf")

@@ -54,6 +54,7 @@ class ServiceEnd(unittest.TestCase):
         self.assertEqual((show("ActiveState"), show("Result")), ("active", "success"))
         self.assertFalse(gateway.exists(LOCK))
 
+    @guest.exhaustive
     def test_start_that_takes_too_long_leaves_no_lock(self):
         replace_telnet_init("exec sleep 1000")
         gateway.run("systemctl", "start", "lanfab", check=False)
@@ -77,6 +78,7 @@ class ServiceEnd(unittest.TestCase):
         self.assertFalse(gateway.exists(LOCK))
         self.check_next_run()
 
+    @guest.exhaustive
     def test_run_that_waits_for_a_lock_leaves_it_to_its_owner(self):
         gateway.write(LOCK, "")
         start = gateway.journal_position()
@@ -88,6 +90,7 @@ class ServiceEnd(unittest.TestCase):
         gateway.run("rm", LOCK)
         self.check_next_run()
 
+    @guest.exhaustive
     def test_reload_is_ended_before_systemd_kills_it(self):
         package.set_up(gateway, "lanfab")
         (seconds,) = re.findall(r"^ExecReload=timeout (\d+) ", gateway.read(UNIT), re.MULTILINE)
