@@ -74,14 +74,13 @@ static void leave_root(const Identity& identity, int proc, const ResultPipe& pip
   const Descriptor proc(open("/proc", O_PATH | O_DIRECTORY | O_CLOEXEC));
   pipe.require(proc.is_open(), "open /proc");
   if ((way.namespaces & CLONE_NEWUSER) != 0) become_root(maker, proc.number(), pipe);
-  const std::string stub = own_program();
-  enter_root({run.program, stub}, way.identity.value_or(Identity{0, 0}), pipe);
+  enter_root(run.program, way.identity.value_or(Identity{0, 0}), pipe);
   if (way.identity) {
     leave_root(*way.identity, proc.number(), pipe);
     // The change of the user has undone it.
     end_with_maker(descriptor, pipe);
   }
-  run_init(run, stub, pipe);
+  run_init(run, pipe);
 }
 
 // Starts the first process of the namespaces; like fork(), it returns in both.
