@@ -100,6 +100,8 @@ Json::Value json_of(const Snapshot& snapshot, const std::vector<Drift>& drift) {
     value["subject"] = one.subject;
     value["what"] = one.what;
     value["coming"] = one.is_pending;
+    value["why"] = one.why;
+    value["fix"] = one.fix;
     root["differences"].append(value);
   }
   root["interfaces"] = interfaces_of(snapshot);

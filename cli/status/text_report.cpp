@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <set>
 
 #include "cli/base/terminal.h"
 
@@ -66,6 +67,7 @@ class Report {
     show_leases();
     show_runs();
     show_lock();
+    show_other_drift();
     page_.title(summary().c_str());
     return page_.text();
   }
@@ -78,9 +80,19 @@ class Report {
     return mark;
   }
 
+  // Drift with the same fix shares the line for it.
   void show_drift(const std::string& subject) {
+    shown_.insert(subject);
+    std::vector<const Drift*> own;
     for (const Drift& one : drift_)
-      if (one.subject == subject) page_.note(one.is_pending ? Mark::kPending : Mark::kDiffers, one.what);
+      if (one.subject == subject) own.push_back(&one);
+    for (std::size_t i = 0; i < own.size(); ++i) {
+      const Drift& one = *own[i];
+      const Mark mark = one.is_pending ? Mark::kPending : Mark::kDiffers;
+      page_.note(mark, one.what + (one.why.empty() ? "" : ": " + one.why));
+      const bool is_last = i + 1 == own.size() || own[i + 1]->fix != one.fix;
+      if (is_last && !one.fix.empty()) page_.line(mark, "    fix: " + one.fix);
+    }
   }
 
   // Tells an empty list from one that could not be read.
@@ -100,11 +112,13 @@ class Report {
   void show_runs();
   void show_run(const LastRun& run);
   void show_lock();
+  void show_other_drift();
   std::string summary() const;
 
   const Snapshot& snapshot_;
   const std::vector<Drift>& drift_;
   bool messages_;
+  std::set<std::string> shown_;  // the subjects whose drift is on the page
   Page page_;
 };
 
@@ -172,6 +186,7 @@ void Report::show_services() {
     page_.line(mark_of(name),
                formatted("%-17s %s (%s%s%s) %s", name.c_str(), service.state.c_str(), service.detail.c_str(),
                          has_failed ? ", " : "", has_failed ? service.result.c_str() : "", since.c_str()));
+    show_drift(name);
   }
 }
 
@@ -214,6 +229,7 @@ void Report::show_run(const LastRun& run) {
                        time_text(static_cast<std::time_t>(run.began / kMicroseconds)).c_str(),
                        word_for(run.end), static_cast<double>(run.lasted) / kMicroseconds,
                        counted(run.messages.size(), "message").c_str()));
+  show_drift(run.action);
   if (!messages_) return;
   for (const Message& message : run.messages)
     page_.note(Mark::kNone, message.text.substr(0, message.text.find_last_not_of('\n') + 1));
@@ -232,6 +248,18 @@ void Report::show_lock() {
   if (snapshot_.trial) {
     page_.title("Trial");
     page_.note(Mark::kNone, *snapshot_.trial);
+  }
+}
+
+// Each subject that has no section of its own.
+void Report::show_other_drift() {
+  bool has_title = false;
+  for (const Drift& one : drift_) {
+    if (shown_.count(one.subject) != 0) continue;
+    if (!has_title) page_.title("Other");
+    has_title = true;
+    page_.line(mark_of(one.subject), one.subject);
+    show_drift(one.subject);
   }
 }
 

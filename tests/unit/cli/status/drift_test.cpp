@@ -247,11 +247,11 @@ TEST(Drift, TheLastRunOfEachAction) {
                    run("NEXT", LastRun::End::kRunning)};
   snapshot.cellular.is_connected = true;
   EXPECT_THAT(drift_of(snapshot), ElementsAre("APPLY: the last run failed", "WWAN_APPLY: the last run failed",
-                                              "PULSE: the last run was ended before it was through"));
+                                              "PULSE: the last run was interrupted"));
   // Without a link, a run for it fails.
   snapshot.cellular.is_connected = false;
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("APPLY: the last run failed",
-                                              "PULSE: the last run was ended before it was through"));
+  EXPECT_THAT(drift_of(snapshot),
+              ElementsAre("APPLY: the last run failed", "PULSE: the last run was interrupted"));
 }
 
 TEST(Drift, ALockThatNoRunHolds) {
@@ -262,4 +262,20 @@ TEST(Drift, ALockThatNoRunHolds) {
   snapshot.lock->is_held = false;
   ASSERT_EQ(drift_of(snapshot).size(), 1U);
   EXPECT_EQ(find_drift(snapshot).front().subject, "lock");
+}
+
+TEST(Drift, NamesWhyItMattersAndTheFixUnlessItIsPending) {
+  Snapshot snapshot = gateway();
+  snapshot.services[kDnsmasq].state = "failed";
+  EXPECT_EQ(find_drift(snapshot).front().why, "hosts get no addresses and no names");
+  EXPECT_EQ(find_drift(snapshot).front().fix, "systemctl restart dnsmasq");
+  snapshot.services[kDnsmasq].state = "activating";
+  EXPECT_EQ(find_drift(snapshot).front().fix, "");
+}
+
+TEST(Drift, AFixQuotesTheNameOfAnInterface) {
+  EXPECT_EQ(quoted_for_shell("eth0.20"), "eth0.20");
+  EXPECT_EQ(quoted_for_shell(""), "''");
+  EXPECT_EQ(quoted_for_shell("a;b"), "'a;b'");
+  EXPECT_EQ(quoted_for_shell("it's"), "'it'\\''s'");
 }

@@ -64,11 +64,36 @@ TEST_F(TextReportTest, ALongMessageIsBrokenAtItsBlanks) {
 }
 
 TEST_F(TextReportTest, TheLastLineCountsTheDifferences) {
-  const Drift drift{"eth0", "there is no carrier", false};
-  const Drift pending{"eth0", "it is coming up", true};
+  const Drift drift{"eth0", "there is no carrier", false, "nothing passes", ""};
+  const Drift pending{"eth0", "it is coming up", true, "", ""};
   EXPECT_THAT(text({drift}), EndsWith("\n1 thing differs.\n"));
   EXPECT_THAT(text({drift, drift}), EndsWith("\n2 things differ.\n"));
   EXPECT_THAT(text({pending}), EndsWith("\n1 thing is still coming.\n"));
   EXPECT_THAT(text({pending, pending}), EndsWith("\n2 things are still coming.\n"));
   EXPECT_THAT(text({drift, pending}), EndsWith("\n1 thing differs, 1 is still coming.\n"));
+}
+
+TEST_F(TextReportTest, ADifferenceIsShownWithWhyItMattersAndItsFix) {
+  snapshot_.services["dnsmasq"] = {"failed", "dead", "exit-code", 0};
+  EXPECT_THAT(
+      text({{"dnsmasq", "it is not active", false, "hosts get no names", "systemctl restart dnsmasq"}}),
+      HasSubstr("! dnsmasq           failed (dead, exit-code)\n"
+                "!     it is not active: hosts get no names\n"
+                "!     fix: systemctl restart dnsmasq\n"));
+}
+
+TEST_F(TextReportTest, DifferencesWithTheSameFixShareItsLine) {
+  snapshot_.services["dnsmasq"];
+  EXPECT_THAT(text({{"dnsmasq", "one", false, "", "a"},
+                    {"dnsmasq", "two", true, "", "a"},
+                    {"dnsmasq", "three", false, "", "b"},
+                    {"dnsmasq", "four", false, "", ""}}),
+              HasSubstr("!     one\n~     two\n~     fix: a\n!     three\n!     fix: b\n!     four\n"));
+}
+
+TEST_F(TextReportTest, ASubjectWithoutASectionIsShownAmongTheOthers) {
+  EXPECT_THAT(text({{"/var/run/hosts\033", "it is missing", false, "", "cmd_lanfab apply"},
+                    {"routes", "there is a rule", true, "", ""}}),
+              HasSubstr("\nOther\n! /var/run/hosts?\n!     it is missing\n!     fix: cmd_lanfab apply\n"
+                        "~ routes\n~     there is a rule\n"));
 }
