@@ -139,15 +139,17 @@ class Comparison {
     if (!link.is_up) {
       const bool is_coming = is_being_set_up(setup);
       say({name, is_coming ? "it is coming up" : "it is down", is_coming, kNoTraffic, kRestartNetworkd});
-    } else if (!link.has_carrier) {
-      say({name, "there is no carrier", false, kNoTraffic, ""});
     }
     compare_setup(name, setup);
-    // Without a carrier, systemd-networkd waits for one.
-    const bool is_pending = is_being_set_up(setup) && (link.has_carrier || !link.is_up);
+    // Without a carrier, systemd-networkd waits for one before it adds addresses and routes. A port may be
+    // unplugged.
+    const bool is_unplugged = link.is_up && !link.has_carrier;
+    const bool is_pending = is_being_set_up(setup) && !is_unplugged;
     compare_settings(name, wanted, link, is_pending);
     compare_forwarding(name, wanted, link, is_pending);
-    compare_addresses(name, wanted, link, is_pending);
+    if (!is_unplugged) find_missing_addresses(name, wanted, link, is_pending);
+    find_foreign_addresses(name, wanted, link);
+    if (is_unplugged) return;
     for (const RouteFacts& route : wanted.route_sections)
       compare_route(name, wanted, route, is_pending);
   }
@@ -196,22 +198,31 @@ class Comparison {
     }
   }
 
-  void compare_addresses(const std::string& name, const InterfaceFacts& wanted, const Link& link,
-                         bool is_pending) {
+  // The addresses of the configuration, without one by DHCP.
+  static std::vector<std::string> own_addresses(const InterfaceFacts& wanted) {
     const bool is_client = wanted.address == kDynamicAddress;
     std::vector<std::string> own;
     for (const std::string& address : {is_client ? std::string() : wanted.address, wanted.secondary_address})
       if (!address.empty()) own.push_back(address);
+    return own;
+  }
+
+  void find_missing_addresses(const std::string& name, const InterfaceFacts& wanted, const Link& link,
+                              bool is_pending) {
     const std::vector<KernelAddress>& there = link.addresses;
-    for (const std::string& address : own) {
+    for (const std::string& address : own_addresses(wanted)) {
       const auto is_it = [&address](const KernelAddress& other) { return is_wanted(other.text, address); };
       if (std::none_of(there.begin(), there.end(), is_it))
         say_missing(name, "the address " + address, is_pending, "hosts do not reach the gateway by it");
     }
     const auto is_dynamic = [](const KernelAddress& address) { return address.is_dynamic; };
-    if (is_client && std::none_of(there.begin(), there.end(), is_dynamic))
+    if (wanted.address == kDynamicAddress && std::none_of(there.begin(), there.end(), is_dynamic))
       say_missing(name, "an address by DHCP", is_pending, "the networks behind it cannot be reached");
-    for (const KernelAddress& address : there) {
+  }
+
+  void find_foreign_addresses(const std::string& name, const InterfaceFacts& wanted, const Link& link) {
+    const std::vector<std::string> own = own_addresses(wanted);
+    for (const KernelAddress& address : link.addresses) {
       const auto is_it = [&address](const std::string& other) { return is_wanted(address.text, other); };
       if (!address.is_dynamic && std::none_of(own.begin(), own.end(), is_it))
         say({name, "the address " + address.text + " is not from the configuration", false,
@@ -254,9 +265,17 @@ class Comparison {
     }
   }
 
+  // A good APPLY does what the other actions do.
+  bool is_superseded(const LastRun& run) const {
+    return std::any_of(snapshot_.runs.begin(), snapshot_.runs.end(), [&run](const LastRun& other) {
+      return other.action == "APPLY" && other.end == LastRun::End::kDone && other.began > run.began;
+    });
+  }
+
   // A run for the cellular link fails while there is none.
   void compare_runs() {
     for (const LastRun& run : snapshot_.runs) {
+      if (is_superseded(run)) continue;
       const bool is_without_link = run.action == "WWAN_APPLY" && !snapshot_.cellular.is_connected;
       const std::string fix = "cmd_lanfab " + in_lower_case(run.action);
       if (run.end == LastRun::End::kFailed && !is_without_link)

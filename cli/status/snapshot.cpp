@@ -7,6 +7,7 @@
 #include "dnsmasq/dnsmasq_conf.h"
 #include "networkd/network_unit.h"
 #include "networkd/unit_file.h"
+#include "platform/libvantor.h"
 
 // Units of others may match several links, or none by name.
 static bool is_name(const std::string& text) {
@@ -33,7 +34,9 @@ static bool forbids_forwarding() {
 }
 
 std::optional<std::string> take_snapshot(Snapshot& snapshot) {
-  if (!is_gateway() || !read_wanted(snapshot)) {
+  const bool has_files = read_wanted(snapshot);
+  // Without its files, a gateway still has a configuration.
+  if (!(is_gateway() && has_files) && !file_exists(active_configuration().c_str())) {
     return "this is not a gateway that a run of cmd_lanfab has set up";
   }
   snapshot.forbids_forwarding = forbids_forwarding();

@@ -8,6 +8,7 @@
 #include <set>
 
 #include "cli/base/terminal.h"
+#include "cli/live/trial_state.h"
 
 constexpr std::int64_t kMicroseconds = 1'000'000;
 // Where the addresses of an interface begin.
@@ -15,7 +16,7 @@ constexpr int kAddressColumn = 46;
 
 namespace {
 
-enum class Mark { kNone, kPending, kDiffers };
+enum class Mark { kNone, kAllowed, kPending, kDiffers };
 
 class Page {
  public:
@@ -27,8 +28,8 @@ class Page {
   }
 
   void line(Mark mark, const std::string& text) {
-    const char* const signs[] = {"  ", "~ ", "! "};
-    const char* const styles[] = {"", "33", "1;31"};
+    const char* const signs[] = {"  ", "  ", "~ ", "! "};
+    const char* const styles[] = {"", "2", "33", "1;31"};
     const std::string line = signs[static_cast<int>(mark)] + printable(text);
     text_ +=
         styled(line.substr(0, line.find_last_not_of(' ') + 1), styles[static_cast<int>(mark)], color_) + "\n";
@@ -57,10 +58,12 @@ class Page {
 
 class Report {
  public:
-  Report(const Snapshot& snapshot, const std::vector<Drift>& drift, bool messages, bool color)
-      : snapshot_(snapshot), drift_(drift), messages_(messages), page_(color) {}
+  Report(const Snapshot& snapshot, const StatusFindings& findings, bool messages, bool color)
+      : snapshot_(snapshot), findings_(findings), drift_(findings.drift), messages_(messages), page_(color) {}
 
   std::string write() {
+    show_trial();
+    show_files();
     show_interfaces();
     show_services();
     show_cellular();
@@ -68,6 +71,8 @@ class Report {
     show_runs();
     show_lock();
     show_other_drift();
+    show_allowed();
+    show_not_checked();
     page_.title(summary().c_str());
     return page_.text();
   }
@@ -104,6 +109,8 @@ class Report {
     }
   }
 
+  void show_trial();
+  void show_files();
   void show_interfaces();
   void show_interface(const std::string& name);
   void show_services();
@@ -113,9 +120,13 @@ class Report {
   void show_run(const LastRun& run);
   void show_lock();
   void show_other_drift();
+  void show_subject(const std::string& subject);
+  void show_allowed();
+  void show_not_checked();
   std::string summary() const;
 
   const Snapshot& snapshot_;
+  const StatusFindings& findings_;
   const std::vector<Drift>& drift_;
   bool messages_;
   std::set<std::string> shown_;  // the subjects whose drift is on the page
@@ -138,6 +149,31 @@ static std::string time_text(std::time_t time) {
   char text[32] = "";
   if (localtime_r(&time, &fields) != nullptr) std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &fields);
   return text;
+}
+
+void Report::show_trial() {
+  if (!snapshot_.trial && mark_of("trial") == Mark::kNone) return;
+  page_.title("Trial");
+  page_.note(mark_of("trial"), snapshot_.trial.value_or("there is a configuration on trial"));
+  show_drift("trial");
+}
+
+// The active configuration, and the files with drift. Files that share the fix share its lines.
+void Report::show_files() {
+  page_.title("Files");
+  show_subject(active_configuration());
+  std::vector<const Drift*> files;
+  for (const Drift& one : drift_)
+    if (one.subject.front() == '/' && shown_.count(one.subject) == 0) files.push_back(&one);
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    const Drift& one = *files[i];
+    const Mark mark = one.is_pending ? Mark::kPending : Mark::kDiffers;
+    page_.line(mark, one.subject + ": " + one.what);
+    shown_.insert(one.subject);
+    if (i + 1 < files.size() && files[i + 1]->why == one.why && files[i + 1]->fix == one.fix) continue;
+    page_.note(mark, one.why);
+    if (!one.fix.empty()) page_.line(mark, "    fix: " + one.fix);
+  }
 }
 
 void Report::show_interfaces() {
@@ -245,10 +281,6 @@ void Report::show_lock() {
                                     " of cmd_lanfab at work or waiting");
     show_drift("lock");
   }
-  if (snapshot_.trial) {
-    page_.title("Trial");
-    page_.note(Mark::kNone, *snapshot_.trial);
-  }
 }
 
 // Each subject that has no section of its own.
@@ -258,9 +290,27 @@ void Report::show_other_drift() {
     if (shown_.count(one.subject) != 0) continue;
     if (!has_title) page_.title("Other");
     has_title = true;
-    page_.line(mark_of(one.subject), one.subject);
-    show_drift(one.subject);
+    show_subject(one.subject);
   }
+}
+
+void Report::show_subject(const std::string& subject) {
+  page_.line(mark_of(subject), subject);
+  show_drift(subject);
+}
+
+void Report::show_allowed() {
+  if (findings_.allowed.empty()) return;
+  page_.title("Allowed");
+  for (const Drift& one : findings_.allowed)
+    page_.line(Mark::kAllowed, one.subject + ": " + one.what);
+}
+
+void Report::show_not_checked() {
+  if (findings_.not_checked.empty()) return;
+  page_.title("Not checked");
+  for (const std::string& check : findings_.not_checked)
+    page_.line(Mark::kNone, check);
 }
 
 // "2 things differ, 1 is still coming."
@@ -268,7 +318,10 @@ std::string Report::summary() const {
   const auto is_pending = [](const Drift& one) { return one.is_pending; };
   const auto pending = static_cast<std::size_t>(std::count_if(drift_.begin(), drift_.end(), is_pending));
   const std::size_t others = drift_.size() - pending;
-  if (drift_.empty()) return "Everything is as the configuration wants it.";
+  if (drift_.empty()) {
+    return findings_.not_checked.empty() ? "Everything is as the configuration wants it."
+                                         : "No drift in what could be checked.";
+  }
   std::string text;
   if (others > 0) text = counted(others, "thing") + (others == 1 ? " differs" : " differ");
   if (others > 0 && pending > 0) text += ", " + std::to_string(pending);
@@ -277,6 +330,6 @@ std::string Report::summary() const {
   return text + ".";
 }
 
-std::string text_of(const Snapshot& snapshot, const std::vector<Drift>& drift, bool messages, bool color) {
-  return Report(snapshot, drift, messages, color).write();
+std::string text_of(const Snapshot& snapshot, const StatusFindings& findings, bool messages, bool color) {
+  return Report(snapshot, findings, messages, color).write();
 }

@@ -50,6 +50,7 @@ USUAL_ANSWERS = {
 # A tool whose answer is a file with its name and one of its words.
 TOOL = f"""#!/bin/sh
 tool=${{0##*/}}
+if [ "${{1-}}" = is-active ]; then exit; fi
 for word; do
   word=${{word##* }}
   if [ -e "{ANSWERS}/$tool $word fails" ]; then
