@@ -56,6 +56,13 @@ static std::string unit_number(const std::string& path) {
   return path.compare(0, length, kUnitDir) == 0 && hyphen != std::string::npos ? path.substr(0, hyphen) : "";
 }
 
+// The first line of an error message, without the name of this program.
+static std::string reason_of(const std::string& message) {
+  constexpr char kName[] = "lanfab: ";
+  const std::size_t begin = message.compare(0, std::strlen(kName), kName) == 0 ? std::strlen(kName) : 0;
+  return message.substr(begin, message.find('\n') - begin);
+}
+
 namespace {
 
 class Check {
@@ -80,8 +87,7 @@ class Check {
     options.cell = cell;
     options.seconds = kDryRunSeconds;
     if (const auto error = make_dry_run(source_, options, dry_run)) {
-      const std::string line = error->substr(0, error->find('\n'));
-      result_.error = DeviatingFiles::Error{line, dry_run.result.is_out_of_time};
+      result_.error = DeviatingFiles::Error{reason_of(*error), dry_run.result.is_out_of_time};
       return false;
     }
     const int status = dry_run.result.status;

@@ -38,7 +38,7 @@ TEST(AllowedDrift, ALineIsASubjectAndAText) {
 }
 
 TEST(AllowedDrift, AnyOtherLineIsAnError) {
-  const std::string bytes("eth0\n: text\neth0:text\n\0\377\n", 22);
+  const std::string bytes("eth0\n: text\neth0:text\n\0\377\n", 25);
   const AllowedDrift allowances = parse_allowances(bytes);
   EXPECT_TRUE(allowances.patterns.empty());
   ASSERT_EQ(allowances.errors.size(), 4U);
