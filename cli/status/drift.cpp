@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "cli/lint/ipv4.h"
+#include "cli/status/service_health.h"
 #include "config/interface_queries.h"
 #include "config/ports.h"
 #include "driver/run_lock.h"
@@ -106,6 +107,7 @@ class Comparison {
         say({name, "it is in the kernel, but not in the configuration", false,
              "it may still carry traffic and addresses", "ip link delete " + quoted_for_shell(name)});
     compare_services();
+    add_service_drift(snapshot_, drift_);
     compare_runs();
     if (snapshot_.lock && !snapshot_.lock->is_held)
       say({"lock", "no run holds it any more", false, "every run waits until it is removed",

@@ -3,6 +3,7 @@
 #include "cli/config_file/source.h"
 #include "cli/dry_run/initial_state.h"
 #include "cli/live/trial_state.h"
+#include "cli/status/service_health.h"
 #include "config/network_context.h"
 #include "dnsmasq/dnsmasq_conf.h"
 #include "networkd/network_unit.h"
@@ -44,9 +45,10 @@ std::optional<std::string> take_snapshot(Snapshot& snapshot) {
   snapshot.lock = read_run_lock();
   if (auto trouble = read_services(snapshot.services)) return trouble;
   if (snapshot.services[kNetworkd].is_active()) {
-    if (auto trouble = read_setup(snapshot.setup)) return trouble;
+    snapshot.setup_error = read_setup(snapshot.setup, snapshot.network_files).value_or("");
   }
   if (auto trouble = read_kernel(snapshot.kernel)) return trouble;
+  read_service_health(snapshot);
   snapshot.leases_error = read_leases(snapshot.leases).value_or("");
   snapshot.cellular = read_cellular();
   if (const auto trial = read_state()) snapshot.trial = describe(*trial);
