@@ -20,6 +20,7 @@ enum class StatusFormat { kText, kJson, kNagios };
 struct StatusOptions {
   bool watch = false;
   StatusFormat format = StatusFormat::kText;
+  bool probe = false;     // send packets, too
   bool messages = false;  // show what the runs wrote to the system log, too
 };
 
@@ -32,7 +33,7 @@ static int report_once(const StatusOptions& options, std::string& text) {
     text = printable("lanfab: " + *trouble);
     return kFailure;
   }
-  const StatusFindings findings = find_all_drift(snapshot);
+  const StatusFindings findings = find_all_drift(snapshot, options.probe);
   if (options.format == StatusFormat::kJson) {
     text = Json::writeString(Json::StreamWriterBuilder(), json_of(snapshot, findings)) + "\n";
   } else {
@@ -42,11 +43,11 @@ static int report_once(const StatusOptions& options, std::string& text) {
 }
 
 // Prints the line of a plugin. Returns its exit status.
-static int report_to_nagios() {
+static int report_to_nagios(const StatusOptions& options) {
   Snapshot snapshot;
   const auto trouble = take_snapshot(snapshot);
   const NagiosReport report =
-      trouble ? nagios_report_of(*trouble) : nagios_report_of(find_all_drift(snapshot));
+      trouble ? nagios_report_of(*trouble) : nagios_report_of(find_all_drift(snapshot, options.probe));
   std::fputs(report.line.c_str(), stdout);
   return report.status;
 }
@@ -68,7 +69,8 @@ static int keep_reporting(const StatusOptions& options) {
 // Prints the report. Returns the exit status: 0 without drift, 1 with drift, 3 if all of it is pending, 2 on
 // an error. A watch ends with that of its last page.
 static int status(const StatusOptions& options) {
-  if (options.format == StatusFormat::kNagios) return report_to_nagios();
+  if (options.probe && geteuid() != 0) return fail("lanfab: --probe sends packets, which takes root");
+  if (options.format == StatusFormat::kNagios) return report_to_nagios(options);
   if (options.watch) return keep_reporting(options);
   std::string text;
   const int result = report_once(options, text);
@@ -87,10 +89,13 @@ Command status_command() {
                 Completion::kNothing,
                 {"text", "json", "nagios"}};
   format.excludes = "--watch";
+  Option probe = {"--probe", "send packets to find what only hosts know: takes root and 2 s", &options.probe};
+  probe.excludes = "--watch";
   return {"status",
           "Say whether a gateway is as its configuration wants it",
           {{"--watch", "keep it up to date; q ends it", &options.watch},
            format,
+           probe,
            {"-v", "show the messages of the last runs, too", &options.messages}},
           "Example: lanfab status --watch",
           [] { return status(options); }};

@@ -21,8 +21,8 @@ inline constexpr int kDrift = 1;
 inline constexpr int kPendingOnly = 3;
 
 // Runs every check: the trial, the configuration against the files, and the files against the services and
-// the kernel.
-StatusFindings find_all_drift(const Snapshot& snapshot);
+// the kernel. With `probe` it sends packets, too, which takes root.
+StatusFindings find_all_drift(const Snapshot& snapshot, bool probe = false);
 
 // One of the exit statuses above.
 int exit_status_of(const StatusFindings& findings);

@@ -45,7 +45,7 @@ _lanfab() {
         'try '*) compopt -o default ;;
         'confirm -'*) words='--force -h --help' ;;
         'revert -'*) words='--yes -h --help' ;;
-        'status -'*) words='--watch --format -v -h --help' ;;
+        'status -'*) words='--watch --format --probe -v -h --help' ;;
         ' -'*) words='-h --help --version' ;;
         ' '*) words='check explain graph preview diff schema lsp try confirm revert status' ;;
       esac

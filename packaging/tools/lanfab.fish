@@ -54,4 +54,5 @@ complete -c lanfab -n '__lanfab_is confirm' -l force -d 'replace an installed fi
 complete -c lanfab -n '__lanfab_is revert' -l yes -d 'do not ask'
 complete -c lanfab -n '__lanfab_is status' -l watch -d 'keep it up to date'
 complete -c lanfab -n '__lanfab_is status' -l format -x -a "text json" -d 'text or json'
+complete -c lanfab -n '__lanfab_is status' -l probe -d 'send packets to find what only hosts know'
 complete -c lanfab -n '__lanfab_is status' -s v -d 'show the messages of the last runs, too'
