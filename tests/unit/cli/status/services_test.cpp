@@ -66,6 +66,11 @@ TEST_F(ServicesTest, AServiceThatNeverRanHasNone) {
   EXPECT_EQ(service.started, 0);
 }
 
+TEST_F(ServicesTest, AServiceThatReadsItsFilesAgainIsActive) {
+  EXPECT_TRUE((Service{"reloading", "reload", "success", 0}).is_active());
+  EXPECT_FALSE((Service{"failed", "failed", "exit-code", 0}).is_active());
+}
+
 TEST_F(ServicesTest, SystemdThatCannotBeAsked) {
   set_tool("systemctl", "echo no bus >&2; exit 1");
   EXPECT_EQ(read_services(services_), "systemctl: no bus");
