@@ -52,11 +52,11 @@ TEST(DhcpProbe, OtherPacketsArePassedOver) {
 
 TEST(DhcpProbe, AnotherMessageOrOneWithoutAServerIsPassedOver) {
   const std::vector<Bytes> options = {
-      {53, 1, 5, 54, 4, 10, 0, 0, 1},       // an acknowledgement
-      {54, 4, 10, 0, 0, 1},                 // no kind
-      {53, 1, 2},                           // no server
-      {53, 1, 2, 54, 3, 10, 0, 0},          // half a server
-      {53, 1, 2, 255, 54, 4, 10, 0, 0, 1},  // a server behind the end
+      {53, 1, 5, 54, 4, 10, 0, 0, 1},          // an acknowledgement
+      {54, 4, 10, 0, 0, 1},                    // no kind
+      {53, 1, 2},                              // no server
+      {53, 1, 2, 54, 3, 10, 0, 0},             // half a server
+      {53, 1, 2, 255, 0, 54, 4, 10, 0, 0, 1},  // a server behind the end
       {53, 1, 2, 12, 200, 54, 4, 10, 0, 0, 1},
       {53},
       {53, 1},
