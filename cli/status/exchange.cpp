@@ -45,6 +45,7 @@ static void read_until(Clock::time_point end, std::vector<Exchange>& exchanges) 
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
     if (left <= 0) return;
     std::vector<pollfd> sockets;
+    sockets.reserve(exchanges.size());
     for (const Exchange& exchange : exchanges)
       sockets.push_back({is_open(exchange) ? exchange.socket.number() : -1, POLLIN, 0});
     if (poll(sockets.data(), sockets.size(), static_cast<int>(left)) <= 0) continue;

@@ -46,10 +46,11 @@ static void add_drop_ins(const std::string& root, const std::string& unit, std::
   for (const char* parent : kDropInDirectories) {
     const std::string directory = root + parent + unit + ".d/";
     for (const std::string& name : list_directory(directory).value_or(std::vector<std::string>())) {
-      struct stat status {};
       if (!ends_with(name, ".conf") || !seen.insert(name).second) continue;
-      if (stat((directory + name).c_str(), &status) != 0 || status.st_size == 0) continue;
-      files.push_back({directory + name, modified_at(directory + name)});
+      std::string path = directory;
+      path += name;
+      struct stat status {};
+      if (stat(path.c_str(), &status) == 0 && status.st_size != 0) files.push_back({path, modified_at(path)});
     }
   }
 }
@@ -66,7 +67,9 @@ std::map<std::string, InterfaceUnits> read_networkd_units(const std::string& roo
     const std::string interface = interface_of(name);
     if (interface.empty()) continue;
     InterfaceUnits& units = interfaces[interface];
-    units.own.push_back({directory + name, modified_at(directory + name)});
+    std::string path = directory;
+    path += name;
+    units.own.push_back({path, modified_at(path)});
     const std::string first = root + kFirstDirectory + name;
     if (access(first.c_str(), F_OK) == 0) units.overrides.push_back({first, modified_at(first)});
     add_drop_ins(root, name, units.overrides);
