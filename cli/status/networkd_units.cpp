@@ -39,16 +39,19 @@ static std::string interface_of(const std::string& name) {
   return "";
 }
 
+static std::string path_of(const std::string& root, const char* directory, const std::string& name) {
+  return root + directory + name;
+}
+
 // The drop-ins of a unit. One in an earlier directory replaces those of the same name; one that is empty or
 // leads to /dev/null only masks them.
 static void add_drop_ins(const std::string& root, const std::string& unit, std::vector<UnitFile>& files) {
   std::set<std::string> seen;
   for (const char* parent : kDropInDirectories) {
-    const std::string directory = root + parent + unit + ".d/";
+    const std::string directory = path_of(root, parent, unit + ".d/");
     for (const std::string& name : list_directory(directory).value_or(std::vector<std::string>())) {
       if (!ends_with(name, ".conf") || !seen.insert(name).second) continue;
-      std::string path = directory;
-      path += name;
+      const std::string path = directory + name;
       struct stat status {};
       if (stat(path.c_str(), &status) == 0 && status.st_size != 0) files.push_back({path, modified_at(path)});
     }
@@ -67,10 +70,9 @@ std::map<std::string, InterfaceUnits> read_networkd_units(const std::string& roo
     const std::string interface = interface_of(name);
     if (interface.empty()) continue;
     InterfaceUnits& units = interfaces[interface];
-    std::string path = directory;
-    path += name;
+    const std::string path = directory + name;
     units.own.push_back({path, modified_at(path)});
-    const std::string first = root + kFirstDirectory + name;
+    const std::string first = path_of(root, kFirstDirectory, name);
     if (access(first.c_str(), F_OK) == 0) units.overrides.push_back({first, modified_at(first)});
     add_drop_ins(root, name, units.overrides);
   }

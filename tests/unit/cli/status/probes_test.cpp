@@ -32,7 +32,7 @@ static int wire_socket(std::uint16_t protocol) {
 }
 
 // Answers a request for one address as the host 02:00:5e:00:53:01.
-static Responder::Answer arp_host(Bytes address) {
+static Responder::Answer arp_host(const Bytes& address) {
   return [address](const Bytes& request) -> std::vector<Bytes> {
     if (request.size() < 28 || request[7] != ARPOP_REQUEST ||
         Bytes(request.begin() + 24, request.begin() + 28) != address) {
