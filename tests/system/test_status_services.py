@@ -87,7 +87,8 @@ class ByPackets(unittest.TestCase):
         config["dns"]["static"] = ["192.168.2.2"]
         config["tunnels"] = {"gre": [{
             "enable": True, "remote_ip": "192.168.2.2", "local_ip": "192.168.2.1",
-            "tunnel_local_ip": "10.255.1.2", "tunnel_netmask": 30, "tunnel_remote_ip": "10.255.1.1"}]}
+            "tunnel_local_ip": "10.255.1.2", "tunnel_netmask": 30, "tunnel_remote_ip": "10.255.1.1",
+            "tunnel_networks": []}]}
         gateway.apply(config)
         assert gateway.wait_for_setup("eth0", "eth0.100", "eth1")
 
