@@ -89,8 +89,8 @@ static pid_t fork_into(int namespaces) {
 }
 
 // Reads until the sandbox has ended. False, with errno set, on failure and when the run's time is over.
-static bool read_in_time(int descriptor, std::string& bytes) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(kRunSeconds);
+static bool read_in_time(int descriptor, int seconds, std::string& bytes) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
   while (true) {
     const auto left =
         std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
@@ -118,13 +118,14 @@ static std::optional<SandboxError> run_in(const Way& way, const SandboxRun& run,
   if (process < 0) return SandboxError{"clone", errno, true};
   writer.close();
   std::string bytes;
-  const bool is_complete = read_in_time(reader.number(), bytes);
+  const bool is_complete = read_in_time(reader.number(), run.seconds, bytes);
   const int error = errno;
   if (!is_complete) kill(process, SIGKILL);
   wait_for_child(process);
   if (is_complete) return decode(bytes, result);
   if (error != ETIMEDOUT) return SandboxError{"read", error};
-  return SandboxError{"the run was ended: it took longer than " + std::to_string(kRunSeconds) + " s"};
+  result.is_out_of_time = true;
+  return SandboxError{"the run was ended: it took longer than " + std::to_string(run.seconds) + " s"};
 }
 // Whether the machine has refused rather than failed. A kernel without user namespaces finds the call
 // invalid, one that grants no more of them has no space.

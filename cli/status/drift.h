@@ -12,7 +12,12 @@ struct Drift {
   std::string subject;      // an interface, a service, an action, or "lock"
   std::string what;         // "the address 192.168.1.1/24 is missing"
   bool is_pending = false;  // it is being put right by now: systemd has not finished
+  std::string why;          // why it matters, one clause: "large packets are dropped"; may be empty
+  std::string fix;          // the command that fixes it; empty if there is none
 };
+
+// A word of a command for `fix` that a shell takes as it is, quoted if necessary.
+std::string quoted_for_shell(const std::string& text);
 
 // Whether an interface must forward IPv4 packets; nothing where neither the units nor the configuration say.
 std::optional<bool> wanted_forwarding(const Snapshot& snapshot, const InterfaceFacts& wanted);

@@ -91,7 +91,7 @@ class Watch(unittest.TestCase):
         self.resize(terminal, 6)
         terminal.wait_for("\x1b[H  Interface        Setup         Carrier   MTU  Addresses\x1b[K\r\n"
                           "! eth0             -             no       1500\x1b[K\r\n"
-                          "!     it is down\x1b[K\r\n"
+                          "!     it is down: nothing passes through it\x1b[K\r\n"
                           "  ...\x1b[K\r\n"
                           "2 things differ.\x1b[K\r\n\x1b[J")
         self.end(terminal, b"q", 1)

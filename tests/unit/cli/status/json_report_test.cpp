@@ -26,9 +26,15 @@ static Snapshot full_snapshot() {
 }
 
 TEST(JsonReport, HoldsEverythingOfASnapshot) {
-  const Json::Value report = json_of(full_snapshot(), {{"eth0", "there is no carrier", true}});
+  const Json::Value report =
+      json_of(full_snapshot(), {{{"eth0", "it is down", true, "nothing passes", "ip link set eth0 up"}},
+                                {{"eth1", "it is down", false, "", ""}},
+                                {"the trial"}});
   EXPECT_EQ(report, json(R"({
-    "differences": [{"subject": "eth0", "what": "there is no carrier", "coming": true}],
+    "differences": [{"subject": "eth0", "what": "it is down", "coming": true, "why": "nothing passes",
+                     "fix": "ip link set eth0 up"}],
+    "allowed": [{"subject": "eth1", "what": "it is down", "coming": false, "why": "", "fix": ""}],
+    "not_checked": ["the trial"],
     "interfaces": [
       {"name": "eth0", "setup": "configuring",
        "wanted": {"addresses": ["192.168.1.1/24", "10.0.0.1/8"], "mtu": "1400", "bridge": "br0",
