@@ -3,6 +3,8 @@
 #include "cli/config_file/source.h"
 #include "cli/dry_run/initial_state.h"
 #include "cli/live/trial_state.h"
+#include "cli/status/route_questions.h"
+#include "cli/status/rule_drift.h"
 #include "config/network_context.h"
 #include "dnsmasq/dnsmasq_conf.h"
 #include "networkd/network_unit.h"
@@ -46,7 +48,8 @@ std::optional<std::string> take_snapshot(Snapshot& snapshot) {
   if (snapshot.services[kNetworkd].is_active()) {
     if (auto trouble = read_setup(snapshot.setup)) return trouble;
   }
-  if (auto trouble = read_kernel(snapshot.kernel)) return trouble;
+  snapshot.wanted.reply_gateways = read_reply_gateways();
+  if (auto trouble = read_kernel(addresses_to_ask(snapshot.wanted), snapshot.kernel)) return trouble;
   snapshot.leases_error = read_leases(snapshot.leases).value_or("");
   snapshot.cellular = read_cellular();
   if (const auto trial = read_state()) snapshot.trial = describe(*trial);
