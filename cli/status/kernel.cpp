@@ -1,14 +1,18 @@
 #include "cli/status/kernel.h"
 
-#include <unistd.h>
+#include <sys/wait.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <cstring>
 #include <sstream>
 
 #include "cli/base/file.h"
 #include "cli/base/json.h"
 #include "cli/base/subprocess.h"
-#include "cli/base/terminal.h"
+
+// In seconds: a question is answered in an instant, or not at all.
+constexpr int kLongestAnswer = 2;
 
 // The text of a value of any type but an object or a list, for which it is empty.
 static std::string text_in(const Json::Value& object, const char* key) {
@@ -124,9 +128,8 @@ static void read_settings(const Json::Value& settings, Kernel& kernel) {
   }
 }
 
-// One line each for the routes that the kernel takes, in any order; an address without a route has no line.
-static void read_choices(const std::string& output, const std::vector<std::string>& addresses,
-                         bool is_complete, Kernel& kernel) {
+// One line for each address that has a route, in any order.
+static void read_choices(const std::string& output, Kernel& kernel) {
   std::istringstream lines(output);
   for (std::string line; std::getline(lines, line);) {
     Json::Value answer;
@@ -134,43 +137,72 @@ static void read_choices(const std::string& output, const std::vector<std::strin
     const KernelRoute route = read_route(answer[0]);
     kernel.choices[text_in(answer[0], "dst")] = RouteChoice{route.interface, route.gateway, route.table};
   }
-  if (is_complete) return;
-  for (const std::string& address : addresses)
-    kernel.choices.insert({address, std::nullopt});
 }
 
-// All in one call. For an address without a route, `ip` prints an error and goes on with the next one.
-// Returns nothing, or why it cannot be asked.
+// Lines like "Command failed -:2" for the addresses without a route. False if there is none.
+static bool read_failures(const std::string& errors, const std::vector<std::string>& addresses,
+                          Kernel& kernel) {
+  constexpr char kFailed[] = "Command failed -:";
+  bool has_failure = false;
+  std::istringstream lines(errors);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.rfind(kFailed, 0) != 0) continue;
+    const std::size_t number = std::strtoul(line.c_str() + std::strlen(kFailed), nullptr, 10);
+    if (number == 0 || number > addresses.size()) continue;
+    kernel.choices[addresses[number - 1]] = std::nullopt;
+    has_failure = true;
+  }
+  return has_failure;
+}
+
+// All in one call: `ip` goes on with the next address when one has no route. Returns nothing, or why it
+// cannot be asked.
 static std::optional<std::string> ask_for_choices(const std::vector<std::string>& addresses, Kernel& kernel) {
   std::string questions;
   for (const std::string& address : addresses)
     questions += "route get " + address + "\n";
   const MemoryFile batch;
-  if (!batch.fill(questions)) return with_errno("the routes that are taken");
-  const std::string path = "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(batch.number());
-  std::string output;
-  const auto error = capture({"ip", "-json", "-4", "-force", "-batch", path}, output);
-  read_choices(output, addresses, !error, kernel);
-  return std::nullopt;
+  const MemoryFile answers;
+  const MemoryFile errors;
+  Subprocess subprocess{{"ip", "-json", "-4", "-force", "-batch", "-"}};
+  subprocess.input = batch.number();
+  subprocess.output = answers.number();
+  subprocess.errors = errors.number();
+  subprocess.seconds = kLongestAnswer;
+  const int status = batch.fill(questions) ? run(subprocess) : -1;
+  if (auto error = missing_status("ip", status)) return error;
+  read_choices(answers.content(), kernel);
+  if (read_failures(errors.content(), addresses, kernel) || WEXITSTATUS(status) == 0) return std::nullopt;
+  return "ip: status " + std::to_string(WEXITSTATUS(status));
 }
 
-// Leaves the value null, and a line in the errors, if there is no answer.
-static Json::Value ask(const char* subject, const std::vector<std::string>& command, Kernel& kernel) {
+// Asks a question that is answered in JSON. Returns nothing, or why there is no answer.
+static std::optional<std::string> ask(std::vector<std::string> words, Json::Value& answer) {
+  words.insert(words.begin(), {"ip", "-json"});
+  std::string output;
+  if (auto error = capture(words, output, kLongestAnswer)) return error;
+  // `ip` prints nothing if the list is empty.
+  if (output.find_first_not_of(" \n") == std::string::npos || parse_json(output, answer)) return std::nullopt;
+  return "ip: invalid JSON output";
+}
+
+// Leaves a line in the errors, and the value null, if there is no answer.
+static Json::Value ask_about(const char* subject, const std::vector<std::string>& words, Kernel& kernel) {
   Json::Value answer;
-  if (const auto error = capture_json(command, answer)) kernel.errors.push_back(subject + (": " + *error));
+  if (const auto error = ask(words, answer)) kernel.errors.push_back(subject + (": " + *error));
   return answer;
 }
 
 std::optional<std::string> read_kernel(const std::vector<std::string>& addresses, Kernel& kernel) {
   Json::Value links;
-  if (auto error = capture_json({"ip", "-json", "-details", "address", "show"}, links)) return error;
+  if (auto error = ask({"-details", "address", "show"}, links)) return error;
   for (const Json::Value& link : links)
     if (link.isObject() && link.isMember("ifname")) kernel.links[text_in(link, "ifname")] = read_link(link);
-  read_settings(ask("forwarding", {"ip", "-json", "-4", "netconf", "show"}, kernel), kernel);
-  read_routes(ask("the routes", {"ip", "-json", "-4", "route", "show", "table", "all"}, kernel), kernel);
-  read_rules(ask("the policy rules", {"ip", "-json", "-4", "rule", "show"}, kernel), kernel);
-  if (!addresses.empty())
-    if (const auto error = ask_for_choices(addresses, kernel)) kernel.errors.push_back(*error);
+  read_settings(ask_about("forwarding", {"-4", "netconf", "show"}, kernel), kernel);
+  read_routes(ask_about("the routes", {"-4", "route", "show", "table", "all"}, kernel), kernel);
+  read_rules(ask_about("the policy rules", {"-4", "rule", "show"}, kernel), kernel);
+  if (const auto error = ask_for_choices(addresses, kernel))
+    kernel.errors.push_back("the routes that are taken: " + *error);
   kernel.time = std::time(nullptr);
   return std::nullopt;
 }
