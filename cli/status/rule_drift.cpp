@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "cli/config_file/source.h"
 #include "cli/live/trial_state.h"
@@ -97,10 +98,26 @@ static void compare_foreign(const Snapshot& snapshot, std::vector<Drift>& drift)
   }
 }
 
+// Without them no packet finds the tables.
+static void compare_own_rules(const std::vector<KernelRule>& there, std::vector<Drift>& drift) {
+  for (const auto& [priority, table] :
+       {std::pair(kLocalPriority, "local"), std::pair(kMainPriority, "main")}) {
+    const KernelRule own{priority, table, "", ""};
+    const auto is_it = [&own](const KernelRule& rule) {
+      return is_of_kernel(rule) && rule.priority == own.priority;
+    };
+    if (std::any_of(there.begin(), there.end(), is_it)) continue;
+    drift.push_back({"policy rules", "the rule for the table " + own.table + " is missing", false,
+                     "packets do not take its routes",
+                     "ip rule add pref " + std::to_string(own.priority) + " table " + own.table});
+  }
+}
+
 static void compare_wanted(const Snapshot& snapshot, std::vector<Drift>& drift) {
   const std::vector<KernelRule>& there = snapshot.kernel.rules;
   // The kernel always has some: they could not be read.
   if (there.empty()) return;
+  compare_own_rules(there, drift);
   for (const auto& [name, interface] : snapshot.wanted.interfaces) {
     if (snapshot.kernel.links.count(name) == 0) continue;
     for (const RuleFacts& wanted : interface.rules) {

@@ -171,6 +171,8 @@ DIVERGENCES = [
          f"rule 53 for packets iif eth0, table 79, {FOREIGN}", "ip rule del pref 53"),
         ("a policy rule for marked packets is added", "ip rule add pref 54 fwmark 5 table 80", "policy rules",
          f"rule 54 for packets fwmark 0x5, table 80, {FOREIGN}", "ip rule del pref 54"),
+        ("the rule for the main table is removed", "ip rule del pref 32766", "policy rules",
+         "the rule for the table main is missing", "ip rule add pref 32766 table main"),
         # Forwarding
         ("forwarding is switched off for a port", "echo 0 > /proc/sys/net/ipv4/conf/eth1/forwarding", "eth1",
          "forwarding is off, but the configuration asks for it",
@@ -222,6 +224,8 @@ DIVERGENCES = [
          "(gateway 203.0.113.1)", "ip route del 198.51.100.1/32 via 192.168.1.9 dev eth0"),
         ("the route to a remote endpoint is removed", "ip route del 198.51.100.2", "wwan0",
          "the route to 198.51.100.2/32 is missing", "networkctl reconfigure wwan0"),
+        ("the table for replies to a tunnel is flushed", "ip route flush table 309", "gre-tun2",
+         "the routing table 309 for replies is empty", "/usr/bin/route_table_add 309 gre-tun2 10.255.2.1"),
         ("a default route with a better metric is added", "ip route add default via 192.168.1.9 metric 10",
          "eth1", "packets to other networks go through eth0 (gateway 192.168.1.9) instead of eth1 (gateway "
          "203.0.113.1)", "ip route del default via 192.168.1.9 dev eth0 metric 10"),

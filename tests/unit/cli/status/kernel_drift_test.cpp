@@ -12,7 +12,7 @@ TEST(KernelDrift, WhatCouldNotBeReadIsNamed) {
   snapshot.kernel.links["eth0"].is_up = false;
   snapshot.kernel.links["eth0"].forwards = true;
   snapshot.forbids_forwarding = true;
-  snapshot.kernel.rules = {{50, "77", "", ""}};
+  snapshot.kernel.rules = {{0, "local", "", ""}, {32766, "main", "", ""}, {50, "77", "", ""}};
   snapshot.kernel.errors = {"the routes: ip: no answer within 2 s"};
   EXPECT_THAT(
       described(find_kernel_drift, snapshot),

@@ -57,6 +57,16 @@ TEST(RuleDrift, ARuleThatIsNotFromTheConfiguration) {
   }
 }
 
+TEST(RuleDrift, TheRulesOfTheKernelAreNeeded) {
+  Snapshot snapshot = gateway_with_rules();
+  snapshot.kernel.rules.erase(snapshot.kernel.rules.begin() + 1);
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("policy rules: the rule for the table main is missing"));
+  EXPECT_EQ(fix_of(snapshot), "ip rule add pref 32766 table main");
+  snapshot = gateway_with_rules();
+  snapshot.kernel.rules.erase(snapshot.kernel.rules.begin());
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("policy rules: the rule for the table local is missing"));
+}
+
 TEST(RuleDrift, ARuleThatDropsPacketsDivertsThem) {
   Snapshot snapshot = gateway_with_rules();
   EXPECT_EQ(diverting_rule(snapshot, std::nullopt), nullptr);
