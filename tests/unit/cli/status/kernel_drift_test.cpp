@@ -20,3 +20,11 @@ TEST(KernelDrift, WhatCouldNotBeReadIsNamed) {
                   "policy rules: rule 50 for any packet, table 77, is not from the configuration (surplus)",
                   "kernel: could not read the routes: ip: no answer within 2 s"));
 }
+
+TEST(KernelDrift, WhatIsPendingNeedsNoFix) {
+  Snapshot snapshot = gateway();
+  snapshot.kernel.links["gre-tun1"] = {true, true, 1476, "", std::nullopt, {}};
+  EXPECT_EQ(found(find_kernel_drift, snapshot).front().fix, "ip link delete dev gre-tun1");
+  snapshot.services[kNetworkd].state = "activating";
+  EXPECT_EQ(found(find_kernel_drift, snapshot).front().fix, "");
+}
