@@ -1,5 +1,6 @@
 #include "cli/status/json_report.h"
 
+#include "cli/status/forwarding_drift.h"
 #include "cli/status/text_report.h"
 
 static Json::Value json_of(const std::optional<bool>& value) {

@@ -3,6 +3,8 @@
 #include "cli/config_file/source.h"
 #include "cli/dry_run/initial_state.h"
 #include "cli/live/trial_state.h"
+#include "cli/status/route_questions.h"
+#include "cli/status/rule_drift.h"
 #include "cli/status/service_health.h"
 #include "config/network_context.h"
 #include "dnsmasq/dnsmasq_conf.h"
@@ -47,7 +49,8 @@ std::optional<std::string> take_snapshot(Snapshot& snapshot) {
   if (snapshot.services[kNetworkd].is_active()) {
     snapshot.setup_error = read_setup(snapshot.setup, snapshot.network_files).value_or("");
   }
-  if (auto trouble = read_kernel(snapshot.kernel)) return trouble;
+  snapshot.wanted.reply_gateways = read_reply_gateways();
+  if (auto trouble = read_kernel(addresses_to_ask(snapshot.wanted), snapshot.kernel)) return trouble;
   read_service_health(snapshot);
   snapshot.leases_error = read_leases(snapshot.leases).value_or("");
   snapshot.cellular = read_cellular();
