@@ -26,7 +26,7 @@ _lanfab() {
     'diff --program') compopt -o default ;;
     'diff --format') words='text json' ;;
     'try --timeout') ;;
-    'status --format') words='text json' ;;
+    'status --format') words='text json nagios' ;;
     *)
       case "$command $word" in
         'check -'*) words='--strict --offline --allow --format --fix --diff -h --help' ;;

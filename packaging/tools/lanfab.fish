@@ -53,6 +53,6 @@ complete -c lanfab -n '__lanfab_is try' -F
 complete -c lanfab -n '__lanfab_is confirm' -l force -d 'replace an installed file that has changed since the trial began'
 complete -c lanfab -n '__lanfab_is revert' -l yes -d 'do not ask'
 complete -c lanfab -n '__lanfab_is status' -l watch -d 'keep it up to date'
-complete -c lanfab -n '__lanfab_is status' -l format -x -a "text json" -d 'text or json'
+complete -c lanfab -n '__lanfab_is status' -l format -x -a "text json nagios" -d 'text, json or nagios'
 complete -c lanfab -n '__lanfab_is status' -l probe -d 'send packets to find what only hosts know'
 complete -c lanfab -n '__lanfab_is status' -s v -d 'show the messages of the last runs, too'
