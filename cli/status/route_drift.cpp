@@ -64,6 +64,16 @@ static std::string deletion_of(const KernelRoute& route) {
   return command;
 }
 
+// A gateway may be outside the subnets of the interface.
+static std::string addition_of(const KernelRoute& route) {
+  std::string command = "ip route replace " + quoted_for_shell(route.destination);
+  if (!route.gateway.empty()) command += " via " + quoted_for_shell(route.gateway);
+  command += " dev " + quoted_for_shell(route.interface) + " proto static";
+  if (route.metric != 0) command += " metric " + std::to_string(route.metric);
+  if (!route.table.empty()) command += " table " + quoted_for_shell(route.table);
+  return command + (route.gateway.empty() ? "" : " onlink");
+}
+
 namespace {
 
 class RouteComparison {
@@ -88,7 +98,7 @@ class RouteComparison {
     return link != snapshot_.kernel.links.end() && link->second.is_up && link->second.has_carrier;
   }
 
-  void say_missing(const std::string& interface, const KernelRoute& route);
+  void say_missing(const KernelRoute& route, const std::string& fix);
   void compare_route(const std::string& name, const InterfaceFacts& wanted, const RouteFacts& route);
   std::string lost_address(const UnitRoute& route) const;
   bool can_be_taken(const UnitRoute& route) const;
@@ -107,11 +117,10 @@ class RouteComparison {
 
 }  // namespace
 
-void RouteComparison::say_missing(const std::string& interface, const KernelRoute& route) {
-  const bool is_pending = is_coming(snapshot_, interface);
-  drift_.push_back({interface, name_of(route) + (is_pending ? " is coming" : " is missing"), is_pending,
-                    "packets take another way or none",
-                    is_pending ? "" : "networkctl reconfigure " + quoted_for_shell(interface)});
+void RouteComparison::say_missing(const KernelRoute& route, const std::string& fix) {
+  const bool is_pending = is_coming(snapshot_, route.interface);
+  drift_.push_back({route.interface, name_of(route) + (is_pending ? " is coming" : " is missing"), is_pending,
+                    "packets take another way or none", fix});
 }
 
 void RouteComparison::compare_route(const std::string& name, const InterfaceFacts& wanted,
@@ -126,7 +135,9 @@ void RouteComparison::compare_route(const std::string& name, const InterfaceFact
   const bool is_there = std::any_of(routes.begin(), routes.end(), [&](const KernelRoute& other) {
     return is_route(other, own, is_from_lease);
   });
-  if (!is_there) say_missing(name, own);
+  if (is_there) return;
+  // Only systemd-networkd knows the gateway of a lease.
+  say_missing(own, is_from_lease ? "networkctl reconfigure " + quoted_for_shell(name) : addition_of(own));
 }
 
 bool RouteComparison::is_in_kernel(const UnitRoute& route) const {

@@ -145,8 +145,10 @@ class Differences(unittest.TestCase):
         self.assertEqual(result.returncode, 1)
         self.assertIn("!     the address 192.168.100.1/24 is missing: hosts do not reach the gateway\n"
                       "!     by it\n"
+                      "!     fix: networkctl reconfigure eth0.100\n"
                       "!     the route to 192.168.100.0/24 is missing: packets take another way or none\n"
-                      "!     fix: networkctl reconfigure eth0.100\n", result.stdout)
+                      "!     fix: ip route replace 192.168.100.0/24 dev eth0.100 proto static\n",
+                      result.stdout)
 
     def test_services_that_are_stopped(self):
         self.do("systemctl stop dnsmasq systemd-networkd", "systemctl start systemd-networkd dnsmasq")

@@ -66,7 +66,14 @@ TEST(RouteDrift, AMissingRouteIsNamedByItsDestination) {
                           "eth0: the route to 10.30.0.0/16 by 192.168.1.2, metric 50, is missing",
                           "eth0: the default route by 192.168.1.3 is missing",
                           "eth0: the route to 10.77.0.0/16 in table 51820 is missing"));
-  EXPECT_EQ(found(find_route_drift, snapshot).front().fix, "networkctl reconfigure eth0");
+  const std::vector<Drift> drift = found(find_route_drift, snapshot);
+  EXPECT_EQ(drift[0].fix, "ip route replace 10.20.0.0/16 dev eth0 proto static");
+  EXPECT_EQ(drift[1].fix,
+            "ip route replace 10.30.0.0/16 via 192.168.1.2 dev eth0 proto static metric 50 onlink");
+  EXPECT_EQ(drift[3].fix, "ip route replace 10.77.0.0/16 dev eth0 proto static table 51820");
+  Snapshot leased = gateway();
+  leased.wanted.interfaces["eth0"].route_sections = {{"10.20.0.0/16", "_dhcp", "", ""}};
+  EXPECT_EQ(only_drift(leased).fix, "networkctl reconfigure eth0");
   snapshot.setup["eth0"] = "configuring";
   EXPECT_EQ(drift_of(snapshot).front(), "eth0: the route to 10.20.0.0/16 is coming (pending)");
   snapshot.kernel.links["eth0"].has_carrier = false;
