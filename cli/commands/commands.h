@@ -53,6 +53,7 @@ Command confirm_command();
 Command diff_command();
 Command explain_command();
 Command graph_command();
+Command history_command();
 Command lsp_command();
 Command preview_command();
 Command revert_command();

@@ -9,6 +9,7 @@
 #include "cli/base/signals.h"
 #include "cli/base/terminal.h"
 #include "cli/commands/commands.h"
+#include "cli/history/history.h"
 #include "cli/live/installed_file.h"
 #include "cli/live/system.h"
 #include "cli/live/trial_state.h"
@@ -44,12 +45,12 @@ static Installation install_trial(const File& trial, const File& current, const 
 }
 
 // The timer goes last: killed before, it finds the new file installed, and applies that once more.
-static int confirm_trial(const InstalledFile& installed, bool force) {
+static int confirm_trial(const InstalledFile& installed, const ConfirmOptions& options) {
   File trial;
   File current;
   if (!read_file(kTrialConfiguration, trial)) return fail(with_errno(kTrialConfiguration));
   if (!read_file(installed.entry, current)) return fail(with_errno(installed.entry));
-  if (current.content != trial.content && is_installed_changed(current.content) && !force)
+  if (current.content != trial.content && is_installed_changed(current.content) && !options.force)
     return refuse_changed(installed.path);
   std::string trouble;
   const Installation installation = install_trial(trial, current, installed, trouble);
@@ -66,6 +67,8 @@ static int confirm_trial(const InstalledFile& installed, bool force) {
   } else {
     error = remove_trial();
   }
+  // Whatever it waits for, the trial does not.
+  record_in_history(trial.content, options.comment);
   if (installation == Installation::kPlaced) return fail(trouble + "; kept, but a loss of power may undo it");
   if (error) return fail("lanfab: kept, but what belongs to the trial is still there: " + *error);
   report_previous(installed);
@@ -107,14 +110,15 @@ int confirm(const ConfirmOptions& options) {
   // A confirmation that was killed may have left the file unmounted.
   if (state->path == installed.path) installed.entry = state->entry;
   int status = 0;
-  return is_confirmable(status) ? confirm_trial(installed, options.force) : status;
+  return is_confirmable(status) ? confirm_trial(installed, options) : status;
 }
 
 Command confirm_command() {
   static ConfirmOptions options;
   return {"confirm",
           "Keep the configuration that is tried",
-          {{"--force", "replace an installed file that has changed since the trial began", &options.force}},
+          {{"-m COMMENT", "a comment for 'lanfab history'", &options.comment},
+           {"--force", "replace an installed file that has changed since the trial began", &options.force}},
           "The one before it stays beside it as network.json.previous.",
           [] { return confirm(options); }};
 }

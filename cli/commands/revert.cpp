@@ -8,7 +8,9 @@
 #include "cli/base/terminal.h"
 #include "cli/commands/commands.h"
 #include "cli/commands/roll_back.h"
+#include "cli/commands/try.h"
 #include "cli/dry_run/dry_run.h"
+#include "cli/history/history.h"
 #include "cli/live/installed_file.h"
 #include "cli/live/system.h"
 #include "cli/live/trial_state.h"
@@ -17,6 +19,7 @@
 namespace {
 
 struct RevertOptions {
+  std::string entry;      // the number of an entry of the history, which is tried
   bool yes = false;       // put the previous configuration back without asking
   bool by_timer = false;  // this is the service that the timer starts
 };
@@ -84,13 +87,21 @@ static int restore_previous(bool is_agreed) {
   if (!trouble.empty()) report(trouble + "; a loss of power may undo this");
   if (!apply_in_service(*program, OnFailure::kNothing))
     return fail("lanfab: its APPLY has failed: journalctl --unit=" + std::string(kApplyUnit));
+  record_in_history(file.content, "");
   std::printf("It is in force. What it replaces is now the previous one.\n");
   return 0;
+}
+
+static int try_entry(const std::string& number) {
+  Source source;
+  if (const auto trouble = load_from_history(number, source)) return fail(*trouble);
+  return try_configuration(source);
 }
 
 // Returns the exit status: 0 when the former configuration is active, 1 when it is not or there is none, 2
 // when this process cannot do it.
 static int revert(const RevertOptions& options) {
+  if (!options.entry.empty()) return try_entry(options.entry);
   if (options.by_timer) {
     if (const auto trouble = enter_system_as_service()) return fail(*trouble);
     return roll_back();
@@ -105,7 +116,9 @@ Command revert_command() {
   timer.presence = Presence::kHidden;
   return {"revert",
           "Go back to the configuration before",
-          {{"--yes", "do not ask", &options.yes}, timer},
+          {{"NUMBER", "try this entry of the history", &options.entry},
+           {"--yes", "do not ask", &options.yes},
+           timer},
           "Ends the trial at once. Without one it puts network.json.previous in force, after asking.\n\n"
           "Example: lanfab revert --yes",
           [] { return revert(options); }};

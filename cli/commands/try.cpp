@@ -1,4 +1,4 @@
-// `lanfab try`: applies a configuration, and rolls back unless it is confirmed in time.
+#include "cli/commands/try.h"
 
 #include <poll.h>
 #include <termios.h>
@@ -214,9 +214,7 @@ static std::optional<std::string> find_trial_ground(InstalledFile& installed) {
 // On a terminal it then counts down and takes Enter to confirm or Ctrl-C to revert; elsewhere it returns.
 // Returns the exit status: 0 when it was confirmed or goes on, 1 when `lanfab check` finds an error or the
 // trial was taken back, 2 when it cannot be done.
-static int try_on_gateway(const TryOptions& options) {
-  Source source;
-  if (const auto trouble = load_source(options.file, source)) return fail(trouble->message);
+static int try_on_gateway(const Source& source, const TryOptions& options) {
   if (!examine_first(source, options.force)) return 1;
   const auto program = find_program();
   if (!program) return fail("lanfab: cmd_lanfab is not installed");
@@ -249,6 +247,16 @@ static int try_on_gateway(const TryOptions& options) {
   return 0;
 }
 
+static int try_file(const TryOptions& options) {
+  Source source;
+  if (const auto trouble = load_source(options.file, source)) return fail(trouble->message);
+  return try_on_gateway(source, options);
+}
+
+int try_configuration(const Source& source) {
+  return try_on_gateway(source, {});
+}
+
 Command try_command() {
   static TryOptions options;
   Option file = file_option(options.file);
@@ -262,5 +270,5 @@ Command try_command() {
           "Without lanfab confirm in time, the old configuration comes back, whatever became of this\n"
           "terminal. A reboot brings it back, too.\n\n"
           "Example: lanfab try network.json --timeout 300",
-          [] { return try_on_gateway(options); }};
+          [] { return try_file(options); }};
 }

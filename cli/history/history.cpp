@@ -145,6 +145,15 @@ std::optional<std::string> History::add(const std::string& configuration, const 
   return std::nullopt;
 }
 
+std::optional<std::string> load_from_history(const std::string& number, Source& source) {
+  HistoryEntry entry;
+  if (const auto trouble = History().find(number, entry)) return "lanfab: " + *trouble;
+  source.name = "entry " + number + " of the history";
+  source.text = entry.configuration;
+  if (const auto failure = parse_source(source)) return failure->message;
+  return std::nullopt;
+}
+
 void record_in_history(const std::string& configuration, const std::string& comment) {
   if (const auto trouble = History().add(configuration, comment))
     report("lanfab: warning: it is not in the history: " + *trouble);

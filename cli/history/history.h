@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/config_file/source.h"
 #include "cli/history/entry.h"
 
 struct HistoryLimits {
@@ -43,6 +44,9 @@ class History {
   std::string directory_;
   HistoryLimits limits_;
 };
+
+// Loads the configuration of the entry with this number. Returns nothing, or why it cannot be examined.
+std::optional<std::string> load_from_history(const std::string& number, Source& source);
 
 // Adds the configuration to the history. A failure is only reported: the network does not depend on it.
 void record_in_history(const std::string& configuration, const std::string& comment);

@@ -7,6 +7,7 @@
 #include <ctime>
 
 #include "cli/base/terminal.h"
+#include "cli/base/time_text.h"
 
 constexpr std::int64_t kMicroseconds = 1'000'000;
 // Where the addresses of an interface begin.
@@ -117,13 +118,6 @@ __attribute__((format(printf, 1, 2))) static std::string formatted(const char* f
   std::vsnprintf(line, sizeof line, format, arguments);
   va_end(arguments);
   return line;
-}
-
-static std::string time_text(std::time_t time) {
-  std::tm fields{};
-  char text[32] = "";
-  if (localtime_r(&time, &fields) != nullptr) std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &fields);
-  return text;
 }
 
 void Report::show_interfaces() {

@@ -1,11 +1,13 @@
 """Every call of `lanfab confirm` or `lanfab try` fails once, and every one is once the last.
 
 After `confirm` the installed file is the old configuration or the new one, whole, as a run sees it and as the
-next boot finds it; what goes on can be confirmed, and the timer leaves active what the next boot finds. After
-`try` the old one is active, or the timer runs that restores it.
+next boot finds it; what goes on can be confirmed, and the timer leaves active what the next boot finds. Each
+entry of the history is whole or absent. After `try` the old one is active, or the timer runs that restores
+it.
 """
 
 import errno
+import hashlib
 import json
 import os
 import pathlib
@@ -18,6 +20,7 @@ from lib.fake_systemd import (APPLIED, ENVIRONMENT, INSTALLED, INSTALLED_COPY, P
                               UNITS, active, end_trial, is_trial_active, lay_out)
 
 NEW_FILE = pathlib.Path("/run/new.json")
+HISTORY = pathlib.Path("/var/lib/lanfab/history")
 # The installed file where it is mounted by itself, and what is below the mount.
 MOUNTED = pathlib.Path("/run/data/network.json")
 BELOW, OLDER, OLD, NEW = ('{"is": "' + word * 3000 + '"}\n' for word in ("below", "older", "old", "new"))
@@ -28,6 +31,7 @@ def lay():
     while subprocess.run(["umount", INSTALLED], stderr=subprocess.DEVNULL, check=False).returncode == 0:
         pass
     end_trial()
+    shutil.rmtree(HISTORY, ignore_errors=True)
     APPLIED.write_text("", encoding="utf-8")
     for directory in (INSTALLED.parent, UNITS):
         for path in directory.iterdir():
@@ -61,6 +65,18 @@ def lay_mounted_trial():
     subprocess.run(["mount", "--bind", MOUNTED, INSTALLED], check=True)
     STATE.write_text(STATE.read_text(encoding="utf-8").replace(f'"entry": "{INSTALLED}"',
                                                                f'"entry": "{MOUNTED}"'), encoding="utf-8")
+
+
+def violations_of_history(status):
+    """Each entry of the history is whole or absent."""
+    names = os.listdir(HISTORY) if HISTORY.exists() else []
+    entries = [HISTORY / name for name in names if name.endswith(".txt")]
+    for entry in entries:
+        head, rest = entry.read_bytes().split(b"\n", 1)
+        if head.decode() != f"lanfab-history 1 {hashlib.sha256(rest).hexdigest()}" or rest.count(b"\n") != 5:
+            yield f"the entry {entry.name} of the history is damaged"
+    if status >= 0 and "new" in names:
+        yield "a file is left in the history"
 
 
 class Confirm:
@@ -153,6 +169,9 @@ class Confirm:
             yield "a failure that is not explained"
         if status >= 0 and kept == NEW and len(os.listdir(self.entry.parent)) != 2:
             yield f"left behind: {os.listdir(self.entry.parent)}"
+        yield from violations_of_history(status)
+        if status == 0 and "in the history" not in said and len(os.listdir(HISTORY)) != 1:
+            yield "success, but it is not in the history"
 
 
 class ConfirmMounted(Confirm):

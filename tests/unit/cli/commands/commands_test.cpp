@@ -48,7 +48,8 @@ TEST(Commands, AnArgumentMayBeRepeatedAndAnOptionExcludeAnother) {
 
 TEST(Commands, WhatNobodyTypesIsNotDescribed) {
   const Json::Value options = options_of("revert");
-  ASSERT_EQ(options.size(), 1U);
-  EXPECT_EQ(options[0]["usage"], "--yes");
+  ASSERT_EQ(options.size(), 2U);
+  EXPECT_EQ(options[0]["usage"], "NUMBER");
+  EXPECT_EQ(options[1]["usage"], "--yes");
   EXPECT_FALSE(description_of("revert")["help"].asString().empty());
 }
