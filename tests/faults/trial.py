@@ -72,7 +72,7 @@ def violations_of_history(status):
     names = os.listdir(HISTORY) if HISTORY.exists() else []
     entries = [HISTORY / name for name in names if name.endswith(".txt")]
     for entry in entries:
-        head, rest = entry.read_bytes().split(b"\n", 1)
+        head, _, rest = entry.read_bytes().partition(b"\n")
         if head.decode() != f"lanfab-history 1 {hashlib.sha256(rest).hexdigest()}" or rest.count(b"\n") != 5:
             yield f"the entry {entry.name} of the history is damaged"
     if status >= 0 and "new" in names:
