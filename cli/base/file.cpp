@@ -14,7 +14,7 @@
 
 constexpr mode_t kPermissions = 07777;
 
-constexpr int kLockSeconds = 10;
+constexpr int kLockSeconds = 5;
 constexpr int kAttemptsPerSecond = 50;
 
 Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {

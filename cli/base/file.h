@@ -49,7 +49,7 @@ class Descriptor {
 // An exclusive lock on a directory, released by the destructor.
 class ExclusiveLock {
  public:
-  // Waits while another process holds the lock, for 10 seconds at most: a stopped process never releases it.
+  // Waits while another process holds the lock, for 5 seconds at most: a stopped process never releases it.
   explicit ExclusiveLock(const std::string& directory);
 
   bool is_held() const {

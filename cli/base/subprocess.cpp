@@ -1,10 +1,12 @@
 #include "cli/base/subprocess.h"
 
 #include <limits.h>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/wait.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -13,6 +15,9 @@
 
 #include "cli/base/file.h"
 #include "cli/base/terminal.h"
+
+// Between two looks at a child that has a time limit.
+constexpr int kPauseMilliseconds = 5;
 
 std::optional<std::string> absolute_program(const std::string& path) {
   char absolute[PATH_MAX];
@@ -90,12 +95,35 @@ int wait_for_child(pid_t process) {
   return status;
 }
 
+// Waits for so many seconds at most. Returns whether the child has ended.
+static bool has_ended(pid_t process, int seconds, int& status) {
+  using Clock = std::chrono::steady_clock;
+  const auto end = Clock::now() + std::chrono::seconds(seconds);
+  while (waitpid(process, &status, WNOHANG) != process) {
+    if (Clock::now() >= end) return false;
+    poll(nullptr, 0, kPauseMilliseconds);
+  }
+  return true;
+}
+
+// A killed child that a device holds ends later: it is not waited for.
+static int wait_or_kill(pid_t process, int seconds) {
+  int status = 0;
+  if (has_ended(process, seconds, status)) return status;
+  kill(process, SIGKILL);
+  has_ended(process, 1, status);
+  errno = ETIMEDOUT;
+  return -1;
+}
+
 int run(const Subprocess& subprocess) {
   const pid_t process = start(subprocess);
-  return process < 0 ? -1 : wait_for_child(process);
+  if (process < 0) return -1;
+  return subprocess.seconds == 0 ? wait_for_child(process) : wait_or_kill(process, subprocess.seconds);
 }
 
 std::optional<std::string> missing_status(const std::string& name, int wait_status) {
+  if (wait_status < 0 && errno == ETIMEDOUT) return printable(name) + ": no answer within the time limit";
   if (wait_status < 0) return with_errno(name);
   if (WIFSIGNALED(wait_status)) return printable(name) + ": " + strsignal(WTERMSIG(wait_status));
   return std::nullopt;
@@ -108,7 +136,14 @@ bool succeeds(const std::vector<std::string>& command, const std::string& progra
   return status == 0;
 }
 
-std::optional<std::string> capture(const std::vector<std::string>& command, std::string& output) {
+bool succeeds_within(int seconds, const std::vector<std::string>& command) {
+  Subprocess subprocess{command};
+  subprocess.seconds = seconds;
+  return run(subprocess) == 0;
+}
+
+std::optional<std::string> capture(const std::vector<std::string>& command, std::string& output,
+                                   int seconds) {
   const std::string& name = command.front();
   const MemoryFile answer;
   const MemoryFile errors;
@@ -116,6 +151,7 @@ std::optional<std::string> capture(const std::vector<std::string>& command, std:
   Subprocess subprocess{command};
   subprocess.output = answer.number();
   subprocess.errors = errors.number();
+  subprocess.seconds = seconds;
   const int status = run(subprocess);
   if (auto error = missing_status(name, status)) return error;
   output = answer.content();
