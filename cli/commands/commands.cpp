@@ -45,9 +45,9 @@ Option program_option(std::string& program) {
 }
 
 static std::vector<Command> all_commands() {
-  return {check_command(),   explain_command(), graph_command(),  preview_command(),
-          diff_command(),    schema_command(),  lsp_command(),    try_command(),
-          confirm_command(), revert_command(),  status_command(), history_command()};
+  return {check_command(),  explain_command(), graph_command(), preview_command(), diff_command(),
+          schema_command(), lsp_command(),     try_command(),   confirm_command(), revert_command(),
+          status_command(), history_command(), report_command()};
 }
 
 // The usage without the name of its value.

@@ -56,6 +56,7 @@ Command graph_command();
 Command history_command();
 Command lsp_command();
 Command preview_command();
+Command report_command();
 Command revert_command();
 Command schema_command();
 Command status_command();

@@ -30,6 +30,7 @@ _lanfab() {
     'confirm -m') ;;
     'status --format') words='text json' ;;
     'history --format') words='text json' ;;
+    'report -o') compopt -o default ;;
     *)
       case "$command $word" in
         'check -'*) words='--strict --offline --allow --format --fix --diff -h --help' ;;
@@ -52,8 +53,9 @@ _lanfab() {
         'status -'*) words='--watch --format -v -h --help' ;;
         'history -'*) words='--format -h --help' ;;
         'history '*) ;;
+        'report -'*) words='-o --force -h --help' ;;
         ' -'*) words='-h --help --version' ;;
-        ' '*) words='check explain graph preview diff schema lsp try confirm revert status history' ;;
+        ' '*) words='check explain graph preview diff schema lsp try confirm revert status history report' ;;
       esac
       ;;
   esac

@@ -21,6 +21,7 @@ complete -c lanfab -n __lanfab_is -a confirm -d 'Keep the configuration that is 
 complete -c lanfab -n __lanfab_is -a revert -d 'Go back to the configuration before'
 complete -c lanfab -n __lanfab_is -a status -d 'Say whether a gateway is as its configuration wants it'
 complete -c lanfab -n __lanfab_is -a history -d 'List the configurations that came into effect'
+complete -c lanfab -n __lanfab_is -a report -d 'Collect what is needed to find a fault from afar'
 complete -c lanfab -n '__lanfab_is check' -l strict -d 'fail on warnings, too'
 complete -c lanfab -n '__lanfab_is check' -l offline -d 'do not ask dnsmasq'
 complete -c lanfab -n '__lanfab_is check' -l allow -x -a "(lanfab explain 2>/dev/null | string replace --regex ' .*' '')" -d 'do not report what this rule finds'
@@ -61,3 +62,5 @@ complete -c lanfab -n '__lanfab_is status' -l format -x -a "text json" -d 'text 
 complete -c lanfab -n '__lanfab_is status' -s v -d 'show the messages of the last runs, too'
 complete -c lanfab -n '__lanfab_is history' -l format -x -a "text json" -d 'text or json'
 complete -c lanfab -n '__lanfab_is history'
+complete -c lanfab -n '__lanfab_is report' -s o -r -F -d 'the bundle'
+complete -c lanfab -n '__lanfab_is report' -l force -d 'replace FILE if it exists'
