@@ -1,8 +1,9 @@
 #pragma once
 
-// What a report must not hold: keys, passwords, tokens. They are hidden in three ways, of which each finds
+// What a report must not hold: keys, passwords, tokens. They are hidden in several ways, of which each finds
 // what the others do not: by the name before a value; wherever a value stands that has such a name elsewhere;
-// and by the form that a key of WireGuard has, unless it is known to be a public one.
+// as an argument after such an option; as the password of a URL; and by the form that a key of WireGuard has,
+// unless it is known to be a public one.
 
 #include <json/json.h>
 
@@ -38,9 +39,12 @@ class Redaction {
   std::string without_leftovers(const std::string& text);
   std::string without_values(const std::string& text);
   std::string without_key_forms(const std::string& text);
+  std::string without_words(const std::string& text);
+  bool is_public(const std::string& key) const;
 
   SecretMask mask_;
   std::set<std::string> secrets_;
+  std::set<std::string> secret_keys_;  // those of the form of a key
   std::set<std::string> public_keys_;
   std::map<std::string, std::string> private_keys_;  // with their public ones
 };

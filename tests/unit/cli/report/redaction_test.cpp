@@ -59,6 +59,24 @@ TEST(RedactionTest, HidesWhatLooksLikeAKey) {
     EXPECT_EQ(Redaction().masked(text), text);
 }
 
+TEST(RedactionTest, HidesArgumentsOfOptions) {
+  EXPECT_EQ(Redaction().masked("run --password hunter2 -v\nget 'x' Bearer abc\n --token"),
+            "run --password (hidden key 1) -v\nget 'x' Bearer (hidden key 2)\n --token");
+}
+
+TEST(RedactionTest, HidesThePasswordOfAUrl) {
+  EXPECT_EQ(Redaction().masked("proxy=http://anna:hunter2@[fd00::1]/a:b@c\n"),
+            "proxy=http://anna:(hidden key 1)@[fd00::1]/a:b@c\n");
+  for (const char* url : {"http://host:80/a@b", "http://anna@host:80/", "anna:b@c", "http://:80", "http://"})
+    EXPECT_EQ(Redaction().masked(url), url);
+}
+
+TEST(RedactionTest, HidesASecretKeyThatIsCalledPublic) {
+  Redaction redaction;
+  redaction.learn_text(std::string("PublicKey = ") + kOther + "\nPresharedKey = " + kOther + "\n");
+  EXPECT_EQ(redaction.masked(kOther), "(hidden key 1)");
+}
+
 TEST(RedactionTest, ShowsPublicKeys) {
   Redaction redaction;
   redaction.learn_configuration("{\"public_key\": " + quoted(kOther) + ", \"enable\": true}");
