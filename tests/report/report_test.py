@@ -142,13 +142,14 @@ class Secrets(Report):
     def test_of_the_history(self):
         damaged = key("damaged")
         for number, secret in (1, key("history")), (2, damaged):
-            rest = f"time: 1\nwho: anna\ncomment: token={key('comment')}\n\n{configuration(secret)}"
+            text = configuration(secret, password="hunter2-of-history")
+            rest = f"time: 1\nwho: anna\ncomment: token={key('comment')}\n\n{text}"
             checksum = hashlib.sha256(rest.encode()).hexdigest()
             (HISTORY / f"{number}.txt").write_text(f"lanfab-history 1 {checksum}\n{rest}")
         (HISTORY / "2.txt").write_text(f"PrivateKey = {damaged}\n")
-        (WORK / "journalctl.txt").write_text(f"the old {key('history')}\n")
-        files = self.assert_hidden({"an entry": key("history"), "a damaged entry": damaged,
-                                    "a comment": key("comment")})
+        (WORK / "journalctl.txt").write_text(f"the old {key('history')} and hunter2-of-history\n")
+        files = self.assert_hidden({"an entry": key("history"), "its password": "hunter2-of-history",
+                                    "a damaged entry": damaged, "a comment": key("comment")})
         self.assertIn("   2  damaged: /var/lib/lanfab/history/2.txt", files["history.txt"])
         self.assertIn("anna: token=(hidden key ", files["history.txt"])
 
