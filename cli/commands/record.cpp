@@ -6,6 +6,7 @@
 #include "cli/base/terminal.h"
 #include "cli/commands/commands.h"
 #include "cli/live/applied.h"
+#include "cli/live/outcome.h"
 #include "cli/live/system.h"
 
 namespace {
@@ -17,7 +18,14 @@ struct RecordOptions {
 
 }  // namespace
 
+// Any user may ask, and nothing is wrong if no trial has ended.
+static int show_outcome() {
+  if (const auto outcome = read_outcome()) std::printf("%s\n", describe(*outcome).c_str());
+  return 0;
+}
+
 static int record(const RecordOptions& options) {
+  if (options.what == "outcome") return show_outcome();
   if (const auto trouble = enter_system_as_service()) return fail(*trouble);
   if (options.what == "apply") return apply_and_record(options.program) ? 0 : 1;
   const bool is_done = options.what == "before" ? note_configuration() : record_noted_configuration();
@@ -30,10 +38,11 @@ Command record_command() {
       "record",
       "Keep what a service applies",
       {{"WHAT",
-        "before, after: what lanfab.service applies; apply: run PROGRAM, and keep what it applies",
+        "before, after: around the APPLY of a service; apply: run PROGRAM and keep what it applies; outcome: "
+        "how the last trial ended",
         &options.what,
         Completion::kNothing,
-        {"before", "after", "apply"},
+        {"before", "after", "apply", "outcome"},
         Presence::kRequired},
        {"PROGRAM", "the cmd_lanfab to run", &options.program, Completion::kFile}},
       "",
