@@ -11,8 +11,6 @@
 
 using Words = std::vector<std::string>;
 
-// In seconds. A run that waits for the lock of a killed one would wait for ever.
-constexpr char kApplyLimit[] = "170";
 constexpr char kStopLimit[] = "--property=TimeoutStopSec=10";
 constexpr std::int64_t kNever = 86400;
 // Of such a service an apply that somebody stops has failed; of others it would have succeeded.
@@ -97,13 +95,9 @@ bool apply_in_service(const std::string& program, OnFailure on_failure) {
                                                           : "--property=OnFailure=";
   return run_in_service({"--wait", "--unit=lanfab-apply", "--description=Apply of a network configuration",
                          property, kStopLimit},
-                        {"timeout", kApplyLimit, program, "apply"});
+                        {own_program(), "record", "apply", program});
 }
 
 void stop_apply() {
   if (may_run(kApplyUnit)) succeeds({"systemctl", "stop", kApplyUnit});
-}
-
-bool apply_here(const std::string& program) {
-  return succeeds({"timeout", "--kill-after=10", kApplyLimit, program, "apply"});
 }

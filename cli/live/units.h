@@ -38,6 +38,3 @@ bool apply_in_service(const std::string& program, OnFailure on_failure);
 
 // Ends the apply that apply_in_service has begun, if it is still at work.
 void stop_apply();
-
-// Runs an apply as a child, with a limit. Returns whether it succeeded.
-bool apply_here(const std::string& program);

@@ -227,6 +227,10 @@ void Report::show_lock() {
     page_.title("Trial");
     page_.note(Mark::kNone, *snapshot_.trial);
   }
+  if (snapshot_.last_trial) {
+    page_.title("Last trial");
+    page_.note(Mark::kNone, *snapshot_.last_trial);
+  }
 }
 
 // "2 things differ, 1 is still coming."
