@@ -105,6 +105,13 @@ def pretend_apply():
     MARK.touch()
 
 
+def wait_for_tick():
+    """Waits until the clock of files has gone on since the last apply."""
+    while MARK.with_suffix(".tick").write_bytes(b"") or (
+            MARK.with_suffix(".tick").stat().st_ctime_ns <= MARK.stat().st_mtime_ns):
+        pass
+
+
 def leftovers():
     """Returns the names of what is left of a trial that has ended."""
     return sorted({path.name for path in TRIAL.parent.iterdir()} - {OUTCOME.name, RECORD.name})

@@ -5,7 +5,6 @@ ended in each way that it can. The program is the first argument.
 
 import os
 import pathlib
-import shutil
 import signal
 import subprocess
 import sys
@@ -14,64 +13,12 @@ import unittest
 from lib import fake_systemd as systemd
 from lib.fake_systemd import APPLIED, INSTALLED, PREVIOUS, STAGED, STATE, TIMER, TRIAL, UNITS
 from lib.terminal import Terminal
+from lib.trial_case import NEW, OLD, OLDER, Trial
 
-LANFAB = os.path.abspath(sys.argv.pop(1))
-OLDER, OLD, NEW = (f'{{"dns": {{"source": "static", "static": ["8.8.8.{number}"]}}}}\n'
-                   for number in (1, 2, 3))
+LANFAB = Trial.program = os.path.abspath(sys.argv.pop(1))
 WITH_ERROR = '{"wired": {"eth0": {"enable": true}}}'
 # What a command runs under as an ordinary user.
 NOT_ROOT = ("unshare", "--user")
-
-
-class Trial(unittest.TestCase):
-    def setUp(self):
-        systemd.lay_tools()
-        for directory in INSTALLED.parent, TRIAL.parent, UNITS:
-            shutil.rmtree(directory, ignore_errors=True)
-            directory.mkdir()
-        APPLIED.write_text("")
-        INSTALLED.write_text(OLD)
-        INSTALLED.chmod(0o640)
-        self.new = pathlib.Path("/run/new.json")
-        self.new.write_text(NEW)
-        systemd.pretend_apply()
-
-    def lanfab(self, *arguments, status, said="", before=()):
-        """Runs lanfab without a terminal; it must end with this status and these words."""
-        done = subprocess.run([*before, LANFAB, *arguments], env=systemd.ENVIRONMENT, text=True, check=False,
-                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
-        self.assertEqual(done.returncode, status, done.stdout)
-        self.assertIn(said, done.stdout)
-        return done.stdout
-
-    def try_new(self, status=0, said=""):
-        return self.lanfab("try", self.new, status=status, said=said)
-
-    @staticmethod
-    def in_own_view(line):
-        """What a command runs under in a view of the file system that a line of shell changes first."""
-        return "unshare", "--mount", "sh", "-ec", f'{line}; exec "$0" "$@"'
-
-    @staticmethod
-    def before(tool, line):
-        """Has a tool run a line of shell first."""
-        path = systemd.TOOLS / tool
-        path.write_text(path.read_text().replace("\n", f"\n{line}\n", 1))
-
-    def assert_trial_goes_on(self):
-        self.assertTrue(systemd.is_trial_active() and STATE.exists() and TIMER.exists())
-        self.assertEqual((systemd.active(), INSTALLED.read_text()), (NEW, OLD))
-
-    def assert_files(self, installed, previous):
-        """No trial is left, and these are the installed file and the previous one."""
-        self.assertEqual(systemd.leftovers() + os.listdir(UNITS), [])
-        self.assertEqual(INSTALLED.read_text(), installed)
-        self.assertEqual(PREVIOUS.read_text() if PREVIOUS.exists() else None, previous)
-        self.assertEqual(INSTALLED.stat().st_mode & 0o777, 0o640)
-        self.assertEqual(len(os.listdir(INSTALLED.parent)), 2 if previous else 1)
-
-    def assert_applied(self, *configurations):
-        self.assertEqual(APPLIED.read_text(), "".join(configurations))
 
 
 class Ends(Trial):
