@@ -21,17 +21,30 @@ static std::string letters_of(std::string_view name) {
   return letters;
 }
 
+static bool ends_with(const std::string& text, std::string_view end) {
+  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
 bool is_sensitive_name(std::string_view name) {
   constexpr std::array<std::string_view, 11> kParts = {"privatekey", "presharedkey", "password",     "passwd",
                                                        "passphrase", "secret",       "token",        "apikey",
                                                        "authkey",    "psk",          "authorization"};
   const std::string letters = letters_of(name);
-  return std::any_of(kParts.begin(), kParts.end(),
+  return ends_with(letters, "pin") || ends_with(letters, "puk") ||
+         std::any_of(kParts.begin(), kParts.end(),
                      [&letters](std::string_view part) { return letters.find(part) != std::string::npos; });
 }
 
 static bool is_public_name(std::string_view name) {
   return letters_of(name) == "publickey";
+}
+
+// Whether a member of a configuration is a secret: also "wpa_key", but not the number that tells GRE tunnels
+// apart.
+static bool is_sensitive_member(const std::string& name, const Json::Value& value) {
+  if (is_sensitive_name(name)) return true;
+  return ends_with(letters_of(name), "key") && !is_public_name(name) && value.isString() &&
+         value.asString().find_first_not_of("0123456789") != std::string::npos;
 }
 
 // A value without the quotes, blanks and brackets around it, of which a line may have more than one value's.
@@ -77,7 +90,8 @@ void Redaction::learn_private_key(const std::string& key) {
 void Redaction::learn_value(const Json::Value& value, bool is_secret, bool is_public) {
   if (value.isObject()) {
     for (auto member = value.begin(); member != value.end(); ++member)
-      learn_value(*member, is_secret || is_sensitive_name(member.name()), is_public_name(member.name()));
+      learn_value(*member, is_secret || is_sensitive_member(member.name(), *member),
+                  is_public_name(member.name()));
   } else if (value.isArray()) {
     for (const Json::Value& element : value)
       learn_value(element, is_secret, false);
@@ -188,7 +202,7 @@ std::string Redaction::without_words(const std::string& text) {
 static void find_places(const Json::Value& value, std::vector<SecretPlace>& places) {
   if (!value.isObject() && !value.isArray()) return;
   for (auto member = value.begin(); member != value.end(); ++member) {
-    if (value.isObject() && is_sensitive_name(member.name())) {
+    if (value.isObject() && is_sensitive_member(member.name(), *member)) {
       places.push_back({static_cast<std::size_t>(member->getOffsetStart()),
                         static_cast<std::size_t>(member->getOffsetLimit())});
     } else {

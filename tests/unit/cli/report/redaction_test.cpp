@@ -16,10 +16,11 @@ static std::string quoted(const std::string& text) {
 }
 
 TEST(RedactionTest, KnowsNamesOfSecrets) {
-  for (const char* name : {"PrivateKey", "preshared_key", "--password", "WIFI_PASSWD", "wpa-passphrase",
-                           "client_secret", "API_TOKEN", "apiKey", "psk", "wpa_psk", "Authorization"})
+  for (const char* name :
+       {"PrivateKey", "preshared_key", "--password", "WIFI_PASSWD", "wpa-passphrase", "client_secret",
+        "API_TOKEN", "apiKey", "psk", "wpa_psk", "Authorization", "sim_pin", "PUK"})
     EXPECT_TRUE(is_sensitive_name(name)) << name;
-  for (const char* name : {"", "key", "PublicKey", "keep_alive", "name"})
+  for (const char* name : {"", "key", "PublicKey", "keep_alive", "name", "ping"})
     EXPECT_FALSE(is_sensitive_name(name)) << name;
 }
 
@@ -112,6 +113,11 @@ TEST(RedactionTest, LeavesTheLayoutOfAConfiguration) {
   EXPECT_EQ(
       masked_configuration("{\"preshared_key\":\"abc\", \"a\": [1, {\"token\" : [\"x\", 2]}],\n \"b\": 3}\n"),
       "{\"preshared_key\":\"(hidden key 2)\", \"a\": [1, {\"token\" : \"(hidden key 1)\"}],\n \"b\": 3}\n");
+}
+
+TEST(RedactionTest, HidesTheKeysOfAConfigurationButNotNumbersOfTunnels) {
+  EXPECT_EQ(masked_configuration(R"({"wpa_key": "hunter2", "gre": [{"key": 7}, {"key": "8"}], "pin": 1234})"),
+            R"-({"wpa_key": "(hidden key 2)", "gre": [{"key": 7}, {"key": "8"}], "pin": "(hidden key 1)"})-");
 }
 
 TEST(RedactionTest, HidesEverySpellingInAConfiguration) {
