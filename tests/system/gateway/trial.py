@@ -8,6 +8,13 @@ STATE = "/run/lanfab/trial.json"
 FILE = "/run/lanfab/network.json"
 PREVIOUS = f"{guest.CONFIGURATION}.previous"
 NEW = "/root/new.json"
+PROGRAM = "/usr/bin/cmd_lanfab"
+HELD_PROGRAM = "/usr/local/lib/cmd_lanfab.held"
+# Waits until the trial has ended, or the program is itself again.
+HOLDING = f"""#!/bin/sh
+while [ -e {FILE} ] && ! cmp -s {PROGRAM} {HELD_PROGRAM}; do sleep 0.1; done
+exec {HELD_PROGRAM} "$@"
+"""
 OLD_ADDRESS = "192.168.1.1"
 NEW_ADDRESS = "192.168.7.1"
 
@@ -73,6 +80,15 @@ class Trials:
         """Waits until the apply of the trial runs; returns whether it does."""
         show = ("systemctl", "show", "--property=ActiveState", "--value", "lanfab-apply")
         return guest.wait_until(lambda: self.gateway.run(*show).stdout == "activating\n")
+
+    def hold_apply(self):
+        """Has the apply of a trial wait as long as the trial is active. Returns what ends that."""
+        gateway = self.gateway
+        gateway.run("cp", "--no-clobber", PROGRAM, HELD_PROGRAM)
+        gateway.write(f"{PROGRAM}.new", HOLDING)
+        gateway.run("chmod", "+x", f"{PROGRAM}.new")
+        gateway.run("mv", f"{PROGRAM}.new", PROGRAM)
+        return lambda: gateway.run("cp", "--remove-destination", HELD_PROGRAM, PROGRAM)
 
     def has_new_address(self):
         return self.gateway.wait_for_address("eth0", f"{NEW_ADDRESS}/24")
