@@ -9,10 +9,12 @@ FILE = "/run/lanfab/network.json"
 PREVIOUS = f"{guest.CONFIGURATION}.previous"
 NEW = "/root/new.json"
 PROGRAM = "/usr/bin/cmd_lanfab"
-HELD_PROGRAM = "/usr/local/lib/cmd_lanfab.held"
-# Waits until the trial has ended, or the program is itself again.
+# Under its own name: it is a run, still.
+HELD_PROGRAM = "/usr/local/lib/held/cmd_lanfab"
+HOLD = "/run/hold_apply"
+# Takes the place of the program, and waits until the trial has ended or nobody holds it any more.
 HOLDING = f"""#!/bin/sh
-while [ -e {FILE} ] && ! cmp -s {PROGRAM} {HELD_PROGRAM}; do sleep 0.1; done
+while [ -e {FILE} ] && [ -e {HOLD} ]; do sleep 0.1; done
 exec {HELD_PROGRAM} "$@"
 """
 OLD_ADDRESS = "192.168.1.1"
@@ -84,11 +86,13 @@ class Trials:
     def hold_apply(self):
         """Has the apply of a trial wait as long as the trial is active. Returns what ends that."""
         gateway = self.gateway
-        gateway.run("cp", "--no-clobber", PROGRAM, HELD_PROGRAM)
-        gateway.write(f"{PROGRAM}.new", HOLDING)
-        gateway.run("chmod", "+x", f"{PROGRAM}.new")
-        gateway.run("mv", f"{PROGRAM}.new", PROGRAM)
-        return lambda: gateway.run("cp", "--remove-destination", HELD_PROGRAM, PROGRAM)
+        gateway.write(HOLD, "")
+        if not gateway.exists(HELD_PROGRAM):
+            gateway.run("mkdir", "-p", HELD_PROGRAM.rpartition("/")[0])
+            gateway.run("mv", PROGRAM, HELD_PROGRAM)
+            gateway.write(PROGRAM, HOLDING)
+            gateway.run("chmod", "+x", PROGRAM)
+        return lambda: gateway.run("rm", "-f", HOLD)
 
     def has_new_address(self):
         return self.gateway.wait_for_address("eth0", f"{NEW_ADDRESS}/24")
