@@ -109,7 +109,10 @@ static std::optional<std::string> begin(const OwnTrial& trial) {
   } else if (!activate_trial()) {
     trouble = with_errno(kTrialConfiguration);
   }
-  if (!trouble) return std::nullopt;
+  if (!trouble) {
+    forget_outcome();
+    return std::nullopt;
+  }
   // What fails here, the timer tries again.
   if (!deactivate_trial()) return *trouble + "; " + with_errno(kTrialConfiguration);
   if (const auto error = remove_trial()) *trouble += "; " + *error;
@@ -320,7 +323,7 @@ static std::optional<int> start_trial(const Source& source, const TryOptions& op
   std::fflush(stdout);
   // What was applied tells more than how the service ended.
   const bool is_in_force =
-      is_interrupted == 0 && apply_in_service(*program, OnFailure::kRevert) && is_applied(trial.state.sha256);
+      is_interrupted == 0 && apply_in_service(*program) && is_applied(trial.state.sha256);
   if (!is_in_force && is_interrupted == 0)
     std::fprintf(stderr, "lanfab: its APPLY has failed or was stopped: journalctl --unit=%s\n", kApplyUnit);
   // It may have ended meanwhile: the APPLY may wait long for another run.

@@ -35,7 +35,7 @@ static std::string identity_of(const struct stat& mark) {
 }
 
 // Whether the file was changed after the mark, its owner and its name included: a copy may keep the time of
-// the last change of the content.
+// the last change of the content. One that is missing was.
 static bool is_changed_since(const struct stat& mark, const std::string& path) {
   struct stat file {};
   if (stat(path.c_str(), &file) != 0) return true;
@@ -70,8 +70,8 @@ std::optional<std::string> read_applied(Applied& applied) {
   }
   const std::string active = active_configuration();
   File file;
-  if (!read_file(active, file)) return with_errno(active);
   if (is_changed_since(mark, active)) return printable(active) + " was changed after the last APPLY";
+  if (!read_file(active, file)) return with_errno(active);
   applied = {file.content, sha256(file.content)};
   return std::nullopt;
 }

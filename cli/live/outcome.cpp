@@ -1,6 +1,7 @@
 #include "cli/live/outcome.h"
 
 #include <json/json.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -59,6 +60,10 @@ std::optional<Outcome> read_outcome() {
   outcome.in_force = text_at(root, "in_force");
   outcome.ended = number_at(root, "ended");
   return outcome;
+}
+
+void forget_outcome() {
+  unlink(kOutcome);
 }
 
 static std::string time_text(std::time_t time) {

@@ -34,5 +34,8 @@ bool write_outcome(const Outcome& outcome);
 // Nothing if no trial has ended since the machine was started, or one is under way.
 std::optional<Outcome> read_outcome();
 
+// For a trial that begins.
+void forget_outcome();
+
 // "new.json, tried by anna, was rolled back at 2026-03-01 10:00:00 since its APPLY failed"
 std::string describe(const Outcome& outcome);

@@ -90,11 +90,9 @@ bool roll_back_now() {
   return succeeds({"systemctl", "start", kRevertUnit});
 }
 
-bool apply_in_service(const std::string& program, OnFailure on_failure) {
-  const char* property = on_failure == OnFailure::kRevert ? "--property=OnFailure=lanfab-revert.service"
-                                                          : "--property=OnFailure=";
+bool apply_in_service(const std::string& program) {
   return run_in_service({"--wait", "--unit=lanfab-apply", "--description=Apply of a network configuration",
-                         property, kStopLimit},
+                         "--property=OnFailure=lanfab-revert.service", kStopLimit},
                         {own_program(), "record", "apply", program});
 }
 

@@ -225,6 +225,7 @@ class Outcome(Trial):
                            (lambda: self.lanfab("revert", status=0), r"was rolled back at \S+ \S+ by user 0"),
                            (time_is_up, r"was rolled back at \S+ \S+ since nobody kept it in time")):
             self.setUp()
+            OUTCOME.write_text('{"ending": "kept", "file": "of the one before"}')
             self.try_new()
             self.assertEqual(self.outcome(), "")
             end()

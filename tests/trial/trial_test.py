@@ -104,6 +104,12 @@ class Ends(Trial):
         self.lanfab("revert", status=0, said=f"{lock}: ")
         self.assertFalse(lock.exists())
 
+    def test_the_lock_of_a_killed_run_does_not_delay_the_new_configuration(self):
+        lock = pathlib.Path("/var/run/LANFAB_LOCKED")
+        lock.touch()
+        self.try_new(said=f"{lock}: a run that was killed has left it; removed")
+        self.assertFalse(lock.exists())
+
 
 class Race(Trial):
     """What ends the trial while it is being applied, or counted down."""

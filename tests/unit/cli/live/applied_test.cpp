@@ -96,7 +96,10 @@ TEST_F(AppliedTest, AFileThatWasChangedAfterwardsIsNot) {
   ASSERT_EQ(utimensat(AT_FDCWD, kInstalledConfiguration, times, 0), 0);
   EXPECT_EQ(trouble(), "/etc/lanfab/network.json was changed after the last APPLY");
   std::filesystem::remove(kInstalledConfiguration);
-  EXPECT_EQ(trouble(), "/etc/lanfab/network.json: No such file or directory");
+  EXPECT_EQ(trouble(), "/etc/lanfab/network.json was changed after the last APPLY") << "it is missing";
+  std::filesystem::create_directory(kInstalledConfiguration);
+  put_mark();
+  EXPECT_EQ(trouble(), "/etc/lanfab/network.json: Is a directory");
 }
 
 TEST_F(AppliedTest, ARecordHoldsUntilTheNextApply) {
@@ -124,6 +127,12 @@ TEST_F(AppliedTest, WhatNobodyHasWrittenIsNoRecord) {
     put_file(kRecord, text);
     EXPECT_TRUE(is_applied(sha256("old"))) << text;
   }
+  const std::string header = whole.substr(0, whole.find(','));
+  for (const std::string& text :
+       {header + "}\nnew", header + ", \"sha256\": 7}\nnew", std::string("{\nnew")}) {
+    put_file(kRecord, text);
+    EXPECT_TRUE(is_applied(sha256("old"))) << text;
+  }
   put_file(kRecord, whole + "er");
   EXPECT_EQ(trouble(), "the configuration was changed during the last APPLY");
 }
@@ -135,6 +144,11 @@ TEST_F(AppliedTest, WhatCannotBeRecordedLeavesNothing) {
   EXPECT_EQ(errno, EISDIR);
   std::filesystem::remove_all(kRecord);
   EXPECT_TRUE(std::filesystem::is_empty("/run/lanfab"));
+  std::filesystem::remove("/run/lanfab");
+  EXPECT_FALSE(record_applied("new"));
+  EXPECT_FALSE(note_configuration());
+  std::filesystem::remove(kInstalledConfiguration);
+  EXPECT_FALSE(note_configuration());
 }
 
 TEST_F(AppliedTest, TheServiceRecordsWhatItFoundBefore) {
@@ -180,4 +194,8 @@ TEST_F(AppliedTest, AnApplyThatCannotBeRecordedHasSucceeded) {
   testing::internal::CaptureStderr();
   EXPECT_TRUE(apply_and_record("/usr/bin/cmd_lanfab"));
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "/run/lanfab/applied: Is a directory\n");
+  std::filesystem::remove(kInstalledConfiguration);
+  testing::internal::CaptureStderr();
+  EXPECT_TRUE(apply_and_record("/usr/bin/cmd_lanfab"));
+  EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("/run/lanfab/applied: "));
 }

@@ -189,6 +189,16 @@ TEST_F(InstalledFileTest, APreviousOneThatWaitsIsCompletedLater) {
   EXPECT_EQ(files(), 2U);
 }
 
+TEST_F(InstalledFileTest, APreviousOneMayNotBeOnTheDiskYet) {
+  put_file(kWaiting, "older");
+  failing_fsync.fail(1, EIO, 1);
+  EXPECT_EQ(complete_installation(kFile, error_), Installation::kPlaced);
+  EXPECT_EQ(text_of_file(kPrevious), "older");
+  put_file(kWaiting, "older");
+  std::filesystem::remove(kInstalled);
+  EXPECT_EQ(complete_installation(kFile, error_), Installation::kPlaced);
+}
+
 TEST_F(InstalledFileTest, OneThatWaitsForAFileThatWasNeverInstalledIsRemoved) {
   put_file(kPrevious, "older");
   put_file(kWaiting, "old");
@@ -201,7 +211,11 @@ TEST_F(InstalledFileTest, TheSameContentTwiceKeepsThePreviousOne) {
   EXPECT_EQ(install("new", kFile, error_), Installation::kDurable);
   EXPECT_EQ(install("new", kFile, error_), Installation::kDurable);
   EXPECT_EQ(text_of_file(kPrevious), "old");
-  EXPECT_EQ(install("new", kFile, {allow, [] { return false; }}, error_), Installation::kRefused);
+  const auto refuse = [] { return false; };
+  EXPECT_EQ(install("new", kFile, {allow, refuse}, error_), Installation::kRefused);
+  EXPECT_EQ(install("new", kFile, {refuse, allow}, error_), Installation::kRefused);
+  EXPECT_EQ(install("new", {"/run/missing", kInstalled}, error_), Installation::kPlaced);
+  EXPECT_EQ(error_, "/run/missing: No such file or directory");
 }
 
 // What is asked sees the one and then the other; what is refused leaves nothing.

@@ -82,6 +82,14 @@ TEST_F(OutcomeTest, WhatNobodyHasWrittenIsNoOutcome) {
 }
 
 TEST_F(OutcomeTest, WithoutADirectoryItCannotBeWritten) {
-  std::filesystem::remove("/run/lanfab");
+  std::filesystem::create_directory(kFile);
   EXPECT_FALSE(write_outcome(outcome(Ending::kKept, "")));
+  std::filesystem::remove_all("/run/lanfab");
+  EXPECT_FALSE(write_outcome(outcome(Ending::kKept, "")));
+}
+
+TEST_F(OutcomeTest, TheNextTrialForgetsIt) {
+  ASSERT_TRUE(write_outcome(outcome(Ending::kKept, "")));
+  forget_outcome();
+  EXPECT_FALSE(read_outcome());
 }

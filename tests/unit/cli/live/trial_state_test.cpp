@@ -81,8 +81,22 @@ TEST_F(TrialStateTest, WhatStaysIsReported) {
     EXPECT_FALSE(remove_state()) << path;
     EXPECT_EQ(errno, EISDIR) << path;
   }
-  std::filesystem::create_directories(kStateFile);
+  for (const char* path : {"/run/lanfab/decision", kTarget}) {
+    std::filesystem::remove_all("/run/lanfab");
+    std::filesystem::create_directories(path);
+    EXPECT_FALSE(remove_state()) << path;
+  }
+  std::filesystem::remove(kTarget);
+  put_file("/run/lanfab/target/foreign", "");
+  EXPECT_FALSE(remove_state());
+  EXPECT_EQ(errno, ENOTEMPTY);
+  std::filesystem::remove_all("/run/lanfab");
+  std::filesystem::create_directories("/run/lanfab/network.json");
+  std::filesystem::create_directories("/run/lanfab/network.json.new");
   EXPECT_FALSE(remove_state()) << "two of them";
+  std::filesystem::create_directories(kStateFile);
+  std::filesystem::create_directories(kCopy);
+  EXPECT_FALSE(remove_state()) << "four of them";
   EXPECT_EQ(errno, EISDIR);
 }
 
@@ -215,6 +229,9 @@ TEST_F(TrialStateTest, TheTargetIsKeptForItsOwner) {
   ASSERT_TRUE(remove_state());
   EXPECT_TRUE(std::filesystem::is_empty("/run/lanfab"));
   put_file(kTargetDirectory, "");
+  EXPECT_FALSE(stage_target("target"));
+  std::filesystem::remove(kTargetDirectory);
+  std::filesystem::create_directories(kTarget);
   EXPECT_FALSE(stage_target("target"));
 }
 
