@@ -67,6 +67,7 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME lanfab-tools)
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "checks and previews of a gateway's network configuration
 Says what is wrong with a configuration of lanfab, shows the files and commands
 that it leads to, and what it would change, without touching the network.")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_CONTROL_EXTRA ${packaging}/tools/conffiles)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "lanfab (= ${LANFAB_VERSION})")
 # For pictures.
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS graphviz)

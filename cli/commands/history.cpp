@@ -9,8 +9,8 @@
 #include "cli/base/secrets.h"
 #include "cli/base/sha256.h"
 #include "cli/base/terminal.h"
-#include "cli/base/time_text.h"
 #include "cli/commands/commands.h"
+#include "cli/history/list.h"
 
 namespace {
 
@@ -40,35 +40,19 @@ static void print_json(const Json::Value& value) {
   std::printf("%s\n", Json::writeString(Json::StreamWriterBuilder(), value).c_str());
 }
 
-static void print_line(const HistoryEntry& entry) {
-  constexpr std::size_t kDigits = 12;
-  const auto number = static_cast<long long>(entry.number);
-  if (!entry.damage.empty()) {
-    std::printf("%4lld  damaged: %s\n", number, printable(entry.damage).c_str());
-    return;
-  }
-  const std::string who = entry.who + (entry.comment.empty() ? "" : ": " + entry.comment);
-  std::printf("%4lld  %s  %s  %s\n", number, time_text(entry.time).c_str(),
-              sha256(entry.configuration).substr(0, kDigits).c_str(), printable(who).c_str());
-}
-
 static int list_entries(bool json) {
   std::vector<HistoryEntry> entries;
   if (const auto trouble = History().read(entries)) return fail("lanfab: " + *trouble);
-  Json::Value root(Json::objectValue);
-  root["entries"] = Json::arrayValue;
-  for (const HistoryEntry& entry : entries) {
-    if (json) {
-      root["entries"].append(json_of(entry));
-    } else {
-      print_line(entry);
-    }
-  }
   if (json) {
+    Json::Value root(Json::objectValue);
+    root["entries"] = Json::arrayValue;
+    for (const HistoryEntry& entry : entries)
+      root["entries"].append(json_of(entry));
     print_json(root);
-  } else if (entries.empty()) {
-    std::printf("No configuration has been confirmed yet.\n");
+    return 0;
   }
+  std::fputs(entries.empty() ? "No configuration has been confirmed yet.\n" : list_text(entries).c_str(),
+             stdout);
   return 0;
 }
 

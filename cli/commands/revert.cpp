@@ -1,17 +1,21 @@
 #include "cli/commands/revert.h"
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <string>
 
 #include "cli/base/file.h"
+#include "cli/base/sha256.h"
 #include "cli/base/terminal.h"
 #include "cli/commands/commands.h"
 #include "cli/commands/roll_back.h"
 #include "cli/commands/try.h"
-#include "cli/dry_run/dry_run.h"
 #include "cli/history/history.h"
+#include "cli/live/applied.h"
 #include "cli/live/installed_file.h"
+#include "cli/live/outcome.h"
 #include "cli/live/system.h"
 #include "cli/live/trial_state.h"
 #include "cli/live/units.h"
@@ -26,9 +30,28 @@ struct RevertOptions {
 
 }  // namespace
 
-int end_trial() {
+int report_end_of_trial(const std::string& id, const std::string& target) {
+  const auto outcome = read_outcome();
+  const bool is_known = outcome && (id.empty() || outcome->trial == id);
+  if (is_known && outcome->ending == Ending::kKept) {
+    std::printf(
+        "The trial had been confirmed: lanfab revert, once more, offers the previous configuration.\n");
+    return 1;
+  }
+  // What is in force decides, not what has been done about it.
+  const std::string& old = is_known && !outcome->in_force.empty() ? outcome->in_force : target;
+  if (old.empty() || !is_applied(old))
+    return fail(
+        "lanfab: the trial is over, but the old configuration is not known to be in force: lanfab status");
+  std::printf("The old configuration is in force.\n");
+  if (is_known && !outcome->note.empty()) std::printf("%s\n", printable(outcome->note).c_str());
+  return 0;
+}
+
+int end_trial(const std::string& reason) {
   const auto state = read_state();
-  const bool is_installed = state && is_trial_installed(*state);
+  File target;
+  const bool has_target = read_file(kTarget, target);
   // Another trial may have begun when this one has ended.
   const auto is_under_way = [&state] {
     const auto now = read_state();
@@ -37,19 +60,14 @@ int end_trial() {
   if (is_under_way()) {
     std::printf("Taking the trial back ...\n");
     std::fflush(stdout);
+    request_rollback(reason.empty() ? "by " + caller() : reason);
     roll_back_now();
   }
   if (is_under_way()) {
     return fail("lanfab: the old configuration is not in force yet: journalctl --unit=" +
                 std::string(kRevertUnit));
   }
-  if (is_installed) {
-    std::printf(
-        "The trial had been confirmed: lanfab revert, once more, offers the previous configuration.\n");
-    return 1;
-  }
-  std::printf("The old configuration is in force.\n");
-  return 0;
+  return report_end_of_trial(state ? state->id : "", has_target ? sha256(target.content) : "");
 }
 
 static bool is_wanted(const std::string& previous) {
@@ -67,29 +85,18 @@ static bool is_wanted(const std::string& previous) {
 static int restore_previous(bool is_agreed) {
   InstalledFile installed;
   if (const auto trouble = find_installed(installed)) return fail(*trouble);
+  // One that waits for it comes first.
+  std::string trouble;
+  complete_installation(installed, trouble);
   const std::string previous = installed.entry + kPreviousSuffix;
-  File file;
-  if (!read_file(previous, file)) {
+  struct stat status {};
+  if (stat(previous.c_str(), &status) != 0) {
     if (errno != ENOENT) return fail(with_errno(previous));
     std::printf("No trial is under way, and there is no previous configuration.\n");
     return 1;
   }
   if (!is_agreed && !is_wanted(previous)) return 1;
-  const auto program = find_program();
-  if (!program) return fail("lanfab: cmd_lanfab is not installed");
-  std::string trouble;
-  {
-    const ExclusiveLock lock(kTrialDirectory);
-    if (!lock.is_held()) return fail(lock.error());
-    if (const auto state = read_state()) return fail("lanfab: " + describe(*state));
-    if (install(file.content, installed, trouble) == Installation::kFailed) return fail(trouble);
-  }
-  if (!trouble.empty()) report(trouble + "; a loss of power may undo this");
-  if (!apply_in_service(*program, OnFailure::kNothing))
-    return fail("lanfab: its APPLY has failed: journalctl --unit=" + std::string(kApplyUnit));
-  record_in_history(file.content, "");
-  std::printf("It is in force. What it replaces is now the previous one.\n");
-  return 0;
+  return put_in_force(previous);
 }
 
 static int try_entry(const std::string& number) {

@@ -7,12 +7,13 @@
 #include <string>
 
 #include "cli/base/file.h"
+#include "cli/base/sha256.h"
 #include "cli/base/subprocess.h"
 #include "cli/base/terminal.h"
 #include "cli/commands/commands.h"
 #include "cli/dry_run/dry_run.h"
-#include "cli/live/installed_file.h"
-#include "cli/live/runs.h"
+#include "cli/live/applied.h"
+#include "cli/live/outcome.h"
 #include "cli/live/trial_state.h"
 #include "cli/live/units.h"
 
@@ -27,22 +28,58 @@ static void broadcast_alert(const std::string& message) {
   succeeds({"wall", "lanfab: " + message});
 }
 
-// The old configuration is the installed one again; now it has to come into force. Until it has, the state
-// stays, so that `lanfab revert` can be called once more.
-static bool apply_old_configuration(const std::string& program) {
+// The directory of the configuration that was in force before the trial; empty if that has been lost: then it
+// is the installed one.
+static std::string directory_of_target() {
+  return access(kTarget, F_OK) == 0 ? kTargetDirectory : "";
+}
+
+// The trial is not the active configuration any more; now the old one has to come into force. Until it has,
+// the state stays, so that `lanfab revert` can be called once more.
+static bool apply_old_configuration(const std::string& program, const TrialState& state,
+                                    const std::string& reason) {
   const std::int64_t end = monotonic_seconds() + kAttemptSeconds;
   for (bool is_first = true; true; is_first = false) {
-    remove_stale_lock();
-    if (apply_here(program)) return true;
-    if (is_first)
+    if (apply_and_record(program, directory_of_target())) return true;
+    if (is_first) {
       broadcast_alert(
           "the trial is over, but the APPLY of the old configuration has failed; it is tried again");
+      write_outcome(outcome_of(state, Ending::kStuck, reason));
+    }
     if (monotonic_seconds() >= end) break;
     sleep(kPauseSeconds);
   }
   broadcast_alert(
       "the old configuration is not in force: its APPLY fails again and again; lanfab revert tries it anew");
   return false;
+}
+
+// Why the service was started.
+static std::string reason_of(const TrialState& state) {
+  const std::string reason = requested_rollback();
+  if (!reason.empty()) return reason;
+  if (state.ends != 0 && monotonic_seconds() >= state.ends) return kNotKeptInTime;
+  return is_applied(state.sha256) ? "since " + std::string(kRevertUnit) + " was started" : kNotApplied;
+}
+
+// What has to be said of the old configuration that is in force now; empty if there is nothing.
+static std::string note_of(const std::string& in_force, const TrialState& state) {
+  File installed;
+  if (read_file(state.path, installed) && sha256(installed.content) == in_force) return "";
+  return "the network is that of before the trial; " + printable(state.path) +
+         " is another configuration, which is not applied";
+}
+
+static void report_rollback(const TrialState& state, const std::string& reason) {
+  Outcome outcome = outcome_of(state, Ending::kRolledBack, reason);
+  Applied applied;
+  if (!read_applied(applied)) {
+    outcome.in_force = applied.sha256;
+    outcome.note = note_of(applied.sha256, state);
+  }
+  std::printf("the trial is over; the old configuration is in force\n");
+  if (!outcome.note.empty()) std::printf("%s\n", outcome.note.c_str());
+  if (!write_outcome(outcome)) report(with_errno(kTrialDirectory));
 }
 
 bool is_trial_left() {
@@ -55,8 +92,11 @@ bool is_trial_left() {
 static int complete_confirmation(const TrialState& state) {
   File trial;
   File shown;
-  const bool is_visible =
-      read_file(kTrialConfiguration, trial) && read_file(state.path, shown) && shown.content == trial.content;
+  const bool is_visible = !read_file(kTrialConfiguration, trial) ||
+                          (read_file(state.path, shown) && shown.content == trial.content);
+  Outcome outcome = outcome_of(state, Ending::kKept, "by a lanfab confirm that was killed");
+  outcome.in_force = state.sha256;
+  if (!write_outcome(outcome)) report(with_errno(kTrialDirectory));
   if (const auto error = is_visible ? remove_trial() : forget_trial())
     return fail("lanfab: what belongs to the trial is still there: " + *error);
   std::printf("the configuration on trial had been confirmed; it stays active\n");
@@ -65,6 +105,13 @@ static int complete_confirmation(const TrialState& state) {
                     printable(state.entry) + " there and remove " + kTrialConfiguration);
   }
   return 0;
+}
+
+// Whether the trial is rolled back, and not kept by a `lanfab confirm` that comes at the same time or was
+// killed. `is_locked` tells that no other process is deciding.
+static bool is_to_be_rolled_back(const TrialState& state, bool is_locked) {
+  if (is_locked && read_decision() == Decision::kNone && is_trial_installed(state)) return false;
+  return decide(Decision::kRolledBack) != Decision::kKept;
 }
 
 int roll_back() {
@@ -76,13 +123,16 @@ int roll_back() {
   const bool is_locked = lock->is_held();
   if (!is_locked) fail(lock->error());
   if (!is_trial_left()) return 0;
-  const auto state = read_state();
-  if (state && is_trial_installed(*state)) return complete_confirmation(*state);
+  const TrialState state = read_state().value_or(TrialState{});
+  if (!is_to_be_rolled_back(state, is_locked)) return complete_confirmation(state);
+  const std::string reason = reason_of(state);
+  // For the next attempt, if this one fails.
+  request_rollback(reason);
   if (!deactivate_trial()) return fail(with_errno(kTrialConfiguration));
   lock.reset();
   stop_apply();
-  if (!apply_old_configuration(*program)) return 1;
-  std::printf("the trial is over; the old configuration is in force\n");
+  if (!apply_old_configuration(*program, state, reason)) return 1;
+  report_rollback(state, reason);
   if (is_locked) lock.emplace(kTrialDirectory);
   if (const auto error = remove_trial())
     return fail("lanfab: what belongs to the trial is still there: " + *error);

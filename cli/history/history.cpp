@@ -115,7 +115,7 @@ bool History::write_entry(const HistoryEntry& entry) const {
 }
 
 // The latest one stays, whatever its size. What cannot be removed now will be next time.
-void History::remove_oldest(std::vector<std::int64_t> numbers) const {
+void History::remove_oldest(const std::vector<std::int64_t>& numbers) const {
   std::size_t entries = 0;
   std::size_t bytes = 0;
   for (const std::int64_t number : numbers) {

@@ -38,7 +38,7 @@ class History {
  private:
   HistoryEntry read_entry(std::int64_t number) const;
   bool write_entry(const HistoryEntry& entry) const;
-  void remove_oldest(std::vector<std::int64_t> numbers) const;
+  void remove_oldest(const std::vector<std::int64_t>& numbers) const;
   std::string path_of(std::int64_t number) const;
 
   std::string directory_;

@@ -11,8 +11,6 @@
 
 using Words = std::vector<std::string>;
 
-// In seconds. A run that waits for the lock of a killed one would wait for ever.
-constexpr char kApplyLimit[] = "170";
 constexpr char kStopLimit[] = "--property=TimeoutStopSec=10";
 constexpr std::int64_t kNever = 86400;
 // Of such a service an apply that somebody stops has failed; of others it would have succeeded.
@@ -92,18 +90,12 @@ bool roll_back_now() {
   return succeeds({"systemctl", "start", kRevertUnit});
 }
 
-bool apply_in_service(const std::string& program, OnFailure on_failure) {
-  const char* property = on_failure == OnFailure::kRevert ? "--property=OnFailure=lanfab-revert.service"
-                                                          : "--property=OnFailure=";
+bool apply_in_service(const std::string& program) {
   return run_in_service({"--wait", "--unit=lanfab-apply", "--description=Apply of a network configuration",
-                         property, kStopLimit},
-                        {"timeout", kApplyLimit, program, "apply"});
+                         "--property=OnFailure=lanfab-revert.service", kStopLimit},
+                        {own_program(), "record", "apply", program});
 }
 
 void stop_apply() {
   if (may_run(kApplyUnit)) succeeds({"systemctl", "stop", kApplyUnit});
-}
-
-bool apply_here(const std::string& program) {
-  return succeeds({"timeout", "--kill-after=10", kApplyLimit, program, "apply"});
 }

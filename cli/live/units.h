@@ -30,14 +30,9 @@ bool stop_revert_timer();
 // Starts what the timer would start, or joins it, and waits for its end. Returns whether it succeeded.
 bool roll_back_now();
 
-enum class OnFailure { kNothing, kRevert };
-
-// Has systemd run an apply and waits for its end: it goes on without this process. Returns whether it
-// succeeded.
-bool apply_in_service(const std::string& program, OnFailure on_failure);
+// Has systemd run an apply, whose text is recorded, and waits for its end: it goes on without this process. A
+// failure starts what the timer would start. Returns whether it succeeded.
+bool apply_in_service(const std::string& program);
 
 // Ends the apply that apply_in_service has begun, if it is still at work.
 void stop_apply();
-
-// Runs an apply as a child, with a limit. Returns whether it succeeded.
-bool apply_here(const std::string& program);

@@ -134,5 +134,6 @@ Json::Value json_of(const Snapshot& snapshot, const StatusFindings& findings) {
     root["lock"] = Json::Value();
   }
   root["trial"] = snapshot.trial ? Json::Value(*snapshot.trial) : Json::Value();
+  root["last_trial"] = snapshot.last_trial ? Json::Value(*snapshot.last_trial) : Json::Value();
   return root;
 }

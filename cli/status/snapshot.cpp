@@ -2,6 +2,7 @@
 
 #include "cli/config_file/source.h"
 #include "cli/dry_run/initial_state.h"
+#include "cli/live/outcome.h"
 #include "cli/live/trial_state.h"
 #include "cli/status/route_questions.h"
 #include "cli/status/rule_drift.h"
@@ -55,6 +56,7 @@ std::optional<std::string> take_snapshot(Snapshot& snapshot) {
   snapshot.leases_error = read_leases(snapshot.leases).value_or("");
   snapshot.cellular = read_cellular();
   if (const auto trial = read_state()) snapshot.trial = describe(*trial);
+  if (const auto outcome = read_outcome()) snapshot.last_trial = describe(*outcome);
   snapshot.runs_error = read_last_runs(snapshot.runs).value_or("");
   return std::nullopt;
 }

@@ -34,7 +34,8 @@ struct Snapshot {
   std::vector<LastRun> runs;
   std::string runs_error;  // why they could not be read; otherwise empty
   std::optional<RunLockState> lock;
-  std::optional<std::string> trial;  // "anna tries new.json since 40 s, for 80 s more"
+  std::optional<std::string> trial;       // "anna tries new.json since 40 s, for 80 s more"
+  std::optional<std::string> last_trial;  // how the last one ended, unless another one is under way
 };
 
 // Returns nothing, or why there is nothing to see. The gateway stays as it is: no service is started.

@@ -286,6 +286,10 @@ void Report::show_other_drift() {
     has_title = true;
     show_subject(one.subject);
   }
+  if (snapshot_.last_trial) {
+    page_.title("Last trial");
+    page_.note(Mark::kNone, *snapshot_.last_trial);
+  }
 }
 
 void Report::show_subject(const std::string& subject) {

@@ -16,8 +16,8 @@ import signal
 import subprocess
 
 from faults import gateway, points, worker
-from lib.fake_systemd import (APPLIED, ENVIRONMENT, INSTALLED, INSTALLED_COPY, PREVIOUS, STATE, TIMER, TRIAL,
-                              UNITS, active, end_trial, is_trial_active, lay_out)
+from lib.fake_systemd import (APPLIED, ENVIRONMENT, INSTALLED, INSTALLED_COPY, PREVIOUS, STATE, TARGET, TIMER,
+                              TRIAL, UNITS, active, end_trial, is_trial_active, lay_out, pretend_apply)
 
 NEW_FILE = pathlib.Path("/run/new.json")
 HISTORY = pathlib.Path("/var/lib/lanfab/history")
@@ -39,17 +39,20 @@ def lay():
     INSTALLED.write_text(OLD, encoding="utf-8")
     INSTALLED.chmod(0o640)
     NEW_FILE.write_text(NEW, encoding="utf-8")
+    pretend_apply()
 
 
 def lay_trial():
     """A trial under way."""
     lay()
-    for path, text in ((PREVIOUS, OLDER), (TRIAL, NEW), (INSTALLED_COPY, OLD)):
+    TARGET.parent.mkdir()
+    for path, text in ((PREVIOUS, OLDER), (TRIAL, NEW), (INSTALLED_COPY, OLD), (TARGET, OLD)):
         path.write_text(text, encoding="utf-8")
     state = {"who": "anna", "file": "new.json", "began": 1, "ends": 2, "id": "7", "path": str(INSTALLED),
-             "entry": str(INSTALLED)}
+             "entry": str(INSTALLED), "sha256": hashlib.sha256(NEW.encode()).hexdigest()}
     STATE.write_text(json.dumps(state), encoding="utf-8")
     TIMER.write_text("", encoding="utf-8")
+    pretend_apply()
 
 
 def lay_mounted_trial():
@@ -146,15 +149,17 @@ class Confirm:
 
     def violations(self, status, said):
         kept, previous = self.entry.read_text(), pathlib.Path(f"{self.entry}.previous").read_text()
+        # What becomes the previous one as soon as somebody looks for it.
+        waiting = pathlib.Path(f"{self.entry}.previous.new")
         is_left = is_trial_active() or STATE.exists() or TIMER.exists()
         if active() != NEW:
             yield "a run does not see the new configuration"
         if kept not in (OLD, NEW):
             yield "the next boot finds neither"
-        if previous not in (OLDER, OLD) or (kept == NEW and previous != OLD):
+        if previous not in (OLDER, OLD) or previous == kept:
             yield "the previous one is lost"
-        if status > 0 and kept == OLD and previous != OLDER:
-            yield "a failure has changed the previous one"
+        if kept == NEW and previous == OLDER and not (waiting.exists() and waiting.read_text() == OLD):
+            yield "what was installed before is lost"
         if kept == OLD and not (is_trial_active() and TIMER.exists() and STATE.exists()):
             yield "the old one is installed, but the trial does not go on"
         if is_trial_active() and not TIMER.exists():
@@ -167,7 +172,7 @@ class Confirm:
             yield "success, but the next boot finds the old one"
         if status > 0 and not said:
             yield "a failure that is not explained"
-        if status >= 0 and kept == NEW and len(os.listdir(self.entry.parent)) != 2:
+        if status >= 0 and kept == NEW and len(os.listdir(self.entry.parent)) != 2 + waiting.exists():
             yield f"left behind: {os.listdir(self.entry.parent)}"
         yield from violations_of_history(status)
         if status == 0 and "in the history" not in said and len(os.listdir(HISTORY)) != 1:

@@ -19,7 +19,10 @@ import trial
 
 TOOL = "cli/lanfab"
 
-UNIT = pathlib.Path(__file__).resolve().parents[2] / "packaging/lanfab.service.in"
+PACKAGING = pathlib.Path(__file__).resolve().parents[2] / "packaging"
+UNIT = PACKAGING / "lanfab.service.in"
+RECORDING = PACKAGING / "tools/lanfab.service.conf.in"
+DROP_INS = "/etc/systemd/system/lanfab.service.d"
 
 gateway = guest.Gateway()
 trials = trial.Trials(gateway)
@@ -87,7 +90,7 @@ class Trial(unittest.TestCase):
 
     def test_comes_back_by_itself_whatever_the_clock_says(self):
         terminal = Terminal("try", trial.NEW, "--timeout", "30")
-        self.assertTrue(terminal.wait_for("Enter keeps it"))
+        self.assertTrue(terminal.wait_for("Keep it?"))
         self.assertTrue(trials.has_new_address())
         self.assertFalse(gateway.reaches(trial.OLD_ADDRESS, namespace="lan0", timeout=1))
         # Neither at once, nor never.
@@ -102,14 +105,14 @@ class Trial(unittest.TestCase):
     @guest.exhaustive
     def test_comes_back_when_the_terminal_has_gone(self):
         terminal = Terminal("try", trial.NEW, "--timeout", "30")
-        self.assertTrue(terminal.wait_for("Enter keeps it"))
+        self.assertTrue(terminal.wait_for("Keep it?"))
         os.close(terminal.master)
         self.assertEqual(terminal.end(), -signal.SIGHUP)
         self.assertTrue(trials.has_new_address())
         self.assertTrue(trials.is_old_network_back())
 
     def test_ctrl_c_goes_back_at_once(self):
-        for moment in ("Applying", "Enter keeps it"):
+        for moment in ("Applying", "Keep it?"):
             with self.subTest(moment):
                 terminal = Terminal("try", trial.NEW)
                 self.assertTrue(terminal.wait_for(moment))
@@ -118,17 +121,19 @@ class Trial(unittest.TestCase):
                 self.assertEqual(terminal.end(), 1)
                 self.assertTrue(trials.is_old_network_back())
 
-    def test_enter_keeps_it_and_revert_offers_the_one_before(self):
+    def test_yes_keeps_it_and_revert_offers_the_one_before(self):
         gateway.run("chmod", "640", guest.CONFIGURATION)
         gateway.run("chown", "0:42", guest.CONFIGURATION)
+        # A file that has changed since it was applied is nothing to go back to.
+        gateway.apply()
         terminal = Terminal("try", trial.NEW)
         self.assertTrue(terminal.wait_for("Applying"))
         # What is typed now says nothing about the new network.
-        terminal.type(b"\n")
-        self.assertTrue(terminal.wait_for("Enter keeps it"))
-        self.assertTrue(terminal.wait_for("Enter keeps it", anew=True))
+        terminal.type(b"y\n")
+        self.assertTrue(terminal.wait_for("Keep it?"))
+        self.assertTrue(terminal.wait_for("Keep it?", anew=True))
         self.assertTrue(gateway.exists(trial.STATE))
-        terminal.type(b"\n")
+        terminal.type(b"y\n")
         self.assertEqual(terminal.end(), 0)
         self.assertFalse(trials.is_under_way())
         self.assert_files(trial.CUT_OFF, trial.OLD)
@@ -153,6 +158,27 @@ class Trial(unittest.TestCase):
             self.assertEqual(gateway.run("stat", "--format=%a %u:%g", file).stdout, "640 0:42\n")
         self.assertEqual(sorted(os.listdir("/etc/lanfab")), ["network.json", "network.json.previous"])
 
+    def test_goes_back_to_what_the_service_applied(self):
+        self.install_service()
+        gateway.write(f"{DROP_INS}/record.conf", RECORDING.read_text(encoding="utf-8").replace(
+            "@LANFAB_TOOL@", "/usr/bin/lanfab").replace("@LANFAB_PROGRAM@", "/usr/bin/cmd_lanfab"))
+        self.addCleanup(gateway.run, "systemctl", "daemon-reload")
+        self.addCleanup(gateway.run, "rm", "-r", DROP_INS)
+        gateway.run("systemctl", "daemon-reload")
+        for command in "restart", "reload":
+            with self.subTest(command):
+                gateway.run("systemctl", command, "lanfab")
+                self.assertIn(trial.OLD_ADDRESS, gateway.read("/run/lanfab/applied"))
+                # The next apply would fail.
+                gateway.write(guest.CONFIGURATION, "{")
+                self.assertEqual(trials.try_new().returncode, 0)
+                self.assertTrue(trials.has_new_address())
+                reverted = trials.lanfab("revert")
+                gateway.write(guest.CONFIGURATION, json.dumps(trial.OLD))
+                self.assertEqual(reverted.returncode, 0, reverted.stderr)
+                self.assertIn("which is not applied", reverted.stdout)
+                self.assertTrue(gateway.reaches(trial.OLD_ADDRESS, namespace="lan0"))
+
     @staticmethod
     def install_service():
         unit = UNIT.read_text(encoding="utf-8").replace("@LANFAB_PROGRAM@", "cmd_lanfab")
@@ -160,14 +186,14 @@ class Trial(unittest.TestCase):
         gateway.run("systemctl", "daemon-reload")
 
     def test_its_services_are_confined_like_that_of_the_boot(self):
-        drop_in = "/etc/systemd/system/lanfab.service.d"
         self.install_service()
-        gateway.run("mkdir", "-p", drop_in)
+        gateway.run("mkdir", "-p", DROP_INS)
         self.addCleanup(gateway.run, "systemctl", "daemon-reload")
-        self.addCleanup(gateway.run, "rm", "-r", drop_in)
-        gateway.write(f"{drop_in}/local.conf", "[Service]\nEnvironment=LANFAB_SYSDB=/run/other.sqlite3\n")
+        self.addCleanup(gateway.run, "rm", "-r", DROP_INS)
+        gateway.write(f"{DROP_INS}/local.conf", "[Service]\nEnvironment=LANFAB_SYSDB=/run/other.sqlite3\n")
         gateway.run("systemctl", "daemon-reload")
-        gateway.run("touch", "/run/LANFAB_LOCKED")
+        release = trials.hold_apply()
+        self.addCleanup(release)
         terminal = Terminal("try", trial.NEW)
         self.assertTrue(trials.wait_for_apply())
         boot = exposure("lanfab.service")
@@ -179,8 +205,8 @@ class Trial(unittest.TestCase):
                      "RestrictAddressFamilies", "NoNewPrivileges", "Environment"):
             for unit in "lanfab-apply.service", "lanfab-revert.service":
                 self.assertEqual(show(unit, name), show("lanfab.service", name))
-        gateway.run("rm", "/run/LANFAB_LOCKED")
-        self.assertTrue(terminal.wait_for("Enter keeps it"))
+        release()
+        self.assertTrue(terminal.wait_for("Keep it?"))
         self.assertTrue(gateway.exists("/run/other.sqlite3"))
         terminal.type(b"\x03")
         self.assertTrue(terminal.wait_for("The old configuration is in force."))
@@ -235,25 +261,25 @@ class Trial(unittest.TestCase):
         self.assertEqual(trials.installed(), trial.OLD)
         self.assertTrue(gateway.reaches(trial.OLD_ADDRESS, namespace="lan0"))
 
-    def test_apply_that_is_stopped_is_not_reported_as_applied(self):
-        gateway.run("touch", "/run/LANFAB_LOCKED")
+    def test_apply_that_sigterm_ends_is_not_reported_as_applied(self):
+        self.addCleanup(trials.hold_apply())
         terminal = Terminal("try", trial.NEW)
         self.assertTrue(trials.wait_for_apply())
-        gateway.run("systemctl", "stop", "lanfab-apply")
+        gateway.run("systemctl", "kill", "--kill-whom=main", "--signal=TERM", "lanfab-apply")
         self.assertTrue(terminal.wait_for("The old configuration is in force."))
         self.assertIn("has failed or was stopped", terminal.text)
         self.assertEqual(terminal.end(), 1)
         self.assertTrue(trials.is_old_network_back())
 
-    def test_rollback_while_the_apply_waits_for_the_lock_is_reported(self):
+    def test_rollback_during_the_apply_is_reported(self):
+        self.addCleanup(trials.hold_apply())
         for command in ("systemctl", "start", "lanfab-revert"), ("lanfab", "revert"):
-            gateway.run("touch", "/run/LANFAB_LOCKED")
             terminal = Terminal("try", trial.NEW)
             self.assertTrue(trials.wait_for_apply())
             gateway.run(*command)
             self.assertEqual(terminal.end(), 1)
             self.assertTrue(terminal.wait_for("The old configuration is in force."))
-            self.assertNotIn("Enter keeps it", terminal.text)
+            self.assertNotIn("Keep it?", terminal.text)
             self.assertTrue(trials.is_old_network_back())
 
     @guest.exhaustive

@@ -234,6 +234,8 @@ class Trouble(unittest.TestCase):
             result = trials.try_new()
         finally:
             gateway.run("mv", "/root/old.json", guest.CONFIGURATION)
+            # The file has changed since it was applied.
+            gateway.apply()
         self.assertEqual(result.returncode, 2)
         self.assertIn("there is no configuration to go back to", result.stderr)
         self.assertFalse(gateway.exists(trial.STATE))

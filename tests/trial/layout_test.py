@@ -56,6 +56,7 @@ class Layout(unittest.TestCase):
 
     def try_new(self, text, **expected):
         NEW.write_text(text)
+        systemd.pretend_apply()
         return self.lanfab("try", NEW, **expected)
 
     def assert_files(self, file, installed, previous):
@@ -78,7 +79,7 @@ class Layout(unittest.TestCase):
         self.assert_files(file, CONFIGURATIONS[2], CONFIGURATIONS[1])
         self.lanfab("revert", "--yes")
         self.assert_files(file, CONFIGURATIONS[1], CONFIGURATIONS[2])
-        self.assertEqual(os.listdir(STATE.parent), [])
+        self.assertEqual(systemd.leftovers(), [])
 
     def assert_refused(self, *said):
         """No trial begins that could not be confirmed."""

@@ -8,6 +8,15 @@ STATE = "/run/lanfab/trial.json"
 FILE = "/run/lanfab/network.json"
 PREVIOUS = f"{guest.CONFIGURATION}.previous"
 NEW = "/root/new.json"
+PROGRAM = "/usr/bin/cmd_lanfab"
+# Under its own name: it is a run, still.
+HELD_PROGRAM = "/usr/local/lib/held/cmd_lanfab"
+HOLD = "/run/hold_apply"
+# Takes the place of the program, and waits until the trial has ended or nobody holds it any more.
+HOLDING = f"""#!/bin/sh
+while [ -e {FILE} ] && [ -e {HOLD} ]; do sleep 0.1; done
+exec {HELD_PROGRAM} "$@"
+"""
 OLD_ADDRESS = "192.168.1.1"
 NEW_ADDRESS = "192.168.7.1"
 
@@ -73,6 +82,17 @@ class Trials:
         """Waits until the apply of the trial runs; returns whether it does."""
         show = ("systemctl", "show", "--property=ActiveState", "--value", "lanfab-apply")
         return guest.wait_until(lambda: self.gateway.run(*show).stdout == "activating\n")
+
+    def hold_apply(self):
+        """Has the apply of a trial wait as long as the trial is active. Returns what ends that."""
+        gateway = self.gateway
+        gateway.write(HOLD, "")
+        if not gateway.exists(HELD_PROGRAM):
+            gateway.run("mkdir", "-p", HELD_PROGRAM.rpartition("/")[0])
+            gateway.run("mv", PROGRAM, HELD_PROGRAM)
+            gateway.write(PROGRAM, HOLDING)
+            gateway.run("chmod", "+x", PROGRAM)
+        return lambda: gateway.run("rm", "-f", HOLD)
 
     def has_new_address(self):
         return self.gateway.wait_for_address("eth0", f"{NEW_ADDRESS}/24")

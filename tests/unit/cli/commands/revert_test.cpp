@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "cli/commands/commands.h"
+#include "cli/live/outcome.h"
 #include "cli/live/trial_state.h"
 #include "failing_call.h"
 #include "test_files.h"
@@ -43,7 +44,7 @@ class RevertTest : public ::testing::Test {
     put_tool("systemctl", "echo inactive");
     put_tool("timeout",
              "if [ -s /run/failures ]; then sed -i 1d /run/failures; exit 1; fi\n"
-             "cat /etc/lanfab/network.json >>/run/applied");
+             "cat /etc/lanfab/network.json >>/run/applied\n: >/run/.delete_static_routes");
     put_tool("wall", "echo \"$*\" >>/run/told");
     for (const char* file : {"/run/applied", "/run/told"})
       put_file(file, "");
@@ -87,7 +88,8 @@ TEST_F(RevertTest, AnApplyThatFailsIsRepeatedAndEverybodyIsTold) {
   EXPECT_THAT(errors_, testing::StartsWith("<1>"));
   EXPECT_THAT(errors_, HasSubstr(kAlert));
   EXPECT_EQ("<1>" + text_of_file("/run/told").substr(std::strlen("lanfab: ")), errors_) << "it is said once";
-  EXPECT_TRUE(std::filesystem::is_empty("/run/lanfab"));
+  EXPECT_FALSE(read_state());
+  EXPECT_EQ(read_outcome()->ending, Ending::kRolledBack);
 }
 
 TEST_F(RevertTest, AfterTenMinutesItGivesUpAndLeavesTheRestToAnotherOne) {
@@ -97,6 +99,7 @@ TEST_F(RevertTest, AfterTenMinutesItGivesUpAndLeavesTheRestToAnotherOne) {
   EXPECT_EQ(passed, 600);
   EXPECT_THAT(text_of_file("/run/told"), HasSubstr("lanfab revert tries it anew"));
   EXPECT_TRUE(read_state()) << "the trial has not ended";
+  EXPECT_EQ(read_outcome()->ending, Ending::kStuck);
   EXPECT_EQ(revert(), 0);
   EXPECT_EQ(text_of_file("/run/applied"), "old\n");
 }

@@ -22,6 +22,7 @@ static Snapshot full_snapshot() {
   snapshot.runs.push_back({"APPLY", 3'000'000, 500'000, LastRun::End::kFailed, {{5, "cmd_lanfab start"}}});
   snapshot.lock = RunLockState{4000, true, 2};
   snapshot.trial = "anna tries new.json";
+  snapshot.last_trial = "old.json was kept";
   return snapshot;
 }
 
@@ -50,7 +51,8 @@ TEST(JsonReport, HoldsEverythingOfASnapshot) {
     "runs": [{"action": "APPLY", "began": 3000000, "lasted": 500000, "end": "failed",
               "messages": [{"priority": 5, "text": "cmd_lanfab start"}]}],
     "lock": {"since": 4000, "held": true, "runs": 2},
-    "trial": "anna tries new.json"})"))
+    "trial": "anna tries new.json",
+    "last_trial": "old.json was kept"})"))
       << report;
 }
 
@@ -59,7 +61,7 @@ TEST(JsonReport, TellsWhatIsUnknownFromWhatIsNotThere) {
   Json::Value report = json_of(snapshot, {});
   EXPECT_EQ(report["leases"], json("[]"));
   EXPECT_EQ(report["runs"], json("[]"));
-  EXPECT_TRUE(report["lock"].isNull() && report["trial"].isNull());
+  EXPECT_TRUE(report["lock"].isNull() && report["trial"].isNull() && report["last_trial"].isNull());
   snapshot.leases_error = snapshot.runs_error = "Permission denied";
   report = json_of(snapshot, {});
   EXPECT_TRUE(report["leases"].isNull());

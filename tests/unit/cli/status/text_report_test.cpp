@@ -47,6 +47,11 @@ TEST_F(TextReportTest, ATrialIsShownWithoutWhatATerminalWouldExecute) {
   EXPECT_THAT(text(), HasSubstr("Trial\n      anna tries ?[2J.json\n\nFiles\n"));
 }
 
+TEST_F(TextReportTest, TheEndOfTheLastTrialIsShown) {
+  snapshot_.last_trial = "new.json was rolled back";
+  EXPECT_THAT(text(), HasSubstr("Last trial\n      new.json was rolled back\n"));
+}
+
 TEST_F(TextReportTest, TheRunsAtTheLockAreCounted) {
   snapshot_.lock = RunLockState{1795291200, true, 1};
   EXPECT_THAT(text(), HasSubstr("Lock\n  since 2026-11-21 20:00:00, 1 run of cmd_lanfab"));
