@@ -1,7 +1,5 @@
 #include "cli/commands/roll_back.h"
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <optional>
 #include <string>
@@ -12,37 +10,24 @@
 #include "cli/commands/commands.h"
 #include "cli/dry_run/dry_run.h"
 #include "cli/live/installed_file.h"
+#include "cli/live/reserve.h"
 #include "cli/live/runs.h"
 #include "cli/live/trial_state.h"
 #include "cli/live/units.h"
 
-// How long the service tries, and how long it waits between two attempts.
-constexpr std::int64_t kAttemptSeconds = 600;
-constexpr unsigned kPauseSeconds = 5;
+constexpr int kWallLimit = 5;
 
 // To the journal as an alert, and to everyone who is logged in.
 static void broadcast_alert(const std::string& message) {
   std::fprintf(stderr, "<1>%s\n", message.c_str());
   std::fflush(stderr);
-  succeeds({"wall", "lanfab: " + message});
+  succeeds_within(kWallLimit, {"wall", "lanfab: " + message});
 }
 
-// The old configuration is the installed one again; now it has to come into force. Until it has, the state
-// stays, so that `lanfab revert` can be called once more.
+// The old configuration is the active one again; now it has to come into force.
 static bool apply_old_configuration(const std::string& program) {
-  const std::int64_t end = monotonic_seconds() + kAttemptSeconds;
-  for (bool is_first = true; true; is_first = false) {
-    remove_stale_lock();
-    if (apply_here(program)) return true;
-    if (is_first)
-      broadcast_alert(
-          "the trial is over, but the APPLY of the old configuration has failed; it is tried again");
-    if (monotonic_seconds() >= end) break;
-    sleep(kPauseSeconds);
-  }
-  broadcast_alert(
-      "the old configuration is not in force: its APPLY fails again and again; lanfab revert tries it anew");
-  return false;
+  remove_stale_lock();
+  return apply_here(program);
 }
 
 bool is_trial_left() {
@@ -67,7 +52,9 @@ static int complete_confirmation(const TrialState& state) {
   return 0;
 }
 
-int roll_back() {
+// Ends the trial once. Until the old configuration is in force, the state stays, so that this can be called
+// again. Returns the exit status.
+static int attempt_rollback() {
   const auto program = find_program();
   if (!program) return fail("lanfab: cmd_lanfab is not installed");
   if (!is_trial_left()) return 0;
@@ -87,4 +74,12 @@ int roll_back() {
   if (const auto error = remove_trial())
     return fail("lanfab: what belongs to the trial is still there: " + *error);
   return 0;
+}
+
+int roll_back() {
+  const int status = attempt_rollback();
+  if (status != 0 && is_trial_left() && mark_failure())
+    broadcast_alert(
+        "the rollback of the trial has failed; it is tried again: journalctl --unit=lanfab-revert");
+  return status;
 }

@@ -40,17 +40,19 @@ case $1 in
   start) sh {TIMER} ;;
 esac
 """,
-    # The file of a timer holds the command that it will run.
+    # The file of a timer holds the command that it will run. A service that nobody waits for is only active.
     "systemd-run": f"""
 while [ "${{1#-}}" != "$1" ]; do
   case $1 in
     --unit=*) unit={UNITS}/${{1#--unit=}} ;;
     --on-active=*) is_timer=yes ;;
+    --wait) is_awaited=yes ;;
   esac
   shift
 done
-if [ "${{is_timer-}}" ]; then echo "$*" >$unit.timer; exit; fi
+if [ "${{is_timer-}}" ]; then printf "'%s' " "$@" >$unit.timer; exit; fi
 : >$unit.service
+if [ ! "${{is_awaited-}}" ]; then exit; fi
 "$@"
 status=$?
 rm -f $unit.service

@@ -566,12 +566,17 @@ class Failures(Trial):
             systemd.end_trial()
 
     def test_full_run(self):
-        for pages in 1, 2:
-            subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={pages * os.sysconf('SC_PAGESIZE')}", "full",
-                            TRIAL.parent], check=True)
-            self.try_new(status=2, said="/run/lanfab: No space left on device")
-            self.assertEqual(os.listdir(TRIAL.parent), [])
-            subprocess.run(["umount", TRIAL.parent], check=True)
+        page = os.sysconf("SC_PAGESIZE")
+        programs = LANFAB, f"{LANFAB.removesuffix('/cli/lanfab')}/cmd_lanfab"
+        copies = sum(-(-os.path.getsize(program) // page) for program in programs)
+        for pages, said in (1, "programs: No space"), (copies + 2, "no room for a rollback"):
+            subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={pages * page}", "full", TRIAL.parent],
+                           check=True)
+            try:
+                self.try_new(status=2, said=said)
+                self.assertEqual(os.listdir(TRIAL.parent), [])
+            finally:
+                subprocess.run(["umount", TRIAL.parent], check=True)
             self.assert_files(OLD, None)
 
     def test_a_trial_that_cannot_be_removed(self):
