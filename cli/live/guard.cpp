@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <map>
+#include <string_view>
 
 #include "cli/base/file.h"
 #include "cli/base/terminal.h"
@@ -30,17 +31,13 @@ constexpr mode_t kOfOwner = 0700;
 
 // What this process writes before it renames it, and others likewise.
 constexpr char kRestored[] = ".restored";
-constexpr const char* kPassing[] = {kRestored, ".new", "/reserve", "/end", "/end.failed"};
+constexpr std::string_view kPassing[] = {kRestored, ".new", "/reserve", "/end", "/end.failed"};
 
 static bool is_guard = false;
 
-static bool ends_with(const std::string& text, const std::string& end) {
-  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
 static bool is_passing(const std::string& path) {
   return std::any_of(std::begin(kPassing), std::end(kPassing),
-                     [&path](const char* end) { return ends_with(path, end); });
+                     [&path](std::string_view end) { return path.rfind(end) == path.size() - end.size(); });
 }
 
 static bool is_time_over(const TrialState& state) {
@@ -75,7 +72,7 @@ class Guard {
   bool look_after_files() {
     const bool is_missing =
         std::any_of(files_.begin(), files_.end(), [](const auto& entry) { return is_lost(entry.first); });
-    if (is_missing) restore();
+    if (is_missing || !has_reserve()) restore();
     remember(kTrialDirectory);
     // Somebody has removed everything before this process knew it.
     if (!state_) return false;

@@ -22,6 +22,10 @@ bool reserve_space() {
   return errno == 0;
 }
 
+bool has_reserve() {
+  return access(kReserve, F_OK) == 0;
+}
+
 // Neither a rename nor an empty file takes space.
 void mark_end() {
   std::rename(kReserve, kEnd);

@@ -5,6 +5,9 @@
 // Reserves the space in /run that a rollback needs. False, with errno set, when /run has no room.
 bool reserve_space();
 
+// Whether the space is still reserved.
+bool has_reserve();
+
 // Frees that space. From now on nobody restores a file of the trial that is missing.
 void mark_end();
 

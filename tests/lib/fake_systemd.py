@@ -35,12 +35,15 @@ SCRIPTS = {
 for unit; do :; done
 case $1 in
   show) if [ -e {UNITS}/$unit ]; then echo active; else echo inactive; fi ;;
-  stop) rm {UNITS}/$unit ;;
+  stop)
+    if [ -s {UNITS}/$unit ] && [ $unit = lanfab-guard.service ]; then kill -KILL $(cat {UNITS}/$unit); fi
+    rm {UNITS}/$unit ;;
   cat) exit 1 ;;
   start) sh {TIMER} ;;
 esac
 """,
-    # The file of a timer holds the command that it will run. A service that nobody waits for is only active.
+    # The file of a timer holds the command that it will run. A service that nobody waits for is only active:
+    # a test that runs it puts the number of its process there.
     "systemd-run": f"""
 while [ "${{1#-}}" != "$1" ]; do
   case $1 in

@@ -569,7 +569,10 @@ class Failures(Trial):
         page = os.sysconf("SC_PAGESIZE")
         programs = LANFAB, f"{LANFAB.removesuffix('/cli/lanfab')}/cmd_lanfab"
         copies = sum(-(-os.path.getsize(program) // page) for program in programs)
-        for pages, said in (1, "programs: No space"), (copies + 2, "no room for a rollback"):
+        reserved = 1024 * 1024 // page
+        for pages, said in ((1, "programs: No space"), (copies + 2, "no room for a rollback"),
+                            (copies + reserved, "/run/lanfab: No space"),
+                            (copies + reserved + 2, "/run/lanfab: No space")):
             subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={pages * page}", "full", TRIAL.parent],
                            check=True)
             try:
