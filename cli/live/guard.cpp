@@ -44,6 +44,11 @@ static bool is_time_over(const TrialState& state) {
   return monotonic_seconds() > state.ends + kGrace;
 }
 
+static bool is_same(const struct stat& one, const struct stat& other) {
+  return one.st_ino == other.st_ino && one.st_size == other.st_size &&
+         one.st_mtim.tv_sec == other.st_mtim.tv_sec && one.st_mtim.tv_nsec == other.st_mtim.tv_nsec;
+}
+
 namespace {
 
 // A file of the trial when it was there.
@@ -62,22 +67,21 @@ class Guard {
     if (state) state_ = state;
     if (is_end_marked()) {
       if (!state) return false;
-    } else if (!look_after_files()) {
-      return false;
+    } else {
+      look_after_files();
+      if (state_ && looks_++ % kLooksPerQuestion == 0) look_after_timer();
     }
+    // Without its state, nobody can confirm it.
+    if (!state_) return is_trial_active() && !roll_back_late();
     return !is_time_over(*state_) || !roll_back_late();
   }
 
  private:
-  bool look_after_files() {
-    const bool is_missing =
-        std::any_of(files_.begin(), files_.end(), [](const auto& entry) { return is_lost(entry.first); });
-    if (is_missing || !has_reserve()) restore();
+  void look_after_files() {
+    const auto is_entry_lost = [](const auto& entry) { return is_lost(entry.first); };
+    const bool is_known = !files_.empty();
+    if (is_known && (!has_reserve() || std::any_of(files_.begin(), files_.end(), is_entry_lost))) restore();
     remember(kTrialDirectory);
-    // Somebody has removed everything before this process knew it.
-    if (!state_) return false;
-    if (looks_++ % kLooksPerQuestion == 0) look_after_timer();
-    return true;
   }
 
   static bool is_lost(const std::string& path) {
@@ -96,11 +100,10 @@ class Guard {
   }
 
   void remember_file(const std::string& path, const struct stat& status) {
-    Remembered& known = files_[path];
-    const bool is_known = known.status.st_ino == status.st_ino && known.status.st_size == status.st_size &&
-                          known.status.st_mtim.tv_sec == status.st_mtim.tv_sec &&
-                          known.status.st_mtim.tv_nsec == status.st_mtim.tv_nsec;
-    if (!is_known && read_file(path, known.file)) known.status = status;
+    const auto known = files_.find(path);
+    if (known != files_.end() && is_same(known->second.status, status)) return;
+    Remembered remembered = {{}, status};
+    if (read_file(path, remembered.file)) files_[path] = remembered;
   }
 
   // A rollback may not have waited for the lock: then its mark is there after the files.
@@ -144,7 +147,7 @@ class Guard {
     bool is_rolling_back = false;
     const bool is_known = !query_unit(kRevertUnit, is_rolling_back);
     if ((is_known && is_rolling_back) || monotonic_seconds() < next_attempt_) return false;
-    std::fprintf(stderr, "<1>the trial is overdue: its timer has not ended it; rolling back\n");
+    std::fprintf(stderr, "<1>the trial is overdue: nobody else has ended it; rolling back\n");
     if (roll_back_() == 0) return true;
     next_attempt_ = monotonic_seconds() + pause_;
     pause_ = std::min(2 * pause_, kLongestPause);

@@ -144,7 +144,7 @@ bool stop_revert_timer() {
 bool start_guard() {
   return run_revert(
       {"--unit=lanfab-guard", "--description=Guard of a network configuration on trial",
-       "--property=Type=exec", "--property=Restart=always", "--property=RestartSec=1",
+       "--property=Type=exec", "--property=Restart=always", "--property=RestartSec=100ms",
        "--property=RestartPreventExitStatus=0", "--property=StartLimitIntervalSec=0", kServiceStopLimit},
       "--guard");
 }

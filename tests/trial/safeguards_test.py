@@ -172,6 +172,13 @@ class Guard(Trial):
         GUARD.unlink()
         self.assert_files(OLD, None)
 
+    def test_rolls_back_what_it_does_not_know(self):
+        self.try_new()
+        STATE.unlink()
+        self.run_guard()
+        self.end()
+        self.assert_rolled_back()
+
     def test_restores_what_is_removed(self):
         self.start()
         files = {path: (path.read_bytes(), path.stat().st_mode) for path in DIRECTORY.rglob("*")
