@@ -185,6 +185,16 @@ TEST_F(InstalledFileTest, APreviousOneThatIsNotRemovedIsReported) {
   EXPECT_EQ(text_of_file(kInstalled), "old");
 }
 
+TEST_F(InstalledFileTest, ItCanBeReplacedWhereARenameSucceeds) {
+  EXPECT_EQ(why_not_replaceable(kFile), std::nullopt);
+  failing_rename.fail(1, EPERM);
+  EXPECT_EQ(why_not_replaceable(kFile).value_or("").rfind("/run/etc/: Operation not permitted: ", 0), 0U);
+  std::filesystem::create_directory("/run/etc/network.json.test");
+  EXPECT_EQ(why_not_replaceable(kFile).value_or("").rfind("/run/etc/: Is a directory: ", 0), 0U);
+  std::filesystem::remove("/run/etc/network.json.test");
+  EXPECT_EQ(files(), 1U) << "nothing is left of the test";
+}
+
 class MountedFileTest : public InstalledFileTest {
  protected:
   void SetUp() override {
