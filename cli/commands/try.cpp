@@ -30,8 +30,8 @@
 #include "cli/live/units.h"
 
 constexpr char kRevertFails[] =
-    "the rollback service does not work: journalctl --unit=lanfab-revert-test; it cannot see /home, /root "
-    "and /tmp, nor what drop-ins of lanfab.service hide from it";
+    "the rollback service does not work, perhaps because of a drop-in of lanfab.service: journalctl "
+    "--unit=lanfab-revert-test";
 
 static volatile std::sig_atomic_t is_interrupted = 0;
 

@@ -25,6 +25,9 @@ constexpr std::int64_t kGrace = 10;
 constexpr std::int64_t kFirstPause = 5;
 constexpr std::int64_t kLongestPause = 60;
 
+// Of a file that this process keeps in memory.
+constexpr off_t kLargestFile = 64 * 1024 * 1024;
+
 // Whoever may read the file may read it again; its owner only if root has given it away.
 constexpr mode_t kPermissions = 07777;
 constexpr mode_t kOfOwner = 0700;
@@ -95,7 +98,8 @@ class Guard {
       struct stat status {};
       if (is_passing(path) || lstat(path.c_str(), &status) != 0) continue;
       if (S_ISDIR(status.st_mode)) remember(path);
-      if (S_ISREG(status.st_mode) && status.st_size > 0) remember_file(path, status);
+      const bool is_kept = status.st_size > 0 && status.st_size <= kLargestFile;
+      if (S_ISREG(status.st_mode) && is_kept) remember_file(path, status);
     }
   }
 

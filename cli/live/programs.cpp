@@ -1,7 +1,6 @@
 #include "cli/live/programs.h"
 
 #include <sys/mount.h>
-#include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -23,7 +22,8 @@ constexpr char kFirstThatWorks[] =
 
 static bool make_directory() {
   struct statvfs system {};
-  if (mkdir(kProgramsDirectory, kPrivate) != 0 || statvfs(kProgramsDirectory, &system) != 0) return false;
+  if (!make_directories(kProgramsDirectory, kPrivate) || statvfs(kProgramsDirectory, &system) != 0)
+    return false;
   return (system.f_flag & ST_NOEXEC) == 0 ||
          mount("lanfab", kProgramsDirectory, "tmpfs", MS_NOSUID | MS_NODEV, "mode=0700") == 0;
 }
@@ -43,9 +43,8 @@ std::optional<std::string> keep_programs(const std::string& cmd_lanfab) {
 }
 
 void remove_programs() {
-  unlink(kLanfab);
-  unlink(kCmdLanfab);
-  // A link is not followed: whoever could lay one is root.
+  for (const std::string& name : list_directory(kProgramsDirectory).value_or(std::vector<std::string>()))
+    unlink((std::string(kProgramsDirectory) + "/" + name).c_str());
   umount2(kProgramsDirectory, MNT_DETACH | UMOUNT_NOFOLLOW);
   rmdir(kProgramsDirectory);
 }

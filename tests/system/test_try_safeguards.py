@@ -1,7 +1,6 @@
 """What somebody may do to the safeguards of a trial: the old network comes back all the same."""
 
 import pathlib
-import shutil
 import signal
 import subprocess
 import sys
@@ -16,8 +15,6 @@ DIRECTORY = "/run/lanfab"
 TIMER = "lanfab-revert.timer"
 SERVICE = "lanfab-revert.service"
 GUARD = "lanfab-guard.service"
-# Found before the tools of the system, see test_try_trouble.py.
-TOOLS = "/usr/local/lib/tools"
 # Has what the gateway cannot do without, and nothing else: no sysinit.target, like emergency.target.
 TARGET = """[Unit]
 DefaultDependencies=no
@@ -31,24 +28,10 @@ trials = trial.Trials(gateway)
 
 
 def setUpModule():
-    gateway.run("mkdir", "-p", TOOLS)
-    gateway.run("mount", "-t", "overlay", "-o", f"lowerdir={TOOLS}:/usr/sbin", "tools", "/usr/sbin")
+    global tools  # pylint: disable=global-statement
+    tools = trial.Tools(gateway, "systemctl", "systemd-run", "timeout")
     gateway.write("/etc/systemd/system/small.target", TARGET)
     gateway.run("systemctl", "daemon-reload")
-
-
-def put_tool(name, script):
-    """Puts a script in the place of a tool. The overlay shows a change of its lower directory only so."""
-    gateway.run("umount", "/usr/sbin")
-    gateway.write(f"{TOOLS}/{name}", f"#!/bin/sh\n{script}\n")
-    gateway.run("chmod", "+x", f"{TOOLS}/{name}")
-    gateway.run("mount", "-t", "overlay", "-o", f"lowerdir={TOOLS}:/usr/sbin", "tools", "/usr/sbin")
-
-
-def remove_tool(name):
-    gateway.run("umount", "/usr/sbin")
-    gateway.run("rm", f"{TOOLS}/{name}")
-    gateway.run("mount", "-t", "overlay", "-o", f"lowerdir={TOOLS}:/usr/sbin", "tools", "/usr/sbin")
 
 
 def has_said(words):
@@ -67,7 +50,7 @@ class Safeguards(unittest.TestCase):
         self.addCleanup(trials.wait_for_end)
         self.addCleanup(trials.lanfab, "revert")
 
-    def begin(self, seconds=20):
+    def begin(self, seconds=15):
         result = trials.try_new("--timeout", str(seconds))
         self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
         self.assertEqual(trials.active(), trial.CUT_OFF)
@@ -102,8 +85,8 @@ class Safeguards(unittest.TestCase):
     @guest.exhaustive
     def test_timer_that_cannot_be_started_again(self):
         self.begin()
-        put_tool("systemd-run", "exit 1")
-        self.addCleanup(remove_tool, "systemd-run")
+        tools.put("systemd-run", "exit 1")
+        self.addCleanup(tools.remove, "systemd-run")
         gateway.run("systemctl", "stop", TIMER)
         self.assertTrue(has_said("the trial is overdue"))
         self.check_rollback()
@@ -131,11 +114,16 @@ class Safeguards(unittest.TestCase):
             with self.subTest(name):
                 self.begin(30)
                 gateway.run("systemctl", "kill", f"--signal={name}", GUARD)
-                gateway.run("rm", trial.STATE)
-                gateway.run("systemctl", "stop", TIMER)
                 self.assertTrue(guest.wait_until(lambda: gateway.service_active(GUARD)))
-                trials.lanfab("revert")
+                gateway.run("systemctl", "stop", TIMER)
                 self.check_rollback()
+
+    @guest.exhaustive
+    def test_guard_killed_and_state_removed(self):
+        self.begin(600)
+        gateway.run("sh", "-c", f"systemctl kill --signal=KILL {GUARD}; rm {trial.STATE}")
+        gateway.run("systemctl", "stop", TIMER)
+        self.check_rollback()
 
     @guest.exhaustive
     def test_every_process_killed(self):
@@ -184,9 +172,9 @@ class Safeguards(unittest.TestCase):
     @guest.exhaustive
     def test_confirmation_stopped_with_the_lock(self):
         self.begin(30)
-        put_tool("systemctl", f'case $PPID in "$(cat /run/confirm)") kill -STOP $PPID ;; esac\n'
-                              f'exec {shutil.which("systemctl")} "$@"')
-        self.addCleanup(remove_tool, "systemctl")
+        tools.put("systemctl", '[ $PPID != "$(cat /run/confirm)" ] || kill -STOP $PPID\n'
+                               'exec /usr/bin/systemctl "$@"')
+        self.addCleanup(tools.remove, "systemctl")
         with subprocess.Popen(["sh", "-c", "echo $$ >/run/confirm; exec lanfab confirm"],
                               stderr=subprocess.PIPE, text=True) as command:
             self.check_rollback()
@@ -197,14 +185,13 @@ class Safeguards(unittest.TestCase):
 
     @guest.exhaustive
     def test_rollback_stopped(self):
-        gateway.run("systemctl", "stop", "dnsmasq", check=False)
         self.begin()
-        put_tool("timeout", "exit 1")
+        tools.put("timeout", "exit 1")
         try:
             self.assertTrue(has_said("the rollback of the trial has failed"))
             gateway.run("systemctl", "stop", SERVICE)
         finally:
-            remove_tool("timeout")
+            tools.remove("timeout")
         self.check_rollback()
 
 

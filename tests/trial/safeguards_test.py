@@ -65,6 +65,7 @@ class Programs(Trial):
 
     def test_may_go_during_the_trial(self):
         shutil.rmtree(self.try_elsewhere())
+        (PROGRAMS / "another").touch()
         run_timer()
         self.assert_files(OLD, None)
 
@@ -89,7 +90,7 @@ class Programs(Trial):
 
     def test_have_to_be_copied(self):
         PROGRAMS.touch()
-        self.try_new(status=2, said=f"{PROGRAMS}: ")
+        self.try_new(status=2, said=f"{PROGRAMS}: Not a directory")
         self.assertFalse(TIMER.exists() or TRIAL.exists())
 
 
