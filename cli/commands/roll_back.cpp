@@ -31,7 +31,7 @@ static bool apply_old_configuration(const std::string& program) {
 }
 
 bool is_trial_left() {
-  return read_state() || is_trial_active();
+  return read_state() || is_trial_active() || has_failed();
 }
 
 // Ends a trial whose configuration a `lanfab confirm` that was killed has installed. Where that is not
@@ -77,8 +77,9 @@ static int attempt_rollback() {
 }
 
 int roll_back() {
+  const bool is_left = is_trial_left();
   const int status = attempt_rollback();
-  if (status != 0 && is_trial_left() && mark_failure())
+  if (status != 0 && is_left && mark_failure())
     broadcast_alert(
         "the rollback of the trial has failed; it is tried again: journalctl --unit=lanfab-revert");
   return status;

@@ -2,7 +2,7 @@
 
 // What the rollback service runs: `lanfab revert --timer`.
 
-// Whether anything of a trial is left: its state, or its configuration.
+// Whether anything of a trial is left: its state, its configuration, or a rollback that has failed.
 bool is_trial_left();
 
 // Ends the trial. It may come at any moment of one, also when `lanfab try` and its shell are gone. Returns

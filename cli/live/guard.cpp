@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <map>
 #include <string_view>
+#include <tuple>
 
 #include "cli/base/file.h"
 #include "cli/base/terminal.h"
@@ -47,9 +48,9 @@ static bool is_time_over(const TrialState& state) {
   return monotonic_seconds() > state.ends + kGrace;
 }
 
-static bool is_same(const struct stat& one, const struct stat& other) {
-  return one.st_ino == other.st_ino && one.st_size == other.st_size &&
-         one.st_mtim.tv_sec == other.st_mtim.tv_sec && one.st_mtim.tv_nsec == other.st_mtim.tv_nsec;
+// Changes with the content of a file.
+static auto version_of(const struct stat& status) {
+  return std::make_tuple(status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec);
 }
 
 namespace {
@@ -69,13 +70,13 @@ class Guard {
     const auto state = read_state();
     if (state) state_ = state;
     if (is_end_marked()) {
-      if (!state) return false;
+      if (!state && !has_failed()) return false;
     } else {
       look_after_files();
       if (state_ && looks_++ % kLooksPerQuestion == 0) look_after_timer();
     }
     // Without its state, nobody can confirm it.
-    if (!state_) return is_trial_active() && !roll_back_late();
+    if (!state_) return (is_trial_active() || has_failed()) && !roll_back_late();
     return !is_time_over(*state_) || !roll_back_late();
   }
 
@@ -95,8 +96,10 @@ class Guard {
   void remember(const std::string& directory) {
     for (const std::string& name : list_directory(directory).value_or(std::vector<std::string>())) {
       const std::string path = directory + "/" + name;
+      if (is_passing(path)) continue;
+      // A file that has gone meanwhile has no type and no size.
       struct stat status {};
-      if (is_passing(path) || lstat(path.c_str(), &status) != 0) continue;
+      lstat(path.c_str(), &status);
       if (S_ISDIR(status.st_mode)) remember(path);
       const bool is_kept = status.st_size > 0 && status.st_size <= kLargestFile;
       if (S_ISREG(status.st_mode) && is_kept) remember_file(path, status);
@@ -105,14 +108,15 @@ class Guard {
 
   void remember_file(const std::string& path, const struct stat& status) {
     const auto known = files_.find(path);
-    if (known != files_.end() && is_same(known->second.status, status)) return;
+    if (known != files_.end() && version_of(known->second.status) == version_of(status)) return;
     Remembered remembered = {{}, status};
     if (read_file(path, remembered.file)) files_[path] = remembered;
   }
 
   // A rollback may not have waited for the lock: then its mark is there after the files.
   void restore() {
-    if (const auto error = enter_system_as_service()) report(*error);
+    // Makes the directory.
+    enter_system_as_service();
     const ExclusiveLock lock(kTrialDirectory);
     if (is_end_marked()) return;
     for (const auto& [path, remembered] : files_) {

@@ -3,12 +3,12 @@
 first argument.
 """
 
+import fcntl
 import filecmp
 import json
 import os
 import pathlib
 import shutil
-import signal
 import subprocess
 import time
 import unittest
@@ -149,7 +149,9 @@ class Guard(Trial):
         wait_until(questions)
 
     def run_guard(self):
-        self.guard = subprocess.Popen([LANFAB, "revert", "--guard"], env=systemd.ENVIRONMENT,
+        copy = PROGRAMS / "lanfab"
+        program = copy if copy.exists() else LANFAB
+        self.guard = subprocess.Popen([program, "revert", "--guard"], env=systemd.ENVIRONMENT,
                                       stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
         GUARD.write_text(str(self.guard.pid))
         self.addCleanup(self.guard.stderr.close)
@@ -180,8 +182,23 @@ class Guard(Trial):
         self.end()
         self.assert_rolled_back()
 
+    def test_tries_again_without_knowing_the_trial(self):
+        self.fail_once()
+        self.try_new()
+        STATE.unlink()
+        self.run_guard()
+        self.end()
+        self.assert_rolled_back()
+
     def test_restores_what_is_removed(self):
+        # It does not take much memory.
+        large = DIRECTORY / "large"
+        large.touch()
+        os.truncate(large, 65 * 1024 * 1024)
+        (DIRECTORY / "empty").touch()
         self.start()
+        large.unlink()
+        (DIRECTORY / "empty").unlink()
         files = {path: (path.read_bytes(), path.stat().st_mode) for path in DIRECTORY.rglob("*")
                  if path.is_file()}
         self.assertLess({STATE, TRIAL, PROGRAMS / "lanfab", PROGRAMS / "cmd_lanfab", RESERVE}, set(files))
@@ -244,24 +261,32 @@ class Guard(Trial):
         self.start()
         (UNITS / "lanfab-revert.service").touch()
         self.let_time_pass()
+        TIMER.unlink()
         seen = questions()
-        wait_until(lambda: questions() > seen + 2)
+        # One in each second, and that about the timer.
+        wait_until(lambda: questions() > seen + 6)
         self.assertTrue(TRIAL.exists())
         (UNITS / "lanfab-revert.service").unlink()
         self.end()
         self.assert_rolled_back()
 
+    def fail_once(self):
+        """Has the first apply of the old configuration fail."""
+        self.before("timeout", f"if [ ! -e {TRIAL} ] && [ ! -e /run/once ]; then touch /run/once; exit 1; fi")
+        self.addCleanup(pathlib.Path("/run/once").unlink)
+
     def test_tries_again(self):
         self.start()
-        self.before("timeout", "if [ ! -e /run/once ]; then touch /run/once; exit 1; fi")
-        self.addCleanup(pathlib.Path("/run/once").unlink)
+        self.fail_once()
         self.let_time_pass()
         self.assertEqual(self.end().count("the rollback of the trial has failed"), 1)
         self.assert_rolled_back()
 
     def test_rolls_back_without_systemd(self):
         self.start()
-        self.before("systemctl", "exit 1")
+        self.before("systemctl", f"echo >>{ASKED}; exit 1")
+        seen = questions()
+        wait_until(lambda: questions() > seen)
         self.let_time_pass()
         self.end()
         self.assertEqual(os.listdir(DIRECTORY), [])
@@ -290,12 +315,20 @@ class Guard(Trial):
         self.assert_files(OLD, None)
         self.assert_applied(OLD)
 
-    def test_restores_nothing_of_a_trial_whose_end_has_begun_meanwhile(self):
+    def test_restores_nothing_once_somebody_ends_the_trial(self):
         self.start()
-        self.guard.send_signal(signal.SIGSTOP)
-        self.lanfab("revert", "--timer", status=0)
-        self.guard.wait()
-        self.assert_files(OLD, None)
+        lock = os.open(DIRECTORY, os.O_RDONLY)
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        descriptors = pathlib.Path(f"/proc/{self.guard.pid}/fd")
+        TRIAL.unlink()
+        wait_until(lambda: any(os.readlink(file) == str(DIRECTORY) for file in descriptors.iterdir()))
+        RESERVE.rename(DIRECTORY / "end")
+        os.close(lock)
+        seen = questions()
+        self.let_time_pass()
+        wait_until(lambda: questions() > seen)
+        self.end()
+        self.assert_rolled_back()
 
 
 if __name__ == "__main__":

@@ -507,6 +507,16 @@ class Failures(Trial):
         self.lanfab("revert", "--timer", status=2, said="/run/lanfab: Is a directory")
         self.assert_applied(NEW, OLD)
 
+    def test_a_rollback_that_fails_is_not_forgotten_without_a_state(self):
+        self.try_new()
+        STATE.unlink()
+        self.before("timeout", "if [ ! -e /run/once ]; then touch /run/once; exit 1; fi")
+        self.addCleanup(pathlib.Path("/run/once").unlink)
+        self.lanfab("revert", "--timer", status=1)
+        self.lanfab("revert", "--timer", status=0)
+        self.assert_files(OLD, None)
+        self.assert_applied(NEW, OLD)
+
     def test_a_rollback_that_has_begun_is_joined(self):
         self.try_new()
         TIMER.unlink()

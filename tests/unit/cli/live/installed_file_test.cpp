@@ -25,7 +25,7 @@ extern FailingCall failing_fchmod;
 extern FailingCall failing_fchown;
 extern FailingCall failing_unlink;
 FailingCall failing_rename;
-static FailingCall failing_mount;
+FailingCall failing_mount;
 static FailingCall failing_umount;
 
 extern "C" int mount(const char* source, const char* target, const char* type, unsigned long flags,
