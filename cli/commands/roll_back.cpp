@@ -54,7 +54,7 @@ static int complete_confirmation(const TrialState& state) {
 
 // Ends the trial once. Until the old configuration is in force, the state stays, so that this can be called
 // again. Returns the exit status.
-static int attempt_rollback() {
+static int attempt_rollback(bool& is_old_active) {
   const auto program = find_program();
   if (!program) return fail("lanfab: cmd_lanfab is not installed");
   if (!is_trial_left()) return 0;
@@ -69,6 +69,8 @@ static int attempt_rollback() {
   lock.reset();
   stop_apply();
   if (!apply_old_configuration(*program)) return 1;
+  is_old_active = true;
+  forget_failure();
   std::printf("the trial is over; the old configuration is in force\n");
   if (is_locked) lock.emplace(kTrialDirectory);
   if (const auto error = remove_trial())
@@ -78,8 +80,9 @@ static int attempt_rollback() {
 
 int roll_back() {
   const bool is_left = is_trial_left();
-  const int status = attempt_rollback();
-  if (status != 0 && is_left && mark_failure())
+  bool is_old_active = false;
+  const int status = attempt_rollback(is_old_active);
+  if (status != 0 && is_left && !is_old_active && mark_failure())
     broadcast_alert(
         "the rollback of the trial has failed; it is tried again: journalctl --unit=lanfab-revert");
   return status;

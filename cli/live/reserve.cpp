@@ -41,6 +41,10 @@ bool mark_failure() {
   return failure.is_open() || errno != EEXIST;
 }
 
+void forget_failure() {
+  unlink(kFailed);
+}
+
 bool has_failed() {
   return access(kFailed, F_OK) == 0;
 }

@@ -17,6 +17,9 @@ bool is_end_marked();
 // Marks that an attempt to roll back has failed. Returns whether it is the first one.
 bool mark_failure();
 
+// Removes that mark.
+void forget_failure();
+
 bool has_failed();
 
 // Removes what the functions above have made.

@@ -321,7 +321,7 @@ class Guard(Trial):
         fcntl.flock(lock, fcntl.LOCK_EX)
         descriptors = pathlib.Path(f"/proc/{self.guard.pid}/fd")
         TRIAL.unlink()
-        wait_until(lambda: any(os.readlink(file) == str(DIRECTORY) for file in descriptors.iterdir()))
+        wait_until(lambda: any(os.path.realpath(file) == str(DIRECTORY) for file in descriptors.iterdir()))
         RESERVE.rename(DIRECTORY / "end")
         os.close(lock)
         seen = questions()
