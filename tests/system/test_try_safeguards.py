@@ -23,6 +23,13 @@ Requires=systemd-journald.socket systemd-journald-dev-log.socket dbus.socket
 Requires=systemd-udevd.service gateway-task.service
 """
 
+# Takes the place of systemctl: stops the lanfab whose number is in a file, once.
+STOPPING = """if [ $PPID = "$(cat /run/confirm)" ]; then
+  rm /run/confirm
+  kill -STOP $PPID
+fi
+exec /usr/bin/systemctl "$@\""""
+
 gateway = guest.Gateway()
 trials = trial.Trials(gateway)
 
@@ -172,14 +179,13 @@ class Safeguards(unittest.TestCase):
     @guest.exhaustive
     def test_confirmation_stopped_with_the_lock(self):
         self.begin(30)
-        tools.put("systemctl", '[ $PPID != "$(cat /run/confirm)" ] || kill -STOP $PPID\n'
-                               'exec /usr/bin/systemctl "$@"')
+        tools.put("systemctl", STOPPING)
         self.addCleanup(tools.remove, "systemctl")
         with subprocess.Popen(["sh", "-c", "echo $$ >/run/confirm; exec lanfab confirm"],
                               stderr=subprocess.PIPE, text=True) as command:
             self.check_rollback()
             command.send_signal(signal.SIGCONT)
-            command.communicate()
+            command.communicate(timeout=60)
             self.assertNotEqual(command.returncode, 0)
         self.assertEqual(trials.active(), trial.OLD)
 
