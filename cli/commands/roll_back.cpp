@@ -26,6 +26,7 @@ static void broadcast_alert(const std::string& message) {
 
 // The old configuration is the active one again; now it has to come into force.
 static bool apply_old_configuration(const std::string& program) {
+  end_stopped_runs();
   remove_stale_lock();
   return apply_here(program);
 }
