@@ -15,7 +15,9 @@
 #include "cli/live/trial_state.h"
 #include "cli/live/units.h"
 
+// In seconds.
 constexpr int kWallLimit = 5;
+constexpr int kLockLimit = 5;
 
 // To the journal as an alert, and to everyone who is logged in.
 static void broadcast_alert(const std::string& message) {
@@ -59,7 +61,7 @@ static int attempt_rollback(bool& is_old_active) {
   const auto program = find_program();
   if (!program) return fail("lanfab: cmd_lanfab is not installed");
   if (!is_trial_left()) return 0;
-  std::optional<ExclusiveLock> lock(kTrialDirectory);
+  std::optional<ExclusiveLock> lock(std::in_place, kTrialDirectory, kLockLimit);
   // The rollback matters more than the lock, whose owner may have been stopped.
   const bool is_locked = lock->is_held();
   if (!is_locked) fail(lock->error());
@@ -73,7 +75,7 @@ static int attempt_rollback(bool& is_old_active) {
   is_old_active = true;
   forget_failure();
   std::printf("the trial is over; the old configuration is in force\n");
-  if (is_locked) lock.emplace(kTrialDirectory);
+  if (is_locked) lock.emplace(kTrialDirectory, kLockLimit);
   if (const auto error = remove_trial())
     return fail("lanfab: what belongs to the trial is still there: " + *error);
   return 0;

@@ -22,6 +22,7 @@ constexpr int kPauseMilliseconds = 1000;
 constexpr int kLooksPerQuestion = 5;
 // How long the timer and its service may be late, in seconds.
 constexpr std::int64_t kGrace = 10;
+constexpr int kLockLimit = 5;
 // Between two attempts of the guard.
 constexpr std::int64_t kFirstPause = 5;
 constexpr std::int64_t kLongestPause = 60;
@@ -117,7 +118,7 @@ class Guard {
   void restore() {
     // Makes the directory.
     enter_system_as_service();
-    const ExclusiveLock lock(kTrialDirectory);
+    const ExclusiveLock lock(kTrialDirectory, kLockLimit);
     if (is_end_marked()) return;
     for (const auto& [path, remembered] : files_) {
       if (!is_lost(path)) continue;
