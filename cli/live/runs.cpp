@@ -95,11 +95,14 @@ static bool is_stopped(const std::string& run) {
 
 void end_stopped_runs() {
   for (const std::string& run : list_runs().value_or(std::vector<std::string>())) {
-    if (!is_stopped(run) || kill(std::stoi(run), SIGKILL) != 0) continue;
+    if (!is_stopped(run)) continue;
+    kill(std::stoi(run), SIGKILL);
     std::fprintf(stderr, "process %s, a run that was stopped: killed\n", run.c_str());
     // The kernel takes a moment.
-    for (int left = kAttempts; left > 0 && is_run(run); --left)
+    int left = kAttempts;
+    do {
       poll(nullptr, 0, kPauseMilliseconds);
+    } while (--left > 0 && is_run(run));
   }
 }
 
