@@ -14,6 +14,7 @@
 #include "cli/commands/try.h"
 #include "cli/history/history.h"
 #include "cli/live/applied.h"
+#include "cli/live/guard.h"
 #include "cli/live/installed_file.h"
 #include "cli/live/outcome.h"
 #include "cli/live/system.h"
@@ -26,6 +27,7 @@ struct RevertOptions {
   std::string entry;      // the number of an entry of the history, which is tried
   bool yes = false;       // put the previous configuration back without asking
   bool by_timer = false;  // this is the service that the timer starts
+  bool as_guard = false;  // this is the service that watches over a trial
 };
 
 }  // namespace
@@ -109,9 +111,11 @@ static int try_entry(const std::string& number) {
 // when this process cannot do it.
 static int revert(const RevertOptions& options) {
   if (!options.entry.empty()) return try_entry(options.entry);
-  if (options.by_timer) {
+  if (options.by_timer || options.as_guard) {
     if (const auto trouble = enter_system_as_service()) return fail(*trouble);
-    return roll_back();
+    if (options.by_timer) return roll_back();
+    guard_trial(roll_back);
+    return 0;
   }
   if (const auto trouble = enter_system()) return fail(*trouble);
   return is_trial_left() ? end_trial() : restore_previous(options.yes);
@@ -120,12 +124,14 @@ static int revert(const RevertOptions& options) {
 Command revert_command() {
   static RevertOptions options;
   Option timer = {"--timer", "for the service that the timer of lanfab try starts", &options.by_timer};
-  timer.presence = Presence::kHidden;
+  Option guard = {"--guard", "for the service that watches over a trial", &options.as_guard};
+  timer.presence = guard.presence = Presence::kHidden;
   return {"revert",
           "Go back to the configuration before",
           {{"NUMBER", "try this entry of the history", &options.entry},
            {"--yes", "do not ask", &options.yes},
-           timer},
+           timer,
+           guard},
           "Ends the trial at once. Without one it puts network.json.previous in force, after asking.\n\n"
           "Example: lanfab revert --yes",
           [] { return revert(options); }};

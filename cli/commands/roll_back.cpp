@@ -1,7 +1,5 @@
 #include "cli/commands/roll_back.h"
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <optional>
 #include <string>
@@ -14,18 +12,20 @@
 #include "cli/dry_run/dry_run.h"
 #include "cli/live/applied.h"
 #include "cli/live/outcome.h"
+#include "cli/live/reserve.h"
+#include "cli/live/runs.h"
 #include "cli/live/trial_state.h"
 #include "cli/live/units.h"
 
-// How long the service tries, and how long it waits between two attempts.
-constexpr std::int64_t kAttemptSeconds = 600;
-constexpr unsigned kPauseSeconds = 5;
+// In seconds.
+constexpr int kWallLimit = 5;
+constexpr int kLockLimit = 5;
 
 // To the journal as an alert, and to everyone who is logged in.
 static void broadcast_alert(const std::string& message) {
   std::fprintf(stderr, "<1>%s\n", message.c_str());
   std::fflush(stderr);
-  succeeds({"wall", "lanfab: " + message});
+  succeeds_within(kWallLimit, {"wall", "lanfab: " + message});
 }
 
 // The directory of the configuration that was in force before the trial; empty if that has been lost: then it
@@ -34,24 +34,10 @@ static std::string directory_of_target() {
   return access(kTarget, F_OK) == 0 ? kTargetDirectory : "";
 }
 
-// The trial is not the active configuration any more; now the old one has to come into force. Until it has,
-// the state stays, so that `lanfab revert` can be called once more.
-static bool apply_old_configuration(const std::string& program, const TrialState& state,
-                                    const std::string& reason) {
-  const std::int64_t end = monotonic_seconds() + kAttemptSeconds;
-  for (bool is_first = true; true; is_first = false) {
-    if (apply_and_record(program, directory_of_target())) return true;
-    if (is_first) {
-      broadcast_alert(
-          "the trial is over, but the APPLY of the old configuration has failed; it is tried again");
-      write_outcome(outcome_of(state, Ending::kStuck, reason));
-    }
-    if (monotonic_seconds() >= end) break;
-    sleep(kPauseSeconds);
-  }
-  broadcast_alert(
-      "the old configuration is not in force: its APPLY fails again and again; lanfab revert tries it anew");
-  return false;
+// The trial is not the active configuration any more; now the old one has to come into force.
+static bool apply_old_configuration(const std::string& program) {
+  end_stopped_runs();
+  return apply_and_record(program, directory_of_target());
 }
 
 // Why the service was started.
@@ -83,7 +69,7 @@ static void report_rollback(const TrialState& state, const std::string& reason) 
 }
 
 bool is_trial_left() {
-  return read_state() || is_trial_active();
+  return read_state() || is_trial_active() || has_failed();
 }
 
 // Ends a trial whose configuration a `lanfab confirm` that was killed has installed. Where that is not
@@ -114,11 +100,13 @@ static bool is_to_be_rolled_back(const TrialState& state, bool is_locked) {
   return decide(Decision::kRolledBack) != Decision::kKept;
 }
 
-int roll_back() {
+// Ends the trial once. Until the old configuration is in force, the state stays, so that this can be called
+// again. Returns the exit status.
+static int attempt_rollback(bool& is_old_active) {
   const auto program = find_program();
   if (!program) return fail("lanfab: cmd_lanfab is not installed");
   if (!is_trial_left()) return 0;
-  std::optional<ExclusiveLock> lock(kTrialDirectory);
+  std::optional<ExclusiveLock> lock(std::in_place, kTrialDirectory, kLockLimit);
   // The rollback matters more than the lock, whose owner may have been stopped.
   const bool is_locked = lock->is_held();
   if (!is_locked) fail(lock->error());
@@ -131,10 +119,25 @@ int roll_back() {
   if (!deactivate_trial()) return fail(with_errno(kTrialConfiguration));
   lock.reset();
   stop_apply();
-  if (!apply_old_configuration(*program, state, reason)) return 1;
+  if (!apply_old_configuration(*program)) {
+    write_outcome(outcome_of(state, Ending::kStuck, reason));
+    return 1;
+  }
+  is_old_active = true;
+  forget_failure();
   report_rollback(state, reason);
-  if (is_locked) lock.emplace(kTrialDirectory);
+  if (is_locked) lock.emplace(kTrialDirectory, kLockLimit);
   if (const auto error = remove_trial())
     return fail("lanfab: what belongs to the trial is still there: " + *error);
   return 0;
+}
+
+int roll_back() {
+  const bool is_left = is_trial_left();
+  bool is_old_active = false;
+  const int status = attempt_rollback(is_old_active);
+  if (status != 0 && is_left && !is_old_active && mark_failure())
+    broadcast_alert(
+        "the rollback of the trial has failed; it is tried again: journalctl --unit=lanfab-revert");
+  return status;
 }

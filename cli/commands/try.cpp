@@ -25,16 +25,19 @@
 #include "cli/config_file/source.h"
 #include "cli/dry_run/dry_run.h"
 #include "cli/live/applied.h"
+#include "cli/live/guard.h"
 #include "cli/live/installed_file.h"
 #include "cli/live/outcome.h"
+#include "cli/live/programs.h"
+#include "cli/live/reserve.h"
 #include "cli/live/system.h"
 #include "cli/live/trial_state.h"
 #include "cli/live/units.h"
 #include "libcmd/text_policy.h"
 
 constexpr char kRevertFails[] =
-    "the rollback service does not work: journalctl --unit=lanfab-revert-test; it cannot see /home, /root "
-    "and /tmp, nor what drop-ins of lanfab.service hide from it";
+    "the rollback service does not work, perhaps because of a drop-in of lanfab.service: journalctl "
+    "--unit=lanfab-revert-test";
 
 // Enough for the longest APPLY.
 constexpr std::int64_t kSecondsToPutInForce = 300;
@@ -87,25 +90,38 @@ static std::optional<std::string> find_obstacle() {
   return std::nullopt;
 }
 
+// Keeps what a rollback needs. Returns nothing, or why it cannot.
+static std::optional<std::string> prepare_rollback(const std::string& program) {
+  if (auto trouble = keep_programs(program)) return trouble;
+  if (!reserve_space()) return with_errno(kTrialDirectory) + ": no room for a rollback";
+  return std::nullopt;
+}
+
 // Steps 1 to 3, which Ctrl-C does not interrupt. Returns nothing, or why there is no trial; nothing of it is
 // left then.
-static std::optional<std::string> begin(const OwnTrial& trial) {
+static std::optional<std::string> begin(const std::string& program, const OwnTrial& trial) {
   const BlockedSignals signals{SIGINT, SIGQUIT, SIGTSTP, SIGHUP, SIGTERM};
   const ExclusiveLock lock(kTrialDirectory);
   if (!lock.is_held()) return lock.error();
   if (auto obstacle = find_obstacle()) return obstacle;
   // That of one whose `lanfab confirm` was killed at its end.
   if (!stop_revert_timer()) return std::string("lanfab: ") + kRevertTimer + " cannot be stopped";
+  if (!end_guard()) return std::string("lanfab: ") + kGuardUnit + " cannot be stopped";
   if (!remove_state()) return with_errno(kTrialDirectory);
-  std::optional<std::string> trouble;
-  const bool is_staged = stage_target(trial.target.text) && stage_trial(trial.content, trial.installed.path);
+  std::optional<std::string> trouble = prepare_rollback(program);
+  const bool is_staged =
+      !trouble && stage_target(trial.target.text) && stage_trial(trial.content, trial.installed.path);
   // Without a state the service finds nothing to do.
-  if (is_staged && !test_revert_service()) {
+  if (trouble) {
+    // Nothing has begun.
+  } else if (is_staged && !test_revert_service()) {
     trouble = std::string("lanfab: ") + kRevertFails;
   } else if (!is_staged || !write_state(trial.state)) {
     trouble = with_errno(kTrialDirectory);
   } else if (!start_revert_timer(trial.state.ends - trial.state.began)) {
     trouble = "lanfab: the timer that takes the trial back cannot be started";
+  } else if (!start_guard()) {
+    trouble = "lanfab: the guard of the trial cannot be started";
   } else if (!activate_trial()) {
     trouble = with_errno(kTrialConfiguration);
   }
@@ -317,7 +333,7 @@ static std::optional<int> start_trial(const Source& source, const TryOptions& op
                  trial.installed.path,
                  trial.installed.entry,
                  sha256(trial.content)};
-  if (const auto trouble = begin(trial)) return fail(*trouble);
+  if (const auto trouble = begin(*program, trial)) return fail(*trouble);
   std::printf("Applying %s; unless it is kept, it ends in %lld s ...\n", printable(source.name).c_str(),
               static_cast<long long>(options.seconds));
   std::fflush(stdout);

@@ -41,13 +41,30 @@ std::optional<std::string> find_installed(InstalledFile& installed) {
   return std::nullopt;
 }
 
+static std::string why_not(const std::string& path) {
+  return with_errno(path) + ": 'lanfab confirm' could not replace the configuration: make " +
+         printable(path) + " writable, or make " + kInstalledConfiguration +
+         " a symbolic link to a file that is";
+}
+
+// Creates a file and renames it, as an installation does: a directory that can be written to may refuse that.
+// False, with errno set, on failure.
+static bool can_rename_beside(const std::string& entry) {
+  const std::string test = entry + ".test";
+  const std::string renamed = entry + ".test.renamed";
+  const bool can = write_file({test, 0600, ""}) && rename(test.c_str(), renamed.c_str()) == 0;
+  const int error = errno;
+  unlink(test.c_str());
+  unlink(renamed.c_str());
+  errno = error;
+  return can;
+}
+
 std::optional<std::string> why_not_replaceable(const InstalledFile& installed) {
-  for (const std::string& path : {directory_of(installed.entry), installed.entry}) {
-    if (faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0) continue;
-    return with_errno(path) + ": 'lanfab confirm' could not replace the configuration: make " +
-           printable(path) + " writable, or make " + kInstalledConfiguration +
-           " a symbolic link to a file that is";
-  }
+  const std::string directory = directory_of(installed.entry);
+  for (const std::string& path : {directory, installed.entry})
+    if (faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0) return why_not(path);
+  if (!can_rename_beside(installed.entry)) return why_not(directory);
   return std::nullopt;
 }
 

@@ -14,6 +14,8 @@
 #include "cli/base/file.h"
 #include "cli/base/json.h"
 #include "cli/base/terminal.h"
+#include "cli/live/guard.h"
+#include "cli/live/reserve.h"
 #include "cli/live/units.h"
 
 constexpr char kStateFile[] = "/run/lanfab/trial.json";
@@ -83,6 +85,7 @@ static bool remove_directory(const char* path) {
 }
 
 bool deactivate_trial() {
+  mark_end();
   // The staged one first: nobody can activate it then.
   return remove_files(kStagedConfiguration, kTrialConfiguration);
 }
@@ -184,19 +187,22 @@ bool remove_state() {
   return is_removed;
 }
 
-// The timer goes last: it completes what this process does not if it is killed.
+// The timer goes last of what can roll back: it completes what this process does not if it is killed. Then
+// nothing is left to do but to clean up.
 static std::optional<std::string> stop_timer_after(bool are_files_removed) {
-  std::optional<std::string> error;
-  if (!are_files_removed) error = with_errno(kTrialDirectory);
-  if (!stop_revert_timer() && !error) error = std::string(kRevertTimer) + " cannot be stopped";
-  return error;
+  if (!are_files_removed) return with_errno(kTrialDirectory);
+  if (!stop_revert_timer()) return std::string(kRevertTimer) + " cannot be stopped";
+  end_guard();
+  return std::nullopt;
 }
 
 std::optional<std::string> remove_trial() {
+  mark_end();
   return stop_timer_after(remove_state());
 }
 
 std::optional<std::string> forget_trial() {
+  mark_end();
   return stop_timer_after(remove_notes());
 }
 

@@ -42,22 +42,27 @@ SCRIPTS = {
 for unit; do :; done
 case $1 in
   show) if [ -e {UNITS}/$unit ]; then echo active; else echo inactive; fi ;;
-  stop) rm {UNITS}/$unit ;;
+  stop)
+    if [ -s {UNITS}/$unit ] && [ $unit = lanfab-guard.service ]; then kill -KILL $(cat {UNITS}/$unit); fi
+    rm {UNITS}/$unit ;;
   cat) exit 1 ;;
   start) sh {TIMER} ;;
 esac
 """,
-    # The file of a timer holds the command that it will run.
+    # The file of a timer holds the command that it will run. A service that nobody waits for is only active:
+    # a test that runs it puts the number of its process there.
     "systemd-run": f"""
 while [ "${{1#-}}" != "$1" ]; do
   case $1 in
     --unit=*) unit={UNITS}/${{1#--unit=}} ;;
     --on-active=*) is_timer=yes ;;
+    --wait) is_awaited=yes ;;
   esac
   shift
 done
-if [ "${{is_timer-}}" ]; then echo "$*" >$unit.timer; exit; fi
+if [ "${{is_timer-}}" ]; then printf "'%s' " "$@" >$unit.timer; exit; fi
 : >$unit.service
+if [ ! "${{is_awaited-}}" ]; then exit; fi
 "$@"
 status=$?
 rm -f $unit.service

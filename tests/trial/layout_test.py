@@ -139,6 +139,19 @@ class FileMounted(Layout):
                                  check=True).stdout.splitlines()[-1]
         self.assertTrue({"ro", "nosuid", "nodev", "noexec"} <= set(options.split(",")), options)
 
+    def test_after_a_trial_whose_files_were_removed(self):
+        for line in f"rm {systemd.TRIAL}", f"rm -r {STATE.parent}":
+            self.try_new(CONFIGURATIONS[1])
+            shell(line)
+            self.assertEqual(systemd.active(), CONFIGURATIONS[0])
+            if STATE.exists():
+                self.lanfab("revert")
+            self.try_new(CONFIGURATIONS[2])
+            self.assertEqual(systemd.active(), CONFIGURATIONS[2])
+            self.assertEqual(INSTALLED.read_text(), CONFIGURATIONS[0])
+            self.lanfab("revert")
+        self.assert_trials_work(ON_DATA)
+
     def kill_confirmation(self, line):
         """Begins a trial, and leaves what a confirmation does that is killed before it mounts the file."""
         self.try_new(CONFIGURATIONS[1])

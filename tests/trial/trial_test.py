@@ -473,6 +473,16 @@ class Failures(Trial):
         self.lanfab("revert", "--timer", status=2, said="/run/lanfab: Is a directory")
         self.assert_applied(NEW, OLD)
 
+    def test_a_rollback_that_fails_is_not_forgotten_without_a_state(self):
+        self.try_new()
+        STATE.unlink()
+        self.before("timeout", "if [ ! -e /run/once ]; then touch /run/once; exit 1; fi")
+        self.addCleanup(pathlib.Path("/run/once").unlink)
+        self.lanfab("revert", "--timer", status=1)
+        self.lanfab("revert", "--timer", status=0)
+        self.assert_files(OLD, None)
+        self.assert_applied(NEW, OLD)
+
     def test_a_rollback_that_has_begun_is_joined(self):
         self.try_new()
         TIMER.unlink()
@@ -532,12 +542,20 @@ class Failures(Trial):
             systemd.end_trial()
 
     def test_full_run(self):
-        for pages in 1, 2:
-            subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={pages * os.sysconf('SC_PAGESIZE')}", "full",
-                            TRIAL.parent], check=True)
-            self.try_new(status=2, said="/run/lanfab: No space left on device")
-            self.assertEqual(os.listdir(TRIAL.parent), [])
-            subprocess.run(["umount", TRIAL.parent], check=True)
+        page = os.sysconf("SC_PAGESIZE")
+        programs = LANFAB, f"{LANFAB.removesuffix('/cli/lanfab')}/cmd_lanfab"
+        copies = sum(-(-os.path.getsize(program) // page) for program in programs)
+        reserved = 1024 * 1024 // page
+        for pages, said in ((1, "programs: No space"), (copies + 2, "no room for a rollback"),
+                            (copies + reserved, "/run/lanfab: No space"),
+                            (copies + reserved + 2, "/run/lanfab: No space")):
+            subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={pages * page}", "full", TRIAL.parent],
+                           check=True)
+            try:
+                self.try_new(status=2, said=said)
+                self.assertEqual(os.listdir(TRIAL.parent), [])
+            finally:
+                subprocess.run(["umount", TRIAL.parent], check=True)
             self.assert_files(OLD, None)
 
     def test_a_trial_that_cannot_be_removed(self):

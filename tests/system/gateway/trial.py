@@ -31,6 +31,30 @@ OLD = one_port(OLD_ADDRESS)
 # Whoever sits behind eth0 is cut off.
 CUT_OFF = one_port(NEW_ADDRESS)
 
+# Tools that lanfab finds before those of the system while they are there, and the links to them. The links
+# lie over /usr/sbin, since root's lanfab trusts no PATH; the tools are not in /root, which its services do
+# not see.
+TOOLS = "/usr/local/lib/tools"
+LINKS = "/usr/local/lib/links"
+
+
+class Tools:
+    """Scripts in the place of tools."""
+
+    def __init__(self, gateway, *names):
+        self.gateway = gateway
+        gateway.run("mkdir", "-p", TOOLS, LINKS)
+        for name in names:
+            gateway.run("ln", "-s", f"{TOOLS}/{name}", LINKS)
+        gateway.run("mount", "-t", "overlay", "-o", f"lowerdir={LINKS}:/usr/sbin", "tools", "/usr/sbin")
+
+    def put(self, name, script):
+        self.gateway.write(f"{TOOLS}/{name}", f"#!/bin/sh\n{script}\n")
+        self.gateway.run("chmod", "+x", f"{TOOLS}/{name}")
+
+    def remove(self, name):
+        self.gateway.run("rm", f"{TOOLS}/{name}")
+
 
 class Trials:
     def __init__(self, gateway):

@@ -26,7 +26,7 @@ extern FailingCall failing_fchmod;
 extern FailingCall failing_fchown;
 extern FailingCall failing_unlink;
 FailingCall failing_rename;
-static FailingCall failing_mount;
+FailingCall failing_mount;
 static FailingCall failing_umount;
 
 extern "C" int mount(const char* source, const char* target, const char* type, unsigned long flags,
@@ -233,6 +233,16 @@ TEST_F(InstalledFileTest, WhatIsRefusedChangesNothing) {
   EXPECT_EQ(install("new", kFile, {allow, sees("new")}, error_), Installation::kFailed);
   EXPECT_EQ(error_, std::string(kInstalled) + ": Input/output error");
   EXPECT_EQ(text_of_file(kWaiting), "old") << "the way back";
+}
+
+TEST_F(InstalledFileTest, ItCanBeReplacedWhereARenameSucceeds) {
+  EXPECT_EQ(why_not_replaceable(kFile), std::nullopt);
+  failing_rename.fail(1, EPERM);
+  EXPECT_EQ(why_not_replaceable(kFile).value_or("").rfind("/run/etc/: Operation not permitted: ", 0), 0U);
+  std::filesystem::create_directory("/run/etc/network.json.test");
+  EXPECT_EQ(why_not_replaceable(kFile).value_or("").rfind("/run/etc/: Is a directory: ", 0), 0U);
+  std::filesystem::remove("/run/etc/network.json.test");
+  EXPECT_EQ(files(), 1U) << "nothing is left of the test";
 }
 
 class MountedFileTest : public InstalledFileTest {

@@ -1,0 +1,60 @@
+#include "cli/live/programs.h"
+
+#include <sys/mount.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "cli/base/file.h"
+#include "cli/base/subprocess.h"
+#include "cli/base/terminal.h"
+
+constexpr char kLanfab[] = "/run/lanfab/programs/lanfab";
+constexpr char kCmdLanfab[] = "/run/lanfab/programs/cmd_lanfab";
+constexpr char kOwnProgram[] = "/proc/self/exe";
+constexpr mode_t kPrivate = 0700;
+
+// Its own name is the option. From 126 on, the status is that of a program that could not be executed, or was
+// killed.
+constexpr char kFirstThatWorks[] =
+    "for lanfab; do \"$lanfab\" revert \"$0\"; status=$?; [ $status -lt 126 ] && break; done; exit $status";
+
+static bool make_directory() {
+  struct statvfs system {};
+  if (!make_directories(kProgramsDirectory, kPrivate) || statvfs(kProgramsDirectory, &system) != 0)
+    return false;
+  return (system.f_flag & ST_NOEXEC) == 0 ||
+         mount("lanfab", kProgramsDirectory, "tmpfs", MS_NOSUID | MS_NODEV, "mode=0700") == 0;
+}
+
+static bool copy_program(const std::string& from, const char* to) {
+  File program;
+  return read_file(from, program) && write_file({to, kPrivate, program.content});
+}
+
+std::optional<std::string> keep_programs(const std::string& cmd_lanfab) {
+  remove_programs();
+  if (make_directory() && copy_program(kOwnProgram, kLanfab) && copy_program(cmd_lanfab, kCmdLanfab))
+    return std::nullopt;
+  std::string error = with_errno(kProgramsDirectory);
+  if (errno == ENOSPC) error += ": it has no room for the copies of the programs that roll back";
+  return error;
+}
+
+void remove_programs() {
+  for (const std::string& name : list_directory(kProgramsDirectory).value_or(std::vector<std::string>()))
+    unlink((std::string(kProgramsDirectory) + "/" + name).c_str());
+  umount2(kProgramsDirectory, MNT_DETACH | UMOUNT_NOFOLLOW);
+  rmdir(kProgramsDirectory);
+}
+
+// That of this process, unless it runs from the copy.
+static std::string installed_program() {
+  const std::string own = own_program();
+  return own == kLanfab ? find_in_path("lanfab").value_or(own) : own;
+}
+
+std::vector<std::string> revert_command_line(const std::string& option) {
+  return {"sh", "-c", kFirstThatWorks, option, kLanfab, installed_program()};
+}
