@@ -15,6 +15,8 @@
 #include "cli/live/runs.h"
 #include "cli/live/trial_state.h"
 #include "cli/live/units.h"
+#include "cli/restore/record.h"
+#include "cli/restore/restore.h"
 
 // How long the service tries, and how long it waits between two attempts.
 constexpr std::int64_t kAttemptSeconds = 600;
@@ -78,10 +80,13 @@ int roll_back() {
   if (!is_trial_left()) return 0;
   const auto state = read_state();
   if (state && is_trial_installed(*state)) return complete_confirmation(*state);
+  note_trial_links();
   if (!deactivate_trial()) return fail(with_errno(kTrialConfiguration));
   lock.reset();
   stop_apply();
   if (!apply_old_configuration(*program)) return 1;
+  for (const std::string& difference : restore_kernel())
+    broadcast_alert("the old configuration is active, but " + difference);
   std::printf("the trial is over; the old configuration is in force\n");
   if (is_locked) lock.emplace(kTrialDirectory);
   if (const auto error = remove_trial())

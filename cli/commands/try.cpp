@@ -25,6 +25,7 @@
 #include "cli/live/system.h"
 #include "cli/live/trial_state.h"
 #include "cli/live/units.h"
+#include "cli/restore/restore.h"
 
 constexpr char kRevertFails[] =
     "the rollback service does not work: journalctl --unit=lanfab-revert-test; it cannot see /home, /root "
@@ -78,6 +79,7 @@ static std::optional<std::string> begin(const std::string& content, const Instal
   if (!stop_revert_timer()) return std::string("lanfab: ") + kRevertTimer + " cannot be stopped";
   if (!remove_state()) return with_errno(kTrialDirectory);
   std::optional<std::string> trouble;
+  record_kernel();
   const bool is_staged = stage_trial(content, installed.path);
   // Without a state the service finds nothing to do.
   if (is_staged && !test_revert_service()) {

@@ -127,7 +127,8 @@ bool write_state(const TrialState& state) {
 }
 
 bool remove_state() {
-  return remove_files(kStateFile, kTrialConfiguration, kStagedConfiguration, kInstalledCopy);
+  return remove_files(kStateFile, kTrialConfiguration, kStagedConfiguration, kInstalledCopy, kKernelRecord,
+                      kTrialLinks);
 }
 
 // The timer goes last: it completes what this process does not if it is killed.
@@ -143,7 +144,7 @@ std::optional<std::string> remove_trial() {
 }
 
 std::optional<std::string> forget_trial() {
-  return stop_timer_after(remove_files(kStateFile, kInstalledCopy));
+  return stop_timer_after(remove_files(kStateFile, kInstalledCopy, kKernelRecord, kTrialLinks));
 }
 
 std::string describe(const TrialState& state) {
