@@ -53,20 +53,20 @@ static void compare_parameters(const std::string& name, const LinkState& before,
   }
 }
 
+// What has a unit is up and a member of its bridge because the old configuration wants it so.
 static void compare_settings(const std::string& name, const LinkState& before, const LinkState& now,
-                             Steps& steps) {
+                             bool has_unit, Steps& steps) {
   const Words set = {"link", "set", "dev", name};
-  if (before.master != now.master) {
-    const bool had_none = before.master.empty();
-    steps.push_back(
-        {had_none ? name + " is a member of " + now.master : name + " is not a member of " + before.master,
-         set + (had_none ? Words{"nomaster"} : Words{"master", before.master})});
+  if (before.master != now.master && !before.master.empty()) {
+    steps.push_back({name + " is not a member of " + before.master, set + Words{"master", before.master}});
+  } else if (before.master != now.master && !has_unit) {
+    steps.push_back({name + " is a member of " + now.master, set + Words{"nomaster"}});
   }
   if (before.mac != now.mac && !before.mac.empty())
     steps.push_back({name + " has MAC address " + now.mac + " instead of " + before.mac,
                      set + Words{"address", before.mac}});
-  if (before.is_up != now.is_up)
-    steps.push_back({name + (now.is_up ? " is up" : " is down"), set + Words{before.is_up ? "up" : "down"}});
+  if (before.is_up && !now.is_up) steps.push_back({name + " is down", set + Words{"up"}});
+  if (!before.is_up && now.is_up && !has_unit) steps.push_back({name + " is up", set + Words{"down"}});
 }
 
 // A bridge takes its MTU and its MAC address from its members.
@@ -77,7 +77,7 @@ static void compare_link_settings(const Comparison& comparison, bool is_card, St
     const LinkState& now = link->second;
     if (is_made_kind(now.kind) == is_card) continue;
     compare_parameters(name, before, now, steps);
-    compare_settings(name, before, now, steps);
+    compare_settings(name, before, now, contains(comparison.units.links, name), steps);
     if (before.mtu != now.mtu && !is_cellular(comparison, name))
       steps.push_back({name + " has MTU " + now.mtu + " instead of " + before.mtu,
                        {"link", "set", "dev", name, "mtu", before.mtu}});

@@ -25,11 +25,6 @@ constexpr int kStepSeconds = 5;
 
 constexpr timespec kPause = {0, 300'000'000};
 
-void record_kernel() {
-  if (const auto error = write_record())
-    report("lanfab: the state of the kernel is not recorded, so a rollback does not restore it: " + *error);
-}
-
 // Null if it cannot be queried.
 static Json::Value query_networkd() {
   std::string output;
@@ -43,16 +38,23 @@ static Json::Value query_networkd() {
   return answer.isObject() ? answer : Json::Value();
 }
 
-// Waits until systemd-networkd is done. Returns its last answer, null if there was none.
-static Json::Value wait_for_networkd() {
+// Waits until systemd-networkd has configured every link, so many seconds also for those without a carrier.
+// Returns its last answer, null if there was none.
+static Json::Value wait_for_networkd(std::int64_t carrier_seconds) {
   const std::int64_t begin = monotonic_seconds();
   while (true) {
     Json::Value answer = query_networkd();
     const std::int64_t passed = monotonic_seconds() - begin;
-    if (answer.isNull() || is_settled(answer, passed < kCarrierSeconds) || passed >= kSettleSeconds)
+    if (answer.isNull() || is_settled(answer, passed < carrier_seconds) || passed >= kSettleSeconds)
       return answer;
     nanosleep(&kPause, nullptr);
   }
+}
+
+void record_kernel() {
+  wait_for_networkd(0);
+  if (const auto error = write_record())
+    report("lanfab: the state of the kernel is not recorded, so a rollback does not restore it: " + *error);
 }
 
 static std::optional<std::string> write_sysctl(const Step& step) {
@@ -147,7 +149,7 @@ std::vector<std::string> restore_kernel() {
     report("lanfab: " + *error);
     return {"the state of the kernel before the trial is not known"};
   }
-  Restoration restoration(record, wait_for_networkd());
+  Restoration restoration(record, wait_for_networkd(kCarrierSeconds));
   if (const auto error = restoration.take_steps()) {
     report("lanfab: " + *error);
     return {"the state of the kernel is not known"};

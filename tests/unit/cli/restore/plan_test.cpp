@@ -120,6 +120,12 @@ TEST_F(PlanTest, TheSettingsOfALinkAreRestored) {
                                        "eth1 is up: link set dev eth1 down"}));
 }
 
+TEST_F(PlanTest, WhatTheOldConfigurationBringsUpStaysUp) {
+  before_.links["eth0"].is_up = false;
+  now_.links["eth0"].master = "br-lan";
+  EXPECT_THAT(plan(), IsEmpty());
+}
+
 TEST_F(PlanTest, TheLinkOfADaemonIsLeftAlone) {
   now_.links["docker0"].mtu = "1400";
   EXPECT_THAT(plan(), IsEmpty());
