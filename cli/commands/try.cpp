@@ -226,6 +226,7 @@ static int try_on_gateway(const TryOptions& options) {
   OwnTrial trial;
   trial.content = source.text;
   if (const auto trouble = find_trial_ground(trial.installed)) return fail(*trouble);
+  wait_for_links();
   std::signal(SIGINT, note_interrupt);
   const std::int64_t now = monotonic_seconds();
   trial.state = {caller(),

@@ -43,7 +43,6 @@ static void compare_links(const Comparison& comparison, Steps& steps) {
 
 static void compare_parameters(const std::string& name, const LinkState& before, const LinkState& now,
                                Steps& steps) {
-  if (before.kind != now.kind) return;
   for (const auto& [word, value] : before.parameters) {
     const auto present = now.parameters.find(word);
     if (present != now.parameters.end() && present->second == value) continue;
@@ -69,6 +68,13 @@ static void compare_settings(const std::string& name, const LinkState& before, c
   if (!before.is_up && now.is_up && !has_unit) steps.push_back({name + " is up", set + Words{"down"}});
 }
 
+// Whether the rollback has made the tunnel with other parameters than before: the cellular link, whose
+// address and MTU it takes, has changed.
+static bool is_made_again(const Comparison& comparison, const std::string& name, const LinkState& before,
+                          const LinkState& now) {
+  return contains(comparison.units.made, name) && before.parameters != now.parameters;
+}
+
 // A bridge takes its MTU and its MAC address from its members.
 static void compare_link_settings(const Comparison& comparison, bool is_card, Steps& steps) {
   for (const auto& [name, before] : comparison.before.links) {
@@ -76,8 +82,9 @@ static void compare_link_settings(const Comparison& comparison, bool is_card, St
     if (link == comparison.now.links.end() || !contains(comparison.links, name)) continue;
     const LinkState& now = link->second;
     if (is_made_kind(now.kind) == is_card) continue;
-    compare_parameters(name, before, now, steps);
     compare_settings(name, before, now, contains(comparison.units.links, name), steps);
+    if (is_made_again(comparison, name, before, now) || before.kind != now.kind) continue;
+    compare_parameters(name, before, now, steps);
     if (before.mtu != now.mtu && !is_cellular(comparison, name))
       steps.push_back({name + " has MTU " + now.mtu + " instead of " + before.mtu,
                        {"link", "set", "dev", name, "mtu", before.mtu}});

@@ -51,8 +51,11 @@ static Json::Value wait_for_networkd(std::int64_t carrier_seconds) {
   }
 }
 
-void record_kernel() {
+void wait_for_links() {
   wait_for_networkd(0);
+}
+
+void record_kernel() {
   if (const auto error = write_record())
     report("lanfab: the state of the kernel is not recorded, so a rollback does not restore it: " + *error);
 }

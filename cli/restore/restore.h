@@ -6,8 +6,12 @@
 #include <string>
 #include <vector>
 
-// Records the kernel's network before a trial, once systemd-networkd has configured its links. A failure is
-// reported: the trial may go on, but its rollback restores nothing beyond the files.
+// Waits until systemd-networkd has configured every link that has a carrier, 15 s at most: before that the
+// kernel's network is not worth a record.
+void wait_for_links();
+
+// Records the kernel's network before a trial. A failure is reported: the trial may go on, but its rollback
+// restores nothing beyond the files.
 void record_kernel();
 
 // To be called when the old configuration has been applied: waits until systemd-networkd has configured the

@@ -159,6 +159,16 @@ TEST_F(PlanTest, TheParametersOfATunnelAreRestored) {
   EXPECT_THAT(plan(), IsEmpty());
 }
 
+TEST_F(PlanTest, ATunnelThatFollowsTheCellularLinkIsLeftToItsUnit) {
+  before_.links["gre-tun1"] = {"gre", true, "1406", "", "", {{"local", "10.64.1.2"}}};
+  now_.links["gre-tun1"] = {"gre", true, "1376", "", "", {{"local", "10.64.9.2"}}};
+  units_.made = {"gre-tun1"};
+  EXPECT_THAT(plan(), IsEmpty());
+  now_.links["gre-tun1"].parameters = before_.links["gre-tun1"].parameters;
+  EXPECT_THAT(plan(), ElementsAre("gre-tun1 has MTU 1376 instead of 1406: "
+                                  "link set dev gre-tun1 mtu 1406"));
+}
+
 TEST_F(PlanTest, AnAddressOfTheTrialIsRemoved) {
   add(now_.addresses, address("eth1", "10.64.1.1/30"));
   EXPECT_THAT(plan(),

@@ -21,6 +21,7 @@ class RestoreTest : public KernelTools {
   void SetUp() override {
     KernelTools::SetUp();
     answer("link.json", kBefore);
+    wait_for_links();
     record_kernel();
     put_file("/run/systemd/network/21-eth1.network", "");
     put_file("/run/systemd/network/70-gre-tun1.netdev", "");
@@ -91,6 +92,16 @@ TEST_F(RestoreTest, WaitsUntilNetworkdIsDone) {
   answer("networkd.next", R"({"Interfaces": [{"AdministrativeState": "configured"}]})");
   EXPECT_THAT(restore(said_), IsEmpty());
   EXPECT_THAT(text_of_file("/run/answers/networkd.json"), HasSubstr("configured"));
+}
+
+TEST_F(RestoreTest, WaitsForNoCarrierBeforeATrial) {
+  answer("networkd.json",
+         R"({"Interfaces": [{"AdministrativeState": "configuring", "CarrierState": "off"}]})");
+  answer("networkd.next", "{}");
+  wait_for_links();
+  // It has asked once.
+  EXPECT_EQ(text_of_file("/run/answers/networkd.json"), "{}");
+  EXPECT_FALSE(exists("/run/answers/networkd.next"));
 }
 
 TEST_F(RestoreTest, GoesOnIfNetworkdDoesNotAnswer) {
