@@ -115,16 +115,43 @@ class Rollback(unittest.TestCase):
     def test_leaves_the_kernel_as_it_was(self):
         for old, new in PAIRS:
             with self.subTest(old=old, new=new):
-                clear()
-                gateway.apply(guest.example(old))
-                self.assertTrue(settle())
+                self.apply(old)
                 before = kernel()
-                gateway.write("/root/new.json", json.dumps(guest.example(new)))
-                gateway.run("lanfab", "try", "--force", "/root/new.json")
-                settle()
+                self.try_out(new)
                 self.assertNotEqual(kernel(), before)
                 gateway.run("lanfab", "revert")
                 self.assertEqual(kernel(), before)
+
+    @guest.exhaustive
+    def test_leaves_alone_what_others_have_added(self):
+        self.apply("router")
+        for command in ("address add 192.168.2.9/32 dev eth1", "route add 10.77.0.0/16 dev eth1 table 77",
+                        "rule add from 192.168.2.9 lookup 77 priority 77"):
+            gateway.run("ip", *command.split())
+        self.addCleanup(gateway.run, "ip", "rule", "del", "priority", "77")
+        before = kernel()
+        self.try_out("tunnels")
+        for command in ("link add docker0 type bridge", "link set docker0 up",
+                        "address add 172.17.0.1/16 dev docker0",
+                        "route add 10.88.0.0/16 dev docker0 table 88",
+                        "rule add from 172.17.0.0/16 lookup 88 priority 88"):
+            gateway.run("ip", *command.split())
+        self.addCleanup(gateway.run, "ip", "rule", "del", "priority", "88")
+        self.addCleanup(gateway.run, "ip", "link", "del", "docker0")
+        others = {line for line in kernel() if "docker0" in line or "172.17.0.0" in line}
+        gateway.run("lanfab", "revert")
+        self.assertEqual(kernel(), before | others)
+
+    def apply(self, example):
+        clear()
+        gateway.apply(guest.example(example))
+        self.assertTrue(settle())
+
+    @staticmethod
+    def try_out(example):
+        gateway.write("/root/new.json", json.dumps(guest.example(example)))
+        gateway.run("lanfab", "try", "--force", "/root/new.json")
+        settle()
 
 
 if __name__ == "__main__":
