@@ -41,13 +41,19 @@ static void compare_links(const Comparison& comparison, Steps& steps) {
       steps.push_back({name + " is missing", {}});
 }
 
+// "eth1 has MTU 1430 instead of 1500"
+static std::string changed(const std::string& subject, const std::string& verb, const std::string& now,
+                           const std::string& before) {
+  return subject + verb + now + " instead of " + before;
+}
+
 static void compare_parameters(const std::string& name, const LinkState& before, const LinkState& now,
                                Steps& steps) {
   for (const auto& [word, value] : before.parameters) {
     const auto present = now.parameters.find(word);
     if (present != now.parameters.end() && present->second == value) continue;
-    const std::string found = present == now.parameters.end() ? "no " + word : word + " " + present->second;
-    steps.push_back({name + " has " + found + " instead of " + value,
+    const std::string found = present == now.parameters.end() ? "none" : present->second;
+    steps.push_back({changed(name, " has " + word + " ", found, value),
                      {"link", "set", "dev", name, "type", now.kind, word, value}});
   }
 }
@@ -62,8 +68,8 @@ static void compare_settings(const std::string& name, const LinkState& before, c
     steps.push_back({name + " is a member of " + now.master, set + Words{"nomaster"}});
   }
   if (before.mac != now.mac && !before.mac.empty())
-    steps.push_back({name + " has MAC address " + now.mac + " instead of " + before.mac,
-                     set + Words{"address", before.mac}});
+    steps.push_back(
+        {changed(name, " has MAC address ", now.mac, before.mac), set + Words{"address", before.mac}});
   if (before.is_up && !now.is_up) steps.push_back({name + " is down", set + Words{"up"}});
   if (!before.is_up && now.is_up && !has_unit) steps.push_back({name + " is up", set + Words{"down"}});
 }
@@ -86,8 +92,8 @@ static void compare_link_settings(const Comparison& comparison, bool is_card, St
     if (is_made_again(comparison, name, before, now) || before.kind != now.kind) continue;
     compare_parameters(name, before, now, steps);
     if (before.mtu != now.mtu && !is_cellular(comparison, name))
-      steps.push_back({name + " has MTU " + now.mtu + " instead of " + before.mtu,
-                       {"link", "set", "dev", name, "mtu", before.mtu}});
+      steps.push_back(
+          {changed(name, " has MTU ", now.mtu, before.mtu), {"link", "set", "dev", name, "mtu", before.mtu}});
   }
 }
 
@@ -189,7 +195,7 @@ static void compare_sysctls(const Comparison& comparison, bool is_switch, Steps&
     const auto now = comparison.now.sysctls.find(path);
     if (now == comparison.now.sysctls.end() || now->second == value) continue;
     if ((path.rfind(kSwitches, 0) == 0) == is_switch)
-      steps.push_back({path + " is " + now->second + " instead of " + value, {}, path, value});
+      steps.push_back({changed(path, " is ", now->second, value), {}, path, value});
   }
 }
 

@@ -152,9 +152,10 @@ TEST_F(PlanTest, TheMembersOfABridgeComeBeforeItself) {
 TEST_F(PlanTest, TheParametersOfATunnelAreRestored) {
   before_.links["gre-tun1"] = {"gre", true, "1476", "", "", {{"remote", "198.51.100.1"}, {"ttl", "0"}}};
   now_.links["gre-tun1"] = {"gre", true, "1476", "", "", {{"remote", "198.51.100.2"}}};
-  EXPECT_THAT(plan(), ElementsAre("gre-tun1 has remote 198.51.100.2 instead of 198.51.100.1: "
-                                  "link set dev gre-tun1 type gre remote 198.51.100.1",
-                                  "gre-tun1 has no ttl instead of 0: link set dev gre-tun1 type gre ttl 0"));
+  EXPECT_THAT(plan(),
+              ElementsAre("gre-tun1 has remote 198.51.100.2 instead of 198.51.100.1: "
+                          "link set dev gre-tun1 type gre remote 198.51.100.1",
+                          "gre-tun1 has ttl none instead of 0: link set dev gre-tun1 type gre ttl 0"));
   now_.links["gre-tun1"].kind = "gretap";
   EXPECT_THAT(plan(), IsEmpty());
 }
