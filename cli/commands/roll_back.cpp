@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "cli/base/file.h"
 #include "cli/base/sha256.h"
@@ -16,6 +17,8 @@
 #include "cli/live/runs.h"
 #include "cli/live/trial_state.h"
 #include "cli/live/units.h"
+#include "cli/restore/record.h"
+#include "cli/restore/restore.h"
 
 // In seconds.
 constexpr int kWallLimit = 5;
@@ -56,12 +59,18 @@ static std::string note_of(const std::string& in_force, const TrialState& state)
          " is another configuration, which is not applied";
 }
 
-static void report_rollback(const TrialState& state, const std::string& reason) {
+// `left` is what the kernel still has of the trial.
+static void report_rollback(const TrialState& state, const std::string& reason,
+                            const std::vector<std::string>& left) {
   Outcome outcome = outcome_of(state, Ending::kRolledBack, reason);
   Applied applied;
   if (!read_applied(applied)) {
     outcome.in_force = applied.sha256;
     outcome.note = note_of(applied.sha256, state);
+  }
+  for (const std::string& difference : left) {
+    broadcast_alert("the old configuration is active, but " + difference);
+    outcome.note += (outcome.note.empty() ? "" : "; ") + difference;
   }
   std::printf("the trial is over; the old configuration is in force\n");
   if (!outcome.note.empty()) std::printf("%s\n", outcome.note.c_str());
@@ -116,6 +125,7 @@ static int attempt_rollback(bool& is_old_active) {
   const std::string reason = reason_of(state);
   // For the next attempt, if this one fails.
   request_rollback(reason);
+  note_trial_links();
   if (!deactivate_trial()) return fail(with_errno(kTrialConfiguration));
   lock.reset();
   stop_apply();
@@ -125,7 +135,7 @@ static int attempt_rollback(bool& is_old_active) {
   }
   is_old_active = true;
   forget_failure();
-  report_rollback(state, reason);
+  report_rollback(state, reason, restore_kernel());
   if (is_locked) lock.emplace(kTrialDirectory, kLockLimit);
   if (const auto error = remove_trial())
     return fail("lanfab: what belongs to the trial is still there: " + *error);

@@ -33,6 +33,7 @@
 #include "cli/live/system.h"
 #include "cli/live/trial_state.h"
 #include "cli/live/units.h"
+#include "cli/restore/restore.h"
 #include "libcmd/text_policy.h"
 
 constexpr char kRevertFails[] =
@@ -109,6 +110,7 @@ static std::optional<std::string> begin(const std::string& program, const OwnTri
   if (!end_guard()) return std::string("lanfab: ") + kGuardUnit + " cannot be stopped";
   if (!remove_state()) return with_errno(kTrialDirectory);
   std::optional<std::string> trouble = prepare_rollback(program);
+  if (!trouble) record_kernel();
   const bool is_staged =
       !trouble && stage_target(trial.target.text) && stage_trial(trial.content, trial.installed.path);
   // Without a state the service finds nothing to do.
@@ -323,6 +325,7 @@ static std::optional<int> start_trial(const Source& source, const TryOptions& op
     report("lanfab: not tried: " + *trouble);
     return 1;
   }
+  wait_for_links();
   std::signal(SIGINT, note_interrupt);
   const std::int64_t now = monotonic_seconds();
   trial.state = {caller(),

@@ -175,8 +175,8 @@ bool write_state(const TrialState& state) {
 
 // The decision goes last: without a state, whoever decides afterwards has come too late.
 static bool remove_notes() {
-  return remove_files(kStateFile, kInstalledCopy, kRequest, kTarget) && remove_directory(kTargetDirectory) &&
-         remove_files(kDecision);
+  return remove_files(kStateFile, kInstalledCopy, kRequest, kTarget, kKernelRecord, kTrialLinks) &&
+         remove_directory(kTargetDirectory) && remove_files(kDecision);
 }
 
 bool remove_state() {

@@ -20,6 +20,10 @@ struct TrialState {
   std::string sha256 = {};  // of the configuration on trial
 };
 
+// The kernel's network before the trial, and the links that the units of the trial name: cli/restore.
+inline constexpr char kKernelRecord[] = "/run/lanfab/kernel.json";
+inline constexpr char kTrialLinks[] = "/run/lanfab/kernel.links";
+
 std::string new_trial_id();
 
 // Whether a configuration is on trial. Runs of cmd_lanfab read it then instead of the installed one.
