@@ -22,6 +22,7 @@
 #include "cli/commands/confirm.h"
 #include "cli/commands/diff.h"
 #include "cli/commands/revert.h"
+#include "cli/commands/verification.h"
 #include "cli/config_file/source.h"
 #include "cli/dry_run/dry_run.h"
 #include "cli/live/applied.h"
@@ -43,6 +44,9 @@ constexpr char kRevertFails[] =
 // Enough for the longest APPLY.
 constexpr std::int64_t kSecondsToPutInForce = 300;
 
+// How long the gateway may take to become as the trial wants it.
+constexpr std::int64_t kVerifySeconds = 30;
+
 static volatile std::sig_atomic_t is_interrupted = 0;
 
 extern "C" {
@@ -58,7 +62,10 @@ namespace {
 struct TryOptions {
   std::string file;  // "-" is standard input
   std::int64_t seconds = 120;
-  bool force = false;  // errors that `lanfab check` finds do not stop it
+  bool force = false;               // errors that `lanfab check` finds do not stop it
+  bool unverified = false;          // what `lanfab status` finds does not end it
+  std::vector<std::string> probes;  // commands that must succeed
+  bool confirm_after_probes = false;
 };
 
 }  // namespace
@@ -71,6 +78,7 @@ struct OwnTrial {
   std::string content;
   InstalledFile installed;
   Applied target;  // what a rollback goes back to
+  Look before;     // what `lanfab status` found before it
 };
 
 }  // namespace
@@ -109,8 +117,8 @@ static std::optional<std::string> begin(const std::string& program, const OwnTri
   if (!stop_revert_timer()) return std::string("lanfab: ") + kRevertTimer + " cannot be stopped";
   if (!end_guard()) return std::string("lanfab: ") + kGuardUnit + " cannot be stopped";
   if (!remove_state()) return with_errno(kTrialDirectory);
+  record_kernel();
   std::optional<std::string> trouble = prepare_rollback(program);
-  if (!trouble) record_kernel();
   const bool is_staged =
       !trouble && stage_target(trial.target.text) && stage_trial(trial.content, trial.installed.path);
   // Without a state the service finds nothing to do.
@@ -326,6 +334,7 @@ static std::optional<int> start_trial(const Source& source, const TryOptions& op
     return 1;
   }
   wait_for_links();
+  if (!options.unverified) trial.before = look_at_gateway();
   std::signal(SIGINT, note_interrupt);
   const std::int64_t now = monotonic_seconds();
   trial.state = {caller(),
@@ -353,16 +362,48 @@ static std::optional<int> start_trial(const Source& source, const TryOptions& op
   return std::nullopt;
 }
 
+// Rolls the trial back for this reason, unless it has ended or was interrupted before. Returns the exit status.
+static int give_up(const OwnTrial& trial, const std::string& reason) {
+  const Fate fate = find_fate(trial);
+  if (fate != Fate::kActive) return report_end(trial, fate);
+  return roll_back_trial(is_interrupted == 0 ? reason : "");
+}
+
+// Waits until the gateway is as the trial wants it, and the probes succeed. Returns nothing then, or the exit
+// status of a trial that is over.
+static std::optional<int> verify(const TryOptions& options, const OwnTrial& trial) {
+  const GoesOn goes_on = [&trial] { return is_interrupted == 0 && find_fate(trial) == Fate::kActive; };
+  // Before the timer of the rollback.
+  const std::int64_t end = trial.state.ends - 1;
+  if (!options.unverified) {
+    const auto found =
+        wait_until_as_configured(trial.before, std::min(monotonic_seconds() + kVerifySeconds, end), goes_on);
+    for (const Drift& one : found)
+      report("lanfab: " + one.subject + ": " + one.what);
+    if (!found.empty() || !goes_on())
+      return give_up(trial, "since lanfab status found a difference that was not there before");
+  }
+  if (const auto probe = find_failing_probe(options.probes, end, goes_on)) {
+    if (goes_on()) report("lanfab: the probe has failed: " + *probe);
+    return give_up(trial, "since a probe failed");
+  }
+  return std::nullopt;
+}
+
 // On a terminal it counts down, and takes an answer; elsewhere it returns.
 static int try_on_gateway(const Source& source, const TryOptions& options) {
   OwnTrial trial;
   if (const auto status = start_trial(source, options, trial)) return *status;
+  if (const auto status = verify(options, trial)) return *status;
+  if (options.confirm_after_probes) return confirm({trial.state.id});
   if (is_interactive()) return count_down(trial);
   tell_what_to_type(trial.state);
   return 0;
 }
 
 static int try_file(const TryOptions& options) {
+  if (options.confirm_after_probes && options.probes.empty())
+    return fail("lanfab: --confirm-after-probe requires --probe");
   Source source;
   if (const auto trouble = load_source(options.file, source)) return fail(trouble->message);
   return try_on_gateway(source, options);
@@ -380,6 +421,7 @@ int put_in_force(const std::string& file) {
   options.seconds = kSecondsToPutInForce;
   OwnTrial trial;
   if (const auto status = start_trial(source, options, trial)) return *status;
+  if (const auto status = verify(options, trial)) return *status;
   const int status = confirm({trial.state.id});
   if (status == 0 || find_fate(trial) != Fate::kActive) return status;
   return std::max(status, roll_back_trial("since it could not be installed"));
@@ -389,14 +431,18 @@ Command try_command() {
   static TryOptions options;
   Option file = file_option(options.file);
   file.presence = Presence::kRequired;
-  return {"try",
-          "Put a configuration in force until it is confirmed",
-          {file,
-           {"--timeout SECONDS", "seconds after which the old one comes back",
-            Number{&options.seconds, 10, 86400}},
-           {"--force", "try it even with errors that lanfab check finds", &options.force}},
-          "Without lanfab confirm in time, the old configuration comes back, whatever became of this\n"
-          "terminal. A reboot brings it back, too.\n\n"
-          "Example: lanfab try network.json --timeout 300",
-          [] { return try_file(options); }};
+  return {
+      "try",
+      "Put a configuration in force until it is confirmed",
+      {file,
+       {"--timeout SECONDS", "seconds after which the old one comes back",
+        Number{&options.seconds, 10, 86400}},
+       {"--force", "try it even with errors that lanfab check finds", &options.force},
+       {"--no-verify", "keep it on trial whatever lanfab status finds", &options.unverified},
+       {"--probe COMMAND", "roll back unless this shell command succeeds in time", &options.probes},
+       {"--confirm-after-probe", "keep it when every probe has succeeded", &options.confirm_after_probes}},
+      "Without lanfab confirm in time, the old configuration comes back, whatever became of this\n"
+      "terminal. A reboot brings it back, too.\n\n"
+      "Example: lanfab try network.json --timeout 300",
+      [] { return try_file(options); }};
 }

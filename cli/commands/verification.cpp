@@ -6,6 +6,7 @@
 
 #include "cli/base/subprocess.h"
 #include "cli/live/trial_state.h"
+#include "cli/status/findings.h"
 #include "cli/status/snapshot.h"
 
 constexpr unsigned kPauseSeconds = 1;
@@ -16,14 +17,14 @@ Look look_at_gateway() {
   Look look;
   Snapshot snapshot;
   look.trouble = take_snapshot(snapshot);
-  if (!look.trouble) look.drift = find_drift(snapshot);
+  if (!look.trouble) look.drift = find_all_drift(snapshot).drift;
   return look;
 }
 
 std::vector<Drift> new_drift(const Look& before, const Look& now) {
   if (now.trouble) {
     if (before.trouble) return {};
-    return {{"lanfab status", *now.trouble}};
+    return {{"lanfab status", *now.trouble, false, "the trial cannot be verified", ""}};
   }
   std::vector<Drift> found;
   for (const Drift& one : now.drift) {
