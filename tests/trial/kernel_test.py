@@ -45,6 +45,7 @@ class Kernel(unittest.TestCase):
         for directory in systemd.TRIAL.parent, systemd.UNITS:
             shutil.rmtree(directory, ignore_errors=True)
             directory.mkdir()
+        systemd.pretend_apply()
 
     def lanfab(self, *arguments):
         """Runs lanfab, which must succeed; returns what it has printed."""
