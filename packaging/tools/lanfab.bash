@@ -27,9 +27,11 @@ _lanfab() {
     'diff --program') compopt -o default ;;
     'diff --format') words='text json' ;;
     'try --timeout') ;;
+    'try --probe') ;;
     'confirm -m') ;;
-    'status --format') words='text json' ;;
+    'status --format') words='text json nagios' ;;
     'history --format') words='text json' ;;
+    'report -o') compopt -o default ;;
     *)
       case "$command $word" in
         'check -'*) words='--strict --offline --allow --format --fix --diff -h --help' ;;
@@ -44,16 +46,17 @@ _lanfab() {
         'diff '*) compopt -o default ;;
         'schema -'*) words='-h --help' ;;
         'lsp -'*) words='--stdio -h --help' ;;
-        'try -'*) words='--timeout --force -h --help' ;;
+        'try -'*) words='--timeout --force --no-verify --probe --confirm-after-probe -h --help' ;;
         'try '*) compopt -o default ;;
         'confirm -'*) words='-m --force -h --help' ;;
         'revert -'*) words='--yes -h --help' ;;
         'revert '*) ;;
-        'status -'*) words='--watch --format -v -h --help' ;;
+        'status -'*) words='--watch --format --probe -v -h --help' ;;
         'history -'*) words='--format -h --help' ;;
         'history '*) ;;
+        'report -'*) words='-o --force -h --help' ;;
         ' -'*) words='-h --help --version' ;;
-        ' '*) words='check explain graph preview diff schema lsp try confirm revert status history' ;;
+        ' '*) words='check explain graph preview diff schema lsp try confirm revert status history report' ;;
       esac
       ;;
   esac

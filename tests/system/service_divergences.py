@@ -106,7 +106,7 @@ OF_FILES = [
                unit("/run/systemd/system/dnsmasq.service.d/mine.conf",
                     "[Service]\\nExecStart=\\nExecStart=/usr/sbin/dnsmasq -C /run/mine.conf"
                     " --pid-file=/run/dnsmasq.pid\\n")
-               + " && printf 'dhcp-range=192.168.1.100,192.168.1.199\\nuser=root\\n' >/run/mine.conf"
+               + " && printf 'no-resolv\\nuser=root\\n' >/run/mine.conf"
                  " && systemctl daemon-reload && systemctl restart dnsmasq"
                  " && rm /run/systemd/system/dnsmasq.service.d/mine.conf",
                "dnsmasq",

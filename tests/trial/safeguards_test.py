@@ -289,7 +289,7 @@ class Guard(Trial):
         wait_until(lambda: questions() > seen)
         self.let_time_pass()
         self.end()
-        self.assertEqual(os.listdir(DIRECTORY), [])
+        self.assertEqual(systemd.leftovers(), [])
         self.assert_applied(NEW, OLD)
 
     def test_cleans_up_if_it_cannot_be_stopped(self):
@@ -298,7 +298,7 @@ class Guard(Trial):
         self.lanfab("confirm", status=0)
         self.end()
         GUARD.unlink()
-        self.assertEqual(os.listdir(DIRECTORY), [])
+        self.assertEqual(systemd.leftovers(), [])
         self.assertEqual(INSTALLED.read_text(), NEW)
 
     def test_waits_for_a_rollback_that_has_begun(self):
