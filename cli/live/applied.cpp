@@ -90,7 +90,7 @@ static bool write_record(const std::string& text, const std::string& checksum) {
   header["sha256"] = checksum;
   Json::StreamWriterBuilder writer;
   writer["indentation"] = "";
-  const std::string path = std::string(kRecord) + ".new." + std::to_string(getpid());
+  const std::string path = std::string(kRecord) + "." + std::to_string(getpid()) + ".new";
   if (write_file({path, kPrivate, Json::writeString(writer, header) + "\n" + text}) &&
       std::rename(path.c_str(), kRecord) == 0)
     return true;

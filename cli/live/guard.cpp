@@ -34,9 +34,9 @@ constexpr off_t kLargestFile = 64 * 1024 * 1024;
 constexpr mode_t kPermissions = 07777;
 constexpr mode_t kOfOwner = 0700;
 
-// What this process writes before it renames it, and others likewise.
+// What this process writes before it renames it, and others likewise; what lanfab.service notes for itself.
 constexpr char kRestored[] = ".restored";
-constexpr std::string_view kPassing[] = {kRestored, ".new", "/reserve", "/end", "/end.failed"};
+constexpr std::string_view kPassing[] = {kRestored, ".new", "/applying", "/reserve", "/end", "/end.failed"};
 
 static bool is_guard = false;
 

@@ -196,9 +196,13 @@ class Guard(Trial):
         large.touch()
         os.truncate(large, 65 * 1024 * 1024)
         (DIRECTORY / "empty").touch()
+        # What another run writes and removes.
+        passing = [DIRECTORY / "applying", DIRECTORY / "applied.7.new"]
+        for path in passing:
+            path.write_text("passing")
         self.start()
-        large.unlink()
-        (DIRECTORY / "empty").unlink()
+        for path in large, DIRECTORY / "empty", *passing:
+            path.unlink()
         files = {path: (path.read_bytes(), path.stat().st_mode) for path in DIRECTORY.rglob("*")
                  if path.is_file()}
         self.assertLess({STATE, TRIAL, PROGRAMS / "lanfab", PROGRAMS / "cmd_lanfab", RESERVE}, set(files))
@@ -211,6 +215,7 @@ class Guard(Trial):
         wait_until(lambda: all(path.exists() and path.stat().st_size for path in files))
         for path, expected in files.items():
             self.assertEqual((path.read_bytes(), path.stat().st_mode), expected, path)
+        self.assertFalse(any(path.exists() for path in passing))
         self.lanfab("revert", status=0)
         self.assert_files(OLD, None)
         self.guard.wait()
