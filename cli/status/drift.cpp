@@ -56,7 +56,8 @@ class Comparison {
   void compare_services() {
     for (const auto& [name, service] : snapshot_.services) {
       if (service.is_active() || (name == kDnsmasq && !snapshot_.wants_dnsmasq)) continue;
-      const bool is_pending = service.is_pending();
+      const bool is_restarted = snapshot_.lock && snapshot_.lock->is_held;
+      const bool is_pending = service.is_pending() || is_restarted;
       say({name, is_pending ? "it is " + service.state : "it is not active", is_pending,
            name == kDnsmasq ? "hosts get no addresses and no names" : "nothing sets the interfaces up",
            "systemctl restart " + name});

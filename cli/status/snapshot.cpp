@@ -58,5 +58,7 @@ std::optional<std::string> take_snapshot(Snapshot& snapshot) {
   if (const auto trial = read_state()) snapshot.trial = describe(*trial);
   if (const auto outcome = read_outcome()) snapshot.last_trial = describe(*outcome);
   snapshot.runs_error = read_last_runs(snapshot.runs).value_or("");
+  // A run that has begun meanwhile has stopped what it restarts.
+  if (const auto lock = read_run_lock(); lock && lock->is_held) snapshot.lock = lock;
   return std::nullopt;
 }

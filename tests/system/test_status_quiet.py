@@ -18,6 +18,8 @@ if not guest.IS_EXHAUSTIVE:
     EXAMPLES = ["shop"]
 MINUTES = 60 if guest.IS_EXHAUSTIVE else 5
 
+LOCK = "/var/run/LANFAB_LOCKED"
+
 gateway = guest.Gateway()
 
 
@@ -36,7 +38,7 @@ def forget_links():
     for name in gateway.link_names():
         if name.startswith(("gre-tun", "eth0.", "br-lan", "wwan0")):
             gateway.run("ip", "link", "delete", name, check=False)
-        if name.startswith(("eth", "wlan")):
+        elif name.startswith(("eth", "wlan")):
             gateway.run("ip", "link", "set", name, "mtu", "1500")
             gateway.run("ip", "address", "flush", "dev", name)
             gateway.set_sysctl(f"net/ipv4/conf/{name}/proxy_arp", 0)
@@ -52,6 +54,9 @@ class Quiet(unittest.TestCase):
     def assert_quiet_until_settled(self, *command):
         """Looks all the time that the command runs and until nothing is pending."""
         with subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as run:
+            # Until the run begins, what it is to change is an alarm.
+            guest.wait_until(lambda: gateway.exists(LOCK) or run.poll() is not None, interval=0.001,
+                             longest_interval=0.001)
             end = time.monotonic() + 90 * guest.SLOWNESS
             while True:
                 is_over = run.poll() is not None

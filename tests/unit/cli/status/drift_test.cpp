@@ -54,6 +54,14 @@ TEST(Drift, Services) {
   }
 }
 
+TEST(Drift, ARunRestartsTheServices) {
+  Snapshot snapshot = gateway();
+  snapshot.services[kNetworkd] = {"inactive", "dead", "success", 0};
+  snapshot.lock = RunLockState{};
+  snapshot.lock->is_held = true;
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("systemd-networkd: it is inactive (pending)"));
+}
+
 TEST(Drift, TheLastRunOfEachAction) {
   Snapshot snapshot = gateway();
   const auto run = [](const char* action, LastRun::End end) { return LastRun{action, 0, 0, end, {}}; };
