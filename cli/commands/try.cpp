@@ -362,7 +362,8 @@ static std::optional<int> start_trial(const Source& source, const TryOptions& op
   return std::nullopt;
 }
 
-// Rolls the trial back for this reason, unless it has ended or was interrupted before. Returns the exit status.
+// Rolls the trial back for this reason, unless it has ended or was interrupted before. Returns the exit
+// status.
 static int give_up(const OwnTrial& trial, const std::string& reason) {
   const Fate fate = find_fate(trial);
   if (fate != Fate::kActive) return report_end(trial, fate);

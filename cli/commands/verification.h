@@ -18,8 +18,9 @@ struct Look {
 
 Look look_at_gateway();
 
-// What the second look shows and the first did not. What no unit file asks for does not count: every APPLY may
-// leave something of the configuration before it in the kernel. That there is nothing to see any more does.
+// What the second look shows and the first did not. What no unit file asks for does not count: every APPLY
+// may leave something of the configuration before it in the kernel. That there is nothing to see any more
+// does.
 std::vector<Drift> new_drift(const Look& before, const Look& now);
 
 // Whether the trial goes on: nobody has ended or interrupted it.
