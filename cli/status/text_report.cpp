@@ -72,6 +72,7 @@ class Report {
     show_runs();
     show_lock();
     show_other_drift();
+    show_last_trial();
     show_allowed();
     show_not_checked();
     page_.title(summary().c_str());
@@ -121,6 +122,7 @@ class Report {
   void show_run(const LastRun& run);
   void show_lock();
   void show_other_drift();
+  void show_last_trial();
   void show_subject(const std::string& subject);
   void show_allowed();
   void show_not_checked();
@@ -286,10 +288,12 @@ void Report::show_other_drift() {
     has_title = true;
     show_subject(one.subject);
   }
-  if (snapshot_.last_trial) {
-    page_.title("Last trial");
-    page_.note(Mark::kNone, *snapshot_.last_trial);
-  }
+}
+
+void Report::show_last_trial() {
+  if (!snapshot_.last_trial) return;
+  page_.title("Last trial");
+  page_.note(Mark::kNone, *snapshot_.last_trial);
 }
 
 void Report::show_subject(const std::string& subject) {
