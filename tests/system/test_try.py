@@ -95,6 +95,8 @@ class Trial(unittest.TestCase):
         self.assertFalse(gateway.reaches(trial.OLD_ADDRESS, namespace="lan0", timeout=1))
         # Neither at once, nor never.
         gateway.run("date", "--set=+2 days")
+        # With a clock that is behind, the configuration would seem to have changed since it was applied.
+        self.addCleanup(gateway.run, "date", "--set=+2 days")
         self.assertTrue(gateway.exists(trial.STATE))
         self.assertEqual(trials.active(), trial.CUT_OFF)
         gateway.run("date", "--set=-4 days")
@@ -111,6 +113,7 @@ class Trial(unittest.TestCase):
         self.assertTrue(trials.has_new_address())
         self.assertTrue(trials.is_old_network_back())
 
+    @guest.exhaustive
     def test_ctrl_c_goes_back_at_once(self):
         for moment in ("Applying", "Keep it?"):
             with self.subTest(moment):
@@ -185,6 +188,7 @@ class Trial(unittest.TestCase):
         gateway.write("/etc/systemd/system/lanfab.service", unit)
         gateway.run("systemctl", "daemon-reload")
 
+    @guest.exhaustive
     def test_its_services_are_confined_like_that_of_the_boot(self):
         self.install_service()
         gateway.run("mkdir", "-p", DROP_INS)
@@ -198,7 +202,8 @@ class Trial(unittest.TestCase):
         self.assertTrue(trials.wait_for_apply())
         boot = exposure("lanfab.service")
         self.assertLess(boot, 4)
-        self.assertEqual(exposure("lanfab-apply.service"), boot)
+        # Of a unit without default dependencies, systemd does not count all options.
+        self.assertAlmostEqual(exposure("lanfab-apply.service"), boot, delta=0.2)
         # Beyond that it writes to terminals.
         self.assertLessEqual(exposure("lanfab-revert.service"), boot + 0.5)
         for name in ("CapabilityBoundingSet", "SystemCallFilter", "ProtectSystem", "ReadWritePaths",
@@ -213,6 +218,7 @@ class Trial(unittest.TestCase):
         self.assertEqual(terminal.end(), 1)
         self.assertTrue(trials.is_old_network_back())
 
+    @guest.exhaustive
     def test_program_that_its_services_do_not_see_is_copied(self):
         gateway.run("cp", "/usr/bin/lanfab", "/root/lanfab")
         begun = gateway.run("/root/lanfab", "try", trial.NEW, check=False)
@@ -220,6 +226,7 @@ class Trial(unittest.TestCase):
         gateway.run("systemctl", "start", "lanfab-revert")
         self.assertTrue(trials.is_old_network_back())
 
+    @guest.exhaustive
     def test_every_run_sees_it_and_what_is_installed_meanwhile_is_not_lost(self):
         self.install_service()
         gateway.run("systemctl", "start", "lanfab")
@@ -261,6 +268,7 @@ class Trial(unittest.TestCase):
         self.assertEqual(trials.installed(), trial.OLD)
         self.assertTrue(gateway.reaches(trial.OLD_ADDRESS, namespace="lan0"))
 
+    @guest.exhaustive
     def test_apply_that_sigterm_ends_is_not_reported_as_applied(self):
         self.addCleanup(trials.hold_apply())
         terminal = Terminal("try", trial.NEW)
@@ -271,6 +279,7 @@ class Trial(unittest.TestCase):
         self.assertEqual(terminal.end(), 1)
         self.assertTrue(trials.is_old_network_back())
 
+    @guest.exhaustive
     def test_rollback_during_the_apply_is_reported(self):
         self.addCleanup(trials.hold_apply())
         for command in ("systemctl", "start", "lanfab-revert"), ("lanfab", "revert"):
