@@ -45,7 +45,7 @@ static bool apply_old_configuration(const std::string& program) {
 
 // Why the service was started.
 static std::string reason_of(const TrialState& state) {
-  const std::string reason = requested_rollback();
+  std::string reason = requested_rollback();
   if (!reason.empty()) return reason;
   if (state.ends != 0 && monotonic_seconds() >= state.ends) return kNotKeptInTime;
   return is_applied(state.sha256) ? "since " + std::string(kRevertUnit) + " was started" : kNotApplied;

@@ -89,16 +89,16 @@ struct InterfaceFacts {
   std::string name_servers;  // in their order
   std::string bridge;        // of which it is a member
   bool is_bridge = false;
+  bool proxies_arp = false;
+  bool is_default_route = false;  // without a gateway
+  bool is_tunnel = false;
   std::set<std::string> vlans;   // the names of those that are linked to it
   std::set<std::string> routes;  // the static ones: "10.20.0.0/16 by 192.168.2.2, metric 50"
   std::vector<RouteFacts> route_sections;
   std::vector<RuleFacts> rules;
-  bool proxies_arp = false;
-  bool is_default_route = false;  // without a gateway
-  std::string kind;               // of a device that systemd-networkd makes: "vlan", "bridge", "gre"
+  std::string kind;  // of a device that systemd-networkd makes: "vlan", "bridge", "gre"
   std::string vlan_id;
   // Of a tunnel.
-  bool is_tunnel = false;
   std::string description;
   std::string remote;
   std::string local;
