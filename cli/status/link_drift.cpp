@@ -26,6 +26,11 @@ static bool is_radio(const std::string& name) {
                      [&name](const Radio& radio) { return radio.name == name; });
 }
 
+// Whether it is the interface of a cellular link that is down. Its unit stays until the next APPLY.
+static bool is_without_link(const Snapshot& snapshot, const std::string& name, const InterfaceFacts& wanted) {
+  return !snapshot.cellular.is_connected && !wanted.is_made && !is_ethernet_port(name) && !is_radio(name);
+}
+
 // Whether only a run makes interfaces of this name: VLANs, the bridge, tunnels.
 static bool is_made_by_runs(const std::string& name) {
   std::string tunnel = gre_tunnel_name(0);
@@ -122,7 +127,7 @@ class LinkComparison {
 // A port without a carrier is none of the configuration's business: nothing may be plugged in.
 void LinkComparison::compare_state() {
   const bool is_set_up = is_being_set_up(snapshot_, name_);
-  if (!link_.is_up) {
+  if (!link_.is_up && !is_without_link(snapshot_, name_, wanted_)) {
     drift_.push_back({name_, is_set_up ? "it is coming up" : "it is down", is_set_up,
                       "nothing passes through it", is_set_up ? "" : set_link("up")});
   }
@@ -312,6 +317,7 @@ void find_link_drift(const Snapshot& snapshot, std::vector<Drift>& drift) {
   for (const auto& [name, wanted] : snapshot.wanted.interfaces) {
     const auto found = links.find(name);
     if (found == links.end()) {
+      if (is_without_link(snapshot, name, wanted)) continue;
       compare_missing(snapshot, name, wanted, drift);
     } else {
       LinkComparison(snapshot, name, wanted, found->second, drift).compare();

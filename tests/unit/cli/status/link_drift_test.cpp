@@ -37,6 +37,18 @@ TEST(LinkDrift, AMissingInterface) {
   EXPECT_EQ(fix_of(snapshot), "systemctl restart systemd-networkd");
 }
 
+TEST(LinkDrift, TheInterfaceOfACellularLinkThatIsDown) {
+  Snapshot snapshot = gateway();
+  snapshot.wanted.interfaces["wwan0"].mtu = "1430";
+  EXPECT_THAT(drift_of(snapshot), IsEmpty());
+  snapshot.kernel.links["wwan0"] = {false, false, 1430, "", std::nullopt, {}};
+  EXPECT_THAT(drift_of(snapshot), IsEmpty());
+  snapshot.cellular.is_connected = true;
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("wwan0: it is down"));
+  snapshot.kernel.links.erase("wwan0");
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("wwan0: the interface is missing"));
+}
+
 TEST(LinkDrift, ALinkThatIsDown) {
   Snapshot snapshot = gateway();
   snapshot.kernel.links["eth0"].is_up = false;
