@@ -3,10 +3,11 @@
 #include <limits.h>
 #include <poll.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -15,9 +16,6 @@
 
 #include "cli/base/file.h"
 #include "cli/base/terminal.h"
-
-// Between two looks at a child that has a time limit.
-constexpr int kPauseMilliseconds = 5;
 
 std::optional<std::string> absolute_program(const std::string& path) {
   char absolute[PATH_MAX];
@@ -95,14 +93,13 @@ int wait_for_child(pid_t process) {
   return status;
 }
 
-// Waits for so many seconds at most. Returns whether the child has ended.
+// Waits for so many seconds at most. Returns whether the child has ended. While somebody traces the child, its
+// end shows before it can be collected, so that is waited for.
 static bool has_ended(pid_t process, int seconds, int& status) {
-  using Clock = std::chrono::steady_clock;
-  const auto end = Clock::now() + std::chrono::seconds(seconds);
-  while (waitpid(process, &status, WNOHANG) != process) {
-    if (Clock::now() >= end) return false;
-    poll(nullptr, 0, kPauseMilliseconds);
-  }
+  const Descriptor child(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
+  pollfd end{child.number(), POLLIN, 0};
+  if (child.is_open() && poll(&end, 1, seconds * 1000) == 0) return false;
+  status = wait_for_child(process);
   return true;
 }
 

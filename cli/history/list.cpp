@@ -12,8 +12,8 @@ static std::string line_of(const HistoryEntry& entry) {
   std::snprintf(number, sizeof number, "%4lld  ", static_cast<long long>(entry.number));
   if (!entry.damage.empty()) return number + ("damaged: " + printable(entry.damage)) + "\n";
   const std::string who = entry.who + (entry.comment.empty() ? "" : ": " + entry.comment);
-  return number + time_text(entry.time) + "  " + sha256(entry.configuration).substr(0, kDigits) + "  " +
-         printable(who) + "\n";
+  return number + time_text(static_cast<std::time_t>(entry.time)) + "  " +
+         sha256(entry.configuration).substr(0, kDigits) + "  " + printable(who) + "\n";
 }
 
 std::string list_text(const std::vector<HistoryEntry>& entries) {

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <iterator>
 #include <vector>
 
@@ -94,10 +96,10 @@ static bool run_revert(Words options, const std::string& option) {
 
 // 0 if it is not known.
 static int systemd_version() {
+  constexpr char kName[] = "systemd ";
   std::string version;
-  int number = 0;
-  if (capture({"systemctl", "--version"}, version, kQueryLimit)) return 0;
-  return std::sscanf(version.c_str(), "systemd %d", &number) == 1 ? number : 0;
+  if (capture({"systemctl", "--version"}, version, kQueryLimit) || version.rfind(kName, 0) != 0) return 0;
+  return static_cast<int>(std::strtol(version.c_str() + std::strlen(kName), nullptr, 10));
 }
 
 // Whatever fails, the rollback is tried again: after 5 s and, where systemd can do so, after 60 s in the end.

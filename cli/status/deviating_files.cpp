@@ -87,7 +87,7 @@ class Check {
     options.cell = cell;
     options.seconds = kDryRunSeconds;
     if (const auto error = make_dry_run(source_, options, dry_run)) {
-      result_.error = DeviatingFiles::Error{reason_of(*error), dry_run.result.is_out_of_time};
+      result_.error = DeviatingFiles::Error{reason_of(*error), false};
       return false;
     }
     const int status = dry_run.result.status;

@@ -15,9 +15,11 @@ struct TrialFacts {
   bool has_timer = false;
   bool is_rolling_back = false;
   std::int64_t now = 0;  // monotonic_seconds()
+  bool has_guard = true;
+  bool has_failed = false;  // an attempt to roll it back
 };
 
-// The alarms of a trial: that it is overdue, or that nothing will end it.
+// The alarms of a trial: that it is overdue, that what will end it has gone, or that its rollback has failed.
 std::vector<Drift> trial_drift(const TrialFacts& facts);
 
 // Likewise, of this gateway. What this user may not see is added to `not_checked`.

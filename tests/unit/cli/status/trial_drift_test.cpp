@@ -8,7 +8,7 @@ using ::testing::IsEmpty;
 
 // A trial that ends in 80 s.
 static TrialFacts trial() {
-  return {true, 1080, true, false, 1000};
+  return {true, 1080, true, false, 1000, true, false};
 }
 
 static std::vector<std::string> texts_of(const TrialFacts& facts) {
@@ -28,6 +28,19 @@ TEST(TrialDrift, ALostTimerIsAnAlarm) {
   TrialFacts facts = trial();
   facts.has_timer = false;
   EXPECT_THAT(texts_of(facts), ElementsAre("trial: its timer is gone; lanfab revert"));
+}
+
+TEST(TrialDrift, ALostGuardIsAnAlarm) {
+  TrialFacts facts = trial();
+  facts.has_guard = false;
+  EXPECT_THAT(texts_of(facts), ElementsAre("trial: its guard is gone; lanfab revert"));
+}
+
+TEST(TrialDrift, AFailedRollbackIsAnAlarmUntilOneSucceeds) {
+  TrialFacts facts;
+  facts.has_failed = true;
+  EXPECT_THAT(texts_of(facts),
+              ElementsAre("trial: its rollback has failed, and is tried again; lanfab revert"));
 }
 
 TEST(TrialDrift, AnOverdueTrialIsAnAlarmWhenTheTimerHadTime) {
