@@ -67,7 +67,11 @@ class Terminal:
         os.write(self.master, text)
 
     def end(self):
-        """Waits for the end of lanfab and returns its status."""
+        """Reads until the end of lanfab and returns its status."""
+        deadline = time.monotonic() + 80
+        while time.monotonic() < deadline:
+            if select.select([self.master], [], [], 1)[0] and not self.read():
+                break
         return self.process.wait(20)
 
 
