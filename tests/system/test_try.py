@@ -113,7 +113,7 @@ class Trial(unittest.TestCase):
         terminal = Terminal("try", trial.NEW, "--timeout", "30")
         self.assertTrue(terminal.wait_for("Keep it?"))
         os.close(terminal.master)
-        self.assertEqual(terminal.end(), -signal.SIGHUP)
+        self.assertEqual(terminal.process.wait(20), -signal.SIGHUP)
         self.assertTrue(trials.has_new_address())
         self.assertTrue(trials.is_old_network_back())
 
