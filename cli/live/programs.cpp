@@ -15,11 +15,6 @@ constexpr char kCmdLanfab[] = "/run/lanfab/programs/cmd_lanfab";
 constexpr char kOwnProgram[] = "/proc/self/exe";
 constexpr mode_t kPrivate = 0700;
 
-// Its own name is the option. From 126 on, the status is that of a program that could not be executed, or was
-// killed.
-constexpr char kFirstThatWorks[] =
-    "for lanfab; do \"$lanfab\" revert \"$0\"; status=$?; [ $status -lt 126 ] && break; done; exit $status";
-
 static bool make_directory() {
   struct statvfs system {};
   if (!make_directories(kProgramsDirectory, kPrivate) || statvfs(kProgramsDirectory, &system) != 0)
@@ -55,6 +50,16 @@ static std::string installed_program() {
   return own == kLanfab ? find_in_path("lanfab").value_or(own) : own;
 }
 
+// A word of the shell that stands for itself.
+static std::string quoted(const std::string& word) {
+  return "'" + word + "'";
+}
+
+// When systemd loads a service of systemd-run anew, at a daemon-reload, version 252 puts a backslash before
+// each semicolon and dollar sign of its command line: there are none.
 std::vector<std::string> revert_command_line(const std::string& option) {
-  return {"sh", "-c", kFirstThatWorks, option, kLanfab, installed_program()};
+  const std::string end = " revert " + option;
+  return {"sh", "-c",
+          std::string("test -x ") + kLanfab + " && exec " + kLanfab + end + " || exec " +
+              quoted(installed_program()) + end};
 }
