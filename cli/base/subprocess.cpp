@@ -93,8 +93,8 @@ int wait_for_child(pid_t process) {
   return status;
 }
 
-// Waits for so many seconds at most. Returns whether the child has ended. While somebody traces the child, its
-// end shows before it can be collected, so that is waited for.
+// Waits for so many seconds at most. Returns whether the child has ended. While somebody traces it, its end
+// shows before it can be collected: that is waited for.
 static bool has_ended(pid_t process, int seconds, int& status) {
   const Descriptor child(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
   pollfd end{child.number(), POLLIN, 0};
