@@ -1,5 +1,6 @@
 """What the gateway forwards: between LANs, VLANs and the cellular link, switched on and off by applies."""
 
+import sys
 import unittest
 
 import guest
@@ -259,4 +260,4 @@ class PassThrough(Forwarding):
 
 if __name__ == "__main__":
     guest.fail_unless_inside()
-    unittest.main(verbosity=2)
+    unittest.main(argv=sys.argv[:1], verbosity=2)

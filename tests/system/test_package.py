@@ -5,6 +5,7 @@ The gateway's own boot stops before multi-user.target; `package.boot` does the r
 
 import re
 import shlex
+import sys
 import unittest
 
 import guest
@@ -146,4 +147,4 @@ class Package(unittest.TestCase):
 
 if __name__ == "__main__":
     guest.fail_unless_inside()
-    unittest.main(verbosity=2)
+    unittest.main(argv=sys.argv[:1], verbosity=2)

@@ -1,6 +1,7 @@
 """A run of the service that takes too long: it ends, its lock goes with it, and the next one works."""
 
 import re
+import sys
 import unittest
 
 import guest
@@ -100,4 +101,4 @@ class ServiceEnd(unittest.TestCase):
 
 if __name__ == "__main__":
     guest.fail_unless_inside()
-    unittest.main(verbosity=2)
+    unittest.main(argv=sys.argv[:1], verbosity=2)
