@@ -12,7 +12,6 @@
 #include "cli/base/subprocess.h"
 #include "cli/base/terminal.h"
 #include "cli/commands/commands.h"
-#include "cli/dry_run/stub.h"
 
 // Whether everything reached standard output: a full disk and a reader that has gone show at the latest now.
 static bool is_output_complete() {
@@ -22,8 +21,6 @@ static bool is_output_complete() {
 }
 
 int main(int argc, char* argv[]) {
-  // First, since a run may call many tools: this program under the name of one.
-  if (is_stub(argv[0])) return record_call(argc, argv);
   replace_path_of_root();
   signal(SIGPIPE, SIG_IGN);
   // The program's own code, which the rules ask, has nothing to say to this machine's log.

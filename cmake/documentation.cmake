@@ -9,6 +9,7 @@ set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS docs/README.md)
 
 install(FILES ${PROJECT_BINARY_DIR}/documentation/README.md
   docs/configuration.md docs/files.md docs/integration.md docs/operation.md docs/security.md
+  docs/status.md
   docs/supported-systems.md
   DESTINATION ${doc}/docs COMPONENT documentation)
 install(FILES CHANGELOG.md DESTINATION ${doc} COMPONENT documentation)

@@ -57,8 +57,14 @@ set(CPACK_DEBIAN_LANFAB_DESCRIPTION "network configuration of a gateway for syst
 Turns one JSON object into the units of systemd-networkd and the files of
 dnsmasq, undoes what the previous run left in the kernel and restarts both
 services.")
+# The scripts of both packages share a function.
+set(scripts ${PROJECT_BINARY_DIR}/debian)
+file(READ ${debian}/end_trial END_TRIAL)
+foreach(script preinst prerm tools/preinst tools/prerm)
+  configure_file(${debian}/${script} ${scripts}/${script} @ONLY)
+endforeach()
 set(CPACK_DEBIAN_LANFAB_PACKAGE_CONTROL_EXTRA
-  ${debian}/preinst ${debian}/postinst ${debian}/prerm ${debian}/postrm)
+  ${scripts}/preinst ${debian}/postinst ${scripts}/prerm ${debian}/postrm)
 # complete_deb.cmake adds the libraries.
 set(CPACK_DEBIAN_LANFAB_PACKAGE_DEPENDS "dnsmasq, iproute2, systemd, udev")
 
@@ -67,6 +73,8 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME lanfab-tools)
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "checks and previews of a gateway's network configuration
 Says what is wrong with a configuration of lanfab, shows the files and commands
 that it leads to, and what it would change, without touching the network.")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_CONTROL_EXTRA
+    ${packaging}/tools/conffiles ${scripts}/tools/preinst ${scripts}/tools/prerm)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "lanfab (= ${LANFAB_VERSION})")
 # For pictures.
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS graphviz)

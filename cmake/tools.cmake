@@ -8,6 +8,22 @@ install(FILES packaging/tools/lanfab.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/f
   COMPONENT tools)
 install_manual_page(lanfab.1 tools)
 install_manual_page(lanfab-network.5 tools)
+# Like the service, which it extends.
+install(CODE "
+  cmake_path(APPEND LANFAB_PROGRAM \"\${CMAKE_INSTALL_PREFIX}\" ${CMAKE_INSTALL_BINDIR} cmd_lanfab)
+  cmake_path(APPEND LANFAB_TOOL \"\${CMAKE_INSTALL_PREFIX}\" ${CMAKE_INSTALL_BINDIR} lanfab)
+  configure_file(${packaging}/tools/lanfab.service.conf.in ${PROJECT_BINARY_DIR}/record.conf @ONLY)"
+  COMPONENT tools)
+install(FILES ${PROJECT_BINARY_DIR}/record.conf DESTINATION ${unit_dir}/lanfab.service.d COMPONENT tools)
+# The shells of a login read it from /etc, which belongs to the prefix /usr.
+install(CODE "
+  set(etc \"\${CMAKE_INSTALL_PREFIX}/etc\")
+  if(CMAKE_INSTALL_PREFIX STREQUAL \"/usr\")
+    set(etc /etc)
+  endif()
+  file(INSTALL ${packaging}/tools/profile.sh DESTINATION \"\${etc}/profile.d\" RENAME lanfab.sh
+    PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)"
+  COMPONENT tools)
 # For editors, which take it from here by a path in a configuration.
 install(FILES schema/network.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/lanfab COMPONENT tools)
 # Beside the other pages, so that links work.

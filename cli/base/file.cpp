@@ -14,7 +14,6 @@
 
 constexpr mode_t kPermissions = 07777;
 
-constexpr int kLockSeconds = 10;
 constexpr int kAttemptsPerSecond = 50;
 
 Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
@@ -34,16 +33,16 @@ Descriptor::~Descriptor() {
   errno = error;
 }
 
-ExclusiveLock::ExclusiveLock(const std::string& directory)
+ExclusiveLock::ExclusiveLock(const std::string& directory, int seconds)
     : directory_(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
   const auto is_taken = [this] { return flock(directory_.number(), LOCK_EX | LOCK_NB) == 0; };
-  int attempts = kLockSeconds * kAttemptsPerSecond;
+  int attempts = seconds * kAttemptsPerSecond;
   while (directory_.is_open()) {
     is_held_ = is_taken();
     if (is_held_ || (errno != EINTR && errno != EWOULDBLOCK)) break;
     if (attempts-- == 0) {
-      error_ = printable(directory) + ": another process has kept it locked for " +
-               std::to_string(kLockSeconds) + " s";
+      error_ =
+          printable(directory) + ": another process has kept it locked for " + std::to_string(seconds) + " s";
       return;
     }
     usleep(1'000'000 / kAttemptsPerSecond);

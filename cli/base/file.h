@@ -49,8 +49,9 @@ class Descriptor {
 // An exclusive lock on a directory, released by the destructor.
 class ExclusiveLock {
  public:
-  // Waits while another process holds the lock, for 10 seconds at most: a stopped process never releases it.
-  explicit ExclusiveLock(const std::string& directory);
+  // Waits while another process holds the lock, for so many seconds at most: a stopped process never releases
+  // it.
+  explicit ExclusiveLock(const std::string& directory, int seconds = 10);
 
   bool is_held() const {
     return is_held_;

@@ -9,6 +9,16 @@ bool parse_json(const std::string& text, Json::Value& value) {
   return reader->parse(text.data(), text.data() + text.size(), &value, nullptr);
 }
 
+std::string text_at(const Json::Value& object, const char* key) {
+  const Json::Value& value = object[key];
+  return value.isString() ? value.asString() : "";
+}
+
+std::int64_t number_at(const Json::Value& object, const char* key) {
+  const Json::Value& value = object[key];
+  return value.isInt64() ? value.asInt64() : 0;
+}
+
 std::optional<std::string> capture_json(const std::vector<std::string>& command, Json::Value& value) {
   std::string output;
   if (auto error = capture(command, output)) return error;

@@ -239,6 +239,21 @@ std::optional<std::string> OutputFile::write(const std::string& content, Owner o
   return success ? std::nullopt : std::optional(with_errno(path_));
 }
 
+std::optional<std::string> OutputFile::create(const std::string& content) const {
+  const BlockedSignals signals;
+  const int directory = place_.directory.number();
+  std::string temporary = place_.name;
+  Descriptor file = open_temporary(place_.directory, temporary);
+  if (!file.is_open()) return with_errno(path_);
+  std::optional<std::string> trouble;
+  if (!write_all(file.number(), content) || fsync(file.number()) != 0 || !file.close() ||
+      renameat2(directory, temporary.c_str(), directory, place_.name.c_str(), RENAME_NOREPLACE) != 0) {
+    trouble = with_errno(path_);
+    unlinkat(directory, temporary.c_str(), 0);
+  }
+  return trouble;
+}
+
 // --- A directory
 
 // False, with errno set, if the directory has an entry or cannot be read.

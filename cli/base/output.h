@@ -36,6 +36,10 @@ class OutputFile {
   // failed; nothing has changed then.
   std::optional<std::string> write(const std::string& content, Owner owner = Owner::kCaller) const;
 
+  // Writes a file for the caller alone, which must not exist. Its readers see all of it or nothing. Returns
+  // nothing, or why it failed; there is no such file then, or still the one that was there.
+  std::optional<std::string> create(const std::string& content) const;
+
  private:
   std::string path_;
   OutputPlace place_;

@@ -72,20 +72,28 @@ static std::size_t value_begin(std::string_view text, std::size_t position) {
   return std::min(text.find_first_not_of(kBlanks, position + 1), text.size());
 }
 
-std::string SecretMask::masked(const std::string& text) {
-  std::string result;
-  std::size_t copied = 0;
+std::vector<SecretPlace> find_secrets(std::string_view text, NameQuestion is_secret) {
+  std::vector<SecretPlace> places;
   for (std::size_t position = 0; position < text.size(); ++position) {
     if (!is_name_character(text[position])) continue;
     const std::size_t begin = position;
     while (position < text.size() && is_name_character(text[position]))
       ++position;
-    if (!is_secret_name(std::string_view(text).substr(begin, position - begin))) continue;
+    if (!is_secret(text.substr(begin, position - begin))) continue;
     const std::size_t value = value_begin(text, position);
-    if (value == std::string::npos) continue;
-    const std::size_t end = value_end(text, value);
-    result.append(text, copied, value - copied).append(masked_key(text.substr(value, end - value)));
-    copied = position = end;
+    if (value == std::string_view::npos) continue;
+    position = value_end(text, value);
+    places.push_back({value, position});
+  }
+  return places;
+}
+
+std::string SecretMask::masked(const std::string& text, NameQuestion is_secret) {
+  std::string result;
+  std::size_t copied = 0;
+  for (const auto& [begin, end] : find_secrets(text, is_secret)) {
+    result.append(text, copied, begin - copied).append(masked_key(text.substr(begin, end - begin)));
+    copied = end;
   }
   return result.append(text, copied);
 }

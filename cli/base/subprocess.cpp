@@ -1,8 +1,11 @@
 #include "cli/base/subprocess.h"
 
 #include <limits.h>
+#include <poll.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
@@ -90,12 +93,34 @@ int wait_for_child(pid_t process) {
   return status;
 }
 
+// Waits for so many seconds at most. Returns whether the child has ended. While somebody traces it, its end
+// shows before it can be collected: that is waited for.
+static bool has_ended(pid_t process, int seconds, int& status) {
+  const Descriptor child(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
+  pollfd end{child.number(), POLLIN, 0};
+  if (child.is_open() && poll(&end, 1, seconds * 1000) == 0) return false;
+  status = wait_for_child(process);
+  return true;
+}
+
+// A killed child that a device holds ends later: it is not waited for.
+static int wait_or_kill(pid_t process, int seconds) {
+  int status = 0;
+  if (has_ended(process, seconds, status)) return status;
+  kill(process, SIGKILL);
+  has_ended(process, 1, status);
+  errno = ETIMEDOUT;
+  return -1;
+}
+
 int run(const Subprocess& subprocess) {
   const pid_t process = start(subprocess);
-  return process < 0 ? -1 : wait_for_child(process);
+  if (process < 0) return -1;
+  return subprocess.seconds == 0 ? wait_for_child(process) : wait_or_kill(process, subprocess.seconds);
 }
 
 std::optional<std::string> missing_status(const std::string& name, int wait_status) {
+  if (wait_status < 0 && errno == ETIMEDOUT) return printable(name) + ": no answer within the time limit";
   if (wait_status < 0) return with_errno(name);
   if (WIFSIGNALED(wait_status)) return printable(name) + ": " + strsignal(WTERMSIG(wait_status));
   return std::nullopt;
@@ -108,7 +133,14 @@ bool succeeds(const std::vector<std::string>& command, const std::string& progra
   return status == 0;
 }
 
-std::optional<std::string> capture(const std::vector<std::string>& command, std::string& output) {
+bool succeeds_within(int seconds, const std::vector<std::string>& command) {
+  Subprocess subprocess{command};
+  subprocess.seconds = seconds;
+  return run(subprocess) == 0;
+}
+
+std::optional<std::string> capture(const std::vector<std::string>& command, std::string& output,
+                                   int seconds) {
   const std::string& name = command.front();
   const MemoryFile answer;
   const MemoryFile errors;
@@ -116,6 +148,7 @@ std::optional<std::string> capture(const std::vector<std::string>& command, std:
   Subprocess subprocess{command};
   subprocess.output = answer.number();
   subprocess.errors = errors.number();
+  subprocess.seconds = seconds;
   const int status = run(subprocess);
   if (auto error = missing_status(name, status)) return error;
   output = answer.content();

@@ -33,13 +33,15 @@ struct Subprocess {
   int input = STDIN_FILENO;
   int output = STDOUT_FILENO;
   int errors = STDERR_FILENO;
+  int seconds = 0;  // after which `run` kills it; 0: never
 };
 
 // Starts a program with these three streams only; it inherits the blocked signals. Returns its PID, or -1
 // with errno set.
 pid_t start(const Subprocess& subprocess);
 
-// Starts a program and waits for it. Returns its wait status, or -1 with errno set.
+// Starts a program and waits for it. Returns its wait status, or -1 with errno set: ETIMEDOUT if it was
+// killed at its time limit.
 int run(const Subprocess& subprocess);
 
 // Waits for a child. Returns its wait status, or -1 with errno set.
@@ -52,6 +54,10 @@ std::optional<std::string> missing_status(const std::string& name, int wait_stat
 // only reached the command. `program` is as in Subprocess.
 bool succeeds(const std::vector<std::string>& command, const std::string& program = "");
 
+// Likewise, with a time limit in seconds: a command that still runs then is killed.
+bool succeeds_within(int seconds, const std::vector<std::string>& command);
+
 // Runs a command and captures its output. Returns nothing, or why there is no output: "ip: No such file or
-// directory", or the first line that the command printed to standard error.
-std::optional<std::string> capture(const std::vector<std::string>& command, std::string& output);
+// directory", or the first line that the command printed to standard error. `seconds` is as in Subprocess.
+std::optional<std::string> capture(const std::vector<std::string>& command, std::string& output,
+                                   int seconds = 0);

@@ -45,9 +45,9 @@ Option program_option(std::string& program) {
 }
 
 static std::vector<Command> all_commands() {
-  return {check_command(),   explain_command(), graph_command(), preview_command(),
-          diff_command(),    schema_command(),  lsp_command(),   try_command(),
-          confirm_command(), revert_command(),  status_command()};
+  return {check_command(),  explain_command(), graph_command(),  preview_command(), diff_command(),
+          schema_command(), lsp_command(),     try_command(),    confirm_command(), revert_command(),
+          status_command(), history_command(), report_command(), record_command()};
 }
 
 // The usage without the name of its value.
@@ -100,6 +100,7 @@ static void add_command(CLI::App& app, const Command& command) {
   for (const Option& option : command.options)
     add_option(*sub, option);
   sub->footer(command.footer);
+  if (command.is_hidden) sub->group("");
 }
 
 static Json::Value description_of(const Option& option) {
@@ -144,7 +145,7 @@ static int describe(const CLI::App& app, const std::vector<Command>& commands) {
     root["options"].append(value);
   }
   for (const Command& command : commands)
-    root["commands"].append(description_of(command));
+    if (!command.is_hidden) root["commands"].append(description_of(command));
   std::printf("%s\n", Json::writeString(Json::StreamWriterBuilder(), root).c_str());
   return 0;
 }
@@ -162,8 +163,9 @@ static std::optional<std::string> find_unknown_command(int argc, char* argv[],
   std::vector<std::string> names;
   names.reserve(commands.size());
   for (const Command& command : commands)
-    names.push_back(command.name);
-  if (std::find(names.begin(), names.end(), argv[1]) != names.end()) return std::nullopt;
+    if (!command.is_hidden) names.push_back(command.name);
+  const auto is_meant = [argv](const Command& command) { return command.name == argv[1]; };
+  if (std::any_of(commands.begin(), commands.end(), is_meant)) return std::nullopt;
   return unknown_name("command", argv[1], names, "`lanfab --help` lists them");
 }
 

@@ -46,6 +46,7 @@ struct Command {
   std::vector<Option> options;
   std::string footer;        // the last lines of its help
   std::function<int()> run;  // called when the targets are set; returns the exit status
+  bool is_hidden = false;    // for other programs: it is in no help
 };
 
 Command check_command();
@@ -53,8 +54,11 @@ Command confirm_command();
 Command diff_command();
 Command explain_command();
 Command graph_command();
+Command history_command();
 Command lsp_command();
 Command preview_command();
+Command record_command();
+Command report_command();
 Command revert_command();
 Command schema_command();
 Command status_command();

@@ -6,10 +6,14 @@
 #include <cstdio>
 
 #include "cli/base/file.h"
+#include "cli/base/sha256.h"
 #include "cli/base/signals.h"
 #include "cli/base/terminal.h"
 #include "cli/commands/commands.h"
+#include "cli/history/history.h"
+#include "cli/live/applied.h"
 #include "cli/live/installed_file.h"
+#include "cli/live/outcome.h"
 #include "cli/live/system.h"
 #include "cli/live/trial_state.h"
 #include "cli/live/units.h"
@@ -36,36 +40,57 @@ static void report_previous(const InstalledFile& installed) {
   }
 }
 
-// Installs the configuration on trial, unless a `lanfab confirm` that was killed has done so.
-static Installation install_trial(const File& trial, const File& current, const InstalledFile& installed,
-                                  std::string& trouble) {
-  if (current.content == trial.content) return complete_installation(installed, trouble);
-  return install(trial.content, installed, trouble);
+// Whether the text that would be kept is the one that was applied. Returns nothing, or why not.
+static std::optional<std::string> find_difference(const File& trial, const TrialState& state) {
+  const std::string advice = ": 'lanfab revert' goes back";
+  if (sha256(trial.content) != state.sha256)
+    return std::string(kTrialConfiguration) + " was edited during the trial" + advice;
+  Applied applied;
+  if (const auto trouble = read_applied(applied)) return *trouble + advice;
+  if (applied.sha256 != state.sha256) return "the last APPLY has applied another configuration" + advice;
+  return std::nullopt;
 }
 
-// The timer goes last: killed before, it finds the new file installed, and applies that once more.
-static int confirm_trial(const InstalledFile& installed, bool force) {
+// Whether the trial is still this one, and nobody has decided to roll it back. A rollback does not wait for
+// ever for the lock of this process, which may have been stopped.
+static bool is_undecided(const TrialState& state) {
+  const auto present = read_state();
+  return present && present->id == state.id && read_decision() != Decision::kRolledBack;
+}
+
+static Permission permission_of(const TrialState& state) {
+  return {[&state] { return is_undecided(state); },
+          [&state] { return decide(Decision::kKept) == Decision::kKept && is_undecided(state); }};
+}
+
+// Ends the trial whose configuration is installed. The timer goes last: killed before, it finds that, and
+// leaves it active.
+static std::optional<std::string> end_kept_trial(const TrialState& state) {
+  if (!deactivate_trial()) return with_errno(kTrialConfiguration);
+  Outcome outcome = outcome_of(state, Ending::kKept, "by " + caller());
+  outcome.in_force = state.sha256;
+  if (!write_outcome(outcome)) report(with_errno(kTrialDirectory));
+  return remove_trial();
+}
+
+static int confirm_trial(const TrialState& state, const InstalledFile& installed,
+                         const ConfirmOptions& options) {
   File trial;
   File current;
   if (!read_file(kTrialConfiguration, trial)) return fail(with_errno(kTrialConfiguration));
   if (!read_file(installed.entry, current)) return fail(with_errno(installed.entry));
-  if (current.content != trial.content && is_installed_changed(current.content) && !force)
+  if (const auto difference = find_difference(trial, state)) return refuse(*difference);
+  if (current.content != trial.content && is_installed_changed(current.content) && !options.force)
     return refuse_changed(installed.path);
+  // Without a record, the file that is installed now would count as changed since the APPLY.
+  if (!record_applied(trial.content)) return fail(with_errno(kTrialDirectory) + "; the trial goes on");
   std::string trouble;
-  const Installation installation = install_trial(trial, current, installed, trouble);
+  const Installation installation = install(trial.content, installed, permission_of(state), trouble);
+  if (installation == Installation::kRefused) return refuse("the trial is being taken back");
   if (installation == Installation::kFailed) return fail(trouble + "; the trial goes on");
-  // A rollback does not wait for ever for the lock of this process, which may have been stopped.
-  if (!is_trial_active()) {
-    return fail(
-        "lanfab: installed, but the trial was rolled back meanwhile: 'cmd_lanfab apply' applies it, 'lanfab "
-        "revert' restores the previous one");
-  }
-  std::optional<std::string> error;
-  if (!deactivate_trial()) {
-    error = with_errno(kTrialConfiguration);
-  } else {
-    error = remove_trial();
-  }
+  const auto error = end_kept_trial(state);
+  // Whatever it waits for, the trial does not.
+  record_in_history(trial.content, options.comment);
   if (installation == Installation::kPlaced) return fail(trouble + "; kept, but a loss of power may undo it");
   if (error) return fail("lanfab: kept, but what belongs to the trial is still there: " + *error);
   report_previous(installed);
@@ -107,14 +132,15 @@ int confirm(const ConfirmOptions& options) {
   // A confirmation that was killed may have left the file unmounted.
   if (state->path == installed.path) installed.entry = state->entry;
   int status = 0;
-  return is_confirmable(status) ? confirm_trial(installed, options.force) : status;
+  return is_confirmable(status) ? confirm_trial(*state, installed, options) : status;
 }
 
 Command confirm_command() {
   static ConfirmOptions options;
   return {"confirm",
           "Keep the configuration that is tried",
-          {{"--force", "replace an installed file that has changed since the trial began", &options.force}},
+          {{"-m COMMENT", "a comment for 'lanfab history'", &options.comment},
+           {"--force", "replace an installed file that has changed since the trial began", &options.force}},
           "The one before it stays beside it as network.json.previous.",
           [] { return confirm(options); }};
 }

@@ -5,8 +5,9 @@
 #include <string>
 
 struct ConfirmOptions {
-  std::string trial;   // the ID of the trial; empty, any
-  bool force = false;  // replace an installed file that somebody has changed during the trial
+  std::string trial;         // the ID of the trial; empty, any
+  bool force = false;        // replace an installed file that somebody has changed during the trial
+  std::string comment = {};  // for the history
 };
 
 // Returns the exit status: 0 when the configuration is installed, 1 when there is no trial to confirm, or the

@@ -15,6 +15,7 @@
 #include "cli/compare/file_differences.h"
 #include "cli/compare/interrupts.h"
 #include "cli/dry_run/dry_run.h"
+#include "cli/history/history.h"
 #include "cli/lint/allow.h"
 #include "cli/lint/report.h"
 #include "cli/lint/rules.h"
@@ -26,6 +27,7 @@ namespace {
 struct DiffOptions {
   std::string file = active_configuration();  // "-" is standard input
   std::string other;  // the newer one; if empty, `file` is compared with the active configuration
+  std::string from;   // the older one is this entry of the history, and the newer one is `file`
   DryRunOptions dry_run;
   bool json = false;
   bool summary_only = false;
@@ -107,14 +109,38 @@ static void warn_of_errors(Source source) {
          "; see `lanfab check`");
 }
 
+static std::optional<std::string> run_and_warn(const Source& source, const DryRunOptions& options,
+                                               DryRun& dry_run) {
+  if (auto error = run(source, options, dry_run)) return error;
+  warn_of_errors(source);
+  return std::nullopt;
+}
+
 // Runs a configuration. Returns nothing, or why there is nothing to compare.
 static std::optional<std::string> load_and_run(const std::string& file, const DryRunOptions& options,
                                                DryRun& dry_run) {
   Source source;
   if (const auto failure = load_source(file, source)) return failure->message;
-  if (auto error = run(source, options, dry_run)) return error;
-  warn_of_errors(source);
-  return std::nullopt;
+  return run_and_warn(source, options, dry_run);
+}
+
+// The same for an entry of the history.
+static std::optional<std::string> run_entry(const std::string& number, const DryRunOptions& options,
+                                            DryRun& dry_run) {
+  Source source;
+  if (auto trouble = load_from_history(number, source)) return trouble;
+  return run_and_warn(source, options, dry_run);
+}
+
+// Runs the one or two configurations that are compared.
+static std::optional<std::string> run_both(const DiffOptions& options, DryRun& first, DryRun& second) {
+  const bool has_entry = !options.from.empty();
+  const std::string& newer = has_entry ? options.file : options.other;
+  if (auto error = has_entry ? run_entry(options.from, options.dry_run, first)
+                             : load_and_run(options.file, options.dry_run, first)) {
+    return error;
+  }
+  return newer.empty() ? std::nullopt : load_and_run(newer, options.dry_run, second);
 }
 
 // On a terminal, what it would execute is replaced. Elsewhere the differences may be a patch, whose lines
@@ -136,11 +162,8 @@ static void print_as_text(const DiffReport& report, bool summary_only) {
 static int diff(const DiffOptions& options) {
   DryRun first;
   DryRun second;
-  if (const auto error = load_and_run(options.file, options.dry_run, first)) return fail(*error);
-  const bool has_other = !options.other.empty();
-  if (has_other) {
-    if (const auto error = load_and_run(options.other, options.dry_run, second)) return fail(*error);
-  }
+  if (const auto error = run_both(options, first, second)) return fail(*error);
+  const bool has_other = !options.other.empty() || !options.from.empty();
   FilesByPath before = has_other ? files_after(first) : files_before(first);
   FilesByPath after = files_after(has_other ? second : first);
   hide_secrets(before, after);
@@ -168,6 +191,8 @@ Command diff_command() {
   static DiffOptions options;
   Option format = json_option(options.json);
   format.excludes = "--summary";
+  Option from = {"--from NUMBER", "compare FILE with this entry of the history", &options.from};
+  from.excludes = "OTHER";
   return {"diff",
           "Show what a configuration would change",
           {file_option(options.file),
@@ -175,6 +200,7 @@ Command diff_command() {
             "a newer one to compare it with; without, FILE is compared with\n"
             "what is in /var/run now",
             &options.other, Completion::kFile},
+           from,
            action_option(options.dry_run.action),
            cell_option(options.dry_run.cell),
            program_option(options.dry_run.program),

@@ -1,18 +1,22 @@
 #include "cli/commands/revert.h"
 
-#include <unistd.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <string>
 
 #include "cli/base/file.h"
-#include "cli/base/subprocess.h"
+#include "cli/base/sha256.h"
 #include "cli/base/terminal.h"
 #include "cli/commands/commands.h"
-#include "cli/dry_run/dry_run.h"
+#include "cli/commands/roll_back.h"
+#include "cli/commands/try.h"
+#include "cli/history/history.h"
+#include "cli/live/applied.h"
+#include "cli/live/guard.h"
 #include "cli/live/installed_file.h"
-#include "cli/live/runs.h"
+#include "cli/live/outcome.h"
 #include "cli/live/system.h"
 #include "cli/live/trial_state.h"
 #include "cli/live/units.h"
@@ -20,89 +24,36 @@
 namespace {
 
 struct RevertOptions {
+  std::string entry;      // the number of an entry of the history, which is tried
   bool yes = false;       // put the previous configuration back without asking
   bool by_timer = false;  // this is the service that the timer starts
+  bool as_guard = false;  // this is the service that watches over a trial
 };
 
 }  // namespace
 
-// How long the service tries, and how long it waits between two attempts.
-constexpr std::int64_t kAttemptSeconds = 600;
-constexpr unsigned kPauseSeconds = 5;
-
-// To the journal as an alert, and to everyone who is logged in.
-static void broadcast_alert(const std::string& message) {
-  std::fprintf(stderr, "<1>%s\n", message.c_str());
-  std::fflush(stderr);
-  succeeds({"wall", "lanfab: " + message});
-}
-
-// The old configuration is the installed one again; now it has to come into force. Until it has, the state
-// stays, so that `lanfab revert` can be called once more.
-static bool apply_old_configuration(const std::string& program) {
-  const std::int64_t end = monotonic_seconds() + kAttemptSeconds;
-  for (bool is_first = true; true; is_first = false) {
-    remove_stale_lock();
-    if (apply_here(program)) return true;
-    if (is_first)
-      broadcast_alert(
-          "the trial is over, but the APPLY of the old configuration has failed; it is tried again");
-    if (monotonic_seconds() >= end) break;
-    sleep(kPauseSeconds);
+int report_end_of_trial(const std::string& id, const std::string& target) {
+  const auto outcome = read_outcome();
+  const bool is_known = outcome && (id.empty() || outcome->trial == id);
+  if (is_known && outcome->ending == Ending::kKept) {
+    std::printf(
+        "The trial had been confirmed: lanfab revert, once more, offers the previous configuration.\n");
+    return 1;
   }
-  broadcast_alert(
-      "the old configuration is not in force: its APPLY fails again and again; lanfab revert tries it anew");
-  return false;
-}
-
-static bool is_trial_left() {
-  return read_state() || is_trial_active();
-}
-
-// Ends a trial whose configuration a `lanfab confirm` that was killed has installed. Where that is not
-// visible yet, since the file is mounted by itself, the configuration on trial stays the active one: it is
-// the same.
-static int complete_confirmation(const TrialState& state) {
-  File trial;
-  File shown;
-  const bool is_visible =
-      read_file(kTrialConfiguration, trial) && read_file(state.path, shown) && shown.content == trial.content;
-  if (const auto error = is_visible ? remove_trial() : forget_trial())
-    return fail("lanfab: what belongs to the trial is still there: " + *error);
-  std::printf("the configuration on trial had been confirmed; it stays active\n");
-  if (!is_visible) {
-    broadcast_alert(printable(state.path) + " is not the configuration that was confirmed: mount " +
-                    printable(state.entry) + " there and remove " + kTrialConfiguration);
-  }
+  // What is in force decides, not what has been done about it.
+  const std::string& old = is_known && !outcome->in_force.empty() ? outcome->in_force : target;
+  if (old.empty() || !is_applied(old))
+    return fail(
+        "lanfab: the trial is over, but the old configuration is not known to be in force: lanfab status");
+  std::printf("The old configuration is in force.\n");
+  if (is_known && !outcome->note.empty()) std::printf("%s\n", printable(outcome->note).c_str());
   return 0;
 }
 
-// The service. It may come at any moment of a trial, also when `lanfab try` and its shell are gone.
-static int roll_back() {
-  const auto program = find_program();
-  if (!program) return fail("lanfab: cmd_lanfab is not installed");
-  if (!is_trial_left()) return 0;
-  std::optional<ExclusiveLock> lock(kTrialDirectory);
-  // The rollback matters more than the lock, whose owner may have been stopped.
-  const bool is_locked = lock->is_held();
-  if (!is_locked) fail(lock->error());
-  if (!is_trial_left()) return 0;
+int end_trial(const std::string& reason) {
   const auto state = read_state();
-  if (state && is_trial_installed(*state)) return complete_confirmation(*state);
-  if (!deactivate_trial()) return fail(with_errno(kTrialConfiguration));
-  lock.reset();
-  stop_apply();
-  if (!apply_old_configuration(*program)) return 1;
-  std::printf("the trial is over; the old configuration is in force\n");
-  if (is_locked) lock.emplace(kTrialDirectory);
-  if (const auto error = remove_trial())
-    return fail("lanfab: what belongs to the trial is still there: " + *error);
-  return 0;
-}
-
-int end_trial() {
-  const auto state = read_state();
-  const bool is_installed = state && is_trial_installed(*state);
+  File target;
+  const bool has_target = read_file(kTarget, target);
   // Another trial may have begun when this one has ended.
   const auto is_under_way = [&state] {
     const auto now = read_state();
@@ -111,19 +62,14 @@ int end_trial() {
   if (is_under_way()) {
     std::printf("Taking the trial back ...\n");
     std::fflush(stdout);
+    request_rollback(reason.empty() ? "by " + caller() : reason);
     roll_back_now();
   }
   if (is_under_way()) {
     return fail("lanfab: the old configuration is not in force yet: journalctl --unit=" +
                 std::string(kRevertUnit));
   }
-  if (is_installed) {
-    std::printf(
-        "The trial had been confirmed: lanfab revert, once more, offers the previous configuration.\n");
-    return 1;
-  }
-  std::printf("The old configuration is in force.\n");
-  return 0;
+  return report_end_of_trial(state ? state->id : "", has_target ? sha256(target.content) : "");
 }
 
 static bool is_wanted(const std::string& previous) {
@@ -141,36 +87,35 @@ static bool is_wanted(const std::string& previous) {
 static int restore_previous(bool is_agreed) {
   InstalledFile installed;
   if (const auto trouble = find_installed(installed)) return fail(*trouble);
+  // One that waits for it comes first.
+  std::string trouble;
+  complete_installation(installed, trouble);
   const std::string previous = installed.entry + kPreviousSuffix;
-  File file;
-  if (!read_file(previous, file)) {
+  struct stat status {};
+  if (stat(previous.c_str(), &status) != 0) {
     if (errno != ENOENT) return fail(with_errno(previous));
     std::printf("No trial is under way, and there is no previous configuration.\n");
     return 1;
   }
   if (!is_agreed && !is_wanted(previous)) return 1;
-  const auto program = find_program();
-  if (!program) return fail("lanfab: cmd_lanfab is not installed");
-  std::string trouble;
-  {
-    const ExclusiveLock lock(kTrialDirectory);
-    if (!lock.is_held()) return fail(lock.error());
-    if (const auto state = read_state()) return fail("lanfab: " + describe(*state));
-    if (install(file.content, installed, trouble) == Installation::kFailed) return fail(trouble);
-  }
-  if (!trouble.empty()) report(trouble + "; a loss of power may undo this");
-  if (!apply_in_service(*program, OnFailure::kNothing))
-    return fail("lanfab: its APPLY has failed: journalctl --unit=" + std::string(kApplyUnit));
-  std::printf("It is in force. What it replaces is now the previous one.\n");
-  return 0;
+  return put_in_force(previous);
+}
+
+static int try_entry(const std::string& number) {
+  Source source;
+  if (const auto trouble = load_from_history(number, source)) return fail(*trouble);
+  return try_configuration(source);
 }
 
 // Returns the exit status: 0 when the former configuration is active, 1 when it is not or there is none, 2
 // when this process cannot do it.
 static int revert(const RevertOptions& options) {
-  if (options.by_timer) {
+  if (!options.entry.empty()) return try_entry(options.entry);
+  if (options.by_timer || options.as_guard) {
     if (const auto trouble = enter_system_as_service()) return fail(*trouble);
-    return roll_back();
+    if (options.by_timer) return roll_back();
+    guard_trial(roll_back);
+    return 0;
   }
   if (const auto trouble = enter_system()) return fail(*trouble);
   return is_trial_left() ? end_trial() : restore_previous(options.yes);
@@ -179,10 +124,14 @@ static int revert(const RevertOptions& options) {
 Command revert_command() {
   static RevertOptions options;
   Option timer = {"--timer", "for the service that the timer of lanfab try starts", &options.by_timer};
-  timer.presence = Presence::kHidden;
+  Option guard = {"--guard", "for the service that watches over a trial", &options.as_guard};
+  timer.presence = guard.presence = Presence::kHidden;
   return {"revert",
           "Go back to the configuration before",
-          {{"--yes", "do not ask", &options.yes}, timer},
+          {{"NUMBER", "try this entry of the history", &options.entry},
+           {"--yes", "do not ask", &options.yes},
+           timer,
+           guard},
           "Ends the trial at once. Without one it puts network.json.previous in force, after asking.\n\n"
           "Example: lanfab revert --yes",
           [] { return revert(options); }};

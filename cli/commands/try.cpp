@@ -1,6 +1,7 @@
-// `lanfab try`: applies a configuration, and rolls back unless it is confirmed in time.
+#include "cli/commands/try.h"
 
 #include <poll.h>
+#include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -9,8 +10,10 @@
 #include <csignal>
 #include <cstdio>
 #include <optional>
+#include <utility>
 
 #include "cli/base/file.h"
+#include "cli/base/sha256.h"
 #include "cli/base/signals.h"
 #include "cli/base/subprocess.h"
 #include "cli/base/terminal.h"
@@ -19,16 +22,30 @@
 #include "cli/commands/confirm.h"
 #include "cli/commands/diff.h"
 #include "cli/commands/revert.h"
+#include "cli/commands/verification.h"
 #include "cli/config_file/source.h"
 #include "cli/dry_run/dry_run.h"
+#include "cli/live/applied.h"
+#include "cli/live/guard.h"
 #include "cli/live/installed_file.h"
+#include "cli/live/outcome.h"
+#include "cli/live/programs.h"
+#include "cli/live/reserve.h"
 #include "cli/live/system.h"
 #include "cli/live/trial_state.h"
 #include "cli/live/units.h"
+#include "cli/restore/restore.h"
+#include "libcmd/text_policy.h"
 
 constexpr char kRevertFails[] =
-    "the rollback service does not work: journalctl --unit=lanfab-revert-test; it cannot see /home, /root "
-    "and /tmp, nor what drop-ins of lanfab.service hide from it";
+    "the rollback service does not work, perhaps because of a drop-in of lanfab.service: journalctl "
+    "--unit=lanfab-revert-test";
+
+// Enough for the longest APPLY.
+constexpr std::int64_t kSecondsToPutInForce = 300;
+
+// How long the gateway may take to become as the trial wants it.
+constexpr std::int64_t kVerifySeconds = 30;
 
 static volatile std::sig_atomic_t is_interrupted = 0;
 
@@ -45,7 +62,23 @@ namespace {
 struct TryOptions {
   std::string file;  // "-" is standard input
   std::int64_t seconds = 120;
-  bool force = false;  // errors that `lanfab check` finds do not stop it
+  bool force = false;               // errors that `lanfab check` finds do not stop it
+  bool unverified = false;          // what `lanfab status` finds does not end it
+  std::vector<std::string> probes;  // commands that must succeed
+  bool confirm_after_probes = false;
+};
+
+}  // namespace
+
+namespace {
+
+// The trial of this process.
+struct OwnTrial {
+  TrialState state;
+  std::string content;
+  InstalledFile installed;
+  Applied target;  // what a rollback goes back to
+  Look before;     // what `lanfab status` found before it
 };
 
 }  // namespace
@@ -66,52 +99,61 @@ static std::optional<std::string> find_obstacle() {
   return std::nullopt;
 }
 
+// Keeps what a rollback needs. Returns nothing, or why it cannot.
+static std::optional<std::string> prepare_rollback(const std::string& program) {
+  if (auto trouble = keep_programs(program)) return trouble;
+  if (!reserve_space()) return with_errno(kTrialDirectory) + ": no room for a rollback";
+  return std::nullopt;
+}
+
 // Steps 1 to 3, which Ctrl-C does not interrupt. Returns nothing, or why there is no trial; nothing of it is
 // left then.
-static std::optional<std::string> begin(const std::string& content, const InstalledFile& installed,
-                                        const TrialState& state) {
+static std::optional<std::string> begin(const std::string& program, const OwnTrial& trial) {
   const BlockedSignals signals{SIGINT, SIGQUIT, SIGTSTP, SIGHUP, SIGTERM};
   const ExclusiveLock lock(kTrialDirectory);
   if (!lock.is_held()) return lock.error();
   if (auto obstacle = find_obstacle()) return obstacle;
   // That of one whose `lanfab confirm` was killed at its end.
   if (!stop_revert_timer()) return std::string("lanfab: ") + kRevertTimer + " cannot be stopped";
+  if (!end_guard()) return std::string("lanfab: ") + kGuardUnit + " cannot be stopped";
   if (!remove_state()) return with_errno(kTrialDirectory);
-  std::optional<std::string> trouble;
-  const bool is_staged = stage_trial(content, installed.path);
+  record_kernel();
+  std::optional<std::string> trouble = prepare_rollback(program);
+  const bool is_staged =
+      !trouble && stage_target(trial.target.text) && stage_trial(trial.content, trial.installed.path);
   // Without a state the service finds nothing to do.
-  if (is_staged && !test_revert_service()) {
+  if (trouble) {
+    // Nothing has begun.
+  } else if (is_staged && !test_revert_service()) {
     trouble = std::string("lanfab: ") + kRevertFails;
-  } else if (!is_staged || !write_state(state)) {
+  } else if (!is_staged || !write_state(trial.state)) {
     trouble = with_errno(kTrialDirectory);
-  } else if (!start_revert_timer(state.ends - state.began)) {
+  } else if (!start_revert_timer(trial.state.ends - trial.state.began)) {
     trouble = "lanfab: the timer that takes the trial back cannot be started";
+  } else if (!start_guard()) {
+    trouble = "lanfab: the guard of the trial cannot be started";
   } else if (!activate_trial()) {
     trouble = with_errno(kTrialConfiguration);
   }
-  if (!trouble) return std::nullopt;
+  if (!trouble) {
+    forget_outcome();
+    return std::nullopt;
+  }
   // What fails here, the timer tries again.
   if (!deactivate_trial()) return *trouble + "; " + with_errno(kTrialConfiguration);
   if (const auto error = remove_trial()) *trouble += "; " + *error;
   return trouble;
 }
 
-static int roll_back_trial() {
-  const int status = end_trial();
+static int roll_back_trial(const std::string& reason = "") {
+  const int status = end_trial(reason);
   return status == 0 ? 1 : status;
 }
 
 namespace {
 
 // What has become of a trial, which another terminal or the timer may have ended.
-enum class Fate { kActive, kConfirmed, kBeingRolledBack, kRolledBack };
-
-// The trial of this process.
-struct OwnTrial {
-  TrialState state;
-  std::string content;
-  InstalledFile installed;
-};
+enum class Fate { kActive, kKept, kBeingRolledBack, kOver };
 
 }  // namespace
 
@@ -125,51 +167,81 @@ static Fate find_fate(const OwnTrial& trial) {
   // A confirmation that is under way ends first. Whatever could not be read above is read again.
   const ExclusiveLock lock(kTrialDirectory);
   if (is_state_of(trial)) return is_trial_active() ? Fate::kActive : Fate::kBeingRolledBack;
-  File file;
-  const bool is_installed = read_file(trial.installed.entry, file) && file.content == trial.content;
-  return is_installed ? Fate::kConfirmed : Fate::kRolledBack;
+  // Somebody has removed the state.
+  if (!read_state() && is_trial_active()) return Fate::kBeingRolledBack;
+  const auto outcome = read_outcome();
+  const bool is_kept = outcome && outcome->trial == trial.state.id && outcome->ending == Ending::kKept;
+  return is_kept ? Fate::kKept : Fate::kOver;
 }
 
 // Reports the end of a trial that this process has not ended. Returns the exit status.
-static int report_end(Fate fate) {
+static int report_end(const OwnTrial& trial, Fate fate) {
   if (fate == Fate::kBeingRolledBack) return roll_back_trial();
-  if (fate == Fate::kConfirmed) {
+  if (fate == Fate::kKept) {
     std::printf("Kept by another lanfab confirm.\n");
     return 0;
   }
-  const auto other = read_state();
-  if (other) {
+  if (const auto other = read_state()) {
     std::printf("The trial was rolled back, and another one has begun: %s\n", describe(*other).c_str());
-  } else {
-    std::printf("The old configuration is in force.\n");
+    return 1;
   }
-  return 1;
+  const int status = report_end_of_trial(trial.state.id, trial.target.sha256);
+  return status == 0 ? 1 : status;
 }
 
-// Waits a second at most. Whether Enter was pressed; `is_open` tells whether the terminal is still there.
-static bool is_enter_pressed(bool& is_open) {
-  pollfd input = {STDIN_FILENO, POLLIN, 0};
-  if (poll(&input, 1, 1000) <= 0) return false;
-  char line[256];
-  const ssize_t size = read(STDIN_FILENO, line, sizeof line);
-  is_open = size > 0;
-  return is_open;
-}
+namespace {
+
+enum class Answer { kNone, kKeep, kGoBack };
+
+// The answers that somebody types, a line each.
+class Terminal {
+ public:
+  // Waits a second at most. Only a whole line counts: Ctrl-D sends a part of one, or none.
+  Answer wait() {
+    pollfd input = {STDIN_FILENO, POLLIN, 0};
+    if (poll(&input, 1, 1000) <= 0) return Answer::kNone;
+    char block[256];
+    const ssize_t size = read(STDIN_FILENO, block, sizeof block);
+    is_open_ = size > 0 || (size == 0 && (input.revents & POLLHUP) == 0);
+    if (size <= 0) return Answer::kNone;
+    line_.append(block, static_cast<std::size_t>(size));
+    if (line_.back() != '\n') return Answer::kNone;
+    const std::string line = std::exchange(line_, "");
+    if (line == "y\n" || line == "Y\n") return Answer::kKeep;
+    return line == "n\n" || line == "N\n" ? Answer::kGoBack : Answer::kNone;
+  }
+
+  // Whether somebody may still type.
+  bool is_open() const {
+    return is_open_;
+  }
+
+ private:
+  std::string line_;
+  bool is_open_ = true;
+};
+
+}  // namespace
 
 static int count_down(const OwnTrial& trial) {
   // What was typed before the new network was there says nothing about it.
   tcflush(STDIN_FILENO, TCIFLUSH);
-  for (bool is_open = true; is_open;) {
+  Terminal terminal;
+  Answer answer = Answer::kNone;
+  while (terminal.is_open()) {
     const Fate fate = find_fate(trial);
     const std::int64_t left = trial.state.ends - monotonic_seconds();
-    if (fate != Fate::kActive || is_interrupted != 0 || left <= 0) {
+    const bool is_ended = is_interrupted != 0 || left <= 0 || answer == Answer::kGoBack;
+    if (fate != Fate::kActive || is_ended) {
       std::printf("\n");
-      return fate == Fate::kActive ? roll_back_trial() : report_end(fate);
+      return fate == Fate::kActive ? roll_back_trial(left <= 0 ? kNotKeptInTime : "")
+                                   : report_end(trial, fate);
     }
-    std::printf("\rEnter keeps it, Ctrl-C goes back at once; it ends in %lld s. ",
+    if (answer == Answer::kKeep && confirm({trial.state.id}) == 0) return 0;
+    std::printf("\rKeep it? y keeps it, n or Ctrl-C goes back; it ends in %lld s. ",
                 static_cast<long long>(left));
     std::fflush(stdout);
-    if (is_enter_pressed(is_open) && confirm({trial.state.id}) == 0) return 0;
+    answer = terminal.wait();
   }
   return 0;
 }
@@ -202,28 +274,67 @@ static std::optional<std::string> find_trial_ground(InstalledFile& installed) {
   return std::nullopt;
 }
 
+// Whether two paths lead to the same file.
+static bool is_same_file(const std::string& one, const std::string& other) {
+  struct stat first {};
+  struct stat second {};
+  return stat(one.c_str(), &first) == 0 && stat(other.c_str(), &second) == 0 &&
+         first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+}
+
+// Why a run would refuse the text; nothing if it would not.
+static std::optional<std::string> find_refusal(const std::string& text) {
+  Source source;
+  source.name = "what was applied";
+  source.text = text;
+  if (const auto failure = parse_source(source)) return failure->message;
+  const auto refused = find_refused_texts(source.root);
+  if (refused.empty()) return std::nullopt;
+  return source.name + ": " + refused.front().path + ": " + refused.front().reason;
+}
+
+// Finds what a rollback is to apply. Returns nothing, or why there is nothing good; then there is no trial,
+// not with --force either.
+static std::optional<std::string> find_target(const OwnTrial& trial, bool is_installed_tried,
+                                              Applied& target) {
+  if (const auto trouble = read_applied(target))
+    return *trouble + ", so there is nothing to go back to: 'cmd_lanfab apply' applies " +
+           trial.installed.path;
+  if (is_installed_tried && target.text != trial.content)
+    return trial.installed.path +
+           " is the installed configuration, but was changed since it was applied: "
+           "try a copy of it, and put the old text back";
+  if (const auto refusal = find_refusal(target.text)) return "there is nothing to go back to: " + *refusal;
+  return std::nullopt;
+}
+
 // Nothing of this process has to survive: while the trial's file is in /run/lanfab, it is the active
 // configuration, and a timer of systemd removes it. These are the steps; killed after any of them, the old
 // network is untouched or the timer runs.
 //
-//   1. The trial's file and its state are written: nothing reads them yet.
+//   1. What was applied last, the trial's file and its state are written: nothing reads them yet.
 //   2. The timer starts: it finds nothing to take back but files.
 //   3. The file is renamed: runs of cmd_lanfab read it from now on.
 //   4. A service of systemd applies it: a failure starts what the timer would start.
 //
-// On a terminal it then counts down and takes Enter to confirm or Ctrl-C to revert; elsewhere it returns.
-// Returns the exit status: 0 when it was confirmed or goes on, 1 when `lanfab check` finds an error or the
-// trial was taken back, 2 when it cannot be done.
-static int try_on_gateway(const TryOptions& options) {
-  Source source;
-  if (const auto trouble = load_source(options.file, source)) return fail(trouble->message);
+// Returns nothing when the trial is in force, or the exit status: 1 when `lanfab check` finds an error, there
+// is nothing to go back to, or the trial was taken back, 0 when somebody has kept it, 2 when it cannot be
+// done.
+static std::optional<int> start_trial(const Source& source, const TryOptions& options, OwnTrial& trial) {
   if (!examine_first(source, options.force)) return 1;
   const auto program = find_program();
   if (!program) return fail("lanfab: cmd_lanfab is not installed");
+  // Before this process leaves its own view of the file system.
+  const bool is_installed_tried = is_same_file(options.file, kInstalledConfiguration);
   if (const auto trouble = enter_system()) return fail(*trouble);
-  OwnTrial trial;
   trial.content = source.text;
   if (const auto trouble = find_trial_ground(trial.installed)) return fail(*trouble);
+  if (const auto trouble = find_target(trial, is_installed_tried, trial.target)) {
+    report("lanfab: not tried: " + *trouble);
+    return 1;
+  }
+  wait_for_links();
+  if (!options.unverified) trial.before = look_at_gateway();
   std::signal(SIGINT, note_interrupt);
   const std::int64_t now = monotonic_seconds();
   trial.state = {caller(),
@@ -232,35 +343,107 @@ static int try_on_gateway(const TryOptions& options) {
                  now + options.seconds,
                  new_trial_id(),
                  trial.installed.path,
-                 trial.installed.entry};
-  if (const auto trouble = begin(trial.content, trial.installed, trial.state)) return fail(*trouble);
+                 trial.installed.entry,
+                 sha256(trial.content)};
+  if (const auto trouble = begin(*program, trial)) return fail(*trouble);
   std::printf("Applying %s; unless it is kept, it ends in %lld s ...\n", printable(source.name).c_str(),
               static_cast<long long>(options.seconds));
   std::fflush(stdout);
-  const bool is_applied = is_interrupted == 0 && apply_in_service(*program, OnFailure::kRevert);
-  if (!is_applied && is_interrupted == 0)
+  // What was applied tells more than how the service ended.
+  const bool is_in_force =
+      is_interrupted == 0 && apply_in_service(*program) && is_applied(trial.state.sha256);
+  if (!is_in_force && is_interrupted == 0)
     std::fprintf(stderr, "lanfab: its APPLY has failed or was stopped: journalctl --unit=%s\n", kApplyUnit);
   // It may have ended meanwhile: the APPLY may wait long for another run.
   const Fate fate = find_fate(trial);
-  if (fate != Fate::kActive) return report_end(fate);
-  if (!is_applied || is_interrupted != 0) return roll_back_trial();
+  if (fate != Fate::kActive) return report_end(trial, fate);
+  if (is_interrupted != 0) return roll_back_trial();
+  if (!is_in_force) return roll_back_trial(kNotApplied);
+  return std::nullopt;
+}
+
+// Rolls the trial back for this reason, unless it has ended or was interrupted before. Returns the exit
+// status.
+static int give_up(const OwnTrial& trial, const std::string& reason) {
+  const Fate fate = find_fate(trial);
+  if (fate != Fate::kActive) return report_end(trial, fate);
+  return roll_back_trial(is_interrupted == 0 ? reason : "");
+}
+
+// Waits until the gateway is as the trial wants it, and the probes succeed. Returns nothing then, or the exit
+// status of a trial that is over.
+static std::optional<int> verify(const TryOptions& options, const OwnTrial& trial) {
+  const GoesOn goes_on = [&trial] { return is_interrupted == 0 && find_fate(trial) == Fate::kActive; };
+  // Before the timer of the rollback.
+  const std::int64_t end = trial.state.ends - 1;
+  if (!options.unverified) {
+    const auto found =
+        wait_until_as_configured(trial.before, std::min(monotonic_seconds() + kVerifySeconds, end), goes_on);
+    for (const Drift& one : found)
+      report("lanfab: " + one.subject + ": " + one.what);
+    if (!found.empty() || !goes_on())
+      return give_up(trial, "since lanfab status found a difference that was not there before");
+  }
+  if (const auto probe = find_failing_probe(options.probes, end, goes_on)) {
+    if (goes_on()) report("lanfab: the probe has failed: " + *probe);
+    return give_up(trial, "since a probe failed");
+  }
+  return std::nullopt;
+}
+
+// On a terminal it counts down, and takes an answer; elsewhere it returns.
+static int try_on_gateway(const Source& source, const TryOptions& options) {
+  OwnTrial trial;
+  if (const auto status = start_trial(source, options, trial)) return *status;
+  if (const auto status = verify(options, trial)) return *status;
+  if (options.confirm_after_probes) return confirm({trial.state.id});
   if (is_interactive()) return count_down(trial);
   tell_what_to_type(trial.state);
   return 0;
+}
+
+static int try_file(const TryOptions& options) {
+  if (options.confirm_after_probes && options.probes.empty())
+    return fail("lanfab: --confirm-after-probe requires --probe");
+  Source source;
+  if (const auto trouble = load_source(options.file, source)) return fail(trouble->message);
+  return try_on_gateway(source, options);
+}
+
+int try_configuration(const Source& source) {
+  return try_on_gateway(source, {});
+}
+
+int put_in_force(const std::string& file) {
+  Source source;
+  if (const auto trouble = load_source(file, source)) return fail(trouble->message);
+  TryOptions options;
+  options.file = file;
+  options.seconds = kSecondsToPutInForce;
+  OwnTrial trial;
+  if (const auto status = start_trial(source, options, trial)) return *status;
+  if (const auto status = verify(options, trial)) return *status;
+  const int status = confirm({trial.state.id});
+  if (status == 0 || find_fate(trial) != Fate::kActive) return status;
+  return std::max(status, roll_back_trial("since it could not be installed"));
 }
 
 Command try_command() {
   static TryOptions options;
   Option file = file_option(options.file);
   file.presence = Presence::kRequired;
-  return {"try",
-          "Put a configuration in force until it is confirmed",
-          {file,
-           {"--timeout SECONDS", "seconds after which the old one comes back",
-            Number{&options.seconds, 10, 86400}},
-           {"--force", "try it even with errors that lanfab check finds", &options.force}},
-          "Without lanfab confirm in time, the old configuration comes back, whatever became of this\n"
-          "terminal. A reboot brings it back, too.\n\n"
-          "Example: lanfab try network.json --timeout 300",
-          [] { return try_on_gateway(options); }};
+  return {
+      "try",
+      "Put a configuration in force until it is confirmed",
+      {file,
+       {"--timeout SECONDS", "seconds after which the old one comes back",
+        Number{&options.seconds, 10, 86400}},
+       {"--force", "try it even with errors that lanfab check finds", &options.force},
+       {"--no-verify", "keep it on trial whatever lanfab status finds", &options.unverified},
+       {"--probe COMMAND", "roll back unless this shell command succeeds in time", &options.probes},
+       {"--confirm-after-probe", "keep it when every probe has succeeded", &options.confirm_after_probes}},
+      "Without lanfab confirm in time, the old configuration comes back, whatever became of this\n"
+      "terminal. A reboot brings it back, too.\n\n"
+      "Example: lanfab try network.json --timeout 300",
+      [] { return try_file(options); }};
 }

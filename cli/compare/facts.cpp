@@ -78,7 +78,9 @@ static void read_network_section(Section& section, InterfaceFacts& facts) {
   const std::string address = section.read("Address", what::kAddress);
   facts.address = section.read("DHCP", what::kAddress).empty() ? address : kDynamicAddress;
   facts.bridge = section.value("Bridge");
-  facts.is_passed_through = section.value("IPv4ProxyARP") == "yes";
+  facts.proxies_arp = section.value("IPv4ProxyARP") == "yes";
+  facts.is_passed_through = facts.proxies_arp;
+  facts.is_default_route = section.value("DefaultRouteOnDevice") == "yes";
   facts.forwards = section.read("IPForward", what::kForwarding) == "yes";
   section.read("DNS", what::kNameServers);
   for (Directive& directive : section.directives) {
@@ -131,6 +133,11 @@ static void read_static_route(Section& section, InterfaceFacts& facts) {
   section.read_whole(what::kRoute + route);
 }
 
+static void read_rule(const Section& section, InterfaceFacts& facts) {
+  facts.rules.push_back({section.value("Table"), section.value("FirewallMark"),
+                         section.value("InvertRule") == "true", section.value("SuppressPrefixLength")});
+}
+
 static void read_network_unit(std::vector<Section>& sections, InterfaceFacts& facts) {
   const Section* network = nullptr;
   bool is_first_route = true;
@@ -144,6 +151,7 @@ static void read_network_unit(std::vector<Section>& sections, InterfaceFacts& fa
       facts.secondary_address = section.read("Address", what::kSecondaryAddress);
     if (section.name == "[BridgeVLAN]") read_bridge_vlan(section, facts);
     if (section.name == "[DHCPv4]") facts.metric = section.read("RouteMetric", what::kMetric);
+    if (section.name == "[RoutingPolicyRule]") read_rule(section, facts);
     if (section.name != "[Route]") continue;
     if (is_first_route && is_own_route(network, section, facts)) {
       read_own_route(section, facts);
@@ -162,12 +170,14 @@ static void read_device_unit(std::vector<Section>& sections, InterfaceFacts& fac
   facts.is_made = true;
   for (Section& section : sections) {
     if (section.name == "[NetDev]") {
-      facts.is_tunnel = section.value("Kind") == "gre";
-      facts.is_bridge = section.value("Kind") == "bridge";
+      facts.kind = section.value("Kind");
+      facts.is_tunnel = facts.kind == "gre";
+      facts.is_bridge = facts.kind == "bridge";
       facts.description = section.read("Description", what::kDescription);
       const std::string mtu = section.read("MTUBytes", what::kMtu);
       if (facts.mtu.empty()) facts.mtu = mtu;
     }
+    if (section.name == "[VLAN]") facts.vlan_id = section.value("Id");
     if (section.name != "[Tunnel]") continue;
     facts.remote = section.read("Remote", what::kRemote);
     facts.local = section.read("Local", what::kLocal);

@@ -68,6 +68,14 @@ struct RouteFacts {
   std::string table;
 };
 
+// A [RoutingPolicyRule] section as it stands there.
+struct RuleFacts {
+  std::string table;
+  std::string mark;
+  bool is_inverted = false;
+  std::string suppressed;  // the length of the prefixes whose routes do not count
+};
+
 // What the units of an interface say. An empty text is something that it does not have.
 struct InterfaceFacts {
   bool is_made = false;  // by systemd-networkd, from a unit for the device
@@ -81,11 +89,16 @@ struct InterfaceFacts {
   std::string name_servers;  // in their order
   std::string bridge;        // of which it is a member
   bool is_bridge = false;
+  bool proxies_arp = false;
+  bool is_default_route = false;  // without a gateway
+  bool is_tunnel = false;
   std::set<std::string> vlans;   // the names of those that are linked to it
   std::set<std::string> routes;  // the static ones: "10.20.0.0/16 by 192.168.2.2, metric 50"
   std::vector<RouteFacts> route_sections;
+  std::vector<RuleFacts> rules;
+  std::string kind;  // of a device that systemd-networkd makes: "vlan", "bridge", "gre"
+  std::string vlan_id;
   // Of a tunnel.
-  bool is_tunnel = false;
   std::string description;
   std::string remote;
   std::string local;

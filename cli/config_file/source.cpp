@@ -1,5 +1,8 @@
 #include "cli/config_file/source.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -8,6 +11,7 @@
 #include <string_view>
 #include <utility>
 
+#include "cli/base/file.h"
 #include "cli/base/terminal.h"
 #include "cli/config_file/text_positions.h"
 #include "libcmd/configuration_text.h"
@@ -22,9 +26,23 @@ struct CloseStream {
 
 }  // namespace
 
+// Opens a file without waiting for the writer of a pipe. Returns null, with errno set, unless it is a regular
+// one, or a directory, which cannot be read.
+static std::FILE* open_file(const std::string& file) {
+  Descriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  struct stat status {};
+  if (!descriptor.is_open() || fstat(descriptor.number(), &status) != 0) return nullptr;
+  if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
+    errno = 0;
+    return nullptr;
+  }
+  return fdopen(descriptor.release(), "r");
+}
+
 static std::optional<std::string> read(const std::string& file, std::string& text) {
-  const std::unique_ptr<std::FILE, CloseStream> stream(file == "-" ? stdin : std::fopen(file.c_str(), "re"));
-  if (stream == nullptr) return std::strerror(errno);
+  const std::unique_ptr<std::FILE, CloseStream> stream(file == "-" ? stdin : open_file(file));
+  if (stream == nullptr)
+    return errno != 0 ? std::strerror(errno) : "not a regular file; - reads standard input";
   auto failure = read_configuration(stream.get(), text);
   // The parser passes over a byte order mark, and does not count it in offsets. It refuses a second one.
   constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";

@@ -33,10 +33,8 @@ std::optional<std::string> make_dry_run(Source source, const DryRunOptions& opti
   }
   if (auto trouble = make_initial_state(options.cell, dry_run.initial_state)) return trouble;
   DryRunResult& result = dry_run.result;
-  if (auto trouble =
-          run_in_sandbox({*program, options.action, dry_run.source.text, dry_run.initial_state}, result)) {
-    return "lanfab: " + *trouble;
-  }
+  const SandboxRun run{*program, options.action, dry_run.source.text, dry_run.initial_state, options.seconds};
+  if (auto trouble = run_in_sandbox(run, result)) return "lanfab: " + *trouble;
   const std::string name = printable(dry_run.source.name);
   replace_all(result.standard_error, kSandboxConfigurationFile, name);
   for (Message& message : result.messages)

@@ -7,12 +7,14 @@
 
 #include "cli/config_file/source.h"
 #include "cli/dry_run/initial_state.h"
+#include "cli/dry_run/limits.h"
 #include "cli/dry_run/result.h"
 
 struct DryRunOptions {
   std::string program;           // cmd_lanfab; empty, it is looked for
   std::string action = "apply";  // as cmd_lanfab takes it
   std::string cell;              // as make_initial_state takes it
+  int seconds = kRunSeconds;     // the time limit
 };
 
 struct DryRun {

@@ -211,8 +211,8 @@ static void collect_database(const Database& before, Meter& meter, DryRunResult&
   }
 }
 
-static DryRunResult make_run(const SandboxRun& run, const std::string& stub, ResultPipe& pipe) {
-  fill_root(stub, pipe);
+static DryRunResult make_run(const SandboxRun& run, ResultPipe& pipe) {
+  fill_root(pipe);
   pipe.note_set_up();
   lay_out(run, pipe);
   Meter unlimited;
@@ -228,9 +228,9 @@ static DryRunResult make_run(const SandboxRun& run, const std::string& stub, Res
   return result;
 }
 
-void run_init(const SandboxRun& run, const std::string& stub, ResultPipe& pipe) {
+void run_init(const SandboxRun& run, ResultPipe& pipe) {
   try {
-    pipe.finish(make_run(run, stub, pipe));
+    pipe.finish(make_run(run, pipe));
   } catch (const std::exception& error) {
     pipe.refuse(error.what());
   }

@@ -5,6 +5,5 @@
 #include "cli/dry_run/result.h"
 #include "cli/dry_run/sandbox.h"
 
-// Lays out the sandbox, whose root this process has entered, runs the program and reports the result. `stub`
-// is this program's own path.
-[[noreturn]] void run_init(const SandboxRun& run, const std::string& stub, ResultPipe& pipe);
+// Lays out the sandbox, whose root this process has entered, runs the program and reports the result.
+[[noreturn]] void run_init(const SandboxRun& run, ResultPipe& pipe);

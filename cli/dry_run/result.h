@@ -37,6 +37,7 @@ struct DryRunResult {
   std::vector<std::pair<std::string, std::string>> database;
   std::string standard_output;
   std::string standard_error;
+  bool is_out_of_time = false;  // the run was ended at its time limit: there is no result
 };
 
 // Why there is no result: what failed, and errno.

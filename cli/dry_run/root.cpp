@@ -115,7 +115,7 @@ class Mounter {
 // Makes what is in the root.
 class Builder {
  public:
-  Builder(std::string stub, const ResultPipe& pipe) : stub_(std::move(stub)), pipe_(pipe) {}
+  explicit Builder(const ResultPipe& pipe) : pipe_(pipe) {}
 
   void build() const {
     link_entries("", {"bin", "dev", "proc", "run", "sbin", "tmp", "usr", "var"});
@@ -165,10 +165,9 @@ class Builder {
     link_entries(directory, stubbed_tools());
     const std::string prefix = directory + "/";
     for (const std::string& tool : stubbed_tools())
-      link(kMachineRoot + stub_, prefix + tool);
+      link(kStub, prefix + tool);
   }
 
-  std::string stub_;
   const ResultPipe& pipe_;
 };
 
@@ -201,7 +200,7 @@ static void make_read_only(const char* directory, const ResultPipe& pipe) {
   pipe.require(result == 0, "mount_setattr");
 }
 
-void enter_root(const std::vector<std::string>& programs, const Identity& owner, const ResultPipe& pipe) {
+void enter_root(const std::string& program, const Identity& owner, const ResultPipe& pipe) {
   change_root(owner, pipe);
   const Mounter mounter(owner, pipe);
   mounter.bind(kMachineRoot, kMachineRoot);
@@ -209,8 +208,7 @@ void enter_root(const std::vector<std::string>& programs, const Identity& owner,
     mounter.show(directory);
   for (const char* file : kSettings)
     mounter.show(file);
-  for (const std::string& program : programs)
-    mounter.show(program);
+  mounter.show(program);
   make_read_only(kMachineRoot, pipe);
   for (const char* device : kDevices)
     mounter.show_device(std::string("/dev/") + device);
@@ -219,6 +217,6 @@ void enter_root(const std::vector<std::string>& programs, const Identity& owner,
   pipe.require(rmdir(kWholeMachine) == 0, "rmdir");
 }
 
-void fill_root(const std::string& stub, const ResultPipe& pipe) {
-  Builder(stub, pipe).build();
+void fill_root(const ResultPipe& pipe) {
+  Builder(pipe).build();
 }

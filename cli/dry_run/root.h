@@ -4,8 +4,7 @@
 //
 //   /.sandbox/real              of the machine: its programs and libraries, a few files of /etc, and the
 //                               program that is run
-//   /.sandbox/commands          what the stubs record
-//   /.sandbox/services          the active services, one a line
+//   /.sandbox/stub              the program that takes the place of the tools, and its files: stub_files.h
 //   /.sandbox/config            for the configuration
 //   /run, /tmp, /var/volatile, /var/data, /dev, /proc
 //                               fresh; /var/run leads to /run, and /dev/log is free
@@ -13,7 +12,6 @@
 //   anything else               a link to /.sandbox/real; the rest of the machine is not there
 
 #include <string>
-#include <vector>
 
 #include "cli/dry_run/identity.h"
 #include "cli/dry_run/result.h"
@@ -21,10 +19,9 @@
 inline constexpr char kMachineRoot[] = "/.sandbox/real";
 inline constexpr char kSandboxConfigurationDirectory[] = "/.sandbox/config";
 
-// Makes a file system with what the sandbox has of the machine, and with these programs, the root of this
+// Makes a file system with what the sandbox has of the machine, and with this program, the root of this
 // process, the first one of its mount and PID namespaces. It belongs to `owner`.
-void enter_root(const std::vector<std::string>& programs, const Identity& owner, const ResultPipe& pipe);
+void enter_root(const std::string& program, const Identity& owner, const ResultPipe& pipe);
 
-// Adds what no mount is needed for. `stub` is the program that takes the place of the tools, as the machine
-// knows it.
-void fill_root(const std::string& stub, const ResultPipe& pipe);
+// Adds what no mount is needed for. The stub itself comes later, by prepare_stubs.
+void fill_root(const ResultPipe& pipe);

@@ -74,14 +74,13 @@ static void leave_root(const Identity& identity, int proc, const ResultPipe& pip
   const Descriptor proc(open("/proc", O_PATH | O_DIRECTORY | O_CLOEXEC));
   pipe.require(proc.is_open(), "open /proc");
   if ((way.namespaces & CLONE_NEWUSER) != 0) become_root(maker, proc.number(), pipe);
-  const std::string stub = own_program();
-  enter_root({run.program, stub}, way.identity.value_or(Identity{0, 0}), pipe);
+  enter_root(run.program, way.identity.value_or(Identity{0, 0}), pipe);
   if (way.identity) {
     leave_root(*way.identity, proc.number(), pipe);
     // The change of the user has undone it.
     end_with_maker(descriptor, pipe);
   }
-  run_init(run, stub, pipe);
+  run_init(run, pipe);
 }
 
 // Starts the first process of the namespaces; like fork(), it returns in both.
@@ -90,8 +89,8 @@ static pid_t fork_into(int namespaces) {
 }
 
 // Reads until the sandbox has ended. False, with errno set, on failure and when the run's time is over.
-static bool read_in_time(int descriptor, std::string& bytes) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(kRunSeconds);
+static bool read_in_time(int descriptor, int seconds, std::string& bytes) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
   while (true) {
     const auto left =
         std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
@@ -119,13 +118,14 @@ static std::optional<SandboxError> run_in(const Way& way, const SandboxRun& run,
   if (process < 0) return SandboxError{"clone", errno, true};
   writer.close();
   std::string bytes;
-  const bool is_complete = read_in_time(reader.number(), bytes);
+  const bool is_complete = read_in_time(reader.number(), run.seconds, bytes);
   const int error = errno;
   if (!is_complete) kill(process, SIGKILL);
   wait_for_child(process);
   if (is_complete) return decode(bytes, result);
   if (error != ETIMEDOUT) return SandboxError{"read", error};
-  return SandboxError{"the run was ended: it took longer than " + std::to_string(kRunSeconds) + " s"};
+  result.is_out_of_time = true;
+  return SandboxError{"the run was ended: it took longer than " + std::to_string(run.seconds) + " s"};
 }
 // Whether the machine has refused rather than failed. A kernel without user namespaces finds the call
 // invalid, one that grants no more of them has no space.

@@ -15,6 +15,7 @@
 #include <string>
 
 #include "cli/dry_run/initial_state.h"
+#include "cli/dry_run/limits.h"
 #include "cli/dry_run/result.h"
 
 struct SandboxRun {
@@ -22,6 +23,7 @@ struct SandboxRun {
   std::string action;
   std::string configuration;  // its text
   InitialState initial_state;
+  int seconds = kRunSeconds;  // the time limit
 };
 
 // The configuration's path in the sandbox, which error messages name.

@@ -1,7 +1,7 @@
 #pragma once
 
-// The stubs that replace `ip`, `systemctl` and the other tools in the sandbox: this program under their
-// names, which only records how it was called.
+// The stubs that replace `ip`, `systemctl` and the other tools in the sandbox: one small program under their
+// names, which records how it was called and succeeds. `systemctl is-active` answers for some services.
 
 #include <set>
 #include <string>
@@ -11,14 +11,14 @@
 
 const std::set<std::string>& stubbed_tools();
 
-// Whether a program called like this is a stub.
-bool is_stub(const char* called);
+// Where it is in the sandbox.
+inline constexpr char kStub[] = "/.sandbox/stub";
 
-// Records a call. Returns the status that the tool would end with: `systemctl is-active` answers for the
-// services of prepare_stubs, everything else succeeds.
-int record_call(int argc, char* argv[]);
+// The executable file itself.
+std::string stub_program();
 
-// Creates the files of the stubs. False, with errno set, when that fails.
+// Creates the stub and its files. `systemctl is-active` succeeds for `active_services`. False, with errno
+// set, when that fails.
 bool prepare_stubs(const std::vector<std::string>& active_services);
 
 // The calls in their order, each with the words of its command line. `meter` counts them before they are

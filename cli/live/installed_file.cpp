@@ -41,13 +41,30 @@ std::optional<std::string> find_installed(InstalledFile& installed) {
   return std::nullopt;
 }
 
+static std::string why_not(const std::string& path) {
+  return with_errno(path) + ": 'lanfab confirm' could not replace the configuration: make " +
+         printable(path) + " writable, or make " + kInstalledConfiguration +
+         " a symbolic link to a file that is";
+}
+
+// Creates a file and renames it, as an installation does: a directory that can be written to may refuse that.
+// False, with errno set, on failure.
+static bool can_rename_beside(const std::string& entry) {
+  const std::string test = entry + ".test";
+  const std::string renamed = entry + ".test.renamed";
+  const bool can = write_file({test, 0600, ""}) && rename(test.c_str(), renamed.c_str()) == 0;
+  const int error = errno;
+  unlink(test.c_str());
+  unlink(renamed.c_str());
+  errno = error;
+  return can;
+}
+
 std::optional<std::string> why_not_replaceable(const InstalledFile& installed) {
-  for (const std::string& path : {directory_of(installed.entry), installed.entry}) {
-    if (faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == 0) continue;
-    return with_errno(path) + ": 'lanfab confirm' could not replace the configuration: make " +
-           printable(path) + " writable, or make " + kInstalledConfiguration +
-           " a symbolic link to a file that is";
-  }
+  const std::string directory = directory_of(installed.entry);
+  for (const std::string& path : {directory, installed.entry})
+    if (faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0) return why_not(path);
+  if (!can_rename_beside(installed.entry)) return why_not(directory);
   return std::nullopt;
 }
 
@@ -55,10 +72,18 @@ static bool read_former(const std::string& path, Former& former) {
   return stat(path.c_str(), &former.status) == 0 && read_file(path, former.file);
 }
 
+static bool remove_file(const std::string& path) {
+  return unlink(path.c_str()) == 0 || errno == ENOENT;
+}
+
+static bool move_file(const std::string& from, const std::string& to) {
+  return rename(from.c_str(), to.c_str()) == 0;
+}
+
 // Writes a new file, with the owner and mode of another one, and waits until the disk has it.
 static bool write_durably(const std::string& path, const std::string& content, const Former& like) {
   // What a killed one left.
-  if (unlink(path.c_str()) != 0 && errno != ENOENT) return false;
+  if (!remove_file(path)) return false;
   Descriptor descriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
   const int number = descriptor.number();
   return number >= 0 && write_all(number, content) &&
@@ -81,80 +106,108 @@ static bool show(const InstalledFile& installed) {
   return mount_instead(installed.entry, installed.path);
 }
 
+// The file beside `previous` that becomes it once the new one is installed. Under this name it is whole: a
+// killed one leaves half a file under another.
+static std::string waiting_previous(const InstalledFile& installed) {
+  return installed.entry + kPreviousSuffix + ".new";
+}
+
+// Makes the file that waits the previous one if another one is installed; otherwise it has come too early.
+static bool complete_previous(const InstalledFile& installed) {
+  const std::string waiting = waiting_previous(installed);
+  File former;
+  if (!read_file(waiting, former)) return errno == ENOENT;
+  File current;
+  if (!read_file(installed.entry, current)) return false;
+  return current.content == former.content ? remove_file(waiting)
+                                           : move_file(waiting, installed.entry + kPreviousSuffix);
+}
+
 namespace {
 
 // The steps of `install`, and the way back.
 class Replacement {
  public:
   explicit Replacement(const InstalledFile& installed)
-      : installed_(installed), entry_(installed.entry), previous_(entry_ + kPreviousSuffix) {}
+      : installed_(installed), entry_(installed.entry), waiting_(waiting_previous(installed)) {}
 
-  // Returns nothing, or an error message; nothing has changed then.
-  std::optional<std::string> make(const std::string& content) {
-    if (!read_former(entry_, former_)) return with_errno(entry_);
-    has_previous_ = read_former(previous_, former_previous_);
-    if (!has_previous_ && errno != ENOENT) return with_errno(previous_);
-    const std::string* const failed = replace(content);
-    if (failed == nullptr) return std::nullopt;
-    std::string message = with_errno(*failed);
-    if (!restore()) message += "; " + with_errno(previous_);
-    return message;
+  // Sets `trouble` unless it returns kPlaced.
+  Installation make(const std::string& content, const Permission& permission, std::string& trouble) {
+    if (const std::string* const failed = prepare(content)) return undo(*failed, trouble);
+    if (!permission.before()) return refuse(trouble);
+    if (!move_file(new_entry_, entry_)) return undo(entry_, trouble);
+    is_replaced_ = true;
+    if (!show(installed_)) return undo(installed_.path, trouble);
+    return permission.after() ? Installation::kPlaced : refuse(trouble);
   }
 
  private:
-  // The previous one goes first: a new one without the way back is worse than a way back that is not needed.
-  // Returns the path that failed, with errno set.
-  const std::string* replace(const std::string& content) {
-    if (!write_durably(new_previous_, former_.file.content, former_)) return &new_previous_;
+  // Until the new file is installed, the one that it replaces only waits to be the previous one: that is
+  // another one at every moment. Returns the path that failed, with errno set.
+  const std::string* prepare(const std::string& content) {
+    if (!read_former(entry_, former_)) return &entry_;
+    File previous;
+    if (!read_file(previous_, previous) && errno != ENOENT) return &previous_;
+    if (!write_durably(half_, former_.file.content, former_)) return &half_;
+    if (!move_file(half_, waiting_)) return &waiting_;
     if (!write_durably(new_entry_, content, former_)) return &new_entry_;
-    if (!sync_directory_of(entry_)) return &entry_;
-    if (rename(new_previous_.c_str(), previous_.c_str()) != 0) return &previous_;
-    is_previous_replaced_ = true;
-    if (rename(new_entry_.c_str(), entry_.c_str()) != 0) return &entry_;
-    is_entry_replaced_ = true;
-    return show(installed_) ? nullptr : &installed_.path;
+    return sync_directory_of(entry_) ? nullptr : &entry_;
   }
 
-  // The installed one comes back from the previous one, by a rename that needs no space. The space for the
-  // previous one is that of the new file.
+  Installation undo(const std::string& failed, std::string& trouble) const {
+    trouble = with_errno(failed);
+    if (!restore()) trouble += "; " + with_errno(entry_);
+    return Installation::kFailed;
+  }
+
+  Installation refuse(std::string& trouble) const {
+    if (restore()) return Installation::kRefused;
+    trouble = with_errno(entry_);
+    return Installation::kFailed;
+  }
+
+  // By a rename, which needs no space.
   bool restore() const {
+    unlink(half_.c_str());
     unlink(new_entry_.c_str());
-    unlink(new_previous_.c_str());
-    if (is_entry_replaced_ && (rename(previous_.c_str(), entry_.c_str()) != 0 || !show(installed_)))
-      return false;
-    if (!is_previous_replaced_) return true;
-    // Unless that rename has removed it.
-    if (!has_previous_) return is_entry_replaced_ || unlink(previous_.c_str()) == 0;
-    if (write_durably(new_previous_, former_previous_.file.content, former_previous_) &&
-        rename(new_previous_.c_str(), previous_.c_str()) == 0) {
-      return true;
-    }
-    const int error = errno;
-    unlink(new_previous_.c_str());
-    errno = error;
-    return false;
+    if (is_replaced_) return move_file(waiting_, entry_) && show(installed_);
+    unlink(waiting_.c_str());
+    return true;
   }
 
   const InstalledFile& installed_;
   const std::string& entry_;
-  const std::string previous_;
-  const std::string new_previous_ = previous_ + ".new";
+  const std::string previous_ = entry_ + kPreviousSuffix;
+  const std::string waiting_;
+  const std::string half_ = waiting_ + ".half";
   const std::string new_entry_ = entry_ + ".new";
   Former former_;
-  Former former_previous_;
-  bool has_previous_ = false;
-  bool is_previous_replaced_ = false;
-  bool is_entry_replaced_ = false;
+  bool is_replaced_ = false;
 };
 
 }  // namespace
 
-Installation install(const std::string& content, const InstalledFile& installed, std::string& trouble) {
-  if (const auto error = Replacement(installed).make(content)) {
-    trouble = *error;
+// Whether the file has this content already.
+static bool is_installed(const std::string& content, const InstalledFile& installed) {
+  File current;
+  return read_file(installed.entry, current) && current.content == content;
+}
+
+Installation install(const std::string& content, const InstalledFile& installed, const Permission& permission,
+                     std::string& trouble) {
+  if (!complete_previous(installed)) {
+    trouble = with_errno(waiting_previous(installed));
     return Installation::kFailed;
   }
-  return complete_installation(installed, trouble);
+  if (!is_installed(content, installed)) {
+    const Installation installation = Replacement(installed).make(content, permission, trouble);
+    if (installation != Installation::kPlaced) return installation;
+  } else if (!permission.before() || !permission.after()) {
+    return Installation::kRefused;
+  }
+  const Installation completed = complete_installation(installed, trouble);
+  // It is decided: nothing takes it back any more.
+  return completed == Installation::kFailed ? Installation::kPlaced : completed;
 }
 
 Installation complete_installation(const InstalledFile& installed, std::string& trouble) {
@@ -162,7 +215,11 @@ Installation complete_installation(const InstalledFile& installed, std::string& 
     trouble = with_errno(installed.path);
     return Installation::kFailed;
   }
-  if (sync_directory_of(installed.entry)) return Installation::kDurable;
-  trouble = with_errno(installed.entry);
+  // The new file first: the power may be lost between the two.
+  const bool is_synced = sync_directory_of(installed.entry);
+  if (!is_synced) trouble = with_errno(installed.entry);
+  if (complete_previous(installed) && sync_directory_of(installed.entry) && is_synced)
+    return Installation::kDurable;
+  if (is_synced) trouble = with_errno(waiting_previous(installed));
   return Installation::kPlaced;
 }

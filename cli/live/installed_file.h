@@ -2,6 +2,7 @@
 
 // The installed configuration, and how it is replaced.
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -23,13 +24,22 @@ std::optional<std::string> find_installed(InstalledFile& installed);
 // Why the file at `installed` could not be replaced, and what to do about it. Nothing if it can.
 std::optional<std::string> why_not_replaceable(const InstalledFile& installed);
 
-enum class Installation { kFailed, kPlaced, kDurable };
+enum class Installation { kFailed, kRefused, kPlaced, kDurable };
+
+// Asked right before the new file takes the place of the other one, and right after: if one of them says no,
+// the other one is installed again.
+struct Permission {
+  std::function<bool()> before;
+  std::function<bool()> after;
+};
 
 // Puts `content` in the place of `installed`, which keeps its owner and mode; what was there becomes the
-// previous one. At every moment, power lost included, `installed` is either whole. A failure leaves both as
-// they were. Placed, not durable: every run sees it, but the disk has not confirmed it. `trouble` says what
-// failed.
-Installation install(const std::string& content, const InstalledFile& installed, std::string& trouble);
+// previous one, unless it is the same. At every moment, power lost included, `installed` is either whole, and
+// the previous one is another one. A failure or a refusal leaves both as they were. Placed, not durable:
+// every run sees it, but the disk has not confirmed it, or the previous one. `trouble` says what failed.
+Installation install(const std::string& content, const InstalledFile& installed, const Permission& permission,
+                     std::string& trouble);
 
-// Completes what an `install` that was killed has left: makes the file visible at its path, and durable.
+// Completes what an `install` that was killed has left: makes the file visible at its path, and durable, and
+// what was there before the previous one.
 Installation complete_installation(const InstalledFile& installed, std::string& trouble);

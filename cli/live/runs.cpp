@@ -1,6 +1,7 @@
 #include "cli/live/runs.h"
 
 #include <limits.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -23,6 +24,10 @@ constexpr char kReplacedProgram[] = "cmd_lanfab (deleted)";
 
 // The real and the effective user, in the words of proc(5).
 constexpr char kRootAlone[] = "\t0\t0\t";
+
+// How long a killed run may take to end.
+constexpr int kAttempts = 200;
+constexpr int kPauseMilliseconds = 5;
 
 static std::string line_of(const std::string& file, const std::string& prefix) {
   std::ifstream stream(file);
@@ -82,6 +87,23 @@ std::optional<RunLockState> read_run_lock() {
   // It may have been released meanwhile.
   if (stat(kLockFile, &status) != 0) return std::nullopt;
   return lock;
+}
+
+static bool is_stopped(const std::string& run) {
+  return line_of("/proc/" + run + "/status", "State:\t").rfind("T (stopped)", 0) == 0;
+}
+
+void end_stopped_runs() {
+  for (const std::string& run : list_runs().value_or(std::vector<std::string>())) {
+    if (!is_stopped(run)) continue;
+    kill(std::stoi(run), SIGKILL);
+    std::fprintf(stderr, "process %s, a run that was stopped: killed\n", run.c_str());
+    // The kernel takes a moment.
+    int left = kAttempts;
+    do {
+      poll(nullptr, 0, kPauseMilliseconds);
+    } while (--left > 0 && is_run(run));
+  }
 }
 
 void remove_stale_lock() {

@@ -1,5 +1,6 @@
 #include "cli/live/trial_state.h"
 
+#include <limits.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -13,12 +14,20 @@
 #include "cli/base/file.h"
 #include "cli/base/json.h"
 #include "cli/base/terminal.h"
+#include "cli/live/guard.h"
+#include "cli/live/reserve.h"
 #include "cli/live/units.h"
 
 constexpr char kStateFile[] = "/run/lanfab/trial.json";
 constexpr char kStagedConfiguration[] = "/run/lanfab/network.json.new";
 constexpr char kInstalledCopy[] = "/run/lanfab/network.json.installed";
+// A link that leads nowhere: it is there as a whole, or not at all.
+constexpr char kDecision[] = "/run/lanfab/decision";
+constexpr char kRequest[] = "/run/lanfab/rollback-request";
+// By the numbers of Decision.
+constexpr const char* kDecisions[] = {"none", "kept", "rolled back"};
 constexpr mode_t kPrivate = 0600;
+constexpr mode_t kPrivateDirectory = 0700;
 constexpr mode_t kPermissions = 07777;
 
 std::string new_trial_id() {
@@ -47,6 +56,10 @@ bool stage_trial(const std::string& content, const std::string& installed) {
          chmod(kStagedConfiguration, like.st_mode & kPermissions) == 0;
 }
 
+bool stage_target(const std::string& text) {
+  return make_directories(kTargetDirectory, kPrivateDirectory) && write_file({kTarget, kPrivate, text});
+}
+
 bool activate_trial() {
   return std::rename(kStagedConfiguration, kTrialConfiguration) == 0;
 }
@@ -67,7 +80,12 @@ static bool remove_files(const Paths*... paths) {
   return error == 0;
 }
 
+static bool remove_directory(const char* path) {
+  return rmdir(path) == 0 || errno == ENOENT;
+}
+
 bool deactivate_trial() {
+  mark_end();
   // The staged one first: nobody can activate it then.
   return remove_files(kStagedConfiguration, kTrialConfiguration);
 }
@@ -82,6 +100,34 @@ bool is_trial_installed(const TrialState& state) {
   File installed;
   return read_file(kTrialConfiguration, trial) && read_file(state.entry, installed) &&
          trial.content == installed.content && is_installed_changed(installed.content);
+}
+
+// The words that a link leads to; empty if there is none.
+static std::string words_of(const char* link) {
+  char words[PATH_MAX];
+  const ssize_t size = readlink(link, words, sizeof words);
+  return size > 0 ? std::string(words, static_cast<std::size_t>(size)) : "";
+}
+
+Decision read_decision() {
+  const std::string words = words_of(kDecision);
+  for (const Decision decision : {Decision::kKept, Decision::kRolledBack})
+    if (words == kDecisions[static_cast<int>(decision)]) return decision;
+  return Decision::kNone;
+}
+
+Decision decide(Decision wanted) {
+  if (symlink(kDecisions[static_cast<int>(wanted)], kDecision) == 0) return wanted;
+  return read_decision();
+}
+
+void request_rollback(const std::string& why) {
+  // Without room for it the rollback comes all the same, with another reason.
+  static_cast<void>(symlink(why.c_str(), kRequest) == 0);
+}
+
+std::string requested_rollback() {
+  return words_of(kRequest);
 }
 
 std::int64_t monotonic_seconds() {
@@ -109,9 +155,9 @@ std::optional<TrialState> read_state() {
   Json::Value root;
   if (!read_file(kStateFile, file) || !parse_json(file.content, root) || !root.isObject())
     return std::nullopt;
-  return TrialState{root["who"].asString(),  root["file"].asString(), root["began"].asInt64(),
-                    root["ends"].asInt64(),  root["id"].asString(),   root["path"].asString(),
-                    root["entry"].asString()};
+  return TrialState{text_at(root, "who"),    text_at(root, "file"),  number_at(root, "began"),
+                    number_at(root, "ends"), text_at(root, "id"),    text_at(root, "path"),
+                    text_at(root, "entry"),  text_at(root, "sha256")};
 }
 
 bool write_state(const TrialState& state) {
@@ -123,27 +169,41 @@ bool write_state(const TrialState& state) {
   root["id"] = state.id;
   root["path"] = state.path;
   root["entry"] = state.entry;
+  root["sha256"] = state.sha256;
   return write_file({kStateFile, kPrivate, Json::writeString(Json::StreamWriterBuilder(), root)});
 }
 
-bool remove_state() {
-  return remove_files(kStateFile, kTrialConfiguration, kStagedConfiguration, kInstalledCopy);
+// The decision goes last: without a state, whoever decides afterwards has come too late.
+static bool remove_notes() {
+  return remove_files(kStateFile, kInstalledCopy, kRequest, kTarget, kKernelRecord, kTrialLinks) &&
+         remove_directory(kTargetDirectory) && remove_files(kDecision);
 }
 
-// The timer goes last: it completes what this process does not if it is killed.
+bool remove_state() {
+  const bool is_removed = remove_files(kTrialConfiguration, kStagedConfiguration);
+  const int error = errno;
+  if (!remove_notes()) return false;
+  errno = error;
+  return is_removed;
+}
+
+// The timer goes last of what can roll back: it completes what this process does not if it is killed. Then
+// nothing is left to do but to clean up.
 static std::optional<std::string> stop_timer_after(bool are_files_removed) {
-  std::optional<std::string> error;
-  if (!are_files_removed) error = with_errno(kTrialDirectory);
-  if (!stop_revert_timer() && !error) error = std::string(kRevertTimer) + " cannot be stopped";
-  return error;
+  if (!are_files_removed) return with_errno(kTrialDirectory);
+  if (!stop_revert_timer()) return std::string(kRevertTimer) + " cannot be stopped";
+  end_guard();
+  return std::nullopt;
 }
 
 std::optional<std::string> remove_trial() {
+  mark_end();
   return stop_timer_after(remove_state());
 }
 
 std::optional<std::string> forget_trial() {
-  return stop_timer_after(remove_files(kStateFile, kInstalledCopy));
+  mark_end();
+  return stop_timer_after(remove_notes());
 }
 
 std::string describe(const TrialState& state) {

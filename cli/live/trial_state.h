@@ -14,9 +14,15 @@ struct TrialState {
   std::int64_t began = 0;  // seconds of the clock that nobody sets
   std::int64_t ends = 0;   // likewise
   std::string id = {};     // no other trial has it
-  std::string path = {};   // as in InstalledFile
-  std::string entry = {};  // likewise
+  // As in InstalledFile.
+  std::string path = kInstalledConfiguration;
+  std::string entry = kInstalledConfiguration;
+  std::string sha256 = {};  // of the configuration on trial
 };
+
+// The kernel's network before the trial, and the links that the units of the trial name: cli/restore.
+inline constexpr char kKernelRecord[] = "/run/lanfab/kernel.json";
+inline constexpr char kTrialLinks[] = "/run/lanfab/kernel.links";
 
 std::string new_trial_id();
 
@@ -29,6 +35,13 @@ std::string active_configuration();
 // Writes the configuration of a trial, with the owner and mode of the installed file, and keeps a copy of the
 // installed one beside it. Nothing reads it before activate_trial. False, with errno set, on failure.
 bool stage_trial(const std::string& content, const std::string& installed);
+
+// What a rollback applies: network.json in this directory, with the text that was in force before the trial.
+inline constexpr char kTargetDirectory[] = "/run/lanfab/target";
+inline constexpr char kTarget[] = "/run/lanfab/target/network.json";
+
+// Keeps the text as the target. False, with errno set, on failure.
+bool stage_target(const std::string& text);
 
 // Makes the staged configuration the active one. False, with errno set, on failure: a rollback has removed
 // it, for example.
@@ -43,6 +56,20 @@ bool is_installed_changed(const std::string& content);
 // Whether the configuration on trial has been installed, by a `lanfab confirm` that was killed before its
 // end.
 bool is_trial_installed(const TrialState& state);
+
+// What a trial ends with. `lanfab confirm` and the rollback may come at once, and either may be stopped for
+// any time: whoever decides first has decided for both.
+enum class Decision { kNone, kKept, kRolledBack };
+Decision read_decision();
+
+// Decides, unless that is done. Returns the decision that counts; none if it cannot be written.
+Decision decide(Decision wanted);
+
+// Tells the rollback service why it is started: "by anna from 192.0.2.7". Only the first reason counts.
+void request_rollback(const std::string& why);
+
+// The reason; empty if nobody has given one.
+std::string requested_rollback();
 
 std::int64_t monotonic_seconds();
 

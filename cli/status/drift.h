@@ -2,7 +2,6 @@
 
 // What is not as the last run wanted it.
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,10 +11,14 @@ struct Drift {
   std::string subject;      // an interface, a service, an action, or "lock"
   std::string what;         // "the address 192.168.1.1/24 is missing"
   bool is_pending = false;  // it is being put right by now: systemd has not finished
+  std::string why;          // why it matters, one clause: "large packets are dropped"; may be empty
+  std::string fix;          // the command that fixes it; empty if there is none
+  // Nothing asks for it, but a previous configuration or somebody has left it: an address, a tunnel, a route.
+  bool is_surplus = false;
 };
 
-// Whether an interface must forward IPv4 packets; nothing where neither the units nor the configuration say.
-std::optional<bool> wanted_forwarding(const Snapshot& snapshot, const InterfaceFacts& wanted);
+// A word of a command for `fix` that a shell takes as it is, quoted if necessary.
+std::string quoted_for_shell(const std::string& text);
 
 // By subject: the interfaces, the services, the runs, the lock.
 std::vector<Drift> find_drift(const Snapshot& snapshot);

@@ -1,5 +1,6 @@
 #include "cli/status/json_report.h"
 
+#include "cli/status/forwarding_drift.h"
 #include "cli/status/text_report.h"
 
 static Json::Value json_of(const std::optional<bool>& value) {
@@ -92,16 +93,27 @@ static Json::Value leases_of(const Snapshot& snapshot) {
   return list;
 }
 
-Json::Value json_of(const Snapshot& snapshot, const std::vector<Drift>& drift) {
-  Json::Value root(Json::objectValue);
-  root["differences"] = Json::arrayValue;
+static Json::Value json_of(const std::vector<Drift>& drift) {
+  Json::Value list(Json::arrayValue);
   for (const Drift& one : drift) {
     Json::Value value(Json::objectValue);
     value["subject"] = one.subject;
     value["what"] = one.what;
     value["coming"] = one.is_pending;
-    root["differences"].append(value);
+    value["why"] = one.why;
+    value["fix"] = one.fix;
+    list.append(value);
   }
+  return list;
+}
+
+Json::Value json_of(const Snapshot& snapshot, const StatusFindings& findings) {
+  Json::Value root(Json::objectValue);
+  root["differences"] = json_of(findings.drift);
+  root["allowed"] = json_of(findings.allowed);
+  root["not_checked"] = Json::arrayValue;
+  for (const std::string& check : findings.not_checked)
+    root["not_checked"].append(check);
   root["interfaces"] = interfaces_of(snapshot);
   root["services"] = Json::objectValue;
   for (const auto& [name, service] : snapshot.services) {
@@ -122,5 +134,6 @@ Json::Value json_of(const Snapshot& snapshot, const std::vector<Drift>& drift) {
     root["lock"] = Json::Value();
   }
   root["trial"] = snapshot.trial ? Json::Value(*snapshot.trial) : Json::Value();
+  root["last_trial"] = snapshot.last_trial ? Json::Value(*snapshot.last_trial) : Json::Value();
   return root;
 }

@@ -4,9 +4,7 @@
 
 #include <json/json.h>
 
-#include <vector>
-
-#include "cli/status/drift.h"
+#include "cli/status/findings.h"
 #include "cli/status/snapshot.h"
 
-Json::Value json_of(const Snapshot& snapshot, const std::vector<Drift>& drift);
+Json::Value json_of(const Snapshot& snapshot, const StatusFindings& findings);

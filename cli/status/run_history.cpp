@@ -3,21 +3,23 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <map>
 #include <sstream>
 
 #include "cli/base/json.h"
 #include "cli/base/secrets.h"
 #include "cli/base/subprocess.h"
 #include "cli/live/runs.h"
+#include "cli/status/services.h"
 
 // The lines by which a run is told from its neighbours.
 constexpr char kStart[] = "cmd_lanfab start";
 constexpr char kEnd[] = "cmd_lanfab clear lock";
 constexpr char kProgram[] = "/cmd_lanfab";
 
-// How many entries to look through for the last one of a run. Any user can write entries of this text and
-// identifier, but only root's are read; more of root's that are not of a run are not expected.
-constexpr char kCandidates[] = "--lines=100";
+// How many entries to look through for the last run of each action. The cellular link manager starts runs
+// each time that the link changes; an action that was not run among so many counts as one without a run.
+constexpr char kCandidates[] = "--lines=1000";
 // journald takes the user from the kernel.
 constexpr char kByRoot[] = "_UID=0";
 
@@ -38,6 +40,8 @@ struct Entry {
 
 }  // namespace
 
+constexpr std::array<const char*, 3> kActions = {"APPLY", "WWAN_APPLY", "DNSMASQ"};
+constexpr char kBeginning[] = "MESSAGE=lanfab ";
 constexpr std::array<Failure, 4> kFailures = {{{"APPLY", "cmd lanfab apply failed"},
                                                {"DNSMASQ", "cmd lanfab dnsmasq failed"},
                                                {"WWAN_APPLY", "wwan network info not available"},
@@ -96,7 +100,7 @@ static std::optional<std::string> read_journal(const std::vector<std::string>& m
                                       kByRoot};
   command.insert(command.end(), matches.begin(), matches.end());
   std::string output;
-  if (auto trouble = capture(command, output)) return trouble;
+  if (auto error = capture(command, output, kQuerySeconds)) return error;
   std::istringstream lines(output);
   Entry entry;
   for (std::string line; std::getline(lines, line);)
@@ -110,8 +114,16 @@ static bool is_failure(const std::string& action, const Message& message) {
   });
 }
 
-// The entries of the run that one of them names. Later ones of its process are another run's: numbers recur.
-static LastRun read_run(const std::string& action, const std::vector<Entry>& entries) {
+// The run that begins with an entry. Later entries of its process, after its end, are another run's: numbers
+// recur.
+static LastRun read_run(const std::string& action, const Entry& mark, const std::vector<Entry>& all) {
+  std::vector<Entry> entries;
+  bool has_begun = false;
+  for (const Entry& entry : all) {
+    has_begun |= entry.cursor == mark.cursor;
+    if (has_begun && entry.process == mark.process) entries.push_back(entry);
+  }
+  if (entries.empty()) entries.push_back(mark);
   LastRun run;
   run.action = action;
   run.began = entries.front().time;
@@ -133,18 +145,36 @@ static LastRun read_run(const std::string& action, const std::vector<Entry>& ent
   return run;
 }
 
-std::optional<std::string> read_last_runs(std::vector<LastRun>& runs) {
-  for (const std::string action : {"APPLY", "WWAN_APPLY", "DNSMASQ"}) {
-    std::vector<Entry> last;
-    if (auto trouble = read_journal({"--reverse", kCandidates, "MESSAGE=lanfab " + action}, last))
-      return trouble;
-    if (last.empty()) continue;
-    std::vector<Entry> entries;
-    const Entry& mark = last.front();
-    if (auto trouble = read_journal({"--cursor=" + mark.cursor, "_PID=" + mark.process}, entries))
-      return trouble;
-    runs.push_back(read_run(action, entries.empty() ? last : entries));
+// The entry with which the last run of each action began, the latest first.
+static std::optional<std::string> read_marks(std::map<std::string, Entry>& marks) {
+  std::vector<std::string> query = {"--reverse", kCandidates};
+  for (const char* action : kActions)
+    query.push_back(std::string(kBeginning) + action);
+  std::vector<Entry> entries;
+  if (auto error = read_journal(query, entries)) return error;
+  for (const char* action : kActions) {
+    const auto found = std::find_if(entries.begin(), entries.end(), [action](const Entry& entry) {
+      return entry.message.text == std::string("lanfab ") + action;
+    });
+    if (found != entries.end()) marks[action] = *found;
   }
+  return std::nullopt;
+}
+
+std::optional<std::string> read_last_runs(std::vector<LastRun>& runs) {
+  std::map<std::string, Entry> marks;
+  if (auto error = read_marks(marks)) return error;
+  if (marks.empty()) return std::nullopt;
+  const auto first = std::min_element(marks.begin(), marks.end(), [](const auto& one, const auto& other) {
+    return one.second.time < other.second.time;
+  });
+  std::vector<std::string> query = {"--cursor=" + first->second.cursor};
+  for (const auto& [action, mark] : marks)
+    query.push_back("_PID=" + mark.process);
+  std::vector<Entry> entries;
+  if (auto error = read_journal(query, entries)) return error;
+  for (const char* action : kActions)
+    if (marks.count(action) != 0) runs.push_back(read_run(action, marks[action], entries));
   return std::nullopt;
 }
 

@@ -21,7 +21,7 @@ struct LastRun {
 };
 
 // The last run of each action since the machine was started; none of an action that had no run. Returns
-// nothing, or why the journal cannot be read.
+// nothing, or why the journal cannot be read; each query of it is given up after kQuerySeconds.
 std::optional<std::string> read_last_runs(std::vector<LastRun>& runs);
 
 // "done", "failed", "at work" or "cut off".

@@ -6,20 +6,36 @@
 #include "cli/base/json.h"
 #include "cli/base/subprocess.h"
 
+constexpr std::int64_t kMicroseconds = 1'000'000;
+
+// Microseconds since 1970 of "Mon 2026-11-23 03:27:09.880756 UTC"; 0 for any other text.
+static std::int64_t time_of(const std::string& text) {
+  const std::size_t date = text.find(' ');
+  std::tm fields{};
+  if (date == std::string::npos) return 0;
+  const char* rest = strptime(text.c_str() + date, " %Y-%m-%d %H:%M:%S", &fields);
+  if (rest == nullptr) return 0;
+  const std::int64_t fraction = *rest == '.' ? std::strtoll(rest + 1, nullptr, 10) : 0;
+  return static_cast<std::int64_t>(timegm(&fields)) * kMicroseconds + fraction;
+}
+
 static void set_property(const std::string& key, const std::string& value, Service& service) {
   if (key == "ActiveState") service.state = value;
   if (key == "SubState") service.detail = value;
   if (key == "Result") service.result = value;
-  // As "@1795292324".
-  if (key == "StateChangeTimestamp" && !value.empty())
-    service.since = static_cast<std::time_t>(std::strtoll(value.c_str() + 1, nullptr, 10));
+  if (key == "StateChangeTimestamp") service.since = static_cast<std::time_t>(time_of(value) / kMicroseconds);
+  if (key == "ExecMainStartTimestamp") service.started = time_of(value);
+  if (key == "MainPID" && value != "0") service.process = value;
 }
 
 static std::optional<std::string> read_service(const char* name, Service& service) {
   std::string output;
-  const std::string properties = "--property=ActiveState,SubState,Result,StateChangeTimestamp";
-  if (auto trouble = capture({"systemctl", "show", "--timestamp=unix", properties, name}, output))
-    return trouble;
+  const std::string properties =
+      "--property=ActiveState,SubState,Result,StateChangeTimestamp,MainPID,ExecMainStartTimestamp";
+  if (auto error =
+          capture({"systemctl", "show", "--timestamp=us+utc", properties, name}, output, kQuerySeconds)) {
+    return error;
+  }
   std::istringstream lines(output);
   for (std::string line; std::getline(lines, line);) {
     const std::size_t equals = line.find('=');
@@ -30,15 +46,24 @@ static std::optional<std::string> read_service(const char* name, Service& servic
 
 std::optional<std::string> read_services(std::map<std::string, Service>& services) {
   for (const char* name : {kNetworkd, kDnsmasq})
-    if (auto trouble = read_service(name, services[name])) return trouble;
+    if (auto error = read_service(name, services[name])) return error;
   return std::nullopt;
 }
 
-std::optional<std::string> read_setup(std::map<std::string, std::string>& setup) {
+static std::string text_of(const Json::Value& value) {
+  return value.isString() ? value.asString() : "";
+}
+
+std::optional<std::string> read_setup(std::map<std::string, std::string>& setup,
+                                      std::map<std::string, std::string>& network_files) {
+  std::string output;
+  if (auto error = capture({"networkctl", "--json=short", "list"}, output, kQuerySeconds)) return error;
   Json::Value answer;
-  if (auto trouble = capture_json({"networkctl", "--json=short", "list"}, answer)) return trouble;
-  if (!answer.isObject()) return "networkctl: what it prints is no JSON";
-  for (const Json::Value& link : answer["Interfaces"])
-    if (link.isObject()) setup[link["Name"].asString()] = link["AdministrativeState"].asString();
+  if (!parse_json(output, answer) || !answer.isObject()) return "networkctl: what it prints is no JSON";
+  for (const Json::Value& link : answer["Interfaces"]) {
+    if (!link.isObject()) continue;
+    setup[text_of(link["Name"])] = text_of(link["AdministrativeState"]);
+    if (link.isMember("NetworkFile")) network_files[text_of(link["Name"])] = text_of(link["NetworkFile"]);
+  }
   return std::nullopt;
 }

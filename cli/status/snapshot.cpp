@@ -2,11 +2,16 @@
 
 #include "cli/config_file/source.h"
 #include "cli/dry_run/initial_state.h"
+#include "cli/live/outcome.h"
 #include "cli/live/trial_state.h"
+#include "cli/status/route_questions.h"
+#include "cli/status/rule_drift.h"
+#include "cli/status/service_health.h"
 #include "config/network_context.h"
 #include "dnsmasq/dnsmasq_conf.h"
 #include "networkd/network_unit.h"
 #include "networkd/unit_file.h"
+#include "platform/libvantor.h"
 
 // Units of others may match several links, or none by name.
 static bool is_name(const std::string& text) {
@@ -33,7 +38,9 @@ static bool forbids_forwarding() {
 }
 
 std::optional<std::string> take_snapshot(Snapshot& snapshot) {
-  if (!is_gateway() || !read_wanted(snapshot)) {
+  const bool has_files = read_wanted(snapshot);
+  // Without its files, a gateway still has a configuration.
+  if (!(is_gateway() && has_files) && !file_exists(active_configuration().c_str())) {
     return "this is not a gateway that a run of cmd_lanfab has set up";
   }
   snapshot.forbids_forwarding = forbids_forwarding();
@@ -41,12 +48,17 @@ std::optional<std::string> take_snapshot(Snapshot& snapshot) {
   snapshot.lock = read_run_lock();
   if (auto trouble = read_services(snapshot.services)) return trouble;
   if (snapshot.services[kNetworkd].is_active()) {
-    if (auto trouble = read_setup(snapshot.setup)) return trouble;
+    snapshot.setup_error = read_setup(snapshot.setup, snapshot.network_files).value_or("");
   }
-  if (auto trouble = read_kernel(snapshot.kernel)) return trouble;
+  snapshot.wanted.reply_gateways = read_reply_gateways();
+  if (auto trouble = read_kernel(addresses_to_ask(snapshot.wanted), snapshot.kernel)) return trouble;
+  read_service_health(snapshot);
   snapshot.leases_error = read_leases(snapshot.leases).value_or("");
   snapshot.cellular = read_cellular();
   if (const auto trial = read_state()) snapshot.trial = describe(*trial);
+  if (const auto outcome = read_outcome()) snapshot.last_trial = describe(*outcome);
   snapshot.runs_error = read_last_runs(snapshot.runs).value_or("");
+  // A run that has begun meanwhile has stopped what it restarts.
+  if (const auto lock = read_run_lock(); lock && lock->is_held) snapshot.lock = lock;
   return std::nullopt;
 }

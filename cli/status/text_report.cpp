@@ -5,8 +5,11 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <set>
 
 #include "cli/base/terminal.h"
+#include "cli/base/time_text.h"
+#include "cli/live/trial_state.h"
 
 constexpr std::int64_t kMicroseconds = 1'000'000;
 // Where the addresses of an interface begin.
@@ -14,7 +17,7 @@ constexpr int kAddressColumn = 46;
 
 namespace {
 
-enum class Mark { kNone, kPending, kDiffers };
+enum class Mark { kNone, kAllowed, kPending, kDiffers };
 
 class Page {
  public:
@@ -26,8 +29,8 @@ class Page {
   }
 
   void line(Mark mark, const std::string& text) {
-    const char* const signs[] = {"  ", "~ ", "! "};
-    const char* const styles[] = {"", "33", "1;31"};
+    const char* const signs[] = {"  ", "  ", "~ ", "! "};
+    const char* const styles[] = {"", "2", "33", "1;31"};
     const std::string line = signs[static_cast<int>(mark)] + printable(text);
     text_ +=
         styled(line.substr(0, line.find_last_not_of(' ') + 1), styles[static_cast<int>(mark)], color_) + "\n";
@@ -56,16 +59,22 @@ class Page {
 
 class Report {
  public:
-  Report(const Snapshot& snapshot, const std::vector<Drift>& drift, bool messages, bool color)
-      : snapshot_(snapshot), drift_(drift), messages_(messages), page_(color) {}
+  Report(const Snapshot& snapshot, const StatusFindings& findings, bool messages, bool color)
+      : snapshot_(snapshot), findings_(findings), drift_(findings.drift), messages_(messages), page_(color) {}
 
   std::string write() {
+    show_trial();
+    show_files();
     show_interfaces();
     show_services();
     show_cellular();
     show_leases();
     show_runs();
     show_lock();
+    show_other_drift();
+    show_last_trial();
+    show_allowed();
+    show_not_checked();
     page_.title(summary().c_str());
     return page_.text();
   }
@@ -78,9 +87,19 @@ class Report {
     return mark;
   }
 
+  // Drift with the same fix shares the line for it.
   void show_drift(const std::string& subject) {
+    shown_.insert(subject);
+    std::vector<const Drift*> own;
     for (const Drift& one : drift_)
-      if (one.subject == subject) page_.note(one.is_pending ? Mark::kPending : Mark::kDiffers, one.what);
+      if (one.subject == subject) own.push_back(&one);
+    for (std::size_t i = 0; i < own.size(); ++i) {
+      const Drift& one = *own[i];
+      const Mark mark = one.is_pending ? Mark::kPending : Mark::kDiffers;
+      page_.note(mark, one.what + (one.why.empty() ? "" : ": " + one.why));
+      const bool is_last = i + 1 == own.size() || own[i + 1]->fix != one.fix;
+      if (is_last && !one.fix.empty()) page_.line(mark, "    fix: " + one.fix);
+    }
   }
 
   // Tells an empty list from one that could not be read.
@@ -92,6 +111,8 @@ class Report {
     }
   }
 
+  void show_trial();
+  void show_files();
   void show_interfaces();
   void show_interface(const std::string& name);
   void show_services();
@@ -100,11 +121,18 @@ class Report {
   void show_runs();
   void show_run(const LastRun& run);
   void show_lock();
+  void show_other_drift();
+  void show_last_trial();
+  void show_subject(const std::string& subject);
+  void show_allowed();
+  void show_not_checked();
   std::string summary() const;
 
   const Snapshot& snapshot_;
+  const StatusFindings& findings_;
   const std::vector<Drift>& drift_;
   bool messages_;
+  std::set<std::string> shown_;  // the subjects whose drift is on the page
   Page page_;
 };
 
@@ -119,11 +147,29 @@ __attribute__((format(printf, 1, 2))) static std::string formatted(const char* f
   return line;
 }
 
-static std::string time_text(std::time_t time) {
-  std::tm fields{};
-  char text[32] = "";
-  if (localtime_r(&time, &fields) != nullptr) std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &fields);
-  return text;
+void Report::show_trial() {
+  if (!snapshot_.trial && mark_of("trial") == Mark::kNone) return;
+  page_.title("Trial");
+  page_.note(mark_of("trial"), snapshot_.trial.value_or("there is a configuration on trial"));
+  show_drift("trial");
+}
+
+// The active configuration, and the files with drift. Files that share the fix share its lines.
+void Report::show_files() {
+  page_.title("Files");
+  show_subject(active_configuration());
+  std::vector<const Drift*> files;
+  for (const Drift& one : drift_)
+    if (one.subject.front() == '/' && shown_.count(one.subject) == 0) files.push_back(&one);
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    const Drift& one = *files[i];
+    const Mark mark = one.is_pending ? Mark::kPending : Mark::kDiffers;
+    page_.line(mark, one.subject + ": " + one.what);
+    shown_.insert(one.subject);
+    if (i + 1 < files.size() && files[i + 1]->why == one.why && files[i + 1]->fix == one.fix) continue;
+    page_.note(mark, one.why);
+    if (!one.fix.empty()) page_.line(mark, "    fix: " + one.fix);
+  }
 }
 
 void Report::show_interfaces() {
@@ -172,6 +218,7 @@ void Report::show_services() {
     page_.line(mark_of(name),
                formatted("%-17s %s (%s%s%s) %s", name.c_str(), service.state.c_str(), service.detail.c_str(),
                          has_failed ? ", " : "", has_failed ? service.result.c_str() : "", since.c_str()));
+    show_drift(name);
   }
 }
 
@@ -214,6 +261,7 @@ void Report::show_run(const LastRun& run) {
                        time_text(static_cast<std::time_t>(run.began / kMicroseconds)).c_str(),
                        word_for(run.end), static_cast<double>(run.lasted) / kMicroseconds,
                        counted(run.messages.size(), "message").c_str()));
+  show_drift(run.action);
   if (!messages_) return;
   for (const Message& message : run.messages)
     page_.note(Mark::kNone, message.text.substr(0, message.text.find_last_not_of('\n') + 1));
@@ -229,10 +277,42 @@ void Report::show_lock() {
                                     " of cmd_lanfab at work or waiting");
     show_drift("lock");
   }
-  if (snapshot_.trial) {
-    page_.title("Trial");
-    page_.note(Mark::kNone, *snapshot_.trial);
+}
+
+// Each subject that has no section of its own.
+void Report::show_other_drift() {
+  bool has_title = false;
+  for (const Drift& one : drift_) {
+    if (shown_.count(one.subject) != 0) continue;
+    if (!has_title) page_.title("Other");
+    has_title = true;
+    show_subject(one.subject);
   }
+}
+
+void Report::show_last_trial() {
+  if (!snapshot_.last_trial) return;
+  page_.title("Last trial");
+  page_.note(Mark::kNone, *snapshot_.last_trial);
+}
+
+void Report::show_subject(const std::string& subject) {
+  page_.line(mark_of(subject), subject);
+  show_drift(subject);
+}
+
+void Report::show_allowed() {
+  if (findings_.allowed.empty()) return;
+  page_.title("Allowed");
+  for (const Drift& one : findings_.allowed)
+    page_.line(Mark::kAllowed, one.subject + ": " + one.what);
+}
+
+void Report::show_not_checked() {
+  if (findings_.not_checked.empty()) return;
+  page_.title("Not checked");
+  for (const std::string& check : findings_.not_checked)
+    page_.line(Mark::kNone, check);
 }
 
 // "2 things differ, 1 is still coming."
@@ -240,7 +320,10 @@ std::string Report::summary() const {
   const auto is_pending = [](const Drift& one) { return one.is_pending; };
   const auto pending = static_cast<std::size_t>(std::count_if(drift_.begin(), drift_.end(), is_pending));
   const std::size_t others = drift_.size() - pending;
-  if (drift_.empty()) return "Everything is as the configuration wants it.";
+  if (drift_.empty()) {
+    return findings_.not_checked.empty() ? "Everything is as the configuration wants it."
+                                         : "No drift in what could be checked.";
+  }
   std::string text;
   if (others > 0) text = counted(others, "thing") + (others == 1 ? " differs" : " differ");
   if (others > 0 && pending > 0) text += ", " + std::to_string(pending);
@@ -249,6 +332,6 @@ std::string Report::summary() const {
   return text + ".";
 }
 
-std::string text_of(const Snapshot& snapshot, const std::vector<Drift>& drift, bool messages, bool color) {
-  return Report(snapshot, drift, messages, color).write();
+std::string text_of(const Snapshot& snapshot, const StatusFindings& findings, bool messages, bool color) {
+  return Report(snapshot, findings, messages, color).write();
 }

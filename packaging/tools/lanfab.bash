@@ -21,12 +21,17 @@ _lanfab() {
     'preview --program') compopt -o default ;;
     'preview -o') compopt -o plusdirs ;;
     'preview --format') words='text json' ;;
+    'diff --from') ;;
     'diff --action') words='apply wwan_apply dnsmasq' ;;
     'diff --cell') words='up down here'; compopt -o plusdirs ;;
     'diff --program') compopt -o default ;;
     'diff --format') words='text json' ;;
     'try --timeout') ;;
-    'status --format') words='text json' ;;
+    'try --probe') ;;
+    'confirm -m') ;;
+    'status --format') words='text json nagios' ;;
+    'history --format') words='text json' ;;
+    'report -o') compopt -o default ;;
     *)
       case "$command $word" in
         'check -'*) words='--strict --offline --allow --format --fix --diff -h --help' ;;
@@ -37,17 +42,21 @@ _lanfab() {
         'graph '*) compopt -o default ;;
         'preview -'*) words='--action --cell --program -o --format -v -h --help' ;;
         'preview '*) compopt -o default ;;
-        'diff -'*) words='--action --cell --program --summary --format -h --help' ;;
+        'diff -'*) words='--from --action --cell --program --summary --format -h --help' ;;
         'diff '*) compopt -o default ;;
         'schema -'*) words='-h --help' ;;
         'lsp -'*) words='--stdio -h --help' ;;
-        'try -'*) words='--timeout --force -h --help' ;;
+        'try -'*) words='--timeout --force --no-verify --probe --confirm-after-probe -h --help' ;;
         'try '*) compopt -o default ;;
-        'confirm -'*) words='--force -h --help' ;;
+        'confirm -'*) words='-m --force -h --help' ;;
         'revert -'*) words='--yes -h --help' ;;
-        'status -'*) words='--watch --format -v -h --help' ;;
+        'revert '*) ;;
+        'status -'*) words='--watch --format --probe -v -h --help' ;;
+        'history -'*) words='--format -h --help' ;;
+        'history '*) ;;
+        'report -'*) words='-o --force -h --help' ;;
         ' -'*) words='-h --help --version' ;;
-        ' '*) words='check explain graph preview diff schema lsp try confirm revert status' ;;
+        ' '*) words='check explain graph preview diff schema lsp try confirm revert status history report' ;;
       esac
       ;;
   esac

@@ -1,11 +1,13 @@
 """Every call of `lanfab confirm` or `lanfab try` fails once, and every one is once the last.
 
 After `confirm` the installed file is the old configuration or the new one, whole, as a run sees it and as the
-next boot finds it; what goes on can be confirmed, and the timer leaves active what the next boot finds. After
-`try` the old one is active, or the timer runs that restores it.
+next boot finds it; what goes on can be confirmed, and the timer leaves active what the next boot finds. Each
+entry of the history is whole or absent. After `try` the old one is active, or the timer runs that restores
+it.
 """
 
 import errno
+import hashlib
 import json
 import os
 import pathlib
@@ -14,10 +16,11 @@ import signal
 import subprocess
 
 from faults import gateway, points, worker
-from lib.fake_systemd import (APPLIED, ENVIRONMENT, INSTALLED, INSTALLED_COPY, PREVIOUS, STATE, TIMER, TRIAL,
-                              UNITS, active, end_trial, is_trial_active, lay_out)
+from lib.fake_systemd import (APPLIED, ENVIRONMENT, INSTALLED, INSTALLED_COPY, PREVIOUS, STATE, TARGET, TIMER,
+                              TRIAL, UNITS, active, end_trial, is_trial_active, lay_out, pretend_apply)
 
 NEW_FILE = pathlib.Path("/run/new.json")
+HISTORY = pathlib.Path("/var/lib/lanfab/history")
 # The installed file where it is mounted by itself, and what is below the mount.
 MOUNTED = pathlib.Path("/run/data/network.json")
 BELOW, OLDER, OLD, NEW = ('{"is": "' + word * 3000 + '"}\n' for word in ("below", "older", "old", "new"))
@@ -28,6 +31,7 @@ def lay():
     while subprocess.run(["umount", INSTALLED], stderr=subprocess.DEVNULL, check=False).returncode == 0:
         pass
     end_trial()
+    shutil.rmtree(HISTORY, ignore_errors=True)
     APPLIED.write_text("", encoding="utf-8")
     for directory in (INSTALLED.parent, UNITS):
         for path in directory.iterdir():
@@ -35,17 +39,20 @@ def lay():
     INSTALLED.write_text(OLD, encoding="utf-8")
     INSTALLED.chmod(0o640)
     NEW_FILE.write_text(NEW, encoding="utf-8")
+    pretend_apply()
 
 
 def lay_trial():
     """A trial under way."""
     lay()
-    for path, text in ((PREVIOUS, OLDER), (TRIAL, NEW), (INSTALLED_COPY, OLD)):
+    TARGET.parent.mkdir()
+    for path, text in ((PREVIOUS, OLDER), (TRIAL, NEW), (INSTALLED_COPY, OLD), (TARGET, OLD)):
         path.write_text(text, encoding="utf-8")
     state = {"who": "anna", "file": "new.json", "began": 1, "ends": 2, "id": "7", "path": str(INSTALLED),
-             "entry": str(INSTALLED)}
+             "entry": str(INSTALLED), "sha256": hashlib.sha256(NEW.encode()).hexdigest()}
     STATE.write_text(json.dumps(state), encoding="utf-8")
     TIMER.write_text("", encoding="utf-8")
+    pretend_apply()
 
 
 def lay_mounted_trial():
@@ -61,6 +68,18 @@ def lay_mounted_trial():
     subprocess.run(["mount", "--bind", MOUNTED, INSTALLED], check=True)
     STATE.write_text(STATE.read_text(encoding="utf-8").replace(f'"entry": "{INSTALLED}"',
                                                                f'"entry": "{MOUNTED}"'), encoding="utf-8")
+
+
+def violations_of_history(status):
+    """Each entry of the history is whole or absent."""
+    names = os.listdir(HISTORY) if HISTORY.exists() else []
+    entries = [HISTORY / name for name in names if name.endswith(".txt")]
+    for entry in entries:
+        head, _, rest = entry.read_bytes().partition(b"\n")
+        if head.decode() != f"lanfab-history 1 {hashlib.sha256(rest).hexdigest()}" or rest.count(b"\n") != 5:
+            yield f"the entry {entry.name} of the history is damaged"
+    if status >= 0 and "new" in names:
+        yield "a file is left in the history"
 
 
 class Confirm:
@@ -130,15 +149,17 @@ class Confirm:
 
     def violations(self, status, said):
         kept, previous = self.entry.read_text(), pathlib.Path(f"{self.entry}.previous").read_text()
+        # What becomes the previous one as soon as somebody looks for it.
+        waiting = pathlib.Path(f"{self.entry}.previous.new")
         is_left = is_trial_active() or STATE.exists() or TIMER.exists()
         if active() != NEW:
             yield "a run does not see the new configuration"
         if kept not in (OLD, NEW):
             yield "the next boot finds neither"
-        if previous not in (OLDER, OLD) or (kept == NEW and previous != OLD):
+        if previous not in (OLDER, OLD) or previous == kept:
             yield "the previous one is lost"
-        if status > 0 and kept == OLD and previous != OLDER:
-            yield "a failure has changed the previous one"
+        if kept == NEW and previous == OLDER and not (waiting.exists() and waiting.read_text() == OLD):
+            yield "what was installed before is lost"
         if kept == OLD and not (is_trial_active() and TIMER.exists() and STATE.exists()):
             yield "the old one is installed, but the trial does not go on"
         if is_trial_active() and not TIMER.exists():
@@ -151,8 +172,11 @@ class Confirm:
             yield "success, but the next boot finds the old one"
         if status > 0 and not said:
             yield "a failure that is not explained"
-        if status >= 0 and kept == NEW and len(os.listdir(self.entry.parent)) != 2:
+        if status >= 0 and kept == NEW and len(os.listdir(self.entry.parent)) != 2 + waiting.exists():
             yield f"left behind: {os.listdir(self.entry.parent)}"
+        yield from violations_of_history(status)
+        if status == 0 and "in the history" not in said and len(os.listdir(HISTORY)) != 1:
+            yield "success, but it is not in the history"
 
 
 class ConfirmMounted(Confirm):

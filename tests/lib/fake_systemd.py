@@ -1,6 +1,6 @@
 """A gateway for `lanfab try`, `confirm` and `revert`, in the sandbox: an empty /etc, and stubs that do as
 much of systemd's work as these commands need. A unit is active while there is a file of its name in UNITS,
-and an apply only writes down which configuration it finds.
+and an apply only writes down which configuration it finds, and leaves the mark of a run.
 """
 
 import os
@@ -18,6 +18,13 @@ STAGED = pathlib.Path("/run/lanfab/network.json.new")
 # What was installed when it began.
 INSTALLED_COPY = pathlib.Path("/run/lanfab/network.json.installed")
 STATE = pathlib.Path("/run/lanfab/trial.json")
+# What was in force when it began.
+TARGET = pathlib.Path("/run/lanfab/target/network.json")
+# What stays when it has ended: how, and what was applied last.
+OUTCOME = pathlib.Path("/run/lanfab/outcome.json")
+RECORD = pathlib.Path("/run/lanfab/applied")
+# Every run that applies writes it anew.
+MARK = pathlib.Path("/run/.delete_static_routes")
 # What there is where systemd has booted the machine.
 BOOTED = pathlib.Path("/run/systemd/system")
 UNITS = pathlib.Path("/run/units")
@@ -35,29 +42,41 @@ SCRIPTS = {
 for unit; do :; done
 case $1 in
   show) if [ -e {UNITS}/$unit ]; then echo active; else echo inactive; fi ;;
-  stop) rm {UNITS}/$unit ;;
+  stop)
+    if [ -s {UNITS}/$unit ] && [ $unit = lanfab-guard.service ]; then kill -KILL $(cat {UNITS}/$unit); fi
+    rm {UNITS}/$unit ;;
   cat) exit 1 ;;
   start) sh {TIMER} ;;
 esac
 """,
-    # The file of a timer holds the command that it will run.
+    # The file of a timer holds the command that it will run. A service that nobody waits for is only active:
+    # a test that runs it puts the number of its process there.
     "systemd-run": f"""
 while [ "${{1#-}}" != "$1" ]; do
   case $1 in
     --unit=*) unit={UNITS}/${{1#--unit=}} ;;
     --on-active=*) is_timer=yes ;;
+    --wait) is_awaited=yes ;;
   esac
   shift
 done
-if [ "${{is_timer-}}" ]; then echo "$*" >$unit.timer; exit; fi
+if [ "${{is_timer-}}" ]; then printf "'%s' " "$@" >$unit.timer; exit; fi
 : >$unit.service
+if [ ! "${{is_awaited-}}" ]; then exit; fi
 "$@"
 status=$?
 rm -f $unit.service
 exit $status
 """,
     "timeout": f"""
-if [ -e {TRIAL} ]; then cat {TRIAL}; else cat {INSTALLED}; fi >>{APPLIED}
+file={INSTALLED}
+if [ -e {TRIAL} ]; then file={TRIAL}; fi
+for word; do
+  case $word in LANFAB_CONFIG_DIR=*) file=${{word#*=}}/network.json ;; esac
+done
+cat $file >>{APPLIED} || exit 1
+rm -f {MARK}
+: >{MARK}
 """,
     "wall": "",
 }
@@ -83,6 +102,24 @@ def end_trial():
     """Ends a trial as a loss of power would."""
     shutil.rmtree(TRIAL.parent, ignore_errors=True)
     TRIAL.parent.mkdir()
+
+
+def pretend_apply():
+    """Leaves what a run by hand of the installed configuration leaves."""
+    MARK.unlink(missing_ok=True)
+    MARK.touch()
+
+
+def wait_for_tick():
+    """Waits until the clock of files has gone on since the last apply."""
+    while MARK.with_suffix(".tick").write_bytes(b"") or (
+            MARK.with_suffix(".tick").stat().st_ctime_ns <= MARK.stat().st_mtime_ns):
+        pass
+
+
+def leftovers():
+    """Returns the names of what is left of a trial that has ended."""
+    return sorted({path.name for path in TRIAL.parent.iterdir()} - {OUTCOME.name, RECORD.name})
 
 
 def is_trial_active():

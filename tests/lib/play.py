@@ -38,7 +38,8 @@ TOOL_DIRECTORY = re.compile(r"^/bin/(?=(cp|rm|touch|chmod): )", re.MULTILINE)
 THEN = 1795291200
 
 # What the tools answer to `lanfab status` where a case says nothing.
-ACTIVE = f"ActiveState=active\nSubState=running\nResult=success\nStateChangeTimestamp=@{THEN}\n"
+ACTIVE = ("ActiveState=active\nSubState=running\nResult=success\n"
+          "StateChangeTimestamp=Sat 2026-11-21 20:00:00 UTC\n")
 USUAL_ANSWERS = {
     "ip address": "[]",
     "ip route": "[]",
@@ -47,16 +48,17 @@ USUAL_ANSWERS = {
     "systemctl systemd-networkd": ACTIVE,
     "systemctl dnsmasq": ACTIVE,
 }
-# A tool whose answer is a file with its name and one of its words.
+# A tool whose answer is the files with its name and one of its words.
 TOOL = f"""#!/bin/sh
 tool=${{0##*/}}
+if [ "${{1-}}" = is-active ]; then exit; fi
 for word; do
   word=${{word##* }}
   if [ -e "{ANSWERS}/$tool $word fails" ]; then
     cat "{ANSWERS}/$tool $word fails" >&2
     exit 1
   fi
-  if [ -e "{ANSWERS}/$tool $word" ]; then exec cat "{ANSWERS}/$tool $word"; fi
+  if [ -e "{ANSWERS}/$tool $word" ]; then cat "{ANSWERS}/$tool $word"; fi
 done
 """
 

@@ -69,15 +69,15 @@ class Commands(unittest.TestCase):
 
 
 class Children(unittest.TestCase):
-    """The system's networkctl shows the PATH that it gets."""
+    """The system's ip shows the PATH that it gets."""
 
     @classmethod
     def setUpClass(cls):
         play.lay_answers({})
-        (play.TOOLS / "networkctl").write_text("#!/bin/sh\necho $PATH >&2\nexit 1\n")
+        (play.TOOLS / "ip").write_text("#!/bin/sh\necho $PATH >&2\nexit 1\n")
 
     def test_all_of_root_get_the_same_path(self):
-        said = (2, "lanfab: networkctl: /usr/sbin:/usr/bin:/sbin:/bin\n")
+        said = (2, "lanfab: ip: /usr/sbin:/usr/bin:/sbin:/bin\n")
         self.assertEqual(run_lanfab("status"), said)
         self.assertEqual(run_lanfab("status", environment={}), said)
 

@@ -340,14 +340,15 @@ class Trial(Strings):
         self.addCleanup(subprocess.run, ["umount", "/etc"], check=True)
         self.addCleanup(subprocess.run, ["umount", "/usr/sbin"], check=True)
         fake_systemd.INSTALLED.write_text("{}")
+        fake_systemd.pretend_apply()
         self.write('{"dns": {"source": "static", "static": ["8.8.8.8"]}}', NAME)
         environment = {"SUDO_USER": NAME, "SSH_CONNECTION": f"{NAME} 1"}
         for expected in "Applying ", "under way":
             output = self.run_lanfab("try", NAME, environment=environment)
             self.assertIn(expected, output)
             self.assert_clean(output)
-        for command in "confirm", "revert":
-            self.assert_clean(self.run_lanfab(command, environment=environment))
+        for command in ("confirm",), ("revert",), ("record", "outcome"):
+            self.assert_clean(self.run_lanfab(*command, environment=environment))
 
 
 if __name__ == "__main__":

@@ -89,11 +89,11 @@ class Watch(unittest.TestCase):
         terminal = self.start()
         terminal.wait_for("Last runs")
         self.resize(terminal, 6)
-        terminal.wait_for("\x1b[H  Interface        Setup         Carrier   MTU  Addresses\x1b[K\r\n"
-                          "! eth0             -             no       1500\x1b[K\r\n"
-                          "!     it is down\x1b[K\r\n"
+        terminal.wait_for("\x1b[HFiles\x1b[K\r\n"
+                          "! /etc/lanfab/network.json\x1b[K\r\n"
+                          "!     it is missing: the next run fails\x1b[K\r\n"
                           "  ...\x1b[K\r\n"
-                          "2 things differ.\x1b[K\r\n\x1b[J")
+                          "3 things differ.\x1b[K\r\n\x1b[J")
         self.end(terminal, b"q", 1)
 
     def test_without_a_keyboard_a_signal_ends_it(self):

@@ -11,8 +11,13 @@ import guest
 import package
 
 PACKAGE = "/root/lanfab.deb"
+TOOL = "cli/lanfab"
 FORMER_PACKAGE = "/root/former.deb"
 ALLOWED = "/etc/lanfab/allow-existing-admin"
+PROGRAM = "/usr/bin/lanfab"
+STATE = "/run/lanfab/trial.json"
+# With this program a rollback applies the configuration.
+COPY = "/run/lanfab/programs/cmd_lanfab"
 KEYS = "/var/data/qel/.wg"
 OUR_ACCOUNT = "admin:x:999:999:DHCP and DNS of lanfab:/:/usr/sbin/nologin"
 ACCOUNTS_OF_OTHERS = {
@@ -95,7 +100,7 @@ class Lifecycle(unittest.TestCase):
         """Checks that nothing of the package is left but the user's configuration."""
         self.assertEqual(installed_version(), "")
         left = gateway.run("find", "/usr", "/etc", "/var/lib", "-name", "*lanfab*").stdout
-        self.assertEqual(left.split(), ["/etc/lanfab"])
+        self.assertEqual(set(left.split()), {"/etc/lanfab", PROGRAM})
         self.assertEqual(json.loads(gateway.read(guest.CONFIGURATION)), package.NETWORK)
         self.assertEqual(gateway.run("systemctl", "is-enabled", "lanfab", check=False).stdout.strip(), "")
 
@@ -137,6 +142,40 @@ class Lifecycle(unittest.TestCase):
         gateway.run("systemctl", "reload", "lanfab")
         self.assertTrue(gateway.wait_for_address("eth0", "192.168.77.1/24"))
         self.assertEqual(gateway.addresses("eth0"), ["192.168.77.1/24"])
+
+    def try_moved_network(self):
+        gateway.write("/root/new.json", json.dumps(package.moved_network()))
+        gateway.run("lanfab", "try", "/root/new.json", "--timeout", "600")
+        self.assertTrue(gateway.wait_for_address("eth0", "192.168.77.1/24"))
+
+    def check_rolled_back(self, result):
+        self.assertIn("lanfab: a configuration is on trial; rolling back first", result.stderr)
+        self.assertFalse(gateway.exists(STATE))
+        self.assertTrue(gateway.wait_for_address("eth0", "192.168.1.1/24"))
+
+    def test_upgrade_and_removal_roll_back_a_trial_first(self):
+        # The former package knows nothing of trials, but this one's scripts run before it is replaced.
+        self.run_network(FORMER_PACKAGE)
+        self.try_moved_network()
+        self.check_rolled_back(self.install())
+        self.try_moved_network()
+        self.check_rolled_back(gateway.run("dpkg", "--remove", "lanfab"))
+
+    @guest.exhaustive
+    def test_trial_that_cannot_be_ended_holds_back_an_upgrade(self):
+        self.run_network()
+        self.try_moved_network()
+        gateway.run("mv", COPY, f"{COPY}.real")
+        gateway.run("ln", "-s", "/bin/false", COPY)
+        refused = gateway.run("dpkg", "--remove", "lanfab", check=False)
+        self.assertNotEqual(refused.returncode, 0)
+        self.assertIn("the trial could not be ended, so the package stays as it is", refused.stderr)
+        self.assertNotEqual(installed_version(), "")
+        gateway.run("mv", f"{COPY}.real", COPY)
+        # The rollback has not given up.
+        self.assertTrue(gateway.wait_for_address("eth0", "192.168.1.1/24"))
+        self.assertTrue(guest.wait_until(lambda: not gateway.exists(STATE)))
+        gateway.run("dpkg", "--remove", "lanfab")
 
     def test_upgrade_keeps_a_disabled_service_disabled(self):
         self.install(FORMER_PACKAGE)

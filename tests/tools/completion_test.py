@@ -117,7 +117,8 @@ class Completion(unittest.TestCase):
         self.assertEqual(found - {line.split(" ")[-1]}, set(expected.split()) - {""}, line)
 
     def test_commands(self):
-        self.check("lanfab ", "check explain graph lsp preview diff schema try confirm revert status")
+        self.check("lanfab ", "check explain graph history lsp preview diff report schema try confirm revert "
+                   "status")
         self.check("lanfab ch", "check")
         self.check("lanfab -", "-h --help --version")
 

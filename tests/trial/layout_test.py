@@ -56,6 +56,7 @@ class Layout(unittest.TestCase):
 
     def try_new(self, text, **expected):
         NEW.write_text(text)
+        systemd.pretend_apply()
         return self.lanfab("try", NEW, **expected)
 
     def assert_files(self, file, installed, previous):
@@ -78,7 +79,7 @@ class Layout(unittest.TestCase):
         self.assert_files(file, CONFIGURATIONS[2], CONFIGURATIONS[1])
         self.lanfab("revert", "--yes")
         self.assert_files(file, CONFIGURATIONS[1], CONFIGURATIONS[2])
-        self.assertEqual(os.listdir(STATE.parent), [])
+        self.assertEqual(systemd.leftovers(), [])
 
     def assert_refused(self, *said):
         """No trial begins that could not be confirmed."""
@@ -137,6 +138,19 @@ class FileMounted(Layout):
         options = subprocess.run(["findmnt", "-no", "OPTIONS", INSTALLED], capture_output=True, text=True,
                                  check=True).stdout.splitlines()[-1]
         self.assertTrue({"ro", "nosuid", "nodev", "noexec"} <= set(options.split(",")), options)
+
+    def test_after_a_trial_whose_files_were_removed(self):
+        for line in f"rm {systemd.TRIAL}", f"rm -r {STATE.parent}":
+            self.try_new(CONFIGURATIONS[1])
+            shell(line)
+            self.assertEqual(systemd.active(), CONFIGURATIONS[0])
+            if STATE.exists():
+                self.lanfab("revert")
+            self.try_new(CONFIGURATIONS[2])
+            self.assertEqual(systemd.active(), CONFIGURATIONS[2])
+            self.assertEqual(INSTALLED.read_text(), CONFIGURATIONS[0])
+            self.lanfab("revert")
+        self.assert_trials_work(ON_DATA)
 
     def kill_confirmation(self, line):
         """Begins a trial, and leaves what a confirmation does that is killed before it mounts the file."""

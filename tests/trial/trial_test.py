@@ -5,7 +5,6 @@ ended in each way that it can. The program is the first argument.
 
 import os
 import pathlib
-import shutil
 import signal
 import subprocess
 import sys
@@ -14,62 +13,12 @@ import unittest
 from lib import fake_systemd as systemd
 from lib.fake_systemd import APPLIED, INSTALLED, PREVIOUS, STAGED, STATE, TIMER, TRIAL, UNITS
 from lib.terminal import Terminal
+from lib.trial_case import NEW, OLD, OLDER, Trial
 
-LANFAB = os.path.abspath(sys.argv.pop(1))
-OLDER, OLD, NEW = (f'{{"dns": {{"source": "static", "static": ["8.8.8.{number}"]}}}}\n'
-                   for number in (1, 2, 3))
+LANFAB = Trial.program = os.path.abspath(sys.argv.pop(1))
+WITH_ERROR = '{"wired": {"eth0": {"enable": true}}}'
 # What a command runs under as an ordinary user.
 NOT_ROOT = ("unshare", "--user")
-
-
-class Trial(unittest.TestCase):
-    def setUp(self):
-        systemd.lay_tools()
-        for directory in INSTALLED.parent, TRIAL.parent, UNITS:
-            shutil.rmtree(directory, ignore_errors=True)
-            directory.mkdir()
-        APPLIED.write_text("")
-        INSTALLED.write_text(OLD)
-        INSTALLED.chmod(0o640)
-        self.new = pathlib.Path("/run/new.json")
-        self.new.write_text(NEW)
-
-    def lanfab(self, *arguments, status, said="", before=()):
-        """Runs lanfab without a terminal; it must end with this status and these words."""
-        done = subprocess.run([*before, LANFAB, *arguments], env=systemd.ENVIRONMENT, text=True, check=False,
-                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
-        self.assertEqual(done.returncode, status, done.stdout)
-        self.assertIn(said, done.stdout)
-        return done.stdout
-
-    def try_new(self, status=0, said=""):
-        return self.lanfab("try", self.new, status=status, said=said)
-
-    @staticmethod
-    def in_own_view(line):
-        """What a command runs under in a view of the file system that a line of shell changes first."""
-        return "unshare", "--mount", "sh", "-ec", f'{line}; exec "$0" "$@"'
-
-    @staticmethod
-    def before(tool, line):
-        """Has a tool run a line of shell first."""
-        path = systemd.TOOLS / tool
-        path.write_text(path.read_text().replace("\n", f"\n{line}\n", 1))
-
-    def assert_trial_goes_on(self):
-        self.assertTrue(systemd.is_trial_active() and STATE.exists() and TIMER.exists())
-        self.assertEqual((systemd.active(), INSTALLED.read_text()), (NEW, OLD))
-
-    def assert_files(self, installed, previous):
-        """No trial is left, and these are the installed file and the previous one."""
-        self.assertEqual(os.listdir(TRIAL.parent) + os.listdir(UNITS), [])
-        self.assertEqual(INSTALLED.read_text(), installed)
-        self.assertEqual(PREVIOUS.read_text() if PREVIOUS.exists() else None, previous)
-        self.assertEqual(INSTALLED.stat().st_mode & 0o777, 0o640)
-        self.assertEqual(len(os.listdir(INSTALLED.parent)), 2 if previous else 1)
-
-    def assert_applied(self, *configurations):
-        self.assertEqual(APPLIED.read_text(), "".join(configurations))
 
 
 class Ends(Trial):
@@ -127,7 +76,7 @@ class Ends(Trial):
         self.assert_applied(OLD)
 
     def test_ctrl_c_during_the_apply_ends_it(self):
-        self.before("timeout", f"if [ -e {TRIAL} ]; then kill -INT $PPID; fi")
+        self.before("systemd-run", "case $* in *--unit=lanfab-apply*) kill -INT $PPID ;; esac")
         self.try_new(status=1)
         self.assert_files(OLD, None)
 
@@ -155,13 +104,21 @@ class Ends(Trial):
         self.lanfab("revert", status=0, said=f"{lock}: ")
         self.assertFalse(lock.exists())
 
+    def test_the_lock_of_a_killed_run_does_not_delay_the_new_configuration(self):
+        lock = pathlib.Path("/var/run/LANFAB_LOCKED")
+        lock.touch()
+        self.try_new(said=f"{lock}: a run that was killed has left it; removed")
+        self.assertFalse(lock.exists())
+
 
 class Race(Trial):
     """What ends the trial while it is being applied, or counted down."""
 
     def during_apply(self, line):
-        """Has the first apply, and no other one, run a line of shell."""
-        self.before("timeout", f"if [ ! -e /run/once ]; then touch /run/once; {line}; fi")
+        """Has the first apply, and no other one, run a line of shell, which may stop it."""
+        unit = UNITS / "lanfab-apply.service"
+        self.before("timeout",
+                    f"if [ ! -e /run/once ]; then touch /run/once; {line}; [ -e {unit} ] || exit 143; fi")
         self.addCleanup(pathlib.Path("/run/once").unlink)
 
     def begin_another(self):
@@ -196,16 +153,16 @@ class Race(Trial):
 
     def test_another_one_has_begun_during_the_countdown(self):
         terminal = Terminal(LANFAB, "try", self.new, env=systemd.ENVIRONMENT)
-        terminal.wait_for("Ctrl-C")
+        terminal.wait_for("Keep it?")
         subprocess.run(self.begin_another(), shell=True, env=systemd.ENVIRONMENT, check=True,
                        stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
         # What is typed now is about the former one.
-        terminal.type(b"\n")
+        terminal.type(b"y\n")
         self.assertEqual(terminal.status(), 1)
         self.assert_another_goes_on()
 
     def test_confirmed(self):
-        self.during_apply(f"rm {UNITS}/lanfab-apply.service; {LANFAB} confirm")
+        self.before("systemd-run", f"case $* in *--unit=lanfab-apply*) trap '{LANFAB} confirm' EXIT ;; esac")
         self.try_new(status=0, said="Kept by another lanfab confirm.")
         self.assert_files(NEW, OLD)
 
@@ -235,9 +192,9 @@ class Changed(Trial):
     def test_it_is_not_replaced(self):
         self.lanfab("confirm", status=1, said=f"{INSTALLED} has changed since the trial began")
         self.assertEqual((systemd.active(), INSTALLED.read_text()), (NEW, OLDER))
-        self.lanfab("revert", status=0)
+        self.lanfab("revert", status=0, said=f"{INSTALLED} is another configuration, which is not applied")
         self.assert_files(OLDER, None)
-        self.assert_applied(NEW, OLDER)
+        self.assert_applied(NEW, OLD)
 
     def test_it_becomes_the_previous_one_if_forced(self):
         self.lanfab("confirm", "--force", status=0, said=str(PREVIOUS))
@@ -320,9 +277,9 @@ class Active(Trial):
     """What the other commands take for the configuration of the gateway."""
 
     def test_is_that_on_trial(self):
-        self.new.write_text('{"wired": {"eth0": {"enable": true}}}')
+        self.new.write_text(WITH_ERROR)
         self.lanfab("check", status=0)
-        self.lanfab("try", "--force", self.new, status=0)
+        self.lanfab("try", "--force", "--no-verify", self.new, status=0)
         self.lanfab("check", status=1, said=f"{TRIAL}:1:")
         self.lanfab("check", INSTALLED, status=0)
         self.assertIn('"error"', self.lanfab("check", "--format", "json", status=1))
@@ -353,10 +310,19 @@ class Previous(Trial):
         self.assert_files(OLDER, OLD)
         self.assert_applied(OLDER)
 
-    def test_whose_apply_fails_stays(self):
-        self.before("timeout", "exit 1")
-        self.lanfab("revert", "--yes", status=2, said="journalctl --unit=lanfab-apply.service")
-        self.assert_files(OLDER, OLD)
+    def test_whose_apply_fails_is_taken_back(self):
+        self.before("timeout", f"if [ -e {TRIAL} ]; then exit 1; fi")
+        self.lanfab("revert", "--yes", status=1, said="journalctl --unit=lanfab-apply.service")
+        self.assert_files(OLD, OLDER)
+        self.assert_applied(OLD)
+
+    def test_with_an_error_is_not_put_back(self):
+        for text, status, said in (("{", 2, f"{PREVIOUS}:1:1: error: "),
+                                   (WITH_ERROR, 1, "[port-without-network]")):
+            PREVIOUS.write_text(text)
+            self.lanfab("revert", "--yes", status=status, said=said)
+            self.assert_files(OLD, text)
+        self.assert_applied()
 
     def test_that_cannot_be_installed_changes_nothing(self):
         (INSTALLED.parent / "network.json.new" / "full").mkdir(parents=True)
@@ -404,10 +370,10 @@ class Refusals(Trial):
         self.try_new(status=2, said="taken back")
 
     def test_a_configuration_with_errors_unless_forced(self):
-        self.new.write_text('{"wired": {"eth0": {"enable": true}}}')
+        self.new.write_text(WITH_ERROR)
         self.try_new(status=1, said="[port-without-network]")
         self.assert_files(OLD, None)
-        self.lanfab("try", "--force", self.new, status=0, said="[port-without-network]")
+        self.lanfab("try", "--force", "--no-verify", self.new, status=0, said="[port-without-network]")
         self.assertTrue(systemd.is_trial_active())
 
     def test_a_configuration_that_cannot_be_read(self):
@@ -507,6 +473,16 @@ class Failures(Trial):
         self.lanfab("revert", "--timer", status=2, said="/run/lanfab: Is a directory")
         self.assert_applied(NEW, OLD)
 
+    def test_a_rollback_that_fails_is_not_forgotten_without_a_state(self):
+        self.try_new()
+        STATE.unlink()
+        self.before("timeout", "if [ ! -e /run/once ]; then touch /run/once; exit 1; fi")
+        self.addCleanup(pathlib.Path("/run/once").unlink)
+        self.lanfab("revert", "--timer", status=1)
+        self.lanfab("revert", "--timer", status=0)
+        self.assert_files(OLD, None)
+        self.assert_applied(NEW, OLD)
+
     def test_a_rollback_that_has_begun_is_joined(self):
         self.try_new()
         TIMER.unlink()
@@ -518,7 +494,7 @@ class Failures(Trial):
 
     def test_a_unit_that_has_failed_is_not_running(self):
         self.before("systemctl", "if [ $1 = show ]; then echo failed; exit; fi")
-        self.try_new()
+        self.lanfab("try", "--no-verify", self.new, status=0)
         self.assert_trial_goes_on()
 
     def test_an_apply_and_a_rollback_that_fail(self):
@@ -566,12 +542,20 @@ class Failures(Trial):
             systemd.end_trial()
 
     def test_full_run(self):
-        for pages in 1, 2:
-            subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={pages * os.sysconf('SC_PAGESIZE')}", "full",
-                            TRIAL.parent], check=True)
-            self.try_new(status=2, said="/run/lanfab: No space left on device")
-            self.assertEqual(os.listdir(TRIAL.parent), [])
-            subprocess.run(["umount", TRIAL.parent], check=True)
+        page = os.sysconf("SC_PAGESIZE")
+        programs = LANFAB, f"{LANFAB.removesuffix('/cli/lanfab')}/cmd_lanfab"
+        copies = sum(-(-os.path.getsize(program) // page) for program in programs)
+        reserved = 1024 * 1024 // page
+        for pages, said in ((1, "programs: No space"), (copies + 2, "no room for a rollback"),
+                            (copies + reserved, "/run/lanfab: No space"),
+                            (copies + reserved + 2, "/run/lanfab: No space")):
+            subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={pages * page}", "full", TRIAL.parent],
+                           check=True)
+            try:
+                self.try_new(status=2, said=said)
+                self.assertEqual(os.listdir(TRIAL.parent), [])
+            finally:
+                subprocess.run(["umount", TRIAL.parent], check=True)
             self.assert_files(OLD, None)
 
     def test_a_trial_that_cannot_be_removed(self):
@@ -594,14 +578,31 @@ class OnTerminal(Trial):
 
     def start_trial(self):
         terminal = self.start("try", self.new)
-        terminal.wait_for("Ctrl-C")
+        terminal.wait_for("Keep it?")
         return terminal
 
-    def test_enter_confirms(self):
+    def test_yes_confirms(self):
         terminal = self.start_trial()
-        terminal.type(b"\n")
+        terminal.type(b"y\n")
         self.assertEqual(terminal.status(), 0)
         self.assert_files(NEW, OLD)
+
+    def test_no_reverts(self):
+        terminal = self.start_trial()
+        terminal.type(b"n\n")
+        self.assertEqual(terminal.status(), 1)
+        self.assert_files(OLD, None)
+        self.assert_applied(NEW, OLD)
+
+    def test_it_asks_again_after_any_other_answer(self):
+        terminal = self.start_trial()
+        # An end of the input, one in a line, which then is another word, and a line that is too long.
+        for answer in b"\n", b"no\n", b"\x04", b"a\x04y\n", 255 * b"a" + b"y\n":
+            terminal.type(answer)
+            terminal.wait_for("Keep it?")
+        self.assert_trial_goes_on()
+        terminal.type(b"y\n")
+        self.assertEqual(terminal.status(), 0)
 
     def test_ctrl_c_reverts(self):
         terminal = self.start_trial()
@@ -614,7 +615,7 @@ class OnTerminal(Trial):
         for command, status in ("revert", 1), ("confirm", 0):
             terminal = self.start_trial()
             self.lanfab(command, status=0)
-            terminal.type(b"\n")
+            terminal.type(b"y\n")
             self.assertEqual(terminal.status(), status)
         self.assert_files(NEW, OLD)
 
@@ -623,12 +624,6 @@ class OnTerminal(Trial):
         terminal = Terminal("sh", "-c", '"$0" revert >/run/said', LANFAB, env=systemd.ENVIRONMENT)
         self.assertEqual(terminal.status(), 1)
         self.assertEqual(INSTALLED.read_text(), OLD)
-
-    def test_it_goes_on_without_input(self):
-        terminal = self.start_trial()
-        terminal.type(b"\x04")
-        self.assertEqual(terminal.status(), 0)
-        self.assert_trial_goes_on()
 
     def test_it_goes_on_when_the_terminal_has_gone(self):
         terminal = self.start_trial()

@@ -8,6 +8,15 @@ STATE = "/run/lanfab/trial.json"
 FILE = "/run/lanfab/network.json"
 PREVIOUS = f"{guest.CONFIGURATION}.previous"
 NEW = "/root/new.json"
+PROGRAM = "/usr/bin/cmd_lanfab"
+# Under its own name: it is a run, still.
+HELD_PROGRAM = "/usr/local/lib/held/cmd_lanfab"
+HOLD = "/run/hold_apply"
+# Takes the place of the program, and waits until the trial has ended or nobody holds it any more.
+HOLDING = f"""#!/bin/sh
+while [ -e {FILE} ] && [ -e {HOLD} ]; do sleep 0.1; done
+exec {HELD_PROGRAM} "$@"
+"""
 OLD_ADDRESS = "192.168.1.1"
 NEW_ADDRESS = "192.168.7.1"
 
@@ -21,6 +30,30 @@ def one_port(ipv4):
 OLD = one_port(OLD_ADDRESS)
 # Whoever sits behind eth0 is cut off.
 CUT_OFF = one_port(NEW_ADDRESS)
+
+# Tools that lanfab finds before those of the system while they are there, and the links to them. The links
+# lie over /usr/sbin, since root's lanfab trusts no PATH; the tools are not in /root, which its services do
+# not see.
+TOOLS = "/usr/local/lib/tools"
+LINKS = "/usr/local/lib/links"
+
+
+class Tools:
+    """Scripts in the place of tools."""
+
+    def __init__(self, gateway, *names):
+        self.gateway = gateway
+        gateway.run("mkdir", "-p", TOOLS, LINKS)
+        for name in names:
+            gateway.run("ln", "-s", f"{TOOLS}/{name}", LINKS)
+        gateway.run("mount", "-t", "overlay", "-o", f"lowerdir={LINKS}:/usr/sbin", "tools", "/usr/sbin")
+
+    def put(self, name, script):
+        self.gateway.write(f"{TOOLS}/{name}", f"#!/bin/sh\n{script}\n")
+        self.gateway.run("chmod", "+x", f"{TOOLS}/{name}")
+
+    def remove(self, name):
+        self.gateway.run("rm", f"{TOOLS}/{name}")
 
 
 class Trials:
@@ -73,6 +106,17 @@ class Trials:
         """Waits until the apply of the trial runs; returns whether it does."""
         show = ("systemctl", "show", "--property=ActiveState", "--value", "lanfab-apply")
         return guest.wait_until(lambda: self.gateway.run(*show).stdout == "activating\n")
+
+    def hold_apply(self):
+        """Has the apply of a trial wait as long as the trial is active. Returns what ends that."""
+        gateway = self.gateway
+        gateway.write(HOLD, "")
+        if not gateway.exists(HELD_PROGRAM):
+            gateway.run("mkdir", "-p", HELD_PROGRAM.rpartition("/")[0])
+            gateway.run("mv", PROGRAM, HELD_PROGRAM)
+            gateway.write(PROGRAM, HOLDING)
+            gateway.run("chmod", "+x", PROGRAM)
+        return lambda: gateway.run("rm", "-f", HOLD)
 
     def has_new_address(self):
         return self.gateway.wait_for_address("eth0", f"{NEW_ADDRESS}/24")

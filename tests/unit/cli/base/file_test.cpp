@@ -155,12 +155,12 @@ extern "C" int usleep(useconds_t /*microseconds*/) {
 
 // Another process has it, and has been stopped.
 TEST_F(FileTest, ALockIsNotAwaitedForEver) {
-  failing_flock.fail(500, EWOULDBLOCK);
-  EXPECT_TRUE(ExclusiveLock(kDirectory).is_held()) << "the last attempt";
-  failing_flock.fail(501, EWOULDBLOCK);
-  const ExclusiveLock lock(kDirectory);
+  failing_flock.fail(250, EWOULDBLOCK);
+  EXPECT_TRUE(ExclusiveLock(kDirectory, 5).is_held()) << "the last attempt";
+  failing_flock.fail(251, EWOULDBLOCK);
+  const ExclusiveLock lock(kDirectory, 5);
   EXPECT_FALSE(lock.is_held());
-  EXPECT_EQ(lock.error(), std::string(kDirectory) + ": another process has kept it locked for 10 s");
+  EXPECT_EQ(lock.error(), std::string(kDirectory) + ": another process has kept it locked for 5 s");
 }
 
 TEST_F(FileTest, AMemoryFileIsReadFromItsStart) {

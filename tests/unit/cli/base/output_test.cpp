@@ -20,6 +20,7 @@ constexpr char kFile[] = "/run/output/file";
 constexpr char kForeignLink[] = ": not written through a link in a directory that other users may write to";
 
 extern FailingCall failing_fchmod;
+extern FailingCall failing_fsync;
 extern FailingCall failing_write;
 FailingCall failing_fchown;
 static FailingCall failing_mkdirat;
@@ -349,6 +350,41 @@ TEST_F(OutputFileTest, AFileSystemWithoutModesTakesTheContent) {
   failing_fchmod.fail(1, EPERM);
   EXPECT_EQ(written(kFile, "new"), "");
   EXPECT_EQ(text_of_file(kFile), "new");
+}
+
+static std::string created(const std::string& path, const std::string& content) {
+  OutputFile file(path);
+  if (const auto trouble = file.open()) return *trouble;
+  return file.create(content).value_or("");
+}
+
+TEST_F(OutputFileTest, ACreatedFileIsForTheCallerAlone) {
+  const mode_t mask = umask(0);
+  EXPECT_EQ(created(kFile, "new"), "");
+  EXPECT_EQ(text_of_file(kFile), "new");
+  EXPECT_EQ(std::filesystem::status(kFile).permissions(), std::filesystem::perms(0600));
+  umask(mask);
+}
+
+TEST_F(OutputFileTest, WhatIsThereIsNotReplacedByACreatedFile) {
+  put_file(kFile, "old");
+  EXPECT_EQ(created(kFile, "new"), "/run/output/file: File exists");
+  OutputFile file("/run/output/other");
+  ASSERT_EQ(file.open(), std::nullopt);
+  std::filesystem::create_symlink("missing", "/run/output/other");
+  EXPECT_EQ(file.create("new"), "/run/output/other: File exists");
+  EXPECT_EQ(text_of_file(kFile), "old");
+  EXPECT_FALSE(exists("/run/output/missing"));
+}
+
+TEST_F(OutputFileTest, AFileThatCannotBeCreatedIsNotThere) {
+  failing_create.fail(1, EACCES);
+  EXPECT_EQ(created(kFile, "new"), "/run/output/file: Permission denied");
+  failing_write.fail(1, ENOSPC);
+  EXPECT_EQ(created(kFile, "new"), "/run/output/file: No space left on device");
+  failing_fsync.fail(1, EIO);
+  EXPECT_EQ(created(kFile, "new"), "/run/output/file: Input/output error");
+  EXPECT_TRUE(std::filesystem::is_empty(kDirectory));
 }
 
 static const std::vector<File>& some_files() {

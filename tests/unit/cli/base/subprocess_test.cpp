@@ -111,6 +111,23 @@ TEST(SubprocessTest, CapturesTheOutputOrTheReasonForNone) {
   EXPECT_EQ(capture({"no-such-program"}, output), "no-such-program: No such file or directory");
 }
 
+TEST(SubprocessTest, ACommandThatDoesNotEndInTimeIsKilled) {
+  std::string output;
+  EXPECT_EQ(capture({"sh", "-c", "echo $$; exec sleep 60"}, output, 1),
+            "sh: no answer within the time limit");
+  EXPECT_EQ(wait_for_child(-1), -1) << "a child is left";
+  EXPECT_FALSE(succeeds_within(1, {"sleep", "60"}));
+}
+
+TEST(SubprocessTest, ACommandThatEndsInTimeHasItsStatus) {
+  std::string output;
+  EXPECT_EQ(capture({"echo", "text"}, output, 60), std::nullopt);
+  EXPECT_EQ(output, "text\n");
+  EXPECT_EQ(capture({"sh", "-c", "exit 3"}, output, 60), "sh: status 3");
+  EXPECT_TRUE(succeeds_within(60, {"true"}));
+  EXPECT_FALSE(succeeds_within(60, {"no-such-program"}));
+}
+
 TEST(SubprocessTest, SucceedsWithStatusZeroOnly) {
   EXPECT_TRUE(succeeds({"sh", "-c", "exit 0"}));
   EXPECT_TRUE(succeeds({"another-name", "-c", "exit 0"}, "/bin/sh"));

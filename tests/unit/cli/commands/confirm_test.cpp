@@ -8,22 +8,24 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "cli/base/sha256.h"
+#include "cli/live/applied.h"
 #include "cli/live/installed_file.h"
+#include "cli/live/outcome.h"
 #include "cli/live/trial_state.h"
 #include "failing_call.h"
 #include "test_files.h"
 
 using ::testing::HasSubstr;
 
-// Whether the next file that is removed takes the configuration on trial along.
-static bool is_rolled_back = false;
+// How many files are removed until the rollback decides; below zero, it does not.
+static int removals_until_rollback = -1;
 FailingCall failing_unlink;
 extern FailingCall failing_fsync;
 
 extern "C" int unlink(const char* path) noexcept {
   const auto next_unlink = next<int (*)(const char*)>("unlink");
-  if (is_rolled_back) next_unlink(kTrialConfiguration);
-  is_rolled_back = false;
+  if (removals_until_rollback-- == 0) decide(Decision::kRolledBack);
   return failing_unlink.fails() ? -1 : next_unlink(path);
 }
 
@@ -39,12 +41,18 @@ class ConfirmTest : public ::testing::Test {
     std::filesystem::permissions("/run/tools/systemctl", std::filesystem::perms::owner_all);
     setenv("PATH", ("/run/tools:" + path_).c_str(), 1);
     ASSERT_TRUE(stage_trial("new\n", kInstalledConfiguration) && activate_trial());
+    write_state_of(kInstalledConfiguration);
+    put_file("/run/.delete_static_routes", "");
+  }
+
+  static void write_state_of(const char* entry) {
     ASSERT_TRUE(
-        write_state({"anna", "new.json", 0, 0, "7", kInstalledConfiguration, kInstalledConfiguration}));
+        write_state({"anna", "new.json", 0, 0, "7", kInstalledConfiguration, entry, sha256("new\n")}));
   }
 
   void TearDown() override {
     setenv("PATH", path_.c_str(), 1);
+    std::filesystem::remove_all("/run/lanfab");
     EXPECT_EQ(umount2("/etc", MNT_DETACH), 0);
   }
 
@@ -66,7 +74,12 @@ TEST_F(ConfirmTest, TheConfigurationOnTrialIsInstalled) {
   EXPECT_EQ(confirm_now(), 0);
   EXPECT_EQ(output_, "Kept. The configuration before it is /etc/lanfab/network.json.previous.\n");
   EXPECT_EQ(text_of_file(kInstalledConfiguration), "new\n");
-  EXPECT_TRUE(std::filesystem::is_empty("/run/lanfab"));
+  EXPECT_FALSE(read_state() || is_trial_active());
+  const auto outcome = read_outcome();
+  ASSERT_TRUE(outcome);
+  EXPECT_EQ(outcome->ending, Ending::kKept);
+  EXPECT_EQ(outcome->trial, "7");
+  EXPECT_EQ(outcome->in_force, sha256("new\n"));
 }
 
 TEST_F(ConfirmTest, OnlyTheTrialThatIsMeantIsConfirmed) {
@@ -76,13 +89,35 @@ TEST_F(ConfirmTest, OnlyTheTrialThatIsMeantIsConfirmed) {
   EXPECT_EQ(confirm_now({"7"}), 0);
 }
 
-// By the timer, after this process was stopped for long.
-TEST_F(ConfirmTest, ATrialThatIsRolledBackMeanwhileIsNotReportedAsKept) {
-  is_rolled_back = true;
-  EXPECT_EQ(confirm_now(), 2);
+// By the timer, which does not wait for this process when it was stopped.
+TEST_F(ConfirmTest, ATrialThatIsRolledBackMeanwhileIsNotInstalled) {
+  removals_until_rollback = 0;
+  EXPECT_EQ(confirm_now(), 1);
   EXPECT_EQ(output_, "");
-  EXPECT_THAT(errors_, HasSubstr("the trial was rolled back meanwhile"));
+  EXPECT_THAT(errors_, HasSubstr("the trial is being taken back"));
+  EXPECT_EQ(text_of_file(kInstalledConfiguration), "old\n");
   EXPECT_TRUE(read_state()) << "the rollback still needs it";
+}
+
+TEST_F(ConfirmTest, OnlyTheTextThatWasAppliedIsInstalled) {
+  put_file("/run/.delete_static_routes", "by another one");
+  ASSERT_TRUE(record_applied("other\n"));
+  EXPECT_EQ(confirm_now(), 1);
+  EXPECT_THAT(errors_, HasSubstr("the last APPLY has applied another configuration"));
+  std::filesystem::remove("/run/.delete_static_routes");
+  EXPECT_EQ(confirm_now(), 1);
+  EXPECT_THAT(errors_, HasSubstr("nothing has been applied"));
+  put_file(kTrialConfiguration, "edited\n");
+  EXPECT_EQ(confirm_now(), 1);
+  EXPECT_THAT(errors_, HasSubstr("/run/lanfab/network.json was edited during the trial"));
+  EXPECT_EQ(text_of_file(kInstalledConfiguration), "old\n");
+}
+
+TEST_F(ConfirmTest, WithoutARecordOfItNothingIsInstalled) {
+  std::filesystem::create_directories("/run/lanfab/applied/full");
+  EXPECT_EQ(confirm_now(), 2);
+  EXPECT_THAT(errors_, HasSubstr("the trial goes on"));
+  EXPECT_TRUE(is_trial_active());
 }
 
 TEST_F(ConfirmTest, WhatIsLeftOfTheTrialIsReported) {
@@ -101,7 +136,7 @@ TEST_F(ConfirmTest, WhatTheDiskHasNotConfirmedIsReported) {
 }
 
 TEST_F(ConfirmTest, WhatCannotBeReadIsReported) {
-  ASSERT_TRUE(write_state({"anna", "new.json", 0, 0, "7", kInstalledConfiguration, "/run/missing"}));
+  write_state_of("/run/missing");
   EXPECT_EQ(confirm_now(), 2);
   EXPECT_EQ(errors_, "/run/missing: No such file or directory\n");
   std::filesystem::remove(kTrialConfiguration);

@@ -174,3 +174,32 @@ TEST(CommandFacts, NameTheTunnelsThatTheRunDeletes) {
               ElementsAre("gre-tun1"));
   EXPECT_THAT(facts_of("/var/run/script", "#!/bin/sh\n").commands.deleted_tunnels, IsEmpty());
 }
+
+TEST(DeviceFacts, AreTheKindOfTheDeviceAndTheVlanId) {
+  const Facts facts = facts_of("/var/run/systemd/network/30-eth0.20.netdev",
+                               "[NetDev]\nName = eth0.20\nKind = vlan\n\n[VLAN]\nId = 20\n");
+  EXPECT_EQ(facts.interfaces.at("eth0.20").kind, "vlan");
+  EXPECT_EQ(facts.interfaces.at("eth0.20").vlan_id, "20");
+}
+
+TEST(NetworkFacts, AreProxyArpAndTheDefaultRouteOnTheDevice) {
+  const Facts facts = facts_of("/var/run/systemd/network/10-wwan0.network",
+                               "[Match]\nName = wwan0\n\n[Network]\nIPv4ProxyARP = yes\n"
+                               "DefaultRouteOnDevice = yes\n");
+  EXPECT_TRUE(facts.interfaces.at("wwan0").proxies_arp);
+  EXPECT_TRUE(facts.interfaces.at("wwan0").is_default_route);
+}
+
+TEST(NetworkFacts, ArePolicyRules) {
+  const Facts facts = facts_of("/var/run/systemd/network/44-wireguard.network",
+                               "[Match]\nName = wg0\n\n[Network]\n\n"
+                               "[RoutingPolicyRule]\nInvertRule = true\nFirewallMark = 308\nTable = 308\n\n"
+                               "[RoutingPolicyRule]\nTable = main\nSuppressPrefixLength = 0\n");
+  const std::vector<RuleFacts>& rules = facts.interfaces.at("wg0").rules;
+  ASSERT_EQ(rules.size(), 2U);
+  EXPECT_EQ(rules[0].mark, "308");
+  EXPECT_EQ(rules[0].table, "308");
+  EXPECT_TRUE(rules[0].is_inverted);
+  EXPECT_EQ(rules[1].suppressed, "0");
+  EXPECT_FALSE(rules[1].is_inverted);
+}

@@ -13,6 +13,7 @@
 
 constexpr char kInstalled[] = "/run/etc/network.json";
 constexpr char kPrevious[] = "/run/etc/network.json.previous";
+constexpr char kWaiting[] = "/run/etc/network.json.previous.new";
 static const InstalledFile kFile = {kInstalled, kInstalled};
 
 FailingCall failing_fsync;
@@ -25,7 +26,7 @@ extern FailingCall failing_fchmod;
 extern FailingCall failing_fchown;
 extern FailingCall failing_unlink;
 FailingCall failing_rename;
-static FailingCall failing_mount;
+FailingCall failing_mount;
 static FailingCall failing_umount;
 
 extern "C" int mount(const char* source, const char* target, const char* type, unsigned long flags,
@@ -40,6 +41,14 @@ extern "C" int umount2(const char* target, int flags) noexcept {
 
 extern "C" int rename(const char* from, const char* to) noexcept {
   return failing_rename.fails() ? -1 : next<int (*)(const char*, const char*)>("rename")(from, to);
+}
+
+static bool allow() {
+  return true;
+}
+
+static Installation install(const std::string& content, const InstalledFile& installed, std::string& error) {
+  return install(content, installed, {allow, allow}, error);
 }
 
 class InstalledFileTest : public ::testing::Test {
@@ -106,7 +115,7 @@ TEST_F(InstalledFileTest, AFileKeepsItsOwnerAndModeOrIsNotInstalled) {
   for (FailingCall* call : {&failing_fchown, &failing_fchmod}) {
     call->fail(1, EPERM);
     EXPECT_EQ(install("new", kFile, error_), Installation::kFailed);
-    EXPECT_EQ(error_, std::string(kPrevious) + ".new: Operation not permitted");
+    EXPECT_EQ(error_, std::string(kWaiting) + ".half: Operation not permitted");
     EXPECT_EQ(files(), 1U);
   }
 }
@@ -125,7 +134,7 @@ TEST_F(InstalledFileTest, AFullDiskLeavesTheInstalledFileAsItWas) {
 
 // The file, the previous one and their directory.
 TEST_F(InstalledFileTest, AContentThatTheDiskHasNotConfirmedIsNotInstalled) {
-  for (const auto& [confirmed, path] : {std::pair(0, "/run/etc/network.json.previous.new"),
+  for (const auto& [confirmed, path] : {std::pair(0, "/run/etc/network.json.previous.new.half"),
                                         {1, "/run/etc/network.json.new"},
                                         {2, kInstalled}}) {
     failing_fsync.fail(1, EIO, confirmed);
@@ -144,7 +153,7 @@ TEST_F(InstalledFileTest, AnInstalledContentMayNotBeOnTheDiskYet) {
   EXPECT_EQ(text_of_file(kPrevious), "old");
 }
 
-// The rename of the previous one, and that of the file itself.
+// That of the file which waits to be the previous one, and that of the new file.
 TEST_F(InstalledFileTest, ARenameThatFailsLeavesBothAsTheyWere) {
   for (const int error : {EBUSY, EXDEV, ENOSPC}) {
     for (const bool has_previous : {false, true}) {
@@ -153,7 +162,7 @@ TEST_F(InstalledFileTest, ARenameThatFailsLeavesBothAsTheyWere) {
         failing_rename.fail(1, error, renamed);
         EXPECT_EQ(install("new", kFile, error_), Installation::kFailed);
         EXPECT_EQ(error_,
-                  (renamed == 0 ? kPrevious : kInstalled) + (": " + std::string(std::strerror(error))));
+                  (renamed == 0 ? kWaiting : kInstalled) + (": " + std::string(std::strerror(error))));
         EXPECT_EQ(text_of_file(kInstalled), "old");
         EXPECT_EQ(exists(kPrevious), has_previous);
         if (has_previous) {
@@ -166,23 +175,74 @@ TEST_F(InstalledFileTest, ARenameThatFailsLeavesBothAsTheyWere) {
   }
 }
 
-TEST_F(InstalledFileTest, APreviousOneThatDoesNotComeBackIsReported) {
+// As after a loss of power between the two renames.
+TEST_F(InstalledFileTest, APreviousOneThatWaitsIsCompletedLater) {
   put_file(kPrevious, "older");
-  failing_rename.fail(2, EIO, 1);
-  EXPECT_EQ(install("new", kFile, error_), Installation::kFailed);
-  EXPECT_EQ(error_, std::string(kInstalled) + ": Input/output error; " + kPrevious + ": Input/output error");
-  EXPECT_EQ(text_of_file(kInstalled), "old");
+  failing_rename.fail(1, EIO, 2);
+  EXPECT_EQ(install("new", kFile, error_), Installation::kPlaced);
+  EXPECT_EQ(error_, std::string(kWaiting) + ": Input/output error");
+  EXPECT_EQ(text_of_file(kInstalled), "new");
+  EXPECT_EQ(text_of_file(kPrevious), "older");
+  EXPECT_EQ(text_of_file(kWaiting), "old");
+  EXPECT_EQ(complete_installation(kFile, error_), Installation::kDurable);
+  EXPECT_EQ(text_of_file(kPrevious), "old");
   EXPECT_EQ(files(), 2U);
 }
 
-TEST_F(InstalledFileTest, APreviousOneThatIsNotRemovedIsReported) {
-  failing_rename.fail(1, EBUSY, 1);
-  // After those of two new files that are not there yet, and twice when they are removed.
-  failing_unlink.fail(1, EIO, 4);
-  EXPECT_EQ(install("new", kFile, error_), Installation::kFailed);
-  EXPECT_EQ(error_,
-            std::string(kInstalled) + ": Device or resource busy; " + kPrevious + ": Input/output error");
+TEST_F(InstalledFileTest, APreviousOneMayNotBeOnTheDiskYet) {
+  put_file(kWaiting, "older");
+  failing_fsync.fail(1, EIO, 1);
+  EXPECT_EQ(complete_installation(kFile, error_), Installation::kPlaced);
+  EXPECT_EQ(text_of_file(kPrevious), "older");
+  put_file(kWaiting, "older");
+  std::filesystem::remove(kInstalled);
+  EXPECT_EQ(complete_installation(kFile, error_), Installation::kPlaced);
+}
+
+TEST_F(InstalledFileTest, OneThatWaitsForAFileThatWasNeverInstalledIsRemoved) {
+  put_file(kPrevious, "older");
+  put_file(kWaiting, "old");
+  EXPECT_EQ(complete_installation(kFile, error_), Installation::kDurable);
+  EXPECT_EQ(text_of_file(kPrevious), "older");
+  EXPECT_EQ(files(), 2U);
+}
+
+TEST_F(InstalledFileTest, TheSameContentTwiceKeepsThePreviousOne) {
+  EXPECT_EQ(install("new", kFile, error_), Installation::kDurable);
+  EXPECT_EQ(install("new", kFile, error_), Installation::kDurable);
+  EXPECT_EQ(text_of_file(kPrevious), "old");
+  const auto refuse = [] { return false; };
+  EXPECT_EQ(install("new", kFile, {allow, refuse}, error_), Installation::kRefused);
+  EXPECT_EQ(install("new", kFile, {refuse, allow}, error_), Installation::kRefused);
+  EXPECT_EQ(install("new", {"/run/missing", kInstalled}, error_), Installation::kPlaced);
+  EXPECT_EQ(error_, "/run/missing: No such file or directory");
+}
+
+// What is asked sees the one and then the other; what is refused leaves nothing.
+TEST_F(InstalledFileTest, WhatIsRefusedChangesNothing) {
+  put_file(kPrevious, "older");
+  const auto sees = [](const char* content) {
+    return [content] { return text_of_file(kInstalled) != content; };
+  };
+  EXPECT_EQ(install("new", kFile, {sees("old"), allow}, error_), Installation::kRefused);
+  EXPECT_EQ(install("new", kFile, {sees("new"), sees("new")}, error_), Installation::kRefused);
   EXPECT_EQ(text_of_file(kInstalled), "old");
+  EXPECT_EQ(text_of_file(kPrevious), "older");
+  EXPECT_EQ(files(), 2U);
+  failing_rename.fail(1, EIO, 2);
+  EXPECT_EQ(install("new", kFile, {allow, sees("new")}, error_), Installation::kFailed);
+  EXPECT_EQ(error_, std::string(kInstalled) + ": Input/output error");
+  EXPECT_EQ(text_of_file(kWaiting), "old") << "the way back";
+}
+
+TEST_F(InstalledFileTest, ItCanBeReplacedWhereARenameSucceeds) {
+  EXPECT_EQ(why_not_replaceable(kFile), std::nullopt);
+  failing_rename.fail(1, EPERM);
+  EXPECT_EQ(why_not_replaceable(kFile).value_or("").rfind("/run/etc/: Operation not permitted: ", 0), 0U);
+  std::filesystem::create_directory("/run/etc/network.json.test");
+  EXPECT_EQ(why_not_replaceable(kFile).value_or("").rfind("/run/etc/: Is a directory: ", 0), 0U);
+  std::filesystem::remove("/run/etc/network.json.test");
+  EXPECT_EQ(files(), 1U) << "nothing is left of the test";
 }
 
 class MountedFileTest : public InstalledFileTest {
@@ -247,15 +307,15 @@ TEST_F(MountedFileTest, WhatCannotBeUndoneIsReported) {
   failing_mount.fail(2, EPERM);
   EXPECT_EQ(install("new", mounted_, error_), Installation::kFailed);
   EXPECT_EQ(error_, "/run/mounted: Operation not permitted; " +
-                        (kPrevious + std::string(": Operation not permitted")));
+                        (kInstalled + std::string(": Operation not permitted")));
   EXPECT_EQ(text_of_file(kInstalled), "old");
   ASSERT_EQ(mount(kInstalled, "/run/mounted", nullptr, MS_BIND, nullptr), 0);
   failing_mount.fail(1, EPERM);
   failing_rename.fail(1, EIO, 2);
   EXPECT_EQ(install("new", mounted_, error_), Installation::kFailed);
   EXPECT_EQ(error_,
-            "/run/mounted: Operation not permitted; " + (kPrevious + std::string(": Input/output error")));
-  EXPECT_EQ(text_of_file(kPrevious), "old") << "the way back";
+            "/run/mounted: Operation not permitted; " + (kInstalled + std::string(": Input/output error")));
+  EXPECT_EQ(text_of_file(kWaiting), "old") << "the way back";
 }
 
 TEST_F(MountedFileTest, AFileThatIsNotShownIsReported) {

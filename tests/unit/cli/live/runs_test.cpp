@@ -71,6 +71,18 @@ TEST_F(RunsTest, ALockIsStaleWhileRunsOnlyWaitForIt) {
   EXPECT_FALSE(exists(kLockFile));
 }
 
+TEST_F(RunsTest, AStoppedRunIsKilledAndItsLockStale) {
+  const RunProcess run("trap : TERM");
+  end_stopped_runs();
+  EXPECT_TRUE(read_run_lock()->is_held) << "it is not stopped";
+  kill(run.number(), SIGSTOP);
+  ASSERT_EQ(waitpid(run.number(), nullptr, WUNTRACED), run.number());
+  end_stopped_runs();
+  EXPECT_FALSE(is_run(std::to_string(run.number())));
+  remove_stale_lock();
+  EXPECT_FALSE(exists(kLockFile));
+}
+
 TEST_F(RunsTest, ARunThatHandlesOrIgnoresSigtermMayHoldIt) {
   for (const char* orders : {"trap : TERM", "trap '' TERM"}) {
     const RunProcess run(orders);

@@ -81,8 +81,22 @@ TEST_F(TrialStateTest, WhatStaysIsReported) {
     EXPECT_FALSE(remove_state()) << path;
     EXPECT_EQ(errno, EISDIR) << path;
   }
-  std::filesystem::create_directories(kStateFile);
+  for (const char* path : {"/run/lanfab/decision", kTarget}) {
+    std::filesystem::remove_all("/run/lanfab");
+    std::filesystem::create_directories(path);
+    EXPECT_FALSE(remove_state()) << path;
+  }
+  std::filesystem::remove(kTarget);
+  put_file("/run/lanfab/target/foreign", "");
+  EXPECT_FALSE(remove_state());
+  EXPECT_EQ(errno, ENOTEMPTY);
+  std::filesystem::remove_all("/run/lanfab");
+  std::filesystem::create_directories("/run/lanfab/network.json");
+  std::filesystem::create_directories("/run/lanfab/network.json.new");
   EXPECT_FALSE(remove_state()) << "two of them";
+  std::filesystem::create_directories(kStateFile);
+  std::filesystem::create_directories(kCopy);
+  EXPECT_FALSE(remove_state()) << "four of them";
   EXPECT_EQ(errno, EISDIR);
 }
 
@@ -183,4 +197,48 @@ static std::string description(std::int64_t began, std::int64_t ends) {
 TEST_F(TrialStateTest, TheDescriptionCountsFromNow) {
   EXPECT_EQ(description(-40, 80), "anna tries new.json since 40 s, for 80 s more");
   EXPECT_EQ(description(-140, -20), "anna tries new.json since 140 s, for 0 s more");
+}
+
+TEST_F(TrialStateTest, WhoeverDecidesFirstHasDecided) {
+  EXPECT_EQ(read_decision(), Decision::kNone);
+  EXPECT_EQ(decide(Decision::kKept), Decision::kKept);
+  EXPECT_EQ(decide(Decision::kKept), Decision::kKept);
+  EXPECT_EQ(decide(Decision::kRolledBack), Decision::kKept);
+  ASSERT_TRUE(remove_state());
+  EXPECT_EQ(decide(Decision::kRolledBack), Decision::kRolledBack);
+  EXPECT_EQ(decide(Decision::kKept), Decision::kRolledBack);
+  std::filesystem::remove_all("/run/lanfab");
+  EXPECT_EQ(decide(Decision::kKept), Decision::kNone) << "it cannot be written";
+}
+
+TEST_F(TrialStateTest, TheFirstReasonCounts) {
+  EXPECT_EQ(requested_rollback(), "");
+  request_rollback("by anna");
+  request_rollback("by bob");
+  EXPECT_EQ(requested_rollback(), "by anna");
+  ASSERT_TRUE(remove_state());
+  EXPECT_EQ(requested_rollback(), "");
+}
+
+TEST_F(TrialStateTest, TheTargetIsKeptForItsOwner) {
+  ASSERT_TRUE(stage_target("target"));
+  EXPECT_EQ(text_of_file(kTarget), "target");
+  struct stat status {};
+  ASSERT_EQ(stat(kTarget, &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0600U);
+  ASSERT_TRUE(remove_state());
+  EXPECT_TRUE(std::filesystem::is_empty("/run/lanfab"));
+  put_file(kTargetDirectory, "");
+  EXPECT_FALSE(stage_target("target"));
+  std::filesystem::remove(kTargetDirectory);
+  std::filesystem::create_directories(kTarget);
+  EXPECT_FALSE(stage_target("target"));
+}
+
+TEST_F(TrialStateTest, AStateWithValuesOfOtherTypesIsRead) {
+  put_file(kStateFile, R"({"who": [], "began": "now", "ends": 1e300, "id": 7})");
+  const auto state = read_state();
+  ASSERT_TRUE(state);
+  EXPECT_EQ(state->who + state->id, "");
+  EXPECT_EQ(state->began + state->ends, 0);
 }

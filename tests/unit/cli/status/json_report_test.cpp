@@ -22,13 +22,20 @@ static Snapshot full_snapshot() {
   snapshot.runs.push_back({"APPLY", 3'000'000, 500'000, LastRun::End::kFailed, {{5, "cmd_lanfab start"}}});
   snapshot.lock = RunLockState{4000, true, 2};
   snapshot.trial = "anna tries new.json";
+  snapshot.last_trial = "old.json was kept";
   return snapshot;
 }
 
 TEST(JsonReport, HoldsEverythingOfASnapshot) {
-  const Json::Value report = json_of(full_snapshot(), {{"eth0", "there is no carrier", true}});
+  const Json::Value report =
+      json_of(full_snapshot(), {{{"eth0", "it is down", true, "nothing passes", "ip link set eth0 up"}},
+                                {{"eth1", "it is down", false, "", ""}},
+                                {"the trial"}});
   EXPECT_EQ(report, json(R"({
-    "differences": [{"subject": "eth0", "what": "there is no carrier", "coming": true}],
+    "differences": [{"subject": "eth0", "what": "it is down", "coming": true, "why": "nothing passes",
+                     "fix": "ip link set eth0 up"}],
+    "allowed": [{"subject": "eth1", "what": "it is down", "coming": false, "why": "", "fix": ""}],
+    "not_checked": ["the trial"],
     "interfaces": [
       {"name": "eth0", "setup": "configuring",
        "wanted": {"addresses": ["192.168.1.1/24", "10.0.0.1/8"], "mtu": "1400", "bridge": "br0",
@@ -44,7 +51,8 @@ TEST(JsonReport, HoldsEverythingOfASnapshot) {
     "runs": [{"action": "APPLY", "began": 3000000, "lasted": 500000, "end": "failed",
               "messages": [{"priority": 5, "text": "cmd_lanfab start"}]}],
     "lock": {"since": 4000, "held": true, "runs": 2},
-    "trial": "anna tries new.json"})"))
+    "trial": "anna tries new.json",
+    "last_trial": "old.json was kept"})"))
       << report;
 }
 
@@ -53,7 +61,7 @@ TEST(JsonReport, TellsWhatIsUnknownFromWhatIsNotThere) {
   Json::Value report = json_of(snapshot, {});
   EXPECT_EQ(report["leases"], json("[]"));
   EXPECT_EQ(report["runs"], json("[]"));
-  EXPECT_TRUE(report["lock"].isNull() && report["trial"].isNull());
+  EXPECT_TRUE(report["lock"].isNull() && report["trial"].isNull() && report["last_trial"].isNull());
   snapshot.leases_error = snapshot.runs_error = "Permission denied";
   report = json_of(snapshot, {});
   EXPECT_TRUE(report["leases"].isNull());

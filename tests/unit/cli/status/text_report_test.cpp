@@ -15,7 +15,7 @@ class TextReportTest : public ::testing::Test {
   }
 
   std::string text(const std::vector<Drift>& drift = {}, bool messages = false) const {
-    return text_of(snapshot_, drift, messages, false);
+    return text_of(snapshot_, {drift, {}, {}}, messages, false);
   }
 
   Snapshot snapshot_;
@@ -44,7 +44,12 @@ TEST_F(TextReportTest, AServiceIsShownWithItsFailure) {
 TEST_F(TextReportTest, ATrialIsShownWithoutWhatATerminalWouldExecute) {
   EXPECT_THAT(text(), testing::Not(HasSubstr("Trial")));
   snapshot_.trial = "anna tries \033[2J.json";
-  EXPECT_THAT(text(), HasSubstr("Trial\n      anna tries ?[2J.json\n"));
+  EXPECT_THAT(text(), HasSubstr("Trial\n      anna tries ?[2J.json\n\nFiles\n"));
+}
+
+TEST_F(TextReportTest, TheEndOfTheLastTrialIsShown) {
+  snapshot_.last_trial = "new.json was rolled back";
+  EXPECT_THAT(text(), HasSubstr("Last trial\n      new.json was rolled back\n"));
 }
 
 TEST_F(TextReportTest, TheRunsAtTheLockAreCounted) {
@@ -64,11 +69,74 @@ TEST_F(TextReportTest, ALongMessageIsBrokenAtItsBlanks) {
 }
 
 TEST_F(TextReportTest, TheLastLineCountsTheDifferences) {
-  const Drift drift{"eth0", "there is no carrier", false};
-  const Drift pending{"eth0", "it is coming up", true};
+  const Drift drift{"eth0", "there is no carrier", false, "nothing passes", ""};
+  const Drift pending{"eth0", "it is coming up", true, "", ""};
   EXPECT_THAT(text({drift}), EndsWith("\n1 thing differs.\n"));
   EXPECT_THAT(text({drift, drift}), EndsWith("\n2 things differ.\n"));
   EXPECT_THAT(text({pending}), EndsWith("\n1 thing is still coming.\n"));
   EXPECT_THAT(text({pending, pending}), EndsWith("\n2 things are still coming.\n"));
   EXPECT_THAT(text({drift, pending}), EndsWith("\n1 thing differs, 1 is still coming.\n"));
+}
+
+TEST_F(TextReportTest, ADifferenceIsShownWithWhyItMattersAndItsFix) {
+  snapshot_.services["dnsmasq"] = {"failed", "dead", "exit-code", 0};
+  EXPECT_THAT(
+      text({{"dnsmasq", "it is not active", false, "hosts get no names", "systemctl restart dnsmasq"}}),
+      HasSubstr("! dnsmasq           failed (dead, exit-code)\n"
+                "!     it is not active: hosts get no names\n"
+                "!     fix: systemctl restart dnsmasq\n"));
+}
+
+TEST_F(TextReportTest, DifferencesWithTheSameFixShareItsLine) {
+  snapshot_.services["dnsmasq"];
+  EXPECT_THAT(text({{"dnsmasq", "one", false, "", "a"},
+                    {"dnsmasq", "two", true, "", "a"},
+                    {"dnsmasq", "three", false, "", "b"},
+                    {"dnsmasq", "four", false, "", ""}}),
+              HasSubstr("!     one\n~     two\n~     fix: a\n!     three\n!     fix: b\n!     four\n"));
+}
+
+TEST_F(TextReportTest, FilesWithTheSameFixShareItsLines) {
+  EXPECT_THAT(
+      text({{"/var/run/hosts\033", "it is missing", false, "names are unknown", "cmd_lanfab dnsmasq"},
+            {"/var/run/resolv.conf", "it was edited", false, "names are unknown", "cmd_lanfab dnsmasq"},
+            {"/var/run/dnsmasq.conf", "it was edited", true, "names are unknown", ""}}),
+      HasSubstr("Files\n"
+                "  /etc/lanfab/network.json\n"
+                "! /var/run/hosts?: it is missing\n"
+                "! /var/run/resolv.conf: it was edited\n"
+                "!     names are unknown\n"
+                "!     fix: cmd_lanfab dnsmasq\n"
+                "~ /var/run/dnsmasq.conf: it was edited\n"
+                "~     names are unknown\n"
+                "\n"));
+}
+
+TEST_F(TextReportTest, TheConfigurationIsTheFirstOfTheFiles) {
+  EXPECT_THAT(text({{"/etc/lanfab/network.json", "it is missing", false, "the next run fails", ""}}),
+              HasSubstr("Files\n"
+                        "! /etc/lanfab/network.json\n"
+                        "!     it is missing: the next run fails\n\n"));
+}
+
+TEST_F(TextReportTest, ASubjectWithoutASectionIsShownAmongTheOthers) {
+  EXPECT_THAT(text({{"routes", "there is a rule", true, "", ""}, {"names", "no answer", false, "", "x"}}),
+              HasSubstr("\nOther\n~ routes\n~     there is a rule\n"
+                        "! names\n!     no answer\n!     fix: x\n"));
+}
+
+TEST_F(TextReportTest, AnAlarmOfATrialStandsFirst) {
+  const std::string begin = "Trial\n!     there is a configuration on trial\n!     its timer is gone\n";
+  EXPECT_EQ(text({{"trial", "its timer is gone", false, "", ""}}).compare(0, begin.size(), begin), 0);
+}
+
+TEST_F(TextReportTest, WhatIsAllowedAndWhatCouldNotBeCheckedIsListed) {
+  const StatusFindings findings{
+      {}, {{"eth0", "the address 10.0.0.1/32", false, "", ""}}, {"the files: why\033"}};
+  const std::string allowed = "\033[1mAllowed\033[0m\n\033[2m  eth0: the address 10.0.0.1/32\033[0m\n";
+  EXPECT_THAT(text_of(snapshot_, findings, false, true), HasSubstr(allowed));
+  EXPECT_THAT(text_of(snapshot_, findings, false, false),
+              EndsWith("Allowed\n  eth0: the address 10.0.0.1/32\n\n"
+                       "Not checked\n  the files: why?\n\n"
+                       "No drift in what could be checked.\n"));
 }

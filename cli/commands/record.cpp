@@ -1,0 +1,52 @@
+// `lanfab record`, which is in no help: what services run to keep what they apply, and the shell of a login
+// to show how the last trial ended.
+
+#include <cstdio>
+
+#include "cli/base/terminal.h"
+#include "cli/commands/commands.h"
+#include "cli/live/applied.h"
+#include "cli/live/outcome.h"
+#include "cli/live/system.h"
+
+namespace {
+
+struct RecordOptions {
+  std::string what;
+  std::string program;  // that applies
+};
+
+}  // namespace
+
+// Any user may ask, and nothing is wrong if no trial has ended.
+static int show_outcome() {
+  if (const auto outcome = read_outcome()) std::printf("%s\n", describe(*outcome).c_str());
+  return 0;
+}
+
+static int record(const RecordOptions& options) {
+  if (options.what == "outcome") return show_outcome();
+  if (const auto trouble = enter_system_as_service()) return fail(*trouble);
+  if (options.what == "apply") return apply_and_record(options.program) ? 0 : 1;
+  const bool is_done = options.what == "before" ? note_configuration() : record_noted_configuration();
+  return is_done ? 0 : fail(with_errno("lanfab: what is applied cannot be recorded"));
+}
+
+Command record_command() {
+  static RecordOptions options;
+  Command command = {
+      "record",
+      "Keep what a service applies",
+      {{"WHAT",
+        "before, after: around the APPLY of a service; apply: run PROGRAM and keep what it applies; outcome: "
+        "how the last trial ended",
+        &options.what,
+        Completion::kNothing,
+        {"before", "after", "apply", "outcome"},
+        Presence::kRequired},
+       {"PROGRAM", "the cmd_lanfab to run", &options.program, Completion::kFile}},
+      "",
+      [] { return record(options); }};
+  command.is_hidden = true;
+  return command;
+}

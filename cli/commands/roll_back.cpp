@@ -1,0 +1,153 @@
+#include "cli/commands/roll_back.h"
+
+#include <cstdio>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/base/file.h"
+#include "cli/base/sha256.h"
+#include "cli/base/subprocess.h"
+#include "cli/base/terminal.h"
+#include "cli/commands/commands.h"
+#include "cli/dry_run/dry_run.h"
+#include "cli/live/applied.h"
+#include "cli/live/outcome.h"
+#include "cli/live/reserve.h"
+#include "cli/live/runs.h"
+#include "cli/live/trial_state.h"
+#include "cli/live/units.h"
+#include "cli/restore/record.h"
+#include "cli/restore/restore.h"
+
+// In seconds.
+constexpr int kWallLimit = 5;
+constexpr int kLockLimit = 5;
+
+// To the journal as an alert, and to everyone who is logged in.
+static void broadcast_alert(const std::string& message) {
+  std::fprintf(stderr, "<1>%s\n", message.c_str());
+  std::fflush(stderr);
+  succeeds_within(kWallLimit, {"wall", "lanfab: " + message});
+}
+
+// The directory of the configuration that was in force before the trial; empty if that has been lost: then it
+// is the installed one.
+static std::string directory_of_target() {
+  return access(kTarget, F_OK) == 0 ? kTargetDirectory : "";
+}
+
+// The trial is not the active configuration any more; now the old one has to come into force.
+static bool apply_old_configuration(const std::string& program) {
+  end_stopped_runs();
+  return apply_and_record(program, directory_of_target());
+}
+
+// Why the service was started.
+static std::string reason_of(const TrialState& state) {
+  std::string reason = requested_rollback();
+  if (!reason.empty()) return reason;
+  if (state.ends != 0 && monotonic_seconds() >= state.ends) return kNotKeptInTime;
+  return is_applied(state.sha256) ? "since " + std::string(kRevertUnit) + " was started" : kNotApplied;
+}
+
+// What has to be said of the old configuration that is in force now; empty if there is nothing.
+static std::string note_of(const std::string& in_force, const TrialState& state) {
+  File installed;
+  if (read_file(state.path, installed) && sha256(installed.content) == in_force) return "";
+  return "the network is that of before the trial; " + printable(state.path) +
+         " is another configuration, which is not applied";
+}
+
+// `left` is what the kernel still has of the trial.
+static void report_rollback(const TrialState& state, const std::string& reason,
+                            const std::vector<std::string>& left) {
+  Outcome outcome = outcome_of(state, Ending::kRolledBack, reason);
+  Applied applied;
+  if (!read_applied(applied)) {
+    outcome.in_force = applied.sha256;
+    outcome.note = note_of(applied.sha256, state);
+  }
+  for (const std::string& difference : left) {
+    broadcast_alert("the old configuration is active, but " + difference);
+    outcome.note += (outcome.note.empty() ? "" : "; ") + difference;
+  }
+  std::printf("the trial is over; the old configuration is in force\n");
+  if (!outcome.note.empty()) std::printf("%s\n", outcome.note.c_str());
+  if (!write_outcome(outcome)) report(with_errno(kTrialDirectory));
+}
+
+bool is_trial_left() {
+  return read_state() || is_trial_active() || has_failed();
+}
+
+// Ends a trial whose configuration a `lanfab confirm` that was killed has installed. Where that is not
+// visible yet, since the file is mounted by itself, the configuration on trial stays the active one: it is
+// the same.
+static int complete_confirmation(const TrialState& state) {
+  File trial;
+  File shown;
+  const bool is_visible = !read_file(kTrialConfiguration, trial) ||
+                          (read_file(state.path, shown) && shown.content == trial.content);
+  Outcome outcome = outcome_of(state, Ending::kKept, "by a lanfab confirm that was killed");
+  outcome.in_force = state.sha256;
+  if (!write_outcome(outcome)) report(with_errno(kTrialDirectory));
+  if (const auto error = is_visible ? remove_trial() : forget_trial())
+    return fail("lanfab: what belongs to the trial is still there: " + *error);
+  std::printf("the configuration on trial had been confirmed; it stays active\n");
+  if (!is_visible) {
+    broadcast_alert(printable(state.path) + " is not the configuration that was confirmed: mount " +
+                    printable(state.entry) + " there and remove " + kTrialConfiguration);
+  }
+  return 0;
+}
+
+// Whether the trial is rolled back, and not kept by a `lanfab confirm` that comes at the same time or was
+// killed. `is_locked` tells that no other process is deciding.
+static bool is_to_be_rolled_back(const TrialState& state, bool is_locked) {
+  if (is_locked && read_decision() == Decision::kNone && is_trial_installed(state)) return false;
+  return decide(Decision::kRolledBack) != Decision::kKept;
+}
+
+// Ends the trial once. Until the old configuration is in force, the state stays, so that this can be called
+// again. Returns the exit status.
+static int attempt_rollback(bool& is_old_active) {
+  const auto program = find_program();
+  if (!program) return fail("lanfab: cmd_lanfab is not installed");
+  if (!is_trial_left()) return 0;
+  std::optional<ExclusiveLock> lock(std::in_place, kTrialDirectory, kLockLimit);
+  // The rollback matters more than the lock, whose owner may have been stopped.
+  const bool is_locked = lock->is_held();
+  if (!is_locked) fail(lock->error());
+  if (!is_trial_left()) return 0;
+  const TrialState state = read_state().value_or(TrialState{});
+  if (!is_to_be_rolled_back(state, is_locked)) return complete_confirmation(state);
+  const std::string reason = reason_of(state);
+  // For the next attempt, if this one fails.
+  request_rollback(reason);
+  note_trial_links();
+  if (!deactivate_trial()) return fail(with_errno(kTrialConfiguration));
+  lock.reset();
+  stop_apply();
+  if (!apply_old_configuration(*program)) {
+    write_outcome(outcome_of(state, Ending::kStuck, reason));
+    return 1;
+  }
+  is_old_active = true;
+  forget_failure();
+  report_rollback(state, reason, restore_kernel());
+  if (is_locked) lock.emplace(kTrialDirectory, kLockLimit);
+  if (const auto error = remove_trial())
+    return fail("lanfab: what belongs to the trial is still there: " + *error);
+  return 0;
+}
+
+int roll_back() {
+  const bool is_left = is_trial_left();
+  bool is_old_active = false;
+  const int status = attempt_rollback(is_old_active);
+  if (status != 0 && is_left && !is_old_active && mark_failure())
+    broadcast_alert(
+        "the rollback of the trial has failed; it is tried again: journalctl --unit=lanfab-revert");
+  return status;
+}

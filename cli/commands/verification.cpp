@@ -1,0 +1,65 @@
+#include "cli/commands/verification.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "cli/base/subprocess.h"
+#include "cli/live/trial_state.h"
+#include "cli/status/findings.h"
+#include "cli/status/snapshot.h"
+
+constexpr unsigned kPauseSeconds = 1;
+// The longest time that one attempt of a probe may take, in seconds.
+constexpr std::int64_t kAttemptSeconds = 10;
+
+Look look_at_gateway() {
+  Look look;
+  Snapshot snapshot;
+  look.trouble = take_snapshot(snapshot);
+  if (!look.trouble) look.drift = find_all_drift(snapshot).drift;
+  return look;
+}
+
+std::vector<Drift> new_drift(const Look& before, const Look& now) {
+  if (now.trouble) {
+    if (before.trouble) return {};
+    return {{"lanfab status", *now.trouble, false, "the trial cannot be verified", ""}};
+  }
+  std::vector<Drift> found;
+  for (const Drift& one : now.drift) {
+    const auto is_same = [&one](const Drift& other) {
+      return other.subject == one.subject && other.what == one.what;
+    };
+    if (!one.is_surplus && std::none_of(before.drift.begin(), before.drift.end(), is_same))
+      found.push_back(one);
+  }
+  return found;
+}
+
+std::vector<Drift> wait_until_as_configured(const Look& before, std::int64_t end, const GoesOn& goes_on) {
+  while (true) {
+    std::vector<Drift> found = new_drift(before, look_at_gateway());
+    if (found.empty() || !goes_on() || monotonic_seconds() >= end) return found;
+    sleep(kPauseSeconds);
+  }
+}
+
+// Tries one probe until it succeeds. Returns whether it has.
+static bool probe(const std::string& command, std::int64_t end, const GoesOn& goes_on) {
+  while (goes_on()) {
+    const std::int64_t left = end - monotonic_seconds();
+    if (left <= 0) return false;
+    if (succeeds_within(static_cast<int>(std::min(left, kAttemptSeconds)), {"sh", "-c", command}))
+      return true;
+    sleep(kPauseSeconds);
+  }
+  return false;
+}
+
+std::optional<std::string> find_failing_probe(const std::vector<std::string>& commands, std::int64_t end,
+                                              const GoesOn& goes_on) {
+  for (const std::string& command : commands)
+    if (!probe(command, end, goes_on)) return command;
+  return std::nullopt;
+}

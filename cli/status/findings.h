@@ -1,0 +1,28 @@
+#pragma once
+
+// Everything that `lanfab status` has found on a gateway: the drift of each step, what the operator has
+// allowed, and what could not be checked.
+
+#include <string>
+#include <vector>
+
+#include "cli/status/drift.h"
+#include "cli/status/snapshot.h"
+
+struct StatusFindings {
+  std::vector<Drift> drift;
+  std::vector<Drift> allowed;            // by a line of the file of allowances
+  std::vector<std::string> not_checked;  // each check with its reason: "the trial: Permission denied"
+};
+
+// Exit statuses of `lanfab status`; errors have kFailure.
+inline constexpr int kNoDrift = 0;
+inline constexpr int kDrift = 1;
+inline constexpr int kPendingOnly = 3;
+
+// Runs every check: the trial, the configuration against the files, and the files against the services and
+// the kernel. With `probe` it sends packets, too, which takes root.
+StatusFindings find_all_drift(const Snapshot& snapshot, bool probe = false);
+
+// One of the exit statuses above.
+int exit_status_of(const StatusFindings& findings);

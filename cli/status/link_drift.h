@@ -1,0 +1,17 @@
+#pragma once
+
+// Whether the links are as their units want them: there, up, of the right kind, with their settings and IPv4
+// addresses.
+
+#include <string>
+#include <vector>
+
+#include "cli/status/drift.h"
+#include "cli/status/snapshot.h"
+
+// Adds what differs, and what a previous configuration has left.
+void find_link_drift(const Snapshot& snapshot, std::vector<Drift>& drift);
+
+// Whether an address such as "192.168.1.1/24" is the wanted one, to which systemd-networkd adds a prefix
+// length if it has none.
+bool is_wanted_address(const std::string& address, const std::string& wanted);

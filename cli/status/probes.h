@@ -1,0 +1,17 @@
+#pragma once
+
+// What only packets show: `lanfab status --probe`.
+
+#include <vector>
+
+#include "cli/status/drift.h"
+
+// Sends all probes at the same time and appends what is wrong when the time is over:
+//
+// - another host has an address of the gateway (ARP, without announcing anything);
+// - another DHCP server answers on a network that the gateway serves;
+// - a gateway of a route, the remote endpoint of a tunnel or a DNS server does not answer.
+//
+// Only root can.
+void add_probe_drift(const Snapshot& snapshot, std::vector<Drift>& drift,
+                     int milliseconds = kQuerySeconds * 1000);

@@ -1,0 +1,22 @@
+#pragma once
+
+// Which routes the gateway must take, by its units: to each configured destination, by the default route, and
+// to the remote endpoints of its tunnels.
+
+#include <string>
+#include <vector>
+
+#include "cli/compare/routing.h"
+
+struct RouteQuestion {
+  std::string address;            // one that stands for the destination
+  std::string destination;        // "10.20.0.0/16", "other networks", "the remote endpoint 198.51.100.1"
+  std::string subject;            // the interface that it is about
+  std::vector<UnitRoute> wanted;  // at least one; each is as good
+};
+
+// Each address once, and at most as many as can be asked in a moment.
+std::vector<RouteQuestion> route_questions(const Facts& wanted);
+
+// Only the addresses.
+std::vector<std::string> addresses_to_ask(const Facts& wanted);

@@ -1,0 +1,25 @@
+#pragma once
+
+// Whether the policy rules, and the tables for the replies to tunnels, are those that the configuration
+// makes.
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/status/drift.h"
+#include "cli/status/snapshot.h"
+
+// The gateway of the replies to each tunnel that has one, by the active configuration. Nothing where the
+// device has no program that makes their tables.
+std::map<std::string, std::string> read_reply_gateways();
+
+// The foreign rule that leads to the table of the choice, or to nothing; null without one.
+const KernelRule* diverting_rule(const Snapshot& snapshot, const std::optional<RouteChoice>& choice);
+
+// The command that deletes it.
+std::string deletion_of(const KernelRule& rule);
+
+// Adds what differs.
+void find_rule_drift(const Snapshot& snapshot, std::vector<Drift>& drift);

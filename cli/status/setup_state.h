@@ -1,0 +1,17 @@
+#pragma once
+
+// What is still being set up, by a run or by systemd-networkd.
+
+#include <string>
+
+#include "cli/status/snapshot.h"
+
+// Whether a run is at work or systemd-networkd has just started: anything may change in the next seconds.
+bool is_settling(const Snapshot& snapshot);
+
+// Whether the interface is being set up; also true while anything may change.
+bool is_being_set_up(const Snapshot& snapshot, const std::string& interface);
+
+// Whether what the interface lacks is on its way. It is not without a carrier, for which systemd-networkd
+// waits.
+bool is_coming(const Snapshot& snapshot, const std::string& interface);
