@@ -138,19 +138,16 @@ class Builder {
     pipe_.require(symlink(target.c_str(), path.c_str()) == 0, "symlink " + path);
   }
 
-  // Links to the machine's entries of a directory; a link itself is copied, so that /bin leads to this root's
-  // /usr/bin.
+  // Links to the machine's entries of a directory.
   void link_entries(const std::string& directory, const std::set<std::string>& except) const {
     const std::string prefix = directory + "/";
     const auto names = list_directory(kMachineRoot + prefix);
     pipe_.require(names.has_value(), "opendir " + prefix);
-    for (const std::string& name : *names) {
-      const std::string path = prefix + name;
-      if (except.count(name) == 0 && !copy_link(path)) link(kMachineRoot + path, path);
-    }
+    for (const std::string& name : *names)
+      if (except.count(name) == 0) link(kMachineRoot + prefix + name, prefix + name);
   }
 
-  // Whether the machine has a link at `path`.
+  // Whether the machine has a link at `path`. It is copied, so that /bin leads to this root's /usr/bin.
   bool copy_link(const std::string& path) const {
     const std::string target = target_of(kMachineRoot + path);
     if (!target.empty()) link(target, path);

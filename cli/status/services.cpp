@@ -28,25 +28,23 @@ static void set_property(const std::string& key, const std::string& value, Servi
   if (key == "MainPID" && value != "0") service.process = value;
 }
 
-static std::optional<std::string> read_service(const char* name, Service& service) {
+// The services in the order of the question, with an empty line between two.
+std::optional<std::string> read_services(std::map<std::string, Service>& services) {
   std::string output;
   const std::string properties =
       "--property=ActiveState,SubState,Result,StateChangeTimestamp,MainPID,ExecMainStartTimestamp";
-  if (auto error =
-          capture({"systemctl", "show", "--timestamp=us+utc", properties, name}, output, kQuerySeconds)) {
+  if (auto error = capture({"systemctl", "show", "--timestamp=us+utc", properties, kNetworkd, kDnsmasq},
+                           output, kQuerySeconds)) {
     return error;
   }
+  Service* service = &services[kNetworkd];
+  Service& last = services[kDnsmasq];
   std::istringstream lines(output);
   for (std::string line; std::getline(lines, line);) {
     const std::size_t equals = line.find('=');
-    if (equals != std::string::npos) set_property(line.substr(0, equals), line.substr(equals + 1), service);
+    if (line.empty()) service = &last;
+    if (equals != std::string::npos) set_property(line.substr(0, equals), line.substr(equals + 1), *service);
   }
-  return std::nullopt;
-}
-
-std::optional<std::string> read_services(std::map<std::string, Service>& services) {
-  for (const char* name : {kNetworkd, kDnsmasq})
-    if (auto error = read_service(name, services[name])) return error;
   return std::nullopt;
 }
 

@@ -48,9 +48,10 @@ USUAL_ANSWERS = {
     "systemctl systemd-networkd": ACTIVE,
     "systemctl dnsmasq": ACTIVE,
 }
-# A tool whose answer is the files with its name and one of its words.
+# A tool whose answer is the files with its name and one of its words. Those of systemctl have an empty line
+# between them.
 TOOL = f"""#!/bin/sh
-tool=${{0##*/}}
+tool=${{0##*/}} answered=
 if [ "${{1-}}" = is-active ]; then exit; fi
 for word; do
   word=${{word##* }}
@@ -58,7 +59,11 @@ for word; do
     cat "{ANSWERS}/$tool $word fails" >&2
     exit 1
   fi
-  if [ -e "{ANSWERS}/$tool $word" ]; then cat "{ANSWERS}/$tool $word"; fi
+  if [ -e "{ANSWERS}/$tool $word" ]; then
+    if [ "$tool$answered" = systemctl1 ]; then echo; fi
+    cat "{ANSWERS}/$tool $word"
+    answered=1
+  fi
 done
 """
 

@@ -55,12 +55,17 @@ TEST_F(ServicesTest, AServiceHasAStateAndAMainProcess) {
 
 TEST_F(ServicesTest, AServiceThatNeverRanHasNone) {
   set_tool("systemctl", R"(
+    echo ActiveState=active
+    echo
     echo no property
+    echo ActiveState=inactive
     echo MainPID=0
     echo StateChangeTimestamp=
     echo ExecMainStartTimestamp=some day)");
   EXPECT_EQ(read_services(services_), std::nullopt);
+  EXPECT_EQ(services_.at(kNetworkd).state, "active");
   const Service& service = services_.at(kDnsmasq);
+  EXPECT_EQ(service.state, "inactive");
   EXPECT_EQ(service.process, "");
   EXPECT_EQ(service.since, 0);
   EXPECT_EQ(service.started, 0);
