@@ -71,7 +71,7 @@ class Report(unittest.TestCase):
         self.assertIn("lanfab APPLY", files["journal.txt"])
         self.assertIn("eth0", files["networkctl.txt"])
         self.assertIn("ExecStart=", files["units.txt"])
-        self.assertIn("default dev", files["ip.txt"].replace("default via", "default dev"))
+        self.assertIn("local 192.168.1.1 dev eth0", files["ip.txt"])
         self.assertIn("Services\n", files["status.txt"])
         # Nothing is missing on a gateway that works.
         self.assertNotRegex(said, r"time limit|No such file|not active|for its size")

@@ -75,6 +75,12 @@ class Safeguards(unittest.TestCase):
         self.assertTrue(guest.wait_until(lambda: gateway.service_active(TIMER)))
         self.check_rollback()
 
+    def test_systemd_reads_its_files_again(self):
+        self.begin()
+        # It writes the commands of the trial's services to files and back.
+        gateway.run("systemctl", "daemon-reload")
+        self.check_rollback()
+
     def test_directory_removed(self):
         self.begin()
         gateway.run("rm", "-rf", DIRECTORY)

@@ -74,7 +74,9 @@ class Trials:
         return self.gateway.run("lanfab", *arguments, check=False)
 
     def try_new(self, *options):
-        return self.lanfab("try", NEW, *options)
+        """Begins a trial that only ends as the test wants it: on a slow machine the time of a short one is
+        over while lanfab still verifies it."""
+        return self.lanfab("try", NEW, "--no-verify", *options)
 
     def installed(self):
         return json.loads(self.gateway.read(guest.CONFIGURATION))

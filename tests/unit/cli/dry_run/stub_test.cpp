@@ -14,6 +14,7 @@
 #include <stdexcept>
 
 #include "cli/base/file.h"
+#include "cli/dry_run/stub_files.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -144,6 +145,16 @@ TEST(Stub, WithoutTheFilesOfTheSandboxNothingIsRecorded) {
     std::filesystem::remove("/.sandbox/commands");
     EXPECT_EQ(call({"ip", "link"}), 127);
     std::filesystem::remove_all("/.sandbox");
+    EXPECT_FALSE(prepare_stubs({}));
+  });
+}
+
+TEST(Stub, WithoutItsDirectoryNoneIsMade) {
+  in_sandbox([] {
+    std::filesystem::remove("/.sandbox");
+    EXPECT_FALSE(prepare_stubs({}));
+    // The calls cannot be written.
+    std::filesystem::create_directories(kStubCalls);
     EXPECT_FALSE(prepare_stubs({}));
   });
 }
