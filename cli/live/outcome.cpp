@@ -78,10 +78,10 @@ std::string describe(const Outcome& outcome) {
                                           : outcome.file + ", tried by " + outcome.who + ",";
   if (outcome.ending == Ending::kStuck) {
     text += " is taken back " + outcome.why + ", but the APPLY of the old configuration fails since " +
-            time_text(outcome.ended);
+            time_text(static_cast<std::time_t>(outcome.ended));
   } else {
     text += std::string(" was ") + kWords[static_cast<int>(outcome.ending)] + " at " +
-            time_text(outcome.ended) + " " + outcome.why;
+            time_text(static_cast<std::time_t>(outcome.ended)) + " " + outcome.why;
   }
   return printable(outcome.note.empty() ? text : text + "; " + outcome.note);
 }
