@@ -5,9 +5,11 @@
 
 #include "cli/base/terminal.h"
 #include "cli/commands/commands.h"
+#include "cli/history/history.h"
 #include "cli/live/applied.h"
 #include "cli/live/outcome.h"
 #include "cli/live/system.h"
+#include "cli/live/trial_state.h"
 
 namespace {
 
@@ -24,12 +26,20 @@ static int show_outcome() {
   return 0;
 }
 
+// What is on trial is not kept yet.
+static void keep_in_history() {
+  Applied applied;
+  if (!is_trial_active() && !read_applied(applied)) record_in_history(applied.text, "");
+}
+
 static int record(const RecordOptions& options) {
   if (options.what == "outcome") return show_outcome();
   if (const auto trouble = enter_system_as_service()) return fail(*trouble);
   if (options.what == "apply") return apply_and_record(options.program) ? 0 : 1;
   const bool is_done = options.what == "before" ? note_configuration() : record_noted_configuration();
-  return is_done ? 0 : fail(with_errno("lanfab: what is applied cannot be recorded"));
+  if (!is_done) return fail(with_errno("lanfab: what is applied cannot be recorded"));
+  if (options.what == "after") keep_in_history();
+  return 0;
 }
 
 Command record_command() {

@@ -6,6 +6,7 @@ program is the first argument.
 import json
 import os
 import pathlib
+import shutil
 import signal
 import subprocess
 import sys
@@ -18,6 +19,7 @@ from lib.trial_case import NEW, OLD, OLDER, Trial
 
 LANFAB = Trial.program = os.path.abspath(sys.argv.pop(1))
 DECISION = pathlib.Path("/run/lanfab/decision")
+HISTORY = pathlib.Path("/var/lib/lanfab/history")
 # What becomes the previous one.
 WAITING = pathlib.Path(f"{PREVIOUS}.new")
 
@@ -280,6 +282,23 @@ class Outcome(Trial):
         self.before("timeout", "exit 1")
         self.lanfab("record", "apply", "cmd_lanfab", status=1)
         self.lanfab("record", "before", status=2, said="root", before=("unshare", "--user"))
+
+    def test_what_a_service_applies_is_in_the_history_unless_it_is_on_trial(self):
+        shutil.rmtree(HISTORY, ignore_errors=True)
+        for text, entries in (OLD, 1), (OLD, 1), (NEW, 2):
+            INSTALLED.write_text(text)
+            self.lanfab("record", "before", status=0)
+            systemd.pretend_apply()
+            self.lanfab("record", "after", status=0)
+            self.assertEqual(len(list(HISTORY.glob("*.txt"))), entries)
+        self.assertIn(NEW, self.lanfab("history", "show", "2", status=0))
+        INSTALLED.write_text(OLDER)
+        systemd.pretend_apply()
+        self.try_new()
+        self.lanfab("record", "before", status=0)
+        systemd.pretend_apply()
+        self.lanfab("record", "after", status=0)
+        self.assertEqual(len(list(HISTORY.glob("*.txt"))), 2)
 
 
 class Pipe(Trial):
