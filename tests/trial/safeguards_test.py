@@ -194,7 +194,7 @@ class Guard(Trial):
         # It does not take much memory.
         large = DIRECTORY / "large"
         large.touch()
-        os.truncate(large, 65 * 1024 * 1024)
+        os.truncate(large, 129 * 1024 * 1024)
         (DIRECTORY / "empty").touch()
         # What another run writes and removes.
         passing = [DIRECTORY / "applying", DIRECTORY / "applied.7.new"]
