@@ -61,8 +61,8 @@ class Collector {
     add_generated();
     learn_private_keys();
     add_answers("/versions.txt", version_questions());
-    add_answers("/status.txt", {{{own_program(), "status", "-v"}, 20}});
-    add_answers("/status.json", {{{own_program(), "status", "--format=json"}, 20}});
+    add_answers("/status.txt", {{{own_program(), "status", "-v"}, 60}});
+    add_answers("/status.json", {{{own_program(), "status", "--format=json"}, 60}});
     add_answers("/journal.txt", journal_questions());
     add_answers("/units.txt",
                 {{{"systemctl", "--no-pager", "cat", "lanfab", "systemd-networkd", "dnsmasq"}}});

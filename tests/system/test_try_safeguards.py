@@ -70,7 +70,7 @@ class Safeguards(unittest.TestCase):
         self.assertEqual(sorted(os.listdir(DIRECTORY)), ["applied", "outcome.json"])
 
     def test_timer_stopped(self):
-        self.begin()
+        self.begin(40)
         gateway.run("systemctl", "stop", TIMER)
         self.assertTrue(guest.wait_until(lambda: gateway.service_active(TIMER)))
         self.check_rollback()
@@ -82,7 +82,7 @@ class Safeguards(unittest.TestCase):
         self.check_rollback()
 
     def test_directory_removed(self):
-        self.begin()
+        self.begin(30)
         gateway.run("rm", "-rf", DIRECTORY)
         self.assertTrue(is_back(trial.STATE))
         self.assertTrue(is_back(f"{DIRECTORY}/programs/lanfab"))
