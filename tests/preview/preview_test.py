@@ -157,6 +157,18 @@ class Statuses(PreviewTest):
         self.assertEqual((status, err), (0, ""))
         self.assertTrue(out.endswith("==> standard output <==\nhello\n\nexit status 0\n"), out)
 
+    def test_empty_files_have_no_twin(self):
+        self.write("program", "#!/bin/sh\n: >/run/one\n: >/run/two\n").chmod(0o755)
+        status, out, err = self.preview(EXAMPLE, program="./program")
+        self.assertEqual((status, err), (0, ""))
+        self.assertNotIn("the same as", out)
+
+    def test_program_that_is_killed_gives_nothing_to_compare(self):
+        self.write("program", "#!/bin/sh\nkill -TERM $$\n").chmod(0o755)
+        status, out, err = self.preview(EXAMPLE, name="diff", program="./program")
+        self.assertEqual((status, out), (2, ""))
+        self.assertIn(": the run is ended by a signal: Terminated; see `lanfab preview -v`\n", err)
+
     def test_errors_of_tools_that_the_sandbox_causes(self):
         port = {"enable": True, "network": {"mode": "router", "ipv4": "192.168.1.1", "netmask": 24}}
         configuration = self.write("network.json", json.dumps({"wired": {"eth0": port}}))

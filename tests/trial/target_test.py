@@ -201,6 +201,10 @@ class Previous(Trial):
         self.lanfab("revert", "--yes", status=0)
         self.assert_files(NEW, OLD)
 
+    def test_one_that_cannot_be_looked_at(self):
+        PREVIOUS.symlink_to(PREVIOUS)
+        self.lanfab("revert", status=2, said=f"{PREVIOUS}: Too many levels of symbolic links")
+
     def test_one_that_waits_for_nothing_is_forgotten(self):
         PREVIOUS.write_text(OLDER)
         WAITING.write_text(OLD)

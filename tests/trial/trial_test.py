@@ -588,11 +588,13 @@ class OnTerminal(Trial):
         self.assert_files(NEW, OLD)
 
     def test_no_reverts(self):
-        terminal = self.start_trial()
-        terminal.type(b"n\n")
-        self.assertEqual(terminal.status(), 1)
-        self.assert_files(OLD, None)
-        self.assert_applied(NEW, OLD)
+        for answer in b"n\n", b"N\n":
+            APPLIED.write_text("")
+            terminal = self.start_trial()
+            terminal.type(answer)
+            self.assertEqual(terminal.status(), 1)
+            self.assert_files(OLD, None)
+            self.assert_applied(NEW, OLD)
 
     def test_it_asks_again_after_any_other_answer(self):
         terminal = self.start_trial()
@@ -601,7 +603,7 @@ class OnTerminal(Trial):
             terminal.type(answer)
             terminal.wait_for("Keep it?")
         self.assert_trial_goes_on()
-        terminal.type(b"y\n")
+        terminal.type(b"Y\n")
         self.assertEqual(terminal.status(), 0)
 
     def test_ctrl_c_reverts(self):
