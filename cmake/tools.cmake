@@ -12,9 +12,16 @@ install_manual_page(lanfab-network.5 tools)
 install(CODE "
   cmake_path(APPEND LANFAB_PROGRAM \"\${CMAKE_INSTALL_PREFIX}\" ${CMAKE_INSTALL_BINDIR} cmd_lanfab)
   cmake_path(APPEND LANFAB_TOOL \"\${CMAKE_INSTALL_PREFIX}\" ${CMAKE_INSTALL_BINDIR} lanfab)
-  configure_file(${packaging}/tools/lanfab.service.conf.in ${PROJECT_BINARY_DIR}/record.conf @ONLY)"
+  configure_file(${packaging}/tools/lanfab.service.conf.in ${PROJECT_BINARY_DIR}/record.conf @ONLY)
+  configure_file(${packaging}/tools/lanfab-metrics.service.in
+    ${PROJECT_BINARY_DIR}/lanfab-metrics.service @ONLY)"
   COMPONENT tools)
 install(FILES ${PROJECT_BINARY_DIR}/record.conf DESTINATION ${unit_dir}/lanfab.service.d COMPONENT tools)
+install(FILES ${PROJECT_BINARY_DIR}/lanfab-metrics.service packaging/tools/lanfab-metrics.timer
+  DESTINATION ${unit_dir} COMPONENT tools)
+# For the machine that watches the gateways.
+install(FILES packaging/monitoring/alerts.yml packaging/monitoring/dashboard.json
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/lanfab/monitoring COMPONENT tools)
 # The shells of a login read it from /etc, which belongs to the prefix /usr.
 install(CODE "
   set(etc \"\${CMAKE_INSTALL_PREFIX}/etc\")

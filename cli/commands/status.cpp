@@ -4,97 +4,130 @@
 #include <cstdio>
 #include <map>
 
+#include "cli/base/output.h"
 #include "cli/base/terminal.h"
 #include "cli/commands/commands.h"
 #include "cli/status/findings.h"
 #include "cli/status/json_report.h"
 #include "cli/status/nagios_report.h"
+#include "cli/status/prometheus_report.h"
 #include "cli/status/snapshot.h"
 #include "cli/status/text_report.h"
 #include "cli/status/watch.h"
 
 namespace {
 
-enum class StatusFormat { kText, kJson, kNagios };
+enum class StatusFormat { kText, kJson, kNagios, kPrometheus };
 
 struct StatusOptions {
   bool watch = false;
   StatusFormat format = StatusFormat::kText;
   bool probe = false;     // send packets, too
   bool messages = false;  // show what the runs wrote to the system log, too
+  std::string output;     // the file to write, or nothing for the standard output
+};
+
+struct StatusReport {
+  int status = kFailure;
+  std::string text = {};
+  std::string error = {};  // why there is no text; empty if there is one
 };
 
 }  // namespace
 
-// Takes one snapshot and examines it. `text` is the report or, with the status kFailure, an error message.
-static int report_once(const StatusOptions& options, std::string& text) {
-  Snapshot snapshot;
-  if (const auto trouble = take_snapshot(snapshot)) {
-    text = printable("lanfab: " + *trouble);
-    return kFailure;
+// Of a gateway that could not be examined.
+static StatusReport failure_report(StatusFormat format, const std::string& trouble) {
+  const std::string error = printable("lanfab: " + trouble);
+  if (format == StatusFormat::kNagios) {
+    const NagiosReport report = nagios_report_of(trouble);
+    return {report.status, report.line};
   }
-  const StatusFindings findings = find_all_drift(snapshot, options.probe);
-  if (options.format == StatusFormat::kJson) {
-    text = Json::writeString(Json::StreamWriterBuilder(), json_of(snapshot, findings)) + "\n";
-  } else {
-    text = text_of(snapshot, findings, options.messages, wants_color(is_terminal(STDOUT_FILENO)));
+  if (format == StatusFormat::kPrometheus) {
+    fail(error);
+    return {0, metrics_of_failure()};
   }
-  return exit_status_of(findings);
+  return {kFailure, "", error};
 }
 
-// Prints the line of a plugin. Returns its exit status.
-static int report_to_nagios(const StatusOptions& options) {
+// Takes one snapshot and examines it. The status is that of lanfab: the line of a plugin has its own, and
+// metrics are a success whatever they say.
+static StatusReport make_report(const StatusOptions& options) {
   Snapshot snapshot;
-  const auto trouble = take_snapshot(snapshot);
-  const NagiosReport report =
-      trouble ? nagios_report_of(*trouble) : nagios_report_of(find_all_drift(snapshot, options.probe));
-  std::fputs(report.line.c_str(), stdout);
-  return report.status;
+  if (const auto trouble = take_snapshot(snapshot)) return failure_report(options.format, *trouble);
+  const StatusFindings findings = find_all_drift(snapshot, options.probe);
+  const int status = exit_status_of(findings);
+  switch (options.format) {
+    case StatusFormat::kJson:
+      return {status, Json::writeString(Json::StreamWriterBuilder(), json_of(snapshot, findings)) + "\n"};
+    case StatusFormat::kNagios: {
+      const NagiosReport report = nagios_report_of(findings);
+      return {report.status, report.line};
+    }
+    case StatusFormat::kPrometheus:
+      return {0, metrics_of(snapshot, findings)};
+    case StatusFormat::kText:
+      break;
+  }
+  return {status, text_of(snapshot, findings, options.messages,
+                          wants_color(options.output.empty() && is_terminal(STDOUT_FILENO)))};
 }
 
 static int keep_reporting(const StatusOptions& options) {
   if (!is_terminal(STDOUT_FILENO)) return fail("lanfab: --watch needs a terminal");
-  std::string text;
-  int result = report_once(options, text);
+  StatusReport report = make_report(options);
   // What fails later may come back.
-  if (result == kFailure) return fail(text);
-  const int signal = watch([&options, &result, &text] {
-    result = report_once(options, text);
-    return text;
+  if (!report.error.empty()) return fail(report.error);
+  const int signal = watch([&options, &report] {
+    report = make_report(options);
+    return report.error.empty() ? report.text : report.error;
   });
   if (signal != 0) raise(signal);
-  return result;
+  return report.status;
 }
 
-// Prints the report. Returns the exit status: 0 without drift, 1 with drift, 3 if all of it is pending, 2 on
-// an error. A watch ends with that of its last page.
+// Prints the report, or writes it into the file. Returns the exit status: 0 without drift, 1 with drift, 3 if
+// all of it is pending, 2 on an error. A watch ends with that of its last page.
 static int status(const StatusOptions& options) {
   if (options.probe && geteuid() != 0) return fail("lanfab: --probe sends packets, which takes root");
-  if (options.format == StatusFormat::kNagios) return report_to_nagios(options);
   if (options.watch) return keep_reporting(options);
-  std::string text;
-  const int result = report_once(options, text);
-  if (result == kFailure) return fail(text);
-  std::fputs(text.c_str(), stdout);
-  return result;
+  OutputFile output(options.output);
+  const bool has_output = !options.output.empty();
+  if (has_output) {
+    if (const auto error = output.open()) return fail(*error);
+  }
+  const StatusReport report = make_report(options);
+  if (!report.error.empty()) return fail(report.error);
+  if (!has_output) {
+    std::fputs(report.text.c_str(), stdout);
+  } else if (const auto error = output.write(report.text)) {
+    return fail(*error);
+  }
+  return report.status;
 }
 
 Command status_command() {
   static StatusOptions options;
-  const std::map<std::string, StatusFormat> formats = {
-      {"text", StatusFormat::kText}, {"json", StatusFormat::kJson}, {"nagios", StatusFormat::kNagios}};
+  const std::map<std::string, StatusFormat> formats = {{"text", StatusFormat::kText},
+                                                       {"json", StatusFormat::kJson},
+                                                       {"nagios", StatusFormat::kNagios},
+                                                       {"prometheus", StatusFormat::kPrometheus}};
   Option format{"--format FORMAT",
-                "text, json or nagios: one line, with the exit status of a plugin",
+                "text (default), json, nagios, one line with the\n"
+                "exit status of a plugin, or prometheus, metrics",
                 [formats](const std::string& name) { options.format = formats.at(name); },
                 Completion::kNothing,
-                {"text", "json", "nagios"}};
+                {"text", "json", "nagios", "prometheus"}};
   format.excludes = "--watch";
+  Option output = {"-o FILE", "write into this file, whole or not at all", &options.output,
+                   Completion::kFile};
+  output.excludes = "--watch";
   Option probe = {"--probe", "send packets to find what only hosts know: takes root and 2 s", &options.probe};
   probe.excludes = "--watch";
   return {"status",
           "Say whether a gateway is as its configuration wants it",
           {{"--watch", "keep it up to date; q ends it", &options.watch},
            format,
+           output,
            probe,
            {"-v", "show the messages of the last runs, too", &options.messages}},
           "Example: lanfab status --watch",

@@ -133,7 +133,7 @@ Json::Value json_of(const Snapshot& snapshot, const StatusFindings& findings) {
   } else {
     root["lock"] = Json::Value();
   }
-  root["trial"] = snapshot.trial ? Json::Value(*snapshot.trial) : Json::Value();
-  root["last_trial"] = snapshot.last_trial ? Json::Value(*snapshot.last_trial) : Json::Value();
+  root["trial"] = snapshot.trial ? Json::Value(describe(*snapshot.trial)) : Json::Value();
+  root["last_trial"] = snapshot.last_trial ? Json::Value(describe(*snapshot.last_trial)) : Json::Value();
   return root;
 }

@@ -2,8 +2,6 @@
 
 #include "cli/config_file/source.h"
 #include "cli/dry_run/initial_state.h"
-#include "cli/live/outcome.h"
-#include "cli/live/trial_state.h"
 #include "cli/status/route_questions.h"
 #include "cli/status/rule_drift.h"
 #include "cli/status/service_health.h"
@@ -55,8 +53,8 @@ std::optional<std::string> take_snapshot(Snapshot& snapshot) {
   read_service_health(snapshot);
   snapshot.leases_error = read_leases(snapshot.leases).value_or("");
   snapshot.cellular = read_cellular();
-  if (const auto trial = read_state()) snapshot.trial = describe(*trial);
-  if (const auto outcome = read_outcome()) snapshot.last_trial = describe(*outcome);
+  snapshot.trial = read_state();
+  snapshot.last_trial = read_outcome();
   snapshot.runs_error = read_last_runs(snapshot.runs).value_or("");
   // A run that has begun meanwhile has stopped what it restarts.
   if (const auto lock = read_run_lock(); lock && lock->is_held) snapshot.lock = lock;

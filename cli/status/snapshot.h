@@ -8,7 +8,9 @@
 #include <vector>
 
 #include "cli/compare/facts.h"
+#include "cli/live/outcome.h"
 #include "cli/live/runs.h"
+#include "cli/live/trial_state.h"
 #include "cli/status/cellular.h"
 #include "cli/status/dnsmasq_health.h"
 #include "cli/status/dynamic_leases.h"
@@ -34,8 +36,8 @@ struct Snapshot {
   std::vector<LastRun> runs;
   std::string runs_error;  // why they could not be read; otherwise empty
   std::optional<RunLockState> lock;
-  std::optional<std::string> trial;       // "anna tries new.json since 40 s, for 80 s more"
-  std::optional<std::string> last_trial;  // how the last one ended, unless another one is under way
+  std::optional<TrialState> trial;
+  std::optional<Outcome> last_trial;  // unless another one is under way
 };
 
 // Returns nothing, or why there is nothing to see. The gateway stays as it is: no service is started.

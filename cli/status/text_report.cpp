@@ -150,7 +150,8 @@ __attribute__((format(printf, 1, 2))) static std::string formatted(const char* f
 void Report::show_trial() {
   if (!snapshot_.trial && mark_of("trial") == Mark::kNone) return;
   page_.title("Trial");
-  page_.note(mark_of("trial"), snapshot_.trial.value_or("there is a configuration on trial"));
+  page_.note(mark_of("trial"),
+             snapshot_.trial ? describe(*snapshot_.trial) : "there is a configuration on trial");
   show_drift("trial");
 }
 
@@ -293,7 +294,7 @@ void Report::show_other_drift() {
 void Report::show_last_trial() {
   if (!snapshot_.last_trial) return;
   page_.title("Last trial");
-  page_.note(Mark::kNone, *snapshot_.last_trial);
+  page_.note(Mark::kNone, describe(*snapshot_.last_trial));
 }
 
 void Report::show_subject(const std::string& subject) {

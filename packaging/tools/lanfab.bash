@@ -29,7 +29,8 @@ _lanfab() {
     'try --timeout') ;;
     'try --probe') ;;
     'confirm -m') ;;
-    'status --format') words='text json nagios' ;;
+    'status --format') words='text json nagios prometheus' ;;
+    'status -o') compopt -o default ;;
     'history --format') words='text json' ;;
     'report -o') compopt -o default ;;
     *)
@@ -51,7 +52,7 @@ _lanfab() {
         'confirm -'*) words='-m --force -h --help' ;;
         'revert -'*) words='--yes -h --help' ;;
         'revert '*) ;;
-        'status -'*) words='--watch --format --probe -v -h --help' ;;
+        'status -'*) words='--watch --format -o --probe -v -h --help' ;;
         'history -'*) words='--format -h --help' ;;
         'history '*) ;;
         'report -'*) words='-o --force -h --help' ;;

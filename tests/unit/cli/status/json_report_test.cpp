@@ -1,5 +1,6 @@
 #include "cli/status/json_report.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "test_files.h"
@@ -21,16 +22,19 @@ static Snapshot full_snapshot() {
   snapshot.leases.push_back({"192.168.1.100", "02:00:5e:00:01:10", "printer", 2000});
   snapshot.runs.push_back({"APPLY", 3'000'000, 500'000, LastRun::End::kFailed, {{5, "cmd_lanfab start"}}});
   snapshot.lock = RunLockState{4000, true, 2};
-  snapshot.trial = "anna tries new.json";
-  snapshot.last_trial = "old.json was kept";
+  snapshot.trial = TrialState{"anna", "new.json"};
+  snapshot.last_trial = Outcome{"7", "bob", "old.json", Ending::kKept, "by bob", "", "", 1795291200};
   return snapshot;
 }
 
 TEST(JsonReport, HoldsEverythingOfASnapshot) {
-  const Json::Value report =
+  Json::Value report =
       json_of(full_snapshot(), {{{"eth0", "it is down", true, "nothing passes", "ip link set eth0 up"}},
                                 {{"eth1", "it is down", false, "", ""}},
                                 {"the trial"}});
+  Json::Value trial;
+  ASSERT_TRUE(report.removeMember("trial", &trial));
+  EXPECT_THAT(trial.asString(), testing::StartsWith("anna tries new.json since "));
   EXPECT_EQ(report, json(R"({
     "differences": [{"subject": "eth0", "what": "it is down", "coming": true, "why": "nothing passes",
                      "fix": "ip link set eth0 up"}],
@@ -51,8 +55,7 @@ TEST(JsonReport, HoldsEverythingOfASnapshot) {
     "runs": [{"action": "APPLY", "began": 3000000, "lasted": 500000, "end": "failed",
               "messages": [{"priority": 5, "text": "cmd_lanfab start"}]}],
     "lock": {"since": 4000, "held": true, "runs": 2},
-    "trial": "anna tries new.json",
-    "last_trial": "old.json was kept"})"))
+    "last_trial": "old.json, tried by bob, was kept at 2026-11-21 20:00:00 by bob"})"))
       << report;
 }
 

@@ -43,13 +43,14 @@ TEST_F(TextReportTest, AServiceIsShownWithItsFailure) {
 
 TEST_F(TextReportTest, ATrialIsShownWithoutWhatATerminalWouldExecute) {
   EXPECT_THAT(text(), testing::Not(HasSubstr("Trial")));
-  snapshot_.trial = "anna tries \033[2J.json";
-  EXPECT_THAT(text(), HasSubstr("Trial\n      anna tries ?[2J.json\n\nFiles\n"));
+  snapshot_.trial = TrialState{"anna", "\033[2J.json"};
+  EXPECT_THAT(text(), HasSubstr("Trial\n      anna tries ?[2J.json since "));
 }
 
 TEST_F(TextReportTest, TheEndOfTheLastTrialIsShown) {
-  snapshot_.last_trial = "new.json was rolled back";
-  EXPECT_THAT(text(), HasSubstr("Last trial\n      new.json was rolled back\n"));
+  snapshot_.last_trial = Outcome{"7", "anna", "new.json", Ending::kRolledBack, "by anna", "", "", 1795291200};
+  EXPECT_THAT(text(), HasSubstr("Last trial\n      new.json, tried by anna, was rolled back at 2026-11-21 "
+                                "20:00:00 by anna\n"));
 }
 
 TEST_F(TextReportTest, TheRunsAtTheLockAreCounted) {
