@@ -9,6 +9,7 @@ import pty
 import select
 import shutil
 import signal
+import stat
 import struct
 import subprocess
 import sys
@@ -287,6 +288,31 @@ class Leases(unittest.TestCase):
         self.assertIn((lease["ip"], "02:00:5e:00:53:77"),
                       [(entry["address"], entry["mac"]) for entry in look()["leases"]])
         self.assertIn(f"{lease['ip']:15}  02:00:5e:00:53:77  until 20", status().stdout)
+
+
+class Metrics(unittest.TestCase):
+    """The service that writes metrics for the node exporter."""
+
+    DIRECTORY = "/var/lib/prometheus/node-exporter"
+
+    def test_are_written_for_everybody_to_read(self):
+        gateway.apply(router())
+        gateway.run("mkdir", "-p", self.DIRECTORY)
+        unit = (ROOT / "packaging/tools/lanfab-metrics.service.in").read_text(encoding="utf-8")
+        gateway.write("/etc/systemd/system/lanfab-metrics.service",
+                      unit.replace("@LANFAB_TOOL@", "/usr/bin/lanfab"))
+        gateway.run("cp", ROOT / "packaging/tools/lanfab-metrics.timer", "/etc/systemd/system")
+        verified = gateway.run("systemd-analyze", "--man=no", "verify", "lanfab-metrics.timer")
+        self.assertEqual(verified.stderr, "")
+        gateway.run("systemctl", "daemon-reload")
+        gateway.run("systemctl", "start", "lanfab-metrics")
+        written = pathlib.Path(self.DIRECTORY, "lanfab.prom")
+        self.assertEqual(stat.S_IMODE(written.stat().st_mode), 0o644)
+        metrics = written.read_text(encoding="ascii").splitlines()
+        for line in "lanfab_status_success 1", "lanfab_last_apply_success 1", "lanfab_trial_active 0":
+            self.assertIn(line, metrics)
+        # Its confinement hides nothing from it.
+        self.assertIn("lanfab_drift_not_checked 0", metrics)
 
 
 class Terminal:
