@@ -9,6 +9,17 @@ bool parse_json(const std::string& text, Json::Value& value) {
   return reader->parse(text.data(), text.data() + text.size(), &value, nullptr);
 }
 
+std::string element_text(const Json::Value& value, std::size_t depth) {
+  const std::string indentation(depth, '\t');
+  std::string text = indentation;
+  // A line end within a string is escaped.
+  for (const char c : Json::writeString(Json::StreamWriterBuilder(), value)) {
+    text += c;
+    if (c == '\n') text += indentation;
+  }
+  return text;
+}
+
 std::string text_at(const Json::Value& object, const char* key) {
   const Json::Value& value = object[key];
   return value.isString() ? value.asString() : "";

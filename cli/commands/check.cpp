@@ -1,223 +1,227 @@
 #include "cli/commands/check.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <optional>
+#include <sstream>
 
+#include "cli/base/file.h"
+#include "cli/base/json.h"
 #include "cli/base/subprocess.h"
 #include "cli/base/terminal.h"
-#include "cli/commands/check_fix.h"
+#include "cli/base/workers.h"
+#include "cli/commands/check_file.h"
 #include "cli/commands/commands.h"
 #include "cli/config_file/source.h"
 #include "cli/lint/allow.h"
-#include "cli/lint/dnsmasq_check.h"
-#include "cli/lint/judge.h"
 #include "cli/lint/report.h"
-#include "cli/lint/report_github.h"
 #include "cli/lint/report_json.h"
 #include "cli/lint/report_sarif.h"
-#include "cli/lint/rules.h"
 #include "cli/live/trial_state.h"
 
+// Of more files dnsmasq is not asked: a dry run and its start take fifty times as long as the rules.
+constexpr std::size_t kMostFilesForDnsmasq = 100;
+
+constexpr char kStandardInput[] = "-";
+
 namespace {
 
-enum class Format { kText, kJson, kSarif, kGithub };
-
-struct CheckOptions {
-  std::vector<std::string> files;  // "-" is standard input; if empty, the active configuration is checked
-  Format format = Format::kText;
-  bool strict = false;               // warnings count, too
-  bool offline = false;              // do not ask dnsmasq
-  std::vector<std::string> allowed;  // rules
-  bool fix = false;                  // write the fixes that are certain
-  bool diff = false;                 // print them as a patch instead of the findings
+// The options of the whole run.
+struct RunOptions {
+  std::vector<std::string> files;
+  std::string list;            // a file with names of more files
+  bool strict = false;         // warnings count, too
+  bool offline = false;        // do not ask dnsmasq
+  std::int64_t processes = 1;  // that examine files at the same time
+  CheckOptions each;           // file
 };
 
-}  // namespace
-
-static void print_as_text(const Source& source, const std::vector<Finding>& findings) {
-  const bool has_terminal = is_terminal(STDOUT_FILENO);
-  const TextStyle style{has_terminal, wants_color(has_terminal), terminal_columns(STDOUT_FILENO)};
-  const std::string report = text_report(source, findings, style);
-  std::fputs(report.c_str(), stdout);
-}
-
-namespace {
-
-// Where the findings of one file after the other go.
+// Prints the reports of one file after the other.
 class Output {
  public:
-  explicit Output(Format format) : format_(format), files_(Json::arrayValue) {}
+  explicit Output(const CheckOptions& options) : options_(options) {}
 
-  // `fixed` has a line for each finding that is no longer there.
-  void add(const Source& source, const Judgement& judgement, const std::vector<std::string>& fixed) {
-    count(judgement, summary_);
-    fixes_ += fixed.size();
-    switch (format_) {
-      case Format::kText:
-        for (const std::string& line : fixed)
-          std::printf("%s\n", line.c_str());
-        print_as_text(source, judgement.findings);
-        break;
-      case Format::kJson:
-        files_.append(json_report(source, judgement));
-        break;
-      case Format::kSarif:
-        sarif_.add(source, judgement);
-        break;
-      case Format::kGithub:
-        std::fputs(github_report(source, judgement.findings).c_str(), stdout);
-        break;
+  // Returns false if what is printed reaches nobody.
+  bool add(const FileReport& report) {
+    if (!report.dnsmasq.trouble.empty()) note_trouble(report.dnsmasq.trouble);
+    if (!report.failure.empty()) {
+      add_failure(report.name, report.failure);
+    } else {
+      is_all_done_ = is_all_done_ && report.is_parsed;
+      add(report.summary);
+      fixes_ += report.fixes;
+      print(report.output);
     }
+    return std::ferror(stdout) == 0;
   }
 
-  // Of a file whose findings are not printed.
-  void count_only(const Judgement& judgement) {
-    count(judgement, summary_);
-    is_silent_ = true;
+  // Of a file that nobody could examine.
+  bool add_unexamined(const std::string& file, const std::string& message) {
+    add_failure(file, message);
+    return std::ferror(stdout) == 0;
   }
 
-  // Adds why a file could not be read or written.
-  void add_failure(const std::string& file, const std::string& message) {
-    report(message);
-    sarif_.add_failure(message);
-    files_.append(json_report_of_unreadable(file, message));
+  bool has_dnsmasq_trouble() const {
+    return has_dnsmasq_trouble_;
   }
 
-  // The summary, or the whole as one JSON value.
+  // The summary, or the end of the JSON value.
   void finish() const {
-    if (is_silent_) return;
-    if (format_ == Format::kJson) {
-      print_json(files_);
-    } else if (format_ == Format::kSarif) {
-      print_json(sarif_.log());
-    } else if (summary_.files > 0) {
+    if (options_.format == Format::kJson) {
+      std::puts(is_list_begun_ ? "\n]" : "[]");
+    } else if (options_.format == Format::kSarif) {
+      std::puts(sarif_.text().c_str());
+    } else if (!options_.diff && summary_.files > 0) {
       const std::string fixed = fixes_ > 0 ? ", " + std::to_string(fixes_) + " fixed" : "";
       std::printf("%s%s\n", text_of(summary_).c_str(), fixed.c_str());
     }
   }
 
-  const Summary& summary() const {
-    return summary_;
+  // 0 without an error, 1 with one, 2 when a file cannot be read, parsed or written.
+  int status(bool strict) const {
+    if (!is_all_done_) return kFailure;
+    return summary_.errors > 0 || (strict && summary_.warnings > 0) ? 1 : 0;
   }
 
  private:
-  static void print_json(const Json::Value& value) {
-    std::printf("%s\n", Json::writeString(Json::StreamWriterBuilder(), value).c_str());
+  void print(const std::string& output) {
+    if (options_.format == Format::kSarif) return sarif_.add(output);
+    if (options_.format == Format::kJson) {
+      std::fputs(is_list_begun_ ? ",\n" : "[\n", stdout);
+      is_list_begun_ = true;
+    }
+    std::fwrite(output.data(), 1, output.size(), stdout);
   }
 
-  Format format_;
-  Json::Value files_;
+  // Says why a file could not be read or written.
+  void add_failure(const std::string& file, const std::string& message) {
+    is_all_done_ = false;
+    report(message);
+    sarif_.add_failure(message);
+    if (options_.format == Format::kJson) print(element_text(json_report_of_unreadable(file, message), 1));
+  }
+
+  // It would be the same for every file.
+  void note_trouble(const std::string& trouble) {
+    if (!has_dnsmasq_trouble_) report(trouble + "; dnsmasq is not asked");
+    has_dnsmasq_trouble_ = true;
+  }
+
+  void add(const Summary& summary) {
+    summary_.files += summary.files;
+    summary_.errors += summary.errors;
+    summary_.warnings += summary.warnings;
+    summary_.allowed += summary.allowed;
+  }
+
+  const CheckOptions& options_;
   SarifReport sarif_;
   Summary summary_;
   std::size_t fixes_ = 0;
-  bool is_silent_ = false;
-};
-
-// dnsmasq, where it can be asked.
-class Dnsmasq {
- public:
-  explicit Dnsmasq(bool offline) : program_(offline ? std::nullopt : find_in_path("dnsmasq")) {}
-
-  // Adds what it refuses to what the rules have found. After an error it would only say the same once more.
-  void judge(const Site& site, std::vector<Finding>& findings) {
-    if (!program_ || std::any_of(findings.begin(), findings.end(), is_error)) return;
-    if (const auto trouble = ask_dnsmasq(*program_, site, findings)) {
-      // The rest of it is advice, which `lanfab preview` gives, too.
-      report(trouble->substr(0, trouble->find('\n')) + "; dnsmasq is not asked");
-      // It would be the same for every file.
-      program_.reset();
-    }
-  }
-
- private:
-  static bool is_error(const Finding& finding) {
-    return finding.severity == Severity::kError;
-  }
-
-  std::optional<std::string> program_;
+  bool is_list_begun_ = false;
+  bool is_all_done_ = true;
+  bool has_dnsmasq_trouble_ = false;
 };
 
 }  // namespace
 
-// What the rules and dnsmasq find.
-static Judgement judge(Source& source, Dnsmasq& dnsmasq, const std::vector<std::string>& allowed) {
-  return judge(source, allowed, [&dnsmasq](const Site& site, std::vector<Finding>& findings) {
-    dnsmasq.judge(site, findings);
-  });
+// Appends the names in a list, one a line. Returns nothing, or why it cannot be read.
+static std::optional<std::string> read_list(const std::string& list, std::vector<std::string>& files) {
+  const bool is_input = list == kStandardInput;
+  const std::string name = is_input ? "<stdin>" : list;
+  const Descriptor opened(is_input ? -1 : open(list.c_str(), O_RDONLY | O_CLOEXEC));
+  std::string text;
+  if (!is_input && !opened.is_open()) return with_errno(name);
+  if (!read_all(is_input ? STDIN_FILENO : opened.number(), text)) return with_errno(name);
+  if (text.find('\0') != std::string::npos)
+    return printable(name) + ": contains U+0000 (NUL): the names of the files must be lines";
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);)
+    if (!line.empty()) files.push_back(line);
+  return std::nullopt;
 }
 
-// Prints what the fixes would change. It may be a patch, whose lines must stay as they are.
-static void print_diff(const Source& source, const FixedText& fixed) {
-  std::string text = diff_of_fixes(source, fixed);
-  if (is_terminal(STDOUT_FILENO)) text = printable(text, "\t\n");
-  std::fwrite(text.data(), 1, text.size(), stdout);
-}
-
-// Checks one file and fixes it if wanted. Returns false if it cannot be read, parsed or written.
-static bool check_file(const CheckOptions& options, const std::string& file, Dnsmasq& dnsmasq,
-                       Output& output) {
-  Source source;
-  std::optional<LoadFailure> failure = load_source(file, source);
-  if (failure && !failure->syntax) {
-    output.add_failure(source.name, failure->message);
-    return false;
+// Fills `options.files`. Returns nothing, or why these files cannot be checked.
+static std::optional<std::string> complete(RunOptions& options) {
+  for (const std::string& rule : options.each.allowed)
+    if (const auto obstacle = why_not_allowed(rule)) return "lanfab: --allow: " + *obstacle;
+  const bool writes = options.each.fix && !options.each.diff;
+  if (writes && options.files.empty() && options.list.empty()) return "lanfab: --fix requires FILE";
+  if (!options.list.empty()) {
+    if (auto trouble = read_list(options.list, options.files)) return trouble;
+  } else if (options.files.empty()) {
+    options.files.push_back(active_configuration());
   }
-  const auto judge_text = [&] {
-    return failure ? judgement_of(*failure->syntax) : judge(source, dnsmasq, options.allowed);
+  if (std::count(options.files.begin(), options.files.end(), kStandardInput) == 0) return std::nullopt;
+  if (writes) return "lanfab: --fix cannot write standard input; use --diff";
+  if (options.list == kStandardInput) return "lanfab: standard input is the list of files, and one of them";
+  return std::nullopt;
+}
+
+// The program, unless it is not to be asked.
+static std::optional<std::string> find_dnsmasq(bool offline, std::size_t files) {
+  if (offline) return std::nullopt;
+  auto program = find_in_path("dnsmasq");
+  if (program && files > kMostFilesForDnsmasq) {
+    report("lanfab: more than " + std::to_string(kMostFilesForDnsmasq) + " files; dnsmasq is not asked");
+    return std::nullopt;
+  }
+  return program;
+}
+
+// Examines the files in this process, one after the other.
+static void check_in_turn(const RunOptions& options, Dnsmasq dnsmasq, Output& output) {
+  for (const std::string& file : options.files)
+    if (!output.add(check_file(options.each, file, dnsmasq))) return;
+}
+
+// Examines the files in several processes. Standard input is read in this one, where its turn comes, and what
+// dnsmasq said to another process after it could not be asked about an earlier file is not heard.
+static std::optional<std::string> check_in_parallel(const RunOptions& options, Dnsmasq dnsmasq,
+                                                    Output& output) {
+  TaskList list{options.files.size(), static_cast<std::size_t>(options.processes), nullptr, nullptr};
+  list.work = [&](std::size_t task) {
+    const std::string& file = options.files[task];
+    return file == kStandardInput ? "" : encode(check_file(options.each, file, dnsmasq));
   };
-  Judgement judgement = judge_text();
-  const bool is_parsed = !failure;
-  FixedText fixed{source.text, {}};
-  if (options.diff) output.count_only(judgement);
-  if (options.fix || options.diff) {
-    fixed = apply_fixes(source, judgement, [&](Source&) {
-      failure = parse_source(source);
-      return judge_text();
-    });
-  }
-  if (options.diff) {
-    print_diff(source, fixed);
-    return is_parsed;
-  }
-  const auto trouble = fixed.report.empty() ? std::nullopt : write_fixed(file, source, fixed);
-  if (trouble) {
-    output.add_failure(source.name, *trouble);
-    return false;
-  }
-  output.add(source, judgement, fixed.report);
-  return !failure;
+  list.take = [&](std::size_t task, const TaskResult& result) {
+    const std::string& file = options.files[task];
+    if (!result.trouble.empty()) {
+      const std::string name = printable(file);
+      return output.add_unexamined(file, name + ": the process that checked it ended: " + result.trouble);
+    }
+    Dnsmasq nobody(std::nullopt);
+    Dnsmasq& asked = output.has_dnsmasq_trouble() ? nobody : dnsmasq;
+    if (result.bytes.empty()) return output.add(check_file(options.each, file, asked));
+    const FileReport report = decode(result.bytes);
+    const bool is_heard = !(output.has_dnsmasq_trouble() && report.dnsmasq.is_refusal);
+    return output.add(is_heard ? report : check_file(options.each, file, nobody));
+  };
+  return do_tasks(list);
 }
 
-// Prints the findings. Returns the exit status: 0 without an error, 1 with one, 2 when a file cannot be read,
-// parsed or written.
-static int check(const CheckOptions& options) {
-  for (const std::string& rule : options.allowed)
-    if (const auto obstacle = why_not_allowed(rule)) return fail("lanfab: --allow: " + *obstacle);
-  const bool writes = options.fix && !options.diff;
-  if (writes && options.files.empty()) return fail("lanfab: --fix requires FILE");
-  if (writes && std::count(options.files.begin(), options.files.end(), "-") > 0)
-    return fail("lanfab: --fix cannot write standard input; use --diff");
-  Output output(options.format);
-  Dnsmasq dnsmasq(options.offline);
-  bool is_all_readable = true;
-  for (const std::string& file :
-       options.files.empty() ? std::vector<std::string>{active_configuration()} : options.files) {
-    const bool is_readable = check_file(options, file, dnsmasq, output);
-    is_all_readable = is_all_readable && is_readable;
+// Prints the findings. Returns the exit status.
+static int check(RunOptions& options) {
+  if (const auto obstacle = complete(options)) return fail(*obstacle);
+  Dnsmasq dnsmasq(find_dnsmasq(options.offline, options.files.size()));
+  Output output(options.each);
+  if (options.processes == 1 || options.files.size() == 1) {
+    check_in_turn(options, std::move(dnsmasq), output);
+  } else if (const auto trouble = check_in_parallel(options, std::move(dnsmasq), output)) {
+    return fail("lanfab: " + *trouble);
   }
   output.finish();
-  if (!is_all_readable) return kFailure;
-  const Summary& summary = output.summary();
-  return summary.errors > 0 || (options.strict && summary.warnings > 0) ? 1 : 0;
+  return output.status(options.strict);
 }
 
 Summary show_findings(Source source) {
-  Dnsmasq dnsmasq(false);
+  Dnsmasq dnsmasq(find_dnsmasq(false, 1));
   const Judgement judgement = judge(source, dnsmasq, {});
-  print_as_text(source, judgement.findings);
+  std::fputs(findings_for_output(source, judgement.findings).c_str(), stdout);
   Summary summary;
   count(judgement, summary);
   return summary;
@@ -233,19 +237,28 @@ static Option format_option(Format& format) {
 }
 
 Command check_command() {
-  static CheckOptions options;
+  static RunOptions options;
   return {"check",
           "Say what is wrong with a configuration",
           {{"FILE", "configurations; - is standard input; default: the active one", &options.files,
             Completion::kFile},
+           {"--files-from LIST", "a file with the names of more files, one a line; - is\nstandard input",
+            &options.list, Completion::kFile},
+           {"-j N", "check so many files at the same time", Number{&options.processes, 1, 256}},
            {"--strict", "fail on warnings, too", &options.strict},
            {"--offline", "do not ask dnsmasq", &options.offline},
-           {"--allow RULE", "do not report what this rule finds", &options.allowed, Completion::kRule},
-           format_option(options.format),
-           {"--fix", "write the fixes that are certain to the files", &options.fix},
+           {"--allow RULE", "do not report what this rule finds", &options.each.allowed, Completion::kRule},
+           format_option(options.each.format),
+           {"--fix",
+            "write the fixes that are certain to the files",
+            &options.each.fix,
+            Completion::kNothing,
+            {},
+            Presence::kOptional,
+            "-j"},
            {"--diff",
             "show what --fix would change, and nothing else",
-            &options.diff,
+            &options.each.diff,
             Completion::kNothing,
             {},
             Presence::kOptional,

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "cli/base/json.h"
 #include "cli/config_file/text_positions.h"
 #include "cli/lint/report.h"
 #include "cli/lint/rule_page.h"
@@ -98,8 +99,16 @@ static Json::Value suppressions_of(const AllowedFinding& allowed) {
   return suppressions;
 }
 
+// How deep a result is in the report.
+constexpr std::size_t kResultDepth = 4;
+
+static void add_result(const Json::Value& result, std::string& results) {
+  if (!results.empty()) results += ",\n";
+  results += element_text(result, kResultDepth);
+}
+
 static void add_results(const Source& source, const TextPositions& positions, const Finding& finding,
-                        const Json::Value& suppressions, Json::Value& results) {
+                        const Json::Value& suppressions, std::string& results) {
   Json::Value result = result_for(finding, finding.message, suppressions);
   result["locations"].append(location_in(source, region_of(finding.range, positions)));
   for (const RelatedLocation& related : finding.details.related) {
@@ -108,19 +117,26 @@ static void add_results(const Source& source, const TextPositions& positions, co
     result["relatedLocations"].append(std::move(location));
   }
   if (!finding.details.fix.empty()) result["fixes"].append(fix_in(source, finding.details.fix, positions));
-  results.append(std::move(result));
+  add_result(result, results);
   if (finding.unlisted == 0) return;
   Json::Value rest = result_for(finding, "and " + std::to_string(finding.unlisted) + " more", suppressions);
   rest["locations"].append(location_in(source, Json::nullValue));
-  results.append(std::move(rest));
+  add_result(rest, results);
 }
 
-void SarifReport::add(const Source& source, const Judgement& judgement) {
+std::string sarif_results(const Source& source, const Judgement& judgement) {
   const TextPositions positions(source.text);
+  std::string results;
   for (const Finding& finding : judgement.findings)
-    add_results(source, positions, finding, Json::arrayValue, results_);
+    add_results(source, positions, finding, Json::arrayValue, results);
   for (const AllowedFinding& allowed : judgement.allowed)
-    add_results(source, positions, allowed.finding, suppressions_of(allowed), results_);
+    add_results(source, positions, allowed.finding, suppressions_of(allowed), results);
+  return results;
+}
+
+void SarifReport::add(const std::string& results) {
+  if (!results_.empty() && !results.empty()) results_ += ",\n";
+  results_ += results;
 }
 
 void SarifReport::add_failure(const std::string& message) {
@@ -151,7 +167,8 @@ static Json::Value descriptor_of(const Rule& rule) {
   return descriptor;
 }
 
-Json::Value SarifReport::log() const {
+// The report without results.
+static Json::Value log_with(const Json::Value& notifications) {
   Json::Value run(Json::objectValue);
   Json::Value& driver = run["tool"]["driver"];
   driver["name"] = "lanfab";
@@ -159,14 +176,25 @@ Json::Value SarifReport::log() const {
   for (const Rule& rule : all_rules())
     driver["rules"].append(descriptor_of(rule));
   Json::Value invocation(Json::objectValue);
-  invocation["executionSuccessful"] = notifications_.empty();
-  invocation["toolExecutionNotifications"] = notifications_;
+  invocation["executionSuccessful"] = notifications.empty();
+  invocation["toolExecutionNotifications"] = notifications;
   run["invocations"].append(std::move(invocation));
   run["columnKind"] = "unicodeCodePoints";
-  run["results"] = results_;
+  run["results"] = Json::arrayValue;
   Json::Value log(Json::objectValue);
   log["$schema"] = "https://json.schemastore.org/sarif-2.1.0.json";
   log["version"] = "2.1.0";
   log["runs"].append(std::move(run));
   return log;
+}
+
+std::string SarifReport::text() const {
+  std::string text = Json::writeString(Json::StreamWriterBuilder(), log_with(notifications_));
+  if (results_.empty()) return text;
+  // Within a string its quotes would be escaped.
+  constexpr std::string_view kNone = "\"results\" : []";
+  const std::size_t place = text.find(kNone);
+  const std::string indentation(kResultDepth - 1, '\t');
+  std::string list = "\"results\" : \n" + indentation + "[\n" + results_ + "\n" + indentation + "]";
+  return text.replace(place, kNone.size(), list);
 }

@@ -10,20 +10,25 @@
 #include "cli/config_file/source.h"
 #include "cli/lint/allow.h"
 
+// What is found in a file, as a part of the list of results in the text of the report; empty if nothing is.
+// What is allowed is reported as suppressed.
+std::string sarif_results(const Source& source, const Judgement& judgement);
+
 class SarifReport {
  public:
-  SarifReport() : results_(Json::arrayValue), notifications_(Json::arrayValue) {}
+  SarifReport() : notifications_(Json::arrayValue) {}
 
-  // What is allowed is reported as suppressed.
-  void add(const Source& source, const Judgement& judgement);
+  // Adds the results of a file.
+  void add(const std::string& results);
 
   // Adds why a file could not be examined.
   void add_failure(const std::string& message);
 
-  // The whole report.
-  Json::Value log() const;
+  // The whole report, without a line end behind it.
+  std::string text() const;
 
  private:
-  Json::Value results_;
+  // As text, since a tree would take several times the memory.
+  std::string results_;
   Json::Value notifications_;
 };

@@ -4,6 +4,7 @@
 No rule leaves anything for the real dnsmasq to refuse, so most of these have another one in front of it.
 """
 
+import json
 import os
 import pathlib
 import shutil
@@ -60,8 +61,8 @@ class AskDnsmasq(unittest.TestCase):
     def was_asked(self):
         return (self.directory / "asked").exists()
 
-    def check(self, *arguments, lanfab=LANFAB, before=()):
-        return subprocess.run([*with_first(self.tools), *before, lanfab, "check", *arguments],
+    def check(self, *arguments, lanfab=LANFAB, before=(), stdin=""):
+        return subprocess.run([*with_first(self.tools), *before, lanfab, "check", *arguments], input=stdin,
                               cwd=self.directory, text=True, capture_output=True, check=False)
 
     def assert_said(self, done, status, output, errors=""):
@@ -109,6 +110,51 @@ class AskDnsmasq(unittest.TestCase):
         self.assert_said(self.check("network.json", "network.json"), 0,
                          "0 errors and 0 warnings in 2 files\n",
                          "lanfab: /usr/sbin/dnsmasq ended with status 3; dnsmasq is not asked\n")
+
+    def test_trouble_is_noted_once_by_several_processes(self):
+        self.lay_dnsmasq("exit 3")
+        self.assert_said(self.check("-j3", *5 * ["network.json"]), 0, "0 errors and 0 warnings in 5 files\n",
+                         "lanfab: /usr/sbin/dnsmasq ended with status 3; dnsmasq is not asked\n")
+
+    def test_what_it_says_after_trouble_does_not_count(self):
+        """The second file is refused before there is trouble with the first one, but comes later."""
+        self.lay("first.json", CONFIGURATION.replace("53:02", "53:03"))
+        self.lay_dnsmasq(f"""
+            if grep -q 53:03; then
+              until [ -e '{self.directory}/refused' ]; do sleep 0.01; done
+              exit 3
+            fi
+            touch '{self.directory}/refused'
+            echo 'dnsmasq: out of patience' >&2
+            exit 1""")
+        self.assert_said(self.check("-j2", "first.json", "network.json"), 0,
+                         "0 errors and 0 warnings in 2 files\n",
+                         "lanfab: /usr/sbin/dnsmasq ended with status 3; dnsmasq is not asked\n")
+
+    def test_refusals_come_in_the_order_of_the_files(self):
+        self.lay_dnsmasq(REFUSE)
+        done = self.check("-j2", "network.json", "-", "network.json", stdin=CONFIGURATION)
+        self.assertEqual([line.split(" ")[0] for line in done.stdout.splitlines()[:-1]],
+                         ["network.json:7:35:", "<stdin>:7:35:", "network.json:7:35:"])
+
+    def test_a_process_that_dies_is_an_error_of_its_file(self):
+        self.lay_dnsmasq("if grep -q 53:03; then kill -KILL $PPID; fi")
+        self.lay("second.json", CONFIGURATION.replace("53:02", "53:03"))
+        message = "second.json: the process that checked it ended: Killed"
+        files = ("network.json", "second.json", "network.json")
+        self.assert_said(self.check("-j2", *files), 2, "0 errors and 0 warnings in 2 files\n", message + "\n")
+        done = self.check("-j2", "--format=json", *files)
+        self.assertEqual([file.get("error") for file in json.loads(done.stdout)], [None, message, None])
+
+    def test_is_not_asked_about_many_files(self):
+        self.lay_dnsmasq("exit 3")
+        for number, reason in ((100, "/usr/sbin/dnsmasq ended with status 3"), (101, "more than 100 files")):
+            with self.subTest(number):
+                self.assert_said(self.check(*number * ["network.json"]), 0,
+                                 f"0 errors and 0 warnings in {number} files\n",
+                                 f"lanfab: {reason}; dnsmasq is not asked\n")
+        done = self.check("--offline", *101 * ["network.json"])
+        self.assert_said(done, 0, "0 errors and 0 warnings in 101 files\n")
 
     def test_one_that_is_killed(self):
         self.lay_dnsmasq("kill -KILL $$")

@@ -9,6 +9,17 @@ TEST(JsonTest, OneValueIsParsed) {
   EXPECT_FALSE(parse_json("{\"a\": ", value));
 }
 
+// Texts of elements are put together to that of the list.
+TEST(JsonTest, AnElementIsWrittenAsInTheList) {
+  Json::Value element;
+  ASSERT_TRUE(parse_json("{\"name\": \"a\\nb\", \"list\": [{\"a\": [1, {}]}, []]}", element));
+  Json::Value list;
+  list["list"].append(element);
+  const std::string text = Json::writeString(Json::StreamWriterBuilder(), list);
+  EXPECT_EQ(text, "{\n\t\"list\" : \n\t[\n" + element_text(element, 2) + "\n\t]\n}");
+  EXPECT_EQ(element_text(1, 0), "1");
+}
+
 TEST(JsonTest, TheOutputOfAProgramIsCaptured) {
   Json::Value value;
   EXPECT_EQ(capture_json({"echo", "[1]"}, value), std::nullopt);

@@ -16,11 +16,23 @@ static Finding finding_at(TextRange range, const std::string& message = "message
   return {"wrong-type", Severity::kError, range, message, {}};
 }
 
+static Json::Value log_of(const SarifReport& report) {
+  Json::Value log;
+  EXPECT_TRUE(parse_json(report.text(), log)) << report.text();
+  // It is put together from texts that have been written before.
+  EXPECT_EQ(report.text(), Json::writeString(Json::StreamWriterBuilder(), log));
+  return log;
+}
+
 // The only run of the report about one file.
-static Json::Value run_about(const Source& source, const std::vector<Finding>& findings) {
+static Json::Value run_about_all(const Source& source, const Judgement& judgement) {
   SarifReport report;
-  report.add(source, {findings, {}});
-  return report.log()["runs"][0];
+  report.add(sarif_results(source, judgement));
+  return log_of(report)["runs"][0];
+}
+
+static Json::Value run_about(const Source& source, const std::vector<Finding>& findings) {
+  return run_about_all(source, {findings, {}});
 }
 
 static std::string message_about(const std::string& message) {
@@ -81,9 +93,10 @@ TEST(ReportSarif, EachRuleHasItsLevelAndItsEntry) {
 
 TEST(ReportSarif, ARunOverAllFilesCountsColumnsInCharacters) {
   SarifReport report;
-  report.add({"a.json", "{}", {}}, {{finding_at({0, 2})}, {}});
-  report.add({"b.json", "{}", {}}, {{finding_at({0, 2})}, {}});
-  const Json::Value log = report.log();
+  for (const char* name : {"a.json", "b.json"})
+    report.add(sarif_results({name, "{}", {}}, {{finding_at({0, 2})}, {}}));
+  report.add("");
+  const Json::Value log = log_of(report);
   EXPECT_EQ(log["version"], "2.1.0");
   ASSERT_EQ(log["runs"].size(), 1U);
   const Json::Value& run = log["runs"][0];
@@ -96,7 +109,7 @@ TEST(ReportSarif, ARunOverAllFilesCountsColumnsInCharacters) {
 TEST(ReportSarif, AFileThatCannotBeExaminedIsANotification) {
   SarifReport report;
   report.add_failure("none.json: No such file or directory");
-  const Json::Value run = report.log()["runs"][0];
+  const Json::Value run = log_of(report)["runs"][0];
   EXPECT_TRUE(run["results"].isArray());
   expect_json(run["invocations"], R"([{"executionSuccessful": false, "toolExecutionNotifications": [
       {"level": "error", "message": {"text": "none.json: No such file or directory"}}]}])");
@@ -114,9 +127,8 @@ TEST(ReportSarif, WhatIsNotListedIsAResultWithoutARegion) {
 }
 
 TEST(ReportSarif, WhatIsAllowedIsSuppressed) {
-  SarifReport report;
-  report.add({"network.json", "{}", {}}, {{}, {{finding_at({0, 2}), true}, {finding_at({0, 2}), false}}});
-  const Json::Value results = report.log()["runs"][0]["results"];
+  const Judgement judgement{{}, {{finding_at({0, 2}), true}, {finding_at({0, 2}), false}}};
+  const Json::Value results = run_about_all({"network.json", "{}", {}}, judgement)["results"];
   ASSERT_EQ(results.size(), 2U);
   expect_json(results[0]["suppressions"], R"([{"kind": "inSource"}])");
   expect_json(results[1]["suppressions"], R"([{"kind": "external"}])");

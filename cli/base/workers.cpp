@@ -1,0 +1,201 @@
+#include "cli/base/workers.h"
+
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdint>
+#include <cstring>
+#include <exception>
+#include <map>
+#include <vector>
+
+#include "cli/base/file.h"
+#include "cli/base/subprocess.h"
+#include "cli/base/terminal.h"
+
+// How many results may wait for that of an earlier task, for each process.
+constexpr std::size_t kWaitingResults = 8;
+
+namespace {
+
+// Both go through a socket: a task is its number, a result its size and its bytes.
+using TaskNumber = std::uint64_t;
+using ResultSize = std::uint64_t;
+
+struct Worker {
+  pid_t process;
+  Descriptor socket;
+  std::optional<std::size_t> task = std::nullopt;  // the one that it works on
+  std::string received = {};                       // of the result
+};
+
+}  // namespace
+
+static std::string bytes_of(const std::string& result) {
+  const ResultSize size = result.size();
+  std::string bytes(reinterpret_cast<const char*>(&size), sizeof size);
+  return bytes += result;
+}
+
+// The result, once it is complete.
+static std::optional<std::string> result_in(const std::string& received) {
+  ResultSize size = 0;
+  if (received.size() < sizeof size) return std::nullopt;
+  std::memcpy(&size, received.data(), sizeof size);
+  if (received.size() - sizeof size < size) return std::nullopt;
+  return received.substr(sizeof size);
+}
+
+// The other process: does one task after the other until this program's first process has ended.
+[[noreturn]] static void work_for(int socket, const TaskList& list) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL, 0, 0, 0);
+  try {
+    TaskNumber task = 0;
+    while (recv(socket, &task, sizeof task, MSG_WAITALL) == sizeof task &&
+           write_all(socket, bytes_of(list.work(task)))) {
+    }
+    _exit(0);
+  } catch (const std::exception& error) {
+    _exit(fail(std::string("lanfab: ") + error.what()));
+  }
+}
+
+static std::string why_ended(pid_t process) {
+  const int status = wait_for_child(process);
+  if (WIFSIGNALED(status)) return strsignal(WTERMSIG(status));
+  return "status " + std::to_string(WEXITSTATUS(status));
+}
+
+namespace {
+
+class Workers {
+ public:
+  explicit Workers(const TaskList& list) : list_(list) {}
+  Workers(const Workers&) = delete;
+  Workers& operator=(const Workers&) = delete;
+
+  // They may be at work: what they would find out is of no use.
+  ~Workers() {
+    for (const Worker& worker : workers_) {
+      kill(worker.process, SIGKILL);
+      wait_for_child(worker.process);
+    }
+  }
+
+  std::optional<std::string> run() {
+    while (taken_ < list_.tasks) {
+      hand_out();
+      if (workers_.empty()) return with_errno("fork");
+      receive();
+      if (!take()) break;
+    }
+    return std::nullopt;
+  }
+
+ private:
+  bool is_task_left() const {
+    return next_ < list_.tasks && next_ < taken_ + kWaitingResults * list_.processes;
+  }
+
+  // Gives a task to each process that has none, and starts those that are missing.
+  void hand_out() {
+    while (is_task_left()) {
+      Worker* worker = idle_worker();
+      if (worker == nullptr) return;
+      const TaskNumber task = next_;
+      if (send(worker->socket.number(), &task, sizeof task, MSG_NOSIGNAL) == sizeof task) {
+        worker->task = next_++;
+      } else {
+        remove(*worker);
+      }
+    }
+  }
+
+  // Null if all are at work, with errno set if another one cannot be started. With too few of them the tasks
+  // only take longer.
+  Worker* idle_worker() {
+    for (Worker& worker : workers_)
+      if (!worker.task) return &worker;
+    return workers_.size() < list_.processes && start_worker() ? &workers_.back() : nullptr;
+  }
+
+  // False, with errno set, on failure.
+  bool start_worker() {
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return false;
+    Descriptor own(ends[0]);
+    const Descriptor other(ends[1]);
+    const pid_t process = fork();
+    if (process == 0) {
+      // With a copy of these nobody would see the end of this process.
+      own = Descriptor();
+      for (Worker& worker : workers_)
+        worker.socket = Descriptor();
+      work_for(other.number(), list_);
+    }
+    if (process < 0) return false;
+    workers_.push_back({process, std::move(own)});
+    return true;
+  }
+
+  // Returns why the process has ended.
+  std::string remove(const Worker& worker) {
+    std::string reason = why_ended(worker.process);
+    workers_.erase(workers_.begin() + (&worker - workers_.data()));
+    return reason;
+  }
+
+  // Waits until something has come, and receives it.
+  void receive() {
+    std::vector<pollfd> events;
+    for (const Worker& worker : workers_)
+      events.push_back({worker.socket.number(), POLLIN, 0});
+    poll(events.data(), events.size(), -1);
+    // From the end, since one that has ended is removed.
+    for (std::size_t i = events.size(); i-- > 0;)
+      if (events[i].revents != 0) receive_from(workers_[i]);
+  }
+
+  void receive_from(Worker& worker) {
+    char block[65536];
+    const ssize_t size = read(worker.socket.number(), block, sizeof block);
+    if (size <= 0) {
+      const std::optional<std::size_t> task = worker.task;
+      const std::string trouble = remove(worker);
+      if (task) results_[*task] = {"", trouble};
+      return;
+    }
+    worker.received.append(block, static_cast<std::size_t>(size));
+    if (auto result = result_in(worker.received)) {
+      results_[*worker.task] = {std::move(*result), ""};
+      worker.task.reset();
+      worker.received = {};
+    }
+  }
+
+  // Passes on the results whose turn it is. Returns false if no more are wanted.
+  bool take() {
+    while (!results_.empty() && results_.begin()->first == taken_) {
+      TaskResult result = std::move(results_.begin()->second);
+      results_.erase(results_.begin());
+      if (!list_.take(taken_++, std::move(result))) return false;
+    }
+    return true;
+  }
+
+  const TaskList& list_;
+  std::vector<Worker> workers_;
+  std::map<std::size_t, TaskResult> results_;  // that wait to be taken
+  std::size_t next_ = 0;                       // the first task that no process has been given
+  std::size_t taken_ = 0;                      // how many results have been taken
+};
+
+}  // namespace
+
+std::optional<std::string> do_tasks(const TaskList& list) {
+  return Workers(list).run();
+}
