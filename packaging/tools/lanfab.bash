@@ -11,6 +11,8 @@ _lanfab() {
   fi
   if ((COMP_CWORD > 1)); then command=${COMP_WORDS[1]}; fi
   case "$command ${COMP_WORDS[before]}" in
+    'check --files-from') compopt -o default ;;
+    'check -j') ;;
     'check --allow') words=$("${COMP_WORDS[0]}" explain 2>/dev/null | cut -d ' ' -f 1) ;;
     'check --format') words='text json sarif github' ;;
     'graph --format') words='text dot svg html' ;;
@@ -35,7 +37,7 @@ _lanfab() {
     'report -o') compopt -o default ;;
     *)
       case "$command $word" in
-        'check -'*) words='--strict --offline --allow --format --fix --diff -h --help' ;;
+        'check -'*) words='--files-from -j --strict --offline --allow --format --fix --diff -h --help' ;;
         'check '*) compopt -o default ;;
         'explain -'*) words='-h --help' ;;
         'explain '*) words=$("${COMP_WORDS[0]}" explain 2>/dev/null | cut -d ' ' -f 1) ;;

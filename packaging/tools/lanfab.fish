@@ -22,6 +22,8 @@ complete -c lanfab -n __lanfab_is -a revert -d 'Go back to the configuration bef
 complete -c lanfab -n __lanfab_is -a status -d 'Say whether a gateway is as its configuration wants it'
 complete -c lanfab -n __lanfab_is -a history -d 'List the configurations that came into effect'
 complete -c lanfab -n __lanfab_is -a report -d 'Collect what is needed to find a fault from afar'
+complete -c lanfab -n '__lanfab_is check' -l files-from -r -F -d 'a file with the names of more files, one a line'
+complete -c lanfab -n '__lanfab_is check' -s j -x -d 'check so many files at the same time'
 complete -c lanfab -n '__lanfab_is check' -l strict -d 'fail on warnings, too'
 complete -c lanfab -n '__lanfab_is check' -l offline -d 'do not ask dnsmasq'
 complete -c lanfab -n '__lanfab_is check' -l allow -x -a "(lanfab explain 2>/dev/null | string replace --regex ' .*' '')" -d 'do not report what this rule finds'
