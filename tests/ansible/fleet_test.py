@@ -45,7 +45,7 @@ class Playbook(unittest.TestCase):
         self.assertFalse(gateway.is_on_trial())
 
     def assert_reached(self, gateway):
-        self.assertIn(f"{gateway.name} ", self.play("drift.yml", "--limit", gateway.name))
+        self.assertRegex(self.play("drift.yml", "--limit", gateway.name), rf"{gateway.name} +1\.")
 
 
 class GoodRollout(Playbook):
