@@ -150,7 +150,8 @@ class Fleet:
             "ANSIBLE_COLLECTIONS_PATH": str(self.directory / "collections"),
             "ANSIBLE_CONFIG": str(COLLECTION / "examples" / "ansible.cfg"), "ANSIBLE_NOCOLOR": "1",
             "ANSIBLE_HOST_KEY_CHECKING": "1", "ANSIBLE_RETRY_FILES_ENABLED": "0",
-            "LLVM_PROFILE_FILE": "/dev/null"}
+            # The only user of a simulated gateway is root, whom sudo makes root.
+            "ANSIBLE_BECOME_ALLOW_SAME_USER": "1", "LLVM_PROFILE_FILE": "/dev/null"}
         return subprocess.Popen(
             ["ansible-playbook", "-i", inventory, *options, COLLECTION / "playbooks" / playbook],
             env=environment, cwd=self.directory, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
