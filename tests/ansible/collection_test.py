@@ -9,7 +9,8 @@ import sys
 import tempfile
 import unittest
 
-from fleet import COLLECTION, skip_without_ansible
+from fleet import skip_without_ansible
+from lib.controller import COLLECTION, lay_collection
 
 LANFAB = os.path.abspath(sys.argv.pop(1))
 del sys.argv[1]
@@ -22,12 +23,9 @@ class Collection(unittest.TestCase):
         directory = tempfile.TemporaryDirectory()
         self.addCleanup(directory.cleanup)
         self.directory = pathlib.Path(directory.name)
-        parent = self.directory / "collections" / "ansible_collections" / "lanfab"
-        parent.mkdir(parents=True)
-        (parent / "gateway").symlink_to(COLLECTION)
         self.environment = {
             **os.environ, "HOME": directory.name, "XDG_CACHE_HOME": directory.name, "LC_ALL": "C.UTF-8",
-            "ANSIBLE_COLLECTIONS_PATH": str(self.directory / "collections"), "ANSIBLE_NOCOLOR": "1",
+            "ANSIBLE_COLLECTIONS_PATH": lay_collection(self.directory), "ANSIBLE_NOCOLOR": "1",
             "ANSIBLE_CONFIG": str(COLLECTION / "examples" / "ansible.cfg"),
             "PATH": f"{os.path.dirname(LANFAB)}:{os.environ['PATH']}"}
 

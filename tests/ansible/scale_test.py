@@ -35,7 +35,7 @@ def controller_seconds():
 def measured_play(fleet, server):
     """Rolls out, and prints what it took. Returns the exit status, what was printed, and the seconds."""
     for gateway in fleet.gateways:
-        fleet.want(gateway, configuration(gateway.address, server))
+        fleet.want(gateway.name, configuration(gateway.address, server))
     begin, used = time.monotonic(), controller_seconds()
     status, printed = fleet.play("rollout.yml", lanfab_timeout=60, lanfab_probes=["test ! -e /run/fails"])
     seconds, used = time.monotonic() - begin, controller_seconds() - used

@@ -53,7 +53,7 @@ class ActionModule(ActionBase):
         try:
             self._connect_to(self._old_host, is_new_connection=False)
             result.update(self._change(self._content(options), options))
-        except AnsibleConnectionFailure as error:
+        except AnsibleError as error:
             # With "unreachable" instead of "failed", Ansible might go on to the next wave.
             result.update(failed=True, msg="%s: %s" % (self._old_host, last_line(to_text(error))))
         except Failure as failure:
