@@ -93,6 +93,7 @@ from ansible_collections.lanfab.gateway.plugins.module_utils.lanfab import (
 
 INSTALLED = "/etc/lanfab/network.json"
 STATE = "/run/lanfab/trial.json"
+OUTCOME = "/run/lanfab/outcome.json"
 # In memory, and only for root: configurations have keys.
 DIRECTORY = "/run/lanfab-rollout"
 FILE = DIRECTORY + "/network.json"
@@ -217,12 +218,13 @@ def begin(module, content):
     return dict(result, host=find_new_host(installed, content, module.params["host"]))
 
 
-def is_under_way():
-    """Whether the trial of this roll-out is."""
+def read_own(path):
+    """Returns what lanfab has written about the trial, if it is that of this roll-out."""
     try:
-        return json.loads(read(STATE).decode()).get("file") == FILE
+        value = json.loads(read(path).decode())
     except ValueError:
-        return False
+        return {}
+    return value if value.get("file") == FILE else {}
 
 
 def look(module, _):
@@ -232,7 +234,7 @@ def look(module, _):
     status = read(STATUS).decode().strip()
     if not status:
         return {"changed": False, "state": "running", "findings": findings}
-    if status == "0" and is_under_way():
+    if status == "0" and read_own(STATE):
         return {"changed": False, "state": "in_force", "findings": findings}
     ended = ask_lanfab(module, "status").get("last_trial") if status == "0" else None
     shutil.rmtree(DIRECTORY)
@@ -240,7 +242,10 @@ def look(module, _):
 
 
 def confirm(module, _):
-    if not is_under_way():
+    if read_own(OUTCOME).get("ending") == "kept":
+        # The answer of the confirmation before was lost.
+        return {"changed": True, "differences": []}
+    if not read_own(STATE):
         module.fail_json(msg="the trial has ended: it is not confirmed")
     if module.params["verify"]:
         before = json.loads(read(BEFORE).decode())
