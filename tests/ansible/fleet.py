@@ -44,9 +44,8 @@ class Gateway:
     def __init__(self, fleet, number):
         self.name, self.number = f"g{number}", number
         self.address, self.other_address = f"10.1.{number}.1", f"10.2.{number}.1"
-        self.first = configuration(self.address)
         file = fleet.directory / f"{self.name}.first"
-        file.write_text(self.first)
+        file.write_text(configuration(self.address))
         self.log = fleet.directory / f"{self.name}.log"
         with open(self.log, "wb") as log:
             self.process = subprocess.Popen(
@@ -73,10 +72,6 @@ class Gateway:
 
     def installed(self):
         return self.path("/etc/lanfab/network.json").read_text()
-
-    def applied(self):
-        """Returns the SHA-256 of what was applied last."""
-        return self.path("/run/lanfab/applied").read_text()
 
     def is_on_trial(self):
         return self.path("/run/lanfab/network.json").exists()
