@@ -1,0 +1,80 @@
+#!/usr/bin/python
+# Copyright: 2026 the lanfab maintainers
+"""Checks configurations on the controller."""
+
+from __future__ import absolute_import, division, print_function
+
+__metaclass__ = type
+
+DOCUMENTATION = r"""
+module: check
+short_description: Check configurations of gateways before a gateway is touched
+version_added: "1.1.0"
+description:
+  - Runs C(lanfab check) over files. It fails if one of them has an error.
+  - Use it with C(delegate_to=localhost), so that a bad file stops the play before it connects to a gateway.
+  - Nothing is changed, with and without check mode.
+author:
+  - the lanfab maintainers (@lanfab)
+options:
+  files:
+    description: The configurations, on the machine where the module runs.
+    type: list
+    elements: path
+    required: true
+  strict:
+    description: Whether warnings count as errors.
+    type: bool
+    default: false
+  executable:
+    description: The program lanfab, unless it is where programs are looked for.
+    type: path
+requirements:
+  - lanfab (package lanfab-tools)
+"""
+
+EXAMPLES = r"""
+- name: Check the configuration of this gateway on the controller
+  lanfab.gateway.check:
+    files:
+      - "rendered/{{ inventory_hostname }}.json"
+  delegate_to: localhost
+"""
+
+RETURN = r"""
+files:
+  description: For each file its name and its findings, as C(lanfab check --format json) prints them.
+  returned: always
+  type: list
+  elements: dict
+errors:
+  description: A line for each error.
+  returned: always
+  type: list
+  elements: str
+"""
+
+from ansible.module_utils.basic import AnsibleModule
+from ansible_collections.lanfab.gateway.plugins.module_utils.lanfab import ask_lanfab, problem_lines
+
+
+def main():
+    module = AnsibleModule(
+        argument_spec={
+            "files": {"type": "list", "elements": "path", "required": True},
+            "strict": {"type": "bool", "default": False},
+            "executable": {"type": "path"},
+        },
+        supports_check_mode=True)
+    if not module.params["files"]:
+        module.exit_json(changed=False, files=[], errors=[])
+    files = ask_lanfab(module, "check", *module.params["files"])
+    errors = problem_lines(files, module.params["strict"])
+    if errors:
+        more = " (and %d more)" % (len(errors) - 1) if len(errors) > 1 else ""
+        module.fail_json(msg=errors[0] + more, files=files, errors=errors)
+    module.exit_json(changed=False, files=files, errors=[])
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,57 @@
+#!/usr/bin/python
+# Copyright: 2026 the lanfab maintainers
+"""Lists the configurations that were confirmed on a gateway."""
+
+from __future__ import absolute_import, division, print_function
+
+__metaclass__ = type
+
+DOCUMENTATION = r"""
+module: history
+short_description: List the configurations that were confirmed on a gateway
+version_added: "1.1.0"
+description:
+  - Returns what C(lanfab history) lists, the latest one first. Nothing is changed.
+  - The history is root's; use C(become).
+author:
+  - the lanfab maintainers (@lanfab)
+options:
+  executable:
+    description: The program lanfab, unless it is where programs are looked for.
+    type: path
+requirements:
+  - lanfab (package lanfab-tools) on the gateway
+"""
+
+EXAMPLES = r"""
+- name: List what was confirmed
+  lanfab.gateway.history:
+  become: true
+  register: confirmed
+
+- name: Show the comment of the latest one
+  ansible.builtin.debug:
+    msg: "{{ confirmed.entries[0].comment }}"
+"""
+
+RETURN = r"""
+entries:
+  description:
+    - Of each configuration the I(number), the I(time) in seconds since 1970, I(who) confirmed it, the
+      I(comment) and the I(sha256). Of a damaged entry, the I(number) and the I(damage).
+  returned: always
+  type: list
+  elements: dict
+"""
+
+from ansible.module_utils.basic import AnsibleModule
+from ansible_collections.lanfab.gateway.plugins.module_utils.lanfab import ask_lanfab
+
+
+def main():
+    module = AnsibleModule(argument_spec={"executable": {"type": "path"}}, supports_check_mode=True)
+    module.exit_json(changed=False, entries=ask_lanfab(module, "history")["entries"])
+
+
+if __name__ == "__main__":
+    main()

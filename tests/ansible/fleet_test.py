@@ -1,0 +1,201 @@
+#!/usr/bin/env python3
+"""Rolls configurations out to two simulated gateways, with the playbooks of the collection. The arguments are
+lanfab, cmd_lanfab and perhaps a class of cases.
+"""
+
+import sys
+import unittest
+
+from fleet import Fleet, configuration, skip_without_ansible, wait_until
+
+LANFAB, PROGRAM = sys.argv.pop(1), sys.argv.pop(1)
+
+
+class Playbook(unittest.TestCase):
+    """Each class has its gateways, each case those of the one before: a case begins with what is in force."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.fleet = Fleet(LANFAB, PROGRAM, 2)
+        cls.addClassCleanup(cls.fleet.end)
+        cls.one, cls.two = cls.fleet.gateways
+
+    def want(self, server):
+        """Has the templates ask for this DNS server on both gateways."""
+        for gateway in self.fleet.gateways:
+            self.fleet.want(gateway.name, configuration(gateway.address, server))
+
+    def play(self, playbook, *options, status=0, **variables):
+        done, printed = self.fleet.play(playbook, *options, **variables)
+        self.assertEqual(done, status, printed)
+        return printed
+
+    def expect_failure(self, line, **variables):
+        """A roll-out fails with this line, and neither gateway has another configuration or a trial."""
+        before = [gateway.installed() for gateway in self.fleet.gateways]
+        printed = self.play("rollout.yml", status=2, **variables)
+        self.assertIn(line, printed)
+        for gateway in self.fleet.gateways:
+            wait_until(lambda: not gateway.is_on_trial())  # pylint: disable=cell-var-from-loop
+        self.assertEqual([gateway.installed() for gateway in self.fleet.gateways], before)
+        return printed
+
+    def assert_has(self, gateway, server):
+        self.assertIn(f'"{server}"', gateway.installed())
+        self.assertFalse(gateway.is_on_trial())
+
+    def assert_reached(self, gateway):
+        self.assertRegex(self.play("drift.yml", "--limit", gateway.name), rf"{gateway.name} +1\.")
+
+
+class GoodRollout(Playbook):
+    def test_check_mode_shows_what_would_change_and_changes_nothing(self):
+        self.want("8.8.8.1")
+        before = [(gateway.installed(), gateway.outcome()) for gateway in self.fleet.gateways]
+        printed = self.play("rollout.yml", "--check", "--diff")
+        self.assertRegex(printed, r"\n# the gateway changes its DNS servers from \S+ to 8\.8\.8\.1\n")
+        self.assertRegex(printed, r"\n-nameserver \S+\n\+nameserver 8\.8\.8\.1\n")
+        after = [(gateway.installed(), gateway.outcome()) for gateway in self.fleet.gateways]
+        self.assertEqual(after, before)
+        for gateway in self.fleet.gateways:
+            self.assertFalse(gateway.path("/run/lanfab-rollout").exists())
+
+    def test_every_gateway_keeps_its_configuration_and_a_second_run_changes_nothing(self):
+        self.want("8.8.8.2")
+        printed = self.play("rollout.yml", lanfab_comment="other resolver", lanfab_probes=["true"])
+        self.assertEqual(printed.count("changed: ["), 2)
+        for gateway in self.fleet.gateways:
+            self.assert_has(gateway, "8.8.8.2")
+            self.assertEqual(gateway.outcome(), "kept")
+            self.assertFalse(gateway.path("/run/lanfab-rollout").exists())
+        entries = self.one.path("/var/lib/lanfab/history").iterdir()
+        latest = max(entries, key=lambda path: path.stat().st_mtime)
+        self.assertIn("who: anna", latest.read_text())
+        self.assertIn("comment: other resolver", latest.read_text())
+        self.assertEqual(self.play("rollout.yml").count("changed: ["), 0)
+
+    def test_a_run_goes_on_where_another_one_was_interrupted(self):
+        self.want("8.8.8.3")
+        self.play("rollout.yml", "--limit", "g1")
+        printed = self.play("rollout.yml")
+        self.assertIn("changed: [g2]", printed)
+        self.assertNotIn("changed: [g1]", printed)
+
+    def test_the_controller_follows_the_address_of_the_gateway(self):
+        self.want("8.8.8.4")
+        self.fleet.want(self.one.name, configuration(self.one.other_address, "8.8.8.4"))
+        printed = self.play("rollout.yml", "--limit", "g1", "-v")
+        self.assertIn(f'"host": "{self.one.other_address}"', printed)
+        self.assertIn(self.one.other_address, self.one.installed())
+        # And back.
+        self.fleet.want(self.one.name, configuration(self.one.address, "8.8.8.4"))
+        self.fleet.trust(self.one.other_address, self.two.address)
+        self.play("rollout.yml", "--limit", "g1", moved={"g1": self.one.other_address})
+        self.fleet.trust(self.one.address, self.two.address)
+        self.assert_reached(self.one)
+
+    def test_drift_is_a_table(self):
+        self.two.path("/run/systemd/network/20-eth0.network").write_text("[Match]\nName = eth0\n")
+        printed = self.play("drift.yml")
+        self.assertRegex(printed, r"g1 +1\.1\.0\S* +0 ")
+        self.assertRegex(printed, r"g2 +1\.1\.0\S* +[1-9]  \S")
+        # The same configuration is put in force again.
+        self.want("9.9.9.9")
+        self.play("rollout.yml")
+        self.assertRegex(self.play("drift.yml"), r"g2 +1\.1\.0\S* +0 ")
+
+
+class FailedRollout(Playbook):
+    def assert_stopped(self):
+        """The play ended in the first wave: the first gateway has rolled back, the second is untouched."""
+        wait_until(lambda: self.one.outcome() == "rolled back")
+        self.assertIsNone(self.two.outcome())
+        self.assert_reached(self.one)
+
+    def test_a_gateway_that_is_cut_off_goes_back(self):
+        self.want("8.8.8.1")
+        self.fleet.want(self.one.name, configuration("10.99.0.1"))
+        printed = self.expect_failure("10.1.1.1: not", lanfab_timeout=20, lanfab_new_host=self.one.address)
+        self.assertIn("rolled back", printed)
+        self.assert_stopped()
+
+    def test_a_probe_that_fails(self):
+        self.want("8.8.8.2")
+        self.expect_failure("10.1.1.1: not confirmed: the probe has failed: exit 7", lanfab_timeout=10,
+                  lanfab_probes=["exit 7"])
+        self.assert_stopped()
+
+    def test_a_difference_that_was_not_there_before(self):
+        self.want("8.8.8.3")
+        # The trial's address is not set, but the one of the rollback is.
+        change = "[ ! -e /run/lanfab/network.json ] || set -- x x true"
+        self.one.path("/run/before-apply").write_text(change)
+        self.addCleanup(self.one.path("/run/before-apply").unlink)
+        self.expect_failure("10.1.1.1: not confirmed: ", lanfab_timeout=20)
+        self.assert_stopped()
+
+    def test_a_controller_that_is_killed(self):
+        self.want("8.8.8.4")
+        before = self.one.installed()
+        process = self.fleet.start("rollout.yml", lanfab_timeout=15, lanfab_probes=["test -e /run/go-on"])
+        wait_until(self.one.is_on_trial)
+        self.fleet.kill(process)
+        self.one.path("/run/go-on").touch()
+        wait_until(lambda: not self.one.is_on_trial() and self.one.outcome())
+        self.assertEqual(self.one.installed(), before)
+        self.assert_stopped()
+
+
+class BadInput(Playbook):
+    def test_a_template_that_gives_no_json_ends_the_play_before_any_gateway(self):
+        self.want("8.8.8.1")
+        self.fleet.want(self.two.name, '{"dns": {"source": "static",}}')
+        printed = self.expect_failure("rendered/g2.json:1:28: trailing comma after the last member [syntax]")
+        self.assertNotIn("PLAY [Roll out]", printed)
+
+    def test_a_gateway_that_cannot_be_reached(self):
+        self.want("8.8.8.2")
+        printed = self.expect_failure("10.1.1.77: ", moved={"g1": "10.1.1.77"})
+        self.assertNotIn("[g2]: FAILED", printed)
+
+    def test_a_wrong_host_key(self):
+        self.want("8.8.8.3")
+        self.fleet.trust(self.two.address)
+        self.addCleanup(self.fleet.trust, self.one.address, self.two.address)
+        self.expect_failure("10.1.1.1: Host key verification failed.")
+
+    def test_no_sudo(self):
+        self.want("8.8.8.4")
+        self.one.path("/run/no-sudo").touch()
+        self.addCleanup(self.one.path("/run/no-sudo").unlink)
+        self.expect_failure("10.1.1.1: Missing sudo password")
+
+    def test_an_old_lanfab(self):
+        self.want("8.8.8.5")
+        tool = self.one.path("/run/tools/lanfab")
+        present = tool.read_text()
+        tool.write_text("#!/bin/sh\nexit 2\n")
+        self.addCleanup(tool.write_text, present)
+        self.expect_failure("lanfab is too old, it has no command try: upgrade the package lanfab-tools")
+
+    def test_a_trial_by_somebody_else(self):
+        self.want("8.8.8.6")
+        state = self.one.path("/run/lanfab/trial.json")
+        state.write_text('{"who": "eve", "file": "new.json", "began": 1, "ends": 99999999, "id": "1", '
+                         '"path": "", "entry": "", "sha256": ""}')
+        self.addCleanup(state.unlink)
+        self.expect_failure("10.1.1.1: a trial is under way: eve tries new.json since ")
+
+    def test_a_full_disk(self):
+        self.want("8.8.8.7")
+        self.one.path("/run/before-apply").write_text(
+            "mount -o remount,size=64k /etc; yes >/etc/full || true")
+        self.addCleanup(lambda: [self.one.path(name).unlink() for name in ("/run/before-apply", "/etc/full")])
+        printed = self.expect_failure("No space left on device", lanfab_timeout=15)
+        self.assertIn("10.1.1.1: ", printed)
+        wait_until(lambda: self.one.outcome() == "rolled back")
+
+
+if __name__ == "__main__":
+    skip_without_ansible()
+    unittest.main()

@@ -1,0 +1,128 @@
+#!/usr/bin/env python3
+"""A simulated gateway, in a sandbox of its own: `lanfab` and `cmd_lanfab` themselves, the kernel's network,
+and an SSH server; stubs stand for systemd, and one for systemd-networkd, which sets the address of eth0.
+
+Usage: gateway.py LANFAB CMD_LANFAB KEYS CONFIGURATION. KEYS is a directory with the server's key, the public
+key of the user and a copy of ip. It prints a line, and waits for one on standard input: eth0 is there now.
+"""
+
+import ctypes
+import os
+import pathlib
+import subprocess
+import sys
+
+from lib import fake_systemd as systemd
+from lib.fake_systemd import INSTALLED, TOOLS, UNITS
+from lib.sandbox import put_first
+
+LANFAB, PROGRAM, KEYS, CONFIGURATION = (pathlib.Path(word) for word in sys.argv[1:5])
+HOME = pathlib.Path("/run/root")
+# A test makes these files: commands of a shell that an apply runs first, or what ends sudo.
+BEFORE_APPLY = pathlib.Path("/run/before-apply")
+NO_SUDO = pathlib.Path("/run/no-sudo")
+
+SCRIPTS = {
+    **systemd.SCRIPTS,
+    # A network card cannot be deleted; the end of a cable that stands for one can.
+    "ip": f'case $* in *"link del"*eth0) exit 2 ;; esac; exec {KEYS}/ip "$@"\n',
+    "networkctl": """echo '{"Interfaces": [{"Name": "eth0", "AdministrativeState": "configured"}]}'\n""",
+    "sudo": f"""
+if [ -e {NO_SUDO} ]; then echo 'sudo: a password is required' >&2; exit 1; fi
+while [ "${{1#-}}" != "$1" ]; do case $1 in -u) shift ;; esac; shift; done
+SUDO_USER=anna exec "$@"
+""",
+    "lanfab": f'exec {LANFAB} "$@"\n',
+    "cmd_lanfab": f'exec {PROGRAM} "$@"\n',
+    # The services run; of a unit of systemd-run, the stub tells below.
+    "systemctl": """
+case $* in
+  *ActiveState,*) printf 'ActiveState=active\\nSubState=running\\n\\n%%.0s' 1 2; exit ;;
+  *is-active*lanfab-rollout*) test -e %s/lanfab-rollout.service; exit ;;
+  *is-active*) exit 0 ;;
+esac
+""" % UNITS + systemd.SCRIPTS["systemctl"],
+    # The timers go off, unless they are stopped, and the roll-out's own service runs.
+    "systemd-run": """
+case $* in
+  *--unit=lanfab-rollout*)
+    while [ "${1#-}" != "$1" ]; do shift; done
+    (: >%(units)s/lanfab-rollout.service; "$@"; rm %(units)s/lanfab-rollout.service) \\
+      </dev/null >/dev/null 2>&1 &
+    exit ;;
+esac
+for word; do
+  case $word in
+    --unit=*) unit=%(units)s/${word#--unit=} ;;
+    --on-active=*) seconds=${word#--on-active=} ;;
+  esac
+done
+if [ "${seconds-}" ]; then
+  (until [ -e $unit.timer ]; do sleep 0.1; done
+  exec 9<$unit.timer
+  sleep ${seconds%%s}
+  if [ $unit.timer -ef /proc/self/fd/9 ]; then sh $unit.timer; fi) </dev/null >/dev/null 2>&1 &
+fi
+""" % {"units": UNITS} + systemd.SCRIPTS["systemd-run"],
+    # An apply, and what systemd-networkd makes of its unit.
+    "timeout": f"""
+[ ! -e {BEFORE_APPLY} ] || . {BEFORE_APPLY}
+shift 2
+"$@" || exit 1
+wanted=$(sed -n 's/^Address = //p' /run/systemd/network/20-eth0.network)
+{KEYS}/ip link set eth0 up
+{KEYS}/ip address flush dev eth0
+for address in $wanted; do {KEYS}/ip address add $address dev eth0; done
+""",
+}
+
+SSHD = f"""
+HostKey {KEYS}/host_key
+AuthorizedKeysFile {KEYS}/user_key.pub
+StrictModes no
+UsePAM no
+PidFile none
+UseDNS no
+MaxStartups 100
+SetEnv LLVM_PROFILE_FILE=/dev/null
+"""
+
+
+def lay_out():
+    systemd.SCRIPTS = SCRIPTS
+    systemd.lay_out()
+    HOME.mkdir()
+    pathlib.Path("/run/sshd").mkdir()
+    # The only user of the sandbox is root.
+    pathlib.Path("/etc/passwd").write_text(f"root:x:0:0::{HOME}:/bin/sh\nsshd:x:0:0::/run/sshd:/bin/sh\n")
+    pathlib.Path("/etc/group").write_text("root:x:0:\n")
+    pathlib.Path("/etc/hosts").write_text("127.0.0.1 localhost\n")
+    pathlib.Path("/run/sshd_config").write_text(SSHD)
+    INSTALLED.write_bytes(CONFIGURATION.read_bytes())
+
+
+def allow_setgroups():
+    """Has setgroups() succeed without an effect: a namespace of an ordinary user has no such right, and sshd
+    insists on it.
+    """
+    seccomp = ctypes.CDLL("libseccomp.so.2")
+    allow, succeed = 0x7FFF0000, 0x00050000
+    seccomp.seccomp_init.restype = ctypes.c_void_p
+    rules = ctypes.c_void_p(seccomp.seccomp_init(ctypes.c_uint32(allow)))
+    number = seccomp.seccomp_syscall_resolve_name(b"setgroups")
+    if seccomp.seccomp_rule_add(rules, ctypes.c_uint32(succeed), number, 0) or seccomp.seccomp_load(rules):
+        raise OSError("seccomp")
+
+
+def main():
+    print("namespaces", flush=True)
+    sys.stdin.readline()
+    lay_out()
+    os.environ["LLVM_PROFILE_FILE"] = "/dev/null"
+    os.environ["PATH"] = f"{TOOLS}:{os.environ['PATH']}"
+    subprocess.run([TOOLS / "timeout", "-", "-", PROGRAM, "apply"], check=True)
+    allow_setgroups()
+    os.execv("/usr/sbin/sshd", ["/usr/sbin/sshd", "-D", "-e", "-f", "/run/sshd_config"])
+
+
+main()
