@@ -51,8 +51,10 @@ static std::optional<std::string> result_in(const std::string& received) {
 }
 
 // The other process: does one task after the other until this program's first process has ended.
-[[noreturn]] static void work_for(int socket, const TaskList& list) {
+[[noreturn]] static void work_for(pid_t first, int socket, const TaskList& list) {
   prctl(PR_SET_PDEATHSIG, SIGKILL, 0, 0, 0);
+  // It may have ended before that.
+  if (getppid() != first) _exit(0);
   try {
     TaskNumber task = 0;
     while (recv(socket, &task, sizeof task, MSG_WAITALL) == sizeof task &&
@@ -129,13 +131,14 @@ class Workers {
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return false;
     Descriptor own(ends[0]);
     const Descriptor other(ends[1]);
+    const pid_t first = getpid();
     const pid_t process = fork();
     if (process == 0) {
       // With a copy of these nobody would see the end of this process.
       own = Descriptor();
       for (Worker& worker : workers_)
         worker.socket = Descriptor();
-      work_for(other.number(), list_);
+      work_for(first, other.number(), list_);
     }
     if (process < 0) return false;
     workers_.push_back({process, std::move(own)});

@@ -108,12 +108,14 @@ class Limits(unittest.TestCase):
         self.addCleanup(directory.cleanup)
         self.configuration = pathlib.Path(directory.name, "network.json")
 
-    def check(self, text, *words, before=()):
-        """Returns the exit status, what is printed on both streams, and what it took."""
+    def check(self, text, *words, before=(), files=1):
+        """Returns the exit status, what is printed on both streams, and what it took: the memory is that of
+        the largest process.
+        """
         self.configuration.write_text(text, encoding="utf-8")
         usage = self.configuration.with_name("usage")
         command = [sys.executable, "-I", "-S", "-c", METER, usage, *before, LANFAB, "check", *words,
-                   "network.json"]
+                   *files * ["network.json"]]
         done = subprocess.run(command, capture_output=True, text=True, check=False,
                               cwd=self.configuration.parent)
         took = Usage(*json.loads(usage.read_text(encoding="utf-8")))
@@ -132,6 +134,15 @@ class Limits(unittest.TestCase):
                     self.assertLess(usage.memory - baseline,
                                     BYTES_PER_BYTE * len(text) + BYTES_BESIDES)
                     self.assertLess(usage.seconds, SECONDS)
+
+    def test_memory_of_many_files(self):
+        """What has been printed is not kept. For each of these files, that is 90 kB and more."""
+        text = f'{{"hostnames": [{listed("1", 1_000)}]}}'
+        for words in (["--format=json"], ["-j2"], ["-j2", "--format=json"]):
+            with self.subTest(words):
+                few, many = (self.check(text, "--offline", *words, files=files) for files in (20, 120))
+                self.assertGreater(len(many[1]) - len(few[1]), 100 * 90_000)
+                self.assertLess(many[3].memory - few[3].memory, 5_000_000)
 
     def test_too_many_values(self):
         """More than the tree of them may take is refused before there is one."""
