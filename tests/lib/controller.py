@@ -43,6 +43,8 @@ class Controller:
         self.templates.mkdir()
         # The addresses of the gateways by their names, in the order in which they are reached.
         self.hosts = {}
+        # Of the inventory, in addition to those of the playbook that is started.
+        self.variables = {}
 
     def trust(self, *addresses):
         """Has these addresses, and no others, be known with the host key."""
@@ -65,6 +67,7 @@ class Controller:
             "lanfab_template": f"{self.templates}/{{{{ inventory_hostname }}}}",
             "lanfab_rendered": str(self.directory / "rendered"),
             "lanfab_timeout": 60,
+            **self.variables,
             **variables}
         path = self.directory / "inventory.json"
         path.write_text(json.dumps({"gateways": {"hosts": hosts, "vars": common}}))
