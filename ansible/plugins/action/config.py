@@ -47,7 +47,7 @@ class ActionModule(ActionBase):
         result = super(ActionModule, self).run(tmp, task_vars)
         dummy, options = self.validate_argument_spec(ARGUMENTS, mutually_exclusive=[["src", "content"]],
                                                      required_one_of=[["src", "content"]])
-        self._task_vars = task_vars
+        self._variables = task_vars
         self._old_host = self._option("host") or self._play_context.remote_addr
         self._old_options = {name: self._option(name) or "" for name in ("host", "ssh_extra_args")}
         try:
@@ -133,7 +133,7 @@ class ActionModule(ActionBase):
 
     def _ask(self, stage, **arguments):
         """Runs a stage on the gateway. Returns its result; the task fails if it does."""
-        done = self._execute_module(module_name="lanfab.gateway.trial", task_vars=self._task_vars,
+        done = self._execute_module(module_name="lanfab.gateway.trial", task_vars=self._variables,
                                     module_args=dict(arguments, stage=stage))
         done.pop("invocation", None)
         if done.get("failed"):
