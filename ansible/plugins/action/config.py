@@ -9,7 +9,7 @@ import base64
 import json
 import time
 
-from ansible.errors import AnsibleConnectionFailure, AnsibleError
+from ansible.errors import AnsibleError
 from ansible.module_utils.common.text.converters import to_bytes, to_text
 from ansible.plugins.action import ActionBase
 from ansible_collections.lanfab.gateway.plugins.module_utils.lanfab import last_line
@@ -98,7 +98,7 @@ class ActionModule(ActionBase):
                 self._connect_to(host)
                 try:
                     seen = self._ask("look")
-                except AnsibleConnectionFailure as error:
+                except AnsibleError as error:
                     trouble = last_line(to_text(error))
                     continue
                 if seen["state"] == "ended":
@@ -122,7 +122,7 @@ class ActionModule(ActionBase):
             self._connect_to(new_host)
             try:
                 done = self._ask("confirm", verify=options["verify"], comment=options["comment"])
-            except AnsibleConnectionFailure as error:
+            except AnsibleError as error:
                 done = {"differences": [last_line(to_text(error))]}
             if not done["differences"]:
                 return
