@@ -27,6 +27,7 @@ class Collection(unittest.TestCase):
             **os.environ, "HOME": directory.name, "XDG_CACHE_HOME": directory.name, "LC_ALL": "C.UTF-8",
             "ANSIBLE_COLLECTIONS_PATH": lay_collection(self.directory), "ANSIBLE_NOCOLOR": "1",
             "ANSIBLE_CONFIG": str(COLLECTION / "examples" / "ansible.cfg"),
+            "ANSIBLE_REMOTE_TMP": f"{directory.name}/tmp",
             "PATH": f"{os.path.dirname(LANFAB)}:{os.environ['PATH']}"}
 
     def run_tool(self, *words):

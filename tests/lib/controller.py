@@ -79,6 +79,8 @@ class Controller:
             "LC_ALL": "C.UTF-8", "LLVM_PROFILE_FILE": "/dev/null",
             "ANSIBLE_CONFIG": str(COLLECTION / "examples" / "ansible.cfg"), "ANSIBLE_NOCOLOR": "1",
             "ANSIBLE_COLLECTIONS_PATH": self.collections,
+            # Ansible asks for the home directory of the user, who may be root only in his namespace.
+            "ANSIBLE_REMOTE_TMP": str(self.directory / "tmp"),
             # Without the connections that the playbook before has left open.
             "ANSIBLE_SSH_CONTROL_PATH_DIR": tempfile.mkdtemp(dir=self.directory),
             # The only user of a simulated gateway is root, whom sudo makes root.

@@ -9,7 +9,7 @@ import base64
 import json
 import time
 
-from ansible.errors import AnsibleConnectionFailure, AnsibleError
+from ansible.errors import AnsibleError
 from ansible.module_utils.common.text.converters import to_bytes, to_text
 from ansible.plugins.action import ActionBase
 from ansible_collections.lanfab.gateway.plugins.module_utils.lanfab import last_line
@@ -47,7 +47,7 @@ class ActionModule(ActionBase):
         result = super(ActionModule, self).run(tmp, task_vars)
         dummy, options = self.validate_argument_spec(ARGUMENTS, mutually_exclusive=[["src", "content"]],
                                                      required_one_of=[["src", "content"]])
-        self._task_vars = task_vars
+        self._variables = task_vars
         self._old_host = self._option("host") or self._play_context.remote_addr
         self._old_options = {name: self._option(name) or "" for name in ("host", "ssh_extra_args")}
         try:
@@ -98,7 +98,7 @@ class ActionModule(ActionBase):
                 self._connect_to(host)
                 try:
                     seen = self._ask("look")
-                except AnsibleConnectionFailure as error:
+                except AnsibleError as error:
                     trouble = last_line(to_text(error))
                     continue
                 if seen["state"] == "ended":
@@ -122,7 +122,7 @@ class ActionModule(ActionBase):
             self._connect_to(new_host)
             try:
                 done = self._ask("confirm", verify=options["verify"], comment=options["comment"])
-            except AnsibleConnectionFailure as error:
+            except AnsibleError as error:
                 done = {"differences": [last_line(to_text(error))]}
             if not done["differences"]:
                 return
@@ -133,7 +133,7 @@ class ActionModule(ActionBase):
 
     def _ask(self, stage, **arguments):
         """Runs a stage on the gateway. Returns its result; the task fails if it does."""
-        done = self._execute_module(module_name="lanfab.gateway.trial", task_vars=self._task_vars,
+        done = self._execute_module(module_name="lanfab.gateway.trial", task_vars=self._variables,
                                     module_args=dict(arguments, stage=stage))
         done.pop("invocation", None)
         if done.get("failed"):
