@@ -114,7 +114,7 @@ TEST(WorkersTest, ResultsThatWaitAreFew) {
       usleep(100);
     if (task == 0) {
       // Time for it to do too many.
-      usleep(20'000);
+      usleep(100'000);
       return std::to_string(done.value);
     }
     ++done.value;
