@@ -17,7 +17,7 @@
 #include "cli/base/subprocess.h"
 #include "cli/base/terminal.h"
 
-// How many results may wait for that of an earlier task, for each process.
+// How many results may be waiting for the result of an earlier task, per process.
 constexpr std::size_t kWaitingResults = 8;
 
 namespace {
@@ -50,10 +50,10 @@ static std::optional<std::string> result_in(const std::string& received) {
   return received.substr(sizeof size);
 }
 
-// The other process: does one task after the other until this program's first process has ended.
+// The child: does one task after the other until its parent, `first`, has ended.
 [[noreturn]] static void work_for(pid_t first, int socket, const TaskList& list) {
   prctl(PR_SET_PDEATHSIG, SIGKILL, 0, 0, 0);
-  // It may have ended before that.
+  // The parent may have ended before that call.
   if (getppid() != first) _exit(0);
   try {
     TaskNumber task = 0;
@@ -69,7 +69,7 @@ static std::optional<std::string> result_in(const std::string& received) {
 static std::string why_ended(pid_t process) {
   const int status = wait_for_child(process);
   if (WIFSIGNALED(status)) return strsignal(WTERMSIG(status));
-  return "status " + std::to_string(WEXITSTATUS(status));
+  return "exit status " + std::to_string(WEXITSTATUS(status));
 }
 
 namespace {
@@ -80,7 +80,7 @@ class Workers {
   Workers(const Workers&) = delete;
   Workers& operator=(const Workers&) = delete;
 
-  // They may be at work: what they would find out is of no use.
+  // Those that are still at work have results that nobody wants.
   ~Workers() {
     for (const Worker& worker : workers_) {
       kill(worker.process, SIGKILL);
@@ -134,7 +134,7 @@ class Workers {
     const pid_t first = getpid();
     const pid_t process = fork();
     if (process == 0) {
-      // With a copy of these nobody would see the end of this process.
+      // As long as a copy of them is open, nobody sees the parent's end.
       own = Descriptor();
       for (Worker& worker : workers_)
         worker.socket = Descriptor();

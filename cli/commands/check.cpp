@@ -23,7 +23,7 @@
 #include "cli/lint/report_sarif.h"
 #include "cli/live/trial_state.h"
 
-// Of more files dnsmasq is not asked: a dry run and its start take fifty times as long as the rules.
+// With more files dnsmasq is skipped: asking it takes fifty times as long as all rules together.
 constexpr std::size_t kMostFilesForDnsmasq = 100;
 
 constexpr char kStandardInput[] = "-";
@@ -59,7 +59,7 @@ class Output {
     return std::ferror(stdout) == 0;
   }
 
-  // Of a file that nobody could examine.
+  // For a file whose process died.
   bool add_unexamined(const std::string& file, const std::string& message) {
     add_failure(file, message);
     return std::ferror(stdout) == 0;
@@ -179,8 +179,8 @@ static void check_in_turn(const RunOptions& options, Dnsmasq dnsmasq, Output& ou
     if (!output.add(check_file(options.each, file, dnsmasq))) return;
 }
 
-// Examines the files in several processes. Standard input is read in this one, where its turn comes, and what
-// dnsmasq said to another process after it could not be asked about an earlier file is not heard.
+// Examines the files in several processes. Standard input is read in this one, when its turn comes. As in one
+// process, what dnsmasq refuses does not count once asking about an earlier file has failed.
 static std::optional<std::string> check_in_parallel(const RunOptions& options, Dnsmasq dnsmasq,
                                                     Output& output) {
   TaskList list{options.files.size(), static_cast<std::size_t>(options.processes), nullptr, nullptr};
@@ -192,14 +192,14 @@ static std::optional<std::string> check_in_parallel(const RunOptions& options, D
     const std::string& file = options.files[task];
     if (!result.trouble.empty()) {
       const std::string name = printable(file);
-      return output.add_unexamined(file, name + ": the process that checked it ended: " + result.trouble);
+      return output.add_unexamined(file, name + ": the process checking it died: " + result.trouble);
     }
     Dnsmasq nobody(std::nullopt);
     Dnsmasq& asked = output.has_dnsmasq_trouble() ? nobody : dnsmasq;
     if (result.bytes.empty()) return output.add(check_file(options.each, file, asked));
     const FileReport report = decode(result.bytes);
-    const bool is_heard = !(output.has_dnsmasq_trouble() && report.dnsmasq.is_refusal);
-    return output.add(is_heard ? report : check_file(options.each, file, nobody));
+    const bool counts = !(output.has_dnsmasq_trouble() && report.dnsmasq.is_refusal);
+    return output.add(counts ? report : check_file(options.each, file, nobody));
   };
   return do_tasks(list);
 }

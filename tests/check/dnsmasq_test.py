@@ -140,7 +140,7 @@ class AskDnsmasq(unittest.TestCase):
     def test_a_process_that_dies_is_an_error_of_its_file(self):
         self.lay_dnsmasq("if grep -q 53:03; then kill -KILL $PPID; fi")
         self.lay("second.json", CONFIGURATION.replace("53:02", "53:03"))
-        message = "second.json: the process that checked it ended: Killed"
+        message = "second.json: the process checking it died: Killed"
         files = ("network.json", "second.json", "network.json")
         self.assert_said(self.check("-j2", *files), 2, "0 errors and 0 warnings in 2 files\n", message + "\n")
         done = self.check("-j2", "--format=json", *files)

@@ -49,7 +49,7 @@ class Processes(Many):
     def lay_all_kinds(self):
         """Returns the names of files with everything that can become of one."""
         self.lay(good=GOOD, bad=BAD, warning=WARNING, fixable=FIXABLE, malformed='{"wired": [}', empty="",
-                 secret=GOOD, many='{"hostnames": [' + ",".join(1_500 * ["1"]) + "]}",
+                 secret=GOOD, many='{"hostnames": [' + ",".join(1_010 * ["1"]) + "]}",
                  allowed="{\n// lanfab: allow unknown-word\n" + BAD[1:])
         (self.directory / "secret.json").chmod(0)
         names = [path.name for path in sorted(self.directory.iterdir())]

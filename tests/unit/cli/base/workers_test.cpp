@@ -114,7 +114,7 @@ TEST(WorkersTest, ResultsThatWaitAreFew) {
       usleep(100);
     if (task == 0) {
       // Time for it to do too many.
-      usleep(20'000);
+      usleep(100'000);
       return std::to_string(done.value);
     }
     ++done.value;
@@ -131,7 +131,7 @@ TEST(WorkersTest, OnlyTheTaskOfAProcessThatEndsHasNoResult) {
                            if (task == 3) _exit(3);
                            return "done";
                          }),
-              (std::vector<std::string>{"done", "(Killed)", "done", "(status 3)", "done"}));
+              (std::vector<std::string>{"done", "(Killed)", "done", "(exit status 3)", "done"}));
   }
 }
 
@@ -142,7 +142,7 @@ TEST(WorkersTest, AnExceptionEndsTheProcess) {
     return "done";
   });
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "lanfab: too much\n");
-  EXPECT_EQ(results, (std::vector<std::string>{"(status 2)", "done"}));
+  EXPECT_EQ(results, (std::vector<std::string>{"(exit status 2)", "done"}));
 }
 
 // One that waits for a task is replaced.
