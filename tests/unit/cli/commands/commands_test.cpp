@@ -45,8 +45,8 @@ TEST(Commands, ANumberHasADefaultAndARange) {
 TEST(Commands, AnArgumentMayBeRepeatedAndAnOptionExcludeAnother) {
   EXPECT_EQ(options_of("check")[0]["repeated"], true);
   EXPECT_EQ(options_of("status")[1], json(R"(
-    {"usage": "--format FORMAT", "completion": "nothing", "words": ["text", "json", "nagios"],
-     "required": false, "repeated": false, "excludes": "--watch"})"));
+    {"usage": "--format FORMAT", "completion": "nothing", "required": false, "repeated": false,
+     "words": ["text", "json", "nagios", "prometheus"], "excludes": "--watch"})"));
 }
 
 TEST(Commands, WhatNobodyTypesIsNotDescribed) {
