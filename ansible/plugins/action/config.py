@@ -7,6 +7,7 @@ __metaclass__ = type
 
 import base64
 import json
+import re
 import time
 
 from ansible.errors import AnsibleError
@@ -29,6 +30,11 @@ ARGUMENTS = {
 ROLLBACK_SECONDS = 30
 # A connection whose other end has gone must not hang.
 KEEP_ALIVE = "-o ServerAliveInterval=5 -o ServerAliveCountMax=2"
+
+
+def complaint(error):
+    """Returns what ssh or Ansible complained about, in one line."""
+    return re.sub("^.* (?:over|via) ssh: ", "", last_line(to_text(error)))
 
 
 class Failure(Exception):
@@ -55,7 +61,7 @@ class ActionModule(ActionBase):
             result.update(self._change(self._content(options), options))
         except AnsibleError as error:
             # With "unreachable" instead of "failed", Ansible might go on to the next wave.
-            result.update(failed=True, msg="%s: %s" % (self._old_host, last_line(to_text(error))))
+            result.update(failed=True, msg="%s: %s" % (self._old_host, complaint(error)))
         except Failure as failure:
             result.update(failure.result, failed=True, msg="%s: %s" % (self._old_host, failure))
         finally:
@@ -71,7 +77,7 @@ class ActionModule(ActionBase):
                 with open(path, "rb") as file:
                     return file.read()
             except (AnsibleError, OSError) as error:
-                raise Failure("%s: %s" % (options["src"], last_line(to_text(error))))
+                raise Failure("%s: %s" % (options["src"], complaint(error)))
         if isinstance(content, (dict, list)):
             content = json.dumps(content, indent=2) + "\n"
         return to_bytes(content)
@@ -99,7 +105,7 @@ class ActionModule(ActionBase):
                 try:
                     seen = self._ask("look")
                 except AnsibleError as error:
-                    trouble = last_line(to_text(error))
+                    trouble = complaint(error)
                     continue
                 if seen["state"] == "ended":
                     raise Failure(self._reason(seen["findings"]), findings=seen["findings"])
@@ -123,7 +129,7 @@ class ActionModule(ActionBase):
             try:
                 done = self._ask("confirm", verify=options["verify"], comment=options["comment"])
             except AnsibleError as error:
-                done = {"differences": [last_line(to_text(error))]}
+                done = {"differences": [complaint(error)]}
             if not done["differences"]:
                 return
             if time.monotonic() > end - ROLLBACK_SECONDS:
