@@ -34,4 +34,4 @@ install(CODE "
 # For editors, which take it from here by a path in a configuration.
 install(FILES schema/network.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/lanfab COMPONENT tools)
 # Beside the other pages, so that links work.
-install(FILES docs/checks.md docs/editors.md DESTINATION ${doc}/docs COMPONENT tools)
+install(FILES docs/checks.md docs/editors.md docs/fleet.md DESTINATION ${doc}/docs COMPONENT tools)
