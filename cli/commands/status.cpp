@@ -35,13 +35,14 @@ struct StatusReport {
 
 }  // namespace
 
+static StatusReport report_of(const NagiosReport& plugin) {
+  return {plugin.status, plugin.line};
+}
+
 // Of a gateway that could not be examined.
 static StatusReport failure_report(StatusFormat format, const std::string& trouble) {
   const std::string error = printable("lanfab: " + trouble);
-  if (format == StatusFormat::kNagios) {
-    const NagiosReport report = nagios_report_of(trouble);
-    return {report.status, report.line};
-  }
+  if (format == StatusFormat::kNagios) return report_of(nagios_report_of(trouble));
   if (format == StatusFormat::kPrometheus) {
     fail(error);
     return {0, metrics_of_failure()};
@@ -59,10 +60,8 @@ static StatusReport make_report(const StatusOptions& options) {
   switch (options.format) {
     case StatusFormat::kJson:
       return {status, Json::writeString(Json::StreamWriterBuilder(), json_of(snapshot, findings)) + "\n"};
-    case StatusFormat::kNagios: {
-      const NagiosReport report = nagios_report_of(findings);
-      return {report.status, report.line};
-    }
+    case StatusFormat::kNagios:
+      return report_of(nagios_report_of(findings));
     case StatusFormat::kPrometheus:
       return {0, metrics_of(snapshot, findings)};
     case StatusFormat::kText:
