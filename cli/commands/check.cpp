@@ -204,16 +204,20 @@ static std::optional<std::string> check_in_parallel(const RunOptions& options, D
   return do_tasks(list);
 }
 
+// Examines the files. Returns nothing, or why that is not possible.
+static std::optional<std::string> check_files(const RunOptions& options, Output& output) {
+  Dnsmasq dnsmasq(find_dnsmasq(options.offline, options.files.size()));
+  if (options.processes > 1 && options.files.size() > 1)
+    return check_in_parallel(options, std::move(dnsmasq), output);
+  check_in_turn(options, std::move(dnsmasq), output);
+  return std::nullopt;
+}
+
 // Prints the findings. Returns the exit status.
 static int check(RunOptions& options) {
   if (const auto obstacle = complete(options)) return fail(*obstacle);
-  Dnsmasq dnsmasq(find_dnsmasq(options.offline, options.files.size()));
   Output output(options.each);
-  if (options.processes == 1 || options.files.size() == 1) {
-    check_in_turn(options, std::move(dnsmasq), output);
-  } else if (const auto trouble = check_in_parallel(options, std::move(dnsmasq), output)) {
-    return fail("lanfab: " + *trouble);
-  }
+  if (const auto trouble = check_files(options, output)) return fail("lanfab: " + *trouble);
   output.finish();
   return output.status(options.strict);
 }

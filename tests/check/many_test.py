@@ -109,12 +109,6 @@ class Processes(Many):
                 self.assertEqual((done.returncode, done.stdout), (2, ""))
                 self.assertIn("-j", done.stderr)
 
-    def test_no_process_can_be_started(self):
-        self.lay(good=GOOD)
-        # One file can be opened beside the three streams, and a socket has two ends.
-        done = self.check("-j2", "good.json", "good.json", before=("prlimit", "--nofile=4"))
-        self.assert_said(done, 2, "", "lanfab: fork: Too many open files\n")
-
 
 class Ends(Many):
     """They end with the first process, and when nobody wants to know any more."""
