@@ -96,7 +96,7 @@ class ActionModule(ActionBase):
         return dict(begun, host=new_host)
 
     def _await_force(self, new_host, end):
-        """Returns when the trial is in force and the gateway can be reached at its new address."""
+        """Returns when the trial is active and the gateway can be reached at its new address."""
         hosts = [new_host] if new_host == self._old_host else [new_host, self._old_host]
         trouble = "its trial did not come into force"
         while time.monotonic() < end:
@@ -123,7 +123,7 @@ class ActionModule(ActionBase):
         return "not confirmed: " + "; ".join(line.replace("lanfab: ", "", 1) for line in lines)
 
     def _confirm(self, new_host, options, end):
-        """Confirms the trial through a connection that did not exist before it was in force."""
+        """Confirms the trial through a connection that did not exist before it was active."""
         while True:
             self._connect_to(new_host)
             try:

@@ -8,7 +8,7 @@ __metaclass__ = type
 
 DOCUMENTATION = r"""
 module: config
-short_description: Put a configuration in force on a gateway, and keep it only if the gateway can be reached
+short_description: Apply a configuration to a gateway, and keep it only if the gateway can be reached
 version_added: "1.1.0"
 description:
   - Starts C(lanfab try) on the gateway, drops the connection, and connects again through the new network. The
@@ -33,7 +33,7 @@ options:
     type: raw
   new_host:
     description:
-      - Where the gateway is to be reached when the new configuration is in force.
+      - Where the gateway is to be reached when the new configuration is active.
       - Without it, this is the value that replaces the present address of the gateway in its configuration,
         if there is one. The host key must be the one that is known for the old address.
     type: str
@@ -42,7 +42,7 @@ options:
     type: int
     default: 120
   probes:
-    description: Shell commands that must succeed on the gateway while the new configuration is in force.
+    description: Shell commands that must succeed on the gateway while the new configuration is active.
     type: list
     elements: str
     default: []
@@ -68,7 +68,7 @@ seealso:
 """
 
 EXAMPLES = r"""
-- name: Put the configuration in force
+- name: Apply the configuration
   lanfab.gateway.config:
     src: "rendered/{{ inventory_hostname }}.json"
     comment: second uplink

@@ -66,7 +66,7 @@ EXAMPLES = r"""
 
 RETURN = r"""
 state:
-  description: C(running) until the trial is in force, C(in_force) until it is confirmed, then C(ended).
+  description: C(running) until the trial is active, C(in_force) until it is confirmed, then C(ended).
   returned: stage look
   type: str
 findings:
