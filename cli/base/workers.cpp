@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdint>
 #include <cstring>
 #include <exception>
 #include <map>
@@ -23,8 +22,8 @@ constexpr std::size_t kWaitingResults = 8;
 namespace {
 
 // Both go through a socket: a task is its number, a result its size and its bytes.
-using TaskNumber = std::uint64_t;
-using ResultSize = std::uint64_t;
+using TaskNumber = std::size_t;
+using ResultSize = std::size_t;
 
 struct Worker {
   pid_t process;
