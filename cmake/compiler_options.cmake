@@ -1,18 +1,26 @@
-# Warnings, sanitizers and hardening, the same for every target of this build.
-add_compile_options(
+# Warnings, hardening, optimization and sanitizers, the same for every target of this build. What is only a
+# default precedes the builder's own flags (CXXFLAGS, LDFLAGS, toolchain file, -DCMAKE_...), which so win.
+set(default_flags
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wformat=2 -Wnull-dereference
   -Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual -Wundef)
+set(default_link_flags)
 
 if(LANFAB_WERROR)
   add_compile_options(-Werror)
 endif()
 
+if(NOT DEFINED CMAKE_POSITION_INDEPENDENT_CODE)
+  set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+  if(LANFAB_SANITIZE)
+    # Loaded anywhere, a program with sanitizers has a million relocations: a sixth of the time of a small run.
+    set(CMAKE_POSITION_INDEPENDENT_CODE OFF)
+    list(APPEND default_flags -fno-pie)
+  endif()
+endif()
+
 if(LANFAB_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
-  # Loaded anywhere, a program with sanitizers has a million relocations: a sixth of the time of a small run.
-  set(CMAKE_POSITION_INDEPENDENT_CODE OFF)
-  add_compile_options(-fno-pie)
 endif()
 
 if(LANFAB_FUZZ)
@@ -27,22 +35,54 @@ if(LANFAB_COVERAGE)
   add_link_options(${counting})
 endif()
 
+# Sets `result` to whether the builder's flags optimize and leave _FORTIFY_SOURCE open: without optimization it
+# has no effect but a warning, and a second value is an error.
+function(can_fortify result)
+  include(CheckCXXSourceCompiles)
+  set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
+  set(CMAKE_TRY_COMPILE_CONFIGURATION ${CMAKE_BUILD_TYPE})
+  set(CMAKE_REQUIRED_QUIET ON)
+  # The flags may have changed since the last time.
+  unset(${result} CACHE)
+  check_cxx_source_compiles("
+    #if !defined __OPTIMIZE__ || defined _FORTIFY_SOURCE
+    #error
+    #endif
+    int main() {}" ${result})
+endfunction()
+
+if(LANFAB_HARDENING AND NOT LANFAB_SANITIZE)
+  list(APPEND default_flags -fstack-protector-strong)
+  list(APPEND default_link_flags -Wl,-z,relro,-z,now)
+  can_fortify(LANFAB_CAN_FORTIFY)
+  if(LANFAB_CAN_FORTIFY)
+    list(APPEND default_flags -D_FORTIFY_SOURCE=2)
+  endif()
+endif()
+
 if(CMAKE_BUILD_TYPE STREQUAL Release)
-  # Measured on ARM: -Os is one seventh smaller than -O2, and most of a run is spent in the tools it starts.
-  set(CMAKE_CXX_FLAGS_RELEASE "-Os -DNDEBUG")
+  list(APPEND default_flags -ffunction-sections -fdata-sections)
+  list(APPEND default_link_flags -Wl,--gc-sections,--as-needed)
+  # The same bytes in whichever directory it is built.
+  list(APPEND default_flags "-ffile-prefix-map=\"${PROJECT_SOURCE_DIR}/\"=")
   # cmd_lanfab is optimized as a whole. Its objects also hold ordinary code, with which lanfab and the tests
   # are linked.
-  if(NOT DEFINED CMAKE_INTERPROCEDURAL_OPTIMIZATION)
+  set(flags "${CMAKE_CXX_FLAGS} ${CMAKE_CXX_FLAGS_RELEASE}")
+  if(NOT DEFINED CMAKE_INTERPROCEDURAL_OPTIMIZATION AND NOT flags MATCHES "-f(no-)?lto")
     set(CMAKE_INTERPROCEDURAL_OPTIMIZATION ON)
   endif()
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     set(CMAKE_CXX_COMPILE_OPTIONS_IPO -flto=auto -ffat-lto-objects)
+    # With all functions in view it warns of paths that no caller takes.
+    list(APPEND default_link_flags -Wno-null-dereference)
   endif()
-  add_compile_options(-ffunction-sections -fdata-sections -fstack-protector-strong)
-  # The same bytes in whichever directory it is built.
-  add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
-  add_compile_definitions(_FORTIFY_SOURCE=2)
-  add_link_options(-Wl,--gc-sections -Wl,-z,relro,-z,now -Wl,--as-needed)
 endif()
+
+list(JOIN default_flags " " default_flags)
+list(JOIN default_link_flags " " default_link_flags)
+# Variables of this run: the cache keeps what the builder said.
+set(CMAKE_CXX_FLAGS "${default_flags} ${CMAKE_CXX_FLAGS}")
+set(CMAKE_EXE_LINKER_FLAGS "${default_link_flags} ${CMAKE_EXE_LINKER_FLAGS}")
+
 include(CheckPIESupported)
 check_pie_supported()
