@@ -12,7 +12,8 @@ endif()
 if(NOT DEFINED CMAKE_POSITION_INDEPENDENT_CODE)
   set(CMAKE_POSITION_INDEPENDENT_CODE ON)
   if(LANFAB_SANITIZE)
-    # Loaded anywhere, a program with sanitizers has a million relocations: a sixth of the time of a small run.
+    # Loaded anywhere, a program with sanitizers has a million relocations: a sixth of the time of a small
+    # run.
     set(CMAKE_POSITION_INDEPENDENT_CODE OFF)
     list(APPEND default_flags -fno-pie)
   endif()
@@ -35,8 +36,8 @@ if(LANFAB_COVERAGE)
   add_link_options(${counting})
 endif()
 
-# Sets `result` to whether the builder's flags optimize and leave _FORTIFY_SOURCE open: without optimization it
-# has no effect but a warning, and a second value is an error.
+# Sets `result` to whether the builder's flags optimize and leave _FORTIFY_SOURCE open: without optimization
+# it has no effect but a warning, and a second value is an error.
 function(can_fortify result)
   include(CheckCXXSourceCompiles)
   set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)

@@ -11,9 +11,9 @@ install(FILES ${PROJECT_BINARY_DIR}/documentation/README.md
   docs/configuration.md docs/files.md docs/integration.md docs/operation.md docs/security.md
   docs/status.md
   docs/supported-systems.md
-  DESTINATION ${doc}/docs COMPONENT documentation)
-install(FILES CHANGELOG.md DESTINATION ${doc} COMPONENT documentation)
-install(DIRECTORY examples DESTINATION ${doc} COMPONENT documentation
+  DESTINATION ${doc}/docs COMPONENT documents)
+install(FILES CHANGELOG.md DESTINATION ${doc} COMPONENT documents)
+install(DIRECTORY examples DESTINATION ${doc} COMPONENT documents
   FILES_MATCHING PATTERN network.json PATTERN README.md)
 
 # Installs a manual page with the version in it.
@@ -24,4 +24,4 @@ function(install_manual_page page component)
   install(FILES ${PROJECT_BINARY_DIR}/documentation/${page} DESTINATION ${CMAKE_INSTALL_MANDIR}/${directory}
     COMPONENT ${component})
 endfunction()
-install_manual_page(cmd_lanfab.8 documentation)
+install_manual_page(cmd_lanfab.8 documents)

@@ -1,4 +1,6 @@
-# What is installed and where, and the Debian package.
+# What is installed and where, and the Debian packages. The components are "program", "documents", "tools" and
+# "dev".
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME program)
 set(packaging ${PROJECT_SOURCE_DIR}/packaging)
 set(debian ${packaging}/debian)
 set(unit_dir lib/systemd/system)
@@ -21,8 +23,9 @@ install(FILES ${packaging}/systemd-networkd.service.conf DESTINATION ${unit_dir}
 install(FILES ${packaging}/tmpfiles.conf DESTINATION lib/tmpfiles.d RENAME lanfab.conf)
 install(FILES ${packaging}/sysusers.conf DESTINATION lib/sysusers.d RENAME lanfab.conf)
 
-# A component of its own, so that an image can do without it and a test can install it alone.
+# A component of its own, so that an OS image can do without it and a test can install it alone.
 include(cmake/documentation.cmake)
+include(cmake/development.cmake)
 
 # What authors of configurations use: a component, too.
 if(LANFAB_CLI)
@@ -41,6 +44,10 @@ set(CPACK_LANFAB_SOURCE ${PROJECT_SOURCE_DIR})
 set(CPACK_LANFAB_SYSROOT "${CMAKE_SYSROOT}")
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_COMPONENTS_ALL program documents)
+if(LANFAB_CLI)
+  list(APPEND CPACK_COMPONENTS_ALL tools)
+endif()
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 set(CPACK_DEBIAN_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
@@ -81,5 +88,5 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS graphviz)
 
 include(CPack)
 cpack_add_component_group(lanfab)
-cpack_add_component(Unspecified GROUP lanfab)
-cpack_add_component(documentation GROUP lanfab)
+cpack_add_component(program GROUP lanfab)
+cpack_add_component(documents GROUP lanfab)

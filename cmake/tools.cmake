@@ -1,11 +1,13 @@
 # What belongs to the program `lanfab`. It is never part of an image.
 install(TARGETS lanfab RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
-install(FILES packaging/tools/lanfab.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
-  RENAME lanfab COMPONENT tools)
-install(FILES packaging/tools/_lanfab DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions
-  COMPONENT tools)
-install(FILES packaging/tools/lanfab.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d
-  COMPONENT tools)
+foreach(program lanfab cmd_lanfab)
+  install(FILES packaging/tools/${program}.bash
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME ${program} COMPONENT tools)
+  install(FILES packaging/tools/_${program} DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions
+    COMPONENT tools)
+  install(FILES packaging/tools/${program}.fish
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT tools)
+endforeach()
 install_manual_page(lanfab.1 tools)
 install_manual_page(lanfab-network.5 tools)
 # Like the service, which it extends.

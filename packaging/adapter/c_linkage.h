@@ -4,7 +4,8 @@
 // src/platform by calling those of the same names in the libraries; where the types differ, it converts.
 // Include it in one source file, and add that and the accessors, which need no library, to the build:
 //
-//     cmake ... -DLANFAB_PLATFORM=device "-DLANFAB_ADAPTER=<file>;platform/host/libcmd/accessors.cpp"
+//     cmake ... -DLANFAB_PLATFORM=device \
+//       "-DLANFAB_ADAPTER=$PWD/adapter.cpp;$PWD/platform/host/libcmd/accessors.cpp"
 //
 // Where some of a library's functions have C++ linkage already, leave these out.
 
@@ -67,16 +68,20 @@ struct Free {
 };
 using Text = std::unique_ptr<char, Free>;
 
-inline bool parse(const char* text, Json::Value& value) {
+// Parses the configuration object `name`. Reports an error to standard error, and then returns false.
+inline bool parse(const std::string& name, const char* text, Json::Value& value) {
   Json::CharReaderBuilder builder;
   Json::CharReaderBuilder::strictMode(&builder.settings_);
   const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  std::string errors;
   try {
-    return reader->parse(text, text + std::strlen(text), &value, nullptr);
-  } catch (const std::exception&) {
+    if (reader->parse(text, text + std::strlen(text), &value, &errors)) return true;
+  } catch (const std::exception& error) {
     // The parser throws when the text is nested too deeply. The program does not expect that.
-    return false;
+    errors = error.what();
   }
+  std::fprintf(stderr, "configuration \"%s\": invalid JSON: %s\n", name.c_str(), errors.c_str());
+  return false;
 }
 
 }  // namespace adapter
@@ -86,7 +91,7 @@ int cmd_get_value_json(const std::string& name, Json::Value& value) {
   const int result = device::cmd_get_value_json(name.c_str(), &json_text);
   const adapter::Text owner(json_text);
   if (result != 0) return result;
-  return json_text != nullptr && adapter::parse(json_text, value) ? 0 : -1;
+  return json_text != nullptr && adapter::parse(name, json_text, value) ? 0 : -1;
 }
 
 int get_cmd_command_action_index(int argc, char* argv[], int* index) {

@@ -2,22 +2,15 @@ SUMMARY = "Network configuration of a gateway for systemd-networkd and dnsmasq"
 DESCRIPTION = "Turns one JSON object into the units of systemd-networkd and the files of dnsmasq, undoes \
 what the previous run left in the kernel and restarts both services."
 SECTION = "net"
-LICENSE = "CLOSED"
-PV = "1.1.0~dev+git"
+require lanfab.inc
 
-# A distribution names its own copy, and pins it with SRCREV:pn-lanfab.
-LANFAB_REPOSITORY ?= "git://git.lanfab.example/lanfab.git;protocol=https;branch=main"
-SRC_URI = "${LANFAB_REPOSITORY}"
-SRCREV ?= "${AUTOREV}"
-S = "${WORKDIR}/git"
-
-inherit cmake pkgconfig systemd useradd features_check
+inherit systemd useradd features_check
 
 # The program calls /sbin/ip and /bin/networkctl, and its units are in /usr/lib.
 REQUIRED_DISTRO_FEATURES = "systemd usrmerge"
 
 # The recipes of libcmd.so, libsysdb.so and libvantor.so, on which the program depends unless it is built for
-# the host platform: PACKAGECONFIG:pn-lanfab = "host".
+# the host platform: PACKAGECONFIG:pn-lanfab = "host". They depend on lanfab-platform, which has the headers.
 LANFAB_DEVICE_LIBRARIES ?= "libcmd libsysdb libvantor"
 PACKAGECONFIG ??= ""
 PACKAGECONFIG[host] = "-DLANFAB_PLATFORM=host,-DLANFAB_PLATFORM=device,sqlite3"
@@ -28,6 +21,13 @@ RRECOMMENDS:${PN} = "kernel-module-8021q kernel-module-bridge kernel-module-ip-g
 
 # For libraries with C linkage, a .bbappend adds -DLANFAB_ADAPTER= (see docs/integration.md).
 EXTRA_OECMAKE = "-DCMAKE_BUILD_TYPE=Release -DBUILD_TESTING=OFF -DLANFAB_CLI=OFF"
+
+# The headers are in lanfab-platform.
+do_install() {
+    for component in program documents; do
+        DESTDIR='${D}' cmake --install '${B}' --component $component
+    done
+}
 
 SYSTEMD_SERVICE:${PN} = "lanfab.service"
 

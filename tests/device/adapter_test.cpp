@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 
 #include <string>
+#include <utility>
 
 #include "platform/libcmd.h"
 #include "platform/libsysdb.h"
@@ -21,8 +22,19 @@ TEST(AdapterTest, Configuration) {
 TEST(AdapterTest, ConfigurationThatCannotBeHad) {
   Json::Value value;
   EXPECT_EQ(cmd_get_value_json("missing", value), 3);
-  for (const char* name : {"nothing", "half", "deep"}) {
-    EXPECT_EQ(cmd_get_value_json(name, value), -1) << name;
+  EXPECT_EQ(cmd_get_value_json("nothing", value), -1);
+}
+
+TEST(AdapterTest, ReasonsOfInvalidJson) {
+  const std::pair<const char*, const char*> reasons[] = {
+      {"half", "configuration \"half\": invalid JSON: * Line 1, Column 10\n"},
+      {"deep", "configuration \"deep\": invalid JSON: Exceeded stackLimit"},
+  };
+  for (const auto& [name, reason] : reasons) {
+    Json::Value value;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(cmd_get_value_json(name, value), -1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr().substr(0, std::strlen(reason)), reason);
   }
 }
 

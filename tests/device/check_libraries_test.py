@@ -6,6 +6,7 @@ Usage: check_libraries_test.py CHECK_BINARY PLATFORM_DIRECTORY OBJECT...
 The objects are the program's, before it is linked with the libraries in PLATFORM_DIRECTORY.
 """
 
+import os
 import re
 import subprocess
 import sys
@@ -14,6 +15,36 @@ import unittest
 
 CHECK_BINARY, PLATFORM_DIRECTORY, *OBJECTS = sys.argv[1:]
 LIBRARIES = ("libcmd", "libsysdb", "libvantor")
+HERE = os.path.dirname(os.path.abspath(__file__))
+# The adapter of this directory, and the functions that it calls.
+ADAPTER = (
+    *("--adapter", f"{HERE}/adapter.cpp"),
+    *("--adapter", f"{HERE}/../../platform/host/libcmd/accessors.cpp"),
+)
+C_FUNCTIONS = {
+    "libcmd": {
+        "cmd_get_value_json",
+        "get_cmd_command_action_index",
+        "return_input_string_as_all_uppercase",
+    },
+    "libsysdb": {"sysdb_read_int", "sysdb_write_str", "sysdb_namedb_write_str"},
+    "libvantor": {
+        "qelsys",
+        "file_exists",
+        "delete_file",
+        "read_var_file",
+        "execute_systemctl_start",
+        "execute_systemctl_restart",
+        "is_service_active",
+        "ip_link_set_interface_down",
+        "get_if_hw_addr",
+        "get_if_hw_addr_formatted",
+        "cidr_to_netmask",
+        "netmask_to_cidr",
+        "get_cidr_subnet",
+        "domain_ip_to_ip_str",
+    },
+}
 
 
 def symbols(which, *files):
@@ -39,11 +70,11 @@ def make_libraries(directory, exports):
         subprocess.run(command, check=True, input=source, text=True)
 
 
-def check(exports):
-    """Returns the exit status and the complaints about libraries with these exports."""
+def check(exports, *options):
+    """Returns the exit status and the errors about libraries with these exports."""
     with tempfile.TemporaryDirectory() as directory:
         make_libraries(directory, exports)
-        command = [CHECK_BINARY, "libraries", directory]
+        command = [CHECK_BINARY, "libraries", directory, *options]
         done = subprocess.run(command, check=False, stderr=subprocess.PIPE, text=True)
         return done.returncode, done.stderr.replace(directory + "/", "")
 
@@ -91,6 +122,20 @@ class CheckLibraries(unittest.TestCase):
         name, *others = complaint.rstrip().split(", but ")
         self.assertEqual(name, "libvantor.so has no _Z15netmask_to_cidrPKc, netmask_to_cidr(char const*)")
         self.assertCountEqual(others[0].split(" and "), ["netmask_to_cidr(char*)", "netmask_to_cidr()"])
+
+    def test_an_adapter_needs_the_functions_that_it_calls(self):
+        self.assertEqual(check(C_FUNCTIONS, *ADAPTER), (0, ""))
+
+    def test_a_function_that_the_adapter_lacks_is_named(self):
+        exports = {**C_FUNCTIONS, "libsysdb": {"sysdb_write_str", "sysdb_namedb_write_str"}}
+        complaint = "No library has sysdb_read_int, which the adapter calls\n"
+        self.assertEqual(check(exports, *ADAPTER), (1, complaint))
+
+    def test_what_no_adapter_defines_is_still_needed(self):
+        status, complaints = check(C_FUNCTIONS, *ADAPTER[:2])
+        self.assertEqual(status, 1)
+        self.assertIn("libcmd.so has no _Z14config_get_intRKN4Json5ValueEPi", complaints)
+        self.assertNotIn("_Z11file_existsPKc", complaints)
 
     def test_a_library_that_is_missing_is_named(self):
         del self.exports["libsysdb"]

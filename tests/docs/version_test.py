@@ -54,8 +54,8 @@ class Version(unittest.TestCase):
     def test_changelog_of_the_debian_package(self):
         self.assertEqual(find("packaging/debian/changelog", r"^lanfab \((.*)\)"), VERSION)
 
-    def test_yocto_recipe(self):
-        self.assertEqual(find("packaging/yocto/lanfab_git.bb", r'^PV = "(.*)"$'), f"{VERSION}+git")
+    def test_yocto_recipes(self):
+        self.assertEqual(find("packaging/yocto/lanfab.inc", r'^PV = "(.*)"$'), f"{VERSION}+git")
 
     def test_buildroot_package(self):
         # It builds what is in git: the release's tag, and before there is one, the branch.

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests the completion of `lanfab` in a shell, as a user has it.
+"""Tests the completions of `lanfab` and `cmd_lanfab` in a shell, as a user has it.
 
 Usage: completion_test.py bash|zsh|fish LANFAB
 """
@@ -60,7 +60,7 @@ class Terminal:
 
 class Bash(Terminal):
     def __init__(self, directory, environment):
-        setup = f"source '{COMPLETIONS}/lanfab.bash'"
+        setup = f"source '{COMPLETIONS}/lanfab.bash'; source '{COMPLETIONS}/cmd_lanfab.bash'"
         command = ["bash", "--norc", "--noprofile"]
         super().__init__(command, setup, directory, environment | {"INPUTRC": "/dev/null", "HISTFILE": ""})
 
@@ -83,7 +83,8 @@ class Fish:
 
     def completions(self, line):
         """Each line has a word and, after a tab, its description."""
-        command = f"source '{COMPLETIONS}/lanfab.fish'; complete --do-complete '{line}'"
+        sources = f"source '{COMPLETIONS}/lanfab.fish'; source '{COMPLETIONS}/cmd_lanfab.fish'"
+        command = f"{sources}; complete --do-complete '{line}'"
         done = subprocess.run(["fish", "--no-config", "--command", command], cwd=self.directory,
                               env=self.environment, stdout=subprocess.PIPE, text=True, check=True)
         return [line.partition("\t")[0] for line in done.stdout.splitlines()]
@@ -148,6 +149,13 @@ class Completion(unittest.TestCase):
     def test_directories(self):
         self.check("lanfab preview --cell ", "up down here link")
         self.check("lanfab preview -o ", "link")
+
+    def test_cmd_lanfab(self):
+        self.check("cmd_lanfab ", "apply wwan_apply dnsmasq")
+        self.check("cmd_lanfab w", "wwan_apply")
+        self.check("cmd_lanfab --v", "--version")
+        self.check("cmd_lanfab apply --p", "--pulse-ethernet")
+        self.check("cmd_lanfab apply d", "")
 
     def test_rules(self):
         self.check("lanfab explain lease-address-t", "lease-address-twice")
