@@ -35,7 +35,7 @@ struct RunOptions {
   std::vector<std::string> files;
   std::string list;            // a file with names of more files
   bool strict = false;         // warnings count, too
-  bool offline = false;        // do not ask dnsmasq
+  bool offline = false;        // skip the dnsmasq check
   std::int64_t processes = 1;  // that examine files at the same time
   CheckOptions each;           // file
 };
@@ -107,7 +107,7 @@ class Output {
 
   // It would be the same for every file.
   void note_trouble(const std::string& trouble) {
-    if (!has_dnsmasq_trouble_) report(trouble + "; dnsmasq is not asked");
+    if (!has_dnsmasq_trouble_) report(trouble + "; skipping the dnsmasq check");
     has_dnsmasq_trouble_ = true;
   }
 
@@ -167,7 +167,8 @@ static std::optional<std::string> find_dnsmasq(bool offline, std::size_t files) 
   if (offline) return std::nullopt;
   auto program = find_in_path("dnsmasq");
   if (program && files > kMostFilesForDnsmasq) {
-    report("lanfab: more than " + std::to_string(kMostFilesForDnsmasq) + " files; dnsmasq is not asked");
+    report("lanfab: more than " + std::to_string(kMostFilesForDnsmasq) +
+           " files; skipping the dnsmasq check");
     return std::nullopt;
   }
   return program;
@@ -243,14 +244,14 @@ static Option format_option(Format& format) {
 Command check_command() {
   static RunOptions options;
   return {"check",
-          "Say what is wrong with a configuration",
+          "Check configurations for errors",
           {{"FILE", "configurations; - is standard input; default: the active one", &options.files,
             Completion::kFile},
-           {"--files-from LIST", "a file with the names of more files, one a line; - is\nstandard input",
+           {"--files-from LIST", "a file with more file names, one per line; - is\nstandard input",
             &options.list, Completion::kFile},
            {"-j N", "check so many files at the same time", Number{&options.processes, 1, 256}},
            {"--strict", "fail on warnings, too", &options.strict},
-           {"--offline", "do not ask dnsmasq", &options.offline},
+           {"--offline", "skip the dnsmasq check", &options.offline},
            {"--allow RULE", "do not report what this rule finds", &options.each.allowed, Completion::kRule},
            format_option(options.each.format),
            {"--fix",

@@ -166,11 +166,11 @@ static std::optional<std::string> find_unknown_command(int argc, char* argv[],
     if (!command.is_hidden) names.push_back(command.name);
   const auto is_meant = [argv](const Command& command) { return command.name == argv[1]; };
   if (std::any_of(commands.begin(), commands.end(), is_meant)) return std::nullopt;
-  return unknown_name("command", argv[1], names, "`lanfab --help` lists them");
+  return unknown_name("command", argv[1], names, "run 'lanfab --help' for a list");
 }
 
 int run_command_line(int argc, char* argv[]) {
-  CLI::App app("Says what a network configuration of cmd_lanfab will do before it does it.", "lanfab");
+  CLI::App app("Check, preview, and safely apply network configurations for cmd_lanfab.", "lanfab");
   app.set_version_flag("--version", "lanfab " LANFAB_VERSION);
   app.require_subcommand(1);
   app.failure_message(failure_message);

@@ -34,20 +34,20 @@ static void report_previous(const InstalledFile& installed) {
   const std::string previous = installed.entry + kPreviousSuffix;
   // If the configuration was already the installed one, no previous one was written.
   if (access(previous.c_str(), F_OK) != 0) {
-    std::printf("Kept.\n");
+    std::printf("Confirmed.\n");
   } else {
-    std::printf("Kept. The configuration before it is %s.\n", printable(previous).c_str());
+    std::printf("Confirmed. The previous configuration was saved as %s.\n", printable(previous).c_str());
   }
 }
 
 // Whether the text that would be kept is the one that was applied. Returns nothing, or why not.
 static std::optional<std::string> find_difference(const File& trial, const TrialState& state) {
-  const std::string advice = ": 'lanfab revert' goes back";
+  const std::string advice = ": run 'lanfab revert' to roll back";
   if (sha256(trial.content) != state.sha256)
     return std::string(kTrialConfiguration) + " was edited during the trial" + advice;
   Applied applied;
   if (const auto trouble = read_applied(applied)) return *trouble + advice;
-  if (applied.sha256 != state.sha256) return "the last APPLY has applied another configuration" + advice;
+  if (applied.sha256 != state.sha256) return "another configuration has been applied since" + advice;
   return std::nullopt;
 }
 
@@ -86,13 +86,13 @@ static int confirm_trial(const TrialState& state, const InstalledFile& installed
   if (!record_applied(trial.content)) return fail(with_errno(kTrialDirectory) + "; the trial goes on");
   std::string trouble;
   const Installation installation = install(trial.content, installed, permission_of(state), trouble);
-  if (installation == Installation::kRefused) return refuse("the trial is being taken back");
+  if (installation == Installation::kRefused) return refuse("the trial is being rolled back");
   if (installation == Installation::kFailed) return fail(trouble + "; the trial goes on");
   const auto error = end_kept_trial(state);
   // Whatever it waits for, the trial does not.
   record_in_history(trial.content, options.comment);
-  if (installation == Installation::kPlaced) return fail(trouble + "; kept, but a loss of power may undo it");
-  if (error) return fail("lanfab: kept, but what belongs to the trial is still there: " + *error);
+  if (installation == Installation::kPlaced) return fail(trouble + "; confirmed, but not yet synced to disk");
+  if (error) return fail("lanfab: confirmed, but cleaning up the trial failed: " + *error);
   report_previous(installed);
   return 0;
 }
@@ -108,11 +108,11 @@ static bool is_confirmable(int& status) {
     }
   }
   if (is_applying) {
-    status = refuse("the APPLY of the trial is still at work");
+    status = refuse("the trial is still being applied");
     return false;
   }
   if (is_reverting || !is_trial_active()) {
-    status = refuse("the trial is being taken back");
+    status = refuse("the trial is being rolled back");
     return false;
   }
   return true;
@@ -128,7 +128,7 @@ int confirm(const ConfirmOptions& options) {
   if (!lock.is_held()) return fail(lock.error());
   const auto state = read_state();
   if (!state || (!options.trial.empty() && state->id != options.trial))
-    return refuse("no trial is under way");
+    return refuse("no trial is in progress");
   // A confirmation that was killed may have left the file unmounted.
   if (state->path == installed.path) installed.entry = state->entry;
   int status = 0;
@@ -138,9 +138,9 @@ int confirm(const ConfirmOptions& options) {
 Command confirm_command() {
   static ConfirmOptions options;
   return {"confirm",
-          "Keep the configuration that is tried",
+          "Confirm the configuration applied by 'try'",
           {{"-m COMMENT", "a comment for 'lanfab history'", &options.comment},
            {"--force", "replace an installed file that has changed since the trial began", &options.force}},
-          "The one before it stays beside it as network.json.previous.",
+          "The configuration that it replaces is saved as network.json.previous.",
           [] { return confirm(options); }};
 }

@@ -37,7 +37,7 @@ static int explain(const std::vector<std::string>& names) {
   for (const std::string& name : names) {
     const Rule* rule = find_rule(name);
     if (rule == nullptr) {
-      status = fail("lanfab: " + unknown_name("rule", name, rule_names(), "`lanfab explain` lists them"));
+      status = fail("lanfab: " + unknown_name("rule", name, rule_names(), "run 'lanfab explain' for a list"));
       continue;
     }
     std::printf("%s%s\n", is_first ? "" : "\n", std::string(entry_of(*rule)).c_str());

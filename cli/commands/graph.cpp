@@ -141,7 +141,7 @@ Command graph_command() {
                                                       {"svg", GraphFormat::kSvg},
                                                       {"html", GraphFormat::kHtml}};
   return {"graph",
-          "Draw the network, with what check finds in it",
+          "Draw the network, with the findings of 'check'",
           {file_option(options.file),
            {"--format FORMAT",
             "text (default), dot, the language of Graphviz,\n"

@@ -80,16 +80,18 @@ static int history(const HistoryOptions& options) {
 
 Command history_command() {
   static HistoryOptions options;
-  return {"history",
-          "List the configurations that came into effect",
-          {{"ACTION",
-            "show: print the configuration of an entry; without, list all entries",
-            &options.action,
-            Completion::kNothing,
-            {"show"}},
-           {"NUMBER", "that of the entry", &options.number},
-           json_option(options.json)},
-          "lanfab diff --from NUMBER shows what has changed since, lanfab revert NUMBER tries it again.\n\n"
-          "Example: lanfab history show 12",
-          [] { return history(options); }};
+  return {
+      "history",
+      "List the configurations that were applied",
+      {{"ACTION",
+        "show: print the configuration of an entry; without, list all entries",
+        &options.action,
+        Completion::kNothing,
+        {"show"}},
+       {"NUMBER", "that of the entry", &options.number},
+       json_option(options.json)},
+      "lanfab diff --from NUMBER shows what has changed since; lanfab revert NUMBER applies the entry as a "
+      "trial.\n\n"
+      "Example: lanfab history show 12",
+      [] { return history(options); }};
 }

@@ -37,7 +37,7 @@ static int record(const RecordOptions& options) {
   if (const auto trouble = enter_system_as_service()) return fail(*trouble);
   if (options.what == "apply") return apply_and_record(options.program) ? 0 : 1;
   const bool is_done = options.what == "before" ? note_configuration() : record_noted_configuration();
-  if (!is_done) return fail(with_errno("lanfab: what is applied cannot be recorded"));
+  if (!is_done) return fail(with_errno("lanfab: cannot record what is applied"));
   if (options.what == "after") keep_in_history();
   return 0;
 }
@@ -46,10 +46,10 @@ Command record_command() {
   static RecordOptions options;
   Command command = {
       "record",
-      "Keep what a service applies",
+      "Record what a service applies",
       {{"WHAT",
-        "before, after: around the APPLY of a service; apply: run PROGRAM and keep what it applies; outcome: "
-        "how the last trial ended",
+        "before, after: around the APPLY of a service; apply: run PROGRAM and record what it applies; "
+        "outcome: how the last trial ended",
         &options.what,
         Completion::kNothing,
         {"before", "after", "apply", "outcome"},

@@ -59,22 +59,22 @@ static int write_report(const ReportOptions& options) {
   struct stat status {};
   // Before the questions, which take time.
   if (!options.force && lstat(path.c_str(), &status) == 0)
-    return fail("lanfab: " + printable(path) + ": there is such a file; --force replaces it");
+    return fail("lanfab: " + printable(path) + ": file exists; use --force to replace it");
   const std::vector<ReportItem> items = collect_report();
   const std::string list = list_of(items);
   std::string archive;
   if (const auto trouble = pack(files_of(items, list), name, archive)) return fail("lanfab: " + *trouble);
   if (const auto trouble = options.force ? output.write(archive) : output.create(archive))
     return fail("lanfab: " + *trouble);
-  std::printf("%s holds, with the size in bytes:\n%s", printable(path).c_str(), list.c_str());
-  std::printf("Keys, passwords and tokens are hidden. Addresses and the names of hosts are not.\n");
+  std::printf("%s contains these files (sizes in bytes):\n%s", printable(path).c_str(), list.c_str());
+  std::printf("Keys, passwords and tokens are masked. Addresses and host names are not.\n");
   return 0;
 }
 
 Command report_command() {
   static ReportOptions options;
   return {"report",
-          "Collect what is needed to find a fault from afar",
+          "Collect what is needed for troubleshooting into one file",
           {{"-o FILE", "the bundle; default: lanfab-report-TIME.tar.gz", &options.file, Completion::kFile},
            {"--force", "replace FILE if it exists", &options.force}},
           "The bundle has the configuration, the generated files, the status, versions, logs and the state\n"

@@ -37,15 +37,15 @@ int report_end_of_trial(const std::string& id, const std::string& target) {
   const bool is_known = outcome && (id.empty() || outcome->trial == id);
   if (is_known && outcome->ending == Ending::kKept) {
     std::printf(
-        "The trial had been confirmed: lanfab revert, once more, offers the previous configuration.\n");
+        "The trial had been confirmed. Run 'lanfab revert' again to apply the previous configuration.\n");
     return 1;
   }
   // What is in force decides, not what has been done about it.
   const std::string& old = is_known && !outcome->in_force.empty() ? outcome->in_force : target;
   if (old.empty() || !is_applied(old))
     return fail(
-        "lanfab: the trial is over, but the old configuration is not known to be in force: lanfab status");
-  std::printf("The old configuration is in force.\n");
+        "lanfab: the trial is over, but the previous configuration may not be active: run 'lanfab status'");
+  std::printf("The previous configuration is active.\n");
   if (is_known && !outcome->note.empty()) std::printf("%s\n", printable(outcome->note).c_str());
   return 0;
 }
@@ -60,25 +60,25 @@ int end_trial(const std::string& reason) {
     return now && state ? now->id == state->id : is_trial_left();
   };
   if (is_under_way()) {
-    std::printf("Taking the trial back ...\n");
+    std::printf("Rolling back...\n");
     std::fflush(stdout);
     request_rollback(reason.empty() ? "by " + caller() : reason);
     roll_back_now();
   }
   if (is_under_way()) {
-    return fail("lanfab: the old configuration is not in force yet: journalctl --unit=" +
-                std::string(kRevertUnit));
+    return fail("lanfab: the previous configuration is not active yet; see 'journalctl -u " +
+                std::string(kRevertUnit) + "'");
   }
   return report_end_of_trial(state ? state->id : "", has_target ? sha256(target.content) : "");
 }
 
 static bool is_wanted(const std::string& previous) {
   if (!is_interactive()) {
-    std::printf("No trial is under way. lanfab revert --yes puts %s in force.\n",
+    std::printf("No trial is in progress. Run 'lanfab revert --yes' to apply %s.\n",
                 printable(previous).c_str());
     return false;
   }
-  std::printf("No trial is under way. Put %s in force? [y/N] ", printable(previous).c_str());
+  std::printf("No trial is in progress. Apply %s? [y/N] ", printable(previous).c_str());
   std::fflush(stdout);
   char answer[8] = "";
   return std::fgets(answer, sizeof answer, stdin) != nullptr && (answer[0] == 'y' || answer[0] == 'Y');
@@ -94,7 +94,7 @@ static int restore_previous(bool is_agreed) {
   struct stat status {};
   if (stat(previous.c_str(), &status) != 0) {
     if (errno != ENOENT) return fail(with_errno(previous));
-    std::printf("No trial is under way, and there is no previous configuration.\n");
+    std::printf("No trial is in progress, and there is no previous configuration.\n");
     return 1;
   }
   if (!is_agreed && !is_wanted(previous)) return 1;
@@ -127,12 +127,12 @@ Command revert_command() {
   Option guard = {"--guard", "for the service that watches over a trial", &options.as_guard};
   timer.presence = guard.presence = Presence::kHidden;
   return {"revert",
-          "Go back to the configuration before",
-          {{"NUMBER", "try this entry of the history", &options.entry},
+          "Roll back to the previous configuration",
+          {{"NUMBER", "apply this entry of the history as a trial", &options.entry},
            {"--yes", "do not ask", &options.yes},
            timer,
            guard},
-          "Ends the trial at once. Without one it puts network.json.previous in force, after asking.\n\n"
+          "Ends the trial immediately. Without a trial, asks, and applies network.json.previous.\n\n"
           "Example: lanfab revert --yes",
           [] { return revert(options); }};
 }

@@ -72,7 +72,7 @@ static void report_rollback(const TrialState& state, const std::string& reason,
     broadcast_alert("the old configuration is active, but " + difference);
     outcome.note += (outcome.note.empty() ? "" : "; ") + difference;
   }
-  std::printf("the trial is over; the old configuration is in force\n");
+  std::printf("the trial is over; the previous configuration is active\n");
   if (!outcome.note.empty()) std::printf("%s\n", outcome.note.c_str());
   if (!write_outcome(outcome)) report(with_errno(kTrialDirectory));
 }
@@ -93,8 +93,8 @@ static int complete_confirmation(const TrialState& state) {
   outcome.in_force = state.sha256;
   if (!write_outcome(outcome)) report(with_errno(kTrialDirectory));
   if (const auto error = is_visible ? remove_trial() : forget_trial())
-    return fail("lanfab: what belongs to the trial is still there: " + *error);
-  std::printf("the configuration on trial had been confirmed; it stays active\n");
+    return fail("lanfab: cleaning up the trial failed: " + *error);
+  std::printf("the trial had been confirmed; its configuration stays active\n");
   if (!is_visible) {
     broadcast_alert(printable(state.path) + " is not the configuration that was confirmed: mount " +
                     printable(state.entry) + " there and remove " + kTrialConfiguration);
@@ -109,8 +109,8 @@ static bool is_to_be_rolled_back(const TrialState& state, bool is_locked) {
   return decide(Decision::kRolledBack) != Decision::kKept;
 }
 
-// Ends the trial once. Until the old configuration is in force, the state stays, so that this can be called
-// again. Returns the exit status.
+// Ends the trial once. Until the previous configuration is active, the state stays, so that this can be
+// called again. Returns the exit status.
 static int attempt_rollback(bool& is_old_active) {
   const auto program = find_program();
   if (!program) return fail("lanfab: cmd_lanfab is not installed");
@@ -137,8 +137,7 @@ static int attempt_rollback(bool& is_old_active) {
   forget_failure();
   report_rollback(state, reason, restore_kernel());
   if (is_locked) lock.emplace(kTrialDirectory, kLockLimit);
-  if (const auto error = remove_trial())
-    return fail("lanfab: what belongs to the trial is still there: " + *error);
+  if (const auto error = remove_trial()) return fail("lanfab: cleaning up the trial failed: " + *error);
   return 0;
 }
 
@@ -147,7 +146,6 @@ int roll_back() {
   bool is_old_active = false;
   const int status = attempt_rollback(is_old_active);
   if (status != 0 && is_left && !is_old_active && mark_failure())
-    broadcast_alert(
-        "the rollback of the trial has failed; it is tried again: journalctl --unit=lanfab-revert");
+    broadcast_alert("rolling back the trial failed; retrying: see 'journalctl -u lanfab-revert'");
   return status;
 }

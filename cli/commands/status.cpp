@@ -87,7 +87,7 @@ static int keep_reporting(const StatusOptions& options) {
 // Prints the report, or writes it into the file. Returns the exit status: 0 without drift, 1 with drift, 3 if
 // all of it is pending, 2 on an error. A watch ends with that of its last page.
 static int status(const StatusOptions& options) {
-  if (options.probe && geteuid() != 0) return fail("lanfab: --probe sends packets, which takes root");
+  if (options.probe && geteuid() != 0) return fail("lanfab: --probe sends packets, which requires root");
   if (options.watch) return keep_reporting(options);
   OutputFile output(options.output);
   const bool has_output = !options.output.empty();
@@ -120,11 +120,12 @@ Command status_command() {
   Option output = {"-o FILE", "write into this file, whole or not at all", &options.output,
                    Completion::kFile};
   output.excludes = "--watch";
-  Option probe = {"--probe", "send packets to find what only hosts know: takes root and 2 s", &options.probe};
+  Option probe = {"--probe", "send packets to find what only hosts know; requires root, takes 2 s",
+                  &options.probe};
   probe.excludes = "--watch";
   return {"status",
-          "Say whether a gateway is as its configuration wants it",
-          {{"--watch", "keep it up to date; q ends it", &options.watch},
+          "Show the gateway's status and any drift from its configuration",
+          {{"--watch", "refresh continuously; press q to quit", &options.watch},
            format,
            output,
            probe,

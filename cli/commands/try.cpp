@@ -38,8 +38,8 @@
 #include "libcmd/text_policy.h"
 
 constexpr char kRevertFails[] =
-    "the rollback service does not work, perhaps because of a drop-in of lanfab.service: journalctl "
-    "--unit=lanfab-revert-test";
+    "the rollback service does not work, perhaps because of a drop-in of lanfab.service; see 'journalctl -u "
+    "lanfab-revert-test'";
 
 // Enough for the longest APPLY.
 constexpr std::int64_t kSecondsToPutInForce = 300;
@@ -93,9 +93,9 @@ static std::optional<std::string> find_obstacle() {
   const auto present = read_state();
   // A state alone is not a trial: its `lanfab try` was killed before the timer started.
   if (present && (is_trial_active() || has_timer || is_reverting))
-    return "lanfab: a trial is under way: " + describe(*present);
-  if (is_trial_active()) return "lanfab: a trial is under way: lanfab revert ends it";
-  if (is_reverting) return "lanfab: a trial is being taken back";
+    return "lanfab: a trial is in progress: " + describe(*present);
+  if (is_trial_active()) return "lanfab: a trial is in progress; run 'lanfab revert' to end it";
+  if (is_reverting) return "lanfab: a rollback is in progress";
   return std::nullopt;
 }
 
@@ -129,7 +129,7 @@ static std::optional<std::string> begin(const std::string& program, const OwnTri
   } else if (!is_staged || !write_state(trial.state)) {
     trouble = with_errno(kTrialDirectory);
   } else if (!start_revert_timer(trial.state.ends - trial.state.began)) {
-    trouble = "lanfab: the timer that takes the trial back cannot be started";
+    trouble = "lanfab: the timer that rolls the trial back cannot be started";
   } else if (!start_guard()) {
     trouble = "lanfab: the guard of the trial cannot be started";
   } else if (!activate_trial()) {
@@ -178,7 +178,7 @@ static Fate find_fate(const OwnTrial& trial) {
 static int report_end(const OwnTrial& trial, Fate fate) {
   if (fate == Fate::kBeingRolledBack) return roll_back_trial();
   if (fate == Fate::kKept) {
-    std::printf("Kept by another lanfab confirm.\n");
+    std::printf("Confirmed by another 'lanfab confirm'.\n");
     return 0;
   }
   if (const auto other = read_state()) {
@@ -238,7 +238,8 @@ static int count_down(const OwnTrial& trial) {
                                    : report_end(trial, fate);
     }
     if (answer == Answer::kKeep && confirm({trial.state.id}) == 0) return 0;
-    std::printf("\rKeep it? y keeps it, n or Ctrl-C goes back; it ends in %lld s. ",
+    // Fits into a line of 80 columns.
+    std::printf("\rKeep this configuration? [y/n] Rolling back in %lld s (n or Ctrl-C: now). ",
                 static_cast<long long>(left));
     std::fflush(stdout);
     answer = terminal.wait();
@@ -247,18 +248,20 @@ static int count_down(const OwnTrial& trial) {
 }
 
 static void tell_what_to_type(const TrialState& state) {
-  std::printf("It is in force for %lld s more. lanfab confirm keeps it, lanfab revert goes back at once.\n",
-              static_cast<long long>(std::max<std::int64_t>(state.ends - monotonic_seconds(), 0)));
+  std::printf(
+      "Applied. Run 'lanfab confirm' within %lld s to keep it, or 'lanfab revert' to roll back now.\n",
+      static_cast<long long>(std::max<std::int64_t>(state.ends - monotonic_seconds(), 0)));
 }
 
 // What is to be seen before it starts. Returns whether it may.
 static bool examine_first(const Source& source, bool force) {
   const Summary summary = show_findings(source);
   if (summary.errors > 0 && !force) {
-    std::fprintf(stderr, "lanfab: not tried, because of errors; --force tries it nevertheless\n");
+    std::fprintf(stderr, "lanfab: not applied: the configuration has errors (use --force to override)\n");
     return false;
   }
-  if (const auto trouble = show_changes(source)) report(*trouble + "\nWhat it would change is not known.");
+  if (const auto trouble = show_changes(source))
+    report(*trouble + "\nCould not determine what would change.");
   return true;
 }
 
@@ -267,7 +270,7 @@ static bool examine_first(const Source& source, bool force) {
 static std::optional<std::string> find_trial_ground(InstalledFile& installed) {
   const bool is_missing = access(kInstalledConfiguration, F_OK) != 0 && errno == ENOENT;
   if (const auto trouble = find_installed(installed))
-    return *trouble + (is_missing ? ": there is no configuration to go back to" : "");
+    return *trouble + (is_missing ? ": there is no configuration to roll back to" : "");
   if (auto trouble = why_not_replaceable(installed)) return trouble;
   std::string trouble;
   if (complete_installation(installed, trouble) == Installation::kFailed) return trouble;
@@ -298,13 +301,13 @@ static std::optional<std::string> find_refusal(const std::string& text) {
 static std::optional<std::string> find_target(const OwnTrial& trial, bool is_installed_tried,
                                               Applied& target) {
   if (const auto trouble = read_applied(target))
-    return *trouble + ", so there is nothing to go back to: 'cmd_lanfab apply' applies " +
+    return *trouble + ", so there is nothing to roll back to; 'cmd_lanfab apply' applies " +
            trial.installed.path;
   if (is_installed_tried && target.text != trial.content)
     return trial.installed.path +
            " is the installed configuration, but was changed since it was applied: "
-           "try a copy of it, and put the old text back";
-  if (const auto refusal = find_refusal(target.text)) return "there is nothing to go back to: " + *refusal;
+           "apply a copy of it, and restore the old content";
+  if (const auto refusal = find_refusal(target.text)) return "there is nothing to roll back to: " + *refusal;
   return std::nullopt;
 }
 
@@ -330,7 +333,7 @@ static std::optional<int> start_trial(const Source& source, const TryOptions& op
   trial.content = source.text;
   if (const auto trouble = find_trial_ground(trial.installed)) return fail(*trouble);
   if (const auto trouble = find_target(trial, is_installed_tried, trial.target)) {
-    report("lanfab: not tried: " + *trouble);
+    report("lanfab: not applied: " + *trouble);
     return 1;
   }
   wait_for_links();
@@ -346,14 +349,14 @@ static std::optional<int> start_trial(const Source& source, const TryOptions& op
                  trial.installed.entry,
                  sha256(trial.content)};
   if (const auto trouble = begin(*program, trial)) return fail(*trouble);
-  std::printf("Applying %s; unless it is kept, it ends in %lld s ...\n", printable(source.name).c_str(),
+  std::printf("Applying %s; rolling back in %lld s unless confirmed...\n", printable(source.name).c_str(),
               static_cast<long long>(options.seconds));
   std::fflush(stdout);
   // What was applied tells more than how the service ended.
   const bool is_in_force =
       is_interrupted == 0 && apply_in_service(*program) && is_applied(trial.state.sha256);
   if (!is_in_force && is_interrupted == 0)
-    std::fprintf(stderr, "lanfab: its APPLY has failed or was stopped: journalctl --unit=%s\n", kApplyUnit);
+    std::fprintf(stderr, "lanfab: apply failed or was stopped; see 'journalctl -u %s'\n", kApplyUnit);
   // It may have ended meanwhile: the APPLY may wait long for another run.
   const Fate fate = find_fate(trial);
   if (fate != Fate::kActive) return report_end(trial, fate);
@@ -381,8 +384,7 @@ static std::optional<int> verify(const TryOptions& options, const OwnTrial& tria
         wait_until_as_configured(trial.before, std::min(monotonic_seconds() + kVerifySeconds, end), goes_on);
     for (const Drift& one : found)
       report("lanfab: " + one.subject + ": " + one.what);
-    if (!found.empty() || !goes_on())
-      return give_up(trial, "since lanfab status found a difference that was not there before");
+    if (!found.empty() || !goes_on()) return give_up(trial, "since lanfab status found a new difference");
   }
   if (const auto probe = find_failing_probe(options.probes, end, goes_on)) {
     if (goes_on()) report("lanfab: the probe has failed: " + *probe);
@@ -434,16 +436,15 @@ Command try_command() {
   file.presence = Presence::kRequired;
   return {
       "try",
-      "Put a configuration in force until it is confirmed",
+      "Apply a configuration; roll back unless it is confirmed in time",
       {file,
-       {"--timeout SECONDS", "seconds after which the old one comes back",
-        Number{&options.seconds, 10, 86400}},
-       {"--force", "try it even with errors that lanfab check finds", &options.force},
-       {"--no-verify", "keep it on trial whatever lanfab status finds", &options.unverified},
+       {"--timeout SECONDS", "roll back after this many seconds", Number{&options.seconds, 10, 86400}},
+       {"--force", "apply it even if it has errors", &options.force},
+       {"--no-verify", "do not roll back because of what 'lanfab status' finds", &options.unverified},
        {"--probe COMMAND", "roll back unless this shell command succeeds in time", &options.probes},
-       {"--confirm-after-probe", "keep it when every probe has succeeded", &options.confirm_after_probes}},
-      "Without lanfab confirm in time, the old configuration comes back, whatever became of this\n"
-      "terminal. A reboot brings it back, too.\n\n"
+       {"--confirm-after-probe", "confirm it once every probe has succeeded", &options.confirm_after_probes}},
+      "Unless 'lanfab confirm' is run in time, the previous configuration is restored, even if this\n"
+      "terminal is lost or the machine reboots.\n\n"
       "Example: lanfab try network.json --timeout 300",
       [] { return try_file(options); }};
 }

@@ -83,7 +83,7 @@ static std::optional<std::string> only_with_parts(const std::string& name,
 
 std::string unknown_name(const std::string& what, const std::string& name,
                          const std::vector<std::string>& known, const std::string& list) {
-  const std::string beginning = "there is no " + what + " \"" + printable(name) + "\"";
+  const std::string beginning = "unknown " + what + " \"" + printable(name) + "\"";
   auto wanted = nearest(name, known);
   if (!wanted && !name.empty()) wanted = only_with_parts(name, known);
   return beginning + (wanted ? ": did you mean \"" + *wanted + "\"?" : "; " + list);

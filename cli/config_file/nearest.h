@@ -11,7 +11,7 @@
 // candidate takes more than two edits, or as many as half of the word's letters.
 std::optional<std::string> nearest(const std::string& word, const std::vector<std::string>& candidates);
 
-// "there is no rule \"leaze-by-name\": did you mean \"lease-by-name\"?"; where none is near, what lists all.
+// "unknown rule \"leaze-by-name\": did you mean \"lease-by-name\"?"; where none is near, what lists all.
 // Of names with hyphens, the only one that has all parts of `name` is near, too.
 std::string unknown_name(const std::string& what, const std::string& name,
                          const std::vector<std::string>& known, const std::string& list);

@@ -35,7 +35,7 @@ std::optional<std::string> why_not_allowed(const std::string& rule) {
   for (const Rule& known : all_rules())
     names.emplace_back(known.name);
   const auto name = nearest(rule, names);
-  return "there is no rule " + quoted(rule) + (name ? "; did you mean " + quoted(*name) + "?" : "");
+  return "unknown rule " + quoted(rule) + (name ? "; did you mean " + quoted(*name) + "?" : "");
 }
 
 namespace {

@@ -74,13 +74,14 @@ static std::string time_text(std::time_t time) {
 }
 
 std::string describe(const Outcome& outcome) {
-  std::string text = outcome.file.empty() ? "a trial that nothing is known of"
-                                          : outcome.file + ", tried by " + outcome.who + ",";
+  std::string text =
+      outcome.file.empty() ? "an unknown trial" : outcome.file + ", tried by " + outcome.who + ",";
   if (outcome.ending == Ending::kStuck) {
-    text += " is taken back " + outcome.why + ", but the APPLY of the old configuration fails since " +
+    text += " is being rolled back " + outcome.why +
+            ", but applying the previous configuration has failed since " +
             time_text(static_cast<std::time_t>(outcome.ended));
   } else {
-    text += std::string(" was ") + kWords[static_cast<int>(outcome.ending)] + " at " +
+    text += std::string(outcome.ending == Ending::kKept ? " was confirmed at " : " was rolled back at ") +
             time_text(static_cast<std::time_t>(outcome.ended)) + " " + outcome.why;
   }
   return printable(outcome.note.empty() ? text : text + "; " + outcome.note);

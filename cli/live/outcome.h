@@ -11,7 +11,7 @@
 enum class Ending { kKept, kRolledBack, kStuck };
 
 // Why a trial ended that nobody has ended.
-inline constexpr char kNotKeptInTime[] = "since nobody kept it in time";
+inline constexpr char kNotKeptInTime[] = "since it was not confirmed in time";
 inline constexpr char kNotApplied[] = "since its APPLY failed or was stopped";
 
 struct Outcome {
@@ -19,7 +19,7 @@ struct Outcome {
   std::string who;    // as in TrialState
   std::string file;   // likewise
   Ending ending = Ending::kKept;
-  std::string why;         // "by anna from 192.0.2.7", "since nobody kept it in time"
+  std::string why;         // "by anna from 192.0.2.7", "since it was not confirmed in time"
   std::string note;        // what has to be said beside it, or nothing
   std::string in_force;    // the SHA-256 of what is in force since
   std::int64_t ended = 0;  // seconds since 1970

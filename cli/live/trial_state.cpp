@@ -209,6 +209,6 @@ std::optional<std::string> forget_trial() {
 std::string describe(const TrialState& state) {
   const std::int64_t now = monotonic_seconds();
   const std::int64_t left = std::max<std::int64_t>(state.ends - now, 0);
-  return printable(state.who) + " tries " + printable(state.file) + " since " +
-         std::to_string(now - state.began) + " s, for " + std::to_string(left) + " s more";
+  return printable(state.file) + " on trial by " + printable(state.who) + " for " +
+         std::to_string(now - state.began) + " s, " + std::to_string(left) + " s left";
 }

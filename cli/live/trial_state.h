@@ -92,5 +92,5 @@ std::optional<std::string> forget_trial();
 // Removes the state and the files of a trial. False, with errno set, when one of them stays.
 bool remove_state();
 
-// "anna from 192.0.2.7 tries new.json since 40 s, for 80 s more".
+// "new.json on trial by anna from 192.0.2.7 for 40 s, 80 s left".
 std::string describe(const TrialState& state);

@@ -41,8 +41,7 @@ class Comparison {
     add_service_drift(snapshot_, drift_);
     compare_runs();
     if (snapshot_.lock && !snapshot_.lock->is_held)
-      say({"lock", "no run holds it any more", false, "every run waits until it is removed",
-           std::string("rm ") + kLockFile});
+      say({"lock", "stale", false, "every run waits until it is removed", std::string("rm ") + kLockFile});
     return std::move(drift_);
   }
 

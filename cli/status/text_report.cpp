@@ -150,8 +150,7 @@ __attribute__((format(printf, 1, 2))) static std::string formatted(const char* f
 void Report::show_trial() {
   if (!snapshot_.trial && mark_of("trial") == Mark::kNone) return;
   page_.title("Trial");
-  page_.note(mark_of("trial"),
-             snapshot_.trial ? describe(*snapshot_.trial) : "there is a configuration on trial");
+  page_.note(mark_of("trial"), snapshot_.trial ? describe(*snapshot_.trial) : "a configuration is on trial");
   show_drift("trial");
 }
 
@@ -242,7 +241,7 @@ void Report::show_leases() {
   page_.title("Leases");
   show_absence(snapshot_.leases.empty(), snapshot_.leases_error, "none");
   for (const Lease& lease : snapshot_.leases) {
-    const std::string until = lease.expires == 0 ? "for ever" : "until " + time_text(lease.expires);
+    const std::string until = lease.expires == 0 ? "permanent" : "until " + time_text(lease.expires);
     page_.line(Mark::kNone, formatted("%-15s  %-17s  %s  %s", lease.address.c_str(),
                                       lease.mac_address.c_str(), until.c_str(), lease.name.c_str()));
   }
@@ -275,7 +274,7 @@ void Report::show_lock() {
                                     (snapshot_.lock->runs == 0
                                          ? "no run"
                                          : counted(static_cast<std::size_t>(snapshot_.lock->runs), "run")) +
-                                    " of cmd_lanfab at work or waiting");
+                                    " of cmd_lanfab active or waiting");
     show_drift("lock");
   }
 }
@@ -316,20 +315,18 @@ void Report::show_not_checked() {
     page_.line(Mark::kNone, check);
 }
 
-// "2 things differ, 1 is still coming."
+// "2 differences, 1 pending."
 std::string Report::summary() const {
   const auto is_pending = [](const Drift& one) { return one.is_pending; };
   const auto pending = static_cast<std::size_t>(std::count_if(drift_.begin(), drift_.end(), is_pending));
   const std::size_t others = drift_.size() - pending;
   if (drift_.empty()) {
-    return findings_.not_checked.empty() ? "Everything is as the configuration wants it."
+    return findings_.not_checked.empty() ? "No drift: the gateway matches its configuration."
                                          : "No drift in what could be checked.";
   }
-  std::string text;
-  if (others > 0) text = counted(others, "thing") + (others == 1 ? " differs" : " differ");
-  if (others > 0 && pending > 0) text += ", " + std::to_string(pending);
-  if (others == 0) text = counted(pending, "thing");
-  if (pending > 0) text += pending == 1 ? " is still coming" : " are still coming";
+  std::string text = others > 0 ? counted(others, "difference") : "";
+  if (others > 0 && pending > 0) text += ", ";
+  if (pending > 0) text += std::to_string(pending) + " pending";
   return text + ".";
 }
 

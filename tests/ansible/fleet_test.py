@@ -184,7 +184,7 @@ class BadInput(Playbook):
         state.write_text('{"who": "eve", "file": "new.json", "began": 1, "ends": 99999999, "id": "1", '
                          '"path": "", "entry": "", "sha256": ""}')
         self.addCleanup(state.unlink)
-        self.expect_failure("10.1.1.1: a trial is under way: eve tries new.json since ")
+        self.expect_failure("10.1.1.1: a trial is in progress: new.json on trial by eve for ")
 
     def test_a_full_disk(self):
         self.want("8.8.8.7")

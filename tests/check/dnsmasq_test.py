@@ -109,12 +109,12 @@ class AskDnsmasq(unittest.TestCase):
         self.lay_dnsmasq("exit 3")
         self.assert_said(self.check("network.json", "network.json"), 0,
                          "0 errors and 0 warnings in 2 files\n",
-                         "lanfab: /usr/sbin/dnsmasq ended with status 3; dnsmasq is not asked\n")
+                         "lanfab: /usr/sbin/dnsmasq ended with status 3; skipping the dnsmasq check\n")
 
     def test_trouble_is_noted_once_by_several_processes(self):
         self.lay_dnsmasq("exit 3")
         self.assert_said(self.check("-j3", *5 * ["network.json"]), 0, "0 errors and 0 warnings in 5 files\n",
-                         "lanfab: /usr/sbin/dnsmasq ended with status 3; dnsmasq is not asked\n")
+                         "lanfab: /usr/sbin/dnsmasq ended with status 3; skipping the dnsmasq check\n")
 
     def test_what_it_says_after_trouble_does_not_count(self):
         """The second file is refused before there is trouble with the first one, but comes later."""
@@ -129,7 +129,7 @@ class AskDnsmasq(unittest.TestCase):
             exit 1""")
         self.assert_said(self.check("-j2", "first.json", "network.json"), 0,
                          "0 errors and 0 warnings in 2 files\n",
-                         "lanfab: /usr/sbin/dnsmasq ended with status 3; dnsmasq is not asked\n")
+                         "lanfab: /usr/sbin/dnsmasq ended with status 3; skipping the dnsmasq check\n")
 
     def test_refusals_come_in_the_order_of_the_files(self):
         self.lay_dnsmasq(REFUSE)
@@ -152,14 +152,14 @@ class AskDnsmasq(unittest.TestCase):
             with self.subTest(number):
                 self.assert_said(self.check(*number * ["network.json"]), 0,
                                  f"0 errors and 0 warnings in {number} files\n",
-                                 f"lanfab: {reason}; dnsmasq is not asked\n")
+                                 f"lanfab: {reason}; skipping the dnsmasq check\n")
         done = self.check("--offline", *101 * ["network.json"])
         self.assert_said(done, 0, "0 errors and 0 warnings in 101 files\n")
 
     def test_one_that_is_killed(self):
         self.lay_dnsmasq("kill -KILL $$")
         self.assert_said(self.check("network.json"), 0, "0 errors and 0 warnings in 1 file\n",
-                         "lanfab: /usr/sbin/dnsmasq: Killed; dnsmasq is not asked\n")
+                         "lanfab: /usr/sbin/dnsmasq: Killed; skipping the dnsmasq check\n")
 
     def test_no_program_to_run(self):
         self.lay_dnsmasq("exit 1")
@@ -167,13 +167,13 @@ class AskDnsmasq(unittest.TestCase):
         done = self.check("network.json", lanfab=alone)
         reason = "cmd_lanfab is neither beside this program nor in PATH"
         self.assert_said(done, 0, "0 errors and 0 warnings in 1 file\n",
-                         f"lanfab: {reason}; dnsmasq is not asked\n")
+                         f"lanfab: {reason}; skipping the dnsmasq check\n")
 
     def test_no_namespaces(self):
         self.lay_dnsmasq("exit 1")
         done = self.check("network.json", before=WITHOUT_NAMESPACES)
         self.assert_said(done, 0, "0 errors and 0 warnings in 1 file\n",
-                         "lanfab: clone: Operation not permitted; dnsmasq is not asked\n")
+                         "lanfab: clone: Operation not permitted; skipping the dnsmasq check\n")
         self.assertFalse(self.was_asked())
 
 

@@ -39,9 +39,9 @@ class Trouble(unittest.TestCase):
 
     def test_unknown_command(self):
         self.assert_trouble(self.run_lanfab("chek"),
-                            'lanfab: there is no command "chek": did you mean "check"?')
+                            'lanfab: unknown command "chek": did you mean "check"?')
         self.assert_trouble(self.run_lanfab("lint", "network.json"),
-                            'lanfab: there is no command "lint"; `lanfab --help` lists them')
+                            'lanfab: unknown command "lint"; run \'lanfab --help\' for a list')
 
     def test_unknown_option(self):
         for arguments in (["--cheque"], ["check", "--stricter"], ["check", "--format", "xml"]):
@@ -172,9 +172,9 @@ class Trouble(unittest.TestCase):
 
     def test_no_such_rule(self):
         self.assert_trouble(self.run_lanfab("explain", "lease"),
-                            'lanfab: there is no rule "lease"; `lanfab explain` lists them')
+                            'lanfab: unknown rule "lease"; run \'lanfab explain\' for a list')
         self.assert_trouble(self.run_lanfab("explain", "lease-by-nome"),
-                            'lanfab: there is no rule "lease-by-nome": did you mean "lease-by-name"?')
+                            'lanfab: unknown rule "lease-by-nome": did you mean "lease-by-name"?')
 
     def test_several_rules(self):
         one = self.run_lanfab("explain", "lease-by-name").stdout
@@ -182,7 +182,7 @@ class Trouble(unittest.TestCase):
         done = self.run_lanfab("explain", "lease-by-name", "syntax")
         self.assertEqual((done.returncode, done.stdout), (0, one + "\n" + other))
         done = self.run_lanfab("explain", "sintax", "syntax")
-        self.assert_trouble(done, 'lanfab: there is no rule "sintax": did you mean "syntax"?')
+        self.assert_trouble(done, 'lanfab: unknown rule "sintax": did you mean "syntax"?')
         self.assertEqual(done.stdout, other)
 
 

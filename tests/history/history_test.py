@@ -199,10 +199,10 @@ class Compares(History):
 class GoesBack(History):
     def test_as_a_trial(self):
         self.keep_two()
-        self.lanfab("revert", "1", said="lanfab confirm keeps it")
+        self.lanfab("revert", "1", said="Run 'lanfab confirm' within")
         self.assertEqual((systemd.active(), INSTALLED.read_text()), (FIRST, SECOND))
-        self.assertIn("anna tries entry 1 of the history", self.lanfab("revert", "1", status=2))
-        self.lanfab("revert", said="The old configuration is in force.")
+        self.assertIn("entry 1 of the history on trial by anna", self.lanfab("revert", "1", status=2))
+        self.lanfab("revert", said="The previous configuration is active.")
         self.assertEqual((systemd.active(), INSTALLED.read_text()), (SECOND, SECOND))
         self.assertEqual(APPLIED.read_text(), FIRST + SECOND + FIRST + SECOND)
         self.assertEqual(len(self.entries()), 2)
@@ -230,7 +230,7 @@ class GoesBack(History):
         self.assertEqual(INSTALLED.read_text(), FIRST)
         said = self.keep(SECOND)
         self.assertIn(f"warning: it is not in the history: {HISTORY}: Not a directory", said)
-        self.assertIn("Kept.", said)
+        self.assertIn("Confirmed.", said)
         self.assertEqual(INSTALLED.read_text(), SECOND)
 
 

@@ -192,7 +192,7 @@ class Bundle(Report):
         self.assertEqual(set(files), {"contents.txt", "etc/lanfab/network.json", "run/dnsmasq.leases",
                                       "versions.txt", "status.txt", "status.json", "journal.txt", "units.txt",
                                       "ip.txt", "networkctl.txt"})
-        self.assertIn(f"{self.bundle} holds, with the size in bytes:\n{files['contents.txt']}", said)
+        self.assertIn(f"{self.bundle} contains these files (sizes in bytes):\n{files['contents.txt']}", said)
         self.assertIn("        3  etc/lanfab/network.json\n", said)
         self.assertIn("        -  history.txt\n", said)
         self.assertIn("printer", files["run/dnsmasq.leases"])
@@ -210,12 +210,12 @@ class Bundle(Report):
 
     def test_has_a_name_with_the_time(self):
         said = self.lanfab()
-        self.assertRegex(said, r"^lanfab-report-\d{8}T\d{6}Z\.tar\.gz holds")
+        self.assertRegex(said, r"^lanfab-report-\d{8}T\d{6}Z\.tar\.gz contains these files")
         self.assertEqual(len(list(WORK.glob("lanfab-report-*.tar.gz"))), 1)
 
     def test_replaces_nothing_unless_forced(self):
         self.bundle.write_text("old")
-        self.lanfab("-o", self.bundle, status=2, said="report.tar.gz: there is such a file; --force replaces")
+        self.lanfab("-o", self.bundle, status=2, said="report.tar.gz: file exists; use --force to replace it")
         self.assertEqual(self.bundle.read_text(), "old")
         self.lanfab("--force", "-o", self.bundle)
         self.assertTrue(tarfile.is_tarfile(self.bundle))

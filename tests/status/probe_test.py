@@ -39,7 +39,7 @@ class Probe(unittest.TestCase):
     def test_takes_root(self):
         result = self.run_status("--probe", before=NOT_ROOT)
         self.assertEqual((result.returncode, result.stdout, result.stderr),
-                         (2, "", "lanfab: --probe sends packets, which takes root\n"))
+                         (2, "", "lanfab: --probe sends packets, which requires root\n"))
 
     def test_is_for_one_look(self):
         self.assertIn("excludes", self.run_status("--watch", "--probe").stderr)

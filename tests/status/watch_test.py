@@ -93,7 +93,7 @@ class Watch(unittest.TestCase):
                           "! /etc/lanfab/network.json\x1b[K\r\n"
                           "!     it is missing: the next run fails\x1b[K\r\n"
                           "  ...\x1b[K\r\n"
-                          "3 things differ.\x1b[K\r\n\x1b[J")
+                          "3 differences.\x1b[K\r\n\x1b[J")
         self.end(terminal, b"q", 1)
 
     def test_without_a_keyboard_a_signal_ends_it(self):

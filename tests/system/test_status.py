@@ -100,7 +100,8 @@ class OfEachExample(unittest.TestCase):
                 self.assertEqual(differences_of(seen), set())
                 self.assert_that_addresses_are_seen(seen)
                 result = status()
-                self.assertTrue(result.stdout.endswith("\nEverything is as the configuration wants it.\n"))
+                end = "\nNo drift: the gateway matches its configuration.\n"
+                self.assertTrue(result.stdout.endswith(end))
                 self.assertLessEqual(max(map(len, result.stdout.splitlines())), 80)
             remove_leftovers()
 
@@ -180,7 +181,8 @@ class Differences(unittest.TestCase):
         trial = {"who": "anna from 192.0.2.7", "file": "new.json", "began": 0, "ends": 0}
         gateway.write("/run/lanfab/trial.json", json.dumps(trial))
         self.addCleanup(gateway.run, "rm", "/run/lanfab/trial.json")
-        self.assertTrue(status().stdout.startswith("Trial\n      anna from 192.0.2.7 tries new.json since "))
+        trial_line = "Trial\n      new.json on trial by anna from 192.0.2.7 for "
+        self.assertTrue(status().stdout.startswith(trial_line))
         self.assertEqual(differences(), set())
 
 
@@ -362,12 +364,12 @@ class Watch(unittest.TestCase):
 
     def test_shows_changes_until_q(self):
         terminal = Terminal()
-        self.assertTrue(terminal.wait_for("Everything is as"))
+        self.assertTrue(terminal.wait_for("No drift"))
         gateway.run("ip", "address", "add", "172.16.0.1/24", "dev", "eth1")
-        self.assertTrue(terminal.wait_for("1 thing differs"))
+        self.assertTrue(terminal.wait_for("1 difference"))
         self.assertIn("\n  ...\033[K\r\n", terminal.text)
         gateway.run("ip", "address", "del", "172.16.0.1/24", "dev", "eth1")
-        self.assertTrue(terminal.wait_for("Everything is as"))
+        self.assertTrue(terminal.wait_for("No drift"))
         os.write(terminal.master, b"q")
         self.assertEqual(terminal.end(), (0, True))
 
@@ -375,7 +377,7 @@ class Watch(unittest.TestCase):
         for end, result in ((lambda terminal: os.write(terminal.master, b"\x03"), 0),
                             (lambda terminal: terminal.process.terminate(), -signal.SIGTERM)):
             terminal = Terminal()
-            self.assertTrue(terminal.wait_for("Everything is as"))
+            self.assertTrue(terminal.wait_for("No drift"))
             end(terminal)
             self.assertEqual(terminal.end(), (result, True))
 

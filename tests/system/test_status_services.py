@@ -113,7 +113,7 @@ class ByPackets(unittest.TestCase):
         result = subprocess.run(["lanfab", "status", "--probe"], user="nobody", group="nogroup",
                                 extra_groups=[], capture_output=True, text=True, check=False)
         self.assertEqual((result.returncode, result.stderr),
-                         (2, "lanfab: --probe sends packets, which takes root\n"))
+                         (2, "lanfab: --probe sends packets, which requires root\n"))
 
 
 class Runs(unittest.TestCase):

@@ -94,7 +94,7 @@ class Trial(unittest.TestCase):
 
     def test_comes_back_by_itself_whatever_the_clock_says(self):
         terminal = Terminal("try", trial.NEW, "--timeout", "30", "--no-verify")
-        self.assertTrue(terminal.wait_for("Keep it?"))
+        self.assertTrue(terminal.wait_for("Keep this configuration?"))
         self.assertTrue(trials.has_new_address())
         self.assertFalse(gateway.reaches(trial.OLD_ADDRESS, namespace="lan0", timeout=1))
         # Neither at once, nor never.
@@ -104,14 +104,14 @@ class Trial(unittest.TestCase):
         self.assertTrue(gateway.exists(trial.STATE))
         self.assertEqual(trials.active(), trial.CUT_OFF)
         gateway.run("date", "--set=-4 days")
-        self.assertTrue(terminal.wait_for("The old configuration is in force."))
+        self.assertTrue(terminal.wait_for("The previous configuration is active."))
         self.assertEqual(terminal.end(), 1)
         self.assertTrue(trials.is_old_network_back())
 
     @guest.exhaustive
     def test_comes_back_when_the_terminal_has_gone(self):
         terminal = Terminal("try", trial.NEW, "--timeout", "30", "--no-verify")
-        self.assertTrue(terminal.wait_for("Keep it?"))
+        self.assertTrue(terminal.wait_for("Keep this configuration?"))
         os.close(terminal.master)
         self.assertEqual(terminal.process.wait(20), -signal.SIGHUP)
         self.assertTrue(trials.has_new_address())
@@ -119,26 +119,26 @@ class Trial(unittest.TestCase):
 
     @guest.exhaustive
     def test_ctrl_c_goes_back_at_once(self):
-        for moment in ("Applying", "Keep it?"):
+        for moment in ("Applying", "Keep this configuration?"):
             with self.subTest(moment):
                 terminal = Terminal("try", trial.NEW)
                 self.assertTrue(terminal.wait_for(moment))
                 terminal.type(b"\x03")
-                self.assertTrue(terminal.wait_for("The old configuration is in force."))
+                self.assertTrue(terminal.wait_for("The previous configuration is active."))
                 self.assertEqual(terminal.end(), 1)
                 self.assertTrue(trials.is_old_network_back())
 
     def test_yes_keeps_it_and_revert_offers_the_one_before(self):
         gateway.run("chmod", "640", guest.CONFIGURATION)
         gateway.run("chown", "0:42", guest.CONFIGURATION)
-        # A file that has changed since it was applied is nothing to go back to.
+        # A file that has changed since it was applied is nothing to roll back to.
         gateway.apply()
         terminal = Terminal("try", trial.NEW)
         self.assertTrue(terminal.wait_for("Applying"))
         # What is typed now says nothing about the new network.
         terminal.type(b"y\n")
-        self.assertTrue(terminal.wait_for("Keep it?"))
-        self.assertTrue(terminal.wait_for("Keep it?", anew=True))
+        self.assertTrue(terminal.wait_for("Keep this configuration?"))
+        self.assertTrue(terminal.wait_for("Keep this configuration?", anew=True))
         self.assertTrue(gateway.exists(trial.STATE))
         terminal.type(b"y\n")
         self.assertEqual(terminal.end(), 0)
@@ -215,10 +215,10 @@ class Trial(unittest.TestCase):
             for unit in "lanfab-apply.service", "lanfab-revert.service":
                 self.assertEqual(show(unit, name), show("lanfab.service", name))
         release()
-        self.assertTrue(terminal.wait_for("Keep it?"))
+        self.assertTrue(terminal.wait_for("Keep this configuration?"))
         self.assertTrue(gateway.exists("/run/other.sqlite3"))
         terminal.type(b"\x03")
-        self.assertTrue(terminal.wait_for("The old configuration is in force."))
+        self.assertTrue(terminal.wait_for("The previous configuration is active."))
         self.assertEqual(terminal.end(), 1)
         self.assertTrue(trials.is_old_network_back())
 
@@ -278,7 +278,7 @@ class Trial(unittest.TestCase):
         terminal = Terminal("try", trial.NEW)
         self.assertTrue(trials.wait_for_apply())
         gateway.run("systemctl", "kill", "--kill-whom=main", "--signal=TERM", "lanfab-apply")
-        self.assertTrue(terminal.wait_for("The old configuration is in force."))
+        self.assertTrue(terminal.wait_for("The previous configuration is active."))
         self.assertIn("has failed or was stopped", terminal.text)
         self.assertEqual(terminal.end(), 1)
         self.assertTrue(trials.is_old_network_back())
@@ -291,8 +291,8 @@ class Trial(unittest.TestCase):
             self.assertTrue(trials.wait_for_apply())
             gateway.run(*command)
             self.assertEqual(terminal.end(), 1)
-            self.assertTrue(terminal.wait_for("The old configuration is in force."))
-            self.assertNotIn("Keep it?", terminal.text)
+            self.assertTrue(terminal.wait_for("The previous configuration is active."))
+            self.assertNotIn("Keep this configuration?", terminal.text)
             self.assertTrue(trials.is_old_network_back())
 
     @guest.exhaustive
@@ -304,7 +304,7 @@ class Trial(unittest.TestCase):
         self.assertEqual(sorted(result.stdout.split()), ["0", "2"])
         self.assertRegex(
             result.stderr,
-            r"under way: anna from 192\.0\.2\.7 tries /root/new\.json since \d+ s, for \d+ s more\n",
+            r"in progress: /root/new\.json on trial by anna from 192\.0\.2\.7 for \d+ s, \d+ s left\n",
         )
         reverted = trials.lanfab("revert")
         self.assertEqual(reverted.returncode, 0, reverted.stderr)

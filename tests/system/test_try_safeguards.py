@@ -201,7 +201,7 @@ class Safeguards(unittest.TestCase):
         self.begin()
         tools.put("timeout", "exit 1")
         try:
-            self.assertTrue(has_said("the rollback of the trial has failed"))
+            self.assertTrue(has_said("rolling back the trial failed"))
             gateway.run("systemctl", "stop", SERVICE)
         finally:
             tools.remove("timeout")

@@ -60,7 +60,7 @@ def has_said(words, priority="info"):
 
 def reports_leftovers(error):
     """Waits for the message about what is left of a trial; returns whether it has come."""
-    words = f"what belongs to the trial is still there: {error}"
+    words = f"cleaning up the trial failed: {error}"
     return guest.wait_until(lambda: has_said(words))
 
 
@@ -128,7 +128,7 @@ class Trouble(unittest.TestCase):
         self.assertFalse(trials.is_under_way())
         forced = trials.try_new("--force", "--timeout", "600")
         self.assertEqual(forced.returncode, 1, forced.stderr)
-        self.assertIn("its APPLY has failed", forced.stderr)
+        self.assertIn("apply failed", forced.stderr)
         self.assertTrue(trials.is_old_network_back())
 
     def test_way_back_is_tried_until_it_succeeds(self):
@@ -139,8 +139,8 @@ class Trouble(unittest.TestCase):
         gateway.write(PROGRAM, "#!/bin/sh\necho >>/run/attempts\nexit 255\n")
         gateway.run("chmod", "+x", PROGRAM)
         self.assertTrue(wait_for_attempts(2))
-        self.assertTrue(has_said("has failed; it is tried again", "alert"))
-        self.assertTrue(is_told(terminal, "lanfab: the rollback of the trial has failed"))
+        self.assertTrue(has_said("rolling back the trial failed; retrying", "alert"))
+        self.assertTrue(is_told(terminal, "lanfab: rolling back the trial failed"))
         # Even killed it goes on.
         gateway.run("systemctl", "kill", "--signal=KILL", "lanfab-revert")
         self.assertTrue(wait_for_attempts(3))
@@ -157,7 +157,7 @@ class Trouble(unittest.TestCase):
             self.assertTrue(trials.is_old_network_back())
         finally:
             gateway.run("mv", "/root/moved/lanfab", "/root/moved/cmd_lanfab", "/usr/bin")
-        self.assertTrue(has_said("the old configuration is in force"))
+        self.assertTrue(has_said("the previous configuration is active"))
 
     @guest.exhaustive
     def test_full_run_directory_begins_no_trial(self):
@@ -244,7 +244,7 @@ class Trouble(unittest.TestCase):
             # The file has changed since it was applied.
             gateway.apply()
         self.assertEqual(result.returncode, 2)
-        self.assertIn("there is no configuration to go back to", result.stderr)
+        self.assertIn("there is no configuration to roll back to", result.stderr)
         self.assertFalse(gateway.exists(trial.STATE))
 
 

@@ -284,7 +284,7 @@ class Guard(Trial):
         self.start()
         self.fail_once()
         self.let_time_pass()
-        self.assertEqual(self.end().count("the rollback of the trial has failed"), 1)
+        self.assertEqual(self.end().count("rolling back the trial failed"), 1)
         self.assert_rolled_back()
 
     def test_rolls_back_without_systemd(self):

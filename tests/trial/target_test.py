@@ -66,18 +66,19 @@ class Target(Trial):
         self.assert_applied(NEW, OLD)
 
     def refuse(self, said, file=None):
-        self.lanfab("try", file or self.new, "--force", status=1, said=f"lanfab: not tried: {said}")
+        self.lanfab("try", file or self.new, "--force", status=1, said=f"lanfab: not applied: {said}")
         self.assertEqual(systemd.leftovers() + os.listdir(UNITS), [])
         self.assert_applied()
 
     def test_nothing_is_applied_yet(self):
         MARK.unlink()
-        self.refuse("nothing has been applied since the machine was started, so there is nothing to go back")
+        self.refuse("nothing has been applied since the machine was started, "
+                    "so there is nothing to roll back to")
 
     def test_what_was_applied_is_not_known(self):
         systemd.wait_for_tick()
         INSTALLED.write_text(OLDER)
-        self.refuse(f"{INSTALLED} was changed after the last APPLY, so there is nothing to go back to")
+        self.refuse(f"{INSTALLED} was changed after the last APPLY, so there is nothing to roll back to")
 
     def test_the_installed_file_itself_is_tried_and_was_edited(self):
         self.try_new()
@@ -95,7 +96,7 @@ class Target(Trial):
                            ('{"dns": {"source": "a\\nb"}}', "what was applied: dns.source: ")):
             INSTALLED.write_text(text)
             systemd.pretend_apply()
-            self.refuse(f"there is nothing to go back to: {said}")
+            self.refuse(f"there is nothing to roll back to: {said}")
 
 
 class Text(Trial):
@@ -104,7 +105,7 @@ class Text(Trial):
     def test_an_edited_trial_is_not_kept(self):
         self.try_new()
         TRIAL.write_text(OLDER)
-        self.lanfab("confirm", status=1, said=f"{TRIAL} was edited during the trial: 'lanfab revert'")
+        self.lanfab("confirm", status=1, said=f"{TRIAL} was edited during the trial: run 'lanfab revert'")
         self.assertEqual(INSTALLED.read_text(), OLD)
         self.lanfab("revert", status=0)
         self.assert_files(OLD, None)
@@ -121,15 +122,15 @@ class Text(Trial):
     def test_an_apply_that_leaves_no_mark_is_a_failure(self):
         """It was stopped, whatever its service makes of that."""
         self.before("timeout", f"if [ -e {TRIAL} ]; then rm -f {MARK}; exit 0; fi")
-        self.try_new(status=1, said="its APPLY has failed or was stopped")
+        self.try_new(status=1, said="apply failed or was stopped")
         self.assert_files(OLD, None)
         self.assert_applied(OLD)
 
     def test_an_old_configuration_that_is_not_in_force_is_not_claimed(self):
         self.try_new()
         self.before("timeout", f"rm -f {MARK}; exit 0")
-        said = self.lanfab("revert", status=2, said="not known to be in force")
-        self.assertNotIn("The old configuration is in force.", said)
+        said = self.lanfab("revert", status=2, said="may not be active")
+        self.assertNotIn("The previous configuration is active.", said)
 
     def test_a_trial_without_a_state_is_rolled_back(self):
         for text in "", "{", None:
@@ -139,7 +140,7 @@ class Text(Trial):
                 STATE.unlink()
             else:
                 STATE.write_text(text)
-            self.lanfab("revert", status=0, said="The old configuration is in force.")
+            self.lanfab("revert", status=0, said="The previous configuration is active.")
             self.assert_applied(NEW, OLD)
 
 
@@ -159,7 +160,7 @@ class AtOnce(Trial):
             stopped.send_signal(signal.SIGCONT)
             said = stopped.communicate()[0]
         self.assertEqual(stopped.returncode, 1, said)
-        self.assertIn("is being taken back", said)
+        self.assertIn("is being rolled back", said)
         self.assert_files(OLD, None)
         self.assert_applied(NEW, OLD)
 
@@ -169,7 +170,7 @@ class AtOnce(Trial):
         INSTALLED.write_text(NEW)
         PREVIOUS.write_text(OLD)
         DECISION.symlink_to("kept")
-        self.lanfab("revert", "--timer", status=0, said="had been confirmed; it stays active")
+        self.lanfab("revert", "--timer", status=0, said="had been confirmed; its configuration stays active")
         self.assert_files(NEW, OLD)
         self.assert_applied(NEW)
 
@@ -177,7 +178,7 @@ class AtOnce(Trial):
         """It was killed before it had removed the trial."""
         self.try_new()
         DECISION.symlink_to("rolled back")
-        self.lanfab("confirm", status=1, said="is being taken back")
+        self.lanfab("confirm", status=1, said="is being rolled back")
         self.lanfab("revert", "--timer", status=0)
         self.assert_files(OLD, None)
         self.assert_applied(NEW, OLD)
@@ -227,9 +228,9 @@ class Outcome(Trial):
         return self.lanfab("record", "outcome", status=0)
 
     def test_each_end_has_its_words(self):
-        for end, words in ((lambda: self.lanfab("confirm", status=0), r"was kept at \S+ \S+ by user 0"),
+        for end, words in ((lambda: self.lanfab("confirm", status=0), r"was confirmed at \S+ \S+ by user 0"),
                            (lambda: self.lanfab("revert", status=0), r"was rolled back at \S+ \S+ by user 0"),
-                           (time_is_up, r"was rolled back at \S+ \S+ since nobody kept it in time")):
+                           (time_is_up, r"was rolled back at \S+ \S+ since it was not confirmed in time")):
             self.setUp()
             OUTCOME.write_text('{"ending": "kept", "file": "of the one before"}')
             self.try_new()
@@ -281,7 +282,7 @@ class Outcome(Trial):
         systemd.pretend_apply()
         self.lanfab("record", "after", status=0)
         self.assertTrue(RECORD.read_text().endswith(OLD))
-        self.lanfab("record", "after", status=2, said="cannot be recorded")
+        self.lanfab("record", "after", status=2, said="cannot record what is applied")
         self.lanfab("record", "apply", "cmd_lanfab", status=0)
         self.before("timeout", "exit 1")
         self.lanfab("record", "apply", "cmd_lanfab", status=1)

@@ -71,7 +71,7 @@ class Ends(Trial):
 
     def test_an_apply_that_fails_ends_it(self):
         self.before("timeout", f"if [ -e {TRIAL} ]; then exit 1; fi")
-        self.try_new(status=1, said="journalctl --unit=lanfab-apply.service")
+        self.try_new(status=1, said="journalctl -u lanfab-apply.service")
         self.assert_files(OLD, None)
         self.assert_applied(OLD)
 
@@ -136,24 +136,24 @@ class Race(Trial):
         for line in f"sh {TIMER}", f"{LANFAB} revert", f"{LANFAB} revert --timer; exit 1":
             self.setUp()
             self.during_apply(line)
-            said = self.try_new(status=1, said="The old configuration is in force.")
-            self.assertNotIn("in force for", said)
+            said = self.try_new(status=1, said="The previous configuration is active.")
+            self.assertNotIn("Applied.", said)
             self.assert_files(OLD, None)
             self.doCleanups()
 
     def test_rollback_in_progress(self):
         self.during_apply(f"rm {TRIAL}")
-        self.try_new(status=1, said="The old configuration is in force.")
+        self.try_new(status=1, said="The previous configuration is active.")
         self.assert_files(OLD, None)
 
     def test_another_one_has_begun(self):
         self.during_apply(self.begin_another())
-        self.try_new(status=1, said="another one has begun: anna tries /run/other.json")
+        self.try_new(status=1, said="another one has begun: /run/other.json on trial by anna")
         self.assert_another_goes_on()
 
     def test_another_one_has_begun_during_the_countdown(self):
         terminal = Terminal(LANFAB, "try", self.new, env=systemd.ENVIRONMENT)
-        terminal.wait_for("Keep it?")
+        terminal.wait_for("Keep this configuration?")
         subprocess.run(self.begin_another(), shell=True, env=systemd.ENVIRONMENT, check=True,
                        stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
         # What is typed now is about the former one.
@@ -163,7 +163,7 @@ class Race(Trial):
 
     def test_confirmed(self):
         self.before("systemd-run", f"case $* in *--unit=lanfab-apply*) trap '{LANFAB} confirm' EXIT ;; esac")
-        self.try_new(status=0, said="Kept by another lanfab confirm.")
+        self.try_new(status=0, said="Confirmed by another 'lanfab confirm'.")
         self.assert_files(NEW, OLD)
 
     def test_stopped_before_it_is_active(self):
@@ -202,7 +202,7 @@ class Changed(Trial):
 
     def test_by_a_confirmation_that_was_killed(self):
         for words, status, said in ((("confirm",), 0, str(PREVIOUS)),
-                                    (("revert", "--timer"), 0, "had been confirmed; it stays active"),
+                                    (("revert", "--timer"), 0, "its configuration stays active"),
                                     (("revert",), 1, "The trial had been confirmed")):
             INSTALLED.write_text(NEW)
             PREVIOUS.write_text(OLD)
@@ -293,7 +293,7 @@ class Active(Trial):
 
     def test_is_the_installed_one_when_it_is_tried_again(self):
         self.lanfab("try", INSTALLED, status=0)
-        self.lanfab("confirm", status=0, said="Kept.\n")
+        self.lanfab("confirm", status=0, said="Confirmed.\n")
         self.assert_files(OLD, None)
 
 
@@ -312,7 +312,7 @@ class Previous(Trial):
 
     def test_whose_apply_fails_is_taken_back(self):
         self.before("timeout", f"if [ -e {TRIAL} ]; then exit 1; fi")
-        self.lanfab("revert", "--yes", status=1, said="journalctl --unit=lanfab-apply.service")
+        self.lanfab("revert", "--yes", status=1, said="journalctl -u lanfab-apply.service")
         self.assert_files(OLD, OLDER)
         self.assert_applied(OLD)
 
@@ -340,9 +340,9 @@ class Previous(Trial):
 class Refusals(Trial):
     def test_a_second_trial(self):
         self.try_new()
-        self.try_new(status=2, said="under way: user 0 tries /run/new.json since ")
+        self.try_new(status=2, said="in progress: /run/new.json on trial by user 0 for ")
         STATE.unlink()
-        self.try_new(status=2, said="under way")
+        self.try_new(status=2, said="in progress")
         self.assert_applied(NEW)
 
     def test_what_a_killed_one_left_is_no_trial(self):
@@ -350,24 +350,24 @@ class Refusals(Trial):
             path.write_text("{}")
         for unit in TIMER, UNITS / "lanfab-revert.service":
             unit.touch()
-            self.try_new(status=2, said="under way")
+            self.try_new(status=2, said="in progress")
             unit.unlink()
         self.try_new()
         self.assert_trial_goes_on()
 
     def test_to_confirm_what_is_being_applied_or_taken_back(self):
         self.try_new()
-        for unit, said in ("lanfab-apply", "still at work"), ("lanfab-revert", "taken back"):
+        for unit, said in ("lanfab-apply", "still being applied"), ("lanfab-revert", "rolled back"):
             (UNITS / f"{unit}.service").touch()
             self.lanfab("confirm", status=1, said=said)
             (UNITS / f"{unit}.service").unlink()
         self.assert_trial_goes_on()
         TRIAL.unlink()
-        self.lanfab("confirm", status=1, said="taken back")
+        self.lanfab("confirm", status=1, said="rolled back")
 
     def test_to_try_while_one_is_being_taken_back(self):
         (UNITS / "lanfab-revert.service").touch()
-        self.try_new(status=2, said="taken back")
+        self.try_new(status=2, said="rollback is in progress")
 
     def test_a_configuration_with_errors_unless_forced(self):
         self.new.write_text(WITH_ERROR)
@@ -442,7 +442,7 @@ class Failures(Trial):
 
     def test_a_rollback_that_could_not_start(self):
         self.before("systemd-run", "case $* in *--unit=lanfab-revert-test*) exit 203 ;; esac")
-        self.try_new(status=2, said="journalctl --unit=lanfab-revert-test")
+        self.try_new(status=2, said="journalctl -u lanfab-revert-test")
         self.assert_files(OLD, None)
         self.assert_applied()
 
@@ -458,11 +458,11 @@ class Failures(Trial):
     def test_a_rollback_that_does_not_start(self):
         self.try_new()
         self.before("systemctl", "if [ $1 = start ]; then exit 1; fi")
-        self.lanfab("revert", status=2, said="journalctl --unit=lanfab-revert.service")
+        self.lanfab("revert", status=2, said="journalctl -u lanfab-revert.service")
         self.assert_trial_goes_on()
         TIMER.unlink()
         self.before("systemd-run", "exit 1")
-        self.lanfab("revert", status=2, said="journalctl --unit=lanfab-revert.service")
+        self.lanfab("revert", status=2, said="journalctl -u lanfab-revert.service")
         self.assertTrue(systemd.is_trial_active())
 
     def test_a_rollback_that_cannot_clean_up(self):
@@ -500,7 +500,7 @@ class Failures(Trial):
     def test_an_apply_and_a_rollback_that_fail(self):
         self.before("timeout", "exit 1")
         self.before("systemctl", "if [ $1 = start ]; then exit 1; fi")
-        self.try_new(status=2, said="journalctl --unit=lanfab-revert.service")
+        self.try_new(status=2, said="journalctl -u lanfab-revert.service")
         self.assert_trial_goes_on()
 
     def test_systemd_that_does_not_answer(self):
@@ -522,8 +522,8 @@ class Failures(Trial):
             done = subprocess.run([*limit, LANFAB, "try", self.new], env=systemd.ENVIRONMENT, check=False,
                                   stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True,
                                   stderr=subprocess.STDOUT)
-            self.assertNotIn("taken back", done.stdout)
-            self.assertNotIn("under way", done.stdout)
+            self.assertNotIn("rolled back", done.stdout)
+            self.assertNotIn("in progress", done.stdout)
             if done.returncode == 0:
                 self.assert_trial_goes_on()
                 self.lanfab("revert", status=0)
@@ -578,7 +578,7 @@ class OnTerminal(Trial):
 
     def start_trial(self):
         terminal = self.start("try", self.new)
-        terminal.wait_for("Keep it?")
+        terminal.wait_for("Keep this configuration?")
         return terminal
 
     def test_yes_confirms(self):
@@ -601,7 +601,7 @@ class OnTerminal(Trial):
         # An end of the input, one in a line, which then is another word, and a line that is too long.
         for answer in b"\n", b"no\n", b"\x04", b"a\x04y\n", 255 * b"a" + b"y\n":
             terminal.type(answer)
-            terminal.wait_for("Keep it?")
+            terminal.wait_for("Keep this configuration?")
         self.assert_trial_goes_on()
         terminal.type(b"Y\n")
         self.assertEqual(terminal.status(), 0)

@@ -79,7 +79,7 @@ class Probed(Trial):
         self.assert_trial_goes_on()
 
     def test_success_may_confirm(self):
-        self.lanfab("try", "--probe", "true", "--confirm-after-probe", self.new, status=0, said="Kept.")
+        self.lanfab("try", "--probe", "true", "--confirm-after-probe", self.new, status=0, said="Confirmed.")
         self.assert_files(NEW, OLD)
 
     def test_without_a_probe_nothing_can_confirm(self):

@@ -158,7 +158,7 @@ def check_gateway(module):
         module.fail_json(msg=lanfab + " is too old, it has no command try: upgrade the package lanfab-tools")
     status = ask_lanfab(module, "status")
     if status.get("trial"):
-        module.fail_json(msg="a trial is under way: " + status["trial"])
+        module.fail_json(msg="a trial is in progress: " + status["trial"])
     return status
 
 

@@ -72,7 +72,8 @@ class ConfirmTest : public ::testing::Test {
 
 TEST_F(ConfirmTest, TheConfigurationOnTrialIsInstalled) {
   EXPECT_EQ(confirm_now(), 0);
-  EXPECT_EQ(output_, "Kept. The configuration before it is /etc/lanfab/network.json.previous.\n");
+  EXPECT_EQ(output_,
+            "Confirmed. The previous configuration was saved as /etc/lanfab/network.json.previous.\n");
   EXPECT_EQ(text_of_file(kInstalledConfiguration), "new\n");
   EXPECT_FALSE(read_state() || is_trial_active());
   const auto outcome = read_outcome();
@@ -84,7 +85,7 @@ TEST_F(ConfirmTest, TheConfigurationOnTrialIsInstalled) {
 
 TEST_F(ConfirmTest, OnlyTheTrialThatIsMeantIsConfirmed) {
   EXPECT_EQ(confirm_now({"6"}), 1);
-  EXPECT_THAT(errors_, HasSubstr("no trial is under way"));
+  EXPECT_THAT(errors_, HasSubstr("no trial is in progress"));
   EXPECT_TRUE(is_trial_active());
   EXPECT_EQ(confirm_now({"7"}), 0);
 }
@@ -94,7 +95,7 @@ TEST_F(ConfirmTest, ATrialThatIsRolledBackMeanwhileIsNotInstalled) {
   removals_until_rollback = 0;
   EXPECT_EQ(confirm_now(), 1);
   EXPECT_EQ(output_, "");
-  EXPECT_THAT(errors_, HasSubstr("the trial is being taken back"));
+  EXPECT_THAT(errors_, HasSubstr("the trial is being rolled back"));
   EXPECT_EQ(text_of_file(kInstalledConfiguration), "old\n");
   EXPECT_TRUE(read_state()) << "the rollback still needs it";
 }
@@ -103,7 +104,7 @@ TEST_F(ConfirmTest, OnlyTheTextThatWasAppliedIsInstalled) {
   put_file("/run/.delete_static_routes", "by another one");
   ASSERT_TRUE(record_applied("other\n"));
   EXPECT_EQ(confirm_now(), 1);
-  EXPECT_THAT(errors_, HasSubstr("the last APPLY has applied another configuration"));
+  EXPECT_THAT(errors_, HasSubstr("another configuration has been applied since"));
   std::filesystem::remove("/run/.delete_static_routes");
   EXPECT_EQ(confirm_now(), 1);
   EXPECT_THAT(errors_, HasSubstr("nothing has been applied"));
@@ -124,14 +125,15 @@ TEST_F(ConfirmTest, WhatIsLeftOfTheTrialIsReported) {
   // Those of the two new files, then those of the trial.
   failing_unlink.fail(2, EIO, 2);
   EXPECT_EQ(confirm_now(), 2);
-  EXPECT_THAT(errors_, HasSubstr("still there: /run/lanfab/network.json: Input/output error"));
+  EXPECT_THAT(errors_,
+              HasSubstr("cleaning up the trial failed: /run/lanfab/network.json: Input/output error"));
   EXPECT_EQ(text_of_file(kInstalledConfiguration), "new\n");
 }
 
 TEST_F(ConfirmTest, WhatTheDiskHasNotConfirmedIsReported) {
   failing_fsync.fail(1, EIO, 3);
   EXPECT_EQ(confirm_now(), 2);
-  EXPECT_THAT(errors_, HasSubstr("kept, but a loss of power may undo it"));
+  EXPECT_THAT(errors_, HasSubstr("confirmed, but not yet synced to disk"));
   EXPECT_EQ(text_of_file(kInstalledConfiguration), "new\n");
 }
 

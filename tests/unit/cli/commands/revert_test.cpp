@@ -56,8 +56,7 @@ class RevertTest : public ::testing::Test {
 };
 
 TEST_F(RevertTest, AnApplyThatFailsIsForTheNextAttemptAndEverybodyIsToldOnce) {
-  constexpr char kAlert[] =
-      "the rollback of the trial has failed; it is tried again: journalctl --unit=lanfab-revert\n";
+  constexpr char kAlert[] = "rolling back the trial failed; retrying: see 'journalctl -u lanfab-revert'\n";
   put_file("/run/failures", "1\n2\n");
   for (const std::string& errors : {"<1>" + std::string(kAlert), std::string()}) {
     EXPECT_EQ(revert(), 1);

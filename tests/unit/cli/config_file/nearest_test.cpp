@@ -62,14 +62,14 @@ TEST(Nearest, TheCaseOfLettersDoesNotMatter) {
 TEST(UnknownName, TheNearestNameIsSuggested) {
   const Words rules = {"lease-mac-twice", "lease-by-name", "vlan-id-twice"};
   EXPECT_EQ(unknown_name("rule", "lease-by-nome", rules, "see there"),
-            "there is no rule \"lease-by-nome\": did you mean \"lease-by-name\"?");
+            "unknown rule \"lease-by-nome\": did you mean \"lease-by-name\"?");
   // The only one with both parts.
   EXPECT_EQ(unknown_name("rule", "vlan-twice", rules, "see there"),
-            "there is no rule \"vlan-twice\": did you mean \"vlan-id-twice\"?");
+            "unknown rule \"vlan-twice\": did you mean \"vlan-id-twice\"?");
   // Two have them.
-  EXPECT_EQ(unknown_name("rule", "lease", rules, "see there"), "there is no rule \"lease\"; see there");
-  EXPECT_EQ(unknown_name("rule", "", rules, "see there"), "there is no rule \"\"; see there");
-  EXPECT_EQ(unknown_name("rule", "\033", rules, "see there"), "there is no rule \"?\"; see there");
+  EXPECT_EQ(unknown_name("rule", "lease", rules, "see there"), "unknown rule \"lease\"; see there");
+  EXPECT_EQ(unknown_name("rule", "", rules, "see there"), "unknown rule \"\"; see there");
+  EXPECT_EQ(unknown_name("rule", "\033", rules, "see there"), "unknown rule \"?\"; see there");
 }
 
 TEST(Nearest, AWordIsCertainIfNoOtherIsAsNear) {

@@ -52,21 +52,20 @@ TEST_F(OutcomeTest, WhatIsWrittenIsReadByEverybody) {
 
 TEST_F(OutcomeTest, EachEndingHasItsWords) {
   EXPECT_EQ(describe(outcome(Ending::kKept, "by anna")),
-            "new.json, tried by anna, was kept at 2026-11-21 20:00:00 by anna");
+            "new.json, tried by anna, was confirmed at 2026-11-21 20:00:00 by anna");
   EXPECT_EQ(describe(outcome(Ending::kStuck, kNotKeptInTime)),
-            "new.json, tried by anna, is taken back since nobody kept it in time, but the APPLY of the old "
-            "configuration fails since 2026-11-21 20:00:00");
+            "new.json, tried by anna, is being rolled back since it was not confirmed in time, but applying "
+            "the previous configuration has failed since 2026-11-21 20:00:00");
   Outcome unknown = outcome(Ending::kRolledBack, kNotApplied);
   unknown.file = "";
   EXPECT_EQ(describe(unknown),
-            "a trial that nothing is known of was rolled back at 2026-11-21 20:00:00 since its APPLY failed "
-            "or was stopped");
+            "an unknown trial was rolled back at 2026-11-21 20:00:00 since its APPLY failed or was stopped");
 }
 
 TEST_F(OutcomeTest, NothingThatATerminalWouldExecuteIsShown) {
   Outcome hostile = outcome(Ending::kKept, "by \033[2Janna");
   hostile.file = "a\nb";
-  EXPECT_EQ(describe(hostile), "a?b, tried by anna, was kept at 2026-11-21 20:00:00 by ?[2Janna");
+  EXPECT_EQ(describe(hostile), "a?b, tried by anna, was confirmed at 2026-11-21 20:00:00 by ?[2Janna");
 }
 
 TEST_F(OutcomeTest, WhatNobodyHasWrittenIsNoOutcome) {

@@ -195,8 +195,8 @@ static std::string description(std::int64_t began, std::int64_t ends) {
 }
 
 TEST_F(TrialStateTest, TheDescriptionCountsFromNow) {
-  EXPECT_EQ(description(-40, 80), "anna tries new.json since 40 s, for 80 s more");
-  EXPECT_EQ(description(-140, -20), "anna tries new.json since 140 s, for 0 s more");
+  EXPECT_EQ(description(-40, 80), "new.json on trial by anna for 40 s, 80 s left");
+  EXPECT_EQ(description(-140, -20), "new.json on trial by anna for 140 s, 0 s left");
 }
 
 TEST_F(TrialStateTest, WhoeverDecidesFirstHasDecided) {

@@ -34,7 +34,7 @@ TEST(JsonReport, HoldsEverythingOfASnapshot) {
                                 {"the trial"}});
   Json::Value trial;
   ASSERT_TRUE(report.removeMember("trial", &trial));
-  EXPECT_THAT(trial.asString(), testing::StartsWith("anna tries new.json since "));
+  EXPECT_THAT(trial.asString(), testing::StartsWith("new.json on trial by anna for "));
   EXPECT_EQ(report, json(R"({
     "differences": [{"subject": "eth0", "what": "it is down", "coming": true, "why": "nothing passes",
                      "fix": "ip link set eth0 up"}],
@@ -55,7 +55,7 @@ TEST(JsonReport, HoldsEverythingOfASnapshot) {
     "runs": [{"action": "APPLY", "began": 3000000, "lasted": 500000, "end": "failed",
               "messages": [{"priority": 5, "text": "cmd_lanfab start"}]}],
     "lock": {"since": 4000, "held": true, "runs": 2},
-    "last_trial": "old.json, tried by bob, was kept at 2026-11-21 20:00:00 by bob"})"))
+    "last_trial": "old.json, tried by bob, was confirmed at 2026-11-21 20:00:00 by bob"})"))
       << report;
 }
 

@@ -44,7 +44,7 @@ TEST_F(TextReportTest, AServiceIsShownWithItsFailure) {
 TEST_F(TextReportTest, ATrialIsShownWithoutWhatATerminalWouldExecute) {
   EXPECT_THAT(text(), testing::Not(HasSubstr("Trial")));
   snapshot_.trial = TrialState{"anna", "\033[2J.json"};
-  EXPECT_THAT(text(), HasSubstr("Trial\n      anna tries ?[2J.json since "));
+  EXPECT_THAT(text(), HasSubstr("Trial\n      ?[2J.json on trial by anna for "));
 }
 
 TEST_F(TextReportTest, TheEndOfTheLastTrialIsShown) {
@@ -72,11 +72,11 @@ TEST_F(TextReportTest, ALongMessageIsBrokenAtItsBlanks) {
 TEST_F(TextReportTest, TheLastLineCountsTheDifferences) {
   const Drift drift{"eth0", "there is no carrier", false, "nothing passes", ""};
   const Drift pending{"eth0", "it is coming up", true, "", ""};
-  EXPECT_THAT(text({drift}), EndsWith("\n1 thing differs.\n"));
-  EXPECT_THAT(text({drift, drift}), EndsWith("\n2 things differ.\n"));
-  EXPECT_THAT(text({pending}), EndsWith("\n1 thing is still coming.\n"));
-  EXPECT_THAT(text({pending, pending}), EndsWith("\n2 things are still coming.\n"));
-  EXPECT_THAT(text({drift, pending}), EndsWith("\n1 thing differs, 1 is still coming.\n"));
+  EXPECT_THAT(text({drift}), EndsWith("\n1 difference.\n"));
+  EXPECT_THAT(text({drift, drift}), EndsWith("\n2 differences.\n"));
+  EXPECT_THAT(text({pending}), EndsWith("\n1 pending.\n"));
+  EXPECT_THAT(text({pending, pending}), EndsWith("\n2 pending.\n"));
+  EXPECT_THAT(text({drift, pending}), EndsWith("\n1 difference, 1 pending.\n"));
 }
 
 TEST_F(TextReportTest, ADifferenceIsShownWithWhyItMattersAndItsFix) {
@@ -127,7 +127,7 @@ TEST_F(TextReportTest, ASubjectWithoutASectionIsShownAmongTheOthers) {
 }
 
 TEST_F(TextReportTest, AnAlarmOfATrialStandsFirst) {
-  const std::string begin = "Trial\n!     there is a configuration on trial\n!     its timer is gone\n";
+  const std::string begin = "Trial\n!     a configuration is on trial\n!     its timer is gone\n";
   EXPECT_EQ(text({{"trial", "its timer is gone", false, "", ""}}).compare(0, begin.size(), begin), 0);
 }
 
