@@ -29,9 +29,7 @@ void name_server_malformed(const Site& site, Findings& findings) {
     if (!is_name_server(text)) {
       findings.add(server, quoted(text) + " is not an IP address");
     } else if (name_server_of(server).empty()) {
-      findings.add(server, quoted(text) +
-                               " is left out, because it is shorter than 7 characters: "
-                               "write its zeros");
+      findings.add(server, quoted(text) + " is left out: it has fewer than 7 characters; write its zeros");
     }
   }
 }
@@ -52,9 +50,9 @@ static bool serves_clients(const Site& site) {
 static std::optional<std::string> why_no_name_server(const Site& site) {
   if (names_server(site) || wants_link_servers(site.root)) return std::nullopt;
   const std::optional<std::string> source = string_at(site.root, "dns.source");
-  if (source == "static") return "the source is \"static\", but \"static\" names no server";
+  if (source == "static") return "the source is \"static\", but \"static\" has no server";
   if (source == "isp") {
-    return "the source is \"isp\", but the cellular link is disabled, and \"static\" names no server";
+    return "the source is \"isp\", but the cellular link is disabled, and \"static\" has no server";
   }
   // Without an uplink there may be no server to ask.
   const Route* uplink = site.reachability().default_route();
@@ -163,8 +161,8 @@ void host_name_twice(const Site& site, Findings& findings) {
     const Json::Value& first = *hosts.emplace(name + family, &host).first->second;
     const std::string known = *read_host_name(first).ipv4;
     if (known == address) return;
-    findings.add(place_of(host, "name"), name + " already stands for " + known,
-                 related_to(place_of(first, "name"), name + " stands for " + known));
+    findings.add(place_of(host, "name"), name + " already has the address " + known,
+                 related_to(place_of(first, "name"), name + " has the address " + known));
   });
 }
 

@@ -1,4 +1,4 @@
-"""DHCP and names on the LAN: leases on a port and a VLAN, a fixed lease, a relay to another server, names."""
+"""DHCP and names on the LAN: leases on a port and a VLAN, static leases, a relay to another server, names."""
 
 import unittest
 
