@@ -40,7 +40,7 @@ static int explain(const std::vector<std::string>& names) {
       status = fail("lanfab: " + unknown_name("rule", name, rule_names(), "run 'lanfab explain' for a list"));
       continue;
     }
-    std::printf("%s%s\n", is_first ? "" : "\n", std::string(entry_of(*rule)).c_str());
+    std::printf("%s%s", is_first ? "" : "\n", entry_of(*rule).c_str());
     is_first = false;
   }
   return status;

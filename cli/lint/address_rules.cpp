@@ -117,10 +117,10 @@ void netmask_guessed(const Site& site, Findings& findings) {
     const std::optional<Ipv4> address = interface.address();
     if (!address || interface.kind == Interface::Kind::kPassthroughPort) continue;
     if (interface.unit.has_prefix() || (!interface.unit.prefix && serving.count(&interface) > 0)) continue;
-    const std::string what = interface.unit.prefix ? "a netmask of 32 is left out of the unit"
+    const std::string what = interface.unit.prefix ? "a netmask of 32 is not written to the unit"
                                                    : "there is no \"netmask\" for " + to_text(*address);
     findings.add(place_of(*interface.network, "netmask"),
-                 what + ": systemd-networkd takes " + std::to_string(prefix_of_class(*address)));
+                 what + ": systemd-networkd uses " + std::to_string(prefix_of_class(*address)));
   }
 }
 

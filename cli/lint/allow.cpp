@@ -29,7 +29,7 @@ static bool is_about_comments(const std::string& rule) {
 
 std::optional<std::string> why_not_allowed(const std::string& rule) {
   if (is_refusal(rule))
-    return quoted(rule) + " cannot be allowed: cmd_lanfab refuses the whole configuration";
+    return quoted(rule) + " cannot be allowed: cmd_lanfab rejects the whole configuration";
   if (is_known(rule)) return std::nullopt;
   std::vector<std::string> names;
   for (const Rule& known : all_rules())

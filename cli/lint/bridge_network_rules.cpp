@@ -118,7 +118,7 @@ static std::optional<IgnoredSetting> find_ignored_service(const SecondaryMember&
                                                           const Interface& bridge) {
   const Json::Value& network = *member.network;
   if (member.unit.is_dhcp_client && !bridge.unit.is_dhcp_client)
-    return IgnoredSetting{&place_of(network, "protocol"), "it is no DHCP client of its own"};
+    return IgnoredSetting{&place_of(network, "protocol"), "its DHCP client is ignored"};
   const Json::Value* dhcp = object_at(network, "dhcp");
   const Json::Value* dhcp_of_bridge = object_at(*bridge.network, "dhcp");
   const bool is_same = dhcp != nullptr && dhcp_of_bridge != nullptr && *dhcp == *dhcp_of_bridge;

@@ -50,7 +50,7 @@ void bridge_member_unknown(const Site& site, Findings& findings) {
 
 void bridge_member_not_a_name(const Site& site, Findings& findings) {
   for (const Json::Value& member : members(site)) {
-    if (!member.isString()) findings.add(member, "a member is the name of an interface");
+    if (!member.isString()) findings.add(member, "expected an interface name");
   }
 }
 
@@ -143,7 +143,7 @@ void bridge_without_members(const Site& site, Findings& findings) {
 void bridge_primary_missing(const Site& site, Findings& findings) {
   if (!site.context.bridge_enabled || string_at(site.root, "wired.bridge.primary_interface")) return;
   findings.add(place_of(site.root, "wired.bridge"),
-               "the bridge has no \"primary_interface\", whose network would be its own");
+               "the bridge has no \"primary_interface\" to take its network from");
 }
 
 // The primary of a bridge that has members and its network, if it is not a member; nothing otherwise: what is
@@ -176,5 +176,5 @@ void bridge_primary_without_network(const Site& site, Findings& findings) {
   if (!site.context.bridge_enabled || !primary || site.find_interface(kBridgeName) != nullptr) return;
   if (is_bridge_member(&site.context, *primary) && find_client(site, *primary) != nullptr) return;
   findings.add(place_of(site.root, "wired.bridge.primary_interface"),
-               quoted(*primary) + " has no \"network\" that could be that of the bridge");
+               quoted(*primary) + " has no \"network\" for the bridge to use");
 }

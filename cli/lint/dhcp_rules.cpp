@@ -49,7 +49,8 @@ static void add_missing(const DhcpServer& server, Findings& findings) {
     return;
   }
   for (const auto& [object, key] : server.section.missing_keys)
-    findings.add(place_of(*object, key), quoted(key) + " is missing: " + interface.name + " serves no DHCP");
+    findings.add(place_of(*object, key),
+                 quoted(key) + " is missing, so " + interface.name + " does not serve DHCP");
 }
 
 // Whether the port of the VLAN serves no DHCP, and so none of its VLANs does.
@@ -62,7 +63,7 @@ void server_incomplete(const Site& site, Findings& findings) {
     const Interface& interface = *server.interface;
     if (server.is_idle || is_passthrough(interface) || is_under_silent_port(interface)) continue;
     if (interface.kind == Interface::Kind::kWifiClient) {
-      findings.add(place_of(*server.section.dhcp, "enable"), "a Wi-Fi client serves no DHCP");
+      findings.add(place_of(*server.section.dhcp, "enable"), "a Wi-Fi client does not serve DHCP");
     } else {
       add_missing(server, findings);
     }
@@ -85,7 +86,7 @@ void vlan_server_unserved(const Site& site, Findings& findings) {
     if (server.is_idle || !is_under_silent_port(interface)) continue;
     if (incomplete.count(interface.port) > 0) continue;
     findings.add(place_of(*server.section.dhcp, "enable"),
-                 interface.name + " serves no DHCP: its port " + interface.port + " serves none");
+                 interface.name + " does not serve DHCP, because its port " + interface.port + " does not");
   }
 }
 
@@ -101,7 +102,7 @@ void server_on_disabled_port(const Site& site, Findings& findings) {
                            site.context.passthrough_interface == name;
     if (!is_served) continue;
     findings.add(place_of(*port, "enable"),
-                 name + " is off without \"enable\", but dnsmasq gets its DHCP settings");
+                 name + " is disabled without \"enable\", but its DHCP settings are written for dnsmasq");
   }
 }
 
@@ -204,7 +205,7 @@ void range_over_reserved(const Site& site, Findings& findings) {
     const Ipv4 own = *interface.address();
     if (own < read.first || own > read.last) continue;
     findings.add(place_of(*read.range->dhcp, "start"),
-                 "the range holds " + to_text(own) + ", the address of " + interface.name + " itself",
+                 "the range includes " + to_text(own) + ", the address of " + interface.name + " itself",
                  related_to_address_of(interface));
   }
 }
@@ -280,7 +281,7 @@ static void for_each_range_over_passthrough(
 void range_over_passthrough(const Site& site, Findings& findings) {
   for_each_range_over_passthrough(site, [&](const Range& range, const Interface& port, Ipv4 reserved) {
     findings.add(place_of(*range.dhcp, "start"),
-                 "the range holds " + to_text(reserved) + ", reserved for the fallback of " + port.name,
+                 "the range includes " + to_text(reserved) + ", reserved for the fallback of " + port.name,
                  related_to(place_of(*port.network, "mode"), port.name + " is in pass-through"));
   });
 }
@@ -368,7 +369,7 @@ void lease_time_short(const Site& site, Findings& findings) {
     const std::optional<std::uint32_t> seconds = lease_seconds(time->asString());
     if (seconds && *seconds < kShortest) {
       findings.add(*time,
-                   quoted(time->asString()) + " is less than two minutes, which dnsmasq gives instead");
+                   quoted(time->asString()) + " is less than two minutes; dnsmasq uses two minutes instead");
     }
   }
 }

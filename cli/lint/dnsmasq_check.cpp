@@ -98,7 +98,7 @@ static Finding finding_for(const Answer& answer, const std::string& text, const 
     return finding;
   }
   const std::string line = line_of(text, answer.line);
-  finding.message = "dnsmasq refuses " + quoted(line) + ": " + answer.complaint;
+  finding.message = "dnsmasq rejects " + quoted(line) + ": " + answer.complaint;
   Origin origin;
   look_for(parts_of(line), root, origin);
   if (origin.text != nullptr) finding.range = range_of(*origin.text);

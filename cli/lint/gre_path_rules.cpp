@@ -23,8 +23,8 @@ static bool has_equal_ends(const GreTunnel& tunnel, Ipv4 remote) {
 static std::optional<Obstacle> why_remote_unusable(const Site& site, const GreTunnel& tunnel, Ipv4 remote) {
   if (auto obstacle = site.reachability().why_no_other_host(remote)) return obstacle;
   if (!has_equal_ends(tunnel, remote)) return std::nullopt;
-  return Obstacle{to_text(remote) + " is the address of both ends",
-                  related_to(place_of(*tunnel.settings, "local_ip"), "the local end")};
+  return Obstacle{to_text(remote) + " is the address of both endpoints",
+                  related_to(place_of(*tunnel.settings, "local_ip"), "the local endpoint")};
 }
 
 void tunnel_remote_unusable(const Site& site, Findings& findings) {

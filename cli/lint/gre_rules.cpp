@@ -35,13 +35,13 @@ void tunnel_netmask_out_of_range(const Site& site, Findings& findings) {
   for_each_tunnel(site, [&](const GreTunnel& tunnel) {
     if (tunnel.inner_prefix >= 0 && tunnel.inner_prefix <= 32) return;
     findings.add(place_of(*tunnel.settings, "tunnel_netmask"),
-                 std::to_string(tunnel.inner_prefix) + " is not a prefix length, 0 to 32");
+                 std::to_string(tunnel.inner_prefix) + " is not a prefix length (0 to 32)");
   });
 }
 
 void tunnel_without_remote(const Site& site, Findings& findings) {
   for_each_tunnel(site, [&](const GreTunnel& tunnel) {
-    if (!tunnel.remote_ip) findings.add(*tunnel.settings, "the tunnel has no far end, \"remote_ip\"");
+    if (!tunnel.remote_ip) findings.add(*tunnel.settings, "the tunnel has no remote endpoint, \"remote_ip\"");
   });
 }
 
@@ -53,7 +53,7 @@ void tunnel_twice(const Site& site, Findings& findings) {
     const Json::Value& place = place_of(*tunnel.settings, "remote_ip");
     const auto [first, is_new] = places.emplace(both, &place);
     if (is_new) return;
-    findings.add(place, "another tunnel has the same ends, and the kernel makes only one of them",
+    findings.add(place, "another tunnel has the same endpoints, and the kernel creates only one of them",
                  related_to(*first->second, "the other tunnel"));
   });
 }
@@ -79,7 +79,7 @@ void tunnel_network_malformed(const Site& site, Findings& findings) {
                    move_prefix_length(site.source.text, network, "dest_ip", "dest_netmask"));
     } else if (route->prefix < 0 || route->prefix > 32) {
       findings.add(place_of(network, "dest_netmask"),
-                   std::to_string(route->prefix) + " is not a prefix length, 0 to 32");
+                   std::to_string(route->prefix) + " is not a prefix length (0 to 32)");
     }
   });
 }
@@ -90,7 +90,7 @@ void tunnel_network_host_bits(const Site& site, Findings& findings) {
         route ? parse_subnet(route->destination, route->prefix) : std::nullopt;
     if (!subnet || parse_ipv4(route->destination) == subnet->address) return;
     findings.add(place_of(network, "dest_ip"),
-                 std::string(route->destination) + " is a host of the network " + to_text(*subnet),
+                 std::string(route->destination) + " has host bits set; the network is " + to_text(*subnet),
                  write_string_instead(place_of(network, "dest_ip"), to_text(subnet->address)));
   });
 }
@@ -147,8 +147,8 @@ void tunnel_inner_ends_alike(const Site& site, Findings& findings) {
     const std::optional<Ipv4> local = parse_ipv4(tunnel.inner_local_ip.value_or(""));
     if (!local || local != parse_ipv4(tunnel.inner_remote_ip.value_or(""))) return;
     findings.add(place_of(*tunnel.settings, "tunnel_remote_ip"),
-                 to_text(*local) + " is the inner address of both ends",
-                 related_to(place_of(*tunnel.settings, "tunnel_local_ip"), "this end"));
+                 to_text(*local) + " is the inner address of both endpoints",
+                 related_to(place_of(*tunnel.settings, "tunnel_local_ip"), "this endpoint"));
   });
 }
 
@@ -181,8 +181,9 @@ void tunnel_inner_remote_outside(const Site& site, Findings& findings) {
     // A tunnel without a network of its own only needs the two addresses.
     if (!subnet || !remote || subnet->prefix == 32 || subnet->contains(*remote)) return;
     if (!tunnel.has_address() || is_inner_network_judged(site, tunnel, *subnet)) return;
-    findings.add(place_of(*tunnel.settings, "tunnel_remote_ip"),
-                 to_text(*remote) + " is outside " + to_text(*subnet) + ", the tunnel's inner network",
-                 related_to(place_of(*tunnel.settings, "tunnel_local_ip"), "the inner address of this end"));
+    findings.add(
+        place_of(*tunnel.settings, "tunnel_remote_ip"),
+        to_text(*remote) + " is outside " + to_text(*subnet) + ", the tunnel's inner network",
+        related_to(place_of(*tunnel.settings, "tunnel_local_ip"), "the inner address of this endpoint"));
   });
 }

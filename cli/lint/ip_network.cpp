@@ -74,3 +74,7 @@ std::optional<IpNetwork> parse_ip_network(const std::string& text) {
   network.prefix = static_cast<std::uint8_t>(*prefix);
   return network;
 }
+
+bool is_ip_address(const std::string& text) {
+  return text.find('/') == std::string::npos && parse_ip_network(text).has_value();
+}

@@ -42,3 +42,6 @@ std::optional<int> parse_number(std::string_view text, int most);
 
 // An address with a prefix length or without one, which is a network of that address alone.
 std::optional<IpNetwork> parse_ip_network(const std::string& text);
+
+// Whether the text is an address of either family, without a prefix length.
+bool is_ip_address(const std::string& text);

@@ -7,6 +7,7 @@
 
 #include "cli/lint/gre_path_rules.h"
 #include "cli/lint/host_name.h"
+#include "cli/lint/ip_network.h"
 #include "cli/lint/reachability.h"
 #include "config/interface_queries.h"
 #include "config/lookup.h"
@@ -15,12 +16,21 @@
 #include "dnsmasq/resolv_conf.h"
 #include "networkd/wifi.h"
 
+// Whether dnsmasq can use a server of this address. That of a link in IPv6 may name the interface:
+// "fe80::1%eth0".
+static bool is_name_server(const std::string& text) {
+  const bool is_ipv6 = text.find(':') != std::string::npos;
+  return is_ip_address(is_ipv6 ? text.substr(0, text.find('%')) : text);
+}
+
 void name_server_malformed(const Site& site, Findings& findings) {
   for (const Json::Value& server : array_at(site.root, "dns.static")) {
     const std::string text = text_of(server);
-    if (server.isString() && parse_ipv4(text)) continue;
-    findings.add(server, quoted(text) + " is not an IPv4 address" +
-                             (name_server_of(server).empty() ? ", and is left out for being short" : ""));
+    if (!is_name_server(text)) {
+      findings.add(server, quoted(text) + " is not an IP address");
+    } else if (name_server_of(server).empty()) {
+      findings.add(server, quoted(text) + " is left out: it has fewer than 7 characters; write its zeros");
+    }
   }
 }
 
@@ -40,9 +50,9 @@ static bool serves_clients(const Site& site) {
 static std::optional<std::string> why_no_name_server(const Site& site) {
   if (names_server(site) || wants_link_servers(site.root)) return std::nullopt;
   const std::optional<std::string> source = string_at(site.root, "dns.source");
-  if (source == "static") return "the source is \"static\", but \"static\" names no server";
+  if (source == "static") return "the source is \"static\", but \"static\" has no server";
   if (source == "isp") {
-    return "the source is \"isp\", but the cellular link is disabled, and \"static\" names no server";
+    return "the source is \"isp\", but the cellular link is disabled, and \"static\" has no server";
   }
   // Without an uplink there may be no server to ask.
   const Route* uplink = site.reachability().default_route();
@@ -127,8 +137,8 @@ void host_incomplete(const Site& site, Findings& findings) {
 
 void host_address_malformed(const Site& site, Findings& findings) {
   for_each_host(site, [&](const Json::Value& host, const std::string& /*name*/, const std::string& address) {
-    if (address.empty() || parse_ipv4(address)) return;
-    findings.add(place_of(host, "ipv4"), quoted(address) + " is not an IPv4 address");
+    if (address.empty() || is_ip_address(address)) return;
+    findings.add(place_of(host, "ipv4"), quoted(address) + " is not an IP address");
   });
 }
 
@@ -146,11 +156,13 @@ void host_name_twice(const Site& site, Findings& findings) {
     std::transform(name.begin(), name.end(), name.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     if (name.empty() || address.empty()) return;
-    const Json::Value& first = *hosts.emplace(name, &host).first->second;
+    // Clients ask for the address of each family by itself.
+    const char* family = address.find(':') == std::string::npos ? " IPv4" : " IPv6";
+    const Json::Value& first = *hosts.emplace(name + family, &host).first->second;
     const std::string known = *read_host_name(first).ipv4;
     if (known == address) return;
-    findings.add(place_of(host, "name"), name + " already stands for " + known,
-                 related_to(place_of(first, "name"), name + " stands for " + known));
+    findings.add(place_of(host, "name"), name + " already has the address " + known,
+                 related_to(place_of(first, "name"), name + " has the address " + known));
   });
 }
 

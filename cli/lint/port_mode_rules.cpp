@@ -74,7 +74,7 @@ void passthrough_port_disabled(const Site& site, Findings& findings) {
 void passthrough_without_cell(const Site& site, Findings& findings) {
   const Interface* port = find_passthrough_port(site);
   if (port != nullptr && !site.context.cell_enabled)
-    findings.add(place_of(*port->network, "mode"), "pass-through without \"wireless.cell.enable\"");
+    findings.add(place_of(*port->network, "mode"), "pass-through requires \"wireless.cell.enable\"");
 }
 
 void passthrough_incomplete(const Site& site, Findings& findings) {

@@ -65,7 +65,7 @@ void relay_without_server(const Site& site, Findings& findings) {
     };
     if (!std::all_of(std::begin(kRelayServerKeys), std::end(kRelayServerKeys), is_missing)) continue;
     findings.add(place_of(*relay.settings.dhcp, "dhcp_relay"),
-                 relay.interface->name + " relays to no server");
+                 "the relay of " + relay.interface->name + " has no server");
   }
 }
 
@@ -96,7 +96,7 @@ void relay_beside_server(const Site& site, Findings& findings) {
   for (const Relay& relay : used_relays(site)) {
     if (!std::binary_search(served.begin(), served.end(), relay.settings.dhcp)) continue;
     findings.add(place_of(*relay.settings.dhcp, "dhcp_relay.enable"),
-                 relay.interface->name + " relays, so its DHCP server answers nobody",
+                 relay.interface->name + " relays, so its DHCP server does not answer",
                  related_to(place_of(*relay.settings.dhcp, "enable"), "the DHCP server"));
   }
 }

@@ -5,7 +5,7 @@
 
 #include "cli/config_file/characters.h"
 #include "cli/config_file/schema.h"
-#include "cli/lint/ipv4.h"
+#include "cli/lint/ip_network.h"
 #include "cli/lint/likely_value.h"
 #include "config/interface_queries.h"
 #include "config/lookup.h"
@@ -221,6 +221,8 @@ void Repair::move(Json::Value& from, const std::string& key, Json::Value& to, co
 static bool fits(const Json::Value& value, const Json::Value& schema) {
   if (!is_allowed_by(value, schema)) return false;
   if (schema["format"] == "ipv4") return parse_ipv4(value.asString()).has_value();
+  // Of an address, which may be of either family.
+  if (schema.isMember("anyOf")) return is_ip_address(value.asString());
   if (!value.isObject()) return true;
   // Most keys of an object are known.
   const std::vector<std::string> keys = value.getMemberNames();

@@ -146,17 +146,9 @@ void SarifReport::add_failure(const std::string& message) {
   notifications_.append(std::move(notification));
 }
 
-// The entry without its heading, on one line.
-static std::string explanation_of(const Rule& rule) {
-  const std::string_view entry = entry_of(rule);
-  const std::size_t begin = std::min(entry.find("\n\n"), entry.size());
-  std::string text(entry.substr(std::min(begin + 2, entry.size())));
-  std::replace(text.begin(), text.end(), '\n', ' ');
-  return text;
-}
-
 static Json::Value descriptor_of(const Rule& rule) {
-  const std::string text = explanation_of(rule);
+  std::string text(explanation_of(rule));
+  std::replace(text.begin(), text.end(), '\n', ' ');
   Json::Value descriptor(Json::objectValue);
   descriptor["id"] = rule.name;
   descriptor["shortDescription"] = message_of(text.substr(0, (text + " ").find(". ") + 1));

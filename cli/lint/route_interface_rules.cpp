@@ -84,7 +84,7 @@ class MissingInterfaces {
   }
 
   Hindrance unknown(const std::string& name) const {
-    const std::string problem = "no interface " + quoted(name) + " is set up";
+    const std::string problem = "no interface " + quoted(name) + " is configured";
     const bool is_known = find_ethernet_port(name) != nullptr || find_radio(name) != nullptr;
     const std::optional<std::string> close = is_known ? std::nullopt : nearest(name, known_);
     return {close ? problem + ": did you mean " + quoted(*close) + "?" : problem, {}};

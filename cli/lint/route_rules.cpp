@@ -89,7 +89,7 @@ static std::optional<std::string> special_role(const std::vector<OwnAddress>& ad
 static std::optional<std::string> why_unreachable(const Interface& interface,
                                                   const std::vector<OwnAddress>& addresses, Ipv4 gateway,
                                                   const DirectRoutes& direct) {
-  if (gateway == 0) return "0.0.0.0 is no gateway: the default route leads straight to " + interface.name;
+  if (gateway == 0) return "0.0.0.0 is not a gateway: the default route leads straight to " + interface.name;
   if (auto role = special_role(addresses, gateway)) return role;
   if (is_in_subnet(addresses, gateway)) return std::nullopt;
   const auto found = direct.find(interface.name);
@@ -290,7 +290,7 @@ void route_host_bits(const Site& site, Findings& findings) {
     const std::string& given = *route.written.ipv4;
     if (parse_ipv4(given) == destination->address) continue;
     findings.add(place_of(*route.settings, "ipv4"),
-                 given + " is an address in " + to_text(*destination) + ", to which the route leads",
+                 given + " has host bits set; the route is for " + to_text(*destination),
                  write_string_instead(place_of(*route.settings, "ipv4"), to_text(destination->address)));
   }
 }

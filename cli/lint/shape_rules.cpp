@@ -38,12 +38,12 @@ static std::string words_for(const Json::Value& value, const std::string& expect
       break;
   }
   if (expected_type != "integer") return "a number";
-  return value.isIntegral() ? "one of more than 32 bits" : "a fraction";
+  return value.isIntegral() ? "one with more than 32 bits" : "a fraction";
 }
 
 static std::string mismatch(const Violation& violation) {
   const std::string type = (*violation.schema)["type"].asString();
-  return std::string(words_for_type(type)) + " is expected, not " + words_for(*violation.value, type);
+  return std::string("expected ") + words_for_type(type) + ", not " + words_for(*violation.value, type);
 }
 
 void wrong_type(const Site& site, Findings& findings) {
@@ -53,7 +53,7 @@ void wrong_type(const Site& site, Findings& findings) {
     const std::string type = (*violation.schema)["type"].asString();
     const bool is_empty = violation.value->isNull() && (type == "object" || type == "array");
     findings.add(*violation.value,
-                 mismatch(violation) + (is_empty ? ": it counts as empty" : ": it counts as missing"));
+                 mismatch(violation) + (is_empty ? "; it is read as empty" : "; it is ignored"));
   });
 }
 
@@ -88,7 +88,7 @@ void unknown_word(const Site& site, Findings& findings) {
   for_each_violation(site.root, [&](const Violation& violation) {
     if (violation.kind != Violation::Kind::kUnknownWord) return;
     const Json::Value& schema = *violation.schema;
-    std::string message = quoted(violation.value->asString()) + " counts as " +
+    std::string message = quoted(violation.value->asString()) + " is read as " +
                           schema["otherwise"].asString() + "; the known words are " + listed(schema["enum"]);
     if (const auto word = meant_word(violation.value->asString(), schema["enum"]))
       message += "; did you mean " + quoted(*word) + "?";
@@ -147,7 +147,7 @@ static bool is_settings_of_bridge(const Site& site, const Level& level, const st
 void unknown_key(const Site& site, Findings& findings) {
   for_each_unknown_key(site, [&](const Level& level, const std::string& key, const Json::Value& value) {
     if (!level.is_closed() || is_settings_of_bridge(site, level, key)) return;
-    std::string message = quoted(key) + ": nobody reads this key";
+    std::string message = quoted(key) + ": unknown key";
     FindingDetails details;
     if (const auto home = home_message(level, key)) {
       message = *home;

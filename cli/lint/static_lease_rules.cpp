@@ -26,7 +26,7 @@ struct Owner {
 // The hosts that dnsmasq knows by their address.
 using Owners = std::unordered_map<Ipv4, Owner>;
 
-// dnsmasq keeps an address of a pass-through port for the port itself, by a fixed lease.
+// dnsmasq keeps an address of a pass-through port for the port itself, by a static lease.
 static void add_passthrough_ports(const Site& site, Owners& owners) {
   for (const Interface& interface : site.interfaces) {
     if (interface.kind != Interface::Kind::kPassthroughPort) continue;
@@ -41,7 +41,7 @@ static void add_passthrough_ports(const Site& site, Owners& owners) {
 }
 
 static std::string owner_of(const StaticLease& lease, const Interface& interface) {
-  return "the fixed lease of " + lease.mac.value_or("another device") + " on " + interface.name;
+  return "the static lease of " + lease.mac.value_or("another device") + " on " + interface.name;
 }
 
 void lease_address_twice(const Site& site, Findings& findings) {
@@ -69,7 +69,7 @@ void lease_address_malformed(const Site& site, Findings& findings) {
     for (const StaticLease& lease : read_static_leases(*server.section.dhcp)) {
       const std::optional<std::string> text = lease.ipv4;
       if (!text && !server.is_idle) {
-        findings.add(place_of(*lease.settings, "ipv4"), "a fixed lease without \"ipv4\"");
+        findings.add(place_of(*lease.settings, "ipv4"), "a static lease without \"ipv4\"");
       } else if (text && !parse_ipv4(*text)) {
         findings.add(place_of(*lease.settings, "ipv4"), quoted(*text) + " is not an IPv4 address");
       }
@@ -128,7 +128,7 @@ void lease_mac_malformed(const Site& site, Findings& findings) {
     for (const StaticLease& lease : read_static_leases(*server.section.dhcp)) {
       const std::optional<std::string> text = lease.mac;
       if (!text && !server.is_idle) {
-        findings.add(place_of(*lease.settings, "mac"), "a fixed lease without \"mac\"");
+        findings.add(place_of(*lease.settings, "mac"), "a static lease without \"mac\"");
       } else if (text && !normal_mac(*text) && !device_name(*text)) {
         findings.add(place_of(*lease.settings, "mac"),
                      quoted(*text) + " is not a MAC address like 02:00:5e:00:53:01");
@@ -140,7 +140,7 @@ void lease_mac_malformed(const Site& site, Findings& findings) {
 void lease_mac_twice(const Site& site, Findings& findings) {
   for (const DhcpServer& server : site.servers) {
     if (!server.is_served || server.is_idle) continue;
-    // One device may have a fixed lease on each network.
+    // One device may have a static lease on each network.
     std::unordered_map<std::string, StaticLease> leases;
     for (const StaticLease& lease : read_static_leases(*server.section.dhcp)) {
       const std::string text = lease.mac.value_or("");
@@ -151,8 +151,8 @@ void lease_mac_twice(const Site& site, Findings& findings) {
       const StaticLease& first = known->second;
       if (is_new) continue;
       findings.add(place_of(*lease.settings, "mac"),
-                   text + " already has the fixed lease " + first.ipv4.value_or("another"),
-                   related_to(place_of(*first.settings, "mac"), "the first fixed lease"));
+                   text + " already has the static lease " + first.ipv4.value_or("another"),
+                   related_to(place_of(*first.settings, "mac"), "the first static lease"));
     }
   }
 }
@@ -163,7 +163,8 @@ void lease_by_name(const Site& site, Findings& findings) {
     for (const StaticLease& lease : read_static_leases(*server.section.dhcp)) {
       const std::string text = lease.mac.value_or("");
       if (normal_mac(text) || !device_name(text)) continue;
-      findings.add(place_of(*lease.settings, "mac"), quoted(text) + " is a name: any device can go by it");
+      findings.add(place_of(*lease.settings, "mac"),
+                   quoted(text) + " is a host name; any device can claim it");
     }
   }
 }

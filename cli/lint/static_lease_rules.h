@@ -1,6 +1,6 @@
 #pragma once
 
-// The fixed leases of the DHCP servers: devices that are given an address by their hardware address.
+// The static leases of the DHCP servers: devices that get an address by their MAC address.
 
 #include "cli/lint/finding.h"
 #include "cli/lint/site.h"

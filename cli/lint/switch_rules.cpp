@@ -72,5 +72,5 @@ void locked_out(const Site& site, Findings& findings) {
       std::any_of(site.interfaces.begin(), site.interfaces.end(),
                   [&site](const Interface& interface) { return has_address(interface, site); });
   if (!is_reachable)
-    findings.add(site.root, "no interface has an address: nobody will reach the gateway over the network");
+    findings.add(site.root, "no interface has an address: nobody can reach the gateway over the network");
 }

@@ -32,7 +32,8 @@ void vlan_id_missing(const Site& site, Findings& findings) {
 void vlan_id_out_of_range(const Site& site, Findings& findings) {
   for_each_vlan(site, [&](const std::string& /*port*/, const Vlan& vlan) {
     if (!vlan.vid || (*vlan.vid >= 1 && *vlan.vid <= 4094)) return;
-    findings.add(place_of(*vlan.settings, "vid"), std::to_string(*vlan.vid) + " is not a VLAN id, 1 to 4094");
+    findings.add(place_of(*vlan.settings, "vid"),
+                 std::to_string(*vlan.vid) + " is not a VLAN ID (1 to 4094)");
   });
 }
 
@@ -51,7 +52,8 @@ void vlan_id_twice(const Site& site, Findings& findings) {
 void vlan_without_network(const Site& site, Findings& findings) {
   for_each_vlan(site, [&](const std::string& port, const Vlan& vlan) {
     if (vlan.network() != nullptr) return;
-    findings.add(*vlan.settings, "a VLAN of " + port + " has no \"network\", so nothing makes its interface");
+    findings.add(*vlan.settings,
+                 "a VLAN of " + port + " has no \"network\", so its interface is never created");
   });
 }
 
@@ -63,7 +65,7 @@ void vlan_of_bridge_member(const Site& site, Findings& findings) {
   for_each_vlan(site, [&](const std::string& port, const Vlan& vlan) {
     if (!is_bridge_member(&site.context, port) || port == primary || !reported.insert(port).second) return;
     findings.add(*vlan.settings,
-                 "a bridge carries the VLANs of its primary member alone, and " + port + " is another",
+                 "a bridge only carries the VLANs of its primary member, which " + port + " is not",
                  related_to(place_of(site.root, "wired.bridge.primary_interface"),
                             "the primary member is " + primary));
   });

@@ -60,7 +60,7 @@ void wireguard_endpoint_twice(const Site& site, Findings& findings) {
     const auto [first, is_new] = by_endpoint.emplace(*peer.settings->endpoint, &peer);
     if (is_new || first->second->settings->public_key == peer.settings->public_key) continue;
     findings.add(peer.place("endpoint"),
-                 *peer.settings->endpoint + " is already that of a peer with another key",
+                 *peer.settings->endpoint + " is already the endpoint of a peer with another key",
                  related_to(first->second->place("endpoint"), "the other peer"));
   }
 }

@@ -116,7 +116,7 @@ static void add_host_bits(const WireguardPeer& peer, const std::optional<IpNetwo
   for (const std::string& piece : peer.networks()) {
     const std::optional<std::string> network = without_host_bits(piece, own);
     if (network && message.empty())
-      message = trimmed(piece) + " is a host of the network " + trimmed(*network);
+      message = trimmed(piece) + " has host bits set; the network is " + trimmed(*network);
     fixed += network.value_or(piece) + ",";
   }
   if (message.empty()) return;
@@ -168,6 +168,6 @@ void wireguard_keep_alive(const Site& site, Findings& findings) {
     constexpr int kLongest = 65535;
     if (peer.keep_alive.value_or(0) <= kLongest) return;
     findings.add(place_of(*peer.settings, "keep_alive"),
-                 std::to_string(*peer.keep_alive) + " s is too long: 65535 is the longest");
+                 std::to_string(*peer.keep_alive) + " s is too long: the maximum is 65535 s");
   });
 }

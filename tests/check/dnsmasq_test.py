@@ -76,7 +76,7 @@ class AskDnsmasq(unittest.TestCase):
         self.lay_dnsmasq(REFUSE)
         self.assert_said(
             self.check("network.json"), 1,
-            "network.json:7:35: error: dnsmasq refuses \"dhcp-host=02:00:5e:00:53:02,192.168.1.21\": "
+            "network.json:7:35: error: dnsmasq rejects \"dhcp-host=02:00:5e:00:53:02,192.168.1.21\": "
             "bad dhcp-host [dnsmasq-refuses]\n1 error and 0 warnings in 1 file\n")
 
     def test_refusal_without_a_line(self):

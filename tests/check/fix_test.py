@@ -31,7 +31,7 @@ MISTAKE = """{
 """
 FIXED = MISTAKE.replace("Router", "router").replace("enabel", "enable").replace(
     '1.1/24",', '1.1",\n      "netmask": 24,')
-HOST = 'network.json:10:45: error: "192.168.1" is not an IPv4 address [host-address-malformed]\n'
+HOST = 'network.json:10:45: error: "192.168.1" is not an IP address [host-address-malformed]\n'
 
 
 class Fix(unittest.TestCase):

@@ -19,7 +19,7 @@ LANFAB = os.path.abspath(sys.argv.pop(1))
 WITHOUT_PRIVILEGES = ("setpriv", "--bounding-set=-dac_override,-dac_read_search") if os.geteuid() == 0 else ()
 GOOD = '{"wireless": {"cell": {"enable": true}}}'
 BAD = '{"dns": {"source": "ISP"}}'
-ADVICE = '"ISP" counts as "static"; the known words are "isp" and "static"; did you mean "isp"?'
+ADVICE = '"ISP" is read as "static"; the known words are "isp" and "static"; did you mean "isp"?'
 WARNING = GOOD[:-1] + ', "dns": {"source": "static"}}'
 FIXABLE = '{"wires": {}}'
 # More than can be checked within the limit on processor time.
@@ -71,7 +71,7 @@ class Processes(Many):
         self.lay(good=GOOD, bad=BAD, warning=WARNING)
         self.assert_said(
             self.check("-j2", "warning.json", "none.json", "bad.json", "good.json"), 2,
-            "warning.json:1:49: warning: the source is \"static\", but \"static\" names no server "
+            "warning.json:1:49: warning: the source is \"static\", but \"static\" has no server "
             "[name-server-none]\n"
             f"bad.json:1:20: error: {ADVICE} [unknown-word]\n"
             "1 error and 1 warning in 3 files\n",

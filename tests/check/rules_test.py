@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Tests that each rule of `lanfab check` has a case that hits it and just misses it, and an explanation.
+"""Tests that each rule of `lanfab check` has a case that hits it and just misses it, an explanation and an
+example.
 
 The program is the first argument.
 """
@@ -8,15 +9,19 @@ import os
 import re
 import subprocess
 import sys
+import textwrap
 import unittest
 
 from lib import case
-from lib.checkout import CHECKOUT, TESTS
+from lib.checkout import CHECKOUT
+from lib.examples import FOUND, case_of, examples_of
 
 LANFAB = os.path.abspath(sys.argv.pop(1))
 # What needs dnsmasq has tests of its own.
 NOT_OFFLINE = {"dnsmasq-refuses"}
-RULE = re.compile(r"\[([a-z0-9-]+)\]$", re.MULTILINE)
+# What they find is about a configuration as a whole, so an example of another rule may allow it.
+COMMAND = re.compile(
+    r"lanfab check --offline( --allow (locked-out|forwarding-off))* (example|corrected)\.json")
 
 
 def explain(*words):
@@ -30,26 +35,48 @@ def entries():
     return {section.partition("\n")[0]: section.rstrip("\n") + "\n" for section in sections}
 
 
+def printed(entry):
+    """Returns an entry as `lanfab explain` prints it: examples are indented instead of marked."""
+    return re.sub(r"```json\n(.*?)```\n", lambda block: textwrap.indent(block[1], 4 * " "), entry,
+                  flags=re.DOTALL)
+
+
 class Rules(unittest.TestCase):
     RULES = dict(line.split() for line in explain().splitlines())
 
     def test_each_is_hit_and_just_missed(self):
         for rule in self.RULES.keys() - NOT_OFFLINE:
             with self.subTest(rule):
-                directory = "allow" if rule.startswith("allow-") else "check"
-                runs = case.runs_of(TESTS / directory / f"{rule}.txtar", 0)
-                hits = {rule in RULE.findall(run.outputs["stdout"].body) for run in runs}
+                runs = case.runs_of(case_of(rule), 0)
+                hits = {rule in FOUND.findall(run.outputs["stdout"].body) for run in runs}
                 self.assertEqual(hits, {True, False})
+
+    def test_each_has_an_example(self):
+        for rule in self.RULES.keys() - NOT_OFFLINE:
+            with self.subTest(rule):
+                wrong, corrected = examples_of(rule)
+                self.assertIn(rule, wrong.found)
+                self.assertEqual(corrected.found, ())
+                for example in wrong, corrected:
+                    self.assertRegex(example.command, COMMAND)
+                    self.assertNotIn(f"--allow {rule}", example.command)
+                    # All of it can be seen.
+                    self.assertRegex(example.text, r"\A[ -~\n]+\Z")
 
     def test_each_is_explained(self):
         known = entries()
         for rule, severity in self.RULES.items():
             self.assertGreaterEqual(known.get(f"{rule} ({severity})", "").count("\n"), 4, rule)
 
-    def test_the_first_and_the_last_explanation_are_printed(self):
-        known, (first, severity) = entries(), next(iter(self.RULES.items()))
-        for title in f"{first} ({severity})", list(known)[-1]:
-            self.assertEqual(explain(title.split()[0]).rstrip("\n") + "\n", known[title])
+    def test_the_explanations_are_printed(self):
+        known = entries()
+        for rule, severity in self.RULES.items():
+            self.assertEqual(explain(rule), printed(known[f"{rule} ({severity})"]))
+
+    def test_examples_are_printed(self):
+        printed_lines = explain("vlan-id-missing")
+        for title, example in zip(("Example", "Corrected"), examples_of("vlan-id-missing")):
+            self.assertIn(f"\n{title}:\n\n{textwrap.indent(example.text, 4 * ' ')}", printed_lines)
 
 
 if __name__ == "__main__":

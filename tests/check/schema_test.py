@@ -29,7 +29,7 @@ EXCEPTIONS = {
     "bridge_members_of_other_types": {"wrong-type"},
     "bridge_vlans": {"unknown-key"},  # a VLAN with a mode, like a port
     "cellular_name_servers": {"wrong-type"},
-    "dhcp_fixed_leases_off": {"wrong-type"},
+    "dhcp_static_leases_off": {"wrong-type"},
     "dhcp_key_missing": {"wrong-type"},
     "dhcp_port_netmasks": {"netmask-out-of-range"},
     "dhcp_vlan_longest_name": {"vlan-id-out-of-range"},

@@ -240,7 +240,7 @@ class Mistakes(DemoCase):
             [
                 ("A key is misspelt", {"unknown-key"}),
                 ("A mode begins with a capital letter", {"unknown-word"}),
-                ("Two devices have the same fixed lease", {"lease-address-twice"}),
+                ("Two devices have the same static lease", {"lease-address-twice"}),
                 ("A range ends in another network", {"range-outside-subnet"}),
                 ("Two ports have the same network", {"subnet-twice", "route-gateway-outside"}),
             ],

@@ -58,7 +58,8 @@ def kind_of(schema, key):
         return "bool"
     if schema["type"] == "integer":
         return KINDS.get(key) or ("prefix" if schema.get("maximum") == 32 else "int")
-    return "address" if schema.get("format") == "ipv4" else KINDS.get(key, "text")
+    is_address = schema.get("format") == "ipv4" or "anyOf" in schema
+    return "address" if is_address else KINDS.get(key, "text")
 
 
 def shape_of(schema, key="", is_in_vlan=False):

@@ -1,4 +1,4 @@
-"""DHCP and names on the LAN: leases on a port and a VLAN, a fixed lease, a relay to another server, names."""
+"""DHCP and names on the LAN: leases on a port and a VLAN, static leases, a relay to another server, names."""
 
 import unittest
 
@@ -69,6 +69,7 @@ CONFIG = {
     "hostnames": [
         {"name": "storage", "ipv4": "192.168.1.10"},
         {"name": "printer.lan", "ipv4": "192.168.2.20"},
+        {"name": "reception", "ipv4": "fd00::5"},
     ],
 }
 
@@ -129,6 +130,7 @@ class Dhcp(unittest.TestCase):
         for name, address in names.items():
             with self.subTest(name):
                 self.assertEqual(gateway.resolve(name, "192.168.1.1", "lan0"), [address])
+        self.assertEqual(gateway.resolve("reception", "192.168.1.1", "lan0", record="aaaa"), ["fd00::5"])
 
 
 if __name__ == "__main__":

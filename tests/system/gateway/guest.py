@@ -249,10 +249,10 @@ class Gateway:
         ping = ("busybox", "ping", "-c", "1", "-W", "1", address)
         return wait_until(lambda: self.run(*ping, namespace=namespace, check=False).returncode == 0, timeout)
 
-    def resolve(self, name, server, namespace=None):
-        """Returns the IPv4 addresses that the DNS server gives for a name, or an empty list."""
+    def resolve(self, name, server, namespace=None, record="a"):
+        """Returns the addresses that the DNS server gives for a name, or an empty list."""
         answer = self.run(
-            "busybox", "nslookup", "-type=a", name, server, namespace=namespace, check=False
+            "busybox", "nslookup", f"-type={record}", name, server, namespace=namespace, check=False
         ).stdout
         _, _, records = answer.partition("\n\n")
         return [line.split()[-1] for line in records.splitlines() if line.startswith("Address")]

@@ -195,7 +195,7 @@ TEST_F(DhcpServerTest, ThePrefixIsWrittenAsANetmask) {
   }
 }
 
-// --- Fixed leases
+// --- Static leases
 
 TEST_F(DhcpServerTest, TheFixedLeasesFollowTheOptions) {
   struct Case {

@@ -33,7 +33,7 @@ def connect(lan, position):
     """Gives a host its address: by DHCP if the gateway serves it. Returns whether it has one now."""
     namespace = HOSTS[lan.behind[position]]
     if program.serves_dhcp(lan.ifname):
-        return get_leases(lan, namespace, lan.fixed_lease if position == 0 else None)
+        return get_leases(lan, namespace, lan.static_lease if position == 0 else None)
     if lan.wants_dhcp:
         screen.note('"dhcp" is enabled, but the program configured no DHCP server')
     if position >= len(lan.free):
@@ -46,11 +46,11 @@ def connect(lan, position):
     return True
 
 
-def get_leases(lan, namespace, fixed_lease):
+def get_leases(lan, namespace, static_lease):
     lease = gateway.dhcp_lease(namespace, vlan=lan.vlan, seconds=PATIENCE)
     show_lease(lease, "gets an address by DHCP", lease)
-    if fixed_lease:
-        hardware_address, address = fixed_lease
+    if static_lease:
+        hardware_address, address = static_lease
         fixed = gateway.dhcp_lease(namespace, vlan=lan.vlan, hwaddr=hardware_address, seconds=PATIENCE)
         question = f"gets the static lease {address} as {hardware_address}"
         screen.answer(question, fixed and fixed["ip"] == address)

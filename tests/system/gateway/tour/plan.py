@@ -37,7 +37,7 @@ class Lan:
     behind: list[str]  # the interfaces that have a host behind them
     vlan: int | None
     wants_dhcp: bool
-    fixed_lease: tuple[str, str] | None  # hardware address and address
+    static_lease: tuple[str, str] | None  # hardware address and address
     free: list[IPv4Address]  # for hosts without DHCP, in the order of `behind`; fewer if there is no room
 
     @property
@@ -210,13 +210,13 @@ def read_lan(config, ifname, network, behind, vlan=None):
         behind=behind,
         vlan=vlan,
         wants_dhcp=dhcp.flag("enable"),
-        fixed_lease=fixed_lease(dhcp.object("mac_binding")),
+        static_lease=static_lease(dhcp.object("mac_binding")),
         free=free_addresses(address, routers_next_to(config, ifname, network), len(behind)),
     )
 
 
-def fixed_lease(binding):
-    """Returns the first fixed lease as (hardware address, address), or None."""
+def static_lease(binding):
+    """Returns the first static lease as (hardware address, address), or None."""
     for device in binding.objects("devices") if binding.flag("enable") else []:
         if device.flag("enable"):
             mac, address = device.hardware_address("mac"), device.address("ipv4")

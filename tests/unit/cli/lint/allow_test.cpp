@@ -98,7 +98,7 @@ TEST(Allow, UnknownRulesAndWordsAreReported) {
 TEST(Allow, SomeRulesCannotBeAllowed) {
   EXPECT_EQ(
       wrong_with("{// lanfab: allow syntax, text-refused\n}"),
-      (Strings{"allow-unknown: \"syntax\" cannot be allowed: cmd_lanfab refuses the whole configuration",
+      (Strings{"allow-unknown: \"syntax\" cannot be allowed: cmd_lanfab rejects the whole configuration",
                "allow-unknown: \"text-refused\" cannot be allowed: cmd_lanfab refuses the whole "
                "configuration"}));
   EXPECT_EQ(wrong_with("{// lanfab: allow allow-unused\n}"),
@@ -118,7 +118,7 @@ TEST(Allow, AnOptionNamesARuleThatCanBeAllowed) {
   EXPECT_EQ(why_not_allowed("allow-unused"), std::nullopt);
   EXPECT_EQ(why_not_allowed("routes-twice"), "unknown rule \"routes-twice\"; did you mean \"route-twice\"?");
   EXPECT_EQ(why_not_allowed("syntax"),
-            "\"syntax\" cannot be allowed: cmd_lanfab refuses the whole configuration");
+            "\"syntax\" cannot be allowed: cmd_lanfab rejects the whole configuration");
 }
 
 TEST(Allow, WhatIsNotListedIsAllowedOnlyWithAllThatIs) {

@@ -62,6 +62,13 @@ TEST(IpNetwork, ANetworkComesBeforeItsParts) {
   EXPECT_LT(network("255.0.0.0/8"), network("::/0"));
 }
 
+TEST(IpNetwork, AnAddressHasNoPrefixLength) {
+  for (const char* text : {"10.8.0.2", "fd00::2", "::"})
+    EXPECT_TRUE(is_ip_address(text)) << text;
+  for (const char* text : {"", "10.8.0", "10.8.0.2/32", "fd00::2/128", "fe80::1%eth0", "gateway"})
+    EXPECT_FALSE(is_ip_address(text)) << text;
+}
+
 TEST(IpNetwork, OneOfIpv4IsASubnet) {
   EXPECT_EQ(to_text(network("10.8.0.2/24").ipv4().value()), "10.8.0.0/24");
   EXPECT_FALSE(network("::/0").ipv4());

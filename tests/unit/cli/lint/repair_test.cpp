@@ -79,6 +79,10 @@ TEST(Repair, UnderAnotherKeyAValueMayBeAnyThatIsMissing) {
       R"({"wired":{"eth0":{"network":{"advanced":{"vlan":{"networks":[{"id":5,"vid":5}]}}}}}})");
   EXPECT_EQ(repaired(R"({"hostnames": [{"name": "printer", "address": "192.168.1.9"}]})"),
             R"({"hostnames":[{"address":"192.168.1.9","ipv4":"192.168.1.9","name":"printer"}]})");
+  EXPECT_EQ(repaired(R"({"hostnames": [{"name": "printer", "address": "fd00::9"}]})"),
+            R"({"hostnames":[{"address":"fd00::9","ipv4":"fd00::9","name":"printer"}]})");
+  EXPECT_EQ(repaired(R"({"hostnames": [{"name": "printer", "address": "upstairs"}]})"),
+            R"({"hostnames":[{"address":"upstairs","name":"printer"}]})");
   EXPECT_EQ(repaired(R"({"wired": {"eth0": {"settings": {"mode": "router"}}}})"),
             R"({"wired":{"eth0":{"network":{"mode":"router"},"settings":{"mode":"router"}}}})");
 }

@@ -82,9 +82,10 @@ TEST(ReportSarif, EachRuleHasItsLevelAndItsEntry) {
     const std::string text = rule["fullDescription"]["text"].asString();
     EXPECT_EQ(text.rfind(description + " ", 0), 0U) << rule;
     EXPECT_EQ(description.back(), '.') << rule;
+    EXPECT_EQ(text.find("Example:"), std::string::npos) << rule;
   }
   EXPECT_EQ(rules[1]["id"], "wrong-type");
-  EXPECT_EQ(rules[1]["shortDescription"]["text"], "A value is of another type than the program reads there.");
+  EXPECT_EQ(rules[1]["shortDescription"]["text"], "A value has another type than `cmd_lanfab` reads there.");
   EXPECT_EQ(rules[1]["help"]["text"], rules[1]["fullDescription"]["text"]);
   EXPECT_EQ(rules[1]["help"]["markdown"], rules[1]["fullDescription"]["text"]);
   EXPECT_EQ(rules[1]["defaultConfiguration"]["level"], "error");
