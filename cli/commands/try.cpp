@@ -324,6 +324,7 @@ static std::optional<std::string> find_target(const OwnTrial& trial, bool is_ins
 // is nothing to go back to, or the trial was taken back, 0 when somebody has kept it, 2 when it cannot be
 // done.
 static std::optional<int> start_trial(const Source& source, const TryOptions& options, OwnTrial& trial) {
+  if (const auto trouble = check_rights()) return fail(*trouble);
   if (!examine_first(source, options.force)) return 1;
   const auto program = find_program();
   if (!program) return fail("lanfab: cmd_lanfab is not installed");

@@ -32,8 +32,13 @@ static std::optional<std::string> join_system_mounts() {
   return std::nullopt;
 }
 
-static std::optional<std::string> prepare(bool is_service) {
+std::optional<std::string> check_rights() {
   if (geteuid() != 0) return "lanfab: the network is root's: run this as root";
+  return std::nullopt;
+}
+
+static std::optional<std::string> prepare(bool is_service) {
+  if (auto trouble = check_rights()) return trouble;
   if (!is_service) {
     if (auto trouble = join_system_mounts()) return trouble;
   }

@@ -5,6 +5,9 @@
 #include <optional>
 #include <string>
 
+// Returns nothing, or why this user cannot change the gateway. Nothing is changed by the check.
+std::optional<std::string> check_rights();
+
 // Makes the directory of trials and joins the mount namespace of the system: /run and /etc of a session may
 // be its own. Returns nothing, or why this process cannot change the gateway.
 std::optional<std::string> enter_system();

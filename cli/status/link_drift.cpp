@@ -131,6 +131,11 @@ void LinkComparison::compare_state() {
     drift_.push_back({name_, is_set_up ? "it is coming up" : "it is down", is_set_up,
                       "nothing passes through it", is_set_up ? "" : set_link("up")});
   }
+  if (is_held_up_by_udev(snapshot_, name_)) {
+    drift_.push_back({name_, "udev has not announced it: journalctl --unit=systemd-udevd", false,
+                      "systemd-networkd does not set it up before that",
+                      "udevadm trigger --action=add " + quoted_for_shell("/sys/class/net/" + name_)});
+  }
   const auto setup = snapshot_.setup.find(name_);
   if (setup == snapshot_.setup.end()) return;
   if (setup->second == "failed") {

@@ -1,7 +1,13 @@
 #include "cli/status/setup_state.h"
 
+constexpr std::int64_t kMicroseconds = 1'000'000;
+
 // In seconds: systemd-networkd reports that it is ready before it has made its devices.
 constexpr std::time_t kLongestStart = 5;
+
+// In seconds: what systemd-networkd has not done by then does not come by waiting. It changes the state of a
+// link that it sets up much sooner than that.
+constexpr std::time_t kLongestSetup = 30;
 
 bool is_settling(const Snapshot& snapshot) {
   if (snapshot.lock && snapshot.lock->is_held) return true;
@@ -14,11 +20,29 @@ bool is_settling(const Snapshot& snapshot) {
          snapshot.kernel.time - since < kLongestStart;
 }
 
-bool is_being_set_up(const Snapshot& snapshot, const std::string& interface) {
+static std::string setup_of(const Snapshot& snapshot, const std::string& interface) {
   const auto setup = snapshot.setup.find(interface);
-  if (setup == snapshot.setup.end()) return is_settling(snapshot);
-  return setup->second == "configuring" || setup->second == "pending" || setup->second == "initialized" ||
-         is_settling(snapshot);
+  return setup != snapshot.setup.end() ? setup->second : "";
+}
+
+// Whether systemd-networkd has left the state of the link as it is for longer than a setup takes. Nothing is
+// known of a link whose state it has never saved.
+static bool is_stuck(const Snapshot& snapshot, const std::string& interface) {
+  const auto units = snapshot.units.find(interface);
+  if (units == snapshot.units.end() || units->second.saved == 0) return false;
+  const auto saved = static_cast<std::time_t>(units->second.saved / kMicroseconds);
+  return snapshot.kernel.time - saved >= kLongestSetup;
+}
+
+bool is_being_set_up(const Snapshot& snapshot, const std::string& interface) {
+  if (is_settling(snapshot)) return true;
+  const std::string setup = setup_of(snapshot, interface);
+  const bool is_unfinished = setup == "configuring" || setup == "pending" || setup == "initialized";
+  return is_unfinished && !is_stuck(snapshot, interface);
+}
+
+bool is_held_up_by_udev(const Snapshot& snapshot, const std::string& interface) {
+  return setup_of(snapshot, interface) == "pending" && !is_being_set_up(snapshot, interface);
 }
 
 bool is_coming(const Snapshot& snapshot, const std::string& interface) {

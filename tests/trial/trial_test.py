@@ -396,6 +396,9 @@ class Refusals(Trial):
     def test_to_an_ordinary_user(self):
         self.refuse_all("root", before=NOT_ROOT)
         self.lanfab("revert", "--timer", status=2, said="root", before=NOT_ROOT)
+        # Nothing comes before that, such as what the trial would change.
+        self.assertEqual(self.lanfab("try", self.new, status=2, before=NOT_ROOT),
+                         "lanfab: the network is root's: run this as root\n")
 
     def test_where_the_view_of_the_services_is_not_to_be_had(self):
         missing = "mount -t tmpfs own /proc/1"

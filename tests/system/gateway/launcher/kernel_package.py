@@ -1,11 +1,8 @@
 """The distribution's own kernel for QEMU: downloaded once and unpacked, but not installed."""
 
 import contextlib
-import fcntl
 import lzma
-import os
 import pathlib
-import platform
 import re
 import shutil
 import subprocess
@@ -13,6 +10,7 @@ import sys
 import tarfile
 import tempfile
 
+from launcher.cache import cache_directory, download, fetch_once, output_of
 from launcher.gateway import SOURCE
 from launcher.trouble import CannotBoot, NotInstalled
 
@@ -29,19 +27,6 @@ WANTED = re.compile(
 # What it takes to reach the machine's root, and the cards, which udev does not look for.
 FIRST_MODULES = ("virtio_pci", "9pnet_virtio", "9p", "virtio_console", "virtio_net")
 UNPACKED_MIB = 200
-
-
-def cache_directory():
-    """Returns the directory of this user for what is downloaded for this system."""
-    base = os.environ.get("XDG_CACHE_HOME") or pathlib.Path.home() / ".cache"
-    release = platform.freedesktop_os_release()
-    system = f"{release['ID']}-{release.get('VERSION_ID', '')}-{platform.machine()}"
-    return pathlib.Path(base, "lanfab", system)
-
-
-def output_of(*command):
-    """Returns what a command prints; raises `CalledProcessError`."""
-    return subprocess.run(command, capture_output=True, text=True, check=True).stdout
 
 
 def dependencies(package):
@@ -79,23 +64,13 @@ def fetch(target):
     names = packages()
     print(f"Downloading the kernel for QEMU, once: {' '.join(names)}", file=sys.stderr)
     with tempfile.TemporaryDirectory(dir=target.parent) as working:
-        # As root, apt would want a directory that its own user can write.
-        download = ("apt-get", "-o", "APT::Sandbox::User=root", "download", "-qq", *names)
-        subprocess.run(download, cwd=working, stderr=subprocess.PIPE, text=True, check=True)
+        download(names, working)
         unpacked = pathlib.Path(working, "unpacked")
         for package in pathlib.Path(working).glob("*.deb"):
             unpack(package, unpacked)
         for release in (unpacked / "lib/modules").iterdir():
             output_of("depmod", "-b", unpacked, release.name)
         unpacked.rename(target)
-
-
-def explain(error):
-    """Returns what failed, in one line."""
-    if isinstance(error, subprocess.CalledProcessError):
-        lines = (error.stderr or "").strip().splitlines()
-        return lines[-1] if lines else f"{error.cmd[0]} failed"
-    return str(error)
 
 
 class KernelPackage:
@@ -106,25 +81,10 @@ class KernelPackage:
         if not target.exists():
             if not may_fetch:
                 raise NotInstalled("The kernel for QEMU has not been downloaded", "The first gateway does it")
-            self._fetch_alone(target)
+            fetch_once(target, fetch, "The kernel for QEMU", UNPACKED_MIB)
         self.image = next((target / "boot").iterdir())
         self.modules = target / "lib/modules"
         self.release = next(self.modules.iterdir()).name
-
-    @staticmethod
-    def _fetch_alone(target):
-        """Fetches the kernel unless another launcher has just done it."""
-        try:
-            target.parent.mkdir(parents=True, exist_ok=True)
-            with open(target.parent / "lock", "w", encoding="utf-8") as lock:
-                fcntl.flock(lock, fcntl.LOCK_EX)
-                if not target.exists():
-                    fetch(target)
-        except (OSError, subprocess.CalledProcessError, tarfile.TarError, StopIteration) as error:
-            raise CannotBoot(
-                f"The kernel for QEMU cannot be fetched to {target.parent}: {explain(error)}",
-                f"Look whether apt-get reaches its archive and {UNPACKED_MIB} MB are free there",
-            ) from error
 
     def _first_modules(self):
         """Returns the files of FIRST_MODULES and of what they need, in the order to load them."""

@@ -6,8 +6,9 @@ import pathlib
 import platform
 import shutil
 
+from launcher.cache import cache_directory
 from launcher.gateway import probe
-from launcher.kernel_package import KernelPackage, cache_directory
+from launcher.kernel_package import KernelPackage
 from launcher.trouble import CannotBoot, NotInstalled
 
 MEMORY_MIB = 512

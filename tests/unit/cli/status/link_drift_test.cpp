@@ -58,6 +58,37 @@ TEST(LinkDrift, ALinkThatIsDown) {
   EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: it is coming up (pending)"));
 }
 
+// A .link file that also matches a VLAN has udev fail to rename it.
+TEST(LinkDrift, ALinkThatUdevHasNotAnnouncedFor30Seconds) {
+  Snapshot snapshot = gateway();
+  snapshot.setup["eth0"] = "pending";
+  snapshot.kernel.links["eth0"].is_up = false;
+  snapshot.kernel.links["eth0"].addresses.clear();
+  snapshot.units["eth0"].saved = 1000'000'000;
+  snapshot.kernel.time = 1029;
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: it is coming up (pending)",
+                                              "eth0: the address 192.168.1.1/24 is coming (pending)"));
+  snapshot.kernel.time = 1030;
+  EXPECT_THAT(
+      drift_of(snapshot),
+      ElementsAre("eth0: it is down", "eth0: udev has not announced it: journalctl --unit=systemd-udevd",
+                  "eth0: the address 192.168.1.1/24 is missing"));
+  EXPECT_EQ(found(find_link_drift, snapshot)[1].fix, "udevadm trigger --action=add /sys/class/net/eth0");
+}
+
+// No server answers.
+TEST(LinkDrift, ALeaseThatDoesNotComeWithin30Seconds) {
+  Snapshot snapshot = gateway();
+  snapshot.setup["eth0"] = "configuring";
+  snapshot.wanted.interfaces["eth0"].address = kDynamicAddress;
+  snapshot.kernel.links["eth0"].addresses.clear();
+  snapshot.units["eth0"].saved = 1000'000'000;
+  snapshot.kernel.time = 1029;
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: an address by DHCP is coming (pending)"));
+  snapshot.kernel.time = 1030;
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: an address by DHCP is missing"));
+}
+
 // Nothing is plugged in: systemd-networkd waits.
 TEST(LinkDrift, ALinkWithoutCarrierMayLackItsAddresses) {
   Snapshot snapshot = gateway();

@@ -46,3 +46,50 @@ TEST(SetupState, WhatAnInterfaceLacksComesWithTheCarrier) {
   EXPECT_TRUE(is_coming(snapshot, "eth0"));
   EXPECT_FALSE(is_coming(snapshot, "eth1")) << "systemd-networkd does not know it";
 }
+
+// udev has failed, or no server answers: waiting changes nothing.
+TEST(SetupState, ASetupThatDoesNotProceedFor30SecondsIsOver) {
+  for (const char* setup : {"pending", "initialized", "configuring"}) {
+    Snapshot snapshot = gateway();
+    snapshot.setup["eth0"] = setup;
+    snapshot.units["eth0"].saved = 1000'900'000;
+    snapshot.kernel.time = 1029;
+    EXPECT_TRUE(is_being_set_up(snapshot, "eth0")) << setup;
+    EXPECT_TRUE(is_coming(snapshot, "eth0")) << setup;
+    snapshot.kernel.time = 1030;
+    EXPECT_FALSE(is_being_set_up(snapshot, "eth0")) << setup;
+    EXPECT_FALSE(is_coming(snapshot, "eth0")) << setup;
+    snapshot.kernel.time = 900;
+    EXPECT_TRUE(is_being_set_up(snapshot, "eth0")) << setup << ": the clock was set back";
+    snapshot.units["eth0"].saved = 0;
+    snapshot.kernel.time = 1030;
+    EXPECT_TRUE(is_being_set_up(snapshot, "eth0")) << setup << ": unknown";
+    snapshot.units.clear();
+    EXPECT_TRUE(is_being_set_up(snapshot, "eth0")) << setup << ": no unit";
+  }
+}
+
+TEST(SetupState, ARunMayStillSetUpWhatIsStuck) {
+  Snapshot snapshot = gateway();
+  snapshot.setup["eth0"] = "pending";
+  snapshot.units["eth0"].saved = 1000'000'000;
+  snapshot.kernel.time = 2000;
+  EXPECT_TRUE(is_held_up_by_udev(snapshot, "eth0"));
+  snapshot.lock = RunLockState{};
+  snapshot.lock->is_held = true;
+  EXPECT_TRUE(is_being_set_up(snapshot, "eth0"));
+  EXPECT_FALSE(is_held_up_by_udev(snapshot, "eth0"));
+}
+
+TEST(SetupState, OnlyAPendingLinkIsHeldUpByUdev) {
+  Snapshot snapshot = gateway();
+  EXPECT_FALSE(is_held_up_by_udev(snapshot, "eth0"));
+  EXPECT_FALSE(is_held_up_by_udev(snapshot, "eth1")) << "systemd-networkd does not know it";
+  snapshot.setup["eth0"] = "pending";
+  EXPECT_FALSE(is_held_up_by_udev(snapshot, "eth0")) << "it has just appeared";
+  snapshot.units["eth0"].saved = 1000'000'000;
+  snapshot.kernel.time = 1030;
+  EXPECT_TRUE(is_held_up_by_udev(snapshot, "eth0"));
+  snapshot.setup["eth0"] = "configuring";
+  EXPECT_FALSE(is_held_up_by_udev(snapshot, "eth0"));
+}

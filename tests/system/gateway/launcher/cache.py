@@ -1,0 +1,56 @@
+"""What is downloaded for gateways: once, into a directory of the user's. None of it is installed."""
+
+import fcntl
+import os
+import pathlib
+import platform
+import subprocess
+import tarfile
+
+from launcher.trouble import CannotBoot
+
+
+def cache_directory():
+    """Returns the directory of this user for what is downloaded for this system."""
+    base = os.environ.get("XDG_CACHE_HOME") or pathlib.Path.home() / ".cache"
+    release = platform.freedesktop_os_release()
+    system = f"{release['ID']}-{release.get('VERSION_ID', '')}-{platform.machine()}"
+    return pathlib.Path(base, "lanfab", system)
+
+
+def output_of(*command):
+    """Returns what a command prints; raises `CalledProcessError`."""
+    return subprocess.run(command, capture_output=True, text=True, check=True).stdout
+
+
+def download(packages, directory):
+    """Downloads these packages of Debian, and no others."""
+    # As root, apt would want a directory that its own user can write.
+    command = ("apt-get", "-o", "APT::Sandbox::User=root", "download", "-qq", *packages)
+    subprocess.run(command, cwd=directory, stderr=subprocess.PIPE, text=True, check=True)
+
+
+def fetch_once(target, fetch, name, megabytes):
+    """Calls `fetch(target)`, which makes the target whole or not at all, unless it is there.
+
+    Several launchers do so at the same time; `name` is what the user is told about.
+    """
+    try:
+        target.parent.mkdir(parents=True, exist_ok=True)
+        with open(target.parent / "lock", "w", encoding="utf-8") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            if not target.exists():
+                fetch(target)
+    except (OSError, subprocess.CalledProcessError, tarfile.TarError, StopIteration) as error:
+        raise CannotBoot(
+            f"{name} cannot be fetched to {target.parent}: {explain(error)}",
+            f"Look whether apt-get reaches its archive and {megabytes} MB are free there",
+        ) from error
+
+
+def explain(error):
+    """Returns what failed, in one line."""
+    if isinstance(error, subprocess.CalledProcessError):
+        lines = (error.stderr or "").strip().splitlines()
+        return lines[-1] if lines else f"{error.cmd[0]} failed"
+    return str(error)
