@@ -119,7 +119,8 @@ class NamesOfPorts(unittest.TestCase):
 
     def let_udev_name_the_ports(self):
         gateway.run("udevadm", "control", "--reload")
-        gateway.run("udevadm", "trigger", "--settle", "--action=add", "--subsystem-match=net")
+        gateway.run("udevadm", "trigger", "--action=add", "--subsystem-match=net")
+        gateway.run("udevadm", "settle")
 
     def test_file_matches_the_ports_and_no_vlan(self):
         gateway.write("/usr/sbin/update-initramfs", '#!/bin/sh\necho "$*" >/run/update-initramfs\n')
