@@ -8,6 +8,7 @@ file(CONFIGURE OUTPUT documentation/README.md CONTENT "${index}" @ONLY)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS docs/README.md)
 
 install(FILES ${PROJECT_BINARY_DIR}/documentation/README.md
+  docs/compatibility.md
   docs/configuration.md docs/files.md docs/integration.md docs/operation.md docs/security.md
   docs/status.md
   docs/supported-systems.md

@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
 """Tests that everything that names the version of the project has the one that CMakeLists.txt sets.
 
-Usage: version_test.py INSTALLED PROGRAM...      (INSTALLED: a prefix with the installed manual pages)
+Usage: version_test.py PAGES PROGRAM...      (PAGES: a directory with all manual pages, as they are installed)
 """
 
+import email.utils
 import pathlib
 import re
 import subprocess
@@ -11,7 +12,7 @@ import sys
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-INSTALLED = pathlib.Path(sys.argv.pop(1)).resolve()
+PAGES = pathlib.Path(sys.argv.pop(1)).resolve()
 PROGRAMS = [sys.argv.pop(1) for _ in sys.argv[1:]]
 
 
@@ -20,6 +21,11 @@ def find(path, pattern):
     match = re.search(pattern, (ROOT / path).read_text(encoding="utf-8"), re.MULTILINE)
     assert match, f"{path} has no line that matches {pattern}"
     return match[1] if match.lastindex == 1 else match.groups()
+
+
+def find_all(path, pattern):
+    """Returns all matches of a pattern with several groups, as tuples of groups."""
+    return re.findall(pattern, (ROOT / path).read_text(encoding="utf-8"), re.MULTILINE)
 
 
 VERSION = find("CMakeLists.txt", r"^set\(LANFAB_VERSION (\S+)\)")
@@ -39,8 +45,8 @@ class Version(unittest.TestCase):
                 self.assertEqual(run.stdout + run.stderr, f"{pathlib.Path(program).name} {VERSION}\n")
 
     def test_installed_manual_pages(self):
-        pages = sorted(INSTALLED.glob("share/man/man*/*"))
-        self.assertEqual(len(pages), len(list(ROOT.glob("docs/man/*"))))
+        pages = sorted(PAGES.rglob("*.[1-9]"))
+        self.assertEqual({page.name for page in pages}, {page.name for page in ROOT.glob("docs/man/*")})
         for page in pages:
             with self.subTest(page.name):
                 title = re.search(r"^\.TH .*", page.read_text(encoding="utf-8"), re.MULTILINE)[0]
@@ -53,6 +59,19 @@ class Version(unittest.TestCase):
 
     def test_changelog_of_the_debian_package(self):
         self.assertEqual(find("packaging/debian/changelog", r"^lanfab \((.*)\)"), VERSION)
+
+    def test_the_changelogs_have_the_same_releases(self):
+        releases = find_all("CHANGELOG.md", r"^## \[([0-9.]+)\] - ([0-9-]+)$")
+        self.assertTrue(releases)
+        of_the_package = [
+            (version, email.utils.parsedate_to_datetime(date).strftime("%Y-%m-%d"))
+            for version, date in find_all("packaging/debian/changelog",
+                                          r"^lanfab \(([0-9.]+)\) (?:.|\n)*?^ -- .*>  (.*)$")]
+        self.assertEqual(releases, of_the_package)
+
+    def test_ansible_collection(self):
+        # A collection has a version of three numbers.
+        self.assertEqual(find("ansible/galaxy.yml", r"^version: (.*)$"), RELEASE)
 
     def test_yocto_recipes(self):
         self.assertEqual(find("packaging/yocto/lanfab.inc", r'^PV = "(.*)"$'), f"{VERSION}+git")

@@ -17,7 +17,7 @@ class TestCommand(CommandTest):
         self.put_script("scripts/install-packages", "exit 0")
         self.put_script("scripts/build", 'echo "build $*" >>calls')
         self.put_run_ctest("2 0 0")
-        for name in ("build-arm", "build-package", "coverage", "lint"):
+        for name in ("build-arm", "build-package", "coverage", "lint", "release"):
             self.put_script(f"scripts/{name}", f'echo {name} "$@" >>calls')
         for name in ("instructions", "check-instructions"):
             self.put_script(f"benchmarks/{name}", f"echo {name} >>calls")
@@ -53,8 +53,8 @@ class TestCommand(CommandTest):
         done = self.run_test("--all")
         self.expect(done, 0)
         self.assertTrue(done.stdout.endswith("\n6 passed, 0 failed, 0 skipped\n"), done.stdout)
-        for step in ("build release", "instructions", "check-instructions", "build-package", "build-arm",
-                     "coverage --all", "lint --sampled"):
+        for step in ("build release", "instructions", "check-instructions", "build-package",
+                     "release --dry-run --built build", "build-arm", "coverage --all", "lint --sampled"):
             self.assertIn(f"{step}\n", self.calls())
 
     def test_all_runs_each_test_in_one_build_of_a_compiler(self):

@@ -13,13 +13,17 @@ WRONG = {
     "build-package": ["mips"],
     "check-machine": ["no-such-need"],
     "check-package": ["--no-such-option"],
+    "check-release": ["--no-such-option"],
     "coverage": ["extra"],
     "install-packages": ["no-such-group"],
     "lint": ["extra"],
+    "make-sbom": ["build"],
+    "release": ["--built", "build"],
     "test": ["--all", "extra"],
     "test-fresh": ["bookworm", "buster"],
 }
-WITHOUT_ARGUMENTS = ("build", "check-machine", "check-package", "install-packages")
+WITHOUT_ARGUMENTS = ("build", "check-machine", "check-package", "check-release", "install-packages",
+                     "make-sbom")
 
 
 class Usage(CommandTest):

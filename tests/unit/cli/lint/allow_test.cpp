@@ -99,7 +99,7 @@ TEST(Allow, SomeRulesCannotBeAllowed) {
   EXPECT_EQ(
       wrong_with("{// lanfab: allow syntax, text-refused\n}"),
       (Strings{"allow-unknown: \"syntax\" cannot be allowed: cmd_lanfab rejects the whole configuration",
-               "allow-unknown: \"text-refused\" cannot be allowed: cmd_lanfab refuses the whole "
+               "allow-unknown: \"text-refused\" cannot be allowed: cmd_lanfab rejects the whole "
                "configuration"}));
   EXPECT_EQ(wrong_with("{// lanfab: allow allow-unused\n}"),
             (Strings{"allow-unknown: \"allow-unused\" cannot be allowed by a comment"}));
