@@ -3,6 +3,7 @@
 lanfab, cmd_lanfab and perhaps a class of cases.
 """
 
+import json
 import sys
 import unittest
 
@@ -98,6 +99,20 @@ class GoodRollout(Playbook):
         self.fleet.trust(self.one.address, self.two.address)
         self.assert_reached(self.one)
 
+    def test_a_backup_and_the_history(self):
+        before = self.one.installed()
+        content = json.loads(configuration(self.one.address, "8.8.8.5"))
+        tasks = [
+            {"lanfab.gateway.config": {"content": content, "backup": True, "comment": "with a backup"}},
+            {"lanfab.gateway.history": {}, "register": "confirmed"},
+            {"ansible.builtin.debug": {"msg": "The latest one is {{ confirmed.entries[0].comment }}."}}]
+        playbook = self.fleet.directory / "backup.yml"
+        playbook.write_text(json.dumps([{"hosts": "g1", "gather_facts": False, "tasks": tasks}]))
+        self.assertIn("The latest one is with a backup.", self.play(playbook))
+        copies = self.one.path("/etc/lanfab").glob("network.json.*~")
+        self.assertEqual([copy.read_text() for copy in copies], [before])
+        self.assertEqual(json.loads(self.one.installed()), content)
+
     def test_drift_is_a_table(self):
         self.two.path("/run/systemd/network/20-eth0.network").write_text("[Match]\nName = eth0\n")
         printed = self.play("drift.yml")
@@ -123,6 +138,23 @@ class FailedRollout(Playbook):
                             lanfab_new_host=self.one.address)
         self.assert_stopped()
 
+    def test_a_gateway_that_accepts_no_new_connection_goes_back(self):
+        self.want("8.8.8.6")
+        # The connection through which the trial has begun survives.
+        key = self.fleet.directory / "user_key.pub"
+        self.one.path("/run/before-apply").write_text(
+            f"if [ -e /run/lanfab/network.json ]; then mount --bind /dev/null {key}; else umount {key}; fi")
+        self.addCleanup(self.one.path("/run/before-apply").unlink)
+        self.expect_failure("10.1.1.1: not", lanfab_timeout=self.fleet.short_trial)
+        self.assert_stopped()
+
+    def test_a_difference_that_comes_after_the_verification(self):
+        self.want("8.8.8.5")
+        self.expect_failure("10.1.1.1: not confirmed, the gateway rolls back by itself: ",
+                            lanfab_timeout=self.fleet.short_trial,
+                            lanfab_probes=["echo DHCP=yes >>/run/systemd/network/20-eth0.network"])
+        self.assert_stopped()
+
     def test_a_probe_that_fails(self):
         self.want("8.8.8.2")
         self.expect_failure("10.1.1.1: not confirmed: the probe has failed: exit 7",
@@ -144,6 +176,8 @@ class FailedRollout(Playbook):
         process = self.fleet.start("rollout.yml", lanfab_timeout=self.fleet.short_trial,
                                    lanfab_probes=["test -e /run/go-on"])
         wait_until(self.one.is_on_trial)
+        trial = json.loads(self.one.path("/run/lanfab/trial.json").read_text())
+        self.assertEqual(trial["ends"] - trial["began"], self.fleet.short_trial)
         self.fleet.kill(process)
         self.one.path("/run/go-on").touch()
         wait_until(lambda: not self.one.is_on_trial() and self.one.outcome())
@@ -174,6 +208,21 @@ class BadInput(Playbook):
         self.one.path("/run/no-sudo").touch()
         self.addCleanup(self.one.path("/run/no-sudo").unlink)
         self.expect_failure("10.1.1.1: Missing sudo password")
+
+    def test_one_failure_ends_the_roll_out_after_its_wave(self):
+        # In the first wave is one gateway, in the second one are five. All but g2 are the first gateway.
+        names = ["g3", "g4", "g5", "g6", "g7"]
+        self.fleet.hosts.update({name: self.one.address for name in names})
+        self.addCleanup(lambda: [self.fleet.hosts.pop(name) for name in names])
+        self.want("8.8.8.8")
+        for name in ["g1", *names[:-1]]:
+            self.fleet.want(name, self.one.installed())
+        self.fleet.want("g7", configuration(self.one.address, "8.8.8.9"))
+        self.two.path("/run/no-sudo").touch()
+        self.addCleanup(self.two.path("/run/no-sudo").unlink)
+        printed = self.expect_failure("10.1.2.1: Missing sudo password")
+        self.assertIn("ok: [g6]", printed.partition("PLAY [Roll out]")[2])
+        self.assertNotIn("[g7]", printed.partition("PLAY [Roll out]")[2])
 
     def test_an_old_lanfab(self):
         self.want("8.8.8.5")
