@@ -79,6 +79,8 @@ class GoodRollout(Playbook):
         self.assertIn("comment: other resolver", latest.read_text())
         self.assertEqual(self.play("rollout.yml").count("changed: ["), 0)
 
+
+class SpecialRollout(Playbook):
     def test_a_run_goes_on_where_another_one_was_interrupted(self):
         self.want("8.8.8.3")
         self.play("rollout.yml", "--limit", "g1")
