@@ -76,6 +76,10 @@ class Gateway:
     def is_on_trial(self):
         return self.path("/run/lanfab/network.json").exists()
 
+    def is_at_rest(self):
+        """Whether no trial is under way, and no service or timer of the last one."""
+        return not self.is_on_trial() and not list(self.path("/run/units").iterdir())
+
     def outcome(self):
         """Returns how the last trial ended: "kept" or "rolled back"; nothing if there was none."""
         path = self.path("/run/lanfab/outcome.json")
@@ -92,13 +96,19 @@ class Fleet(Controller):
     def __init__(self, lanfab, program, number_of_gateways):
         super().__init__(lanfab)
         self.lanfab, self.program = os.path.abspath(lanfab), os.path.abspath(program)
+        # No case waits for the end of a trial, unless it says so.
+        self.variables["lanfab_timeout"] = HANG_SECONDS
         shutil.copy(shutil.which("ip"), self.directory / "ip")
+        begin = time.monotonic()
         self.gateways = [Gateway(self, number) for number in range(1, number_of_gateways + 1)]
         for gateway in self.gateways:
             gateway.connect()
         for gateway in self.gateways:
             gateway.await_server()
             self.hosts[gateway.name] = gateway.address
+        # A trial of so many seconds is active before it ends, however busy the machine: many times as long as
+        # the gateways took to start.
+        self.short_trial = min(max(10, round(10 * (time.monotonic() - begin))), HANG_SECONDS // 2)
         self.trust(*self.hosts.values())
 
     def end(self):

@@ -3,6 +3,7 @@
 lanfab, cmd_lanfab and perhaps a class of cases.
 """
 
+import json
 import sys
 import unittest
 
@@ -20,6 +21,10 @@ class Playbook(unittest.TestCase):
         cls.addClassCleanup(cls.fleet.end)
         cls.one, cls.two = cls.fleet.gateways
 
+    def setUp(self):
+        for gateway in self.fleet.gateways:
+            wait_until(gateway.is_at_rest)
+
     def want(self, server):
         """Has the templates ask for this DNS server on both gateways."""
         for gateway in self.fleet.gateways:
@@ -36,7 +41,7 @@ class Playbook(unittest.TestCase):
         printed = self.play("rollout.yml", status=2, **variables)
         self.assertIn(line, printed)
         for gateway in self.fleet.gateways:
-            wait_until(lambda: not gateway.is_on_trial())  # pylint: disable=cell-var-from-loop
+            wait_until(gateway.is_at_rest)
         self.assertEqual([gateway.installed() for gateway in self.fleet.gateways], before)
         return printed
 
@@ -74,6 +79,8 @@ class GoodRollout(Playbook):
         self.assertIn("comment: other resolver", latest.read_text())
         self.assertEqual(self.play("rollout.yml").count("changed: ["), 0)
 
+
+class SpecialRollout(Playbook):
     def test_a_run_goes_on_where_another_one_was_interrupted(self):
         self.want("8.8.8.3")
         self.play("rollout.yml", "--limit", "g1")
@@ -93,6 +100,20 @@ class GoodRollout(Playbook):
         self.play("rollout.yml", "--limit", "g1", moved={"g1": self.one.other_address})
         self.fleet.trust(self.one.address, self.two.address)
         self.assert_reached(self.one)
+
+    def test_a_backup_and_the_history(self):
+        before = self.one.installed()
+        content = json.loads(configuration(self.one.address, "8.8.8.5"))
+        tasks = [
+            {"lanfab.gateway.config": {"content": content, "backup": True, "comment": "with a backup"}},
+            {"lanfab.gateway.history": {}, "register": "confirmed"},
+            {"ansible.builtin.debug": {"msg": "The latest one is {{ confirmed.entries[0].comment }}."}}]
+        playbook = self.fleet.directory / "backup.yml"
+        playbook.write_text(json.dumps([{"hosts": "g1", "gather_facts": False, "tasks": tasks}]))
+        self.assertIn("The latest one is with a backup.", self.play(playbook))
+        copies = self.one.path("/etc/lanfab").glob("network.json.*~")
+        self.assertEqual([copy.read_text() for copy in copies], [before])
+        self.assertEqual(json.loads(self.one.installed()), content)
 
     def test_drift_is_a_table(self):
         self.two.path("/run/systemd/network/20-eth0.network").write_text("[Match]\nName = eth0\n")
@@ -115,14 +136,31 @@ class FailedRollout(Playbook):
     def test_a_gateway_that_is_cut_off_goes_back(self):
         self.want("8.8.8.1")
         self.fleet.want(self.one.name, configuration("10.99.0.1"))
-        printed = self.expect_failure("10.1.1.1: not", lanfab_timeout=20, lanfab_new_host=self.one.address)
-        self.assertIn("rolled back", printed)
+        self.expect_failure("10.1.1.1: not", lanfab_timeout=self.fleet.short_trial,
+                            lanfab_new_host=self.one.address)
+        self.assert_stopped()
+
+    def test_a_gateway_that_accepts_no_new_connection_goes_back(self):
+        self.want("8.8.8.6")
+        # The connection through which the trial has begun survives.
+        key = self.fleet.directory / "user_key.pub"
+        self.one.path("/run/before-apply").write_text(
+            f"if [ -e /run/lanfab/network.json ]; then mount --bind /dev/null {key}; else umount {key}; fi")
+        self.addCleanup(self.one.path("/run/before-apply").unlink)
+        self.expect_failure("10.1.1.1: not", lanfab_timeout=self.fleet.short_trial)
+        self.assert_stopped()
+
+    def test_a_difference_that_comes_after_the_verification(self):
+        self.want("8.8.8.5")
+        self.expect_failure("10.1.1.1: not confirmed, the gateway rolls back by itself: ",
+                            lanfab_timeout=self.fleet.short_trial,
+                            lanfab_probes=["echo DHCP=yes >>/run/systemd/network/20-eth0.network"])
         self.assert_stopped()
 
     def test_a_probe_that_fails(self):
         self.want("8.8.8.2")
-        self.expect_failure("10.1.1.1: not confirmed: the probe has failed: exit 7", lanfab_timeout=10,
-                  lanfab_probes=["exit 7"])
+        self.expect_failure("10.1.1.1: not confirmed: the probe has failed: exit 7",
+                            lanfab_timeout=self.fleet.short_trial, lanfab_probes=["exit 7"])
         self.assert_stopped()
 
     def test_a_difference_that_was_not_there_before(self):
@@ -131,14 +169,17 @@ class FailedRollout(Playbook):
         change = "[ ! -e /run/lanfab/network.json ] || set -- x x true"
         self.one.path("/run/before-apply").write_text(change)
         self.addCleanup(self.one.path("/run/before-apply").unlink)
-        self.expect_failure("10.1.1.1: not confirmed: ", lanfab_timeout=20)
+        self.expect_failure("10.1.1.1: not confirmed: ", lanfab_timeout=self.fleet.short_trial)
         self.assert_stopped()
 
     def test_a_controller_that_is_killed(self):
         self.want("8.8.8.4")
         before = self.one.installed()
-        process = self.fleet.start("rollout.yml", lanfab_timeout=15, lanfab_probes=["test -e /run/go-on"])
+        process = self.fleet.start("rollout.yml", lanfab_timeout=self.fleet.short_trial,
+                                   lanfab_probes=["test -e /run/go-on"])
         wait_until(self.one.is_on_trial)
+        trial = json.loads(self.one.path("/run/lanfab/trial.json").read_text())
+        self.assertEqual(trial["ends"] - trial["began"], self.fleet.short_trial)
         self.fleet.kill(process)
         self.one.path("/run/go-on").touch()
         wait_until(lambda: not self.one.is_on_trial() and self.one.outcome())
@@ -170,6 +211,21 @@ class BadInput(Playbook):
         self.addCleanup(self.one.path("/run/no-sudo").unlink)
         self.expect_failure("10.1.1.1: Missing sudo password")
 
+    def test_one_failure_ends_the_roll_out_after_its_wave(self):
+        # In the first wave is one gateway, in the second one are five. All but g2 are the first gateway.
+        names = ["g3", "g4", "g5", "g6", "g7"]
+        self.fleet.hosts.update({name: self.one.address for name in names})
+        self.addCleanup(lambda: [self.fleet.hosts.pop(name) for name in names])
+        self.want("8.8.8.8")
+        for name in ["g1", *names[:-1]]:
+            self.fleet.want(name, self.one.installed())
+        self.fleet.want("g7", configuration(self.one.address, "8.8.8.9"))
+        self.two.path("/run/no-sudo").touch()
+        self.addCleanup(self.two.path("/run/no-sudo").unlink)
+        printed = self.expect_failure("10.1.2.1: Missing sudo password")
+        self.assertIn("ok: [g6]", printed.partition("PLAY [Roll out]")[2])
+        self.assertNotIn("[g7]", printed.partition("PLAY [Roll out]")[2])
+
     def test_an_old_lanfab(self):
         self.want("8.8.8.5")
         tool = self.one.path("/run/tools/lanfab")
@@ -191,7 +247,7 @@ class BadInput(Playbook):
         self.one.path("/run/before-apply").write_text(
             "mount -o remount,size=64k /etc; yes >/etc/full || true")
         self.addCleanup(lambda: [self.one.path(name).unlink() for name in ("/run/before-apply", "/etc/full")])
-        printed = self.expect_failure("No space left on device", lanfab_timeout=15)
+        printed = self.expect_failure("No space left on device", lanfab_timeout=self.fleet.short_trial)
         self.assertIn("10.1.1.1: ", printed)
         wait_until(lambda: self.one.outcome() == "rolled back")
 

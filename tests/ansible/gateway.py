@@ -34,36 +34,62 @@ SUDO_USER=anna exec "$@"
 """,
     "lanfab": f'exec {LANFAB} "$@"\n',
     "cmd_lanfab": f'exec {PROGRAM} "$@"\n',
-    # The services run; of a unit of systemd-run, the stub tells below.
+    # The services run; of those of systemd-run, the stub tells below. Who stops an apply waits for its end.
     "systemctl": """
 case $* in
   *ActiveState,*) printf 'ActiveState=active\\nSubState=running\\n\\n%%.0s' 1 2; exit ;;
-  *is-active*lanfab-rollout*) test -e %s/lanfab-rollout.service; exit ;;
+  *is-active*lanfab-rollout*) test -e %(units)s/lanfab-rollout.service; exit ;;
   *is-active*) exit 0 ;;
-esac
-""" % UNITS + systemd.SCRIPTS["systemctl"],
-    # The timers go off, unless they are stopped, and the roll-out's own service runs.
-    "systemd-run": """
-case $* in
-  *--unit=lanfab-rollout*)
-    while [ "${1#-}" != "$1" ]; do shift; done
-    (: >%(units)s/lanfab-rollout.service; "$@"; rm %(units)s/lanfab-rollout.service) \\
-      </dev/null >/dev/null 2>&1 &
+  "start lanfab-revert.service") exec lanfab-revert ;;
+  "stop lanfab-apply.service")
+    while [ -e %(units)s/lanfab-apply.service ]; do
+      kill -- -$(cat %(units)s/lanfab-apply.service)
+      sleep 0.1
+    done 2>/dev/null
     exit ;;
 esac
+""" % {"units": UNITS} + systemd.SCRIPTS["systemctl"],
+    # The service of a rollback, which the timer and systemctl start: once at a time. Who comes while it runs
+    # waits for its end.
+    "lanfab-revert": f"""
+service={UNITS}/lanfab-revert.service
+if mkdir $service 2>/dev/null; then
+  sh {systemd.TIMER}
+  status=$?
+  rmdir $service
+  exit $status
+fi
+while [ -e $service ]; do sleep 0.1; done
+""",
+    # The timers go off, unless they are stopped. The services of a roll-out and of an apply run.
+    "systemd-run": """
+service() {
+  while [ "${1#-}" != "$1" ]; do shift; done
+  : >$unit.service
+  setsid --wait sh -c 'echo $$ >"$0"; exec "$@"' $unit.service "$@"
+  status=$?
+  rm $unit.service
+  return $status
+}
 for word; do
   case $word in
-    --unit=*) unit=%(units)s/${word#--unit=} ;;
+    --unit=*) unit=%s/${word#--unit=} ;;
     --on-active=*) seconds=${word#--on-active=} ;;
   esac
 done
+case $unit in
+  */lanfab-rollout) service "$@" </dev/null >/dev/null 2>&1 & exit ;;
+  */lanfab-apply) service "$@"; exit ;;
+esac
+(%s)
+status=$?
 if [ "${seconds-}" ]; then
-  (until [ -e $unit.timer ]; do sleep 0.1; done
   exec 9<$unit.timer
-  sleep ${seconds%%s}
-  if [ $unit.timer -ef /proc/self/fd/9 ]; then sh $unit.timer; fi) </dev/null >/dev/null 2>&1 &
+  (sleep ${seconds%%s}
+  if [ $unit.timer -ef /proc/self/fd/9 ]; then lanfab-revert; fi) </dev/null >/dev/null 2>&1 &
 fi
-""" % {"units": UNITS} + systemd.SCRIPTS["systemd-run"],
+exit $status
+""" % (UNITS, systemd.SCRIPTS["systemd-run"]),
     # An apply, and what systemd-networkd makes of its unit.
     "timeout": f"""
 [ ! -e {BEFORE_APPLY} ] || . {BEFORE_APPLY}

@@ -14,17 +14,7 @@ from ansible.errors import AnsibleError
 from ansible.module_utils.common.text.converters import to_bytes, to_text
 from ansible.plugins.action import ActionBase
 from ansible_collections.lanfab.gateway.plugins.module_utils.lanfab import last_line
-
-ARGUMENTS = {
-    "src": {"type": "path"},
-    "content": {"type": "raw"},
-    "new_host": {"type": "str"},
-    "timeout": {"type": "int", "default": 120},
-    "probes": {"type": "list", "elements": "str", "default": []},
-    "verify": {"type": "bool", "default": True},
-    "backup": {"type": "bool", "default": False},
-    "comment": {"type": "str", "default": ""},
-}
+from ansible_collections.lanfab.gateway.plugins.module_utils.options import CONFIG
 
 # After the end of a trial the gateway may need this long until it can be asked how it ended.
 ROLLBACK_SECONDS = 30
@@ -51,8 +41,7 @@ class ActionModule(ActionBase):
 
     def run(self, tmp=None, task_vars=None):
         result = super(ActionModule, self).run(tmp, task_vars)
-        dummy, options = self.validate_argument_spec(ARGUMENTS, mutually_exclusive=[["src", "content"]],
-                                                     required_one_of=[["src", "content"]])
+        dummy, options = self.validate_argument_spec(**CONFIG)
         self._variables = task_vars
         self._old_host = self._option("host") or self._play_context.remote_addr
         self._old_options = {name: self._option(name) or "" for name in ("host", "ssh_extra_args")}
@@ -124,17 +113,19 @@ class ActionModule(ActionBase):
 
     def _confirm(self, new_host, options, end):
         """Confirms the trial through a connection that did not exist before it was active."""
+        differences = ["its trial has ended"]
         while True:
             self._connect_to(new_host)
             try:
                 done = self._ask("confirm", verify=options["verify"], comment=options["comment"])
             except AnsibleError as error:
-                done = {"differences": [complaint(error)]}
-            if not done["differences"]:
+                done = {"state": "unknown", "differences": [complaint(error)]}
+            if done["state"] == "confirmed":
                 return
-            if time.monotonic() > end - ROLLBACK_SECONDS:
-                raise Failure("not confirmed, the gateway rolls back by itself: " + done["differences"][0],
-                           findings=done["differences"])
+            differences = done["differences"] or differences
+            if done["state"] == "ended" or time.monotonic() > end - ROLLBACK_SECONDS:
+                raise Failure("not confirmed, the gateway rolls back by itself: " + differences[0],
+                              findings=differences)
             time.sleep(1)
 
     def _ask(self, stage, **arguments):

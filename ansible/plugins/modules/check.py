@@ -14,8 +14,6 @@ description:
   - Runs C(lanfab check) over files. It fails if one of them has an error.
   - Use it with C(delegate_to=localhost), so that a bad file stops the play before it connects to a gateway.
   - Nothing is changed, with and without check mode.
-author:
-  - the lanfab maintainers (@lanfab)
 options:
   files:
     description: The configurations, on the machine where the module runs.
@@ -26,11 +24,8 @@ options:
     description: Whether warnings count as errors.
     type: bool
     default: false
-  executable:
-    description: The program lanfab, unless it is where programs are looked for.
-    type: path
-requirements:
-  - lanfab (package lanfab-tools)
+extends_documentation_fragment:
+  - lanfab.gateway.options
 """
 
 EXAMPLES = r"""
@@ -56,15 +51,14 @@ errors:
 
 from ansible.module_utils.basic import AnsibleModule
 from ansible_collections.lanfab.gateway.plugins.module_utils.lanfab import ask_lanfab, problem_lines
+from ansible_collections.lanfab.gateway.plugins.module_utils.options import EXECUTABLE
 
 
 def main():
     module = AnsibleModule(
-        argument_spec={
-            "files": {"type": "list", "elements": "path", "required": True},
-            "strict": {"type": "bool", "default": False},
-            "executable": {"type": "path"},
-        },
+        argument_spec=dict(
+            EXECUTABLE, files={"type": "list", "elements": "path", "required": True},
+            strict={"type": "bool", "default": False}),
         supports_check_mode=True)
     if not module.params["files"]:
         module.exit_json(changed=False, files=[], errors=[])

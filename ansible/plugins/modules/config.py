@@ -18,8 +18,6 @@ description:
   - Nothing is done if the gateway has this configuration already and C(lanfab status) finds no difference.
   - In check mode the gateway checks the configuration and says what it would change.
   - With C(--diff) the difference of the gateway's files is shown below the change summary, without keys.
-author:
-  - the lanfab maintainers (@lanfab)
 options:
   src:
     description: The configuration, a file on the controller. It is sent as it is.
@@ -37,29 +35,8 @@ options:
       - Without it, this is the value that replaces the present address of the gateway in its configuration,
         if there is one. The host key must be the one that is known for the old address.
     type: str
-  timeout:
-    description: Seconds after which the gateway goes back to the old configuration unless it is confirmed.
-    type: int
-    default: 120
-  probes:
-    description: Shell commands that must succeed on the gateway while the new configuration is active.
-    type: list
-    elements: str
-    default: []
-  verify:
-    description: Whether a difference that C(lanfab status) did not find before prevents the confirmation.
-    type: bool
-    default: true
-  backup:
-    description: Whether to keep a copy of the installed file beside it.
-    type: bool
-    default: false
-  comment:
-    description: A comment for C(lanfab history).
-    type: str
-    default: ""
-requirements:
-  - lanfab (package lanfab-tools) and systemd on the gateway
+extends_documentation_fragment:
+  - lanfab.gateway.options.trial
 notes:
   - The connection is C(ssh). The task needs root, so C(become) unless the user is root.
 seealso:
@@ -111,23 +88,11 @@ backup_file:
 """
 
 from ansible.module_utils.basic import AnsibleModule
+from ansible_collections.lanfab.gateway.plugins.module_utils.options import CONFIG
 
 
 def main():
-    module = AnsibleModule(
-        argument_spec={
-            "src": {"type": "path"},
-            "content": {"type": "raw"},
-            "new_host": {"type": "str"},
-            "timeout": {"type": "int", "default": 120},
-            "probes": {"type": "list", "elements": "str", "default": []},
-            "verify": {"type": "bool", "default": True},
-            "backup": {"type": "bool", "default": False},
-            "comment": {"type": "str", "default": ""},
-        },
-        mutually_exclusive=[["src", "content"]],
-        required_one_of=[["src", "content"]],
-        supports_check_mode=True)
+    module = AnsibleModule(supports_check_mode=True, **CONFIG)
     module.fail_json(msg="lanfab.gateway.config runs on the controller only")
 
 

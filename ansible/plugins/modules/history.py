@@ -13,14 +13,8 @@ version_added: "1.1.0"
 description:
   - Returns what C(lanfab history) lists, the latest one first. Nothing is changed.
   - The history is root's; use C(become).
-author:
-  - the lanfab maintainers (@lanfab)
-options:
-  executable:
-    description: The program lanfab, unless it is where programs are looked for.
-    type: path
-requirements:
-  - lanfab (package lanfab-tools) on the gateway
+extends_documentation_fragment:
+  - lanfab.gateway.options
 """
 
 EXAMPLES = r"""
@@ -46,10 +40,11 @@ entries:
 
 from ansible.module_utils.basic import AnsibleModule
 from ansible_collections.lanfab.gateway.plugins.module_utils.lanfab import ask_lanfab
+from ansible_collections.lanfab.gateway.plugins.module_utils.options import EXECUTABLE
 
 
 def main():
-    module = AnsibleModule(argument_spec={"executable": {"type": "path"}}, supports_check_mode=True)
+    module = AnsibleModule(argument_spec=dict(EXECUTABLE), supports_check_mode=True)
     module.exit_json(changed=False, entries=ask_lanfab(module, "history")["entries"])
 
 

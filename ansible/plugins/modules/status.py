@@ -13,14 +13,8 @@ version_added: "1.1.0"
 description:
   - Returns what C(lanfab status) finds as facts. It changes nothing, with and without check mode.
   - Without C(become) the gateway shows what an ordinary user may see.
-author:
-  - the lanfab maintainers (@lanfab)
-options:
-  executable:
-    description: The program lanfab, unless it is where programs are looked for.
-    type: path
-requirements:
-  - lanfab (package lanfab-tools) on the gateway
+extends_documentation_fragment:
+  - lanfab.gateway.options
 """
 
 EXAMPLES = r"""
@@ -79,10 +73,11 @@ ansible_facts:
 from ansible.module_utils.basic import AnsibleModule
 from ansible_collections.lanfab.gateway.plugins.module_utils.lanfab import (
     ask_lanfab, drift_lines, find_lanfab)
+from ansible_collections.lanfab.gateway.plugins.module_utils.options import EXECUTABLE
 
 
 def main():
-    module = AnsibleModule(argument_spec={"executable": {"type": "path"}}, supports_check_mode=True)
+    module = AnsibleModule(argument_spec=dict(EXECUTABLE), supports_check_mode=True)
     status = ask_lanfab(module, "status")
     _, version, _ = module.run_command([find_lanfab(module), "--version"])
     facts = {"status": status, "drift": drift_lines(status)}

@@ -13,8 +13,6 @@ version_added: "1.1.0"
 description:
   - The action plugin of M(lanfab.gateway.config) runs this module on the gateway. It is not for playbooks,
     since it confirms what nobody has reached through the new network.
-author:
-  - the lanfab maintainers (@lanfab)
 options:
   stage:
     description: Whether to begin a trial, to look how it stands, or to confirm it.
@@ -29,32 +27,9 @@ options:
     description: The present address of the gateway.
     type: str
     default: ""
-  timeout:
-    description: As in M(lanfab.gateway.config).
-    type: int
-    default: 120
-  probes:
-    description: As in M(lanfab.gateway.config).
-    type: list
-    elements: str
-    default: []
-  verify:
-    description: As in M(lanfab.gateway.config).
-    type: bool
-    default: true
-  backup:
-    description: As in M(lanfab.gateway.config).
-    type: bool
-    default: false
-  comment:
-    description: As in M(lanfab.gateway.config).
-    type: str
-    default: ""
-  executable:
-    description: The program lanfab, unless it is where programs are looked for.
-    type: path
-requirements:
-  - lanfab (package lanfab-tools) and systemd on the gateway
+extends_documentation_fragment:
+  - lanfab.gateway.options
+  - lanfab.gateway.options.trial
 """
 
 EXAMPLES = r"""
@@ -66,8 +41,10 @@ EXAMPLES = r"""
 
 RETURN = r"""
 state:
-  description: C(running) until the trial is active, C(in_force) until it is confirmed, then C(ended).
-  returned: stage look
+  description:
+    - C(running) until the trial is active, C(in_force) until the module has C(confirmed) it or it has
+      C(ended).
+  returned: stage look or confirm
   type: str
 findings:
   description: What lanfab printed.
@@ -90,6 +67,7 @@ import shutil
 from ansible.module_utils.basic import AnsibleModule
 from ansible_collections.lanfab.gateway.plugins.module_utils.lanfab import (
     ask_lanfab, drift_lines, find_lanfab, last_line, problem_lines)
+from ansible_collections.lanfab.gateway.plugins.module_utils.options import EXECUTABLE, TRIAL
 
 INSTALLED = "/etc/lanfab/network.json"
 STATE = "/run/lanfab/trial.json"
@@ -244,35 +222,28 @@ def look(module, _):
 def confirm(module, _):
     if read_own(OUTCOME).get("ending") == "kept":
         # The answer of the confirmation before was lost.
-        return {"changed": True, "differences": []}
+        return {"changed": True, "state": "confirmed", "differences": []}
     if not read_own(STATE):
-        module.fail_json(msg="the trial has ended: it is not confirmed")
+        return {"changed": False, "state": "ended", "differences": []}
     if module.params["verify"]:
         before = json.loads(read(BEFORE).decode())
         differences = [line for line in drift_lines(ask_lanfab(module, "status")) if line not in before]
         if differences:
-            return {"changed": False, "differences": differences}
+            return {"changed": False, "state": "in_force", "differences": differences}
     words = ["-m", module.params["comment"]] if module.params["comment"] else []
     status, _, err = module.run_command([find_lanfab(module), "confirm"] + words)
     if status != 0:
         module.fail_json(msg=last_line(err))
     shutil.rmtree(DIRECTORY)
-    return {"changed": True, "differences": []}
+    return {"changed": True, "state": "confirmed", "differences": []}
 
 
 def main():
     module = AnsibleModule(
-        argument_spec={
-            "stage": {"type": "str", "choices": ["begin", "look", "confirm"], "required": True},
-            "content": {"type": "str", "default": "", "no_log": True},
-            "host": {"type": "str", "default": ""},
-            "timeout": {"type": "int", "default": 120},
-            "probes": {"type": "list", "elements": "str", "default": []},
-            "verify": {"type": "bool", "default": True},
-            "backup": {"type": "bool", "default": False},
-            "comment": {"type": "str", "default": ""},
-            "executable": {"type": "path"},
-        },
+        argument_spec=dict(
+            EXECUTABLE, stage={"type": "str", "choices": ["begin", "look", "confirm"], "required": True},
+            content={"type": "str", "default": "", "no_log": True}, host={"type": "str", "default": ""},
+            **TRIAL),
         supports_check_mode=True)
     stage = {"begin": begin, "look": look, "confirm": confirm}[module.params["stage"]]
     try:
