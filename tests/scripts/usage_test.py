@@ -15,6 +15,7 @@ WRONG = {
     "check-package": ["--no-such-option"],
     "check-release": ["--no-such-option"],
     "coverage": ["extra"],
+    "draw-session": ["build", "extra"],
     "install-packages": ["no-such-group"],
     "lint": ["extra"],
     "make-sbom": ["build"],
