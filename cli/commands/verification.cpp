@@ -18,15 +18,15 @@ constexpr std::int64_t kAttemptSeconds = 10;
 Look look_at_gateway() {
   Look look;
   Snapshot snapshot;
-  look.trouble = take_snapshot(snapshot);
-  if (!look.trouble) look.drift = find_all_drift(snapshot).drift;
+  look.error = take_snapshot(snapshot);
+  if (!look.error) look.drift = find_all_drift(snapshot).drift;
   return look;
 }
 
 std::vector<Drift> new_drift(const Look& before, const Look& now) {
-  if (now.trouble) {
-    if (before.trouble) return {};
-    return {{"lanfab status", *now.trouble, false, "the trial cannot be verified", ""}};
+  if (now.error) {
+    if (before.error) return {};
+    return {{"lanfab status", *now.error, false, "the trial cannot be verified", ""}};
   }
   std::vector<Drift> found;
   for (const Drift& one : now.drift) {

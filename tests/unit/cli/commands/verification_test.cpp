@@ -22,7 +22,7 @@ static Drift drift(const std::string& subject, const std::string& what) {
   return one;
 }
 
-static Look trouble(const std::string& text) {
+static Look error(const std::string& text) {
   return {{}, text};
 }
 
@@ -52,9 +52,9 @@ TEST(VerificationTest, WhatNoUnitAsksForIsNot) {
 
 TEST(VerificationTest, ThatThereIsNothingToSeeAnyMoreIsNew) {
   EXPECT_THAT(
-      new_drift({}, trouble("ip: no answer")),
+      new_drift({}, error("ip: no answer")),
       ElementsAre(AllOf(Field(&Drift::subject, "lanfab status"), Field(&Drift::what, "ip: no answer"))));
-  EXPECT_THAT(new_drift(trouble("this is not a gateway"), trouble("ip: no answer")), IsEmpty());
+  EXPECT_THAT(new_drift(error("this is not a gateway"), error("ip: no answer")), IsEmpty());
 }
 
 // The sandbox is no gateway.
