@@ -102,7 +102,7 @@ def udev_property(interface, name):
 
 def differences():
     status = json.loads(gateway.run("lanfab", "status", "--format", "json", check=False).stdout)
-    return {(one["subject"], one["what"], one["coming"]) for one in status["differences"]}
+    return {(one["subject"], one["what"], one["pending"]) for one in status["differences"]}
 
 
 def clear_away_leftovers():
@@ -147,7 +147,7 @@ class NamesOfPorts(unittest.TestCase):
         gateway.apply(router())
         self.assertTrue(gateway.wait_for_setup("eth0", "eth1"))
         # At first it may come up by itself.
-        self.assertIn(("eth0.100", "it is coming up", True), differences())
+        self.assertIn(("eth0.100", "it is down", True), differences())
         expected = {("eth0.100", "it is down", False),
                     ("eth0.100", "udev has not announced it: journalctl --unit=systemd-udevd", False)}
         self.assertTrue(guest.wait_until(lambda: expected <= differences(), timeout=60, interval=2),
