@@ -126,7 +126,7 @@ class Conversation(unittest.TestCase):
         hover = self.server.at("hover", 0, 23)
         self.assertEqual(hover["contents"], {
             "kind": "markdown",
-            "value": "*boolean, default false*\n\nThe port is used; otherwise it is set down."})
+            "value": "*boolean, default false*\n\nEnables the port; a disabled port is set down."})
         self.assertEqual(hover["range"], span(0, 20, 28))
         # Between tokens there is nothing.
         self.assertIsNone(self.server.at("hover", 0, 0))

@@ -76,10 +76,10 @@ class Neovim(unittest.TestCase):
     def test_the_schema_is_shown_for_the_key_at_the_cursor(self):
         self.edit('{"hostnames": 0}\n')
         # The server has read the file.
-        self.editor.wait_for("an array is expected")
+        self.editor.wait_for("expected an array")
         self.command("call cursor(1, 4)")
         self.command("lua vim.lsp.buf.hover()")
-        self.editor.wait_for("Names that dnsmasq answers for.")
+        self.editor.wait_for("Host names that dnsmasq resolves.")
         self.assertEqual(self.save_and_quit(), '{"hostnames": 0}\n')
 
 

@@ -334,7 +334,7 @@ class Resolved(unittest.TestCase):
 
 
 class Trials(unittest.TestCase):
-    """The commands of "Over ssh"; the probed hosts are addresses of the gateway itself."""
+    """The commands of "Over SSH"; the probed hosts are addresses of the gateway itself."""
 
     @classmethod
     def setUpClass(cls):
@@ -427,7 +427,7 @@ class Troubleshooting(unittest.TestCase):
 
     def test_where_to_look(self):
         status, messages, state, services = (run(line).stdout for line in lines(commands(Commands.LOOK)))
-        self.assertTrue(status.endswith("Everything is as the configuration wants it.\n"), status)
+        self.assertTrue(status.endswith("No drift: the gateway matches its configuration.\n"), status)
         self.assertIn("lanfab APPLY", messages)
         self.assertIn("/run/systemd/network/20-eth0.network", state)
         self.assertIn("eth0", services)

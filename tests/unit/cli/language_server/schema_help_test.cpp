@@ -40,7 +40,8 @@ TEST(SchemaHelp, ProposesNothingWhereTheSchemaEnds) {
 }
 
 TEST(SchemaHelp, DescribesTheKeyAndTheValue) {
-  const std::string description = "*boolean, default false*\n\nThe port is used; otherwise it is set down.";
+  const std::string description =
+      "*boolean, default false*\n\nEnables the port; a disabled port is set down.";
   EXPECT_EQ(description_at(cursor_in(R"({"wired": {"eth0": {"enab|le": true}}})")), description);
   EXPECT_EQ(description_at(cursor_in(R"({"wired": {"eth0": {"enable": tr|ue}}})")), description);
   EXPECT_EQ(description_at(cursor_in(R"({"unknown": tr|ue})")), "");
