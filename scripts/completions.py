@@ -1,5 +1,5 @@
-"""The commands of `lanfab` with their options, as the program describes them, and the completions for bash,
-zsh and fish."""
+"""Reads the commands and options of `lanfab` from `lanfab describe`; generates the completions for bash, zsh
+and fish."""
 
 import json
 import re
@@ -7,7 +7,7 @@ import subprocess
 
 
 class Option:
-    """An option, or a positional argument: its usage has no hyphen in front."""
+    """An option, or a positional argument, whose usage does not begin with a hyphen."""
 
     def __init__(self, description):
         self.usage = description["usage"]
@@ -28,7 +28,7 @@ class Option:
 
     @property
     def summary(self):
-        """What fits into a line of a menu: the help without details."""
+        """The help without details, for a menu."""
         return re.split("[;:] ", self.help)[0]
 
 
@@ -46,12 +46,12 @@ class Command:
 
 
 class Program:
-    """What `lanfab` accepts: the options without a command and the commands. The first option is the help,
-    which each command has, too."""
+    """The global options and the commands of `lanfab`. The first option is the help, which every command has
+    too."""
 
     def __init__(self, path):
-        told = subprocess.run([path, "describe"], stdout=subprocess.PIPE, check=True).stdout
-        description = json.loads(told)
+        output = subprocess.run([path, "describe"], stdout=subprocess.PIPE, check=True).stdout
+        description = json.loads(output)
         self.options = [Option(option) for option in description["options"]]
         self.help = self.options[0]
         self.commands = [Command(command) for command in description["commands"]]
@@ -62,7 +62,7 @@ def names_of(options):
 
 
 def quoted(text):
-    """Returns a text as a word of any of the shells."""
+    """Returns a string quoted for any of the shells."""
     return "'" + text.replace("'", "'\\''") + "'"
 
 
@@ -114,7 +114,7 @@ def bash(program):
             values.append(" " * 4 + bash_case(f"'{command.name} {option.name}'", *actions))
         names = bash_words(names_of([*command.options, program.help]))
         words.append(bash_case(f"'{command.name} -'*", names))
-        # Without counting the arguments: the last one is completed as often as there are words.
+        # Does not count the arguments: completes every word as the last argument.
         for argument in command.arguments[-1:]:
             words.append(bash_case(f"'{command.name} '*", BASH[argument.completion]))
     words.append(bash_case("' -'*", bash_words(names_of(program.options))))
@@ -162,7 +162,7 @@ _lanfab "$@\""""
 
 
 def zsh_text(text):
-    """Returns a text with a backslash before what would end it."""
+    """Returns a string escaped for an entry of `_arguments`."""
     return re.sub(r"([\\\]:])", r"\\\1", text)
 
 
@@ -177,7 +177,7 @@ def zsh_action(option):
 
 
 def zsh_option(option, others):
-    """Returns the specifications of an option, one for each of its names. With it the others are excluded."""
+    """Yields the entry of each name of an option for `_arguments`; the option excludes `others`."""
     excluded = f"({others})" if others else "*" if option.is_repeated else ""
     value = f":{option.value}:{zsh_action(option)}" if option.value else ""
     for name in option.names:

@@ -151,7 +151,7 @@ static std::optional<std::string> find_place(const std::string& path, OutputPlac
 
 // A device or a pipe, that of somebody else where anybody may have put it excepted.
 std::optional<std::string> OutputFile::open() {
-  if (auto trouble = find_place(path_, place_)) return trouble;
+  if (auto error = find_place(path_, place_)) return error;
   errno = EISDIR;
   if (path_.back() == '/') return with_errno(path_);
   struct stat status {};
@@ -245,13 +245,13 @@ std::optional<std::string> OutputFile::create(const std::string& content) const 
   std::string temporary = place_.name;
   Descriptor file = open_temporary(place_.directory, temporary);
   if (!file.is_open()) return with_errno(path_);
-  std::optional<std::string> trouble;
+  std::optional<std::string> error;
   if (!write_all(file.number(), content) || fsync(file.number()) != 0 || !file.close() ||
       renameat2(directory, temporary.c_str(), directory, place_.name.c_str(), RENAME_NOREPLACE) != 0) {
-    trouble = with_errno(path_);
+    error = with_errno(path_);
     unlinkat(directory, temporary.c_str(), 0);
   }
-  return trouble;
+  return error;
 }
 
 // --- A directory
@@ -271,7 +271,7 @@ static bool is_empty(const Descriptor& directory) {
 }
 
 std::optional<std::string> OutputDirectory::open() {
-  if (auto trouble = find_place(path_, place_)) return trouble;
+  if (auto error = find_place(path_, place_)) return error;
   if (place_.file.is_open() && !is_empty(place_.file)) return with_errno(path_);
   return std::nullopt;
 }

@@ -35,7 +35,7 @@ class Dnsmasq {
 
   // Why it could not be asked, and whether it has refused something, since the last call.
   struct Answer {
-    std::string trouble;
+    std::string error;
     bool is_refusal = false;
   };
   Answer take_answer();

@@ -46,7 +46,7 @@ static std::optional<std::string> find_difference(const File& trial, const Trial
   if (sha256(trial.content) != state.sha256)
     return std::string(kTrialConfiguration) + " was edited during the trial" + advice;
   Applied applied;
-  if (const auto trouble = read_applied(applied)) return *trouble + advice;
+  if (const auto error = read_applied(applied)) return *error + advice;
   if (applied.sha256 != state.sha256) return "another configuration has been applied since" + advice;
   return std::nullopt;
 }
@@ -84,15 +84,15 @@ static int confirm_trial(const TrialState& state, const InstalledFile& installed
     return refuse_changed(installed.path);
   // Without a record, the file that is installed now would count as changed since the APPLY.
   if (!record_applied(trial.content)) return fail(with_errno(kTrialDirectory) + "; the trial goes on");
-  std::string trouble;
-  const Installation installation = install(trial.content, installed, permission_of(state), trouble);
+  std::string error;
+  const Installation installation = install(trial.content, installed, permission_of(state), error);
   if (installation == Installation::kRefused) return refuse("the trial is being rolled back");
-  if (installation == Installation::kFailed) return fail(trouble + "; the trial goes on");
-  const auto error = end_kept_trial(state);
+  if (installation == Installation::kFailed) return fail(error + "; the trial goes on");
+  const auto cleanup_error = end_kept_trial(state);
   // Whatever it waits for, the trial does not.
   record_in_history(trial.content, options.comment);
-  if (installation == Installation::kPlaced) return fail(trouble + "; confirmed, but not yet synced to disk");
-  if (error) return fail("lanfab: confirmed, but cleaning up the trial failed: " + *error);
+  if (installation == Installation::kPlaced) return fail(error + "; confirmed, but not yet synced to disk");
+  if (cleanup_error) return fail("lanfab: confirmed, but cleaning up the trial failed: " + *cleanup_error);
   report_previous(installed);
   return 0;
 }
@@ -102,8 +102,8 @@ static bool is_confirmable(int& status) {
   bool is_applying = false;
   bool is_reverting = false;
   for (const auto& [unit, is_running] : {std::pair(kApplyUnit, &is_applying), {kRevertUnit, &is_reverting}}) {
-    if (const auto trouble = query_unit(unit, *is_running)) {
-      status = fail(*trouble);
+    if (const auto error = query_unit(unit, *is_running)) {
+      status = fail(*error);
       return false;
     }
   }
@@ -119,9 +119,9 @@ static bool is_confirmable(int& status) {
 }
 
 int confirm(const ConfirmOptions& options) {
-  if (const auto trouble = enter_system()) return fail(*trouble);
+  if (const auto error = enter_system()) return fail(*error);
   InstalledFile installed;
-  if (const auto trouble = find_installed(installed)) return fail(*trouble);
+  if (const auto error = find_installed(installed)) return fail(*error);
   // What is left half done would end with the trial.
   const BlockedSignals signals{SIGINT, SIGQUIT, SIGTSTP, SIGHUP, SIGTERM};
   const ExclusiveLock lock(kTrialDirectory);

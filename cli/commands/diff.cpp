@@ -128,7 +128,7 @@ static std::optional<std::string> load_and_run(const std::string& file, const Dr
 static std::optional<std::string> run_entry(const std::string& number, const DryRunOptions& options,
                                             DryRun& dry_run) {
   Source source;
-  if (auto trouble = load_from_history(number, source)) return trouble;
+  if (auto error = load_from_history(number, source)) return error;
   return run_and_warn(source, options, dry_run);
 }
 

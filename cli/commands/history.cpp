@@ -42,7 +42,7 @@ static void print_json(const Json::Value& value) {
 
 static int list_entries(bool json) {
   std::vector<HistoryEntry> entries;
-  if (const auto trouble = History().read(entries)) return fail("lanfab: " + *trouble);
+  if (const auto error = History().read(entries)) return fail("lanfab: " + *error);
   if (json) {
     Json::Value root(Json::objectValue);
     root["entries"] = Json::arrayValue;
@@ -58,7 +58,7 @@ static int list_entries(bool json) {
 
 static int show_entry(const std::string& number, bool json) {
   HistoryEntry entry;
-  if (const auto trouble = History().find(number, entry)) return fail("lanfab: " + *trouble);
+  if (const auto error = History().find(number, entry)) return fail("lanfab: " + *error);
   std::string text = entry.configuration;
   blank_secrets(text);
   if (json) {

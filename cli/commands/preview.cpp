@@ -190,15 +190,15 @@ static int preview(const PreviewOptions& options) {
   OutputDirectory directory(options.directory);
   const bool has_directory = !options.directory.empty();
   if (has_directory) {
-    if (const auto trouble = directory.open()) return fail(*trouble);
+    if (const auto error = directory.open()) return fail(*error);
   }
   Source source;
   if (const auto failure = load_source(options.file, source)) return fail(failure->message);
   DryRun dry_run;
-  if (const auto trouble = make_dry_run(std::move(source), options.dry_run, dry_run)) return fail(*trouble);
+  if (const auto error = make_dry_run(std::move(source), options.dry_run, dry_run)) return fail(*error);
   DryRunResult& result = dry_run.result;
   if (has_directory) {
-    if (const auto trouble = directory.write(files_of(result))) return fail(*trouble);
+    if (const auto error = directory.write(files_of(result))) return fail(*error);
   }
   hide_secrets(result);
   if (options.json) {

@@ -34,7 +34,7 @@ static void keep_in_history() {
 
 static int record(const RecordOptions& options) {
   if (options.what == "outcome") return show_outcome();
-  if (const auto trouble = enter_system_as_service()) return fail(*trouble);
+  if (const auto error = enter_system_as_service()) return fail(*error);
   if (options.what == "apply") return apply_and_record(options.program) ? 0 : 1;
   const bool is_done = options.what == "before" ? note_configuration() : record_noted_configuration();
   if (!is_done) return fail(with_errno("lanfab: cannot record what is applied"));

@@ -86,10 +86,10 @@ static bool is_wanted(const std::string& previous) {
 
 static int restore_previous(bool is_agreed) {
   InstalledFile installed;
-  if (const auto trouble = find_installed(installed)) return fail(*trouble);
+  if (const auto error = find_installed(installed)) return fail(*error);
   // One that waits for it comes first.
-  std::string trouble;
-  complete_installation(installed, trouble);
+  std::string error;
+  complete_installation(installed, error);
   const std::string previous = installed.entry + kPreviousSuffix;
   struct stat status {};
   if (stat(previous.c_str(), &status) != 0) {
@@ -103,7 +103,7 @@ static int restore_previous(bool is_agreed) {
 
 static int try_entry(const std::string& number) {
   Source source;
-  if (const auto trouble = load_from_history(number, source)) return fail(*trouble);
+  if (const auto error = load_from_history(number, source)) return fail(*error);
   return try_configuration(source);
 }
 
@@ -112,12 +112,12 @@ static int try_entry(const std::string& number) {
 static int revert(const RevertOptions& options) {
   if (!options.entry.empty()) return try_entry(options.entry);
   if (options.by_timer || options.as_guard) {
-    if (const auto trouble = enter_system_as_service()) return fail(*trouble);
+    if (const auto error = enter_system_as_service()) return fail(*error);
     if (options.by_timer) return roll_back();
     guard_trial(roll_back);
     return 0;
   }
-  if (const auto trouble = enter_system()) return fail(*trouble);
+  if (const auto error = enter_system()) return fail(*error);
   return is_trial_left() ? end_trial() : restore_previous(options.yes);
 }
 

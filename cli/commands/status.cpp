@@ -40,21 +40,21 @@ static StatusReport report_of(const NagiosReport& plugin) {
 }
 
 // Of a gateway that could not be examined.
-static StatusReport failure_report(StatusFormat format, const std::string& trouble) {
-  const std::string error = printable("lanfab: " + trouble);
-  if (format == StatusFormat::kNagios) return report_of(nagios_report_of(trouble));
+static StatusReport failure_report(StatusFormat format, const std::string& error) {
+  const std::string line = printable("lanfab: " + error);
+  if (format == StatusFormat::kNagios) return report_of(nagios_report_of(error));
   if (format == StatusFormat::kPrometheus) {
-    fail(error);
+    fail(line);
     return {0, metrics_of_failure()};
   }
-  return {kFailure, "", error};
+  return {kFailure, "", line};
 }
 
 // Takes one snapshot and examines it. The status is that of lanfab: the line of a plugin has its own, and
 // metrics are a success whatever they say.
 static StatusReport make_report(const StatusOptions& options) {
   Snapshot snapshot;
-  if (const auto trouble = take_snapshot(snapshot)) return failure_report(options.format, *trouble);
+  if (const auto error = take_snapshot(snapshot)) return failure_report(options.format, *error);
   const StatusFindings findings = find_all_drift(snapshot, options.probe);
   const int status = exit_status_of(findings);
   switch (options.format) {

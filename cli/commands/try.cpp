@@ -88,8 +88,8 @@ struct OwnTrial {
 static std::optional<std::string> find_obstacle() {
   bool has_timer = false;
   bool is_reverting = false;
-  if (auto trouble = query_unit(kRevertTimer, has_timer)) return trouble;
-  if (auto trouble = query_unit(kRevertUnit, is_reverting)) return trouble;
+  if (auto error = query_unit(kRevertTimer, has_timer)) return error;
+  if (auto error = query_unit(kRevertUnit, is_reverting)) return error;
   const auto present = read_state();
   // A state alone is not a trial: its `lanfab try` was killed before the timer started.
   if (present && (is_trial_active() || has_timer || is_reverting))
@@ -101,7 +101,7 @@ static std::optional<std::string> find_obstacle() {
 
 // Keeps what a rollback needs. Returns nothing, or why it cannot.
 static std::optional<std::string> prepare_rollback(const std::string& program) {
-  if (auto trouble = keep_programs(program)) return trouble;
+  if (auto error = keep_programs(program)) return error;
   if (!reserve_space()) return with_errno(kTrialDirectory) + ": no room for a rollback";
   return std::nullopt;
 }
@@ -118,31 +118,31 @@ static std::optional<std::string> begin(const std::string& program, const OwnTri
   if (!end_guard()) return std::string("lanfab: ") + kGuardUnit + " cannot be stopped";
   if (!remove_state()) return with_errno(kTrialDirectory);
   record_kernel();
-  std::optional<std::string> trouble = prepare_rollback(program);
+  std::optional<std::string> error = prepare_rollback(program);
   const bool is_staged =
-      !trouble && stage_target(trial.target.text) && stage_trial(trial.content, trial.installed.path);
+      !error && stage_target(trial.target.text) && stage_trial(trial.content, trial.installed.path);
   // Without a state the service finds nothing to do.
-  if (trouble) {
+  if (error) {
     // Nothing has begun.
   } else if (is_staged && !test_revert_service()) {
-    trouble = std::string("lanfab: ") + kRevertFails;
+    error = std::string("lanfab: ") + kRevertFails;
   } else if (!is_staged || !write_state(trial.state)) {
-    trouble = with_errno(kTrialDirectory);
+    error = with_errno(kTrialDirectory);
   } else if (!start_revert_timer(trial.state.ends - trial.state.began)) {
-    trouble = "lanfab: the timer that rolls the trial back cannot be started";
+    error = "lanfab: the timer that rolls the trial back cannot be started";
   } else if (!start_guard()) {
-    trouble = "lanfab: the guard of the trial cannot be started";
+    error = "lanfab: the guard of the trial cannot be started";
   } else if (!activate_trial()) {
-    trouble = with_errno(kTrialConfiguration);
+    error = with_errno(kTrialConfiguration);
   }
-  if (!trouble) {
+  if (!error) {
     forget_outcome();
     return std::nullopt;
   }
   // What fails here, the timer tries again.
-  if (!deactivate_trial()) return *trouble + "; " + with_errno(kTrialConfiguration);
-  if (const auto error = remove_trial()) *trouble += "; " + *error;
-  return trouble;
+  if (!deactivate_trial()) return *error + "; " + with_errno(kTrialConfiguration);
+  if (const auto cleanup_error = remove_trial()) *error += "; " + *cleanup_error;
+  return error;
 }
 
 static int roll_back_trial(const std::string& reason = "") {
@@ -260,8 +260,7 @@ static bool examine_first(const Source& source, bool force) {
     std::fprintf(stderr, "lanfab: not applied: the configuration has errors (use --force to override)\n");
     return false;
   }
-  if (const auto trouble = show_changes(source))
-    report(*trouble + "\nCould not determine what would change.");
+  if (const auto error = show_changes(source)) report(*error + "\nCould not determine what would change.");
   return true;
 }
 
@@ -269,11 +268,11 @@ static bool examine_first(const Source& source, bool force) {
 // nothing, or why there can be no trial.
 static std::optional<std::string> find_trial_ground(InstalledFile& installed) {
   const bool is_missing = access(kInstalledConfiguration, F_OK) != 0 && errno == ENOENT;
-  if (const auto trouble = find_installed(installed))
-    return *trouble + (is_missing ? ": there is no configuration to roll back to" : "");
-  if (auto trouble = why_not_replaceable(installed)) return trouble;
-  std::string trouble;
-  if (complete_installation(installed, trouble) == Installation::kFailed) return trouble;
+  if (const auto error = find_installed(installed))
+    return *error + (is_missing ? ": there is no configuration to roll back to" : "");
+  if (auto error = why_not_replaceable(installed)) return error;
+  std::string error;
+  if (complete_installation(installed, error) == Installation::kFailed) return error;
   return std::nullopt;
 }
 
@@ -300,8 +299,8 @@ static std::optional<std::string> find_refusal(const std::string& text) {
 // not with --force either.
 static std::optional<std::string> find_target(const OwnTrial& trial, bool is_installed_tried,
                                               Applied& target) {
-  if (const auto trouble = read_applied(target))
-    return *trouble + ", so there is nothing to roll back to; 'cmd_lanfab apply' applies " +
+  if (const auto error = read_applied(target))
+    return *error + ", so there is nothing to roll back to; 'cmd_lanfab apply' applies " +
            trial.installed.path;
   if (is_installed_tried && target.text != trial.content)
     return trial.installed.path +
@@ -324,17 +323,17 @@ static std::optional<std::string> find_target(const OwnTrial& trial, bool is_ins
 // is nothing to go back to, or the trial was taken back, 0 when somebody has kept it, 2 when it cannot be
 // done.
 static std::optional<int> start_trial(const Source& source, const TryOptions& options, OwnTrial& trial) {
-  if (const auto trouble = check_rights()) return fail(*trouble);
+  if (const auto error = check_rights()) return fail(*error);
   if (!examine_first(source, options.force)) return 1;
   const auto program = find_program();
   if (!program) return fail("lanfab: cmd_lanfab is not installed");
   // Before this process leaves its own view of the file system.
   const bool is_installed_tried = is_same_file(options.file, kInstalledConfiguration);
-  if (const auto trouble = enter_system()) return fail(*trouble);
+  if (const auto error = enter_system()) return fail(*error);
   trial.content = source.text;
-  if (const auto trouble = find_trial_ground(trial.installed)) return fail(*trouble);
-  if (const auto trouble = find_target(trial, is_installed_tried, trial.target)) {
-    report("lanfab: not applied: " + *trouble);
+  if (const auto error = find_trial_ground(trial.installed)) return fail(*error);
+  if (const auto error = find_target(trial, is_installed_tried, trial.target)) {
+    report("lanfab: not applied: " + *error);
     return 1;
   }
   wait_for_links();
@@ -349,7 +348,7 @@ static std::optional<int> start_trial(const Source& source, const TryOptions& op
                  trial.installed.path,
                  trial.installed.entry,
                  sha256(trial.content)};
-  if (const auto trouble = begin(*program, trial)) return fail(*trouble);
+  if (const auto error = begin(*program, trial)) return fail(*error);
   std::printf("Applying %s; rolling back in %lld s unless confirmed...\n", printable(source.name).c_str(),
               static_cast<long long>(options.seconds));
   std::fflush(stdout);
@@ -409,7 +408,7 @@ static int try_file(const TryOptions& options) {
   if (options.confirm_after_probes && options.probes.empty())
     return fail("lanfab: --confirm-after-probe requires --probe");
   Source source;
-  if (const auto trouble = load_source(options.file, source)) return fail(trouble->message);
+  if (const auto error = load_source(options.file, source)) return fail(error->message);
   return try_on_gateway(source, options);
 }
 
@@ -419,7 +418,7 @@ int try_configuration(const Source& source) {
 
 int put_in_force(const std::string& file) {
   Source source;
-  if (const auto trouble = load_source(file, source)) return fail(trouble->message);
+  if (const auto error = load_source(file, source)) return fail(error->message);
   TryOptions options;
   options.file = file;
   options.seconds = kSecondsToPutInForce;

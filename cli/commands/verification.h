@@ -13,7 +13,7 @@
 // What `lanfab status` finds at one moment.
 struct Look {
   std::vector<Drift> drift;
-  std::optional<std::string> trouble;  // why there is nothing to see
+  std::optional<std::string> error;  // why there is nothing to see
 };
 
 Look look_at_gateway();

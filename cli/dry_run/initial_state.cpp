@@ -148,7 +148,7 @@ std::optional<std::string> make_initial_state(const std::string& cell, InitialSt
   if (cell.empty() || cell == "up") {
     link = example_link();
   } else if (cell != "down") {
-    if (auto trouble = read_link(cell, link, connected)) return trouble;
+    if (auto error = read_link(cell, link, connected)) return error;
   }
   std::vector<File>& files = state.tree.files;
   files.erase(std::remove_if(files.begin(), files.end(), is_link_value), files.end());

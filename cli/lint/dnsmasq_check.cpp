@@ -14,7 +14,7 @@
 #include "cli/lint/rules.h"
 #include "dnsmasq/dnsmasq_conf.h"
 
-// The exit status of dnsmasq for what it refuses; it has higher ones for trouble of its own.
+// The exit status of dnsmasq for what it refuses; it has higher ones for its own errors.
 constexpr int kRefused = 1;
 
 namespace {
@@ -112,11 +112,11 @@ std::optional<std::string> ask_dnsmasq(const std::string& dnsmasq, const Site& s
   options.action = "dnsmasq";
   options.cell = "up";
   DryRun dry_run;
-  if (auto trouble = make_dry_run(site.source, options, dry_run)) return trouble;
+  if (auto error = make_dry_run(site.source, options, dry_run)) return error;
   for (const auto& [file, change] : dry_run.result.files) {
     if (file.path != kDnsmasqConf) continue;
     Answer answer;
-    if (auto trouble = test_configuration(dnsmasq, file.content, answer)) return trouble;
+    if (auto error = test_configuration(dnsmasq, file.content, answer)) return error;
     if (!answer.is_refusal) continue;
     Finding finding = finding_for(answer, file.content, site.root);
     const auto place =

@@ -36,10 +36,10 @@ struct Permission {
 // Puts `content` in the place of `installed`, which keeps its owner and mode; what was there becomes the
 // previous one, unless it is the same. At every moment, power lost included, `installed` is either whole, and
 // the previous one is another one. A failure or a refusal leaves both as they were. Placed, not durable:
-// every run sees it, but the disk has not confirmed it, or the previous one. `trouble` says what failed.
+// every run sees it, but the disk has not confirmed it, or the previous one. `error` says what failed.
 Installation install(const std::string& content, const InstalledFile& installed, const Permission& permission,
-                     std::string& trouble);
+                     std::string& error);
 
 // Completes what an `install` that was killed has left: makes the file visible at its path, and durable, and
 // what was there before the previous one.
-Installation complete_installation(const InstalledFile& installed, std::string& trouble);
+Installation complete_installation(const InstalledFile& installed, std::string& error);

@@ -85,14 +85,14 @@ class Collector {
   void add_file(const std::string& path, bool is_configuration = false) {
     std::string content;
     errno = 0;
-    const auto trouble = read_beginning(path, content);
-    if (trouble && errno == ENOENT) return;
+    const auto error = read_beginning(path, content);
+    if (error && errno == ENOENT) return;
     if (is_configuration) {
       redaction_.learn_configuration(content);
     } else {
       redaction_.learn_text(content);
     }
-    items_.push_back({{path, content, trouble.value_or("")}, is_configuration});
+    items_.push_back({{path, content, error.value_or("")}, is_configuration});
   }
 
   void add_answers(const std::string& name, const std::vector<Question>& questions) {
@@ -105,7 +105,7 @@ class Collector {
       const auto failure = ask(question, item.content);
       if (!failure) continue;
       item.content += "(" + *failure + ")\n";
-      item.trouble += (item.trouble.empty() ? "" : "; ") + *failure;
+      item.error += (item.error.empty() ? "" : "; ") + *failure;
     }
     add(item);
   }
@@ -121,10 +121,10 @@ class Collector {
 
   void add_history() {
     std::vector<HistoryEntry> entries;
-    const auto trouble = History().read(entries);
+    const auto error = History().read(entries);
     for (const HistoryEntry& entry : entries)
       redaction_.learn_configuration(entry.configuration);
-    add({"/history.txt", list_text(entries), trouble.value_or("")});
+    add({"/history.txt", list_text(entries), error.value_or("")});
   }
 
   static std::vector<std::string> names_in(const std::string& directory) {
@@ -154,9 +154,9 @@ class Collector {
   // The questions would start the service.
   void add_networkctl() {
     bool is_active = false;
-    const auto trouble = query_unit("systemd-networkd.service", is_active);
-    if (trouble || !is_active) {
-      add({"/networkctl.txt", "", trouble.value_or("systemd-networkd is not active")});
+    const auto error = query_unit("systemd-networkd.service", is_active);
+    if (error || !is_active) {
+      add({"/networkctl.txt", "", error.value_or("systemd-networkd is not active")});
     } else {
       add_answers("/networkctl.txt", {{{"networkctl", "--no-pager", "list"}},
                                       {{"networkctl", "--no-pager", "--all", "--lines=0", "status"}}});
@@ -170,7 +170,7 @@ class Collector {
       items.push_back(
           {item.name,
            is_configuration ? redaction_.masked_configuration(item.content) : redaction_.masked(item.content),
-           redaction_.masked(item.trouble)});
+           redaction_.masked(item.error)});
     }
     if (const std::string keys = redaction_.public_keys(); !keys.empty())
       items.push_back({"/public_keys.txt", keys, ""});

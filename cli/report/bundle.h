@@ -10,7 +10,7 @@
 struct ReportItem {
   std::string name;     // its path in the bundle, which begins with a slash
   std::string content;  // without secrets
-  std::string trouble;  // why it is missing, or not whole; otherwise empty
+  std::string error;    // why it is missing, or not whole; otherwise empty
 };
 
 std::vector<ReportItem> collect_report();

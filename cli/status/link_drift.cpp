@@ -71,7 +71,7 @@ class LinkComparison {
         name_(name),
         wanted_(wanted),
         link_(link),
-        is_pending_(is_coming(snapshot, name)),
+        is_pending_(is_pending_at(snapshot, name)),
         drift_(drift) {}
 
   void compare() {
@@ -85,8 +85,7 @@ class LinkComparison {
 
  private:
   void say(const std::string& what, const char* why, const std::string& fix, bool is_surplus = false) {
-    drift_.push_back(
-        {name_, what + (is_pending_ ? " yet" : ""), is_pending_, why, is_pending_ ? "" : fix, is_surplus});
+    drift_.push_back({name_, what, is_pending_, why, is_pending_ ? "" : fix, is_surplus});
   }
 
   std::string reconfigure() const {
@@ -128,8 +127,8 @@ class LinkComparison {
 void LinkComparison::compare_state() {
   const bool is_set_up = is_being_set_up(snapshot_, name_);
   if (!link_.is_up && !is_without_link(snapshot_, name_, wanted_)) {
-    drift_.push_back({name_, is_set_up ? "it is coming up" : "it is down", is_set_up,
-                      "nothing passes through it", is_set_up ? "" : set_link("up")});
+    drift_.push_back(
+        {name_, "it is down", is_set_up, "nothing passes through it", is_set_up ? "" : set_link("up")});
   }
   if (is_held_up_by_udev(snapshot_, name_)) {
     drift_.push_back({name_, "udev has not announced it: journalctl --unit=systemd-udevd", false,
@@ -246,17 +245,16 @@ void LinkComparison::compare_bridge() {
     say("it is not in the bridge " + wanted_.bridge, "its hosts do not reach those of the bridge",
         set_link("master " + quoted_for_shell(wanted_.bridge)));
   if (wanted_.bridge.empty() && !link_.bridge.empty()) {
-    drift_.push_back({name_, "it is in the bridge " + link_.bridge + (is_pending_ ? " still" : ""),
-                      is_pending_, "its hosts share the network of the bridge",
-                      is_pending_ ? "" : set_link("nomaster"), true});
+    drift_.push_back({name_, "it is in the bridge " + link_.bridge, is_pending_,
+                      "its hosts share the network of the bridge", is_pending_ ? "" : set_link("nomaster"),
+                      true});
   }
 }
 
 void LinkComparison::say_missing_address(const std::string& address, const char* why) {
   // It comes with the carrier.
   if (link_.is_up && !link_.has_carrier) return;
-  drift_.push_back({name_, address + (is_pending_ ? " is coming" : " is missing"), is_pending_, why,
-                    is_pending_ ? "" : reconfigure()});
+  drift_.push_back({name_, address + " is missing", is_pending_, why, is_pending_ ? "" : reconfigure()});
 }
 
 void LinkComparison::compare_lease() {
@@ -295,8 +293,8 @@ void LinkComparison::compare_addresses() {
 static void compare_missing(const Snapshot& snapshot, const std::string& name, const InterfaceFacts& wanted,
                             std::vector<Drift>& drift) {
   const bool is_pending = wanted.is_made && is_settling(snapshot);
-  drift.push_back({name, is_pending ? "the interface is coming" : "the interface is missing", is_pending,
-                   "nothing passes through it", wanted.is_made && !is_pending ? kRestartNetworkd : ""});
+  drift.push_back({name, "the interface is missing", is_pending, "nothing passes through it",
+                   wanted.is_made && !is_pending ? kRestartNetworkd : ""});
 }
 
 // A link of the gateway's own that no unit names.

@@ -118,9 +118,9 @@ class RouteComparison {
 }  // namespace
 
 void RouteComparison::say_missing(const KernelRoute& route, const std::string& fix) {
-  const bool is_pending = is_coming(snapshot_, route.interface);
-  drift_.push_back({route.interface, name_of(route) + (is_pending ? " is coming" : " is missing"), is_pending,
-                    "packets take another way or none", fix});
+  const bool is_pending = is_pending_at(snapshot_, route.interface);
+  drift_.push_back(
+      {route.interface, name_of(route) + " is missing", is_pending, "packets take another way or none", fix});
 }
 
 void RouteComparison::compare_route(const std::string& name, const InterfaceFacts& wanted,
@@ -271,7 +271,7 @@ void RouteComparison::compare_choice(const RouteQuestion& question) {
   Drift drift{
       question.subject,
       "packets to " + question.destination + " go " + way + " instead of " + (choice ? "" : "through ") + hop,
-      is_coming(snapshot_, question.wanted.front().interface),
+      is_pending_at(snapshot_, question.wanted.front().interface),
       "no route or policy rule of the configuration asks for that", ""};
   explain(question, choice, drift);
   drift_.push_back(std::move(drift));

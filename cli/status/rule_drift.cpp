@@ -123,11 +123,10 @@ static void compare_wanted(const Snapshot& snapshot, std::vector<Drift>& drift) 
     for (const RuleFacts& wanted : interface.rules) {
       const auto is_it = [&wanted](const KernelRule& rule) { return is_rule(rule, wanted); };
       if (std::any_of(there.begin(), there.end(), is_it)) continue;
-      const bool is_pending = is_coming(snapshot, name);
-      drift.push_back(
-          {name, "the policy rule for table " + wanted.table + (is_pending ? " is coming" : " is missing"),
-           is_pending, "packets do not take the routes of the tunnel",
-           is_pending ? "" : "networkctl reconfigure " + quoted_for_shell(name)});
+      const bool is_pending = is_pending_at(snapshot, name);
+      drift.push_back({name, "the policy rule for table " + wanted.table + " is missing", is_pending,
+                       "packets do not take the routes of the tunnel",
+                       is_pending ? "" : "networkctl reconfigure " + quoted_for_shell(name)});
     }
   }
 }
@@ -139,7 +138,7 @@ static void compare_reply_tables(const Snapshot& snapshot, std::vector<Drift>& d
     const bool has_route = std::any_of(routes.begin(), routes.end(),
                                        [&](const KernelRoute& route) { return route.table == table; });
     if (has_route || snapshot.kernel.links.count(tunnel) == 0) continue;
-    const bool is_pending = is_coming(snapshot, tunnel);
+    const bool is_pending = is_pending_at(snapshot, tunnel);
     const std::string fix = std::string(kMakeReplyTable) + " " + table + " " + quoted_for_shell(tunnel) +
                             " " + quoted_for_shell(gateway);
     drift.push_back({tunnel, "the routing table " + table + " for replies is empty", is_pending,

@@ -44,12 +44,12 @@ std::optional<std::string> take_snapshot(Snapshot& snapshot) {
   snapshot.forbids_forwarding = forbids_forwarding();
   // The lock and the services first: a run that ends meanwhile leaves the rest as it should be.
   snapshot.lock = read_run_lock();
-  if (auto trouble = read_services(snapshot.services)) return trouble;
+  if (auto error = read_services(snapshot.services)) return error;
   if (snapshot.services[kNetworkd].is_active()) {
     snapshot.setup_error = read_setup(snapshot.setup, snapshot.network_files).value_or("");
   }
   snapshot.wanted.reply_gateways = read_reply_gateways();
-  if (auto trouble = read_kernel(addresses_to_ask(snapshot.wanted), snapshot.kernel)) return trouble;
+  if (auto error = read_kernel(addresses_to_ask(snapshot.wanted), snapshot.kernel)) return error;
   read_service_health(snapshot);
   snapshot.leases_error = read_leases(snapshot.leases).value_or("");
   snapshot.cellular = read_cellular();

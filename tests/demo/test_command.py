@@ -1,8 +1,8 @@
 #!/usr/bin/python3
-"""What scripts/demo does with its arguments: which file it takes, what it prints and how it ends.
+"""Arguments of scripts/demo: the file that it uses, its output and its exit status.
 
-Nothing is built, installed or booted: the demo runs in a checkout of its own in which the other scripts and
-the launcher are stubs that record their arguments.
+Nothing is built, installed or booted: the demo runs in a scratch checkout in which the other scripts and the
+launcher are stubs that record their arguments.
 """
 
 import argparse
@@ -20,13 +20,13 @@ STUB = """#!/bin/sh
 echo "${0##*/}" "$@" >>"$CALLS"
 [ "${0##*/}" != launch ] || exit 7
 """
-# The second look at the machine boots a kernel, which takes the packages.
+# The second check of the machine boots a kernel, which needs the packages.
 BEFORE_THE_BUILD = ["check-machine build gateway", "install-packages build gateway", "check-machine gateway"]
 BUILD = ["build release cmd_lanfab lanfab"]
-COST_OF_GATEWAY = "The gateway takes about half a minute.\n"
+COST_OF_GATEWAY = "The demo in the gateway takes about half a minute.\n"
 COST = f"""\
-Building the program takes about half a minute with two processors.
-Missing packages are installed first, which takes a few minutes more.
+Building the programs takes about half a minute on two processors.
+Installing missing packages first may take a few minutes more.
 {COST_OF_GATEWAY}"""
 
 RULE = re.compile(r"\[([a-z-]+)\]$", re.MULTILINE)
@@ -60,12 +60,12 @@ class DemoCase(unittest.TestCase):
         return write(self.directory / "site.json", content)
 
     def link_program(self, path):
-        """Makes a program what the last build has left."""
+        """Uses a program as the result of the last build."""
         target = self.checkout / "build/release/cmd_lanfab"
         target.symlink_to(path)
 
     def demo(self, *arguments, wrapper=()):
-        """Runs the demo; returns its result, to which `calls` adds what it called."""
+        """Runs the demo; returns its result, with the calls of stubs as `calls`."""
         calls = write(self.directory / "calls", b"")
         result = subprocess.run(
             [*wrapper, self.checkout / "scripts/demo", *arguments],
@@ -89,23 +89,23 @@ class Usage(DemoCase):
         self.assertEqual((result.returncode, result.stderr, result.calls), (0, "", []))
         self.assertTrue(result.stdout.startswith("Usage: scripts/demo [CONFIG]\n"))
 
-    def test_what_is_wrong_comes_before_the_usage(self):
+    def test_the_error_comes_before_the_usage(self):
         cases = (
             (["--all"], "scripts/demo: unknown option: --all"),
             (["-h"], "scripts/demo: unknown option: -h"),
             (["a.json", "b.json"], "scripts/demo: more than one CONFIG"),
             (["--help", "a.json"], "scripts/demo: more than one CONFIG"),
         )
-        for arguments, complaint in cases:
+        for arguments, error in cases:
             with self.subTest(arguments):
                 result = self.demo(*arguments)
                 first, second = result.stderr.splitlines()[:2]
-                self.assertEqual((first, second), (complaint, "Usage: scripts/demo [CONFIG]"))
+                self.assertEqual((first, second), (error, "Usage: scripts/demo [CONFIG]"))
                 self.assertEqual((result.returncode, result.stdout, result.calls), (2, "", []))
 
 
 class FileThatCannotBeRead(DemoCase):
-    """It is refused before anything is called."""
+    """An unreadable file is an error before anything is called."""
 
     def test_missing(self):
         path = self.directory / "missing.json"
@@ -118,22 +118,22 @@ class FileThatCannotBeRead(DemoCase):
         self.assert_refused(self.demo(self.directory), f"{self.directory}: is a directory")
 
     def test_device(self):
-        self.assert_refused(self.demo("/dev/null"), "/dev/null: is not a regular file")
+        self.assert_refused(self.demo("/dev/null"), "/dev/null: not a regular file")
 
     def test_unreadable(self):
         path = self.file(b"{}")
         path.chmod(0)
         self.link_program("/bin/false")
-        # In a user namespace without a mapping root has no rights beyond those of an owner.
+        # In a user namespace without a mapping, root has no more rights than the owner.
         self.assert_refused(self.demo(path, wrapper=["unshare", "--user"]), f"{path}: not readable")
 
     def test_empty(self):
         path = self.file(b"")
-        self.assert_refused(self.demo(path), f"{path}: is empty")
+        self.assert_refused(self.demo(path), f"{path}: empty file")
 
 
 class FileWithoutAConfiguration(DemoCase):
-    """It is refused before the build; python3 may come with the packages."""
+    """Invalid content is an error before the build. Checking it may need packages, such as python3."""
 
     def test_error(self):
         cases = (
@@ -172,16 +172,16 @@ class FileWithoutAConfiguration(DemoCase):
 
 
 class FileWithAConfiguration(DemoCase):
-    """It is built and booted, whatever the configuration is."""
+    """Any JSON object is shown in a gateway."""
 
     def assert_booted(self, result, config, serves_dhcp=False):
         *before, launch = result.calls
-        look = [f"lanfab check --offline {config}"]
+        check = [f"lanfab check --offline {config}"]
         if serves_dhcp:
             diff = before.pop()
             self.assertIn(f" {config} ", diff)
             self.assertTrue(diff.startswith("lanfab diff "), diff)
-        self.assertEqual(before, BEFORE_THE_BUILD + BUILD + look)
+        self.assertEqual(before, BEFORE_THE_BUILD + BUILD + check)
         self.assertIn(f"--config {config} ", launch)
         self.assertTrue(result.stdout.startswith(COST), result.stdout)
         self.assertEqual(result.returncode, 7, "the status of the launcher")
@@ -202,7 +202,7 @@ class FileWithAConfiguration(DemoCase):
 
 
 class Cost(DemoCase):
-    """It is the first thing that the demo prints."""
+    """The demo first prints how long it takes."""
 
     def test_with_a_program_that_was_built(self):
         self.link_program("/bin/true")

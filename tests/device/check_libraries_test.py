@@ -97,30 +97,31 @@ class CheckLibraries(unittest.TestCase):
 
     def test_a_symbol_that_is_left_out_is_named(self):
         self.replace("libsysdb", "_Z14sysdb_read_intiPKcPi")
-        complaint = "libsysdb.so has no _Z14sysdb_read_intiPKcPi, sysdb_read_int(int, char const*, int*)\n"
-        self.assertEqual(check(self.exports), (1, complaint))
+        symbol = "_Z14sysdb_read_intiPKcPi, sysdb_read_int(int, char const*, int*)"
+        self.assertEqual(check(self.exports), (1, f"libsysdb.so does not export {symbol}\n"))
 
     def test_empty_libraries_lack_all_that_the_program_imports(self):
-        status, complaints = check({library: {library} for library in LIBRARIES})
+        status, errors = check({library: {library} for library in LIBRARIES})
         self.assertEqual(status, 1)
-        named = re.findall(r"^(\w+)\.so has no (\w+), ", complaints, re.MULTILINE)
+        named = re.findall(r"^(\w+)\.so does not export (\w+), ", errors, re.MULTILINE)
         imported = [(library, name) for library, names in self.exports.items() for name in names]
         self.assertCountEqual(named, imported)
 
     def test_c_linkage_is_seen(self):
         self.replace("libvantor", "_Z11file_existsPKc", "file_exists")
-        complaint = (
-            "libvantor.so has no _Z11file_existsPKc, file_exists(char const*), "
-            "but file_exists with C linkage: packaging/adapter can call it\n"
+        error = (
+            "libvantor.so does not export _Z11file_existsPKc, file_exists(char const*), "
+            "only file_exists with C linkage, which packaging/adapter can call\n"
         )
-        self.assertEqual(check(self.exports), (1, complaint))
+        self.assertEqual(check(self.exports), (1, error))
 
     def test_other_parameters_are_shown(self):
         self.replace("libvantor", "_Z15netmask_to_cidrPKc", "_Z15netmask_to_cidrPc", "_Z15netmask_to_cidrv")
-        status, complaint = check(self.exports)
+        status, error = check(self.exports)
         self.assertEqual(status, 1)
-        name, *others = complaint.rstrip().split(", but ")
-        self.assertEqual(name, "libvantor.so has no _Z15netmask_to_cidrPKc, netmask_to_cidr(char const*)")
+        name, *others = error.rstrip().split(", only ")
+        missing = "_Z15netmask_to_cidrPKc, netmask_to_cidr(char const*)"
+        self.assertEqual(name, f"libvantor.so does not export {missing}")
         self.assertCountEqual(others[0].split(" and "), ["netmask_to_cidr(char*)", "netmask_to_cidr()"])
 
     def test_an_adapter_needs_the_functions_that_it_calls(self):
@@ -128,18 +129,18 @@ class CheckLibraries(unittest.TestCase):
 
     def test_a_function_that_the_adapter_lacks_is_named(self):
         exports = {**C_FUNCTIONS, "libsysdb": {"sysdb_write_str", "sysdb_namedb_write_str"}}
-        complaint = "No library has sysdb_read_int, which the adapter calls\n"
-        self.assertEqual(check(exports, *ADAPTER), (1, complaint))
+        error = "no library exports sysdb_read_int, which the adapter calls\n"
+        self.assertEqual(check(exports, *ADAPTER), (1, error))
 
     def test_what_no_adapter_defines_is_still_needed(self):
-        status, complaints = check(C_FUNCTIONS, *ADAPTER[:2])
+        status, errors = check(C_FUNCTIONS, *ADAPTER[:2])
         self.assertEqual(status, 1)
-        self.assertIn("libcmd.so has no _Z14config_get_intRKN4Json5ValueEPi", complaints)
-        self.assertNotIn("_Z11file_existsPKc", complaints)
+        self.assertIn("libcmd.so does not export _Z14config_get_intRKN4Json5ValueEPi", errors)
+        self.assertNotIn("_Z11file_existsPKc", errors)
 
     def test_a_library_that_is_missing_is_named(self):
         del self.exports["libsysdb"]
-        self.assertEqual(check(self.exports), (1, "libsysdb.so is missing\n"))
+        self.assertEqual(check(self.exports), (1, "libsysdb.so: no such file\n"))
 
 
 if __name__ == "__main__":

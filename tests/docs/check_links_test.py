@@ -11,7 +11,7 @@ CHECK_LINKS = sys.argv.pop(1)
 
 
 def check(page):
-    """Returns the exit status and the complaints about a directory with this page and two files."""
+    """Returns the exit status and the errors for a directory with this page and two files."""
     with tempfile.TemporaryDirectory() as directory:
         for name, text in (
             ("docs/page.md", page),
@@ -33,21 +33,21 @@ class CheckLinks(unittest.TestCase):
                 self.assertEqual(check(f"[one](other.md)\nand [another]({link})\n"), (0, ""))
 
     def test_bad_links(self):
-        for link, reason in (
-            ("missing.md", "leads nowhere"),
-            ("file", "leads nowhere"),
-            ("../../file", "leads out of the directory"),
-            ("other.md#heading", "names a heading that is not there"),
-            ("#here", "names a heading that is not there"),
+        for link, error in (
+            ("missing.md", "target does not exist"),
+            ("file", "target does not exist"),
+            ("../../file", "target is outside the directory"),
+            ("other.md#heading", "no such heading"),
+            ("#here", "no such heading"),
         ):
             with self.subTest(link):
-                self.assertEqual(check(f"[bad]({link})\n"), (1, f"docs/page.md: {link} {reason}\n"))
+                self.assertEqual(check(f"[bad]({link})\n"), (1, f"docs/page.md: {link}: {error}\n"))
 
     def test_code_has_no_links(self):
         code = "`[a](missing)`\n\n    [b](missing)\n\n```\n[c](missing)\n```\n"
         self.assertEqual(check(f"[one](other.md) {code}"), (0, ""))
 
-    def test_no_link_at_all_is_a_mistake(self):
+    def test_a_directory_without_links_is_an_error(self):
         self.assertEqual(check("No link\n")[0], 1)
 
 

@@ -89,7 +89,7 @@ def check_edges(svg):
 
 def main():
     if shutil.which("dot") is None:
-        print("there is no Graphviz")
+        print("Graphviz is not installed")
         return SKIPPED
     program = os.path.abspath(sys.argv[1])
     is_exhaustive = "--exhaustive" in sys.argv[2:]

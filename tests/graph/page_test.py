@@ -141,6 +141,6 @@ class Page(unittest.TestCase):
 
 if __name__ == "__main__":
     if shutil.which("dot") is None:
-        print("there is no Graphviz")
+        print("Graphviz is not installed")
         sys.exit(SKIPPED)
     unittest.main()

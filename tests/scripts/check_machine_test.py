@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""What the machine lacks is reported before anything is built: one line with the cause, one with the remedy.
+"""scripts/check-machine reports each unmet requirement in two lines: the cause and the remedy.
 
-The machine of these tests is made up: stubs stand for its programs, and files for its /proc and /sys.
+The tests fake the machine, with stubs of its programs and files for its /proc and /sys.
 """
 
 import os
@@ -49,7 +49,7 @@ class CheckMachine(CommandTest):
         return self.run_command(command, *needs, **{**variables, **environment})
 
     def expect_missing(self, done, cause, remedy):
-        """Expects one line with the cause and one with the remedy, and nothing left behind."""
+        """Checks that there is one line with the cause and one with the remedy, and no temporary file."""
         self.expect(done, 1, cause)
         self.assertIn(remedy, done.stderr)
         self.assertEqual(len(done.stderr.splitlines()), 2, done.stderr)
@@ -67,7 +67,7 @@ class Needs(CheckMachine):
 
     def test_a_full_disk(self):
         self.put("df", "echo Avail; echo 7")
-        self.expect_missing(self.check("build"), "checkout has less than 2000 MB free", "make space there")
+        self.expect_missing(self.check("build"), "checkout has less than 2000 MB free", "Free some space")
         done = self.check("gateway")
         self.expect_missing(done, f"Neither /dev/shm nor {self.temporary} has 800 MB free", "set TMPDIR")
 
@@ -88,12 +88,12 @@ class Memory(CheckMachine):
         self.put_on_machine("proc/meminfo", text)
 
     def limit(self, group, file, limit):
-        """Puts this process into a control group, and limits that group or one around it."""
+        """Puts this process into a control group, and limits that group or a parent of it."""
         self.put_on_machine("proc/self/cgroup", group)
         self.put_on_machine(f"sys/fs/cgroup/{file}", f"{limit}\n")
 
     def expect_too_little(self, need, mebibytes):
-        cause = f"{mebibytes} MB of memory to spare: the build and the gateways need 1450 MB\n"
+        cause = f"Only {mebibytes} MB of memory available; the build and the gateways need 1450 MB\n"
         self.expect_missing(self.check(need), cause, "use a machine with 2 GB")
 
     def test_too_little(self):
@@ -105,7 +105,7 @@ class Memory(CheckMachine):
     def test_is_reported_once(self):
         self.available(900)
         done = self.check("build", "gateway")
-        self.assertEqual(done.stderr.count("memory"), 1, done.stderr)
+        self.assertEqual(done.stderr.count("memory available"), 1, done.stderr)
 
     def test_swap_counts(self):
         self.available(900, swap=550)
@@ -117,7 +117,7 @@ class Memory(CheckMachine):
             ("0::/user/session\n", "user/session/memory.max"),
             ("0::/user/session\n", "user/memory.max"),
             ("5:devices:/\n4:cpu,memory:/box\n", "memory/box/memory.limit_in_bytes"),
-            # It sees the path on the host, and its own group at the root.
+            # A container may see the host's path of its group, and its own group at the root.
             ("4:memory:/docker/box\n", "memory/memory.limit_in_bytes"),
         )
         for group, file in cases:
@@ -159,7 +159,8 @@ class Sandbox(CheckMachine):
 
     def test_fails(self):
         self.put("unshare", '[ "$*" = "--user true" ] || { echo mount failed >&2; exit 1; }')
-        self.expect_missing(self.check("sandbox"), "the sandbox of the tests: mount failed", "--privileged")
+        done = self.check("sandbox")
+        self.expect_missing(done, "Could not create the test sandbox: mount failed", "--privileged")
 
     def test_is_restricted(self):
         self.put("unshare", '[ "$*" = "--user true" ]')
@@ -171,7 +172,7 @@ class Sandbox(CheckMachine):
         # Less patience.
         timeout = shutil.which("timeout")
         self.put("timeout", f'shift; exec {timeout} 0.1 "$@"')
-        self.expect_missing(self.check("sandbox"), "Could not create the sandbox", "--privileged")
+        self.expect_missing(self.check("sandbox"), "Could not create the test sandbox", "--privileged")
 
 
 class Gateway(CheckMachine):
@@ -199,7 +200,7 @@ class Gateway(CheckMachine):
     def test_no_program_may_run_where_the_memory_is(self):
         self.put("findmnt", "echo rw,noexec")
         done = self.check("gateway")
-        self.expect_missing(done, "800 MB free on a file system without noexec", "set TMPDIR to a directory")
+        self.expect_missing(done, "800 MB free on a file system without noexec", "set TMPDIR to another")
         self.expect(self.check("gateway", GATEWAY="qemu"), 0)
 
     def test_one_directory_for_the_memory_is_enough(self):

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""scripts/check-release accepts a small release, and finds what is wrong with one."""
+"""scripts/check-release accepts a small release, and reports each kind of error in one."""
 
 import hashlib
 import io
@@ -16,7 +16,7 @@ project(lanfab LANGUAGES NONE)
 file(WRITE ${CMAKE_BINARY_DIR}/documentation/page "")
 add_custom_target(cmd_lanfab COMMAND cp ${CMAKE_SOURCE_DIR}/CMakeLists.txt cmd_lanfab)
 """
-# In the place of the test of the same name: both must be there.
+# A stub of the test of the same name: fails unless its two arguments exist.
 VERSION_TEST = '#!/bin/sh\ntest -e "$1/page" && test -s "$2" || { echo "not built"; exit 1; }\n'
 ARCHIVE = "lanfab-1.2.3.tar.xz"
 PACKAGE = "lanfab_1.2.3_amd64.deb"
@@ -34,7 +34,7 @@ def relationship(one, kind, other):
 
 
 def small_document():
-    """A list of contents without checksums."""
+    """Returns an SPDX document without checksums."""
     return {
         "spdxVersion": "SPDX-2.3", "dataLicense": "CC0-1.0", "SPDXID": "SPDXRef-DOCUMENT",
         "name": "lanfab-1.2.3", "documentNamespace": "urn:uuid:5b2c8a3e-0a1f-5d6b-8f3e-1c2d3e4f5a6b",
@@ -72,7 +72,7 @@ class CheckRelease(CommandTest):
         return hashlib.sha256((self.release / name).read_bytes()).hexdigest()
 
     def write_release(self):
-        """Writes the files of the release, with checksums that are right."""
+        """Writes the files of the release, with correct checksums."""
         self.write_archive()
         (self.release / PACKAGE).write_text("package")
         for element in self.document["packages"]:
@@ -86,13 +86,13 @@ class CheckRelease(CommandTest):
         (self.release / "SHA256SUMS").write_text(
             "".join(f"{self.checksum(name)}  {name}\n" for name in names if name != "SHA256SUMS"))
 
-    def check(self, status, said=""):
+    def check(self, status, error=""):
         environment = {"TMPDIR": str(self.directory)}
-        self.expect(self.run_command(SCRIPTS / "check-release", self.release, **environment), status, said)
+        self.expect(self.run_command(SCRIPTS / "check-release", self.release, **environment), status, error)
 
-    def check_fault(self, said):
+    def check_error(self, error):
         self.write_release()
-        self.check(1, said)
+        self.check(1, error)
 
     def test_accepts_a_release(self):
         self.write_release()
@@ -101,23 +101,23 @@ class CheckRelease(CommandTest):
     def test_a_file_that_is_damaged(self):
         self.write_release()
         (self.release / PACKAGE).write_text("another package")
-        self.check(1, f"SHA256SUMS is wrong about {PACKAGE}\n")
+        self.check(1, f"SHA256SUMS does not match {PACKAGE}\n")
 
     def test_a_file_that_is_not_listed(self):
         self.write_release()
         (self.release / "notes").write_text("")
-        self.check(1, "SHA256SUMS is wrong about notes\n")
+        self.check(1, "SHA256SUMS does not match notes\n")
 
     def test_a_file_that_is_missing(self):
         self.write_release()
         (self.release / PACKAGE).unlink()
-        self.check(1, f"SHA256SUMS is wrong about {PACKAGE}\n")
+        self.check(1, f"SHA256SUMS does not match {PACKAGE}\n")
 
-    def test_a_listed_line_that_is_none(self):
+    def test_a_malformed_line_in_the_checksums(self):
         self.write_release()
         with open(self.release / "SHA256SUMS", "a", encoding="ascii") as file:
             file.write("nonsense\n")
-        self.check(1, "SHA256SUMS is wrong about ")
+        self.check(1, "SHA256SUMS does not match ")
 
     def test_contents_that_are_not_json(self):
         self.write_release()
@@ -136,7 +136,7 @@ class CheckRelease(CommandTest):
                 for step in path[:-1]:
                     owner = owner[step]
                 del owner[path[-1]]
-                self.check_fault(f"'{path[-1]}' is a required property")
+                self.check_error(f"'{path[-1]}' is a required property")
 
     def test_contents_with_a_wrong_field(self):
         for path, value in ((["spdxVersion"], "SPDX-2.2"), (["documentNamespace"], "lanfab"),
@@ -152,52 +152,52 @@ class CheckRelease(CommandTest):
                 for step in path[:-1]:
                     owner = owner[step]
                 owner[path[-1]] = value
-                place = "".join(f"[{step!r}]" for step in path)
-                self.check_fault(f"The list of contents is not SPDX: {place}")
+                location = "".join(f"[{step!r}]" for step in path)
+                self.check_error(f"not a valid SPDX document: {location}")
 
-    def test_contents_with_an_element_that_is_not_related(self):
+    def test_contents_with_an_element_without_a_relationship(self):
         del self.document["relationships"][2]
-        self.check_fault("Not both an element and in a relationship: SPDXRef-libc6\n")
+        self.check_error("undefined or without a relationship: SPDXRef-libc6\n")
 
-    def test_contents_that_relate_what_is_not_there(self):
+    def test_contents_with_a_relationship_to_an_undefined_element(self):
         self.document["relationships"].append(relationship("package", "DYNAMIC_LINK", "libm"))
-        self.check_fault("Not both an element and in a relationship: SPDXRef-libm\n")
+        self.check_error("undefined or without a relationship: SPDXRef-libm\n")
 
     def test_contents_with_an_identifier_twice(self):
         self.document["packages"].append(self.document["packages"][2])
-        self.check_fault("Two elements have the same identifier\n")
+        self.check_error("the SPDX document has duplicate identifiers\n")
 
     def test_contents_with_a_licence_without_a_text(self):
         self.document["hasExtractedLicensingInfos"] = []
-        self.check_fault("No text for LicenseRef-lanfab\n")
+        self.check_error("no licence text for LicenseRef-lanfab\n")
 
     def test_contents_of_other_files(self):
         self.document["packages"][1]["checksums"][0]["checksumValue"] = "0" * 64
-        self.check_fault(f"{PACKAGE} is not described, or with another checksum\n")
+        self.check_error(f"{PACKAGE}: not in the SPDX document, or its checksum differs\n")
 
     def test_contents_without_a_library(self):
         self.document["relationships"][2]["relationshipType"] = "STATIC_LINK"
-        self.check_fault(f"{PACKAGE} links no library\n")
+        self.check_error(f"{PACKAGE}: no linked library in the SPDX document\n")
 
     def test_an_archive_with_a_file_elsewhere(self):
         self.files["lanfab/notes"] = ""
-        self.check_fault("The archive has files outside of lanfab-1.2.3: lanfab/notes\n")
+        self.check_error(f"{ARCHIVE}: files outside of lanfab-1.2.3/: lanfab/notes\n")
 
     def test_an_archive_of_another_version(self):
         self.files["lanfab-1.2.3/CMakeLists.txt"] = CMAKE_LISTS.replace("1.2.3", "1.2.3~dev")
-        self.check_fault("CMakeLists.txt does not set the version 1.2.3\n")
+        self.check_error("CMakeLists.txt does not set LANFAB_VERSION to 1.2.3\n")
 
     def test_an_archive_that_needs_git(self):
         self.files["lanfab-1.2.3/CMakeLists.txt"] = CMAKE_LISTS + "execute_process(COMMAND git describe)\n"
-        self.check_fault("The build runs git\n")
+        self.check_error("the build of the source archive runs git\n")
 
     def test_an_archive_that_does_not_build(self):
         self.files["lanfab-1.2.3/CMakeLists.txt"] = CMAKE_LISTS.replace("COMMAND cp", "COMMAND false")
-        self.check_fault("--target cmd_lanfab")
+        self.check_error("--target cmd_lanfab")
 
     def test_an_archive_with_two_versions(self):
         self.files["lanfab-1.2.3/CMakeLists.txt"] = CMAKE_LISTS.replace("/page", "/other")
-        self.check_fault("not built\n")
+        self.check_error("not built\n")
 
 
 if __name__ == "__main__":

@@ -1,4 +1,4 @@
-"""Runs the commands in scripts/, with programs that take the place of the machine's own."""
+"""Runs the commands in scripts/ with stubs for programs of the machine."""
 
 import os
 import pathlib
@@ -11,7 +11,7 @@ SCRIPTS = CHECKOUT / "scripts"
 
 
 class CommandTest(unittest.TestCase):
-    """A test with a directory of programs that are found before those of the machine."""
+    """A test case with a directory of stubs, which precedes the machine's programs on the PATH."""
 
     def setUp(self):
         directory = tempfile.TemporaryDirectory()
@@ -21,22 +21,22 @@ class CommandTest(unittest.TestCase):
         self.programs.mkdir()
 
     def put(self, name, text):
-        """Puts a shell script in the place of a program of that name."""
+        """Creates a stub of a program, a shell script."""
         path = self.programs / name
         path.write_text(f"#!/bin/sh\n{text}\n")
         path.chmod(0o755)
 
     def run_command(self, *command, **environment):
-        """Returns what came of the command; its programs are those that were put there, or the machine's."""
+        """Runs a command, with the stubs on its PATH; returns its result."""
         path = f"{self.programs}:{os.environ['PATH']}"
         variables = {**os.environ, "PATH": path, "LC_ALL": "C", **environment}
         return subprocess.run(command, cwd=CHECKOUT, env=variables, stdin=subprocess.DEVNULL,
                               capture_output=True, text=True, check=False)
 
-    def expect(self, done, status, said=""):
-        """Demands the status, and that standard error has the text; nothing if it is empty."""
+    def expect(self, done, status, error=""):
+        """Checks the status, and that standard error contains the string, or is empty if the string is."""
         self.assertEqual(done.returncode, status, done)
-        if said:
-            self.assertIn(said, done.stderr)
+        if error:
+            self.assertIn(error, done.stderr)
         else:
             self.assertEqual(done.stderr, "")

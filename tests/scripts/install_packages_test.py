@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Packages are installed by root alone, and only those that are missing."""
+"""scripts/install-packages installs the missing packages as root, and reports why it cannot."""
 
 import unittest
 
@@ -22,11 +22,11 @@ class InstallPackages(CommandTest):
         self.temporary.mkdir()
         self.put("dpkg-query", 'case "$*" in *cmake*) exit 1 ;; esac; printf "install ok installed"')
         self.put_apt()
-        # Root by name: the commands of root are run as they are.
+        # A stub of sudo that runs commands without becoming root.
         self.put("sudo", '[ "$1" != -n ] || shift; exec "$@"')
 
     def put_apt(self, update="", cost=f'echo "{SIZES}"; exit 1', install=""):
-        """Puts shell commands in the place of what apt-get does."""
+        """Creates a stub of apt-get from shell commands for its uses."""
         self.put("apt-get", f'echo "$*" >>{self.calls}\n'
                             f'case "$*" in\n'
                             f'  update*) {update or ":"} ;;\n'
@@ -50,7 +50,7 @@ class InstallPackages(CommandTest):
     def test_what_is_missing_is_named_with_its_size(self):
         done = self.install("build")
         self.expect(done, 0)
-        self.assertEqual(done.stdout, "Missing: cmake\n"
+        self.assertEqual(done.stdout, "Missing packages: cmake\n"
                                       "Installing 23 packages, 12.3 MB to download, 720 MB on disk\n")
         self.assertRegex(self.calls.read_text(), "\ninstall -qq -y --no-install-recommends .* cmake\n$")
 
@@ -82,8 +82,8 @@ class InstallPackages(CommandTest):
                 done = self.install(*arguments)
                 self.assertEqual(done.returncode, 1)
                 self.assertEqual(done.stderr,
-                                 "Cannot download the lists of packages: http://mirror/InRelease: "
-                                 "Temporary failure resolving 'mirror'. Is there a network?\n")
+                                 "Cannot download package lists: http://mirror/InRelease: "
+                                 "Temporary failure resolving 'mirror'. Check the network connection.\n")
                 self.assertNotIn(" -y ", self.calls.read_text())
 
     def test_no_network_for_the_packages(self):
@@ -91,28 +91,28 @@ class InstallPackages(CommandTest):
         self.put_apt(install=f'echo "{missing}" >&2; exit 100')
         done = self.install("build")
         self.assertEqual(done.returncode, 1)
-        self.assertEqual(done.stderr, "Cannot download the packages: http://mirror/cmake.deb: "
-                                      "404  Not Found. Is there a network?\n")
+        self.assertEqual(done.stderr, "Cannot download packages: http://mirror/cmake.deb: "
+                                      "404  Not Found. Check the network connection.\n")
 
     def test_one_of_several_lists_cannot_be_downloaded(self):
         self.put_apt(update=f'echo "{UNREACHABLE}" >&2; exit 100')
         self.expect(self.install("build"), 0)
 
     def test_a_package_that_the_system_does_not_have(self):
-        for said in ("Unable to locate package cmake", "Package 'cmake' has no installation candidate"):
-            with self.subTest(said):
-                self.put_apt(cost=f'echo "E: {said}" >&2; exit 100')
+        for error in ("Unable to locate package cmake", "Package 'cmake' has no installation candidate"):
+            with self.subTest(error):
+                self.put_apt(cost=f'echo "E: {error}" >&2; exit 100')
                 self.expect(self.install("build"), 1, " does not have these packages: cmake\n")
 
     def test_a_failed_installation_fails(self):
         code = "E: Sub-process /usr/bin/dpkg returned an error code (1)"
         package = "dpkg: error processing package cmake (--configure):\n no space left"
-        for said, reason in ((code, code[3:]), (f"{package}\n{code}", package[6:].replace("\n", ""))):
-            with self.subTest(said):
-                self.put_apt(install=f'echo "{said}" >&2; exit 100')
+        for error, cause in ((code, code[3:]), (f"{package}\n{code}", package[6:].replace("\n", ""))):
+            with self.subTest(error):
+                self.put_apt(install=f'echo "{error}" >&2; exit 100')
                 done = self.install("build")
                 self.assertEqual(done.returncode, 1)
-                self.assertEqual(done.stderr, f"Cannot install the packages: {reason}\n")
+                self.assertEqual(done.stderr, f"Cannot install packages: {cause}\n")
 
     def test_waits_for_another_apt(self):
         first = self.directory / "first"
@@ -121,11 +121,11 @@ class InstallPackages(CommandTest):
         self.assertEqual(self.calls.read_text().count("update "), 2)
         self.assertIn("DPkg::Lock::Timeout=", self.calls.read_text().splitlines()[-1])
 
-    def test_sudo_wants_a_password_and_there_is_no_terminal(self):
+    def test_sudo_needs_a_password_and_there_is_no_terminal(self):
         self.put("sudo", '[ "$1" = -n ] || echo "$*" >>' + str(self.calls) + "; exit 1")
-        # Without root's number, even if root runs this test.
+        # With an unmapped user ID, even if root runs this test.
         done = self.run_command("setsid", "--wait", "unshare", "--user", COMMAND, "build")
-        self.expect(done, 1, "only root can install them, with this command:\n"
+        self.expect(done, 1, "Packages are missing. Install them as root:\n"
                              "  apt-get install --no-install-recommends cmake\n")
         self.assertFalse(self.calls.exists(), "sudo must not ask for a password")
 
@@ -133,8 +133,9 @@ class InstallPackages(CommandTest):
         self.put("dpkg-query", 'case "$*" in *-linux | *qemu*) exit 1 ;; esac; printf "install ok installed"')
         for kind, package in (("uml", "user-mode-linux"), ("qemu", "qemu-system-")):
             with self.subTest(kind):
-                self.assertIn(f"Missing: {package}", self.install("gateway", GATEWAY=kind).stdout)
-        self.expect(self.install("gateway", GATEWAY="xen"), 1, 'GATEWAY is "xen": set it to uml or qemu\n')
+                self.assertIn(f"Missing packages: {package}", self.install("gateway", GATEWAY=kind).stdout)
+        done = self.install("gateway", GATEWAY="xen")
+        self.expect(done, 1, "GATEWAY=xen is invalid: set it to uml or qemu\n")
 
     def test_without_apt_the_command_is_shown(self):
         # Only what the script needs, and neither apt-get nor sudo.

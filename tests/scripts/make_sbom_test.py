@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""scripts/make-sbom says what small packages consist of, on a machine whose packages are made up."""
+"""scripts/make-sbom lists the contents of small packages; stubs fake the packages of the machine."""
 
 import hashlib
 import json
@@ -8,7 +8,7 @@ import unittest
 
 from command import SCRIPTS, CommandTest
 
-# What dpkg-query lists: name, architecture, version, and the same of the source package.
+# The output of dpkg-query: name, architecture, version, and source package with its version.
 MACHINE = """libc6 amd64 2.36-9+deb12u14 glibc 2.36-9+deb12u14
 libc6 i386 2.35-1 glibc 2.35-1
 libc6-dev amd64 2.36-9+deb12u14 glibc 2.36-9+deb12u14
@@ -140,7 +140,7 @@ class MakeSbom(CommandTest):
 
     def test_a_library_without_a_version_is_an_error(self):
         done = self.run_make_sbom(self.package("lanfab", "amd64", "libc6, libunheard1"))
-        self.expect(done, 1, "No version of libunheard1 is known\n")
+        self.expect(done, 1, "libunheard1: not installed, version unknown\n")
         self.assertEqual(done.stdout, "")
 
 

@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""scripts/release makes a release of a small project, or refuses to; what it calls to build packages, to list
-their contents and to check the result is replaced."""
+"""scripts/release makes a release of a small project, or refuses to. Stubs replace the scripts that it calls
+to build packages, list their contents and check the result."""
 
 import shutil
 import tarfile
@@ -10,7 +10,7 @@ from command import SCRIPTS, CommandTest
 
 # Monday, 23 November 2026, 12:00:00 UTC.
 TIME = "1795435200"
-# Not a placeholder, which may be in the project's files only.
+# Split, so that this file does not contain a placeholder.
 HOST = "lanfab." + "example"
 PROJECT = {
     ".gitignore": "/build/\n",
@@ -78,7 +78,7 @@ class Release(CommandTest):
         self.commit(f"Change {path}")
 
     def state(self):
-        """What a release that is refused must leave alone."""
+        """Returns the state that a refused release must not change."""
         return self.git("rev-parse", "HEAD"), self.git("tag"), self.git("status", "--porcelain")
 
     def release(self, *arguments, **more):
@@ -99,7 +99,7 @@ class Release(CommandTest):
         self.assertEqual(done.stdout, "build/release-1.2.3:\n  SHA256SUMS\n  lanfab-1.2.3.spdx.json\n"
                                       "  lanfab-1.2.3.tar.xz\n  one.deb\n")
         results = self.results("release-1.2.3")
-        # The packages come from the archive, and the list of contents is about both.
+        # The packages are built from the archive, and the bill of materials lists both.
         self.assertIn("LANFAB_VERSION 1.2.3)", (results / "one.deb").read_text())
         self.assertEqual((results / "lanfab-1.2.3.spdx.json").read_text(), "lanfab-1.2.3.tar.xz\none.deb\n")
         self.assertEqual(self.git("log", "-1", "--format=%s, %an, %aI").strip(),
@@ -141,13 +141,13 @@ class Release(CommandTest):
 
     def test_refuses_without_an_address_for_reports(self):
         self.change("SECURITY.md", "Keep it to yourself.\n")
-        self.expect_refusal("SECURITY.md: it does not say where to report a vulnerability")
+        self.expect_refusal("SECURITY.md: no address for reporting a vulnerability")
 
     def test_refuses_without_a_licence(self):
         path = "packaging/debian/copyright"
         for text, reason in ((PROJECT[path].replace("Expat", "none-granted"), "no licence has been granted"),
                              ("Files: tests\nLicense: Expat\n",
-                              "it does not state the licence of the project's own files")):
+                              "no licence of the project's own files")):
             with self.subTest(reason):
                 self.change(path, text)
                 self.expect_refusal(f"{path}: {reason}")
@@ -163,21 +163,21 @@ class Release(CommandTest):
 
     def test_refuses_an_existing_tag(self):
         self.git("tag", "--message=old", "--no-sign", "1.2.3")
-        self.expect_refusal("The tag 1.2.3 exists")
+        self.expect_refusal("the tag 1.2.3 exists")
 
     def test_refuses_a_version_that_is_released(self):
         self.release()
         before = self.state()
-        self.expect(self.release(), 1, "CMakeLists.txt: 1.2.3 is released already\n  The tag 1.2.3 exists\n")
+        self.expect(self.release(), 1, "CMakeLists.txt: 1.2.3 is already released\n  the tag 1.2.3 exists\n")
         self.assertEqual(self.state(), before)
 
     def test_without_a_key_nothing_is_released(self):
         self.put("gpg", "cat >/dev/null; exit 1")
         before = self.state()
-        self.expect(self.release(), 1, "Failed: git -C ")
+        self.expect(self.release(), 1, "failed: git -C ")
         self.assertEqual(self.state(), before)
 
-    def test_a_release_that_does_not_pass_its_checks_is_none(self):
+    def test_a_release_that_fails_its_checks_is_not_published(self):
         self.put_script("check-release", "exit 1")
         self.commit("Break it")
         before = self.state()
@@ -200,7 +200,7 @@ class Release(CommandTest):
 
     def test_a_dry_run_of_a_release(self):
         self.release()
-        self.expect(self.release("--dry-run"), 0, "  CMakeLists.txt: 1.2.3 is released already\n")
+        self.expect(self.release("--dry-run"), 0, "  CMakeLists.txt: 1.2.3 is already released\n")
         released, again = (self.results(name) / "lanfab-1.2.3.tar.xz"
                            for name in ("release-1.2.3", "release-1.2.3-dry-run"))
         self.assertEqual(released.read_bytes(), again.read_bytes())
@@ -212,7 +212,8 @@ class Release(CommandTest):
         self.assertEqual(names, ["two.deb"])
 
     def test_a_dry_run_needs_packages(self):
-        self.expect(self.release("--dry-run", "--built", self.tree / "build"), 1, "build has no packages\n")
+        done = self.release("--dry-run", "--built", self.tree / "build")
+        self.expect(done, 1, "build/packages: no packages\n")
 
     def test_the_archive_is_reproducible(self):
         archive = self.results("release-1.2.3-dry-run") / "lanfab-1.2.3.tar.xz"

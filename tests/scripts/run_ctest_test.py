@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""What ctest prints becomes a line for each group of tests, failures in full and a reason for each skip."""
+"""run-ctest prints a line for each group of tests, failures in full, and the reason for each skipped test."""
 
 import json
 import unittest
@@ -11,8 +11,8 @@ COMMAND = CHECKOUT / "tests/support/run-ctest"
 
 class RunCtest(CommandTest):
     def ctest(self, tests, lines, status=0, output=None, **environment):
-        """Runs a ctest that lists the tests, each with its cost, prints the lines when it runs them, and
-        reports the output of some tests."""
+        """Runs run-ctest with a stub of ctest, which lists the tests with their costs, prints the lines when
+        it runs them, and reports the output of some tests."""
         listed = [{"name": name, "properties": [{"name": "COST", "value": cost}]}
                   for name, cost in tests.items()]
         (self.directory / "list").write_text(json.dumps({"tests": listed}))
@@ -44,7 +44,7 @@ class RunCtest(CommandTest):
 """)
         self.expect(done, 0)
         self.assertEqual(done.stdout.replace(str(self.directory), "BUILD"),
-                         "  system.router              begins and takes about 25 s\n"
+                         "  system.router              started, takes about 25 s\n"
                          "  unit                                 2 passed      1.5 s\n"
                          "  system.router                        1 passed     19.2 s\n"
                          "3 passed, 0 failed, 0 skipped in 0 s\n")
@@ -83,7 +83,7 @@ The following tests FAILED:
 
 The following tests did not run:
 	  2 - graph.documents (Skipped)
-""", output={"unit.a": "fine", "graph.documents": "looking for it\nthere is no Graphviz\n"}, **environment)
+""", output={"unit.a": "fine", "graph.documents": "searching\nGraphviz is not installed\n"}, **environment)
 
     def test_a_skipped_test_with_its_reason(self):
         done = self.skip_one()
@@ -92,21 +92,21 @@ The following tests did not run:
                          "  unit                                 1 passed      0.5 s\n"
                          "  graph                          1 of 1 skipped      0.2 s\n"
                          "1 passed, 0 failed, 1 skipped in 0 s\n"
-                         "  skipped: graph.documents: there is no Graphviz\n")
+                         "  skipped: graph.documents: Graphviz is not installed\n")
         self.assertEqual(self.tally(), "1 0 1\n")
 
-    def test_in_ci_nothing_may_be_skipped(self):
+    def test_skipped_tests_are_errors_in_ci(self):
         done = self.skip_one(CI="true")
-        self.expect(done, 1, "In CI nothing may be skipped.\n")
-        self.assertIn("  skipped: graph.documents: there is no Graphviz\n", done.stdout)
+        self.expect(done, 1, "Skipped tests are errors in CI (CI=true).\n")
+        self.assertIn("  skipped: graph.documents: Graphviz is not installed\n", done.stdout)
 
     def test_a_test_that_skips_without_a_reason(self):
         lines = "1/1 Test #1: unit.a ...***Skipped   0.25 sec\n"
         done = self.ctest({"unit.a": 0}, lines, output={"unit.a": ""})
         self.expect(done, 0)
-        self.assertIn("  skipped: unit.a: it does not say why\n", done.stdout)
+        self.assertIn("  skipped: unit.a: no reason given\n", done.stdout)
 
-    def test_what_does_not_run_or_not_end_has_failed(self):
+    def test_a_test_that_does_not_run_or_times_out_has_failed(self):
         for result in ("***Not Run   0.00", "***Timeout 9.00"):
             with self.subTest(result):
                 done = self.ctest({"unit.a": 0}, f"1/1 Test #1: unit.a ...{result} sec\n")

@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""scripts/test-fresh starts the right commands in the right systems, and removes what it made; here no system
-is really made."""
+"""scripts/test-fresh runs the right commands in the right systems, and cleans up. A stub replaces the
+creation of a system."""
 
 import os
 import shutil
@@ -10,7 +10,7 @@ import unittest
 
 from command import CHECKOUT, SCRIPTS, CommandTest
 
-# What takes the place of the first process of a system: it keeps how it was called.
+# A stub of the first process of a system: records its arguments.
 SYSTEM = """#!/bin/sh
 printf '%s\\n' "$1" "$3" >>"$CALLS"
 directory=$2
@@ -32,9 +32,9 @@ class TestFresh(CommandTest):
         self.put("git", ":")
         self.put("df", "echo Avail; echo 100000")
         self.put("awk", "echo 100000")
-        # In the place of namespaces: only what comes after the options.
+        # A stub of setpriv and unshare: runs the command without namespaces.
         self.put("setpriv", 'while [ "$1" != --mount-proc ]; do shift; done; shift; exec "$@"')
-        # Root by name.
+        # A stub of sudo that runs commands without becoming root.
         self.put("sudo", "shift; exec \"$@\"")
 
     def put_system(self, end):
@@ -44,7 +44,7 @@ class TestFresh(CommandTest):
         path.chmod(0o755)
 
     def command(self, *arguments):
-        # Root even where an ordinary user runs the test.
+        # As root of a user namespace, even if an ordinary user runs the test.
         command = self.checkout / "scripts/test-fresh"
         return ["/usr/bin/unshare", "--user", "--map-root-user", command, *arguments]
 
@@ -112,10 +112,11 @@ class TestFresh(CommandTest):
         self.assertTrue(os.path.isdir(directory))
 
     def test_enters_only_what_it_has_kept(self):
-        self.expect(self.run_fresh("--enter", str(self.directory)), 1, "is not a system that")
+        done = self.run_fresh("--enter", str(self.directory))
+        self.expect(done, 1, "not a system that scripts/test-fresh --keep created")
 
     def test_ends_everything_when_it_is_ended(self):
-        # The system is up when its end of the pipe is written to, and gone when no process has that end.
+        # The system writes to the pipe when it is up; the pipe is closed when all of its processes are gone.
         up = self.directory / "up"
         os.mkfifo(up)
         self.put_system(f'exec 3>{up}; echo >&3; sleep 600')

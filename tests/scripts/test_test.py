@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""scripts/test runs what the machine can do, and prints what it cannot; here nothing is really built."""
+"""scripts/test runs the tests that the machine can run, and lists the others. Stubs replace all builds."""
 
 import shutil
 import unittest
@@ -24,14 +24,14 @@ class TestCommand(CommandTest):
         shutil.copy(SCRIPTS / "test", self.checkout / "scripts/test")
 
     def put_script(self, name, text):
-        """Puts a shell script in the place of one that scripts/test calls."""
+        """Creates a stub of a script that scripts/test calls."""
         path = self.checkout / name
         path.parent.mkdir(parents=True, exist_ok=True)
         path.write_text(f"#!/bin/sh\n{text}\n")
         path.chmod(0o755)
 
     def put_run_ctest(self, tally, status=0):
-        """Has each run of the tests count these numbers of passed, failed and skipped tests."""
+        """Creates a stub of run-ctest that counts these numbers of passed, failed and skipped tests."""
         self.put_script("tests/support/run-ctest",
                         f'echo "run-ctest $*" >>calls; echo {tally} >>"$1/tally"; exit {status}')
 
@@ -87,30 +87,30 @@ class TestCommand(CommandTest):
         self.expect(done, 1)
         self.assertIn("\nFailed: everyday budgets\n4 passed, 0 failed, 0 skipped\n", done.stdout)
 
-    def test_shows_the_output_of_the_step_that_ran_beside_the_others(self):
+    def test_shows_the_output_of_the_background_step(self):
         self.put_script("tests/support/run-ctest", 'echo "Tests: $*"')
         self.assertRegex(self.run_test("--all").stdout, r"\n== system\nTests: build/release .* -L system ")
 
-    def test_begins_nothing_that_the_machine_cannot_do(self):
+    def test_starts_nothing_if_the_machine_lacks_a_requirement(self):
         (self.checkout / "lacks-sandbox").touch()
         done = self.run_test()
-        self.expect(done, 1, "Nothing was built. To run the tests that are possible here: "
+        self.expect(done, 1, "Nothing was built. To run the tests that work on this machine: "
                              "scripts/test --possible\n")
         self.assertEqual(self.calls(), "")
 
-    def test_leaves_out_what_is_not_possible_when_asked(self):
+    def test_possible_leaves_out_tests_in_the_sandbox(self):
         (self.checkout / "lacks-sandbox").touch()
         done = self.run_test("--possible")
         self.expect(done, 0)
         self.assertIn("run-ctest build/release -R ^(docs|scripts|system|check|tools)\\. ", self.calls())
-        self.assertIn("Left out, since this machine cannot run them: all but docs, ", done.stdout)
+        self.assertIn("Left out because this machine cannot run them: all but docs, ", done.stdout)
 
-    def test_leaves_out_the_gateway_when_asked(self):
+    def test_possible_leaves_out_the_gateway(self):
         (self.checkout / "lacks-gateway").touch()
         done = self.run_test("--possible")
         self.expect(done, 0)
         self.assertIn(" -LE thorough|exhaustive|system\n", self.calls())
-        self.assertIn("Left out, since this machine cannot run them: system\n", done.stdout)
+        self.assertIn("Left out because this machine cannot run them: system\n", done.stdout)
 
 
 if __name__ == "__main__":

@@ -1,11 +1,11 @@
 #!/usr/bin/python3
-"""Each command explains itself when asked, and does nothing when it is called in a wrong way."""
+"""Each command prints its usage on --help, and does nothing but that if it is called incorrectly."""
 
 import unittest
 
 from command import SCRIPTS, CommandTest
 
-# Each with arguments that it does not take.
+# Invalid arguments of each command.
 WRONG = {
     "benchmark": ["--no-such-option"],
     "build": ["--no-such-option"],
@@ -31,7 +31,7 @@ WITHOUT_ARGUMENTS = ("build", "check-machine", "check-package", "check-release",
 class Usage(CommandTest):
     def setUp(self):
         super().setUp()
-        # A command that would begin with its work fails otherwise.
+        # Stubs that fail, so that a command that starts to work fails.
         for name in ("apt-get", "cmake", "clang-format", "git", "mmdebstrap", "sudo", "unshare"):
             self.put(name, f"echo {name} was run >&2; exit 9")
 
@@ -42,7 +42,7 @@ class Usage(CommandTest):
                     done = self.run_command(SCRIPTS / name, option)
                     self.expect(done, 0)
                     self.assertIn(f"Usage: scripts/{name}", done.stdout)
-                    self.assertNotIn("set -", done.stdout, "it ends before the script's first command")
+                    self.assertNotIn("set -", done.stdout, "the usage includes the script's first command")
 
     def test_is_shown_when_an_argument_is_wrong(self):
         for name, arguments in WRONG.items():

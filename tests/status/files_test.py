@@ -224,7 +224,7 @@ class Words(Files):
         own = [drift for drift in report["differences"] if drift["subject"] != "lock"]
         self.assertTrue(own)
         for drift in own:
-            self.assertEqual((drift["coming"], drift["fix"]), (True, ""), drift)
+            self.assertEqual((drift["pending"], drift["fix"]), (True, ""), drift)
 
 
 class Limits(Files):

@@ -102,7 +102,7 @@ def udev_property(interface, name):
 
 def differences():
     status = json.loads(gateway.run("lanfab", "status", "--format", "json", check=False).stdout)
-    return {(one["subject"], one["what"], one["coming"]) for one in status["differences"]}
+    return {(one["subject"], one["what"], one["pending"]) for one in status["differences"]}
 
 
 def clear_away_leftovers():
@@ -147,7 +147,7 @@ class NamesOfPorts(unittest.TestCase):
         gateway.apply(router())
         self.assertTrue(gateway.wait_for_setup("eth0", "eth1"))
         # At first it may come up by itself.
-        self.assertIn(("eth0.100", "it is coming up", True), differences())
+        self.assertIn(("eth0.100", "it is down", True), differences())
         expected = {("eth0.100", "it is down", False),
                     ("eth0.100", "udev has not announced it: journalctl --unit=systemd-udevd", False)}
         self.assertTrue(guest.wait_until(lambda: expected <= differences(), timeout=60, interval=2),
@@ -334,7 +334,7 @@ class Resolved(unittest.TestCase):
 
 
 class Trials(unittest.TestCase):
-    """The commands of "Over ssh"; the probed hosts are addresses of the gateway itself."""
+    """The commands of "Over SSH"; the probed hosts are addresses of the gateway itself."""
 
     @classmethod
     def setUpClass(cls):
@@ -427,7 +427,7 @@ class Troubleshooting(unittest.TestCase):
 
     def test_where_to_look(self):
         status, messages, state, services = (run(line).stdout for line in lines(commands(Commands.LOOK)))
-        self.assertTrue(status.endswith("Everything is as the configuration wants it.\n"), status)
+        self.assertTrue(status.endswith("No drift: the gateway matches its configuration.\n"), status)
         self.assertIn("lanfab APPLY", messages)
         self.assertIn("/run/systemd/network/20-eth0.network", state)
         self.assertIn("eth0", services)

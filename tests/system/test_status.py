@@ -40,12 +40,13 @@ def look():
 
 
 def differences():
-    """Returns the subject of each difference and what it is; what is only coming says so itself."""
+    """Returns the subject of each difference and what it is, marked if it is pending."""
     return differences_of(look())
 
 
 def differences_of(seen):
-    return {(difference["subject"], difference["what"]) for difference in seen["differences"]}
+    return {(one["subject"], one["what"] + (" (pending)" if one["pending"] else ""))
+            for one in seen["differences"]}
 
 
 def wait_until_as_wanted():

@@ -44,6 +44,6 @@ def problem_lines(files, strict=False):
 
 
 def drift_lines(status):
-    """Returns a line for each difference in what `lanfab status --format json` prints, unless it is still
-    coming."""
-    return ["%s: %s" % (one["subject"], one["what"]) for one in status["differences"] if not one["coming"]]
+    """Returns a line for each difference in what `lanfab status --format json` prints, unless it is
+    pending."""
+    return ["%s: %s" % (one["subject"], one["what"]) for one in status["differences"] if not one["pending"]]

@@ -42,7 +42,7 @@ ansible_facts:
           returned: always
           type: str
         drift:
-          description: A line for each difference that is not still coming.
+          description: A line for each difference that is not pending.
           returned: always
           type: list
           elements: str

@@ -97,7 +97,7 @@ extern "C" int fchown(int file, uid_t user, gid_t group) noexcept {
 // Nothing, or the message.
 static std::string written(const std::string& path, const std::string& content) {
   OutputFile file(path);
-  if (const auto trouble = file.open()) return *trouble;
+  if (const auto error = file.open()) return *error;
   return file.write(content).value_or("");
 }
 
@@ -201,7 +201,7 @@ TEST_F(OutputFileTest, AnotherUserChoosesNoMode) {
 // The same for a file that stays its owner's.
 static std::string rewritten(const std::string& path, const std::string& content) {
   OutputFile file(path);
-  if (const auto trouble = file.open()) return *trouble;
+  if (const auto error = file.open()) return *error;
   return file.write(content, Owner::kKept).value_or("");
 }
 
@@ -354,7 +354,7 @@ TEST_F(OutputFileTest, AFileSystemWithoutModesTakesTheContent) {
 
 static std::string created(const std::string& path, const std::string& content) {
   OutputFile file(path);
-  if (const auto trouble = file.open()) return *trouble;
+  if (const auto error = file.open()) return *error;
   return file.create(content).value_or("");
 }
 
@@ -395,7 +395,7 @@ static const std::vector<File>& some_files() {
 
 static std::string saved(const std::string& path) {
   OutputDirectory directory(path);
-  if (const auto trouble = directory.open()) return *trouble;
+  if (const auto error = directory.open()) return *error;
   return directory.write(some_files()).value_or("");
 }
 

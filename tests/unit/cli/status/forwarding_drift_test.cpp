@@ -28,7 +28,8 @@ TEST(ForwardingDrift, ForwardingIsOnForAllInterfacesOrNone) {
   EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: forwarding is off, but the configuration asks for it"));
   EXPECT_EQ(fix_of(snapshot), "echo 1 > /proc/sys/net/ipv4/conf/eth0/forwarding");
   snapshot.setup["eth0"] = "configuring";
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: forwarding is not on yet (pending)"));
+  EXPECT_THAT(drift_of(snapshot),
+              ElementsAre("eth0: forwarding is off, but the configuration asks for it (pending)"));
 }
 
 TEST(ForwardingDrift, ForwardingThatTheConfigurationForbids) {
@@ -62,7 +63,7 @@ TEST(ForwardingDrift, ProxyArpOfAPassThroughPort) {
   EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: proxy ARP is off"));
   EXPECT_EQ(fix_of(snapshot), "echo 1 > /proc/sys/net/ipv4/conf/eth0/proxy_arp");
   snapshot.setup["eth0"] = "configuring";
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: proxy ARP is not on yet (pending)"));
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: proxy ARP is off (pending)"));
 }
 
 TEST(ForwardingDrift, ProxyArpThatNoUnitAsksFor) {

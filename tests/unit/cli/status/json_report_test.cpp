@@ -36,9 +36,9 @@ TEST(JsonReport, HoldsEverythingOfASnapshot) {
   ASSERT_TRUE(report.removeMember("trial", &trial));
   EXPECT_THAT(trial.asString(), testing::StartsWith("new.json on trial by anna for "));
   EXPECT_EQ(report, json(R"({
-    "differences": [{"subject": "eth0", "what": "it is down", "coming": true, "why": "nothing passes",
+    "differences": [{"subject": "eth0", "what": "it is down", "pending": true, "why": "nothing passes",
                      "fix": "ip link set eth0 up"}],
-    "allowed": [{"subject": "eth1", "what": "it is down", "coming": false, "why": "", "fix": ""}],
+    "allowed": [{"subject": "eth1", "what": "it is down", "pending": false, "why": "", "fix": ""}],
     "not_checked": ["the trial"],
     "interfaces": [
       {"name": "eth0", "setup": "configuring",

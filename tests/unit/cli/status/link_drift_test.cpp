@@ -32,7 +32,7 @@ TEST(LinkDrift, AMissingInterface) {
   snapshot.services[kNetworkd].state = "activating";
   EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: the interface is missing"));
   snapshot.wanted.interfaces["eth0"].is_made = true;
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: the interface is coming (pending)"));
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: the interface is missing (pending)"));
   snapshot.services[kNetworkd].state = "active";
   EXPECT_EQ(fix_of(snapshot), "systemctl restart systemd-networkd");
 }
@@ -55,7 +55,7 @@ TEST(LinkDrift, ALinkThatIsDown) {
   EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: it is down"));
   EXPECT_EQ(fix_of(snapshot), "ip link set dev eth0 up");
   snapshot.setup["eth0"] = "configuring";
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: it is coming up (pending)"));
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: it is down (pending)"));
 }
 
 // A .link file that also matches a VLAN has udev fail to rename it.
@@ -66,8 +66,8 @@ TEST(LinkDrift, ALinkThatUdevHasNotAnnouncedFor30Seconds) {
   snapshot.kernel.links["eth0"].addresses.clear();
   snapshot.units["eth0"].saved = 1000'000'000;
   snapshot.kernel.time = 1029;
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: it is coming up (pending)",
-                                              "eth0: the address 192.168.1.1/24 is coming (pending)"));
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: it is down (pending)",
+                                              "eth0: the address 192.168.1.1/24 is missing (pending)"));
   snapshot.kernel.time = 1030;
   EXPECT_THAT(
       drift_of(snapshot),
@@ -84,7 +84,7 @@ TEST(LinkDrift, ALeaseThatDoesNotComeWithin30Seconds) {
   snapshot.kernel.links["eth0"].addresses.clear();
   snapshot.units["eth0"].saved = 1000'000'000;
   snapshot.kernel.time = 1029;
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: an address by DHCP is coming (pending)"));
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: an address by DHCP is missing (pending)"));
   snapshot.kernel.time = 1030;
   EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: an address by DHCP is missing"));
 }
@@ -119,7 +119,7 @@ TEST(LinkDrift, WhatIsMissingMayBePending) {
     Snapshot snapshot = gateway();
     snapshot.setup["eth0"] = setup;
     snapshot.kernel.links["eth0"].addresses.clear();
-    EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: the address 192.168.1.1/24 is coming (pending)"))
+    EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: the address 192.168.1.1/24 is missing (pending)"))
         << setup;
   }
 }
@@ -163,7 +163,7 @@ TEST(LinkDrift, TheMtu) {
   EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: the MTU is 1500, not 1400"));
   EXPECT_EQ(fix_of(snapshot), "ip link set dev eth0 mtu 1400");
   snapshot.setup["eth0"] = "configuring";
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: the MTU is 1500, not 1400 yet (pending)"));
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: the MTU is 1500, not 1400 (pending)"));
 }
 
 TEST(LinkDrift, AnMtuThatNoUnitAsksFor) {
@@ -194,7 +194,7 @@ TEST(LinkDrift, TheBridgeOfAMember) {
   EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: it is in the bridge br-lan (surplus)"));
   EXPECT_EQ(fix_of(snapshot), "ip link set dev eth0 nomaster");
   snapshot.setup["eth0"] = "configuring";
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: it is in the bridge br-lan still (pending) (surplus)"));
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: it is in the bridge br-lan (pending) (surplus)"));
 }
 
 TEST(LinkDrift, TheMacAddressOfACard) {

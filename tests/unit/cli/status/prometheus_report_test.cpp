@@ -17,7 +17,7 @@ TEST(PrometheusReport, EveryMetricHasHelpTypeAndItsSamples) {
   snapshot.runs.push_back({"APPLY", 1'795'291'200'000'042, 2'500'000, LastRun::End::kDone, {}});
   snapshot.last_trial = Outcome{"7", "anna", "new.json", Ending::kRolledBack, "by anna", "", "", 1795291300};
   const Drift present{"eth0", "it is down", false, "nothing passes", "ip link set eth0 up"};
-  const Drift pending{"eth0", "the address is coming", true, "", ""};
+  const Drift pending{"eth0", "the address is missing", true, "", ""};
   EXPECT_EQ(
       metrics_of(snapshot, {{present, pending, present}, {present}, {"the trial", "the files"}}),
       "# HELP lanfab_status_success Whether the gateway could be examined.\n"

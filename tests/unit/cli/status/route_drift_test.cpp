@@ -75,7 +75,7 @@ TEST(RouteDrift, AMissingRouteIsNamedByItsDestination) {
   leased.wanted.interfaces["eth0"].route_sections = {{"10.20.0.0/16", "_dhcp", "", ""}};
   EXPECT_EQ(only_drift(leased).fix, "networkctl reconfigure eth0");
   snapshot.setup["eth0"] = "configuring";
-  EXPECT_EQ(drift_of(snapshot).front(), "eth0: the route to 10.20.0.0/16 is coming (pending)");
+  EXPECT_EQ(drift_of(snapshot).front(), "eth0: the route to 10.20.0.0/16 is missing (pending)");
   snapshot.kernel.links["eth0"].has_carrier = false;
   EXPECT_THAT(drift_of(snapshot), IsEmpty()) << "systemd-networkd waits for a carrier";
 }

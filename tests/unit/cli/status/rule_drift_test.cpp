@@ -94,7 +94,7 @@ TEST(RuleDrift, TheRulesOfWireguard) {
   EXPECT_THAT(drift_of(snapshot), ElementsAre("wg0: the policy rule for table 51820 is missing"));
   EXPECT_EQ(fix_of(snapshot), "networkctl reconfigure wg0");
   snapshot.setup["wg0"] = "configuring";
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("wg0: the policy rule for table 51820 is coming (pending)"));
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("wg0: the policy rule for table 51820 is missing (pending)"));
   snapshot.kernel.links.erase("wg0");
   EXPECT_THAT(drift_of(snapshot), IsEmpty()) << "the interface is missing";
   snapshot = gateway_with_wireguard();

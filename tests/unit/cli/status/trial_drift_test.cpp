@@ -14,8 +14,7 @@ static TrialFacts trial() {
 static std::vector<std::string> texts_of(const TrialFacts& facts) {
   std::vector<std::string> texts;
   for (const Drift& drift : trial_drift(facts))
-    texts.push_back(drift.subject + ": " + drift.what + (drift.is_pending ? " (pending)" : "") + "; " +
-                    drift.fix);
+    texts.push_back(drift.subject + ": " + describe(drift) + "; " + drift.fix);
   return texts;
 }
 
