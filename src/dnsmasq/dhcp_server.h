@@ -1,6 +1,6 @@
 #pragma once
 
-// The DHCP server sections: address range, lease time, router, netmask, DNS server and fixed leases.
+// The DHCP server sections: address range, lease time, router, netmask, DNS server and static leases.
 
 #include <json/json.h>
 
@@ -11,8 +11,8 @@
 
 #include "config/network_context.h"
 
-// The comment in front of a section, with the interface's name. It alone tells the fixed leases of a server
-// from the line for a pass-through port.
+// The comment in front of a section, with the interface's name. Only this comment tells the static leases of
+// a server from the line for a pass-through port.
 inline constexpr char kDhcpServerHeading[] = "\n# DHCP server on %s\n";
 
 // A device that always gets the same address.

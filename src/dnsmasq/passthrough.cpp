@@ -29,7 +29,7 @@ struct DhcpOffer {
 struct ServedPort {
   const char* ifname;
   std::string network;  // the dotted path of its "network" object
-  char mac[18];         // its own hardware address, with colons
+  char mac[18];         // its own MAC address, with colons
   const SecondaryPair* pair;
 };
 

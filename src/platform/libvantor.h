@@ -28,8 +28,8 @@ int is_service_active(const char* service);
 // Sets the link down; 0 on success.
 int ip_link_set_interface_down(const char* ifname);
 
-// The interface's hardware address into `buffer`: twelve hexadecimal digits (16 bytes). Returns 0; -1 with an
-// empty text for an interface without one.
+// Writes the interface's MAC address into `buffer`, as twelve hexadecimal digits (16 bytes). Returns 0, or -1
+// with an empty string for an interface without one.
 int get_if_hw_addr(const char* ifname, char* buffer);
 
 // The same with colons between the bytes (18 bytes).

@@ -7,8 +7,8 @@
 #include <string>
 
 // The content is collected in memory and written when the file is closed, all at once: a run that dies while
-// it generates a file leaves no half of it. A file that could not be written whole is taken back: removed, or
-// cut to its former length if it was appended to.
+// it generates a file leaves no half of it. A file that could not be written whole is removed, or cut to its
+// former length if it was appended to.
 class OpenFile {
  public:
   // Opens like fopen, with mode "w" or "a"; tools that this process starts do not inherit it. If that fails,
