@@ -112,9 +112,11 @@ def differences():
 
 
 def clear_away_leftovers():
-    """Removes what an apply leaves of another configuration: its addresses are differences."""
+    """Removes what an apply leaves of another configuration: its addresses are differences.
+
+    IPv6 addresses stay: systemd-networkd waits for the link-local one, which the kernel does not make again.
+    """
     for port in "eth0", "eth1":
-        # The kernel would not give a port that is up another IPv6 address, for which systemd-networkd waits.
         gateway.run("ip", "-4", "address", "flush", "dev", port)
 
 
