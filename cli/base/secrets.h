@@ -17,7 +17,7 @@ bool is_secret_name(std::string_view name);
 // member that holds a key. Each byte keeps its offset.
 void blank_secrets(std::string& text);
 
-// Whether a name may be that of a secret: is_secret_name(), or another question.
+// Whether a name may be that of a secret: is_secret_name(), or another predicate.
 using NameQuestion = bool (*)(std::string_view name);
 
 struct SecretLocation {

@@ -40,7 +40,7 @@ static void report_previous(const InstalledFile& installed) {
   }
 }
 
-// Whether the text that would be kept is the one that was applied. Returns nothing, or why not.
+// Whether the configuration on trial is the one that was applied. Returns nothing, or why not.
 static std::optional<std::string> find_difference(const File& trial, const TrialState& state) {
   const std::string advice = ": run 'lanfab revert' to roll back";
   if (sha256(trial.content) != state.sha256)
@@ -60,15 +60,15 @@ static bool is_undecided(const TrialState& state) {
 
 static Permission permission_of(const TrialState& state) {
   return {[&state] { return is_undecided(state); },
-          [&state] { return decide(Decision::kKept) == Decision::kKept && is_undecided(state); }};
+          [&state] { return decide(Decision::kConfirmed) == Decision::kConfirmed && is_undecided(state); }};
 }
 
 // Ends the trial whose configuration is installed. The timer goes last: killed before, it finds that, and
 // leaves it active.
-static std::optional<std::string> end_kept_trial(const TrialState& state) {
+static std::optional<std::string> end_confirmed_trial(const TrialState& state) {
   if (!deactivate_trial()) return with_errno(kTrialConfiguration);
-  Outcome outcome = outcome_of(state, Ending::kKept, "by " + caller());
-  outcome.in_force = state.sha256;
+  Outcome outcome = outcome_of(state, Ending::kConfirmed, "by " + caller());
+  outcome.active = state.sha256;
   if (!write_outcome(outcome)) report(with_errno(kTrialDirectory));
   return remove_trial();
 }
@@ -88,8 +88,8 @@ static int confirm_trial(const TrialState& state, const InstalledFile& installed
   const Installation installation = install(trial.content, installed, permission_of(state), error);
   if (installation == Installation::kRefused) return refuse("the trial is being rolled back");
   if (installation == Installation::kFailed) return fail(error + "; the trial goes on");
-  const auto cleanup_error = end_kept_trial(state);
-  // Whatever it waits for, the trial does not.
+  const auto cleanup_error = end_confirmed_trial(state);
+  // May wait; the trial is already over.
   record_in_history(trial.content, options.comment);
   if (installation == Installation::kPlaced) return fail(error + "; confirmed, but not yet synced to disk");
   if (cleanup_error) return fail("lanfab: confirmed, but cleaning up the trial failed: " + *cleanup_error);

@@ -92,7 +92,7 @@ static void print_result(const DryRunResult& result, const PreviewOptions& optio
   } else {
     print_names("written", names_with(Change::kWritten, result));
   }
-  print_names("unchanged", names_with(Change::kRewritten, result));
+  print_names("unchanged", names_with(Change::kUnchanged, result));
   print_names("removed", result.removed);
   std::vector<std::string> lines;
   for (const auto& [key, value] : result.database)
@@ -131,7 +131,7 @@ static Json::Value json_of(const ResultFile& one) {
   Json::Value value(Json::objectValue);
   value["path"] = one.file.path;
   value["mode"] = mode;
-  value["change"] = one.change == Change::kRewritten ? "unchanged" : "written";
+  value["change"] = one.change == Change::kUnchanged ? "unchanged" : "written";
   value["content"] = one.file.content;
   return value;
 }
@@ -141,7 +141,7 @@ static void print_json(const DryRunResult& result) {
   root["status"] = result.status;
   root["files"] = Json::arrayValue;
   for (const ResultFile& file : result.files)
-    if (file.change != Change::kKept) root["files"].append(json_of(file));
+    if (file.change != Change::kUntouched) root["files"].append(json_of(file));
   root["removed"] = json_of(result.removed);
   root["commands"] = Json::arrayValue;
   for (const std::vector<std::string>& command : result.commands)
@@ -180,7 +180,7 @@ static void hide_secrets(DryRunResult& result) {
 static std::vector<File> files_of(const DryRunResult& result) {
   std::vector<File> files;
   for (const auto& [file, change] : result.files)
-    if (change != Change::kKept) files.push_back(file);
+    if (change != Change::kUntouched) files.push_back(file);
   return files;
 }
 

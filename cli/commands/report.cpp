@@ -1,4 +1,4 @@
-// `lanfab report`: a bundle for whoever looks for a fault from afar.
+// `lanfab report`: a bundle of information for remote troubleshooting.
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -57,7 +57,7 @@ static int write_report(const ReportOptions& options) {
   OutputFile output(path);
   if (const auto error = output.open()) return fail("lanfab: " + *error);
   struct stat status {};
-  // Before the questions, which take time.
+  // Before the queries, which take time.
   if (!options.force && lstat(path.c_str(), &status) == 0)
     return fail("lanfab: " + printable(path) + ": file exists; use --force to replace it");
   const std::vector<ReportItem> items = collect_report();

@@ -74,7 +74,7 @@ static StatusReport make_report(const StatusOptions& options) {
 static int keep_reporting(const StatusOptions& options) {
   if (!is_terminal(STDOUT_FILENO)) return fail("lanfab: --watch needs a terminal");
   StatusReport report = make_report(options);
-  // What fails later may come back.
+  // A later failure may be temporary.
   if (!report.error.empty()) return fail(report.error);
   const int signal = watch([&options, &report] {
     report = make_report(options);

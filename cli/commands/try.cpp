@@ -77,14 +77,13 @@ struct OwnTrial {
   TrialState state;
   std::string content;
   InstalledFile installed;
-  Applied target;  // what a rollback goes back to
-  Look before;     // what `lanfab status` found before it
+  Applied target;        // what a rollback applies
+  ObservedDrift before;  // what `lanfab status` found before it
 };
 
 }  // namespace
 
-// What stands in the way of a trial: another one, or what systemd does for it. Returns nothing if the way is
-// free.
+// Why no trial can begin: another trial, or its units. Returns nothing if one can.
 static std::optional<std::string> find_obstacle() {
   bool has_timer = false;
   bool is_reverting = false;
@@ -99,21 +98,21 @@ static std::optional<std::string> find_obstacle() {
   return std::nullopt;
 }
 
-// Keeps what a rollback needs. Returns nothing, or why it cannot.
+// Copies the programs and reserves the space that a rollback needs. Returns nothing, or an error message.
 static std::optional<std::string> prepare_rollback(const std::string& program) {
-  if (auto error = keep_programs(program)) return error;
+  if (auto error = copy_programs(program)) return error;
   if (!reserve_space()) return with_errno(kTrialDirectory) + ": no room for a rollback";
   return std::nullopt;
 }
 
 // Steps 1 to 3, which Ctrl-C does not interrupt. Returns nothing, or why there is no trial; nothing of it is
-// left then.
+// left in that case.
 static std::optional<std::string> begin(const std::string& program, const OwnTrial& trial) {
   const BlockedSignals signals{SIGINT, SIGQUIT, SIGTSTP, SIGHUP, SIGTERM};
   const ExclusiveLock lock(kTrialDirectory);
   if (!lock.is_held()) return lock.error();
   if (auto obstacle = find_obstacle()) return obstacle;
-  // That of one whose `lanfab confirm` was killed at its end.
+  // Left by a trial whose `lanfab confirm` was killed at its end.
   if (!stop_revert_timer()) return std::string("lanfab: ") + kRevertTimer + " cannot be stopped";
   if (!end_guard()) return std::string("lanfab: ") + kGuardUnit + " cannot be stopped";
   if (!remove_state()) return with_errno(kTrialDirectory);
@@ -139,7 +138,7 @@ static std::optional<std::string> begin(const std::string& program, const OwnTri
     forget_outcome();
     return std::nullopt;
   }
-  // What fails here, the timer tries again.
+  // The timer retries what fails here.
   if (!deactivate_trial()) return *error + "; " + with_errno(kTrialConfiguration);
   if (const auto cleanup_error = remove_trial()) *error += "; " + *cleanup_error;
   return error;
@@ -152,8 +151,8 @@ static int roll_back_trial(const std::string& reason = "") {
 
 namespace {
 
-// What has become of a trial, which another terminal or the timer may have ended.
-enum class Fate { kActive, kKept, kBeingRolledBack, kOver };
+// State of a trial, which another terminal or the timer may have ended.
+enum class Fate { kActive, kConfirmed, kBeingRolledBack, kOver };
 
 }  // namespace
 
@@ -164,20 +163,21 @@ static bool is_state_of(const OwnTrial& trial) {
 
 static Fate find_fate(const OwnTrial& trial) {
   if (is_state_of(trial) && is_trial_active()) return Fate::kActive;
-  // A confirmation that is under way ends first. Whatever could not be read above is read again.
+  // Waits for a confirmation in progress. Whatever could not be read above is read again.
   const ExclusiveLock lock(kTrialDirectory);
   if (is_state_of(trial)) return is_trial_active() ? Fate::kActive : Fate::kBeingRolledBack;
   // Somebody has removed the state.
   if (!read_state() && is_trial_active()) return Fate::kBeingRolledBack;
   const auto outcome = read_outcome();
-  const bool is_kept = outcome && outcome->trial == trial.state.id && outcome->ending == Ending::kKept;
-  return is_kept ? Fate::kKept : Fate::kOver;
+  const bool is_confirmed =
+      outcome && outcome->trial == trial.state.id && outcome->ending == Ending::kConfirmed;
+  return is_confirmed ? Fate::kConfirmed : Fate::kOver;
 }
 
 // Reports the end of a trial that this process has not ended. Returns the exit status.
 static int report_end(const OwnTrial& trial, Fate fate) {
   if (fate == Fate::kBeingRolledBack) return roll_back_trial();
-  if (fate == Fate::kKept) {
+  if (fate == Fate::kConfirmed) {
     std::printf("Confirmed by another 'lanfab confirm'.\n");
     return 0;
   }
@@ -191,9 +191,9 @@ static int report_end(const OwnTrial& trial, Fate fate) {
 
 namespace {
 
-enum class Answer { kNone, kKeep, kGoBack };
+enum class Answer { kNone, kConfirm, kRollBack };
 
-// The answers that somebody types, a line each.
+// Reads the answers typed on the terminal, a line each.
 class Terminal {
  public:
   // Waits a second at most. Only a whole line counts: Ctrl-D sends a part of one, or none.
@@ -207,8 +207,8 @@ class Terminal {
     line_.append(block, static_cast<std::size_t>(size));
     if (line_.back() != '\n') return Answer::kNone;
     const std::string line = std::exchange(line_, "");
-    if (line == "y\n" || line == "Y\n") return Answer::kKeep;
-    return line == "n\n" || line == "N\n" ? Answer::kGoBack : Answer::kNone;
+    if (line == "y\n" || line == "Y\n") return Answer::kConfirm;
+    return line == "n\n" || line == "N\n" ? Answer::kRollBack : Answer::kNone;
   }
 
   // Whether somebody may still type.
@@ -224,20 +224,20 @@ class Terminal {
 }  // namespace
 
 static int count_down(const OwnTrial& trial) {
-  // What was typed before the new network was there says nothing about it.
+  // Keys typed before the new network was up are not about it.
   tcflush(STDIN_FILENO, TCIFLUSH);
   Terminal terminal;
   Answer answer = Answer::kNone;
   while (terminal.is_open()) {
     const Fate fate = find_fate(trial);
     const std::int64_t left = trial.state.ends - monotonic_seconds();
-    const bool is_ended = is_interrupted != 0 || left <= 0 || answer == Answer::kGoBack;
+    const bool is_ended = is_interrupted != 0 || left <= 0 || answer == Answer::kRollBack;
     if (fate != Fate::kActive || is_ended) {
       std::printf("\n");
-      return fate == Fate::kActive ? roll_back_trial(left <= 0 ? kNotKeptInTime : "")
+      return fate == Fate::kActive ? roll_back_trial(left <= 0 ? kNotConfirmedInTime : "")
                                    : report_end(trial, fate);
     }
-    if (answer == Answer::kKeep && confirm({trial.state.id}) == 0) return 0;
+    if (answer == Answer::kConfirm && confirm({trial.state.id}) == 0) return 0;
     // Fits into a line of 80 columns.
     std::printf("\rKeep this configuration? [y/n] Rolling back in %lld s (n or Ctrl-C: now). ",
                 static_cast<long long>(left));
@@ -253,7 +253,7 @@ static void tell_what_to_type(const TrialState& state) {
       static_cast<long long>(std::max<std::int64_t>(state.ends - monotonic_seconds(), 0)));
 }
 
-// What is to be seen before it starts. Returns whether it may.
+// Shows the findings and the changes before the trial starts. Returns whether it may start.
 static bool examine_first(const Source& source, bool force) {
   const Summary summary = show_findings(source);
   if (summary.errors > 0 && !force) {
@@ -264,8 +264,8 @@ static bool examine_first(const Source& source, bool force) {
   return true;
 }
 
-// Finds the installed configuration, which the trial may end with, and whether it could be replaced. Returns
-// nothing, or why there can be no trial.
+// Finds the installed configuration, and whether a confirmation could replace it. Returns nothing, or why
+// there can be no trial.
 static std::optional<std::string> find_trial_ground(InstalledFile& installed) {
   const bool is_missing = access(kInstalledConfiguration, F_OK) != 0 && errno == ENOENT;
   if (const auto error = find_installed(installed))
@@ -295,8 +295,8 @@ static std::optional<std::string> find_refusal(const std::string& text) {
   return source.name + ": " + refused.front().path + ": " + refused.front().reason;
 }
 
-// Finds what a rollback is to apply. Returns nothing, or why there is nothing good; then there is no trial,
-// not with --force either.
+// Finds the configuration that a rollback applies. Returns nothing, or why there is none that is valid; then
+// there is no trial, not with --force either.
 static std::optional<std::string> find_target(const OwnTrial& trial, bool is_installed_tried,
                                               Applied& target) {
   if (const auto error = read_applied(target))
@@ -310,18 +310,18 @@ static std::optional<std::string> find_target(const OwnTrial& trial, bool is_ins
   return std::nullopt;
 }
 
-// Nothing of this process has to survive: while the trial's file is in /run/lanfab, it is the active
+// The trial does not depend on this process: while the trial's file is in /run/lanfab, it is the active
 // configuration, and a timer of systemd removes it. These are the steps; killed after any of them, the old
 // network is untouched or the timer runs.
 //
 //   1. What was applied last, the trial's file and its state are written: nothing reads them yet.
-//   2. The timer starts: it finds nothing to take back but files.
+//   2. The timer starts: so far it would only remove files.
 //   3. The file is renamed: runs of cmd_lanfab read it from now on.
 //   4. A service of systemd applies it: a failure starts what the timer would start.
 //
-// Returns nothing when the trial is in force, or the exit status: 1 when `lanfab check` finds an error, there
-// is nothing to go back to, or the trial was taken back, 0 when somebody has kept it, 2 when it cannot be
-// done.
+// Returns nothing when the trial is active, or the exit status: 1 when `lanfab check` finds an error, there
+// is nothing to roll back to, or the trial was rolled back, 0 when somebody has confirmed it, 2 on any other
+// failure.
 static std::optional<int> start_trial(const Source& source, const TryOptions& options, OwnTrial& trial) {
   if (const auto error = check_rights()) return fail(*error);
   if (!examine_first(source, options.force)) return 1;
@@ -337,7 +337,7 @@ static std::optional<int> start_trial(const Source& source, const TryOptions& op
     return 1;
   }
   wait_for_links();
-  if (!options.unverified) trial.before = look_at_gateway();
+  if (!options.unverified) trial.before = observe_drift();
   std::signal(SIGINT, note_interrupt);
   const std::int64_t now = monotonic_seconds();
   trial.state = {caller(),
@@ -416,7 +416,7 @@ int try_configuration(const Source& source) {
   return try_on_gateway(source, {});
 }
 
-int put_in_force(const std::string& file) {
+int apply_permanently(const std::string& file) {
   Source source;
   if (const auto error = load_source(file, source)) return fail(error->message);
   TryOptions options;

@@ -15,15 +15,15 @@ constexpr unsigned kPauseSeconds = 1;
 // The longest time that one attempt of a probe may take, in seconds.
 constexpr std::int64_t kAttemptSeconds = 10;
 
-Look look_at_gateway() {
-  Look look;
+ObservedDrift observe_drift() {
+  ObservedDrift observed;
   Snapshot snapshot;
-  look.error = take_snapshot(snapshot);
-  if (!look.error) look.drift = find_all_drift(snapshot).drift;
-  return look;
+  observed.error = take_snapshot(snapshot);
+  if (!observed.error) observed.drift = find_all_drift(snapshot).drift;
+  return observed;
 }
 
-std::vector<Drift> new_drift(const Look& before, const Look& now) {
+std::vector<Drift> new_drift(const ObservedDrift& before, const ObservedDrift& now) {
   if (now.error) {
     if (before.error) return {};
     return {{"lanfab status", *now.error, false, "the trial cannot be verified", ""}};
@@ -39,9 +39,10 @@ std::vector<Drift> new_drift(const Look& before, const Look& now) {
   return found;
 }
 
-std::vector<Drift> wait_until_as_configured(const Look& before, std::int64_t end, const GoesOn& goes_on) {
+std::vector<Drift> wait_until_as_configured(const ObservedDrift& before, std::int64_t end,
+                                            const GoesOn& goes_on) {
   while (true) {
-    std::vector<Drift> found = new_drift(before, look_at_gateway());
+    std::vector<Drift> found = new_drift(before, observe_drift());
     if (found.empty() || !goes_on() || monotonic_seconds() >= end) return found;
     sleep(kPauseSeconds);
   }

@@ -12,7 +12,7 @@
 #include "cli/history/list.h"
 #include "cli/live/installed_file.h"
 #include "cli/live/units.h"
-#include "cli/report/question.h"
+#include "cli/report/query.h"
 #include "cli/report/redaction.h"
 #include "tunnels/wireguard.h"
 
@@ -25,14 +25,14 @@ constexpr std::array<std::string_view, 9> kRuntimeFiles = {
     "dnsmasq.conf",       "dnsmasq.leases",        "hosts",         "post_networkd_start_actions_script",
     "resolv.conf"};
 
-static std::vector<Question> version_questions() {
+static std::vector<Query> version_queries() {
   return {{{own_program(), "--version"}}, {{find_program().value_or("cmd_lanfab"), "--version"}},
           {{"cat", "/etc/os-release"}},   {{"uname", "-a"}},
           {{"systemctl", "--version"}},   {{"dnsmasq", "--version"}},
           {{"ip", "-Version"}},           {{"uptime"}}};
 }
 
-static std::vector<Question> journal_questions() {
+static std::vector<Query> journal_queries() {
   std::vector<std::string> command = {"journalctl", "--no-pager", "--lines=5000", "--output=short-iso",
                                       "--identifier=network"};
   std::vector<std::string> services = {"journalctl", "--no-pager", "--lines=5000", "--output=short-iso"};
@@ -42,7 +42,7 @@ static std::vector<Question> journal_questions() {
   return {{services, 10}, {command, 10}};
 }
 
-static std::vector<Question> ip_questions() {
+static std::vector<Query> ip_queries() {
   return {{{"ip", "-details", "-statistics", "link"}},
           {{"ip", "address"}},
           {{"ip", "route", "show", "table", "all"}},
@@ -60,13 +60,13 @@ class Collector {
     add_history();
     add_generated();
     learn_private_keys();
-    add_answers("/versions.txt", version_questions());
+    add_answers("/versions.txt", version_queries());
     add_answers("/status.txt", {{{own_program(), "status", "-v"}, 60}});
     add_answers("/status.json", {{{own_program(), "status", "--format=json"}, 60}});
-    add_answers("/journal.txt", journal_questions());
+    add_answers("/journal.txt", journal_queries());
     add_answers("/units.txt",
                 {{{"systemctl", "--no-pager", "cat", "lanfab", "systemd-networkd", "dnsmasq"}}});
-    add_answers("/ip.txt", ip_questions());
+    add_answers("/ip.txt", ip_queries());
     add_networkctl();
     return masked();
   }
@@ -95,14 +95,14 @@ class Collector {
     items_.push_back({{path, content, error.value_or("")}, is_configuration});
   }
 
-  void add_answers(const std::string& name, const std::vector<Question>& questions) {
+  void add_answers(const std::string& name, const std::vector<Query>& queries) {
     ReportItem item{name, "", ""};
-    for (const Question& question : questions) {
+    for (const Query& query : queries) {
       item.content += item.content.empty() ? "$" : "\n$";
-      for (const std::string& word : question.command)
+      for (const std::string& word : query.command)
         item.content += " " + word;
       item.content += "\n";
-      const auto failure = ask(question, item.content);
+      const auto failure = run_query(query, item.content);
       if (!failure) continue;
       item.content += "(" + *failure + ")\n";
       item.error += (item.error.empty() ? "" : "; ") + *failure;
@@ -151,7 +151,7 @@ class Collector {
     }
   }
 
-  // The questions would start the service.
+  // The queries would start the service.
   void add_networkctl() {
     bool is_active = false;
     const auto error = query_unit("systemd-networkd.service", is_active);

@@ -1,7 +1,7 @@
 #pragma once
 
 // What `lanfab report` collects: what a person who looks for a fault from afar asks for. Nothing changes on
-// the machine, every question to another program has a limit on its time and its output, and what cannot be
+// the machine, every query of another program has a limit on its time and its output, and what cannot be
 // had is named in its place.
 
 #include <string>

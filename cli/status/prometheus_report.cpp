@@ -99,7 +99,7 @@ static void add_trials(const Snapshot& snapshot, Metrics& metrics) {
   metrics.add("last_trial_end_timestamp_seconds", "When the last trial since the boot ended.",
               snapshot.last_trial->ended);
   metrics.add("last_trial_kept", "Whether the last trial was confirmed.",
-              snapshot.last_trial->ending == Ending::kKept ? 1 : 0);
+              snapshot.last_trial->ending == Ending::kConfirmed ? 1 : 0);
   metrics.add("last_trial_rollback_failing", "Whether the rollback of the last trial keeps failing.",
               snapshot.last_trial->ending == Ending::kStuck ? 1 : 0);
 }

@@ -28,7 +28,7 @@ static void set_property(const std::string& key, const std::string& value, Servi
   if (key == "MainPID" && value != "0") service.process = value;
 }
 
-// The services in the order of the question, with an empty line between two.
+// The services in the order of the query, with an empty line between two.
 std::optional<std::string> read_services(std::map<std::string, Service>& services) {
   std::string output;
   const std::string properties =

@@ -2,7 +2,7 @@
 
 #include "cli/config_file/source.h"
 #include "cli/dry_run/initial_state.h"
-#include "cli/status/route_questions.h"
+#include "cli/status/route_queries.h"
 #include "cli/status/rule_drift.h"
 #include "cli/status/service_health.h"
 #include "config/network_context.h"
@@ -49,7 +49,7 @@ std::optional<std::string> take_snapshot(Snapshot& snapshot) {
     snapshot.setup_error = read_setup(snapshot.setup, snapshot.network_files).value_or("");
   }
   snapshot.wanted.reply_gateways = read_reply_gateways();
-  if (auto error = read_kernel(addresses_to_ask(snapshot.wanted), snapshot.kernel)) return error;
+  if (auto error = read_kernel(addresses_to_query(snapshot.wanted), snapshot.kernel)) return error;
   read_service_health(snapshot);
   snapshot.leases_error = read_leases(snapshot.leases).value_or("");
   snapshot.cellular = read_cellular();

@@ -22,21 +22,21 @@ static Drift drift(const std::string& subject, const std::string& what) {
   return one;
 }
 
-static Look error(const std::string& text) {
+static ObservedDrift error(const std::string& text) {
   return {{}, text};
 }
 
 TEST(VerificationTest, OnlyWhatWasNotThereBeforeIsNew) {
-  const Look before{{drift("eth0", "there is no carrier"), drift("eth1", "it is down")}, {}};
-  const Look now{{drift("eth0", "there is no carrier"), drift("eth0", "it is down")}, {}};
+  const ObservedDrift before{{drift("eth0", "there is no carrier"), drift("eth1", "it is down")}, {}};
+  const ObservedDrift now{{drift("eth0", "there is no carrier"), drift("eth0", "it is down")}, {}};
   EXPECT_THAT(new_drift(before, now),
               ElementsAre(AllOf(Field(&Drift::subject, "eth0"), Field(&Drift::what, "it is down"))));
 }
 
 // A server that has never answered does not end a trial while systemd-networkd asks it once more.
 TEST(VerificationTest, WhatWasMissingBeforeMayBePendingAgain) {
-  const Look before{{drift("eth0", "an address by DHCP is missing")}, {}};
-  Look now = before;
+  const ObservedDrift before{{drift("eth0", "an address by DHCP is missing")}, {}};
+  ObservedDrift now = before;
   now.drift.front().is_pending = true;
   EXPECT_THAT(new_drift(before, now), IsEmpty());
   EXPECT_THAT(new_drift(now, before), IsEmpty());
@@ -45,7 +45,7 @@ TEST(VerificationTest, WhatWasMissingBeforeMayBePendingAgain) {
 }
 
 TEST(VerificationTest, WhatNoUnitAsksForIsNot) {
-  Look now{{drift("gre1", "it is in the kernel, but not in the configuration")}, {}};
+  ObservedDrift now{{drift("gre1", "it is in the kernel, but not in the configuration")}, {}};
   now.drift.front().is_surplus = true;
   EXPECT_THAT(new_drift({}, now), IsEmpty());
 }
@@ -59,7 +59,7 @@ TEST(VerificationTest, ThatThereIsNothingToSeeAnyMoreIsNew) {
 
 // The sandbox is no gateway.
 TEST(VerificationTest, WaitingEndsWhenThereIsNothingNew) {
-  EXPECT_THAT(wait_until_as_configured(look_at_gateway(), monotonic_seconds() + 3600, kAlways), IsEmpty());
+  EXPECT_THAT(wait_until_as_configured(observe_drift(), monotonic_seconds() + 3600, kAlways), IsEmpty());
 }
 
 TEST(VerificationTest, WaitingEndsInTimeAndWithTheTrial) {

@@ -23,7 +23,7 @@ static Snapshot full_snapshot() {
   snapshot.runs.push_back({"APPLY", 3'000'000, 500'000, LastRun::End::kFailed, {{5, "cmd_lanfab start"}}});
   snapshot.lock = RunLockState{4000, true, 2};
   snapshot.trial = TrialState{"anna", "new.json"};
-  snapshot.last_trial = Outcome{"7", "bob", "old.json", Ending::kKept, "by bob", "", "", 1795291200};
+  snapshot.last_trial = Outcome{"7", "bob", "old.json", Ending::kConfirmed, "by bob", "", "", 1795291200};
   return snapshot;
 }
 
