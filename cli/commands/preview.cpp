@@ -161,7 +161,7 @@ static void print_json(const DryRunResult& result) {
   std::printf("%s\n", Json::writeString(Json::StreamWriterBuilder(), root).c_str());
 }
 
-// One mask for all: a key that stands in two places gets one number.
+// One mask for all: a key that occurs twice gets one number.
 static void hide_secrets(DryRunResult& result) {
   SecretMask mask;
   for (ResultFile& file : result.files)

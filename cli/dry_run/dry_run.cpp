@@ -13,8 +13,8 @@ constexpr char kProgram[] = "cmd_lanfab";
 std::optional<std::string> find_program() {
   const std::string path = own_program();
   const std::string directory = path.substr(0, path.find_last_of('/'));
-  for (const char* place : {"/", "/../"})
-    if (auto program = absolute_program(directory + place + kProgram)) return program;
+  for (const char* relative : {"/", "/../"})
+    if (auto program = absolute_program(directory + relative + kProgram)) return program;
   return find_in_path(kProgram);
 }
 

@@ -72,7 +72,7 @@ Tree state_of_this_machine() {
   return tree;
 }
 
-// The copy of a database that lies elsewhere takes the place of the usual one.
+// The copy of a database elsewhere replaces the one at the usual path.
 static void copy_database(Tree& tree) {
   File database;
   if (std::strcmp(system_database_file(), kSystemDatabase) == 0) return;

@@ -13,7 +13,7 @@ import subprocess
 import sys
 import tempfile
 
-from lib import planted
+from lib import mutation
 from lib.checkout import CHECKOUT
 
 
@@ -121,7 +121,7 @@ DECISIONS = [
 
 
 def outputs(lanfab, program, configuration):
-    """What each command prints about the configuration; `diff` compares it with an empty one."""
+    """Returns the output of each command for the configuration; `diff` compares it with an empty one."""
     with tempfile.TemporaryDirectory() as directory:
         for name, text in (("network.json", configuration), ("empty.json", "{}")):
             pathlib.Path(directory, name).write_text(text, encoding="utf-8")
@@ -144,15 +144,15 @@ def outputs(lanfab, program, configuration):
         }
 
 
-def complaints(decision, before, after):
-    """Yields what the outputs have and should not, or lack."""
+def errors(decision, before, after):
+    """Yields the expected strings that are missing before or after, or in both, and unchanged outputs."""
     for texts, has, lacks in ((decision.before, before, after), (decision.after, after, before)):
         for command, text in texts.items():
             if text not in has[command] or text in lacks[command]:
-                yield f"{command}: {text!r} is not in one output alone"
+                yield f"{command}: {text!r} must be in exactly one of the two outputs"
     for command in before:
         if before[command] == after[command]:
-            yield f"{command}: the output is the same"
+            yield f"{command}: the output did not change"
 
 
 def main():
@@ -164,11 +164,11 @@ def main():
     for decision in DECISIONS:
         before = outputs(build / "cli" / "lanfab", build / "cmd_lanfab", decision.configuration)
         with tempfile.TemporaryDirectory() as directory:
-            programs = planted.build_with(decision.file, decision.old, decision.new, build,
-                                          ["lanfab", "cmd_lanfab"], pathlib.Path(directory))
+            programs = mutation.build_with(decision.file, decision.old, decision.new, build,
+                                           ["lanfab", "cmd_lanfab"], pathlib.Path(directory))
             after = outputs(*programs, decision.configuration)
-        for complaint in complaints(decision, before, after):
-            print(f"{decision.name}: {complaint}", file=sys.stderr)
+        for error in errors(decision, before, after):
+            print(f"{decision.name}: {error}", file=sys.stderr)
             failed = True
     return 1 if failed else 0
 

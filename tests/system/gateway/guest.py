@@ -209,7 +209,7 @@ class Gateway:
         return entries
 
     def journal_position(self):
-        """Returns a mark for `since` of `syslog`, `networkd_warnings` and `networkd_complaints`."""
+        """Returns a mark for `since` of `syslog`, `networkd_warnings` and `unit_file_warnings`."""
         entries = self._journal("--lines=1")
         return entries[0]["__CURSOR"] if entries else None
 
@@ -227,7 +227,7 @@ class Gateway:
         messages = [entry["MESSAGE"] for entry in entries]
         return [message for message in messages if FORWARDING_IS_IGNORED not in message]
 
-    def networkd_complaints(self, since=None):
+    def unit_file_warnings(self, since=None):
         """Returns systemd-networkd's warnings about the unit files."""
         return [message for message in self.networkd_warnings(since) if UNIT_DIRECTORY in message]
 

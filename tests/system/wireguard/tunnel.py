@@ -77,7 +77,7 @@ def setUpModule():
 class Tunnel(unittest.TestCase):
     def test_networkd_accepts_every_line(self):
         self.assertTrue(gateway.wait_for_setup("wg0"))
-        self.assertEqual(gateway.networkd_complaints(), [])
+        self.assertEqual(gateway.unit_file_warnings(), [])
 
     def test_the_far_end_answers_through_the_tunnel(self):
         self.assertTrue(gateway.reaches(FAR_ADDRESS, timeout=30), gateway.run("wg", "show").stdout)

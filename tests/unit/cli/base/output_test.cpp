@@ -30,7 +30,7 @@ static FailingCall failing_fstat;
 static FailingCall failing_create;
 // The type of the files that belong to another user: S_IFREG and the like.
 static mode_t foreign_type = 0;
-// What another user puts into the place of a directory just made.
+// What another user replaces a directory with that was just made.
 static std::string put_in_place;
 
 // A single user is there in the sandbox.
