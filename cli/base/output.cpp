@@ -19,7 +19,7 @@
 #include "cli/base/terminal.h"
 
 constexpr mode_t kPermissions = 0777;
-constexpr char kForeignLink[] = ": not written through a link in a directory that other users may write to";
+constexpr char kForeignLink[] = ": refusing to follow a link in a directory that other users can write to";
 
 // --- Finding the location
 

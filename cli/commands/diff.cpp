@@ -196,10 +196,8 @@ Command diff_command() {
   return {"diff",
           "Show what a configuration would change",
           {file_option(options.file),
-           {"OTHER",
-            "a newer one to compare it with; without, FILE is compared with\n"
-            "what is in /var/run now",
-            &options.other, Completion::kFile},
+           {"OTHER", "a newer one to compare it with; default: the files in /var/run", &options.other,
+            Completion::kFile},
            from,
            action_option(options.dry_run.action),
            cell_option(options.dry_run.cell),

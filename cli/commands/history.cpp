@@ -84,11 +84,11 @@ Command history_command() {
       "history",
       "List the configurations that were applied",
       {{"ACTION",
-        "show: print the configuration of an entry; without, list all entries",
+        "show: print the configuration of an entry; default: list all entries",
         &options.action,
         Completion::kNothing,
         {"show"}},
-       {"NUMBER", "that of the entry", &options.number},
+       {"NUMBER", "number of the entry", &options.number},
        json_option(options.json)},
       "lanfab diff --from NUMBER shows what has changed since; lanfab revert NUMBER applies the entry as a "
       "trial.\n\n"

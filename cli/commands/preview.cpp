@@ -222,7 +222,7 @@ Command preview_command() {
            {"-o DIRECTORY", "write the files below this directory, which must be empty", &options.directory,
             Completion::kDirectory},
            json_option(options.json),
-           {"-v", "show the messages to the system log and all errors, too", &options.messages}},
+           {"-v", "also show the messages to the system log and all errors", &options.messages}},
           "Example: lanfab preview network.json --cell down",
           [] { return preview(options); }};
 }

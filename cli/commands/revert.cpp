@@ -129,10 +129,10 @@ Command revert_command() {
   return {"revert",
           "Roll back to the previous configuration",
           {{"NUMBER", "apply this entry of the history as a trial", &options.entry},
-           {"--yes", "do not ask", &options.yes},
+           {"--yes", "do not prompt", &options.yes},
            timer,
            guard},
-          "Ends the trial immediately. Without a trial, asks, and applies network.json.previous.\n\n"
+          "Ends the trial immediately. Without a trial, applies network.json.previous, after a prompt.\n\n"
           "Example: lanfab revert --yes",
           [] { return revert(options); }};
 }

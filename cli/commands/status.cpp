@@ -111,8 +111,9 @@ Command status_command() {
                                                        {"nagios", StatusFormat::kNagios},
                                                        {"prometheus", StatusFormat::kPrometheus}};
   Option format{"--format FORMAT",
-                "text (default), json, nagios, one line with the\n"
-                "exit status of a plugin, or prometheus, metrics",
+                "text (default), json, nagios (one line, with\n"
+                "the exit status of a plugin) or prometheus\n"
+                "(metrics)",
                 [formats](const std::string& name) { options.format = formats.at(name); },
                 Completion::kNothing,
                 {"text", "json", "nagios", "prometheus"}};
@@ -120,7 +121,8 @@ Command status_command() {
   Option output = {"-o FILE", "write into this file, whole or not at all", &options.output,
                    Completion::kFile};
   output.excludes = "--watch";
-  Option probe = {"--probe", "send packets to find what only hosts know; requires root, takes 2 s",
+  Option probe = {"--probe",
+                  "also send packets to hosts and servers, and check their answers; requires root, takes 2 s",
                   &options.probe};
   probe.excludes = "--watch";
   return {"status",
@@ -129,7 +131,7 @@ Command status_command() {
            format,
            output,
            probe,
-           {"-v", "show the messages of the last runs, too", &options.messages}},
+           {"-v", "also show the messages of the last runs", &options.messages}},
           "Example: lanfab status --watch",
           [] { return status(options); }};
 }

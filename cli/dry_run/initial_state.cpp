@@ -130,7 +130,7 @@ static std::optional<std::string> read_link(const std::string& directory, std::v
       connected = file.content.substr(0, file.content.find('\n'));
     }
   }
-  if (link.empty()) return printable(directory) + ": there is no file wwan_* in it";
+  if (link.empty()) return printable(directory) + ": contains no file wwan_*";
   return std::nullopt;
 }
 

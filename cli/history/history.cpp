@@ -59,7 +59,7 @@ HistoryEntry History::read_entry(std::int64_t number) const {
   } else if (!read_file_text(file.content, entry)) {
     entry = {};
     entry.number = number;
-    entry.damage = printable(path_of(number)) + ": not as it was written";
+    entry.damage = printable(path_of(number)) + ": corrupted";
   }
   return entry;
 }
@@ -156,5 +156,5 @@ std::optional<std::string> load_from_history(const std::string& number, Source& 
 
 void record_in_history(const std::string& configuration, const std::string& comment) {
   if (const auto error = History().add(configuration, comment))
-    report("lanfab: warning: it is not in the history: " + *error);
+    report("lanfab: warning: could not add it to the history: " + *error);
 }

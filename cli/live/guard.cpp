@@ -158,7 +158,7 @@ class Guard {
     bool is_rolling_back = false;
     const bool is_known = !query_unit(kRevertUnit, is_rolling_back);
     if ((is_known && is_rolling_back) || monotonic_seconds() < next_attempt_) return false;
-    std::fprintf(stderr, "<1>the trial is overdue: nobody else has ended it; rolling back\n");
+    std::fprintf(stderr, "<1>the trial is overdue; rolling back\n");
     if (roll_back_() == 0) return true;
     next_attempt_ = monotonic_seconds() + pause_;
     pause_ = std::min(2 * pause_, kLongestPause);

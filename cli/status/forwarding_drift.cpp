@@ -31,11 +31,11 @@ static void compare_forwarding(const Snapshot& snapshot, const std::string& name
   if (!is_wanted || !link.forwards || *is_wanted == *link.forwards) return;
   const std::string fix = setting_command(*is_wanted, name, "forwarding");
   if (!*is_wanted) {
-    drift.push_back({name, "forwarding is on, but the configuration does not ask for it",
+    drift.push_back({name, "forwarding is on, but the configuration does not enable it",
                      is_settling(snapshot), "hosts reach networks that they should not", fix});
   } else {
     const bool is_pending = is_pending_at(snapshot, name);
-    drift.push_back({name, "forwarding is off, but the configuration asks for it", is_pending,
+    drift.push_back({name, "forwarding is off, but the configuration enables it", is_pending,
                      "hosts do not reach other networks", is_pending ? "" : fix});
   }
 }
@@ -52,8 +52,8 @@ static void compare_proxy_arp(const Snapshot& snapshot, const std::string& name,
     drift.push_back({name, "proxy ARP is off", is_pending,
                      "the device in pass-through cannot reach its gateway", is_pending ? "" : fix});
   } else {
-    drift.push_back({name, "proxy ARP is on, but the configuration does not ask for it",
-                     is_settling(snapshot), "the gateway answers for addresses of other hosts", fix, true});
+    drift.push_back({name, "proxy ARP is on, but the configuration does not enable it", is_settling(snapshot),
+                     "the gateway answers for addresses of other hosts", fix, true});
   }
 }
 

@@ -223,7 +223,7 @@ void LinkComparison::compare_mtu() {
   // Nothing resets an MTU that its unit does not set. Other interfaces take theirs from elsewhere.
   if (!is_ethernet_port(name_) || wanted_.is_passed_through || !wanted_.bridge.empty()) return;
   if (link_.mtu != kUsualMtu)
-    say("the MTU is " + std::to_string(link_.mtu) + ", which no unit asks for", kWhy,
+    say("the MTU is " + std::to_string(link_.mtu) + ", which no unit sets", kWhy,
         set_link("mtu " + std::to_string(kUsualMtu)), true);
 }
 
@@ -284,8 +284,8 @@ void LinkComparison::compare_addresses() {
     };
     if (address.is_dynamic || std::any_of(own.begin(), own.end(), is_it)) continue;
     drift_.push_back(
-        {name_, "the address " + address.text + " is not from the configuration", is_settling(snapshot_),
-         "packets to it end here",
+        {name_, "the address " + address.text + " is not configured", is_settling(snapshot_),
+         "the gateway accepts packets to it",
          "ip address delete " + quoted_for_shell(address.text) + " dev " + quoted_for_shell(name_), true});
   }
 }
@@ -302,15 +302,15 @@ static void compare_leftover(const Snapshot& snapshot, const std::string& name, 
                              std::vector<Drift>& drift) {
   const std::string quoted_name = quoted_for_shell(name);
   if (is_made_by_runs(name)) {
-    drift.push_back({name, "it is in the kernel, but not in the configuration", is_settling(snapshot),
+    drift.push_back({name, "it exists in the kernel, but is not configured", is_settling(snapshot),
                      "it may still carry traffic and addresses", "ip link delete dev " + quoted_name, true});
     return;
   }
   const bool is_own = is_ethernet_port(name) || is_radio(name) || name == kWwanRouteInterface;
   if (!is_own || !link.is_up) return;
   for (const KernelAddress& address : link.addresses) {
-    drift.push_back({name, "the address " + address.text + " is not from the configuration",
-                     is_settling(snapshot), "packets leave through an interface that nobody looks after",
+    drift.push_back({name, "the address " + address.text + " is not configured", is_settling(snapshot),
+                     "packets leave through an interface that is not configured",
                      "ip address delete " + quoted_for_shell(address.text) + " dev " + quoted_name, true});
   }
 }

@@ -119,8 +119,8 @@ class RouteComparison {
 
 void RouteComparison::say_missing(const KernelRoute& route, const std::string& fix) {
   const bool is_pending = is_pending_at(snapshot_, route.interface);
-  drift_.push_back(
-      {route.interface, name_of(route) + " is missing", is_pending, "packets take another way or none", fix});
+  drift_.push_back({route.interface, name_of(route) + " is missing", is_pending,
+                    "packets take another route or none", fix});
 }
 
 void RouteComparison::compare_route(const std::string& name, const InterfaceFacts& wanted,
@@ -177,7 +177,7 @@ void RouteComparison::compare_foreign(const KernelRoute& route) {
   const auto wanted = subnet ? find_route(routes_of(snapshot_.wanted), subnet->address) : std::nullopt;
   const bool is_pending = is_settling(snapshot_);
   Drift drift{route.interface.empty() ? "routes" : route.interface,
-              name_of(route) + " is not from the configuration",
+              name_of(route) + " is not configured",
               is_pending,
               "packets may take it",
               deletion_of(route),
@@ -238,10 +238,10 @@ void RouteComparison::explain(const RouteQuery& query, const std::optional<Route
                               Drift& drift) {
   const UnitRoute& wanted = query.wanted.front();
   if (const KernelRule* rule = diverting_rule(snapshot_, choice)) {
-    drift.why = "policy rule " + std::to_string(rule->priority) + " is not from the configuration";
+    drift.why = "policy rule " + std::to_string(rule->priority) + " is not configured";
     drift.fix = deletion_of(*rule);
   } else if (const KernelRoute* route = culprit(query, choice)) {
-    drift.why = name_of(*route) + " is not from the configuration";
+    drift.why = name_of(*route) + " is not configured";
     drift.fix = deletion_of(*route);
     culprits_.push_back(route);
   } else if (const std::string address = lost_address(wanted); !address.empty()) {
@@ -272,7 +272,7 @@ void RouteComparison::compare_choice(const RouteQuery& query) {
       query.subject,
       "packets to " + query.destination + " go " + way + " instead of " + (choice ? "" : "through ") + hop,
       is_pending_at(snapshot_, query.wanted.front().interface),
-      "no route or policy rule of the configuration asks for that", ""};
+      "no configured route or policy rule explains it", ""};
   explain(query, choice, drift);
   drift_.push_back(std::move(drift));
 }

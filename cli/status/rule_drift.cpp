@@ -91,10 +91,10 @@ static void compare_foreign(const Snapshot& snapshot, std::vector<Drift>& drift)
       continue;
     const std::string packets = rule.selector.empty() ? "any packet" : "packets " + rule.selector;
     const std::string target = rule.table.empty() ? "" : ", table " + rule.table + ",";
-    drift.push_back({"policy rules",
-                     "rule " + std::to_string(rule.priority) + " for " + packets + target +
-                         " is not from the configuration",
-                     is_settling(snapshot), "packets that it matches take other routes", fix, true});
+    drift.push_back(
+        {"policy rules",
+         "rule " + std::to_string(rule.priority) + " for " + packets + target + " is not configured",
+         is_settling(snapshot), "packets that it matches take other routes", fix, true});
   }
 }
 
@@ -142,7 +142,7 @@ static void compare_reply_tables(const Snapshot& snapshot, std::vector<Drift>& d
     const std::string fix = std::string(kMakeReplyTable) + " " + table + " " + quoted_for_shell(tunnel) +
                             " " + quoted_for_shell(gateway);
     drift.push_back({tunnel, "the routing table " + table + " for replies is empty", is_pending,
-                     "replies to what arrives by the tunnel take another way", is_pending ? "" : fix});
+                     "replies to packets from the tunnel take another route", is_pending ? "" : fix});
   }
 }
 

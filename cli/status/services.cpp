@@ -57,7 +57,7 @@ std::optional<std::string> read_setup(std::map<std::string, std::string>& setup,
   std::string output;
   if (auto error = capture({"networkctl", "--json=short", "list"}, output, kQuerySeconds)) return error;
   Json::Value answer;
-  if (!parse_json(output, answer) || !answer.isObject()) return "networkctl: what it prints is no JSON";
+  if (!parse_json(output, answer) || !answer.isObject()) return "networkctl: invalid JSON output";
   for (const Json::Value& link : answer["Interfaces"]) {
     if (!link.isObject()) continue;
     setup[text_of(link["Name"])] = text_of(link["AdministrativeState"]);

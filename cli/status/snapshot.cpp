@@ -39,7 +39,7 @@ std::optional<std::string> take_snapshot(Snapshot& snapshot) {
   const bool has_files = read_wanted(snapshot);
   // Without its files, a gateway still has a configuration.
   if (!(is_gateway() && has_files) && !file_exists(active_configuration().c_str())) {
-    return "this is not a gateway that a run of cmd_lanfab has set up";
+    return "this machine has not been configured by cmd_lanfab";
   }
   snapshot.forbids_forwarding = forbids_forwarding();
   // The lock and the services first: a run that ends meanwhile leaves the rest as it should be.

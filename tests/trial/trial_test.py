@@ -101,13 +101,13 @@ class Ends(Trial):
         lock = pathlib.Path("/var/run/LANFAB_LOCKED")
         self.try_new()
         lock.touch()
-        self.lanfab("revert", status=0, said=f"{lock}: ")
+        self.lanfab("revert", status=0, said=f"removed {lock}, which a killed run had left")
         self.assertFalse(lock.exists())
 
     def test_the_lock_of_a_killed_run_does_not_delay_the_new_configuration(self):
         lock = pathlib.Path("/var/run/LANFAB_LOCKED")
         lock.touch()
-        self.try_new(said=f"{lock}: a run that was killed has left it; removed")
+        self.try_new(said=f"removed {lock}, which a killed run had left")
         self.assertFalse(lock.exists())
 
 

@@ -17,7 +17,7 @@ using ::testing::IsEmpty;
 
 constexpr char kDirectory[] = "/run/output";
 constexpr char kFile[] = "/run/output/file";
-constexpr char kForeignLink[] = ": not written through a link in a directory that other users may write to";
+constexpr char kForeignLink[] = ": refusing to follow a link in a directory that other users can write to";
 
 extern FailingCall failing_fchmod;
 extern FailingCall failing_fsync;

@@ -45,7 +45,7 @@ TEST(VerificationTest, WhatWasMissingBeforeMayBePendingAgain) {
 }
 
 TEST(VerificationTest, WhatNoUnitAsksForIsNot) {
-  ObservedDrift now{{drift("gre1", "it is in the kernel, but not in the configuration")}, {}};
+  ObservedDrift now{{drift("gre1", "it exists in the kernel, but is not configured")}, {}};
   now.drift.front().is_surplus = true;
   EXPECT_THAT(new_drift({}, now), IsEmpty());
 }

@@ -70,7 +70,7 @@ TEST(Result, BytesThatEndTooEarlyAreAnError) {
     DryRunResult result;
     const std::optional<SandboxError> error = decode(bytes.substr(0, size), result);
     ASSERT_TRUE(error) << size;
-    EXPECT_EQ(error->what, "the world ended too early") << size;
+    EXPECT_EQ(error->what, "the sandboxed process exited unexpectedly") << size;
   }
 }
 

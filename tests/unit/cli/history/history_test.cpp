@@ -124,7 +124,7 @@ TEST_F(HistoryTest, ShowsDamagedEntriesAsDamaged) {
   std::filesystem::remove("/run/var/lib/history/3.txt");
   std::filesystem::create_directory("/run/var/lib/history/3.txt");
   EXPECT_THAT(configurations(), ElementsAre("damaged", "two\n", "damaged"));
-  EXPECT_EQ(error_of(history_.find("1", entry_)), "/run/var/lib/history/1.txt: not as it was written");
+  EXPECT_EQ(error_of(history_.find("1", entry_)), "/run/var/lib/history/1.txt: corrupted");
   EXPECT_EQ(error_of(history_.find("3", entry_)), "/run/var/lib/history/3.txt: Is a directory");
 }
 
@@ -205,6 +205,6 @@ TEST_F(HistoryTest, AFailureIsOnlyAWarning) {
   testing::internal::CaptureStderr();
   record_in_history("one\n", "");
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "lanfab: warning: it is not in the history: /var/lib/lanfab/history: Not a directory\n");
+            "lanfab: warning: could not add it to the history: /var/lib/lanfab/history: Not a directory\n");
   std::filesystem::remove(kSystemDirectory);
 }

@@ -108,8 +108,7 @@ TEST(Drift, AnUnpluggedPortMissesNoRoutesButMayHaveForeignAddresses) {
   snapshot.kernel.links["eth0"].has_carrier = false;
   snapshot.kernel.links["eth0"].addresses = {{"192.168.1.9/24", false}};
   snapshot.wanted.interfaces["eth0"].route_sections = {{"10.20.0.0/16", "192.168.1.2", "", ""}};
-  EXPECT_THAT(drift_of(snapshot),
-              ElementsAre("eth0: the address 192.168.1.9/24 is not from the configuration"));
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: the address 192.168.1.9/24 is not configured"));
 }
 
 TEST(Drift, AGoodApplyMakesUpForTheRunsBeforeIt) {

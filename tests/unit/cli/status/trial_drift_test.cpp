@@ -38,8 +38,7 @@ TEST(TrialDrift, ALostGuardIsAnAlarm) {
 TEST(TrialDrift, AFailedRollbackIsAnAlarmUntilOneSucceeds) {
   TrialFacts facts;
   facts.has_failed = true;
-  EXPECT_THAT(texts_of(facts),
-              ElementsAre("trial: its rollback has failed, and is tried again; lanfab revert"));
+  EXPECT_THAT(texts_of(facts), ElementsAre("trial: its rollback failed; retrying; lanfab revert"));
 }
 
 TEST(TrialDrift, AnOverdueTrialIsAnAlarmWhenTheTimerHadTime) {
@@ -47,7 +46,7 @@ TEST(TrialDrift, AnOverdueTrialIsAnAlarmWhenTheTimerHadTime) {
   facts.now = 1085;
   EXPECT_THAT(texts_of(facts), IsEmpty());
   facts.now = 1086;
-  EXPECT_THAT(texts_of(facts), ElementsAre("trial: it is overdue for 6 s; lanfab revert"));
+  EXPECT_THAT(texts_of(facts), ElementsAre("trial: it has been overdue for 6 s; lanfab revert"));
 }
 
 TEST(TrialDrift, ARollbackUnderWayIsPending) {
