@@ -1,8 +1,7 @@
 #!/usr/bin/env python3
-"""Runs `lanfab preview` and `lanfab diff` in the sandbox with what they cannot use, with output that goes
-nowhere, and with an early end; they must say what is wrong, end with the status that they promise, and
-leave nothing behind. The first argument is lanfab, the second one cmd_lanfab.
-"""
+"""Runs `lanfab preview` and `lanfab diff` in the sandbox with unusable input, with a closed output, and with
+an early end: they must report the error, exit with the documented status, and leave nothing behind. The first
+argument is lanfab, the second one cmd_lanfab."""
 
 import itertools
 import json
