@@ -1,8 +1,8 @@
-"""Changes one decision of src/ after the other, and shows that lanfab follows.
+"""Mutates the decisions of src/, one at a time, and checks that lanfab follows.
 
-Each case edits one place of src/ and nothing of cli/. With that build, `lanfab check`, `lanfab graph` and
-`lanfab diff` must say about the case's configuration what they did not say before, and no longer say what
-they did. A rule, a drawing or a summary that decides by itself would not change.
+Each case edits src/ at one location, and nothing in cli/. In that build, the output of `lanfab check`,
+`lanfab graph` and `lanfab diff` about the case's configuration must change as expected. A rule, a diagram
+or a change summary with its own copy of the decision would not change.
 """
 
 import argparse

@@ -1,6 +1,6 @@
-"""Runs the program under callers of many kinds, inside the sandbox: the same comes out under each.
+"""Runs the program under different callers, inside the sandbox: the outcome is always the same.
 
-And signals runs that wait for the lock of another one, which they leave alone, and one that takes the lock.
+Also sends signals to runs that wait for the lock of another one, and to one that is acquiring the lock.
 """
 
 import os

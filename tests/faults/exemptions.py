@@ -1,7 +1,7 @@
-"""What may be wrong after a run that ends with status 0: each exemption by its name, with its reason.
+"""The permitted differences after a run with exit status 0, each with its name and reason.
 
-A run with status 0 leaves what a run without a fault leaves. Here is the difference that one kind of fault
-may make all the same. What is not named here is a violation; so is an exemption that no fault makes use of.
+A run with status 0 leaves the same files as a run without a fault, except for these differences, each of
+which one kind of fault may cause. Any other difference is a violation; so is an unused exemption.
 """
 
 import collections

@@ -20,7 +20,7 @@ Job = collections.namedtuple("Job", "action point how number is_late", defaults=
 # What a process runs that is forked and executes nothing.
 COPY = "a copy of the program"
 LOCK = "/var/run/LANFAB_LOCKED"
-RECORDERS = ("ip", "systemctl", "networkctl", "telnet-init", "route_table_flush", "route_table_add")
+STUBS = ("ip", "systemctl", "networkctl", "telnet-init", "route_table_flush", "route_table_add")
 # Where a process begins another one.
 SPAWNS = ("clone", "clone3", "fork", "vfork")
 
@@ -65,14 +65,14 @@ class Process:
         self.parent = parent
         self.commands = []
         self.children = []
-        self.is_recorder = parent is not None and parent.is_recorder
+        self.is_stub = parent is not None and parent.is_stub
         self.repeats_loader = False
 
     def execute(self, command, known_images):
         self.commands.append(command)
         words = command.split()
         # Itself or its interpreter comes first.
-        self.is_recorder |= any(word.startswith("/") and os.path.basename(word) in RECORDERS
+        self.is_stub |= any(word.startswith("/") and os.path.basename(word) in STUBS
                                 for word in words[:2])
         image = os.path.basename(words[0])
         self.repeats_loader = image in known_images
@@ -111,8 +111,8 @@ def read_list(report):
 
 def phase_of(process, fields):
     """Returns whether the call is the loader's, the program's, or one that is not disturbed."""
-    if process.is_recorder:
-        return "recorder"
+    if process.is_stub:
+        return "stub"
     # The loader of a tool is disturbed once: it does the same every time.
     return "repeated loader" if fields[1] == "loader" and process.repeats_loader else fields[1]
 

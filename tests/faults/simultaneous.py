@@ -1,7 +1,7 @@
-"""Starts many runs at the same instant, inside the sandbox, and sees whether two hold the lock at once.
+"""Starts many runs at the same time, inside the sandbox, and checks that no two hold the lock at once.
 
-The log tells: a run says "set lock" when it has found no lock, and "clear lock" before it deletes its own.
-So between the two lines of one run there is no other one's. The kernel adds the sender to each line, and
+The log shows this: a run logs "set lock" when it has found no lock, and "clear lock" before it deletes its
+own, so there is no line of another run between the two. The kernel adds the sender to each line, and
 keeps their order.
 """
 

@@ -1,4 +1,4 @@
-"""Every call of `lanfab confirm` or `lanfab try` fails once, and every one is once the last.
+"""Every call of `lanfab confirm` or `lanfab try` fails once, and the process is killed once at every call.
 
 After `confirm` the installed file is the old configuration or the new one, whole, as a run sees it and as the
 next boot finds it; what goes on can be confirmed, and the timer leaves active what the next boot finds. Each

@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
-"""Puts strings that a terminal would execute, hide or turn round wherever `lanfab` meets strings of others,
-and runs every command on a pipe and on a terminal: no such character may come out, and no line that others
-wrote.
+"""Puts strings with escape sequences, invisible and bidirectional characters wherever `lanfab` reads strings,
+and runs every command on a pipe and on a terminal: it may print no such character, and no injected line.
 
 Runs in the sandbox. The first argument is lanfab, the second one cmd_lanfab.
 """

@@ -1,4 +1,4 @@
-"""What may happen to the files of a gateway after a run, and what `lanfab status` reports then.
+"""Changes of a gateway's files after a run, and the drift that `lanfab status` reports.
 
 Each row of DIVERGENCES is injected by files_test.py; docs/status.md lists them for operators.
 """

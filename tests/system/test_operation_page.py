@@ -1,4 +1,5 @@
-"""Every command of docs/operation.md does on a gateway what the page says, copied with its indentation."""
+"""Runs every command of docs/operation.md on a gateway, copied with its indentation, and checks its
+effect."""
 
 import json
 import pathlib

@@ -1,7 +1,7 @@
 """Runs in a gateway whose kernel has WireGuard: a tunnel from the program's units carries traffic.
 
 systemd-networkd reads the units. The host behind eth1 is a router that knows only the two networks connected
-to it; the far end of the tunnel is behind it, set up with ip and wg.
+to it; the remote endpoint of the tunnel is behind it, set up with ip and wg.
 """
 
 import json
