@@ -1,6 +1,5 @@
-"""The procedures of the manual page: a run that fails, the rollback, and the lines that a run writes."""
+"""What the manual page states about a run that fails, and the lines that a run may write."""
 
-import json
 import pathlib
 import re
 import unittest
@@ -11,12 +10,6 @@ MANUAL = pathlib.Path(__file__).resolve().parents[2] / "docs/man/cmd_lanfab.8"
 INTERFACE = re.compile(r"\b(eth[01](\.\d+)?|br-lan|wlan[01]|gre-tun\d)\b")
 
 gateway = guest.Gateway()
-
-
-def one_port(ipv4):
-    """Returns the configuration of a gateway whose eth0 has the address."""
-    network = {"mode": "router", "protocol": "static", "ipv4": ipv4, "netmask": 24}
-    return {"wired": {"eth0": {"enable": True, "network": network}}, "firewall": {"general": {"router": 1}}}
 
 
 class FailedApply(unittest.TestCase):
@@ -47,34 +40,6 @@ class FailedApply(unittest.TestCase):
 
         gateway.run("systemctl", "restart", "systemd-networkd")
         self.assertTrue(gateway.wait_for_address("eth0", "192.168.7.1/24"))
-
-
-def has_configured(ipv4, mark):
-    """Returns whether a run after the mark has written the unit of eth0 with this address."""
-    return ("debug", f"eth0 ipv4 config is {ipv4}") in gateway.syslog(mark)
-
-
-class WayBack(unittest.TestCase):
-    """The timer of the manual page's example, which nobody stops."""
-
-    def test_brings_the_previous_configuration_back(self):
-        gateway.apply(one_port("192.168.1.1"))
-        gateway.wait_for_setup("eth0")
-        good = f"{guest.CONFIGURATION}.good"
-        gateway.run("cp", guest.CONFIGURATION, good)
-        gateway.configure(one_port("192.168.7.1"))
-        # systemd may take a minute longer unless it is told to be exact.
-        timer = ("--unit=lanfab-undo", "--on-active=20s", "--timer-property=AccuracySec=1ms")
-        undo = f"cp {good} {guest.CONFIGURATION}; cmd_lanfab apply"
-        mark = gateway.journal_position()
-        gateway.run("systemd-run", *timer, "sh", "-c", undo)
-        gateway.run("systemd-run", "--wait", "cmd_lanfab", "apply")
-
-        self.assertTrue(has_configured("192.168.7.1", mark))
-        back = guest.wait_until(lambda: has_configured("192.168.1.1", mark), timeout=60, interval=1)
-        self.assertTrue(back)
-        self.assertTrue(gateway.wait_for_address("eth0", "192.168.1.1/24"))
-        self.assertEqual(json.loads(gateway.read(guest.CONFIGURATION)), one_port("192.168.1.1"))
 
 
 def lines_of_the_manual():
