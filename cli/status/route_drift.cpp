@@ -120,7 +120,7 @@ class RouteComparison {
 void RouteComparison::say_missing(const KernelRoute& route, const std::string& fix) {
   const bool is_pending = is_pending_at(snapshot_, route.interface);
   drift_.push_back({route.interface, name_of(route) + " is missing", is_pending,
-                    "packets take another route or none", fix});
+                    "packets take another route or none", is_pending ? "" : fix});
 }
 
 void RouteComparison::compare_route(const std::string& name, const InterfaceFacts& wanted,
