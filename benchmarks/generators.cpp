@@ -1,5 +1,5 @@
-// Each step of an apply alone, on the host platform, and how its time grows with the network. It writes to
-// /run, so it runs in the sandbox: scripts/benchmark --generators.
+// Measures each step of an apply separately, on the host platform, and its growth with the network. Writes to
+// /run, so it must run in the sandbox: scripts/benchmark --generators.
 
 #include <benchmark/benchmark.h>
 
@@ -22,7 +22,7 @@ constexpr char kConfigDir[] = "/dev/shm";
 constexpr int kFewVlans = 10;
 constexpr int kFewRoutes = 20;
 
-// Makes the network of this size the configuration.
+// Sets a network of this size as the configuration.
 static void configure(int vlans, int routes) {
   const std::string command = std::string(NETWORK_PROGRAM) + " --dhcp --vlans " + std::to_string(vlans) +
                               " --routes " + std::to_string(routes) + " >" + kConfigDir + "/network.json";
@@ -35,7 +35,7 @@ static NetworkContext context_of(int vlans, int routes) {
   return std::move(*load_network_context(false));
 }
 
-// The number of VLANs or routes that a benchmark is about, by which its growth is judged.
+// The number of VLANs or routes of a benchmark, the variable of its growth.
 static int size_of(benchmark::State& state) {
   state.SetComplexityN(state.range(0));
   return static_cast<int>(state.range(0));
@@ -63,7 +63,7 @@ static void write_vlan_units(benchmark::State& state) {
   config_get_object(ctx.config, vlan, "wired.eth0.network.advanced.vlan");
   while (state.KeepRunning())
     write_vlan_networks(&ctx, ctx.unit_order_numbers[kVlanOrder], "eth0", vlan);
-  // Each round has added a line for each VLAN.
+  // Each iteration added a line for each VLAN.
   std::remove("/var/run/.delete_interfaces");
 }
 

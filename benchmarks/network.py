@@ -1,8 +1,8 @@
 #!/usr/bin/python3
-"""Prints the network of a gateway, of any size, in the language of one of the programs that are compared.
+"""Prints the configuration of a network of any size in the format of one of the compared programs.
 
-Two ports, half of the VLANs on each, a static address for each interface, and routes through the second port:
-all of the programs know these. Host names, DHCP and the cellular link are for lanfab alone.
+It has two ports with half of the VLANs each, a static address for each interface, and routes via the second
+port, which all programs support. Host names, DHCP and the cellular link are for lanfab only.
 """
 
 import argparse
@@ -19,7 +19,7 @@ FIRST_VID = 2
 
 @dataclasses.dataclass(frozen=True)
 class Network:
-    """The size of a network, from which everything in it follows."""
+    """The size of a network, which determines everything in it."""
 
     vlans: int = 10
     routes: int = 20
@@ -28,14 +28,14 @@ class Network:
     cellular: bool = False
 
     def vlans_of(self, port):
-        """The (vid, address) pairs of a port; of an odd number the first port has one more."""
+        """Returns the (vid, address) pairs of a port; the first port has the extra one of an odd number."""
         middle = (self.vlans + 1) // 2
         numbers = range(middle) if port == "eth0" else range(middle, self.vlans)
         return [(FIRST_VID + position, f"10.{number >> 8}.{number & 255}.1")
                 for position, number in enumerate(numbers)]
 
     def destinations(self):
-        """Where the static routes lead, each to a network of its own."""
+        """Returns the destinations of the static routes, all different."""
         return [f"172.{16 + (number >> 8)}.{number & 255}.0" for number in range(self.routes)]
 
 
@@ -94,7 +94,7 @@ def as_netplan(network):
 
 
 def as_kernel_options(network):
-    """The words of a kernel command line, one a line."""
+    """Returns the arguments of a kernel command line, one per line."""
 
     def address(ipv4, interface):
         return f"ip={ipv4}:::{PREFIX}::{interface}:none"

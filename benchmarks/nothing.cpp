@@ -1,5 +1,5 @@
-// Takes the place of the shell and the tools that a measured program starts: it succeeds at once, without
-// even the start-up of the C library.
+// Replaces the shell and the tools that a measured program starts: exits with 0 immediately, without even the
+// start-up of the C library.
 
 #include <unistd.h>
 

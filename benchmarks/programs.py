@@ -1,11 +1,11 @@
-"""The programs that are compared: how each is given a network, and how it is started."""
+"""The compared programs: how each gets its network, and how it is started."""
 
 import os
 import pathlib
 import subprocess
 
 import network
-import world
+import sandbox
 
 UNIT_DIR = pathlib.Path("/run/systemd/network")
 
@@ -17,10 +17,10 @@ class Program:
     writes_units = True
 
     def install(self, size):
-        """Makes the network of this size the program's input."""
+        """Writes a network of this size as the program's input."""
 
     def command(self):
-        """The words of its command line."""
+        """Returns the program's command line."""
         raise NotImplementedError
 
     def environment(self):
@@ -43,13 +43,13 @@ class Lanfab(Program):
         self.program = os.path.abspath(program)
 
     def install(self, size):
-        (world.INPUT_DIR / "network.json").write_text(network.as_lanfab(size), encoding="utf-8")
+        (sandbox.INPUT_DIR / "network.json").write_text(network.as_lanfab(size), encoding="utf-8")
 
     def command(self):
         return [self.program, "apply"]
 
     def environment(self):
-        return super().environment() | {"LANFAB_CONFIG_DIR": str(world.INPUT_DIR)}
+        return super().environment() | {"LANFAB_CONFIG_DIR": str(sandbox.INPUT_DIR)}
 
 
 class Netplan(Program):
@@ -67,7 +67,7 @@ class Netplan(Program):
 
     def command(self):
         # As systemd starts it at boot, without the tools that an administrator's call goes on to start.
-        return ["/lib/systemd/system-generators/netplan", *world.GENERATOR_DIRS]
+        return ["/lib/systemd/system-generators/netplan", *sandbox.GENERATOR_DIRS]
 
 
 class NetworkGenerator(Program):
@@ -88,4 +88,4 @@ class Floor(Program):
     writes_units = False
 
     def command(self):
-        return [str(world.CHECKOUT / "benchmarks/floor")]
+        return [str(sandbox.CHECKOUT / "benchmarks/floor")]

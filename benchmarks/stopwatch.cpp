@@ -47,7 +47,7 @@ int main(int argc, char* argv[]) {
   }
   const std::int64_t begin = nanoseconds(CLOCK_MONOTONIC);
   const pid_t process = start(argv + 1);
-  // It has ended but is not reaped: its clock, which leaves its children out, can still be read.
+  // The process has exited but is not reaped: its own clock, which excludes its children, can still be read.
   siginfo_t ended{};
   waitid(P_PID, static_cast<id_t>(process), &ended, WEXITED | WNOWAIT);
   const std::int64_t whole = nanoseconds(CLOCK_MONOTONIC) - begin;

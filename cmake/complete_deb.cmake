@@ -1,9 +1,9 @@
-# CPack runs this on the files to be packed, to add what Debian expects in a package and an OS image does not:
-# the copyright file, the changelog, and the dependencies on libraries.
+# CPack runs this on the files of a package, to add what Debian requires but an OS image does not need: the
+# copyright file, the changelog, and the dependencies on libraries.
 set(debian ${CPACK_LANFAB_SOURCE}/packaging/debian)
 
-# The timestamp of all files in the package: that of the changelog's last entry, so that the same source gives
-# the same bytes, in a clone as in an unpacked archive.
+# The timestamp of all files in the package is that of the changelog's last entry, so that packages are
+# reproducible, in a clone as in an unpacked archive.
 if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
   file(STRINGS ${debian}/changelog ends_of_entries REGEX "^ -- ")
   list(GET ends_of_entries 0 end_of_entry)
@@ -13,7 +13,7 @@ if(NOT DEFINED ENV{SOURCE_DATE_EPOCH})
   set(ENV{SOURCE_DATE_EPOCH} ${time})
 endif()
 
-# What a cross-built program is linked with is in the sysroot, with the control files of its packages.
+# The libraries of a cross-built program are in the sysroot, with the control files of their packages.
 set(search)
 if(CPACK_LANFAB_SYSROOT)
   set(search -S${CPACK_LANFAB_SYSROOT})
@@ -24,12 +24,12 @@ endif()
 set(scratch ${CPACK_TOPLEVEL_DIRECTORY}/shlibdeps)
 file(WRITE ${scratch}/debian/control "")
 
-# Sets `result` to the packages of the libraries that the programs below a directory need, such as
-# "libc6 (>= 2.34), libstdc++6 (>= 11)". Unlike CPack's own call, this one fails if a library belongs to no
-# package. Its warnings of missing symbols are off: the linker checks these, and on ARM one warning is wrong.
+# Sets `result` to the packages of the libraries that the programs below a directory need, such as "libc6 (>=
+# 2.34), libstdc++6 (>= 11)". Unlike CPack's own call, fails if a library belongs to no package. Warnings of
+# missing symbols are disabled: the linker checks these, and on ARM one warning is wrong.
 function(find_libraries result directory)
   file(GLOB programs ${directory}/usr/bin/*)
-  # By this directory dpkg-shlibdeps recognizes the root of a package.
+  # dpkg-shlibdeps recognizes the root of a package by this directory.
   file(MAKE_DIRECTORY ${directory}/DEBIAN)
   execute_process(COMMAND dpkg-shlibdeps --warnings=2 -O ${search} ${programs} WORKING_DIRECTORY ${scratch}
     OUTPUT_VARIABLE libraries OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
@@ -48,6 +48,6 @@ foreach(files IN LISTS packages)
   file(GLOB manual_pages ${files}/usr/share/man/man*/*)
   execute_process(COMMAND gzip --best --no-name ${doc}/changelog ${manual_pages} COMMAND_ERROR_IS_FATAL ANY)
   find_libraries(libraries ${files})
-  # CPack reads this when it makes the package.
+  # CPack reads this when it builds the package.
   set(CPACK_DEBIAN_${group}_PACKAGE_DEPENDS "${libraries}, ${CPACK_DEBIAN_${group}_PACKAGE_DEPENDS}")
 endforeach()

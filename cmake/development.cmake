@@ -1,6 +1,6 @@
-# What the libraries of a device are compiled with, as the component "dev": the headers of src/platform, and
-# how CMake and pkg-config find them. Nothing has to be built for it, so that it can be installed before there
-# are any libraries. It is the same for every architecture.
+# The component "dev", for building a device's libraries: the headers of src/platform, and files for CMake and
+# pkg-config. It requires no build, so it can be installed before the libraries exist. It is the same for
+# every architecture.
 set(platform_dir ${CMAKE_INSTALL_DATADIR}/cmake/lanfab-platform)
 
 install(DIRECTORY src/platform DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lanfab COMPONENT dev

@@ -1,7 +1,7 @@
-# The documents that are installed. They are laid out as in the source, so that their links work.
+# Installs the documents, in the layout of the source, so that their links work.
 set(doc ${CMAKE_INSTALL_DOCDIR})
 
-# The index ends with the pages that stay in the source.
+# The index ends with pages that are only in the source.
 file(READ docs/README.md index)
 string(REGEX REPLACE "\n## In the source\n.*" "" index "${index}")
 file(CONFIGURE OUTPUT documentation/README.md CONTENT "${index}" @ONLY)

@@ -1,4 +1,4 @@
-# Compiles a file into a target, where `extern const std::string_view <symbol>` is its content.
+# Compiles a file into a target, which can access its content as `extern const std::string_view <symbol>`.
 function(lanfab_embed target symbol file)
   cmake_path(ABSOLUTE_PATH file BASE_DIRECTORY ${PROJECT_SOURCE_DIR} OUTPUT_VARIABLE path)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${path})

@@ -1,5 +1,4 @@
-# What is installed and where, and the Debian packages. The components are "program", "documents", "tools" and
-# "dev".
+# Installation paths and Debian packages. The components are "program", "documents", "tools" and "dev".
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME program)
 set(packaging ${PROJECT_SOURCE_DIR}/packaging)
 set(debian ${packaging}/debian)
@@ -13,7 +12,7 @@ install(CODE "
   configure_file(${packaging}/lanfab.service.in ${PROJECT_BINARY_DIR}/lanfab.service @ONLY)")
 install(FILES ${PROJECT_BINARY_DIR}/lanfab.service DESTINATION ${unit_dir})
 if(LANFAB_PLATFORM STREQUAL "host")
-  # Only the host platform keeps its configuration in a file.
+  # Only the host platform has its configuration in a file.
   install(FILES ${packaging}/lanfab.service.configured.conf DESTINATION ${unit_dir}/lanfab.service.d
     RENAME configured.conf)
 endif()
@@ -23,11 +22,11 @@ install(FILES ${packaging}/systemd-networkd.service.conf DESTINATION ${unit_dir}
 install(FILES ${packaging}/tmpfiles.conf DESTINATION lib/tmpfiles.d RENAME lanfab.conf)
 install(FILES ${packaging}/sysusers.conf DESTINATION lib/sysusers.d RENAME lanfab.conf)
 
-# A component of its own, so that an OS image can do without it and a test can install it alone.
+# A separate component, so that an OS image can omit it and a test can install it alone.
 include(cmake/documentation.cmake)
 include(cmake/development.cmake)
 
-# What authors of configurations use: a component, too.
+# The tools for authors of configurations, also a component.
 if(LANFAB_CLI)
   include(cmake/tools.cmake)
 endif()
@@ -54,16 +53,16 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 if(CMAKE_SYSTEM_PROCESSOR STREQUAL "armv7l")
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
 endif()
-# Each package has its own summary, the first line of its description; CPack indents the others.
+# Each package has its own summary, the first line of the description; CPack indents the other lines.
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 
-# The package "lanfab" has everything but the tools. Another file name can be given to cpack.
+# The package "lanfab" contains everything except the tools. The file name can be set on cpack's command line.
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_LANFAB_PACKAGE_NAME lanfab)
 set(CPACK_DEBIAN_LANFAB_DESCRIPTION "network configuration of a gateway for systemd-networkd and dnsmasq
 Turns one JSON object into the units of systemd-networkd and the files of
-dnsmasq, undoes what the previous run left in the kernel and restarts both
-services.")
+dnsmasq, removes what the previous configuration left in the kernel, and
+restarts both services.")
 # The scripts of both packages share a function.
 set(scripts ${PROJECT_BINARY_DIR}/debian)
 file(READ ${debian}/end_trial END_TRIAL)
@@ -77,13 +76,14 @@ set(CPACK_DEBIAN_LANFAB_PACKAGE_DEPENDS "dnsmasq, iproute2, systemd, udev")
 
 set(CPACK_DEBIAN_TOOLS_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME lanfab-tools)
-set(CPACK_DEBIAN_TOOLS_DESCRIPTION "checks and previews of a gateway's network configuration
-Says what is wrong with a configuration of lanfab, shows the files and commands
-that it leads to, and what it would change, without touching the network.")
+set(CPACK_DEBIAN_TOOLS_DESCRIPTION "check, preview and safely apply the network of a gateway
+Checks a configuration of lanfab before it is applied, shows the files and
+commands that it leads to and what it would change, applies it with a rollback
+unless it is confirmed in time, and reports drift.")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_CONTROL_EXTRA
     ${packaging}/tools/conffiles ${scripts}/tools/preinst ${scripts}/tools/prerm)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "lanfab (= ${LANFAB_VERSION})")
-# For pictures.
+# For diagrams.
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS graphviz)
 
 include(CPack)

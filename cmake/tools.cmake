@@ -1,4 +1,4 @@
-# What belongs to the program `lanfab`. It is never part of an image.
+# Installs the program `lanfab` and its files. They are not part of an OS image.
 install(TARGETS lanfab RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 foreach(program lanfab cmd_lanfab)
   install(FILES packaging/tools/${program}.bash
@@ -10,7 +10,7 @@ foreach(program lanfab cmd_lanfab)
 endforeach()
 install_manual_page(lanfab.1 tools)
 install_manual_page(lanfab-network.5 tools)
-# Like the service, which it extends.
+# The same prefix as the service, which this extends.
 install(CODE "
   cmake_path(APPEND LANFAB_PROGRAM \"\${CMAKE_INSTALL_PREFIX}\" ${CMAKE_INSTALL_BINDIR} cmd_lanfab)
   cmake_path(APPEND LANFAB_TOOL \"\${CMAKE_INSTALL_PREFIX}\" ${CMAKE_INSTALL_BINDIR} lanfab)
@@ -21,10 +21,10 @@ install(CODE "
 install(FILES ${PROJECT_BINARY_DIR}/record.conf DESTINATION ${unit_dir}/lanfab.service.d COMPONENT tools)
 install(FILES ${PROJECT_BINARY_DIR}/lanfab-metrics.service packaging/tools/lanfab-metrics.timer
   DESTINATION ${unit_dir} COMPONENT tools)
-# For the machine that watches the gateways.
+# For the monitoring server.
 install(FILES packaging/monitoring/alerts.yml packaging/monitoring/dashboard.json
   DESTINATION ${CMAKE_INSTALL_DATADIR}/lanfab/monitoring COMPONENT tools)
-# The shells of a login read it from /etc, which belongs to the prefix /usr.
+# Login shells read this from /etc, which belongs to the prefix /usr.
 install(CODE "
   set(etc \"\${CMAKE_INSTALL_PREFIX}/etc\")
   if(CMAKE_INSTALL_PREFIX STREQUAL \"/usr\")
@@ -33,7 +33,7 @@ install(CODE "
   file(INSTALL ${packaging}/tools/profile.sh DESTINATION \"\${etc}/profile.d\" RENAME lanfab.sh
     PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)"
   COMPONENT tools)
-# For editors, which take it from here by a path in a configuration.
+# For editors, whose configuration refers to it by path.
 install(FILES schema/network.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/lanfab COMPONENT tools)
-# Beside the other pages, so that links work.
+# In the same directory as the other pages, so that links work.
 install(FILES docs/checks.md docs/editors.md docs/fleet.md DESTINATION ${doc}/docs COMPONENT tools)

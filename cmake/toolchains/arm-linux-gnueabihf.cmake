@@ -1,10 +1,11 @@
-# 32-bit ARM with Debian's cross compiler and the sysroot that scripts/make-arm-sysroot creates in build/.
+# Toolchain for 32-bit ARM: Debian's cross compiler and the sysroot that scripts/make-arm-sysroot creates in
+# build/.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR armv7l)
-# Tests have libraries in C.
+# The tests include C libraries.
 set(CMAKE_C_COMPILER arm-linux-gnueabihf-gcc)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
-# Without a note at each call whose convention changed in g++ 7.
+# Without notes about calls whose ABI changed in g++ 7.
 set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
 
 set(LANFAB_ARM_SYSROOT ${CMAKE_CURRENT_LIST_DIR}/../../build/arm-sysroot CACHE PATH "Libraries of the device")

@@ -51,7 +51,7 @@ std::string bridge_primary_network_path(const NetworkContext* ctx) {
 int get_interface_network_node(const NetworkContext* ctx, const char* ifname, std::string& path) {
   print_trace(ctx, __func__);
   const std::string name(ifname);
-  // Names are told apart by what they contain, so eth0.100 counts as wired too.
+  // Names are classified by substring, so eth0.100 is wired, too.
   if (name.find("eth") != std::string::npos) {
     path = wired_network_path(name);
   } else if (name.find("wlan") != std::string::npos) {

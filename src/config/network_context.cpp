@@ -15,7 +15,7 @@ NetworkContext::NetworkContext(Json::Value configuration) : config(std::move(con
   init_dns_mode(this);
   init_static_routes(this);
   init_bridge_mode(this);
-  // The message names the bridge although this is the Wi-Fi step; log readers know it by this text.
+  // The message names the bridge although this is the Wi-Fi step; log filters depend on it.
   if (init_wifi_modes(this) != 0) syslog(LOG_NOTICE, "error initializing network bridge mode");
   initialized = true;
 }
@@ -30,8 +30,8 @@ bool is_cell_enabled(const NetworkContext* ctx) {
   return is_true(ctx->config, "wireless.cell.enable");
 }
 
-// Whether the port's mode takes it out of router mode; fills the pass-through fields when it does. Any mode
-// but "router" counts, and so does a disabled port.
+// Whether the port's mode is not router mode; if so, sets the pass-through fields. Any mode except "router"
+// counts, even if the port is disabled.
 static bool init_port_passthrough(NetworkContext* ctx, const char* ifname) {
   std::string mode;
   if (!config_get_string(ctx->config, mode, wired_network_path(ifname) + ".mode")) return false;
@@ -57,7 +57,7 @@ void init_passthrough_modes(NetworkContext* ctx) {
 
 void init_dns_mode(NetworkContext* ctx) {
   print_trace(ctx, __func__);
-  // True for a source of "static" too: the servers of the cellular link go first whenever it supplies any.
+  // Also true for the source "static": servers of the cellular link always precede the configured ones.
   ctx->dns_auto = true;
   std::string source;
   if (config_get_string(ctx->config, source, "dns.source") && source != "static") ctx->dns_auto = true;

@@ -1,7 +1,7 @@
 #pragma once
 
-// The Ethernet ports and the radios of the device: all that differs from one to the other. Whoever goes
-// through them goes in the order of these tables, which is that of the output files.
+// The Ethernet ports and the radios of the device, with all their differences. Loops use the order of these
+// tables, which is that of the output files.
 
 #include <string_view>
 
@@ -9,27 +9,27 @@
 
 inline constexpr char kSecondaryNetmask[] = "255.255.255.128";
 
-// The fixed link-local addresses of a port. Each port has a half of a /24 of 169.254.0.0/16.
+// The fixed link-local addresses of a port: half of a /24 of 169.254.0.0/16.
 struct SecondaryPair {
   const char* gateway;  // the port's own secondary address
-  const char* device;   // for the one device behind a pass-through port
+  const char* device;   // for the single device behind a pass-through port
 };
 
 struct EthernetPort {
-  const char* name;  // of the interface, and its key below "wired"
+  const char* name;  // interface name, and key below "wired"
   bool NetworkContext::*enabled;
   UnitOrderIndex order;
   SecondaryPair secondary_pair;
-  const char* hostname;  // published for its address; null for none
-  // In pass-through, an empty address or a prefix length below 1 is taken as it is. Other ports then keep
+  const char* hostname;  // published for its address; null if none
+  // Whether pass-through uses an empty address or a prefix length below 1 as it is. Other ports then use
   // those of the cellular link.
   bool takes_empty_address;
-  const char* mac_address_keys[2];  // in the system database; null for none
-  const char* mode_key;             // there, in the database "NET"
+  const char* mac_address_keys[2];  // in the system database; null if none
+  const char* mode_key;             // in its database "NET"
 };
 
 struct Radio {
-  const char* name;  // of the interface, and its key below "wireless.wifi"
+  const char* name;  // interface name, and key below "wireless.wifi"
   bool NetworkContext::*is_access_point;
   const char* hostname;  // published for the address of the access point
 };
@@ -59,9 +59,9 @@ inline constexpr Radio kRadios[] = {
     {"wlan1", &NetworkContext::wlan1_ap_enabled, "qel2"},
 };
 
-// The port or the radio of this name; null when there is none.
+// Returns the port or the radio with this name; null if there is none.
 const EthernetPort* find_ethernet_port(std::string_view name);
 const Radio* find_radio(std::string_view name);
 
-// The pair of a port; null for any other name.
+// Returns the address pair of a port; null for any other name.
 const SecondaryPair* secondary_pair_of(std::string_view port);

@@ -1,6 +1,6 @@
 #pragma once
 
-// The DHCP relay lines: an interface's requests go to one or two other servers.
+// The DHCP relay lines, which forward an interface's requests to one or two other servers.
 
 #include <json/json.h>
 
@@ -10,15 +10,15 @@
 
 #include "config/network_context.h"
 
-// The comment in front of a relay line, with the interface's name; the line itself has only its address.
+// The comment before a relay line, with the interface's name; the line itself only has its address.
 inline constexpr char kDhcpRelayHeading[] = "\n# DHCP relay on %s\n";
 
-// Where a "dhcp" object names the two servers.
+// The keys of the two servers in a "dhcp" object.
 inline constexpr const char* kRelayServerKeys[] = {"dhcp_relay.relay_server1", "dhcp_relay.relay_server2"};
 
-// What the configuration makes of a relay.
+// The settings of a relay, as read from the configuration.
 struct DhcpRelay {
-  const Json::Value* dhcp = nullptr;  // the "dhcp" object; null when there is none
+  const Json::Value* dhcp = nullptr;  // the "dhcp" object; null if there is none
   bool is_enabled = false;
   std::optional<std::string> local_ip;
 
@@ -30,15 +30,16 @@ struct DhcpRelay {
 // Reads the relay from a "network" object.
 DhcpRelay read_dhcp_relay(const Json::Value& network);
 
-// The server, an address or a name, at `key` of a "dhcp" object; nothing when it is missing or too short.
+// Returns the server, an address or a name, at `key` of a "dhcp" object; nothing if it is missing or too
+// short.
 std::optional<std::string> read_relay_server(const Json::Value& dhcp, const std::string& key);
 
-// Writes the relay lines of the interface from its "network" object of the configuration. Returns -1 in every
-// case; the callers ignore it.
+// Writes the relay lines of the interface from its "network" object of the configuration. Always returns -1,
+// which the callers ignore.
 int dnsmasq_add_dhcp_relay(const NetworkContext* ctx, std::FILE* file, const char* ifname);
 
 // Writes the lines for the server, an address or a name, at `key` of the "dhcp" object; `local_ip` is the
-// interface's own address. Returns 0 when a server is configured, even one whose name does not resolve and so
-// gets no lines; -1 otherwise.
+// interface's own address. Returns 0 if a server is configured, even if its name does not resolve and no line
+// is written; -1 otherwise.
 int dnsmasq_write_dhcp_relay(const NetworkContext* ctx, std::FILE* file, const char* ifname,
                              const Json::Value& dhcp, const std::string& key, const std::string& local_ip);

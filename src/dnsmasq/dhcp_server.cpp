@@ -19,7 +19,7 @@ std::vector<StaticLease> read_static_leases(const Json::Value& dhcp) {
   return leases;
 }
 
-// Reads what the "dhcp" object itself holds.
+// Reads the "dhcp" object itself.
 static void read_dhcp_object(const Json::Value& dhcp, DhcpSection& section) {
   section.dhcp = &dhcp;
   section.is_enabled = is_enabled(dhcp);
@@ -40,7 +40,8 @@ DhcpSection read_dhcp_section(const Json::Value& network) {
   return section;
 }
 
-// Writes a section that has a subnet. Returns 0; -1, nothing written, when the server is off or lacks a key.
+// Writes a section with a known subnet. Returns 0, or -1 without writing anything if the server is disabled
+// or a key is missing.
 static int dnsmasq_write_dhcp_server(const NetworkContext* ctx, std::FILE* file, const char* ifname,
                                      const DhcpSection& section) {
   print_trace(ctx, __func__);
@@ -91,8 +92,8 @@ static void add_vlan_interface(const NetworkContext* ctx, std::FILE* file, const
   const DhcpSection section = read_dhcp_section(*vlan.network());
   if (!section.is_enabled || !section.has_subnet()) return;
   const std::string name = vlan_name(port, *vlan.vid);
-  // The kernel knows no longer name. A configuration that asks for one ends the program rather than serve
-  // addresses on some other interface.
+  // Interface names in the kernel are no longer than this. The program aborts on a longer one, rather than
+  // serve addresses on another interface.
   if (name.size() >= IFNAMSIZ) std::abort();
   if (dnsmasq_write_dhcp_server(ctx, file, name.c_str(), section) == 0) {
     syslog(LOG_INFO, "configured DHCP server on VLAN %s", name.c_str());

@@ -15,7 +15,7 @@
 #include "platform/libvantor.h"
 #include "util/open_file.h"
 
-// Written first and copied into place when complete. The platform provides its directory.
+// The staging file, copied to the configuration when complete. The platform provides its directory.
 constexpr char kDnsmasqConfStaging[] = "/var/volatile/qel/.dnsmasq_conf";
 
 int dnsmasq_apply(const NetworkContext* ctx) {
@@ -45,7 +45,7 @@ static void write_head(std::FILE* file) {
 }
 
 static void write_trailer(std::FILE* file) {
-  // "no-hosts" a second time in the file, next to the line that names what replaces /etc/hosts.
+  // Repeats "no-hosts", before the line that names the replacement of /etc/hosts.
   std::fprintf(file,
                "\n# For dynhost support\n"
                "no-hosts\n"
@@ -55,7 +55,7 @@ static void write_trailer(std::FILE* file) {
 
 int dnsmasq_write_dnsmasq_conf(const NetworkContext* ctx) {
   print_trace(ctx, __func__);
-  // Two spaces after -f: the text of the command is fixed.
+  // Two spaces after -f: the command string is fixed.
   qelsys("/bin/cp -f  /etc/hosts %s", kHostsFile);
   dnsmasq_add_hostnames(ctx);
   OpenFile file(kDnsmasqConfStaging, "w");
@@ -64,7 +64,7 @@ int dnsmasq_write_dnsmasq_conf(const NetworkContext* ctx) {
     return -1;
   }
   write_head(file.get());
-  // Always 0 today; a resolver writer that can decline would leave the line out.
+  // Currently always 0; a failure would leave out the line.
   if (dnsmasq_write_resolv_conf(ctx) == 0) std::fprintf(file.get(), "resolv-file=%s\n\n", kResolvConf);
   const LanSections bridge = read_bridge_sections(ctx);
   if (bridge.has_server) dnsmasq_add_dhcp_server(ctx, file.get(), kBridgeName);

@@ -11,7 +11,7 @@
 
 inline constexpr char kHostsFile[] = "/var/run/hosts";
 
-// What the configuration makes of an element of "hostnames".
+// An element of "hostnames", as read from the configuration.
 struct HostName {
   std::optional<std::string> name;
   std::optional<std::string> ipv4;
@@ -26,5 +26,5 @@ HostName read_host_name(const Json::Value& host);
 // Appends the "hostnames" of the configuration.
 void dnsmasq_add_hostnames(const NetworkContext* ctx);
 
-// Appends one name. Returns 0, or -1 when it cannot be written.
+// Appends one name. Returns 0, or -1 if it cannot be written.
 int dnsmasq_add_dns_host(const NetworkContext* ctx, const char* hostname, const char* ipv4);

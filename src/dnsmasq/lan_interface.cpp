@@ -12,7 +12,7 @@
 #include "dnsmasq/passthrough.h"
 #include "platform/libcmd.h"
 
-// Says so in the log, at `priority`, when it is.
+// Whether the interface is a member of the enabled bridge; if so, logs it at `priority`.
 static bool is_served_by_bridge(const NetworkContext* ctx, const char* ifname, int priority) {
   if (!is_bridge_member(ctx, ifname)) return false;
   syslog(priority, "dnsmasq: %s is in br-lan bridge\n", ifname);
@@ -23,7 +23,7 @@ static void add_lan_dhcp_server(const NetworkContext* ctx, std::FILE* file, cons
   if (!is_served_by_bridge(ctx, ifname, LOG_NOTICE)) dnsmasq_add_dhcp_server(ctx, file, ifname);
 }
 
-// Publishes `hostname`, unless it is null, for the address in the "network" object at `network_path`.
+// Publishes `hostname`, if it is not null, for the address in the "network" object at `network_path`.
 static void add_lan_hostname(const NetworkContext* ctx, const char* hostname,
                              const std::string& network_path) {
   std::string ipv4;
@@ -50,7 +50,7 @@ LanSections read_bridge_sections(const NetworkContext* ctx) {
   return {ctx->bridge_enabled, false, ctx->bridge_enabled};
 }
 
-// Writes the sections, and publishes the host name of an interface that serves DHCP.
+// Writes the sections, and publishes the host name of an interface with a DHCP server.
 static void add_lan_sections(const NetworkContext* ctx, std::FILE* file, const char* ifname,
                              LanSections sections, const char* hostname,
                              std::string (*network_path)(std::string_view)) {

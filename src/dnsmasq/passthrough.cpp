@@ -11,12 +11,12 @@
 #include "platform/libcmd.h"
 #include "platform/libvantor.h"
 
-// The operation that the log names.
+// The name of the operation in the log.
 constexpr char kOperation[] = "dnsmasq_add_eth_interface";
 
 namespace {
 
-// What the device behind the port is offered.
+// The offer to the device behind the port.
 struct DhcpOffer {
   bool is_fallback;
   std::string client;
@@ -25,11 +25,11 @@ struct DhcpOffer {
   std::string leasetime;
 };
 
-// The port, as every step needs it.
+// The pass-through port.
 struct ServedPort {
   const char* ifname;
   std::string network;  // the dotted path of its "network" object
-  char mac[18];         // its own hardware address, with colons
+  char mac[18];         // its own MAC address, with colons
   const SecondaryPair* pair;
 };
 
@@ -75,7 +75,7 @@ static DhcpOffer current_offer(const NetworkContext* ctx, const ServedPort& port
 PassthroughSection choose_passthrough_section(const NetworkContext* ctx, const char* port,
                                               const char* gateway) {
   const std::string dhcp = wired_network_path(port) + ".dhcp";
-  // All that "disable_dhcp_secondary" does: it does not switch off the fallback.
+  // The only effect of "disable_dhcp_secondary": it does not disable the fallback.
   if (gateway != nullptr && is_true(ctx->config, dhcp + ".disable_dhcp_secondary") &&
       std::strcmp(gateway, secondary_pair_of(port)->gateway) == 0) {
     return PassthroughSection::kOrdinaryPort;
@@ -94,7 +94,7 @@ std::optional<PassthroughRange> read_passthrough_range(const Json::Value& networ
   return range;
 }
 
-// A pool of exactly one address, and the options that go with it: the netmask before the router.
+// Writes a pool of exactly one address and its options: the netmask before the router.
 static void write_one_address_pool(std::FILE* file, const ServedPort& port, const DhcpOffer& offer) {
   std::fprintf(file, "dhcp-range=%s,%s,%s,%s\n", port.ifname, offer.client.c_str(), offer.client.c_str(),
                offer.leasetime.c_str());
@@ -129,7 +129,7 @@ static void write_static_fallback_section(const NetworkContext* ctx, std::FILE* 
 static void write_static_wwan_section(const NetworkContext* ctx, std::FILE* file, const ServedPort& port,
                                       const DhcpOffer& offer) {
   const std::string ipv4 = write_static_head(ctx, file, port);
-  // Two spaces, as log readers know the line.
+  // Two spaces: log filters depend on this line.
   syslog(LOG_NOTICE, "configure dnsmasq for passthrough_static  %s", port.ifname);
   PassthroughRange range{offer.client, offer.client};
   if (const Json::Value* network = object_at(ctx->config, port.network)) {
@@ -137,8 +137,8 @@ static void write_static_wwan_section(const NetworkContext* ctx, std::FILE* file
   }
   std::fprintf(file, "dhcp-range=%s,%s,%s,%s\n", port.ifname, range.start.c_str(), range.end.c_str(),
                offer.leasetime.c_str());
-  // The router before the netmask, unlike the one-address pool. Without a configured netmask the option is
-  // left out, and dnsmasq sends the interface's own.
+  // The router before the netmask, unlike in the one-address pool. Without a configured netmask, the option
+  // is left out and dnsmasq sends that of the interface.
   std::fprintf(file, "dhcp-option=%s,3,%s\n", port.ifname, ipv4.c_str());
   if (const std::optional<int> prefix = number_at(ctx->config, port.network + ".netmask")) {
     char netmask[kIpv4TextSize] = "";

@@ -14,7 +14,7 @@ static bool write_nameserver(std::FILE* file, const char* address) {
   return true;
 }
 
-// True when the link had at least one server.
+// Writes the link's servers; returns whether it has any.
 static bool write_wwan_nameservers(std::FILE* file) {
   char dns1[kIpv4TextSize] = "";
   char dns2[kIpv4TextSize] = "";

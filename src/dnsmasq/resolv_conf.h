@@ -1,6 +1,6 @@
 #pragma once
 
-// The upstream DNS servers that dnsmasq asks.
+// The upstream DNS servers of dnsmasq.
 
 #include <json/json.h>
 
@@ -8,9 +8,9 @@
 
 inline constexpr char kResolvConf[] = "/var/run/resolv.conf";
 
-// Whether the configuration wants the cellular link's servers.
+// Whether the configuration selects the cellular link's servers.
 bool wants_link_servers(const Json::Value& config);
 
-// Writes the resolver file: the cellular link's servers when the configuration wants them and the link has
-// some, the configured list otherwise. Returns 0 in every case, also when the file cannot be written.
+// Writes the resolver file: the cellular link's servers if the configuration selects them and the link has
+// any, otherwise the configured list. Always returns 0, also if the file cannot be written.
 int dnsmasq_write_resolv_conf(const NetworkContext* ctx);

@@ -17,7 +17,7 @@
 #include "platform/libvantor.h"
 #include "tunnels/gre.h"
 
-// Returns 0, also for a port that the configuration does not have, or -1.
+// Returns 0, also for a port that is not configured, or -1.
 static int apply_ethernet_port(const NetworkContext* ctx, int order, const char* ifname) {
   const Json::Value* port_config = object_at(ctx->config, std::string("wired.") + ifname);
   if (port_config == nullptr) return 0;
@@ -68,7 +68,7 @@ int apply(const NetworkContext* ctx, bool pulse) {
     return status;
   }
   wwan_apply(ctx);
-  // What pulse_ethernet_ports does, in place.
+  // The same as pulse_ethernet_ports, inline.
   if (pulse) print_trace(ctx, "pulse_ethernet_ports");
   syslog(LOG_NOTICE, "cmd lanfab apply OK");
   return status;
@@ -97,7 +97,7 @@ void set_sysdb_macaddr(const NetworkContext* ctx, const char* ifname) {
   }
 }
 
-// A missing mode counts as router here, though the port's generator takes it for pass-through.
+// A missing mode counts as router here, although the port's generator treats it as pass-through.
 static const char* port_mode(const Json::Value& port_config) {
   if (!is_enabled(port_config)) return "Disabled";
   std::string mode = "router";

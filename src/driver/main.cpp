@@ -1,4 +1,4 @@
-// One run of cmd_lanfab: take the lock, do one action, release the lock.
+// A run of cmd_lanfab: acquires the lock, executes one action, releases the lock.
 
 #include <sys/stat.h>
 #include <syslog.h>
@@ -17,10 +17,10 @@
 #include "platform/libvantor.h"
 
 static void set_up_signals() {
-  // A caller may ignore it; the results of the tools could then not be read.
+  // The caller may ignore SIGCHLD; the exit statuses of tools would then be lost.
   signal(SIGCHLD, SIG_DFL);
-  // A reader of standard output that goes away does not end a run. Not ignored but handled, since the tools
-  // would inherit an ignored signal; one that the caller ignores stays ignored.
+  // A closed standard output must not end a run. SIGPIPE is handled instead of ignored, since the tools would
+  // inherit that; if the caller ignores it, it stays ignored.
   if (signal(SIGPIPE, [](int) {}) == SIG_IGN) signal(SIGPIPE, SIG_IGN);
 }
 
@@ -40,7 +40,7 @@ static int run_apply(bool pulse) {
     const auto ctx = load_network_context(true);
     if (is_initialized(ctx.get())) {
       status = apply(ctx.get(), pulse);
-      // dnsmasq_apply never fails the action: dnsmasq is restarted, on its old configuration when the new one
+      // dnsmasq_apply never fails the action: dnsmasq is restarted, with its old configuration if the new one
       // could not be written.
       if (status == 0 && dnsmasq_apply(ctx.get()) == 0) execute_systemctl_restart("dnsmasq");
     }
@@ -82,7 +82,7 @@ static int run_action(const std::string& action, bool pulse) {
 }
 
 int main(int argc, char* argv[]) {
-  // systemd-networkd and dnsmasq read as users of their own, whatever the caller's mask.
+  // systemd-networkd and dnsmasq read the files as their own users, so ignore the caller's umask.
   umask(022);
   set_up_signals();
   openlog("network", 0, LOG_LOCAL0);

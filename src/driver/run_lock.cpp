@@ -13,12 +13,12 @@
 #include "driver/run_lock_guard.h"
 #include "platform/libvantor.h"
 
-// SIGABRT is the end of a run that cannot go on, SIGXFSZ that of one whose files have a limit.
+// SIGABRT ends a run after a fatal error, SIGXFSZ a run with a file size limit.
 constexpr std::array<int, 6> kEndingSignals = {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGABRT, SIGXFSZ};
 
 namespace {
 
-// Holds the ending signals back while the lock file and what they do about it are changed.
+// Blocks the terminating signals while the lock file and their handlers are changed.
 class EndingSignalsBlocked {
  public:
   EndingSignalsBlocked() {
@@ -44,13 +44,13 @@ extern "C" {
 
 static void remove_lock_and_end(int signal) {
   unlink(kLockFile);
-  // The signal has its default effect again, and comes once this function returns.
+  // The default action is restored, and the signal is delivered when this function returns.
   raise(signal);
 }
 
 }  // extern "C"
 
-// A signal that the caller had ignored stays ignored.
+// Keeps a signal ignored that the caller ignored.
 static void handle_ending_signals(void (*handler)(int)) {
   struct sigaction action {};
   action.sa_handler = handler;
@@ -62,7 +62,7 @@ static void handle_ending_signals(void (*handler)(int)) {
   }
 }
 
-// Makes the lock file when touch could not be run, or was ended together with this process.
+// Creates the lock file if touch could not be run, or was killed together with this process.
 static void make_lock_file() {
   const int file = open(kLockFile, O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
   if (file >= 0) {
@@ -72,8 +72,8 @@ static void make_lock_file() {
   }
 }
 
-// A signal to the whole process group may end the shell and not its touch, which would make the lock file
-// after this process has removed it: as the shell's heir this process waits for it.
+// A signal to the process group may kill the shell but not its touch, which would create the lock file after
+// this process has removed it. As a subreaper, this process waits for touch.
 static void touch_lock_file() {
   prctl(PR_SET_CHILD_SUBREAPER, 1);
   if (qelsys("/bin/touch %s", kLockFile) != 0) {
@@ -84,7 +84,7 @@ static void touch_lock_file() {
   prctl(PR_SET_CHILD_SUBREAPER, 0);
 }
 
-// Whether the lock was free.
+// Acquires the lock; returns whether it was free.
 static bool try_run_lock() {
   const EndingSignalsBlocked signals;
   const RunLockGuard guard;

@@ -8,11 +8,11 @@
 
 #include <cerrno>
 
-// Nobody needs it for longer than a touch takes.
+// Time limit; a holder needs the guard no longer than a touch takes.
 constexpr int kAttempts = 1000;
 constexpr useconds_t kPauseMicroseconds = 10'000;
 
-// Whoever lets go of the guard removes its file: one that was opened before is a guard no longer.
+// Whether the file is still linked: releasing the guard removes its file, which is then no longer the guard.
 static bool is_linked(int file) {
   struct stat status {};
   return fstat(file, &status) == 0 && status.st_nlink > 0;
@@ -21,7 +21,7 @@ static bool is_linked(int file) {
 RunLockGuard::RunLockGuard() {
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     file_ = open(kRunLockGuard, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
-    // Without a place for it there is nothing to hold on to, and the steps stand alone.
+    // The file cannot be created: continue without the guard.
     if (file_ < 0) return;
     if (flock(file_, LOCK_EX | LOCK_NB) == 0 && is_linked(file_)) return;
     ::close(file_);

@@ -1,23 +1,23 @@
 #pragma once
 
-// What whoever tests and changes the lock file holds meanwhile, since that takes two steps. It is a file that
-// only root can open, so that no other user can keep runs waiting; it is there only while somebody holds or
-// wants it.
+// The guard of the lock file: its holder may test and change the lock file in two steps. It is a file that
+// only root can open, so that no other user can block runs; it exists only while a process holds it or waits
+// for it.
 
 inline constexpr char kRunLockGuard[] = "/var/run/.LANFAB_LOCKED.guard";
 
 class RunLockGuard {
  public:
-  // Waits until nobody else has the guard, for 10 seconds at most.
+  // Waits until no other process holds the guard, for at most 10 seconds.
   RunLockGuard();
   RunLockGuard(const RunLockGuard&) = delete;
   RunLockGuard& operator=(const RunLockGuard&) = delete;
   ~RunLockGuard();
 
-  // False when the file cannot be opened, or when another process kept it; a warning in the log says so.
+  // False if the file cannot be opened or another process did not release it; a warning is then in the log.
   bool is_held() const;
 
-  // Whether another process has the guard just now.
+  // Whether another process currently holds the guard.
   static bool is_taken();
 
  private:

@@ -12,7 +12,7 @@
 
 constexpr char kDeleteInterfacesScript[] = "/var/run/.delete_interfaces";
 constexpr char kDeleteStaticRoutesScript[] = "/var/run/.delete_static_routes";
-// Where the cellular units wait while the unit directory is emptied. The platform provides it.
+// Directory of the cellular units while the unit directory is emptied. The platform provides it.
 constexpr char kWwanUnitBackupDir[] = "/var/volatile/qel/.wwan_unit_backup";
 
 void append_clear_interfaces(const NetworkContext* ctx, const char* ifname, const char* kind) {
@@ -26,7 +26,7 @@ void append_clear_interfaces(const NetworkContext* ctx, const char* ifname, cons
   }
 }
 
-// Logs `message`, runs the script and deletes it, whatever became of its commands.
+// Logs `message`, runs the script and deletes it, even if its commands failed.
 static void run_and_delete(const char* script, const char* message) {
   if (!file_exists(script)) return;
   syslog(LOG_DEBUG, "%s", message);
@@ -61,7 +61,7 @@ void write_clear_static_routes(const NetworkContext* ctx, const Json::Value& rou
 void remove_dir_content(const NetworkContext* ctx, const char* dir, bool keep_wwan_units) {
   print_trace(ctx, __func__);
   syslog(LOG_NOTICE, "clear network unit files %s %d", dir, keep_wwan_units);
-  // The directory ends in a slash, so these lines carry two in a row; the shell does not mind.
+  // The directory ends in a slash, so these lines have a double slash, which is harmless.
   if (!keep_wwan_units) {
     qelsys("/bin/rm -f %s/*", dir);
     return;

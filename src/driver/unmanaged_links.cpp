@@ -13,22 +13,22 @@
 #include "util/child_process.h"
 #include "util/format.h"
 
-// Never deleted.
+// Links that are never deleted.
 constexpr std::array<const char*, 6> kProtectedLinks = {"lo",    "can0",   "can1",
                                                         "wwan0", "wlp1s0", "wifi-aware"};
 
-// The rule of a tunnel's routing table is removed for wg0 up to this link.
+// Rules of routing tables are removed for wg0 up to this link.
 constexpr long kLastWireguardRuleIndex = 7;
 
 constexpr char kRouteListFile[] = "/var/run/.route_list";
 constexpr char kNetworkctlListFile[] = "/var/run/.networkctl_list";
 
-// Where the link listing has the name and the kind, when a line is split at every single space. Tied to the
-// listing's column layout: a one-digit index preceded by two spaces puts the name here.
+// The fields with name and kind in the link listing, if a line is split at every single space. They depend on
+// the column layout: a one-digit index after two spaces.
 constexpr std::size_t kNameField = 3;
 constexpr std::size_t kKindField = 5;
 
-// Field `wanted` of the line, empty when it has fewer; a run of spaces holds empty fields.
+// Returns field `wanted` of the line; empty if there are fewer. Consecutive spaces delimit empty fields.
 static std::string space_separated_field(const std::string& line, std::size_t wanted) {
   std::size_t begin = 0;
   for (std::size_t field = 0; field < wanted; ++field) {
@@ -44,7 +44,7 @@ static bool is_protected(const std::string& ifname) {
 }
 
 static void delete_wireguard_rule(const NetworkContext* ctx, const char* ifname) {
-  // The number follows the two letters of "wg".
+  // The number after "wg".
   if (std::strlen(ifname) < 2) return;
   const long index = std::strtol(ifname + 2, nullptr, 10);
   if (index < 0 || index > kLastWireguardRuleIndex) return;
@@ -52,7 +52,7 @@ static void delete_wireguard_rule(const NetworkContext* ctx, const char* ifname)
   const int table = wireguard_table(number);
   syslog(LOG_NOTICE, "interface %s (index: %d), delete wireguard route table %d", ifname, number, table);
   if (ctx->trace) {
-    // The one trace line without a newline.
+    // The only trace line without a newline.
     std::printf("%s : interface %s (index: %d), delete wireguard route table %d", "delete_interface", ifname,
                 number, table);
   }

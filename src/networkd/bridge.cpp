@@ -12,7 +12,7 @@
 #include "networkd/unit_file.h"
 #include "util/open_file.h"
 
-// Just ahead of the Wi-Fi units.
+// Sorts directly before the Wi-Fi units.
 static int bridge_order(const NetworkContext* ctx) {
   return ctx->unit_order_numbers[kWifiApOrder] - 1;
 }

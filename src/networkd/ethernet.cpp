@@ -17,7 +17,7 @@
 static int write_router_unit(const NetworkContext* ctx, int order, const char* ifname,
                              const Json::Value& network) {
   if (is_bridge_member(ctx, ifname)) {
-    // The bridge writes the unit of its member and is deleted in its place.
+    // The bridge writes the unit of its member, and is deleted instead of it.
     syslog(LOG_DEBUG, "interface %s is LAN bridge", ifname);
     return 0;
   }
@@ -43,8 +43,8 @@ static int apply_router_mode(const NetworkContext* ctx, int order, const char* i
   return result;
 }
 
-// Writes a unit without an address of its own: the cellular interface replaces it once the link's values are
-// there. Returns 0 or -1.
+// Writes a unit without an address; the cellular link replaces it when its values are available. Returns 0 or
+// -1.
 static int write_passthrough_unit(const NetworkContext* ctx, int order, const char* ifname,
                                   const Json::Value& network) {
   OpenFile file = open_unit_file(ctx, order, ifname, "network");
@@ -85,7 +85,7 @@ int lanfab_ethernet(const NetworkContext* ctx, int order, const char* ifname,
   return apply_passthrough_mode(ctx, order, ifname, *port.network);
 }
 
-// One entry of a port's VLAN list. A unit that cannot be written is logged and does not stop the rest.
+// Writes the units of an entry of a port's VLAN list. If a unit cannot be written, logs that and continues.
 static void write_vlan(const NetworkContext* ctx, const char* ifname, const Vlan& vlan) {
   if (!vlan.has_interface()) return;
   const int order = ctx->unit_order_numbers[kVlanOrder];

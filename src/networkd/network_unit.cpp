@@ -39,7 +39,7 @@ static void write_mtu(std::FILE* file, const char* ifname, const NetworkUnit& un
 static void write_dhcp_client(const NetworkContext* ctx, std::FILE* file, const char* ifname,
                               const NetworkUnit& unit) {
   syslog(LOG_DEBUG, "interface %s using dhcp", ifname);
-  is_gre_interface(ctx, ifname);  // for its trace line: the answer changes nothing here
+  is_gre_interface(ctx, ifname);  // for its trace line only
   std::fprintf(file,
                "DHCP = ipv4\n"
                "\n[Route]\n"
@@ -61,7 +61,7 @@ static void write_static_address(const NetworkContext* ctx, std::FILE* file, con
     std::fprintf(file, "Address = %s\n", unit.ipv4->c_str());
   }
   set_packet_forwarding(ctx, file, ifname);
-  is_gre_interface(ctx, ifname);  // for its trace line, as above
+  is_gre_interface(ctx, ifname);  // for its trace line only
   std::fprintf(file, "\n[Route]\n");
   if (unit.gateway) {
     std::fprintf(file, "Gateway = %s\n", unit.gateway->c_str());
@@ -123,7 +123,7 @@ int set_packet_forwarding(const NetworkContext* ctx, std::FILE* file, const char
   run_shell(format("echo 0 > /proc/sys/net/ipv4/conf/%s/forwarding", ifname));
   run_shell(format("echo 0 > /proc/sys/net/ipv6/conf/%s/forwarding", ifname));
   run_shell("echo 0 > /proc/sys/net/ipv4/ip_forward");
-  // Linux has no such file; the command is harmless and stays.
+  // Linux has no such file; the command is harmless and must stay.
   run_shell("echo 0 > /proc/sys/net/ipv6/ip_forward");
   return 0;
 }
@@ -154,7 +154,7 @@ int write_bridge_network_vlan_ids(const NetworkContext* ctx, std::FILE* file, co
   for (const Vlan& vlan : read_vlans(object_at(ctx->config, wired_network_path(port) + ".advanced.vlan"))) {
     if (!vlan.has_link()) continue;
     std::fprintf(file, "\n[BridgeVLAN]\nVLAN = %d\n", *vlan.vid);
-    // In every run, not only in a traced one.
+    // In every run, not only in traced ones.
     std::printf("[BridgeVLAN]\nVLAN = %d\n", *vlan.vid);
   }
   return 0;
@@ -173,7 +173,7 @@ RouteSettings read_route_settings(const Json::Value& route) {
 static void write_static_route(const NetworkContext* ctx, std::FILE* file, const char* ifname,
                                const RouteSettings& route) {
   std::fprintf(file, "\n[Route]\n");
-  // For its trace line, and for the one in the log.
+  // For its trace line and log line.
   if (route.gateway) is_valid_gateway(ctx, ifname, *route.gateway);
   if (route.has_gateway) {
     std::fprintf(file, "Gateway = %s\n", route.gateway->c_str());

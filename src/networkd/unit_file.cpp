@@ -25,7 +25,7 @@ static bool is_server(const char* address) {
 void write_unit_dns(const NetworkContext* ctx, std::FILE* file, const char* dns1, const char* dns2) {
   print_trace(ctx, __func__);
   if (ctx->dns_auto && (is_server(dns1) || is_server(dns2))) {
-    // The link's servers and the configured ones are never mixed.
+    // Uses either the link's servers or the configured ones, never both.
     if (is_server(dns1)) std::fprintf(file, "DNS = %s\n", dns1);
     if (is_server(dns2)) std::fprintf(file, "DNS = %s\n", dns2);
     return;

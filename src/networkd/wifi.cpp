@@ -20,8 +20,7 @@ WifiClient read_wifi_client(const Json::Value& client_config) {
   return {is_enabled(client_config), object_at(client_config, "network")};
 }
 
-// Returns 0 or -1. An access point without its "network" object gets no unit, but it is
-// recorded all the same.
+// Returns 0 or -1. An access point without its "network" object has no unit, but is recorded.
 static int write_access_point(const NetworkContext* ctx, const char* ifname) {
   syslog(LOG_NOTICE, "wifi %s AP enabled", ifname);
   const AccessPoint access_point = read_access_point(ctx, ifname);

@@ -23,14 +23,14 @@
 // Sorts before every other unit.
 constexpr int kWwanUnitOrder = 10;
 
-// What the device itself holds on the cellular interface while its address is handed on. Outside the
-// link-local range on purpose, although they look like it.
+// The gateway's own addresses on the cellular interface while its address is passed on. They look like
+// link-local addresses, but are intentionally outside that range.
 constexpr char kPassthroughAddress[] = "169.125.7.209";
 constexpr char kPassthroughGateway[] = "169.125.7.210";
 
 namespace {
 
-// What the link manager published; an empty text is a value that is not available.
+// The values from the link manager; an empty string means not available.
 struct WwanLink {
   char ifname[kWwanInterfaceTextSize] = "";
   char ipv4[kIpv4TextSize] = "";
@@ -71,7 +71,7 @@ WwanSettings read_wwan_settings(const NetworkContext* ctx) {
   return settings;
 }
 
-// A name that is not one of a port counts as the last port.
+// Returns the port; the last one for an unknown name.
 static const EthernetPort& passthrough_port(const NetworkContext* ctx) {
   const EthernetPort* port = find_ethernet_port(ctx->passthrough_interface);
   return port != nullptr ? *port : *std::rbegin(kEthernetPorts);
@@ -92,7 +92,7 @@ PassthroughPort read_passthrough_port(const NetworkContext* ctx) {
   return port;
 }
 
-// The sections before [Network], which both units of pass-through mode share.
+// Writes the sections before [Network], which are the same in both units of pass-through mode.
 static void write_match_and_link(std::FILE* file, const char* ifname, const WwanLink& link,
                                  const WwanSettings& settings) {
   std::fprintf(file, "[Match]\nName = %s\n", ifname);
@@ -129,7 +129,7 @@ static void write_passthrough_sections(std::FILE* file, const WwanSettings& sett
                kPassthroughAddress, kPassthroughGateway, settings.metric.value_or(0));
 }
 
-// Has the connected route of the port's subnet removed again once systemd-networkd has started.
+// Writes the script that removes the connected route of the port's subnet after systemd-networkd has started.
 static void schedule_route_deletion(const NetworkContext* ctx, const PassthroughPort& port) {
   char subnet[24] = "";
   if (get_cidr_subnet(port.address->c_str(), *port.prefix, subnet) != 0) return;
@@ -159,7 +159,7 @@ static void write_port_secondary_ip(std::FILE* file, const PassthroughPort& port
                netmask_to_cidr(kSecondaryNetmask));
 }
 
-// Writes the unit of the port behind which the device sits. Returns 0 or -1.
+// Writes the unit of the pass-through port. Returns 0 or -1.
 static int write_passthrough_port_unit(const NetworkContext* ctx, const WwanLink& link,
                                        const WwanSettings& settings) {
   PassthroughPort port = read_passthrough_port(ctx);
@@ -175,7 +175,7 @@ static int write_passthrough_port_unit(const NetworkContext* ctx, const WwanLink
   write_unit_dns(ctx, file, link.dns1, link.dns2);
   write_port_secondary_ip(file, port);
   if (needs_host_route && *port.prefix != 32) {
-    // The device that holds the cellular address is reached directly on the port.
+    // The device with the cellular address is reached directly on the port.
     std::fprintf(file, "\n[Route]\nDestination = %s/32\nScope = host\n", link.ipv4);
   }
   write_static_routes(ctx, file, port.ifname);
@@ -212,7 +212,7 @@ int init_wwan_interface(const NetworkContext* ctx) {
   if (!ctx->passthrough_enabled) return gre_apply(ctx);
   syslog(LOG_NOTICE, "configure ethernet unit file for pass-through mode");
   if (write_passthrough_port_unit(ctx, link, settings) != 0) {
-    // Only logged: the cellular unit is good without it.
+    // Only logged: the cellular unit works without it.
     syslog(LOG_NOTICE, "error writing pass-through mode network unit file");
   }
   return 0;

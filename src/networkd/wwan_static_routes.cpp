@@ -19,7 +19,7 @@ static void write_route(std::FILE* script, const RouteSettings& route, const cha
   if (!route.has_destination()) return;
   const std::string subnet = subnet_of(*route.ipv4, *route.prefix);
   if (route.has_gateway) {
-    // The keyword is "gw", not "via"; where ip refuses it, the unit's [Route] section carries the route.
+    // The keyword is "gw", not "via"; if ip rejects it, the unit's [Route] section has the route.
     std::fprintf(script, "/sbin/ip route add %s gw %s dev %s\n", subnet.c_str(), route.gateway->c_str(),
                  ifname);
   } else {

@@ -1,18 +1,18 @@
 #pragma once
 
-// The device's configuration and command library. No function of the device may throw.
+// The device's configuration and command library. Its functions must not throw.
 
 #include <json/json.h>
 
 #include <string>
 
 // Fetches the configuration object `name` ("network", or a dotted path below such a name) into `value`.
-// Returns 0 on success; anything else is a failure, and `value` is then not used.
+// Returns 0 on success; after a failure, `value` is not used.
 int cmd_get_value_json(const std::string& name, Json::Value& value);
 
-// The accessors resolve a dotted path below `object`. They return true when the path exists and holds the
-// asked type, and only then write the out-value: set the default before the call. Any other type of `object`
-// than an object has no paths.
+// The accessors resolve a dotted path below `object`. They return true if the path exists and has a value of
+// the requested type, and write the out-value only then: set the default before the call. An `object` of
+// another type than an object has no paths.
 bool config_get_bool(const Json::Value& object, bool* out, const std::string& path);
 bool config_get_int(const Json::Value& object, int* out, const std::string& path);
 bool config_get_string(const Json::Value& object, std::string& out, const std::string& path);
@@ -20,9 +20,9 @@ bool config_get_object(const Json::Value& object, Json::Value& out, const std::s
 bool config_get_array(const Json::Value& object, Json::Value& out, const std::string& path);
 bool config_path_exists(const Json::Value& object, Json::ValueType type, const std::string& path);
 
-// Stores in `index` the position of the action word in `argv`, less than `argc`, and returns 0; non-zero when
-// it is missing.
+// Stores the position of the action word in `argv`, less than `argc`, in `index` and returns 0; returns
+// non-zero if there is none.
 int get_cmd_command_action_index(int argc, char* argv[], int* index);
 
-// The letters a to z become A to Z.
+// Converts the letters a to z to A to Z.
 std::string return_input_string_as_all_uppercase(std::string text);

@@ -24,7 +24,7 @@ int qos_lookup_dscp_classes(const NetworkContext* ctx) {
   const Json::Value& policies = array_at(*qos, "policy");
   if (policies.empty()) return 0;
   for (const Json::Value& name : array_at(policies[0U], "traffic_filter.dscp")) {
-    // A name that is not in the table enters it with the value 0.
+    // operator[] adds unknown names with the value 0.
     classes[text_of(name)];
   }
   return 0;

@@ -59,8 +59,8 @@ std::vector<GreTunnel> read_gre_tunnels(const Json::Value& config) {
   return tunnels;
 }
 
-// Writes the "Local =" line of `local_ip`, or logs `unavailable` when the cellular address is asked
-// for and not available.
+// Writes the "Local =" line of `local_ip`; logs `unavailable` if that is the cellular address and not
+// available.
 static void write_local(std::FILE* file, const std::string& local_ip, const char* unavailable) {
   std::string address = local_ip;
   if (local_ip == kGreDynamicAddress) {
@@ -89,7 +89,7 @@ static void write_tunnel_device(std::FILE* file, const std::string& name, const 
   std::fprintf(file, "Independent = true\n");
 }
 
-// A device unit that cannot be written does not fail the tunnel.
+// A failure to write the device unit is not a failure of the tunnel.
 static void write_tunnel_netdev_unit(const NetworkContext* ctx, const GreTunnel& tunnel) {
   const std::string name = gre_tunnel_name(tunnel.index);
   OpenFile file = open_unit_file(ctx, unit_order(tunnel.index), name.c_str(), "netdev");
@@ -97,7 +97,7 @@ static void write_tunnel_netdev_unit(const NetworkContext* ctx, const GreTunnel&
   syslog(LOG_INFO, "configure GRE L3 tunnel");
   write_tunnel_device(file.get(), name, tunnel);
   if (file.close() != 0) return;
-  // The kernel's fallback device, not the tunnel: every run deletes its tunnels by itself.
+  // The kernel's fallback device, not the tunnel: every run deletes its own tunnels.
   append_clear_interfaces(ctx, "gre0", "gre");
 }
 
@@ -128,7 +128,7 @@ static int write_tunnel_network_unit(const NetworkContext* ctx, const GreTunnel&
 
 static int gre_tun_apply(const NetworkContext* ctx, const GreTunnel& tunnel) {
   print_trace(ctx, __func__);
-  // First and in every case, so that a disabled or changed tunnel disappears from the kernel.
+  // Always first, so that a disabled or changed tunnel disappears from the kernel.
   qelsys("/sbin/ip tunnel del %s", gre_tunnel_name(tunnel.index).c_str());
   if (!tunnel.is_enabled) return 0;
   write_tunnel_netdev_unit(ctx, tunnel);
@@ -174,11 +174,11 @@ int gre_tap_apply(const NetworkContext* ctx, const Json::Value& tunnel) {
   if (!owner) return -1;
   std::FILE* file = owner.get();
   syslog(LOG_DEBUG, "configure GRE L3 tunnel");
-  // The kind is gre although the name says tap.
+  // The kind is gre, although the name contains tap.
   std::fprintf(file, "[NetDev]\nName = gretap0\nKind = gre\n");
   const std::optional<int> mtu = number_at(tunnel, "mtu");
   if (mtu && is_true(tunnel, "mtu_override")) std::fprintf(file, "MTUBytes = %d\n", *mtu);
-  // The section's head goes with the remote address: without one, Local and Key stand under [NetDev].
+  // The section header is written with the remote address: without one, Local and Key are in [NetDev].
   if (const auto remote = string_at(tunnel, "peer_ipv4")) {
     std::fprintf(file, "\n[Tunnel]\nRemote = %s\n", remote->c_str());
   }

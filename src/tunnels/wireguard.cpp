@@ -17,22 +17,22 @@
 #include "util/open_file.h"
 
 constexpr char kConfiguration[] = "network.tunnels.wireguard";
-// Both units of every interface; their numbers tell them apart.
+// The numbers in the names of the two units.
 constexpr char kUnitName[] = "wireguard";
 
 static int unit_order(unsigned index) {
   return 44 + static_cast<int>(index);
 }
 
-// Opens the unit that holds the private key. Only root and systemd-networkd can read it, from its first
-// instant on: it replaces the one of the previous run, which somebody may have open.
+// Opens the unit that contains the private key. Only root and systemd-networkd can ever read it: it replaces
+// that of the previous run, which another process may have open.
 static OpenFile open_private_unit_file(const NetworkContext* ctx, unsigned index) {
   delete_file(unit_file_path(unit_order(index), kUnitName, "netdev").c_str());
   const mode_t mask = umask(0077);
   OpenFile file = open_unit_file(ctx, unit_order(index), kUnitName, "netdev");
   umask(mask);
   if (!file) return file;
-  // Without the group, or the right to change it, the file stays with root alone.
+  // Without the group, or the permission to set it, only root can read the file.
   if (const group* networkd = getgrnam("systemd-network")) {
     [[maybe_unused]] const int status = fchown(file.descriptor(), static_cast<uid_t>(-1), networkd->gr_gid);
   }
@@ -40,7 +40,7 @@ static OpenFile open_private_unit_file(const NetworkContext* ctx, unsigned index
   return file;
 }
 
-// The text at `key`; nothing when it is missing or empty.
+// Returns the string at `key`; nothing if it is missing or empty.
 static std::optional<std::string> filled_text_at(const Json::Value& peer, const char* key) {
   const auto text = string_at(peer, key);
   return text != "" ? text : std::nullopt;
@@ -98,8 +98,8 @@ static void write_peer(std::FILE* file, const WireguardPeer& peer) {
   if (peer.keep_alive) std::fprintf(file, "PersistentKeepalive = %d\n", *peer.keep_alive);
 }
 
-// All traffic without the tunnel's mark goes into its table, but the main table keeps every route that is
-// more specific than a default route.
+// Routes all traffic without the tunnel's mark by its table, except that every route of the main table more
+// specific than a default route takes precedence.
 static void write_policy_rules(std::FILE* file, int table) {
   std::fprintf(file,
                "\n[RoutingPolicyRule]\nFamily = both\nInvertRule = true\nFirewallMark = %d\nTable = %d\n",
@@ -129,7 +129,7 @@ static int write_network_unit(const NetworkContext* ctx, const WireguardInterfac
   const int table = wireguard_table(static_cast<int>(index));
   std::fprintf(file.get(), "[Match]\nName = %s\n\n[Network]\n", wireguard_link_name(index).c_str());
   if (interface.address) std::fprintf(file.get(), "Address = %s\n", interface.address->c_str());
-  // Also those of a peer that has no section.
+  // Including those of peers without a section.
   for (const WireguardPeer& peer : interface.peers) {
     for (const std::string& network : peer.networks())
       std::fprintf(file.get(), "\n[Route]\nDestination = %s\nTable = %d\n", network.c_str(), table);
@@ -156,7 +156,7 @@ static int write_wireguard_network_unit_files(const NetworkContext* ctx,
   print_trace(ctx, __func__);
   const unsigned index = interface.index;
   syslog(LOG_INFO, "configure Wireguard interface wg%d", static_cast<int>(index));
-  // A key has 44 characters; the rest is for one that is padded.
+  // A key has 44 characters; the rest is for padding.
   char key[128] = "";
   if (read_var_file(wireguard_private_key_file(wireguard_link_name(index)).c_str(), key, sizeof key) != 0) {
     syslog(LOG_NOTICE, "error reading wireguard private key file");

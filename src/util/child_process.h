@@ -1,6 +1,6 @@
 #pragma once
 
-// Tools and shell lines that are run and waited for.
+// Runs tools and shell lines, and waits for them.
 
 #include <spawn.h>
 #include <sys/wait.h>
@@ -13,9 +13,9 @@
 #include <initializer_list>
 #include <string>
 
-// Runs the program `file`, found along PATH, with the words of `command`, which end in a null, and waits for
-// it. Returns its wait status; -1, with an error in the log, when it cannot be started. Ctrl-C ends this
-// process too, also when it reached the tool alone.
+// Runs the program `file`, found along PATH, with the null-terminated arguments `command`, and waits for it.
+// Returns its wait status, or -1 with an error in the log if it cannot be started. Ctrl-C ends this process
+// too, even if only the tool received it.
 inline int run_and_wait(const char* file, std::initializer_list<const char*> command) {
   pid_t child = 0;
   auto* words = const_cast<char* const*>(command.begin());
@@ -33,11 +33,10 @@ inline int run_and_wait(const char* file, std::initializer_list<const char*> com
   return status;
 }
 
-// Has the shell run a line. Not system(), which ignores Ctrl-C from before the shell is there until after it
-// has gone.
+// Runs a shell line. Unlike system(), does not ignore Ctrl-C while the shell runs.
 inline int run_in_shell(const char* line) {
   return run_and_wait("/bin/sh", {"sh", "-c", line, nullptr});
 }
 
-// The same for a command that may fail: a rule or a route that is not there cannot be removed, for example.
+// Runs a shell line that may fail, for example because the rule or route that it removes does not exist.
 void run_shell(const std::string& command);

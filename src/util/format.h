@@ -1,8 +1,8 @@
 #pragma once
 
-// Text put together as std::printf does it.
+// String formatting in the style of std::printf.
 
 #include <string>
 
-// The text that printf would print. A process that finds no memory for it ends.
+// Returns the string that printf would print. The process aborts if memory runs out.
 std::string format(const char* pattern, ...) __attribute__((format(printf, 1, 2)));

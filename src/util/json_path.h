@@ -1,13 +1,13 @@
 #pragma once
 
-// A dotted path in a JSON tree.
+// Dotted paths in a JSON tree.
 
 #include <json/json.h>
 
 #include <algorithm>
 #include <string_view>
 
-// The value at the dotted `path` below `object`, in place; null when a component is missing.
+// Returns the value at the dotted `path` below `object`, in place; null if a component is missing.
 inline const Json::Value* find_path(const Json::Value& object, std::string_view path) {
   const Json::Value* value = &object;
   std::size_t begin = 0;

@@ -15,10 +15,10 @@ struct OpenFile::File {
   bool is_appended = false;
   off_t former_length = 0;
   std::FILE* stream = nullptr;
-  std::string content;  // what the stream was given
+  std::string content;  // the data written to the stream
 };
 
-// The stream's write function.
+// The write function of the stream.
 static ssize_t collect(void* content, const char* bytes, std::size_t size) {
   try {
     static_cast<std::string*>(content)->append(bytes, size);
@@ -39,7 +39,7 @@ OpenFile::OpenFile(const std::string& path, const char* mode) {
   const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (is_appended ? O_APPEND : O_TRUNC);
   const int descriptor = open(path.c_str(), flags, 0666);
   if (descriptor < 0) {
-    // What lies in the file's way is the caller's to report.
+    // The caller reports a wrong path.
     const int error = errno;
     if (error != ENOENT && error != ENOTDIR && error != EISDIR)
       syslog(LOG_NOTICE, "error opening %s: %s", path.c_str(), std::strerror(error));
@@ -78,7 +78,7 @@ int OpenFile::descriptor() const {
   return file_->descriptor;
 }
 
-// False, with errno set, when not all of it was written.
+// Returns false, with errno set, if the content could not be written completely.
 static bool write_all(int descriptor, const std::string& content) {
   std::size_t written = 0;
   while (written < content.size()) {
@@ -93,7 +93,7 @@ static bool write_all(int descriptor, const std::string& content) {
 int OpenFile::close() {
   if (file_ == nullptr) return 0;
   const std::unique_ptr<File> file = std::move(file_);
-  // The stream's own failure, for want of memory, may be long past, and errno with it.
+  // If the stream failed, because memory ran out, errno may have changed since.
   const bool is_collected = std::fflush(file->stream) == 0 && std::ferror(file->stream) == 0;
   const bool is_written = is_collected && write_all(file->descriptor, file->content);
   int reason = is_collected ? errno : ENOMEM;

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The collection as Ansible's own tools see it, and its example. The arguments are lanfab and cmd_lanfab."""
+"""Tests the collection with Ansible's own tools, and its example. The arguments are lanfab and cmd_lanfab."""
 
 import json
 import os

@@ -1,6 +1,5 @@
-"""Simulated gateways in namespaces of their own, each at the end of a cable, and a controller, which is this
-process: it needs user, network, mount and PID namespaces of its own.
-"""
+"""Simulated gateways in their own namespaces, each connected by a cable to a controller, which is this
+process: it needs private user, network, mount and PID namespaces."""
 
 import json
 import os

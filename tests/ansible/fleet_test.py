@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
-"""Rolls configurations out to two simulated gateways, with the playbooks of the collection. The arguments are
-lanfab, cmd_lanfab and perhaps a class of cases.
-"""
+"""Rolls out configurations to two simulated gateways with the playbooks of the collection. The arguments are
+lanfab, cmd_lanfab and optionally a class of cases."""
 
 import json
 import sys

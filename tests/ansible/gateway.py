@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""A simulated gateway, in a sandbox of its own: `lanfab` and `cmd_lanfab` themselves, the kernel's network,
-and an SSH server; stubs stand for systemd, and one for systemd-networkd, which sets the address of eth0.
+"""A simulated gateway in its own sandbox: the real `lanfab` and `cmd_lanfab`, the kernel's network,
+and an SSH server, with stubs of systemd and of systemd-networkd, which sets the address of eth0.
 
 Usage: gateway.py LANFAB CMD_LANFAB KEYS CONFIGURATION. KEYS is a directory with the server's key, the public
 key of the user and a copy of ip. It prints a line, and waits for one on standard input: eth0 is there now.

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""The flags of whoever builds the project take precedence over its own, and what they leave open is hardened.
+"""The builder's flags take precedence over the project's; otherwise the build is hardened.
 
 Usage: flags_test.py [--exhaustive]      (--exhaustive: the program is also built, and checked as a binary)
 """

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Tests how `lanfab check` asks dnsmasq. The program is the first argument, and cmd_lanfab is beside it.
+"""Tests how `lanfab check` runs dnsmasq. The program is the first argument; cmd_lanfab is in its directory.
 
-No rule leaves anything for the real dnsmasq to refuse, so most of these have another one in front of it.
+The rules find everything that the real dnsmasq rejects, so most of these tests use a stub.
 """
 
 import json

@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
-"""Tests how `lanfab check --fix` writes files, and `--diff` shows what it would write. The program is the
-first argument.
-"""
+"""Tests how `lanfab check --fix` writes files, and how `--diff` shows the changes. The program is the first
+argument."""
 
 import json
 import os

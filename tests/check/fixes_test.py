@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Plants mistakes in the examples and shows what `lanfab check --fix` makes of them: it never adds a finding,
-it changes nothing but the mistakes, a mistake that it fixes is as if it had never been made, and there is
-nothing left to fix then.
+"""Makes mistakes in the examples and checks the result of `lanfab check --fix`: it never adds a finding,
+changes nothing except the mistakes, restores the original where it fixes one, and leaves nothing more
+to fix.
 
 Usage: fixes_test.py PROGRAM [--exhaustive]
 """
@@ -157,7 +157,7 @@ def spaces(places, generator):
 KINDS = (keys, words, numbers, booleans, netmasks, addresses, host_bits, spaces)
 
 
-def planted(text, mistakes):
+def with_mistakes(text, mistakes):
     """Returns the text with these mistakes, which do not overlap."""
     for mistake in sorted(mistakes, key=lambda mistake: mistake.begin, reverse=True):
         text = text[:mistake.begin] + mistake.text + text[mistake.end:]
@@ -191,7 +191,7 @@ LAYOUTS = (
 
 
 def random_configurations(count):
-    """Yields a sound text and the mistakes to plant in it."""
+    """Yields a valid text and the mistakes to make in it."""
     generator = random.Random(SEED)
     examples = [path.read_text(encoding="utf-8") for path in sorted(EXAMPLES.glob("*/network.json"))]
     while count > 0:
@@ -212,7 +212,7 @@ def counted(findings):
 
 
 def difference(old, new):
-    return "\n".join(difflib.unified_diff(old.splitlines(), new.splitlines(), "sound", "fixed", lineterm=""))
+    return "\n".join(difflib.unified_diff(old.splitlines(), new.splitlines(), "valid", "fixed", lineterm=""))
 
 
 class Fixes(unittest.TestCase):
@@ -222,7 +222,7 @@ class Fixes(unittest.TestCase):
         self.directory = pathlib.Path(directory.name)
         self.cases = dict(enumerate(random_configurations(CONFIGURATIONS)))
         for number, (text, mistakes) in self.cases.items():
-            self.path(number).write_bytes(planted(text, mistakes).encode())
+            self.path(number).write_bytes(with_mistakes(text, mistakes).encode())
 
     def path(self, number):
         return self.directory / f"{number}.json"
@@ -250,7 +250,7 @@ class Fixes(unittest.TestCase):
             with self.subTest(number, mistakes=mistakes):
                 self.assertEqual(self.text(number), texts[number])
                 self.assertEqual(counted(after[number]) - counted(before[number]), collections.Counter())
-                results = {planted(text, left): left for left in subsets(mistakes)}
+                results = {with_mistakes(text, left): left for left in subsets(mistakes)}
                 self.assertTrue(texts[number] in results, difference(text, texts[number]))
                 left = results[texts[number]]
                 self.assertTrue(left or not after[number])

@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
-"""Shows that the memory and the time of `lanfab check` grow with the configuration only, whatever it is full
-of. The program, built without sanitizers, is the first argument.
-"""
+"""Checks that memory and time of `lanfab check` only grow with the size of the configuration, not with its
+content. The program, built without sanitizers, is the first argument."""
 
 import collections
 import json

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Tests that one mistake makes one finding: breaks each value and each key of the examples in several ways,
-and looks for exactly one finding, where the mistake is.
+"""Tests that a mistake causes one finding: breaks each value and each key of the examples in several ways,
+and expects exactly one finding, at the location of the mistake.
 
 Usage: one_cause_test.py PROGRAM [--exhaustive]
 """

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Tests that each rule of `lanfab check` has a case that hits it and just misses it, an explanation and an
-example.
+"""Tests that each rule of `lanfab check` has an explanation, an example, and cases that violate it and barely
+comply with it.
 
 The program is the first argument.
 """

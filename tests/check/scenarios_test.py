@@ -3,9 +3,9 @@
 
 Usage: scenarios_test.py [--update] PROGRAM
 
-A scenario that is not listed there has none: most of them are sound. One that is shows a fault on purpose,
-and its lines name the rules that it hits. What dnsmasq refuses must be an error, and of an example there is
-nothing to say at all.
+Scenarios that are not listed there have no errors. A listed one has an error on purpose; its lines name the
+violated rules. A configuration that dnsmasq rejects must have an error, and the examples must have no
+findings at all.
 """
 
 import json

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests the schema, and that `lanfab check` judges by it. The program is the first argument."""
+"""Tests the schema, and that `lanfab check` agrees with it. The program is the first argument."""
 
 import json
 import os

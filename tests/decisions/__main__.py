@@ -1,8 +1,8 @@
-"""Changes one decision of src/ after the other, and shows that lanfab follows.
+"""Mutates the decisions of src/, one at a time, and checks that lanfab follows.
 
-Each case edits one place of src/ and nothing of cli/. With that build, `lanfab check`, `lanfab graph` and
-`lanfab diff` must say about the case's configuration what they did not say before, and no longer say what
-they did. A rule, a drawing or a summary that decides by itself would not change.
+Each case edits src/ at one location, and nothing in cli/. In that build, the output of `lanfab check`,
+`lanfab graph` and `lanfab diff` about the case's configuration must change as expected. A rule, a diagram
+or a change summary with its own copy of the decision would not change.
 """
 
 import argparse
@@ -13,7 +13,7 @@ import subprocess
 import sys
 import tempfile
 
-from lib import planted
+from lib import mutation
 from lib.checkout import CHECKOUT
 
 
@@ -121,7 +121,7 @@ DECISIONS = [
 
 
 def outputs(lanfab, program, configuration):
-    """What each command prints about the configuration; `diff` compares it with an empty one."""
+    """Returns the output of each command for the configuration; `diff` compares it with an empty one."""
     with tempfile.TemporaryDirectory() as directory:
         for name, text in (("network.json", configuration), ("empty.json", "{}")):
             pathlib.Path(directory, name).write_text(text, encoding="utf-8")
@@ -144,15 +144,15 @@ def outputs(lanfab, program, configuration):
         }
 
 
-def complaints(decision, before, after):
-    """Yields what the outputs have and should not, or lack."""
+def errors(decision, before, after):
+    """Yields the expected strings that are missing before or after, or in both, and unchanged outputs."""
     for texts, has, lacks in ((decision.before, before, after), (decision.after, after, before)):
         for command, text in texts.items():
             if text not in has[command] or text in lacks[command]:
-                yield f"{command}: {text!r} is not in one output alone"
+                yield f"{command}: {text!r} must be in exactly one of the two outputs"
     for command in before:
         if before[command] == after[command]:
-            yield f"{command}: the output is the same"
+            yield f"{command}: the output did not change"
 
 
 def main():
@@ -164,11 +164,11 @@ def main():
     for decision in DECISIONS:
         before = outputs(build / "cli" / "lanfab", build / "cmd_lanfab", decision.configuration)
         with tempfile.TemporaryDirectory() as directory:
-            programs = planted.build_with(decision.file, decision.old, decision.new, build,
-                                          ["lanfab", "cmd_lanfab"], pathlib.Path(directory))
+            programs = mutation.build_with(decision.file, decision.old, decision.new, build,
+                                           ["lanfab", "cmd_lanfab"], pathlib.Path(directory))
             after = outputs(*programs, decision.configuration)
-        for complaint in complaints(decision, before, after):
-            print(f"{decision.name}: {complaint}", file=sys.stderr)
+        for error in errors(decision, before, after):
+            print(f"{decision.name}: {error}", file=sys.stderr)
             failed = True
     return 1 if failed else 0
 

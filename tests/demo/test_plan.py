@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""What the demo's tour makes of a configuration: no value, of whatever type and wherever, stops it."""
+"""The plan of the demo's tour. No value of any type anywhere in a configuration stops the tour."""
 
 import contextlib
 import copy
@@ -17,7 +17,7 @@ EXAMPLES = {
     path.parent.name: json.loads(path.read_text(encoding="utf-8"))
     for path in sorted(EXAMPLE_DIRECTORY.glob("*/network.json"))
 }
-# JSON as text, for some values are not in Python's JSON: it is read as the demo reads its file.
+# JSON text, because Python's JSON module cannot write some of these values.
 WRONG_VALUES = (
     "null",
     "true",
@@ -42,7 +42,7 @@ WRONG_VALUES = (
 )
 
 
-def places(value, path=()):
+def paths(value, path=()):
     """Yields the path of each value below a JSON value."""
     members = []
     if isinstance(value, dict):
@@ -51,7 +51,7 @@ def places(value, path=()):
         members = enumerate(value)
     for key, member in members:
         yield (*path, key)
-        yield from places(member, (*path, key))
+        yield from paths(member, (*path, key))
 
 
 def replaced(config, path, value):
@@ -89,32 +89,32 @@ class Reader(unittest.TestCase):
     def test_missing_values_need_no_remark(self):
         config = self.load(b"{}")
         self.assertFalse(config.flag("flag"))
-        for question in (config.integer, config.text, config.address, config.host_name):
-            self.assertIsNone(question("missing"))
+        for query in (config.integer, config.text, config.address, config.host_name):
+            self.assertIsNone(query("missing"))
         self.assertEqual((config.objects("missing"), config.strings("missing")), ([], []))
         self.assertIsNone(config.at("one.two.three").text("four"))
         self.assertEqual(config.remarks, {})
 
-    def test_each_question_about_each_wrong_value(self):
-        questions = {
+    def test_each_query_of_each_wrong_value(self):
+        queries = {
             "flag": (bool,),
             "integer": (int, type(None)),
             "text": (str, type(None)),
             "address": (ipaddress.IPv4Address, type(None)),
             "host_name": (str, type(None)),
-            "hardware_address": (str, type(None)),
+            "mac_address": (str, type(None)),
             "object": (settings.Settings,),
             "objects": (list,),
             "strings": (list,),
         }
         for value in WRONG_VALUES:
-            for question, types in questions.items():
-                with self.subTest(f"{question} {value}"):
+            for query, types in queries.items():
+                with self.subTest(f"{query} {value}"):
                     config = self.load(b'{"key": %s}' % value.encode())
-                    self.assertIs(type(getattr(config, question)("key")) in types, True)
+                    self.assertIs(type(getattr(config, query)("key")) in types, True)
                     self.assertTrue(all(line.isascii() and line.isprintable() for line in config.remarks))
 
-    def test_boolean_and_fraction_are_no_integers(self):
+    def test_boolean_and_fraction_are_not_integers(self):
         config = self.load(b'{"netmask": true, "metric": 24.5}')
         self.assertIsNone(config.integer("netmask"))
         self.assertIsNone(config.integer("metric"))
@@ -126,9 +126,9 @@ class Reader(unittest.TestCase):
 
 
 class AnyValueAnywhere(unittest.TestCase):
-    def test_plan_of_each_example_with_each_value_in_each_place(self):
+    def test_plan_of_each_example_with_each_value_at_each_path(self):
         for name, config in EXAMPLES.items():
-            for path in places(config):
+            for path in paths(config):
                 for value in WRONG_VALUES:
                     with self.subTest(name, path=path, value=value):
                         tour = make(replaced(config, path, json.loads(value)))
@@ -146,15 +146,15 @@ class AnyValueAnywhere(unittest.TestCase):
             with self.subTest(remark):
                 self.assertEqual(remarks(config), [remark])
 
-    def test_address_that_is_none_gets_a_remark(self):
+    def test_invalid_address_gets_a_remark(self):
         config = copy.deepcopy(EXAMPLES["router"])
         config["wired"]["eth1"]["network"]["ipv4"] = "192.168.1.300"
         self.assertIn('"wired.eth1.network.ipv4" is not an IPv4 address: "192.168.1.300"', remarks(config))
         self.assertEqual([lan.ifname for lan in make(config).lans], ["eth0", "eth0.100"])
 
 
-class WhatThereIsToShow(unittest.TestCase):
-    """What there is to show follows from the configuration, not from its name."""
+class Contents(unittest.TestCase):
+    """The contents of a tour depend on the configuration, not on its name."""
 
     def test_networks_of_each_example(self):
         expected = {
@@ -198,7 +198,7 @@ class WhatThereIsToShow(unittest.TestCase):
         names = [{"name": "press", "ipv4": "192.168.2.2"}, {"name": "till"}, {"name": "safe", "ipv4": "x"}]
         self.assertEqual(make({"hostnames": names}).names, ["press"])
 
-    def test_hosts_play_the_routers_that_are_configured(self):
+    def test_hosts_simulate_the_configured_routers(self):
         lans = {lan.ifname: lan for lan in make(EXAMPLES["tunnels"]).lans}
         self.assertEqual([str(address) for address in lans["eth1"].free], ["203.0.113.1"])
 
@@ -215,7 +215,7 @@ class WhatThereIsToShow(unittest.TestCase):
                 found = plan.free_addresses(ipaddress.IPv4Interface(address), [], count)
                 self.assertEqual([str(free) for free in found], expected)
 
-    def test_played_addresses_are_none_that_the_configuration_uses(self):
+    def test_simulated_addresses_do_not_overlap_configured_ones(self):
         config = copy.deepcopy(EXAMPLES["cellular-router"])
         config["wired"]["eth0"]["network"].update(ipv4="10.64.0.1", netmask=16)
         config["static_routes"][0].update(ipv4="203.0.113.0", netmask=24)
@@ -238,7 +238,7 @@ class WhatThereIsToShow(unittest.TestCase):
         del config["tunnels"]["gre"][0]["tunnel_local_ip"]
         tour = make(config)
         self.assertEqual(tour.tunnels, [])
-        remark = "gre-tun1 has no inner addresses: it and the tunnels after it are left out"
+        remark = "gre-tun1 has no inner addresses: it and the tunnels after it are ignored"
         self.assertIn(remark, tour.remarks)
 
     def test_disabled_pass_through_port_has_no_device_and_the_lans_no_link(self):
@@ -247,12 +247,12 @@ class WhatThereIsToShow(unittest.TestCase):
         tour = make(config)
         self.assertIsNone(tour.passthrough)
         self.assertFalse(tour.link_for_lans)
-        remark = "eth1 is the pass-through port, but it is disabled: no device is connected to it"
+        remark = "eth1 is the pass-through port, but disabled: the demo does not connect a device"
         self.assertIn(remark, tour.remarks)
 
 
 class ExitStatus(unittest.TestCase):
-    """The demo ends with status 1 if an answer was no."""
+    """The demo exits with status 1 if an answer was no."""
 
     def run_demo(self, status, *answers):
         """Returns the demo's exit status and what it prints at the end."""
@@ -263,7 +263,7 @@ class ExitStatus(unittest.TestCase):
             with contextlib.redirect_stdout(io.StringIO()) as output:
                 return screen.exit_status(status), output.getvalue()
 
-    def test_all_is_well(self):
+    def test_all_answers_are_yes(self):
         self.assertEqual(self.run_demo(0, ("reaches a", True), ("reaches b", True)), (0, ""))
 
     def test_one_answer_is_no(self):

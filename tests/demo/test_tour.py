@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""The demo's tour of one configuration, booted: every answer, what it leaves out, and its exit status."""
+"""The demo's tour of one configuration in a gateway: its answers, remarks and exit status."""
 
 import argparse
 import fnmatch
@@ -32,7 +32,7 @@ def remote_endpoint(address):
     return f"the gateway reaches {address}, the remote endpoint's address in the tunnel"
 
 
-# The lines with a yes, in order; an asterisk stands for an address that dnsmasq chooses.
+# The lines with a yes, in order; an asterisk matches an address that dnsmasq chooses.
 ANSWERS = {
     "router": [
         DHCP,
@@ -95,27 +95,27 @@ ANSWERS = {
         *[f"reaches the gateway at 10.0.{vid}.1" for vid in range(100, 104)],
     ],
 }
-# The lines with a no, of which no example has one.
+# The lines with a no; the examples have none.
 NEGATIVE_ANSWERS = {"unmet": ["gets the static lease 10.9.9.9 as 00:00:5e:00:53:10"]}
-# Lines that must be there besides the answers.
+# Required lines besides the answers.
 LINES = {
     "passthrough": ["The device behind eth1, while the cellular link is down"],
-    "bridge-wifi": ["         The gateway has no Wi-Fi radio: a cable replaces each access point."],
+    "bridge-wifi": ["         The gateway has no Wi-Fi radio: the demo uses a cable for each access point."],
     "tunnels": [
         "         the default route uses eth1, not the cellular link",
-        '    "route_incoming": its routes are made by two scripts of the device',
+        '    "route_incoming": two scripts of the device create its routes',
     ],
     "wrong_values": [
         '    "wired.eth0" is an array, not an object',
         '    "wired.eth1.network.ipv4" is not an IPv4 address: "192.168.1.300"',
         '    "tunnels.gre" is a boolean, not an array',
-        "Warnings of systemd-networkd about the unit files",
+        "Warnings from systemd-networkd about the unit files",
     ],
     "refused": [
         "    exit status 255",
         "      /etc/lanfab/network.json:1:25: hostnames[0].name: *",
-        "    the network: after a failed run the gateway keeps its previous one",
-        "The demo ends with the exit status of the program: 255.",
+        "    the network: a failed run leaves the previous network unchanged",
+        "The demo exits with the status of cmd_lanfab: 255.",
     ],
     "many_vlans": ["    96 more networks: eth0.104 to eth0.199"],
 }
@@ -127,7 +127,7 @@ def static(address):
 
 
 def wrong_values():
-    """Returns a configuration with one network that is right, and with texts of every kind."""
+    """Returns a configuration with one valid network, and invalid values of many kinds."""
     access_point = {"enable": True, "network": static("192.168.3.1")}
     return {
         "wired": {"eth0": [1, 2, 3], "eth1": {"enable": True, "network": static("192.168.1.300")}},
@@ -138,7 +138,7 @@ def wrong_values():
 
 
 def unmet():
-    """Returns a configuration with a static lease in another network, which no device gets."""
+    """Returns a configuration with a static lease in another network, so that no device gets it."""
     lease = {"enable": True, "mac": "00:00:5e:00:53:10", "ipv4": "10.9.9.9"}
     dhcp = {
         "enable": True,
@@ -194,21 +194,21 @@ def answers(lines, word):
 
 
 def errors(result, name):
-    """Yields what is not as expected."""
+    """Yields the differences from the expected result."""
     lines = result.stdout.splitlines()
     if result.returncode != STATUSES.get(name, 0):
         yield f"exit status {result.returncode}"
     for word, wanted in (("yes", ANSWERS[name]), ("no", NEGATIVE_ANSWERS.get(name, []))):
         found = answers(lines, word)
         if len(found) != len(wanted) or not all(map(matches, found, wanted)):
-            yield f'its answers "{word}" are\n' + "\n".join(found)
-            yield "and not\n" + "\n".join(wanted)
-    last_look = ["$ lanfab status", "$ lanfab graph"] if result.returncode in (0, 1) else []
-    for wanted in LINES.get(name, []) + last_look:
+            yield f'answers "{word}":\n' + "\n".join(found)
+            yield "expected:\n" + "\n".join(wanted)
+    final_commands = ["$ lanfab status", "$ lanfab graph"] if result.returncode in (0, 1) else []
+    for wanted in LINES.get(name, []) + final_commands:
         if not any(matches(line, wanted) for line in lines):
-            yield f"there is no line: {wanted}"
+            yield f"missing line: {wanted}"
     if "Traceback" in result.stdout:
-        yield "a traceback"
+        yield "unexpected traceback"
 
 
 def main():

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""A device's libraries are built with the component "dev" alone, and the program with them.
+"""Builds a device's libraries with only the component "dev", and the program with these libraries.
 
 Usage: dev_component_test.py [--exhaustive]      (--exhaustive: the program for the device is built, too)
 """

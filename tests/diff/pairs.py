@@ -1,11 +1,11 @@
-"""Compares random configurations by `lanfab diff`, and shows of each pair that
+"""Compares random configurations with `lanfab diff`, and checks for each pair that
 
-- the differences are true: applied by patch(1) to the files of one configuration, they give those of the
+- the differences are correct: patch(1), applied to the files of one configuration, produces those of the
   other;
 - the summary leaves nothing out: it mentions every changed line, or counts it in "and N more lines".
 
-What a sentence mentions is judged here by its words alone, and generously: one about eth0 that has the value
-of a line mentions the line. So the count of the lines without such a sentence is a lower bound of N.
+The test decides what a sentence mentions by its words alone, generously: one about eth0 with the value
+of a line mentions the line. The number of lines without such a sentence is thus a lower bound of N.
 """
 
 import argparse

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What the installed pages call by a path is there: installed, or in the sources, if the page says so.
+"""Checks that every path in the installed pages exists: installed, or in the sources if the page says so.
 
 Usage: installed_paths_test.py CMAKE BUILD
 """

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Every test that docs/security.md names is there."""
+"""Checks that every test named in docs/security.md exists."""
 
 import pathlib
 import re

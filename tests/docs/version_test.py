@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests that everything that names the version of the project has the one that CMakeLists.txt sets.
+"""Tests that every file with the project's version has the one in CMakeLists.txt.
 
 Usage: version_test.py PAGES PROGRAM...      (PAGES: a directory with all manual pages, as they are installed)
 """

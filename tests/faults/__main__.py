@@ -1,4 +1,4 @@
-"""Disturbs runs of the program and shows what does not hold afterwards; README.md says how to read it."""
+"""Disturbs runs of the program and prints violated invariants; README.md explains the output."""
 
 import argparse
 import collections
@@ -20,25 +20,25 @@ OTHERS = {"simultaneous": simultaneous.play, "callers": callers.play, "self-test
 def parse_arguments():
     parser = argparse.ArgumentParser(description=__doc__.split(";", maxsplit=1)[0])
     parser.add_argument("--program", type=os.path.abspath, default=PROGRAM,
-                        help="the cmd_lanfab to run, with fault_tracer and cli/lanfab beside it "
+                        help="the cmd_lanfab to run, with fault_tracer and cli/lanfab in its directory "
                              "(default: %(default)s)")
-    parser.add_argument("--kind", default="faults", help="what disturbs them",
+    parser.add_argument("--kind", default="faults", help="kind of disturbance",
                         choices=[*SHARED, *OTHERS])
     parser.add_argument("--action", nargs="+", default=worker.ACTIONS, choices=worker.ACTIONS)
-    parser.add_argument("--syscall", nargs="+", default=[], help="only at calls of these names")
+    parser.add_argument("--syscall", nargs="+", default=[], help="only at these system calls")
     parser.add_argument("--at", metavar="PROCESS:CALL", help="only at this call")
-    parser.add_argument("--disturb", metavar="HOW", help="only in this way, such as error:EIO")
+    parser.add_argument("--disturb", metavar="HOW", help="only this disturbance, such as error:EIO")
     parser.add_argument("--loader", action="store_true",
                         help="PROCESS:CALL counts the calls of the loader too")
     parser.add_argument("--exhaustive", action="store_true",
-                        help="all calls and signals, or rounds; otherwise a sample, the same every time")
+                        help="all calls, signals or rounds (default: a fixed sample)")
     parser.add_argument("--verbose", action="store_true", help="show each run")
     parser.add_argument("--inside", action="store_true", help=argparse.SUPPRESS)
     return parser.parse_args()
 
 
 def disturb(arguments):
-    """Shares the runs out to workers; returns the exit status."""
+    """Distributes the runs to workers; returns the exit status."""
     count = os.cpu_count()
     shares = [f"{number}/{count}" for number in range(count)]
     results = sum(in_sandboxes("faults", shares, "--inside", *sys.argv[1:]), [])
@@ -54,15 +54,15 @@ def disturb(arguments):
         print(f"{number:6} {name}")
     for name, number in sorted(exempted.items()):
         print(f"{number:6} exempt: {name}")
-    print(f"{len(results)} runs, {bad_runs} of them wrong")
+    print(f"{len(results)} runs, {bad_runs} with violations")
     unused = unused_exemptions(arguments, exempted)
     for name in unused:
-        print(f"nothing makes use of the exemption: {name}")
+        print(f"unused exemption: {name}")
     return 0 if results and bad_runs == 0 and not unused else 1
 
 
 def unused_exemptions(arguments, used):
-    """Those that no run needed, when all were made."""
+    """Returns the exemptions that no run needed, if all runs were made."""
     if arguments.syscall or arguments.at or arguments.disturb or len(arguments.action) < len(worker.ACTIONS):
         return []
     # Those of a full disk are perhaps for nothing else.
@@ -72,7 +72,7 @@ def unused_exemptions(arguments, used):
 
 
 def inside(arguments):
-    """What is done in a sandbox; returns the exit status."""
+    """The part that runs in a sandbox; returns the exit status."""
     os.umask(0o022)
     if arguments.verbose and arguments.kind in SHARED:
         return 0 if list(worker.play(arguments)) else 1

@@ -1,6 +1,6 @@
-"""Runs the program under callers of many kinds, inside the sandbox: the same comes out under each.
+"""Runs the program under different callers, inside the sandbox: the outcome is always the same.
 
-And signals runs that wait for the lock of another one, which they leave alone, and one that takes the lock.
+Also sends signals to runs that wait for the lock of another one, and to one that is acquiring the lock.
 """
 
 import os
@@ -44,7 +44,7 @@ CALLERS = {
 
 
 def play_callers(laid, before):
-    """Yields what differs under a caller."""
+    """Yields the differences of the outcome under a caller."""
     runs = worker.Worker(laid, before)
     for action in worker.ACTIONS:
         reference = runs.reference(action)
@@ -56,7 +56,7 @@ def play_callers(laid, before):
 
 
 def play_waiting_runs(laid, before):
-    """Yields what a signal does to a run that waits, other than to end it."""
+    """Yields the effects of a signal on a waiting run other than ending it."""
     lock = pathlib.Path(gateway.LOCK)
     for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
         lay(before)
@@ -84,7 +84,7 @@ while state=$(cut -d " " -f 3 "/proc/$run/stat" 2>/dev/null) && [ "$state" = R ]
 
 
 def play_late_touch(laid, before):
-    """Yields what is left of a run whose shell ends before the touch that the shell has started."""
+    """Yields the files left by a run whose shell exits before the touch that it started."""
     lay(before)
     stub = laid.scratch / "touch"
     stub.write_text(LATE_TOUCH)
@@ -102,7 +102,7 @@ def play_late_touch(laid, before):
 
 
 def play(arguments):
-    """Yields what is wrong."""
+    """Yields the errors."""
     laid = gateway.Gateway(arguments.program)
     before = laid.prepare()
     yield from play_callers(laid, before)

@@ -1,7 +1,7 @@
-"""What may be wrong after a run that ends with status 0: each exemption by its name, with its reason.
+"""The permitted differences after a run with exit status 0, each with its name and reason.
 
-A run with status 0 leaves what a run without a fault leaves. Here is the difference that one kind of fault
-may make all the same. What is not named here is a violation; so is an exemption that no fault makes use of.
+A run with status 0 leaves the same files as a run without a fault, except for these differences, each of
+which one kind of fault may cause. Any other difference is a violation; so is an unused exemption.
 """
 
 import collections
@@ -23,12 +23,12 @@ STAGING = r"/var/volatile/qel/\.dnsmasq_conf"
 
 COPY_OF_CONF = "cp of dnsmasq.conf"
 
-# The reason says why nobody loses by it, or what he is told.
+# The reason explains why this is harmless, or how it is reported.
 #
-# `about` is "command" for a command that the program runs, or for starting it; "call" for a call of its own.
-# `where` finds the command line, or the path of the call; `calls` are the names of such calls. `needs_space`
-# is true when a full disk is such a fault. `spoils` are the things that may then be wrong: a path, "database"
-# or "command: " with what should have been run. When `is_said`, the log has to name the path.
+# `about` is "command" for a command of the program, or for starting it; "call" for a call of its own.
+# `where` matches the command line, or the path of the call; `calls` are the names of the calls. `needs_space`
+# is true if a full disk is such a fault. `spoils` are the things that may then differ: a path, "database"
+# or "command: " with the command that was not run. If `is_said`, the log must name the path.
 Exemption = collections.namedtuple("Exemption", "name about where calls needs_space spoils is_said reason")
 
 
@@ -45,60 +45,60 @@ def logged_file(name, where, spoils, reason):
 
 
 EXEMPTIONS = [
-    # The results of commands are not examined.
+    # The results of these commands are ignored.
     unexamined_command("touch ROUTER_MODE", "/bin/touch /var/run/ROUTER_MODE", ["/run/ROUTER_MODE"],
-                       "no address or route depends on the mark, and touch says that it failed",
+                       "no address or route depends on the file, and touch reports its failure",
                        needs_space=True),
     unexamined_command("chmod +x", r"/bin/chmod \+x", [POST_START],
-                       "sh runs a script of any mode, and chmod says that it failed"),
+                       "sh runs a script of any mode, and chmod reports its failure"),
     unexamined_command("rm of the old units", "/bin/rm -f /var/run/systemd/network//", [UNITS],
-                       "those of the same name are replaced; that others stay, rm says"),
+                       "those of the same name are replaced; rm reports that others stay"),
     unexamined_command("cp of the cellular units", r"/bin/cp \S*wwan\.", [KEPT_UNITS, UNITS + r"\d+-wwan"],
-                       "they are written anew as soon as the link has its values", needs_space=True),
+                       "they are written again when the link has its values", needs_space=True),
     unexamined_command("cp of /etc/hosts", r"/bin/cp -f\s+/etc/hosts", ["/run/hosts"],
-                       "the configured names are added all the same; that the others are missing, cp says",
+                       "the configured names are added; cp reports that the others are missing",
                        needs_space=True),
     unexamined_command(COPY_OF_CONF, f"/bin/cp -f {STAGING}", [CONF],
-                       "dnsmasq keeps what it has: its service refuses a file without its last line",
+                       "dnsmasq keeps its configuration: its service rejects a truncated file",
                        needs_space=True),
     unexamined_command("undo scripts", f"/bin/sh /var{SCRIPTS}", ["command: /sbin/ip (link|route) del"],
-                       "an interface that stays gets what its new unit says; that it stays, ip says"),
+                       "an interface that stays is configured by its new unit; ip reports its failure"),
     unexamined_command("routes of the cellular link", f"/bin/sh /var{WWAN_ROUTES}",
                        ["command: /sbin/ip route add"], "systemd-networkd adds them from the unit"),
     unexamined_command("tunnels", "/sbin/ip tunnel del", ["command: /sbin/ip tunnel del"],
-                       "systemd-networkd changes a tunnel that is there; that it is, ip says"),
+                       "systemd-networkd reconfigures an existing tunnel; ip reports its failure"),
     unexamined_command("route tables of tunnels", "/usr/bin/route_table_", ["command: /usr/bin/route_table_"],
-                       "a script of the device, which logs for itself"),
+                       "a script of the device with its own log"),
     unexamined_command("telnet", "/usr/bin/telnet-init", ["command: /usr/bin/telnet-init"],
-                       "a script of the device, which logs for itself"),
+                       "a script of the device with its own log"),
     unexamined_command("systemctl", "systemctl", ["command: systemctl"],
-                       "systemd logs for itself; a service that cannot be asked for counts as inactive"),
-    # Nor are those of some calls.
+                       "systemd has its own log; a service that cannot be queried counts as inactive"),
+    # The results of these calls are ignored.
     unexamined_call("system database", r"/run/sysdb\.sqlite3|/(var/)?run$|/var$|/dev/urandom", ".*",
                     ["database", CONF, STAGING],
-                    "an entry keeps its old value, a link whose state cannot be read is down; the log tells",
+                    "an entry keeps its old value, a link with an unreadable state is down; this is logged",
                     needs_space=True),
-    unexamined_call("hardware address", "socket|^$", "socket|ioctl|close", ["database", CONF, STAGING],
-                    "a port whose address cannot be read has an empty one; the log tells"),
+    unexamined_call("MAC address", "socket|^$", "socket|ioctl|close", ["database", CONF, STAGING],
+                    "a port with an unreadable address has an empty one; this is logged"),
     unexamined_call("relay's name", f"{RESOLVER}|socket|pipe|^$|{COPY}", "(?!sendto|mmap).*", [CONF, STAGING],
-                    "a relay whose name cannot be resolved is left out; other leases go on"),
+                    "a relay whose name cannot be resolved is left out; other leases are served"),
     unexamined_call("value of the link", "/run/wwan_", "openat|read|close|lseek",
                     [UNITS + r"(\d+-wwan|21-eth1|70-gre)", r"/run/resolv\.conf", CONF, STAGING, POST_START],
-                    "a value that cannot be read is one that is not there; the log tells"),
+                    "an unreadable value counts as missing; this is logged"),
     unexamined_call("existence of a file", f"{SCRIPTS}|{WWAN_ROUTES}", "access|faccessat2",
-                    [SCRIPTS, "command: /sbin/ip"], "what cannot be looked for is not there; the log tells"),
+                    [SCRIPTS, "command: /sbin/ip"], "a file that cannot be found is missing; this is logged"),
     unexamined_call("deletion of a file", f"{SCRIPTS}|{WWAN_ROUTES}|{MARKS}", "unlink", [SCRIPTS, MARKS],
-                    "what stays is deleted by the next run. A lock that stays keeps later runs waiting: the "
-                    "log tells, lanfab status names it, and a rollback removes it"),
+                    "the next run deletes the file. A remaining lock blocks later runs: this is logged, "
+                    "lanfab status reports it, and a rollback removes it"),
     unexamined_call("the guard of the lock", GUARD_FILE, "unlink", [GUARD_FILE],
-                    "the next run uses and removes it; nobody has locked it"),
-    # Files that do not fail the run; of those that are not whole the log tells.
+                    "the next run uses and removes it; no process has locked it"),
+    # Files whose failures do not fail the run; the log reports the incomplete ones.
     logged_file("undo scripts that are written", SCRIPTS, [],
-                "the next run undoes what it knows of; a unit replaces what it does not"),
+                "the next run undoes what is recorded; a unit replaces the rest"),
     logged_file("post-start script", POST_START, [], "no address or route depends on it"),
     logged_file("script of the cellular routes", WWAN_ROUTES, ["command: /sbin/ip route add"],
                 "systemd-networkd adds them from the unit"),
-    logged_file("hosts", "/run/hosts", [], "a name that is missing stops no service"),
+    logged_file("hosts", "/run/hosts", [], "a missing name does not affect a service"),
     logged_file("resolver file", r"/run/resolv\.conf", [], "dnsmasq runs without servers"),
     logged_file("staging file", STAGING, [CONF, "/run/hosts", r"/run/resolv\.conf"],
                 "dnsmasq keeps its old file"),
@@ -111,27 +111,27 @@ EXEMPTIONS = [
 ]
 
 
-# Failures of which neither the log nor a tool says anything: `where` finds the call with its object and its
+# Failures that neither the log nor a tool reports: `where` matches the call with its object and its
 # process, as a report shows it.
 Silence = collections.namedtuple("Silence", "name where reason")
 
 SILENCES = [
     Silence("a script that sh cannot read", r"^read\(/run/\S+\) of .*-> /bin/sh /var/run/",
-            "sh takes it for the end of the script. The scripts are in /run, which is memory"),
+            "sh treats it as the end of the script. The scripts are in /run, a tmpfs"),
     Silence("a directory that sh cannot read", r"^(openat|getdents64)\(/\S+/network/*\) of sh -c /bin/rm ",
-            "sh takes it for an empty one. It is in /run, and sh has three files open"),
+            "sh treats it as empty. It is in /run, and sh has three files open"),
     Silence("a script's own silence", r" of .*(\.delete_static_routes|2>/dev/null)",
             "what the script or the line sends to /dev/null: a route that cannot be deleted has gone, and "
             "telnet-init logs for itself"),
     Silence("a file that the resolver cannot read", rf"{RESOLVER}\) of {COPY}",
-            "the C library takes it for one that is not there; the name is one that has no address"),
+            "the C library treats it as missing; the name then has no address"),
     Silence("the guard's file", rf"^unlink\({GUARD_FILE}\)",
-            "an empty file that nobody has locked; the next run uses and removes it"),
+            "an empty file without a lock; the next run uses and removes it"),
 ]
 
 
 def find_silence(point):
-    """The silence that the call may cause, or None."""
+    """Returns the silence that the call may cause, or None."""
     text = f"{point.name}({canonical(point.object)}) of {point.command}"
     return next((silence for silence in SILENCES if re.search(silence.where, text)), None)
 
@@ -152,11 +152,11 @@ def applies(exemption, job):
 
 
 def find_all(job, thing):
-    """The exemptions that let `thing` be wrong after the job."""
+    """Returns the exemptions that permit `thing` to differ after the job."""
     return [exemption for exemption in EXEMPTIONS
             if applies(exemption, job) and any(re.match(spoiled, thing) for spoiled in exemption.spoils)]
 
 
 def find(job, thing):
-    """The first of them, or None."""
+    """Returns the first of these exemptions, or None."""
     return next(iter(find_all(job, thing)), None)

@@ -1,4 +1,4 @@
-"""The gateway that the program runs on, inside the sandbox: its files, its log, its recorded commands."""
+"""The gateway that the program runs on, inside the sandbox: its files, log, and recorded commands."""
 
 import collections
 import json
@@ -32,7 +32,8 @@ Outcome = collections.namedtuple("Outcome", "status files database log commands 
 
 
 def configuration():
-    """network.json, with so many routes and leases that a unit and dnsmasq.conf take more than one write."""
+    """Returns network.json with so many routes and leases that a unit and dnsmasq.conf take more than one
+    write."""
     network = json.loads(NETWORK.read_text())
     network["static_routes"] += [
         {"enable": True, "interface": "br-lan", "ipv4": f"192.168.{number}.0", "netmask": 24,
@@ -45,7 +46,7 @@ def configuration():
 
 
 def old_configuration():
-    """The same gateway with other addresses and other VLANs, so that every file of its run differs."""
+    """Returns a configuration with other addresses and VLANs, so that every file of its run differs."""
     network = json.loads(NETWORK.read_text())
     text = json.dumps(network).replace("192.168.", "172.16.").replace("9.9.9.9", "8.8.8.8")
     return text.replace('"vid": 100', '"vid": 99').replace("relay.example", "10.1.1.3").replace("2m", "3m")
@@ -56,7 +57,7 @@ def canonical(path):
 
 
 class Gateway:
-    """Runs the program on states of the gateway that are laid before each run."""
+    """Runs the program on prepared states of the gateway."""
 
     def __init__(self, program):
         self.program = program
@@ -74,7 +75,7 @@ class Gateway:
             (self.scratch / name / "network.json").write_text(text)
 
     def prepare(self):
-        """Returns the state that a run of the old configuration leaves, with the link's new values."""
+        """Returns the state after a run of the old configuration, with the link's new values."""
         self._lay_link(OLD_LINK)
         write_system_database(["CELL_CONNECTED = 1"])
         outcome = self.run("apply", configuration="old", stage="prepare")
@@ -89,7 +90,7 @@ class Gateway:
                 "LANFAB_CONFIG_DIR": str(self.scratch / configuration), **self.additional_environment}
 
     def run(self, action, tracer_options=None, configuration="new", stage="reference", **caller):
-        """Runs the program once on the files that lie there; `caller` is what Popen knows of its caller."""
+        """Runs the program once on the current files; `caller` has arguments of Popen for the caller."""
         report = self.scratch / "report"
         report.write_text("")
         RECORDED_COMMANDS.write_text("")
@@ -116,7 +117,7 @@ class Gateway:
                        stderr.read_text(errors="backslashreplace"), lines)
 
     def database_of(self, files):
-        """The entries of the system database, as the next one who opens it finds them."""
+        """Returns the entries of the system database as the next process reads them."""
         raw = tuple(files[path].content if path in files else None
                     for path in (DATABASE, DATABASE + "-journal"))
         if raw not in self.databases:
@@ -140,7 +141,7 @@ class Gateway:
 
 
 def trace(tracer, *words, **options):
-    """Runs a command under the tracer; returns how it ended, what it said, and the lines of the report."""
+    """Runs a command under the tracer; returns its end, its output, and the lines of the report."""
     report = pathlib.Path("/dev/shm/report")
     done = subprocess.run([tracer, "--report", report, "--calls", "program", *words], check=True,
                           stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True, **options)
@@ -149,7 +150,7 @@ def trace(tracer, *words, **options):
 
 
 def status_in(report):
-    """The end of the traced program: its status or, negative, its signal."""
+    """Returns the exit status of the traced program, or its negated signal number."""
     for line in reversed(report):
         fields = line.split("\t")
         if fields[0] == "end":

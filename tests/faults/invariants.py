@@ -1,4 +1,4 @@
-"""What must hold after every disturbed run, whatever was done to it."""
+"""The invariants after every disturbed run."""
 
 import collections
 import errno
@@ -32,7 +32,8 @@ def is_database(path):
 
 
 def wrong_things(outcome, reference):
-    """What is not as after a run without a fault: paths, "database", and "command: " with a command."""
+    """Returns the differences from a run without a fault: paths, "database", and "command: " with a
+    command."""
     expected = reference.after
     things = sorted(path for path in expected.files.keys() | outcome.files.keys()
                     if not is_database(path) and expected.files.get(path) != outcome.files.get(path))
@@ -54,7 +55,7 @@ def is_whole(path, file, reference):
 
 
 def parts(outcome, reference):
-    """The files that are neither what was there before nor what a run without a fault makes."""
+    """Returns the files that are neither unchanged nor as after a run without a fault."""
     return sorted(path for path, file in outcome.files.items()
                   if not is_database(path) and path not in (LOCK, GUARD)
                   and not is_whole(path, file, reference))
@@ -65,17 +66,17 @@ def restarts_networkd(outcome):
 
 
 def new_lines(outcome, reference):
-    """The log lines that a run without a fault does not write."""
+    """Returns the log lines that a run without a fault does not write."""
     return list((collections.Counter(outcome.log) - collections.Counter(reference.after.log)).elements())
 
 
 def is_said(pattern, reason, lines):
-    """Whether a line has a path that matches the pattern, and the reason."""
+    """Whether a line has a path that matches the pattern, and the error."""
     return any(re.search(pattern, canonical(line)) and reason in line for line in lines)
 
 
 def is_heard_of(job, outcome, reference):
-    """Whether a log line has the reason or the path, or a tool has said something itself."""
+    """Whether a log line has the error or the path, or a tool has reported an error."""
     about, path = exemptions.what_failed(job.point)
     if about == "command" and outcome.stderr:
         return True
@@ -85,7 +86,7 @@ def is_heard_of(job, outcome, reference):
 
 
 def check_word(job, outcome, reference):
-    """Never status 0 and something wrong without a word."""
+    """Checks that no difference after status 0 is silent."""
     if outcome.status != 0 or job.point is None or is_heard_of(job, outcome, reference):
         return
     things = wrong_things(outcome, reference)
@@ -97,7 +98,7 @@ def check_word(job, outcome, reference):
 
 
 def check_status(job, outcome, reference):
-    """Never status 0 with a wrong file."""
+    """Checks that no file differs after status 0."""
     if outcome.status != 0:
         return
     for thing in wrong_things(outcome, reference):
@@ -109,13 +110,13 @@ def check_status(job, outcome, reference):
 
 
 def check_end(_job, outcome, _reference):
-    """The run ends with 0 or 255."""
+    """Checks that the exit status is 0 or 255."""
     if outcome.status not in (0, FAILED):
         yield Violation("end", f"ended with {outcome.status}")
 
 
 def check_parts(job, outcome, reference):
-    """Never a part of a good file where somebody reads it."""
+    """Checks that no file that is read by a service is truncated."""
     for path in parts(outcome, reference):
         exemption = exemptions.find(job, path)
         is_unread_unit = path.startswith(UNIT_DIR) and not restarts_networkd(outcome)
@@ -129,7 +130,7 @@ def check_parts(job, outcome, reference):
 
 
 def check_lock(job, outcome, _reference):
-    """No lock stays behind."""
+    """Checks that no lock remains."""
     if LOCK not in outcome.files:
         return
     exemption = None if is_signal(job) else exemptions.find(job, LOCK)
@@ -140,7 +141,7 @@ def check_lock(job, outcome, _reference):
 
 
 def check_said(job, outcome, reference):
-    """A failure that matters is in the log; a file that is not whole with its path and the reason."""
+    """Checks that a relevant failure is in the log, a truncated file with its path and the error."""
     things = wrong_things(outcome, reference)
     if not things and outcome.status == 0:
         return
@@ -168,7 +169,8 @@ def check_write_is_said(job, things, lines):
 
 
 def check_causes_are_said(job, things, lines):
-    """On a full disk a file may be wrong because another one, which it follows from, could not be written."""
+    """Whether a file may differ on a full disk because another one, on which it depends, could not be
+    written."""
     reason = os.strerror(errno.ENOSPC)
     for path in (thing for thing in things if thing.startswith("/")):
         causes = exemptions.find_all(job, path)
@@ -182,7 +184,7 @@ def is_signal(job):
 
 
 def check_end_by_signal(job, outcome, reference):
-    """The signal ends the run with the signal's own status, and nothing more is done."""
+    """Checks that the signal ends the run, with its own status, and that no command follows."""
     if job.is_late and outcome.status == 0 and not wrong_things(outcome, reference):
         return
     if outcome.status != -job.number:
@@ -193,13 +195,13 @@ def check_end_by_signal(job, outcome, reference):
 
 
 def check_parts_after_signal(_job, outcome, reference):
-    """dnsmasq reads no part: what a copy has not finished, its service refuses."""
+    """Checks that dnsmasq reads no truncated file: its service rejects an unfinished copy."""
     if DNSMASQ_CONF in parts(outcome, reference) and LAST_LINE in outcome.files[DNSMASQ_CONF].content:
         yield Violation("part", f"{DNSMASQ_CONF} holds a part, with its last line")
 
 
 def check_not_started(_job, outcome, reference):
-    """A program whose loader fails changes nothing."""
+    """Checks that a program whose loader fails changes nothing."""
     if outcome.status != 0 and (outcome.files != reference.before.files or outcome.commands):
         yield Violation("end", "did not start, but changed something")
 
@@ -214,7 +216,7 @@ def checks_of(job):
 
 
 def check(job, outcome, reference):
-    """All that does not hold after the run."""
+    """Returns all violations after the run."""
     if outcome.status is None:
         return [Violation("hang", "did not end")]
     return [violation for one in checks_of(job) for violation in one(job, outcome, reference)]
@@ -229,14 +231,14 @@ def notices(log):
 
 
 def is_as_expected(path, expected, files):
-    """Whether a file is; what undoes an interface twice undoes it."""
+    """Whether a file is as expected; undoing an interface twice is permitted."""
     if path == INTERFACES_SCRIPT and path in expected and path in files:
         return set(expected[path].content.splitlines()) == set(files[path].content.splitlines())
     return is_database(path) or expected.get(path) == files.get(path)
 
 
 def check_next(following, reference):
-    """The next run without a fault is exact."""
+    """Checks that the next run without a fault produces the expected files."""
     expected = reference.after
     if following.status != 0:
         return [Violation("next", f"the next run ends with {following.status}")]

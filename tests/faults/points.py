@@ -1,4 +1,4 @@
-"""The points of a run at which it can be disturbed, and what is done to it there."""
+"""The points at which a run can be disturbed, and the disturbances at each."""
 
 import collections
 import errno
@@ -20,7 +20,7 @@ Job = collections.namedtuple("Job", "action point how number is_late", defaults=
 # What a process runs that is forked and executes nothing.
 COPY = "a copy of the program"
 LOCK = "/var/run/LANFAB_LOCKED"
-RECORDERS = ("ip", "systemctl", "networkctl", "telnet-init", "route_table_flush", "route_table_add")
+STUBS = ("ip", "systemctl", "networkctl", "telnet-init", "route_table_flush", "route_table_add")
 # Where a process begins another one.
 SPAWNS = ("clone", "clone3", "fork", "vfork")
 
@@ -45,7 +45,7 @@ OTHER_FAULTS = {
 
 
 def faults_of(name):
-    """What can go wrong with a call of this name."""
+    """Returns the possible failures of a call of this name."""
     errors = [("error", error) for error, names in CALLS_BY_ERROR.items() if name in names.split()]
     return errors + OTHER_FAULTS.get(name, [])
 
@@ -59,20 +59,20 @@ CHANGES = ("write", "copy_file_range", "fchmodat", "unlink", "unlinkat", "utimen
 
 
 class Process:
-    """A process, its commands one after the other, and its children that no call has been found for yet."""
+    """A process: its commands in order, and its children without a call so far."""
 
     def __init__(self, parent):
         self.parent = parent
         self.commands = []
         self.children = []
-        self.is_recorder = parent is not None and parent.is_recorder
+        self.is_stub = parent is not None and parent.is_stub
         self.repeats_loader = False
 
     def execute(self, command, known_images):
         self.commands.append(command)
         words = command.split()
         # Itself or its interpreter comes first.
-        self.is_recorder |= any(word.startswith("/") and os.path.basename(word) in RECORDERS
+        self.is_stub |= any(word.startswith("/") and os.path.basename(word) in STUBS
                                 for word in words[:2])
         image = os.path.basename(words[0])
         self.repeats_loader = image in known_images
@@ -83,7 +83,7 @@ class Process:
         return self.parent is None or (not self.commands and self.parent.is_own)
 
     def line_of_commands(self):
-        """All commands, from the program's own child down to this process."""
+        """Returns all commands, from the program's own child down to this process."""
         own = " -> ".join(self.commands) or COPY
         if self.parent is None or self.parent.parent is None:
             return own
@@ -110,9 +110,9 @@ def read_list(report):
 
 
 def phase_of(process, fields):
-    """Whether the call is the loader's, the program's, or one that is not disturbed."""
-    if process.is_recorder:
-        return "recorder"
+    """Returns whether the call is the loader's, the program's, or one that is not disturbed."""
+    if process.is_stub:
+        return "stub"
     # The loader of a tool is disturbed once: it does the same every time.
     return "repeated loader" if fields[1] == "loader" and process.repeats_loader else fields[1]
 
@@ -138,7 +138,7 @@ def fault_jobs(action, points, phase):
 
 
 def can_happen(how, point):
-    """A write of one byte cannot be a part of itself."""
+    """Whether a write can be partial: one of a single byte cannot."""
     return how not in ("short", "torn") or point.name in ("read", "pread64") or point.argument > 1
 
 
@@ -155,7 +155,7 @@ def class_of(job):
 
 
 def signal_jobs(action, points, by_turns):
-    """All signals at each point or, `by_turns`, SIGKILL and one of the others, which take turns."""
+    """Returns all signals at each point or, `by_turns`, SIGKILL and, in turns, one of the others."""
     main = [point for point in points if point.is_main]
     release = max(point.call for point in main if (point.name, point.object) == ("unlink", LOCK))
     at = [point for point in points[1:] if is_signal_point(point)]
@@ -166,7 +166,8 @@ def signal_jobs(action, points, by_turns):
 
 
 def is_signal_point(point):
-    """Every call of the program; of its children, the first, the last and those that change something."""
+    """Returns every call of the program, and of its children the first, the last and those that change
+    something."""
     if point.is_main or point.name in ("execve", "exit_group"):
         return point.phase != "repeated loader"
     opens_to_write = point.name == "openat" and point.argument & (os.O_CREAT | os.O_TRUNC)

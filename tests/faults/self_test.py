@@ -1,6 +1,6 @@
-"""Plants one violation after the other and demands that each is noticed, inside the sandbox.
+"""Checks, inside the sandbox, that each mutation of the program is detected.
 
-Each is planted in a run of the sample that CI makes, so the sample must have a run in which it can happen.
+Each mutation is active in a run of CI's sample, so the sample must have a run in which it can happen.
 """
 
 import errno
@@ -12,7 +12,7 @@ from lib.checkout import TESTS
 
 
 def is_sent(job):
-    """A line is not logged, or a name not asked for."""
+    """Whether a log line is not sent, or a name not queried."""
     return job.how == "error" and job.point.is_main and job.point.name == "sendto"
 
 
@@ -30,9 +30,9 @@ def is_term(job):
 
 HOSTS_WRITE = ("write", "/run/hosts")
 
-# What is planted, the action, the disturbed runs in which it can happen, and the invariant that has to notice
-# it.
-PLANTS = [
+# Each mutation: its name, the action, the disturbed runs in which it can happen, and the invariant that must
+# detect it.
+MUTATIONS = [
     ("wrong-file", "dnsmasq", is_sent, "status"),
     ("lost-command", "dnsmasq", is_sent, "status"),
     ("database", "dnsmasq", is_sent, "status"),
@@ -50,47 +50,47 @@ PLANTS = [
     ("signal-commands", "dnsmasq", is_term, "commands"),
     ("signal-part", "dnsmasq", is_term, "part"),
 ]
-# The planted hang is endless, so its run can be ended at once.
+# Time limit for the endless hang.
 SECONDS_OF_HANG = 2
 
 
 def sampled(laid, before):
-    """The jobs of the sample in the actions of the plants."""
+    """The jobs of the sample in the actions of the mutations."""
     listing = worker.Worker(laid, before)
-    actions = sorted({action for _, action, _, _ in PLANTS})
+    actions = sorted({action for _, action, _, _ in MUTATIONS})
     return [job for kind in ("faults", "signals") for job in worker.sampled_jobs(listing, kind, actions)]
 
 
-def play_plants(planted):
-    """Yields what was planted and not noticed."""
-    planted.additional_environment = {"PLANTED_PROGRAM": planted.program, "PLANT": ""}
-    before = planted.prepare()
-    jobs = sampled(planted, before)
-    planted.program = str(TESTS / "faults" / "planted")
-    for name, action, is_possible, invariant in PLANTS:
+def play_mutations(mutated):
+    """Yields the mutations that were not detected."""
+    mutated.additional_environment = {"MUTATED_PROGRAM": mutated.program, "MUTATION": ""}
+    before = mutated.prepare()
+    jobs = sampled(mutated, before)
+    mutated.program = str(TESTS / "faults" / "mutant")
+    for name, action, is_possible, invariant in MUTATIONS:
         job = next((job for job in jobs if job.action == action and is_possible(job)), None)
         if job is None:
-            yield f"{name}: it can happen in no run of the sample"
+            yield f"{name}: not possible in any run of the sample"
             continue
-        planted.additional_environment["PLANT"] = name
-        playing = worker.Worker(planted, before)
+        mutated.additional_environment["MUTATION"] = name
+        playing = worker.Worker(mutated, before)
         playing.reference(action)
-        planted.time_limit = SECONDS_OF_HANG if name == "hang" else gateway.HANG_SECONDS
+        mutated.time_limit = SECONDS_OF_HANG if name == "hang" else gateway.HANG_SECONDS
         outcome = playing.run_on(before, action, stage="disturbed")
-        planted.time_limit = gateway.HANG_SECONDS
+        mutated.time_limit = gateway.HANG_SECONDS
         found = {violation.invariant for violation in playing.judge(job, outcome)}
         print(f"{name}, {worker.describe(job)}: {', '.join(sorted(found)) or 'nothing'}")
         if invariant not in found:
-            yield f"{name}: {invariant} did not notice it"
-    planted.additional_environment["PLANT"] = "nothing"
-    playing = worker.Worker(planted, before)
+            yield f"{name}: not detected by the invariant {invariant}"
+    mutated.additional_environment["MUTATION"] = "nothing"
+    playing = worker.Worker(mutated, before)
     harmless = next(job for job in jobs if job.action == "dnsmasq" and is_sent(job))
     if playing.judge(harmless, playing.run_on(before, "dnsmasq", stage="disturbed")):
-        yield "a run without a fault does not pass"
+        yield "a run without a fault violates an invariant"
 
 
 def play_tracer(tracer):
-    """Yields what the tracer did not do to `dd`, which reads and writes blocks of 1000 bytes."""
+    """Yields the disturbances of `dd` that the tracer got wrong; `dd` copies blocks of 1000 bytes."""
     command = ["/bin/dd", "if=/dev/zero", "of=/dev/shm/target", "bs=1000", "count=2", "status=none"]
     _, _, report = gateway.trace(tracer, "--", *command)
     target = pathlib.Path("/dev/shm/target")
@@ -110,19 +110,19 @@ def play_tracer(tracer):
         written = target.stat().st_size
         print(f"dd with {how}: status {ended}, {written} bytes")
         if ended != status or size not in (None, written):
-            yield f"{how} makes dd end with {ended} and {written} bytes"
+            yield f"dd with {how}: unexpected status {ended} or size {written}"
 
 
 def play_overlaps():
     if simultaneous.overlaps([(1, "set"), (1, "clear"), (2, "set"), (2, "clear")]):
-        yield "runs one after the other count as an overlap"
+        yield "consecutive runs are reported as an overlap"
     if simultaneous.overlaps([(1, "set"), (2, "set"), (1, "clear"), (2, "clear")]) != [(1, 2)]:
-        yield "an overlap is not noticed"
+        yield "an overlap is not reported"
 
 
 def play(arguments):
-    """Yields what was not noticed."""
+    """Yields the failures of the self-test."""
     laid = gateway.Gateway(arguments.program)
     yield from play_overlaps()
     yield from play_tracer(laid.tracer)
-    yield from play_plants(laid)
+    yield from play_mutations(laid)

@@ -1,7 +1,7 @@
-"""Starts many runs at the same instant, inside the sandbox, and sees whether two hold the lock at once.
+"""Starts many runs at the same time, inside the sandbox, and checks that no two hold the lock at once.
 
-The log tells: a run says "set lock" when it has found no lock, and "clear lock" before it deletes its own.
-So between the two lines of one run there is no other one's. The kernel adds the sender to each line, and
+The log shows this: a run logs "set lock" when it has found no lock, and "clear lock" before it deletes its
+own, so there is no line of another run between the two. The kernel adds the sender to each line, and
 keeps their order.
 """
 
@@ -25,7 +25,7 @@ CREDENTIALS = struct.Struct("3i")
 
 
 def overlaps(events):
-    """The senders, in pairs, whose sections overlap; an event is a sender and "set" or "clear"."""
+    """Returns the pairs of senders whose sections overlap; an event is a sender and "set" or "clear"."""
     found = []
     holder = None
     for sender, event in events:
@@ -39,7 +39,7 @@ def overlaps(events):
 
 
 class SenderLog(Syslog):
-    """The collector of the log, which returns the events."""
+    """Collects the log and returns the events."""
 
     def __init__(self, collector):
         self.socket = collector
@@ -58,7 +58,7 @@ class SenderLog(Syslog):
 
 
 def play_round(program, environment, log):
-    """Returns what is wrong with the round."""
+    """Returns the error of the round."""
     RECORDED_COMMANDS.write_text("")
     # Each run is held back at its start until all are there. What is open in all of them ends with the last.
     gate, opener = os.pipe()
@@ -83,7 +83,7 @@ def play_round(program, environment, log):
 
 
 def play(arguments):
-    """Yields what is wrong."""
+    """Yields the errors."""
     rounds = ROUNDS if arguments.exhaustive else ROUNDS_OF_SAMPLE
     laid = gateway.Gateway(arguments.program)
     before = laid.prepare()
@@ -98,7 +98,7 @@ def play(arguments):
 
 
 def wrong_files(files, expected):
-    """What both actions leave is there, as after one run of each."""
+    """Whether the files of both actions are as after one run of each."""
     conf = "/run/dnsmasq.conf"
     unit = "/run/systemd/network/10-wwan0.network"
     return [f"{path} is wrong" for path, action in ((conf, "dnsmasq"), (unit, "wwan_apply"))

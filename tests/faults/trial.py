@@ -1,4 +1,4 @@
-"""Every call of `lanfab confirm` or `lanfab try` fails once, and every one is once the last.
+"""Every call of `lanfab confirm` or `lanfab try` fails once, and the process is killed once at every call.
 
 After `confirm` the installed file is the old configuration or the new one, whole, as a run sees it and as the
 next boot finds it; what goes on can be confirmed, and the timer leaves active what the next boot finds. Each
@@ -43,7 +43,7 @@ def lay():
 
 
 def lay_trial():
-    """A trial under way."""
+    """An active trial."""
     lay()
     TARGET.parent.mkdir()
     for path, text in ((PREVIOUS, OLDER), (TRIAL, NEW), (INSTALLED_COPY, OLD), (TARGET, OLD)):
@@ -56,7 +56,7 @@ def lay_trial():
 
 
 def lay_mounted_trial():
-    """A trial under way where the installed file is mounted from a data partition."""
+    """An active trial in which the installed file is mounted from a data partition."""
     lay_trial()
     MOUNTED.parent.mkdir(exist_ok=True)
     for path in MOUNTED.parent.iterdir():
@@ -71,7 +71,7 @@ def lay_mounted_trial():
 
 
 def violations_of_history(status):
-    """Each entry of the history is whole or absent."""
+    """Checks that each entry of the history is complete or absent."""
     names = os.listdir(HISTORY) if HISTORY.exists() else []
     entries = [HISTORY / name for name in names if name.endswith(".txt")]
     for entry in entries:
@@ -96,11 +96,11 @@ class Confirm:
         self.command = (self.lanfab, *self.words)
 
     def run(self, *disturbance):
-        """Returns the status, which is negative after a signal, what was said, and the report."""
+        """Returns the exit status (negative after a signal), the output, and the report."""
         return gateway.trace(self.tracer, *disturbance, "--", *self.command, env=ENVIRONMENT)
 
     def jobs(self):
-        """Every call of lanfab itself, with each way to disturb it."""
+        """Returns every call of lanfab itself with each disturbance."""
         self.lay()
         status, said, report = self.run()
         if status != 0 or list(self.violations(status, said)):
@@ -113,7 +113,7 @@ class Confirm:
                 yield points.Job(self.words[0], point, how, getattr(errno, error) if error else 0)
 
     def play(self, job):
-        """Yields everything that does not hold after one disturbed run."""
+        """Yields all violations after a disturbed run."""
         self.lay()
         status, said, report = self.run(*worker.disturbance(job))
         if not any(line.startswith("disturbed\t") for line in report):
@@ -122,7 +122,7 @@ class Confirm:
         yield from self.violations_of_end(job)
 
     def violations_of_end(self, job):
-        """A trial that goes on can be confirmed, or is ended by its timer."""
+        """Checks that an active trial can be confirmed, or is ended by its timer."""
         if STATE.exists() and is_trial_active() and job.how != "signal":
             following = Confirm(self.tracer.parent)
             following.entry = self.entry
@@ -144,7 +144,7 @@ class Confirm:
 
     @staticmethod
     def first(_):
-        """Returns the place in the list of the first call that is disturbed."""
+        """Returns the index of the first call that is disturbed."""
         return 0
 
     def violations(self, status, said):
@@ -171,30 +171,30 @@ class Confirm:
         if status == 0 and kept != NEW:
             yield "success, but the next boot finds the old one"
         if status > 0 and not said:
-            yield "a failure that is not explained"
+            yield "a failure without a message"
         if status >= 0 and kept == NEW and len(os.listdir(self.entry.parent)) != 2 + waiting.exists():
             yield f"left behind: {os.listdir(self.entry.parent)}"
         yield from violations_of_history(status)
         if status == 0 and "in the history" not in said and len(os.listdir(HISTORY)) != 1:
-            yield "success, but it is not in the history"
+            yield "success, but not in the history"
 
 
 class ConfirmMounted(Confirm):
-    """The same where the installed file is mounted by itself."""
+    """Runs of `lanfab confirm` with the installed file as a mount point."""
 
     lay = staticmethod(lay_mounted_trial)
     entry = MOUNTED
 
 
 class Try(Confirm):
-    """Runs of `lanfab try`, without the look at the gateway at the end."""
+    """Runs of `lanfab try` without the final verification of the gateway."""
 
     words = ("try", "--force", "--no-verify", NEW_FILE)
     lay = staticmethod(lay)
 
     @staticmethod
     def first(calls):
-        """Before, nothing of the gateway is touched: there is only what `lanfab diff` does, too."""
+        """Returns the first call after the dry run, before which the gateway is not changed."""
         return next(place for place, call in enumerate(calls) if call.object == str(TRIAL.parent))
 
     def violations(self, status, said):
@@ -204,30 +204,30 @@ class Try(Confirm):
         if applied.endswith(NEW) and not is_trial_active():
             yield "applied, but the old configuration is active"
         if INSTALLED.read_text() != OLD:
-            yield "the next boot does not find the old configuration"
+            yield "the next boot does not use the old configuration"
         if status > 0 and not is_trial_active() and STATE.exists():
-            yield "there is no trial, but its state"
+            yield "the state of a trial without a trial"
         if status == 0 and not (is_trial_active() and applied == NEW):
             yield "success without a trial"
         if status > 0 and not said:
-            yield "a failure that is not explained"
+            yield "a failure without a message"
 
 
 class VerifiedTry(Try):
-    """The same with that."""
+    """Runs of `lanfab try` with the final verification of the gateway."""
 
     words = ("try", "--force", NEW_FILE)
 
 
 def kinds_of(arguments):
-    """Returns the classes whose runs are disturbed."""
+    """Returns the classes of disturbed runs."""
     if arguments.kind == "confirm":
         return Confirm, ConfirmMounted
     return (Try, VerifiedTry) if arguments.exhaustive else (Try,)
 
 
 def play(arguments):
-    """Yields what does not hold."""
+    """Yields the violations."""
     lay_out()
     number = 0
     for kind in kinds_of(arguments):

@@ -21,7 +21,7 @@ NO_SUCH_CALL = "there is no such call, or nothing of the kind can happen to it"
 
 
 class Worker:
-    """Disturbs one run after the other, all of them from the same files."""
+    """Disturbs runs, one after the other, on the same files."""
 
     def __init__(self, laid_gateway, before):
         self.gateway = laid_gateway
@@ -53,7 +53,7 @@ class Worker:
         return self.gateway.run(action, **keywords)
 
     def points(self, action, calls):
-        """The points of the action; fails when they are not the same every time."""
+        """Returns the points of the action; fails if they are not the same every time."""
         options = ["--calls", calls]
         first = by_process(self.run_on(self.before, action, tracer_options=options).report)
         second = by_process(self.run_on(self.before, action, tracer_options=options).report)
@@ -63,7 +63,7 @@ class Worker:
         return points.read_list(first)
 
     def play(self, job):
-        """Returns the outcome of the job and everything that does not hold after it."""
+        """Returns the outcome of the job and all violations."""
         options = tracer_options(job) if job.point is not None else None
         lay(self.before)
         if job.how == "disk":

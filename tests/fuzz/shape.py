@@ -1,4 +1,4 @@
-"""The shape of a configuration, made from its schema: each path with the kind of value that belongs there.
+"""The shape of a configuration, derived from its schema: each path with the type of its value.
 
 `python3 shape.py` prints it as JSON for generator.cpp, with values of each kind. "@dhcp" is the shape of that
 name: what the program reads with the same functions has the same name.

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests what `lanfab graph` leaves out, its captions and tables, how it writes a file, and its errors.
+"""Tests the omissions, captions and tables of `lanfab graph`, how it writes a file, and its errors.
 
 The program is the first argument.
 """

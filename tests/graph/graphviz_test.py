@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Shows diagrams of `lanfab graph` to Graphviz: every example, one of a bracket, and random configurations.
-Of some it looks at the drawings: their edges have right angles, and cross no box.
+"""Draws diagrams of `lanfab graph` with Graphviz: every example, one of a bracket, and random configurations.
+In some of the drawings, checks that edges have right angles and cross no node.
 
 Usage: graphviz_test.py PROGRAM [--exhaustive]
 """

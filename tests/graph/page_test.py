@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Puts markup and scripts into every string of a configuration, and shows that the page of `lanfab graph`
-has only elements of its own.
+"""Puts markup and scripts into every string of a configuration, and checks that the page of `lanfab graph`
+has only its own elements.
 
 Usage: page_test.py PROGRAM
 """

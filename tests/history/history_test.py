@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
-"""Confirms trials in the sandbox, and lists, compares and tries what they leave in the history. The first
-argument is lanfab, the second one cmd_lanfab.
-"""
+"""Confirms trials in the sandbox; lists and compares the configurations in the history, and tries them again.
+The first argument is lanfab, the second one cmd_lanfab."""
 
 import hashlib
 import json

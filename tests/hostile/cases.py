@@ -1,4 +1,4 @@
-"""The runs: what is put where, and whether it must be refused."""
+"""The cases: which string goes where, and whether it must be rejected."""
 
 import dataclasses
 import json
@@ -25,17 +25,17 @@ class Case:
 
 
 def encode(configuration):
-    """The bytes of a configuration; a lone surrogate stands for a byte that is no UTF-8."""
+    """Returns the bytes of a configuration; a lone surrogate stands for a byte that is not valid UTF-8."""
     return json.dumps(configuration, ensure_ascii=False).encode("utf-8", "surrogateescape")
 
 
 def runtime(**others):
-    """The runtime files, as the link manager writes them, but for these."""
+    """Returns the runtime files as the link manager writes them, except for these."""
     return {name: f"{value}\n".encode("latin-1") for name, value in {**texts.RUNTIME_FILES, **others}.items()}
 
 
-def benign():
-    for name, configuration in {**texts.configurations(), **texts.more_sound_configurations()}.items():
+def valid():
+    for name, configuration in {**texts.configurations(), **texts.more_valid_configurations()}.items():
         yield Case(name, encode(configuration), runtime())
 
 
@@ -45,7 +45,7 @@ BRIDGE_MEMBER = ("wired", "bridge", "interfaces")
 
 
 def everywhere():
-    """A text in all places at once where it may be, keywords and numbers apart."""
+    """Yields cases with a string at all paths at once, except keywords and numbers."""
     for base, configuration in texts.configurations().items():
         for kind, text in texts.ACCEPTED.items():
             hostile = configuration
@@ -59,7 +59,7 @@ def everywhere():
 
 
 def one_place_each(kinds):
-    """Texts of these kinds in one place at a time, in turn, whatever belongs there."""
+    """Yields cases with a string of these kinds at one path at a time, in turn, whatever its type."""
     configuration = texts.configurations()["router"]
     for number, path in enumerate(texts.paths(configuration)):
         kind, text = list(kinds.items())[number % len(kinds)]
@@ -69,7 +69,7 @@ def one_place_each(kinds):
 
 
 def members():
-    """Every text as a member of the bridge, and as the primary one."""
+    """Yields cases with every string as a member of the bridge and as its primary member."""
     configuration = texts.configurations()["bridge"]
     for path in (BRIDGE_MEMBER + (0,), BRIDGE_MEMBER[:2] + ("primary_interface",)):
         for kind, text in texts.ACCEPTED.items():
@@ -78,7 +78,7 @@ def members():
 
 
 def shell_places():
-    """Every text in each place that a shell reads."""
+    """Yields cases with every string at each path that reaches a shell."""
     configuration = texts.configurations()["router"]
     for path in texts.paths(configuration):
         if not texts.is_shell_path(path):
@@ -89,7 +89,7 @@ def shell_places():
 
 
 def keys():
-    """Texts as keys, where nobody reads them."""
+    """Yields cases with strings as keys that the program does not read."""
     for kind, text in {**texts.ACCEPTED, **texts.REFUSED}.items():
         configuration = texts.put(texts.configurations()["router"], ("dns", text), "1.1.1.1")
         name = f"{kind} as a key"
@@ -97,7 +97,8 @@ def keys():
 
 
 def runtime_files():
-    """Every text in the name of the cellular interface, and in all the other runtime files at once."""
+    """Yields cases with every string in the name of the cellular interface, and in all other runtime files at
+    once."""
     names = list(texts.RUNTIME_FILES)
     for base in ("router", "pass-through", "automatic"):
         configuration = encode(texts.configurations()[base])
@@ -109,16 +110,16 @@ def runtime_files():
 
 
 def few():
-    """A selection that takes a few seconds."""
+    """Returns a selection that takes a few seconds."""
     return [*everywhere(), *shell_places(), *keys(), *runtime_files()][::17]
 
 
 def hostile():
-    """All cases."""
+    """Returns all cases."""
     return [*everywhere(), *shell_places(), *keys(), *runtime_files(), *members(),
             *one_place_each(texts.REFUSED), *one_place_each(texts.ACCEPTED)]
 
 
 def sampled():
-    """Each text in each of the ways to put it somewhere, and some of the other cases."""
+    """Returns each string in each of these ways once, and some of the other cases."""
     return sample.stratified(hostile(), lambda case: case.in_class)

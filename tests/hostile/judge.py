@@ -1,4 +1,5 @@
-"""What may come out of a run: nothing but what a sound configuration brings out, with other texts in it."""
+"""Checks the outputs of a run: they may only contain what a valid configuration produces, with other
+values."""
 
 import re
 
@@ -20,7 +21,8 @@ SCRIPTS = {path: re.compile(line) for path, line in SCRIPTS.items()}
 
 
 def unit_keys(text):
-    """The sections and keys of a unit, as systemd reads it: \\r and NUL end a line too, \\ joins two."""
+    """Returns the sections and keys of a unit as systemd reads it: \\r and NUL end a line, too; \\ joins
+    two."""
     found, section, joined = set(), "", ""
     for line in re.split(r"\r\n|[\n\r\0]", text):
         line = joined + line.strip()
@@ -36,7 +38,7 @@ def unit_keys(text):
 
 
 def dnsmasq_directives(text):
-    """The directives of a configuration as dnsmasq reads it, line by line."""
+    """Returns the directives of a configuration as dnsmasq reads it, line by line."""
     lines = (line.strip() for line in text.split("\n"))
     return {line.partition("=")[0].strip() for line in lines if line and line[0] != "#"}
 
@@ -51,13 +53,13 @@ def resolver_keywords(text):
 
 
 def command_head(command):
-    """What a command does, without what it does it to."""
+    """Returns a command without its operands."""
     words = command.split(" ")
     return " ".join(words[:{"/sbin/ip": 3, "systemctl": 3}.get(words[0], 1)])
 
 
 def vocabulary(run):
-    """Everything of a run that no text may add to."""
+    """Returns the vocabulary of a run, to which no string may add anything."""
     words = {f"command {command_head(command)}" for command in run["commands"]}
     for path, text in run["files"].items():
         if UNIT.fullmatch(path) or BACKUP.fullmatch(path):
@@ -76,8 +78,8 @@ def vocabulary(run):
     return words
 
 
-def complaints(result, known):
-    """Yields what is wrong with the runs of a case."""
+def errors(result, known):
+    """Yields the errors in the runs of a case."""
     for run in result["runs"]:
         where = f"{result['name']}, {run['action']}"
         if run["status"] not in (0, 255):
@@ -91,10 +93,10 @@ def complaints(result, known):
         for word in sorted(vocabulary(run) - known):
             yield f"{where}: {word!r}"
         if result["is_refused"]:
-            yield from refusal_complaints(run, where)
+            yield from refusal_errors(run, where)
 
 
-def refusal_complaints(run, where):
+def refusal_errors(run, where):
     if run["status"] != 255 or not re.match(r"/\S+/network\.json:\d+:\d+: .+\n$", run["stderr"]):
         yield f"{where}: not refused: status {run['status']}, {run['stderr']!r}"
     if run["files"] or run["commands"]:

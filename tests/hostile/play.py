@@ -20,7 +20,8 @@ PROTECTED = ("/etc", "/home", "/opt", "/root", "/srv", "/tmp", "/var/lib")
 
 
 def protect():
-    """Covers the directories that are not to be written, so that every file that appears there is seen."""
+    """Mounts overlays over the directories that the program must not write, so that every new file is
+    visible."""
     mounts = [line.split() for line in pathlib.Path("/proc/self/mountinfo").read_text().splitlines()]
     mount_points = {words[4]: words[words.index("-") + 1] for words in mounts}
     for directory in PROTECTED:
@@ -54,7 +55,7 @@ def files_below(directory):
 
 
 def written_files(laid):
-    """What the program wrote, by path, as Latin-1: a byte is a character."""
+    """Returns the files that the program wrote, by path, as Latin-1: one character per byte."""
     return {path: file.content.decode("latin-1") for path, file in snapshot().items() if path not in laid}
 
 
@@ -63,7 +64,7 @@ def processes():
 
 
 def run(program, action):
-    """Runs an action; returns what came of it."""
+    """Runs an action; returns its outcome."""
     RECORDED_COMMANDS.write_text("")
     before = processes()
     # To look for leaks would take longer than the run.
@@ -78,7 +79,7 @@ def run(program, action):
 
 
 def play(case, program, ground):
-    """Plays a case on `ground`, the files that are there before every run."""
+    """Plays a case; `ground` has the files that exist before every run."""
     (GROUND / "config/network.json").write_bytes(bytes.fromhex(case["configuration"]))
     runtime = {f"/run/{name}": File(0o644, bytes.fromhex(value)) for name, value in case["runtime"].items()}
     laid = {**ground, **runtime}

@@ -1,4 +1,4 @@
-"""Hostile texts, and the configurations and runtime files that they are put into."""
+"""Injected strings, and the configurations and runtime files that contain them."""
 
 import copy
 import itertools
@@ -68,7 +68,8 @@ BENIGN_AT = {"leasetime": "1h", "secondary_leasetime": "2m", "start": "192.168.1
 
 
 def value_of(shape, numbers=None):
-    """A sound value of a shape: everything is enabled, a list has one element, no address stands twice."""
+    """Returns a valid value of a shape: everything is enabled, an array has one element, no address is
+    repeated."""
     numbers = numbers or itertools.count(1)
     if isinstance(shape, list):
         return [value_of(shape[0], numbers)]
@@ -99,7 +100,7 @@ def changed(configuration, changes):
 
 
 def configurations():
-    """Sound configurations, by what they are for; together they reach every place that a text goes to."""
+    """Returns valid configurations by purpose; together they have every path at which a string is used."""
     router = value_of("@network")
     router = changed(router, {"wired.bridge.interfaces": ["wlan1"], "wired.bridge.primary_interface": "wlan1",
                               "wired.eth1.network.protocol": "dhcp_client"})
@@ -111,7 +112,7 @@ def configurations():
     return {"router": router, "bridge": bridge, "pass-through": static, "automatic": automatic}
 
 
-def more_sound_configurations():
+def more_valid_configurations():
     """Those that have what only an odd text would bring about in the others."""
     off = value_of("@network")
     for path in paths(off):
@@ -123,7 +124,7 @@ def more_sound_configurations():
 
 
 def paths(value, so_far=()):
-    """Yields the path of everything that is no object and no list."""
+    """Yields the path of every value except objects and arrays."""
     if not isinstance(value, (dict, list)):
         yield so_far
         return
@@ -138,7 +139,7 @@ def is_shell_path(path):
 
 
 def is_refused(path, text):
-    """Whether the host platform must refuse the text there."""
+    """Whether the host platform must reject the string at this path."""
     return text in REFUSED.values() or is_shell_path(path) and not set(text) <= HARMLESS_TO_SHELL
 
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Talks to `lanfab lsp` as an editor does. The program is the first argument."""
+"""Communicates with `lanfab lsp` like an editor. The program is the first argument."""
 
 import json
 import os

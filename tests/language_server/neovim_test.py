@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Edits a configuration in Neovim with `lanfab lsp`, set up as docs/editors.md says.
+"""Edits a configuration in Neovim with `lanfab lsp`, set up according to docs/editors.md.
 
 The program is the first argument.
 """

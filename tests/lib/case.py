@@ -1,4 +1,4 @@
-"""A case as it is written: its runs, and its variants when it has a table of them."""
+"""Parses a case: its runs, and its variants if it has a table of them."""
 
 import dataclasses
 import itertools
@@ -10,7 +10,7 @@ from .txtar import BadCase, Part
 
 INPUTS = {"network.json", "cellular link", "before sysdb", "services", "umask", "prepare", "steps"}
 CONFIGURATION = re.compile(r"[\w-]+\.json")
-# What a tool answers to `lanfab status`: its name and one of its words.
+# The name of a part with the output of a tool for `lanfab status`: the tool and one of its arguments.
 ANSWER = re.compile(r"(ip|networkctl|systemctl|journalctl) \S+")
 OUTPUTS = ("stdout", "status", "stderr", "commands", "log", "sysdb", "removed", "refused by dnsmasq")
 NO_NOTES = re.compile("(?!)")
@@ -22,14 +22,14 @@ USUAL_NOTES = re.compile(r"unchanged|mode 0[0-7]{3}|same as /[\w./]+|as after [\
 BARE_NOTES = re.compile("unchanged|none|examples/.*|same as .*|as after .*")
 PROGRAMS = ("cmd_lanfab", "lanfab")
 SETTING = re.compile(r"(\w+)=(.*)")
-# The commands of lanfab that touch nothing but the files they are given.
+# The commands of lanfab that only access the given files.
 READER = re.compile(r"lanfab (check --offline|graph)\b")
 VARIABLE = re.compile(r"\$(?:(\w+)|\{(\w+)\})")
 
 
 @dataclasses.dataclass
 class Run:
-    """The parts of one run by their names; `place` is that of the command among the case's parts."""
+    """The parts of a run by name; `place` is the index of the command among the case's parts."""
 
     command: str
     place: int
@@ -37,7 +37,7 @@ class Run:
     outputs: dict = dataclasses.field(default_factory=dict)
 
     def words(self):
-        """The command line without the settings before it."""
+        """The command line without its environment variables."""
         return list(itertools.dropwhile(SETTING.fullmatch, shlex.split(self.command)))
 
     def program(self):
@@ -49,20 +49,20 @@ class Run:
         return self.words()[1:]
 
     def settings(self):
-        """The environment that the command line begins with."""
+        """The environment variables at the beginning of the command line."""
         words = itertools.takewhile(SETTING.fullmatch, shlex.split(self.command))
         return dict(word.split("=", 1) for word in words)
 
 
 @dataclasses.dataclass
 class Case:
-    """A case of which every variable has its value."""
+    """A case after substitution of its variables."""
 
     ports: bool
     runs: list
 
     def needs_sandbox(self):
-        """Whether a run does more than read configurations and print."""
+        """Whether a run does more than reading configurations and printing."""
         return not all(READER.match(" ".join(run.words())) and all(map(CONFIGURATION.fullmatch, run.inputs))
                        for run in self.runs)
 
@@ -80,7 +80,7 @@ def runs_of(path, variant):
 
 
 def configurations(path):
-    """Yields the texts of the configurations of a case, those of an example apart."""
+    """Yields the configurations of a case, except those of examples."""
     parts = read(path)[1]
     for row in variants(parts):
         for part in in_variant(parts, row):
@@ -94,7 +94,7 @@ def write(path, comment, parts):
 
 
 def split(parts):
-    """Returns the parts with the lines of each command in a part of their own."""
+    """Returns the parts, with the output of each command in a separate part."""
     result = []
     for part in parts:
         if part.name.startswith("$ ") and part.body:
@@ -105,7 +105,7 @@ def split(parts):
 
 
 def join(parts):
-    """Returns the parts with what each command prints below it, where that needs no notes."""
+    """Returns the parts, with the output of each command below it where that needs no notes."""
     result = []
     for part in parts:
         if part.name == "stdout" and not part.notes and result[-1].name.startswith("$ "):
@@ -116,7 +116,7 @@ def join(parts):
 
 
 def variants(parts):
-    """Returns the rows of the table `each`, or one empty row; each is what its variables stand for."""
+    """Returns the rows of the table `each`, or one empty row; each maps variables to their values."""
     wanted = {only(part) for part in parts} - {None}
     if not parts or parts[0].name != "each":
         if wanted:
@@ -131,7 +131,7 @@ def variants(parts):
 
 
 def refuse_unused_variables(parts):
-    """A variant without its value somewhere would be one that is silently missing."""
+    """Raises BadCase if a variable is not used, since the variants would then be identical."""
     used = {match[1] or match[2] for match in VARIABLE.finditer(txtar.unparse("", parts))}
     unused = variants(parts)[0].keys() - used
     if unused:
@@ -139,24 +139,24 @@ def refuse_unused_variables(parts):
 
 
 def substitute(text, row):
-    """Returns `text` with the values of the variables that `row` has; any other stays as it is."""
+    """Returns `text` with the variables in `row` replaced; others are unchanged."""
     return VARIABLE.sub(lambda match: row.get(match[1] or match[2], match[0]), text)
 
 
 def only(part):
-    """Returns the value for which alone a part is there, or None."""
+    """Returns the value of the variants to which a part is limited, or None."""
     return next((note.removeprefix("only ") for note in part.notes if note.startswith("only ")), None)
 
 
 def in_variant(parts, row):
-    """Returns the parts that the variant of this row has, with its values."""
+    """Returns the parts of the variant of this row, with its values."""
     return [dataclasses.replace(part, name=substitute(part.name, row), body=substitute(part.body, row),
                                 notes=tuple(note for note in part.notes if note != f"only {only(part)}"))
             for part in parts if not row or only(part) is None or only(part) in row.values()]
 
 
 def build(parts, output_notes=OUTPUT_NOTES):
-    """Returns the case that these parts describe, or raises BadCase."""
+    """Builds the case from its parts; raises BadCase."""
     case = Case(ports=True, runs=[])
     inputs, run = {}, None
     for part in parts:
@@ -184,7 +184,7 @@ def build(parts, output_notes=OUTPUT_NOTES):
 
 
 def is_output(name):
-    """Whether a part of this name says what comes out."""
+    """Whether a part of this name is an output."""
     return name in OUTPUTS or name.startswith("/")
 
 
@@ -210,7 +210,7 @@ def _command(part):
 
 
 def _add(part, parts, notes):
-    """Adds a part to those of its run. One that is there twice, or that is not understood, is a mistake."""
+    """Adds a part to its run. Raises BadCase for a duplicate or unknown part."""
     if part.name in parts:
         raise BadCase(f"{part.name} is there twice")
     for note in part.notes:

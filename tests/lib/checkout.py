@@ -1,4 +1,4 @@
-"""Where things are, and how a test gets into the sandbox."""
+"""Paths of the checkout, and running modules in the sandbox."""
 
 import concurrent.futures
 import json
@@ -15,17 +15,17 @@ SANDBOX = TESTS / "support" / "sandbox"
 
 
 class SandboxFailure(SystemExit):
-    """What ran in the sandbox failed, and so does this process. The text is what it said."""
+    """A process in the sandbox failed; ends this process with its standard error."""
 
 
 def sandboxed(module, *words, ports=True):
-    """Returns the command line that runs a module in a sandbox of its own."""
+    """Returns the command line that runs a module in a new sandbox."""
     options = ["--ports"] if ports else []
     return [str(SANDBOX), *options, str(TESTS / "python"), "-m", module, *map(str, words)]
 
 
 def in_sandbox(module, *words, ports=True, text=""):
-    """Runs a module in a sandbox of its own, with this text as its input; returns what it prints."""
+    """Runs a module in a new sandbox with `text` as its standard input; returns its standard output."""
     done = subprocess.run(sandboxed(module, *words, ports=ports), input=text.encode(), capture_output=True,
                           check=False)
     if done.returncode != 0:
@@ -34,9 +34,10 @@ def in_sandbox(module, *words, ports=True, text=""):
 
 
 def in_sandboxes(module, cases, *words, ports=True):
-    """Has a module turn each case into a result, in as many sandboxes as there are processors.
+    """Passes the cases to a module in as many sandboxes as there are processors; returns its results.
 
-    The module passes the function that does so to `answer`. The results are in the order of the cases.
+    The module calls `answer` with the function that turns a case into a result. The results are in the order
+    of the cases.
     """
     results, count = list(cases), os.cpu_count()
 
@@ -51,6 +52,6 @@ def in_sandboxes(module, cases, *words, ports=True):
 
 
 def answer(function):
-    """Prints what the function returns for each case that `in_sandboxes` sends."""
+    """Prints the result of the function for each case from `in_sandboxes`."""
     for line in sys.stdin:
         print(json.dumps(function(json.loads(line))))

@@ -14,7 +14,7 @@ COLLECTION = pathlib.Path(__file__).resolve().parents[2] / "ansible"
 
 
 def find_missing():
-    """Returns the name of a program that these tests need and the machine lacks, or None."""
+    """Returns the name of a program that these tests need and that is not installed, or None."""
     for name in "ansible-playbook", "sshd":
         if not shutil.which(name, path=f"{os.environ['PATH']}:/usr/sbin"):
             return name
@@ -22,7 +22,7 @@ def find_missing():
 
 
 def lay_collection(parent):
-    """Puts the collection into a directory. Returns the value of ANSIBLE_COLLECTIONS_PATH."""
+    """Installs the collection into a directory. Returns the value of ANSIBLE_COLLECTIONS_PATH."""
     directory = parent / "collections" / "ansible_collections" / "lanfab"
     directory.mkdir(parents=True)
     (directory / "gateway").symlink_to(COLLECTION)
@@ -30,7 +30,7 @@ def lay_collection(parent):
 
 
 class Controller:
-    """A directory with what a controller has. The gateways know the user's key, and have the host key."""
+    """The directory of a controller. The gateways accept its user key and have its host key."""
 
     def __init__(self, lanfab):
         self.programs = os.path.dirname(os.path.abspath(lanfab))
@@ -41,19 +41,19 @@ class Controller:
         self.collections = lay_collection(self.directory)
         self.templates = self.directory / "templates"
         self.templates.mkdir()
-        # The addresses of the gateways by their names, in the order in which they are reached.
+        # The addresses of the gateways by name, in the order of the connections.
         self.hosts = {}
-        # Of the inventory, in addition to those of the playbook that is started.
+        # Inventory variables in addition to those of the started playbook.
         self.variables = {}
 
     def trust(self, *addresses):
-        """Has these addresses, and no others, be known with the host key."""
+        """Sets the addresses that are known with the host key."""
         key = " ".join((self.directory / "host_key.pub").read_text().split()[:2])
         lines = "".join(f"{address} {key}\n" for address in addresses)
         (self.directory / "known_hosts").write_text(lines)
 
     def want(self, name, text):
-        """Has the template of a gateway be this text."""
+        """Sets the template of a gateway."""
         (self.templates / name).write_text(text)
 
     def _write_inventory(self, moved, variables):
@@ -79,15 +79,15 @@ class Controller:
             "LC_ALL": "C.UTF-8", "LLVM_PROFILE_FILE": "/dev/null",
             "ANSIBLE_CONFIG": str(COLLECTION / "examples" / "ansible.cfg"), "ANSIBLE_NOCOLOR": "1",
             "ANSIBLE_COLLECTIONS_PATH": self.collections,
-            # Ansible asks for the home directory of the user, who may be root only in his namespace.
+            # Ansible uses the home directory of the user, who may be root only in the namespace.
             "ANSIBLE_REMOTE_TMP": str(self.directory / "tmp"),
-            # Without the connections that the playbook before has left open.
+            # Without the connections that the previous playbook left open.
             "ANSIBLE_SSH_CONTROL_PATH_DIR": tempfile.mkdtemp(dir=self.directory),
-            # The only user of a simulated gateway is root, whom sudo makes root.
+            # The only user of a simulated gateway is root, who can run sudo.
             "ANSIBLE_BECOME_ALLOW_SAME_USER": "1"}
 
     def start(self, playbook, *options, moved=None, **variables):
-        """Starts a playbook of the collection; gateways that have moved are reached at other addresses."""
+        """Starts a playbook of the collection; `addresses` overrides those of gateways that have moved."""
         inventory = self._write_inventory(moved or {}, variables)
         return subprocess.Popen(
             ["ansible-playbook", "-i", inventory, *options, COLLECTION / "playbooks" / playbook],
@@ -95,14 +95,14 @@ class Controller:
             stderr=subprocess.STDOUT, text=True, start_new_session=True)
 
     def play(self, playbook, *options, **variables):
-        """Runs a playbook. Returns its exit status and what it printed."""
+        """Runs a playbook. Returns its exit status and output."""
         process = self.start(playbook, *options, **variables)
         printed, _ = process.communicate(timeout=HANG_SECONDS * 10)
         return process.returncode, printed
 
     @staticmethod
     def kill(process):
-        """Ends a playbook as a loss of the controller's power would."""
+        """Kills a playbook, as a power failure of the controller would."""
         os.killpg(process.pid, signal.SIGKILL)
         process.communicate()
 

@@ -1,4 +1,4 @@
-"""Shows the files of runs to the real daemons, in the sandbox."""
+"""Loads the files of runs into the real daemons, in the sandbox."""
 
 import contextlib
 import ctypes
@@ -16,13 +16,13 @@ from .limits import HANG_SECONDS
 UNITS = pathlib.Path("/run/systemd/network")
 DNSMASQ_CONF = "/run/tested.conf"
 NETWORKD = "/lib/systemd/systemd-networkd"
-# Of lines that each unit of a router or a DHCP client has. Newer versions only warn of the second; for the
-# first there is packaging/systemd-networkd.service.conf.
+# Warnings about lines in each unit of a router or a DHCP client. Newer versions only report the second one;
+# for the first one there is packaging/systemd-networkd.service.conf.
 DEPRECATED = re.compile(rb'IPForward= setting is deprecated|Deprecated value "_dhcp"')
 PR_SET_CHILD_SUBREAPER = 36
 
 
-# Said of a configuration with which dnsmasq runs a script.
+# The result for a configuration with which dnsmasq runs a script.
 RAN_SCRIPT = "it ran a script"
 
 
@@ -38,20 +38,20 @@ def show(units, configurations, starts_dnsmasq=False):
 
 
 def prepare_system():
-    """Makes the daemons' users the only one that there is in the sandbox, and /sys as networkd wants it."""
+    """Creates the users of the daemons, without others, and prepares /sys for networkd."""
     accounts = {name: f"{name}:x:0:0::/:/bin/sh" for name in ("root", "systemd-network", "dnsmasq", "nobody")}
-    # dnsmasq would change to a group that exists.
+    # If the group existed, dnsmasq would switch to it.
     accounts["admin"] = "admin:x:0:4242::/:/bin/sh"
     for name, lines in (("passwd", accounts.values()), ("group", ())):
         path = pathlib.Path("/run", name)
         path.write_text("".join(f"{line}\n" for line in lines))
         subprocess.run(["mount", "--bind", path, f"/etc/{name}"], check=True)
-    # One that can be written promises a udev, which networkd would wait for.
+    # A writable /sys implies udev, for which networkd would wait.
     subprocess.run(["mount", "-t", "sysfs", "-o", "ro", "sysfs", "/sys"], check=True)
 
 
 def show_to_networkd(units):
-    """Returns the complaints of networkd about each unit, by the number of the unit and the line."""
+    """Returns the warnings of networkd about each unit, by the number of the unit and the line."""
     for number, (kind, text) in enumerate(units):
         (UNITS / f"{number:05}.{kind}").write_bytes(text.encode("latin-1"))
     environment = {**os.environ, "SYSTEMD_LOG_LEVEL": "debug", "SYSTEMD_LOG_TARGET": "console"}
@@ -59,7 +59,7 @@ def show_to_networkd(units):
                                 stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
     said = []
     for line in networkd.stderr:
-        # By then it has read every unit.
+        # By then networkd has read every unit.
         if b"Saved new link" in line:
             break
         match = re.search(rb"/(\d{5})\.(?:network|netdev):(\d+): (.*)", line)
@@ -73,14 +73,14 @@ def show_to_networkd(units):
 
 
 def refusal(configuration, dnsmasq="dnsmasq"):
-    """Returns what dnsmasq says of a configuration that it refuses, "" of another one."""
+    """Returns the error of dnsmasq about a configuration that it rejects; "" if it accepts it."""
     done = subprocess.run([dnsmasq, "--test", "--conf-file=-"], input=configuration, capture_output=True,
                           check=False)
     return done.stderr.decode(errors="replace").strip() if done.returncode else ""
 
 
 def adopt_orphans():
-    """Has the process that runs dnsmasq's scripts become a child of this one when dnsmasq ends."""
+    """Makes the process that runs dnsmasq's scripts a child of this one when dnsmasq exits."""
     if ctypes.CDLL(None).prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0) != 0:
         sys.exit("orphans cannot be adopted")
 
@@ -100,7 +100,7 @@ def run_dnsmasq(configuration):
     pathlib.Path("/run/resolv.conf").touch()
     dnsmasq = subprocess.Popen(["dnsmasq", "-k", "--log-facility=-", "-C", DNSMASQ_CONF],
                                stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
-    # It reads its hosts in the same step.
+    # dnsmasq reads its hosts file in the same step.
     started = any(b" names" in line for line in iter(dnsmasq.stderr.readline, b""))
     dnsmasq.terminate()
     dnsmasq.communicate(timeout=HANG_SECONDS)
@@ -115,7 +115,7 @@ def main():
     shown = json.load(sys.stdin)
     prepare_system()
     adopt_orphans()
-    # A script that says that it ran.
+    # A script that records that it ran.
     pathlib.Path("/run/script").write_text("#!/bin/sh\ntouch /run/pwned\n")
     os.chmod("/run/script", 0o755)
     configurations = [text.encode("latin-1") for text in shown["configurations"]]

@@ -15,7 +15,7 @@ FOUND = re.compile(r"\[([a-z0-9-]+)\]$", re.MULTILINE)
 
 @dataclasses.dataclass(frozen=True)
 class Example:
-    """A configuration: its text, the command that checks it, and the names of the rules that it breaks."""
+    """A configuration, the command that checks it, and the names of the rules that it violates."""
 
     text: str
     command: str
@@ -29,7 +29,7 @@ def case_of(rule):
 
 
 def examples_of(rule):
-    """Returns two examples, the wrong one and the corrected one, or raises LookupError."""
+    """Returns two examples, the wrong and the corrected one; raises LookupError."""
     return tuple(example_in(rule, name) for name in ("example.json", "corrected.json"))
 
 

@@ -12,7 +12,7 @@ from .case import USUAL_NOTES, build, read
 from .txtar import BadCase, Part
 
 USUAL_MODE = 0o644
-# In usual.txt, the place of what a case says.
+# In usual.txt, the position of the case's own lines.
 PARTICULAR = "...\n"
 NONE = Part("", ("none",))
 DATABASE_UNCHANGED = Part("sysdb", ("unchanged",))
@@ -20,14 +20,14 @@ DATABASE_UNCHANGED = Part("sysdb", ("unchanged",))
 
 @dataclasses.dataclass(frozen=True)
 class Output:
-    """A text that came out; the mode is that of a file."""
+    """An output; the mode is that of a file."""
 
     text: str
     mode: int = USUAL_MODE
 
 
 class Usual:
-    """What is usual for each action and status."""
+    """The usual output of each action and status."""
 
     def __init__(self, path):
         self.parts = {}
@@ -38,7 +38,7 @@ class Usual:
             self.parts[key] = {name: self._looked_up(part) for name, part in run.outputs.items()}
 
     def of(self, run, status, there):
-        """Returns what is usual for this run when it ends with this status; lanfab leaves what is there."""
+        """Returns the usual output of this run with this status; for lanfab, the unchanged files."""
         if run.program() == "lanfab":
             return {name: Part(name, ("unchanged",)) for name in there}
         return self.parts.get(self._key(run, status), {})
@@ -53,7 +53,7 @@ class Usual:
 
 
 def before(run, previous):
-    """Returns what is there before a run, given the outcome of the previous one."""
+    """Returns the state before a run, given the outcome of the previous one."""
     there = {name: output for name, output in previous.items() if name.startswith("/")}
     lines = txtar.lines_of(previous["sysdb"].text) if "sysdb" in previous else []
     lines += txtar.lines_of(run.inputs["before sysdb"].body) if "before sysdb" in run.inputs else []
@@ -65,7 +65,7 @@ def before(run, previous):
 
 
 def expect(run, usual, there):
-    """Returns the outcome that `run` must have; `there` is what was there before."""
+    """Returns the expected outcome of `run`; `there` is the state before it."""
     usual_parts = usual.of(run, run.outputs.get("status"), there)
     names = {"sysdb", *usual_parts, *run.outputs} - {"refused by dnsmasq"}
     outcome = {name: value_of(name, run.outputs, usual_parts, there) for name in names}
@@ -73,7 +73,7 @@ def expect(run, usual, there):
 
 
 def value_of(name, parts, usual_parts, there):
-    """Returns what must come out as `name`, or None for nothing: what its part says, else what is usual."""
+    """Returns the expected output `name`, from its part or else the usual one; None if there is none."""
     part = parts.get(name)
     usual = usual_parts.get(name, DATABASE_UNCHANGED if name == "sysdb" else NONE)
     if part is None:
@@ -87,12 +87,12 @@ def value_of(name, parts, usual_parts, there):
         return there[name]
     head, tail = ("", "") if "whole" in part.notes else frame(usual)
     text = head + txtar.content(part) + tail
-    # A status of 0 or a log without a line is none at all, but a file may be empty.
+    # An exit status of 0 or an empty log is not an output, but an empty file is.
     return Output(text, _mode(part, usual)) if text or name.startswith("/") else None
 
 
 def frame(usual):
-    """Returns what a usual part has before and after what is particular, ("", "") when all of it is."""
+    """Returns the lines of a usual part before and after those of the case; ("", "") if it has no others."""
     lines = txtar.lines_of(txtar.content(usual))
     if PARTICULAR not in lines:
         return "", ""
@@ -101,7 +101,7 @@ def frame(usual):
 
 
 def note_after(beginning, part):
-    """Returns the rest of the part's note that begins like this, or None."""
+    """Returns the rest of the part's note with this beginning, or None."""
     return next((note.removeprefix(beginning) for note in part.notes if note.startswith(beginning)), None)
 
 
@@ -120,7 +120,7 @@ def _mode(part, usual):
 
 
 def describe_differences(expected, actual):
-    """Returns what tells two outcomes apart, "" when nothing does."""
+    """Returns the differences between two outcomes; "" if there are none."""
     names = sorted(expected.keys() | actual.keys())
     return "".join(_describe(name, expected.get(name), actual.get(name))
                    for name in names if expected.get(name) != actual.get(name))

@@ -13,31 +13,31 @@ from .sandbox import put_first
 INSTALLED = pathlib.Path("/etc/lanfab/network.json")
 PREVIOUS = pathlib.Path("/etc/lanfab/network.json.previous")
 TRIAL = pathlib.Path("/run/lanfab/network.json")
-# Before the trial is active.
+# Exists before the trial is active.
 STAGED = pathlib.Path("/run/lanfab/network.json.new")
-# What was installed when it began.
+# The installed configuration when the trial began.
 INSTALLED_COPY = pathlib.Path("/run/lanfab/network.json.installed")
 STATE = pathlib.Path("/run/lanfab/trial.json")
-# What was in force when it began.
+# The active configuration when the trial began.
 TARGET = pathlib.Path("/run/lanfab/target/network.json")
-# What stays when it has ended: how, and what was applied last.
+# Files that remain after the trial: its outcome, and the last applied configuration.
 OUTCOME = pathlib.Path("/run/lanfab/outcome.json")
 RECORD = pathlib.Path("/run/lanfab/applied")
-# Every run that applies writes it anew.
+# Written by every run that applies.
 MARK = pathlib.Path("/run/.delete_static_routes")
-# What there is where systemd has booted the machine.
+# Exists if systemd booted the machine.
 BOOTED = pathlib.Path("/run/systemd/system")
 UNITS = pathlib.Path("/run/units")
-# What a test may have `systemctl cat` print.
+# The output of `systemctl cat`, which a test may set.
 UNIT = pathlib.Path("/run/lanfab.service")
 TIMER = UNITS / "lanfab-revert.timer"
-# The configurations that were applied, one after the other.
+# The applied configurations, in order.
 APPLIED = pathlib.Path("/run/applied")
 TOOLS = pathlib.Path("/run/tools")
 ENVIRONMENT = {**os.environ, "PATH": f"{TOOLS}:{os.environ['PATH']}"}
 
 SCRIPTS = {
-    # To start the service is to do what the timer would do.
+    # Starting the service runs the command of the timer.
     "systemctl": f"""
 for unit; do :; done
 case $1 in
@@ -49,8 +49,8 @@ case $1 in
   start) sh {TIMER} ;;
 esac
 """,
-    # The file of a timer holds the command that it will run. A service that nobody waits for is only active:
-    # a test that runs it puts the number of its process there.
+    # The file of a timer contains the command that it will run. A service without a waiting caller is only
+    # active: a test that runs it writes the PID there.
     "systemd-run": f"""
 while [ "${{1#-}}" != "$1" ]; do
   case $1 in
@@ -90,7 +90,7 @@ def lay_tools():
 
 
 def lay_out():
-    """Makes the directories and the tools, once."""
+    """Creates the directories and the stubs, once."""
     subprocess.run(["mount", "-t", "tmpfs", "tmpfs", "/etc"], check=True)
     for directory in (INSTALLED.parent, TRIAL.parent, UNITS, BOOTED, TOOLS):
         os.makedirs(directory, exist_ok=True)
@@ -99,26 +99,26 @@ def lay_out():
 
 
 def end_trial():
-    """Ends a trial as a loss of power would."""
+    """Ends a trial as a power failure would."""
     shutil.rmtree(TRIAL.parent, ignore_errors=True)
     TRIAL.parent.mkdir()
 
 
 def pretend_apply():
-    """Leaves what a run by hand of the installed configuration leaves."""
+    """Leaves the files of a manual run with the installed configuration."""
     MARK.unlink(missing_ok=True)
     MARK.touch()
 
 
 def wait_for_tick():
-    """Waits until the clock of files has gone on since the last apply."""
+    """Waits until the file system's clock has advanced since the last apply."""
     while MARK.with_suffix(".tick").write_bytes(b"") or (
             MARK.with_suffix(".tick").stat().st_ctime_ns <= MARK.stat().st_mtime_ns):
         pass
 
 
 def leftovers():
-    """Returns the names of what is left of a trial that has ended."""
+    """Returns the names of files left behind by a trial that has ended."""
     return sorted({path.name for path in TRIAL.parent.iterdir()} - {OUTCOME.name, RECORD.name})
 
 
@@ -127,5 +127,5 @@ def is_trial_active():
 
 
 def active():
-    """Returns the configuration that a run would read."""
+    """Returns the active configuration, which a run would read."""
     return (TRIAL if is_trial_active() else INSTALLED).read_text(encoding="utf-8")

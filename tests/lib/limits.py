@@ -12,5 +12,5 @@ HANG_SECONDS = 300
 
 
 def processor_limit(seconds):
-    """Returns words that run the command after them, and end it with SIGXCPU after so much processor time."""
+    """Returns a command prefix that ends a command with SIGXCPU after this much processor time."""
     return ("prlimit", f"--cpu={seconds}")

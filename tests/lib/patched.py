@@ -1,5 +1,5 @@
-"""Shows that the differences of `lanfab diff` are true: applied by patch(1) to the files that one
-configuration leaves, they give the files that the other one leaves."""
+"""Checks that the output of `lanfab diff` is correct: patch(1) applies it to the files of one configuration,
+and the result must be the files of the other one."""
 
 import re
 import shutil
@@ -29,7 +29,7 @@ def differences(words, text, programs, directory):
 
 
 def _patch(directory, text):
-    """Returns what patch(1) says, "" if all is well."""
+    """Returns the error of patch(1); "" on success."""
     command = ["patch", "--silent", "--remove-empty-files", "--strip=1", f"--directory={directory}"]
     return subprocess.run(command, input=text, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
                           check=False).stdout
@@ -45,6 +45,6 @@ def _previewed(name, options, programs, directory):
 
 
 def _contents(directory):
-    """Returns the files below a directory, but empty ones: patch(1) neither makes nor removes them."""
+    """Returns the files below a directory except empty ones, which patch(1) neither creates nor removes."""
     return {str(path.relative_to(directory)): path.read_bytes() for path in directory.rglob("*")
             if path.is_file() and path.stat().st_size > 0}

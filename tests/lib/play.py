@@ -23,21 +23,21 @@ from .sandbox import (ACTIVE_SERVICES, RECORDED_COMMANDS, SANITIZER_OPTIONS, SYS
                       put_first, read_system_database, snapshot, write_system_database)
 
 CONFIGURATION = pathlib.Path("/dev/sandbox/config/network.json")
-# The files of a case in /etc.
+# Files in /etc that a case may have.
 ETC_LAYER = pathlib.Path("/dev/sandbox/etc")
 TOOLS = pathlib.Path("/dev/sandbox/tools")
 ANSWERS = pathlib.Path("/dev/sandbox/answers")
 
-# What an emulator of the processor adds to the words of a program that is ended by a signal.
+# Text that a processor emulator prints when a signal ends its program.
 EMULATOR_NOTE = re.compile(r"^qemu: uncaught target signal .*\n", re.MULTILINE)
 
-# Some versions of coreutils name themselves as they were called, others without the directory.
+# Some versions of coreutils print the path by which they were called, others only the name.
 TOOL_DIRECTORY = re.compile(r"^/bin/(?=(cp|rm|touch|chmod): )", re.MULTILINE)
 
-# When every file was written that lies there before a run: 2026-11-21 20:00:00.
+# Modification time of every file that exists before a run: 2026-11-21 20:00:00.
 THEN = 1795291200
 
-# What the tools answer to `lanfab status` where a case says nothing.
+# The output of tools for `lanfab status` unless a case has another one.
 ACTIVE = ("ActiveState=active\nSubState=running\nResult=success\n"
           "StateChangeTimestamp=Sat 2026-11-21 20:00:00 UTC\n")
 USUAL_ANSWERS = {
@@ -48,8 +48,8 @@ USUAL_ANSWERS = {
     "systemctl systemd-networkd": ACTIVE,
     "systemctl dnsmasq": ACTIVE,
 }
-# A tool whose answer is the files with its name and one of its words. Those of systemctl have an empty line
-# between them.
+# A stub of a tool: prints the files with its name and one of its arguments. Those of systemctl are separated
+# by an empty line.
 TOOL = f"""#!/bin/sh
 tool=${{0##*/}} answered=
 if [ "${{1-}}" = is-active ]; then exit; fi
@@ -69,17 +69,17 @@ done
 
 
 class Failure(Exception):
-    """A case that could not be played to its end."""
+    """A case that could not be run to its end."""
 
 
 class Process:
-    """The program at work. The part `steps` of a case finds it as `run`."""
+    """The running program. The part `steps` of a case accesses it as `run`."""
 
     def __init__(self, command, syslog, seconds=HANG_SECONDS, **options):
         self.command = command
         self.syslog = syslog
         self.seconds = seconds
-        # Those of Popen.
+        # Arguments of Popen.
         self.options = options
         self.log = []
         self.output = {name: tempfile.TemporaryFile() for name in ("stdout", "stderr")}
@@ -93,17 +93,17 @@ class Process:
         self.ended = os.pidfd_open(self.process.pid)
 
     def wait_for_log(self, line, times=1):
-        """Returns when the program has logged `line`, "priority message", so many times."""
+        """Waits until the program has logged `line`, "priority message", `times` times."""
         self._watch(lambda: self.log.count(line) >= times, f"has not logged {times}x: {line}")
 
     def finish(self):
-        """Returns the status when the program has ended and every line that it logged has arrived."""
+        """Waits until the program has exited and all of its log lines have arrived; returns the status."""
         self._watch(lambda: self.process.poll() is not None, "is still running")
         self.log += self.syslog.receive()
         return self.process.returncode
 
     def text(self, name):
-        """What the program wrote to "stdout" or "stderr"."""
+        """Returns the program's "stdout" or "stderr"."""
         self.output[name].seek(0)
         text = self.output[name].read().decode(errors="backslashreplace")
         text = TOOL_DIRECTORY.sub("", EMULATOR_NOTE.sub("", text))
@@ -116,7 +116,7 @@ class Process:
 
 
 class Player:
-    """Plays the runs of a case one after the other; each finds what the previous one left."""
+    """Plays the runs of a case in order; each finds the files of the previous one."""
 
     def __init__(self, programs):
         self.programs = programs
@@ -125,7 +125,7 @@ class Player:
         CONFIGURATION.parent.mkdir()
 
     def play(self, run):
-        """Plays one run; returns everything that came out, each by its name, a file with its mode."""
+        """Plays a run; returns all of its outputs by name, files with their modes."""
         self._prepare(run)
         there = watched_files()
         umask = int(body(run.inputs, "umask") or "022", 8)
@@ -176,7 +176,7 @@ class Player:
 
 
 def texts_by_name(status, stdout, stderr, **others):
-    """Returns the part of an outcome that is no file."""
+    """Returns an output that is not a file."""
     texts = {"status": f"{status}\n" if status else "", "stdout": stdout, "stderr": stderr, **others}
     return {name: (text, USUAL_MODE) for name, text in texts.items() if text}
 
@@ -205,7 +205,7 @@ def environment_of(run):
 
 
 def lay_configurations(inputs, directory):
-    """A configuration stays for the runs that follow, until another one takes its place."""
+    """Creates the configurations of a run; they stay for the following runs until replaced."""
     for name in filter(case.CONFIGURATION.fullmatch, inputs):
         part, path = inputs[name], directory / name
         path.unlink(missing_ok=True)
@@ -220,7 +220,7 @@ def asks_tools(run):
 
 
 def lay_answers(inputs):
-    """Makes the tools that `lanfab status` asks."""
+    """Creates stubs of the tools that `lanfab status` runs."""
     if not TOOLS.exists():
         TOOLS.mkdir()
         ANSWERS.mkdir()
@@ -236,7 +236,7 @@ def lay_answers(inputs):
 
 
 def laid_files(inputs):
-    """Returns the content of each file that lies there before the run."""
+    """Returns the content of each file that exists before the run."""
     files = {}
     for line in body(inputs, "cellular link").splitlines():
         name, value = line.split(" = ")
@@ -244,7 +244,7 @@ def laid_files(inputs):
     for name, part in inputs.items():
         if name.startswith("before /"):
             path = pathlib.Path(name.removeprefix("before "))
-            # /etc is the machine's also in the sandbox.
+            # /etc in the sandbox is that of the machine.
             path = ETC_LAYER / path.relative_to("/etc") if path.is_relative_to("/etc") else path
             files[path] = eval(part.body) if "bytes" in part.notes else txtar.encode(txtar.content(part))
     return files
@@ -255,13 +255,13 @@ def as_lines(lines):
 
 
 def watched_files():
-    """Returns all files but the system database, by the paths that a case has for them."""
+    """Returns all files except the system database, by their paths in a case."""
     files = {re.sub("^/run/", "/var/run/", path): file for path, file in snapshot().items()}
     return {path: file for path, file in files.items() if not path.startswith(SYSTEM_DATABASE)}
 
 
 def play_reader(runs, programs):
-    """Returns what came out of runs that only read configurations, of each by its name."""
+    """Returns the outputs, by name, of runs that only read configurations."""
     outcomes = []
     with tempfile.TemporaryDirectory() as directory:
         for run in runs:
@@ -280,7 +280,7 @@ def main(make_player=Player):
     parser.add_argument("case", type=pathlib.Path)
     arguments = parser.parse_args()
     os.umask(0o022)
-    # A run that is meant to abort leaves no core.
+    # An intentional abort writes no core file.
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
     try:
         player = make_player(arguments.programs)

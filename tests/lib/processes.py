@@ -1,4 +1,4 @@
-"""The processes that another one has started."""
+"""Descendants of a process."""
 
 import contextlib
 import os
@@ -9,7 +9,7 @@ from .limits import HANG_SECONDS
 
 
 def below(pid):
-    """Returns the children of a process and theirs."""
+    """Returns the children of a process and their descendants."""
     with contextlib.suppress(FileNotFoundError, ProcessLookupError):
         children = pathlib.Path(f"/proc/{pid}/task/{pid}/children").read_text(encoding="utf-8").split()
         return children + [inner for child in children for inner in below(child)]
@@ -23,7 +23,7 @@ def name_of(pid):
 
 
 def wait_for(name, pid):
-    """Waits until there is a process of this name below another one; returns its number."""
+    """Waits until a process has a descendant of this name; returns its PID."""
     deadline = time.monotonic() + HANG_SECONDS
     while time.monotonic() < deadline:
         for process in below(pid):

@@ -1,4 +1,4 @@
-"""Plays cases, and shows where the programs did not do what these expect."""
+"""Plays cases, and prints differences from the expected outcomes."""
 
 import argparse
 import concurrent.futures
@@ -12,26 +12,26 @@ from .checkout import BUILD, TESTS, SandboxFailure, in_sandbox
 
 
 def paths_of(name):
-    """The files that a word of the command line stands for, such as "check" or "check/vlan-id-twice"."""
+    """Returns the cases for an argument such as "check" or "check/vlan-id-twice"."""
     for path in pathlib.Path(name).resolve(), TESTS / name, TESTS / f"{name}.txtar":
         paths = sorted(path.glob("*.txtar")) if path.is_dir() else [path] * path.is_file()
         if paths:
             return paths
-    raise argparse.ArgumentTypeError(f"there is no case {name}")
+    raise argparse.ArgumentTypeError(f"no such case: {name}")
 
 
 def name_of(path):
-    """The name of a case that lies in tests/, the path of another one."""
+    """Returns the name of a case in tests/, or the path of another one."""
     return str(path.relative_to(TESTS).with_suffix("") if path.is_relative_to(TESTS) else path)
 
 
 def programs_of(build, launcher=""):
-    """The command that runs each program of a build."""
+    """Returns the command that runs each program of a build."""
     return {"cmd_lanfab": [*shlex.split(launcher), f"{build}/cmd_lanfab"], "lanfab": [f"{build}/cli/lanfab"]}
 
 
 def outcomes_of(path, variant, described, programs, module="lib.play"):
-    """Returns the outcome of each run, and of a run that was not played why not."""
+    """Returns the outcome of each run, or an error if a run could not be played."""
     if described.needs_sandbox():
         words = [f"--programs={json.dumps(programs)}", f"--variant={variant}", path]
         played = json.loads(in_sandbox(module, *words, ports=described.ports))
@@ -42,7 +42,7 @@ def outcomes_of(path, variant, described, programs, module="lib.play"):
 
 
 def differences(described, usual, outcomes):
-    """Returns what the runs of one variant did that was not expected of them."""
+    """Returns the differences between the expected and the actual outcomes of a variant's runs."""
     text, previous = "", {}
     for number, (run, outcome) in enumerate(zip(described.runs, outcomes), 1):
         previous = expected.expect(run, usual, expected.before(run, previous))
@@ -52,7 +52,7 @@ def differences(described, usual, outcomes):
 
 
 def check(path, arguments):
-    """Plays all variants of a case; returns what is wrong with them, "" when nothing is."""
+    """Plays all variants of a case; returns the differences, "" if there are none."""
     comment, parts = case.read(path)
     if not arguments.update:
         case.refuse_unused_variables(parts)
@@ -75,7 +75,7 @@ def check(path, arguments):
 
 
 def judge(path, arguments):
-    """Returns what is wrong with a case, "" when nothing is."""
+    """Returns the differences or the error of a case, "" if it passes."""
     try:
         return check(path, arguments)
     except (SandboxFailure, txtar.BadCase, OSError) as error:
@@ -85,10 +85,10 @@ def judge(path, arguments):
 def parse_arguments(words):
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--build", type=os.path.abspath, default=BUILD,
-                        help="the directory with the programs (default: build/debug)")
+                        help="directory of the programs (default: build/debug)")
     parser.add_argument("--launcher", default="", help="a command that runs cmd_lanfab, such as an emulator")
     parser.add_argument("--update", action="store_true",
-                        help="rewrite what the cases expect; the diff is for review")
+                        help="rewrite the expected outcomes; review the diff")
     parser.add_argument("--sampled", action="store_true", help="only every tenth case")
     parser.add_argument("--exhaustive", dest="sampled", action="store_false", help="all, after --sampled")
     parser.add_argument("case", nargs="*", type=paths_of,
@@ -98,11 +98,11 @@ def parse_arguments(words):
     return arguments
 
 
-def report(paths, judged):
-    """Calls `judged` with each path, shows what it returns, and returns the exit status."""
+def report(paths, judge_case):
+    """Calls `judge_case` with each path, prints the results, and returns the exit status."""
     failed = 0
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        for path, wrong in zip(paths, pool.map(judged, paths)):
+        for path, wrong in zip(paths, pool.map(judge_case, paths)):
             print(f"{'FAILED' if wrong else 'ok    '} {name_of(path)}\n{wrong}", end="", flush=True)
             failed += bool(wrong)
     print(f"{len(paths) - failed} of {len(paths)} cases passed")
@@ -110,7 +110,7 @@ def report(paths, judged):
 
 
 def main(words=None):
-    """Plays the cases that the command line asks for; returns the exit status."""
+    """Plays the cases on the command line; returns the exit status."""
     arguments = parse_arguments(words)
     paths = sum(arguments.case, []) or sorted(TESTS.glob("*/*.txtar"))
     if arguments.sampled:

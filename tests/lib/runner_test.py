@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests of the runner: a case must never pass because the runner overlooked something."""
+"""Tests of the case runner, which must not miss any difference."""
 
 import contextlib
 import io
@@ -11,7 +11,7 @@ from lib import case, expected, runner, txtar, update
 from lib.expected import Output
 from lib.txtar import BadCase
 
-# Does what the configuration says, which is a script here.
+# Runs the configuration, which is a script here.
 PROGRAM = """#!/bin/sh
 say() { logger --socket /dev/log --priority local0.notice --tag network "$@"; }
 . "$LANFAB_CONFIG_DIR/network.json"
@@ -44,7 +44,7 @@ systemctl restart dnsmasq
 -- /var/run/staged: unchanged --
 """
 
-# Two ports, of which the numbers are in a text as well; each leaves the usual and something of its own.
+# Two ports, whose numbers also occur inside a string; each has the usual output and its own.
 SCENARIO = """A port.
 
 -- each --
@@ -110,7 +110,7 @@ FIRST_VARIANT = case.substitute(SCENARIO[SCENARIO.index("-- network.json"):],
                                     {"port": "eth0", "number": "7", "twice": "14"})
 FIRST_VARIANT = FIRST_VARIANT.replace(", only eth0", "").replace(": only eth0", "")
 
-# What may be written in place of what a scenario expects.
+# Changes of the expected output that must fail.
 CORRUPTIONS = (
     ("said\n-- stderr", "sighed\n-- stderr"),
     ("notice port $port\n", ""),
@@ -130,7 +130,7 @@ CORRUPTIONS = (
 
 
 def read_usual():
-    """The usual of the scenario above."""
+    """The usual output of the scenario above."""
     with tempfile.TemporaryDirectory() as directory:
         path = pathlib.Path(directory, "usual.txt")
         path.write_text(USUAL)
@@ -138,7 +138,7 @@ def read_usual():
 
 
 class PlayedTest(unittest.TestCase):
-    """Plays the scenario above, as it is and with a mistake."""
+    """Plays the scenario above, unchanged and with a mistake."""
 
     def setUp(self):
         directory = tempfile.TemporaryDirectory()
@@ -151,7 +151,7 @@ class PlayedTest(unittest.TestCase):
         (self.directory / "usual.txt").write_text(USUAL)
 
     def play(self, text, *options):
-        """Returns whether the scenario passes, and what the runner prints."""
+        """Returns whether the scenario passes, and the output of the runner."""
         self.scenario.write_text(text)
         printed = io.StringIO()
         with contextlib.redirect_stdout(printed):
@@ -264,7 +264,7 @@ class PlayedTest(unittest.TestCase):
 
 
 class FormatTest(unittest.TestCase):
-    """What a scenario may say."""
+    """The format of a scenario."""
 
     def refuse(self, complaint, text):
         with self.assertRaisesRegex(BadCase, complaint):
@@ -348,7 +348,7 @@ class FormatTest(unittest.TestCase):
 
 
 class ReaderTest(unittest.TestCase):
-    """A case that is played without the sandbox."""
+    """A case that runs without the sandbox."""
 
     CASE = """A reader.
 
@@ -402,7 +402,7 @@ if [ $LC_ALL = C ]; then echo trouble >&2; exit 2; fi
 
 
 class ExpectationTest(unittest.TestCase):
-    """What the notation of a run stands for."""
+    """The notation of a run."""
 
     def expect(self, text, there):
         run = case.build(case.split(txtar.parse(text)[1])).runs[0]
@@ -444,7 +444,7 @@ class ExpectationTest(unittest.TestCase):
 
 
 class UpdateTest(unittest.TestCase):
-    """How a scenario is written anew."""
+    """Updating a scenario."""
 
     @classmethod
     def setUpClass(cls):

@@ -1,11 +1,11 @@
-"""Chooses the part of many cases that CI runs; it is the same part every time."""
+"""Chooses the sample of the cases that CI runs; it is the same every time."""
 
 
 STEP = 10
 
 
 def stratified(cases, class_of):
-    """Returns the first case of each class and every tenth of all others, in their order."""
+    """Returns the first case of each class and every tenth of the others, in order."""
     known, chosen, others = set(), [], 0
     for case in cases:
         key = class_of(case)

@@ -1,4 +1,4 @@
-"""What there is in the sandbox: the files, the system log, the system database, and the recorded commands."""
+"""The state of the sandbox: files, system log, system database, and commands recorded by the stubs."""
 
 import collections
 import os
@@ -20,9 +20,9 @@ SYSTEM_DATABASE = "/var/run/sysdb.sqlite3"
 
 # The directories that the program writes.
 WRITABLE = ("/run", "/var/volatile", "/var/data")
-# A file: its mode and its content.
+# A file's mode and content.
 File = collections.namedtuple("File", "mode content")
-# A report of a sanitizer must not pass as one of the program's own failures.
+# A sanitizer report must not look like a failure of the program.
 SANITIZER_OPTIONS = {
     "ASAN_OPTIONS": "exitcode=99:detect_leaks=1",
     "UBSAN_OPTIONS": "exitcode=99:halt_on_error=1:print_stacktrace=1",
@@ -46,14 +46,14 @@ def put_first(directory, names):
 
 
 class Syslog:
-    """Collects what is sent to the system log, in order."""
+    """Collects the messages to the system log, in order."""
 
     def __init__(self):
         self.socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM | socket.SOCK_NONBLOCK)
         self.socket.bind("/dev/log")
 
     def receive(self):
-        """Returns the lines that have arrived since the last call."""
+        """Returns the lines that arrived since the last call."""
         lines = []
         while True:
             try:
@@ -76,7 +76,7 @@ class Syslog:
 
 
 def snapshot():
-    """Returns every file in the directories that the program writes, by its path."""
+    """Returns every file in the directories that the program writes, by path."""
     files = {}
     for top in WRITABLE:
         for parent, _, names in os.walk(top):
@@ -89,7 +89,7 @@ def snapshot():
 
 
 def lay(files):
-    """Makes these the files in the directories that the program writes."""
+    """Replaces the files in the directories that the program writes."""
     now = snapshot()
     for path in now.keys() - files.keys():
         os.unlink(path)
@@ -101,7 +101,7 @@ def lay(files):
 
 
 def describe_log_line(datagram):
-    """Turns a line on the wire into "priority message"; one that is not the program's own sticks out."""
+    """Converts a syslog message to "priority message"; marks messages that are not the program's."""
     match = SYSLOG_LINE.fullmatch(datagram)
     if match is None or int(match[1]) >> 3 != LOCAL0:
         return f"not under local0 and the ident network: {datagram!r}"
@@ -110,7 +110,7 @@ def describe_log_line(datagram):
 
 
 def write_system_database(entries):
-    """Writes lines "KEY = VALUE" to the default database and "NAME/KEY = VALUE" to the one of that name."""
+    """Writes lines "KEY = VALUE" to the default database and "NAME/KEY = VALUE" to the database NAME."""
     if not entries:
         return
     connection = sqlite3.connect(SYSTEM_DATABASE)
@@ -125,7 +125,7 @@ def write_system_database(entries):
 
 
 def read_system_database(path=SYSTEM_DATABASE):
-    """Returns the entries in such lines, in the order of their names."""
+    """Returns the entries as such lines, sorted by name."""
     if not os.path.exists(path):
         return []
     connection = sqlite3.connect(path)

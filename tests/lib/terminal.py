@@ -1,4 +1,4 @@
-"""A program on a terminal of its own, on which a test types."""
+"""A program on its own terminal, on which a test types."""
 
 import contextlib
 import os
@@ -11,12 +11,12 @@ from .limits import HANG_SECONDS
 
 
 def shown_on_terminal(command, **options):
-    """Returns what a program prints on a terminal of its own, which has read it to its end."""
+    """Runs a program on its own terminal until the end of its output; returns the output."""
     keyboard, terminal = os.openpty()
     try:
         with subprocess.Popen(command, stdin=terminal, stdout=terminal, stderr=terminal, **options):
             os.close(terminal)
-            # Once all of it is read, the terminal that nobody has open is an error.
+            # After the end of the output, reading from a terminal that no process has open is an error.
             text = b""
             with contextlib.suppress(OSError):
                 while piece := os.read(keyboard, 1 << 16):
@@ -30,13 +30,13 @@ class Terminal:
     def __init__(self, *command, env):
         self.text = ""
         self.keyboard, terminal = os.openpty()
-        # Its Ctrl-C and its end reach the program.
+        # The program receives Ctrl-C and the hangup.
         self.process = subprocess.Popen(["setsid", "--ctty", *command], env=env, stdin=terminal,
                                         stdout=terminal, stderr=terminal)
         os.close(terminal)
 
     def wait_for(self, words):
-        """Returns once the program has printed the words, after those of the last time."""
+        """Waits until the program has printed the words, after those of the previous call."""
         deadline = time.monotonic() + HANG_SECONDS
         pattern = self.printed(words)
         while not (found := pattern.search(self.text)):
@@ -47,7 +47,7 @@ class Terminal:
 
     @staticmethod
     def printed(words):
-        """The pattern of what a program prints to show the words."""
+        """Returns a pattern for the program's output of the words."""
         return re.compile(re.escape(words))
 
     def type(self, text):
@@ -57,5 +57,5 @@ class Terminal:
         os.close(self.keyboard)
 
     def status(self):
-        """Waits for the end; returns the exit status, which is negative after a signal."""
+        """Waits until the program exits; returns the exit status, negative after a signal."""
         return self.process.wait(HANG_SECONDS)

@@ -8,12 +8,12 @@ NAMESPACES = ("unshare", "--user", "--map-root-user", "--mount", "sh", "-ec")
 
 
 def with_first(directory):
-    """The programs in the directory are found before those of the system."""
+    """Returns a command prefix under which programs in the directory precede those of the system."""
     line = 'mount -t overlay -o "lowerdir=$0:/usr/sbin" tools /usr/sbin; exec "$@"'
     return (*NAMESPACES, line, str(directory))
 
 
 def with_none(directory):
-    """No program is found. The directory is an empty one."""
+    """Returns a command prefix under which no program is found. The directory is an empty one."""
     line = 'mount --bind "$0" /usr/sbin; mount --bind "$0" /usr/bin; exec "$@"'
     return (*NAMESPACES, line, str(directory))

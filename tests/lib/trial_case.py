@@ -1,4 +1,4 @@
-"""What the tests of trials have in common: a gateway on which one can begin, and what must hold after it."""
+"""The base class of trial tests: a gateway on which a trial can begin, and the state after a trial."""
 
 import os
 import pathlib
@@ -30,7 +30,7 @@ class Trial(unittest.TestCase):
         systemd.pretend_apply()
 
     def lanfab(self, *arguments, status, said="", before=()):
-        """Runs lanfab without a terminal; it must end with this status and these words."""
+        """Runs lanfab without a terminal; checks its exit status and output."""
         done = subprocess.run([*before, self.program, *arguments], env=systemd.ENVIRONMENT, text=True,
                               check=False, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                               stderr=subprocess.STDOUT)
@@ -43,12 +43,12 @@ class Trial(unittest.TestCase):
 
     @staticmethod
     def in_own_view(line):
-        """What a command runs under in a view of the file system that a line of shell changes first."""
+        """Returns a command prefix that runs a shell line in a private mount namespace first."""
         return "unshare", "--mount", "sh", "-ec", f'{line}; exec "$0" "$@"'
 
     @staticmethod
     def before(tool, line):
-        """Has a tool run a line of shell first."""
+        """Makes a stub run a shell line first."""
         path = systemd.TOOLS / tool
         path.write_text(path.read_text().replace("\n", f"\n{line}\n", 1))
 
@@ -57,7 +57,7 @@ class Trial(unittest.TestCase):
         self.assertEqual((systemd.active(), INSTALLED.read_text()), (NEW, OLD))
 
     def assert_files(self, installed, previous):
-        """No trial is left, and these are the installed file and the previous one."""
+        """Checks that no trial is left, and the installed and the previous configuration."""
         self.assertEqual(systemd.leftovers() + os.listdir(UNITS), [])
         self.assertEqual(INSTALLED.read_text(), installed)
         self.assertEqual(PREVIOUS.read_text() if PREVIOUS.exists() else None, previous)

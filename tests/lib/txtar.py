@@ -11,12 +11,12 @@ HEADER = re.compile(r"-- (\S(?:.*\S)?) --")
 
 
 class BadCase(Exception):
-    """A case that says something that it cannot mean."""
+    """A malformed case."""
 
 
 @dataclasses.dataclass(frozen=True)
 class Part:
-    """One part: its name, its notes, its lines, and for one that was read its place among the parts."""
+    """A part: its name, notes and lines; if it was read, also its index among the parts."""
 
     name: str
     notes: tuple = ()
@@ -24,29 +24,29 @@ class Part:
     place: int = dataclasses.field(default=None, compare=False)
 
     def header(self):
-        """The line that begins the part."""
+        """The header line of the part."""
         return f"-- {self.name}{': ' if self.notes else ''}{', '.join(self.notes)} --\n"
 
 
 def make_part(name, body="", notes=()):
-    """Returns a part of any text; the note says when its last line has no end."""
+    """Returns a part with any text; a note marks a last line without a line end."""
     if not body or body.endswith("\n"):
         return Part(name, tuple(notes), body)
     return Part(name, (*notes, "no final newline"), f"{body}\n")
 
 
 def content(part):
-    """Returns the text that a part stands for."""
+    """Returns the text of a part."""
     return part.body.removesuffix("\n") if "no final newline" in part.notes else part.body
 
 
 def lines_of(text):
-    """Splits at line feeds alone, and keeps them."""
+    """Splits only at line feeds, and keeps them."""
     return re.findall(r"[^\n]*\n|[^\n]+", text)
 
 
 def parse(text):
-    """Returns the comment and the parts of a case's text."""
+    """Parses a case; returns its comment and parts."""
     if text and not text.endswith("\n"):
         raise BadCase("the last line has no end")
     comment, parts = "", []
@@ -62,7 +62,7 @@ def parse(text):
 
 
 def unparse(comment, parts):
-    """Returns the text that `parse` reads as this comment and these parts."""
+    """Formats a comment and parts; the inverse of `parse`."""
     text = comment + "".join(part.header() + part.body for part in parts)
     if parse(text) != (comment, parts):
         raise BadCase("a line of an output looks like the beginning of a part")
@@ -70,22 +70,22 @@ def unparse(comment, parts):
 
 
 def read(path):
-    """Returns the text of a file, whatever bytes it holds."""
+    """Returns the content of a file with any bytes as text."""
     return decode(path.read_bytes())
 
 
 def write(path, text):
-    """Writes what `read` returned."""
+    """Writes a text returned by `read`."""
     path.write_bytes(encode(text))
 
 
 def decode(content):
-    """Returns the bytes as text."""
+    """Returns bytes as text."""
     return content.decode(errors="surrogateescape")
 
 
 def encode(text):
-    """Returns the bytes of which `decode` makes this text."""
+    """Returns text as bytes; the inverse of `decode`."""
     return text.encode(errors="surrogateescape")
 
 

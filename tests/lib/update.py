@@ -1,4 +1,4 @@
-"""Rewrites what a case expects. Parts that say the right thing already stay as they are written."""
+"""Rewrites the expected output of a case. Parts that are correct stay unchanged."""
 
 import dataclasses
 import itertools
@@ -11,7 +11,7 @@ from .txtar import BadCase, Part, make_part
 
 
 def update(parts, usual, outcomes):
-    """Returns the parts of the case that expects `outcomes`, which holds those of each variant's runs."""
+    """Returns the parts of the case that expects `outcomes`, those of the runs of each variant."""
     rows = case.variants(parts)
     variants = [_Variant(row, case.in_variant(parts, row), usual, played)
                 for row, played in zip(rows, outcomes)]
@@ -27,13 +27,13 @@ def update(parts, usual, outcomes):
 
 
 class _Variant:
-    """One variant as it is written and as it should be."""
+    """A variant, as written and as updated."""
 
     def __init__(self, row, parts, usual, outcomes):
         self.row = row
         self.written = {part.place: part for part in parts}
         self.corrected = dict(self.written)
-        # The parts to add, by the place of the command.
+        # The parts to add, by the index of the command.
         self.added = {}
         previous = {}
         for run, outcome in zip(case.build(parts).runs, outcomes):
@@ -45,19 +45,19 @@ class _Variant:
 
 
 class _RunUpdate:
-    """Makes the outputs of one run say what came out of it."""
+    """Updates the outputs of a run to its outcome."""
 
     def __init__(self, run, usual, there, outcome):
         self.outputs = dict(run.outputs)
         self.usual_parts = {}
         self.there = there
         self.outcome = outcome
-        # What is usual depends on the status.
+        # The usual output depends on the status.
         self._correct("status")
         self.usual_parts = usual.of(run, self.outputs.get("status"), there)
 
     def parts(self):
-        """Returns the parts by their names, of which those that were right are still the same objects."""
+        """Returns the parts by name; those that were correct are the same objects as before."""
         names = {"sysdb", *self.outputs, *self.usual_parts, *self.outcome} - {"status", "refused by dnsmasq"}
         for name in sorted(names, key=_order):
             self._correct(name)
@@ -80,7 +80,7 @@ class _RunUpdate:
         return says == self.outcome.get(name)
 
     def _candidates(self, name):
-        """Yields what a part can be, from short to long; the first that is right is the best."""
+        """Yields the possible forms of a part, from short to long; the first correct one is the best."""
         yield None
         yield Part(name, ("none",))
         yield Part(name, ("unchanged",))
@@ -93,14 +93,15 @@ class _RunUpdate:
 
 
 def _order(name):
-    # What dnsmasq thinks of its file stands after it.
+    # The part `refused by dnsmasq` follows dnsmasq.conf.
     if name == "refused by dnsmasq":
         name = "/var/run/dnsmasq.conf "
     return (OUTPUTS.index(name), "") if name in OUTPUTS else (len(OUTPUTS), name)
 
 
 def _in_common(part, variants, parts):
-    """Returns what the variants agree on in the place of `part`: a list of one part, or an empty one."""
+    """Returns the part on which the variants agree instead of `part`, as a list of one part, or an empty
+    list."""
     variants = [variant for variant in variants if part.place in variant.written]
     new = [variant.corrected[part.place] for variant in variants]
     if all(corrected is variant.written[part.place] for corrected, variant in zip(new, variants)):
@@ -115,7 +116,7 @@ def _in_common(part, variants, parts):
 
 
 def _merged(versions, rows, parts):
-    """Returns the part of which each row makes one version, in lines of `parts` where there are such."""
+    """Returns the part that each row expands to its version, with lines of `parts` where possible."""
     written = {tuple(case.substitute(line, row) for row in rows): line
                for part in parts for line in (part.header(), *txtar.lines_of(part.body))}
     text = with_variables([part.header() + part.body for part in versions], rows, written)
@@ -123,7 +124,8 @@ def _merged(versions, rows, parts):
 
 
 def _insert(part, place, parts, row):
-    """Puts a part among the outputs of the run whose command is at `place`, in the order of the first row."""
+    """Inserts a part into the outputs of the run whose command is at `place`, in the order of the first
+    row."""
     def order(other):
         return _order(case.substitute(other.name, row))
     index = 1 + next(index for index, other in enumerate(parts) if other.place == place)
@@ -153,5 +155,5 @@ def _line_with_variables(lines, rows):
             raise BadCase("the variants no longer agree:\n" + "".join(lines))
         text += f"${{{name}}}" if name else characters.pop()
         places = [place + len(row[name] if name else "x") for place, row in zip(places, rows)]
-    # Braces are needed before a letter or a digit alone.
+    # Braces are only needed before a letter or a digit.
     return re.sub(r"\$\{(\w+)\}(?!\w)", r"$\1", text)

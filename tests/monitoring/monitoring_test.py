@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
-"""The metrics of `lanfab status`, and what is made for them, in the sandbox with the real Prometheus and node
-exporter. The program is the first argument.
-"""
+"""Tests the metrics of `lanfab status` and the alert rules, in the sandbox, with the real Prometheus and node
+exporter. The program is the first argument."""
 
 import fcntl
 import json

@@ -2,7 +2,7 @@
 attempt ended: with an error, or with null if it got through. It is copied behind a line that names the
 interpreter.
 
-TARGETS, which boundary_test.py fills in, is what there is outside. Nothing here changes it.
+boundary_test.py sets TARGETS, the files and processes outside the sandbox. The attempts do not change them.
 """
 
 import contextlib

@@ -1,8 +1,6 @@
 #!/usr/bin/env python3
-"""Shows that a program cannot leave the sandbox of `lanfab preview`: attack.py, run by root and by an
-ordinary user, tries to. Run in the sandbox of the tests, the program's user is the only one. The first
-argument is lanfab.
-"""
+"""Checks that a program cannot leave the sandbox of `lanfab preview`: attack.py tries to, run by root and by
+an ordinary user. In the test sandbox, the program's user is the only one. The first argument is lanfab."""
 
 import contextlib
 import json

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Shows that a program that uses too much is ended by `lanfab preview`, with one line that says so. The first
-argument is lanfab, the second one cmd_lanfab, the third one "sanitizers" if they need memory of their own.
-"""
+"""Checks that `lanfab preview` ends a program that exceeds a limit, with one line that names the limit. The
+first argument is lanfab, the second one cmd_lanfab, the third one "sanitizers" if they need additional
+memory."""
 
 import os
 import pathlib

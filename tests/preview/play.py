@@ -1,6 +1,5 @@
-"""Plays one variant of a scenario as the runner of the scenarios does, and prints what `lanfab preview` said
-of each run just before it, as JSON: an outcome, or the reason why a preview cannot be given that run's
-start.
+"""Plays a variant of a scenario like the case runner, and prints the output of `lanfab preview` directly
+before each run, as JSON: an outcome, or the reason why a preview cannot have that run's initial state.
 
 Runs inside the sandbox; truth_test.py starts it.
 """

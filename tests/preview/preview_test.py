@@ -1,8 +1,7 @@
 #!/usr/bin/env python3
-"""Runs `lanfab preview` and `lanfab diff` in the sandbox with what they cannot use, with output that goes
-nowhere, and with an early end; they must say what is wrong, end with the status that they promise, and
-leave nothing behind. The first argument is lanfab, the second one cmd_lanfab.
-"""
+"""Runs `lanfab preview` and `lanfab diff` in the sandbox with unusable input, with a closed output, and with
+an early end: they must report the error, exit with the documented status, and leave nothing behind. The first
+argument is lanfab, the second one cmd_lanfab."""
 
 import itertools
 import json
@@ -448,7 +447,7 @@ class OutputDirectory(PreviewTest):
 
 
 class EarlyEnd(PreviewTest):
-    """A signal at any moment ends the preview and all of its world."""
+    """A signal at any time ends the preview and all processes in its sandbox."""
 
     # To the whole group, as the keyboard sends it, and to the process alone.
     ENDS = tuple(
@@ -472,12 +471,12 @@ class EarlyEnd(PreviewTest):
         return process
 
     def end(self, process, number, send):
-        worlds = [os.pidfd_open(int(pid)) for pid in children(process.pid)]
+        sandboxes = [os.pidfd_open(int(pid)) for pid in children(process.pid)]
         send(process.pid, number)
         self.assertEqual(process.wait(HANG_SECONDS), -number)
-        for world in worlds:
-            self.assertTrue(select.select([world], [], [], HANG_SECONDS)[0], "the world is still there")
-            os.close(world)
+        for sandbox in sandboxes:
+            self.assertTrue(select.select([sandbox], [], [], HANG_SECONDS)[0], "the sandbox still exists")
+            os.close(sandbox)
 
     def test_while_it_reads(self):
         for end in self.ENDS:
@@ -488,7 +487,7 @@ class EarlyEnd(PreviewTest):
             self.end(process, *end)
             process.stdin.close()
 
-    def test_while_it_makes_the_world(self):
+    def test_while_it_creates_the_sandbox(self):
         for end in self.ENDS:
             process = self.start(EXAMPLE)
             until(lambda process=process: children(process.pid), "there is no world")

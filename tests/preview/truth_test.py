@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Shows that a preview equals the truth: for every run of every scenario whose start a preview can be given,
-it has the files, commands, messages and status that the scenario expects, byte by byte.
+"""Checks that previews are correct: for every run of a scenario whose initial state a preview can have,
+the preview has the files, commands, messages and status that the scenario expects, byte by byte.
 """
 
 import argparse

@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
-"""Plants secrets in every place that can hold one, and looks for them in what `lanfab report` writes and
-prints. Runs in the sandbox; the program is the first argument.
-"""
+"""Puts secrets at every location that can contain one, and searches for them in the files and the output of
+`lanfab report`. Runs in the sandbox; the program is the first argument."""
 
 import base64
 import hashlib

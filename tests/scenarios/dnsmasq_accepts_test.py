@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Shows the real dnsmasq every configuration that the scenarios expect, and prints what it thinks of them.
+"""Passes every configuration that the scenarios expect to the real dnsmasq, and prints the results.
 
-It must accept each but those of runs that say "refused by dnsmasq", and it must refuse those.
+It must reject those of runs with "refused by dnsmasq", and accept all others.
 """
 
 import os

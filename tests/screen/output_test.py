@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Lets another user put links where `lanfab graph -o` and `lanfab preview -o` write: before the run, while it
-works, and again and again. None of them may be followed.
+"""Creates symbolic links of another user where `lanfab graph -o` and `lanfab preview -o` write: before the
+run, during it, and in a loop. No link may be followed.
 
 The first argument is lanfab, the second one cmd_lanfab. As root, the other user is nobody; otherwise, the
 caller.

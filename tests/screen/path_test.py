@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs each command of `lanfab` with a PATH that somebody else has filled: root's finds nothing there.
+"""Runs each command of `lanfab` with a PATH to programs of another user: as root, it must not run them.
 
 Runs in the sandbox. The first argument is lanfab, the second one cmd_lanfab.
 """

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs each command of `lanfab` where it meets keys of WireGuard: none of them may be printed.
+"""Runs each command of `lanfab` with WireGuard keys in its input: no key may be printed.
 
 Runs in the sandbox. The first argument is lanfab, the second one cmd_lanfab.
 """

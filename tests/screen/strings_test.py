@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
-"""Puts strings that a terminal would execute, hide or turn round wherever `lanfab` meets strings of others,
-and runs every command on a pipe and on a terminal: no such character may come out, and no line that others
-wrote.
+"""Puts strings with escape sequences, invisible and bidirectional characters wherever `lanfab` reads strings,
+and runs every command on a pipe and on a terminal: it may print no such character, and no injected line.
 
 Runs in the sandbox. The first argument is lanfab, the second one cmd_lanfab.
 """
@@ -343,7 +342,7 @@ class Trial(Strings):
         fake_systemd.pretend_apply()
         self.write('{"dns": {"source": "static", "static": ["8.8.8.8"]}}', NAME)
         environment = {"SUDO_USER": NAME, "SSH_CONNECTION": f"{NAME} 1"}
-        for expected in "Applying ", "a trial is in progress":
+        for expected in "Applying ", "a trial is in progress: ":
             output = self.run_lanfab("try", NAME, environment=environment)
             self.assertIn(expected, output)
             self.assert_clean(output)

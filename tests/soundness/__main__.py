@@ -1,10 +1,10 @@
-"""Checks random configurations, and shows what becomes of the good ones to the real services.
+"""Checks random configurations, and runs the real services with those without errors.
 
 Usage: tests/python -m soundness [--exhaustive] [--count N] [--seed TEXT] [--lanfab FILE]
                               [--program FILE]
 
-A configuration without an error must have no consequence that systemd-networkd or dnsmasq complains about: a
-counterexample is a rule that is missing.
+systemd-networkd and dnsmasq must accept the files of every configuration without an error. A
+counterexample shows that a rule is missing.
 """
 
 import argparse
@@ -23,13 +23,13 @@ from soundness import generator
 
 CONFIGURATION = "/run/dnsmasq.conf"
 ENOUGH_GOOD = 0.2
-# Each configuration is made of its own number, so a sample is the first ones of all.
+# Each configuration is generated from its number, so a sample is the first of all.
 ALL = 5000
 SAMPLE = 500
 
 
 def without_errors(lanfab, configurations):
-    """Returns the configurations that `lanfab check` finds no error in."""
+    """Returns the configurations in which `lanfab check` finds no error."""
     with tempfile.TemporaryDirectory() as directory:
         names = [f"{number:05}.json" for number in range(len(configurations))]
         for name, configuration in zip(names, configurations):
@@ -76,20 +76,20 @@ def show(runs):
     ]
     configurations = [run["files"].get(CONFIGURATION, "") for run in runs]
     networkd, dnsmasq = daemons.show([unit[1:] for unit in units], configurations)
-    for number, complaint in enumerate(dnsmasq):
-        if complaint:
-            line = re.search(r"at line (\d+)", complaint)
+    for number, error in enumerate(dnsmasq):
+        if error:
+            line = re.search(r"at line (\d+)", error)
             text = configurations[number].splitlines()[int(line[1]) - 1] if line else ""
-            yield number, f"{complaint}: {text}"
-    for unit, line, complaint in networkd:
+            yield number, f"{error}: {text}"
+    for unit, line, warning in networkd:
         number, kind, text = units[unit]
-        yield number, f"{kind} line {line}: {complaint}: {text.splitlines()[line - 1]}"
+        yield number, f"{kind} line {line}: {warning}: {text.splitlines()[line - 1]}"
 
 
 def examine(program, configurations):
-    """Returns, for each counterexample, the configuration and the complaint."""
+    """Returns, for each counterexample, the configuration and the error."""
     runs = play(program, configurations)
-    found = [(configurations[number], complaint) for number, complaint in show(runs)]
+    found = [(configurations[number], error) for number, error in show(runs)]
     return found + [
         (configuration, f"the status is {run['status']}: {run['stderr']}")
         for configuration, run in zip(configurations, runs)
@@ -111,9 +111,10 @@ def main():
     configurations = list(generator.configurations(options.count, options.seed))
     good = without_errors(options.lanfab, configurations)
     found = examine(options.program, good)
-    for configuration, complaint in found:
-        print(f"{complaint}\n  {json.dumps(configuration)}")
-    print(f"{len(configurations)} configurations, {len(good)} without an error, {len(found)} complaints")
+    for configuration, error in found:
+        print(f"{error}\n  {json.dumps(configuration)}")
+    print(f"{len(configurations)} configurations, {len(good)} without an error, "
+          f"{len(found)} of these rejected by a service")
     return 1 if found or len(good) < ENOUGH_GOOD * len(configurations) else 0
 
 

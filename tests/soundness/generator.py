@@ -1,5 +1,5 @@
-"""Random configurations that lean towards valid ones: mixtures of those of the examples and of the scenarios,
-some of them spoilt in a few places."""
+"""Random, mostly valid configurations: mixtures of those of the examples and of the scenarios,
+some of them with a few invalid values."""
 
 import copy
 import functools

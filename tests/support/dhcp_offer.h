@@ -1,11 +1,11 @@
 #pragma once
 
-// A DHCPOFFER as a server sends it.
+// Builds DHCPOFFER packets.
 
 #include <cstdint>
 #include <vector>
 
-// The IPv4 packet with these options, here from the server 192.168.1.253; nothing follows the options.
+// Returns an IPv4 packet with these options, here from the server 192.168.1.253; nothing follows the options.
 inline std::vector<unsigned char> offer_of(std::uint32_t transaction,
                                            const std::vector<unsigned char>& options = {53, 1, 2, 54, 4, 192,
                                                                                         168, 1, 253}) {

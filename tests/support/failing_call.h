@@ -1,7 +1,7 @@
 #pragma once
 
-// Calls of the C library that fail when a test says so. The test defines the function, which then takes the
-// place of the library's own in the whole test program, asks `fails()` first and goes on to `next`:
+// Makes calls of the C library fail. The test defines the function, which replaces the library's function in
+// the whole test program, checks `fails()` first and then calls `next`:
 //
 //   static FailingCall failing_flock;
 //   extern "C" int flock(int file, int operation) noexcept {
@@ -14,14 +14,14 @@
 
 class FailingCall {
  public:
-  // After `first` successful calls, so many fail with this errno.
+  // Makes `count` calls fail with this errno after `first` successful ones.
   void fail(int times, int error, int first = 0) {
     times_ = times;
     error_ = error;
     first_ = first;
   }
 
-  // Whether this call is to fail; errno is set then.
+  // Whether this call must fail; errno is then set.
   bool fails() {
     if (times_ == 0 || first_-- > 0) return false;
     --times_;
@@ -35,7 +35,7 @@ class FailingCall {
   int first_ = 0;
 };
 
-// The function of this name that the test program's own hides.
+// Returns the library function that the test program's own function hides.
 template <typename Function>
 Function next(const char* name) {
   return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));

@@ -1,7 +1,7 @@
 #pragma once
 
-// A disk that is full: while it lives, no file of this process grows beyond `bytes`. What fits is still
-// written.
+// Simulates a full disk: during its lifetime, no file of this process grows beyond `bytes`. Data within the
+// limit is written.
 
 #include <sys/resource.h>
 

@@ -15,7 +15,7 @@
 #include "recording_platform.h"
 #include "test_files.h"
 
-// The matchers that the tests speak with.
+// Matchers for the tests.
 using ::testing::AllOf;
 using ::testing::Contains;
 using ::testing::ElementsAre;
@@ -30,39 +30,39 @@ using Lines = std::vector<std::string>;
 
 class LanfabTest : public ::testing::Test {
  protected:
-  // Refuses to run outside the sandbox; empties /run, /var/volatile and /var/data of the sandbox.
+  // Fails outside the sandbox; empties /run, /var/volatile and /var/data of the sandbox.
   void SetUp() override;
 };
 
-// A context built from this "network" object; the record of its construction is dropped.
+// Returns a context for this "network" object, and clears the record of its construction.
 NetworkContext context_of(const std::string& network);
 
-// What `write` wrote into the stream it was given.
+// Returns the output of `write`.
 std::string text_written_by(const std::function<void(std::FILE*)>& write);
 
-// The lines of a text that begin with '#' or '[': which sections it has, in which order. The test of a caller
-// asserts these; the lines of a section stand in the test of the function that writes it.
+// Returns the lines that begin with '#' or '[': the sections and their order. The test of a caller asserts
+// these; the test of the function that writes a section asserts its lines.
 Lines heads(const std::string& text);
 
-// What `action` printed to standard output.
+// Returns the standard output of `action`.
 std::string printed_by(const std::function<void()>& action);
 
-// The bytes of a unit file, by its name in the unit directory.
+// Returns the content of a unit file, by its name in the unit directory.
 std::string unit(const std::string& name);
 
-// The names of the files in the unit directory, in alphabetical order.
+// Returns the names of the files in the unit directory, in alphabetical order.
 Lines unit_names();
 
-// Makes the unit of this name impossible to open.
+// Makes opening the unit with this name fail.
 void block_unit(const std::string& name);
 
-// Lets the file at `path`, or the unit of this name, be opened and then meet a full disk.
+// Makes writing to the file at `path`, or the unit with this name, fail as on a full disk.
 void fill_disk_for(const std::string& path);
 void fill_disk_for_unit(const std::string& name);
 
-// The log lines of one priority, "notice" for example, in their order.
+// Returns the log lines with a priority, such as "notice", in order.
 Lines log_of(const std::string& priority);
 
-// The interfaces that are recorded for removal by the next run, in their order; "eth0.100 type vlan" when the
-// record names a type.
+// Returns the interfaces recorded for removal by the next run, in order, such as "eth0.100 type vlan" if the
+// record has a type.
 Lines recorded_interfaces();

@@ -1,6 +1,6 @@
 #pragma once
 
-// The network of the sandbox, and hosts in it, for the tests of what sends packets.
+// The sandbox's network and hosts in it, for tests of code that sends packets.
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
@@ -40,7 +40,7 @@ inline void set_interface_up(const char* interface) {
   set_interface(SIOCSIFFLAGS, interface, change);
 }
 
-// Gives the interface the address, with the prefix length of its class, and sets it up.
+// Sets the address of the interface, with the prefix length of its class, and sets the interface up.
 inline void set_interface_address(const char* interface, const char* address) {
   ifreq change{};
   const sockaddr_in own = internet_address(address);
@@ -49,11 +49,11 @@ inline void set_interface_address(const char* interface, const char* address) {
   set_interface_up(interface);
 }
 
-// A host that answers what comes to a socket until it is destroyed.
+// A host that answers the packets to a socket until it is destroyed.
 class Responder {
  public:
   using Bytes = std::vector<unsigned char>;
-  // Returns the packets with which a packet is answered.
+  // Returns the replies to a packet.
   using Answer = std::function<std::vector<Bytes>(const Bytes&)>;
 
   Responder(int number, Answer answer)
@@ -66,7 +66,7 @@ class Responder {
     close(socket_);
   }
 
-  // How many packets have come.
+  // Returns the number of packets received.
   int count() const {
     return count_;
   }
@@ -98,7 +98,7 @@ class Responder {
   std::thread thread_;
 };
 
-// A UDP socket at the address.
+// Opens a UDP socket at the address.
 inline int udp_socket(const char* address, std::uint16_t port) {
   const int number = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   const sockaddr_in own = internet_address(address, port);

@@ -30,7 +30,7 @@ void syslog(int priority, const char* text, ...) {
   va_end(arguments);
 }
 
-// What syslog becomes in a build with fortified sources.
+// syslog() in a build with fortified sources.
 __attribute__((format(printf, 3, 4))) void __syslog_chk(int priority, int /*flag*/, const char* text, ...) {
   va_list arguments;
   va_start(arguments, text);

@@ -131,7 +131,7 @@ std::vector<std::string>& recorded_log() {
   return platform().log;
 }
 
-// The C library's own, whose place this takes at link time.
+// Replaces the C library's function at link time.
 extern "C" {
 
 void openlog(const char* ident, int option, int facility) {

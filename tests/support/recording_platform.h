@@ -1,8 +1,8 @@
 #pragma once
 
-// A device that answers what a test tells it to and remembers, in order, what it was asked to do. It stands
-// in for the three platform libraries, for run_shell() and for syslog(); the accessors, the address
-// arithmetic and the file calls are the host platform's own. Nothing that is recorded is run.
+// A stub of the device, which returns what a test sets, and records the calls in order. It replaces the three
+// platform libraries, run_shell() and syslog(); the accessors, the address arithmetic and the file calls are
+// those of the host platform. Recorded calls are not executed.
 
 #include <json/json.h>
 
@@ -13,22 +13,22 @@
 #include <vector>
 
 struct RecordingPlatform {
-  // The answers.
-  std::map<std::string, Json::Value> configuration;       // by object name; a name that is missing fails
+  // The results of calls.
+  std::map<std::string, Json::Value> configuration;       // by object name; fetching a missing name fails
   std::map<std::string, int> database;                    // integers of the default system database
-  std::set<std::string> active_services;                  // what is_service_active answers
+  std::set<std::string> active_services;                  // for is_service_active
   std::map<std::string, std::string> hardware_addresses;  // "02:00:5e:00:00:10" by interface
   std::map<std::string, std::string> resolvable;          // address by host name
-  // Called with each shell line after it was recorded, for a test that needs an effect of it.
+  // Called with each shell line after it is recorded, for tests that need an effect of it.
   std::function<void(const std::string&)> on_shell = [](const std::string&) {};
-  int shell_status = 0;  // what qelsys returns
+  int shell_status = 0;  // result of qelsys
 
-  // The record. A shell line stands as it is; another call as its name and arguments with blanks between,
-  // an empty text as "".
+  // The record. A shell line is recorded verbatim; another call as its name and arguments, separated by
+  // spaces, with "" for an empty string.
   std::vector<std::string> calls;
-  // "notice lanfab apply": priority, blank, message.
+  // "notice lanfab apply": priority, space, message.
   std::vector<std::string> log;
 };
 
-// The one device of the process.
+// Returns the device of the process.
 RecordingPlatform& platform();

@@ -7,9 +7,9 @@
 #include <cstdio>
 #include <string>
 
-// A filter of GoogleTest that selects exactly the tests of the directory; empty if it has none.
+// Returns a GoogleTest filter that selects exactly the tests of the directory; empty if it has none.
 static std::string filter_of(const std::string& directory) {
-  // A build that is shipped leaves out what is before it.
+  // A release build strips the path before it.
   const std::string part = "tests/unit/" + directory + "/";
   const auto& program = *testing::UnitTest::GetInstance();
   std::string filter;

@@ -1,6 +1,6 @@
 #pragma once
 
-// A process that counts as a run of cmd_lanfab.
+// A process that looks like a run of cmd_lanfab.
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -12,7 +12,7 @@
 #include <string>
 #include <utility>
 
-// A shell with the name and the path of the program. It does as it is told and waits for its end.
+// A shell with the name and the path of the program. It executes commands and waits for its end.
 class RunProcess {
  public:
   explicit RunProcess(const char* orders = ":", std::string program = "/run/cmd_lanfab")

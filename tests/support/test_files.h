@@ -1,6 +1,6 @@
 #pragma once
 
-// Files and JSON texts of a test, for the tests of the platform too, which link nothing of the program.
+// Files and JSON of tests. Also for the tests of the platform, which link no code of the program.
 
 #include <gtest/gtest.h>
 #include <json/json.h>
@@ -11,7 +11,7 @@
 #include <sstream>
 #include <string>
 
-// Parses JSON text; a test with malformed JSON fails.
+// Parses JSON; the test fails if it is malformed.
 inline Json::Value json(const std::string& text) {
   Json::Value value;
   std::string complaints;
@@ -20,14 +20,14 @@ inline Json::Value json(const std::string& text) {
   return value;
 }
 
-// The bytes of a file; a missing file fails the test.
+// Returns the content of a file; the test fails if it is missing.
 inline std::string text_of_file(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   EXPECT_TRUE(file.is_open()) << path;
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// Creates the file with these bytes.
+// Creates a file with this content.
 inline void put_file(const std::string& path, const std::string& text) {
   std::ofstream file(path, std::ios::binary);
   file << text;
@@ -38,7 +38,7 @@ inline bool exists(const std::string& path) {
   return std::filesystem::exists(path);
 }
 
-// Removes everything in the directory.
+// Removes all files in the directory.
 inline void empty_directory(const std::string& directory) {
   for (const auto& entry : std::filesystem::directory_iterator(directory))
     std::filesystem::remove_all(entry);

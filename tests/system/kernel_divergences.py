@@ -1,6 +1,6 @@
-"""What somebody may change in the kernel of a gateway, and what lanfab status says of it.
+"""Changes in the kernel of a gateway, and the drift that lanfab status reports.
 
-docs/status.md lists the same in a table, which `table()` makes.
+`table()` generates the table in docs/status.md.
 """
 
 import dataclasses

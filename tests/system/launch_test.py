@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What the launcher of the gateway prints when a gateway cannot be booted. The kernels are stubs."""
+"""The launcher's output if a gateway cannot be booted. The kernels are stubs."""
 
 import sys
 import unittest
@@ -20,10 +20,10 @@ class Launch(CommandTest):
     def launch(self, *arguments, **environment):
         return self.run_command(LAUNCH, *arguments, **{"GATEWAY": "uml", **environment})
 
-    def test_the_reason_comes_first_and_the_stack_not_at_all(self):
+    def test_the_cause_comes_first_without_the_stack_trace(self):
         self.put("linux.uml", DEATH)
         done = self.launch("true")
-        self.expect(done, 1, "Gateway a has no result: Kernel panic - not syncing: Attempted to kill init!")
+        self.expect(done, 1, "Gateway a failed: Kernel panic - not syncing: Attempted to kill init!")
         self.assertIn("errno = 14", done.stderr)
         self.assertNotIn("+0x", done.stderr)
 
@@ -37,7 +37,7 @@ class Launch(CommandTest):
         self.expect(done, 0)
         self.assertEqual(done.stdout, "")
 
-    def test_the_probe_names_the_cause_and_what_to_do(self):
+    def test_the_probe_prints_cause_and_remedy(self):
         self.put("linux.uml", DEATH)
         self.expect(self.launch("--probe"), 1, "Kernel panic")
         self.put("linux.uml", "echo 'check_ptrace : ptrace failed, errno = 1'")
@@ -46,20 +46,20 @@ class Launch(CommandTest):
         self.assertEqual(len(done.stderr.splitlines()), 2)
         self.assertIn("Allow ptrace", done.stderr)
 
-    def test_the_probe_tells_what_is_not_installed_from_what_does_not_work(self):
+    def test_the_probe_distinguishes_missing_packages_from_other_errors(self):
         (self.programs / "python3").symlink_to(sys.executable)
         done = self.run_command("python3", LAUNCH, "--probe", PATH=str(self.programs), GATEWAY="uml")
-        self.expect(done, 3, "linux.uml is missing\n  scripts/install-packages gateway\n")
+        self.expect(done, 3, "linux.uml is not installed\n  Run: scripts/install-packages gateway\n")
 
     def test_the_kernel_of_qemu_is_not_downloaded_for_a_probe(self):
         for name in ("qemu-system-x86_64", "qemu-system-aarch64", "cpio", "modprobe", "busybox"):
             self.put(name, "exit 1")
         done = self.launch("--probe", GATEWAY="qemu", XDG_CACHE_HOME=str(self.directory))
-        self.expect(done, 3, "has not been downloaded")
+        self.expect(done, 3, "is not downloaded yet")
 
     def test_an_unknown_kernel(self):
         done = self.launch("true", GATEWAY="vmm")
-        self.expect(done, 1, "GATEWAY is 'vmm'\n  Set it to one of: uml, qemu\n")
+        self.expect(done, 1, "GATEWAY=vmm is invalid\n  Set it to one of: uml, qemu\n")
 
 
 if __name__ == "__main__":

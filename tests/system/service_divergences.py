@@ -1,4 +1,4 @@
-"""How a service can be otherwise than its files say, and what `lanfab status` says then: the rows of
+"""States of a service that differ from its files, and the drift that `lanfab status` reports: the rows of
 docs/status.md under "From files to services" and "By packets"."""
 
 import dataclasses

@@ -172,7 +172,7 @@ class BridgeOfBothPorts(BridgeCase):
         self.assertTrue(gateway.reaches("192.168.100.1", "lan1"))
 
     def test_networkd_accepts_every_line(self):
-        self.assertEqual(gateway.networkd_complaints(), [])
+        self.assertEqual(gateway.unit_file_warnings(), [])
 
 
 class BridgeOfOnePort(BridgeCase):

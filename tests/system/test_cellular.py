@@ -1,4 +1,5 @@
-"""A router's cellular link: addresses, routes, what a LAN host reaches, and a link that goes down and up."""
+"""A router's cellular link: addresses, routes, connectivity of a LAN host, and a link that goes down and
+up."""
 
 import unittest
 

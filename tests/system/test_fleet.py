@@ -1,6 +1,5 @@
-"""Roll-outs with the real Ansible over real SSH: the first gateway is the controller of the second one and of
-itself.
-"""
+"""Rollouts with the real Ansible over real SSH: the first gateway is the controller of the second one and of
+itself."""
 
 import json
 import pathlib

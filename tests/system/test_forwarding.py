@@ -1,4 +1,4 @@
-"""What the gateway forwards: between LANs, VLANs and the cellular link, switched on and off by applies."""
+"""Forwarding between LANs, VLANs and the cellular link, enabled and disabled by applies."""
 
 import sys
 import unittest

@@ -1,4 +1,4 @@
-"""What the manual page promises: a run that fails, the way back, and the lines that a run writes."""
+"""The procedures of the manual page: a run that fails, the rollback, and the lines that a run writes."""
 
 import json
 import pathlib

@@ -1,6 +1,6 @@
 """The Debian package on a gateway: installed, booted, its configuration changed.
 
-The gateway's own boot stops before multi-user.target; `package.boot` does the rest, as often as a test wants.
+The gateway's own boot stops before multi-user.target; `package.boot` does the rest, any number of times.
 """
 
 import re

@@ -1,4 +1,4 @@
-"""The history of confirmed trials, and what a report of a working gateway holds and hides."""
+"""The history of confirmed trials, and the contents and redactions of a working gateway's report."""
 
 import io
 import json

@@ -1,4 +1,4 @@
-"""A rollback leaves the kernel's network as it was: each example is applied, each other one tried."""
+"""A rollback restores the kernel's network: applies each example and tries each of the others."""
 
 import itertools
 import json

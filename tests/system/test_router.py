@@ -114,7 +114,7 @@ class Router(unittest.TestCase):
         self.assertFalse(gateway.exists("/var/run/LANFAB_LOCKED"))
 
     def test_networkd_accepts_every_line(self):
-        self.assertEqual(gateway.networkd_complaints(), [])
+        self.assertEqual(gateway.unit_file_warnings(), [])
 
 
 class RouterChanges(unittest.TestCase):

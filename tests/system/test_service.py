@@ -1,4 +1,4 @@
-"""The service with the package's confinement sets up what the program sets up without."""
+"""The service with the package's confinement configures the same as the program without it."""
 
 import json
 import os

@@ -1,4 +1,4 @@
-"""The confinement of the service: what is refused, and what still has to work in it."""
+"""The confinement of the service: operations that it denies, and those that must work in it."""
 
 import unittest
 

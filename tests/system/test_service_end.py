@@ -1,4 +1,4 @@
-"""A run of the service that takes too long: it ends, its lock goes with it, and the next one works."""
+"""A run of the service that takes too long: it is ended, its lock is removed, and the next run works."""
 
 import re
 import sys

@@ -1,4 +1,4 @@
-"""What lanfab status says of a gateway that is as its configuration wants it, and of one that is not."""
+"""The output of lanfab status on a gateway that matches its configuration, and on one with drift."""
 
 import contextlib
 import fcntl

@@ -1,4 +1,4 @@
-"""What lanfab status says of changes in the kernel, and that the command that it prints ends each of them."""
+"""lanfab status reports changes in the kernel, and the command that it prints fixes each of them."""
 
 import itertools
 import json

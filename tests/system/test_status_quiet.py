@@ -1,4 +1,5 @@
-"""lanfab status raises no false alarm: in any state of the cellular link, during a run, and over an hour."""
+"""lanfab status raises no false alarm: in every state of the cellular link, during a run, and over an
+hour."""
 
 import contextlib
 import json

@@ -1,4 +1,4 @@
-"""That lanfab status notices when a service is otherwise than its files say, and what only packets show."""
+"""lanfab status reports services whose state differs from their files, and faults that only packets show."""
 
 import json
 import os

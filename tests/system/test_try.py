@@ -1,4 +1,4 @@
-"""A configuration on trial: it comes back by itself, and stays when it is confirmed."""
+"""A trial: it is rolled back by itself, and stays if it is confirmed."""
 
 import fcntl
 import json

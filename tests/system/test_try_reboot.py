@@ -1,4 +1,4 @@
-"""What a loss of power leaves: the configuration that was confirmed, and none that was only tried."""
+"""After a power failure, the confirmed configuration is active, never one that was only tried."""
 
 import json
 import os

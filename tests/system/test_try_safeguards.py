@@ -1,4 +1,4 @@
-"""What somebody may do to the safeguards of a trial: the old network comes back all the same."""
+"""Removing the safeguards of a trial: the old network is restored."""
 
 import os
 import pathlib

@@ -1,4 +1,4 @@
-"""A trial when something goes wrong: whatever it is, the old network comes back or was never left."""
+"""Errors during a trial: the old network is always kept or restored."""
 
 import json
 import os

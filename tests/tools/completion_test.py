@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests the completions of `lanfab` and `cmd_lanfab` in a shell, as a user has it.
+"""Tests the completions of `lanfab` and `cmd_lanfab` in an interactive shell.
 
 Usage: completion_test.py bash|zsh|fish LANFAB
 """

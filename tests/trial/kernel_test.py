@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
-"""Runs `lanfab try` and `revert` in the sandbox with a kernel of stubs: what the rollback restores there, and
-what it reports. The program is the first argument.
-"""
+"""Runs `lanfab try` and `revert` in the sandbox with a kernel of stubs; checks what the rollback restores and
+reports. The program is the first argument."""
 
 import json
 import os

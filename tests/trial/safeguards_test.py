@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
-"""Removes the safeguards of a trial one by one, in the sandbox: it ends all the same. The program is the
-first argument.
-"""
+"""Removes the safeguards of a trial one by one, in the sandbox: the trial ends. The program is the first
+argument."""
 
 import fcntl
 import filecmp

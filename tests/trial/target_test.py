@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
-"""What a trial goes back to, and what `lanfab try`, `confirm` and `revert` say of it: only what is true. The
-program is the first argument.
-"""
+"""Tests the configuration to which a trial is rolled back, and that the messages of `lanfab try`, `confirm`
+and `revert` about it are correct. The program is the first argument."""
 
 import json
 import os

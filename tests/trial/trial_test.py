@@ -244,7 +244,7 @@ class Confinement(Trial):
 
     def test_as_the_packaged_unit(self):
         unit = pathlib.Path(__file__).parents[2] / "packaging/lanfab.service.in"
-        confinement = unit.read_text().split("\n# What follows confines")[1].split("[Install]")[0]
+        confinement = unit.read_text().split("\n# The settings below confine")[1].split("[Install]")[0]
         self.try_new()
         expected = ["SyslogIdentifier=cmd_lanfab", *(line for line in confinement.splitlines()
                                                      if "=" in line and not line.startswith("#"))]

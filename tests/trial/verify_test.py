@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
-"""Runs `lanfab try` with a gateway that does or does not become as the trial wants it, and with probes. The
-program is the first argument.
-"""
+"""Runs `lanfab try` with gateways that do and do not reach the configured state, and with probes. The program
+is the first argument."""
 
 import os
 import pathlib

@@ -17,8 +17,7 @@ constexpr char kUsage[] =
     "\n"
     "An action changes the network of this machine. See cmd_lanfab(8).\n";
 
-// An option in front of the action is no action: whoever types --help must not start a run, which would wait
-// for the one that holds the lock.
+// An option before the action is not an action: --help must not start a run, which would wait for the lock.
 int get_cmd_command_action_index(int argc, char* argv[], int* index) {
   if (argc >= 2 && argv[1][0] != '-') {
     *index = 1;

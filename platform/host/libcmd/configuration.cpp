@@ -1,7 +1,7 @@
-// Configuration objects from JSON files: the name "network" stands for <directory>/network.json, and
-// "network.tunnels.gre" for the value at "tunnels.gre" in it. configuration_file.h has the directories.
-// Whatever is wrong with a file is said on standard error as file:line:column: reason, since the callers know
-// no more than that the fetch failed.
+// Configuration objects from JSON files: the name "network" refers to <directory>/network.json, and
+// "network.tunnels.gre" to the value at "tunnels.gre" in it. configuration_file.h has the directories. Prints
+// errors in a file to standard error as file:line:column: reason, since the callers only see that the fetch
+// failed.
 
 #include <fcntl.h>
 #include <syslog.h>
@@ -30,13 +30,13 @@ struct CloseFile {
 
 struct ConfigurationFile {
   std::string path;
-  std::unique_ptr<std::FILE, CloseFile> stream;  // null, with errno set, if it cannot be opened
+  std::unique_ptr<std::FILE, CloseFile> stream;  // null, with errno set, if the file cannot be opened
 };
 
 }  // namespace
 
-// Opens the file of a trial. One that is there but cannot be read is an error: the installed one is not what
-// the gateway is to have.
+// Opens the file of a trial. If it exists but cannot be read, that is an error: the installed one is not the
+// intended configuration.
 static ConfigurationFile open_trial(const std::string& name) {
   const std::string path = std::string(kTrialDirectory) + name;
   const int descriptor = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
@@ -65,8 +65,8 @@ static bool read_active(const std::string& object_name, std::string& path, std::
   return !failure;
 }
 
-// "file:line:column: reason". The reason may quote a key as it is in the file, so what is not a printable
-// ASCII character becomes a question mark.
+// Formats "file:line:column: reason". The reason may quote a key of the file, so characters other than
+// printable ASCII become question marks.
 static std::string located(const std::string& path, Complaint complaint) {
   std::replace_if(
       complaint.reason.begin(), complaint.reason.end(), [](unsigned char c) { return c < 0x20 || c >= 0x7f; },
@@ -79,8 +79,8 @@ static void report(const std::string& complaint) {
   std::fprintf(stderr, "%s\n", complaint.c_str());
 }
 
-// Whether every text is allowed. The first one that is refused goes to standard error and, since it may be an
-// attempt to smuggle something in, to the log.
+// Whether every string is allowed. The first one that is not is reported on standard error and, since it may
+// be an attempted injection, in the log.
 static bool are_texts_allowed(const std::string& path, const std::string& text, const Json::Value& root) {
   const std::vector<RefusedText> refused = find_refused_texts(root);
   if (refused.empty()) return true;

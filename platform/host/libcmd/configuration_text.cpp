@@ -8,8 +8,7 @@
 #include <memory>
 #include <sstream>
 
-// 4 MB, many times what a large site needs. The memory of a run grows with the file, at thirty times its
-// size.
+// 4 MB, many times the size of a large site. A run's memory is about thirty times the size of the file.
 constexpr std::size_t kMaxSize = 4'000'000;
 
 std::optional<std::string> read_configuration(std::FILE* file, std::string& text) {
@@ -24,7 +23,7 @@ std::optional<std::string> read_configuration(std::FILE* file, std::string& text
   return std::nullopt;
 }
 
-// The first complaint of the parser, "* Line 3, Column 5\n  Reason\n".
+// Converts the first error of the parser, "* Line 3, Column 5\n  Reason\n".
 static Complaint first_complaint(const std::string& complaints) {
   std::istringstream first(complaints);
   std::string word;
@@ -45,11 +44,11 @@ std::optional<Complaint> parse_configuration(const std::string& text, Json::Valu
       return first_complaint(complaints);
     }
   } catch (const std::exception& error) {
-    // The parser throws when the whole is nested too deeply.
+    // The parser throws on too deep nesting.
     return Complaint{{}, error.what()};
   }
   if (!root.isObject()) return Complaint{{}, "the configuration is not an object"};
-  // The parser takes a NUL character for the end of the text.
+  // The parser treats a NUL character as the end.
   const std::size_t nul = text.find('\0', static_cast<std::size_t>(root.getOffsetLimit()));
   if (nul != std::string::npos)
     return Complaint{position_of(text, static_cast<std::ptrdiff_t>(nul)),

@@ -1,6 +1,6 @@
 #pragma once
 
-// The text of a configuration: reading and parsing it, and the place of what is wrong in it.
+// Reads and parses a configuration, and locates errors in it.
 
 #include <json/json.h>
 
@@ -15,18 +15,18 @@ struct Position {
   int column = 1;
 };
 
-// What is wrong with a text, and where.
+// An error in a configuration, and its location.
 struct Complaint {
   Position position;
   std::string reason;
 };
 
-// Reads to the end of the stream. Returns nothing, or why it failed: the error of the stream, or a text that
-// is larger than a configuration may be.
+// Reads to the end of the stream. Returns nothing on success; otherwise the error of the stream, or that the
+// configuration is too large.
 std::optional<std::string> read_configuration(std::FILE* file, std::string& text);
 
-// Parses strict JSON with an object as its root. Returns nothing, or what is wrong with it first.
+// Parses strict JSON with an object as its root. Returns nothing on success, otherwise the first error.
 std::optional<Complaint> parse_configuration(const std::string& text, Json::Value& root);
 
-// The place of the byte at `offset`.
+// Returns the location of the byte at `offset`.
 Position position_of(const std::string& text, std::ptrdiff_t offset);

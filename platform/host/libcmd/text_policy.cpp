@@ -6,19 +6,18 @@
 #include <optional>
 #include <string_view>
 
-// Where the texts are that the program puts into shell lines and scripts; [] is any element of a list.
+// The paths of the strings that the program writes to shell lines and scripts; [] is any element of an array.
 constexpr std::array<const char*, 3> kShellTexts = {
     "static_routes[].interface",            // the scripts that remove the static routes
     "static_routes[].gateway",              // the script that adds the cellular routes
     "tunnels.gre[].incoming_gre_gateway"};  // the command that fills a tunnel's routing table
 
-// All that POSIX wants quoted at least sometimes, and the braces that some shells expand.
+// All characters that POSIX requires to be quoted at least sometimes, and the braces that some shells expand.
 constexpr std::string_view kShellCharacters = " \t|&;<>()$`\\\"'*?[]#~=%{}!^";
 
 namespace {
 
-// Where the walk through the configuration is: at the root, or at a member of an object or an element of a
-// list.
+// A location in the configuration: the root, a member of an object, or an element of an array.
 struct Place {
   const Place* parent;   // null for the root
   std::string_view key;  // of a member
@@ -28,7 +27,7 @@ struct Place {
 
 }  // namespace
 
-// The characters of most texts, which no rule is about: a text of them alone needs no second look.
+// The characters of most strings, to which no rule applies: a string of only these needs no further checks.
 static std::array<bool, 256> plain_characters() {
   std::array<bool, 256> is_plain{};
   for (const char c : std::string_view("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._-:/"))
@@ -44,7 +43,8 @@ static bool is_plain(std::string_view text) {
   return true;
 }
 
-// The length of the character that begins at `text`, which has `size` bytes; 0 when it is not valid UTF-8.
+// Returns the length of the character at the beginning of `text`, which has `size` bytes; 0 if it is not
+// valid UTF-8.
 static std::size_t character_length(const unsigned char* text, std::size_t size) {
   const unsigned lead = text[0];
   if (lead < 0x80) return 1;
@@ -53,7 +53,7 @@ static std::size_t character_length(const unsigned char* text, std::size_t size)
   for (std::size_t i = 1; i < length; ++i) {
     if ((text[i] & 0xc0) != 0x80) return 0;
   }
-  // What a shorter form could hold, the halves of a surrogate pair, and what lies beyond the last character.
+  // Overlong encodings, surrogates, and code points above the last one.
   const unsigned second = text[1];
   if ((lead == 0xe0 && second < 0xa0) || (lead == 0xed && second > 0x9f)) return 0;
   if ((lead == 0xf0 && second < 0x90) || (lead == 0xf4 && second > 0x8f)) return 0;
@@ -71,7 +71,7 @@ static bool is_utf8(std::string_view text) {
   return true;
 }
 
-// The first control character of a valid text, a tab apart; nothing when it has none.
+// Returns the first control character of a valid string, except tabs; nothing if there is none.
 static std::optional<unsigned> find_control_character(std::string_view text) {
   for (std::size_t i = 0; i < text.size(); ++i) {
     const auto byte = static_cast<unsigned char>(text[i]);
@@ -83,7 +83,7 @@ static std::optional<unsigned> find_control_character(std::string_view text) {
   return std::nullopt;
 }
 
-// Why the text is refused wherever it stands; nothing when it is not.
+// Returns why the string is rejected at any path; nothing if it is not.
 static std::optional<std::string> why_refused(std::string_view text) {
   if (is_plain(text)) return std::nullopt;
   if (!is_utf8(text)) return "not valid UTF-8";
@@ -98,8 +98,8 @@ static std::string join(const std::string& path, const std::string& key) {
   return path.empty() ? key : path + "." + key;
 }
 
-// The path of the place, as a reader writes it: static_routes[2].gateway. A key that is refused is quoted,
-// its odd characters escaped.
+// Returns the path of the location, such as static_routes[2].gateway. A rejected key is quoted, with special
+// characters escaped.
 static std::string path_of(const Place& place) {
   if (place.parent == nullptr) return "";
   const std::string parent = path_of(*place.parent);
@@ -108,7 +108,7 @@ static std::string path_of(const Place& place) {
   return join(parent, why_refused(key) ? Json::writeString(Json::StreamWriterBuilder(), key) : key);
 }
 
-// The same without the positions in lists: static_routes[].gateway.
+// Returns the path without array indexes: static_routes[].gateway.
 static std::string pattern_of(const Place& place) {
   if (place.parent == nullptr) return "";
   const std::string parent = pattern_of(*place.parent);
@@ -139,7 +139,7 @@ static std::string_view key_of(const Json::Value::const_iterator& member) {
   return {begin, static_cast<std::size_t>(end - begin)};
 }
 
-// Calls itself as deep as the configuration is nested, which the parser limits.
+// The depth of the recursion is that of the configuration, which the parser limits.
 static void check(const Json::Value& value, const Place& place, std::vector<RefusedText>& refused) {
   if (value.isString()) {
     if (const auto reason = why_refused_at(place, text_of_string(value))) {

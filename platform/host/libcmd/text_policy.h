@@ -1,8 +1,8 @@
 #pragma once
 
-// What no text of a configuration may hold, whatever it is for. Texts go into unit files, dnsmasq's
-// configuration and shell lines as they stand: a line end would begin a directive of its own there, and a
-// semicolon a command.
+// Input validation: the characters that no string of a configuration may contain. Strings go verbatim into
+// unit files, dnsmasq's configuration and shell lines, where a line end would begin another directive, and a
+// semicolon another command.
 
 #include <json/json.h>
 
@@ -15,7 +15,7 @@ struct RefusedText {
   std::string reason;
 };
 
-// The texts and keys of the configuration `root` that are refused, in the order of the file:
-// - a text or key with a control character other than a tab, or that is not valid UTF-8;
-// - a text that reaches a shell line or a script, with a character that is special to the shell.
+// Returns the rejected strings and keys of the configuration `root`, in the order of the file:
+// - a string or key with a control character other than a tab, or that is not valid UTF-8;
+// - a string that reaches a shell line or a script, with a character that is special to the shell.
 std::vector<RefusedText> find_refused_texts(const Json::Value& root);

@@ -1,5 +1,5 @@
-// The system database as one SQLite table. The file is opened once, by the first call that needs it: some
-// runs touch it a handful of times, most not at all.
+// The system database as an SQLite table. The file is opened by the first call that needs it: some runs use
+// it a few times, most never.
 
 #include <sqlite3.h>
 #include <syslog.h>
@@ -17,7 +17,7 @@
 #include "sysdb_file.h"
 
 constexpr char kDefaultDatabase[] = "";
-// How long a call waits for another process that is writing.
+// How long a call waits for another writer.
 constexpr int kBusyTimeoutMs = 5000;
 
 namespace {
@@ -31,7 +31,7 @@ using Statement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
 
 }  // namespace
 
-// Logs why something has just failed.
+// Logs the last error.
 static void report_error(const char* action, const char* object, sqlite3* database) {
   const int error = sqlite3_system_errno(database);
   syslog(LOG_NOTICE, "%s: cannot %s %s: %s", system_database_file(), action, object,
@@ -42,7 +42,7 @@ static bool is_missing(const std::string& path) {
   return access(path.c_str(), F_OK) != 0 && errno == ENOENT;
 }
 
-// Null when the file cannot be opened.
+// Opens the file; returns null on failure.
 static sqlite3* open_database(const std::string& path, int flags) {
   sqlite3* database = nullptr;
   if (sqlite3_open_v2(path.c_str(), &database, flags | SQLITE_OPEN_NOMUTEX, nullptr) != SQLITE_OK) {
@@ -51,7 +51,7 @@ static sqlite3* open_database(const std::string& path, int flags) {
     return nullptr;
   }
   sqlite3_busy_timeout(database, kBusyTimeoutMs);
-  // The file is in /run and does not outlive the machine: there is no disk to wait for.
+  // The file is in /run and does not survive a reboot, so it need not be synced to disk.
   sqlite3_exec(database, "PRAGMA synchronous = OFF", nullptr, nullptr, nullptr);
   return database;
 }
@@ -61,8 +61,9 @@ const char* system_database_file() {
   return configured != nullptr ? configured : kSystemDatabase;
 }
 
-// The connection to the file that the environment names; it ends with the process, or when another file is
-// named. Null when the file is missing and `create_flag` is 0, or when it cannot be opened.
+// Returns the connection to the file that the environment names; it is closed when the process ends or
+// another file is named. Returns null if the file is missing and `create_flag` is 0, or if it cannot be
+// opened.
 static sqlite3* connection(int create_flag) {
   static sqlite3* database = nullptr;
   static std::string open_path;
@@ -75,7 +76,7 @@ static sqlite3* connection(int create_flag) {
   return database;
 }
 
-// Prepares `sql` with the texts bound to its parameters in order; the texts must outlive the statement.
+// Prepares `sql` with the strings bound to its parameters in order; the strings must outlive the statement.
 static Statement prepare(sqlite3* database, const char* sql, std::initializer_list<const char*> texts) {
   sqlite3_stmt* statement = nullptr;
   if (sqlite3_prepare_v2(database, sql, -1, &statement, nullptr) != SQLITE_OK) return nullptr;
@@ -93,7 +94,7 @@ static int write_entry(const char* database_name, const char* key, const char* v
   constexpr char kWrite[] = "INSERT OR REPLACE INTO entries VALUES(?, ?, ?)";
   Statement write = prepare(database, kWrite, {database_name, key, value});
   if (write == nullptr) {
-    // The first write since the device started: the file has no table yet.
+    // The first write after boot: the file has no table yet.
     constexpr char kCreate[] =
         "CREATE TABLE IF NOT EXISTS entries(database TEXT, key TEXT, value TEXT, PRIMARY KEY(database, key))";
     sqlite3_exec(database, kCreate, nullptr, nullptr, nullptr);
@@ -110,7 +111,7 @@ int sysdb_read_int(int /*database*/, const char* key, int* value) {
   const Statement read =
       prepare(database, "SELECT value FROM entries WHERE database = ? AND key = ?", {kDefaultDatabase, key});
   if (read == nullptr || sqlite3_step(read.get()) != SQLITE_ROW) {
-    // A file that is new has no table and no entry yet.
+    // A new file has no table and no entries.
     const int error = sqlite3_errcode(database);
     if (error != SQLITE_ERROR && error != SQLITE_DONE) report_error("read", key, database);
     return -1;

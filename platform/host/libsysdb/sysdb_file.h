@@ -1,9 +1,9 @@
 #pragma once
 
-// Where the host platform keeps the system database: an SQLite file with the table
-// entries(database, key, value), the default database having an empty name.
+// The system database of the host platform: an SQLite file with the table entries(database, key, value), in
+// which the default database has an empty name.
 
 inline constexpr char kSystemDatabase[] = "/var/run/sysdb.sqlite3";
 
-// That file, or the one that the environment names instead.
+// Returns the path of that file, or of the one that the environment names instead.
 const char* system_database_file();

@@ -12,7 +12,7 @@ static bool is_prefix(int prefix) {
   return prefix >= 0 && prefix <= kMaxPrefix;
 }
 
-// The netmask of a valid prefix, in host byte order.
+// Returns the netmask of a valid prefix length, in host byte order.
 static std::uint32_t mask_bits(int prefix) {
   return prefix == 0 ? 0 : UINT32_MAX << (kMaxPrefix - prefix);
 }

@@ -17,18 +17,18 @@ int delete_file(const char* path) {
   return -1;
 }
 
-// A carriage return above all: systemd-networkd takes it for a line end, and what follows it for a directive.
-// A zero byte only ends the text early.
+// Mainly a carriage return, which systemd-networkd treats as a line end, so that a directive could follow. A
+// zero byte only truncates the string.
 static bool is_control_character(int byte) {
   return (byte < 0x20 && byte != '\t' && byte != '\0') || byte == 0x7f;
 }
 
-// Reads up to the line end into `line`; false when the line does not fit or holds a control character, and
-// when the file cannot be read, which `file` then knows.
+// Reads up to the line end into `line`. Returns false if the line does not fit or contains a control
+// character, or on a read error, which ferror(file) reports.
 static bool read_line(std::FILE* file, char* line, std::size_t size) {
   std::size_t length = 0;
   for (int byte = std::getc(file); byte != EOF && byte != '\n'; byte = std::getc(file)) {
-    // The size also bounds what is read of a file without a line end.
+    // The size also limits reading from a file without a line end.
     if (length + 1 >= size || is_control_character(byte)) return false;
     line[length++] = static_cast<char>(byte);
   }

@@ -13,7 +13,8 @@
 
 using HardwareAddress = std::array<unsigned char, 6>;
 
-// Asks the kernel; false for an interface that does not exist or has no Ethernet address.
+// Queries the MAC address from the kernel. Returns false if the interface does not exist or has no Ethernet
+// address.
 static bool query_hardware_address(const char* ifname, HardwareAddress& address) {
   ifreq request{};
   const std::size_t length = std::strlen(ifname);
@@ -28,7 +29,7 @@ static bool query_hardware_address(const char* ifname, HardwareAddress& address)
   return true;
 }
 
-// Writes the six bytes as lower-case hexadecimal digits with `separator` between them.
+// Writes the six bytes as lowercase hexadecimal digits with `separator` between them.
 static int write_hardware_address(const char* ifname, const char* separator, char* buffer, std::size_t size) {
   buffer[0] = '\0';
   HardwareAddress address{};

@@ -12,7 +12,7 @@
 #include "platform/libvantor.h"
 #include "report.h"
 
-// A run that waits for a name server keeps other runs waiting.
+// Time limit: other runs wait while this one waits for a name server.
 constexpr unsigned kTimeLimitSeconds = 2;
 
 namespace {
@@ -25,7 +25,7 @@ struct FreeAddresses {
 
 }  // namespace
 
-// The first IPv4 address of `name`.
+// Returns the first IPv4 address of `name`.
 static bool look_up(const char* name, in_addr& address) {
   addrinfo hints{};
   hints.ai_family = AF_INET;
@@ -37,7 +37,7 @@ static bool look_up(const char* name, in_addr& address) {
   return true;
 }
 
-// Leaves all signals to the parent process, but for the alarm, which ends this one.
+// Blocks all signals, which the parent process handles, except the alarm, which ends this process.
 static void set_time_limit() {
   sigset_t others;
   sigfillset(&others);
@@ -47,8 +47,8 @@ static void set_time_limit() {
   alarm(kTimeLimitSeconds);
 }
 
-// Looks the name up and writes its address to the pipe; writes nothing when it has none. The exit status is
-// the error of the write.
+// Looks up the name and writes its address to the pipe; writes nothing if it has none. The exit status is the
+// error of the write.
 [[noreturn]] static void answer(const char* name, int pipe_end) {
   set_time_limit();
   in_addr address{};
@@ -56,7 +56,7 @@ static void set_time_limit() {
   _exit(write(pipe_end, &address, sizeof address) == sizeof address ? 0 : errno);
 }
 
-// Returns the exit status of the process, 0 when it was killed.
+// Returns the exit status of the process; 0 if it was killed.
 static int wait_for(pid_t child) {
   int status = 0;
   while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
@@ -64,7 +64,7 @@ static int wait_for(pid_t child) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : 0;
 }
 
-// What else than an error comes of a look-up.
+// Results of a lookup other than an error.
 constexpr int kAnswered = 0;
 constexpr int kNoAddress = -1;
 
@@ -79,8 +79,8 @@ static int read_answer(int pipe_end, in_addr& address) {
   return size == 0 ? kNoAddress : EIO;
 }
 
-// Looks the name up in a process of its own: the library's resolver tries silent name servers for longer than
-// a run may take. The result is that of read_answer.
+// Looks up the name in another process: the library's resolver waits longer for silent name servers than a
+// run may take. The result is that of read_answer.
 static int look_up_in_time(const char* name, in_addr& address) {
   int pipe_ends[2];
   if (pipe2(pipe_ends, O_CLOEXEC) != 0) return errno;
@@ -97,7 +97,7 @@ static int look_up_in_time(const char* name, in_addr& address) {
   return result;
 }
 
-// A dotted address is its own answer. A name without an address is no failure that the log has to tell.
+// A dotted address resolves to itself. A name without an address is not a failure worth logging.
 static bool find_address(const char* name, in_addr& address) {
   if (inet_pton(AF_INET, name, &address) == 1) return true;
   const int result = look_up_in_time(name, address);

@@ -8,7 +8,7 @@
 #include "platform/libvantor.h"
 #include "util/child_process.h"
 
-// Runs a tool without a shell, as run_and_wait does; returns its exit status, -1 when it did not run or exit.
+// Runs a tool without a shell, like run_and_wait. Returns its exit status, or -1 if it did not run or exit.
 static int run_tool(std::initializer_list<const char*> command) {
   const int status = run_and_wait(*command.begin(), command);
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;

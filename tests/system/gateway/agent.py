@@ -1,4 +1,4 @@
-"""Runs inside the gateway: sets up the cards, then runs the one command that the gateway was started for."""
+"""Runs inside the gateway: names the network cards, then runs the gateway's command."""
 
 import json
 import os
@@ -8,15 +8,15 @@ import sys
 
 
 def present_names():
-    """Returns the names that the kernel gave the cards: {MAC address: name}."""
+    """Returns the kernel's names of the cards: {MAC address: name}."""
     links = subprocess.run(["ip", "-json", "link"], stdout=subprocess.PIPE, text=True, check=True).stdout
     return {link["address"]: link["ifname"] for link in json.loads(links) if "address" in link}
 
 
 def network_commands(cards):
-    """Yields the `ip` lines that give each card its name and its namespace."""
+    """Yields the `ip` commands that set the name and namespace of each card."""
     names = present_names()
-    # A card may be in the way of another's name.
+    # A card may have the name of another one.
     for index, card in enumerate(cards):
         yield f"link set {names[card['mac_address']]} name card{index}"
     for index, card in enumerate(cards):
@@ -32,7 +32,7 @@ def plug_in(cards):
         if card["namespace"]:
             addresses = [f"addr add {address} dev {card['name']}" for address in card["addresses"]]
             run_ip(["link set lo up", f"link set {card['name']} up", *addresses], card["namespace"])
-    # systemd-networkd touches a link only after udev has seen it; the cards were there before udev.
+    # systemd-networkd ignores a link until udev has seen it; the cards existed before udev.
     subprocess.run(["udevadm", "trigger", "--action=add", "--subsystem-match=net"], check=True)
     subprocess.run(["udevadm", "settle"], check=True)
 

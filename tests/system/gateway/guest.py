@@ -1,4 +1,4 @@
-"""What a system test does with a gateway and with the hosts around it. Runs inside the gateway.
+"""The operations of system tests on a gateway and on the hosts around it. Runs inside the gateway.
 
 A host is a network namespace: `lan0` behind eth0, `lan1` behind eth1, each with a card of the same name as
 the namespace; `operator` behind wwan0 once `connect_cellular` has been called, and that of `connect_wifi`.
@@ -20,19 +20,19 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 CONFIGURATION = "/etc/lanfab/network.json"
 UNIT_DIRECTORY = "/run/systemd/network/"
 SYSDB = "/var/run/sysdb.sqlite3"
-# systemd 256 and newer report this for every unit of a router; packaging/systemd-networkd.service.conf does
-# what the line asks for.
+# systemd 256 and newer report this for every unit of a router. packaging/systemd-networkd.service.conf has
+# the setting that it recommends.
 FORWARDING_IS_IGNORED = "IPForward= setting is deprecated."
 PRIORITIES = ("emerg", "alert", "crit", "err", "warning", "notice", "info", "debug")
-# How many times longer than usual something may take: an emulated processor is slower.
+# Factor for time limits: an emulated processor is slower.
 SLOWNESS = int(os.environ.get("GATEWAY_SLOWNESS", "1"))
 LONGEST_COMMAND = 300 * SLOWNESS
-# Without it, a test may run a sample of its cases: CI has no time for all.
+# Without --exhaustive, a test may run a sample of its cases: CI has no time for all.
 IS_EXHAUSTIVE = "--exhaustive" in sys.argv
 
 
 class CommandFailed(AssertionError):
-    """A command that had to succeed failed; the text includes all its output."""
+    """A required command failed; the message includes its output."""
 
 
 def example(name):
@@ -89,11 +89,11 @@ class Gateway:
         return self.run("cmd_lanfab", *arguments, check=False)
 
     def configure(self, config):
-        """Makes `config` (the "network" object) the device's configuration without applying it."""
+        """Installs `config` (the "network" object) as the device's configuration without applying it."""
         self.write(CONFIGURATION, json.dumps(config, indent=2))
 
     def apply(self, config=None, *switches):
-        """Applies `config`, or the present configuration; fails if the program does."""
+        """Applies `config`, or the installed configuration; fails if the program does."""
         if config is not None:
             self.configure(config)
         return self.run("cmd_lanfab", "apply", *switches)
@@ -104,7 +104,7 @@ class Gateway:
     def dnsmasq(self):
         return self.run("cmd_lanfab", "dnsmasq")
 
-    # Files: without a process, which costs much more in a gateway.
+    # Files, read without a process, which is expensive in a gateway.
 
     def write(self, path, text):
         os.makedirs(os.path.dirname(path), exist_ok=True)
@@ -136,7 +136,7 @@ class Gateway:
             connection.execute("insert or replace into entries values(?,?,?)", (database, key, value))
 
     def unpack(self, package):
-        """Unpacks a package that the test names in ARCHIVES beside the machine's programs.
+        """Unpacks a package from the test's ARCHIVES next to the machine's programs.
 
         Its scripts do not run, and no service starts.
         """
@@ -203,13 +203,13 @@ class Gateway:
         ).stdout.splitlines()
         entries = [entry for entry in map(json.loads, lines) if entry["__CURSOR"] != since]
         for entry in entries:
-            # A message with a character that cannot be printed comes as its bytes.
+            # A message with an unprintable character is an array of its bytes.
             if isinstance(entry.get("MESSAGE"), list):
                 entry["MESSAGE"] = bytes(entry["MESSAGE"]).decode(errors="replace")
         return entries
 
     def journal_position(self):
-        """Returns a mark for `since` of `syslog`, `networkd_warnings` and `networkd_complaints`."""
+        """Returns a mark for `since` of `syslog`, `networkd_warnings` and `unit_file_warnings`."""
         entries = self._journal("--lines=1")
         return entries[0]["__CURSOR"] if entries else None
 
@@ -227,7 +227,7 @@ class Gateway:
         messages = [entry["MESSAGE"] for entry in entries]
         return [message for message in messages if FORWARDING_IS_IGNORED not in message]
 
-    def networkd_complaints(self, since=None):
+    def unit_file_warnings(self, since=None):
         """Returns systemd-networkd's warnings about the unit files."""
         return [message for message in self.networkd_warnings(since) if UNIT_DIRECTORY in message]
 
@@ -245,7 +245,7 @@ class Gateway:
         wait_online = ("/lib/systemd/systemd-networkd-wait-online", f"--timeout={timeout * SLOWNESS}", *names)
 
         def is_set_up():
-            # It waits for an event, but believes what systemd-networkd wrote before a restart.
+            # It waits for an event, but trusts what systemd-networkd wrote before a restart.
             self.run(*wait_online, check=False)
             return all(self.link_setup(ifname) == "configured" for ifname in ifnames)
 
@@ -267,12 +267,12 @@ class Gateway:
         return [line.split()[-1] for line in records.splitlines() if line.startswith("Address")]
 
     def dhcp_lease(self, namespace, ifname=None, hwaddr=None, vlan=None, request=None, seconds=8):
-        """Asks for a lease with busybox's udhcpc, configures the host with it and returns it, or None.
+        """Gets a lease with busybox's udhcpc, configures the host with it and returns it, or None.
 
-        `hwaddr` first gives the card (or the VLAN interface) that hardware address; `vlan` asks on that VLAN
-        of the card, whose interface is created as needed; `request` asks for that address. The keys are
-        udhcpc's: "ip", "mask" (a prefix length), "subnet", "router", "dns", "lease" (seconds), "serverid",
-        "interface". dnsmasq takes three seconds to check that an address is free before it offers it.
+        `hwaddr` is a MAC address to set first on the card (or the VLAN interface); `vlan` gets the lease on
+        that VLAN of the card, creating its interface if needed; `request` is the address to request. The keys
+        are udhcpc's: "ip", "mask" (a prefix length), "subnet", "router", "dns", "lease" (seconds),
+        "serverid", "interface". dnsmasq checks for three seconds that an address is free before offering it.
         """
         ifname = ifname or namespace
         if vlan is not None:
@@ -289,7 +289,7 @@ class Gateway:
         return dict(line.split("=", 1) for line in result.stdout.splitlines() if "=" in line)
 
     def add_vlan(self, namespace, parent, vlan):
-        """Gives a host a VLAN interface on its card, unless it has one; returns the interface's name."""
+        """Adds a VLAN interface to a host's card, unless it has one; returns the interface's name."""
         name = f"{parent}.{vlan}"
         if name not in self.links(namespace):
             vlan_link = ("link", parent, "name", name, "type", "vlan", "id", vlan)
@@ -298,7 +298,7 @@ class Gateway:
         return name
 
     def set_host_address(self, namespace, address, gateway=None, ifname=None):
-        """Gives a host this one static address and, with `gateway`, a default route."""
+        """Configures a host with only this static address and, with `gateway`, a default route."""
         ifname = ifname or namespace
         self.run("ip", "address", "flush", "dev", ifname, namespace=namespace)
         self.run("ip", "address", "add", address, "dev", ifname, namespace=namespace)
@@ -310,7 +310,7 @@ class Gateway:
         self.run("ip", "link", "set", "lo", "up", namespace=name)
 
     def connect_wifi(self, radio, namespace):
-        """Gives the gateway a Wi-Fi interface with a host on it: a cable plays the radio."""
+        """Adds a Wi-Fi interface with a host to the gateway: a cable simulates the radio."""
         self.add_namespace(namespace)
         peer = ("peer", "name", namespace, "netns", namespace)
         self.run("ip", "link", "add", radio, "type", "veth", *peer)

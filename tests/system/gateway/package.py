@@ -78,7 +78,7 @@ def boot(gateway):
 
 
 def shut_down(gateway):
-    """Undoes what a boot and the runs of the program did, to the state before a boot."""
+    """Restores the state before a boot, undoing the boot and the program's runs."""
     services = ("lanfab", "dnsmasq", "systemd-networkd.socket", "systemd-networkd")
     # Without the package there is no service "lanfab".
     gateway.run("systemctl", "stop", "multi-user.target", *services, check=False)
@@ -91,7 +91,7 @@ def shut_down(gateway):
 
 
 def prepare(gateway, file):
-    """Makes the gateway one on which the package was never installed, but all that it depends on."""
+    """Removes all traces of the package, but not its dependencies."""
     gateway.run("rm", "-rf", "/var/lib/dpkg", "/var/lib/systemd/deb-systemd-helper-enabled")
     gateway.run("rm", "-rf", "/var/volatile", "/var/data")
     directories = ("/var/lib/dpkg/info", "/var/lib/dpkg/updates", "/var/lib/dpkg/triggers", "/var/log")
@@ -120,7 +120,7 @@ def install(gateway, file):
 
 
 def make_former(gateway, file, former):
-    """Makes the package before this version of the present one; its program is the present one."""
+    """Builds the previous release's package with the current program."""
     tree = "/tmp/former"
     gateway.run("rm", "-rf", tree)
     gateway.run("dpkg-deb", "--raw-extract", file, tree)

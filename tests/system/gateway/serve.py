@@ -1,4 +1,5 @@
-"""Runs in the second of two gateways for each connection: does what the first one's `OtherGateway` asks."""
+"""Executes the operations of the first gateway's `OtherGateway`. Runs in the second gateway, for each
+connection."""
 
 import pickle
 import sys

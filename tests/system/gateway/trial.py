@@ -9,10 +9,10 @@ FILE = "/run/lanfab/network.json"
 PREVIOUS = f"{guest.CONFIGURATION}.previous"
 NEW = "/root/new.json"
 PROGRAM = "/usr/bin/cmd_lanfab"
-# Under its own name: it is a run, still.
+# Under its own name: it still is a run.
 HELD_PROGRAM = "/usr/local/lib/held/cmd_lanfab"
 HOLD = "/run/hold_apply"
-# Takes the place of the program, and waits until the trial has ended or nobody holds it any more.
+# A stub of the program that waits until the trial has ended or the test releases it.
 HOLDING = f"""#!/bin/sh
 while [ -e {FILE} ] && [ -e {HOLD} ]; do sleep 0.1; done
 exec {HELD_PROGRAM} "$@"
@@ -28,18 +28,17 @@ def one_port(ipv4):
 
 
 OLD = one_port(OLD_ADDRESS)
-# Whoever sits behind eth0 is cut off.
+# The new configuration locks out the host behind eth0.
 CUT_OFF = one_port(NEW_ADDRESS)
 
-# Tools that lanfab finds before those of the system while they are there, and the links to them. The links
-# lie over /usr/sbin, since root's lanfab trusts no PATH; the tools are not in /root, which its services do
-# not see.
+# Stubs that precede the system's tools while they exist, and the links to them. The links are over /usr/sbin,
+# since root's lanfab ignores PATH; the stubs are not in /root, which lanfab's services cannot access.
 TOOLS = "/usr/local/lib/tools"
 LINKS = "/usr/local/lib/links"
 
 
 class Tools:
-    """Scripts in the place of tools."""
+    """Stubs of tools."""
 
     def __init__(self, gateway, *names):
         self.gateway = gateway
@@ -61,7 +60,7 @@ class Trials:
         self.gateway = gateway
 
     def set_up(self):
-        """Brings the old configuration into force, with the host in reach, and lays the new one ready."""
+        """Applies the old configuration, waits until the host is reachable, and writes the new one."""
         gateway = self.gateway
         if gateway.exists(PREVIOUS) or not gateway.exists(guest.CONFIGURATION) or self.installed() != OLD:
             gateway.run("rm", "-f", guest.CONFIGURATION, PREVIOUS)
@@ -74,15 +73,15 @@ class Trials:
         return self.gateway.run("lanfab", *arguments, check=False)
 
     def try_new(self, *options):
-        """Begins a trial that only ends as the test wants it: on a slow machine the time of a short one is
-        over while lanfab still verifies it."""
+        """Begins a trial that does not time out: on a slow machine, a short one would
+        end while lanfab verifies it."""
         return self.lanfab("try", NEW, "--no-verify", *options)
 
     def installed(self):
         return json.loads(self.gateway.read(guest.CONFIGURATION))
 
     def active(self):
-        """Returns the configuration that a run would read."""
+        """Returns the active configuration, which a run would read."""
         return json.loads(self.gateway.read(FILE)) if self.gateway.exists(FILE) else self.installed()
 
     def is_under_way(self):
@@ -92,11 +91,11 @@ class Trials:
         return bool(self.gateway.run(*listing).stdout)
 
     def wait_for_end(self, timeout=80):
-        """Waits until nothing of a trial is left; returns whether it is so."""
+        """Waits until no trace of a trial is left; returns whether that is so."""
         return guest.wait_until(lambda: not self.is_under_way(), timeout, interval=0.5)
 
     def is_old_network_back(self):
-        """Waits for the end of the trial; returns whether all is as before it, and the host in reach."""
+        """Waits for the end of the trial; returns whether all is rolled back and the host is reachable."""
         return (
             self.wait_for_end()
             and self.active() == OLD
@@ -110,7 +109,7 @@ class Trials:
         return guest.wait_until(lambda: self.gateway.run(*show).stdout == "activating\n")
 
     def hold_apply(self):
-        """Has the apply of a trial wait as long as the trial is active. Returns what ends that."""
+        """Makes the apply of a trial wait while the trial is active. Returns the means to end the wait."""
         gateway = self.gateway
         gateway.write(HOLD, "")
         if not gateway.exists(HELD_PROGRAM):

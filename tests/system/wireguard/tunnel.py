@@ -1,7 +1,7 @@
 """Runs in a gateway whose kernel has WireGuard: a tunnel from the program's units carries traffic.
 
 systemd-networkd reads the units. The host behind eth1 is a router that knows only the two networks connected
-to it; the far end of the tunnel is behind it, set up with ip and wg.
+to it; the remote endpoint of the tunnel is behind it, set up with ip and wg.
 """
 
 import json
@@ -77,7 +77,7 @@ def setUpModule():
 class Tunnel(unittest.TestCase):
     def test_networkd_accepts_every_line(self):
         self.assertTrue(gateway.wait_for_setup("wg0"))
-        self.assertEqual(gateway.networkd_complaints(), [])
+        self.assertEqual(gateway.unit_file_warnings(), [])
 
     def test_the_far_end_answers_through_the_tunnel(self):
         self.assertTrue(gateway.reaches(FAR_ADDRESS, timeout=30), gateway.run("wg", "show").stdout)

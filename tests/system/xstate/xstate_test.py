@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""The gateway boots where the machine's kernel accepts nothing but the whole XSAVE area, as with AMX.
+"""The gateway boots on a kernel that only accepts the complete XSAVE area, as with AMX.
 
 Usage: xstate_test.py REJECT REGISTERS
 REJECT is the library that behaves as such a kernel does, REGISTERS the program that runs in the gateway.

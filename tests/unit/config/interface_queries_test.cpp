@@ -6,7 +6,7 @@ namespace {
 
 class InterfaceQueriesTest : public LanfabTest {
  protected:
-  // No question is answered with a log line or a call.
+  // No query logs or calls anything.
   void TearDown() override {
     EXPECT_THAT(platform().log, IsEmpty());
     EXPECT_THAT(platform().calls, IsEmpty());

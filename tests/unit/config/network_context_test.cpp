@@ -97,7 +97,7 @@ TEST_F(NetworkContextTest, ThePortsAreEnabledAsConfiguredAndEth0ByDefault) {
   }
 }
 
-// A port's object with this mode; a text in quotes, any other JSON as it is.
+// Returns a port's object with this mode, a quoted string or other JSON.
 static std::string port(const std::string& mode) {
   return R"({"network": {"mode": )" + mode + "}}";
 }
@@ -121,13 +121,13 @@ TEST_F(NetworkContextTest, AnyModeButRouterPutsThePortIntoPassThrough) {
            // eth0 wins.
            Case{port(R"("pass-through-auto")"), port(R"("pass-through-auto")"), true, "eth0", true},
            Case{port(R"("pass-through")"), port(R"("pass-through-auto")"), true, "eth0", false},
-           // Only the exact text means router, and only the exact text means automatic.
+           // Only the exact strings mean router and automatic.
            Case{port(R"("Router")"), "{}", true, "eth0", false},
            Case{port(R"("")"), "{}", true, "eth0", false},
            Case{port(R"("router ")"), "{}", true, "eth0", false},
            Case{port(R"("bridge")"), "{}", true, "eth0", false},
            Case{port(R"("Pass-through-auto")"), "{}", true, "eth0", false},
-           // A mode that is no text is missing.
+           // A mode that is not a string is missing.
            Case{port("1"), port("true"), false, "", false},
            Case{port("null"), port(R"("pass-through")"), true, "eth1", false},
            Case{port(R"(["pass-through"])"), "[]", false, "", false},

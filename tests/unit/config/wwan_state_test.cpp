@@ -34,7 +34,7 @@ static const std::vector<AddressFile>& address_files() {
   return files;
 }
 
-// What the reader leaves in a zeroed buffer of exactly the size that callers give.
+// Returns the content of a zeroed buffer of exactly the callers' size after reading.
 static std::string value_of(const AddressFile& file) {
   const std::vector<char> zeroes(16);
   std::vector<char> buffer = zeroes;

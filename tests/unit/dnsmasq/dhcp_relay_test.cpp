@@ -170,7 +170,7 @@ TEST_F(DhcpRelayTest, PrintsItsTraceLines) {
             "dnsmasq_write_dhcp_relay\n");
 }
 
-// --- What the configuration makes of a relay
+// --- Reading the configuration of a relay
 
 TEST_F(DhcpRelayTest, ARelayIsReadAsItIsWritten) {
   const Json::Value network = json(R"({"ipv4": "192.168.1.1", "dhcp": {"dhcp_relay": {"enable": true}}})");

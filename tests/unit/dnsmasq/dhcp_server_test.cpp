@@ -333,7 +333,7 @@ TEST_F(DhcpServerTest, AVlansOwnEnableIsNotConsulted) {
             kVlan10);
 }
 
-// A list with one VLAN of this identifier, served unless `serve` is "false".
+// A list with one VLAN of this ID, with a DHCP server unless `serve` is "false".
 static std::string vlan_list(const std::string& vid, const std::string& serve = "true") {
   return R"({"enable": true, "networks": [{"vid": )" + vid +
          R"(, "network": {"ipv4": "10.0.0.1", "netmask": 24,
@@ -365,7 +365,7 @@ TEST_F(DhcpServerTest, VlansPrintTheirTraceLines) {
   EXPECT_EQ(printed_by(add), "dnsmasq_add_vlan_interfaces\ndnsmasq_write_dhcp_server\n");
 }
 
-// --- What the configuration makes of a server
+// --- Reading the configuration of a server
 
 TEST_F(DhcpServerTest, ASectionIsReadAsItIsWritten) {
   const Json::Value network = json(R"({"ipv4": "192.168.1.1", "netmask": 24, "dhcp": {

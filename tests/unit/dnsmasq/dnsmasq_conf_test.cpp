@@ -6,10 +6,10 @@
 #include "dnsmasq/hosts.h"
 #include "lanfab_test.h"
 
-// Every interface off, so that the file holds its fixed parts only.
+// All interfaces disabled, so that the file only contains its fixed parts.
 constexpr char kAllOff[] = R"({"wired": {"eth0": {"enable": false}}})";
 
-// What stands before the sections of the interfaces, and what follows them.
+// The text before and after the sections of the interfaces.
 constexpr char kHead[] = R"(# Configuration file for dnsmasq
 
 # Never forward plain names (with a dot or domain port)
@@ -45,7 +45,7 @@ namespace {
 
 class DnsmasqConfTest : public LanfabTest {
  protected:
-  // Lets the two copies happen.
+  // Executes the two copy commands.
   void SetUp() override {
     LanfabTest::SetUp();
     platform().on_shell = [](const std::string& line) {
@@ -106,7 +106,7 @@ TEST_F(DnsmasqConfTest, ApplyingIsLogged) {
 
 // --- The sections of the interfaces
 
-// The bridge of eth0 and both access points; eth1 on its own, relaying; a VLAN; names.
+// The bridge of eth0 and both access points; eth1 alone, with a relay; a VLAN; names.
 constexpr char kEveryInterface[] = R"({
   "hostnames": [{"name": "printer", "ipv4": "192.168.1.9"}],
   "wired": {

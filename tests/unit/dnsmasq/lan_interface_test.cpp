@@ -24,7 +24,7 @@ constexpr char kEth0Relay[] = "# DHCP relay on eth0";
 constexpr char kWlan0Server[] = "# DHCP server on wlan0";
 constexpr char kWlan0Relay[] = "# DHCP relay on wlan0";
 
-// A port that serves DHCP, for itself and on a VLAN, and relays.
+// A port with a DHCP server, also on a VLAN, and a relay.
 static Json::Value port() {
   return json(R"({
     "enable": true,
@@ -37,7 +37,7 @@ static Json::Value port() {
           "enable": true, "start": "10.10.0.100", "end": "10.10.0.200"}}}]}}}})");
 }
 
-// An access point that serves DHCP and relays.
+// An access point with a DHCP server and a relay.
 static Json::Value access_point() {
   return json(R"({
     "enable": true,
@@ -410,7 +410,7 @@ TEST_F(LanInterfaceTest, AMemberAccessPointPrintsItsTraceLines) {
             "interface_is_bridged\n");
 }
 
-// --- Which sections an interface gets
+// --- The sections of an interface
 
 static void expect_sections(const LanSections& sections, bool has_server, bool has_vlan_servers,
                             bool has_relay) {

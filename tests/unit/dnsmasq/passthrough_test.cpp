@@ -8,7 +8,7 @@ namespace {
 
 enum class Mode { kStatic, kAutomatic };
 enum class Link { kDown, kUp, kAddressEmpty, kAddressMissing };
-// The link's gateway is one of the provider's, or that of the port's own link-local pair.
+// The link's gateway is the provider's, or that of the port's own link-local pair.
 enum class Gateway { kLinks, kPairs };
 
 // A port and its sections. The port is 192.168.1.1/24 with a pool from .100 to .200.
@@ -136,7 +136,7 @@ constexpr Port kEth1 = {
     "eth1",          "169.254.0.129", kEth1AutomaticWwan, kEth1AutomaticWwanPairsGateway, kEth1AutomaticPair,
     kEth1StaticWwan, kEth1StaticPair};
 
-// What the link manager left: 10.20.30.40/30 behind this gateway.
+// The values of the link manager: 10.20.30.40/30 with this gateway.
 static void put_link(Link link, const std::string& gateway = "10.20.30.41") {
   platform().database["CELL_CONNECTED"] = link == Link::kDown ? 0 : 1;
   put_file("/var/run/wwan_gw", gateway + "\n");
@@ -145,7 +145,7 @@ static void put_link(Link link, const std::string& gateway = "10.20.30.41") {
   if (link == Link::kAddressMissing) std::filesystem::remove("/var/run/wwan_ipv4");
 }
 
-// The "network" object of a port, with these "dhcp" settings besides its pool.
+// The "network" object of a port, with these "dhcp" settings in addition to its pool.
 static Json::Value network(Mode mode, const std::string& dhcp = "{}") {
   Json::Value object = json(R"({"ipv4": "192.168.1.1", "netmask": 24})");
   object["mode"] = mode == Mode::kStatic ? "pass-through" : "pass-through-auto";
@@ -175,7 +175,7 @@ static std::string section_of_eth0(const std::string& network) {
   return section_of("eth0", json(network));
 }
 
-// --- What is logged on the way to a section
+// --- The log before a section
 
 TEST_F(PassthroughTest, TheAutomaticSectionHandsOnTheCellularAddress) {
   put_link(Link::kUp);
@@ -261,9 +261,9 @@ TEST_F(PassthroughTest, AnyOtherModeIsStatic) {
 
 namespace {
 
-// What the device behind the port is given: "w" the cellular address, "p" that of the port's pair, "-"
-// nothing, as the port is an ordinary one. The three groups stand for "enable" being true, false and missing,
-// the letters of a group for "disable_dhcp_secondary" being so.
+// The address of the device behind the port: "w" for the cellular address, "p" for that of the port's pair,
+// "-" for none, since the port is an ordinary one. The three groups are for "enable" true, false and missing,
+// the letters of a group for "disable_dhcp_secondary" likewise.
 struct Decision {
   Mode mode;
   Link link;
@@ -318,7 +318,7 @@ TEST_F(PassthroughTest, EveryCaseHasItsSection) {
     for (const Decision& decision : kDecisions) {
       put_link(decision.link, decision.gateway == Gateway::kPairs ? port.pair_gateway : "10.20.30.41");
       for (std::size_t i = 0; i < std::size(kSettings); ++i) {
-        const char given = decision.given[i + i / 3];  // behind i letters and the blanks of their groups
+        const char given = decision.given[i + i / 3];  // after i letters and the spaces of their groups
         const Json::Value config = network(decision.mode, kSettings[i]);
         const Outcome result = outcome(port.name, config);
         ASSERT_EQ(result.text, expected_section(port, decision, given))
@@ -414,7 +414,7 @@ TEST_F(PassthroughTest, EachAddressHasItsOwnLeaseTime) {
   }
 }
 
-// --- Values that are missing
+// --- Missing values
 
 TEST_F(PassthroughTest, AStaticPortWithoutANetmaskLeavesItsOptionOut) {
   put_link(Link::kUp);

@@ -28,7 +28,7 @@ constexpr char kPortWithoutNetwork[] = R"({"enable": true})";
 constexpr char kRouterPort[] =
     R"({"enable": true, "network": {
       "mode": "router", "protocol": "static", "ipv4": "192.168.1.1", "netmask": 24}})";
-// A tunnel that lacks all that is required of it.
+// A tunnel without any required key.
 constexpr char kBrokenTunnels[] = R"({"gre": [{"enable": true}]})";
 
 // The result of an apply of this configuration.
@@ -41,7 +41,7 @@ static std::string wired(const std::string& eth0, const std::string& eth1) {
   return R"({"wired": {"eth0": )" + eth0 + R"(, "eth1": )" + eth1 + "}}";
 }
 
-// What the cellular link manager leaves when the link is up.
+// The values of the link manager while the link is up.
 static void put_cellular_values() {
   put_file("/var/run/wwan_intf", "wwan0\n");
   put_file("/var/run/wwan_ipv4", "10.20.30.40\n");
@@ -53,7 +53,7 @@ static std::ptrdiff_t count_of(const Lines& lines, const std::string& line) {
   return std::count(lines.begin(), lines.end(), line);
 }
 
-// The steps of a traced run, in order; what a step traces on its own account is left out.
+// The steps of a traced run, in order, without traces inside a step.
 static Lines steps_of(const std::string& trace) {
   static const Lines kSteps = {"apply",
                                "clear_static_routes",

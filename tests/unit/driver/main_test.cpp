@@ -1,4 +1,4 @@
-// The entry, with actions that the test makes up.
+// main(), with actions that the test defines.
 
 #include <sys/stat.h>
 #include <syslog.h>
@@ -15,7 +15,7 @@ int cmd_lanfab_main(int argc, char* argv[]);
 constexpr char kLock[] = "/var/run/LANFAB_LOCKED";
 constexpr char kTouchLock[] = "/bin/touch /var/run/LANFAB_LOCKED";
 
-// What the actions' own work returns, and what it looks at while it runs.
+// The results of the actions, and what they check while they run.
 static int apply_result;
 static int wwan_apply_result;
 static int dnsmasq_apply_result;
@@ -60,7 +60,7 @@ class MainTest : public LanfabTest {
     while_running = [] {};
     while_waiting = [] { FAIL() << "nothing was to be waited for"; };
     platform().configuration["network"] = json("{}");
-    // The one line whose effect the program relies on.
+    // The only line on whose effect the program depends.
     platform().on_shell = [](const std::string& line) {
       if (line == kTouchLock) put_file(kLock, "");
     };
@@ -74,7 +74,7 @@ class MainTest : public LanfabTest {
 
 }  // namespace
 
-// The status of `cmd_lanfab ARGUMENTS...`; the record is then that of this run alone.
+// Returns the exit status of `cmd_lanfab ARGUMENTS...`; the record is then that of this run only.
 static int run(std::vector<std::string> arguments) {
   platform().calls.clear();
   platform().log.clear();
@@ -87,7 +87,7 @@ static int run(std::vector<std::string> arguments) {
   return cmd_lanfab_main(static_cast<int>(arguments.size()), argv.data());
 }
 
-// The calls of a run between taking the lock and its end.
+// The calls of a run between acquiring the lock and its end.
 static Lines action_calls() {
   Lines& calls = platform().calls;
   EXPECT_GE(calls.size(), 2U);
@@ -95,7 +95,7 @@ static Lines action_calls() {
   return {calls.begin() + 2, calls.end()};
 }
 
-// The log of a run of this action, with these lines of the action's own.
+// Returns the log of a run of this action, with the action's own lines.
 static Lines log_of(const std::string& action, const Lines& own) {
   Lines log = {"notice cmd_lanfab start", "notice cmd_lanfab set lock", "notice lanfab " + action};
   log.insert(log.end(), own.begin(), own.end());
@@ -267,7 +267,7 @@ TEST_F(MainTest, TheLogIsOpenedUnderTheNameOfTheSubject) {
   EXPECT_EQ(platform().calls.at(0), "openlog network 0 " + std::to_string(LOG_LOCAL0));
 }
 
-// --- The switch
+// --- The option
 
 static std::size_t times_logged(const std::string& line) {
   return static_cast<std::size_t>(std::count(platform().log.begin(), platform().log.end(), line));
@@ -369,7 +369,7 @@ TEST_F(MainTest, ALockThatTheShellDidNotCreateDisturbsNothing) {
   EXPECT_EQ(platform().log, log_of("DNSMASQ", {}));
 }
 
-// --- The mask of new files
+// --- The umask
 
 TEST_F(MainTest, NewFilesAreReadableByAllAndWritableByNoOtherWhateverTheCallersMask) {
   for (const mode_t callers : {0077U, 0U}) {

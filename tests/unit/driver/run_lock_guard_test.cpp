@@ -81,7 +81,7 @@ TEST_F(RunLockGuardTest, TheWaitHasAnEnd) {
 }
 
 TEST_F(RunLockGuardTest, AFileThatWasRemovedMeanwhileIsNoGuard) {
-  // Its holder lets go of it between the two steps of the next one.
+  // Its holder releases it between the two steps of the next one.
   before_flock = [] { unlink(kRunLockGuard); };
   const RunLockGuard guard;
   EXPECT_TRUE(guard.is_held());

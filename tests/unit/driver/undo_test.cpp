@@ -19,7 +19,7 @@ class UndoTest : public LanfabTest {
 
 }  // namespace
 
-// Runs a shell line for a test that wants its effect; run_shell() only records here.
+// Executes a shell line for a test that needs its effect; run_shell() only records it here.
 static void run(const std::string& command) {
   std::FILE* shell = popen(command.c_str(), "r");
   ASSERT_NE(shell, nullptr);

@@ -20,7 +20,7 @@ class UnmanagedLinksTest : public LanfabTest {
   }
 
   NetworkContext ctx = context_of("{}");
-  // What the two listings show.
+  // The output of the two listings.
   std::string links;
   std::string routes;
 };
@@ -58,9 +58,9 @@ TEST_F(UnmanagedLinksTest, TheFirstEightWireguardLinksHaveARule) {
   };
   for (const Case& c :
        {Case{"wg0", "/sbin/ip rule del table 3006"}, Case{"wg7", "/sbin/ip rule del table 3013"},
-        // Whatever the two letters are, and whatever follows the digits.
+        // With any two letters, and anything after the digits.
         Case{"xx3", "/sbin/ip rule del table 3009"}, Case{"wg04b", "/sbin/ip rule del table 3010"},
-        // No digits read as 0.
+        // Without digits, the number is 0.
         Case{"wgx", "/sbin/ip rule del table 3006"}, Case{"wg", "/sbin/ip rule del table 3006"}}) {
     platform().calls.clear();
     delete_interface(&ctx, c.ifname, "wireguard");
@@ -150,13 +150,13 @@ TEST_F(UnmanagedLinksTest, AnUnmanagedLinkIsDeletedAfterItsRoutes) {
   clear_unmanaged_interfaces(&ctx);
   EXPECT_THAT(platform().calls,
               ElementsAre(kListLinks, kListRoutes, "/sbin/ip route del 10.2.0.0/16",
-                          // Behind single blanks the sixth field is the state, not the kind.
+                          // Split at single spaces, the sixth field is the state, not the kind.
                           "/sbin/ip link delete dev eth1 type off"));
   EXPECT_THAT(platform().log, ElementsAre("notice route del: /sbin/ip route del 10.2.0.0/16",
                                           "notice delete interface: /sbin/ip link delete dev eth1 type off"));
 }
 
-// The commands by which the links of a listing are deleted.
+// The commands that delete the links of a listing.
 static Lines deletions() {
   Lines result;
   for (const std::string& call : platform().calls)

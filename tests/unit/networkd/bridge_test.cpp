@@ -17,7 +17,7 @@ class BridgeTest : public LanfabTest {};
 
 }  // namespace
 
-// What write_bridge_network returns; its VLANs go to standard output, which is dropped.
+// Returns the result of write_bridge_network; its VLANs on standard output are dropped.
 static int write_bridge(const NetworkContext& ctx) {
   int result = 0;
   printed_by([&] { result = write_bridge_network(&ctx, "br-lan"); });
@@ -90,7 +90,7 @@ TEST_F(BridgeTest, APrimaryThatIsNoMemberGivesTheAddressAllTheSame) {
 }
 
 TEST_F(BridgeTest, ThePrimaryIsWiredWhenItsNameContainsEth) {
-  // Where the settings of a primary interface stand.
+  // The location of a primary interface's settings.
   struct Case {
     const char* primary;
     const char* config;
@@ -136,7 +136,7 @@ TEST_F(BridgeTest, WithoutAPrimaryTheNetworkUnitFails) {
 }
 
 TEST_F(BridgeTest, AUnitThatCannotBeOpenedFailsTheBridgeAndStopsNothing) {
-  // A unit that cannot be opened, and the log of it above debug.
+  // A unit that cannot be opened, and its log above debug.
   struct Case {
     const char* blocked;
     Lines notices;

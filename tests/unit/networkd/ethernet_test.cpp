@@ -21,7 +21,7 @@ Kind = vlan
 Id = 100
 )";
 
-// By which the network unit of the VLAN is known.
+// Lines that identify the network unit of the VLAN.
 constexpr char kVlanAddress[] = "\nAddress = 192.168.100.1/24\n";
 
 namespace {

@@ -6,7 +6,7 @@
 
 constexpr char kRouter[] = R"({"firewall": {"general": {"router": 1}}})";
 
-// What every unit of eth0 begins with, up to the lines of its [Network] section.
+// The beginning of every unit of eth0, up to the lines of its [Network] section.
 constexpr char kEth0Head[] = R"([Match]
 Name = eth0
 
@@ -18,7 +18,7 @@ RequiredFamilyForOnline = ipv4
 
 namespace {
 
-// A configuration and the text that it gives.
+// A configuration and its unit.
 struct TextCase {
   const char* config;
   const char* text;
@@ -34,7 +34,7 @@ static std::string eth0_unit(const NetworkContext& ctx, const std::string& node)
   return unit("20-eth0.network");
 }
 
-// The unit of eth0 for each of these "network" objects, on a device that routes.
+// The unit of eth0 for each of these "network" objects, on a device that forwards.
 template <std::size_t N>
 static void expect_eth0_units(const TextCase (&cases)[N]) {
   const NetworkContext ctx = context_of(kRouter);
@@ -416,7 +416,7 @@ TEST_F(NetworkUnitTest, ADeviceThatDoesNotRouteStopsForwardingWhileItWrites) {
   EXPECT_EQ(platform().calls.size(), 4U);
 }
 
-// --- The VLANs that ride on a link
+// --- The VLANs on a link
 
 constexpr TextCase kVlanIds[] = {
     {R"({"advanced": {"vlan": {"enable": true, "networks": [
@@ -599,7 +599,7 @@ TEST_F(NetworkUnitTest, TheBridgeHasNoVlansOfAnotherPort) {
 
 // --- Static routes
 
-// Each case is one entry of the list.
+// Each case is an entry of the list.
 constexpr TextCase kStaticRoutes[] = {
     {R"({"enable": true, "interface": "eth0", "gateway": "10.0.0.1", "ipv4": "10.20.30.40", "netmask": 24,
          "metric": 5})",

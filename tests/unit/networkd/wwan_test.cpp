@@ -6,7 +6,7 @@
 
 constexpr char kPostStartScript[] = "/var/run/post_networkd_start_actions_script";
 
-// What every pass-through run without an MTU writes for the cellular interface.
+// The cellular unit of every pass-through run without an MTU.
 constexpr char kPassthroughWwanUnit[] = R"([Match]
 Name = wwan0
 
@@ -51,7 +51,7 @@ static std::string router_sections(const std::string& config) {
   return text.substr(head.size());
 }
 
-// The configuration of a pass-through port with this mode and these further lines of its "network" object.
+// The configuration of a pass-through port with this mode and further lines in its "network" object.
 static std::string passthrough(const std::string& port, const std::string& mode, const std::string& network,
                                const std::string& cell = "{}") {
   return R"({"wireless": {"cell": )" + cell + R"(}, "wired": {")" + port + R"(": {"network": {"mode": ")" +
@@ -139,7 +139,7 @@ TEST_F(WwanTest, WithoutANecessaryValueNothingIsWritten) {
 }
 
 TEST_F(WwanTest, AValueThatIsTooLongIsNotAvailable) {
-  // A value of the link manager that just fits its buffer, and one that is too long by a character.
+  // A link manager's value that just fits its buffer, and one that is too long by one character.
   struct Case {
     const char* file;
     const char* fits;
@@ -205,7 +205,7 @@ Metric = 2
 
 namespace {
 
-// Text of the MTU file, "wireless.cell" and the [Link] section.
+// Content of the MTU file, "wireless.cell" and the [Link] section.
 struct MtuCase {
   const char* file;
   const char* cell;

@@ -3,7 +3,7 @@
 
 namespace {
 
-// One value of every type, and paths that lead past and around them.
+// A value of every type, and paths past and around them.
 class AccessorsTest : public ::testing::Test {
  protected:
   const Json::Value config = json(R"({

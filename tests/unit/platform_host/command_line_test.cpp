@@ -15,7 +15,7 @@ TEST(CommandLineTest, TheActionWordFollowsTheProgramsName) {
   }
 }
 
-// What standard error says when these are the arguments and none of them is an action word.
+// Returns the standard error for these arguments, none of which is an action word.
 static std::string answer_to(std::vector<std::string> arguments) {
   std::vector<char*> argv;
   for (std::string& argument : arguments)

@@ -16,14 +16,14 @@ class ConfigurationTest : public PlatformTest {
 
 }  // namespace
 
-// Fetches an object that must be there.
+// Fetches an object that must exist.
 static Json::Value fetched(const std::string& name) {
   Json::Value value;
   EXPECT_EQ(complaints_of([&] { EXPECT_EQ(cmd_get_value_json(name, value), 0) << name; }), "");
   return value;
 }
 
-// Fetches an object that must not be there; what standard error says about it.
+// Fetches an object that must not exist; returns the error on standard error.
 static std::string complaint(const std::string& name) {
   Json::Value value("before");
   std::string text = complaints_of([&] { EXPECT_NE(cmd_get_value_json(name, value), 0) << name; });
@@ -33,7 +33,7 @@ static std::string complaint(const std::string& name) {
   return text;
 }
 
-// What standard error says about a network.json with this text.
+// Returns the error on standard error about a network.json with this text.
 static std::string complaint_about(const std::string& text) {
   put_file("/run/config/network.json", text);
   return complaint("network");

@@ -5,7 +5,7 @@
 
 #include "platform_test.h"
 
-// Where the first mistake of a text is, and which.
+// Returns the location and the message of the first error.
 static std::string mistake_in(const std::string& text) {
   Json::Value root;
   const std::optional<Complaint> complaint = parse_configuration(text, root);
@@ -14,7 +14,7 @@ static std::string mistake_in(const std::string& text) {
          complaint->reason;
 }
 
-// What reading a file says.
+// Returns the error of reading a file.
 static std::string reading(const char* path, std::string& text) {
   std::FILE* file = std::fopen(path, "re");
   const std::string failure = read_configuration(file, text).value_or("");

@@ -9,7 +9,7 @@
 
 namespace fs = std::filesystem;
 
-// Of the whole test program.
+// For the whole test program.
 std::vector<std::string>& recorded_log() {
   return log_of_test;
 }
@@ -76,7 +76,7 @@ struct Value {
 
 }  // namespace
 
-// What is read of a file with these bytes into a buffer of this size.
+// Returns the result of reading a file with these bytes into a buffer of this size.
 static Value read_value(const std::string& bytes, std::size_t size) {
   put_file("/run/value", bytes);
   const auto buffer = dirty_buffer(size);

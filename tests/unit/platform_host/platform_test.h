@@ -1,7 +1,7 @@
 #pragma once
 
 // The fixture of the host platform's tests: empty runtime directories, no recorded commands, and an
-// environment that says nothing about where the platform keeps its files.
+// environment without the paths of the platform's files.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@
 #include "failing_call.h"
 #include "test_files.h"
 
-// The matchers that the tests speak with.
+// Matchers for the tests.
 using ::testing::AllOf;
 using ::testing::Each;
 using ::testing::ElementsAre;
@@ -25,10 +25,10 @@ using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
 using ::testing::StartsWith;
 
-// What the platform has logged in this test.
+// The platform's log in this test.
 inline std::vector<std::string> log_of_test;
 
-// Of the whole test program; waitpid is defined beside the tests of the tools.
+// For the whole test program; waitpid is defined in the tests of the tools.
 inline FailingCall failing_waitpid;
 
 class PlatformTest : public ::testing::Test {
@@ -44,14 +44,14 @@ class PlatformTest : public ::testing::Test {
   }
 };
 
-// A buffer of exactly this size, full of rubbish, whose bounds the address sanitizer watches.
+// A buffer of exactly this size, filled with garbage, whose bounds the address sanitizer checks.
 inline std::unique_ptr<char[]> dirty_buffer(std::size_t size) {
   std::unique_ptr<char[]> buffer(new char[size]);
   std::fill_n(buffer.get(), size, '\x7f');
   return buffer;
 }
 
-// What `action` wrote to standard error.
+// Returns the standard error of `action`.
 template <typename Action>
 std::string complaints_of(Action action) {
   testing::internal::CaptureStderr();

@@ -14,7 +14,7 @@
 
 namespace {
 
-// The sandbox has no network, and a hosts file that knows `localhost` alone.
+// The sandbox has no network, and a hosts file with `localhost` only.
 class ResolverTest : public PlatformTest {};
 
 struct Answer {
@@ -24,7 +24,7 @@ struct Answer {
 
 }  // namespace
 
-// Asks with room for `size` characters and the terminator.
+// Resolves a name with room for `size` characters and the terminator.
 static Answer ask(const char* name, int size = 15) {
   const auto buffer = dirty_buffer(static_cast<std::size_t>(size) + 1);
   const int result = domain_ip_to_ip_str(name, buffer.get(), size, 0, 0);
@@ -38,7 +38,7 @@ static FailingCall failing_read;
 static FailingCall failing_write;
 static int half_reads = 0;
 
-// The answer is the only text of this size that is read or written.
+// The answer is the only data of this size that is read or written.
 extern "C" ssize_t read(int file, void* buffer, std::size_t size) {
   const auto read_on = next<ssize_t (*)(int, void*, std::size_t)>("read");
   if (size != sizeof(in_addr)) return read_on(file, buffer, size);
@@ -106,7 +106,7 @@ TEST_F(ResolverTest, WithoutAProcessToAskThereIsNoAnswer) {
 TEST_F(ResolverTest, AnAnswerThatDoesNotArriveIsNoMissingAddress) {
   failing_read.fail(1, EIO);
   EXPECT_NE(ask("localhost").result, 0);
-  // The process that asks writes it.
+  // The resolving process writes it.
   failing_write.fail(1, EIO);
   EXPECT_NE(ask("localhost").result, 0);
   half_reads = 1;
@@ -126,7 +126,7 @@ TEST_F(ResolverTest, ANameWithoutAnAddressIsNotLogged) {
   EXPECT_THAT(log_of_test, IsEmpty());
 }
 
-// A name server on the loopback interface that never answers, in the place of the machine's own.
+// A name server on the loopback interface that never answers, instead of the machine's.
 class SilentNameServer {
  public:
   SilentNameServer() : socket_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {

@@ -17,14 +17,14 @@ class SysdbTest : public PlatformTest {
     setenv("LANFAB_SYSDB", file_.c_str(), 1);
   }
 
-  // A file of its own for each test: the platform keeps the one that it has opened.
+  // A separate file for each test: the platform keeps the file open.
   const std::string file_ =
       std::string("/run/") + testing::UnitTest::GetInstance()->current_test_info()->name() + ".sqlite3";
 };
 
 }  // namespace
 
-// The rows of a statement, each as its columns with bars between; another program's view of the file.
+// Returns the rows of a statement, with bars between columns, as another program sees them.
 static std::vector<std::string> query(const std::string& file, const std::string& sql) {
   std::vector<std::string> rows;
   sqlite3* database = nullptr;
@@ -47,7 +47,7 @@ static std::vector<std::string> entries(const std::string& file) {
   return query(file, "SELECT database, key, value FROM entries ORDER BY database, key");
 }
 
-// How many of this process's descriptors are open on the file.
+// Returns the number of this process's descriptors that are open on the file.
 static std::ptrdiff_t open_descriptors_of(const std::string& file) {
   const std::filesystem::directory_iterator descriptors("/proc/self/fd");
   return std::count_if(begin(descriptors), end(descriptors), [&](const auto& descriptor) {
@@ -56,7 +56,7 @@ static std::ptrdiff_t open_descriptors_of(const std::string& file) {
   });
 }
 
-// What is read of a key that holds this text; 42 when the reading fails and leaves the value alone.
+// Returns the result of reading a key with this value; 42 if that fails and leaves the value unchanged.
 static int read_back(const char* text) {
   EXPECT_EQ(sysdb_write_str(0, "CELL_CONNECTED", text, 0), 0);
   int value = 42;

@@ -7,7 +7,7 @@ using ::testing::IsEmpty;
 
 class TextPolicyTest : public PlatformTest {};
 
-// "path: reason" of each refused text.
+// Returns "path: reason" of each rejected string.
 static std::vector<std::string> refused(const std::string& text) {
   std::vector<std::string> lines;
   for (const RefusedText& found : find_refused_texts(json(text)))
@@ -15,7 +15,7 @@ static std::vector<std::string> refused(const std::string& text) {
   return lines;
 }
 
-// What is refused of the text at "a".
+// Returns the reason why the string at "a" is rejected.
 static std::vector<std::string> refused_bytes(const std::string& bytes) {
   return refused("{\"a\": \"" + bytes + "\"}");
 }

@@ -10,14 +10,14 @@
 
 namespace {
 
-// The tools are recorders in the sandbox. PATH is put back after each test.
+// The tools are stubs in the sandbox. PATH is restored after each test.
 class ToolsTest : public PlatformTest {
  protected:
   void TearDown() override {
     setenv("PATH", path_.c_str(), 1);
   }
 
-  // Puts a shell script of this name in front of all other tools.
+  // Creates a shell script of this name before all other tools.
   void put_first_on_path(const std::string& tool, const std::string& script) {
     put_file("/run/" + tool, "#!/bin/sh\n" + script);
     std::filesystem::permissions("/run/" + tool, std::filesystem::perms::owner_all);
@@ -40,7 +40,7 @@ extern "C" pid_t waitpid(pid_t process, int* status, int options) {
   return next<pid_t (*)(pid_t, int*, int)>("waitpid")(process, status, options);
 }
 
-// Whether whoever starts a program is told that there is none: under an emulator only its exit status tells.
+// Whether starting a missing program fails: under an emulator, only its exit status shows that.
 static bool is_start_seen() {
   pid_t child = 0;
   char* const words[] = {nullptr};

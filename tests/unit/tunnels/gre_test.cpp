@@ -8,13 +8,13 @@ class GreTest : public LanfabTest {};
 
 }  // namespace
 
-// A tunnel with the inner settings that it must have.
+// A tunnel with the required inner settings.
 static Json::Value tunnel() {
   return json(R"({"enable": true, "tunnel_local_ip": "10.9.0.1", "tunnel_netmask": 30,
                     "tunnel_remote_ip": "10.9.0.2"})");
 }
 
-// The same with one more key.
+// This tunnel with another key.
 static Json::Value tunnel_with(const std::string& key, const Json::Value& value) {
   Json::Value extended = tunnel();
   extended[key] = value;
@@ -116,7 +116,7 @@ TEST_F(GreTest, AnEntryThatIsNoObjectIsADisabledTunnel) {
                           "/sbin/ip tunnel del gre-tun2", "/usr/bin/route_table_flush 309"));
 }
 
-// --- What the configuration makes of a tunnel
+// --- Reading the configuration of a tunnel
 
 TEST_F(GreTest, AMissingInnerSettingIsNamedAndTheFirstOneOfSeveral) {
   const Json::Value complete = tunnel();

@@ -13,7 +13,7 @@
 
 namespace {
 
-// Whether the system has the group of systemd-networkd, and each owner that a file was given.
+// Whether the system has the group of systemd-networkd, and the recorded file owners.
 struct Ownership {
   bool has_networkd = false;
   std::vector<std::pair<uid_t, gid_t>> owners;
@@ -29,7 +29,7 @@ static Ownership& ownership() {
 constexpr gid_t kNetworkdGroup = 998;
 constexpr uid_t kSameUser = static_cast<uid_t>(-1);
 
-// The C library's own, which these take the place of at link time.
+// Replace the C library's functions at link time.
 extern "C" {
 
 struct group* getgrnam(const char* name) {
@@ -88,7 +88,7 @@ static mode_t mode_of(const std::string& name) {
   return status.st_mode & 07777;
 }
 
-// What the netdev unit of wg0 begins with.
+// The beginning of the netdev unit of wg0.
 constexpr char kNetdevHead[] = R"([NetDev]
 Name = wg0
 Kind = wireguard
@@ -98,7 +98,7 @@ PrivateKey = cPRIVATEkeyPRIVATEkeyPRIVATEkeyPRIVATEkey01=
 FirewallMark = 3006
 )";
 
-// What the network unit of wg0 begins and ends with.
+// The beginning and the end of the network unit of wg0.
 constexpr char kNetworkHead[] = R"([Match]
 Name = wg0
 
@@ -391,7 +391,7 @@ TEST_F(WireguardTest, WithoutThatGroupTheUnitStaysWithItsOwner) {
   EXPECT_THAT(ownership().owners, IsEmpty());
 }
 
-// Whether a text holds a key, or so much of one that it gives something away.
+// Whether a text contains a key, or a revealing part of one.
 static bool gives_away_a_key(const std::string& text) {
   return text.find("PRIVATE") != std::string::npos || text.find("SHARED") != std::string::npos;
 }
@@ -431,7 +431,7 @@ TEST_F(WireguardTest, NoKeyStandsInTheNetworkUnit) {
 // --- Peers
 
 TEST_F(WireguardTest, EachPeerWithAPublicKeyHasASectionAndEachNetworkARoute) {
-  // The list, its part of each unit, and how many of its peers lack their public key.
+  // The list, its part of each unit, and the number of peers without a public key.
   struct Case {
     const char* peers;
     const char* netdev;
@@ -528,7 +528,7 @@ TEST_F(WireguardTest, PrintsItsTraceLines) {
             "open_unit_file\n");
 }
 
-// --- What the configuration makes of an interface
+// --- Reading the configuration of an interface
 
 TEST_F(WireguardTest, TheEnabledInterfacesOfAnEnabledWireguardAreRead) {
   Json::Value wireguard = json(R"({"enable": true, "interfaces": [

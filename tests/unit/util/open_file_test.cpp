@@ -19,7 +19,7 @@ constexpr char kFile[] = "/var/run/file";
 
 class OpenFileTest : public LanfabTest {};
 
-// What is larger finds no memory.
+// Larger allocations fail.
 static std::size_t largest_allocation = SIZE_MAX;
 
 void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {

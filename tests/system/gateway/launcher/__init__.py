@@ -1,1 +1,1 @@
-"""The parts of `launch`: what there is to boot, the two kernels that can be booted, and the cleaning up."""
+"""The parts of `launch`: the files to boot, the two kernels, and the cleanup."""

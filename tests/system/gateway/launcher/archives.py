@@ -1,4 +1,4 @@
-"""Debian packages that a gateway has and the machine need not have."""
+"""Debian packages for a gateway that the machine need not have."""
 
 import pathlib
 import re
@@ -14,14 +14,14 @@ DOCUMENTS = ("doc", "doc-base", "info", "locale", "man")
 
 
 def missing_with(name):
-    """Returns the package and those of its dependencies that the machine lacks."""
+    """Returns the package and its dependencies that are not installed on the machine."""
     plan = output_of("apt-get", "-o", "Debug::NoLocking=1", "--simulate", "--reinstall",
                      "--no-install-recommends", "install", name)
     return re.findall(r"^Inst (\S+)", plan, re.MULTILINE)
 
 
 def fetch(name, target):
-    """Writes the files of the package, and of what it needs, into one archive of tar's."""
+    """Writes the files of the package and of its dependencies into a tar archive."""
     with tempfile.TemporaryDirectory(dir=target.parent) as working:
         print(f"Downloading {name}, once", file=sys.stderr)
         download(missing_with(name), working)
@@ -37,7 +37,7 @@ def fetch(name, target):
 
 
 def archive_of(name):
-    """Returns the archive with the files of a package and of what it needs; downloads it the first time."""
+    """Returns the archive of a package and its dependencies; downloads it the first time."""
     target = cache_directory() / f"{name}.tar"
     if not target.exists():
         fetch_once(target, lambda path: fetch(name, path), f"The package {name}", UNPACKED_MIB)

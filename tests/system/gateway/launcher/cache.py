@@ -1,4 +1,4 @@
-"""What is downloaded for gateways: once, into a directory of the user's. None of it is installed."""
+"""Downloads for gateways: once, to a directory of the user. Nothing is installed."""
 
 import fcntl
 import os
@@ -7,11 +7,11 @@ import platform
 import subprocess
 import tarfile
 
-from launcher.trouble import CannotBoot
+from launcher.errors import CannotBoot
 
 
 def cache_directory():
-    """Returns the directory of this user for what is downloaded for this system."""
+    """Returns the user's directory for downloads for this system."""
     base = os.environ.get("XDG_CACHE_HOME") or pathlib.Path.home() / ".cache"
     release = platform.freedesktop_os_release()
     system = f"{release['ID']}-{release.get('VERSION_ID', '')}-{platform.machine()}"
@@ -19,19 +19,19 @@ def cache_directory():
 
 
 def output_of(*command):
-    """Returns what a command prints; raises `CalledProcessError`."""
+    """Returns the output of a command; raises `CalledProcessError`."""
     return subprocess.run(command, capture_output=True, text=True, check=True).stdout
 
 
 def download(packages, directory):
-    """Downloads these packages of Debian, and no others."""
+    """Downloads these Debian packages, without dependencies."""
     # As root, apt would want a directory that its own user can write.
     command = ("apt-get", "-o", "APT::Sandbox::User=root", "download", "-qq", *packages)
     subprocess.run(command, cwd=directory, stderr=subprocess.PIPE, text=True, check=True)
 
 
 def fetch_once(target, fetch, name, megabytes):
-    """Calls `fetch(target)`, which makes the target whole or not at all, unless it is there.
+    """Calls `fetch(target)`, which creates the target completely or not at all, unless it exists.
 
     Several launchers do so at the same time; `name` is what the user is told about.
     """
@@ -43,13 +43,13 @@ def fetch_once(target, fetch, name, megabytes):
                 fetch(target)
     except (OSError, subprocess.CalledProcessError, tarfile.TarError, StopIteration) as error:
         raise CannotBoot(
-            f"{name} cannot be fetched to {target.parent}: {explain(error)}",
-            f"Look whether apt-get reaches its archive and {megabytes} MB are free there",
+            f"{name}: could not download to {target.parent}: {explain(error)}",
+            f"Check the network connection, and that {megabytes} MB are free there",
         ) from error
 
 
 def explain(error):
-    """Returns what failed, in one line."""
+    """Returns the error in one line."""
     if isinstance(error, subprocess.CalledProcessError):
         lines = (error.stderr or "").strip().splitlines()
         return lines[-1] if lines else f"{error.cmd[0]} failed"

@@ -1,4 +1,4 @@
-"""One gateway, whatever kernel it has."""
+"""A gateway, with either kernel."""
 
 import contextlib
 import dataclasses
@@ -18,14 +18,14 @@ CHECKOUT = SOURCE.parents[2]
 
 @dataclasses.dataclass
 class Files:
-    """What a gateway gets from the machine: {file: path in the gateway}, and a directory for /etc/lanfab."""
+    """The files for a gateway, {file: path in the gateway}, and a directory for /etc/lanfab."""
 
     copies: dict
     disk: pathlib.Path | None = None
 
 
 class Gateway:
-    """One gateway: its kernel's process, its consoles and the directory that it shares with the launcher."""
+    """A gateway: its kernel's process, its consoles, and the directory that it shares with the launcher."""
 
     def __init__(self, name, directory, files, console_shown=False, terminal=False):
         self.name = name
@@ -44,7 +44,7 @@ class Gateway:
         self.cables.append((card, far_card))
 
     def boot(self, kernel, task, janitor, **environment):
-        """Starts the kernel, with these variables for its first program."""
+        """Starts the kernel, with environment variables for its first program."""
         task = {**task, "files": self._hand_over_files(), "cards": [*map(self._describe, self.cables)]}
         (self.shared / "task.json").write_text(json.dumps(task), encoding="utf-8")
         command, own_environment, stdout = kernel.command(self, {**self._environment(), **environment})
@@ -74,7 +74,7 @@ class Gateway:
         }
 
     def _environment(self):
-        """Returns what `init` must know."""
+        """Returns the environment variables of `init`."""
         names = {
             "GATEWAY_SOURCE": SOURCE,
             "GATEWAY_CHECKOUT": CHECKOUT,
@@ -91,7 +91,7 @@ class Gateway:
         }
 
     def wait_for_end(self, deadline):
-        """Returns whether the kernel has ended in time."""
+        """Waits for the kernel to exit; returns whether it did in time."""
         try:
             self.process.wait(max(0, deadline - time.monotonic()))
         except subprocess.TimeoutExpired:
@@ -111,14 +111,14 @@ BEGUN = "The gateway has begun."
 
 
 def probe(kernel, directory, janitor, seconds):
-    """Boots a kernel that ends at once. Returns None if it did, or why it did not."""
+    """Boots a kernel that exits immediately. Returns None, or the error if it did not boot."""
     gateway = Gateway("probe", directory, Files({}))
     gateway.boot(kernel, {}, janitor, GATEWAY_PROBE="yes")
     in_time = gateway.wait_for_end(time.monotonic() + seconds)
     if BEGUN in gateway.console.lines:
         return None
     if in_time:
-        return "; before that: ".join((gateway.console.reason(), *gateway.console.before_reason(1)))
+        return "; before that: ".join((gateway.console.cause(), *gateway.console.before_cause(1)))
     gateway.process.kill()
     gateway.process.wait()
     return f"it did not boot in {seconds:g} s"

@@ -8,7 +8,7 @@ import termios
 
 
 class Janitor:
-    """Cleans up when the launcher ends, however it ends: a separate process that waits for a pipe to close.
+    """Cleans up when the launcher exits or is killed: a separate process that waits for a pipe to close.
 
     Each line that it reads names a process group to kill. It must be created before any thread.
     """

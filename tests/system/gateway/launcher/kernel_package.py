@@ -12,7 +12,7 @@ import tempfile
 
 from launcher.cache import cache_directory, download, fetch_once, output_of
 from launcher.gateway import SOURCE
-from launcher.trouble import CannotBoot, NotInstalled
+from launcher.errors import CannotBoot, NotInstalled
 
 # The packages that depend on the newest kernel: Ubuntu's and Debian's.
 LATEST = ("linux-image-virtual", "linux-image-amd64", "linux-image-arm64")
@@ -41,12 +41,12 @@ def packages():
     """Returns the names of the packages with the newest kernel and its modules."""
     image = next((name for latest in LATEST for name in dependencies(latest)), None)
     if image is None:
-        raise CannotBoot("apt knows no kernel for QEMU", "As root: apt-get update")
+        raise CannotBoot("apt has no kernel package for QEMU", "As root: apt-get update")
     return [image, *(name for name in dependencies(image) if name.startswith("linux-modules-"))]
 
 
 def unpack(package, directory):
-    """Unpacks the wanted files of a package."""
+    """Unpacks the required files of a package."""
     command = ["dpkg-deb", "--fsys-tarfile", package]
     with subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL) as unpacking:
         with tarfile.open(fileobj=unpacking.stdout, mode="r|") as archive:
@@ -60,7 +60,7 @@ def unpack(package, directory):
 
 
 def fetch(target):
-    """Downloads and unpacks the kernel; `target` appears whole or not at all."""
+    """Downloads and unpacks the kernel; creates `target` completely or not at all."""
     names = packages()
     print(f"Downloading the kernel for QEMU, once: {' '.join(names)}", file=sys.stderr)
     with tempfile.TemporaryDirectory(dir=target.parent) as working:
@@ -80,14 +80,14 @@ class KernelPackage:
         target = cache_directory() / "kernel"
         if not target.exists():
             if not may_fetch:
-                raise NotInstalled("The kernel for QEMU has not been downloaded", "The first gateway does it")
+                raise NotInstalled("The kernel for QEMU is not downloaded yet", "Boot a gateway first")
             fetch_once(target, fetch, "The kernel for QEMU", UNPACKED_MIB)
         self.image = next((target / "boot").iterdir())
         self.modules = target / "lib/modules"
         self.release = next(self.modules.iterdir()).name
 
     def _first_modules(self):
-        """Returns the files of FIRST_MODULES and of what they need, in the order to load them."""
+        """Returns the files of FIRST_MODULES and of their dependencies, in load order."""
         base = self.modules.parents[1]
         files = {}
         for name in FIRST_MODULES:
@@ -96,7 +96,7 @@ class KernelPackage:
         return [pathlib.Path(file) for file in files]
 
     def write_initramfs(self, directory):
-        """Writes the file system that the kernel starts with; returns the file."""
+        """Writes the initial RAM file system; returns the file."""
         root = directory / "initramfs"
         (root / "modules").mkdir(parents=True)
         shutil.copy(SOURCE / "qemu-init", root / "init")
@@ -122,7 +122,7 @@ def decompressed(module):
 
 
 def install_program(name, root):
-    """Copies a program to /bin and the libraries that it needs, each to its own place."""
+    """Copies a program to /bin, and its libraries to their directories."""
     program = shutil.which(name)
     (root / "bin").mkdir()
     shutil.copy(program, root / "bin")

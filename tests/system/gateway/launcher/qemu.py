@@ -9,7 +9,7 @@ import shutil
 from launcher.cache import cache_directory
 from launcher.gateway import probe
 from launcher.kernel_package import KernelPackage
-from launcher.trouble import CannotBoot, NotInstalled
+from launcher.errors import CannotBoot, NotInstalled
 
 MEMORY_MIB = 512
 KVM = "/dev/kvm"
@@ -22,7 +22,7 @@ SHARE = "trans=virtio,version=9p2000.L,msize=512000"
 
 @dataclasses.dataclass
 class Machine:
-    """What differs between processors."""
+    """The properties of a processor type."""
 
     program: str
     options: tuple[str, ...]
@@ -36,7 +36,7 @@ MACHINES = {
 
 
 def escape(path):
-    """Returns a path as a value of an option, in which a comma ends the value."""
+    """Returns a path escaped as the value of an option, which a comma would end."""
     return str(path).replace(",", ",,")
 
 
@@ -50,7 +50,7 @@ def share(name, path, read_only=False):
 
 
 def network_card(index, card, far_card):
-    """Returns the options for a card; QEMU itself carries its packets to the far end of the cable."""
+    """Returns the options for a card; QEMU itself carries its packets to the other end of the cable."""
     sockets = f"local.type=unix,local.path={card.socket},remote.type=unix,remote.path={far_card.socket}"
     return (
         *("-netdev", f"dgram,id=card{index},{sockets}"),
@@ -65,12 +65,13 @@ class Qemu:
         self.machine = MACHINES.get(platform.machine())
         if self.machine is None:
             raise CannotBoot(
-                f"There is no gateway for the processor {platform.machine()}",
+                f"The gateway does not support the processor type {platform.machine()}",
                 "Use a 64-bit PC or a 64-bit ARM machine",
             )
         for program in (self.machine.program, "cpio", "modprobe", "busybox"):
             if shutil.which(program) is None:
-                raise NotInstalled(f"{program} is missing", "scripts/install-packages gateway-qemu")
+                remedy = "Run: scripts/install-packages gateway-qemu"
+                raise NotInstalled(f"{program} is not installed", remedy)
         self.package = KernelPackage(may_fetch)
         self.initramfs = self.package.write_initramfs(directory)
         self.accelerated = True
@@ -82,7 +83,7 @@ class Qemu:
 
     @property
     def slowness(self):
-        """How many times longer than with User-mode Linux a test may take."""
+        """The factor of time limits, compared to User-mode Linux."""
         return 1 if self.accelerated else 4
 
     def _is_kvm_usable(self, directory, janitor):
@@ -98,7 +99,7 @@ class Qemu:
         return works
 
     def lay(self, gateways, cables):
-        """Each card knows the socket of the far end."""
+        """Does nothing: each card has the socket of the other end."""
 
     def command(self, gateway, environment):
         """Returns the command line, its environment, and the stream for its output."""
@@ -150,5 +151,5 @@ class Qemu:
 
     @staticmethod
     def remedy(_reason):
-        """Returns what to do if the kernel does not boot."""
+        """Returns the remedy for an error of booting the kernel."""
         return f"Remove {cache_directory()}: the next gateway downloads the kernel again"

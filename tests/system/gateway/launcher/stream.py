@@ -1,4 +1,4 @@
-"""What a gateway prints."""
+"""The output of a gateway."""
 
 import collections
 import os
@@ -12,7 +12,7 @@ STACK = re.compile(r"^(\[ *[\d.]+\] )?( ?\[<[0-9a-f]+>\]| ?\S+\+0x[0-9a-f]+/|Cal
 
 
 class Stream:
-    """Reads one of a gateway's consoles to its end: keeps the last lines; if `shown`, prints all of them."""
+    """Reads a console of a gateway to its end: keeps the last lines; if `shown`, prints all of them."""
 
     def __init__(self, shown):
         self.lines = collections.deque(maxlen=LINES_KEPT)
@@ -33,16 +33,16 @@ class Stream:
                     sys.stdout.buffer.write(text)
                     sys.stdout.buffer.flush()
 
-    def _split_at_reason(self):
-        """Returns the lines before the reason, and the reason: the kernel's death, or the last line."""
-        words = [line.strip() for line in self.lines if not STACK.match(line)] or ["it printed nothing"]
+    def _split_at_cause(self):
+        """Returns the cause, a kernel panic or the last line, after the lines before it."""
+        words = [line.strip() for line in self.lines if not STACK.match(line)] or ["no output"]
         end = next((index for index, line in enumerate(words) if DEATH.search(line)), len(words) - 1)
         return words[:end], words[end]
 
-    def reason(self):
-        """Returns the line that says best why the kernel ended."""
-        return self._split_at_reason()[1]
+    def cause(self):
+        """Returns the line that most likely explains why the kernel exited."""
+        return self._split_at_cause()[1]
 
-    def before_reason(self, count):
-        """Returns the last lines before that one, without the stack."""
-        return self._split_at_reason()[0][-count:]
+    def before_cause(self, count):
+        """Returns the last lines before the cause, without the stack trace."""
+        return self._split_at_cause()[0][-count:]

@@ -6,7 +6,7 @@ import shutil
 import subprocess
 
 from launcher.gateway import SOURCE
-from launcher.trouble import CannotBoot, NotInstalled
+from launcher.errors import CannotBoot, NotInstalled
 from launcher.wires import Wires
 
 PROGRAM = "linux.uml"
@@ -19,31 +19,32 @@ def memory_directory(fallback):
     for directory in ("/dev/shm", fallback):
         with contextlib.suppress(OSError):
             status = os.statvfs(directory)
-            room = status.f_bavail * status.f_frsize
+            available = status.f_bavail * status.f_frsize
             if (
-                room > 2 * MEMORY_MIB * 1024 * 1024
+                available > 2 * MEMORY_MIB * 1024 * 1024
                 and not status.f_flag & os.ST_NOEXEC
                 and os.access(directory, os.W_OK)
             ):
                 return str(directory)
-    places = f"Neither /dev/shm nor {os.environ.get('TMPDIR', '/tmp')}"
+    directories = f"Neither /dev/shm nor {os.environ.get('TMPDIR', '/tmp')}"
     raise CannotBoot(
-        f"{places} has {2 * MEMORY_MIB} MB free, where programs may run",
-        "Make space, or set TMPDIR to a directory that has it",
+        f"{directories} has {2 * MEMORY_MIB} MB free on a file system without noexec",
+        "Free some space there, or set TMPDIR to another directory",
     )
 
 
 def compile_xstate(library):
-    """Compiles what lets the kernel run on every processor. Nothing has been built when this is wanted."""
+    """Compiles the library with which the kernel runs on every processor. It cannot be built earlier: a
+    gateway may run before any build."""
     command = ["cc", "-shared", "-fPIC", "-O1", "-o", library, SOURCE / "launcher/xstate.c"]
     done = subprocess.run(command, stderr=subprocess.PIPE, text=True, check=False)
     if done.returncode != 0:
         lines = done.stderr.strip().splitlines()
         error = next((line for line in lines if "error" in line or "failed" in line), "no message")
-        raise CannotBoot(f"cc cannot compile for the gateway: {error}", "Look whether it works and has space")
+        raise CannotBoot(f"cc failed: {error}", "Check that cc works and has disk space")
 
 
-QEMU_INSTEAD = "use QEMU: scripts/install-packages gateway-qemu, then GATEWAY=qemu"
+QEMU_INSTEAD = "use QEMU: run scripts/install-packages gateway-qemu and set GATEWAY=qemu"
 
 
 class UserModeLinux:
@@ -54,14 +55,14 @@ class UserModeLinux:
     def __init__(self, directory, _janitor, may_fetch=True):
         for program in (PROGRAM, "cc"):
             if shutil.which(program) is None:
-                raise NotInstalled(f"{program} is missing", "scripts/install-packages gateway")
+                raise NotInstalled(f"{program} is not installed", "Run: scripts/install-packages gateway")
         self.memory_directory = memory_directory(directory)
         self.library = directory / "xstate.so"
         compile_xstate(self.library)
         self.wires = Wires()
 
     def lay(self, gateways, cables):
-        """Lets packets pass between the cards of each cable."""
+        """Starts carrying packets between the cards of each cable."""
         for cable in cables:
             self.wires.lay(*((gateways[card.gateway].directory / card.socket).resolve() for card in cable))
         self.wires.start()
@@ -94,11 +95,11 @@ class UserModeLinux:
         return [PROGRAM, *arguments], own_environment, gateway.console
 
     @staticmethod
-    def remedy(reason):
-        """Returns what to do if the kernel does not boot for this reason."""
-        if "check_ptrace" in reason:
+    def remedy(error):
+        """Returns the remedy for an error of booting the kernel."""
+        if "check_ptrace" in error:
             return (
-                "Allow ptrace (/proc/sys/kernel/yama/ptrace_scope; a container needs more rights), or "
+                "Allow ptrace (/proc/sys/kernel/yama/ptrace_scope; a container needs more privileges), or "
                 + QEMU_INSTEAD
             )
         return f"Instead, {QEMU_INSTEAD}"

@@ -17,11 +17,11 @@ class Wires:
 
     def __init__(self):
         self.selector = selectors.DefaultSelector()
-        self.far_ends = {}
+        self.other_ends = {}
         self.connected = {}
 
     def lay(self, first_path, second_path):
-        self.far_ends.update({first_path: second_path, second_path: first_path})
+        self.other_ends.update({first_path: second_path, second_path: first_path})
         for path in (first_path, second_path):
             listener = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET)
             listener.bind(str(path))
@@ -51,6 +51,6 @@ class Wires:
             sock.close()
             if self.connected[path] is sock:
                 del self.connected[path]
-        elif far_end := self.connected.get(self.far_ends[path]):
+        elif other_end := self.connected.get(self.other_ends[path]):
             with contextlib.suppress(BlockingIOError, ConnectionError):
-                far_end.send(packet)
+                other_end.send(packet)

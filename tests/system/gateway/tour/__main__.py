@@ -1,13 +1,13 @@
-"""Shows what the program does with the gateway's configuration. Runs inside a gateway, for scripts/demo."""
+"""Shows the effects of the gateway's configuration. Runs inside a gateway, for scripts/demo."""
 
 import subprocess
 import sys
 
-import far_ends
 import guest
 import hosts
 import plan
 import program
+import remote_endpoints
 import screen
 import settings
 import uplink
@@ -19,25 +19,25 @@ def show_first_run(tour):
     """Shows the run that applies the configuration; returns its status and the files."""
     for radio in tour.radios:
         gateway.connect_wifi(radio, plan.HOSTS[radio])
-    screen.heading("One run of the program: cmd_lanfab apply")
+    screen.heading("Applying the configuration: cmd_lanfab apply")
     status = program.run("apply")
     screen.space()
     program.show_log()
-    screen.heading("The files that it wrote")
+    screen.heading("The files it created")
     return status, program.show_files({})
 
 
 def show_lans(tour):
-    screen.heading("The network in the kernel")
+    screen.heading("The kernel's network configuration")
     program.show_kernel(tour.lans)
-    program.show_complaints()
-    screen.heading("What the hosts around the gateway can do")
+    program.show_warnings()
+    screen.heading("Connectivity of the hosts around the gateway")
     if not tour.lans and not tour.passthrough:
-        screen.note("The gateway has no network for hosts.")
+        screen.note("No network for hosts is configured.")
     for number, lan in enumerate(tour.lans):
         hosts.show_lan(lan, tour.names if number == 0 else [])
     if tour.radios:
-        screen.note("The gateway has no Wi-Fi radio: a cable replaces each access point.")
+        screen.note("The gateway has no Wi-Fi radio: the demo uses a cable for each access point.")
         screen.space()
     hosts.show_way_between(tour)
     if tour.passthrough:
@@ -61,11 +61,11 @@ def show_link(tour, files):
 def show_tunnels(tour):
     screen.heading("The tunnels")
     for number, tunnel in enumerate(tour.tunnels, start=1):
-        far_ends.show_tunnel(number, tunnel, tour)
+        remote_endpoints.show_tunnel(number, tunnel, tour)
 
 
 def show_state():
-    screen.heading("What lanfab reports about the gateway now")
+    screen.heading("Status and diagram of the gateway: lanfab status, lanfab graph")
     program.show_command("lanfab", "status")
     program.show_command("lanfab", "graph")
 
@@ -73,7 +73,7 @@ def show_state():
 def show_all(tour):
     status, files = show_first_run(tour)
     if status != 0:
-        tour.remarks["the network: after a failed run the gateway keeps its previous one"] = True
+        tour.remarks["the network: a failed run leaves the previous network unchanged"] = True
         return status
     attempt(tour, "the hosts", show_lans)
     if tour.link:
@@ -86,7 +86,7 @@ def show_all(tour):
 
 
 def attempt(tour, what, show, *arguments):
-    """Shows one part of the tour; adds a remark if the demo cannot simulate its settings."""
+    """Shows a part of the tour; adds a remark if the demo cannot simulate its settings."""
     try:
         return show(tour, *arguments)
     except guest.CommandFailed as error:
@@ -103,13 +103,13 @@ def show_remarks(remarks):
 
 def main():
     guest.fail_unless_inside()
-    # The configuration's texts are in the program's output, whatever their characters.
+    # The program's output contains strings of the configuration, with any characters.
     sys.stdout.reconfigure(encoding="utf-8", errors="backslashreplace")
     tour = plan.make(settings.load(guest.CONFIGURATION))
     try:
         status = show_all(tour)
     except subprocess.TimeoutExpired as error:
-        print(f"\nThe gateway is too slow for this configuration: {error.cmd[0]} did not finish.")
+        print(f"\nTimeout: {error.cmd[0]} did not finish; the gateway is too slow for this configuration.")
         return 1
     show_remarks(tour.remarks)
     return screen.exit_status(status)

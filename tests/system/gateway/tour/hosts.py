@@ -1,11 +1,11 @@
-"""The hosts in the gateway's own networks: what they get from it, and whom they reach."""
+"""The hosts in the gateway's networks: their leases, and the hosts and names that they reach."""
 
 import guest
 import program
 import screen
 from plan import BRIDGE, HOSTS, RADIOS
 
-# Seconds to wait for an answer: only a "no" takes so long.
+# Time limit for an answer, in seconds: only a "no" takes that long.
 PATIENCE = 20
 
 gateway = guest.Gateway()
@@ -13,31 +13,31 @@ gateway = guest.Gateway()
 
 def show_lan(lan, names):
     for position, behind in enumerate(lan.behind):
-        screen.title(f"A host {place(lan, behind)}")
+        screen.title(f"A host {location(lan, behind)}")
         if connect(lan, position):
             show_host(lan, HOSTS[behind], names)
         screen.space()
     if lan.ifname == BRIDGE and len(lan.behind) > 1:
-        screen.title("From one member of the bridge to the other")
+        screen.title("Between members of the bridge")
         show_way(lan, lan, lan.behind[-1])
         screen.space()
 
 
-def place(lan, behind):
+def location(lan, behind):
     if behind in RADIOS:
         return f"on the Wi-Fi of {behind}"
     return f"behind {behind}" if lan.vlan is None else f"behind {behind}, on VLAN {lan.vlan}"
 
 
 def connect(lan, position):
-    """Gives a host its address: by DHCP if the gateway serves it. Returns whether it has one now."""
+    """Configures a host's address, by DHCP if the gateway serves it. Returns whether the host has one."""
     namespace = HOSTS[lan.behind[position]]
     if program.serves_dhcp(lan.ifname):
         return get_leases(lan, namespace, lan.static_lease if position == 0 else None)
     if lan.wants_dhcp:
-        screen.note('"dhcp" is enabled, but the program configured no DHCP server')
+        screen.note('"dhcp" is enabled, but cmd_lanfab did not configure a DHCP server')
     if position >= len(lan.free):
-        screen.note(f"no address is free for a host in {lan.address}")
+        screen.note(f"no free address for a host in {lan.address}")
         return False
     ifname = namespace if lan.vlan is None else gateway.add_vlan(namespace, namespace, lan.vlan)
     address = f"{lan.free[position]}/{lan.address.network.prefixlen}"
@@ -50,16 +50,16 @@ def get_leases(lan, namespace, static_lease):
     lease = gateway.dhcp_lease(namespace, vlan=lan.vlan, seconds=PATIENCE)
     show_lease(lease, "gets an address by DHCP", lease)
     if static_lease:
-        hardware_address, address = static_lease
-        fixed = gateway.dhcp_lease(namespace, vlan=lan.vlan, hwaddr=hardware_address, seconds=PATIENCE)
-        question = f"gets the static lease {address} as {hardware_address}"
-        screen.answer(question, fixed and fixed["ip"] == address)
-        lease = fixed or lease
+        mac_address, address = static_lease
+        reserved = gateway.dhcp_lease(namespace, vlan=lan.vlan, hwaddr=mac_address, seconds=PATIENCE)
+        text = f"gets the static lease {address} as {mac_address}"
+        screen.answer(text, reserved and reserved["ip"] == address)
+        lease = reserved or lease
     return lease is not None
 
 
-def show_lease(lease, question, good):
-    screen.answer(question, good)
+def show_lease(lease, text, good):
+    screen.answer(text, good)
     if lease:
         screen.note(f"{lease['ip']}/{lease['mask']} for {lease['lease']} s from {lease['serverid']},")
         screen.note(f"router {lease.get('router', '(none)')}, DNS server {lease.get('dns', '(none)')}")
@@ -75,16 +75,16 @@ def show_host(lan, namespace, names):
 
 
 def addresses_in(lan, behind):
-    """Returns the addresses in the LAN that the host behind an interface has."""
+    """Returns the addresses in the LAN of the host behind an interface."""
     namespace = HOSTS[behind]
     ifname = namespace if lan.vlan is None else f"{namespace}.{lan.vlan}"
     return [address.split("/")[0] for address in gateway.addresses(ifname, namespace)]
 
 
 def first_host(lan):
-    """Returns the namespace of the LAN's first host, which has its default route there from now on.
+    """Returns the namespace of the LAN's first host, after setting its default route to the gateway.
 
-    It may have become a host of a VLAN of the same port since it was shown.
+    The host may have joined a VLAN of the same port since it was shown.
     """
     namespace = HOSTS[lan.behind[0]]
     way = ("via", lan.gateway, "dev", namespace if lan.vlan is None else f"{namespace}.{lan.vlan}")
@@ -97,9 +97,8 @@ def show_way(here, there, behind_there):
     namespace = first_host(here)
     for address in addresses_in(there, behind_there):
         reached = gateway.reaches(address, namespace, PATIENCE)
-        screen.answer(
-            f"the host {place(here, here.behind[0])} reaches {address} {place(there, behind_there)}", reached
-        )
+        target = f"{address} {location(there, behind_there)}"
+        screen.answer(f"the host {location(here, here.behind[0])} reaches {target}", reached)
 
 
 def show_way_between(plan):
@@ -112,5 +111,5 @@ def show_way_between(plan):
         here, there = untagged[:2]
         show_way(here, there, there.behind[0])
     else:
-        screen.note('the gateway does not forward: "firewall.general.router" is not set')
+        screen.note('forwarding is disabled: "firewall.general.router" is not set')
     screen.space()

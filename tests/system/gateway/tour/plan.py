@@ -1,4 +1,4 @@
-"""What there is to show of a configuration, derived from it alone. What there is not becomes a remark."""
+"""Derives the plan of the tour from a configuration. What the tour cannot show becomes a remark."""
 
 import dataclasses
 import ipaddress
@@ -10,16 +10,16 @@ RADIOS = ("wlan0", "wlan1")
 BRIDGE = "br-lan"
 CELLULAR = "wwan0"
 
-# The namespace of the host behind each interface, whose card has the same name.
+# The namespace of the host behind each interface. The host's network card has the name of the namespace.
 HOSTS = {"eth0": "lan0", "eth1": "lan1", "wlan0": "wifi0", "wlan1": "wifi1", CELLULAR: "operator"}
 
-# The pair of link-local addresses of a pass-through port: its own, and that of the device behind it.
+# The link-local addresses of each pass-through port and of the device behind it.
 FALLBACKS = {
     "eth0": (IPv4Interface("169.254.0.1/25"), "169.254.0.2"),
     "eth1": (IPv4Interface("169.254.0.129/25"), "169.254.0.130"),
 }
 
-# For what the demo adds around the gateway: the first that the configuration does not use itself.
+# Networks and hosts around the gateway: the demo uses the first ones that the configuration does not.
 OPERATOR_NETWORKS = [IPv4Network(f"{start}/30") for start in ("10.64.1.0", "100.64.1.0", "172.31.254.0")]
 HOSTS_BEYOND = [IPv4Network(address) for address in ("203.0.113.9", "198.51.100.9", "192.0.2.9")]
 
@@ -30,15 +30,15 @@ MOST_NAMES = 4
 
 @dataclasses.dataclass
 class Lan:
-    """A network of the gateway's own: where its address is, and the hosts in it."""
+    """A network of the gateway: its interface and address, and the hosts in it."""
 
     ifname: str
     address: IPv4Interface
     behind: list[str]  # the interfaces that have a host behind them
     vlan: int | None
     wants_dhcp: bool
-    static_lease: tuple[str, str] | None  # hardware address and address
-    free: list[IPv4Address]  # for hosts without DHCP, in the order of `behind`; fewer if there is no room
+    static_lease: tuple[str, str] | None  # MAC address and IP address
+    free: list[IPv4Address]  # for hosts without DHCP, in the order of `behind`; fewer if the network is full
 
     @property
     def gateway(self):
@@ -47,7 +47,7 @@ class Lan:
 
 @dataclasses.dataclass
 class PassThrough:
-    """The port behind which one device gets the cellular address."""
+    """The port whose single device gets the cellular address."""
 
     port: str
     automatic: bool
@@ -58,7 +58,7 @@ class PassThrough:
 
 @dataclasses.dataclass
 class CellularLink:
-    """The link as the demo plays it."""
+    """The simulated link."""
 
     address: IPv4Interface
     gateway: IPv4Address
@@ -72,8 +72,8 @@ class Tunnel:
     ifname: str
     label: str
     remote: IPv4Address
-    far_end: IPv4Interface  # the far end's inner address
-    far_networks: list[IPv4Network]
+    remote_endpoint: IPv4Interface  # its inner address
+    remote_networks: list[IPv4Network]
 
 
 @dataclasses.dataclass
@@ -93,13 +93,13 @@ def make(config):
     """Returns the plan for the configuration `config`, a `Settings`."""
     passthrough_port = find_passthrough_port(config)
     members = bridge_members(config, passthrough_port)
-    # The ports first, for the VLANs may be many.
+    # Ports before VLANs, of which there may be many.
     lans = sorted(find_lans(config, members), key=lambda lan: lan.vlan is not None)
     tunnels = list(find_tunnels(config))
     passthrough = read_passthrough(config, passthrough_port)
     taken = [lan.address.network for lan in lans] + configured_destinations(config)
     taken += [network for tunnel in tunnels for network in networks_of(tunnel)]
-    remark_other_programs_work(config)
+    remark_unsupported_settings(config)
     return Plan(
         lans=first(config, lans, MOST_NETWORKS, "networks", lambda lan: lan.ifname),
         radios=[radio for radio in RADIOS if has_access_point(config, radio)],
@@ -123,7 +123,7 @@ def first(config, items, most, what, name):
 
 
 def host_names(config):
-    """Returns the names that the gateway resolves; the program leaves out those without an address."""
+    """Returns the names that the gateway resolves; the program ignores those without an address."""
     entries = [(entry.host_name("name"), entry.address("ipv4")) for entry in config.objects("hostnames")]
     return [name for name, address in entries if name and address]
 
@@ -151,16 +151,16 @@ def bridge_members(config, passthrough_port):
     members = []
     for name in dict.fromkeys(bridge.strings("interfaces")):
         if name == passthrough_port:
-            config.remark(f"{name} is a member of the bridge and in pass-through: it does not join")
+            config.remark(f"{name} does not join the bridge because it is the pass-through port")
         elif name in PORTS or (name in RADIOS and has_access_point(config, name)):
             members.append(name)
     if not members:
-        config.remark("the bridge has no member with a host")
+        config.remark("the bridge has no member with hosts")
     return members
 
 
 def find_lans(config, members):
-    """Yields the networks with an address of their own."""
+    """Yields the networks that have an address."""
     if members:
         yield from bridge_lan(config, members)
     for port in PORTS:
@@ -197,7 +197,7 @@ def vlan_lan(config, port, entry):
 def read_lan(config, ifname, network, behind, vlan=None):
     """Yields the network, unless it has no address of its own."""
     if network.text("protocol") == "dhcp_client":
-        config.remark(f"{ifname} is a DHCP client: the demo has no server for it")
+        config.remark(f"{ifname} is a DHCP client: the demo does not provide a server")
         return
     address = network.interface("ipv4", "netmask")
     if address is None:
@@ -216,25 +216,25 @@ def read_lan(config, ifname, network, behind, vlan=None):
 
 
 def static_lease(binding):
-    """Returns the first static lease as (hardware address, address), or None."""
+    """Returns the first static lease as (MAC address, IP address), or None."""
     for device in binding.objects("devices") if binding.flag("enable") else []:
         if device.flag("enable"):
-            mac, address = device.hardware_address("mac"), device.address("ipv4")
+            mac, address = device.mac_address("mac"), device.address("ipv4")
             if mac and address:
                 return mac, str(address)
     return None
 
 
 def routers_next_to(config, ifname, network):
-    """Returns the addresses of the routers in an interface's network: hosts of the demo play them."""
+    """Returns the addresses of the routers in an interface's network, which the demo's hosts simulate."""
     routers = [network.address("gateway")]
     routers += [route.address("gateway") for route in static_routes(config, ifname)]
     return [router for router in routers if router is not None]
 
 
 def free_addresses(address, preferred, count):
-    """Returns up to `count` other addresses of an interface's network: the preferred ones, then the next."""
-    # The first and the last one are not for hosts.
+    """Returns up to `count` other addresses in the network of an interface, the preferred ones first."""
+    # Hosts cannot use the first and the last one.
     lowest, highest = int(address.network.network_address) + 1, int(address.network.broadcast_address) - 1
     own = int(address.ip)
     candidates = itertools.chain(
@@ -269,14 +269,14 @@ def read_passthrough(config, port):
     if port is None:
         return None
     if not config.at(f"wired.{port}").flag("enable"):
-        config.remark(f"{port} is the pass-through port, but it is disabled: no device is connected to it")
+        config.remark(f"{port} is the pass-through port, but disabled: the demo does not connect a device")
         return None
     network = port_network(config, port)
     dhcp = network.object("dhcp")
     automatic = network.text("mode") == "pass-through-auto"
     address = None if automatic else network.interface("ipv4", "netmask")
     if not automatic and (address is None or not free_addresses(address, [], 1)):
-        config.remark(f"{port} has no network of its own for static pass-through")
+        config.remark(f"{port} has no network for static pass-through")
         return None
     return PassThrough(
         port=port,
@@ -290,32 +290,32 @@ def read_passthrough(config, port):
 def find_link(config, passthrough, taken):
     if not config.at("wireless.cell").flag("enable"):
         if passthrough:
-            config.remark("the cellular link of the pass-through device is not enabled")
+            config.remark("the cellular link for the pass-through device is disabled")
         return None
     if passthrough and passthrough.address:
         port = passthrough.address
         network = port.network
-        # In the smallest network the operator has the port's address, as in automatic pass-through.
+        # The smallest network has room for two: the operator uses the port's address, as in automatic mode.
         address, gateway = [*free_addresses(port, [], 2), port.ip][:2]
     else:
         network = unused(OPERATOR_NETWORKS, taken)
         gateway, address = network.hosts()
     routes = [destination(route) for route in static_routes(config, CELLULAR)]
-    # The far end of a tunnel is no host of the operator's.
-    far_ends = [entry.address("remote_ip") for entry in config.at("tunnels").objects("gre")]
+    # The remote endpoint of a tunnel is not in the operator's namespace.
+    remote_endpoints = [entry.address("remote_ip") for entry in config.at("tunnels").objects("gre")]
     targets = [host_in(route) for route in routes if route]
     return CellularLink(
         address=IPv4Interface((address, network.prefixlen)),
         gateway=gateway,
         beyond=unused(HOSTS_BEYOND, [*taken, network]).network_address,
-        routed=[] if passthrough else [target for target in targets if target not in far_ends],
+        routed=[] if passthrough else [target for target in targets if target not in remote_endpoints],
         brings_names=config.object("dns").text("source") == "isp",
     )
 
 
 def unused(candidates, taken):
     """Returns the first candidate that overlaps no taken network, else the last one."""
-    # A default route takes no addresses.
+    # A default route does not occupy any addresses.
     taken = [network for network in taken if network.prefixlen > 0]
     for candidate in candidates:
         if not any(candidate.overlaps(network) for network in taken):
@@ -345,7 +345,7 @@ def host_in(network):
 
 
 def find_tunnels(config):
-    """Yields the enabled tunnels; the program leaves out those after one without inner addresses."""
+    """Yields the enabled tunnels; the program ignores all tunnels after one without inner addresses."""
     for number, entry in enumerate(config.at("tunnels").objects("gre"), start=1):
         ifname = f"gre-tun{number}"
         if not entry.flag("enable"):
@@ -353,7 +353,7 @@ def find_tunnels(config):
         local, remote = entry.text("tunnel_local_ip"), entry.text("tunnel_remote_ip")
         prefix = entry.integer("tunnel_netmask")
         if None in (local, remote, prefix):
-            config.remark(f"{ifname} has no inner addresses: it and the tunnels after it are left out")
+            config.remark(f"{ifname} has no inner addresses: it and the tunnels after it are ignored")
             return
         tunnel = read_tunnel(ifname, entry)
         if tunnel is None:
@@ -364,29 +364,30 @@ def find_tunnels(config):
 
 def read_tunnel(ifname, entry):
     remote = entry.address("remote_ip")
-    far_end = entry.interface("tunnel_remote_ip", "tunnel_netmask")
-    if remote is None or far_end is None or entry.address("tunnel_local_ip") is None:
+    remote_endpoint = entry.interface("tunnel_remote_ip", "tunnel_netmask")
+    if remote is None or remote_endpoint is None or entry.address("tunnel_local_ip") is None:
         return None
     networks = (
         destination(network, "dest_ip", "dest_netmask") for network in entry.objects("tunnel_networks")
     )
     label = entry.text("name") or "no name"
-    # A network that covers the way to the far end would lead the tunnel through itself.
-    return Tunnel(ifname, label, remote, far_end, [net for net in networks if net and remote not in net])
+    # A network that contains the remote endpoint would route the tunnel through itself.
+    reachable = [net for net in networks if net and remote not in net]
+    return Tunnel(ifname, label, remote, remote_endpoint, reachable)
 
 
 def networks_of(tunnel):
-    return [IPv4Network(tunnel.remote), tunnel.far_end.network, *tunnel.far_networks]
+    return [IPv4Network(tunnel.remote), tunnel.remote_endpoint.network, *tunnel.remote_networks]
 
 
-def remark_other_programs_work(config):
-    """Remarks on settings that no action of the program reads, and on what no demo can show."""
+def remark_unsupported_settings(config):
+    """Adds remarks on settings that no action of the program reads or that the demo cannot show."""
     if config.at("tunnels.wireguard").flag("enable"):
-        config.remark("WireGuard: no action of cmd_lanfab sets it up")
+        config.remark("WireGuard: no action of cmd_lanfab configures it")
     if config.object("qos").flag("enable"):
-        config.remark("quality of service: no action of cmd_lanfab sets it up")
+        config.remark("quality of service: no action of cmd_lanfab configures it")
     for radio in RADIOS:
         if config.at(f"wireless.wifi.{radio}.client").flag("enable"):
-            config.remark(f"{radio} is a Wi-Fi client: the demo has no access point for it")
+            config.remark(f"{radio} is a Wi-Fi client: the demo does not provide an access point")
     if any(entry.flag("route_incoming") for entry in config.at("tunnels").objects("gre")):
-        config.remark('"route_incoming": its routes are made by two scripts of the device')
+        config.remark('"route_incoming": two scripts of the device create its routes')

@@ -1,4 +1,4 @@
-"""The program in the gateway: its runs, the files that it writes, and what the kernel makes of them."""
+"""Runs of the program in the gateway, the files that it writes, and the resulting kernel configuration."""
 
 import pathlib
 
@@ -16,7 +16,7 @@ FILES = (
     pathlib.Path("/var/run/.delete_static_routes"),
 )
 MOST_FILES = 16
-# Seconds that systemd-networkd may take for an address, of a hundred VLANs on a busy machine.
+# Time limit for systemd-networkd to set an address, in seconds; for a hundred VLANs on a busy machine.
 PATIENCE = 60
 MOST_LINES = 40
 
@@ -24,14 +24,14 @@ gateway = guest.Gateway()
 
 
 def run(action):
-    """Runs one action and shows how it ended; returns its exit status as a shell would."""
+    """Runs an action and shows its exit status and standard error; returns the status as a shell would."""
     result = gateway.lanfab(action)
     status = result.returncode if result.returncode >= 0 else 128 - result.returncode
     screen.indented([f"exit status {status}"])
     if result.stderr:
-        harmless = " (most such lines are harmless: man cmd_lanfab, DIAGNOSTICS)" if status == 0 else ""
+        harmless = " (usually harmless: see DIAGNOSTICS in cmd_lanfab(8))" if status == 0 else ""
         lines = [f"  {line}" for line in result.stderr.splitlines()]
-        screen.indented([f"on standard error{harmless}:", *lines])
+        screen.indented([f"standard error{harmless}:", *lines])
     return status
 
 
@@ -41,12 +41,12 @@ def show_log():
     screen.space()
 
 
-def show_complaints():
+def show_warnings():
     """Shows systemd-networkd's warnings about the unit files, if there are any."""
-    complaints = gateway.networkd_complaints()
-    if complaints:
-        screen.title("Warnings of systemd-networkd about the unit files")
-        screen.indented(complaints)
+    warnings = gateway.unit_file_warnings()
+    if warnings:
+        screen.title("Warnings from systemd-networkd about the unit files")
+        screen.indented(warnings)
         screen.space()
 
 
@@ -60,7 +60,7 @@ def read_files():
 
 
 def show_files(before):
-    """Shows the files that are new or changed since `before`; returns all of them as they are now."""
+    """Shows the files that are new or modified since `before`; returns the current content of all files."""
     now = read_files()
     written = [path for path in now if now[path] != before.get(path)]
     if not written:

@@ -1,4 +1,4 @@
-"""What the tour prints."""
+"""Prints the output of the tour."""
 
 import os
 
@@ -27,7 +27,7 @@ def space():
 def answer(text, good):
     """Prints a line that begins with yes or no; returns whether it is yes.
 
-    A "no" means that the gateway does not do what the configuration asks for: it ends the demo with status 1.
+    A "no" means that the gateway does not work as configured: the demo will exit with status 1.
     """
     if not good:
         _negative_answers.append(text)
@@ -38,10 +38,10 @@ def answer(text, good):
 def exit_status(status):
     """Returns the demo's exit status after a program run with `status`; prints why it is not 0."""
     if status != 0:
-        print(f"The demo ends with the exit status of the program: {status}.")
+        print(f"The demo exits with the status of cmd_lanfab: {status}.")
     elif _negative_answers:
         status = 1
-        print('The gateway does not do what the configuration asks for; see "no" above:')
+        print('The gateway does not work as configured. The failed checks ("no" above):')
         indented(_negative_answers)
     return status
 
@@ -51,7 +51,7 @@ def note(text):
 
 
 def indented(lines, most=MOST_LINES):
-    """Prints the first lines, shortened if they are very long; the last line counts the others."""
+    """Prints the first lines, shortened if very long, and the number of the others."""
     for line in lines[:most]:
         short = line if len(line) <= LONGEST_LINE else line[:LONGEST_LINE] + "..."
         print(f"    {short}".rstrip())

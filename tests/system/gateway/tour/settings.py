@@ -1,7 +1,6 @@
-"""The configuration as the tour reads it.
+"""Reads the configuration for the tour.
 
-Nothing here raises an exception for what a configuration holds: a value of the wrong type is ignored,
-as the program does, and gets a remark.
+A value of the wrong type does not raise an exception. It is ignored, as by the program, and gets a remark.
 """
 
 import ipaddress
@@ -9,12 +8,12 @@ import json
 import re
 
 HOST_NAME = re.compile(r"[A-Za-z0-9]([A-Za-z0-9.-]{0,251}[A-Za-z0-9])?")
-HARDWARE_ADDRESS = re.compile(r"[0-9A-Fa-f]{2}(:[0-9A-Fa-f]{2}){5}")
+MAC_ADDRESS = re.compile(r"[0-9A-Fa-f]{2}(:[0-9A-Fa-f]{2}){5}")
 LONGEST_QUOTATION = 40
 
 
 class Unusable(Exception):
-    """The file holds no configuration. The message begins with ":LINE:COLUMN" if the location is known."""
+    """The file is not a configuration. The message begins with ":LINE:COLUMN" if the location is known."""
 
 
 def load(path):
@@ -37,7 +36,7 @@ def load(path):
 
 
 def kind(value):
-    """Returns what a JSON value is, with its article."""
+    """Returns the type of a JSON value, with an article."""
     if value is None:
         return "null"
     kinds = {bool: "a boolean", int: "a number", float: "a number", str: "a string", list: "an array"}
@@ -45,17 +44,17 @@ def kind(value):
 
 
 def quoted(text):
-    """Returns a string of the configuration as it may be printed: short, ASCII, no control characters."""
+    """Returns a string of the configuration for output: short, ASCII, without control characters."""
     quotation = json.dumps(text)
     return quotation if len(quotation) <= LONGEST_QUOTATION else quotation[: LONGEST_QUOTATION - 3] + '..."'
 
 
 class Settings:
-    """An object of the configuration: each question returns a value of its type, or None."""
+    """An object of the configuration. Each query returns a value of its type, or None."""
 
     def __init__(self, members=None, path="", remarks=None):
         self.path = path
-        # Shared by all objects of one configuration; a dict keeps the order and drops what comes twice.
+        # Shared by all objects of a configuration; a dict keeps the order and drops duplicates.
         self.remarks = {} if remarks is None else remarks
         self._members = members or {}
 
@@ -88,7 +87,7 @@ class Settings:
         value = self._typed(key, "an integer", fits)
         if value is None or lowest <= value <= highest:
             return value if value is None else int(value)
-        self.remark(f'"{self.where(key)}" is not from {lowest} to {highest}')
+        self.remark(f'"{self.where(key)}" is outside {lowest} to {highest}')
         return None
 
     def object(self, key):
@@ -126,8 +125,8 @@ class Settings:
     def host_name(self, key):
         return self._matching(key, HOST_NAME, "host name")
 
-    def hardware_address(self, key):
-        return self._matching(key, HARDWARE_ADDRESS, "hardware address")
+    def mac_address(self, key):
+        return self._matching(key, MAC_ADDRESS, "MAC address")
 
     def address(self, key):
         text = self.text(key)

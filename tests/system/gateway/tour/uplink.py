@@ -1,4 +1,4 @@
-"""The cellular link, and the device behind the pass-through port. The demo plays modem and operator."""
+"""The cellular link, and the device behind the pass-through port. The demo simulates modem and operator."""
 
 import guest
 import hosts
@@ -7,7 +7,7 @@ import screen
 from plan import CELLULAR, FALLBACKS, HOSTS
 
 OPERATOR = HOSTS[CELLULAR]
-# In pass-through the cellular interface has an address of its own, and its gateway answers there.
+# In pass-through, the cellular interface uses these addresses for itself and its gateway.
 OWN_ADDRESS = "169.125.7.209"
 OWN_GATEWAY = "169.125.7.210"
 POST_START_SCRIPT = "/var/run/post_networkd_start_actions_script"
@@ -18,17 +18,18 @@ gateway = guest.Gateway()
 
 
 def come_up(plan):
-    """Plays a link that comes up, and runs the program as the link manager does; returns its status."""
+    """Simulates a link that comes up, and runs the program like the link manager; returns its status."""
     link = plan.link
-    print(f"The demo plays the modem: it publishes the address {link.address}, the gateway {link.gateway}")
-    print("and a DNS server, and runs the program as the device's link manager does.\n", flush=True)
+    print("The demo simulates the modem. It publishes", end=" ")
+    print(f"the address {link.address}, the gateway {link.gateway}")
+    print("and a DNS server, and runs cmd_lanfab as the device's link manager does.\n", flush=True)
     beyond = [f"{host}/32" for host in dict.fromkeys([link.beyond, *link.routed])]
     if plan.passthrough:
         beyond.append(f"{OWN_GATEWAY}/32")
     operator = str(link.gateway)
     prefix = link.address.network.prefixlen
     gateway.connect_cellular(str(link.address.ip), prefix, operator, dns=(operator,), beyond=beyond)
-    # A real link carries every packet to the operator; on this cable somebody has to answer for the address.
+    # A real link carries every packet to the operator; on this cable, somebody must answer ARP requests.
     gateway.run("sh", "-c", f"echo 1 >{PROXY_ARP}", namespace=OPERATOR)
     gateway.start_host_dnsmasq(OPERATOR, f"--address=/{NAME}/{link.beyond}")
     statuses = []
@@ -55,10 +56,10 @@ def show_kernel(plan):
 
 
 def finish_start(port):
-    """Runs the script that the device runs once systemd-networkd has started."""
+    """Runs the script that the device runs after systemd-networkd has started."""
     if port.address and gateway.exists(POST_START_SCRIPT):
         screen.title(f"$ {POST_START_SCRIPT}")
-        screen.indented(["as the device does once systemd-networkd has started"])
+        screen.indented(["(the device runs this after systemd-networkd has started)"])
         screen.space()
         gateway.wait_for_setup(port.port, CELLULAR)
         gateway.run(POST_START_SCRIPT, check=False)
@@ -71,7 +72,7 @@ def show_device_before(port):
     screen.title(f"The device behind {port.port}, while the cellular link is down")
     own, fallback = FALLBACKS[port.port]
     if not port.has_fallback:
-        screen.note(f'gets no address: {port.port} has none of its own without "enable_secondary_ip"')
+        screen.note(f'gets no address: "enable_secondary_ip" of {port.port} is not set')
         screen.space()
         return
     program.wait_for_ip(port.port, own.ip)
@@ -95,7 +96,7 @@ def show_device_after(port, link):
             hosts.show_lease(lease, f"gets the cellular address {link.address.ip} by DHCP", good)
     else:
         gateway.set_host_address(namespace, str(link.address), str(port.address.ip))
-        screen.note(f"has the cellular address {link.address} as a static one: there is no DHCP")
+        screen.note(f"uses the cellular address {link.address} as a static address: there is no DHCP server")
     reached = gateway.reaches(str(link.beyond), namespace, hosts.PATIENCE)
     screen.answer(f"reaches {link.beyond}, a host behind the operator", reached)
     screen.space()
@@ -105,14 +106,14 @@ def show_device_after(port, link):
 
 
 def show_lan_hosts(plan):
-    """Shows whom a LAN host reaches over the link."""
+    """Shows the connectivity of a LAN host over the link."""
     lan = plan.lans[0] if plan.lans and plan.forwards else None
-    who = f"The host {hosts.place(lan, lan.behind[0])}" if lan else "The gateway itself"
+    who = f"The host {hosts.location(lan, lan.behind[0])}" if lan else "The gateway itself"
     namespace = hosts.first_host(lan) if lan else None
     screen.title(f"{who}, over the cellular link")
     if lan:
-        lead_back(plan)
-        screen.note("no NAT here, which is the firewall's job: the operator has routes to the LANs")
+        route_back(plan)
+        screen.note("the demo has no NAT, which is the firewall's task: the operator has routes to the LANs")
     device = gateway.way_to(str(plan.link.beyond)).get("dev")
     if device == CELLULAR:
         reached = gateway.reaches(str(plan.link.beyond), namespace, hosts.PATIENCE)
@@ -129,8 +130,8 @@ def show_lan_hosts(plan):
     screen.space()
 
 
-def lead_back(plan):
-    """Gives the operator routes to the LANs."""
+def route_back(plan):
+    """Adds routes to the LANs to the operator."""
     way = ("via", plan.link.address.ip, "dev", "wwan", "onlink")
     for lan in plan.lans:
         gateway.run("ip", "route", "replace", lan.address.network, *way, namespace=OPERATOR)

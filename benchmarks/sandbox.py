@@ -1,5 +1,5 @@
-"""The world of a measured program: the sandbox of the tests with empty runtime directories, a log that is
-read, and tools that do nothing."""
+"""The sandbox of a measured program: the test sandbox with empty runtime directories, a log reader,
+and tools that do nothing."""
 
 import contextlib
 import os
@@ -14,18 +14,18 @@ import threading
 CHECKOUT = pathlib.Path(__file__).resolve().parent.parent
 # Outside the directories that a run writes.
 INPUT_DIR = pathlib.Path("/dev/shm")
-# What systemd hands to a generator.
+# The directories that systemd passes to a generator.
 GENERATOR_DIRS = ("/run/systemd/generator", "/run/systemd/generator.early", "/run/systemd/generator.late")
 
 
 def enter():
-    """Starts this command again inside the sandbox, unless it is there already."""
+    """Restarts this command inside the sandbox, unless it is already there."""
     if not os.path.exists("/dev/sandbox"):
         os.execv(CHECKOUT / "tests/support/sandbox", ["sandbox", "--ports", sys.executable, *sys.argv])
 
 
 def boot():
-    """Makes the runtime directories what they are when the gateway has just booted."""
+    """Resets the runtime directories to the state after a boot of the gateway."""
     for directory in ("/run", "/var/volatile", "/var/data"):
         for entry in pathlib.Path(directory).iterdir():
             if entry.is_dir():
@@ -38,8 +38,8 @@ def boot():
 
 @contextlib.contextmanager
 def log_reader():
-    """Reads the system log as soon as it is written."""
-    # The queue that systemd gives the log, where the kernel lets a namespace have it.
+    """Reads the system log while it is written."""
+    # The queue length that systemd sets for the log, if the kernel allows it in a namespace.
     with contextlib.suppress(OSError):
         pathlib.Path("/proc/sys/net/unix/max_dgram_qlen").write_text("512", encoding="ascii")
     log = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
@@ -62,15 +62,15 @@ def log_reader():
 
 @contextlib.contextmanager
 def replaced(tools, by):
-    """Puts the program `by` in the place of the tools, files of /usr/bin."""
-    places = [os.path.realpath(f"/usr/bin/{tool}") for tool in tools]
-    for place in places:
-        subprocess.run(["mount", "--bind", by, place], check=True)
+    """Replaces tools in /usr/bin with the program `by`."""
+    paths = [os.path.realpath(f"/usr/bin/{tool}") for tool in tools]
+    for path in paths:
+        subprocess.run(["mount", "--bind", by, path], check=True)
     try:
         yield
     finally:
-        for place in places:
-            subprocess.run(["umount", place], check=True)
+        for path in paths:
+            subprocess.run(["umount", path], check=True)
 
 
 def instructions(command, environment):

@@ -1,8 +1,7 @@
-"""Plants one bug after the other into the sources, and demands that its fuzz target finds it.
+"""Mutates the sources, one bug at a time, and checks that the fuzz target finds each bug.
 
-A bug must be found in the sample of inputs that CI runs, in which the target as it is must find nothing. One
-whose text the source no longer has exactly once fails, as does a target that ends in another way than the bug
-would have it end.
+A target must find the bug with the sample of inputs that CI runs, and nothing without a mutation. Fails, too,
+if the original text of a mutation does not occur exactly once in the source, or on an unexpected report.
 """
 
 import argparse
@@ -15,7 +14,7 @@ import subprocess
 import sys
 import tempfile
 
-from lib import planted
+from lib import mutation
 from lib.checkout import CHECKOUT, TESTS
 
 
@@ -26,7 +25,7 @@ class Bug:
     source: str
     text: str
     replacement: str
-    # What the target says when it finds it.
+    # A regular expression for the target's report.
     report: str
 
 
@@ -128,7 +127,7 @@ BUGS = [
 
 
 def run(program, target, scratch):
-    """Runs a target on the sample; returns its status and what it said."""
+    """Runs a target on the sample; returns its status and output."""
     command = [TESTS / "fuzz" / "run", program, target, "-rss_limit_mb=1024", f"-artifact_prefix={scratch}/"]
     environment = {**os.environ, "ASAN_OPTIONS": "detect_leaks=0"}
     done = subprocess.run(command, env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
@@ -136,36 +135,36 @@ def run(program, target, scratch):
     return done.returncode, done.stdout
 
 
-def complaint_about_bug(bug, build):
-    """Returns why the bug does not count as found, "" when it does."""
+def error_of_bug(bug, build):
+    """Returns why the bug was not found; "" if it was."""
     with tempfile.TemporaryDirectory() as directory:
         scratch = pathlib.Path(directory)
         try:
             target = f"fuzz_{bug.target}"
-            program, = planted.build_with(bug.source, bug.text, bug.replacement, build, [target], scratch)
-        except planted.NotPlanted as error:
+            program, = mutation.build_with(bug.source, bug.text, bug.replacement, build, [target], scratch)
+        except mutation.MutationError as error:
             return str(error)
-        status, said = run(program, bug.target, scratch)
+        status, output = run(program, bug.target, scratch)
     if status == 0:
         return "not found"
-    if not re.search(bug.report, said):
-        return f"ended in another way than expected:\n{said[-3000:]}"
+    if not re.search(bug.report, output):
+        return f"unexpected report:\n{output[-3000:]}"
     return ""
 
 
-def complaint_about_target(target, build):
-    """Returns what a target without a planted bug finds, "" when nothing."""
+def error_of_target(target, build):
+    """Returns the report of a target without a mutation; "" if it finds nothing."""
     with tempfile.TemporaryDirectory() as directory:
-        status, said = run(build / f"tests/fuzz/fuzz_{target}", target, pathlib.Path(directory))
-    return said[-3000:] if status else ""
+        status, output = run(build / f"tests/fuzz/fuzz_{target}", target, pathlib.Path(directory))
+    return output[-3000:] if status else ""
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
     parser.add_argument("--build", type=pathlib.Path, default=CHECKOUT / "build/clang")
     parser.add_argument("--exhaustive", action="store_true",
-                        help="all bugs, and the targets without one; otherwise one bug for each target")
-    parser.add_argument("bug", nargs="*", help="the bugs to plant instead, by name")
+                        help="test all bugs, and the targets without mutation (default: one bug per target)")
+    parser.add_argument("bug", nargs="*", help="test these bugs instead, by name")
     arguments = parser.parse_args()
     first = {bug.target: bug for bug in reversed(BUGS)}.values()
     bugs = [bug for bug in BUGS if bug.name in arguments.bug] if arguments.bug else first
@@ -174,13 +173,13 @@ def main():
     build = arguments.build.resolve()
     failed = 0
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        jobs = {bug.name: pool.submit(complaint_about_bug, bug, build) for bug in bugs}
+        jobs = {bug.name: pool.submit(error_of_bug, bug, build) for bug in bugs}
         for target in sorted({bug.target for bug in bugs}) if arguments.exhaustive else []:
-            jobs[f"nothing planted, {target}"] = pool.submit(complaint_about_target, target, build)
+            jobs[f"no mutation, {target}"] = pool.submit(error_of_target, target, build)
         for name, job in jobs.items():
-            wrong = job.result()
-            print(f"{'FAILED' if wrong else 'ok    '} {name}{f': {wrong}' if wrong else ''}", flush=True)
-            failed += bool(wrong)
+            error = job.result()
+            print(f"{'FAILED' if error else 'ok    '} {name}{f': {error}' if error else ''}", flush=True)
+            failed += bool(error)
     return 1 if failed or not bugs else 0
 
 

@@ -1,4 +1,4 @@
-"""The far ends of the tunnels: each is a namespace behind the one that the gateway's route leads to."""
+"""The remote endpoints of the tunnels: each is a namespace behind that of the provider on its route."""
 
 import ipaddress
 
@@ -25,21 +25,21 @@ def show_tunnel(number, tunnel, plan):
         screen.note(f"no route to its remote endpoint {tunnel.remote}")
     else:
         screen.note(f"the route to its remote endpoint {tunnel.remote} uses {way['dev']}")
-        lan = asking_lan(plan, local)
-        build_far_end(number, tunnel, local, provider, lan)
+        lan = lan_behind(plan, local)
+        build_remote_endpoint(number, tunnel, local, provider, lan)
         show_reach(tunnel, lan)
     screen.space()
 
 
 def local_address(tunnel):
-    """Returns the outer address of the gateway's end, or None without a tunnel or an address."""
+    """Returns the gateway's outer address of a tunnel, or None without a tunnel or an address."""
     link = gateway.links().get(tunnel.ifname)
     local = link and link["linkinfo"]["info_data"].get("local")
     return None if local in (None, "any") else local
 
 
-def asking_lan(plan, local):
-    """Returns the first LAN that the tunnel does not start in; None if the gateway itself has to ask."""
+def lan_behind(plan, local):
+    """Returns the first LAN that does not contain the tunnel's local address; None if there is none."""
     lans = plan.lans if plan.forwards else []
     return next((lan for lan in lans if ipaddress.IPv4Address(local) not in lan.address.network), None)
 
@@ -52,8 +52,8 @@ def namespace_behind(ifname, plan):
     return namespace if namespace and gateway.exists(f"/run/netns/{namespace}") else None
 
 
-def build_far_end(number, tunnel, local, provider, lan):
-    """Builds the far end in a namespace `far<number>` that the provider routes to."""
+def build_remote_endpoint(number, tunnel, local, provider, lan):
+    """Builds the remote endpoint in a namespace `far<number>` that the provider routes to."""
     far, cable = f"far{number}", f"to-far{number}"
     provider_address, far_address = f"198.18.{number}.1", f"198.18.{number}.2"
     gateway.add_namespace(far)
@@ -69,24 +69,24 @@ def build_far_end(number, tunnel, local, provider, lan):
     ends = ("local", tunnel.remote, "remote", local)
     gateway.run("ip", "tunnel", "add", "tunnel", "mode", "gre", *ends, namespace=far)
     gateway.run("ip", "link", "set", "tunnel", "up", namespace=far)
-    gateway.run("ip", "address", "replace", tunnel.far_end, "dev", "tunnel", namespace=far)
-    for network in tunnel.far_networks:
+    gateway.run("ip", "address", "replace", tunnel.remote_endpoint, "dev", "tunnel", namespace=far)
+    for network in tunnel.remote_networks:
         gateway.run("ip", "address", "replace", f"{host_in(network)}/32", "dev", "lo", namespace=far)
     if lan:
         gateway.run("ip", "route", "replace", lan.address.network, "dev", "tunnel", namespace=far)
 
 
 def show_reach(tunnel, lan):
-    reached = gateway.reaches(str(tunnel.far_end.ip), None, hosts.PATIENCE)
-    address = tunnel.far_end.ip
+    reached = gateway.reaches(str(tunnel.remote_endpoint.ip), None, hosts.PATIENCE)
+    address = tunnel.remote_endpoint.ip
     screen.answer(f"the gateway reaches {address}, the remote endpoint's address in the tunnel", reached)
     namespace = hosts.first_host(lan) if lan else None
-    who = f"the host {hosts.place(lan, lan.behind[0])}" if lan else "the gateway"
-    for network in tunnel.far_networks:
+    who = f"the host {hosts.location(lan, lan.behind[0])}" if lan else "the gateway"
+    for network in tunnel.remote_networks:
         target = host_in(network)
         before = packets_received(tunnel)
         reached = gateway.reaches(str(target), namespace, hosts.PATIENCE)
-        # The answer came through the tunnel, not over some other way.
+        # The reply must come through the tunnel, not by another route.
         through = reached and packets_received(tunnel) > before
         screen.answer(f"{who} reaches {target} in {network} through the tunnel", through)
 

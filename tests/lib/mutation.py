@@ -1,4 +1,4 @@
-"""Builds programs with a change of one source file, to show that a test or another program notices it."""
+"""Builds programs with a mutation of a source file, to check that a test or another program detects it."""
 
 import json
 import os
@@ -9,19 +9,19 @@ import subprocess
 from .checkout import CHECKOUT
 
 
-class NotPlanted(Exception):
-    """A change that cannot be made."""
+class MutationError(Exception):
+    """The original text of a mutation does not occur exactly once."""
 
 
 def _changed_source(file, old, new):
     source = (CHECKOUT / file).read_text()
     if source.count(old) != 1:
-        raise NotPlanted(f"{file} has the text {source.count(old)} times, not once: {old}")
+        raise MutationError(f"{file}: expected this text once, found it {source.count(old)} times: {old}")
     return source.replace(old, new)
 
 
 def _compile_command(build, file):
-    """The words that compile a source file, without the file and its outputs."""
+    """Returns the command that compiles a source file, without the file and its outputs."""
     path = str(CHECKOUT / file)
     commands = json.loads((build / "compile_commands.json").read_text())
     entry = next(command for command in commands if command["file"] == path)
@@ -30,26 +30,26 @@ def _compile_command(build, file):
 
 
 def _link_command(build, target):
-    """The words that link a target, without its output, and the place where an object can be added."""
+    """Returns the command that links a target, without its output, split where an object can be added."""
     listing = subprocess.run(["ninja", "-C", build, "-t", "commands", target],
                              check=True, capture_output=True, text=True).stdout
     line = listing.splitlines()[-1].removeprefix(": && ").removesuffix(" && :")
     words = shlex.split(line)
-    place = words.index("-o")
-    return words[:place], words[place + 2:]
+    index = words.index("-o")
+    return words[:index], words[index + 2:]
 
 
 def build_with(file, old, new, build, targets, scratch):
-    """Compiles a file of the checkout with `new` in the place of `old`, and links the targets of a build with
-    that, below the directory `scratch`. Returns the programs, or raises NotPlanted."""
-    source, compiled = scratch / pathlib.Path(file).name, scratch / "planted.o"
+    """Compiles a source file with `new` instead of `old`, and links the targets of a build with the result in
+    the directory `scratch`. Returns the paths of the programs; raises MutationError."""
+    source, compiled = scratch / pathlib.Path(file).name, scratch / "mutated.o"
     source.write_text(_changed_source(file, old, new))
-    # What the compiler says of the change is no matter.
+    # Without warnings, such as about code that the mutation made unused.
     command = [*_compile_command(build, file), "-w", "-o", compiled, "-c", source]
     subprocess.run(command, check=True, cwd=build)
     programs = [scratch / target for target in targets]
     for target, program in zip(targets, programs):
         before, after = _link_command(build, target)
-        # Ahead of the libraries, so that the linker leaves the library's own version alone.
+        # Before the libraries, so that the linker prefers it to the library's version.
         subprocess.run([*before, "-o", program, compiled, *after], check=True, cwd=build)
     return programs
