@@ -232,7 +232,7 @@ class Bundle(Report):
         (shared / "report").symlink_to(WORK / "other")
         self.addCleanup((shared / "report").unlink)
         for words in [], ["--force"]:
-            self.lanfab(*words, "-o", shared / "report", status=2, said="not written through a link")
+            self.lanfab(*words, "-o", shared / "report", status=2, said="refusing to follow a link")
         self.assertFalse((WORK / "other").exists())
 
     def test_cannot_be_written_everywhere(self):
