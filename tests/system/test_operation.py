@@ -20,7 +20,7 @@ def one_port(ipv4):
 
 
 class FailedApply(unittest.TestCase):
-    """The second apply finds a port without its network."""
+    """The second apply has a port without its network."""
 
     def services(self):
         return gateway.run("systemctl", "show", "--property=MainPID", "systemd-networkd", "dnsmasq").stdout
@@ -55,7 +55,7 @@ def has_configured(ipv4, mark):
 
 
 class WayBack(unittest.TestCase):
-    """The timer of the manual page's example, which nobody stops."""
+    """The timer of the manual page's example, which is not stopped."""
 
     def test_brings_the_previous_configuration_back(self):
         gateway.apply(one_port("192.168.1.1"))
@@ -90,7 +90,7 @@ def generic(line):
 
 
 class LinesOfARun(unittest.TestCase):
-    """Everything that healthy runs write is in the manual page, and nothing else is there."""
+    """All lines of successful runs are in the manual page, which has no others."""
 
     def lines_of(self, *command):
         result = gateway.run(*command, check=False)
