@@ -61,8 +61,8 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_LANFAB_PACKAGE_NAME lanfab)
 set(CPACK_DEBIAN_LANFAB_DESCRIPTION "network configuration of a gateway for systemd-networkd and dnsmasq
 Turns one JSON object into the units of systemd-networkd and the files of
-dnsmasq, undoes what the previous run left in the kernel and restarts both
-services.")
+dnsmasq, removes what the previous configuration left in the kernel, and
+restarts both services.")
 # The scripts of both packages share a function.
 set(scripts ${PROJECT_BINARY_DIR}/debian)
 file(READ ${debian}/end_trial END_TRIAL)
@@ -76,13 +76,14 @@ set(CPACK_DEBIAN_LANFAB_PACKAGE_DEPENDS "dnsmasq, iproute2, systemd, udev")
 
 set(CPACK_DEBIAN_TOOLS_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME lanfab-tools)
-set(CPACK_DEBIAN_TOOLS_DESCRIPTION "checks and previews of a gateway's network configuration
-Says what is wrong with a configuration of lanfab, shows the files and commands
-that it leads to, and what it would change, without touching the network.")
+set(CPACK_DEBIAN_TOOLS_DESCRIPTION "check, preview and safely apply the network of a gateway
+Checks a configuration of lanfab before it is applied, shows the files and
+commands that it leads to and what it would change, applies it with a rollback
+unless it is confirmed in time, and reports drift.")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_CONTROL_EXTRA
     ${packaging}/tools/conffiles ${scripts}/tools/preinst ${scripts}/tools/prerm)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "lanfab (= ${LANFAB_VERSION})")
-# For pictures.
+# For diagrams.
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS graphviz)
 
 include(CPack)

@@ -42,7 +42,7 @@ ExclusiveLock::ExclusiveLock(const std::string& directory, int seconds)
     if (is_held_ || (errno != EINTR && errno != EWOULDBLOCK)) break;
     if (attempts-- == 0) {
       error_ =
-          printable(directory) + ": another process has kept it locked for " + std::to_string(seconds) + " s";
+          printable(directory) + ": another process has held its lock for " + std::to_string(seconds) + " s";
       return;
     }
     usleep(1'000'000 / kAttemptsPerSecond);

@@ -36,5 +36,5 @@ std::optional<std::string> capture_json(const std::vector<std::string>& command,
   value = Json::Value();
   // `ip` prints nothing if the list is empty.
   if (output.find_first_not_of(" \n") == std::string::npos || parse_json(output, value)) return std::nullopt;
-  return command.front() + ": what it prints is no JSON";
+  return command.front() + ": invalid JSON output";
 }

@@ -19,9 +19,9 @@
 #include "cli/base/terminal.h"
 
 constexpr mode_t kPermissions = 0777;
-constexpr char kForeignLink[] = ": not written through a link in a directory that other users may write to";
+constexpr char kForeignLink[] = ": refusing to follow a link in a directory that other users can write to";
 
-// --- Finding the place
+// --- Finding the location
 
 static bool is_own_or_roots(const struct stat& status) {
   return status.st_uid == geteuid() || status.st_uid == 0;
@@ -65,9 +65,9 @@ class Walk {
   }
 
   // False, with errno set, if the path leads nowhere. Its last part may be missing.
-  bool go(OutputPlace& place) {
+  bool go(OutputLocation& location) {
     while (directory_.is_open()) {
-      if (names_.empty()) return arrive(place, "", reopened(directory_, O_PATH));
+      if (names_.empty()) return arrive(location, "", reopened(directory_, O_PATH));
       const std::string name = names_.front();
       names_.pop_front();
       Descriptor file(openat(directory_.number(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
@@ -78,7 +78,7 @@ class Walk {
         if (!follow(name, file)) return false;
         continue;
       }
-      if (names_.empty()) return arrive(place, name, std::move(file));
+      if (names_.empty()) return arrive(location, name, std::move(file));
       if (!S_ISDIR(status.st_mode)) return fail_with(ENOTDIR);
       directory_ = std::move(file);
     }
@@ -101,11 +101,11 @@ class Walk {
     if (path.empty()) errno = ENOENT;
   }
 
-  bool arrive(OutputPlace& place, const std::string& name, Descriptor file) {
-    place.directory = std::move(directory_);
-    place.name = name;
-    place.file = std::move(file);
-    place.is_process_link = is_process_link_;
+  bool arrive(OutputLocation& location, const std::string& name, Descriptor file) {
+    location.directory = std::move(directory_);
+    location.name = name;
+    location.file = std::move(file);
+    location.is_process_link = is_process_link_;
     return true;
   }
 
@@ -141,9 +141,9 @@ class Walk {
 
 }  // namespace
 
-static std::optional<std::string> find_place(const std::string& path, OutputPlace& place) {
+static std::optional<std::string> find_location(const std::string& path, OutputLocation& location) {
   Walk walk(path);
-  if (walk.go(place)) return std::nullopt;
+  if (walk.go(location)) return std::nullopt;
   return walk.has_foreign_link() ? printable(path) + kForeignLink : with_errno(path);
 }
 
@@ -151,15 +151,15 @@ static std::optional<std::string> find_place(const std::string& path, OutputPlac
 
 // A device or a pipe, that of somebody else where anybody may have put it excepted.
 std::optional<std::string> OutputFile::open() {
-  if (auto trouble = find_place(path_, place_)) return trouble;
+  if (auto error = find_location(path_, location_)) return error;
   errno = EISDIR;
   if (path_.back() == '/') return with_errno(path_);
   struct stat status {};
-  if (!place_.file.is_open()) return std::nullopt;
-  if (fstat(place_.file.number(), &status) != 0) return with_errno(path_);
-  if (S_ISREG(status.st_mode) || place_.is_process_link) return std::nullopt;
+  if (!location_.file.is_open()) return std::nullopt;
+  if (fstat(location_.file.number(), &status) != 0) return with_errno(path_);
+  if (S_ISREG(status.st_mode) || location_.is_process_link) return std::nullopt;
   errno = S_ISDIR(status.st_mode) ? EISDIR : EACCES;
-  const bool is_foreign = may_others_write(place_.directory) && !is_own_or_roots(status);
+  const bool is_foreign = may_others_write(location_.directory) && !is_own_or_roots(status);
   if (S_ISDIR(status.st_mode) || is_foreign) return with_errno(path_);
   return std::nullopt;
 }
@@ -171,10 +171,10 @@ static bool write_to(const Descriptor& file, const std::string& content) {
 }
 
 // That of the present file, unless somebody else may have chosen it.
-static mode_t mode_for(const OutputPlace& place) {
+static mode_t mode_for(const OutputLocation& location) {
   struct stat status {};
   const bool is_there =
-      fstatat(place.directory.number(), place.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+      fstatat(location.directory.number(), location.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
   if (is_there && S_ISREG(status.st_mode) && is_own_or_roots(status)) return status.st_mode & kPermissions;
   const mode_t mask = umask(0);
   umask(mask);
@@ -201,26 +201,26 @@ static Descriptor open_temporary(const Descriptor& directory, std::string& name)
 
 // Gives the new file the mode, and if wanted the owner, of the one that it is to replace. False, with errno
 // set, if it cannot have that owner.
-static bool take_over(const OutputPlace& place, Owner owner, const Descriptor& file) {
+static bool take_over(const OutputLocation& location, Owner owner, const Descriptor& file) {
   struct stat status {};
-  const bool keeps_owner = owner == Owner::kKept && place.file.is_open();
-  if (keeps_owner && (fstat(place.file.number(), &status) != 0 ||
+  const bool keeps_owner = owner == Owner::kKept && location.file.is_open();
+  if (keeps_owner && (fstat(location.file.number(), &status) != 0 ||
                       fchown(file.number(), status.st_uid, status.st_gid) != 0)) {
     return false;
   }
   // A file system without modes, such as FAT, refuses this.
-  fchmod(file.number(), keeps_owner ? status.st_mode & kPermissions : mode_for(place));
+  fchmod(file.number(), keeps_owner ? status.st_mode & kPermissions : mode_for(location));
   return true;
 }
 
 // Writes a new file beside the one that it then replaces, without following what is there by now.
-static bool replace(const OutputPlace& place, const std::string& content, Owner owner) {
-  std::string temporary = place.name;
-  Descriptor file = open_temporary(place.directory, temporary);
+static bool replace(const OutputLocation& location, const std::string& content, Owner owner) {
+  std::string temporary = location.name;
+  Descriptor file = open_temporary(location.directory, temporary);
   if (!file.is_open()) return false;
-  const int directory = place.directory.number();
-  if (take_over(place, owner, file) && write_all(file.number(), content) && fsync(file.number()) == 0 &&
-      file.close() && renameat(directory, temporary.c_str(), directory, place.name.c_str()) == 0) {
+  const int directory = location.directory.number();
+  if (take_over(location, owner, file) && write_all(file.number(), content) && fsync(file.number()) == 0 &&
+      file.close() && renameat(directory, temporary.c_str(), directory, location.name.c_str()) == 0) {
     return true;
   }
   const int error = errno;
@@ -233,25 +233,25 @@ std::optional<std::string> OutputFile::write(const std::string& content, Owner o
   const BlockedSignals signals;
   struct stat status {};
   const bool is_regular =
-      !place_.file.is_open() || (fstat(place_.file.number(), &status) == 0 && S_ISREG(status.st_mode));
-  const bool is_replaced = is_regular && !place_.is_process_link;
-  const bool success = is_replaced ? replace(place_, content, owner) : write_to(place_.file, content);
+      !location_.file.is_open() || (fstat(location_.file.number(), &status) == 0 && S_ISREG(status.st_mode));
+  const bool is_replaced = is_regular && !location_.is_process_link;
+  const bool success = is_replaced ? replace(location_, content, owner) : write_to(location_.file, content);
   return success ? std::nullopt : std::optional(with_errno(path_));
 }
 
 std::optional<std::string> OutputFile::create(const std::string& content) const {
   const BlockedSignals signals;
-  const int directory = place_.directory.number();
-  std::string temporary = place_.name;
-  Descriptor file = open_temporary(place_.directory, temporary);
+  const int directory = location_.directory.number();
+  std::string temporary = location_.name;
+  Descriptor file = open_temporary(location_.directory, temporary);
   if (!file.is_open()) return with_errno(path_);
-  std::optional<std::string> trouble;
+  std::optional<std::string> error;
   if (!write_all(file.number(), content) || fsync(file.number()) != 0 || !file.close() ||
-      renameat2(directory, temporary.c_str(), directory, place_.name.c_str(), RENAME_NOREPLACE) != 0) {
-    trouble = with_errno(path_);
+      renameat2(directory, temporary.c_str(), directory, location_.name.c_str(), RENAME_NOREPLACE) != 0) {
+    error = with_errno(path_);
     unlinkat(directory, temporary.c_str(), 0);
   }
-  return trouble;
+  return error;
 }
 
 // --- A directory
@@ -271,8 +271,8 @@ static bool is_empty(const Descriptor& directory) {
 }
 
 std::optional<std::string> OutputDirectory::open() {
-  if (auto trouble = find_place(path_, place_)) return trouble;
-  if (place_.file.is_open() && !is_empty(place_.file)) return with_errno(path_);
+  if (auto error = find_location(path_, location_)) return error;
+  if (location_.file.is_open() && !is_empty(location_.file)) return with_errno(path_);
   return std::nullopt;
 }
 
@@ -283,9 +283,9 @@ namespace {
 class NewTree {
  public:
   // False, with errno set, on failure.
-  bool begin(const OutputPlace& place) {
-    Descriptor top = place.file.is_open() ? reopened(place.file, O_RDONLY | O_DIRECTORY)
-                                          : make_directory(place.directory, place.name);
+  bool begin(const OutputLocation& location) {
+    Descriptor top = location.file.is_open() ? reopened(location.file, O_RDONLY | O_DIRECTORY)
+                                             : make_directory(location.directory, location.name);
     if (!top.is_open() || !is_empty(top)) return false;
     directories_.emplace("", std::move(top));
     return true;
@@ -332,7 +332,7 @@ class NewTree {
     return &directories_.emplace(path, std::move(directory)).first->second;
   }
 
-  // Another user may have put something else in its place by the time that it is opened.
+  // Another user may have replaced it by the time it is opened.
   Descriptor make_directory(const Descriptor& parent, const std::string& name) {
     if (mkdirat(parent.number(), name.c_str(), 0755) != 0) return Descriptor(-1);
     made_.push_back({parent.number(), name, AT_REMOVEDIR});
@@ -354,7 +354,7 @@ class NewTree {
 std::optional<std::string> OutputDirectory::write(const std::vector<File>& files) {
   const BlockedSignals signals;
   NewTree tree;
-  bool success = tree.begin(place_);
+  bool success = tree.begin(location_);
   for (auto file = files.begin(); success && file != files.end(); ++file)
     success = tree.add(*file);
   if (success) return std::nullopt;

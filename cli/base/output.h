@@ -12,8 +12,8 @@
 
 #include "cli/base/file.h"
 
-// A place in the file system.
-struct OutputPlace {
+// A location in the file system.
+struct OutputLocation {
   Descriptor directory;          // that of the file
   std::string name;              // in the directory
   Descriptor file;               // for the path alone; not open if there is no such file
@@ -28,7 +28,7 @@ class OutputFile {
  public:
   explicit OutputFile(std::string path) : path_(std::move(path)) {}
 
-  // Finds the place. Returns nothing, or why nothing can be written there.
+  // Finds the location. Returns nothing, or why nothing can be written there.
   std::optional<std::string> open();
 
   // Writes the file so that its readers see either the former content or the new one, also if this program is
@@ -42,7 +42,7 @@ class OutputFile {
 
  private:
   std::string path_;
-  OutputPlace place_;
+  OutputLocation location_;
 };
 
 // A directory and the files below it.
@@ -50,8 +50,8 @@ class OutputDirectory {
  public:
   explicit OutputDirectory(std::string path) : path_(std::move(path)) {}
 
-  // Finds the place. Returns nothing, or why nothing can be written there: the directory must be missing or
-  // empty.
+  // Finds the location. Returns nothing, or why nothing can be written there: the directory must be missing
+  // or empty.
   std::optional<std::string> open();
 
   // Writes the files below the directory, all or none; the signals that end a program wait. Only new files
@@ -61,5 +61,5 @@ class OutputDirectory {
 
  private:
   std::string path_;
-  OutputPlace place_;
+  OutputLocation location_;
 };

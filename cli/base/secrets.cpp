@@ -72,8 +72,8 @@ static std::size_t value_begin(std::string_view text, std::size_t position) {
   return std::min(text.find_first_not_of(kBlanks, position + 1), text.size());
 }
 
-std::vector<SecretPlace> find_secrets(std::string_view text, NameQuestion is_secret) {
-  std::vector<SecretPlace> places;
+std::vector<SecretLocation> find_secrets(std::string_view text, NameQuestion is_secret) {
+  std::vector<SecretLocation> locations;
   for (std::size_t position = 0; position < text.size(); ++position) {
     if (!is_name_character(text[position])) continue;
     const std::size_t begin = position;
@@ -83,9 +83,9 @@ std::vector<SecretPlace> find_secrets(std::string_view text, NameQuestion is_sec
     const std::size_t value = value_begin(text, position);
     if (value == std::string_view::npos) continue;
     position = value_end(text, value);
-    places.push_back({value, position});
+    locations.push_back({value, position});
   }
-  return places;
+  return locations;
 }
 
 std::string SecretMask::masked(const std::string& text, NameQuestion is_secret) {

@@ -17,17 +17,17 @@ bool is_secret_name(std::string_view name);
 // member that holds a key. Each byte keeps its offset.
 void blank_secrets(std::string& text);
 
-// Whether a name may be that of a secret: is_secret_name(), or another question.
+// Whether a name may be that of a secret: is_secret_name(), or another predicate.
 using NameQuestion = bool (*)(std::string_view name);
 
-struct SecretPlace {
+struct SecretLocation {
   std::size_t begin;
   std::size_t end;
 };
 
 // The value of each directive or JSON member whose name is that of a secret. A value ends with its line, and
 // a backslash at the end of a line continues it, as in a systemd unit.
-std::vector<SecretPlace> find_secrets(std::string_view text, NameQuestion is_secret = is_secret_name);
+std::vector<SecretLocation> find_secrets(std::string_view text, NameQuestion is_secret = is_secret_name);
 
 // Replaces keys with numbers: the same key gets the same number in every text of one mask, so that a reader
 // sees which keys differ.

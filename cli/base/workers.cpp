@@ -167,8 +167,8 @@ class Workers {
     const ssize_t size = read(worker.socket.number(), block, sizeof block);
     if (size <= 0) {
       const std::optional<std::size_t> task = worker.task;
-      const std::string trouble = remove(worker);
-      if (task) results_[*task] = {"", trouble};
+      const std::string error = remove(worker);
+      if (task) results_[*task] = {"", error};
       return;
     }
     worker.received.append(block, static_cast<std::size_t>(size));

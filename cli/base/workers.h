@@ -9,8 +9,8 @@
 
 // What came of a task.
 struct TaskResult {
-  std::string bytes;    // what `work` returned
-  std::string trouble;  // why it returned nothing: "Segmentation fault", "exit status 2"; empty if it did
+  std::string bytes;  // what `work` returned
+  std::string error;  // why it returned nothing: "Segmentation fault", "exit status 2"; empty if it did
 };
 
 struct TaskList {

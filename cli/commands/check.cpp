@@ -47,7 +47,7 @@ class Output {
 
   // Returns false if what is printed reaches nobody.
   bool add(const FileReport& report) {
-    if (!report.dnsmasq.trouble.empty()) note_trouble(report.dnsmasq.trouble);
+    if (!report.dnsmasq.error.empty()) note_dnsmasq_error(report.dnsmasq.error);
     if (!report.failure.empty()) {
       add_failure(report.name, report.failure);
     } else {
@@ -65,8 +65,8 @@ class Output {
     return std::ferror(stdout) == 0;
   }
 
-  bool has_dnsmasq_trouble() const {
-    return has_dnsmasq_trouble_;
+  bool has_dnsmasq_error() const {
+    return has_dnsmasq_error_;
   }
 
   // The summary, or the end of the JSON value.
@@ -106,9 +106,9 @@ class Output {
   }
 
   // It would be the same for every file.
-  void note_trouble(const std::string& trouble) {
-    if (!has_dnsmasq_trouble_) report(trouble + "; skipping the dnsmasq check");
-    has_dnsmasq_trouble_ = true;
+  void note_dnsmasq_error(const std::string& error) {
+    if (!has_dnsmasq_error_) report(error + "; skipping the dnsmasq check");
+    has_dnsmasq_error_ = true;
   }
 
   void add(const Summary& summary) {
@@ -124,7 +124,7 @@ class Output {
   std::size_t fixes_ = 0;
   bool is_list_begun_ = false;
   bool is_all_done_ = true;
-  bool has_dnsmasq_trouble_ = false;
+  bool has_dnsmasq_error_ = false;
 };
 
 }  // namespace
@@ -152,7 +152,7 @@ static std::optional<std::string> complete(RunOptions& options) {
   const bool writes = options.each.fix && !options.each.diff;
   if (writes && options.files.empty() && options.list.empty()) return "lanfab: --fix requires FILE";
   if (!options.list.empty()) {
-    if (auto trouble = read_list(options.list, options.files)) return trouble;
+    if (auto error = read_list(options.list, options.files)) return error;
   } else if (options.files.empty()) {
     options.files.push_back(active_configuration());
   }
@@ -191,15 +191,15 @@ static std::optional<std::string> check_in_parallel(const RunOptions& options, D
   };
   list.take = [&](std::size_t task, const TaskResult& result) {
     const std::string& file = options.files[task];
-    if (!result.trouble.empty()) {
+    if (!result.error.empty()) {
       const std::string name = printable(file);
-      return output.add_unexamined(file, name + ": the process checking it died: " + result.trouble);
+      return output.add_unexamined(file, name + ": the process checking it died: " + result.error);
     }
     Dnsmasq nobody(std::nullopt);
-    Dnsmasq& asked = output.has_dnsmasq_trouble() ? nobody : dnsmasq;
+    Dnsmasq& asked = output.has_dnsmasq_error() ? nobody : dnsmasq;
     if (result.bytes.empty()) return output.add(check_file(options.each, file, asked));
     const FileReport report = decode(result.bytes);
-    const bool counts = !(output.has_dnsmasq_trouble() && report.dnsmasq.is_refusal);
+    const bool counts = !(output.has_dnsmasq_error() && report.dnsmasq.is_refusal);
     return output.add(counts ? report : check_file(options.each, file, nobody));
   };
   return do_tasks(list);
@@ -218,7 +218,7 @@ static std::optional<std::string> check_files(const RunOptions& options, Output&
 static int check(RunOptions& options) {
   if (const auto obstacle = complete(options)) return fail(*obstacle);
   Output output(options.each);
-  if (const auto trouble = check_files(options, output)) return fail("lanfab: " + *trouble);
+  if (const auto error = check_files(options, output)) return fail("lanfab: " + *error);
   output.finish();
   return output.status(options.strict);
 }
@@ -243,31 +243,32 @@ static Option format_option(Format& format) {
 
 Command check_command() {
   static RunOptions options;
-  return {"check",
-          "Check configurations for errors",
-          {{"FILE", "configurations; - is standard input; default: the active one", &options.files,
-            Completion::kFile},
-           {"--files-from LIST", "a file with more file names, one per line; - is\nstandard input",
-            &options.list, Completion::kFile},
-           {"-j N", "check so many files at the same time", Number{&options.processes, 1, 256}},
-           {"--strict", "fail on warnings, too", &options.strict},
-           {"--offline", "skip the dnsmasq check", &options.offline},
-           {"--allow RULE", "do not report what this rule finds", &options.each.allowed, Completion::kRule},
-           format_option(options.each.format),
-           {"--fix",
-            "write the fixes that are certain to the files",
-            &options.each.fix,
-            Completion::kNothing,
-            {},
-            Presence::kOptional,
-            "-j"},
-           {"--diff",
-            "show what --fix would change, and nothing else",
-            &options.each.diff,
-            Completion::kNothing,
-            {},
-            Presence::kOptional,
-            "--format"}},
-          "Example: lanfab check --strict network.json",
-          [] { return check(options); }};
+  return {
+      "check",
+      "Check configurations for errors",
+      {{"FILE", "configurations; - is standard input; default: the active one", &options.files,
+        Completion::kFile},
+       {"--files-from LIST", "a file with more file names, one per line; - is\nstandard input", &options.list,
+        Completion::kFile},
+       {"-j N", "check this many files in parallel", Number{&options.processes, 1, 256}},
+       {"--strict", "also fail on warnings", &options.strict},
+       {"--offline", "skip the dnsmasq check", &options.offline},
+       {"--allow RULE", "do not report the findings of this rule", &options.each.allowed, Completion::kRule},
+       format_option(options.each.format),
+       {"--fix",
+        "write the fixes that are certain to the files",
+        &options.each.fix,
+        Completion::kNothing,
+        {},
+        Presence::kOptional,
+        "-j"},
+       {"--diff",
+        "show what --fix would change, and nothing else",
+        &options.each.diff,
+        Completion::kNothing,
+        {},
+        Presence::kOptional,
+        "--format"}},
+      "Example: lanfab check --strict network.json",
+      [] { return check(options); }};
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-// `lanfab check`: what is wrong with configurations.
+// `lanfab check`: checks configurations for errors.
 
 #include "cli/config_file/source.h"
 #include "cli/lint/report.h"

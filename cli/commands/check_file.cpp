@@ -21,9 +21,9 @@ static bool is_error(const Finding& finding) {
 
 void Dnsmasq::judge(const Site& site, std::vector<Finding>& findings) {
   if (!program_ || std::any_of(findings.begin(), findings.end(), is_error)) return;
-  if (const auto trouble = ask_dnsmasq(*program_, site, findings)) {
+  if (const auto error = ask_dnsmasq(*program_, site, findings)) {
     // The rest of it is advice, which `lanfab preview` gives, too.
-    answer_.trouble = trouble->substr(0, trouble->find('\n'));
+    answer_.error = error->substr(0, error->find('\n'));
     program_.reset();
   }
   if (std::any_of(findings.begin(), findings.end(), is_error)) answer_.is_refusal = true;
@@ -96,10 +96,10 @@ static void examine_file(const CheckOptions& options, const std::string& file, D
     report.output = diff_for_output(source, fixed);
     return;
   }
-  const auto trouble = fixed.report.empty() ? std::nullopt : write_fixed(file, source, fixed);
+  const auto error = fixed.report.empty() ? std::nullopt : write_fixed(file, source, fixed);
   report.is_parsed = !failure;
-  if (trouble) {
-    report.failure = *trouble;
+  if (error) {
+    report.failure = *error;
     return;
   }
   count(judgement, report.summary);
@@ -124,7 +124,7 @@ std::string encode(const FileReport& report) {
     out.number(number);
   out.text(report.failure);
   out.number(report.is_parsed);
-  out.text(report.dnsmasq.trouble);
+  out.text(report.dnsmasq.error);
   out.number(report.dnsmasq.is_refusal);
   return out.bytes;
 }
@@ -140,7 +140,7 @@ FileReport decode(const std::string& bytes) {
     *number = in.number();
   report.failure = in.text();
   report.is_parsed = in.number() != 0;
-  report.dnsmasq.trouble = in.text();
+  report.dnsmasq.error = in.text();
   report.dnsmasq.is_refusal = in.number() != 0;
   return report;
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-// One of the files of `lanfab check`: what is printed about it, whichever process examines it.
+// `lanfab check` for one file: its report, which another process may have made.
 
 #include <cstddef>
 #include <optional>
@@ -23,19 +23,19 @@ struct CheckOptions {
   bool diff = false;                 // print them as a patch instead of the findings
 };
 
-// dnsmasq, where it can be asked.
+// Checks with `dnsmasq --test`, where dnsmasq is installed.
 class Dnsmasq {
  public:
-  // `program` is its path; without one it is not asked.
+  // `program` is the path of dnsmasq; without one, judge() does nothing.
   explicit Dnsmasq(std::optional<std::string> program) : program_(std::move(program)) {}
 
-  // Adds what it refuses to what the rules have found. After an error it would only say the same once more.
-  // When it cannot be asked it is not asked again, since it would be the same for every file.
+  // Adds what dnsmasq rejects to the findings of the rules, unless these have an error: dnsmasq would reject
+  // the same. Once dnsmasq could not be run it is not run again, since it would fail for every file.
   void judge(const Site& site, std::vector<Finding>& findings);
 
-  // Why it could not be asked, and whether it has refused something, since the last call.
+  // Why dnsmasq could not be run, and whether it has rejected something, since the last call.
   struct Answer {
-    std::string trouble;
+    std::string error;
     bool is_refusal = false;
   };
   Answer take_answer();
@@ -45,10 +45,10 @@ class Dnsmasq {
   Answer answer_;
 };
 
-// What the rules and dnsmasq find. What one of the rules `allowed` finds is allowed.
+// Findings of the rules and of dnsmasq. Those of the rules `allowed` are allowed.
 Judgement judge(Source& source, Dnsmasq& dnsmasq, const std::vector<std::string>& allowed);
 
-// About one file.
+// Report on one file.
 struct FileReport {
   std::string name;        // as messages and reports call the file
   std::string output;      // for the format: lines, or JSON as elements of the list in the report
@@ -62,7 +62,7 @@ struct FileReport {
 // Examines a file and fixes it if wanted; "-" is standard input.
 FileReport check_file(const CheckOptions& options, const std::string& file, Dnsmasq& dnsmasq);
 
-// The report as bytes, and back.
+// Converts the report to bytes, and back.
 std::string encode(const FileReport& report);
 FileReport decode(const std::string& bytes);
 

@@ -40,7 +40,7 @@ FixedText apply_fixes(Source& source, Judgement& judgement, const Judge& judge) 
 std::optional<std::string> write_fixed(const std::string& file, const Source& source,
                                        const FixedText& fixed) {
   OutputFile output(file);
-  if (auto trouble = output.open()) return trouble;
+  if (auto error = output.open()) return error;
   File present;
   if (!read_file(file, present)) return with_errno(file);
   const bool has_mark = present.content == kByteOrderMark + fixed.before;

@@ -21,10 +21,10 @@ struct Number {
 };
 using Setter = std::function<void(const std::string&)>;
 
-// Where an option goes: a flag has a bool, and an argument with a vector may be repeated.
+// The variable that an option sets: a flag has a bool, and an argument with a vector may be repeated.
 using Target = std::variant<bool*, std::string*, std::vector<std::string>*, Number, Setter>;
 
-// What a shell offers for a value, besides the option's words.
+// Completions of a value, besides the option's words.
 enum class Completion { kNothing, kFile, kDirectory, kRule };
 
 enum class Presence { kOptional, kRequired, kHidden };
@@ -44,9 +44,9 @@ struct Command {
   std::string name;
   std::string help;
   std::vector<Option> options;
-  std::string footer;        // the last lines of its help
+  std::string footer;        // last lines of its help
   std::function<int()> run;  // called when the targets are set; returns the exit status
-  bool is_hidden = false;    // for other programs: it is in no help
+  bool is_hidden = false;    // run by other programs only: not in the help
 };
 
 Command check_command();
@@ -71,5 +71,5 @@ Option action_option(std::string& action);
 Option cell_option(std::string& cell);
 Option program_option(std::string& program);
 
-// Runs the command that the command line gives. Returns the exit status: 2 when the command line is wrong.
+// Runs the command given on the command line. Returns the exit status: 2 when the command line is wrong.
 int run_command_line(int argc, char* argv[]);

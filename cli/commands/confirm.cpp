@@ -40,13 +40,13 @@ static void report_previous(const InstalledFile& installed) {
   }
 }
 
-// Whether the text that would be kept is the one that was applied. Returns nothing, or why not.
+// Whether the configuration on trial is the one that was applied. Returns nothing, or why not.
 static std::optional<std::string> find_difference(const File& trial, const TrialState& state) {
   const std::string advice = ": run 'lanfab revert' to roll back";
   if (sha256(trial.content) != state.sha256)
     return std::string(kTrialConfiguration) + " was edited during the trial" + advice;
   Applied applied;
-  if (const auto trouble = read_applied(applied)) return *trouble + advice;
+  if (const auto error = read_applied(applied)) return *error + advice;
   if (applied.sha256 != state.sha256) return "another configuration has been applied since" + advice;
   return std::nullopt;
 }
@@ -60,15 +60,15 @@ static bool is_undecided(const TrialState& state) {
 
 static Permission permission_of(const TrialState& state) {
   return {[&state] { return is_undecided(state); },
-          [&state] { return decide(Decision::kKept) == Decision::kKept && is_undecided(state); }};
+          [&state] { return decide(Decision::kConfirmed) == Decision::kConfirmed && is_undecided(state); }};
 }
 
 // Ends the trial whose configuration is installed. The timer goes last: killed before, it finds that, and
 // leaves it active.
-static std::optional<std::string> end_kept_trial(const TrialState& state) {
+static std::optional<std::string> end_confirmed_trial(const TrialState& state) {
   if (!deactivate_trial()) return with_errno(kTrialConfiguration);
-  Outcome outcome = outcome_of(state, Ending::kKept, "by " + caller());
-  outcome.in_force = state.sha256;
+  Outcome outcome = outcome_of(state, Ending::kConfirmed, "by " + caller());
+  outcome.active = state.sha256;
   if (!write_outcome(outcome)) report(with_errno(kTrialDirectory));
   return remove_trial();
 }
@@ -84,15 +84,15 @@ static int confirm_trial(const TrialState& state, const InstalledFile& installed
     return refuse_changed(installed.path);
   // Without a record, the file that is installed now would count as changed since the APPLY.
   if (!record_applied(trial.content)) return fail(with_errno(kTrialDirectory) + "; the trial goes on");
-  std::string trouble;
-  const Installation installation = install(trial.content, installed, permission_of(state), trouble);
+  std::string error;
+  const Installation installation = install(trial.content, installed, permission_of(state), error);
   if (installation == Installation::kRefused) return refuse("the trial is being rolled back");
-  if (installation == Installation::kFailed) return fail(trouble + "; the trial goes on");
-  const auto error = end_kept_trial(state);
-  // Whatever it waits for, the trial does not.
+  if (installation == Installation::kFailed) return fail(error + "; the trial goes on");
+  const auto cleanup_error = end_confirmed_trial(state);
+  // May wait; the trial is already over.
   record_in_history(trial.content, options.comment);
-  if (installation == Installation::kPlaced) return fail(trouble + "; confirmed, but not yet synced to disk");
-  if (error) return fail("lanfab: confirmed, but cleaning up the trial failed: " + *error);
+  if (installation == Installation::kPlaced) return fail(error + "; confirmed, but not yet synced to disk");
+  if (cleanup_error) return fail("lanfab: confirmed, but cleaning up the trial failed: " + *cleanup_error);
   report_previous(installed);
   return 0;
 }
@@ -102,8 +102,8 @@ static bool is_confirmable(int& status) {
   bool is_applying = false;
   bool is_reverting = false;
   for (const auto& [unit, is_running] : {std::pair(kApplyUnit, &is_applying), {kRevertUnit, &is_reverting}}) {
-    if (const auto trouble = query_unit(unit, *is_running)) {
-      status = fail(*trouble);
+    if (const auto error = query_unit(unit, *is_running)) {
+      status = fail(*error);
       return false;
     }
   }
@@ -119,9 +119,9 @@ static bool is_confirmable(int& status) {
 }
 
 int confirm(const ConfirmOptions& options) {
-  if (const auto trouble = enter_system()) return fail(*trouble);
+  if (const auto error = enter_system()) return fail(*error);
   InstalledFile installed;
-  if (const auto trouble = find_installed(installed)) return fail(*trouble);
+  if (const auto error = find_installed(installed)) return fail(*error);
   // What is left half done would end with the trial.
   const BlockedSignals signals{SIGINT, SIGQUIT, SIGTSTP, SIGHUP, SIGTERM};
   const ExclusiveLock lock(kTrialDirectory);

@@ -11,5 +11,5 @@ struct ConfirmOptions {
 };
 
 // Returns the exit status: 0 when the configuration is installed, 1 when there is no trial to confirm, or the
-// installed file has changed, 2 when it cannot be done, or is not known to have reached the disk.
+// installed file has changed, 2 on failure, or when it may not be synced to disk.
 int confirm(const ConfirmOptions& options);

@@ -128,7 +128,7 @@ static std::optional<std::string> load_and_run(const std::string& file, const Dr
 static std::optional<std::string> run_entry(const std::string& number, const DryRunOptions& options,
                                             DryRun& dry_run) {
   Source source;
-  if (auto trouble = load_from_history(number, source)) return trouble;
+  if (auto error = load_from_history(number, source)) return error;
   return run_and_warn(source, options, dry_run);
 }
 
@@ -196,10 +196,8 @@ Command diff_command() {
   return {"diff",
           "Show what a configuration would change",
           {file_option(options.file),
-           {"OTHER",
-            "a newer one to compare it with; without, FILE is compared with\n"
-            "what is in /var/run now",
-            &options.other, Completion::kFile},
+           {"OTHER", "a newer one to compare it with; default: the files in /var/run", &options.other,
+            Completion::kFile},
            from,
            action_option(options.dry_run.action),
            cell_option(options.dry_run.cell),

@@ -1,6 +1,6 @@
 #pragma once
 
-// `lanfab diff`: what a configuration would change.
+// `lanfab diff`: shows what a configuration would change.
 
 #include <optional>
 #include <string>

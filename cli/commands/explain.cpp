@@ -50,7 +50,7 @@ Command explain_command() {
   static std::vector<std::string> rules;
   return {"explain",
           "Explain rules: what they check, why it matters, how to fix it",
-          {{"RULE", "names of rules; all rules are listed without one", &rules, Completion::kRule}},
+          {{"RULE", "rules to explain; default: list all rules", &rules, Completion::kRule}},
           "Example: lanfab explain lease-address-twice",
           [] { return explain(rules); }};
 }

@@ -42,7 +42,7 @@ static void print_json(const Json::Value& value) {
 
 static int list_entries(bool json) {
   std::vector<HistoryEntry> entries;
-  if (const auto trouble = History().read(entries)) return fail("lanfab: " + *trouble);
+  if (const auto error = History().read(entries)) return fail("lanfab: " + *error);
   if (json) {
     Json::Value root(Json::objectValue);
     root["entries"] = Json::arrayValue;
@@ -58,7 +58,7 @@ static int list_entries(bool json) {
 
 static int show_entry(const std::string& number, bool json) {
   HistoryEntry entry;
-  if (const auto trouble = History().find(number, entry)) return fail("lanfab: " + *trouble);
+  if (const auto error = History().find(number, entry)) return fail("lanfab: " + *error);
   std::string text = entry.configuration;
   blank_secrets(text);
   if (json) {
@@ -84,11 +84,11 @@ Command history_command() {
       "history",
       "List the configurations that were applied",
       {{"ACTION",
-        "show: print the configuration of an entry; without, list all entries",
+        "show: print the configuration of an entry; default: list all entries",
         &options.action,
         Completion::kNothing,
         {"show"}},
-       {"NUMBER", "that of the entry", &options.number},
+       {"NUMBER", "number of the entry", &options.number},
        json_option(options.json)},
       "lanfab diff --from NUMBER shows what has changed since; lanfab revert NUMBER applies the entry as a "
       "trial.\n\n"

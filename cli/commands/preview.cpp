@@ -92,7 +92,7 @@ static void print_result(const DryRunResult& result, const PreviewOptions& optio
   } else {
     print_names("written", names_with(Change::kWritten, result));
   }
-  print_names("unchanged", names_with(Change::kRewritten, result));
+  print_names("unchanged", names_with(Change::kUnchanged, result));
   print_names("removed", result.removed);
   std::vector<std::string> lines;
   for (const auto& [key, value] : result.database)
@@ -131,7 +131,7 @@ static Json::Value json_of(const ResultFile& one) {
   Json::Value value(Json::objectValue);
   value["path"] = one.file.path;
   value["mode"] = mode;
-  value["change"] = one.change == Change::kRewritten ? "unchanged" : "written";
+  value["change"] = one.change == Change::kUnchanged ? "unchanged" : "written";
   value["content"] = one.file.content;
   return value;
 }
@@ -141,7 +141,7 @@ static void print_json(const DryRunResult& result) {
   root["status"] = result.status;
   root["files"] = Json::arrayValue;
   for (const ResultFile& file : result.files)
-    if (file.change != Change::kKept) root["files"].append(json_of(file));
+    if (file.change != Change::kUntouched) root["files"].append(json_of(file));
   root["removed"] = json_of(result.removed);
   root["commands"] = Json::arrayValue;
   for (const std::vector<std::string>& command : result.commands)
@@ -161,7 +161,7 @@ static void print_json(const DryRunResult& result) {
   std::printf("%s\n", Json::writeString(Json::StreamWriterBuilder(), root).c_str());
 }
 
-// One mask for all: a key that stands in two places gets one number.
+// One mask for all: a key that occurs twice gets one number.
 static void hide_secrets(DryRunResult& result) {
   SecretMask mask;
   for (ResultFile& file : result.files)
@@ -180,7 +180,7 @@ static void hide_secrets(DryRunResult& result) {
 static std::vector<File> files_of(const DryRunResult& result) {
   std::vector<File> files;
   for (const auto& [file, change] : result.files)
-    if (change != Change::kKept) files.push_back(file);
+    if (change != Change::kUntouched) files.push_back(file);
   return files;
 }
 
@@ -190,15 +190,15 @@ static int preview(const PreviewOptions& options) {
   OutputDirectory directory(options.directory);
   const bool has_directory = !options.directory.empty();
   if (has_directory) {
-    if (const auto trouble = directory.open()) return fail(*trouble);
+    if (const auto error = directory.open()) return fail(*error);
   }
   Source source;
   if (const auto failure = load_source(options.file, source)) return fail(failure->message);
   DryRun dry_run;
-  if (const auto trouble = make_dry_run(std::move(source), options.dry_run, dry_run)) return fail(*trouble);
+  if (const auto error = make_dry_run(std::move(source), options.dry_run, dry_run)) return fail(*error);
   DryRunResult& result = dry_run.result;
   if (has_directory) {
-    if (const auto trouble = directory.write(files_of(result))) return fail(*trouble);
+    if (const auto error = directory.write(files_of(result))) return fail(*error);
   }
   hide_secrets(result);
   if (options.json) {
@@ -222,7 +222,7 @@ Command preview_command() {
            {"-o DIRECTORY", "write the files below this directory, which must be empty", &options.directory,
             Completion::kDirectory},
            json_option(options.json),
-           {"-v", "show the messages to the system log and all errors, too", &options.messages}},
+           {"-v", "also show the messages to the system log and all errors", &options.messages}},
           "Example: lanfab preview network.json --cell down",
           [] { return preview(options); }};
 }

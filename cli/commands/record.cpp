@@ -1,5 +1,5 @@
-// `lanfab record`, which is in no help: what services run to keep what they apply, and the shell of a login
-// to show how the last trial ended.
+// `lanfab record`, a hidden command: services run it to record what they apply, and login shells to show how
+// the last trial ended.
 
 #include <cstdio>
 
@@ -15,30 +15,30 @@ namespace {
 
 struct RecordOptions {
   std::string what;
-  std::string program;  // that applies
+  std::string program;  // the cmd_lanfab to run
 };
 
 }  // namespace
 
-// Any user may ask, and nothing is wrong if no trial has ended.
+// For any user. That no trial has ended is not an error.
 static int show_outcome() {
   if (const auto outcome = read_outcome()) std::printf("%s\n", describe(*outcome).c_str());
   return 0;
 }
 
-// What is on trial is not kept yet.
-static void keep_in_history() {
+// A configuration on trial is added when it is confirmed.
+static void add_to_history() {
   Applied applied;
   if (!is_trial_active() && !read_applied(applied)) record_in_history(applied.text, "");
 }
 
 static int record(const RecordOptions& options) {
   if (options.what == "outcome") return show_outcome();
-  if (const auto trouble = enter_system_as_service()) return fail(*trouble);
+  if (const auto error = enter_system_as_service()) return fail(*error);
   if (options.what == "apply") return apply_and_record(options.program) ? 0 : 1;
   const bool is_done = options.what == "before" ? note_configuration() : record_noted_configuration();
   if (!is_done) return fail(with_errno("lanfab: cannot record what is applied"));
-  if (options.what == "after") keep_in_history();
+  if (options.what == "after") add_to_history();
   return 0;
 }
 

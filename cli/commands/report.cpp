@@ -1,4 +1,4 @@
-// `lanfab report`: a bundle for whoever looks for a fault from afar.
+// `lanfab report`: a bundle of information for remote troubleshooting.
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -38,7 +38,7 @@ static std::string list_of(const std::vector<ReportItem>& items) {
     char line[128];
     std::snprintf(line, sizeof line, "%9s  ", size.c_str());
     text += line + printable(item.name.substr(1)) + "\n";
-    if (!item.trouble.empty()) text += "           " + printable(item.trouble) + "\n";
+    if (!item.error.empty()) text += "           " + printable(item.error) + "\n";
   }
   return text;
 }
@@ -55,17 +55,17 @@ static int write_report(const ReportOptions& options) {
   const std::string name = name_now();
   const std::string path = options.file.empty() ? name + ".tar.gz" : options.file;
   OutputFile output(path);
-  if (const auto trouble = output.open()) return fail("lanfab: " + *trouble);
+  if (const auto error = output.open()) return fail("lanfab: " + *error);
   struct stat status {};
-  // Before the questions, which take time.
+  // Before the queries, which take time.
   if (!options.force && lstat(path.c_str(), &status) == 0)
     return fail("lanfab: " + printable(path) + ": file exists; use --force to replace it");
   const std::vector<ReportItem> items = collect_report();
   const std::string list = list_of(items);
   std::string archive;
-  if (const auto trouble = pack(files_of(items, list), name, archive)) return fail("lanfab: " + *trouble);
-  if (const auto trouble = options.force ? output.write(archive) : output.create(archive))
-    return fail("lanfab: " + *trouble);
+  if (const auto error = pack(files_of(items, list), name, archive)) return fail("lanfab: " + *error);
+  if (const auto error = options.force ? output.write(archive) : output.create(archive))
+    return fail("lanfab: " + *error);
   std::printf("%s contains these files (sizes in bytes):\n%s", printable(path).c_str(), list.c_str());
   std::printf("Keys, passwords and tokens are masked. Addresses and host names are not.\n");
   return 0;

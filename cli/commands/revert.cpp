@@ -24,10 +24,10 @@
 namespace {
 
 struct RevertOptions {
-  std::string entry;      // the number of an entry of the history, which is tried
-  bool yes = false;       // put the previous configuration back without asking
-  bool by_timer = false;  // this is the service that the timer starts
-  bool as_guard = false;  // this is the service that watches over a trial
+  std::string entry;      // number of a history entry to apply as a trial
+  bool yes = false;       // apply the previous configuration without a prompt
+  bool by_timer = false;  // run by the rollback service
+  bool as_guard = false;  // run by the guard service
 };
 
 }  // namespace
@@ -35,13 +35,13 @@ struct RevertOptions {
 int report_end_of_trial(const std::string& id, const std::string& target) {
   const auto outcome = read_outcome();
   const bool is_known = outcome && (id.empty() || outcome->trial == id);
-  if (is_known && outcome->ending == Ending::kKept) {
+  if (is_known && outcome->ending == Ending::kConfirmed) {
     std::printf(
         "The trial had been confirmed. Run 'lanfab revert' again to apply the previous configuration.\n");
     return 1;
   }
-  // What is in force decides, not what has been done about it.
-  const std::string& old = is_known && !outcome->in_force.empty() ? outcome->in_force : target;
+  // The active configuration decides, not what was done to apply it.
+  const std::string& old = is_known && !outcome->active.empty() ? outcome->active : target;
   if (old.empty() || !is_applied(old))
     return fail(
         "lanfab: the trial is over, but the previous configuration may not be active: run 'lanfab status'");
@@ -54,7 +54,7 @@ int end_trial(const std::string& reason) {
   const auto state = read_state();
   File target;
   const bool has_target = read_file(kTarget, target);
-  // Another trial may have begun when this one has ended.
+  // Once this trial has ended, another one may have begun.
   const auto is_under_way = [&state] {
     const auto now = read_state();
     return now && state ? now->id == state->id : is_trial_left();
@@ -86,10 +86,10 @@ static bool is_wanted(const std::string& previous) {
 
 static int restore_previous(bool is_agreed) {
   InstalledFile installed;
-  if (const auto trouble = find_installed(installed)) return fail(*trouble);
-  // One that waits for it comes first.
-  std::string trouble;
-  complete_installation(installed, trouble);
+  if (const auto error = find_installed(installed)) return fail(*error);
+  // An installation that was interrupted determines the previous configuration.
+  std::string error;
+  complete_installation(installed, error);
   const std::string previous = installed.entry + kPreviousSuffix;
   struct stat status {};
   if (stat(previous.c_str(), &status) != 0) {
@@ -98,26 +98,26 @@ static int restore_previous(bool is_agreed) {
     return 1;
   }
   if (!is_agreed && !is_wanted(previous)) return 1;
-  return put_in_force(previous);
+  return apply_permanently(previous);
 }
 
 static int try_entry(const std::string& number) {
   Source source;
-  if (const auto trouble = load_from_history(number, source)) return fail(*trouble);
+  if (const auto error = load_from_history(number, source)) return fail(*error);
   return try_configuration(source);
 }
 
-// Returns the exit status: 0 when the former configuration is active, 1 when it is not or there is none, 2
-// when this process cannot do it.
+// Returns the exit status: 0 when the former configuration is active, 1 when it is not or there is none, 2 on
+// any other failure.
 static int revert(const RevertOptions& options) {
   if (!options.entry.empty()) return try_entry(options.entry);
   if (options.by_timer || options.as_guard) {
-    if (const auto trouble = enter_system_as_service()) return fail(*trouble);
+    if (const auto error = enter_system_as_service()) return fail(*error);
     if (options.by_timer) return roll_back();
     guard_trial(roll_back);
     return 0;
   }
-  if (const auto trouble = enter_system()) return fail(*trouble);
+  if (const auto error = enter_system()) return fail(*error);
   return is_trial_left() ? end_trial() : restore_previous(options.yes);
 }
 
@@ -129,10 +129,10 @@ Command revert_command() {
   return {"revert",
           "Roll back to the previous configuration",
           {{"NUMBER", "apply this entry of the history as a trial", &options.entry},
-           {"--yes", "do not ask", &options.yes},
+           {"--yes", "do not prompt", &options.yes},
            timer,
            guard},
-          "Ends the trial immediately. Without a trial, asks, and applies network.json.previous.\n\n"
+          "Ends the trial immediately. Without a trial, applies network.json.previous, after a prompt.\n\n"
           "Example: lanfab revert --yes",
           [] { return revert(options); }};
 }

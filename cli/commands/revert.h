@@ -4,11 +4,11 @@
 
 #include <string>
 
-// Rolls back the trial, unless it has ended, and reports which configuration is in force. `reason` is for
-// those who ask later: "since its APPLY failed"; empty, it names the caller. Returns the exit status: 0, 1
-// when the trial had been confirmed, or 2 when the old configuration is not in force yet, or not known to be.
+// Rolls back the trial, unless it has ended, and reports which configuration is active. `reason` is recorded:
+// "since its APPLY failed"; if empty, the caller. Returns the exit status: 0, 1 when the trial had been
+// confirmed, or 2 when the previous configuration is not active yet, or may not be.
 int end_trial(const std::string& reason = "");
 
-// Reports, once the trial with this ID has ended, which configuration is in force: as end_trial does.
-// `target` is the SHA-256 of the old one.
+// Reports, once the trial with this ID has ended, which configuration is active, as end_trial does. `target`
+// is the SHA-256 of the previous one.
 int report_end_of_trial(const std::string& id, const std::string& target);

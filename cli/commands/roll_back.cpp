@@ -31,13 +31,13 @@ static void broadcast_alert(const std::string& message) {
   succeeds_within(kWallLimit, {"wall", "lanfab: " + message});
 }
 
-// The directory of the configuration that was in force before the trial; empty if that has been lost: then it
-// is the installed one.
+// The directory of the configuration that was active before the trial; empty if it is lost: then the
+// installed one is applied.
 static std::string directory_of_target() {
   return access(kTarget, F_OK) == 0 ? kTargetDirectory : "";
 }
 
-// The trial is not the active configuration any more; now the old one has to come into force.
+// Applies the previous configuration; the one on trial has been deactivated.
 static bool apply_old_configuration(const std::string& program) {
   end_stopped_runs();
   return apply_and_record(program, directory_of_target());
@@ -47,25 +47,25 @@ static bool apply_old_configuration(const std::string& program) {
 static std::string reason_of(const TrialState& state) {
   std::string reason = requested_rollback();
   if (!reason.empty()) return reason;
-  if (state.ends != 0 && monotonic_seconds() >= state.ends) return kNotKeptInTime;
+  if (state.ends != 0 && monotonic_seconds() >= state.ends) return kNotConfirmedInTime;
   return is_applied(state.sha256) ? "since " + std::string(kRevertUnit) + " was started" : kNotApplied;
 }
 
-// What has to be said of the old configuration that is in force now; empty if there is nothing.
-static std::string note_of(const std::string& in_force, const TrialState& state) {
+// Note on the previous configuration, which is active now; empty if it is the installed one.
+static std::string note_of(const std::string& active, const TrialState& state) {
   File installed;
-  if (read_file(state.path, installed) && sha256(installed.content) == in_force) return "";
+  if (read_file(state.path, installed) && sha256(installed.content) == active) return "";
   return "the network is that of before the trial; " + printable(state.path) +
          " is another configuration, which is not applied";
 }
 
-// `left` is what the kernel still has of the trial.
+// `left` describes what the kernel still has of the trial.
 static void report_rollback(const TrialState& state, const std::string& reason,
                             const std::vector<std::string>& left) {
   Outcome outcome = outcome_of(state, Ending::kRolledBack, reason);
   Applied applied;
   if (!read_applied(applied)) {
-    outcome.in_force = applied.sha256;
+    outcome.active = applied.sha256;
     outcome.note = note_of(applied.sha256, state);
   }
   for (const std::string& difference : left) {
@@ -81,16 +81,16 @@ bool is_trial_left() {
   return read_state() || is_trial_active() || has_failed();
 }
 
-// Ends a trial whose configuration a `lanfab confirm` that was killed has installed. Where that is not
-// visible yet, since the file is mounted by itself, the configuration on trial stays the active one: it is
-// the same.
+// Ends a trial whose configuration was installed by a `lanfab confirm` that was killed. If the installed file
+// is not visible yet, since it is mounted by itself, the configuration on trial, which is the same, stays the
+// active one.
 static int complete_confirmation(const TrialState& state) {
   File trial;
   File shown;
   const bool is_visible = !read_file(kTrialConfiguration, trial) ||
                           (read_file(state.path, shown) && shown.content == trial.content);
-  Outcome outcome = outcome_of(state, Ending::kKept, "by a lanfab confirm that was killed");
-  outcome.in_force = state.sha256;
+  Outcome outcome = outcome_of(state, Ending::kConfirmed, "by a lanfab confirm that was killed");
+  outcome.active = state.sha256;
   if (!write_outcome(outcome)) report(with_errno(kTrialDirectory));
   if (const auto error = is_visible ? remove_trial() : forget_trial())
     return fail("lanfab: cleaning up the trial failed: " + *error);
@@ -102,11 +102,11 @@ static int complete_confirmation(const TrialState& state) {
   return 0;
 }
 
-// Whether the trial is rolled back, and not kept by a `lanfab confirm` that comes at the same time or was
-// killed. `is_locked` tells that no other process is deciding.
+// Whether to roll the trial back: false if a `lanfab confirm` that runs at the same time or was killed has
+// confirmed it. With `is_locked`, no other process is deciding.
 static bool is_to_be_rolled_back(const TrialState& state, bool is_locked) {
   if (is_locked && read_decision() == Decision::kNone && is_trial_installed(state)) return false;
-  return decide(Decision::kRolledBack) != Decision::kKept;
+  return decide(Decision::kRolledBack) != Decision::kConfirmed;
 }
 
 // Ends the trial once. Until the previous configuration is active, the state stays, so that this can be

@@ -40,21 +40,21 @@ static StatusReport report_of(const NagiosReport& plugin) {
 }
 
 // Of a gateway that could not be examined.
-static StatusReport failure_report(StatusFormat format, const std::string& trouble) {
-  const std::string error = printable("lanfab: " + trouble);
-  if (format == StatusFormat::kNagios) return report_of(nagios_report_of(trouble));
+static StatusReport failure_report(StatusFormat format, const std::string& error) {
+  const std::string line = printable("lanfab: " + error);
+  if (format == StatusFormat::kNagios) return report_of(nagios_report_of(error));
   if (format == StatusFormat::kPrometheus) {
-    fail(error);
+    fail(line);
     return {0, metrics_of_failure()};
   }
-  return {kFailure, "", error};
+  return {kFailure, "", line};
 }
 
 // Takes one snapshot and examines it. The status is that of lanfab: the line of a plugin has its own, and
 // metrics are a success whatever they say.
 static StatusReport make_report(const StatusOptions& options) {
   Snapshot snapshot;
-  if (const auto trouble = take_snapshot(snapshot)) return failure_report(options.format, *trouble);
+  if (const auto error = take_snapshot(snapshot)) return failure_report(options.format, *error);
   const StatusFindings findings = find_all_drift(snapshot, options.probe);
   const int status = exit_status_of(findings);
   switch (options.format) {
@@ -74,7 +74,7 @@ static StatusReport make_report(const StatusOptions& options) {
 static int keep_reporting(const StatusOptions& options) {
   if (!is_terminal(STDOUT_FILENO)) return fail("lanfab: --watch needs a terminal");
   StatusReport report = make_report(options);
-  // What fails later may come back.
+  // A later failure may be temporary.
   if (!report.error.empty()) return fail(report.error);
   const int signal = watch([&options, &report] {
     report = make_report(options);
@@ -111,8 +111,9 @@ Command status_command() {
                                                        {"nagios", StatusFormat::kNagios},
                                                        {"prometheus", StatusFormat::kPrometheus}};
   Option format{"--format FORMAT",
-                "text (default), json, nagios, one line with the\n"
-                "exit status of a plugin, or prometheus, metrics",
+                "text (default), json, nagios (one line, with\n"
+                "the exit status of a plugin) or prometheus\n"
+                "(metrics)",
                 [formats](const std::string& name) { options.format = formats.at(name); },
                 Completion::kNothing,
                 {"text", "json", "nagios", "prometheus"}};
@@ -120,7 +121,8 @@ Command status_command() {
   Option output = {"-o FILE", "write into this file, whole or not at all", &options.output,
                    Completion::kFile};
   output.excludes = "--watch";
-  Option probe = {"--probe", "send packets to find what only hosts know; requires root, takes 2 s",
+  Option probe = {"--probe",
+                  "also send packets to hosts and servers, and check their answers; requires root, takes 2 s",
                   &options.probe};
   probe.excludes = "--watch";
   return {"status",
@@ -129,7 +131,7 @@ Command status_command() {
            format,
            output,
            probe,
-           {"-v", "show the messages of the last runs, too", &options.messages}},
+           {"-v", "also show the messages of the last runs", &options.messages}},
           "Example: lanfab status --watch",
           [] { return status(options); }};
 }

@@ -77,19 +77,18 @@ struct OwnTrial {
   TrialState state;
   std::string content;
   InstalledFile installed;
-  Applied target;  // what a rollback goes back to
-  Look before;     // what `lanfab status` found before it
+  Applied target;        // what a rollback applies
+  ObservedDrift before;  // what `lanfab status` found before it
 };
 
 }  // namespace
 
-// What stands in the way of a trial: another one, or what systemd does for it. Returns nothing if the way is
-// free.
+// Why no trial can begin: another trial, or its units. Returns nothing if one can.
 static std::optional<std::string> find_obstacle() {
   bool has_timer = false;
   bool is_reverting = false;
-  if (auto trouble = query_unit(kRevertTimer, has_timer)) return trouble;
-  if (auto trouble = query_unit(kRevertUnit, is_reverting)) return trouble;
+  if (auto error = query_unit(kRevertTimer, has_timer)) return error;
+  if (auto error = query_unit(kRevertUnit, is_reverting)) return error;
   const auto present = read_state();
   // A state alone is not a trial: its `lanfab try` was killed before the timer started.
   if (present && (is_trial_active() || has_timer || is_reverting))
@@ -99,50 +98,50 @@ static std::optional<std::string> find_obstacle() {
   return std::nullopt;
 }
 
-// Keeps what a rollback needs. Returns nothing, or why it cannot.
+// Copies the programs and reserves the space that a rollback needs. Returns nothing, or an error message.
 static std::optional<std::string> prepare_rollback(const std::string& program) {
-  if (auto trouble = keep_programs(program)) return trouble;
+  if (auto error = copy_programs(program)) return error;
   if (!reserve_space()) return with_errno(kTrialDirectory) + ": no room for a rollback";
   return std::nullopt;
 }
 
 // Steps 1 to 3, which Ctrl-C does not interrupt. Returns nothing, or why there is no trial; nothing of it is
-// left then.
+// left in that case.
 static std::optional<std::string> begin(const std::string& program, const OwnTrial& trial) {
   const BlockedSignals signals{SIGINT, SIGQUIT, SIGTSTP, SIGHUP, SIGTERM};
   const ExclusiveLock lock(kTrialDirectory);
   if (!lock.is_held()) return lock.error();
   if (auto obstacle = find_obstacle()) return obstacle;
-  // That of one whose `lanfab confirm` was killed at its end.
+  // Left by a trial whose `lanfab confirm` was killed at its end.
   if (!stop_revert_timer()) return std::string("lanfab: ") + kRevertTimer + " cannot be stopped";
   if (!end_guard()) return std::string("lanfab: ") + kGuardUnit + " cannot be stopped";
   if (!remove_state()) return with_errno(kTrialDirectory);
   record_kernel();
-  std::optional<std::string> trouble = prepare_rollback(program);
+  std::optional<std::string> error = prepare_rollback(program);
   const bool is_staged =
-      !trouble && stage_target(trial.target.text) && stage_trial(trial.content, trial.installed.path);
+      !error && stage_target(trial.target.text) && stage_trial(trial.content, trial.installed.path);
   // Without a state the service finds nothing to do.
-  if (trouble) {
+  if (error) {
     // Nothing has begun.
   } else if (is_staged && !test_revert_service()) {
-    trouble = std::string("lanfab: ") + kRevertFails;
+    error = std::string("lanfab: ") + kRevertFails;
   } else if (!is_staged || !write_state(trial.state)) {
-    trouble = with_errno(kTrialDirectory);
+    error = with_errno(kTrialDirectory);
   } else if (!start_revert_timer(trial.state.ends - trial.state.began)) {
-    trouble = "lanfab: the timer that rolls the trial back cannot be started";
+    error = "lanfab: the timer that rolls the trial back cannot be started";
   } else if (!start_guard()) {
-    trouble = "lanfab: the guard of the trial cannot be started";
+    error = "lanfab: the guard of the trial cannot be started";
   } else if (!activate_trial()) {
-    trouble = with_errno(kTrialConfiguration);
+    error = with_errno(kTrialConfiguration);
   }
-  if (!trouble) {
+  if (!error) {
     forget_outcome();
     return std::nullopt;
   }
-  // What fails here, the timer tries again.
-  if (!deactivate_trial()) return *trouble + "; " + with_errno(kTrialConfiguration);
-  if (const auto error = remove_trial()) *trouble += "; " + *error;
-  return trouble;
+  // The timer retries what fails here.
+  if (!deactivate_trial()) return *error + "; " + with_errno(kTrialConfiguration);
+  if (const auto cleanup_error = remove_trial()) *error += "; " + *cleanup_error;
+  return error;
 }
 
 static int roll_back_trial(const std::string& reason = "") {
@@ -152,8 +151,8 @@ static int roll_back_trial(const std::string& reason = "") {
 
 namespace {
 
-// What has become of a trial, which another terminal or the timer may have ended.
-enum class Fate { kActive, kKept, kBeingRolledBack, kOver };
+// State of a trial, which another terminal or the timer may have ended.
+enum class Fate { kActive, kConfirmed, kBeingRolledBack, kOver };
 
 }  // namespace
 
@@ -164,20 +163,21 @@ static bool is_state_of(const OwnTrial& trial) {
 
 static Fate find_fate(const OwnTrial& trial) {
   if (is_state_of(trial) && is_trial_active()) return Fate::kActive;
-  // A confirmation that is under way ends first. Whatever could not be read above is read again.
+  // Waits for a confirmation in progress. Whatever could not be read above is read again.
   const ExclusiveLock lock(kTrialDirectory);
   if (is_state_of(trial)) return is_trial_active() ? Fate::kActive : Fate::kBeingRolledBack;
   // Somebody has removed the state.
   if (!read_state() && is_trial_active()) return Fate::kBeingRolledBack;
   const auto outcome = read_outcome();
-  const bool is_kept = outcome && outcome->trial == trial.state.id && outcome->ending == Ending::kKept;
-  return is_kept ? Fate::kKept : Fate::kOver;
+  const bool is_confirmed =
+      outcome && outcome->trial == trial.state.id && outcome->ending == Ending::kConfirmed;
+  return is_confirmed ? Fate::kConfirmed : Fate::kOver;
 }
 
 // Reports the end of a trial that this process has not ended. Returns the exit status.
 static int report_end(const OwnTrial& trial, Fate fate) {
   if (fate == Fate::kBeingRolledBack) return roll_back_trial();
-  if (fate == Fate::kKept) {
+  if (fate == Fate::kConfirmed) {
     std::printf("Confirmed by another 'lanfab confirm'.\n");
     return 0;
   }
@@ -191,9 +191,9 @@ static int report_end(const OwnTrial& trial, Fate fate) {
 
 namespace {
 
-enum class Answer { kNone, kKeep, kGoBack };
+enum class Answer { kNone, kConfirm, kRollBack };
 
-// The answers that somebody types, a line each.
+// Reads the answers typed on the terminal, a line each.
 class Terminal {
  public:
   // Waits a second at most. Only a whole line counts: Ctrl-D sends a part of one, or none.
@@ -207,8 +207,8 @@ class Terminal {
     line_.append(block, static_cast<std::size_t>(size));
     if (line_.back() != '\n') return Answer::kNone;
     const std::string line = std::exchange(line_, "");
-    if (line == "y\n" || line == "Y\n") return Answer::kKeep;
-    return line == "n\n" || line == "N\n" ? Answer::kGoBack : Answer::kNone;
+    if (line == "y\n" || line == "Y\n") return Answer::kConfirm;
+    return line == "n\n" || line == "N\n" ? Answer::kRollBack : Answer::kNone;
   }
 
   // Whether somebody may still type.
@@ -224,20 +224,20 @@ class Terminal {
 }  // namespace
 
 static int count_down(const OwnTrial& trial) {
-  // What was typed before the new network was there says nothing about it.
+  // Keys typed before the new network was up are not about it.
   tcflush(STDIN_FILENO, TCIFLUSH);
   Terminal terminal;
   Answer answer = Answer::kNone;
   while (terminal.is_open()) {
     const Fate fate = find_fate(trial);
     const std::int64_t left = trial.state.ends - monotonic_seconds();
-    const bool is_ended = is_interrupted != 0 || left <= 0 || answer == Answer::kGoBack;
+    const bool is_ended = is_interrupted != 0 || left <= 0 || answer == Answer::kRollBack;
     if (fate != Fate::kActive || is_ended) {
       std::printf("\n");
-      return fate == Fate::kActive ? roll_back_trial(left <= 0 ? kNotKeptInTime : "")
+      return fate == Fate::kActive ? roll_back_trial(left <= 0 ? kNotConfirmedInTime : "")
                                    : report_end(trial, fate);
     }
-    if (answer == Answer::kKeep && confirm({trial.state.id}) == 0) return 0;
+    if (answer == Answer::kConfirm && confirm({trial.state.id}) == 0) return 0;
     // Fits into a line of 80 columns.
     std::printf("\rKeep this configuration? [y/n] Rolling back in %lld s (n or Ctrl-C: now). ",
                 static_cast<long long>(left));
@@ -253,27 +253,26 @@ static void tell_what_to_type(const TrialState& state) {
       static_cast<long long>(std::max<std::int64_t>(state.ends - monotonic_seconds(), 0)));
 }
 
-// What is to be seen before it starts. Returns whether it may.
+// Shows the findings and the changes before the trial starts. Returns whether it may start.
 static bool examine_first(const Source& source, bool force) {
   const Summary summary = show_findings(source);
   if (summary.errors > 0 && !force) {
     std::fprintf(stderr, "lanfab: not applied: the configuration has errors (use --force to override)\n");
     return false;
   }
-  if (const auto trouble = show_changes(source))
-    report(*trouble + "\nCould not determine what would change.");
+  if (const auto error = show_changes(source)) report(*error + "\nCould not determine what would change.");
   return true;
 }
 
-// Finds the installed configuration, which the trial may end with, and whether it could be replaced. Returns
-// nothing, or why there can be no trial.
+// Finds the installed configuration, and whether a confirmation could replace it. Returns nothing, or why
+// there can be no trial.
 static std::optional<std::string> find_trial_ground(InstalledFile& installed) {
   const bool is_missing = access(kInstalledConfiguration, F_OK) != 0 && errno == ENOENT;
-  if (const auto trouble = find_installed(installed))
-    return *trouble + (is_missing ? ": there is no configuration to roll back to" : "");
-  if (auto trouble = why_not_replaceable(installed)) return trouble;
-  std::string trouble;
-  if (complete_installation(installed, trouble) == Installation::kFailed) return trouble;
+  if (const auto error = find_installed(installed))
+    return *error + (is_missing ? ": there is no configuration to roll back to" : "");
+  if (auto error = why_not_replaceable(installed)) return error;
+  std::string error;
+  if (complete_installation(installed, error) == Installation::kFailed) return error;
   return std::nullopt;
 }
 
@@ -296,12 +295,12 @@ static std::optional<std::string> find_refusal(const std::string& text) {
   return source.name + ": " + refused.front().path + ": " + refused.front().reason;
 }
 
-// Finds what a rollback is to apply. Returns nothing, or why there is nothing good; then there is no trial,
-// not with --force either.
+// Finds the configuration that a rollback applies. Returns nothing, or why there is none that is valid; then
+// there is no trial, not with --force either.
 static std::optional<std::string> find_target(const OwnTrial& trial, bool is_installed_tried,
                                               Applied& target) {
-  if (const auto trouble = read_applied(target))
-    return *trouble + ", so there is nothing to roll back to; 'cmd_lanfab apply' applies " +
+  if (const auto error = read_applied(target))
+    return *error + ", so there is nothing to roll back to; 'cmd_lanfab apply' applies " +
            trial.installed.path;
   if (is_installed_tried && target.text != trial.content)
     return trial.installed.path +
@@ -311,34 +310,34 @@ static std::optional<std::string> find_target(const OwnTrial& trial, bool is_ins
   return std::nullopt;
 }
 
-// Nothing of this process has to survive: while the trial's file is in /run/lanfab, it is the active
+// The trial does not depend on this process: while the trial's file is in /run/lanfab, it is the active
 // configuration, and a timer of systemd removes it. These are the steps; killed after any of them, the old
 // network is untouched or the timer runs.
 //
 //   1. What was applied last, the trial's file and its state are written: nothing reads them yet.
-//   2. The timer starts: it finds nothing to take back but files.
+//   2. The timer starts: so far it would only remove files.
 //   3. The file is renamed: runs of cmd_lanfab read it from now on.
 //   4. A service of systemd applies it: a failure starts what the timer would start.
 //
-// Returns nothing when the trial is in force, or the exit status: 1 when `lanfab check` finds an error, there
-// is nothing to go back to, or the trial was taken back, 0 when somebody has kept it, 2 when it cannot be
-// done.
+// Returns nothing when the trial is active, or the exit status: 1 when `lanfab check` finds an error, there
+// is nothing to roll back to, or the trial was rolled back, 0 when somebody has confirmed it, 2 on any other
+// failure.
 static std::optional<int> start_trial(const Source& source, const TryOptions& options, OwnTrial& trial) {
-  if (const auto trouble = check_rights()) return fail(*trouble);
+  if (const auto error = check_rights()) return fail(*error);
   if (!examine_first(source, options.force)) return 1;
   const auto program = find_program();
   if (!program) return fail("lanfab: cmd_lanfab is not installed");
   // Before this process leaves its own view of the file system.
   const bool is_installed_tried = is_same_file(options.file, kInstalledConfiguration);
-  if (const auto trouble = enter_system()) return fail(*trouble);
+  if (const auto error = enter_system()) return fail(*error);
   trial.content = source.text;
-  if (const auto trouble = find_trial_ground(trial.installed)) return fail(*trouble);
-  if (const auto trouble = find_target(trial, is_installed_tried, trial.target)) {
-    report("lanfab: not applied: " + *trouble);
+  if (const auto error = find_trial_ground(trial.installed)) return fail(*error);
+  if (const auto error = find_target(trial, is_installed_tried, trial.target)) {
+    report("lanfab: not applied: " + *error);
     return 1;
   }
   wait_for_links();
-  if (!options.unverified) trial.before = look_at_gateway();
+  if (!options.unverified) trial.before = observe_drift();
   std::signal(SIGINT, note_interrupt);
   const std::int64_t now = monotonic_seconds();
   trial.state = {caller(),
@@ -349,7 +348,7 @@ static std::optional<int> start_trial(const Source& source, const TryOptions& op
                  trial.installed.path,
                  trial.installed.entry,
                  sha256(trial.content)};
-  if (const auto trouble = begin(*program, trial)) return fail(*trouble);
+  if (const auto error = begin(*program, trial)) return fail(*error);
   std::printf("Applying %s; rolling back in %lld s unless confirmed...\n", printable(source.name).c_str(),
               static_cast<long long>(options.seconds));
   std::fflush(stdout);
@@ -409,7 +408,7 @@ static int try_file(const TryOptions& options) {
   if (options.confirm_after_probes && options.probes.empty())
     return fail("lanfab: --confirm-after-probe requires --probe");
   Source source;
-  if (const auto trouble = load_source(options.file, source)) return fail(trouble->message);
+  if (const auto error = load_source(options.file, source)) return fail(error->message);
   return try_on_gateway(source, options);
 }
 
@@ -417,9 +416,9 @@ int try_configuration(const Source& source) {
   return try_on_gateway(source, {});
 }
 
-int put_in_force(const std::string& file) {
+int apply_permanently(const std::string& file) {
   Source source;
-  if (const auto trouble = load_source(file, source)) return fail(trouble->message);
+  if (const auto error = load_source(file, source)) return fail(error->message);
   TryOptions options;
   options.file = file;
   options.seconds = kSecondsToPutInForce;

@@ -1,6 +1,6 @@
 #pragma once
 
-// What `lanfab try` does between the APPLY of a trial and the question whether to keep it.
+// Verifies a trial for `lanfab try`, after its APPLY and before the prompt to confirm it.
 
 #include <cstdint>
 #include <functional>
@@ -10,27 +10,27 @@
 
 #include "cli/status/drift.h"
 
-// What `lanfab status` finds at one moment.
-struct Look {
+// The drift that `lanfab status` finds at one moment.
+struct ObservedDrift {
   std::vector<Drift> drift;
-  std::optional<std::string> trouble;  // why there is nothing to see
+  std::optional<std::string> error;  // why the drift is unknown
 };
 
-Look look_at_gateway();
+ObservedDrift observe_drift();
 
-// What the second look shows and the first did not. What no unit file asks for does not count: every APPLY
-// may leave something of the configuration before it in the kernel. That there is nothing to see any more
-// does.
-std::vector<Drift> new_drift(const Look& before, const Look& now);
+// Drift that is in `now` but not in `before`. Surplus drift does not count: every APPLY may leave something
+// of the previous configuration in the kernel. An error that was not there before counts as drift.
+std::vector<Drift> new_drift(const ObservedDrift& before, const ObservedDrift& now);
 
-// Whether the trial goes on: nobody has ended or interrupted it.
+// Whether the trial is still active: nobody has ended or interrupted it.
 using GoesOn = std::function<bool()>;
 
-// Looks once a second until there is no new drift, `end` has come (in seconds of monotonic_seconds) or the
-// trial does not go on. Returns what is left.
-std::vector<Drift> wait_until_as_configured(const Look& before, std::int64_t end, const GoesOn& goes_on);
+// Observes the drift once a second until there is no new one, `end` is reached (in seconds of
+// monotonic_seconds) or the trial is over. Returns the new drift that is left.
+std::vector<Drift> wait_until_as_configured(const ObservedDrift& before, std::int64_t end,
+                                            const GoesOn& goes_on);
 
-// Runs each command with `sh -c`, once a second until it succeeds, and the next one then. Returns the command
-// that has not succeeded when `end` has come or the trial does not go on; nothing if all have.
+// Runs each command in turn with `sh -c`, once a second until it succeeds. Returns the command that has not
+// succeeded when `end` is reached or the trial is over; nothing if all have.
 std::optional<std::string> find_failing_probe(const std::vector<std::string>& commands, std::int64_t end,
                                               const GoesOn& goes_on);

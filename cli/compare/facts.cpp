@@ -117,7 +117,7 @@ static void read_own_route(Section& section, InterfaceFacts& facts) {
   const std::string gateway = section.read("Gateway", is_leased ? what::kAddress : what::kGateway);
   facts.gateway = is_leased ? "" : gateway;
   facts.metric = section.read("Metric", what::kMetric);
-  // The subnet of the address, which stands there in place of a gateway.
+  // The subnet of the address, which the route has instead of a gateway.
   section.read("Destination", what::kAddress);
   section.read("Destination", what::kGateway);
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-// GRE tunnels that keep their settings and change their names: a name is the place in the list, so those
+// GRE tunnels that keep their settings and change their names: a name is the position in the list, so those
 // behind an inserted or a removed one move.
 
 #include <map>

@@ -36,5 +36,5 @@ struct StringCharacter {
 std::vector<StringCharacter> string_characters(const std::string& text, TextRange string);
 
 // A string without the characters that cannot be seen and the white space around it, and with characters of
-// ASCII in place of the ones that look like them.
+// ASCII instead of the characters that look like it.
 std::string plain_text(const std::string& text);

@@ -10,13 +10,13 @@ class Scanner {
   Scanner(const std::string& text, std::string_view mark) : text_(text), mark_(mark) {}
 
   std::vector<Comment> scan() {
-    while (place_ < text_.size()) {
-      const char c = text_[place_];
+    while (location_ < text_.size()) {
+      const char c = text_[location_];
       if (c == '\n') {
         end_line();
-        ++place_;
+        ++location_;
       } else if (c == ' ' || c == '\t' || c == '\r') {
-        ++place_;
+        ++location_;
       } else if (c == '/') {
         pass_comment();
       } else {
@@ -35,15 +35,15 @@ class Scanner {
   };
 
   void pass_comment() {
-    const std::size_t begin = place_;
+    const std::size_t begin = location_;
     const bool is_line = text_.compare(begin, 2, "//") == 0;
     const std::size_t content_end =
         std::min(is_line ? text_.find_first_of("\r\n", begin) : text_.find("*/", begin + 2), text_.size());
-    place_ = is_line ? content_end : std::min(content_end + 2, text_.size());
+    location_ = is_line ? content_end : std::min(content_end + 2, text_.size());
     const std::size_t content = text_.find_first_not_of(" \t\r\n*", begin + 2);
     if (content < content_end && text_.compare(content, mark_.size(), mark_) == 0)
-      add({range(begin, place_), range(content + mark_.size(), content_end), {}});
-    const std::size_t line_end = std::string_view(text_).substr(begin, place_ - begin).rfind('\n');
+      add({range(begin, location_), range(content + mark_.size(), content_end), {}});
+    const std::size_t line_end = std::string_view(text_).substr(begin, location_ - begin).rfind('\n');
     if (line_end != std::string_view::npos) end_line_at(begin + line_end);
   }
 
@@ -71,30 +71,30 @@ class Scanner {
     }
     if (c == '{' || c == '[') ++depth_;
     if (c == '"') pass_string();
-    ++place_;
+    ++location_;
   }
 
   // Moves to the quote that ends the string.
   void pass_string() {
-    for (++place_; place_ < text_.size() && text_[place_] != '"'; ++place_)
-      if (text_[place_] == '\\') ++place_;
+    for (++location_; location_ < text_.size() && text_[location_] != '"'; ++location_)
+      if (text_[location_] == '\\') ++location_;
   }
 
   void begin_setting() {
     for (const std::size_t comment : above_)
-      found_[comment].scope = range(place_, place_);
+      found_[comment].scope = range(location_, location_);
     settings_.push_back({depth_, std::exchange(above_, {})});
   }
 
   void end_setting() {
     if (settings_.empty() || settings_.back().depth != depth_) return;
     for (const std::size_t comment : settings_.back().comments)
-      found_[comment].scope.end = static_cast<std::ptrdiff_t>(place_);
+      found_[comment].scope.end = static_cast<std::ptrdiff_t>(location_);
     settings_.pop_back();
   }
 
   void end_line() {
-    end_line_at(place_);
+    end_line_at(location_);
   }
 
   void end_line_at(std::size_t offset) {
@@ -112,7 +112,7 @@ class Scanner {
   const std::string& text_;
   std::string_view mark_;
   std::vector<Comment> found_;
-  std::size_t place_ = 0;
+  std::size_t location_ = 0;
   std::size_t line_begin_ = 0;
   std::size_t depth_ = 0;
   bool has_code_ = false;            // on this line

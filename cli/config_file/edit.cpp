@@ -62,19 +62,19 @@ bool do_overlap(const Edit& a, const Edit& b) {
   return a.range.begin == b.range.begin || (a.range.begin < b.range.end && b.range.begin < a.range.end);
 }
 
-static void sort_by_place(std::vector<Edit>& edits) {
+static void sort_by_location(std::vector<Edit>& edits) {
   std::sort(edits.begin(), edits.end(),
             [](const Edit& a, const Edit& b) { return a.range.begin < b.range.begin; });
 }
 
 bool any_overlap(const std::vector<Edit>& edits) {
   std::vector<Edit> sorted = edits;
-  sort_by_place(sorted);
+  sort_by_location(sorted);
   return std::adjacent_find(sorted.begin(), sorted.end(), do_overlap) != sorted.end();
 }
 
 std::string apply_edits(const std::string& text, std::vector<Edit> edits) {
-  sort_by_place(edits);
+  sort_by_location(edits);
   std::string result;
   std::size_t copied = 0;
   for (const Edit& edit : edits) {
@@ -91,7 +91,7 @@ EditedText::EditedText(const std::string& text) : text_(text) {
 }
 
 void EditedText::apply(std::vector<Edit> edits) {
-  sort_by_place(edits);
+  sort_by_location(edits);
   std::vector<std::ptrdiff_t> origins;
   auto copied = origins_.begin();
   for (const Edit& edit : edits) {

@@ -12,7 +12,7 @@
 // The text of a string in JSON, with its quotes.
 std::string string_literal(const std::string& text);
 
-// The edit that writes `literal`, a text in JSON, in place of a value.
+// The edit that replaces a value with `literal`, a value in JSON.
 Edit replace_value(const Json::Value& value, std::string literal);
 
 // The edit that gives a member of an object another key.
@@ -44,7 +44,7 @@ class EditedText {
   // The ranges are those of the present text.
   void apply(std::vector<Edit> edits);
 
-  // Where in the text at the beginning a byte was, or the place that it was written to.
+  // Where in the text at the beginning a byte was, or the offset that it was written to.
   std::ptrdiff_t origin_of(std::ptrdiff_t offset) const;
 
   // All changes so far, with the ranges of the text at the beginning.

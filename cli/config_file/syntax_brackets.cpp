@@ -9,19 +9,19 @@ using Type = Token::Type;
 namespace {
 
 // Where a token is on its line.
-struct Place {
+struct Location {
   std::size_t line_begin;
   std::size_t indentation;  // of the line
   bool is_first;            // on the line
 };
 
-// The places of tokens, in the order of the text.
+// The locations of tokens, in the order of the text.
 class Lines {
  public:
   explicit Lines(const std::string& text)
       : text_(text), first_(std::min(text.find_first_not_of(" \t\r"), text.size())) {}
 
-  Place place_of(const Token& token) {
+  Location location_of(const Token& token) {
     while (offset_ < token.begin)
       if (text_[offset_++] == '\n') line_begin_ = offset_;
     if (first_ < line_begin_) first_ = std::min(text_.find_first_not_of(" \t\r", line_begin_), text_.size());
@@ -37,7 +37,7 @@ class Lines {
 
 struct OpenBracket {
   Token token;
-  Place place;
+  Location location;
   bool has_indented_content = false;
 };
 
@@ -51,10 +51,10 @@ struct LayoutFindings {
 }  // namespace
 
 // Whether a token at the beginning of a line is indented as what is outside the bracket, not inside.
-static bool is_outside(const OpenBracket& bracket, const Token& token, const Place& place) {
-  if (place.line_begin == bracket.place.line_begin) return false;
-  if (token.is_closer()) return place.indentation < bracket.place.indentation;
-  return bracket.has_indented_content && place.indentation <= bracket.place.indentation;
+static bool is_outside(const OpenBracket& bracket, const Token& token, const Location& location) {
+  if (location.line_begin == bracket.location.line_begin) return false;
+  if (token.is_closer()) return location.indentation < bracket.location.indentation;
+  return bracket.has_indented_content && location.indentation <= bracket.location.indentation;
 }
 
 // Compares the indentation of brackets and keys up to and including the token at `end`.
@@ -64,16 +64,16 @@ static LayoutFindings judge_layout(const std::string& text, std::size_t end) {
   Token last;
   for (Token token = token_at(text, 0); token.type != Type::kEnd && token.begin <= end;
        token = token_at(text, token.end)) {
-    const Place place = lines.place_of(token);
-    if (!open.empty() && place.is_first && (token.is_closer() || token.type == Type::kString)) {
+    const Location location = lines.location_of(token);
+    if (!open.empty() && location.is_first && (token.is_closer() || token.type == Type::kString)) {
       OpenBracket& inner = open.back();
-      if (is_outside(inner, token, place)) return {inner.token, last, std::nullopt};
-      const bool is_inside = place.indentation > inner.place.indentation;
-      if (token.is_closer() && is_inside && (inner.place.is_first || inner.has_indented_content))
+      if (is_outside(inner, token, location)) return {inner.token, last, std::nullopt};
+      const bool is_inside = location.indentation > inner.location.indentation;
+      if (token.is_closer() && is_inside && (inner.location.is_first || inner.has_indented_content))
         return {std::nullopt, {}, token};
       inner.has_indented_content = inner.has_indented_content || is_inside;
     }
-    if (token.is_opener()) open.push_back({token, place});
+    if (token.is_opener()) open.push_back({token, location});
     if (token.is_closer() && !open.empty()) open.pop_back();
     if (token.type != Type::kComma) last = token;
   }

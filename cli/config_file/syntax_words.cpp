@@ -36,7 +36,7 @@ static std::size_t word_end(const std::string& text, std::size_t begin, bool is_
   return end;
 }
 
-// The word with letters of ASCII in place of those that look like them, in lower case.
+// The word in lower case, with characters that look like ASCII letters replaced by these.
 static std::string plain_word(const std::string& word) {
   std::string plain = plain_text(word);
   std::transform(plain.begin(), plain.end(), plain.begin(),

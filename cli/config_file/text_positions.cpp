@@ -27,10 +27,10 @@ TextPositions::TextPositions(const std::string& text) : text_(text), marks_({{0,
 TextPosition TextPositions::at(std::ptrdiff_t offset) const {
   const std::size_t end = std::min(static_cast<std::size_t>(offset), text_.size());
   const auto next = std::upper_bound(marks_.begin(), marks_.end(), end,
-                                     [](std::size_t place, const Mark& mark) { return place < mark.offset; });
-  auto [place, position] = *std::prev(next);
+                                     [](std::size_t start, const Mark& mark) { return start < mark.offset; });
+  auto [start, position] = *std::prev(next);
   // A position inside a character is that of the character.
-  for (std::size_t behind = place; place < end; place = behind) {
+  for (std::size_t behind = start; start < end; start = behind) {
     TextPosition following = position;
     step(text_, behind, following);
     if (behind > end) break;

@@ -13,8 +13,8 @@ constexpr char kProgram[] = "cmd_lanfab";
 std::optional<std::string> find_program() {
   const std::string path = own_program();
   const std::string directory = path.substr(0, path.find_last_of('/'));
-  for (const char* place : {"/", "/../"})
-    if (auto program = absolute_program(directory + place + kProgram)) return program;
+  for (const char* relative : {"/", "/../"})
+    if (auto program = absolute_program(directory + relative + kProgram)) return program;
   return find_in_path(kProgram);
 }
 
@@ -25,16 +25,16 @@ static void replace_all(std::string& text, const std::string& from, const std::s
 
 std::optional<std::string> make_dry_run(Source source, const DryRunOptions& options, DryRun& dry_run) {
   dry_run.source = std::move(source);
-  if (auto trouble = allow_open_files()) return "lanfab: " + *trouble;
+  if (auto error = allow_open_files()) return "lanfab: " + *error;
   const auto program = options.program.empty() ? find_program() : absolute_program(options.program);
   if (!program) {
     if (!options.program.empty()) return with_errno(options.program);
     return std::string("lanfab: ") + kProgram + " is neither beside this program nor in PATH";
   }
-  if (auto trouble = make_initial_state(options.cell, dry_run.initial_state)) return trouble;
+  if (auto error = make_initial_state(options.cell, dry_run.initial_state)) return error;
   DryRunResult& result = dry_run.result;
   const SandboxRun run{*program, options.action, dry_run.source.text, dry_run.initial_state, options.seconds};
-  if (auto trouble = run_in_sandbox(run, result)) return "lanfab: " + *trouble;
+  if (auto error = run_in_sandbox(run, result)) return "lanfab: " + *error;
   const std::string name = printable(dry_run.source.name);
   replace_all(result.standard_error, kSandboxConfigurationFile, name);
   for (Message& message : result.messages)

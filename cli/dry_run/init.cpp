@@ -177,7 +177,7 @@ static Change change_of(const File& file, const std::map<std::string, const File
   if (file.content != former.content || file.mode != former.mode) return Change::kWritten;
   struct stat status {};
   const bool is_kept = stat(file.path.c_str(), &status) == 0 && status.st_mtime == 0;
-  return is_kept ? Change::kKept : Change::kRewritten;
+  return is_kept ? Change::kUntouched : Change::kUnchanged;
 }
 
 static bool is_of_database(const File& file) {

@@ -72,7 +72,7 @@ Tree state_of_this_machine() {
   return tree;
 }
 
-// The copy of a database that lies elsewhere takes the place of the usual one.
+// The copy of a database elsewhere replaces the one at the usual path.
 static void copy_database(Tree& tree) {
   File database;
   if (std::strcmp(system_database_file(), kSystemDatabase) == 0) return;
@@ -130,7 +130,7 @@ static std::optional<std::string> read_link(const std::string& directory, std::v
       connected = file.content.substr(0, file.content.find('\n'));
     }
   }
-  if (link.empty()) return printable(directory) + ": there is no file wwan_* in it";
+  if (link.empty()) return printable(directory) + ": contains no file wwan_*";
   return std::nullopt;
 }
 
@@ -148,7 +148,7 @@ std::optional<std::string> make_initial_state(const std::string& cell, InitialSt
   if (cell.empty() || cell == "up") {
     link = example_link();
   } else if (cell != "down") {
-    if (auto trouble = read_link(cell, link, connected)) return trouble;
+    if (auto error = read_link(cell, link, connected)) return error;
   }
   std::vector<File>& files = state.tree.files;
   files.erase(std::remove_if(files.begin(), files.end(), is_link_value), files.end());

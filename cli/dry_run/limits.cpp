@@ -6,8 +6,7 @@
 #include <stdexcept>
 
 void Meter::add(std::size_t bytes) {
-  if (bytes > left_)
-    throw std::runtime_error("the run was ended: its output, log, and files are larger than 64 MB");
+  if (bytes > left_) throw std::runtime_error("the run was stopped: its output, log, and files exceed 64 MB");
   left_ -= bytes;
 }
 

@@ -79,7 +79,7 @@ static void read_result(Decoder& in, DryRunResult& result) {
 
 std::optional<SandboxError> decode(const std::string& bytes, DryRunResult& result) {
   Decoder in(bytes);
-  SandboxError error{"the world ended too early"};
+  SandboxError error{"the sandboxed process exited unexpectedly"};
   if (in.number<Kind>() == Kind::kResult) {
     read_result(in, result);
     if (in.is_whole) return std::nullopt;

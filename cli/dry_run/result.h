@@ -17,9 +17,9 @@ struct Message {
 
 // What became of a file.
 enum class Change {
-  kKept,       // the run left it alone
-  kRewritten,  // with what it had held before
-  kWritten,    // new, or with another content or mode
+  kUntouched,  // the run did not write it
+  kUnchanged,  // written with the content that it had
+  kWritten,    // created, or with another content or mode
 };
 
 struct ResultFile {

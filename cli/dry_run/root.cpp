@@ -43,7 +43,7 @@ class Mounter {
  public:
   Mounter(const Identity& owner, const ResultPipe& pipe) : owner_(owner), pipe_(pipe) {}
 
-  // Shows the machine's file, directory or link at the same place below kMachineRoot, if there is one.
+  // Shows the machine's file, directory or link at the same path below kMachineRoot, if there is one.
   void show(const std::string& path) const {
     const std::string source = kWholeMachine + path;
     const std::string target = kMachineRoot + path;

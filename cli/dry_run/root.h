@@ -4,7 +4,7 @@
 //
 //   /.sandbox/real              of the machine: its programs and libraries, a few files of /etc, and the
 //                               program that is run
-//   /.sandbox/stub              the program that takes the place of the tools, and its files: stub_files.h
+//   /.sandbox/stub              the program that replaces the tools, and its files: stub_files.h
 //   /.sandbox/config            for the configuration
 //   /run, /tmp, /var/volatile, /var/data, /dev, /proc
 //                               fresh; /var/run leads to /run, and /dev/log is free

@@ -27,8 +27,8 @@
 const char kSandboxConfigurationFile[] = "/.sandbox/config/network.json";
 
 constexpr char kHowToGoOn[] =
-    "\n  A preview needs namespaces of its own, and this machine does not give them to this user."
-    "\n  Run it as root, or allow them, by what the machine has of these:"
+    "\n  A dry run requires unprivileged user namespaces, which are disabled on this machine."
+    "\n  Run it as root, or enable them with those of these settings that the machine has:"
     "\n      sysctl user.max_user_namespaces=10000"
     "\n      sysctl kernel.unprivileged_userns_clone=1"
     "\n      sysctl kernel.apparmor_restrict_unprivileged_userns=0"
@@ -125,7 +125,7 @@ static std::optional<SandboxError> run_in(const Way& way, const SandboxRun& run,
   if (is_complete) return decode(bytes, result);
   if (error != ETIMEDOUT) return SandboxError{"read", error};
   result.is_out_of_time = true;
-  return SandboxError{"the run was ended: it took longer than " + std::to_string(run.seconds) + " s"};
+  return SandboxError{"the run was stopped: it took longer than " + std::to_string(run.seconds) + " s"};
 }
 // Whether the machine has refused rather than failed. A kernel without user namespaces finds the call
 // invalid, one that grants no more of them has no space.

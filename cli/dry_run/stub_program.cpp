@@ -1,4 +1,4 @@
-// The program that takes the place of `ip`, `systemctl` and the other tools in the sandbox: it records how it
+// The program that replaces `ip`, `systemctl` and the other tools in the sandbox: it records how it
 // was called. A run calls dozens, so it needs no library but libc, and is part of no other program: lanfab
 // carries it as bytes.
 

@@ -67,10 +67,10 @@ DiagramBuilder::DiagramBuilder(const Site& site) : facts_(site), site_(site) {
 
 void DiagramBuilder::sort_tunnels() {
   for (TunnelNode& tunnel : tunnel_nodes(facts_)) {
-    std::vector<Node>& place = tunnel.interface != nullptr ? tunnels_[tunnel.interface]
+    std::vector<Node>& nodes = tunnel.interface != nullptr ? tunnels_[tunnel.interface]
                                : tunnel.is_over_cell && site_.context.cell_enabled ? tunnels_over_cell_
                                                                                    : other_tunnels_;
-    place.push_back(std::move(tunnel.node));
+    nodes.push_back(std::move(tunnel.node));
   }
 }
 
@@ -174,7 +174,7 @@ Node DiagramBuilder::member_node(const Json::Value& member) const {
     return node;
   }
   if (is_wlan_ap_enabled(&site_.context, name.c_str())) {
-    const Json::Value& settings = place_of(site_.root, "wireless.wifi." + name + ".ap");
+    const Json::Value& settings = location_of(site_.root, "wireless.wifi." + name + ".ap");
     return {Node::Kind::kLan, name, std::string("access point in ") + kBridgeName, {&member, &settings}};
   }
   return {Node::Kind::kLine, name, "does not join", {&member}};
@@ -184,7 +184,7 @@ Node DiagramBuilder::bridge_node() const {
   const Interface* interface = site_.find_interface(kBridgeName);
   Node node{Node::Kind::kLan, kBridgeName, "bridge, no address"};
   if (interface != nullptr) node = node_of(*interface);
-  node.locations.push_back(&place_of(site_.root, "wired.bridge"));
+  node.locations.push_back(&location_of(site_.root, "wired.bridge"));
   std::vector<Node> members;
   std::unordered_set<std::string> names;
   for (const Json::Value& member : array_at(site_.root, "wired.bridge.interfaces")) {
@@ -203,7 +203,7 @@ Node DiagramBuilder::cell_node() const {
   add_routes_on(nullptr, link);
   for (const Interface& interface : site_.interfaces) {
     if (interface.kind == Interface::Kind::kPassthroughPort)
-      link.children.push_back(port_node(interface.name, place_of(site_.root, "wired." + interface.name)));
+      link.children.push_back(port_node(interface.name, location_of(site_.root, "wired." + interface.name)));
   }
   append(tunnels_over_cell_, link);
   return link;
@@ -228,7 +228,7 @@ void DiagramBuilder::add_radios(Node& gateway) const {
     if (!is_access_point && interface.kind != Interface::Kind::kWifiClient) continue;
     Node node = node_of(interface);
     const char* role = is_access_point ? ".ap" : ".client";
-    node.locations.push_back(&place_of(site_.root, "wireless.wifi." + interface.name + role));
+    node.locations.push_back(&location_of(site_.root, "wireless.wifi." + interface.name + role));
     gateway.children.push_back(std::move(node));
   }
 }
@@ -239,14 +239,14 @@ static constexpr ListKind kHosts = {"Host names", nullptr, {"Host name", "Addres
 // The name servers and the names of hosts, as far as the configuration has any.
 static std::optional<Node> names_node(const Site& site) {
   const bool has_link_servers = wants_link_servers(site.root);
-  Node names{Node::Kind::kNames, "DNS", "", {&place_of(site.root, "dns")}};
+  Node names{Node::Kind::kNames, "DNS", "", {&location_of(site.root, "dns")}};
   Node servers = list_node(kDnsServers, "servers", {});
   for (const Json::Value& server : array_at(site.root, "dns.static"))
     add_item(servers, {text_of(server), name_server_of(server).empty() ? "ignored" : ""}, server);
   if (has_link_servers)
     servers.text += servers.children.empty() ? ": the cellular link's" : ": the cellular link's, otherwise";
   if (has_link_servers || !servers.children.empty()) names.children.push_back(std::move(servers));
-  Node hosts = list_node(kHosts, "hosts", {&place_of(site.root, "hostnames")});
+  Node hosts = list_node(kHosts, "hosts", {&location_of(site.root, "hostnames")});
   for (const Json::Value& host : array_at(site.root, "hostnames")) {
     const auto [name, address] = read_host_name(host);
     add_item(hosts, {name.value_or("no name"), address.value_or("no address")}, host);

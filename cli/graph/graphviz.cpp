@@ -33,7 +33,7 @@ std::optional<std::string> draw(const std::string& dot, std::string& svg) {
   if (status < 0 && errno == ENOENT)
     return "Graphviz's dot, which draws the diagram, is not installed (package graphviz)";
   if (auto error = missing_status("dot", status)) return error;
-  if (WEXITSTATUS(status) != 0) return "dot ended with status " + std::to_string(WEXITSTATUS(status));
+  if (WEXITSTATUS(status) != 0) return "dot exited with status " + std::to_string(WEXITSTATUS(status));
   svg = element_of(output.content());
   return svg.empty() ? std::optional<std::string>("dot printed no diagram") : std::nullopt;
 }

@@ -45,17 +45,17 @@ void add_address_lines(const DiagramFacts& facts, const Interface& interface, No
   const Site& site = facts.site;
   const Json::Value& network = *interface.network;
   for (const OwnAddress& own : site.addresses_of(interface)) {
-    if (own.place != find_path(network, "advanced.enable_secondary_ip")) continue;
-    add_line(node, "also " + to_text(own.address) + "/" + std::to_string(own.subnet.prefix), {own.place});
+    if (own.location != find_path(network, "advanced.enable_secondary_ip")) continue;
+    add_line(node, "also " + to_text(own.address) + "/" + std::to_string(own.subnet.prefix), {own.location});
   }
   const std::string metric = facts.metric_text(network, interface.unit.metric);
   if (const auto gateway = interface.unit.default_gateway()) {
-    add_line(node, "default route via " + *gateway + metric, {&place_of(network, "gateway")});
+    add_line(node, "default route via " + *gateway + metric, {&location_of(network, "gateway")});
   } else if (interface.unit.is_dhcp_client) {
-    add_line(node, "default route by DHCP" + metric, {&place_of(network, "metric")});
+    add_line(node, "default route by DHCP" + metric, {&location_of(network, "metric")});
   }
   if (interface.unit.has_mtu())
-    add_line(node, "MTU " + std::to_string(*interface.unit.mtu), {&place_of(network, "advanced.mtu")});
+    add_line(node, "MTU " + std::to_string(*interface.unit.mtu), {&location_of(network, "advanced.mtu")});
 }
 
 void add_passthrough_lines(const Site& site, const Interface& interface, Node& node) {
@@ -75,7 +75,7 @@ void add_passthrough_lines(const Site& site, const Interface& interface, Node& n
   const std::string fallback = secondary_pair_of(interface.name)->device;
   add_line(node,
            "while the link is down: " + fallback + lease_time_text(string_at(dhcp, "secondary_leasetime")),
-           {&place_of(dhcp, "secondary_leasetime")});
+           {&location_of(dhcp, "secondary_leasetime")});
 }
 
 static void add_server(const DiagramFacts& facts, const DhcpServer& server, Node& node) {
@@ -86,7 +86,8 @@ static void add_server(const DiagramFacts& facts, const DhcpServer& server, Node
   }
   add_line(node, "DHCP " + *section.start + " to " + *section.end + lease_time_text(section.lease_time),
            {section.dhcp});
-  Node leases = list_node(kStaticLeases, "static leases", {&place_of(*section.dhcp, "mac_binding.devices")});
+  Node leases =
+      list_node(kStaticLeases, "static leases", {&location_of(*section.dhcp, "mac_binding.devices")});
   for (const StaticLease& lease : read_static_leases(*section.dhcp)) {
     add_item(leases,
              {lease.ipv4.value_or("no address"), lease.mac.value_or("no MAC address"),
@@ -106,7 +107,7 @@ void add_dhcp_lines(const DiagramFacts& facts, const Interface& interface, const
     if (const auto address = read_relay_server(dhcp, key)) text += (text.empty() ? "" : " and ") + *address;
   }
   add_line(node, "DHCP requests go to " + (text.empty() ? "no server" : text),
-           {&place_of(dhcp, "dhcp_relay")});
+           {&location_of(dhcp, "dhcp_relay")});
 }
 
 // The destination as a subnet, or the words of the configuration when they are no subnet.
@@ -129,7 +130,7 @@ void add_routes(const DiagramFacts& facts, const std::vector<const StaticRoute*>
 
 Node cellular_link(const DiagramFacts& facts) {
   const Site& site = facts.site;
-  const Json::Value& cell = place_of(site.root, "wireless.cell");
+  const Json::Value& cell = location_of(site.root, "wireless.cell");
   const WwanSettings settings = read_wwan_settings(&site.context);
   Node link{Node::Kind::kUplink, kWwanRouteInterface, "cellular link", {&cell}};
   link.internet = facts.internet_by(cell);
@@ -137,9 +138,9 @@ Node cellular_link(const DiagramFacts& facts) {
     add_line(link, "passes its address on to the device behind " + site.context.passthrough_interface, {});
   // In pass-through the metric is always 0, and worth a mention only beside others.
   const std::optional<int> metric = site.context.passthrough_enabled ? std::nullopt : settings.metric;
-  add_line(link, "default route" + facts.metric_text(cell, metric), {&place_of(cell, "metric")});
+  add_line(link, "default route" + facts.metric_text(cell, metric), {&location_of(cell, "metric")});
   if (settings.has_prefix())
-    add_line(link, "prefix length " + std::to_string(*settings.prefix), {&place_of(cell, "netmask")});
-  if (settings.has_mtu()) add_line(link, "MTU " + std::to_string(*settings.mtu), {&place_of(cell, "mtu")});
+    add_line(link, "prefix length " + std::to_string(*settings.prefix), {&location_of(cell, "netmask")});
+  if (settings.has_mtu()) add_line(link, "MTU " + std::to_string(*settings.mtu), {&location_of(cell, "mtu")});
   return link;
 }

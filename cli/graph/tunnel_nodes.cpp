@@ -20,7 +20,7 @@ static Node remote_endpoint_of(const DiagramFacts& facts, const GreTunnel& tunne
   Node end{Node::Kind::kRemoteEndpoint,
            tunnel.remote_ip.value_or("nowhere"),
            "remote endpoint",
-           {&place_of(settings, "remote_ip")}};
+           {&location_of(settings, "remote_ip")}};
   end.list = &kRemoteNetworks;
   for (const Json::Value& network : *tunnel.networks) {
     if (!network.isObject()) continue;
@@ -42,16 +42,16 @@ static Node gre_node(const DiagramFacts& facts, const GreTunnel& tunnel) {
             {&settings}};
   const std::string local = tunnel.local_ip.value_or("nowhere");
   add_line(node, "from " + (local == kGreDynamicAddress ? "the cellular address" : local),
-           {&place_of(settings, "local_ip")});
+           {&location_of(settings, "local_ip")});
   add_line(node,
            "inner address " + *tunnel.inner_local_ip + "/" + std::to_string(tunnel.inner_prefix) +
                ", remote " + *tunnel.inner_remote_ip,
-           {&place_of(settings, "tunnel_local_ip"), &place_of(settings, "tunnel_netmask"),
-            &place_of(settings, "tunnel_remote_ip")});
-  if (tunnel.mtu) add_line(node, "MTU " + std::to_string(*tunnel.mtu), {&place_of(settings, "mtu_size")});
+           {&location_of(settings, "tunnel_local_ip"), &location_of(settings, "tunnel_netmask"),
+            &location_of(settings, "tunnel_remote_ip")});
+  if (tunnel.mtu) add_line(node, "MTU " + std::to_string(*tunnel.mtu), {&location_of(settings, "mtu_size")});
   if (tunnel.routes_incoming) {
     add_line(node, "replies are routed via " + tunnel.incoming_gateway.value_or("no gateway"),
-             {&place_of(settings, "incoming_gre_gateway")});
+             {&location_of(settings, "incoming_gre_gateway")});
   }
   node.children.push_back(remote_endpoint_of(facts, tunnel));
   return node;
@@ -106,7 +106,7 @@ static Node wireguard_node(const WireguardInterface& interface) {
     Node end{Node::Kind::kRemoteEndpoint, peer.endpoint.value_or("anywhere"), "peer", {peer.settings}};
     end.list = &kRemoteNetworks;
     for (const std::string& network : trimmed_networks(peer))
-      if (!network.empty()) add_item(end, {network}, place_of(*peer.settings, "allowed_ips"));
+      if (!network.empty()) add_item(end, {network}, location_of(*peer.settings, "allowed_ips"));
     node.children.push_back(std::move(end));
   }
   return node;

@@ -59,7 +59,7 @@ HistoryEntry History::read_entry(std::int64_t number) const {
   } else if (!read_file_text(file.content, entry)) {
     entry = {};
     entry.number = number;
-    entry.damage = printable(path_of(number)) + ": not as it was written";
+    entry.damage = printable(path_of(number)) + ": corrupted";
   }
   return entry;
 }
@@ -147,7 +147,7 @@ std::optional<std::string> History::add(const std::string& configuration, const 
 
 std::optional<std::string> load_from_history(const std::string& number, Source& source) {
   HistoryEntry entry;
-  if (const auto trouble = History().find(number, entry)) return "lanfab: " + *trouble;
+  if (const auto error = History().find(number, entry)) return "lanfab: " + *error;
   source.name = "entry " + number + " of the history";
   source.text = entry.configuration;
   if (const auto failure = parse_source(source)) return failure->message;
@@ -155,6 +155,6 @@ std::optional<std::string> load_from_history(const std::string& number, Source& 
 }
 
 void record_in_history(const std::string& configuration, const std::string& comment) {
-  if (const auto trouble = History().add(configuration, comment))
-    report("lanfab: warning: it is not in the history: " + *trouble);
+  if (const auto error = History().add(configuration, comment))
+    report("lanfab: warning: could not add it to the history: " + *error);
 }

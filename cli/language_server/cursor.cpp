@@ -18,14 +18,14 @@ class Tokens {
 
   Token next() {
     skip_blanks();
-    const std::size_t begin = place_;
+    const std::size_t begin = location_;
     if (begin >= text_.size()) return token(Token::Kind::kEnd, begin);
     if (text_[begin] == '"') return string_token();
     if (kPunctuation.find(text_[begin]) != std::string_view::npos) {
-      ++place_;
+      ++location_;
       return token(Token::Kind::kPunctuation, begin);
     }
-    place_ = end_of_word(begin);
+    location_ = end_of_word(begin);
     return token(Token::Kind::kWord, begin);
   }
 
@@ -34,23 +34,23 @@ class Tokens {
   static constexpr std::string_view kBlanks = " \t\r\n";
 
   Token token(Token::Kind kind, std::size_t begin) const {
-    return {kind, {static_cast<std::ptrdiff_t>(begin), static_cast<std::ptrdiff_t>(place_)}};
+    return {kind, {static_cast<std::ptrdiff_t>(begin), static_cast<std::ptrdiff_t>(location_)}};
   }
 
   bool is_at(std::string_view beginning) const {
-    return text_.compare(place_, beginning.size(), beginning) == 0;
+    return text_.compare(location_, beginning.size(), beginning) == 0;
   }
 
   // Goes on behind the next `end`, or to the end of the text.
   void skip_past(std::string_view end) {
-    const std::size_t found = text_.find(end, place_ + 2);
-    place_ = found == std::string_view::npos ? text_.size() : found + end.size();
+    const std::size_t found = text_.find(end, location_ + 2);
+    location_ = found == std::string_view::npos ? text_.size() : found + end.size();
   }
 
   void skip_blanks() {
-    while (place_ < text_.size()) {
-      if (kBlanks.find(text_[place_]) != std::string_view::npos) {
-        ++place_;
+    while (location_ < text_.size()) {
+      if (kBlanks.find(text_[location_]) != std::string_view::npos) {
+        ++location_;
       } else if (is_at("//")) {
         skip_past("\n");
       } else if (is_at("/*")) {
@@ -62,11 +62,11 @@ class Tokens {
   }
 
   Token string_token() {
-    const std::size_t begin = place_++;
-    while (place_ < text_.size() && text_[place_] != '"' && text_[place_] != '\n')
-      place_ += text_[place_] == '\\' ? 2U : 1U;
-    place_ = std::min(place_ + 1, text_.size());
-    if (text_[place_ - 1] == '\n') --place_;
+    const std::size_t begin = location_++;
+    while (location_ < text_.size() && text_[location_] != '"' && text_[location_] != '\n')
+      location_ += text_[location_] == '\\' ? 2U : 1U;
+    location_ = std::min(location_ + 1, text_.size());
+    if (text_[location_ - 1] == '\n') --location_;
     return token(Token::Kind::kString, begin);
   }
 
@@ -81,10 +81,10 @@ class Tokens {
   }
 
   std::string_view text_;
-  std::size_t place_ = 0;
+  std::size_t location_ = 0;
 };
 
-// An object or array that is open at a place of the text.
+// An object or array that is open at a location of the text.
 struct Container {
   enum class Expected { kKey, kColon, kValue, kComma };
 

@@ -21,10 +21,10 @@ std::string_view Lines::line_at(std::size_t number) const {
 }
 
 Json::Value Lines::position_of(std::ptrdiff_t offset) const {
-  const std::size_t place = std::min(static_cast<std::size_t>(offset), text_.size());
-  const auto next = std::upper_bound(begins_.begin(), begins_.end(), place);
+  const std::size_t clamped = std::min(static_cast<std::size_t>(offset), text_.size());
+  const auto next = std::upper_bound(begins_.begin(), begins_.end(), clamped);
   const auto number = static_cast<std::size_t>(next - begins_.begin()) - 1;
-  std::string_view head = text_.substr(begins_[number], place - begins_[number]);
+  std::string_view head = text_.substr(begins_[number], clamped - begins_[number]);
   std::size_t units = 0;
   while (!head.empty()) {
     const Utf8Character character = first_character(head);
@@ -48,13 +48,13 @@ std::ptrdiff_t Lines::offset_of(const Json::Value& position) const {
   const int line = std::max(number_at(position, "line").value_or(0), 0);
   if (static_cast<std::size_t>(line) >= begins_.size()) return static_cast<std::ptrdiff_t>(text_.size());
   std::string_view rest = line_at(static_cast<std::size_t>(line));
-  const char* place = rest.data();
+  const char* at = rest.data();
   int units = number_at(position, "character").value_or(0);
   while (!rest.empty() && units > 0) {
     const Utf8Character character = first_character(rest);
     units -= static_cast<int>(units_of(character));
     rest.remove_prefix(character.size);
-    place = rest.data();
+    at = rest.data();
   }
-  return place - text_.data();
+  return at - text_.data();
 }

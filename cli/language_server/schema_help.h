@@ -1,6 +1,6 @@
 #pragma once
 
-// What the schema of the configuration says about the place of a cursor.
+// What the schema of the configuration says about the value at the cursor.
 
 #include <json/json.h>
 

@@ -80,7 +80,7 @@ void LanguageServer::remove_document(const std::string& uri) {
   if (documents_.erase(uri) > 0) publish(uri, Json::Value(), Document());
 }
 
-// --- Requests about a place of a document
+// --- Requests about a location in a document
 
 static Json::Value hover(const Cursor& cursor, const Lines& lines) {
   const std::string description = description_at(cursor);

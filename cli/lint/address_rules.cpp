@@ -21,7 +21,7 @@ static void add_if_malformed(const Site& site, const Json::Value& object, Findin
   const bool has_prefix = parse_ipv4(text->substr(0, text->find('/'))).has_value();
   const char* problem =
       has_prefix ? " has a prefix length, which belongs in \"netmask\"" : " is not an IPv4 address";
-  findings.add(place_of(object, "ipv4"), quoted(*text) + problem,
+  findings.add(location_of(object, "ipv4"), quoted(*text) + problem,
                move_prefix_length(site.source.text, object, "ipv4", "netmask"));
 }
 
@@ -63,7 +63,7 @@ void address_unusable(const Site& site, Findings& findings) {
   for (const Interface& interface : site.interfaces) {
     for (const OwnAddress& own : site.addresses_of(interface)) {
       if (const char* reason = why_unusable(own))
-        findings.add(*own.place, to_text(own.address) + " " + reason);
+        findings.add(*own.location, to_text(own.address) + " " + reason);
     }
   }
 }
@@ -73,7 +73,7 @@ void secondary_address_missing(const Site& site, Findings& findings) {
     const SecondaryAddress address =
         read_secondary_address(&site.context, interface.name, *interface.network);
     if (address.is_wanted && address.pair == nullptr)
-      findings.add(place_of(*interface.network, "advanced.enable_secondary_ip"),
+      findings.add(location_of(*interface.network, "advanced.enable_secondary_ip"),
                    "there is no secondary address for " + interface.name);
   }
 }
@@ -82,8 +82,8 @@ static void add_if_outside(const Json::Value& object, const std::string& path, c
                            int last, Findings& findings) {
   int number = 0;
   if (!config_get_int(object, &number, path) || (number >= first && number <= last)) return;
-  findings.add(place_of(object, path), std::string(name) + " " + std::to_string(number) + " is outside " +
-                                           std::to_string(first) + " to " + std::to_string(last));
+  findings.add(location_of(object, path), std::string(name) + " " + std::to_string(number) + " is outside " +
+                                              std::to_string(first) + " to " + std::to_string(last));
 }
 
 void netmask_out_of_range(const Site& site, Findings& findings) {
@@ -119,7 +119,7 @@ void netmask_guessed(const Site& site, Findings& findings) {
     if (interface.unit.has_prefix() || (!interface.unit.prefix && serving.count(&interface) > 0)) continue;
     const std::string what = interface.unit.prefix ? "a netmask of 32 is not written to the unit"
                                                    : "there is no \"netmask\" for " + to_text(*address);
-    findings.add(place_of(*interface.network, "netmask"),
+    findings.add(location_of(*interface.network, "netmask"),
                  what + ": systemd-networkd uses " + std::to_string(prefix_of_class(*address)));
   }
 }
@@ -136,7 +136,7 @@ static void for_each_overlap(
     const auto outer =
         std::find_if(around.rbegin(), around.rend(), [&inner](const ConnectedNetwork* candidate) {
           // A bridge whose primary is no member shares the settings of that port, which has a finding.
-          return candidate->owner != inner.owner && candidate->place != inner.place;
+          return candidate->owner != inner.owner && candidate->location != inner.location;
         });
     if (outer != around.rend()) report(inner, **outer);
     around.push_back(&inner);
@@ -147,13 +147,13 @@ static void for_each_overlap(
 // is fixed and the other one is not.
 static std::pair<const ConnectedNetwork*, const ConnectedNetwork*> in_order(const ConnectedNetwork& a,
                                                                             const ConnectedNetwork& b) {
-  const bool is_a_later = a.place->getOffsetStart() > b.place->getOffsetStart();
+  const bool is_a_later = a.location->getOffsetStart() > b.location->getOffsetStart();
   const bool is_a_first = a.is_fixed == b.is_fixed ? is_a_later : b.is_fixed;
   return is_a_first ? std::pair(&a, &b) : std::pair(&b, &a);
 }
 
 static FindingDetails network_of(const ConnectedNetwork& network) {
-  return related_to(*network.place, "the network of " + network.owner);
+  return related_to(*network.location, "the network of " + network.owner);
 }
 
 // Calls `report` with each such pair of networks, the one that has to give way first.
@@ -175,7 +175,7 @@ static void for_each_conflict(
 void subnet_twice(const Site& site, Findings& findings) {
   for_each_conflict(site, [&findings](const ConnectedNetwork& second, const ConnectedNetwork& first) {
     if (second.subnet.prefix != first.subnet.prefix) return;
-    findings.add(*second.place, to_text(second.subnet) + " is already the network of " + first.owner,
+    findings.add(*second.location, to_text(second.subnet) + " is already the network of " + first.owner,
                  network_of(first));
   });
 }
@@ -184,7 +184,7 @@ void subnets_overlap(const Site& site, Findings& findings) {
   for_each_conflict(site, [&findings](const ConnectedNetwork& second, const ConnectedNetwork& first) {
     if (second.subnet.prefix == first.subnet.prefix) return;
     findings.add(
-        *second.place,
+        *second.location,
         to_text(second.subnet) + " overlaps " + to_text(first.subnet) + ", the network of " + first.owner,
         network_of(first));
   });
@@ -218,8 +218,8 @@ void mtu_raised(const Site& site, Findings& findings) {
   for_each_interface_mtu(site, [&findings](const Json::Value& object, const char* path) {
     int mtu = 0;
     if (!config_get_int(object, &mtu, path) || mtu < kMinMtu || mtu >= kMinIpv6Mtu) return;
-    findings.add(place_of(object, path), "systemd-networkd raises the MTU of " + std::to_string(mtu) +
-                                             " to " + std::to_string(kMinIpv6Mtu) + " where IPv6 is on");
+    findings.add(location_of(object, path), "systemd-networkd raises the MTU of " + std::to_string(mtu) +
+                                                " to " + std::to_string(kMinIpv6Mtu) + " where IPv6 is on");
   });
 }
 
@@ -237,24 +237,24 @@ static const Interface* find_link(const Site& site, const Interface& vlan) {
 }
 
 static FindingDetails mtu_details(const Interface& link) {
-  const Json::Value& place = place_of(*link.network, "advanced.mtu");
-  if (&place == link.network || !link.unit.mtu) return {};
-  return related_to(place, "the MTU of " + link.name);
+  const Json::Value& location = location_of(*link.network, "advanced.mtu");
+  if (&location == link.network || !link.unit.mtu) return {};
+  return related_to(location, "the MTU of " + link.name);
 }
 
 void mtu_above_link(const Site& site, Findings& findings) {
   for (const Interface& interface : site.interfaces) {
     const int mtu = interface.unit.mtu.value_or(0);
     if (mtu > kMaxMtu) continue;
-    const Json::Value& place = place_of(*interface.network, "advanced.mtu");
+    const Json::Value& location = location_of(*interface.network, "advanced.mtu");
     if (interface.kind == Interface::Kind::kBridge && mtu > NetworkUnit::kUsualMtu) {
-      findings.add(place, "the members of the bridge keep an MTU of " +
-                              std::to_string(NetworkUnit::kUsualMtu) + ", and drop what is larger");
+      findings.add(location, "the members of the bridge keep an MTU of " +
+                                 std::to_string(NetworkUnit::kUsualMtu) + ", and drop what is larger");
     }
     if (interface.kind != Interface::Kind::kVlan) continue;
     const Interface* link = find_link(site, interface);
     if (link == nullptr || mtu <= mtu_of(*link)) continue;
-    findings.add(place,
+    findings.add(location,
                  "the MTU of " + interface.name + " cannot be above that of " + link->name + ", " +
                      std::to_string(mtu_of(*link)),
                  mtu_details(*link));

@@ -13,20 +13,20 @@ namespace {
 // A member that joins the bridge and is not its primary, so that its own network is ignored.
 struct SecondaryMember {
   std::string name;
-  const Json::Value* place;    // in the list of members
-  const Json::Value* network;  // never null
+  const Json::Value* location;  // in the list of members
+  const Json::Value* network;   // never null
   NetworkUnit unit;
 };
 
 // A setting that is ignored, and what a message calls it.
 struct IgnoredSetting {
-  const Json::Value* place;
+  const Json::Value* location;
   std::string what;
 };
 
 }  // namespace
 
-static const Json::Value& place_of_member(const Site& site, const std::string& name) {
+static const Json::Value& location_of_member(const Site& site, const std::string& name) {
   const Json::Value& all = array_at(site.root, "wired.bridge.interfaces");
   return *std::find_if(all.begin(), all.end(), [&name](const Json::Value& member) {
     return has_text(member) && text_of(member) == name;
@@ -39,7 +39,7 @@ static std::vector<SecondaryMember> secondary_members(const Site& site) {
     const Json::Value* network = object_at(site.root, network_path);
     if (network == nullptr || name == site.context.bridge_primary_interface) return;
     if (!is_bridge_member(&site.context, name)) return;
-    found.push_back({name, &place_of_member(site, name), network, read_network_unit(*network)});
+    found.push_back({name, &location_of_member(site, name), network, read_network_unit(*network)});
   };
   for (const EthernetPort& port : kEthernetPorts) {
     if (site.is_router_port(port.name)) add(port.name, wired_network_path(port.name));
@@ -68,8 +68,8 @@ static const Interface* find_bridge_without_address(const Site& site) {
 
 // Where a member has an address that the bridge could have, or asks for one; null when it does not.
 static const Json::Value* find_address(const SecondaryMember& member) {
-  if (member.unit.is_dhcp_client) return &place_of(*member.network, "protocol");
-  return member.unit.ipv4 ? &place_of(*member.network, "ipv4") : nullptr;
+  if (member.unit.is_dhcp_client) return &location_of(*member.network, "protocol");
+  return member.unit.ipv4 ? &location_of(*member.network, "ipv4") : nullptr;
 }
 
 static std::optional<SecondaryMember> find_with_address(const std::vector<SecondaryMember>& secondary) {
@@ -94,7 +94,7 @@ bool is_bridge_primary_wrong(const Site& site) {
 void bridge_primary_without_address(const Site& site, Findings& findings) {
   if (!is_address_elsewhere(site)) return;
   const std::optional<SecondaryMember> member = find_with_address(secondary_members(site));
-  findings.add(place_of(site.root, "wired.bridge.primary_interface"),
+  findings.add(location_of(site.root, "wired.bridge.primary_interface"),
                site.context.bridge_primary_interface + " has no address, so " + kBridgeName +
                    " has none: that of " + member->name + " is ignored",
                related_to(*find_address(*member), "the address of " + member->name));
@@ -109,7 +109,7 @@ void bridge_without_address(const Site& site, Findings& findings) {
                interface.port == site.context.bridge_primary_interface;
       });
   if (has_vlan) return;
-  findings.add(place_of(site.root, "wired.bridge.primary_interface"),
+  findings.add(location_of(site.root, "wired.bridge.primary_interface"),
                site.context.bridge_primary_interface + " has no address, so " + kBridgeName + " has none");
 }
 
@@ -118,16 +118,16 @@ static std::optional<IgnoredSetting> find_ignored_service(const SecondaryMember&
                                                           const Interface& bridge) {
   const Json::Value& network = *member.network;
   if (member.unit.is_dhcp_client && !bridge.unit.is_dhcp_client)
-    return IgnoredSetting{&place_of(network, "protocol"), "its DHCP client is ignored"};
+    return IgnoredSetting{&location_of(network, "protocol"), "its DHCP client is ignored"};
   const Json::Value* dhcp = object_at(network, "dhcp");
   const Json::Value* dhcp_of_bridge = object_at(*bridge.network, "dhcp");
   const bool is_same = dhcp != nullptr && dhcp_of_bridge != nullptr && *dhcp == *dhcp_of_bridge;
   if (!is_same && read_dhcp_section(network).is_enabled)
-    return IgnoredSetting{&place_of(network, "dhcp.enable"), "its DHCP server is ignored"};
+    return IgnoredSetting{&location_of(network, "dhcp.enable"), "its DHCP server is ignored"};
   if (!is_same && read_dhcp_relay(network).is_enabled)
-    return IgnoredSetting{&place_of(network, "dhcp.dhcp_relay.enable"), "its DHCP relay is ignored"};
+    return IgnoredSetting{&location_of(network, "dhcp.dhcp_relay.enable"), "its DHCP relay is ignored"};
   if (member.unit.default_gateway() && member.unit.default_gateway() != bridge.unit.default_gateway())
-    return IgnoredSetting{&place_of(network, "gateway"), "its default route is ignored"};
+    return IgnoredSetting{&location_of(network, "gateway"), "its default route is ignored"};
   return std::nullopt;
 }
 
@@ -135,20 +135,20 @@ static std::optional<IgnoredSetting> find_ignored_address(const SecondaryMember&
                                                           const Interface& bridge) {
   const Json::Value& network = *member.network;
   if (!member.unit.is_dhcp_client && member.unit.ipv4 && member.unit.ipv4 != bridge.unit.ipv4)
-    return IgnoredSetting{&place_of(network, "ipv4"), "its address is ignored"};
+    return IgnoredSetting{&location_of(network, "ipv4"), "its address is ignored"};
   if (is_true(network, "advanced.enable_secondary_ip"))
-    return IgnoredSetting{&place_of(network, "advanced.enable_secondary_ip"),
+    return IgnoredSetting{&location_of(network, "advanced.enable_secondary_ip"),
                           "its secondary address is ignored"};
   if (member.unit.has_mtu() && member.unit.mtu != bridge.unit.mtu)
-    return IgnoredSetting{&place_of(network, "advanced.mtu"), "its MTU is ignored"};
+    return IgnoredSetting{&location_of(network, "advanced.mtu"), "its MTU is ignored"};
   return std::nullopt;
 }
 
 static void add_ignored(const Site& site, const SecondaryMember& member, const IgnoredSetting& ignored,
                         Findings& findings) {
-  findings.add(*ignored.place, member.name + " is a member of the bridge, so " + ignored.what,
-               {{{range_of(*member.place), member.name + " is a member"},
-                 {range_of(place_of(site.root, "wired.bridge.primary_interface")),
+  findings.add(*ignored.location, member.name + " is a member of the bridge, so " + ignored.what,
+               {{{range_of(*member.location), member.name + " is a member"},
+                 {range_of(location_of(site.root, "wired.bridge.primary_interface")),
                   std::string(kBridgeName) + " has the network of " + site.context.bridge_primary_interface}},
                 {}});
 }

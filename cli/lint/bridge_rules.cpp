@@ -55,11 +55,11 @@ void bridge_member_not_a_name(const Site& site, Findings& findings) {
 }
 
 void bridge_member_twice(const Site& site, Findings& findings) {
-  std::unordered_map<std::string, const Json::Value*> places;
+  std::unordered_map<std::string, const Json::Value*> locations;
   for (const Json::Value& member : members(site)) {
     if (!member.isString()) continue;
     const std::string name = member.asString();
-    const auto [first, is_new] = places.emplace(name, &member);
+    const auto [first, is_new] = locations.emplace(name, &member);
     if (!is_new)
       findings.add(member, name + " is already a member", related_to(*first->second, "the first " + name));
   }
@@ -70,7 +70,7 @@ void bridge_member_passthrough(const Site& site, Findings& findings) {
     const Interface* interface = member.isString() ? site.find_interface(member.asString()) : nullptr;
     if (interface == nullptr || interface->kind != Interface::Kind::kPassthroughPort) continue;
     findings.add(member, interface->name + " is in pass-through mode, so it stays outside the bridge",
-                 related_to(place_of(*interface->network, "mode"), "the mode of " + interface->name));
+                 related_to(location_of(*interface->network, "mode"), "the mode of " + interface->name));
   }
 }
 
@@ -79,10 +79,10 @@ void bridge_member_passthrough(const Site& site, Findings& findings) {
 static const Json::Value* find_disabled(const Site& site, const std::string& name) {
   if (find_ethernet_port(name) != nullptr) {
     const Json::Value& port = *object_at(site.root, "wired." + name);
-    return read_port_settings(port).is_enabled ? nullptr : &place_of(port, "enable");
+    return read_port_settings(port).is_enabled ? nullptr : &location_of(port, "enable");
   }
   if (is_wlan_ap_enabled(&site.context, name.c_str()) || find_client(site, name) != nullptr) return nullptr;
-  return &place_of(*object_at(site.root, "wireless.wifi." + name + ".ap"), "enable");
+  return &location_of(*object_at(site.root, "wireless.wifi." + name + ".ap"), "enable");
 }
 
 // Whether the bridge has members, but only access points that are disabled.
@@ -115,7 +115,7 @@ void bridge_member_client(const Site& site, Findings& findings) {
     const Json::Value* client = find_client(site, name);
     if (client == nullptr) continue;
     findings.add(member, "the radio " + name + " is a Wi-Fi client, which cannot join a bridge",
-                 related_to(place_of(*client, "enable"), name + " is a client"));
+                 related_to(location_of(*client, "enable"), name + " is a client"));
   }
 }
 
@@ -126,7 +126,7 @@ void bridge_without_members(const Site& site, Findings& findings) {
   // Any other value than a list has a finding of its own.
   if (list != nullptr && !list->isArray()) return;
   if (list == nullptr || list->empty()) {
-    findings.add(place_of(bridge, "interfaces"),
+    findings.add(location_of(bridge, "interfaces"),
                  std::string("the bridge has no members, so ") + kBridgeName + " never comes up");
   } else if (has_only_disabled_radios(site)) {
     FindingDetails details;
@@ -142,7 +142,7 @@ void bridge_without_members(const Site& site, Findings& findings) {
 
 void bridge_primary_missing(const Site& site, Findings& findings) {
   if (!site.context.bridge_enabled || string_at(site.root, "wired.bridge.primary_interface")) return;
-  findings.add(place_of(site.root, "wired.bridge"),
+  findings.add(location_of(site.root, "wired.bridge"),
                "the bridge has no \"primary_interface\" to take its network from");
 }
 
@@ -158,16 +158,16 @@ void bridge_primary_not_a_member(const Site& site, Findings& findings) {
   const std::optional<std::string> primary = find_primary_outside(site);
   const Interface* interface = primary ? site.find_interface(*primary) : nullptr;
   if (interface == nullptr) return;
-  findings.add(place_of(site.root, "wired.bridge.primary_interface"),
+  findings.add(location_of(site.root, "wired.bridge.primary_interface"),
                *primary + " is not a member of the bridge",
-               related_to(place_of(*interface->network, "ipv4"),
+               related_to(location_of(*interface->network, "ipv4"),
                           std::string("the address of ") + kBridgeName + " and " + *primary));
 }
 
 void bridge_primary_disabled(const Site& site, Findings& findings) {
   const std::optional<std::string> primary = find_primary_outside(site);
   if (!primary || site.find_interface(*primary) != nullptr) return;
-  findings.add(place_of(site.root, "wired.bridge.primary_interface"),
+  findings.add(location_of(site.root, "wired.bridge.primary_interface"),
                *primary + " is neither enabled nor a member of the bridge, which has its network");
 }
 
@@ -175,6 +175,6 @@ void bridge_primary_without_network(const Site& site, Findings& findings) {
   const std::optional<std::string> primary = string_at(site.root, "wired.bridge.primary_interface");
   if (!site.context.bridge_enabled || !primary || site.find_interface(kBridgeName) != nullptr) return;
   if (is_bridge_member(&site.context, *primary) && find_client(site, *primary) != nullptr) return;
-  findings.add(place_of(site.root, "wired.bridge.primary_interface"),
+  findings.add(location_of(site.root, "wired.bridge.primary_interface"),
                quoted(*primary) + " has no \"network\" for the bridge to use");
 }

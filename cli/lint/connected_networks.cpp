@@ -13,7 +13,7 @@ static void add_interfaces(const Site& site, std::vector<ConnectedNetwork>& netw
     // Of two interfaces of one name, only the first can have its way.
     if (site.find_interface(interface.name) != &interface) continue;
     for (const OwnAddress& own : site.addresses_of(interface))
-      networks.push_back({interface.name, own.subnet, own.place, own.is_fixed});
+      networks.push_back({interface.name, own.subnet, own.location, own.is_fixed});
   }
 }
 
@@ -23,7 +23,7 @@ static void add_passthrough_fallback(const Site& site, std::vector<ConnectedNetw
   if (port == nullptr || is_true(*port->network, "advanced.enable_secondary_ip")) return;
   const std::optional<Subnet> subnet =
       parse_subnet(secondary_pair_of(port->name)->gateway, netmask_to_cidr(kSecondaryNetmask));
-  networks.push_back({port->name, *subnet, &place_of(*port->network, "mode"), true});
+  networks.push_back({port->name, *subnet, &location_of(*port->network, "mode"), true});
 }
 
 static void add_tunnels(const Site& site, std::vector<ConnectedNetwork>& networks) {
@@ -32,14 +32,14 @@ static void add_tunnels(const Site& site, std::vector<ConnectedNetwork>& network
     // Several tunnels may share one address that has no network around it.
     if (subnet && subnet->prefix < 32)
       networks.push_back(
-          {gre_tunnel_name(tunnel.index), *subnet, &place_of(*tunnel.settings, "tunnel_local_ip"), false});
+          {gre_tunnel_name(tunnel.index), *subnet, &location_of(*tunnel.settings, "tunnel_local_ip"), false});
   }
   for (const WireguardInterface& interface : site.wireguard_interfaces) {
     const std::optional<IpNetwork> network = parse_ip_network(interface.address.value_or(""));
     const std::optional<Subnet> subnet = network ? network->ipv4() : std::nullopt;
     if (subnet && subnet->prefix < 32)
       networks.push_back({wireguard_link_name(interface.index), *subnet,
-                          &place_of(*interface.settings, "local_addrs"), false});
+                          &location_of(*interface.settings, "local_addrs"), false});
   }
 }
 
@@ -51,7 +51,7 @@ std::vector<ConnectedNetwork> connected_networks(const Site& site) {
   std::sort(networks.begin(), networks.end(), [](const ConnectedNetwork& a, const ConnectedNetwork& b) {
     if (a.subnet.address != b.subnet.address) return a.subnet.address < b.subnet.address;
     if (a.subnet.prefix != b.subnet.prefix) return a.subnet.prefix < b.subnet.prefix;
-    return a.place->getOffsetStart() < b.place->getOffsetStart();
+    return a.location->getOffsetStart() < b.location->getOffsetStart();
   });
   return networks;
 }

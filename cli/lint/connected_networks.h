@@ -15,7 +15,7 @@
 struct ConnectedNetwork {
   std::string owner;  // the name of an interface or a tunnel
   Subnet subnet;
-  const Json::Value* place;
+  const Json::Value* location;
   bool is_fixed;  // the configuration can only ask for it, not change it
 };
 

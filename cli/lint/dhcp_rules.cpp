@@ -44,12 +44,12 @@ static bool is_passthrough(const Interface& interface) {
 static void add_missing(const DhcpServer& server, Findings& findings) {
   const Interface& interface = *server.interface;
   if (!interface.sections.has_server || interface.unit.is_dhcp_client) {
-    findings.add(place_of(*interface.network, "protocol"),
+    findings.add(location_of(*interface.network, "protocol"),
                  interface.name + " serves DHCP only with a static address");
     return;
   }
   for (const auto& [object, key] : server.section.missing_keys)
-    findings.add(place_of(*object, key),
+    findings.add(location_of(*object, key),
                  quoted(key) + " is missing, so " + interface.name + " does not serve DHCP");
 }
 
@@ -63,7 +63,7 @@ void server_incomplete(const Site& site, Findings& findings) {
     const Interface& interface = *server.interface;
     if (server.is_idle || is_passthrough(interface) || is_under_silent_port(interface)) continue;
     if (interface.kind == Interface::Kind::kWifiClient) {
-      findings.add(place_of(*server.section.dhcp, "enable"), "a Wi-Fi client does not serve DHCP");
+      findings.add(location_of(*server.section.dhcp, "enable"), "a Wi-Fi client does not serve DHCP");
     } else {
       add_missing(server, findings);
     }
@@ -85,7 +85,7 @@ void vlan_server_unserved(const Site& site, Findings& findings) {
     const Interface& interface = *server.interface;
     if (server.is_idle || !is_under_silent_port(interface)) continue;
     if (incomplete.count(interface.port) > 0) continue;
-    findings.add(place_of(*server.section.dhcp, "enable"),
+    findings.add(location_of(*server.section.dhcp, "enable"),
                  interface.name + " does not serve DHCP, because its port " + interface.port + " does not");
   }
 }
@@ -97,11 +97,12 @@ void server_on_disabled_port(const Site& site, Findings& findings) {
     if (port == nullptr || read_port_settings(*port).is_enabled) continue;
     if (!is_eth_interface_enabled(&site.context, name.c_str())) continue;
     const LanSections sections = read_port_sections(&site.context, name.c_str());
-    const bool is_served = sections.has_server ||
-                           (sections.has_relay && read_dhcp_relay(place_of(*port, "network")).is_enabled) ||
-                           site.context.passthrough_interface == name;
+    const bool is_served =
+        sections.has_server ||
+        (sections.has_relay && read_dhcp_relay(location_of(*port, "network")).is_enabled) ||
+        site.context.passthrough_interface == name;
     if (!is_served) continue;
-    findings.add(place_of(*port, "enable"),
+    findings.add(location_of(*port, "enable"),
                  name + " is disabled without \"enable\", but its DHCP settings are written for dnsmasq");
   }
 }
@@ -111,10 +112,10 @@ void disabled_vlan_refused(const Site& site, Findings& findings) {
     if (!server.is_idle || !server.is_served) continue;
     const Json::Value& network = *server.interface->network;
     if (!parse_ipv4(*server.section.router)) {
-      findings.add(place_of(network, "ipv4"), quoted(*server.section.router) + " is not an IPv4 address");
+      findings.add(location_of(network, "ipv4"), quoted(*server.section.router) + " is not an IPv4 address");
     }
     if (!subnet_with(0, *server.section.prefix)) {
-      findings.add(place_of(network, "netmask"),
+      findings.add(location_of(network, "netmask"),
                    std::to_string(*server.section.prefix) + " is not a prefix length");
     }
   }
@@ -158,7 +159,7 @@ static std::vector<ReadRange> read_ranges(const std::vector<Range>& ranges) {
 }
 
 static FindingDetails related_to_address_of(const Interface& interface) {
-  return related_to(place_of(*interface.network, "ipv4"), "the address of " + interface.name);
+  return related_to(location_of(*interface.network, "ipv4"), "the address of " + interface.name);
 }
 
 static bool is_inside(const ReadRange& range, const Subnet& subnet) {
@@ -170,7 +171,7 @@ void range_malformed(const Site& site, Findings& findings) {
     for (const char* key : {"start", "end"}) {
       if (range.at(key)) continue;
       const std::optional<std::string> text = string_at(*range.dhcp, key);
-      findings.add(place_of(*range.dhcp, key),
+      findings.add(location_of(*range.dhcp, key),
                    text ? quoted(*text) + " is not an IPv4 address" : quoted(key) + " is missing");
     }
   }
@@ -184,7 +185,7 @@ void range_outside_subnet(const Site& site, Findings& findings) {
     for (const char* key : {"start", "end"}) {
       const Ipv4 address = *read.range->at(key);
       if (subnet->contains(address)) continue;
-      findings.add(place_of(*read.range->dhcp, key), obstacle(*subnet, address),
+      findings.add(location_of(*read.range->dhcp, key), obstacle(*subnet, address),
                    related_to_address_of(*read.range->interface));
     }
   }
@@ -199,12 +200,12 @@ void range_over_reserved(const Site& site, Findings& findings) {
     for (const char* key : {"start", "end"}) {
       const Ipv4 address = *read.range->at(key);
       if (subnet->has_host(address)) continue;
-      findings.add(place_of(*read.range->dhcp, key), obstacle(*subnet, address),
+      findings.add(location_of(*read.range->dhcp, key), obstacle(*subnet, address),
                    related_to_address_of(interface));
     }
     const Ipv4 own = *interface.address();
     if (own < read.first || own > read.last) continue;
-    findings.add(place_of(*read.range->dhcp, "start"),
+    findings.add(location_of(*read.range->dhcp, "start"),
                  "the range includes " + to_text(own) + ", the address of " + interface.name + " itself",
                  related_to_address_of(interface));
   }
@@ -215,7 +216,7 @@ void range_reversed(const Site& site, Findings& findings) {
   for (const ReadRange& read : read_ranges(ranges)) {
     if (read.range->at("start") == read.first) continue;
     findings.add(
-        place_of(*read.range->dhcp, "start"),
+        location_of(*read.range->dhcp, "start"),
         "the range ends before it starts: " + to_text(read.first) + " is less than " + to_text(read.last));
   }
 }
@@ -244,9 +245,10 @@ void range_overlap(const Site& site, Findings& findings) {
       const bool is_later = read.range->dhcp->getOffsetStart() > furthest->range->dhcp->getOffsetStart();
       const Range& later = is_later ? *read.range : *furthest->range;
       const Range& earlier = is_later ? *furthest->range : *read.range;
-      findings.add(place_of(*later.dhcp, "start"),
-                   "the range of " + later.interface->name + " overlaps that of " + earlier.interface->name,
-                   related_to(place_of(*earlier.dhcp, "start"), "the range of " + earlier.interface->name));
+      findings.add(
+          location_of(*later.dhcp, "start"),
+          "the range of " + later.interface->name + " overlaps that of " + earlier.interface->name,
+          related_to(location_of(*earlier.dhcp, "start"), "the range of " + earlier.interface->name));
     }
     if (furthest == nullptr || read.last > furthest->last) furthest = &read;
   }
@@ -280,9 +282,9 @@ static void for_each_range_over_passthrough(
 
 void range_over_passthrough(const Site& site, Findings& findings) {
   for_each_range_over_passthrough(site, [&](const Range& range, const Interface& port, Ipv4 reserved) {
-    findings.add(place_of(*range.dhcp, "start"),
+    findings.add(location_of(*range.dhcp, "start"),
                  "the range includes " + to_text(reserved) + ", reserved for the fallback of " + port.name,
-                 related_to(place_of(*port.network, "mode"), port.name + " is in pass-through"));
+                 related_to(location_of(*port.network, "mode"), port.name + " is in pass-through"));
   });
 }
 

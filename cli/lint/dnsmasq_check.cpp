@@ -14,7 +14,7 @@
 #include "cli/lint/rules.h"
 #include "dnsmasq/dnsmasq_conf.h"
 
-// The exit status of dnsmasq for what it refuses; it has higher ones for trouble of its own.
+// The exit status of dnsmasq for what it refuses; it has higher ones for its own errors.
 constexpr int kRefused = 1;
 
 namespace {
@@ -36,14 +36,14 @@ struct Origin {
 // What dnsmasq prints before it ends, as "dnsmasq: bad dhcp-range at line 12 of stdin".
 static Answer answer_from(const std::string& output) {
   constexpr char kPrefix[] = "dnsmasq: ";
-  constexpr char kPlace[] = " at line ";
+  constexpr char kLocation[] = " at line ";
   const std::size_t prefix = output.find(kPrefix);
   std::string complaint = prefix == std::string::npos ? output : output.substr(prefix + std::strlen(kPrefix));
   complaint = complaint.substr(0, complaint.find('\n'));
-  const std::size_t place = complaint.rfind(kPlace);
-  if (place == std::string::npos) return {true, complaint, 0};
-  const std::size_t line = std::strtoul(complaint.c_str() + place + std::strlen(kPlace), nullptr, 10);
-  return {true, complaint.substr(0, place), line};
+  const std::size_t location = complaint.rfind(kLocation);
+  if (location == std::string::npos) return {true, complaint, 0};
+  const std::size_t line = std::strtoul(complaint.c_str() + location + std::strlen(kLocation), nullptr, 10);
+  return {true, complaint.substr(0, location), line};
 }
 
 // Returns nothing and fills `answer`, or returns why dnsmasq could not be asked.
@@ -112,17 +112,17 @@ std::optional<std::string> ask_dnsmasq(const std::string& dnsmasq, const Site& s
   options.action = "dnsmasq";
   options.cell = "up";
   DryRun dry_run;
-  if (auto trouble = make_dry_run(site.source, options, dry_run)) return trouble;
+  if (auto error = make_dry_run(site.source, options, dry_run)) return error;
   for (const auto& [file, change] : dry_run.result.files) {
     if (file.path != kDnsmasqConf) continue;
     Answer answer;
-    if (auto trouble = test_configuration(dnsmasq, file.content, answer)) return trouble;
+    if (auto error = test_configuration(dnsmasq, file.content, answer)) return error;
     if (!answer.is_refusal) continue;
     Finding finding = finding_for(answer, file.content, site.root);
-    const auto place =
+    const auto location =
         std::upper_bound(findings.begin(), findings.end(), finding,
                          [](const Finding& a, const Finding& b) { return a.range.begin < b.range.begin; });
-    findings.insert(place, std::move(finding));
+    findings.insert(location, std::move(finding));
   }
   return std::nullopt;
 }

@@ -44,22 +44,22 @@ struct Filters {
 };
 
 // Where each rule finds something.
-class FoundPlaces {
+class FoundLocations {
  public:
-  explicit FoundPlaces(std::size_t size) : size_(size) {}
+  explicit FoundLocations(std::size_t size) : size_(size) {}
 
   void add(std::string_view rule, std::ptrdiff_t offset) {
-    places_.try_emplace(rule, size_).first->second.add(offset);
+    locations_.try_emplace(rule, size_).first->second.add(offset);
   }
 
   bool contains(std::string_view rule, std::ptrdiff_t offset) const {
-    const auto found = places_.find(rule);
-    return found != places_.end() && found->second.contains(offset);
+    const auto found = locations_.find(rule);
+    return found != locations_.end() && found->second.contains(offset);
   }
 
  private:
   std::size_t size_;
-  std::unordered_map<std::string_view, Places> places_;
+  std::unordered_map<std::string_view, LocationSet> locations_;
 };
 
 }  // namespace
@@ -82,10 +82,10 @@ static bool counts_always(std::string_view /*rule*/, std::ptrdiff_t /*offset*/) 
 }
 
 // Adds what the rules of these ranks find, but at each location only that of the first rank.
-static void examine(const Site& site, Rank first, Rank last, const Filters& filters, Places& judged,
+static void examine(const Site& site, Rank first, Rank last, const Filters& filters, LocationSet& judged,
                     std::vector<Finding>& found) {
   for (int rank = first; rank <= last; ++rank) {
-    Places own = judged;
+    LocationSet own = judged;
     for (const Rule& rule : all_rules()) {
       if (rule.examine == nullptr || rank_of(rule.name) != rank) continue;
       const Filter& counts = rule.severity == Severity::kError ? filters.errors : filters.warnings;
@@ -102,28 +102,28 @@ static void examine(const Site& site, Rank first, Rank last, const Filters& filt
 }
 
 // Where rules find something, apart from values that cannot be read.
-static FoundPlaces found_places(Source& source) {
+static FoundLocations found_locations(Source& source) {
   const Site site(source);
-  FoundPlaces places(source.text.size());
+  FoundLocations locations(source.text.size());
   for (const Rule& rule : all_rules()) {
     if (rule.examine == nullptr || rank_of(rule.name) < kOrdinary) continue;
     std::vector<Finding> unused;
     const auto record = [&](std::ptrdiff_t offset) {
-      places.add(rule.name, offset);
+      locations.add(rule.name, offset);
       return false;
     };
     Findings findings(rule.name, rule.severity, record, unused);
     rule.examine(site, findings);
   }
-  return places;
+  return locations;
 }
 
 // What would still be found after a repair, or is about a value that is repaired.
 static Filter filter_after_repair(Source& source, Severity least) {
   const Repair repair(source, least);
   if (!repair.is_needed()) return counts_always;
-  return [repaired = repair.replaced(), after = found_places(source)](std::string_view rule,
-                                                                      std::ptrdiff_t offset) {
+  return [repaired = repair.replaced(), after = found_locations(source)](std::string_view rule,
+                                                                         std::ptrdiff_t offset) {
     return repaired.contains(offset) || after.contains(rule, offset);
   };
 }
@@ -132,7 +132,7 @@ static bool is_error(const Finding& finding) {
   return finding.severity == Severity::kError;
 }
 
-// A warning does not take the place of an error that follows from it, since errors decide on the exit status.
+// A warning does not replace an error that follows from it, since errors decide on the exit status.
 // But the only one of its kind is the error itself. `first` is the first finding that may follow from one.
 static void blame_only_warning(const Filter& warnings, std::size_t first, std::vector<Finding>& found) {
   const auto is_cause = [](const Finding& finding) {
@@ -160,7 +160,7 @@ static bool may_lock_out(const Finding& finding) {
 }
 
 // Adds what the whole amounts to. Errors stay, though they follow from it: it is only a warning.
-static void examine_whole(const Site& site, const Filters& filters, Places& judged,
+static void examine_whole(const Site& site, const Filters& filters, LocationSet& judged,
                           std::vector<Finding>& found) {
   if (std::none_of(found.begin(), found.end(), may_lock_out))
     examine(site, kWhole, kWhole, filters, judged, found);
@@ -173,7 +173,7 @@ std::vector<Finding> examine(Source& source) {
                             filter_after_repair(source, Severity::kWarning)};
   const Site site(source);
   std::vector<Finding> found;
-  Places judged(source.text.size());
+  LocationSet judged(source.text.size());
   examine(site, kRefusedByPlatform, kUnreadable, all, judged, found);
   const std::size_t first = found.size();
   examine(site, kOrdinary, kOfAnything, ordinary, judged, found);

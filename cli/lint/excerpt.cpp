@@ -72,13 +72,13 @@ static std::vector<Cell> cells_of(const std::string& text, TextRange range) {
   return cells;
 }
 
-// The whole line, or as much of it around the cell `place` as there is room for.
-static Window window_around(const std::vector<Cell>& cells, std::size_t place, std::size_t room) {
+// The whole line, or as much of it around the cell `marked` as there is room for.
+static Window window_around(const std::vector<Cell>& cells, std::size_t marked, std::size_t room) {
   Window whole{cells, 0, 0, 0};
   whole.grow_right(room);
   if (whole.last == cells.size()) return whole;
   const std::size_t rest = room - 2 * kEllipsisColumns;
-  Window window{cells, place, place, 0};
+  Window window{cells, marked, marked, 0};
   window.grow_right(rest * 2 / 3);
   window.grow_left(rest);
   window.grow_right(rest);
@@ -92,10 +92,10 @@ std::string excerpt_at(const std::string& text, TextRange range, const ExcerptSt
   const std::size_t most = 8 * room;
   const TextRange line = reach(text, begin, most);
   const std::vector<Cell> cells = cells_of(text, line);
-  const auto place = static_cast<std::size_t>(
+  const auto marked = static_cast<std::size_t>(
       std::find_if(cells.begin(), cells.end(), [&](const Cell& cell) { return cell.offset >= begin; }) -
       cells.begin());
-  const Window window = window_around(cells, place, room);
+  const Window window = window_around(cells, marked, room);
 
   std::string shown;
   std::size_t indent = 0;
@@ -108,8 +108,8 @@ std::string excerpt_at(const std::string& text, TextRange range, const ExcerptSt
   const bool ends_here = std::string_view(text).substr(begin, size).find('\n') == std::string_view::npos;
   for (std::size_t i = window.first; i < window.last; ++i) {
     shown += cells[i].text;
-    if (i < place) indent += cells[i].columns;
-    if (i >= place && cells[i].offset < static_cast<std::size_t>(range.end)) underlined += cells[i].columns;
+    if (i < marked) indent += cells[i].columns;
+    if (i >= marked && cells[i].offset < static_cast<std::size_t>(range.end)) underlined += cells[i].columns;
   }
   if (window.last < cells.size()) shown += kEllipsis;
   const std::string mark = "^" + std::string(ends_here && underlined > 1 ? underlined - 1 : 0, '~');

@@ -40,9 +40,9 @@ struct Finding {
 inline constexpr std::size_t kMostListed = 1000;
 
 // A set of locations in a text, of which there may be as many as characters.
-class Places {
+class LocationSet {
  public:
-  explicit Places(std::size_t size) : is_in_(size + 1) {}
+  explicit LocationSet(std::size_t size) : is_in_(size + 1) {}
 
   bool contains(std::ptrdiff_t offset) const {
     return is_in_[static_cast<std::size_t>(offset)];

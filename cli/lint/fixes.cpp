@@ -60,7 +60,7 @@ static std::map<std::ptrdiff_t, Edit> allowed_values(const Json::Value& root) {
 }
 
 // Gives findings a fix that follows from the value alone, whatever the rule is, if they have none. Of several
-// at one place, the first gets it.
+// at one location, the first gets it.
 static void add_fixes(const Source& source, std::vector<Finding>& findings) {
   std::map<std::ptrdiff_t, Edit> values = allowed_values(source.root);
   for (Finding& finding : findings) {
@@ -81,8 +81,8 @@ static void add_fixes(const Source& source, std::vector<Finding>& findings) {
 
 namespace {
 
-// Findings, each of which can be found again in an edited text: at the same place, perhaps in other words, or
-// with the same message elsewhere.
+// Findings, each of which can be found again in an edited text: at the same location, perhaps in other words,
+// or with the same message elsewhere.
 class Known {
  public:
   explicit Known(const std::vector<Finding>& findings) {
@@ -101,17 +101,17 @@ class Known {
     const auto remove_if = [&findings](const auto& is_known) {
       findings.erase(std::remove_if(findings.begin(), findings.end(), is_known), findings.end());
     };
-    const auto place = [&text](const Finding& finding) { return text.origin_of(finding.range.begin); };
-    remove_if([&](const Finding& finding) { return take(finding, place(finding), true); });
-    remove_if([&](const Finding& finding) { return take(finding, place(finding), false); });
+    const auto location = [&text](const Finding& finding) { return text.origin_of(finding.range.begin); };
+    remove_if([&](const Finding& finding) { return take(finding, location(finding), true); });
+    remove_if([&](const Finding& finding) { return take(finding, location(finding), false); });
     remove_if([&](const Finding& finding) { return take_unlisted(finding); });
     return findings;
   }
 
  private:
   // False if there is none.
-  bool take(const Finding& finding, std::ptrdiff_t place, bool has_same_message) {
-    const auto [begin, end] = messages_.equal_range({finding.rule, place});
+  bool take(const Finding& finding, std::ptrdiff_t location, bool has_same_message) {
+    const auto [begin, end] = messages_.equal_range({finding.rule, location});
     const auto found = std::find_if(
         begin, end, [&](const auto& entry) { return !has_same_message || entry.second == finding.message; });
     if (found == end || finding.unlisted > unlisted_[finding.rule]) return false;

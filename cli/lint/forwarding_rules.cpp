@@ -10,7 +10,7 @@ namespace {
 // A network that the gateway joins to others.
 struct Side {
   std::string name;
-  const Json::Value* place;
+  const Json::Value* location;
   const Json::Value* network = nullptr;  // of an interface
 };
 
@@ -21,7 +21,7 @@ static std::optional<Side> find_lan(const Site& site) {
   for (const Interface& interface : site.interfaces) {
     if (interface.kind == Interface::Kind::kPassthroughPort || interface.unit.default_gateway()) continue;
     if (interface.address()) {
-      return Side{interface.name, &place_of(*interface.network, "ipv4"), interface.network};
+      return Side{interface.name, &location_of(*interface.network, "ipv4"), interface.network};
     }
   }
   return std::nullopt;
@@ -34,7 +34,7 @@ static std::optional<Side> find_other_interface(const Site& site, const Side& la
     if (interface.kind == Interface::Kind::kPassthroughPort) continue;
     const bool is_client = interface.unit.is_dhcp_client;
     if (is_client || interface.address())
-      return Side{interface.name, &place_of(*interface.network, is_client ? "protocol" : "ipv4")};
+      return Side{interface.name, &location_of(*interface.network, is_client ? "protocol" : "ipv4")};
   }
   return std::nullopt;
 }
@@ -49,7 +49,7 @@ static std::optional<Side> find_tunnel(const Site& site) {
 // A network that the hosts of the LAN reach only if the gateway forwards: the uplink first.
 static std::optional<Side> find_other_side(const Site& site, const Side& lan) {
   if (site.context.cell_enabled && !site.context.passthrough_enabled)
-    return Side{kCellularLink, &place_of(site.root, "wireless.cell.enable")};
+    return Side{kCellularLink, &location_of(site.root, "wireless.cell.enable")};
   if (auto interface = find_other_interface(site, lan)) return interface;
   return find_tunnel(site);
 }
@@ -57,7 +57,7 @@ static std::optional<Side> find_other_side(const Site& site, const Side& lan) {
 // The switch, or the innermost object around it that there is.
 static const Json::Value& forwarding_switch(const Json::Value& root) {
   for (const char* path : {"firewall.general.router", "firewall.general", "firewall"}) {
-    const Json::Value& value = place_of(root, path);
+    const Json::Value& value = location_of(root, path);
     if (&value != &root) return value;
   }
   return root;
@@ -71,7 +71,7 @@ void forwarding_off(const Site& site, Findings& findings) {
   findings.add(forwarding_switch(site.root),
                "forwarding is off, without \"firewall.general.router\": hosts of " + lan->name +
                    " cannot reach " + other->name,
-               {{{range_of(*lan->place), "the network of " + lan->name},
-                 {range_of(*other->place), "the way to " + other->name}},
+               {{{range_of(*lan->location), "the network of " + lan->name},
+                 {range_of(*other->location), "the way to " + other->name}},
                 {}});
 }

@@ -24,12 +24,13 @@ static std::optional<Obstacle> why_remote_unusable(const Site& site, const GreTu
   if (auto obstacle = site.reachability().why_no_other_host(remote)) return obstacle;
   if (!has_equal_ends(tunnel, remote)) return std::nullopt;
   return Obstacle{to_text(remote) + " is the address of both endpoints",
-                  related_to(place_of(*tunnel.settings, "local_ip"), "the local endpoint")};
+                  related_to(location_of(*tunnel.settings, "local_ip"), "the local endpoint")};
 }
 
 void tunnel_remote_unusable(const Site& site, Findings& findings) {
   for_each_remote(site, [&](const GreTunnel& tunnel, Ipv4 remote) {
-    add_if_any(why_remote_unusable(site, tunnel, remote), place_of(*tunnel.settings, "remote_ip"), findings);
+    add_if_any(why_remote_unusable(site, tunnel, remote), location_of(*tunnel.settings, "remote_ip"),
+               findings);
   });
 }
 
@@ -82,7 +83,7 @@ void tunnel_through_itself(const Site& site, Findings& findings) {
                  "the route to " + remote.asString() + " leads into " +
                      (route.tunnel == *index ? "the tunnel itself"
                                              : route.owner + ", whose packets go through this tunnel"),
-                 related_to(*route.place, "the route to " + to_text(route.destination)));
+                 related_to(*route.location, "the route to " + to_text(route.destination)));
   });
 }
 
@@ -92,15 +93,15 @@ static std::optional<Obstacle> why_not_local(const Site& site, const GreTunnel& 
   if (const GatewayAddress* own = reachability.find_own(local)) {
     if (own->tunnel != tunnel.index) return std::nullopt;
     return Obstacle{to_text(local) + " is the tunnel's own inner address",
-                    related_to(*own->place, "the inner address")};
+                    related_to(*own->location, "the inner address")};
   }
   if (const DisabledNetwork* disabled = reachability.find_disabled_address(local)) {
     return Obstacle{to_text(local) + " is the address of " + disabled->interface_name + ", which is disabled",
-                    related_to(*disabled->place, disabled->interface_name + " is disabled")};
+                    related_to(*disabled->location, disabled->interface_name + " is disabled")};
   }
   if (const Route* network = reachability.find_connected(local)) {
     return Obstacle{to_text(local) + " belongs to another host in the network of " + network->owner,
-                    related_to(*network->place, "the address of " + network->owner)};
+                    related_to(*network->location, "the address of " + network->owner)};
   }
   if (reachability.may_have_other_addresses()) return std::nullopt;
   return Obstacle{"no interface has the address " + to_text(local), {}};
@@ -117,7 +118,7 @@ static std::optional<Obstacle> local_obstacle(const Site& site, const GreTunnel&
 
 void tunnel_local_not_own(const Site& site, Findings& findings) {
   for_each_tunnel(site, [&](const GreTunnel& tunnel) {
-    add_if_any(local_obstacle(site, tunnel), place_of(*tunnel.settings, "local_ip"), findings);
+    add_if_any(local_obstacle(site, tunnel), location_of(*tunnel.settings, "local_ip"), findings);
   });
 }
 
@@ -129,7 +130,7 @@ static std::optional<Obstacle> remote_obstacle(const Site& site, const GreTunnel
 
 void tunnel_remote_unreachable(const Site& site, Findings& findings) {
   for_each_remote(site, [&](const GreTunnel& tunnel, Ipv4 remote) {
-    add_if_any(remote_obstacle(site, tunnel, remote), place_of(*tunnel.settings, "remote_ip"), findings);
+    add_if_any(remote_obstacle(site, tunnel, remote), location_of(*tunnel.settings, "remote_ip"), findings);
   });
 }
 
@@ -159,9 +160,9 @@ void tunnel_local_elsewhere(const Site& site, Findings& findings) {
     if (route == nullptr || route->owner == *owner || !is_certain_way(site, *route)) return;
     if (why_remote_unusable(site, tunnel, remote) || local_obstacle(site, tunnel)) return;
     findings.add(
-        place_of(*tunnel.settings, "local_ip"),
+        location_of(*tunnel.settings, "local_ip"),
         "packets to " + to_text(remote) + " leave through " + route->owner + " with the address of " + *owner,
-        related_to(*route->place, "the route to " + to_text(route->destination)));
+        related_to(*route->location, "the route to " + to_text(route->destination)));
   });
 }
 
@@ -183,33 +184,35 @@ static void for_each_destination(const Site& site, Judge judge) {
       const std::optional<GreRoute> route = read_gre_route(network);
       const std::optional<Subnet> destination =
           route ? parse_subnet(route->destination, route->prefix) : std::nullopt;
-      if (destination) judge(tunnel, *destination, place_of(network, "dest_ip"));
+      if (destination) judge(tunnel, *destination, location_of(network, "dest_ip"));
     }
   });
 }
 
 void tunnel_network_twice(const Site& site, Findings& findings) {
-  for_each_destination(site, [&](const GreTunnel& tunnel, const Subnet& network, const Json::Value& place) {
-    const Route* route = site.reachability().find_network(network);
-    // Default routes are compared with those of the interfaces.
-    if (route == nullptr || network.prefix == 0 || route->tunnel == tunnel.index) return;
-    if (route->kind == Route::Kind::kWireguard) return;
-    const bool is_connected = route->kind == Route::Kind::kConnected;
-    findings.add(place,
-                 to_text(network) +
-                     (is_connected ? " is already the network of " : " already has a route, on ") +
-                     route->owner,
-                 related_to(*route->place, is_connected ? "the network of " + route->owner : "that route"));
-  });
+  for_each_destination(
+      site, [&](const GreTunnel& tunnel, const Subnet& network, const Json::Value& location) {
+        const Route* route = site.reachability().find_network(network);
+        // Default routes are compared with those of the interfaces.
+        if (route == nullptr || network.prefix == 0 || route->tunnel == tunnel.index) return;
+        if (route->kind == Route::Kind::kWireguard) return;
+        const bool is_connected = route->kind == Route::Kind::kConnected;
+        findings.add(
+            location,
+            to_text(network) + (is_connected ? " is already the network of " : " already has a route, on ") +
+                route->owner,
+            related_to(*route->location, is_connected ? "the network of " + route->owner : "that route"));
+      });
 }
 
 void tunnel_network_inside(const Site& site, Findings& findings) {
-  for_each_destination(site, [&](const GreTunnel& tunnel, const Subnet& network, const Json::Value& place) {
-    const Route* around = site.reachability().find_connected_around(network);
-    if (around == nullptr || around->tunnel == tunnel.index) return;
-    findings.add(place,
-                 to_text(network) + " is a part of " + to_text(around->destination) + ", the network of " +
-                     around->owner,
-                 related_to(*around->place, "the network of " + around->owner));
-  });
+  for_each_destination(site,
+                       [&](const GreTunnel& tunnel, const Subnet& network, const Json::Value& location) {
+                         const Route* around = site.reachability().find_connected_around(network);
+                         if (around == nullptr || around->tunnel == tunnel.index) return;
+                         findings.add(location,
+                                      to_text(network) + " is a part of " + to_text(around->destination) +
+                                          ", the network of " + around->owner,
+                                      related_to(*around->location, "the network of " + around->owner));
+                       });
 }

@@ -22,7 +22,7 @@ void tunnel_address_malformed(const Site& site, Findings& findings) {
       if (!text || parse_ipv4(*text) || (may_be_dynamic && *text == kGreDynamicAddress)) continue;
       // The ends of the tunnel itself have no netmask.
       const bool is_inner = std::string_view(key).substr(0, 6) == "tunnel";
-      findings.add(place_of(*tunnel.settings, key),
+      findings.add(location_of(*tunnel.settings, key),
                    quoted(*text) + (may_be_dynamic ? " is neither an IPv4 address nor \"dynamic\""
                                                    : " is not an IPv4 address"),
                    is_inner ? move_prefix_length(site.source.text, *tunnel.settings, key, "tunnel_netmask")
@@ -34,7 +34,7 @@ void tunnel_address_malformed(const Site& site, Findings& findings) {
 void tunnel_netmask_out_of_range(const Site& site, Findings& findings) {
   for_each_tunnel(site, [&](const GreTunnel& tunnel) {
     if (tunnel.inner_prefix >= 0 && tunnel.inner_prefix <= 32) return;
-    findings.add(place_of(*tunnel.settings, "tunnel_netmask"),
+    findings.add(location_of(*tunnel.settings, "tunnel_netmask"),
                  std::to_string(tunnel.inner_prefix) + " is not a prefix length (0 to 32)");
   });
 }
@@ -46,14 +46,14 @@ void tunnel_without_remote(const Site& site, Findings& findings) {
 }
 
 void tunnel_twice(const Site& site, Findings& findings) {
-  std::unordered_map<std::string, const Json::Value*> places;
+  std::unordered_map<std::string, const Json::Value*> locations;
   for_each_tunnel(site, [&](const GreTunnel& tunnel) {
     std::string both = tunnel.remote_ip.value_or("") + " ";
     both += tunnel.local_ip.value_or("");
-    const Json::Value& place = place_of(*tunnel.settings, "remote_ip");
-    const auto [first, is_new] = places.emplace(both, &place);
+    const Json::Value& location = location_of(*tunnel.settings, "remote_ip");
+    const auto [first, is_new] = locations.emplace(both, &location);
     if (is_new) return;
-    findings.add(place, "another tunnel has the same endpoints, and the kernel creates only one of them",
+    findings.add(location, "another tunnel has the same endpoints, and the kernel creates only one of them",
                  related_to(*first->second, "the other tunnel"));
   });
 }
@@ -75,10 +75,10 @@ void tunnel_network_malformed(const Site& site, Findings& findings) {
       findings.add(network, "a network behind a tunnel needs \"dest_ip\" and \"dest_netmask\"",
                    move_prefix_length(site.source.text, network, "dest_ip", "dest_netmask"));
     } else if (!route || !parse_ipv4(route->destination)) {
-      findings.add(place_of(network, "dest_ip"), quoted(*address) + " is not an IPv4 address",
+      findings.add(location_of(network, "dest_ip"), quoted(*address) + " is not an IPv4 address",
                    move_prefix_length(site.source.text, network, "dest_ip", "dest_netmask"));
     } else if (route->prefix < 0 || route->prefix > 32) {
-      findings.add(place_of(network, "dest_netmask"),
+      findings.add(location_of(network, "dest_netmask"),
                    std::to_string(route->prefix) + " is not a prefix length (0 to 32)");
     }
   });
@@ -89,9 +89,9 @@ void tunnel_network_host_bits(const Site& site, Findings& findings) {
     const std::optional<Subnet> subnet =
         route ? parse_subnet(route->destination, route->prefix) : std::nullopt;
     if (!subnet || parse_ipv4(route->destination) == subnet->address) return;
-    findings.add(place_of(network, "dest_ip"),
+    findings.add(location_of(network, "dest_ip"),
                  std::string(route->destination) + " has host bits set; the network is " + to_text(*subnet),
-                 write_string_instead(place_of(network, "dest_ip"), to_text(subnet->address)));
+                 write_string_instead(location_of(network, "dest_ip"), to_text(subnet->address)));
   });
 }
 
@@ -101,17 +101,17 @@ void tunnel_incoming_gateway(const Site& site, Findings& findings) {
     if (!tunnel.routes_incoming) return;
     const std::optional<Ipv4> gateway = parse_ipv4(tunnel.incoming_gateway.value_or(""));
     if (!tunnel.incoming_gateway) {
-      findings.add(place_of(settings, "route_incoming"),
+      findings.add(location_of(settings, "route_incoming"),
                    "\"route_incoming\" needs the gateway \"incoming_gre_gateway\"");
     } else if (!gateway) {
-      findings.add(place_of(settings, "incoming_gre_gateway"),
+      findings.add(location_of(settings, "incoming_gre_gateway"),
                    quoted(*tunnel.incoming_gateway) + " is not an IPv4 address");
     } else if (gateway == parse_ipv4(tunnel.inner_remote_ip.value_or(""))) {
       // Its findings are those of "tunnel_remote_ip".
       return;
     } else {
-      add_if_any(site.reachability().why_no_other_host(*gateway), place_of(settings, "incoming_gre_gateway"),
-                 findings);
+      add_if_any(site.reachability().why_no_other_host(*gateway),
+                 location_of(settings, "incoming_gre_gateway"), findings);
     }
   });
 }
@@ -123,7 +123,7 @@ bool lacks_cell(const Site& site, const GreTunnel& tunnel) {
 void tunnel_dynamic_without_cell(const Site& site, Findings& findings) {
   for_each_tunnel(site, [&](const GreTunnel& tunnel) {
     if (!lacks_cell(site, tunnel)) return;
-    findings.add(place_of(*tunnel.settings, "local_ip"),
+    findings.add(location_of(*tunnel.settings, "local_ip"),
                  "\"dynamic\" is the cellular address, and the cellular link is disabled");
   });
 }
@@ -131,10 +131,10 @@ void tunnel_dynamic_without_cell(const Site& site, Findings& findings) {
 void tunnel_dynamic_in_passthrough(const Site& site, Findings& findings) {
   if (!site.context.cell_enabled || !site.context.passthrough_enabled) return;
   const std::string& port = site.context.passthrough_interface;
-  const Json::Value& mode = place_of(site.root, wired_network_path(port) + ".mode");
+  const Json::Value& mode = location_of(site.root, wired_network_path(port) + ".mode");
   for_each_tunnel(site, [&](const GreTunnel& tunnel) {
     if (tunnel.local_ip != kGreDynamicAddress) return;
-    findings.add(place_of(*tunnel.settings, "local_ip"),
+    findings.add(location_of(*tunnel.settings, "local_ip"),
                  "\"dynamic\" is the cellular address, which belongs to the device behind " + port,
                  related_to(mode, port + " is in pass-through"));
   });
@@ -146,9 +146,9 @@ void tunnel_inner_ends_alike(const Site& site, Findings& findings) {
   for_each_tunnel(site, [&](const GreTunnel& tunnel) {
     const std::optional<Ipv4> local = parse_ipv4(tunnel.inner_local_ip.value_or(""));
     if (!local || local != parse_ipv4(tunnel.inner_remote_ip.value_or(""))) return;
-    findings.add(place_of(*tunnel.settings, "tunnel_remote_ip"),
+    findings.add(location_of(*tunnel.settings, "tunnel_remote_ip"),
                  to_text(*local) + " is the inner address of both endpoints",
-                 related_to(place_of(*tunnel.settings, "tunnel_local_ip"), "this endpoint"));
+                 related_to(location_of(*tunnel.settings, "tunnel_local_ip"), "this endpoint"));
   });
 }
 
@@ -160,7 +160,7 @@ void tunnel_inner_address_unusable(const Site& site, Findings& findings) {
     for (const char* key : {"tunnel_local_ip", "tunnel_remote_ip"}) {
       const std::optional<Ipv4> end = parse_ipv4(string_at(*tunnel.settings, key).value_or(""));
       if (end && subnet->contains(*end) && !subnet->has_host(*end))
-        findings.add(place_of(*tunnel.settings, key), obstacle(*subnet, *end));
+        findings.add(location_of(*tunnel.settings, key), obstacle(*subnet, *end));
     }
   });
 }
@@ -182,8 +182,8 @@ void tunnel_inner_remote_outside(const Site& site, Findings& findings) {
     if (!subnet || !remote || subnet->prefix == 32 || subnet->contains(*remote)) return;
     if (!tunnel.has_address() || is_inner_network_judged(site, tunnel, *subnet)) return;
     findings.add(
-        place_of(*tunnel.settings, "tunnel_remote_ip"),
+        location_of(*tunnel.settings, "tunnel_remote_ip"),
         to_text(*remote) + " is outside " + to_text(*subnet) + ", the tunnel's inner network",
-        related_to(place_of(*tunnel.settings, "tunnel_local_ip"), "the inner address of this endpoint"));
+        related_to(location_of(*tunnel.settings, "tunnel_local_ip"), "the inner address of this endpoint"));
   });
 }

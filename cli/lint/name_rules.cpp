@@ -62,7 +62,7 @@ static std::optional<std::string> why_no_name_server(const Site& site) {
 }
 
 void name_server_none(const Site& site, Findings& findings) {
-  if (const auto reason = why_no_name_server(site)) findings.add(place_of(site.root, "dns"), *reason);
+  if (const auto reason = why_no_name_server(site)) findings.add(location_of(site.root, "dns"), *reason);
 }
 
 // Calls `judge` with each name server of the list that dnsmasq gets, and with its address.
@@ -138,14 +138,14 @@ void host_incomplete(const Site& site, Findings& findings) {
 void host_address_malformed(const Site& site, Findings& findings) {
   for_each_host(site, [&](const Json::Value& host, const std::string& /*name*/, const std::string& address) {
     if (address.empty() || is_ip_address(address)) return;
-    findings.add(place_of(host, "ipv4"), quoted(address) + " is not an IP address");
+    findings.add(location_of(host, "ipv4"), quoted(address) + " is not an IP address");
   });
 }
 
 void host_name_invalid(const Site& site, Findings& findings) {
   for_each_host(site, [&](const Json::Value& host, const std::string& name, const std::string& /*address*/) {
     if (name.empty() || is_host_name(name)) return;
-    findings.add(place_of(host, "name"),
+    findings.add(location_of(host, "name"),
                  quoted(name) + " is not a host name: labels of letters, digits and hyphens");
   });
 }
@@ -161,8 +161,8 @@ void host_name_twice(const Site& site, Findings& findings) {
     const Json::Value& first = *hosts.emplace(name + family, &host).first->second;
     const std::string known = *read_host_name(first).ipv4;
     if (known == address) return;
-    findings.add(place_of(host, "name"), name + " already has the address " + known,
-                 related_to(place_of(first, "name"), name + " has the address " + known));
+    findings.add(location_of(host, "name"), name + " already has the address " + known,
+                 related_to(location_of(first, "name"), name + " has the address " + known));
   });
 }
 
@@ -174,6 +174,6 @@ void radio_two_roles(const Site& site, Findings& findings) {
     if (is_wlan_ap_enabled(&site.context, name.c_str()))
       findings.add(
           *client, name + " is already an access point",
-          related_to(place_of(site.root, "wireless.wifi." + name + ".ap.enable"), "the access point"));
+          related_to(location_of(site.root, "wireless.wifi." + name + ".ap.enable"), "the access point"));
   }
 }

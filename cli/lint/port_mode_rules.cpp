@@ -38,14 +38,14 @@ static const Interface* find_passthrough_port(const Site& site) {
 void port_without_network(const Site& site, Findings& findings) {
   for (const ConfiguredPort& port : ports_of(site)) {
     if (port.is_enabled && port.network == nullptr)
-      findings.add(place_of(*port.settings, "network"), port.name + " is enabled without a \"network\"");
+      findings.add(location_of(*port.settings, "network"), port.name + " is enabled without a \"network\"");
   }
 }
 
 void port_mode_missing(const Site& site, Findings& findings) {
   for (const ConfiguredPort& port : ports_of(site)) {
     if (port.is_enabled && port.network != nullptr && !port.mode)
-      findings.add(place_of(*port.network, "mode"), port.name + " is enabled without a \"mode\"");
+      findings.add(location_of(*port.network, "mode"), port.name + " is enabled without a \"mode\"");
   }
 }
 
@@ -54,9 +54,9 @@ void passthrough_twice(const Site& site, Findings& findings) {
     if (!port.is_enabled || !port.mode || port.is_router) continue;
     if (port.name != site.context.passthrough_interface)
       findings.add(
-          place_of(*port.network, "mode"),
+          location_of(*port.network, "mode"),
           "only one port can be in pass-through, and it is " + site.context.passthrough_interface,
-          related_to(place_of(site.root, wired_network_path(site.context.passthrough_interface) + ".mode"),
+          related_to(location_of(site.root, wired_network_path(site.context.passthrough_interface) + ".mode"),
                      "the mode of " + site.context.passthrough_interface));
   }
 }
@@ -65,16 +65,16 @@ void passthrough_port_disabled(const Site& site, Findings& findings) {
   if (!site.context.cell_enabled) return;
   for (const ConfiguredPort& port : ports_of(site)) {
     if (port.name == site.context.passthrough_interface && !port.is_enabled)
-      findings.add(place_of(*port.network, "mode"),
+      findings.add(location_of(*port.network, "mode"),
                    port.name + " is disabled, but its mode puts the cellular link into pass-through",
-                   related_to(place_of(*port.settings, "enable"), port.name + " is disabled"));
+                   related_to(location_of(*port.settings, "enable"), port.name + " is disabled"));
   }
 }
 
 void passthrough_without_cell(const Site& site, Findings& findings) {
   const Interface* port = find_passthrough_port(site);
   if (port != nullptr && !site.context.cell_enabled)
-    findings.add(place_of(*port->network, "mode"), "pass-through requires \"wireless.cell.enable\"");
+    findings.add(location_of(*port->network, "mode"), "pass-through requires \"wireless.cell.enable\"");
 }
 
 void passthrough_incomplete(const Site& site, Findings& findings) {
@@ -84,9 +84,10 @@ void passthrough_incomplete(const Site& site, Findings& findings) {
     return;
   }
   if (port->unit.ipv4.value_or("").empty()) {
-    findings.add(place_of(*port->network, "ipv4"), "static pass-through serves DHCP only with an \"ipv4\"");
+    findings.add(location_of(*port->network, "ipv4"),
+                 "static pass-through serves DHCP only with an \"ipv4\"");
   } else if (!port->unit.prefix) {
-    findings.add(place_of(*port->network, "netmask"),
+    findings.add(location_of(*port->network, "netmask"),
                  "static pass-through serves DHCP only with a \"netmask\"");
   }
 }
@@ -98,15 +99,15 @@ void passthrough_netmask(const Site& site, Findings& findings) {
   const std::optional<int> prefix = read_passthrough_port(&site.context).prefix;
   if (!prefix || read_wwan_settings(&site.context).has_prefix()) return;
   if (!subnet_with(0, *prefix)) return;
-  findings.add(place_of(*port->network, "netmask"),
+  findings.add(location_of(*port->network, "netmask"),
                port->name + " takes the address of the cellular gateway with a prefix length of " +
                    std::to_string(*prefix) + " instead of the link's",
-               related_to(place_of(*port->network, "mode"), "automatic pass-through"));
+               related_to(location_of(*port->network, "mode"), "automatic pass-through"));
 }
 
 void fallback_without_address(const Site& site, Findings& findings) {
   const Interface* port = find_passthrough_port(site);
   if (port == nullptr || read_passthrough_port(&site.context).has_secondary_ip) return;
-  findings.add(place_of(*port->network, "advanced.enable_secondary_ip"),
+  findings.add(location_of(*port->network, "advanced.enable_secondary_ip"),
                "while the cellular link is down, " + port->name + " has no address for the fallback");
 }

@@ -31,7 +31,7 @@ void Reachability::add_own(Ipv4 address, GatewayAddress owner) {
   own_.emplace(address, std::move(owner));
 }
 
-// Whether the second one takes the place of the first, to the same destination.
+// Whether the second route replaces the first one, to the same destination.
 static bool is_preferred(const Route& second, const Route& first) {
   if (second.metric != first.metric) return second.metric < first.metric;
   return second.destination.prefix == 0 && second.kind == Route::Kind::kTunnel &&
@@ -69,15 +69,15 @@ static std::optional<std::string> why_never_a_host(Ipv4 address) {
 void Reachability::add_static_address(const Interface& interface) {
   const std::optional<Ipv4> address = parse_ipv4(*interface.unit.ipv4);
   if (!is_read(address)) return;
-  const Json::Value& place = place_of(*interface.network, "ipv4");
-  add_own(*address, {interface.name, &place});
+  const Json::Value& location = location_of(*interface.network, "ipv4");
+  add_own(*address, {interface.name, &location});
   if (!interface.unit.gateway && !is_private(*address) && !why_never_a_host(*address))
-    add_lost_uplink({&place, interface.name + " has no \"gateway\"", false});
+    add_lost_uplink({&location, interface.name + " has no \"gateway\"", false});
   const bool has_prefix = interface.unit.has_prefix();
   const std::optional<Subnet> subnet =
       subnet_with(*address, has_prefix ? *interface.unit.prefix : prefix_of_class(*address));
   if (!is_read(subnet)) return;
-  const Route route{Route::Kind::kConnected, *subnet, 0, interface.name, &place};
+  const Route route{Route::Kind::kConnected, *subnet, 0, interface.name, &location};
   // A network that systemd-networkd guesses has a finding of its own: no other one is compared with it.
   has_prefix ? add_connected(route) : add_route(route);
 }
@@ -91,31 +91,31 @@ void Reachability::add_interface(const Site& site, const Interface& interface) {
   if (unit.is_dhcp_client) {
     has_dhcp_client_ = true;
     add_route({Route::Kind::kUplink, kEverywhere, unit.metric.value_or(kDhcpMetric), interface.name,
-               &place_of(*interface.network, "protocol")});
+               &location_of(*interface.network, "protocol")});
   } else if (unit.ipv4) {
     add_static_address(interface);
     // One that is malformed or leads nowhere has a finding of its own.
     if (unit.gateway) {
       add_route({Route::Kind::kUplink, kEverywhere, unit.metric.value_or(0), interface.name,
-                 &place_of(*interface.network, "gateway")});
+                 &location_of(*interface.network, "gateway")});
     }
   }
   for (const OwnAddress& own : addresses) {
-    add_own(own.address, {interface.name, own.place});
-    add_connected({Route::Kind::kConnected, own.subnet, 0, interface.name, own.place});
+    add_own(own.address, {interface.name, own.location});
+    add_connected({Route::Kind::kConnected, own.subnet, 0, interface.name, own.location});
   }
 }
 
 void Reachability::add_cellular_link(const Site& site) {
   const Json::Value* cell = object_at(site.root, "wireless.cell");
   if (cell != nullptr && !site.context.cell_enabled)
-    add_lost_uplink({&place_of(*cell, "enable"), "the cellular link is disabled", true});
+    add_lost_uplink({&location_of(*cell, "enable"), "the cellular link is disabled", true});
   has_cellular_address_ = site.context.cell_enabled && !site.context.passthrough_enabled;
   if (!site.context.cell_enabled && !site.context.passthrough_enabled) return;
   has_address_ = true;
   const int metric = read_wwan_settings(&site.context).metric.value_or(0);
   add_route({Route::Kind::kUplink, kEverywhere, metric, kCellularLink,
-             &place_of(site.root, "wireless.cell.enable")});
+             &location_of(site.root, "wireless.cell.enable")});
 }
 
 // Also those that are written nowhere: they have findings of their own.
@@ -129,8 +129,8 @@ void Reachability::add_listed_routes(const Site& site) {
     if (!get_static_route_interface(settings, name)) is_certain_ = false;
     if (!is_read(destination) || name.empty()) continue;
     const std::string owner = name == kWwanRouteInterface ? kCellularLink : name;
-    add_route(
-        {Route::Kind::kListed, *destination, route.metric.value_or(0), owner, &place_of(settings, "ipv4")});
+    add_route({Route::Kind::kListed, *destination, route.metric.value_or(0), owner,
+               &location_of(settings, "ipv4")});
   }
 }
 
@@ -146,19 +146,19 @@ void Reachability::add_tunnel(int index, const Json::Value& settings) {
   if (!tunnel.is_enabled) return;
   const std::string name = gre_tunnel_name(index);
   if (const auto inner = parse_ipv4(tunnel.inner_local_ip.value_or(""))) {
-    const Json::Value& place = place_of(settings, "tunnel_local_ip");
-    add_own(*inner, {name, &place, index});
+    const Json::Value& location = location_of(settings, "tunnel_local_ip");
+    add_own(*inner, {name, &location, index});
     // A tunnel that lacks a key has no network.
     const std::optional<Subnet> subnet = subnet_with(*inner, tunnel.has_address() ? tunnel.inner_prefix : 32);
     if (is_read(subnet) && subnet->prefix < 32)
-      add_connected({Route::Kind::kConnected, *subnet, 0, name, &place, index});
+      add_connected({Route::Kind::kConnected, *subnet, 0, name, &location, index});
   }
   for (const Json::Value& network : *tunnel.networks) {
     const std::optional<GreRoute> route = read_gre_route(network);
     const std::optional<Subnet> destination =
         route ? parse_subnet(route->destination, route->prefix) : std::nullopt;
     if (is_read(destination)) {
-      add_route({Route::Kind::kTunnel, *destination, 0, name, &place_of(network, "dest_ip"), index});
+      add_route({Route::Kind::kTunnel, *destination, 0, name, &location_of(network, "dest_ip"), index});
     }
   }
 }
@@ -172,15 +172,15 @@ static std::optional<Subnet> parse_ipv4_network(const std::string& text) {
 void Reachability::add_wireguard(const Site& site) {
   for (const WireguardInterface& interface : site.wireguard_interfaces) {
     const std::string name = wireguard_link_name(interface.index);
-    const Json::Value& place = place_of(*interface.settings, "local_addrs");
+    const Json::Value& location = location_of(*interface.settings, "local_addrs");
     const std::string own = interface.address.value_or("");
-    if (const auto address = parse_ipv4(own.substr(0, own.find('/')))) add_own(*address, {name, &place});
+    if (const auto address = parse_ipv4(own.substr(0, own.find('/')))) add_own(*address, {name, &location});
     if (const auto subnet = parse_ipv4_network(own))
-      add_connected({Route::Kind::kConnected, *subnet, 0, name, &place});
+      add_connected({Route::Kind::kConnected, *subnet, 0, name, &location});
     for (const WireguardPeer& peer : interface.peers) {
       for (const std::string& network : trimmed_networks(peer)) {
         if (const auto subnet = parse_ipv4_network(network)) {
-          add_route({Route::Kind::kWireguard, *subnet, 0, name, &place_of(*peer.settings, "allowed_ips")});
+          add_route({Route::Kind::kWireguard, *subnet, 0, name, &location_of(*peer.settings, "allowed_ips")});
         }
       }
     }
@@ -195,19 +195,19 @@ void Reachability::add_lost_uplink(LostUplink uplink) {
 
 // The switch of an object that is not enabled; null when it is.
 static const Json::Value* open_switch(const Json::Value& settings) {
-  return is_enabled(settings) ? nullptr : &place_of(settings, "enable");
+  return is_enabled(settings) ? nullptr : &location_of(settings, "enable");
 }
 
 void Reachability::add_disabled(const std::string& name, const Json::Value& network,
-                                const Json::Value* place) {
+                                const Json::Value* location) {
   const NetworkUnit unit = read_network_unit(network);
-  if (place != nullptr && (unit.is_dhcp_client || unit.default_gateway()))
-    add_lost_uplink({place, name + " is disabled", true});
+  if (location != nullptr && (unit.is_dhcp_client || unit.default_gateway()))
+    add_lost_uplink({location, name + " is disabled", true});
   const std::optional<Ipv4> address = unit.is_dhcp_client ? std::nullopt : parse_ipv4(unit.ipv4.value_or(""));
-  if (place == nullptr || !address) return;
-  disabled_addresses_.emplace(*address, DisabledNetwork{name, *address, place});
+  if (location == nullptr || !address) return;
+  disabled_addresses_.emplace(*address, DisabledNetwork{name, *address, location});
   const std::optional<Subnet> subnet = subnet_with(*address, unit.prefix.value_or(0));
-  if (subnet && subnet->prefix > 0) disabled_.add(*subnet, {name, *address, place});
+  if (subnet && subnet->prefix > 0) disabled_.add(*subnet, {name, *address, location});
 }
 
 void Reachability::add_disabled_ports(const Site& site) {
@@ -297,21 +297,21 @@ bool Reachability::is_certain() const {
   return is_certain_;
 }
 
-void add_if_any(std::optional<Obstacle> obstacle, const Json::Value& place, Findings& findings) {
-  if (obstacle) findings.add(place, std::move(obstacle->reason), std::move(obstacle->details));
+void add_if_any(std::optional<Obstacle> obstacle, const Json::Value& location, Findings& findings) {
+  if (obstacle) findings.add(location, std::move(obstacle->reason), std::move(obstacle->details));
 }
 
 std::optional<Obstacle> Reachability::why_no_other_host(Ipv4 address) const {
   if (const auto reason = why_never_a_host(address)) return Obstacle{to_text(address) + *reason, {}};
   if (const GatewayAddress* own = find_own(address)) {
     return Obstacle{to_text(address) + " is the gateway's own address, on " + own->owner,
-                    related_to(*own->place, "the address of " + own->owner)};
+                    related_to(*own->location, "the address of " + own->owner)};
   }
   const Route* route = find(address);
   if (route == nullptr || route->kind != Route::Kind::kConnected || route->destination.has_host(address))
     return std::nullopt;
   return Obstacle{obstacle(route->destination, address),
-                  related_to(*route->place, "the network of " + route->owner)};
+                  related_to(*route->location, "the network of " + route->owner)};
 }
 
 std::optional<Obstacle> Reachability::why_unreachable(Ipv4 address) const {
@@ -323,11 +323,11 @@ std::optional<Obstacle> Reachability::why_unreachable(Ipv4 address) const {
   if (disabled != nullptr) {
     return Obstacle{
         to_text(address) + " is in the network of " + disabled->interface_name + ", which is disabled",
-        related_to(*disabled->place, disabled->interface_name + " is disabled")};
+        related_to(*disabled->location, disabled->interface_name + " is disabled")};
   }
   if (route != nullptr) return std::nullopt;
   Obstacle obstacle{"no interface, route, or uplink leads to " + to_text(address), {}};
   if (lost_uplink_ && !is_private(address))
-    obstacle.details = related_to(*lost_uplink_->place, lost_uplink_->reason);
+    obstacle.details = related_to(*lost_uplink_->location, lost_uplink_->reason);
   return obstacle;
 }

@@ -31,9 +31,9 @@ struct Route {
   Kind kind;
   Subnet destination;
   int metric;
-  std::string owner;         // eth0, gre-tun1, the cellular link
-  const Json::Value* place;  // the value that makes it
-  int tunnel = kNoTunnel;    // the position of the GRE tunnel that it leads into
+  std::string owner;            // eth0, gre-tun1, the cellular link
+  const Json::Value* location;  // the value that makes it
+  int tunnel = kNoTunnel;       // the position of the GRE tunnel that it leads into
 
   static constexpr int kNoTunnel = -1;
 };
@@ -41,20 +41,20 @@ struct Route {
 // An address of the gateway itself.
 struct GatewayAddress {
   std::string owner;
-  const Json::Value* place;
+  const Json::Value* location;
   int tunnel = Route::kNoTunnel;  // the position of the GRE tunnel whose inner address it is
 };
 
 // The network of an interface that is disabled.
 struct DisabledNetwork {
   std::string interface_name;
-  Ipv4 address;              // of the interface
-  const Json::Value* place;  // the switch, or what has none
+  Ipv4 address;                 // of the interface
+  const Json::Value* location;  // the switch, or what has none
 };
 
 // What would be an uplink if it were enabled or had a gateway.
 struct LostUplink {
-  const Json::Value* place;
+  const Json::Value* location;
   std::string reason;  // "eth1 is disabled"
   bool is_switched_off;
 };
@@ -66,7 +66,7 @@ struct Obstacle {
 };
 
 // Adds a finding with the obstacle, if there is one.
-void add_if_any(std::optional<Obstacle> obstacle, const Json::Value& place, Findings& findings);
+void add_if_any(std::optional<Obstacle> obstacle, const Json::Value& location, Findings& findings);
 
 class Reachability {
  public:
@@ -116,7 +116,7 @@ class Reachability {
   void add_tunnels(const Site& site);
   void add_tunnel(int index, const Json::Value& settings);
   void add_wireguard(const Site& site);
-  void add_disabled(const std::string& name, const Json::Value& network, const Json::Value* place);
+  void add_disabled(const std::string& name, const Json::Value& network, const Json::Value* location);
   void add_disabled_ports(const Site& site);
   void add_disabled_vlans(const std::string& port, const Json::Value& network,
                           const Json::Value* switch_of_port);

@@ -53,7 +53,7 @@ static std::vector<Relay> used_relays(const Site& site) {
 void relay_unused(const Site& site, Findings& findings) {
   for (const Relay& relay : relays_of(site)) {
     if (is_used(relay)) continue;
-    findings.add(place_of(*relay.settings.dhcp, "dhcp_relay.enable"),
+    findings.add(location_of(*relay.settings.dhcp, "dhcp_relay.enable"),
                  relay.interface->name + " does not relay" + hindrance(relay));
   }
 }
@@ -64,7 +64,7 @@ void relay_without_server(const Site& site, Findings& findings) {
       return string_at(*relay.settings.dhcp, key).value_or("").empty();
     };
     if (!std::all_of(std::begin(kRelayServerKeys), std::end(kRelayServerKeys), is_missing)) continue;
-    findings.add(place_of(*relay.settings.dhcp, "dhcp_relay"),
+    findings.add(location_of(*relay.settings.dhcp, "dhcp_relay"),
                  "the relay of " + relay.interface->name + " has no server");
   }
 }
@@ -81,7 +81,7 @@ void relay_server_malformed(const Site& site, Findings& findings) {
     for (const char* key : kRelayServerKeys) {
       const std::string server = string_at(*relay.settings.dhcp, key).value_or("");
       if (server.empty() || (read_relay_server(*relay.settings.dhcp, key) && is_server(server))) continue;
-      findings.add(place_of(*relay.settings.dhcp, key),
+      findings.add(location_of(*relay.settings.dhcp, key),
                    quoted(server) + " is neither an IPv4 address nor a host name");
     }
   }
@@ -95,9 +95,9 @@ void relay_beside_server(const Site& site, Findings& findings) {
   std::sort(served.begin(), served.end());
   for (const Relay& relay : used_relays(site)) {
     if (!std::binary_search(served.begin(), served.end(), relay.settings.dhcp)) continue;
-    findings.add(place_of(*relay.settings.dhcp, "dhcp_relay.enable"),
+    findings.add(location_of(*relay.settings.dhcp, "dhcp_relay.enable"),
                  relay.interface->name + " relays, so its DHCP server does not answer",
-                 related_to(place_of(*relay.settings.dhcp, "enable"), "the DHCP server"));
+                 related_to(location_of(*relay.settings.dhcp, "enable"), "the DHCP server"));
   }
 }
 
@@ -106,9 +106,9 @@ void relay_of_dhcp_client(const Site& site, Findings& findings) {
     const Json::Value& network = *relay.interface->network;
     if (!relay.interface->unit.is_dhcp_client) continue;
     findings.add(
-        place_of(network, "protocol"),
+        location_of(network, "protocol"),
         relay.interface->name + " relays only while a DHCP server gives it " + *relay.settings.local_ip,
-        related_to(place_of(*relay.settings.dhcp, "dhcp_relay.enable"), "the relay"));
+        related_to(location_of(*relay.settings.dhcp, "dhcp_relay.enable"), "the relay"));
   }
 }
 
@@ -119,30 +119,30 @@ static void for_each_server_address(
     for (const char* key : kRelayServerKeys) {
       const Json::Value& dhcp = *relay.settings.dhcp;
       if (const auto server = parse_ipv4(read_relay_server(dhcp, key).value_or("")))
-        judge(relay, *server, place_of(dhcp, key));
+        judge(relay, *server, location_of(dhcp, key));
     }
   }
 }
 
 void relay_server_unusable(const Site& site, Findings& findings) {
-  for_each_server_address(site, [&](const Relay& /*relay*/, Ipv4 server, const Json::Value& place) {
-    add_if_any(site.reachability().why_no_other_host(server), place, findings);
+  for_each_server_address(site, [&](const Relay& /*relay*/, Ipv4 server, const Json::Value& location) {
+    add_if_any(site.reachability().why_no_other_host(server), location, findings);
   });
 }
 
 void relay_server_unreachable(const Site& site, Findings& findings) {
-  for_each_server_address(site, [&](const Relay& /*relay*/, Ipv4 server, const Json::Value& place) {
+  for_each_server_address(site, [&](const Relay& /*relay*/, Ipv4 server, const Json::Value& location) {
     if (site.reachability().why_no_other_host(server)) return;
-    add_if_any(site.reachability().why_unreachable(server), place, findings);
+    add_if_any(site.reachability().why_unreachable(server), location, findings);
   });
 }
 
 void relay_server_beside_clients(const Site& site, Findings& findings) {
-  for_each_server_address(site, [&](const Relay& relay, Ipv4 server, const Json::Value& place) {
+  for_each_server_address(site, [&](const Relay& relay, Ipv4 server, const Json::Value& location) {
     const Route* route = site.reachability().find(server);
     if (site.reachability().why_no_other_host(server) || route == nullptr) return;
     if (route->kind != Route::Kind::kConnected || route->owner != relay.interface->name) return;
-    findings.add(place, to_text(server) + " is in the network of " + route->owner + ", like its clients",
-                 related_to(*route->place, "the network of " + route->owner));
+    findings.add(location, to_text(server) + " is in the network of " + route->owner + ", like its clients",
+                 related_to(*route->location, "the network of " + route->owner));
   });
 }

@@ -108,7 +108,7 @@ bool Repair::is_of_bridge(const Level& level, const std::string& key) const {
 
 // --- Values
 
-// Whatever is made in the place of a value is found where that is.
+// What replaces a value has its location.
 static void set_range(Json::Value& value, TextRange range) {
   value.setOffsetStart(range.begin);
   value.setOffsetLimit(range.end);
@@ -130,9 +130,9 @@ Json::Value& Repair::add_member(Json::Value& object, const std::string& key, Jso
   return member;
 }
 
-static Json::Value empty_object_at(const Json::Value& place) {
+static Json::Value empty_object_at(const Json::Value& location) {
   Json::Value object(Json::objectValue);
-  set_range(object, range_of(place));
+  set_range(object, range_of(location));
   return object;
 }
 
@@ -211,10 +211,10 @@ bool Repair::move_beside(MutableLevel& at, const std::string& key) {
 }
 
 void Repair::move(Json::Value& from, const std::string& key, Json::Value& to, const std::string& new_key) {
-  Json::Value& old_place = from[key];
-  Json::Value& new_place = add_member(to, new_key, Json::Value());
-  new_place.swap(old_place);
-  undo_.emplace_back([&old_place, &new_place] { new_place.swap(old_place); });
+  Json::Value& old_location = from[key];
+  Json::Value& new_location = add_member(to, new_key, Json::Value());
+  new_location.swap(old_location);
+  undo_.emplace_back([&old_location, &new_location] { new_location.swap(old_location); });
 }
 
 // Whether a value may be one that is missing.

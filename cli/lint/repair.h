@@ -13,7 +13,7 @@
 #include "cli/lint/finding.h"
 #include "cli/lint/schema_level.h"
 
-// Puts likely values in the place of those that the schema does not allow and of strings that are refused,
+// Replaces with likely values those that the schema does not allow and of strings that are refused,
 // and moves values to the keys that they were probably to have, until its end. Only so many are repaired.
 class Repair {
  public:
@@ -29,7 +29,7 @@ class Repair {
   }
 
   // The values that are replaced, and the objects that get what they lack.
-  const Places& replaced() const {
+  const LocationSet& replaced() const {
     return replaced_;
   }
 
@@ -58,6 +58,6 @@ class Repair {
   Severity least_;
   std::string bridge_network_;  // the dotted path of the settings of the bridge, which have any name
   std::vector<const Json::Value*> refused_;  // sorted
-  Places replaced_;
+  LocationSet replaced_;
   std::vector<std::function<void()>> undo_;
 };

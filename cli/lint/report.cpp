@@ -70,9 +70,9 @@ class Lines {
   std::string at(TextRange range, const std::string& word, const std::string& message,
                  bool has_excerpt = true) const {
     const TextPosition position = positions_.at(range.begin);
-    const std::string place = printable(source_.name) + ":" + std::to_string(position.line) + ":" +
-                              std::to_string(position.column) + ": ";
-    const std::string line = styled(place, "1", style_.color) + word + printable(message, "\t") + "\n";
+    const std::string location = printable(source_.name) + ":" + std::to_string(position.line) + ":" +
+                                 std::to_string(position.column) + ": ";
+    const std::string line = styled(location, "1", style_.color) + word + printable(message, "\t") + "\n";
     return style_.excerpt && has_excerpt ? line + excerpt_at(shown_, range, {style_.columns, style_.color})
                                          : line;
   }

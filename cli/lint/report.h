@@ -23,7 +23,7 @@ const char* word_for(Severity severity);
 // Adds those in one file.
 void count(const Judgement& judgement, Summary& summary);
 
-// The text of the configuration with asterisks in place of its keys. Each byte keeps its offset.
+// The text of the configuration with asterisks instead of its keys. Each byte keeps its offset.
 std::string text_without_secrets(const Source& source);
 
 struct TextStyle {

@@ -185,8 +185,8 @@ std::string SarifReport::text() const {
   if (results_.empty()) return text;
   // Within a string its quotes would be escaped.
   constexpr std::string_view kNone = "\"results\" : []";
-  const std::size_t place = text.find(kNone);
+  const std::size_t offset = text.find(kNone);
   const std::string indentation(kResultDepth - 1, '\t');
   std::string list = "\"results\" : \n" + indentation + "[\n" + results_ + "\n" + indentation + "]";
-  return text.replace(place, kNone.size(), list);
+  return text.replace(offset, kNone.size(), list);
 }

@@ -77,9 +77,9 @@ class MissingInterfaces {
   static Hindrance off(std::string message, const Json::Value* object) {
     Hindrance hindrance{std::move(message), {}};
     if (object == nullptr) return hindrance;
-    const Json::Value& place = place_of(*object, "enable");
+    const Json::Value& location = location_of(*object, "enable");
     hindrance.related.push_back(
-        {range_of(place), &place == object ? "this has no \"enable\"" : "disabled here"});
+        {range_of(location), &location == object ? "this has no \"enable\"" : "disabled here"});
     return hindrance;
   }
 
@@ -129,8 +129,9 @@ class MissingInterfaces {
   std::optional<Hindrance> of_vlan_in_passthrough(const std::string& name, const std::string& port) const {
     // Without a mode, or with another port in pass-through, the port has a finding of its own.
     if (site_.find_interface(port) == nullptr) return std::nullopt;
-    return Hindrance{port + ", the port of " + name + ", is in pass-through, without VLANs",
-                     {{range_of(place_of(site_.root, wired_network_path(port) + ".mode")), "pass-through"}}};
+    return Hindrance{
+        port + ", the port of " + name + ", is in pass-through, without VLANs",
+        {{range_of(location_of(site_.root, wired_network_path(port) + ".mode")), "pass-through"}}};
   }
 
   const Site& site_;
@@ -149,10 +150,11 @@ void route_without_interface(const Site& site, Findings& findings) {
     // A name that is too long for the kernel has a finding of its own.
     if (!is_enabled(route)) continue;
     if (!get_static_route_interface(route, name)) {
-      findings.add(place_of(route, "interface"), "the route has no \"interface\"");
+      findings.add(location_of(route, "interface"), "the route has no \"interface\"");
     } else if (!site.gets_routes(name) && name.size() < IFNAMSIZ) {
       if (auto hindrance = missing.find(name))
-        findings.add(place_of(route, "interface"), hindrance->message, {std::move(hindrance->related), {}});
+        findings.add(location_of(route, "interface"), hindrance->message,
+                     {std::move(hindrance->related), {}});
     }
   }
 }

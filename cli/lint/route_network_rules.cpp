@@ -22,7 +22,7 @@ static void for_each_route_inside(
 }
 
 static FindingDetails details_of(const ConnectedNetwork& network) {
-  return related_to(*network.place, to_text(network.subnet) + " is the network of " + network.owner);
+  return related_to(*network.location, to_text(network.subnet) + " is the network of " + network.owner);
 }
 
 void route_to_own_network(const Site& site, Findings& findings) {
@@ -30,7 +30,7 @@ void route_to_own_network(const Site& site, Findings& findings) {
                                   const ConnectedNetwork& network) {
     // With a metric it is used only while the interface is down.
     if (destination.prefix != network.subnet.prefix || route.written.metric) return;
-    findings.add(place_of(*route.settings, "ipv4"),
+    findings.add(location_of(*route.settings, "ipv4"),
                  to_text(destination) + " is already the network of " + network.owner, details_of(network));
   });
 }
@@ -41,7 +41,7 @@ void route_inside_network(const Site& site, Findings& findings) {
         if (destination.prefix == network.subnet.prefix) return;
         const std::string target =
             network.owner != route.interface_name ? route.interface_name : *written_gateway_of(route);
-        findings.add(place_of(*route.settings, "ipv4"),
+        findings.add(location_of(*route.settings, "ipv4"),
                      to_text(destination) + " is a part of " + to_text(network.subnet) + ", the network of " +
                          network.owner + ", but the route leads to " + target,
                      details_of(network));

@@ -21,7 +21,7 @@ void gateway_malformed(const Site& site, Findings& findings) {
   const auto judge = [&findings](const Json::Value& object, const std::optional<std::string>& gateway,
                                  FindingDetails details) {
     if (gateway && !parse_ipv4(*gateway))
-      findings.add(place_of(object, "gateway"), quoted(*gateway) + " is not an IPv4 address",
+      findings.add(location_of(object, "gateway"), quoted(*gateway) + " is not an IPv4 address",
                    std::move(details));
   };
   for (const Interface& interface : site.interfaces)
@@ -35,7 +35,7 @@ void gateway_ignored(const Site& site, Findings& findings) {
   for (const StaticRoute& route : site.routes) {
     const std::string gateway = route.written.gateway.value_or("");
     if (gateway.empty() || looks_like_address(gateway)) continue;
-    findings.add(place_of(*route.settings, "gateway"),
+    findings.add(location_of(*route.settings, "gateway"),
                  quoted(gateway) + " is too short for an address: the route leads straight to " +
                      route.interface_name);
   }
@@ -45,7 +45,7 @@ void gateway_without_address(const Site& site, Findings& findings) {
   for (const Interface& interface : site.interfaces) {
     const std::optional<std::string> gateway = interface.unit.gateway;
     if (!gateway || *gateway == "0.0.0.0" || interface.unit.default_gateway()) continue;
-    findings.add(place_of(*interface.network, "gateway"),
+    findings.add(location_of(*interface.network, "gateway"),
                  "without \"ipv4\", the gateway of " + interface.name + " is left out");
   }
 }
@@ -109,9 +109,10 @@ void gateway_unreachable(const Site& site, Findings& findings) {
     // Of two interfaces of one name, only the first can have its way.
     if (site.find_interface(interface.name) != &interface) continue;
     if (const auto reason = why_unreachable(interface, addresses, *gateway, direct))
-      findings.add(place_of(*interface.network, "gateway"), *reason,
-                   *gateway == 0 ? FindingDetails()
-                                 : related_to(*addresses.front().place, "the address of " + interface.name));
+      findings.add(location_of(*interface.network, "gateway"), *reason,
+                   *gateway == 0
+                       ? FindingDetails()
+                       : related_to(*addresses.front().location, "the address of " + interface.name));
   }
 }
 
@@ -133,11 +134,11 @@ void route_gateway_unusable(const Site& site, Findings& findings) {
     const auto addresses =
         route.interface != nullptr ? site.addresses_of(*route.interface) : std::vector<OwnAddress>();
     if (const auto reason = why_unusable(addresses, *gateway)) {
-      findings.add(place_of(*route.settings, "gateway"), *reason);
+      findings.add(location_of(*route.settings, "gateway"), *reason);
     } else if (const GatewayAddress* own = site.reachability().find_own(*gateway)) {
-      findings.add(place_of(*route.settings, "gateway"),
+      findings.add(location_of(*route.settings, "gateway"),
                    to_text(*gateway) + " is the gateway's own address, on " + own->owner,
-                   related_to(*own->place, "the address of " + own->owner));
+                   related_to(*own->location, "the address of " + own->owner));
     }
   }
 }
@@ -156,18 +157,18 @@ void route_gateway_outside(const Site& site, Findings& findings) {
         route.interface != nullptr ? site.addresses_of(*route.interface) : std::vector<OwnAddress>();
     if (is_in_subnet(addresses, *gateway) || why_unusable(addresses, *gateway)) continue;
     if (site.reachability().find_own(*gateway) != nullptr) continue;
-    const Json::Value& place = place_of(*route.settings, "gateway");
+    const Json::Value& location = location_of(*route.settings, "gateway");
     if (const Route* network = network_elsewhere(site, route, *gateway)) {
       findings.add(
-          place,
+          location,
           to_text(*gateway) + " is in the network of " + network->owner + ", not of " + route.interface_name,
-          related_to(*network->place, "the network of " + network->owner));
+          related_to(*network->location, "the network of " + network->owner));
     } else if (route.interface != nullptr && has_static_subnet(*route.interface, addresses)) {
       // Nobody knows here the subnets of the cellular link and of a DHCP client.
-      findings.add(place,
+      findings.add(location,
                    to_text(*gateway) + " is outside " + to_text(addresses.front().subnet) +
                        ", the network of " + route.interface_name,
-                   related_to(*addresses.front().place, "the address of " + route.interface_name));
+                   related_to(*addresses.front().location, "the address of " + route.interface_name));
     }
   }
 }
@@ -179,7 +180,7 @@ void route_gateway_without_address(const Site& site, Findings& findings) {
     const bool may_have_address = interface.kind == Interface::Kind::kPassthroughPort ||
                                   interface.unit.is_dhcp_client || interface.unit.ipv4;
     if (may_have_address || !site.addresses_of(interface).empty()) continue;
-    findings.add(place_of(*route.settings, "interface"),
+    findings.add(location_of(*route.settings, "interface"),
                  interface.name + " has no address and cannot reach the gateway of the route",
                  related_to(*interface.network, "the settings of " + interface.name));
   }
@@ -189,15 +190,15 @@ void route_gateway_in_passthrough(const Site& site, Findings& findings) {
   if (!site.context.passthrough_enabled) return;
   for (const StaticRoute& route : site.routes) {
     if (route.interface != nullptr || !written_gateway_of(route)) continue;
-    findings.add(place_of(*route.settings, "gateway"),
+    findings.add(location_of(*route.settings, "gateway"),
                  "in pass-through a route over the cellular link cannot have a gateway");
   }
 }
 
 // Where the metric of a route is, or what the route comes from.
-static const Json::Value* metric_place(const Json::Value& settings) {
-  const Json::Value& gateway = place_of(settings, "gateway");
-  const Json::Value& metric = place_of(settings, "metric");
+static const Json::Value* metric_location(const Json::Value& settings) {
+  const Json::Value& gateway = location_of(settings, "gateway");
+  const Json::Value& metric = location_of(settings, "metric");
   return &metric != &settings ? &metric : &gateway;
 }
 
@@ -209,10 +210,10 @@ static void add_interface_defaults(const Site& site, std::vector<DefaultRoute>& 
     const std::optional<int> metric = interface.unit.metric;
     if (interface.unit.is_dhcp_client) {
       routes.push_back({interface.name, metric.value_or(kDhcpMetric), interface.network,
-                        &place_of(*interface.network, "metric")});
+                        &location_of(*interface.network, "metric")});
     } else if (parse_ipv4(interface.unit.default_gateway().value_or(""))) {
       routes.push_back(
-          {interface.name, metric.value_or(0), interface.network, metric_place(*interface.network)});
+          {interface.name, metric.value_or(0), interface.network, metric_location(*interface.network)});
     }
   }
 }
@@ -221,7 +222,7 @@ static void add_cellular_default(const Site& site, std::vector<DefaultRoute>& ro
   if (!site.context.cell_enabled) return;
   const Json::Value& cell = *object_at(site.root, "wireless.cell");
   const int metric = read_wwan_settings(&site.context).metric.value_or(0);
-  routes.push_back({"the cellular link", metric, &cell, &place_of(cell, "metric")});
+  routes.push_back({"the cellular link", metric, &cell, &location_of(cell, "metric")});
 }
 
 // Whether the route takes the packets of its own tunnel, too, which has a finding of its own.
@@ -236,7 +237,7 @@ static void add_listed_defaults(const Site& site, std::vector<DefaultRoute>& rou
     const std::optional<Subnet> destination = route.destination();
     if (!destination || destination->prefix > 0) continue;
     routes.push_back({route.interface_name, route.written.metric.value_or(0), route.settings,
-                      metric_place(*route.settings)});
+                      metric_location(*route.settings)});
   }
   for (const GreTunnel& tunnel : site.tunnels) {
     for (const Json::Value& network : *tunnel.networks) {
@@ -258,17 +259,17 @@ std::vector<DefaultRoute> default_routes_of(const Site& site) {
 void default_routes_alike(const Site& site, Findings& findings) {
   std::vector<DefaultRoute> routes = default_routes_of(site);
   std::stable_sort(routes.begin(), routes.end(), [](const DefaultRoute& a, const DefaultRoute& b) {
-    return a.place->getOffsetStart() < b.place->getOffsetStart();
+    return a.location->getOffsetStart() < b.location->getOffsetStart();
   });
   std::unordered_map<int, const DefaultRoute*> by_metric;
   for (const DefaultRoute& route : routes) {
     const auto [known, is_new] = by_metric.emplace(route.metric, &route);
     const DefaultRoute& first = *known->second;
     if (is_new) continue;
-    findings.add(*route.place,
+    findings.add(*route.location,
                  "the default route of " + route.owner + " has metric " + std::to_string(route.metric) +
                      ", like that of " + first.owner,
-                 related_to(*first.place, "the default route of " + first.owner));
+                 related_to(*first.location, "the default route of " + first.owner));
   }
 }
 
@@ -276,9 +277,9 @@ void route_incomplete(const Site& site, Findings& findings) {
   for (const StaticRoute& route : site.routes) {
     if (route.written.has_destination()) continue;
     if (!route.written.ipv4) {
-      findings.add(place_of(*route.settings, "ipv4"), "the route has no \"ipv4\"");
+      findings.add(location_of(*route.settings, "ipv4"), "the route has no \"ipv4\"");
     } else {
-      findings.add(place_of(*route.settings, "netmask"), "the route has no \"netmask\"");
+      findings.add(location_of(*route.settings, "netmask"), "the route has no \"netmask\"");
     }
   }
 }
@@ -289,9 +290,9 @@ void route_host_bits(const Site& site, Findings& findings) {
     if (!destination) continue;
     const std::string& given = *route.written.ipv4;
     if (parse_ipv4(given) == destination->address) continue;
-    findings.add(place_of(*route.settings, "ipv4"),
+    findings.add(location_of(*route.settings, "ipv4"),
                  given + " has host bits set; the route is for " + to_text(*destination),
-                 write_string_instead(place_of(*route.settings, "ipv4"), to_text(destination->address)));
+                 write_string_instead(location_of(*route.settings, "ipv4"), to_text(destination->address)));
   }
 }
 
@@ -306,9 +307,9 @@ void route_twice(const Site& site, Findings& findings) {
         routes.emplace(std::tuple(destination->address, destination->prefix, metric), &route);
     const StaticRoute& first = *known->second;
     if (is_new) continue;
-    findings.add(place_of(*route.settings, "ipv4"),
+    findings.add(location_of(*route.settings, "ipv4"),
                  "there is already a route to " + to_text(*destination) + " with metric " +
                      std::to_string(metric) + ", on " + first.interface_name,
-                 related_to(place_of(*first.settings, "ipv4"), "the other route"));
+                 related_to(location_of(*first.settings, "ipv4"), "the other route"));
   }
 }

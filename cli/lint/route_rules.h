@@ -24,7 +24,7 @@ struct DefaultRoute {
   int metric;
   // What asks for it: a "network" object, "wireless.cell", a static route, a network behind a tunnel.
   const Json::Value* settings;
-  const Json::Value* place;  // of its metric
+  const Json::Value* location;  // of its metric
 };
 
 std::vector<DefaultRoute> default_routes_of(const Site& site);

@@ -21,7 +21,7 @@ static bool has_content(const Json::Value& value) {
 }
 
 // Whether the settings of a "dhcp" object count without "enable": automatic pass-through serves anyway, and
-// an enabled relay takes the place of the server. A mode that cannot be read may be any.
+// an enabled relay replaces the server. A mode that cannot be read may be any.
 static bool may_be_served_otherwise(const Level& level) {
   if (level.name != "dhcp") return false;
   const Json::Value& mode = level.around->object["mode"];

@@ -126,7 +126,7 @@ void Site::add_radios() {
     const std::string name = radio.name;
     const bool has_unit = is_wlan_ap_enabled(&context, name.c_str()) &&
                           read_access_point(&context, name.c_str()).network != nullptr;
-    // The context has a copy of its own, but a place is one in the source.
+    // The context has a copy of its own, but a location is one in the source.
     if (has_unit) {
       interfaces.emplace_back(Interface::Kind::kAccessPoint, name, "",
                               *object_at(root, access_point_network_path(name)),
@@ -191,7 +191,7 @@ static std::optional<OwnAddress> static_address_of(const Interface& interface) {
   if (!address || !has_prefix || *interface.unit.prefix == 0) return std::nullopt;
   const std::optional<Subnet> subnet = subnet_with(*address, *interface.unit.prefix);
   if (!subnet) return std::nullopt;
-  return OwnAddress{*address, *subnet, &place_of(*interface.network, "ipv4"), false};
+  return OwnAddress{*address, *subnet, &location_of(*interface.network, "ipv4"), false};
 }
 
 static std::optional<OwnAddress> secondary_address_of(const NetworkContext& context,
@@ -200,7 +200,8 @@ static std::optional<OwnAddress> secondary_address_of(const NetworkContext& cont
   if (!secondary.is_wanted || secondary.pair == nullptr) return std::nullopt;
   const std::optional<Ipv4> address = parse_ipv4(secondary.pair->gateway);
   const std::optional<Subnet> subnet = subnet_with(*address, netmask_to_cidr(kSecondaryNetmask));
-  return OwnAddress{*address, *subnet, &place_of(*interface.network, "advanced.enable_secondary_ip"), true};
+  return OwnAddress{*address, *subnet, &location_of(*interface.network, "advanced.enable_secondary_ip"),
+                    true};
 }
 
 std::vector<OwnAddress> Site::addresses_of(const Interface& interface) const {
@@ -235,7 +236,7 @@ std::string quoted(const std::string& text) {
   return '"' + (text.size() > kLongest ? text.substr(0, kLongest) + "..." : text) + '"';
 }
 
-const Json::Value& place_of(const Json::Value& object, std::string_view path) {
+const Json::Value& location_of(const Json::Value& object, std::string_view path) {
   const Json::Value* value = find_path(object, path);
   return value != nullptr ? *value : object;
 }

@@ -58,7 +58,7 @@ struct DhcpServer {
 struct OwnAddress {
   Ipv4 address;
   Subnet subnet;
-  const Json::Value* place;
+  const Json::Value* location;
   bool is_fixed;  // the configuration can only ask for it, not change it
 };
 
@@ -126,4 +126,4 @@ class Site {
 std::string quoted(const std::string& text);
 
 // The value at the dotted path below `object` itself, to point at; `object` when it is missing.
-const Json::Value& place_of(const Json::Value& object, std::string_view path);
+const Json::Value& location_of(const Json::Value& object, std::string_view path);

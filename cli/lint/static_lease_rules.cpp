@@ -18,7 +18,7 @@ namespace {
 
 struct Owner {
   std::string name;  // as a message calls it
-  const Json::Value* place;
+  const Json::Value* location;
 };
 
 }  // namespace
@@ -35,8 +35,8 @@ static void add_passthrough_ports(const Site& site, Owners& owners) {
     const bool is_automatic = choose_passthrough_section(&site.context, interface.name.c_str(), nullptr) ==
                               PassthroughSection::kAutomatic;
     const std::optional<Ipv4> address = parse_ipv4(is_automatic ? pair->gateway : own);
-    const Json::Value& place = place_of(*interface.network, is_automatic ? "mode" : "ipv4");
-    if (address) owners.emplace(*address, Owner{"the address of " + interface.name, &place});
+    const Json::Value& location = location_of(*interface.network, is_automatic ? "mode" : "ipv4");
+    if (address) owners.emplace(*address, Owner{"the address of " + interface.name, &location});
   }
 }
 
@@ -52,13 +52,13 @@ void lease_address_twice(const Site& site, Findings& findings) {
     for (const StaticLease& lease : read_static_leases(*server.section.dhcp)) {
       const std::optional<Ipv4> address = address_of(lease);
       if (!address) continue;
-      const Json::Value& place = place_of(*lease.settings, "ipv4");
+      const Json::Value& location = location_of(*lease.settings, "ipv4");
       const auto [known, is_new] =
-          owners.emplace(*address, Owner{owner_of(lease, *server.interface), &place});
+          owners.emplace(*address, Owner{owner_of(lease, *server.interface), &location});
       const Owner& owner = known->second;
       if (is_new) continue;
-      findings.add(place, to_text(*address) + " is already " + owner.name,
-                   related_to(*owner.place, owner.name));
+      findings.add(location, to_text(*address) + " is already " + owner.name,
+                   related_to(*owner.location, owner.name));
     }
   }
 }
@@ -69,9 +69,9 @@ void lease_address_malformed(const Site& site, Findings& findings) {
     for (const StaticLease& lease : read_static_leases(*server.section.dhcp)) {
       const std::optional<std::string> text = lease.ipv4;
       if (!text && !server.is_idle) {
-        findings.add(place_of(*lease.settings, "ipv4"), "a static lease without \"ipv4\"");
+        findings.add(location_of(*lease.settings, "ipv4"), "a static lease without \"ipv4\"");
       } else if (text && !parse_ipv4(*text)) {
-        findings.add(place_of(*lease.settings, "ipv4"), quoted(*text) + " is not an IPv4 address");
+        findings.add(location_of(*lease.settings, "ipv4"), quoted(*text) + " is not an IPv4 address");
       }
     }
   }
@@ -91,19 +91,19 @@ void lease_address_unusable(const Site& site, Findings& findings) {
     const std::string& name = server.interface->name;
     const Ipv4 own = *server.interface->address();
     const auto interface_address =
-        related_to(place_of(*server.interface->network, "ipv4"), "the address of " + name);
+        related_to(location_of(*server.interface->network, "ipv4"), "the address of " + name);
     for (const StaticLease& lease : read_static_leases(*server.section.dhcp)) {
       const std::optional<Ipv4> address = address_of(lease);
       if (!address) continue;
       if (*address == own) {
-        findings.add(place_of(*lease.settings, "ipv4"),
+        findings.add(location_of(*lease.settings, "ipv4"),
                      to_text(own) + " is the address of " + name + " itself", interface_address);
       } else if (!subnet->has_host(*address)) {
-        findings.add(place_of(*lease.settings, "ipv4"), obstacle(*subnet, *address), interface_address);
+        findings.add(location_of(*lease.settings, "ipv4"), obstacle(*subnet, *address), interface_address);
       } else if (const Interface* port = find_fallback_of(site, *address)) {
-        findings.add(place_of(*lease.settings, "ipv4"),
+        findings.add(location_of(*lease.settings, "ipv4"),
                      to_text(*address) + " is reserved for the fallback of " + port->name,
-                     related_to(place_of(*port->network, "mode"), port->name + " is in pass-through"));
+                     related_to(location_of(*port->network, "mode"), port->name + " is in pass-through"));
       }
     }
   }
@@ -128,9 +128,9 @@ void lease_mac_malformed(const Site& site, Findings& findings) {
     for (const StaticLease& lease : read_static_leases(*server.section.dhcp)) {
       const std::optional<std::string> text = lease.mac;
       if (!text && !server.is_idle) {
-        findings.add(place_of(*lease.settings, "mac"), "a static lease without \"mac\"");
+        findings.add(location_of(*lease.settings, "mac"), "a static lease without \"mac\"");
       } else if (text && !normal_mac(*text) && !device_name(*text)) {
-        findings.add(place_of(*lease.settings, "mac"),
+        findings.add(location_of(*lease.settings, "mac"),
                      quoted(*text) + " is not a MAC address like 02:00:5e:00:53:01");
       }
     }
@@ -150,9 +150,9 @@ void lease_mac_twice(const Site& site, Findings& findings) {
       const auto [known, is_new] = leases.emplace(*device, lease);
       const StaticLease& first = known->second;
       if (is_new) continue;
-      findings.add(place_of(*lease.settings, "mac"),
+      findings.add(location_of(*lease.settings, "mac"),
                    text + " already has the static lease " + first.ipv4.value_or("another"),
-                   related_to(place_of(*first.settings, "mac"), "the first static lease"));
+                   related_to(location_of(*first.settings, "mac"), "the first static lease"));
     }
   }
 }
@@ -163,7 +163,7 @@ void lease_by_name(const Site& site, Findings& findings) {
     for (const StaticLease& lease : read_static_leases(*server.section.dhcp)) {
       const std::string text = lease.mac.value_or("");
       if (normal_mac(text) || !device_name(text)) continue;
-      findings.add(place_of(*lease.settings, "mac"),
+      findings.add(location_of(*lease.settings, "mac"),
                    quoted(text) + " is a host name; any device can claim it");
     }
   }

@@ -32,20 +32,20 @@ void vlan_id_missing(const Site& site, Findings& findings) {
 void vlan_id_out_of_range(const Site& site, Findings& findings) {
   for_each_vlan(site, [&](const std::string& /*port*/, const Vlan& vlan) {
     if (!vlan.vid || (*vlan.vid >= 1 && *vlan.vid <= 4094)) return;
-    findings.add(place_of(*vlan.settings, "vid"),
+    findings.add(location_of(*vlan.settings, "vid"),
                  std::to_string(*vlan.vid) + " is not a VLAN ID (1 to 4094)");
   });
 }
 
 void vlan_id_twice(const Site& site, Findings& findings) {
-  std::unordered_map<std::string, const Json::Value*> places;
+  std::unordered_map<std::string, const Json::Value*> locations;
   for_each_vlan(site, [&](const std::string& port, const Vlan& vlan) {
     if (!vlan.vid) return;
     const std::string name = vlan_name(port.c_str(), *vlan.vid);
-    const Json::Value& place = place_of(*vlan.settings, "vid");
-    const auto [first, is_new] = places.emplace(name, &place);
+    const Json::Value& location = location_of(*vlan.settings, "vid");
+    const auto [first, is_new] = locations.emplace(name, &location);
     if (!is_new)
-      findings.add(place, name + " is already a VLAN", related_to(*first->second, "the first " + name));
+      findings.add(location, name + " is already a VLAN", related_to(*first->second, "the first " + name));
   });
 }
 
@@ -66,7 +66,7 @@ void vlan_of_bridge_member(const Site& site, Findings& findings) {
     if (!is_bridge_member(&site.context, port) || port == primary || !reported.insert(port).second) return;
     findings.add(*vlan.settings,
                  "a bridge only carries the VLANs of its primary member, which " + port + " is not",
-                 related_to(place_of(site.root, "wired.bridge.primary_interface"),
+                 related_to(location_of(site.root, "wired.bridge.primary_interface"),
                             "the primary member is " + primary));
   });
 }
@@ -85,7 +85,7 @@ void interface_name_too_long(const Site& site, Findings& findings) {
   for_each_vlan(site, [&](const std::string& port, const Vlan& vlan) {
     if (!vlan.vid) return;
     const std::string name = vlan_name(port.c_str(), *vlan.vid);
-    if (is_too_long(name)) findings.add(place_of(*vlan.settings, "vid"), too_long(name));
+    if (is_too_long(name)) findings.add(location_of(*vlan.settings, "vid"), too_long(name));
   });
   if (site.context.bridge_enabled) {
     for (const Json::Value& member : array_at(site.root, "wired.bridge.interfaces")) {
@@ -97,7 +97,7 @@ void interface_name_too_long(const Site& site, Findings& findings) {
   for (const Json::Value& route : array_at(site.root, "static_routes")) {
     std::string name;
     if (get_static_route_interface(route, name) && is_too_long(name)) {
-      findings.add(place_of(route, "interface"), too_long(name));
+      findings.add(location_of(route, "interface"), too_long(name));
     }
   }
 }

@@ -16,8 +16,8 @@ struct Peer {
   const WireguardInterface* interface;
   const WireguardPeer* settings;
 
-  const Json::Value& place(const char* key) const {
-    return place_of(*settings->settings, key);
+  const Json::Value& location(const char* key) const {
+    return location_of(*settings->settings, key);
   }
 };
 
@@ -46,9 +46,9 @@ void wireguard_peer_twice(const Site& site, Findings& findings) {
   std::vector<std::pair<Peer, Peer>> twice;
   peers_of(site, &twice);
   for (const auto& [second, first] : twice) {
-    findings.add(second.place("public_key"),
+    findings.add(second.location("public_key"),
                  wireguard_link_name(second.interface->index) + " already has a peer with this key",
-                 related_to(first.place("public_key"), "the first peer with this key"));
+                 related_to(first.location("public_key"), "the first peer with this key"));
   }
 }
 
@@ -59,9 +59,9 @@ void wireguard_endpoint_twice(const Site& site, Findings& findings) {
     if (!peer.settings->endpoint) continue;
     const auto [first, is_new] = by_endpoint.emplace(*peer.settings->endpoint, &peer);
     if (is_new || first->second->settings->public_key == peer.settings->public_key) continue;
-    findings.add(peer.place("endpoint"),
+    findings.add(peer.location("endpoint"),
                  *peer.settings->endpoint + " is already the endpoint of a peer with another key",
-                 related_to(first->second->place("endpoint"), "the other peer"));
+                 related_to(first->second->location("endpoint"), "the other peer"));
   }
 }
 
@@ -84,13 +84,13 @@ static OwnAddresses own_addresses(const Site& site) {
   OwnAddresses addresses;
   for (const Interface& interface : site.interfaces) {
     for (const OwnAddress& own : site.addresses_of(interface))
-      addresses.emplace(own.address, std::pair(interface.name, own.place));
+      addresses.emplace(own.address, std::pair(interface.name, own.location));
   }
   for (const WireguardInterface& interface : site.wireguard_interfaces) {
     const std::string text = interface.address.value_or("");
     if (const std::optional<Ipv4> own = parse_ipv4(text.substr(0, text.find('/')))) {
       addresses.emplace(*own, std::pair(wireguard_link_name(interface.index),
-                                        &place_of(*interface.settings, "local_addrs")));
+                                        &location_of(*interface.settings, "local_addrs")));
     }
   }
   return addresses;
@@ -102,19 +102,19 @@ void wireguard_endpoint_own(const Site& site, Findings& findings) {
   for (const Peer& peer : peers_of(site, nullptr)) {
     const std::optional<IpNetwork> address = address_of(peer);
     if (!address) continue;
-    const Json::Value& place = peer.place("endpoint");
+    const Json::Value& location = peer.location("endpoint");
     const std::optional<Subnet> ipv4 = address->ipv4();
     const std::string name = wireguard_link_name(peer.interface->index);
-    const Json::Value& local = place_of(*peer.interface->settings, "local_addrs");
+    const Json::Value& local = location_of(*peer.interface->settings, "local_addrs");
     const std::optional<IpNetwork> network = parse_ip_network(peer.interface->address.value_or(""));
     if (const auto found = ipv4 ? own.find(ipv4->address) : own.end(); found != own.end()) {
-      findings.add(place, to_text(ipv4->address) + " is the address of " + found->second.first + " itself",
+      findings.add(location, to_text(ipv4->address) + " is the address of " + found->second.first + " itself",
                    related_to(*found->second.second, "the address of " + found->second.first));
     } else if (ipv4 && (ipv4->address == 0 || ipv4->address >> 24 == kLoopback)) {
-      findings.add(place, to_text(ipv4->address) + " is the gateway itself");
+      findings.add(location, to_text(ipv4->address) + " is the gateway itself");
     } else if (network && network->contains(*address)) {
       findings.add(
-          place,
+          location,
           "the endpoint is inside " + to_text(network->masked()) + ", the network of " + name + " itself",
           related_to(local, "the network of " + name));
     }
@@ -128,8 +128,8 @@ struct AllowedNetwork {
   IpNetwork network;
   const Peer* peer;
 
-  const Json::Value& place() const {
-    return peer->place("allowed_ips");
+  const Json::Value& location() const {
+    return peer->location("allowed_ips");
   }
 };
 
@@ -184,7 +184,7 @@ class PeerFindings {
 
   void add(const AllowedNetwork& network, std::string message, const Json::Value& other, std::string note) {
     if (!reported_.insert(network.peer).second) return;
-    findings_.add(network.place(), std::move(message), related_to(other, std::move(note)));
+    findings_.add(network.location(), std::move(message), related_to(other, std::move(note)));
   }
 
  private:
@@ -207,18 +207,18 @@ void wireguard_network_twice(const Site& site, Findings& findings) {
     const std::string name = wireguard_link_name(allowed.peer->interface->index);
     const ConnectedNetwork* network = connected.find_around(*subnet, name);
     if (address != own.end()) {
-      const auto& [owner, place] = address->second;
-      found.add(allowed, to_text(subnet->address) + " is the address of " + owner + " itself", *place,
+      const auto& [owner, location] = address->second;
+      found.add(allowed, to_text(subnet->address) + " is the address of " + owner + " itself", *location,
                 "the address of " + owner);
     } else if (network != nullptr && network->owner != name && network->subnet.prefix == subnet->prefix) {
-      found.add(allowed, to_text(*subnet) + " is already the network of " + network->owner, *network->place,
-                "the network of " + network->owner);
+      found.add(allowed, to_text(*subnet) + " is already the network of " + network->owner,
+                *network->location, "the network of " + network->owner);
     }
   }
   for_each_overlap(networks, [&found](const AllowedNetwork& inner, const AllowedNetwork& outer) {
     if (!inner.network.is_same(outer.network)) return;
     const std::string other = word_for(*outer.peer, *inner.peer);
-    found.add(inner, to_text(inner.network) + " is already behind " + other, outer.place(), other);
+    found.add(inner, to_text(inner.network) + " is already behind " + other, outer.location(), other);
   });
 }
 
@@ -236,17 +236,17 @@ void wireguard_networks_overlap(const Site& site, Findings& findings) {
     found.add(
         allowed,
         to_text(*subnet) + " is a part of " + to_text(network->subnet) + ", the network of " + network->owner,
-        *network->place, "the network of " + network->owner);
+        *network->location, "the network of " + network->owner);
   }
   for_each_overlap(networks, [&found](const AllowedNetwork& inner, const AllowedNetwork& outer) {
     // The more specific network goes first: usual beside a default route, and for a single host.
     if (outer.network.is_default_route() || inner.network.is_host()) return;
     if (inner.network.is_same(outer.network)) return;
-    const bool is_later = inner.place().getOffsetStart() > outer.place().getOffsetStart();
+    const bool is_later = inner.location().getOffsetStart() > outer.location().getOffsetStart();
     const AllowedNetwork& later = is_later ? inner : outer;
     const AllowedNetwork& earlier = is_later ? outer : inner;
     const std::string other = word_for(*earlier.peer, *later.peer);
     found.add(later, to_text(later.network) + " overlaps " + to_text(earlier.network) + ", behind " + other,
-              earlier.place(), other);
+              earlier.location(), other);
   });
 }

@@ -32,10 +32,10 @@ static bool is_network(const std::string& text) {
 void wireguard_public_key(const Site& site, Findings& findings) {
   for_each_peer(site, [&](const WireguardPeer& peer) {
     if (!peer.is_written()) {
-      findings.add(place_of(*peer.settings, "public_key"),
+      findings.add(location_of(*peer.settings, "public_key"),
                    "a peer needs a \"public_key\"; without one it is left out");
     } else if (!is_key(*peer.public_key)) {
-      findings.add(place_of(*peer.settings, "public_key"), "a key is 32 bytes in base64, 44 characters");
+      findings.add(location_of(*peer.settings, "public_key"), "a key is 32 bytes in base64, 44 characters");
     }
   });
 }
@@ -43,7 +43,7 @@ void wireguard_public_key(const Site& site, Findings& findings) {
 void wireguard_preshared_key(const Site& site, Findings& findings) {
   for_each_peer(site, [&](const WireguardPeer& peer) {
     if (!peer.preshared_key || is_key(*peer.preshared_key)) return;
-    findings.add(place_of(*peer.settings, "preshared_key"), "a key is 32 bytes in base64, 44 characters");
+    findings.add(location_of(*peer.settings, "preshared_key"), "a key is 32 bytes in base64, 44 characters");
   });
 }
 
@@ -61,7 +61,7 @@ void wireguard_address(const Site& site, Findings& findings) {
     if (!interface.address) {
       findings.add(*interface.settings, "the interface has no address, \"local_addrs\"");
     } else if (const std::optional<std::string> reason = why_unusable(*interface.address)) {
-      findings.add(place_of(*interface.settings, "local_addrs"), *reason);
+      findings.add(location_of(*interface.settings, "local_addrs"), *reason);
     }
   }
 }
@@ -82,7 +82,7 @@ void wireguard_allowed_ips(const Site& site, Findings& findings) {
   for_each_peer(site, [&](const WireguardPeer& peer) {
     for (const std::string& network : trimmed_networks(peer)) {
       if (!is_network(network))
-        findings.add(place_of(*peer.settings, "allowed_ips"), quoted(network) + " is not a network");
+        findings.add(location_of(*peer.settings, "allowed_ips"), quoted(network) + " is not a network");
     }
   });
 }
@@ -121,8 +121,8 @@ static void add_host_bits(const WireguardPeer& peer, const std::optional<IpNetwo
   }
   if (message.empty()) return;
   fixed.pop_back();
-  const Json::Value& place = place_of(*peer.settings, "allowed_ips");
-  findings.add(place, message, write_string_instead(place, fixed));
+  const Json::Value& location = location_of(*peer.settings, "allowed_ips");
+  findings.add(location, message, write_string_instead(location, fixed));
 }
 
 void wireguard_network_host_bits(const Site& site, Findings& findings) {
@@ -137,17 +137,17 @@ void wireguard_endpoint(const Site& site, Findings& findings) {
   for_each_peer(site, [&](const WireguardPeer& peer) {
     if (!peer.endpoint) return;
     const std::string& endpoint = *peer.endpoint;
-    const Json::Value& place = place_of(*peer.settings, "endpoint");
+    const Json::Value& location = location_of(*peer.settings, "endpoint");
     const std::size_t colon = endpoint.rfind(':');
     const std::optional<int> port = colon != std::string::npos && colon > 0
                                         ? parse_number(endpoint.substr(colon + 1), 65535)
                                         : std::nullopt;
     if (!port) {
-      findings.add(place, quoted(endpoint) + " is not HOST:PORT");
+      findings.add(location, quoted(endpoint) + " is not HOST:PORT");
     } else if (*port == 0) {
-      findings.add(place, quoted(endpoint) + " has port 0: a port is from 1 to 65535");
+      findings.add(location, quoted(endpoint) + " has port 0: a port is from 1 to 65535");
     } else if (is_malformed_address(endpoint.substr(0, colon))) {
-      findings.add(place, quoted(endpoint.substr(0, colon)) + " is not an IPv4 address");
+      findings.add(location, quoted(endpoint.substr(0, colon)) + " is not an IPv4 address");
     }
   });
 }
@@ -159,7 +159,8 @@ void wireguard_endpoint_unreachable(const Site& site, Findings& findings) {
     if (!address) return;
     // One that cannot be another host has a finding of its own.
     if (site.reachability().why_no_other_host(*address)) return;
-    add_if_any(site.reachability().why_unreachable(*address), place_of(*peer.settings, "endpoint"), findings);
+    add_if_any(site.reachability().why_unreachable(*address), location_of(*peer.settings, "endpoint"),
+               findings);
   });
 }
 
@@ -167,7 +168,7 @@ void wireguard_keep_alive(const Site& site, Findings& findings) {
   for_each_peer(site, [&](const WireguardPeer& peer) {
     constexpr int kLongest = 65535;
     if (peer.keep_alive.value_or(0) <= kLongest) return;
-    findings.add(place_of(*peer.settings, "keep_alive"),
+    findings.add(location_of(*peer.settings, "keep_alive"),
                  std::to_string(*peer.keep_alive) + " s is too long: the maximum is 65535 s");
   });
 }

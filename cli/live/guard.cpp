@@ -18,7 +18,7 @@
 #include "cli/live/units.h"
 
 constexpr int kPauseMilliseconds = 1000;
-// Each question to systemd takes a process.
+// Each query of systemd takes a process.
 constexpr int kLooksPerQuestion = 5;
 // How long the timer and its service may be late, in seconds.
 constexpr std::int64_t kGrace = 10;
@@ -67,7 +67,7 @@ class Guard {
   explicit Guard(const std::function<int()>& roll_back) : roll_back_(roll_back) {}
 
   // Looks after the trial once. Returns whether it goes on.
-  bool look() {
+  bool check() {
     const auto state = read_state();
     if (state) state_ = state;
     if (is_end_marked()) {
@@ -158,7 +158,7 @@ class Guard {
     bool is_rolling_back = false;
     const bool is_known = !query_unit(kRevertUnit, is_rolling_back);
     if ((is_known && is_rolling_back) || monotonic_seconds() < next_attempt_) return false;
-    std::fprintf(stderr, "<1>the trial is overdue: nobody else has ended it; rolling back\n");
+    std::fprintf(stderr, "<1>the trial is overdue; rolling back\n");
     if (roll_back_() == 0) return true;
     next_attempt_ = monotonic_seconds() + pause_;
     pause_ = std::min(2 * pause_, kLongestPause);
@@ -178,7 +178,7 @@ class Guard {
 void guard_trial(const std::function<int()>& roll_back) {
   is_guard = true;
   Guard guard(roll_back);
-  while (guard.look())
+  while (guard.check())
     poll(nullptr, 0, kPauseMilliseconds);
   end_guard();
 }

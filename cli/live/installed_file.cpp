@@ -131,14 +131,14 @@ class Replacement {
   explicit Replacement(const InstalledFile& installed)
       : installed_(installed), entry_(installed.entry), waiting_(waiting_previous(installed)) {}
 
-  // Sets `trouble` unless it returns kPlaced.
-  Installation make(const std::string& content, const Permission& permission, std::string& trouble) {
-    if (const std::string* const failed = prepare(content)) return undo(*failed, trouble);
-    if (!permission.before()) return refuse(trouble);
-    if (!move_file(new_entry_, entry_)) return undo(entry_, trouble);
+  // Sets `error` unless it returns kPlaced.
+  Installation make(const std::string& content, const Permission& permission, std::string& error) {
+    if (const std::string* const failed = prepare(content)) return undo(*failed, error);
+    if (!permission.before()) return refuse(error);
+    if (!move_file(new_entry_, entry_)) return undo(entry_, error);
     is_replaced_ = true;
-    if (!show(installed_)) return undo(installed_.path, trouble);
-    return permission.after() ? Installation::kPlaced : refuse(trouble);
+    if (!show(installed_)) return undo(installed_.path, error);
+    return permission.after() ? Installation::kPlaced : refuse(error);
   }
 
  private:
@@ -154,15 +154,15 @@ class Replacement {
     return sync_directory_of(entry_) ? nullptr : &entry_;
   }
 
-  Installation undo(const std::string& failed, std::string& trouble) const {
-    trouble = with_errno(failed);
-    if (!restore()) trouble += "; " + with_errno(entry_);
+  Installation undo(const std::string& failed, std::string& error) const {
+    error = with_errno(failed);
+    if (!restore()) error += "; " + with_errno(entry_);
     return Installation::kFailed;
   }
 
-  Installation refuse(std::string& trouble) const {
+  Installation refuse(std::string& error) const {
     if (restore()) return Installation::kRefused;
-    trouble = with_errno(entry_);
+    error = with_errno(entry_);
     return Installation::kFailed;
   }
 
@@ -194,32 +194,32 @@ static bool is_installed(const std::string& content, const InstalledFile& instal
 }
 
 Installation install(const std::string& content, const InstalledFile& installed, const Permission& permission,
-                     std::string& trouble) {
+                     std::string& error) {
   if (!complete_previous(installed)) {
-    trouble = with_errno(waiting_previous(installed));
+    error = with_errno(waiting_previous(installed));
     return Installation::kFailed;
   }
   if (!is_installed(content, installed)) {
-    const Installation installation = Replacement(installed).make(content, permission, trouble);
+    const Installation installation = Replacement(installed).make(content, permission, error);
     if (installation != Installation::kPlaced) return installation;
   } else if (!permission.before() || !permission.after()) {
     return Installation::kRefused;
   }
-  const Installation completed = complete_installation(installed, trouble);
+  const Installation completed = complete_installation(installed, error);
   // It is decided: nothing takes it back any more.
   return completed == Installation::kFailed ? Installation::kPlaced : completed;
 }
 
-Installation complete_installation(const InstalledFile& installed, std::string& trouble) {
+Installation complete_installation(const InstalledFile& installed, std::string& error) {
   if (!show(installed)) {
-    trouble = with_errno(installed.path);
+    error = with_errno(installed.path);
     return Installation::kFailed;
   }
   // The new file first: the power may be lost between the two.
   const bool is_synced = sync_directory_of(installed.entry);
-  if (!is_synced) trouble = with_errno(installed.entry);
+  if (!is_synced) error = with_errno(installed.entry);
   if (complete_previous(installed) && sync_directory_of(installed.entry) && is_synced)
     return Installation::kDurable;
-  if (is_synced) trouble = with_errno(waiting_previous(installed));
+  if (is_synced) error = with_errno(waiting_previous(installed));
   return Installation::kPlaced;
 }

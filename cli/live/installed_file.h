@@ -8,7 +8,7 @@
 
 #include "libcmd/configuration_file.h"
 
-// What is put in its place leaves it beside it, under this name.
+// The suffix of the file that a new configuration has replaced.
 inline constexpr char kPreviousSuffix[] = ".previous";
 
 struct InstalledFile {
@@ -26,20 +26,20 @@ std::optional<std::string> why_not_replaceable(const InstalledFile& installed);
 
 enum class Installation { kFailed, kRefused, kPlaced, kDurable };
 
-// Asked right before the new file takes the place of the other one, and right after: if one of them says no,
+// Asked right before the new file replaces the other one, and right after: if one of them says no,
 // the other one is installed again.
 struct Permission {
   std::function<bool()> before;
   std::function<bool()> after;
 };
 
-// Puts `content` in the place of `installed`, which keeps its owner and mode; what was there becomes the
+// Replaces `installed` with `content`, which keeps its owner and mode; what was there becomes the
 // previous one, unless it is the same. At every moment, power lost included, `installed` is either whole, and
 // the previous one is another one. A failure or a refusal leaves both as they were. Placed, not durable:
-// every run sees it, but the disk has not confirmed it, or the previous one. `trouble` says what failed.
+// every run sees it, but the disk has not confirmed it, or the previous one. `error` says what failed.
 Installation install(const std::string& content, const InstalledFile& installed, const Permission& permission,
-                     std::string& trouble);
+                     std::string& error);
 
 // Completes what an `install` that was killed has left: makes the file visible at its path, and durable, and
 // what was there before the previous one.
-Installation complete_installation(const InstalledFile& installed, std::string& trouble);
+Installation complete_installation(const InstalledFile& installed, std::string& error);

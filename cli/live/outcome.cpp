@@ -36,7 +36,7 @@ bool write_outcome(const Outcome& outcome) {
   root["ending"] = kWords[static_cast<int>(outcome.ending)];
   root["why"] = outcome.why;
   root["note"] = outcome.note;
-  root["in_force"] = outcome.in_force;
+  root["in_force"] = outcome.active;
   root["ended"] = Json::Int64(outcome.ended);
   // Whoever logs in meanwhile sees it whole, or not at all.
   const std::string path = std::string(kOutcome) + ".new";
@@ -57,7 +57,7 @@ std::optional<Outcome> read_outcome() {
   outcome.ending = static_cast<Ending>(word - std::begin(kWords));
   outcome.why = text_at(root, "why");
   outcome.note = text_at(root, "note");
-  outcome.in_force = text_at(root, "in_force");
+  outcome.active = text_at(root, "in_force");
   outcome.ended = number_at(root, "ended");
   return outcome;
 }
@@ -81,8 +81,9 @@ std::string describe(const Outcome& outcome) {
             ", but applying the previous configuration has failed since " +
             time_text(static_cast<std::time_t>(outcome.ended));
   } else {
-    text += std::string(outcome.ending == Ending::kKept ? " was confirmed at " : " was rolled back at ") +
-            time_text(static_cast<std::time_t>(outcome.ended)) + " " + outcome.why;
+    text +=
+        std::string(outcome.ending == Ending::kConfirmed ? " was confirmed at " : " was rolled back at ") +
+        time_text(static_cast<std::time_t>(outcome.ended)) + " " + outcome.why;
   }
   return printable(outcome.note.empty() ? text : text + "; " + outcome.note);
 }

@@ -8,20 +8,20 @@
 
 #include "cli/live/trial_state.h"
 
-enum class Ending { kKept, kRolledBack, kStuck };
+enum class Ending { kConfirmed, kRolledBack, kStuck };
 
 // Why a trial ended that nobody has ended.
-inline constexpr char kNotKeptInTime[] = "since it was not confirmed in time";
+inline constexpr char kNotConfirmedInTime[] = "since it was not confirmed in time";
 inline constexpr char kNotApplied[] = "since its APPLY failed or was stopped";
 
 struct Outcome {
   std::string trial;  // its ID
   std::string who;    // as in TrialState
   std::string file;   // likewise
-  Ending ending = Ending::kKept;
+  Ending ending = Ending::kConfirmed;
   std::string why;         // "by anna from 192.0.2.7", "since it was not confirmed in time"
   std::string note;        // what has to be said beside it, or nothing
-  std::string in_force;    // the SHA-256 of what is in force since
+  std::string active;      // the SHA-256 of the configuration that is active since
   std::int64_t ended = 0;  // seconds since 1970
 };
 

@@ -28,7 +28,7 @@ static bool copy_program(const std::string& from, const char* to) {
   return read_file(from, program) && write_file({to, kPrivate, program.content});
 }
 
-std::optional<std::string> keep_programs(const std::string& cmd_lanfab) {
+std::optional<std::string> copy_programs(const std::string& cmd_lanfab) {
   remove_programs();
   if (make_directory() && copy_program(kOwnProgram, kLanfab) && copy_program(cmd_lanfab, kCmdLanfab))
     return std::nullopt;

@@ -11,7 +11,7 @@ inline constexpr char kProgramsDirectory[] = "/run/lanfab/programs";
 
 // Copies this program and `cmd_lanfab` to that directory. Where /run forbids to execute programs, a file
 // system of its own is mounted there. Returns nothing, or an error message.
-std::optional<std::string> keep_programs(const std::string& cmd_lanfab);
+std::optional<std::string> copy_programs(const std::string& cmd_lanfab);
 
 // Removes the copies. A service may not unmount their file system: it stays, empty, until another process
 // removes it.

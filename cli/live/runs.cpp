@@ -97,7 +97,7 @@ void end_stopped_runs() {
   for (const std::string& run : list_runs().value_or(std::vector<std::string>())) {
     if (!is_stopped(run)) continue;
     kill(std::stoi(run), SIGKILL);
-    std::fprintf(stderr, "process %s, a run that was stopped: killed\n", run.c_str());
+    std::fprintf(stderr, "killed process %s, a run that was stopped\n", run.c_str());
     // The kernel takes a moment.
     int left = kAttempts;
     do {
@@ -109,5 +109,5 @@ void end_stopped_runs() {
 void remove_stale_lock() {
   const RunLockGuard guard;
   if (guard.is_held() && !may_one_hold_lock(list_runs()) && unlink(kLockFile) == 0)
-    std::fprintf(stderr, "%s: a run that was killed has left it; removed\n", kLockFile);
+    std::fprintf(stderr, "removed %s, which a killed run had left\n", kLockFile);
 }

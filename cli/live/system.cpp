@@ -38,9 +38,9 @@ std::optional<std::string> check_rights() {
 }
 
 static std::optional<std::string> prepare(bool is_service) {
-  if (auto trouble = check_rights()) return trouble;
+  if (auto error = check_rights()) return error;
   if (!is_service) {
-    if (auto trouble = join_system_mounts()) return trouble;
+    if (auto error = join_system_mounts()) return error;
   }
   if (access("/run/systemd/system", F_OK) != 0) return "lanfab: systemd does not run on this machine";
   if ((mkdir(kTrialDirectory, kMode) != 0 && errno != EEXIST) || chmod(kTrialDirectory, kMode) != 0)

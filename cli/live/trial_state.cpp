@@ -111,7 +111,7 @@ static std::string words_of(const char* link) {
 
 Decision read_decision() {
   const std::string words = words_of(kDecision);
-  for (const Decision decision : {Decision::kKept, Decision::kRolledBack})
+  for (const Decision decision : {Decision::kConfirmed, Decision::kRolledBack})
     if (words == kDecisions[static_cast<int>(decision)]) return decision;
   return Decision::kNone;
 }

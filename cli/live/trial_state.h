@@ -59,7 +59,7 @@ bool is_trial_installed(const TrialState& state);
 
 // What a trial ends with. `lanfab confirm` and the rollback may come at once, and either may be stopped for
 // any time: whoever decides first has decided for both.
-enum class Decision { kNone, kKept, kRolledBack };
+enum class Decision { kNone, kConfirmed, kRolledBack };
 Decision read_decision();
 
 // Decides, unless that is done. Returns the decision that counts; none if it cannot be written.

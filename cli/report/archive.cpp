@@ -46,14 +46,14 @@ std::optional<std::string> pack(const std::vector<File>& files, const std::strin
   const TemporaryDirectory directory;
   if (directory.path().empty()) return with_errno("/tmp");
   OutputDirectory output(directory.path() + "/" + name);
-  if (auto trouble = output.open()) return trouble;
-  if (auto trouble = output.write(files)) return trouble;
+  if (auto error = output.open()) return error;
+  if (auto error = output.write(files)) return error;
   const MemoryFile bytes;
   Subprocess tar{{"tar", "-czf", "-", "-C", directory.path(), name}};
   tar.output = bytes.number();
   tar.seconds = kSeconds;
   const int status = run(tar);
-  if (auto trouble = missing_status("tar", status)) return trouble;
+  if (auto error = missing_status("tar", status)) return error;
   archive = bytes.content();
   if (WEXITSTATUS(status) == 0) return std::nullopt;
   return "tar: status " + std::to_string(WEXITSTATUS(status));

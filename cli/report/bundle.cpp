@@ -12,7 +12,7 @@
 #include "cli/history/list.h"
 #include "cli/live/installed_file.h"
 #include "cli/live/units.h"
-#include "cli/report/question.h"
+#include "cli/report/query.h"
 #include "cli/report/redaction.h"
 #include "tunnels/wireguard.h"
 
@@ -25,14 +25,14 @@ constexpr std::array<std::string_view, 9> kRuntimeFiles = {
     "dnsmasq.conf",       "dnsmasq.leases",        "hosts",         "post_networkd_start_actions_script",
     "resolv.conf"};
 
-static std::vector<Question> version_questions() {
+static std::vector<Query> version_queries() {
   return {{{own_program(), "--version"}}, {{find_program().value_or("cmd_lanfab"), "--version"}},
           {{"cat", "/etc/os-release"}},   {{"uname", "-a"}},
           {{"systemctl", "--version"}},   {{"dnsmasq", "--version"}},
           {{"ip", "-Version"}},           {{"uptime"}}};
 }
 
-static std::vector<Question> journal_questions() {
+static std::vector<Query> journal_queries() {
   std::vector<std::string> command = {"journalctl", "--no-pager", "--lines=5000", "--output=short-iso",
                                       "--identifier=network"};
   std::vector<std::string> services = {"journalctl", "--no-pager", "--lines=5000", "--output=short-iso"};
@@ -42,7 +42,7 @@ static std::vector<Question> journal_questions() {
   return {{services, 10}, {command, 10}};
 }
 
-static std::vector<Question> ip_questions() {
+static std::vector<Query> ip_queries() {
   return {{{"ip", "-details", "-statistics", "link"}},
           {{"ip", "address"}},
           {{"ip", "route", "show", "table", "all"}},
@@ -60,13 +60,13 @@ class Collector {
     add_history();
     add_generated();
     learn_private_keys();
-    add_answers("/versions.txt", version_questions());
+    add_answers("/versions.txt", version_queries());
     add_answers("/status.txt", {{{own_program(), "status", "-v"}, 60}});
     add_answers("/status.json", {{{own_program(), "status", "--format=json"}, 60}});
-    add_answers("/journal.txt", journal_questions());
+    add_answers("/journal.txt", journal_queries());
     add_answers("/units.txt",
                 {{{"systemctl", "--no-pager", "cat", "lanfab", "systemd-networkd", "dnsmasq"}}});
-    add_answers("/ip.txt", ip_questions());
+    add_answers("/ip.txt", ip_queries());
     add_networkctl();
     return masked();
   }
@@ -85,27 +85,27 @@ class Collector {
   void add_file(const std::string& path, bool is_configuration = false) {
     std::string content;
     errno = 0;
-    const auto trouble = read_beginning(path, content);
-    if (trouble && errno == ENOENT) return;
+    const auto error = read_beginning(path, content);
+    if (error && errno == ENOENT) return;
     if (is_configuration) {
       redaction_.learn_configuration(content);
     } else {
       redaction_.learn_text(content);
     }
-    items_.push_back({{path, content, trouble.value_or("")}, is_configuration});
+    items_.push_back({{path, content, error.value_or("")}, is_configuration});
   }
 
-  void add_answers(const std::string& name, const std::vector<Question>& questions) {
+  void add_answers(const std::string& name, const std::vector<Query>& queries) {
     ReportItem item{name, "", ""};
-    for (const Question& question : questions) {
+    for (const Query& query : queries) {
       item.content += item.content.empty() ? "$" : "\n$";
-      for (const std::string& word : question.command)
+      for (const std::string& word : query.command)
         item.content += " " + word;
       item.content += "\n";
-      const auto failure = ask(question, item.content);
+      const auto failure = run_query(query, item.content);
       if (!failure) continue;
       item.content += "(" + *failure + ")\n";
-      item.trouble += (item.trouble.empty() ? "" : "; ") + *failure;
+      item.error += (item.error.empty() ? "" : "; ") + *failure;
     }
     add(item);
   }
@@ -121,10 +121,10 @@ class Collector {
 
   void add_history() {
     std::vector<HistoryEntry> entries;
-    const auto trouble = History().read(entries);
+    const auto error = History().read(entries);
     for (const HistoryEntry& entry : entries)
       redaction_.learn_configuration(entry.configuration);
-    add({"/history.txt", list_text(entries), trouble.value_or("")});
+    add({"/history.txt", list_text(entries), error.value_or("")});
   }
 
   static std::vector<std::string> names_in(const std::string& directory) {
@@ -151,12 +151,12 @@ class Collector {
     }
   }
 
-  // The questions would start the service.
+  // The queries would start the service.
   void add_networkctl() {
     bool is_active = false;
-    const auto trouble = query_unit("systemd-networkd.service", is_active);
-    if (trouble || !is_active) {
-      add({"/networkctl.txt", "", trouble.value_or("systemd-networkd is not active")});
+    const auto error = query_unit("systemd-networkd.service", is_active);
+    if (error || !is_active) {
+      add({"/networkctl.txt", "", error.value_or("systemd-networkd is not active")});
     } else {
       add_answers("/networkctl.txt", {{{"networkctl", "--no-pager", "list"}},
                                       {{"networkctl", "--no-pager", "--all", "--lines=0", "status"}}});
@@ -170,7 +170,7 @@ class Collector {
       items.push_back(
           {item.name,
            is_configuration ? redaction_.masked_configuration(item.content) : redaction_.masked(item.content),
-           redaction_.masked(item.trouble)});
+           redaction_.masked(item.error)});
     }
     if (const std::string keys = redaction_.public_keys(); !keys.empty())
       items.push_back({"/public_keys.txt", keys, ""});

@@ -57,7 +57,7 @@ void wait_for_links() {
 
 void record_kernel() {
   if (const auto error = write_record())
-    report("lanfab: the state of the kernel is not recorded, so a rollback does not restore it: " + *error);
+    report("lanfab: could not record the kernel state, so a rollback will not restore it: " + *error);
 }
 
 static std::optional<std::string> write_sysctl(const Step& step) {
@@ -119,7 +119,7 @@ std::vector<Step> Restoration::steps_of_stage(Stage stage) const {
 void Restoration::take_step(const Step& step) const {
   const auto error = monotonic_seconds() < end_ ? take(step) : "no time is left";
   if (error) {
-    report("lanfab: " + step.difference + ", and is not restored: " + *error);
+    report("lanfab: " + step.difference + "; could not restore it: " + *error);
   } else {
     std::printf("%s; restored\n", printable(step.difference).c_str());
   }

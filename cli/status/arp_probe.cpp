@@ -44,7 +44,7 @@ Exchange ask_arp(const EthernetInterface& interface, Ipv4 sender, Ipv4 target,
                  const std::set<EthernetAddress>& own, std::optional<EthernetAddress>* owner) {
   Exchange exchange;
   exchange.socket = open_packet_socket(interface, ETH_P_ARP);
-  exchange.question = arp_request(interface.address, sender, target);
+  exchange.request = arp_request(interface.address, sender, target);
   exchange.send = [interface](const Exchange& self) { broadcast(self, interface, ETH_P_ARP); };
   exchange.is_answer = [=](const Packet& packet) {
     const auto found = arp_owner(packet, target);

@@ -136,7 +136,7 @@ class Check {
       Files own;
       add(file.file, own);
       const std::string& path = file.file.path;
-      if (file.change == Change::kKept || agree(own, files_, path)) continue;
+      if (file.change == Change::kUntouched || agree(own, files_, path)) continue;
       paths.insert(path);
       if (files_.count(path) == 0) new_units.insert(unit_number(path));
     }

@@ -130,7 +130,7 @@ Exchange ask_dhcp(const EthernetInterface& interface, std::set<Ipv4>* servers) {
   Exchange exchange;
   exchange.socket = open_packet_socket(interface, ETH_P_IP);
   filter_packets(exchange.socket.number());
-  exchange.question = dhcp_discover(interface.address, transaction);
+  exchange.request = dhcp_discover(interface.address, transaction);
   exchange.send = [interface](const Exchange& self) { broadcast(self, interface, ETH_P_IP); };
   exchange.is_answer = [=](const Packet& packet) {
     const auto server = dhcp_offer(packet, transaction);

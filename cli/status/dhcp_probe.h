@@ -13,6 +13,6 @@ Bytes dhcp_discover(const EthernetAddress& own, std::uint32_t transaction);
 std::optional<Ipv4> dhcp_offer(const Packet& packet, std::uint32_t transaction);
 
 // An exchange that ends only with its time. `servers`, which must live as long as the exchange, gets those
-// that answer, at most kMostServers. This machine's own server does not: it does not get the question.
+// that answer, at most kMostServers. This machine's own server does not: it does not get the request.
 inline constexpr std::size_t kMostServers = 8;
 Exchange ask_dhcp(const EthernetInterface& interface, std::set<Ipv4>* servers);

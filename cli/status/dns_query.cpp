@@ -42,8 +42,8 @@ std::optional<int> response_code(const Packet& packet, const Bytes& query) {
 
 Exchange ask_dns(Ipv4 server, const std::string& name, DnsType type, std::optional<int>* code) {
   Exchange exchange;
-  exchange.question = dns_query(random_number() & 0xffff, name, type);
-  exchange.is_answer = [query = exchange.question, code](const Packet& packet) {
+  exchange.request = dns_query(random_number() & 0xffff, name, type);
+  exchange.is_answer = [query = exchange.request, code](const Packet& packet) {
     *code = response_code(packet, query);
     return code->has_value();
   };

@@ -17,6 +17,10 @@ static std::string in_lower_case(std::string text) {
   return text;
 }
 
+std::string describe(const Drift& drift) {
+  return drift.what + (drift.is_pending ? " (pending)" : "");
+}
+
 std::string quoted_for_shell(const std::string& text) {
   const auto is_plain = [](char character) {
     return std::isalnum(static_cast<unsigned char>(character)) != 0 ||
@@ -57,7 +61,7 @@ class Comparison {
       if (service.is_active() || (name == kDnsmasq && !snapshot_.wants_dnsmasq)) continue;
       const bool is_restarted = snapshot_.lock && snapshot_.lock->is_held;
       const bool is_pending = service.is_pending() || is_restarted;
-      say({name, is_pending ? "it is " + service.state : "it is not active", is_pending,
+      say({name, "it is not active", is_pending,
            name == kDnsmasq ? "hosts get no addresses and no names" : "nothing sets the interfaces up",
            "systemctl restart " + name});
     }

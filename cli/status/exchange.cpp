@@ -9,7 +9,7 @@
 
 // An Ethernet frame with jumbo payload; what a larger packet has beyond it is cut off.
 constexpr std::size_t kLargestPacket = 9216;
-// Before a question is sent again.
+// Before a request is sent again.
 constexpr int kPauseMs = 400;
 // Packets of one socket that are read before the others have their turn.
 constexpr int kPacketsInARow = 64;
@@ -21,7 +21,7 @@ static void send_question(const Exchange& exchange) {
     exchange.send(exchange);
   } else {
     // What cannot be sent is not answered.
-    send(exchange.socket.number(), exchange.question.data(), exchange.question.size(),
+    send(exchange.socket.number(), exchange.request.data(), exchange.request.size(),
          MSG_DONTWAIT | MSG_NOSIGNAL);
   }
 }

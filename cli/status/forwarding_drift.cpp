@@ -31,13 +31,12 @@ static void compare_forwarding(const Snapshot& snapshot, const std::string& name
   if (!is_wanted || !link.forwards || *is_wanted == *link.forwards) return;
   const std::string fix = setting_command(*is_wanted, name, "forwarding");
   if (!*is_wanted) {
-    drift.push_back({name, "forwarding is on, but the configuration does not ask for it",
+    drift.push_back({name, "forwarding is on, but the configuration does not enable it",
                      is_settling(snapshot), "hosts reach networks that they should not", fix});
-  } else if (is_coming(snapshot, name)) {
-    drift.push_back({name, "forwarding is not on yet", true, "hosts do not reach other networks", ""});
   } else {
-    drift.push_back({name, "forwarding is off, but the configuration asks for it", false,
-                     "hosts do not reach other networks", fix});
+    const bool is_pending = is_pending_at(snapshot, name);
+    drift.push_back({name, "forwarding is off, but the configuration enables it", is_pending,
+                     "hosts do not reach other networks", is_pending ? "" : fix});
   }
 }
 
@@ -49,12 +48,12 @@ static void compare_proxy_arp(const Snapshot& snapshot, const std::string& name,
   if ((wanted.is_passed_through && !wanted.proxies_arp) || !wanted.bridge.empty()) return;
   const std::string fix = setting_command(wanted.proxies_arp, name, "proxy_arp");
   if (wanted.proxies_arp) {
-    const bool is_pending = is_coming(snapshot, name);
-    drift.push_back({name, is_pending ? "proxy ARP is not on yet" : "proxy ARP is off", is_pending,
+    const bool is_pending = is_pending_at(snapshot, name);
+    drift.push_back({name, "proxy ARP is off", is_pending,
                      "the device in pass-through cannot reach its gateway", is_pending ? "" : fix});
   } else {
-    drift.push_back({name, "proxy ARP is on, but the configuration does not ask for it",
-                     is_settling(snapshot), "the gateway answers for addresses of other hosts", fix, true});
+    drift.push_back({name, "proxy ARP is on, but the configuration does not enable it", is_settling(snapshot),
+                     "the gateway answers for addresses of other hosts", fix, true});
   }
 }
 

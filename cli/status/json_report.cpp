@@ -99,7 +99,7 @@ static Json::Value json_of(const std::vector<Drift>& drift) {
     Json::Value value(Json::objectValue);
     value["subject"] = one.subject;
     value["what"] = one.what;
-    value["coming"] = one.is_pending;
+    value["pending"] = one.is_pending;
     value["why"] = one.why;
     value["fix"] = one.fix;
     list.append(value);

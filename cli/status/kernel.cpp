@@ -11,7 +11,7 @@
 #include "cli/base/json.h"
 #include "cli/base/subprocess.h"
 
-// In seconds: a question is answered in an instant, or not at all.
+// In seconds: a query is answered in an instant, or not at all.
 constexpr int kLongestAnswer = 2;
 
 // The text of a value of any type but an object or a list, for which it is empty.
@@ -158,9 +158,9 @@ static bool read_failures(const std::string& errors, const std::vector<std::stri
 // All in one call: `ip` goes on with the next address when one has no route. Returns nothing, or why it
 // cannot be asked.
 static std::optional<std::string> ask_for_choices(const std::vector<std::string>& addresses, Kernel& kernel) {
-  std::string questions;
+  std::string queries;
   for (const std::string& address : addresses)
-    questions += "route get " + address + "\n";
+    queries += "route get " + address + "\n";
   const MemoryFile batch;
   const MemoryFile answers;
   const MemoryFile errors;
@@ -169,15 +169,15 @@ static std::optional<std::string> ask_for_choices(const std::vector<std::string>
   subprocess.output = answers.number();
   subprocess.errors = errors.number();
   subprocess.seconds = kLongestAnswer;
-  const int status = batch.fill(questions) ? run(subprocess) : -1;
+  const int status = batch.fill(queries) ? run(subprocess) : -1;
   if (auto error = missing_status("ip", status)) return error;
   read_choices(answers.content(), kernel);
   if (read_failures(errors.content(), addresses, kernel) || WEXITSTATUS(status) == 0) return std::nullopt;
   return "ip: status " + std::to_string(WEXITSTATUS(status));
 }
 
-// Asks a question that is answered in JSON. Returns nothing, or why there is no answer.
-static std::optional<std::string> ask(std::vector<std::string> words, Json::Value& answer) {
+// Asks a query that is answered in JSON. Returns nothing, or why there is no answer.
+static std::optional<std::string> query_kernel(std::vector<std::string> words, Json::Value& answer) {
   words.insert(words.begin(), {"ip", "-json"});
   std::string output;
   if (auto error = capture(words, output, kLongestAnswer)) return error;
@@ -189,13 +189,13 @@ static std::optional<std::string> ask(std::vector<std::string> words, Json::Valu
 // Leaves a line in the errors, and the value null, if there is no answer.
 static Json::Value ask_about(const char* subject, const std::vector<std::string>& words, Kernel& kernel) {
   Json::Value answer;
-  if (const auto error = ask(words, answer)) kernel.errors.push_back(subject + (": " + *error));
+  if (const auto error = query_kernel(words, answer)) kernel.errors.push_back(subject + (": " + *error));
   return answer;
 }
 
 std::optional<std::string> read_kernel(const std::vector<std::string>& addresses, Kernel& kernel) {
   Json::Value links;
-  if (auto error = ask({"-details", "address", "show"}, links)) return error;
+  if (auto error = query_kernel({"-details", "address", "show"}, links)) return error;
   for (const Json::Value& link : links)
     if (link.isObject() && link.isMember("ifname")) kernel.links[text_in(link, "ifname")] = read_link(link);
   read_settings(ask_about("forwarding", {"-4", "netconf", "show"}, kernel), kernel);

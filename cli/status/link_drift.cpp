@@ -71,7 +71,7 @@ class LinkComparison {
         name_(name),
         wanted_(wanted),
         link_(link),
-        is_pending_(is_coming(snapshot, name)),
+        is_pending_(is_pending_at(snapshot, name)),
         drift_(drift) {}
 
   void compare() {
@@ -85,8 +85,7 @@ class LinkComparison {
 
  private:
   void say(const std::string& what, const char* why, const std::string& fix, bool is_surplus = false) {
-    drift_.push_back(
-        {name_, what + (is_pending_ ? " yet" : ""), is_pending_, why, is_pending_ ? "" : fix, is_surplus});
+    drift_.push_back({name_, what, is_pending_, why, is_pending_ ? "" : fix, is_surplus});
   }
 
   std::string reconfigure() const {
@@ -128,8 +127,8 @@ class LinkComparison {
 void LinkComparison::compare_state() {
   const bool is_set_up = is_being_set_up(snapshot_, name_);
   if (!link_.is_up && !is_without_link(snapshot_, name_, wanted_)) {
-    drift_.push_back({name_, is_set_up ? "it is coming up" : "it is down", is_set_up,
-                      "nothing passes through it", is_set_up ? "" : set_link("up")});
+    drift_.push_back(
+        {name_, "it is down", is_set_up, "nothing passes through it", is_set_up ? "" : set_link("up")});
   }
   if (is_held_up_by_udev(snapshot_, name_)) {
     drift_.push_back({name_, "udev has not announced it: journalctl --unit=systemd-udevd", false,
@@ -224,7 +223,7 @@ void LinkComparison::compare_mtu() {
   // Nothing resets an MTU that its unit does not set. Other interfaces take theirs from elsewhere.
   if (!is_ethernet_port(name_) || wanted_.is_passed_through || !wanted_.bridge.empty()) return;
   if (link_.mtu != kUsualMtu)
-    say("the MTU is " + std::to_string(link_.mtu) + ", which no unit asks for", kWhy,
+    say("the MTU is " + std::to_string(link_.mtu) + ", which no unit sets", kWhy,
         set_link("mtu " + std::to_string(kUsualMtu)), true);
 }
 
@@ -246,17 +245,16 @@ void LinkComparison::compare_bridge() {
     say("it is not in the bridge " + wanted_.bridge, "its hosts do not reach those of the bridge",
         set_link("master " + quoted_for_shell(wanted_.bridge)));
   if (wanted_.bridge.empty() && !link_.bridge.empty()) {
-    drift_.push_back({name_, "it is in the bridge " + link_.bridge + (is_pending_ ? " still" : ""),
-                      is_pending_, "its hosts share the network of the bridge",
-                      is_pending_ ? "" : set_link("nomaster"), true});
+    drift_.push_back({name_, "it is in the bridge " + link_.bridge, is_pending_,
+                      "its hosts share the network of the bridge", is_pending_ ? "" : set_link("nomaster"),
+                      true});
   }
 }
 
 void LinkComparison::say_missing_address(const std::string& address, const char* why) {
   // It comes with the carrier.
   if (link_.is_up && !link_.has_carrier) return;
-  drift_.push_back({name_, address + (is_pending_ ? " is coming" : " is missing"), is_pending_, why,
-                    is_pending_ ? "" : reconfigure()});
+  drift_.push_back({name_, address + " is missing", is_pending_, why, is_pending_ ? "" : reconfigure()});
 }
 
 void LinkComparison::compare_lease() {
@@ -286,8 +284,8 @@ void LinkComparison::compare_addresses() {
     };
     if (address.is_dynamic || std::any_of(own.begin(), own.end(), is_it)) continue;
     drift_.push_back(
-        {name_, "the address " + address.text + " is not from the configuration", is_settling(snapshot_),
-         "packets to it end here",
+        {name_, "the address " + address.text + " is not configured", is_settling(snapshot_),
+         "the gateway accepts packets to it",
          "ip address delete " + quoted_for_shell(address.text) + " dev " + quoted_for_shell(name_), true});
   }
 }
@@ -295,8 +293,8 @@ void LinkComparison::compare_addresses() {
 static void compare_missing(const Snapshot& snapshot, const std::string& name, const InterfaceFacts& wanted,
                             std::vector<Drift>& drift) {
   const bool is_pending = wanted.is_made && is_settling(snapshot);
-  drift.push_back({name, is_pending ? "the interface is coming" : "the interface is missing", is_pending,
-                   "nothing passes through it", wanted.is_made && !is_pending ? kRestartNetworkd : ""});
+  drift.push_back({name, "the interface is missing", is_pending, "nothing passes through it",
+                   wanted.is_made && !is_pending ? kRestartNetworkd : ""});
 }
 
 // A link of the gateway's own that no unit names.
@@ -304,15 +302,15 @@ static void compare_leftover(const Snapshot& snapshot, const std::string& name, 
                              std::vector<Drift>& drift) {
   const std::string quoted_name = quoted_for_shell(name);
   if (is_made_by_runs(name)) {
-    drift.push_back({name, "it is in the kernel, but not in the configuration", is_settling(snapshot),
+    drift.push_back({name, "it exists in the kernel, but is not configured", is_settling(snapshot),
                      "it may still carry traffic and addresses", "ip link delete dev " + quoted_name, true});
     return;
   }
   const bool is_own = is_ethernet_port(name) || is_radio(name) || name == kWwanRouteInterface;
   if (!is_own || !link.is_up) return;
   for (const KernelAddress& address : link.addresses) {
-    drift.push_back({name, "the address " + address.text + " is not from the configuration",
-                     is_settling(snapshot), "packets leave through an interface that nobody looks after",
+    drift.push_back({name, "the address " + address.text + " is not configured", is_settling(snapshot),
+                     "packets leave through an interface that is not configured",
                      "ip address delete " + quoted_for_shell(address.text) + " dev " + quoted_name, true});
   }
 }

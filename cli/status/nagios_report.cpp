@@ -30,7 +30,7 @@ static std::vector<std::string> texts_of(const std::vector<Drift>& drift) {
   std::vector<std::string> texts;
   for (const bool is_pending : {false, true}) {
     for (const Drift& one : drift)
-      if (one.is_pending == is_pending) texts.push_back(one.subject + ": " + one.what);
+      if (one.is_pending == is_pending) texts.push_back(one.subject + ": " + describe(one));
   }
   return texts;
 }

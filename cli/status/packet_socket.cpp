@@ -50,6 +50,6 @@ void broadcast(const Exchange& exchange, const EthernetInterface& interface, int
   sockaddr_ll address = link_address(interface, protocol);
   address.sll_halen = ETH_ALEN;
   std::memset(address.sll_addr, 0xff, ETH_ALEN);
-  sendto(exchange.socket.number(), exchange.question.data(), exchange.question.size(), MSG_DONTWAIT,
+  sendto(exchange.socket.number(), exchange.request.data(), exchange.request.size(), MSG_DONTWAIT,
          reinterpret_cast<const sockaddr*>(&address), sizeof address);
 }

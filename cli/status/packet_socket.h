@@ -24,5 +24,5 @@ std::optional<EthernetInterface> find_ethernet(const std::string& name);
 // root is given one.
 Descriptor open_packet_socket(const EthernetInterface& interface, int protocol);
 
-// Sends the question of an exchange, whose socket is such a one, to all hosts of the interface.
+// Sends the request of an exchange, whose socket is such a one, to all hosts of the interface.
 void broadcast(const Exchange& exchange, const EthernetInterface& interface, int protocol);

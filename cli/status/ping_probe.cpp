@@ -31,7 +31,7 @@ bool is_echo_reply(const Packet& packet, std::uint16_t id) {
 Exchange ask_echo(Ipv4 host, const std::string& interface) {
   const auto id = static_cast<std::uint16_t>(random_number());
   Exchange exchange;
-  exchange.question = echo_request(id);
+  exchange.request = echo_request(id);
   exchange.is_answer = [id](const Packet& packet) { return is_echo_reply(packet, id); };
   Descriptor opened(socket(AF_INET, SOCK_RAW | SOCK_CLOEXEC, IPPROTO_ICMP));
   if (!interface.empty()) {

@@ -84,7 +84,7 @@ static void add_last_apply(const Snapshot& snapshot, Metrics& metrics) {
   // Neither is known yet.
   if (apply->end == LastRun::End::kRunning) return;
   metrics.add_microseconds("last_apply_duration_seconds", "How long the last apply took.", apply->lasted);
-  metrics.add("last_apply_success", "Whether the last apply came to its end without a failure.",
+  metrics.add("last_apply_success", "Whether the last apply succeeded.",
               apply->end == LastRun::End::kDone ? 1 : 0);
 }
 
@@ -98,8 +98,8 @@ static void add_trials(const Snapshot& snapshot, Metrics& metrics) {
   if (!snapshot.last_trial) return;
   metrics.add("last_trial_end_timestamp_seconds", "When the last trial since the boot ended.",
               snapshot.last_trial->ended);
-  metrics.add("last_trial_kept", "Whether the last trial was confirmed.",
-              snapshot.last_trial->ending == Ending::kKept ? 1 : 0);
+  metrics.add("last_trial_confirmed", "Whether the last trial was confirmed.",
+              snapshot.last_trial->ending == Ending::kConfirmed ? 1 : 0);
   metrics.add("last_trial_rollback_failing", "Whether the rollback of the last trial keeps failing.",
               snapshot.last_trial->ending == Ending::kStuck ? 1 : 0);
 }

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "cli/status/route_questions.h"
+#include "cli/status/route_queries.h"
 #include "cli/status/rule_drift.h"
 #include "cli/status/setup_state.h"
 #include "networkd/wwan_static_routes.h"
@@ -86,8 +86,8 @@ class RouteComparison {
       for (const RouteFacts& route : wanted.route_sections)
         compare_route(name, wanted, route);
     }
-    for (const RouteQuestion& question : route_questions(snapshot_.wanted))
-      compare_choice(question);
+    for (const RouteQuery& query : route_queries(snapshot_.wanted))
+      compare_choice(query);
     for (const KernelRoute& route : snapshot_.kernel.routes)
       if (is_foreign(route)) compare_foreign(route);
   }
@@ -102,13 +102,13 @@ class RouteComparison {
   void compare_route(const std::string& name, const InterfaceFacts& wanted, const RouteFacts& route);
   std::string lost_address(const UnitRoute& route) const;
   bool can_be_taken(const UnitRoute& route) const;
-  void explain(const RouteQuestion& question, const std::optional<RouteChoice>& choice, Drift& drift);
+  void explain(const RouteQuery& query, const std::optional<RouteChoice>& choice, Drift& drift);
   bool is_in_kernel(const UnitRoute& route) const;
   bool is_explained(const KernelRoute& route) const;
   bool is_foreign(const KernelRoute& route) const;
   void compare_foreign(const KernelRoute& route);
-  void compare_choice(const RouteQuestion& question);
-  const KernelRoute* culprit(const RouteQuestion& question, const std::optional<RouteChoice>& choice) const;
+  void compare_choice(const RouteQuery& query);
+  const KernelRoute* culprit(const RouteQuery& query, const std::optional<RouteChoice>& choice) const;
 
   const Snapshot& snapshot_;
   std::vector<Drift>& drift_;
@@ -118,9 +118,9 @@ class RouteComparison {
 }  // namespace
 
 void RouteComparison::say_missing(const KernelRoute& route, const std::string& fix) {
-  const bool is_pending = is_coming(snapshot_, route.interface);
-  drift_.push_back({route.interface, name_of(route) + (is_pending ? " is coming" : " is missing"), is_pending,
-                    "packets take another way or none", fix});
+  const bool is_pending = is_pending_at(snapshot_, route.interface);
+  drift_.push_back({route.interface, name_of(route) + " is missing", is_pending,
+                    "packets take another route or none", fix});
 }
 
 void RouteComparison::compare_route(const std::string& name, const InterfaceFacts& wanted,
@@ -177,7 +177,7 @@ void RouteComparison::compare_foreign(const KernelRoute& route) {
   const auto wanted = subnet ? find_route(routes_of(snapshot_.wanted), subnet->address) : std::nullopt;
   const bool is_pending = is_settling(snapshot_);
   Drift drift{route.interface.empty() ? "routes" : route.interface,
-              name_of(route) + " is not from the configuration",
+              name_of(route) + " is not configured",
               is_pending,
               "packets may take it",
               deletion_of(route),
@@ -192,9 +192,9 @@ void RouteComparison::compare_foreign(const KernelRoute& route) {
 }
 
 // The route of the main table that the kernel has taken, if it is foreign.
-const KernelRoute* RouteComparison::culprit(const RouteQuestion& question,
+const KernelRoute* RouteComparison::culprit(const RouteQuery& query,
                                             const std::optional<RouteChoice>& choice) const {
-  const Ipv4 address = *parse_ipv4(question.address);
+  const Ipv4 address = *parse_ipv4(query.address);
   const KernelRoute* best = nullptr;
   int longest = -1;
   for (const KernelRoute& route : snapshot_.kernel.routes) {
@@ -234,14 +234,14 @@ bool RouteComparison::can_be_taken(const UnitRoute& route) const {
   return is_usable(route.interface) && (is_in_kernel(route) || !lost_address(route).empty());
 }
 
-void RouteComparison::explain(const RouteQuestion& question, const std::optional<RouteChoice>& choice,
+void RouteComparison::explain(const RouteQuery& query, const std::optional<RouteChoice>& choice,
                               Drift& drift) {
-  const UnitRoute& wanted = question.wanted.front();
+  const UnitRoute& wanted = query.wanted.front();
   if (const KernelRule* rule = diverting_rule(snapshot_, choice)) {
-    drift.why = "policy rule " + std::to_string(rule->priority) + " is not from the configuration";
+    drift.why = "policy rule " + std::to_string(rule->priority) + " is not configured";
     drift.fix = deletion_of(*rule);
-  } else if (const KernelRoute* route = culprit(question, choice)) {
-    drift.why = name_of(*route) + " is not from the configuration";
+  } else if (const KernelRoute* route = culprit(query, choice)) {
+    drift.why = name_of(*route) + " is not configured";
     drift.fix = deletion_of(*route);
     culprits_.push_back(route);
   } else if (const std::string address = lost_address(wanted); !address.empty()) {
@@ -251,29 +251,29 @@ void RouteComparison::explain(const RouteQuestion& question, const std::optional
   }
 }
 
-void RouteComparison::compare_choice(const RouteQuestion& question) {
-  const auto found = snapshot_.kernel.choices.find(question.address);
+void RouteComparison::compare_choice(const RouteQuery& query) {
+  const auto found = snapshot_.kernel.choices.find(query.address);
   // Nothing is to be judged as long as the route cannot be taken, which is reported by itself.
   if (found == snapshot_.kernel.choices.end() ||
-      !std::all_of(question.wanted.begin(), question.wanted.end(),
+      !std::all_of(query.wanted.begin(), query.wanted.end(),
                    [this](const UnitRoute& route) { return can_be_taken(route); }))
     return;
   const std::optional<RouteChoice>& choice = found->second;
   // An address that somebody has given to the gateway, which is reported, too.
   if (choice && choice->interface == "lo") return;
-  if (choice && std::any_of(question.wanted.begin(), question.wanted.end(), [&](const UnitRoute& route) {
+  if (choice && std::any_of(query.wanted.begin(), query.wanted.end(), [&](const UnitRoute& route) {
         return is_choice(route, *choice, snapshot_.wanted);
       }))
     return;
-  const std::string hop = hop_of(question.wanted.front());
+  const std::string hop = hop_of(query.wanted.front());
   const std::string way =
       choice ? "through " + hop_of({{0, 0}, choice->interface, choice->gateway, 0}) : "nowhere";
   Drift drift{
-      question.subject,
-      "packets to " + question.destination + " go " + way + " instead of " + (choice ? "" : "through ") + hop,
-      is_coming(snapshot_, question.wanted.front().interface),
-      "no route or policy rule of the configuration asks for that", ""};
-  explain(question, choice, drift);
+      query.subject,
+      "packets to " + query.destination + " go " + way + " instead of " + (choice ? "" : "through ") + hop,
+      is_pending_at(snapshot_, query.wanted.front().interface),
+      "no configured route or policy rule explains it", ""};
+  explain(query, choice, drift);
   drift_.push_back(std::move(drift));
 }
 

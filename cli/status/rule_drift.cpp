@@ -91,10 +91,10 @@ static void compare_foreign(const Snapshot& snapshot, std::vector<Drift>& drift)
       continue;
     const std::string packets = rule.selector.empty() ? "any packet" : "packets " + rule.selector;
     const std::string target = rule.table.empty() ? "" : ", table " + rule.table + ",";
-    drift.push_back({"policy rules",
-                     "rule " + std::to_string(rule.priority) + " for " + packets + target +
-                         " is not from the configuration",
-                     is_settling(snapshot), "packets that it matches take other routes", fix, true});
+    drift.push_back(
+        {"policy rules",
+         "rule " + std::to_string(rule.priority) + " for " + packets + target + " is not configured",
+         is_settling(snapshot), "packets that it matches take other routes", fix, true});
   }
 }
 
@@ -123,11 +123,10 @@ static void compare_wanted(const Snapshot& snapshot, std::vector<Drift>& drift) 
     for (const RuleFacts& wanted : interface.rules) {
       const auto is_it = [&wanted](const KernelRule& rule) { return is_rule(rule, wanted); };
       if (std::any_of(there.begin(), there.end(), is_it)) continue;
-      const bool is_pending = is_coming(snapshot, name);
-      drift.push_back(
-          {name, "the policy rule for table " + wanted.table + (is_pending ? " is coming" : " is missing"),
-           is_pending, "packets do not take the routes of the tunnel",
-           is_pending ? "" : "networkctl reconfigure " + quoted_for_shell(name)});
+      const bool is_pending = is_pending_at(snapshot, name);
+      drift.push_back({name, "the policy rule for table " + wanted.table + " is missing", is_pending,
+                       "packets do not take the routes of the tunnel",
+                       is_pending ? "" : "networkctl reconfigure " + quoted_for_shell(name)});
     }
   }
 }
@@ -139,11 +138,11 @@ static void compare_reply_tables(const Snapshot& snapshot, std::vector<Drift>& d
     const bool has_route = std::any_of(routes.begin(), routes.end(),
                                        [&](const KernelRoute& route) { return route.table == table; });
     if (has_route || snapshot.kernel.links.count(tunnel) == 0) continue;
-    const bool is_pending = is_coming(snapshot, tunnel);
+    const bool is_pending = is_pending_at(snapshot, tunnel);
     const std::string fix = std::string(kMakeReplyTable) + " " + table + " " + quoted_for_shell(tunnel) +
                             " " + quoted_for_shell(gateway);
     drift.push_back({tunnel, "the routing table " + table + " for replies is empty", is_pending,
-                     "replies to what arrives by the tunnel take another way", is_pending ? "" : fix});
+                     "replies to packets from the tunnel take another route", is_pending ? "" : fix});
   }
 }
 

@@ -66,7 +66,7 @@ class ServiceDrift {
     const std::int64_t started = snapshot_.services.at(kDnsmasq).started;
     if (started != 0 && health.files_modified > started) {
       say(kDnsmasq, "it runs with older files than those of the last run",
-          "leases and names are those of the former files", kRestartDnsmasq);
+          "leases and names are those of the previous files", kRestartDnsmasq);
     }
     if (!health.configuration.empty()) {
       say(kDnsmasq, "it was started with " + health.configuration + ", not with " + kDnsmasqConf,
@@ -99,7 +99,7 @@ class ServiceDrift {
     if (file.path == used_file(name)) return;
     const bool is_drop_in = file.path.find(".d/") != std::string::npos;
     say(name, file.path + (is_drop_in ? " changes its unit" : " replaces its unit"),
-        "systemd-networkd does not do what the unit of the last run says",
+        "systemd-networkd does not apply the unit of the last run",
         disable(file.path) + (is_device_unit(file.path) ? kApply : kReload));
   }
 
@@ -111,7 +111,7 @@ class ServiceDrift {
       for (const UnitFile& file : *files)
         if (file.modified > read)
           say(name, "systemd-networkd has not read " + file.path + " since it was changed",
-              "it still does what the former file said", is_device_unit(file.path) ? kApply : kReload);
+              "it still uses the previous file", is_device_unit(file.path) ? kApply : kReload);
   }
 
   void compare_answers(const DnsmasqHealth& health) {

@@ -28,7 +28,7 @@ static void set_property(const std::string& key, const std::string& value, Servi
   if (key == "MainPID" && value != "0") service.process = value;
 }
 
-// The services in the order of the question, with an empty line between two.
+// The services in the order of the query, with an empty line between two.
 std::optional<std::string> read_services(std::map<std::string, Service>& services) {
   std::string output;
   const std::string properties =
@@ -57,7 +57,7 @@ std::optional<std::string> read_setup(std::map<std::string, std::string>& setup,
   std::string output;
   if (auto error = capture({"networkctl", "--json=short", "list"}, output, kQuerySeconds)) return error;
   Json::Value answer;
-  if (!parse_json(output, answer) || !answer.isObject()) return "networkctl: what it prints is no JSON";
+  if (!parse_json(output, answer) || !answer.isObject()) return "networkctl: invalid JSON output";
   for (const Json::Value& link : answer["Interfaces"]) {
     if (!link.isObject()) continue;
     setup[text_of(link["Name"])] = text_of(link["AdministrativeState"]);

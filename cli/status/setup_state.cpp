@@ -45,7 +45,7 @@ bool is_held_up_by_udev(const Snapshot& snapshot, const std::string& interface) 
   return setup_of(snapshot, interface) == "pending" && !is_being_set_up(snapshot, interface);
 }
 
-bool is_coming(const Snapshot& snapshot, const std::string& interface) {
+bool is_pending_at(const Snapshot& snapshot, const std::string& interface) {
   if (!is_being_set_up(snapshot, interface)) return false;
   const auto link = snapshot.kernel.links.find(interface);
   return link == snapshot.kernel.links.end() || link->second.has_carrier || !link->second.is_up;

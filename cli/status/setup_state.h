@@ -17,6 +17,6 @@ bool is_being_set_up(const Snapshot& snapshot, const std::string& interface);
 // for instance.
 bool is_held_up_by_udev(const Snapshot& snapshot, const std::string& interface);
 
-// Whether what the interface lacks is on its way. It is not without a carrier, for which systemd-networkd
+// Whether a difference of the interface is pending. It is not without a carrier, for which systemd-networkd
 // waits.
-bool is_coming(const Snapshot& snapshot, const std::string& interface);
+bool is_pending_at(const Snapshot& snapshot, const std::string& interface);

@@ -2,7 +2,7 @@
 
 #include "cli/config_file/source.h"
 #include "cli/dry_run/initial_state.h"
-#include "cli/status/route_questions.h"
+#include "cli/status/route_queries.h"
 #include "cli/status/rule_drift.h"
 #include "cli/status/service_health.h"
 #include "config/network_context.h"
@@ -39,17 +39,17 @@ std::optional<std::string> take_snapshot(Snapshot& snapshot) {
   const bool has_files = read_wanted(snapshot);
   // Without its files, a gateway still has a configuration.
   if (!(is_gateway() && has_files) && !file_exists(active_configuration().c_str())) {
-    return "this is not a gateway that a run of cmd_lanfab has set up";
+    return "this machine has not been configured by cmd_lanfab";
   }
   snapshot.forbids_forwarding = forbids_forwarding();
   // The lock and the services first: a run that ends meanwhile leaves the rest as it should be.
   snapshot.lock = read_run_lock();
-  if (auto trouble = read_services(snapshot.services)) return trouble;
+  if (auto error = read_services(snapshot.services)) return error;
   if (snapshot.services[kNetworkd].is_active()) {
     snapshot.setup_error = read_setup(snapshot.setup, snapshot.network_files).value_or("");
   }
   snapshot.wanted.reply_gateways = read_reply_gateways();
-  if (auto trouble = read_kernel(addresses_to_ask(snapshot.wanted), snapshot.kernel)) return trouble;
+  if (auto error = read_kernel(addresses_to_query(snapshot.wanted), snapshot.kernel)) return error;
   read_service_health(snapshot);
   snapshot.leases_error = read_leases(snapshot.leases).value_or("");
   snapshot.cellular = read_cellular();

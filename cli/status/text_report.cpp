@@ -96,7 +96,7 @@ class Report {
     for (std::size_t i = 0; i < own.size(); ++i) {
       const Drift& one = *own[i];
       const Mark mark = one.is_pending ? Mark::kPending : Mark::kDiffers;
-      page_.note(mark, one.what + (one.why.empty() ? "" : ": " + one.why));
+      page_.note(mark, describe(one) + (one.why.empty() ? "" : ": " + one.why));
       const bool is_last = i + 1 == own.size() || own[i + 1]->fix != one.fix;
       if (is_last && !one.fix.empty()) page_.line(mark, "    fix: " + one.fix);
     }
@@ -164,7 +164,7 @@ void Report::show_files() {
   for (std::size_t i = 0; i < files.size(); ++i) {
     const Drift& one = *files[i];
     const Mark mark = one.is_pending ? Mark::kPending : Mark::kDiffers;
-    page_.line(mark, one.subject + ": " + one.what);
+    page_.line(mark, one.subject + ": " + describe(one));
     shown_.insert(one.subject);
     if (i + 1 < files.size() && files[i + 1]->why == one.why && files[i + 1]->fix == one.fix) continue;
     page_.note(mark, one.why);

@@ -13,8 +13,8 @@ constexpr std::int64_t kTimerSeconds = 5;
 
 std::vector<Drift> trial_drift(const TrialFacts& facts) {
   if (facts.has_failed) {
-    return {{kSubject, "its rollback has failed, and is tried again", false,
-             "the old configuration may not be active", kEnd}};
+    return {
+        {kSubject, "its rollback failed; retrying", false, "the old configuration may not be active", kEnd}};
   }
   // A state alone is that of a trial which begins or ends.
   if (!facts.is_active) return {};
@@ -24,7 +24,7 @@ std::vector<Drift> trial_drift(const TrialFacts& facts) {
   }
   const std::int64_t overdue = facts.now - *facts.ends;
   if (overdue > kTimerSeconds) {
-    return {{kSubject, "it is overdue for " + std::to_string(overdue) + " s", false,
+    return {{kSubject, "it has been overdue for " + std::to_string(overdue) + " s", false,
              "an unconfirmed configuration is active", kEnd}};
   }
   if (!facts.has_timer) return {{kSubject, "its timer is gone", false, "nothing will roll it back", kEnd}};

@@ -1,13 +1,13 @@
 #pragma once
 
-// An adapter for a device whose libraries have C linkage, to start from. It defines the functions of
+// An example of an adapter for a device whose libraries have C linkage. It defines the functions of
 // src/platform by calling those of the same names in the libraries; where the types differ, it converts.
 // Include it in one source file, and add that and the accessors, which need no library, to the build:
 //
 //     cmake ... -DLANFAB_PLATFORM=device \
 //       "-DLANFAB_ADAPTER=$PWD/adapter.cpp;$PWD/platform/host/libcmd/accessors.cpp"
 //
-// Where some of a library's functions have C++ linkage already, leave these out.
+// Leave out functions that already have C++ linkage in the library.
 
 #include <json/json.h>
 
@@ -24,9 +24,9 @@
 #include "platform/libsysdb.h"
 #include "platform/libvantor.h"
 
-// What the libraries export. The namespace keeps these declarations apart from those of src/platform; the
-// functions are the libraries' all the same. Their own headers can be included here instead, if the headers
-// that those include come first, outside of the namespace.
+// The functions that the libraries export. The namespace separates these declarations from those of
+// src/platform; it does not change which functions are linked. You can include the libraries' own headers
+// here instead, if you first include, outside of the namespace, the headers that they include.
 namespace device {
 extern "C" {
 

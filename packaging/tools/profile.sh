@@ -1,4 +1,4 @@
-# Tells each user once, at a login, how the last trial of a network configuration ended.
+# Shows each user once, at login, how the last trial of a network configuration ended.
 case $- in
   *i*)
     if [ -e /run/lanfab/outcome.json ] && [ -n "${HOME-}" ]; then

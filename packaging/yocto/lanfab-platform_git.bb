@@ -1,4 +1,4 @@
-SUMMARY = "Headers with which the libraries of a gateway are compiled for lanfab"
+SUMMARY = "Headers to compile the libraries of a gateway for lanfab"
 DESCRIPTION = "Declares the functions that libcmd.so, libsysdb.so and libvantor.so provide for lanfab. Their \
 recipes depend on this one, and lanfab on them."
 SECTION = "devel"

@@ -1,6 +1,6 @@
 SUMMARY = "Network configuration of a gateway for systemd-networkd and dnsmasq"
-DESCRIPTION = "Turns one JSON object into the units of systemd-networkd and the files of dnsmasq, undoes \
-what the previous run left in the kernel and restarts both services."
+DESCRIPTION = "Turns one JSON object into the units of systemd-networkd and the files of dnsmasq, removes \
+what the previous configuration left in the kernel, and restarts both services."
 SECTION = "net"
 require lanfab.inc
 
@@ -31,7 +31,7 @@ do_install() {
 
 SYSTEMD_SERVICE:${PN} = "lanfab.service"
 
-# The user that dnsmasq changes to; sysusers.d would create it too, but not in an image that is read-only.
+# The user that dnsmasq changes to; sysusers.d cannot create it in a read-only image.
 USERADD_PACKAGES = "${PN}"
 USERADD_PARAM:${PN} = "--system --no-create-home --home-dir / --shell /sbin/nologin --user-group admin"
 

@@ -259,7 +259,7 @@ class Svg(Graph):
                 self.assert_nothing_left()
 
     def test_a_dot_that_fails(self):
-        for script, message in (("echo half; exit 3", "dot ended with status 3"),
+        for script, message in (("echo half; exit 3", "dot exited with status 3"),
                                 ("kill -TERM $$", "dot: Terminated"),
                                 ("echo nothing", "dot printed no diagram")):
             for form in "svg", "html":

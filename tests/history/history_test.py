@@ -110,10 +110,10 @@ class Lists(History):
     def test_damaged_entries_as_damaged(self):
         self.keep_two()
         (HISTORY / "1.txt").write_text("{}")
-        self.assertIn("   1  damaged: /var/lib/lanfab/history/1.txt: not as it was written\n",
+        self.assertIn("   1  damaged: /var/lib/lanfab/history/1.txt: corrupted\n",
                       self.lanfab("history"))
         self.assertEqual(self.entries()[1],
-                         {"number": 1, "damage": "/var/lib/lanfab/history/1.txt: not as it was written"})
+                         {"number": 1, "damage": "/var/lib/lanfab/history/1.txt: corrupted"})
 
     def test_nothing_that_a_terminal_would_execute(self):
         self.keep(FIRST, "-m", "\x1b[2Jgone\n\r\u202eback", SUDO_USER="a\x1b[1mb")
@@ -228,7 +228,7 @@ class GoesBack(History):
         self.lanfab("revert", "--yes", said="Not a directory")
         self.assertEqual(INSTALLED.read_text(), FIRST)
         said = self.keep(SECOND)
-        self.assertIn(f"warning: it is not in the history: {HISTORY}: Not a directory", said)
+        self.assertIn(f"warning: could not add it to the history: {HISTORY}: Not a directory", said)
         self.assertIn("Confirmed.", said)
         self.assertEqual(INSTALLED.read_text(), SECOND)
 

@@ -17,7 +17,7 @@ from lib.limits import HANG_SECONDS
 LANFAB, PROGRAM = (os.path.abspath(sys.argv.pop(1)) for _ in range(2))
 HAS_SANITIZERS = sys.argv.pop(1) == "sanitizers"
 EXAMPLE = EXAMPLES / "router" / "network.json"
-TOO_LARGE = "lanfab: the run was ended: its output, log, and files are larger than 64 MB\n"
+TOO_LARGE = "lanfab: the run was stopped: its output, log, and files exceed 64 MB\n"
 # The limit, in the memory of two processes, twice while a string grows, and as much for the rest.
 MEMORY = 300_000_000
 SMALL = "head -c 30000000 /dev/zero"
@@ -60,7 +60,7 @@ class Floods(Preview):
 class Limits(Preview):
     def test_time(self):
         self.assertEqual(self.preview("sleep infinity"),
-                         (2, "", "lanfab: the run was ended: it took longer than 60 s\n"))
+                         (2, "", "lanfab: the run was stopped: it took longer than 60 s\n"))
 
     def test_files(self):
         self.assert_too_large("head -c 70000000 /dev/zero >/run/large")

@@ -387,7 +387,7 @@ class Cell(PreviewTest):
         for cell, complaint in (
             ("missing", "No such file or directory"),
             (EXAMPLE, "Not a directory"),
-            (self.directory, "there is no file wwan_* in it"),
+            (self.directory, "contains no file wwan_*"),
         ):
             status, out, err = self.preview(f"--cell={cell}", EXAMPLE)
             self.assertEqual((status, out, err), (2, "", f"{cell}: {complaint}\n"))

@@ -21,7 +21,7 @@ from lib.processes import wait_for
 LANFAB, PROGRAM = (os.path.abspath(sys.argv.pop(1)) for _ in range(2))
 OTHER = ("setpriv", "--reuid=65534", "--regid=65534", "--clear-groups") if os.geteuid() == 0 else ()
 VICTIM = "belongs to somebody else\n"
-FOREIGN_LINK = ": not written through a link in a directory that other users may write to\n"
+FOREIGN_LINK = ": refusing to follow a link in a directory that other users can write to\n"
 
 
 class Planted(unittest.TestCase):

@@ -342,7 +342,7 @@ class Trial(Strings):
         fake_systemd.pretend_apply()
         self.write('{"dns": {"source": "static", "static": ["8.8.8.8"]}}', NAME)
         environment = {"SUDO_USER": NAME, "SSH_CONNECTION": f"{NAME} 1"}
-        for expected in "Applying ", "under way":
+        for expected in "Applying ", "a trial is in progress: ":
             output = self.run_lanfab("try", NAME, environment=environment)
             self.assertIn(expected, output)
             self.assert_clean(output)

@@ -14,6 +14,7 @@ WRONG = {
     "check-machine": ["no-such-need"],
     "check-package": ["--no-such-option"],
     "check-release": ["--no-such-option"],
+    "check-words": ["--no-such-option"],
     "coverage": ["extra"],
     "draw-session": ["build", "extra"],
     "install-packages": ["no-such-group"],

@@ -40,7 +40,7 @@ DIVERGENCES = [
     Divergence("a VLAN's device is edited", "shop", "up",
                f"sed -i 's/Id *= *20/Id = 21/' {UNITS}/*-eth0.20.netdev",
                "/var/run/systemd/network/30-eth0.20.netdev", DIFFERS, APPLY),
-    Divergence("a unit that nobody asked for is added", "router", "up",
+    Divergence("a unit that is not configured is added", "router", "up",
                f"echo '[Match]' >{UNITS}/99-foreign.network",
                "/var/run/systemd/network/99-foreign.network", SURPLUS, APPLY),
     Divergence("a tunnel's device is deleted", "tunnels", "up",

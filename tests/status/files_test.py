@@ -224,7 +224,7 @@ class Words(Files):
         own = [drift for drift in report["differences"] if drift["subject"] != "lock"]
         self.assertTrue(own)
         for drift in own:
-            self.assertEqual((drift["coming"], drift["fix"]), (True, ""), drift)
+            self.assertEqual((drift["pending"], drift["fix"]), (True, ""), drift)
 
 
 class Limits(Files):
@@ -258,7 +258,7 @@ class Limits(Files):
         began = time.monotonic()
         status, drift, not_checked = self.status_with("exec sleep 1000")
         self.assertEqual((status, drift), (0, []))
-        self.assertEqual(not_checked, ["the files: the run was ended: it took longer than 10 s"])
+        self.assertEqual(not_checked, ["the files: the run was stopped: it took longer than 10 s"])
         self.assertLess(time.monotonic() - began, 60)
 
     def test_without_cmd_lanfab_the_files_are_not_checked(self):
@@ -357,7 +357,7 @@ class Trial(Files):
 
     def test_an_overdue_trial(self):
         self.begin(ends=-600)
-        self.assertRegex(self.drift()[0], "^trial: it is overdue for 60[0-9] s; lanfab revert$")
+        self.assertRegex(self.drift()[0], "^trial: it has been overdue for 60[0-9] s; lanfab revert$")
 
     def test_a_lost_state(self):
         self.state.unlink()
@@ -394,8 +394,8 @@ class Plugin(Files):
         self.assertRegex(line, r"^LANFAB CRITICAL - /var/run/resolv.conf: it is missing \| drift=1 ")
 
     def test_without_a_gateway_it_is_unknown(self):
-        self.assertEqual(self.plugin(), (3, "LANFAB UNKNOWN - this is not a gateway that a run of cmd_lanfab"
-                                            " has set up\n"))
+        self.assertEqual(self.plugin(), (3, "LANFAB UNKNOWN - this machine has not been configured by "
+                                            "cmd_lanfab\n"))
 
 
 if __name__ == "__main__":

@@ -47,7 +47,7 @@ class Metrics(unittest.TestCase):
         self.assertEqual(result.returncode, 0)
         self.assertIn("lanfab_status_success 0\n", result.stdout)
         self.assertEqual(result.stderr,
-                         "lanfab: this is not a gateway that a run of cmd_lanfab has set up\n")
+                         "lanfab: this machine has not been configured by cmd_lanfab\n")
 
     def test_a_report_that_cannot_be_made_leaves_the_former_one(self):
         pathlib.Path("/run/hosts").unlink(missing_ok=True)

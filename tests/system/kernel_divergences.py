@@ -47,7 +47,7 @@ CONFIGURATIONS = {
 REMAKE_VLAN = "ip link delete dev eth0.100 && systemctl restart systemd-networkd"
 REMAKE_TUNNEL = "ip link delete dev gre-tun1 && systemctl restart systemd-networkd"
 RESTART = "systemctl restart systemd-networkd"
-FOREIGN = "is not from the configuration"
+FOREIGN = "is not configured"
 NEW_TUNNEL = "ip link delete gre-tun1; ip link add gre-tun1 type gre remote 198.51.100.1 local 203.0.113.10"
 
 
@@ -79,7 +79,7 @@ DIVERGENCES = [
         ("a VLAN is switched off", "ip link set eth0.100 down", "eth0.100", "it is down",
          "ip link set dev eth0.100 up"),
         ("a port gets an MTU that no unit sets", "ip link set eth1 mtu 1400", "eth1",
-         "the MTU is 1400, which no unit asks for", "ip link set dev eth1 mtu 1500"),
+         "the MTU is 1400, which no unit sets", "ip link set dev eth1 mtu 1500"),
         ("the cellular link gets another MTU", "ip link set wwan0 mtu 1400", "wwan0",
          "the MTU is 1400, not 1430", "ip link set dev wwan0 mtu 1430"),
         ("a VLAN gets a MAC address of its own", "ip link set eth0.100 address 02:00:5e:00:00:98", "eth0.100",
@@ -96,14 +96,14 @@ DIVERGENCES = [
          "it is a device of the kind bridge, not vlan", REMAKE_VLAN),
         ("a VLAN is deleted", "ip link delete eth0.100", "eth0.100", "the interface is missing", RESTART),
         ("a VLAN is added", "ip link add link eth1 name eth1.7 type vlan id 7", "eth1.7",
-         "it is in the kernel, but not in the configuration", "ip link delete dev eth1.7"),
+         "it exists in the kernel, but is not configured", "ip link delete dev eth1.7"),
         ("a VLAN with a hostile name is added", "ip link add link eth1 name 'eth1.9;false' type vlan id 9",
-         "eth1.9;false", "it is in the kernel, but not in the configuration",
+         "eth1.9;false", "it exists in the kernel, but is not configured",
          "ip link delete dev 'eth1.9;false'", SAMPLE),
         ("a tunnel is added", "ip link add gre-tun3 type gre remote 192.0.2.9 local 192.168.2.1", "gre-tun3",
-         "it is in the kernel, but not in the configuration", "ip link delete dev gre-tun3"),
+         "it exists in the kernel, but is not configured", "ip link delete dev gre-tun3"),
         ("a bridge is added", "ip link add br-lan type bridge", "br-lan",
-         "it is in the kernel, but not in the configuration", "ip link delete dev br-lan"),
+         "it exists in the kernel, but is not configured", "ip link delete dev br-lan"),
         ("a port is put into a bridge", "ip link add br9 up type bridge; ip link set eth1 master br9", "eth1",
          "it is in the bridge br9", "ip link set dev eth1 nomaster", {"cleanup": "ip link delete br9"}),
         # Routes
@@ -178,22 +178,22 @@ DIVERGENCES = [
          "the rule for the table main is missing", "ip rule add pref 32766 table main"),
         # Forwarding
         ("forwarding is switched off for a port", "echo 0 > /proc/sys/net/ipv4/conf/eth1/forwarding", "eth1",
-         "forwarding is off, but the configuration asks for it",
+         "forwarding is off, but the configuration enables it",
          "echo 1 > /proc/sys/net/ipv4/conf/eth1/forwarding", SAMPLE),
         ("forwarding is switched off for all", "echo 0 > /proc/sys/net/ipv4/ip_forward", "eth0",
-         "forwarding is off, but the configuration asks for it",
+         "forwarding is off, but the configuration enables it",
          "echo 1 > /proc/sys/net/ipv4/conf/eth0/forwarding"),
         ("proxy ARP is switched on", "echo 1 > /proc/sys/net/ipv4/conf/eth0/proxy_arp", "eth0",
-         "proxy ARP is on, but the configuration does not ask for it",
+         "proxy ARP is on, but the configuration does not enable it",
          "echo 0 > /proc/sys/net/ipv4/conf/eth0/proxy_arp"),
     ),
     *_in(
         "no router",
         ("forwarding is switched on for a port", "echo 1 > /proc/sys/net/ipv4/conf/eth0/forwarding", "eth0",
-         "forwarding is on, but the configuration does not ask for it",
+         "forwarding is on, but the configuration does not enable it",
          "echo 0 > /proc/sys/net/ipv4/conf/eth0/forwarding"),
         ("forwarding is switched on for all", "echo 1 > /proc/sys/net/ipv4/ip_forward", "eth1",
-         "forwarding is on, but the configuration does not ask for it",
+         "forwarding is on, but the configuration does not enable it",
          "echo 0 > /proc/sys/net/ipv4/conf/eth1/forwarding"),
     ),
     *_in(

@@ -45,7 +45,8 @@ def differences():
 
 
 def differences_of(seen):
-    return {(difference["subject"], difference["what"]) for difference in seen["differences"]}
+    return {(one["subject"], one["what"] + (" (pending)" if one["pending"] else ""))
+            for one in seen["differences"]}
 
 
 def wait_until_as_wanted():
@@ -149,7 +150,7 @@ class Differences(unittest.TestCase):
         self.assertIn("!     the address 192.168.100.1/24 is missing: hosts do not reach the gateway by\n"
                       "!     it\n"
                       "!     fix: networkctl reconfigure eth0.100\n"
-                      "!     the route to 192.168.100.0/24 is missing: packets take another way or none\n"
+                      "!     the route to 192.168.100.0/24 is missing: packets take another route or none\n"
                       "!     fix: ip route replace 192.168.100.0/24 dev eth0.100 proto static\n",
                       result.stdout)
 
@@ -174,7 +175,7 @@ class Differences(unittest.TestCase):
         gateway.disconnect_cellular()
         gateway.apply(router())
         self.assertTrue(gateway.wait_for_setup("eth0", "eth0.100", "eth1", timeout=60))
-        left = ("wwan0", "the address 10.64.1.2/30 is not from the configuration")
+        left = ("wwan0", "the address 10.64.1.2/30 is not configured")
         self.assertTrue(guest.wait_until(lambda: left in differences()))
 
     def test_a_trial_is_named_and_no_difference(self):

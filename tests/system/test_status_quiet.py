@@ -31,7 +31,7 @@ def look():
     found = json.loads(gateway.run("lanfab", "status", "--format", "json", check=False).stdout)["differences"]
     texts = {True: set(), False: set()}
     for one in found:
-        texts[one["coming"]].add(f"{one['subject']}: {one['what']}")
+        texts[one["pending"]].add(f"{one['subject']}: {one['what']}")
     return texts[False], texts[True]
 
 

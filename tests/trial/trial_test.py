@@ -101,13 +101,13 @@ class Ends(Trial):
         lock = pathlib.Path("/var/run/LANFAB_LOCKED")
         self.try_new()
         lock.touch()
-        self.lanfab("revert", status=0, said=f"{lock}: ")
+        self.lanfab("revert", status=0, said=f"removed {lock}, which a killed run had left")
         self.assertFalse(lock.exists())
 
     def test_the_lock_of_a_killed_run_does_not_delay_the_new_configuration(self):
         lock = pathlib.Path("/var/run/LANFAB_LOCKED")
         lock.touch()
-        self.try_new(said=f"{lock}: a run that was killed has left it; removed")
+        self.try_new(said=f"removed {lock}, which a killed run had left")
         self.assertFalse(lock.exists())
 
 
@@ -244,7 +244,7 @@ class Confinement(Trial):
 
     def test_as_the_packaged_unit(self):
         unit = pathlib.Path(__file__).parents[2] / "packaging/lanfab.service.in"
-        confinement = unit.read_text().split("\n# What follows confines")[1].split("[Install]")[0]
+        confinement = unit.read_text().split("\n# The settings below confine")[1].split("[Install]")[0]
         self.try_new()
         expected = ["SyslogIdentifier=cmd_lanfab", *(line for line in confinement.splitlines()
                                                      if "=" in line and not line.startswith("#"))]

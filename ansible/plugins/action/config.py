@@ -16,19 +16,19 @@ from ansible.plugins.action import ActionBase
 from ansible_collections.lanfab.gateway.plugins.module_utils.lanfab import last_line
 from ansible_collections.lanfab.gateway.plugins.module_utils.options import CONFIG
 
-# After the end of a trial the gateway may need this long until it can be asked how it ended.
+# Time after the end of a trial in which the gateway may not be reachable yet.
 ROLLBACK_SECONDS = 30
-# A connection whose other end has gone must not hang.
+# A connection to a host that is gone must not hang.
 KEEP_ALIVE = "-o ServerAliveInterval=5 -o ServerAliveCountMax=2"
 
 
-def complaint(error):
-    """Returns what ssh or Ansible complained about, in one line."""
+def reason_of(error):
+    """Returns the reason that ssh or Ansible printed, in one line."""
     return re.sub("^.* (?:over|via) ssh: ", "", last_line(to_text(error)))
 
 
 class Failure(Exception):
-    """Why the task fails, in one line, and what else its result has."""
+    """A failure of the task: the reason in one line, and further members of the result."""
 
     def __init__(self, message, **result):
         super(Failure, self).__init__(message)
@@ -50,7 +50,7 @@ class ActionModule(ActionBase):
             result.update(self._change(self._content(options), options))
         except AnsibleError as error:
             # With "unreachable" instead of "failed", Ansible might go on to the next wave.
-            result.update(failed=True, msg="%s: %s" % (self._old_host, complaint(error)))
+            result.update(failed=True, msg="%s: %s" % (self._old_host, reason_of(error)))
         except Failure as failure:
             result.update(failure.result, failed=True, msg="%s: %s" % (self._old_host, failure))
         finally:
@@ -66,7 +66,7 @@ class ActionModule(ActionBase):
                 with open(path, "rb") as file:
                     return file.read()
             except (AnsibleError, OSError) as error:
-                raise Failure("%s: %s" % (options["src"], complaint(error)))
+                raise Failure("%s: %s" % (options["src"], reason_of(error)))
         if isinstance(content, (dict, list)):
             content = json.dumps(content, indent=2) + "\n"
         return to_bytes(content)
@@ -78,23 +78,23 @@ class ActionModule(ActionBase):
         new_host = options["new_host"] or begun.pop("host", "")
         if not begun["changed"] or self._task.check_mode:
             return begun
-        # What the gateway's own clock ends begins a moment later.
+        # The gateway starts its own timer a moment later.
         end = time.monotonic() + options["timeout"] + ROLLBACK_SECONDS
-        self._await_force(new_host, end)
+        self._await_activation(new_host, end)
         self._confirm(new_host, options, end)
         return dict(begun, host=new_host)
 
-    def _await_force(self, new_host, end):
-        """Returns when the trial is active and the gateway can be reached at its new address."""
+    def _await_activation(self, new_host, end):
+        """Waits until the trial is active and the gateway can be reached at its new address."""
         hosts = [new_host] if new_host == self._old_host else [new_host, self._old_host]
-        trouble = "its trial did not come into force"
+        reason = "the trial did not become active"
         while time.monotonic() < end:
             for host in hosts:
                 self._connect_to(host)
                 try:
                     seen = self._ask("look")
                 except AnsibleError as error:
-                    trouble = complaint(error)
+                    reason = reason_of(error)
                     continue
                 if seen["state"] == "ended":
                     raise Failure(self._reason(seen["findings"]), findings=seen["findings"])
@@ -102,24 +102,24 @@ class ActionModule(ActionBase):
                     return
             time.sleep(0.5)
         raise Failure("not reached at %s through the new network, so not confirmed: the gateway rolls back "
-                      "by itself (%s)" % (new_host, trouble))
+                      "by itself (%s)" % (new_host, reason))
 
     @staticmethod
     def _reason(findings):
-        """Returns what `lanfab try` complained about, and how the trial ended."""
-        complaints = [line for line in findings if line.startswith("lanfab: ")]
-        lines = complaints or findings[-1:] or ["the trial has ended without a message"]
+        """Returns the errors of `lanfab try`, and how the trial ended."""
+        errors = [line for line in findings if line.startswith("lanfab: ")]
+        lines = errors or findings[-1:] or ["the trial has ended without a message"]
         return "not confirmed: " + "; ".join(line.replace("lanfab: ", "", 1) for line in lines)
 
     def _confirm(self, new_host, options, end):
         """Confirms the trial through a connection that did not exist before it was active."""
-        differences = ["its trial has ended"]
+        differences = ["the trial has ended"]
         while True:
             self._connect_to(new_host)
             try:
                 done = self._ask("confirm", verify=options["verify"], comment=options["comment"])
             except AnsibleError as error:
-                done = {"state": "unknown", "differences": [complaint(error)]}
+                done = {"state": "unknown", "differences": [reason_of(error)]}
             if done["state"] == "confirmed":
                 return
             differences = done["differences"] or differences
@@ -129,13 +129,13 @@ class ActionModule(ActionBase):
             time.sleep(1)
 
     def _ask(self, stage, **arguments):
-        """Runs a stage on the gateway. Returns its result; the task fails if it does."""
+        """Runs a stage on the gateway and returns its result; the task fails if the stage fails."""
         done = self._execute_module(module_name="lanfab.gateway.trial", task_vars=self._variables,
                                     module_args=dict(arguments, stage=stage))
         done.pop("invocation", None)
         if done.get("failed"):
-            said = done.pop("module_stderr", "") or done.pop("module_stdout", "")
-            raise Failure(last_line(said) if said else done["msg"], findings=done.get("findings", []))
+            output = done.pop("module_stderr", "") or done.pop("module_stdout", "")
+            raise Failure(last_line(output) if output else done["msg"], findings=done.get("findings", []))
         return done
 
     def _option(self, name):
@@ -145,7 +145,7 @@ class ActionModule(ActionBase):
             return None
 
     def _connect_to(self, host, is_new_connection=True):
-        """Has the next module run at this address, which must have the host key of the old one."""
+        """Makes the next module run at this address, which must have the host key of the old one."""
         if self._old_options["host"] == "":
             return
         extra = [self._old_options["ssh_extra_args"], KEEP_ALIVE]
@@ -159,7 +159,7 @@ class ActionModule(ActionBase):
         self._connection.set_option("ssh_extra_args", " ".join(extra).strip())
 
     def _leave(self):
-        """Has the next task connect as its inventory says."""
+        """Makes the next task connect as the inventory defines."""
         for name, value in self._old_options.items():
             if self._old_options["host"]:
                 self._connection.set_option(name, value)

@@ -1,5 +1,5 @@
 # Copyright: 2026 the lanfab maintainers
-"""The documentation of options that several modules have; module_utils/options.py has their types."""
+"""Documents the options that several modules share; module_utils/options.py has their types."""
 
 from __future__ import absolute_import, division, print_function
 
@@ -10,7 +10,7 @@ class ModuleDocFragment(object):
     DOCUMENTATION = r"""
 options:
   executable:
-    description: The program lanfab, unless it is where programs are looked for.
+    description: Path of lanfab, if it is not in a standard directory for programs.
     type: path
 requirements:
   - lanfab (package lanfab-tools)
@@ -18,11 +18,11 @@ author:
   - the lanfab maintainers (@lanfab)
 """
 
-    # Of a configuration that a gateway tries.
+    # Options of a trial.
     TRIAL = r"""
 options:
   timeout:
-    description: Seconds after which the gateway goes back to the old configuration unless it is confirmed.
+    description: Seconds after which the gateway rolls back unless the new configuration is confirmed.
     type: int
     default: 120
   probes:
@@ -31,11 +31,11 @@ options:
     elements: str
     default: []
   verify:
-    description: Whether a difference that C(lanfab status) did not find before prevents the confirmation.
+    description: Whether a new difference in C(lanfab status) prevents the confirmation.
     type: bool
     default: true
   backup:
-    description: Whether to keep a copy of the installed file beside it.
+    description: Whether to keep a copy of the installed file next to it.
     type: bool
     default: false
   comment:

@@ -1,5 +1,5 @@
 # Copyright: 2026 the lanfab maintainers
-"""Runs lanfab, for the modules."""
+"""Runs lanfab for the modules."""
 
 from __future__ import absolute_import, division, print_function
 
@@ -12,17 +12,17 @@ def find_lanfab(module):
     """Returns the path of lanfab, or fails the task."""
     return module.params.get("executable") or module.get_bin_path(
         "lanfab", opt_dirs=["/usr/sbin", "/usr/bin"], required=False) or module.fail_json(
-            msg="lanfab is not installed here: install the package lanfab-tools")
+            msg="lanfab is not installed: install the package lanfab-tools")
 
 
 def last_line(text):
-    """Returns the line of a program's output that says why it failed."""
+    """Returns the last line of a program's output, which has the reason of a failure."""
     lines = [line.strip() for line in text.splitlines() if line.strip()]
     return lines[-1] if lines else "it failed without a message"
 
 
 def ask_lanfab(module, *words):
-    """Returns what a command of lanfab prints with --format json; the task fails if that is no JSON."""
+    """Returns the JSON output of a lanfab command; the task fails if it is not valid."""
     _, out, err = module.run_command([find_lanfab(module), words[0], "--format", "json"] + list(words[1:]))
     try:
         return json.loads(out)
@@ -31,8 +31,8 @@ def ask_lanfab(module, *words):
 
 
 def problem_lines(files, strict=False):
-    """Returns a line for each error in what `lanfab check --format json` prints, with `strict` also for each
-    warning."""
+    """Returns a line for each error in the output of `lanfab check --format json`, and with `strict` for each
+    warning, too."""
     lines = []
     for entry in files:
         if "error" in entry:
@@ -44,6 +44,6 @@ def problem_lines(files, strict=False):
 
 
 def drift_lines(status):
-    """Returns a line for each difference in what `lanfab status --format json` prints, unless it is still
-    coming."""
-    return ["%s: %s" % (one["subject"], one["what"]) for one in status["differences"] if not one["coming"]]
+    """Returns a line for each difference in what `lanfab status --format json` prints, unless it is
+    pending."""
+    return ["%s: %s" % (one["subject"], one["what"]) for one in status["differences"] if not one["pending"]]

@@ -1,14 +1,14 @@
 # Copyright: 2026 the lanfab maintainers
-"""The types and defaults of options that several modules, or a module and its action plugin, have."""
+"""Types and defaults of the options that several modules, or a module and its action plugin, share."""
 
 from __future__ import absolute_import, division, print_function
 
 __metaclass__ = type
 
-# Of every module that runs lanfab.
+# The option of every module that runs lanfab.
 EXECUTABLE = {"executable": {"type": "path"}}
 
-# Of a configuration that a gateway tries.
+# The options of a trial.
 TRIAL = {
     "timeout": {"type": "int", "default": 120},
     "probes": {"type": "list", "elements": "str", "default": []},
@@ -17,7 +17,7 @@ TRIAL = {
     "comment": {"type": "str", "default": ""},
 }
 
-# All that lanfab.gateway.config accepts.
+# The arguments of lanfab.gateway.config.
 CONFIG = {
     "argument_spec": dict(TRIAL, src={"type": "path"}, content={"type": "raw"}, new_host={"type": "str"}),
     "mutually_exclusive": [["src", "content"]],

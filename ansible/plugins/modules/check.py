@@ -8,15 +8,16 @@ __metaclass__ = type
 
 DOCUMENTATION = r"""
 module: check
-short_description: Check configurations of gateways before a gateway is touched
+short_description: Check configurations before they are sent to gateways
 version_added: "1.1.0"
 description:
-  - Runs C(lanfab check) over files. It fails if one of them has an error.
-  - Use it with C(delegate_to=localhost), so that a bad file stops the play before it connects to a gateway.
-  - Nothing is changed, with and without check mode.
+  - Runs C(lanfab check) on files, and fails if one of them has an error.
+  - Use it with C(delegate_to=localhost), so that an invalid file stops the play before it connects to a
+    gateway.
+  - This module changes nothing, with or without check mode.
 options:
   files:
-    description: The configurations, on the machine where the module runs.
+    description: Paths of the configurations, on the machine where the module runs.
     type: list
     elements: path
     required: true
@@ -38,7 +39,7 @@ EXAMPLES = r"""
 
 RETURN = r"""
 files:
-  description: For each file its name and its findings, as C(lanfab check --format json) prints them.
+  description: The name and the findings of each file, as C(lanfab check --format json) prints them.
   returned: always
   type: list
   elements: dict

@@ -1,6 +1,6 @@
 #!/usr/bin/python
 # Copyright: 2026 the lanfab maintainers
-"""Documents lanfab.gateway.config, which the action plugin of the same name carries out."""
+"""Documents lanfab.gateway.config. The action plugin of the same name implements it."""
 
 from __future__ import absolute_import, division, print_function
 
@@ -8,37 +8,37 @@ __metaclass__ = type
 
 DOCUMENTATION = r"""
 module: config
-short_description: Apply a configuration to a gateway, and keep it only if the gateway can be reached
+short_description: Apply a configuration to a gateway, and confirm it only if the gateway can be reached
 version_added: "1.1.0"
 description:
-  - Starts C(lanfab try) on the gateway, drops the connection, and connects again through the new network. The
-    configuration is kept only if that works and nothing differs from it that was right before.
-  - Otherwise nothing is confirmed, and the gateway goes back to the old configuration by itself, whatever
-    becomes of the controller.
-  - Nothing is done if the gateway has this configuration already and C(lanfab status) finds no difference.
-  - In check mode the gateway checks the configuration and says what it would change.
-  - With C(--diff) the difference of the gateway's files is shown below the change summary, without keys.
+  - Starts C(lanfab try) on the gateway, drops the connection, and connects again through the new network.
+  - Confirms the configuration only if the new connection works and C(lanfab status) finds no new difference.
+  - Otherwise the gateway rolls back to the previous configuration on its own, even if the controller has
+    crashed or lost the network.
+  - Does nothing if the gateway already has this configuration and C(lanfab status) finds no difference.
+  - In check mode, the gateway checks the configuration and reports what it would change.
+  - With C(--diff), the output has the changes of the gateway's files below the change summary, without keys.
 options:
   src:
-    description: The configuration, a file on the controller. It is sent as it is.
+    description: Path of the configuration on the controller. The file is sent unchanged.
     type: path
   content:
     description:
-      - The configuration as a text.
-      - Ansible may turn the text of a template into an object before the module gets it. It is then written
-        anew, and an error such as a trailing comma is not found. Render templates to a file, as the playbooks
-        do.
+      - The configuration as a string.
+      - Ansible may convert the output of a template to an object before it passes it to the module. The
+        object is then serialized again, which hides errors such as a trailing comma. Render templates to a
+        file instead, as the playbooks do.
     type: raw
   new_host:
     description:
-      - Where the gateway is to be reached when the new configuration is active.
-      - Without it, this is the value that replaces the present address of the gateway in its configuration,
-        if there is one. The host key must be the one that is known for the old address.
+      - Address of the gateway while the new configuration is active.
+      - By default, this is the value that replaces the present address of the gateway in its configuration,
+        or the present address if nothing replaces it. The host key must be the one of the old address.
     type: str
 extends_documentation_fragment:
   - lanfab.gateway.options.trial
 notes:
-  - The connection is C(ssh). The task needs root, so C(become) unless the user is root.
+  - Requires a connection of the type C(ssh), and root. Use C(become) unless the user is root.
 seealso:
   - module: lanfab.gateway.check
   - module: lanfab.gateway.status
@@ -63,26 +63,26 @@ EXAMPLES = r"""
 
 RETURN = r"""
 summary:
-  description: What the configuration changes, in sentences.
+  description: The change summary, one sentence per change.
   returned: when something changes
   type: list
   elements: str
 findings:
-  description: What C(lanfab check) or C(lanfab try) found.
+  description: The findings of C(lanfab check) or the messages of C(lanfab try).
   returned: when it fails
   type: list
   elements: str
 drift:
-  description: What differed from the old configuration before.
+  description: Differences from the previous configuration before the change.
   returned: success
   type: list
   elements: str
 host:
-  description: Where the gateway was confirmed. Put it into the inventory if it is another one.
+  description: Address at which the configuration was confirmed. If it is new, update the inventory.
   returned: when the configuration was confirmed
   type: str
 backup_file:
-  description: The copy of the file that was replaced.
+  description: Path of the copy of the file that was replaced.
   returned: with I(backup)
   type: str
 """

@@ -11,14 +11,14 @@ module: history
 short_description: List the configurations that were confirmed on a gateway
 version_added: "1.1.0"
 description:
-  - Returns what C(lanfab history) lists, the latest one first. Nothing is changed.
-  - The history is root's; use C(become).
+  - Returns the entries of C(lanfab history), the latest one first. This module changes nothing.
+  - Only root can read the history; use C(become).
 extends_documentation_fragment:
   - lanfab.gateway.options
 """
 
 EXAMPLES = r"""
-- name: List what was confirmed
+- name: List the confirmed configurations
   lanfab.gateway.history:
   become: true
   register: confirmed
@@ -31,8 +31,8 @@ EXAMPLES = r"""
 RETURN = r"""
 entries:
   description:
-    - Of each configuration the I(number), the I(time) in seconds since 1970, I(who) confirmed it, the
-      I(comment) and the I(sha256). Of a damaged entry, the I(number) and the I(damage).
+    - For each configuration the I(number), the I(time) in seconds since 1970, I(who) confirmed it, the
+      I(comment) and the I(sha256). For a damaged entry, the I(number) and the I(damage).
   returned: always
   type: list
   elements: dict

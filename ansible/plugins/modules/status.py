@@ -1,6 +1,6 @@
 #!/usr/bin/python
 # Copyright: 2026 the lanfab maintainers
-"""Reports whether a gateway is as its configuration wants it."""
+"""Reports whether a gateway matches its configuration."""
 
 from __future__ import absolute_import, division, print_function
 
@@ -8,20 +8,20 @@ __metaclass__ = type
 
 DOCUMENTATION = r"""
 module: status
-short_description: Report whether a gateway is as its configuration wants it
+short_description: Report whether a gateway matches its configuration
 version_added: "1.1.0"
 description:
-  - Returns what C(lanfab status) finds as facts. It changes nothing, with and without check mode.
-  - Without C(become) the gateway shows what an ordinary user may see.
+  - Returns the results of C(lanfab status) as facts. It changes nothing, with or without check mode.
+  - Without C(become), facts that only root can read are missing.
 extends_documentation_fragment:
   - lanfab.gateway.options
 """
 
 EXAMPLES = r"""
-- name: Look at the gateway
+- name: Query the gateway
   lanfab.gateway.status:
 
-- name: Fail if it differs from its configuration
+- name: Fail if the gateway differs from its configuration
   ansible.builtin.assert:
     that: lanfab.drift == []
 """
@@ -33,7 +33,7 @@ ansible_facts:
   type: dict
   contains:
     lanfab:
-      description: What the gateway reports.
+      description: The status of the gateway.
       returned: always
       type: dict
       contains:
@@ -42,7 +42,7 @@ ansible_facts:
           returned: always
           type: str
         drift:
-          description: A line for each difference that is not still coming.
+          description: A line for each difference that is not pending.
           returned: always
           type: list
           elements: str
@@ -57,7 +57,7 @@ ansible_facts:
           type: list
           elements: dict
         trial:
-          description: The trial that is under way, or null.
+          description: The trial in progress, or null.
           returned: always
           type: str
         last_trial:
@@ -65,7 +65,7 @@ ansible_facts:
           returned: always
           type: str
         status:
-          description: All that C(lanfab status --format json) prints.
+          description: The whole output of C(lanfab status --format json).
           returned: always
           type: dict
 """

@@ -1,6 +1,6 @@
 #!/usr/bin/python
 # Copyright: 2026 the lanfab maintainers
-"""The gateway's part of lanfab.gateway.config."""
+"""Runs the steps of lanfab.gateway.config on the gateway."""
 
 from __future__ import absolute_import, division, print_function
 
@@ -8,14 +8,14 @@ __metaclass__ = type
 
 DOCUMENTATION = r"""
 module: trial
-short_description: The gateway's part of lanfab.gateway.config
+short_description: Run a step of lanfab.gateway.config on the gateway
 version_added: "1.1.0"
 description:
-  - The action plugin of M(lanfab.gateway.config) runs this module on the gateway. It is not for playbooks,
-    since it confirms what nobody has reached through the new network.
+  - The action plugin of M(lanfab.gateway.config) runs this module on the gateway. Do not use it in playbooks,
+    since it confirms a configuration without a test of the new network.
 options:
   stage:
-    description: Whether to begin a trial, to look how it stands, or to confirm it.
+    description: Whether to begin a trial, to query its state, or to confirm it.
     type: str
     choices: [begin, look, confirm]
     required: true
@@ -33,7 +33,7 @@ extends_documentation_fragment:
 """
 
 EXAMPLES = r"""
-- name: Look how the trial of this roll-out stands
+- name: Query the state of the trial of this roll-out
   lanfab.gateway.trial:
     stage: look
   become: true
@@ -47,12 +47,12 @@ state:
   returned: stage look or confirm
   type: str
 findings:
-  description: What lanfab printed.
+  description: The messages of lanfab.
   returned: stage look
   type: list
   elements: str
 differences:
-  description: What differs from the configuration and did not before the trial, so that it was not confirmed.
+  description: New differences from the configuration, because of which it was not confirmed.
   returned: stage confirm
   type: list
   elements: str
@@ -79,8 +79,8 @@ OUTPUT = DIRECTORY + "/output"
 STATUS = DIRECTORY + "/status"
 BEFORE = DIRECTORY + "/before.json"
 
-# It begins when the module has ended, and with it the connection, which the trial may cut. What it prints
-# counts only when its exit status is there.
+# Starts after the module and its connection have ended, since the trial may cut the connection. The output is
+# complete once there is an exit status.
 SCRIPT = 'sleep 1; "$@" >%s 2>&1; echo $? >%s.new; mv %s.new %s' % (OUTPUT, STATUS, STATUS, STATUS)
 
 
@@ -99,7 +99,7 @@ def write(path, content):
 
 
 def values_of(value, path=()):
-    """Yields each string, number and truth value in what JSON describes, with its path."""
+    """Yields each string, number and boolean of a JSON value, with its path."""
     if isinstance(value, (dict, list)):
         for key, member in value.items() if isinstance(value, dict) else enumerate(value):
             for found in values_of(member, path + (key,)):
@@ -119,7 +119,7 @@ def parse(content):
 
 
 def find_new_host(old, new, host):
-    """Returns what replaces the address in the configuration, or the address itself."""
+    """Returns the string that replaces the address in the configuration, or the address itself."""
     new_values = parse(new)
     for path, value in parse(old).items():
         if value == host and isinstance(new_values.get(path), str):
@@ -130,7 +130,7 @@ def find_new_host(old, new, host):
 def check_gateway(module):
     """Fails the task unless a trial can begin here. Returns what `lanfab status` prints."""
     if os.geteuid() != 0:
-        module.fail_json(msg="the network is root's: set become to true")
+        module.fail_json(msg="this module must run as root: set become to true")
     lanfab = find_lanfab(module)
     if module.run_command([lanfab, "try", "--help"])[0] != 0:
         module.fail_json(msg=lanfab + " is too old, it has no command try: upgrade the package lanfab-tools")
@@ -141,9 +141,9 @@ def check_gateway(module):
 
 
 def lay_files(module, content, status):
-    """Writes what the trial needs, after the rest of a roll-out whose controller was killed is removed."""
+    """Writes the files for the trial, and removes those of a roll-out whose controller was killed."""
     if module.run_command(["systemctl", "is-active", "--quiet", "lanfab-rollout.service"])[0] == 0:
-        module.fail_json(msg="another roll-out is under way on this gateway")
+        module.fail_json(msg="another roll-out is in progress on this gateway")
     shutil.rmtree(DIRECTORY, ignore_errors=True)
     os.mkdir(DIRECTORY, 0o700)
     write(FILE, content)
@@ -151,7 +151,7 @@ def lay_files(module, content, status):
 
 
 def find_changes(module):
-    """Fails the task if `lanfab check` finds an error. Returns what the configuration changes."""
+    """Fails the task if `lanfab check` finds an error. Returns the change summary and the diff."""
     errors = problem_lines(ask_lanfab(module, "check", FILE))
     if errors:
         shutil.rmtree(DIRECTORY)
@@ -163,7 +163,7 @@ def find_changes(module):
 
 
 def start(module):
-    """Starts the trial in a service of its own, which outlives the connection."""
+    """Starts the trial in its own service, which outlives the connection."""
     words = ["systemd-run", "--quiet", "--collect", "--unit=lanfab-rollout"]
     for name in ("SUDO_USER", "SSH_CONNECTION"):
         if os.environ.get(name):
@@ -176,7 +176,7 @@ def start(module):
         words.append("--no-verify")
     status, _, err = module.run_command(words + [FILE])
     if status != 0:
-        module.fail_json(msg="the trial cannot be started: " + last_line(err))
+        module.fail_json(msg="could not start the trial: " + last_line(err))
 
 
 def begin(module, content):
@@ -197,7 +197,7 @@ def begin(module, content):
 
 
 def read_own(path):
-    """Returns what lanfab has written about the trial, if it is that of this roll-out."""
+    """Returns the JSON object in a file of lanfab, if it is about the trial of this roll-out; or nothing."""
     try:
         value = json.loads(read(path).decode())
     except ValueError:
@@ -207,7 +207,7 @@ def read_own(path):
 
 def look(module, _):
     if not os.path.exists(DIRECTORY):
-        module.fail_json(msg="the gateway has lost the trial: it was started anew, or has rolled back")
+        module.fail_json(msg="the trial is gone: the gateway was rebooted, or has rolled back")
     findings = read(OUTPUT).decode("utf-8", "replace").splitlines()
     status = read(STATUS).decode().strip()
     if not status:
@@ -221,7 +221,7 @@ def look(module, _):
 
 def confirm(module, _):
     if read_own(OUTCOME).get("ending") == "kept":
-        # The answer of the confirmation before was lost.
+        # The result of an earlier confirmation was lost.
         return {"changed": True, "state": "confirmed", "differences": []}
     if not read_own(STATE):
         return {"changed": False, "state": "ended", "differences": []}

@@ -160,7 +160,7 @@ TEST_F(FileTest, ALockIsNotAwaitedForEver) {
   failing_flock.fail(251, EWOULDBLOCK);
   const ExclusiveLock lock(kDirectory, 5);
   EXPECT_FALSE(lock.is_held());
-  EXPECT_EQ(lock.error(), std::string(kDirectory) + ": another process has kept it locked for 5 s");
+  EXPECT_EQ(lock.error(), std::string(kDirectory) + ": another process has held its lock for 5 s");
 }
 
 TEST_F(FileTest, AMemoryFileIsReadFromItsStart) {

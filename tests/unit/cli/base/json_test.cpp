@@ -30,6 +30,6 @@ TEST(JsonTest, TheOutputOfAProgramIsCaptured) {
 
 TEST(JsonTest, AnythingElseIsAnError) {
   Json::Value value;
-  EXPECT_EQ(capture_json({"echo", "text"}, value), "echo: what it prints is no JSON");
+  EXPECT_EQ(capture_json({"echo", "text"}, value), "echo: invalid JSON output");
   EXPECT_EQ(capture_json({"no-such-program"}, value), "no-such-program: No such file or directory");
 }

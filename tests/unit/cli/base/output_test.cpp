@@ -17,7 +17,7 @@ using ::testing::IsEmpty;
 
 constexpr char kDirectory[] = "/run/output";
 constexpr char kFile[] = "/run/output/file";
-constexpr char kForeignLink[] = ": not written through a link in a directory that other users may write to";
+constexpr char kForeignLink[] = ": refusing to follow a link in a directory that other users can write to";
 
 extern FailingCall failing_fchmod;
 extern FailingCall failing_fsync;
@@ -30,7 +30,7 @@ static FailingCall failing_fstat;
 static FailingCall failing_create;
 // The type of the files that belong to another user: S_IFREG and the like.
 static mode_t foreign_type = 0;
-// What another user puts into the place of a directory just made.
+// What another user replaces a directory with that was just made.
 static std::string put_in_place;
 
 // A single user is there in the sandbox.
@@ -97,7 +97,7 @@ extern "C" int fchown(int file, uid_t user, gid_t group) noexcept {
 // Nothing, or the message.
 static std::string written(const std::string& path, const std::string& content) {
   OutputFile file(path);
-  if (const auto trouble = file.open()) return *trouble;
+  if (const auto error = file.open()) return *error;
   return file.write(content).value_or("");
 }
 
@@ -201,7 +201,7 @@ TEST_F(OutputFileTest, AnotherUserChoosesNoMode) {
 // The same for a file that stays its owner's.
 static std::string rewritten(const std::string& path, const std::string& content) {
   OutputFile file(path);
-  if (const auto trouble = file.open()) return *trouble;
+  if (const auto error = file.open()) return *error;
   return file.write(content, Owner::kKept).value_or("");
 }
 
@@ -354,7 +354,7 @@ TEST_F(OutputFileTest, AFileSystemWithoutModesTakesTheContent) {
 
 static std::string created(const std::string& path, const std::string& content) {
   OutputFile file(path);
-  if (const auto trouble = file.open()) return *trouble;
+  if (const auto error = file.open()) return *error;
   return file.create(content).value_or("");
 }
 
@@ -395,7 +395,7 @@ static const std::vector<File>& some_files() {
 
 static std::string saved(const std::string& path) {
   OutputDirectory directory(path);
-  if (const auto trouble = directory.open()) return *trouble;
+  if (const auto error = directory.open()) return *error;
   return directory.write(some_files()).value_or("");
 }
 

@@ -51,16 +51,16 @@ class SharedNumber {
 
 using Work = std::function<std::string(std::size_t)>;
 
-// The results in their order, as "bytes" or "(trouble)".
+// The results in their order, as "bytes" or "(error)".
 static std::vector<std::string> results_of(std::size_t tasks, std::size_t processes, const Work& work) {
   std::vector<std::string> results;
-  const auto trouble =
+  const auto error =
       do_tasks({tasks, processes, work, [&](std::size_t task, TaskResult result) {
                   EXPECT_EQ(task, results.size());
-                  results.push_back(result.trouble.empty() ? result.bytes : "(" + result.trouble + ")");
+                  results.push_back(result.error.empty() ? result.bytes : "(" + result.error + ")");
                   return true;
                 }});
-  EXPECT_EQ(trouble, std::nullopt);
+  EXPECT_EQ(error, std::nullopt);
   return results;
 }
 

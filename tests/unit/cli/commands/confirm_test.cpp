@@ -78,9 +78,9 @@ TEST_F(ConfirmTest, TheConfigurationOnTrialIsInstalled) {
   EXPECT_FALSE(read_state() || is_trial_active());
   const auto outcome = read_outcome();
   ASSERT_TRUE(outcome);
-  EXPECT_EQ(outcome->ending, Ending::kKept);
+  EXPECT_EQ(outcome->ending, Ending::kConfirmed);
   EXPECT_EQ(outcome->trial, "7");
-  EXPECT_EQ(outcome->in_force, sha256("new\n"));
+  EXPECT_EQ(outcome->active, sha256("new\n"));
 }
 
 TEST_F(ConfirmTest, OnlyTheTrialThatIsMeantIsConfirmed) {

@@ -22,59 +22,44 @@ static Drift drift(const std::string& subject, const std::string& what) {
   return one;
 }
 
-static Look trouble(const std::string& text) {
+static ObservedDrift error(const std::string& text) {
   return {{}, text};
 }
 
 TEST(VerificationTest, OnlyWhatWasNotThereBeforeIsNew) {
-  const Look before{{drift("eth0", "there is no carrier"), drift("eth1", "it is down")}, {}};
-  const Look now{{drift("eth0", "there is no carrier"), drift("eth0", "it is down")}, {}};
+  const ObservedDrift before{{drift("eth0", "there is no carrier"), drift("eth1", "it is down")}, {}};
+  const ObservedDrift now{{drift("eth0", "there is no carrier"), drift("eth0", "it is down")}, {}};
   EXPECT_THAT(new_drift(before, now),
               ElementsAre(AllOf(Field(&Drift::subject, "eth0"), Field(&Drift::what, "it is down"))));
 }
 
 // A server that has never answered does not end a trial while systemd-networkd asks it once more.
 TEST(VerificationTest, WhatWasMissingBeforeMayBePendingAgain) {
-  const std::pair<const char*, const char*> texts[] = {
-      {"an address by DHCP is missing", "an address by DHCP is coming"},
-      {"it is down", "it is coming up"},
-      {"forwarding is off, but the configuration asks for it", "forwarding is not on yet"},
-      {"proxy ARP is off", "proxy ARP is not on yet"},
-      {"the MTU is 1500, not 1400", "the MTU is 1500, not 1400 yet"},
-      {"it is activating", "it is activating"},
-      {"up", "up"},
-  };
-  for (const auto& [lasting, pending] : texts) {
-    const Look before{{drift("eth0", lasting)}, {}};
-    Look now{{drift("eth0", pending)}, {}};
-    now.drift.front().is_pending = true;
-    EXPECT_THAT(new_drift(before, now), IsEmpty()) << pending;
-    EXPECT_THAT(new_drift(now, before), IsEmpty()) << pending;
-    now.drift.front().subject = "eth1";
-    EXPECT_THAT(new_drift(before, now), SizeIs(1)) << pending;
-  }
-  const Look before{{drift("eth0", "an address by DHCP is missing")}, {}};
-  Look now{{drift("eth0", "the route to 10.0.0.0/8 is coming")}, {}};
+  const ObservedDrift before{{drift("eth0", "an address by DHCP is missing")}, {}};
+  ObservedDrift now = before;
   now.drift.front().is_pending = true;
+  EXPECT_THAT(new_drift(before, now), IsEmpty());
+  EXPECT_THAT(new_drift(now, before), IsEmpty());
+  now.drift.front().subject = "eth1";
   EXPECT_THAT(new_drift(before, now), SizeIs(1));
 }
 
 TEST(VerificationTest, WhatNoUnitAsksForIsNot) {
-  Look now{{drift("gre1", "it is in the kernel, but not in the configuration")}, {}};
+  ObservedDrift now{{drift("gre1", "it exists in the kernel, but is not configured")}, {}};
   now.drift.front().is_surplus = true;
   EXPECT_THAT(new_drift({}, now), IsEmpty());
 }
 
 TEST(VerificationTest, ThatThereIsNothingToSeeAnyMoreIsNew) {
   EXPECT_THAT(
-      new_drift({}, trouble("ip: no answer")),
+      new_drift({}, error("ip: no answer")),
       ElementsAre(AllOf(Field(&Drift::subject, "lanfab status"), Field(&Drift::what, "ip: no answer"))));
-  EXPECT_THAT(new_drift(trouble("this is not a gateway"), trouble("ip: no answer")), IsEmpty());
+  EXPECT_THAT(new_drift(error("this is not a gateway"), error("ip: no answer")), IsEmpty());
 }
 
 // The sandbox is no gateway.
 TEST(VerificationTest, WaitingEndsWhenThereIsNothingNew) {
-  EXPECT_THAT(wait_until_as_configured(look_at_gateway(), monotonic_seconds() + 3600, kAlways), IsEmpty());
+  EXPECT_THAT(wait_until_as_configured(observe_drift(), monotonic_seconds() + 3600, kAlways), IsEmpty());
 }
 
 TEST(VerificationTest, WaitingEndsInTimeAndWithTheTrial) {

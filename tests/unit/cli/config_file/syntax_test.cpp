@@ -8,7 +8,7 @@
 #include "cli/config_file/text_positions.h"
 #include "test_files.h"
 
-// The configuration that each test damages in one place.
+// The configuration that each test damages at one location.
 constexpr char kSound[] = R"({
   "wired": {
     "eth0": {
@@ -29,9 +29,9 @@ constexpr char kSound[] = R"({
 
 static std::string replaced(const std::string& part, const std::string& other) {
   std::string text = kSound;
-  const std::size_t place = text.find(part);
-  EXPECT_NE(place, std::string::npos) << part;
-  return text.replace(place, part.size(), other);
+  const std::size_t location = text.find(part);
+  EXPECT_NE(location, std::string::npos) << part;
+  return text.replace(location, part.size(), other);
 }
 
 // The text after the edits, the last one first.

@@ -14,7 +14,7 @@ static std::string database_in(const InitialState& state) {
   return "";
 }
 
-// Wherever the machine has it, a run in the sandbox looks for it at the usual place.
+// Wherever the machine has it, a run in the sandbox looks for it at the usual path.
 TEST(InitialStateTest, TheDatabaseOfThisMachineIsCopied) {
   put_file("/run/other.sqlite3", "database");
   setenv("LANFAB_SYSDB", "/run/other.sqlite3", 1);

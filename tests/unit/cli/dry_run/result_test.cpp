@@ -7,8 +7,8 @@ static DryRunResult full_result() {
   DryRunResult result;
   result.status = -15;
   result.files = {{{"/var/run/a", 0600, std::string("zero \0 byte\n", 12)}, Change::kWritten},
-                  {{"/var/run/b", 0644, ""}, Change::kKept},
-                  {{"/var/run/c", 0755, "\n"}, Change::kRewritten}};
+                  {{"/var/run/b", 0644, ""}, Change::kUntouched},
+                  {{"/var/run/c", 0755, "\n"}, Change::kUnchanged}};
   result.removed = {"/var/run/d", ""};
   result.commands = {{"ip", "link", "del", "eth0.7"}, {}, {"a b", "\"c\""}};
   result.messages = {{3, "first"}, {7, ""}};
@@ -70,7 +70,7 @@ TEST(Result, BytesThatEndTooEarlyAreAnError) {
     DryRunResult result;
     const std::optional<SandboxError> error = decode(bytes.substr(0, size), result);
     ASSERT_TRUE(error) << size;
-    EXPECT_EQ(error->what, "the world ended too early") << size;
+    EXPECT_EQ(error->what, "the sandboxed process exited unexpectedly") << size;
   }
 }
 

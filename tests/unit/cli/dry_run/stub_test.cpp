@@ -30,7 +30,7 @@ constexpr char kRoot[] = "/run/root";
   _exit(testing::Test::HasFailure() ? 1 : 0);
 }
 
-// Shows the system's libraries, which the stub needs, at the same places of the root.
+// Shows the system's libraries, which the stub needs, at the same paths of the root.
 static void show_libraries() {
   for (const std::string directory : {"/lib", "/lib64", "/usr"}) {
     const std::string shown = kRoot + directory;

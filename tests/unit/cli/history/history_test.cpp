@@ -47,8 +47,8 @@ class HistoryTest : public ::testing::Test {
     return texts;
   }
 
-  static std::string trouble_of(const std::optional<std::string>& trouble) {
-    return trouble.value_or("none");
+  static std::string error_of(const std::optional<std::string>& error) {
+    return error.value_or("none");
   }
 
   const History history_{kDirectory, {3, 1000}};
@@ -102,8 +102,7 @@ TEST_F(HistoryTest, KeepsWhatHasRoom) {
 
 TEST_F(HistoryTest, IsEmptyWithoutItsDirectory) {
   EXPECT_TRUE(configurations().empty());
-  EXPECT_EQ(trouble_of(history_.find("1", entry_)),
-            "the history has no entry 1; 'lanfab history' lists them");
+  EXPECT_EQ(error_of(history_.find("1", entry_)), "the history has no entry 1; 'lanfab history' lists them");
 }
 
 TEST_F(HistoryTest, HasNoEntryOfAnotherName) {
@@ -113,9 +112,9 @@ TEST_F(HistoryTest, HasNoEntryOfAnotherName) {
     put_file(std::string(kDirectory) + "/" + name, "x");
   EXPECT_THAT(configurations(), ElementsAre("one\n"));
   for (const char* number : {"0", "-1", "01", "2", "1.txt", "", "a\nb"}) {
-    EXPECT_THAT(trouble_of(history_.find(number, entry_)), HasSubstr("the history has no entry ")) << number;
+    EXPECT_THAT(error_of(history_.find(number, entry_)), HasSubstr("the history has no entry ")) << number;
   }
-  EXPECT_THAT(trouble_of(history_.find("a\nb", entry_)), HasSubstr("no entry a?b;"));
+  EXPECT_THAT(error_of(history_.find("a\nb", entry_)), HasSubstr("no entry a?b;"));
 }
 
 TEST_F(HistoryTest, ShowsDamagedEntriesAsDamaged) {
@@ -125,8 +124,8 @@ TEST_F(HistoryTest, ShowsDamagedEntriesAsDamaged) {
   std::filesystem::remove("/run/var/lib/history/3.txt");
   std::filesystem::create_directory("/run/var/lib/history/3.txt");
   EXPECT_THAT(configurations(), ElementsAre("damaged", "two\n", "damaged"));
-  EXPECT_EQ(trouble_of(history_.find("1", entry_)), "/run/var/lib/history/1.txt: not as it was written");
-  EXPECT_EQ(trouble_of(history_.find("3", entry_)), "/run/var/lib/history/3.txt: Is a directory");
+  EXPECT_EQ(error_of(history_.find("1", entry_)), "/run/var/lib/history/1.txt: corrupted");
+  EXPECT_EQ(error_of(history_.find("3", entry_)), "/run/var/lib/history/3.txt: Is a directory");
 }
 
 TEST_F(HistoryTest, GoesOnAfterADamagedEntry) {
@@ -145,33 +144,33 @@ TEST_F(HistoryTest, OverwritesWhatAKilledOneLeft) {
 
 TEST_F(HistoryTest, IsNotReadFromAnythingElse) {
   put_file("/run/var/lib", "");
-  EXPECT_EQ(trouble_of(history_.add("one\n", "")), "/run/var/lib/history: Not a directory");
+  EXPECT_EQ(error_of(history_.add("one\n", "")), "/run/var/lib/history: Not a directory");
   std::vector<HistoryEntry> entries;
-  EXPECT_EQ(trouble_of(history_.read(entries)), "/run/var/lib/history: Not a directory");
-  EXPECT_EQ(trouble_of(history_.find("1", entry_)), "/run/var/lib/history: Not a directory");
+  EXPECT_EQ(error_of(history_.read(entries)), "/run/var/lib/history: Not a directory");
+  EXPECT_EQ(error_of(history_.find("1", entry_)), "/run/var/lib/history: Not a directory");
   std::filesystem::remove("/run/var/lib");
   std::filesystem::create_directory("/run/var/lib");
   put_file(kDirectory, "");
-  EXPECT_EQ(trouble_of(history_.add("one\n", "")), "/run/var/lib/history: Not a directory");
+  EXPECT_EQ(error_of(history_.add("one\n", "")), "/run/var/lib/history: Not a directory");
 }
 
 TEST_F(HistoryTest, IsAsBeforeWhenAnEntryCannotBeWritten) {
   ASSERT_EQ(history_.add("one\n", ""), std::nullopt);
   failing_fsync.fail(1, EIO);
-  EXPECT_EQ(trouble_of(history_.add("two\n", "")), "/run/var/lib/history: Input/output error");
+  EXPECT_EQ(error_of(history_.add("two\n", "")), "/run/var/lib/history: Input/output error");
   failing_rename.fail(1, EIO);
-  EXPECT_EQ(trouble_of(history_.add("two\n", "")), "/run/var/lib/history: Input/output error");
+  EXPECT_EQ(error_of(history_.add("two\n", "")), "/run/var/lib/history: Input/output error");
   failing_unlink.fail(1, EIO);
-  EXPECT_EQ(trouble_of(history_.add("two\n", "")), "/run/var/lib/history: Input/output error");
+  EXPECT_EQ(error_of(history_.add("two\n", "")), "/run/var/lib/history: Input/output error");
   EXPECT_THAT(files(), ElementsAre("1.txt"));
   std::filesystem::create_directory("/run/var/lib/history/new");
-  EXPECT_EQ(trouble_of(history_.add("two\n", "")), "/run/var/lib/history: Is a directory");
+  EXPECT_EQ(error_of(history_.add("two\n", "")), "/run/var/lib/history: Is a directory");
 }
 
 TEST_F(HistoryTest, IsAsBeforeWhenTheDiskIsFull) {
   std::filesystem::create_directories(kDirectory);
   ASSERT_EQ(mount("full", kDirectory, "tmpfs", 0, "size=4096"), 0);
-  EXPECT_EQ(trouble_of(history_.add(std::string(5000, 'x'), "")),
+  EXPECT_EQ(error_of(history_.add(std::string(5000, 'x'), "")),
             "/run/var/lib/history: No space left on device");
   EXPECT_TRUE(files().empty());
   EXPECT_EQ(umount2(kDirectory, MNT_DETACH), 0);
@@ -187,10 +186,10 @@ TEST_F(HistoryTest, MayHaveARelativePath) {
 
 TEST_F(HistoryTest, IsOnlyAddedToWhenItIsOnTheDisk) {
   failing_fsync.fail(1, EIO);
-  EXPECT_EQ(trouble_of(history_.add("one\n", "")), "/run/var/lib/history: Input/output error");
+  EXPECT_EQ(error_of(history_.add("one\n", "")), "/run/var/lib/history: Input/output error");
   EXPECT_TRUE(files().empty());
   failing_fsync.fail(1, EIO, 1);
-  EXPECT_EQ(trouble_of(history_.add("one\n", "")), "/run/var/lib/history: Input/output error");
+  EXPECT_EQ(error_of(history_.add("one\n", "")), "/run/var/lib/history: Input/output error");
 }
 
 TEST_F(HistoryTest, OfThisMachineIsBelowVar) {
@@ -206,6 +205,6 @@ TEST_F(HistoryTest, AFailureIsOnlyAWarning) {
   testing::internal::CaptureStderr();
   record_in_history("one\n", "");
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "lanfab: warning: it is not in the history: /var/lib/lanfab/history: Not a directory\n");
+            "lanfab: warning: could not add it to the history: /var/lib/lanfab/history: Not a directory\n");
   std::filesystem::remove(kSystemDirectory);
 }

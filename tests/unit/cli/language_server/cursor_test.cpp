@@ -13,49 +13,49 @@ static Cursor cursor_in(std::string text) {
 }
 
 // "key a.[].b", the path to the value or to the object of the key.
-static std::string place_in(const std::string& text) {
+static std::string location_in(const std::string& text) {
   const Cursor cursor = cursor_in(text);
-  std::string place = cursor.kind == Cursor::Kind::kKey ? "key" : "value";
-  if (cursor.kind == Cursor::Kind::kElsewhere) place = "elsewhere";
+  std::string location = cursor.kind == Cursor::Kind::kKey ? "key" : "value";
+  if (cursor.kind == Cursor::Kind::kElsewhere) location = "elsewhere";
   for (const PathStep& step : cursor.path)
-    place += " " + step.value_or("[]");
-  return place;
+    location += " " + step.value_or("[]");
+  return location;
 }
 
 TEST(Cursor, IsAtAKeyOrAValue) {
-  EXPECT_EQ(place_in(R"({"a": {"b|c": 1}})"), "key a");
-  EXPECT_EQ(place_in(R"({"a": {|"b": 1}})"), "key a");
-  EXPECT_EQ(place_in(R"({"a": {"b"|: 1}})"), "key a");
-  EXPECT_EQ(place_in(R"({"a": {"b": 1|}})"), "value a b");
-  EXPECT_EQ(place_in(R"({"a": {"b": "x|y"}})"), "value a b");
-  EXPECT_EQ(place_in(R"({"a": [{"b": 1}, {"c": tr|ue}]})"), "value a [] c");
-  EXPECT_EQ(place_in(R"({"a": ["x", "|y"]})"), "value a []");
+  EXPECT_EQ(location_in(R"({"a": {"b|c": 1}})"), "key a");
+  EXPECT_EQ(location_in(R"({"a": {|"b": 1}})"), "key a");
+  EXPECT_EQ(location_in(R"({"a": {"b"|: 1}})"), "key a");
+  EXPECT_EQ(location_in(R"({"a": {"b": 1|}})"), "value a b");
+  EXPECT_EQ(location_in(R"({"a": {"b": "x|y"}})"), "value a b");
+  EXPECT_EQ(location_in(R"({"a": [{"b": 1}, {"c": tr|ue}]})"), "value a [] c");
+  EXPECT_EQ(location_in(R"({"a": ["x", "|y"]})"), "value a []");
 }
 
 TEST(Cursor, IsElsewhereBetweenThem) {
-  EXPECT_EQ(place_in(R"(|{"a": 1})"), "elsewhere");
-  EXPECT_EQ(place_in(R"({"a": 1}|)"), "elsewhere");
-  EXPECT_EQ(place_in(R"({"a": 1 |})"), "elsewhere a");
-  EXPECT_EQ(place_in(R"({"a" |: 1})"), "elsewhere a");
-  EXPECT_EQ(place_in("|"), "elsewhere");
-  EXPECT_EQ(place_in("tr|ue"), "elsewhere");
+  EXPECT_EQ(location_in(R"(|{"a": 1})"), "elsewhere");
+  EXPECT_EQ(location_in(R"({"a": 1}|)"), "elsewhere");
+  EXPECT_EQ(location_in(R"({"a": 1 |})"), "elsewhere a");
+  EXPECT_EQ(location_in(R"({"a" |: 1})"), "elsewhere a");
+  EXPECT_EQ(location_in("|"), "elsewhere");
+  EXPECT_EQ(location_in("tr|ue"), "elsewhere");
 }
 
 TEST(Cursor, IsFoundInATextThatIsNotComplete) {
-  EXPECT_EQ(place_in(R"({"a": {|)"), "key a");
-  EXPECT_EQ(place_in(R"({"a": {"b|)"), "key a");
-  EXPECT_EQ(place_in(R"({"a": |)"), "value a");
-  EXPECT_EQ(place_in(R"({"a": |})"), "value a");
-  EXPECT_EQ(place_in("{\"a\": {\"b|\n\"c\": 1}}"), "key a");
-  EXPECT_EQ(place_in(R"({"a": [|)"), "value a []");
-  EXPECT_EQ(place_in(R"({"a": {"b": 1 "c|": 2}})"), "key a");
-  EXPECT_EQ(place_in(R"(]{"a": |)"), "value a");
+  EXPECT_EQ(location_in(R"({"a": {|)"), "key a");
+  EXPECT_EQ(location_in(R"({"a": {"b|)"), "key a");
+  EXPECT_EQ(location_in(R"({"a": |)"), "value a");
+  EXPECT_EQ(location_in(R"({"a": |})"), "value a");
+  EXPECT_EQ(location_in("{\"a\": {\"b|\n\"c\": 1}}"), "key a");
+  EXPECT_EQ(location_in(R"({"a": [|)"), "value a []");
+  EXPECT_EQ(location_in(R"({"a": {"b": 1 "c|": 2}})"), "key a");
+  EXPECT_EQ(location_in(R"(]{"a": |)"), "value a");
 }
 
 TEST(Cursor, CommentsAreNoPartOfTheText) {
-  EXPECT_EQ(place_in("{\"a\": { // \"b\": {\n|"), "key a");
-  EXPECT_EQ(place_in("{\"a\": /* { */ |1}"), "value a");
-  EXPECT_EQ(place_in("{\"a\": {} /* |"), "elsewhere a");
+  EXPECT_EQ(location_in("{\"a\": { // \"b\": {\n|"), "key a");
+  EXPECT_EQ(location_in("{\"a\": /* { */ |1}"), "value a");
+  EXPECT_EQ(location_in("{\"a\": {} /* |"), "elsewhere a");
 }
 
 TEST(Cursor, TheOtherKeysOfTheObjectAreKnown) {

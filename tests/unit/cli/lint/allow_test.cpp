@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-static Finding finding_at(const std::string& text, const std::string& place, const std::string& rule) {
-  const auto begin = static_cast<std::ptrdiff_t>(text.find(place));
+static Finding finding_at(const std::string& text, const std::string& location, const std::string& rule) {
+  const auto begin = static_cast<std::ptrdiff_t>(text.find(location));
   return {rule, Severity::kError, {begin, begin + 1}, "message", {}};
 }
 

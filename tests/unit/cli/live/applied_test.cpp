@@ -48,7 +48,7 @@ class AppliedTest : public ::testing::Test {
     put_file(kMark, "");
   }
 
-  static std::string trouble() {
+  static std::string error() {
     Applied applied;
     return read_applied(applied).value_or("");
   }
@@ -57,13 +57,13 @@ class AppliedTest : public ::testing::Test {
 };
 
 TEST_F(AppliedTest, WithoutAnApplyNothingIsApplied) {
-  EXPECT_EQ(trouble(), "nothing has been applied since the machine was started");
+  EXPECT_EQ(error(), "nothing has been applied since the machine was started");
   EXPECT_FALSE(record_applied("old"));
 }
 
 TEST_F(AppliedTest, AMarkThatCannotBeReadIsReported) {
   std::filesystem::create_symlink(kMark, kMark);
-  EXPECT_THAT(trouble(), HasSubstr("/run/.delete_static_routes: Too many levels"));
+  EXPECT_THAT(error(), HasSubstr("/run/.delete_static_routes: Too many levels"));
 }
 
 TEST_F(AppliedTest, AFileThatIsOlderThanAnApplyByHandIsWhatItApplied) {
@@ -90,16 +90,16 @@ TEST_F(AppliedTest, AFileThatWasChangedAfterwardsIsNot) {
   struct stat mark {};
   ASSERT_EQ(stat(kMark, &mark), 0);
   change_later(kInstalledConfiguration, mark);
-  EXPECT_EQ(trouble(), "/etc/lanfab/network.json was changed after the last APPLY");
+  EXPECT_EQ(error(), "/etc/lanfab/network.json was changed after the last APPLY");
   // A copy may keep the time of its content.
   const timespec times[] = {{0, 0}, {0, 0}};
   ASSERT_EQ(utimensat(AT_FDCWD, kInstalledConfiguration, times, 0), 0);
-  EXPECT_EQ(trouble(), "/etc/lanfab/network.json was changed after the last APPLY");
+  EXPECT_EQ(error(), "/etc/lanfab/network.json was changed after the last APPLY");
   std::filesystem::remove(kInstalledConfiguration);
-  EXPECT_EQ(trouble(), "/etc/lanfab/network.json was changed after the last APPLY") << "it is missing";
+  EXPECT_EQ(error(), "/etc/lanfab/network.json was changed after the last APPLY") << "it is missing";
   std::filesystem::create_directory(kInstalledConfiguration);
   put_mark();
-  EXPECT_EQ(trouble(), "/etc/lanfab/network.json: Is a directory");
+  EXPECT_EQ(error(), "/etc/lanfab/network.json: Is a directory");
 }
 
 TEST_F(AppliedTest, ARecordHoldsUntilTheNextApply) {
@@ -134,7 +134,7 @@ TEST_F(AppliedTest, WhatNobodyHasWrittenIsNoRecord) {
     EXPECT_TRUE(is_applied(sha256("old"))) << text;
   }
   put_file(kRecord, whole + "er");
-  EXPECT_EQ(trouble(), "the configuration was changed during the last APPLY");
+  EXPECT_EQ(error(), "the configuration was changed during the last APPLY");
 }
 
 TEST_F(AppliedTest, WhatCannotBeRecordedLeavesNothing) {
@@ -164,7 +164,7 @@ TEST_F(AppliedTest, AConfigurationThatChangesDuringTheApplyOfTheServiceIsNotReco
   put_mark();
   put_file(kTrialConfiguration, "new");
   ASSERT_TRUE(record_noted_configuration());
-  EXPECT_EQ(trouble(), "the configuration was changed during the last APPLY");
+  EXPECT_EQ(error(), "the configuration was changed during the last APPLY");
 }
 
 TEST_F(AppliedTest, AnApplyIsRecordedIfItSucceeds) {

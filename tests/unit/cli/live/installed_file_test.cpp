@@ -97,7 +97,7 @@ TEST_F(InstalledFileTest, WhatIsMissingIsReported) {
   EXPECT_EQ(error_, "/run/etc: Is a directory");
 }
 
-// Whichever call fails before the new content is in its place, the former one stays, and nothing else.
+// Whichever call fails before the new content is installed, the former one stays, and nothing else.
 TEST_F(InstalledFileTest, AFailureLeavesTheInstalledFileAsItWas) {
   for (const char* blocked : {"/run/etc/network.json.previous", "/run/etc/network.json.previous.new",
                               "/run/etc/network.json.new"}) {

@@ -36,13 +36,13 @@ class OutcomeTest : public ::testing::Test {
 TEST_F(OutcomeTest, WhatIsWrittenIsReadByEverybody) {
   Outcome written = outcome(Ending::kRolledBack, "by bob");
   written.note = "and more";
-  written.in_force = "abc";
+  written.active = "abc";
   ASSERT_TRUE(write_outcome(written));
   const auto read = read_outcome();
   ASSERT_TRUE(read);
   EXPECT_EQ(read->trial, "7");
   EXPECT_EQ(read->ending, Ending::kRolledBack);
-  EXPECT_EQ(read->in_force, "abc");
+  EXPECT_EQ(read->active, "abc");
   EXPECT_EQ(describe(*read),
             "new.json, tried by anna, was rolled back at 2026-11-21 20:00:00 by bob; and more");
   struct stat status {};
@@ -51,9 +51,9 @@ TEST_F(OutcomeTest, WhatIsWrittenIsReadByEverybody) {
 }
 
 TEST_F(OutcomeTest, EachEndingHasItsWords) {
-  EXPECT_EQ(describe(outcome(Ending::kKept, "by anna")),
+  EXPECT_EQ(describe(outcome(Ending::kConfirmed, "by anna")),
             "new.json, tried by anna, was confirmed at 2026-11-21 20:00:00 by anna");
-  EXPECT_EQ(describe(outcome(Ending::kStuck, kNotKeptInTime)),
+  EXPECT_EQ(describe(outcome(Ending::kStuck, kNotConfirmedInTime)),
             "new.json, tried by anna, is being rolled back since it was not confirmed in time, but applying "
             "the previous configuration has failed since 2026-11-21 20:00:00");
   Outcome unknown = outcome(Ending::kRolledBack, kNotApplied);
@@ -63,7 +63,7 @@ TEST_F(OutcomeTest, EachEndingHasItsWords) {
 }
 
 TEST_F(OutcomeTest, NothingThatATerminalWouldExecuteIsShown) {
-  Outcome hostile = outcome(Ending::kKept, "by \033[2Janna");
+  Outcome hostile = outcome(Ending::kConfirmed, "by \033[2Janna");
   hostile.file = "a\nb";
   EXPECT_EQ(describe(hostile), "a?b, tried by anna, was confirmed at 2026-11-21 20:00:00 by ?[2Janna");
 }
@@ -82,13 +82,13 @@ TEST_F(OutcomeTest, WhatNobodyHasWrittenIsNoOutcome) {
 
 TEST_F(OutcomeTest, WithoutADirectoryItCannotBeWritten) {
   std::filesystem::create_directory(kFile);
-  EXPECT_FALSE(write_outcome(outcome(Ending::kKept, "")));
+  EXPECT_FALSE(write_outcome(outcome(Ending::kConfirmed, "")));
   std::filesystem::remove_all("/run/lanfab");
-  EXPECT_FALSE(write_outcome(outcome(Ending::kKept, "")));
+  EXPECT_FALSE(write_outcome(outcome(Ending::kConfirmed, "")));
 }
 
 TEST_F(OutcomeTest, TheNextTrialForgetsIt) {
-  ASSERT_TRUE(write_outcome(outcome(Ending::kKept, "")));
+  ASSERT_TRUE(write_outcome(outcome(Ending::kConfirmed, "")));
   forget_outcome();
   EXPECT_FALSE(read_outcome());
 }

@@ -27,7 +27,7 @@ class ProgramsTest : public ::testing::Test {
 
 TEST_F(ProgramsTest, TheyAreKeptAndRemoved) {
   for (int time = 0; time < 2; ++time)
-    EXPECT_EQ(keep_programs(kProgram), std::nullopt);
+    EXPECT_EQ(copy_programs(kProgram), std::nullopt);
   EXPECT_EQ(text_of_file("/run/lanfab/programs/cmd_lanfab"), "program");
   EXPECT_EQ(std::filesystem::file_size("/run/lanfab/programs/lanfab"),
             std::filesystem::file_size("/proc/self/exe"));
@@ -38,19 +38,19 @@ TEST_F(ProgramsTest, TheyAreKeptAndRemoved) {
 TEST_F(ProgramsTest, WithoutADirectoryNoneIsKept) {
   std::filesystem::remove("/run/lanfab");
   put_file("/run/lanfab", "");
-  EXPECT_EQ(keep_programs(kProgram), "/run/lanfab/programs: Not a directory");
+  EXPECT_EQ(copy_programs(kProgram), "/run/lanfab/programs: Not a directory");
   std::filesystem::remove("/run/lanfab");
 }
 
 TEST_F(ProgramsTest, AMissingProgramIsNotKept) {
-  EXPECT_EQ(keep_programs("/run/missing"), "/run/lanfab/programs: No such file or directory");
+  EXPECT_EQ(copy_programs("/run/missing"), "/run/lanfab/programs: No such file or directory");
 }
 
 TEST_F(ProgramsTest, AFileSystemThatCannotBeMountedKeepsNone) {
   ASSERT_EQ(mount("run", "/run/lanfab", "tmpfs", MS_NOEXEC, nullptr), 0);
   failing_mount.fail(1, EPERM);
-  EXPECT_EQ(keep_programs(kProgram), "/run/lanfab/programs: Operation not permitted");
-  EXPECT_EQ(keep_programs(kProgram), std::nullopt);
+  EXPECT_EQ(copy_programs(kProgram), "/run/lanfab/programs: Operation not permitted");
+  EXPECT_EQ(copy_programs(kProgram), std::nullopt);
   remove_programs();
   EXPECT_TRUE(std::filesystem::is_empty("/run/lanfab"));
   EXPECT_EQ(umount2("/run/lanfab", 0), 0);

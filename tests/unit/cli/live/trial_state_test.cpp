@@ -201,14 +201,14 @@ TEST_F(TrialStateTest, TheDescriptionCountsFromNow) {
 
 TEST_F(TrialStateTest, WhoeverDecidesFirstHasDecided) {
   EXPECT_EQ(read_decision(), Decision::kNone);
-  EXPECT_EQ(decide(Decision::kKept), Decision::kKept);
-  EXPECT_EQ(decide(Decision::kKept), Decision::kKept);
-  EXPECT_EQ(decide(Decision::kRolledBack), Decision::kKept);
+  EXPECT_EQ(decide(Decision::kConfirmed), Decision::kConfirmed);
+  EXPECT_EQ(decide(Decision::kConfirmed), Decision::kConfirmed);
+  EXPECT_EQ(decide(Decision::kRolledBack), Decision::kConfirmed);
   ASSERT_TRUE(remove_state());
   EXPECT_EQ(decide(Decision::kRolledBack), Decision::kRolledBack);
-  EXPECT_EQ(decide(Decision::kKept), Decision::kRolledBack);
+  EXPECT_EQ(decide(Decision::kConfirmed), Decision::kRolledBack);
   std::filesystem::remove_all("/run/lanfab");
-  EXPECT_EQ(decide(Decision::kKept), Decision::kNone) << "it cannot be written";
+  EXPECT_EQ(decide(Decision::kConfirmed), Decision::kNone) << "it cannot be written";
 }
 
 TEST_F(TrialStateTest, TheFirstReasonCounts) {

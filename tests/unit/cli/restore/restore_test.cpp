@@ -65,8 +65,8 @@ TEST_F(RestoreTest, AStepThatFailsIsReportedAndTheRestGoesOn) {
   EXPECT_THAT(restore(said_), ElementsAre("gre-tun1 still exists", "eth1 has MTU 1430 instead of 1500"));
   EXPECT_EQ(calls(), "link del dev gre-tun1\nlink set dev eth1 mtu 1500\n");
   EXPECT_EQ(said_,
-            "lanfab: gre-tun1 still exists, and is not restored: ip: Operation not supported\n"
-            "lanfab: eth1 has MTU 1430 instead of 1500, and is not restored: ip: Operation not supported\n");
+            "lanfab: gre-tun1 still exists; could not restore it: ip: Operation not supported\n"
+            "lanfab: eth1 has MTU 1430 instead of 1500; could not restore it: ip: Operation not supported\n");
 }
 
 TEST_F(RestoreTest, WhatCannotBeChangedIsReported) {
@@ -82,8 +82,8 @@ TEST_F(RestoreTest, WhatCannotBeChangedIsReported) {
   EXPECT_THAT(restore(said_),
               ElementsAre("eth0.100 is missing", "net/ipv4/conf/eth1/proxy_arp is 0 instead of ?[2J"));
   EXPECT_EQ(said_,
-            "lanfab: eth0.100 is missing, and is not restored: it cannot be changed\n"
-            "lanfab: net/ipv4/conf/eth1/proxy_arp is 0 instead of ?[2J, and is not restored: "
+            "lanfab: eth0.100 is missing; could not restore it: it cannot be changed\n"
+            "lanfab: net/ipv4/conf/eth1/proxy_arp is 0 instead of ?[2J; could not restore it: "
             "/proc/sys/net/ipv4/conf/eth1/proxy_arp: Invalid argument\n");
 }
 
@@ -129,6 +129,6 @@ TEST_F(RestoreTest, AKernelThatCannotBeReadIsReported) {
   ::testing::internal::CaptureStderr();
   record_kernel();
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-            "lanfab: the state of the kernel is not recorded, so a rollback does not restore it: "
+            "lanfab: could not record the kernel state, so a rollback will not restore it: "
             "ip: link is broken\n");
 }

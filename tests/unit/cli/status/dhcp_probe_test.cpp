@@ -76,10 +76,10 @@ TEST(DhcpProbe, APacketThatIsCutOffIsPassedOver) {
 }
 
 TEST(DhcpProbe, DamagedPacketsDoNoHarm) {
-  for (std::size_t place = 0; place < offer_of(kTransaction).size(); ++place) {
+  for (std::size_t location = 0; location < offer_of(kTransaction).size(); ++location) {
     for (const unsigned char value : Bytes{0x00, 0x4f, 0x80, 0xff}) {
       Bytes packet = offer_of(kTransaction);
-      packet[place] = value;
+      packet[location] = value;
       packet.shrink_to_fit();
       server_in(packet);
     }

@@ -19,7 +19,7 @@ class Daemon {
  public:
   explicit Daemon(std::vector<std::string> words) : process_(fork()) {
     if (process_ != 0) {
-      // The command line is there once the program has taken the place of this one.
+      // The command line is there once the program has replaced this one.
       while (text_of_file("/proc/" + number() + "/cmdline").find("pause") == std::string::npos)
         usleep(1000);
       return;

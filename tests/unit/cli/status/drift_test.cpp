@@ -24,7 +24,7 @@ static Snapshot gateway() {
 static Texts drift_of(const Snapshot& snapshot) {
   Texts texts;
   for (const Drift& drift : find_drift(snapshot))
-    texts.push_back(drift.subject + ": " + drift.what + (drift.is_pending ? " (pending)" : ""));
+    texts.push_back(drift.subject + ": " + describe(drift));
   return texts;
 }
 
@@ -41,8 +41,8 @@ TEST(Drift, Services) {
       {{"reloading", "reload", "success", 0}, {}},
       {{"inactive", "dead", "success", 0}, {"dnsmasq: it is not active"}},
       {{"failed", "failed", "exit-code", 0}, {"dnsmasq: it is not active"}},
-      {{"activating", "start", "success", 0}, {"dnsmasq: it is activating (pending)"}},
-      {{"deactivating", "stop", "success", 0}, {"dnsmasq: it is deactivating (pending)"}},
+      {{"activating", "start", "success", 0}, {"dnsmasq: it is not active (pending)"}},
+      {{"deactivating", "stop", "success", 0}, {"dnsmasq: it is not active (pending)"}},
       {{"activating", "auto-restart", "exit-code", 0}, {"dnsmasq: it is not active"}},
   };
   for (const auto& [service, expected] : cases) {
@@ -59,7 +59,7 @@ TEST(Drift, ARunRestartsTheServices) {
   snapshot.services[kNetworkd] = {"inactive", "dead", "success", 0};
   snapshot.lock = RunLockState{};
   snapshot.lock->is_held = true;
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("systemd-networkd: it is inactive (pending)"));
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("systemd-networkd: it is not active (pending)"));
 }
 
 TEST(Drift, TheLastRunOfEachAction) {
@@ -108,8 +108,7 @@ TEST(Drift, AnUnpluggedPortMissesNoRoutesButMayHaveForeignAddresses) {
   snapshot.kernel.links["eth0"].has_carrier = false;
   snapshot.kernel.links["eth0"].addresses = {{"192.168.1.9/24", false}};
   snapshot.wanted.interfaces["eth0"].route_sections = {{"10.20.0.0/16", "192.168.1.2", "", ""}};
-  EXPECT_THAT(drift_of(snapshot),
-              ElementsAre("eth0: the address 192.168.1.9/24 is not from the configuration"));
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: the address 192.168.1.9/24 is not configured"));
 }
 
 TEST(Drift, AGoodApplyMakesUpForTheRunsBeforeIt) {

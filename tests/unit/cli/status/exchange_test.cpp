@@ -8,9 +8,9 @@
 
 constexpr std::uint16_t kPort = 5300;
 
-static Exchange ask(const char* address, const std::string& question, const std::string& answer) {
+static Exchange ask(const char* address, const std::string& request, const std::string& answer) {
   Exchange exchange;
-  exchange.question.assign(question.begin(), question.end());
+  exchange.request.assign(request.begin(), request.end());
   exchange.is_answer = [answer](const Packet& packet) {
     return has_bytes(packet, 0, Bytes(answer.begin(), answer.end())) && packet.size == answer.size();
   };
@@ -44,8 +44,8 @@ class ExchangeTest : public ::testing::Test {
 TEST_F(ExchangeTest, EndsWhenAllIsAnswered) {
   const Responder one(udp_socket("127.0.0.1", kPort), answer_yes);
   const Responder other(udp_socket("127.0.0.2", kPort), answer_yes);
-  exchanges_.push_back(ask("127.0.0.1", "question", "yes"));
-  exchanges_.push_back(ask("127.0.0.2", "question", "yes"));
+  exchanges_.push_back(ask("127.0.0.1", "request", "yes"));
+  exchanges_.push_back(ask("127.0.0.2", "request", "yes"));
   ask_for(60'000);
   EXPECT_TRUE(exchanges_[0].is_answered);
   EXPECT_TRUE(exchanges_[1].is_answered);
@@ -54,8 +54,8 @@ TEST_F(ExchangeTest, EndsWhenAllIsAnswered) {
 TEST_F(ExchangeTest, AHostThatIsSilentDoesNotHoldUpTheOthers) {
   const Responder silent(udp_socket("127.0.0.1", kPort), [](const Bytes&) { return std::vector<Bytes>(); });
   const Responder other(udp_socket("127.0.0.2", kPort), answer_yes);
-  exchanges_.push_back(ask("127.0.0.1", "question", "yes"));
-  exchanges_.push_back(ask("127.0.0.2", "question", "yes"));
+  exchanges_.push_back(ask("127.0.0.1", "request", "yes"));
+  exchanges_.push_back(ask("127.0.0.2", "request", "yes"));
   EXPECT_GE(ask_for(2'000), 2'000);
   EXPECT_FALSE(exchanges_[0].is_answered);
   EXPECT_TRUE(exchanges_[1].is_answered);
@@ -66,22 +66,22 @@ TEST_F(ExchangeTest, AFloodOfOtherPacketsDoesNotMakeItLonger) {
   const Responder flood(udp_socket("127.0.0.1", kPort), [](const Bytes&) {
     return std::vector<Bytes>(200, Bytes{'n', 'o'});
   });
-  exchanges_.push_back(ask("127.0.0.1", "question", "yes"));
+  exchanges_.push_back(ask("127.0.0.1", "request", "yes"));
   EXPECT_LT(ask_for(100), 30'000);
   EXPECT_FALSE(exchanges_[0].is_answered);
 }
 
 TEST_F(ExchangeTest, AHostThatRefusesIsAskedAgain) {
-  exchanges_.push_back(ask("127.0.0.1", "question", "yes"));
-  int questions = 0;
+  exchanges_.push_back(ask("127.0.0.1", "request", "yes"));
+  int requests = 0;
   std::unique_ptr<Responder> late;
   exchanges_[0].send = [&](const Exchange& exchange) {
-    if (++questions == 2) late = std::make_unique<Responder>(udp_socket("127.0.0.1", kPort), answer_yes);
-    send(exchange.socket.number(), exchange.question.data(), exchange.question.size(), 0);
+    if (++requests == 2) late = std::make_unique<Responder>(udp_socket("127.0.0.1", kPort), answer_yes);
+    send(exchange.socket.number(), exchange.request.data(), exchange.request.size(), 0);
   };
   ask_for(60'000);
   EXPECT_TRUE(exchanges_[0].is_answered);
-  EXPECT_GE(questions, 2);
+  EXPECT_GE(requests, 2);
 }
 
 TEST_F(ExchangeTest, WithoutASocketNothingIsAsked) {

@@ -25,10 +25,11 @@ TEST(ForwardingDrift, ForwardingIsOnForAllInterfacesOrNone) {
   EXPECT_EQ(wanted_forwarding(snapshot, {}), std::nullopt) << "eth1 is not there";
   snapshot.kernel.links["eth1"] = {true, true, 1500, "", true, {}};
   EXPECT_EQ(wanted_forwarding(snapshot, {}), true);
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: forwarding is off, but the configuration asks for it"));
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: forwarding is off, but the configuration enables it"));
   EXPECT_EQ(fix_of(snapshot), "echo 1 > /proc/sys/net/ipv4/conf/eth0/forwarding");
   snapshot.setup["eth0"] = "configuring";
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: forwarding is not on yet (pending)"));
+  EXPECT_THAT(drift_of(snapshot),
+              ElementsAre("eth0: forwarding is off, but the configuration enables it (pending)"));
 }
 
 TEST(ForwardingDrift, ForwardingThatTheConfigurationForbids) {
@@ -37,7 +38,7 @@ TEST(ForwardingDrift, ForwardingThatTheConfigurationForbids) {
   snapshot.forbids_forwarding = true;
   EXPECT_EQ(wanted_forwarding(snapshot, {}), false);
   EXPECT_THAT(drift_of(snapshot),
-              ElementsAre("eth0: forwarding is on, but the configuration does not ask for it"));
+              ElementsAre("eth0: forwarding is on, but the configuration does not enable it"));
   EXPECT_EQ(fix_of(snapshot), "echo 0 > /proc/sys/net/ipv4/conf/eth0/forwarding");
   snapshot.wanted.interfaces["eth1"].forwards = true;
   EXPECT_EQ(wanted_forwarding(snapshot, {}), std::nullopt) << "a unit asks for it";
@@ -62,7 +63,7 @@ TEST(ForwardingDrift, ProxyArpOfAPassThroughPort) {
   EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: proxy ARP is off"));
   EXPECT_EQ(fix_of(snapshot), "echo 1 > /proc/sys/net/ipv4/conf/eth0/proxy_arp");
   snapshot.setup["eth0"] = "configuring";
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: proxy ARP is not on yet (pending)"));
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: proxy ARP is off (pending)"));
 }
 
 TEST(ForwardingDrift, ProxyArpThatNoUnitAsksFor) {
@@ -70,7 +71,7 @@ TEST(ForwardingDrift, ProxyArpThatNoUnitAsksFor) {
   InterfaceFacts& wanted = snapshot.wanted.interfaces["eth0"];
   snapshot.kernel.links["eth0"].proxies_arp = true;
   EXPECT_THAT(drift_of(snapshot),
-              ElementsAre("eth0: proxy ARP is on, but the configuration does not ask for it (surplus)"));
+              ElementsAre("eth0: proxy ARP is on, but the configuration does not enable it (surplus)"));
   EXPECT_EQ(fix_of(snapshot), "echo 0 > /proc/sys/net/ipv4/conf/eth0/proxy_arp");
   // It waits for the cellular link.
   wanted.is_passed_through = true;

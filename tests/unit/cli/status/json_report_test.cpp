@@ -23,7 +23,7 @@ static Snapshot full_snapshot() {
   snapshot.runs.push_back({"APPLY", 3'000'000, 500'000, LastRun::End::kFailed, {{5, "cmd_lanfab start"}}});
   snapshot.lock = RunLockState{4000, true, 2};
   snapshot.trial = TrialState{"anna", "new.json"};
-  snapshot.last_trial = Outcome{"7", "bob", "old.json", Ending::kKept, "by bob", "", "", 1795291200};
+  snapshot.last_trial = Outcome{"7", "bob", "old.json", Ending::kConfirmed, "by bob", "", "", 1795291200};
   return snapshot;
 }
 
@@ -36,9 +36,9 @@ TEST(JsonReport, HoldsEverythingOfASnapshot) {
   ASSERT_TRUE(report.removeMember("trial", &trial));
   EXPECT_THAT(trial.asString(), testing::StartsWith("new.json on trial by anna for "));
   EXPECT_EQ(report, json(R"({
-    "differences": [{"subject": "eth0", "what": "it is down", "coming": true, "why": "nothing passes",
+    "differences": [{"subject": "eth0", "what": "it is down", "pending": true, "why": "nothing passes",
                      "fix": "ip link set eth0 up"}],
-    "allowed": [{"subject": "eth1", "what": "it is down", "coming": false, "why": "", "fix": ""}],
+    "allowed": [{"subject": "eth1", "what": "it is down", "pending": false, "why": "", "fix": ""}],
     "not_checked": ["the trial"],
     "interfaces": [
       {"name": "eth0", "setup": "configuring",

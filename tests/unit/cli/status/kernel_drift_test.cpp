@@ -16,8 +16,8 @@ TEST(KernelDrift, WhatCouldNotBeReadIsNamed) {
   snapshot.kernel.errors = {"the routes: ip: no answer within 2 s"};
   EXPECT_THAT(
       described(find_kernel_drift, snapshot),
-      ElementsAre("eth0: it is down", "eth0: forwarding is on, but the configuration does not ask for it",
-                  "policy rules: rule 50 for any packet, table 77, is not from the configuration (surplus)",
+      ElementsAre("eth0: it is down", "eth0: forwarding is on, but the configuration does not enable it",
+                  "policy rules: rule 50 for any packet, table 77, is not configured (surplus)",
                   "kernel: could not read the routes: ip: no answer within 2 s"));
 }
 

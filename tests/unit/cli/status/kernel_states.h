@@ -44,7 +44,6 @@ inline std::vector<Drift> found(FindDrift find, const Snapshot& snapshot) {
 inline std::vector<std::string> described(FindDrift find, const Snapshot& snapshot) {
   std::vector<std::string> texts;
   for (const Drift& drift : found(find, snapshot))
-    texts.push_back(drift.subject + ": " + drift.what + (drift.is_pending ? " (pending)" : "") +
-                    (drift.is_surplus ? " (surplus)" : ""));
+    texts.push_back(drift.subject + ": " + describe(drift) + (drift.is_surplus ? " (surplus)" : ""));
   return texts;
 }

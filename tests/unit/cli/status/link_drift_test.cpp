@@ -32,7 +32,7 @@ TEST(LinkDrift, AMissingInterface) {
   snapshot.services[kNetworkd].state = "activating";
   EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: the interface is missing"));
   snapshot.wanted.interfaces["eth0"].is_made = true;
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: the interface is coming (pending)"));
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: the interface is missing (pending)"));
   snapshot.services[kNetworkd].state = "active";
   EXPECT_EQ(fix_of(snapshot), "systemctl restart systemd-networkd");
 }
@@ -55,7 +55,7 @@ TEST(LinkDrift, ALinkThatIsDown) {
   EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: it is down"));
   EXPECT_EQ(fix_of(snapshot), "ip link set dev eth0 up");
   snapshot.setup["eth0"] = "configuring";
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: it is coming up (pending)"));
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: it is down (pending)"));
 }
 
 // A .link file that also matches a VLAN has udev fail to rename it.
@@ -66,8 +66,8 @@ TEST(LinkDrift, ALinkThatUdevHasNotAnnouncedFor30Seconds) {
   snapshot.kernel.links["eth0"].addresses.clear();
   snapshot.units["eth0"].saved = 1000'000'000;
   snapshot.kernel.time = 1029;
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: it is coming up (pending)",
-                                              "eth0: the address 192.168.1.1/24 is coming (pending)"));
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: it is down (pending)",
+                                              "eth0: the address 192.168.1.1/24 is missing (pending)"));
   snapshot.kernel.time = 1030;
   EXPECT_THAT(
       drift_of(snapshot),
@@ -84,7 +84,7 @@ TEST(LinkDrift, ALeaseThatDoesNotComeWithin30Seconds) {
   snapshot.kernel.links["eth0"].addresses.clear();
   snapshot.units["eth0"].saved = 1000'000'000;
   snapshot.kernel.time = 1029;
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: an address by DHCP is coming (pending)"));
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: an address by DHCP is missing (pending)"));
   snapshot.kernel.time = 1030;
   EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: an address by DHCP is missing"));
 }
@@ -119,7 +119,7 @@ TEST(LinkDrift, WhatIsMissingMayBePending) {
     Snapshot snapshot = gateway();
     snapshot.setup["eth0"] = setup;
     snapshot.kernel.links["eth0"].addresses.clear();
-    EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: the address 192.168.1.1/24 is coming (pending)"))
+    EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: the address 192.168.1.1/24 is missing (pending)"))
         << setup;
   }
 }
@@ -131,7 +131,7 @@ TEST(LinkDrift, AddressesThatAreMissingOrNotConfigured) {
   EXPECT_THAT(
       drift_of(snapshot),
       ElementsAre("eth0: the address 192.168.1.1/24 is missing", "eth0: the address 10.0.0.1/8 is missing",
-                  "eth0: the address 192.168.1.9/24 is not from the configuration (surplus)"));
+                  "eth0: the address 192.168.1.9/24 is not configured (surplus)"));
   const std::vector<Drift> drift = found(find_link_drift, snapshot);
   EXPECT_EQ(drift[0].fix, "networkctl reconfigure eth0");
   EXPECT_EQ(drift[2].fix, "ip address delete 192.168.1.9/24 dev eth0");
@@ -144,7 +144,7 @@ TEST(LinkDrift, AnAddressWithoutPrefixIsItsOwnWithAny) {
   snapshot.kernel.links["eth0"].addresses = {{"192.168.1.10/24", false}};
   EXPECT_THAT(drift_of(snapshot),
               ElementsAre("eth0: the address 192.168.1.1 is missing",
-                          "eth0: the address 192.168.1.10/24 is not from the configuration (surplus)"));
+                          "eth0: the address 192.168.1.10/24 is not configured (surplus)"));
 }
 
 TEST(LinkDrift, ADhcpClientNeedsALease) {
@@ -152,7 +152,7 @@ TEST(LinkDrift, ADhcpClientNeedsALease) {
   snapshot.wanted.interfaces["eth0"].address = kDynamicAddress;
   EXPECT_THAT(drift_of(snapshot),
               ElementsAre("eth0: an address by DHCP is missing",
-                          "eth0: the address 192.168.1.1/24 is not from the configuration (surplus)"));
+                          "eth0: the address 192.168.1.1/24 is not configured (surplus)"));
   snapshot.kernel.links["eth0"].addresses = {{"192.168.1.1/24", true}};
   EXPECT_THAT(drift_of(snapshot), IsEmpty());
 }
@@ -163,13 +163,13 @@ TEST(LinkDrift, TheMtu) {
   EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: the MTU is 1500, not 1400"));
   EXPECT_EQ(fix_of(snapshot), "ip link set dev eth0 mtu 1400");
   snapshot.setup["eth0"] = "configuring";
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: the MTU is 1500, not 1400 yet (pending)"));
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: the MTU is 1500, not 1400 (pending)"));
 }
 
 TEST(LinkDrift, AnMtuThatNoUnitAsksFor) {
   Snapshot snapshot = gateway();
   snapshot.kernel.links["eth0"].mtu = 1430;
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: the MTU is 1430, which no unit asks for (surplus)"));
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: the MTU is 1430, which no unit sets (surplus)"));
   EXPECT_EQ(fix_of(snapshot), "ip link set dev eth0 mtu 1500");
   // The next link brings its own.
   snapshot.wanted.interfaces["eth0"].is_passed_through = true;
@@ -194,7 +194,7 @@ TEST(LinkDrift, TheBridgeOfAMember) {
   EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: it is in the bridge br-lan (surplus)"));
   EXPECT_EQ(fix_of(snapshot), "ip link set dev eth0 nomaster");
   snapshot.setup["eth0"] = "configuring";
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: it is in the bridge br-lan still (pending) (surplus)"));
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: it is in the bridge br-lan (pending) (surplus)"));
 }
 
 TEST(LinkDrift, TheMacAddressOfACard) {
@@ -338,7 +338,7 @@ TEST(LinkDrift, WhatIsLeftOfAFormerConfiguration) {
     snapshot.kernel.links[name] = {true, true, 1500, "", std::nullopt, {}};
   Texts subjects;
   for (const Drift& drift : found(find_link_drift, snapshot)) {
-    EXPECT_EQ(drift.what, "it is in the kernel, but not in the configuration");
+    EXPECT_EQ(drift.what, "it exists in the kernel, but is not configured");
     EXPECT_EQ(drift.fix, "ip link delete dev " + drift.subject);
     EXPECT_TRUE(drift.is_surplus);
     subjects.push_back(drift.subject);
@@ -351,8 +351,7 @@ TEST(LinkDrift, AddressesThatAreLeftOnAPort) {
     Snapshot snapshot = gateway();
     snapshot.kernel.links[name] = {true, true, 1500, "", std::nullopt, {{"10.64.1.2/30", false}}};
     EXPECT_THAT(drift_of(snapshot),
-                ElementsAre(std::string(name) + ": the address 10.64.1.2/30 is not from the "
-                                                "configuration (surplus)"));
+                ElementsAre(std::string(name) + ": the address 10.64.1.2/30 is not configured (surplus)"));
     snapshot.kernel.links[name].is_up = false;
     EXPECT_THAT(drift_of(snapshot), IsEmpty());
   }

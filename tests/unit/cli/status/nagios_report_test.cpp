@@ -19,7 +19,7 @@ TEST(NagiosReport, WithoutDriftItIsOk) {
 
 TEST(NagiosReport, WhatIsPendingIsAWarning) {
   expect({{drift("eth0", true)}, {}, {}}, 1,
-         "LANFAB WARNING - eth0: it is down | drift=0 pending=1 allowed=0\n");
+         "LANFAB WARNING - eth0: it is down (pending) | drift=0 pending=1 allowed=0\n");
 }
 
 TEST(NagiosReport, DriftIsCriticalAndComesFirst) {

@@ -17,7 +17,7 @@ TEST(PrometheusReport, EveryMetricHasHelpTypeAndItsSamples) {
   snapshot.runs.push_back({"APPLY", 1'795'291'200'000'042, 2'500'000, LastRun::End::kDone, {}});
   snapshot.last_trial = Outcome{"7", "anna", "new.json", Ending::kRolledBack, "by anna", "", "", 1795291300};
   const Drift present{"eth0", "it is down", false, "nothing passes", "ip link set eth0 up"};
-  const Drift pending{"eth0", "the address is coming", true, "", ""};
+  const Drift pending{"eth0", "the address is missing", true, "", ""};
   EXPECT_EQ(
       metrics_of(snapshot, {{present, pending, present}, {present}, {"the trial", "the files"}}),
       "# HELP lanfab_status_success Whether the gateway could be examined.\n"
@@ -45,7 +45,7 @@ TEST(PrometheusReport, EveryMetricHasHelpTypeAndItsSamples) {
       "# HELP lanfab_last_apply_duration_seconds How long the last apply took.\n"
       "# TYPE lanfab_last_apply_duration_seconds gauge\n"
       "lanfab_last_apply_duration_seconds 2.500000\n"
-      "# HELP lanfab_last_apply_success Whether the last apply came to its end without a failure.\n"
+      "# HELP lanfab_last_apply_success Whether the last apply succeeded.\n"
       "# TYPE lanfab_last_apply_success gauge\n"
       "lanfab_last_apply_success 1\n"
       "# HELP lanfab_trial_active Whether a configuration is on trial.\n"
@@ -54,9 +54,9 @@ TEST(PrometheusReport, EveryMetricHasHelpTypeAndItsSamples) {
       "# HELP lanfab_last_trial_end_timestamp_seconds When the last trial since the boot ended.\n"
       "# TYPE lanfab_last_trial_end_timestamp_seconds gauge\n"
       "lanfab_last_trial_end_timestamp_seconds 1795291300\n"
-      "# HELP lanfab_last_trial_kept Whether the last trial was confirmed.\n"
-      "# TYPE lanfab_last_trial_kept gauge\n"
-      "lanfab_last_trial_kept 0\n"
+      "# HELP lanfab_last_trial_confirmed Whether the last trial was confirmed.\n"
+      "# TYPE lanfab_last_trial_confirmed gauge\n"
+      "lanfab_last_trial_confirmed 0\n"
       "# HELP lanfab_last_trial_rollback_failing Whether the rollback of the last trial keeps failing.\n"
       "# TYPE lanfab_last_trial_rollback_failing gauge\n"
       "lanfab_last_trial_rollback_failing 0\n"

@@ -75,7 +75,7 @@ TEST(RouteDrift, AMissingRouteIsNamedByItsDestination) {
   leased.wanted.interfaces["eth0"].route_sections = {{"10.20.0.0/16", "_dhcp", "", ""}};
   EXPECT_EQ(only_drift(leased).fix, "networkctl reconfigure eth0");
   snapshot.setup["eth0"] = "configuring";
-  EXPECT_EQ(drift_of(snapshot).front(), "eth0: the route to 10.20.0.0/16 is coming (pending)");
+  EXPECT_EQ(drift_of(snapshot).front(), "eth0: the route to 10.20.0.0/16 is missing (pending)");
   snapshot.kernel.links["eth0"].has_carrier = false;
   EXPECT_THAT(drift_of(snapshot), IsEmpty()) << "systemd-networkd waits for a carrier";
 }
@@ -95,7 +95,7 @@ TEST(RouteDrift, ARouteThatIsNotFromTheConfiguration) {
   snapshot.kernel.routes.push_back(by_hand("172.16.0.0/12", "192.168.1.9", "eth0", 7));
   EXPECT_THAT(drift_of(snapshot),
               ElementsAre("eth0: the route to 172.16.0.0/12 by 192.168.1.9, metric 7, is not "
-                          "from the configuration (surplus)"));
+                          "configured (surplus)"));
   EXPECT_EQ(only_drift(snapshot).fix, "ip route del 172.16.0.0/12 via 192.168.1.9 dev eth0 metric 7");
   snapshot.kernel.routes.back().type = "blackhole";
   snapshot.kernel.routes.back().gateway = "";
@@ -109,7 +109,7 @@ TEST(RouteDrift, AMoreSpecificRouteIsNotMerelySurplus) {
   Snapshot snapshot = gateway_with_route();
   snapshot.kernel.routes.push_back(by_hand("10.20.5.0/24", "192.168.1.9", "eth0"));
   EXPECT_THAT(drift_of(snapshot),
-              ElementsAre("eth0: the route to 10.20.5.0/24 by 192.168.1.9 is not from the configuration"));
+              ElementsAre("eth0: the route to 10.20.5.0/24 by 192.168.1.9 is not configured"));
   EXPECT_EQ(only_drift(snapshot).why, "packets to 10.20.0.0/16 belong to eth1 (gateway 192.168.2.2)");
   // The same way.
   snapshot.kernel.routes.back() = by_hand("10.20.5.0/24", "192.168.2.2", "eth1");
@@ -135,7 +135,7 @@ TEST(RouteDrift, RoutesThatAreExplained) {
   EXPECT_THAT(drift_of(snapshot), IsEmpty());
   snapshot.kernel.routes.back().destination = "198.51.100.3/32";
   EXPECT_THAT(drift_of(snapshot),
-              ElementsAre("wwan0: the route to 198.51.100.3/32 is not from the configuration (surplus)"));
+              ElementsAre("wwan0: the route to 198.51.100.3/32 is not configured (surplus)"));
 }
 
 TEST(RouteDrift, ABetterRouteTakesThePackets) {
@@ -154,7 +154,7 @@ TEST(RouteDrift, ABetterRouteTakesThePackets) {
             "packets to 10.20.0.0/16 go through eth0 (gateway 192.168.1.9) instead of eth1 (gateway "
             "192.168.2.2)");
   EXPECT_EQ(drift.subject, "eth1");
-  EXPECT_EQ(drift.why, "the route to 10.20.0.0/16 by 192.168.1.9, metric 5, is not from the configuration");
+  EXPECT_EQ(drift.why, "the route to 10.20.0.0/16 by 192.168.1.9, metric 5, is not configured");
   EXPECT_EQ(drift.fix, "ip route del 10.20.0.0/16 via 192.168.1.9 dev eth0 metric 5");
   EXPECT_FALSE(drift.is_surplus);
   EXPECT_EQ(drift_of(snapshot).size(), 3U) << "each route once";
@@ -189,7 +189,7 @@ TEST(RouteDrift, APolicyRuleTakesThePackets) {
   Snapshot snapshot = gateway_with_route();
   snapshot.kernel.choices["10.20.0.1"] = RouteChoice{"eth0", "192.168.1.9", "77"};
   snapshot.kernel.rules = {{0, "local", "", ""}, {50, "77", "", ""}, {32766, "main", "", ""}};
-  EXPECT_EQ(only_drift(snapshot).why, "policy rule 50 is not from the configuration");
+  EXPECT_EQ(only_drift(snapshot).why, "policy rule 50 is not configured");
   EXPECT_EQ(only_drift(snapshot).fix, "ip rule del pref 50");
 }
 

@@ -31,23 +31,21 @@ TEST(RuleDrift, ARuleThatIsNotFromTheConfiguration) {
     KernelRule rule;
     const char* expected;
   } const cases[] = {
-      {{50, "77", "", ""},
-       "policy rules: rule 50 for any packet, table 77, is not from the configuration (surplus)"},
+      {{50, "77", "", ""}, "policy rules: rule 50 for any packet, table 77, is not configured (surplus)"},
       {{50, "77", "from 10.8.0.1", ""},
-       "policy rules: rule 50 for packets from 10.8.0.1, table 77, is not from the configuration (surplus)"},
+       "policy rules: rule 50 for packets from 10.8.0.1, table 77, is not configured (surplus)"},
       {{50, "", "to 10.20.0.0/16", ""},
-       "policy rules: rule 50 for packets to 10.20.0.0/16 is not from the configuration (surplus)"},
+       "policy rules: rule 50 for packets to 10.20.0.0/16 is not configured (surplus)"},
       {{50, "main", "", "0"},
-       "policy rules: rule 50 for any packet, table main, is not from the configuration "
+       "policy rules: rule 50 for any packet, table main, is not configured "
        "(surplus)"},
-      {{0, "main", "", ""},
-       "policy rules: rule 0 for any packet, table main, is not from the configuration (surplus)"},
+      {{0, "main", "", ""}, "policy rules: rule 0 for any packet, table main, is not configured (surplus)"},
       {{32766, "77", "", ""},
-       "policy rules: rule 32766 for any packet, table 77, is not from the configuration (surplus)"},
+       "policy rules: rule 32766 for any packet, table 77, is not configured (surplus)"},
       {{32767, "main", "", ""},
-       "policy rules: rule 32767 for any packet, table main, is not from the configuration (surplus)"},
+       "policy rules: rule 32767 for any packet, table main, is not configured (surplus)"},
       {{50, "default", "", ""},
-       "policy rules: rule 50 for any packet, table default, is not from the configuration (surplus)"},
+       "policy rules: rule 50 for any packet, table default, is not configured (surplus)"},
   };
   for (const auto& [rule, expected] : cases) {
     Snapshot snapshot = gateway_with_rules();
@@ -94,7 +92,7 @@ TEST(RuleDrift, TheRulesOfWireguard) {
   EXPECT_THAT(drift_of(snapshot), ElementsAre("wg0: the policy rule for table 51820 is missing"));
   EXPECT_EQ(fix_of(snapshot), "networkctl reconfigure wg0");
   snapshot.setup["wg0"] = "configuring";
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("wg0: the policy rule for table 51820 is coming (pending)"));
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("wg0: the policy rule for table 51820 is missing (pending)"));
   snapshot.kernel.links.erase("wg0");
   EXPECT_THAT(drift_of(snapshot), IsEmpty()) << "the interface is missing";
   snapshot = gateway_with_wireguard();
@@ -121,7 +119,8 @@ TEST(RuleDrift, TheTablesForRepliesToTunnels) {
   EXPECT_THAT(drift_of(snapshot), IsEmpty());
   // A tunnel whose name has no table.
   snapshot.wanted.reply_gateways = {{"tun0", "10.255.2.1"}};
-  EXPECT_THAT(drift_of(snapshot),
-              ElementsAre("policy rules: rule 40000 for packets iif gre-tun2, table 309, is "
-                          "not from the configuration (surplus)"));
+  EXPECT_THAT(
+      drift_of(snapshot),
+      ElementsAre(
+          "policy rules: rule 40000 for packets iif gre-tun2, table 309, is not configured (surplus)"));
 }

@@ -95,7 +95,7 @@ TEST_F(ServicesTest, ALinkHasASetupAndPerhapsAFile) {
 TEST_F(ServicesTest, AnAnswerThatIsNoObject) {
   for (const char* answer : {"[]", "{", ""}) {
     set_tool("networkctl", std::string("echo '") + answer + "'");
-    EXPECT_EQ(read_setup(setup_, files_), "networkctl: what it prints is no JSON") << answer;
+    EXPECT_EQ(read_setup(setup_, files_), "networkctl: invalid JSON output") << answer;
   }
   EXPECT_THAT(setup_, IsEmpty());
 }

@@ -35,16 +35,16 @@ TEST(SetupState, SettlesForSomeSecondsOnceSystemdNetworkdHasStarted) {
 
 TEST(SetupState, WhatAnInterfaceLacksComesWithTheCarrier) {
   Snapshot snapshot = gateway();
-  EXPECT_FALSE(is_coming(snapshot, "eth0"));
+  EXPECT_FALSE(is_pending_at(snapshot, "eth0"));
   snapshot.setup["eth0"] = "configuring";
-  EXPECT_TRUE(is_coming(snapshot, "eth0"));
+  EXPECT_TRUE(is_pending_at(snapshot, "eth0"));
   snapshot.kernel.links["eth0"].has_carrier = false;
-  EXPECT_FALSE(is_coming(snapshot, "eth0"));
+  EXPECT_FALSE(is_pending_at(snapshot, "eth0"));
   snapshot.kernel.links["eth0"].is_up = false;
-  EXPECT_TRUE(is_coming(snapshot, "eth0"));
+  EXPECT_TRUE(is_pending_at(snapshot, "eth0"));
   snapshot.kernel.links.clear();
-  EXPECT_TRUE(is_coming(snapshot, "eth0"));
-  EXPECT_FALSE(is_coming(snapshot, "eth1")) << "systemd-networkd does not know it";
+  EXPECT_TRUE(is_pending_at(snapshot, "eth0"));
+  EXPECT_FALSE(is_pending_at(snapshot, "eth1")) << "systemd-networkd does not know it";
 }
 
 // udev has failed, or no server answers: waiting changes nothing.
@@ -55,10 +55,10 @@ TEST(SetupState, ASetupThatDoesNotProceedFor30SecondsIsOver) {
     snapshot.units["eth0"].saved = 1000'900'000;
     snapshot.kernel.time = 1029;
     EXPECT_TRUE(is_being_set_up(snapshot, "eth0")) << setup;
-    EXPECT_TRUE(is_coming(snapshot, "eth0")) << setup;
+    EXPECT_TRUE(is_pending_at(snapshot, "eth0")) << setup;
     snapshot.kernel.time = 1030;
     EXPECT_FALSE(is_being_set_up(snapshot, "eth0")) << setup;
-    EXPECT_FALSE(is_coming(snapshot, "eth0")) << setup;
+    EXPECT_FALSE(is_pending_at(snapshot, "eth0")) << setup;
     snapshot.kernel.time = 900;
     EXPECT_TRUE(is_being_set_up(snapshot, "eth0")) << setup << ": the clock was set back";
     snapshot.units["eth0"].saved = 0;

@@ -71,7 +71,7 @@ TEST_F(TextReportTest, ALongMessageIsBrokenAtItsBlanks) {
 
 TEST_F(TextReportTest, TheLastLineCountsTheDifferences) {
   const Drift drift{"eth0", "there is no carrier", false, "nothing passes", ""};
-  const Drift pending{"eth0", "it is coming up", true, "", ""};
+  const Drift pending{"eth0", "it is down", true, "", ""};
   EXPECT_THAT(text({drift}), EndsWith("\n1 difference.\n"));
   EXPECT_THAT(text({drift, drift}), EndsWith("\n2 differences.\n"));
   EXPECT_THAT(text({pending}), EndsWith("\n1 pending.\n"));
@@ -90,11 +90,12 @@ TEST_F(TextReportTest, ADifferenceIsShownWithWhyItMattersAndItsFix) {
 
 TEST_F(TextReportTest, DifferencesWithTheSameFixShareItsLine) {
   snapshot_.services["dnsmasq"];
-  EXPECT_THAT(text({{"dnsmasq", "one", false, "", "a"},
-                    {"dnsmasq", "two", true, "", "a"},
-                    {"dnsmasq", "three", false, "", "b"},
-                    {"dnsmasq", "four", false, "", ""}}),
-              HasSubstr("!     one\n~     two\n~     fix: a\n!     three\n!     fix: b\n!     four\n"));
+  EXPECT_THAT(
+      text({{"dnsmasq", "one", false, "", "a"},
+            {"dnsmasq", "two", true, "", "a"},
+            {"dnsmasq", "three", false, "", "b"},
+            {"dnsmasq", "four", false, "", ""}}),
+      HasSubstr("!     one\n~     two (pending)\n~     fix: a\n!     three\n!     fix: b\n!     four\n"));
 }
 
 TEST_F(TextReportTest, FilesWithTheSameFixShareItsLines) {
@@ -108,7 +109,7 @@ TEST_F(TextReportTest, FilesWithTheSameFixShareItsLines) {
                 "! /var/run/resolv.conf: it was edited\n"
                 "!     names are unknown\n"
                 "!     fix: cmd_lanfab dnsmasq\n"
-                "~ /var/run/dnsmasq.conf: it was edited\n"
+                "~ /var/run/dnsmasq.conf: it was edited (pending)\n"
                 "~     names are unknown\n"
                 "\n"));
 }
@@ -122,7 +123,7 @@ TEST_F(TextReportTest, TheConfigurationIsTheFirstOfTheFiles) {
 
 TEST_F(TextReportTest, ASubjectWithoutASectionIsShownAmongTheOthers) {
   EXPECT_THAT(text({{"routes", "there is a rule", true, "", ""}, {"names", "no answer", false, "", "x"}}),
-              HasSubstr("\nOther\n~ routes\n~     there is a rule\n"
+              HasSubstr("\nOther\n~ routes\n~     there is a rule (pending)\n"
                         "! names\n!     no answer\n!     fix: x\n"));
 }
 

@@ -14,8 +14,7 @@ static TrialFacts trial() {
 static std::vector<std::string> texts_of(const TrialFacts& facts) {
   std::vector<std::string> texts;
   for (const Drift& drift : trial_drift(facts))
-    texts.push_back(drift.subject + ": " + drift.what + (drift.is_pending ? " (pending)" : "") + "; " +
-                    drift.fix);
+    texts.push_back(drift.subject + ": " + describe(drift) + "; " + drift.fix);
   return texts;
 }
 
@@ -39,8 +38,7 @@ TEST(TrialDrift, ALostGuardIsAnAlarm) {
 TEST(TrialDrift, AFailedRollbackIsAnAlarmUntilOneSucceeds) {
   TrialFacts facts;
   facts.has_failed = true;
-  EXPECT_THAT(texts_of(facts),
-              ElementsAre("trial: its rollback has failed, and is tried again; lanfab revert"));
+  EXPECT_THAT(texts_of(facts), ElementsAre("trial: its rollback failed; retrying; lanfab revert"));
 }
 
 TEST(TrialDrift, AnOverdueTrialIsAnAlarmWhenTheTimerHadTime) {
@@ -48,7 +46,7 @@ TEST(TrialDrift, AnOverdueTrialIsAnAlarmWhenTheTimerHadTime) {
   facts.now = 1085;
   EXPECT_THAT(texts_of(facts), IsEmpty());
   facts.now = 1086;
-  EXPECT_THAT(texts_of(facts), ElementsAre("trial: it is overdue for 6 s; lanfab revert"));
+  EXPECT_THAT(texts_of(facts), ElementsAre("trial: it has been overdue for 6 s; lanfab revert"));
 }
 
 TEST(TrialDrift, ARollbackUnderWayIsPending) {

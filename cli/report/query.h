@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-struct Question {
+struct Query {
   std::vector<std::string> command;  // a program's name, or its absolute path, and its arguments
   int seconds = 2;                   // after which it is given up
 };
@@ -18,7 +18,7 @@ inline constexpr std::size_t kLargestText = 4'000'000;
 
 // Runs a command and appends what it prints. Returns nothing, or why the answer is missing or not whole: a
 // command that fails and says why, for example.
-std::optional<std::string> ask(const Question& question, std::string& text);
+std::optional<std::string> run_query(const Query& query, std::string& text);
 
 // Reads a regular file, which is not waited for. Returns nothing, or why it is missing or not whole: errno is
 // ENOENT if there is none.

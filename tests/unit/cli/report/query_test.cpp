@@ -1,4 +1,4 @@
-#include "cli/report/question.h"
+#include "cli/report/query.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,12 +15,12 @@ static std::string text_;
 
 static std::string asked(const std::string& script, int seconds = 10) {
   text_.clear();
-  return ask({{"sh", "-c", script}, seconds}, text_).value_or("");
+  return run_query({{"sh", "-c", script}, seconds}, text_).value_or("");
 }
 
 TEST(QuestionTest, HasAnAnswer) {
   text_ = "before\n";
-  EXPECT_EQ(ask({{"sh", "-c", "echo yes; echo hint >&2"}}, text_), std::nullopt);
+  EXPECT_EQ(run_query({{"sh", "-c", "echo yes; echo hint >&2"}}, text_), std::nullopt);
   EXPECT_EQ(text_, "before\nyes\n");
   EXPECT_EQ(asked("echo no; exit 1"), "");
   EXPECT_EQ(text_, "no\n");
@@ -30,8 +30,8 @@ TEST(QuestionTest, MayFail) {
   EXPECT_EQ(asked("echo half; printf 'no\\033\\nmore' >&2; exit 3"), "sh: no?");
   EXPECT_EQ(text_, "half\n");
   EXPECT_EQ(asked("kill -9 $$"), "sh: Killed");
-  EXPECT_EQ(ask({{"no-such-program"}}, text_), "no-such-program: No such file or directory");
-  EXPECT_EQ(ask({{"/no/such/program"}}, text_), "/no/such/program: No such file or directory");
+  EXPECT_EQ(run_query({{"no-such-program"}}, text_), "no-such-program: No such file or directory");
+  EXPECT_EQ(run_query({{"/no/such/program"}}, text_), "/no/such/program: No such file or directory");
 }
 
 TEST(QuestionTest, IsGivenUp) {

@@ -1,4 +1,4 @@
-#include "cli/report/question.h"
+#include "cli/report/query.h"
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -43,17 +43,17 @@ class FileSizeLimit {
 
 }  // namespace
 
-std::optional<std::string> ask(const Question& question, std::string& text) {
-  const std::string& name = question.command.front();
+std::optional<std::string> run_query(const Query& query, std::string& text) {
+  const std::string& name = query.command.front();
   const MemoryFile answer;
   const MemoryFile errors;
   int status = -1;
   {
     const FileSizeLimit limit;
-    Subprocess subprocess{question.command, name[0] == '/' ? name : ""};
+    Subprocess subprocess{query.command, name[0] == '/' ? name : ""};
     subprocess.output = answer.number();
     subprocess.errors = errors.number();
-    subprocess.seconds = question.seconds;
+    subprocess.seconds = query.seconds;
     status = run(subprocess);
   }
   auto failure = missing_status(name, status);

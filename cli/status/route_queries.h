@@ -8,7 +8,7 @@
 
 #include "cli/compare/routing.h"
 
-struct RouteQuestion {
+struct RouteQuery {
   std::string address;            // one that stands for the destination
   std::string destination;        // "10.20.0.0/16", "other networks", "the remote endpoint 198.51.100.1"
   std::string subject;            // the interface that it is about
@@ -16,7 +16,7 @@ struct RouteQuestion {
 };
 
 // Each address once, and at most as many as can be asked in a moment.
-std::vector<RouteQuestion> route_questions(const Facts& wanted);
+std::vector<RouteQuery> route_queries(const Facts& wanted);
 
 // Only the addresses.
-std::vector<std::string> addresses_to_ask(const Facts& wanted);
+std::vector<std::string> addresses_to_query(const Facts& wanted);

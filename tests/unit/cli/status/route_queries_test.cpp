@@ -1,4 +1,4 @@
-#include "cli/status/route_questions.h"
+#include "cli/status/route_queries.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,29 +8,28 @@
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-// Each question as "subject: address for destination by hop", the hops of equal routes joined by "or".
+// Each query as "subject: address for destination by hop", the hops of equal routes joined by "or".
 static std::vector<std::string> questions_of(const Facts& wanted) {
   std::vector<std::string> texts;
-  for (const RouteQuestion& question : route_questions(wanted)) {
+  for (const RouteQuery& query : route_queries(wanted)) {
     std::string hops;
-    for (const UnitRoute& route : question.wanted)
+    for (const UnitRoute& route : query.wanted)
       hops += (hops.empty() ? "" : " or ") + hop_of(route);
-    texts.push_back(question.subject + ": " + question.address + " for " + question.destination + " by " +
-                    hops);
+    texts.push_back(query.subject + ": " + query.address + " for " + query.destination + " by " + hops);
   }
   return texts;
 }
 
-TEST(RouteQuestions, EachDestinationHasAnAddressThatIsNotTheGatewaysOwn) {
+TEST(RouteQueries, EachDestinationHasAnAddressThatIsNotTheGatewaysOwn) {
   EXPECT_THAT(questions_of(gateway_with_route().wanted),
               ElementsAre("eth0: 192.168.1.2 for 192.168.1.0/24 by eth0",
                           "eth1: 192.168.2.2 for 192.168.2.0/24 by eth1",
                           "eth1: 10.20.0.1 for 10.20.0.0/16 by eth1 (gateway 192.168.2.2)"));
-  EXPECT_THAT(addresses_to_ask(gateway_with_route().wanted),
+  EXPECT_THAT(addresses_to_query(gateway_with_route().wanted),
               ElementsAre("192.168.1.2", "192.168.2.2", "10.20.0.1"));
 }
 
-TEST(RouteQuestions, TheDefaultRouteIsTheOneWithTheLowestMetric) {
+TEST(RouteQueries, TheDefaultRouteIsTheOneWithTheLowestMetric) {
   Facts facts;
   facts.interfaces["eth1"].route_sections = {{"", "203.0.113.1", "50", ""}};
   facts.interfaces["wwan0"].route_sections = {{"", "10.64.1.1", "100", ""}};
@@ -42,7 +41,7 @@ TEST(RouteQuestions, TheDefaultRouteIsTheOneWithTheLowestMetric) {
                           "10.64.1.1)"));
 }
 
-TEST(RouteQuestions, AnAddressOfAMoreSpecificRouteDoesNotStandForTheOther) {
+TEST(RouteQueries, AnAddressOfAMoreSpecificRouteDoesNotStandForTheOther) {
   Facts facts;
   facts.interfaces["eth0"].route_sections = {{"10.20.0.0/16", "", "", ""},
                                              {"10.20.0.0/30", "192.168.1.9", "", ""},
@@ -56,14 +55,14 @@ TEST(RouteQuestions, AnAddressOfAMoreSpecificRouteDoesNotStandForTheOther) {
 }
 
 // A /30 whose two hosts are the gateway and nobody has none to ask for.
-TEST(RouteQuestions, ASubnetOfOwnAddressesIsLeftOut) {
+TEST(RouteQueries, ASubnetOfOwnAddressesIsLeftOut) {
   Facts facts;
   facts.interfaces["eth0"].address = "10.0.0.1/30";
   facts.interfaces["eth1"].address = "10.0.0.2/32";
   EXPECT_THAT(questions_of(facts), IsEmpty());
 }
 
-TEST(RouteQuestions, TheRemoteEndpointOfATunnel) {
+TEST(RouteQueries, TheRemoteEndpointOfATunnel) {
   Facts facts;
   facts.interfaces["gre-tun1"].remote = "198.51.100.1";
   EXPECT_THAT(questions_of(facts), IsEmpty()) << "no route leads there";
@@ -75,10 +74,10 @@ TEST(RouteQuestions, TheRemoteEndpointOfATunnel) {
   EXPECT_THAT(questions_of(facts).size(), 2) << "through itself: only the destination";
 }
 
-TEST(RouteQuestions, AreNoMoreThanCanBeAskedInAMoment) {
+TEST(RouteQueries, AreNoMoreThanCanBeAskedInAMoment) {
   Facts facts;
   for (int number = 0; number < 300; ++number)
     facts.interfaces["eth0"].route_sections.push_back(
         {"10." + std::to_string(number / 250) + "." + std::to_string(number % 250) + ".0/24", "", "", ""});
-  EXPECT_EQ(route_questions(facts).size(), 256U);
+  EXPECT_EQ(route_queries(facts).size(), 256U);
 }

@@ -1,10 +1,10 @@
-#include "cli/status/route_questions.h"
+#include "cli/status/route_queries.h"
 
 #include <algorithm>
 #include <set>
 
 // `ip` answers them in a fraction of a second.
-constexpr std::size_t kMostQuestions = 256;
+constexpr std::size_t kMostQueries = 256;
 
 // The routes that the kernel may take to an address: those with the longest prefix and the lowest metric.
 static std::vector<UnitRoute> best_routes(const std::vector<UnitRoute>& routes, Ipv4 address) {
@@ -38,27 +38,27 @@ static std::vector<Ipv4> candidates(const Subnet& subnet) {
 
 namespace {
 
-class Questions {
+class RouteQueryList {
  public:
-  explicit Questions(const Facts& wanted)
+  explicit RouteQueryList(const Facts& wanted)
       : wanted_(wanted), routes_(routes_of(wanted)), own_(own_addresses(wanted)) {
     for (const auto& [name, interface] : wanted.interfaces)
       if (interface.is_default_route) routes_.push_back({{0, 0}, name, "", 0});
   }
 
-  std::vector<RouteQuestion> list() {
+  std::vector<RouteQuery> list() {
     for (const UnitRoute& route : routes_)
       ask_for_subnet(route);
     for (const auto& [name, interface] : wanted_.interfaces)
       if (const auto remote = parse_ipv4(interface.remote)) ask_for_remote(name, *remote);
-    return std::move(questions_);
+    return std::move(queries_);
   }
 
  private:
-  void ask(Ipv4 address, const std::string& destination, const std::string& subject,
+  void add(Ipv4 address, const std::string& destination, const std::string& subject,
            const std::vector<UnitRoute>& best) {
-    if (questions_.size() < kMostQuestions && asked_.insert(address).second)
-      questions_.push_back({to_text(address), destination, subject, best});
+    if (queries_.size() < kMostQueries && asked_.insert(address).second)
+      queries_.push_back({to_text(address), destination, subject, best});
   }
 
   // Asks for an address to which no other route of the units leads, and which is not the gateway's own.
@@ -67,7 +67,7 @@ class Questions {
       if (std::find(own_.begin(), own_.end(), address) != own_.end()) continue;
       const std::vector<UnitRoute> best = best_routes(routes_, address);
       if (best.front().destination.prefix != route.destination.prefix) continue;
-      ask(address, route.destination.prefix == 0 ? "other networks" : to_text(route.destination),
+      add(address, route.destination.prefix == 0 ? "other networks" : to_text(route.destination),
           best.front().interface, best);
       return;
     }
@@ -76,25 +76,25 @@ class Questions {
   void ask_for_remote(const std::string& tunnel, Ipv4 remote) {
     const std::vector<UnitRoute> best = best_routes(routes_, remote);
     if (!best.empty() && best.front().interface != tunnel)
-      ask(remote, "the remote endpoint " + to_text(remote), tunnel, best);
+      add(remote, "the remote endpoint " + to_text(remote), tunnel, best);
   }
 
   const Facts& wanted_;
   std::vector<UnitRoute> routes_;
   std::vector<Ipv4> own_;
   std::set<Ipv4> asked_;
-  std::vector<RouteQuestion> questions_;
+  std::vector<RouteQuery> queries_;
 };
 
 }  // namespace
 
-std::vector<RouteQuestion> route_questions(const Facts& wanted) {
-  return Questions(wanted).list();
+std::vector<RouteQuery> route_queries(const Facts& wanted) {
+  return RouteQueryList(wanted).list();
 }
 
-std::vector<std::string> addresses_to_ask(const Facts& wanted) {
+std::vector<std::string> addresses_to_query(const Facts& wanted) {
   std::vector<std::string> addresses;
-  for (const RouteQuestion& question : route_questions(wanted))
-    addresses.push_back(question.address);
+  for (const RouteQuery& query : route_queries(wanted))
+    addresses.push_back(query.address);
   return addresses;
 }
