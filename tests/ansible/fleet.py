@@ -30,7 +30,7 @@ def wait_until(condition, seconds=HANG_SECONDS):
 
 
 def configuration(address, server="9.9.9.9"):
-    """The text of a configuration that gives eth0 this address."""
+    """Returns a configuration with this address on eth0."""
     network = {"mode": "router", "protocol": "static", "ipv4": address, "netmask": 24}
     wanted = {"wired": {"eth0": {"enable": True, "network": network}},
               "dns": {"source": "static", "static": [server]}}
@@ -53,7 +53,7 @@ class Gateway:
         self.root = pathlib.Path(f"/proc/{self.process.pid}/root")
 
     def connect(self):
-        """Plugs the cable in."""
+        """Connects the cable."""
         if not self.process.stdout.readline():
             raise OSError(self.log.read_text())
         run("ip", "link", "add", self.name, "type", "veth", "peer", "name", "eth0", "netns", self.process.pid)
@@ -76,7 +76,7 @@ class Gateway:
         return self.path("/run/lanfab/network.json").exists()
 
     def is_at_rest(self):
-        """Whether no trial is under way, and no service or timer of the last one."""
+        """Whether no trial is active, and no service or timer of the last one is left."""
         return not self.is_on_trial() and not list(self.path("/run/units").iterdir())
 
     def outcome(self):

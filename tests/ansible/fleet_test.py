@@ -12,7 +12,7 @@ LANFAB, PROGRAM = sys.argv.pop(1), sys.argv.pop(1)
 
 
 class Playbook(unittest.TestCase):
-    """Each class has its gateways, each case those of the one before: a case begins with what is in force."""
+    """Each class has its own gateways, which its cases share: a case begins with the active configuration."""
 
     @classmethod
     def setUpClass(cls):
@@ -25,7 +25,7 @@ class Playbook(unittest.TestCase):
             wait_until(gateway.is_at_rest)
 
     def want(self, server):
-        """Has the templates ask for this DNS server on both gateways."""
+        """Makes the templates of both gateways use this DNS server."""
         for gateway in self.fleet.gateways:
             self.fleet.want(gateway.name, configuration(gateway.address, server))
 
@@ -35,7 +35,8 @@ class Playbook(unittest.TestCase):
         return printed
 
     def expect_failure(self, line, **variables):
-        """A roll-out fails with this line, and neither gateway has another configuration or a trial."""
+        """Checks that a rollout fails with this line, and that both gateways keep their configuration,
+        without a trial."""
         before = [gateway.installed() for gateway in self.fleet.gateways]
         printed = self.play("rollout.yml", status=2, **variables)
         self.assertIn(line, printed)
@@ -119,7 +120,7 @@ class SpecialRollout(Playbook):
         printed = self.play("drift.yml")
         self.assertRegex(printed, r"g1 +1\.1\.0\S* +0 ")
         self.assertRegex(printed, r"g2 +1\.1\.0\S* +[1-9]  \S")
-        # The same configuration is put in force again.
+        # The same configuration is applied again.
         self.want("9.9.9.9")
         self.play("rollout.yml")
         self.assertRegex(self.play("drift.yml"), r"g2 +1\.1\.0\S* +0 ")
@@ -127,7 +128,8 @@ class SpecialRollout(Playbook):
 
 class FailedRollout(Playbook):
     def assert_stopped(self):
-        """The play ended in the first wave: the first gateway has rolled back, the second is untouched."""
+        """Checks that the play ended in the first wave: the first gateway has rolled back, the second one is
+        unchanged."""
         wait_until(lambda: self.one.outcome() == "rolled back")
         self.assertIsNone(self.two.outcome())
         self.assert_reached(self.one)

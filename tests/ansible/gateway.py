@@ -34,7 +34,8 @@ SUDO_USER=anna exec "$@"
 """,
     "lanfab": f'exec {LANFAB} "$@"\n',
     "cmd_lanfab": f'exec {PROGRAM} "$@"\n',
-    # The services run; of those of systemd-run, the stub tells below. Who stops an apply waits for its end.
+    # The services are active; the stub of systemd-run has the state of its units. Stopping an apply waits for
+    # its end.
     "systemctl": """
 case $* in
   *ActiveState,*) printf 'ActiveState=active\\nSubState=running\\n\\n%%.0s' 1 2; exit ;;
@@ -128,9 +129,8 @@ def lay_out():
 
 
 def allow_setgroups():
-    """Has setgroups() succeed without an effect: a namespace of an ordinary user has no such right, and sshd
-    insists on it.
-    """
+    """Makes setgroups() succeed without an effect: sshd requires it, but an ordinary user's namespace does
+    not permit it."""
     seccomp = ctypes.CDLL("libseccomp.so.2")
     allow, succeed = 0x7FFF0000, 0x00050000
     seccomp.seccomp_init.restype = ctypes.c_void_p

@@ -45,9 +45,8 @@ def controller_seconds(fleet):
 
 
 def measured_play(fleet, server):
-    """Rolls out, and prints what it took. Returns the exit status, what Ansible printed, and the controller's
-    processor time for each gateway that was reached, in seconds.
-    """
+    """Runs a rollout and prints its duration. Returns the exit status, Ansible's output, and the controller's
+    processor time in seconds for each gateway that was reached."""
     for gateway in fleet.gateways:
         fleet.want(gateway.name, configuration(gateway.address, server))
     begin, used = time.monotonic(), controller_seconds(fleet)
@@ -66,7 +65,7 @@ def expect(condition, what, printed=""):
 
 
 def expect_outcomes(waves, failing, printed):
-    """Fails unless exactly these have rolled back, and no wave after theirs has begun."""
+    """Checks that exactly these gateways have rolled back, and that no wave after theirs has started."""
     has_ended = False
     for wave in waves:
         for gateway in wave:

@@ -31,7 +31,7 @@ class Flags:
         self.linker = shlex.split(link)
 
     def last(self, pattern):
-        """The flag that counts: the last one of those that match."""
+        """Returns the effective flag: the last one of those that match."""
         return ([flag for flag in self.compiler if re.fullmatch(pattern, flag)] or [None])[-1]
 
     @property
@@ -56,7 +56,7 @@ class Flags:
 
     @property
     def binding(self):
-        """The last word about when symbols are bound: "now", "lazy" or None."""
+        """Returns the effective setting of symbol binding: "now", "lazy" or None."""
         words = [word for flag in self.linker for word in re.findall(r"-z,(now|lazy)", flag)]
         return words[-1] if words else None
 
@@ -68,7 +68,7 @@ class ForeignFlags(unittest.TestCase):
         self.directory = directory.name
 
     def configure(self, *settings, **environment):
-        """Configures a build as a packager would, with settings of CMake and variables of the environment."""
+        """Configures a build like a packager, with CMake settings and environment variables."""
         # Neither the flags nor the launcher of who runs this test.
         inherited = {
             name: value
@@ -84,7 +84,7 @@ class ForeignFlags(unittest.TestCase):
         return Flags(self.directory)
 
     def build(self, hardened):
-        """With --exhaustive: builds cmd_lanfab, runs it and, if it should be hardened, checks that."""
+        """With --exhaustive, builds cmd_lanfab, runs it and, if it should be hardened, checks that."""
         if not BUILD:
             return
         done = subprocess.run(
@@ -187,7 +187,7 @@ class ForeignFlags(unittest.TestCase):
         self.assertEqual(flags.binding, "now")
 
     def test_no_build_type(self):
-        """Nothing is optimized, so calls cannot be checked; the rest is there."""
+        """Without optimization, calls cannot be fortified; everything else is hardened."""
         flags = self.configure()
         self.assertIsNone(flags.optimization)
         self.assertEqual(flags.stack_protector, "-fstack-protector-strong")

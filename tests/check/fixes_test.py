@@ -41,7 +41,7 @@ Mistake = collections.namedtuple("Mistake", ("kind", "begin", "end", "text"))
 
 
 class Scanner:
-    """Finds the places of a configuration."""
+    """Finds the values of a configuration."""
 
     def __init__(self, text):
         self.tokens = [(match.group(1), match.start(1), match.end(1)) for match in TOKEN.finditer(text)]
@@ -165,7 +165,7 @@ def with_mistakes(text, mistakes):
 
 
 def draw(text, generator):
-    """Returns one to three mistakes at random places of a text, each of a random kind."""
+    """Returns one to three random mistakes at random locations of a text."""
     places = Scanner(text).places
     drawn = []
     for _ in range(generator.choice((1, 1, 1, 2, 3))):

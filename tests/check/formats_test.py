@@ -31,7 +31,7 @@ def region_of(location):
 
 
 class Formats(unittest.TestCase):
-    """The configurations of all cases, which hit each rule, in all formats."""
+    """Reports about the configurations of all cases, which violate every rule, in all formats."""
 
     @classmethod
     def setUpClass(cls):

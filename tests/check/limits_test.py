@@ -108,9 +108,8 @@ class Limits(unittest.TestCase):
         self.configuration = pathlib.Path(directory.name, "network.json")
 
     def check(self, text, *words, before=(), files=1):
-        """Returns the exit status, what is printed on both streams, and what it took: the memory is that of
-        the largest process.
-        """
+        """Returns the exit status, the output on both streams, and the resources used: the memory is that of
+        the largest process."""
         self.configuration.write_text(text, encoding="utf-8")
         usage = self.configuration.with_name("usage")
         command = [sys.executable, "-I", "-S", "-c", METER, usage, *before, LANFAB, "check", *words,
@@ -135,7 +134,7 @@ class Limits(unittest.TestCase):
                     self.assertLess(usage.seconds, SECONDS)
 
     def test_memory_of_many_files(self):
-        """What has been printed is not kept. For each of these files, that is 90 kB and more."""
+        """Printed findings are not kept in memory: for each of these files, they are 90 kB and more."""
         text = f'{{"hostnames": [{listed("1", 1_000)}]}}'
         for words in (["--format=json"], ["-j2"], ["-j2", "--format=json"]):
             with self.subTest(words):
@@ -144,7 +143,7 @@ class Limits(unittest.TestCase):
                 self.assertLess(many[3].memory - few[3].memory, 5_000_000)
 
     def test_too_many_values(self):
-        """More than the tree of them may take is refused before there is one."""
+        """A configuration with too many values is rejected before its tree is built."""
         baseline = self.baseline()
         for kind, text in (("numbers", f'{{"a": [{listed("1", 1_900_000)}]}}'),
                            ("objects", f'{{"a": [{listed("{}", 1_300_000)}]}}'),

@@ -47,7 +47,7 @@ class Many(unittest.TestCase):
 
 class Processes(Many):
     def lay_all_kinds(self):
-        """Returns the names of files with everything that can become of one."""
+        """Returns the names of files with every kind of result."""
         self.lay(good=GOOD, bad=BAD, warning=WARNING, fixable=FIXABLE, malformed='{"wired": [}', empty="",
                  secret=GOOD, many='{"hostnames": [' + ",".join(1_010 * ["1"]) + "]}",
                  allowed="{\n// lanfab: allow unknown-word\n" + BAD[1:])
@@ -111,7 +111,7 @@ class Processes(Many):
 
 
 class Ends(Many):
-    """They end with the first process, and when nobody wants to know any more."""
+    """The processes end with the first one, and when the output is closed."""
 
     def start(self, **options):
         self.lay(bad=BAD)

@@ -31,7 +31,7 @@ TWO_CAUSES = {"bridge-wifi: wired.eth0", "tunnels: wireless", "tunnels: wireless
 
 
 def wrong_types(value):
-    """Yields values of other types, as people write them."""
+    """Yields values of other types, as people might write them."""
     if isinstance(value, bool):
         yield from (str(value).lower(), "yes" if value else "no", int(value), None, [value], "maybe", {})
     elif isinstance(value, int):
@@ -46,7 +46,7 @@ def wrong_types(value):
 
 
 def misspellings(key):
-    """Yields a key as people mistype it."""
+    """Yields common misspellings of a key."""
     middle = len(key) // 2
     yield key[:middle] + key[middle + 1:]
     yield key[:middle] + key[middle] + key[middle:]
@@ -69,7 +69,7 @@ def moved(config, path):
 
 
 def text_and_offset(config, replacement):
-    """Returns the text of a configuration, the mark in it replaced, and the offset of what stands there."""
+    """Returns the text of a configuration with its mark replaced, and the offset of the replacement."""
     text = json.dumps(config, indent=1, ensure_ascii=False)
     offset = text.index(json.dumps(MARK))
     return text.replace(json.dumps(MARK), json.dumps(replacement), 1), offset
@@ -98,7 +98,7 @@ def mistakes(config):
             holder.clear()
             holder.update(items)
             yield f"{where}: key {wrong}", *text_and_offset(broken, wrong)
-        # Whose a foreign key of an object is that other programs share, nobody knows.
+        # Unknown keys may belong to another program that shares the object.
         if path[0] == "wired" and len(path) > 2:
             for broken in moved(config, path):
                 yield f"{where} moved", *text_and_offset(broken, key)

@@ -50,7 +50,7 @@ def refused_by_dnsmasq():
 
 
 def findings_about_examples(program):
-    """Returns what the program prints about them, apart from its last line."""
+    """Returns the program's output about the examples, except for its last line."""
     examples = sorted(EXAMPLES.glob("*/network.json"))
     done = subprocess.run(
         [program, "check", "--offline", *examples], text=True, stdout=subprocess.PIPE, check=False

@@ -19,7 +19,8 @@ from lib.checkout import CHECKOUT
 
 @dataclasses.dataclass
 class Decision:
-    """An edit of src/, a configuration, and a text that each command prints only before or after the edit."""
+    """An edit of src/, a configuration, and a string that each command prints only before or after the
+    edit."""
 
     name: str
     file: str
@@ -34,7 +35,7 @@ PORT = '{"wired": {"eth0": {"enable": true, "network": {"mode": "router", "proto
 
 DECISIONS = [
     Decision(
-        "a GRE tunnel is complete only with a far end",
+        "a GRE tunnel is complete only with a remote endpoint",
         "src/tunnels/gre.cpp",
         'if (!prefix) tunnel.missing_key = "tunnel_netmask";',
         'if (!prefix) tunnel.missing_key = "tunnel_netmask";\n'

@@ -80,7 +80,7 @@ class DevComponent(unittest.TestCase):
             self.build_program(libraries)
 
     def build_program(self, libraries):
-        """The program for the device, which needs the libraries that needed its headers."""
+        """Builds the program for the device with the libraries, which were built with its headers."""
         build = os.path.join(self.directory, "lanfab")
         run(
             "cmake", "-S", SOURCE, "-B", build, "-DCMAKE_BUILD_TYPE=Release",

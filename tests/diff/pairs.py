@@ -57,7 +57,7 @@ def is_element(path):
 
 
 def edit(config, rng):
-    """Changes one thing that a person might."""
+    """Makes one plausible change."""
     what = rng.random()
     if what < 0.3:
         generator.spoil(config, rng)
@@ -81,7 +81,7 @@ def edit(config, rng):
 
 
 def replace_odd_addresses(config):
-    """Replaces what is not an address in the place of one: as a word, it would mislead the judge."""
+    """Replaces strings that are not addresses by addresses: as words, they would mislead the test."""
     for *parents, key in generator.leaves(config):
         holder = value_at(config, parents)
         if key == "ipv4" and not re.fullmatch(r"[0-9.]+", str(holder[key])):
@@ -117,7 +117,7 @@ def changed_lines(differences):
 
 
 def derived(value):
-    """Returns the texts that a value of a sentence stands for."""
+    """Returns the strings that a value in a sentence stands for."""
     texts = {value}
     try:
         interface = ipaddress.ip_interface(value)
@@ -131,7 +131,7 @@ def words_of(line):
 
 
 def owners_of(lines):
-    """Returns the interfaces of the addresses that stand in changed lines of units."""
+    """Returns the interfaces whose addresses are in changed lines of units."""
     owners = {}
     for path, line in lines:
         if (unit := UNIT.fullmatch(path)) and line.startswith("Address = "):
@@ -166,7 +166,7 @@ def is_mentioned(path, line, sentences, owners):
 
 
 def is_said_otherwise(line, sentences):
-    """Whether a sentence about the whole gateway, or about a tunnel, mentions the line without its words."""
+    """Whether a sentence about the gateway, or about a tunnel, mentions the line in other words."""
     if any(line.startswith(begin) and word in sentence for begin, word in ABOUT for sentence in sentences):
         return True
     # The kernel's fallback device comes and goes with the tunnels.
@@ -186,7 +186,7 @@ def is_said_otherwise(line, sentences):
 
 
 def is_consequence(line, sentence):
-    """Whether the line of a unit goes without saying, given the sentence about its interface."""
+    """Whether the line of a unit follows from the sentence about its interface."""
     key = line.split("=", 1)[0].strip()
     return (
         (key == "Destination" and (" gateway " in sentence or " address " in sentence))
@@ -197,7 +197,8 @@ def is_consequence(line, sentence):
 
 
 def counts_of(sentences):
-    """Returns how many lines of each file the summary counts, and whether it counts one of them twice."""
+    """Returns the number of lines of each file that the summary counts, and whether it counts a file
+    twice."""
     counted = [count for line in sentences if (count := COUNT.fullmatch(line))]
     counts = {count[2]: int(count[1]) for count in counted}
     return counts, len(counts) < len(counted)
@@ -208,7 +209,7 @@ def short_name(path):
 
 
 def judge(said):
-    """Returns what is wrong with the summary of a difference, "" when nothing is."""
+    """Returns the error in a change summary; "" if there is none."""
     head, _, rest = said.partition("--- ")
     summary = head.partition("Interrupts:\n")[0].splitlines()
     counts, is_twice = counts_of(summary)
@@ -237,7 +238,7 @@ def judge(said):
 
 
 def compare(old, new, options, programs):
-    """Returns the exit status of `lanfab diff` and what is wrong with what it says."""
+    """Returns the exit status of `lanfab diff` and the error in its output."""
     with tempfile.TemporaryDirectory() as directory:
         for name, config in (("old.json", old), ("new.json", new)):
             pathlib.Path(directory, name).write_text(json.dumps(config), encoding="utf-8")

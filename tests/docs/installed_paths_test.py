@@ -14,7 +14,7 @@ import unittest
 CMAKE, BUILD = (sys.argv.pop(1) for _ in range(2))
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 CODE = re.compile(r"`([^`]+)`")
-# A page with paths that are not installed tells where they are.
+# A page with paths that are not installed explains where they are.
 WHERE = "the sources"
 PLACEHOLDER = re.compile(r"[*<>{]|\b[A-Z]{2,}\b")
 

@@ -149,7 +149,7 @@ class Confirm:
 
     def violations(self, status, said):
         kept, previous = self.entry.read_text(), pathlib.Path(f"{self.entry}.previous").read_text()
-        # What becomes the previous one as soon as somebody looks for it.
+        # The configuration that becomes the previous one when it is next read.
         waiting = pathlib.Path(f"{self.entry}.previous.new")
         is_left = is_trial_active() or STATE.exists() or TIMER.exists()
         if active() != NEW:

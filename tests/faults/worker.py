@@ -94,7 +94,7 @@ class Worker:
 
 
 def add_unread_variants(variants, after):
-    """dnsmasq's file without the relay whose name is not resolved, or without the port's hardware address."""
+    """Returns dnsmasq.conf without the relay with an unresolvable name, or without the port's MAC address."""
     for path in (invariants.DNSMASQ_CONF, invariants.STAGING):
         if path in after.files:
             whole = after.files[path].content
@@ -165,7 +165,7 @@ def sampled_jobs(worker, kind, actions):
 
 
 def wanted_jobs(worker, arguments):
-    """The jobs that the command line asks for: those that match, else all or a sample."""
+    """Returns the jobs for the command line: the matching ones, or else all or a sample."""
     if arguments.at or arguments.syscall or arguments.disturb or arguments.exhaustive:
         jobs = listed_jobs(worker, arguments.kind, arguments.action)
         return [job for job in jobs if matches(job, arguments)]

@@ -140,7 +140,7 @@ static Configuration configure_device(Generator& generator) {
   if (!generator.one_in(3)) platform().database["CELL_CONNECTED"] = 1;
   if (generator.one_in(2)) platform().active_services.insert("systemd-networkd");
   if (generator.one_in(2)) platform().resolvable["host.example"] = "10.9.8.7";
-  platform().hardware_addresses["eth0"] = "02:00:5e:00:00:10";
+  platform().mac_addresses["eth0"] = "02:00:5e:00:00:10";
   return configuration;
 }
 

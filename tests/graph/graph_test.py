@@ -70,7 +70,7 @@ class Graph(unittest.TestCase):
         self.assertEqual((done.returncode, done.stdout, done.stderr), (2, "", message))
 
     def put_dot(self, script):
-        """Makes a program `dot` of a shell script, and returns what a command runs under to find it."""
+        """Creates a stub of dot, a shell script; returns a command prefix with which it is found."""
         tools = self.directory / "tools"
         tools.mkdir(exist_ok=True)
         (tools / "dot").write_text(f"#!/bin/sh\n{script}\n")
@@ -164,13 +164,14 @@ class Terminal(Graph):
         self.lay({"wired": {"eth0": {"enable": True}}})
 
     def shown(self, *arguments, **options):
-        """Returns what a terminal gets."""
+        """Returns the output on a terminal."""
         master, terminal = os.openpty()
         self.addCleanup(os.close, master)
         done = self.run_lanfab("network.json", *arguments, stdout=terminal, **options)
         os.close(terminal)
         self.assertEqual((done.returncode, done.stderr), (0, ""))
-        # It comes in pieces; once all of it is read, the terminal that nobody has open is an error.
+        # The output comes in pieces; at its end, reading from a terminal that no process has open is an
+        # error.
         text = b""
         with contextlib.suppress(OSError):
             while piece := os.read(master, 1 << 16):
@@ -319,7 +320,7 @@ class Captions(Graph):
 
 
 class Tables(Graph):
-    """Lists in full, below the diagram."""
+    """Complete tables below the diagram."""
 
     def setUp(self):
         super().setUp()

@@ -66,7 +66,7 @@ def points_of(path):
 
 
 def crosses(begin, end, box):
-    """Tells whether a line between two points passes the inside of a box, and not only its border."""
+    """Whether a line between two points crosses the inside of a box, not only its border."""
     left, top, right, bottom = box
     (x1, x2), (y1, y2) = sorted((begin[0], end[0])), sorted((begin[1], end[1]))
     return x1 < right - 0.1 and x2 > left + 0.1 and y1 < bottom - 0.1 and y2 > top + 0.1

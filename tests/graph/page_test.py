@@ -40,7 +40,8 @@ WITHOUT_END = {"meta"}
 
 
 def hostile(value, kept, name=""):
-    """Returns the configuration with the markup behind every string, but for the members that are kept."""
+    """Returns the configuration with the markup appended to every string, except for the members in
+    `kept`."""
     if isinstance(value, dict):
         return {key: hostile(member, kept, key) for key, member in value.items()}
     if isinstance(value, list):
@@ -58,7 +59,7 @@ def hostile_keys(value):
 
 
 class PageParser(html.parser.HTMLParser):
-    """Notes what a page is made of, and what is wrong with that."""
+    """Records the elements of a page and its errors."""
 
     def __init__(self, page):
         super().__init__()

@@ -13,7 +13,7 @@ from lib.limits import HANG_SECONDS
 from lib.sandbox import RECORDED_COMMANDS, SANITIZER_OPTIONS, File, lay, snapshot, write_system_database
 
 GROUND = pathlib.Path("/dev/sandbox/hostile")
-# The kernel's own file systems, where nobody makes a file and no overlay can be put.
+# The kernel's own file systems, in which no file can be created and no overlay mounted.
 WITHOUT_FILES = ("proc", "sysfs", "devpts", "cgroup", "cgroup2", "mqueue")
 # The rest of the machine, which it must not: whatever is written there goes to GROUND instead.
 PROTECTED = ("/etc", "/home", "/opt", "/root", "/srv", "/tmp", "/var/lib")

@@ -38,14 +38,14 @@ scrape_configs:
 
 
 def raise_loopback():
-    """Sets the loopback interface up: the sandbox's `ip` only records how it is called."""
+    """Sets the loopback interface up: the sandbox's `ip` is a stub."""
     set_flags, up, running = 0x8914, 0x1, 0x40
     with socket.socket() as any_socket:
         fcntl.ioctl(any_socket, set_flags, struct.pack("16sh14x", b"lo", up | running))
 
 
 def write_metrics():
-    """Has a gateway whose eth0 is missing, and writes its metrics as the service does."""
+    """Sets up a gateway without eth0, and writes its metrics like the service."""
     play.lay_answers({})
     UNIT.write_text("[Match]\nName = eth0\n[Network]\nAddress = 192.168.1.1/24\n")
     pathlib.Path("/run/hosts").touch()
@@ -64,7 +64,7 @@ def names_in(text):
 
 
 def names_of_page():
-    """The metrics in the table of the page; "`a_b_seconds`, `_c_seconds`" are two."""
+    """Returns the metrics in the table of the page; "`a_b_seconds`, `_c_seconds`" are two."""
     names = set()
     for row in re.findall(r"^\| (`lanfab_.*?) \|", PAGE.read_text(encoding="utf-8"), re.MULTILINE):
         first, *others = re.findall(r"`(\w+)", row)
@@ -79,7 +79,7 @@ def expressions_of_dashboard():
 
 
 def wait_for(look):
-    """Returns what `look` returns as soon as that is anything."""
+    """Waits until `look` returns a true value; returns it."""
     end = time.monotonic() + HANG_SECONDS
     while True:
         try:

@@ -53,9 +53,9 @@ def check(result):
 
 
 def call(name):
-    """Makes a system call with arguments that nobody could mean: only a refusal is a failure."""
+    """Makes a system call with invalid arguments: only a denial counts as an error."""
     try:
-        # The flags of kexec_load are none that it knows: root's kexec_load of nothing would unload a kernel.
+        # Invalid flags of kexec_load: as root, a valid call without segments would unload a kernel.
         check(libc.syscall(CALLS[name][platform.machine() != "x86_64"], 0, 0, 0, -1, 0, 0))
     except OSError as error:
         if error.errno in (errno.EPERM, errno.ENOSYS):
@@ -63,7 +63,7 @@ def call(name):
 
 
 def anywhere(attempt, path):
-    """Makes an attempt with a path as the machine has it and as the sandbox shows the machine."""
+    """Makes an attempt with a path of the machine and with its path inside the sandbox."""
     try:
         attempt(path)
     except OSError:
@@ -85,7 +85,7 @@ def look(path):
 
 
 def write_back(path):
-    """Writes what a file holds."""
+    """Writes the content of a file back."""
     with open(path, encoding="utf-8") as file:
         text = file.read()
     with open(path, "w", encoding="utf-8") as file:
@@ -93,7 +93,7 @@ def write_back(path):
 
 
 def find_sockets():
-    """Looks for a socket of the machine, which are not among its programs."""
+    """Searches for a socket of the machine."""
     skipped = ("/proc", "/usr", f"{MACHINE}/usr")
     for parent, directories, names in os.walk("/"):
         directories[:] = [name for name in directories if os.path.join(parent, name) not in skipped]
@@ -131,7 +131,7 @@ def type_into_streams():
 
 
 def has_a_file():
-    """Looks for an open file besides the streams, what Python has opened, and the directory of open files."""
+    """Searches for open files besides the streams, Python's own, and the directory of open files."""
     own = [os.path.realpath(__file__), "/proc/"]
     for number in os.listdir("/proc/self/fd"):
         with contextlib.suppress(FileNotFoundError):

@@ -34,7 +34,7 @@ def has_users():
 
 
 class Boundary(unittest.TestCase):
-    """A directory with what the program must not reach."""
+    """A directory with files that the program must not reach."""
 
     def setUp(self):
         self.cleanup = contextlib.ExitStack()
@@ -87,7 +87,7 @@ class Boundary(unittest.TestCase):
         return path
 
     def attack(self, *command):
-        """Returns what the program reports, started by the command on a terminal of its own."""
+        """Returns the program's report, with the command run on its own terminal."""
         done = subprocess.run(["setsid", "--ctty", *command], stdin=self.terminal, stdout=subprocess.PIPE,
                               stderr=subprocess.PIPE, check=False, timeout=HANG_SECONDS)
         if b"Run it as root" in done.stderr and command[0] == "setpriv":
@@ -96,7 +96,7 @@ class Boundary(unittest.TestCase):
         return done.stdout.decode()
 
     def preview(self, *before):
-        """Returns what the program reports from the sandbox."""
+        """Returns the program's report from inside the sandbox."""
         printed = self.attack(*before, self.lanfab, "preview", "--format=json", f"--program={self.program()}",
                               str(self.directory / "network.json"))
         result = json.loads(printed)
@@ -111,7 +111,7 @@ class Boundary(unittest.TestCase):
         self.assert_confined(self.preview())
 
     def test_a_container_that_covers_a_part_of_proc(self):
-        """The kernel then grants no /proc; a run needs the settings of its network from there."""
+        """The kernel then does not permit mounting /proc; a run needs its network settings."""
         program = self.directory / "program"
         program.write_text("#!/bin/sh\necho 0 >/proc/sys/net/ipv4/ip_forward && echo /proc/* /proc/sys/*\n",
                            encoding="utf-8")
@@ -122,7 +122,7 @@ class Boundary(unittest.TestCase):
         self.assertIn("\n/proc/sys /proc/sys/net\n", printed)
 
     def test_the_end_of_lanfab(self):
-        """Whatever ends it ends the program, whose user may be another."""
+        """If lanfab is killed, so is the program, even as another user."""
         program = self.directory / "program"
         program.write_text("#!/bin/sh\nexec sleep infinity\n", encoding="utf-8")
         program.chmod(0o755)
@@ -134,7 +134,7 @@ class Boundary(unittest.TestCase):
         self.assertTrue(select.select([ended], [], [], HANG_SECONDS)[0], "it is still there")
 
     def test_without_a_sandbox(self):
-        """The program gets through where nothing confines it, or it would show nothing."""
+        """Without a sandbox the program must succeed, or the test would prove nothing."""
         reached = {name for name, error in json.loads(self.attack(self.program()))["attempts"].items()
                    if error is None}
         socket_name = self.directory / "socket"

@@ -25,7 +25,7 @@ SMALL = "head -c 30000000 /dev/zero"
 
 class Preview(unittest.TestCase):
     def preview(self, script, *words, before=()):
-        """Returns the exit status and what is printed of a program that is this shell script."""
+        """Returns the exit status and the output for a program that is this shell script."""
         with tempfile.TemporaryDirectory() as directory:
             program = pathlib.Path(directory, "program")
             program.write_text(f"#!/bin/sh\n{script}\n", encoding="utf-8")
@@ -83,7 +83,7 @@ database.execute("CREATE VIEW entries AS WITH RECURSIVE n(i) AS (SELECT 1 UNION 
 end""")
 
     def test_what_is_left_running(self):
-        """It is ended with the program, and waited for by nobody."""
+        """It is killed together with the program, without waiting for it."""
         status, out, err = self.preview("cat /dev/zero >/dev/null & sleep infinity & echo done")
         self.assertEqual((status, err), (0, ""))
         self.assertIn("done", out)

@@ -19,11 +19,11 @@ ASKED = "systemctl is-active --quiet systemd-networkd\n"
 
 
 class PreviewFailure(play.Failure):
-    """A preview that did something that it must not do."""
+    """A preview that violated a requirement."""
 
 
 def why_not(run):
-    """Returns why a preview cannot be given the start of this run, None when it can."""
+    """Returns why a preview cannot have the initial state of this run; None if it can."""
     if "steps" in run.inputs:
         return "something happens while the program runs"
     if len(run.arguments()) != 1 or run.arguments()[0].lower() not in ACTIONS:
@@ -34,7 +34,7 @@ def why_not(run):
 
 
 class Previewer(play.Player):
-    """A player that has each run previewed before it is played."""
+    """A player that previews each run before playing it."""
 
     def __init__(self, programs):
         super().__init__(programs)
@@ -96,13 +96,13 @@ def log_line(message):
 
 
 def merge(database, written):
-    """Returns the lines of the system database with what was written, sorted as the runner has them."""
+    """Returns the lines of the system database after the writes, sorted like the runner's."""
     entries = dict(line.split(" = ", 1) for line in database) | written
     return [f"{key} = {entries[key]}" for key in sorted(entries, key=lambda key: key.rpartition("/"))]
 
 
 def files_after(before, said, directory):
-    """Returns what is there after the run: what was there before, and what the preview says became of it."""
+    """Returns the files after the run: those before it, changed as the preview reports."""
     after = {path: file for path, file in before.items() if path not in said["removed"]}
     for file in said["files"]:
         below = directory / file["path"].lstrip("/")

@@ -55,7 +55,7 @@ LARGE = json.dumps(
 
 
 def until(condition, complaint):
-    """Returns once the condition holds, which another process brings about."""
+    """Waits for a condition that another process fulfills."""
     deadline = time.monotonic() + HANG_SECONDS
     while not condition():
         if time.monotonic() > deadline:
@@ -86,7 +86,7 @@ def command(*words, name="preview", program=None):
 
 
 class PreviewTest(unittest.TestCase):
-    """A directory of one's own, and what was there before."""
+    """A temporary directory, and the files before the test."""
 
     def setUp(self):
         self.assertTrue(os.path.exists("/dev/sandbox"), "start it with tests/support/sandbox or ctest")
@@ -110,7 +110,7 @@ class PreviewTest(unittest.TestCase):
         self.assertEqual(self.surroundings(), self.before, "something is left behind")
 
     def preview(self, *words, before=(), name="preview", program=None, **options):
-        """Returns the exit status and what was printed; `name` may be that of another command."""
+        """Returns the exit status and the output; `name` may be another command."""
         options = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, **options}
         done = subprocess.run(
             [*before, *command(*words, name=name, program=program)],
@@ -125,7 +125,7 @@ class PreviewTest(unittest.TestCase):
 
 
 class Statuses(PreviewTest):
-    """What it says and how it ends."""
+    """Messages and exit statuses."""
 
     def test_success(self):
         status, out, err = self.preview(EXAMPLE)
@@ -215,7 +215,7 @@ class Statuses(PreviewTest):
 
 
 class Trouble(PreviewTest):
-    """What both commands cannot use, and output that goes nowhere."""
+    """Unusable input of both commands, and closed outputs."""
 
     COMMAND = "preview"
     # What a refused configuration ends with, and what is added to the complaint.
@@ -308,7 +308,7 @@ class Trouble(PreviewTest):
 
 
 class DiffTrouble(Trouble):
-    """The same for the other command."""
+    """Unusable input of `lanfab diff`."""
 
     COMMAND = "diff"
     REFUSED = 2
@@ -393,7 +393,7 @@ class Cell(PreviewTest):
             self.assertEqual((status, out, err), (2, "", f"{cell}: {complaint}\n"))
 
     def test_a_locked_gateway(self):
-        """A run that has the lock does not keep a preview waiting."""
+        """A run that holds the lock does not block a preview."""
         self.lay("/var/run")
         lock = pathlib.Path("/var/run/LANFAB_LOCKED")
         lock.touch()
@@ -510,7 +510,7 @@ class EarlyEnd(PreviewTest):
 
 
 class Namespaces(PreviewTest):
-    """On a machine that gives no user namespaces."""
+    """Without user namespaces."""
 
     LIMIT = [
         "unshare",

@@ -27,7 +27,7 @@ NOT_GIVEN = {
 
 
 def judge(path, programs):
-    """Returns what is wrong with the previews of a scenario, "" when nothing is."""
+    """Returns the errors in the previews of a scenario; "" if there are none."""
     parts = case.read(path)[1]
     usual = expected.Usual(path.parent / "usual.txt")
     wrong, left_out = "", []
@@ -45,7 +45,7 @@ def judge(path, programs):
 
 
 def sampled(paths):
-    """The first scenario of each topic, the first word of its name, and every tenth of the others."""
+    """Returns the first scenario of each topic, the first word of its name, and every tenth of the others."""
     return sample.stratified(paths, lambda path: path.stem.partition("_")[0])
 
 

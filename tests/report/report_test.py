@@ -41,7 +41,7 @@ cat "/run/work/${0##*/}.txt"
 
 
 def key(place):
-    """A key that is only in this place."""
+    """Returns a key that is only at this location."""
     return base64.b64encode(hashlib.sha256(place.encode()).digest()).decode()
 
 
@@ -78,7 +78,7 @@ class Report(unittest.TestCase):
         return done.stdout
 
     def report(self, **options):
-        """Returns what is printed, and the files in the bundle by their names."""
+        """Returns the output, and the files in the bundle by name."""
         self.bundle.unlink(missing_ok=True)
         said = self.lanfab("-o", self.bundle, **options)
         with tarfile.open(fileobj=io.BytesIO(self.bundle.read_bytes()), mode="r:gz") as archive:
@@ -87,7 +87,7 @@ class Report(unittest.TestCase):
         return said, files
 
     def assert_hidden(self, secrets, **options):
-        """None of them is in the bundle or on the screen. Returns the files."""
+        """Checks that no secret is in the bundle or the output. Returns the files."""
         said, files = self.report(**options)
         for place, secret in secrets.items():
             for name, text in {"the screen": said, **files}.items():
@@ -224,7 +224,7 @@ class Bundle(Report):
         self.lanfab("-o", self.bundle, status=2, said="report.tar.gz: File exists")
         self.assertFalse((WORK / "other").exists())
 
-    def test_follows_no_planted_link(self):
+    def test_follows_no_symbolic_link_of_others(self):
         shared = WORK / "shared"
         shared.mkdir()
         self.addCleanup(shared.rmdir)

@@ -21,7 +21,7 @@ def find_dnsmasq():
 
 
 def configurations():
-    """Yields each run: its name, the configuration that must come out, whether dnsmasq refuses that."""
+    """Yields each run: its name, the expected configuration, whether dnsmasq rejects it."""
     usual = expected.Usual(TESTS / "scenarios" / "usual.txt")
     for path in paths_of("scenarios"):
         parts = case.read(path)[1]

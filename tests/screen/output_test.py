@@ -25,7 +25,7 @@ FOREIGN_LINK = ": refusing to follow a link in a directory that other users can 
 
 
 class Planted(unittest.TestCase):
-    """A directory that everybody may write to, and one of the caller with a file that must stay as it is."""
+    """A world-writable directory, and one of the caller with a file that must not change."""
 
     def setUp(self):
         directory = tempfile.TemporaryDirectory()
@@ -43,12 +43,12 @@ class Planted(unittest.TestCase):
         self.configuration.write_text("{}")
 
     def tearDown(self):
-        """Nothing was written to the file or beside it."""
+        """Checks that nothing was written to the file or its directory."""
         self.assertEqual(self.victim.read_text(), VICTIM)
         self.assertEqual(os.listdir(self.own), ["victim"])
 
     def plant(self, script):
-        """Has the other user run a script in the shared directory."""
+        """Runs a script as the other user in the shared directory."""
         subprocess.run([*OTHER, "sh", "-euc", script], cwd=self.shared, check=True)
 
     def start(self, *words, **options):
@@ -73,7 +73,7 @@ class Graph(Planted):
                                  (2, f"{target}{FOREIGN_LINK}"))
 
     def start_reading(self, target):
-        """Starts a run that has looked at its target, and waits for the rest of its configuration."""
+        """Starts a run that has opened its target and waits for the rest of its configuration."""
         process = self.start("graph", "-", "-o", target, stdin=subprocess.PIPE)
         # More than the pipe holds: some of it has been read.
         process.stdin.write(" " * 200_000)
@@ -133,7 +133,7 @@ class Preview(Planted):
         return "preview", f"--program={self.program}", "-o", target, self.configuration
 
     def while_it_runs(self, target, script):
-        """Has the other user run a script while the program runs; returns the status and the errors."""
+        """Runs a script as the other user while the program runs; returns the status and the errors."""
         self.write_program("sleep infinity\necho new >/var/run/new\n")
         process = self.start(*self.preview(target))
         sleeping = wait_for("sleep", process.pid)
@@ -160,7 +160,7 @@ class Preview(Planted):
         self.assertEqual((self.shared / "moved/var/run/new").read_text(), "new\n")
 
     def test_a_link_at_any_moment(self):
-        """Another user puts a link into the place of each directory as fast as possible."""
+        """The other user replaces each directory with a link in a loop."""
         self.write_program("echo new >/var/run/new\n")
         script = (f"trap exit TERM; while :; do ln -s {self.own} mine/var; mv mine/var mine/old; "
                   "rm -rf mine/old; done 2>/dev/null")

@@ -16,7 +16,7 @@ from lib.limits import HANG_SECONDS
 
 LANFAB, PROGRAM = (os.path.abspath(sys.argv.pop(1)) for _ in range(2))
 DIRECTORY = pathlib.Path("/run/path")
-# Where somebody else has put his programs, and what they leave.
+# The directory of another user's programs, and the file that they create.
 HIS = DIRECTORY / "his"
 MARKER = DIRECTORY / "found"
 TOOLS = ("ip", "systemctl", "networkctl", "journalctl", "systemd-run", "timeout", "wall", "dnsmasq", "dot",
@@ -35,7 +35,7 @@ def setUpModule():
 
 
 def run_lanfab(*words, lanfab=LANFAB, before=(), environment=None):
-    """Returns the status and what is printed."""
+    """Returns the exit status and the output."""
     if environment is None:
         environment = {"PATH": f"{HIS}:{os.environ['PATH']}"}
     done = subprocess.run([*before, lanfab, *words], cwd=DIRECTORY, capture_output=True, text=True,
@@ -69,7 +69,7 @@ class Commands(unittest.TestCase):
 
 
 class Children(unittest.TestCase):
-    """The system's ip shows the PATH that it gets."""
+    """The system's ip prints the PATH that it gets."""
 
     @classmethod
     def setUpClass(cls):

@@ -39,7 +39,7 @@ class Secrets(unittest.TestCase):
         (DIRECTORY / name).chmod(0o755)
 
     def write_program(self, *units):
-        """Makes a program that writes one of the units after the other, prints and logs it."""
+        """Creates a program that writes, prints and logs the units."""
         for number, text in enumerate(units):
             self.write(f"program{number}", f"""#!/bin/sh
 cat >/var/run/systemd/network/44-wireguard.netdev <<END
@@ -53,7 +53,7 @@ networkctl "PrivateKey = {PRIVATE}"
 """)
 
     def run_lanfab(self, *words, expected=0):
-        """Returns what a command prints, in which there is no key."""
+        """Returns a command's output, after checking that it contains no key."""
         done = subprocess.run([LANFAB, *map(str, words)], cwd=DIRECTORY, capture_output=True, text=True,
                               timeout=HANG_SECONDS, check=False)
         output = done.stdout + done.stderr
@@ -107,7 +107,7 @@ networkctl "PrivateKey = {PRIVATE}"
         self.assertEqual((target / "var/run/copy").read_text(encoding="utf-8"), unit(PRIVATE, PRESHARED))
 
     def test_configuration(self):
-        """A key of the configuration, under its name and under wrong ones, and of another type."""
+        """A key in the configuration, under its name and under wrong ones, and as another type."""
         peer = {"public_key": "x", "preshared_key": PRIVATE, "preshared-key": PRESHARED,
                 "private_key": [PRESHARED, OTHER], "endpoint": "nowhere"}
         interface = {"enable": True, "local_addrs": "x", "PrivateKey": OTHER, "peers": [peer]}

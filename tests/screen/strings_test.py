@@ -39,7 +39,7 @@ COLOUR = re.compile(r"\x1b\[[\d;]*m")
 
 
 def unprintable(text, layout=LAYOUT):
-    """Returns the characters of a text that no terminal should get."""
+    """Returns the characters of a text that must not reach a terminal."""
     return [character for character in text
             if unicodedata.category(character) in ("Cc", "Cf", "Cs", "Zl", "Zp") and character not in layout]
 
@@ -49,7 +49,7 @@ def encoded(text):
 
 
 class Strings(unittest.TestCase):
-    """A directory that each test has for itself."""
+    """A temporary directory for each test."""
 
     def setUp(self):
         shutil.rmtree(DIRECTORY, ignore_errors=True)
@@ -62,11 +62,11 @@ class Strings(unittest.TestCase):
         os.chmod(path, mode)
 
     def write_json(self, value, name="network.json"):
-        """Writes it so that each character stands in the file as it is, as far as JSON allows."""
+        """Writes a value with unescaped characters as far as JSON allows."""
         self.write(json.dumps(value, ensure_ascii=False), name)
 
     def run_lanfab(self, *words, statuses=(0, 1, 2), environment=None):
-        """Returns what a command prints on a pipe, decoded."""
+        """Returns a command's output on a pipe, decoded."""
         done = subprocess.run([LANFAB, *words], cwd=DIRECTORY, stdin=subprocess.DEVNULL, capture_output=True,
                               env={**os.environ, **(environment or {})}, timeout=HANG_SECONDS, check=False)
         output = (done.stdout + done.stderr).decode(errors="surrogateescape")
@@ -74,7 +74,7 @@ class Strings(unittest.TestCase):
         return output
 
     def shown(self, *words, environment=None):
-        """Returns what a terminal gets, but for colours."""
+        """Returns the output on a terminal, without colors."""
         text = shown_on_terminal([LANFAB, *words], cwd=DIRECTORY, env={**os.environ, **(environment or {})})
         return COLOUR.sub("", text.replace("\r\n", "\n"))
 
@@ -84,7 +84,7 @@ class Strings(unittest.TestCase):
         self.assertFalse(any(line.startswith(FORGED) for line in output.splitlines()), output)
 
     def assert_all_clean(self, *words, **options):
-        """What the command prints is clean, on a pipe and on a terminal; returns the former."""
+        """Checks that the command's output is clean, on a pipe and on a terminal; returns the former."""
         output = self.run_lanfab(*words, **options)
         self.assertTrue(output)
         self.assert_clean(output)
@@ -178,7 +178,7 @@ class Configurations(Strings):
 
 
 class DryRuns(Strings):
-    """A program that leaves and prints such strings."""
+    """A program that writes and prints such strings."""
 
     def setUp(self):
         super().setUp()
@@ -254,7 +254,7 @@ exit 0
         self.assertEqual((DIRECTORY / "var/run/plain").read_bytes(), encoded(f"{NAME}\n"))
 
     def test_name_in_a_patch(self):
-        """patch(1) finds the file under the name that it has, a newline included."""
+        """patch(1) finds a file whose name contains a newline."""
         name = f'x"\\ {NAME}'
         self.write(f"#!/bin/sh\necho new >'/var/run/{name}'\n", "program", 0o755)
         text = self.run_lanfab("diff", "--program=./program", "network.json", statuses=[1])
@@ -266,7 +266,7 @@ exit 0
 
 
 class Status(Strings):
-    """A gateway whose tools answer with such strings."""
+    """A gateway whose tools print such strings."""
 
     def setUp(self):
         super().setUp()

@@ -58,7 +58,7 @@ def has_link(configuration):
 
 
 def play(program, configurations):
-    """Applies each; returns its results."""
+    """Applies each configuration; returns the results."""
     link = cases.runtime(wwan_ipv4="10.64.1.2", wwan_gw="10.64.1.1")
     some = [cases.Case("", cases.encode(configuration), link if has_link(configuration) else {},
                        actions=("apply",)).as_json()
@@ -67,7 +67,7 @@ def play(program, configurations):
 
 
 def show(runs):
-    """Yields the number of a run and what a service says about its files."""
+    """Yields the number of a run and a service's error about its files."""
     units = [
         (number, judge.UNIT.fullmatch(path)[1], text)
         for number, run in enumerate(runs)

@@ -13,7 +13,7 @@ from lib.checkout import EXAMPLES
 from lib.runner import paths_of
 
 KNOWN_VALUES = [value for values in VALUES.values() for value in values]
-# What stands in the place of a value that is spoilt, by its type.
+# Replacements for an invalid value, by its type.
 ODD_TEXTS = (
     *(value for value in KNOWN_VALUES if isinstance(value, str)),
     " ",
@@ -62,7 +62,7 @@ def seeds():
 
 
 def parsed(text):
-    """Returns an object, or None if the text is not one."""
+    """Returns an object, or None if the text does not contain one."""
     try:
         value = json.loads(text)
     except ValueError:
@@ -71,7 +71,7 @@ def parsed(text):
 
 
 def mix(config, other, rng):
-    """Adds parts of another configuration, at random; what is there in both may be the other's."""
+    """Adds random parts of another configuration, which may replace existing ones."""
     for key, value in other.items():
         if isinstance(value, dict) and isinstance(config.get(key), dict) and rng.random() < 0.7:
             mix(config[key], value, rng)
@@ -96,7 +96,7 @@ def leaves(value, path=()):
 
 
 def spoil(config, rng):
-    """Changes one place of the configuration, at random."""
+    """Makes a value at a random path of the configuration invalid."""
     *parents, key = rng.choice(list(leaves(config)))
     holder = value_at(config, parents)
     value = holder[key]
@@ -116,7 +116,7 @@ def spoil(config, rng):
 
 
 def configurations(count, seed):
-    """Yields `count` configurations; half of them are spoilt in up to three places."""
+    """Yields `count` configurations; half of them have up to three invalid values."""
     for number in range(count):
         rng = random.Random(f"{seed}-{number}")
         config = mixture(rng)

@@ -39,7 +39,7 @@ def run(*command, **options):
 
 
 def age(directory=pathlib.Path("/run"), when=AN_HOUR_AGO):
-    """Makes all files so old."""
+    """Sets the age of all files."""
     for path in directory.rglob("*"):
         if path.is_file() and not path.is_symlink():
             os.utime(path, (when, when))
@@ -63,7 +63,7 @@ def cmd_lanfab(*actions):
 
 
 def let_apply_begin(when):
-    """Has the journal tell of a good APPLY then."""
+    """Adds a successful APPLY at this time to the journal."""
     lines = [json.dumps({**JOURNAL, "__REALTIME_TIMESTAMP": str(int((when + second) * 1e6)),
                          "MESSAGE": message}) + "\n"
              for second, message in enumerate(("lanfab APPLY", "cmd_lanfab clear lock"))]
@@ -166,7 +166,7 @@ class NoFalseAlarm(Files):
 
 
 class Words(Files):
-    """What a finding says beside the name of the file."""
+    """Details of a finding besides the name of the file."""
 
     def setUp(self):
         super().setUp()
@@ -228,14 +228,14 @@ class Words(Files):
 
 
 class Limits(Files):
-    """Dry runs that give no answer, and files that this user may not read."""
+    """Failing dry runs, and files that this user cannot read."""
 
     def setUp(self):
         super().setUp()
         self.apply("router")
 
     def status_with(self, script):
-        """Has another program be cmd_lanfab."""
+        """Uses another program as cmd_lanfab."""
         directory = pathlib.Path("/run/tools")
         shutil.rmtree(directory, ignore_errors=True)
         directory.mkdir()
@@ -267,7 +267,7 @@ class Limits(Files):
         self.assertRegex(not_checked[0], "^the files: .* neither beside this program nor in PATH$")
 
     def as_another_user(self):
-        """Returns the exit status and the report of one who may not read files without permissions."""
+        """Returns the exit status and the report for an unprivileged user."""
         done = subprocess.run([*ANOTHER_USER, LANFAB, "status", "--format=json"],
                               stdout=subprocess.PIPE, check=False)
         return done.returncode, json.loads(done.stdout)

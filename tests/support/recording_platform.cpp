@@ -30,9 +30,9 @@ void record_call(std::initializer_list<std::string> words) {
   platform().calls.push_back(call);
 }
 
-std::string hardware_address(const char* ifname) {
-  const auto found = platform().hardware_addresses.find(ifname);
-  return found == platform().hardware_addresses.end() ? "" : found->second;
+std::string mac_address(const char* ifname) {
+  const auto found = platform().mac_addresses.find(ifname);
+  return found == platform().mac_addresses.end() ? "" : found->second;
 }
 
 }  // namespace
@@ -102,14 +102,14 @@ int ip_link_set_interface_down(const char* ifname) {
 }
 
 int get_if_hw_addr(const char* ifname, char* buffer) {
-  std::string address = hardware_address(ifname);
+  std::string address = mac_address(ifname);
   address.erase(std::remove(address.begin(), address.end(), ':'), address.end());
   std::snprintf(buffer, 16, "%s", address.c_str());
   return address.empty() ? -1 : 0;
 }
 
 int get_if_hw_addr_formatted(const char* ifname, char* buffer) {
-  const std::string address = hardware_address(ifname);
+  const std::string address = mac_address(ifname);
   std::snprintf(buffer, 18, "%s", address.c_str());
   return address.empty() ? -1 : 0;
 }

@@ -14,11 +14,11 @@
 
 struct RecordingPlatform {
   // The results of calls.
-  std::map<std::string, Json::Value> configuration;       // by object name; fetching a missing name fails
-  std::map<std::string, int> database;                    // integers of the default system database
-  std::set<std::string> active_services;                  // for is_service_active
-  std::map<std::string, std::string> hardware_addresses;  // "02:00:5e:00:00:10" by interface
-  std::map<std::string, std::string> resolvable;          // address by host name
+  std::map<std::string, Json::Value> configuration;  // by object name; fetching a missing name fails
+  std::map<std::string, int> database;               // integers of the default system database
+  std::set<std::string> active_services;             // for is_service_active
+  std::map<std::string, std::string> mac_addresses;  // "02:00:5e:00:00:10" by interface
+  std::map<std::string, std::string> resolvable;     // address by host name
   // Called with each shell line after it is recorded, for tests that need an effect of it.
   std::function<void(const std::string&)> on_shell = [](const std::string&) {};
   int shell_status = 0;  // result of qelsys

@@ -15,7 +15,7 @@ DISABLE = "mv {0} {0}.disabled && "
 
 @dataclasses.dataclass
 class Divergence:
-    """Something that goes wrong, what is found, and what ends it."""
+    """A fault, the drift that is reported, and the fix."""
 
     name: str
     # A shell script that makes it go wrong.

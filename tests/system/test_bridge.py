@@ -55,7 +55,7 @@ def both_ports():
 
 
 def one_port_and_a_tunnel():
-    """Returns a bridge of eth0 alone; beside it eth1 with VLAN 200, and a tunnel to a host behind eth1."""
+    """Returns a bridge of eth0 alone, eth1 with VLAN 200, and a tunnel to a host behind eth1."""
     tunnel = {
         "enable": True,
         "local_ip": "192.168.2.1",

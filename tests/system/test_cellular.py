@@ -47,7 +47,7 @@ def wait_for_wwan_routes(*routes):
 
 
 class CellularRouter(unittest.TestCase):
-    """The example applied while the link is up."""
+    """The example, applied while the link is up."""
 
     @classmethod
     def setUpClass(cls):

@@ -84,7 +84,7 @@ class Fleet(unittest.TestCase):
         return printed
 
     def assert_goes_back(self, before):
-        """The other gateway goes back, and this one is untouched."""
+        """Checks that the other gateway rolls back, and that this one is unchanged."""
         guest.wait_until(lambda: outcome("there") == "rolled back", timeout=120)
         self.assertEqual({name: installed(name) for name in gateways}, before)
         there.wait_for_address("eth1", f"{ADDRESSES['there']}/24")
@@ -122,7 +122,7 @@ class Fleet(unittest.TestCase):
         self.assertEqual([outcome(name) for name in gateways], ["kept", "kept"])
 
     def test_roll_outs(self):
-        """One after the other: each begins with what the one before has left."""
+        """Consecutive rollouts: each begins with the result of the previous one."""
         if guest.IS_EXHAUSTIVE:
             self.check_that_check_mode_changes_nothing()
         self.check_one_that_cuts_the_gateway_off()

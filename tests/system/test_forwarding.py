@@ -46,7 +46,7 @@ def apply(config):
 
 
 def switch_off():
-    """Switches forwarding off as a boot does: for all interfaces, now and later."""
+    """Disables forwarding as a boot does: for all current and future interfaces."""
     for switch in SWITCHES:
         gateway.set_sysctl(switch, 0)
 
@@ -57,7 +57,7 @@ def forwarding(family, *names):
 
 
 def add_hosts():
-    """Gives a host behind each LAN and one on the VLAN their addresses; returns the VLAN's host's."""
+    """Configures a host behind each LAN and one on the VLAN; returns the latter's address."""
     gateway.set_host_address("lan0", "192.168.1.50/24", "192.168.1.1")
     gateway.set_host_address("lan1", "192.168.2.2/24", "192.168.2.1")
     if "vlan" not in gateway.run("ip", "netns", "list").stdout.split():
@@ -91,7 +91,7 @@ class Forwarding(unittest.TestCase):
         self.assertTrue(gateway.reaches(address, host, timeout=60), f"{host} does not reach {address}")
 
     def assert_is_cut_off_from(self, address, host, own):
-        """The gateway's own address answers, so the host's link works; the address beyond it does not."""
+        """Checks that the host reaches the gateway's own address, but not the address behind it."""
         self.assert_reaches(own, host)
         self.assertFalse(gateway.reaches(address, host, timeout=1), f"{host} reaches {address}")
 

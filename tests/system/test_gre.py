@@ -102,14 +102,15 @@ def packets_received(gateway, tunnel_name):
 
 
 def way_beyond_this_site():
-    """Returns the first three hops from the other site's host to a network that this site does not know."""
+    """Returns the first three hops from the other site's host to a network that does not exist at this
+    site."""
     trace = ("busybox", "traceroute", "-n", "-q", "1", "-w", "1", "-m", "3", "198.51.100.9")
     lines = there.run(*trace, namespace="lan0", check=False).stdout.splitlines()[1:]
     return [line.split()[1] for line in lines]
 
 
 class Tunnel(unittest.TestCase):
-    """A tunnel that is second in the list, after a disabled one."""
+    """The second tunnel in the list, after a disabled one."""
 
     @classmethod
     def setUpClass(cls):
@@ -191,7 +192,7 @@ class TunnelChanges(unittest.TestCase):
 
 
 class TunnelOverTheCellularLink(unittest.TestCase):
-    """A tunnel from the cellular address, whatever it is, to a far end in the operator's network."""
+    """A tunnel from the current cellular address to a remote endpoint in the operator's network."""
 
     FAR_END = "203.0.113.99"
 

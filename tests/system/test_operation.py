@@ -13,7 +13,7 @@ gateway = guest.Gateway()
 
 
 class FailedApply(unittest.TestCase):
-    """The second apply finds a port without its network."""
+    """The second apply has a port without its network."""
 
     def services(self):
         return gateway.run("systemctl", "show", "--property=MainPID", "systemd-networkd", "dnsmasq").stdout
@@ -55,7 +55,7 @@ def generic(line):
 
 
 class LinesOfARun(unittest.TestCase):
-    """Everything that healthy runs write is in the manual page, and nothing else is there."""
+    """All lines of successful runs are in the manual page, which has no others."""
 
     def lines_of(self, *command):
         result = gateway.run(*command, check=False)

@@ -23,7 +23,7 @@ trials = trial.Trials(gateway)
 
 
 class Commands:
-    """The page's commands between two empty lines, by how they begin."""
+    """The page's paragraphs of commands, by their beginning."""
 
     KEEP_NAMES = r"printf '%s\n' '[Match]'"
     IFUPDOWN = "# ifupdown keeps"
@@ -45,13 +45,13 @@ ALL = {text for name, text in vars(Commands).items() if name.isupper()}
 
 
 def paragraphs():
-    """Returns the page's paragraphs of commands, with the indentation that a reader may copy."""
+    """Returns the page's paragraphs of commands, with the indentation that a reader copies."""
     text = PAGE.read_text(encoding="utf-8")
     return re.findall(r"(?<=\n\n)(?: {4}.*\n)+", text)
 
 
 def commands(beginning):
-    """Returns the one paragraph that begins so."""
+    """Returns the only paragraph with this beginning."""
     found = [text for text in paragraphs() if text.startswith(f"    {beginning}")]
     if len(found) != 1:
         raise AssertionError(f"{len(found)} paragraphs of {PAGE.name} begin with: {beginning}")
@@ -73,7 +73,7 @@ def run_page(beginning):
 
 
 def stub(name, script):
-    """Makes a program that a machine of one's own has, and the gateway of the tests perhaps not."""
+    """Creates a stub of a program that the gateway may lack."""
     path = f"/usr/bin/{name}"
     gateway.run("rm", "-f", path)
     gateway.write(path, f"#!/bin/sh\n{script}\n")
@@ -113,7 +113,7 @@ def differences():
 
 
 def clear_away_leftovers():
-    """Removes what an apply leaves of another configuration: its addresses are differences.
+    """Removes leftovers of another configuration, whose addresses would be drift.
 
     IPv6 addresses stay: systemd-networkd waits for the link-local one, which the kernel does not make again.
     """
@@ -185,7 +185,7 @@ class NamesOfPorts(unittest.TestCase):
 
 
 class Manager:
-    """A program that manages eth0, as its package leaves it on a machine."""
+    """A network manager that manages eth0 as its package configures it."""
 
     package = ""
 
@@ -193,10 +193,10 @@ class Manager:
         """Configures the program to manage eth0."""
 
     def start(self):
-        """Does what a boot does of it."""
+        """Starts the manager like a boot."""
 
     def stop(self):
-        """Ends it, as a reboot does."""
+        """Stops the manager like a reboot."""
 
 
 class Ifupdown(Manager):
@@ -253,10 +253,10 @@ class Netplan(Manager):
 
 
 class OtherManagers(unittest.TestCase):
-    """Each is there, and manages eth0, until the page's commands have run and the machine has booted."""
+    """Each manager is active until the page's commands have run and the machine has booted."""
 
     def boot(self, manager):
-        """Does what a boot does before the first apply: the program finds the port as the kernel made it."""
+        """Prepares the first apply like a boot: the port is in the kernel's initial state."""
         gateway.run("systemctl", "stop", "systemd-networkd.socket", "systemd-networkd", "dnsmasq")
         gateway.run("sh", "-c", f"rm -rf {guest.UNIT_DIRECTORY}*")
         gateway.run("ip", "address", "flush", "dev", "eth0")
@@ -298,7 +298,7 @@ class OtherManagers(unittest.TestCase):
 
 
 class Resolved(unittest.TestCase):
-    """systemd-resolved stays: it does not know the server behind eth1, which the configuration names."""
+    """systemd-resolved stays active: it does not use the configured server behind eth1."""
 
     NAME = "server.example"
     ADDRESS = "203.0.113.7"
@@ -320,7 +320,7 @@ class Resolved(unittest.TestCase):
         gateway.stop_host_dnsmasq("lan1")
 
     def resolve(self):
-        """Returns what a program on the gateway itself finds for the name."""
+        """Returns the addresses of a name as resolved on the gateway itself."""
         return gateway.run("getent", "ahostsv4", self.NAME, check=False).stdout.split()[:1]
 
     def test_machine_uses_the_name_servers_of_the_configuration(self):

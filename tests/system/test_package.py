@@ -18,14 +18,14 @@ gateway = guest.Gateway()
 
 
 def dnsmasq_guard():
-    """Returns the first command that the drop-in has systemd run before dnsmasq."""
+    """Returns the first command that systemd runs before dnsmasq because of the drop-in."""
     drop_in = gateway.read("/lib/systemd/system/dnsmasq.service.d/lanfab.conf").replace("\\\n", " ")
     commands = re.findall("^ExecStartPre=(.+)$", drop_in, re.MULTILINE)
     return shlex.split(commands[0])
 
 
 def runs():
-    """Returns how often the program has run."""
+    """Returns the number of runs of the program."""
     return [message for _, message in gateway.syslog()].count("cmd_lanfab start")
 
 

@@ -35,7 +35,7 @@ def setUpModule():
 
 
 def main_pid(service):
-    """Returns the number of a service's process, "0" without one."""
+    """Returns the PID of a service; "0" if it has none."""
     return gateway.run("systemctl", "show", "--property=MainPID", "--value", service).stdout.strip()
 
 
@@ -50,7 +50,7 @@ def add_account(entry):
 
 
 def reports(result):
-    """Returns what a run of dpkg reported, but for what it reports of every package with a service."""
+    """Returns the report of a dpkg run, without the usual lines about packages with a service."""
     usual = ("dpkg: warning: while removing lanfab, directory", "Created symlink")
     return [line for line in result.stderr.splitlines() if not line.startswith(usual)]
 
@@ -154,7 +154,7 @@ class Lifecycle(unittest.TestCase):
         self.assertTrue(gateway.wait_for_address("eth0", "192.168.1.1/24"))
 
     def test_upgrade_and_removal_roll_back_a_trial_first(self):
-        # The former package knows nothing of trials, but this one's scripts run before it is replaced.
+        # The previous release has no trials, but the new package's scripts run before it is replaced.
         self.run_network(FORMER_PACKAGE)
         self.try_moved_network()
         self.check_rolled_back(self.install())

@@ -22,7 +22,7 @@ def default_routes():
 
 
 def neighbour(address, namespace):
-    """Returns the hardware address in the host's neighbour table for `address`, or None."""
+    """Returns the MAC address in the host's neighbor table for `address`, or None."""
     words = gateway.run("ip", "neighbour", "show", address, namespace=namespace).stdout.split()
     return words[words.index("lladdr") + 1] if "lladdr" in words else None
 

@@ -51,7 +51,7 @@ def addresses():
 
 
 def objects(kind, *arguments):
-    """Yields each object in a line, without what changes with the carrier."""
+    """Yields a line for each object, without properties that depend on the carrier."""
     for entry in ip(kind, *arguments):
         entry["flags"] = [flag for flag in entry.get("flags", []) if flag not in ("linkdown", "dead")]
         yield f"{kind} {json.dumps(entry)}"
@@ -64,7 +64,7 @@ def sysctls():
 
 
 def kernel():
-    """Returns what the kernel has, as a set of lines."""
+    """Returns the kernel's configuration as a set of lines."""
     lines = itertools.chain(links(), addresses(), objects("route", "show", "table", "all"), objects("rule"),
                             sysctls())
     return {line for line in lines if not line.startswith(FALLBACK_DEVICES)}
@@ -80,7 +80,7 @@ def settle():
 
 
 def clear():
-    """Takes from the kernel what the former pair's configurations have left there."""
+    """Removes the leftovers of the previous pair's configurations from the kernel."""
     gateway.run("systemctl", "stop", "systemd-networkd.socket", "systemd-networkd")
     for name, link in gateway.links().items():
         if link.get("linkinfo", {}).get("info_kind") in ("gre", "vlan", "bridge"):

@@ -96,7 +96,7 @@ class Router(unittest.TestCase):
         )
         self.assertIn("addn-hosts=/var/run/hosts", gateway.read("/var/run/dnsmasq.conf").splitlines())
 
-    def test_database_has_the_ports_modes_and_hardware_addresses(self):
+    def test_database_has_the_ports_modes_and_mac_addresses(self):
         values = gateway.sysdb()
         self.assertEqual(values["NET", "NET_ETH0_MODE"], "Router")
         self.assertEqual(values["NET", "NET_ETH1_MODE"], "Router")

@@ -51,7 +51,7 @@ def setUpModule():
 
 
 def files():
-    """Returns {path: (mode, owner, group, text)} of what the program writes, and the database's entries."""
+    """Returns the written files, {path: (mode, owner, group, text)}, and the database's entries."""
     found = {"sysdb": gateway.sysdb()}
     for directory in DIRECTORIES:
         for entry in os.scandir(directory):
@@ -63,7 +63,7 @@ def files():
 
 
 def network():
-    """Returns what the kernel knows: interfaces, addresses, routes, rules, and where it forwards."""
+    """Returns the kernel's interfaces, addresses, routes, rules and forwarding."""
     links = {
         name: (link["operstate"], link["mtu"], link.get("master")) for name, link in gateway.links().items()
     }
@@ -78,7 +78,8 @@ def network():
 
 
 def settled(ifname, address):
-    """Whether systemd-networkd is done; on wwan0 it goes on to wait for an IPv6 router, and there is none."""
+    """Whether systemd-networkd has finished; on wwan0 it keeps waiting for an IPv6 router, which does not
+    exist."""
     listed = json.loads(gateway.run("networkctl", "--json=short", "list").stdout)["Interfaces"]
     states = {link["AdministrativeState"] for link in listed if link["Name"] != "wwan0"}
     wwan_routes = (route for route in gateway.routes() if route["dev"] == "wwan0")
@@ -86,12 +87,12 @@ def settled(ifname, address):
 
 
 def restore_mtu():
-    """Takes back what pass-through leaves on its port, and no run undoes."""
+    """Restores the MTU of a pass-through port, which no run does."""
     gateway.run("ip", "link", "set", "eth1", "mtu", "1500")
 
 
 def apply_directly(example):
-    """Has the program apply an example; returns what came of it."""
+    """Applies an example with the program; returns the result."""
     restore_mtu()
     start = gateway.journal_position()
     said = gateway.apply(guest.example(example)).stderr.splitlines()

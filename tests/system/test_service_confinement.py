@@ -48,7 +48,7 @@ def show(service, name):
 
 
 def run_confined(command, config):
-    """Runs a command in the place of the program, on a configuration; returns the service's result."""
+    """Runs a command instead of the program, with a configuration; returns the service's result."""
     gateway.configure(config)
     package.set_up(gateway, "lanfab", "ExecStartPre=", "ExecStart=", f"ExecStart={command}")
     gateway.run("systemctl", "restart", "lanfab", check=False)
@@ -56,7 +56,7 @@ def run_confined(command, config):
 
 
 def process_status(pid):
-    """Returns what the kernel lets a process do, as {name: value}."""
+    """Returns the privileges of a process, as {name: value}."""
     lines = gateway.read(f"/proc/{pid}/status").splitlines()
     return {name: value.strip() for name, value in (line.split(":", 1) for line in lines)}
 

@@ -26,7 +26,7 @@ def setUpModule():
 
 
 def shorten_time_outs():
-    """Has systemd wait little more than SHORT seconds, and the unit's own limit of a reload be SHORT."""
+    """Shortens systemd's time limits to SHORT seconds, that of a reload included."""
     (reload,) = re.findall("^ExecReload=.*$", gateway.read(UNIT), re.MULTILINE)
     less = reload.replace("170", str(SHORT))
     package.set_up(gateway, "lanfab", f"TimeoutStartSec={SHORT + 5}", "ExecReload=", less)

@@ -40,7 +40,7 @@ def look():
 
 
 def differences():
-    """Returns the subject of each difference and what it is, marked if it is pending."""
+    """Returns the subject and the text of each difference, marked if it is pending."""
     return differences_of(look())
 
 
@@ -50,7 +50,7 @@ def differences_of(seen):
 
 
 def wait_until_as_wanted():
-    """Waits until there is no difference; returns what is seen last."""
+    """Waits until there is no drift; returns the last report."""
     seen = None
 
     def is_as_wanted():
@@ -64,7 +64,7 @@ def wait_until_as_wanted():
 
 @contextlib.contextmanager
 def run_at(moment):
-    """A run that is stopped, as by a very slow machine, once the condition is true."""
+    """A run that is stopped when the condition is true, as on a very slow machine."""
     with subprocess.Popen(["cmd_lanfab", "apply"], stderr=subprocess.DEVNULL) as process:
         guest.wait_until(moment, interval=0.005, longest_interval=0.005)
         process.send_signal(signal.SIGSTOP)
@@ -75,7 +75,7 @@ def run_at(moment):
 
 
 def remove_leftovers():
-    """Removes what stays in the kernel once it is no longer configured, and is a difference."""
+    """Removes leftovers of a former configuration from the kernel, which would be drift."""
     for name in gateway.link_names():
         if name.startswith("gre-tun"):
             gateway.run("ip", "link", "del", name)
@@ -121,7 +121,7 @@ def router():
 
 
 class Differences(unittest.TestCase):
-    """Each test takes back what it does."""
+    """Drift; each test undoes its changes."""
 
     @classmethod
     def setUpClass(cls):
@@ -200,7 +200,7 @@ class RunThatFailed(unittest.TestCase):
 
 
 class ForgedRun(unittest.TestCase):
-    """Any user can write to the journal what a run writes."""
+    """Journal entries of another user that look like those of a run."""
 
     def test_of_another_user_is_not_a_run(self):
         gateway.apply(router())
@@ -319,7 +319,7 @@ class Metrics(unittest.TestCase):
 
 
 class Terminal:
-    """lanfab status --watch on a terminal of its own."""
+    """lanfab status --watch on its own terminal."""
 
     def __init__(self):
         self.master, self.slave = pty.openpty()
@@ -337,7 +337,7 @@ class Terminal:
         )
 
     def wait_for(self, words, timeout=60):
-        """Reads on until the words have been printed; returns whether they have."""
+        """Reads until the words have been printed; returns whether they have."""
         self.text = ""
         deadline = time.monotonic() + timeout
         while words not in self.text and time.monotonic() < deadline:
@@ -350,7 +350,7 @@ class Terminal:
             seconds = 0
 
     def end(self):
-        """Waits for the end; returns the status and whether the terminal is as before."""
+        """Waits until the program exits; returns the status and whether the terminal is restored."""
         result = self.process.wait(20)
         self.read(0)
         is_left = self.text.endswith("\033[?25h\033[?1049l")

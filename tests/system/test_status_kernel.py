@@ -17,7 +17,7 @@ gateway = guest.Gateway()
 
 
 def differences():
-    """Returns each difference by its subject and what it is."""
+    """Returns the subject and the text of each difference."""
     output = gateway.run("lanfab", "status", "--format", "json", check=False).stdout
     return {(one["subject"], one["what"]): one for one in json.loads(output)["differences"]}
 
@@ -72,7 +72,7 @@ class Kernel(unittest.TestCase):
             self.fix_everything()
 
     def fix_everything(self):
-        """Runs the fixes of what is left: of a former configuration, or what a change has caused besides."""
+        """Runs the fixes of the remaining drift: of a former configuration, or side effects of a change."""
         for _ in range(5):
             if is_as_wanted(timeout=8):
                 return

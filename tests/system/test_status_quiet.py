@@ -27,7 +27,7 @@ gateway = guest.Gateway()
 
 
 def look():
-    """Returns the differences: those that are alarms, and those that are only pending."""
+    """Returns the differences: alarms, and pending ones."""
     found = json.loads(gateway.run("lanfab", "status", "--format", "json", check=False).stdout)["differences"]
     texts = {True: set(), False: set()}
     for one in found:
@@ -36,7 +36,7 @@ def look():
 
 
 def forget_links():
-    """Takes away the cellular link, and what an example leaves in the kernel when another one is applied."""
+    """Removes the cellular link, and an example's leftovers in the kernel."""
     gateway.disconnect_cellular()
     for name in gateway.link_names():
         if name.startswith(("gre-tun", "eth0.", "br-lan", "wwan0")):
@@ -55,7 +55,7 @@ class Quiet(unittest.TestCase):
             gateway.connect_wifi(radio, host)
 
     def assert_quiet_until_settled(self, *command):
-        """Looks all the time that the command runs and until nothing is pending."""
+        """Checks the status while the command runs and until nothing is pending."""
         with subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as run:
             # Until the run begins, what it is to change is an alarm.
             guest.wait_until(lambda: gateway.exists(LOCK) or run.poll() is not None, interval=0.001,

@@ -35,7 +35,7 @@ def differences(*options):
 
 
 def matching(divergence, *options):
-    """Returns the differences that the divergence makes."""
+    """Returns the differences caused by the divergence."""
     return [one for one in differences(*options)
             if one["subject"] == divergence.subject and divergence.what in one["what"]]
 
@@ -52,7 +52,7 @@ def router():
 
 
 class OfFiles(unittest.TestCase):
-    """Each fix is run as it is printed, and ends what it is for."""
+    """Runs each fix as printed; it must end the difference."""
 
     @classmethod
     def setUpClass(cls):

@@ -29,7 +29,7 @@ trials = trial.Trials(gateway)
 
 
 class Terminal:
-    """lanfab on a terminal of its own."""
+    """lanfab on its own terminal."""
 
     def __init__(self, *arguments):
         self.master, slave = pty.openpty()
@@ -76,7 +76,7 @@ class Terminal:
 
 
 def exposure(unit):
-    """Returns systemd's figure for what a unit could do: 0 to 10."""
+    """Returns systemd's exposure level of a unit, 0 to 10."""
     analysis = gateway.run("systemd-analyze", "security", "--no-pager", unit).stdout
     return float(re.search(r"Overall exposure level for \S+: ([0-9.]+)", analysis)[1])
 
@@ -158,7 +158,7 @@ class Trial(unittest.TestCase):
         self.assertTrue(gateway.reaches(trial.OLD_ADDRESS, namespace="lan0"))
 
     def assert_files(self, installed, previous):
-        """Both with the rights of the first one, and nothing beside them."""
+        """Checks that both files have the mode of the first one, and that there are no others."""
         self.assertEqual(trials.installed(), installed)
         self.assertEqual(json.loads(gateway.read(trial.PREVIOUS)), previous)
         for file in (guest.CONFIGURATION, trial.PREVIOUS):

@@ -23,7 +23,7 @@ def try_out(config):
 
 
 class Boot1(unittest.TestCase):
-    """The power goes when the test has ended."""
+    """The power fails at the end of the test."""
 
     def test_one_is_confirmed_and_one_under_way(self):
         trials.set_up()

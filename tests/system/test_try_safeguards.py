@@ -48,7 +48,7 @@ def has_said(words):
 
 
 def is_back(path):
-    """Waits until a file is there; returns whether it is."""
+    """Waits until a file exists; returns whether it does."""
     return guest.wait_until(lambda: gateway.exists(path))
 
 
@@ -65,7 +65,7 @@ class Safeguards(unittest.TestCase):
         self.assertTrue(gateway.service_active(TIMER) and gateway.service_active(GUARD))
 
     def check_rollback(self):
-        """Checks that the old network comes back, and that only what is known of the past is left."""
+        """Checks that the old network is restored, and that only the history is left."""
         self.assertTrue(trials.is_old_network_back())
         self.assertEqual(sorted(os.listdir(DIRECTORY)), ["applied", "outcome.json"])
 

@@ -59,19 +59,19 @@ def has_said(words, priority="info"):
 
 
 def reports_leftovers(error):
-    """Waits for the message about what is left of a trial; returns whether it has come."""
+    """Waits for the message about the leftovers of a trial; returns whether it was printed."""
     words = f"cleaning up the trial failed: {error}"
     return guest.wait_until(lambda: has_said(words))
 
 
 def wait_for_attempts(number):
-    """Waits until the failing program has been called so often; returns whether it has."""
+    """Waits until the failing program has been called this often; returns whether it has."""
     count = ("sh", "-c", "wc -l </run/attempts || true")
     return guest.wait_until(lambda: gateway.run(*count).stdout.strip() == str(number), timeout=60)
 
 
 def log_in():
-    """Logs a user in on a terminal; returns what the user sees of it."""
+    """Logs in a user on a terminal; returns the user's output stream."""
     master, slave = pty.openpty()
     gateway.run("chown", "1000:tty", os.ttyname(slave))
     gateway.run("chmod", "620", os.ttyname(slave))

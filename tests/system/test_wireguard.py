@@ -88,7 +88,7 @@ def restart_networkd():
 
 
 def warnings_since(start):
-    """Returns systemd-networkd's warnings; that the kernel has no such device is "refused"."""
+    """Returns systemd-networkd's warnings, with "refused" for a device type that the kernel lacks."""
     return sorted(REFUSED.sub("refused", warning) for warning in gateway.networkd_warnings(start))
 
 
@@ -102,7 +102,7 @@ class Units(unittest.TestCase):
 
 
 class Routing(unittest.TestCase):
-    """The network units, on dummy devices instead of tunnels."""
+    """Network units, on dummy devices instead of tunnels."""
 
     @classmethod
     def setUpClass(cls):

@@ -13,7 +13,7 @@ import unittest
 from lib import fake_systemd as systemd
 
 LANFAB = os.path.abspath(sys.argv.pop(1))
-# What `ip` prints of the links, and the changes that it is asked for.
+# The output of `ip` about links, and the changes that it is told to make.
 LINKS = pathlib.Path("/run/links.json")
 CHANGES = pathlib.Path("/run/changes")
 REFUSES = pathlib.Path("/run/refuses")

@@ -31,7 +31,7 @@ def time_is_up():
 
 
 class Target(Trial):
-    """The rollback applies what was in force before the trial, whatever the installed file is now."""
+    """The rollback applies the configuration that was active before the trial, not the installed file."""
 
     def test_an_installed_file_that_is_invalid_now(self):
         self.try_new()

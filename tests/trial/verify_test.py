@@ -14,7 +14,7 @@ from lib.trial_case import NEW, OLD, Trial
 Trial.program = os.path.abspath(sys.argv.pop(1))
 # Made by a probe.
 SEEN = pathlib.Path("/run/seen")
-# While it is there, systemd-networkd has failed; if it has a line, until somebody has asked.
+# While this file exists, systemd-networkd has failed; if it has a line, only until the state is queried.
 FAILED = pathlib.Path("/run/networkd-has-failed")
 
 systemd.SCRIPTS["ip"] = "echo '[]'\n"

@@ -11,11 +11,11 @@
 #include "platform/libvantor.h"
 #include "report.h"
 
-using HardwareAddress = std::array<unsigned char, 6>;
+using MacAddress = std::array<unsigned char, 6>;
 
 // Queries the MAC address from the kernel. Returns false if the interface does not exist or has no Ethernet
 // address.
-static bool query_hardware_address(const char* ifname, HardwareAddress& address) {
+static bool query_mac_address(const char* ifname, MacAddress& address) {
   ifreq request{};
   const std::size_t length = std::strlen(ifname);
   if (length >= sizeof request.ifr_name) return false;
@@ -30,19 +30,19 @@ static bool query_hardware_address(const char* ifname, HardwareAddress& address)
 }
 
 // Writes the six bytes as lowercase hexadecimal digits with `separator` between them.
-static int write_hardware_address(const char* ifname, const char* separator, char* buffer, std::size_t size) {
+static int write_mac_address(const char* ifname, const char* separator, char* buffer, std::size_t size) {
   buffer[0] = '\0';
-  HardwareAddress address{};
-  if (!query_hardware_address(ifname, address)) return -1;
+  MacAddress address{};
+  if (!query_mac_address(ifname, address)) return -1;
   std::snprintf(buffer, size, "%02x%s%02x%s%02x%s%02x%s%02x%s%02x", address[0], separator, address[1],
                 separator, address[2], separator, address[3], separator, address[4], separator, address[5]);
   return 0;
 }
 
 int get_if_hw_addr(const char* ifname, char* buffer) {
-  return write_hardware_address(ifname, "", buffer, 16);
+  return write_mac_address(ifname, "", buffer, 16);
 }
 
 int get_if_hw_addr_formatted(const char* ifname, char* buffer) {
-  return write_hardware_address(ifname, ":", buffer, 18);
+  return write_mac_address(ifname, ":", buffer, 18);
 }

@@ -12,7 +12,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 import guest
 
 FAR_ADDRESS = "10.99.0.2"
-# Behind the far end: the tunnel is the default route.
+# Behind the remote endpoint: the tunnel is the default route.
 BEYOND = "192.0.2.55"
 
 gateway = guest.Gateway()

@@ -19,10 +19,8 @@ KERNEL = shutil.which("linux.uml")
 
 class WholeAreaOnly(unittest.TestCase):
     def launch(self, preloaded, *command):
-        """Launches a gateway whose kernel has these libraries, the lowest last; returns the result.
-
-        `$LD_PRELOAD` is what the launcher preloads.
-        """
+        """Launches a gateway whose kernel preloads these libraries, the lowest last; returns the result.
+        `$LD_PRELOAD` is the library that the launcher preloads."""
         directory = tempfile.TemporaryDirectory()
         self.addCleanup(directory.cleanup)
         kernel = pathlib.Path(directory.name, "linux.uml")

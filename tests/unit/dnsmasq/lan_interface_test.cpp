@@ -11,7 +11,7 @@ class LanInterfaceTest : public LanfabTest {
   void SetUp() override {
     LanfabTest::SetUp();
     platform().resolvable["10.1.1.1"] = "10.1.1.1";
-    platform().hardware_addresses["eth0"] = "02:00:5e:00:00:10";
+    platform().mac_addresses["eth0"] = "02:00:5e:00:00:10";
   }
 };
 

@@ -32,7 +32,7 @@ class PassthroughTest : public LanfabTest {
  protected:
   void SetUp() override {
     LanfabTest::SetUp();
-    platform().hardware_addresses = {{"eth0", "02:00:5e:00:00:10"}, {"eth1", "02:00:5e:00:00:11"}};
+    platform().mac_addresses = {{"eth0", "02:00:5e:00:00:10"}, {"eth1", "02:00:5e:00:00:11"}};
   }
 };
 
@@ -446,8 +446,8 @@ TEST_F(PassthroughTest, ALinkWithoutGatewayAndNetmaskHasEmptyFields) {
                     HasSubstr("\ndhcp-option=eth0,3,\n"), HasSubstr("\ndhcp-option=eth0,6,\n")));
 }
 
-TEST_F(PassthroughTest, APortWithoutAHardwareAddressHasAnEmptyField) {
-  platform().hardware_addresses.clear();
+TEST_F(PassthroughTest, APortWithoutAMacAddressHasAnEmptyField) {
+  platform().mac_addresses.clear();
   put_link(Link::kDown);
   EXPECT_THAT(section_of("eth0", network(Mode::kAutomatic)), HasSubstr("\ndhcp-host=,169.254.0.1\n"));
   EXPECT_THAT(section_of("eth0", network(Mode::kStatic)), HasSubstr("\ndhcp-host=,192.168.1.1\n"));

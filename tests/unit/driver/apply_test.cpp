@@ -14,7 +14,7 @@ class ApplyTest : public LanfabTest {
  protected:
   void SetUp() override {
     LanfabTest::SetUp();
-    platform().hardware_addresses = {{"eth0", "02:00:5e:00:00:10"}, {"eth1", "02:00:5e:00:00:11"}};
+    platform().mac_addresses = {{"eth0", "02:00:5e:00:00:10"}, {"eth1", "02:00:5e:00:00:11"}};
   }
 };
 
@@ -455,7 +455,7 @@ TEST_F(ApplyTest, WwanApplyTouchesNothingOfTheUndo) {
 
 // --- The system database
 
-TEST_F(ApplyTest, APortsHardwareAddressIsRecordedUnderItsKeys) {
+TEST_F(ApplyTest, APortsMacAddressIsRecordedUnderItsKeys) {
   const NetworkContext ctx = context_of("{}");
   set_sysdb_macaddr(&ctx, "eth0");
   set_sysdb_macaddr(&ctx, "eth1");
@@ -464,8 +464,8 @@ TEST_F(ApplyTest, APortsHardwareAddressIsRecordedUnderItsKeys) {
                                             "sysdb_write_str 0 SYS_ETH1_MACADDR 02005e000011 0"));
 }
 
-TEST_F(ApplyTest, APortWithoutAHardwareAddressIsRecordedAsEmpty) {
-  platform().hardware_addresses.clear();
+TEST_F(ApplyTest, APortWithoutAMacAddressIsRecordedAsEmpty) {
+  platform().mac_addresses.clear();
   const NetworkContext ctx = context_of("{}");
   set_sysdb_macaddr(&ctx, "eth0");
   EXPECT_THAT(platform().calls, ElementsAre("sysdb_write_str 0 SYS_MACADDR \"\" 0",

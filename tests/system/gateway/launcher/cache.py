@@ -25,7 +25,7 @@ def output_of(*command):
 
 def download(packages, directory):
     """Downloads these Debian packages, without dependencies."""
-    # As root, apt would want a directory that its own user can write.
+    # As root, apt requires a directory that its own user can write.
     command = ("apt-get", "-o", "APT::Sandbox::User=root", "download", "-qq", *packages)
     subprocess.run(command, cwd=directory, stderr=subprocess.PIPE, text=True, check=True)
 

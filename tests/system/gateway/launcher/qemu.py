@@ -142,7 +142,7 @@ class Qemu:
             "GATEWAY_MODULES": self.package.modules,
             **environment,
         }
-        # The cards' names are the launcher's, not udev's; nobody attacks this kernel.
+        # The launcher names the cards, not udev; this kernel need not resist attacks.
         fixed = (
             f"console={self.machine.console} loglevel=5 panic=-1 "
             "net.ifnames=0 mitigations=off no_timer_check"
