@@ -1,5 +1,5 @@
-// Each function of src/platform, called through the adapter: the libraries in C, next to this file, answer
-// with what they were passed.
+// Calls each function of src/platform through the adapter: the C libraries in this directory return their
+// arguments.
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>

@@ -1,4 +1,4 @@
-// The device's system database in C, as the adapter declares it: the results say what was passed.
+// The device's system database in C, as the adapter declares it: the results encode the arguments.
 #include <string.h>
 
 int sysdb_read_int(int database, const char* key, int* value) {

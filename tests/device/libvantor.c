@@ -1,5 +1,5 @@
-// The device's utilities in C, as the adapter declares them. Calls that would act on the system only say, by
-// their results, what was passed.
+// The device's utilities in C, as the adapter declares them. Calls that would affect the system only return
+// results that encode the arguments.
 #define _GNU_SOURCE
 #include <stdarg.h>
 #include <stddef.h>

@@ -52,7 +52,7 @@
 
 namespace {
 
-// What the first argument or the second one is, for the list.
+// The meaning of the first or second argument, for the list.
 enum Object { kNone, kDescriptor, kPath, kPathAt };
 
 struct Call {
@@ -67,7 +67,7 @@ struct Process {
   bool has_executed = false;
 };
 
-// The addresses of the dynamic loader.
+// The address range of the dynamic loader.
 struct Range {
   std::uint64_t begin = 0;
   std::uint64_t end = 0;
@@ -80,7 +80,7 @@ struct Disturbance {
   int number = 0;
 };
 
-// What is left to do after the disturbed call was let go.
+// The remaining steps after the disturbed call was resumed.
 struct Pending {
   pid_t pid = 0;
   bool at_exit = false;               // its result is still to be changed
@@ -90,7 +90,7 @@ struct Pending {
 
 }  // namespace
 
-// The calls that are counted: those that can fail, and those between which a signal makes a difference.
+// The calls that are counted: those that can fail, and those between which a signal matters.
 static constexpr std::array kCalls = {
     Call{SYS_access, "access", kPath},
     Call{SYS_chmod, "chmod", kPath},
@@ -145,7 +145,7 @@ static constexpr std::array kCalls = {
     Call{SYS_writev, "writev", kDescriptor},
 };
 
-// The processes by their identifiers; those that have stopped before their parent told of them.
+// The processes by PID; also those that stopped before their parent reported them.
 static std::map<pid_t, Process> processes;
 static std::vector<pid_t> early_children;
 static int process_count = 0;
@@ -169,7 +169,7 @@ static const Call* find_call(std::uint64_t number) {
   return found == kCalls.end() ? nullptr : found;
 }
 
-// Addresses are the same in every run from here on, and those of the loader in every process.
+// From here on, addresses are the same in every run, and those of the loader in every process.
 static void fix_addresses(char* argv[]) {
   if ((personality(0xffffffff) & ADDR_NO_RANDOMIZE) != 0) return;
   personality(ADDR_NO_RANDOMIZE);
@@ -205,7 +205,7 @@ static void pass_loader(std::vector<sock_filter>& filter) {
   filter.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
 }
 
-// Has the kernel stop the process at the calls of kCalls and at no other.
+// Makes the kernel stop the process only at the calls of kCalls.
 static void install_filter() {
   std::vector<sock_filter> filter;
   if (!traces_loader) pass_loader(filter);
@@ -222,7 +222,7 @@ static void install_filter() {
   }
 }
 
-// The command begins when this process traces it.
+// The command starts when this process traces it.
 static pid_t start(char* command[]) {
   int ready[2];
   if (pipe(ready) != 0) fail("pipe");
@@ -282,7 +282,7 @@ static std::string object_of(pid_t pid, const Call& call, const user_regs_struct
   char target[PATH_MAX];
   const ssize_t length = readlink(link.c_str(), target, sizeof target);
   const std::string path(target, length < 0 ? 0 : static_cast<std::size_t>(length));
-  // Without the number of a socket or a pipe, which is another one in every run.
+  // Without the number of a socket or a pipe, which differs in every run.
   return path.substr(0, path.find(":["));
 }
 
@@ -299,7 +299,7 @@ static void list_call(pid_t pid, const Process& process, const Call& call,
 }
 
 static void let_go(pid_t pid, int signal = 0) {
-  // A process that was killed in the meantime cannot be let go any more, and says so to waitpid.
+  // A process that was killed meanwhile cannot be resumed, which waitpid reports.
   ptrace(PTRACE_CONT, pid, nullptr, signal);
 }
 
@@ -314,9 +314,9 @@ static void refuse(pid_t pid, user_regs_struct& registers, int error) {
   let_go(pid);
 }
 
-// Whether the first process is going to act on the signal at once, so that another one can wait for that.
+// Whether the first process will handle the signal immediately, so that another one can wait for that.
 static bool acts_on(int signal, const Process& other) {
-  // Until its child has executed a program, the parent of a vfork sleeps.
+  // The parent of a vfork sleeps until its child has executed a program.
   if (!other.has_executed) return false;
   const std::string status = text_of(first_pid, "status");
   for (const char* field : {"SigBlk:", "SigIgn:"}) {
@@ -394,7 +394,7 @@ static void handle_exit_of_call(pid_t pid) {
     ptrace(PTRACE_GETREGS, pid, nullptr, &registers);
     pending.at_exit = false;
     if (disturbance.how == "torn") {
-      // Of nothing there is no half, and a file's end is no failure.
+      // A call without data cannot be partial, and the end of a file is not a failure.
       if (static_cast<std::int64_t>(registers.rax) < 2) pending = {};
       if (static_cast<std::int64_t>(registers.rax) > 1) registers.rax /= 2;
     } else {
@@ -451,7 +451,7 @@ static void handle_stop(pid_t pid, int status, bool lists) {
   }
 }
 
-// Until all have ended; returns the wait status of the first process.
+// Waits until all processes have exited; returns the wait status of the first one.
 static int follow(bool lists) {
   int first_status = 0;
   int status = 0;

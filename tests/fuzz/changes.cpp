@@ -1,6 +1,6 @@
-// Two texts, or the files of two runs, drawn from the bytes of an input or as they are in it. Whatever they
-// are, the unified difference applied to one text gives the other, and the change summary counts no more
-// lines than differ.
+// Compares two texts, or the files of two runs, from the input or derived from its bytes. The unified diff,
+// applied to the first text, must produce the second, and the change summary must count no more lines than
+// differ.
 
 #include <cstdint>
 #include <cstdio>
@@ -24,11 +24,11 @@
 
 constexpr char kNoLineEnd[] = "\\ No newline at end of file";
 
-// --- The difference
+// --- The diff
 
 namespace {
 
-// Applies a difference as patch(1) does, but without any tolerance.
+// Applies a diff like patch(1), but strictly.
 class Patch {
  public:
   Patch(const std::string& old_text, const UnifiedDiff& difference)
@@ -46,7 +46,7 @@ class Patch {
     return new_text_;
   }
 
-  // Below the two lines that name the texts.
+  // After the two lines with the names of the texts.
   void skip_names() {
     check(lines_.size() >= 2, "a difference does not name the texts");
     check(lines_[0] == "--- old" && lines_[1] == "+++ new", "a difference names other texts");
@@ -62,7 +62,7 @@ class Patch {
       copy_line();
   }
 
-  // Whether the line of the old text is its last and has no end.
+  // Whether this line of the old text is the last one and has no line end.
   bool lacks_end(std::size_t position) const {
     return !has_end_ && position + 1 == old_lines_.size();
   }
@@ -73,8 +73,8 @@ class Patch {
     ++new_position_;
   }
 
-  // "@@ -1,2 +3,4 @@": the first line and the number of lines, in either text. Where a text has no lines, its
-  // first line is the one before them.
+  // "@@ -1,2 +3,4 @@": the first line and the number of lines in each text. In a text without lines, the
+  // first line is the one before.
   void apply_hunk() {
     std::size_t begin = 0;
     std::size_t count = 0;
@@ -155,8 +155,8 @@ static std::string content_at(const FilesByPath& files, const std::string& path)
   return found != files.end() ? found->second.content : "";
 }
 
-// "and 3 more lines in 20-eth0.network", "1 line differs in hosts": the number. Nothing for any other
-// sentence.
+// Returns the number in "and 3 more lines in 20-eth0.network" or "1 line differs in hosts"; nothing for other
+// sentences.
 static std::optional<std::size_t> count_in(const std::string& sentence) {
   static const std::regex kCount("(?:and )?([0-9]+) (?:more lines?|lines? differs?) in .*");
   std::smatch match;
@@ -164,8 +164,8 @@ static std::optional<std::size_t> count_in(const std::string& sentence) {
   return static_cast<std::size_t>(std::stoul(match[1]));
 }
 
-// Each sentence is one line, and the last ones count changed lines: at most all of them, and exactly all of
-// them if there is no other sentence. Whether the others mention the rest is for the test diff.pairs.
+// Each sentence is one line, and the last ones count changed lines: at most all of them, and exactly all if
+// there is no other sentence. The test diff.pairs checks whether the others mention the rest.
 static void check_sentences(const std::vector<std::string>& sentences, std::size_t changed) {
   std::size_t counted = 0;
   bool has_other = false;
@@ -210,7 +210,7 @@ static void check_summary(const TwoRuns& runs) {
 
 // --- The inputs
 
-// The pieces of the input between its zero bytes.
+// Splits the input at its zero bytes.
 static std::vector<std::string> pieces_of(const std::string& text) {
   std::vector<std::string> pieces;
   std::size_t begin = 0;
@@ -222,7 +222,7 @@ static std::vector<std::string> pieces_of(const std::string& text) {
   return pieces;
 }
 
-// Files of either run in turn, with the pieces as they are.
+// Files of the two runs in turn, with unchanged pieces.
 static TwoRuns runs_with(const std::vector<std::string>& pieces) {
   static const std::vector<std::string> kPaths = {
       kUnitDir + std::string("20-eth0.network"),    kDnsmasqConf, kHostsFile, kResolvConf,

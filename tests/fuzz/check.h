@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-// Ends the process, as a crash would, when an invariant does not hold; `what` says what is wrong then.
+// Aborts the process if an invariant does not hold; `what` describes the violation.
 inline void check(bool holds, const char* what) {
   if (holds) return;
   std::fprintf(stderr, "broken invariant: %s\n", what);

@@ -1,7 +1,7 @@
-// A configuration through every rule of `lanfab check`: the input itself when it begins as JSON does,
-// otherwise one over all paths, drawn from its bytes. Whatever it is, each finding belongs to a rule and is
-// located at a value or a key, the reports contain all of them, and the same text in another layout has the
-// same findings.
+// Checks a configuration with every rule of `lanfab check`: the input itself if it begins like JSON,
+// otherwise one over all paths, derived from its bytes. Each finding must belong to a rule and be located at
+// a value or a key, the reports must contain all findings, and the same configuration in another layout must
+// have the same findings.
 
 #include <syslog.h>
 
@@ -20,8 +20,8 @@
 
 namespace {
 
-// A finding without its offset, but with the number of the token that is there: first the keys and then the
-// values, each in the order of the text.
+// A finding with the index of its token instead of its offset: first the keys and then the values, each in
+// the order of the text.
 struct Essence {
   std::string rule;
   std::string message;
@@ -57,7 +57,7 @@ static std::vector<Essence> examined(Source& source, const std::vector<JsonToken
   for (const Finding& finding : findings) {
     const Rule* rule = find_rule(finding.rule);
     check(rule != nullptr, "a finding is of no rule");
-    // The only warning from which errors follow is an error.
+    // The only warning that other findings depend on counts as an error.
     check(rule->severity == finding.severity || finding.severity == Severity::kError,
           "a finding is less severe than its rule");
     check(!finding.message.empty(), "a finding has no message");

@@ -1,6 +1,6 @@
-// The diagram of a configuration, with what the rules find in it: as text, in Graphviz's language and as SVG.
-// Whatever the configuration is, no finding is lost on the way, each output is well-formed, and no string of
-// the configuration becomes a part of its syntax or something that a terminal obeys.
+// Draws the diagram of a configuration with its findings: as text, in Graphviz's language and as SVG. No
+// finding may be lost, each output must be well-formed, and no string of the configuration may become syntax
+// or a terminal escape sequence.
 
 #include <syslog.h>
 
@@ -42,14 +42,14 @@ static std::size_t count_boxes(const Node& node) {
   return count;
 }
 
-// Whether some node says that there are more findings than are shown.
+// Whether a node reports that findings are left out.
 static bool mentions_more_findings(const Node& node) {
   const bool is_note = node.text.find("more findings, not shown") != std::string::npos ||
                        node.text.find("of them with findings") != std::string::npos;
   return is_note || std::any_of(node.children.begin(), node.children.end(), mentions_more_findings);
 }
 
-// The diagram with its findings, cut to a legible size.
+// Returns the diagram with its findings, shortened to a legible size.
 static Node whole_diagram(const Site& site, const std::vector<Finding>& findings) {
   Node diagram = diagram_of(site);
   mark(findings, diagram);
@@ -92,7 +92,7 @@ static const std::string& next_line(const std::vector<std::string>& lines, std::
 
 namespace {
 
-// The statements of a diagram for Graphviz, and what a drawing of them has.
+// The statements of a diagram for Graphviz, and the nodes and edges of its drawing.
 class Statements {
  public:
   explicit Statements(std::size_t boxes) : has_edge_(boxes, false) {}
@@ -107,7 +107,7 @@ class Statements {
     }
   }
 
-  // Every box is there, and connected to another.
+  // Checks that every node exists and has an edge.
   void check_all() const {
     check(boxes_ == has_edge_.size(), "a box is missing");
     check(static_cast<std::size_t>(std::count(has_edge_.begin(), has_edge_.end(), true)) + 1 == boxes_,
@@ -163,7 +163,7 @@ class Statements {
     }
   }
 
-  // The number of a box.
+  // Returns the number of a node.
   static std::size_t number_of(const std::string& name) {
     const bool is_box = name.size() > 1 && name.size() < 10 && name[0] == 'n' &&
                         name.find_first_not_of("0123456789", 1) == std::string::npos;
@@ -216,7 +216,7 @@ static Statements check_dot(const std::string& dot, std::size_t boxes) {
 
 // --- As SVG
 
-// To draw takes a hundred times as long as all the rest: of so many diagrams, the first is drawn.
+// Drawing takes a hundred times as long as the rest, so only one of this many diagrams is drawn.
 constexpr unsigned kDiagramsForOneDrawing = 500;
 
 static void check_svg(const std::string& dot, const Statements& statements) {

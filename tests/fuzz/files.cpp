@@ -13,7 +13,7 @@
 
 namespace {
 
-// What stands in the files of a run for one interface. A number is one of a few values, or 0 for none.
+// The contents of a run's files for one interface. A number selects one of a few values; 0 means none.
 struct Link {
   std::string name;
   bool is_there = false;
@@ -24,7 +24,7 @@ struct Link {
   unsigned mtu = 0;
   bool is_member = false;
   bool is_passed_through = false;
-  unsigned name_server = 0;                       // of which no sentence says anything
+  unsigned name_server = 0;                       // no sentence mentions it
   std::vector<std::array<unsigned, 3>> routes{};  // destination, gateway and metric
   unsigned range = 0;
   unsigned lease_time = 0;
@@ -51,7 +51,7 @@ struct Run {
 
 }  // namespace
 
-// A value of one byte that stands for "nothing" now and then.
+// Returns a value of one byte, sometimes 0.
 static unsigned draw_value(Generator& generator) {
   return generator.below(4);
 }
@@ -74,7 +74,7 @@ static void draw_servers(Generator& generator, Link& link) {
   link.lease_time = 1 + generator.below(2);
   link.leases = draw_list(generator);
   link.relays = draw_list(generator);
-  // A list of servers has each of them once.
+  // A list of servers has no duplicates.
   std::sort(link.relays.begin(), link.relays.end());
   link.relays.erase(std::unique(link.relays.begin(), link.relays.end()), link.relays.end());
 }
@@ -99,7 +99,7 @@ static void draw_link(Generator& generator, Link& link, bool is_whole) {
   if (is_whole || aspect == 7) draw_servers(generator, link);
 }
 
-// Draws a tunnel to an end that none of the others leads to.
+// Generates a tunnel to a remote endpoint that no other tunnel has.
 static Tunnel draw_tunnel(Generator& generator, const std::vector<Tunnel>& others) {
   Tunnel tunnel{generator.below(3), 1 + generator.below(4), draw_value(generator), draw_value(generator),
                 1 + generator.below(3)};
@@ -181,7 +181,7 @@ static std::string network_section(const Link& link) {
   return text;
 }
 
-// The route in front of the static ones.
+// The route before the static ones.
 static std::string own_route(const Link& link) {
   if (link.is_member || link.is_passed_through) return "";
   if (link.is_dhcp_client)

@@ -3,8 +3,8 @@
 #include "cli/compare/facts.h"
 #include "generator.h"
 
-// Files of a run as the program writes them, and those of another run that differ from them in a few lines,
-// sections and files.
+// Files of a run as the program writes them, and those of another run that differ in a few lines, sections
+// and files.
 struct TwoRuns {
   FilesByPath before;
   FilesByPath after;

@@ -30,7 +30,7 @@ Generator::Generator(const std::uint8_t* bytes, std::size_t size, bool is_sound)
 }
 
 unsigned Generator::next_byte() {
-  // The low bits of this generator are the poor ones.
+  // The low bits of this generator are of poor quality.
   return next_ == end_ ? static_cast<unsigned>(beyond_end_() >> 16) & 0xff : *next_++;
 }
 
@@ -131,7 +131,7 @@ std::string Generator::file_content(const std::string& plausible) {
     case 0:
       return "";
     case 1:
-      // About as long as there is room for.
+      // About as long as the buffer allows.
       return std::string(below(20), '1') + "\n";
     case 2:
       return bytes(below(40));

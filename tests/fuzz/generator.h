@@ -1,8 +1,8 @@
 #pragma once
 
-// Configurations and file contents drawn from the bytes of an input: each choice takes the next byte. The
-// first four bytes also seed the choices that are made after the last one, so that a short input makes a
-// whole configuration, and the same input the same one everywhere.
+// Generates configurations and file contents from the bytes of an input: each choice consumes a byte. The
+// first four bytes also seed the choices after the last byte, so that a short input yields a complete
+// configuration, and the same input always the same one.
 
 #include <json/json.h>
 
@@ -14,20 +14,20 @@
 
 class Generator {
  public:
-  // The bytes must outlive the generator. With `is_sound` nothing is missing, of the wrong type or rubbish.
+  // The bytes must outlive the generator. With `is_sound`, no value is missing, of the wrong type or garbage.
   Generator(const std::uint8_t* bytes, std::size_t size, bool is_sound = false);
 
-  // A value of the named shape of shape.py, with more or less of it missing, of the wrong
-  // type or rubbish.
+  // Returns a value of the named shape of shape.py, with more or less of it missing, of the wrong type or
+  // garbage.
   Json::Value value(const std::string& shape_name);
 
-  // A number below `n`, which is at least 1 and at most 65536.
+  // Returns a number below `n`, which is from 1 to 65536.
   unsigned below(unsigned n);
 
-  // True once in `n`.
+  // Returns true once in `n` calls.
   bool one_in(unsigned n);
 
-  // What a one-value file may hold: often `plausible`, else something empty, long or binary.
+  // Returns the content of a one-value file: often `plausible`, otherwise empty, long or binary.
   std::string file_content(const std::string& plausible);
 
  private:
@@ -44,8 +44,8 @@ class Generator {
   const std::uint8_t* next_;
   const std::uint8_t* end_;
   std::minstd_rand beyond_end_;
-  // One in so many values is rubbish or missing; the same throughout a configuration, so that some are sound.
-  // 0 for none.
+  // One in this many values is garbage or missing, 0 for none; constant in a configuration, so that some are
+  // valid.
   unsigned disorder_ = 0;
 };
 

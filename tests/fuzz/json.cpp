@@ -1,6 +1,6 @@
-// The bytes of a configuration file, through the parser and the text policy of the host platform. Whatever
-// they are, the file is refused, with a message, or it is read, and then no text of it can become a directive
-// or a command. Which text could is decided here anew, by other means than the policy's own.
+// Reads a configuration file with the parser and the input validation of the host platform. The file must be
+// rejected with a message, or read without any string that could become a directive or a command. The target
+// decides this independently of the validation.
 
 #include <algorithm>
 #include <cstdarg>
@@ -21,27 +21,27 @@ constexpr char kFile[] = "/var/run/network.json";
 
 static unsigned logged_lines = 0;
 
-// The C library's own, which these take the place of at link time.
+// Replace the C library's functions at link time.
 extern "C" {
 
 void syslog(int /*priority*/, const char* /*format*/, ...) {
   ++logged_lines;
 }
 
-// What syslog becomes in a build with fortified sources.
+// syslog() in a build with fortified sources.
 void __syslog_chk(int /*priority*/, int /*flag*/, const char* /*format*/, ...) {
   ++logged_lines;
 }
 
 }  // extern "C"
 
-// --- The other opinion
+// --- Independent validation
 
 static const std::string kShellPaths[] = {"/static_routes/*/interface", "/static_routes/*/gateway",
                                           "/tunnels/gre/*/incoming_gre_gateway"};
-// No shell minds these.
+// Characters without a meaning for any shell.
 constexpr char kHarmless[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._-:/,@+";
-// POSIX quotes these, or some shell expands them.
+// Characters that POSIX requires to be quoted, or that some shell expands.
 constexpr char kShellCharacters[] = "|&;<>()$`\\\"' \t*?[]#~=%{}!^";
 
 static bool is_shell_path(const std::string& path) {
@@ -53,11 +53,11 @@ static bool is_shell_path(const std::string& path) {
 
 namespace {
 
-// What the texts of a configuration are like.
+// Properties of the strings of a configuration.
 struct Opinion {
   bool is_clean = true;           // UTF-8 without control characters
-  bool reaches_shell = false;     // a text with a character that is special to the shell gets to one
-  bool may_be_for_shell = false;  // a text that gets to the shell has a character that is not surely harmless
+  bool reaches_shell = false;     // a string with a special character reaches a shell
+  bool may_be_for_shell = false;  // one that reaches a shell has a doubtful character
 };
 
 }  // namespace
@@ -80,7 +80,7 @@ static void judge(const Json::Value& value, const std::string& path, Opinion& op
   }
 }
 
-// --- The gate's opinion
+// --- The host platform's input validation
 
 static void put_file(const std::uint8_t* data, std::size_t size) {
   std::FILE* file = std::fopen(kFile, "w");
@@ -89,7 +89,7 @@ static void put_file(const std::uint8_t* data, std::size_t size) {
   check(std::fclose(file) == 0, "the sandbox is full");
 }
 
-// What cmd_get_value_json returns and writes to standard error.
+// The result and the standard error of cmd_get_value_json.
 static int read_configuration(Json::Value& value, std::string& message) {
   char* text = nullptr;
   std::size_t size = 0;
@@ -110,7 +110,7 @@ static bool parse(const std::uint8_t* data, std::size_t size, Json::Value& value
   const auto* text = reinterpret_cast<const char*>(data);
   try {
     if (!reader->parse(text, text + size, &value, nullptr)) return false;
-    // The parser takes a NUL character for the end of the text.
+    // The parser treats a NUL character as the end.
     return std::find(text + value.getOffsetLimit(), text + size, '\0') == text + size;
   } catch (const std::exception&) {
     return false;
@@ -120,7 +120,7 @@ static bool parse(const std::uint8_t* data, std::size_t size, Json::Value& value
 static void check_refusal(const std::string& message) {
   check(message.rfind(std::string(kFile) + ":", 0) == 0, "a refusal does not name the file");
   check(message.back() == '\n', "a refusal is not a line");
-  // A library may put several into one message of its own; the gate writes one.
+  // A device's library may combine several errors; the host platform prints one.
   check(message.find('\n') == message.size() - 1, "a refusal is more than one line");
   check(is_clean(message.substr(0, message.size() - 1)), "a refusal has control characters or is not UTF-8");
 }

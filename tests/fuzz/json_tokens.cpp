@@ -45,7 +45,7 @@ class Scanner {
     }
   }
 
-  // Past the quote that ends the string.
+  // Skips the closing quote.
   bool scan_string() {
     if (!is_at('"')) return false;
     for (++position_; position_ < text_.size() && text_[position_] != '"'; ++position_)

@@ -12,7 +12,7 @@
 
 namespace {
 
-// One element, or the end of one.
+// An element, or its end.
 struct Tag {
   std::string name;
   std::map<std::string, std::string> attributes;
@@ -20,14 +20,14 @@ struct Tag {
   bool is_empty = false;
 };
 
-// Goes through a text in XML, and demands that it is well-formed.
+// Scans XML, and checks that it is well-formed.
 class XmlReader {
  public:
   explicit XmlReader(const std::string& text) : text_(text) {
     check(is_clean_xml(text), "the markup has control characters or is not UTF-8");
   }
 
-  // Calls `start` for each element that begins, with the names of those around it.
+  // Calls `start` for each start tag, with the names of the enclosing elements.
   template <typename Start>
   void read(Start start) {
     while (position_ < text_.size()) {
@@ -59,7 +59,7 @@ class XmlReader {
     return text_.compare(position_, std::char_traits<char>::length(beginning), beginning) == 0;
   }
 
-  // Text in which every ampersand begins one of the few entities.
+  // Scans text in which every ampersand begins one of the permitted entities.
   void check_entities(const std::string& text) const {
     for (std::size_t at = text.find('&'); at != std::string::npos; at = text.find('&', at + 1)) {
       const std::size_t end = text.find(';', at);

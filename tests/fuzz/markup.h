@@ -3,10 +3,9 @@
 #include <cstddef>
 #include <string>
 
-// Checks a label in the markup that Graphviz reads: tables of text, some in bold or in a color, and nothing
-// else.
+// Checks a label in Graphviz's markup: only tables of text, some of it bold or in color.
 void check_label(const std::string& label);
 
-// Checks an SVG diagram that Graphviz has drawn: well-formed, with a group for each node and edge, and
-// without anything that a browser would load or run.
+// Checks an SVG diagram drawn by Graphviz: well-formed, with a group for each node and edge, and nothing that
+// a browser would load or run.
 void check_drawing(const std::string& svg, std::size_t nodes, std::size_t edges);

@@ -1,6 +1,6 @@
-// A configuration over all paths that the program reads, drawn from the bytes of an input, through every
-// operation on the recording platform. Whatever it is, with runtime files that may hold anything, files that
-// cannot be written and a disk that may be full, what comes out is whole or reported.
+// Runs every operation, on the recording platform, with a configuration over all paths that the program
+// reads, derived from the bytes of an input. The runtime files may contain anything, files may be unwritable,
+// and the disk may be full: outputs must be complete or failures reported.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -42,9 +42,9 @@ static std::string text_of_file(const fs::path& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// --- The ground of a run
+// --- The state before a run
 
-// What a file of the link manager may be: missing, a directory, or a file with more or less sense in it.
+// A file of the link manager: missing, a directory, or a file with more or less valid content.
 static void put_runtime_file(Generator& generator, const std::string& path, const std::string& plausible) {
   if (generator.one_in(8)) return;
   if (generator.one_in(20)) {
@@ -69,7 +69,7 @@ static void put_runtime_files(Generator& generator) {
   }
 }
 
-// A directory takes the place of some files that the program writes.
+// Replaces some files that the program writes with directories.
 static void block_outputs(Generator& generator) {
   if (!generator.one_in(4)) return;
   for (const char* path :
@@ -95,8 +95,8 @@ static void lay_ground(Generator& generator) {
   block_outputs(generator);
 }
 
-// A DHCP server on a VLAN whose name is longer than the kernel's names ends the program on purpose; such
-// VLANs, all of which have a negative id, go without.
+// A DHCP server on a VLAN whose name is too long for the kernel aborts the program on purpose; removes the
+// servers of such VLANs, all of which have a negative ID.
 static void spare_impossible_vlan_names(Json::Value& network) {
   for (const char* port : {"eth0", "eth1"}) {
     Json::Value* vlans = &network;
@@ -119,7 +119,7 @@ struct Configuration {
   Json::Value wireguard;
   Json::Value gre_tap;
 
-  // Whether the host platform would let it in. If not, the lines of a file say nothing.
+  // Whether the host platform would accept the configuration. If not, the lines of the files are not checked.
   bool is_let_in() const {
     return find_refused_texts(network).empty() && find_refused_texts(wireguard).empty() &&
            find_refused_texts(gre_tap).empty();
@@ -144,7 +144,7 @@ static Configuration configure_device(Generator& generator) {
   return configuration;
 }
 
-// --- What is so after a run
+// --- Checks after a run
 
 static bool recorded(const std::vector<std::string>& lines, const std::string& line) {
   return std::find(lines.begin(), lines.end(), line) != lines.end();
@@ -164,8 +164,8 @@ static bool is_about_lost_unit(const std::string& line, const std::string& name)
          contains(line, "error writing " + path);
 }
 
-// Whether a unit was lost without which APPLY fails. The cellular step, which begins with a unit of its own,
-// writes some again.
+// Whether a unit that APPLY requires was lost. The cellular step, which begins with its own unit, writes some
+// again.
 static bool lost_required_unit() {
   for (const std::string& line : platform().log) {
     if (contains(line, std::string("write unit file:") + kUnits + "/10-")) return false;
@@ -215,9 +215,9 @@ static void check_dnsmasq(const NetworkContext& ctx) {
   check(ends_with(text_of_file(kStaging), kDnsmasqEnd), "the dnsmasq configuration is not complete");
 }
 
-// --- The lines of a file, whatever the configuration, as long as no text of it has a line end
+// --- The lines of a file, if no string of the configuration contains a line end
 
-// The sections that an interface has several of, and the keys of a section that add up.
+// The sections that may occur several times, and the keys whose values accumulate.
 static const std::set<std::string> kRepeatedSections = {"[Address]", "[BridgeVLAN]", "[Route]",
                                                         "[RoutingPolicyRule]", "[WireGuardPeer]"};
 static const std::set<std::string> kRepeatedKeys = {"DNS", "VLAN"};
@@ -243,7 +243,8 @@ static std::string key_of(const std::string& line) {
   return line.substr(0, size);
 }
 
-// A unit: sections of lines "Key = value", where only the keys and sections that systemd adds up stand twice.
+// Checks a unit: sections of lines "Key = value", with duplicates only of keys and sections that systemd
+// accumulates.
 static void check_unit(const std::string& text) {
   check(begins_with(text, "[Match]\n") || begins_with(text, "[NetDev]\n"),
         "a unit without its first section");
@@ -264,7 +265,7 @@ static void check_unit(const std::string& text) {
   }
 }
 
-// The directive of a line; of an option of an interface, with its number: "dhcp-option 3".
+// Returns the directive of a line; for an interface's option with its number: "dhcp-option 3".
 static std::string directive_of(const std::string& line) {
   const std::string directive = line.substr(0, line.find('='));
   const std::size_t comma = line.find(',');
@@ -272,8 +273,8 @@ static std::string directive_of(const std::string& line) {
   return directive + " " + line.substr(comma + 1, line.find(',', comma + 1) - comma - 1);
 }
 
-// dnsmasq's configuration, from its first line to its last: the known directives, and in each section every
-// one of them once.
+// Checks dnsmasq's configuration from its first line to its last: known directives, without duplicates in a
+// section.
 static void check_dnsmasq_conf(const std::string& text) {
   static const std::set<std::string> known = {
       "domain-needed", "user",       "bogus-priv",     "bind-dynamic", "local-service",
@@ -293,7 +294,7 @@ static void check_dnsmasq_conf(const std::string& text) {
   }
 }
 
-// A script: its first line, if it is to have one, and then nothing but lines that begin with `command`.
+// Checks a script: its first line, if required, followed only by lines that begin with `command`.
 static void check_script(const std::string& text, const std::string& first_line, const std::string& command) {
   check(begins_with(text, first_line), "a script without its first line");
   check(text.empty() || ends_with(text, "\n"), "a script without its last line end");
@@ -301,7 +302,7 @@ static void check_script(const std::string& text, const std::string& first_line,
     check(begins_with(line, command), "a script with another command");
 }
 
-// The lines of every file, which hold as long as no text brings lines of its own.
+// Checks the lines of every file, provided that no string contains a line end.
 static void check_files() {
   if (fs::is_directory(kUnits)) {
     for (const auto& entry : fs::directory_iterator(kUnits)) {
@@ -326,7 +327,7 @@ static int lowest_free_descriptor() {
 }
 
 static void run_all_operations(Generator& generator, const Configuration& configuration) {
-  // Some runs find a disk that takes this much of a file and no more.
+  // In some runs, the disk only has room for this much of a file.
   const auto full_disk =
       generator.one_in(8) ? std::make_unique<FileSizeLimit>(generator.below(1024)) : nullptr;
   const auto ctx = load_network_context(generator.one_in(2));
@@ -340,7 +341,7 @@ static void run_all_operations(Generator& generator, const Configuration& config
   check(qos_lookup_dscp_classes(ctx.get()) == 0, "qos_lookup_dscp_classes failed");
 }
 
-// What the operations print is of no interest.
+// The output of the operations is not checked.
 static bool silence_standard_output() {
   return std::freopen("/dev/null", "w", stdout) != nullptr;
 }

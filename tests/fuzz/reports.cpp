@@ -17,7 +17,7 @@ static bool begins_with(const std::string& line, const std::string& beginning) {
   return line.compare(0, beginning.size(), beginning) == 0;
 }
 
-// "3:14:", in characters; nothing behind bytes that are not UTF-8.
+// Returns "3:14:", in characters; nothing after bytes that are not UTF-8.
 static std::optional<std::string> location_of(const std::string& text, std::ptrdiff_t offset) {
   const std::string before = text.substr(0, static_cast<std::size_t>(offset));
   const std::size_t line_begin = before.rfind('\n') + 1;
@@ -36,7 +36,7 @@ static void check_line(const Source& source, TextRange range, const std::string&
   check(is_safe_on_terminal(line), "a finding has something that a terminal obeys");
 }
 
-// The character below which the caret stands when each takes its columns on a terminal.
+// Returns the character above the caret, considering the columns of each character on a terminal.
 static char32_t character_above(std::size_t caret, const std::u32string& characters) {
   std::size_t column = 0;
   for (const char32_t character : characters) {
@@ -49,8 +49,8 @@ static char32_t character_above(std::size_t caret, const std::u32string& charact
   return U'\0';
 }
 
-// `shown` is a piece of a line of the text, and `pointer` has a caret under the character of the finding. An
-// asterisk stands for a character of a secret.
+// Checks an excerpt: `shown` is a part of a line of the text, and `pointer` has a caret under the character
+// of the finding. An asterisk stands for a character of a secret.
 static void check_excerpt(const Source& source, TextRange range, const std::string& shown,
                           const std::string& pointer) {
   static const bool is_utf8 = std::setlocale(LC_CTYPE, "C.UTF-8") != nullptr;

@@ -1,5 +1,5 @@
-// Runs the program on sound configurations and sees which paths it asks them for: the shape that shape.py
-// makes of the schema must have each of them, and no other. A path is told by the shape that it is in:
+// Runs the program on valid configurations and records the paths that it reads: the shape that shape.py
+// derives from the schema must have exactly these paths. A path includes the name of its shape:
 // "@dhcp/start".
 
 #include <dlfcn.h>
@@ -29,7 +29,7 @@ static std::set<std::string> asked;
 
 namespace {
 
-// The configuration that is read, and the place of each of its objects.
+// The configuration, and the location of each of its objects.
 struct Watched {
   const Json::Value* network = nullptr;
   const Json::Value* gre_tap = nullptr;
@@ -44,7 +44,7 @@ static const Json::Value& shape_named(const std::string& name) {
   return shapes()[name];
 }
 
-// Notes the places of all objects in a value of this shape.
+// Records the locations of all objects in a value of this shape.
 static void note_places(const Json::Value& value, const Json::Value& shape, const std::string& place) {
   if (shape.isString()) {
     const std::string name = shape.asString();
@@ -59,7 +59,7 @@ static void note_places(const Json::Value& value, const Json::Value& shape, cons
   }
 }
 
-// Where an object is, whose address may be new: a configuration is copied when it is fetched.
+// Returns the location of an object, whose address may be new: fetching a configuration copies it.
 static std::string place_of(const Json::Value* object) {
   if (watched.places.count(object) == 0) {
     const bool is_watched = watched.network != nullptr;
@@ -73,7 +73,7 @@ static std::string place_of(const Json::Value* object) {
   return found == watched.places.end() ? "?" : found->second;
 }
 
-// The library's own, which every access to a member goes through. This takes its place at link time.
+// Replaces the library's function for every access to a member, at link time.
 const Json::Value* Json::Value::find(const char* begin, const char* end) const {
   using Find = const Json::Value* (*)(const Json::Value*, const char*, const char*);
   static const auto find = reinterpret_cast<Find>(dlsym(RTLD_NEXT, "_ZNK4Json5Value4findEPKcS2_"));
@@ -129,7 +129,7 @@ static void run(unsigned number) {
   platform() = RecordingPlatform();
   lay_ground();
   Json::Value network = generator.value("@network");
-  // Another name would be a part of a path.
+  // Any other name would be part of a path.
   const char* const primary[] = {"eth0", "eth1", "wlan0", "wlan1"};
   network["wired"]["bridge"]["primary_interface"] = primary[number % 4];
   for (const char* port : {"eth0", "eth1"}) {
@@ -140,7 +140,7 @@ static void run(unsigned number) {
   platform().database["CELL_CONNECTED"] = number % 3 == 0 ? 0 : 1;
   const Json::Value gre_tap = generator.value("@gre_tap");
 
-  // Its constructor reads too, so that its address must be known before.
+  // The constructor reads the configuration, so its address must be registered before.
   alignas(NetworkContext) static unsigned char room[sizeof(NetworkContext)];
   auto* ctx = reinterpret_cast<NetworkContext*>(room);
   watched.network = &ctx->config;
@@ -155,7 +155,7 @@ static void run(unsigned number) {
   ctx->~NetworkContext();
 }
 
-// Prints the paths of `some` that `others` has not; returns how many.
+// Prints the paths of `some` that are not in `others`; returns their number.
 static unsigned print_missing(const std::set<std::string>& some, const std::set<std::string>& others,
                               const char* what) {
   unsigned count = 0;
@@ -168,14 +168,14 @@ static unsigned print_missing(const std::set<std::string>& some, const std::set<
 }
 
 int main() {
-  // What the program prints is of no interest.
+  // The program's output is not checked.
   if (std::freopen("/dev/null", "w", stdout) == nullptr) return 2;
-  // A shape is collected from its own name.
+  // Paths of a shape begin with its name.
   for (const std::string& name : shapes().getMemberNames())
     collect(shape_named(name), name);
   for (unsigned number = 0; number < kRuns; ++number)
     run(number);
-  // A bridge asks for the wired VLANs of its primary member, also when that is an access point.
+  // A bridge reads the wired VLANs of its primary member, even if that is an access point.
   asked.erase("@network/wired/wlan0");
   asked.erase("@network/wired/wlan1");
   const unsigned unknown = print_missing(asked, shape_paths, "is read, and is not in the shape");

@@ -1,6 +1,6 @@
-// The bytes of a configuration file, through the loader of `lanfab`. The file is refused, with a message that
-// has a location in it, or it is read, and then every value and every key is where a scanner of its own finds
-// it, and the report of a finding there points at it.
+// Reads a configuration file with the loader of `lanfab`. The file must be rejected with a message that has a
+// location in it, or read with every value and every key at the offset that an independent scanner finds; the
+// report of a finding must point at it.
 
 #include "cli/config_file/source.h"
 
@@ -23,7 +23,7 @@ static bool is_within(TextRange range, const std::string& text) {
   return range.begin >= 0 && range.begin <= range.end && range.end <= size;
 }
 
-// The text after the fix, the last edit first.
+// Returns the text after the fix; applies the last edit first.
 static std::string fixed(std::string text, std::vector<Edit> fix) {
   std::sort(fix.begin(), fix.end(),
             [](const Edit& a, const Edit& b) { return a.range.begin > b.range.begin; });
@@ -42,7 +42,7 @@ static void check_syntax_error(const SyntaxError& error, const std::string& text
     check(is_within(related.range, text), "a second location is outside the text");
   for (const Edit& edit : error.fix)
     check(is_within(edit.range, text), "a fix is outside the text");
-  // A fix changes something; what it makes of the text is read like any other.
+  // A fix changes the text; the result is read like any other.
   Source source{"fixed", fixed(text, error.fix), {}};
   check(error.fix.empty() || source.text != text, "a fix changes nothing");
   parse_source(source);
@@ -68,7 +68,7 @@ static void check_refusal(const LoadFailure& failure, const std::string& file, c
 
 namespace {
 
-// A value of the tree, and the offset of its key as `lanfab` finds it.
+// A value of the tree, and the offset of its key according to `lanfab`.
 struct Located {
   const Json::Value* value;
   std::size_t key;
@@ -97,7 +97,7 @@ static bool is_text_of(const Json::Value& value, const std::string& text) {
     case 'n':
       return value.isNull();
     case '"':
-      // A string with escapes is as long as it is; any other is its own text.
+      // A string without escapes is its own text; the length of others is not checked.
       return value.isString() &&
              (text.find('\\') != std::string::npos || '"' + value.asString() + '"' == text);
     default:

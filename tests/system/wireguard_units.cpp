@@ -1,4 +1,4 @@
-// Sets up the configured WireGuard interfaces; no action of cmd_lanfab does.
+// Configures the WireGuard interfaces, which no action of cmd_lanfab does.
 
 #include <sys/stat.h>
 #include <syslog.h>
