@@ -150,7 +150,8 @@ class Differences(unittest.TestCase):
         self.assertIn("!     the address 192.168.100.1/24 is missing: hosts do not reach the gateway by\n"
                       "!     it\n"
                       "!     fix: networkctl reconfigure eth0.100\n"
-                      "!     the route to 192.168.100.0/24 is missing: packets take another route or none\n"
+                      "!     the route to 192.168.100.0/24 is missing: packets take another route or\n"
+                      "!     none\n"
                       "!     fix: ip route replace 192.168.100.0/24 dev eth0.100 proto static\n",
                       result.stdout)
 
