@@ -1,7 +1,7 @@
 #pragma once
 
-// What the last APPLY has put in force, which is what a rollback goes back to. It is not always the installed
-// file: that one may have been edited since.
+// The configuration that the last APPLY has applied, which a rollback applies again. It may differ from the
+// installed file, which may have been edited since.
 
 #include <optional>
 #include <string>
@@ -11,16 +11,16 @@ struct Applied {
   std::string sha256;
 };
 
-// Finds what the last APPLY since the boot has applied. Where only its end is known, since somebody ran it by
-// hand, that is the active configuration, unless it has changed after it. Returns nothing, or why it is not
-// known.
+// Finds the configuration applied by the last APPLY since the boot. If that APPLY was run by hand, so that
+// only its end is known, it is the active configuration, unless that has changed since. Returns nothing, or
+// why it is unknown.
 std::optional<std::string> read_applied(Applied& applied);
 
 // Whether the last APPLY has applied the text with this SHA-256.
 bool is_applied(const std::string& sha256);
 
-// Writes down that the last APPLY has applied this text, for as long as no other one follows. False, with
-// errno set, on failure.
+// Records that the last APPLY has applied this text; the next APPLY invalidates the record. False, with errno
+// set, on failure.
 bool record_applied(const std::string& text);
 
 // For lanfab.service, before its APPLY and after one that has succeeded: keep the active configuration's

@@ -1,7 +1,7 @@
 #pragma once
 
-// The guard of a trial: a service that, beside the timer, makes sure that the trial ends. It puts back what
-// somebody removes of the trial and of its safeguards, and rolls back itself when nobody else does.
+// The guard of a trial: a service that, in addition to the timer, makes sure that the trial ends. It restores
+// files and units of the trial that are removed, and rolls back an overdue trial.
 
 #include <functional>
 #include <optional>
@@ -9,22 +9,22 @@
 
 #include "cli/live/trial_state.h"
 
-// What will end a trial.
+// Mechanisms that will end a trial.
 struct Safeguards {
   bool has_timer = false;
   bool has_guard = false;
-  bool is_rolling_back = false;  // the rollback service is at work, or waits for its next attempt
+  bool is_rolling_back = false;  // the rollback service is running, or waits for its next attempt
   bool has_failed = false;       // an attempt to roll back has failed
-  bool is_overdue = false;       // the time is over, but nobody is rolling back
+  bool is_overdue = false;       // the time is over, but no rollback is in progress
 };
 
-// Returns nothing, or why systemd does not answer; then only the last two are known.
+// Returns nothing, or why systemd does not answer; then only the last two members are set.
 std::optional<std::string> read_safeguards(const TrialState& state, Safeguards& safeguards);
 
-// Watches over the trial under way until it has ended: what lanfab-guard.service runs. `roll_back` ends the
-// trial and returns 0, or another status if it has to be called again.
+// Guards the trial in progress until it has ended; run by lanfab-guard.service. `roll_back` ends the trial
+// and returns 0, or another status if it has to be called again.
 void guard_trial(const std::function<int()>& roll_back);
 
-// Ends the guard of a trial that is over, and removes what the trial kept for its rollback. False if the
-// guard could not be stopped: it removes the rest itself.
+// Stops the guard of a trial that is over, and removes the files that the trial kept for its rollback. False
+// if the guard could not be stopped: it then removes the files itself.
 bool end_guard();

@@ -1,6 +1,6 @@
 #pragma once
 
-// What a trial keeps in /run/lanfab for its end: space, and marks of how far the end is.
+// Space that a trial reserves in /run/lanfab for its rollback, and marks of the progress of its end.
 
 // Reserves the space in /run that a rollback needs. False, with errno set, when /run has no room.
 bool reserve_space();
@@ -8,10 +8,10 @@ bool reserve_space();
 // Whether the space is still reserved.
 bool has_reserve();
 
-// Frees that space. From now on nobody restores a file of the trial that is missing.
+// Frees that space, and marks that the end has begun: the guard restores no files any more.
 void mark_end();
 
-// Whether somebody has begun to end the trial.
+// Whether the end of the trial has begun.
 bool is_end_marked();
 
 // Marks that an attempt to roll back has failed. Returns whether it is the first one.
@@ -22,5 +22,5 @@ void forget_failure();
 
 bool has_failed();
 
-// Removes what the functions above have made.
+// Removes the space and the marks.
 void remove_marks();

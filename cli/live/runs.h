@@ -19,7 +19,7 @@ std::optional<RunLockState> read_run_lock();
 // Removes the lock file of a killed run. A lock that a run holds, or may hold, stays.
 void remove_stale_lock();
 
-// Kills the runs that a signal has stopped, which hold the lock until somebody continues them.
+// Kills runs that were stopped by a signal: they hold the lock until they are continued.
 void end_stopped_runs();
 
 // Whether a process is a run of cmd_lanfab. `process` is its PID.

@@ -1,6 +1,6 @@
 #pragma once
 
-// The trial under way: its configuration, and its state, which `lanfab try` writes for all other commands.
+// The trial in progress: its configuration, and its state, which `lanfab try` writes and other commands read.
 
 #include <cstdint>
 #include <optional>
@@ -11,9 +11,9 @@
 struct TrialState {
   std::string who;         // such as "anna from 192.0.2.7"
   std::string file;        // where the configuration came from
-  std::int64_t began = 0;  // seconds of the clock that nobody sets
+  std::int64_t began = 0;  // CLOCK_MONOTONIC, in seconds
   std::int64_t ends = 0;   // likewise
-  std::string id = {};     // no other trial has it
+  std::string id = {};     // unique
   // As in InstalledFile.
   std::string path = kInstalledConfiguration;
   std::string entry = kInstalledConfiguration;
@@ -29,18 +29,18 @@ std::string new_trial_id();
 // Whether a configuration is on trial. Runs of cmd_lanfab read it then instead of the installed one.
 bool is_trial_active();
 
-// The file that a run would read now: that on trial, or the installed one.
+// The file that a run would read now: the configuration on trial, or the installed one.
 std::string active_configuration();
 
 // Writes the configuration of a trial, with the owner and mode of the installed file, and keeps a copy of the
 // installed one beside it. Nothing reads it before activate_trial. False, with errno set, on failure.
 bool stage_trial(const std::string& content, const std::string& installed);
 
-// What a rollback applies: network.json in this directory, with the text that was in force before the trial.
+// What a rollback applies: network.json in this directory, with the text that was active before the trial.
 inline constexpr char kTargetDirectory[] = "/run/lanfab/target";
 inline constexpr char kTarget[] = "/run/lanfab/target/network.json";
 
-// Keeps the text as the target. False, with errno set, on failure.
+// Saves the text as the target of the rollback. False, with errno set, on failure.
 bool stage_target(const std::string& text);
 
 // Makes the staged configuration the active one. False, with errno set, on failure: a rollback has removed
@@ -57,26 +57,26 @@ bool is_installed_changed(const std::string& content);
 // end.
 bool is_trial_installed(const TrialState& state);
 
-// What a trial ends with. `lanfab confirm` and the rollback may come at once, and either may be stopped for
-// any time: whoever decides first has decided for both.
+// How a trial ends. `lanfab confirm` and the rollback may run at the same time, and either may be suspended
+// at any point: the first decision counts for both.
 enum class Decision { kNone, kConfirmed, kRolledBack };
 Decision read_decision();
 
-// Decides, unless that is done. Returns the decision that counts; none if it cannot be written.
+// Makes the decision, unless there is one. Returns the decision that counts; kNone if it cannot be written.
 Decision decide(Decision wanted);
 
-// Tells the rollback service why it is started: "by anna from 192.0.2.7". Only the first reason counts.
+// Records why the rollback service is started: "by anna from 192.0.2.7". Only the first reason counts.
 void request_rollback(const std::string& why);
 
-// The reason; empty if nobody has given one.
+// The recorded reason; empty if there is none.
 std::string requested_rollback();
 
 std::int64_t monotonic_seconds();
 
-// Who runs this process, and from where.
+// The user who runs this process, and the address of the SSH client: "anna from 192.0.2.7".
 std::string caller();
 
-// Nothing without a trial. A state whose writer was killed over it is no trial yet: nothing had begun.
+// Nothing without a trial. A partly written state does not count: the trial had not begun.
 std::optional<TrialState> read_state();
 
 // False, with errno set, when it cannot be written.
@@ -86,7 +86,7 @@ bool write_state(const TrialState& state);
 // left of the trial.
 std::optional<std::string> remove_trial();
 
-// The same, but the configuration on trial stays the active one.
+// Like remove_trial(), but the configuration on trial stays the active one.
 std::optional<std::string> forget_trial();
 
 // Removes the state and the files of a trial. False, with errno set, when one of them stays.

@@ -1,6 +1,6 @@
 #pragma once
 
-// Which host has an IPv4 address.
+// Finds the host that has an IPv4 address.
 
 #include <optional>
 #include <set>

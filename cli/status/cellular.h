@@ -1,13 +1,13 @@
 #pragma once
 
-// What the cellular link manager has published.
+// State of the cellular link, as its manager publishes it.
 
 #include <string>
 #include <vector>
 
 struct Cellular {
   bool is_connected = false;
-  // Empty texts are values that are not available.
+  // Empty strings are values that are not available.
   std::string interface;
   std::string address;
   std::string prefix;

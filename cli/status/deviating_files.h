@@ -1,6 +1,6 @@
 #pragma once
 
-// The files of this gateway that are not as a run of cmd_lanfab would leave them now, found by dry runs.
+// Finds generated files that differ from those that a run of cmd_lanfab would write now, by dry runs.
 
 #include <optional>
 #include <string>
@@ -13,7 +13,7 @@ struct DeviatingFile {
 
   std::string path;
   Kind kind;
-  std::string action;  // which puts it right with the least interruption: "dnsmasq", "wwan_apply" or "apply"
+  std::string action;  // that fixes it with the least interruption: "dnsmasq", "wwan_apply" or "apply"
 };
 
 struct DeviatingFiles {

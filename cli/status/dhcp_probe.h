@@ -1,6 +1,6 @@
 #pragma once
 
-// Which DHCP servers there are on a network.
+// Finds the DHCP servers on a network.
 
 #include <set>
 

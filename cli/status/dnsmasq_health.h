@@ -1,6 +1,6 @@
 #pragma once
 
-// Whether dnsmasq works with the files of the last run.
+// Checks whether dnsmasq works, and with the files of the last run.
 
 #include <cstdint>
 #include <optional>
@@ -14,8 +14,8 @@ struct DnsmasqHealth {
   std::optional<bool> has_dhcp_socket;  // nothing if that cannot be seen
 };
 
-// `process` is its PID. It is sent a DNS query at each of the addresses; what is not answered after
-// kQuerySeconds counts as silent.
+// `process` is its PID. Sends a DNS query to each of the addresses; those without an answer after
+// kQuerySeconds count as silent.
 DnsmasqHealth read_dnsmasq_health(const std::string& process, const std::vector<std::string>& addresses);
 
 // The configuration file that a command line of dnsmasq names, and the files of the directories that it

@@ -1,6 +1,6 @@
 #pragma once
 
-// What is not as the last run wanted it.
+// Differences between the gateway and its configuration.
 
 #include <string>
 #include <vector>
@@ -13,7 +13,8 @@ struct Drift {
   bool is_pending = false;  // a run or systemd is still removing the difference
   std::string why;          // why it matters, one clause: "large packets are dropped"; may be empty
   std::string fix;          // the command that fixes it; empty if there is none
-  // Nothing asks for it, but a previous configuration or somebody has left it: an address, a tunnel, a route.
+  // It is not configured, but left by a previous configuration or added by hand: an address, a tunnel, a
+  // route.
   bool is_surplus = false;
 };
 

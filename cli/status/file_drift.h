@@ -9,8 +9,8 @@
 #include "cli/status/drift.h"
 #include "cli/status/snapshot.h"
 
-// By path; an error in the configuration is drift of its file. Pending while a run is at work, and for a few
-// seconds after the cellular link has changed. What this user may not see is added to `not_checked`.
+// By path; an error in the configuration is drift of its file. Pending during a run, and for a few seconds
+// after the cellular link has changed. Files that this user may not read are added to `not_checked`.
 std::vector<Drift> find_file_drift(const Snapshot& snapshot, std::vector<std::string>& not_checked);
 
 // A time span in words, rounded down: "40 s", "12 minutes", "3 hours", "5 days".

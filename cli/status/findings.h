@@ -1,6 +1,6 @@
 #pragma once
 
-// Everything that `lanfab status` has found on a gateway: the drift of each step, what the operator has
+// Everything that `lanfab status` has found on a gateway: the drift of each check, what the operator has
 // allowed, and what could not be checked.
 
 #include <string>
@@ -21,7 +21,7 @@ inline constexpr int kDrift = 1;
 inline constexpr int kPendingOnly = 3;
 
 // Runs every check: the trial, the configuration against the files, and the files against the services and
-// the kernel. With `probe` it sends packets, too, which takes root.
+// the kernel. With `probe` it sends packets, too, which requires root.
 StatusFindings find_all_drift(const Snapshot& snapshot, bool probe = false);
 
 // One of the exit statuses above.

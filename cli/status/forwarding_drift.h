@@ -1,6 +1,6 @@
 #pragma once
 
-// Whether packets pass through the gateway as its units want it: forwarding and proxy ARP.
+// Compares forwarding and proxy ARP with the units.
 
 #include <optional>
 #include <vector>
@@ -11,5 +11,5 @@
 // Whether an interface must forward IPv4 packets; nothing where neither the units nor the configuration say.
 std::optional<bool> wanted_forwarding(const Snapshot& snapshot, const InterfaceFacts& wanted);
 
-// Adds what differs at the interfaces that the units name.
+// Adds the differences of the interfaces that the units name.
 void find_forwarding_drift(const Snapshot& snapshot, std::vector<Drift>& drift);

@@ -1,6 +1,6 @@
 #pragma once
 
-// The same for programs.
+// The JSON output of `lanfab status`.
 
 #include <json/json.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// What the kernel has: links, IPv4 addresses, routes, policy rules and the settings of forwarding.
+// State of the kernel: links, IPv4 addresses, routes, policy rules and forwarding settings.
 
 #include <ctime>
 #include <map>
@@ -61,13 +61,13 @@ struct Kernel {
   std::map<std::string, Link> links;
   std::vector<KernelRoute> routes;  // of all tables but "local"
   std::vector<KernelRule> rules;
-  // By address; nothing for one to which no route leads. What could not be asked is missing.
+  // By address; nothing for one to which no route leads. Addresses that could not be queried are missing.
   std::map<std::string, std::optional<RouteChoice>> choices;
   // What could not be read, and why: "the policy rules: ip: no answer within 2 s".
   std::vector<std::string> errors;
   std::time_t time = 0;  // when it was read
 };
 
-// Asks also which routes the kernel takes to the addresses. Returns nothing, or why the kernel cannot be
-// asked for its links, without which there is nothing to compare.
+// Reads the state, and the routes that the kernel takes to the addresses. Returns nothing, or why the links,
+// without which there is nothing to compare, cannot be read.
 std::optional<std::string> read_kernel(const std::vector<std::string>& addresses, Kernel& kernel);

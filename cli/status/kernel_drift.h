@@ -1,11 +1,11 @@
 #pragma once
 
-// Whether the kernel is as the units want it: links, forwarding, routes and policy rules.
+// Compares links, forwarding, routes and policy rules of the kernel with the units.
 
 #include <vector>
 
 #include "cli/status/drift.h"
 #include "cli/status/snapshot.h"
 
-// Adds what differs, and what could not be read.
+// Adds the differences, and what could not be read.
 void find_kernel_drift(const Snapshot& snapshot, std::vector<Drift>& drift);

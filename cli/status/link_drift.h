@@ -1,6 +1,6 @@
 #pragma once
 
-// Whether the links are as their units want them: there, up, of the right kind, with their settings and IPv4
+// Compares links with their units: whether they exist, are up and of the right kind, their settings and IPv4
 // addresses.
 
 #include <string>
@@ -9,7 +9,7 @@
 #include "cli/status/drift.h"
 #include "cli/status/snapshot.h"
 
-// Adds what differs, and what a previous configuration has left.
+// Adds the differences, and leftovers of a previous configuration.
 void find_link_drift(const Snapshot& snapshot, std::vector<Drift>& drift);
 
 // Whether an address such as "192.168.1.1/24" is the wanted one, to which systemd-networkd adds a prefix

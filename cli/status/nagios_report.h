@@ -1,6 +1,6 @@
 #pragma once
 
-// One line for a monitoring system that runs plugins in the manner of Nagios.
+// Output of a Nagios plugin: one line.
 
 #include <string>
 
@@ -20,5 +20,5 @@ struct NagiosReport {
 // "LANFAB CRITICAL - eth0: it is down; 1 more | drift=2 pending=0 allowed=0"
 NagiosReport nagios_report_of(const StatusFindings& findings);
 
-// Of a gateway that could not be examined: why.
+// The line for a gateway that could not be examined, for this reason.
 NagiosReport nagios_report_of(const std::string& error);

@@ -20,8 +20,8 @@ struct EthernetInterface {
 // Nothing if the interface is missing, or of another kind.
 std::optional<EthernetInterface> find_ethernet(const std::string& name);
 
-// A socket for the packets of a protocol (ETH_P_ARP, ETH_P_IP); not open, with errno set, on failure. Only
-// root is given one.
+// A socket for the packets of a protocol (ETH_P_ARP, ETH_P_IP); not open, with errno set, on failure.
+// Requires root.
 Descriptor open_packet_socket(const EthernetInterface& interface, int protocol);
 
 // Sends the request of an exchange, whose socket is such a one, to all hosts of the interface.

@@ -1,6 +1,6 @@
 #pragma once
 
-// What only packets show: `lanfab status --probe`.
+// `lanfab status --probe`: checks that send packets.
 
 #include <vector>
 
@@ -12,6 +12,6 @@
 // - another DHCP server answers on a network that the gateway serves;
 // - a gateway of a route, the remote endpoint of a tunnel or a DNS server does not answer.
 //
-// Only root can.
+// Requires root.
 void add_probe_drift(const Snapshot& snapshot, std::vector<Drift>& drift,
                      int milliseconds = kQuerySeconds * 1000);

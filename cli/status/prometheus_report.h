@@ -13,5 +13,5 @@
 // journal.
 std::string metrics_of(const Snapshot& snapshot, const StatusFindings& findings);
 
-// Of a gateway that could not be examined.
+// The metrics of a gateway that could not be examined.
 std::string metrics_of_failure();

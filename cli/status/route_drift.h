@@ -1,12 +1,12 @@
 #pragma once
 
-// Whether packets take the routes that the units want: missing routes, routes and policy rules of others, and
-// what they divert.
+// Compares the routes that packets take with the units: missing routes, foreign routes and policy rules, and
+// the packets that they divert.
 
 #include <vector>
 
 #include "cli/status/drift.h"
 #include "cli/status/snapshot.h"
 
-// Adds what differs.
+// Adds the differences.
 void find_route_drift(const Snapshot& snapshot, std::vector<Drift>& drift);

@@ -1,7 +1,7 @@
 #pragma once
 
-// Which routes the gateway must take, by its units: to each configured destination, by the default route, and
-// to the remote endpoints of its tunnels.
+// Routes that the gateway must take according to its units: to each configured destination, by the default
+// route, and to the remote endpoints of its tunnels.
 
 #include <string>
 #include <vector>
@@ -11,11 +11,11 @@
 struct RouteQuery {
   std::string address;            // one that stands for the destination
   std::string destination;        // "10.20.0.0/16", "other networks", "the remote endpoint 198.51.100.1"
-  std::string subject;            // the interface that it is about
-  std::vector<UnitRoute> wanted;  // at least one; each is as good
+  std::string subject;            // the interface of the route
+  std::vector<UnitRoute> wanted;  // at least one; any of them is correct
 };
 
-// Each address once, and at most as many as can be asked in a moment.
+// Each address once, and at most as many as the kernel answers in a moment.
 std::vector<RouteQuery> route_queries(const Facts& wanted);
 
 // Only the addresses.

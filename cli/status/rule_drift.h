@@ -1,7 +1,6 @@
 #pragma once
 
-// Whether the policy rules, and the tables for the replies to tunnels, are those that the configuration
-// makes.
+// Compares the policy rules, and the routing tables for replies to tunnels, with the configuration.
 
 #include <map>
 #include <optional>
@@ -21,5 +20,5 @@ const KernelRule* diverting_rule(const Snapshot& snapshot, const std::optional<R
 // The command that deletes it.
 std::string deletion_of(const KernelRule& rule);
 
-// Adds what differs.
+// Adds the differences.
 void find_rule_drift(const Snapshot& snapshot, std::vector<Drift>& drift);

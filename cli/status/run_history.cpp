@@ -185,9 +185,9 @@ const char* word_for(LastRun::End end) {
     case LastRun::End::kFailed:
       return "failed";
     case LastRun::End::kRunning:
-      return "at work";
+      return "running";
     case LastRun::End::kInterrupted:
       break;
   }
-  return "cut off";
+  return "interrupted";
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-// The last run of each action, as the journal has it.
+// The last run of each action, from the journal.
 
 #include <cstdint>
 #include <optional>
@@ -10,7 +10,7 @@
 #include "cli/dry_run/result.h"
 
 struct LastRun {
-  // How far it is known to have come.
+  // How it ended, as far as known.
   enum class End { kDone, kFailed, kRunning, kInterrupted };
 
   std::string action;       // "APPLY"
@@ -24,5 +24,5 @@ struct LastRun {
 // nothing, or why the journal cannot be read; each query of it is given up after kQuerySeconds.
 std::optional<std::string> read_last_runs(std::vector<LastRun>& runs);
 
-// "done", "failed", "at work" or "cut off".
+// "done", "failed", "running" or "interrupted".
 const char* word_for(LastRun::End end);

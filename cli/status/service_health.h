@@ -1,6 +1,6 @@
 #pragma once
 
-// Whether the services work, and with the files of the last run.
+// Checks whether the services work, and with the files of the last run.
 
 #include <vector>
 
@@ -9,5 +9,5 @@
 // Asks the services of a snapshot that has all but these fields: the units and the health of dnsmasq.
 void read_service_health(Snapshot& snapshot);
 
-// Appends what is wrong with the services.
+// Appends the drift of the services.
 void add_service_drift(const Snapshot& snapshot, std::vector<Drift>& drift);

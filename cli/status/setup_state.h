@@ -6,7 +6,7 @@
 
 #include "cli/status/snapshot.h"
 
-// Whether a run is at work or systemd-networkd has just started: anything may change in the next seconds.
+// Whether a run is in progress or systemd-networkd has just started: anything may change in the next seconds.
 bool is_settling(const Snapshot& snapshot);
 
 // Whether the interface is being set up; also true while anything may change. False once systemd-networkd

@@ -236,7 +236,7 @@ class Lock(unittest.TestCase):
             process.wait()
         found = look()
         self.assertEqual((found["lock"]["held"], found["lock"]["runs"]), (False, 0))
-        self.assertEqual({run["action"]: run["end"] for run in found["runs"]}["APPLY"], "cut off")
+        self.assertEqual({run["action"]: run["end"] for run in found["runs"]}["APPLY"], "interrupted")
         self.assertGreaterEqual(self.subjects(), {"lock", "APPLY"})
         self.assertIn(f"!     fix: rm {LOCK}\n", status().stdout)
         # Another run does not make it any better.

@@ -42,8 +42,8 @@ TEST_F(RunHistoryTest, ARunWithoutAnEndIsRunningWhileItsProcessIsThere) {
   set_journal(run.number(), "");
   EXPECT_EQ(read_last_runs(runs_), std::nullopt);
   ASSERT_EQ(runs_.size(), 2U);
-  EXPECT_STREQ(word_for(runs_[0].end), "cut off");
-  EXPECT_STREQ(word_for(runs_[1].end), "at work");
+  EXPECT_STREQ(word_for(runs_[0].end), "interrupted");
+  EXPECT_STREQ(word_for(runs_[1].end), "running");
   EXPECT_EQ(runs_[1].action, "APPLY");
   EXPECT_EQ(runs_[1].began, 5'000'000);
 }
