@@ -155,7 +155,7 @@ class AtOnce(Trial):
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True) as stopped:
             os.waitid(os.P_PID, stopped.pid, os.WSTOPPED | os.WNOWAIT)
             # It has the lock.
-            self.lanfab("revert", "--timer", status=0, said="/run/lanfab: another process has kept it locked")
+            self.lanfab("revert", "--timer", status=0, said="/run/lanfab: another process has held its lock")
             stopped.send_signal(signal.SIGCONT)
             said = stopped.communicate()[0]
         self.assertEqual(stopped.returncode, 1, said)

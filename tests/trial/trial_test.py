@@ -172,7 +172,7 @@ class Race(Trial):
         with subprocess.Popen([LANFAB, "try", self.new], env=systemd.ENVIRONMENT, stdin=subprocess.DEVNULL,
                               stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True) as stopped:
             os.waitid(os.P_PID, stopped.pid, os.WSTOPPED | os.WNOWAIT)
-            self.lanfab("revert", "--timer", status=0, said="/run/lanfab: another process has kept it locked")
+            self.lanfab("revert", "--timer", status=0, said="/run/lanfab: another process has held its lock")
             self.assert_files(OLD, None)
             stopped.send_signal(signal.SIGCONT)
             self.assertIn(f"{TRIAL}: No such file or directory", stopped.communicate()[1])
