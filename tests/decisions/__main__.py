@@ -79,14 +79,14 @@ DECISIONS = [
         {"check": '"10.9.9.9" is neither', "graph": "DHCP requests go to no server"},
     ),
     Decision(
-        "VLANs are served on a port that serves no DHCP",
+        "VLANs are served on a port that does not serve DHCP",
         "src/dnsmasq/lan_interface.cpp",
         "return {serves, serves, true};",
         "return {serves, true, true};",
         PORT % '"ipv4": "192.168.1.1", "netmask": 24, "advanced": {"vlan": {"enable": true, "networks": ['
         '{"enable": true, "vid": 20, "network": {"ipv4": "10.20.0.1", "netmask": 24,'
         ' "dhcp": {"enable": true, "start": "10.20.0.100", "end": "10.20.0.199"}}}]}}',
-        {"check": "eth0.20 serves no DHCP", "graph": "DHCP enabled, but not served"},
+        {"check": "eth0.20 does not serve DHCP", "graph": "DHCP enabled, but not served"},
         {"graph": "DHCP 10.20.0.100 to", "diff": "dhcp-range=eth0.20"},
     ),
     Decision(

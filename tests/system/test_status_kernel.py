@@ -58,8 +58,9 @@ class Kernel(unittest.TestCase):
         found = {}
 
         def is_found():
+            found.clear()
             found.update(differences())
-            return wanted in found
+            return wanted in found and not found[wanted]["pending"]
 
         try:
             self.assertTrue(guest.wait_until(is_found, timeout=20), f"found only {sorted(found)}")

@@ -279,7 +279,7 @@ class Trial(unittest.TestCase):
         self.assertTrue(trials.wait_for_apply())
         gateway.run("systemctl", "kill", "--kill-whom=main", "--signal=TERM", "lanfab-apply")
         self.assertTrue(terminal.wait_for("The previous configuration is active."))
-        self.assertIn("has failed or was stopped", terminal.text)
+        self.assertIn("apply failed or was stopped", terminal.text)
         self.assertEqual(terminal.end(), 1)
         self.assertTrue(trials.is_old_network_back())
 

@@ -116,7 +116,7 @@ class Trouble(unittest.TestCase):
         gateway.run("systemctl", "kill", "--signal=KILL", "lanfab-apply")
         self.assertTrue(trials.is_old_network_back())
         self.assertFalse(gateway.exists(LOCK))
-        self.assertTrue(has_said("a run that was killed has left it"))
+        self.assertTrue(has_said("removed /var/run/LANFAB_LOCKED, which a killed run had left"))
 
     @guest.exhaustive
     def test_apply_that_fails_ends_it_at_once(self):
