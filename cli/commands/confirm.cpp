@@ -51,8 +51,8 @@ static std::optional<std::string> find_difference(const File& trial, const Trial
   return std::nullopt;
 }
 
-// Whether the trial is still this one, and nobody has decided to roll it back. A rollback does not wait for
-// ever for the lock of this process, which may have been stopped.
+// Whether this trial is still active and not being rolled back. A rollback waits only a limited time for the
+// lock of this process, which may have been stopped.
 static bool is_undecided(const TrialState& state) {
   const auto present = read_state();
   return present && present->id == state.id && read_decision() != Decision::kRolledBack;

@@ -28,8 +28,8 @@ inline constexpr char kRelay[] = "relay to ";  // and the server
 inline constexpr char kStaticLease[] = "static lease";
 inline constexpr char kNameServers[] = "DNS servers";
 inline constexpr char kDescription[] = "name";
-// Without a word of their own: whether an interface is there; whether its unit is that of a bridge member, of
-// a pass-through port or of neither; whether it serves DHCP; which number a tunnel has.
+// Facts that the change summary does not name: whether an interface exists; whether its unit is that of a
+// bridge member, of a pass-through port or of neither; whether it serves DHCP; the number of a tunnel.
 inline constexpr char kPresence[] = "presence";
 inline constexpr char kKind[] = "kind";
 inline constexpr char kServer[] = "DHCP server";

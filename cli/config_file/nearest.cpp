@@ -18,7 +18,7 @@ static bool is_same_letter(char a, char b) {
   return lower(a) == lower(b);
 }
 
-// Whether at most `edits` edits make one of the other. The first difference is mended in every way there is.
+// Whether at most `edits` edits turn one into the other. Tries every edit that removes the first difference.
 static bool is_within(std::size_t edits, std::string_view a, std::string_view b) {
   const auto [a_rest, b_rest] = std::mismatch(a.begin(), a.end(), b.begin(), b.end(), is_same_letter);
   a.remove_prefix(static_cast<std::size_t>(a_rest - a.begin()));

@@ -221,7 +221,7 @@ void range_reversed(const Site& site, Findings& findings) {
   }
 }
 
-// A range outside its subnet has a finding of its own, and overlaps nothing once that is mended.
+// A range outside its subnet has a finding of its own, and overlaps nothing once that is fixed.
 static std::vector<ReadRange> ranges_in_order(const std::vector<Range>& ranges) {
   std::vector<ReadRange> read = read_ranges(ranges);
   const auto is_outside = [](const ReadRange& range) {

@@ -1,6 +1,6 @@
 #pragma once
 
-// Hardware addresses as dnsmasq reads them.
+// MAC addresses as dnsmasq reads them.
 
 #include <optional>
 #include <string>

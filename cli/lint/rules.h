@@ -13,8 +13,8 @@ inline constexpr char kDnsmasqRefuses[] = "dnsmasq-refuses";
 
 struct Rule {
   const char* name;
-  // Error: the services refuse it, or what is asked for cannot happen. Warning: it works, but hardly as
-  // intended.
+  // Error: the services reject it, or it cannot have the configured effect. Warning: it works, but probably
+  // not as intended.
   Severity severity;
   // Null for kSyntaxRule (cli/config_file/syntax.h), kDnsmasqRefuses (cli/lint/dnsmasq_check.h) and the rules
   // about comments (cli/lint/allow.h).

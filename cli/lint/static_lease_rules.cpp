@@ -109,8 +109,8 @@ void lease_address_unusable(const Site& site, Findings& findings) {
   }
 }
 
-// The name by which dnsmasq tells a device when the text is no hardware address, in lower case as the case
-// does not matter to it; nothing for a text in which it sees something else.
+// The name by which dnsmasq identifies a device if the string is not a MAC address, in lower case because
+// dnsmasq ignores case; nothing for a string that dnsmasq reads as something else.
 static std::optional<std::string> device_name(std::string text) {
   // A digit may begin a lease time; the two words mean a device that is not served, and an endless lease.
   const bool begins_with_letter = !text.empty() && std::isalpha(static_cast<unsigned char>(text[0])) != 0;

@@ -20,12 +20,12 @@
 constexpr char kRecord[] = "/run/lanfab/applied";
 // The text that lanfab.service is about to apply.
 constexpr char kNoted[] = "/run/lanfab/applying";
-// Every APPLY removes it and, unless it is killed before, writes it anew.
+// Every APPLY removes it and, unless it is killed before, writes it again.
 constexpr char kMark[] = "/var/run/.delete_static_routes";
 // It may have keys of tunnels.
 constexpr mode_t kPrivate = 0600;
 
-// In seconds. A run that waits for the lock of a killed one would wait for ever.
+// In seconds. A run that waits for the lock of a killed one would never end.
 constexpr char kApplyLimit[] = "170";
 
 // What tells the last APPLY from any other one.

@@ -125,7 +125,7 @@ static bool complete_previous(const InstalledFile& installed) {
 
 namespace {
 
-// The steps of `install`, and the way back.
+// The steps of `install`, and how they are undone.
 class Replacement {
  public:
   explicit Replacement(const InstalledFile& installed)
@@ -206,7 +206,7 @@ Installation install(const std::string& content, const InstalledFile& installed,
     return Installation::kRefused;
   }
   const Installation completed = complete_installation(installed, error);
-  // It is decided: nothing takes it back any more.
+  // From here on, nothing undoes the installation.
   return completed == Installation::kFailed ? Installation::kPlaced : completed;
 }
 

@@ -55,8 +55,8 @@ static std::string quoted(const std::string& word) {
   return "'" + word + "'";
 }
 
-// When systemd loads a service of systemd-run anew, at a daemon-reload, version 252 puts a backslash before
-// each semicolon and dollar sign of its command line: there are none.
+// At a daemon-reload, systemd 252 puts a backslash before each semicolon and dollar sign in the command lines
+// of systemd-run's services: this one has none.
 std::vector<std::string> revert_command_line(const std::string& option) {
   const std::string end = " revert " + option;
   return {"sh", "-c",

@@ -51,10 +51,11 @@ static std::optional<std::vector<std::string>> list_runs() {
   return processes;
 }
 
-// A name that anyone can give to a process of his own proves nothing: a run is root's, and runs the program.
+// Any user can give a process this name, so the name proves nothing: a run belongs to root, and its program
+// is cmd_lanfab.
 bool is_run(const std::string& process) {
   const std::string directory = "/proc/" + process;
-  // The owner of the directory proves nothing either: it is root for anyone who forbids to trace him.
+  // The owner of the directory proves nothing either: it is also root for a process that cannot be traced.
   if (line_of(directory + "/status", "Uid:").rfind(kRootAlone, 0) != 0) return false;
   char program[PATH_MAX];
   const ssize_t size = readlink((directory + "/exe").c_str(), program, sizeof program);

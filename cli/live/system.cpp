@@ -33,7 +33,7 @@ static std::optional<std::string> join_system_mounts() {
 }
 
 std::optional<std::string> check_rights() {
-  if (geteuid() != 0) return "lanfab: the network is root's: run this as root";
+  if (geteuid() != 0) return "lanfab: only root can change the network: run this command as root";
   return std::nullopt;
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// The way back of the kernel's network: an apply of the old configuration does not undo everything that the
-// configuration on trial has left there.
+// Restores the kernel's network in a rollback: an apply of the old configuration does not undo everything
+// that the configuration on trial has left there.
 
 #include <string>
 #include <vector>

@@ -103,7 +103,7 @@ class ServiceDrift {
         disable(file.path) + (is_device_unit(file.path) ? kApply : kReload));
   }
 
-  // systemd-networkd saves the state of a link that it sets up anew when it has read other files.
+  // systemd-networkd saves the state of a link when it sets the link up again, with files that have changed.
   void compare_age(const std::string& name, const InterfaceUnits& units, std::int64_t started) {
     if (units.saved == 0 || started == 0) return;
     const std::int64_t read = std::max(units.saved, started);

@@ -40,7 +40,7 @@ std::vector<Drift> find_trial_drift(std::vector<std::string>& not_checked) {
   facts.is_active = is_trial_active();
   if (!facts.is_active) return trial_drift(facts);
   const auto state = read_state();
-  // The state is root's.
+  // Only root can read the state.
   if (!state && geteuid() != 0) {
     not_checked.emplace_back("the trial: only root may read its state");
     return {};

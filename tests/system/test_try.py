@@ -44,9 +44,9 @@ class Terminal:
         )
         os.close(slave)
 
-    def wait_for(self, words, anew=False, timeout=80):
+    def wait_for(self, words, again=False, timeout=80):
         """Reads until lanfab has printed the words, perhaps once more; returns whether it has."""
-        if anew:
+        if again:
             self.text = ""
         deadline = time.monotonic() + timeout
         while words not in self.text and time.monotonic() < deadline:
@@ -138,7 +138,7 @@ class Trial(unittest.TestCase):
         # What is typed now says nothing about the new network.
         terminal.type(b"y\n")
         self.assertTrue(terminal.wait_for("Keep this configuration?"))
-        self.assertTrue(terminal.wait_for("Keep this configuration?", anew=True))
+        self.assertTrue(terminal.wait_for("Keep this configuration?", again=True))
         self.assertTrue(gateway.exists(trial.STATE))
         terminal.type(b"y\n")
         self.assertEqual(terminal.end(), 0)

@@ -398,7 +398,7 @@ class Refusals(Trial):
         self.lanfab("revert", "--timer", status=2, said="root", before=NOT_ROOT)
         # Nothing comes before that, such as what the trial would change.
         self.assertEqual(self.lanfab("try", self.new, status=2, before=NOT_ROOT),
-                         "lanfab: the network is root's: run this as root\n")
+                         "lanfab: only root can change the network: run this command as root\n")
 
     def test_where_the_view_of_the_services_is_not_to_be_had(self):
         missing = "mount -t tmpfs own /proc/1"

@@ -132,7 +132,7 @@ def make_former(gateway, file, former):
 
 
 def set_up(gateway, service, *lines):
-    """Adds lines to the [Service] section of a service; none takes them back."""
+    """Adds lines to the [Service] section of a service; they stay."""
     drop_in = f"/etc/systemd/system/{service}.service.d/test.conf"
     if lines:
         gateway.write(drop_in, "\n".join(("[Service]", *lines, "")))

@@ -232,7 +232,7 @@ TEST_F(InstalledFileTest, WhatIsRefusedChangesNothing) {
   failing_rename.fail(1, EIO, 2);
   EXPECT_EQ(install("new", kFile, {allow, sees("new")}, error_), Installation::kFailed);
   EXPECT_EQ(error_, std::string(kInstalled) + ": Input/output error");
-  EXPECT_EQ(text_of_file(kWaiting), "old") << "the way back";
+  EXPECT_EQ(text_of_file(kWaiting), "old") << "needed to undo the installation";
 }
 
 TEST_F(InstalledFileTest, ItCanBeReplacedWhereARenameSucceeds) {
@@ -315,7 +315,7 @@ TEST_F(MountedFileTest, WhatCannotBeUndoneIsReported) {
   EXPECT_EQ(install("new", mounted_, error_), Installation::kFailed);
   EXPECT_EQ(error_,
             "/run/mounted: Operation not permitted; " + (kInstalled + std::string(": Input/output error")));
-  EXPECT_EQ(text_of_file(kWaiting), "old") << "the way back";
+  EXPECT_EQ(text_of_file(kWaiting), "old") << "needed to undo the installation";
 }
 
 TEST_F(MountedFileTest, AFileThatIsNotShownIsReported) {
