@@ -4,7 +4,7 @@
 // src/platform by calling those of the same names in the libraries; where the types differ, it converts.
 // Include it in one source file, and add that and the accessors, which need no library, to the build:
 //
-//     cmake ... -DLANFAB_PLATFORM=device \
+//     cmake ... -DLANFAB_PLATFORM=device
 //       "-DLANFAB_ADAPTER=$PWD/adapter.cpp;$PWD/platform/host/libcmd/accessors.cpp"
 //
 // Leave out functions that already have C++ linkage in the library.
