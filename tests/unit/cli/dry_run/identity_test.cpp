@@ -21,6 +21,7 @@ TEST(IdentityTest, AnUnusedIdIsNotTaken) {
 TEST(IdentityTest, AnUnusedIdIsOneOfTheNamespace) {
   EXPECT_EQ(unused_beside({}, "         0       1000          1\n     65000     100000        523\n"),
             65522U);
+  EXPECT_EQ(unused_beside({}, "100000 0 65536\n0 100000 65525\n"), 65524U);
   EXPECT_EQ(unused_beside({}, "0 0 1\n"), std::nullopt);
   EXPECT_EQ(unused_beside({}, ""), std::nullopt);
 }
