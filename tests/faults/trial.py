@@ -175,7 +175,7 @@ class Confirm:
         if status >= 0 and kept == NEW and len(os.listdir(self.entry.parent)) != 2 + waiting.exists():
             yield f"left behind: {os.listdir(self.entry.parent)}"
         yield from violations_of_history(status)
-        if status == 0 and "in the history" not in said and len(os.listdir(HISTORY)) != 1:
+        if status == 0 and "to the history" not in said and len(os.listdir(HISTORY)) != 1:
             yield "success, but not in the history"
 
 
