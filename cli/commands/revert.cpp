@@ -107,7 +107,7 @@ static int try_entry(const std::string& number) {
   return try_configuration(source);
 }
 
-// Returns the exit status: 0 when the former configuration is active, 1 when it is not or there is none, 2 on
+// Returns the exit status: 0 if the previous configuration is active, 1 if it is not or does not exist, 2 on
 // any other failure.
 static int revert(const RevertOptions& options) {
   if (!options.entry.empty()) return try_entry(options.entry);

@@ -295,8 +295,8 @@ static std::optional<std::string> find_refusal(const std::string& text) {
   return source.name + ": " + refused.front().path + ": " + refused.front().reason;
 }
 
-// Finds the configuration that a rollback applies. Returns nothing, or why there is none that is valid; then
-// there is no trial, not with --force either.
+// Finds the configuration that a rollback applies. Returns nothing on success; otherwise the error, which
+// prevents the trial even with --force.
 static std::optional<std::string> find_target(const OwnTrial& trial, bool is_installed_tried,
                                               Applied& target) {
   if (const auto error = read_applied(target))

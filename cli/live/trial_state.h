@@ -68,7 +68,7 @@ Decision decide(Decision wanted);
 // Records why the rollback service is started: "by anna from 192.0.2.7". Only the first reason counts.
 void request_rollback(const std::string& why);
 
-// The recorded reason; empty if there is none.
+// The recorded reason; empty if none was recorded.
 std::string requested_rollback();
 
 std::int64_t monotonic_seconds();
