@@ -15,7 +15,7 @@ COLLECTION = pathlib.Path(__file__).resolve().parents[2] / "ansible"
 
 def find_missing():
     """Returns the name of a program that these tests need and that is not installed, or None."""
-    for name in "ansible-playbook", "sshd":
+    for name in "ansible-playbook", "ansible-test", "sshd":
         if not shutil.which(name, path=f"{os.environ['PATH']}:/usr/sbin"):
             return name
     return None
