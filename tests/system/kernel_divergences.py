@@ -108,24 +108,24 @@ DIVERGENCES = [
          "it is in the bridge br9", "ip link set dev eth1 nomaster", {"cleanup": "ip link delete br9"}),
         # Routes
         ("a static route is removed", "ip route del 10.20.0.0/16", "eth1",
-         "the route to 10.20.0.0/16 by 192.168.2.2, metric 50, is missing",
+         "the route to 10.20.0.0/16 via 192.168.2.2, metric 50, is missing",
          "ip route replace 10.20.0.0/16 via 192.168.2.2 dev eth1 proto static metric 50 onlink"),
         ("a static route gets another gateway",
          "ip route replace 10.20.0.0/16 via 192.168.2.9 dev eth1 metric 50 onlink", "eth1",
-         "the route to 10.20.0.0/16 by 192.168.2.2, metric 50, is missing",
+         "the route to 10.20.0.0/16 via 192.168.2.2, metric 50, is missing",
          "ip route replace 10.20.0.0/16 via 192.168.2.2 dev eth1 proto static metric 50 onlink"),
         ("a route with a better metric is added", "ip route add 10.20.0.0/16 via 192.168.1.9 metric 5",
          "eth1", "packets to 10.20.0.0/16 go through eth0 (gateway 192.168.1.9) instead of eth1 "
          "(gateway 192.168.2.2)",
          "ip route del 10.20.0.0/16 via 192.168.1.9 dev eth0 metric 5", SAMPLE),
         ("a more specific route is added", "ip route add 10.20.5.0/24 via 192.168.1.9", "eth0",
-         f"the route to 10.20.5.0/24 by 192.168.1.9 {FOREIGN}",
+         f"the route to 10.20.5.0/24 via 192.168.1.9 {FOREIGN}",
          "ip route del 10.20.5.0/24 via 192.168.1.9 dev eth0"),
         ("a route to other networks is added", "ip route add 172.16.0.0/12 via 192.168.1.9 metric 7", "eth0",
-         f"the route to 172.16.0.0/12 by 192.168.1.9, metric 7, {FOREIGN}",
+         f"the route to 172.16.0.0/12 via 192.168.1.9, metric 7, {FOREIGN}",
          "ip route del 172.16.0.0/12 via 192.168.1.9 dev eth0 metric 7"),
         ("a second default route is added", "ip route add default via 192.168.1.9 metric 500", "eth0",
-         f"the default route by 192.168.1.9, metric 500, {FOREIGN}",
+         f"the default route via 192.168.1.9, metric 500, {FOREIGN}",
          "ip route del default via 192.168.1.9 dev eth0 metric 500"),
         ("a route for half of the addresses beats the default route",
          "ip route add 0.0.0.0/1 via 192.168.1.9", "wwan0",
@@ -133,7 +133,7 @@ DIVERGENCES = [
          "(gateway 10.64.1.1)",
          "ip route del 0.0.0.0/1 via 192.168.1.9 dev eth0"),
         ("the default route is removed", "ip route del default", "wwan0",
-         "the default route by 10.64.1.1 is missing",
+         "the default route via 10.64.1.1 is missing",
          "ip route replace default via 10.64.1.1 dev wwan0 proto static onlink"),
         ("a blackhole is added", "ip route add blackhole 10.20.0.0/24", "eth1",
          "packets to 10.20.0.0/16 go nowhere instead of through eth1 (gateway 192.168.2.2)",
@@ -218,7 +218,7 @@ DIVERGENCES = [
         ("the address of a tunnel is removed", "ip address del 10.255.1.2/30 dev gre-tun1", "gre-tun1",
          "the address 10.255.1.2/30 is missing", "networkctl reconfigure gre-tun1"),
         ("the route through a tunnel is removed", "ip route del 10.10.0.0/16", "gre-tun1",
-         "the route to 10.10.0.0/16 by 10.255.1.1 is missing",
+         "the route to 10.10.0.0/16 via 10.255.1.1 is missing",
          "ip route replace 10.10.0.0/16 via 10.255.1.1 dev gre-tun1 proto static onlink"),
         ("a more specific route through another tunnel is added", "ip route add 10.10.0.0/17 dev gre-tun2",
          "gre-tun1", "packets to 10.10.0.0/16 go through gre-tun2 instead of gre-tun1 (gateway 10.255.1.1)",
@@ -274,7 +274,7 @@ DIVERGENCES = [
         ("the address of the pass-through port is removed", "ip address del 10.64.1.1/30 dev eth1", "eth1",
          "the address 10.64.1.1/30 is missing", "networkctl reconfigure eth1"),
         ("the default route of pass-through is removed", "ip route del default via 169.125.7.210", "wwan0",
-         "the default route by 169.125.7.210 is missing",
+         "the default route via 169.125.7.210 is missing",
          "ip route replace default via 169.125.7.210 dev wwan0 proto static onlink"),
     ),
     *_in(
@@ -287,7 +287,7 @@ DIVERGENCES = [
 
 def table():
     """Returns the rows of the table in the document."""
-    lines = ["| What somebody does | What `lanfab status` reports | Fix |", "|---|---|---|"]
+    lines = ["| what happened | found | fix |", "|---|---|---|"]
     for row in DIVERGENCES:
         lines.append(f"| {row.words}: `{row.command}` | `{row.subject}`: {row.finding} | `{row.fix}` |")
     return "\n".join(lines) + "\n"

@@ -1,5 +1,5 @@
 """States of a service that differ from its files, and the drift that `lanfab status` reports: the rows of
-docs/status.md under "From files to services" and "By packets"."""
+docs/status.md under "From the files to the services" and "By packets"."""
 
 import dataclasses
 
