@@ -234,7 +234,7 @@ Summary show_findings(Source source) {
 
 static Option format_option(Format& format) {
   static const std::vector<std::string> kWords = {"text", "json", "sarif", "github"};
-  return {"--format FORMAT", "text, json, sarif, or github: commands of GitHub Actions",
+  return {"--format FORMAT", "text, json, sarif, or github (workflow commands)",
           [&format](const std::string& word) {
             format = static_cast<Format>(std::find(kWords.begin(), kWords.end(), word) - kWords.begin());
           },
@@ -256,7 +256,7 @@ Command check_command() {
        {"--allow RULE", "do not report the findings of this rule", &options.each.allowed, Completion::kRule},
        format_option(options.each.format),
        {"--fix",
-        "write the fixes that are certain to the files",
+        "correct the files where only one value can be right",
         &options.each.fix,
         Completion::kNothing,
         {},

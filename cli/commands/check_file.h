@@ -19,7 +19,7 @@ enum class Format { kText, kJson, kSarif, kGithub };
 struct CheckOptions {
   Format format = Format::kText;
   std::vector<std::string> allowed;  // rules
-  bool fix = false;                  // write the fixes that are certain
+  bool fix = false;                  // correct the file where only one value can be right
   bool diff = false;                 // print them as a patch instead of the findings
 };
 

@@ -196,7 +196,7 @@ Command diff_command() {
   return {"diff",
           "Show what a configuration would change",
           {file_option(options.file),
-           {"OTHER", "a newer one to compare it with; default: the files in /var/run", &options.other,
+           {"OTHER", "a configuration to compare it with; default: the files in /var/run", &options.other,
             Completion::kFile},
            from,
            action_option(options.dry_run.action),

@@ -153,7 +153,7 @@ Command graph_command() {
            {"--title TITLE", "the title; default: the name of the file", &options.title},
            {"--full", "add tables with the lists that the diagram\nshortens; html always has them",
             &options.is_full},
-           {"-o FILE", "write into this file", &options.output, Completion::kFile}},
+           {"-o FILE", "write the diagram to this file", &options.output, Completion::kFile}},
           "Example: lanfab graph network.json --format svg -o network.svg",
           [] { return graph(options); }};
 }

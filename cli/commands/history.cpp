@@ -74,7 +74,7 @@ static int show_entry(const std::string& number, bool json) {
 
 static int history(const HistoryOptions& options) {
   if (options.action.empty()) return list_entries(options.json);
-  if (options.number.empty()) return fail("lanfab: history show needs the number of an entry");
+  if (options.number.empty()) return fail("lanfab: history show requires the number of an entry");
   return show_entry(options.number, options.json);
 }
 

@@ -72,7 +72,7 @@ static StatusReport make_report(const StatusOptions& options) {
 }
 
 static int keep_reporting(const StatusOptions& options) {
-  if (!is_terminal(STDOUT_FILENO)) return fail("lanfab: --watch needs a terminal");
+  if (!is_terminal(STDOUT_FILENO)) return fail("lanfab: --watch requires a terminal");
   StatusReport report = make_report(options);
   // A later failure may be temporary.
   if (!report.error.empty()) return fail(report.error);
@@ -118,7 +118,7 @@ Command status_command() {
                 Completion::kNothing,
                 {"text", "json", "nagios", "prometheus"}};
   format.excludes = "--watch";
-  Option output = {"-o FILE", "write into this file, whole or not at all", &options.output,
+  Option output = {"-o FILE", "write the output to this file, atomically", &options.output,
                    Completion::kFile};
   output.excludes = "--watch";
   Option probe = {"--probe",

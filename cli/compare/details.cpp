@@ -52,7 +52,7 @@ static void add_tunnel(const std::string& name, const InterfaceFacts& tunnel, co
   if (!tunnel.remote.empty()) ends += " to " + tunnel.remote;
   details.list.push_back(ends);
   if (tunnel.copies_dscp) details.list.emplace_back("copies the DSCP class");
-  details.add("replies by ", value_at(facts.reply_gateways, name));
+  details.add("replies via ", value_at(facts.reply_gateways, name));
 }
 
 static void add_server(const std::string& name, const std::string& address, const Facts& facts,
@@ -71,7 +71,7 @@ std::vector<std::string> details_of(const std::string& name, const Facts& facts)
   const InterfaceFacts interface = value_at(facts.interfaces, name);
   Details details;
   if (interface.is_tunnel) add_tunnel(name, interface, facts, details);
-  details.add("", interface.address == kDynamicAddress ? "an address by DHCP" : interface.address);
+  details.add("", interface.address == kDynamicAddress ? "an address from DHCP" : interface.address);
   details.add("secondary address ", interface.secondary_address);
   details.add("gateway ", interface.gateway);
   details.add("metric ", interface.metric);

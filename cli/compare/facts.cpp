@@ -127,7 +127,7 @@ static void read_static_route(Section& section, InterfaceFacts& facts) {
   const std::string gateway = section.value("Gateway");
   const std::string metric = section.value("Metric");
   std::string route = destination.empty() ? "anywhere" : destination;
-  if (!gateway.empty()) route += " by " + gateway;
+  if (!gateway.empty()) route += " via " + gateway;
   if (!metric.empty()) route += ", metric " + metric;
   facts.routes.insert(route);
   section.read_whole(what::kRoute + route);

@@ -93,7 +93,7 @@ struct InterfaceFacts {
   bool is_default_route = false;  // without a gateway
   bool is_tunnel = false;
   std::set<std::string> vlans;   // the names of those that are linked to it
-  std::set<std::string> routes;  // the static ones: "10.20.0.0/16 by 192.168.2.2, metric 50"
+  std::set<std::string> routes;  // the static ones: "10.20.0.0/16 via 192.168.2.2, metric 50"
   std::vector<RouteFacts> route_sections;
   std::vector<RuleFacts> rules;
   std::string kind;  // of a device that systemd-networkd makes: "vlan", "bridge", "gre"
@@ -105,7 +105,7 @@ struct InterfaceFacts {
   bool copies_dscp = false;
 };
 
-inline constexpr char kDynamicAddress[] = "one by DHCP";
+inline constexpr char kDynamicAddress[] = "one from DHCP";
 
 struct DhcpFacts {
   std::string range;  // "192.168.1.100-192.168.1.199"

@@ -74,8 +74,7 @@ static std::string change_of_leases(const std::string& hosts, const Lan& before,
 static std::string change_of_router(const std::string& name, const Lan& before, const Lan& after) {
   if (before.subnet.empty() || before.subnet != after.subnet || before.address == after.address) return {};
   return "hosts behind " + name + " reach the gateway at " + without_prefix(after.address) +
-         (after.range.empty() ? ", which is to be set on each of them"
-                              : " when they have renewed their lease");
+         (after.range.empty() ? "; set this address on each of them" : " once they have renewed their lease");
 }
 
 // What changes for the hosts behind an interface; empty if nothing does.

@@ -177,16 +177,16 @@ class InterfaceChanges {
     sentences_.say(name, what::kRoute + route.substr(0, route.find_first_of(" ,")), "");
   }
 
-  // Replies to what arrives by a tunnel have a routing table of their own.
+  // Replies to packets from a tunnel have a routing table of their own.
   void compare_replies(const std::string& name, const std::string& former) {
     const std::string before = value_at(before_.reply_gateways, former);
     const std::string after = value_at(after_.reply_gateways, name);
     if (before == after) return;
-    const std::string what = "packets that arrive by " + name;
+    const std::string what = "replies to packets from " + name;
     sentences_.say(name, what::kReplies,
-                   after.empty() ? what + " are no longer routed by " + before
-                                 : what + " are routed by " + after + " now" +
-                                       (before.empty() ? "" : " instead of " + before));
+                   after.empty()
+                       ? what + " no longer go via " + before
+                       : what + " now go via " + after + (before.empty() ? "" : " instead of " + before));
   }
 
   void compare_dhcp(const std::string& name) {

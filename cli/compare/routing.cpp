@@ -65,7 +65,7 @@ std::optional<UnitRoute> find_default_route(const std::vector<UnitRoute>& routes
 
 std::string hop_of(const UnitRoute& route) {
   if (route.gateway.empty()) return route.interface;
-  return route.interface + " (gateway " + (route.gateway == "_dhcp" ? "by DHCP" : route.gateway) + ")";
+  return route.interface + " (gateway " + (route.gateway == "_dhcp" ? "from DHCP" : route.gateway) + ")";
 }
 
 std::string interface_with_address(const Facts& facts, const std::string& address) {

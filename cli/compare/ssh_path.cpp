@@ -18,7 +18,7 @@ class SshPath {
     const std::string interface = owner.empty() ? dynamic_interface(before) : owner;
     if (interface.empty()) return name() + " is not to an address of the gateway";
     if (!owner.empty()) return name() + change(interface, before, after, replaced);
-    return name() + ", if that is the address of " + interface + " by DHCP," +
+    return name() + ", if that is the address of " + interface + " from DHCP," +
            change(interface, before, after, replaced);
   }
 

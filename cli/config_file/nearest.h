@@ -7,7 +7,7 @@
 #include <vector>
 
 // The candidate that the fewest edits make of `word`, the first one among equals. An edit adds, removes or
-// replaces a letter, or swaps two neighbours; the case of letters does not count. Nothing when every
+// replaces a letter, or swaps two neighbors; the case of letters does not count. Nothing when every
 // candidate takes more than two edits, or as many as half of the word's letters.
 std::optional<std::string> nearest(const std::string& word, const std::vector<std::string>& candidates);
 

@@ -30,7 +30,7 @@ static std::string lease_time_text(const std::optional<std::string>& lease_time)
 static std::string address_text(const Site& site, const Interface& interface) {
   if (interface.kind == Interface::Kind::kPassthroughPort && site.context.passthrough_auto)
     return "the cellular gateway's address";
-  if (interface.unit.is_dhcp_client) return "an address by DHCP";
+  if (interface.unit.is_dhcp_client) return "an address from DHCP";
   std::string address = interface.unit.ipv4.value_or("");
   if (address.empty()) return "no address";
   if (!interface.unit.has_prefix()) return address;
@@ -52,7 +52,7 @@ void add_address_lines(const DiagramFacts& facts, const Interface& interface, No
   if (const auto gateway = interface.unit.default_gateway()) {
     add_line(node, "default route via " + *gateway + metric, {&location_of(network, "gateway")});
   } else if (interface.unit.is_dhcp_client) {
-    add_line(node, "default route by DHCP" + metric, {&location_of(network, "metric")});
+    add_line(node, "default route from DHCP" + metric, {&location_of(network, "metric")});
   }
   if (interface.unit.has_mtu())
     add_line(node, "MTU " + std::to_string(*interface.unit.mtu), {&location_of(network, "advanced.mtu")});

@@ -58,7 +58,7 @@ static std::optional<std::string> why_no_name_server(const Site& site) {
   const Route* uplink = site.reachability().default_route();
   if (source || uplink == nullptr || site.context.passthrough_enabled) return std::nullopt;
   if (!serves_clients(site) || !site.reachability().is_certain()) return std::nullopt;
-  return "there is no name server: the clients cannot resolve names on the internet";
+  return "there is no name server: the clients cannot resolve names on the Internet";
 }
 
 void name_server_none(const Site& site, Findings& findings) {

@@ -115,7 +115,7 @@ static Words endless_restarts() {
 // journal keeps what they said.
 bool start_revert_timer(std::int64_t seconds) {
   Words options = {"--unit=lanfab-revert",
-                   "--description=Way back from a network configuration on trial",
+                   "--description=Rollback of a network configuration on trial",
                    "--on-active=" + std::to_string(seconds) + "s",
                    "--timer-property=AccuracySec=1s",
                    kOneshot,

@@ -125,10 +125,10 @@ static void compare_addresses(const Comparison& comparison, Steps& steps) {
   }
 }
 
-// "the route to 10.20.0.0/16 by 10.255.2.1 on gre-tun2"
+// "the route to 10.20.0.0/16 via 10.255.2.1 on gre-tun2"
 static std::string name_of(const RouteState& route) {
   std::string text = "the route to " + route.destination;
-  if (!route.gateway.empty()) text += " by " + route.gateway;
+  if (!route.gateway.empty()) text += " via " + route.gateway;
   for (const std::string& link : route.links)
     text += " on " + link;
   return text;

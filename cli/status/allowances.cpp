@@ -11,7 +11,7 @@
 #include "cli/base/terminal.h"
 
 constexpr off_t kLargestFile = 64 * 1024;
-constexpr char kAllowsNothing[] = "it allows nothing";
+constexpr char kAllowsNothing[] = "it is ignored";
 
 static std::string trimmed(const std::string& text) {
   const std::size_t begin = text.find_first_not_of(" \t\r");

@@ -62,7 +62,7 @@ class Comparison {
       const bool is_restarted = snapshot_.lock && snapshot_.lock->is_held;
       const bool is_pending = service.is_pending() || is_restarted;
       say({name, "it is not active", is_pending,
-           name == kDnsmasq ? "hosts get no addresses and no names" : "nothing sets the interfaces up",
+           name == kDnsmasq ? "hosts get no addresses and cannot resolve names" : "interfaces are not set up",
            "systemctl restart " + name});
     }
   }

@@ -36,7 +36,7 @@ static void compare_forwarding(const Snapshot& snapshot, const std::string& name
   } else {
     const bool is_pending = is_pending_at(snapshot, name);
     drift.push_back({name, "forwarding is off, but the configuration enables it", is_pending,
-                     "hosts do not reach other networks", is_pending ? "" : fix});
+                     "hosts cannot reach other networks", is_pending ? "" : fix});
   }
 }
 

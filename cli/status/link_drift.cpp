@@ -132,7 +132,7 @@ void LinkComparison::compare_state() {
   }
   if (is_held_up_by_udev(snapshot_, name_)) {
     drift_.push_back({name_, "udev has not announced it: journalctl --unit=systemd-udevd", false,
-                      "systemd-networkd does not set it up before that",
+                      "systemd-networkd waits for that",
                       "udevadm trigger --action=add " + quoted_for_shell("/sys/class/net/" + name_)});
   }
   const auto setup = snapshot_.setup.find(name_);
@@ -144,7 +144,7 @@ void LinkComparison::compare_state() {
   if (setup->second == "unmanaged") {
     const bool is_settling_down = is_settling(snapshot_);
     drift_.push_back({name_, "systemd-networkd has not read its unit", is_settling_down,
-                      "nothing sets the interface up", is_settling_down ? "" : "networkctl reload"});
+                      "the interface is not set up", is_settling_down ? "" : "networkctl reload"});
   }
 }
 
@@ -152,8 +152,8 @@ void LinkComparison::compare_kind() {
   // That of a card is empty, and so is that of a kernel that does not report it.
   if (wanted_.kind.empty() || link_.kind.empty()) return;
   if (link_.kind != wanted_.kind) {
-    say("it is a device of the kind " + link_.kind + ", not " + wanted_.kind, "it carries other packets",
-        remake());
+    say("it is a device of the kind " + link_.kind + ", not " + wanted_.kind,
+        "it does not carry the configured traffic", remake());
   } else if (wanted_.kind == "vlan") {
     compare_vlan();
   } else if (wanted_.is_tunnel) {
@@ -197,9 +197,9 @@ void LinkComparison::compare_tunnel() {
 void LinkComparison::compare_bridge_parameters() {
   static constexpr BridgeParameter kParameters[] = {
       {"stp_state", "0", "the spanning tree protocol", "a port that comes up passes nothing at first"},
-      {"forward_delay", "1500", "the forward delay", "the spanning tree forms at another pace"},
-      {"hello_time", "200", "the hello time", "the spanning tree forms at another pace"},
-      {"max_age", "2000", "the maximum age", "the spanning tree forms at another pace"},
+      {"forward_delay", "1500", "the forward delay", "the spanning tree converges at another speed"},
+      {"hello_time", "200", "the hello time", "the spanning tree converges at another speed"},
+      {"max_age", "2000", "the maximum age", "the spanning tree converges at another speed"},
       {"ageing_time", "30000", "the aging time", "packets flood the ports, or follow hosts too late"},
       {"priority", "32768", "the priority", "another bridge becomes the root of the spanning tree"},
       {"vlan_filtering", "0", "the VLAN filter", "packets with a VLAN tag are dropped"},
@@ -213,7 +213,7 @@ void LinkComparison::compare_bridge_parameters() {
 }
 
 void LinkComparison::compare_mtu() {
-  constexpr char kWhy[] = "large packets may get lost";
+  constexpr char kWhy[] = "large packets may be lost";
   if (!wanted_.mtu.empty()) {
     if (wanted_.mtu != std::to_string(link_.mtu))
       say("the MTU is " + std::to_string(link_.mtu) + ", not " + wanted_.mtu, kWhy,
@@ -242,7 +242,7 @@ void LinkComparison::compare_mac() {
 
 void LinkComparison::compare_bridge() {
   if (!wanted_.bridge.empty() && wanted_.bridge != link_.bridge)
-    say("it is not in the bridge " + wanted_.bridge, "its hosts do not reach those of the bridge",
+    say("it is not in the bridge " + wanted_.bridge, "its hosts cannot reach those of the bridge",
         set_link("master " + quoted_for_shell(wanted_.bridge)));
   if (wanted_.bridge.empty() && !link_.bridge.empty()) {
     drift_.push_back({name_, "it is in the bridge " + link_.bridge, is_pending_,
@@ -262,7 +262,7 @@ void LinkComparison::compare_lease() {
   const bool has_lease = std::any_of(there.begin(), there.end(),
                                      [](const KernelAddress& address) { return address.is_dynamic; });
   if (wanted_.address == kDynamicAddress && !has_lease)
-    say_missing_address("an address by DHCP", "the networks behind it cannot be reached");
+    say_missing_address("an address from DHCP", "the networks behind it cannot be reached");
 }
 
 void LinkComparison::compare_addresses() {
@@ -275,7 +275,7 @@ void LinkComparison::compare_addresses() {
       return is_wanted_address(other.text, address);
     };
     if (std::none_of(there.begin(), there.end(), is_it))
-      say_missing_address("the address " + address, "hosts do not reach the gateway by it");
+      say_missing_address("the address " + address, "hosts cannot reach it");
   }
   compare_lease();
   for (const KernelAddress& address : there) {

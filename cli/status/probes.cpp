@@ -147,7 +147,7 @@ void Probes::add_tunnels() {
     add(ask_echo(*remote), [this, name, remote](bool is_answered) {
       if (!is_answered)
         say(name, "the remote endpoint " + to_text(*remote) + " does not answer an echo request",
-            "what is sent into the tunnel may get lost");
+            "packets into the tunnel may be lost");
     });
   }
 }
@@ -160,7 +160,7 @@ void Probes::add_name_servers() {
     auto& code = codes_.emplace_back();
     // Which hosts serve the root of all names is what each server can answer, and gives nothing away.
     add(ask_dns(*server, "", DnsType::kNameServer, &code), [this, text, &code](bool is_answered) {
-      constexpr char kWhy[] = "hosts may not resolve the names of the internet";
+      constexpr char kWhy[] = "hosts may not be able to resolve Internet names";
       if (!is_answered) {
         say(kDnsmasq, "the DNS server " + text + " does not answer", kWhy);
       } else if (*code != 0) {

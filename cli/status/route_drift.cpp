@@ -44,11 +44,11 @@ static bool is_route(const KernelRoute& there, const KernelRoute& wanted, bool i
   return is_from_lease || (there.gateway == wanted.gateway && there.metric == wanted.metric);
 }
 
-// "the route to 10.20.0.0/16 by 192.168.2.2, metric 50,"
+// "the route to 10.20.0.0/16 via 192.168.2.2, metric 50,"
 static std::string name_of(const KernelRoute& route) {
   std::string name =
       route.destination == "default" ? "the default route" : "the route to " + route.destination;
-  if (!route.gateway.empty()) name += " by " + route.gateway;
+  if (!route.gateway.empty()) name += " via " + route.gateway;
   if (route.metric != 0) name += ", metric " + std::to_string(route.metric) + ",";
   if (!route.table.empty()) name += " in table " + route.table;
   return name;

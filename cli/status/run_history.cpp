@@ -12,7 +12,7 @@
 #include "cli/live/runs.h"
 #include "cli/status/services.h"
 
-// The lines by which a run is told from its neighbours.
+// The lines by which a run is told from its neighbors.
 constexpr char kStart[] = "cmd_lanfab start";
 constexpr char kEnd[] = "cmd_lanfab clear lock";
 constexpr char kProgram[] = "/cmd_lanfab";

@@ -120,7 +120,7 @@ class ServiceDrift {
       for (const std::string& address : health.silent)
         addresses += (addresses.empty() ? "" : ", ") + address;
       say(kDnsmasq, "it does not answer DNS queries within 2 s at " + addresses,
-          "hosts resolve no names, and get no leases if it hangs", kRestartDnsmasq);
+          "hosts cannot resolve names, and get no leases if it hangs", kRestartDnsmasq);
     }
     const bool serves = !snapshot_.wanted.servers.empty() || !snapshot_.wanted.relays.empty();
     if (serves && health.has_dhcp_socket == false)

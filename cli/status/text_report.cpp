@@ -200,7 +200,7 @@ void Report::show_interface(const std::string& name) {
     const Link& link = found->second;
     row += formatted("  %-7s %5d  ", link.has_carrier ? "yes" : "no", link.mtu);
     for (const KernelAddress& address : link.addresses)
-      addresses.push_back(address.text + (address.is_dynamic ? " by DHCP" : ""));
+      addresses.push_back(address.text + (address.is_dynamic ? " from DHCP" : ""));
     if (!link.bridge.empty()) addresses.push_back("in " + link.bridge);
   }
   const Mark mark = mark_of(name);

@@ -12,11 +12,11 @@ import tempfile
 CHECKOUT = pathlib.Path(__file__).resolve().parents[2]
 GATEWAY = CHECKOUT / "tests/system/gateway"
 
-DHCP = "gets an address by DHCP"
+DHCP = "gets an address from DHCP"
 LAN = [DHCP, "reaches the gateway at 192.168.1.1"]
 BEYOND = "reaches 203.0.113.9, a host behind the operator"
 FALLBACK = [
-    "gets the fallback address 169.254.0.130 by DHCP",
+    "gets the fallback address 169.254.0.130 from DHCP",
     "reaches the gateway at 169.254.0.129",
 ]
 NAME_OF_THE_GATEWAY = "resolves the name gateway: 192.168.1.1"
@@ -53,8 +53,8 @@ ANSWERS = {
         "reaches 198.51.100.1, the destination of a static route",
         NAME_BEYOND,
     ],
-    "passthrough": [*LAN, *FALLBACK, "gets the cellular address 10.64.1.2 by DHCP", BEYOND],
-    "passthrough-static": [*LAN, *FALLBACK, "gets the cellular address 10.64.1.101 by DHCP", BEYOND],
+    "passthrough": [*LAN, *FALLBACK, "gets the cellular address 10.64.1.2 from DHCP", BEYOND],
+    "passthrough-static": [*LAN, *FALLBACK, "gets the cellular address 10.64.1.101 from DHCP", BEYOND],
     "bridge-wifi": [
         *[*LAN, NAME_OF_THE_GATEWAY] * 3,
         "the host behind eth0 reaches 192.168.1.* on the Wi-Fi of wlan0",

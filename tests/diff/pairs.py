@@ -192,7 +192,7 @@ def is_consequence(line, sentence):
         (key == "Destination" and (" gateway " in sentence or " address " in sentence))
         or (key in ("GatewayOnlink", "Scope", "Metric") and " route to " in sentence)
         or (line == "Gateway = " and " route to " in sentence)
-        or (line in ("DHCP = ipv4", "Gateway = _dhcp") and "one by DHCP" in sentence)
+        or (line in ("DHCP = ipv4", "Gateway = _dhcp") and "one from DHCP" in sentence)
     )
 
 

@@ -490,7 +490,7 @@ class EarlyEnd(PreviewTest):
     def test_while_it_creates_the_sandbox(self):
         for end in self.ENDS:
             process = self.start(EXAMPLE)
-            until(lambda process=process: children(process.pid), "there is no world")
+            until(lambda process=process: children(process.pid), "there is no sandbox")
             self.end(process, *end)
 
     def test_while_the_program_runs(self):

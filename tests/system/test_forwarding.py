@@ -26,7 +26,7 @@ def router(value=1):
 
 
 def dhcp_client(value):
-    """Returns a gateway whose only interface has its address by DHCP."""
+    """Returns a gateway whose only interface has its address from DHCP."""
     network = {"mode": "router", "protocol": "dhcp_client"}
     return {
         "firewall": {"general": {"router": value}},

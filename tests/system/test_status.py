@@ -147,8 +147,7 @@ class Differences(unittest.TestCase):
                                 ("eth0.100", "the route to 192.168.100.0/24 is missing"))
         result = status()
         self.assertEqual(result.returncode, 1)
-        self.assertIn("!     the address 192.168.100.1/24 is missing: hosts do not reach the gateway by\n"
-                      "!     it\n"
+        self.assertIn("!     the address 192.168.100.1/24 is missing: hosts cannot reach it\n"
                       "!     fix: networkctl reconfigure eth0.100\n"
                       "!     the route to 192.168.100.0/24 is missing: packets take another route or\n"
                       "!     none\n"

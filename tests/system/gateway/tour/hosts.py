@@ -48,7 +48,7 @@ def connect(lan, position):
 
 def get_leases(lan, namespace, static_lease):
     lease = gateway.dhcp_lease(namespace, vlan=lan.vlan, seconds=PATIENCE)
-    show_lease(lease, "gets an address by DHCP", lease)
+    show_lease(lease, "gets an address from DHCP", lease)
     if static_lease:
         mac_address, address = static_lease
         reserved = gateway.dhcp_lease(namespace, vlan=lan.vlan, hwaddr=mac_address, seconds=PATIENCE)

@@ -78,7 +78,7 @@ def show_device_before(port):
     program.wait_for_ip(port.port, own.ip)
     lease = gateway.dhcp_lease(HOSTS[port.port], seconds=hosts.PATIENCE)
     good = lease and lease["ip"] == fallback
-    hosts.show_lease(lease, f"gets the fallback address {fallback} by DHCP", good)
+    hosts.show_lease(lease, f"gets the fallback address {fallback} from DHCP", good)
     reached = gateway.reaches(str(own.ip), HOSTS[port.port], hosts.PATIENCE)
     screen.answer(f"reaches the gateway at {own.ip}", reached)
     screen.space()
@@ -90,10 +90,10 @@ def show_device_after(port, link):
     if program.serves_dhcp(port.port):
         lease = gateway.dhcp_lease(namespace, seconds=hosts.PATIENCE)
         if port.has_pool:
-            hosts.show_lease(lease, "gets an address of the configured range by DHCP", lease)
+            hosts.show_lease(lease, "gets an address of the configured range from DHCP", lease)
         else:
             good = lease and lease["ip"] == str(link.address.ip)
-            hosts.show_lease(lease, f"gets the cellular address {link.address.ip} by DHCP", good)
+            hosts.show_lease(lease, f"gets the cellular address {link.address.ip} from DHCP", good)
     else:
         gateway.set_host_address(namespace, str(link.address), str(port.address.ip))
         screen.note(f"uses the cellular address {link.address} as a static address: there is no DHCP server")

@@ -35,7 +35,7 @@ TEST(VerificationTest, OnlyWhatWasNotThereBeforeIsNew) {
 
 // A server that has never answered does not end a trial while systemd-networkd asks it once more.
 TEST(VerificationTest, WhatWasMissingBeforeMayBePendingAgain) {
-  const ObservedDrift before{{drift("eth0", "an address by DHCP is missing")}, {}};
+  const ObservedDrift before{{drift("eth0", "an address from DHCP is missing")}, {}};
   ObservedDrift now = before;
   now.drift.front().is_pending = true;
   EXPECT_THAT(new_drift(before, now), IsEmpty());

@@ -258,7 +258,7 @@ TEST(ChangeSummary, TheRouteToATunnelsRemoteEndpointMayLeadIntoIt) {
   Contents bad = device_only;
   bad["gre-tun1"] = good["gre-tun1"] +
                     "\n[Route]\nGateway = 10.255.1.1\nDestination=198.51.100.0/24\nGatewayOnlink = yes\n";
-  const std::string route = "the route to 198.51.100.0/24 by 10.255.1.1";
+  const std::string route = "the route to 198.51.100.0/24 via 10.255.1.1";
   const std::string obstacle = "the route to its remote endpoint 198.51.100.1 leads into the tunnel itself";
   EXPECT_THAT(summary_of(good, bad),
               ElementsAre("gre-tun1 gets " + route, "gre-tun1 carries no traffic: " + obstacle));

@@ -28,13 +28,13 @@ TEST(Details, AllThatAnInterfaceHas) {
   eth0.mtu = "1400";
   eth0.name_servers = "9.9.9.9, 1.1.1.1";
   eth0.is_passed_through = true;
-  eth0.routes = {"10.0.0.0/8 by 192.168.1.2"};
+  eth0.routes = {"10.0.0.0/8 via 192.168.1.2"};
   facts.servers["eth0"] = {"192.168.1.100-192.168.1.199", "12h"};
   facts.relays["eth0"] = {"10.1.1.1"};
   EXPECT_THAT(details_of("eth0", facts),
               ElementsAre("192.168.1.1/24", "secondary address 169.254.0.1/25", "gateway 192.168.1.254",
                           "metric 5", "MTU 1400", "DNS servers 9.9.9.9, 1.1.1.1", "pass-through mode",
-                          "the route to 10.0.0.0/8 by 192.168.1.2", "DHCP .100 to .199", "lease time 12h",
+                          "the route to 10.0.0.0/8 via 192.168.1.2", "DHCP .100 to .199", "lease time 12h",
                           "DHCP relay to 10.1.1.1"));
 }
 
@@ -51,11 +51,11 @@ TEST(Details, ATunnelBeginsWithItsEndpoints) {
   facts.reply_gateways["gre-tun1"] = "10.255.1.1";
   EXPECT_THAT(details_of("gre-tun1", facts),
               ElementsAre("a tunnel \"shop\" from 203.0.113.10 to 198.51.100.1", "copies the DSCP class",
-                          "replies by 10.255.1.1", "10.255.1.2/30"));
+                          "replies via 10.255.1.1", "10.255.1.2/30"));
 }
 
 TEST(Details, ADhcpClientHasNoAddressOfItsOwn) {
   Facts facts;
   facts.interfaces["eth0"].address = kDynamicAddress;
-  EXPECT_THAT(details_of("eth0", facts), ElementsAre("an address by DHCP"));
+  EXPECT_THAT(details_of("eth0", facts), ElementsAre("an address from DHCP"));
 }

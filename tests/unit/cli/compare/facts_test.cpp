@@ -75,13 +75,13 @@ const RouteCase kRouteCases[] = {
      "\n[Route]\nGateway = 192.168.1.2\nGatewayOnlink = yes\nDestination = 10.20.0.0/16\nMetric = 5\n",
      "192.168.1.254",
      "",
-     {"10.20.0.0/16 by 192.168.1.2, metric 5"}},
+     {"10.20.0.0/16 via 192.168.1.2, metric 5"}},
     {"RouteToAnywhere",
      "\n[Network]\nAddress = 192.168.1.1/24\n\n[Route]\nDestination = 192.168.1.0/24\n"
      "\n[Route]\nGateway = 192.168.1.2\nGatewayOnlink = yes\n",
      "",
      "",
-     {"anywhere by 192.168.1.2"}},
+     {"anywhere via 192.168.1.2"}},
     {"BehindASecondaryAddressAndVlans",
      "\n[Network]\nAddress = 192.168.1.1/24\n\n[Route]\nDestination = 192.168.1.0/24\n"
      "\n[Address]\nAddress = 169.254.0.1/25\n\n[BridgeVLAN]\nVLAN = 20\n"
@@ -119,7 +119,7 @@ const RouteCase kRouteCases[] = {
      "GatewayOnlink = yes\n",
      "",
      "",
-     {"10.30.0.0/16 by 10.255.1.1"}},
+     {"10.30.0.0/16 via 10.255.1.1"}},
 };
 
 INSTANTIATE_TEST_SUITE_P(Facts, Routes, testing::ValuesIn(kRouteCases),

@@ -86,11 +86,11 @@ TEST(HostMoves, AnotherNetworkMovesAll) {
 TEST(HostMoves, TheGatewayGetsAnotherAddressInTheSameNetwork) {
   EXPECT_THAT(
       moves({kAddress, "", {}}, {"192.168.1.2/24", "", {}}),
-      ElementsAre("hosts behind eth0 reach the gateway at 192.168.1.2, which is to be set on each of them"));
+      ElementsAre("hosts behind eth0 reach the gateway at 192.168.1.2; set this address on each of them"));
   const std::string range = "192.168.1.100-192.168.1.199";
   EXPECT_THAT(
       moves({kAddress, range, {}}, {"192.168.1.2/24", range, {}}),
-      ElementsAre("hosts behind eth0 reach the gateway at 192.168.1.2 when they have renewed their lease"));
+      ElementsAre("hosts behind eth0 reach the gateway at 192.168.1.2 once they have renewed their lease"));
 }
 
 TEST(HostMoves, AMemberHasTheNetworkOfItsBridge) {

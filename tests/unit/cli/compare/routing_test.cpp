@@ -35,8 +35,8 @@ TEST(Routing, TheLowestMetricDecidesBetweenEqualRoutes) {
   const Facts facts =
       facts_of({{"eth0", "[Network]\nDHCP = ipv4\n\n[Route]\nGateway = _dhcp\n"},
                 {"eth1", "[Network]\nAddress = 10.0.0.1/8\n\n[Route]\nGateway = 10.0.0.2\nMetric = 2000\n"}});
-  EXPECT_EQ(hop_of(*find_default_route(routes_of(facts))), "eth0 (gateway by DHCP)");
-  EXPECT_EQ(hop_to(facts, "198.51.100.1"), "eth0 (gateway by DHCP)");
+  EXPECT_EQ(hop_of(*find_default_route(routes_of(facts))), "eth0 (gateway from DHCP)");
+  EXPECT_EQ(hop_to(facts, "198.51.100.1"), "eth0 (gateway from DHCP)");
   const Facts preferred = facts_of(
       {{"eth0", "[Network]\nDHCP = ipv4\n\n[Route]\nGateway = _dhcp\n\n[DHCPv4]\nRouteMetric = 30\n"},
        {"eth1", "[Network]\nAddress = 10.0.0.1/8\n\n[Route]\nGateway = 10.0.0.2\nMetric = 20\n"}});

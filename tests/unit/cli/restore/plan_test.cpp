@@ -214,7 +214,7 @@ TEST_F(PlanTest, AMissingAddressIsNotRestoredWhereItCannotBe) {
 TEST_F(PlanTest, ARouteOfTheTrialIsRemoved) {
   add(now_.routes, route("10.20.0.0/16", "10.255.2.1", {"eth1"}));
   add(now_.routes, route("10.21.0.0/16", "172.17.0.2", {"docker0"}));
-  EXPECT_THAT(plan(), ElementsAre("the route to 10.20.0.0/16 by 10.255.2.1 on eth1 still exists: "
+  EXPECT_THAT(plan(), ElementsAre("the route to 10.20.0.0/16 via 10.255.2.1 on eth1 still exists: "
                                   "route del 10.20.0.0/16 table 254"));
   networkd_ = R"({"Interfaces": [{"Name": "eth1", "Routes": [{"Family": 2, "Destination": [10, 20, 0, 0],
     "DestinationPrefixLength": 16, "Gateway": [10, 255, 2, 1], "Priority": 0, "Table": 254,
@@ -227,7 +227,7 @@ TEST_F(PlanTest, AMissingRouteIsRestoredAfterThoseToItsGateway) {
   add(before_.routes, route("10.9.0.0/24", "", {"eth1"}));
   EXPECT_THAT(plan(), ElementsAre("the route to 10.9.0.0/24 on eth1 is missing: "
                                   "route add 10.9.0.0/24 table 254",
-                                  "the route to 10.1.0.0/16 by 10.9.0.1 on eth1 is missing: "
+                                  "the route to 10.1.0.0/16 via 10.9.0.1 on eth1 is missing: "
                                   "route add 10.1.0.0/16 table 254"));
   for (auto& [key, route] : before_.routes)
     route.is_dynamic = true;

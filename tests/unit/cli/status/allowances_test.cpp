@@ -43,5 +43,5 @@ TEST(AllowedDrift, AnyOtherLineIsAnError) {
   ASSERT_EQ(allowances.errors.size(), 4U);
   EXPECT_EQ(allowances.errors[3].subject, "/etc/lanfab/status.allow");
   EXPECT_EQ(allowances.errors[3].what, "line 4 is not \"SUBJECT: TEXT\"");
-  EXPECT_EQ(allowances.errors[3].why, "it allows nothing");
+  EXPECT_EQ(allowances.errors[3].why, "it is ignored");
 }

@@ -90,7 +90,7 @@ TEST(Drift, ALockThatNoRunHolds) {
 TEST(Drift, NamesWhyItMattersAndTheFixUnlessItIsPending) {
   Snapshot snapshot = gateway();
   snapshot.services[kDnsmasq].state = "failed";
-  EXPECT_EQ(find_drift(snapshot).front().why, "hosts get no addresses and no names");
+  EXPECT_EQ(find_drift(snapshot).front().why, "hosts get no addresses and cannot resolve names");
   EXPECT_EQ(find_drift(snapshot).front().fix, "systemctl restart dnsmasq");
   snapshot.services[kDnsmasq].state = "activating";
   EXPECT_EQ(find_drift(snapshot).front().fix, "");

@@ -84,9 +84,9 @@ TEST(LinkDrift, ALeaseThatDoesNotComeWithin30Seconds) {
   snapshot.kernel.links["eth0"].addresses.clear();
   snapshot.units["eth0"].saved = 1000'000'000;
   snapshot.kernel.time = 1029;
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: an address by DHCP is missing (pending)"));
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: an address from DHCP is missing (pending)"));
   snapshot.kernel.time = 1030;
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: an address by DHCP is missing"));
+  EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: an address from DHCP is missing"));
 }
 
 // Nothing is plugged in: systemd-networkd waits.
@@ -151,7 +151,7 @@ TEST(LinkDrift, ADhcpClientNeedsALease) {
   Snapshot snapshot = gateway();
   snapshot.wanted.interfaces["eth0"].address = kDynamicAddress;
   EXPECT_THAT(drift_of(snapshot),
-              ElementsAre("eth0: an address by DHCP is missing",
+              ElementsAre("eth0: an address from DHCP is missing",
                           "eth0: the address 192.168.1.1/24 is not configured (surplus)"));
   snapshot.kernel.links["eth0"].addresses = {{"192.168.1.1/24", true}};
   EXPECT_THAT(drift_of(snapshot), IsEmpty());

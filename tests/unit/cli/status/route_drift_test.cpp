@@ -63,8 +63,8 @@ TEST(RouteDrift, AMissingRouteIsNamedByItsDestination) {
                                                        {"10.77.0.0/16", "", "", "51820"}};
   EXPECT_THAT(drift_of(snapshot),
               ElementsAre("eth0: the route to 10.20.0.0/16 is missing",
-                          "eth0: the route to 10.30.0.0/16 by 192.168.1.2, metric 50, is missing",
-                          "eth0: the default route by 192.168.1.3 is missing",
+                          "eth0: the route to 10.30.0.0/16 via 192.168.1.2, metric 50, is missing",
+                          "eth0: the default route via 192.168.1.3 is missing",
                           "eth0: the route to 10.77.0.0/16 in table 51820 is missing"));
   const std::vector<Drift> drift = found(find_route_drift, snapshot);
   EXPECT_EQ(drift[0].fix, "ip route replace 10.20.0.0/16 dev eth0 proto static");
@@ -95,7 +95,7 @@ TEST(RouteDrift, ARouteThatIsNotFromTheConfiguration) {
   Snapshot snapshot = gateway_with_route();
   snapshot.kernel.routes.push_back(by_hand("172.16.0.0/12", "192.168.1.9", "eth0", 7));
   EXPECT_THAT(drift_of(snapshot),
-              ElementsAre("eth0: the route to 172.16.0.0/12 by 192.168.1.9, metric 7, is not "
+              ElementsAre("eth0: the route to 172.16.0.0/12 via 192.168.1.9, metric 7, is not "
                           "configured (surplus)"));
   EXPECT_EQ(only_drift(snapshot).fix, "ip route del 172.16.0.0/12 via 192.168.1.9 dev eth0 metric 7");
   snapshot.kernel.routes.back().type = "blackhole";
@@ -110,7 +110,7 @@ TEST(RouteDrift, AMoreSpecificRouteIsNotMerelySurplus) {
   Snapshot snapshot = gateway_with_route();
   snapshot.kernel.routes.push_back(by_hand("10.20.5.0/24", "192.168.1.9", "eth0"));
   EXPECT_THAT(drift_of(snapshot),
-              ElementsAre("eth0: the route to 10.20.5.0/24 by 192.168.1.9 is not configured"));
+              ElementsAre("eth0: the route to 10.20.5.0/24 via 192.168.1.9 is not configured"));
   EXPECT_EQ(only_drift(snapshot).why, "packets to 10.20.0.0/16 belong to eth1 (gateway 192.168.2.2)");
   // The same way.
   snapshot.kernel.routes.back() = by_hand("10.20.5.0/24", "192.168.2.2", "eth1");
@@ -155,7 +155,7 @@ TEST(RouteDrift, ABetterRouteTakesThePackets) {
             "packets to 10.20.0.0/16 go through eth0 (gateway 192.168.1.9) instead of eth1 (gateway "
             "192.168.2.2)");
   EXPECT_EQ(drift.subject, "eth1");
-  EXPECT_EQ(drift.why, "the route to 10.20.0.0/16 by 192.168.1.9, metric 5, is not configured");
+  EXPECT_EQ(drift.why, "the route to 10.20.0.0/16 via 192.168.1.9, metric 5, is not configured");
   EXPECT_EQ(drift.fix, "ip route del 10.20.0.0/16 via 192.168.1.9 dev eth0 metric 5");
   EXPECT_FALSE(drift.is_surplus);
   EXPECT_EQ(drift_of(snapshot).size(), 3U) << "each route once";
@@ -203,7 +203,7 @@ TEST(RouteDrift, NothingIsJudgedWhileItsRouteCannotBeTaken) {
   EXPECT_THAT(drift_of(snapshot), IsEmpty());
   snapshot.kernel.links["eth1"].has_carrier = true;
   snapshot.kernel.routes.pop_back();
-  EXPECT_EQ(only_drift(snapshot).what, "the route to 10.20.0.0/16 by 192.168.2.2, metric 50, is missing");
+  EXPECT_EQ(only_drift(snapshot).what, "the route to 10.20.0.0/16 via 192.168.2.2, metric 50, is missing");
 }
 
 TEST(RouteDrift, ALostRouteToASubnet) {
