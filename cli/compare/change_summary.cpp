@@ -6,7 +6,7 @@
 #include "cli/compare/interface_changes.h"
 #include "cli/compare/sentences.h"
 
-// The changed lines that no sentence explains.
+// The number of changed lines that no sentence explains.
 static std::size_t count_other_lines(const Facts& before, const Facts& after, const ChangedFile& file,
                                      const Sentences& sentences) {
   std::vector<const std::set<Topic>*> lines;

@@ -1,6 +1,6 @@
 #pragma once
 
-// A difference in sentences.
+// The change summary: the differences between two sets of files, described in sentences.
 
 #include <cstddef>
 #include <string>
@@ -8,20 +8,21 @@
 
 #include "cli/compare/facts.h"
 
-// The lines of a file that differ, by their numbers from 0.
+// The lines of a file that differ, by line number, counted from 0.
 struct ChangedFile {
   std::string path;
-  std::vector<std::size_t> removed;  // of the text before
-  std::vector<std::size_t> added;    // of the text after
+  std::vector<std::size_t> removed;  // in the old content
+  std::vector<std::size_t> added;    // in the new content
 };
 
-// Which units the two sides have.
+// The units that both sides contain.
 enum class Scope {
-  kGateway,  // all of them
-  kPart,     // those of an action that does not write all: what follows from the others is not known
+  kGateway,  // all units of the gateway
+  kPart,     // units of an action that writes only some: consequences of the others are unknown
 };
 
-// A sentence for each change and, behind them, how many changed lines of each file no sentence explains.
-// Blank lines, comments and headings are explained where any other line of their file is.
+// Returns a sentence for each change, followed by the number of changed lines in each file that no sentence
+// explains. Blank lines, comments and section headings count as explained if a sentence explains any other
+// changed line of their file.
 std::vector<std::string> change_summary(const Facts& before, const Facts& after,
                                         const std::vector<ChangedFile>& files, Scope scope);

@@ -8,13 +8,13 @@
 
 constexpr char kInterfacesToDelete[] = "/var/run/.delete_interfaces";
 constexpr char kRoutesToDelete[] = "/var/run/.delete_static_routes";
-// The first table of those through which replies to a tunnel are routed.
+// The routing table for replies to packets from the first tunnel; those of the other tunnels follow.
 constexpr int kFirstReplyTable = 308;
 
 static bool begins_with(const std::vector<std::string>& words, const std::vector<std::string>& begin) {
   if (words.size() < begin.size()) return false;
   for (std::size_t number = 0; number < begin.size(); ++number) {
-    // Commands are called by their paths.
+    // The command itself may be given by its path.
     const std::string word = number == 0 ? words[0].substr(words[0].find_last_of('/') + 1) : words[number];
     if (word != begin[number]) return false;
   }
@@ -36,7 +36,8 @@ static void read_ip_command(const std::string& path, const std::vector<std::stri
     facts.cellular_routes.insert(words[3]);
 }
 
-// The tables of the tunnels count from one number on, as their names do.
+// Reads a command for a tunnel's reply table. The tables are numbered in the order of the tunnels, so the
+// number gives the tunnel's name.
 static void read_reply_route(const std::vector<std::string>& words, std::set<Topic>& topics, Facts& facts) {
   const int index = static_cast<int>(std::strtol(words[1].c_str(), nullptr, 10)) - kFirstReplyTable;
   const std::string name = gre_tunnel_name(index);
@@ -57,7 +58,8 @@ static void read_service_command(const std::vector<std::string>& words, std::set
     commands.services.push_back({words.back(), words[1] == "restart"});
 }
 
-// All commands but "ip route" name an interface.
+// Adds topics for each word that may be the name of an interface. After "dev", adds topics for each word
+// that may be the destination of a route on that interface.
 static void explain_by_interfaces(const std::vector<std::string>& words, std::set<Topic>& topics) {
   for (const std::string& word : words) {
     topics.insert({word, what::kPresence});
@@ -68,7 +70,7 @@ static void explain_by_interfaces(const std::vector<std::string>& words, std::se
     if (words[number - 1] != "dev") continue;
     for (const std::string& word : words)
       topics.insert({words[number], what::kRoute + word});
-    // The device that the kernel makes with the first tunnel.
+    // The kernel creates this device with the first tunnel.
     if (words[number] == "gre0") topics.insert({subject::kGateway, what::kTunnels});
   }
 }

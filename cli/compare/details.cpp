@@ -3,10 +3,10 @@
 #include "cli/compare/fields.h"
 #include "cli/compare/sentences.h"
 
-// What a server gives for so long that has no setting for it, in seconds.
+// The lease time of a DHCP server without a configured one, in seconds.
 constexpr char kUsualLeaseTime[] = "3600";
 
-// The first three numbers of an address, with their dots.
+// The first three numbers of an address, with the dots behind them; empty if the string contains no dot.
 static std::string head_of(const std::string& address) {
   const std::size_t dot = address.rfind('.');
   return dot == std::string::npos ? std::string() : address.substr(0, dot + 1);
@@ -32,7 +32,7 @@ std::string range_in_words(const std::string& range, const std::string& address)
 
 namespace {
 
-// What has a value.
+// Descriptions of the settings that have a value.
 class Details {
  public:
   void add(const std::string& begin, const std::string& value) {

@@ -5,7 +5,7 @@
 
 #include "cli/base/terminal.h"
 
-// As git colors a difference.
+// SGR codes of the colors that git uses in differences.
 constexpr char kBold[] = "1";
 constexpr char kRed[] = "31";
 constexpr char kGreen[] = "32";
@@ -29,7 +29,7 @@ std::string summary_text(const DiffReport& report, bool color) {
   return text;
 }
 
-// The color of a line: all up to the first hunk is the head.
+// The SGR code for a line of a difference. The lines above the first hunk are its head.
 static const char* color_of(const std::string& line, bool is_head) {
   if (is_head) return kBold;
   switch (line.empty() ? ' ' : line[0]) {

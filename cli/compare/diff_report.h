@@ -1,6 +1,6 @@
 #pragma once
 
-// A comparison as a reader or a program wants it.
+// The output of `lanfab diff`, as text and as JSON.
 
 #include <json/json.h>
 
@@ -13,15 +13,17 @@
 struct DiffReport {
   std::vector<std::string> sentences;
   std::vector<Interrupt> interrupts;
-  std::vector<FileDifference> files;  // the commands among them, by the name kCommands
+  std::vector<FileDifference> files;  // including the commands, under the name kCommands
 };
 
-// The sentences and, under a heading, the interrupts; empty if nothing differs. With `color` for a terminal.
+// The sentences, followed by the interrupts under a heading; empty if no file differs. `color` adds escape
+// sequences for colors.
 std::string summary_text(const DiffReport& report, bool color);
 
-// The differences of the files, and behind them that of the commands. Of a file with the hunks of another one
-// there is only its name. For a terminal, what it would execute is replaced.
+// The differences between the files, followed by those between the commands. A file with the same hunks as
+// an earlier one is only mentioned by name. `for_terminal` replaces control characters, as printable()
+// does; `color` adds escape sequences for colors.
 std::string differences_text(const DiffReport& report, bool for_terminal, bool color);
 
-// An object with all of it.
+// The whole report as a JSON object.
 Json::Value diff_json(const DiffReport& report);

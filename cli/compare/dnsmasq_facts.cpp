@@ -7,7 +7,7 @@
 #include "dnsmasq/dhcp_server.h"
 #include "platform/libvantor.h"
 
-// The name in the heading of a section, which was written with `format`; nothing in any other line.
+// The name in a section heading that was written with `format`; empty for any other line.
 static std::string name_in_heading(const std::string& line, const char* format) {
   const std::string heading = format;
   const std::size_t begin = heading.find('#');
@@ -35,7 +35,8 @@ void DnsmasqReader::read_range(const std::vector<std::string>& values, std::set<
   topics = {{interface, what::kServer}, {interface, what::kRange}, {interface, what::kLeaseTime}};
 }
 
-// Most options follow from the address of the interface: clients get it as router and DNS server.
+// The value of most options is the address of the interface, which clients get as router and DNS server, or
+// its netmask: a change of the address then explains the line.
 void DnsmasqReader::read_option(const std::vector<std::string>& values, std::set<Topic>& topics) {
   topics = {{values[0], what::kServer}};
   const auto found = facts_.interfaces.find(values[0]);
@@ -50,8 +51,8 @@ void DnsmasqReader::read_option(const std::vector<std::string>& values, std::set
     topics.insert({values[0], what::kAddress});
 }
 
-// A static lease, or the line in front of the range of a pass-through port, which has the port's own MAC
-// address. No directive tells them apart.
+// Reads a static lease, or the line above the range of a pass-through port, which contains the port's own
+// MAC address. Only the heading distinguishes the two.
 void DnsmasqReader::read_host(const std::vector<std::string>& values, std::set<Topic>& topics) {
   if (name_in_heading(heading_, kDhcpServerHeading).empty()) {
     const std::string interface = heading_.substr(heading_.rfind(' ') + 1);
@@ -62,8 +63,8 @@ void DnsmasqReader::read_host(const std::vector<std::string>& values, std::set<T
   topics = {{subject::kDevice + values[0], what::kStaticLease}};
 }
 
-// dnsmasq relays what arrives on the interface with the local address. Where no unit of the files has that
-// address, the heading names the interface.
+// dnsmasq relays requests that arrive on the interface with the local address. If no unit has that address,
+// the name of the interface is taken from the heading.
 void DnsmasqReader::read_relay(const std::vector<std::string>& values, std::set<Topic>& topics) {
   std::string interface = interface_with(values[0]);
   if (interface.empty()) interface = name_in_heading(heading_, kDhcpRelayHeading);

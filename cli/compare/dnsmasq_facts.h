@@ -1,13 +1,13 @@
 #pragma once
 
-// The facts in the files for dnsmasq.
+// Reads facts from dnsmasq.conf, the hosts file and resolv.conf.
 
 #include <set>
 #include <string>
 
 #include "cli/compare/facts.h"
 
-// Reads dnsmasq.conf, one line after the other, when the units have been read.
+// Reads dnsmasq.conf line by line. The units must have been read into `facts` before.
 class DnsmasqReader {
  public:
   explicit DnsmasqReader(Facts& facts) : facts_(facts) {}
@@ -22,7 +22,7 @@ class DnsmasqReader {
   std::string interface_with(const std::string& address) const;
 
   Facts& facts_;
-  std::string heading_;  // the last comment
+  std::string heading_;  // the last comment line
 };
 
 void read_hosts_line(const std::string& line, std::set<Topic>& topics, Facts& facts);

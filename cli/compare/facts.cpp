@@ -19,10 +19,10 @@ struct Directive {
 
 struct Section {
   std::string name;
-  std::string interface;  // that of the unit
+  std::string interface;  // the interface of the unit
   std::vector<Directive> directives;
 
-  // The last value of the key.
+  // The last value of the key; empty if the key is missing.
   std::string value(const std::string& key) const {
     std::string value;
     for (const Directive& directive : directives)
@@ -30,14 +30,14 @@ struct Section {
     return value;
   }
 
-  // The same, being that of a fact, which explains the line.
+  // The last value of the key, as value() returns it. Adds the fact to the topics of the key's lines.
   std::string read(const std::string& key, const std::string& fact) {
     for (Directive& directive : directives)
       if (directive.key == key) explain(directive, fact);
     return value(key);
   }
 
-  // All that the section says is one fact.
+  // Adds one fact to the topics of all lines of the section.
   void read_whole(const std::string& fact) {
     for (Directive& directive : directives)
       explain(directive, fact);
@@ -52,7 +52,8 @@ struct Section {
 
 }  // namespace
 
-// Until a fact is read from it, a line is one of those that make the unit one of its kind.
+// Reads the sections of a unit. A line has the topic kKind until explain() replaces it with a fact that has
+// been read from the line.
 static std::vector<Section> read_unit(const std::vector<std::string>& lines,
                                       std::vector<std::set<Topic>>& topics) {
   std::vector<Section> sections;
@@ -92,7 +93,8 @@ static void read_network_section(Section& section, InterfaceFacts& facts) {
   }
 }
 
-// The bridge lets the VLANs that are linked to it pass.
+// The bridge passes the VLANs that are linked to it: a change of such a VLAN explains its
+// [BridgeVLAN] section.
 static void read_bridge_vlan(Section& section, const InterfaceFacts& facts) {
   for (Directive& directive : section.directives) {
     for (const std::string& vlan : facts.vlans) {
@@ -103,9 +105,9 @@ static void read_bridge_vlan(Section& section, const InterfaceFacts& facts) {
   }
 }
 
-// With an address, an interface has a route of its own in front of the static ones: to the gateway or,
-// without one, to its subnet. Not so a tunnel, whose routes are all "on link", and a port in pass-through,
-// behind which there is a single device.
+// Whether the first [Route] section belongs to the interface's address: a route through its gateway or,
+// without a gateway, to its subnet. Tunnels, whose routes all have GatewayOnlink, and pass-through ports,
+// behind which there is a single device, do not have such a route.
 static bool is_own_route(const Section* network, const Section& route, const InterfaceFacts& facts) {
   if (network == nullptr || facts.address.empty()) return false;
   const bool is_passthrough_port = facts.is_passed_through && network->value("DefaultRouteOnDevice").empty();
@@ -117,7 +119,7 @@ static void read_own_route(Section& section, InterfaceFacts& facts) {
   const std::string gateway = section.read("Gateway", is_leased ? what::kAddress : what::kGateway);
   facts.gateway = is_leased ? "" : gateway;
   facts.metric = section.read("Metric", what::kMetric);
-  // The subnet of the address, which the route has instead of a gateway.
+  // Without a gateway, the destination is the subnet of the address.
   section.read("Destination", what::kAddress);
   section.read("Destination", what::kGateway);
 }
@@ -162,7 +164,7 @@ static void read_network_unit(std::vector<Section>& sections, InterfaceFacts& fa
     facts.route_sections.push_back({section.value("Destination"), section.value("Gateway"),
                                     section.value("Metric"), section.value("Table")});
   }
-  // The bare unit of a pass-through port whose link is not up.
+  // Only a pass-through port has a unit without [Network], while the cellular link is down.
   facts.is_passed_through |= network == nullptr;
 }
 
@@ -201,10 +203,11 @@ static void read_unit_file(const std::vector<std::string>& lines, std::vector<st
   }
 }
 
-// What a script does that has nothing to do.
+// The only command of a script that has nothing to do.
 constexpr char kNothingToDo[] = "echo OK";
 
-// Only units have headings; no other line begins like one.
+// Whether the line is blank, a comment, a section heading or kNothingToDo. Only units contain lines that
+// begin with a bracket.
 static bool is_layout(const std::string& line) {
   return line.empty() || line[0] == '#' || line[0] == '[' || line == kNothingToDo;
 }
@@ -241,7 +244,7 @@ FilesByPath by_path(const std::vector<File>& files) {
 
 Facts read_facts(const FilesByPath& files) {
   Facts facts;
-  // The units first: the addresses of the interfaces explain lines for dnsmasq.
+  // Units are read first, since the reader of dnsmasq.conf needs the addresses of the interfaces.
   for (const bool reads_units : {true, false}) {
     for (const auto& [path, file] : files)
       if (is_unit(file) == reads_units) read_file(file, facts);

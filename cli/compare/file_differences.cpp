@@ -44,7 +44,7 @@ std::vector<FileDifference> find_differences(const FilesByPath& before, const Fi
   FilesByPath both = before;
   both.insert(after.begin(), after.end());
   std::vector<FileDifference> differences;
-  std::map<std::string, std::string> paths;  // by hunks
+  std::map<std::string, std::string> paths;  // of the first file with these hunks, by hunks
   for (const auto& [path, any] : both) {
     FileDifference difference = difference_of(path, file_at(before, path), file_at(after, path));
     if (difference.text.empty() && !difference.has_other_mode()) continue;

@@ -20,7 +20,7 @@ static bool forwards(const Facts& facts) {
                      [](const auto& entry) { return entry.second.forwards; });
 }
 
-// One unit that switches forwarding on does so for the whole gateway.
+// A single unit that enables forwarding enables it for the whole gateway.
 static void describe_forwarding(const Facts& before, const Facts& after, Sentences& sentences) {
   const bool did = forwards(before);
   const bool does = forwards(after);
@@ -37,7 +37,7 @@ static void describe_forwarding(const Facts& before, const Facts& after, Sentenc
   }
 }
 
-// Without a command, the service stays as it is.
+// If a run has no telnet command, the service keeps its state.
 static void describe_telnet(const Facts& before, const Facts& after, Sentences& sentences) {
   const std::string& did = before.commands.telnet;
   const std::string& does = after.commands.telnet;
@@ -49,7 +49,7 @@ static void describe_telnet(const Facts& before, const Facts& after, Sentences& 
   sentences.say(subject::kGateway, what::kTelnet, sentence);
 }
 
-// Why a configured route is in no unit; empty if it is in one.
+// Why a configured route is not in any unit; empty if it is in one.
 static std::string obstacle_of_route(const Facts& facts, const std::string& name,
                                      const std::string& destination) {
   const auto found = facts.interfaces.find(name);
@@ -95,7 +95,8 @@ static void describe_cellular_routes(const Facts& before, const Facts& after, Se
   describe(after, before, " gets the ");
 }
 
-// The kernel's fallback device for tunnels is deleted with them.
+// Each tunnel adds a command that deletes gre0, the kernel's fallback device for tunnels, so a change in
+// the number of tunnels explains those lines.
 static void explain_tunnels(const Facts& before, const Facts& after, Sentences& sentences) {
   const auto count = [](const Facts& facts) {
     return std::count_if(facts.interfaces.begin(), facts.interfaces.end(),
@@ -134,7 +135,7 @@ static bool has_dynamic_address(const Facts& facts) {
                      [](const auto& entry) { return entry.second.address == kDynamicAddress; });
 }
 
-// Why a tunnel carries nothing; empty if it may carry something.
+// Why a tunnel cannot carry traffic; empty if no reason was found.
 static std::string obstacle_of_tunnel(const std::string& name, const Facts& facts,
                                       const std::vector<UnitRoute>& routes) {
   const InterfaceFacts& tunnel = facts.interfaces.at(name);

@@ -1,13 +1,14 @@
 #pragma once
 
-// What changes for the gateway as a whole, in sentences.
+// Describes changes to the gateway as a whole, in sentences.
 
 #include "cli/compare/facts.h"
 #include "cli/compare/sentences.h"
 
-// What the files and commands themselves say: forwarding, telnet, names, static leases, routes without
-// effect.
+// Describes changes that the files and commands show directly: forwarding, routes over the cellular link,
+// routes without effect, telnet, static leases, host names and DNS servers.
 void describe_gateway(const Facts& before, const Facts& after, Sentences& sentences);
 
-// What follows from all units together: the default route, tunnels that carry nothing.
+// Describes changes that follow from all units together: the default route, and tunnels that cannot carry
+// traffic. Both sides must contain all units.
 void describe_consequences(const Facts& before, const Facts& after, Sentences& sentences);

@@ -8,24 +8,24 @@
 #include "cli/compare/sentences.h"
 #include "networkd/wwan_static_routes.h"
 
-// Of so many devices with static leases each gets a sentence.
+// Up to this many devices with static leases get a sentence each; more are only counted.
 constexpr std::size_t kMostDevices = 8;
 
 namespace {
 
-// What a host behind an interface sees of the gateway.
+// The network that the gateway provides to the hosts behind an interface.
 struct Lan {
   std::string link;  // the interface, or the bridge that it is a member of
   std::string address;
   std::string subnet;
-  std::string range;  // empty, no DHCP server
+  std::string range;  // empty without a DHCP server
   std::set<std::string> relays;
 };
 
 }  // namespace
 
-// Nothing for an interface that gives its hosts no network. Where an action writes no units, only the DHCP
-// server is known.
+// The network behind an interface; nullopt if the interface does not provide one. If the action writes no
+// units, only the DHCP server and the relays are known.
 static std::optional<Lan> lan_of(const std::string& name, const Facts& facts) {
   const InterfaceFacts own = value_at(facts.interfaces, name);
   if (own.is_tunnel || own.is_bridge || name == kWwanRouteInterface) return std::nullopt;
@@ -38,7 +38,8 @@ static std::optional<Lan> lan_of(const std::string& name, const Facts& facts) {
   return subnet || is_served ? std::optional(lan) : std::nullopt;
 }
 
-// Whether every address of the old range is in the new one. Texts that are not ranges only equal themselves.
+// Whether the new range contains every address of the old one. Strings that are not ranges are only
+// compared for equality.
 static bool is_within(const std::string& old_range, const std::string& new_range) {
   const std::vector<std::string> old_ends = split(old_range, '-');
   const std::vector<std::string> new_ends = split(new_range, '-');
@@ -55,7 +56,7 @@ static std::string relays_in_words(const Lan& lan) {
   return enumeration({lan.relays.begin(), lan.relays.end()});
 }
 
-// What changes for hosts whose network stays; empty if nothing does.
+// How leases change for hosts whose network stays the same or is unknown; empty if they do not change.
 static std::string change_of_leases(const std::string& hosts, const Lan& before, const Lan& after) {
   if (!before.range.empty() && !after.range.empty()) {
     if (is_within(before.range, after.range)) return {};
@@ -70,14 +71,15 @@ static std::string change_of_leases(const std::string& hosts, const Lan& before,
   return hosts + " lose their addresses when their leases expire";
 }
 
-// What hosts whose network stays need to reach the gateway; empty if nothing changes.
+// A sentence about the gateway's new address for hosts whose network stays the same; empty if the address
+// does not change.
 static std::string change_of_router(const std::string& name, const Lan& before, const Lan& after) {
   if (before.subnet.empty() || before.subnet != after.subnet || before.address == after.address) return {};
   return "hosts behind " + name + " reach the gateway at " + without_prefix(after.address) +
          (after.range.empty() ? "; set this address on each of them" : " once they have renewed their lease");
 }
 
-// What changes for the hosts behind an interface; empty if nothing does.
+// How the addresses of the hosts behind an interface change; empty if they do not change.
 static std::string change_for_hosts(const std::string& name, const Lan& before,
                                     const std::optional<Lan>& after) {
   const std::string hosts = "hosts behind " + name;

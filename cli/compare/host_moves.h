@@ -1,6 +1,6 @@
 #pragma once
 
-// Hosts that get other addresses.
+// Finds hosts whose addresses change.
 
 #include <string>
 #include <vector>
@@ -8,7 +8,7 @@
 #include "cli/compare/facts.h"
 
 struct HostMove {
-  std::string subject;  // the interface that they are behind, or a MAC address
+  std::string subject;  // the interface that they are behind, or a MAC address; empty for many devices
   std::string sentence;
 };
 

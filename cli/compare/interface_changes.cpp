@@ -37,12 +37,12 @@ class InterfaceChanges {
         names.insert(name);
       names.insert(facts->commands.switched_off.begin(), facts->commands.switched_off.end());
     }
-    // A unit or a section of a configuration that has no name for it.
+    // From units and sections without the name of an interface.
     names.erase("");
     return names;
   }
 
-  // A name of a tunnel may mean another one now.
+  // Compares a tunnel with itself, even if it had another name before.
   void compare_interface(const std::string& name) {
     const InterfaceFacts* before = find_interface(before_, name);
     const InterfaceFacts* after = find_interface(after_, name);
@@ -67,7 +67,7 @@ class InterfaceChanges {
     if (before != nullptr || after == nullptr) compare_dhcp(name);
   }
 
-  // A port without a unit on either side.
+  // For a port without a unit on either side.
   void compare_switch(const std::string& name) {
     const bool was_off = before_.commands.switched_off.count(name) != 0;
     const bool is_off = after_.commands.switched_off.count(name) != 0;
@@ -85,7 +85,7 @@ class InterfaceChanges {
     explain_dhcp(name);
   }
 
-  // A tunnel is deleted by a command of the run, links of other kinds by what their own run has left.
+  // Tunnels are deleted by a command of this run, other links by a script of the run that created them.
   void say_gone(const std::string& name, const InterfaceFacts& interface) {
     const bool is_off = after_.commands.switched_off.count(name) != 0;
     const std::string end = is_off ? " is switched off" : " is no longer set up";
@@ -110,13 +110,13 @@ class InterfaceChanges {
     return {};
   }
 
-  // Whether the tunnel that had this name has another one now.
+  // Whether the tunnel that had this name now has another one.
   bool has_moved(const std::string& name) const {
     return std::any_of(former_names_.begin(), former_names_.end(),
                        [&name](const auto& entry) { return entry.second == name; });
   }
 
-  // A member of a bridge has nothing of its own.
+  // A member of a bridge has no settings of its own.
   void say_moved(const std::string& name, const InterfaceFacts& before, const InterfaceFacts& after) {
     if (!before.bridge.empty()) {
       const std::vector<std::string> own = details_of(name, after_);
@@ -173,11 +173,11 @@ class InterfaceChanges {
 
   void say_route(const std::string& name, const std::string& verb, const std::string& route) {
     sentences_.say(name, what::kRoute + route, name + " " + verb + " the " + what::kRoute + route);
-    // Commands name the destination only.
+    // The topics of commands contain only the destination.
     sentences_.say(name, what::kRoute + route.substr(0, route.find_first_of(" ,")), "");
   }
 
-  // Replies to packets from a tunnel have a routing table of their own.
+  // Replies to packets that arrive through a tunnel have their own routing table.
   void compare_replies(const std::string& name, const std::string& former) {
     const std::string before = value_at(before_.reply_gateways, former);
     const std::string after = value_at(after_.reply_gateways, name);
@@ -220,7 +220,7 @@ class InterfaceChanges {
     sentences_.say(name, what::kRelay + server, name + verb + server + end);
   }
 
-  // What the details of an interface have described.
+  // Marks the DHCP settings that are among an interface's details as explained.
   void explain_dhcp(const std::string& name) {
     sentences_.say(name, what::kServer, "");
     for (const Facts* facts : {&before_, &after_})
@@ -228,7 +228,7 @@ class InterfaceChanges {
         sentences_.say(name, what::kRelay + server, "");
   }
 
-  // A VLAN is only created when the unit of its port names it.
+  // A VLAN is only created if the unit of its port or of the bridge names it.
   void describe_unlinked_vlans() {
     const auto links_of = [](const Facts& facts) {
       std::set<std::string> links;

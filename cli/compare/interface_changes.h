@@ -1,6 +1,6 @@
 #pragma once
 
-// The interfaces in sentences: their units, and what dnsmasq serves on them.
+// Describes changes to interfaces in sentences: their units, DHCP servers and DHCP relays.
 
 #include "cli/compare/facts.h"
 #include "cli/compare/sentences.h"

@@ -32,7 +32,8 @@ class InterruptFinder {
     interrupts_.push_back({kind, subjects, sentence});
   }
 
-  // Where the first configuration has been applied, the services that a dry run starts are active.
+  // Between two dry runs, the first configuration counts as applied: services that the second run starts
+  // are already active, so they restart.
   void add_services() {
     for (const auto& [service, is_restart] : after_.commands.services)
       add("service", {service},
@@ -41,8 +42,8 @@ class InterruptFinder {
     if (stops_telnet) add("service", {"telnet"}, "the telnet service stops");
   }
 
-  // The links that the run deletes. On a gateway its commands show that; otherwise the scripts that the first
-  // configuration leaves do.
+  // The links that the run deletes. On a gateway, the commands of the run show them; between two dry runs,
+  // the scripts that the first run leaves behind do.
   std::set<std::string> deleted_links() const {
     std::set<std::string> links = after_.commands.deleted_links;
     const bool runs_script = circumstances_.are_two_runs && circumstances_.is_apply;
@@ -51,7 +52,7 @@ class InterruptFinder {
     return links;
   }
 
-  // The kernel does not delete a network card.
+  // Only links that systemd-networkd created can be deleted: the kernel refuses to delete a network card.
   void add_links() {
     for (const std::string& name : deleted_links()) {
       if (!value_at(before_.interfaces, name).is_made) continue;
@@ -73,7 +74,7 @@ class InterruptFinder {
         add_lost_address(name, without_prefix(*address));
   }
 
-  // A link without a unit is left as it is until it is set down.
+  // A link that no longer has a unit keeps its address until it is set down.
   void add_lost_address(const std::string& name, const std::string& address) {
     if (!parse_ipv4(address)) return;
     const std::string owner = interface_with_address(after_, address);

@@ -1,6 +1,6 @@
 #pragma once
 
-// What a change interrupts while it is applied, and for good.
+// Finds services, links, hosts and SSH connections that a change interrupts, for a moment or permanently.
 
 #include <string>
 #include <vector>
@@ -13,12 +13,12 @@ struct Interrupt {
   std::string sentence;
 };
 
-// How the two sides came about.
+// How the two sides of the comparison were obtained.
 struct Circumstances {
-  // Both are dry runs; otherwise `before` is the state of the gateway, on which the run has started.
+  // Both sides are dry runs. Otherwise `before` is the gateway's state, from which the dry run started.
   bool are_two_runs = false;
-  bool is_apply = true;  // the action, which then undoes what the previous run has set up
-  std::string ssh;       // SSH_CONNECTION
+  bool is_apply = true;  // the action is APPLY, which first undoes what the previous run set up
+  std::string ssh;       // the value of SSH_CONNECTION; may be empty
 };
 
 std::vector<Interrupt> find_interrupts(const Facts& before, const Facts& after,

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-// What systemd-networkd gives the routes of a DHCP lease.
+// systemd-networkd's default metric for the routes of a DHCP lease.
 constexpr std::uint32_t kLeasedMetric = 1024;
 
 static std::uint32_t metric_of(const std::string& text, std::uint32_t fallback) {
@@ -29,7 +29,7 @@ static void add_routes(const std::string& name, const InterfaceFacts& interface,
     routes.push_back({{0, 0}, name, "_dhcp", metric_of(interface.metric, kLeasedMetric)});
   for (const RouteFacts& section : interface.route_sections) {
     if (!section.table.empty() || section.gateway == "_dhcp") continue;
-    // Without anything in it, a section is not a route.
+    // A section without a destination and a gateway does not add a route.
     if (section.destination.empty() && section.gateway.empty()) continue;
     const std::string destination = section.destination.empty() ? "0.0.0.0/0" : section.destination;
     if (const auto subnet = subnet_of_address(destination))

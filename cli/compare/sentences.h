@@ -1,7 +1,7 @@
 #pragma once
 
-// The sentences of a change summary. Each goes with its topics, and a line counts as explained by these
-// alone.
+// The sentences of a change summary, and the topics that they explain. A changed line counts as explained
+// only if one of its topics is among them.
 
 #include <set>
 #include <string>
@@ -11,15 +11,16 @@
 
 class Sentences {
  public:
-  // An empty sentence explains a topic that another one has described.
+  // Adds a sentence and marks its topic as explained. An empty sentence only marks a topic that another
+  // sentence has described.
   void say(const std::string& subject, const std::string& fact, const std::string& sentence);
 
-  // For a consequence, which explains no line.
+  // Adds a sentence about a consequence, which does not explain any line.
   void add(const std::string& sentence) {
     sentences_.push_back(sentence);
   }
 
-  // One thing that a subject has, had, or has another of.
+  // Adds a sentence if a value is new (`before` is empty), removed (`after` is empty) or changed.
   void compare_values(const std::string& subject, const std::string& fact, const std::string& before,
                       const std::string& after);
 
@@ -36,7 +37,7 @@ class Sentences {
   std::vector<std::string> sentences_;
 };
 
-// The value of a key, or an empty one.
+// The value of a key, or a default-constructed value if the key is missing.
 template <typename Map>
 typename Map::mapped_type value_at(const Map& map, const std::string& key) {
   const auto found = map.find(key);

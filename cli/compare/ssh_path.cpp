@@ -44,7 +44,8 @@ class SshPath {
     return " is not affected";
   }
 
-  // An address that no unit has may be that of the DHCP client by which the replies leave.
+  // The interface through which replies leave, if it is a DHCP client; otherwise empty. A server address
+  // that is in no unit may be its leased address.
   std::string dynamic_interface(const Facts& facts) const {
     const auto route = find_route(routes_of(facts), client_address_);
     return route && is_dynamic(facts, route->interface) ? route->interface : std::string();

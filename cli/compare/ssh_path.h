@@ -1,6 +1,6 @@
 #pragma once
 
-// The caller's own connection, when it is by SSH.
+// Describes what a change does to the SSH connection of the user who runs this program.
 
 #include <optional>
 #include <set>
@@ -8,8 +8,8 @@
 
 #include "cli/compare/facts.h"
 
-// What becomes of the connection that SSH_CONNECTION describes: its clients' and its server's address, each
-// with its port behind it. `replaced` are the links that are deleted and set up again. Nothing if the
-// string is empty or does not describe one.
+// A sentence about the effect of the change on a connection. `connection` is the value of SSH_CONNECTION:
+// client address and port, server address and port. `replaced` are the links that are deleted and set up
+// again. Returns nullopt if `connection` does not consist of these four fields.
 std::optional<std::string> describe_ssh_path(const std::string& connection, const Facts& before,
                                              const Facts& after, const std::set<std::string>& replaced);

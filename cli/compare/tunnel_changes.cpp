@@ -7,14 +7,15 @@
 
 namespace {
 
-// What a tunnel can be recognized by; empty, it cannot.
+// Returns a string that identifies a tunnel; empty if the tunnel lacks the settings for it.
 using Mark = std::function<std::string(const std::string& name, const InterfaceFacts& tunnel)>;
 
 class TunnelMatcher {
  public:
   TunnelMatcher(const Facts& before, const Facts& after) : before_(before), after_(after) {}
 
-  // The strictest mark comes first: a tunnel that stays where it is, then one that moves as it is.
+  // Tries the strictest criterion first: tunnels that keep their name, description and remote endpoint,
+  // then those that keep all but the name.
   std::map<std::string, std::string> match() {
     const auto title = [](const InterfaceFacts& tunnel) { return tunnel.description + "\n" + tunnel.remote; };
     match_by([&](const std::string& name, const InterfaceFacts& tunnel) { return name + title(tunnel); });
@@ -34,7 +35,8 @@ class TunnelMatcher {
   }
 
  private:
-  // Those with this mark that are not matched yet. Of two with one mark none can be told from the other.
+  // Names of the tunnels that are not matched yet, by mark. If several tunnels share a mark, the name is
+  // empty, since they cannot be distinguished.
   std::map<std::string, std::string> names_by(const Mark& mark, const Facts& facts, bool is_before) const {
     std::map<std::string, std::string> names;
     for (const auto& [name, interface] : facts.interfaces) {
@@ -82,8 +84,8 @@ static void say_moved(const std::string& name, const std::string& former, const 
   sentences.say(name, what::kPresence, "");
 }
 
-// The names of both sides that mean another tunnel now. A tunnel that has lost its name to another one and
-// has not got a new one is removed.
+// Names that exist on both sides but now belong to another tunnel. Reports the former tunnel of such a name
+// as removed if it has no new name.
 static std::vector<std::string> reused_names(const Facts& before, const Facts& after,
                                              const std::map<std::string, std::string>& former_names,
                                              Sentences& sentences) {

@@ -1,7 +1,7 @@
 #pragma once
 
-// GRE tunnels that keep their settings and change their names: a name is the position in the list, so those
-// behind an inserted or a removed one move.
+// GRE tunnels that keep their settings but change their names: a tunnel is named after its position in the
+// list, so inserting or removing a tunnel renames those behind it.
 
 #include <map>
 #include <string>
@@ -9,9 +9,10 @@
 #include "cli/compare/facts.h"
 #include "cli/compare/sentences.h"
 
-// For each tunnel of `after` that `before` has, too, its name there.
+// Maps the name of each tunnel in `after` that also exists in `before` to its name in `before`.
 std::map<std::string, std::string> match_tunnels(const Facts& before, const Facts& after);
 
-// Describes the moved ones and what that means.
+// Describes the tunnels that change their names, and the consequences for firewall rules and scripts that
+// use the names. `former_names` is the result of match_tunnels().
 void describe_moved_tunnels(const Facts& before, const Facts& after,
                             const std::map<std::string, std::string>& former_names, Sentences& sentences);

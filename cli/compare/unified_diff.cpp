@@ -5,7 +5,7 @@
 
 #include "dtl/dtl.hpp"
 
-// The lines, without their ends. A last line that has none is told from one that has, in the words of diff.
+// The lines without their newlines. diff's note is appended to a last line that has no newline.
 static std::vector<std::string> lines_of(const std::string& text) {
   std::vector<std::string> lines;
   std::istringstream stream(text);
@@ -26,7 +26,7 @@ UnifiedDiff unified_diff(const std::string& old_name, const std::string& old_tex
   diff.composeUnifiedHunks();
   auto hunks = diff.getUniHunks();
   for (auto& hunk : hunks) {
-    // Where there are no lines, the line before them is named.
+    // A hunk without lines on one side gets the number of the line before it.
     if (hunk.b == 0) --hunk.a;
     if (hunk.d == 0) --hunk.c;
   }

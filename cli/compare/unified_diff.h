@@ -1,6 +1,6 @@
 #pragma once
 
-// The unified format of a difference between two texts.
+// Differences between two texts in unified diff format.
 
 #include <cstddef>
 #include <string>
@@ -8,12 +8,12 @@
 
 struct UnifiedDiff {
   std::string text;
-  // The numbers of the changed lines, from 0: those only in the old text and those only in the new one.
+  // Line numbers, counted from 0, of the lines only in the old text and of the lines only in the new text.
   std::vector<std::size_t> removed;
   std::vector<std::size_t> added;
 };
 
-// The hunks, with three lines of context, below the two lines that name the texts. Empty for equal texts with
-// equal names.
+// Returns two header lines with the names, followed by the hunks with three lines of context. Empty if both
+// the texts and the names are equal.
 UnifiedDiff unified_diff(const std::string& old_name, const std::string& old_text,
                          const std::string& new_name, const std::string& new_text);

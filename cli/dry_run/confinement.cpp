@@ -18,10 +18,10 @@
 #include <initializer_list>
 #include <memory>
 
-// What cmd_lanfab needs to write root's files and the settings of the network.
+// The capabilities that cmd_lanfab needs to write root's files and the settings of the network.
 constexpr std::array<int, 4> kCapabilities = {CAP_CHOWN, CAP_DAC_OVERRIDE, CAP_FOWNER, CAP_NET_ADMIN};
 
-// No run needs these. A name that the machine's kernel or libseccomp lacks is skipped.
+// System calls that no run needs. Names that libseccomp does not know are skipped.
 constexpr const char* kDeniedCalls[] = {
     // the file system
     "chroot", "fsconfig", "fsmount", "fsopen", "fspick", "mount", "mount_setattr", "move_mount",
@@ -39,7 +39,7 @@ constexpr const char* kDeniedCalls[] = {
     "adjtimex", "clock_adjtime", "clock_adjtime64", "clock_settime", "clock_settime64", "settimeofday",
     "stime"};
 
-// Calls whose arguments a filter cannot see; programs go on without them.
+// System calls whose arguments a filter cannot see. They fail with ENOSYS, and programs do without them.
 constexpr const char* kMissingCalls[] = {"clone3", "io_uring_enter", "io_uring_register", "io_uring_setup"};
 
 static void limit_capabilities(const ResultPipe& pipe) {
@@ -58,26 +58,26 @@ static void limit_capabilities(const ResultPipe& pipe) {
   sets[0].permitted &= current[0].permitted;
   sets[0].effective = sets[0].inheritable = sets[0].permitted;
   pipe.require(syscall(SYS_capset, &header, sets) == 0, "capset");
-  // A program keeps them if its user is not root, for lack of a user namespace.
+  // Without a user namespace, the user is not root, and programs only keep ambient capabilities.
   for (const int capability : kCapabilities)
     prctl(PR_CAP_AMBIENT, PR_CAP_AMBIENT_RAISE, capability, 0, 0);
 }
 
 constexpr unsigned kAll = ~0U;
 
-// Compares bits of an argument of 32 bits; the kernel ignores the others.
+// Compares bits of a 32-bit argument. The upper 32 bits are not compared, since the kernel ignores them.
 static scmp_arg_cmp argument(unsigned position, unsigned bits, int value) {
   return {position, SCMP_CMP_MASKED_EQ, bits, static_cast<unsigned>(value)};
 }
 
 namespace {
 
-// Which system calls fail, for this process and all that it starts.
+// Makes system calls fail in this process and its children.
 class CallFilter {
  public:
-  // Programs of another architecture that the machine can run would be a way past the filter: they are ended,
-  // but for 32-bit ARM, for which the rules hold as well. They do not for 32-bit PCs, whose call for sockets
-  // passes its arguments in memory.
+  // Programs of another architecture that the machine can run would bypass the filter, so they are killed.
+  // 32-bit programs on 64-bit ARM are allowed, and the rules apply to them, too. 32-bit programs on x86-64
+  // are not, since their system call for sockets passes its arguments in memory.
   CallFilter() {
     if (seccomp_arch_native() == SCMP_ARCH_AARCH64) seccomp_arch_add(filter_.get(), SCMP_ARCH_ARM);
     seccomp_attr_set(filter_.get(), SCMP_FLTATR_ACT_BADARCH, SCMP_ACT_KILL_PROCESS);
@@ -106,7 +106,7 @@ class CallFilter {
     }
   };
 
-  // Does nothing for a call that this machine lacks.
+  // Does nothing for a call that libseccomp does not know.
   void deny(int error, const char* call, std::initializer_list<scmp_arg_cmp> arguments = {}) {
     const int number = seccomp_syscall_resolve_name(call);
     if (number == __NR_SCMP_ERROR) return;
@@ -121,8 +121,8 @@ class CallFilter {
       deny(EPERM, "clone", {argument(0, static_cast<unsigned>(flag), flag)});
   }
 
-  // The families that do not stay in the sandbox's network namespace, such as AF_VSOCK, and the protocols of
-  // netlink but that of `ip`.
+  // Denies socket families that are not confined to the sandbox's network namespace, such as AF_VSOCK, and
+  // the netlink protocols except for that of `ip`.
   void deny_sockets() {
     deny(EAFNOSUPPORT, "socket", {{0, SCMP_CMP_GT, AF_NETLINK, 0}});
     for (int family = 0; family < AF_NETLINK; ++family) {
@@ -133,12 +133,12 @@ class CallFilter {
   }
 
   std::unique_ptr<void, Release> filter_{seccomp_init(SCMP_ACT_ALLOW)};
-  int error_ = 0;  // the worst one, a negative number
+  int error_ = 0;  // a negated errno if a rule could not be added, otherwise 0
 };
 
 }  // namespace
 
-// Whether the kernel has filters at all: an emulator may not. It looks for a missing one only if it has.
+// Whether the kernel supports filters; an emulator may not. With support, the null pointer causes EFAULT.
 static bool has_filters() {
   prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, nullptr, 0, 0);
   return errno == EFAULT;
@@ -147,7 +147,7 @@ static bool has_filters() {
 static void forbid_cores(const ResultPipe& pipe) {
   rlimit core{};
   getrlimit(RLIMIT_CORE, &core);
-  // One byte: with none at all, a machine that hands cores to a program still would.
+  // One byte rather than none: a kernel that passes core dumps to a program ignores a limit of 0.
   core.rlim_cur = std::min<rlim_t>(1, core.rlim_max);
   pipe.require(setrlimit(RLIMIT_CORE, &core) == 0, "setrlimit");
 }
@@ -155,7 +155,7 @@ static void forbid_cores(const ResultPipe& pipe) {
 void confine(const ResultPipe& pipe) {
   limit_capabilities(pipe);
   pipe.require(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0, "prctl");
-  // No program in the sandbox, whose user is the same, reads or controls this process.
+  // Programs in the sandbox have the same user, but must not read or control this process.
   pipe.require(prctl(PR_SET_DUMPABLE, 0, 0, 0, 0) == 0, "prctl");
   forbid_cores(pipe);
   if (has_filters()) CallFilter().load(pipe);

@@ -1,9 +1,9 @@
 #pragma once
 
-// What a process in the sandbox may do.
+// Restricts the processes in the sandbox.
 
 #include "cli/dry_run/result.h"
 
-// Limits this process and all that it starts: root's rights over files and the network alone, and over those
-// of the sandbox, no way to more of them, no cores, and none of the system calls that no run needs.
+// Restricts this process and its children: they have root's privileges only for the files and the network
+// of the sandbox, cannot gain others, leave no core dumps, and cannot make system calls that no run needs.
 void confine(const ResultPipe& pipe);

@@ -28,7 +28,7 @@ struct FinalizeStatement {
 }  // namespace
 
 std::map<std::string, std::string> read_database(Meter& meter) {
-  // A run could have written any length.
+  // A run could have written a value of any length.
   constexpr int kLongestValue = 1'000'000;
   std::map<std::string, std::string> entries;
   sqlite3* opened = nullptr;

@@ -7,5 +7,5 @@
 
 #include "cli/dry_run/limits.h"
 
-// All entries: KEY, or DATABASE/KEY, and value. None while there is no database. `meter` counts them.
+// All entries: values by KEY or DATABASE/KEY. Empty if there is no database. `meter` counts their bytes.
 std::map<std::string, std::string> read_database(Meter& meter);

@@ -11,25 +11,26 @@
 #include "cli/dry_run/result.h"
 
 struct DryRunOptions {
-  std::string program;           // cmd_lanfab; empty, it is looked for
-  std::string action = "apply";  // as cmd_lanfab takes it
-  std::string cell;              // as make_initial_state takes it
+  std::string program;           // the path of cmd_lanfab; if empty, find_program() is used
+  std::string action = "apply";  // an action of cmd_lanfab
+  std::string cell;              // the cellular link, as for make_initial_state()
   int seconds = kRunSeconds;     // the time limit
 };
 
 struct DryRun {
   Source source;  // its name and text
   InitialState initial_state;
-  DryRunResult result;  // in its texts, the configuration has the name of the source
+  DryRunResult result;  // its log and standard error name the configuration like the source
 };
 
-// The cmd_lanfab that belongs to this program: beside it or, in a build tree, one directory above it; then
-// along PATH.
+// The path of cmd_lanfab: beside this program, one directory above it (as in a build tree), or in PATH.
+// nullopt if it is not found.
 std::optional<std::string> find_program();
 
-// Runs a configuration that has been read in a sandbox. Returns nothing, or why there is no result.
+// Runs cmd_lanfab in a sandbox with a configuration that has been read. Returns nullopt, or an error
+// message if there is no result.
 std::optional<std::string> make_dry_run(Source source, const DryRunOptions& options, DryRun& dry_run);
 
-// Standard error of a dry run without the shell's complaints that it cannot write below /proc/sys, which the
-// sandbox does not have.
+// The standard error of a dry run, without the shell's error messages about files below /proc/sys, which a
+// run cannot write in the sandbox.
 std::string without_proc_errors(const std::string& standard_error);

@@ -22,7 +22,7 @@ static bool is_mapped(const std::string& map, unsigned id) {
 }
 
 std::optional<unsigned> unused_id(const std::string& map, const std::function<bool(unsigned id)>& is_taken) {
-  // Neither Debian nor systemd gives these to anyone.
+  // Neither Debian nor systemd assigns these.
   constexpr unsigned kFirst = 65520;
   constexpr unsigned kLast = 65533;
   for (unsigned id = kLast; id >= kFirst; --id)
@@ -51,7 +51,7 @@ static bool write_into(int directory, const char* file, const std::string& text)
 }
 
 void become_root(const Identity& outside, int proc, const ResultPipe& pipe) {
-  // An unprivileged process may map its group only when it gives up setgroups.
+  // An unprivileged process may only map its group after it has given up setgroups.
   pipe.require(write_into(proc, "self/setgroups", "deny"), "setgroups");
   pipe.require(write_into(proc, "self/uid_map", "0 " + std::to_string(outside.user) + " 1"), "uid_map");
   pipe.require(write_into(proc, "self/gid_map", "0 " + std::to_string(outside.group) + " 1"), "gid_map");
@@ -62,6 +62,6 @@ void change_to(const Identity& identity, const ResultPipe& pipe) {
   pipe.require(setgroups(0, nullptr) == 0, "setgroups");
   pipe.require(setresgid(identity.group, identity.group, identity.group) == 0, "setresgid");
   pipe.require(setresuid(identity.user, identity.user, identity.user) == 0, "setresuid");
-  // Without it the files of this process in /proc are still root's.
+  // Otherwise the files of this process in /proc would still belong to root.
   pipe.require(prctl(PR_SET_DUMPABLE, 1, 0, 0, 0) == 0, "prctl");
 }

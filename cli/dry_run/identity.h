@@ -15,16 +15,17 @@ struct Identity {
   gid_t group;
 };
 
-// The largest of the IDs that no system gives to anyone which is not taken and which the namespace has: `map`
-// is the text of its /proc/self/uid_map or gid_map.
+// The largest ID that no system assigns, that is not taken, and that is mapped in the user namespace;
+// nullopt if there is none. `map` is the content of /proc/self/uid_map or gid_map.
 std::optional<unsigned> unused_id(const std::string& map, const std::function<bool(unsigned id)>& is_taken);
 
-// A user and a group that nobody has; nothing if this process is not root or its namespace lacks such IDs.
+// An unused user and an unused group; nullopt if this process is not root, or if its user namespace
+// does not have such IDs.
 std::optional<Identity> unused_identity();
 
-// Makes the IDs outside root inside this process's new user namespace. `proc` is a directory: a file system
-// proc that can be written.
+// Maps the IDs `outside` to root in the new user namespace of this process. `proc` is a descriptor of the
+// root directory of a writable proc file system.
 void become_root(const Identity& outside, int proc, const ResultPipe& pipe);
 
-// Changes to the IDs for good, but keeps the capabilities.
+// Changes to the IDs permanently, without other groups, but keeps the capabilities.
 void change_to(const Identity& identity, const ResultPipe& pipe);

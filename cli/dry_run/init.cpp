@@ -25,10 +25,10 @@
 
 using Database = std::map<std::string, std::string>;
 
-// The directories below which a run writes.
+// Directories below which a run writes.
 constexpr const char* kWrittenDirectories[] = {"/var/run", "/var/volatile", "/var/data"};
 
-// The time of all files before the run; a later one tells that a file was written.
+// The time stamps of all files before the run. A later one shows that a file was written.
 constexpr timespec kLongAgo[2] = {};
 
 static void lay(const File& file, const ResultPipe& pipe) {
@@ -45,7 +45,7 @@ static void lay_out(const SandboxRun& run, const ResultPipe& pipe) {
     lay(file, pipe);
   lay({kSandboxConfigurationFile, 0644, run.configuration}, pipe);
   pipe.require(prepare_stubs(run.initial_state.active_services), "write /.sandbox");
-  // From here on the usual file of the database is meant, whichever the machine has.
+  // From here on, the database is at its usual path, even if the machine's is elsewhere.
   unsetenv("LANFAB_SYSDB");
   if (run.initial_state.is_cell_connected)
     sysdb_write_str(0, "CELL_CONNECTED", run.initial_state.is_cell_connected->c_str(), 0);
@@ -60,7 +60,7 @@ static void unblock_signals() {
 
 namespace {
 
-// A stream of the program: a pipe, so that what is written to it can be counted.
+// An output stream of the program. It is a pipe, so that its bytes can be counted.
 class Output {
  public:
   explicit Output(const ResultPipe& pipe) {
@@ -75,12 +75,12 @@ class Output {
     return writer_;
   }
 
-  // For poll(); below zero, which that skips, after the end.
+  // The descriptor for poll(); -1, which poll() skips, after the end of the stream.
   int reader() const {
     return reader_;
   }
 
-  // Without it there would be no end.
+  // To be called when the program has started; otherwise the stream would not end.
   void close_writer() {
     close(writer_);
   }
@@ -103,7 +103,7 @@ class Output {
   int writer_;
 };
 
-// The program, and all that it prints and logs.
+// The program, its output and its log.
 class Program {
  public:
   Program(const SandboxRun& run, Meter& meter, const ResultPipe& pipe)
@@ -114,7 +114,7 @@ class Program {
     errors_.close_writer();
   }
 
-  // Waits until it has ended, and ends all that it has left running.
+  // Waits until the program has ended, and kills all processes that it has left running.
   void wait(DryRunResult& result) {
     const int ended = static_cast<int>(syscall(SYS_pidfd_open, process_, 0));
     pipe_.require(ended >= 0, "pidfd_open");
@@ -132,7 +132,7 @@ class Program {
     kill(-1, SIGKILL);
     while (waitpid(-1, nullptr, 0) > 0) {
     }
-    // What it printed and logged last may have come between.
+    // The last output and messages may have arrived after the last call of receive().
     receive(result);
     result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     result.standard_output = std::move(output_.text);
@@ -143,7 +143,7 @@ class Program {
   void start_program(const SandboxRun& run) {
     const Descriptor input(open("/dev/null", O_RDONLY | O_CLOEXEC));
     Subprocess program{{"cmd_lanfab", run.action}, kMachineRoot + run.program};
-    // A build with sanitizers would look for leaks by ptrace(2), which nothing in the sandbox may call.
+    // A build with sanitizers would look for leaks with ptrace(2), which is denied in the sandbox.
     program.environment = {std::string("PATH=") + kSystemPath, "ASAN_OPTIONS=detect_leaks=0",
                            std::string("LANFAB_CONFIG_DIR=") + kSandboxConfigurationDirectory};
     program.input = input.number();
@@ -184,7 +184,7 @@ static bool is_of_database(const File& file) {
   return file.path.rfind(kSystemDatabase, 0) == 0;
 }
 
-// What is there now, and what has gone.
+// Collects the files after the run, and the paths of removed ones.
 static void collect_files(const std::vector<File>& laid, Meter& meter, DryRunResult& result) {
   std::map<std::string, const File*> before;
   for (const File& file : laid) {

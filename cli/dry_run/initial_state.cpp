@@ -19,7 +19,7 @@
 #include "networkd/unit_file.h"
 #include "platform/libvantor.h"
 
-// packaging/tmpfiles.conf, the directories that the image of a gateway has.
+// The content of packaging/tmpfiles.conf: directories in the OS image of a gateway.
 extern const std::string_view kImageDirectories;
 
 constexpr char kRuntimeDirectory[] = "/var/run";
@@ -27,7 +27,7 @@ constexpr char kStagingDirectory[] = "/var/volatile/qel";
 constexpr char kNetworkd[] = "systemd-networkd";
 constexpr char kConnected[] = "CELL_CONNECTED";
 
-// A link as docs/files.md shows it.
+// Example values of the cellular link, as in docs/files.md.
 static std::vector<File> example_link() {
   std::vector<File> files;
   for (const auto& [name, value] :
@@ -55,7 +55,7 @@ static bool is_link_value(const File& file) {
   return file.path.compare(0, beginning.size(), beginning) == 0;
 }
 
-// What stands before the last slash.
+// The path up to the last slash, without it.
 static std::string parent_of(const std::string& path) {
   return path.substr(0, path.find_last_of('/'));
 }
@@ -72,7 +72,7 @@ Tree state_of_this_machine() {
   return tree;
 }
 
-// The copy of a database elsewhere replaces the one at the usual path.
+// If the database of the machine is elsewhere, its copy replaces the one at the usual path.
 static void copy_database(Tree& tree) {
   File database;
   if (std::strcmp(system_database_file(), kSystemDatabase) == 0) return;
@@ -91,7 +91,7 @@ static void copy_this_machine(InitialState& state) {
   if (is_service_active(kNetworkd)) state.active_services.emplace_back(kNetworkd);
 }
 
-// Lines like "d /run/systemd/network 0755 root root -".
+// Adds the directories in lines such as "d /run/systemd/network 0755 root root -".
 static void add_image_directories(Tree& tree) {
   std::istringstream lines{std::string(kImageDirectories)};
   for (std::string line; std::getline(lines, line);) {
@@ -107,7 +107,7 @@ static void add_image_directories(Tree& tree) {
 static void begin_anew(InitialState& state) {
   add_image_directories(state.tree);
   for (const EthernetPort& port : kEthernetPorts) {
-    // Locally administered, and outside the ranges of any vendor.
+    // A locally administered address, outside the ranges of all vendors.
     char address[18];
     std::snprintf(address, sizeof address, "02:00:5e:00:53:%02x",
                   static_cast<unsigned>(state.ports.size() & 0xff));
@@ -115,7 +115,8 @@ static void begin_anew(InitialState& state) {
   }
 }
 
-// The values in a directory: files named as in /var/run.
+// Reads the values of the cellular link from a directory, whose files have the same names as in /var/run.
+// Returns nullopt, or an error message.
 static std::optional<std::string> read_link(const std::string& directory, std::vector<File>& link,
                                             std::string& connected) {
   struct stat status {};

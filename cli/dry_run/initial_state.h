@@ -1,6 +1,6 @@
 #pragma once
 
-// What a run finds when it begins: the state of a gateway.
+// The state of a gateway at the beginning of a run.
 
 #include <optional>
 #include <string>
@@ -17,7 +17,7 @@ struct InitialState {
   Tree tree;
   std::vector<SandboxPort> ports;
   std::vector<std::string> active_services;
-  // The value of CELL_CONNECTED, when it is not the one that the copied database has.
+  // The value of CELL_CONNECTED; nullopt to keep the value in the copied database.
   std::optional<std::string> is_cell_connected;
 };
 
@@ -25,12 +25,12 @@ struct InitialState {
 // files.
 bool is_gateway();
 
-// The state for a preview. `cell` says what the cellular link is like: "up" with example values, "down",
-// "here" with this machine's own, or a directory with files wwan_* and perhaps CELL_CONNECTED, which is 1
-// without it. Empty, it is "here" on a gateway and "up" elsewhere. The rest is copied from this machine if it
-// is a gateway or `cell` is "here", and otherwise that of a gateway that has just started. Returns nothing,
-// or what is wrong with `cell`.
+// Makes the initial state of a dry run. `cell` is the state of the cellular link: "up" with example values,
+// "down", "here" with the values of this machine, or a directory with files named wwan_* and optionally
+// CELL_CONNECTED (1 if it is missing). An empty `cell` means "here" on a gateway and "up" elsewhere. All
+// other state is copied from this machine if it is a gateway or `cell` is "here"; otherwise it is that of a
+// gateway that has just started. Returns nullopt, or an error message if `cell` is not valid.
 std::optional<std::string> make_initial_state(const std::string& cell, InitialState& state);
 
-// All that a run can have written: what it left here, but for the lock, and the values of the cellular link.
+// The files that runs may have left on this machine, without the lock, and the values of the cellular link.
 Tree state_of_this_machine();

@@ -1,6 +1,6 @@
 #pragma once
 
-// What a run in the sandbox may use up.
+// Limits of a run in the sandbox.
 
 #include <cstddef>
 #include <optional>
@@ -11,10 +11,10 @@ inline constexpr int kRunSeconds = 60;
 // Counts the bytes of a run's output, log, commands, database and files together.
 class Meter {
  public:
-  // Throws std::runtime_error when it is more than a run may have.
+  // Throws std::runtime_error if the sum exceeds the limit.
   void add(std::size_t bytes);
 
-  // Bytes that were there before the run.
+  // Raises the limit by the number of bytes that existed before the run.
   void allow(std::size_t bytes) {
     left_ += bytes;
   }
@@ -23,6 +23,6 @@ class Meter {
   std::size_t left_ = 64'000'000;
 };
 
-// Lets this process and its children have as many open files as a service usually may. Returns nothing, or
-// why there are too few for a run: it would be reported in part.
+// Raises the limit of open files for this process and its children to the usual limit of a service. Returns
+// nullopt, or an error message if the limit is too low for a run, whose result would then be incomplete.
 std::optional<std::string> allow_open_files();

@@ -15,11 +15,11 @@ struct Message {
   std::string text;
 };
 
-// What became of a file.
+// The effect of a run on a file.
 enum class Change {
   kUntouched,  // the run did not write it
-  kUnchanged,  // written with the content that it had
-  kWritten,    // created, or with another content or mode
+  kUnchanged,  // written with the same content and mode
+  kWritten,    // created, or written with other content or another mode
 };
 
 struct ResultFile {
@@ -28,49 +28,50 @@ struct ResultFile {
 };
 
 struct DryRunResult {
-  int status = 0;                 // the exit status; a signal's number below zero
-  std::vector<ResultFile> files;  // all that are there afterwards, by path, but the database
+  int status = 0;                 // the exit status, or the negated number of a signal
+  std::vector<ResultFile> files;  // all files after the run, except for the database
   std::vector<std::string> removed;
   std::vector<std::vector<std::string>> commands;
   std::vector<Message> messages;
-  // The system database: KEY, or DATABASE/KEY, and value.
+  // The new and changed entries of the system database: KEY or DATABASE/KEY, and value.
   std::vector<std::pair<std::string, std::string>> database;
   std::string standard_output;
   std::string standard_error;
-  bool is_out_of_time = false;  // the run was ended at its time limit: there is no result
+  bool is_out_of_time = false;  // the run was stopped at its time limit; there is no result
 };
 
-// Why there is no result: what failed, and errno.
+// An error that prevented a result: what failed, and errno, or 0.
 struct SandboxError {
   std::string what;
   int code = 0;
-  bool is_in_setup = false;  // before there was a sandbox
+  bool is_in_setup = false;  // while the sandbox was being set up
 };
 
-// The bytes for the pipe: records that each begin with their length.
+// The bytes for the pipe, in which strings and lists begin with their lengths.
 std::string encode(const DryRunResult& result);
 std::string encode(const SandboxError& error);
 
-// Reads either from all bytes that came. Returns nothing and fills `result`, or the error; bytes that end
-// too early are an error, too.
+// Decodes all bytes from the pipe. Fills `result` and returns nullopt, or returns the error. Truncated
+// bytes are an error, too.
 std::optional<SandboxError> decode(const std::string& bytes, DryRunResult& result);
 
-// The pipe by which the first process of the sandbox reports the result to its maker.
+// The pipe through which the first process of the sandbox reports the result to the process that created it.
 class ResultPipe {
  public:
   explicit ResultPipe(int pipe) : pipe_(pipe) {}
 
-  // Errors from now on are not errors of the setup.
+  // Marks the end of the setup: later errors are not setup errors.
   void note_set_up() {
     is_set_up_ = true;
   }
 
-  // Ends the process, and with it the sandbox. Without a reader it does the same.
+  // These functions write the result or an error to the pipe, and end the process and with it the sandbox,
+  // even if the pipe has no reader.
   [[noreturn]] void finish(const DryRunResult& result) const;
-  [[noreturn]] void give_up(const std::string& what) const;  // errno says why
+  [[noreturn]] void give_up(const std::string& what) const;  // with the error in errno
   [[noreturn]] void refuse(const std::string& why) const;
 
-  // Gives up unless the call that was to do `what` succeeded.
+  // Gives up if a call failed; `what` names the call.
   void require(bool success, const std::string& what) const {
     if (!success) give_up(what);
   }

@@ -15,14 +15,14 @@
 #include "cli/base/file.h"
 #include "cli/dry_run/stub.h"
 
-// Where the machine's root is while the sandbox's is being made.
+// The path of the machine's root while the sandbox's root is being set up.
 constexpr char kWholeMachine[] = "/.sandbox/machine";
 
-// The programs and libraries of a machine; two kinds of systems have theirs in /gnu or /nix.
+// Directories with programs and libraries. Some systems have them in /gnu or /nix.
 constexpr const char* kSystemDirectories[] = {"/bin",    "/gnu", "/lib",  "/lib32", "/lib64",
                                               "/libx32", "/nix", "/sbin", "/usr"};
 
-// What programs look up: libraries, users, hosts, services, the time zone, alternatives and emulators.
+// Files where programs look up libraries, users, hosts, services, the time zone, alternatives and emulators.
 constexpr const char* kSettings[] = {
     "/etc/alternatives", "/etc/gai.conf",   "/etc/group",        "/etc/host.conf", "/etc/hosts",
     "/etc/ld.so.cache",  "/etc/ld.so.conf", "/etc/ld.so.conf.d", "/etc/localtime", "/etc/nsswitch.conf",
@@ -30,7 +30,7 @@ constexpr const char* kSettings[] = {
 
 constexpr const char* kDevices[] = {"full", "null", "random", "urandom", "zero"};
 
-// Where a link leads; empty if there is none.
+// The target of a symbolic link; empty if the path is not a symbolic link.
 static std::string target_of(const std::string& path) {
   std::error_code error;
   return std::filesystem::read_symlink(path, error);
@@ -38,12 +38,12 @@ static std::string target_of(const std::string& path) {
 
 namespace {
 
-// Mounts what the sandbox has of the machine.
+// Mounts the machine's files in the sandbox.
 class Mounter {
  public:
   Mounter(const Identity& owner, const ResultPipe& pipe) : owner_(owner), pipe_(pipe) {}
 
-  // Shows the machine's file, directory or link at the same path below kMachineRoot, if there is one.
+  // Adds the machine's file, directory or link at the same path below kMachineRoot, if it exists.
   void show(const std::string& path) const {
     const std::string source = kWholeMachine + path;
     const std::string target = kMachineRoot + path;
@@ -67,9 +67,10 @@ class Mounter {
     bind(kWholeMachine + path, path);
   }
 
-  // The processes of the sandbox, and the settings of its network. In a container the machine's own may be
-  // covered in part, and the kernel then grants no other: of it there are the settings alone, which are those
-  // of whoever looks at them.
+  // Mounts a /proc with the processes of the sandbox and the settings of its network. In a container,
+  // parts of the machine's /proc may be covered, and the kernel then refuses to mount another. In
+  // that case only the machine's /proc/sys/net is mounted, which shows each process the settings of
+  // its own network namespace.
   void add_proc() const {
     constexpr unsigned long kFlags = MS_NOSUID | MS_NODEV | MS_NOEXEC;
     constexpr char kNetwork[] = "/proc/sys/net";
@@ -88,7 +89,8 @@ class Mounter {
   }
 
  private:
-  // Whether the owner of the sandbox may run the file: root here is the user who called this program.
+  // Whether the owner of the sandbox may run the file, if it is a program. An owner with ID 0 is the user
+  // who called this program.
   bool is_for_owner(mode_t mode) const {
     constexpr mode_t kForOthers = S_IROTH | S_IXOTH;
     return owner_.user == 0 || (mode & kForOthers) == kForOthers || (mode & S_IXUSR) == 0;
@@ -112,7 +114,7 @@ class Mounter {
   const ResultPipe& pipe_;
 };
 
-// Makes what is in the root.
+// Creates the directories and links of the root.
 class Builder {
  public:
   explicit Builder(const ResultPipe& pipe) : pipe_(pipe) {}
@@ -138,7 +140,7 @@ class Builder {
     pipe_.require(symlink(target.c_str(), path.c_str()) == 0, "symlink " + path);
   }
 
-  // Links to the machine's entries of a directory.
+  // Adds links to the machine's entries of a directory, except for the names in `except`.
   void link_entries(const std::string& directory, const std::set<std::string>& except) const {
     const std::string prefix = directory + "/";
     const auto names = list_directory(kMachineRoot + prefix);
@@ -147,14 +149,15 @@ class Builder {
       if (except.count(name) == 0) link(kMachineRoot + prefix + name, prefix + name);
   }
 
-  // Whether the machine has a link at `path`. It is copied, so that /bin leads to this root's /usr/bin.
+  // Copies the machine's link at `path`, if any, so that /bin leads to this root's /usr/bin. Returns
+  // whether the machine has a link there.
   bool copy_link(const std::string& path) const {
     const std::string target = target_of(kMachineRoot + path);
     if (!target.empty()) link(target, path);
     return !target.empty();
   }
 
-  // The machine's tools in a directory, and the stubs.
+  // Adds links to the machine's tools in a directory, and to the stub for the stubbed tools.
   void add_tools(const std::string& directory) const {
     struct stat status {};
     if (stat((kMachineRoot + directory).c_str(), &status) != 0 || copy_link(directory)) return;
@@ -170,11 +173,11 @@ class Builder {
 
 }  // namespace
 
-// Makes an empty file system the root; the machine's is at kWholeMachine then.
+// Makes a new file system the root. The machine's root is at kWholeMachine afterwards.
 static void change_root(const Identity& owner, const ResultPipe& pipe) {
-  // What is mounted here must not reach the machine.
+  // Mounts in this namespace must not propagate to the machine.
   pipe.require(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "mount /");
-  // Any directory does: the machine's own is seen again once this is the root.
+  // Any directory is suitable: the mount no longer covers it when the new file system is the root.
   constexpr char kMountPoint[] = "/tmp";
   pipe.require(mount("lanfab", kMountPoint, "tmpfs", MS_NOSUID | MS_NODEV, "mode=755") == 0, "mount tmpfs");
   pipe.require(chdir(kMountPoint) == 0, "chdir");
@@ -188,7 +191,7 @@ static void change_root(const Identity& owner, const ResultPipe& pipe) {
   pipe.require(chdir("/") == 0, "chdir /");
 }
 
-// Nothing of the machine's can be written from here on, whatever may be tried.
+// Makes all mounts below the directory read-only, so that the machine's files cannot be written.
 static void make_read_only(const char* directory, const ResultPipe& pipe) {
   mount_attr attributes{};
   attributes.attr_set = MOUNT_ATTR_RDONLY | MOUNT_ATTR_NOSUID | MOUNT_ATTR_NODEV;

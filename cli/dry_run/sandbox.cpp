@@ -38,25 +38,25 @@ constexpr int kOwnNamespaces = CLONE_NEWNET | CLONE_NEWUTS | CLONE_NEWIPC;
 
 namespace {
 
-// A way to make the sandbox.
+// A way to create the sandbox.
 struct Way {
-  int namespaces;                    // of its first process
-  std::optional<Identity> identity;  // to which that changes when it has mounted everything
+  int namespaces;                    // new ones for its first process
+  std::optional<Identity> identity;  // the first process changes to it after all mounts
 };
 
 }  // namespace
 
 constexpr int kAllNamespaces = kOwnNamespaces | CLONE_NEWNS | CLONE_NEWPID;
 
-// Ends this process when its maker ends, were it by SIGKILL, and before that could be asked for, too.
+// Kills this process when its creator ends, even by SIGKILL, or ends it now if the creator has already ended.
 static void end_with_maker(int descriptor, const ResultPipe& pipe) {
   pipe.require(prctl(PR_SET_PDEATHSIG, SIGKILL, 0, 0, 0) == 0, "prctl");
   pollfd reader{descriptor, 0, 0};
   if (poll(&reader, 1, 0) > 0) _exit(0);
 }
 
-// Leaves root's user for good. Where there are user namespaces, the process is root in one, to which the rest
-// of the namespaces belongs: nothing outside is its own.
+// Changes permanently from root to another user. If possible, the process becomes root in a new user
+// namespace, which owns its other new namespaces, so it has no privileges outside of it.
 static void leave_root(const Identity& identity, int proc, const ResultPipe& pipe) {
   change_to(identity, pipe);
   if (unshare(kOwnNamespaces | CLONE_NEWUSER) == 0) return become_root(identity, proc, pipe);
@@ -68,7 +68,7 @@ static void leave_root(const Identity& identity, int proc, const ResultPipe& pip
                                     int descriptor) {
   ResultPipe pipe(descriptor);
   end_with_maker(descriptor, pipe);
-  // Of the caller's terminal nothing is left.
+  // Detaches this process from the caller's terminal.
   pipe.require(setsid() >= 0, "setsid");
   umask(022);
   const Descriptor proc(open("/proc", O_PATH | O_DIRECTORY | O_CLOEXEC));
@@ -77,18 +77,19 @@ static void leave_root(const Identity& identity, int proc, const ResultPipe& pip
   enter_root(run.program, way.identity.value_or(Identity{0, 0}), pipe);
   if (way.identity) {
     leave_root(*way.identity, proc.number(), pipe);
-    // The change of the user has undone it.
+    // The change of the user has reset the parent-death signal.
     end_with_maker(descriptor, pipe);
   }
   run_init(run, pipe);
 }
 
-// Starts the first process of the namespaces; like fork(), it returns in both.
+// Starts the first process of new namespaces. Like fork(), it returns in both processes.
 static pid_t fork_into(int namespaces) {
   return static_cast<pid_t>(syscall(SYS_clone, namespaces | SIGCHLD, 0, 0, 0, 0));
 }
 
-// Reads until the sandbox has ended. False, with errno set, on failure and when the run's time is over.
+// Reads until the sandbox has ended. Returns false, with errno set, on failure; ETIMEDOUT means that the
+// time limit was reached.
 static bool read_in_time(int descriptor, int seconds, std::string& bytes) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
   while (true) {
@@ -127,15 +128,16 @@ static std::optional<SandboxError> run_in(const Way& way, const SandboxRun& run,
   result.is_out_of_time = true;
   return SandboxError{"the run was stopped: it took longer than " + std::to_string(run.seconds) + " s"};
 }
-// Whether the machine has refused rather than failed. A kernel without user namespaces finds the call
-// invalid, one that grants no more of them has no space.
+// Whether the machine does not allow a sandbox. A kernel without user namespaces reports EINVAL; one that
+// does not allow more of them reports ENOSPC.
 static bool is_refusal(const SandboxError& error) {
   constexpr std::array<int, 5> kRefusals = {EPERM, EACCES, EINVAL, ENOSPC, ENOSYS};
   return error.is_in_setup && std::find(kRefusals.begin(), kRefusals.end(), error.code) != kRefusals.end();
 }
 
-// Root needs no user namespace for its mounts, and then changes to an unused user. Everyone else is root in a
-// user namespace; root where no such user is left, too, or does without.
+// The ways to create the sandbox, in the order in which they are tried. Root mounts without a user
+// namespace and then changes to an unused user. All other users become root in a user namespace; so does
+// root if that fails or if there is no unused user. Finally, root does without a user namespace.
 static std::vector<Way> ways() {
   std::vector<Way> all;
   if (const auto identity = unused_identity()) all.push_back({CLONE_NEWNS | CLONE_NEWPID, identity});

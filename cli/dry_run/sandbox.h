@@ -1,15 +1,15 @@
 #pragma once
 
-// A sandbox for one run of cmd_lanfab, or of any program: the run sees the state of a gateway, writes to
-// memory, and calls stubs instead of tools. It is a boundary, for root, too:
+// A sandbox for one run of cmd_lanfab or of any other program. The run sees the state of a gateway, writes to
+// memory, and calls stubs instead of tools. The sandbox is a security boundary, for root as well:
 //
-// - Its user, mount, network, PID, IPC and UTS namespaces are its own. It sees no process, socket or
-//   interface of the machine, and of the machine's files only those of root.h. It has no network: the name of
-//   a relay's server is found in /etc/hosts or not at all.
-// - Its user is one that nobody has, where root makes it; an ordinary user has none but itself.
-// - It has a session of its own without a terminal, no file but its own three streams, and the rights that
-//   confine() leaves it.
-// - It is killed when its creator dies, and when the run reaches the limits of limits.h.
+// - It has its own user, mount, network, PID, IPC and UTS namespaces. It cannot see processes, sockets and
+//   interfaces of the machine, and only those of the machine's files that root.h lists. It has no network:
+//   the host name of a relay server is only looked up in /etc/hosts.
+// - If root creates it, it runs as an unused user, if there is one; otherwise as the user who creates it.
+// - It has its own session without a terminal, no open files except its three standard streams, and only the
+//   privileges that confine() leaves it.
+// - It is killed when its creator dies, and when the run reaches the limits in limits.h.
 
 #include <optional>
 #include <string>
@@ -26,8 +26,8 @@ struct SandboxRun {
   int seconds = kRunSeconds;  // the time limit
 };
 
-// The configuration's path in the sandbox, which error messages name.
+// The configuration's path in the sandbox, which appears in error messages.
 extern const char kSandboxConfigurationFile[];
 
-// Returns nothing and fills `result`, or returns why the run could not be made.
+// Makes the run. Fills `result` and returns nullopt, or returns an error message.
 std::optional<std::string> run_in_sandbox(const SandboxRun& run, DryRunResult& result);

@@ -38,6 +38,6 @@ static bool make_interface(const std::string& name, const ether_addr& address, c
 bool make_port(const SandboxPort& port) {
   ether_addr address{};
   ether_aton_r(port.mac_address.c_str(), &address);
-  // Any kind does that has a MAC address; a gateway's kernel knows bridges.
+  // Any kind of interface with a MAC address is suitable; a gateway's kernel supports bridges.
   return make_interface(port.name, address, "bridge") || make_interface(port.name, address, "veth");
 }

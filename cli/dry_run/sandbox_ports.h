@@ -4,6 +4,6 @@
 
 #include "cli/dry_run/initial_state.h"
 
-// Makes an interface with the name and the MAC address of the port. False, with errno set, when the
-// kernel has no kind of interface that can be one.
+// Creates an interface with the name and the MAC address of the port. Returns false, with errno set, if the
+// kernel cannot create a suitable kind of interface.
 bool make_port(const SandboxPort& port);

@@ -23,7 +23,7 @@ bool prepare_stubs(const std::vector<std::string>& active_services) {
          write_file(services);
 }
 
-// The run could write to the file, too: whatever is in it is read as calls.
+// Any content of the file is read as calls, since the run itself can write to it, too.
 std::vector<std::vector<std::string>> recorded_calls(Meter& meter) {
   struct stat status {};
   File file;

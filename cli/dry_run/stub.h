@@ -1,7 +1,8 @@
 #pragma once
 
-// The stubs that replace `ip`, `systemctl` and the other tools in the sandbox: one small program under their
-// names, which records how it was called and succeeds. `systemctl is-active` answers for some services.
+// The stubs that replace `ip`, `systemctl` and the other tools in the sandbox: one small program
+// under their names, which records how it was called and succeeds. Only `systemctl is-active` fails,
+// for inactive services.
 
 #include <set>
 #include <string>
@@ -11,16 +12,16 @@
 
 const std::set<std::string>& stubbed_tools();
 
-// Where it is in the sandbox.
+// The path of the stub in the sandbox.
 inline constexpr char kStub[] = "/.sandbox/stub";
 
-// The executable file itself.
+// The content of the stub's executable file.
 std::string stub_program();
 
-// Creates the stub and its files. `systemctl is-active` succeeds for `active_services`. False, with errno
-// set, when that fails.
+// Creates the stub and its files. `systemctl is-active` then succeeds for `active_services`. Returns false,
+// with errno set, on failure.
 bool prepare_stubs(const std::vector<std::string>& active_services);
 
-// The calls in their order, each with the words of its command line. `meter` counts them before they are
-// read.
+// The recorded calls in order, each as the words of its command line. `meter` counts their bytes
+// before they are read.
 std::vector<std::vector<std::string>> recorded_calls(Meter& meter);

@@ -1,9 +1,9 @@
 #pragma once
 
-// What the stubs have in the sandbox.
+// Files of the stubs in the sandbox.
 
-// What they record: of each call the number of its words, and each word with a zero byte behind it.
+// The recorded calls: for each call, the number of its words and the words, each followed by a zero byte.
 inline constexpr char kStubCalls[] = "/.sandbox/commands";
 
-// The active services, one a line.
+// The active services, one per line.
 inline constexpr char kStubServices[] = "/.sandbox/services";

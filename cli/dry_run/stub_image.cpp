@@ -1,4 +1,4 @@
-// The bytes of the stub, which the build has made before. STUB_PROGRAM is its path.
+// The content of the stub's executable file, which the build creates first. STUB_PROGRAM is its path.
 
 #include "cli/dry_run/stub.h"
 

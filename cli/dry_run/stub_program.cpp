@@ -1,6 +1,6 @@
-// The program that replaces `ip`, `systemctl` and the other tools in the sandbox: it records how it
-// was called. A run calls dozens, so it needs no library but libc, and is part of no other program: lanfab
-// carries it as bytes.
+// The program that replaces `ip`, `systemctl` and the other tools in the sandbox: it records how it was
+// called. A run calls it dozens of times, so it is a separate program that needs only libc. lanfab contains
+// its executable file as data.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -11,13 +11,13 @@
 
 #include "cli/dry_run/stub_files.h"
 
-// As a shell says that there is no such command.
+// The exit status of a shell for an unknown command.
 constexpr int kNotFound = 127;
-// As systemctl says that a service is not active.
+// The exit status of `systemctl is-active` for an inactive service.
 constexpr int kInactive = 3;
 
-// The number of the words, and each word with a zero byte behind it. Nothing without memory; the caller frees
-// it.
+// The number of words and the words, each followed by a zero byte. Null if there is no memory; the caller
+// must free the result.
 static char* call_of(int argc, char* argv[], std::size_t& size) {
   char number[16];
   size = static_cast<std::size_t>(std::snprintf(number, sizeof number, "%d", argc)) + 1;
@@ -35,7 +35,7 @@ static char* call_of(int argc, char* argv[], std::size_t& size) {
   return call;
 }
 
-// In one piece, so that two calls at a time do not mix.
+// Writes the call in one piece, so that simultaneous calls do not mix.
 static bool record(int argc, char* argv[]) {
   std::size_t size = 0;
   char* const call = call_of(argc, argv, size);

@@ -13,7 +13,7 @@ int open_syslog_socket() {
   return bind(socket, reinterpret_cast<const sockaddr*>(&kAddress), sizeof kAddress) == 0 ? socket : -1;
 }
 
-// Of "<133>Nov 21 19:01:18 network: text" the priority and the text.
+// The priority and the text of a line such as "<133>Nov 21 19:01:18 network: text".
 static Message parse_message(std::string_view line) {
   constexpr std::size_t kTimeLength = 16;
   constexpr std::string_view kIdent = "network: ";

@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <system_error>
 
-// Throws unless errno says that the file is not for this user, or has gone meanwhile.
+// Throws std::system_error unless errno means that this user may not read the file or that it is missing.
 static void require_reason_to_skip(const std::string& path) {
   constexpr std::array<int, 5> kReasons = {EACCES, EPERM, ENOENT, ENOTDIR, EINVAL};
   if (std::find(kReasons.begin(), kReasons.end(), errno) == kReasons.end())
@@ -56,7 +56,7 @@ class Reader {
 
 void add_directory(const std::string& directory, int depth, Tree& tree, Meter* meter) {
   struct stat status {};
-  // The directory itself may be reached through a link, as /var/run is.
+  // The directory itself may be a symbolic link, as /var/run is.
   if (stat(directory.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) return;
   tree.directories.push_back({directory, status.st_mode & 07777});
   Reader(tree, meter).add_entries(directory, depth - 1);

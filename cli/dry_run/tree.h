@@ -1,6 +1,6 @@
 #pragma once
 
-// Files and directories of a part of the file system, kept in memory.
+// Files and directories of a part of the file system, in memory.
 
 #include <string>
 #include <vector>
@@ -18,12 +18,11 @@ struct Tree {
   std::vector<File> files;
 };
 
-// More than there is.
+// Effectively unlimited.
 inline constexpr int kAnyDepth = 1000;
 
-// Adds `directory` and, down to `depth` levels below it, the files and directories in it: with 1, those of
-// its own. Files for which the permission is missing, links, sockets and devices are left out. Nothing is
-// added for a directory that is missing. Throws std::system_error if something cannot be read for another
-// reason.
-// `meter`, if any, counts the files before they are read.
+// Adds `directory`, unless it is missing, and the files and directories down to `depth` levels below it; a
+// `depth` of 1 only adds its own entries. Files without read permission, links, sockets and devices are
+// left out. Throws std::system_error if something cannot be read for another reason. `meter` counts the
+// bytes of the files before they are read; it may be null.
 void add_directory(const std::string& directory, int depth, Tree& tree, Meter* meter = nullptr);

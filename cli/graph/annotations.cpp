@@ -5,7 +5,7 @@
 
 namespace {
 
-// A piece of the configuration's text, and the node that shows it.
+// A range of the configuration's text, and the node that shows it.
 struct Span {
   std::ptrdiff_t begin;
   std::ptrdiff_t end;
@@ -14,7 +14,7 @@ struct Span {
 
 }  // namespace
 
-// The inner nodes before the outer ones.
+// Collects the spans of inner nodes before those of outer nodes.
 static void collect_spans(Node& node, std::vector<Span>& spans) {
   for (Node& inner : node.children)
     collect_spans(inner, spans);
@@ -30,7 +30,7 @@ void mark(const std::vector<Finding>& findings, Node& diagram) {
   std::vector<Span> spans;
   collect_spans(diagram, spans);
   std::stable_sort(spans.begin(), spans.end(), goes_before);
-  std::vector<const Span*> open;  // around the current offset, the innermost last
+  std::vector<const Span*> open;  // spans around the current offset, the innermost last
   auto next = spans.begin();
   const auto close_before = [&open](std::ptrdiff_t offset) {
     while (!open.empty() && open.back()->end <= offset)

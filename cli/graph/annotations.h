@@ -2,7 +2,7 @@
 
 #include "cli/graph/node.h"
 
-// Adds each finding to the node that it is about: the one whose location is the innermost around it, and of
-// two with the same location the outer one. The findings are in the order of the text, and all within the
-// diagram's own locations.
+// Adds each finding to the node with the innermost location around it; if two nodes have the same location,
+// to the outer one. The findings must be in the order of the configuration's text and within the locations
+// of the diagram's root.
 void mark(const std::vector<Finding>& findings, Node& diagram);

@@ -14,7 +14,7 @@ static std::string day_of(const std::tm& time) {
   return day;
 }
 
-// The day on which the file was changed; of what is not a file, today.
+// The local date of the file's last change; today if it is not a regular file.
 static std::string day_of_change(const std::string& file) {
   struct stat status {};
   const int failure = file == "-" ? fstat(STDIN_FILENO, &status) : stat(file.c_str(), &status);
@@ -24,13 +24,13 @@ static std::string day_of_change(const std::string& file) {
   return localtime_r(&change, &local) != nullptr ? day_of(local) : "";
 }
 
-// The day of a number of seconds since 1970, in UTC; nothing for another text.
+// The date in UTC of a number of seconds since 1970; nullopt if the string is not such a number.
 static std::optional<std::string> day_of_epoch(const std::string& seconds) {
   constexpr std::size_t kMostDigits = 11;  // the year 5138
   const bool is_number = seconds.find_first_not_of("0123456789") == std::string::npos;
   if (seconds.empty() || !is_number || seconds.size() > kMostDigits) return std::nullopt;
   const long long number = std::strtoll(seconds.c_str(), nullptr, 10);
-  // Some machines count with 32 bits.
+  // On some machines time_t has 32 bits.
   const auto time = static_cast<std::time_t>(number);
   if (time != number) return std::nullopt;
   std::tm utc{};

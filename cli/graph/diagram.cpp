@@ -18,7 +18,7 @@
 
 namespace {
 
-// Collects what belongs to each interface, and then builds the diagram.
+// Groups servers, routes, VLANs and tunnels by their interfaces, and then builds the diagram.
 class DiagramBuilder {
  public:
   explicit DiagramBuilder(const Site& site);
@@ -42,7 +42,7 @@ class DiagramBuilder {
   const DiagramFacts facts_;
   const Site& site_;
   std::unordered_map<const Interface*, const DhcpServer*> servers_;
-  std::unordered_map<const Interface*, std::vector<const StaticRoute*>> routes_;  // null: the cellular link
+  std::unordered_map<const Interface*, std::vector<const StaticRoute*>> routes_;  // null: cellular link
   std::unordered_map<std::string, std::vector<const Interface*>> vlans_;          // by port
   std::unordered_map<std::string, std::vector<const Interface*>> disabled_vlans_;
   std::unordered_map<const Interface*, std::vector<Node>> tunnels_;
@@ -83,7 +83,7 @@ void DiagramBuilder::add_tunnels(const Interface* interface, Node& node) const {
   if (tunnels != tunnels_.end()) append(tunnels->second, node);
 }
 
-// Whether the interface has a default route of its own, valid or not.
+// Whether the interface has its own default route, valid or not.
 static bool is_uplink(const Interface& interface) {
   return interface.unit.is_dhcp_client || interface.unit.default_gateway();
 }
@@ -120,8 +120,8 @@ void DiagramBuilder::add_routes_on(const Interface* interface, Node& node) const
   }
 }
 
-// The interface that carries the VLANs of a port; empty if none does. Of the bridge's members only the
-// primary one has its VLANs created, on the bridge.
+// The interface that carries the VLANs of a port; empty if none does. If the port is a member of the
+// bridge, its VLANs are only created if it is the primary member, on top of the bridge.
 std::string DiagramBuilder::vlan_carrier(const std::string& port) const {
   if (!is_bridge_member(&site_.context, port)) return port;
   const bool is_primary = port == site_.context.bridge_primary_interface;
@@ -149,7 +149,7 @@ void DiagramBuilder::add_vlans(const std::string& port, Node& node) const {
     node.children.push_back({Node::Kind::kAside, vlan->name + suffix, "VLAN, off", {vlan->network}});
 }
 
-// A port outside the bridge.
+// The node of a port outside the bridge.
 Node DiagramBuilder::port_node(const std::string& name, const Json::Value& settings) const {
   const Interface* interface = site_.find_interface(name);
   Node node{Node::Kind::kAside,
@@ -162,7 +162,7 @@ Node DiagramBuilder::port_node(const std::string& name, const Json::Value& setti
   return node;
 }
 
-// A line for a member that does not join, a box for any other.
+// A line for a member that does not join the bridge, or a box for a member that does.
 Node DiagramBuilder::member_node(const Json::Value& member) const {
   const std::string name = text_of(member);
   if (site_.find_interface(name) != nullptr) return {Node::Kind::kLine, name, "stays outside", {&member}};
@@ -236,7 +236,7 @@ void DiagramBuilder::add_radios(Node& gateway) const {
 static constexpr ListKind kDnsServers = {"DNS servers", nullptr, {"Server", "State"}};
 static constexpr ListKind kHosts = {"Host names", nullptr, {"Host name", "Address"}};
 
-// The name servers and the names of hosts, as far as the configuration has any.
+// The node with the DNS servers and the host names; nullopt if the configuration has neither.
 static std::optional<Node> names_node(const Site& site) {
   const bool has_link_servers = wants_link_servers(site.root);
   Node names{Node::Kind::kNames, "DNS", "", {&location_of(site.root, "dns")}};
@@ -271,8 +271,8 @@ Node DiagramBuilder::diagram() const {
   return gateway;
 }
 
-// Brings lines and boxes into the order that Node has: a bridge's routes are added after its members, for
-// example.
+// Moves lines before boxes, as Node requires: for example, lines about members of a bridge are added after
+// the boxes of its tunnels.
 static void put_lines_first(Node& node) {
   std::stable_partition(node.children.begin(), node.children.end(),
                         [](const Node& inner) { return !inner.is_box(); });

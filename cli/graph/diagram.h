@@ -3,5 +3,6 @@
 #include "cli/graph/node.h"
 #include "cli/lint/site.h"
 
-// The whole diagram: the gateway with all that is in it, on it and behind it. Its locations are in `site`.
+// The whole diagram: the gateway with its interfaces, tunnels, names and networks. Its locations are values
+// in the configuration of `site`, which must outlive it.
 Node diagram_of(const Site& site);

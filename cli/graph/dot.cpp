@@ -6,28 +6,28 @@
 #include "cli/graph/palette.h"
 #include "cli/graph/wrap.h"
 
-// Of the lines in a box, and in a cell of a table.
+// The maximum width of a line in a box or in a cell of a table, in columns.
 constexpr std::size_t kColumns = 54;
 
-// The tables of which boxes are made.
+// Attributes of the tables in the labels of boxes and of the diagram.
 constexpr char kLines[] = R"(cellborder="0" cellpadding="1")";
 constexpr char kCaptionAndFoot[] = R"(cellborder="0" cellpadding="2")";
 constexpr char kAround[] = R"(cellborder="0" cellpadding="0")";
 
-// Columns of text, and entries of the legend, stand apart.
+// The gap between columns of text, and between entries of the legend.
 constexpr char kGap[] = "&#160;&#160;&#160;";
 
 static std::string attribute(const char* name, const std::string& value) {
   return std::string(" ") + name + "=\"" + value + "\"";
 }
 
-// The lines of a text, each between `begin` and `end` of some markup.
+// Markup of a string that is wrapped into lines, each between `begin` and `end`.
 static std::string lines_markup(const std::string& text, const std::string& begin = "",
                                 const std::string& end = "") {
   std::string markup;
   for (const std::string& line : wrapped(text, kColumns, Charset::kUtf8)) {
     if (!markup.empty()) markup += "<br/>";
-    // An empty element would not parse, nor would an empty cell.
+    // Graphviz refuses empty elements and empty cells.
     if (line.empty()) {
       markup += "&#160;";
     } else {
@@ -41,7 +41,7 @@ static std::string bold(const std::string& text) {
   return lines_markup(text, "<b>", "</b>");
 }
 
-// A cell of a table: its text is on its left.
+// A table cell with left-aligned text.
 static std::string cell_markup(const std::string& content, std::size_t span = 1) {
   const std::string columns = span > 1 ? attribute("colspan", std::to_string(span)) : "";
   return R"(<td align="left" balign="left")" + columns + ">" + content + "</td>";
@@ -59,8 +59,8 @@ static std::string label(const std::string& rows, const char* attributes) {
   return rows.empty() ? "label=\"\"" : "label=<" + table_markup(rows, attributes) + ">";
 }
 
-// A row with a table. Graphviz gives each column of a table inside another one the same share of the room to
-// spare: most of that goes to empty columns, so that the others stay on the left.
+// A row that contains a table. Graphviz distributes spare room evenly among the columns of a nested table:
+// many empty columns take most of it, so that the others stay on the left.
 static std::string nested_row(const std::string& table, const std::string& before = "") {
   const std::string cells = before + "<td>" + table + R"(</td><td colspan="20"></td>)";
   return R"(<tr><td cellpadding="0">)" + table_markup("<tr>" + cells + "</tr>", kAround) + "</td></tr>";
@@ -80,7 +80,7 @@ static std::string findings_rows(const Node& node, std::size_t span = 1) {
   return rows;
 }
 
-// The cells of an item in the columns of its list; the last one takes the rest of them.
+// The rows of a list item: its cells, of which the last one spans the remaining columns, and its findings.
 static std::string item_rows(const Node& item, std::size_t columns) {
   if (item.cells.empty()) return row_markup(lines_markup(item.text), columns);
   std::string cells;
@@ -100,7 +100,7 @@ static std::string rows_below(const Node& node) {
       rows += item_rows(inner, node.list->columns.size());
       continue;
     }
-    // What has something below it is a heading.
+    // A line with others below it is a heading.
     const std::string below = rows_below(inner);
     if (!below.empty()) rows += R"(<tr><td height="3"></td></tr>)";
     rows += row_markup(below.empty() ? lines_markup(line_of(inner)) : bold(line_of(inner)));
@@ -124,7 +124,7 @@ static bool has_preferred_uplink(const Node& box) {
          std::any_of(box.children.begin(), box.children.end(), has_preferred_uplink);
 }
 
-// The number of steps from the box to the farthest one that reaches the Internet; below zero without one.
+// The number of steps from the box to the farthest one that reaches the Internet; -1 if there is none.
 static int distance_to_internet(const Node& box) {
   int distance = box.internet != Node::Internet::kNone ? 0 : -1;
   for (const Node& inner : box.children) {
@@ -140,7 +140,7 @@ static bool leads_out(const Node& box) {
 
 namespace {
 
-// What a diagram has, for its legend.
+// The contents of a diagram, for its legend.
 struct Content {
   std::vector<Node::Kind> kinds;
   bool has_errors = false;
@@ -155,7 +155,7 @@ struct Content {
   }
 };
 
-// One box after the other, each with a number as its name.
+// Writes the boxes, which are named n0, n1, n2 and so on, and their edges.
 class DotWriter {
  public:
   explicit DotWriter(const Node& diagram) : distance_(distance_to_internet(diagram)) {
@@ -167,8 +167,9 @@ class DotWriter {
   }
 
  private:
-  // Returns the number of the box, which is `depth` steps away from the gateway. `is_left` puts the boxes
-  // below it on its left.
+  // Adds a box, which is `depth` steps away from the gateway, and the boxes below it: on its left if
+  // `is_left`, otherwise on its right, except that boxes that lead to the Internet are on the left of the
+  // gateway. Returns the number of the box.
   std::size_t add(const Node& node, int depth, bool is_left) {
     const std::size_t number = count_++;
     const BoxColors& colors = style_of(node.kind).light;
@@ -181,7 +182,7 @@ class DotWriter {
     for (const Node& inner : node.children) {
       if (inner.is_box() && is_inner_left(inner)) add_edge(number, inner, depth + 1, true);
     }
-    // On the right Graphviz draws the first one at the bottom.
+    // On the right, Graphviz draws the first box at the bottom.
     for (auto inner = node.children.rbegin(); inner != node.children.rend(); ++inner) {
       if (inner->is_box() && !is_inner_left(*inner)) add_edge(number, *inner, depth + 1, false);
     }
@@ -192,7 +193,7 @@ class DotWriter {
     return is_preferred ? " [penwidth=4]" : "";
   }
 
-  // The edge leads from one column to the next, past other boxes by way of bends.
+  // Adds an edge that leads from column to column, with bends in the columns of other boxes.
   void add_internet_edge(std::size_t number, int depth, const Node& node) {
     if (internet_.empty()) {
       internet_ = std::string("    internet [fillcolor=\"") + kInternetColors.fill + "\", color=\"" +
@@ -211,7 +212,8 @@ class DotWriter {
   }
 
   void add_edge(std::size_t number, const Node& inner, int depth, bool is_left) {
-    // Its traffic passes the gateway, although it gets its address from the cellular link.
+    // The traffic of a pass-through port passes the gateway, although its address is that
+    // of the cellular link.
     if (inner.kind == Node::Kind::kPassthrough) {
       text_ += "    n0 -- n" + std::to_string(add(inner, 1, false)) + "\n";
       return;
@@ -222,7 +224,7 @@ class DotWriter {
              style_of_edge(has_preferred_uplink(inner)) + "\n";
   }
 
-  int distance_;  // of the last box that reaches the Internet
+  int distance_;  // of the farthest box that reaches the Internet
   std::size_t count_ = 0;
   std::size_t bend_count_ = 0;
   std::string internet_;
@@ -277,7 +279,7 @@ static std::string table_rows(const Table& table) {
          nested_row("<font" + attribute("color", kBoxText.light) + ">" + content + "</font>");
 }
 
-// What is below the boxes.
+// The label below the boxes: the legend and the tables.
 static std::string foot_label(const Node& diagram, const std::vector<Table>& tables) {
   std::string rows = legend_markup(diagram);
   for (const Table& table : tables)
@@ -291,7 +293,8 @@ static std::string caption_label(const Caption& caption) {
   return label(row_markup(title) + row_markup(lines_markup(caption.subtitle)), kCaptionAndFoot);
 }
 
-// The attributes of graphs, nodes and edges. The cluster is there because a graph has only one label.
+// The attributes of the graph, nodes and edges. The boxes are in a cluster, whose label is the caption,
+// because a graph has only one label.
 static std::string head_of(const Node& diagram, const std::vector<Table>& tables) {
   const std::string font = R"(fontname="Helvetica,Arial,sans-serif", fontsize=11, fontcolor=)";
   return "graph lanfab {\n"

@@ -7,7 +7,7 @@
 #include "cli/graph/node.h"
 #include "cli/graph/tables.h"
 
-// The diagram in Graphviz's language, in UTF-8: the Internet and what leads there on the left of the gateway,
-// the rest on the right; the caption above, a legend and the tables below. Without a title there is no
-// caption. It is legible on a white background and on a dark one.
+// The diagram in Graphviz's DOT language, in UTF-8. The Internet and the boxes that lead to it are on the
+// left of the gateway, all others on the right; the caption is above, a legend and the tables are below. A
+// caption without a title is left out. The diagram is legible on a white and on a dark background.
 std::string dot_diagram(const Node& diagram, const Caption& caption, const std::vector<Table>& tables);

@@ -35,20 +35,20 @@ struct Bundle {
   std::size_t lane = 0;
 };
 
-// The lines of an SVG file with one element each, as Graphviz writes it.
+// An SVG file as Graphviz writes it, with one element per line.
 struct Drawing {
   std::vector<std::string> lines;
   std::map<std::string, Box> boxes;
-  // The names of the left box and of the right one, and the line with the path.
+  // Indices of the lines with the paths, by the names of the left and the right box.
   std::map<std::pair<std::string, std::string>, std::size_t> edges;
 };
 
-// A side of a box: true is the right one.
+// A side of a box: the name of the box, and true for its right side.
 using Side = std::pair<std::string, bool>;
 
 }  // namespace
 
-// What is between two pieces of a line; empty if it lacks one of them.
+// The string between two others in a line; empty if the line lacks one of them.
 static std::string between(const std::string& line, const std::string& before, const std::string& after) {
   const std::size_t begin = line.find(before);
   if (begin == std::string::npos) return "";
@@ -56,7 +56,7 @@ static std::string between(const std::string& line, const std::string& before, c
   return end == std::string::npos ? "" : line.substr(begin + before.size(), end - begin - before.size());
 }
 
-// The box around a polygon.
+// The bounding box of a polygon.
 static Box box_of(const std::string& points) {
   std::istringstream stream(points);
   Box box;
@@ -76,7 +76,7 @@ static Drawing drawing_of(const std::string& svg) {
   static const std::string kTo = "&#45;&#45;";
   Drawing drawing;
   std::istringstream stream(svg);
-  std::string name;  // of the box or the edge that the lines draw
+  std::string name;  // of the box or the edge that the current lines draw
   bool is_box = false;
   for (std::string line; std::getline(stream, line); drawing.lines.push_back(line)) {
     const std::string title = between(line, "<title>", "</title>");
@@ -87,14 +87,14 @@ static Drawing drawing_of(const std::string& svg) {
     } else if (line.rfind("<path ", 0) == 0 && to != std::string::npos) {
       drawing.edges[{name.substr(0, to), name.substr(to + kTo.size())}] = drawing.lines.size();
     } else if (line.rfind("<polygon ", 0) == 0 && is_box) {
-      // The first one of a box is its outline.
+      // The first polygon of a box is its outline.
       drawing.boxes.emplace(name, box_of(between(line, "points=\"", "\"")));
     }
   }
   return drawing;
 }
 
-// Numbers the columns: the boxes of one have the same center.
+// Numbers the columns. The boxes of a column have the same center.
 static void number_columns(std::map<std::string, Box>& boxes) {
   constexpr double kTolerance = 3;
   std::vector<Box*> sorted;
@@ -140,14 +140,15 @@ class Gap {
     return drawing_.boxes.at(name);
   }
 
-  // Where lines begin or end. A bend has no sides.
+  // The x coordinate where lines begin or end: a side of a box, or the center of a bend.
   double side_x(const std::string& name, bool is_right) const {
     const Box& around = box(name);
     return name[0] == 'b' ? around.center_x() : is_right ? around.right : around.left;
   }
 
-  // The hub is the box on the left if that has several edges, and the one on the right otherwise. The
-  // Internet and the bends of its edges are always hubs; their names do not begin with an n.
+  // The hub of an edge is the left box if several edges begin there, otherwise the right box. The
+  // Internet and the bends of its edges, whose names do not begin with an n, are always hubs when
+  // they are on the left.
   void collect_bundles(std::size_t column) {
     std::map<std::string, std::size_t> counts;
     for (const auto& [ends, line] : drawing_.edges)
@@ -170,7 +171,8 @@ class Gap {
     return sum / static_cast<double>(names.size());
   }
 
-  // Where the lines of a side begin: one in the middle, several from top to bottom as they go on.
+  // Chooses where lines begin at the sides of boxes: a single line in the middle, several lines from top to
+  // bottom in the order of their other ends.
   void choose_ports() {
     std::map<Side, std::vector<std::pair<double, double*>>> ports;
     for (Bundle& bundle : bundles_) {
@@ -192,14 +194,14 @@ class Gap {
     }
   }
 
-  // Moves the end of a line so that it needs no bend, if the box is high enough.
+  // Moves the end of a line so that the line is straight, if the box is high enough.
   void straighten(const Bundle& bundle, const std::string& end, double& y) const {
     constexpr double kMargin = 8;
     const Box& around = box(end);
     if (bundle.hub_y >= around.top + kMargin && bundle.hub_y <= around.bottom - kMargin) y = bundle.hub_y;
   }
 
-  // The part of a lane that a bundle takes.
+  // The range of a lane, from top to bottom, that a bundle occupies.
   static std::pair<double, double> extent(const Bundle& bundle) {
     std::pair<double, double> extent(bundle.hub_y, bundle.hub_y);
     for (const auto& [end, y] : bundle.end_y)
@@ -207,7 +209,7 @@ class Gap {
     return extent;
   }
 
-  // Bundles share a lane if they do not meet there.
+  // Assigns bundles to lanes. Bundles share a lane if they do not overlap there.
   void choose_lanes() {
     constexpr double kDistance = 6;
     std::sort(bundles_.begin(), bundles_.end(),

@@ -2,7 +2,7 @@
 
 #include <string>
 
-// Gives the edges of a diagram in Graphviz's SVG right angles. Graphviz can do so itself, but fails on some
-// diagrams. It has placed the boxes in columns, and each edge leads from one column to the next: between the
-// columns there are only edges.
+// Returns a diagram, an SVG file by Graphviz, with its edges redrawn at right angles. Graphviz can draw
+// them like that itself, but fails on some diagrams. The boxes must be in columns, and each edge must lead
+// from one column to the next, so that only edges are between the columns.
 std::string with_right_angles(const std::string& svg);

@@ -5,7 +5,7 @@
 #include "config/lookup.h"
 #include "dnsmasq/hosts.h"
 
-// The lowest metric; nothing if two routes have it, or if there is no choice.
+// The lowest metric; nullopt if several routes have it, or if there are fewer than two routes.
 static std::optional<int> lowest_metric(const std::vector<DefaultRoute>& routes) {
   const auto is_lower = [](const DefaultRoute& a, const DefaultRoute& b) { return a.metric < b.metric; };
   const auto lowest = std::min_element(routes.begin(), routes.end(), is_lower);

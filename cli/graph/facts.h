@@ -1,6 +1,6 @@
 #pragma once
 
-// Queries over a whole configuration that a node of the diagram needs.
+// Queries about the whole configuration that the nodes of a diagram need.
 
 #include <optional>
 #include <string>
@@ -16,11 +16,11 @@ class DiagramFacts {
 
   const Site& site;
 
-  // ", metric 50, preferred" for what may ask for a route. Where there are several default routes, the metric
-  // of each is shown, also if the configuration has none.
+  // ", metric 50, preferred" for settings that may add a default route, with their configured metric. Empty
+  // without a metric, unless there are several default routes: then the metric of each is shown.
   std::string metric_text(const Json::Value& settings, const std::optional<int>& metric) const;
 
-  // Whether the settings ask for a default route, and whether its metric is the only lowest one.
+  // Whether the settings add a default route, and whether that one alone has the lowest metric of several.
   Node::Internet internet_by(const Json::Value& settings) const;
 
   // "till", "till, register": the names that the gateway resolves to an address; may be empty.
@@ -30,6 +30,6 @@ class DiagramFacts {
   bool is_preferred(const DefaultRoute& route) const;
 
   std::unordered_map<const Json::Value*, DefaultRoute> default_routes_;
-  std::optional<int> preferred_metric_;  // nothing while two routes share the lowest one
+  std::optional<int> preferred_metric_;  // nullopt unless one of several routes alone has the lowest
   std::unordered_map<Ipv4, std::string> host_names_;
 };

@@ -9,8 +9,8 @@
 #include "cli/base/subprocess.h"
 #include "cli/graph/edges.h"
 
-// The element of an SVG file without comments and without titles, which are the names of Graphviz's nodes and
-// would be shown at the mouse pointer. Each has a line of its own.
+// The element of an SVG file, without the comments and titles, each of which is on its own line. Browsers
+// would show the titles, the names of Graphviz's nodes, as tooltips.
 static std::string element_of(const std::string& file) {
   const std::size_t begin = file.find("<svg");
   if (begin == std::string::npos) return "";

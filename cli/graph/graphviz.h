@@ -3,6 +3,6 @@
 #include <optional>
 #include <string>
 
-// Draws a diagram as an SVG element with Graphviz's `dot`, found along PATH. Returns nothing, or why it could
-// not.
+// Draws a diagram in the DOT language as an SVG element, with Graphviz's `dot` from PATH. Returns
+// nullopt, or an error message.
 std::optional<std::string> draw(const std::string& dot, std::string& svg);

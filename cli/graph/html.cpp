@@ -34,7 +34,7 @@ static std::string replacement(const char* property, const char* light, const ch
   return "  svg [" + name + "=\"" + light + "\"] { " + name + ": " + dark + " }\n";
 }
 
-// Replaces the colors of the diagram; a printed page stays light.
+// Replaces the colors of the page and the diagram on dark screens; a printed page stays light.
 static std::string dark_style() {
   std::string style = "@media screen and (prefers-color-scheme: dark) {\n";
   style += kDarkPage;

@@ -110,7 +110,7 @@ void add_dhcp_lines(const DiagramFacts& facts, const Interface& interface, const
            {&location_of(dhcp, "dhcp_relay")});
 }
 
-// The destination as a subnet, or the words of the configuration when they are no subnet.
+// The destination as a subnet, or as the configuration has it if it is not a valid subnet.
 static std::string destination_text(const StaticRoute& route) {
   if (const auto destination = route.destination()) return to_text(*destination);
   return route.written.ipv4.value_or("nowhere") +
@@ -136,7 +136,7 @@ Node cellular_link(const DiagramFacts& facts) {
   link.internet = facts.internet_by(cell);
   if (site.context.passthrough_enabled)
     add_line(link, "passes its address on to the device behind " + site.context.passthrough_interface, {});
-  // In pass-through the metric is always 0, and worth a mention only beside others.
+  // In pass-through mode the metric is always 0, which only matters beside other default routes.
   const std::optional<int> metric = site.context.passthrough_enabled ? std::nullopt : settings.metric;
   add_line(link, "default route" + facts.metric_text(cell, metric), {&location_of(cell, "metric")});
   if (settings.has_prefix())

@@ -1,7 +1,7 @@
 #pragma once
 
-// The colors of a diagram. Each box has its own background under its text, so the background of the page does
-// not matter; the text beside the boxes and the lines are legible on white and on black.
+// The colors of a diagram. Each box has its own background, so the background of the page does not matter
+// for its text. Edges and text outside of boxes are legible on white and on black.
 
 #include <vector>
 
@@ -12,18 +12,18 @@ struct BoxColors {
   const char* line;
 };
 
-// How a kind of box looks, also on a dark page.
+// The style of a kind of box, on a light page and on a dark one.
 struct BoxStyle {
   Node::Kind kind;
-  const char* meaning;  // in the legend; null for what explains itself, and for what looks like another kind
+  const char* meaning;  // in the legend; null for self-explanatory kinds, and for those styled like another
   BoxColors light;
   BoxColors dark;
 };
 
-// In the order of the legend.
+// The styles of all kinds of boxes, in the order of the legend.
 const std::vector<BoxStyle>& box_styles();
 
-// That of a kind; the last one for a line.
+// The style of a kind; for kLine, the last style.
 const BoxStyle& style_of(Node::Kind kind);
 
 inline constexpr BoxColors kInternetColors = {"#57606a", "#57606a"};
@@ -41,5 +41,5 @@ inline constexpr PageColor kPageText = {"#6e7781", "#9198a1"};
 inline constexpr PageColor kError = {"#b3131c", "#ff9492"};
 inline constexpr PageColor kWarning = {"#7d4e00", "#f0b72f"};
 
-// Of a table below the diagram.
+// The colors of a table below the diagram.
 inline constexpr BoxColors kTableColors = {"#f6f8fa", "#d0d7de"};

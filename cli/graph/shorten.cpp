@@ -4,9 +4,9 @@
 #include <iterator>
 #include <string>
 
-// A list of so many stays whole.
+// The maximum length of a list that is not shortened.
 constexpr std::size_t kShortList = 8;
-// Of a longer one, as many stay from its beginning, and as many of the rest that have findings.
+// The number of items that a longer list keeps from its beginning, and of others with findings that it keeps.
 constexpr std::size_t kShown = 4;
 
 bool is_long(std::size_t count) {
@@ -23,7 +23,8 @@ static Node rest_of(Node::Kind kind, std::size_t count, std::size_t marked) {
   return {kind, "", std::move(text)};
 }
 
-// Moves the list, or what stays of it, to the end of `shown`; `kind` is that of what stands for the others.
+// Moves the list, shortened if it is long, to the end of `shown`. `kind` is the kind of the node that shows
+// how many items are left out.
 static void move_shortened(std::vector<Node>::iterator begin, std::vector<Node>::iterator end,
                            Node::Kind kind, std::vector<Node>& shown) {
   if (!is_long(static_cast<std::size_t>(end - begin))) {

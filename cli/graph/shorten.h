@@ -4,9 +4,10 @@
 
 #include "cli/graph/node.h"
 
-// Whether a list of so many is cut.
+// Whether a list of this length is shortened.
 bool is_long(std::size_t count);
 
-// Cuts long lists, so that the diagram stays legible: of more than a few, the first and some of those with
-// findings stay, and a node says how many are left out. Of many findings about one node the first stay.
+// Shortens long lists, so that the diagram stays legible. The first items and some of the others
+// with findings are kept; a node shows how many are left out. If a node has many findings, only
+// the first ones are kept.
 void summarize(Node& diagram);

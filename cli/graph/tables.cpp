@@ -52,7 +52,7 @@ class TableWriter {
                                                   [](const Node& inner) { return !inner.is_box(); }));
   }
 
-  // What was found in a box, but not in the rows of another table.
+  // The findings about a box that are not in the rows of another table.
   static std::vector<Finding> findings_of(const Node& box) {
     std::vector<Finding> findings = box.findings;
     for (const Node& line : box.children) {

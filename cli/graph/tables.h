@@ -10,11 +10,11 @@
 struct Table {
   std::string title;
   std::vector<std::string> columns;
-  std::vector<std::vector<std::string>> rows;  // each has as many cells
+  std::vector<std::vector<std::string>> rows;  // with a cell for each column
 };
 
 enum class TableScope { kEveryList, kShortenedLists };
 
-// The tables of a diagram that is still whole: of each list, or of those that summarize() shortens. What
-// `lanfab check` finds in a row is in its last column.
+// The tables for the lists of a diagram: for all of them, or for those that summarize(), which must be
+// called later, is going to shorten. The last column contains the findings about a row, if there are any.
 std::vector<Table> tables_of(const Node& diagram, TableScope scope);

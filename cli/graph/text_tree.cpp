@@ -5,25 +5,26 @@
 #include "cli/base/terminal.h"
 
 constexpr std::size_t kColumns = 80;
-// Between the columns of a table.
+// The gap between the columns of a table.
 constexpr std::size_t kTableGap = 2;
 
 namespace {
 
-// What the branches of the tree are made of, each three columns wide.
+// Strings that form the branches of the tree, each three columns wide.
 struct Branches {
   const char* to_node;
   const char* to_last_node;
   const char* past;
 };
 
-// One line of the tree after the other.
+// Writes the tree line by line.
 class TreeWriter {
  public:
   TreeWriter(Charset charset, bool color)
       : charset_(charset), color_(color), branches_(charset == Charset::kUtf8 ? kUtf8 : kAscii) {}
 
-  // `head` goes before the first line, `tail` before each that follows; both have as many branches.
+  // Adds a node and its children. `head` precedes the first line, `tail` each of the others; both
+  // consist of `depth` branches.
   void add(const Node& node, const std::string& head, const std::string& tail, std::size_t depth) {
     const std::string beside = tail + (node.children.empty() ? kNothing : branches_.past);
     add_lines(line_of(node), head, beside, depth, "");
@@ -50,7 +51,7 @@ class TreeWriter {
 
   void add_lines(const std::string& text, const std::string& head, const std::string& beside,
                  std::size_t depth, const char* style) {
-    // The lines that follow have one branch more before them than the first.
+    // Following lines may have one more branch before them than the first.
     const std::size_t columns = kColumns - (depth + 1) * kBranchColumns;
     const std::string* before = &head;
     for (const std::string& line : wrapped(text, columns, charset_)) {

@@ -5,12 +5,12 @@
 #include "cli/graph/facts.h"
 #include "cli/graph/node.h"
 
-// A tunnel and the interface that it leaves by.
+// The node of a tunnel, and the interface through which the tunnel's packets leave.
 struct TunnelNode {
   Node node;
   bool is_over_cell;
-  const Interface* interface;  // null over the cellular link, and where it is not known
+  const Interface* interface;  // null for the cellular link, or if unknown
 };
 
-// All of the configuration, in its order.
+// All tunnels: GRE, then WireGuard, both in the order of the configuration.
 std::vector<TunnelNode> tunnel_nodes(const DiagramFacts& facts);

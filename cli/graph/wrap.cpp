@@ -5,9 +5,9 @@
 #include "cli/base/terminal.h"
 #include "cli/lint/report.h"
 
-// Room for every character.
+// The smallest width that has room for every character.
 constexpr std::size_t kFewestColumns = 2;
-// What a longer text keeps, in characters.
+// Longer strings are cut to this number of characters.
 constexpr std::size_t kMaxCharacters = 200;
 
 namespace {
@@ -19,13 +19,14 @@ struct Character {
 
 }  // namespace
 
-// Takes the first character from a text that is not empty and has nothing unprintable but tabs.
+// Removes and returns the first character of a string, which is not empty. Its only
+// unprintable characters are tabs.
 static Character take_character(std::string_view& text, Charset charset) {
   const auto [code, size] = first_character(text);
   const std::string bytes(text.substr(0, size));
   text.remove_prefix(size);
   if (code == '\t') return {" ", 1};
-  // Below zero for what the C library does not know.
+  // Below zero for an unknown character.
   const int columns = columns_of(code);
   if (columns < 0 || (charset == Charset::kAscii && size > 1)) return {"?", 1};
   return {bytes, static_cast<std::size_t>(columns)};
@@ -46,12 +47,12 @@ static std::vector<Character> characters_of(const std::string& text, Charset cha
 
 namespace {
 
-// Fills one line after the other.
+// Fills lines with words, one after the other.
 class Lines {
  public:
   explicit Lines(std::size_t columns) : columns_(columns) {}
 
-  // A word is broken only when it fits on no line. An empty one keeps the space between two others.
+  // Breaks a word only if it does not fit on a line. An empty word, between two spaces, keeps both of them.
   void add_word(const std::vector<Character>& word) {
     std::size_t width = 0;
     for (const Character& character : word)
@@ -111,7 +112,7 @@ static std::vector<std::string> filled_lines(const std::vector<Character>& text,
 std::vector<std::string> wrapped(const std::string& text, std::size_t columns, Charset charset) {
   const std::vector<Character> characters = characters_of(text, charset);
   std::vector<std::string> lines = filled_lines(characters, columns);
-  // The narrowest column that takes no more lines leaves no single word on the last one.
+  // The smallest width with the same number of lines avoids a single word on the last line.
   const std::size_t count = lines.size();
   while (count > 1 && columns > kFewestColumns) {
     std::vector<std::string> narrower = filled_lines(characters, --columns);

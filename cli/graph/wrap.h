@@ -1,6 +1,6 @@
 #pragma once
 
-// Texts of a configuration on their way into a diagram.
+// Prepares strings of a configuration for a diagram.
 
 #include <cstddef>
 #include <string>
@@ -10,16 +10,16 @@
 
 enum class Charset { kAscii, kUtf8 };
 
-// Breaks a text between words, if it can, into the fewest lines of at most `columns`, which is at least 2;
-// the lines are about equally long. What is not a printable character of the charset becomes a question mark,
-// and a very long text is cut. Never without a line.
+// Breaks a string, between words if possible, into as few lines of at most `columns` columns (at least 2)
+// as possible; the lines are about equally long. Characters that are not printable or not in the charset
+// become question marks, and very long strings are cut. Returns at least one line.
 std::vector<std::string> wrapped(const std::string& text, std::size_t columns, Charset charset);
 
-// The same in one line.
+// The string on a single line, with the same replacements and the same maximum length as in wrapped().
 std::string shown(const std::string& text, Charset charset);
 
-// How many columns of a terminal such a line takes.
+// The width on a terminal, in columns, of a line that wrapped() or shown() returned.
 std::size_t width_of(const std::string& line);
 
-// "error: ... [rule]"
+// A finding on one line: "error: ... [rule]".
 std::string text_of(const Finding& finding);

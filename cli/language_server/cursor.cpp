@@ -11,7 +11,8 @@ struct Token {
   TextRange range;
 };
 
-// Splits a text into tokens. Blanks and comments are between them; a string ends with its line at the latest.
+// Splits a text into tokens and skips blanks and comments. A string without a closing quote
+// ends with its line.
 class Tokens {
  public:
   explicit Tokens(std::string_view text) : text_(text) {}
@@ -41,7 +42,7 @@ class Tokens {
     return text_.compare(location_, beginning.size(), beginning) == 0;
   }
 
-  // Goes on behind the next `end`, or to the end of the text.
+  // Advances past the next `end`, or to the end of the text.
   void skip_past(std::string_view end) {
     const std::size_t found = text_.find(end, location_ + 2);
     location_ = found == std::string_view::npos ? text_.size() : found + end.size();
@@ -70,7 +71,7 @@ class Tokens {
     return token(Token::Kind::kString, begin);
   }
 
-  // A word has at least one character, whatever it is.
+  // A word has at least one character, which may be any character.
   std::size_t end_of_word(std::size_t begin) const {
     std::size_t end = begin + 1;
     while (end < text_.size() && text_[end] != '"' &&
@@ -90,11 +91,11 @@ struct Container {
 
   bool is_object;
   Expected expected;
-  PathStep key;  // of the member whose value is expected or was the last one
+  PathStep key;  // of the member whose value is expected or was read last
   std::vector<std::string> keys;
 };
 
-// Reads the tokens up to the cursor, and then on to the end of the object around it for its other keys.
+// Reads the tokens up to the cursor, and then the rest of the object around it for its other keys.
 class CursorFinder {
  public:
   using Expected = Container::Expected;
@@ -113,8 +114,8 @@ class CursorFinder {
   }
 
  private:
-  // Whether the cursor is at the token or in front of it. At its end it is still at it, unless that is
-  // punctuation.
+  // Whether the cursor is before the token or at it. The end of a token also belongs to the token,
+  // unless it is punctuation.
   bool reaches(const Token& token) const {
     return token.kind == Token::Kind::kPunctuation ? offset_ <= token.range.begin
                                                    : offset_ <= token.range.end;
@@ -134,7 +135,7 @@ class CursorFinder {
   bool is_key(const Token& token) const {
     if (containers_.empty() || !containers_.back().is_object || token.kind != Token::Kind::kString)
       return false;
-    // The comma in front of it, or the rest of the member before, may not be written yet.
+    // The comma before the key, or the rest of the previous member, may not be written yet.
     return containers_.back().expected != Expected::kValue;
   }
 
@@ -171,7 +172,7 @@ class CursorFinder {
     return std::string(text.substr(0, text.size() - (is_closed ? 1 : 0)));
   }
 
-  // Goes on behind the token.
+  // Updates the open containers with the token.
   void take(const Token& token) {
     const char first = text_[static_cast<std::size_t>(token.range.begin)];
     if (token.kind != Token::Kind::kPunctuation) {

@@ -5,7 +5,7 @@
 #include "cli/base/terminal.h"
 #include "config/lookup.h"
 
-// How many UTF-16 code units a character takes.
+// The number of UTF-16 code units of a character.
 static std::size_t units_of(const Utf8Character& character) {
   return character.code > 0xffff ? 2 : 1;
 }

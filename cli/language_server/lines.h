@@ -13,21 +13,21 @@
 
 class Lines {
  public:
-  // The text must outlive this.
+  // The text must outlive the object.
   explicit Lines(std::string_view text);
 
-  // {"line", "character"} of an offset.
+  // The position of an offset: {"line", "character"}.
   Json::Value position_of(std::ptrdiff_t offset) const;
-  // {"start", "end"}
+  // The positions of a range: {"start", "end"}.
   Json::Value range_of(TextRange range) const;
 
-  // The offset of a position; one behind the end of its line is that end, as the protocol has it.
+  // The offset of a position. A position behind the end of its line means that end, as the protocol requires.
   std::ptrdiff_t offset_of(const Json::Value& position) const;
 
  private:
-  // The line without its end.
+  // The line without its line ending.
   std::string_view line_at(std::size_t number) const;
 
   std::string_view text_;
-  std::vector<std::size_t> begins_;  // of each line; never empty
+  std::vector<std::size_t> begins_;  // offsets of the lines; never empty
 };

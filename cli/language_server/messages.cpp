@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <utility>
 
-// A configuration has 4 MB at most, and escapes make six bytes of one.
+// A configuration has 4 MB at most, and an escape sequence may take six bytes for each of them.
 constexpr unsigned long kMaxSize = 32'000'000;
 
 std::optional<std::string> read_message(std::istream& input) {

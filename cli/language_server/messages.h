@@ -1,6 +1,6 @@
 #pragma once
 
-// The messages of the Language Server Protocol: JSON-RPC 2.0, each behind a header with its length.
+// The messages of the Language Server Protocol: JSON-RPC 2.0, each preceded by a header with its length.
 
 #include <json/json.h>
 
@@ -9,13 +9,13 @@
 #include <ostream>
 #include <string>
 
-// Reads the body of the next message. Nothing at the end of the input, and after a header without a usable
-// length, since the next message cannot be found then.
+// Reads the body of the next message. Returns nullopt at the end of the input, and for a header without a
+// usable length, since the next message cannot be located then.
 std::optional<std::string> read_message(std::istream& input);
 
 void write_message(std::ostream& output, const Json::Value& message);
 
-// Codes of JSON-RPC and of the protocol.
+// Error codes of JSON-RPC and of the protocol.
 enum class ErrorCode { kParseError = -32700, kMethodNotFound = -32601, kNotInitialized = -32002 };
 
 Json::Value response(const Json::Value& id, Json::Value result);

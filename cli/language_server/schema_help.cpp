@@ -4,7 +4,7 @@
 
 #include "cli/config_file/schema.h"
 
-// Null where the schema does not describe what is there.
+// The schema of the value at the path; null if there is none.
 static const Json::Value* schema_at(const std::vector<PathStep>& path) {
   const Json::Value* schema = &configuration_schema();
   for (const PathStep& step : path) {
@@ -20,7 +20,7 @@ static std::string text_of(const Json::Value& value) {
   return Json::writeString(builder, value);
 }
 
-// "integer, 68 to 9000, default 1500". A minimum does not come without a maximum.
+// "integer, 68 to 9000, default 1500". The schema does not contain a minimum without a maximum.
 static std::string type_of(const Json::Value& schema) {
   std::string text = schema["type"].asString();
   const bool has_maximum = schema.isMember("maximum");
@@ -32,7 +32,7 @@ static std::string type_of(const Json::Value& schema) {
   return schema.isMember("default") ? text + ", default " + text_of(schema["default"]) : text;
 }
 
-// The JSON text of the value without what the text has in front of the cursor's token.
+// The value as JSON, without its opening quote if the cursor's token already has one.
 static std::string rest_of(const Json::Value& value, const Cursor& cursor) {
   return text_of(value).substr(cursor.is_quoted ? 1 : 0);
 }
@@ -53,7 +53,7 @@ static std::vector<Proposal> keys_for(const Json::Value& schema, const Cursor& c
   return proposals;
 }
 
-// The only words that are allowed or, where there are none, examples.
+// The allowed values or, if the schema does not list them, examples.
 static std::vector<Proposal> values_for(const Json::Value& schema, const Cursor& cursor) {
   Json::Value values = schema["enum"];
   if (schema["type"] == "boolean") {

@@ -14,7 +14,7 @@
 #include "cli/lint/judge.h"
 #include "config/lookup.h"
 
-// Numbers of the protocol.
+// Constants of the protocol.
 constexpr int kWholeTextEachTime = 1;
 constexpr int kErrorDiagnostic = 1;
 constexpr int kWarningDiagnostic = 2;
@@ -75,7 +75,7 @@ void LanguageServer::put_document(const std::string& uri, const Json::Value& ver
   publish(uri, version, document);
 }
 
-// The editor forgets what was found.
+// Publishes an empty list, so that the editor removes the document's diagnostics.
 void LanguageServer::remove_document(const std::string& uri) {
   if (documents_.erase(uri) > 0) publish(uri, Json::Value(), Document());
 }
@@ -194,7 +194,7 @@ void LanguageServer::take_notice(const std::string& method, const Json::Value& p
   } else if (method == "textDocument/didOpen") {
     put_document(uri_of(parameters), document["version"], string_at(document, "text").value_or(""));
   } else if (method == "textDocument/didChange") {
-    // Each change has the whole text, so the last one counts.
+    // Each change contains the whole text, so only the last one matters.
     const Json::Value& changes = array_at(parameters, "contentChanges");
     if (changes.empty()) return;
     const Json::Value& last = changes[changes.size() - 1];
@@ -208,7 +208,7 @@ void LanguageServer::handle(const Json::Value& message) {
   const std::string method = string_at(message, "method").value_or("");
   const Json::Value& parameters = member(message, "params");
   if (message.isObject() && message.isMember("id")) {
-    // Without a method it is an answer, and this server asks nothing.
+    // A message without a method is a response; it is ignored, since this server does not send requests.
     if (!method.empty()) answer(message["id"], method, parameters);
   } else {
     take_notice(method, parameters);
@@ -221,7 +221,7 @@ static bool parse(const std::string& body, Json::Value& message) {
   try {
     return reader->parse(body.data(), body.data() + body.size(), &message, nullptr);
   } catch (const std::exception&) {
-    // The parser throws when the message is nested too deeply.
+    // The parser throws an exception if the message is nested too deeply.
     return false;
   }
 }

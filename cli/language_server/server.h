@@ -1,8 +1,8 @@
 #pragma once
 
-// A language server for configurations, in the words of the Language Server Protocol 3.17: diagnostics as one
-// types, the schema's descriptions, completion and quick fixes. An editor starts it and talks to it over its
-// standard input and output.
+// A language server for configurations, according to the Language Server Protocol 3.17: diagnostics while
+// the user types, descriptions from the schema, completion and quick fixes. An editor starts it and
+// communicates with it through standard input and output.
 
 #include <json/json.h>
 
@@ -18,11 +18,12 @@ class LanguageServer {
  public:
   LanguageServer(std::istream& input, std::ostream& output) : input_(input), output_(output) {}
 
-  // Handles messages until the editor ends the conversation. Returns whether it did so in order.
+  // Handles messages until the editor sends "exit" or the input ends. Returns whether the editor sent both
+  // "shutdown" and "exit".
   bool serve();
 
  private:
-  // A file as the editor has it, saved or not.
+  // The content of a file in the editor, saved or not, and the findings about it.
   struct Document {
     std::string text;
     std::vector<Finding> findings;

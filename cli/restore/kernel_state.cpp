@@ -6,7 +6,8 @@
 
 #include "cli/restore/fields.h"
 
-// Numbers of the kernel. Daemons restore by themselves what they have added, under numbers of their own.
+// Numbers that the kernel uses for protocols, scopes, types and lifetimes. Daemons use their own protocol
+// numbers, and restore themselves what they have added.
 constexpr char kByHand[] = "3";
 constexpr char kStatic[] = "4";
 constexpr char kDhcp[] = "16";
@@ -17,7 +18,7 @@ constexpr char kForever[] = "4294967295";
 
 namespace {
 
-// A member of a JSON object, and what `ip` calls it on the command line.
+// A member of a JSON object, and its name on the command line of `ip`.
 struct Name {
   const char* member;
   const char* word;
@@ -45,7 +46,7 @@ static const std::vector<Kind>& kinds() {
         {"priority", "priority"},
         {"vlan_filtering", "vlan_filtering"},
         {"mcast_snooping", "mcast_snooping"}}},
-      // The kernel does not change it; that it differs is reported.
+      // The kernel cannot change the ID of a VLAN: a difference is only reported.
       {"vlan", {{"id", "id"}}},
   };
   return all;
@@ -70,7 +71,7 @@ std::string RuleState::key() const {
   return joined(words);
 }
 
-// Appends the words for the members that are there.
+// Appends the words for the members that the object has.
 static void append(const Json::Value& object, const std::vector<Name>& names, Words& words) {
   for (const Name& name : names) {
     const std::string value = text_field(object, name.member);
@@ -121,7 +122,7 @@ static void read_addresses(const Json::Value& link, KernelState& state) {
 
 static void append_way(const Json::Value& from, RouteState& route) {
   append(from, {{"gateway", "via"}}, route.words);
-  // A gateway of the other family.
+  // A gateway of the other address family.
   const Json::Value& via = field(from, "via");
   if (has_field(via, "host"))
     route.words.insert(route.words.end(), {"via", text_field(via, "family"), text_field(via, "host")});
@@ -157,7 +158,8 @@ static RouteState route_of(const Json::Value& from) {
   return route;
 }
 
-// A route without a link ("blackhole") is not one that a configuration asks for.
+// Whether the route was added by hand, from a configuration or from a DHCP lease. Routes without a link,
+// such as "blackhole", do not come from a configuration.
 static bool is_added(const Json::Value& route) {
   const std::string protocol = text_field(route, "protocol");
   const bool is_by_somebody = protocol == kByHand || protocol == kStatic || protocol == kDhcp;
@@ -165,7 +167,7 @@ static bool is_added(const Json::Value& route) {
   return is_by_somebody && has_link && text_field(route, "type") == kUnicast;
 }
 
-// Members of a rule that have a word each.
+// Members of a rule that have the same meaning as a word on the command line of `ip`.
 static const std::vector<Name>& rule_members() {
   static const std::vector<Name> names = {
       {"priority", "priority"}, {"tos", "tos"},
@@ -178,11 +180,12 @@ static const std::vector<Name>& rule_members() {
   return names;
 }
 
-// Beside them, those that rule_of() reads by itself.
+// The other known members, which rule_of() reads in its own way or ignores.
 constexpr const char* kOtherMembers[] = {"src",    "srclen", "dst",          "dstlen",      "fwmark",
                                          "fwmask", "not",    "iif_detached", "oif_detached"};
 
-// A rule with a member that this program does not know cannot be named to `ip`: it is left alone.
+// Whether all members of a rule are known. A rule with an unknown member is left alone, since it cannot
+// be described to `ip`.
 static bool is_known(const Json::Value& rule) {
   const auto is_word = [](const std::string& member) {
     const auto is_same = [&member](const Name& name) { return member == name.member; };
@@ -193,7 +196,7 @@ static bool is_known(const Json::Value& rule) {
   return std::all_of(members.begin(), members.end(), is_word);
 }
 
-// "10.1.0.0/16", "0x1/0xff"; without the second member, the first one alone.
+// "10.1.0.0/16", "0x1/0xff"; only the first member if the second is missing.
 static std::string pair_of(const Json::Value& object, const char* first, const char* second) {
   const std::string end = text_field(object, second);
   return text_field(object, first) + (end.empty() ? "" : "/" + end);

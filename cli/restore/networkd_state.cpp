@@ -8,12 +8,12 @@
 constexpr char kIpv4[] = "2";
 constexpr char kWholeAddress[] = "32";
 
-// Whether systemd-networkd has configured the object itself; "foreign" is what it has found.
+// Whether the object is for IPv4 and is not "foreign": systemd-networkd has configured it, not just found it.
 static bool is_own(const Json::Value& object) {
   return text_field(object, "Family") == kIpv4 && text_field(object, "ConfigSource") != "foreign";
 }
 
-// An address that is an array of its bytes; empty without one.
+// An address, which is an array of bytes, in dotted notation; empty if the member is missing.
 static std::string dotted(const Json::Value& object, const char* key) {
   std::string text;
   for (const Json::Value& byte : array_field(object, key))
@@ -21,14 +21,14 @@ static std::string dotted(const Json::Value& object, const char* key) {
   return text;
 }
 
-// As `ip` prints a destination.
+// The destination of a route, as `ip` prints it.
 static std::string destination_of(const Json::Value& route) {
   const std::string prefix = text_field(route, "DestinationPrefixLength");
   if (prefix == "0") return "default";
   return dotted(route, "Destination") + (prefix == kWholeAddress ? "" : "/" + prefix);
 }
 
-// `ip` prints no metric of 0.
+// `ip` does not print a metric of 0.
 static std::string without_zero(const std::string& metric) {
   return metric == "0" ? "" : metric;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
-// What systemd-networkd has configured itself, as `networkctl --json=short list` prints it.
+// The addresses, routes and rules that systemd-networkd itself has configured, as `networkctl
+// --json=short list` prints them.
 
 #include <json/json.h>
 
@@ -11,10 +12,10 @@
 
 class NetworkdState {
  public:
-  // Of a null value nothing is known.
+  // `answer` is the output of networkctl; a null value if systemd-networkd could not be queried.
   explicit NetworkdState(const Json::Value& answer);
 
-  // False if systemd-networkd could not be queried: the others are false then, too.
+  // False if systemd-networkd could not be queried; has() then always returns false.
   bool is_known() const;
 
   bool has(const AddressState& address) const;
@@ -28,5 +29,6 @@ class NetworkdState {
   std::set<std::string> rules_;
 };
 
-// Whether it is done with every link, or with every one that has a carrier.
+// Whether systemd-networkd has finished configuring all links or, unless `waits_for_carriers`, all
+// links that have a carrier.
 bool is_settled(const Json::Value& answer, bool waits_for_carriers);

@@ -5,8 +5,8 @@
 
 using Steps = std::vector<Step>;
 
-// The kinds of links that systemd-networkd makes for a configuration. A modem that appears during a trial is
-// not one.
+// Kinds of links that systemd-networkd creates for a configuration. They do not include a modem, which may
+// appear during a trial.
 constexpr const char* kMadeKinds[] = {"vlan", "bridge", "gre", "gretap", "wireguard"};
 constexpr char kSwitches[] = "net/ipv4/conf/all/";
 constexpr char kCellular[] = "wwan";
@@ -19,7 +19,8 @@ static bool is_made_kind(const std::string& kind) {
   return std::find(std::begin(kMadeKinds), std::end(kMadeKinds), kind) != std::end(kMadeKinds);
 }
 
-// Whether what the link has follows the network of the cellular operator, which may change at any time.
+// Whether the link is a cellular link with a unit: its settings depend on the operator's network, which
+// may change at any time.
 static bool is_cellular(const Comparison& comparison, const std::string& link) {
   return link.rfind(kCellular, 0) == 0 && contains(comparison.units.links, link);
 }
@@ -58,7 +59,7 @@ static void compare_parameters(const std::string& name, const LinkState& before,
   }
 }
 
-// What has a unit is up and a member of its bridge because the old configuration wants it so.
+// A link with a unit is left up and in its bridge, since the old configuration requires both.
 static void compare_settings(const std::string& name, const LinkState& before, const LinkState& now,
                              bool has_unit, Steps& steps) {
   const Words set = {"link", "set", "dev", name};
@@ -74,14 +75,15 @@ static void compare_settings(const std::string& name, const LinkState& before, c
   if (!before.is_up && now.is_up && !has_unit) steps.push_back({name + " is up", set + Words{"down"}});
 }
 
-// Whether the rollback has made the tunnel with other parameters than before: the cellular link, whose
-// address and MTU it takes, has changed.
+// Whether the rollback has created the link with other parameters than before: a tunnel takes its address
+// and MTU from the cellular link, which may have changed.
 static bool is_made_again(const Comparison& comparison, const std::string& name, const LinkState& before,
                           const LinkState& now) {
   return contains(comparison.units.made, name) && before.parameters != now.parameters;
 }
 
-// A bridge takes its MTU and its MAC address from its members.
+// Compares network cards, or all other links if not `is_card`. Cards come first, since a bridge takes its
+// MTU and its MAC address from its members.
 static void compare_link_settings(const Comparison& comparison, bool is_card, Steps& steps) {
   for (const auto& [name, before] : comparison.before.links) {
     const auto link = comparison.now.links.find(name);
@@ -97,7 +99,8 @@ static void compare_link_settings(const Comparison& comparison, bool is_card, St
   }
 }
 
-// Without an answer of systemd-networkd, whatever is on a link that has a unit may be its own.
+// Whether the old configuration explains an item. If systemd-networkd could not be queried, anything on a
+// link that has a unit may come from it.
 template <typename Item>
 static bool is_explained(const Comparison& comparison, const Item& item, const std::string& link) {
   return comparison.networkd.is_known() ? comparison.networkd.has(item)
@@ -152,7 +155,7 @@ static void compare_old_routes(const Comparison& comparison, Steps& steps) {
   }
 }
 
-// Those without a gateway first: a gateway must be reachable when its route is added.
+// Routes without a gateway come first, since a gateway must be reachable when its route is added.
 static void compare_routes(const Comparison& comparison, Steps& steps) {
   for (const bool has_gateway : {false, true}) {
     for (const auto& [key, route] : comparison.before.routes) {
@@ -168,8 +171,8 @@ static void compare_routes(const Comparison& comparison, Steps& steps) {
   }
 }
 
-// Whether a rule may be that of a daemon: it chooses packets by a link that no configuration names, or sends
-// them to a table with routes on such a link.
+// Whether a rule may belong to a daemon: it selects packets by a link that no configuration names, or its
+// table has routes on such a link.
 static bool is_foreign(const Comparison& comparison, const RuleState& rule) {
   const auto is_unnamed = [&](const std::string& link) { return !contains(comparison.links, link); };
   if (std::any_of(rule.links.begin(), rule.links.end(), is_unnamed)) return true;

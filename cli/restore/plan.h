@@ -1,15 +1,15 @@
 #pragma once
 
-// What differs in the kernel from what was there before a trial, and the commands that undo it.
+// Differences between the kernel's network and its state before a trial, and the commands that undo them.
 //
-// Restored are the links that a configuration names: the one before the trial, that on trial, or the present
-// one. On all others, whatever appears or disappears during a trial is left alone: neither configuration
-// explains the bridge of a container or a tunnel that its own daemon makes. Only the kernel's switches for
-// forwarding and the like are restored everywhere, since a configuration changes them for all links at once.
+// Only links that a configuration names are restored: the configuration before the trial, the one on trial,
+// or the present one. All other links are left alone, such as the bridge of a container or a tunnel that
+// its own daemon creates. Sysctls such as forwarding are an exception: they are restored for all links,
+// since a configuration changes them for all links at once.
 //
-// What systemd-networkd has configured after the rollback is explained by the old configuration, also if it
-// was missing before. What the kernel derives (connected and local routes) follows by itself, and what came
-// with a lease is only removed.
+// Anything that systemd-networkd has configured after the rollback belongs to the old configuration, even
+// if it was missing before the trial. Connected and local routes are not compared, since the kernel derives
+// them. Addresses and routes of a DHCP lease are only removed, never added.
 
 #include <set>
 #include <string>
@@ -19,38 +19,38 @@
 #include "cli/restore/networkd_state.h"
 
 struct Step {
-  std::string difference;  // "eth1 has MTU 1430 instead of 1500"; may hold strings of others
-  // Of `ip`. Empty for a file below /proc/sys, and for what cannot be changed.
+  std::string difference;  // "eth1 has MTU 1430 instead of 1500"; may contain strings from outside
+  // Arguments of `ip`. Empty for a sysctl, and for a difference that cannot be undone.
   Words command;
   std::string sysctl = {};
   std::string value = {};
 };
 
-// The names that unit files give to links.
+// Names of the links that have unit files.
 struct UnitNames {
-  std::set<std::string> links;  // in any unit
-  std::set<std::string> made;   // of which systemd-networkd makes the link
+  std::set<std::string> links;  // with any unit
+  std::set<std::string> made;   // with a unit from which systemd-networkd creates the link
 };
 
 struct Comparison {
   const KernelState& before;
   const KernelState& now;
-  const NetworkdState& networkd;       // now
-  const UnitNames& units;              // now
-  const std::set<std::string>& links;  // that a configuration names
+  const NetworkdState& networkd;       // the present one
+  const UnitNames& units;              // the present ones
+  const std::set<std::string>& links;  // those that a configuration names
 };
 
-// In this order: what a stage does changes what is left to do for the later ones.
+// The stages of a restoration, in order: the steps of a stage change what is left to do for the later ones.
 enum class Stage {
-  kLinks,         // those that the trial has made
-  kCards,         // settings of links that are on no other one
-  kMadeLinks,     // of the others
-  kOldAddresses,  // those to remove
+  kLinks,         // links that the trial has created
+  kCards,         // settings of links that are not on top of others
+  kMadeLinks,     // settings of all other links
+  kOldAddresses,  // addresses to remove
   kAddresses,
   kOldRoutes,
   kRoutes,
   kRules,
-  kSwitches,  // sysctls that change those of each link
+  kSwitches,  // sysctls for all links, which change those of each link
   kSysctls,
 };
 

@@ -20,15 +20,14 @@ constexpr int kQuerySeconds = 2;
 constexpr char kConf[] = "net/ipv4/conf/";
 constexpr char kUnits[] = "units";
 
-// The switches of a link that systemd-networkd sets for a unit, and those beside them that change where
-// packets go.
+// Sysctls of a link that systemd-networkd sets for a unit, and others that affect where packets go.
 constexpr const char* kSysctls[] = {
     "accept_local",   "arp_announce",        "arp_filter",     "arp_ignore",
     "forwarding",     "promote_secondaries", "proxy_arp",      "proxy_arp_pvlan",
     "route_localnet", "rp_filter",           "src_valid_mark",
 };
 
-// The parser throws when a text is nested too deeply.
+// The parser throws an exception if the JSON is nested too deeply.
 static bool parse(const std::string& text, Json::Value& value) {
   try {
     return parse_json(text, value);
@@ -70,7 +69,7 @@ std::optional<std::string> query_kernel(Json::Value& record) {
   return std::nullopt;
 }
 
-// The files are called "20-eth0.network", "30-eth0.100.netdev".
+// The files have names such as "20-eth0.network" and "30-eth0.100.netdev".
 UnitNames read_unit_names() {
   UnitNames names;
   for (const std::string& file : list_directory(kUnitDir).value_or(Words())) {
@@ -118,7 +117,7 @@ static std::set<std::string> read_trial_links() {
   return links;
 }
 
-// A file of its own: the record stays as it is, also if /run is full.
+// Uses a separate file, so that the record stays intact even if /run is full.
 void note_trial_links() {
   std::set<std::string> links = read_trial_links();
   links.merge(read_unit_names().links);

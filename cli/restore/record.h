@@ -1,6 +1,6 @@
 #pragma once
 
-// The record of the kernel's network before a trial, and what is compared with it.
+// The record of the kernel's network before a trial, and the present state that is compared with it.
 
 #include <json/json.h>
 
@@ -10,21 +10,24 @@
 
 #include "cli/restore/plan.h"
 
-// Reads the kernel's links, addresses, routes, rules and sysctls as kernel_state_of takes them. Returns
-// nothing, or why it cannot be read.
+// Reads the kernel's links, addresses, routes, rules and sysctls into `record`, as kernel_state_of()
+// expects them. Returns nullopt, or an error message.
 std::optional<std::string> query_kernel(Json::Value& record);
 
-// The links that the present units of systemd-networkd name.
+// Names of the links that have units of systemd-networkd at present.
 UnitNames read_unit_names();
 
-// Writes the kernel's state and the present units to the record. Returns nothing, or why there is no record.
+// Writes the kernel's state and the names of the links that have units to the record. Returns
+// nullopt, or an error message.
 std::optional<std::string> write_record();
 
-// Reads the record. Returns nothing, or why it cannot be used: it is missing, damaged or too large.
+// Reads the record. Returns nullopt, or an error message if the record is missing, damaged or too large.
 std::optional<std::string> read_record(Json::Value& record);
 
-// Notes which links the configuration on trial names, before its rollback replaces the units.
+// Saves the names of the links that have units on trial; to be called before the rollback replaces the
+// units. Reports a failure.
 void note_trial_links();
 
-// The links that a configuration names: the one before the trial, that on trial, or the present one.
+// Names of the links that have units in the configuration before the trial, the one on trial or
+// the present one.
 std::set<std::string> named_links(const Json::Value& record);

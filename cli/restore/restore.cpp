@@ -15,9 +15,10 @@
 #include "cli/restore/plan.h"
 #include "cli/restore/record.h"
 
-// In seconds.
+// Time limits, in seconds.
 constexpr std::int64_t kSettleSeconds = 15;
-// A card that was set down needs some of them to find its carrier again; a port without a cable never does.
+// A network card that was set down takes a few seconds to detect its carrier; a port without a
+// cable never does.
 constexpr std::int64_t kCarrierSeconds = 5;
 constexpr std::int64_t kRestoreSeconds = 60;
 constexpr int kQuerySeconds = 2;
@@ -25,7 +26,7 @@ constexpr int kStepSeconds = 5;
 
 constexpr timespec kPause = {0, 300'000'000};
 
-// Null if it cannot be queried.
+// The state of systemd-networkd; a null value if it cannot be queried.
 static Json::Value query_networkd() {
   std::string output;
   Json::Value answer;
@@ -38,8 +39,9 @@ static Json::Value query_networkd() {
   return answer.isObject() ? answer : Json::Value();
 }
 
-// Waits until systemd-networkd has configured every link, so many seconds also for those without a carrier.
-// Returns its last answer, null if there was none.
+// Waits until systemd-networkd has configured every link, for kSettleSeconds at most. After
+// `carrier_seconds`, links without a carrier no longer matter. Returns the last state; a null value if it
+// could not be queried.
 static Json::Value wait_for_networkd(std::int64_t carrier_seconds) {
   const std::int64_t begin = monotonic_seconds();
   while (true) {
@@ -67,7 +69,7 @@ static std::optional<std::string> write_sysctl(const Step& step) {
   return std::nullopt;
 }
 
-// Returns nothing, or why the step failed.
+// Takes a step. Returns nullopt, or an error message.
 static std::optional<std::string> take(const Step& step) {
   if (!step.sysctl.empty()) return write_sysctl(step);
   if (step.command.empty()) return "it cannot be changed";
@@ -84,10 +86,10 @@ class Restoration {
   Restoration(const Json::Value& record, const Json::Value& networkd)
       : before_(kernel_state_of(record)), networkd_(networkd), links_(named_links(record)) {}
 
-  // Returns nothing, or why the kernel cannot be compared any more.
+  // Takes the steps of all stages. Returns nullopt, or an error message if the kernel could not be queried.
   std::optional<std::string> take_steps();
 
-  // What differs now.
+  // The remaining differences.
   std::vector<std::string> differences() const;
 
  private:
