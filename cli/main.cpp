@@ -1,4 +1,4 @@
-// The program `lanfab`, for authors of configurations: what a configuration will do before it does it.
+// The program `lanfab`, which checks, previews and applies configurations of cmd_lanfab.
 
 #include <syslog.h>
 
@@ -13,7 +13,7 @@
 #include "cli/base/terminal.h"
 #include "cli/commands/commands.h"
 
-// Whether everything reached standard output: a full disk and a reader that has gone show at the latest now.
+// Whether everything was written to standard output. Reports an error otherwise, such as a full disk.
 static bool is_output_complete() {
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return true;
   std::fprintf(stderr, "lanfab: error writing standard output: %s\n", std::strerror(errno));
@@ -23,7 +23,7 @@ static bool is_output_complete() {
 int main(int argc, char* argv[]) {
   replace_path_of_root();
   signal(SIGPIPE, SIG_IGN);
-  // The program's own code, which the rules ask, has nothing to say to this machine's log.
+  // The rules call code of cmd_lanfab, whose messages must not go to this machine's log.
   setlogmask(LOG_MASK(LOG_EMERG));
   try {
     const int status = run_command_line(argc, argv);

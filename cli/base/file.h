@@ -1,6 +1,6 @@
 #pragma once
 
-// Reading and writing whole files.
+// Reads and writes whole files, and locks directories.
 
 #include <sys/types.h>
 
@@ -15,7 +15,7 @@ struct File {
   std::string content;
 };
 
-// An open file, closed by the destructor, which leaves errno alone.
+// A file descriptor, closed by the destructor, which does not change errno.
 class Descriptor {
  public:
   explicit Descriptor(int number = -1) : number_(number) {}
@@ -25,7 +25,7 @@ class Descriptor {
   Descriptor& operator=(const Descriptor&) = delete;
   ~Descriptor();
 
-  // Below zero if the file could not be opened.
+  // Negative if no file is open.
   int number() const {
     return number_;
   }
@@ -34,12 +34,12 @@ class Descriptor {
     return number_ >= 0;
   }
 
-  // The number, which the caller then has to close.
+  // Returns the number, which the caller then has to close.
   int release() {
     return std::exchange(number_, -1);
   }
 
-  // Returns whether everything that was written has been accepted.
+  // Closes the file. False, with errno set, on failure: written data may be lost then.
   bool close();
 
  private:
@@ -49,15 +49,15 @@ class Descriptor {
 // An exclusive lock on a directory, released by the destructor.
 class ExclusiveLock {
  public:
-  // Waits while another process holds the lock, for so many seconds at most: a stopped process never releases
-  // it.
+  // Waits for at most this many seconds while another process holds the lock: a stopped process never
+  // releases it.
   explicit ExclusiveLock(const std::string& directory, int seconds = 10);
 
   bool is_held() const {
     return is_held_;
   }
 
-  // Why the lock is not held: "/run/lanfab: Not a directory".
+  // Error message if the lock is not held: "/run/lanfab: Not a directory".
   const std::string& error() const {
     return error_;
   }
@@ -68,7 +68,7 @@ class ExclusiveLock {
   std::string error_;
 };
 
-// A file without a name, for the input or output of another program.
+// A file in memory, for the input or output of another program.
 class MemoryFile {
  public:
   MemoryFile();
@@ -77,10 +77,10 @@ class MemoryFile {
     return descriptor_.number();
   }
 
-  // Replaces the content of an empty file; its reader begins at the start. False, with errno set, on failure.
+  // Fills an empty file, and rewinds it for its reader. False, with errno set, on failure.
   bool fill(const std::string& text) const;
 
-  // Everything that was written to it.
+  // Everything that was written to the file.
   std::string content() const;
 
  private:
@@ -90,7 +90,7 @@ class MemoryFile {
 // Appends everything up to the end of the file. False, with errno set, on failure.
 bool read_all(int descriptor, std::string& content);
 
-// False, with errno set, on failure.
+// Writes the whole content. False, with errno set, on failure.
 bool write_all(int descriptor, const std::string& content);
 
 // Reads a regular file. False, with errno set, if it cannot be read.
@@ -99,8 +99,8 @@ bool read_file(const std::string& path, File& file);
 // Writes a file with its mode into an existing directory. False, with errno set, on failure.
 bool write_file(const File& file);
 
-// Creates a directory and those above it. False, with errno set, on failure.
+// Creates a directory and its missing parents, and sets its mode. False, with errno set, on failure.
 bool make_directories(const std::string& path, mode_t mode);
 
-// The sorted names in a directory. Nothing, with errno set, if it cannot be read.
+// Sorted names of the entries of a directory. Nothing, with errno set, if it cannot be read.
 std::optional<std::vector<std::string>> list_directory(const std::string& directory);

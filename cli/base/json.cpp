@@ -12,7 +12,7 @@ bool parse_json(const std::string& text, Json::Value& value) {
 std::string element_text(const Json::Value& value, std::size_t depth) {
   const std::string indentation(depth, '\t');
   std::string text = indentation;
-  // A line end within a string is escaped.
+  // Newlines within strings are escaped.
   for (const char c : Json::writeString(Json::StreamWriterBuilder(), value)) {
     text += c;
     if (c == '\n') text += indentation;

@@ -20,7 +20,7 @@ std::string escaped(const std::string& text) {
         markup += "&#39;";
         break;
       case ']':
-        // Graphviz does not get to see one that is all of a text, and takes the element for empty.
+        // Graphviz drops a "]" that is the whole text of an element, and treats the element as empty.
         markup += "&#93;";
         break;
       default:

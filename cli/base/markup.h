@@ -2,6 +2,6 @@
 
 #include <string>
 
-// The text as markup shows it: what would begin an element, a reference, or the end of an attribute is
-// replaced. Also Graphviz's labels show it so.
+// The string escaped for markup and for Graphviz's HTML-like labels: replaces the characters that would
+// begin an element or a reference, or end an attribute.
 std::string escaped(const std::string& text);

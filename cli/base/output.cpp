@@ -38,7 +38,7 @@ static bool is_in_proc(const Descriptor& directory) {
   return fstatfs(directory.number(), &status) == 0 && status.f_type == PROC_SUPER_MAGIC;
 }
 
-// Another descriptor of the same open file or directory, with other flags.
+// Opens the same file or directory again, with other flags.
 static Descriptor reopened(const Descriptor& file, int flags) {
   const std::string path = "/proc/self/fd/" + std::to_string(file.number());
   return Descriptor(open(path.c_str(), flags | O_CLOEXEC));
@@ -57,14 +57,15 @@ static std::deque<std::string> components_of(const std::string& path) {
 
 namespace {
 
-// Walks along a path, one name after the other.
+// Resolves a path, one component after the other.
 class Walk {
  public:
   explicit Walk(const std::string& path) : names_(components_of(path)) {
     start(path);
   }
 
-  // False, with errno set, if the path leads nowhere. Its last part may be missing.
+  // Sets the location. False, with errno set, if the path cannot be resolved; its last component may be
+  // missing.
   bool go(OutputLocation& location) {
     while (directory_.is_open()) {
       if (names_.empty()) return arrive(location, "", reopened(directory_, O_PATH));
@@ -109,7 +110,8 @@ class Walk {
     return true;
   }
 
-  // A link of the kernel leads to an open file that may have no path; no other user can make one.
+  // Follows a link. A link in /proc leads to an open file that may not have a path; other users cannot
+  // create such links. False, with errno set, on failure.
   bool follow(const std::string& name, const Descriptor& link) {
     constexpr int kMostLinks = 40;
     if (++links_ > kMostLinks) return fail_with(ELOOP);
@@ -133,7 +135,7 @@ class Walk {
   }
 
   Descriptor directory_{-1};
-  std::deque<std::string> names_;  // still to go
+  std::deque<std::string> names_;  // components still to resolve
   int links_ = 0;
   bool is_process_link_ = false;
   bool has_foreign_link_ = false;
@@ -149,7 +151,8 @@ static std::optional<std::string> find_location(const std::string& path, OutputL
 
 // --- One file
 
-// A device or a pipe, that of somebody else where anybody may have put it excepted.
+// Accepts a device or a pipe, unless another user may have put it there: it belongs to another user, and
+// its directory can be written to by others.
 std::optional<std::string> OutputFile::open() {
   if (auto error = find_location(path_, location_)) return error;
   errno = EISDIR;
@@ -165,12 +168,13 @@ std::optional<std::string> OutputFile::open() {
 }
 
 static bool write_to(const Descriptor& file, const std::string& content) {
-  // A file behind /dev/stdout may have been opened to append to it.
+  // /dev/stdout may be a file that was opened for appending.
   Descriptor open_file = reopened(file, O_WRONLY | O_APPEND);
   return open_file.is_open() && write_all(open_file.number(), content) && open_file.close();
 }
 
-// That of the present file, unless somebody else may have chosen it.
+// Mode of the new file: that of the file it replaces, if that belongs to the caller or root; otherwise the
+// default.
 static mode_t mode_for(const OutputLocation& location) {
   struct stat status {};
   const bool is_there =
@@ -181,7 +185,8 @@ static mode_t mode_for(const OutputLocation& location) {
   return 0666 & ~mask;
 }
 
-// Opens a new file in the directory, and completes its name.
+// Creates a file in the directory, and appends a random suffix to `name`. Not open, with errno set, on
+// failure.
 static Descriptor open_temporary(const Descriptor& directory, std::string& name) {
   constexpr int kMostAttempts = 100;
   std::random_device random;
@@ -199,8 +204,8 @@ static Descriptor open_temporary(const Descriptor& directory, std::string& name)
   return Descriptor(number);
 }
 
-// Gives the new file the mode, and if wanted the owner, of the one that it is to replace. False, with errno
-// set, if it cannot have that owner.
+// Gives the new file the mode of the file that it will replace and, with Owner::kKept, its owner. False,
+// with errno set, if the owner cannot be changed.
 static bool take_over(const OutputLocation& location, Owner owner, const Descriptor& file) {
   struct stat status {};
   const bool keeps_owner = owner == Owner::kKept && location.file.is_open();
@@ -208,12 +213,13 @@ static bool take_over(const OutputLocation& location, Owner owner, const Descrip
                       fchown(file.number(), status.st_uid, status.st_gid) != 0)) {
     return false;
   }
-  // A file system without modes, such as FAT, refuses this.
+  // Fails on a file system without modes, such as FAT.
   fchmod(file.number(), keeps_owner ? status.st_mode & kPermissions : mode_for(location));
   return true;
 }
 
-// Writes a new file beside the one that it then replaces, without following what is there by now.
+// Writes a temporary file in the same directory, then renames it over the old file. A link that is there by
+// now is replaced, not followed. False, with errno set, on failure.
 static bool replace(const OutputLocation& location, const std::string& content, Owner owner) {
   std::string temporary = location.name;
   Descriptor file = open_temporary(location.directory, temporary);
@@ -278,11 +284,11 @@ std::optional<std::string> OutputDirectory::open() {
 
 namespace {
 
-// Makes new files and directories below a directory, and can remove them again. All directories stay open, so
-// that each name is looked up once, in a directory that this program has made.
+// Creates files and directories below a directory, and can remove them again. Keeps all directories open,
+// so that each name is looked up only once, in a directory that this program has created.
 class NewTree {
  public:
-  // False, with errno set, on failure.
+  // Opens or creates the top directory, which must be empty. False, with errno set, on failure.
   bool begin(const OutputLocation& location) {
     Descriptor top = location.file.is_open() ? reopened(location.file, O_RDONLY | O_DIRECTORY)
                                              : make_directory(location.directory, location.name);
@@ -291,7 +297,7 @@ class NewTree {
     return true;
   }
 
-  // The path begins with a slash.
+  // Creates a file, whose path begins with a slash, and its directories. False, with errno set, on failure.
   bool add(const File& file) {
     const std::size_t slash = file.path.rfind('/');
     const Descriptor* directory = directory_at(file.path.substr(0, slash));
@@ -305,7 +311,7 @@ class NewTree {
            fchmod(descriptor.number(), file.mode & kPermissions) == 0 && descriptor.close();
   }
 
-  // Leaves errno alone.
+  // Removes everything that was created. Does not change errno.
   void remove() const {
     const int error = errno;
     for (auto one = made_.rbegin(); one != made_.rend(); ++one)
@@ -320,7 +326,7 @@ class NewTree {
     int flags;  // of unlinkat
   };
 
-  // Makes the directory unless it has been made. Null, with errno set, on failure.
+  // Returns the directory, created if necessary. Null, with errno set, on failure.
   const Descriptor* directory_at(const std::string& path) {
     const auto found = directories_.find(path);
     if (found != directories_.end()) return &found->second;
@@ -332,7 +338,8 @@ class NewTree {
     return &directories_.emplace(path, std::move(directory)).first->second;
   }
 
-  // Another user may have replaced it by the time it is opened.
+  // Creates a directory and opens it. Not open, with errno set, on failure: also if another user has
+  // replaced the directory before it was opened.
   Descriptor make_directory(const Descriptor& parent, const std::string& name) {
     if (mkdirat(parent.number(), name.c_str(), 0755) != 0) return Descriptor(-1);
     made_.push_back({parent.number(), name, AT_REMOVEDIR});
@@ -345,7 +352,7 @@ class NewTree {
     return Descriptor(-1);
   }
 
-  std::map<std::string, Descriptor> directories_;  // by path; that of the top is empty
+  std::map<std::string, Descriptor> directories_;  // by path, which is empty for the top directory
   std::vector<Made> made_;
 };
 

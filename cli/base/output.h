@@ -1,9 +1,10 @@
 #pragma once
 
-// Files that a command writes where its caller says. What the path means is decided once, when the place is
-// opened; from then on nobody who changes names in the path decides where is written.
+// Writes files and directories to paths that the user chose. open() resolves the path once; after that,
+// changes of names in the path do not redirect the output.
 //
-// Links are followed, except in a directory that other users may write to: there anybody may have put one.
+// Links are followed, except in a directory that other users can write to, since any of them may have
+// created the link.
 
 #include <optional>
 #include <string>
@@ -12,32 +13,33 @@
 
 #include "cli/base/file.h"
 
-// A location in the file system.
+// A resolved path.
 struct OutputLocation {
-  Descriptor directory;          // that of the file
+  Descriptor directory;          // directory of the file
   std::string name;              // in the directory
-  Descriptor file;               // for the path alone; not open if there is no such file
-  bool is_process_link = false;  // such as /dev/stdout: a link of the kernel to an open file
+  Descriptor file;               // opened with O_PATH; not open if the file does not exist
+  bool is_process_link = false;  // reached by a link in /proc to an open file, as /dev/stdout is
 };
 
-// Whose a file is that replaces another one: the caller's, or still the same user's and group's.
+// Owner of a file that replaces another one: the caller, or the user and group of the replaced file.
 enum class Owner { kCaller, kKept };
 
-// One file.
+// A file to write.
 class OutputFile {
  public:
   explicit OutputFile(std::string path) : path_(std::move(path)) {}
 
-  // Finds the location. Returns nothing, or why nothing can be written there.
+  // Resolves the path. Returns nothing on success; otherwise an error message.
   std::optional<std::string> open();
 
-  // Writes the file so that its readers see either the former content or the new one, also if this program is
-  // killed. An existing file keeps its mode; a terminal or a pipe is written to. Returns nothing, or why it
-  // failed; nothing has changed then.
+  // Writes the file atomically: readers see either the old or the new content, even if this program is
+  // killed. An existing file of the caller or root keeps its mode. A terminal, a pipe or an open file such
+  // as /dev/stdout is written to directly. Returns nothing on success; otherwise an error message, and a
+  // file that was to be replaced is unchanged.
   std::optional<std::string> write(const std::string& content, Owner owner = Owner::kCaller) const;
 
-  // Writes a file for the caller alone, which must not exist. Its readers see all of it or nothing. Returns
-  // nothing, or why it failed; there is no such file then, or still the one that was there.
+  // Creates a file that only the caller can access. It must not exist; readers see the complete file or
+  // none. Returns nothing on success; otherwise an error message, and nothing is created or replaced.
   std::optional<std::string> create(const std::string& content) const;
 
  private:
@@ -45,18 +47,18 @@ class OutputFile {
   OutputLocation location_;
 };
 
-// A directory and the files below it.
+// A directory to write files into.
 class OutputDirectory {
  public:
   explicit OutputDirectory(std::string path) : path_(std::move(path)) {}
 
-  // Finds the location. Returns nothing, or why nothing can be written there: the directory must be missing
-  // or empty.
+  // Resolves the path. The directory must be missing or empty. Returns nothing on success; otherwise an
+  // error message.
   std::optional<std::string> open();
 
-  // Writes the files below the directory, all or none; the signals that end a program wait. Only new files
-  // and directories are written to. The modes are those of the files, without the right to run as another
-  // user. Returns nothing, or why it failed.
+  // Creates the files below the directory: all of them or, on failure, none. Signals are blocked meanwhile.
+  // Never writes to existing files. The files get their modes, but without the set-user-ID and set-group-ID
+  // bits. Returns nothing on success; otherwise an error message.
   std::optional<std::string> write(const std::vector<File>& files);
 
  private:

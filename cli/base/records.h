@@ -1,7 +1,6 @@
 #pragma once
 
-// Numbers and texts as bytes that one process of this program sends to another. A text begins with its
-// length.
+// Serializes numbers and strings for another process of this program. A string is preceded by its length.
 
 #include <cstdint>
 #include <cstring>
@@ -30,7 +29,7 @@ class Encoder {
   std::string bytes;
 };
 
-// Past the end it gives zeros and empty texts, and says so in the end.
+// Reads serialized values. Past the end, returns zeros and empty strings, and clears `is_whole`.
 class Decoder {
  public:
   explicit Decoder(const std::string& bytes) : bytes_(bytes) {}
@@ -48,7 +47,7 @@ class Decoder {
     return begin != nullptr ? std::string(begin, size) : std::string();
   }
 
-  // `read` reads one element and appends it.
+  // Reads a list: `read` is called for each element, to read and append it.
   template <typename Read>
   void list(Read read) {
     for (std::uint32_t left = number(); left > 0 && is_whole; --left)

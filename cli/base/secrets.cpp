@@ -16,8 +16,8 @@ bool is_secret_name(std::string_view name) {
   return letters == "privatekey" || letters == "presharedkey";
 }
 
-// Blanks the value or the list of values that follows a name, and returns its end. Only marks tell where it
-// ends: its quotes may be what is wrong with the text.
+// Blanks the value or the list of values that follows a name, and returns its end. Relies on punctuation
+// only to find the end, since the text may be invalid because of its quotes.
 static std::size_t blank_value(std::string& text, std::size_t position) {
   bool is_list = false;
   bool is_found = false;
@@ -62,7 +62,7 @@ static std::size_t value_end(std::string_view text, std::size_t position) {
   return end;
 }
 
-// Where the value of the name that ends at `position` begins; npos if no "=" or ":" follows the name.
+// Offset of the value of the name that ends at `position`; npos if no "=" or ":" follows the name.
 static std::size_t value_begin(std::string_view text, std::size_t position) {
   constexpr std::string_view kBlanks = " \t";
   if (position < text.size() && text[position] == '"') ++position;
@@ -98,7 +98,7 @@ std::string SecretMask::masked(const std::string& text, NameQuestion is_secret) 
   return result.append(text, copied);
 }
 
-// Without a key there is nothing to hide, and the reader sees that it is missing.
+// A string of blanks is not hidden: the reader sees that the key is missing.
 std::string SecretMask::masked_key(const std::string& key) {
   if (key.find_first_not_of(" \t\r\n") == std::string::npos) return key;
   const auto number = numbers_.emplace(key, numbers_.size() + 1).first->second;
@@ -117,7 +117,7 @@ void SecretMask::hide_in(File& file) {
     content = masked(content);
     return;
   }
-  // The end of the line is not part of the key.
+  // The newline at the end is not part of the key.
   const std::string end = !content.empty() && content.back() == '\n' ? "\n" : "";
   content = masked_key(content.substr(0, content.size() - end.size())) + end;
 }

@@ -8,7 +8,7 @@
 std::string sha256(const std::string& text) {
   sha256_ctx context;
   sha256_init(&context);
-  // The bytes of a string may be read as any kind of character.
+  // Every object may be read as bytes of this type.
   sha256_update(&context, text.size(), reinterpret_cast<const std::uint8_t*>(text.data()));
   std::uint8_t digest[SHA256_DIGEST_SIZE];
   sha256_digest(&context, sizeof digest, digest);

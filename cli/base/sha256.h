@@ -2,5 +2,5 @@
 
 #include <string>
 
-// The SHA-256 checksum of the text: 64 digits, in lower case.
+// The SHA-256 checksum of the string: 64 hexadecimal digits in lower case.
 std::string sha256(const std::string& text);

@@ -32,7 +32,8 @@ std::optional<std::string> find_in_path(const std::string& name) {
   std::istringstream directories(std::string(path != nullptr ? path : "") + ":" + kSystemPath);
   for (std::string directory; std::getline(directories, directory, ':');) {
     if (auto program = absolute_program(directory.append("/").append(name))) return program;
-    // After any other error it might be here: the next one of the name is not the one that PATH asks for.
+    // After any other error the program may exist in this directory: one found later might not be the
+    // program that PATH selects.
     if (errno != ENOENT && errno != ENOTDIR && errno != EACCES) return std::nullopt;
   }
   errno = ENOENT;
@@ -64,7 +65,7 @@ pid_t start(const Subprocess& subprocess) {
   for (const int source : {subprocess.input, subprocess.output, subprocess.errors})
     error = std::max(error, posix_spawn_file_actions_adddup2(&files, source, stream++));
   posix_spawn_file_actions_addclosefrom_np(&files, STDERR_FILENO + 1);
-  // This program ignores SIGPIPE.
+  // The child must not inherit that this program ignores SIGPIPE.
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   sigset_t pipe_signal;
@@ -93,8 +94,9 @@ int wait_for_child(pid_t process) {
   return status;
 }
 
-// Waits for so many seconds at most. Returns whether the child has ended. While somebody traces it, its end
-// shows before it can be collected: that is waited for.
+// Waits for the child for at most this many seconds. Returns whether it has ended, and sets its wait
+// status. The end of a traced child is visible before its status can be collected; waits for the status,
+// too.
 static bool has_ended(pid_t process, int seconds, int& status) {
   const Descriptor child(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
   pollfd end{child.number(), POLLIN, 0};
@@ -103,7 +105,8 @@ static bool has_ended(pid_t process, int seconds, int& status) {
   return true;
 }
 
-// A killed child that a device holds ends later: it is not waited for.
+// Returns the wait status, or kills the child at its time limit and returns -1 with errno set. Waits for a
+// killed child for one second only, since a device may block it for longer.
 static int wait_or_kill(pid_t process, int seconds) {
   int status = 0;
   if (has_ended(process, seconds, status)) return status;

@@ -56,7 +56,8 @@ struct Range {
 
 }  // namespace
 
-// What Unicode calls control, format, separator of lines or paragraphs, ignorable by default, and none.
+// Code points that Unicode classifies as control, format, line or paragraph separator, default ignorable,
+// or noncharacter.
 constexpr Range kUnprintable[] = {
     {0x0, 0x1f},        {0x7f, 0x9f},       {0xad, 0xad},       {0x34f, 0x34f},     {0x600, 0x605},
     {0x61c, 0x61c},     {0x6dd, 0x6dd},     {0x70f, 0x70f},     {0x890, 0x891},     {0x8e2, 0x8e2},
@@ -74,7 +75,7 @@ static bool is_unprintable(char32_t code) {
   return range != std::end(kUnprintable) && range->first <= code;
 }
 
-// How many bytes a character in UTF-8 has that begins with this one; 0 if none does.
+// Size in bytes of a UTF-8 character with this first byte; 0 if no character begins with it.
 static std::size_t size_of_character(unsigned char first) {
   if (first < 0x80) return 1;
   if (first >= 0xc2 && first < 0xe0) return 2;
@@ -115,7 +116,7 @@ std::string printable(std::string_view text, std::string_view kept) {
 
 namespace {
 
-// While it exists, the C library treats text as UTF-8, regardless of the user's locale.
+// Makes the C library treat text as UTF-8 until the end of the scope, regardless of the user's locale.
 class Utf8Locale {
  public:
   Utf8Locale() : former_(uselocale(own())) {}

@@ -6,52 +6,53 @@
 #include <string>
 #include <string_view>
 
-// The exit status of a command that could not do what it was asked to do.
+// Exit status for usage and runtime errors.
 inline constexpr int kFailure = 2;
 
-// Prints the message to standard error, its lines and tabs as they are, and the rest as printable() does.
+// Prints the message as a line to standard error. It goes through printable(), which keeps newlines and
+// tabs.
 void report(const std::string& message);
 
-// The same. Returns kFailure.
+// Prints the message as report() does. Returns kFailure.
 int fail(const std::string& message);
 
-// The message, as printable() returns it, followed by the meaning of errno: "network.json: Permission
-// denied".
+// The message, made printable(), followed by the description of errno: "network.json: Permission denied".
 std::string with_errno(const std::string& message);
 
 bool is_terminal(int descriptor);
 
-// Whether a person can be asked: standard input and output are terminals.
+// Whether a user can answer a prompt: standard input and output are terminals.
 bool is_interactive();
 
-// How many columns the terminal has; 80 if it does not tell, and at least 40.
+// Width of the terminal in columns: at least 40, or 80 if it is unknown.
 std::size_t terminal_columns(int descriptor);
 
-// Whether output to a terminal is colored: unless NO_COLOR is set and not empty.
+// Whether to color output: only on a terminal, and not if NO_COLOR is set and not empty.
 bool wants_color(bool is_terminal);
 
-// The text in the color of an SGR code such as "1;31", if wanted. Unchanged without a code.
+// The string in the style of an SGR code such as "1;31"; unchanged if `color` is false or the code is
+// empty.
 std::string styled(const std::string& text, const char* code, bool color);
 
-// Every string that others wrote goes through this function before it is printed for people: names of files,
-// keys and values of a configuration, and what other programs print. It replaces with question marks what a
-// terminal would execute, hide or show in another order: control characters of ASCII (but those in `kept`)
-// and of Unicode, characters that set the direction of text, that separate lines or that have no width, and
-// bytes that are not UTF-8.
+// Replaces with question marks everything that a terminal would execute, hide or reorder: control
+// characters of ASCII (except those in `kept`) and of Unicode, characters that set the direction of text,
+// separate lines or have no width, and bytes that are not UTF-8. Every string from outside goes through
+// this function before it is printed for people: file names, keys and values of a configuration, and output
+// of other programs.
 std::string printable(std::string_view text, std::string_view kept = "");
 
-// A character of a text, which takes `size` bytes of it. A byte that is not part of a character in UTF-8
-// counts as a NUL character.
+// A character of a string, and its size in bytes. A byte that is not part of a UTF-8 character is read as a
+// NUL character.
 struct Utf8Character {
   char32_t code;
   std::size_t size;
 };
 
-// The first character of a text that is not empty.
+// The first character of a string that is not empty.
 Utf8Character first_character(std::string_view text);
 
-// How many columns a terminal uses for a character: 2 for a wide one, 0 for one that is combined with the
-// character before it, below 0 for an unknown one. The user's locale does not matter.
+// Width of a character on a terminal, in columns: 2 for a wide one, 0 for one that is combined with the
+// character before it, negative for an unknown one. Independent of the user's locale.
 int columns_of(char32_t code);
 
 // "1 file", "2 files".

@@ -16,20 +16,20 @@
 #include "cli/base/subprocess.h"
 #include "cli/base/terminal.h"
 
-// How many results may be waiting for the result of an earlier task, per process.
+// Maximum number of tasks per process that are started before their results have been taken.
 constexpr std::size_t kWaitingResults = 8;
 
 namespace {
 
-// Both go through a socket: a task is its number, a result its size and its bytes.
+// Messages on a socket: a task is sent as its number, a result as its size and its bytes.
 using TaskNumber = std::size_t;
 using ResultSize = std::size_t;
 
 struct Worker {
   pid_t process;
   Descriptor socket;
-  std::optional<std::size_t> task = std::nullopt;  // the one that it works on
-  std::string received = {};                       // of the result
+  std::optional<std::size_t> task = std::nullopt;  // current task
+  std::string received = {};                       // part of its result
 };
 
 }  // namespace
@@ -40,7 +40,7 @@ static std::string bytes_of(const std::string& result) {
   return bytes += result;
 }
 
-// The result, once it is complete.
+// The result if it is complete; otherwise nothing.
 static std::optional<std::string> result_in(const std::string& received) {
   ResultSize size = 0;
   if (received.size() < sizeof size) return std::nullopt;
@@ -49,7 +49,7 @@ static std::optional<std::string> result_in(const std::string& received) {
   return received.substr(sizeof size);
 }
 
-// The child: does one task after the other until its parent, `first`, has ended.
+// Main loop of a child: does one task after the other until its parent, `first`, has ended.
 [[noreturn]] static void work_for(pid_t first, int socket, const TaskList& list) {
   prctl(PR_SET_PDEATHSIG, SIGKILL, 0, 0, 0);
   // The parent may have ended before that call.
@@ -79,7 +79,7 @@ class Workers {
   Workers(const Workers&) = delete;
   Workers& operator=(const Workers&) = delete;
 
-  // Those that are still at work have results that nobody wants.
+  // Results of processes that are still running are not needed any more.
   ~Workers() {
     for (const Worker& worker : workers_) {
       kill(worker.process, SIGKILL);
@@ -102,7 +102,7 @@ class Workers {
     return next_ < list_.tasks && next_ < taken_ + kWaitingResults * list_.processes;
   }
 
-  // Gives a task to each process that has none, and starts those that are missing.
+  // Gives a task to each idle process, and starts processes that are missing.
   void hand_out() {
     while (is_task_left()) {
       Worker* worker = idle_worker();
@@ -116,15 +116,15 @@ class Workers {
     }
   }
 
-  // Null if all are at work, with errno set if another one cannot be started. With too few of them the tasks
-  // only take longer.
+  // An idle process, started if necessary. Null if all are busy, or if another one cannot be started, with
+  // errno set. With fewer processes the tasks only take longer.
   Worker* idle_worker() {
     for (Worker& worker : workers_)
       if (!worker.task) return &worker;
     return workers_.size() < list_.processes && start_worker() ? &workers_.back() : nullptr;
   }
 
-  // False, with errno set, on failure.
+  // Starts a process. False, with errno set, on failure.
   bool start_worker() {
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return false;
@@ -133,7 +133,8 @@ class Workers {
     const pid_t first = getpid();
     const pid_t process = fork();
     if (process == 0) {
-      // As long as a copy of them is open, nobody sees the parent's end.
+      // While this child has copies of the parent's sockets, the other children cannot detect the end of
+      // the parent.
       own = Descriptor();
       for (Worker& worker : workers_)
         worker.socket = Descriptor();
@@ -144,20 +145,20 @@ class Workers {
     return true;
   }
 
-  // Returns why the process has ended.
+  // Removes a process that has ended. Returns why it ended.
   std::string remove(const Worker& worker) {
     std::string reason = why_ended(worker.process);
     workers_.erase(workers_.begin() + (&worker - workers_.data()));
     return reason;
   }
 
-  // Waits until something has come, and receives it.
+  // Waits for data from the processes, and receives it.
   void receive() {
     std::vector<pollfd> events;
     for (const Worker& worker : workers_)
       events.push_back({worker.socket.number(), POLLIN, 0});
     poll(events.data(), events.size(), -1);
-    // From the end, since one that has ended is removed.
+    // In reverse order, since a process that has ended is removed.
     for (std::size_t i = events.size(); i-- > 0;)
       if (events[i].revents != 0) receive_from(workers_[i]);
   }
@@ -179,7 +180,7 @@ class Workers {
     }
   }
 
-  // Passes on the results whose turn it is. Returns false if no more are wanted.
+  // Passes on the results that are next in the order of the tasks. Returns false if no more are wanted.
   bool take() {
     while (!results_.empty() && results_.begin()->first == taken_) {
       TaskResult result = std::move(results_.begin()->second);
@@ -191,9 +192,9 @@ class Workers {
 
   const TaskList& list_;
   std::vector<Worker> workers_;
-  std::map<std::size_t, TaskResult> results_;  // that wait to be taken
-  std::size_t next_ = 0;                       // the first task that no process has been given
-  std::size_t taken_ = 0;                      // how many results have been taken
+  std::map<std::size_t, TaskResult> results_;  // received, but not taken yet
+  std::size_t next_ = 0;                       // the first task that has not been handed out
+  std::size_t taken_ = 0;                      // number of results that have been taken
 };
 
 }  // namespace

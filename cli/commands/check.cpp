@@ -23,29 +23,29 @@
 #include "cli/lint/report_sarif.h"
 #include "cli/live/trial_state.h"
 
-// With more files dnsmasq is skipped: asking it takes fifty times as long as all rules together.
+// Maximum number of files for the dnsmasq check, which takes fifty times as long as all rules together.
 constexpr std::size_t kMostFilesForDnsmasq = 100;
 
 constexpr char kStandardInput[] = "-";
 
 namespace {
 
-// The options of the whole run.
+// Options of the whole run.
 struct RunOptions {
   std::vector<std::string> files;
   std::string list;            // a file with names of more files
-  bool strict = false;         // warnings count, too
+  bool strict = false;         // also fail on warnings
   bool offline = false;        // skip the dnsmasq check
-  std::int64_t processes = 1;  // that examine files at the same time
-  CheckOptions each;           // file
+  std::int64_t processes = 1;  // number of processes that check files
+  CheckOptions each;           // options for one file
 };
 
-// Prints the reports of one file after the other.
+// Prints the reports on the files, one after the other.
 class Output {
  public:
   explicit Output(const CheckOptions& options) : options_(options) {}
 
-  // Returns false if what is printed reaches nobody.
+  // Adds the report on a file. Returns false if standard output cannot be written.
   bool add(const FileReport& report) {
     if (!report.dnsmasq.error.empty()) note_dnsmasq_error(report.dnsmasq.error);
     if (!report.failure.empty()) {
@@ -59,7 +59,7 @@ class Output {
     return std::ferror(stdout) == 0;
   }
 
-  // For a file whose process died.
+  // Adds a file whose process died. Returns false if standard output cannot be written.
   bool add_unexamined(const std::string& file, const std::string& message) {
     add_failure(file, message);
     return std::ferror(stdout) == 0;
@@ -69,7 +69,7 @@ class Output {
     return has_dnsmasq_error_;
   }
 
-  // The summary, or the end of the JSON value.
+  // Prints the summary, or the end of the JSON output.
   void finish() const {
     if (options_.format == Format::kJson) {
       std::puts(is_list_begun_ ? "\n]" : "[]");
@@ -81,7 +81,8 @@ class Output {
     }
   }
 
-  // 0 without an error, 1 with one, 2 when a file cannot be read, parsed or written.
+  // The exit status: 0 without errors; 1 with errors or, if `strict`, warnings; 2 when a file cannot be
+  // read, parsed or written.
   int status(bool strict) const {
     if (!is_all_done_) return kFailure;
     return summary_.errors > 0 || (strict && summary_.warnings > 0) ? 1 : 0;
@@ -97,7 +98,7 @@ class Output {
     std::fwrite(output.data(), 1, output.size(), stdout);
   }
 
-  // Says why a file could not be read or written.
+  // Reports a file that could not be read, checked or written.
   void add_failure(const std::string& file, const std::string& message) {
     is_all_done_ = false;
     report(message);
@@ -105,7 +106,7 @@ class Output {
     if (options_.format == Format::kJson) print(element_text(json_report_of_unreadable(file, message), 1));
   }
 
-  // It would be the same for every file.
+  // Reported once: the error would be the same for every file.
   void note_dnsmasq_error(const std::string& error) {
     if (!has_dnsmasq_error_) report(error + "; skipping the dnsmasq check");
     has_dnsmasq_error_ = true;
@@ -129,7 +130,7 @@ class Output {
 
 }  // namespace
 
-// Appends the names in a list, one a line. Returns nothing, or why it cannot be read.
+// Appends the file names in a list, one per line. Returns nothing on success; otherwise an error message.
 static std::optional<std::string> read_list(const std::string& list, std::vector<std::string>& files) {
   const bool is_input = list == kStandardInput;
   const std::string name = is_input ? "<stdin>" : list;
@@ -145,7 +146,7 @@ static std::optional<std::string> read_list(const std::string& list, std::vector
   return std::nullopt;
 }
 
-// Fills `options.files`. Returns nothing, or why these files cannot be checked.
+// Checks the options and completes `options.files`. Returns nothing on success; otherwise an error message.
 static std::optional<std::string> complete(RunOptions& options) {
   for (const std::string& rule : options.each.allowed)
     if (const auto obstacle = why_not_allowed(rule)) return "lanfab: --allow: " + *obstacle;
@@ -162,7 +163,7 @@ static std::optional<std::string> complete(RunOptions& options) {
   return std::nullopt;
 }
 
-// The program, unless it is not to be asked.
+// Path of dnsmasq; nothing if it is not installed, or to be skipped.
 static std::optional<std::string> find_dnsmasq(bool offline, std::size_t files) {
   if (offline) return std::nullopt;
   auto program = find_in_path("dnsmasq");
@@ -174,14 +175,15 @@ static std::optional<std::string> find_dnsmasq(bool offline, std::size_t files) 
   return program;
 }
 
-// Examines the files in this process, one after the other.
+// Checks the files in this process, one after the other.
 static void check_in_turn(const RunOptions& options, Dnsmasq dnsmasq, Output& output) {
   for (const std::string& file : options.files)
     if (!output.add(check_file(options.each, file, dnsmasq))) return;
 }
 
-// Examines the files in several processes. Standard input is read in this one, when its turn comes. As in one
-// process, what dnsmasq refuses does not count once asking about an earlier file has failed.
+// Checks the files in several processes; standard input is read in this one, in its turn. As with a single
+// process, errors that dnsmasq reports are ignored after it could not be run for an earlier file. Returns
+// nothing on success; otherwise an error message.
 static std::optional<std::string> check_in_parallel(const RunOptions& options, Dnsmasq dnsmasq,
                                                     Output& output) {
   TaskList list{options.files.size(), static_cast<std::size_t>(options.processes), nullptr, nullptr};
@@ -205,7 +207,7 @@ static std::optional<std::string> check_in_parallel(const RunOptions& options, D
   return do_tasks(list);
 }
 
-// Examines the files. Returns nothing, or why that is not possible.
+// Checks the files. Returns nothing on success; otherwise an error message.
 static std::optional<std::string> check_files(const RunOptions& options, Output& output) {
   Dnsmasq dnsmasq(find_dnsmasq(options.offline, options.files.size()));
   if (options.processes > 1 && options.files.size() > 1)
@@ -214,7 +216,7 @@ static std::optional<std::string> check_files(const RunOptions& options, Output&
   return std::nullopt;
 }
 
-// Prints the findings. Returns the exit status.
+// Checks the files and prints the findings. Returns the exit status.
 static int check(RunOptions& options) {
   if (const auto obstacle = complete(options)) return fail(*obstacle);
   Output output(options.each);

@@ -5,5 +5,5 @@
 #include "cli/config_file/source.h"
 #include "cli/lint/report.h"
 
-// Prints the findings in one configuration as text. Returns how many there are.
+// Prints the findings in one configuration as text. Returns their numbers.
 Summary show_findings(Source source);

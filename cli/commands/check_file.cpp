@@ -22,7 +22,7 @@ static bool is_error(const Finding& finding) {
 void Dnsmasq::judge(const Site& site, std::vector<Finding>& findings) {
   if (!program_ || std::any_of(findings.begin(), findings.end(), is_error)) return;
   if (const auto error = ask_dnsmasq(*program_, site, findings)) {
-    // The rest of it is advice, which `lanfab preview` gives, too.
+    // The other lines are advice, which `lanfab preview` also prints.
     answer_.error = error->substr(0, error->find('\n'));
     program_.reset();
   }
@@ -45,13 +45,13 @@ Judgement judge(Source& source, Dnsmasq& dnsmasq, const std::vector<std::string>
   });
 }
 
-// What the fixes would change. It may be a patch, whose lines must stay as they are.
+// Diff of the fixes. It may be a patch, whose lines must not change unless they go to a terminal.
 static std::string diff_for_output(const Source& source, const FixedText& fixed) {
   std::string text = diff_of_fixes(source, fixed);
   return is_terminal(STDOUT_FILENO) ? printable(text, "\t\n") : text;
 }
 
-// `fixed` has a line for each finding that is no longer there.
+// The findings in this format. `fixed` has a line for each fixed finding, for the text format.
 static std::string output_about(const Source& source, const Judgement& judgement,
                                 const std::vector<std::string>& fixed, Format format) {
   std::string output;

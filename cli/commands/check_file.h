@@ -1,6 +1,6 @@
 #pragma once
 
-// `lanfab check` for one file: its report, which another process may have made.
+// `lanfab check` for one file. Another process may make the report.
 
 #include <cstddef>
 #include <optional>
@@ -18,9 +18,9 @@ enum class Format { kText, kJson, kSarif, kGithub };
 
 struct CheckOptions {
   Format format = Format::kText;
-  std::vector<std::string> allowed;  // rules
+  std::vector<std::string> allowed;  // rules whose findings are allowed
   bool fix = false;                  // correct the file where only one value can be right
-  bool diff = false;                 // print them as a patch instead of the findings
+  bool diff = false;                 // print the fixes as a patch instead of the findings
 };
 
 // Checks with `dnsmasq --test`, where dnsmasq is installed.
@@ -29,11 +29,11 @@ class Dnsmasq {
   // `program` is the path of dnsmasq; without one, judge() does nothing.
   explicit Dnsmasq(std::optional<std::string> program) : program_(std::move(program)) {}
 
-  // Adds what dnsmasq rejects to the findings of the rules, unless these have an error: dnsmasq would reject
-  // the same. Once dnsmasq could not be run it is not run again, since it would fail for every file.
+  // Adds a finding for each error that dnsmasq reports, unless `findings` already has an error, which
+  // dnsmasq would only repeat. After a failure to run dnsmasq, does nothing: it would fail for every file.
   void judge(const Site& site, std::vector<Finding>& findings);
 
-  // Why dnsmasq could not be run, and whether it has rejected something, since the last call.
+  // Results of judge() since the last call of take_answer().
   struct Answer {
     std::string error;
     bool is_refusal = false;
@@ -45,21 +45,22 @@ class Dnsmasq {
   Answer answer_;
 };
 
-// Findings of the rules and of dnsmasq. Those of the rules `allowed` are allowed.
+// Checks a configuration with the rules and with dnsmasq. The findings of the rules in `allowed` are
+// allowed.
 Judgement judge(Source& source, Dnsmasq& dnsmasq, const std::vector<std::string>& allowed);
 
 // Report on one file.
 struct FileReport {
-  std::string name;        // as messages and reports call the file
-  std::string output;      // for the format: lines, or JSON as elements of the list in the report
+  std::string name;        // of the file, for messages and reports
+  std::string output;      // in the chosen format: lines, or elements of the report's JSON list
   Summary summary;         // of this file
-  std::size_t fixes = 0;   // that were made
+  std::size_t fixes = 0;   // number of fixes that were made
   std::string failure;     // why the file could not be read or written; empty otherwise
-  bool is_parsed = false;  // false also if it could not be read
+  bool is_parsed = false;  // also false if the file could not be read
   Dnsmasq::Answer dnsmasq;
 };
 
-// Examines a file and fixes it if wanted; "-" is standard input.
+// Checks a file, and fixes it if `options.fix` is set; "-" is standard input.
 FileReport check_file(const CheckOptions& options, const std::string& file, Dnsmasq& dnsmasq);
 
 // Converts the report to bytes, and back.

@@ -23,7 +23,7 @@ static std::string line_about(const Source& source, const Finding& finding) {
 }
 
 FixedText apply_fixes(Source& source, Judgement& judgement, const Judge& judge) {
-  // Far more than it ever takes.
+  // More rounds than fixes ever need.
   constexpr int kMostRounds = 20;
   FixedText fixed{source.text, {}};
   for (int round = 0; round < kMostRounds; ++round) {
@@ -49,7 +49,7 @@ std::optional<std::string> write_fixed(const std::string& file, const Source& so
   return output.write((has_mark ? kByteOrderMark : "") + source.text, Owner::kKept);
 }
 
-// Of a text that cannot be parsed, the rest of each line with a key is hidden, too.
+// The text without its secrets. If it cannot be parsed, the rest of each line with a key is hidden, too.
 static std::string without_secrets(const std::string& text) {
   Source source{"", text, {}};
   return parse_configuration(source.text, source.root) ? SecretMask().masked(text)

@@ -10,23 +10,23 @@
 #include "cli/config_file/source.h"
 #include "cli/lint/allow.h"
 
-// Parses the text of a configuration and returns what is found in it.
+// Parses the text of a configuration and returns its findings.
 using Judge = std::function<Judgement(Source& source)>;
 
-// A configuration's text after its fixes.
+// Fixes that were applied to a configuration. The fixed text is in its Source.
 struct FixedText {
   std::string before;
   std::vector<std::string> report;  // a line for each fix
 };
 
-// Applies the fixes of the findings to the text of `source`, then those of what is found in the new text,
-// until no fix is left. Updates `judgement` to the final text. Allowed findings are not fixed.
+// Applies the fixes of the findings to the text of `source`, checks the new text, and repeats this until no
+// fix is left. Updates `judgement` to the final text. Allowed findings are not fixed.
 FixedText apply_fixes(Source& source, Judgement& judgement, const Judge& judge);
 
-// Writes the new text to the file that it was read from, with its byte order mark. Returns nothing, or why
-// that failed; the file is then as before.
+// Writes the text of `source` to the file that it was read from, with the file's byte order mark. Returns
+// nothing on success; otherwise an error message, and the file is unchanged.
 std::optional<std::string> write_fixed(const std::string& file, const Source& source, const FixedText& fixed);
 
-// The unified difference between the text before the fixes and the present one, without keys. Empty if
-// they are equal.
+// Unified diff from the text before the fixes to the text of `source`, with keys hidden. Empty if the texts
+// are equal.
 std::string diff_of_fixes(const Source& source, const FixedText& fixed);

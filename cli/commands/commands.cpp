@@ -50,7 +50,7 @@ static std::vector<Command> all_commands() {
           status_command(), history_command(), report_command(), record_command()};
 }
 
-// The usage without the name of its value.
+// The option's name: its usage without the name of the value.
 static std::string name_of(const Option& option) {
   return option.usage.substr(0, option.usage.find(' '));
 }
@@ -87,7 +87,7 @@ static void add_option(CLI::App& app, const Option& option) {
   CLI::Option* added = std::visit(Adder{app, name_of(option), option.help}, option.target);
   if (option.completion == Completion::kNothing && !option.words.empty())
     added->check(CLI::IsMember(option.words));
-  // A value for each time that it is given: what follows may be a positional argument.
+  // Takes one value each time it is given: the next argument may be a positional one.
   if (option.usage[0] == '-' && std::holds_alternative<std::vector<std::string>*>(option.target))
     added->allow_extra_args(false)->default_str("");
   if (option.presence == Presence::kRequired) added->required();
@@ -150,13 +150,14 @@ static int describe(const CLI::App& app, const std::vector<Command>& commands) {
   return 0;
 }
 
-// A message about the command line, which quotes it, on one line.
+// The message of a command line error. It may quote arguments: control characters are replaced, so that it
+// is one line.
 static std::string failure_message(const CLI::App* app, const CLI::Error& error) {
   return CLI::FailureMessage::simple(
       app, CLI::Error(error.get_name(), printable(error.what()), error.get_exit_code()));
 }
 
-// Why the first argument is not a command; nothing if it is one, or an option.
+// Error message if the first argument is an unknown command; otherwise nothing.
 static std::optional<std::string> find_unknown_command(int argc, char* argv[],
                                                        const std::vector<Command>& commands) {
   if (argc < 2 || argv[1][0] == '-' || argv[1] == std::string("describe")) return std::nullopt;
@@ -178,7 +179,7 @@ int run_command_line(int argc, char* argv[]) {
   for (const Command& command : commands)
     add_command(app, command);
   if (const auto error = find_unknown_command(argc, argv, commands)) return fail("lanfab: " + *error);
-  // In no help: it is for scripts/generate-documents.
+  // Hidden: only scripts/generate-documents uses it.
   const CLI::App* description = app.add_subcommand("describe")->group("");
   try {
     app.parse(argc, argv);

@@ -1,12 +1,13 @@
 #pragma once
 
-// The commands of `lanfab`. What each accepts is declared once, in its own file: the command line, its help,
-// the options in the manual page and the completions of the shells come from there. To add a command:
+// The commands of `lanfab`. Each command declares its options once, in its own file. The command line
+// parser, the help, the options in the manual page and the shell completions come from these declarations.
+// To add a command:
 //
 //   1. Write commands/NAME.cpp with a function NAME_command, and enter the file in cli/CMakeLists.txt.
 //   2. Declare the function below, and add it to the table in commands.cpp.
-//   3. Describe in docs/man/lanfab.1 what the command does, and when it exits with which status.
-//   4. Run scripts/generate-documents: it writes the options to that page, and the completions.
+//   3. Describe the command and its exit statuses in docs/man/lanfab.1.
+//   4. Run scripts/generate-documents: it writes the options to the manual page, and the completions.
 
 #include <cstdint>
 #include <functional>
@@ -24,20 +25,21 @@ using Setter = std::function<void(const std::string&)>;
 // The variable that an option sets: a flag has a bool, and an argument with a vector may be repeated.
 using Target = std::variant<bool*, std::string*, std::vector<std::string>*, Number, Setter>;
 
-// Completions of a value, besides the option's words.
+// Completion of a value, in addition to the option's words.
 enum class Completion { kNothing, kFile, kDirectory, kRule };
 
 enum class Presence { kOptional, kRequired, kHidden };
 
-// An option or, where the usage has no hyphen, a positional argument. Its default is the target's value.
+// An option or, if its usage does not begin with a hyphen, a positional argument. The target's value is the
+// default.
 struct Option {
   std::string usage;  // "--format FORMAT", "-v", "FILE"
   std::string help;
   Target target;
   Completion completion = Completion::kNothing;
-  std::vector<std::string> words = {};  // the only values that are accepted, unless there is a completion
+  std::vector<std::string> words = {};  // the only accepted values, unless there is a completion
   Presence presence = Presence::kOptional;
-  std::string excludes = {};  // an option that is declared before this one
+  std::string excludes = {};  // a conflicting option, declared before this one
 };
 
 struct Command {
@@ -45,8 +47,8 @@ struct Command {
   std::string help;
   std::vector<Option> options;
   std::string footer;        // last lines of its help
-  std::function<int()> run;  // called when the targets are set; returns the exit status
-  bool is_hidden = false;    // run by other programs only: not in the help
+  std::function<int()> run;  // called after the targets are set; returns the exit status
+  bool is_hidden = false;    // run by other programs only; not in the help
 };
 
 Command check_command();
@@ -64,12 +66,12 @@ Command schema_command();
 Command status_command();
 Command try_command();
 
-// Options of more than one command.
+// Options that several commands share.
 Option file_option(std::string& file);
 Option json_option(bool& json);
 Option action_option(std::string& action);
 Option cell_option(std::string& cell);
 Option program_option(std::string& program);
 
-// Runs the command given on the command line. Returns the exit status: 2 when the command line is wrong.
+// Runs the command given on the command line. Returns the exit status: 2 if the command line is invalid.
 int run_command_line(int argc, char* argv[]);

@@ -40,7 +40,8 @@ static void report_previous(const InstalledFile& installed) {
   }
 }
 
-// Whether the configuration on trial is the one that was applied. Returns nothing, or why not.
+// Checks that the configuration on trial is the one that was applied. Returns nothing if it is; otherwise
+// an error message.
 static std::optional<std::string> find_difference(const File& trial, const TrialState& state) {
   const std::string advice = ": run 'lanfab revert' to roll back";
   if (sha256(trial.content) != state.sha256)
@@ -51,8 +52,8 @@ static std::optional<std::string> find_difference(const File& trial, const Trial
   return std::nullopt;
 }
 
-// Whether this trial is still active and not being rolled back. A rollback waits only a limited time for the
-// lock of this process, which may have been stopped.
+// Whether this trial is still active and not being rolled back. Checked even though this process holds the
+// lock: a rollback waits for the lock only for a limited time.
 static bool is_undecided(const TrialState& state) {
   const auto present = read_state();
   return present && present->id == state.id && read_decision() != Decision::kRolledBack;
@@ -63,8 +64,9 @@ static Permission permission_of(const TrialState& state) {
           [&state] { return decide(Decision::kConfirmed) == Decision::kConfirmed && is_undecided(state); }};
 }
 
-// Ends the trial whose configuration is installed. The timer goes last: killed before, it finds that, and
-// leaves it active.
+// Ends the trial after its configuration has been installed. Removes the timer last: if this process is
+// killed before, the rollback service finds the configuration installed and leaves it active. Returns
+// nothing on success; otherwise an error message.
 static std::optional<std::string> end_confirmed_trial(const TrialState& state) {
   if (!deactivate_trial()) return with_errno(kTrialConfiguration);
   Outcome outcome = outcome_of(state, Ending::kConfirmed, "by " + caller());
@@ -82,14 +84,14 @@ static int confirm_trial(const TrialState& state, const InstalledFile& installed
   if (const auto difference = find_difference(trial, state)) return refuse(*difference);
   if (current.content != trial.content && is_installed_changed(current.content) && !options.force)
     return refuse_changed(installed.path);
-  // Without a record, the file that is installed now would count as changed since the APPLY.
+  // Without this record, the newly installed file would count as changed since the APPLY.
   if (!record_applied(trial.content)) return fail(with_errno(kTrialDirectory) + "; the trial goes on");
   std::string error;
   const Installation installation = install(trial.content, installed, permission_of(state), error);
   if (installation == Installation::kRefused) return refuse("the trial is being rolled back");
   if (installation == Installation::kFailed) return fail(error + "; the trial goes on");
   const auto cleanup_error = end_confirmed_trial(state);
-  // May wait; the trial is already over.
+  // Last, since it may wait for a lock.
   record_in_history(trial.content, options.comment);
   if (installation == Installation::kPlaced) return fail(error + "; confirmed, but not yet synced to disk");
   if (cleanup_error) return fail("lanfab: confirmed, but cleaning up the trial failed: " + *cleanup_error);
@@ -97,7 +99,7 @@ static int confirm_trial(const TrialState& state, const InstalledFile& installed
   return 0;
 }
 
-// Whether the trial can be confirmed now. Sets the exit status if not.
+// Whether the trial can be confirmed now. If not, reports why and sets the exit status.
 static bool is_confirmable(int& status) {
   bool is_applying = false;
   bool is_reverting = false;
@@ -122,14 +124,14 @@ int confirm(const ConfirmOptions& options) {
   if (const auto error = enter_system()) return fail(*error);
   InstalledFile installed;
   if (const auto error = find_installed(installed)) return fail(*error);
-  // What is left half done would end with the trial.
+  // An interrupted confirmation would remain incomplete until the trial ends.
   const BlockedSignals signals{SIGINT, SIGQUIT, SIGTSTP, SIGHUP, SIGTERM};
   const ExclusiveLock lock(kTrialDirectory);
   if (!lock.is_held()) return fail(lock.error());
   const auto state = read_state();
   if (!state || (!options.trial.empty() && state->id != options.trial))
     return refuse("no trial is in progress");
-  // A confirmation that was killed may have left the file unmounted.
+  // A confirmation that was killed may have left the file unmounted. Only the state has its entry then.
   if (state->path == installed.path) installed.entry = state->entry;
   int status = 0;
   return is_confirmable(status) ? confirm_trial(*state, installed, options) : status;

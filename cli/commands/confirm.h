@@ -5,11 +5,12 @@
 #include <string>
 
 struct ConfirmOptions {
-  std::string trial;         // the ID of the trial; empty, any
-  bool force = false;        // replace an installed file that somebody has changed during the trial
+  std::string trial;         // ID of the trial; if empty, any trial
+  bool force = false;        // replace the installed file even if it was changed during the trial
   std::string comment = {};  // for the history
 };
 
-// Returns the exit status: 0 when the configuration is installed, 1 when there is no trial to confirm, or the
-// installed file has changed, 2 on failure, or when it may not be synced to disk.
+// Confirms the trial. Returns the exit status: 0 when the configuration is installed; 1 when there is no
+// trial that can be confirmed, or the installed file has changed; 2 on failure, also when the configuration
+// is installed but may not be synced to disk.
 int confirm(const ConfirmOptions& options);

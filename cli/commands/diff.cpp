@@ -26,8 +26,8 @@ namespace {
 
 struct DiffOptions {
   std::string file = active_configuration();  // "-" is standard input
-  std::string other;  // the newer one; if empty, `file` is compared with the active configuration
-  std::string from;   // the older one is this entry of the history, and the newer one is `file`
+  std::string other;  // the newer configuration; if empty, `file` is compared with the present files
+  std::string from;   // history entry that is the older configuration; `file` is then the newer one
   DryRunOptions dry_run;
   bool json = false;
   bool summary_only = false;
@@ -45,7 +45,8 @@ static File commands_of(const DryRunResult& result) {
   return file;
 }
 
-// There is nothing to compare the commands of the run with.
+// The files before the run. The commands of the run are on both sides: there are no earlier ones to compare
+// them with.
 static FilesByPath files_before(const DryRun& dry_run) {
   FilesByPath files = {{kCommands, commands_of(dry_run.result)}};
   for (const File& file : dry_run.initial_state.tree.files)
@@ -60,7 +61,7 @@ static FilesByPath files_after(const DryRun& dry_run) {
   return files;
 }
 
-// Returns nothing, or why there is nothing to compare.
+// Makes a dry run. Returns nothing if it succeeds; otherwise an error message.
 static std::optional<std::string> run(const Source& source, const DryRunOptions& options, DryRun& dry_run) {
   if (auto error = make_dry_run(source, options, dry_run)) return error;
   const DryRunResult& result = dry_run.result;
@@ -72,7 +73,7 @@ static std::optional<std::string> run(const Source& source, const DryRunOptions&
          ": the run " + how + "; see `lanfab preview -v`";
 }
 
-// One mask for both sides: a key that changes gets another number.
+// One mask for both sides, so that a changed key gets another number.
 static void hide_secrets(FilesByPath& before, FilesByPath& after) {
   SecretMask mask;
   for (FilesByPath* files : {&before, &after})
@@ -80,7 +81,7 @@ static void hide_secrets(FilesByPath& before, FilesByPath& after) {
       mask.hide_in(file);
 }
 
-// Of two dry runs that have nothing before them, only an APPLY writes all units.
+// The units that a comparison covers. In a comparison of two dry runs, only an APPLY writes all units.
 static Scope scope_of(const DryRunOptions& options, bool are_two_runs) {
   return are_two_runs && options.action != "apply" ? Scope::kPart : Scope::kGateway;
 }
@@ -100,7 +101,7 @@ static DiffReport compare(const FilesByPath& before, const FilesByPath& after, c
   return report;
 }
 
-// A configuration with errors probably does not change what its author intended.
+// Warns of errors: a configuration that has some probably does not change what its author intended.
 static void warn_of_errors(Source source) {
   Summary summary;
   count(judgement_of(source.text, examine(source), {}), summary);
@@ -116,7 +117,8 @@ static std::optional<std::string> run_and_warn(const Source& source, const DryRu
   return std::nullopt;
 }
 
-// Runs a configuration. Returns nothing, or why there is nothing to compare.
+// Makes a dry run of the configuration in a file, and warns of its errors. Returns nothing on success;
+// otherwise an error message.
 static std::optional<std::string> load_and_run(const std::string& file, const DryRunOptions& options,
                                                DryRun& dry_run) {
   Source source;
@@ -124,7 +126,8 @@ static std::optional<std::string> load_and_run(const std::string& file, const Dr
   return run_and_warn(source, options, dry_run);
 }
 
-// The same for an entry of the history.
+// Makes a dry run of an entry of the history, and warns of its errors. Returns nothing on success;
+// otherwise an error message.
 static std::optional<std::string> run_entry(const std::string& number, const DryRunOptions& options,
                                             DryRun& dry_run) {
   Source source;
@@ -132,7 +135,8 @@ static std::optional<std::string> run_entry(const std::string& number, const Dry
   return run_and_warn(source, options, dry_run);
 }
 
-// Runs the one or two configurations that are compared.
+// Makes dry runs of the one or two configurations to compare. Returns nothing on success; otherwise an
+// error message.
 static std::optional<std::string> run_both(const DiffOptions& options, DryRun& first, DryRun& second) {
   const bool has_entry = !options.from.empty();
   const std::string& newer = has_entry ? options.file : options.other;
@@ -143,8 +147,8 @@ static std::optional<std::string> run_both(const DiffOptions& options, DryRun& f
   return newer.empty() ? std::nullopt : load_and_run(newer, options.dry_run, second);
 }
 
-// On a terminal, what it would execute is replaced. Elsewhere the differences may be a patch, whose lines
-// must stay as they are.
+// On a terminal, control characters are replaced. Elsewhere the output may be a patch, whose lines must not
+// change.
 static void print_as_text(const DiffReport& report, bool summary_only) {
   const bool has_terminal = is_terminal(STDOUT_FILENO);
   const bool color = wants_color(has_terminal);
@@ -157,8 +161,8 @@ static void print_as_text(const DiffReport& report, bool summary_only) {
   std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
-// Prints the change summary, the differences of the files and those of the commands. Returns the exit
-// status: 0 when there is no difference, 1 when there is one, 2 when a run fails or there is no result.
+// Prints the change summary and the differences of files and commands. Returns the exit status: 0 without
+// differences, 1 with differences, 2 if a run fails or cannot be made.
 static int diff(const DiffOptions& options) {
   DryRun first;
   DryRun second;

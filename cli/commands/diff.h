@@ -7,6 +7,6 @@
 
 #include "cli/config_file/source.h"
 
-// Prints the summary of what a configuration would change in the active one. Returns nothing, or why that
-// cannot be determined.
+// Prints a summary of the changes that applying this configuration would make. Returns nothing on success;
+// otherwise an error message.
 std::optional<std::string> show_changes(const Source& source);

@@ -1,4 +1,4 @@
-// `lanfab explain` and `lanfab schema`, which print what this program was built with.
+// `lanfab explain` and `lanfab schema`, which print built-in documents.
 
 #include <cstdio>
 
@@ -28,8 +28,8 @@ static const Rule* find_rule(const std::string& name) {
   return nullptr;
 }
 
-// Prints the entries of rules, or without a name a line for each rule. Returns the exit status: 0, or 2 when
-// there is no rule of a name.
+// Prints the entries of the named rules; without names, a list of all rules. Returns the exit status: 0, or
+// 2 if a name is unknown.
 static int explain(const std::vector<std::string>& names) {
   if (names.empty()) list_rules();
   int status = 0;

@@ -1,4 +1,4 @@
-// `lanfab graph`: a diagram of the network that a configuration makes.
+// `lanfab graph`: draws a diagram of the network that a configuration describes.
 
 #include <langinfo.h>
 #include <unistd.h>
@@ -33,14 +33,14 @@ enum class GraphFormat { kText, kDot, kSvg, kHtml };
 struct GraphOptions {
   std::string file = active_configuration();  // "-" is standard input
   GraphFormat format = GraphFormat::kText;
-  std::string title;  // empty: the name of the file
+  std::string title;  // if empty, the name of the file
   bool is_full = false;
-  std::string output;  // the file to write; empty, standard output
+  std::string output;  // file to write; if empty, standard output
 };
 
 }  // namespace
 
-// That of the user's locale.
+// Character set of the user's locale.
 static Charset own_charset() {
   const locale_t locale = newlocale(LC_CTYPE_MASK, "", nullptr);
   if (locale == nullptr) return Charset::kAscii;
@@ -51,7 +51,7 @@ static Charset own_charset() {
 
 namespace {
 
-// What the formats show.
+// Content of the diagram, for all formats.
 struct Content {
   Node diagram{};
   Caption caption;
@@ -75,23 +75,24 @@ static std::string text_of(const Content& content, bool has_title, bool color) {
   return text + "\n" + text_of(summary) + "; 'lanfab check' shows their locations\n";
 }
 
-// Returns nothing, or why there is no page.
+// Sets `page` to the HTML page. Returns nothing on success; otherwise an error message.
 static std::optional<std::string> write_page(const Content& content, const Source& source,
                                              std::string& page) {
   std::string svg;
-  // The page has them itself.
+  // The drawing has no caption and no tables: the page itself has them.
   if (auto error = draw(dot_diagram(content.diagram, Caption(), {}), svg)) return error;
   page = html_page(content.caption, svg, source.text, content.findings, content.tables);
   return std::nullopt;
 }
 
-// The tables that go with the format; those of a page are its own.
+// Tables to show with the diagram: of every list in an HTML page, of the shortened lists with --full,
+// otherwise none.
 static std::vector<Table> tables_for(const GraphOptions& options, const Node& diagram) {
   if (options.format == GraphFormat::kHtml) return tables_of(diagram, TableScope::kEveryList);
   return options.is_full ? tables_of(diagram, TableScope::kShortenedLists) : std::vector<Table>();
 }
 
-// Returns nothing, or why there is no diagram.
+// Sets `text` to the diagram in the chosen format. Returns nothing on success; otherwise an error message.
 static std::optional<std::string> write(const GraphOptions& options, Source& source, std::string& text) {
   Content content;
   if (auto error = caption_file(options.file, options.title, content.caption)) return error;
@@ -115,7 +116,7 @@ static std::optional<std::string> write(const GraphOptions& options, Source& sou
   return std::nullopt;
 }
 
-// Returns the exit status: 0, or 2 when there is no diagram.
+// Returns the exit status: 0, or 2 on failure.
 static int graph(const GraphOptions& options) {
   OutputFile output(options.output);
   const bool has_output = !options.output.empty();

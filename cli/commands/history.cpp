@@ -1,4 +1,4 @@
-// `lanfab history`: the configurations that came into effect.
+// `lanfab history`: lists the configurations that became active, and prints them.
 
 #include "cli/history/history.h"
 
@@ -15,7 +15,7 @@
 namespace {
 
 struct HistoryOptions {
-  std::string action;  // "show" or nothing, which lists
+  std::string action;  // "show"; if empty, list the entries
   std::string number;
   bool json = false;
 };

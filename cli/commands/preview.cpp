@@ -1,4 +1,4 @@
-// `lanfab preview`: what a run of cmd_lanfab would write and call.
+// `lanfab preview`: shows the files and commands of a dry run.
 
 #include <algorithm>
 #include <cerrno>
@@ -19,16 +19,16 @@ namespace {
 struct PreviewOptions {
   std::string file = active_configuration();  // "-" is standard input
   DryRunOptions dry_run;
-  std::string directory;  // the files go below it instead of to standard output; empty, they do not
+  std::string directory;  // where to write the files; if empty, they are printed
   bool json = false;
-  bool messages = false;  // show what goes to the system log, too
+  bool messages = false;  // also show messages to the system log
 };
 
 }  // namespace
 
 constexpr mode_t kUsualMode = 0644;
 
-// By syslog's numbers.
+// Names of syslog's priorities, by number.
 constexpr const char* kPriorities[] = {"emerg", "alert", "crit", "err", "warning", "notice", "info", "debug"};
 
 static std::string joined(const std::vector<std::string>& words) {
@@ -55,8 +55,8 @@ static std::string heading_of(const File& file) {
   return file.path + mode;
 }
 
-// Every file that the run wrote. Of two with one content, such as a file and what it was copied from, the
-// second is not shown again.
+// Prints every file that the run wrote. If a file has the same content as an earlier one, such as its copy,
+// the name of the earlier one is printed instead of the content.
 static void print_files(const DryRunResult& result) {
   std::map<std::string, std::string> shown;
   for (const auto& [file, change] : result.files) {
@@ -161,7 +161,7 @@ static void print_json(const DryRunResult& result) {
   std::printf("%s\n", Json::writeString(Json::StreamWriterBuilder(), root).c_str());
 }
 
-// One mask for all: a key that occurs twice gets one number.
+// One mask for all output, so that each occurrence of a key gets the same number.
 static void hide_secrets(DryRunResult& result) {
   SecretMask mask;
   for (ResultFile& file : result.files)
@@ -184,8 +184,8 @@ static std::vector<File> files_of(const DryRunResult& result) {
   return files;
 }
 
-// Prints the result. Returns the exit status: 0 when the run succeeded, 1 when it failed, 2 when there is no
-// result.
+// Makes a dry run and prints its result. Returns the exit status: 0 if the run succeeds, 1 if it fails, 2
+// on any other failure.
 static int preview(const PreviewOptions& options) {
   OutputDirectory directory(options.directory);
   const bool has_directory = !options.directory.empty();

@@ -1,5 +1,5 @@
-// `lanfab record`, a hidden command: services run it to record what they apply, and login shells to show how
-// the last trial ended.
+// `lanfab record`, a hidden command. Services run it to record the applied configuration, login shells to
+// show how the last trial ended.
 
 #include <cstdio>
 
@@ -20,13 +20,13 @@ struct RecordOptions {
 
 }  // namespace
 
-// For any user. That no trial has ended is not an error.
+// Prints how the last trial ended, to any user. It is not an error if no trial has ended.
 static int show_outcome() {
   if (const auto outcome = read_outcome()) std::printf("%s\n", describe(*outcome).c_str());
   return 0;
 }
 
-// A configuration on trial is added when it is confirmed.
+// Adds the applied configuration to the history. A configuration on trial is added when it is confirmed.
 static void add_to_history() {
   Applied applied;
   if (!is_trial_active() && !read_applied(applied)) record_in_history(applied.text, "");

@@ -15,13 +15,13 @@
 namespace {
 
 struct ReportOptions {
-  std::string file;  // if empty, the name has the time
+  std::string file;  // if empty, lanfab-report-TIME.tar.gz
   bool force = false;
 };
 
 }  // namespace
 
-// The directory in the bundle, and the beginning of its own name.
+// Name of the directory in the bundle, and default name of the bundle without its suffix.
 static std::string name_now() {
   const std::time_t now = std::time(nullptr);
   std::tm fields{};
@@ -50,14 +50,15 @@ static std::vector<File> files_of(const std::vector<ReportItem>& items, const st
   return files;
 }
 
-// Returns the exit status: 0 when the bundle is written, whatever is missing in it, 2 when it cannot be.
+// Writes the bundle. Returns the exit status: 0 when it is written, even if items are missing, or 2 on
+// failure.
 static int write_report(const ReportOptions& options) {
   const std::string name = name_now();
   const std::string path = options.file.empty() ? name + ".tar.gz" : options.file;
   OutputFile output(path);
   if (const auto error = output.open()) return fail("lanfab: " + *error);
   struct stat status {};
-  // Before the queries, which take time.
+  // Checked before the queries, which take time.
   if (!options.force && lstat(path.c_str(), &status) == 0)
     return fail("lanfab: " + printable(path) + ": file exists; use --force to replace it");
   const std::vector<ReportItem> items = collect_report();

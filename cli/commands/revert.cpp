@@ -40,7 +40,7 @@ int report_end_of_trial(const std::string& id, const std::string& target) {
         "The trial had been confirmed. Run 'lanfab revert' again to apply the previous configuration.\n");
     return 1;
   }
-  // The active configuration decides, not what was done to apply it.
+  // Check which configuration was applied: the recorded outcome alone is not enough.
   const std::string& old = is_known && !outcome->active.empty() ? outcome->active : target;
   if (old.empty() || !is_applied(old))
     return fail(
@@ -54,7 +54,7 @@ int end_trial(const std::string& reason) {
   const auto state = read_state();
   File target;
   const bool has_target = read_file(kTarget, target);
-  // Once this trial has ended, another one may have begun.
+  // This trial may have ended, and another one may have begun.
   const auto is_under_way = [&state] {
     const auto now = read_state();
     return now && state ? now->id == state->id : is_trial_left();
@@ -87,7 +87,7 @@ static bool is_wanted(const std::string& previous) {
 static int restore_previous(bool is_agreed) {
   InstalledFile installed;
   if (const auto error = find_installed(installed)) return fail(*error);
-  // An installation that was interrupted determines the previous configuration.
+  // Completing an interrupted installation may change the previous configuration.
   std::string error;
   complete_installation(installed, error);
   const std::string previous = installed.entry + kPreviousSuffix;

@@ -20,19 +20,19 @@
 #include "cli/restore/record.h"
 #include "cli/restore/restore.h"
 
-// In seconds.
+// Time limits of wall(1) and of waiting for the lock, in seconds.
 constexpr int kWallLimit = 5;
 constexpr int kLockLimit = 5;
 
-// To the journal as an alert, and to everyone who is logged in.
+// Prints the message to the journal as an alert, and sends it to all logged-in users.
 static void broadcast_alert(const std::string& message) {
   std::fprintf(stderr, "<1>%s\n", message.c_str());
   std::fflush(stderr);
   succeeds_within(kWallLimit, {"wall", "lanfab: " + message});
 }
 
-// The directory of the configuration that was active before the trial; empty if it is lost: then the
-// installed one is applied.
+// Directory of the configuration that was active before the trial; empty if it is lost, and the installed
+// configuration has to be applied instead.
 static std::string directory_of_target() {
   return access(kTarget, F_OK) == 0 ? kTargetDirectory : "";
 }
@@ -43,7 +43,7 @@ static bool apply_old_configuration(const std::string& program) {
   return apply_and_record(program, directory_of_target());
 }
 
-// Why the service was started.
+// Reason for the rollback.
 static std::string reason_of(const TrialState& state) {
   std::string reason = requested_rollback();
   if (!reason.empty()) return reason;
@@ -59,7 +59,7 @@ static std::string note_of(const std::string& active, const TrialState& state) {
          " is another configuration, which is not applied";
 }
 
-// `left` describes what the kernel still has of the trial.
+// Reports the rollback and records the outcome. `left` describes remains of the trial in the kernel.
 static void report_rollback(const TrialState& state, const std::string& reason,
                             const std::vector<std::string>& left) {
   Outcome outcome = outcome_of(state, Ending::kRolledBack, reason);
@@ -81,9 +81,9 @@ bool is_trial_left() {
   return read_state() || is_trial_active() || has_failed();
 }
 
-// Ends a trial whose configuration was installed by a `lanfab confirm` that was killed. If the installed file
-// is not visible yet, since it is mounted by itself, the configuration on trial, which is the same, stays the
-// active one.
+// Ends a trial whose configuration was installed by a `lanfab confirm` that was killed. The installed file
+// may not be visible yet, because it is mounted by itself. Then the configuration on trial, which has the
+// same content, stays active. Returns the exit status.
 static int complete_confirmation(const TrialState& state) {
   File trial;
   File shown;
@@ -102,15 +102,15 @@ static int complete_confirmation(const TrialState& state) {
   return 0;
 }
 
-// Whether to roll the trial back: false if a `lanfab confirm` that runs at the same time or was killed has
-// confirmed it. With `is_locked`, no other process is deciding.
+// Whether to roll the trial back: false if a `lanfab confirm` that is running or was killed has confirmed
+// it. With `is_locked`, no other process is deciding.
 static bool is_to_be_rolled_back(const TrialState& state, bool is_locked) {
   if (is_locked && read_decision() == Decision::kNone && is_trial_installed(state)) return false;
   return decide(Decision::kRolledBack) != Decision::kConfirmed;
 }
 
-// Ends the trial once. Until the previous configuration is active, the state stays, so that this can be
-// called again. Returns the exit status.
+// Tries once to end the trial. The state stays until the previous configuration is active, so that another
+// attempt is possible. Returns the exit status.
 static int attempt_rollback(bool& is_old_active) {
   const auto program = find_program();
   if (!program) return fail("lanfab: cmd_lanfab is not installed");
@@ -123,7 +123,7 @@ static int attempt_rollback(bool& is_old_active) {
   const TrialState state = read_state().value_or(TrialState{});
   if (!is_to_be_rolled_back(state, is_locked)) return complete_confirmation(state);
   const std::string reason = reason_of(state);
-  // For the next attempt, if this one fails.
+  // Keeps the reason for the next attempt, if this one fails.
   request_rollback(reason);
   note_trial_links();
   if (!deactivate_trial()) return fail(with_errno(kTrialConfiguration));

@@ -2,10 +2,10 @@
 
 // `lanfab revert --timer`, which the rollback service runs.
 
-// Whether anything of a trial is left: its state, its configuration, or a rollback that has failed.
+// Whether a trial is in progress or has left its state, its configuration, or a failed rollback.
 bool is_trial_left();
 
-// Rolls back the trial, at any time, even if `lanfab try` and its shell are gone. Returns the exit status: 0
-// when the previous configuration is active or there was no trial. Otherwise it has to be called again: 1
-// when the APPLY has failed, 2 after any other failure. The first failure is an alert.
+// Rolls back the trial, even if `lanfab try` and its shell are gone. Returns the exit status: 0 when the
+// previous configuration is active, there was no trial, or it had been confirmed; 1 when the APPLY failed;
+// 2 on any other failure. After a failure it has to be called again; the first failure raises an alert.
 int roll_back();

@@ -1,4 +1,4 @@
-// `lanfab status`: whether the gateway is as the last run wanted it.
+// `lanfab status`: shows whether the gateway matches its configuration.
 
 #include <csignal>
 #include <cstdio>
@@ -22,15 +22,15 @@ enum class StatusFormat { kText, kJson, kNagios, kPrometheus };
 struct StatusOptions {
   bool watch = false;
   StatusFormat format = StatusFormat::kText;
-  bool probe = false;     // send packets, too
-  bool messages = false;  // show what the runs wrote to the system log, too
-  std::string output;     // the file to write, or nothing for the standard output
+  bool probe = false;     // also send packets
+  bool messages = false;  // also show the log messages of the last runs
+  std::string output;     // file to write; if empty, standard output
 };
 
 struct StatusReport {
   int status = kFailure;
   std::string text = {};
-  std::string error = {};  // why there is no text; empty if there is one
+  std::string error = {};  // error message if there is no text; otherwise empty
 };
 
 }  // namespace
@@ -39,7 +39,7 @@ static StatusReport report_of(const NagiosReport& plugin) {
   return {plugin.status, plugin.line};
 }
 
-// Of a gateway that could not be examined.
+// Report on a gateway that could not be examined.
 static StatusReport failure_report(StatusFormat format, const std::string& error) {
   const std::string line = printable("lanfab: " + error);
   if (format == StatusFormat::kNagios) return report_of(nagios_report_of(error));
@@ -50,8 +50,8 @@ static StatusReport failure_report(StatusFormat format, const std::string& error
   return {kFailure, "", line};
 }
 
-// Takes one snapshot and examines it. The status is that of lanfab: the line of a plugin has its own, and
-// metrics are a success whatever they say.
+// Takes a snapshot and reports on it. The exit status is that of `lanfab status`, except in two formats: a
+// Nagios plugin has its own, and metrics always have 0.
 static StatusReport make_report(const StatusOptions& options) {
   Snapshot snapshot;
   if (const auto error = take_snapshot(snapshot)) return failure_report(options.format, *error);
@@ -74,7 +74,7 @@ static StatusReport make_report(const StatusOptions& options) {
 static int keep_reporting(const StatusOptions& options) {
   if (!is_terminal(STDOUT_FILENO)) return fail("lanfab: --watch requires a terminal");
   StatusReport report = make_report(options);
-  // A later failure may be temporary.
+  // Only the first failure ends the command: later ones may be temporary.
   if (!report.error.empty()) return fail(report.error);
   const int signal = watch([&options, &report] {
     report = make_report(options);
@@ -84,8 +84,8 @@ static int keep_reporting(const StatusOptions& options) {
   return report.status;
 }
 
-// Prints the report, or writes it into the file. Returns the exit status: 0 without drift, 1 with drift, 3 if
-// all of it is pending, 2 on an error. A watch ends with that of its last page.
+// Prints the report, or writes it to the file. Returns the exit status: 0 without drift, 1 with drift, 3 if
+// all drift is pending, 2 on an error. With --watch, it is that of the last page.
 static int status(const StatusOptions& options) {
   if (options.probe && geteuid() != 0) return fail("lanfab: --probe sends packets, which requires root");
   if (options.watch) return keep_reporting(options);

@@ -41,10 +41,10 @@ constexpr char kRevertFails[] =
     "the rollback service does not work, perhaps because of a drop-in of lanfab.service; see 'journalctl -u "
     "lanfab-revert-test'";
 
-// Enough for the longest APPLY.
+// Time limit of a permanent apply, in seconds: enough for the longest APPLY.
 constexpr std::int64_t kSecondsToPutInForce = 300;
 
-// How long the gateway may take to become as the trial wants it.
+// Maximum time for the gateway to match the configuration on trial, in seconds.
 constexpr std::int64_t kVerifySeconds = 30;
 
 static volatile std::sig_atomic_t is_interrupted = 0;
@@ -62,8 +62,8 @@ namespace {
 struct TryOptions {
   std::string file;  // "-" is standard input
   std::int64_t seconds = 120;
-  bool force = false;               // errors that `lanfab check` finds do not stop it
-  bool unverified = false;          // what `lanfab status` finds does not end it
+  bool force = false;               // apply even if `lanfab check` finds errors
+  bool unverified = false;          // do not roll back because of drift
   std::vector<std::string> probes;  // commands that must succeed
   bool confirm_after_probes = false;
 };
@@ -77,13 +77,14 @@ struct OwnTrial {
   TrialState state;
   std::string content;
   InstalledFile installed;
-  Applied target;        // what a rollback applies
-  ObservedDrift before;  // what `lanfab status` found before it
+  Applied target;        // configuration that a rollback applies
+  ObservedDrift before;  // drift before the trial
 };
 
 }  // namespace
 
-// Why no trial can begin: another trial, or its units. Returns nothing if one can.
+// Checks that no trial and no rollback is in progress. Returns nothing if a trial can begin; otherwise an
+// error message.
 static std::optional<std::string> find_obstacle() {
   bool has_timer = false;
   bool is_reverting = false;
@@ -98,21 +99,22 @@ static std::optional<std::string> find_obstacle() {
   return std::nullopt;
 }
 
-// Copies the programs and reserves the space that a rollback needs. Returns nothing, or an error message.
+// Copies the programs and reserves the space that a rollback needs. Returns nothing on success; otherwise
+// an error message.
 static std::optional<std::string> prepare_rollback(const std::string& program) {
   if (auto error = copy_programs(program)) return error;
   if (!reserve_space()) return with_errno(kTrialDirectory) + ": no room for a rollback";
   return std::nullopt;
 }
 
-// Steps 1 to 3, which Ctrl-C does not interrupt. Returns nothing, or why there is no trial; nothing of it is
-// left in that case.
+// Steps 1 to 3 of start_trial(), which signals such as Ctrl-C do not interrupt. Returns nothing on success;
+// otherwise an error message, after cleaning up the trial.
 static std::optional<std::string> begin(const std::string& program, const OwnTrial& trial) {
   const BlockedSignals signals{SIGINT, SIGQUIT, SIGTSTP, SIGHUP, SIGTERM};
   const ExclusiveLock lock(kTrialDirectory);
   if (!lock.is_held()) return lock.error();
   if (auto obstacle = find_obstacle()) return obstacle;
-  // Left by a trial whose `lanfab confirm` was killed at its end.
+  // A trial whose `lanfab confirm` was killed at its end may have left these.
   if (!stop_revert_timer()) return std::string("lanfab: ") + kRevertTimer + " cannot be stopped";
   if (!end_guard()) return std::string("lanfab: ") + kGuardUnit + " cannot be stopped";
   if (!remove_state()) return with_errno(kTrialDirectory);
@@ -120,9 +122,9 @@ static std::optional<std::string> begin(const std::string& program, const OwnTri
   std::optional<std::string> error = prepare_rollback(program);
   const bool is_staged =
       !error && stage_target(trial.target.text) && stage_trial(trial.content, trial.installed.path);
-  // Without a state the service finds nothing to do.
+  // Tests the service before writing the state: without a state, the service has nothing to do.
   if (error) {
-    // Nothing has begun.
+    // The preparation failed: nothing has begun.
   } else if (is_staged && !test_revert_service()) {
     error = std::string("lanfab: ") + kRevertFails;
   } else if (!is_staged || !write_state(trial.state)) {
@@ -138,7 +140,7 @@ static std::optional<std::string> begin(const std::string& program, const OwnTri
     forget_outcome();
     return std::nullopt;
   }
-  // The timer retries what fails here.
+  // If this fails, the timer retries it.
   if (!deactivate_trial()) return *error + "; " + with_errno(kTrialConfiguration);
   if (const auto cleanup_error = remove_trial()) *error += "; " + *cleanup_error;
   return error;
@@ -163,10 +165,10 @@ static bool is_state_of(const OwnTrial& trial) {
 
 static Fate find_fate(const OwnTrial& trial) {
   if (is_state_of(trial) && is_trial_active()) return Fate::kActive;
-  // Waits for a confirmation in progress. Whatever could not be read above is read again.
+  // Waits for the end of a confirmation in progress, then reads everything again.
   const ExclusiveLock lock(kTrialDirectory);
   if (is_state_of(trial)) return is_trial_active() ? Fate::kActive : Fate::kBeingRolledBack;
-  // Somebody has removed the state.
+  // The state was removed: the trial can only be rolled back.
   if (!read_state() && is_trial_active()) return Fate::kBeingRolledBack;
   const auto outcome = read_outcome();
   const bool is_confirmed =
@@ -174,7 +176,8 @@ static Fate find_fate(const OwnTrial& trial) {
   return is_confirmed ? Fate::kConfirmed : Fate::kOver;
 }
 
-// Reports the end of a trial that this process has not ended. Returns the exit status.
+// Reports the end of a trial that another process has ended, or completes its rollback. Returns the exit
+// status.
 static int report_end(const OwnTrial& trial, Fate fate) {
   if (fate == Fate::kBeingRolledBack) return roll_back_trial();
   if (fate == Fate::kConfirmed) {
@@ -193,10 +196,10 @@ namespace {
 
 enum class Answer { kNone, kConfirm, kRollBack };
 
-// Reads the answers typed on the terminal, a line each.
+// Reads answers from the terminal, one per line.
 class Terminal {
  public:
-  // Waits a second at most. Only a whole line counts: Ctrl-D sends a part of one, or none.
+  // Waits for at most one second. Only a complete line counts: Ctrl-D sends a partial line, or none.
   Answer wait() {
     pollfd input = {STDIN_FILENO, POLLIN, 0};
     if (poll(&input, 1, 1000) <= 0) return Answer::kNone;
@@ -211,7 +214,7 @@ class Terminal {
     return line == "n\n" || line == "N\n" ? Answer::kRollBack : Answer::kNone;
   }
 
-  // Whether somebody may still type.
+  // Whether more input may come.
   bool is_open() const {
     return is_open_;
   }
@@ -224,7 +227,7 @@ class Terminal {
 }  // namespace
 
 static int count_down(const OwnTrial& trial) {
-  // Keys typed before the new network was up are not about it.
+  // Discard keys typed before the new network was up.
   tcflush(STDIN_FILENO, TCIFLUSH);
   Terminal terminal;
   Answer answer = Answer::kNone;
@@ -264,8 +267,8 @@ static bool examine_first(const Source& source, bool force) {
   return true;
 }
 
-// Finds the installed configuration, and whether a confirmation could replace it. Returns nothing, or why
-// there can be no trial.
+// Finds the installed configuration, and checks that a confirmation could replace it. Completes an
+// interrupted installation. Returns nothing on success; otherwise an error message.
 static std::optional<std::string> find_trial_ground(InstalledFile& installed) {
   const bool is_missing = access(kInstalledConfiguration, F_OK) != 0 && errno == ENOENT;
   if (const auto error = find_installed(installed))
@@ -284,7 +287,7 @@ static bool is_same_file(const std::string& one, const std::string& other) {
          first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }
 
-// Why a run would refuse the text; nothing if it would not.
+// Error message if a run would refuse the text; otherwise nothing.
 static std::optional<std::string> find_refusal(const std::string& text) {
   Source source;
   source.name = "what was applied";
@@ -310,24 +313,24 @@ static std::optional<std::string> find_target(const OwnTrial& trial, bool is_ins
   return std::nullopt;
 }
 
-// The trial does not depend on this process: while the trial's file is in /run/lanfab, it is the active
-// configuration, and a timer of systemd removes it. These are the steps; killed after any of them, the old
-// network is untouched or the timer runs.
+// Starts a trial that does not depend on this process: while the trial's file is in /run/lanfab, it is the
+// active configuration, and a systemd timer removes it. If this process is killed after any of these steps,
+// either the old network is untouched or the timer is running.
 //
-//   1. What was applied last, the trial's file and its state are written: nothing reads them yet.
-//   2. The timer starts: so far it would only remove files.
-//   3. The file is renamed: runs of cmd_lanfab read it from now on.
-//   4. A service of systemd applies it: a failure starts what the timer would start.
+//   1. Write the rollback target, the trial's file and its state, which nothing reads yet.
+//   2. Start the timer, which would only remove files at this point.
+//   3. Rename the trial's file: runs of cmd_lanfab read it from now on.
+//   4. Apply it in a systemd service: a failure starts the rollback service, as the timer would.
 //
-// Returns nothing when the trial is active, or the exit status: 1 when `lanfab check` finds an error, there
-// is nothing to roll back to, or the trial was rolled back, 0 when somebody has confirmed it, 2 on any other
-// failure.
+// Returns nothing when the trial is active; otherwise the exit status: 0 when another process has confirmed
+// the trial; 1 when `lanfab check` finds an error, there is nothing to roll back to, or the trial was
+// rolled back; 2 on any other failure.
 static std::optional<int> start_trial(const Source& source, const TryOptions& options, OwnTrial& trial) {
   if (const auto error = check_rights()) return fail(*error);
   if (!examine_first(source, options.force)) return 1;
   const auto program = find_program();
   if (!program) return fail("lanfab: cmd_lanfab is not installed");
-  // Before this process leaves its own view of the file system.
+  // Before enter_system(), after which the path may lead to another file.
   const bool is_installed_tried = is_same_file(options.file, kInstalledConfiguration);
   if (const auto error = enter_system()) return fail(*error);
   trial.content = source.text;
@@ -352,12 +355,12 @@ static std::optional<int> start_trial(const Source& source, const TryOptions& op
   std::printf("Applying %s; rolling back in %lld s unless confirmed...\n", printable(source.name).c_str(),
               static_cast<long long>(options.seconds));
   std::fflush(stdout);
-  // What was applied tells more than how the service ended.
+  // The record of the applied configuration is more reliable than the result of the service.
   const bool is_in_force =
       is_interrupted == 0 && apply_in_service(*program) && is_applied(trial.state.sha256);
   if (!is_in_force && is_interrupted == 0)
     std::fprintf(stderr, "lanfab: apply failed or was stopped; see 'journalctl -u %s'\n", kApplyUnit);
-  // It may have ended meanwhile: the APPLY may wait long for another run.
+  // The trial may have ended meanwhile: the APPLY may wait for another run for a long time.
   const Fate fate = find_fate(trial);
   if (fate != Fate::kActive) return report_end(trial, fate);
   if (is_interrupted != 0) return roll_back_trial();
@@ -365,19 +368,19 @@ static std::optional<int> start_trial(const Source& source, const TryOptions& op
   return std::nullopt;
 }
 
-// Rolls the trial back for this reason, unless it has ended or was interrupted before. Returns the exit
-// status.
+// Rolls the trial back for this reason, or on behalf of the caller if it was interrupted; if the trial is
+// already over, reports its end. Returns the exit status.
 static int give_up(const OwnTrial& trial, const std::string& reason) {
   const Fate fate = find_fate(trial);
   if (fate != Fate::kActive) return report_end(trial, fate);
   return roll_back_trial(is_interrupted == 0 ? reason : "");
 }
 
-// Waits until the gateway is as the trial wants it, and the probes succeed. Returns nothing then, or the exit
-// status of a trial that is over.
+// Waits until the gateway matches the configuration on trial and the probes succeed. Returns nothing on
+// success; otherwise rolls the trial back and returns the exit status.
 static std::optional<int> verify(const TryOptions& options, const OwnTrial& trial) {
   const GoesOn goes_on = [&trial] { return is_interrupted == 0 && find_fate(trial) == Fate::kActive; };
-  // Before the timer of the rollback.
+  // Ends before the timer starts the rollback.
   const std::int64_t end = trial.state.ends - 1;
   if (!options.unverified) {
     const auto found =
@@ -393,7 +396,8 @@ static std::optional<int> verify(const TryOptions& options, const OwnTrial& tria
   return std::nullopt;
 }
 
-// On a terminal it counts down, and takes an answer; elsewhere it returns.
+// Runs a trial. On a terminal, counts down until it is confirmed or rolled back; elsewhere, returns while
+// it is active. Returns the exit status.
 static int try_on_gateway(const Source& source, const TryOptions& options) {
   OwnTrial trial;
   if (const auto status = start_trial(source, options, trial)) return *status;

@@ -12,7 +12,7 @@
 #include "cli/status/snapshot.h"
 
 constexpr unsigned kPauseSeconds = 1;
-// The longest time that one attempt of a probe may take, in seconds.
+// Time limit of one attempt of a probe, in seconds.
 constexpr std::int64_t kAttemptSeconds = 10;
 
 ObservedDrift observe_drift() {
@@ -48,7 +48,7 @@ std::vector<Drift> wait_until_as_configured(const ObservedDrift& before, std::in
   }
 }
 
-// Tries one probe until it succeeds. Returns whether it has.
+// Runs one probe until it succeeds, `end` is reached or the trial is over. Returns whether it succeeded.
 static bool probe(const std::string& command, std::int64_t end, const GoesOn& goes_on) {
   while (goes_on()) {
     const std::int64_t left = end - monotonic_seconds();

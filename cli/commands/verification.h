@@ -10,27 +10,29 @@
 
 #include "cli/status/drift.h"
 
-// The drift that `lanfab status` finds at one moment.
+// Drift at one moment, as `lanfab status` finds it.
 struct ObservedDrift {
   std::vector<Drift> drift;
-  std::optional<std::string> error;  // why the drift is unknown
+  std::optional<std::string> error;  // error message if the drift is unknown
 };
 
 ObservedDrift observe_drift();
 
-// Drift that is in `now` but not in `before`. Surplus drift does not count: every APPLY may leave something
-// of the previous configuration in the kernel. An error that was not there before counts as drift.
+// Drift in `now` that is not in `before`. Surplus drift is ignored: any APPLY may leave parts of the
+// previous configuration in the kernel. An error in `now` counts as drift unless `before` also has an
+// error.
 std::vector<Drift> new_drift(const ObservedDrift& before, const ObservedDrift& now);
 
-// Whether the trial is still active: nobody has ended or interrupted it.
+// Whether the trial is still active: it has neither ended nor been interrupted.
 using GoesOn = std::function<bool()>;
 
-// Observes the drift once a second until there is no new one, `end` is reached (in seconds of
-// monotonic_seconds) or the trial is over. Returns the new drift that is left.
+// Observes the drift every second until no new drift is left, monotonic_seconds() reaches `end`, or the
+// trial is over. Returns the remaining new drift.
 std::vector<Drift> wait_until_as_configured(const ObservedDrift& before, std::int64_t end,
                                             const GoesOn& goes_on);
 
-// Runs each command in turn with `sh -c`, once a second until it succeeds. Returns the command that has not
-// succeeded when `end` is reached or the trial is over; nothing if all have.
+// Runs the commands one after the other with `sh -c`, each of them every second until it succeeds. Returns
+// the command that has not succeeded when monotonic_seconds() reaches `end` or the trial is over; nothing
+// if all have succeeded.
 std::optional<std::string> find_failing_probe(const std::vector<std::string>& commands, std::int64_t end,
                                               const GoesOn& goes_on);

@@ -25,7 +25,7 @@ struct Letter {
 
 }  // namespace
 
-// In the order of their codes, with the names of Unicode.
+// Sorted by code, with the Unicode names.
 constexpr NamedCharacter kNamed[] = {
     {0x85, Kind::kSpace, "NEXT LINE", " "},
     {0xa0, Kind::kSpace, "NO-BREAK SPACE", " "},
@@ -102,7 +102,7 @@ constexpr NamedCharacter kNamed[] = {
     {0xffa0, Kind::kInvisible, "HALFWIDTH HANGUL FILLER", ""},
 };
 
-// Greek and Cyrillic letters in the order of their codes.
+// Greek and Cyrillic letters that look like ASCII letters, sorted by code.
 constexpr Letter kLetters[] = {
     {0x391, 'A'}, {0x392, 'B'}, {0x395, 'E'}, {0x396, 'Z'}, {0x397, 'H'}, {0x399, 'I'}, {0x39a, 'K'},
     {0x39c, 'M'}, {0x39d, 'N'}, {0x39f, 'O'}, {0x3a1, 'P'}, {0x3a4, 'T'}, {0x3a5, 'Y'}, {0x3a7, 'X'},
@@ -126,7 +126,7 @@ std::string code_point(char32_t code) {
   return text;
 }
 
-// A character of two or three bytes in UTF-8.
+// The UTF-8 encoding of a character from U+0080 to U+FFFF.
 static std::string utf8(char32_t code) {
   std::string bytes;
   if (code < 0x800) {
@@ -155,7 +155,8 @@ std::optional<DeceptiveCharacter> find_deception(char32_t code) {
   return lookalike("fullwidth", code, static_cast<char>(code - kFirstFullwidth + '!'));
 }
 
-// The character that a backslash and a letter stand for; a NUL for those that nothing here is about.
+// The character of an escape: a tab, a quote, a backslash or a slash; NUL for other escapes, which do not
+// matter here.
 static char32_t meaning_of_escape(char letter) {
   if (letter == 't') return '\t';
   const bool is_itself = letter == '"' || letter == '\\' || letter == '/';

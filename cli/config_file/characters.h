@@ -1,7 +1,7 @@
 #pragma once
 
-// Characters that cannot be seen or told from others: those without width, spaces other than the usual one,
-// and letters and marks that look like ones of ASCII.
+// Finds deceptive characters: characters without width, spaces other than U+0020, and letters and
+// punctuation that look like ASCII characters.
 
 #include <cstddef>
 #include <optional>
@@ -11,30 +11,30 @@
 
 #include "cli/config_file/text_range.h"
 
-// A character that cannot be seen, or that looks like another one.
+// A character that is invisible or looks like another one.
 struct DeceptiveCharacter {
   enum class Kind { kInvisible, kSpace, kLookalike, kQuote };
 
   Kind kind;
   std::string description;  // "U+200B ZERO WIDTH SPACE", "Cyrillic е (U+0435)"
-  std::string meant;        // what it was probably to be: "", " ", "e", "\""
+  std::string meant;        // probable replacement: "", " ", "e", "\""
 };
 
-// Nothing for any other character.
+// Describes a deceptive character; nothing for any other character.
 std::optional<DeceptiveCharacter> find_deception(char32_t code);
 
 // "U+00E4"
 std::string code_point(char32_t code);
 
-// A character of a JSON string, which an escape may stand for.
+// A character of a JSON string, which may be written as an escape.
 struct StringCharacter {
   char32_t code;
   TextRange range;
 };
 
-// The characters of a string of a valid text, given with its quotes.
+// The characters of a JSON string, whose range includes its quotes. The text must be valid JSON.
 std::vector<StringCharacter> string_characters(const std::string& text, TextRange string);
 
-// A string without the characters that cannot be seen and the white space around it, and with characters of
-// ASCII instead of the characters that look like it.
+// The string without invisible characters and surrounding blanks, and with ASCII characters in place of
+// spaces and letters that look like them.
 std::string plain_text(const std::string& text);

@@ -28,7 +28,7 @@ class Scanner {
   }
 
  private:
-  // Comments about a setting that ends at the next comma or bracket of the same depth.
+  // Comments that apply to a setting, which ends at the next comma or bracket of the same depth.
   struct Setting {
     std::size_t depth;
     std::vector<std::size_t> comments;
@@ -57,7 +57,7 @@ class Scanner {
     found_.push_back(comment);
   }
 
-  // A bracket, a comma, a string, or a character of something else.
+  // Passes a bracket, a comma, a string, or a character of another token.
   void pass_token(char c) {
     has_code_ = true;
     if (c == ',' || c == '}' || c == ']') {
@@ -116,15 +116,15 @@ class Scanner {
   std::size_t line_begin_ = 0;
   std::size_t depth_ = 0;
   bool has_code_ = false;            // on this line
-  std::vector<std::size_t> beside_;  // the comments behind it
-  std::vector<std::size_t> above_;   // those that wait for the next setting
+  std::vector<std::size_t> beside_;  // comments on this line
+  std::vector<std::size_t> above_;   // comments that apply to the next setting
   std::vector<Setting> settings_;    // the innermost last
 };
 
 }  // namespace
 
 std::vector<Comment> marked_comments(const std::string& text, std::string_view mark) {
-  // Most configurations have none.
+  // Most configurations have no such comments.
   if (text.find(mark) == std::string::npos) return {};
   return Scanner(text, mark).scan();
 }

@@ -1,7 +1,7 @@
 #pragma once
 
-// Comments in a configuration. The parser accepts them above a key, and behind a key's value or an array's
-// item; nowhere else.
+// Comments in a configuration. The parser accepts comments only above a key, and after the value of a key
+// or an item of an array.
 
 #include <string>
 #include <string_view>
@@ -11,11 +11,12 @@
 
 struct Comment {
   TextRange range;    // with its delimiters
-  TextRange content;  // behind the mark
-  // What the comment is about. Behind something else on its line: that line. Otherwise the next setting, from
-  // its key to the end of its value; empty if none follows in the same object or array.
+  TextRange content;  // after the mark
+  // The text that the comment applies to. If something precedes the comment on its line, that line.
+  // Otherwise the next setting, from its key to the end of its value; empty if no setting follows in the
+  // same object or array.
   TextRange scope;
 };
 
-// The comments that begin with the mark, in the order of a text that can be parsed.
+// The comments that begin with the mark, in the order of the text, which must be parsable.
 std::vector<Comment> marked_comments(const std::string& text, std::string_view mark);

@@ -25,15 +25,16 @@ static std::size_t at(std::ptrdiff_t offset) {
   return static_cast<std::size_t>(offset);
 }
 
-// The blanks around the colon between a key and its value, and the colon.
+// The colon between a key and its value, with the blanks around it; ": " if they are on different lines.
 static std::string colon_between(const std::string& text, TextRange key, TextRange value) {
   const std::string between = text.substr(at(key.end), at(value.begin - key.end));
   const bool is_on_one_line = between.find_first_of("\r\n") == std::string::npos;
   return is_on_one_line ? between : ": ";
 }
 
-// What stands between the comma behind a member and the next key: the line end and the indentation in front
-// of its own key, or the blanks behind a comma on its line; without one those that go with its colon.
+// Separator between the comma after a member and the next key: the line break and the indentation before
+// the member's own key, or on a shared line the blanks after its comma. Without a comma, a blank, unless
+// the colon has no blanks.
 static std::string separator_beside(const std::string& text, TextRange key, TextRange value,
                                     const std::string& colon) {
   const std::size_t before = text.find_last_not_of(" \t", at(key.begin) - 1);

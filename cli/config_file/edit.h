@@ -1,6 +1,6 @@
 #pragma once
 
-// Changes of a configuration's text that leave everything around them as it is.
+// Edits of a configuration's text that leave the rest of the text unchanged.
 
 #include <json/json.h>
 
@@ -9,30 +9,30 @@
 
 #include "cli/config_file/text_range.h"
 
-// The text of a string in JSON, with its quotes.
+// The string as a JSON literal, with quotes.
 std::string string_literal(const std::string& text);
 
 // The edit that replaces a value with `literal`, a value in JSON.
 Edit replace_value(const Json::Value& value, std::string literal);
 
-// The edit that gives a member of an object another key.
+// The edit that replaces the key of an object's member, given the member's value.
 Edit rename_key(const std::string& text, const Json::Value& value, const std::string& key);
 
-// The edit that adds a member to an object behind its member `beside`: on a line of its own if that has one,
-// with the same indentation, and with the same blanks around the colon.
+// The edit that adds a member to an object after its member `beside`: on a separate line if `beside` is on
+// one, with the same indentation and the same blanks around the colon.
 Edit insert_member(const std::string& text, const Json::Value& beside, const std::string& key,
                    const std::string& literal);
 
-// Whether both edits change the same piece of the text, or insert at the same offset.
+// Whether both edits change the same part of the text, or insert at the same offset.
 bool do_overlap(const Edit& a, const Edit& b);
 
-// Whether two of the edits do.
+// Whether any two of the edits overlap.
 bool any_overlap(const std::vector<Edit>& edits);
 
-// The text after the edits, whose ranges are those of `text`; they do not overlap.
+// The text after the edits. Their ranges refer to `text` and must not overlap.
 std::string apply_edits(const std::string& text, std::vector<Edit> edits);
 
-// A text that is edited several times over.
+// A text that is edited in several steps.
 class EditedText {
  public:
   explicit EditedText(const std::string& text);
@@ -41,17 +41,17 @@ class EditedText {
     return text_;
   }
 
-  // The ranges are those of the present text.
+  // Applies edits, whose ranges refer to the present text.
   void apply(std::vector<Edit> edits);
 
-  // Where in the text at the beginning a byte was, or the offset that it was written to.
+  // Offset of a byte in the original text; for an inserted byte, the offset of its insertion.
   std::ptrdiff_t origin_of(std::ptrdiff_t offset) const;
 
-  // All changes so far, with the ranges of the text at the beginning.
+  // All changes so far, as edits of the original text.
   std::vector<Edit> edits() const;
 
  private:
   std::string text_;
-  // Of each byte, and of the end, the offset at the beginning; kNew for a byte that has been written.
+  // For each byte and for the end of the text, the offset in the original text; kNew for an inserted byte.
   std::vector<std::ptrdiff_t> origins_;
 };

@@ -5,10 +5,10 @@
 
 using Type = Token::Type;
 
-// So many brackets may be open.
+// Maximum number of open brackets.
 constexpr std::size_t kMaxDepth = 1000;
 
-// Behind the quote that ends the string, or nothing.
+// Offset after the closing quote of a string; nothing if the string is not closed.
 static std::optional<std::size_t> string_end(const std::string& text, std::size_t begin) {
   for (std::size_t i = begin + 1; i < text.size(); ++i) {
     if (text[i] == '"') return i + 1;
@@ -21,7 +21,7 @@ static std::size_t digits_end(const std::string& text, std::size_t begin) {
   return std::min(text.find_first_not_of("0123456789", begin), text.size());
 }
 
-// The end of a number that begins with a digit or a sign. The parser looks later whether it is one.
+// End of a token that begins with a digit or a sign. The parser checks later whether it is a number.
 static std::size_t number_end(const std::string& text, std::size_t begin) {
   std::size_t end = digits_end(text, begin + 1);
   if (end < text.size() && text[end] == '.') end = digits_end(text, end + 1);
@@ -90,7 +90,7 @@ bool is_pair(const Token& opener, const Token& closer) {
 
 namespace {
 
-// Follows the grammar, with the parser's leniency.
+// Checks tokens against the grammar, as leniently as the parser.
 class Follower {
  public:
   Follower(const std::string& text, std::size_t complaint) : text_(text), complaint_(complaint) {}
@@ -110,12 +110,13 @@ class Follower {
   }
 
  private:
-  // The first token is refused for what it is. The parser also reports there what has no location.
+  // Whether the parser complains about this token. Not true of offset 0, where the parser also reports
+  // errors without a location; a wrong first token is rejected by accept().
   bool is_complaint() const {
     return stop_.token.begin == complaint_ && complaint_ > 0;
   }
 
-  // Takes the token. False if none of its type may be here.
+  // Consumes the token. False if a token of its type may not come here.
   bool accept() {
     if (stop_.token.type == Type::kComment) return accept_comment();
     const bool was_after_comment = is_after_comment_;
@@ -138,7 +139,7 @@ class Follower {
     }
   }
 
-  // Where the parser allows one: in front of a key, and behind a value.
+  // The parser allows a comment before a key and after a value.
   bool accept_comment() {
     is_after_comment_ = stop_.expected == Expected::kCommaOrEnd;
     return is_after_comment_ || stop_.expected == Expected::kFirstKey || stop_.expected == Expected::kKey;
@@ -147,7 +148,7 @@ class Follower {
   bool accept_key() {
     if (stop_.token.type == Type::kString) return proceed(stop_.key, Expected::kColon);
     if (stop_.token.type != Type::kObjectEnd) return false;
-    // The parser allows a comma after a member whose key is empty.
+    // The parser allows a trailing comma after a member with an empty key.
     const bool is_key_empty = stop_.key.end == stop_.key.begin + 2;
     return (stop_.expected == Expected::kFirstKey || is_key_empty) && close();
   }

@@ -1,6 +1,6 @@
 #pragma once
 
-// The tokens of a JSON text, as the parser of the program reads them, and how far its grammar follows them.
+// Splits a JSON text into tokens as the parser does, and finds the token at which the parser stops.
 
 #include <cstddef>
 #include <optional>
@@ -11,7 +11,7 @@
 
 struct Token {
   enum class Type {
-    kEnd,  // of the text, or a NUL character, which the parser takes for it
+    kEnd,  // end of the text, or a NUL character, which the parser treats as the end
     kObjectBegin,
     kObjectEnd,
     kArrayBegin,
@@ -22,7 +22,7 @@ struct Token {
     kComma,
     kColon,
     kComment,
-    kInvalid,  // a string without end, or a character that begins no token
+    kInvalid,  // an unterminated string or comment, or a character that does not begin a token
   };
 
   Type type = Type::kEnd;
@@ -45,17 +45,17 @@ struct Token {
 // The token at an offset or after the white space there.
 Token token_at(const std::string& text, std::size_t offset);
 
-// Whether the closing bracket belongs to the opening one.
+// Whether the closing bracket is of the same kind as the opening one.
 bool is_pair(const Token& opener, const Token& closer);
 
-// What may follow.
+// What the parser expects next.
 enum class Expected { kFirstKey, kKey, kColon, kValue, kFirstElement, kElement, kCommaOrEnd, kNothing };
 
-// How far a text is JSON: the first token that the parser refuses, and what is in front of it.
+// The first token that the parser rejects, and its context.
 struct Stop {
   Token token;
   Expected expected = Expected::kValue;
-  // The two tokens before it, comments aside; of type kEnd at the beginning.
+  // The two tokens before it, ignoring comments; of type kEnd at the beginning of the text.
   Token previous;
   Token before_previous;
   // The token before the last comma.
@@ -63,14 +63,15 @@ struct Stop {
   // The last key, and the colon after it.
   Token key;
   Token colon;
-  std::vector<Token> open;  // the brackets that are open, the outermost first
-  // The parser takes whatever follows a comment for a comma: the value in front of that comment, where the
-  // last comma was none.
+  std::vector<Token> open;  // open brackets, the outermost first
+  // The parser treats any token after a comment as a comma. If it last did so with a token that is not a
+  // comma, the value before that comment.
   std::optional<Token> value_without_comma;
   bool is_too_deep = false;
-  // The token is one of those that may follow: what is wrong is within it.
+  // The token may come here: the error is within it.
   bool is_expected = false;
 };
 
-// The parser complains at `offset`. Returns nothing if the text up to there has no token that it refuses.
+// Finds the token at which the parser stops. `offset` is the location of the parser's complaint. Returns
+// nothing if no token begins there and no token is rejected.
 std::optional<Stop> find_stop(const std::string& text, std::size_t offset);

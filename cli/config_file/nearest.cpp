@@ -18,7 +18,8 @@ static bool is_same_letter(char a, char b) {
   return lower(a) == lower(b);
 }
 
-// Whether at most `edits` edits turn one into the other. Tries every edit that removes the first difference.
+// Whether at most `edits` edits turn one string into the other. Tries every edit that removes the first
+// difference.
 static bool is_within(std::size_t edits, std::string_view a, std::string_view b) {
   const auto [a_rest, b_rest] = std::mismatch(a.begin(), a.end(), b.begin(), b.end(), is_same_letter);
   a.remove_prefix(static_cast<std::size_t>(a_rest - a.begin()));
@@ -31,7 +32,7 @@ static bool is_within(std::size_t edits, std::string_view a, std::string_view b)
          (is_swapped && is_within(edits - 1, a.substr(2), b.substr(2)));
 }
 
-// The candidates that the fewest edits make of `word`; none when those are too many.
+// The candidates with the fewest edits from `word`; none if they take too many edits.
 static std::vector<std::string> all_nearest(const std::string& word,
                                             const std::vector<std::string>& candidates) {
   std::vector<std::string> found;
@@ -64,7 +65,7 @@ std::optional<std::string> certainly_meant(const std::string& word,
   return found.front();
 }
 
-// Whether all parts of a name are among those of another one.
+// Whether `whole` has all hyphen-separated parts of `name`.
 static bool has_parts(const std::string& whole, const std::string& name) {
   std::istringstream parts(name);
   for (std::string part; std::getline(parts, part, '-');)
@@ -72,7 +73,7 @@ static bool has_parts(const std::string& whole, const std::string& name) {
   return true;
 }
 
-// The only name with all parts of `name`.
+// The known name with all parts of `name`, if there is exactly one.
 static std::optional<std::string> only_with_parts(const std::string& name,
                                                   const std::vector<std::string>& known) {
   std::vector<std::string> found;

@@ -12,7 +12,7 @@ static Json::Value parsed(std::string_view text) {
   return value;
 }
 
-// What a "$ref" refers to: "#/definitions/port".
+// Target of a "$ref" such as "#/definitions/port".
 static const Json::Value& referred(const Json::Value& document, std::string reference) {
   reference.erase(0, 2);
   std::replace(reference.begin(), reference.end(), '/', '.');
@@ -48,7 +48,7 @@ const Json::Value* element_schema(const Json::Value& schema) {
   return items.isNull() ? nullptr : &items;
 }
 
-// Whether the program takes a value for one of the type. Its integers have 32 bits.
+// Whether cmd_lanfab accepts a value as one of this type. Its integers have 32 bits.
 static bool is_of_type(const Json::Value& value, const std::string& type) {
   if (type == "object") return value.type() == Json::objectValue;
   if (type == "array") return value.type() == Json::arrayValue;

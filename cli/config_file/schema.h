@@ -1,6 +1,6 @@
 #pragma once
 
-// The schema of the configuration, schema/network.schema.json: what may stand where.
+// The schema of the configuration, schema/network.schema.json.
 
 #include <json/json.h>
 
@@ -11,19 +11,19 @@
 // The text of the schema.
 extern const std::string_view kSchema;
 
-// The schema, each "$ref" replaced by what it refers to.
+// The parsed schema, with each "$ref" replaced by its target.
 const Json::Value& configuration_schema();
 
-// The schema of an object's member, and that of an array's elements; null where the schema has none.
+// The schema of an object's member, and that of an array's elements; null if `schema` does not define it.
 const Json::Value* member_schema(const Json::Value& schema, const std::string& key);
 const Json::Value* element_schema(const Json::Value& schema);
 
-// Whether a value is of the type that the schema wants, in range, and not an unknown word; the members of an
-// object and the elements of an array are not considered.
+// Whether a value has the type and the range of its schema, and is one of its words. Does not check the
+// members of an object and the elements of an array.
 bool is_allowed_by(const Json::Value& value, const Json::Value& schema);
 
-// Whether the program takes an element of an array, given their schema, for a name: all that has a text, in a
-// list of names.
+// Whether cmd_lanfab reads an element of an array as a name, given the schema of the elements: in a list of
+// strings, any value that can be converted to a string.
 bool is_name_in_list(const Json::Value& element, const Json::Value& schema);
 
 // A value that its schema does not allow.
@@ -35,7 +35,7 @@ struct Violation {
   Kind kind;
 };
 
-// Calls `judge` with each value below `root` that the schema does not allow, the innermost ones only. What
-// the program takes for a name, though it is not a string, is allowed in a list of names. Keys that the
-// schema does not know are left alone.
+// Calls `judge` with each value in `root` that the schema does not allow, but not with the objects and
+// arrays around it. Values that is_name_in_list() accepts are allowed. Keys that the schema does not define
+// are ignored.
 void for_each_violation(const Json::Value& root, const std::function<void(const Violation&)>& judge);

@@ -26,8 +26,8 @@ struct CloseStream {
 
 }  // namespace
 
-// Opens a file without waiting for the writer of a pipe. Returns null, with errno set, unless it is a regular
-// one, or a directory, which cannot be read.
+// Opens a regular file, or a directory, whose content cannot be read. Does not wait for the writer of a
+// pipe. Returns null on failure, with errno set, or with errno 0 for a file of another type.
 static std::FILE* open_file(const std::string& file) {
   Descriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat status {};
@@ -44,7 +44,7 @@ static std::optional<std::string> read(const std::string& file, std::string& tex
   if (stream == nullptr)
     return errno != 0 ? std::strerror(errno) : "not a regular file; - reads standard input";
   auto failure = read_configuration(stream.get(), text);
-  // The parser passes over a byte order mark, and does not count it in offsets. It refuses a second one.
+  // The parser skips a byte order mark, and does not count it in offsets. It rejects a second one.
   constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
   const auto is_mark_at = [&](std::size_t offset) {
     return text.compare(offset, kByteOrderMark.size(), kByteOrderMark) == 0;
@@ -60,7 +60,7 @@ std::optional<std::string> read_source(const std::string& file, Source& source) 
   return std::nullopt;
 }
 
-// About the memory of the tree that a text is parsed to, on a machine with 64 bits.
+// Approximate memory of the parsed value of a text, in bytes, on a 64-bit machine.
 static std::size_t size_of_tree(const std::string& text) {
   constexpr std::size_t kElement = 96;
   constexpr std::size_t kContainer = 64;
@@ -81,7 +81,7 @@ static std::size_t size_of_tree(const std::string& text) {
   return size;
 }
 
-// Whether the tree of a text may be made and examined: what is left is for the examination.
+// Whether the parsed value is small enough to leave memory for its examination.
 static bool is_modest(const std::string& text) {
   constexpr std::size_t kMostPerByte = 30;
   constexpr std::size_t kMostBesides = 40'000'000;
@@ -95,7 +95,7 @@ static std::string location(const Source& source, TextRange range, const TextPos
          std::to_string(position.column) + ": ";
 }
 
-// As `lanfab check` reports it elsewhere than on a terminal.
+// The error as `lanfab check` prints it if the output is not a terminal.
 static std::string describe(const Source& source, const SyntaxError& error) {
   const TextPositions positions(source.text);
   std::string text = location(source, error.range, positions) + "error: " + printable(error.message) + " [" +
@@ -122,8 +122,8 @@ std::optional<LoadFailure> load_source(const std::string& file, Source& source) 
 }
 
 TextRange key_range(const std::string& text, const Json::Value& value) {
-  // Back over the colon and the blanks around it to the quote that ends the key, and on to the one that
-  // begins it: the one without a backslash in front of it.
+  // Search backward for the closing quote of the key, which is before the colon, then for its opening
+  // quote, which has no backslash before it.
   std::size_t quote = text.rfind('"', static_cast<std::size_t>(value.getOffsetStart()) - 1);
   const auto end = static_cast<std::ptrdiff_t>(quote) + 1;
   do {

@@ -11,7 +11,7 @@
 using Type = Token::Type;
 using Kind = DeceptiveCharacter::Kind;
 
-// The offset of a location as the parser reports it, which ends lines as old files do, too.
+// Offset of a position that the parser reports. For the parser, a single carriage return also ends a line.
 static std::size_t offset_of(const std::string& text, const Position& position) {
   std::size_t begin = 0;
   for (int line = 1; line < position.line; ++line) {
@@ -56,7 +56,7 @@ std::optional<SyntaxError> find_wrong_encoding(const std::string& text) {
       {}};
 }
 
-// What else a character that is not JSON may be.
+// Error about a byte that is not UTF-8, a NUL, or another control character.
 static SyntaxError unreadable_character(TextRange range, const Utf8Character& character, const char first) {
   if (character.size == 1 && static_cast<unsigned char>(first) >= 0x80)
     return {range, "this byte is not UTF-8: the file has another encoding", {}, {}};
@@ -105,14 +105,14 @@ static std::optional<SyntaxError> find_comment(const std::string& text, const St
   return std::nullopt;
 }
 
-// The configuration is something else than an object.
+// The configuration is not an object.
 static std::optional<SyntaxError> find_other_root(const Stop& stop) {
   if (!stop.open.empty() || stop.expected != Expected::kValue || stop.token.type == Type::kInvalid)
     return std::nullopt;
   return error_at(stop.token, "the configuration is not an object in braces");
 }
 
-// The members of the innermost object that is open, up to the stop: the first one with this key.
+// The first key of the innermost open object that equals the key at the stop.
 static std::optional<Token> find_equal_key(const std::string& text, const Stop& stop) {
   const std::string key = text.substr(stop.token.begin, stop.token.end - stop.token.begin);
   std::size_t depth = 0;
@@ -168,7 +168,7 @@ static SyntaxError remove(const Token& token, std::string message) {
   return error_at(token, std::move(message), {{range_of(token), ""}});
 }
 
-// A comma that is one too many, where a key or an element is expected.
+// An extra comma where a key or an element is expected.
 static std::optional<SyntaxError> find_extra_comma(const Stop& stop) {
   const bool is_after_comma = stop.previous.type == Type::kComma;
   if (stop.token.type == Type::kComma) return remove(stop.token, "one comma too many");
@@ -207,7 +207,8 @@ static SyntaxError explain_value(const std::string& text, const Stop& stop) {
   return error_at(stop.token, "a value is expected, not " + quoted_mark(text, stop.token));
 }
 
-// Nothing if the token is one that may be there, so that only the parser knows what is wrong with it.
+// Explains the error at the stop. Nothing if the token may come there, so that only the parser knows the
+// error.
 static std::optional<SyntaxError> explain_stop(const std::string& text, const Stop& stop) {
   if (stop.is_too_deep)
     return error_at(stop.token,
@@ -235,7 +236,7 @@ static std::optional<SyntaxError> explain_stop(const std::string& text, const St
   }
 }
 
-// The range within the text, of at least one byte if there is one.
+// The range limited to the text, and at least one byte long unless the text is empty.
 static TextRange clamped(TextRange range, const std::string& text) {
   const auto size = static_cast<std::ptrdiff_t>(text.size());
   range.begin = std::clamp<std::ptrdiff_t>(range.begin, 0, std::max<std::ptrdiff_t>(size - 1, 0));

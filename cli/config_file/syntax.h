@@ -1,7 +1,6 @@
 #pragma once
 
-// Why a text is not a configuration, in words for people, where the parser of the program only names the
-// token that it did not expect.
+// Explains syntax errors to people. The parser only names the token that it did not expect.
 
 #include <optional>
 #include <string>
@@ -10,10 +9,10 @@
 #include "cli/config_file/text_range.h"
 #include "libcmd/configuration_text.h"
 
-// The rule of `lanfab check` that reports it.
+// The rule under which `lanfab check` reports syntax errors.
 inline constexpr char kSyntaxRule[] = "syntax";
 
-// What is wrong with a text that the parser has refused, at the location of the cause.
+// An error in a text that the parser has rejected, at the location of its cause.
 struct SyntaxError {
   TextRange range;
   std::string message;
@@ -21,5 +20,6 @@ struct SyntaxError {
   std::vector<Edit> fix;  // empty unless it is certain
 };
 
-// The cause of the parser's complaint about `text`. Where it cannot be found, that is the complaint itself.
+// Finds the cause of the parser's complaint about `text`. If it cannot be found, returns the complaint
+// itself.
 SyntaxError explain_complaint(const std::string& text, const Complaint& complaint);

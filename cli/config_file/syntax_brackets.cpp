@@ -8,14 +8,14 @@ using Type = Token::Type;
 
 namespace {
 
-// Where a token is on its line.
+// Location of a token on its line.
 struct Location {
   std::size_t line_begin;
   std::size_t indentation;  // of the line
   bool is_first;            // on the line
 };
 
-// The locations of tokens, in the order of the text.
+// Finds the locations of tokens, which must be queried in the order of the text.
 class Lines {
  public:
   explicit Lines(const std::string& text)
@@ -41,16 +41,16 @@ struct OpenBracket {
   bool has_indented_content = false;
 };
 
-// What the indentation says about brackets up to the stop.
+// Wrong brackets up to the stop, judged by the indentation.
 struct LayoutFindings {
-  std::optional<Token> unclosed;     // an opening bracket
-  Token last;                        // of what is in it
-  std::optional<Token> superfluous;  // a closing bracket
+  std::optional<Token> unclosed;     // opening bracket that is not closed
+  Token last;                        // last token inside that bracket
+  std::optional<Token> superfluous;  // closing bracket that is superfluous
 };
 
 }  // namespace
 
-// Whether a token at the beginning of a line is indented as what is outside the bracket, not inside.
+// Whether the indentation of a token at the beginning of a line places it outside the bracket.
 static bool is_outside(const OpenBracket& bracket, const Token& token, const Location& location) {
   if (location.line_begin == bracket.location.line_begin) return false;
   if (token.is_closer()) return location.indentation < bracket.location.indentation;
@@ -84,7 +84,7 @@ static bool is_on_one_line(const std::string& text, const Token& a, const Token&
   return std::min(text.find('\n', a.begin), text.size()) >= b.begin;
 }
 
-// Whether the brackets after `offset` close those of `open`, each by its own, and open no others.
+// Whether the brackets after `offset` are balanced and close exactly those of `open`.
 static bool is_balanced(const std::string& text, std::size_t offset, std::vector<Token> open) {
   for (Token token = token_at(text, offset); token.begin < text.size(); token = token_at(text, token.end)) {
     if (token.is_opener()) open.push_back(token);
@@ -103,7 +103,7 @@ static const char* mark_of(const Token& opener) {
   return opener.type == Type::kObjectBegin ? "{" : "[";
 }
 
-// The text lacks the closing bracket after the token `last`.
+// The closing bracket is missing after the token `last`.
 static SyntaxError missing_closer(const Token& opener, const Token& last) {
   return {range_of(last),
           std::string("'") + closer_of(opener) + "' is missing after this",
@@ -123,7 +123,7 @@ static SyntaxError unclosed_at_end(const std::string& text, const Stop& stop) {
   return error;
 }
 
-// The last colon of the innermost object that is open.
+// The last colon of the innermost open object.
 static std::optional<Token> last_colon(const std::string& text, const Stop& stop) {
   std::optional<Token> colon;
   std::size_t depth = 0;
@@ -140,7 +140,7 @@ static SyntaxError missing_opener(const Token& colon, const Token& second) {
   return {range_of(colon), "'[' is missing after this", {{range_of(second), "this has no key"}}, {}};
 }
 
-// Closed by a bracket of the other kind, or not closed in front of one.
+// A bracket that is closed by one of the other kind, or not closed before one.
 static SyntaxError wrong_closer(const std::string& text, const Stop& stop) {
   const Token& opener = stop.open.back();
   std::vector<Token> outside = stop.open;
@@ -171,7 +171,7 @@ static SyntaxError wrong_closer(const std::string& text, const Stop& stop) {
   return error;
 }
 
-// An opening bracket that was to be of the other kind.
+// An opening bracket that should be of the other kind.
 static SyntaxError other_opener(const Token& opener, TextRange content, std::string note) {
   const bool is_object = opener.type == Type::kObjectBegin;
   return {range_of(opener),
@@ -180,7 +180,7 @@ static SyntaxError other_opener(const Token& opener, TextRange content, std::str
           {{range_of(opener), is_object ? "[" : "{"}}};
 }
 
-// The key of a member where an array goes on: the array is not closed, or the object is not opened.
+// A key inside an array: either the array is not closed, or an object is not opened.
 static SyntaxError explain_key_in_array(const std::string& text, const Stop& stop, const Token& key,
                                         const Token& before) {
   const Token& opener = stop.open.back();
@@ -198,7 +198,7 @@ static SyntaxError explain_key_in_array(const std::string& text, const Stop& sto
 static std::optional<SyntaxError> key_in_array(const std::string& text, const Stop& stop) {
   if (stop.open.back().type != Type::kArrayBegin || stop.expected != Expected::kCommaOrEnd)
     return std::nullopt;
-  // The key has been taken for an element, or stops the array where a comma is missing.
+  // The key is either read as an element or, if a comma is missing before it, rejected.
   if (stop.token.type == Type::kColon && stop.previous.type == Type::kString)
     return explain_key_in_array(text, stop, stop.previous, stop.before_previous);
   if (stop.token.type == Type::kString && token_at(text, stop.token.end).type == Type::kColon)
@@ -206,7 +206,7 @@ static std::optional<SyntaxError> key_in_array(const std::string& text, const St
   return std::nullopt;
 }
 
-// Values without keys in braces.
+// Values without keys inside braces.
 static std::optional<SyntaxError> array_in_braces(const std::string& text, const Stop& stop) {
   const Token& opener = stop.open.back();
   if (opener.type != Type::kObjectBegin) return std::nullopt;
@@ -221,7 +221,7 @@ static std::optional<SyntaxError> array_in_braces(const std::string& text, const
   return other_opener(opener, range_of(stop.token), "no key is before this");
 }
 
-// An array without its opening bracket: the second value has no key, either.
+// An array without its opening bracket: its second value has no key.
 static std::optional<SyntaxError> array_without_opener(const std::string& text, const Stop& stop) {
   if (stop.open.back().type != Type::kObjectBegin) return std::nullopt;
   const bool is_object = stop.expected == Expected::kKey && stop.token.type == Type::kObjectBegin;
@@ -249,7 +249,7 @@ static SyntaxError text_after_end(const std::string& text, const Stop& stop) {
           {}};
 }
 
-// Whether the stop may come from a bracket that was not closed long before it.
+// Whether the cause of the stop may be an unclosed bracket long before it.
 static bool may_be_unclosed(const Stop& stop) {
   if (stop.expected == Expected::kNothing) return false;
   const bool is_duplicate_key = stop.expected == Expected::kKey && stop.token.type == Type::kString;

@@ -1,7 +1,7 @@
 #pragma once
 
-// The parts of explain_complaint (cli/config_file/syntax.h), a function for each kind of cause. Each returns
-// nothing where the cause is another one.
+// Parts of explain_complaint() (cli/config_file/syntax.h): a function for each kind of cause, which returns
+// nothing if the cause is of another kind.
 
 #include <cstddef>
 #include <optional>
@@ -22,10 +22,11 @@ inline Edit insertion(std::size_t offset, std::string text) {
   return {range_of(offset, offset), std::move(text)};
 }
 
-// "\"ipv4\"", if it is short and looks like a key; the message does without it otherwise.
+// The key for a message, with its quotes: "\"ipv4\"". Returns `otherwise` if it is long or does not look
+// like a key.
 std::string quoted_key(const std::string& text, const Token& key, const char* otherwise);
 
-// Whether the token begins a value, JSON or not: also a word, or a string in single quotes.
+// Whether the token begins a value, even one that is not JSON: a word, or a string in single quotes.
 bool begins_value(const std::string& text, const Token& token);
 
 // A text that is empty or in another encoding.
@@ -40,5 +41,5 @@ std::optional<SyntaxError> find_wrong_quotes(const std::string& text, const Stop
 // A word or a number that is not JSON, such as True or 0x1F, at the stop.
 std::optional<SyntaxError> find_wrong_word(const std::string& text, const Stop& stop);
 
-// A bracket that is not closed, closed by one of the other kind, or closed too early.
+// A bracket that is not closed, is closed by one of the other kind, or is closed too early.
 std::optional<SyntaxError> find_wrong_bracket(const std::string& text, const Stop& stop);

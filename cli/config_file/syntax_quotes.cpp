@@ -12,7 +12,7 @@ static bool is_blank(char c) {
   return c == ' ' || c == '\t' || c == '\r';
 }
 
-// The first offset from `begin` on that has no blank.
+// The first offset at or after `begin` that is not a blank.
 static std::size_t skip_blanks(const std::string& text, std::size_t begin) {
   while (begin < text.size() && is_blank(text[begin]))
     ++begin;
@@ -23,7 +23,7 @@ static std::size_t line_end(const std::string& text, std::size_t begin) {
   return std::min(text.find('\n', begin), text.size());
 }
 
-// Whether a string may have ended in front of this offset: a mark or the end of the line follows.
+// Whether a string may end before this offset: punctuation or the end of the line follows.
 static bool is_end_of_string(const std::string& text, std::size_t offset) {
   offset = skip_blanks(text, offset);
   return offset == text.size() || std::string_view(",:}]\n").find(text[offset]) != std::string_view::npos;
@@ -31,10 +31,10 @@ static bool is_end_of_string(const std::string& text, std::size_t offset) {
 
 namespace {
 
-// A quote that JSON does not know.
+// A quote that is not valid in JSON.
 struct Quote {
-  std::size_t size;     // in bytes; 0 without a quote
-  std::string message;  // what it is
+  std::size_t size;     // in bytes; 0 if there is no quote
+  std::string message;  // the kind of quotes
 };
 
 }  // namespace
@@ -50,8 +50,8 @@ static Quote quote_at(const std::string& text, std::size_t offset) {
   return {character.size, "typographic quotes (" + deception->description + ")"};
 }
 
-// The quote that ends a string which begins with a quote of another kind: the first one on the line behind
-// which a string may end. Any kind may end it, as word processors leave some as they are.
+// Closing quote of a string that begins with a quote of another kind: the first quote on the line after
+// which a string may end. It may be of any kind, since word processors do not replace all quotes.
 static std::optional<TextRange> closing_quote(const std::string& text, std::size_t begin) {
   const std::size_t end = line_end(text, begin);
   for (std::size_t i = begin; i < end; ++i) {
@@ -78,7 +78,7 @@ static std::optional<SyntaxError> other_quotes(const std::string& text, std::siz
   return error;
 }
 
-// A quote of another kind within the string at which it was to end.
+// A quote of another kind that was probably meant to close the string.
 static std::optional<SyntaxError> other_closing_quote(const std::string& text, const Token& string) {
   for (std::size_t i = string.begin + 1; i < string.end; ++i) {
     const Quote quote = quote_at(text, i);
@@ -96,7 +96,8 @@ static bool is_word_character(char c) {
   return is_letter || (c >= '0' && c <= '9') || std::string_view("_-./+").find(c) != std::string_view::npos;
 }
 
-// The end of the first word of a string, up to which it was probably to go; a key ends in front of a colon.
+// End of the first word of an unclosed string, if the string was probably meant to end there; a key ends
+// before a colon.
 static std::optional<std::size_t> end_of_only_word(const std::string& text, const Token& string) {
   std::size_t end = string.begin + 1;
   while (end < string.end &&
@@ -106,7 +107,7 @@ static std::optional<std::size_t> end_of_only_word(const std::string& text, cons
   return end;
 }
 
-// A string whose closing quote is missing: it ends at the next one, or nowhere.
+// A string whose closing quote is missing: it extends to the next quote, or to the end of the text.
 static SyntaxError unclosed_string(const std::string& text, const Token& string) {
   if (auto error = other_closing_quote(text, string)) return *error;
   const std::size_t end = std::min(string.end, line_end(text, string.begin));
@@ -119,7 +120,7 @@ static SyntaxError unclosed_string(const std::string& text, const Token& string)
   return error;
 }
 
-// A token that follows a string without a space or a mark between.
+// A token directly after a string, without a blank or punctuation between them.
 static std::optional<SyntaxError> text_behind_string(const std::string& text, const Stop& stop) {
   const Token& string = stop.previous;
   const std::size_t quote = string.end - 1;
@@ -138,7 +139,7 @@ static std::optional<SyntaxError> text_behind_string(const std::string& text, co
                      {}};
 }
 
-// An escape that JSON does not know, in a string that is well-formed otherwise.
+// An unknown escape in an otherwise well-formed string.
 static std::optional<SyntaxError> wrong_escape(const std::string& text, const Token& string) {
   for (std::size_t i = string.begin + 1; i + 1 < string.end; ++i) {
     if (text[i] != '\\') continue;
@@ -162,7 +163,7 @@ static std::optional<SyntaxError> wrong_escape(const std::string& text, const To
   return std::nullopt;
 }
 
-// The first half of a character beyond U+FFFF without an escape for its second half.
+// The first half of a character beyond U+FFFF, without an escape for the second half.
 static std::optional<SyntaxError> half_character(const std::string& text, const Token& string) {
   for (std::size_t i = text.find('\\', string.begin); i < string.end; i = text.find('\\', i + 2)) {
     const bool is_first_half = text[i + 1] == 'u' && (text[i + 2] == 'd' || text[i + 2] == 'D') &&

@@ -14,7 +14,7 @@ static bool is_key_expected(const Stop& stop) {
   return stop.expected == Expected::kKey || stop.expected == Expected::kFirstKey;
 }
 
-// How many bytes the character at `offset` has if a word may have it; 0 otherwise.
+// Size in bytes of the character at `offset` if it may be part of a word; otherwise 0.
 static std::size_t size_in_word(const std::string& text, std::size_t offset, bool is_key) {
   const char c = text[offset];
   const bool is_alphanumeric = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
@@ -36,7 +36,7 @@ static std::size_t word_end(const std::string& text, std::size_t begin, bool is_
   return end;
 }
 
-// The word in lower case, with characters that look like ASCII letters replaced by these.
+// The word in lower case, with ASCII letters in place of characters that look like them.
 static std::string plain_word(const std::string& word) {
   std::string plain = plain_text(word);
   std::transform(plain.begin(), plain.end(), plain.begin(),
@@ -44,7 +44,7 @@ static std::string plain_word(const std::string& word) {
   return plain;
 }
 
-// The first letter of a word that looks like one of ASCII.
+// The first deceptive character of a word.
 static std::optional<DeceptiveCharacter> first_deception(std::string_view word) {
   for (; !word.empty(); word.remove_prefix(first_character(word).size))
     if (auto deception = find_deception(first_character(word).code)) return deception;
@@ -114,7 +114,7 @@ static std::optional<SyntaxError> other_number(const std::string& word, TextRang
   return std::nullopt;
 }
 
-// A string or a key without quotes, or with the second one only.
+// A string or a key without quotes, or with only the closing quote.
 static SyntaxError missing_quotes(const std::string& text, std::size_t begin, std::size_t end, bool is_key) {
   const std::string what = is_key ? "key" : "string";
   SyntaxError error{range_of(begin, end), "a " + what + " needs double quotes", {}, {}};

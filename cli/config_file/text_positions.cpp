@@ -8,7 +8,7 @@
 
 constexpr std::size_t kDistance = 1024;
 
-// Moves both over the character at `offset`.
+// Moves the offset and the position past the character at `offset`.
 static void step(const std::string& text, std::size_t& offset, TextPosition& position) {
   const bool is_line_end = text[offset] == '\n';
   position.line += is_line_end ? 1 : 0;
@@ -29,7 +29,7 @@ TextPosition TextPositions::at(std::ptrdiff_t offset) const {
   const auto next = std::upper_bound(marks_.begin(), marks_.end(), end,
                                      [](std::size_t start, const Mark& mark) { return start < mark.offset; });
   auto [start, position] = *std::prev(next);
-  // A position inside a character is that of the character.
+  // An offset inside a character has the position of the character.
   for (std::size_t behind = start; start < end; start = behind) {
     TextPosition following = position;
     step(text_, behind, following);

@@ -1,12 +1,12 @@
 #pragma once
 
-// Lines and columns of a text, for its readers.
+// Converts offsets in a text to lines and columns, for messages.
 
 #include <cstddef>
 #include <string>
 #include <vector>
 
-// Both count from 1; columns are characters.
+// A line and a column, both counted from 1. Columns count characters.
 struct TextPosition {
   int line = 1;
   int column = 1;
@@ -17,7 +17,7 @@ class TextPositions {
  public:
   explicit TextPositions(const std::string& text);
 
-  // The position of the character at `offset`, in bytes; behind the text, that of its end.
+  // Position of the character at `offset`, in bytes; for an offset past the end, that of the end.
   TextPosition at(std::ptrdiff_t offset) const;
 
  private:
@@ -27,6 +27,7 @@ class TextPositions {
   };
 
   const std::string& text_;
-  // One for about every thousand bytes: a query reads the text from there.
+  // One for about every thousand bytes: at() scans the text from the last mark that is not after its
+  // offset.
   std::vector<Mark> marks_;
 };

@@ -21,7 +21,8 @@ std::string file_text(const HistoryEntry& entry) {
   return line(kFormat, sha256(rest)) + rest;
 }
 
-// Takes the first line, which must have this name, from the text. False if it has another one, or no end.
+// Removes the first line, which must begin with `name`, from the text, and sets the value to the rest of
+// the line. False if the line has another name or does not end.
 static bool take_line(std::string_view name, std::string_view& text, std::string& value) {
   const std::size_t end = text.find('\n');
   if (end == std::string_view::npos || text.substr(0, name.size()) != name) return false;

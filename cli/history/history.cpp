@@ -14,13 +14,13 @@
 #include "cli/base/terminal.h"
 #include "cli/live/trial_state.h"
 
-// Configurations have keys.
+// Only root may read the history: configurations contain keys.
 constexpr mode_t kDirectoryMode = 0700;
 constexpr mode_t kFileMode = 0600;
 constexpr std::string_view kSuffix = ".txt";
 constexpr char kNewFile[] = "/new";
 
-// More than a gateway gets in its life, and less than overflows.
+// Largest number of an entry: more than a gateway ever reaches, and without overflow.
 constexpr std::int64_t kLargestNumber = 999'999'999;
 
 History::History() : History(LANFAB_HISTORY_DIRECTORY, {LANFAB_HISTORY_ENTRIES, LANFAB_HISTORY_BYTES}) {}
@@ -28,7 +28,7 @@ History::History() : History(LANFAB_HISTORY_DIRECTORY, {LANFAB_HISTORY_ENTRIES, 
 History::History(const std::string& directory, const HistoryLimits& limits)
     : directory_(directory), limits_(limits) {}
 
-// The number of the entry in a file of this name; 0 if it is no entry's.
+// Number of the entry in a file of this name; 0 if the file is not an entry.
 static std::int64_t number_of(const std::string& name) {
   std::int64_t number = 0;
   std::from_chars(name.data(), name.data() + name.size(), number);
@@ -87,7 +87,8 @@ static bool sync_directory(const std::string& path) {
   return directory.is_open() && fsync(directory.number()) == 0;
 }
 
-// Makes the directory, if it is missing, and waits until the disk has it and those above it.
+// Creates the directory if it is missing, and syncs the directories above it to disk. False, with errno
+// set, on failure.
 static bool make_durably(const std::string& directory) {
   if (access(directory.c_str(), F_OK) == 0) return true;
   if (!make_directories(directory, kDirectoryMode)) return false;
@@ -98,10 +99,11 @@ static bool make_durably(const std::string& directory) {
   return true;
 }
 
-// A file that is not whole never has the name of an entry.
+// Writes a new file, then renames it, so that an incomplete file never has the name of an entry. False,
+// with errno set, on failure.
 bool History::write_entry(const HistoryEntry& entry) const {
   const std::string path = directory_ + kNewFile;
-  // What a killed one left.
+  // A process that was killed may have left this file.
   if (unlink(path.c_str()) != 0 && errno != ENOENT) return false;
   Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode));
   if (file.is_open() && write_all(file.number(), file_text(entry)) && fsync(file.number()) == 0 &&
@@ -114,7 +116,8 @@ bool History::write_entry(const HistoryEntry& entry) const {
   return false;
 }
 
-// The latest one stays, whatever its size. What cannot be removed now will be next time.
+// Removes the oldest entries that exceed the limits, but never the latest one. An entry that cannot be
+// removed now is removed next time.
 void History::remove_oldest(const std::vector<std::int64_t>& numbers) const {
   std::size_t entries = 0;
   std::size_t bytes = 0;

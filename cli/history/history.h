@@ -1,8 +1,8 @@
 #pragma once
 
-// The configurations that came into effect, one file each in a directory of root's. Every file is whole or
-// absent at any moment, power lost included. None is needed for anything but going back to it: a damaged one
-// is shown as damaged, and does no other harm.
+// History of the configurations that became active, one file each in a directory that belongs to root. At
+// any moment, even after a power failure, a file is either complete or absent. A file is only needed to
+// return to its configuration: a damaged one is reported as damaged, and has no other effect.
 
 #include <cstddef>
 #include <optional>
@@ -14,25 +14,25 @@
 
 struct HistoryLimits {
   std::size_t entries;
-  std::size_t bytes;  // of all files
+  std::size_t bytes;  // of all files together
 };
 
 class History {
  public:
-  // That of this machine, as it was chosen when the program was built.
+  // The history of this machine. Its directory and limits are set when the program is built.
   History();
   History(const std::string& directory, const HistoryLimits& limits);
 
-  // Reads all entries, the latest one first; without the directory there are none. Returns nothing, or why it
-  // cannot be read.
+  // Reads all entries, the latest first; none if the directory does not exist. Returns nothing on success;
+  // otherwise an error message.
   std::optional<std::string> read(std::vector<HistoryEntry>& entries) const;
 
-  // Finds the entry with this number, which need not be one. Returns nothing, or why there is none that can
-  // be used.
+  // Finds the entry with this number, which the user may have mistyped. Returns nothing on success;
+  // otherwise an error message, also if the entry is damaged.
   std::optional<std::string> find(const std::string& number, HistoryEntry& entry) const;
 
-  // Adds a configuration that has just come into effect, unless it is that of the latest entry, and removes
-  // the oldest ones that are too many or too large. Returns nothing, or why it cannot be added.
+  // Adds a configuration that has just become active, unless the latest entry has the same one, and removes
+  // the oldest entries that exceed the limits. Returns nothing on success; otherwise an error message.
   std::optional<std::string> add(const std::string& configuration, const std::string& comment) const;
 
  private:
@@ -45,8 +45,10 @@ class History {
   HistoryLimits limits_;
 };
 
-// Loads the configuration of the entry with this number. Returns nothing, or why it cannot be examined.
+// Loads the configuration of the entry with this number. Returns nothing on success; otherwise an error
+// message.
 std::optional<std::string> load_from_history(const std::string& number, Source& source);
 
-// Adds the configuration to the history. A failure is only reported: the network does not depend on it.
+// Adds the configuration to the history. A failure is only reported: the network does not depend on the
+// history.
 void record_in_history(const std::string& configuration, const std::string& comment);

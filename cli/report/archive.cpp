@@ -14,7 +14,7 @@ constexpr int kSeconds = 60;
 
 namespace {
 
-// A directory of this process alone, removed with everything in it at the end of the scope.
+// A temporary directory for this user only, removed with its content at the end of the scope.
 class TemporaryDirectory {
  public:
   TemporaryDirectory() {
@@ -27,13 +27,13 @@ class TemporaryDirectory {
     if (!path_.empty()) std::filesystem::remove_all(path_, error);
   }
 
-  // Empty, with errno set, if it could not be made.
+  // Empty, with errno set, if it could not be created.
   const std::string& path() const {
     return path_;
   }
 
  private:
-  // Not TMPDIR, which others may have chosen: in /tmp nobody else can replace it.
+  // Not in TMPDIR, which others may have set: in /tmp, other users cannot replace the directory.
   std::string path_ = "/tmp/lanfab.XXXXXX";
 };
 
@@ -41,7 +41,7 @@ class TemporaryDirectory {
 
 std::optional<std::string> pack(const std::vector<File>& files, const std::string& name,
                                 std::string& archive) {
-  // Otherwise a signal would leave the directory behind.
+  // Otherwise a signal could end this process before it removes the directory.
   const BlockedSignals signals{SIGINT, SIGQUIT, SIGTSTP, SIGHUP, SIGTERM};
   const TemporaryDirectory directory;
   if (directory.path().empty()) return with_errno("/tmp");

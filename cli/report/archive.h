@@ -6,7 +6,8 @@
 
 #include "cli/base/file.h"
 
-// Sets the bytes of a compressed archive, as tar(1) and gzip(1) make it. The paths of the files begin with a
-// slash; in the archive all are below the directory `name`. Returns nothing, or why it cannot be made.
+// Packs the files with tar(1), compressed, and sets `archive` to the bytes. The paths of the files begin
+// with a slash; in the archive, all files are below the directory `name`. Returns nothing on success;
+// otherwise an error message.
 std::optional<std::string> pack(const std::vector<File>& files, const std::string& name,
                                 std::string& archive);

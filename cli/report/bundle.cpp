@@ -18,8 +18,8 @@
 
 constexpr char kRuntimeDirectory[] = "/run";
 constexpr char kUnitDirectory[] = "/run/systemd/network";
-// What a run writes into /run besides units, and what it takes from there; nothing else there is the
-// gateway's. The values of the cellular link begin with "wwan".
+// Names of the gateway's files in /run, besides the units. Files of the cellular link are not listed here:
+// their names begin with "wwan".
 constexpr std::array<std::string_view, 9> kRuntimeFiles = {
     ".delete_interfaces", ".delete_static_routes", "LANFAB_LOCKED", "ROUTER_MODE",
     "dnsmasq.conf",       "dnsmasq.leases",        "hosts",         "post_networkd_start_actions_script",
@@ -52,7 +52,7 @@ static std::vector<Query> ip_queries() {
 
 namespace {
 
-// Collects the items as they are, and masks them when all secrets are known.
+// Collects all items unmasked, then masks them, once all secrets are known.
 class Collector {
  public:
   std::vector<ReportItem> collect() {
@@ -81,7 +81,7 @@ class Collector {
     items_.push_back({item, false});
   }
 
-  // A file that is missing is none of the report.
+  // Adds a file and learns its secrets. Does nothing if the file does not exist.
   void add_file(const std::string& path, bool is_configuration = false) {
     std::string content;
     errno = 0;
@@ -141,7 +141,7 @@ class Collector {
     }
   }
 
-  // They are never in a report, but may be quoted anywhere.
+  // Private key files are not in the report, but any item may quote their keys.
   void learn_private_keys() {
     const std::string any = wireguard_private_key_file("");
     const std::string directory = any.substr(0, any.rfind('/') + 1);
@@ -151,7 +151,7 @@ class Collector {
     }
   }
 
-  // The queries would start the service.
+  // Queries networkctl only if systemd-networkd is active: a query would start the service.
   void add_networkctl() {
     bool is_active = false;
     const auto error = query_unit("systemd-networkd.service", is_active);

@@ -1,8 +1,8 @@
 #pragma once
 
-// What `lanfab report` collects: what a person who looks for a fault from afar asks for. Nothing changes on
-// the machine, every query of another program has a limit on its time and its output, and what cannot be
-// had is named in its place.
+// Collects the content of `lanfab report`, for remote troubleshooting. Changes nothing on the machine.
+// Queries of other programs have limits on their time and output. An item that cannot be collected has an
+// error instead.
 
 #include <string>
 #include <vector>
@@ -10,7 +10,7 @@
 struct ReportItem {
   std::string name;     // its path in the bundle, which begins with a slash
   std::string content;  // without secrets
-  std::string error;    // why it is missing, or not whole; otherwise empty
+  std::string error;    // why it is missing or incomplete; otherwise empty
 };
 
 std::vector<ReportItem> collect_report();

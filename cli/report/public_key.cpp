@@ -10,7 +10,7 @@
 using Key = std::array<std::uint8_t, CURVE25519_SIZE>;
 
 static bool decode(const std::string& text, Key& key) {
-  // With the "=" at its end.
+  // Includes the "=" at its end.
   if (text.size() != BASE64_ENCODE_RAW_LENGTH(CURVE25519_SIZE)) return false;
   std::array<std::uint8_t, BASE64_DECODE_LENGTH(BASE64_ENCODE_RAW_LENGTH(CURVE25519_SIZE))> bytes{};
   std::size_t size = bytes.size();

@@ -18,8 +18,8 @@ constexpr char kTooLarge[] = ": only its beginning, for its size";
 
 namespace {
 
-// Children write no file larger than a text may be, until the end of the scope. They get an error for what is
-// more, and not a signal, after which the system would keep their memory.
+// Limits the size of files that children write to kLargestText, until the end of the scope. A child that
+// exceeds the limit gets an error instead of a signal, which would cause a core dump.
 class FileSizeLimit {
  public:
   FileSizeLimit() {
@@ -83,7 +83,7 @@ std::optional<std::string> read_beginning(const std::string& path, std::string& 
   errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
   if (!S_ISREG(status.st_mode) || !read_some(file.number(), text)) return with_errno(path);
   if (text.size() <= kLargestText) return std::nullopt;
-  // The last line may be a part of a secret.
+  // Omit the last, incomplete line: it may be a part of a secret.
   text.resize(std::min(text.rfind('\n', kLargestText - 1) + 1, kLargestText));
   return printable(path) + kTooLarge;
 }

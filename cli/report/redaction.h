@@ -1,9 +1,9 @@
 #pragma once
 
-// What a report must not hold: keys, passwords, tokens. They are hidden in several ways, of which each finds
-// what the others do not: by the name before a value; wherever a value stands that has such a name elsewhere;
-// as an argument after such an option; as the password of a URL; and by the form that a key of WireGuard has,
-// unless it is known to be a public one.
+// Hides keys, passwords and tokens in a report. Finds them in several ways, since each finds secrets that
+// the others miss: by the name before a value; by a value that has such a name elsewhere; as the argument
+// of an option with such a name; as the password in a URL; and by the form of a WireGuard key, unless it is
+// known to be a public key.
 
 #include <json/json.h>
 
@@ -14,14 +14,14 @@
 
 #include "cli/base/secrets.h"
 
-// Whether a value of this name is a secret: "PrivateKey", "API_TOKEN", "wifi-password". More than
-// is_secret_name() says: what other programs write has other names.
+// Whether a value of this name is a secret: "PrivateKey", "API_TOKEN", "wifi-password". Accepts more names
+// than is_secret_name(), since other programs use other names.
 bool is_sensitive_name(std::string_view name);
 
 class Redaction {
  public:
-  // Takes note of the secrets in a configuration, in another text, and of a file that is a private key. All
-  // of them have to be known before the first text is masked.
+  // Learn the secrets in a configuration and in any other text, and a private key from its file. All
+  // secrets must be known before the first text is masked.
   void learn_configuration(const std::string& text);
   void learn_text(const std::string& text);
   void learn_private_key(const std::string& key);
@@ -30,7 +30,7 @@ class Redaction {
   std::string masked_configuration(const std::string& text);
   std::string masked(const std::string& text);
 
-  // A line for each hidden private key of WireGuard with its public one, which others may know.
+  // A line for each hidden WireGuard private key, with its public key, which is not secret.
   std::string public_keys();
 
  private:
@@ -44,7 +44,7 @@ class Redaction {
 
   SecretMask mask_;
   std::set<std::string> secrets_;
-  std::set<std::string> secret_keys_;  // those of the form of a key
+  std::set<std::string> secret_keys_;  // secrets in the form of a WireGuard key
   std::set<std::string> public_keys_;
-  std::map<std::string, std::string> private_keys_;  // with their public ones
+  std::map<std::string, std::string> private_keys_;  // with their public keys
 };
