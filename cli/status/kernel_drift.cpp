@@ -10,7 +10,7 @@ void find_kernel_drift(const Snapshot& snapshot, std::vector<Drift>& drift) {
   find_route_drift(snapshot, drift);
   for (const std::string& error : snapshot.kernel.errors)
     drift.push_back({"kernel", "could not read " + error, false, "what differs there is not seen", ""});
-  // What is pending ends by itself.
+  // Pending drift needs no fix.
   for (Drift& one : drift)
     if (one.is_pending) one.fix.clear();
 }
