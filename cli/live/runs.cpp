@@ -59,7 +59,8 @@ bool is_run(const std::string& process) {
   if (line_of(directory + "/status", "Uid:").rfind(kRootAlone, 0) != 0) return false;
   char program[PATH_MAX];
   const ssize_t size = readlink((directory + "/exe").c_str(), program, sizeof program);
-  // Only root can read the executable's path of root's processes. For other users, the name must suffice.
+  // Only root can read which program a process of root runs. For other users, the name of the process must
+  // suffice.
   if (size < 0) return errno == EACCES && line_of(directory + "/comm", "") == kProgram;
   std::string name(program, static_cast<std::size_t>(size));
   name.erase(0, name.rfind('/') + 1);

@@ -36,7 +36,7 @@ std::string new_trial_id() {
   return std::to_string(getpid()) + "." + std::to_string(now.tv_sec) + "." + std::to_string(now.tv_nsec);
 }
 
-// Like a run of cmd_lanfab, does not ignore the file if its existence cannot be determined.
+// Like a run of cmd_lanfab, assumes that the file exists if that cannot be determined.
 bool is_trial_active() {
   struct stat status {};
   return lstat(kTrialConfiguration, &status) == 0 || (errno != ENOENT && errno != ENOTDIR);

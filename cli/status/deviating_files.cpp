@@ -125,7 +125,7 @@ class Check {
               [](const DeviatingFile& one, const DeviatingFile& other) { return one.path < other.path; });
   }
 
-  // Drops the files that a WWAN_APPLY with a link writes differently than one without a link. Compares
+  // Drops the files that a WWAN_APPLY with a link writes differently than the APPLY without one. Compares
   // surplus units by their numbers, since the former link may have had another interface.
   void drop_former_link() {
     DryRun with_link;

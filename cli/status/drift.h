@@ -21,7 +21,7 @@ struct Drift {
 // "the address 192.168.1.1/24 is missing (pending)"
 std::string describe(const Drift& drift);
 
-// Quotes a word of the shell command `fix` if necessary.
+// Returns a word of the shell command `fix`, quoted if necessary.
 std::string quoted_for_shell(const std::string& text);
 
 // Returns the drift of the kernel's state, the services, the last runs and the lock, in this order.

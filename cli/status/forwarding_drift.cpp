@@ -5,7 +5,7 @@
 #include "cli/status/setup_state.h"
 
 std::optional<bool> wanted_forwarding(const Snapshot& snapshot, const InterfaceFacts& wanted) {
-  // The bridge forwards packets, not its members.
+  // Packets are forwarded by the bridge, not by its members.
   if (!wanted.bridge.empty()) return std::nullopt;
   const auto& interfaces = snapshot.wanted.interfaces;
   // If the unit of one existing interface enables forwarding, it is enabled for all interfaces.

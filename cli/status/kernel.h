@@ -38,7 +38,7 @@ struct KernelRoute {
   bool is_dynamic = false;    // from a DHCP lease
   std::string table = {};     // empty for the main table
   std::string protocol = {};  // its origin: "kernel", "static" (systemd-networkd), "boot" (a manual command)
-  std::string type = {};      // "blackhole", "unreachable"; empty for a route to a host or network
+  std::string type = {};      // "blackhole", "unreachable"; empty for "unicast"
 };
 
 // A policy rule.

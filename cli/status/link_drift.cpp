@@ -149,7 +149,7 @@ void LinkComparison::compare_state() {
 }
 
 void LinkComparison::compare_kind() {
-  // The kind of a network card is empty, and any kind is if the kernel does not report it.
+  // The kind of a network card is empty. If the kernel does not report kinds, all of them are.
   if (wanted_.kind.empty() || link_.kind.empty()) return;
   if (link_.kind != wanted_.kind) {
     say("it is a device of the kind " + link_.kind + ", not " + wanted_.kind, "it carries other packets",

@@ -1,6 +1,6 @@
 #pragma once
 
-// Packets of one interface, in which the kernel neither writes nor reads headers above Ethernet.
+// Sockets for the packets of one interface. The kernel neither writes nor reads headers above Ethernet.
 
 #include <array>
 #include <optional>

@@ -166,8 +166,8 @@ bool RouteComparison::is_explained(const KernelRoute& route) const {
       });
 }
 
-// Whether a route is not configured. Ignores routes of the kernel, of leases and of routing programs, which
-// have other protocols.
+// Whether a route of the main table is not configured. Ignores routes of the kernel, of leases and of routing
+// programs, which have other protocols.
 bool RouteComparison::is_foreign(const KernelRoute& route) const {
   const bool is_by_hand = route.protocol.empty() || route.protocol == "boot" || route.protocol == "static";
   return is_by_hand && route.table.empty() && !is_explained(route);

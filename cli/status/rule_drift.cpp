@@ -98,7 +98,7 @@ static void compare_foreign(const Snapshot& snapshot, std::vector<Drift>& drift)
   }
 }
 
-// Without the kernel's own rules, packets do not use the tables.
+// Without the kernel's own rules, packets do not use the tables "local" and "main".
 static void compare_own_rules(const std::vector<KernelRule>& there, std::vector<Drift>& drift) {
   for (const auto& [priority, table] :
        {std::pair(kLocalPriority, "local"), std::pair(kMainPriority, "main")}) {

@@ -12,7 +12,7 @@
 #include "cli/live/runs.h"
 #include "cli/status/services.h"
 
-// Messages and program by which the entries of a run are recognized.
+// First and last message of a run, and the end of the path of its program.
 constexpr char kStart[] = "cmd_lanfab start";
 constexpr char kEnd[] = "cmd_lanfab clear lock";
 constexpr char kProgram[] = "/cmd_lanfab";

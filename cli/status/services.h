@@ -25,7 +25,7 @@ struct Service {
   bool is_active() const {
     return state == "active" || state == "reloading";
   }
-  // Whether it is starting or stopping; false if it waits to be restarted after a failure.
+  // Whether the service is starting or stopping; false if it waits to be restarted after a failure.
   bool is_pending() const {
     return (state == "activating" && detail != "auto-restart") || state == "deactivating";
   }
