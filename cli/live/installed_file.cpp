@@ -144,7 +144,7 @@ class Replacement {
 
  private:
   // Writes the new file and a copy of the installed one. The copy only becomes the previous configuration
-  // after the replacement, so that this always differs from the installed one. Returns nullptr, or the path
+  // after the replacement, so that it always differs from the installed one. Returns nullptr, or the path
   // that failed, with errno set.
   const std::string* prepare(const std::string& content) {
     if (!read_former(entry_, former_)) return &entry_;

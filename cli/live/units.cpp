@@ -95,7 +95,7 @@ static bool run_revert(Words options, const std::string& option) {
   return run_in_service(options, revert_command_line(option));
 }
 
-// Main version number of systemd; 0 if it is unknown.
+// Major version of systemd; 0 if it is unknown.
 static int systemd_version() {
   constexpr char kName[] = "systemd ";
   std::string version;
