@@ -16,26 +16,26 @@
 #include "cli/live/runs.h"
 #include "cli/live/trial_state.h"
 
-// A line of JSON, and the text.
+// A line of JSON with the identity of the APPLY and the SHA-256, followed by the configuration.
 constexpr char kRecord[] = "/run/lanfab/applied";
-// The text that lanfab.service is about to apply.
+// The configuration that lanfab.service is about to apply.
 constexpr char kNoted[] = "/run/lanfab/applying";
-// Every APPLY removes it and, unless it is killed before, writes it again.
+// Every APPLY removes this file and creates it again, unless it is killed before that.
 constexpr char kMark[] = "/var/run/.delete_static_routes";
-// It may have keys of tunnels.
+// A configuration may contain keys of tunnels.
 constexpr mode_t kPrivate = 0600;
 
-// In seconds. A run that waits for the lock of a killed one would never end.
+// In seconds. Without a limit, a run that waits for the lock of a killed run would never end.
 constexpr char kApplyLimit[] = "170";
 
-// What tells the last APPLY from any other one.
+// Identity of the APPLY that created the mark; every APPLY has a different one.
 static std::string identity_of(const struct stat& mark) {
   return std::to_string(mark.st_ino) + "." + std::to_string(mark.st_mtim.tv_sec) + "." +
          std::to_string(mark.st_mtim.tv_nsec);
 }
 
-// Whether the file was changed after the mark, its owner and its name included: a copy may keep the time of
-// the last change of the content. One that is missing was.
+// Whether the file, its owner or its name was changed after the mark was created; true if the file is
+// missing. Compares the ctime, since a copy may keep the mtime.
 static bool is_changed_since(const struct stat& mark, const std::string& path) {
   struct stat file {};
   if (stat(path.c_str(), &file) != 0) return true;
@@ -45,7 +45,7 @@ static bool is_changed_since(const struct stat& mark, const std::string& path) {
                                           : changed.tv_nsec > applied.tv_nsec;
 }
 
-// The record of the APPLY with this identity. False if there is none.
+// Reads the record of the APPLY with this identity. Returns false if there is none.
 static bool read_record(const std::string& identity, Applied& applied) {
   File file;
   Json::Value header;
@@ -81,7 +81,8 @@ bool is_applied(const std::string& sha256) {
   return !read_applied(applied) && applied.sha256 == sha256;
 }
 
-// Replaces the record as a whole: two APPLYs may end at once. A text that is not known has an empty hash.
+// Replaces the record atomically, since two APPLYs may end at the same time. An empty checksum means that the
+// configuration is unknown.
 static bool write_record(const std::string& text, const std::string& checksum) {
   struct stat mark {};
   if (stat(kMark, &mark) != 0) return false;
@@ -104,7 +105,8 @@ bool record_applied(const std::string& text) {
   return write_record(text, sha256(text));
 }
 
-// Records the text that an APPLY found at its begin, unless it may have read another one.
+// Records `text`, which the file contained before the APPLY. If the file has changed since, the APPLY may
+// have read another configuration, so records it as unknown.
 static bool record_unless_changed(const std::string& text, const std::string& path) {
   File file;
   if (read_file(path, file) && file.content == text) return record_applied(text);

@@ -1,7 +1,7 @@
 #pragma once
 
-// The configuration that the last APPLY has applied, which a rollback applies again. It may differ from the
-// installed file, which may have been edited since.
+// The configuration applied by the last APPLY. A rollback applies it again. The installed file may differ,
+// since it may have been edited after that APPLY.
 
 #include <optional>
 #include <string>
@@ -11,23 +11,25 @@ struct Applied {
   std::string sha256;
 };
 
-// Finds the configuration applied by the last APPLY since the boot. If that APPLY was run by hand, so that
-// only its end is known, it is the active configuration, unless that has changed since. Returns nothing, or
-// why it is unknown.
+// Finds the configuration applied by the last APPLY since boot. An APPLY that was run by hand leaves no
+// record; the result is then the active configuration, unless that file was changed after the APPLY. Returns
+// nothing on success, otherwise why the configuration is unknown.
 std::optional<std::string> read_applied(Applied& applied);
 
-// Whether the last APPLY has applied the text with this SHA-256.
+// Whether the configuration applied by the last APPLY has this SHA-256.
 bool is_applied(const std::string& sha256);
 
-// Records that the last APPLY has applied this text; the next APPLY invalidates the record. False, with errno
-// set, on failure.
+// Records `text` as the configuration applied by the last APPLY; the next APPLY invalidates the record.
+// Returns false and sets errno on failure.
 bool record_applied(const std::string& text);
 
-// For lanfab.service, before its APPLY and after one that has succeeded: keep the active configuration's
-// text, and record it as what was applied if it is still the same. False, with errno set, on failure.
+// Used by lanfab.service. note_configuration() saves the active configuration before the APPLY.
+// record_noted_configuration() runs after a successful APPLY and records the saved configuration as applied,
+// or as unknown if the file has changed meanwhile. Both return false and set errno on failure.
 bool note_configuration();
 bool record_noted_configuration();
 
-// Runs an APPLY as a child, with a limit, and records what it has applied. With a `directory`, of
-// network.json there, otherwise of the active configuration. Returns whether the APPLY succeeded.
+// Runs `program apply` as a child process with a time limit and records the configuration that it applied:
+// network.json in `directory`, or the active configuration if `directory` is empty. Returns whether the APPLY
+// succeeded; an error in recording is only printed.
 bool apply_and_record(const std::string& program, const std::string& directory = "");

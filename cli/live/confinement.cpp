@@ -7,10 +7,10 @@
 
 #include "cli/base/subprocess.h"
 
-// The text of packaging/lanfab.service.in.
+// Content of packaging/lanfab.service.in.
 extern const std::string_view kPackagedUnit;
 
-// What the keys begin with that are a service's own.
+// Prefixes of the settings that each service has for itself.
 constexpr std::string_view kOwn[] = {
     "BusName",        "ExecCondition",     "ExecReload",   "ExecStart",     "ExecStop",
     "FileDescriptor", "GuessMainPID",      "NotifyAccess", "OOMPolicy",     "PIDFile",
@@ -28,7 +28,7 @@ static bool is_comment(const std::string& line) {
   return line.empty() || line.front() == '#' || line.front() == ';';
 }
 
-// The lines of a unit without comments, and those that a backslash continues in one piece.
+// Lines of a unit without comments; lines continued with a backslash are joined.
 static std::vector<std::string> joined_lines(const std::string& unit) {
   std::vector<std::string> lines;
   std::istringstream stream(unit);

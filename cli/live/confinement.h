@@ -5,10 +5,11 @@
 #include <string>
 #include <vector>
 
-// Settings of the section [Service] in a unit's text, with its drop-ins in order, as options of systemd-run:
-// all but the commands, the type, the time limits and the restarts.
+// Settings of the [Service] sections in `unit`, the text of a unit followed by its drop-ins, as systemd-run
+// options. Leaves out the settings that each service has for itself, such as commands, type, time limits and
+// restarts.
 std::vector<std::string> service_options(const std::string& unit);
 
-// Options of lanfab.service as installed on this machine, with local drop-ins; if it is not installed, those
-// of the packaged unit.
+// systemd-run options of lanfab.service as installed on this machine, with local drop-ins; if it is not
+// installed, those of the packaged unit.
 std::vector<std::string> lanfab_service_options();

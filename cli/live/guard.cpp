@@ -18,24 +18,27 @@
 #include "cli/live/units.h"
 
 constexpr int kPauseMilliseconds = 1000;
-// Each query of systemd takes a process.
+// Only every fifth check queries systemd, since each query starts a process.
 constexpr int kLooksPerQuestion = 5;
 // How long the timer and its service may be late, in seconds.
 constexpr std::int64_t kGrace = 10;
 constexpr int kLockLimit = 5;
-// Between two attempts of the guard.
+// Pauses between rollback attempts of the guard, in seconds.
 constexpr std::int64_t kFirstPause = 5;
 constexpr std::int64_t kLongestPause = 60;
 
-// Of a file that this process keeps in memory. A lanfab with sanitizers takes 77 MB.
+// Size limit for a file that this process keeps in memory. A lanfab built with sanitizers takes 77 MB.
 constexpr off_t kLargestFile = 128 * 1024 * 1024;
 
-// Whoever may read the file may read it again; its owner only if root has given it away.
+// Permission bits that a restored file gets back: all of them, or only the owner's if its owner and group
+// cannot be restored.
 constexpr mode_t kPermissions = 07777;
 constexpr mode_t kOfOwner = 0700;
 
-// What this process writes before it renames it, and others likewise; what lanfab.service notes for itself.
+// Suffix of a restored file before it is renamed.
 constexpr char kRestored[] = ".restored";
+// Ends of the paths that are not restored: temporary files, the configuration noted by lanfab.service, the
+// reserved space and the marks of the end.
 constexpr std::string_view kPassing[] = {kRestored, ".new", "/applying", "/reserve", "/end", "/end.failed"};
 
 static bool is_guard = false;
@@ -49,14 +52,14 @@ static bool is_time_over(const TrialState& state) {
   return monotonic_seconds() > state.ends + kGrace;
 }
 
-// Changes with the content of a file.
+// Changes whenever the file is replaced or written.
 static auto version_of(const struct stat& status) {
   return std::make_tuple(status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec);
 }
 
 namespace {
 
-// A file of the trial when it was there.
+// A file of the trial as it was last seen.
 struct Remembered {
   File file;
   struct stat status {};
@@ -66,7 +69,7 @@ class Guard {
  public:
   explicit Guard(const std::function<int()>& roll_back) : roll_back_(roll_back) {}
 
-  // Looks after the trial once. Returns whether it goes on.
+  // Checks the trial once. Returns whether it must be checked again.
   bool check() {
     const auto state = read_state();
     if (state) state_ = state;
@@ -76,7 +79,7 @@ class Guard {
       look_after_files();
       if (state_ && looks_++ % kLooksPerQuestion == 0) look_after_timer();
     }
-    // Without its state, nobody can confirm it.
+    // Without its state, the trial cannot be confirmed, so it is rolled back.
     if (!state_) return (is_trial_active() || has_failed()) && !roll_back_late();
     return !is_time_over(*state_) || !roll_back_late();
   }
@@ -98,7 +101,7 @@ class Guard {
     for (const std::string& name : list_directory(directory).value_or(std::vector<std::string>())) {
       const std::string path = directory + "/" + name;
       if (is_passing(path)) continue;
-      // A file that has gone meanwhile has no type and no size.
+      // If the file was removed meanwhile, `status` stays zero: no type and no size.
       struct stat status {};
       lstat(path.c_str(), &status);
       if (S_ISDIR(status.st_mode)) remember(path);
@@ -114,9 +117,10 @@ class Guard {
     if (read_file(path, remembered.file)) files_[path] = remembered;
   }
 
-  // A rollback may not have waited for the lock: then its mark is there after the files.
+  // Restores lost files. A rollback may proceed without the lock; if it marks the end while this function
+  // runs, the configuration that was just restored is deactivated again.
   void restore() {
-    // Makes the directory.
+    // Creates the trial directory if it was removed.
     enter_system_as_service();
     const ExclusiveLock lock(kTrialDirectory, kLockLimit);
     if (is_end_marked()) return;
@@ -138,7 +142,7 @@ class Guard {
     const struct stat& status = remembered.status;
     const bool is_given = chown(restored.c_str(), status.st_uid, status.st_gid) == 0;
     const mode_t mode = status.st_mode & (is_given ? kPermissions : kOfOwner);
-    // If it fails, only root can read the file: that is enough for a rollback.
+    // If this fails, the file is accessible to its owner and root alone, which is enough for a rollback.
     chmod(restored.c_str(), mode);
     return std::rename(restored.c_str(), path.c_str()) == 0;
   }
@@ -147,13 +151,14 @@ class Guard {
     bool has_timer = true;
     const std::int64_t left = state_->ends - monotonic_seconds();
     if (query_unit(kRevertTimer, has_timer) || has_timer || left <= 0) return;
-    // Whoever has ended the trial meanwhile has stopped it.
+    // If the trial has ended meanwhile, the timer was stopped intentionally.
     if (is_end_marked()) return;
     std::fprintf(stderr, "<4>%s was stopped during the trial; %s\n", kRevertTimer,
                  start_revert_timer(left) ? "started again" : "it cannot be started again");
   }
 
-  // Returns whether the trial has ended.
+  // Rolls back, unless the rollback service is running or the next attempt is not due yet. Returns whether
+  // the trial has ended.
   bool roll_back_late() {
     bool is_rolling_back = false;
     const bool is_known = !query_unit(kRevertUnit, is_rolling_back);
@@ -184,7 +189,7 @@ void guard_trial(const std::function<int()>& roll_back) {
 }
 
 bool end_guard() {
-  // This process ends by itself.
+  // The guard does not stop its own service: its process exits when the trial has ended.
   if (!is_guard && !stop_guard()) return false;
   remove_programs();
   remove_marks();

@@ -1,7 +1,7 @@
 #pragma once
 
 // The guard of a trial: a service that, in addition to the timer, makes sure that the trial ends. It restores
-// files and units of the trial that are removed, and rolls back an overdue trial.
+// files of the trial that are removed, restarts a stopped timer, and rolls back an overdue trial.
 
 #include <functional>
 #include <optional>
@@ -9,22 +9,23 @@
 
 #include "cli/live/trial_state.h"
 
-// Mechanisms that will end a trial.
+// State of the mechanisms that end a trial.
 struct Safeguards {
   bool has_timer = false;
   bool has_guard = false;
   bool is_rolling_back = false;  // the rollback service is running, or waits for its next attempt
   bool has_failed = false;       // an attempt to roll back has failed
-  bool is_overdue = false;       // the time is over, but no rollback is in progress
+  bool is_overdue = false;       // the trial's time is over, but no rollback is known to be in progress
 };
 
-// Returns nothing, or why systemd does not answer; then only the last two members are set.
+// Queries the safeguards of a trial. Returns nothing, or why systemd does not answer; in that case, only
+// `has_failed` and `is_overdue` are valid.
 std::optional<std::string> read_safeguards(const TrialState& state, Safeguards& safeguards);
 
-// Guards the trial in progress until it has ended; run by lanfab-guard.service. `roll_back` ends the trial
-// and returns 0, or another status if it has to be called again.
+// Guards the trial in progress until it has ended; run by lanfab-guard.service. `roll_back` rolls back the
+// trial and returns 0; after any other status, it is called again later.
 void guard_trial(const std::function<int()>& roll_back);
 
-// Stops the guard of a trial that is over, and removes the files that the trial kept for its rollback. False
-// if the guard could not be stopped: it then removes the files itself.
+// Stops the guard of a trial that has ended, and removes the files that the trial kept for its rollback.
+// Returns false if the guard could not be stopped; the guard then removes the files itself.
 bool end_guard();

@@ -15,7 +15,7 @@
 
 namespace {
 
-// A file before it is replaced.
+// The installed file before it is replaced.
 struct Former {
   File file;
   struct stat status {};
@@ -47,8 +47,8 @@ static std::string why_not(const std::string& path) {
          " a symbolic link to a file that is";
 }
 
-// Creates a file and renames it, as an installation does: a directory that can be written to may refuse that.
-// False, with errno set, on failure.
+// Creates a file beside `entry` and renames it, as an installation does: this may fail even in a writable
+// directory. Returns false and sets errno on failure.
 static bool can_rename_beside(const std::string& entry) {
   const std::string test = entry + ".test";
   const std::string renamed = entry + ".test.renamed";
@@ -80,9 +80,9 @@ static bool move_file(const std::string& from, const std::string& to) {
   return rename(from.c_str(), to.c_str()) == 0;
 }
 
-// Writes a new file, with the owner and mode of another one, and waits until the disk has it.
+// Writes a new file with the owner and mode of `like`, and waits until it is on the disk.
 static bool write_durably(const std::string& path, const std::string& content, const Former& like) {
-  // What a killed one left.
+  // An installation that was killed may have left this file.
   if (!remove_file(path)) return false;
   Descriptor descriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
   const int number = descriptor.number();
@@ -96,7 +96,7 @@ static bool sync_directory_of(const std::string& path) {
   return descriptor.is_open() && fsync(descriptor.number()) == 0;
 }
 
-// Makes the file visible at its path, where it may be mounted by itself.
+// Makes the file visible at its path: if the path is a mount point, mounts the file there.
 static bool show(const InstalledFile& installed) {
   if (installed.path == installed.entry) return true;
   struct stat shown {};
@@ -106,13 +106,14 @@ static bool show(const InstalledFile& installed) {
   return mount_instead(installed.entry, installed.path);
 }
 
-// The file beside `previous` that becomes it once the new one is installed. Under this name it is whole: a
-// killed one leaves half a file under another.
+// The file that becomes the previous one once the new one is installed. It is always complete: it is written
+// under another name and then renamed.
 static std::string waiting_previous(const InstalledFile& installed) {
   return installed.entry + kPreviousSuffix + ".new";
 }
 
-// Makes the file that waits the previous one if another one is installed; otherwise it has come too early.
+// Makes the waiting file the previous one if a different file is installed. Otherwise, the replacement did
+// not take place, and the waiting file is removed.
 static bool complete_previous(const InstalledFile& installed) {
   const std::string waiting = waiting_previous(installed);
   File former;
@@ -125,13 +126,13 @@ static bool complete_previous(const InstalledFile& installed) {
 
 namespace {
 
-// The steps of `install`, and how they are undone.
+// The steps of `install`, which can be undone.
 class Replacement {
  public:
   explicit Replacement(const InstalledFile& installed)
       : installed_(installed), entry_(installed.entry), waiting_(waiting_previous(installed)) {}
 
-  // Sets `error` unless it returns kPlaced.
+  // Sets `error` if it returns kFailed.
   Installation make(const std::string& content, const Permission& permission, std::string& error) {
     if (const std::string* const failed = prepare(content)) return undo(*failed, error);
     if (!permission.before()) return refuse(error);
@@ -142,8 +143,9 @@ class Replacement {
   }
 
  private:
-  // Until the new file is installed, the one that it replaces only waits to be the previous one: that is
-  // another one at every moment. Returns the path that failed, with errno set.
+  // Writes the new file and a copy of the installed one. The copy only becomes the previous configuration
+  // after the replacement, so that it always differs from the installed one. Returns nullptr, or the path
+  // that failed, with errno set.
   const std::string* prepare(const std::string& content) {
     if (!read_former(entry_, former_)) return &entry_;
     File previous;
@@ -166,7 +168,7 @@ class Replacement {
     return Installation::kFailed;
   }
 
-  // By a rename, which needs no space.
+  // A rename needs no disk space.
   bool restore() const {
     unlink(half_.c_str());
     unlink(new_entry_.c_str());
@@ -187,7 +189,7 @@ class Replacement {
 
 }  // namespace
 
-// Whether the file has this content already.
+// Whether the file already has this content.
 static bool is_installed(const std::string& content, const InstalledFile& installed) {
   File current;
   return read_file(installed.entry, current) && current.content == content;
@@ -206,7 +208,7 @@ Installation install(const std::string& content, const InstalledFile& installed,
     return Installation::kRefused;
   }
   const Installation completed = complete_installation(installed, error);
-  // From here on, nothing undoes the installation.
+  // From here on, the installation is not undone, so an error does not mean that it failed.
   return completed == Installation::kFailed ? Installation::kPlaced : completed;
 }
 
@@ -215,7 +217,7 @@ Installation complete_installation(const InstalledFile& installed, std::string& 
     error = with_errno(installed.path);
     return Installation::kFailed;
   }
-  // The new file first: the power may be lost between the two.
+  // Syncs the new file before the previous one is replaced, since power may be lost in between.
   const bool is_synced = sync_directory_of(installed.entry);
   if (!is_synced) error = with_errno(installed.entry);
   if (complete_previous(installed) && sync_directory_of(installed.entry) && is_synced)

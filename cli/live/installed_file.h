@@ -1,6 +1,6 @@
 #pragma once
 
-// The installed configuration, and how it is replaced.
+// Finding and replacing the installed configuration file.
 
 #include <functional>
 #include <optional>
@@ -8,38 +8,39 @@
 
 #include "libcmd/configuration_file.h"
 
-// The suffix of the file that a new configuration has replaced.
+// Suffix of the previous configuration, the file that the installed one has replaced.
 inline constexpr char kPreviousSuffix[] = ".previous";
 
 struct InstalledFile {
-  std::string path;  // links are followed
-  // Where a rename replaces the file: `path`, unless the file is mounted there by itself, from a data
-  // partition, for example. The new one is mounted over `path` then.
+  std::string path;  // symbolic links are resolved
+  // Path at which a rename replaces the file: `path`, unless the file itself is a mount point, such as a file
+  // mounted from a data partition. In that case, the new file is mounted at `path`.
   std::string entry;
 };
 
-// Finds the installed configuration. Returns nothing, or why it cannot be found or replaced there.
+// Finds the installed configuration. Returns nothing, or why it cannot be found or replaced.
 std::optional<std::string> find_installed(InstalledFile& installed);
 
-// Why the file at `installed` could not be replaced, and what to do about it. Nothing if it can.
+// Checks whether `installed` can be replaced. Returns nothing, or why not and how to fix it.
 std::optional<std::string> why_not_replaceable(const InstalledFile& installed);
 
 enum class Installation { kFailed, kRefused, kPlaced, kDurable };
 
-// Asked right before the new file replaces the other one, and right after: if one of them says no,
-// the other one is installed again.
+// Predicates called right before and right after the new file replaces the installed one. If either returns
+// false, the installation is refused, and a replaced file is restored.
 struct Permission {
   std::function<bool()> before;
   std::function<bool()> after;
 };
 
-// Replaces `installed` with `content`, which keeps its owner and mode; what was there becomes the
-// previous one, unless it is the same. At every moment, power lost included, `installed` is either whole, and
-// the previous one is another one. A failure or a refusal leaves both as they were. Placed, not durable:
-// every run sees it, but the disk has not confirmed it, or the previous one. `error` says what failed.
+// Replaces `installed` with `content`; its owner and mode stay the same. The replaced file becomes the
+// previous one, unless its content is the same. At any time, even if power is lost, `installed` is complete,
+// and the previous one differs from it. kFailed and kRefused: both files are as they were, or `error`
+// contains why they could not be restored. kPlaced: every run reads the new file, but it or the previous one
+// may not be on the disk yet. `error` contains what failed.
 Installation install(const std::string& content, const InstalledFile& installed, const Permission& permission,
                      std::string& error);
 
-// Completes what an `install` that was killed has left: makes the file visible at its path, and durable, and
-// what was there before the previous one.
+// Completes an `install` that was killed: makes the new file visible at its path and durable, and makes the
+// replaced file the previous one. `error` is set unless the result is kDurable.
 Installation complete_installation(const InstalledFile& installed, std::string& error);

@@ -13,10 +13,10 @@
 
 #include "cli/base/file.h"
 
-// In the list of mounts, this follows the name of a file that has been replaced or removed.
+// Suffix in mountinfo(5) of a file that has been replaced or removed.
 constexpr char kRemoved[] = "//deleted";
 
-// Those that mount(2) and statvfs(3) have in common.
+// Mount flags that have the same value in mount(2) and statvfs(3).
 constexpr unsigned long kMountOptions = MS_RDONLY | MS_NOSUID | MS_NODEV | MS_NOEXEC;
 
 namespace {
@@ -31,7 +31,7 @@ struct Mount {
 
 }  // namespace
 
-// Decodes the octal numbers of spaces and backslashes.
+// Decodes octal escape sequences, which stand for spaces and backslashes.
 static std::string decoded(const std::string& text) {
   std::string result;
   for (std::size_t at = 0; at < text.size(); ++at) {
@@ -57,7 +57,7 @@ static std::vector<Mount> list_mounts() {
   return mounts;
 }
 
-// The mount that shows the file at a path. Empty if there is no file.
+// ID of the mount in which the file at `path` is; empty if there is no such file.
 static std::string mount_id(const std::string& path) {
   const Descriptor file(open(path.c_str(), O_PATH | O_CLOEXEC));
   std::ifstream stream("/proc/self/fdinfo/" + std::to_string(file.number()));
@@ -78,7 +78,7 @@ static std::string without_slash(const std::string& directory) {
   return directory == "/" ? "" : directory;
 }
 
-// Where a mount shows the file `root` of its file system. Nothing if it does not.
+// Path at which a mount shows the file `root` of its file system; nothing if it does not show it.
 static std::optional<std::string> path_in(const Mount& mount, const std::string& root) {
   const std::string directory = without_slash(mount.root);
   if (root.compare(0, directory.size(), directory) != 0 || root[directory.size()] != '/') return std::nullopt;
@@ -106,7 +106,8 @@ std::optional<std::string> find_entry(const std::string& path) {
   return found;
 }
 
-// In between, the file below is visible: the kernel mounts nothing over a file that a rename has replaced.
+// Between unmounting and mounting, the underlying file is visible. This is unavoidable: the kernel does not
+// mount over a file that a rename has replaced.
 bool mount_instead(const std::string& file, const std::string& path) {
   struct statvfs former {};
   if (mount_at(path, list_mounts()) &&

@@ -1,15 +1,16 @@
 #pragma once
 
-// Mounted files: a file on a data partition that is mounted by itself over another file, for example.
+// Files that are mount points, such as a file on a data partition mounted over another file.
 
 #include <optional>
 #include <string>
 
-// Finds the directory entry of the file at `path`, an absolute one without links: a rename there replaces the
-// file. That is `path` itself, unless the file is mounted there: a rename would fail. Of several mounts that
-// show its directory, one that can be written to is preferred. Nothing if no mount shows it.
+// Finds the directory entry of the file at `path`, an absolute path without symbolic links: a rename to the
+// entry replaces the file. The entry is `path` itself, unless the file is a mount point, where a rename
+// fails. If several mounts show the file, one in a writable directory is preferred. Returns nothing if no
+// mount shows it.
 std::optional<std::string> find_entry(const std::string& path);
 
-// Mounts `file` at `path` instead of the one that is mounted there, with the same options. False, with errno
-// set, on failure.
+// Unmounts the file mounted at `path` and mounts `file` there with the same options. Returns false and sets
+// errno on failure.
 bool mount_instead(const std::string& file, const std::string& path);

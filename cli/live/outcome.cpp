@@ -14,7 +14,7 @@
 
 constexpr char kOutcome[] = "/run/lanfab/outcome.json";
 constexpr mode_t kReadable = 0644;
-// By the numbers of Ending.
+// Indexed by Ending.
 constexpr const char* kWords[] = {"kept", "rolled back", "stuck"};
 
 Outcome outcome_of(const TrialState& state, Ending ending, const std::string& why) {
@@ -38,7 +38,7 @@ bool write_outcome(const Outcome& outcome) {
   root["note"] = outcome.note;
   root["in_force"] = outcome.active;
   root["ended"] = Json::Int64(outcome.ended);
-  // Whoever logs in meanwhile sees it whole, or not at all.
+  // Replaced atomically: sessions that begin meanwhile never read a partial file.
   const std::string path = std::string(kOutcome) + ".new";
   return write_file({path, kReadable, Json::writeString(Json::StreamWriterBuilder(), root)}) &&
          std::rename(path.c_str(), kOutcome) == 0;

@@ -17,24 +17,24 @@ inline constexpr char kNotApplied[] = "since its APPLY failed or was stopped";
 struct Outcome {
   std::string trial;  // its ID
   std::string who;    // as in TrialState
-  std::string file;   // likewise
+  std::string file;   // as in TrialState
   Ending ending = Ending::kConfirmed;
   std::string why;         // "by anna from 192.0.2.7", "since it was not confirmed in time"
   std::string note;        // additional note; may be empty
-  std::string active;      // the SHA-256 of the configuration that is active since
+  std::string active;      // SHA-256 of the configuration that is active since then
   std::int64_t ended = 0;  // seconds since 1970
 };
 
-// Outcome of a trial that ends now. The caller sets the other members.
+// Outcome of a trial that ends now. The caller sets `note` and `active`.
 Outcome outcome_of(const TrialState& state, Ending ending, const std::string& why);
 
 // Writes the outcome, readable by every user. False, with errno set, on failure.
 bool write_outcome(const Outcome& outcome);
 
-// Returns the outcome; nothing if no trial has ended since the boot, or one is in progress.
+// Returns the recorded outcome; nothing if no trial has ended since boot or a new one has begun.
 std::optional<Outcome> read_outcome();
 
-// Removes the outcome, when a trial begins.
+// Removes the outcome; called when a trial begins.
 void forget_outcome();
 
 // "new.json, tried by anna, was rolled back at 2026-03-01 10:00:00 since its APPLY failed"

@@ -44,19 +44,19 @@ void remove_programs() {
   rmdir(kProgramsDirectory);
 }
 
-// That of this process, unless it runs from the copy.
+// Path of this program or, if that is the copy, of the installed lanfab.
 static std::string installed_program() {
   const std::string own = own_program();
   return own == kLanfab ? find_in_path("lanfab").value_or(own) : own;
 }
 
-// A word of the shell that stands for itself.
+// Quotes a word for the shell. The word must not contain a single quote.
 static std::string quoted(const std::string& word) {
   return "'" + word + "'";
 }
 
-// At a daemon-reload, systemd 252 puts a backslash before each semicolon and dollar sign in the command lines
-// of systemd-run's services: this one has none.
+// On daemon-reload, systemd 252 puts a backslash before each semicolon and dollar sign in the command lines
+// of services started by systemd-run, so this command line contains neither.
 std::vector<std::string> revert_command_line(const std::string& option) {
   const std::string end = " revert " + option;
   return {"sh", "-c",

@@ -1,7 +1,7 @@
 #pragma once
 
-// Copies of lanfab and cmd_lanfab for the length of a trial: it is rolled back even if the package has been
-// upgraded or removed meanwhile.
+// Copies of lanfab and cmd_lanfab for the duration of a trial, so that it can be rolled back even if the
+// package is upgraded or removed meanwhile.
 
 #include <optional>
 #include <string>
@@ -9,14 +9,14 @@
 
 inline constexpr char kProgramsDirectory[] = "/run/lanfab/programs";
 
-// Copies this program and `cmd_lanfab` to that directory. Where /run forbids to execute programs, a file
-// system of its own is mounted there. Returns nothing, or an error message.
+// Copies this program and `cmd_lanfab` to kProgramsDirectory. If /run does not allow programs to be executed,
+// mounts a tmpfs there. Returns nothing, or an error message.
 std::optional<std::string> copy_programs(const std::string& cmd_lanfab);
 
-// Removes the copies. A service may not unmount their file system: it stays, empty, until another process
-// removes it.
+// Removes the copies. Services are not allowed to unmount the tmpfs; it then stays, empty, until another
+// process calls this function.
 void remove_programs();
 
-// The command `lanfab revert` with an option, for a service: by the copy or, without one that works, by the
-// installed program.
+// Command line of `lanfab revert` with an option, for a service. It runs the copy or, if that is not
+// executable, the installed program.
 std::vector<std::string> revert_command_line(const std::string& option);

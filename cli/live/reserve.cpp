@@ -12,7 +12,8 @@ constexpr char kReserve[] = "/run/lanfab/reserve";
 constexpr char kEnd[] = "/run/lanfab/end";
 constexpr char kFailed[] = "/run/lanfab/end.failed";
 
-// The files of a run take a tenth of it on a large gateway; the database and the journal grow meanwhile.
+// The files of a run take a tenth of this on a large gateway. The rest is for the database and the journal,
+// which grow meanwhile.
 constexpr off_t kBytes = 1024 * 1024;
 
 bool reserve_space() {
@@ -26,7 +27,7 @@ bool has_reserve() {
   return access(kReserve, F_OK) == 0;
 }
 
-// Neither a rename nor an empty file takes space.
+// Works even if /run is full: neither a rename nor an empty file takes space.
 void mark_end() {
   std::rename(kReserve, kEnd);
   const Descriptor end(open(kEnd, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));

@@ -1,26 +1,28 @@
 #pragma once
 
-// Space that a trial reserves in /run/lanfab for its rollback, and marks of the progress of its end.
+// Space reserved in /run/lanfab for the rollback of a trial, and marks that record the progress of its end.
 
-// Reserves the space in /run that a rollback needs. False, with errno set, when /run has no room.
+// Reserves the space in /run that a rollback needs. Returns false and sets errno if /run is full.
 bool reserve_space();
 
 // Whether the space is still reserved.
 bool has_reserve();
 
-// Frees that space, and marks that the end has begun: the guard restores no files any more.
+// Frees the reserved space and marks that the end of the trial has begun: the guard then stops restoring
+// files.
 void mark_end();
 
 // Whether the end of the trial has begun.
 bool is_end_marked();
 
-// Marks that an attempt to roll back has failed. Returns whether it is the first one.
+// Marks that a rollback attempt has failed. Returns whether it is the first one that failed.
 bool mark_failure();
 
-// Removes that mark.
+// Removes the mark of a failed rollback attempt.
 void forget_failure();
 
+// Whether a rollback attempt has failed.
 bool has_failed();
 
-// Removes the space and the marks.
+// Removes the reserved space and all marks.
 void remove_marks();

@@ -19,13 +19,13 @@
 #include "driver/run_lock_guard.h"
 
 constexpr char kProgram[] = "cmd_lanfab";
-// That of a run that goes on while an upgrade replaces the program.
+// Name of the program in /proc/PID/exe if an upgrade has replaced it during the run.
 constexpr char kReplacedProgram[] = "cmd_lanfab (deleted)";
 
-// The real and the effective user, in the words of proc(5).
+// Root as the real and effective user, as in the line "Uid:" of /proc/PID/status.
 constexpr char kRootAlone[] = "\t0\t0\t";
 
-// How long a killed run may take to end.
+// Checks whether a killed run has ended, and the pause before each check.
 constexpr int kAttempts = 200;
 constexpr int kPauseMilliseconds = 5;
 
@@ -51,22 +51,24 @@ static std::optional<std::vector<std::string>> list_runs() {
   return processes;
 }
 
-// Any user can give a process this name, so the name proves nothing: a run belongs to root, and its program
-// is cmd_lanfab.
+// The name of the process proves nothing, since any user can choose it: a run belongs to root, and its
+// executable is cmd_lanfab.
 bool is_run(const std::string& process) {
   const std::string directory = "/proc/" + process;
-  // The owner of the directory proves nothing either: it is also root for a process that cannot be traced.
+  // The owner of the directory proves nothing either: it is also root for a process that is not dumpable.
   if (line_of(directory + "/status", "Uid:").rfind(kRootAlone, 0) != 0) return false;
   char program[PATH_MAX];
   const ssize_t size = readlink((directory + "/exe").c_str(), program, sizeof program);
-  // Only root is told the program of root's processes.
+  // Only root can read which program a process of root runs. For other users, the name of the process must
+  // suffice.
   if (size < 0) return errno == EACCES && line_of(directory + "/comm", "") == kProgram;
   std::string name(program, static_cast<std::size_t>(size));
   name.erase(0, name.rfind('/') + 1);
   return name == kProgram || name == kReplacedProgram;
 }
 
-// A run handles SIGTERM while it holds the lock, unless its caller ignores it; a waiting run does not.
+// While a run holds the lock, it handles SIGTERM, or ignores it if its caller does. A run that waits for the
+// lock does not handle it.
 static bool may_hold_lock(const std::string& run) {
   const std::string status = "/proc/" + run + "/status";
   return has_signal(line_of(status, "SigCgt:"), SIGTERM) || has_signal(line_of(status, "SigIgn:"), SIGTERM);
@@ -85,7 +87,7 @@ std::optional<RunLockState> read_run_lock() {
   const auto runs = list_runs();
   lock.is_held = is_changing || may_one_hold_lock(runs);
   lock.runs = runs ? static_cast<int>(runs->size()) : 0;
-  // It may have been released meanwhile.
+  // The lock may have been released meanwhile.
   if (stat(kLockFile, &status) != 0) return std::nullopt;
   return lock;
 }
@@ -99,7 +101,7 @@ void end_stopped_runs() {
     if (!is_stopped(run)) continue;
     kill(std::stoi(run), SIGKILL);
     std::fprintf(stderr, "killed process %s, a run that was stopped\n", run.c_str());
-    // The kernel takes a moment.
+    // The process may take a moment to end.
     int left = kAttempts;
     do {
       poll(nullptr, 0, kPauseMilliseconds);

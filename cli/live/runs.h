@@ -1,6 +1,6 @@
 #pragma once
 
-// Running cmd_lanfab processes, and the lock that keeps them apart.
+// Running cmd_lanfab processes, and the lock that serializes them.
 
 #include <ctime>
 #include <optional>
@@ -8,19 +8,21 @@
 
 struct RunLockState {
   std::time_t since = 0;
-  // Whether a run holds it. A killed run leaves its lock file, and every later run waits until it is removed.
+  // Whether a run holds the lock. A killed run leaves its lock file, and every later run waits until that is
+  // removed.
   bool is_held = false;
   int runs = 0;  // running or waiting
 };
 
-// Nothing if there is no lock file.
+// Returns the state of the lock; nothing if there is no lock file.
 std::optional<RunLockState> read_run_lock();
 
-// Removes the lock file of a killed run. A lock that a run holds, or may hold, stays.
+// Removes the lock file of a killed run. Keeps a lock that a run holds or may hold.
 void remove_stale_lock();
 
-// Kills runs that were stopped by a signal: they hold the lock until they are continued.
+// Kills runs that were suspended by a signal such as SIGSTOP: they would hold the lock until they are
+// continued.
 void end_stopped_runs();
 
-// Whether a process is a run of cmd_lanfab. `process` is its PID.
+// Whether the process with this PID is a run of cmd_lanfab.
 bool is_run(const std::string& process);

@@ -13,8 +13,8 @@
 
 constexpr char kSystemMounts[] = "/proc/1/ns/mnt";
 
-// Whoever may read the installed configuration may read that on trial. Nobody else can open the directory,
-// which is what lanfab locks.
+// All users may traverse the directory, so that they can read the configuration on trial if they can read the
+// installed one. Only root can open the directory, on which lanfab takes its lock.
 constexpr mode_t kMode = 0711;
 
 static std::string failure(const char* what) {

@@ -21,10 +21,10 @@
 constexpr char kStateFile[] = "/run/lanfab/trial.json";
 constexpr char kStagedConfiguration[] = "/run/lanfab/network.json.new";
 constexpr char kInstalledCopy[] = "/run/lanfab/network.json.installed";
-// A link that leads nowhere: it is there as a whole, or not at all.
+// Symbolic links whose target is the recorded string, since a link is created atomically.
 constexpr char kDecision[] = "/run/lanfab/decision";
 constexpr char kRequest[] = "/run/lanfab/rollback-request";
-// By the numbers of Decision.
+// Indexed by Decision.
 constexpr const char* kDecisions[] = {"none", "kept", "rolled back"};
 constexpr mode_t kPrivate = 0600;
 constexpr mode_t kPrivateDirectory = 0700;
@@ -36,7 +36,7 @@ std::string new_trial_id() {
   return std::to_string(getpid()) + "." + std::to_string(now.tv_sec) + "." + std::to_string(now.tv_nsec);
 }
 
-// As for a run of cmd_lanfab: a file that perhaps exists is not passed over.
+// Like a run of cmd_lanfab, assumes that the file exists if that cannot be determined.
 bool is_trial_active() {
   struct stat status {};
   return lstat(kTrialConfiguration, &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
@@ -68,7 +68,8 @@ static bool remove_file(const char* path) {
   return unlink(path) == 0 || errno == ENOENT;
 }
 
-// Removes all of them, whichever fails. False, with errno set by the first that stays.
+// Removes all files, even if one cannot be removed. Returns false in that case, with the errno of the first
+// failure.
 template <typename... Paths>
 static bool remove_files(const Paths*... paths) {
   int error = 0;
@@ -86,7 +87,7 @@ static bool remove_directory(const char* path) {
 
 bool deactivate_trial() {
   mark_end();
-  // The staged one first: nobody can activate it then.
+  // The staged configuration first, so that it cannot be activated any more.
   return remove_files(kStagedConfiguration, kTrialConfiguration);
 }
 
@@ -102,7 +103,7 @@ bool is_trial_installed(const TrialState& state) {
          trial.content == installed.content && is_installed_changed(installed.content);
 }
 
-// The words that a link leads to; empty if there is none.
+// Target of a symbolic link; empty if there is no link.
 static std::string words_of(const char* link) {
   char words[PATH_MAX];
   const ssize_t size = readlink(link, words, sizeof words);
@@ -122,7 +123,7 @@ Decision decide(Decision wanted) {
 }
 
 void request_rollback(const std::string& why) {
-  // Without room for it the rollback comes all the same, with another reason.
+  // If there is no space for the link, the rollback still takes place, but reports another reason.
   static_cast<void>(symlink(why.c_str(), kRequest) == 0);
 }
 
@@ -173,7 +174,8 @@ bool write_state(const TrialState& state) {
   return write_file({kStateFile, kPrivate, Json::writeString(Json::StreamWriterBuilder(), root)});
 }
 
-// The decision goes last: without a state, whoever decides afterwards has come too late.
+// The decision is removed last: a process that decides after that finds no state, so its decision has no
+// effect.
 static bool remove_notes() {
   return remove_files(kStateFile, kInstalledCopy, kRequest, kTarget, kKernelRecord, kTrialLinks) &&
          remove_directory(kTargetDirectory) && remove_files(kDecision);
@@ -187,8 +189,8 @@ bool remove_state() {
   return is_removed;
 }
 
-// The timer goes last of what can roll back: it completes what this process does not if it is killed. Then
-// nothing is left to do but to clean up.
+// The timer is stopped last: if this process is killed before that, the timer completes the end of the trial.
+// After that, only the cleanup remains.
 static std::optional<std::string> stop_timer_after(bool are_files_removed) {
   if (!are_files_removed) return with_errno(kTrialDirectory);
   if (!stop_revert_timer()) return std::string(kRevertTimer) + " cannot be stopped";

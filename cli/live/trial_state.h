@@ -12,7 +12,7 @@ struct TrialState {
   std::string who;         // such as "anna from 192.0.2.7"
   std::string file;        // where the configuration came from
   std::int64_t began = 0;  // CLOCK_MONOTONIC, in seconds
-  std::int64_t ends = 0;   // likewise
+  std::int64_t ends = 0;   // CLOCK_MONOTONIC, in seconds
   std::string id = {};     // unique
   // As in InstalledFile.
   std::string path = kInstalledConfiguration;
@@ -20,41 +20,44 @@ struct TrialState {
   std::string sha256 = {};  // of the configuration on trial
 };
 
-// The kernel's network before the trial, and the links that the units of the trial name: cli/restore.
+// The kernel's network state before the trial, and the links that the trial's units name; see cli/restore.
 inline constexpr char kKernelRecord[] = "/run/lanfab/kernel.json";
 inline constexpr char kTrialLinks[] = "/run/lanfab/kernel.links";
 
 std::string new_trial_id();
 
-// Whether a configuration is on trial. Runs of cmd_lanfab read it then instead of the installed one.
+// Whether a configuration is on trial. Runs of cmd_lanfab then read it instead of the installed one.
 bool is_trial_active();
 
-// The file that a run would read now: the configuration on trial, or the installed one.
+// Path of the configuration that a run would read now: the one on trial, or the installed one.
 std::string active_configuration();
 
-// Writes the configuration of a trial, with the owner and mode of the installed file, and keeps a copy of the
-// installed one beside it. Nothing reads it before activate_trial. False, with errno set, on failure.
+// Writes the configuration of a trial with the owner and mode of the installed file, and a copy of the
+// installed file beside it. Runs do not read it before activate_trial(). Returns false and sets errno on
+// failure.
 bool stage_trial(const std::string& content, const std::string& installed);
 
-// What a rollback applies: network.json in this directory, with the text that was active before the trial.
+// The configuration that a rollback applies, and its directory. It is the one applied before the trial.
 inline constexpr char kTargetDirectory[] = "/run/lanfab/target";
 inline constexpr char kTarget[] = "/run/lanfab/target/network.json";
 
-// Saves the text as the target of the rollback. False, with errno set, on failure.
+// Saves `text` as the configuration that a rollback applies. Returns false and sets errno on failure.
 bool stage_target(const std::string& text);
 
-// Makes the staged configuration the active one. False, with errno set, on failure: a rollback has removed
-// it, for example.
+// Makes the staged configuration the active one. Returns false and sets errno on failure, for example if a
+// rollback has removed it.
 bool activate_trial();
 
-// Removes the configuration on trial, staged or active. False, with errno set, when it stays.
+// Marks the end of the trial and removes its configuration, staged or active. Returns false and sets errno if
+// a file could not be removed.
 bool deactivate_trial();
 
-// Whether the installed file, which has this content, is not what it was when the trial began.
+// Whether `content`, read from the installed file, differs from that file when the trial began. Also true if
+// the copy from then cannot be read.
 bool is_installed_changed(const std::string& content);
 
-// Whether the configuration on trial has been installed, by a `lanfab confirm` that was killed before its
-// end.
+// Whether the configuration on trial is already installed, because `lanfab confirm` was killed before it
+// finished.
 bool is_trial_installed(const TrialState& state);
 
 // How a trial ends. `lanfab confirm` and the rollback may run at the same time, and either may be suspended
@@ -62,7 +65,8 @@ bool is_trial_installed(const TrialState& state);
 enum class Decision { kNone, kConfirmed, kRolledBack };
 Decision read_decision();
 
-// Makes the decision, unless there is one. Returns the decision that counts; kNone if it cannot be written.
+// Records the decision, unless one has been recorded. Returns the decision that counts, or kNone if it could
+// not be recorded.
 Decision decide(Decision wanted);
 
 // Records why the rollback service is started: "by anna from 192.0.2.7". Only the first reason counts.
@@ -76,20 +80,22 @@ std::int64_t monotonic_seconds();
 // The user who runs this process, and the address of the SSH client: "anna from 192.0.2.7".
 std::string caller();
 
-// Nothing without a trial. A partly written state does not count: the trial had not begun.
+// Returns the state of the trial; nothing without a trial. A partially written state is ignored, since that
+// trial had not begun.
 std::optional<TrialState> read_state();
 
-// False, with errno set, when it cannot be written.
+// Returns false and sets errno on failure.
 bool write_state(const TrialState& state);
 
-// Removes the state and the timer of a trial that is over. Returns nothing, or an error message about what is
-// left of the trial.
+// Marks the end of a trial, removes its state and files, and stops its timer and guard. Returns nothing, or
+// an error message if a file or the timer could not be removed.
 std::optional<std::string> remove_trial();
 
-// Like remove_trial(), but the configuration on trial stays the active one.
+// Like remove_trial(), but the configuration on trial stays active.
 std::optional<std::string> forget_trial();
 
-// Removes the state and the files of a trial. False, with errno set, when one of them stays.
+// Removes the state and the files of a trial. Returns false and sets errno if one of them could not be
+// removed.
 bool remove_state();
 
 // "new.json on trial by anna from 192.0.2.7 for 40 s, 80 s left".

@@ -16,30 +16,30 @@
 using Words = std::vector<std::string>;
 
 constexpr int kQueryLimit = 2;
-// Longer than the services take to stop.
+// Longer than the services take to stop: see kServiceStopLimit.
 constexpr int kStopLimit = 20;
 constexpr char kServiceStopLimit[] = "--property=TimeoutStopSec=10";
-// Of an attempt to roll back: longer than all that it waits for.
+// Time limit of a rollback attempt, longer than everything that it waits for.
 constexpr char kAttemptLimit[] = "--property=TimeoutStartSec=300";
 constexpr std::int64_t kNever = 86400;
-// Of such a service an apply that somebody stops has failed; of others it would have succeeded.
+// If an apply is stopped from outside, a oneshot service fails; a service of another type would succeed.
 constexpr char kOneshot[] = "--property=Type=oneshot";
 
-// What keeps a unit of a trial when another target is isolated, emergency.target included.
+// Properties that keep a unit of a trial running when another target is isolated, such as emergency.target.
 constexpr const char* kLasting[] = {"IgnoreOnIsolate=yes", "DefaultDependencies=no",
                                     "Conflicts=shutdown.target", "Before=shutdown.target"};
 
-// The first version of systemd whose restarts can come more and more rarely.
+// First version of systemd that can increase the delay between restarts.
 constexpr int kVersionWithSteps = 254;
 
-// What a rollback needs beyond a run: wall(1) writes to the terminals of everybody, serial ones included. Its
-// messages have its own name.
+// Properties that a rollback needs in addition to those of a run: wall(1) writes to all terminals, including
+// serial ones, and the messages are logged under the name lanfab.
 constexpr const char* kRevertNeeds[] = {
     "--property=PrivateDevices=no",       "--property=DevicePolicy=closed",
     "--property=DeviceAllow=char-pts w",  "--property=DeviceAllow=char-tty* w",
     "--property=DeviceAllow=char-hvc* w", "--property=SyslogIdentifier=lanfab",
 };
-// The group that may write to terminals. systemd starts no service with a group that is missing.
+// Group that may write to terminals. systemd does not start a service whose group is missing.
 constexpr char kTerminalGroup[] = "tty";
 
 constexpr const char* kRunningStates[] = {"active",       "reloading",   "activating",
@@ -51,7 +51,8 @@ std::optional<std::string> query_unit(const char* unit, bool& is_running) {
   if (auto error =
           capture({"systemctl", "show", "--property=ActiveState", "--value", unit}, state, kQueryLimit))
     return "lanfab: " + *error;
-  // Any other word would be taken for a trial: `systemctl` may be another program than systemd's.
+  // Unknown output, which would count as a running unit, is an error: `systemctl` may be another program than
+  // systemd's.
   const auto is = [&state](const char* name) { return state == std::string(name) + "\n"; };
   is_running = !is("inactive") && !is("failed");
   if (!is_running || std::any_of(std::begin(kRunningStates), std::end(kRunningStates), is))
@@ -69,7 +70,7 @@ static void append(Words& words, const Words& more) {
   words.insert(words.end(), more.begin(), more.end());
 }
 
-// The options of systemd-run that make a unit last. `option` is "property" or "timer-property".
+// systemd-run options that set the properties kLasting. `option` is "property" or "timer-property".
 static Words lasting(const std::string& option) {
   Words words;
   for (const char* property : kLasting)
@@ -86,7 +87,7 @@ static bool run_in_service(const Words& options, const Words& command) {
   return succeeds(words);
 }
 
-// Runs what rolls back a trial.
+// Runs `lanfab revert` with `option` in a service with the properties of a rollback.
 static bool run_revert(Words options, const std::string& option) {
   options.insert(options.end(), std::begin(kRevertNeeds), std::end(kRevertNeeds));
   if (getgrnam(kTerminalGroup) != nullptr)
@@ -94,7 +95,7 @@ static bool run_revert(Words options, const std::string& option) {
   return run_in_service(options, revert_command_line(option));
 }
 
-// 0 if it is not known.
+// Major version of systemd; 0 if it is unknown.
 static int systemd_version() {
   constexpr char kName[] = "systemd ";
   std::string version;
@@ -102,7 +103,8 @@ static int systemd_version() {
   return static_cast<int>(std::strtol(version.c_str() + std::strlen(kName), nullptr, 10));
 }
 
-// Whatever fails, the rollback is tried again: after 5 s and, where systemd can do so, after 60 s in the end.
+// Options that retry a failed rollback without limit: after 5 s and, if systemd supports it, after increasing
+// delays of up to 60 s.
 static Words endless_restarts() {
   Words words = {"--property=Restart=on-failure", "--property=RestartSec=5",
                  "--property=StartLimitIntervalSec=0"};
@@ -111,8 +113,8 @@ static Words endless_restarts() {
   return words;
 }
 
-// The units go when they have ended, however they ended: their names are free for the next trial, and the
-// journal keeps what they said.
+// The units are unloaded when they have ended, even if they failed: their names are free for the next trial,
+// and their messages stay in the journal.
 bool start_revert_timer(std::int64_t seconds) {
   Words options = {"--unit=lanfab-revert",
                    "--description=Rollback of a network configuration on trial",
@@ -140,7 +142,7 @@ bool stop_revert_timer() {
   return stop(kRevertTimer);
 }
 
-// Only its end with status 0 is one: whoever kills it starts it again.
+// The service only ends when the guard exits with status 0; if the guard is killed, systemd starts it again.
 bool start_guard() {
   return run_revert(
       {"--unit=lanfab-guard", "--description=Guard of a network configuration on trial",
@@ -154,8 +156,8 @@ bool stop_guard() {
 }
 
 bool roll_back_now() {
-  // Without its timer, which somebody has stopped, the service is unknown. One that never comes makes it
-  // known.
+  // If the timer was stopped from outside, systemd has unloaded the service, too. A timer that does not
+  // expire within a day loads it again.
   if (!may_run(kRevertTimer) && !may_run(kRevertUnit) && !start_revert_timer(kNever)) return false;
   return succeeds({"systemctl", "start", kRevertUnit});
 }

@@ -42,7 +42,7 @@ AllowedDrift parse_allowances(const std::string& text) {
 bool matches_pattern(const std::string& pattern, const std::string& text) {
   std::size_t p = 0;
   std::size_t t = 0;
-  // Where to go on when a character differs: behind the last star, which then stands for one character more.
+  // Where to continue after a mismatch: behind the last star, which then matches one more character.
   std::size_t star = std::string::npos;
   std::size_t retry = 0;
   while (t < text.size()) {
@@ -62,7 +62,7 @@ bool matches_pattern(const std::string& pattern, const std::string& text) {
   return pattern.find_first_not_of('*', p) == std::string::npos;
 }
 
-// No allowances without the file.
+// Returns no allowances if the file does not exist or cannot be read.
 static AllowedDrift read_allowances(std::vector<std::string>& not_checked) {
   struct stat status {};
   File file;

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cstdio>
 
-// The sizes of the two kinds of addresses, in one number.
+// Lengths of a MAC address and of an IPv4 address, in two bytes of the header.
 constexpr std::uint32_t kSizes = ETH_ALEN << 8 | 4;
 constexpr std::size_t kOperationOffset = 6;
 constexpr std::size_t kSenderOffset = 8;

@@ -1,6 +1,6 @@
 #pragma once
 
-// Finds the host that has an IPv4 address.
+// Finds the host that has an IPv4 address, by ARP.
 
 #include <optional>
 #include <set>
@@ -8,15 +8,17 @@
 
 #include "cli/status/packet_socket.h"
 
-// Asks who has `target`. `sender` is the own address; with 0 the packet is a probe of RFC 5227, by which no
-// host learns anything.
+// An ARP request for `target`. `own` and `sender` are the MAC address and the IPv4 address of this machine;
+// with 0 as `sender`, the packet is a probe as in RFC 5227, which changes no ARP cache.
 Bytes arp_request(const EthernetAddress& own, Ipv4 sender, Ipv4 target);
 
-// The host that shows, by a reply or a request, that it has the address; nothing for any other packet.
+// MAC address of the host whose ARP request or reply shows that it has the address `target`; nothing for any
+// other packet.
 std::optional<EthernetAddress> arp_owner(const Packet& packet, Ipv4 target);
 
-// An exchange that asks it. `owner`, which must live as long as the exchange, gets the host. The hosts `own`
-// do not count: they are this machine's, which replies by each of its interfaces.
+// An exchange that sends an ARP request for `target`. `owner`, which must live as long as the exchange, is
+// set to the MAC address of the host that has the address. Packets from the MAC addresses `own` are ignored:
+// these are the ones of this machine, which replies through each of its interfaces.
 Exchange ask_arp(const EthernetInterface& interface, Ipv4 sender, Ipv4 target,
                  const std::set<EthernetAddress>& own, std::optional<EthernetAddress>* owner);
 

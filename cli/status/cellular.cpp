@@ -2,7 +2,7 @@
 
 #include "config/wwan_state.h"
 
-// The value that one of the functions of config/wwan_state.h reads.
+// Value that one of the functions of config/wwan_state.h reads.
 template <std::size_t Size, typename Read>
 static std::string value_of(Read read) {
   char text[Size] = {};

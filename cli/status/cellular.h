@@ -7,7 +7,7 @@
 
 struct Cellular {
   bool is_connected = false;
-  // Empty strings are values that are not available.
+  // A string is empty if its value is not available.
   std::string interface;
   std::string address;
   std::string prefix;

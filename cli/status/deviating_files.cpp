@@ -10,15 +10,15 @@
 #include "cli/dry_run/dry_run.h"
 #include "networkd/unit_file.h"
 
-// It is not read with the state of this machine.
+// Files in this directory are not read as part of the state of this machine.
 constexpr char kNotCompared[] = "/var/data/";
-// Each WWAN_APPLY appends its lines once more.
+// Each WWAN_APPLY appends its lines to this script again.
 constexpr char kDeleteInterfacesScript[] = "/var/run/.delete_interfaces";
 
-// The files that a dry run left, with what matters of their content.
+// Files by path; only the content that matters is stored.
 using Files = std::map<std::string, File>;
 
-// As a set of lines, if a run repeats them.
+// Content to compare. In a script to which runs append lines repeatedly, only the set of lines matters.
 static std::string content_that_matters(const File& file) {
   if (file.path != kDeleteInterfacesScript) return file.content;
   std::istringstream text(file.content);
@@ -41,7 +41,7 @@ static bool are_equal(const File& one, const File& other) {
   return one.mode == other.mode && one.content == other.content;
 }
 
-// Whether both have the file, and the same, or neither has it.
+// Whether the two have equal files at this path, or both have none.
 static bool agree(const Files& one, const Files& other, const std::string& path) {
   const auto first = one.find(path);
   const auto second = other.find(path);
@@ -49,7 +49,7 @@ static bool agree(const Files& one, const Files& other, const std::string& path)
   return are_equal(first->second, second->second);
 }
 
-// The directory of a unit and the number that begins its name; empty for other files.
+// Path of a unit up to the number that begins its name; empty for other files.
 static std::string unit_number(const std::string& path) {
   const std::size_t length = std::strlen(kUnitDir);
   const std::size_t hyphen = path.find('-', length);
@@ -80,7 +80,7 @@ class Check {
   }
 
  private:
-  // False, with result_.error set, if there is no result.
+  // Makes a dry run. Returns false and sets result_.error if there is no result, or if an APPLY fails.
   bool make(const char* action, const char* cell, DryRun& dry_run) {
     DryRunOptions options;
     options.action = action;
@@ -125,8 +125,8 @@ class Check {
               [](const DeviatingFile& one, const DeviatingFile& other) { return one.path < other.path; });
   }
 
-  // Drops the files that WWAN_APPLY writes for a link, and otherwise than without one. The former link may
-  // have had another interface.
+  // Drops the files that a WWAN_APPLY with a link writes differently than the APPLY without one. Compares
+  // surplus units by their numbers, since the former link may have had another interface.
   void drop_former_link() {
     DryRun with_link;
     if (!make("wwan_apply", "up", with_link)) return;
@@ -149,7 +149,8 @@ class Check {
     files.erase(std::remove_if(files.begin(), files.end(), is_of_link), files.end());
   }
 
-  // An APPLY puts everything right; where one of the files needs it, the rest needs nothing else.
+  // Sets the action that fixes each file. An APPLY fixes all of them, so if one file needs it, all files get
+  // it.
   void name_actions() {
     for (const char* action : {"dnsmasq", "wwan_apply"}) {
       DryRun dry_run;
@@ -165,7 +166,7 @@ class Check {
   }
 
   const Source& source_;
-  Files files_;  // that an APPLY leaves
+  Files files_;  // after an APPLY
   DeviatingFiles result_;
 };
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// Finds generated files that differ from those that a run of cmd_lanfab would write now, by dry runs.
+// Finds generated files that differ from the ones that a run of cmd_lanfab would write now. Uses dry runs.
 
 #include <optional>
 #include <string>
@@ -17,20 +17,21 @@ struct DeviatingFile {
 };
 
 struct DeviatingFiles {
-  // Why there is no answer: what failed, and whether the configuration is to blame, rather than this machine
-  // or the rights of this user.
+  // Why there is no result: the error, and whether the configuration causes it, rather than this machine or
+  // the privileges of this user.
   struct Error {
     std::string what;
     bool is_of_configuration = false;
   };
 
-  std::vector<DeviatingFile> files;  // by path
+  std::vector<DeviatingFile> files;  // sorted by path
   std::optional<Error> error;
 };
 
-// How long a dry run may take, in seconds.
+// Time limit for a dry run, in seconds.
 inline constexpr int kDryRunSeconds = 10;
 
-// `has_link` is whether the cellular link has all its values. While it has not, the files that WWAN_APPLY
-// made for the former link are as they should be: only an APPLY removes them.
+// Compares the files of this machine with those of a dry run. `has_link`: whether all values of the cellular
+// link are available. If not, files that WWAN_APPLY wrote for the former link do not deviate: only an APPLY
+// removes them.
 DeviatingFiles find_deviating_files(const Source& source, bool has_link);

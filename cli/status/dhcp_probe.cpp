@@ -14,7 +14,7 @@ constexpr std::uint32_t kVersionAndSize = 0x45;
 constexpr std::uint32_t kTimeToLive = 64;
 constexpr Ipv4 kEverybody = 0xffffffff;
 
-// Of a DHCP message, RFC 2131: where its fields are, and their values.
+// Offsets and values of the fields of a DHCP message, RFC 2131.
 constexpr std::size_t kTransactionOffset = 4;
 constexpr std::size_t kCookieOffset = 236;
 constexpr std::size_t kOptionsOffset = 240;
@@ -46,7 +46,7 @@ static Bytes discover_message(const EthernetAddress& own, std::uint32_t transact
   message.resize(kCookieOffset);
   append_number(message, kCookie, 4);
   append(message, {kMessageType, 1, kDiscover, kEnd});
-  // Some servers take no shorter one.
+  // Some servers ignore shorter messages.
   message.resize(300);
   return message;
 }
@@ -79,7 +79,7 @@ Bytes dhcp_discover(const EthernetAddress& own, std::uint32_t transaction) {
   return packet;
 }
 
-// The content of a UDP packet to DHCP clients; empty for any other packet.
+// Payload of a UDP packet to DHCP clients; empty for any other packet.
 static Packet client_message(const Packet& packet) {
   const auto first = number_at(packet, 0, 1);
   const std::size_t header = first && *first >> 4 == 4 ? 4UL * (*first & 0xf) : 0;
@@ -89,7 +89,7 @@ static Packet client_message(const Packet& packet) {
   return rest_of(datagram, kUdpHeaderSize);
 }
 
-// The value of an option with so many bytes.
+// Value of the option `code` with a length of `bytes`; nothing if there is none.
 static std::optional<std::uint32_t> option(const Packet& message, unsigned char code, std::size_t bytes) {
   std::size_t offset = kOptionsOffset;
   while (const auto found = number_at(message, offset, 1)) {
@@ -110,7 +110,7 @@ std::optional<Ipv4> dhcp_offer(const Packet& packet, std::uint32_t transaction) 
   return option(message, kServer, 4);
 }
 
-// Lets the socket receive UDP packets to DHCP clients alone: others may be many.
+// Makes the socket receive only UDP packets to DHCP clients, since there may be many others.
 static void filter_packets(int socket) {
   sock_filter filter[] = {
       BPF_STMT(BPF_LD | BPF_B | BPF_ABS, 9),

@@ -6,13 +6,15 @@
 
 #include "cli/status/packet_socket.h"
 
-// An IPv4 packet with a DHCPDISCOVER that asks for an answer to all hosts.
+// An IPv4 packet with a DHCPDISCOVER message that requests a broadcast reply.
 Bytes dhcp_discover(const EthernetAddress& own, std::uint32_t transaction);
 
-// The server that an IPv4 packet with a DHCPOFFER names; nothing for any other packet.
+// Address of the server that sent an IPv4 packet with a DHCPOFFER for this transaction; nothing for any other
+// packet.
 std::optional<Ipv4> dhcp_offer(const Packet& packet, std::uint32_t transaction);
 
-// An exchange that ends only with its time. `servers`, which must live as long as the exchange, gets those
-// that answer, at most kMostServers. This machine's own server does not: it does not get the request.
+// An exchange that sends a DHCPDISCOVER and receives offers until its time is over. `servers`, which must
+// live as long as the exchange, gets the servers that reply, at most kMostServers. This machine's own server
+// does not reply, since it does not receive the request.
 inline constexpr std::size_t kMostServers = 8;
 Exchange ask_dhcp(const EthernetInterface& interface, std::set<Ipv4>* servers);

@@ -34,7 +34,7 @@ std::optional<int> response_code(const Packet& packet, const Bytes& query) {
   if (!has_bytes(packet, 0, Bytes(query.begin(), query.begin() + 2)) || !questions) return std::nullopt;
   if ((*flags & kResponse) == 0) return std::nullopt;
   const int code = static_cast<int>(*flags & 0xf);
-  // A server that could not read the query does not repeat it.
+  // A server that could not parse the query does not repeat it in its response.
   const bool is_repeated = has_bytes(packet, kHeaderSize, Bytes(query.begin() + kHeaderSize, query.end()));
   if (!is_repeated && (*questions != 0 || code == 0)) return std::nullopt;
   return code;
@@ -51,7 +51,7 @@ Exchange ask_dns(Ipv4 server, const std::string& name, DnsType type, std::option
   address.sin_family = AF_INET;
   address.sin_port = htons(kDnsPort);
   address.sin_addr.s_addr = htonl(server);
-  // Connected, it receives from this server alone.
+  // A connected socket only receives packets from this server.
   Descriptor connected(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   if (connect(connected.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
     exchange.socket = std::move(connected);

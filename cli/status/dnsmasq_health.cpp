@@ -16,9 +16,9 @@
 #include "dnsmasq/dnsmasq_conf.h"
 #include "dnsmasq/hosts.h"
 
-// What dnsmasq reads without the option.
+// File that dnsmasq reads without --conf-file.
 constexpr char kUsualConfiguration[] = "/etc/dnsmasq.conf";
-// As a configuration that includes the run's names it, with /var before it or not.
+// How other configurations include that of the run, with or without /var in front.
 constexpr char kIncluded[] = "/run/dnsmasq.conf";
 constexpr char kDhcpPort[] = ":0043";
 
@@ -32,7 +32,8 @@ static std::string content_of(const std::string& path) {
   return content.str();
 }
 
-// The value of an option, which may be its own word, its letter and the value, or the next word.
+// Value of the option at `index`: after "=", after the letter, or in the next word, to which `index` then
+// advances. Nothing if the word is another option.
 static std::optional<std::string> value_of(const std::vector<std::string>& words, std::size_t& index,
                                            const std::string& letter, const std::string& name) {
   const std::string& word = words[index];
@@ -52,7 +53,7 @@ std::vector<std::string> dnsmasq_configurations(const std::string& command_line)
     if (const auto file = value_of(words, index, "-C", "--conf-file")) {
       files.front() = *file;
     } else if (auto directory = value_of(words, index, "-7", "--conf-dir")) {
-      // Behind a comma there are patterns of names.
+      // Patterns of file names may follow a comma.
       directory->erase(std::min(directory->find(','), directory->size()));
       for (const std::string& name : list_directory(*directory).value_or(std::vector<std::string>()))
         files.push_back(*directory + "/" + name);
@@ -68,7 +69,8 @@ static bool is_same_file(const std::string& one, const std::string& other) {
          std::string(first) == second;
 }
 
-// The configuration that dnsmasq was started with; empty if it leads to that of the run, or is not known.
+// The configuration file with which dnsmasq was started; empty if it is or includes that of the run, or is
+// unknown.
 static std::string other_configuration(const std::string& process) {
   const std::string command_line = content_of("/proc/" + process + "/cmdline");
   if (command_line.empty()) return "";
@@ -79,7 +81,7 @@ static std::string other_configuration(const std::string& process) {
   return leads_to_it ? "" : files.front();
 }
 
-// The sockets on which somebody waits for DHCP clients, by their inodes.
+// Inodes of the UDP sockets at the port of DHCP servers.
 static std::set<std::string> dhcp_sockets() {
   std::set<std::string> inodes;
   std::istringstream lines(content_of("/proc/net/udp"));
@@ -95,7 +97,7 @@ static std::set<std::string> dhcp_sockets() {
   return inodes;
 }
 
-// Nothing if somebody has such a socket, and this user is not told who.
+// Whether the process has such a socket; nothing if one exists, but this user cannot determine its process.
 static std::optional<bool> has_dhcp_socket(const std::string& process) {
   const std::set<std::string> sockets = dhcp_sockets();
   if (sockets.empty()) return false;

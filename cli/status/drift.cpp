@@ -50,7 +50,7 @@ class Comparison {
   }
 
  private:
-  // What is pending needs no fix.
+  // Pending drift needs no fix.
   void say(Drift drift) {
     if (drift.is_pending) drift.fix.clear();
     drift_.push_back(std::move(drift));
@@ -67,14 +67,14 @@ class Comparison {
     }
   }
 
-  // A good APPLY does what the other actions do.
+  // Whether a later APPLY succeeded, which does what the other actions do, too.
   bool is_superseded(const LastRun& run) const {
     return std::any_of(snapshot_.runs.begin(), snapshot_.runs.end(), [&run](const LastRun& other) {
       return other.action == "APPLY" && other.end == LastRun::End::kDone && other.began > run.began;
     });
   }
 
-  // A run for the cellular link fails while there is none.
+  // WWAN_APPLY always fails without a cellular link, so that failure is not drift.
   void compare_runs() {
     for (const LastRun& run : snapshot_.runs) {
       if (is_superseded(run)) continue;

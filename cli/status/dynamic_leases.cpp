@@ -9,7 +9,7 @@
 #include "cli/lint/ipv4.h"
 #include "dnsmasq/dnsmasq_conf.h"
 
-// Lines like "1795292324 02:00:5e:00:01:10 192.168.1.100 printer *".
+// The file has lines such as "1795292324 02:00:5e:00:01:10 192.168.1.100 printer *".
 std::optional<std::string> read_leases(std::vector<Lease>& leases) {
   File file;
   if (!read_file(kDynamicLeases, file) && errno != ENOENT) return with_errno(kDynamicLeases);

@@ -7,11 +7,11 @@
 #include <array>
 #include <chrono>
 
-// An Ethernet frame with jumbo payload; what a larger packet has beyond it is cut off.
+// Size of an Ethernet frame with jumbo payload; larger packets are truncated.
 constexpr std::size_t kLargestPacket = 9216;
-// Before a request is sent again.
+// Time after which a request is sent again.
 constexpr int kPauseMs = 400;
-// Packets of one socket that are read before the others have their turn.
+// Packets that are read from one socket before the next socket is read.
 constexpr int kPacketsInARow = 64;
 
 using Clock = std::chrono::steady_clock;
@@ -20,7 +20,7 @@ static void send_question(const Exchange& exchange) {
   if (exchange.send) {
     exchange.send(exchange);
   } else {
-    // What cannot be sent is not answered.
+    // An error is ignored: a request that cannot be sent is not answered.
     send(exchange.socket.number(), exchange.request.data(), exchange.request.size(),
          MSG_DONTWAIT | MSG_NOSIGNAL);
   }
@@ -39,7 +39,7 @@ static void read_answers(Exchange& exchange) {
   }
 }
 
-// Reads what comes until then, or until there is nothing more to wait for.
+// Reads answers until `end`, or until all exchanges are answered.
 static void read_until(Clock::time_point end, std::vector<Exchange>& exchanges) {
   while (std::any_of(exchanges.begin(), exchanges.end(), is_open)) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();

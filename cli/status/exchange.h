@@ -1,6 +1,6 @@
 #pragma once
 
-// Requests to hosts by packets, all at the same time.
+// Sends requests to several hosts at the same time and receives their answers.
 
 #include <functional>
 #include <vector>
@@ -8,18 +8,18 @@
 #include "cli/base/file.h"
 #include "cli/status/packet.h"
 
-// A request that is sent by a socket, and how its answer is recognized.
+// A request sent through a socket, and a predicate that recognizes its answer.
 struct Exchange {
-  Descriptor socket;  // not open: it is not asked
+  Descriptor socket;  // if it is not open, the request is not sent
   Bytes request;
-  // Whether the packet, which anybody may have sent, answers the request. It is called for each packet until
-  // it returns true.
+  // Whether a packet, which any host may have sent, answers the request. Called for each packet until it
+  // returns true.
   std::function<bool(const Packet&)> is_answer;
   // Sends the request; send(2) if empty.
   std::function<void(const Exchange&)> send = {};
   bool is_answered = false;
 };
 
-// Sends all requests, some of them several times, and returns when each is answered, or after so many
-// milliseconds.
+// Sends all requests, and repeats them while they are not answered. Returns when all of them are answered, or
+// after this many milliseconds.
 void ask_all(std::vector<Exchange>& exchanges, int milliseconds);

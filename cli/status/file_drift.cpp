@@ -14,9 +14,9 @@
 #include "cli/status/deviating_files.h"
 
 constexpr std::int64_t kMicroseconds = 1'000'000;
-// The link manager writes its values, and then runs cmd_lanfab.
+// After the cellular link manager has written its values, it runs cmd_lanfab within this time.
 constexpr std::time_t kLinkSeconds = 10;
-// A run writes files after its last message, too.
+// A run still writes files after its last message, within this time.
 constexpr std::time_t kAfterRunSeconds = 2;
 constexpr char kWhy[] = "the next start of a service changes the network, or fails";
 
@@ -30,7 +30,7 @@ std::string time_span(std::int64_t seconds) {
   return std::to_string(seconds / kDay) + " days";
 }
 
-// 0 if there is no such file.
+// Modification time of a file; 0 if it does not exist.
 static std::time_t time_of(const std::string& path) {
   struct stat status {};
   return stat(path.c_str(), &status) == 0 ? status.st_mtime : 0;
@@ -121,7 +121,7 @@ class FileCheck {
 
   bool is_pending(const DeviatingFile& file) const {
     const bool is_run_at_work = snapshot_.lock && snapshot_.lock->is_held;
-    // A run may have begun since, or even ended.
+    // A run may have begun since the snapshot was taken.
     const std::optional<RunLockState> lock = read_run_lock();
     const std::time_t now = std::time(nullptr);
     const bool is_link_new = file.action != "apply" && std::abs(now - time_of_link()) < kLinkSeconds;

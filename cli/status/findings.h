@@ -1,7 +1,7 @@
 #pragma once
 
-// Everything that `lanfab status` has found on a gateway: the drift of each check, what the operator has
-// allowed, and what could not be checked.
+// Findings of `lanfab status` on a gateway: the drift found by all checks, the drift that the operator has
+// allowed, and the checks that could not be made.
 
 #include <string>
 #include <vector>
@@ -11,17 +11,17 @@
 
 struct StatusFindings {
   std::vector<Drift> drift;
-  std::vector<Drift> allowed;            // by a line of the file of allowances
+  std::vector<Drift> allowed;            // by a line of kAllowFile
   std::vector<std::string> not_checked;  // each check with its reason: "the trial: Permission denied"
 };
 
-// Exit statuses of `lanfab status`; errors have kFailure.
+// Exit statuses of `lanfab status`; after an error, it is kFailure.
 inline constexpr int kNoDrift = 0;
 inline constexpr int kDrift = 1;
 inline constexpr int kPendingOnly = 3;
 
 // Runs every check: the trial, the configuration against the files, and the files against the services and
-// the kernel. With `probe` it sends packets, too, which requires root.
+// the kernel. With `probe`, also sends packets, which requires root.
 StatusFindings find_all_drift(const Snapshot& snapshot, bool probe = false);
 
 // One of the exit statuses above.

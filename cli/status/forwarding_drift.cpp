@@ -5,10 +5,10 @@
 #include "cli/status/setup_state.h"
 
 std::optional<bool> wanted_forwarding(const Snapshot& snapshot, const InterfaceFacts& wanted) {
-  // It is its bridge that forwards.
+  // Packets are forwarded by the bridge, not by its members.
   if (!wanted.bridge.empty()) return std::nullopt;
   const auto& interfaces = snapshot.wanted.interfaces;
-  // One interface with such a unit switches forwarding on for all, as soon as it is there.
+  // If the unit of one existing interface enables forwarding, it is enabled for all interfaces.
   if (std::any_of(interfaces.begin(), interfaces.end(), [&snapshot](const auto& one) {
         return one.second.forwards && snapshot.kernel.links.count(one.first) != 0;
       })) {
@@ -43,8 +43,8 @@ static void compare_forwarding(const Snapshot& snapshot, const std::string& name
 static void compare_proxy_arp(const Snapshot& snapshot, const std::string& name, const InterfaceFacts& wanted,
                               const Link& link, std::vector<Drift>& drift) {
   if (!link.proxies_arp || *link.proxies_arp == wanted.proxies_arp) return;
-  // As long as the cellular link is down, the unit of a pass-through port says nothing of it. The bridge
-  // answers in place of its members.
+  // While the cellular link is down, the unit of a pass-through port does not set proxy ARP. A bridge replies
+  // instead of its members.
   if ((wanted.is_passed_through && !wanted.proxies_arp) || !wanted.bridge.empty()) return;
   const std::string fix = setting_command(wanted.proxies_arp, name, "proxy_arp");
   if (wanted.proxies_arp) {

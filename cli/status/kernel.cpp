@@ -11,10 +11,10 @@
 #include "cli/base/json.h"
 #include "cli/base/subprocess.h"
 
-// In seconds: a query is answered in an instant, or not at all.
+// In seconds: the kernel answers a query immediately, or not at all.
 constexpr int kLongestAnswer = 2;
 
-// The text of a value of any type but an object or a list, for which it is empty.
+// A member as a string; empty if it is an object or an array.
 static std::string text_in(const Json::Value& object, const char* key) {
   const Json::Value& value = object[key];
   return value.isArray() || value.isObject() ? "" : value.asString();
@@ -57,7 +57,7 @@ static Link read_link(const Json::Value& from) {
   link.details = read_details(object_in(info, "info_data"));
   for (const Json::Value& address : from["addr_info"]) {
     if (!address.isObject() || text_in(address, "family") != "inet") continue;
-    // Of an address with a peer, the prefix length is the peer's.
+    // If the address has a peer, this is the prefix length of the peer.
     link.addresses.push_back(
         {text_in(address, "local") + "/" + text_in(address, "prefixlen"), address["dynamic"] == true});
   }
@@ -89,7 +89,7 @@ static void read_routes(const Json::Value& routes, Kernel& kernel) {
   }
 }
 
-// The selectors of a rule in the words in which `ip rule` takes them.
+// Selectors of a rule, as arguments of `ip rule`.
 static std::string selector_of(const Json::Value& from) {
   std::string selector = from.isMember("not") ? "not" : "";
   const auto add = [&selector](const std::string& word, const std::string& value) {
@@ -128,7 +128,7 @@ static void read_settings(const Json::Value& settings, Kernel& kernel) {
   }
 }
 
-// One line for each address that has a route, in any order.
+// Reads a line for each address that has a route, in any order.
 static void read_choices(const std::string& output, Kernel& kernel) {
   std::istringstream lines(output);
   for (std::string line; std::getline(lines, line);) {
@@ -139,7 +139,8 @@ static void read_choices(const std::string& output, Kernel& kernel) {
   }
 }
 
-// Lines like "Command failed -:2" for the addresses without a route. False if there is none.
+// Reads lines such as "Command failed -:2", which contain the number of an address without a route. Returns
+// whether there is such a line.
 static bool read_failures(const std::string& errors, const std::vector<std::string>& addresses,
                           Kernel& kernel) {
   constexpr char kFailed[] = "Command failed -:";
@@ -155,8 +156,8 @@ static bool read_failures(const std::string& errors, const std::vector<std::stri
   return has_failure;
 }
 
-// All in one call: `ip` goes on with the next address when one has no route. Returns nothing, or why it
-// cannot be asked.
+// Queries the routes to all addresses in one call: `ip -force` continues after an address without a route.
+// Returns nothing, or why the query failed.
 static std::optional<std::string> ask_for_choices(const std::vector<std::string>& addresses, Kernel& kernel) {
   std::string queries;
   for (const std::string& address : addresses)
@@ -176,7 +177,7 @@ static std::optional<std::string> ask_for_choices(const std::vector<std::string>
   return "ip: status " + std::to_string(WEXITSTATUS(status));
 }
 
-// Asks a query that is answered in JSON. Returns nothing, or why there is no answer.
+// Runs `ip` with JSON output. Returns nothing, or why there is no valid output.
 static std::optional<std::string> query_kernel(std::vector<std::string> words, Json::Value& answer) {
   words.insert(words.begin(), {"ip", "-json"});
   std::string output;
@@ -186,7 +187,7 @@ static std::optional<std::string> query_kernel(std::vector<std::string> words, J
   return "ip: invalid JSON output";
 }
 
-// Leaves a line in the errors, and the value null, if there is no answer.
+// Runs `ip` with JSON output. If that fails, adds a line to `kernel.errors` and returns null.
 static Json::Value ask_about(const char* subject, const std::vector<std::string>& words, Kernel& kernel) {
   Json::Value answer;
   if (const auto error = query_kernel(words, answer)) kernel.errors.push_back(subject + (": " + *error));

@@ -10,7 +10,7 @@
 
 struct KernelAddress {
   std::string text;         // with its prefix length
-  bool is_dynamic = false;  // it came with a lease
+  bool is_dynamic = false;  // from a DHCP lease
 };
 
 struct Link {
@@ -21,12 +21,12 @@ struct Link {
   std::optional<bool> forwards;  // IPv4; nothing if the kernel does not report it
   std::vector<KernelAddress> addresses;
   std::optional<bool> proxies_arp = std::nullopt;
-  std::string kind = {};           // "vlan", "bridge", "gre", "wireguard"; empty for a card
+  std::string kind = {};           // "vlan", "bridge", "gre", "wireguard"; empty for a network card
   std::string mac = {};            // "02:00:5e:00:00:10"
-  std::string permanent_mac = {};  // the card's own, if it has another one now
-  std::string parent = {};         // to which it is linked: that of a VLAN
-  // What is particular to its kind, by the names of `ip -json -details`: "id", "remote", "stp_state". Numbers
-  // as text.
+  std::string permanent_mac = {};  // the card's own, if another one is in use
+  std::string parent = {};         // the link on which a VLAN or a tunnel is based
+  // Properties of its kind, with the names of `ip -json -details`: "id", "remote", "stp_state". Numbers are
+  // strings.
   std::map<std::string, std::string> details = {};
 };
 
@@ -35,22 +35,21 @@ struct KernelRoute {
   std::string gateway;      // empty without one
   std::string interface;
   int metric = 0;
-  bool is_dynamic = false;  // it came with a lease
-  std::string table = {};   // empty for the main table
-  std::string protocol =
-      {};                 // who made it: "kernel", "static" (systemd-networkd), "boot" (somebody's command)
-  std::string type = {};  // "blackhole", "unreachable"; empty for a route that leads somewhere
+  bool is_dynamic = false;    // from a DHCP lease
+  std::string table = {};     // empty for the main table
+  std::string protocol = {};  // its origin: "kernel", "static" (systemd-networkd), "boot" (a manual command)
+  std::string type = {};      // "blackhole", "unreachable"; empty for "unicast"
 };
 
 // A policy rule.
 struct KernelRule {
   int priority = 0;
-  std::string table;     // "main", "308"
-  std::string selector;  // as the words of a command: "not from 10.0.0.0/8 fwmark 0x5"; empty for any packet
-  std::string suppressed;  // the length of the prefixes whose routes do not count; empty without one
+  std::string table;       // "main", "308"
+  std::string selector;    // as for `ip rule`: "not from 10.0.0.0/8 fwmark 0x5"; empty for any packet
+  std::string suppressed;  // routes whose prefix is not longer than this are ignored; empty without one
 };
 
-// The route that the kernel takes to an address.
+// The route that the kernel chooses for an address.
 struct RouteChoice {
   std::string interface;
   std::string gateway;  // empty without one
@@ -61,13 +60,13 @@ struct Kernel {
   std::map<std::string, Link> links;
   std::vector<KernelRoute> routes;  // of all tables but "local"
   std::vector<KernelRule> rules;
-  // By address; nothing for one to which no route leads. Addresses that could not be queried are missing.
+  // By address; nothing for an address without a route. Addresses that could not be queried are missing.
   std::map<std::string, std::optional<RouteChoice>> choices;
-  // What could not be read, and why: "the policy rules: ip: no answer within 2 s".
+  // Parts that could not be read, and why: "the policy rules: ip: no answer within 2 s".
   std::vector<std::string> errors;
   std::time_t time = 0;  // when it was read
 };
 
-// Reads the state, and the routes that the kernel takes to the addresses. Returns nothing, or why the links,
-// without which there is nothing to compare, cannot be read.
+// Reads the state of the kernel, and the routes that it chooses for the addresses. Returns nothing, or why
+// the links cannot be read, without which nothing can be compared. Other errors are added to `kernel.errors`.
 std::optional<std::string> read_kernel(const std::vector<std::string>& addresses, Kernel& kernel);

@@ -7,5 +7,5 @@
 #include "cli/status/drift.h"
 #include "cli/status/snapshot.h"
 
-// Adds the differences, and what could not be read.
+// Appends the differences, and an entry for each part of the kernel's state that could not be read.
 void find_kernel_drift(const Snapshot& snapshot, std::vector<Drift>& drift);

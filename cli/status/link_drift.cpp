@@ -26,12 +26,12 @@ static bool is_radio(const std::string& name) {
                      [&name](const Radio& radio) { return radio.name == name; });
 }
 
-// Whether it is the interface of a cellular link that is down. Its unit stays until the next APPLY.
+// Whether this is the interface of a cellular link that is down. Its unit stays until the next APPLY.
 static bool is_without_link(const Snapshot& snapshot, const std::string& name, const InterfaceFacts& wanted) {
   return !snapshot.cellular.is_connected && !wanted.is_made && !is_ethernet_port(name) && !is_radio(name);
 }
 
-// Whether only a run makes interfaces of this name: VLANs, the bridge, tunnels.
+// Whether interfaces with this name are only created by runs: VLANs, the bridge, tunnels.
 static bool is_made_by_runs(const std::string& name) {
   std::string tunnel = gre_tunnel_name(0);
   tunnel.pop_back();
@@ -54,7 +54,7 @@ static std::string detail(const Link& link, const char* name) {
 
 namespace {
 
-// A parameter that no unit sets: it has the kernel's value.
+// A parameter that no unit sets, so it should have the kernel's default.
 struct BridgeParameter {
   const char* name;  // for `ip`
   const char* value;
@@ -62,7 +62,7 @@ struct BridgeParameter {
   const char* why;
 };
 
-// Compares one interface.
+// Compares one link with its unit.
 class LinkComparison {
  public:
   LinkComparison(const Snapshot& snapshot, const std::string& name, const InterfaceFacts& wanted,
@@ -92,7 +92,7 @@ class LinkComparison {
     return "networkctl reconfigure " + quoted_for_shell(name_);
   }
 
-  // For what cannot be changed while the device exists.
+  // Fix for a property that cannot be changed while the device exists.
   std::string remake() const {
     return "ip link delete dev " + quoted_for_shell(name_) + " && " + kRestartNetworkd;
   }
@@ -123,7 +123,7 @@ class LinkComparison {
 
 }  // namespace
 
-// A port without a carrier is none of the configuration's business: nothing may be plugged in.
+// A port without a carrier is not drift: there may be no cable.
 void LinkComparison::compare_state() {
   const bool is_set_up = is_being_set_up(snapshot_, name_);
   if (!link_.is_up && !is_without_link(snapshot_, name_, wanted_)) {
@@ -149,7 +149,7 @@ void LinkComparison::compare_state() {
 }
 
 void LinkComparison::compare_kind() {
-  // That of a card is empty, and so is that of a kernel that does not report it.
+  // The kind of a network card is empty. If the kernel does not report kinds, all of them are.
   if (wanted_.kind.empty() || link_.kind.empty()) return;
   if (link_.kind != wanted_.kind) {
     say("it is a device of the kind " + link_.kind + ", not " + wanted_.kind,
@@ -186,7 +186,7 @@ void LinkComparison::compare_tunnel() {
   compare("local", wanted_.local);
   const std::string key = detail(link_, "ikey") + detail(link_, "okey");
   if (!key.empty()) say("it has a key, but its unit has none", "the tunnel carries no packets", remake());
-  // systemd-networkd's or, with some of its versions, that of the packets inside.
+  // systemd-networkd sets 64; some of its versions use the TTL of the inner packet instead.
   const std::string ttl = detail(link_, "ttl");
   if (!ttl.empty() && ttl != "64" && ttl != "0" && ttl != "inherit")
     say("the TTL is " + ttl + ", not 64", "its packets may not reach the remote endpoint", remake());
@@ -220,7 +220,8 @@ void LinkComparison::compare_mtu() {
           set_link("mtu " + wanted_.mtu));
     return;
   }
-  // Nothing resets an MTU that its unit does not set. Other interfaces take theirs from elsewhere.
+  // Nothing resets the MTU of a port whose unit does not set it. Other interfaces get their MTU from
+  // elsewhere.
   if (!is_ethernet_port(name_) || wanted_.is_passed_through || !wanted_.bridge.empty()) return;
   if (link_.mtu != kUsualMtu)
     say("the MTU is " + std::to_string(link_.mtu) + ", which no unit sets", kWhy,
@@ -229,7 +230,7 @@ void LinkComparison::compare_mtu() {
 
 void LinkComparison::compare_mac() {
   constexpr char kWhy[] = "other devices and static leases know it by the other address";
-  // Reported only where it differs from the one in use.
+  // The permanent address is only reported if it differs from the one in use.
   const std::string own = link_.permanent_mac;
   if (!own.empty() && own != link_.mac && is_ethernet_port(name_))
     say("the MAC address is " + link_.mac + ", not the card's own, " + own, kWhy, set_link("address " + own));
@@ -252,7 +253,7 @@ void LinkComparison::compare_bridge() {
 }
 
 void LinkComparison::say_missing_address(const std::string& address, const char* why) {
-  // It comes with the carrier.
+  // The address is only added when there is a carrier.
   if (link_.is_up && !link_.has_carrier) return;
   drift_.push_back({name_, address + " is missing", is_pending_, why, is_pending_ ? "" : reconfigure()});
 }
@@ -297,7 +298,8 @@ static void compare_missing(const Snapshot& snapshot, const std::string& name, c
                    wanted.is_made && !is_pending ? kRestartNetworkd : ""});
 }
 
-// A link of the gateway's own that no unit names.
+// Reports a link without a unit if runs create such links; for a port, a radio or the cellular link, its
+// addresses.
 static void compare_leftover(const Snapshot& snapshot, const std::string& name, const Link& link,
                              std::vector<Drift>& drift) {
   const std::string quoted_name = quoted_for_shell(name);

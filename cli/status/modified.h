@@ -1,10 +1,10 @@
 #pragma once
 
-// When files were changed, as far as that can be compared with the start of a service.
+// Modification times of files, for comparison with the start time of a service.
 
 #include <cstdint>
 #include <string>
 
-// Microseconds since 1970; 0 for a file that cannot be read, and for a time in the future, which says
-// nothing: the clock has been set back.
+// Microseconds since 1970. Returns 0 if the file cannot be read, or if the time is in the future and thus
+// meaningless: the clock has been set back.
 std::int64_t modified_at(const std::string& path);

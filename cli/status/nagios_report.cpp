@@ -6,12 +6,12 @@
 
 #include "cli/base/terminal.h"
 
-// More would be cut off in most displays.
+// Findings named in the line; most displays would truncate a longer one.
 constexpr std::size_t kNamed = 3;
 
 static NagiosReport report_of(int status, std::string text, const std::string& performance_data) {
   constexpr std::array<const char*, 4> kWords = {"OK", "WARNING", "CRITICAL", "UNKNOWN"};
-  // Performance data begins at the bar.
+  // A bar in the text would begin the performance data.
   std::replace(text.begin(), text.end(), '|', '/');
   return {std::string("LANFAB ") + kWords.at(static_cast<std::size_t>(status)) + " - " + printable(text) +
               performance_data + "\n",
@@ -25,7 +25,7 @@ static std::string joined(const std::vector<std::string>& texts) {
   return texts.size() > kNamed ? line + "; " + std::to_string(texts.size() - kNamed) + " more" : line;
 }
 
-// Those that are not pending first.
+// Descriptions of the drift; those that are not pending come first.
 static std::vector<std::string> texts_of(const std::vector<Drift>& drift) {
   std::vector<std::string> texts;
   for (const bool is_pending : {false, true}) {

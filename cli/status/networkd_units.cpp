@@ -12,7 +12,8 @@
 #include "cli/status/modified.h"
 
 constexpr char kRunDirectory[] = "/run/systemd/network/";
-// Before that of the runs, and all with drop-ins, in the order of systemd.network(5).
+// Directory with a higher priority than that of the runs, and all directories that may contain drop-ins, in
+// the order of systemd.network(5).
 constexpr char kFirstDirectory[] = "/etc/systemd/network/";
 constexpr std::array<const char*, 4> kDropInDirectories = {
     kFirstDirectory, kRunDirectory, "/usr/local/lib/systemd/network/", "/usr/lib/systemd/network/"};
@@ -28,7 +29,7 @@ std::string InterfaceUnits::network_file() const {
   return "";
 }
 
-// The interface of a run's unit, "20-eth0.network"; empty for any other file.
+// Interface of a run's unit, from a name such as "20-eth0.network"; empty for any other file.
 static std::string interface_of(const std::string& name) {
   std::size_t dash = 0;
   while (dash < name.size() && std::isdigit(static_cast<unsigned char>(name[dash])) != 0)
@@ -43,8 +44,8 @@ static std::string path_of(const std::string& root, const char* directory, const
   return root + directory + name;
 }
 
-// The drop-ins of a unit. One in an earlier directory replaces those of the same name; one that is empty or
-// leads to /dev/null only masks them.
+// Adds the drop-ins of a unit. A drop-in replaces those of the same name in later directories; an empty one
+// or a link to /dev/null only masks them and is not added.
 static void add_drop_ins(const std::string& root, const std::string& unit, std::vector<UnitFile>& files) {
   std::set<std::string> seen;
   for (const char* parent : kDropInDirectories) {
@@ -58,7 +59,7 @@ static void add_drop_ins(const std::string& root, const std::string& unit, std::
   }
 }
 
-// When systemd-networkd last saved the state of a link, as it does when it has read other files for it.
+// When systemd-networkd last saved the state of a link, which it does after it has read changed files for it.
 static std::int64_t saved_at(const std::string& root, const std::string& interface) {
   return modified_at(root + kLinkStates + std::to_string(if_nametoindex(interface.c_str())));
 }

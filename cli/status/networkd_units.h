@@ -1,6 +1,6 @@
 #pragma once
 
-// The unit files that systemd-networkd has for the interfaces of a run, and when it last read them.
+// Unit files of systemd-networkd for the interfaces of the last run, and when it last read them.
 
 #include <cstdint>
 #include <map>
@@ -17,9 +17,9 @@ struct InterfaceUnits {
   std::vector<UnitFile> overrides;  // files that replace or change them: drop-ins, files of the same name
   std::int64_t saved = 0;  // when systemd-networkd last saved the state of the link; 0 without a link
 
-  // The run's .network file; empty if there is none.
+  // Path of the run's .network file; empty if there is none.
   std::string network_file() const;
 };
 
-// By interface. `root` is put in front of each path.
+// Returns the units by interface. `root` is prepended to each path.
 std::map<std::string, InterfaceUnits> read_networkd_units(const std::string& root = "");

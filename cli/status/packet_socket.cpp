@@ -32,13 +32,13 @@ std::optional<EthernetInterface> find_ethernet(const std::string& name) {
   query.ifr_flags = 0;
   ioctl(control.number(), SIOCGIFFLAGS, &query);
   if ((query.ifr_flags & IFF_NOARP) != 0) return std::nullopt;
-  // 0, to which nothing can be bound, if it has gone meanwhile.
+  // 0 if the interface was removed meanwhile; nothing can be sent to that.
   interface.index = static_cast<int>(if_nametoindex(name.c_str()));
   return interface;
 }
 
 Descriptor open_packet_socket(const EthernetInterface& interface, int protocol) {
-  // With the protocol 0 it receives nothing before it is bound to the interface.
+  // With protocol 0, the socket receives nothing before it is bound to the interface.
   Descriptor opened(socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   const sockaddr_ll address = link_address(interface, protocol);
   const bool is_bound =

@@ -1,6 +1,6 @@
 #pragma once
 
-// Packets of one interface, with headers that the kernel neither makes nor reads.
+// Sockets for the packets of one interface. The kernel neither writes nor reads headers above Ethernet.
 
 #include <array>
 #include <optional>
@@ -17,12 +17,13 @@ struct EthernetInterface {
   EthernetAddress address = {};
 };
 
-// Nothing if the interface is missing, or of another kind.
+// Finds an interface by its name; nothing if it is missing or of another kind.
 std::optional<EthernetInterface> find_ethernet(const std::string& name);
 
-// A socket for the packets of a protocol (ETH_P_ARP, ETH_P_IP); not open, with errno set, on failure.
-// Requires root.
+// Opens a socket for the packets of a protocol (ETH_P_ARP, ETH_P_IP) on an interface. The result is not open,
+// and errno is set, on failure. Requires root.
 Descriptor open_packet_socket(const EthernetInterface& interface, int protocol);
 
-// Sends the request of an exchange, whose socket is such a one, to all hosts of the interface.
+// Sends the request of an exchange, which has a socket of open_packet_socket(), to all hosts of the
+// interface's network.
 void broadcast(const Exchange& exchange, const EthernetInterface& interface, int protocol);

@@ -41,7 +41,7 @@ Exchange ask_echo(Ipv4 host, const std::string& interface) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(host);
-  // Connected, it receives from this host alone.
+  // A connected socket only receives packets from this host.
   if (connect(opened.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
     exchange.socket = std::move(opened);
   return exchange;

@@ -1,6 +1,6 @@
 #pragma once
 
-// Whether a host answers an echo request.
+// Checks whether a host answers an ICMP echo request.
 
 #include "cli/lint/ipv4.h"
 #include "cli/status/exchange.h"
@@ -8,9 +8,9 @@
 // An ICMP echo request.
 Bytes echo_request(std::uint16_t id);
 
-// Whether an IPv4 packet has the reply to the request of this ID.
+// Whether an IPv4 packet contains the reply to the echo request with this ID.
 bool is_echo_reply(const Packet& packet, std::uint16_t id);
 
-// The exchange; its socket is not open if there is no route. Requires root. With the name of an interface,
-// the request leaves by that one.
+// An exchange that sends an echo request, through `interface` unless it is empty. The socket is not open if
+// there is no route. Requires root.
 Exchange ask_echo(Ipv4 host, const std::string& interface = "");

@@ -36,7 +36,7 @@ class Probes {
   }
 
  private:
-  // `report` is called at the end, with whether there was an answer.
+  // `report` is called at the end. Its argument is whether there was an answer.
   void add(Exchange exchange, std::function<void(bool)> report) {
     exchanges_.push_back(std::move(exchange));
     reports_.push_back(std::move(report));
@@ -50,7 +50,7 @@ class Probes {
     return parse_ipv4(address.text.substr(0, address.text.find('/')));
   }
 
-  // The link, if it can carry a packet.
+  // The link if it can carry packets; otherwise null.
   const Link* link_of(const std::string& name) const {
     const auto found = snapshot_.kernel.links.find(name);
     return found != snapshot_.kernel.links.end() && found->second.has_carrier ? &found->second : nullptr;
@@ -64,7 +64,7 @@ class Probes {
   std::set<Ipv4> own_addresses_;
   std::vector<Exchange> exchanges_;
   std::vector<std::function<void(bool)>> reports_;
-  // The answers, which stay where they are.
+  // Answers. The exchanges point to elements, which stay at their addresses in a deque.
   std::deque<std::optional<EthernetAddress>> owners_;
   std::deque<std::optional<int>> codes_;
   std::deque<std::set<Ipv4>> servers_;
@@ -107,7 +107,7 @@ void Probes::add_dhcp_servers() {
   }
 }
 
-// The gateways of the wanted routes, and of those that came with a lease, by interface.
+// Gateways of the wanted routes and of routes from DHCP leases, with their interfaces.
 std::set<std::pair<std::string, Ipv4>> Probes::gateways() const {
   std::set<std::pair<std::string, Ipv4>> gateways;
   for (const auto& [name, wanted] : snapshot_.wanted.interfaces)
@@ -158,7 +158,7 @@ void Probes::add_name_servers() {
     const auto server = parse_ipv4(text);
     if (!server) continue;
     auto& code = codes_.emplace_back();
-    // Which hosts serve the root of all names is what each server can answer, and gives nothing away.
+    // Queries the servers of the root zone: every DNS server can answer this, and it reveals nothing.
     add(ask_dns(*server, "", DnsType::kNameServer, &code), [this, text, &code](bool is_answered) {
       constexpr char kWhy[] = "hosts may not be able to resolve Internet names";
       if (!is_answered) {

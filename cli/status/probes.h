@@ -6,9 +6,9 @@
 
 #include "cli/status/drift.h"
 
-// Sends all probes at the same time and appends what is wrong when the time is over:
+// Sends all probes at the same time, waits for the answers, and appends drift for each of these findings:
 //
-// - another host has an address of the gateway (ARP, without announcing anything);
+// - another host has an address of the gateway (ARP probes, which announce nothing);
 // - another DHCP server answers on a network that the gateway serves;
 // - a gateway of a route, the remote endpoint of a tunnel or a DNS server does not answer.
 //

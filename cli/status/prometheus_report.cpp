@@ -6,7 +6,7 @@
 
 namespace {
 
-// Metrics one after the other, the samples of each below its name.
+// Text of the metrics; the samples of each metric follow its name.
 class Metrics {
  public:
   // Begins a metric.
@@ -29,7 +29,7 @@ class Metrics {
     sample(value);
   }
 
-  // Seconds with a fraction.
+  // A metric with one sample, printed in seconds with a fraction.
   void add_microseconds(const char* name, const char* help, std::int64_t microseconds) {
     constexpr std::int64_t kSecond = 1'000'000;
     char text[32];
@@ -81,7 +81,7 @@ static void add_last_apply(const Snapshot& snapshot, Metrics& metrics) {
   if (apply == snapshot.runs.end()) return;
   metrics.add_microseconds("last_apply_timestamp_seconds", "When the last apply since the boot began.",
                            apply->began);
-  // Neither is known yet.
+  // The duration and the result of a running apply are not known yet.
   if (apply->end == LastRun::End::kRunning) return;
   metrics.add_microseconds("last_apply_duration_seconds", "How long the last apply took.", apply->lasted);
   metrics.add("last_apply_success", "Whether the last apply succeeded.",

@@ -8,20 +8,20 @@
 #include "cli/status/setup_state.h"
 #include "networkd/wwan_static_routes.h"
 
-// 0 for a text that does not begin with a number.
+// The number at the beginning of a string; 0 if there is none.
 static int number_in(const std::string& text) {
   return static_cast<int>(std::strtol(text.c_str(), nullptr, 10));
 }
 
-// The subnet of a text like "10.20.0.1/16" as the kernel prints it, "10.20.0.0/16"; a text that is none as it
-// is.
+// The subnet of an address such as "10.20.0.1/16" as the kernel prints it, "10.20.0.0/16" or "default". Any
+// other string is returned unchanged.
 static std::string subnet_of(const std::string& text) {
   const std::optional<Subnet> subnet = subnet_of_address(text);
   if (!subnet) return text;
   return subnet->prefix == 0 ? "default" : to_text(*subnet);
 }
 
-// Of a text that the kernel prints.
+// Parses a destination that the kernel prints.
 static std::optional<Subnet> parsed(const std::string& destination) {
   return destination == "default" ? Subnet{0, 0} : subnet_of_address(destination);
 }
@@ -36,7 +36,8 @@ static KernelRoute as_in_kernel(const std::string& interface, const RouteFacts& 
   return route;
 }
 
-// A lease brings the gateway and the metric.
+// Whether a route of the kernel is the wanted one. The gateway and metric of a route from a lease are not
+// compared, since they come with the lease.
 static bool is_route(const KernelRoute& there, const KernelRoute& wanted, bool is_from_lease) {
   if (there.interface != wanted.interface || there.destination != wanted.destination ||
       there.table != wanted.table || !there.type.empty())
@@ -64,7 +65,7 @@ static std::string deletion_of(const KernelRoute& route) {
   return command;
 }
 
-// A gateway may be outside the subnets of the interface.
+// The command has "onlink", since the gateway may be outside the subnets of the interface.
 static std::string addition_of(const KernelRoute& route) {
   std::string command = "ip route replace " + quoted_for_shell(route.destination);
   if (!route.gateway.empty()) command += " via " + quoted_for_shell(route.gateway);
@@ -112,7 +113,7 @@ class RouteComparison {
 
   const Snapshot& snapshot_;
   std::vector<Drift>& drift_;
-  std::vector<const KernelRoute*> culprits_;  // which have been reported
+  std::vector<const KernelRoute*> culprits_;  // foreign routes that were reported as a cause
 };
 
 }  // namespace
@@ -125,10 +126,10 @@ void RouteComparison::say_missing(const KernelRoute& route, const std::string& f
 
 void RouteComparison::compare_route(const std::string& name, const InterfaceFacts& wanted,
                                     const RouteFacts& route) {
-  // Without anything in it, a section is not a route.
+  // An empty section does not define a route.
   if (route.destination.empty() && route.gateway.empty()) return;
   const bool is_from_lease = route.gateway == "_dhcp";
-  // Nothing more than the lease, whose absence is reported.
+  // This route comes with the lease, whose absence is reported separately.
   if (is_from_lease && wanted.address == kDynamicAddress) return;
   const KernelRoute own = as_in_kernel(name, route);
   const std::vector<KernelRoute>& routes = snapshot_.kernel.routes;
@@ -136,7 +137,7 @@ void RouteComparison::compare_route(const std::string& name, const InterfaceFact
     return is_route(other, own, is_from_lease);
   });
   if (is_there) return;
-  // Only systemd-networkd knows the gateway of a lease.
+  // Only systemd-networkd has the gateway of a lease.
   say_missing(own, is_from_lease ? "networkctl reconfigure " + quoted_for_shell(name) : addition_of(own));
 }
 
@@ -150,7 +151,7 @@ bool RouteComparison::is_in_kernel(const UnitRoute& route) const {
   });
 }
 
-// Whether the units, a script of the last run or a lease bring the route.
+// Whether the route comes from the units, a script of the last run or a lease.
 bool RouteComparison::is_explained(const KernelRoute& route) const {
   const auto found = snapshot_.wanted.interfaces.find(route.interface);
   if (found == snapshot_.wanted.interfaces.end()) return false;
@@ -165,7 +166,8 @@ bool RouteComparison::is_explained(const KernelRoute& route) const {
       });
 }
 
-// The kernel, leases and routing programs mark theirs.
+// Whether a route of the main table is not configured. Ignores routes of the kernel, of leases and of routing
+// programs, which have other protocols.
 bool RouteComparison::is_foreign(const KernelRoute& route) const {
   const bool is_by_hand = route.protocol.empty() || route.protocol == "boot" || route.protocol == "static";
   return is_by_hand && route.table.empty() && !is_explained(route);
@@ -182,7 +184,7 @@ void RouteComparison::compare_foreign(const KernelRoute& route) {
               "packets may take it",
               deletion_of(route),
               true};
-  // A part of a configured destination.
+  // The route leads to a part of a configured destination.
   if (wanted && wanted->destination.prefix != 0 && subnet->prefix > wanted->destination.prefix &&
       (wanted->interface != route.interface || wanted->gateway != route.gateway)) {
     drift.why = "packets to " + to_text(wanted->destination) + " belong to " + hop_of(*wanted);
@@ -191,7 +193,7 @@ void RouteComparison::compare_foreign(const KernelRoute& route) {
   drift_.push_back(std::move(drift));
 }
 
-// The route of the main table that the kernel has taken, if it is foreign.
+// The foreign route of the main table that the kernel has chosen; null if it has chosen a configured one.
 const KernelRoute* RouteComparison::culprit(const RouteQuery& query,
                                             const std::optional<RouteChoice>& choice) const {
   const Ipv4 address = *parse_ipv4(query.address);
@@ -216,8 +218,9 @@ static bool is_choice(const UnitRoute& wanted, const RouteChoice& choice, const 
   return wanted.gateway == "_dhcp" || wanted.gateway == choice.gateway || interface->second.is_default_route;
 }
 
-// The address whose subnet has lost the route that the kernel adds with it; empty if it is there, or if its
-// absence is reported. A pass-through port loses it on purpose.
+// The address of an interface whose subnet has lost the route that the kernel adds along with an address.
+// Empty if that route exists or its absence is reported separately, and for a pass-through port, which has no
+// such route on purpose.
 std::string RouteComparison::lost_address(const UnitRoute& route) const {
   const InterfaceFacts& wanted = snapshot_.wanted.interfaces.at(route.interface);
   if (wanted.is_passed_through || is_in_kernel(route)) return "";
@@ -253,13 +256,13 @@ void RouteComparison::explain(const RouteQuery& query, const std::optional<Route
 
 void RouteComparison::compare_choice(const RouteQuery& query) {
   const auto found = snapshot_.kernel.choices.find(query.address);
-  // Nothing is to be judged as long as the route cannot be taken, which is reported by itself.
+  // If a wanted route cannot be used, that is reported separately.
   if (found == snapshot_.kernel.choices.end() ||
       !std::all_of(query.wanted.begin(), query.wanted.end(),
                    [this](const UnitRoute& route) { return can_be_taken(route); }))
     return;
   const std::optional<RouteChoice>& choice = found->second;
-  // An address that somebody has given to the gateway, which is reported, too.
+  // The address was added to the gateway itself, which is reported separately.
   if (choice && choice->interface == "lo") return;
   if (choice && std::any_of(query.wanted.begin(), query.wanted.end(), [&](const UnitRoute& route) {
         return is_choice(route, *choice, snapshot_.wanted);

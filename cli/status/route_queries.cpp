@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <set>
 
-// `ip` answers them in a fraction of a second.
+// `ip` answers this many queries in a fraction of a second.
 constexpr std::size_t kMostQueries = 256;
 
 // The routes that the kernel may take to an address: those with the longest prefix and the lowest metric.
@@ -26,7 +26,7 @@ static std::vector<Ipv4> own_addresses(const Facts& wanted) {
   return own;
 }
 
-// Addresses of public networks for the default route: none is sent a packet.
+// Addresses to try in a subnet. Those for the default route are public; no packet is sent to them.
 static std::vector<Ipv4> candidates(const Subnet& subnet) {
   if (subnet.prefix == 0) return {0x0b000001, 0x15000001, 0x16000001, 0x1a000001};
   if (subnet.prefix >= 31) return {subnet.address};
@@ -61,7 +61,8 @@ class RouteQueryList {
       queries_.push_back({to_text(address), destination, subject, best});
   }
 
-  // Asks for an address to which no other route of the units leads, and which is not the gateway's own.
+  // Adds a query for an address to which no more specific route of the units leads and which is not the
+  // gateway's own.
   void ask_for_subnet(const UnitRoute& route) {
     for (const Ipv4 address : candidates(route.destination)) {
       if (std::find(own_.begin(), own_.end(), address) != own_.end()) continue;

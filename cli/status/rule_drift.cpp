@@ -14,7 +14,7 @@
 #include "tunnels/gre.h"
 
 constexpr char kMakeReplyTable[] = "/usr/bin/route_table_add";
-// The first table of those through which replies to a tunnel are routed.
+// Number of the first of the tables that route replies to tunnels.
 constexpr int kFirstReplyTable = 308;
 constexpr int kLocalPriority = 0;
 constexpr int kMainPriority = 32766;
@@ -30,7 +30,7 @@ std::map<std::string, std::string> read_reply_gateways() {
   return gateways;
 }
 
-// The tables count from one number on, as the names of the tunnels do.
+// Table for the replies to a tunnel; empty for an unknown name. The tables are numbered like the tunnels.
 static std::string reply_table_of(const std::string& tunnel) {
   for (int index = 0; index < 1000; ++index)
     if (gre_tunnel_name(index) == tunnel) return std::to_string(kFirstReplyTable + index);
@@ -72,7 +72,7 @@ static bool is_foreign(const Snapshot& snapshot, const KernelRule& rule) {
 const KernelRule* diverting_rule(const Snapshot& snapshot, const std::optional<RouteChoice>& choice) {
   for (const KernelRule& rule : snapshot.kernel.rules) {
     if (!is_foreign(snapshot, rule)) continue;
-    // One that leads to no table drops the packets.
+    // A rule without a table drops the packets.
     if (choice ? !choice->table.empty() && rule.table == choice->table : rule.table.empty()) return &rule;
   }
   return nullptr;
@@ -86,7 +86,7 @@ static void compare_foreign(const Snapshot& snapshot, std::vector<Drift>& drift)
   for (const KernelRule& rule : snapshot.kernel.rules) {
     if (!is_foreign(snapshot, rule)) continue;
     const std::string fix = deletion_of(rule);
-    // Already reported with what it diverts.
+    // Already reported together with the packets that it diverts.
     if (std::any_of(drift.begin(), drift.end(), [&fix](const Drift& one) { return one.fix == fix; }))
       continue;
     const std::string packets = rule.selector.empty() ? "any packet" : "packets " + rule.selector;
@@ -98,7 +98,7 @@ static void compare_foreign(const Snapshot& snapshot, std::vector<Drift>& drift)
   }
 }
 
-// Without them no packet finds the tables.
+// Without the kernel's own rules, packets do not use the tables "local" and "main".
 static void compare_own_rules(const std::vector<KernelRule>& there, std::vector<Drift>& drift) {
   for (const auto& [priority, table] :
        {std::pair(kLocalPriority, "local"), std::pair(kMainPriority, "main")}) {
@@ -115,7 +115,7 @@ static void compare_own_rules(const std::vector<KernelRule>& there, std::vector<
 
 static void compare_wanted(const Snapshot& snapshot, std::vector<Drift>& drift) {
   const std::vector<KernelRule>& there = snapshot.kernel.rules;
-  // The kernel always has some: they could not be read.
+  // The kernel always has rules: if there are none, they could not be read.
   if (there.empty()) return;
   compare_own_rules(there, drift);
   for (const auto& [name, interface] : snapshot.wanted.interfaces) {

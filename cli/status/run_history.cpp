@@ -12,20 +12,21 @@
 #include "cli/live/runs.h"
 #include "cli/status/services.h"
 
-// The lines by which a run is told from its neighbors.
+// First and last message of a run, and the end of the path of its program.
 constexpr char kStart[] = "cmd_lanfab start";
 constexpr char kEnd[] = "cmd_lanfab clear lock";
 constexpr char kProgram[] = "/cmd_lanfab";
 
-// How many entries to look through for the last run of each action. The cellular link manager starts runs
-// each time that the link changes; an action that was not run among so many counts as one without a run.
+// Number of entries that are searched for the last run of each action. The cellular link manager starts a run
+// each time the link changes; an action that is not among these entries is reported as not run.
 constexpr char kCandidates[] = "--lines=1000";
-// journald takes the user from the kernel.
+// journald gets the user from the kernel, so it cannot be forged.
 constexpr char kByRoot[] = "_UID=0";
 
 namespace {
 
-// An action, and what it says when it fails. An apply says the same of the cellular link, and succeeds.
+// A message that an action writes if it fails. An APPLY writes those about the cellular link, too, but
+// succeeds.
 struct Failure {
   const char* action;
   const char* text;
@@ -47,7 +48,7 @@ constexpr std::array<Failure, 4> kFailures = {{{"APPLY", "cmd lanfab apply faile
                                                {"WWAN_APPLY", "wwan network info not available"},
                                                {"WWAN_APPLY", "error creating wwan network unit file"}}};
 
-// Of a message that is no UTF-8 or has control characters, journalctl prints the bytes.
+// journalctl prints a message that is not valid UTF-8 or contains control characters as an array of bytes.
 static std::string text_of(const Json::Value& message) {
   if (!message.isArray()) return message.asString();
   std::string text;
@@ -62,8 +63,8 @@ static std::int64_t number_of(const Json::Value& text) {
   return std::strtoll(text.asCString(), nullptr, 10);
 }
 
-// Whether a run has written the entry. journald does not find the program if the process has ended by the
-// time that it reads the message; the user is always there.
+// Whether a run wrote the entry. The program is unknown if the process ended before journald read the
+// message; the user is always known.
 static bool is_of_run(const Json::Value& entry) {
   if (entry["_UID"] != "0") return false;
   const Json::Value& program = entry["_EXE"];
@@ -114,8 +115,8 @@ static bool is_failure(const std::string& action, const Message& message) {
   });
 }
 
-// The run that begins with an entry. Later entries of its process, after its end, are another run's: numbers
-// recur.
+// The run that begins with the entry `mark`. Entries of the same PID after the end of the run belong to
+// another run, since PIDs are reused.
 static LastRun read_run(const std::string& action, const Entry& mark, const std::vector<Entry>& all) {
   std::vector<Entry> entries;
   bool has_begun = false;
@@ -145,7 +146,8 @@ static LastRun read_run(const std::string& action, const Entry& mark, const std:
   return run;
 }
 
-// The entry with which the last run of each action began, the latest first.
+// Finds the entry with which the last run of each action began. Returns nothing, or why the journal cannot be
+// read.
 static std::optional<std::string> read_marks(std::map<std::string, Entry>& marks) {
   std::vector<std::string> query = {"--reverse", kCandidates};
   for (const char* action : kActions)

@@ -10,18 +10,18 @@
 #include "cli/dry_run/result.h"
 
 struct LastRun {
-  // How it ended, as far as known.
+  // How the run ended, as far as known.
   enum class End { kDone, kFailed, kRunning, kInterrupted };
 
   std::string action;       // "APPLY"
   std::int64_t began = 0;   // microseconds since 1970
-  std::int64_t lasted = 0;  // microseconds, to its last message
+  std::int64_t lasted = 0;  // microseconds, until its last message
   End end = End::kInterrupted;
   std::vector<Message> messages;
 };
 
-// The last run of each action since the machine was started; none of an action that had no run. Returns
-// nothing, or why the journal cannot be read; each query of it is given up after kQuerySeconds.
+// Reads the last run of each action since boot; actions without a run are left out. Returns nothing, or why
+// the journal cannot be read. Each query of the journal has a time limit of kQuerySeconds.
 std::optional<std::string> read_last_runs(std::vector<LastRun>& runs);
 
 // "done", "failed", "running" or "interrupted".

@@ -10,7 +10,7 @@ constexpr char kApply[] = "cmd_lanfab apply";
 constexpr char kRestartNetworkd[] = "systemctl restart systemd-networkd";
 constexpr char kRestartDnsmasq[] = "systemctl restart dnsmasq";
 
-// Loopback and the addresses of the interfaces that serve hosts.
+// The loopback address and the addresses of interfaces with a DHCP server.
 static std::vector<std::string> served_addresses(const Snapshot& snapshot) {
   std::vector<std::string> addresses = {"127.0.0.1"};
   for (const auto& [name, server] : snapshot.wanted.servers) {
@@ -76,7 +76,7 @@ class ServiceDrift {
   }
 
  private:
-  // During a run, its files are newer than the services.
+  // Pending during a run, whose files are newer than the services.
   void say(const std::string& subject, const std::string& what, const std::string& why,
            const std::string& fix) {
     drift_.push_back({subject, what, is_running_, why, is_running_ ? "" : fix});
@@ -103,7 +103,7 @@ class ServiceDrift {
         disable(file.path) + (is_device_unit(file.path) ? kApply : kReload));
   }
 
-  // systemd-networkd saves the state of a link when it sets the link up again, with files that have changed.
+  // systemd-networkd saves the state of a link when it sets up the link again because its files have changed.
   void compare_age(const std::string& name, const InterfaceUnits& units, std::int64_t started) {
     if (units.saved == 0 || started == 0) return;
     const std::int64_t read = std::max(units.saved, started);
@@ -127,7 +127,7 @@ class ServiceDrift {
       say(kDnsmasq, "it does not listen for DHCP clients", "hosts get no leases", kRestartDnsmasq);
   }
 
-  // The beginning of a command, which leaves the file beside.
+  // The beginning of a command that renames the file, so that it has no effect.
   static std::string disable(const std::string& path) {
     return "mv " + quoted_for_shell(path) + " " + quoted_for_shell(path + ".disabled") + " && ";
   }

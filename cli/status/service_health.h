@@ -1,12 +1,13 @@
 #pragma once
 
-// Checks whether the services work, and with the files of the last run.
+// Checks whether the services work and use the files of the last run.
 
 #include <vector>
 
 #include "cli/status/drift.h"
 
-// Asks the services of a snapshot that has all but these fields: the units and the health of dnsmasq.
+// Sets `units` and `dnsmasq` of a snapshot that already has its services, its kernel's state and the wanted
+// facts.
 void read_service_health(Snapshot& snapshot);
 
 // Appends the drift of the services.

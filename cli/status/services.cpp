@@ -8,7 +8,7 @@
 
 constexpr std::int64_t kMicroseconds = 1'000'000;
 
-// Microseconds since 1970 of "Mon 2026-11-23 03:27:09.880756 UTC"; 0 for any other text.
+// Microseconds since 1970 of "Mon 2026-11-23 03:27:09.880756 UTC"; 0 for a string without a date and time.
 static std::int64_t time_of(const std::string& text) {
   const std::size_t date = text.find(' ');
   std::tm fields{};
@@ -28,7 +28,7 @@ static void set_property(const std::string& key, const std::string& value, Servi
   if (key == "MainPID" && value != "0") service.process = value;
 }
 
-// The services in the order of the query, with an empty line between two.
+// The output has the services in the order of the query, separated by an empty line.
 std::optional<std::string> read_services(std::map<std::string, Service>& services) {
   std::string output;
   const std::string properties =

@@ -2,11 +2,11 @@
 
 constexpr std::int64_t kMicroseconds = 1'000'000;
 
-// In seconds: systemd-networkd reports that it is ready before it has made its devices.
+// In seconds: systemd-networkd reports that it is ready before it has created its devices.
 constexpr std::time_t kLongestStart = 5;
 
-// In seconds: what systemd-networkd has not done by then does not come by waiting. It changes the state of a
-// link that it sets up much sooner than that.
+// In seconds: if systemd-networkd has made no progress for this long, waiting does not help. While it sets up
+// a link, it changes the link's state much more often than that.
 constexpr std::time_t kLongestSetup = 30;
 
 bool is_settling(const Snapshot& snapshot) {
@@ -25,8 +25,8 @@ static std::string setup_of(const Snapshot& snapshot, const std::string& interfa
   return setup != snapshot.setup.end() ? setup->second : "";
 }
 
-// Whether systemd-networkd has left the state of the link as it is for longer than a setup takes. Nothing is
-// known of a link whose state it has never saved.
+// Whether systemd-networkd has not changed the state of the link for longer than a setup takes. False if it
+// has never saved the state, so that nothing is known.
 static bool is_stuck(const Snapshot& snapshot, const std::string& interface) {
   const auto units = snapshot.units.find(interface);
   if (units == snapshot.units.end() || units->second.saved == 0) return false;

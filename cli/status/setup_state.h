@@ -1,6 +1,6 @@
 #pragma once
 
-// What is still being set up, by a run or by systemd-networkd.
+// Whether a run or systemd-networkd is still setting up interfaces.
 
 #include <string>
 
@@ -9,14 +9,14 @@
 // Whether a run is in progress or systemd-networkd has just started: anything may change in the next seconds.
 bool is_settling(const Snapshot& snapshot);
 
-// Whether the interface is being set up; also true while anything may change. False once systemd-networkd
-// has got no further for 30 s.
+// Whether the interface is being set up; always true while is_settling(). False if systemd-networkd has made
+// no progress for 30 s.
 bool is_being_set_up(const Snapshot& snapshot, const std::string& interface);
 
-// Whether systemd-networkd has waited in vain for udev to announce the interface: udev could not rename it,
-// for instance.
+// Whether systemd-networkd is still waiting after that time for udev to announce the interface, for example
+// because udev could not rename it.
 bool is_held_up_by_udev(const Snapshot& snapshot, const std::string& interface);
 
-// Whether a difference of the interface is pending. It is not without a carrier, for which systemd-networkd
-// waits.
+// Whether drift of the interface is pending. It is not if the interface is up without a carrier, since
+// systemd-networkd waits for the carrier.
 bool is_pending_at(const Snapshot& snapshot, const std::string& interface);

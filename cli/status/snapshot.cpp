@@ -11,7 +11,8 @@
 #include "networkd/unit_file.h"
 #include "platform/libvantor.h"
 
-// Units of others may match several links, or none by name.
+// Whether a unit applies to one link by name. Foreign units may match several links, or links by other
+// properties.
 static bool is_name(const std::string& text) {
   return !text.empty() && text.find_first_of("*?[! ") == std::string::npos;
 }
@@ -26,8 +27,8 @@ static bool read_wanted(Snapshot& snapshot) {
   return snapshot.wants_dnsmasq || !interfaces.empty();
 }
 
-// The units only show where forwarding is on. A pass-through port has a unit without that line as long as the
-// link is down. False without a configuration that can be read.
+// Whether the active configuration disables forwarding; false if it cannot be read. The units only show where
+// forwarding is enabled, and while the cellular link is down, that of a pass-through port does not show it.
 static bool forbids_forwarding() {
   Source source;
   if (load_source(active_configuration(), source)) return false;
@@ -37,12 +38,13 @@ static bool forbids_forwarding() {
 
 std::optional<std::string> take_snapshot(Snapshot& snapshot) {
   const bool has_files = read_wanted(snapshot);
-  // Without its files, a gateway still has a configuration.
+  // A gateway whose generated files are missing still has a configuration.
   if (!(is_gateway() && has_files) && !file_exists(active_configuration().c_str())) {
     return "this machine has not been configured by cmd_lanfab";
   }
   snapshot.forbids_forwarding = forbids_forwarding();
-  // The lock and the services first: a run that ends meanwhile leaves the rest as it should be.
+  // The lock and the services are read first: if a run ends meanwhile, the rest of the snapshot is already
+  // correct.
   snapshot.lock = read_run_lock();
   if (auto error = read_services(snapshot.services)) return error;
   if (snapshot.services[kNetworkd].is_active()) {
@@ -56,7 +58,7 @@ std::optional<std::string> take_snapshot(Snapshot& snapshot) {
   snapshot.trial = read_state();
   snapshot.last_trial = read_outcome();
   snapshot.runs_error = read_last_runs(snapshot.runs).value_or("");
-  // A run that has begun meanwhile has stopped what it restarts.
+  // A run that has begun meanwhile may have stopped services in order to restart them.
   if (const auto lock = read_run_lock(); lock && lock->is_held) snapshot.lock = lock;
   return std::nullopt;
 }

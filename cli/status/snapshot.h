@@ -1,6 +1,6 @@
 #pragma once
 
-// A snapshot of the gateway: what the last run wanted, and what there is.
+// A snapshot of the gateway: the state wanted by the last run, and the observed state.
 
 #include <map>
 #include <optional>
@@ -20,14 +20,14 @@
 #include "cli/status/services.h"
 
 struct Snapshot {
-  Facts wanted;                     // by the files that the last run left
-  bool wants_dnsmasq = false;       // there is a configuration for it
-  bool forbids_forwarding = false;  // the active configuration neither routes nor passes through
+  Facts wanted;                     // according to the files of the last run
+  bool wants_dnsmasq = false;       // dnsmasq has a configuration file
+  bool forbids_forwarding = false;  // the active configuration has no router and no pass-through port
   Kernel kernel;
   std::map<std::string, Service> services;
-  std::map<std::string, std::string> setup;          // of each link, systemd-networkd's word
-  std::map<std::string, std::string> network_files;  // of each link, the .network file in use
-  std::string setup_error;  // why systemd-networkd could not be asked; otherwise empty
+  std::map<std::string, std::string> setup;          // state in systemd-networkd, by link
+  std::map<std::string, std::string> network_files;  // the .network file in use, by link
+  std::string setup_error;  // why systemd-networkd could not be queried; otherwise empty
   std::map<std::string, InterfaceUnits> units;
   std::optional<DnsmasqHealth> dnsmasq;  // if it is active and its process is known
   std::vector<Lease> leases;
@@ -37,8 +37,9 @@ struct Snapshot {
   std::string runs_error;  // why they could not be read; otherwise empty
   std::optional<RunLockState> lock;
   std::optional<TrialState> trial;
-  std::optional<Outcome> last_trial;  // unless another one is under way
+  std::optional<Outcome> last_trial;  // unless a trial is in progress
 };
 
-// Returns nothing, or why there is nothing to see. The gateway stays as it is: no service is started.
+// Takes a snapshot. Returns nothing, or why the gateway cannot be examined. Changes nothing and starts no
+// service.
 std::optional<std::string> take_snapshot(Snapshot& snapshot);

@@ -12,7 +12,7 @@
 #include "cli/live/trial_state.h"
 
 constexpr std::int64_t kMicroseconds = 1'000'000;
-// Where the addresses of an interface begin.
+// Column in which the addresses of an interface begin.
 constexpr int kAddressColumn = 46;
 
 namespace {
@@ -36,7 +36,7 @@ class Page {
         styled(line.substr(0, line.find_last_not_of(' ') + 1), styles[static_cast<int>(mark)], color_) + "\n";
   }
 
-  // Broken at a blank before it is wider than the terminal, and indented.
+  // Adds indented lines, broken at blanks to fit the terminal.
   void note(Mark mark, std::string text) {
     constexpr std::size_t kWidth = 74;
     while (text.size() > kWidth) {
@@ -87,7 +87,7 @@ class Report {
     return mark;
   }
 
-  // Drift with the same fix shares the line for it.
+  // Consecutive entries with the same fix share one line for it.
   void show_drift(const std::string& subject) {
     shown_.insert(subject);
     std::vector<const Drift*> own;
@@ -102,7 +102,7 @@ class Report {
     }
   }
 
-  // Tells an empty list from one that could not be read.
+  // Distinguishes an empty list from one that could not be read.
   void show_absence(bool is_empty, const std::string& error, const char* none) {
     if (!error.empty()) {
       page_.line(Mark::kNone, "unknown: " + error);
@@ -132,7 +132,7 @@ class Report {
   const StatusFindings& findings_;
   const std::vector<Drift>& drift_;
   bool messages_;
-  std::set<std::string> shown_;  // the subjects whose drift is on the page
+  std::set<std::string> shown_;  // subjects whose drift is already on the page
   Page page_;
 };
 
@@ -154,7 +154,8 @@ void Report::show_trial() {
   show_drift("trial");
 }
 
-// The active configuration, and the files with drift. Files that share the fix share its lines.
+// Shows the active configuration and the files with drift. Consecutive files with the same reason and fix
+// share the lines for them.
 void Report::show_files() {
   page_.title("Files");
   show_subject(active_configuration());
@@ -279,7 +280,7 @@ void Report::show_lock() {
   }
 }
 
-// Each subject that has no section of its own.
+// Shows subjects that have no section of their own.
 void Report::show_other_drift() {
   bool has_title = false;
   for (const Drift& one : drift_) {

@@ -16,7 +16,7 @@ std::vector<Drift> trial_drift(const TrialFacts& facts) {
     return {
         {kSubject, "its rollback failed; retrying", false, "the old configuration may not be active", kEnd}};
   }
-  // A state alone is that of a trial which begins or ends.
+  // A state without an active configuration on trial means that a trial is beginning or ending.
   if (!facts.is_active) return {};
   if (facts.is_rolling_back) return {{kSubject, "it is being rolled back", true, "", ""}};
   if (!facts.ends) {

@@ -1,6 +1,6 @@
 #pragma once
 
-// Whether the trial under way will end by itself.
+// Checks whether the trial in progress will end by itself.
 
 #include <cstdint>
 #include <optional>
@@ -11,16 +11,18 @@
 
 struct TrialFacts {
   bool is_active = false;            // its configuration is the active one
-  std::optional<std::int64_t> ends;  // monotonic_seconds(); nothing without a state that can be read
+  std::optional<std::int64_t> ends;  // monotonic_seconds(); nothing if the state cannot be read
   bool has_timer = false;
   bool is_rolling_back = false;
   std::int64_t now = 0;  // monotonic_seconds()
   bool has_guard = true;
-  bool has_failed = false;  // an attempt to roll it back
+  bool has_failed = false;  // a rollback attempt has failed
 };
 
-// The alarms of a trial: that it is overdue, that what will end it has gone, or that its rollback has failed.
+// Returns one entry if the trial is being rolled back, is overdue, has lost its state, timer or guard, or if
+// its rollback has failed; otherwise none.
 std::vector<Drift> trial_drift(const TrialFacts& facts);
 
-// Likewise, of this gateway. What this user may not see is added to `not_checked`.
+// Returns the drift of the trial on this gateway. If it cannot be checked, the reason is added to
+// `not_checked`.
 std::vector<Drift> find_trial_drift(std::vector<std::string>& not_checked);

@@ -18,14 +18,15 @@
 #include "cli/base/signals.h"
 #include "cli/base/subprocess.h"
 
-// Changes come in groups; they are not shown one by one.
+// Shortest and longest time between updates. Changes come in groups, which are shown together.
 constexpr int kShortestMs = 500;
 constexpr int kLongestMs = 2000;
 constexpr char kCtrlC = 3;
 
 namespace {
 
-// The keys come at once and unseen, Ctrl-C as one of them, and the page has a screen of its own.
+// The terminal in a mode in which keys, including Ctrl-C, are read immediately and without echo, with the
+// alternate screen for the page. The destructor restores the terminal.
 class Screen {
  public:
   Screen() : has_keys_(tcgetattr(STDIN_FILENO, &former_) == 0) {
@@ -48,7 +49,7 @@ class Screen {
     return has_keys_;
   }
 
-  // As many lines as there is room for, and the last one, which sums them up.
+  // Shows as many lines as fit on the screen; the last one is always the page's last line, its summary.
   static void show(const std::string& page) {
     winsize size{};
     ioctl(STDOUT_FILENO, TIOCGWINSZ, &size);
@@ -74,7 +75,7 @@ class Screen {
   bool has_keys_;
 };
 
-// The signals that end a program and the one of another size, to be waited for with the rest.
+// Termination signals and SIGWINCH, which can be polled together with other descriptors.
 class Signals {
   const BlockedSignals blocked_;
 
@@ -87,7 +88,7 @@ class Signals {
     close(descriptor);
   }
 
-  // The one that has come.
+  // Reads the signal that has arrived.
   int take() const {
     signalfd_siginfo info{};
     const bool is_whole = read(descriptor, &info, sizeof info) == sizeof info;
@@ -97,7 +98,7 @@ class Signals {
   const int descriptor;
 };
 
-// `ip monitor`, which prints what changes. Where it cannot be run, nothing is heard of changes.
+// Runs `ip monitor`, which prints changes. If it cannot be run, changes are not noticed.
 class Changes {
  public:
   Changes() {
@@ -122,14 +123,14 @@ class Changes {
     if (descriptor >= 0) close(descriptor);
   }
 
-  // Forgets what has been heard.
+  // Discards the changes that were printed.
   void take() {
     char block[4096];
     ssize_t size = 0;
     while ((size = read(descriptor, block, sizeof block)) > 0) {
     }
     if (size != 0) return;
-    // It has ended.
+    // `ip monitor` has ended.
     close(descriptor);
     descriptor = -1;
   }
@@ -140,7 +141,7 @@ class Changes {
   pid_t process_ = -1;
 };
 
-// What ends the watch: a key or a signal.
+// The key or signal that ends the watch.
 struct Ending {
   bool has_come = false;
   int signal = 0;
@@ -153,7 +154,8 @@ static bool is_ending_key() {
   return read(STDIN_FILENO, &key, 1) <= 0 || key == 'q' || key == kCtrlC;
 }
 
-// Waits so long, or less when `also_for` has something to read or the size of the terminal changes.
+// Waits this many milliseconds, or less if there is a key or a signal, `also_for` becomes readable, or the
+// size of the terminal changes.
 static Ending wait(const Screen& screen, const Signals& signals, int also_for, int milliseconds) {
   std::array<pollfd, 3> descriptors = {{{signals.descriptor, POLLIN, 0},
                                         {screen.has_keys() ? STDIN_FILENO : -1, POLLIN, 0},
@@ -167,7 +169,7 @@ static Ending wait(const Screen& screen, const Signals& signals, int also_for, i
 }
 
 int watch(const std::function<std::string()>& page) {
-  // Started before the signals are blocked, which it would inherit.
+  // Started before the signals are blocked, since the child would inherit that.
   Changes changes;
   const Signals signals;
   const Screen screen;
