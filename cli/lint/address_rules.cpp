@@ -25,8 +25,8 @@ static void add_if_malformed(const Site& site, const Json::Value& object, Findin
                move_prefix_length(site.source.text, object, "ipv4", "netmask"));
 }
 
-// The network of the port in pass-through mode while the port is disabled: its unit is written all the same
-// once the link is up. Null when there is none.
+// The "network" object of the pass-through port if that port is disabled: its unit is still written when the
+// cellular link comes up. Null if there is no such port.
 static const Json::Value* disabled_passthrough_network(const Site& site) {
   if (!site.context.passthrough_enabled) return nullptr;
   const Json::Value& port = *object_at(site.root, "wired." + site.context.passthrough_interface);
@@ -46,7 +46,7 @@ void address_malformed(const Site& site, Findings& findings) {
     add_if_malformed(site, *route.settings, findings);
 }
 
-// Why no interface can have the address; null when one can.
+// Why no interface can have the address; null if one can.
 static const char* why_unusable(const OwnAddress& own) {
   constexpr Ipv4 kLoopback = 127;
   constexpr Ipv4 kFirstMulticast = 224;
@@ -88,7 +88,8 @@ static void add_if_outside(const Json::Value& object, const std::string& path, c
 
 void netmask_out_of_range(const Site& site, Findings& findings) {
   for (const Interface& interface : site.interfaces) {
-    // The prefix length of a port in automatic pass-through replaces the link's.
+    // In automatic pass-through, the prefix length of the port replaces that which the cellular link
+    // provides.
     const bool is_passthrough = interface.kind == Interface::Kind::kPassthroughPort;
     if (is_passthrough || (!interface.unit.is_dhcp_client && interface.unit.ipv4))
       add_if_outside(*interface.network, "netmask", "netmask", 1, 32, findings);
@@ -98,12 +99,12 @@ void netmask_out_of_range(const Site& site, Findings& findings) {
     add_if_outside(*disabled, "netmask", "netmask", 1, 32, findings);
   for (const StaticRoute& route : site.routes)
     add_if_outside(*route.settings, "netmask", "netmask", 0, 32, findings);
-  // The unit of a link that is up has it, enabled or not.
+  // The unit of a cellular link that is up contains the setting, even if the link is disabled.
   if (read_wwan_settings(&site.context).prefix)
     add_if_outside(site.root, "wireless.cell.netmask", "netmask", 1, 32, findings);
 }
 
-// The interfaces with a DHCP server, which a missing netmask is reported for.
+// Interfaces with a DHCP server: server_incomplete reports their missing netmask.
 static std::unordered_set<const Interface*> interfaces_with_servers(const Site& site) {
   std::unordered_set<const Interface*> interfaces;
   for (const DhcpServer& server : site.servers)
@@ -124,8 +125,9 @@ void netmask_guessed(const Site& site, Findings& findings) {
   }
 }
 
-// Calls `report` with each subnet that lies in one of another interface, and with the smallest such. Two
-// subnets either have nothing in common or one contains the other, so the ones around a subnet are a stack.
+// Calls `report` with each subnet that lies within a subnet of another interface or tunnel, and with the
+// smallest such outer subnet. Two subnets are either disjoint or nested, so the subnets around one form a
+// stack.
 static void for_each_overlap(
     const Site& site, const std::function<void(const ConnectedNetwork&, const ConnectedNetwork&)>& report) {
   const std::vector<ConnectedNetwork> subnets = connected_networks(site);
@@ -135,7 +137,8 @@ static void for_each_overlap(
       around.pop_back();
     const auto outer =
         std::find_if(around.rbegin(), around.rend(), [&inner](const ConnectedNetwork* candidate) {
-          // A bridge whose primary is no member shares the settings of that port, which has a finding.
+          // A bridge whose primary is not a member shares the settings of that port, which another rule
+          // reports.
           return candidate->owner != inner.owner && candidate->location != inner.location;
         });
     if (outer != around.rend()) report(inner, **outer);
@@ -143,8 +146,8 @@ static void for_each_overlap(
   }
 }
 
-// The network of the two that has to give way, and then the other one: the later one in the file, unless it
-// is fixed and the other one is not.
+// Returns both networks, first the one that should change: the later one in the file, unless it is fixed and
+// the other one is not.
 static std::pair<const ConnectedNetwork*, const ConnectedNetwork*> in_order(const ConnectedNetwork& a,
                                                                             const ConnectedNetwork& b) {
   const bool is_a_later = a.location->getOffsetStart() > b.location->getOffsetStart();
@@ -156,12 +159,12 @@ static FindingDetails network_of(const ConnectedNetwork& network) {
   return related_to(*network.location, "the network of " + network.owner);
 }
 
-// Calls `report` with each such pair of networks, the one that has to give way first.
+// Calls `report` with each pair of overlapping networks, first the one that should change.
 static void for_each_conflict(
     const Site& site,
     const std::function<void(const ConnectedNetwork& second, const ConnectedNetwork& first)>& report) {
   const std::unordered_set<std::string> over_passthrough = interfaces_over_passthrough(site);
-  // What the range of one of them has a finding of its own for.
+  // Whether range_over_passthrough already reports the DHCP range of `other`.
   const auto is_reported = [&](const std::string& one, const std::string& other) {
     return one == site.context.passthrough_interface && over_passthrough.count(other) > 0;
   };
@@ -190,18 +193,18 @@ void subnets_overlap(const Site& site, Findings& findings) {
   });
 }
 
-// The limits of an Ethernet interface's MTU, and the least that IPv6 needs.
+// Limits for the MTU of an Ethernet interface, and the minimum for IPv6.
 constexpr int kMinMtu = 68;
 constexpr int kMaxMtu = 65535;
 constexpr int kMinIpv6Mtu = 1280;
 
-// Calls `judge` with the object and the path of each MTU that the unit of an interface gets.
+// Calls `judge` with the object and the path of each configured MTU of an interface or the cellular link.
 static void for_each_interface_mtu(const Site& site,
                                    const std::function<void(const Json::Value&, const char*)>& judge) {
   for (const Interface& interface : site.interfaces) {
     if (interface.unit.mtu) judge(*interface.network, "advanced.mtu");
   }
-  // The unit of a link that is up has it, enabled or not.
+  // The unit of a cellular link that is up contains the setting, even if the link is disabled.
   if (read_wwan_settings(&site.context).mtu) judge(site.root, "wireless.cell.mtu");
 }
 
@@ -229,7 +232,8 @@ static int mtu_of(const Interface& interface) {
   return std::max(*interface.unit.mtu, kMinIpv6Mtu);
 }
 
-// What a VLAN is on: its port, or the bridge with that port as its primary member; null for none.
+// The interface that carries a VLAN: its port, or the bridge if that port is its primary member; null if
+// there is none.
 static const Interface* find_link(const Site& site, const Interface& vlan) {
   const Interface* port = site.find_interface(vlan.port);
   const bool is_on_bridge = port == nullptr && vlan.port == site.context.bridge_primary_interface;

@@ -1,6 +1,6 @@
 #pragma once
 
-// The interfaces' own addresses, their netmasks and MTUs.
+// Rules about the interfaces' own addresses, netmasks and MTUs.
 
 #include "cli/lint/finding.h"
 #include "cli/lint/site.h"

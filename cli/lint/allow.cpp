@@ -11,7 +11,7 @@
 #include "cli/lint/site.h"
 
 constexpr char kMark[] = "lanfab:";
-// With one of these the program refuses the whole configuration.
+// Rules whose findings make cmd_lanfab reject the whole configuration.
 constexpr std::array<std::string_view, 2> kRefusals = {"syntax", "text-refused"};
 
 static bool is_refusal(const std::string& rule) {
@@ -40,20 +40,20 @@ std::optional<std::string> why_not_allowed(const std::string& rule) {
 
 namespace {
 
-// What is wrong with a comment.
+// A problem with a comment.
 struct Fault {
   TextRange comment;
   std::string message;
 };
 
-// A rule that a comment names.
+// A comment that allows a rule within a scope.
 struct Allowance {
   TextRange comment;
   TextRange scope;
   bool is_used = false;
 };
 
-// The comments of a text.
+// The "lanfab:" comments of a configuration.
 class Allowances {
  public:
   explicit Allowances(const std::string& text) {
@@ -61,12 +61,12 @@ class Allowances {
       read(comment, words_of(text, comment.content));
   }
 
-  // The locations of some findings of the rule are not known, so its comments may be about them.
+  // Some findings of the rule are not listed, so an unused comment may be about one of those.
   void add_incomplete(const std::string& rule) {
     incomplete_.push_back(rule);
   }
 
-  // Whether a comment allows the finding; of several ones the innermost, which counts as used.
+  // Whether a comment allows the finding. If several do, only the innermost one is marked as used.
   bool use_for(const Finding& finding) {
     const auto found = by_rule_.find(finding.rule);
     if (found == by_rule_.end()) return false;
@@ -81,7 +81,7 @@ class Allowances {
     return true;
   }
 
-  // What is wrong with the comments.
+  // The findings about the comments.
   std::vector<Finding> findings() const {
     std::vector<Finding> all;
     add_findings(kAllowUnknown, unknown_, all);
@@ -117,10 +117,10 @@ class Allowances {
     }
   }
 
-  // Why a comment does not allow the rule.
+  // Why a comment cannot allow the rule.
   std::string obstacle_of(const std::string& rule) const {
     if (is_about_comments(rule)) return quoted(rule) + " cannot be allowed by a comment";
-    // The search for the nearest name takes its time, and no more findings than that are listed.
+    // The search for the nearest name is slow, and findings beyond this number are not listed.
     return unknown_.size() < kMostListed ? why_not_allowed(rule).value_or("") : "";
   }
 
@@ -128,11 +128,11 @@ class Allowances {
     unknown_.push_back({comment.range, message});
   }
 
-  // In the order of the text.
+  // The problems of unused comments, in file order.
   std::vector<Fault> unused() const {
     std::vector<Fault> faults;
     for (const auto& [rule, allowances] : by_rule_) {
-      // Whether dnsmasq would refuse the configuration is not always known.
+      // The check by dnsmasq does not always run.
       if (rule == kDnsmasqRefuses) continue;
       if (std::find(incomplete_.begin(), incomplete_.end(), rule) != incomplete_.end()) continue;
       for (const Allowance& allowance : allowances) {
@@ -158,13 +158,13 @@ class Allowances {
 
   std::unordered_map<std::string, std::vector<Allowance>> by_rule_;
   std::vector<std::string> incomplete_;
-  std::vector<Fault> unknown_;  // in the order of the text
+  std::vector<Fault> unknown_;  // in file order
 };
 
 }  // namespace
 
-// What the rule has found beyond the listed findings is not known to be in the scope of a comment: it counts
-// as allowed only if all listed ones are.
+// Unlisted findings may be outside the scope of any comment, so they count as allowed only if all listed
+// findings of their rule are.
 static void keep_unlisted(Judgement& judgement) {
   for (AllowedFinding& allowed : judgement.allowed) {
     if (allowed.finding.unlisted == 0) continue;

@@ -10,7 +10,7 @@
 
 namespace {
 
-// A member that joins the bridge and is not its primary, so that its own network is ignored.
+// A member of the bridge other than its primary; its own network is ignored.
 struct SecondaryMember {
   std::string name;
   const Json::Value* location;  // in the list of members
@@ -18,7 +18,7 @@ struct SecondaryMember {
   NetworkUnit unit;
 };
 
-// A setting that is ignored, and what a message calls it.
+// An ignored setting, and the end of the message about it.
 struct IgnoredSetting {
   const Json::Value* location;
   std::string what;
@@ -58,15 +58,16 @@ static bool has_bridge_address(const Site& site) {
          (secondary.is_wanted && secondary.pair != nullptr);
 }
 
-// The bridge that has no address, unless its server, which lacks one, has a finding of its own; null when
-// there is none.
+// The bridge if it has no address; null otherwise. Also null if its DHCP server is enabled, since
+// server_incomplete then reports the missing address.
 static const Interface* find_bridge_without_address(const Site& site) {
   const Interface* bridge = site.find_interface(kBridgeName);
   if (bridge == nullptr || has_bridge_address(site)) return nullptr;
   return read_dhcp_section(*bridge->network).is_enabled ? nullptr : bridge;
 }
 
-// Where a member has an address that the bridge could have, or asks for one; null when it does not.
+// The setting that gives a member an address, statically or by DHCP, which the bridge could use; null if
+// there is none.
 static const Json::Value* find_address(const SecondaryMember& member) {
   if (member.unit.is_dhcp_client) return &location_of(*member.network, "protocol");
   return member.unit.ipv4 ? &location_of(*member.network, "ipv4") : nullptr;
@@ -86,7 +87,7 @@ static bool is_address_elsewhere(const Site& site) {
 
 bool is_bridge_primary_wrong(const Site& site) {
   if (!site.context.bridge_enabled) return false;
-  // A member has no interface of its own.
+  // `site.interfaces` does not contain members of the bridge.
   const bool is_outside = site.find_interface(site.context.bridge_primary_interface) != nullptr;
   return site.find_interface(kBridgeName) == nullptr || is_outside || is_address_elsewhere(site);
 }
@@ -113,7 +114,8 @@ void bridge_without_address(const Site& site, Findings& findings) {
                site.context.bridge_primary_interface + " has no address, so " + kBridgeName + " has none");
 }
 
-// What the member asks for that only the bridge can do, and that the bridge does not do in the same way.
+// The first ignored service of a member: its DHCP client, server, relay or default route, unless the bridge
+// has the same. Nothing if there is none.
 static std::optional<IgnoredSetting> find_ignored_service(const SecondaryMember& member,
                                                           const Interface& bridge) {
   const Json::Value& network = *member.network;

@@ -12,26 +12,26 @@
 #include "networkd/wifi.h"
 #include "util/json_path.h"
 
-// The members of an enabled bridge, in the configuration itself; none while it is not enabled.
+// The member list of the bridge in the configuration; empty if the bridge is not enabled.
 static const Json::Value& members(const Site& site) {
   static const Json::Value kNone(Json::arrayValue);
   return site.context.bridge_enabled ? array_at(site.root, "wired.bridge.interfaces") : kNone;
 }
 
-// Whether the name is one of a VLAN of a port, such as eth0.20.
+// Whether the name is that of a VLAN on a port, such as eth0.20.
 static bool is_vlan_name(const std::string& name) {
   const std::size_t dot = name.find('.');
   return dot != std::string::npos && find_ethernet_port(name.substr(0, dot)) != nullptr;
 }
 
-// The settings of a radio that is a client and no access point; null for anything else.
+// The client settings of a radio that is a Wi-Fi client and not an access point; null for any other name.
 static const Json::Value* find_client(const Site& site, const std::string& name) {
   if (find_radio(name) == nullptr || is_wlan_ap_enabled(&site.context, name.c_str())) return nullptr;
   const Json::Value* client = object_at(site.root, "wireless.wifi." + name + ".client");
   return client != nullptr && read_wifi_client(*client).is_enabled ? client : nullptr;
 }
 
-// Whether the configuration has the interface at all, enabled or not.
+// Whether the configuration contains the port or the access point, enabled or not.
 static bool is_configured(const Site& site, const std::string& name) {
   if (find_ethernet_port(name) != nullptr) return object_at(site.root, "wired." + name) != nullptr;
   return find_radio(name) != nullptr && object_at(site.root, "wireless.wifi." + name + ".ap") != nullptr;
@@ -74,8 +74,8 @@ void bridge_member_passthrough(const Site& site, Findings& findings) {
   }
 }
 
-// Where the interface is disabled: at the "enable" that is false, or at what lacks it; null when it is not. A
-// radio that is a client is not disabled.
+// The location that disables a port or an access point: its "enable", or the object that lacks it. Null if
+// the interface is enabled, and for a radio that is a client.
 static const Json::Value* find_disabled(const Site& site, const std::string& name) {
   if (find_ethernet_port(name) != nullptr) {
     const Json::Value& port = *object_at(site.root, "wired." + name);
@@ -85,7 +85,7 @@ static const Json::Value* find_disabled(const Site& site, const std::string& nam
   return &location_of(*object_at(site.root, "wireless.wifi." + name + ".ap"), "enable");
 }
 
-// Whether the bridge has members, but only access points that are disabled.
+// Whether the bridge has members, all of which are disabled access points.
 static bool has_only_disabled_radios(const Site& site) {
   const Json::Value& all = members(site);
   return !all.empty() && std::all_of(all.begin(), all.end(), [&site](const Json::Value& member) {
@@ -123,7 +123,7 @@ void bridge_without_members(const Site& site, Findings& findings) {
   if (!site.context.bridge_enabled) return;
   const Json::Value& bridge = *object_at(site.root, "wired.bridge");
   const Json::Value* list = find_path(bridge, "interfaces");
-  // Any other value than a list has a finding of its own.
+  // wrong_type reports any value that is not an array.
   if (list != nullptr && !list->isArray()) return;
   if (list == nullptr || list->empty()) {
     findings.add(location_of(bridge, "interfaces"),
@@ -146,8 +146,8 @@ void bridge_primary_missing(const Site& site, Findings& findings) {
                "the bridge has no \"primary_interface\" to take its network from");
 }
 
-// The primary of a bridge that has members and its network, if it is not a member; nothing otherwise: what is
-// missing then has a finding of its own.
+// The primary of the bridge if it is not a member. Nothing otherwise, and if the bridge has no primary, no
+// network or no members, which other rules report.
 static std::optional<std::string> find_primary_outside(const Site& site) {
   const std::optional<std::string> primary = string_at(site.root, "wired.bridge.primary_interface");
   if (!primary || site.find_interface(kBridgeName) == nullptr || members(site).empty()) return std::nullopt;

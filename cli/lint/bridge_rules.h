@@ -1,6 +1,6 @@
 #pragma once
 
-// The LAN bridge and its members.
+// Rules about the LAN bridge and its members.
 
 #include "cli/lint/finding.h"
 #include "cli/lint/site.h"

@@ -13,17 +13,17 @@ using Kind = DeceptiveCharacter::Kind;
 
 namespace {
 
-// What deceives about a key or a string, the worst of it: each of them has a rule of its own.
+// The worst kind of deception in a key or a string; each kind has its own rule.
 enum class Deception { kNone, kInvisible, kLookalike, kSpace };
 
 struct Judgement {
   Deception deception = Deception::kNone;
   std::string description;  // "contains U+200B ZERO WIDTH SPACE"
   std::string plain;        // what was probably meant
-  std::vector<Edit> fix;    // makes it of the string; empty where that is not certain
+  std::vector<Edit> fix;    // turns the string into `plain`; empty if that is not certain
 };
 
-// A key or a string of the configuration that has such characters.
+// A key or a string of the configuration with deceptive characters.
 struct Suspect {
   const Json::Value& schema;  // of the object with the key, or of the string
   const Json::Value* object;  // with the key; null for a string
@@ -40,7 +40,7 @@ static bool is_blank(char32_t code) {
   return code == ' ' || code == '\t';
 }
 
-// Whether the character is white space, also of a kind that JSON does not know.
+// Whether the character is white space, including kinds that are not white space in JSON.
 static bool is_space(char32_t code) {
   const auto deception = find_deception(code);
   return is_blank(code) || (deception && deception->kind == Kind::kSpace);
@@ -59,7 +59,7 @@ static std::string description_of_spaces(const std::vector<StringCharacter>& cha
   return std::string(end == characters.size() ? "begins with " : "begins and ends with ") + name;
 }
 
-// The characters from `begin` to `end` are those between spaces.
+// Fills `judgement`. The characters before `begin` and from `end` on are surrounding spaces.
 static void judge_inside(const std::string& text, const std::vector<StringCharacter>& characters,
                          std::size_t begin, std::size_t end, Judgement& judgement) {
   bool is_certain = true;
@@ -94,7 +94,7 @@ static Judgement judge(const std::string& text, TextRange string) {
   while (end > begin && is_space(characters[end - 1].code))
     --end;
   Judgement judgement;
-  // A string of spaces alone is empty.
+  // A string that consists only of spaces counts as empty.
   if (begin == end) return judgement;
   judge_inside(text, characters, begin, end, judgement);
   if (judgement.deception != Deception::kNone || (begin == 0 && end == characters.size())) return judgement;
@@ -107,7 +107,7 @@ static bool is_ascii_letter(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
-// A name may be written in other letters. Only one that mixes them with those of ASCII is suspect.
+// Whether the name has no ASCII letters. A name may be in another script; only a mix of scripts is suspect.
 static bool is_own_script(const std::string& text) {
   return std::none_of(text.begin(), text.end(), is_ascii_letter);
 }
@@ -120,7 +120,7 @@ static void visit_string(const Site& site, const std::string& name, const Json::
   if (name.compare(0, 1, "$") == 0) return;
   const Judgement judgement = judge(site.source.text, range_of(value));
   const bool is_host_name = name == "name";
-  // Files of host names may have blanks.
+  // Blanks around a name do not matter in a hosts file.
   if (is_host_name && judgement.deception == Deception::kSpace) return;
   if (is_host_name && judgement.deception == Deception::kLookalike && is_own_script(value.asString())) return;
   if (judgement.deception != Deception::kNone) report({schema, nullptr, name, range_of(value), judgement});
@@ -153,7 +153,8 @@ static void visit(const Site& site, const std::string& name, const Json::Value& 
   }
 }
 
-// The known key that one with such characters stands for. Other programs write theirs as they like.
+// The known key that a key with deceptive characters was probably meant to be; nothing if there is none. A
+// shared object may have keys of other programs, so only an exact match counts there.
 static std::optional<std::string> wanted_key(const Suspect& suspect, bool is_shared) {
   const Json::Value& properties = suspect.schema["properties"];
   const std::string& plain = suspect.judgement.plain;

@@ -1,7 +1,8 @@
 #pragma once
 
-// Characters that a reader does not see, or takes for others, in keys and in strings that the program reads.
-// They are why a key is unknown or a string is not what it seems to be, so nothing else is reported there.
+// Rules about invisible and lookalike characters in keys and in strings that the program reads. They are why
+// a key is unknown or a string is not what it seems to be, so `examine` drops findings of most other rules
+// at the same location.
 
 #include "cli/lint/finding.h"
 #include "cli/lint/site.h"

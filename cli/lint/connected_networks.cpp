@@ -10,14 +10,14 @@
 
 static void add_interfaces(const Site& site, std::vector<ConnectedNetwork>& networks) {
   for (const Interface& interface : site.interfaces) {
-    // Of two interfaces of one name, only the first can have its way.
+    // If two interfaces have the same name, only the first one takes effect.
     if (site.find_interface(interface.name) != &interface) continue;
     for (const OwnAddress& own : site.addresses_of(interface))
       networks.push_back({interface.name, own.subnet, own.location, own.is_fixed});
   }
 }
 
-// dnsmasq serves the fallback of a port in pass-through even where the port does not have its address.
+// dnsmasq serves the fallback subnet of a pass-through port even if the port has no address in that subnet.
 static void add_passthrough_fallback(const Site& site, std::vector<ConnectedNetwork>& networks) {
   const Interface* port = find_passthrough_port(site);
   if (port == nullptr || is_true(*port->network, "advanced.enable_secondary_ip")) return;
@@ -29,7 +29,7 @@ static void add_passthrough_fallback(const Site& site, std::vector<ConnectedNetw
 static void add_tunnels(const Site& site, std::vector<ConnectedNetwork>& networks) {
   for (const GreTunnel& tunnel : site.tunnels) {
     const std::optional<Subnet> subnet = parse_subnet(*tunnel.inner_local_ip, tunnel.inner_prefix);
-    // Several tunnels may share one address that has no network around it.
+    // Several tunnels may share an address with a prefix length of 32.
     if (subnet && subnet->prefix < 32)
       networks.push_back(
           {gre_tunnel_name(tunnel.index), *subnet, &location_of(*tunnel.settings, "tunnel_local_ip"), false});

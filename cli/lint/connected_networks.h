@@ -1,6 +1,6 @@
 #pragma once
 
-// The networks that the gateway's interfaces and tunnels are in.
+// Networks that the gateway's interfaces and tunnels are connected to.
 
 #include <json/json.h>
 
@@ -16,19 +16,19 @@ struct ConnectedNetwork {
   std::string owner;  // the name of an interface or a tunnel
   Subnet subnet;
   const Json::Value* location;
-  bool is_fixed;  // the configuration can only ask for it, not change it
+  bool is_fixed;  // the configuration can enable it, but not change it
 };
 
-// Sorted so that each network follows those that contain it.
+// Returns the connected networks, sorted so that each one follows those that contain it.
 std::vector<ConnectedNetwork> connected_networks(const Site& site);
 
-// The same, to look up.
+// A lookup table of the connected networks.
 class ConnectedNetworks {
  public:
   explicit ConnectedNetworks(const Site& site);
 
-  // The smallest network that contains the subnet; that of `preferred` if several are equal. Null when there
-  // is none.
+  // The smallest network that contains the subnet; if several are equal, that of the interface or tunnel
+  // `preferred`. Null if there is none.
   const ConnectedNetwork* find_around(const Subnet& subnet, const std::string& preferred) const;
 
  private:

@@ -15,7 +15,7 @@
 
 namespace {
 
-// A range that dnsmasq gets.
+// An address range that is written for dnsmasq.
 struct Range {
   const Interface* interface;
   const Json::Value* dhcp;
@@ -26,7 +26,7 @@ struct Range {
   }
 };
 
-// One that it reads; dnsmasq swaps the ends of a reversed one.
+// A valid range from its lower to its higher address: dnsmasq swaps the ends of a reversed range.
 struct ReadRange {
   const Range* range;
   Ipv4 first;
@@ -39,8 +39,8 @@ static bool is_passthrough(const Interface& interface) {
   return interface.kind == Interface::Kind::kPassthroughPort;
 }
 
-// Adds what a server lacks on its interface: the "protocol", or each of the values without which dnsmasq gets
-// no section.
+// Reports why a server is not served: the "protocol" of its interface, or each key that is missing for a
+// section.
 static void add_missing(const DhcpServer& server, Findings& findings) {
   const Interface& interface = *server.interface;
   if (!interface.sections.has_server || interface.unit.is_dhcp_client) {
@@ -53,7 +53,7 @@ static void add_missing(const DhcpServer& server, Findings& findings) {
                  quoted(key) + " is missing, so " + interface.name + " does not serve DHCP");
 }
 
-// Whether the port of the VLAN serves no DHCP, and so none of its VLANs does.
+// Whether the interface is a VLAN that does not serve DHCP because its port does not.
 static bool is_under_silent_port(const Interface& interface) {
   return interface.kind == Interface::Kind::kVlan && !interface.sections.has_server;
 }
@@ -70,7 +70,7 @@ void server_incomplete(const Site& site, Findings& findings) {
   }
 }
 
-// The interfaces with a DHCP server that is not served, and so has a finding of its own.
+// Names of the interfaces, except VLANs, with a DHCP server that is not served; other rules report these.
 static std::unordered_set<std::string> incomplete_servers(const Site& site) {
   std::unordered_set<std::string> names;
   for (const DhcpServer& server : site.servers)
@@ -121,7 +121,7 @@ void disabled_vlan_refused(const Site& site, Findings& findings) {
   }
 }
 
-// The section while the link offers a gateway that is not the port's own.
+// The section while the cellular link is up with a gateway that is not the port's own.
 static PassthroughSection section_of(const Site& site, const Interface& interface) {
   return choose_passthrough_section(&site.context, interface.name.c_str(), "");
 }
@@ -146,7 +146,7 @@ static std::vector<Range> ranges_of(const Site& site) {
   return ranges;
 }
 
-// Those that have an effect. `ranges` must outlive the result.
+// The valid ranges of servers that have clients. `ranges` must outlive the result.
 static std::vector<ReadRange> read_ranges(const std::vector<Range>& ranges) {
   std::vector<ReadRange> read;
   for (const Range& range : ranges) {
@@ -221,7 +221,8 @@ void range_reversed(const Site& site, Findings& findings) {
   }
 }
 
-// A range outside its subnet has a finding of its own, and overlaps nothing once that is fixed.
+// The valid ranges by their first address. Skips a range outside its subnet: another rule reports it, and
+// once that is fixed it may overlap no other.
 static std::vector<ReadRange> ranges_in_order(const std::vector<Range>& ranges) {
   std::vector<ReadRange> read = read_ranges(ranges);
   const auto is_outside = [](const ReadRange& range) {
@@ -236,11 +237,11 @@ static std::vector<ReadRange> ranges_in_order(const std::vector<Range>& ranges) 
 
 void range_overlap(const Site& site, Findings& findings) {
   const std::vector<Range> ranges = ranges_of(site);
-  const ReadRange* furthest = nullptr;  // of those that start before
+  const ReadRange* furthest = nullptr;  // the earlier range with the highest end
   const std::vector<ReadRange> in_order = ranges_in_order(ranges);
   for (const ReadRange& read : in_order) {
     const bool overlaps = furthest != nullptr && read.first <= furthest->last;
-    // A network that the bridge has from a port which is no member is served twice.
+    // If the primary of the bridge is not a member, both serve the same network.
     if (overlaps && read.range->dhcp != furthest->range->dhcp) {
       const bool is_later = read.range->dhcp->getOffsetStart() > furthest->range->dhcp->getOffsetStart();
       const Range& later = is_later ? *read.range : *furthest->range;
@@ -258,7 +259,7 @@ const Interface* find_passthrough_port(const Site& site) {
   return site.find_interface(site.context.passthrough_interface);
 }
 
-// The address of the pair of this port that the range holds; nothing when it holds neither.
+// The first address of this port's link-local pair that the range includes; nothing if it includes neither.
 static std::optional<Ipv4> find_reserved(const ReadRange& read, const Interface& port) {
   const SecondaryPair& pair = *secondary_pair_of(port.name);
   for (const char* text : {pair.gateway, pair.device}) {
@@ -268,7 +269,8 @@ static std::optional<Ipv4> find_reserved(const ReadRange& read, const Interface&
   return std::nullopt;
 }
 
-// Calls `report` with each range of another interface that holds an address of the pair.
+// Calls `report` with each range of another interface that includes an address of the pass-through port's
+// pair.
 static void for_each_range_over_passthrough(
     const Site& site, const std::function<void(const Range&, const Interface& port, Ipv4 reserved)>& report) {
   const Interface* port = find_passthrough_port(site);
@@ -300,7 +302,7 @@ static void add_text(const Json::Value& dhcp, const char* key, std::vector<const
   if (text != nullptr && text->isString()) texts.push_back(text);
 }
 
-// The texts that dnsmasq gets as lease times.
+// The lease times that are written for dnsmasq.
 static std::vector<const Json::Value*> lease_times(const Site& site, bool with_idle_servers) {
   std::vector<const Json::Value*> times;
   for (const DhcpServer& server : site.servers) {
@@ -310,14 +312,14 @@ static std::vector<const Json::Value*> lease_times(const Site& site, bool with_i
   for (const Interface& interface : site.interfaces) {
     const Json::Value* dhcp = object_at(*interface.network, "dhcp");
     if (!is_passthrough(interface) || dhcp == nullptr) continue;
-    // The fallback is served in any case.
+    // The fallback is served in every mode.
     add_text(*dhcp, "secondary_leasetime", times);
     if (serves_passthrough(site, interface)) add_text(*dhcp, "leasetime", times);
   }
   return times;
 }
 
-// The seconds of each suffix that dnsmasq knows; 0 for any other.
+// Seconds per unit for each suffix that dnsmasq accepts; 0 for any other character.
 static std::uint64_t seconds_in(char suffix) {
   constexpr std::uint64_t kHour = 3600;
   constexpr std::uint64_t kDay = 24 * kHour;
@@ -337,14 +339,14 @@ static std::uint64_t seconds_in(char suffix) {
   }
 }
 
-// The seconds of a lease time; nothing when dnsmasq refuses the text, or counts over the 32 bits that it has.
+// A lease time in seconds; nothing if dnsmasq rejects the string, or if the number does not fit in 32 bits.
 static std::optional<std::uint32_t> lease_seconds(const std::string& text) {
-  // "deprecated" is for IPv6 only, and like an empty text it leaves the usual time.
+  // "deprecated" applies to IPv6 only; like an empty string, it leaves the default lease time in effect.
   if (text.empty() || text == "deprecated") return 3600;
   if (text == "infinite") return UINT32_MAX;
   const std::uint64_t unit = seconds_in(text.back());
   const std::string digits = unit == 0 ? text : text.substr(0, text.size() - 1);
-  // Those of the greatest number; dnsmasq splits a line that many leading zeros make too long.
+  // The number of digits of UINT32_MAX. dnsmasq splits a line that leading zeros make too long.
   constexpr std::size_t kMaxDigits = 10;
   if (digits.size() > kMaxDigits) return std::nullopt;
   std::uint64_t number = 0;

@@ -1,6 +1,6 @@
 #pragma once
 
-// DHCP servers: what they lack, their ranges, their lease times.
+// Rules about DHCP servers: missing settings, address ranges and lease times.
 
 #include <string>
 #include <unordered_set>
@@ -22,14 +22,17 @@ void range_over_passthrough(const Site& site, Findings& findings);
 void lease_time_malformed(const Site& site, Findings& findings);
 void lease_time_short(const Site& site, Findings& findings);
 
-// Whether the pass-through port ever serves DHCP as such while the cellular link is up.
+// Whether the pass-through port ever serves DHCP as such, not as an ordinary LAN port, while the cellular
+// link is up.
 bool serves_passthrough(const Site& site, const Interface& interface);
 
-// The range that the port, in static pass-through, serves instead of the cellular address.
+// The range that the port, in static pass-through, serves instead of the cellular address; nothing if there
+// is none.
 std::optional<PassthroughRange> passthrough_range(const Site& site, const Interface& interface);
 
-// The interfaces that range_over_passthrough finds: that their networks overlap the port's follows from it.
+// Names of the interfaces whose ranges range_over_passthrough reports. Their networks overlap that of the
+// port, too, which is only a consequence.
 std::unordered_set<std::string> interfaces_over_passthrough(const Site& site);
 
-// The enabled port in pass-through mode; null when there is none.
+// The enabled port in pass-through mode; null if there is none.
 const Interface* find_passthrough_port(const Site& site);

@@ -14,7 +14,7 @@
 #include "cli/lint/rules.h"
 #include "dnsmasq/dnsmasq_conf.h"
 
-// The exit status of dnsmasq for what it refuses; it has higher ones for its own errors.
+// The exit status of dnsmasq if it rejects the configuration; its other errors have higher ones.
 constexpr int kRefused = 1;
 
 namespace {
@@ -22,18 +22,18 @@ namespace {
 struct Answer {
   bool is_refusal = false;
   std::string complaint;  // "bad dhcp-range"
-  std::size_t line = 0;   // of its configuration; 0 when the complaint names none
+  std::size_t line = 0;   // of dnsmasq.conf; 0 if the message names none
 };
 
-// The object or array whose texts are most of a refused line.
+// The object or array that contains the most strings of a rejected line.
 struct Origin {
-  const Json::Value* text = nullptr;  // the first of these texts
+  const Json::Value* text = nullptr;  // the first of these strings
   std::size_t texts = 0;
 };
 
 }  // namespace
 
-// What dnsmasq prints before it ends, as "dnsmasq: bad dhcp-range at line 12 of stdin".
+// Parses the output of dnsmasq, such as "dnsmasq: bad dhcp-range at line 12 of stdin".
 static Answer answer_from(const std::string& output) {
   constexpr char kPrefix[] = "dnsmasq: ";
   constexpr char kLocation[] = " at line ";
@@ -46,13 +46,14 @@ static Answer answer_from(const std::string& output) {
   return {true, complaint.substr(0, location), line};
 }
 
-// Returns nothing and fills `answer`, or returns why dnsmasq could not be asked.
+// Tests the text of a configuration, and fills `answer` if dnsmasq rejects it. Returns nothing, or an error
+// message if the test could not run.
 static std::optional<std::string> test_configuration(const std::string& dnsmasq, const std::string& text,
                                                      Answer& answer) {
   const MemoryFile configuration;
   const MemoryFile output;
   Subprocess test{{"dnsmasq", "--test", "--conf-file=-"}, dnsmasq};
-  // Its messages are translated.
+  // dnsmasq translates its messages.
   test.environment = {"LC_ALL=C", std::string("PATH=") + kSystemPath};
   test.input = configuration.number();
   test.output = test.errors = output.number();
@@ -72,7 +73,8 @@ static std::string line_of(const std::string& text, std::size_t number) {
   return line;
 }
 
-// The parts of the value: of "dhcp-host=02:00:5e:00:53:01,192.168.1.10" these two.
+// The parts of a line's value between commas: "02:00:5e:00:53:01" and "192.168.1.10" of
+// "dhcp-host=02:00:5e:00:53:01,192.168.1.10".
 static std::unordered_set<std::string> parts_of(const std::string& line) {
   std::unordered_set<std::string> parts;
   std::istringstream value(line.substr(line.find('=') + 1));
@@ -108,7 +110,7 @@ static Finding finding_for(const Answer& answer, const std::string& text, const 
 std::optional<std::string> ask_dnsmasq(const std::string& dnsmasq, const Site& site,
                                        std::vector<Finding>& findings) {
   DryRunOptions options;
-  // Its file is the same as that of a whole run, which would call tools for each tunnel.
+  // This action writes the same dnsmasq.conf as a full run, but calls no tools for tunnels.
   options.action = "dnsmasq";
   options.cell = "up";
   DryRun dry_run;

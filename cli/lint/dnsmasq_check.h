@@ -1,6 +1,6 @@
 #pragma once
 
-// dnsmasq's own word on what a run would write for it.
+// Validates the generated dnsmasq.conf with `dnsmasq --test`.
 
 #include <optional>
 #include <string>
@@ -9,8 +9,8 @@
 #include "cli/lint/finding.h"
 #include "cli/lint/site.h"
 
-// Tries the configuration out with the cellular link up, and has the program `dnsmasq`, a path, test what
-// comes out. Adds a finding for what it refuses to `findings`, which stay in the order of the text. Returns
-// nothing, or a message that says why dnsmasq could not be asked.
+// Makes a dry run with the cellular link up, and checks its dnsmasq.conf with the program at the path
+// `dnsmasq`. If dnsmasq rejects it, inserts a finding into `findings`, which are in file order. Returns
+// nothing, or an error message if the check could not run.
 std::optional<std::string> ask_dnsmasq(const std::string& dnsmasq, const Site& site,
                                        std::vector<Finding>& findings);

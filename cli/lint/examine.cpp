@@ -10,17 +10,17 @@
 
 namespace {
 
-// Which rules judge a value first: the others leave it alone then.
+// The order in which rules judge a location: a finding of one rank excludes those of later ranks there.
 enum Rank {
   kRefusedByPlatform,
-  // A string or a key that is not what it seems to be: the cause of whatever else is found there.
+  // A string or a key with deceptive characters: the cause of any other finding there.
   kDeceptive,
-  // A value that cannot be read. Whatever else follows from it is not a finding.
+  // A value that cannot be read. Findings that only follow from it are dropped.
   kUnreadable,
   kOrdinary,
-  // A rule that knows what a number or an object is for says more.
+  // General rules: a specific rule about the same number or object has a better message.
   kOfAnything,
-  // What the whole amounts to, if nothing else explains it.
+  // A rule about the configuration as a whole, applied only if no other finding explains it.
   kWhole,
 };
 
@@ -34,16 +34,16 @@ constexpr std::array<std::string_view, 4> kUnreadableRules = {"wrong-type", "unk
                                                               kDoubtfulKey};
 constexpr std::array<std::string_view, 2> kGeneralRules = {"out-of-range", kEnableMissing};
 
-// Whether what a rule finds at an offset counts.
+// Whether a finding of the rule at the offset counts.
 using Filter = std::function<bool(std::string_view rule, std::ptrdiff_t offset)>;
 
-// The filters of rules that find errors, and of those that find warnings.
+// The filters for rules that report errors, and for those that report warnings.
 struct Filters {
   Filter errors;
   Filter warnings;
 };
 
-// Where each rule finds something.
+// The locations of each rule's findings.
 class FoundLocations {
  public:
   explicit FoundLocations(std::size_t size) : size_(size) {}
@@ -81,7 +81,8 @@ static bool counts_always(std::string_view /*rule*/, std::ptrdiff_t /*offset*/) 
   return true;
 }
 
-// Adds what the rules of these ranks find, but at each location only that of the first rank.
+// Adds the findings of the rules of ranks `first` to `last`, except those at `judged` locations, where an
+// earlier rank has findings. Updates `judged`.
 static void examine(const Site& site, Rank first, Rank last, const Filters& filters, LocationSet& judged,
                     std::vector<Finding>& found) {
   for (int rank = first; rank <= last; ++rank) {
@@ -101,7 +102,7 @@ static void examine(const Site& site, Rank first, Rank last, const Filters& filt
   }
 }
 
-// Where rules find something, apart from values that cannot be read.
+// The locations of the findings of each rule, from kOrdinary on.
 static FoundLocations found_locations(Source& source) {
   const Site site(source);
   FoundLocations locations(source.text.size());
@@ -118,7 +119,7 @@ static FoundLocations found_locations(Source& source) {
   return locations;
 }
 
-// What would still be found after a repair, or is about a value that is repaired.
+// A filter for findings that would remain after a repair, or are about a repaired value.
 static Filter filter_after_repair(Source& source, Severity least) {
   const Repair repair(source, least);
   if (!repair.is_needed()) return counts_always;
@@ -132,8 +133,9 @@ static bool is_error(const Finding& finding) {
   return finding.severity == Severity::kError;
 }
 
-// A warning does not replace an error that follows from it, since errors decide on the exit status.
-// But the only one of its kind is the error itself. `first` is the first finding that may follow from one.
+// Errors that follow from a warning are kept, since errors determine the exit status. But if only one
+// warning can be their cause, it becomes an error itself, and the errors that follow from it are dropped.
+// `first` is the index of the first finding that may follow from a warning.
 static void blame_only_warning(const Filter& warnings, std::size_t first, std::vector<Finding>& found) {
   const auto is_cause = [](const Finding& finding) {
     return finding.rule == kDoubtfulKey || finding.rule == kEnableMissing;
@@ -148,18 +150,19 @@ static void blame_only_warning(const Filter& warnings, std::size_t first, std::v
   std::find_if(found.begin(), found.end(), is_cause)->severity = Severity::kError;
 }
 
-// Whether a rule is about a way to a host, which no gateway without an address has.
+// Whether the rule is about reaching a host, which a gateway without an address cannot do.
 static bool is_about_ways(std::string_view rule) {
   constexpr std::string_view kEnd = "-unreachable";
   return rule.size() > kEnd.size() && rule.substr(rule.size() - kEnd.size()) == kEnd;
 }
 
-// Whether a finding may be the reason for which no interface has an address.
+// Whether the finding may be why no interface has an address.
 static bool may_lock_out(const Finding& finding) {
   return (is_error(finding) && !is_about_ways(finding.rule)) || finding.rule == "bridge-without-address";
 }
 
-// Adds what the whole amounts to. Errors stay, though they follow from it: it is only a warning.
+// Adds findings about the configuration as a whole. They are only warnings, so errors that follow from them
+// stay.
 static void examine_whole(const Site& site, const Filters& filters, LocationSet& judged,
                           std::vector<Finding>& found) {
   if (std::none_of(found.begin(), found.end(), may_lock_out))
@@ -168,7 +171,7 @@ static void examine_whole(const Site& site, const Filters& filters, LocationSet&
 
 std::vector<Finding> examine(Source& source) {
   const Filters all = {counts_always, counts_always};
-  // The tree is in one site at a time.
+  // Both filters are made before the Site: only one Site can have the tree at a time.
   const Filters ordinary = {filter_after_repair(source, Severity::kError),
                             filter_after_repair(source, Severity::kWarning)};
   const Site site(source);

@@ -20,7 +20,7 @@ struct Cell {
   std::size_t offset;
 };
 
-// A part of a line: from the cell `first` to the one before `last`.
+// A part of a line: from the cell `first` up to, but not including, the cell `last`.
 struct Window {
   const std::vector<Cell>& cells;
   std::size_t first;
@@ -48,7 +48,7 @@ static Cell cell_at(const std::string& text, std::size_t offset) {
   return {shown, columns < 0 ? 1 : static_cast<std::size_t>(columns), offset};
 }
 
-// The part of the line around `offset` that is not more than `most` bytes away.
+// The part of the line around `offset` that is at most `most` bytes away, without the end of the line.
 static TextRange reach(const std::string& text, std::size_t offset, std::size_t most) {
   std::size_t begin = offset - std::min(offset, most);
   const std::string_view before = std::string_view(text).substr(begin, offset - begin);
@@ -57,7 +57,7 @@ static TextRange reach(const std::string& text, std::size_t offset, std::size_t 
     begin += line_end + 1;
   std::size_t end = offset + std::min(behind.find('\n'), behind.size());
   if (end > offset && text[end - 1] == '\r') --end;
-  // A character in UTF-8 has up to four bytes, of which only the first one begins it.
+  // Never begin in the middle of a UTF-8 character.
   while (begin < offset && (static_cast<unsigned char>(text[begin]) & 0xc0U) == 0x80)
     ++begin;
   return {static_cast<std::ptrdiff_t>(begin), static_cast<std::ptrdiff_t>(end)};
@@ -72,7 +72,7 @@ static std::vector<Cell> cells_of(const std::string& text, TextRange range) {
   return cells;
 }
 
-// The whole line, or as much of it around the cell `marked` as there is room for.
+// The whole line, or as much of it around the cell `marked` as fits in `room` columns.
 static Window window_around(const std::vector<Cell>& cells, std::size_t marked, std::size_t room) {
   Window whole{cells, 0, 0, 0};
   whole.grow_right(room);
@@ -88,7 +88,7 @@ static Window window_around(const std::vector<Cell>& cells, std::size_t marked, 
 std::string excerpt_at(const std::string& text, TextRange range, const ExcerptStyle& style) {
   const std::size_t room = style.columns - kIndentColumns;
   const auto begin = static_cast<std::size_t>(range.begin);
-  // A character has up to four bytes, and one that is combined with another one has no column of its own.
+  // A character has up to four bytes, and a combining character takes no column.
   const std::size_t most = 8 * room;
   const TextRange line = reach(text, begin, most);
   const std::vector<Cell> cells = cells_of(text, line);

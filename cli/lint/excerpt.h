@@ -1,6 +1,6 @@
 #pragma once
 
-// The line of a configuration that a finding is about, with a caret under the location.
+// Excerpts: the line of a configuration that a finding is about, with a caret under the location.
 
 #include <cstddef>
 #include <string>
@@ -12,7 +12,7 @@ struct ExcerptStyle {
   bool color = false;
 };
 
-// Two lines: the line in which the range begins, and a caret under its beginning, followed by tildes up to
-// its end if that is on the same line. Of a line that the terminal has no room for, the part around the range
-// is shown, with "…" where it is cut. A tab becomes four spaces.
+// Returns two lines: the line in which the range begins, and a caret under its first character, followed by
+// tildes up to its end if that is on the same line. A line that is too wide for the terminal is cut to the
+// part around the range, with "…" at each cut. A tab becomes four spaces.
 std::string excerpt_at(const std::string& text, TextRange range, const ExcerptStyle& style);

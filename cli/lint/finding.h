@@ -1,6 +1,6 @@
 #pragma once
 
-// What is found in a configuration.
+// Findings: errors and warnings about a configuration.
 
 #include <json/json.h>
 
@@ -16,12 +16,12 @@ enum class Severity { kWarning, kError };
 
 struct FindingDetails {
   std::vector<RelatedLocation> related;
-  // What to write instead: all edits together fix the finding. They do not overlap. settle_fixes
-  // (cli/lint/fixes.h) decides whether that is certain.
+  // The edits that together fix the finding; they do not overlap. settle_fixes (cli/lint/fixes.h) removes a
+  // fix that is not certain.
   std::vector<Edit> fix;
 };
 
-// For a finding that is about another value, too.
+// The details of a finding that is also about the value `other`.
 inline FindingDetails related_to(const Json::Value& other, std::string message) {
   return {{{range_of(other), std::move(message)}}, {}};
 }
@@ -32,14 +32,14 @@ struct Finding {
   TextRange range;
   std::string message;
   FindingDetails details;
-  // How many more the rule has found that are not listed; not 0 only for the last one that is.
+  // The number of further findings of the rule that are not listed; not 0 for at most one of its findings.
   std::size_t unlisted = 0;
 };
 
-// Of each rule so many findings are listed.
+// The maximum number of findings that are listed for each rule.
 inline constexpr std::size_t kMostListed = 1000;
 
-// A set of locations in a text, of which there may be as many as characters.
+// A set of offsets in a text of `size` bytes. All offsets may be in the set, so each one is a bit.
 class LocationSet {
  public:
   explicit LocationSet(std::size_t size) : is_in_(size + 1) {}
@@ -56,16 +56,16 @@ class LocationSet {
   std::vector<bool> is_in_;
 };
 
-// Collects what one rule finds.
+// Collects the findings of one rule.
 class Findings {
  public:
-  // Whether what the rule finds at an offset counts. Called once for each finding.
+  // Whether a finding of the rule at the offset counts. Called once for each finding.
   using Filter = std::function<bool(std::ptrdiff_t offset)>;
 
   Findings(std::string rule, Severity severity, Filter counts, std::vector<Finding>& all)
       : rule_(std::move(rule)), severity_(severity), counts_(std::move(counts)), all_(all) {}
 
-  // `where` is a value of the configuration itself, not a copy that was changed.
+  // `where` must be a value of the configuration itself, not of a modified copy.
   void add(const Json::Value& where, std::string message, FindingDetails details = {}) {
     add(range_of(where), std::move(message), std::move(details));
   }

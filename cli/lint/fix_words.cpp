@@ -5,7 +5,7 @@ static std::string piece(const std::string& text, TextRange range) {
                      static_cast<std::size_t>(range.end - range.begin));
 }
 
-// On one line.
+// The text on one line, with a single space for each sequence of blanks and line ends.
 static std::string shown(const std::string& text) {
   std::string line;
   for (const char c : text) {
@@ -15,7 +15,7 @@ static std::string shown(const std::string& text) {
   return line;
 }
 
-// Without the comma and the blanks that separate it from what stands around it, unless it has nothing else.
+// The inserted text without the commas and blanks at its ends; in quotes if it consists only of these.
 static std::string without_separator(const std::string& inserted) {
   const std::string line = shown(inserted);
   const std::size_t begin = line.find_first_not_of(", ");

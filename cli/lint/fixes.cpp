@@ -13,26 +13,27 @@
 #include "cli/lint/value_fixes.h"
 #include "libcmd/configuration_text.h"
 
-// A text in bytes, and the texts that are examined for it.
+// The size of the largest text that gets fixes, and the total size of the texts that are examined for it, in
+// bytes.
 constexpr std::size_t kLargestText = 250'000;
 constexpr std::size_t kMostExamined = 3'000'000;
 
-// How often what a fix uncovers is fixed with it.
+// The maximum number of layers of a fix: the fix itself, and then the fixes of what each layer uncovers.
 constexpr int kMostLayers = 8;
 
 static std::size_t at(std::ptrdiff_t offset) {
   return static_cast<std::size_t>(offset);
 }
 
-// --- Strings that are too long
+// --- Strings with superfluous characters
 
 static std::size_t size_of_network(const std::string& text) {
   const std::size_t slash = std::min(text.find('/'), text.size());
   return text.substr(slash) == "/32" && parse_ipv4(text.substr(0, slash)) ? slash : text.size();
 }
 
-// Removes blanks at the ends of a string, and "/32" behind an address. Nothing of the string is repeated: it
-// may be a key that nobody prints.
+// Edits that remove blanks at the ends of a string, and "/32" after an address. They contain no part of the
+// string, which may be a secret key.
 static std::vector<Edit> reductions(const std::string& text, TextRange literal) {
   const TextRange inside{literal.begin + 1, literal.end - 1};
   const std::string string = text.substr(at(inside.begin), at(inside.end - inside.begin));
@@ -49,7 +50,7 @@ static std::vector<Edit> reductions(const std::string& text, TextRange literal) 
 
 // --- Values that the schema does not allow
 
-// What to write instead, by the offset of the value.
+// The replacements of the values that the schema does not allow, where the meaning is certain, by offset.
 static std::map<std::ptrdiff_t, Edit> allowed_values(const Json::Value& root) {
   std::map<std::ptrdiff_t, Edit> edits;
   for_each_violation(root, [&edits](const Violation& violation) {
@@ -59,8 +60,8 @@ static std::map<std::ptrdiff_t, Edit> allowed_values(const Json::Value& root) {
   return edits;
 }
 
-// Gives findings a fix that follows from the value alone, whatever the rule is, if they have none. Of several
-// at one location, the first gets it.
+// Adds fixes that follow from the value alone, whatever the rule is, to findings that have none. If several
+// findings are about the same value, only the first one gets its replacement.
 static void add_fixes(const Source& source, std::vector<Finding>& findings) {
   std::map<std::ptrdiff_t, Edit> values = allowed_values(source.root);
   for (Finding& finding : findings) {
@@ -77,12 +78,12 @@ static void add_fixes(const Source& source, std::vector<Finding>& findings) {
   }
 }
 
-// --- What is certain
+// --- Certain fixes
 
 namespace {
 
-// Findings, each of which can be found again in an edited text: at the same location, perhaps in other words,
-// or with the same message elsewhere.
+// Known findings, which can be recognized in an edited text: at the same location, even with another
+// message, or as an unlisted finding of the same rule.
 class Known {
  public:
   explicit Known(const std::vector<Finding>& findings) {
@@ -96,7 +97,7 @@ class Known {
     take(finding, finding.range.begin, true);
   }
 
-  // Those of the findings that are not known.
+  // Returns the findings that are not known. They were found in `text`.
   std::vector<Finding> added(std::vector<Finding> findings, const EditedText& text) && {
     const auto remove_if = [&findings](const auto& is_known) {
       findings.erase(std::remove_if(findings.begin(), findings.end(), is_known), findings.end());
@@ -109,7 +110,8 @@ class Known {
   }
 
  private:
-  // False if there is none.
+  // Removes a known finding at the location, if `has_same_message` with the same message. Returns false if
+  // there is none.
   bool take(const Finding& finding, std::ptrdiff_t location, bool has_same_message) {
     const auto [begin, end] = messages_.equal_range({finding.rule, location});
     const auto found = std::find_if(
@@ -119,7 +121,7 @@ class Known {
     return true;
   }
 
-  // It may be one of those that were not listed.
+  // Takes the finding for an unlisted one of its rule. Returns false if none are left.
   bool take_unlisted(const Finding& finding) {
     std::size_t& number = unlisted_[finding.rule];
     if (number < 1 + finding.unlisted) return false;
@@ -139,8 +141,8 @@ class Settler {
   Settler(const std::string& text, const std::vector<Finding>& findings)
       : text_(text), before_(findings), left_(findings) {}
 
-  // Of the findings, all of which have a fix. Tries all at once, and halves of them where that fails: most
-  // fixes do no harm.
+  // Removes the fixes that are not certain from these findings, all of which have a fix. Tries all fixes at
+  // once and, if that fails, each half: most fixes are certain.
   void settle(FindingIterator begin, FindingIterator end) {
     if (accept(begin, end)) return;
     if (examined_ > kMostExamined) {
@@ -156,7 +158,7 @@ class Settler {
   }
 
  private:
-  // Adds the fixes to those that are certain, if they are, too.
+  // Accepts the fixes if all of them are certain. Returns whether they are.
   bool accept(FindingIterator begin, FindingIterator end) {
     std::vector<Edit> edits = accepted_;
     Known left = left_;
@@ -177,7 +179,8 @@ class Settler {
     return true;
   }
 
-  // The fix of a finding, with those of what it uncovers; empty when that cannot be fixed.
+  // The fix of a finding, extended by fixes of the findings that it uncovers; empty if these cannot be
+  // fixed.
   std::vector<Edit> with_uncovered(const Finding& finding) {
     EditedText edited(text_);
     std::vector<Edit> fix = finding.details.fix;
@@ -192,7 +195,8 @@ class Settler {
     return {};
   }
 
-  // What the rules find in a text. Nothing when it cannot be parsed, or when enough has been examined.
+  // The findings in a text, with their fixes. Nothing if the text cannot be parsed, or if too much has been
+  // examined.
   std::optional<std::vector<Finding>> examined(const std::string& text) {
     examined_ += text.size();
     Source source{"", text, {}};
@@ -203,15 +207,15 @@ class Settler {
   }
 
   const std::string& text_;
-  const Known before_;  // what is found without fixes
-  Known left_;          // what the certain fixes leave
+  const Known before_;  // the findings without any fix
+  Known left_;          // the findings that the accepted fixes leave
   std::vector<Edit> accepted_;
   std::size_t examined_ = 0;
 };
 
 }  // namespace
 
-// All that is found, allowed or not.
+// All findings, allowed or not.
 static std::vector<Finding> all_of(const Judgement& judgement) {
   std::vector<Finding> findings = judgement.findings;
   for (const AllowedFinding& allowed : judgement.allowed)
@@ -240,7 +244,7 @@ void settle_fixes(const std::string& text, Judgement& judgement) {
     if (has_fix(finding)) finding.details.fix = (next++)->details.fix;
 }
 
-// Whether one of the edits overlaps one of those by offset, which do not overlap each other.
+// Whether no edit of the fix overlaps one of `edits`, which are by offset and do not overlap each other.
 static bool is_free(const std::vector<Edit>& fix, const std::map<std::ptrdiff_t, Edit>& edits) {
   return std::none_of(fix.begin(), fix.end(), [&edits](const Edit& edit) {
     const auto next = edits.lower_bound(edit.range.begin);

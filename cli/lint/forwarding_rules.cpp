@@ -7,16 +7,16 @@
 
 namespace {
 
-// A network that the gateway joins to others.
+// A network on one side of the gateway.
 struct Side {
   std::string name;
   const Json::Value* location;
-  const Json::Value* network = nullptr;  // of an interface
+  const Json::Value* network = nullptr;  // of an interface; otherwise null
 };
 
 }  // namespace
 
-// The first network whose hosts have the gateway as their way to others.
+// The first network whose hosts use the gateway as their router; nothing if there is none.
 static std::optional<Side> find_lan(const Site& site) {
   for (const Interface& interface : site.interfaces) {
     if (interface.kind == Interface::Kind::kPassthroughPort || interface.unit.default_gateway()) continue;
@@ -46,7 +46,8 @@ static std::optional<Side> find_tunnel(const Site& site) {
   return std::nullopt;
 }
 
-// A network that the hosts of the LAN reach only if the gateway forwards: the uplink first.
+// A network that the hosts of the LAN can reach only if the gateway forwards: that of the cellular link
+// first, then that of another interface, then one behind a tunnel. Nothing if there is none.
 static std::optional<Side> find_other_side(const Site& site, const Side& lan) {
   if (site.context.cell_enabled && !site.context.passthrough_enabled)
     return Side{kCellularLink, &location_of(site.root, "wireless.cell.enable")};
@@ -54,7 +55,7 @@ static std::optional<Side> find_other_side(const Site& site, const Side& lan) {
   return find_tunnel(site);
 }
 
-// The switch, or the innermost object around it that there is.
+// The value of "firewall.general.router", or the innermost object around it that exists.
 static const Json::Value& forwarding_switch(const Json::Value& root) {
   for (const char* path : {"firewall.general.router", "firewall.general", "firewall"}) {
     const Json::Value& value = location_of(root, path);

@@ -1,6 +1,6 @@
 #pragma once
 
-// Whether the gateway forwards between its networks.
+// The rule about forwarding between the gateway's networks.
 
 #include "cli/lint/finding.h"
 #include "cli/lint/site.h"

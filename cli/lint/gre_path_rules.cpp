@@ -5,9 +5,9 @@
 #include "cli/lint/gre_rules.h"
 #include "cli/lint/reachability.h"
 
-// --- The outer ends
+// --- Endpoints
 
-// Calls `judge` with each enabled tunnel that has a valid "remote_ip", and with that.
+// Calls `judge` with each enabled tunnel that has a valid "remote_ip", and with that address.
 template <typename Judge>
 static void for_each_remote(const Site& site, Judge judge) {
   for_each_tunnel(site, [&](const GreTunnel& tunnel) {
@@ -19,7 +19,7 @@ static bool has_equal_ends(const GreTunnel& tunnel, Ipv4 remote) {
   return parse_ipv4(tunnel.local_ip.value_or("")) == remote;
 }
 
-// Why nobody can be the remote endpoint at this address.
+// Why the remote endpoint cannot have this address; nothing if it can.
 static std::optional<Obstacle> why_remote_unusable(const Site& site, const GreTunnel& tunnel, Ipv4 remote) {
   if (auto obstacle = site.reachability().why_no_other_host(remote)) return obstacle;
   if (!has_equal_ends(tunnel, remote)) return std::nullopt;
@@ -36,13 +36,13 @@ void tunnel_remote_unusable(const Site& site, Findings& findings) {
 
 namespace {
 
-// The route by which the packets of a tunnel reach its remote endpoint, when that leads into a tunnel.
+// The route to the remote endpoint of a tunnel, if it leads into a tunnel.
 struct Carrier {
   const Route* route;
-  int walk = 0;  // the number of the first walk from carrier to carrier that came here; 0 before
+  int walk = 0;  // the first walk from carrier to carrier that visited this one; 0 if none has
 };
 
-// By the position of the tunnel.
+// Carriers by the position of their tunnel.
 using Carriers = std::unordered_map<int, Carrier>;
 
 }  // namespace
@@ -57,7 +57,8 @@ static Carriers carriers_of(const Site& site) {
   return carriers;
 }
 
-// The tunnel at which a walk from carrier to carrier closes a loop, if no earlier walk has found it.
+// Walks from carrier to carrier, beginning with the tunnel `start`. Returns the tunnel that closes a loop;
+// nothing if there is no loop, or if an earlier walk has visited it.
 static std::optional<int> find_loop(int start, Carriers& carriers) {
   const int walk = start + 1;
   for (int index = start;;) {
@@ -87,7 +88,7 @@ void tunnel_through_itself(const Site& site, Findings& findings) {
   });
 }
 
-// Why the gateway cannot send from this address.
+// Why the gateway cannot send from this address; nothing if it can.
 static std::optional<Obstacle> why_not_local(const Site& site, const GreTunnel& tunnel, Ipv4 local) {
   const Reachability& reachability = site.reachability();
   if (const GatewayAddress* own = reachability.find_own(local)) {
@@ -107,10 +108,11 @@ static std::optional<Obstacle> why_not_local(const Site& site, const GreTunnel& 
   return Obstacle{"no interface has the address " + to_text(local), {}};
 }
 
-// The same for the "local_ip" of the tunnel, if it is an address.
+// Why the gateway cannot send from the "local_ip" of the tunnel; nothing if it can, or if another rule
+// reports the cause.
 static std::optional<Obstacle> local_obstacle(const Site& site, const GreTunnel& tunnel) {
   const std::optional<Ipv4> local = parse_ipv4(tunnel.local_ip.value_or(""));
-  // 0.0.0.0 is any address.
+  // 0.0.0.0 means any address.
   if (!local || *local == 0 || !site.reachability().has_address()) return std::nullopt;
   if (parse_ipv4(tunnel.remote_ip.value_or("")) == local) return std::nullopt;
   return why_not_local(site, tunnel, *local);
@@ -122,7 +124,8 @@ void tunnel_local_not_own(const Site& site, Findings& findings) {
   });
 }
 
-// Why no packets get to the remote endpoint, if nothing else is wrong with the ends of the tunnel.
+// Why packets cannot reach the remote endpoint; nothing if they can, or if another rule reports an endpoint
+// of the tunnel.
 static std::optional<Obstacle> remote_obstacle(const Site& site, const GreTunnel& tunnel, Ipv4 remote) {
   if (why_remote_unusable(site, tunnel, remote) || local_obstacle(site, tunnel)) return std::nullopt;
   return lacks_cell(site, tunnel) ? std::nullopt : site.reachability().why_unreachable(remote);
@@ -134,8 +137,8 @@ void tunnel_remote_unreachable(const Site& site, Findings& findings) {
   });
 }
 
-// The interface that has the local end of the tunnel; nothing for one that has a private address, which the
-// firewall may translate.
+// The name of the interface that has the local address of the tunnel. Nothing if there is none, and for a
+// private address, which the firewall may translate.
 static std::optional<std::string> local_interface(const Site& site, const GreTunnel& tunnel) {
   if (tunnel.local_ip == kGreDynamicAddress) {
     const bool has_cell = site.context.cell_enabled && !site.context.passthrough_enabled;
@@ -146,7 +149,7 @@ static std::optional<std::string> local_interface(const Site& site, const GreTun
   return own != nullptr && own->tunnel == Route::kNoTunnel ? std::optional(own->owner) : std::nullopt;
 }
 
-// Whether the route certainly carries the packets of a tunnel, and is no tunnel itself.
+// Whether the route certainly carries the packets of a tunnel, and does not lead into a tunnel itself.
 static bool is_certain_way(const Site& site, const Route& route) {
   if (route.kind == Route::Kind::kUplink) return !site.reachability().has_uplinks_alike(route.metric);
   return route.kind != Route::Kind::kWireguard && route.tunnel == Route::kNoTunnel;
@@ -174,9 +177,10 @@ bool has_tunnel_without_uplink(const Site& site) {
   return has_one;
 }
 
-// --- The networks behind
+// --- Networks behind tunnels
 
-// Calls `judge` with each tunnel, each network behind it that gets a route, and where its address is.
+// Calls `judge` with each enabled tunnel, each network behind it that gets a route, and the location of the
+// network's address.
 template <typename Judge>
 static void for_each_destination(const Site& site, Judge judge) {
   for_each_tunnel(site, [&](const GreTunnel& tunnel) {
@@ -193,7 +197,7 @@ void tunnel_network_twice(const Site& site, Findings& findings) {
   for_each_destination(
       site, [&](const GreTunnel& tunnel, const Subnet& network, const Json::Value& location) {
         const Route* route = site.reachability().find_network(network);
-        // Default routes are compared with those of the interfaces.
+        // default_routes_alike compares default routes.
         if (route == nullptr || network.prefix == 0 || route->tunnel == tunnel.index) return;
         if (route->kind == Route::Kind::kWireguard) return;
         const bool is_connected = route->kind == Route::Kind::kConnected;

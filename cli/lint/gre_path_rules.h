@@ -1,6 +1,6 @@
 #pragma once
 
-// Where the packets of GRE tunnels go: to their remote endpoints, and into the networks behind them.
+// Rules about the paths of GRE tunnels: to their remote endpoints, and into the networks behind them.
 
 #include "cli/lint/finding.h"
 #include "cli/lint/site.h"
@@ -13,5 +13,6 @@ void tunnel_remote_unreachable(const Site& site, Findings& findings);
 void tunnel_network_twice(const Site& site, Findings& findings);
 void tunnel_network_inside(const Site& site, Findings& findings);
 
-// Whether a tunnel has a finding because no route leads to its remote endpoint.
+// Whether a tunnel has a finding because its uplink is missing: its local address is that of a disabled
+// cellular link, or its remote endpoint is unreachable.
 bool has_tunnel_without_uplink(const Site& site);

@@ -20,7 +20,7 @@ void tunnel_address_malformed(const Site& site, Findings& findings) {
       const std::optional<std::string> text = string_at(*tunnel.settings, key);
       const bool may_be_dynamic = std::string_view(key) == "local_ip";
       if (!text || parse_ipv4(*text) || (may_be_dynamic && *text == kGreDynamicAddress)) continue;
-      // The ends of the tunnel itself have no netmask.
+      // Only the inner addresses have a netmask.
       const bool is_inner = std::string_view(key).substr(0, 6) == "tunnel";
       findings.add(location_of(*tunnel.settings, key),
                    quoted(*text) + (may_be_dynamic ? " is neither an IPv4 address nor \"dynamic\""
@@ -107,7 +107,7 @@ void tunnel_incoming_gateway(const Site& site, Findings& findings) {
       findings.add(location_of(settings, "incoming_gre_gateway"),
                    quoted(*tunnel.incoming_gateway) + " is not an IPv4 address");
     } else if (gateway == parse_ipv4(tunnel.inner_remote_ip.value_or(""))) {
-      // Its findings are those of "tunnel_remote_ip".
+      // The rules about "tunnel_remote_ip" report this address.
       return;
     } else {
       add_if_any(site.reachability().why_no_other_host(*gateway),
@@ -140,7 +140,7 @@ void tunnel_dynamic_in_passthrough(const Site& site, Findings& findings) {
   });
 }
 
-// --- The inner ends
+// --- Inner addresses
 
 void tunnel_inner_ends_alike(const Site& site, Findings& findings) {
   for_each_tunnel(site, [&](const GreTunnel& tunnel) {
@@ -165,8 +165,8 @@ void tunnel_inner_address_unusable(const Site& site, Findings& findings) {
   });
 }
 
-// Whether the inner network has a finding of its own: another network overlaps it, or the address of this end
-// is not that of a host.
+// Whether another rule reports the inner network: it overlaps another network, or the local inner address is
+// not that of a host.
 static bool is_inner_network_judged(const Site& site, const GreTunnel& tunnel, const Subnet& subnet) {
   const Route* network = site.reachability().find_network(subnet);
   return !subnet.has_host(*parse_ipv4(*tunnel.inner_local_ip)) || network == nullptr ||
@@ -178,7 +178,7 @@ void tunnel_inner_remote_outside(const Site& site, Findings& findings) {
     const std::optional<Subnet> subnet =
         parse_subnet(tunnel.inner_local_ip.value_or(""), tunnel.inner_prefix);
     const std::optional<Ipv4> remote = parse_ipv4(tunnel.inner_remote_ip.value_or(""));
-    // A tunnel without a network of its own only needs the two addresses.
+    // With a prefix length of 32, the addresses of both endpoints need no common network.
     if (!subnet || !remote || subnet->prefix == 32 || subnet->contains(*remote)) return;
     if (!tunnel.has_address() || is_inner_network_judged(site, tunnel, *subnet)) return;
     findings.add(

@@ -1,6 +1,6 @@
 #pragma once
 
-// GRE tunnels.
+// Rules about the settings of GRE tunnels.
 
 #include "cli/lint/finding.h"
 #include "cli/lint/site.h"
@@ -19,7 +19,8 @@ void tunnel_inner_ends_alike(const Site& site, Findings& findings);
 void tunnel_inner_address_unusable(const Site& site, Findings& findings);
 void tunnel_inner_remote_outside(const Site& site, Findings& findings);
 
-// Calls `judge` with each enabled tunnel, also with those that a run does not reach.
+// Calls `judge` with each enabled tunnel, including those after an incomplete tunnel, which cmd_lanfab
+// leaves out.
 template <typename Judge>
 void for_each_tunnel(const Site& site, Judge judge) {
   int index = 0;
@@ -29,5 +30,5 @@ void for_each_tunnel(const Site& site, Judge judge) {
   }
 }
 
-// Whether the local end is the address of a cellular link that is disabled.
+// Whether the local endpoint is the address of the cellular link, and that link is disabled.
 bool lacks_cell(const Site& site, const GreTunnel& tunnel);

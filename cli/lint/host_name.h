@@ -2,5 +2,5 @@
 
 #include <string_view>
 
-// Whether DNS allows the name as that of a host: labels of letters, digits and hyphens between dots.
+// Whether DNS allows the string as a host name: labels of letters, digits and hyphens, separated by dots.
 bool is_host_name(std::string_view name);

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <tuple>
 
-// The bits of the byte at `index` that belong to a prefix of this length.
+// The mask of the byte at `index` of an address with this prefix length.
 static std::uint8_t mask_of(int prefix, std::size_t index) {
   const int bits = std::clamp(prefix - static_cast<int>(index) * 8, 0, 8);
   return static_cast<std::uint8_t>(0xff00 >> bits);
@@ -61,7 +61,7 @@ std::optional<int> parse_number(std::string_view text, int most) {
 std::optional<IpNetwork> parse_ip_network(const std::string& text) {
   const std::size_t slash = text.find('/');
   const std::string address = text.substr(0, slash);
-  // What follows a zero byte would be overlooked.
+  // inet_pton would ignore everything after a zero byte.
   if (address.find('\0') != std::string::npos) return std::nullopt;
   IpNetwork network{};
   network.is_ipv6 = address.find(':') != std::string::npos;

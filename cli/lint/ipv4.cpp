@@ -7,7 +7,7 @@
 
 std::optional<Ipv4> parse_ipv4(const std::string& text) {
   in_addr address{};
-  // A text with a zero byte in it would be read up to there only.
+  // inet_pton would ignore everything after a zero byte.
   if (text.find('\0') != std::string::npos || inet_pton(AF_INET, text.c_str(), &address) != 1) {
     return std::nullopt;
   }
@@ -71,8 +71,8 @@ int prefix_of_class(Ipv4 address) {
 bool is_private(Ipv4 address) {
   constexpr Subnet kPrivate[] = {
       {0x0a000000, 8},   // 10.0.0.0
-      {0x64400000, 10},  // 100.64.0.0, of providers
-      {0xa9fe0000, 16},  // 169.254.0.0, of one link
+      {0x64400000, 10},  // 100.64.0.0, shared by providers
+      {0xa9fe0000, 16},  // 169.254.0.0, link-local
       {0xac100000, 12},  // 172.16.0.0
       {0xc0a80000, 16},  // 192.168.0.0
   };

@@ -1,6 +1,6 @@
 #pragma once
 
-// All that is found in a configuration, as `lanfab check` reports it.
+// Collects all findings in a configuration, as `lanfab check` reports them.
 
 #include <functional>
 #include <string>
@@ -10,12 +10,12 @@
 #include "cli/lint/allow.h"
 #include "cli/lint/site.h"
 
-// Adds to what the rules find.
+// Adds findings to those of the rules.
 using Examiner = std::function<void(const Site& site, std::vector<Finding>& findings)>;
 
-// What the rules find, and `other` if it is given, with the fixes that are certain. What one of the rules
-// `allowed` finds is allowed.
+// Returns the findings of the rules, and those of `other` if it is given, with the fixes that are certain.
+// Findings of the rules in `allowed` are allowed.
 Judgement judge(Source& source, const std::vector<std::string>& allowed, const Examiner& other = nullptr);
 
-// Nothing else is found in a text that cannot be parsed.
+// Returns the syntax error as the only finding in a text that cannot be parsed.
 Judgement judgement_of(const SyntaxError& error);

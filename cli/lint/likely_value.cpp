@@ -36,7 +36,8 @@ static std::optional<Json::Value> meant_boolean(const Json::Value& value) {
   return std::nullopt;
 }
 
-// A decimal number of at most nine digits, or the prefix length of a dotted netmask.
+// A number rounded to an integer, a string with a decimal number of at most nine digits, or the prefix
+// length of a dotted netmask.
 static std::optional<Json::Value> meant_integer(const Json::Value& value) {
   constexpr std::size_t kMostDigits = 9;
   const double number = value.isDouble() ? std::round(value.asDouble()) : 0;
@@ -81,7 +82,8 @@ std::optional<std::string> meant_word(const std::string& text, const Json::Value
   return similar.size() == 1 ? std::optional(similar.front()) : std::nullopt;
 }
 
-// The pieces of a string between commas and blanks, or the value as the only element.
+// The parts of a string between commas, semicolons and spaces, or the value as the only element. Nothing if
+// the schema does not allow an element.
 static std::optional<Json::Value> meant_array(const Json::Value& value, const Json::Value& schema) {
   const Json::Value* items = element_schema(schema);
   Json::Value array(Json::arrayValue);
@@ -99,7 +101,8 @@ static std::optional<Json::Value> meant_array(const Json::Value& value, const Js
   return is_allowed ? std::optional(array) : std::nullopt;
 }
 
-// The only element of an array or, for true and false, the object's "enable".
+// The only element of an array, if it is an object; for false, an object with "enable": false. Nothing for
+// any other value.
 static std::optional<Json::Value> meant_object(const Json::Value& value, const Json::Value& schema) {
   if (value.isArray() && value.size() == 1 && value[0].isObject()) return value[0];
   if (!value.isBool() || value.asBool() || member_schema(schema, "enable") == nullptr) return std::nullopt;

@@ -14,7 +14,7 @@ static char lower(char c) {
   return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
 }
 
-// One or two digits as two in lower case; empty for any other text.
+// One or two hexadecimal digits as two lower-case digits; empty for any other string.
 static std::string normal_byte(std::string_view text) {
   if (text.empty() || text.size() > 2 || !std::all_of(text.begin(), text.end(), is_hex_digit)) return {};
   std::string byte(2 - text.size(), '0');
@@ -22,7 +22,8 @@ static std::string normal_byte(std::string_view text) {
   return byte;
 }
 
-// Takes the hardware type and its hyphen off the front; the address without one is of any type.
+// Removes the hardware type and its hyphen from the front. Returns them in their normal form, which is empty
+// for the types of Ethernet and of any network, and for an address without a type.
 static std::string take_type(std::string_view& text) {
   const std::size_t hyphen = text.substr(0, 3).find('-');
   if (hyphen == std::string_view::npos) return {};
@@ -35,7 +36,7 @@ std::optional<std::string> normal_mac(const std::string& text) {
   std::string_view rest = text;
   std::string mac = take_type(rest);
   for (std::size_t part = 1; part <= kParts; ++part) {
-    // The last part is all that is left, so one with a colon in it is too many.
+    // The last part is all that is left, so a seventh part makes it invalid.
     const std::size_t end = part == kParts ? rest.size() : rest.find(':');
     if (end == std::string_view::npos) return std::nullopt;
     const std::string_view digits = rest.substr(0, end);

@@ -16,8 +16,8 @@
 #include "dnsmasq/resolv_conf.h"
 #include "networkd/wifi.h"
 
-// Whether dnsmasq can use a server of this address. That of a link in IPv6 may name the interface:
-// "fe80::1%eth0".
+// Whether dnsmasq accepts the string as the address of a server. A link-local IPv6 address may include the
+// interface: "fe80::1%eth0".
 static bool is_name_server(const std::string& text) {
   const bool is_ipv6 = text.find(':') != std::string::npos;
   return is_ip_address(is_ipv6 ? text.substr(0, text.find('%')) : text);
@@ -46,7 +46,7 @@ static bool serves_clients(const Site& site) {
                      [](const DhcpServer& server) { return server.is_served && !server.is_idle; });
 }
 
-// Why dnsmasq has no name server, though one is wanted; nothing when it has one, or may do without.
+// Why dnsmasq has no name server although it needs one; nothing if it has one, or may not need one.
 static std::optional<std::string> why_no_name_server(const Site& site) {
   if (names_server(site) || wants_link_servers(site.root)) return std::nullopt;
   const std::optional<std::string> source = string_at(site.root, "dns.source");
@@ -54,7 +54,7 @@ static std::optional<std::string> why_no_name_server(const Site& site) {
   if (source == "isp") {
     return "the source is \"isp\", but the cellular link is disabled, and \"static\" has no server";
   }
-  // Without an uplink there may be no server to ask.
+  // Without an uplink, there may be no server to query.
   const Route* uplink = site.reachability().default_route();
   if (source || uplink == nullptr || site.context.passthrough_enabled) return std::nullopt;
   if (!serves_clients(site) || !site.reachability().is_certain()) return std::nullopt;
@@ -65,7 +65,7 @@ void name_server_none(const Site& site, Findings& findings) {
   if (const auto reason = why_no_name_server(site)) findings.add(location_of(site.root, "dns"), *reason);
 }
 
-// Calls `judge` with each name server of the list that dnsmasq gets, and with its address.
+// Calls `judge` with each IPv4 server in "dns.static" that dnsmasq gets, and with its address.
 template <typename Judge>
 static void for_each_name_server(const Site& site, Judge judge) {
   for (const Json::Value& server : array_at(site.root, "dns.static")) {
@@ -73,7 +73,7 @@ static void for_each_name_server(const Site& site, Judge judge) {
   }
 }
 
-// Whether dnsmasq, which answers at this address itself, leaves the server out.
+// Whether dnsmasq ignores a server with this address, because dnsmasq itself answers there.
 static bool is_ignored(const Site& site, Ipv4 address) {
   constexpr Ipv4 kLocalhost = 0x7f000001;
   return address == kLocalhost || site.reachability().find_own(address) != nullptr;
@@ -98,8 +98,9 @@ static bool is_uplink_reported(const Site& site) {
          });
 }
 
-// Whether an uplink is missing that seems to be meant. Where nothing shows that, or where the uplink is
-// switched off, a gateway without the internet may be meant, unless the source is the uplink.
+// Whether unreachable servers on the internet are reported: an uplink is missing that seems to be intended,
+// and no other rule reports that. If the uplink is disabled, a gateway without the internet may be intended,
+// unless the source of the name servers is the uplink.
 static bool judges_public_servers(const Site& site) {
   const std::optional<LostUplink>& lost = site.reachability().lost_uplink();
   if (!lost || is_uplink_reported(site)) return false;
@@ -107,7 +108,7 @@ static bool judges_public_servers(const Site& site) {
 }
 
 void name_server_unreachable(const Site& site, Findings& findings) {
-  // All servers on the internet need the same uplink, so only the first one has a finding.
+  // All servers on the internet need the same uplink, so only the first one is reported.
   bool judges_public = judges_public_servers(site);
   for_each_name_server(site, [&](const Json::Value& server, Ipv4 address) {
     if (!is_private(address) && !judges_public) return;
@@ -119,7 +120,7 @@ void name_server_unreachable(const Site& site, Findings& findings) {
   });
 }
 
-// Calls `judge` with each entry of "hostnames", its name and its address; an empty text is missing.
+// Calls `judge` with each entry of "hostnames", its name and its address; a missing one is an empty string.
 template <typename Judge>
 static void for_each_host(const Site& site, Judge judge) {
   for (const Json::Value& host : array_at(site.root, "hostnames")) {
@@ -156,7 +157,7 @@ void host_name_twice(const Site& site, Findings& findings) {
     std::transform(name.begin(), name.end(), name.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
     if (name.empty() || address.empty()) return;
-    // Clients ask for the address of each family by itself.
+    // Clients query the addresses of each family separately.
     const char* family = address.find(':') == std::string::npos ? " IPv4" : " IPv6";
     const Json::Value& first = *hosts.emplace(name + family, &host).first->second;
     const std::string known = *read_host_name(first).ipv4;

@@ -1,6 +1,6 @@
 #pragma once
 
-// Name servers, host names, and the two roles of a radio.
+// Rules about name servers, host names, and the two roles of a radio.
 
 #include "cli/lint/finding.h"
 #include "cli/lint/site.h"

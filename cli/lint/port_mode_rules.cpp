@@ -8,7 +8,7 @@
 
 namespace {
 
-// An Ethernet port that the configuration has, enabled or not.
+// An Ethernet port in the configuration, enabled or not.
 struct ConfiguredPort : PortSettings {
   std::string name;
   const Json::Value* settings;  // never null
@@ -28,7 +28,7 @@ static std::vector<ConfiguredPort> ports_of(const Site& site) {
   return ports;
 }
 
-// The port in pass-through mode, if it is enabled; null when there is none.
+// The enabled port in pass-through mode; null if there is none.
 static const Interface* find_passthrough_port(const Site& site) {
   for (const Interface& interface : site.interfaces)
     if (interface.kind == Interface::Kind::kPassthroughPort) return &interface;
@@ -95,7 +95,7 @@ void passthrough_incomplete(const Site& site, Findings& findings) {
 void passthrough_netmask(const Site& site, Findings& findings) {
   const Interface* port = find_passthrough_port(site);
   if (port == nullptr || !site.context.passthrough_auto || !site.context.cell_enabled) return;
-  // The netmask of the cellular link comes first, where it is overridden.
+  // A configured netmask of the cellular link takes precedence.
   const std::optional<int> prefix = read_passthrough_port(&site.context).prefix;
   if (!prefix || read_wwan_settings(&site.context).has_prefix()) return;
   if (!subnet_with(0, *prefix)) return;

@@ -1,6 +1,6 @@
 #pragma once
 
-// The Ethernet ports and their modes.
+// Rules about the Ethernet ports and their modes.
 
 #include "cli/lint/finding.h"
 #include "cli/lint/site.h"

@@ -25,13 +25,13 @@ Reachability::Reachability(const Site& site) {
   add_disabled_radios(site);
 }
 
-// --- What the configuration makes
+// --- Configured addresses and routes
 
 void Reachability::add_own(Ipv4 address, GatewayAddress owner) {
   own_.emplace(address, std::move(owner));
 }
 
-// Whether the second route replaces the first one, to the same destination.
+// Whether the second of two routes to the same destination replaces the first one.
 static bool is_preferred(const Route& second, const Route& first) {
   if (second.metric != first.metric) return second.metric < first.metric;
   return second.destination.prefix == 0 && second.kind == Route::Kind::kTunnel &&
@@ -51,12 +51,12 @@ void Reachability::add_connected(const Route& route) {
 
 void Reachability::add_interfaces(const Site& site) {
   for (const Interface& interface : site.interfaces) {
-    // Of two interfaces of one name, only the first can have its way.
+    // If two interfaces have the same name, only the first one takes effect.
     if (site.find_interface(interface.name) == &interface) add_interface(site, interface);
   }
 }
 
-// The reason that lies in the address alone.
+// Why no other host can have the address, whatever the configuration is; nothing if one can.
 static std::optional<std::string> why_never_a_host(Ipv4 address) {
   constexpr Ipv4 kLoopback = 127;
   constexpr Ipv4 kFirstMulticast = 224;
@@ -78,7 +78,8 @@ void Reachability::add_static_address(const Interface& interface) {
       subnet_with(*address, has_prefix ? *interface.unit.prefix : prefix_of_class(*address));
   if (!is_read(subnet)) return;
   const Route route{Route::Kind::kConnected, *subnet, 0, interface.name, &location};
-  // A network that systemd-networkd guesses has a finding of its own: no other one is compared with it.
+  // Other rules report a network whose prefix length systemd-networkd guesses, so no other network is
+  // compared with it.
   has_prefix ? add_connected(route) : add_route(route);
 }
 
@@ -94,7 +95,7 @@ void Reachability::add_interface(const Site& site, const Interface& interface) {
                &location_of(*interface.network, "protocol")});
   } else if (unit.ipv4) {
     add_static_address(interface);
-    // One that is malformed or leads nowhere has a finding of its own.
+    // Other rules report a gateway that is malformed or unreachable.
     if (unit.gateway) {
       add_route({Route::Kind::kUplink, kEverywhere, unit.metric.value_or(0), interface.name,
                  &location_of(*interface.network, "gateway")});
@@ -118,7 +119,7 @@ void Reachability::add_cellular_link(const Site& site) {
              &location_of(site.root, "wireless.cell.enable")});
 }
 
-// Also those that are written nowhere: they have findings of their own.
+// Adds all enabled static routes, even those that are not written: other rules report them.
 void Reachability::add_listed_routes(const Site& site) {
   for (const Json::Value& settings : array_at(site.root, "static_routes")) {
     std::string name;
@@ -134,7 +135,8 @@ void Reachability::add_listed_routes(const Site& site) {
   }
 }
 
-// Also those that a run does not reach: they have findings of their own.
+// Adds all enabled tunnels, even those after an incomplete tunnel, which are left out: another rule reports
+// that.
 void Reachability::add_tunnels(const Site& site) {
   int index = 0;
   for (const Json::Value& settings : array_at(site.root, "tunnels.gre"))
@@ -148,7 +150,7 @@ void Reachability::add_tunnel(int index, const Json::Value& settings) {
   if (const auto inner = parse_ipv4(tunnel.inner_local_ip.value_or(""))) {
     const Json::Value& location = location_of(settings, "tunnel_local_ip");
     add_own(*inner, {name, &location, index});
-    // A tunnel that lacks a key has no network.
+    // An incomplete tunnel has no network.
     const std::optional<Subnet> subnet = subnet_with(*inner, tunnel.has_address() ? tunnel.inner_prefix : 32);
     if (is_read(subnet) && subnet->prefix < 32)
       add_connected({Route::Kind::kConnected, *subnet, 0, name, &location, index});
@@ -163,7 +165,7 @@ void Reachability::add_tunnel(int index, const Json::Value& settings) {
   }
 }
 
-// Nothing for what is not a network, or one of IPv6.
+// Parses an IPv4 network; nothing for an IPv6 network or any other string.
 static std::optional<Subnet> parse_ipv4_network(const std::string& text) {
   const std::optional<IpNetwork> network = parse_ip_network(text);
   return network ? network->ipv4() : std::nullopt;
@@ -187,13 +189,13 @@ void Reachability::add_wireguard(const Site& site) {
   }
 }
 
-// --- What is disabled
+// --- Disabled interfaces
 
 void Reachability::add_lost_uplink(LostUplink uplink) {
   if (!lost_uplink_) lost_uplink_ = std::move(uplink);
 }
 
-// The switch of an object that is not enabled; null when it is.
+// The "enable" of a disabled object, or the object itself if it has none; null if the object is enabled.
 static const Json::Value* open_switch(const Json::Value& settings) {
   return is_enabled(settings) ? nullptr : &location_of(settings, "enable");
 }
@@ -318,7 +320,7 @@ std::optional<Obstacle> Reachability::why_unreachable(Ipv4 address) const {
   if (!is_certain_ || !has_address_) return std::nullopt;
   const Route* route = find(address);
   if (route != nullptr && route->destination.prefix > 0) return std::nullopt;
-  // The network of a DHCP client may be the same.
+  // A DHCP client may be in the same network.
   const DisabledNetwork* disabled = has_dhcp_client_ ? nullptr : disabled_.find(address);
   if (disabled != nullptr) {
     return Obstacle{

@@ -1,7 +1,7 @@
 #pragma once
 
-// Which addresses the gateway has, and through which interface it reaches others, as far as the configuration
-// decides. A DHCP client may get any default route, and so does the cellular link.
+// Addresses of the gateway, and its routes to others, as far as the configuration determines them. A DHCP
+// client and the cellular link are assumed to get a default route.
 
 #include <json/json.h>
 
@@ -18,7 +18,7 @@
 // The name of the cellular link in a message.
 inline constexpr char kCellularLink[] = "the cellular link";
 
-// A route that the configuration makes.
+// A route that results from the configuration.
 struct Route {
   enum class Kind {
     kConnected,  // to the network of an interface, or of a tunnel's inner addresses
@@ -32,7 +32,7 @@ struct Route {
   Subnet destination;
   int metric;
   std::string owner;            // eth0, gre-tun1, the cellular link
-  const Json::Value* location;  // the value that makes it
+  const Json::Value* location;  // the value that it results from
   int tunnel = kNoTunnel;       // the position of the GRE tunnel that it leads into
 
   static constexpr int kNoTunnel = -1;
@@ -49,17 +49,17 @@ struct GatewayAddress {
 struct DisabledNetwork {
   std::string interface_name;
   Ipv4 address;                 // of the interface
-  const Json::Value* location;  // the switch, or what has none
+  const Json::Value* location;  // the "enable", or the object that lacks it
 };
 
-// What would be an uplink if it were enabled or had a gateway.
+// An interface, or the cellular link, that would be an uplink if it were enabled or had a gateway.
 struct LostUplink {
   const Json::Value* location;
   std::string reason;  // "eth1 is disabled"
   bool is_switched_off;
 };
 
-// Why an address cannot be another host's, or cannot be reached.
+// Why another host cannot have an address, or cannot be reached at it.
 struct Obstacle {
   std::string reason;
   FindingDetails details;
@@ -72,39 +72,41 @@ class Reachability {
  public:
   explicit Reachability(const Site& site);
 
-  // The route to the address, the longest prefix first, then the lowest metric; null without one. Of two
-  // alike the first one counts, but a default route into a tunnel counts before an uplink.
+  // The route to the address: that with the longest prefix, then that with the lowest metric; null if there
+  // is none. Of two equal ones the first is used, but a default route into a tunnel takes precedence over an
+  // uplink.
   const Route* find(Ipv4 address) const;
-  // The route to exactly this network; null without one.
+  // The route to exactly this network; null if there is none.
   const Route* find_network(const Subnet& network) const;
-  // The smallest connected network around the address, or around a subnet and larger than it; null without
-  // one.
+  // The smallest connected network that contains the address, or that contains the subnet and is larger;
+  // null if there is none.
   const Route* find_connected(Ipv4 address) const;
   const Route* find_connected_around(const Subnet& subnet) const;
-  // The gateway's own address; null when it has no such.
+  // The entry of this address if the gateway itself has it; otherwise null.
   const GatewayAddress* find_own(Ipv4 address) const;
-  // The disabled interface that would have exactly this address; null without one.
+  // The disabled interface that would have exactly this address; null if there is none.
   const DisabledNetwork* find_disabled_address(Ipv4 address) const;
-  // The default route with the lowest metric; null without one.
+  // The default route with the lowest metric; null if there is none.
   const Route* default_route() const;
-  // Whether two uplinks have this metric, so that either of them may be the default route.
+  // Whether several uplinks have this metric, so that any of them may be the default route.
   bool has_uplinks_alike(int metric) const;
 
-  // Where an uplink seems to be meant, though the configuration makes no default route; nothing otherwise.
+  // The first interface, or the cellular link, that would be an uplink if it were enabled or had a gateway;
+  // nothing if there is none.
   const std::optional<LostUplink>& lost_uplink() const;
 
-  // Why no other host can have the address; nothing when one can.
+  // Why no other host can have the address; nothing if one can.
   std::optional<Obstacle> why_no_other_host(Ipv4 address) const;
-  // Why packets to another host go nowhere; nothing when they may arrive.
+  // Why packets to another host at this address go nowhere; nothing if they may arrive.
   std::optional<Obstacle> why_unreachable(Ipv4 address) const;
 
-  // Whether any interface may have an address. Without one nobody reaches the gateway, which has a finding of
-  // its own.
+  // Whether any interface may have an address. If none has, no host can reach the gateway, which locked_out
+  // reports.
   bool has_address() const;
-  // Whether the gateway may have addresses that the configuration does not tell.
+  // Whether the gateway may have addresses that are not in the configuration.
   bool may_have_other_addresses() const;
-  // Whether every value that decides about addresses and routes could be read. What follows from one that
-  // could not is not judged.
+  // Whether every value that determines addresses and routes could be read. If not, conclusions from a
+  // missing route are not certain.
   bool is_certain() const;
 
  private:
@@ -126,7 +128,7 @@ class Reachability {
   void add_own(Ipv4 address, GatewayAddress owner);
   void add_route(Route route);
   void add_connected(const Route& route);
-  // For what could not be read: afterwards nothing counts as unreachable.
+  // Whether the value could be read. If not, no address counts as unreachable from then on.
   template <typename Value>
   bool is_read(const std::optional<Value>& value) {
     if (!value) is_certain_ = false;
@@ -139,7 +141,7 @@ class Reachability {
   std::unordered_map<Ipv4, GatewayAddress> own_;
   std::unordered_map<Ipv4, DisabledNetwork> disabled_addresses_;
   std::optional<LostUplink> lost_uplink_;
-  std::unordered_map<int, int> uplinks_by_metric_;  // how many
+  std::unordered_map<int, int> uplinks_by_metric_;  // their number
   bool has_address_ = false;
   bool has_dhcp_client_ = false;
   bool has_cellular_address_ = false;

@@ -10,7 +10,7 @@
 
 namespace {
 
-// A relay that is enabled.
+// An enabled relay.
 struct Relay {
   const Interface* interface;
   DhcpRelay settings;
@@ -35,7 +35,7 @@ bool is_relay_used(const Interface& interface) {
   return is_used({&interface, read_dhcp_relay(*interface.network)});
 }
 
-// Why dnsmasq never gets the relay.
+// The end of a message about a relay that is not written for dnsmasq: the reason.
 static std::string hindrance(const Relay& relay) {
   if (relay.interface->sections.has_relay) return " without \"ipv4\"";
   const Interface::Kind kind = relay.interface->kind;
@@ -43,7 +43,7 @@ static std::string hindrance(const Relay& relay) {
   return std::string(": no ") + word_for(kind) + " does";
 }
 
-// The relays that dnsmasq gets.
+// The relays that are written for dnsmasq.
 static std::vector<Relay> used_relays(const Site& site) {
   std::vector<Relay> relays = relays_of(site);
   relays.erase(std::remove_if(relays.begin(), relays.end(), std::not_fn(is_used)), relays.end());
@@ -69,7 +69,7 @@ void relay_without_server(const Site& site, Findings& findings) {
   }
 }
 
-// An address, or a name: a text of numbers only is meant as an address.
+// Whether the string is an address or a host name. A string without letters is meant as an address.
 static bool is_server(const std::string& text) {
   const bool has_letter =
       std::any_of(text.begin(), text.end(), [](unsigned char c) { return std::isalpha(c) != 0; });
@@ -112,7 +112,8 @@ void relay_of_dhcp_client(const Site& site, Findings& findings) {
   }
 }
 
-// Calls `judge` with each relay that dnsmasq gets, each of its servers that is an address, and where that is.
+// Calls `judge` with each relay that is written for dnsmasq, each address of its servers, and the location
+// of that address. Skips servers that are given by name.
 static void for_each_server_address(
     const Site& site, const std::function<void(const Relay&, Ipv4, const Json::Value&)>& judge) {
   for (const Relay& relay : used_relays(site)) {

@@ -1,6 +1,6 @@
 #pragma once
 
-// DHCP relays, which hand the requests of a network on to another server.
+// Rules about DHCP relays, which forward the requests of a network to another server.
 
 #include "cli/lint/finding.h"
 #include "cli/lint/site.h"
@@ -14,5 +14,5 @@ void relay_server_beside_clients(const Site& site, Findings& findings);
 void relay_beside_server(const Site& site, Findings& findings);
 void relay_of_dhcp_client(const Site& site, Findings& findings);
 
-// Whether the interface has a relay, and dnsmasq gets it.
+// Whether the interface has a relay that is written for dnsmasq.
 bool is_relay_used(const Interface& interface);

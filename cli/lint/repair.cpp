@@ -12,10 +12,10 @@
 #include "libcmd/text_policy.h"
 #include "util/json_path.h"
 
-// Each one takes memory until its undo.
+// Each repair takes memory until it is undone.
 constexpr std::size_t kMostRepairs = 2000;
 
-// Empty without a bridge.
+// The dotted path of the bridge's settings; empty if the bridge is not enabled.
 static std::string bridge_network_of(const Json::Value& root) {
   NetworkContext context;
   context.bridge_primary_interface = string_at(root, "wired.bridge.primary_interface").value_or("");
@@ -36,7 +36,7 @@ Repair::~Repair() {
     (*step)();
 }
 
-// The beginning of a refused string, before what it is refused for.
+// The first part of a refused string that consists of harmless characters only.
 static Json::Value plain_part(const Json::Value& value) {
   constexpr char kPlain[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._-:/";
   const std::string text = text_of(value);
@@ -44,7 +44,7 @@ static Json::Value plain_part(const Json::Value& value) {
   return text.substr(begin, text.find_first_not_of(kPlain, begin) - begin);
 }
 
-// A string without characters that deceive; nothing if it has none.
+// The string without deceptive characters; nothing if it has none.
 static std::optional<Json::Value> plain_string(const Json::Value& value) {
   if (!value.isString()) return std::nullopt;
   const std::string text = value.asString();
@@ -52,7 +52,8 @@ static std::optional<Json::Value> plain_string(const Json::Value& value) {
   return plain == text ? std::nullopt : std::optional(Json::Value(plain));
 }
 
-// Whether the value is of the right type, and out of range: a warning.
+// Whether the schema requires an integer and the value is one. If that is not allowed, it is out of range,
+// which is only a warning.
 static bool is_number_of(const Json::Value& schema, const Json::Value& value) {
   return schema["type"] == "integer" && value.isInt();
 }
@@ -96,7 +97,7 @@ void Repair::visit_object(const std::string& name, Json::Value& object, const Js
   for (auto member = object.begin(); member != object.end(); ++member)
     if (const Json::Value* known = member_schema(schema, member.name()))
       visit(member.name(), *member, *known, &at);
-  // What was missing may have moved here from inside.
+  // The missing "enable" may have moved here from an inner object.
   if (needs_enable && !object.isMember("enable")) complete(at, "enable", true);
   complete_port(at);
 }
@@ -108,7 +109,7 @@ bool Repair::is_of_bridge(const Level& level, const std::string& key) const {
 
 // --- Values
 
-// What replaces a value has its location.
+// Gives a replacement the location of the value that it replaces.
 static void set_range(Json::Value& value, TextRange range) {
   value.setOffsetStart(range.begin);
   value.setOffsetLimit(range.end);
@@ -163,7 +164,7 @@ void Repair::complete(MutableLevel& at, const std::string& key, Json::Value like
   add_member(at.object, key, std::move(likely));
 }
 
-// Adds what an enabled port cannot do without.
+// Adds the "network" and the "mode" that an enabled port needs.
 void Repair::complete_port(MutableLevel& at) {
   const Json::Value* network = member_schema(at.level.schema, "network");
   if (network != nullptr && member_schema(*network, "mode") != nullptr && is_enabled(at.object) &&
@@ -175,7 +176,8 @@ void Repair::complete_port(MutableLevel& at) {
     complete(at, "mode", example_of(*mode));
 }
 
-// Returns whether there is room for it.
+// Moves a key to the object where it is known. Returns false if that object already has the key, or if a
+// value on the path to it is not an object.
 bool Repair::move_home(MutableLevel& at, const std::string& key, const Home& home) {
   MutableLevel* reader = &at;
   while (&reader->level != home.level)
@@ -193,8 +195,8 @@ bool Repair::move_home(MutableLevel& at, const std::string& key, const Home& hom
   return true;
 }
 
-// Moves a key to the object right around, or to one right inside, that lacks it. Returns whether there is
-// one.
+// Moves a key to the enclosing object, or to an object directly inside, that knows the key and lacks it.
+// Returns false if there is no such object.
 bool Repair::move_beside(MutableLevel& at, const std::string& key) {
   Json::Value* beside = nullptr;
   const auto consider = [&](Json::Value& object, const Json::Value& schema) {
@@ -202,7 +204,7 @@ bool Repair::move_beside(MutableLevel& at, const std::string& key) {
     if (beside == nullptr && is_room) beside = &object;
   };
   if (at.around != nullptr) consider(at.around->object, at.around->level.schema);
-  // The known keys, which are few: an object may have any number of others.
+  // Only the known keys, which are few: an object may have any number of others.
   const Json::Value& members = at.level.schema["properties"];
   for (auto member = members.begin(); member != members.end(); ++member)
     if (at.object.isMember(member.name())) consider(at.object[member.name()], *member);
@@ -217,14 +219,14 @@ void Repair::move(Json::Value& from, const std::string& key, Json::Value& to, co
   undo_.emplace_back([&old_location, &new_location] { new_location.swap(old_location); });
 }
 
-// Whether a value may be one that is missing.
+// Whether the value may be that of a missing member with this schema.
 static bool fits(const Json::Value& value, const Json::Value& schema) {
   if (!is_allowed_by(value, schema)) return false;
   if (schema["format"] == "ipv4") return parse_ipv4(value.asString()).has_value();
-  // Of an address, which may be of either family.
+  // "anyOf" describes an address of either family.
   if (schema.isMember("anyOf")) return is_ip_address(value.asString());
   if (!value.isObject()) return true;
-  // Most keys of an object are known.
+  // Most keys of the object must be known.
   const std::vector<std::string> keys = value.getMemberNames();
   const auto known = std::count_if(keys.begin(), keys.end(), [&schema](const std::string& key) {
     return member_schema(schema, key) != nullptr;
@@ -232,13 +234,13 @@ static bool fits(const Json::Value& value, const Json::Value& schema) {
   return 2 * static_cast<std::size_t>(known) > keys.size();
 }
 
-// Under a key like no other, a value may be any that is missing.
+// Adds the value of an unrecognizable key as each missing member that it fits.
 void Repair::fill_missing(MutableLevel& at, const Json::Value& value) {
   const Json::Value& members = at.level.schema["properties"];
   for (auto member = members.begin(); member != members.end(); ++member) {
     if (at.object.isMember(member.name()) || !fits(value, *member)) continue;
     add_member(at.object, member.name(), value);
-    // A large one is not copied more often.
+    // Do not copy a large value more than once.
     if (value.isObject() || value.isArray()) return;
   }
 }

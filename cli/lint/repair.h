@@ -1,7 +1,7 @@
 #pragma once
 
-// A configuration as it was probably meant. What a rule finds in the file, but not there, only follows from a
-// value that cannot be read, and that value has a finding of its own.
+// Repairs a configuration to what was probably intended. A finding that disappears with the repair only
+// follows from a value that cannot be read, and that value has its own finding.
 
 #include <json/json.h>
 
@@ -13,22 +13,24 @@
 #include "cli/lint/finding.h"
 #include "cli/lint/schema_level.h"
 
-// Replaces with likely values those that the schema does not allow and of strings that are refused,
-// and moves values to the keys that they were probably to have, until its end. Only so many are repaired.
+// Replaces values that the schema does not allow, and strings that are refused, by likely values, and moves
+// values to the keys that they were probably meant for. The destructor undoes this. The number of repairs is
+// limited.
 class Repair {
  public:
-  // What to repair: what is an error, or also what is a warning, as a doubtful key and a missing "enable".
+  // Repairs the causes of errors. If `least` is kWarning, also repairs those of warnings, such as a doubtful
+  // key or a missing "enable".
   Repair(Source& source, Severity least);
   ~Repair();
   Repair(const Repair&) = delete;
   Repair& operator=(const Repair&) = delete;
 
-  // Whether there is anything to repair.
+  // Whether anything was repaired.
   bool is_needed() const {
     return !undo_.empty();
   }
 
-  // The values that are replaced, and the objects that get what they lack.
+  // The locations of the replaced values, and of the objects that got a missing member.
   const LocationSet& replaced() const {
     return replaced_;
   }
@@ -56,7 +58,7 @@ class Repair {
   bool is_of_bridge(const Level& level, const std::string& key) const;
 
   Severity least_;
-  std::string bridge_network_;  // the dotted path of the settings of the bridge, which have any name
+  std::string bridge_network_;  // the dotted path of the bridge's settings, whose key may have any name
   std::vector<const Json::Value*> refused_;  // sorted
   LocationSet replaced_;
   std::vector<std::function<void()>> undo_;

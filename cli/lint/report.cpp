@@ -12,8 +12,8 @@ const char* word_for(Severity severity) {
   return severity == Severity::kError ? "error" : "warning";
 }
 
-// Replaces the bytes of strings and numbers with asterisks: all below `value` if it is secret, and otherwise
-// those of its members that are.
+// Replaces the bytes of secret strings and numbers with asterisks: everything in `value` if it is secret,
+// otherwise its secret members.
 static void hide_secrets(const Json::Value& value, bool is_secret, std::string& text) {
   for (auto member = value.begin(); member != value.end(); ++member)
     hide_secrets(*member, is_secret || (value.isObject() && is_secret_name(member.name())), text);
@@ -46,7 +46,7 @@ void count(const Judgement& judgement, Summary& summary) {
     summary.allowed += 1 + allowed.finding.unlisted;
 }
 
-// "network.json: error: and 17 more [wrong-type]" for each rule that found more than are listed.
+// "network.json: error: and 17 more [wrong-type]" for each rule with unlisted findings.
 static std::string unlisted_report(const Source& source, const std::vector<Finding>& findings, bool color) {
   std::string report;
   for (const Finding& finding : findings) {
@@ -59,7 +59,7 @@ static std::string unlisted_report(const Source& source, const std::vector<Findi
 
 namespace {
 
-// The lines about one location each: "network.json:14:9: note: already the network of eth0".
+// Makes lines that are about one location each: "network.json:14:9: note: already the network of eth0".
 class Lines {
  public:
   Lines(const Source& source, const TextStyle& style)
@@ -86,7 +86,8 @@ class Lines {
 
 }  // namespace
 
-// "network.json:4:18: note: replace with 24" for each edit; the line of the finding is not shown twice.
+// "network.json:4:18: note: replace with 24" for each edit. The excerpt is omitted if the edit begins where
+// the finding does, whose excerpt is already shown.
 static std::string notes_of_fix(const Lines& lines, const Source& source, const Finding& finding,
                                 const TextStyle& style) {
   std::string notes;

@@ -1,6 +1,6 @@
 #pragma once
 
-// Findings as text for readers, and their number.
+// Reports of findings as text, and their summary.
 
 #include <cstddef>
 #include <string>
@@ -20,10 +20,10 @@ struct Summary {
 // "error" or "warning".
 const char* word_for(Severity severity);
 
-// Adds those in one file.
+// Adds the findings in one file to the summary.
 void count(const Judgement& judgement, Summary& summary);
 
-// The text of the configuration with asterisks instead of its keys. Each byte keeps its offset.
+// The text of the configuration with asterisks in place of secret keys. Each byte keeps its offset.
 std::string text_without_secrets(const Source& source);
 
 struct TextStyle {
@@ -32,9 +32,9 @@ struct TextStyle {
   std::size_t columns = 80;  // of the terminal, for which excerpts are cut
 };
 
-// One line for each finding, as compilers print them, and a note for each related location and each
-// edit of a fix that the message does not mention. The findings are
-// in the order of the text. Behind them stands for each rule how many more it found.
+// One line for each finding, in the format of compilers, with a note for each related location and for each
+// edit of a fix that the message does not mention. The findings are in file order. A line for each rule with
+// unlisted findings follows, with their number.
 std::string text_report(const Source& source, const std::vector<Finding>& findings, const TextStyle& style);
 
 // "2 errors and 1 warning in 3 files", and how many findings are allowed if any are.

@@ -6,11 +6,11 @@
 #include "cli/config_file/text_positions.h"
 #include "cli/lint/report.h"
 
-// What must not stand in a command as it is: in a message, and also in a property.
+// Characters that are escaped in the message and in the properties of a command.
 constexpr char kSpecialInMessage[] = "%\r\n";
 constexpr char kSpecialInProperty[] = "%\r\n:,";
 
-// The text with "%3A" for each colon that is special, and the like.
+// The text with special characters escaped, such as "%3A" for a colon.
 static std::string escaped(const std::string& text, std::string_view special) {
   constexpr char kDigits[] = "0123456789ABCDEF";
   std::string result;
@@ -33,7 +33,7 @@ static std::string command_for(const Source& source, const Finding& finding, con
          "\n";
 }
 
-// GitHub refuses columns where the lines differ.
+// GitHub rejects columns if the range spans several lines.
 static std::string location_of(TextRange range, const TextPositions& positions) {
   const TextPosition begin = positions.at(range.begin);
   const TextPosition end = positions.at(range.end);

@@ -1,6 +1,6 @@
 #pragma once
 
-// Findings as workflow commands of GitHub Actions, which shows them beside the lines of a pull request.
+// Findings as workflow commands of GitHub Actions, which shows them next to the lines of a pull request.
 
 #include <string>
 #include <vector>
@@ -8,6 +8,6 @@
 #include "cli/config_file/source.h"
 #include "cli/lint/finding.h"
 
-// A line for each finding; its message has the related locations, too. Behind them stands for each rule how
-// many more it found.
+// One line for each finding, whose message includes its related locations. A line for each rule with
+// unlisted findings follows, with their number.
 std::string github_report(const Source& source, const std::vector<Finding>& findings);

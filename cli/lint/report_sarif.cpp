@@ -9,8 +9,8 @@
 #include "cli/lint/rule_page.h"
 #include "cli/lint/rules.h"
 
-// A relative path, or "file:///etc/lanfab/network.json". All but letters, digits, and what no part of a URI
-// begins or ends with is percent-encoded.
+// The URI of a file: a relative path, or "file:///etc/lanfab/network.json". All characters except letters,
+// digits and "-._~/" are percent-encoded.
 static std::string uri_of(const std::string& path) {
   constexpr std::string_view kUnreserved = "-._~/";
   constexpr char kDigits[] = "0123456789ABCDEF";
@@ -24,7 +24,8 @@ static std::string uri_of(const std::string& path) {
   return uri;
 }
 
-// The text as a message, in which braces enclose the number of an argument and "[text](target)" is a link.
+// The text as a message. Escapes braces, which enclose the number of an argument, and the brackets of a text
+// that might have a link, "[text](target)".
 static Json::Value message_of(const std::string& text) {
   const bool has_link = text.find("](") != std::string::npos;
   std::string escaped;
@@ -57,7 +58,7 @@ static Json::Value location_in(const Source& source, const Json::Value& region) 
   return location;
 }
 
-// All edits together.
+// A fix that consists of all edits.
 static Json::Value fix_in(const Source& source, const std::vector<Edit>& edits,
                           const TextPositions& positions) {
   Json::Value change(Json::objectValue);
@@ -80,7 +81,7 @@ static int index_of(const std::string& rule) {
   return static_cast<int>(found - rules.begin());
 }
 
-// Without a location.
+// A result without a location.
 static Json::Value result_for(const Finding& finding, const std::string& message,
                               const Json::Value& suppressions) {
   Json::Value result(Json::objectValue);
@@ -88,7 +89,7 @@ static Json::Value result_for(const Finding& finding, const std::string& message
   result["ruleIndex"] = index_of(finding.rule);
   result["level"] = word_for(finding.severity);
   result["message"] = message_of(message);
-  // Empty if there are none: without the list, nobody knows.
+  // An empty list means that the finding is not suppressed; without a list, that would be unknown.
   result["suppressions"] = suppressions;
   return result;
 }
@@ -99,7 +100,7 @@ static Json::Value suppressions_of(const AllowedFinding& allowed) {
   return suppressions;
 }
 
-// How deep a result is in the report.
+// The nesting depth of a result in the report.
 constexpr std::size_t kResultDepth = 4;
 
 static void add_result(const Json::Value& result, std::string& results) {
@@ -159,7 +160,7 @@ static Json::Value descriptor_of(const Rule& rule) {
   return descriptor;
 }
 
-// The report without results.
+// The report with an empty list of results.
 static Json::Value log_with(const Json::Value& notifications) {
   Json::Value run(Json::objectValue);
   Json::Value& driver = run["tool"]["driver"];
@@ -183,7 +184,7 @@ static Json::Value log_with(const Json::Value& notifications) {
 std::string SarifReport::text() const {
   std::string text = Json::writeString(Json::StreamWriterBuilder(), log_with(notifications_));
   if (results_.empty()) return text;
-  // Within a string its quotes would be escaped.
+  // No string in the report can contain this text, since its quotes would be escaped.
   constexpr std::string_view kNone = "\"results\" : []";
   const std::size_t offset = text.find(kNone);
   const std::string indentation(kResultDepth - 1, '\t');

@@ -19,13 +19,13 @@
 
 namespace {
 
-// Why an interface gets no routes, and where that is decided.
+// Why an interface gets no routes, and the locations that cause it.
 struct Hindrance {
   std::string message;
   std::vector<RelatedLocation> related;
 };
 
-// Finds the hindrance of each interface; nothing for one whose missing setting has a finding of its own.
+// Finds the hindrance of an interface; nothing if another rule reports the missing setting.
 class MissingInterfaces {
  public:
   explicit MissingInterfaces(const Site& site)
@@ -73,7 +73,7 @@ class MissingInterfaces {
     return number >= 1 && number <= tunnels_ && name == gre_tunnel_name(static_cast<int>(number - 1));
   }
 
-  // `object`, unless it is null, is what is not enabled.
+  // `object` is the disabled object, or null.
   static Hindrance off(std::string message, const Json::Value* object) {
     Hindrance hindrance{std::move(message), {}};
     if (object == nullptr) return hindrance;
@@ -127,7 +127,7 @@ class MissingInterfaces {
   }
 
   std::optional<Hindrance> of_vlan_in_passthrough(const std::string& name, const std::string& port) const {
-    // Without a mode, or with another port in pass-through, the port has a finding of its own.
+    // Other rules report a port without a mode, and a second port in pass-through.
     if (site_.find_interface(port) == nullptr) return std::nullopt;
     return Hindrance{
         port + ", the port of " + name + ", is in pass-through, without VLANs",
@@ -147,7 +147,7 @@ void route_without_interface(const Site& site, Findings& findings) {
   const MissingInterfaces missing(site);
   for (const Json::Value& route : array_at(site.root, "static_routes")) {
     std::string name;
-    // A name that is too long for the kernel has a finding of its own.
+    // interface_name_too_long reports a name that is too long for the kernel.
     if (!is_enabled(route)) continue;
     if (!get_static_route_interface(route, name)) {
       findings.add(location_of(route, "interface"), "the route has no \"interface\"");

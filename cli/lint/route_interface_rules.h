@@ -1,6 +1,6 @@
 #pragma once
 
-// The interfaces that static routes name.
+// The rule about the interfaces of static routes.
 
 #include "cli/lint/finding.h"
 #include "cli/lint/site.h"

@@ -5,8 +5,8 @@
 #include "cli/lint/connected_networks.h"
 #include "cli/lint/route_rules.h"
 
-// Calls `report` with each route to a network that the gateway is in or to a part of it, unless the route
-// leads straight to that network.
+// Calls `report` with each static route to a connected network or a part of it, with its destination, and
+// with that network. Skips routes that lead straight to the network.
 static void for_each_route_inside(
     const Site& site,
     const std::function<void(const StaticRoute&, const Subnet&, const ConnectedNetwork&)>& report) {
@@ -28,7 +28,7 @@ static FindingDetails details_of(const ConnectedNetwork& network) {
 void route_to_own_network(const Site& site, Findings& findings) {
   for_each_route_inside(site, [&](const StaticRoute& route, const Subnet& destination,
                                   const ConnectedNetwork& network) {
-    // With a metric it is used only while the interface is down.
+    // A route with a metric is used only while the interface is down.
     if (destination.prefix != network.subnet.prefix || route.written.metric) return;
     findings.add(location_of(*route.settings, "ipv4"),
                  to_text(destination) + " is already the network of " + network.owner, details_of(network));

@@ -1,6 +1,6 @@
 #pragma once
 
-// Static routes to networks that the gateway is in itself.
+// Rules about static routes to networks that the gateway itself is in.
 
 #include "cli/lint/finding.h"
 #include "cli/lint/site.h"

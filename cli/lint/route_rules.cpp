@@ -52,7 +52,7 @@ void gateway_without_address(const Site& site, Findings& findings) {
 
 namespace {
 
-// By interface, the destinations of the static routes that lead straight to it.
+// The destinations of the static routes that lead straight to an interface, by its name.
 using DirectRoutes = std::unordered_map<std::string, std::vector<Subnet>>;
 
 }  // namespace
@@ -66,7 +66,7 @@ static DirectRoutes direct_routes(const Site& site) {
   return routes;
 }
 
-// Whether the subnet of the static address is among them, as the first.
+// Whether the first of these addresses is the static address.
 static bool has_static_subnet(const Interface& interface, const std::vector<OwnAddress>& addresses) {
   return !addresses.empty() && addresses.front().address == interface.address();
 }
@@ -76,7 +76,7 @@ static bool is_in_subnet(const std::vector<OwnAddress>& addresses, Ipv4 address)
                      [address](const OwnAddress& own) { return own.subnet.contains(address); });
 }
 
-// What the gateway is on an interface with these addresses, if it is no other host's.
+// Why the gateway cannot be another host on an interface with these addresses; nothing if it can.
 static std::optional<std::string> special_role(const std::vector<OwnAddress>& addresses, Ipv4 gateway) {
   for (const OwnAddress& own : addresses) {
     if (gateway == own.address) return to_text(gateway) + " is the interface's own address";
@@ -85,7 +85,8 @@ static std::optional<std::string> special_role(const std::vector<OwnAddress>& ad
   return std::nullopt;
 }
 
-// Why the kernel never gets a default route by this gateway, or one that leads nowhere; nothing when it does.
+// Why the kernel never gets a default route via this gateway, or gets one that leads nowhere; nothing if the
+// route works.
 static std::optional<std::string> why_unreachable(const Interface& interface,
                                                   const std::vector<OwnAddress>& addresses, Ipv4 gateway,
                                                   const DirectRoutes& direct) {
@@ -106,7 +107,7 @@ void gateway_unreachable(const Site& site, Findings& findings) {
     const std::optional<Ipv4> gateway = parse_ipv4(interface.unit.default_gateway().value_or(""));
     const std::vector<OwnAddress> addresses = site.addresses_of(interface);
     if (!gateway || !has_static_subnet(interface, addresses)) continue;
-    // Of two interfaces of one name, only the first can have its way.
+    // If two interfaces have the same name, only the first one takes effect.
     if (site.find_interface(interface.name) != &interface) continue;
     if (const auto reason = why_unreachable(interface, addresses, *gateway, direct))
       findings.add(location_of(*interface.network, "gateway"), *reason,
@@ -116,7 +117,8 @@ void gateway_unreachable(const Site& site, Findings& findings) {
   }
 }
 
-// What the kernel refuses as a gateway even where it need not be in a subnet of the interface.
+// Why the kernel rejects the gateway, even if it need not be in a subnet of the interface; nothing if the
+// kernel accepts it.
 static std::optional<std::string> why_unusable(const std::vector<OwnAddress>& addresses, Ipv4 gateway) {
   constexpr Ipv4 kFirstMulticast = 224;
   constexpr Ipv4 kLastMulticast = 239;
@@ -143,7 +145,7 @@ void route_gateway_unusable(const Site& site, Findings& findings) {
   }
 }
 
-// The connected network of another interface that the gateway of a route is in; null without one.
+// The connected network of another interface that contains the gateway of a route; null if there is none.
 static const Route* network_elsewhere(const Site& site, const StaticRoute& route, Ipv4 gateway) {
   const Route* network = site.reachability().find_connected(gateway);
   return network != nullptr && network->owner != route.interface_name ? network : nullptr;
@@ -164,7 +166,7 @@ void route_gateway_outside(const Site& site, Findings& findings) {
           to_text(*gateway) + " is in the network of " + network->owner + ", not of " + route.interface_name,
           related_to(*network->location, "the network of " + network->owner));
     } else if (route.interface != nullptr && has_static_subnet(*route.interface, addresses)) {
-      // Nobody knows here the subnets of the cellular link and of a DHCP client.
+      // The subnets of the cellular link and of a DHCP client are not known here.
       findings.add(location,
                    to_text(*gateway) + " is outside " + to_text(addresses.front().subnet) +
                        ", the network of " + route.interface_name,
@@ -195,7 +197,7 @@ void route_gateway_in_passthrough(const Site& site, Findings& findings) {
   }
 }
 
-// Where the metric of a route is, or what the route comes from.
+// The location of a route's metric; if it has none, that of its gateway, or else that of the route.
 static const Json::Value* metric_location(const Json::Value& settings) {
   const Json::Value& gateway = location_of(settings, "gateway");
   const Json::Value& metric = location_of(settings, "metric");
@@ -203,7 +205,7 @@ static const Json::Value* metric_location(const Json::Value& settings) {
 }
 
 static void add_interface_defaults(const Site& site, std::vector<DefaultRoute>& routes) {
-  // What systemd-networkd gives the routes of DHCP.
+  // The metric that systemd-networkd gives to DHCP routes.
   constexpr int kDhcpMetric = 1024;
   for (const Interface& interface : site.interfaces) {
     if (site.find_interface(interface.name) != &interface) continue;
@@ -225,7 +227,8 @@ static void add_cellular_default(const Site& site, std::vector<DefaultRoute>& ro
   routes.push_back({"the cellular link", metric, &cell, &location_of(cell, "metric")});
 }
 
-// Whether the route takes the packets of its own tunnel, too, which has a finding of its own.
+// Whether a default route into the tunnel also takes the tunnel's own packets, which tunnel_through_itself
+// reports.
 static bool is_own_way(const Site& site, const GreTunnel& tunnel) {
   const std::optional<Ipv4> remote = parse_ipv4(tunnel.remote_ip.value_or(""));
   const Route* way = remote ? site.reachability().find(*remote) : nullptr;
@@ -300,7 +303,7 @@ void route_twice(const Site& site, Findings& findings) {
   std::map<std::tuple<Ipv4, int, int>, const StaticRoute*> routes;
   for (const StaticRoute& route : site.routes) {
     const std::optional<Subnet> destination = route.destination();
-    // Default routes are compared with those of the interfaces.
+    // default_routes_alike compares default routes.
     if (!destination || destination->prefix == 0) continue;
     const int metric = route.written.metric.value_or(0);
     const auto [known, is_new] =

@@ -1,6 +1,6 @@
 #pragma once
 
-// Gateways, default routes and static routes.
+// Rules about gateways, default routes and static routes.
 
 #include "cli/lint/finding.h"
 #include "cli/lint/site.h"
@@ -18,16 +18,17 @@ void route_incomplete(const Site& site, Findings& findings);
 void route_host_bits(const Site& site, Findings& findings);
 void route_twice(const Site& site, Findings& findings);
 
-// A default route that the main routing table gets.
+// A default route in the main routing table.
 struct DefaultRoute {
   std::string owner;  // the interface: "eth0", "the cellular link"
   int metric;
-  // What asks for it: a "network" object, "wireless.cell", a static route, a network behind a tunnel.
+  // The object that configures it: a "network" object, "wireless.cell", a static route, a network behind a
+  // tunnel.
   const Json::Value* settings;
-  const Json::Value* location;  // of its metric
+  const Json::Value* location;  // of its metric, or else of the route
 };
 
 std::vector<DefaultRoute> default_routes_of(const Site& site);
 
-// The gateway of a route, if its section has one.
+// The gateway that is written for a static route; nothing if there is none.
 std::optional<std::string> written_gateway_of(const StaticRoute& route);

@@ -5,10 +5,10 @@
 #include "cli/base/terminal.h"
 #include "cli/lint/report.h"
 
-// docs/checks.md.
+// The contents of docs/checks.md.
 extern const std::string_view kChecksPage;
 
-// The part of the page that begins with the heading of the rule, and ends before the next one.
+// The section of the rule, from its heading to the next one; empty if the page has none.
 static std::string_view section_of(const Rule& rule) {
   const std::string heading = std::string("\n### ") + rule.name + " (" + word_for(rule.severity) + ")\n";
   const std::size_t begin = kChecksPage.find(heading);
@@ -17,7 +17,7 @@ static std::string_view section_of(const Rule& rule) {
   return rest.substr(0, rest.find("\n\n#"));
 }
 
-// Removes the first line from the text, and returns it without its end.
+// Removes the first line from the text, and returns it without its newline.
 static std::string_view take_line(std::string_view& text) {
   const std::string_view line = text.substr(0, text.find('\n'));
   text.remove_prefix(std::min(line.size() + 1, text.size()));

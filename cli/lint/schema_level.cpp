@@ -13,15 +13,16 @@ std::optional<std::string> nearest_key(const Level& level, const std::string& ke
   return nearest(key, candidates);
 }
 
-// Whether there is anything in a value.
+// Whether the value is neither empty nor null nor false.
 static bool has_content(const Json::Value& value) {
   if (value.isObject() || value.isArray() || value.isNull()) return !value.empty();
   if (value.isString()) return !value.asString().empty();
   return !value.isBool() || value.asBool();
 }
 
-// Whether the settings of a "dhcp" object count without "enable": automatic pass-through serves anyway, and
-// an enabled relay replaces the server. A mode that cannot be read may be any.
+// Whether the settings of a "dhcp" object may have an effect without "enable": automatic pass-through always
+// serves DHCP, and an enabled relay replaces the server. A mode that cannot be read may be automatic
+// pass-through.
 static bool may_be_served_otherwise(const Level& level) {
   if (level.name != "dhcp") return false;
   const Json::Value& mode = level.around->object["mode"];
@@ -68,7 +69,8 @@ void for_each_level(const Json::Value& root, const std::function<void(const Leve
   visit("", root, configuration_schema(), nullptr, judge);
 }
 
-// The path from this schema to the next object inside that knows the key, at most `depth` objects further in.
+// The dotted path from this schema to the nearest object inside that knows the key, at most `depth` levels
+// down; nothing if there is none.
 static std::optional<std::string> home_inside(const Json::Value& schema, const std::string& key, int depth) {
   const Json::Value& members = schema["properties"];
   for (const std::string& name : members.getMemberNames())

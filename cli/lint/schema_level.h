@@ -1,6 +1,6 @@
 #pragma once
 
-// The objects of a configuration that the schema describes, and keys that the schema does not know there.
+// Objects of a configuration that the schema describes, and keys that the schema does not know in them.
 
 #include <json/json.h>
 
@@ -8,19 +8,19 @@
 #include <optional>
 #include <string>
 
-// An object of the configuration, among those around it.
+// An object of the configuration, with a link to the object around it.
 struct Level {
   std::string name;  // the key of the object, or of the array that it is in
   const Json::Value& object;
   const Json::Value& schema;
   const Level* around;  // null for the configuration itself
 
-  // Whether only this program reads the object.
+  // Whether only cmd_lanfab reads the object, so that every unknown key in it is an error.
   bool is_closed() const {
     return schema.isMember("additionalProperties");
   }
 
-  // Whether it is an element of a list.
+  // Whether the object is an element of an array.
   bool is_element() const {
     return around != nullptr && around->schema["properties"][name]["type"] == "array";
   }
@@ -32,33 +32,33 @@ struct Level {
   }
 };
 
-// Whether the object has settings that need an "enable", and none: not under an object that is disabled on
-// purpose, by false.
+// Whether the object has settings that need an "enable", but no "enable". False if is_off().
 bool lacks_enable(const Level& level);
 
-// Whether the object, or one around it, is disabled by false.
+// Whether "enable" is explicitly false in the object or in one around it. An object that works while the
+// next one around it is disabled ignores that one.
 bool is_off(const Level& level);
 
 // Calls `judge` with each object of the configuration that the schema describes, the outer ones first.
 void for_each_level(const Json::Value& root, const std::function<void(const Level&)>& judge);
 
-// Where a key is known that is not known where it stands.
+// The object in which a misplaced key is known.
 struct Home {
   const Level* level;
-  std::string inside;  // the dotted path of an object below the level's own; empty for the level's own
+  std::string inside;  // the dotted path of an object inside the level's own; empty for the level's own
 };
 
-// The known key of this level that a key was probably to be. With `absent_only` a key that the object has is
-// not a candidate.
+// The known key of this level that a misspelled key was probably meant to be; nothing if there is none. With
+// `absent_only`, keys that the object already has are not candidates.
 std::optional<std::string> nearest_key(const Level& level, const std::string& key, bool absent_only);
 
-// The nearest object that knows the key: one around the level's or, failing that, one inside it, at most
-// `depth` objects further in. Never for "enable", which too many objects know.
+// The nearest object that knows the key: one around that of the level or, failing that, one inside it, at
+// most `depth` levels down. Nothing if there is none, and for "enable", which too many objects know.
 std::optional<Home> home_of(const Level& level, const std::string& key, int depth);
 
-// Whether a key of a shared object, which may be another program's, was probably to be there: the key is
-// missing there, one object further in or out.
+// Whether an unknown key of a shared object, which may belong to another program, was probably meant to be
+// in `home`: that is within the object or the next one around it, and lacks the key.
 bool is_likely_home(const Level& level, const std::string& key, const Home& home);
 
-// From "eth0" to "network.advanced.vlan".
+// The maximum depth for home_of(): from "eth0" to "network.advanced.vlan".
 inline constexpr int kMaxHomeDepth = 3;

@@ -13,7 +13,7 @@
 
 // --- Types and ranges
 
-// A type, as a message says what is expected.
+// The expected type in a message.
 static const char* words_for_type(const std::string& type) {
   if (type == "object") return "an object";
   if (type == "array") return "an array";
@@ -21,7 +21,7 @@ static const char* words_for_type(const std::string& type) {
   return type == "integer" ? "an integer" : "true or false";
 }
 
-// What a value is, in contrast to the expected type.
+// The value in a message, in contrast to the expected type.
 static std::string words_for(const Json::Value& value, const std::string& expected_type) {
   switch (value.type()) {
     case Json::nullValue:
@@ -49,7 +49,7 @@ static std::string mismatch(const Violation& violation) {
 void wrong_type(const Site& site, Findings& findings) {
   for_each_violation(site.root, [&](const Violation& violation) {
     if (violation.kind != Violation::Kind::kWrongType) return;
-    // jsoncpp takes null for an object or an array without members.
+    // jsoncpp treats null as an empty object or array.
     const std::string type = (*violation.schema)["type"].asString();
     const bool is_empty = violation.value->isNull() && (type == "object" || type == "array");
     findings.add(*violation.value,
@@ -98,7 +98,7 @@ void unknown_word(const Site& site, Findings& findings) {
 
 // --- Keys
 
-// What to do with a key that the schema does not know.
+// Receives a key that the schema does not know.
 using Judge = std::function<void(const Level& level, const std::string& key, const Json::Value& value)>;
 
 static void for_each_unknown_key(const Site& site, const Judge& judge) {
@@ -110,8 +110,8 @@ static void for_each_unknown_key(const Site& site, const Judge& judge) {
   });
 }
 
-// The details of a finding about a key that is not known, given its value: the fix is the known key that is
-// certainly meant, unless the object has that, too.
+// The details of a finding about an unknown key with this value. The fix renames it to the known key that is
+// certainly meant; there is no fix if the object already has that key.
 static FindingDetails write_known_key(const std::string& text, const Level& level, const std::string& key,
                                       const Json::Value& value) {
   const auto meant = certainly_meant(key, level.schema["properties"].getMemberNames());
@@ -127,7 +127,7 @@ static std::string is_read_in(const std::string& key, const std::string& home) {
   return quoted(key) + " is read in " + quoted(home) + ", not here";
 }
 
-// Where a known key at the wrong level is read.
+// A message about where a misplaced key is read; nothing if no object nearby knows the key.
 static std::optional<std::string> home_message(const Level& level, const std::string& key) {
   const std::optional<Home> home = home_of(level, key, kMaxHomeDepth);
   if (!home) return std::nullopt;
@@ -137,7 +137,8 @@ static std::optional<std::string> home_message(const Level& level, const std::st
   return is_read_in(key, reader.around->path_to(reader.name));
 }
 
-// The bridge takes its settings from its primary member, whatever the name of that is.
+// Whether the key is on the path to the settings of the bridge: those of its primary member, which may have
+// any name.
 static bool is_settings_of_bridge(const Site& site, const Level& level, const std::string& key) {
   const std::string beginning = level.path_to(key) + ".";
   return site.context.bridge_enabled &&
@@ -159,7 +160,7 @@ void unknown_key(const Site& site, Findings& findings) {
   });
 }
 
-// The same for a key of a shared object, which may be another program's.
+// The message about a misplaced key of a shared object; nothing if the key may belong to another program.
 static std::optional<std::string> shared_home_message(const Level& level, const std::string& key) {
   const std::optional<Home> home = home_of(level, key, 1);
   if (!home || !is_likely_home(level, key, *home)) return std::nullopt;
@@ -178,7 +179,7 @@ void doubtful_key(const Site& site, Findings& findings) {
   });
 }
 
-// --- Texts
+// --- Strings
 
 void text_refused(const Site& site, Findings& findings) {
   for (const RefusedText& refused : find_refused_texts(site.root))

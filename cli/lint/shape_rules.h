@@ -1,8 +1,8 @@
 #pragma once
 
-// The shape of a configuration: the types of its values, their ranges, unknown words and keys, and strings
-// that would become a directive, a command or a path. These rules judge what is not enabled, too: a key that
-// is wrong, or the type of an "enable", may be why it is not.
+// Rules about the shape of a configuration: types and ranges of values, unknown words and keys, and strings
+// that would become a directive, a command or a path. They also apply to disabled objects, since a wrong
+// key, or an "enable" of the wrong type, may be why an object is disabled.
 
 #include "cli/lint/finding.h"
 #include "cli/lint/site.h"

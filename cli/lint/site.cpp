@@ -80,7 +80,7 @@ void Site::add_ports() {
 }
 
 // Whether the pass-through port is served as a LAN port in some state of the cellular link: without an
-// address, with any gateway, or with the port's own.
+// address, with any gateway, or with the port's own address as its gateway.
 static bool is_ever_ordinary(const NetworkContext* ctx, const char* port) {
   const auto is_ordinary_with = [&](const char* gateway) {
     return choose_passthrough_section(ctx, port, gateway) == PassthroughSection::kOrdinaryPort;
@@ -91,7 +91,7 @@ static bool is_ever_ordinary(const NetworkContext* ctx, const char* port) {
 
 void Site::add_passthrough_port(const std::string& name, const Json::Value& network) {
   LanSections sections;
-  // Its server has rules of its own.
+  // Other rules check its server.
   if (is_ever_ordinary(&context, name.c_str()))
     sections.has_relay = read_port_sections(&context, name.c_str()).has_relay;
   interfaces.emplace_back(Interface::Kind::kPassthroughPort, name, "", network, sections);
@@ -126,7 +126,6 @@ void Site::add_radios() {
     const std::string name = radio.name;
     const bool has_unit = is_wlan_ap_enabled(&context, name.c_str()) &&
                           read_access_point(&context, name.c_str()).network != nullptr;
-    // The context has a copy of its own, but a location is one in the source.
     if (has_unit) {
       interfaces.emplace_back(Interface::Kind::kAccessPoint, name, "",
                               *object_at(root, access_point_network_path(name)),
@@ -157,7 +156,7 @@ void Site::add_routes() {
 
 void Site::add_tunnels() {
   int index = 0;
-  // As read_gre_tunnels does, but without those that are disabled: there may be as many as the file holds.
+  // Like read_gre_tunnels, but without disabled tunnels, of which a file may have very many.
   for (const Json::Value& settings : array_at(root, "tunnels.gre")) {
     GreTunnel tunnel = read_gre_tunnel(index++, settings);
     if (!tunnel.is_enabled) continue;
@@ -184,7 +183,7 @@ bool Site::gets_routes(const std::string& name) const {
 
 static std::optional<OwnAddress> static_address_of(const Interface& interface) {
   const std::optional<Ipv4> address = interface.address();
-  // The unit of any other port leaves a prefix length of 32 out, and systemd-networkd takes another.
+  // The unit of any other interface omits a prefix length of 32, and systemd-networkd then guesses one.
   const bool has_prefix = interface.kind == Interface::Kind::kPassthroughPort
                               ? interface.unit.prefix.has_value()
                               : interface.unit.has_prefix();

@@ -1,8 +1,8 @@
 #pragma once
 
-// What a configuration makes of the gateway: the interfaces that it sets up and the DHCP servers on them. The
-// rules ask here, so that each of them judges only what has an effect. The program's own code decides what
-// has.
+// The gateway as a configuration sets it up: its interfaces, and the DHCP servers on them. Rules query it,
+// so that they only judge settings that have an effect. The code of cmd_lanfab decides which settings have
+// one.
 
 #include <json/json.h>
 
@@ -23,53 +23,53 @@
 #include "tunnels/gre.h"
 #include "tunnels/wireguard.h"
 
-// An interface with an address of its own.
+// An interface that can have its own address; a member of the bridge cannot.
 struct Interface {
   enum class Kind { kPort, kPassthroughPort, kVlan, kBridge, kAccessPoint, kWifiClient };
 
   Kind kind;
   std::string name;            // eth0, eth0.20, br-lan, wlan0
-  std::string port;            // of a VLAN, the port that carries it
+  std::string port;            // the port that carries a VLAN; otherwise empty
   const Json::Value* network;  // its "network" object; never null
-  NetworkUnit unit;            // what its unit has of that; a pass-through port has the rest from the link
-  LanSections sections;        // which dnsmasq gets for it
+  NetworkUnit unit;            // the settings of its unit; a pass-through port gets others from the link
+  LanSections sections;        // its dnsmasq sections
 
   Interface(Kind kind, std::string name, std::string port, const Json::Value& network, LanSections sections);
 
-  // The static address, and its subnet; nothing while it is missing or invalid, and for a DHCP client.
+  // The static address, and its subnet; nothing if it is missing or invalid, and for a DHCP client.
   std::optional<Ipv4> address() const;
   std::optional<Subnet> subnet() const;
 };
 
-// "VLAN", "access point"
+// The kind in a message: "VLAN", "access point".
 const char* word_for(Interface::Kind kind);
 
-// A DHCP server that is enabled on such an interface, or on a VLAN that is not.
+// An enabled DHCP server on an interface or on a disabled VLAN.
 struct DhcpServer {
   const Interface* interface;
   DhcpSection section;
-  // Whether dnsmasq gets a section for it.
+  // Whether a section for it is written for dnsmasq.
   bool is_served;
-  // Whether that is without effect, unless dnsmasq refuses it: nobody is behind a VLAN that is not enabled.
+  // True for the server of a disabled VLAN: it has no clients, but dnsmasq still parses its section.
   bool is_idle;
 };
 
-// An address of an interface, and the value that asks for it.
+// An address of an interface, and the value that it results from.
 struct OwnAddress {
   Ipv4 address;
   Subnet subnet;
   const Json::Value* location;
-  bool is_fixed;  // the configuration can only ask for it, not change it
+  bool is_fixed;  // the configuration can enable it, but not change it
 };
 
-// A static route that is enabled and on an interface that gets routes.
+// An enabled static route on an interface that gets routes.
 struct StaticRoute {
   const Json::Value* settings;  // never null
   RouteSettings written;
   std::string interface_name;
-  const Interface* interface;  // null for the cellular interface, which has its addresses from the link
+  const Interface* interface;  // null for the cellular interface, which gets its addresses from the link
 
-  // Nothing while the address or the netmask is missing or invalid.
+  // The network that the route is for; nothing if the address or the netmask is missing or invalid.
   std::optional<Subnet> destination() const;
 };
 
@@ -77,7 +77,8 @@ class Reachability;
 
 class Site {
  public:
-  // Has the tree of `from` until its end, since two would be large: `from.root` is null meanwhile.
+  // Takes the tree of `from`, since a copy would be large, and returns it in the destructor. Until then,
+  // `from.root` is null.
   explicit Site(Source& from);
   ~Site();
   Site(const Site&) = delete;
@@ -87,24 +88,24 @@ class Site {
   NetworkContext context;
   const Json::Value& root;
   std::vector<Interface> interfaces;
-  // VLANs that are not enabled: dnsmasq gets their servers all the same.
+  // Disabled VLANs. Their DHCP servers are still written for dnsmasq.
   std::vector<Interface> disabled_vlans;
   std::vector<DhcpServer> servers;
   std::vector<StaticRoute> routes;
   std::vector<GreTunnel> tunnels;  // those that get an address
   std::vector<WireguardInterface> wireguard_interfaces;
 
-  // The interface of this name; null when there is none with an address of its own.
+  // The interface with this name; null if there is none that can have its own address.
   const Interface* find_interface(const std::string& name) const;
-  // Whether the static routes on the interface of this name are written.
+  // Whether the static routes on the interface with this name are written.
   bool gets_routes(const std::string& name) const;
-  // The static address and the secondary one, as far as the interface gets them and they have a known subnet.
+  // The static and the secondary address of the interface, if it gets them and their subnets are known.
   std::vector<OwnAddress> addresses_of(const Interface& interface) const;
 
-  // Where packets go. It is made when it is first asked for.
+  // The addresses and routes of the gateway, computed on the first call.
   const Reachability& reachability() const;
 
-  // Whether "eth0" or "eth1" is an enabled LAN port, be it a member of the bridge or not.
+  // Whether the port "eth0" or "eth1" is an enabled LAN port. It may be a member of the bridge.
   bool is_router_port(const std::string& name) const;
 
  private:
@@ -122,8 +123,9 @@ class Site {
   mutable std::unique_ptr<const Reachability> reachability_;
 };
 
-// The text in quotes, as a message names what a configuration calls something; of a long one, the beginning.
+// The string in quotes, for a message; only the beginning of a long string.
 std::string quoted(const std::string& text);
 
-// The value at the dotted path below `object` itself, to point at; `object` when it is missing.
+// The location of the value at the dotted path below `object`: the value itself, or `object` if it is
+// missing.
 const Json::Value& location_of(const Json::Value& object, std::string_view path);

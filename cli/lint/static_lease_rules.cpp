@@ -17,16 +17,16 @@ static std::optional<Ipv4> address_of(const StaticLease& lease) {
 namespace {
 
 struct Owner {
-  std::string name;  // as a message calls it
+  std::string name;  // in a message: "the address of eth0"
   const Json::Value* location;
 };
 
 }  // namespace
 
-// The hosts that dnsmasq knows by their address.
+// The owners of reserved addresses.
 using Owners = std::unordered_map<Ipv4, Owner>;
 
-// dnsmasq keeps an address of a pass-through port for the port itself, by a static lease.
+// dnsmasq reserves an address of a pass-through port for the port itself, with a static lease.
 static void add_passthrough_ports(const Site& site, Owners& owners) {
   for (const Interface& interface : site.interfaces) {
     if (interface.kind != Interface::Kind::kPassthroughPort) continue;
@@ -77,7 +77,7 @@ void lease_address_malformed(const Site& site, Findings& findings) {
   }
 }
 
-// The pass-through port for whose device dnsmasq keeps the address; null when there is none.
+// The pass-through port for whose device dnsmasq reserves the address; null if there is none.
 static const Interface* find_fallback_of(const Site& site, Ipv4 address) {
   const Interface* port = find_passthrough_port(site);
   if (port == nullptr) return nullptr;
@@ -112,7 +112,8 @@ void lease_address_unusable(const Site& site, Findings& findings) {
 // The name by which dnsmasq identifies a device if the string is not a MAC address, in lower case because
 // dnsmasq ignores case; nothing for a string that dnsmasq reads as something else.
 static std::optional<std::string> device_name(std::string text) {
-  // A digit may begin a lease time; the two words mean a device that is not served, and an endless lease.
+  // A string that begins with a digit may be a lease time. "ignore" excludes a device, and "infinite" is a
+  // lease time.
   const bool begins_with_letter = !text.empty() && std::isalpha(static_cast<unsigned char>(text[0])) != 0;
   if (!begins_with_letter || !is_host_name(text) || is_mac_without_colons(text) || text == "ignore" ||
       text == "infinite") {

@@ -1,6 +1,6 @@
 #pragma once
 
-// The static leases of the DHCP servers: devices that get an address by their MAC address.
+// Rules about the static leases of the DHCP servers, which reserve an address for a MAC address.
 
 #include "cli/lint/finding.h"
 #include "cli/lint/site.h"

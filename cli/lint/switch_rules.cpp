@@ -16,7 +16,7 @@ void enable_missing(const Site& site, Findings& findings) {
 
 namespace {
 
-// A value, and the key of the boolean without which it does not count.
+// A value, and the key of the boolean that enables it.
 struct Switched {
   const Json::Value* value;
   std::string key;
@@ -25,13 +25,14 @@ struct Switched {
 
 }  // namespace
 
-// Whether the value asks for something else than what is there without it.
+// Whether the value would have an effect if it were enabled: a nonempty string, or a positive integer other
+// than the default.
 static bool is_wish(const Json::Value& value, const Json::Value& schema) {
   if (value.isString()) return !value.asString().empty();
   return value.isInt() && value.asInt() > 0 && value != schema["default"];
 }
 
-// The values of an object that lack their switch.
+// The values of an object whose switches are missing, in file order.
 static std::vector<Switched> unswitched_values(const Level& level) {
   std::vector<Switched> values;
   for (auto member = level.object.begin(); member != level.object.end(); ++member) {

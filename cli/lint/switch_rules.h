@@ -1,6 +1,7 @@
 #pragma once
 
-// Settings that have no effect because what switches them on is missing. An explicit false is a decision.
+// Rules about settings that have no effect because the key that enables them is missing, and about a gateway
+// that cannot be reached. An explicit false is taken as intended.
 
 #include "cli/lint/finding.h"
 #include "cli/lint/site.h"

@@ -14,7 +14,8 @@ static std::string trimmed(const std::string& text) {
   return begin == std::string::npos ? "" : text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin);
 }
 
-// The number that the text is, as JSON would write it: without a plus sign or a leading zero.
+// Parses an integer in the form that JSON allows, without a plus sign or a leading zero; nothing for any
+// other string.
 static std::optional<int> integer_of(const std::string& text) {
   constexpr std::size_t kMostCharacters = 10;
   const std::size_t begin = text.substr(0, 1) == "-" ? 1 : 0;
@@ -27,7 +28,7 @@ static std::optional<int> integer_of(const std::string& text) {
   return number <= INT32_MAX ? std::optional(static_cast<int>(number)) : std::nullopt;
 }
 
-// The length of the prefix of a dotted netmask, "255.255.255.0".
+// The prefix length of a dotted netmask, "255.255.255.0"; nothing for any other string.
 static std::optional<int> length_of_netmask(const std::string& text) {
   const std::optional<Ipv4> mask = parse_ipv4(text);
   for (int length = 0; mask && length <= 32; ++length)
@@ -66,7 +67,7 @@ static std::optional<bool> boolean_meant(const Json::Value& value) {
   return std::nullopt;
 }
 
-// Whether a string may be a number alone, such as a lease time in seconds; its default is one, then.
+// Whether the string may be a number alone, such as a lease time in seconds. Then its default is one, too.
 static bool may_be_number(const Json::Value& schema) {
   const std::string usual = schema["default"].asString();
   return !usual.empty() && usual[0] >= '0' && usual[0] <= '9';
@@ -99,7 +100,7 @@ FindingDetails write_string_instead(const Json::Value& value, const std::string&
   return {{}, {replace_value(value, string_literal(text))}};
 }
 
-// Whether a key of the object was probably to be this one.
+// Whether a key of the object is probably a misspelling of this one.
 static bool has_misspelt(const Json::Value& object, const std::string& key) {
   const std::vector<std::string> keys = object.getMemberNames();
   return std::any_of(keys.begin(), keys.end(),

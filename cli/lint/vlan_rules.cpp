@@ -11,7 +11,7 @@
 #include "config/ports.h"
 #include "platform/libcmd.h"
 
-// Calls `judge` with the port and the entry of each VLAN that is enabled on a port that carries VLANs.
+// Calls `judge` with the port and the settings of each enabled VLAN on a LAN port.
 template <typename Judge>
 static void for_each_vlan(const Site& site, Judge judge) {
   for (const EthernetPort& each : kEthernetPorts) {
@@ -60,7 +60,7 @@ void vlan_without_network(const Site& site, Findings& findings) {
 void vlan_of_bridge_member(const Site& site, Findings& findings) {
   if (is_bridge_primary_wrong(site)) return;
   const std::string& primary = site.context.bridge_primary_interface;
-  // The VLANs of one port have one cause.
+  // All VLANs of a port have the same cause, so only the first one is reported.
   std::unordered_set<std::string> reported;
   for_each_vlan(site, [&](const std::string& port, const Vlan& vlan) {
     if (!is_bridge_member(&site.context, port) || port == primary || !reported.insert(port).second) return;
@@ -71,7 +71,7 @@ void vlan_of_bridge_member(const Site& site, Findings& findings) {
   });
 }
 
-// The kernel's limit for a name without its terminator.
+// IFNAMSIZ, the limit of the kernel, includes the terminator.
 static bool is_too_long(const std::string& name) {
   return name.size() >= IFNAMSIZ;
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-// VLANs, and the names of the interfaces that a configuration makes up.
+// Rules about VLANs, and about interface names that are too long.
 
 #include "cli/lint/finding.h"
 #include "cli/lint/site.h"

@@ -23,8 +23,8 @@ struct Peer {
 
 }  // namespace
 
-// The peers that have a key. `twice`, unless it is null, gets those whose key another peer of the interface
-// already has, with that peer; they are not in the result.
+// The peers that have a key, without those whose key another peer of the interface already has. Adds each of
+// the latter, with that other peer, to `twice` unless it is null.
 static std::vector<Peer> peers_of(const Site& site, std::vector<std::pair<Peer, Peer>>* twice) {
   std::vector<Peer> peers;
   for (const WireguardInterface& interface : site.wireguard_interfaces) {
@@ -65,7 +65,7 @@ void wireguard_endpoint_twice(const Site& site, Findings& findings) {
   }
 }
 
-// The host of an endpoint, where it is an address.
+// The host of an endpoint, if it is an address.
 static std::optional<IpNetwork> address_of(const Peer& peer) {
   const std::string endpoint = peer.settings->endpoint.value_or("");
   std::string host = endpoint.substr(0, endpoint.rfind(':'));
@@ -75,7 +75,7 @@ static std::optional<IpNetwork> address_of(const Peer& peer) {
 
 namespace {
 
-// The addresses that the gateway has itself, with the name of the interface and where they are.
+// The gateway's own addresses, each with the name of its interface and its location.
 using OwnAddresses = std::unordered_map<Ipv4, std::pair<std::string, const Json::Value*>>;
 
 }  // namespace
@@ -123,7 +123,7 @@ void wireguard_endpoint_own(const Site& site, Findings& findings) {
 
 namespace {
 
-// A network behind a peer, without the bits of the host.
+// A network behind a peer, with its host bits cleared.
 struct AllowedNetwork {
   IpNetwork network;
   const Peer* peer;
@@ -135,8 +135,8 @@ struct AllowedNetwork {
 
 }  // namespace
 
-// Sorted so that each network follows those that contain it, and equal ones are in the order of the file.
-// `peers` must outlive the result.
+// The networks behind the peers, sorted so that each one follows those that contain it; equal ones are in
+// file order. `peers` must outlive the result.
 static std::vector<AllowedNetwork> allowed_networks(const std::vector<Peer>& peers) {
   std::vector<AllowedNetwork> networks;
   for (const Peer& peer : peers) {
@@ -150,8 +150,8 @@ static std::vector<AllowedNetwork> allowed_networks(const std::vector<Peer>& pee
   return networks;
 }
 
-// Calls `report` with each network that lies in one behind another peer, or equals it, and with the smallest
-// such.
+// Calls `report` with each network that is within or equal to one behind another peer, and with the smallest
+// such network.
 static void for_each_overlap(
     const std::vector<AllowedNetwork>& networks,
     const std::function<void(const AllowedNetwork& inner, const AllowedNetwork& outer)>& report) {
@@ -169,7 +169,7 @@ static void for_each_overlap(
   }
 }
 
-// What a message calls the peer beside another one.
+// The name of a peer in a message about `other`.
 static std::string word_for(const Peer& peer, const Peer& other) {
   if (peer.interface == other.interface) return "another peer";
   return "a peer of " + wireguard_link_name(peer.interface->index);
@@ -177,7 +177,7 @@ static std::string word_for(const Peer& peer, const Peer& other) {
 
 namespace {
 
-// Adds at most one finding for each peer: what is wrong with one of its networks is often wrong with others.
+// Adds at most one finding for each peer, since an error in one of its networks is often repeated in others.
 class PeerFindings {
  public:
   explicit PeerFindings(Findings& findings) : findings_(findings) {}
@@ -239,7 +239,8 @@ void wireguard_networks_overlap(const Site& site, Findings& findings) {
         *network->location, "the network of " + network->owner);
   }
   for_each_overlap(networks, [&found](const AllowedNetwork& inner, const AllowedNetwork& outer) {
-    // The more specific network goes first: usual beside a default route, and for a single host.
+    // The more specific network takes precedence, which is usual next to a default route, and for a single
+    // host.
     if (outer.network.is_default_route() || inner.network.is_host()) return;
     if (inner.network.is_same(outer.network)) return;
     const bool is_later = inner.location().getOffsetStart() > outer.location().getOffsetStart();

@@ -1,6 +1,6 @@
 #pragma once
 
-// Peers of WireGuard interfaces that are in conflict with each other, or with the gateway's own networks.
+// Rules about WireGuard peers that conflict with each other, or with the gateway's own networks.
 
 #include "cli/lint/finding.h"
 #include "cli/lint/site.h"

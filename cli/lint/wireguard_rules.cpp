@@ -16,7 +16,7 @@ static void for_each_peer(const Site& site, Judge judge) {
   }
 }
 
-// Whether the text is 32 bytes in base64: 43 digits, the last of which stands for four bits, and the padding.
+// Whether the string is 32 bytes in base64: 43 digits, the last of which encodes four bits, and the padding.
 static bool is_key(std::string_view text) {
   constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   constexpr std::string_view kLastDigits = "AEIMQUYcgkosw048";
@@ -24,7 +24,7 @@ static bool is_key(std::string_view text) {
          text.substr(0, 42).find_first_not_of(kDigits) == std::string_view::npos;
 }
 
-// Whether the text is an address of either family, with a prefix length or without one.
+// Whether the string is an IPv4 or IPv6 address, with or without a prefix length.
 static bool is_network(const std::string& text) {
   return parse_ip_network(text).has_value();
 }
@@ -47,7 +47,7 @@ void wireguard_preshared_key(const Site& site, Findings& findings) {
   });
 }
 
-// Why an interface cannot have the address; nothing when it can.
+// Why an interface cannot have the address; nothing if it can.
 static std::optional<std::string> why_unusable(const std::string& address) {
   const std::optional<IpNetwork> network = parse_ip_network(address);
   if (!network) return quoted(address) + " is not an address";
@@ -94,13 +94,14 @@ void wireguard_peer_without_networks(const Site& site, Findings& findings) {
   });
 }
 
-// Whether a host is meant as an IPv4 address and is not one.
+// Whether the host looks like an IPv4 address but is not a valid one.
 static bool is_malformed_address(const std::string& host) {
   return host.find_first_not_of("0123456789./") == std::string::npos && !parse_ipv4(host);
 }
 
-// The piece of a list with the network that it names, the blanks around that as they are. Nothing if it names
-// no host of the network, or one of the interface's own network: such a host was perhaps meant alone.
+// The element of a list with the host bits of its network cleared, and the blanks around it unchanged.
+// Nothing if no host bits are set, or if the address is in the interface's own network: the author may have
+// meant a single host.
 static std::optional<std::string> without_host_bits(std::string piece, const std::optional<IpNetwork>& own) {
   const std::string text = trimmed(piece);
   const std::optional<IpNetwork> network = parse_ip_network(text);
@@ -157,7 +158,7 @@ void wireguard_endpoint_unreachable(const Site& site, Findings& findings) {
     const std::string endpoint = peer.endpoint.value_or("");
     const std::optional<Ipv4> address = parse_ipv4(endpoint.substr(0, endpoint.rfind(':')));
     if (!address) return;
-    // One that cannot be another host has a finding of its own.
+    // Reachability does not matter if no other host can have the address.
     if (site.reachability().why_no_other_host(*address)) return;
     add_if_any(site.reachability().why_unreachable(*address), location_of(*peer.settings, "endpoint"),
                findings);

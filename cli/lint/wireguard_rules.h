@@ -1,6 +1,6 @@
 #pragma once
 
-// WireGuard interfaces and their peers.
+// Rules about WireGuard interfaces and their peers.
 
 #include "cli/lint/finding.h"
 #include "cli/lint/site.h"
@@ -15,5 +15,5 @@ void wireguard_endpoint(const Site& site, Findings& findings);
 void wireguard_endpoint_unreachable(const Site& site, Findings& findings);
 void wireguard_keep_alive(const Site& site, Findings& findings);
 
-// The networks behind a peer, without the blanks around each, which systemd-networkd allows.
+// The networks behind a peer, without the blanks around each one, which systemd-networkd accepts.
 std::vector<std::string> trimmed_networks(const WireguardPeer& peer);
