@@ -9,7 +9,7 @@ void find_kernel_drift(const Snapshot& snapshot, std::vector<Drift>& drift) {
   find_forwarding_drift(snapshot, drift);
   find_route_drift(snapshot, drift);
   for (const std::string& error : snapshot.kernel.errors)
-    drift.push_back({"kernel", "could not read " + error, false, "what differs there is not seen", ""});
+    drift.push_back({"kernel", "could not read " + error, false, "differences there are not found", ""});
   // Pending drift needs no fix.
   for (Drift& one : drift)
     if (one.is_pending) one.fix.clear();
