@@ -72,7 +72,7 @@ static std::size_t value_begin(std::string_view text, std::size_t position) {
   return std::min(text.find_first_not_of(kBlanks, position + 1), text.size());
 }
 
-std::vector<SecretLocation> find_secrets(std::string_view text, NameQuestion is_secret) {
+std::vector<SecretLocation> find_secrets(std::string_view text, NamePredicate is_secret) {
   std::vector<SecretLocation> locations;
   for (std::size_t position = 0; position < text.size(); ++position) {
     if (!is_name_character(text[position])) continue;
@@ -88,7 +88,7 @@ std::vector<SecretLocation> find_secrets(std::string_view text, NameQuestion is_
   return locations;
 }
 
-std::string SecretMask::masked(const std::string& text, NameQuestion is_secret) {
+std::string SecretMask::masked(const std::string& text, NamePredicate is_secret) {
   std::string result;
   std::size_t copied = 0;
   for (const auto& [begin, end] : find_secrets(text, is_secret)) {

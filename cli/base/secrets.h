@@ -18,7 +18,7 @@ bool is_secret_name(std::string_view name);
 void blank_secrets(std::string& text);
 
 // Predicate for the names of secrets, such as is_secret_name().
-using NameQuestion = bool (*)(std::string_view name);
+using NamePredicate = bool (*)(std::string_view name);
 
 struct SecretLocation {
   std::size_t begin;
@@ -27,14 +27,14 @@ struct SecretLocation {
 
 // Locations of the values of all directives and JSON members whose names `is_secret` accepts. A value ends
 // at the end of its line, unless a backslash continues the line, as in a systemd unit.
-std::vector<SecretLocation> find_secrets(std::string_view text, NameQuestion is_secret = is_secret_name);
+std::vector<SecretLocation> find_secrets(std::string_view text, NamePredicate is_secret = is_secret_name);
 
 // Replaces keys with numbers. The same key gets the same number in every string of one mask, so that a
 // reader sees which keys differ.
 class SecretMask {
  public:
   // The text with "(hidden key 1)" in place of each value that find_secrets() finds.
-  std::string masked(const std::string& text, NameQuestion is_secret = is_secret_name);
+  std::string masked(const std::string& text, NamePredicate is_secret = is_secret_name);
 
   // "(hidden key 1)" for a key; a string of blanks is returned unchanged.
   std::string masked_key(const std::string& key);

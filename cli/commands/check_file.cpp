@@ -21,7 +21,7 @@ static bool is_error(const Finding& finding) {
 
 void Dnsmasq::judge(const Site& site, std::vector<Finding>& findings) {
   if (!program_ || std::any_of(findings.begin(), findings.end(), is_error)) return;
-  if (const auto error = ask_dnsmasq(*program_, site, findings)) {
+  if (const auto error = test_with_dnsmasq(*program_, site, findings)) {
     // The other lines are advice, which `lanfab preview` also prints.
     answer_.error = error->substr(0, error->find('\n'));
     program_.reset();

@@ -42,7 +42,7 @@ constexpr char kRevertFails[] =
     "lanfab-revert-test'";
 
 // Time limit of a permanent apply, in seconds: enough for the longest APPLY.
-constexpr std::int64_t kSecondsToPutInForce = 300;
+constexpr std::int64_t kApplySeconds = 300;
 
 // Maximum time for the gateway to match the configuration on trial, in seconds.
 constexpr std::int64_t kVerifySeconds = 30;
@@ -250,7 +250,7 @@ static int count_down(const OwnTrial& trial) {
   return 0;
 }
 
-static void tell_what_to_type(const TrialState& state) {
+static void print_next_steps(const TrialState& state) {
   std::printf(
       "Applied. Run 'lanfab confirm' within %lld s to keep it, or 'lanfab revert' to roll back now.\n",
       static_cast<long long>(std::max<std::int64_t>(state.ends - monotonic_seconds(), 0)));
@@ -269,7 +269,7 @@ static bool examine_first(const Source& source, bool force) {
 
 // Finds the installed configuration, and checks that a confirmation could replace it. Completes an
 // interrupted installation. Returns nothing on success; otherwise an error message.
-static std::optional<std::string> find_trial_ground(InstalledFile& installed) {
+static std::optional<std::string> find_replaceable(InstalledFile& installed) {
   const bool is_missing = access(kInstalledConfiguration, F_OK) != 0 && errno == ENOENT;
   if (const auto error = find_installed(installed))
     return *error + (is_missing ? ": there is no configuration to roll back to" : "");
@@ -334,7 +334,7 @@ static std::optional<int> start_trial(const Source& source, const TryOptions& op
   const bool is_installed_tried = is_same_file(options.file, kInstalledConfiguration);
   if (const auto error = enter_system()) return fail(*error);
   trial.content = source.text;
-  if (const auto error = find_trial_ground(trial.installed)) return fail(*error);
+  if (const auto error = find_replaceable(trial.installed)) return fail(*error);
   if (const auto error = find_target(trial, is_installed_tried, trial.target)) {
     report("lanfab: not applied: " + *error);
     return 1;
@@ -356,15 +356,14 @@ static std::optional<int> start_trial(const Source& source, const TryOptions& op
               static_cast<long long>(options.seconds));
   std::fflush(stdout);
   // The record of the applied configuration is more reliable than the result of the service.
-  const bool is_in_force =
-      is_interrupted == 0 && apply_in_service(*program) && is_applied(trial.state.sha256);
-  if (!is_in_force && is_interrupted == 0)
+  const bool is_active = is_interrupted == 0 && apply_in_service(*program) && is_applied(trial.state.sha256);
+  if (!is_active && is_interrupted == 0)
     std::fprintf(stderr, "lanfab: apply failed or was stopped; see 'journalctl -u %s'\n", kApplyUnit);
   // The trial may have ended meanwhile: the APPLY may wait for another run for a long time.
   const Fate fate = find_fate(trial);
   if (fate != Fate::kActive) return report_end(trial, fate);
   if (is_interrupted != 0) return roll_back_trial();
-  if (!is_in_force) return roll_back_trial(kNotApplied);
+  if (!is_active) return roll_back_trial(kNotApplied);
   return std::nullopt;
 }
 
@@ -379,7 +378,7 @@ static int give_up(const OwnTrial& trial, const std::string& reason) {
 // Waits until the gateway matches the configuration on trial and the probes succeed. Returns nothing on
 // success; otherwise rolls the trial back and returns the exit status.
 static std::optional<int> verify(const TryOptions& options, const OwnTrial& trial) {
-  const GoesOn goes_on = [&trial] { return is_interrupted == 0 && find_fate(trial) == Fate::kActive; };
+  const IsActive goes_on = [&trial] { return is_interrupted == 0 && find_fate(trial) == Fate::kActive; };
   // Ends before the timer starts the rollback.
   const std::int64_t end = trial.state.ends - 1;
   if (!options.unverified) {
@@ -404,7 +403,7 @@ static int try_on_gateway(const Source& source, const TryOptions& options) {
   if (const auto status = verify(options, trial)) return *status;
   if (options.confirm_after_probes) return confirm({trial.state.id});
   if (is_interactive()) return count_down(trial);
-  tell_what_to_type(trial.state);
+  print_next_steps(trial.state);
   return 0;
 }
 
@@ -425,7 +424,7 @@ int apply_permanently(const std::string& file) {
   if (const auto error = load_source(file, source)) return fail(error->message);
   TryOptions options;
   options.file = file;
-  options.seconds = kSecondsToPutInForce;
+  options.seconds = kApplySeconds;
   OwnTrial trial;
   if (const auto status = start_trial(source, options, trial)) return *status;
   if (const auto status = verify(options, trial)) return *status;

@@ -40,7 +40,7 @@ std::vector<Drift> new_drift(const ObservedDrift& before, const ObservedDrift& n
 }
 
 std::vector<Drift> wait_until_as_configured(const ObservedDrift& before, std::int64_t end,
-                                            const GoesOn& goes_on) {
+                                            const IsActive& goes_on) {
   while (true) {
     std::vector<Drift> found = new_drift(before, observe_drift());
     if (found.empty() || !goes_on() || monotonic_seconds() >= end) return found;
@@ -49,7 +49,7 @@ std::vector<Drift> wait_until_as_configured(const ObservedDrift& before, std::in
 }
 
 // Runs one probe until it succeeds, `end` is reached or the trial is over. Returns whether it succeeded.
-static bool probe(const std::string& command, std::int64_t end, const GoesOn& goes_on) {
+static bool probe(const std::string& command, std::int64_t end, const IsActive& goes_on) {
   while (goes_on()) {
     const std::int64_t left = end - monotonic_seconds();
     if (left <= 0) return false;
@@ -61,7 +61,7 @@ static bool probe(const std::string& command, std::int64_t end, const GoesOn& go
 }
 
 std::optional<std::string> find_failing_probe(const std::vector<std::string>& commands, std::int64_t end,
-                                              const GoesOn& goes_on) {
+                                              const IsActive& goes_on) {
   for (const std::string& command : commands)
     if (!probe(command, end, goes_on)) return command;
   return std::nullopt;

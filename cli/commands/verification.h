@@ -24,15 +24,15 @@ ObservedDrift observe_drift();
 std::vector<Drift> new_drift(const ObservedDrift& before, const ObservedDrift& now);
 
 // Whether the trial is still active: it has neither ended nor been interrupted.
-using GoesOn = std::function<bool()>;
+using IsActive = std::function<bool()>;
 
 // Observes the drift every second until no new drift is left, monotonic_seconds() reaches `end`, or the
 // trial is over. Returns the remaining new drift.
 std::vector<Drift> wait_until_as_configured(const ObservedDrift& before, std::int64_t end,
-                                            const GoesOn& goes_on);
+                                            const IsActive& goes_on);
 
 // Runs the commands one after the other with `sh -c`, each of them every second until it succeeds. Returns
 // the command that has not succeeded when monotonic_seconds() reaches `end` or the trial is over; nothing
 // if all have succeeded.
 std::optional<std::string> find_failing_probe(const std::vector<std::string>& commands, std::int64_t end,
-                                              const GoesOn& goes_on);
+                                              const IsActive& goes_on);

@@ -34,8 +34,8 @@ class SshPath {
                          (owner.empty() && is_dynamic(before, interface) && is_dynamic(after, interface));
     if (!is_kept && owner.empty()) return " breaks: " + interface + " no longer has the address " + server_;
     if (!is_kept) return " is interrupted: the address moves from " + interface + " to " + owner;
-    const std::string way = way_back(before);
-    const std::string new_way = way_back(after);
+    const std::string way = reply_route(before);
+    const std::string new_way = reply_route(after);
     if (new_way.empty() && !way.empty()) return " breaks: no route leads back to " + client_;
     if (new_way != way)
       return " may break: the route back to " + client_ + " changes from " + way + " to " + new_way;
@@ -55,7 +55,7 @@ class SshPath {
     return value_at(facts.interfaces, name).address == kDynamicAddress;
   }
 
-  std::string way_back(const Facts& facts) const {
+  std::string reply_route(const Facts& facts) const {
     const auto route = find_route(routes_of(facts), client_address_);
     return route ? hop_of(*route) : std::string();
   }

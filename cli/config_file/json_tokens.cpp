@@ -93,7 +93,7 @@ namespace {
 // Checks tokens against the grammar, as leniently as the parser.
 class Follower {
  public:
-  Follower(const std::string& text, std::size_t complaint) : text_(text), complaint_(complaint) {}
+  Follower(const std::string& text, std::size_t error_offset) : text_(text), error_offset_(error_offset) {}
 
   std::optional<Stop> follow() {
     for (std::size_t offset = 0;; offset = stop_.token.end) {
@@ -113,7 +113,7 @@ class Follower {
   // Whether the parser complains about this token. Not true of offset 0, where the parser also reports
   // errors without a location; a wrong first token is rejected by accept().
   bool is_complaint() const {
-    return stop_.token.begin == complaint_ && complaint_ > 0;
+    return stop_.token.begin == error_offset_ && error_offset_ > 0;
   }
 
   // Consumes the token. False if a token of its type may not come here.
@@ -191,7 +191,7 @@ class Follower {
   }
 
   const std::string& text_;
-  std::size_t complaint_;
+  std::size_t error_offset_;
   bool is_after_comment_ = false;
   Stop stop_;
 };

@@ -72,6 +72,6 @@ struct Stop {
   bool is_expected = false;
 };
 
-// Finds the token at which the parser stops. `offset` is the location of the parser's complaint. Returns
+// Finds the token at which the parser stops. `offset` is the location of the parser's error. Returns
 // nothing if no token begins there and no token is rejected.
 std::optional<Stop> find_stop(const std::string& text, std::size_t offset);

@@ -108,10 +108,10 @@ static std::string describe(const Source& source, const SyntaxError& error) {
 std::optional<LoadFailure> parse_source(Source& source) {
   if (!is_modest(source.text))
     return LoadFailure{printable(source.name) + ": too many values, which would take too much memory", {}};
-  const std::optional<Complaint> complaint = parse_configuration(source.text, source.root);
-  if (!complaint) return std::nullopt;
+  const std::optional<ParseError> parse_error = parse_configuration(source.text, source.root);
+  if (!parse_error) return std::nullopt;
   source.root = Json::Value();
-  SyntaxError error = explain_complaint(source.text, *complaint);
+  SyntaxError error = explain_parse_error(source.text, *parse_error);
   std::string message = describe(source, error);
   return LoadFailure{std::move(message), std::move(error)};
 }

@@ -244,9 +244,9 @@ static TextRange clamped(TextRange range, const std::string& text) {
   return range;
 }
 
-SyntaxError explain_complaint(const std::string& text, const Complaint& complaint) {
-  const std::size_t offset = offset_of(text, complaint.position);
-  SyntaxError error{range_of(offset, offset + 1), complaint.reason, {}, {}};
+SyntaxError explain_parse_error(const std::string& text, const ParseError& parse_error) {
+  const std::size_t offset = offset_of(text, parse_error.position);
+  SyntaxError error{range_of(offset, offset + 1), parse_error.reason, {}, {}};
   if (auto encoding = find_wrong_encoding(text)) {
     error = *encoding;
   } else if (const auto stop = find_stop(text, offset)) {

@@ -20,6 +20,6 @@ struct SyntaxError {
   std::vector<Edit> fix;  // empty unless it is certain
 };
 
-// Finds the cause of the parser's complaint about `text`. If it cannot be found, returns the complaint
+// Finds the cause of the parser's error about `text`. If it cannot be found, returns the error
 // itself.
-SyntaxError explain_complaint(const std::string& text, const Complaint& complaint);
+SyntaxError explain_parse_error(const std::string& text, const ParseError& parse_error);

@@ -1,6 +1,6 @@
 #pragma once
 
-// Parts of explain_complaint() (cli/config_file/syntax.h): a function for each kind of cause, which returns
+// Parts of explain_parse_error() (cli/config_file/syntax.h): a function for each kind of cause, which returns
 // nothing if the cause is of another kind.
 
 #include <cstddef>

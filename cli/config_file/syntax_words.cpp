@@ -137,9 +137,10 @@ std::optional<SyntaxError> find_wrong_word(const std::string& text, const Stop& 
                        previous.end == stop.token.begin && stop.expected == Expected::kCommaOrEnd;
   const bool is_word =
       stop.token.type == Type::kInvalid || stop.token.type == Type::kNumber || stop.token.type == Type::kWord;
-  const bool is_place = goes_on || is_key_expected(stop) || stop.expected == Expected::kValue ||
-                        stop.expected == Expected::kElement || stop.expected == Expected::kFirstElement;
-  if (!is_place || (!is_word && !(goes_on && stop.token.type == Type::kColon))) return std::nullopt;
+  const bool is_word_allowed = goes_on || is_key_expected(stop) || stop.expected == Expected::kValue ||
+                               stop.expected == Expected::kElement ||
+                               stop.expected == Expected::kFirstElement;
+  if (!is_word_allowed || (!is_word && !(goes_on && stop.token.type == Type::kColon))) return std::nullopt;
   const bool is_key = is_key_expected(stop);
   const std::size_t begin = goes_on ? previous.begin : stop.token.begin;
   const std::size_t end = word_end(text, begin, is_key);

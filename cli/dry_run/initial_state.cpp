@@ -104,7 +104,7 @@ static void add_image_directories(Tree& tree) {
   }
 }
 
-static void begin_anew(InitialState& state) {
+static void reset_to_boot(InitialState& state) {
   add_image_directories(state.tree);
   for (const EthernetPort& port : kEthernetPorts) {
     // A locally administered address, outside the ranges of all vendors.
@@ -140,7 +140,7 @@ std::optional<std::string> make_initial_state(const std::string& cell, InitialSt
   if (is_machine) {
     copy_this_machine(state);
   } else {
-    begin_anew(state);
+    reset_to_boot(state);
   }
   if (cell == "here" || (cell.empty() && is_machine)) return std::nullopt;
 

@@ -26,7 +26,7 @@
 
 const char kSandboxConfigurationFile[] = "/.sandbox/config/network.json";
 
-constexpr char kHowToGoOn[] =
+constexpr char kAdvice[] =
     "\n  A dry run requires unprivileged user namespaces, which are disabled on this machine."
     "\n  Run it as root, or enable them with those of these settings that the machine has:"
     "\n      sysctl user.max_user_namespaces=10000"
@@ -157,6 +157,6 @@ std::optional<std::string> run_in_sandbox(const SandboxRun& run, DryRunResult& r
   }
   std::string text = printable(error.what);
   if (error.code != 0) text += std::string(": ") + std::strerror(error.code);
-  if (is_refusal(error)) text += kHowToGoOn;
+  if (is_refusal(error)) text += kAdvice;
   return text;
 }

@@ -187,7 +187,7 @@ void LanguageServer::answer(const Json::Value& id, const std::string& method, co
   write_message(output_, response(id, is_hover ? hover(cursor, lines) : completion(cursor, lines)));
 }
 
-void LanguageServer::take_notice(const std::string& method, const Json::Value& parameters) {
+void LanguageServer::handle_notification(const std::string& method, const Json::Value& parameters) {
   const Json::Value& document = member(parameters, "textDocument");
   if (method == "exit") {
     is_ended_ = true;
@@ -211,7 +211,7 @@ void LanguageServer::handle(const Json::Value& message) {
     // A message without a method is a response; it is ignored, since this server does not send requests.
     if (!method.empty()) answer(message["id"], method, parameters);
   } else {
-    take_notice(method, parameters);
+    handle_notification(method, parameters);
   }
 }
 

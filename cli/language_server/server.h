@@ -31,7 +31,7 @@ class LanguageServer {
 
   void handle(const Json::Value& message);
   void answer(const Json::Value& id, const std::string& method, const Json::Value& parameters);
-  void take_notice(const std::string& method, const Json::Value& parameters);
+  void handle_notification(const std::string& method, const Json::Value& parameters);
 
   void put_document(const std::string& uri, const Json::Value& version, std::string text);
   void remove_document(const std::string& uri);

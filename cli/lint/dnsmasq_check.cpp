@@ -21,8 +21,8 @@ namespace {
 
 struct Answer {
   bool is_refusal = false;
-  std::string complaint;  // "bad dhcp-range"
-  std::size_t line = 0;   // of dnsmasq.conf; 0 if the message names none
+  std::string message;   // "bad dhcp-range"
+  std::size_t line = 0;  // of dnsmasq.conf; 0 if the message names none
 };
 
 // The object or array that contains the most strings of a rejected line.
@@ -38,12 +38,12 @@ static Answer answer_from(const std::string& output) {
   constexpr char kPrefix[] = "dnsmasq: ";
   constexpr char kLocation[] = " at line ";
   const std::size_t prefix = output.find(kPrefix);
-  std::string complaint = prefix == std::string::npos ? output : output.substr(prefix + std::strlen(kPrefix));
-  complaint = complaint.substr(0, complaint.find('\n'));
-  const std::size_t location = complaint.rfind(kLocation);
-  if (location == std::string::npos) return {true, complaint, 0};
-  const std::size_t line = std::strtoul(complaint.c_str() + location + std::strlen(kLocation), nullptr, 10);
-  return {true, complaint.substr(0, location), line};
+  std::string message = prefix == std::string::npos ? output : output.substr(prefix + std::strlen(kPrefix));
+  message = message.substr(0, message.find('\n'));
+  const std::size_t location = message.rfind(kLocation);
+  if (location == std::string::npos) return {true, message, 0};
+  const std::size_t line = std::strtoul(message.c_str() + location + std::strlen(kLocation), nullptr, 10);
+  return {true, message.substr(0, location), line};
 }
 
 // Tests the text of a configuration, and fills `answer` if dnsmasq rejects it. Returns nothing, or an error
@@ -96,19 +96,19 @@ static void look_for(const std::unordered_set<std::string>& parts, const Json::V
 static Finding finding_for(const Answer& answer, const std::string& text, const Json::Value& root) {
   Finding finding{kDnsmasqRefuses, Severity::kError, range_of(root), "", {}};
   if (answer.line == 0) {
-    finding.message = "dnsmasq: " + answer.complaint;
+    finding.message = "dnsmasq: " + answer.message;
     return finding;
   }
   const std::string line = line_of(text, answer.line);
-  finding.message = "dnsmasq rejects " + quoted(line) + ": " + answer.complaint;
+  finding.message = "dnsmasq rejects " + quoted(line) + ": " + answer.message;
   Origin origin;
   look_for(parts_of(line), root, origin);
   if (origin.text != nullptr) finding.range = range_of(*origin.text);
   return finding;
 }
 
-std::optional<std::string> ask_dnsmasq(const std::string& dnsmasq, const Site& site,
-                                       std::vector<Finding>& findings) {
+std::optional<std::string> test_with_dnsmasq(const std::string& dnsmasq, const Site& site,
+                                             std::vector<Finding>& findings) {
   DryRunOptions options;
   // This action writes the same dnsmasq.conf as a full run, but calls no tools for tunnels.
   options.action = "dnsmasq";

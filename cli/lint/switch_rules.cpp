@@ -27,7 +27,7 @@ struct Switched {
 
 // Whether the value would have an effect if it were enabled: a nonempty string, or a positive integer other
 // than the default.
-static bool is_wish(const Json::Value& value, const Json::Value& schema) {
+static bool could_have_effect(const Json::Value& value, const Json::Value& schema) {
   if (value.isString()) return !value.asString().empty();
   return value.isInt() && value.asInt() > 0 && value != schema["default"];
 }
@@ -37,7 +37,7 @@ static std::vector<Switched> unswitched_values(const Level& level) {
   std::vector<Switched> values;
   for (auto member = level.object.begin(); member != level.object.end(); ++member) {
     const Json::Value* known = member_schema(level.schema, member.name());
-    if (known == nullptr || !known->isMember("switch") || !is_wish(*member, *known)) continue;
+    if (known == nullptr || !known->isMember("switch") || !could_have_effect(*member, *known)) continue;
     const std::string key = (*known)["switch"].asString();
     if (!level.object.isMember(key)) values.push_back({&*member, member.name(), key});
   }

@@ -101,7 +101,7 @@ FindingDetails write_string_instead(const Json::Value& value, const std::string&
 }
 
 // Whether a key of the object is probably a misspelling of this one.
-static bool has_misspelt(const Json::Value& object, const std::string& key) {
+static bool has_misspelled(const Json::Value& object, const std::string& key) {
   const std::vector<std::string> keys = object.getMemberNames();
   return std::any_of(keys.begin(), keys.end(),
                      [&key](const std::string& other) { return nearest(other, {key}).has_value(); });
@@ -121,7 +121,7 @@ FindingDetails move_prefix_length(const std::string& text, const Json::Value& ob
   FindingDetails details = write_string_instead(*given, address);
   const Json::Value* netmask = find_path(object, netmask_key);
   if (netmask == nullptr) {
-    if (has_misspelt(object, netmask_key)) return {};
+    if (has_misspelled(object, netmask_key)) return {};
     details.fix.push_back(insert_member(text, *given, netmask_key, std::to_string(length)));
   } else if (prefix_length_of(*netmask) != length) {
     return {};

@@ -19,7 +19,7 @@
 
 constexpr int kPauseMilliseconds = 1000;
 // Only every fifth check queries systemd, since each query starts a process.
-constexpr int kLooksPerQuestion = 5;
+constexpr int kChecksPerQuery = 5;
 // How long the timer and its service may be late, in seconds.
 constexpr std::int64_t kGrace = 10;
 constexpr int kLockLimit = 5;
@@ -77,7 +77,7 @@ class Guard {
       if (!state && !has_failed()) return false;
     } else {
       look_after_files();
-      if (state_ && looks_++ % kLooksPerQuestion == 0) look_after_timer();
+      if (state_ && looks_++ % kChecksPerQuery == 0) look_after_timer();
     }
     // Without its state, the trial cannot be confirmed, so it is rolled back.
     if (!state_) return (is_trial_active() || has_failed()) && !roll_back_late();

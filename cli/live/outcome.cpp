@@ -15,7 +15,7 @@
 constexpr char kOutcome[] = "/run/lanfab/outcome.json";
 constexpr mode_t kReadable = 0644;
 // Indexed by Ending.
-constexpr const char* kWords[] = {"kept", "rolled back", "stuck"};
+constexpr const char* kWords[] = {"confirmed", "rolled back", "stuck"};
 
 Outcome outcome_of(const TrialState& state, Ending ending, const std::string& why) {
   Outcome outcome;
@@ -36,7 +36,7 @@ bool write_outcome(const Outcome& outcome) {
   root["ending"] = kWords[static_cast<int>(outcome.ending)];
   root["why"] = outcome.why;
   root["note"] = outcome.note;
-  root["in_force"] = outcome.active;
+  root["active"] = outcome.active;
   root["ended"] = Json::Int64(outcome.ended);
   // Replaced atomically: sessions that begin meanwhile never read a partial file.
   const std::string path = std::string(kOutcome) + ".new";
@@ -57,7 +57,7 @@ std::optional<Outcome> read_outcome() {
   outcome.ending = static_cast<Ending>(word - std::begin(kWords));
   outcome.why = text_at(root, "why");
   outcome.note = text_at(root, "note");
-  outcome.active = text_at(root, "in_force");
+  outcome.active = text_at(root, "active");
   outcome.ended = number_at(root, "ended");
   return outcome;
 }

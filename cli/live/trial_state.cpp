@@ -25,7 +25,7 @@ constexpr char kInstalledCopy[] = "/run/lanfab/network.json.installed";
 constexpr char kDecision[] = "/run/lanfab/decision";
 constexpr char kRequest[] = "/run/lanfab/rollback-request";
 // Indexed by Decision.
-constexpr const char* kDecisions[] = {"none", "kept", "rolled back"};
+constexpr const char* kDecisions[] = {"none", "confirmed", "rolled back"};
 constexpr mode_t kPrivate = 0600;
 constexpr mode_t kPrivateDirectory = 0700;
 constexpr mode_t kPermissions = 07777;

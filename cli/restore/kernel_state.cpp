@@ -120,7 +120,7 @@ static void read_addresses(const Json::Value& link, KernelState& state) {
   }
 }
 
-static void append_way(const Json::Value& from, RouteState& route) {
+static void append_next_hop(const Json::Value& from, RouteState& route) {
   append(from, {{"gateway", "via"}}, route.words);
   // A gateway of the other address family.
   const Json::Value& via = field(from, "via");
@@ -150,10 +150,10 @@ static RouteState route_of(const Json::Value& from) {
   for (const Json::Value& metrics : array_field(from, "metrics"))
     append(metrics, {{"mtu", "mtu"}, {"advmss", "advmss"}}, route.words);
   const Json::Value& ways = array_field(from, "nexthops");
-  if (ways.empty()) append_way(from, route);
+  if (ways.empty()) append_next_hop(from, route);
   for (const Json::Value& way : ways) {
     route.words.push_back("nexthop");
-    append_way(way, route);
+    append_next_hop(way, route);
   }
   return route;
 }
@@ -162,9 +162,9 @@ static RouteState route_of(const Json::Value& from) {
 // such as "blackhole", do not come from a configuration.
 static bool is_added(const Json::Value& route) {
   const std::string protocol = text_field(route, "protocol");
-  const bool is_by_somebody = protocol == kByHand || protocol == kStatic || protocol == kDhcp;
+  const bool is_configured = protocol == kByHand || protocol == kStatic || protocol == kDhcp;
   const bool has_link = has_field(route, "dev") || has_field(route, "nexthops");
-  return is_by_somebody && has_link && text_field(route, "type") == kUnicast;
+  return is_configured && has_link && text_field(route, "type") == kUnicast;
 }
 
 // Members of a rule that have the same meaning as a word on the command line of `ip`.

@@ -40,8 +40,8 @@ std::optional<EthernetAddress> arp_owner(const Packet& packet, Ipv4 target) {
   return owner;
 }
 
-Exchange ask_arp(const EthernetInterface& interface, Ipv4 sender, Ipv4 target,
-                 const std::set<EthernetAddress>& own, std::optional<EthernetAddress>* owner) {
+Exchange query_arp(const EthernetInterface& interface, Ipv4 sender, Ipv4 target,
+                   const std::set<EthernetAddress>& own, std::optional<EthernetAddress>* owner) {
   Exchange exchange;
   exchange.socket = open_packet_socket(interface, ETH_P_ARP);
   exchange.request = arp_request(interface.address, sender, target);

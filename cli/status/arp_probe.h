@@ -19,8 +19,8 @@ std::optional<EthernetAddress> arp_owner(const Packet& packet, Ipv4 target);
 // An exchange that sends an ARP request for `target`. `owner`, which must live as long as the exchange, is
 // set to the MAC address of the host that has the address. Packets from the MAC addresses `own` are ignored:
 // these are the ones of this machine, which replies through each of its interfaces.
-Exchange ask_arp(const EthernetInterface& interface, Ipv4 sender, Ipv4 target,
-                 const std::set<EthernetAddress>& own, std::optional<EthernetAddress>* owner);
+Exchange query_arp(const EthernetInterface& interface, Ipv4 sender, Ipv4 target,
+                   const std::set<EthernetAddress>& own, std::optional<EthernetAddress>* owner);
 
 // "02:00:5e:00:53:01".
 std::string to_text(const EthernetAddress& address);

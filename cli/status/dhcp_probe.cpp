@@ -12,7 +12,7 @@ constexpr std::size_t kIpHeaderSize = 20;
 constexpr std::size_t kUdpHeaderSize = 8;
 constexpr std::uint32_t kVersionAndSize = 0x45;
 constexpr std::uint32_t kTimeToLive = 64;
-constexpr Ipv4 kEverybody = 0xffffffff;
+constexpr Ipv4 kBroadcastMac = 0xffffffff;
 
 // Offsets and values of the fields of a DHCP message, RFC 2131.
 constexpr std::size_t kTransactionOffset = 4;
@@ -60,7 +60,7 @@ static Bytes ip_header(std::size_t payload) {
     append_number(bytes, kTimeToLive << 8 | IPPROTO_UDP, 2);
     append_number(bytes, checksum, 2);
     append_number(bytes, 0, 4);
-    append_number(bytes, kEverybody, 4);
+    append_number(bytes, kBroadcastMac, 4);
     return bytes;
   };
   return header(internet_checksum(header(0)));
@@ -125,7 +125,7 @@ static void filter_packets(int socket) {
   setsockopt(socket, SOL_SOCKET, SO_ATTACH_FILTER, &program, sizeof program);
 }
 
-Exchange ask_dhcp(const EthernetInterface& interface, std::set<Ipv4>* servers) {
+Exchange discover_dhcp(const EthernetInterface& interface, std::set<Ipv4>* servers) {
   const std::uint32_t transaction = random_number();
   Exchange exchange;
   exchange.socket = open_packet_socket(interface, ETH_P_IP);

@@ -17,4 +17,4 @@ std::optional<Ipv4> dhcp_offer(const Packet& packet, std::uint32_t transaction);
 // live as long as the exchange, gets the servers that reply, at most kMostServers. This machine's own server
 // does not reply, since it does not receive the request.
 inline constexpr std::size_t kMostServers = 8;
-Exchange ask_dhcp(const EthernetInterface& interface, std::set<Ipv4>* servers);
+Exchange discover_dhcp(const EthernetInterface& interface, std::set<Ipv4>* servers);

@@ -40,7 +40,7 @@ std::optional<int> response_code(const Packet& packet, const Bytes& query) {
   return code;
 }
 
-Exchange ask_dns(Ipv4 server, const std::string& name, DnsType type, std::optional<int>* code) {
+Exchange query_dns(Ipv4 server, const std::string& name, DnsType type, std::optional<int>* code) {
   Exchange exchange;
   exchange.request = dns_query(random_number() & 0xffff, name, type);
   exchange.is_answer = [query = exchange.request, code](const Packet& packet) {

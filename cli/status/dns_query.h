@@ -18,4 +18,4 @@ std::optional<int> response_code(const Packet& packet, const Bytes& query);
 
 // An exchange that sends a query to a server. `code`, which must live as long as the exchange, is set to the
 // response code. The socket is not open if there is no route to the server.
-Exchange ask_dns(Ipv4 server, const std::string& name, DnsType type, std::optional<int>* code);
+Exchange query_dns(Ipv4 server, const std::string& name, DnsType type, std::optional<int>* code);

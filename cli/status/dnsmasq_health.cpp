@@ -117,8 +117,8 @@ static std::vector<std::string> silent_addresses(const std::vector<std::string>&
   std::vector<Exchange> exchanges;
   for (std::size_t index = 0; index < addresses.size(); ++index)
     exchanges.push_back(
-        ask_dns(parse_ipv4(addresses[index]).value_or(0), "localhost", DnsType::kAddress, &codes[index]));
-  ask_all(exchanges, kQuerySeconds * 1000);
+        query_dns(parse_ipv4(addresses[index]).value_or(0), "localhost", DnsType::kAddress, &codes[index]));
+  run_exchanges(exchanges, kQuerySeconds * 1000);
   std::vector<std::string> silent;
   for (std::size_t index = 0; index < addresses.size(); ++index)
     if (!exchanges[index].is_answered) silent.push_back(addresses[index]);

@@ -16,7 +16,7 @@ constexpr int kPacketsInARow = 64;
 
 using Clock = std::chrono::steady_clock;
 
-static void send_question(const Exchange& exchange) {
+static void send_request(const Exchange& exchange) {
   if (exchange.send) {
     exchange.send(exchange);
   } else {
@@ -54,11 +54,11 @@ static void read_until(Clock::time_point end, std::vector<Exchange>& exchanges) 
   }
 }
 
-void ask_all(std::vector<Exchange>& exchanges, int milliseconds) {
+void run_exchanges(std::vector<Exchange>& exchanges, int milliseconds) {
   const Clock::time_point end = Clock::now() + std::chrono::milliseconds(milliseconds);
   while (Clock::now() < end && std::any_of(exchanges.begin(), exchanges.end(), is_open)) {
     for (const Exchange& exchange : exchanges)
-      if (is_open(exchange)) send_question(exchange);
+      if (is_open(exchange)) send_request(exchange);
     read_until(std::min(end, Clock::now() + std::chrono::milliseconds(kPauseMs)), exchanges);
   }
 }

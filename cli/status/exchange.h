@@ -22,4 +22,4 @@ struct Exchange {
 
 // Sends all requests, and repeats them while they are not answered. Returns when all of them are answered, or
 // after this many milliseconds.
-void ask_all(std::vector<Exchange>& exchanges, int milliseconds);
+void run_exchanges(std::vector<Exchange>& exchanges, int milliseconds);

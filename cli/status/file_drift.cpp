@@ -120,12 +120,12 @@ class FileCheck {
   }
 
   bool is_pending(const DeviatingFile& file) const {
-    const bool is_run_at_work = snapshot_.lock && snapshot_.lock->is_held;
+    const bool is_run_active = snapshot_.lock && snapshot_.lock->is_held;
     // A run may have begun since the snapshot was taken.
     const std::optional<RunLockState> lock = read_run_lock();
     const std::time_t now = std::time(nullptr);
     const bool is_link_new = file.action != "apply" && std::abs(now - time_of_link()) < kLinkSeconds;
-    return is_run_at_work || (lock && lock->is_held) || is_link_new;
+    return is_run_active || (lock && lock->is_held) || is_link_new;
   }
 
   void report_file(const DeviatingFile& file) {

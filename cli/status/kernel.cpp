@@ -158,7 +158,8 @@ static bool read_failures(const std::string& errors, const std::vector<std::stri
 
 // Queries the routes to all addresses in one call: `ip -force` continues after an address without a route.
 // Returns nothing, or why the query failed.
-static std::optional<std::string> ask_for_choices(const std::vector<std::string>& addresses, Kernel& kernel) {
+static std::optional<std::string> query_route_choices(const std::vector<std::string>& addresses,
+                                                      Kernel& kernel) {
   std::string queries;
   for (const std::string& address : addresses)
     queries += "route get " + address + "\n";
@@ -188,7 +189,7 @@ static std::optional<std::string> query_kernel(std::vector<std::string> words, J
 }
 
 // Runs `ip` with JSON output. If that fails, adds a line to `kernel.errors` and returns null.
-static Json::Value ask_about(const char* subject, const std::vector<std::string>& words, Kernel& kernel) {
+static Json::Value query_kernel(const char* subject, const std::vector<std::string>& words, Kernel& kernel) {
   Json::Value answer;
   if (const auto error = query_kernel(words, answer)) kernel.errors.push_back(subject + (": " + *error));
   return answer;
@@ -199,10 +200,10 @@ std::optional<std::string> read_kernel(const std::vector<std::string>& addresses
   if (auto error = query_kernel({"-details", "address", "show"}, links)) return error;
   for (const Json::Value& link : links)
     if (link.isObject() && link.isMember("ifname")) kernel.links[text_in(link, "ifname")] = read_link(link);
-  read_settings(ask_about("forwarding", {"-4", "netconf", "show"}, kernel), kernel);
-  read_routes(ask_about("the routes", {"-4", "route", "show", "table", "all"}, kernel), kernel);
-  read_rules(ask_about("the policy rules", {"-4", "rule", "show"}, kernel), kernel);
-  if (const auto error = ask_for_choices(addresses, kernel))
+  read_settings(query_kernel("forwarding", {"-4", "netconf", "show"}, kernel), kernel);
+  read_routes(query_kernel("the routes", {"-4", "route", "show", "table", "all"}, kernel), kernel);
+  read_rules(query_kernel("the policy rules", {"-4", "rule", "show"}, kernel), kernel);
+  if (const auto error = query_route_choices(addresses, kernel))
     kernel.errors.push_back("the routes that are taken: " + *error);
   kernel.time = std::time(nullptr);
   return std::nullopt;

@@ -28,7 +28,7 @@ bool is_echo_reply(const Packet& packet, std::uint16_t id) {
   return number_at(message, 0, 1) == ICMP_ECHOREPLY && number_at(message, 4, 2) == id;
 }
 
-Exchange ask_echo(Ipv4 host, const std::string& interface) {
+Exchange ping_host(Ipv4 host, const std::string& interface) {
   const auto id = static_cast<std::uint16_t>(random_number());
   Exchange exchange;
   exchange.request = echo_request(id);

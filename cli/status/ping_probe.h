@@ -13,4 +13,4 @@ bool is_echo_reply(const Packet& packet, std::uint16_t id);
 
 // An exchange that sends an echo request, through `interface` unless it is empty. The socket is not open if
 // there is no route. Requires root.
-Exchange ask_echo(Ipv4 host, const std::string& interface = "");
+Exchange ping_host(Ipv4 host, const std::string& interface = "");

@@ -30,7 +30,7 @@ class Probes {
   void add_name_servers();
 
   void run(int milliseconds) {
-    ask_all(exchanges_, milliseconds);
+    run_exchanges(exchanges_, milliseconds);
     for (std::size_t index = 0; index < exchanges_.size(); ++index)
       reports_[index](exchanges_[index].is_answered);
   }
@@ -82,7 +82,7 @@ void Probes::add_addresses() {
       const auto address = address_of(own);
       if (!address) continue;
       auto& owner = owners_.emplace_back();
-      add(ask_arp(*ethernet, 0, *address, own_hosts_, &owner),
+      add(query_arp(*ethernet, 0, *address, own_hosts_, &owner),
           [this, name, &owner, text = to_text(*address)](bool) {
             if (!owner) return;
             say(name, "the host " + to_text(*owner) + " has the address " + text + ", too",
@@ -98,7 +98,7 @@ void Probes::add_dhcp_servers() {
     const auto ethernet = find_ethernet(name);
     if (link_of(name) == nullptr || !ethernet) continue;
     auto& servers = servers_.emplace_back();
-    add(ask_dhcp(*ethernet, &servers), [this, name, &servers](bool) {
+    add(discover_dhcp(*ethernet, &servers), [this, name, &servers](bool) {
       for (const Ipv4 server : servers)
         if (own_addresses_.count(server) == 0)
           say(name, "there is another DHCP server, " + to_text(server),
@@ -131,11 +131,11 @@ void Probes::add_gateways() {
     };
     const auto ethernet = find_ethernet(name);
     if (!ethernet) {
-      add(ask_echo(gateway, name), report);
+      add(ping_host(gateway, name), report);
       continue;
     }
     const auto sender = link->addresses.empty() ? std::nullopt : address_of(link->addresses.front());
-    add(ask_arp(*ethernet, sender.value_or(0), gateway, own_hosts_, &owners_.emplace_back()), report);
+    add(query_arp(*ethernet, sender.value_or(0), gateway, own_hosts_, &owners_.emplace_back()), report);
   }
 }
 
@@ -144,7 +144,7 @@ void Probes::add_tunnels() {
     const std::string& name = one.first;
     const auto remote = parse_ipv4(one.second.remote);
     if (!remote) continue;
-    add(ask_echo(*remote), [this, name, remote](bool is_answered) {
+    add(ping_host(*remote), [this, name, remote](bool is_answered) {
       if (!is_answered)
         say(name, "the remote endpoint " + to_text(*remote) + " does not answer an echo request",
             "packets into the tunnel may be lost");
@@ -159,7 +159,7 @@ void Probes::add_name_servers() {
     if (!server) continue;
     auto& code = codes_.emplace_back();
     // Queries the servers of the root zone: every DNS server can answer this, and it reveals nothing.
-    add(ask_dns(*server, "", DnsType::kNameServer, &code), [this, text, &code](bool is_answered) {
+    add(query_dns(*server, "", DnsType::kNameServer, &code), [this, text, &code](bool is_answered) {
       constexpr char kWhy[] = "hosts may not be able to resolve Internet names";
       if (!is_answered) {
         say(kDnsmasq, "the DNS server " + text + " does not answer", kWhy);

@@ -48,9 +48,9 @@ class RouteQueryList {
 
   std::vector<RouteQuery> list() {
     for (const UnitRoute& route : routes_)
-      ask_for_subnet(route);
+      add_subnet(route);
     for (const auto& [name, interface] : wanted_.interfaces)
-      if (const auto remote = parse_ipv4(interface.remote)) ask_for_remote(name, *remote);
+      if (const auto remote = parse_ipv4(interface.remote)) add_remote(name, *remote);
     return std::move(queries_);
   }
 
@@ -63,7 +63,7 @@ class RouteQueryList {
 
   // Adds a query for an address to which no more specific route of the units leads and which is not the
   // gateway's own.
-  void ask_for_subnet(const UnitRoute& route) {
+  void add_subnet(const UnitRoute& route) {
     for (const Ipv4 address : candidates(route.destination)) {
       if (std::find(own_.begin(), own_.end(), address) != own_.end()) continue;
       const std::vector<UnitRoute> best = best_routes(routes_, address);
@@ -74,7 +74,7 @@ class RouteQueryList {
     }
   }
 
-  void ask_for_remote(const std::string& tunnel, Ipv4 remote) {
+  void add_remote(const std::string& tunnel, Ipv4 remote) {
     const std::vector<UnitRoute> best = best_routes(routes_, remote);
     if (!best.empty() && best.front().interface != tunnel)
       add(remote, "the remote endpoint " + to_text(remote), tunnel, best);

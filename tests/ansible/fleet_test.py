@@ -71,7 +71,7 @@ class GoodRollout(Playbook):
         self.assertEqual(printed.count("changed: ["), 2)
         for gateway in self.fleet.gateways:
             self.assert_has(gateway, "8.8.8.2")
-            self.assertEqual(gateway.outcome(), "kept")
+            self.assertEqual(gateway.outcome(), "confirmed")
             self.assertFalse(gateway.path("/run/lanfab-rollout").exists())
         entries = self.one.path("/var/lib/lanfab/history").iterdir()
         latest = max(entries, key=lambda path: path.stat().st_mtime)

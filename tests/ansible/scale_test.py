@@ -69,10 +69,10 @@ def expect_outcomes(waves, failing, printed):
     has_ended = False
     for wave in waves:
         for gateway in wave:
-            wanted = None if has_ended else "rolled back" if gateway in failing else "kept"
+            wanted = None if has_ended else "rolled back" if gateway in failing else "confirmed"
             wait_until(gateway.is_at_rest)
             expect(gateway.outcome() == wanted, f"{gateway.name}: {gateway.outcome()}, not {wanted}", printed)
-            expect(('"8.8.8.8"' in gateway.installed()) == (wanted == "kept"), gateway.name, printed)
+            expect(('"8.8.8.8"' in gateway.installed()) == (wanted == "confirmed"), gateway.name, printed)
         has_ended = has_ended or failing[0] in wave
 
 

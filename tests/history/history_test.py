@@ -157,7 +157,7 @@ class Shows(History):
                              ("x", "the history has no entry x"), ("2", "2.txt: Is a directory")):
             for words in ("history", "show", number), ("revert", number), ("diff", "--from", number):
                 self.lanfab(*words, status=2, said=said)
-        self.lanfab("history", "show", status=2, said="needs the number of an entry")
+        self.lanfab("history", "show", status=2, said="requires the number of an entry")
         self.lanfab("history", "list", status=2, said="ACTION")
         self.assertEqual(APPLIED.read_text(), FIRST)
 

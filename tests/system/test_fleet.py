@@ -111,7 +111,7 @@ class Fleet(unittest.TestCase):
     def check_a_good_one_and_a_second_run(self):
         self.want(site(ADDRESSES["there"], "8.8.8.2"), site(ADDRESSES["here"], "8.8.8.2"))
         self.assertEqual(self.play(lanfab_timeout=120).count("changed: ["), 2)
-        self.assertEqual([outcome(name) for name in gateways], ["kept", "kept"])
+        self.assertEqual([outcome(name) for name in gateways], ["confirmed", "confirmed"])
         self.assertEqual(installed("there"), site(ADDRESSES["there"], "8.8.8.2"))
         self.assertEqual(self.play().count("changed: ["), 0)
 
@@ -119,7 +119,7 @@ class Fleet(unittest.TestCase):
         self.want(site("10.1.0.3", "8.8.8.3"), site(ADDRESSES["here"], "8.8.8.3"))
         self.assertEqual(self.play(lanfab_timeout=120).count("changed: ["), 2)
         self.assertEqual(installed("there"), site("10.1.0.3", "8.8.8.3"))
-        self.assertEqual([outcome(name) for name in gateways], ["kept", "kept"])
+        self.assertEqual([outcome(name) for name in gateways], ["confirmed", "confirmed"])
 
     def test_roll_outs(self):
         """Consecutive rollouts: each begins with the result of the previous one."""

@@ -168,7 +168,7 @@ class AtOnce(Trial):
         self.try_new()
         INSTALLED.write_text(NEW)
         PREVIOUS.write_text(OLD)
-        DECISION.symlink_to("kept")
+        DECISION.symlink_to("confirmed")
         self.lanfab("revert", "--timer", status=0, said="had been confirmed; its configuration stays active")
         self.assert_files(NEW, OLD)
         self.assert_applied(NEW)
@@ -231,7 +231,7 @@ class Outcome(Trial):
                            (lambda: self.lanfab("revert", status=0), r"was rolled back at \S+ \S+ by user 0"),
                            (time_is_up, r"was rolled back at \S+ \S+ since it was not confirmed in time")):
             self.setUp()
-            OUTCOME.write_text('{"ending": "kept", "file": "of the one before"}')
+            OUTCOME.write_text('{"ending": "confirmed", "file": "of the one before"}')
             self.try_new()
             self.assertEqual(self.outcome(), "")
             end()

@@ -98,7 +98,7 @@ class ActionModule(ActionBase):
                     continue
                 if seen["state"] == "ended":
                     raise Failure(self._reason(seen["findings"]), findings=seen["findings"])
-                if seen["state"] == "in_force" and host == new_host:
+                if seen["state"] == "active" and host == new_host:
                     return
             time.sleep(0.5)
         raise Failure("not reached at %s through the new network, so not confirmed: the gateway rolls back "

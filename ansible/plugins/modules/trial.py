@@ -42,7 +42,7 @@ EXAMPLES = r"""
 RETURN = r"""
 state:
   description:
-    - C(running) until the trial is active, C(in_force) until the module has C(confirmed) it or it has
+    - C(running) until the trial is active, C(active) until the module has C(confirmed) it or it has
       C(ended).
   returned: stage look or confirm
   type: str
@@ -213,14 +213,14 @@ def look(module, _):
     if not status:
         return {"changed": False, "state": "running", "findings": findings}
     if status == "0" and read_own(STATE):
-        return {"changed": False, "state": "in_force", "findings": findings}
+        return {"changed": False, "state": "active", "findings": findings}
     ended = ask_lanfab(module, "status").get("last_trial") if status == "0" else None
     shutil.rmtree(DIRECTORY)
     return {"changed": False, "state": "ended", "findings": findings + ([ended] if ended else [])}
 
 
 def confirm(module, _):
-    if read_own(OUTCOME).get("ending") == "kept":
+    if read_own(OUTCOME).get("ending") == "confirmed":
         # The result of an earlier confirmation was lost.
         return {"changed": True, "state": "confirmed", "differences": []}
     if not read_own(STATE):
@@ -229,9 +229,12 @@ def confirm(module, _):
         before = json.loads(read(BEFORE).decode())
         differences = [line for line in drift_lines(ask_lanfab(module, "status")) if line not in before]
         if differences:
-            return {"changed": False, "state": "in_force", "differences": differences}
+            return {"changed": False, "state": "active", "differences": differences}
     words = ["-m", module.params["comment"]] if module.params["comment"] else []
     status, _, err = module.run_command([find_lanfab(module), "confirm"] + words)
+    if status != 0 and not read_own(STATE):
+        # The trial has ended since its state was read above.
+        return {"changed": False, "state": "ended", "differences": []}
     if status != 0:
         module.fail_json(msg=last_line(err))
     shutil.rmtree(DIRECTORY)

@@ -67,16 +67,16 @@ static bool read_active(const std::string& object_name, std::string& path, std::
 
 // Formats "file:line:column: reason". The reason may quote a key of the file, so characters other than
 // printable ASCII become question marks.
-static std::string located(const std::string& path, Complaint complaint) {
+static std::string located(const std::string& path, ParseError parse_error) {
   std::replace_if(
-      complaint.reason.begin(), complaint.reason.end(), [](unsigned char c) { return c < 0x20 || c >= 0x7f; },
-      '?');
-  return path + ":" + std::to_string(complaint.position.line) + ":" +
-         std::to_string(complaint.position.column) + ": " + complaint.reason;
+      parse_error.reason.begin(), parse_error.reason.end(),
+      [](unsigned char c) { return c < 0x20 || c >= 0x7f; }, '?');
+  return path + ":" + std::to_string(parse_error.position.line) + ":" +
+         std::to_string(parse_error.position.column) + ": " + parse_error.reason;
 }
 
-static void report(const std::string& complaint) {
-  std::fprintf(stderr, "%s\n", complaint.c_str());
+static void report(const std::string& message) {
+  std::fprintf(stderr, "%s\n", message.c_str());
 }
 
 // Whether every string is allowed. The first one that is not is reported on standard error and, since it may
@@ -98,8 +98,8 @@ int cmd_get_value_json(const std::string& name, Json::Value& value) {
   std::string text;
   Json::Value root;
   if (!read_active(name.substr(0, dot), path, text)) return -1;
-  if (const std::optional<Complaint> complaint = parse_configuration(text, root)) {
-    report(located(path, *complaint));
+  if (const std::optional<ParseError> parse_error = parse_configuration(text, root)) {
+    report(located(path, *parse_error));
     return -1;
   }
   if (!are_texts_allowed(path, text, root)) return -1;

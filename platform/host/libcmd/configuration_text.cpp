@@ -24,35 +24,36 @@ std::optional<std::string> read_configuration(std::FILE* file, std::string& text
 }
 
 // Converts the first error of the parser, "* Line 3, Column 5\n  Reason\n".
-static Complaint first_complaint(const std::string& complaints) {
-  std::istringstream first(complaints);
+static ParseError first_error(const std::string& errors) {
+  std::istringstream first(errors);
   std::string word;
   char comma = 0;
-  Complaint complaint;
-  first >> word >> word >> complaint.position.line >> comma >> word >> complaint.position.column >> std::ws;
-  std::getline(first, complaint.reason);
-  return complaint;
+  ParseError parse_error;
+  first >> word >> word >> parse_error.position.line >> comma >> word >> parse_error.position.column >>
+      std::ws;
+  std::getline(first, parse_error.reason);
+  return parse_error;
 }
 
-std::optional<Complaint> parse_configuration(const std::string& text, Json::Value& root) {
+std::optional<ParseError> parse_configuration(const std::string& text, Json::Value& root) {
   Json::CharReaderBuilder builder;
   Json::CharReaderBuilder::strictMode(&builder.settings_);
   const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  std::string complaints;
+  std::string errors;
   try {
-    if (!reader->parse(text.data(), text.data() + text.size(), &root, &complaints)) {
-      return first_complaint(complaints);
+    if (!reader->parse(text.data(), text.data() + text.size(), &root, &errors)) {
+      return first_error(errors);
     }
   } catch (const std::exception& error) {
     // The parser throws on too deep nesting.
-    return Complaint{{}, error.what()};
+    return ParseError{{}, error.what()};
   }
-  if (!root.isObject()) return Complaint{{}, "the configuration is not an object"};
+  if (!root.isObject()) return ParseError{{}, "the configuration is not an object"};
   // The parser treats a NUL character as the end.
   const std::size_t nul = text.find('\0', static_cast<std::size_t>(root.getOffsetLimit()));
   if (nul != std::string::npos)
-    return Complaint{position_of(text, static_cast<std::ptrdiff_t>(nul)),
-                     "a NUL character after the JSON value"};
+    return ParseError{position_of(text, static_cast<std::ptrdiff_t>(nul)),
+                      "a NUL character after the JSON value"};
   return std::nullopt;
 }
 

@@ -16,7 +16,7 @@ struct Position {
 };
 
 // An error in a configuration, and its location.
-struct Complaint {
+struct ParseError {
   Position position;
   std::string reason;
 };
@@ -26,7 +26,7 @@ struct Complaint {
 std::optional<std::string> read_configuration(std::FILE* file, std::string& text);
 
 // Parses strict JSON with an object as its root. Returns nothing on success, otherwise the first error.
-std::optional<Complaint> parse_configuration(const std::string& text, Json::Value& root);
+std::optional<ParseError> parse_configuration(const std::string& text, Json::Value& root);
 
 // Returns the location of the byte at `offset`.
 Position position_of(const std::string& text, std::ptrdiff_t offset);

@@ -24,7 +24,7 @@ static Json::Value fetched(const std::string& name) {
 }
 
 // Fetches an object that must not exist; returns the error on standard error.
-static std::string complaint(const std::string& name) {
+static std::string parse_error(const std::string& name) {
   Json::Value value("before");
   std::string text = complaints_of([&] { EXPECT_NE(cmd_get_value_json(name, value), 0) << name; });
   EXPECT_EQ(value, Json::Value("before"));
@@ -36,7 +36,7 @@ static std::string complaint(const std::string& name) {
 // Returns the error on standard error about a network.json with this text.
 static std::string complaint_about(const std::string& text) {
   put_file("/run/config/network.json", text);
-  return complaint("network");
+  return parse_error("network");
 }
 
 TEST_F(ConfigurationTest, ANameIsAFileOfTheDirectory) {
@@ -55,23 +55,23 @@ TEST_F(ConfigurationTest, TheRestOfADottedNameIsAPathInTheFile) {
 TEST_F(ConfigurationTest, APathThatIsNotThereIsNamed) {
   put_file("/run/config/network.json", R"({"tunnels": {"gre": []}})");
   for (const std::string path : {"tunnels.wireguard", "wired", "tunnels.wireguard.peers", ""}) {
-    EXPECT_THAT(complaint("network." + path),
+    EXPECT_THAT(parse_error("network." + path),
                 AllOf(StartsWith("/run/config/network.json: "), HasSubstr("\"" + path + "\"")));
   }
 }
 
 TEST_F(ConfigurationTest, AMissingFileIsNamedWithTheReason) {
-  EXPECT_EQ(complaint("network"), "/run/config/network.json: No such file or directory\n");
+  EXPECT_EQ(parse_error("network"), "/run/config/network.json: No such file or directory\n");
 }
 
 TEST_F(ConfigurationTest, ADirectoryInTheFilesPlaceIsNamedWithTheReason) {
   std::filesystem::create_directory("/run/config/network.json");
-  EXPECT_EQ(complaint("network"), "/run/config/network.json: Is a directory\n");
+  EXPECT_EQ(parse_error("network"), "/run/config/network.json: Is a directory\n");
 }
 
 TEST_F(ConfigurationTest, WithoutADirectoryOfItsOwnTheSystemsIsUsed) {
   unsetenv("LANFAB_CONFIG_DIR");
-  EXPECT_EQ(complaint("no-such-object"), "/etc/lanfab/no-such-object.json: No such file or directory\n");
+  EXPECT_EQ(parse_error("no-such-object"), "/etc/lanfab/no-such-object.json: No such file or directory\n");
 }
 
 TEST_F(ConfigurationTest, AFileOnTrialIsReadInsteadOfTheInstalledOne) {
@@ -81,26 +81,26 @@ TEST_F(ConfigurationTest, AFileOnTrialIsReadInsteadOfTheInstalledOne) {
   EXPECT_EQ(fetched("network")["is"], Json::Value("of the caller"));
   unsetenv("LANFAB_CONFIG_DIR");
   EXPECT_EQ(fetched("network")["is"], Json::Value("trial"));
-  EXPECT_EQ(complaint("other"), "/etc/lanfab/other.json: No such file or directory\n") << "not on trial";
+  EXPECT_EQ(parse_error("other"), "/etc/lanfab/other.json: No such file or directory\n") << "not on trial";
 }
 
 TEST_F(ConfigurationTest, WithoutATrialTheInstalledFileIsRead) {
   unsetenv("LANFAB_CONFIG_DIR");
   put_file("/run/lanfab", "no directory");
-  EXPECT_EQ(complaint("network"), "/etc/lanfab/network.json: No such file or directory\n");
+  EXPECT_EQ(parse_error("network"), "/etc/lanfab/network.json: No such file or directory\n");
 }
 
 TEST_F(ConfigurationTest, AFileOnTrialThatCannotBeUsedIsAnError) {
   unsetenv("LANFAB_CONFIG_DIR");
   std::filesystem::create_directory("/run/lanfab");
   put_file("/run/lanfab/network.json", "{");
-  EXPECT_THAT(complaint("network"), StartsWith("/run/lanfab/network.json:1:2: "));
+  EXPECT_THAT(parse_error("network"), StartsWith("/run/lanfab/network.json:1:2: "));
   std::filesystem::remove("/run/lanfab/network.json");
   std::filesystem::create_directory("/run/lanfab/network.json");
-  EXPECT_EQ(complaint("network"), "/run/lanfab/network.json: Is a directory\n");
+  EXPECT_EQ(parse_error("network"), "/run/lanfab/network.json: Is a directory\n");
   std::filesystem::remove("/run/lanfab/network.json");
   std::filesystem::create_symlink("/run/lanfab/missing", "/run/lanfab/network.json");
-  EXPECT_EQ(complaint("network"), "/run/lanfab/network.json: Too many levels of symbolic links\n");
+  EXPECT_EQ(parse_error("network"), "/run/lanfab/network.json: Too many levels of symbolic links\n");
 }
 
 TEST_F(ConfigurationTest, ASyntaxErrorIsReportedWithItsLineAndColumn) {
@@ -182,7 +182,7 @@ TEST_F(ConfigurationTest, AKeyThatStandsTwiceIsQuotedWithoutItsControlCharacters
 
 TEST_F(ConfigurationTest, ARefusedTextInAnyPartOfTheFileRefusesEveryPart) {
   put_file("/run/config/network.json", R"({"tunnels": {"wireguard": {}}, "other": "\u0007"})");
-  EXPECT_EQ(complaint("network.tunnels.wireguard"),
+  EXPECT_EQ(parse_error("network.tunnels.wireguard"),
             "/run/config/network.json:1:41: other: control character U+0007\n");
 }
 
@@ -194,7 +194,7 @@ TEST_F(ConfigurationTest, AFileOfMoreThanFourMegabytesIsRefused) {
             "/run/config/network.json: the configuration is larger than 4 MB\n");
   std::filesystem::remove("/run/config/network.json");
   std::filesystem::create_symlink("/dev/zero", "/run/config/network.json");
-  EXPECT_EQ(complaint("network"), "/run/config/network.json: the configuration is larger than 4 MB\n");
+  EXPECT_EQ(parse_error("network"), "/run/config/network.json: the configuration is larger than 4 MB\n");
 }
 
 TEST_F(ConfigurationTest, ALargeConfigurationIsRead) {

@@ -8,10 +8,10 @@
 // Returns the location and the message of the first error.
 static std::string mistake_in(const std::string& text) {
   Json::Value root;
-  const std::optional<Complaint> complaint = parse_configuration(text, root);
-  if (!complaint) return "";
-  return std::to_string(complaint->position.line) + ":" + std::to_string(complaint->position.column) + " " +
-         complaint->reason;
+  const std::optional<ParseError> parse_error = parse_configuration(text, root);
+  if (!parse_error) return "";
+  return std::to_string(parse_error->position.line) + ":" + std::to_string(parse_error->position.column) +
+         " " + parse_error->reason;
 }
 
 // Returns the error of reading a file.

@@ -12,8 +12,8 @@ using ::testing::Field;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
-static const GoesOn kAlways = [] { return true; };
-static const GoesOn kNever = [] { return false; };
+static const IsActive kAlways = [] { return true; };
+static const IsActive kNever = [] { return false; };
 
 static Drift drift(const std::string& subject, const std::string& what) {
   Drift one;

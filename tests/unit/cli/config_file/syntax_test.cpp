@@ -46,8 +46,8 @@ static std::string edited(std::string text, std::vector<Edit> edits) {
 
 static std::optional<SyntaxError> error_in(const std::string& text) {
   Json::Value root;
-  const auto complaint = parse_configuration(text, root);
-  return complaint ? std::optional(explain_complaint(text, *complaint)) : std::nullopt;
+  const auto parse_error = parse_configuration(text, root);
+  return parse_error ? std::optional(explain_parse_error(text, *parse_error)) : std::nullopt;
 }
 
 static std::string located(const std::string& text, TextRange range, const std::string& message) {
@@ -277,11 +277,11 @@ TEST(Syntax, ThePlaceOfTheErrorIsTheParsersNotTheGrammars) {
 }
 
 TEST(Syntax, WhereNoCauseIsFoundTheParsersComplaintStands) {
-  const SyntaxError error = explain_complaint("{}", {{1, 2}, "something unheard of"});
+  const SyntaxError error = explain_parse_error("{}", {{1, 2}, "something unheard of"});
   EXPECT_EQ(error.message, "something unheard of");
   EXPECT_EQ(error.range.begin, 1);
   EXPECT_EQ(error.range.end, 2);
-  EXPECT_EQ(explain_complaint("{}", {{7, 9}, "elsewhere"}).range.begin, 1);
+  EXPECT_EQ(explain_parse_error("{}", {{7, 9}, "elsewhere"}).range.begin, 1);
 }
 
 // What may happen to the character at `offset`.

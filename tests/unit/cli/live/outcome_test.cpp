@@ -70,11 +70,11 @@ TEST_F(OutcomeTest, NothingThatATerminalWouldExecuteIsShown) {
 
 TEST_F(OutcomeTest, WhatNobodyHasWrittenIsNoOutcome) {
   EXPECT_FALSE(read_outcome());
-  for (const char* text : {"", "{", "[]", "{}", R"({"ending": "eaten"})", R"({"ending": ["kept"]})"}) {
+  for (const char* text : {"", "{", "[]", "{}", R"({"ending": "eaten"})", R"({"ending": ["confirmed"]})"}) {
     put_file(kFile, text);
     EXPECT_FALSE(read_outcome()) << text;
   }
-  put_file(kFile, R"({"ending": "kept", "who": 1, "ended": "now"})");
+  put_file(kFile, R"({"ending": "confirmed", "who": 1, "ended": "now"})");
   ASSERT_TRUE(read_outcome());
   EXPECT_EQ(read_outcome()->who, "");
   EXPECT_EQ(read_outcome()->ended, 0);

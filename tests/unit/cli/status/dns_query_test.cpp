@@ -56,5 +56,5 @@ TEST(DnsQuery, AResponseThatIsCutOffIsPassedOver) {
 
 TEST(DnsQuery, WithoutARouteNothingIsAsked) {
   std::optional<int> code;
-  EXPECT_FALSE(ask_dns(0xc0000235, "localhost", DnsType::kAddress, &code).socket.is_open());
+  EXPECT_FALSE(query_dns(0xc0000235, "localhost", DnsType::kAddress, &code).socket.is_open());
 }

@@ -29,7 +29,7 @@ class ExchangeTest : public ::testing::Test {
   // Asks them, and returns how many milliseconds that takes.
   std::int64_t ask_for(int milliseconds) {
     const auto begin = std::chrono::steady_clock::now();
-    ask_all(exchanges_, milliseconds);
+    run_exchanges(exchanges_, milliseconds);
     const auto lasted = std::chrono::steady_clock::now() - begin;
     return std::chrono::duration_cast<std::chrono::milliseconds>(lasted).count();
   }
