@@ -22,7 +22,7 @@ REFUSED = {
     "invalid UTF-8": "1.1.1.1\udcff",
 }
 
-# Unusual strings that must be accepted except where they reach a shell.
+# Unusual strings, which are only rejected if they reach a shell and have a character that is special to it.
 ACCEPTED = {
     "semicolon": f"1.1.1.1; touch {MARKER}",
     "substitution": f"1.1.1.1$(touch {MARKER})",
@@ -113,8 +113,8 @@ def configurations():
 
 
 def more_valid_configurations():
-    """Returns valid configurations by name with outputs that, in those of `configurations`, only an injected
-    string could cause."""
+    """Returns further valid configurations by name. Their outputs also occur with the others, but only if
+    strings are injected."""
     off = value_of("@network")
     for path in paths(off):
         if value_at(off, path) is True:
