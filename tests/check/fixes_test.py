@@ -34,7 +34,7 @@ SPACED = {"interface", "ipv4", "remote_ip", "start", "end"}
 ADDRESSES = {"ipv4": "netmask", "dest_ip": "dest_netmask", "tunnel_local_ip": "tunnel_netmask"}
 
 # A member of an object or an element of an array: the path of keys to it, the offsets of its key (if it has
-# one) and of its value, the value, and the other members of the object by key.
+# one) and of its value, the value, and the members of the object by key.
 Place = collections.namedtuple("Place", ("keys", "key", "key_end", "begin", "end", "value", "siblings"))
 # The range of a configuration file to replace, and the incorrect text to write there.
 Mistake = collections.namedtuple("Mistake", ("kind", "begin", "end", "text"))
