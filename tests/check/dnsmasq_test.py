@@ -28,14 +28,14 @@ CONFIGURATION = """{
   }
 }
 """
-# Refuses the line of the second device, as dnsmasq does.
+# A stub that rejects the line of the second device, with a message of dnsmasq.
 REFUSE = """
 [ "$*" = "--test --conf-file=-" ] || exit 4
 number=$(grep -n 53:02 | cut -d : -f 1)
 printf '\\ndnsmasq: bad dhcp-host at line %s of stdin\\n' "$number" >&2
 exit 1
 """
-# As root of a user namespace without capabilities, in which no further one can be created.
+# Runs a command as root of a user namespace, without capabilities; no nested one can be created.
 WITHOUT_NAMESPACES = (
     "unshare", "--user", "--map-root-user", "sh", "-c",
     'echo 0 >/proc/sys/user/max_user_namespaces && exec setpriv --bounding-set=-all "$@"', "sh")
@@ -55,7 +55,7 @@ class AskDnsmasq(unittest.TestCase):
         (self.directory / name).chmod(mode)
 
     def lay_dnsmasq(self, script):
-        """Creates a stub of dnsmasq, which writes a file "asked"."""
+        """Creates a stub of dnsmasq that creates the file "asked" and runs the script."""
         self.lay("tools/dnsmasq", f"#!/bin/sh\n>'{self.directory}/asked'\n{script}", 0o755)
 
     def was_asked(self):
@@ -117,7 +117,7 @@ class AskDnsmasq(unittest.TestCase):
                          "lanfab: /usr/sbin/dnsmasq ended with status 3; skipping the dnsmasq check\n")
 
     def test_what_it_says_after_trouble_does_not_count(self):
-        """The second file is rejected before the error of the first one, but comes later."""
+        """dnsmasq rejects the second file before it fails on the first one; that is not reported."""
         self.lay("first.json", CONFIGURATION.replace("53:02", "53:03"))
         self.lay_dnsmasq(f"""
             if grep -q 53:03; then

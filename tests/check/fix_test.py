@@ -14,7 +14,7 @@ import unittest
 from lib.comments import takes_comments
 
 LANFAB = os.path.abspath(sys.argv.pop(1))
-# Root without the rights that the tests are about.
+# Run a command as root without the capabilities that would bypass file permissions, or change owners.
 WITHOUT_ACCESS = ("setpriv", "--bounding-set=-dac_override,-dac_read_search")
 WITHOUT_CHOWN = ("setpriv", "--bounding-set=-chown")
 MISTAKE = """{
@@ -72,7 +72,7 @@ class Fix(unittest.TestCase):
         before = self.file.stat()
         done = self.check("--fix", "network.json")
         self.assertEqual((done.returncode, done.stdout), (1, HOST + "1 error and 0 warnings in 1 file\n"))
-        # It was read, and not written.
+        # The file was not written.
         after = self.file.stat()
         self.assertEqual((after.st_ino, after.st_ctime_ns), (before.st_ino, before.st_ctime_ns))
         self.assertEqual(self.check("--diff", "network.json").stdout, "")
@@ -165,7 +165,7 @@ class Fix(unittest.TestCase):
         allowed = MISTAKE.replace('      "dhcp"', '      // lanfab: allow unknown-key\n      "dhcp"')
         self.file.write_text(allowed, encoding="utf-8")
         self.check("--fix", "--allow", "address-malformed", "network.json")
-        # A text with a comment that the parser refuses stays as it is.
+        # If the parser rejects the comment, the file is not changed.
         fixed = allowed.replace("Router", "router") if takes_comments(LANFAB) else allowed
         self.assertEqual(self.text(), fixed)
 

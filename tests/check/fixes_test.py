@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
-"""Makes mistakes in the examples and checks the result of `lanfab check --fix`: it never adds a finding,
-changes nothing except the mistakes, restores the original where it fixes one, and leaves nothing more
-to fix.
+"""Makes mistakes in the examples and checks the result of `lanfab check --fix`: no new finding, no change
+except to the mistakes, the original value where a mistake was fixed, and nothing left to fix.
 
 Usage: fixes_test.py PROGRAM [--exhaustive]
 """
@@ -27,16 +26,17 @@ if EXHAUSTIVE:
 LANFAB = os.path.abspath(sys.argv.pop(1))
 CONFIGURATIONS = 1_000 if EXHAUSTIVE else 50
 SEED = 20
-# The least part of the mistakes of a kind that is fixed: words in what is not enabled are not judged.
+# The minimum fraction of mistakes that must be fixed, by kind; 0.9 for the others.
 USUALLY_FIXED = {"word": 0.5}
 TOKEN = re.compile(r'[\s\ufeff]*("(?:[^"\\]|\\.)*"|[^\s",:\[\]{}]+|[,:\[\]{}])')
 WORDS = {"mode", "protocol", "source"}
 SPACED = {"interface", "ipv4", "remote_ip", "start", "end"}
 ADDRESSES = {"ipv4": "netmask", "dest_ip": "dest_netmask", "tunnel_local_ip": "tunnel_netmask"}
 
-# A member of an object or an element of a list: the offsets of its key, if it has one, and of its value.
+# A member of an object or an element of an array: the path of keys to it, the offsets of its key (if it has
+# one) and of its value, the value, and the members of the object by key.
 Place = collections.namedtuple("Place", ("keys", "key", "key_end", "begin", "end", "value", "siblings"))
-# A piece of the text, and what is written there by mistake.
+# The range of a configuration file to replace, and the incorrect text to write there.
 Mistake = collections.namedtuple("Mistake", ("kind", "begin", "end", "text"))
 
 
@@ -80,7 +80,7 @@ class Scanner:
 
 
 def misspelt(word, generator):
-    """Returns the word with a typing error in its letters."""
+    """Returns the word with a typing error, in capitals, or with a space at its end."""
     place = generator.randrange(len(word) - 1)
     return generator.choice((
         word[:place] + word[place + 1] + word[place] + word[place + 2:],
@@ -124,7 +124,7 @@ def netmasks(places, _):
 
 
 def addresses(places, _):
-    """Prefix lengths behind addresses, beside a netmask and in its place."""
+    """Yields addresses with a prefix length, in addition to the netmask and instead of it."""
     for place in places:
         netmask = place.siblings.get(ADDRESSES.get(place.keys[-1], ""))
         if netmask is None or not place.value:
@@ -158,14 +158,14 @@ KINDS = (keys, words, numbers, booleans, netmasks, addresses, host_bits, spaces)
 
 
 def with_mistakes(text, mistakes):
-    """Returns the text with these mistakes, which do not overlap."""
+    """Returns the text with these mistakes, which must not overlap."""
     for mistake in sorted(mistakes, key=lambda mistake: mistake.begin, reverse=True):
         text = text[:mistake.begin] + mistake.text + text[mistake.end:]
     return text
 
 
 def draw(text, generator):
-    """Returns one to three random mistakes at random locations of a text."""
+    """Returns up to three random mistakes at random locations of a text; possibly none."""
     places = Scanner(text).places
     drawn = []
     for _ in range(generator.choice((1, 1, 1, 2, 3))):

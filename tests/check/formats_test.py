@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests the reports of `lanfab check` for other programs: SARIF against its schema and against the JSON
+"""Tests the machine-readable reports of `lanfab check`: SARIF against its schema and against the JSON
 report, and the commands of GitHub Actions. The program is the first argument.
 """
 
@@ -31,7 +31,7 @@ def region_of(location):
 
 
 class Formats(unittest.TestCase):
-    """Reports about the configurations of all cases, which violate every rule, in all formats."""
+    """Reports in all formats about the configurations of all cases, which together violate every rule."""
 
     @classmethod
     def setUpClass(cls):
@@ -52,7 +52,7 @@ class Formats(unittest.TestCase):
         return done.stdout
 
     def sarif(self, *names):
-        """Returns the only run of a valid report."""
+        """Returns the only run of the SARIF report, after validating the report."""
         log = json.loads(self.check("sarif", *names))
         jsonschema.Draft4Validator(SCHEMA).validate(log)
         return log["runs"][0]

@@ -15,14 +15,14 @@ import unittest
 from lib.limits import processor_limit
 
 LANFAB = os.path.abspath(sys.argv.pop(1))
-# Above what it takes for an empty configuration.
+# Memory limits above that of an empty configuration: per byte of the configuration, and constant.
 BYTES_PER_BYTE = 30
 BYTES_BESIDES = 64_000_000
-# Each configuration has a few megabytes, for which an idle machine needs less than three.
+# Limit on processor time. An idle machine takes less than 3 s for any of the configurations.
 SECONDS = 30
 TOO_MANY = "network.json: too many values, which would take too much memory\n"
-# Runs a command and writes what it took to a file. Of a child the memory of its parent counts, too: this one,
-# unlike that of the tests, is small.
+# Runs a command and writes its memory and processor time to a file. The peak memory of a process includes
+# that of its parent before exec, so the parent is this small process instead of the test.
 METER = """import os, sys
 file, *command = sys.argv[1:]
 _, status, usage = os.wait4(os.spawnvp(os.P_NOWAIT, command[0], command), 0)
@@ -30,7 +30,7 @@ with open(file, "w") as output:
     print([1024 * usage.ru_maxrss, usage.ru_utime + usage.ru_stime], file=output)
 sys.exit(os.waitstatus_to_exitcode(status))
 """
-# In bytes, and in seconds of a processor.
+# Peak memory in bytes, and processor time in seconds.
 Usage = collections.namedtuple("Usage", ("memory", "seconds"))
 
 
@@ -83,7 +83,7 @@ def vlans(count):
     return port(f'"advanced": {{"vlan": {{"enable": true, "networks": [{listed("{}", count)}]}}}}')
 
 
-# Configurations with a finding at every value, or with what rules remember.
+# Configurations with a finding at every value, or with many values that rules store.
 KINDS = {
     "numbers": names(1, 1_000_000),
     "strings": names("", 900_000),
@@ -108,8 +108,8 @@ class Limits(unittest.TestCase):
         self.configuration = pathlib.Path(directory.name, "network.json")
 
     def check(self, text, *words, before=(), files=1):
-        """Returns the exit status, the output on both streams, and the resources used: the memory is that of
-        the largest process."""
+        """Returns the exit status, standard output, standard error, and the Usage: its memory is that of the
+        largest process."""
         self.configuration.write_text(text, encoding="utf-8")
         usage = self.configuration.with_name("usage")
         command = [sys.executable, "-I", "-S", "-c", METER, usage, *before, LANFAB, "check", *words,
@@ -134,7 +134,7 @@ class Limits(unittest.TestCase):
                     self.assertLess(usage.seconds, SECONDS)
 
     def test_memory_of_many_files(self):
-        """Printed findings are not kept in memory: for each of these files, they are 80 kB and more."""
+        """Printed findings, at least 80 kB for each of these files, are not kept in memory."""
         text = f'{{"hostnames": [{listed("1", 1_000)}]}}'
         for words in (["--format=json"], ["-j2"], ["-j2", "--format=json"]):
             with self.subTest(words):
@@ -154,7 +154,7 @@ class Limits(unittest.TestCase):
                 self.assertLess(usage.memory - baseline, BYTES_PER_BYTE * len(text))
 
     def test_time(self):
-        """Twice as much takes twice as long, not four times."""
+        """Processor time is about proportional to the size of the configuration, not quadratic."""
         for make, count in ((tunnels, 8_000), (hosts, 20_000), (routes, 8_000), (leases, 15_000),
                             (vlans, 60_000)):
             with self.subTest(make.__name__):
@@ -164,7 +164,8 @@ class Limits(unittest.TestCase):
 
     @unittest.skipUnless(shutil.which("dnsmasq"), "needs dnsmasq")
     def test_time_with_dnsmasq(self):
-        """A dry run of the whole would start a dozen tools for each tunnel, more than a minute's work."""
+        """Only the action dnsmasq is run: a dry run of an apply would start a dozen tools for each tunnel,
+        which takes more than a minute."""
         text = tunnels(8_000)
         status, out, err, usage = self.check(text, before=processor_limit(60))
         self.assertEqual((status, out, err), (0, "0 errors and 0 warnings in 1 file\n", ""))

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Tests `lanfab check` of many files: their list, and several processes at the same time. The program is the
-first argument.
+"""Tests `lanfab check` of many files: the list of files, and parallel processes. The program is the first
+argument.
 """
 
 import json
@@ -15,14 +15,14 @@ import unittest
 from lib.limits import HANG_SECONDS, processor_limit
 
 LANFAB = os.path.abspath(sys.argv.pop(1))
-# Of root, who otherwise may read everything.
+# Runs a command as root without the capabilities to read all files.
 WITHOUT_PRIVILEGES = ("setpriv", "--bounding-set=-dac_override,-dac_read_search") if os.geteuid() == 0 else ()
 GOOD = '{"wireless": {"cell": {"enable": true}}}'
 BAD = '{"dns": {"source": "ISP"}}'
 ADVICE = '"ISP" is read as "static"; the known words are "isp" and "static"; did you mean "isp"?'
 WARNING = GOOD[:-1] + ', "dns": {"source": "static"}}'
 FIXABLE = '{"wires": {}}'
-# More than can be checked within the limit on processor time.
+# A number of files that cannot be checked within the limit on processor time.
 ENDLESS = 1_000_000
 
 
@@ -47,7 +47,7 @@ class Many(unittest.TestCase):
 
 class Processes(Many):
     def lay_all_kinds(self):
-        """Returns the names of files with every kind of result."""
+        """Creates files with every kind of result; returns their names, and names without a readable file."""
         self.lay(good=GOOD, bad=BAD, warning=WARNING, fixable=FIXABLE, malformed='{"wired": [}', empty="",
                  secret=GOOD, many='{"hostnames": [' + ",".join(1_010 * ["1"]) + "]}",
                  allowed="{\n// lanfab: allow unknown-word\n" + BAD[1:])
@@ -111,7 +111,7 @@ class Processes(Many):
 
 
 class Ends(Many):
-    """The processes end with the first one, and when the output is closed."""
+    """All processes end if the first one ends, or if the output is closed."""
 
     def start(self, **options):
         self.lay(bad=BAD)
@@ -132,7 +132,7 @@ class Ends(Many):
                 process = self.start()
                 process.stdout.readline()
                 process.send_signal(number)
-                # Both streams end when the last process that has them does.
+                # End of file on both streams: no process has them open any more.
                 _, errors = process.communicate(timeout=HANG_SECONDS)
                 self.assertEqual((process.returncode, errors), (-number, b""))
 

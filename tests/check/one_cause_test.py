@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests that a mistake causes one finding: breaks each value and each key of the examples in several ways,
+"""Tests that one mistake causes one finding: breaks each value and each key of the examples in several ways,
 and expects exactly one finding, at the location of the mistake.
 
 Usage: one_cause_test.py PROGRAM [--exhaustive]
@@ -24,14 +24,15 @@ if EXHAUSTIVE:
     sys.argv.remove("--exhaustive")
 LANFAB = os.path.abspath(sys.argv.pop(1))
 MARK = "@mistake@"
-# Packets to the remote end leave by these, and nobody knows the routes of a list that cannot be read.
+# Mistakes in the routes to the remote endpoint of a tunnel, which may also change the interface that its
+# packets leave through.
 UNKNOWN_ROUTES = "tunnels: static_routes"
-# Without these, two places of the example miss something.
+# Values whose removal causes two findings.
 TWO_CAUSES = {"bridge-wifi: wired.eth0", "tunnels: wireless", "tunnels: wireless.cell"}
 
 
 def wrong_types(value):
-    """Yields values of other types, as people might write them."""
+    """Yields plausible incorrect values, most of them of another type."""
     if isinstance(value, bool):
         yield from (str(value).lower(), "yes" if value else "no", int(value), None, [value], "maybe", {})
     elif isinstance(value, int):
@@ -56,7 +57,10 @@ def misspellings(key):
 
 
 def moved(config, path):
-    """Yields the configuration with a key one object further out, and in each object beside it."""
+    """Yields the configuration with a member moved one level further out, and into each sibling object.
+
+    Its key is MARK.
+    """
     *parents, key = path
     holders = [(*parents, name) for name, value in value_at(config, parents).items()
                if name != key and isinstance(value, dict)]
@@ -69,7 +73,7 @@ def moved(config, path):
 
 
 def text_and_offset(config, replacement):
-    """Returns the text of a configuration with its mark replaced, and the offset of the replacement."""
+    """Returns the text of a configuration with MARK replaced, and the offset of the replacement."""
     text = json.dumps(config, indent=1, ensure_ascii=False)
     offset = text.index(json.dumps(MARK))
     return text.replace(json.dumps(MARK), json.dumps(replacement), 1), offset
@@ -78,13 +82,13 @@ def text_and_offset(config, replacement):
 def mistakes(config):
     """Yields the name, the text and the offset of each mistake in a configuration."""
     for path in leaves(config):
-        # Of two letters no word is nearly another one.
+        # A misspelt key of two letters resembles no known key.
         *parents, key = path
         where = ".".join(map(str, path))
         value = value_at(config, path)
         for wrong in wrong_types(value):
             if isinstance(key, int) and isinstance(value, str) and not isinstance(wrong, (dict, list)):
-                continue  # in a list of names, this is a name
+                continue  # converted to a string, it is a valid name in a list of names
             broken = copy.deepcopy(config)
             value_at(broken, parents)[key] = MARK
             yield f"{where}: {json.dumps(wrong)[:40]}", *text_and_offset(broken, wrong)

@@ -17,9 +17,10 @@ from lib.checkout import CHECKOUT
 from lib.examples import FOUND, case_of, examples_of
 
 LANFAB = os.path.abspath(sys.argv.pop(1))
-# What needs dnsmasq has tests of its own.
+# Rules that run dnsmasq, which dnsmasq_test.py tests.
 NOT_OFFLINE = {"dnsmasq-refuses"}
-# What they find is about a configuration as a whole, so an example of another rule may allow it.
+# The command of an example. It may allow the rules about a configuration as a whole, so that examples of
+# other rules can be small.
 COMMAND = re.compile(
     r"lanfab check --offline( --allow (locked-out|forwarding-off))* (example|corrected)\.json")
 
@@ -60,7 +61,7 @@ class Rules(unittest.TestCase):
                 for example in wrong, corrected:
                     self.assertRegex(example.command, COMMAND)
                     self.assertNotIn(f"--allow {rule}", example.command)
-                    # All of it can be seen.
+                    # Only printable ASCII characters.
                     self.assertRegex(example.text, r"\A[ -~\n]+\Z")
 
     def test_each_is_explained(self):

@@ -3,9 +3,9 @@
 
 Usage: scenarios_test.py [--update] PROGRAM
 
-Scenarios that are not listed there have no errors. A listed one has an error on purpose; its lines name the
-violated rules. A configuration that dnsmasq rejects must have an error, and the examples must have no
-findings at all.
+Scenarios that are not listed there have no errors. Errors of listed scenarios are intended; each line names
+a violated rule. A configuration that dnsmasq rejects must have an error, and the examples must have no
+findings.
 """
 
 import json
@@ -50,7 +50,7 @@ def refused_by_dnsmasq():
 
 
 def findings_about_examples(program):
-    """Returns the program's output about the examples, except for its last line."""
+    """Returns the output lines of `lanfab check` for the examples, without the summary line."""
     examples = sorted(EXAMPLES.glob("*/network.json"))
     done = subprocess.run(
         [program, "check", "--offline", *examples], text=True, stdout=subprocess.PIPE, check=False

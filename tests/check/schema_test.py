@@ -24,7 +24,7 @@ SCHEMA = json.loads(TEXT)
 VALIDATOR = jsonschema.Draft7Validator(SCHEMA, format_checker=jsonschema.draft7_format_checker)
 SHAPE_RULES = {"wrong-type", "out-of-range", "unknown-word", "unknown-key", "doubtful-key"}
 
-# Scenarios about values that the schema does not allow: the rules that they hit.
+# Scenarios with values that the schema does not allow, and the rules that they violate.
 EXCEPTIONS = {
     "bridge_members_of_other_types": {"wrong-type"},
     "bridge_vlans": {"unknown-key"},  # a VLAN with a mode, like a port
@@ -44,24 +44,25 @@ EXCEPTIONS = {
     "wrong_types": {"wrong-type"},
     "wrong_types_in_lists": {"wrong-type"},
 }
-# The settings of a bridge are those of a wired interface of any name.
+# Scenarios in which the schema rejects an interface name, because a bridge can take its settings from a wired
+# interface with any name.
 ALLOWED_BY_THE_PROGRAM = {"dhcp_bridge_primary"}
 
-# The program's other tests know one shape for all networks. Only a port's has these.
+# Paths that only the network of a port has. shape.py has one shape for all networks.
 PORT_ONLY = re.compile(
     r"(ap|client|\[\])\.network\.(mode|dhcp\.(secondary_leasetime|disable_dhcp_secondary)|"
     r"advanced\.(telnet(\.enable)?|vlan\.(hybrid|networks\[\]\.network.*)))$")
 
 
 def resolve(schema):
-    """Returns the schema itself, or what its reference refers to."""
+    """Returns the schema, after following its references."""
     while "$ref" in schema:
         schema = fuzz.shape.resolve(schema["$ref"])
     return schema
 
 
 def schema_paths(schema, path=""):
-    """Yields the path and the schema of every value, as in "static_routes[].ipv4"."""
+    """Yields the path of every value, such as "static_routes[].ipv4", and its schema."""
     schema = resolve(schema)
     yield path, schema
     for key, member in schema.get("properties", {}).items():
@@ -71,7 +72,7 @@ def schema_paths(schema, path=""):
 
 
 def shape_paths(shapes, shape, path=""):
-    """Yields the path of every value that the tests of the program give it."""
+    """Yields the path of every value in a shape."""
     yield path
     if isinstance(shape, str) and shape.startswith("@"):
         yield from shape_paths(shapes, shapes[shape], path)
@@ -83,7 +84,7 @@ def shape_paths(shapes, shape, path=""):
 
 
 def configurations_of_scenarios():
-    """Yields the name of a scenario and a configuration of it that can be parsed."""
+    """Yields the name of each scenario with each of its valid JSON objects."""
     for path in paths_of("scenarios"):
         for text in case.configurations(path):
             if generator.parsed(text) is not None:
@@ -91,7 +92,7 @@ def configurations_of_scenarios():
 
 
 def findings_of(texts):
-    """Returns the findings about each configuration."""
+    """Returns a list of findings for each configuration."""
     with tempfile.TemporaryDirectory() as directory:
         names = [f"{number}.json" for number in range(len(texts))]
         for name, text in zip(names, texts):
@@ -113,7 +114,7 @@ class Schema(unittest.TestCase):
 
     def test_it_has_every_path_that_the_program_reads_and_no_other(self):
         shapes = fuzz.shape.shapes()
-        # The program asks for this object by a name of its own; that of a GRE tap is in no configuration.
+        # The shapes have this object separately. That of a GRE TAP tunnel is not part of a configuration.
         shapes["@network"]["tunnels"]["wireguard"] = "@wireguard"
         read = {path for path in shape_paths(shapes, "@network") if not PORT_ONLY.search(path)}
         known = {path for path, _ in schema_paths(SCHEMA)}

@@ -1,5 +1,7 @@
 #!/usr/bin/env python3
-"""Tests what `lanfab check` does when there is nothing to judge. The program is the first argument."""
+"""Tests usage errors, unreadable input and failed output of `lanfab check`, `explain` and `schema`. The
+program is the first argument.
+"""
 
 import json
 import os
@@ -12,7 +14,7 @@ import unittest
 from lib.limits import processor_limit
 
 LANFAB = os.path.abspath(sys.argv.pop(1))
-# Of root, who otherwise may read everything.
+# Runs a command as root without the capabilities to read all files.
 WITHOUT_PRIVILEGES = ("setpriv", "--bounding-set=-dac_override,-dac_read_search")
 
 

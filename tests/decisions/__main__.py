@@ -1,4 +1,4 @@
-"""Mutates the decisions of src/, one at a time, and checks that lanfab follows.
+"""Mutates decisions in src/, one at a time, and checks that the output of lanfab changes accordingly.
 
 Each case edits src/ at one location, and nothing in cli/. In that build, the output of `lanfab check`,
 `lanfab graph` and `lanfab diff` about the case's configuration must change as expected. A rule, a diagram

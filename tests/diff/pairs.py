@@ -26,7 +26,7 @@ from lib.checkout import BUILD, answer, in_sandboxes
 from lib.runner import programs_of
 from soundness import generator
 
-# Each pair is made of its own number, so a sample is the first ones of all.
+# The number of pairs, each of which is generated from its index.
 ALL = 1000
 SAMPLE = 20
 ENOUGH_DIFFERENT = 0.6
@@ -34,21 +34,21 @@ ENOUGH_DIFFERENT = 0.6
 HUNK = re.compile(r"@@ -\d+,(\d+) \+\d+,(\d+) @@")
 UNIT = re.compile(r"/var/run/systemd/network/\d+-(.*)\.(?:network|netdev)")
 COUNT = re.compile(r"(?:and )?(\d+) (?:more lines?|lines? differs?) in (.*)")
-# Sentences that mention whatever names one of their interfaces.
+# Sentences that mention all lines with the name of one of their interfaces or tunnels.
 WHOLE = re.compile(
     r"the tunnel .*|\S+ (?:is new(?:: .*)?|is gone(?:, .*)?|is no longer set up(?:, .*)?"
     r"|is switched off(?:, .*)?|is no longer switched off|is left behind in the kernel.*|joins .*|leaves .*"
     r"|is in pass-through now|is no longer in pass-through|is (?:no longer )?linked to a port.*)"
 )
-# The beginnings of lines, and what a sentence has to say of them.
+# Beginnings of lines, and the words in a sentence that mentions such a line.
 ABOUT = (
     ("IPForward = yes", "forward"),
     ("CopyDSCP = yes", "DSCP"),
     ("/usr/bin/telnet-init", "the telnet service"),
 )
-# What the first tunnel brings and the last one takes.
+# Sentences that mention the kernel's fallback device for GRE.
 TUNNELS = re.compile(r"gre-tun\d+ is (?:new|gone|left)|the tunnel ")
-# Lines that need not be mentioned: without a value, too.
+# Lines that need not be mentioned: layout, comments, sections, and keys without a value.
 LAYOUT = re.compile(r"$|#|\[|\w+ = $|echo OK$")
 
 
@@ -57,7 +57,7 @@ def is_element(path):
 
 
 def edit(config, rng):
-    """Makes one plausible change."""
+    """Makes one random, plausible change to the configuration."""
     what = rng.random()
     if what < 0.3:
         generator.spoil(config, rng)
@@ -81,7 +81,7 @@ def edit(config, rng):
 
 
 def replace_odd_addresses(config):
-    """Replaces strings that are not addresses by addresses: as words, they would mislead the test."""
+    """Replaces malformed addresses: as words in a sentence, they would mislead the test."""
     for *parents, key in generator.leaves(config):
         holder = value_at(config, parents)
         if key == "ipv4" and not re.fullmatch(r"[0-9.]+", str(holder[key])):
@@ -117,7 +117,7 @@ def changed_lines(differences):
 
 
 def derived(value):
-    """Returns the strings that a value in a sentence stands for."""
+    """Returns a value in a sentence and, if it is an address, the address, network and netmask as strings."""
     texts = {value}
     try:
         interface = ipaddress.ip_interface(value)
@@ -131,7 +131,7 @@ def words_of(line):
 
 
 def owners_of(lines):
-    """Returns the interfaces whose addresses are in changed lines of units."""
+    """Returns the interfaces whose units have changed lines with an address, by address."""
     owners = {}
     for path, line in lines:
         if (unit := UNIT.fullmatch(path)) and line.startswith("Address = "):
@@ -143,7 +143,7 @@ def is_mentioned(path, line, sentences, owners):
     unit = UNIT.fullmatch(path)
     words = words_of(line)
     subjects = words | ({unit[1]} if unit else set())
-    # A relay has only the address of its interface.
+    # The line of a relay has the address of its interface, but not its name.
     if line.startswith("dhcp-relay="):
         subjects |= {owners.get(word) for word in words}
     for sentence in sentences:
@@ -166,27 +166,27 @@ def is_mentioned(path, line, sentences, owners):
 
 
 def is_said_otherwise(line, sentences):
-    """Whether a sentence about the gateway, or about a tunnel, mentions the line in other words."""
+    """Whether a sentence mentions the line without the name of its interface or its values."""
     if any(line.startswith(begin) and word in sentence for begin, word in ABOUT for sentence in sentences):
         return True
-    # The kernel's fallback device comes and goes with the tunnels.
+    # The kernel's fallback device is created with the first tunnel and removed with the last one.
     if " dev gre0 " in line:
         return any(TUNNELS.match(sentence) for sentence in sentences)
-    # The tunnels' routing tables count as they do, from another number on.
+    # The routing table of the first tunnel is 308.
     if table := re.match(r"/usr/bin/route_table_(?:flush|add) (\d+)", line):
         name = f"gre-tun{int(table[1]) - 307}"
         return any(name in re.split(r"[ ,;:]+", sentence) for sentence in sentences)
-    # A bridge has the number of a VLAN in one line, and its name in another.
+    # A bridge has the ID of a VLAN in one line, and its interface name in another.
     if vlan := re.fullmatch(r"VLAN = (\d+)", line):
         return any(re.match(rf"\S+\.{vlan[1]} is ", sentence) for sentence in sentences)
-    # The port's own address, in front of the range of a pass-through port.
+    # This line reserves the port's own address before the DHCP range of a pass-through port.
     if line.startswith("dhcp-host="):
         return any("DHCP" in sentence or "pass-through" in sentence for sentence in sentences)
     return False
 
 
 def is_consequence(line, sentence):
-    """Whether the line of a unit follows from the sentence about its interface."""
+    """Whether the change of a unit's line follows from the change in a sentence about its interface."""
     key = line.split("=", 1)[0].strip()
     return (
         (key == "Destination" and (" gateway " in sentence or " address " in sentence))
@@ -197,7 +197,7 @@ def is_consequence(line, sentence):
 
 
 def counts_of(sentences):
-    """Returns the number of lines of each file that the summary counts, and whether it counts a file
+    """Returns the number of lines that the summary counts for each file, and whether it counts any file
     twice."""
     counted = [count for line in sentences if (count := COUNT.fullmatch(line))]
     counts = {count[2]: int(count[1]) for count in counted}
@@ -209,7 +209,7 @@ def short_name(path):
 
 
 def judge(said):
-    """Returns the error in a change summary; "" if there is none."""
+    """Returns the errors in a change summary, given the output of `lanfab diff`; "" if there are none."""
     head, _, rest = said.partition("--- ")
     summary = head.partition("Interrupts:\n")[0].splitlines()
     counts, is_twice = counts_of(summary)
@@ -238,7 +238,7 @@ def judge(said):
 
 
 def compare(old, new, options, programs):
-    """Returns the exit status of `lanfab diff` and the error in its output."""
+    """Returns the exit status of `lanfab diff` and the errors in its output; "" if there are none."""
     with tempfile.TemporaryDirectory() as directory:
         for name, config in (("old.json", old), ("new.json", new)):
             pathlib.Path(directory, name).write_text(json.dumps(config), encoding="utf-8")

@@ -1,6 +1,6 @@
-// Compares two texts, or the files of two runs, from the input or derived from its bytes. The unified diff,
-// applied to the first text, must produce the second, and the change summary must count no more lines than
-// differ.
+// Compares two texts, or the files of two runs, which are parts of the input or are generated from it. The
+// unified diff, applied to the first text, must produce the second, and the change summary must not count
+// more lines than differ.
 
 #include <cstdint>
 #include <cstdio>
@@ -28,7 +28,7 @@ constexpr char kNoLineEnd[] = "\\ No newline at end of file";
 
 namespace {
 
-// Applies a diff like patch(1), but strictly.
+// Applies a diff like patch(1), but without tolerating any mismatch.
 class Patch {
  public:
   Patch(const std::string& old_text, const UnifiedDiff& difference)
@@ -46,7 +46,7 @@ class Patch {
     return new_text_;
   }
 
-  // After the two lines with the names of the texts.
+  // Checks and skips the two lines with the names of the texts.
   void skip_names() {
     check(lines_.size() >= 2, "a difference does not name the texts");
     check(lines_[0] == "--- old" && lines_[1] == "+++ new", "a difference names other texts");
@@ -62,7 +62,7 @@ class Patch {
       copy_line();
   }
 
-  // Whether this line of the old text is the last one and has no line end.
+  // Whether the line of the old text at this index is the last one and does not end with a newline.
   bool lacks_end(std::size_t position) const {
     return !has_end_ && position + 1 == old_lines_.size();
   }
@@ -73,8 +73,8 @@ class Patch {
     ++new_position_;
   }
 
-  // "@@ -1,2 +3,4 @@": the first line and the number of lines in each text. In a text without lines, the
-  // first line is the one before.
+  // Parses "@@ -1,2 +3,4 @@", the first line and the number of lines in each text, and applies the hunk. If
+  // the number of lines is 0, the first line is the one before the hunk.
   void apply_hunk() {
     std::size_t begin = 0;
     std::size_t count = 0;
@@ -155,7 +155,7 @@ static std::string content_at(const FilesByPath& files, const std::string& path)
   return found != files.end() ? found->second.content : "";
 }
 
-// Returns the number in "and 3 more lines in 20-eth0.network" or "1 line differs in hosts"; nothing for other
+// Returns the number in "and 3 more lines in 20-eth0.network" or "1 line differs in hosts"; nullopt for other
 // sentences.
 static std::optional<std::size_t> count_in(const std::string& sentence) {
   static const std::regex kCount("(?:and )?([0-9]+) (?:more lines?|lines? differs?) in .*");
@@ -164,8 +164,8 @@ static std::optional<std::size_t> count_in(const std::string& sentence) {
   return static_cast<std::size_t>(std::stoul(match[1]));
 }
 
-// Each sentence is one line, and the last ones count changed lines: at most all of them, and exactly all if
-// there is no other sentence. The test diff.pairs checks whether the others mention the rest.
+// Checks that each sentence is one line, and that the last ones count changed lines: at most all of them, and
+// exactly all if there is no other sentence. The test diff.pairs checks that the others mention the rest.
 static void check_sentences(const std::vector<std::string>& sentences, std::size_t changed) {
   std::size_t counted = 0;
   bool has_other = false;
@@ -222,7 +222,7 @@ static std::vector<std::string> pieces_of(const std::string& text) {
   return pieces;
 }
 
-// Files of the two runs in turn, with unchanged pieces.
+// Returns files with these pieces as their content: for each path, that of the first and of the second run.
 static TwoRuns runs_with(const std::vector<std::string>& pieces) {
   static const std::vector<std::string> kPaths = {
       kUnitDir + std::string("20-eth0.network"),    kDnsmasqConf, kHostsFile, kResolvConf,

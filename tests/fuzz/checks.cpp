@@ -1,6 +1,6 @@
-// Checks a configuration with every rule of `lanfab check`: the input itself if it begins like JSON,
-// otherwise one over all paths, derived from its bytes. Each finding must belong to a rule and be located at
-// a value or a key, the reports must contain all findings, and the same configuration in another layout must
+// Checks a configuration with every rule of `lanfab check`: the input itself if it begins with a brace,
+// otherwise one that is generated from its bytes. Each finding must belong to a rule and be located at a
+// value or a key, the reports must contain all findings, and the same configuration in another layout must
 // have the same findings.
 
 #include <syslog.h>
@@ -20,8 +20,7 @@
 
 namespace {
 
-// A finding with the index of its token instead of its offset: first the keys and then the values, each in
-// the order of the text.
+// A finding with the index of its token instead of its offset. The indices of keys precede those of values.
 struct Essence {
   std::string rule;
   std::string message;
@@ -57,7 +56,7 @@ static std::vector<Essence> examined(Source& source, const std::vector<JsonToken
   for (const Finding& finding : findings) {
     const Rule* rule = find_rule(finding.rule);
     check(rule != nullptr, "a finding is of no rule");
-    // The only warning that other findings depend on counts as an error.
+    // A warning from which errors follow is an error.
     check(rule->severity == finding.severity || finding.severity == Severity::kError,
           "a finding is less severe than its rule");
     check(!finding.message.empty(), "a finding has no message");

@@ -8,8 +8,8 @@
 
 #include "generator.h"
 
-// Returns the configuration of an input: the input itself if it begins like JSON, otherwise one over all
-// paths, derived from its bytes.
+// Returns the configuration of an input: the input itself if it begins with a brace, otherwise one that may
+// have any path of the schema, generated from the bytes.
 inline std::string configuration_of(const std::uint8_t* data, std::size_t size) {
   std::string text(data, data + size);
   if (!text.empty() && text.front() == '{') return text;

@@ -1,6 +1,6 @@
-// Draws the diagram of a configuration with its findings: as text, in Graphviz's language and as SVG. No
-// finding may be lost, each output must be well-formed, and no string of the configuration may become syntax
-// or a terminal escape sequence.
+// Draws the diagram of a configuration with its findings: as text, in Graphviz's language and as SVG. The
+// diagram must have all findings, each output must be well-formed, and no string of the configuration may
+// become syntax or a terminal escape sequence.
 
 #include <syslog.h>
 
@@ -42,14 +42,14 @@ static std::size_t count_boxes(const Node& node) {
   return count;
 }
 
-// Whether a node reports that findings are left out.
+// Whether a node in the diagram mentions that findings are left out.
 static bool mentions_more_findings(const Node& node) {
   const bool is_note = node.text.find("more findings, not shown") != std::string::npos ||
                        node.text.find("of them with findings") != std::string::npos;
   return is_note || std::any_of(node.children.begin(), node.children.end(), mentions_more_findings);
 }
 
-// Returns the diagram with its findings, shortened to a legible size.
+// Returns the diagram with its findings and shortened lists.
 static Node whole_diagram(const Site& site, const std::vector<Finding>& findings) {
   Node diagram = diagram_of(site);
   mark(findings, diagram);
@@ -92,7 +92,7 @@ static const std::string& next_line(const std::vector<std::string>& lines, std::
 
 namespace {
 
-// The statements of a diagram for Graphviz, and the nodes and edges of its drawing.
+// Checks the statements of a diagram for Graphviz, and counts the nodes and edges of its drawing.
 class Statements {
  public:
   explicit Statements(std::size_t boxes) : has_edge_(boxes, false) {}
@@ -107,7 +107,7 @@ class Statements {
     }
   }
 
-  // Checks that every node exists and has an edge.
+  // Checks that all boxes exist, and that each except the first has an edge to an earlier one.
   void check_all() const {
     check(boxes_ == has_edge_.size(), "a box is missing");
     check(static_cast<std::size_t>(std::count(has_edge_.begin(), has_edge_.end(), true)) + 1 == boxes_,
@@ -123,8 +123,8 @@ class Statements {
   }
 
  private:
-  // "n1 [fillcolor="#dde3ea", color="#57606a", label=<MARKUP>]": boxes in the order of their numbers, and the
-  // Internet before them.
+  // Checks the statement of a box: "n1 [fillcolor="#dde3ea", color="#57606a", label=<MARKUP>]". Boxes are in
+  // the order of their numbers, after the node "internet".
   void read_box(const std::string& statement) {
     const bool is_internet = statement.compare(0, 9, "internet ") == 0;
     const std::string name = is_internet ? "internet" : "n" + std::to_string(boxes_);
@@ -140,7 +140,7 @@ class Statements {
     boxes_ += is_internet ? 0 : 1;
   }
 
-  // "n2 -- n1 [penwidth=4]", or a path from the Internet: "internet -- bend0 -- n1".
+  // Checks an edge, "n2 -- n1 [penwidth=4]", or a path from the Internet, "internet -- bend0 -- n1".
   void read_edges(std::string statement) {
     const std::string kPreferred = " [penwidth=4]";
     const std::size_t end = statement.size() - std::min(statement.size(), kPreferred.size());
@@ -163,7 +163,7 @@ class Statements {
     }
   }
 
-  // Returns the number of a node.
+  // Returns the number of a box, given its name.
   static std::size_t number_of(const std::string& name) {
     const bool is_box = name.size() > 1 && name.size() < 10 && name[0] == 'n' &&
                         name.find_first_not_of("0123456789", 1) == std::string::npos;
@@ -185,7 +185,7 @@ class Statements {
 
 }  // namespace
 
-// The caption and the legend are labels, too.
+// Checks the label in a line before the first node, if it has one: the caption or the legend.
 static void check_heading(const std::string& line) {
   const std::size_t begin = line.find("label=<");
   if (begin == std::string::npos) return;

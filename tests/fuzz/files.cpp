@@ -13,7 +13,7 @@
 
 namespace {
 
-// The contents of a run's files for one interface. A number selects one of a few values; 0 means none.
+// Settings of one interface. A number selects one of a few values; 0 means that there is no value.
 struct Link {
   std::string name;
   bool is_there = false;
@@ -24,7 +24,7 @@ struct Link {
   unsigned mtu = 0;
   bool is_member = false;
   bool is_passed_through = false;
-  unsigned name_server = 0;                       // no sentence mentions it
+  unsigned name_server = 0;                       // no sentence of the change summary mentions it
   std::vector<std::array<unsigned, 3>> routes{};  // destination, gateway and metric
   unsigned range = 0;
   unsigned lease_time = 0;
@@ -51,7 +51,7 @@ struct Run {
 
 }  // namespace
 
-// Returns a value of one byte, sometimes 0.
+// Returns a number from 0 to 3, given one byte of the input.
 static unsigned draw_value(Generator& generator) {
   return generator.below(4);
 }
@@ -79,7 +79,7 @@ static void draw_servers(Generator& generator, Link& link) {
   link.relays.erase(std::unique(link.relays.begin(), link.relays.end()), link.relays.end());
 }
 
-// Draws one aspect of the link, or all of it.
+// Sets one random aspect of the link, or all of them if `is_whole`.
 static void draw_link(Generator& generator, Link& link, bool is_whole) {
   const unsigned aspect = generator.below(8);
   if (is_whole || aspect == 0) link.is_there = !generator.one_in(4);
@@ -181,7 +181,8 @@ static std::string network_section(const Link& link) {
   return text;
 }
 
-// The route before the static ones.
+// Returns the section of the default route, or of the route to the link's own network; it precedes the static
+// routes. Empty if there is none.
 static std::string own_route(const Link& link) {
   if (link.is_member || link.is_passed_through) return "";
   if (link.is_dhcp_client)

@@ -3,8 +3,8 @@
 #include "cli/compare/facts.h"
 #include "generator.h"
 
-// Files of a run as the program writes them, and those of another run that differ in a few lines, sections
-// and files.
+// The files of two runs in the format of cmd_lanfab. Usually, they differ only in a few lines, sections and
+// files.
 struct TwoRuns {
   FilesByPath before;
   FilesByPath after;

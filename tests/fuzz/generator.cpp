@@ -131,7 +131,7 @@ std::string Generator::file_content(const std::string& plausible) {
     case 0:
       return "";
     case 1:
-      // About as long as the buffer allows.
+      // Up to and beyond the size of the buffers for such values.
       return std::string(below(20), '1') + "\n";
     case 2:
       return bytes(below(40));

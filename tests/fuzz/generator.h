@@ -1,8 +1,8 @@
 #pragma once
 
-// Generates configurations and file contents from the bytes of an input: each choice consumes a byte. The
-// first four bytes also seed the choices after the last byte, so that a short input yields a complete
-// configuration, and the same input always the same one.
+// Generates configurations and file contents from the bytes of an input: each choice consumes a byte. Choices
+// after the last byte are pseudorandom; the first four bytes are their seed. So a short input yields a
+// complete configuration, and the same input always yields the same one.
 
 #include <json/json.h>
 
@@ -14,17 +14,17 @@
 
 class Generator {
  public:
-  // The bytes must outlive the generator. With `is_sound`, no value is missing, of the wrong type or garbage.
+  // The bytes must outlive the generator. If `is_sound`, no value is missing, of a wrong type or garbage.
   Generator(const std::uint8_t* bytes, std::size_t size, bool is_sound = false);
 
-  // Returns a value of the named shape of shape.py, with more or less of it missing, of the wrong type or
-  // garbage.
+  // Returns a value of the named shape of shape.py. Unless the generator is sound, some values in it are
+  // missing, of a wrong type or garbage.
   Json::Value value(const std::string& shape_name);
 
   // Returns a number below `n`, which is from 1 to 65536.
   unsigned below(unsigned n);
 
-  // Returns true once in `n` calls.
+  // Returns true with a probability of 1 in `n`.
   bool one_in(unsigned n);
 
   // Returns the content of a one-value file: often `plausible`, otherwise empty, long or binary.
@@ -44,10 +44,10 @@ class Generator {
   const std::uint8_t* next_;
   const std::uint8_t* end_;
   std::minstd_rand beyond_end_;
-  // One in this many values is garbage or missing, 0 for none; constant in a configuration, so that some are
-  // valid.
+  // One in this many values is garbage or missing; 0 if none is. Differs between inputs, so that some
+  // configurations are valid.
   unsigned disorder_ = 0;
 };
 
-// The shapes, by name.
+// Returns the shapes of shape.py, by name.
 const Json::Value& shapes();

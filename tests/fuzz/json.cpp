@@ -1,6 +1,6 @@
 // Reads a configuration file with the parser and the input validation of the host platform. The file must be
-// rejected with a message, or read without any string that could become a directive or a command. The target
-// decides this independently of the validation.
+// rejected with a message, or must not have a string that could become a directive or a command, according to
+// an independent validation.
 
 #include <algorithm>
 #include <cstdarg>
@@ -21,14 +21,14 @@ constexpr char kFile[] = "/var/run/network.json";
 
 static unsigned logged_lines = 0;
 
-// Replace the C library's functions at link time.
+// Replacements of the C library's functions at link time.
 extern "C" {
 
 void syslog(int /*priority*/, const char* /*format*/, ...) {
   ++logged_lines;
 }
 
-// syslog() in a build with fortified sources.
+// The function that calls of syslog() become with _FORTIFY_SOURCE.
 void __syslog_chk(int /*priority*/, int /*flag*/, const char* /*format*/, ...) {
   ++logged_lines;
 }
@@ -39,7 +39,7 @@ void __syslog_chk(int /*priority*/, int /*flag*/, const char* /*format*/, ...) {
 
 static const std::string kShellPaths[] = {"/static_routes/*/interface", "/static_routes/*/gateway",
                                           "/tunnels/gre/*/incoming_gre_gateway"};
-// Characters without a meaning for any shell.
+// Characters that are not special to any shell.
 constexpr char kHarmless[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._-:/,@+";
 // Characters that POSIX requires to be quoted, or that some shell expands.
 constexpr char kShellCharacters[] = "|&;<>()$`\\\"' \t*?[]#~=%{}!^";
@@ -57,7 +57,7 @@ namespace {
 struct Opinion {
   bool is_clean = true;           // UTF-8 without control characters
   bool reaches_shell = false;     // a string with a special character reaches a shell
-  bool may_be_for_shell = false;  // one that reaches a shell has a doubtful character
+  bool may_be_for_shell = false;  // a string that reaches a shell has a character that is not harmless
 };
 
 }  // namespace
@@ -89,7 +89,7 @@ static void put_file(const std::uint8_t* data, std::size_t size) {
   check(std::fclose(file) == 0, "the sandbox is full");
 }
 
-// The result and the standard error of cmd_get_value_json.
+// Returns the result of cmd_get_value_json(), and its standard error in `message`.
 static int read_configuration(Json::Value& value, std::string& message) {
   char* text = nullptr;
   std::size_t size = 0;
@@ -110,7 +110,7 @@ static bool parse(const std::uint8_t* data, std::size_t size, Json::Value& value
   const auto* text = reinterpret_cast<const char*>(data);
   try {
     if (!reader->parse(text, text + size, &value, nullptr)) return false;
-    // The parser treats a NUL character as the end.
+    // The parser ignores everything after a NUL character.
     return std::find(text + value.getOffsetLimit(), text + size, '\0') == text + size;
   } catch (const std::exception&) {
     return false;
@@ -120,7 +120,7 @@ static bool parse(const std::uint8_t* data, std::size_t size, Json::Value& value
 static void check_refusal(const std::string& message) {
   check(message.rfind(std::string(kFile) + ":", 0) == 0, "a refusal does not name the file");
   check(message.back() == '\n', "a refusal is not a line");
-  // A device's library may combine several errors; the host platform prints one.
+  // The host platform prints a single error; a device's library may combine several.
   check(message.find('\n') == message.size() - 1, "a refusal is more than one line");
   check(is_clean(message.substr(0, message.size() - 1)), "a refusal has control characters or is not UTF-8");
 }

@@ -45,7 +45,7 @@ class Scanner {
     }
   }
 
-  // Skips the closing quote.
+  // Scans a string, including its closing quote.
   bool scan_string() {
     if (!is_at('"')) return false;
     for (++position_; position_ < text_.size() && text_[position_] != '"'; ++position_)
@@ -82,7 +82,7 @@ class Scanner {
     return is_at(']');
   }
 
-  // A number or a literal.
+  // Scans a number, true, false or null.
   bool scan_word() {
     const std::size_t begin = position_;
     position_ = std::min(text_.find_first_of(" \t\r\n,]}/", position_), text_.size());

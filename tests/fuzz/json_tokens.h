@@ -1,13 +1,14 @@
 #pragma once
 
-// A scanner of JSON that is independent of the programs' parser, to check the offsets of values and keys.
+// A JSON scanner that is independent of the parser of lanfab. It is used to check the offsets of values and
+// keys.
 
 #include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
 
-// A value in a text, from byte `begin` to before `end`.
+// The position of a value: from byte `begin` up to, but not including, byte `end`.
 struct JsonToken {
   std::size_t begin = 0;
   std::size_t end = 0;
@@ -15,17 +16,18 @@ struct JsonToken {
   std::size_t key = std::string::npos;
 };
 
-// Returns the values of a JSON text, in the order of their offsets. Nothing if the text is not a single
-// value. Accepts two things that are not JSON, but that jsoncpp's strict mode allows: comments before a key
-// and after a member or an element, and a comma after a member with an empty key.
+// Returns the values of a JSON text, in the order of their offsets; nullopt if the text is not a single
+// value. Accepts two extensions of jsoncpp's strict mode: comments before a key and after a member or an
+// element, and a trailing comma after a member with an empty key.
 std::optional<std::vector<JsonToken>> scan_json(const std::string& text);
 
-// Whether the text may have a comment. After one, jsoncpp accepts any token as a comma, and thus texts that
-// scan_json() rejects.
+// Whether the text may contain a comment. After a comment, jsoncpp accepts any token as a comma, so it
+// accepts texts that scan_json() rejects.
 bool may_have_comment(const std::string& text);
 
-// Returns the text with more line ends, tabs and spaces around its keys and values.
+// Returns the text with a newline, a tab and a space inserted before each key, and before and after each
+// value.
 std::string spread_json(const std::string& text, const std::vector<JsonToken>& tokens);
 
-// Returns line and column of an offset, both from 1, as "3:14".
+// Returns the line and column of an offset as "3:14". Both count from 1, and columns count bytes.
 std::string line_and_column(const std::string& text, std::size_t offset);

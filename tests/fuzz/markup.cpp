@@ -12,7 +12,7 @@
 
 namespace {
 
-// An element, or its end.
+// A start tag or an end tag.
 struct Tag {
   std::string name;
   std::map<std::string, std::string> attributes;
@@ -20,14 +20,14 @@ struct Tag {
   bool is_empty = false;
 };
 
-// Scans XML, and checks that it is well-formed.
+// Parses XML, and checks that it is well-formed.
 class XmlReader {
  public:
   explicit XmlReader(const std::string& text) : text_(text) {
     check(is_clean_xml(text), "the markup has control characters or is not UTF-8");
   }
 
-  // Calls `start` for each start tag, with the names of the enclosing elements.
+  // Calls `start` with each start tag and the names of the enclosing elements.
   template <typename Start>
   void read(Start start) {
     while (position_ < text_.size()) {
@@ -59,7 +59,7 @@ class XmlReader {
     return text_.compare(position_, std::char_traits<char>::length(beginning), beginning) == 0;
   }
 
-  // Scans text in which every ampersand begins one of the permitted entities.
+  // Checks that every ampersand begins one of the permitted entities.
   void check_entities(const std::string& text) const {
     for (std::size_t at = text.find('&'); at != std::string::npos; at = text.find('&', at + 1)) {
       const std::size_t end = text.find(';', at);
@@ -80,7 +80,7 @@ class XmlReader {
     position_ = end;
   }
 
-  // A comment, a processing instruction or the document type.
+  // Skips a comment, a processing instruction or the document type. Returns whether there is one.
   bool skip_other() {
     const std::pair<const char*, const char*> others[] = {{"<!--", "-->"}, {"<?", "?>"}, {"<!DOCTYPE", ">"}};
     for (const auto& [begin, end] : others) {
@@ -137,7 +137,7 @@ class XmlReader {
 
 }  // namespace
 
-// A number, a color or a word.
+// Whether the value is a number, a color or a lower-case word.
 static bool is_plain(const std::string& value) {
   return !value.empty() &&
          value.find_first_not_of("#0123456789abcdefghijklmnopqrstuvwxyz") == std::string::npos;

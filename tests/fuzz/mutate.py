@@ -1,7 +1,7 @@
 """Mutates the sources, one bug at a time, and checks that the fuzz target finds each bug.
 
-A target must find the bug with the sample of inputs that CI runs, and nothing without a mutation. Fails, too,
-if the original text of a mutation does not occur exactly once in the source, or on an unexpected report.
+A target must find the bug with the sample of inputs that CI runs, with the expected report, and must find
+nothing without a mutation. The original code of a mutation must occur exactly once in its source.
 """
 
 import argparse
@@ -136,7 +136,7 @@ def run(program, target, scratch):
 
 
 def error_of_bug(bug, build):
-    """Returns why the bug was not found; "" if it was."""
+    """Returns the reason why the bug was not found; "" if it was found."""
     with tempfile.TemporaryDirectory() as directory:
         scratch = pathlib.Path(directory)
         try:

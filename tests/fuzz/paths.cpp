@@ -1,6 +1,6 @@
-// Runs every operation, on the recording platform, with a configuration over all paths that the program
-// reads, derived from the bytes of an input. The runtime files may contain anything, files may be unwritable,
-// and the disk may be full: outputs must be complete or failures reported.
+// Runs every operation on the recording platform, with a configuration that is generated from the bytes of an
+// input and may have any path that the program reads. The runtime files may have any content, files may be
+// unwritable, and the disk may be full: outputs must be complete, or failures must be reported.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -44,7 +44,7 @@ static std::string text_of_file(const fs::path& path) {
 
 // --- The state before a run
 
-// A file of the link manager: missing, a directory, or a file with more or less valid content.
+// Creates a runtime file with more or less valid content, a directory instead of the file, or nothing.
 static void put_runtime_file(Generator& generator, const std::string& path, const std::string& plausible) {
   if (generator.one_in(8)) return;
   if (generator.one_in(20)) {
@@ -95,8 +95,8 @@ static void lay_ground(Generator& generator) {
   block_outputs(generator);
 }
 
-// A DHCP server on a VLAN whose name is too long for the kernel aborts the program on purpose; removes the
-// servers of such VLANs, all of which have a negative ID.
+// Removes the networks of VLANs with a negative ID. Only these have a name that is too long for the kernel,
+// and a DHCP server on such a VLAN intentionally aborts the program.
 static void spare_impossible_vlan_names(Json::Value& network) {
   for (const char* port : {"eth0", "eth1"}) {
     Json::Value* vlans = &network;
@@ -119,7 +119,7 @@ struct Configuration {
   Json::Value wireguard;
   Json::Value gre_tap;
 
-  // Whether the host platform would accept the configuration. If not, the lines of the files are not checked.
+  // Whether the host platform accepts the configuration. Otherwise, the lines of the files are not checked.
   bool is_let_in() const {
     return find_refused_texts(network).empty() && find_refused_texts(wireguard).empty() &&
            find_refused_texts(gre_tap).empty();
@@ -164,8 +164,8 @@ static bool is_about_lost_unit(const std::string& line, const std::string& name)
          contains(line, "error writing " + path);
 }
 
-// Whether a unit that APPLY requires was lost. The cellular step, which begins with its own unit, writes some
-// again.
+// Whether a unit that APPLY requires was lost. False if the cellular step began to write its units, because
+// it writes some of them again.
 static bool lost_required_unit() {
   for (const std::string& line : platform().log) {
     if (contains(line, std::string("write unit file:") + kUnits + "/10-")) return false;
@@ -215,9 +215,9 @@ static void check_dnsmasq(const NetworkContext& ctx) {
   check(ends_with(text_of_file(kStaging), kDnsmasqEnd), "the dnsmasq configuration is not complete");
 }
 
-// --- The lines of a file, if no string of the configuration contains a line end
+// --- The lines of a file, if no string of the configuration contains a newline
 
-// The sections that may occur several times, and the keys whose values accumulate.
+// Sections that may occur several times in a unit, and keys that may occur several times in a section.
 static const std::set<std::string> kRepeatedSections = {"[Address]", "[BridgeVLAN]", "[Route]",
                                                         "[RoutingPolicyRule]", "[WireGuardPeer]"};
 static const std::set<std::string> kRepeatedKeys = {"DNS", "VLAN"};
@@ -243,8 +243,8 @@ static std::string key_of(const std::string& line) {
   return line.substr(0, size);
 }
 
-// Checks a unit: sections of lines "Key = value", with duplicates only of keys and sections that systemd
-// accumulates.
+// Checks a unit: it must consist of sections with lines "Key = value", and only sections and keys that
+// systemd accumulates may be repeated.
 static void check_unit(const std::string& text) {
   check(begins_with(text, "[Match]\n") || begins_with(text, "[NetDev]\n"),
         "a unit without its first section");
@@ -265,7 +265,7 @@ static void check_unit(const std::string& text) {
   }
 }
 
-// Returns the directive of a line; for an interface's option with its number: "dhcp-option 3".
+// Returns the directive of a line; a DHCP option includes its number, as in "dhcp-option 3".
 static std::string directive_of(const std::string& line) {
   const std::string directive = line.substr(0, line.find('='));
   const std::size_t comma = line.find(',');
@@ -273,8 +273,8 @@ static std::string directive_of(const std::string& line) {
   return directive + " " + line.substr(comma + 1, line.find(',', comma + 1) - comma - 1);
 }
 
-// Checks dnsmasq's configuration from its first line to its last: known directives, without duplicates in a
-// section.
+// Checks dnsmasq's configuration: it must be complete, have only known directives, and repeat none of them
+// except dhcp-host in a section.
 static void check_dnsmasq_conf(const std::string& text) {
   static const std::set<std::string> known = {
       "domain-needed", "user",       "bogus-priv",     "bind-dynamic", "local-service",
@@ -294,7 +294,7 @@ static void check_dnsmasq_conf(const std::string& text) {
   }
 }
 
-// Checks a script: its first line, if required, followed only by lines that begin with `command`.
+// Checks a script: it must begin with `first_line`, which may be empty, and all other lines with `command`.
 static void check_script(const std::string& text, const std::string& first_line, const std::string& command) {
   check(begins_with(text, first_line), "a script without its first line");
   check(text.empty() || ends_with(text, "\n"), "a script without its last line end");
@@ -302,7 +302,7 @@ static void check_script(const std::string& text, const std::string& first_line,
     check(begins_with(line, command), "a script with another command");
 }
 
-// Checks the lines of every file, provided that no string contains a line end.
+// Checks the lines of every file. No string of the configuration may contain a newline.
 static void check_files() {
   if (fs::is_directory(kUnits)) {
     for (const auto& entry : fs::directory_iterator(kUnits)) {
@@ -327,7 +327,7 @@ static int lowest_free_descriptor() {
 }
 
 static void run_all_operations(Generator& generator, const Configuration& configuration) {
-  // In some runs, the disk only has room for this much of a file.
+  // In some runs, no file can be larger than this limit.
   const auto full_disk =
       generator.one_in(8) ? std::make_unique<FileSizeLimit>(generator.below(1024)) : nullptr;
   const auto ctx = load_network_context(generator.one_in(2));
@@ -341,7 +341,7 @@ static void run_all_operations(Generator& generator, const Configuration& config
   check(qos_lookup_dscp_classes(ctx.get()) == 0, "qos_lookup_dscp_classes failed");
 }
 
-// The output of the operations is not checked.
+// Discards the standard output of the operations. Returns whether that succeeded.
 static bool silence_standard_output() {
   return std::freopen("/dev/null", "w", stdout) != nullptr;
 }

@@ -17,7 +17,8 @@ static bool begins_with(const std::string& line, const std::string& beginning) {
   return line.compare(0, beginning.size(), beginning) == 0;
 }
 
-// Returns "3:14:", in characters; nothing after bytes that are not UTF-8.
+// Returns the location of an offset as "3:14:"; columns count characters. nullopt if there is invalid UTF-8
+// before it in its line.
 static std::optional<std::string> location_of(const std::string& text, std::ptrdiff_t offset) {
   const std::string before = text.substr(0, static_cast<std::size_t>(offset));
   const std::size_t line_begin = before.rfind('\n') + 1;
@@ -36,7 +37,8 @@ static void check_line(const Source& source, TextRange range, const std::string&
   check(is_safe_on_terminal(line), "a finding has something that a terminal obeys");
 }
 
-// Returns the character above the caret, considering the columns of each character on a terminal.
+// Returns the character above the caret, given the caret's column on a terminal; NUL if the caret is directly
+// behind the last character.
 static char32_t character_above(std::size_t caret, const std::u32string& characters) {
   std::size_t column = 0;
   for (const char32_t character : characters) {
@@ -49,8 +51,8 @@ static char32_t character_above(std::size_t caret, const std::u32string& charact
   return U'\0';
 }
 
-// Checks an excerpt: `shown` is a part of a line of the text, and `pointer` has a caret under the character
-// of the finding. An asterisk stands for a character of a secret.
+// Checks an excerpt: `shown` is a part of a line of the file, and `pointer` must have a caret under the first
+// character of the finding. The characters of a secret are shown as asterisks.
 static void check_excerpt(const Source& source, TextRange range, const std::string& shown,
                           const std::string& pointer) {
   static const bool is_utf8 = std::setlocale(LC_CTYPE, "C.UTF-8") != nullptr;
@@ -68,7 +70,8 @@ static void check_excerpt(const Source& source, TextRange range, const std::stri
   check(pointer.size() <= 80, "an excerpt is wider than the terminal");
 }
 
-// A finding and its related locations.
+// Returns the ranges of a finding and of its related locations, each with the word that introduces its
+// message.
 static std::vector<std::pair<TextRange, std::string>> locations_of(const Finding& finding) {
   std::vector<std::pair<TextRange, std::string>> locations = {
       {finding.range, finding.severity == Severity::kError ? "error" : "warning"}};
@@ -77,7 +80,7 @@ static std::vector<std::pair<TextRange, std::string>> locations_of(const Finding
   return locations;
 }
 
-// Notes about fixes have no excerpt of their own line.
+// Removes the fixes, because a note about a fix has no excerpt.
 static std::vector<Finding> without_fixes(std::vector<Finding> findings) {
   for (Finding& finding : findings)
     finding.details.fix.clear();

@@ -1,7 +1,7 @@
-"""The shape of a configuration, derived from its schema: each path with the type of its value.
+"""The shapes of configurations, derived from their schema: a shape has the kind of the value at each path.
 
-`python3 shape.py` prints it as JSON for generator.cpp, with values of each kind. "@dhcp" is the shape of that
-name: what the program reads with the same functions has the same name.
+`python3 shape.py` prints all shapes as JSON for generator.cpp, with values of each kind. "@dhcp" refers to
+the shape of that name. Objects that the program reads with the same functions share a shape.
 """
 
 import json
@@ -10,11 +10,11 @@ import pathlib
 SCHEMA = json.loads(
     (pathlib.Path(__file__).resolve().parents[2] / "schema" / "network.schema.json").read_text("utf-8"))
 
-# The definitions that are shapes of a name. The program reads every "dhcp" in one way.
+# The named shapes of definitions in the schema. The program reads every "dhcp" with the same functions.
 NAMES = {"port": "@port", "radio": "@radio", "port_network": "@interface", "network": "@interface",
          "port_dhcp": "@dhcp", "dhcp": "@dhcp", "gre": "@gre"}
 
-# The kinds of strings that the schema has no format for, by their keys.
+# Kinds of values that the schema does not define by a format, by key.
 KINDS = {
     **dict.fromkeys(("gateway", "local_ip", "relay_server1", "relay_server2", "local_addrs", "allowed_ips"),
                     "address"),
@@ -22,7 +22,7 @@ KINDS = {
     "mode": "mode", "protocol": "protocol", "source": "source", "dscp": "class", "vid": "vid",
 }
 
-# Values of each kind, right ones and wrong ones; what stands there twice is chosen more often.
+# Valid and invalid values of each kind; a repeated value is chosen more often.
 MOST, LEAST = 2**31 - 1, -(2**31)
 VALUES = {
     "bool": [True, True, True, False],
@@ -39,13 +39,13 @@ VALUES = {
     "class": ["EF", "AF11", "af11", "CS0", ""],
 }
 
-# The program gets the object for a GRE tap from its caller.
+# The object of a GRE TAP tunnel, which is not part of a configuration.
 GRE_TAP = {"mtu_override": "bool", "mtu": "int", "peer_ipv4": "address", "local_ipv4": "address",
            "key": "int"}
 
 
 def resolve(reference):
-    """Returns what a reference of the schema refers to."""
+    """Returns the definition that a reference in the schema refers to."""
     found = SCHEMA
     for step in reference.removeprefix("#/").split("/"):
         found = found[step]
@@ -63,7 +63,7 @@ def kind_of(schema, key):
 
 
 def shape_of(schema, key="", is_in_vlan=False):
-    """Returns the shape of the value of a key."""
+    """Returns the shape of a value with this key."""
     if "$ref" in schema:
         name = schema["$ref"].removeprefix("#/definitions/")
         if is_in_vlan and name == "network":
@@ -84,7 +84,7 @@ def shapes():
         ("@dhcp", "port_dhcp"), ("@gre", "gre"), ("@wireguard", "wireguard"))}
     whole = shape_of(SCHEMA)
     del whole["$schema"]
-    # The program asks for this object by a name of its own.
+    # The program reads this object separately.
     del whole["tunnels"]["wireguard"]
     return {"@network": whole, **named, "@gre_tap": GRE_TAP}
 

@@ -1,5 +1,5 @@
-// Runs the program on valid configurations and records the paths that it reads: the shape that shape.py
-// derives from the schema must have exactly these paths. A path includes the name of its shape:
+// Runs the program on valid configurations and records the paths that it reads: the shapes that shape.py
+// derives from the schema must have exactly these paths. A path begins with the name of its shape, as in
 // "@dhcp/start".
 
 #include <dlfcn.h>
@@ -29,7 +29,7 @@ static std::set<std::string> asked;
 
 namespace {
 
-// The configuration, and the location of each of its objects.
+// The configuration, and the path of each of its objects.
 struct Watched {
   const Json::Value* network = nullptr;
   const Json::Value* gre_tap = nullptr;
@@ -44,7 +44,7 @@ static const Json::Value& shape_named(const std::string& name) {
   return shapes()[name];
 }
 
-// Records the locations of all objects in a value of this shape.
+// Records the paths of all objects in a value of this shape; `place` is the path of the value.
 static void note_places(const Json::Value& value, const Json::Value& shape, const std::string& place) {
   if (shape.isString()) {
     const std::string name = shape.asString();
@@ -59,7 +59,8 @@ static void note_places(const Json::Value& value, const Json::Value& shape, cons
   }
 }
 
-// Returns the location of an object, whose address may be new: fetching a configuration copies it.
+// Returns the path of an object, "?" if it is not known. Records all paths again if the address is unknown,
+// because the program may have copied the configuration.
 static std::string place_of(const Json::Value* object) {
   if (watched.places.count(object) == 0) {
     const bool is_watched = watched.network != nullptr;
@@ -73,7 +74,7 @@ static std::string place_of(const Json::Value* object) {
   return found == watched.places.end() ? "?" : found->second;
 }
 
-// Replaces the library's function for every access to a member, at link time.
+// Replaces jsoncpp's function for access to a member at link time, and records every access.
 const Json::Value* Json::Value::find(const char* begin, const char* end) const {
   using Find = const Json::Value* (*)(const Json::Value*, const char*, const char*);
   static const auto find = reinterpret_cast<Find>(dlsym(RTLD_NEXT, "_ZNK4Json5Value4findEPKcS2_"));
@@ -129,7 +130,7 @@ static void run(unsigned number) {
   platform() = RecordingPlatform();
   lay_ground();
   Json::Value network = generator.value("@network");
-  // Any other name would be part of a path.
+  // The program looks up this name as a key, so other names would be unknown paths.
   const char* const primary[] = {"eth0", "eth1", "wlan0", "wlan1"};
   network["wired"]["bridge"]["primary_interface"] = primary[number % 4];
   for (const char* port : {"eth0", "eth1"}) {
@@ -140,7 +141,7 @@ static void run(unsigned number) {
   platform().database["CELL_CONNECTED"] = number % 3 == 0 ? 0 : 1;
   const Json::Value gre_tap = generator.value("@gre_tap");
 
-  // The constructor reads the configuration, so its address must be registered before.
+  // The constructor reads the configuration, so the address of ctx->config must be known before it runs.
   alignas(NetworkContext) static unsigned char room[sizeof(NetworkContext)];
   auto* ctx = reinterpret_cast<NetworkContext*>(room);
   watched.network = &ctx->config;
@@ -168,7 +169,7 @@ static unsigned print_missing(const std::set<std::string>& some, const std::set<
 }
 
 int main() {
-  // The program's output is not checked.
+  // Discards the program's output.
   if (std::freopen("/dev/null", "w", stdout) == nullptr) return 2;
   // Paths of a shape begin with its name.
   for (const std::string& name : shapes().getMemberNames())

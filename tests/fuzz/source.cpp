@@ -1,6 +1,6 @@
-// Reads a configuration file with the loader of `lanfab`. The file must be rejected with a message that has a
-// location in it, or read with every value and every key at the offset that an independent scanner finds; the
-// report of a finding must point at it.
+// Reads a configuration file with the loader of `lanfab`. The file must be rejected with a message that has
+// its location, or read with every value and every key at the offset that an independent scanner finds.
+// Reports of findings at these offsets must have the correct location.
 
 #include "cli/config_file/source.h"
 
@@ -23,7 +23,7 @@ static bool is_within(TextRange range, const std::string& text) {
   return range.begin >= 0 && range.begin <= range.end && range.end <= size;
 }
 
-// Returns the text after the fix; applies the last edit first.
+// Returns the text after the fix. The last edit is applied first, so the offsets of the others stay valid.
 static std::string fixed(std::string text, std::vector<Edit> fix) {
   std::sort(fix.begin(), fix.end(),
             [](const Edit& a, const Edit& b) { return a.range.begin > b.range.begin; });
@@ -42,20 +42,20 @@ static void check_syntax_error(const SyntaxError& error, const std::string& text
     check(is_within(related.range, text), "a second location is outside the text");
   for (const Edit& edit : error.fix)
     check(is_within(edit.range, text), "a fix is outside the text");
-  // A fix changes the text; the result is read like any other.
+  // The fixed text may still be invalid, but must be parsed without a crash.
   Source source{"fixed", fixed(text, error.fix), {}};
   check(error.fix.empty() || source.text != text, "a fix changes nothing");
   parse_source(source);
 }
 
-// "FILE:LINE:COLUMN: error: REASON [syntax]", and a note for each second location.
+// Checks a message "FILE:LINE:COLUMN: error: REASON [syntax]".
 static void check_refusal(const LoadFailure& failure, const std::string& file, const Source& source) {
   check(failure.syntax.has_value(), "a file is refused for its size");
   check_syntax_error(*failure.syntax, source.text);
   const std::string line = failure.message.substr(0, failure.message.find('\n'));
   const auto begin = static_cast<std::size_t>(failure.syntax->range.begin);
   std::string location = file + ":";
-  // Columns count characters.
+  // Columns count characters, but line_and_column() counts bytes.
   const bool is_ascii = std::all_of(source.text.begin(), source.text.end(),
                                     [](char c) { return static_cast<unsigned char>(c) < 0x80; });
   if (is_ascii) location += line_and_column(source.text, begin) + ": error: ";
@@ -97,7 +97,7 @@ static bool is_text_of(const Json::Value& value, const std::string& text) {
     case 'n':
       return value.isNull();
     case '"':
-      // A string without escapes is its own text; the length of others is not checked.
+      // The content of a string with escapes is not compared.
       return value.isString() &&
              (text.find('\\') != std::string::npos || '"' + value.asString() + '"' == text);
     default:
@@ -130,7 +130,7 @@ static TextRange range_of(std::size_t begin, std::size_t end) {
   return {static_cast<std::ptrdiff_t>(begin), static_cast<std::ptrdiff_t>(end)};
 }
 
-// Reports a finding at every value and every key, with the whole as a related location.
+// Checks reports with a finding at every value and every key, and the root as the related location.
 static void check_reports(const Source& source, const std::vector<JsonToken>& tokens) {
   std::vector<Finding> findings;
   const auto add = [&](TextRange range) {

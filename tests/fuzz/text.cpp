@@ -28,7 +28,7 @@ bool is_clean(const std::string& text) {
   return points && std::none_of(points->begin(), points->end(), is_control);
 }
 
-// Whether the character is bidirectional, separates lines, or is invisible.
+// Whether the character is a bidirectional control, a line separator, or invisible.
 static bool is_hidden(char32_t point) {
   return point == 0xad || point == 0x61c || (point >= 0x200b && point <= 0x200f) ||
          (point >= 0x2028 && point <= 0x202e) || (point >= 0x2060 && point <= 0x206f) || point == 0xfeff;

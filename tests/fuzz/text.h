@@ -4,13 +4,13 @@
 #include <string>
 #include <vector>
 
-// Returns the characters of a text in UTF-8, decoded by the C library. Nothing if it is not UTF-8.
+// Returns the characters of a UTF-8 string, decoded by the C library; nullopt if it is not valid UTF-8.
 std::optional<std::u32string> decode_utf8(const std::string& text);
 
-// Whether the text is UTF-8 without control characters except tabs.
+// Whether the text is valid UTF-8 without control characters except tabs.
 bool is_clean(const std::string& text);
 
-// Whether the text also has no invisible or bidirectional character.
+// Whether the text is clean and has neither line separators nor invisible or bidirectional characters.
 bool is_safe_on_terminal(const std::string& text);
 
 // Returns the lines of a text, without their line ends.

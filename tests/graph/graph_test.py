@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests the omissions, captions and tables of `lanfab graph`, how it writes a file, and its errors.
+"""Tests shortened lists, titles, tables, output files and errors of `lanfab graph`.
 
 The program is the first argument.
 """
@@ -22,19 +22,19 @@ from lib.limits import processor_limit
 from lib.tools import with_first, with_none
 
 LANFAB = os.path.abspath(sys.argv.pop(1))
-# Of root, who otherwise may write everywhere.
+# Runs a command as root without the capabilities to write all files.
 WITHOUT_PRIVILEGES = ("setpriv", "--bounding-set=-dac_override,-dac_read_search")
 NO_DOT = "lanfab: Graphviz's dot, which draws the diagram, is not installed (package graphviz)\n"
 
 
 def network(base, **dhcp):
-    """Returns a "network" object that serves DHCP."""
+    """Returns a "network" object with a DHCP server; `base` is the first three numbers of its addresses."""
     return {"protocol": "static", "ipv4": f"{base}.1", "netmask": 24,
             "dhcp": {"enable": True, "start": f"{base}.200", "end": f"{base}.250", **dhcp}}
 
 
 def site(vlans=(), leases=()):
-    """Returns the configuration of a port."""
+    """Returns the configuration of a port with VLANs of these IDs and static leases of these addresses."""
     own = network("192.168.1", mac_binding={"enable": True, "devices": [
         {"enable": True, "mac": f"02:00:5e:00:53:{number:02x}", "ipv4": address}
         for number, address in enumerate(leases)]})
@@ -70,7 +70,7 @@ class Graph(unittest.TestCase):
         self.assertEqual((done.returncode, done.stdout, done.stderr), (2, "", message))
 
     def put_dot(self, script):
-        """Creates a stub of dot, a shell script; returns a command prefix with which it is found."""
+        """Creates a stub of dot from a shell script; returns a command prefix that puts it first in PATH."""
         tools = self.directory / "tools"
         tools.mkdir(exist_ok=True)
         (tools / "dot").write_text(f"#!/bin/sh\n{script}\n")
@@ -133,7 +133,7 @@ class LongLists(Graph):
 
 
 class Texts(Graph):
-    # What would move the cursor, colour the terminal, turn the line round or end a label.
+    # A string that would move the cursor, change colors, reverse the text direction or end a label.
     HOSTILE = "a\x1b[31mb\x07c\x9bd\u202ee\nf\x7fg\x00h<b>&amp;\"\\N\u2028i"
 
     def test_nothing_reaches_the_terminal_but_what_it_can_show(self):
@@ -150,7 +150,7 @@ class Texts(Graph):
 
     def test_no_line_is_longer_than_a_terminal(self):
         self.lay({"hostnames": [{"name": "\u4e2d" * 5000, "ipv4": "x " * 5000}]})
-        # Each of these characters takes two columns.
+        # This character takes two columns.
         lines = self.draw(locale="C.UTF-8").splitlines()
         self.assertLessEqual(max(len(line) + line.count("\u4e2d") for line in lines), 80)
         self.assertLess(len(lines), 24)
@@ -164,14 +164,13 @@ class Terminal(Graph):
         self.lay({"wired": {"eth0": {"enable": True}}})
 
     def shown(self, *arguments, **options):
-        """Returns the output on a terminal."""
+        """Returns the output of a successful run on a terminal."""
         master, terminal = os.openpty()
         self.addCleanup(os.close, master)
         done = self.run_lanfab("network.json", *arguments, stdout=terminal, **options)
         os.close(terminal)
         self.assertEqual((done.returncode, done.stderr), (0, ""))
-        # The output comes in pieces; at its end, reading from a terminal that no process has open is an
-        # error.
+        # At the end of the output, no process has the terminal open any more, so reading from it fails.
         text = b""
         with contextlib.suppress(OSError):
             while piece := os.read(master, 1 << 16):
@@ -243,7 +242,7 @@ class OutputFile(Graph):
 
 class Svg(Graph):
     def test_is_the_element_that_dot_draws(self):
-        # The lines that Graphviz puts around those of the diagram: a head, comments, and names of its own.
+        # Lines that Graphviz adds to the diagram: an XML declaration, comments, and generated titles.
         script = ("echo '<?xml?>'; echo \"<svg $*>\"; echo '<!-- n0 -->'; echo '<title>n0</title>'; cat;"
                   "echo '</svg>'")
         picture = self.draw("--format", "svg", before=self.put_dot(script))
@@ -273,7 +272,7 @@ class Captions(Graph):
     EPOCH = {"SOURCE_DATE_EPOCH": "951782400"}
 
     def caption(self, *arguments, **options):
-        """Returns the title of a diagram, and what is below it."""
+        """Returns the lines of a diagram's caption."""
         lines = self.draw("--format", "dot", *arguments, **options).splitlines()
         label = next(line for line in lines if "point-size" in line)
         return tuple(re.findall(r">([^<>]+)<", label))
@@ -281,7 +280,7 @@ class Captions(Graph):
     def test_file_and_its_last_change(self):
         os.utime(self.directory / "network.json", (0, 1700000000))
         self.assertEqual(self.caption(environment={"TZ": "UTC"}), ("network.json", "2023-11-14"))
-        # The day is the user's own.
+        # The date is in the user's time zone.
         self.assertEqual(self.caption(environment={"TZ": "XXX-8"}), ("network.json", "2023-11-15"))
 
     def test_a_title_stands_above_file_and_day(self):
@@ -320,7 +319,7 @@ class Captions(Graph):
 
 
 class Tables(Graph):
-    """Complete tables below the diagram."""
+    """Tables below the diagram, with the complete lists that it shortens."""
 
     def setUp(self):
         super().setUp()
@@ -333,7 +332,7 @@ class Tables(Graph):
     def test_hold_what_was_shortened(self):
         tree = self.draw("--full", locale="C.UTF-8")
         self.assertIn("and 4 more, not shown", tree)
-        # The list of one host is whole in the diagram.
+        # The diagram shows the only host, so there is no table of hosts.
         self.assertNotIn("Host names", tree)
         leases, after = tree.split("\nStatic leases\n")[1].split("\n\nInterfaces and tunnels\n")
         boxes, rest = after.split("\n\n")
@@ -390,7 +389,7 @@ class Page(Graph):
                                "<td>192.168.1.10 is already .*</td><td>lease-address-twice</td></tr>")
         self.assertIn("<h2>Static leases</h2>", page)
         self.assertIn("<tr><td>eth0</td><td>192.168.1.10</td><td>02:00:5e:00:53:00</td><td></td></tr>", page)
-        # The title is on the page, and need not be in the diagram, too.
+        # The title is a heading of the page, so the diagram has none.
         self.assertNotIn("Shop", (self.directory / "dot").read_text())
 
     def test_says_when_nothing_was_found(self):

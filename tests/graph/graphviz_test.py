@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Draws diagrams of `lanfab graph` with Graphviz: every example, one of a bracket, and random configurations.
-In some of the drawings, checks that edges have right angles and cross no node.
+"""Draws diagrams of `lanfab graph` with Graphviz: every example, two special cases, and random
+configurations. Checks in some of the drawings that edges have right angles and cross no node.
 
 Usage: graphviz_test.py PROGRAM [--exhaustive]
 """
@@ -18,25 +18,25 @@ from lib.checkout import EXAMPLES
 from soundness import generator
 
 SKIPPED = 77
-# Each configuration is made of its own number, so the sample is the first ones of all.
+# The number of random configurations, each of which is generated from its index.
 SAMPLE = 100
 ALL = 1000
-# Each drawing takes a process of Graphviz.
+# The number of drawings whose edges are checked. Each of these takes its own Graphviz process.
 DRAWN_OF_SAMPLE = 20
 DRAWN_OF_ALL = 200
-# A text of one bracket is what Graphviz loses unless it is escaped.
+# A string of one bracket, which Graphviz drops unless it is escaped.
 BRACKET = {"tunnels": {"gre": [{"enable": True, "remote_ip": "]", "tunnel_local_ip": "10.9.0.1",
                                 "tunnel_netmask": 30, "tunnel_remote_ip": "10.9.0.2"}]}}
 
 
 def port(vlans):
-    """Returns a port with these networks as VLANs."""
+    """Returns a port whose VLANs have these networks."""
     networks = [{"enable": True, "vid": vid, "network": network} for vid, network in enumerate(vlans, 1)]
     return {"enable": True, "network": {"mode": "router", "protocol": "static",
                                         "advanced": {"vlan": {"enable": True, "networks": networks}}}}
 
 
-# Uplinks in two columns, so that an edge of the Internet passes the boxes of one of them.
+# Uplinks in two columns, so an edge to the Internet must pass the nodes of one column.
 CLIENT, LAN = {"protocol": "dhcp_client"}, {"protocol": "static", "ipv4": "10.0.0.1", "netmask": 24}
 CROWDED = {
     "wired": {"eth0": port([LAN, LAN, LAN]), "eth1": port([CLIENT, LAN, CLIENT])},
@@ -66,18 +66,18 @@ def points_of(path):
 
 
 def crosses(begin, end, box):
-    """Whether a line between two points crosses the inside of a box, not only its border."""
+    """Whether a line between two points crosses the interior of a box."""
     left, top, right, bottom = box
     (x1, x2), (y1, y2) = sorted((begin[0], end[0])), sorted((begin[1], end[1]))
     return x1 < right - 0.1 and x2 > left + 0.1 and y1 < bottom - 0.1 and y2 > top + 0.1
 
 
 def check_edges(svg):
-    """Returns the number of edges in a drawing; fails if one is not straight or crosses a box."""
+    """Returns the number of edges in a drawing; fails if one has other than right angles or crosses a box."""
     boxes = []
     for group in re.findall(r'class="node">\n<polygon [^>]*points="([^"]*)"', svg):
         xs, ys = zip(*(map(float, point.split(",")) for point in group.split()))
-        # A bend of an edge is no box.
+        # Graphviz draws the bend of an edge as a tiny node.
         if max(xs) - min(xs) > 2:
             boxes.append((min(xs), min(ys), max(xs), max(ys)))
     paths = re.findall(r'class="edge">\n<path [^>]*d="([^"]*)"', svg)
@@ -102,7 +102,7 @@ def main():
         drawings = pool.map(lambda configuration: draw(program, configuration, "svg"),
                             shown[:DRAWN_OF_ALL if is_exhaustive else DRAWN_OF_SAMPLE])
         edges = sum(map(check_edges, drawings))
-    # One process lays out all of them.
+    # One process lays out all diagrams.
     done = subprocess.run(["dot", "-Tplain"], input="".join(diagrams), text=True, capture_output=True,
                           check=False)
     drawn = done.stdout.splitlines().count("stop")

@@ -20,10 +20,11 @@ from lib.checkout import EXAMPLES
 SKIPPED = 77
 LANFAB = os.path.abspath(sys.argv.pop(1))
 
-# Ends whatever it may stand in: an attribute, a comment, the text or the style of an element.
+# Markup that ends any context into which it is injected: an attribute, a comment, the text or the style of an
+# element.
 HOSTILE = ('"\'></td></text></svg></style></title>--><!--]]><script>alert(1)</script>'
            "<img src=x onerror=alert(1)>&lt;b&gt;{}*/")
-# What decides which nodes there are.
+# Keys whose values determine the nodes of the diagram.
 STRUCTURE = {"mode", "protocol", "source", "interface", "interfaces", "primary_interface", "tunnel_local_ip",
              "tunnel_remote_ip"}
 ELEMENTS = {
@@ -40,8 +41,8 @@ WITHOUT_END = {"meta"}
 
 
 def hostile(value, kept, name=""):
-    """Returns the configuration with the markup appended to every string, except for the members in
-    `kept`."""
+    """Returns the configuration with the markup appended to every string, except for members with a key in
+    `kept`; `name` is the key of `value`."""
     if isinstance(value, dict):
         return {key: hostile(member, kept, key) for key, member in value.items()}
     if isinstance(value, list):
@@ -52,7 +53,7 @@ def hostile(value, kept, name=""):
 
 
 def hostile_keys(value):
-    """Returns the configuration with a key of markup in each object."""
+    """Returns the configuration with a member in each object whose key and value are the markup."""
     if isinstance(value, dict):
         return {**{key: hostile_keys(member) for key, member in value.items()}, HOSTILE: HOSTILE}
     return list(map(hostile_keys, value)) if isinstance(value, list) else value

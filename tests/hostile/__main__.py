@@ -3,7 +3,8 @@
 Usage: tests/python -m hostile [--some | --exhaustive] [--program FILE]
   --some        a few strings, without the daemons
   --exhaustive  every string at every path
-Without these, a sample, which is the same every time: each string in each way once, and the real daemons.
+By default, runs a sample that is always the same, with each string in each class of locations once, and the
+real daemons.
 
 No string may run a command, add a directive, or make the program write any other file.
 """
@@ -16,7 +17,7 @@ from hostile import cases, judge
 from lib import daemons
 from lib.checkout import BUILD, in_sandboxes
 
-# Injected lines that the daemons must report, among the files of the runs.
+# Files with an injected line that the daemons must execute or report, which proves that the test detects it.
 SCRIPT_CONF = """user=admin
 dhcp-leasefile=/run/dnsmasq.leases
 dhcp-range=192.168.1.2,192.168.1.9
@@ -36,7 +37,7 @@ def files_of(results):
 
 
 def daemon_errors(results):
-    """Yields the errors of the real daemons about the files of all runs."""
+    """Yields the injected lines that the real daemons execute or report in the files of all runs."""
     units = {(path.rpartition(".")[2], text) for path, text in files_of(results)
              if judge.UNIT.fullmatch(path)}
     shown = [SMUGGLED_KEY, *sorted(units)]

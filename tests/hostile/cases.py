@@ -1,4 +1,4 @@
-"""The cases: which string goes where, and whether it must be rejected."""
+"""The cases: each injects strings at some locations; some must be rejected."""
 
 import dataclasses
 import json
@@ -15,7 +15,7 @@ class Case:
     runtime: dict
     is_refused: bool = False
     actions: tuple = ("APPLY", "WWAN_APPLY", "DNSMASQ")
-    # The text and the way in which it is put somewhere.
+    # The kind of string and of location; the sample has one case of each class.
     in_class: str = ""
 
     def as_json(self):
@@ -25,12 +25,12 @@ class Case:
 
 
 def encode(configuration):
-    """Returns the bytes of a configuration; a lone surrogate stands for a byte that is not valid UTF-8."""
+    """Returns a configuration as JSON in bytes; lone surrogates become bytes that are not valid UTF-8."""
     return json.dumps(configuration, ensure_ascii=False).encode("utf-8", "surrogateescape")
 
 
 def runtime(**others):
-    """Returns the runtime files as the link manager writes them, except for these."""
+    """Returns the content of the runtime files, by name: that of a connected link, except for `others`."""
     return {name: f"{value}\n".encode("latin-1") for name, value in {**texts.RUNTIME_FILES, **others}.items()}
 
 
@@ -39,13 +39,13 @@ def valid():
         yield Case(name, encode(configuration), runtime())
 
 
-# Places whose text decides what is written: one there would keep the others from being reached.
+# Locations whose string decides which others are used: an injected string there would hide the others.
 KEYWORDS = {"mode", "protocol", "source", "primary_interface"}
 BRIDGE_MEMBER = ("wired", "bridge", "interfaces")
 
 
 def everywhere():
-    """Yields cases with a string at all paths at once, except keywords and numbers."""
+    """Yields cases with one string at all paths where it is accepted, except keywords and bridge members."""
     for base, configuration in texts.configurations().items():
         for kind, text in texts.ACCEPTED.items():
             hostile = configuration
@@ -59,7 +59,7 @@ def everywhere():
 
 
 def one_place_each(kinds):
-    """Yields cases with a string of these kinds at one path at a time, in turn, whatever its type."""
+    """Yields a case for each path, regardless of its type, with strings of these kinds in turn."""
     configuration = texts.configurations()["router"]
     for number, path in enumerate(texts.paths(configuration)):
         kind, text = list(kinds.items())[number % len(kinds)]
@@ -89,7 +89,7 @@ def shell_places():
 
 
 def keys():
-    """Yields cases with strings as keys that the program does not read."""
+    """Yields cases with every string as an unknown key."""
     for kind, text in {**texts.ACCEPTED, **texts.REFUSED}.items():
         configuration = texts.put(texts.configurations()["router"], ("dns", text), "1.1.1.1")
         name = f"{kind} as a key"
@@ -121,5 +121,5 @@ def hostile():
 
 
 def sampled():
-    """Returns each string in each of these ways once, and some of the other cases."""
+    """Returns one case of each class, and some of the others."""
     return sample.stratified(hostile(), lambda case: case.in_class)

@@ -1,5 +1,4 @@
-"""Checks the outputs of a run: they may only contain what a valid configuration produces, with other
-values."""
+"""Checks the outputs of a run: except for values, they may only contain what valid configurations produce."""
 
 import re
 
@@ -9,7 +8,7 @@ UNIT = re.compile(r"/run/systemd/network/\d\d-[^/]*\.(network|netdev)")
 BACKUP = re.compile(r"/var/volatile/qel/\.wwan_unit_backup/[^/]*")
 CONFIGURATIONS = ("/run/dnsmasq.conf", "/var/volatile/qel/.dnsmasq_conf")
 
-# The lines of each script; a word of one is nothing to a shell.
+# The lines of each script; WORD has no character that is special to a shell.
 WORD = r"[\w.:/,@+-]*"
 SCRIPTS = {
     "/run/.delete_interfaces": rf"/sbin/ip link delete dev {WORD}( type {WORD})?",
@@ -21,8 +20,8 @@ SCRIPTS = {path: re.compile(line) for path, line in SCRIPTS.items()}
 
 
 def unit_keys(text):
-    """Returns the sections and keys of a unit as systemd reads it: \\r and NUL end a line, too; \\ joins
-    two."""
+    """Returns the sections and keys of a unit as systemd parses it: \\r and NUL also end a line, and \\ joins
+    two lines."""
     found, section, joined = set(), "", ""
     for line in re.split(r"\r\n|[\n\r\0]", text):
         line = joined + line.strip()
@@ -38,7 +37,7 @@ def unit_keys(text):
 
 
 def dnsmasq_directives(text):
-    """Returns the directives of a configuration as dnsmasq reads it, line by line."""
+    """Returns the directives of a configuration as dnsmasq parses it."""
     lines = (line.strip() for line in text.split("\n"))
     return {line.partition("=")[0].strip() for line in lines if line and line[0] != "#"}
 
@@ -59,7 +58,8 @@ def command_head(command):
 
 
 def vocabulary(run):
-    """Returns the vocabulary of a run, to which no string may add anything."""
+    """Returns the vocabulary of a run: its commands, unit keys, directives, and unusual lines of scripts. An
+    injected string must not add to it."""
     words = {f"command {command_head(command)}" for command in run["commands"]}
     for path, text in run["files"].items():
         if UNIT.fullmatch(path) or BACKUP.fullmatch(path):

@@ -1,6 +1,5 @@
-"""Plays cases in the sandbox, each with every action, and prints what they left behind as JSON.
-
-Nothing here judges; `run` does.
+"""Plays cases in the sandbox, each with every action, and prints the results as JSON: files, commands, and
+processes. judge.py checks them.
 """
 
 import os
@@ -13,15 +12,14 @@ from lib.limits import HANG_SECONDS
 from lib.sandbox import RECORDED_COMMANDS, SANITIZER_OPTIONS, File, lay, snapshot, write_system_database
 
 GROUND = pathlib.Path("/dev/sandbox/hostile")
-# The kernel's own file systems, in which no file can be created and no overlay mounted.
+# Virtual file systems, in which neither files can be created nor overlays mounted.
 WITHOUT_FILES = ("proc", "sysfs", "devpts", "cgroup", "cgroup2", "mqueue")
-# The rest of the machine, which it must not: whatever is written there goes to GROUND instead.
+# Directories that the program must not write; new files there go to an overlay in GROUND.
 PROTECTED = ("/etc", "/home", "/opt", "/root", "/srv", "/tmp", "/var/lib")
 
 
 def protect():
-    """Mounts overlays over the directories that the program must not write, so that every new file is
-    visible."""
+    """Mounts overlays over the directories that the program must not write, which show every new file."""
     mounts = [line.split() for line in pathlib.Path("/proc/self/mountinfo").read_text().splitlines()]
     mount_points = {words[4]: words[words.index("-") + 1] for words in mounts}
     for directory in PROTECTED:
@@ -30,7 +28,8 @@ def protect():
 
 
 def cover(directory, mount_points):
-    """Puts an overlay over a directory or, since none can hide a mount of the machine, over what is in it.
+    """Mounts an overlay over a directory, or over its subdirectories if it has mount points, which an overlay
+    cannot hide.
 
     `mount_points` has the type of each mounted file system.
     """
@@ -55,7 +54,7 @@ def files_below(directory):
 
 
 def written_files(laid):
-    """Returns the files that the program wrote, by path, as Latin-1: one character per byte."""
+    """Returns the content of the new files by path, decoded as Latin-1: one character per byte."""
     return {path: file.content.decode("latin-1") for path, file in snapshot().items() if path not in laid}
 
 
@@ -64,10 +63,11 @@ def processes():
 
 
 def run(program, action):
-    """Runs an action; returns its outcome."""
+    """Runs an action; returns its status, standard error and commands, the number of processes that it left
+    running, and the files that it wrote to PROTECTED directories or to the current one."""
     RECORDED_COMMANDS.write_text("")
     before = processes()
-    # To look for leaks would take longer than the run.
+    # Leak detection would take longer than the run.
     environment = {**os.environ, **SANITIZER_OPTIONS, "ASAN_OPTIONS": "exitcode=99:detect_leaks=0",
                    "LANFAB_CONFIG_DIR": str(GROUND / "config")}
     done = subprocess.run([program, action], cwd=GROUND / "cwd", env=environment, stdin=subprocess.DEVNULL,
@@ -79,7 +79,7 @@ def run(program, action):
 
 
 def play(case, program, ground):
-    """Plays a case; `ground` has the files that exist before every run."""
+    """Plays a case; returns the results of its runs. `ground` has the files that exist before every run."""
     (GROUND / "config/network.json").write_bytes(bytes.fromhex(case["configuration"]))
     runtime = {f"/run/{name}": File(0o644, bytes.fromhex(value)) for name, value in case["runtime"].items()}
     laid = {**ground, **runtime}

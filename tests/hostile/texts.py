@@ -7,10 +7,10 @@ from fuzz.shape import shapes
 
 SHAPES = shapes()
 
-# What a command would leave behind. A text that has no room for the path leaves P in the current directory.
+# The file that injected commands create. Those in short strings create P in the current directory.
 MARKER = "/run/pwned"
 
-# Texts that no place may let in.
+# Strings that must be rejected everywhere.
 REFUSED = {
     "line end and a directive": f"1.1.1.1\ndhcp-script={MARKER}",
     "line end and a section": "1.1.1.1\n[Match]\nName=*",
@@ -18,11 +18,11 @@ REFUSED = {
     "NUL": "1.1.1.1\0; reboot",
     "escape": "1.1.1.1\x1b[2J",
     "delete": "1.1.1.1\x7f",
-    # Goes into the file as a byte that begins nothing.
+    # The surrogate is written as a byte that does not begin a character.
     "invalid UTF-8": "1.1.1.1\udcff",
 }
 
-# Texts that are odd, and harmless wherever no shell reads them.
+# Unusual strings, which are only rejected if they reach a shell and have a character that is special to it.
 ACCEPTED = {
     "semicolon": f"1.1.1.1; touch {MARKER}",
     "substitution": f"1.1.1.1$(touch {MARKER})",
@@ -46,14 +46,14 @@ ACCEPTED = {
     "very long": "1" * 5000,
 }
 
-# What is no harm where a shell reads the text.
+# Characters that are allowed in a string that reaches a shell.
 HARMLESS_TO_SHELL = set("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._-:/,@+")
 
 RUNTIME_FILES = {"wwan_intf": "wwan0", "wwan_ipv4": "10.20.30.40", "wwan_cidr": "30",
                  "wwan_netmask": "255.255.255.252", "wwan_gw": "10.20.30.41", "wwan_mtu": "1430",
                  "wwan_dns1": "10.0.0.1", "wwan_dns2": "10.0.0.2"}
 
-# Runtime values are short: these fit the 15, 7 or 3 characters that there is room for.
+# Most of these strings fit into a runtime value, which may have 15, 7 or 3 characters.
 RUNTIME_TEXTS = [
     ";>P", "|>P", "&>P", "`>P`", "$(>P)", "'>P", "..", "/", "-h", "%n", "[x]", "\rA=", "\r[L", "\0;P", "\xff",
     "1;>P;", "$(>/P)", "../../P", "../P", "\r[Link]", "\rDNS=1", "%s%s%n", "1\n2",
@@ -63,13 +63,13 @@ RUNTIME_TEXTS = [
 
 BENIGN = {"bool": True, "int": 7, "prefix": 24, "vid": 100, "class": "EF",
           "interface": "eth0", "mode": "router", "protocol": "static", "source": "isp"}
-# What dnsmasq asks more of than of other texts.
+# Valid values of the keys for which dnsmasq rejects other strings, by key.
 BENIGN_AT = {"leasetime": "1h", "secondary_leasetime": "2m", "start": "192.168.1.10", "end": "192.168.1.99"}
 
 
 def value_of(shape, numbers=None):
-    """Returns a valid value of a shape: everything is enabled, an array has one element, no address is
-    repeated."""
+    """Returns a valid value of a shape: everything is enabled, each array has one element, and all addresses
+    are different. `numbers` yields the number of the next address."""
     numbers = numbers or itertools.count(1)
     if isinstance(shape, list):
         return [value_of(shape[0], numbers)]
@@ -84,7 +84,7 @@ def value_of(shape, numbers=None):
 
 
 def put(configuration, path, value):
-    """Returns a copy of the configuration with another value at the path."""
+    """Returns a copy of a configuration with another value at a path."""
     changed = copy.deepcopy(configuration)
     place = changed
     for key in path[:-1]:
@@ -100,7 +100,7 @@ def changed(configuration, changes):
 
 
 def configurations():
-    """Returns valid configurations by purpose; together they have every path at which a string is used."""
+    """Returns valid configurations by name; together they have every path at which a string is used."""
     router = value_of("@network")
     router = changed(router, {"wired.bridge.interfaces": ["wlan1"], "wired.bridge.primary_interface": "wlan1",
                               "wired.eth1.network.protocol": "dhcp_client"})
@@ -113,7 +113,8 @@ def configurations():
 
 
 def more_valid_configurations():
-    """Those that have what only an odd text would bring about in the others."""
+    """Returns further valid configurations by name. Their outputs also occur with the others, but only if
+    strings are injected."""
     off = value_of("@network")
     for path in paths(off):
         if value_at(off, path) is True:
@@ -124,7 +125,7 @@ def more_valid_configurations():
 
 
 def paths(value, so_far=()):
-    """Yields the path of every value except objects and arrays."""
+    """Yields the path of every value that is neither an object nor an array."""
     if not isinstance(value, (dict, list)):
         yield so_far
         return

@@ -11,12 +11,12 @@ from lib.limits import processor_limit
 
 LANFAB = os.path.abspath(sys.argv.pop(1))
 URI = "file:///etc/lanfab/network.json"
-# With it the gateway can be reached, which is a finding otherwise.
+# A part of a configuration that makes the gateway reachable, so that there is no finding about that.
 UPLINK = '"wireless": {"cell": {"enable": true}}'
 
 
 class Server:
-    """The program, and the messages to and from it."""
+    """A running language server, and the messages to and from it."""
 
     def __init__(self):
         self.process = subprocess.Popen([*processor_limit(60), LANFAB, "lsp"], stdin=subprocess.PIPE,
@@ -39,7 +39,7 @@ class Server:
         self.send({"method": method, "params": parameters})
 
     def ask(self, method, **parameters):
-        """Returns the response."""
+        """Sends a request; returns the response."""
         self.last_id += 1
         self.send({"id": self.last_id, "method": method, "params": parameters})
         response = self.receive()
@@ -64,7 +64,7 @@ class Server:
                            position={"line": line, "character": character})
 
     def end(self):
-        """Returns the exit status at the end of the input."""
+        """Closes the input; returns the exit status."""
         self.process.stdin.close()
         self.process.stdout.close()
         return self.process.wait()
@@ -94,7 +94,7 @@ class Conversation(unittest.TestCase):
         self.assertEqual(finding, {
             "range": span(1, 2, 9), "severity": 2, "code": "doubtful-key", "source": "lanfab",
             "message": '"wierd": did you mean "wired"?'})
-        # The second location of a finding is where the key was first.
+        # The related location is that of the first of the two equal keys.
         [twice] = self.server.change('{"dns": {},\n "dns": {}}')
         [related] = twice["relatedInformation"]
         self.assertEqual(related["location"], {"uri": URI, "range": span(0, 1, 6)})
@@ -128,7 +128,7 @@ class Conversation(unittest.TestCase):
             "kind": "markdown",
             "value": "*boolean, default false*\n\nEnables the port; a disabled port is set down."})
         self.assertEqual(hover["range"], span(0, 20, 28))
-        # Between tokens there is nothing.
+        # There is no hover text outside keys and values.
         self.assertIsNone(self.server.at("hover", 0, 0))
 
     def test_keys_that_the_object_lacks_are_completed(self):

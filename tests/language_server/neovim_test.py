@@ -27,7 +27,7 @@ def setup_of_the_page():
 class Screen(Terminal):
     @staticmethod
     def printed(words):
-        # Over a blank that is on the screen already, Neovim moves the cursor.
+        # If there is already a space on the screen, Neovim only moves the cursor.
         return re.compile(re.escape(words).replace(r"\ ", r"( |\x1b\[C)"))
 
 
@@ -49,7 +49,7 @@ class Neovim(unittest.TestCase):
         self.editor.type(f":{command}\r".encode())
 
     def save_and_quit(self):
-        """Returns the text of the file."""
+        """Returns the content of the saved file."""
         self.command("wq")
         self.assertEqual(self.editor.status(), 0)
         self.editor.hang_up()
@@ -75,7 +75,7 @@ class Neovim(unittest.TestCase):
 
     def test_the_schema_is_shown_for_the_key_at_the_cursor(self):
         self.edit('{"hostnames": 0}\n')
-        # The server has read the file.
+        # This diagnostic shows that the server has read the file.
         self.editor.wait_for("expected an array")
         self.command("call cursor(1, 4)")
         self.command("lua vim.lsp.buf.hover()")

@@ -1,8 +1,8 @@
-"""A program for `lanfab preview --program` that tries to leave the sandbox. It prints, as JSON, how each
-attempt ended: with an error, or with null if it got through. It is copied behind a line that names the
-interpreter.
+"""A program for `lanfab preview --program` that tries to leave the sandbox. It prints the result of each
+attempt as JSON: an error, or null if the attempt succeeded.
 
-boundary_test.py sets TARGETS, the files and processes outside the sandbox. The attempts do not change them.
+boundary_test.py prepends an interpreter line and sets TARGETS, the files and processes outside the sandbox.
+The attempts do not change them.
 """
 
 import contextlib
@@ -21,9 +21,9 @@ TIOCSTI = 0x5412
 CLONE_NEWUSER = 0x10000000
 AF_VSOCK = 40
 MACHINE = "/.sandbox/real"
-# CHOWN, DAC_OVERRIDE, FOWNER and NET_ADMIN.
+# The capabilities of a run, as a bit mask: CHOWN, DAC_OVERRIDE, FOWNER and NET_ADMIN.
 CAPABILITIES = 0x100B
-# By their numbers on 64-bit PCs, and on ARM and all later kinds of machines.
+# System call numbers: on x86-64, and on ARM and other newer architectures.
 CALLS = {
     "add_key": (248, 217),
     "bpf": (321, 280),
@@ -63,7 +63,7 @@ def call(name):
 
 
 def anywhere(attempt, path):
-    """Makes an attempt with a path of the machine and with its path inside the sandbox."""
+    """Makes an attempt with a path and, if it fails, with the path below the machine's root directory."""
     try:
         attempt(path)
     except OSError:
@@ -76,7 +76,7 @@ def connect(path):
 
 
 def look(path):
-    """Reads a file or a directory."""
+    """Reads a byte of a file or lists a directory."""
     if os.path.isdir(path):
         os.listdir(path)
     else:
@@ -93,7 +93,7 @@ def write_back(path):
 
 
 def find_sockets():
-    """Searches for a socket of the machine."""
+    """Searches for a socket of the machine; raises FileNotFoundError if there is none."""
     skipped = ("/proc", "/usr", f"{MACHINE}/usr")
     for parent, directories, names in os.walk("/"):
         directories[:] = [name for name in directories if os.path.join(parent, name) not in skipped]
@@ -120,7 +120,7 @@ def type_into(terminal):
 
 
 def type_into_streams():
-    """Types into a terminal that this program has inherited."""
+    """Types a character into an inherited terminal."""
     for descriptor in range(20):
         try:
             fcntl.ioctl(descriptor, TIOCSTI, b"#")
@@ -131,7 +131,7 @@ def type_into_streams():
 
 
 def has_a_file():
-    """Searches for open files besides the streams, Python's own, and the directory of open files."""
+    """Searches for inherited file descriptors except the standard streams."""
     own = [os.path.realpath(__file__), "/proc/"]
     for number in os.listdir("/proc/self/fd"):
         with contextlib.suppress(FileNotFoundError):

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
-"""Checks that a program cannot leave the sandbox of `lanfab preview`: attack.py tries to, run by root and by
-an ordinary user. In the test sandbox, the program's user is the only one. The first argument is lanfab."""
+"""Checks that a program cannot leave the sandbox of `lanfab preview`: root and an ordinary user run
+attack.py, which tries to. If this test itself runs in a sandbox, there is only one user. The first argument
+is lanfab."""
 
 import contextlib
 import json
@@ -22,13 +23,14 @@ LANFAB = os.path.abspath(sys.argv.pop(1))
 ATTACK = pathlib.Path(__file__).with_name("attack.py")
 USER = 65500
 UNUSED = range(65520, 65534)
-# Without user namespaces; this user's IDs are those outside. `unshare` starts with none, and a shell waits.
+# Runs a command in a user namespace in which no further one can be created. The shell waits for a line, so
+# that the test can first write the ID maps.
 NO_NAMESPACES = ["unshare", "--user", "sh", "-c", 'echo && read -r _ && exec "$@"', "sh", "sh", "-c",
                  'echo 0 >/proc/sys/user/max_user_namespaces && exec "$@"', "sh"]
 
 
 def has_users():
-    """Whether there are other users than this one."""
+    """Whether this process is root and can change to other users."""
     text = pathlib.Path("/proc/self/uid_map").read_text(encoding="utf-8")
     return os.geteuid() == 0 and any(int(line.split()[2]) > UNUSED[-1] for line in text.splitlines())
 
@@ -39,7 +41,7 @@ class Boundary(unittest.TestCase):
     def setUp(self):
         self.cleanup = contextlib.ExitStack()
         self.addCleanup(self.cleanup.close)
-        # Below /run, where systemd has its sockets, if that can be written.
+        # Below /run if it is writable, because systemd's sockets are there, too.
         top = "/run" if os.access("/run", os.W_OK) else None
         self.directory = pathlib.Path(self.cleanup.enter_context(tempfile.TemporaryDirectory(dir=top)))
         self.directory.chmod(0o755)
@@ -79,7 +81,7 @@ class Boundary(unittest.TestCase):
         }
 
     def program(self):
-        """Returns a program that makes the attempts."""
+        """Creates the program that makes the attempts; returns its path."""
         text = ATTACK.read_text(encoding="utf-8").replace("TARGETS = {}", f"TARGETS = {self.targets()!r}")
         path = self.directory / "attack"
         path.write_text(f"#!/usr/bin/env python3\n{text}", encoding="utf-8")
@@ -87,7 +89,7 @@ class Boundary(unittest.TestCase):
         return path
 
     def attack(self, *command):
-        """Returns the program's report, with the command run on its own terminal."""
+        """Runs a command on its own terminal; returns its output."""
         done = subprocess.run(["setsid", "--ctty", *command], stdin=self.terminal, stdout=subprocess.PIPE,
                               stderr=subprocess.PIPE, check=False, timeout=HANG_SECONDS)
         if b"Run it as root" in done.stderr and command[0] == "setpriv":
@@ -96,7 +98,7 @@ class Boundary(unittest.TestCase):
         return done.stdout.decode()
 
     def preview(self, *before):
-        """Returns the program's report from inside the sandbox."""
+        """Returns the report of attack.py from inside the sandbox of a preview."""
         printed = self.attack(*before, self.lanfab, "preview", "--format=json", f"--program={self.program()}",
                               str(self.directory / "network.json"))
         result = json.loads(printed)
@@ -111,7 +113,8 @@ class Boundary(unittest.TestCase):
         self.assert_confined(self.preview())
 
     def test_a_container_that_covers_a_part_of_proc(self):
-        """The kernel then does not permit mounting /proc; a run needs its network settings."""
+        """If a part of /proc is covered, the kernel rejects a mount of /proc. The sandbox then only
+        has its network settings."""
         program = self.directory / "program"
         program.write_text("#!/bin/sh\necho 0 >/proc/sys/net/ipv4/ip_forward && echo /proc/* /proc/sys/*\n",
                            encoding="utf-8")
@@ -122,7 +125,7 @@ class Boundary(unittest.TestCase):
         self.assertIn("\n/proc/sys /proc/sys/net\n", printed)
 
     def test_the_end_of_lanfab(self):
-        """If lanfab is killed, so is the program, even as another user."""
+        """If lanfab is killed, the program is killed, too, even if it has another user ID."""
         program = self.directory / "program"
         program.write_text("#!/bin/sh\nexec sleep infinity\n", encoding="utf-8")
         program.chmod(0o755)
@@ -134,7 +137,7 @@ class Boundary(unittest.TestCase):
         self.assertTrue(select.select([ended], [], [], HANG_SECONDS)[0], "it is still there")
 
     def test_without_a_sandbox(self):
-        """Without a sandbox the program must succeed, or the test would prove nothing."""
+        """Without a sandbox, attempts must succeed; otherwise, the other tests would prove nothing."""
         reached = {name for name, error in json.loads(self.attack(self.program()))["attempts"].items()
                    if error is None}
         socket_name = self.directory / "socket"

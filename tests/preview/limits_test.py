@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Checks that `lanfab preview` ends a program that exceeds a limit, with one line that names the limit. The
-first argument is lanfab, the second one cmd_lanfab, the third one "sanitizers" if they need additional
-memory."""
+"""Checks that `lanfab preview` ends a program that exceeds a limit, and prints one line that names the limit.
+The first argument is lanfab, the second one cmd_lanfab, the third one "sanitizers" if both are built with
+them."""
 
 import os
 import pathlib
@@ -18,14 +18,15 @@ LANFAB, PROGRAM = (os.path.abspath(sys.argv.pop(1)) for _ in range(2))
 HAS_SANITIZERS = sys.argv.pop(1) == "sanitizers"
 EXAMPLE = EXAMPLES / "router" / "network.json"
 TOO_LARGE = "lanfab: the run was stopped: its output, log, and files exceed 64 MB\n"
-# The limit, in the memory of two processes, twice while a string grows, and as much for the rest.
+# Memory limit: twice 64 MB for a growing string in each of two processes, and some for the rest.
 MEMORY = 300_000_000
 SMALL = "head -c 30000000 /dev/zero"
 
 
 class Preview(unittest.TestCase):
     def preview(self, script, *words, before=()):
-        """Returns the exit status and the output for a program that is this shell script."""
+        """Runs a preview with a shell script as the program; returns its exit status, standard output and
+        standard error."""
         with tempfile.TemporaryDirectory() as directory:
             program = pathlib.Path(directory, "program")
             program.write_text(f"#!/bin/sh\n{script}\n", encoding="utf-8")
@@ -42,7 +43,7 @@ class Preview(unittest.TestCase):
 
 
 class Floods(Preview):
-    """Output up to the limit and beyond it. With sanitizers this takes minutes."""
+    """Large outputs, below and above the limit. With sanitizers, these tests take minutes."""
 
     def test_output(self):
         for script in ("exec cat /dev/zero", "exec cat /dev/zero >&2"):
@@ -64,7 +65,7 @@ class Limits(Preview):
 
     def test_files(self):
         self.assert_too_large("head -c 70000000 /dev/zero >/run/large")
-        # It takes no space, but reading it would.
+        # A sparse file occupies no space, but its content is larger than the limit.
         self.assert_too_large("truncate -s 1T /run/sparse")
 
     def test_calls(self):
@@ -83,7 +84,7 @@ database.execute("CREATE VIEW entries AS WITH RECURSIVE n(i) AS (SELECT 1 UNION 
 end""")
 
     def test_what_is_left_running(self):
-        """It is killed together with the program, without waiting for it."""
+        """Processes that the program leaves running are killed when it ends."""
         status, out, err = self.preview("cat /dev/zero >/dev/null & sleep infinity & echo done")
         self.assertEqual((status, err), (0, ""))
         self.assertIn("done", out)

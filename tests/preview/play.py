@@ -1,5 +1,5 @@
-"""Plays a variant of a scenario like the case runner, and prints the output of `lanfab preview` directly
-before each run, as JSON: an outcome, or the reason why a preview cannot have that run's initial state.
+"""Plays a variant of a scenario like the case runner, with a preview directly before each run. Prints the
+outcome of each preview as JSON, or the reason why a preview cannot have that run's initial state.
 
 Runs inside the sandbox; truth_test.py starts it.
 """
@@ -14,12 +14,12 @@ from lib import play, txtar
 from lib.sandbox import File
 
 ACTIONS = ("apply", "wwan_apply", "dnsmasq")
-# All that a preview asks of the machine's tools.
+# The only command that a preview runs outside the sandbox.
 ASKED = "systemctl is-active --quiet systemd-networkd\n"
 
 
 class PreviewFailure(play.Failure):
-    """A preview that violated a requirement."""
+    """A preview changed a file, called another tool, or reported inconsistent results."""
 
 
 def why_not(run):
@@ -57,7 +57,7 @@ class Previewer(play.Player):
             outcome = self._outcome_of_preview(before, database, directory)
         if play.watched_files() != before or play.read_system_database() != database:
             raise PreviewFailure("the preview changed a file")
-        # Without an outcome, there was no run.
+        # If the outcome is an error, there was no run.
         if play.RECORDED_COMMANDS.read_text() != ("" if isinstance(outcome, str) else ASKED):
             raise PreviewFailure(f"the preview called: {play.RECORDED_COMMANDS.read_text()}")
         play.RECORDED_COMMANDS.write_text("")
@@ -102,7 +102,10 @@ def merge(database, written):
 
 
 def files_after(before, said, directory):
-    """Returns the files after the run: those before it, changed as the preview reports."""
+    """Returns the files after the run: those before it with the changes that the preview reports.
+
+    `directory` has the files that the preview has written; fails if they differ from its report.
+    """
     after = {path: file for path, file in before.items() if path not in said["removed"]}
     for file in said["files"]:
         below = directory / file["path"].lstrip("/")

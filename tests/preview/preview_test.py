@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs `lanfab preview` and `lanfab diff` in the sandbox with unusable input, with a closed output, and with
-an early end: they must report the error, exit with the documented status, and leave nothing behind. The first
-argument is lanfab, the second one cmd_lanfab."""
+signals: they must report the error, exit with the documented status, and leave no file or process behind. The
+first argument is lanfab, the second one cmd_lanfab."""
 
 import itertools
 import json
@@ -22,7 +22,7 @@ from lib.processes import wait_for
 LANFAB, PROGRAM = (os.path.abspath(sys.argv.pop(1)) for _ in range(2))
 EXAMPLE = EXAMPLES / "router" / "network.json"
 
-# A whole that does not fit into a pipe.
+# A configuration whose files do not fit into a pipe.
 LARGE = json.dumps(
     {
         "firewall": {"general": {"router": 1}},
@@ -55,7 +55,7 @@ LARGE = json.dumps(
 
 
 def until(condition, complaint):
-    """Waits for a condition that another process fulfills."""
+    """Waits until another process fulfills a condition; fails with the complaint after HANG_SECONDS."""
     deadline = time.monotonic() + HANG_SECONDS
     while not condition():
         if time.monotonic() > deadline:
@@ -72,7 +72,7 @@ def children(pid):
 
 
 def files():
-    """Returns every file that a run could write, with the time of its last change."""
+    """Returns the path and modification time of every file that a run could write."""
     return {
         (path, os.lstat(path).st_mtime_ns)
         for top in ("/run", "/var/volatile", "/var/data", "/etc/lanfab")
@@ -86,7 +86,7 @@ def command(*words, name="preview", program=None):
 
 
 class PreviewTest(unittest.TestCase):
-    """A temporary directory, and the files before the test."""
+    """A temporary directory, and a check that a test leaves nothing behind."""
 
     def setUp(self):
         self.assertTrue(os.path.exists("/dev/sandbox"), "start it with tests/support/sandbox or ctest")
@@ -110,7 +110,7 @@ class PreviewTest(unittest.TestCase):
         self.assertEqual(self.surroundings(), self.before, "something is left behind")
 
     def preview(self, *words, before=(), name="preview", program=None, **options):
-        """Returns the exit status and the output; `name` may be another command."""
+        """Returns the exit status, standard output and standard error of the command `name`."""
         options = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, **options}
         done = subprocess.run(
             [*before, *command(*words, name=name, program=program)],
@@ -218,7 +218,7 @@ class Trouble(PreviewTest):
     """Unusable input of both commands, and closed outputs."""
 
     COMMAND = "preview"
-    # What a refused configuration ends with, and what is added to the complaint.
+    # The exit status for a rejected configuration, and the text after the error message.
     REFUSED = 1
     AFTER_COMPLAINT = ""
 
@@ -321,10 +321,10 @@ class DiffTrouble(Trouble):
 
 
 class Cell(PreviewTest):
-    """The cellular link."""
+    """States of the cellular link."""
 
     def unit(self, *words):
-        """Returns the text of the cellular unit, None without one."""
+        """Returns the content of the cellular unit; None if there is no such unit."""
         configuration = self.write("network.json", '{"wireless": {"cell": {"enable": true}}}')
         _, out, err = self.preview("--format=json", *words, configuration)
         self.assertEqual(err, "")
@@ -402,7 +402,7 @@ class Cell(PreviewTest):
 
 
 class OutputDirectory(PreviewTest):
-    """The files below a directory."""
+    """Files that a preview writes below a directory."""
 
     def saved(self, directory):
         return {path.relative_to(directory) for path in directory.rglob("*") if path.is_file()}
@@ -441,7 +441,7 @@ class OutputDirectory(PreviewTest):
         self.before = self.surroundings()
 
     def tearDown(self):
-        self.doCleanups()  # the disk goes before the look at what is left
+        self.doCleanups()  # unmounts the disk before super() checks that nothing is left
         if self.directory.exists():
             super().tearDown()
 
@@ -449,7 +449,7 @@ class OutputDirectory(PreviewTest):
 class EarlyEnd(PreviewTest):
     """A signal at any time ends the preview and all processes in its sandbox."""
 
-    # To the whole group, as the keyboard sends it, and to the process alone.
+    # Each signal, sent to the process group, like a signal from the keyboard, and to the process alone.
     ENDS = tuple(
         itertools.product(
             (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGKILL), (os.killpg, os.kill)
@@ -481,7 +481,7 @@ class EarlyEnd(PreviewTest):
     def test_while_it_reads(self):
         for end in self.ENDS:
             process = self.start("-", stdin=subprocess.PIPE)
-            # More than the pipe holds: some of it has been read.
+            # More than the capacity of the pipe: when this returns, lanfab has read some of it.
             process.stdin.write(b" " * 200_000)
             process.stdin.flush()
             self.end(process, *end)
@@ -510,7 +510,7 @@ class EarlyEnd(PreviewTest):
 
 
 class Namespaces(PreviewTest):
-    """Without user namespaces."""
+    """Previews without user namespaces."""
 
     LIMIT = [
         "unshare",

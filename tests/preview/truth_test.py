@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Checks that previews are correct: for every run of a scenario whose initial state a preview can have,
-the preview has the files, commands, messages and status that the scenario expects, byte by byte.
+the preview must have exactly the files, commands, messages and status that the scenario expects.
 """
 
 import argparse
@@ -10,7 +10,7 @@ import sys
 from lib import case, expected, runner, sample
 from lib.checkout import BUILD, SandboxFailure
 
-# The scenarios that a preview cannot be given, and why.
+# The scenarios with a run that cannot be previewed, and the reason.
 NOT_GIVEN = {
     "action_in_any_case": "the command line is none that a preview plays",
     "configuration_broken": "the configuration cannot be parsed",

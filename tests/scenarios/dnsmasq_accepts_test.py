@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Passes every configuration that the scenarios expect to the real dnsmasq, and prints the results.
+"""Passes every expected dnsmasq.conf of the scenarios to the real dnsmasq, and prints the results.
 
-It must reject those of runs with "refused by dnsmasq", and accept all others.
+dnsmasq must reject those of runs with "refused by dnsmasq", and accept all others.
 """
 
 import os
@@ -16,12 +16,12 @@ CONFIGURATION = "/var/run/dnsmasq.conf"
 
 
 def find_dnsmasq():
-    """An ordinary user's PATH may lack the directory."""
+    """Returns the path of dnsmasq, None if it is not installed. A user's PATH may lack its directory."""
     return shutil.which("dnsmasq", path=f"{os.environ.get('PATH', os.defpath)}:/usr/sbin:/sbin")
 
 
 def configurations():
-    """Yields each run: its name, the expected configuration, whether dnsmasq rejects it."""
+    """Yields the name of each run, its expected configuration, and whether dnsmasq must reject it."""
     usual = expected.Usual(TESTS / "scenarios" / "usual.txt")
     for path in paths_of("scenarios"):
         parts = case.read(path)[1]

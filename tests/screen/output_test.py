@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Creates symbolic links of another user where `lanfab graph -o` and `lanfab preview -o` write: before the
-run, during it, and in a loop. No link may be followed.
+"""Lets another user create symbolic links at the paths that `lanfab graph -o` and `lanfab preview -o` write:
+before the run, during it, and in a loop. lanfab must not follow any of them.
 
-The first argument is lanfab, the second one cmd_lanfab. As root, the other user is nobody; otherwise, the
-caller.
+The first argument is lanfab, the second one cmd_lanfab. If the test runs as root, the other user is nobody;
+otherwise, it is the caller.
 """
 
 import os
@@ -25,7 +25,7 @@ FOREIGN_LINK = ": refusing to follow a link in a directory that other users can 
 
 
 class Planted(unittest.TestCase):
-    """A world-writable directory, and one of the caller with a file that must not change."""
+    """A world-writable directory, and a directory of the caller with a file that must not change."""
 
     def setUp(self):
         directory = tempfile.TemporaryDirectory()
@@ -43,7 +43,7 @@ class Planted(unittest.TestCase):
         self.configuration.write_text("{}")
 
     def tearDown(self):
-        """Checks that nothing was written to the file or its directory."""
+        """Checks that the file and its directory are unchanged."""
         self.assertEqual(self.victim.read_text(), VICTIM)
         self.assertEqual(os.listdir(self.own), ["victim"])
 
@@ -75,7 +75,7 @@ class Graph(Planted):
     def start_reading(self, target):
         """Starts a run that has opened its target and waits for the rest of its configuration."""
         process = self.start("graph", "-", "-o", target, stdin=subprocess.PIPE)
-        # More than the pipe holds: some of it has been read.
+        # More than the capacity of the pipe: when this returns, lanfab has read some of it.
         process.stdin.write(" " * 200_000)
         process.stdin.flush()
         return process
@@ -138,7 +138,7 @@ class Preview(Planted):
         process = self.start(*self.preview(target))
         sleeping = wait_for("sleep", process.pid)
         self.plant(script)
-        # The one signal of which the shell says nothing.
+        # The shell prints no message if SIGPIPE kills a child.
         os.kill(sleeping, signal.SIGPIPE)
         return self.finish(process)
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs each command of `lanfab` with a PATH to programs of another user: as root, it must not run them.
+"""Runs each command of `lanfab` with another user's programs in PATH: as root, it must not run them.
 
 Runs in the sandbox. The first argument is lanfab, the second one cmd_lanfab.
 """
@@ -16,12 +16,12 @@ from lib.limits import HANG_SECONDS
 
 LANFAB, PROGRAM = (os.path.abspath(sys.argv.pop(1)) for _ in range(2))
 DIRECTORY = pathlib.Path("/run/path")
-# The directory of another user's programs, and the file that they create.
+# The directory of another user's programs, and the file to which they write.
 HIS = DIRECTORY / "his"
 MARKER = DIRECTORY / "found"
 TOOLS = ("ip", "systemctl", "networkctl", "journalctl", "systemd-run", "timeout", "wall", "dnsmasq", "dot",
          "cmd_lanfab")
-# What a command runs under as an ordinary user.
+# Runs a command as an ordinary user.
 NOT_ROOT = ("unshare", "--user")
 
 
@@ -35,7 +35,7 @@ def setUpModule():
 
 
 def run_lanfab(*words, lanfab=LANFAB, before=(), environment=None):
-    """Returns the exit status and the output."""
+    """Returns the exit status, and standard output with standard error. By default, PATH begins with HIS."""
     if environment is None:
         environment = {"PATH": f"{HIS}:{os.environ['PATH']}"}
     done = subprocess.run([*before, lanfab, *words], cwd=DIRECTORY, capture_output=True, text=True,
@@ -52,7 +52,7 @@ class Commands(unittest.TestCase):
         fake_systemd.INSTALLED.write_text("{}")
 
     def test_root_finds_nothing_there(self):
-        # lanfab alone has to look for cmd_lanfab.
+        # Without cmd_lanfab in its own directory, lanfab searches PATH for it.
         alone = shutil.copy(LANFAB, DIRECTORY / "lanfab")
         installed = str(fake_systemd.INSTALLED)
         for lanfab in LANFAB, alone:
@@ -69,7 +69,7 @@ class Commands(unittest.TestCase):
 
 
 class Children(unittest.TestCase):
-    """The system's ip prints the PATH that it gets."""
+    """PATH of the tools that lanfab runs, printed by a stub of ip."""
 
     @classmethod
     def setUpClass(cls):
@@ -82,7 +82,7 @@ class Children(unittest.TestCase):
         self.assertEqual(run_lanfab("status", environment={}), said)
 
     def test_those_of_an_ordinary_user_need_no_path(self):
-        # There is another one in /usr/bin.
+        # Without the stub, lanfab must find the system's one in /usr/bin.
         (play.TOOLS / "systemctl").unlink()
         output = run_lanfab("status", before=NOT_ROOT, environment={})[1]
         self.assertNotIn("No such file or directory", output)

@@ -29,7 +29,7 @@ class Secrets(unittest.TestCase):
     def setUp(self):
         DIRECTORY.mkdir(exist_ok=True)
         self.write("network.json", "{}")
-        # What makes this machine a gateway.
+        # With this file, the machine is a gateway.
         pathlib.Path("/run/hosts").write_text("127.0.0.1 localhost\n", encoding="utf-8")
         UNIT.write_text(unit(PRIVATE, PRESHARED), encoding="utf-8")
         self.addCleanup(UNIT.unlink)
@@ -39,7 +39,7 @@ class Secrets(unittest.TestCase):
         (DIRECTORY / name).chmod(0o755)
 
     def write_program(self, *units):
-        """Creates a program that writes, prints and logs the units."""
+        """Creates a program for each unit, which writes, prints and logs that unit."""
         for number, text in enumerate(units):
             self.write(f"program{number}", f"""#!/bin/sh
 cat >/var/run/systemd/network/44-wireguard.netdev <<END
@@ -53,7 +53,7 @@ networkctl "PrivateKey = {PRIVATE}"
 """)
 
     def run_lanfab(self, *words, expected=0):
-        """Returns a command's output, after checking that it contains no key."""
+        """Returns a command's output, after checking its exit status and that it contains no key."""
         done = subprocess.run([LANFAB, *map(str, words)], cwd=DIRECTORY, capture_output=True, text=True,
                               timeout=HANG_SECONDS, check=False)
         output = done.stdout + done.stderr
@@ -107,7 +107,7 @@ networkctl "PrivateKey = {PRIVATE}"
         self.assertEqual((target / "var/run/copy").read_text(encoding="utf-8"), unit(PRIVATE, PRESHARED))
 
     def test_configuration(self):
-        """A key in the configuration, under its name and under wrong ones, and as another type."""
+        """Keys in the configuration, with the correct and with wrong names, and with a wrong type."""
         peer = {"public_key": "x", "preshared_key": PRIVATE, "preshared-key": PRESHARED,
                 "private_key": [PRESHARED, OTHER], "endpoint": "nowhere"}
         interface = {"enable": True, "local_addrs": "x", "PrivateKey": OTHER, "peers": [peer]}
@@ -119,7 +119,7 @@ networkctl "PrivateKey = {PRIVATE}"
         for output_format in ("text", "dot"):
             self.run_lanfab("graph", "network.json", f"--format={output_format}")
         output = shown_on_terminal([LANFAB, "check", "--offline", "network.json"], cwd=DIRECTORY)
-        # A terminal has no room for the whole line.
+        # The terminal is narrower than the line, so only a part of the hidden key is visible.
         self.assertIn(20 * "*", output)
         self.assert_hidden(output)
 

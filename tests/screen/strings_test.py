@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Puts strings with escape sequences, invisible and bidirectional characters wherever `lanfab` reads strings,
-and runs every command on a pipe and on a terminal: it may print no such character, and no injected line.
+"""Injects escape sequences, invisible and bidirectional characters into all strings that `lanfab` reads, and
+runs every command on a pipe and on a terminal: it must not print such a character, or an injected line.
 
 Runs in the sandbox. The first argument is lanfab, the second one cmd_lanfab.
 """
@@ -24,22 +24,22 @@ from lib.terminal import shown_on_terminal
 LANFAB, PROGRAM = (os.path.abspath(sys.argv.pop(1)) for _ in range(2))
 DIRECTORY = pathlib.Path("/run/strings")
 FORGED = "network.json:1:1: error: forged [forged]"
-# One of each kind: escape sequence, bell, DEL, C1 as a byte and as a character, direction, no width,
-# separator of lines, format, not UTF-8.
+# Examples of each kind: escape sequence, bell, DEL, C1 control as a byte and as a character, bidirectional
+# control, zero width, line separator, format character, invalid UTF-8.
 CHARACTERS = ("\x1b[2J", "\x07", "\x7f", "\udc9b2J", "\x9b2J", "\u202e", "\u2066", "\u061c", "\u200b",
               "\u200d", "\ufeff", "\u00ad", "\u2028", "\u2029", "\u0600", "\U000e0041", "\udcff", "\r")
 VALUE = "a" + "b".join(CHARACTERS)
-# In the name of a file, which may have more than one line.
+# A file name that contains newlines.
 NAME = f"{VALUE}\n{FORGED}\n"
-# Not longer than a name may be, and not one of several interfaces.
+# An interface name of valid length that does not match several interfaces.
 INTERFACE = "e\x1b2\u202e\x9b"
-# What the text that a command prints may have besides printable characters.
+# Control characters that the output of a command may contain.
 LAYOUT = "\n\t"
 COLOUR = re.compile(r"\x1b\[[\d;]*m")
 
 
 def unprintable(text, layout=LAYOUT):
-    """Returns the characters of a text that must not reach a terminal."""
+    """Returns the characters of an output that must not reach a terminal."""
     return [character for character in text
             if unicodedata.category(character) in ("Cc", "Cf", "Cs", "Zl", "Zp") and character not in layout]
 
@@ -62,11 +62,11 @@ class Strings(unittest.TestCase):
         os.chmod(path, mode)
 
     def write_json(self, value, name="network.json"):
-        """Writes a value with unescaped characters as far as JSON allows."""
+        """Writes a value as JSON, with as few escapes as possible."""
         self.write(json.dumps(value, ensure_ascii=False), name)
 
     def run_lanfab(self, *words, statuses=(0, 1, 2), environment=None):
-        """Returns a command's output on a pipe, decoded."""
+        """Returns a command's output on a pipe, decoded, after checking its exit status."""
         done = subprocess.run([LANFAB, *words], cwd=DIRECTORY, stdin=subprocess.DEVNULL, capture_output=True,
                               env={**os.environ, **(environment or {})}, timeout=HANG_SECONDS, check=False)
         output = (done.stdout + done.stderr).decode(errors="surrogateescape")
@@ -74,7 +74,7 @@ class Strings(unittest.TestCase):
         return output
 
     def shown(self, *words, environment=None):
-        """Returns the output on a terminal, without colors."""
+        """Returns a command's output on a terminal, without color sequences."""
         text = shown_on_terminal([LANFAB, *words], cwd=DIRECTORY, env={**os.environ, **(environment or {})})
         return COLOUR.sub("", text.replace("\r\n", "\n"))
 
@@ -84,7 +84,7 @@ class Strings(unittest.TestCase):
         self.assertFalse(any(line.startswith(FORGED) for line in output.splitlines()), output)
 
     def assert_all_clean(self, *words, **options):
-        """Checks that the command's output is clean, on a pipe and on a terminal; returns the former."""
+        """Checks that a command's output is clean on a pipe and on a terminal; returns the former."""
         output = self.run_lanfab(*words, **options)
         self.assertTrue(output)
         self.assert_clean(output)
@@ -178,7 +178,7 @@ class Configurations(Strings):
 
 
 class DryRuns(Strings):
-    """A program that writes and prints such strings."""
+    """Dry runs of a program that writes, logs and prints such strings."""
 
     def setUp(self):
         super().setUp()
@@ -214,7 +214,7 @@ exit 0
     def test_preview(self):
         for program in "program", "failing":
             output = self.run_lanfab("preview", "-v", f"--program=./{program}", "network.json")
-            # Lines of its own are what the program prints and what its files hold.
+            # The output of the program and the content of its files may contain this line.
             output = output.replace(f"\n{FORGED}\n", "\n")
             self.assert_clean(output)
             self.assertIn("==> /var/run/plain <==\n", output)
@@ -243,7 +243,7 @@ exit 0
         hunk = re.compile(r"^[-+@ ]", re.MULTILINE)
         others = [line for line in text.split("\n")
                   if not hunk.match(line) or line.startswith(("---", "+++", "@@"))]
-        # The last one is what the program printed to standard error.
+        # The last of these lines is standard error of the program.
         self.assert_clean("\n".join(others))
         begin = text.index("--- /dev/null\n+++ /var/run/plain\n")
         (DIRECTORY / "var/run").mkdir(parents=True)
@@ -254,7 +254,7 @@ exit 0
         self.assertEqual((DIRECTORY / "var/run/plain").read_bytes(), encoded(f"{NAME}\n"))
 
     def test_name_in_a_patch(self):
-        """patch(1) finds a file whose name contains a newline."""
+        """patch(1) can apply a difference to a file whose name contains a newline."""
         name = f'x"\\ {NAME}'
         self.write(f"#!/bin/sh\necho new >'/var/run/{name}'\n", "program", 0o755)
         text = self.run_lanfab("diff", "--program=./program", "network.json", statuses=[1])

@@ -23,7 +23,7 @@ from soundness import generator
 
 CONFIGURATION = "/run/dnsmasq.conf"
 ENOUGH_GOOD = 0.2
-# Each configuration is generated from its number, so a sample is the first of all.
+# The number of configurations, each of which is generated from its index.
 ALL = 5000
 SAMPLE = 500
 
@@ -58,7 +58,7 @@ def has_link(configuration):
 
 
 def play(program, configurations):
-    """Applies each configuration; returns the results."""
+    """Applies each configuration; returns the results of the runs from hostile.play."""
     link = cases.runtime(wwan_ipv4="10.64.1.2", wwan_gw="10.64.1.1")
     some = [cases.Case("", cases.encode(configuration), link if has_link(configuration) else {},
                        actions=("apply",)).as_json()
@@ -67,7 +67,7 @@ def play(program, configurations):
 
 
 def show(runs):
-    """Yields the number of a run and a service's error about its files."""
+    """Yields each error of a service about the files of a run, with the number of the run."""
     units = [
         (number, judge.UNIT.fullmatch(path)[1], text)
         for number, run in enumerate(runs)
@@ -87,7 +87,7 @@ def show(runs):
 
 
 def examine(program, configurations):
-    """Returns, for each counterexample, the configuration and the error."""
+    """Returns the configuration and the error of each counterexample."""
     runs = play(program, configurations)
     found = [(configurations[number], error) for number, error in show(runs)]
     return found + [

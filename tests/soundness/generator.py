@@ -1,5 +1,5 @@
-"""Random, mostly valid configurations: mixtures of those of the examples and of the scenarios,
-some of them with a few invalid values."""
+"""Random configurations: mixtures of those of the examples and the scenarios, some of them with a few invalid
+values."""
 
 import copy
 import functools
@@ -13,7 +13,7 @@ from lib.checkout import EXAMPLES
 from lib.runner import paths_of
 
 KNOWN_VALUES = [value for values in VALUES.values() for value in values]
-# Replacements for an invalid value, by its type.
+# Strings and numbers that replace a valid value.
 ODD_TEXTS = (
     *(value for value in KNOWN_VALUES if isinstance(value, str)),
     " ",
@@ -62,7 +62,7 @@ def seeds():
 
 
 def parsed(text):
-    """Returns an object, or None if the text does not contain one."""
+    """Returns the JSON object in a string; None if there is none."""
     try:
         value = json.loads(text)
     except ValueError:
@@ -80,7 +80,7 @@ def mix(config, other, rng):
 
 
 def mixture(rng):
-    """Returns a configuration made of up to three."""
+    """Returns a random mixture of up to three configurations."""
     config = copy.deepcopy(rng.choice(seeds()))
     for _ in range(rng.randrange(3)):
         mix(config, rng.choice(seeds()), rng)
@@ -88,7 +88,7 @@ def mixture(rng):
 
 
 def leaves(value, path=()):
-    """Yields the path of every member and element, the deepest first."""
+    """Yields the path of every member and element, after those inside it."""
     items = value.items() if isinstance(value, dict) else enumerate(value) if isinstance(value, list) else ()
     for key, inner in items:
         yield from leaves(inner, (*path, key))
@@ -96,7 +96,7 @@ def leaves(value, path=()):
 
 
 def spoil(config, rng):
-    """Makes a value at a random path of the configuration invalid."""
+    """Replaces, removes or repeats the value at a random path of the configuration, or does nothing."""
     *parents, key = rng.choice(list(leaves(config)))
     holder = value_at(config, parents)
     value = holder[key]
