@@ -15,7 +15,7 @@ using Texts = std::vector<std::string>;
 
 constexpr char kUnit[] = "/run/systemd/network/20-eth0.network";
 
-// A gateway with one port, of which the services have the files; each test changes something.
+// A gateway with one port, whose services have read the latest files; each test changes something.
 static Snapshot gateway() {
   Snapshot snapshot;
   snapshot.wants_dnsmasq = true;
