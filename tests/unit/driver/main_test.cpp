@@ -60,7 +60,7 @@ class MainTest : public LanfabTest {
     while_running = [] {};
     while_waiting = [] { FAIL() << "nothing was to be waited for"; };
     platform().configuration["network"] = json("{}");
-    // The only line on whose effect the program depends.
+    // The only shell line whose effect the program needs.
     platform().on_shell = [](const std::string& line) {
       if (line == kTouchLock) put_file(kLock, "");
     };
@@ -74,7 +74,7 @@ class MainTest : public LanfabTest {
 
 }  // namespace
 
-// Returns the exit status of `cmd_lanfab ARGUMENTS...`; the record is then that of this run only.
+// Clears the record and runs `cmd_lanfab ARGUMENTS...`; returns its exit status.
 static int run(std::vector<std::string> arguments) {
   platform().calls.clear();
   platform().log.clear();

@@ -40,7 +40,8 @@ extern "C" pid_t waitpid(pid_t process, int* status, int options) {
   return next<pid_t (*)(pid_t, int*, int)>("waitpid")(process, status, options);
 }
 
-// Whether starting a missing program fails: under an emulator, only its exit status shows that.
+// Whether posix_spawn() reports that a program is missing; under an emulator, only the child's exit status
+// does.
 static bool is_start_seen() {
   pid_t child = 0;
   char* const words[] = {nullptr};
