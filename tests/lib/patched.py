@@ -10,9 +10,9 @@ COMMANDS = re.compile("^--- commands$", re.MULTILINE)
 
 
 def differences(words, text, programs, directory):
-    """Returns how the patched files of the old configuration differ from those of the new one, "" if they do
-    not, or if `words`, the arguments of `lanfab diff`, do not name two configurations or ask for another
-    output."""
+    """Returns the differences between the patched files of the old configuration and those of the new one, or
+    "" if there are none. Also returns "" if `words`, the arguments of `lanfab diff`, do not name two
+    configurations or select another output."""
     configurations = [word for word in words if word.endswith(".json")]
     if len(configurations) != 2 or {"--summary", "--format=json"} & set(words):
         return ""

@@ -1,6 +1,6 @@
-"""Plays one variant of a case, and prints what came out of its runs as JSON.
+"""Plays one variant of a case, and prints the outputs of its runs as JSON.
 
-Runs inside the sandbox, where the paths of the system are free to use; runner.py starts it. A case that needs
+Runs inside the sandbox, where it can write to the paths of the system; runner.py starts it. A case that needs
 no sandbox is played by runner.py itself, with `play_reader`.
 """
 
