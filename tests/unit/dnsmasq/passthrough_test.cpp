@@ -382,7 +382,7 @@ TEST_F(PassthroughTest, AStaticPortWithoutAPoolOfItsOwnHandsOnTheCellularAddress
 
 // --- Lease times
 
-// The lease time of the one range line.
+// The lease time in the only dhcp-range line.
 static std::string leasetime_in(const std::string& text) {
   const std::size_t line = text.find("dhcp-range=");
   const std::string range = text.substr(line, text.find('\n', line) - line);

@@ -15,12 +15,12 @@ int cmd_lanfab_main(int argc, char* argv[]);
 constexpr char kLock[] = "/var/run/LANFAB_LOCKED";
 constexpr char kTouchLock[] = "/bin/touch /var/run/LANFAB_LOCKED";
 
-// The results of the actions, and what they check while they run.
+// The results of the actions, and a function that each of them calls.
 static int apply_result;
 static int wwan_apply_result;
 static int dnsmasq_apply_result;
 static std::function<void()> while_running;
-// Called instead of each second's sleep.
+// Called by sleep(), which does not wait.
 static std::function<void()> while_waiting;
 
 int apply(const NetworkContext* ctx, bool pulse) {
@@ -66,7 +66,7 @@ class MainTest : public LanfabTest {
     };
   }
 
-  // After any completed run.
+  // Every completed run must have released the lock.
   void TearDown() override {
     EXPECT_FALSE(exists(kLock));
   }
@@ -95,7 +95,7 @@ static Lines action_calls() {
   return {calls.begin() + 2, calls.end()};
 }
 
-// Returns the log of a run of this action, with the action's own lines.
+// Returns the expected log of a run of this action, which itself logs the lines `own`.
 static Lines log_of(const std::string& action, const Lines& own) {
   Lines log = {"notice cmd_lanfab start", "notice cmd_lanfab set lock", "notice lanfab " + action};
   log.insert(log.end(), own.begin(), own.end());

@@ -17,7 +17,7 @@ class ToolsTest : public PlatformTest {
     setenv("PATH", path_.c_str(), 1);
   }
 
-  // Creates a shell script of this name before all other tools.
+  // Creates a shell script with this name, which precedes all other tools on PATH.
   void put_first_on_path(const std::string& tool, const std::string& script) {
     put_file("/run/" + tool, "#!/bin/sh\n" + script);
     std::filesystem::permissions("/run/" + tool, std::filesystem::perms::owner_all);

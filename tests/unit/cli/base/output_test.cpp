@@ -52,7 +52,7 @@ extern "C" int fstatat(int directory, const char* name, struct stat* status, int
   return result;
 }
 
-// Only the creation of a file fails.
+// `failing_create` only affects calls that create a file.
 extern "C" int openat(int directory, const char* name, int flags, ...) {
   va_list arguments;
   va_start(arguments, flags);
@@ -247,7 +247,7 @@ TEST_F(OutputFileTest, AFailedLookIsAnError) {
   ASSERT_EQ(directory.open(), std::nullopt);
   failing_fstat.fail(1, EIO);
   EXPECT_EQ(directory.write({}), "/run/output/new: Input/output error");
-  // If the status of a directory is unknown, other users may be able to write to it.
+  // A directory whose status is unknown counts as one that others may write to.
   std::filesystem::create_symlink("file", "/run/output/link");
   failing_fstat.fail(1, EIO, 3);
   EXPECT_EQ(written("/run/output/link", "new"), "/run/output/link" + std::string(kForeignLink));

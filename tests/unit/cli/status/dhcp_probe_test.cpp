@@ -53,7 +53,7 @@ TEST(DhcpProbe, OtherPacketsArePassedOver) {
 TEST(DhcpProbe, AnotherMessageOrOneWithoutAServerIsPassedOver) {
   const std::vector<Bytes> options = {
       {53, 1, 5, 54, 4, 10, 0, 0, 1},          // an acknowledgement
-      {54, 4, 10, 0, 0, 1},                    // no kind
+      {54, 4, 10, 0, 0, 1},                    // no kind of message
       {53, 1, 2},                              // no server
       {53, 1, 2, 54, 3, 10, 0, 0},             // a truncated server address
       {53, 1, 2, 255, 0, 54, 4, 10, 0, 0, 1},  // a server after the end of the options

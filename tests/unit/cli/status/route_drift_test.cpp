@@ -223,7 +223,7 @@ TEST(RouteDrift, ALostRouteToASubnet) {
   snapshot.wanted.interfaces["eth1"].route_sections.push_back({"192.168.2.0/24", "", "", ""});
   EXPECT_EQ(only_drift(snapshot).what, "the route to 192.168.2.0/24 is missing");
   snapshot.wanted.interfaces["eth1"].route_sections.pop_back();
-  // If the address is missing, only that is reported, elsewhere.
+  // A missing address is reported by find_link_drift() instead.
   snapshot.kernel.links["eth1"].addresses = {{"172.16.0.1/24", false}, {"garbage", false}};
   EXPECT_THAT(drift_of(snapshot), IsEmpty());
 }

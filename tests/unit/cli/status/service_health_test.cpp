@@ -28,7 +28,7 @@ static Snapshot gateway() {
   return snapshot;
 }
 
-// Each drift as "subject: what (fix)".
+// Each difference as "subject: what (fix)".
 static Texts drift_of(const Snapshot& snapshot) {
   std::vector<Drift> drift;
   add_service_drift(snapshot, drift);
