@@ -16,8 +16,8 @@ from .limits import HANG_SECONDS
 UNITS = pathlib.Path("/run/systemd/network")
 DNSMASQ_CONF = "/run/tested.conf"
 NETWORKD = "/lib/systemd/systemd-networkd"
-# Warnings about lines in each unit of a router or a DHCP client. Newer versions only report the second one;
-# for the first one there is packaging/systemd-networkd.service.conf.
+# Warnings about lines in each unit of a router or a DHCP client. Newer versions still apply the second line;
+# packaging/systemd-networkd.service.conf replaces the first one.
 DEPRECATED = re.compile(rb'IPForward= setting is deprecated|Deprecated value "_dhcp"')
 PR_SET_CHILD_SUBREAPER = 36
 

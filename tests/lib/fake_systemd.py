@@ -13,7 +13,7 @@ from .sandbox import put_first
 INSTALLED = pathlib.Path("/etc/lanfab/network.json")
 PREVIOUS = pathlib.Path("/etc/lanfab/network.json.previous")
 TRIAL = pathlib.Path("/run/lanfab/network.json")
-# Exists before the trial is active.
+# The staged configuration, until the trial is active.
 STAGED = pathlib.Path("/run/lanfab/network.json.new")
 # The installed configuration when the trial began.
 INSTALLED_COPY = pathlib.Path("/run/lanfab/network.json.installed")

@@ -19,7 +19,7 @@ def differences(words, text, programs, directory):
     options = [word for word in words if word not in configurations]
     old, new = (_previewed(name, options, programs, directory) for name in configurations)
     files = COMMANDS.split(COPY.sub("", text))[0]
-    # Only empty files may differ.
+    # Without a hunk, only empty files may differ, and patch(1) has nothing to do.
     said = _patch(old, files) if "\n@@ " in files else ""
     for copy, original in COPY.findall(text):
         shutil.copyfile(f"{old}{original}", f"{old}{copy}")

@@ -176,7 +176,7 @@ class Player:
 
 
 def texts_by_name(status, stdout, stderr, **others):
-    """Returns an output that is not a file."""
+    """Returns the outputs that are not files, by name; empty ones are left out."""
     texts = {"status": f"{status}\n" if status else "", "stdout": stdout, "stderr": stderr, **others}
     return {name: (text, USUAL_MODE) for name, text in texts.items() if text}
 
