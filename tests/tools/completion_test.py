@@ -82,7 +82,7 @@ class Fish:
         self.environment = environment
 
     def completions(self, line):
-        """Each line has a word and, after a tab, its description."""
+        """Returns the completions, of which fish prints one per line, with its description after a tab."""
         sources = f"source '{COMPLETIONS}/lanfab.fish'; source '{COMPLETIONS}/cmd_lanfab.fish'"
         command = f"{sources}; complete --do-complete '{line}'"
         done = subprocess.run(["fish", "--no-config", "--command", command], cwd=self.directory,
