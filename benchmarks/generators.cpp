@@ -35,7 +35,7 @@ static NetworkContext context_of(int vlans, int routes) {
   return std::move(*load_network_context(false));
 }
 
-// The number of VLANs or routes of a benchmark, the variable of its growth.
+// The number of VLANs or routes of a benchmark. Also sets it as the variable of the benchmark's complexity.
 static int size_of(benchmark::State& state) {
   state.SetComplexityN(state.range(0));
   return static_cast<int>(state.range(0));

@@ -40,7 +40,7 @@ class Network:
 
 
 def lanfab_configuration(network):
-    """The object of network.json."""
+    """Returns the object of network.json."""
 
     def interface(ipv4):
         settings = {"protocol": "static", "ipv4": ipv4, "netmask": PREFIX}
@@ -71,12 +71,12 @@ def lanfab_configuration(network):
 
 
 def as_lanfab(network):
-    """network.json."""
+    """Returns the content of network.json."""
     return json.dumps(lanfab_configuration(network), indent=2) + "\n"
 
 
 def as_netplan(network):
-    """A file of /etc/netplan."""
+    """Returns the content of a file in /etc/netplan."""
     lines = ["network:", "  version: 2", "  renderer: networkd", "  ethernets:"]
     for port, ipv4 in PORTS.items():
         lines += [f"    {port}:", f"      addresses: [{ipv4}/{PREFIX}]"]

@@ -24,11 +24,11 @@ class Program:
         raise NotImplementedError
 
     def environment(self):
-        """Only what it needs: every variable more costs some instructions at the start."""
+        """Returns a minimal environment, since each variable costs some instructions at the start."""
         return {"PATH": "/usr/sbin:/usr/bin:/sbin:/bin"}
 
     def check(self, size):
-        """Fails unless the run that has just ended wrote a unit for every interface."""
+        """Fails unless the last run wrote a unit for every interface."""
         units = [path.suffix for path in UNIT_DIR.iterdir()]
         expected = (size.vlans + len(network.PORTS), size.vlans)
         found = (units.count(".network"), units.count(".netdev"))
@@ -57,7 +57,7 @@ class Netplan(Program):
     CONFIG_DIR = pathlib.Path("/etc/netplan")
 
     def __init__(self):
-        # Over the machine's own network.
+        # Hides the machine's own configuration.
         subprocess.run(["mount", "-t", "tmpfs", "netplan", self.CONFIG_DIR], check=True)
 
     def install(self, size):
@@ -66,7 +66,7 @@ class Netplan(Program):
         file.chmod(0o600)
 
     def command(self):
-        # As systemd starts it at boot, without the tools that an administrator's call goes on to start.
+        # As systemd runs it at boot: it then does not start the tools that it starts for an administrator.
         return ["/lib/systemd/system-generators/netplan", *sandbox.GENERATOR_DIRS]
 
 

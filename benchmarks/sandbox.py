@@ -12,7 +12,7 @@ import sys
 import threading
 
 CHECKOUT = pathlib.Path(__file__).resolve().parent.parent
-# Outside the directories that a run writes.
+# Not among the directories that boot() resets.
 INPUT_DIR = pathlib.Path("/dev/shm")
 # The directories that systemd passes to a generator.
 GENERATOR_DIRS = ("/run/systemd/generator", "/run/systemd/generator.early", "/run/systemd/generator.late")

@@ -1,8 +1,9 @@
-// stopwatch PROGRAM [ARGUMENT...]: runs the program and prints its own processor time and the time until its
-// end, in nanoseconds, and its peak memory in KiB. What the program prints is dropped; when it fails, so does
-// the stopwatch.
+// stopwatch PROGRAM [ARGUMENT...]: runs the program and prints its own processor time and the elapsed time,
+// in nanoseconds, and its peak memory in KiB. The output of the program is discarded; if the program fails,
+// so does the stopwatch.
 //
-// It is small and linked statically: no process has a peak below what its parent held when it started.
+// The stopwatch is small and linked statically, because the peak memory of a process is at least the memory
+// that its parent used when it started the process.
 
 #include <fcntl.h>
 #include <spawn.h>

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """The builder's flags take precedence over the project's; otherwise the build is hardened.
 
-Usage: flags_test.py [--exhaustive]      (--exhaustive: the program is also built, and checked as a binary)
+Usage: flags_test.py [--exhaustive]      (--exhaustive: also build the program and check the binary)
 """
 
 import json
@@ -18,7 +18,7 @@ BUILD = "--exhaustive" in sys.argv[1:]
 
 
 class Flags:
-    """The flags that the compiler gets for a source file of cmd_lanfab, and the linker for cmd_lanfab."""
+    """The compiler flags for a source file of cmd_lanfab, and the linker flags for cmd_lanfab."""
 
     def __init__(self, directory):
         with open(os.path.join(directory, "compile_commands.json"), encoding="utf-8") as file:
@@ -69,7 +69,7 @@ class ForeignFlags(unittest.TestCase):
 
     def configure(self, *settings, **environment):
         """Configures a build like a packager, with CMake settings and environment variables."""
-        # Neither the flags nor the launcher of who runs this test.
+        # Without the compiler flags and the CMake settings of the user who runs this test.
         inherited = {
             name: value
             for name, value in os.environ.items()
@@ -84,7 +84,7 @@ class ForeignFlags(unittest.TestCase):
         return Flags(self.directory)
 
     def build(self, hardened):
-        """With --exhaustive, builds cmd_lanfab, runs it and, if it should be hardened, checks that."""
+        """With --exhaustive, builds and runs cmd_lanfab; checks the hardening if `hardened` is set."""
         if not BUILD:
             return
         done = subprocess.run(
@@ -92,7 +92,7 @@ class ForeignFlags(unittest.TestCase):
         )
         self.assertEqual(done.returncode, 0, done.stdout)
         program = os.path.join(self.directory, "cmd_lanfab")
-        # It prints the version in place of an action, which is an error.
+        # --version is not an action, so this is an error, but it prints the version.
         done = subprocess.run([program, "--version"], stderr=subprocess.PIPE, text=True, check=False)
         self.assertRegex(done.stderr, r"^cmd_lanfab [0-9.]+")
         if hardened:

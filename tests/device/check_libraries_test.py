@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests `scripts/check-binary libraries` on libraries that export what the program was built to import.
+"""Tests `scripts/check-binary libraries` on libraries that export the symbols that the program imports.
 
 Usage: check_libraries_test.py CHECK_BINARY PLATFORM_DIRECTORY OBJECT...
 

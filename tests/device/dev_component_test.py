@@ -1,7 +1,7 @@
 #!/usr/bin/python3
-"""Builds a device's libraries with only the component "dev", and the program with these libraries.
+"""Builds the libraries of a device with only the component "dev", and the program with these libraries.
 
-Usage: dev_component_test.py [--exhaustive]      (--exhaustive: the program for the device is built, too)
+Usage: dev_component_test.py [--exhaustive]      (--exhaustive: also build the program for the device)
 """
 
 import os
@@ -46,11 +46,11 @@ class DevComponent(unittest.TestCase):
         cls.prefix = os.path.join(cls.directory, "sysroot/usr")
         build = os.path.join(cls.directory, "lanfab")
         run("cmake", "-S", SOURCE, "-B", build, "-G", "Ninja", "-DLANFAB_PLATFORM=device")
-        # Before anything is built.
+        # The component can be installed before anything is built.
         run("cmake", "--install", build, "--component", "dev", "--prefix", cls.prefix)
 
     def build_libraries(self):
-        """Builds the package of libraries as CMake finds the component; returns their directory."""
+        """Builds the package of libraries, in which CMake finds the component; returns their directory."""
         libraries = os.path.join(self.directory, "libraries")
         run(
             "cmake", "-S", os.path.join(HERE, "package"), "-B", libraries, "-G", "Ninja",

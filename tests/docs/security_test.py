@@ -6,7 +6,7 @@ import re
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-# A path in the repository and, in parentheses, what is in the file.
+# A path in the repository and, in parentheses, names from the file.
 REFERENCE = re.compile(r"`(tests/[\w./-]+)`(?: \((`\w+`(?:, `\w+`)*)\))?")
 
 

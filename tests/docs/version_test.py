@@ -29,7 +29,7 @@ def find_all(path, pattern):
 
 
 VERSION = find("CMakeLists.txt", r"^set\(LANFAB_VERSION (\S+)\)")
-# What it is called once it is released.
+# The version number once it is released.
 RELEASE = VERSION.removesuffix("~dev")
 IS_RELEASED = VERSION == RELEASE
 
@@ -77,7 +77,7 @@ class Version(unittest.TestCase):
         self.assertEqual(find("packaging/yocto/lanfab.inc", r'^PV = "(.*)"$'), f"{VERSION}+git")
 
     def test_buildroot_package(self):
-        # It builds what is in git: the release's tag, and before there is one, the branch.
+        # Buildroot builds from git: from the tag of the release, or from the branch until there is one.
         revision = find("packaging/buildroot/lanfab/lanfab.mk", r"^LANFAB_VERSION = (.*)$")
         self.assertEqual(revision, VERSION if IS_RELEASED else "main")
 

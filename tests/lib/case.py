@@ -68,7 +68,7 @@ class Case:
 
 
 def read(path):
-    """Returns the comment and the parts of a case. The lines of a command are the part `stdout` after it."""
+    """Returns the comment and the parts of a case. The lines below a command become a part `stdout`."""
     comment, parts = txtar.parse(txtar.read(path))
     return comment, split(parts)
 
@@ -105,7 +105,7 @@ def split(parts):
 
 
 def join(parts):
-    """Returns the parts, with the output of each command below it where that needs no notes."""
+    """The inverse of `split`: moves each `stdout` without notes into the part of its command."""
     result = []
     for part in parts:
         if part.name == "stdout" and not part.notes and result[-1].name.startswith("$ "):

@@ -47,7 +47,7 @@ class Controller:
         self.variables = {}
 
     def trust(self, *addresses):
-        """Sets the addresses that are known with the host key."""
+        """Sets the addresses for which the controller knows the host key."""
         key = " ".join((self.directory / "host_key.pub").read_text().split()[:2])
         lines = "".join(f"{address} {key}\n" for address in addresses)
         (self.directory / "known_hosts").write_text(lines)
@@ -87,7 +87,7 @@ class Controller:
             "ANSIBLE_BECOME_ALLOW_SAME_USER": "1"}
 
     def start(self, playbook, *options, moved=None, **variables):
-        """Starts a playbook of the collection; `addresses` overrides those of gateways that have moved."""
+        """Starts a playbook of the collection; `moved` has the new addresses of gateways that have moved."""
         inventory = self._write_inventory(moved or {}, variables)
         return subprocess.Popen(
             ["ansible-playbook", "-i", inventory, *options, COLLECTION / "playbooks" / playbook],

@@ -16,8 +16,8 @@ from .limits import HANG_SECONDS
 UNITS = pathlib.Path("/run/systemd/network")
 DNSMASQ_CONF = "/run/tested.conf"
 NETWORKD = "/lib/systemd/systemd-networkd"
-# Warnings about lines in each unit of a router or a DHCP client. Newer versions only report the second one;
-# for the first one there is packaging/systemd-networkd.service.conf.
+# Warnings about lines in each unit of a router or a DHCP client. Newer versions still apply the second line;
+# packaging/systemd-networkd.service.conf replaces the first one.
 DEPRECATED = re.compile(rb'IPForward= setting is deprecated|Deprecated value "_dhcp"')
 PR_SET_CHILD_SUBREAPER = 36
 
@@ -27,11 +27,11 @@ RAN_SCRIPT = "it ran a script"
 
 
 def show(units, configurations, starts_dnsmasq=False):
-    """Returns what networkd says of the units and what dnsmasq says of each configuration.
+    """Returns the warnings of networkd about the units, and the error of dnsmasq about each configuration.
 
-    networkd names each line that it does not take: the unit's number, the line's, and a complaint. dnsmasq
-    says "" of what it accepts. With `starts_dnsmasq` it also starts with that, where a lease waits that a
-    lease script would be told of.
+    A warning has the number of the unit, the number of the line, and the message. The error is "" if dnsmasq
+    accepts the configuration. With `starts_dnsmasq`, dnsmasq is also started with each accepted configuration
+    and with a lease, for which it runs its lease script if it has one.
     """
     shown = json.dumps({"units": units, "configurations": configurations, "starts": starts_dnsmasq})
     return json.loads(in_sandbox("lib.daemons", text=shown))
@@ -51,7 +51,7 @@ def prepare_system():
 
 
 def show_to_networkd(units):
-    """Returns the warnings of networkd about each unit, by the number of the unit and the line."""
+    """Returns the warnings of networkd: the number of the unit, the number of the line, and the message."""
     for number, (kind, text) in enumerate(units):
         (UNITS / f"{number:05}.{kind}").write_bytes(text.encode("latin-1"))
     environment = {**os.environ, "SYSTEMD_LOG_LEVEL": "debug", "SYSTEMD_LOG_TARGET": "console"}
@@ -59,7 +59,7 @@ def show_to_networkd(units):
                                 stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
     said = []
     for line in networkd.stderr:
-        # By then networkd has read every unit.
+        # networkd prints this after it has read all units.
         if b"Saved new link" in line:
             break
         match = re.search(rb"/(\d{5})\.(?:network|netdev):(\d+): (.*)", line)
@@ -92,7 +92,7 @@ def wait_for_adopted_children():
 
 
 def run_dnsmasq(configuration):
-    """Starts dnsmasq, which tells its script of the leases that it finds; returns what `show` says of it."""
+    """Starts dnsmasq with a lease, for which it runs its script; returns an error, RAN_SCRIPT or ""."""
     expiry = int(time.time()) + 3600
     lease = f"{expiry} 02:00:5e:00:00:99 192.168.1.9 * *\n"
     pathlib.Path("/run/dnsmasq.leases").write_text(lease)

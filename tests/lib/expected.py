@@ -1,7 +1,7 @@
-"""What must come out of a run: what the case says of it, and for the rest what is usual.
+"""The expected outcome of a run: the outputs in the case, and the usual ones for the rest.
 
-An outcome maps names to outputs, as a case names them: "status", "log", the path of a file and so on.
-What it lacks did not come out: there is no such file, not one line, or the status is 0.
+An outcome maps names to outputs; a case uses the same names: "status", "log", the path of a file and so on.
+There is no entry for a file that does not exist, an output without lines, or the status 0.
 """
 
 import dataclasses

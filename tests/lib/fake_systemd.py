@@ -1,6 +1,6 @@
-"""A gateway for `lanfab try`, `confirm` and `revert`, in the sandbox: an empty /etc, and stubs that do as
-much of systemd's work as these commands need. A unit is active while there is a file of its name in UNITS,
-and an apply only writes down which configuration it finds, and leaves the mark of a run.
+"""A gateway for `lanfab try`, `confirm` and `revert`, in the sandbox: an empty /etc, and stubs that do the
+part of systemd's work that these commands need. A unit is active while UNITS contains a file of its name. An
+apply only records the configuration that it finds, and leaves the mark of a run.
 """
 
 import os
@@ -13,7 +13,7 @@ from .sandbox import put_first
 INSTALLED = pathlib.Path("/etc/lanfab/network.json")
 PREVIOUS = pathlib.Path("/etc/lanfab/network.json.previous")
 TRIAL = pathlib.Path("/run/lanfab/network.json")
-# Exists before the trial is active.
+# The staged configuration, until the trial is active.
 STAGED = pathlib.Path("/run/lanfab/network.json.new")
 # The installed configuration when the trial began.
 INSTALLED_COPY = pathlib.Path("/run/lanfab/network.json.installed")
@@ -49,8 +49,8 @@ case $1 in
   start) sh {TIMER} ;;
 esac
 """,
-    # The file of a timer contains the command that it will run. A service without a waiting caller is only
-    # active: a test that runs it writes the PID there.
+    # The file of a timer contains the command that it will run. A service whose caller does not wait only
+    # becomes active: a test that runs it writes the PID to the file.
     "systemd-run": f"""
 while [ "${{1#-}}" != "$1" ]; do
   case $1 in

@@ -4,8 +4,8 @@ HANG_SECONDS ends a wait for an event that never comes. It is wall-clock time, a
 wait on an idle machine, so a busy machine does not reach it. CTest ends a whole test in the same way, after
 1500 s unless the test has another TIMEOUT.
 
-A command that computes for too long is ended after its processor time, which other processes do not use up:
-`processor_limit` is the beginning of a command line.
+`processor_limit` ends a command that computes for too long. It limits the processor time of the command,
+which other processes do not use up.
 """
 
 HANG_SECONDS = 300

@@ -10,16 +10,16 @@ COMMANDS = re.compile("^--- commands$", re.MULTILINE)
 
 
 def differences(words, text, programs, directory):
-    """Returns how the patched files of the old configuration differ from those of the new one, "" if they do
-    not, or if `words`, the arguments of `lanfab diff`, do not name two configurations or ask for another
-    output."""
+    """Returns the differences between the patched files of the old configuration and those of the new one, or
+    "" if there are none. Also returns "" if `words`, the arguments of `lanfab diff`, do not name two
+    configurations or select another output."""
     configurations = [word for word in words if word.endswith(".json")]
     if len(configurations) != 2 or {"--summary", "--format=json"} & set(words):
         return ""
     options = [word for word in words if word not in configurations]
     old, new = (_previewed(name, options, programs, directory) for name in configurations)
     files = COMMANDS.split(COPY.sub("", text))[0]
-    # Only empty files may differ.
+    # Without a hunk, only empty files may differ, and patch(1) has nothing to do.
     said = _patch(old, files) if "\n@@ " in files else ""
     for copy, original in COPY.findall(text):
         shutil.copyfile(f"{old}{original}", f"{old}{copy}")

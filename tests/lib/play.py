@@ -1,6 +1,6 @@
-"""Plays one variant of a case, and prints what came out of its runs as JSON.
+"""Plays one variant of a case, and prints the outputs of its runs as JSON.
 
-Runs inside the sandbox, where the paths of the system are free to use; runner.py starts it. A case that needs
+Runs inside the sandbox, where it can write to the paths of the system; runner.py starts it. A case that needs
 no sandbox is played by runner.py itself, with `play_reader`.
 """
 
@@ -176,7 +176,7 @@ class Player:
 
 
 def texts_by_name(status, stdout, stderr, **others):
-    """Returns an output that is not a file."""
+    """Returns the outputs that are not files, by name; empty ones are left out."""
     texts = {"status": f"{status}\n" if status else "", "stdout": stdout, "stderr": stderr, **others}
     return {name: (text, USUAL_MODE) for name, text in texts.items() if text}
 

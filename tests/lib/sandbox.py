@@ -34,9 +34,9 @@ SYSLOG_LINE = re.compile(rb"<(\d+)>\w{3} [ \d]\d \d\d:\d\d:\d\d network: (.*)", 
 
 
 def put_first(directory, names):
-    """From now on, whoever looks for programs of these names finds those in the directory, if they are there.
+    """Makes the programs of these names in the directory precede those of the system, from now on.
 
-    That goes for lanfab, too, which as root trusts no PATH but looks in the system's directories.
+    This also affects lanfab, which as root ignores the caller's PATH and searches the system's directories.
     """
     layer = tempfile.mkdtemp(dir="/dev/sandbox")
     for name in names:
@@ -62,9 +62,9 @@ class Syslog:
                 return lines
 
     def follow(self, lines, ended, done, seconds=HANG_SECONDS):
-        """Adds what is logged to `lines`; returns whether `done` holds in time.
+        """Adds log lines to `lines` until `done` returns true; returns whether it did so in time.
 
-        It ends at the latest when `ended` can be read, such as the descriptor of a process that has ended.
+        Stops early when `ended` becomes readable, for example the descriptor of a process that exits.
         """
         deadline = time.monotonic() + seconds
         ready = [self.socket]
@@ -125,7 +125,7 @@ def write_system_database(entries):
 
 
 def read_system_database(path=SYSTEM_DATABASE):
-    """Returns the entries as such lines, sorted by name."""
+    """Returns the entries in the format of `write_system_database`, sorted by name."""
     if not os.path.exists(path):
         return []
     connection = sqlite3.connect(path)

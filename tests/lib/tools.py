@@ -1,7 +1,7 @@
-"""What a command runs under, outside the sandbox, to find other programs than those of the system.
+"""Command prefixes with which lanfab finds other programs than those of the system, outside the sandbox.
 
-As root, lanfab trusts no PATH, so other directories take the place of the system's: in namespaces, of which
-the command is root.
+As root, lanfab ignores the caller's PATH, so these prefixes mount other directories over those of the system,
+in namespaces in which the command is root.
 """
 
 NAMESPACES = ("unshare", "--user", "--map-root-user", "--mount", "sh", "-ec")
@@ -14,6 +14,6 @@ def with_first(directory):
 
 
 def with_none(directory):
-    """Returns a command prefix under which no program is found. The directory is an empty one."""
+    """Returns a command prefix under which no program is found. The directory must be empty."""
     line = 'mount --bind "$0" /usr/sbin; mount --bind "$0" /usr/bin; exec "$@"'
     return (*NAMESPACES, line, str(directory))

@@ -135,7 +135,8 @@ def _insert(part, place, parts, row):
 
 
 def with_variables(texts, rows, written):
-    """Returns the text of which each row makes one of the texts; `written` has the lines that are known."""
+    """Returns a text that becomes one of `texts` with the values of each row. `written` maps the versions of
+    a line to the line in the case, which is preferred."""
     versions = [txtar.lines_of(text) for text in texts]
     if len({len(lines) for lines in versions}) > 1:
         raise BadCase("the variants no longer agree:\n" + "--- or\n".join(texts))

@@ -169,7 +169,7 @@ class Sandbox(CheckMachine):
 
     def test_hangs(self):
         self.put("unshare", '[ "$*" = "--user true" ] || sleep 600')
-        # Less patience.
+        # With a much shorter time limit.
         timeout = shutil.which("timeout")
         self.put("timeout", f'shift; exec {timeout} 0.1 "$@"')
         self.expect_missing(self.check("sandbox"), "Could not create the test sandbox", "--privileged")

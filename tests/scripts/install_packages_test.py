@@ -67,7 +67,7 @@ class InstallPackages(CommandTest):
         self.assertEqual(done.stdout, "")
 
     def test_the_cost_with_lists_of_its_own(self):
-        # The machine's lists do not know the package.
+        # The machine's own package lists lack the package.
         self.put_apt(cost=f'case "$*" in *State::Lists={self.temporary}/*) echo "{SIZES}" ;; esac; exit 1')
         self.put("sudo", "echo sudo was run >&2; exit 1")
         done = self.install("--cost", "build")
@@ -138,7 +138,7 @@ class InstallPackages(CommandTest):
         self.expect(done, 1, "GATEWAY=xen is invalid: set it to uml or qemu\n")
 
     def test_without_apt_the_command_is_shown(self):
-        # Only what the script needs, and neither apt-get nor sudo.
+        # Only the tools that the script itself needs, and neither apt-get nor sudo.
         for name in ("bash", "sort", "sed", "paste", "env"):
             (self.programs / name).symlink_to(f"/usr/bin/{name}")
         for name in ("apt-get", "sudo"):

@@ -100,7 +100,7 @@ class MakeSbom(CommandTest):
             ("dnsmasq", "RUNTIME_DEPENDENCY_OF", program),
             ("udev", "RUNTIME_DEPENDENCY_OF", program),
             (tools, "DYNAMIC_LINK", "libc6-amd64"),
-            # Its headers are compiled in; those of libc6-dev belong to a library that is linked.
+            # The headers of libcli11-dev are compiled in; those of libc6-dev belong to a linked library.
             (tools, "STATIC_LINK", "libcli11-dev-all"),
             (program, "RUNTIME_DEPENDENCY_OF", tools),
         })

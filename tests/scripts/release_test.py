@@ -73,7 +73,7 @@ class Release(CommandTest):
         self.git("commit", "--quiet", f"--message={subject}")
 
     def change(self, path, text):
-        """Commits another text of a file."""
+        """Writes another text to a file and commits it."""
         self.write(path, text)
         self.commit(f"Change {path}")
 

@@ -14,7 +14,7 @@
 
 class FailingCall {
  public:
-  // Makes `count` calls fail with this errno after `first` successful ones.
+  // Makes `times` calls fail with this errno after `first` successful ones.
   void fail(int times, int error, int first = 0) {
     times_ = times;
     error_ = error;

@@ -12,7 +12,7 @@
 #include <string>
 #include <utility>
 
-// A shell with the name and the path of the program. It executes commands and waits for its end.
+// A shell with the name and the path of cmd_lanfab. It executes `orders` and then waits until it is killed.
 class RunProcess {
  public:
   explicit RunProcess(const char* orders = ":", std::string program = "/run/cmd_lanfab")
@@ -46,7 +46,7 @@ class RunProcess {
     std::filesystem::remove(program_);
   }
 
-  // Its PID.
+  // The PID of the shell.
   pid_t number() const {
     return process_;
   }

@@ -34,7 +34,7 @@ class Terminal:
         if self.child == 0:
             os.chdir(directory)
             os.execvpe(command[0], command, environment)
-        # What it prints has to be read, or it stops.
+        # The shell blocks if its output is not read.
         threading.Thread(target=self.read_all, daemon=True).start()
         self.type(f"{setup}\n{self.SHOW}\n")
 
@@ -66,7 +66,7 @@ class Bash(Terminal):
 
 
 class Zsh(Terminal):
-    # With the directory of the completion among those that zsh looks in.
+    # fpath is the list of directories in which zsh searches for completions.
     SETUP = r"""fpath=('%s' $fpath); autoload -Uz compinit; compinit -D -u; bindkey -e
 zle -C all-matches complete-word _generic; bindkey '\e*' all-matches
 zstyle ':completion:all-matches::::' completer _all_matches _complete
@@ -82,7 +82,7 @@ class Fish:
         self.environment = environment
 
     def completions(self, line):
-        """Each line has a word and, after a tab, its description."""
+        """Returns the completions, of which fish prints one per line, with its description after a tab."""
         sources = f"source '{COMPLETIONS}/lanfab.fish'; source '{COMPLETIONS}/cmd_lanfab.fish'"
         command = f"{sources}; complete --do-complete '{line}'"
         done = subprocess.run(["fish", "--no-config", "--command", command], cwd=self.directory,
@@ -111,8 +111,7 @@ class Completion(unittest.TestCase):
         cls.addClassCleanup(cls.shell.close)
 
     def check(self, line, expected):
-        """Checks which words can take the place of the last one of a command line. A shell may already add
-        what comes right behind a word."""
+        """Checks the completions of the last word of a line; a shell may append "/" or "=" to them."""
         found = {word.rstrip("/=") for word in self.shell.completions(line)}
         # The shells on a terminal leave a word that they cannot complete.
         self.assertEqual(found - {line.split(" ")[-1]}, set(expected.split()) - {""}, line)

@@ -6,7 +6,7 @@ namespace {
 
 class InterfaceQueriesTest : public LanfabTest {
  protected:
-  // No query logs or calls anything.
+  // The queries must not log or call anything.
   void TearDown() override {
     EXPECT_THAT(platform().log, IsEmpty());
     EXPECT_THAT(platform().calls, IsEmpty());

@@ -118,7 +118,7 @@ TEST_F(NetworkContextTest, AnyModeButRouterPutsThePortIntoPassThrough) {
            Case{port(R"("router")"), port(R"("pass-through")"), true, "eth1", false},
            Case{port(R"("router")"), port(R"("pass-through-auto")"), true, "eth1", true},
            Case{"{}", port(R"("pass-through-auto")"), true, "eth1", true},
-           // eth0 wins.
+           // eth0 has precedence.
            Case{port(R"("pass-through-auto")"), port(R"("pass-through-auto")"), true, "eth0", true},
            Case{port(R"("pass-through")"), port(R"("pass-through-auto")"), true, "eth0", false},
            // Only the exact strings mean router and automatic.
@@ -127,7 +127,7 @@ TEST_F(NetworkContextTest, AnyModeButRouterPutsThePortIntoPassThrough) {
            Case{port(R"("router ")"), "{}", true, "eth0", false},
            Case{port(R"("bridge")"), "{}", true, "eth0", false},
            Case{port(R"("Pass-through-auto")"), "{}", true, "eth0", false},
-           // A mode that is not a string is missing.
+           // A mode that is not a string is ignored.
            Case{port("1"), port("true"), false, "", false},
            Case{port("null"), port(R"("pass-through")"), true, "eth1", false},
            Case{port(R"(["pass-through"])"), "[]", false, "", false},

@@ -8,7 +8,7 @@ namespace {
 
 class WwanStateTest : public LanfabTest {
  protected:
-  // No reader logs or runs anything.
+  // The readers must not log or run anything.
   void TearDown() override {
     EXPECT_THAT(platform().log, IsEmpty());
     EXPECT_THAT(platform().calls, IsEmpty());
@@ -34,7 +34,7 @@ static const std::vector<AddressFile>& address_files() {
   return files;
 }
 
-// Returns the content of a zeroed buffer of exactly the callers' size after reading.
+// Reads a value into a zeroed buffer of exactly the callers' size; returns the content of the buffer.
 static std::string value_of(const AddressFile& file) {
   const std::vector<char> zeroes(16);
   std::vector<char> buffer = zeroes;

@@ -8,7 +8,7 @@ class DhcpServerTest : public LanfabTest {};
 
 }  // namespace
 
-// The section of `ifname`, written with this result.
+// The section of `ifname`; checks that writing it returns this result.
 static std::string added(const NetworkContext& ctx, const char* ifname, int result) {
   return text_written_by(
       [&](std::FILE* file) { EXPECT_EQ(dnsmasq_add_dhcp_server(&ctx, file, ifname), result) << ifname; });

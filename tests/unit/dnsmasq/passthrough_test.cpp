@@ -8,7 +8,7 @@ namespace {
 
 enum class Mode { kStatic, kAutomatic };
 enum class Link { kDown, kUp, kAddressEmpty, kAddressMissing };
-// The link's gateway is the provider's, or that of the port's own link-local pair.
+// The gateway of the link: the provider's, or the one of the port's own link-local pair.
 enum class Gateway { kLinks, kPairs };
 
 // A port and its sections. The port is 192.168.1.1/24 with a pool from .100 to .200.
@@ -261,9 +261,10 @@ TEST_F(PassthroughTest, AnyOtherModeIsStatic) {
 
 namespace {
 
-// The address of the device behind the port: "w" for the cellular address, "p" for that of the port's pair,
-// "-" for none, since the port is an ordinary one. The three groups are for "enable" true, false and missing,
-// the letters of a group for "disable_dhcp_secondary" likewise.
+// The address of the device behind the port, one letter for each combination of settings: "w" for the
+// cellular address, "p" for the address of the port's pair, "-" for none, since the port is an ordinary one.
+// The three groups are for "enable" true, false and missing; the three letters of each group are for the same
+// values of "disable_dhcp_secondary".
 struct Decision {
   Mode mode;
   Link link;
@@ -381,7 +382,7 @@ TEST_F(PassthroughTest, AStaticPortWithoutAPoolOfItsOwnHandsOnTheCellularAddress
 
 // --- Lease times
 
-// The lease time of the one range line.
+// The lease time in the only dhcp-range line.
 static std::string leasetime_in(const std::string& text) {
   const std::size_t line = text.find("dhcp-range=");
   const std::string range = text.substr(line, text.find('\n', line) - line);

@@ -306,7 +306,7 @@ constexpr char kRoutes[] = R"("static_routes": [
   {"enable": true, "interface": "eth0", "ipv4": "10.30.0.0", "netmask": 16}
 ])";
 
-// Whether the script that removes the routes at the next run names both.
+// Checks that the script that removes the routes at the next run contains both routes.
 static void expect_removal_of_routes() {
   EXPECT_THAT(text_of_file("/var/run/.delete_static_routes"),
               AllOf(HasSubstr(" 10.20.0.0/16 dev wwan0 "), HasSubstr(" 10.30.0.0/16 dev eth0 ")));

@@ -15,12 +15,12 @@ int cmd_lanfab_main(int argc, char* argv[]);
 constexpr char kLock[] = "/var/run/LANFAB_LOCKED";
 constexpr char kTouchLock[] = "/bin/touch /var/run/LANFAB_LOCKED";
 
-// The results of the actions, and what they check while they run.
+// The results of the actions, and a function that each of them calls.
 static int apply_result;
 static int wwan_apply_result;
 static int dnsmasq_apply_result;
 static std::function<void()> while_running;
-// Called instead of each second's sleep.
+// Called by sleep(), which does not wait.
 static std::function<void()> while_waiting;
 
 int apply(const NetworkContext* ctx, bool pulse) {
@@ -60,13 +60,13 @@ class MainTest : public LanfabTest {
     while_running = [] {};
     while_waiting = [] { FAIL() << "nothing was to be waited for"; };
     platform().configuration["network"] = json("{}");
-    // The only line on whose effect the program depends.
+    // The only shell line whose effect the program needs.
     platform().on_shell = [](const std::string& line) {
       if (line == kTouchLock) put_file(kLock, "");
     };
   }
 
-  // After any completed run.
+  // Every completed run must have released the lock.
   void TearDown() override {
     EXPECT_FALSE(exists(kLock));
   }
@@ -74,7 +74,7 @@ class MainTest : public LanfabTest {
 
 }  // namespace
 
-// Returns the exit status of `cmd_lanfab ARGUMENTS...`; the record is then that of this run only.
+// Clears the record and runs `cmd_lanfab ARGUMENTS...`; returns its exit status.
 static int run(std::vector<std::string> arguments) {
   platform().calls.clear();
   platform().log.clear();
@@ -95,7 +95,7 @@ static Lines action_calls() {
   return {calls.begin() + 2, calls.end()};
 }
 
-// Returns the log of a run of this action, with the action's own lines.
+// Returns the expected log of a run of this action, which itself logs the lines `own`.
 static Lines log_of(const std::string& action, const Lines& own) {
   Lines log = {"notice cmd_lanfab start", "notice cmd_lanfab set lock", "notice lanfab " + action};
   log.insert(log.end(), own.begin(), own.end());

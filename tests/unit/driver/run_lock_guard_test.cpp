@@ -81,7 +81,7 @@ TEST_F(RunLockGuardTest, TheWaitHasAnEnd) {
 }
 
 TEST_F(RunLockGuardTest, AFileThatWasRemovedMeanwhileIsNoGuard) {
-  // Its holder releases it between the two steps of the next one.
+  // The holder releases the guard after this process has opened it and before this process locks it.
   before_flock = [] { unlink(kRunLockGuard); };
   const RunLockGuard guard;
   EXPECT_TRUE(guard.is_held());

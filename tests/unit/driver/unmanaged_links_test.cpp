@@ -58,7 +58,7 @@ TEST_F(UnmanagedLinksTest, TheFirstEightWireguardLinksHaveARule) {
   };
   for (const Case& c :
        {Case{"wg0", "/sbin/ip rule del table 3006"}, Case{"wg7", "/sbin/ip rule del table 3013"},
-        // With any two letters, and anything after the digits.
+        // Any two letters precede the digits, and anything may follow them.
         Case{"xx3", "/sbin/ip rule del table 3009"}, Case{"wg04b", "/sbin/ip rule del table 3010"},
         // Without digits, the number is 0.
         Case{"wgx", "/sbin/ip rule del table 3006"}, Case{"wg", "/sbin/ip rule del table 3006"}}) {

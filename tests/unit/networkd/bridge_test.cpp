@@ -90,7 +90,7 @@ TEST_F(BridgeTest, APrimaryThatIsNoMemberGivesTheAddressAllTheSame) {
 }
 
 TEST_F(BridgeTest, ThePrimaryIsWiredWhenItsNameContainsEth) {
-  // The location of a primary interface's settings.
+  // A primary interface, and a configuration with its settings.
   struct Case {
     const char* primary;
     const char* config;
@@ -136,7 +136,7 @@ TEST_F(BridgeTest, WithoutAPrimaryTheNetworkUnitFails) {
 }
 
 TEST_F(BridgeTest, AUnitThatCannotBeOpenedFailsTheBridgeAndStopsNothing) {
-  // A unit that cannot be opened, and its log above debug.
+  // A unit that cannot be opened, and the log messages above debug.
   struct Case {
     const char* blocked;
     Lines notices;

@@ -599,7 +599,7 @@ TEST_F(NetworkUnitTest, TheBridgeHasNoVlansOfAnotherPort) {
 
 // --- Static routes
 
-// Each case is an entry of the list.
+// Each case is an entry of "static_routes" and its section.
 constexpr TextCase kStaticRoutes[] = {
     {R"({"enable": true, "interface": "eth0", "gateway": "10.0.0.1", "ipv4": "10.20.30.40", "netmask": 24,
          "metric": 5})",

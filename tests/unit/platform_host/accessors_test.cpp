@@ -3,7 +3,7 @@
 
 namespace {
 
-// A value of every type, and paths past and around them.
+// A configuration with values of every type, numbers at the limits of int, and empty and dotted keys.
 class AccessorsTest : public ::testing::Test {
  protected:
   const Json::Value config = json(R"({

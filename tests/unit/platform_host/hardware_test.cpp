@@ -5,7 +5,7 @@
 
 namespace {
 
-// The sandbox has the ports eth0 and eth1 with fixed addresses, and `lo`.
+// The sandbox has the ports eth0 and eth1 with fixed MAC addresses, and `lo`.
 class HardwareTest : public PlatformTest {};
 
 struct Address {

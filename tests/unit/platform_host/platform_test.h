@@ -1,7 +1,7 @@
 #pragma once
 
 // The fixture of the host platform's tests: empty runtime directories, no recorded commands, and an
-// environment without the paths of the platform's files.
+// environment without the variables for paths of the platform's files.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

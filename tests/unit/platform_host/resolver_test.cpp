@@ -106,7 +106,7 @@ TEST_F(ResolverTest, WithoutAProcessToAskThereIsNoAnswer) {
 TEST_F(ResolverTest, AnAnswerThatDoesNotArriveIsNoMissingAddress) {
   failing_read.fail(1, EIO);
   EXPECT_NE(ask("localhost").result, 0);
-  // The resolving process writes it.
+  // The child process that resolves the name writes the answer.
   failing_write.fail(1, EIO);
   EXPECT_NE(ask("localhost").result, 0);
   half_reads = 1;

@@ -17,7 +17,7 @@ class ToolsTest : public PlatformTest {
     setenv("PATH", path_.c_str(), 1);
   }
 
-  // Creates a shell script of this name before all other tools.
+  // Creates a shell script with this name, which precedes all other tools on PATH.
   void put_first_on_path(const std::string& tool, const std::string& script) {
     put_file("/run/" + tool, "#!/bin/sh\n" + script);
     std::filesystem::permissions("/run/" + tool, std::filesystem::perms::owner_all);
@@ -40,7 +40,8 @@ extern "C" pid_t waitpid(pid_t process, int* status, int options) {
   return next<pid_t (*)(pid_t, int*, int)>("waitpid")(process, status, options);
 }
 
-// Whether starting a missing program fails: under an emulator, only its exit status shows that.
+// Whether posix_spawn() reports that a program is missing; under an emulator, only the child's exit status
+// does.
 static bool is_start_seen() {
   pid_t child = 0;
   char* const words[] = {nullptr};

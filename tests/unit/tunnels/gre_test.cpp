@@ -14,7 +14,7 @@ static Json::Value tunnel() {
                     "tunnel_remote_ip": "10.9.0.2"})");
 }
 
-// This tunnel with another key.
+// The same tunnel with an additional key.
 static Json::Value tunnel_with(const std::string& key, const Json::Value& value) {
   Json::Value extended = tunnel();
   extended[key] = value;

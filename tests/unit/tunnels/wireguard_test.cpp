@@ -391,7 +391,7 @@ TEST_F(WireguardTest, WithoutThatGroupTheUnitStaysWithItsOwner) {
   EXPECT_THAT(ownership().owners, IsEmpty());
 }
 
-// Whether a text contains a key, or a revealing part of one.
+// Whether a string contains a key or a revealing part of one.
 static bool gives_away_a_key(const std::string& text) {
   return text.find("PRIVATE") != std::string::npos || text.find("SHARED") != std::string::npos;
 }

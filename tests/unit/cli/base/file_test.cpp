@@ -17,7 +17,7 @@ using ::testing::ElementsAre;
 constexpr char kDirectory[] = "/run/files";
 constexpr char kFile[] = "/run/files/file";
 
-// These are for other files, too.
+// Not static: other test files use these, too.
 FailingCall failing_fchmod;
 FailingCall failing_flock;
 FailingCall failing_write;
@@ -148,12 +148,12 @@ TEST_F(FileTest, WhatCannotBeLockedIsNotHeld) {
   EXPECT_EQ(lock.error(), std::string(kDirectory) + ": No locks available");
 }
 
-// Pauses take no time.
+// The pauses between attempts take no time.
 extern "C" int usleep(useconds_t /*microseconds*/) {
   return 0;
 }
 
-// Another process has it, and has been stopped.
+// A process that has been stopped may hold the lock indefinitely.
 TEST_F(FileTest, ALockIsNotAwaitedForEver) {
   failing_flock.fail(250, EWOULDBLOCK);
   EXPECT_TRUE(ExclusiveLock(kDirectory, 5).is_held()) << "the last attempt";

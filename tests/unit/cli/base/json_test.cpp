@@ -9,7 +9,7 @@ TEST(JsonTest, OneValueIsParsed) {
   EXPECT_FALSE(parse_json("{\"a\": ", value));
 }
 
-// Texts of elements are put together to that of the list.
+// The texts of elements can be assembled into the text of a list.
 TEST(JsonTest, AnElementIsWrittenAsInTheList) {
   Json::Value element;
   ASSERT_TRUE(parse_json("{\"name\": \"a\\nb\", \"list\": [{\"a\": [1, {}]}, []]}", element));

@@ -28,12 +28,12 @@ static FailingCall failing_readlinkat;
 static FailingCall failing_renameat;
 static FailingCall failing_fstat;
 static FailingCall failing_create;
-// The type of the files that belong to another user: S_IFREG and the like.
+// The type, such as S_IFREG, of the files that appear to belong to another user; 0 for none.
 static mode_t foreign_type = 0;
-// What another user replaces a directory with that was just made.
+// Target of the link with which another user replaces a directory that was just created; empty for none.
 static std::string put_in_place;
 
-// A single user is there in the sandbox.
+// The sandbox has only one user, so files of another user are simulated.
 static void change_owner(struct stat* status) {
   if (foreign_type != 0 && (status->st_mode & S_IFMT) == foreign_type) status->st_uid = 1;
 }
@@ -52,7 +52,7 @@ extern "C" int fstatat(int directory, const char* name, struct stat* status, int
   return result;
 }
 
-// Only new files meet the failure.
+// `failing_create` only affects calls that create a file.
 extern "C" int openat(int directory, const char* name, int flags, ...) {
   va_list arguments;
   va_start(arguments, flags);
@@ -84,17 +84,17 @@ extern "C" int renameat(int from_directory, const char* from, int to_directory, 
                                         from_directory, from, to_directory, to);
 }
 
-// The user and the group that a file was last given.
+// The user and the group of the last call of fchown().
 static std::pair<uid_t, gid_t> new_owner;
 
-// Only a user who is there gets the file.
+// A change to another user is only recorded, since the sandbox has only one user.
 extern "C" int fchown(int file, uid_t user, gid_t group) noexcept {
   if (failing_fchown.fails()) return -1;
   new_owner = {user, group};
   return user == geteuid() ? next<int (*)(int, uid_t, gid_t)>("fchown")(file, user, group) : 0;
 }
 
-// Nothing, or the message.
+// Writes the file; returns the error, "" on success.
 static std::string written(const std::string& path, const std::string& content) {
   OutputFile file(path);
   if (const auto error = file.open()) return *error;
@@ -198,7 +198,7 @@ TEST_F(OutputFileTest, AnotherUserChoosesNoMode) {
   EXPECT_EQ(mode_of(kFile), 0644U);
 }
 
-// The same for a file that stays its owner's.
+// Like written(), but the file keeps its owner.
 static std::string rewritten(const std::string& path, const std::string& content) {
   OutputFile file(path);
   if (const auto error = file.open()) return *error;
@@ -238,7 +238,7 @@ TEST_F(OutputFileTest, APipeOfAnotherUserIsNotWrittenTo) {
 
 TEST_F(OutputFileTest, AFailedLookIsAnError) {
   put_file(kFile, "old");
-  // Of two directories and the file, and of the file once more.
+  // The calls for two directories and the file, and a second call for the file.
   for (const int calls : {0, 1, 2, 3}) {
     failing_fstat.fail(1, EIO, calls);
     EXPECT_EQ(written(kFile, "new"), "/run/output/file: Input/output error");
@@ -247,7 +247,7 @@ TEST_F(OutputFileTest, AFailedLookIsAnError) {
   ASSERT_EQ(directory.open(), std::nullopt);
   failing_fstat.fail(1, EIO);
   EXPECT_EQ(directory.write({}), "/run/output/new: Input/output error");
-  // A directory of which nothing is known is one where others may write.
+  // A directory whose status is unknown counts as one that others may write to.
   std::filesystem::create_symlink("file", "/run/output/link");
   failing_fstat.fail(1, EIO, 3);
   EXPECT_EQ(written("/run/output/link", "new"), "/run/output/link" + std::string(kForeignLink));
@@ -344,7 +344,7 @@ TEST_F(OutputFileTest, ANameThatIsTakenIsNotUsed) {
   EXPECT_EQ(text_of_file(kFile), "new");
 }
 
-// FAT has no modes.
+// FAT, for example, has no modes.
 TEST_F(OutputFileTest, AFileSystemWithoutModesTakesTheContent) {
   put_file(kFile, "old");
   failing_fchmod.fail(1, EPERM);

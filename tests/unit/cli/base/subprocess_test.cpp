@@ -20,7 +20,7 @@ extern "C" pid_t waitpid(pid_t process, int* status, int options) {
                                  : next<pid_t (*)(pid_t, int*, int)>("waitpid")(process, status, options);
 }
 
-// Runs a line in a shell with its output in a file, and returns that.
+// Runs a shell line, which must succeed; returns its output.
 static std::string output_of(Subprocess shell, const std::string& line) {
   const MemoryFile output;
   shell.command = {"sh", "-c", line};
@@ -39,7 +39,7 @@ TEST(SubprocessTest, FindsProgramsWithoutThePath) {
   EXPECT_FALSE(absolute_program("/proc/version"));
 }
 
-// What PATH names may be another program than the one behind it.
+// After an error such as ELOOP, the program in the next directory may not be the one that PATH selects.
 TEST(SubprocessTest, StopsSearchingWhereItCannotSee) {
   const std::string path = std::getenv("PATH");
   unsetenv("PATH");
@@ -76,7 +76,7 @@ TEST(SubprocessTest, TakesItsStreamsAndEnvironment) {
 }
 
 TEST(SubprocessTest, InheritsNoOtherDescriptor) {
-  // Without O_CLOEXEC.
+  // dup() does not set FD_CLOEXEC.
   const Descriptor other(dup(STDIN_FILENO));
   EXPECT_EQ(output_of({}, "[ ! -e /proc/$$/fd/" + std::to_string(other.number()) + " ] && echo closed"),
             "closed\n");
@@ -85,7 +85,7 @@ TEST(SubprocessTest, InheritsNoOtherDescriptor) {
 TEST(SubprocessTest, InheritsBlockedSignalsButDoesNotIgnoreSigpipe) {
   const auto former = signal(SIGPIPE, SIG_IGN);
   const BlockedSignals signals{SIGINT};
-  // Not by a shell, which would clear the mask.
+  // Without a shell, which would clear the mask.
   std::string masks;
   EXPECT_EQ(capture({"grep", "-E", "SigBlk|SigIgn", "/proc/self/status"}, masks), std::nullopt);
   signal(SIGPIPE, former);

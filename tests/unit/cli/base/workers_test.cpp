@@ -29,7 +29,7 @@ extern "C" int socketpair(int domain, int type, int protocol, int ends[2]) noexc
              : next<int (*)(int, int, int, int*)>("socketpair")(domain, type, protocol, ends);
 }
 
-// A number that all processes see.
+// A number in memory that all processes share.
 class SharedNumber {
  public:
   SharedNumber()
@@ -51,7 +51,7 @@ class SharedNumber {
 
 using Work = std::function<std::string(std::size_t)>;
 
-// The results in their order, as "bytes" or "(error)".
+// Does the tasks; returns their results in order, each as "bytes" or "(error)".
 static std::vector<std::string> results_of(std::size_t tasks, std::size_t processes, const Work& work) {
   std::vector<std::string> results;
   const auto error =
@@ -97,14 +97,14 @@ TEST(WorkersTest, TasksAreDoneInOtherProcesses) {
   EXPECT_EQ(std::count(results.begin(), results.end(), own), 0);
 }
 
-// A process for each task would be idle at once.
+// A process without a task would be idle from the beginning.
 TEST(WorkersTest, ThereAreNoMoreProcessesThanTasks) {
   failing_fork.fail(1, EAGAIN, 1);
   EXPECT_EQ(results_of(1, 9, [](std::size_t) { return "done"; }), std::vector<std::string>{"done"});
   failing_fork.fail(0, 0);
 }
 
-// The first task ends only when the other process has done as many as it may.
+// The first task ends only when the other process has done as many tasks as it may.
 TEST(WorkersTest, ResultsThatWaitAreFew) {
   constexpr std::size_t kTasks = 1000;
   constexpr std::size_t kMost = 8 * 2;
@@ -113,7 +113,7 @@ TEST(WorkersTest, ResultsThatWaitAreFew) {
     while (task == 0 && done.value < kMost - 1)
       usleep(100);
     if (task == 0) {
-      // Time for it to do too many.
+      // Time for the other process to do too many.
       usleep(100'000);
       return std::to_string(done.value);
     }
@@ -145,7 +145,7 @@ TEST(WorkersTest, AnExceptionEndsTheProcess) {
   EXPECT_EQ(results, (std::vector<std::string>{"(exit status 2)", "done"}));
 }
 
-// One that waits for a task is replaced.
+// A process that ends while it waits for a task is replaced.
 TEST(WorkersTest, AProcessMayEndBetweenTasks) {
   std::vector<std::string> results;
   const TaskList list{3, 1, [](std::size_t) { return std::to_string(getpid()); },
@@ -190,7 +190,8 @@ TEST(WorkersTest, NoProcessAtAllIsAnError) {
   EXPECT_EQ(do_tasks(list), "fork: Too many open files");
 }
 
-// The socket of a process is open in no other one: else its end would not be seen, nor that of the first.
+// No process has the socket of another one open: otherwise the end of a process, or of the first one, would
+// not be noticed.
 TEST(WorkersTest, ProcessesEndWithTheFirst) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
@@ -208,7 +209,7 @@ TEST(WorkersTest, ProcessesEndWithTheFirst) {
   }
   writer.close();
   char byte = 0;
-  // All of them have the other end.
+  // Every process has the other end of the pipe open until it ends.
   EXPECT_EQ(read(reader.number(), &byte, 1), 0);
   int status = 0;
   waitpid(process, &status, 0);

@@ -7,7 +7,7 @@
 
 constexpr char kFile[] = "/run/network.json";
 
-// A source with the text, and what it was before.
+// Writes the fixed `text` to kFile, whose text was `before`; returns the error, "" on success.
 static std::string written(const std::string& before, const std::string& text) {
   return write_fixed(kFile, {kFile, text, {}}, {before, {}}).value_or("");
 }

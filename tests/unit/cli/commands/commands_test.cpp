@@ -4,7 +4,7 @@
 
 #include "test_files.h"
 
-// The description of one command.
+// The description of one command, from `lanfab describe`.
 static Json::Value description_of(const std::string& name) {
   char program[] = "lanfab";
   char describe[] = "describe";
@@ -19,7 +19,7 @@ static Json::Value description_of(const std::string& name) {
   return {};
 }
 
-// The options of a command without their help, which is for people.
+// The options of a command without their help texts, which must not be empty.
 static Json::Value options_of(const std::string& name) {
   Json::Value options = description_of(name)["options"];
   for (Json::Value& option : options) {

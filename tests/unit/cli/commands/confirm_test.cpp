@@ -18,7 +18,7 @@
 
 using ::testing::HasSubstr;
 
-// How many files are removed until the rollback decides; below zero, it does not.
+// The number of calls of unlink() before a rollback is decided; negative for no rollback.
 static int removals_until_rollback = -1;
 FailingCall failing_unlink;
 extern FailingCall failing_fsync;
@@ -29,7 +29,7 @@ extern "C" int unlink(const char* path) noexcept {
   return failing_unlink.fails() ? -1 : next_unlink(path);
 }
 
-// A trial of which only its confirmation is missing.
+// A trial that is only waiting for its confirmation.
 class ConfirmTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -90,7 +90,7 @@ TEST_F(ConfirmTest, OnlyTheTrialThatIsMeantIsConfirmed) {
   EXPECT_EQ(confirm_now({"7"}), 0);
 }
 
-// By the timer, which does not wait for this process when it was stopped.
+// The timer waits only a limited time for this process, which may have been stopped.
 TEST_F(ConfirmTest, ATrialThatIsRolledBackMeanwhileIsNotInstalled) {
   removals_until_rollback = 0;
   EXPECT_EQ(confirm_now(), 1);
@@ -122,7 +122,7 @@ TEST_F(ConfirmTest, WithoutARecordOfItNothingIsInstalled) {
 }
 
 TEST_F(ConfirmTest, WhatIsLeftOfTheTrialIsReported) {
-  // Those of the two new files, then those of the trial.
+  // The first two calls are for the new files; the next two, for the files of the trial, fail.
   failing_unlink.fail(2, EIO, 2);
   EXPECT_EQ(confirm_now(), 2);
   EXPECT_THAT(errors_,

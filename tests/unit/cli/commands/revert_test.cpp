@@ -9,7 +9,7 @@
 #include "cli/live/trial_state.h"
 #include "test_files.h"
 
-// The service that ends a trial, on a gateway whose apply fails as often as /run/failures has lines.
+// The service that ends a trial, on a gateway where an apply fails once for each line of /run/failures.
 class RevertTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -39,7 +39,7 @@ class RevertTest : public ::testing::Test {
     std::filesystem::permissions("/run/tools/" + name, std::filesystem::perms::owner_all);
   }
 
-  // Runs the service; returns its exit status. What it prints is in `errors_`.
+  // Runs the service; returns its exit status, and sets `errors_` to its standard error.
   int revert() {
     std::string words[] = {"lanfab", "revert", "--timer"};
     char* argv[] = {words[0].data(), words[1].data(), words[2].data(), nullptr};

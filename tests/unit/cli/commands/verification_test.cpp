@@ -33,7 +33,8 @@ TEST(VerificationTest, OnlyWhatWasNotThereBeforeIsNew) {
               ElementsAre(AllOf(Field(&Drift::subject, "eth0"), Field(&Drift::what, "it is down"))));
 }
 
-// A server that has never answered does not end a trial while systemd-networkd asks it once more.
+// If a DHCP server did not answer before the trial either, it does not matter that systemd-networkd sends
+// another request.
 TEST(VerificationTest, WhatWasMissingBeforeMayBePendingAgain) {
   const ObservedDrift before{{drift("eth0", "an address from DHCP is missing")}, {}};
   ObservedDrift now = before;
@@ -57,7 +58,7 @@ TEST(VerificationTest, ThatThereIsNothingToSeeAnyMoreIsNew) {
   EXPECT_THAT(new_drift(error("this is not a gateway"), error("ip: no answer")), IsEmpty());
 }
 
-// The sandbox is no gateway.
+// The sandbox is not a gateway: every observation fails with the same error.
 TEST(VerificationTest, WaitingEndsWhenThereIsNothingNew) {
   EXPECT_THAT(wait_until_as_configured(observe_drift(), monotonic_seconds() + 3600, kAlways), IsEmpty());
 }

@@ -10,8 +10,8 @@ using ::testing::IsEmpty;
 
 namespace {
 
-// Contents by path. An interface stands for its network unit, which has a [Match] section in front of the
-// content.
+// Contents by path. The name of an interface is short for the path of its network unit, whose [Match] section
+// is added.
 using Contents = std::map<std::string, std::string>;
 
 }  // namespace
@@ -211,7 +211,7 @@ TEST(ChangeSummary, ARouteThatNoUnitHasIsWithoutEffect) {
   }
 }
 
-// The script lists what the unit already has.
+// The script deletes a route that the unit already has.
 TEST(ChangeSummary, ARouteThatAUnitHasIsNotWithoutEffect) {
   const std::string unit = port("192.168.1.1/24", "192.168.1.0/24", "\n[Route]\nDestination = 10.0.0.0/8\n");
   const std::string script = "/var/run/.delete_static_routes";

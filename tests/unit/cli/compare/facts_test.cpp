@@ -15,14 +15,14 @@ namespace {
 
 struct RouteCase {
   const char* what;
-  const char* unit;  // behind its [Match] section
-  // The own route first, static ones behind it.
+  const char* unit;  // after its [Match] section
+  // The expected values of the interface's own route, and the static routes.
   const char* gateway;
   const char* metric;
   std::set<std::string> routes;
 };
 
-// Else a failure shows bytes.
+// Without this, a failure would show the bytes of the case.
 void PrintTo(const RouteCase& route_case, std::ostream* out) {
   *out << route_case.what;
 }

@@ -17,7 +17,7 @@ struct Tunnel {
 
 }  // namespace
 
-// Tunnels in the order of the list.
+// The facts of a gateway with these tunnels, named gre-tun1, gre-tun2 and so on.
 static Facts facts_of(const std::vector<Tunnel>& tunnels) {
   Facts facts;
   for (const Tunnel& tunnel : tunnels) {

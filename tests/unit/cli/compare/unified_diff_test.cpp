@@ -33,7 +33,7 @@ TEST(UnifiedDiff, SplitsHunksThatAreFarApart) {
             "--- a\n+++ a\n@@ -1,4 +1,3 @@\n-x\n 1\n 2\n 3\n@@ -6,4 +5,3 @@\n 5\n 6\n 7\n-y\n");
 }
 
-// patch(1) looks for a line 0 where a text is empty.
+// patch(1) expects line 0 for an empty file.
 TEST(UnifiedDiff, OfANewTextBeginsAtLineZero) {
   const UnifiedDiff diff = unified_diff("/dev/null", "", "a", "one\n");
   EXPECT_EQ(diff.text, "--- /dev/null\n+++ a\n@@ -0,0 +1,1 @@\n+one\n");

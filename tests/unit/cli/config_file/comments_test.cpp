@@ -7,7 +7,7 @@ static std::string piece(const std::string& text, TextRange range) {
                      static_cast<std::size_t>(range.end - range.begin));
 }
 
-// What each comment that begins with "note:" is about.
+// The part of the text to which each comment that begins with "note:" applies.
 static std::vector<std::string> scopes_in(const std::string& text) {
   std::vector<std::string> scopes;
   for (const Comment& comment : marked_comments(text, "note:"))

@@ -19,7 +19,7 @@ TEST(Edit, ALiteralIsUtf8) {
   EXPECT_EQ(string_literal("ü\n"), "\"ü\\n\"");
 }
 
-// The text with a member "n" behind "a".
+// The text with a member "n" inserted after "a".
 static std::string with_member(const std::string& text) {
   const Json::Value root = json(text);
   return apply_edits(text, {insert_member(text, root["a"], "n", "24")});

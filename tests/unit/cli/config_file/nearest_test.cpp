@@ -14,13 +14,13 @@ TEST(Nearest, TheCandidateOfTheFewestEdits) {
   } const cases[] = {
       {"netmask", {"gateway", "netmask"}, "netmask"},
       {"netmsk", {"gateway", "netmask"}, "netmask"},    // a letter is missing
-      {"nettmask", {"gateway", "netmask"}, "netmask"},  // a letter too many
-      {"netmosk", {"gateway", "netmask"}, "netmask"},   // another letter
+      {"nettmask", {"gateway", "netmask"}, "netmask"},  // an extra letter
+      {"netmosk", {"gateway", "netmask"}, "netmask"},   // a different letter
       {"entmask", {"gateway", "netmask"}, "netmask"},   // two neighbors swapped
       {"enmtask", {"gateway", "netmask"}, "netmask"},   // two swaps that share a letter
-      {"NetMask", {"gateway", "netmask"}, "netmask"},   // the case of letters does not count
-      {"tag", {"tags", "tag"}, "tag"},                  // no edit before one edit
-      {"start", {"starts", "stars"}, "starts"},         // the first one among equals
+      {"NetMask", {"gateway", "netmask"}, "netmask"},   // upper and lower case are equal
+      {"tag", {"tags", "tag"}, "tag"},                  // an exact match comes first
+      {"start", {"starts", "stars"}, "starts"},         // the first of equally near words
   };
   for (const auto& [word, candidates, expected] : cases)
     EXPECT_EQ(nearest(word, candidates), expected) << word;
@@ -33,14 +33,14 @@ TEST(Nearest, NothingWhenEveryCandidateIsTooFar) {
   } const cases[] = {
       {"netmask", {}},     {"netmask", {"gateway", "address"}}, {"netmask", {"netmissing"}},  // four edits
       {"ab", {"ac", "b"}},  // one edit is half of the letters
-      {"abcd", {"abxy"}},   // and so are two
+      {"abcd", {"abxy"}},   // two edits are half of the letters
       {"", {"a"}},
   };
   for (const auto& [word, candidates] : cases)
     EXPECT_EQ(nearest(word, candidates), std::nullopt) << word;
 }
 
-// Any way of writing the word and the candidate finds the same one.
+// The same candidate is found whatever the case of the word and the candidates.
 TEST(Nearest, TheCaseOfLettersDoesNotMatter) {
   const Words candidates = {"enable", "Netmask", "DHCP", "gateway"};
   const auto upper = [](std::string text) {
@@ -63,10 +63,10 @@ TEST(UnknownName, TheNearestNameIsSuggested) {
   const Words rules = {"lease-mac-twice", "lease-by-name", "vlan-id-twice"};
   EXPECT_EQ(unknown_name("rule", "lease-by-nome", rules, "see there"),
             "unknown rule \"lease-by-nome\": did you mean \"lease-by-name\"?");
-  // The only one with both parts.
+  // Only one rule contains both parts.
   EXPECT_EQ(unknown_name("rule", "vlan-twice", rules, "see there"),
             "unknown rule \"vlan-twice\": did you mean \"vlan-id-twice\"?");
-  // Two have them.
+  // Two rules contain this part.
   EXPECT_EQ(unknown_name("rule", "lease", rules, "see there"), "unknown rule \"lease\"; see there");
   EXPECT_EQ(unknown_name("rule", "", rules, "see there"), "unknown rule \"\"; see there");
   EXPECT_EQ(unknown_name("rule", "\033", rules, "see there"), "unknown rule \"?\"; see there");

@@ -8,7 +8,7 @@
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-// What the schema does not allow: the value, and what is wrong with it.
+// Each value that the schema does not allow, and the reason.
 static std::vector<std::string> violations_of(const std::string& text) {
   const Json::Value root = json(text);
   Json::StreamWriterBuilder writer;

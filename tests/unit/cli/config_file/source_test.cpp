@@ -7,13 +7,13 @@
 
 constexpr char kFile[] = "/run/network.json";
 
-// The line and the column of an offset: "2:8".
+// The line and the column of an offset, such as "2:8".
 static std::string location(const std::string& text, std::ptrdiff_t offset) {
   const Position position = position_of(text, offset);
   return std::to_string(position.line) + ":" + std::to_string(position.column);
 }
 
-// What the failed load of a file with this text reports.
+// The error of loading a file with this text; "" on success.
 static std::string failure_of(const std::string& text) {
   put_file(kFile, text);
   Source source;
@@ -57,7 +57,7 @@ TEST(Source, AFileOfManyValuesIsRefused) {
   EXPECT_EQ(failure_of(list_of("[]", 300'000)), "");
   EXPECT_EQ(failure_of(list_of("[]", 600'000)), refusal);
   EXPECT_EQ(failure_of(list_of("[1]", 600'000)), refusal);
-  // What looks like values in a string is none.
+  // Commas in a string do not separate values.
   EXPECT_EQ(failure_of("{\"a\": \"\\\"" + std::string(3'000'000, ',') + "\"}"), "");
   EXPECT_NE(failure_of("{\"a\": \"" + std::string(3'000'000, ',')), refusal);
 }

@@ -34,7 +34,7 @@ static std::string replaced(const std::string& part, const std::string& other) {
   return text.replace(location, part.size(), other);
 }
 
-// The text after the edits, the last one first.
+// The text after all edits, which are applied from the last to the first.
 static std::string edited(std::string text, std::vector<Edit> edits) {
   std::sort(edits.begin(), edits.end(),
             [](const Edit& a, const Edit& b) { return a.range.begin > b.range.begin; });
@@ -55,20 +55,20 @@ static std::string located(const std::string& text, TextRange range, const std::
   return std::to_string(position.line) + ":" + std::to_string(position.column) + ": " + message;
 }
 
-// "4:17: a comma is missing after this value"
+// The error, such as "4:17: a comma is missing after this value", or "accepted".
 static std::string message_for(const std::string& text) {
   const auto error = error_in(text);
   return error ? located(text, error->range, error->message) : "accepted";
 }
 
-// The related location, or "none".
+// The first related location, such as "6:9: the first one", or "none".
 static std::string note_for(const std::string& text) {
   const auto error = error_in(text);
   if (!error || error->related.empty()) return "none";
   return located(text, error->related[0].range, error->related[0].message);
 }
 
-// The text after the fix; the text itself if there is none.
+// The text after the fix; unchanged if there is no error or no fix.
 static std::string fixed(const std::string& text) {
   const auto error = error_in(text);
   return error ? edited(text, error->fix) : text;
@@ -84,7 +84,7 @@ struct Damage {
 
 }  // namespace
 
-// The fix gives back what was there before.
+// The fix restores the original text.
 TEST(Syntax, DamageWithACertainFix) {
   constexpr Damage kDamages[] = {
       {"true,\n", "true\n", "4:17: a comma is missing after this value"},
@@ -140,7 +140,7 @@ TEST(Syntax, DamageWithACertainFix) {
   for (const auto& [part, other, message] : kDamages) {
     const std::string text = replaced(part, other);
     EXPECT_EQ(message_for(text), message);
-    // White space does not matter where a space was damaged.
+    // Where a space was damaged, the white space may differ after the fix.
     EXPECT_EQ(message_for(fixed(text)), "accepted") << fixed(text);
     if (std::string(part) != "\"mode\": ") {
       EXPECT_EQ(fixed(text), kSound) << message;
@@ -148,7 +148,7 @@ TEST(Syntax, DamageWithACertainFix) {
   }
 }
 
-// Something else than before may have been meant, so that there is no fix, or one that changes the text.
+// The original is not the only possible meaning, so there is no fix, or one that results in another text.
 TEST(Syntax, DamageWithoutItsInverse) {
   constexpr Damage kDamages[] = {
       {"true,", "yes,", "4:17: \"yes\" is not a value in JSON: write true, or a string in double quotes"},
@@ -213,7 +213,7 @@ TEST(Syntax, DamageWithoutItsInverse) {
   }
 }
 
-// Above keys and behind values; newer ones of jsoncpp refuse all comments.
+// Whether jsoncpp accepts comments above keys and after values; newer versions reject all comments.
 constexpr bool kTakesComments = JSONCPP_VERSION_HEXA < 0x01090600;
 
 TEST(Syntax, WholeTexts) {
@@ -269,7 +269,7 @@ TEST(Syntax, TheSecondLocationIsWhereItBeganOrWhereItIsMissing) {
   EXPECT_EQ(note_for("{} 1"), "1:2: it ends here");
 }
 
-// What the program accepts is not refused, whatever JSON says.
+// A text that the parser accepts is not an error, even if it is not valid JSON.
 TEST(Syntax, ThePlaceOfTheErrorIsTheParsersNotTheGrammars) {
   EXPECT_EQ(message_for("{\"a\": 01, \"b\": +1, \"c\": 1., \"d\": tru}"),
             "1:34: \"tru\" is not a value in JSON: did you mean true?");
@@ -284,7 +284,7 @@ TEST(Syntax, WhereNoCauseIsFoundTheParsersComplaintStands) {
   EXPECT_EQ(explain_parse_error("{}", {{7, 9}, "elsewhere"}).range.begin, 1);
 }
 
-// What may happen to the character at `offset`.
+// Copies of the text, each damaged at `offset`: a character is missing, everything after it, or one is added.
 static std::vector<std::string> damages_at(const std::string& text, std::size_t offset) {
   std::vector<std::string> damages;
   std::string without = text;
@@ -304,7 +304,8 @@ static bool is_within(TextRange range, const std::string& text) {
          (range.begin < range.end || text.empty());
 }
 
-// Whether the error of a damaged text, if it has one, is sound. A fix may leave another error.
+// Whether the text has no error, or one with a message of one line and with ranges within the text. After the
+// fix, the text may have another error.
 static bool is_sound(const std::string& text) {
   const auto error = error_in(text);
   if (!error) return true;
@@ -319,7 +320,7 @@ static bool is_sound(const std::string& text) {
   return is_told && is_within(error->range, text) && is_related_sound && is_fix_sound;
 }
 
-// Damage to every 7th character; libFuzzer damages the rest.
+// Damages only every 7th character; the fuzz tests damage the others.
 TEST(Syntax, DamageToTheExamplesHasOneErrorWithinTheText) {
   for (const auto& example : std::filesystem::directory_iterator(EXAMPLES)) {
     if (!example.is_directory()) continue;

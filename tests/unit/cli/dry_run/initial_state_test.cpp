@@ -7,14 +7,14 @@
 #include "libsysdb/sysdb_file.h"
 #include "test_files.h"
 
-// The database of the state, "" without one.
+// The content of the system database in the state; "" if it has none.
 static std::string database_in(const InitialState& state) {
   for (const File& file : state.tree.files)
     if (file.path == kSystemDatabase) return file.content;
   return "";
 }
 
-// Wherever the machine has it, a run in the sandbox looks for it at the usual path.
+// A run in the sandbox finds the database at the usual path, wherever it is on the machine.
 TEST(InitialStateTest, TheDatabaseOfThisMachineIsCopied) {
   put_file("/run/other.sqlite3", "database");
   setenv("LANFAB_SYSDB", "/run/other.sqlite3", 1);

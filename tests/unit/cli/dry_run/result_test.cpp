@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-// Something of everything, with the bytes that no format likes.
+// A result with a value for every field, and with zero bytes, line ends, spaces, quotes and empty strings.
 static DryRunResult full_result() {
   DryRunResult result;
   result.status = -15;
@@ -74,7 +74,7 @@ TEST(Result, BytesThatEndTooEarlyAreAnError) {
   }
 }
 
-// Whichever number is damaged, decoding ends, and reads nothing beyond the bytes.
+// Whichever byte is damaged, decoding terminates and does not read beyond the end.
 TEST(Result, DamagedBytesDoNoHarm) {
   const std::string bytes = encode(full_result());
   for (std::size_t position = 0; position < bytes.size(); ++position) {

@@ -23,14 +23,14 @@ using Words = std::vector<std::string>;
 
 constexpr char kRoot[] = "/run/root";
 
-// An exception ends the process, too: it must not go on with the tests that follow.
+// noexcept, so that an exception ends the process: otherwise it would run the tests that follow.
 [[noreturn]] static void run_and_exit(const std::function<void()>& test) noexcept {
   if (chroot(kRoot) != 0 || chdir("/") != 0) _exit(2);
   test();
   _exit(testing::Test::HasFailure() ? 1 : 0);
 }
 
-// Shows the system's libraries, which the stub needs, at the same paths of the root.
+// Makes the system's libraries, which the stub needs, available at the same paths below kRoot.
 static void show_libraries() {
   for (const std::string directory : {"/lib", "/lib64", "/usr"}) {
     const std::string shown = kRoot + directory;
@@ -42,7 +42,7 @@ static void show_libraries() {
   }
 }
 
-// Runs a test in a process whose root is that of a sandbox, and passes on its failure.
+// Runs a test in a process whose root is that of a sandbox; fails if the test fails.
 static void in_sandbox(const std::function<void()>& test) {
   std::filesystem::remove_all(kRoot);
   std::filesystem::create_directories(std::string(kRoot) + "/.sandbox");
@@ -63,7 +63,7 @@ static std::vector<Words> calls() {
   return recorded_calls(meter);
 }
 
-// Calls the stub with these words; returns its exit status.
+// Runs the stub with this command line; returns its exit status.
 static int call(Words words) {
   std::vector<char*> argv;
   for (std::string& word : words)
@@ -133,7 +133,7 @@ TEST(Stub, WhateverIsInTheRecordIsReadAsCalls) {
 
 TEST(Stub, CallsCountBeforeTheyAreRead) {
   in_sandbox([] {
-    // Far less than the limit, but a string for each byte is more.
+    // The file is far smaller than the limit, but a string for each byte would exceed it.
     ASSERT_TRUE(write_file({"/.sandbox/commands", 0644, std::string(10'000'000, '\0')}));
     EXPECT_THROW(calls(), std::runtime_error);
   });
@@ -153,7 +153,7 @@ TEST(Stub, WithoutItsDirectoryNoneIsMade) {
   in_sandbox([] {
     std::filesystem::remove("/.sandbox");
     EXPECT_FALSE(prepare_stubs({}));
-    // The calls cannot be written.
+    // A directory in place of the file of calls.
     std::filesystem::create_directories(kStubCalls);
     EXPECT_FALSE(prepare_stubs({}));
   });

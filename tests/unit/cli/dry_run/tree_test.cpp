@@ -45,7 +45,7 @@ TEST(TreeTest, HoldsDirectoriesAndRegularFilesDownToADepth) {
 TEST(TreeTest, FilesCountBeforeTheyAreRead) {
   std::filesystem::create_directories("/run/tree");
   put_file("/run/tree/file", "");
-  // It takes no space.
+  // A sparse file, which takes no space.
   std::filesystem::resize_file("/run/tree/file", 1'000'000'000'000);
   Tree tree;
   Meter meter;
@@ -58,7 +58,7 @@ TEST(TreeTest, WhatCannotBeReadForAnotherReasonThanPermissionIsAnError) {
   const std::string name(250, 'a');
   const auto start = std::filesystem::current_path();
   std::filesystem::current_path("/run/tree");
-  // In the end the path is longer than any that can be named.
+  // The resulting path is longer than PATH_MAX.
   for (int depth = 0; depth < 20; ++depth) {
     std::filesystem::create_directory(name);
     std::filesystem::current_path(name);
@@ -70,7 +70,7 @@ TEST(TreeTest, WhatCannotBeReadForAnotherReasonThanPermissionIsAnError) {
   std::filesystem::remove_all("/run/tree");
 }
 
-// What only root's rights over files would make readable.
+// Files that nobody may read, unless root's capabilities override their modes.
 TEST(TreeTest, WhatMayNotBeReadIsLeftOut) {
   std::filesystem::create_directories("/run/tree/closed");
   put_file("/run/tree/closed/file", "");

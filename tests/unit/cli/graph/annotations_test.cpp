@@ -23,7 +23,7 @@ class AnnotationsTest : public ::testing::Test {
     }
   }
 
-  // A finding at the first of these characters.
+  // A finding at the first occurrence of the character.
   Finding finding_at(const std::string& character) const {
     const auto offset = static_cast<std::ptrdiff_t>(text_.find(character));
     return {character, Severity::kError, {offset, offset + 1}, "", {}};

@@ -30,7 +30,7 @@ static Node uplink(const std::string& name, Internet internet) {
   return node;
 }
 
-// The edges, with the names of the boxes in place of the numbers.
+// The edges, with the names of their nodes instead of the numbers.
 static Texts edges_of(const std::string& dot) {
   std::istringstream lines(dot);
   std::vector<std::pair<std::string, std::string>> names;

@@ -7,7 +7,7 @@
 
 namespace {
 
-// The lines that Graphviz writes, as far as they matter.
+// Builds an SVG drawing as Graphviz writes it, with only the lines that matter here.
 class Svg {
  public:
   Svg& box(const std::string& name, int left, int top, int right, int bottom) {
@@ -27,7 +27,7 @@ class Svg {
     return *this;
   }
 
-  // The path of an edge.
+  // The path of an edge in the result of with_right_angles().
   std::string path(const std::string& edge) const {
     const std::string drawn = with_right_angles(
         "<g class=\"graph\">\n<title>lanfab</title>\n"
@@ -60,7 +60,7 @@ TEST(Edges, TheBendIsBesideTheWidestBoxes) {
   svg.box("n0", 20, 0, 40, 40).box("n2", 0, 100, 60, 140);
   svg.box("n1", 120, 100, 140, 140).box("n3", 100, 0, 160, 40);
   svg.edge("n0", "n1").edge("n2", "n3");
-  // Between 60 and 100, in two lanes, which would cross else.
+  // The bends are between x = 60 and x = 100, in two lanes, so that they do not coincide.
   EXPECT_EQ(svg.path("n0-n1"), "M40.00,20.00H73.33V120.00H120.00");
   EXPECT_EQ(svg.path("n2-n3"), "M60.00,120.00H86.67V20.00H100.00");
 }

@@ -9,7 +9,7 @@ using Texts = std::vector<std::string>;
 
 static const Finding kFinding{"some-rule", Severity::kError, {}, "message", {}};
 
-// A node that holds so many, named from 0.
+// A node with this number of children, named "0", "1" and so on.
 static Node node_with(Node::Kind kind, int count) {
   Node node{Node::Kind::kGateway, "gateway", ""};
   for (int i = 0; i < count; ++i)
@@ -17,7 +17,7 @@ static Node node_with(Node::Kind kind, int count) {
   return node;
 }
 
-// The names of the children that are left, or the text of the one that stands for others.
+// The names of the remaining children; for the one that replaces the others, its text.
 static Texts names_in(const Node& node) {
   Texts names;
   for (const Node& inner : node.children)

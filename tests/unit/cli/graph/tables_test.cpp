@@ -12,7 +12,7 @@ using Texts = std::vector<std::string>;
 static constexpr ListKind kLeases = {"Leases", "Interface", {"Address", "MAC address", "Name"}};
 static constexpr ListKind kNames = {"Names", nullptr, {"Name"}};
 
-// A gateway with a port, which has so many leases.
+// A gateway with a port that has this number of leases.
 static Node diagram_with(int leases) {
   static const Json::Value kLocation;
   Node gateway{Node::Kind::kGateway, "gateway", ""};
@@ -83,7 +83,7 @@ TEST(Tables, ABoxHasTheFindingsOfItsLines) {
   Node diagram = diagram_with(1);
   const Finding finding{"a-rule", Severity::kError, {}, "bad", {}};
   diagram.children[0].children[0].findings = {finding};              // of the list
-  diagram.children[0].children[0].children[0].findings = {finding};  // of the lease, which has a row itself
+  diagram.children[0].children[0].children[0].findings = {finding};  // of the lease, which has its own row
   diagram.children[0].children[1].findings = {finding};              // of the MTU
   EXPECT_THAT(rows_of(tables_of(diagram, TableScope::kEveryList), "Interfaces and tunnels"),
               ElementsAre(Texts{"eth0", "port", "MTU 1400", "error: bad [a-rule]; error: bad [a-rule]"}));

@@ -55,10 +55,10 @@ TEST(Wrap, WhatCannotBeShownBecomesAQuestionMark) {
       {"\033[31m\x07"s, "?[31m?", "?[31m?"},
       {"a\0b"s, "a?b", "a?b"},
       {"a\nb"s, "a?b", "a?b"},
-      {"\xff\xe6\x97"s, "???", "???"},  // invalid, and the beginning of a character
-      {"\u202eabc"s, "?abc", "?abc"},   // turns the direction of what follows
+      {"\xff\xe6\x97"s, "???", "???"},  // an invalid byte and a truncated character
+      {"\u202eabc"s, "?abc", "?abc"},   // a bidirectional control
       {"\u2067abc\u200f"s, "?abc?", "?abc?"},
-      {"a\u0378"s, "a?", "a?"},  // no character yet
+      {"a\u0378"s, "a?", "a?"},  // an unassigned code point
   };
   for (const auto& [text, utf8, ascii] : cases) {
     EXPECT_THAT(wrapped(text, 40, Charset::kUtf8), ElementsAre(utf8)) << text;
@@ -77,7 +77,7 @@ TEST(Wrap, AVeryLongTextIsCut) {
               ElementsAre(std::string(200, 'a') + "..."));
 }
 
-// Random texts of narrow and wide characters: no line is wider than wanted, or empty, or lacks a character.
+// In random texts of narrow and wide characters, no line is too wide or empty, and no character is missing.
 TEST(Wrap, NoLineIsTooWideAndNothingIsLost) {
   std::mt19937 random(7);
   const Texts characters = {"a", "b", " ", " ", "ö", "語"};
@@ -91,7 +91,7 @@ TEST(Wrap, NoLineIsTooWideAndNothingIsLost) {
       std::size_t width = 0;
       for (std::size_t i = 0; i < line.size(); ++i) {
         const auto byte = static_cast<unsigned char>(line[i]);
-        // The first byte of a character says how many there are; those of three are the wide ones.
+        // The first byte of a character determines its length; the characters of three bytes are wide.
         if (byte >= 0xe0) {
           width += 2;
         } else if (byte < 0x80 || byte >= 0xc0) {

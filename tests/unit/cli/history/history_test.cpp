@@ -19,7 +19,7 @@ using ::testing::HasSubstr;
 
 constexpr char kTop[] = "/run/var";
 constexpr char kDirectory[] = "/run/var/lib/history";
-// Where this machine has it.
+// The directory of this machine's history.
 constexpr char kSystemDirectory[] = "/var/lib/lanfab/history";
 
 extern FailingCall failing_fsync;

@@ -12,7 +12,7 @@ static Cursor cursor_in(std::string text) {
   return cursor_at(text, static_cast<std::ptrdiff_t>(offset));
 }
 
-// "key a.[].b", the path to the value or to the object of the key.
+// The kind of the location and the path to the value, or to the object of the key, such as "key a [] b".
 static std::string location_in(const std::string& text) {
   const Cursor cursor = cursor_in(text);
   std::string location = cursor.kind == Cursor::Kind::kKey ? "key" : "value";

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-// The positions of "é" and what follows are one less than the bytes, those behind "😀" two less.
+// "é" is two bytes and one UTF-16 code unit, "😀" four bytes and two code units.
 static constexpr char kText[] = "a\r\né😀b\n";
 
 static Json::Value position(Json::Value line, Json::Value character) {

@@ -15,7 +15,7 @@ static std::vector<std::string> left_of(const Judgement& judgement) {
   return left;
 }
 
-// What is wrong with the comments of a text in which nothing is found.
+// The findings about the comments of a text without other findings.
 static std::vector<std::string> wrong_with(const std::string& text) {
   return left_of(judgement_of(text, {}, {}));
 }

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-// The excerpt about the part of the text from the first '<' to the last '>', on a terminal of 44 columns.
+// The excerpt for the range from the first '<' to the last '>', on a terminal of 44 columns.
 static std::string excerpt_of(const std::string& text) {
   const auto begin = static_cast<std::ptrdiff_t>(text.find('<'));
   const auto end = static_cast<std::ptrdiff_t>(text.rfind('>')) + 1;
@@ -69,7 +69,7 @@ TEST(Excerpt, OfALongerLineThePartAroundTheRangeIsShown) {
   EXPECT_EQ(excerpt_of("<>" + std::string(39, 'a')), "    <>" + std::string(36, 'a') + "…\n    ^~\n");
   EXPECT_EQ(excerpt_of(std::string(39, 'a') + "<>"),
             "    …" + std::string(36, 'a') + "<>\n" + std::string(41, ' ') + "^~\n");
-  // Two thirds of the room are for the range and what follows.
+  // Two thirds of the width are for the range and the text after it.
   const std::string shown = "…" + std::string(13, 'a') + "<>" + std::string(23, 'b') + "…";
   EXPECT_EQ(excerpt_of(std::string(500, 'a') + "<>" + std::string(500, 'b')),
             "    " + shown + "\n" + std::string(18, ' ') + "^~\n");

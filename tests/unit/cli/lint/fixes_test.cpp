@@ -14,13 +14,13 @@ static std::vector<Finding> findings_in(const std::string& text) {
   return judgement.findings;
 }
 
-// The text after all fixes at once.
+// The text after all fixes, which are applied at once.
 static std::string fixed(const std::string& text) {
   std::vector<Finding> findings = findings_in(text);
   return apply_edits(text, all_edits(findings));
 }
 
-// A port with such a network, which has what a port needs besides.
+// A port whose "network" object has these members and the others that every port needs.
 static std::string port(const std::string& network, const std::string& name = "eth0") {
   return "\"" + name + R"(": {"enable": true, "network": {"mode": "router", "protocol": "static", )" +
          network + "}}";
@@ -45,7 +45,7 @@ TEST(Fixes, WhatAFixUncoversIsFixedWithIt) {
 }
 
 TEST(Fixes, AFixThatUncoversAMistakeIsNotCertain) {
-  // With a netmask, the second network is the first.
+  // With its netmask, the second network is the same as the first.
   const std::string text = ports(port(kSound) + ", " + port(R"("ipv4": "10.1.0.2", "netmaks": 24)", "eth1"));
   for (const Finding& finding : findings_in(text))
     EXPECT_TRUE(finding.details.fix.empty()) << finding.message;
@@ -57,7 +57,7 @@ TEST(Fixes, AFixDoesNotSpoilOthers) {
   std::vector<std::string> replacements;
   for (const Edit& edit : all_edits(findings))
     replacements.push_back(edit.replacement);
-  // Only one of the two keys can be the netmask.
+  // Only one of the two misspelt keys can become "netmask".
   EXPECT_EQ(replacements, (std::vector<std::string>{"\"netmask\"", "5"}));
 }
 
@@ -67,13 +67,13 @@ TEST(Fixes, BlanksAndALengthOf32AreRemoved) {
                       ", \"end\": " + end + "}"));
   };
   EXPECT_EQ(fixed(dhcp(R"("  10.1.0.10")", R"(" 10.1.0.20/32 ")")), dhcp(R"("10.1.0.10")", R"("10.1.0.20")"));
-  // The string without them is not sound, either.
+  // Without blanks and "/32", these strings would still be invalid.
   for (const char* end : {R"(" ")", R"("10.1.0.2x ")", R"("10.1.0.20/31")", R"("10.1.0/32")"})
     EXPECT_EQ(fixed(dhcp(R"("10.1.0.10")", end)), dhcp(R"("10.1.0.10")", end));
 }
 
 TEST(Fixes, AFindingInOtherWordsIsNotNew) {
-  // Only a port that is known can be the one that was meant.
+  // The message about "eth7" can only suggest a port once that port is enabled.
   const std::string route = R"("static_routes": [{"enable": true, "interface": "eth7", "ipv4": "10.9.0.0", )"
                             R"("netmask": 16}]})";
   EXPECT_EQ(
@@ -89,7 +89,7 @@ TEST(Fixes, ALargeTextGetsNone) {
   EXPECT_TRUE(all_edits(findings).empty());
 }
 
-// Each of them uncovers a mistake, so that all are tried one by one.
+// Each fix uncovers another mistake, so the fixes are tried one by one.
 TEST(Fixes, ManyAreTriedUpToALimit) {
   std::string routes;
   for (int number = 0; number < 600; ++number)

@@ -52,8 +52,8 @@ TEST(Subnet, TheLastAddressIsTheBroadcastAddress) {
   EXPECT_EQ(to_text(subnet("10.0.0.1", 0).broadcast()), "255.255.255.255");
 }
 
-// Every address around a small subnet, against the definition: those from the first to the last are inside,
-// and all but these two can be a host's.
+// Compares all addresses in and around small subnets with the definition: those from the first to the last
+// are inside, and all but these two can belong to a host.
 TEST(Subnet, ContainsItsAddressesAndHasItsHosts) {
   for (int prefix = 26; prefix <= 32; ++prefix) {
     const Ipv4 size = 1U << (32 - prefix);
@@ -76,7 +76,7 @@ TEST(Subnet, TheWholeAddressSpaceContainsEveryAddress) {
     EXPECT_TRUE(subnet("0.0.0.0", 0).contains(address(text))) << text;
 }
 
-// Against the definition: they share an address.
+// Compares the result with the definition: overlapping subnets share an address.
 TEST(Subnet, TwoSubnetsOverlapWhenTheyShareAnAddress) {
   for (int a_prefix = 28; a_prefix <= 32; ++a_prefix) {
     for (int b_prefix = 28; b_prefix <= 32; ++b_prefix) {

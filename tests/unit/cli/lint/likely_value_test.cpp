@@ -4,7 +4,7 @@
 
 #include "test_files.h"
 
-// What a value of this schema was probably meant to be, as JSON; "nothing" without one.
+// The value that was probably meant, as JSON; "nothing" if there is none.
 static std::string meant(const std::string& value, const std::string& schema) {
   const auto found = meant_value(json("[" + value + "]")[0], json(schema));
   Json::StreamWriterBuilder writer;

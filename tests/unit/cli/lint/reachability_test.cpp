@@ -6,7 +6,7 @@
 
 namespace {
 
-// The site of a configuration, given as JSON.
+// Reachability in the site of a configuration, which is given as JSON.
 class ReachabilityTest : public testing::Test {
  protected:
   const Reachability& of(const std::string& text) {
@@ -17,7 +17,7 @@ class ReachabilityTest : public testing::Test {
     return site_->reachability();
   }
 
-  // The same of "wired" and the rest of the configuration.
+  // Like of(), for the members of "wired" and the rest of the configuration.
   const Reachability& of_ports(const std::string& ports, const std::string& rest = "") {
     return of("{\"wired\": {" + ports + "}" + (rest.empty() ? "" : ", " + rest) + "}");
   }
@@ -42,7 +42,7 @@ class ReachabilityTest : public testing::Test {
     return reason(reachability.why_no_other_host(*parse_ipv4(address)));
   }
 
-  // What the text has at the only second location of an obstacle.
+  // The text at the related location of an obstacle; "none" unless there is exactly one.
   std::string second_text(const std::optional<Obstacle>& obstacle) const {
     if (!obstacle || obstacle->details.related.size() != 1) return "none";
     const TextRange range = obstacle->details.related.front().range;
@@ -118,7 +118,7 @@ TEST_F(ReachabilityTest, TheNetworkOfAMissingNetmaskIsThatOfTheClass) {
   const Reachability& ways = of_ports(port("eth0", R"("ipv4": "172.16.0.1")"));
   EXPECT_EQ(way(ways, "172.16.9.9"), "eth0");
   EXPECT_EQ(way(ways, "172.17.0.1"), "nobody");
-  // No other network is compared with it.
+  // Without a netmask, it does not count as a connected network.
   EXPECT_EQ(ways.find_connected(*parse_ipv4("172.16.9.9")), nullptr);
 }
 
@@ -253,7 +253,7 @@ TEST_F(ReachabilityTest, TheAddressOfADhcpClientOrTheCellularLinkIsNotKnown) {
   EXPECT_FALSE(of_ports(kLan).may_have_other_addresses());
   EXPECT_TRUE(of_ports(port("eth0", R"("protocol": "dhcp_client")")).may_have_other_addresses());
   EXPECT_TRUE(of(R"({"wireless": {"cell": {"enable": true}}})").may_have_other_addresses());
-  // In pass-through the device behind the port has that of the cellular link.
+  // In pass-through, the device behind the port has the address of the cellular link.
   EXPECT_FALSE(of(R"({"wired": {"eth0": {"enable": true, "network": {"mode": "pass-through-auto"}}},
                       "wireless": {"cell": {"enable": true}}})")
                    .may_have_other_addresses());

@@ -17,7 +17,7 @@ static std::string compact(const Json::Value& value) {
   return Json::writeString(writer, value);
 }
 
-// The configuration as it was probably meant. It must be as before after that.
+// The configuration as it was probably meant. Checks that the end of the repair restores the original.
 static std::string repaired(const std::string& text, Severity least = Severity::kError) {
   Source source = source_of(text);
   const Json::Value before = source.root;

@@ -4,7 +4,7 @@
 
 #include "cli/base/json.h"
 
-// Compares what programs get: the type of a number does not matter.
+// Compares values as JSON text, so that signed and unsigned integers are equal.
 static void expect_json(const Json::Value& value, const std::string& text) {
   Json::Value expected;
   ASSERT_TRUE(parse_json(text, expected));

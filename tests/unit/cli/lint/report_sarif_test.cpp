@@ -5,7 +5,7 @@
 #include "cli/base/json.h"
 #include "cli/lint/rules.h"
 
-// Compares what programs get: the type of a number does not matter.
+// Compares values as JSON text, so that signed and unsigned integers are equal.
 static void expect_json(const Json::Value& value, const std::string& text) {
   Json::Value expected;
   ASSERT_TRUE(parse_json(text, expected)) << text;
@@ -19,12 +19,12 @@ static Finding finding_at(TextRange range, const std::string& message = "message
 static Json::Value log_of(const SarifReport& report) {
   Json::Value log;
   EXPECT_TRUE(parse_json(report.text(), log)) << report.text();
-  // It is put together from texts that have been written before.
+  // The report is assembled from strings, but must look as if written at once.
   EXPECT_EQ(report.text(), Json::writeString(Json::StreamWriterBuilder(), log));
   return log;
 }
 
-// The only run of the report about one file.
+// The only run in the report about one file.
 static Json::Value run_about_all(const Source& source, const Judgement& judgement) {
   SarifReport report;
   report.add(sarif_results(source, judgement));

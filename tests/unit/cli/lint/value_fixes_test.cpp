@@ -5,7 +5,7 @@
 #include "cli/config_file/edit.h"
 #include "test_files.h"
 
-// The text in JSON of what a value means, or "nothing".
+// The JSON text of the allowed value that was meant, or "nothing".
 static std::string meant(const std::string& value, const std::string& schema) {
   return allowed_literal(json("[" + value + "]")[0], json(schema)).value_or("nothing");
 }

@@ -42,7 +42,7 @@ class AppliedTest : public ::testing::Test {
     std::filesystem::permissions("/run/tools/" + name, std::filesystem::perms::owner_all);
   }
 
-  // Leaves the mark of an APPLY, unlike that of the one before.
+  // Creates the mark of an APPLY, which differs from that of the previous one.
   static void put_mark() {
     std::filesystem::remove(kMark);
     put_file(kMark, "");
@@ -76,7 +76,7 @@ TEST_F(AppliedTest, AFileThatIsOlderThanAnApplyByHandIsWhatItApplied) {
   EXPECT_FALSE(is_applied(sha256("new")));
 }
 
-// Waits until the clock of the file system has gone on.
+// Changes the file as soon as the clock of the file system has advanced since the mark.
 static void change_later(const char* path, const struct stat& mark) {
   struct stat status {};
   do {
@@ -91,7 +91,7 @@ TEST_F(AppliedTest, AFileThatWasChangedAfterwardsIsNot) {
   ASSERT_EQ(stat(kMark, &mark), 0);
   change_later(kInstalledConfiguration, mark);
   EXPECT_EQ(error(), "/etc/lanfab/network.json was changed after the last APPLY");
-  // A copy may keep the time of its content.
+  // A copy may keep the modification time.
   const timespec times[] = {{0, 0}, {0, 0}};
   ASSERT_EQ(utimensat(AT_FDCWD, kInstalledConfiguration, times, 0), 0);
   EXPECT_EQ(error(), "/etc/lanfab/network.json was changed after the last APPLY");
@@ -112,7 +112,7 @@ TEST_F(AppliedTest, ARecordHoldsUntilTheNextApply) {
   struct stat status {};
   ASSERT_EQ(stat(kRecord, &status), 0);
   EXPECT_EQ(status.st_mode & 07777, 0600U);
-  // As after a pause.
+  // The next APPLY changes the time of the mark.
   const timespec times[] = {{1, 0}, {1, 0}};
   ASSERT_EQ(utimensat(AT_FDCWD, kMark, times, 0), 0);
   EXPECT_FALSE(is_applied(sha256(text)));

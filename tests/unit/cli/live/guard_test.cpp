@@ -8,7 +8,7 @@
 #include "cli/live/reserve.h"
 #include "test_files.h"
 
-// Units that run are files in /run/units.
+// In these tests, a unit is active if there is a file with its name in /run/units.
 class GuardTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -30,7 +30,7 @@ class GuardTest : public ::testing::Test {
     std::filesystem::permissions("/run/tools/systemctl", std::filesystem::perms::owner_all);
   }
 
-  // The safeguards of a trial that ends in so many seconds.
+  // The safeguards of a trial that ends in this number of seconds.
   Safeguards safeguards(std::int64_t seconds) {
     TrialState state;
     state.ends = monotonic_seconds() + seconds;

@@ -97,7 +97,7 @@ TEST_F(InstalledFileTest, WhatIsMissingIsReported) {
   EXPECT_EQ(error_, "/run/etc: Is a directory");
 }
 
-// Whichever call fails before the new content is installed, the former one stays, and nothing else.
+// Whichever call fails before the new content is installed, the old file stays, and no other file is left.
 TEST_F(InstalledFileTest, AFailureLeavesTheInstalledFileAsItWas) {
   for (const char* blocked : {"/run/etc/network.json.previous", "/run/etc/network.json.previous.new",
                               "/run/etc/network.json.new"}) {
@@ -120,7 +120,7 @@ TEST_F(InstalledFileTest, AFileKeepsItsOwnerAndModeOrIsNotInstalled) {
   }
 }
 
-// The disk has room for the previous one, but for no third file.
+// The disk has space for a copy of the old file, but not for the new file.
 TEST_F(InstalledFileTest, AFullDiskLeavesTheInstalledFileAsItWas) {
   const long page = sysconf(_SC_PAGESIZE);
   ASSERT_EQ(mount("disk", "/run/etc", "tmpfs", 0, ("size=" + std::to_string(2 * page)).c_str()), 0);
@@ -132,7 +132,7 @@ TEST_F(InstalledFileTest, AFullDiskLeavesTheInstalledFileAsItWas) {
   EXPECT_EQ(umount2("/run/etc", MNT_DETACH), 0);
 }
 
-// The file, the previous one and their directory.
+// Synchronization fails for the copy of the old file, for the new file, or for their directory.
 TEST_F(InstalledFileTest, AContentThatTheDiskHasNotConfirmedIsNotInstalled) {
   for (const auto& [confirmed, path] : {std::pair(0, "/run/etc/network.json.previous.new.half"),
                                         {1, "/run/etc/network.json.new"},
@@ -153,7 +153,7 @@ TEST_F(InstalledFileTest, AnInstalledContentMayNotBeOnTheDiskYet) {
   EXPECT_EQ(text_of_file(kPrevious), "old");
 }
 
-// That of the file which waits to be the previous one, and that of the new file.
+// The rename of the copy that waits to become the previous file fails, or the rename of the new file.
 TEST_F(InstalledFileTest, ARenameThatFailsLeavesBothAsTheyWere) {
   for (const int error : {EBUSY, EXDEV, ENOSPC}) {
     for (const bool has_previous : {false, true}) {
@@ -175,7 +175,7 @@ TEST_F(InstalledFileTest, ARenameThatFailsLeavesBothAsTheyWere) {
   }
 }
 
-// As after a loss of power between the two renames.
+// As after a power failure between the last two renames.
 TEST_F(InstalledFileTest, APreviousOneThatWaitsIsCompletedLater) {
   put_file(kPrevious, "older");
   failing_rename.fail(1, EIO, 2);
@@ -218,7 +218,7 @@ TEST_F(InstalledFileTest, TheSameContentTwiceKeepsThePreviousOne) {
   EXPECT_EQ(error_, "/run/missing: No such file or directory");
 }
 
-// What is asked sees the one and then the other; what is refused leaves nothing.
+// The first predicate runs before the file is replaced, the second one afterwards. A refusal leaves no files.
 TEST_F(InstalledFileTest, WhatIsRefusedChangesNothing) {
   put_file(kPrevious, "older");
   const auto sees = [](const char* content) {
@@ -285,7 +285,7 @@ TEST_F(MountedFileTest, AFileThatCannotBeMountedIsNotInstalled) {
   }
 }
 
-// A file that could be written to, where the former one could not, is not what was asked for.
+// If the old file is mounted read-only, so is the new one, or it is not installed.
 TEST_F(MountedFileTest, TheOptionsOfTheMountAreKept) {
   ASSERT_EQ(mount(nullptr, "/run/mounted", nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr), 0);
   EXPECT_EQ(install("new", mounted_, error_), Installation::kDurable);

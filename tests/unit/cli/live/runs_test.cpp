@@ -113,7 +113,7 @@ TEST_F(RunsTest, ALockWhoseRunsCannotBeListedMayBeHeld) {
   EXPECT_TRUE(exists(kLockFile));
 }
 
-// Else a run that takes the lock in this moment would lose it.
+// Otherwise a run that acquires the lock at this moment would lose it.
 TEST_F(RunsTest, WithoutTheGuardNoLockIsRemoved) {
   std::filesystem::create_directory(kRunLockGuard);
   remove_stale_lock();

@@ -183,7 +183,8 @@ TEST_F(TrialStateTest, TheCallerIsTheUserAndTheirAddress) {
   EXPECT_EQ(caller(), "anna from 192.0.2.7");
 }
 
-// The description of a trial that began and ends so many seconds from now, within one second of the clock.
+// The description of a trial that began and ends at these times, in seconds relative to now. Repeats if the
+// clock advances to the next second meanwhile.
 static std::string description(std::int64_t began, std::int64_t ends) {
   std::int64_t now = 0;
   std::string text;

@@ -8,7 +8,7 @@
 
 #include "test_files.h"
 
-// The program tar is a script.
+// Tests may replace the program tar with a script.
 class ArchiveTest : public ::testing::Test {
  protected:
   void SetUp() override {

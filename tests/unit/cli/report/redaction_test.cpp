@@ -6,7 +6,7 @@
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-// A private key and its public one, and another private key.
+// A private key, its public key, and another private key.
 constexpr char kPrivate[] = "dwdtCnMYpX08FsFyUbJmRd9ML4frwJkqsXf7pR25LCo=";
 constexpr char kPublic[] = "hSDwCYkwp1R0i33ctD73Wg2/Og0mOBr066SpjqqbTmo=";
 constexpr char kOther[] = "XasIfmJKikt54X+Lg4AO5m87sSkmGLb9HC+LJ/+I4Os=";
@@ -54,7 +54,7 @@ TEST(RedactionTest, HidesWhatLooksLikeAKey) {
   const std::string key = kOther;
   EXPECT_EQ(Redaction().masked("peer " + key + " said\n"), "peer (hidden key 1) said\n");
   EXPECT_EQ(Redaction().masked(quoted(key)), quoted("(hidden key 1)"));
-  // It cannot be seen where the key begins.
+  // The beginning of the key cannot be determined.
   EXPECT_EQ(Redaction().masked("x" + key), "(hidden key 1)");
   for (const std::string& text : {key.substr(1), key.substr(0, 43), key.substr(0, 20) + " " + key.substr(20)})
     EXPECT_EQ(Redaction().masked(text), text);

@@ -42,7 +42,7 @@ TEST(KernelState, ATunnelHasParametersAndNoMacAddress) {
               ElementsAre(Pair("local", "203.0.113.10"), Pair("remote", "198.51.100.1"), Pair("ttl", "0")));
 }
 
-// Returns the words of the addresses of a link "eth1" that has one.
+// Returns the recorded address of a link "eth1" with this address; "" if it is not recorded.
 static std::string address_of(const std::string& text) {
   const KernelState state = state_of("addresses", R"([{"ifname": "eth1", "addr_info": [)" + text + "]}]");
   return state.addresses.empty() ? "" : state.addresses.begin()->first;

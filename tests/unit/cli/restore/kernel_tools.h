@@ -1,7 +1,7 @@
 #pragma once
 
-// `ip` and `networkctl` that print what a test has put into files, and write down which changes they are
-// asked for. The kernel's switches are those of the sandbox.
+// Stubs of `ip` and `networkctl`, which print files that a test has written. The stub of `ip` also records
+// the requested changes. The kernel's settings in /proc/sys are those of the sandbox.
 
 #include <gtest/gtest.h>
 
@@ -18,7 +18,7 @@ class KernelTools : public ::testing::Test {
       std::filesystem::remove_all(directory);
       std::filesystem::create_directories(directory);
     }
-    // Once it has changed something, its next answers are those in the directory "next".
+    // After a change, it prints the files from the directory "next".
     put_tool("ip", R"(cd /run/answers
 if [ "$1" = -Numeric ]; then
   shift 3
@@ -50,7 +50,8 @@ mv networkd.next networkd.json 2>/dev/null || true)");
     std::filesystem::permissions(path, std::filesystem::perms::owner_all);
   }
 
-  // What `ip` prints of the objects "link", "address", "route" or "rule" is in the file OBJECT.json.
+  // Writes a file for the stubs: `ip` prints the file OBJECT.json for the object "link", "address", "route"
+  // or "rule", and `networkctl` prints networkd.json.
   static void answer(const std::string& file, const std::string& text) {
     put_file("/run/answers/" + file, text);
   }

@@ -95,7 +95,7 @@ TEST_F(PlanTest, ALinkThatTheTrialHasMadeIsRemoved) {
 TEST_F(PlanTest, OtherNewLinksStay) {
   now_.links["veth7"] = {"veth", true, "1500", "", "", {}};
   now_.links["wg7"] = {"wireguard", true, "1420", "", "", {}};
-  // A modem that was plugged in meanwhile.
+  // A modem that was plugged in during the trial.
   now_.links["wwan0"] = {"", true, "1500", "", "", {}};
   EXPECT_THAT(plan(), IsEmpty());
 }
@@ -174,7 +174,7 @@ TEST_F(PlanTest, AnAddressOfTheTrialIsRemoved) {
   add(now_.addresses, address("eth1", "10.64.1.1/30"));
   EXPECT_THAT(plan(),
               ElementsAre("eth1 still has the address 10.64.1.1/30: address del 10.64.1.1/30 dev eth1"));
-  // The old configuration gives it to the port, though it was missing before the trial.
+  // The port has the address in the old configuration, although it was missing before the trial.
   networkd_ = R"({"Interfaces": [{"Name": "eth1", "Addresses": [
     {"Family": 2, "Address": [10, 64, 1, 1], "PrefixLength": 30, "ConfigSource": "static"}]}]})";
   EXPECT_THAT(plan(), IsEmpty());
@@ -255,7 +255,7 @@ TEST_F(PlanTest, TheRuleOfADaemonStays) {
   RuleState by_link = rule("100", "254");
   by_link.links = {"wg7"};
   add(now_.rules, by_link);
-  // Its table leads to a link of its own.
+  // The table of this rule leads to a link that the daemon created.
   add(now_.rules, rule("101", "51820"));
   add(now_.routes, route("default", "", {"wg8"}, "51821"));
   add(now_.routes, route("default", "", {"wg7"}, "51820"));

@@ -102,7 +102,7 @@ TEST_F(RecordTest, TheLinksOfEveryConfigurationAreNamed) {
   note_trial_links();
   std::filesystem::remove("/run/systemd/network/21-eth1.network");
   put_file("/run/systemd/network/70-gre-tun1.netdev", "");
-  // The rollback was interrupted, and begins again.
+  // An interrupted rollback starts again.
   note_trial_links();
   std::filesystem::remove("/run/systemd/network/70-gre-tun1.netdev");
   put_file("/run/systemd/network/79-br-lan.network", "");

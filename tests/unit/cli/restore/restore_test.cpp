@@ -29,7 +29,7 @@ class RestoreTest : public KernelTools {
     empty_directory(kUnits);
   }
 
-  // Restores the kernel; returns what differs then, and in `said` what was printed.
+  // Restores the kernel; returns the remaining differences, and sets `said` to the output.
   static std::vector<std::string> restore(std::string& said) {
     ::testing::internal::CaptureStdout();
     ::testing::internal::CaptureStderr();
@@ -75,7 +75,7 @@ TEST_F(RestoreTest, WhatCannotBeChangedIsReported) {
   Json::Value record;
   ASSERT_EQ(read_record(record), std::nullopt);
   record["links"] = json(R"([{"ifname": "eth0.100", "linkinfo": {"info_kind": "vlan"}}])");
-  // Neither does the kernel take this value.
+  // The kernel rejects this value, too.
   record["sysctls"]["net/ipv4/conf/eth1/proxy_arp"] = "\x1b[2J";
   put_file(kKernelRecord, Json::writeString(Json::StreamWriterBuilder(), record));
   put_file("/run/systemd/network/30-eth0.100.netdev", "");
@@ -99,7 +99,7 @@ TEST_F(RestoreTest, WaitsForNoCarrierBeforeATrial) {
          R"({"Interfaces": [{"AdministrativeState": "configuring", "CarrierState": "off"}]})");
   answer("networkd.next", "{}");
   wait_for_links();
-  // It has asked once.
+  // It has called networkctl once.
   EXPECT_EQ(text_of_file("/run/answers/networkd.json"), "{}");
   EXPECT_FALSE(exists("/run/answers/networkd.next"));
 }

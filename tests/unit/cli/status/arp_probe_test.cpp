@@ -6,7 +6,7 @@ constexpr Ipv4 kAddress = 0xc0a80101;  // 192.168.1.1
 constexpr EthernetAddress kOwn = {0x02, 0x00, 0x5e, 0x00, 0x00, 0x10};
 constexpr EthernetAddress kOther = {0x02, 0x00, 0x5e, 0x00, 0x53, 0x01};
 
-// A host with the address says so, to kOwn.
+// A reply to kOwn from kOther, which has the address.
 static const Bytes kReply = {0,    1,    8,    0,    6,    4,    0,   2,           // Ethernet, IPv4, reply
                              0x02, 0x00, 0x5e, 0x00, 0x53, 0x01, 192, 168, 1, 1,   // sender
                              0x02, 0x00, 0x5e, 0x00, 0x00, 0x10, 0,   0,   0, 0};  // target

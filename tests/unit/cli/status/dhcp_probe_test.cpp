@@ -14,7 +14,7 @@ static std::optional<Ipv4> server_in(const Bytes& packet) {
 TEST(DhcpProbe, ADiscoverIsForAllHosts) {
   const Bytes packet = dhcp_discover(kOwn, kTransaction);
   ASSERT_EQ(packet.size(), 328U);
-  // Its checksum is 0x79a6.
+  // The checksum of the header is 0x79a6.
   EXPECT_EQ(Bytes(packet.begin(), packet.begin() + 20),
             Bytes({0x45, 0, 0x01, 0x48, 0, 0, 0, 0, 64, 17, 0x79, 0xa6, 0, 0, 0, 0, 255, 255, 255, 255}));
   EXPECT_EQ(Bytes(packet.begin() + 20, packet.begin() + 28), Bytes({0, 68, 0, 67, 0x01, 0x34, 0, 0}));
@@ -41,8 +41,8 @@ TEST(DhcpProbe, AnIpHeaderMayHaveOptions) {
 }
 
 TEST(DhcpProbe, OtherPacketsArePassedOver) {
-  // The version, the size of the header, the protocol, the port, the kind of message, the transaction, the
-  // magic cookie.
+  // Offsets of the version and the header's size, the protocol, the port, the kind of message, the
+  // transaction and the magic cookie.
   for (const std::size_t changed : {0U, 9U, 22U, 23U, 28U, 32U, 35U, 264U, 267U}) {
     Bytes packet = offer_of(kTransaction);
     packet[changed] = 0x42;
@@ -53,10 +53,10 @@ TEST(DhcpProbe, OtherPacketsArePassedOver) {
 TEST(DhcpProbe, AnotherMessageOrOneWithoutAServerIsPassedOver) {
   const std::vector<Bytes> options = {
       {53, 1, 5, 54, 4, 10, 0, 0, 1},          // an acknowledgement
-      {54, 4, 10, 0, 0, 1},                    // no kind
+      {54, 4, 10, 0, 0, 1},                    // no kind of message
       {53, 1, 2},                              // no server
-      {53, 1, 2, 54, 3, 10, 0, 0},             // half a server
-      {53, 1, 2, 255, 0, 54, 4, 10, 0, 0, 1},  // a server behind the end
+      {53, 1, 2, 54, 3, 10, 0, 0},             // a truncated server address
+      {53, 1, 2, 255, 0, 54, 4, 10, 0, 0, 1},  // a server after the end of the options
       {53, 1, 2, 12, 200, 54, 4, 10, 0, 0, 1},
       {53},
       {53, 1},

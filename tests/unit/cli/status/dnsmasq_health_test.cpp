@@ -14,12 +14,12 @@
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-// What a program does with the words of its command line, here of dnsmasq: nothing.
+// A process with these words, such as those of dnsmasq, at the end of its command line. It ignores them.
 class Daemon {
  public:
   explicit Daemon(std::vector<std::string> words) : process_(fork()) {
     if (process_ != 0) {
-      // The command line is there once the program has replaced this one.
+      // The command line is visible once the shell has replaced this program.
       while (text_of_file("/proc/" + number() + "/cmdline").find("pause") == std::string::npos)
         usleep(1000);
       return;

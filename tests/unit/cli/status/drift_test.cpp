@@ -8,7 +8,7 @@ using ::testing::IsEmpty;
 
 using Texts = std::vector<std::string>;
 
-// A gateway with one port as its configuration wants it; each test changes something.
+// A gateway with one port, which matches its configuration; each test changes something.
 static Snapshot gateway() {
   Snapshot snapshot;
   snapshot.wants_dnsmasq = true;
@@ -20,7 +20,7 @@ static Snapshot gateway() {
   return snapshot;
 }
 
-// Each drift as "subject: what", with "(pending)" behind one that is being put right.
+// Each difference as "subject: what", with "(pending)" after one that is pending.
 static Texts drift_of(const Snapshot& snapshot) {
   Texts texts;
   for (const Drift& drift : find_drift(snapshot))
@@ -71,7 +71,7 @@ TEST(Drift, TheLastRunOfEachAction) {
   snapshot.cellular.is_connected = true;
   EXPECT_THAT(drift_of(snapshot), ElementsAre("APPLY: the last run failed", "WWAN_APPLY: the last run failed",
                                               "PULSE: the last run was interrupted"));
-  // Without a link, a run for it fails.
+  // While the cellular link is down, WWAN_APPLY fails as expected.
   snapshot.cellular.is_connected = false;
   EXPECT_THAT(drift_of(snapshot),
               ElementsAre("APPLY: the last run failed", "PULSE: the last run was interrupted"));

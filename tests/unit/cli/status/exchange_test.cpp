@@ -26,7 +26,7 @@ class ExchangeTest : public ::testing::Test {
     set_interface_up("lo");
   }
 
-  // Asks them, and returns how many milliseconds that takes.
+  // Sends the requests with this time limit; returns how long that took, in milliseconds.
   std::int64_t ask_for(int milliseconds) {
     const auto begin = std::chrono::steady_clock::now();
     run_exchanges(exchanges_, milliseconds);

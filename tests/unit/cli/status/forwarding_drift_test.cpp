@@ -73,7 +73,7 @@ TEST(ForwardingDrift, ProxyArpThatNoUnitAsksFor) {
   EXPECT_THAT(drift_of(snapshot),
               ElementsAre("eth0: proxy ARP is on, but the configuration does not enable it (surplus)"));
   EXPECT_EQ(fix_of(snapshot), "echo 0 > /proc/sys/net/ipv4/conf/eth0/proxy_arp");
-  // It waits for the cellular link.
+  // The unit of a pass-through port does not set it while the cellular link is down.
   wanted.is_passed_through = true;
   EXPECT_THAT(drift_of(snapshot), IsEmpty());
   wanted.is_passed_through = false;

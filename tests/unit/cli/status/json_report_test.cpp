@@ -5,7 +5,7 @@
 
 #include "test_files.h"
 
-// Every part of a snapshot, each with a value that another one does not have.
+// A snapshot with all of its parts, each with a different value.
 static Snapshot full_snapshot() {
   Snapshot snapshot;
   InterfaceFacts& port = snapshot.wanted.interfaces["eth0"];

@@ -1,6 +1,6 @@
 #pragma once
 
-// Gateways whose kernel the tests change.
+// Snapshots of gateways without drift, in which the tests change the state of the kernel.
 
 #include <string>
 #include <vector>
@@ -8,7 +8,7 @@
 #include "cli/status/drift.h"
 #include "cli/status/snapshot.h"
 
-// A gateway with one port as its units want it, and its routes.
+// A gateway with one port, whose kernel state matches its units.
 inline Snapshot gateway() {
   Snapshot snapshot;
   snapshot.services[kNetworkd] = {"active", "running", "success", 0};
@@ -19,7 +19,7 @@ inline Snapshot gateway() {
   return snapshot;
 }
 
-// A second port, behind which is the route to 10.20.0.0/16.
+// This gateway with a second port, through which a route leads to 10.20.0.0/16.
 inline Snapshot gateway_with_route() {
   Snapshot snapshot = gateway();
   InterfaceFacts& wanted = snapshot.wanted.interfaces["eth1"];
@@ -39,8 +39,8 @@ inline std::vector<Drift> found(FindDrift find, const Snapshot& snapshot) {
   return drift;
 }
 
-// Each drift as "subject: what", with "(pending)" behind one that is being put right, and "(surplus)" behind
-// one for which nothing asks.
+// Each difference as "subject: what", followed by "(pending)" if it is pending, and by "(surplus)" if it is
+// something that is not configured.
 inline std::vector<std::string> described(FindDrift find, const Snapshot& snapshot) {
   std::vector<std::string> texts;
   for (const Drift& drift : found(find, snapshot))

@@ -28,7 +28,7 @@ TEST(LinkDrift, AMissingInterface) {
   snapshot.kernel.links.clear();
   EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: the interface is missing"));
   EXPECT_EQ(fix_of(snapshot), "") << "nobody can make a card";
-  // A card is not made by systemd-networkd, which may be starting; a VLAN is.
+  // While systemd-networkd starts, it may still create a VLAN, but not a network card.
   snapshot.services[kNetworkd].state = "activating";
   EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: the interface is missing"));
   snapshot.wanted.interfaces["eth0"].is_made = true;
@@ -58,7 +58,7 @@ TEST(LinkDrift, ALinkThatIsDown) {
   EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: it is down (pending)"));
 }
 
-// A .link file that also matches a VLAN has udev fail to rename it.
+// For example, udev fails to rename a VLAN that a .link file also matches.
 TEST(LinkDrift, ALinkThatUdevHasNotAnnouncedFor30Seconds) {
   Snapshot snapshot = gateway();
   snapshot.setup["eth0"] = "pending";
@@ -76,7 +76,7 @@ TEST(LinkDrift, ALinkThatUdevHasNotAnnouncedFor30Seconds) {
   EXPECT_EQ(found(find_link_drift, snapshot)[1].fix, "udevadm trigger --action=add /sys/class/net/eth0");
 }
 
-// No server answers.
+// No DHCP server answers.
 TEST(LinkDrift, ALeaseThatDoesNotComeWithin30Seconds) {
   Snapshot snapshot = gateway();
   snapshot.setup["eth0"] = "configuring";
@@ -89,7 +89,7 @@ TEST(LinkDrift, ALeaseThatDoesNotComeWithin30Seconds) {
   EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: an address from DHCP is missing"));
 }
 
-// Nothing is plugged in: systemd-networkd waits.
+// No cable is plugged in: systemd-networkd waits for a carrier.
 TEST(LinkDrift, ALinkWithoutCarrierMayLackItsAddresses) {
   Snapshot snapshot = gateway();
   snapshot.kernel.links["eth0"].has_carrier = false;
@@ -113,7 +113,7 @@ TEST(LinkDrift, AnInterfaceThatSystemdNetworkdHasNotSetUp) {
   EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: systemd-networkd has not read its unit (pending)"));
 }
 
-// What is missing comes when the interface is being set up.
+// A missing address is still pending while the interface is being set up.
 TEST(LinkDrift, WhatIsMissingMayBePending) {
   for (const char* setup : {"configuring", "pending", "initialized"}) {
     Snapshot snapshot = gateway();
@@ -171,10 +171,10 @@ TEST(LinkDrift, AnMtuThatNoUnitAsksFor) {
   snapshot.kernel.links["eth0"].mtu = 1430;
   EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: the MTU is 1430, which no unit sets (surplus)"));
   EXPECT_EQ(fix_of(snapshot), "ip link set dev eth0 mtu 1500");
-  // The next link brings its own.
+  // In pass-through, the next cellular link sets its own MTU.
   snapshot.wanted.interfaces["eth0"].is_passed_through = true;
   EXPECT_THAT(drift_of(snapshot), IsEmpty());
-  // That of the modem, which is no port.
+  // The modem, which is not a port, has its own MTU.
   snapshot = gateway();
   snapshot.wanted.interfaces["wwan0"];
   snapshot.kernel.links["wwan0"] = {true, true, 1430, "", std::nullopt, {}};
@@ -187,7 +187,7 @@ TEST(LinkDrift, TheBridgeOfAMember) {
   EXPECT_THAT(drift_of(snapshot), ElementsAre("eth0: it is not in the bridge br-lan"));
   EXPECT_EQ(fix_of(snapshot), "ip link set dev eth0 master br-lan");
   snapshot.kernel.links["eth0"].bridge = "br-lan";
-  snapshot.kernel.links["eth0"].mtu = 1430;  // the bridge's matter
+  snapshot.kernel.links["eth0"].mtu = 1430;  // set by the bridge
   EXPECT_THAT(drift_of(snapshot), IsEmpty());
   snapshot = gateway();
   snapshot.kernel.links["eth0"].bridge = "br-lan";
@@ -208,7 +208,7 @@ TEST(LinkDrift, TheMacAddressOfACard) {
   EXPECT_EQ(fix_of(snapshot), "ip link set dev eth0 address 02:00:5e:00:00:10");
   snapshot.kernel.links["eth0"].mac = "02:00:5e:00:00:10";
   EXPECT_THAT(drift_of(snapshot), IsEmpty());
-  // A radio may have another address at each start.
+  // A radio may have another MAC address after each start.
   snapshot.wanted.interfaces["wlan0"];
   snapshot.kernel.links["wlan0"] = {true, true,         1500, "",      std::nullopt,
                                     {},   std::nullopt, "",   "02::1", "02::2"};
@@ -252,7 +252,7 @@ TEST(LinkDrift, AVlan) {
   EXPECT_EQ(fix_of(snapshot), "ip link set dev eth0.20 address 02:00:5e:00:00:10");
 }
 
-// What the kernel does not report is not compared.
+// Unknown properties are not compared.
 TEST(LinkDrift, AVlanOfWhichLittleIsKnown) {
   Snapshot snapshot = gateway_with_vlan();
   snapshot.kernel.links["eth0.20"].kind = "";
@@ -360,7 +360,7 @@ TEST(LinkDrift, AddressesThatAreLeftOnAPort) {
   EXPECT_THAT(drift_of(snapshot), IsEmpty());
 }
 
-// A name that another program has chosen is one word of the command.
+// A name that another program has chosen must remain one word of the command.
 TEST(LinkDrift, AHostileNameIsQuoted) {
   Snapshot snapshot = gateway();
   snapshot.kernel.links["eth0.1;reboot"] = {true, true, 1500, "", std::nullopt, {}};

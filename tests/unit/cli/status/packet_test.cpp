@@ -37,7 +37,7 @@ TEST(Packet, IsWrittenInNetworkByteOrder) {
   EXPECT_THAT(bytes, ElementsAre(0x0a, 0x0b, 0x0c, 0x34));
 }
 
-// The header of RFC 1071's example, and one byte more.
+// The example of RFC 1071, an odd number of bytes, and none.
 TEST(Packet, HasAChecksum) {
   EXPECT_EQ(internet_checksum({0x00, 0x01, 0xf2, 0x03, 0xf4, 0xf5, 0xf6, 0xf7}), 0x220d);
   EXPECT_EQ(internet_checksum({0x00, 0x01, 0x80}), 0x7ffe);

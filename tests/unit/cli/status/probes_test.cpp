@@ -20,7 +20,7 @@ using Bytes = Responder::Bytes;
 
 constexpr int kTime = 1000;  // in milliseconds
 
-// A socket for what comes out of the other end of eth0.
+// A socket for the packets at eth1, the other end of eth0.
 static int wire_socket(std::uint16_t protocol) {
   const int number = socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   sockaddr_ll address{};
@@ -60,7 +60,7 @@ class ProbesTest : public ::testing::Test {
     snapshot_.kernel.links["eth0"].addresses = {{"192.168.1.1/24", false}};
   }
 
-  // Each drift as "subject: what"; how many milliseconds it took is in `lasted_`.
+  // Runs the probes; returns each difference as "subject: what". Sets `lasted_` to the time in milliseconds.
   Texts probe() {
     const auto begin = std::chrono::steady_clock::now();
     std::vector<Drift> drift;
@@ -81,7 +81,7 @@ class ProbesTest : public ::testing::Test {
   std::int64_t lasted_ = 0;
 };
 
-// The other end of the cable is an interface of this machine, too, which answers for the address.
+// eth1, the other end of the cable, also belongs to this machine, which answers there for its own address.
 TEST_F(ProbesTest, AnAddressOfThisMachineAlone) {
   EXPECT_THAT(probe(), IsEmpty());
   EXPECT_GE(lasted_, kTime);
@@ -143,7 +143,7 @@ TEST_F(ProbesTest, AGatewayIsAskedAlsoWithoutAnAddress) {
   EXPECT_THAT(probe(), IsEmpty());
 }
 
-// The loopback interface stands for one that has no ARP, such as the cellular link.
+// Like the cellular link, the loopback interface has no ARP.
 TEST_F(ProbesTest, AGatewayOfALinkWithoutArpIsAskedForAnEcho) {
   snapshot_.kernel.links["lo"] = {true, true, 65536, "", std::nullopt, {}};
   add_gateway("lo", "127.0.0.2");

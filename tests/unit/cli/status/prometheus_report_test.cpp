@@ -75,7 +75,7 @@ TEST(PrometheusReport, ATrialHasADeadline) {
   snapshot.trial = TrialState{"anna", "new.json", now - 20, now + 100};
   const std::string text = metrics_of(snapshot, {});
   EXPECT_THAT(text, HasSubstr("lanfab_trial_active 1\n"));
-  // The clock goes on while the report is made.
+  // The clock advances while the report is made.
   EXPECT_THAT(text, testing::ContainsRegex("lanfab_trial_deadline_timestamp_seconds 1795291(300|29[0-9])\n"));
 }
 

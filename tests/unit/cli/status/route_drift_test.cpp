@@ -83,7 +83,7 @@ TEST(RouteDrift, AMissingRouteIsNamedByItsDestination) {
 
 TEST(RouteDrift, SectionsThatAreNoRouteOfTheirOwn) {
   Snapshot snapshot = gateway();
-  // Empty, and the default route of a missing lease.
+  // A section without a route, and the default route of a missing lease.
   snapshot.wanted.interfaces["eth0"].route_sections = {{"", "", "50", ""}};
   EXPECT_THAT(drift_of(snapshot), IsEmpty());
   snapshot.wanted.interfaces["eth0"].address = kDynamicAddress;
@@ -105,14 +105,14 @@ TEST(RouteDrift, ARouteThatIsNotFromTheConfiguration) {
   EXPECT_EQ(only_drift(snapshot).fix, "ip route del blackhole 172.16.0.0/12 metric 7");
 }
 
-// Part of the packets to a configured destination.
+// It diverts part of the packets to a configured destination.
 TEST(RouteDrift, AMoreSpecificRouteIsNotMerelySurplus) {
   Snapshot snapshot = gateway_with_route();
   snapshot.kernel.routes.push_back(by_hand("10.20.5.0/24", "192.168.1.9", "eth0"));
   EXPECT_THAT(drift_of(snapshot),
               ElementsAre("eth0: the route to 10.20.5.0/24 via 192.168.1.9 is not configured"));
   EXPECT_EQ(only_drift(snapshot).why, "packets to 10.20.0.0/16 belong to eth1 (gateway 192.168.2.2)");
-  // The same way.
+  // It is merely surplus if it leads to the configured gateway.
   snapshot.kernel.routes.back() = by_hand("10.20.5.0/24", "192.168.2.2", "eth1");
   EXPECT_TRUE(only_drift(snapshot).is_surplus);
   snapshot.kernel.routes.back() = by_hand("10.20.5.0/24", "192.168.2.9", "eth1");
@@ -127,7 +127,7 @@ TEST(RouteDrift, RoutesThatAreExplained) {
   }
   snapshot.kernel.routes.push_back(by_hand("172.16.0.0/12", "192.168.1.9", "eth0"));
   snapshot.kernel.routes.back().table = "77";
-  // Those of the script for the cellular link, and one without a gateway.
+  // The routes that the script for the cellular link adds, and a default route without a gateway.
   snapshot.wanted.interfaces["wwan0"].is_default_route = true;
   snapshot.wanted.cellular_routes = {"198.51.100.2/32"};
   snapshot.kernel.links["wwan0"] = {true, true, 1430, "", std::nullopt, {}};
@@ -146,7 +146,7 @@ TEST(RouteDrift, ABetterRouteTakesThePackets) {
                              {"10.20.0.1", RouteChoice{"eth1", "192.168.2.2", ""}}};
   EXPECT_THAT(drift_of(snapshot), IsEmpty());
   snapshot.kernel.choices["10.20.0.1"] = RouteChoice{"eth0", "192.168.1.9", ""};
-  // The longest prefix that leads there; the others are surplus.
+  // The route with the longest prefix is the cause; the others are surplus.
   snapshot.kernel.routes.push_back(by_hand("10.0.0.0/8", "192.168.1.9", "eth0"));
   snapshot.kernel.routes.push_back(by_hand("10.20.0.0/16", "192.168.1.9", "eth0", 5));
   snapshot.kernel.routes.push_back(by_hand("10.0.0.0/12", "192.168.1.9", "eth0"));
@@ -168,7 +168,7 @@ TEST(RouteDrift, ADeviationWithoutACulprit) {
             "packets to 10.20.0.0/16 go through eth0 instead of eth1 (gateway "
             "192.168.2.2)");
   EXPECT_EQ(only_drift(snapshot).fix, "");
-  // What a wrong gateway of the same interface is.
+  // A wrong gateway of the right interface is a difference, too.
   snapshot.kernel.choices["10.20.0.1"] = RouteChoice{"eth1", "192.168.2.9", ""};
   EXPECT_EQ(drift_of(snapshot).size(), 1U);
 }
@@ -215,15 +215,15 @@ TEST(RouteDrift, ALostRouteToASubnet) {
             "eth1");
   EXPECT_EQ(only_drift(snapshot).fix,
             "ip route add 192.168.2.0/24 dev eth1 proto kernel scope link src 192.168.2.1");
-  // Gone on purpose.
+  // A pass-through port has no such route on purpose.
   snapshot.wanted.interfaces["eth1"].is_passed_through = true;
   EXPECT_THAT(drift_of(snapshot), IsEmpty());
   snapshot.wanted.interfaces["eth1"].is_passed_through = false;
-  // Reported as a missing route.
+  // If a section has this route, it is reported as a missing route.
   snapshot.wanted.interfaces["eth1"].route_sections.push_back({"192.168.2.0/24", "", "", ""});
   EXPECT_EQ(only_drift(snapshot).what, "the route to 192.168.2.0/24 is missing");
   snapshot.wanted.interfaces["eth1"].route_sections.pop_back();
-  // Reported as a missing address.
+  // A missing address is reported by find_link_drift() instead.
   snapshot.kernel.links["eth1"].addresses = {{"172.16.0.1/24", false}, {"garbage", false}};
   EXPECT_THAT(drift_of(snapshot), IsEmpty());
 }

@@ -54,7 +54,7 @@ TEST(RouteQueries, AnAddressOfAMoreSpecificRouteDoesNotStandForTheOther) {
                           "eth0: 21.0.0.1 for other networks by eth0 (gateway 192.168.1.9)"));
 }
 
-// A /30 whose two hosts are the gateway and nobody has none to ask for.
+// Both host addresses of the /30 belong to the gateway itself, so none is left to query.
 TEST(RouteQueries, ASubnetOfOwnAddressesIsLeftOut) {
   Facts facts;
   facts.interfaces["eth0"].address = "10.0.0.1/30";

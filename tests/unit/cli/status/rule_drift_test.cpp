@@ -117,7 +117,7 @@ TEST(RuleDrift, TheTablesForRepliesToTunnels) {
               ElementsAre("gre-tun2: the routing table 309 for replies is empty (pending)"));
   snapshot.kernel.routes.push_back({"default", "10.255.2.1", "gre-tun2", 0, false, "309", "boot"});
   EXPECT_THAT(drift_of(snapshot), IsEmpty());
-  // A tunnel whose name has no table.
+  // The name of this tunnel does not belong to any routing table.
   snapshot.wanted.reply_gateways = {{"tun0", "10.255.2.1"}};
   EXPECT_THAT(
       drift_of(snapshot),

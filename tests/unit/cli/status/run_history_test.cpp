@@ -21,7 +21,7 @@ class RunHistoryTest : public ::testing::Test {
     setenv("PATH", path_.c_str(), 1);
   }
 
-  // `script` is what journalctl does when it is asked for the entries of one process.
+  // `script` is the shell code that journalctl executes for a query of the entries of one process.
   static void set_journal(int process, const std::string& script) {
     const std::string entry = R"({"__CURSOR": "a", "__REALTIME_TIMESTAMP": "5000000", "_UID": "0", )"
                               R"("PRIORITY": "5", "MESSAGE": "lanfab APPLY", "_PID": ")" +

@@ -15,7 +15,7 @@ using Texts = std::vector<std::string>;
 
 constexpr char kUnit[] = "/run/systemd/network/20-eth0.network";
 
-// A gateway with one port, of which the services have the files; each test changes something.
+// A gateway with one port, whose services have read the latest files; each test changes something.
 static Snapshot gateway() {
   Snapshot snapshot;
   snapshot.wants_dnsmasq = true;
@@ -28,7 +28,7 @@ static Snapshot gateway() {
   return snapshot;
 }
 
-// Each drift as "subject: what (fix)".
+// Each difference as "subject: what (fix)".
 static Texts drift_of(const Snapshot& snapshot) {
   std::vector<Drift> drift;
   add_service_drift(snapshot, drift);

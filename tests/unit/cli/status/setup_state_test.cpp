@@ -47,7 +47,7 @@ TEST(SetupState, WhatAnInterfaceLacksComesWithTheCarrier) {
   EXPECT_FALSE(is_pending_at(snapshot, "eth1")) << "systemd-networkd does not know it";
 }
 
-// udev has failed, or no server answers: waiting changes nothing.
+// By then udev has failed, or no DHCP server answers: waiting longer would not help.
 TEST(SetupState, ASetupThatDoesNotProceedFor30SecondsIsOver) {
   for (const char* setup : {"pending", "initialized", "configuring"}) {
     Snapshot snapshot = gateway();
