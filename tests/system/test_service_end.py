@@ -12,7 +12,7 @@ PACKAGE = "/root/lanfab.deb"
 LOCK = "/var/run/LANFAB_LOCKED"
 UNIT = "/lib/systemd/system/lanfab.service"
 TELNET_INIT = "/usr/bin/telnet-init"
-# Long enough for a run on a busy machine to come to telnet-init.
+# Seconds; long enough for a run to reach telnet-init on a busy machine.
 SHORT = 15
 
 gateway = guest.Gateway()
