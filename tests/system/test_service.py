@@ -1,4 +1,4 @@
-"""The service with the package's confinement configures the same as the program without it."""
+"""Checks that the service, with the package's confinement, has the same effects as the program without it."""
 
 import json
 import os

@@ -1,4 +1,4 @@
-"""A run of the service that takes too long: it is ended, its lock is removed, and the next run works."""
+"""A run of the service that takes too long is ended, its lock is removed, and the next run works."""
 
 import re
 import sys
@@ -26,7 +26,7 @@ def setUpModule():
 
 
 def shorten_time_outs():
-    """Shortens systemd's time limits to SHORT seconds, that of a reload included."""
+    """Shortens systemd's time limits, including that of a reload, to about SHORT seconds."""
     (reload,) = re.findall("^ExecReload=.*$", gateway.read(UNIT), re.MULTILINE)
     less = reload.replace("170", str(SHORT))
     package.set_up(gateway, "lanfab", f"TimeoutStartSec={SHORT + 5}", "ExecReload=", less)

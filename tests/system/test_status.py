@@ -40,7 +40,7 @@ def look():
 
 
 def differences():
-    """Returns the subject and the text of each difference, marked if it is pending."""
+    """Returns (subject, what) of each difference, marked if it is pending."""
     return differences_of(look())
 
 

@@ -17,7 +17,7 @@ gateway = guest.Gateway()
 
 
 def differences():
-    """Returns the subject and the text of each difference."""
+    """Returns the differences in the report as {(subject, what): difference}."""
     output = gateway.run("lanfab", "status", "--format", "json", check=False).stdout
     return {(one["subject"], one["what"]): one for one in json.loads(output)["differences"]}
 

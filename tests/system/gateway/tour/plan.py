@@ -114,7 +114,7 @@ def make(config):
 
 
 def first(config, items, most, what, name):
-    """Returns the first `most` items; a remark counts the others."""
+    """Returns the first `most` items; adds a remark with the number of the others."""
     left_out = items[most:]
     if left_out:
         names = " to ".join(dict.fromkeys((name(left_out[0]), name(left_out[-1]))))
@@ -195,7 +195,7 @@ def vlan_lan(config, port, entry):
 
 
 def read_lan(config, ifname, network, behind, vlan=None):
-    """Yields the network, unless it has no address of its own."""
+    """Yields the network if it has a configured address."""
     if network.text("protocol") == "dhcp_client":
         config.remark(f"{ifname} is a DHCP client: the demo does not provide a server")
         return
