@@ -41,7 +41,7 @@ cat "/run/work/${0##*/}.txt"
 
 
 def key(place):
-    """Returns the key for this location; each location has another one."""
+    """Returns the key for this location; each location has a different key."""
     return base64.b64encode(hashlib.sha256(place.encode()).digest()).decode()
 
 
