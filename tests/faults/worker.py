@@ -21,7 +21,7 @@ NO_SUCH_CALL = "there is no such call, or nothing of the kind can happen to it"
 
 
 class Worker:
-    """Disturbs runs, one after the other, each on the same files."""
+    """Disturbs one run after the other; each begins with the same files."""
 
     def __init__(self, laid_gateway, before):
         self.gateway = laid_gateway
