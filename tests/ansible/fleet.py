@@ -80,7 +80,7 @@ class Gateway:
         return not self.is_on_trial() and not list(self.path("/run/units").iterdir())
 
     def outcome(self):
-        """Returns how the last trial ended: "kept" or "rolled back"; None if there was no trial."""
+        """Returns how the last trial ended: "kept" or "rolled back"; nothing if there was none."""
         path = self.path("/run/lanfab/outcome.json")
         return json.loads(path.read_text())["ending"] if path.exists() else None
 

@@ -27,7 +27,7 @@ gateway = guest.Gateway()
 
 
 def look():
-    """Returns two sets of differences: alarms, and pending ones."""
+    """Returns the differences: alarms, and pending ones."""
     found = json.loads(gateway.run("lanfab", "status", "--format", "json", check=False).stdout)["differences"]
     texts = {True: set(), False: set()}
     for one in found:
