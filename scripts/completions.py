@@ -28,7 +28,7 @@ class Option:
 
     @property
     def summary(self):
-        """The help without details, for a menu."""
+        """The help text without its details, for a completion menu."""
         return re.split("[;:] ", self.help)[0]
 
 
@@ -46,8 +46,8 @@ class Command:
 
 
 class Program:
-    """The global options and the commands of `lanfab`. The first option is the help, which every command has
-    too."""
+    """The global options and the commands of `lanfab`. The first option is --help, which every command also
+    has."""
 
     def __init__(self, path):
         output = subprocess.run([path, "describe"], stdout=subprocess.PIPE, check=True).stdout
@@ -114,7 +114,7 @@ def bash(program):
             values.append(" " * 4 + bash_case(f"'{command.name} {option.name}'", *actions))
         names = bash_words(names_of([*command.options, program.help]))
         words.append(bash_case(f"'{command.name} -'*", names))
-        # Does not count the arguments: completes every word as the last argument.
+        # The completion does not count the arguments: it completes every word as the last argument.
         for argument in command.arguments[-1:]:
             words.append(bash_case(f"'{command.name} '*", BASH[argument.completion]))
     words.append(bash_case("' -'*", bash_words(names_of(program.options))))

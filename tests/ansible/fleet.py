@@ -1,5 +1,5 @@
-"""Simulated gateways in their own namespaces, each connected by a cable to a controller, which is this
-process: it needs private user, network, mount and PID namespaces."""
+"""Simulated gateways in their own namespaces, each connected by a cable to the controller. The controller is
+this process: it needs private user, network, mount and PID namespaces."""
 
 import json
 import os
@@ -53,7 +53,7 @@ class Gateway:
         self.root = pathlib.Path(f"/proc/{self.process.pid}/root")
 
     def connect(self):
-        """Connects the cable."""
+        """Waits for the namespaces of the gateway and connects its eth0 to the controller."""
         if not self.process.stdout.readline():
             raise OSError(self.log.read_text())
         run("ip", "link", "add", self.name, "type", "veth", "peer", "name", "eth0", "netns", self.process.pid)
@@ -95,7 +95,7 @@ class Fleet(Controller):
     def __init__(self, lanfab, program, number_of_gateways):
         super().__init__(lanfab)
         self.lanfab, self.program = os.path.abspath(lanfab), os.path.abspath(program)
-        # No case waits for the end of a trial, unless it says so.
+        # By default, no trial ends by itself during a case.
         self.variables["lanfab_timeout"] = HANG_SECONDS
         shutil.copy(shutil.which("ip"), self.directory / "ip")
         begin = time.monotonic()
@@ -105,8 +105,8 @@ class Fleet(Controller):
         for gateway in self.gateways:
             gateway.await_server()
             self.hosts[gateway.name] = gateway.address
-        # A trial of so many seconds is active before it ends, however busy the machine: many times as long as
-        # the gateways took to start.
+        # The shortest timeout, in seconds, with which a trial becomes active before it ends, even on a busy
+        # machine: ten times as long as the gateways took to start.
         self.short_trial = min(max(10, round(10 * (time.monotonic() - begin))), HANG_SECONDS // 2)
         self.trust(*self.hosts.values())
 
@@ -117,7 +117,7 @@ class Fleet(Controller):
 
 
 def skip_without_ansible():
-    """Ends the test as skipped where a package is missing."""
+    """Skips the test if a required package is missing."""
     missing = find_missing()
     if missing:
         print(f"skipped: {missing} is missing: scripts/install-packages ansible")

@@ -12,7 +12,7 @@ LANFAB, PROGRAM = sys.argv.pop(1), sys.argv.pop(1)
 
 
 class Playbook(unittest.TestCase):
-    """Each class has its own gateways, which its cases share: a case begins with the active configuration."""
+    """The cases of a class share two gateways: each begins with the configuration that the last one left."""
 
     @classmethod
     def setUpClass(cls):
@@ -25,7 +25,7 @@ class Playbook(unittest.TestCase):
             wait_until(gateway.is_at_rest)
 
     def want(self, server):
-        """Makes the templates of both gateways use this DNS server."""
+        """Makes the templates of both gateways contain this DNS server."""
         for gateway in self.fleet.gateways:
             self.fleet.want(gateway.name, configuration(gateway.address, server))
 
@@ -94,7 +94,7 @@ class SpecialRollout(Playbook):
         printed = self.play("rollout.yml", "--limit", "g1", "-v")
         self.assertIn(f'"host": "{self.one.other_address}"', printed)
         self.assertIn(self.one.other_address, self.one.installed())
-        # And back.
+        # Change the address back.
         self.fleet.want(self.one.name, configuration(self.one.address, "8.8.8.4"))
         self.fleet.trust(self.one.other_address, self.two.address)
         self.play("rollout.yml", "--limit", "g1", moved={"g1": self.one.other_address})
@@ -120,7 +120,7 @@ class SpecialRollout(Playbook):
         printed = self.play("drift.yml")
         self.assertRegex(printed, r"g1 +1\.1\.0\S* +0 ")
         self.assertRegex(printed, r"g2 +1\.1\.0\S* +[1-9]  \S")
-        # The same configuration is applied again.
+        # A rollout ends the drift.
         self.want("9.9.9.9")
         self.play("rollout.yml")
         self.assertRegex(self.play("drift.yml"), r"g2 +1\.1\.0\S* +0 ")
@@ -143,7 +143,7 @@ class FailedRollout(Playbook):
 
     def test_a_gateway_that_accepts_no_new_connection_goes_back(self):
         self.want("8.8.8.6")
-        # The connection through which the trial has begun survives.
+        # The connection through which the trial began stays open.
         key = self.fleet.directory / "user_key.pub"
         self.one.path("/run/before-apply").write_text(
             f"if [ -e /run/lanfab/network.json ]; then mount --bind /dev/null {key}; else umount {key}; fi")
@@ -166,7 +166,7 @@ class FailedRollout(Playbook):
 
     def test_a_difference_that_was_not_there_before(self):
         self.want("8.8.8.3")
-        # The trial's address is not set, but the one of the rollback is.
+        # The apply of the trial does not run, but the one of the rollback does.
         change = "[ ! -e /run/lanfab/network.json ] || set -- x x true"
         self.one.path("/run/before-apply").write_text(change)
         self.addCleanup(self.one.path("/run/before-apply").unlink)
@@ -213,7 +213,7 @@ class BadInput(Playbook):
         self.expect_failure("10.1.1.1: Missing sudo password")
 
     def test_one_failure_ends_the_roll_out_after_its_wave(self):
-        # In the first wave is one gateway, in the second one are five. All but g2 are the first gateway.
+        # The first wave has one gateway, the second one has five. All names except g2 are the first gateway.
         names = ["g3", "g4", "g5", "g6", "g7"]
         self.fleet.hosts.update({name: self.one.address for name in names})
         self.addCleanup(lambda: [self.fleet.hosts.pop(name) for name in names])

@@ -3,7 +3,8 @@
 and an SSH server, with stubs of systemd and of systemd-networkd, which sets the address of eth0.
 
 Usage: gateway.py LANFAB CMD_LANFAB KEYS CONFIGURATION. KEYS is a directory with the server's key, the public
-key of the user and a copy of ip. It prints a line, and waits for one on standard input: eth0 is there now.
+key of the user and a copy of ip. The program prints a line when its namespaces exist, and waits for a line on
+standard input, which means that eth0 exists.
 """
 
 import ctypes
@@ -18,13 +19,13 @@ from lib.sandbox import put_first
 
 LANFAB, PROGRAM, KEYS, CONFIGURATION = (pathlib.Path(word) for word in sys.argv[1:5])
 HOME = pathlib.Path("/run/root")
-# A test makes these files: commands of a shell that an apply runs first, or what ends sudo.
+# Files that a test creates: shell commands that an apply runs first, and a file that makes sudo fail.
 BEFORE_APPLY = pathlib.Path("/run/before-apply")
 NO_SUDO = pathlib.Path("/run/no-sudo")
 
 SCRIPTS = {
     **systemd.SCRIPTS,
-    # A network card cannot be deleted; the end of a cable that stands for one can.
+    # A real network card cannot be deleted, but eth0 is one end of a veth pair.
     "ip": f'case $* in *"link del"*eth0) exit 2 ;; esac; exec {KEYS}/ip "$@"\n',
     "networkctl": """echo '{"Interfaces": [{"Name": "eth0", "AdministrativeState": "configured"}]}'\n""",
     "sudo": f"""
@@ -34,8 +35,8 @@ SUDO_USER=anna exec "$@"
 """,
     "lanfab": f'exec {LANFAB} "$@"\n',
     "cmd_lanfab": f'exec {PROGRAM} "$@"\n',
-    # The services are active; the stub of systemd-run has the state of its units. Stopping an apply waits for
-    # its end.
+    # All services are active; the units of the stub of systemd-run are files. Stopping an apply waits for its
+    # end.
     "systemctl": """
 case $* in
   *ActiveState,*) printf 'ActiveState=active\\nSubState=running\\n\\n%%.0s' 1 2; exit ;;
@@ -50,8 +51,8 @@ case $* in
     exit ;;
 esac
 """ % {"units": UNITS} + systemd.SCRIPTS["systemctl"],
-    # The service of a rollback, which the timer and systemctl start: once at a time. Who comes while it runs
-    # waits for its end.
+    # The rollback service, which the timer and systemctl start. Only one rollback runs at a time; a second
+    # start waits for its end.
     "lanfab-revert": f"""
 service={UNITS}/lanfab-revert.service
 if mkdir $service 2>/dev/null; then
@@ -62,7 +63,7 @@ if mkdir $service 2>/dev/null; then
 fi
 while [ -e $service ]; do sleep 0.1; done
 """,
-    # The timers go off, unless they are stopped. The services of a roll-out and of an apply run.
+    # Timers expire unless they are stopped. The services of a rollout and of an apply really run.
     "systemd-run": """
 service() {
   while [ "${1#-}" != "$1" ]; do shift; done
@@ -91,7 +92,7 @@ if [ "${seconds-}" ]; then
 fi
 exit $status
 """ % (UNITS, systemd.SCRIPTS["systemd-run"]),
-    # An apply, and what systemd-networkd makes of its unit.
+    # Runs an apply, and sets the addresses in its unit like systemd-networkd.
     "timeout": f"""
 [ ! -e {BEFORE_APPLY} ] || . {BEFORE_APPLY}
 shift 2

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Tests the collection with `ansible-test sanity`. Those of its tests that would install Python packages from
-the Internet run directly, with Debian's packages."""
+"""Tests the collection with `ansible-test sanity`. Sanity tests that would install Python packages from the
+Internet run directly, with Debian's packages."""
 
 import os
 import pathlib
@@ -15,12 +15,12 @@ from lib.controller import COLLECTION
 
 PYTHON = "/usr/bin/python3"
 SANITY = pathlib.Path("/usr/lib/python3/dist-packages/ansible_test/_util/controller/sanity")
-# Some versions of Ansible lack some of them.
+# The sanity tests to run, if this version of Ansible has them.
 TESTS = """
     action-plugin-docs changelog compile empty-init line-endings no-assert no-get-exception
     no-illegal-filenames no-main-display no-smart-quotes replace-urlopen shebang symlinks
     use-argspec-type-path use-compat-six""".split()
-# No license has been granted.
+# The collection has no license.
 ALLOWED = "Emissing-gplv3-license"
 
 

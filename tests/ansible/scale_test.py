@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""Rolls a configuration out to 200 simulated gateways, of which 5 fail at random: exactly these roll back,
-and the roll-out ends after their wave. Then to all of them: the controller may use 3 s of processor time for
-each. The arguments are lanfab, cmd_lanfab, and perhaps the number of gateways and a seed.
+"""Rolls out a configuration to 200 simulated gateways, of which 5 at random fail: exactly these roll back,
+and the rollout ends after their wave. Then rolls out to all of them: the controller may use at most 3 s of
+processor time for each gateway. The arguments are lanfab, cmd_lanfab, and optionally the number of gateways
+and a seed.
 """
 
 import os
@@ -13,10 +14,10 @@ import time
 from fleet import Fleet, configuration, skip_without_ansible, wait_until
 
 FAILING = 5
-# Percent. The waves of the playbook are [1, 5, "10%", "50%", "100%"].
+# The last waves, in percent: the waves of the playbook are [1, 5, "10%", "50%", "100%"].
 WAVES = (10, 50, 100)
 MOST_CONTROLLER_SECONDS = 3
-# What a gateway that fails does first in every apply of a trial.
+# Shell commands that make every apply of a trial fail.
 FAILURE = "[ ! -e /run/lanfab/network.json ] || exit 1\n"
 
 
@@ -31,9 +32,9 @@ def waves_of(gateways):
 
 
 def controller_seconds(fleet):
-    """Returns the processor time of the controller's processes that have ended."""
-    # Orphans, such as the connections that a playbook left open, are children of this process, the first one
-    # of its PID namespace.
+    """Returns the processor time, in seconds, of the controller's processes that have ended."""
+    # Orphans, such as the connections that a playbook left open, become children of this process, which is
+    # PID 1 of its namespace.
     running = {gateway.process.pid for gateway in fleet.gateways}
     while True:
         ended = os.waitid(os.P_ALL, 0, os.WEXITED | os.WNOHANG | os.WNOWAIT)
@@ -84,7 +85,7 @@ def main():
     fleet = Fleet(sys.argv[1], sys.argv[2], number)
     waves = waves_of(fleet.gateways)
     draw = random.Random(seed)
-    # In one wave: no other one would begin.
+    # All failing gateways are in one wave, because the rollout ends after it.
     failing = draw.sample(draw.choice([wave for wave in waves if len(wave) > FAILING]), FAILING)
     for gateway in failing:
         gateway.path("/run/before-apply").write_text(FAILURE)

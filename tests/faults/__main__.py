@@ -11,7 +11,7 @@ from lib.checkout import CHECKOUT, answer, in_sandboxes, sandboxed
 
 PROGRAM = str(CHECKOUT / "build/release/cmd_lanfab")
 
-# The kinds that every processor has a worker for, and those that yield what does not hold.
+# Kinds whose runs are shared by a worker for each processor, and kinds with a function that yields errors.
 SHARED = ("faults", "signals", "disk")
 OTHERS = {"simultaneous": simultaneous.play, "callers": callers.play, "self-test": self_test.play,
           "confirm": trial.play, "try": trial.play}
@@ -65,14 +65,14 @@ def unused_exemptions(arguments, used):
     """Returns the exemptions that no run needed, if all runs were made."""
     if arguments.syscall or arguments.at or arguments.disturb or len(arguments.action) < len(worker.ACTIONS):
         return []
-    # Those of a full disk are perhaps for nothing else.
+    # An exemption that permits a full disk may not be needed for any other fault.
     names = {exemption.name for exemption in exemptions.EXEMPTIONS if not exemption.needs_space}
     names |= {silence.name for silence in exemptions.SILENCES}
     return sorted(names - used.keys()) if arguments.kind == "faults" else []
 
 
 def inside(arguments):
-    """The part that runs in a sandbox; returns the exit status."""
+    """Does the work inside a sandbox; returns the exit status."""
     os.umask(0o022)
     if arguments.verbose and arguments.kind in SHARED:
         return 0 if list(worker.play(arguments)) else 1

@@ -1,6 +1,6 @@
-"""Runs the program under different callers, inside the sandbox: the outcome is always the same.
+"""Runs the program under different callers, inside the sandbox, and checks that the outcome is the same.
 
-Also sends signals to runs that wait for the lock of another one, and to one that is acquiring the lock.
+Also sends signals to runs that wait for the lock of another run, and to a run that is acquiring the lock.
 """
 
 import os
@@ -44,7 +44,7 @@ CALLERS = {
 
 
 def play_callers(laid, before):
-    """Yields the differences of the outcome under a caller."""
+    """Yields the differences between the outcome under each caller and the usual one."""
     runs = worker.Worker(laid, before)
     for action in worker.ACTIONS:
         reference = runs.reference(action)
@@ -56,7 +56,7 @@ def play_callers(laid, before):
 
 
 def play_waiting_runs(laid, before):
-    """Yields the effects of a signal on a waiting run other than ending it."""
+    """Yields an error for each signal that does not end a waiting run, or that has another effect."""
     lock = pathlib.Path(gateway.LOCK)
     for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
         lay(before)
@@ -72,7 +72,8 @@ def play_waiting_runs(laid, before):
             yield f"a waiting run that ends by {number.name} deletes the lock of another one"
 
 
-# Ends the shell that started it and the run; makes the lock file once the run waits for it, or has gone.
+# Replaces touch: sends SIGTERM to the run and kills the shell between the two. Creates the lock file after
+# the run has started to wait for the touch, or has exited.
 LATE_TOUCH = """#!/bin/sh
 run=$(cut -d " " -f 4 "/proc/$PPID/stat")
 kill -TERM "$run"
@@ -84,7 +85,7 @@ while state=$(cut -d " " -f 3 "/proc/$run/stat" 2>/dev/null) && [ "$state" = R ]
 
 
 def play_late_touch(laid, before):
-    """Yields the files left by a run whose shell exits before the touch that it started."""
+    """Yields an error if a run leaves a lock because its shell exits before the touch that it started."""
     lay(before)
     stub = laid.scratch / "touch"
     stub.write_text(LATE_TOUCH)
@@ -92,7 +93,7 @@ def play_late_touch(laid, before):
     subprocess.run(["mount", "--bind", stub, "/bin/touch"], check=True)
     run = subprocess.Popen([laid.program, "dnsmasq"], env=laid.environment("new", "late touch"),
                            stdout=subprocess.PIPE)
-    # The touch has it open, too.
+    # Waits for the touch, too, which also has standard output open.
     run.communicate(timeout=HANG_SECONDS)
     if run.returncode != -signal.SIGTERM:
         yield f"a run whose touch is late ends with {run.returncode}"

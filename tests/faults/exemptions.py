@@ -23,12 +23,11 @@ STAGING = r"/var/volatile/qel/\.dnsmasq_conf"
 
 COPY_OF_CONF = "cp of dnsmasq.conf"
 
-# The reason explains why this is harmless, or how it is reported.
-#
-# `about` is "command" for a command of the program, or for starting it; "call" for a call of its own.
-# `where` matches the command line, or the path of the call; `calls` are the names of the calls. `needs_space`
-# is true if a full disk is such a fault. `spoils` are the things that may then differ: a path, "database"
-# or "command: " with the command that was not run. If `is_said`, the log must name the path.
+# `about` is "command" if a command of the program fails or cannot be started, "call" if one of the program's
+# own calls fails. `where` matches the command line or the path of the call, `calls` the name of the call.
+# `needs_space` is true if a full disk is such a fault. `spoils` matches the things that may then differ: a
+# path, "database", or "command: " with a command that was not run. If `is_said`, the log must name the path.
+# `reason` explains why the difference is harmless, or how it is reported.
 Exemption = collections.namedtuple("Exemption", "name about where calls needs_space spoils is_said reason")
 
 
@@ -111,8 +110,8 @@ EXEMPTIONS = [
 ]
 
 
-# Failures that neither the log nor a tool reports: `where` matches the call with its object and its
-# process, as a report shows it.
+# Failures that neither the log nor a tool reports: `where` matches "NAME(OBJECT) of COMMANDS", as a report
+# shows the call.
 Silence = collections.namedtuple("Silence", "name where reason")
 
 SILENCES = [

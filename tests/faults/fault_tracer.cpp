@@ -5,23 +5,23 @@
 //   fault_tracer --report FILE --calls all|program --at PROCESS:CALL --disturb HOW[:NUMBER] -- COMMAND...
 //       disturbs the call CALL of the process PROCESS; both are counted from 0, as in the list
 //
-// Among the calls are those of the dynamic loader, or not.
+// With --calls all, the calls of the dynamic loader count, too.
 //
 // HOW, with the number of an error or a signal:
 //   error    the call is not made and fails
 //   late     the call is made and fails
-//   short    a write takes half of the bytes
-//   torn     a read or write moves half of the bytes, the next one on the descriptor fails
-//   signal   the first process gets the signal; if another one is at the call, it waits until the first has
-//            dealt with it
+//   short    a write transfers half of the bytes
+//   torn     a read or write transfers half of the bytes; the next one on the descriptor fails
+//   signal   the first process gets the signal; if another process makes the call, it is held until the first
+//            one has handled the signal
 //   group    the whole process group gets the signal, as from a terminal
 //
-// A process is counted when it is forked, a call when it is begun. So two runs of a program whose processes
-// wait for each other have the same numbers.
+// A process is counted when it is forked, a call when it begins. Therefore, the numbers are the same in every
+// run of a program whose processes wait for each other.
 //
 // Each line of the report is one of these, its fields separated by tabs:
-//   process NUMBER PARENT COMMAND...                     it was forked, or has executed a program
-//   call PROCESS CALL loader|program NAME NUMBER PATH    the number is the third argument: a length, or flags
+//   process NUMBER PARENT COMMAND...                     it was forked, or (PARENT is -1) executed a program
+//   call PROCESS CALL loader|program NAME NUMBER PATH    NUMBER is the third argument: a length or flags
 //   disturbed PROCESS CALL NAME
 //   end exit|signal NUMBER                               of the first process, when all have ended
 
@@ -52,7 +52,8 @@
 
 namespace {
 
-// The meaning of the first or second argument, for the list.
+// The argument that is listed as the path of a call: none, the first one as a descriptor or a path, or the
+// second one as a path.
 enum Object { kNone, kDescriptor, kPath, kPathAt };
 
 struct Call {
@@ -83,8 +84,8 @@ struct Disturbance {
 // The remaining steps after the disturbed call was resumed.
 struct Pending {
   pid_t pid = 0;
-  bool at_exit = false;               // its result is still to be changed
-  std::uint64_t torn_call = 0;        // the next such call ...
+  bool at_exit = false;               // the result of the call is still to be changed
+  std::uint64_t torn_call = 0;        // the next call with this number ...
   std::uint64_t torn_descriptor = 0;  // ... on this descriptor fails
 };
 
@@ -145,7 +146,7 @@ static constexpr std::array kCalls = {
     Call{SYS_writev, "writev", kDescriptor},
 };
 
-// The processes by PID; also those that stopped before their parent reported them.
+// The processes by PID, and the PIDs of children that stopped before the fork was reported.
 static std::map<pid_t, Process> processes;
 static std::vector<pid_t> early_children;
 static int process_count = 0;
@@ -169,7 +170,8 @@ static const Call* find_call(std::uint64_t number) {
   return found == kCalls.end() ? nullptr : found;
 }
 
-// From here on, addresses are the same in every run, and those of the loader in every process.
+// Executes this program again without address randomization: the addresses are then the same in every run,
+// and those of the loader also in every process.
 static void fix_addresses(char* argv[]) {
   if ((personality(0xffffffff) & ADDR_NO_RANDOMIZE) != 0) return;
   personality(ADDR_NO_RANDOMIZE);
@@ -194,7 +196,7 @@ static bool is_in(const Range& range, std::uint64_t address) {
   return address >= range.begin && address < range.end;
 }
 
-// Lets the calls of the loader pass. Its addresses differ in their lower halves only.
+// Allows the calls of the loader without a stop. The loader's addresses differ only in their lower halves.
 static void pass_loader(std::vector<sock_filter>& filter) {
   constexpr auto kAddress = static_cast<std::uint32_t>(offsetof(seccomp_data, instruction_pointer));
   filter.push_back(BPF_STMT(BPF_LD | BPF_W | BPF_ABS, kAddress + 4));
@@ -222,7 +224,7 @@ static void install_filter() {
   }
 }
 
-// The command starts when this process traces it.
+// Starts the command, traced from its first instruction; returns its PID.
 static pid_t start(char* command[]) {
   int ready[2];
   if (pipe(ready) != 0) fail("pipe");
@@ -282,7 +284,7 @@ static std::string object_of(pid_t pid, const Call& call, const user_regs_struct
   char target[PATH_MAX];
   const ssize_t length = readlink(link.c_str(), target, sizeof target);
   const std::string path(target, length < 0 ? 0 : static_cast<std::size_t>(length));
-  // Without the number of a socket or a pipe, which differs in every run.
+  // Omit the number of a socket or a pipe, which differs in every run.
   return path.substr(0, path.find(":["));
 }
 
@@ -299,7 +301,7 @@ static void list_call(pid_t pid, const Process& process, const Call& call,
 }
 
 static void let_go(pid_t pid, int signal = 0) {
-  // A process that was killed meanwhile cannot be resumed, which waitpid reports.
+  // This fails if the process was killed meanwhile, which waitpid reports.
   ptrace(PTRACE_CONT, pid, nullptr, signal);
 }
 
@@ -314,7 +316,7 @@ static void refuse(pid_t pid, user_regs_struct& registers, int error) {
   let_go(pid);
 }
 
-// Whether the first process will handle the signal immediately, so that another one can wait for that.
+// Whether the first process will handle the signal immediately, so that `other` can be held until then.
 static bool acts_on(int signal, const Process& other) {
   // The parent of a vfork sleeps until its child has executed a program.
   if (!other.has_executed) return false;
@@ -387,14 +389,14 @@ static void handle_call(pid_t pid, bool lists) {
   ++process.calls;
 }
 
-// The end of the disturbed call.
+// Changes the result of the disturbed call, if that remains to be done.
 static void handle_exit_of_call(pid_t pid) {
   if (pending.pid == pid && pending.at_exit) {
     user_regs_struct registers{};
     ptrace(PTRACE_GETREGS, pid, nullptr, &registers);
     pending.at_exit = false;
     if (disturbance.how == "torn") {
-      // A call without data cannot be partial, and the end of a file is not a failure.
+      // A transfer of less than two bytes cannot be halved, and the end of a file is not a failure.
       if (static_cast<std::int64_t>(registers.rax) < 2) pending = {};
       if (static_cast<std::int64_t>(registers.rax) > 1) registers.rax /= 2;
     } else {

@@ -17,17 +17,17 @@ from lib.sandbox import (ACTIVE_SERVICES, RECORDED_COMMANDS, Syslog, read_system
 NETWORK = TESTS / "faults" / "network.json"
 DATABASE = "/run/sysdb.sqlite3"
 LOCK = "/run/LANFAB_LOCKED"
-# Those who take it hold this meanwhile.
+# Runs hold a lock on this file while they acquire LOCK.
 GUARD = "/run/.LANFAB_LOCKED.guard"
 HOSTS = "127.0.0.1 localhost\n10.1.1.1 relay.example\n"
 
-# What the cellular link got, before and now.
+# The values of the cellular link at the time of the old configuration, and the current ones.
 OLD_LINK = {"intf": "wwan0", "ipv4": "10.63.1.2", "cidr": "29", "netmask": "255.255.255.248",
             "gw": "10.63.1.1", "mtu": "1420", "dns1": "10.63.0.53", "dns2": "10.63.0.54"}
 LINK = {"intf": "wwan0", "ipv4": "10.64.1.2", "cidr": "30", "netmask": "255.255.255.252", "gw": "10.64.1.1",
         "mtu": "1430", "dns1": "10.64.0.53", "dns2": "10.64.0.54"}
 
-# How a run ended: `status` is the exit status or, negative, the signal; None when it did not end.
+# Outcome of a run: `status` is the exit status, a negated signal number, or None if the run did not end.
 Outcome = collections.namedtuple("Outcome", "status files database log commands stderr report")
 
 
@@ -80,7 +80,7 @@ class Gateway:
         write_system_database(["CELL_CONNECTED = 1"])
         outcome = self.run("apply", configuration="old", stage="prepare")
         assert outcome.status == 0, outcome
-        # A file that is there keeps its mode; this one gets it by a command.
+        # An existing file keeps its mode. Without this file, the next run has to set its mode by a command.
         os.unlink("/run/post_networkd_start_actions_script")
         self._lay_link(LINK)
         return snapshot()
@@ -90,7 +90,7 @@ class Gateway:
                 "LANFAB_CONFIG_DIR": str(self.scratch / configuration), **self.additional_environment}
 
     def run(self, action, tracer_options=None, configuration="new", stage="reference", **caller):
-        """Runs the program once on the current files; `caller` has arguments of Popen for the caller."""
+        """Runs the program once on the current files; `caller` are more arguments of Popen for the run."""
         report = self.scratch / "report"
         report.write_text("")
         RECORDED_COMMANDS.write_text("")
@@ -141,7 +141,10 @@ class Gateway:
 
 
 def trace(tracer, *words, **options):
-    """Runs a command under the tracer; returns its end, its output, and the lines of the report."""
+    """Runs a command under the tracer.
+
+    Returns its exit status (negative after a signal), its standard error, and the lines of the report.
+    """
     report = pathlib.Path("/dev/shm/report")
     done = subprocess.run([tracer, "--report", report, "--calls", "program", *words], check=True,
                           stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True, **options)
@@ -150,7 +153,7 @@ def trace(tracer, *words, **options):
 
 
 def status_in(report):
-    """Returns the exit status of the traced program, or its negated signal number."""
+    """Returns the exit status of the traced program, its negated signal number, or None without an end."""
     for line in reversed(report):
         fields = line.split("\t")
         if fields[0] == "end":

@@ -19,11 +19,12 @@ UNDO = ("/sbin/ip link delete ", "/sbin/ip route del ")
 FAILED = 255
 LEVELS_OF_NOTICE = ("emerg ", "alert ", "crit ", "err ", "warning ", "notice ")
 
-# `invariant` is its name; "exempt" is none, its text is the name of an exemption that was needed.
+# `invariant` is the name of the violated invariant. "exempt" is not a violation: its `text` is the name of an
+# exemption that was needed.
 Violation = collections.namedtuple("Violation", "invariant text")
 
-# A run without a fault: the state that it starts from, what comes of it, and by path the contents that a file
-# has when one of the values that are read is missing.
+# A run without a fault: the state before it and its outcome. `variants` has, by path, the contents that a
+# file may also have if a value could not be read.
 Reference = collections.namedtuple("Reference", "before after variants")
 
 
@@ -48,14 +49,14 @@ def is_whole(path, file, reference):
     states = (reference.before, reference.after)
     wholes = [state.files[path].content for state in states if path in state.files]
     if path in (INTERFACES_SCRIPT, HOSTS_FILE):
-        # They grow line by line.
+        # These files are written line by line.
         known = set(b"".join(wholes).splitlines(keepends=True))
         return all(line in known for line in file.content.splitlines(keepends=True))
     return file.content in wholes or file.content in reference.variants.get(path, ())
 
 
 def parts(outcome, reference):
-    """Returns the files that are neither unchanged nor as after a run without a fault."""
+    """Returns the paths of the files that are neither unchanged nor as after a run without a fault."""
     return sorted(path for path, file in outcome.files.items()
                   if not is_database(path) and path not in (LOCK, GUARD)
                   and not is_whole(path, file, reference))
@@ -71,7 +72,7 @@ def new_lines(outcome, reference):
 
 
 def is_said(pattern, reason, lines):
-    """Whether a line has a path that matches the pattern, and the error."""
+    """Whether a line contains both a match of the pattern and the error."""
     return any(re.search(pattern, canonical(line)) and reason in line for line in lines)
 
 
@@ -80,13 +81,13 @@ def is_heard_of(job, outcome, reference):
     about, path = exemptions.what_failed(job.point)
     if about == "command" and outcome.stderr:
         return True
-    # Its reader has another reason for half an answer.
+    # A program that could read only half of its data may report EIO instead of the error.
     words = (os.strerror(job.number), os.strerror(errno.EIO), path)
     return any(word in canonical(line) for line in new_lines(outcome, reference) for word in words)
 
 
 def check_word(job, outcome, reference):
-    """Checks that no difference after status 0 is silent."""
+    """Checks that every difference after status 0 is reported."""
     if outcome.status != 0 or job.point is None or is_heard_of(job, outcome, reference):
         return
     things = wrong_things(outcome, reference)
@@ -98,7 +99,7 @@ def check_word(job, outcome, reference):
 
 
 def check_status(job, outcome, reference):
-    """Checks that no file differs after status 0."""
+    """Checks that nothing differs after status 0 without an exemption."""
     if outcome.status != 0:
         return
     for thing in wrong_things(outcome, reference):
@@ -141,7 +142,7 @@ def check_lock(job, outcome, _reference):
 
 
 def check_said(job, outcome, reference):
-    """Checks that a relevant failure is in the log, a truncated file with its path and the error."""
+    """Checks that a failure with an effect is logged, and that of a write with its path and the error."""
     things = wrong_things(outcome, reference)
     if not things and outcome.status == 0:
         return
@@ -169,8 +170,8 @@ def check_write_is_said(job, things, lines):
 
 
 def check_causes_are_said(job, things, lines):
-    """Whether a file may differ on a full disk because another one, on which it depends, could not be
-    written."""
+    """Checks that each file that differs on a full disk is in the log with the error, unless the log names
+    another file on which it depends, or an exemption does not require a log line."""
     reason = os.strerror(errno.ENOSPC)
     for path in (thing for thing in things if thing.startswith("/")):
         causes = exemptions.find_all(job, path)
@@ -184,7 +185,7 @@ def is_signal(job):
 
 
 def check_end_by_signal(job, outcome, reference):
-    """Checks that the signal ends the run, with its own status, and that no command follows."""
+    """Checks that the signal terminates the run, and that no unexpected command was run."""
     if job.is_late and outcome.status == 0 and not wrong_things(outcome, reference):
         return
     if outcome.status != -job.number:
@@ -195,7 +196,7 @@ def check_end_by_signal(job, outcome, reference):
 
 
 def check_parts_after_signal(_job, outcome, reference):
-    """Checks that dnsmasq reads no truncated file: its service rejects an unfinished copy."""
+    """Checks that dnsmasq does not read a truncated file: its service rejects one without the last line."""
     if DNSMASQ_CONF in parts(outcome, reference) and LAST_LINE in outcome.files[DNSMASQ_CONF].content:
         yield Violation("part", f"{DNSMASQ_CONF} holds a part, with its last line")
 
@@ -231,7 +232,7 @@ def notices(log):
 
 
 def is_as_expected(path, expected, files):
-    """Whether a file is as expected; undoing an interface twice is permitted."""
+    """Whether a file is as expected; the script that undoes interfaces may have a line twice."""
     if path == INTERFACES_SCRIPT and path in expected and path in files:
         return set(expected[path].content.splitlines()) == set(files[path].content.splitlines())
     return is_database(path) or expected.get(path) == files.get(path)

@@ -8,23 +8,23 @@ import signal
 
 from faults.gateway import canonical
 
-# A call as the tracer lists it. `command` is the line of commands that led to its process, `object` the path
-# that it is about or, where it begins a process, the commands of that one. `is_main` is true for the program,
-# `is_own` also for a process that it forks and that executes nothing.
+# A system call from the tracer's list. `command` are the commands that led to its process. `object` is the
+# path of the call or, if the call starts a process, the commands of that process. `is_main` is true for the
+# program itself, `is_own` also for processes that it forks and that execute no other program.
 Point = collections.namedtuple("Point", "process call phase name argument object command is_main is_own "
                                         "spawns")
 
-# One disturbed run. When `is_late`, a signal may come after all is done.
+# One disturbed run. If `is_late`, the signal may come after the run has done all its work.
 Job = collections.namedtuple("Job", "action point how number is_late", defaults=(False,))
 
-# What a process runs that is forked and executes nothing.
+# The command of a process that the program forks and that executes no other program.
 COPY = "a copy of the program"
 LOCK = "/var/run/LANFAB_LOCKED"
 STUBS = ("ip", "systemctl", "networkctl", "telnet-init", "route_table_flush", "route_table_add")
-# Where a process begins another one.
+# Calls that start a process.
 SPAWNS = ("clone", "clone3", "fork", "vfork")
 
-# The error with which a call fails, and what else goes wrong with some: how, and with which error.
+# The error with which each call fails, and the other faults of some calls, as (how, error).
 CALLS_BY_ERROR = {
     "EAGAIN": "clone clone3 fork vfork",
     "ECONNREFUSED": "connect recvfrom",
@@ -59,7 +59,7 @@ CHANGES = ("write", "copy_file_range", "fchmodat", "unlink", "unlinkat", "utimen
 
 
 class Process:
-    """A process: its commands in order, and its children without a call so far."""
+    """A process: the commands that it has executed, in order, and its children without a point so far."""
 
     def __init__(self, parent):
         self.parent = parent
@@ -71,7 +71,7 @@ class Process:
     def execute(self, command, known_images):
         self.commands.append(command)
         words = command.split()
-        # Itself or its interpreter comes first.
+        # The first word is the stub itself or its interpreter.
         self.is_stub |= any(word.startswith("/") and os.path.basename(word) in STUBS
                                 for word in words[:2])
         image = os.path.basename(words[0])
@@ -110,16 +110,16 @@ def read_list(report):
 
 
 def phase_of(process, fields):
-    """Returns whether the call is the loader's, the program's, or one that is not disturbed."""
+    """Returns "loader" or "program", or another word if the call is not to be disturbed."""
     if process.is_stub:
         return "stub"
-    # The loader of a tool is disturbed once: it does the same every time.
+    # The loader does the same each time a tool is executed: disturb only the first time.
     return "repeated loader" if fields[1] == "loader" and process.repeats_loader else fields[1]
 
 
 def make_point(call, following):
     number, process, phase, index, _, name, argument, path = call
-    # A new process of posix_spawn has a stack, which is mapped just before.
+    # posix_spawn maps the stack of the new process just before it starts the process.
     spawns = name in SPAWNS or (name == "mmap" and following[5] in SPAWNS)
     if spawns and process.children:
         path = process.children[0].line_of_commands()
@@ -138,14 +138,15 @@ def fault_jobs(action, points, phase):
 
 
 def can_happen(how, point):
-    """Whether a write can be partial: one of a single byte cannot."""
+    """Whether the disturbance is possible: a write of a single byte cannot be partial."""
     return how not in ("short", "torn") or point.name in ("read", "pread64") or point.argument > 1
 
 
 def class_of(job):
-    """Jobs of one class do the same to the same call, about the same file, in a process of the same commands.
+    """Returns the class of a job, for the sample.
 
-    The signals that the program can handle are one way to disturb it.
+    Jobs of one class disturb the same call on the same file in the same way, in processes with the same
+    commands. All signals that the program can handle count as the same way.
     """
     point = job.point
     is_caught = job.how in ("signal", "group") and job.number != signal.SIGKILL
@@ -155,7 +156,7 @@ def class_of(job):
 
 
 def signal_jobs(action, points, by_turns):
-    """Returns all signals at each point or, `by_turns`, SIGKILL and, in turns, one of the others."""
+    """Returns a job for each signal at each point; if `by_turns`, only for SIGKILL and one other in turn."""
     main = [point for point in points if point.is_main]
     release = max(point.call for point in main if (point.name, point.object) == ("unlink", LOCK))
     at = [point for point in points[1:] if is_signal_point(point)]
@@ -166,8 +167,8 @@ def signal_jobs(action, points, by_turns):
 
 
 def is_signal_point(point):
-    """Returns every call of the program, and of its children the first, the last and those that change
-    something."""
+    """Whether signals are sent at this point: at each call of the program, and at the first, the last and the
+    changing calls of its children."""
     if point.is_main or point.name in ("execve", "exit_group"):
         return point.phase != "repeated loader"
     opens_to_write = point.name == "openat" and point.argument & (os.O_CREAT | os.O_TRUNC)

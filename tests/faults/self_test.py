@@ -1,6 +1,7 @@
 """Checks, inside the sandbox, that each mutation of the program is detected.
 
-Each mutation is active in a run of CI's sample, so the sample must have a run in which it can happen.
+The effect of each mutation is judged as that of a disturbed run in CI's sample, so the sample must have a run
+in which it can happen.
 """
 
 import errno
@@ -12,7 +13,7 @@ from lib.checkout import TESTS
 
 
 def is_sent(job):
-    """Whether a log line is not sent, or a name not queried."""
+    """Whether sending a log line or a DNS query fails."""
     return job.how == "error" and job.point.is_main and job.point.name == "sendto"
 
 
@@ -55,7 +56,7 @@ SECONDS_OF_HANG = 2
 
 
 def sampled(laid, before):
-    """The jobs of the sample in the actions of the mutations."""
+    """Returns the jobs of CI's sample with the actions of the mutations."""
     listing = worker.Worker(laid, before)
     actions = sorted({action for _, action, _, _ in MUTATIONS})
     return [job for kind in ("faults", "signals") for job in worker.sampled_jobs(listing, kind, actions)]
@@ -90,7 +91,7 @@ def play_mutations(mutated):
 
 
 def play_tracer(tracer):
-    """Yields the disturbances of `dd` that the tracer got wrong; `dd` copies blocks of 1000 bytes."""
+    """Disturbs `dd`, which copies blocks of 1000 bytes; yields the disturbances with an unexpected effect."""
     command = ["/bin/dd", "if=/dev/zero", "of=/dev/shm/target", "bs=1000", "count=2", "status=none"]
     _, _, report = gateway.trace(tracer, "--", *command)
     target = pathlib.Path("/dev/shm/target")

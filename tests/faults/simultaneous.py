@@ -1,8 +1,7 @@
 """Starts many runs at the same time, inside the sandbox, and checks that no two hold the lock at once.
 
-The log shows this: a run logs "set lock" when it has found no lock, and "clear lock" before it deletes its
-own, so there is no line of another run between the two. The kernel adds the sender to each line, and
-keeps their order.
+A run logs "set lock" when it has found no lock, and "clear lock" before it deletes its own, so no such line
+of another run may be between the two. The kernel adds the sender to each line, and keeps the lines in order.
 """
 
 import os
@@ -18,14 +17,14 @@ ROUNDS_OF_SAMPLE = 15
 ROUNDS = 50
 RUNS = 20
 ACTIONS = ("dnsmasq", "wwan_apply")
-# A wait of a second takes 50 ms, so that runs that wait for each other do not take minutes. The limit of 10 s
-# for the guard of the lock becomes half a second: enough for a touch, on a machine under load, too.
+# Shortens a wait of 1 s to 50 ms, because runs that wait for each other would take minutes. The limit of 10 s
+# for the guard of the lock becomes 0.5 s, which is enough for a touch even on a busy machine.
 SHORT_WAITS = {"LD_PRELOAD": "/usr/$LIB/faketime/libfaketime.so.1", "FAKETIME": "+0 x20"}
 CREDENTIALS = struct.Struct("3i")
 
 
 def overlaps(events):
-    """Returns the pairs of senders whose sections overlap; an event is a sender and "set" or "clear"."""
+    """Returns the pairs of senders that held the lock at once; an event is a sender and "set" or "clear"."""
     found = []
     holder = None
     for sender, event in events:
@@ -39,7 +38,7 @@ def overlaps(events):
 
 
 class SenderLog(Syslog):
-    """Collects the log and returns the events."""
+    """Reads the log as events: the sender's PID and "set" or "clear"."""
 
     def __init__(self, collector):
         self.socket = collector
@@ -58,9 +57,10 @@ class SenderLog(Syslog):
 
 
 def play_round(program, environment, log):
-    """Returns the error of the round."""
+    """Runs one round; returns its errors."""
     RECORDED_COMMANDS.write_text("")
-    # Each run is held back at its start until all are there. What is open in all of them ends with the last.
+    # Each run waits for a line from `gate`, which is written when all of them exist. All inherit `held_open`,
+    # so reading `ended` reaches the end of the file when the last one has exited.
     gate, opener = os.pipe()
     ended, held_open = os.pipe()
     command = ["/bin/sh", "-c", 'read -r line <&"$1"; exec "$2" "$3"', "sh", str(gate), program]
@@ -98,7 +98,7 @@ def play(arguments):
 
 
 def wrong_files(files, expected):
-    """Whether the files of both actions are as after one run of each."""
+    """Returns an error for each file that differs from that of a single run of its action."""
     conf = "/run/dnsmasq.conf"
     unit = "/run/systemd/network/10-wwan0.network"
     return [f"{path} is wrong" for path, action in ((conf, "dnsmasq"), (unit, "wwan_apply"))

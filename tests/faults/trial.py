@@ -1,9 +1,9 @@
-"""Every call of `lanfab confirm` or `lanfab try` fails once, and the process is killed once at every call.
+"""Makes every call of `lanfab confirm` and `lanfab try` fail once, and kills the process once at every call.
 
-After `confirm` the installed file is the old configuration or the new one, whole, as a run sees it and as the
-next boot finds it; what goes on can be confirmed, and the timer leaves active what the next boot finds. Each
-entry of the history is whole or absent. After `try` the old one is active, or the timer runs that restores
-it.
+After `confirm`, the installed file is the complete old or new configuration, for a run and for the next boot.
+If the trial continues, it can be confirmed, and its timer activates the configuration that the next boot
+uses. Each entry of the history is complete or absent. After `try`, the old configuration is active, or the
+timer that restores it is running.
 """
 
 import errno
@@ -21,13 +21,13 @@ from lib.fake_systemd import (APPLIED, ENVIRONMENT, INSTALLED, INSTALLED_COPY, P
 
 NEW_FILE = pathlib.Path("/run/new.json")
 HISTORY = pathlib.Path("/var/lib/lanfab/history")
-# The installed file where it is mounted by itself, and what is below the mount.
+# The file that is mounted on the installed one. BELOW is the content of the file under the mount.
 MOUNTED = pathlib.Path("/run/data/network.json")
 BELOW, OLDER, OLD, NEW = ('{"is": "' + word * 3000 + '"}\n' for word in ("below", "older", "old", "new"))
 
 
 def lay():
-    """The old configuration is active."""
+    """Sets up a gateway whose active configuration is the old one."""
     while subprocess.run(["umount", INSTALLED], stderr=subprocess.DEVNULL, check=False).returncode == 0:
         pass
     end_trial()
@@ -43,7 +43,7 @@ def lay():
 
 
 def lay_trial():
-    """An active trial."""
+    """Sets up an active trial."""
     lay()
     TARGET.parent.mkdir()
     for path, text in ((PREVIOUS, OLDER), (TRIAL, NEW), (INSTALLED_COPY, OLD), (TARGET, OLD)):
@@ -56,7 +56,7 @@ def lay_trial():
 
 
 def lay_mounted_trial():
-    """An active trial in which the installed file is mounted from a data partition."""
+    """Sets up an active trial; the installed file is mounted from a data partition."""
     lay_trial()
     MOUNTED.parent.mkdir(exist_ok=True)
     for path in MOUNTED.parent.iterdir():
@@ -87,7 +87,7 @@ class Confirm:
 
     words = ("confirm",)
     lay = staticmethod(lay_trial)
-    # Where the next boot finds the installed file.
+    # The real path of the installed file, which the next boot reads.
     entry = INSTALLED
 
     def __init__(self, directory):
@@ -100,7 +100,7 @@ class Confirm:
         return gateway.trace(self.tracer, *disturbance, "--", *self.command, env=ENVIRONMENT)
 
     def jobs(self):
-        """Returns every call of lanfab itself with each disturbance."""
+        """Yields a job for each disturbance of each call of lanfab itself."""
         self.lay()
         status, said, report = self.run()
         if status != 0 or list(self.violations(status, said)):
@@ -138,7 +138,7 @@ class Confirm:
                 yield "the timer fails"
             if active() != kept or self.entry.read_text() != kept:
                 yield "what the timer leaves active is not what the next boot finds"
-            # Without a state there is nothing left to do.
+            # If the state was already missing, the timer may remain: it has nothing to do.
             if STATE.exists() or (is_state_left and TIMER.exists()):
                 yield "the timer does not end the trial"
 
@@ -194,7 +194,7 @@ class Try(Confirm):
 
     @staticmethod
     def first(calls):
-        """Returns the first call after the dry run, before which the gateway is not changed."""
+        """Returns the index of the first call after the dry run: earlier calls do not change the gateway."""
         return next(place for place, call in enumerate(calls) if call.object == str(TRIAL.parent))
 
     def violations(self, status, said):
@@ -233,7 +233,7 @@ def play(arguments):
     for kind in kinds_of(arguments):
         runs = kind(pathlib.Path(arguments.program).parent)
         jobs = [job for job in runs.jobs() if worker.matches(job, arguments)]
-        # Most of them wait for a service: of `lanfab try` CI disturbs every ninth step.
+        # Most of these runs wait for a service, so CI plays only every ninth job of `lanfab try`.
         if kind is Try and not (arguments.exhaustive or arguments.at or arguments.disturb):
             jobs = jobs[::9]
         number += len(jobs)

@@ -21,7 +21,7 @@ NO_SUCH_CALL = "there is no such call, or nothing of the kind can happen to it"
 
 
 class Worker:
-    """Disturbs runs, one after the other, on the same files."""
+    """Disturbs one run after the other; each begins with the same files."""
 
     def __init__(self, laid_gateway, before):
         self.gateway = laid_gateway
@@ -40,7 +40,7 @@ class Worker:
         if after.status != 0:
             raise SystemExit(f"{action} fails without a fault: {after}")
         variants = {}
-        # Without one value, without the whole link, without the state of the link.
+        # Runs without any value of the link, without its state, and without one of its values.
         for unread in ("/run/wwan_", gateway.DATABASE, *(f"/run/wwan_{value}" for value in gateway.LINK)):
             files = {path: file for path, file in self.before.items() if not path.startswith(unread)}
             for path, file in self.run_on(files, action).files.items():
@@ -53,7 +53,7 @@ class Worker:
         return self.gateway.run(action, **keywords)
 
     def points(self, action, calls):
-        """Returns the points of the action; fails if they are not the same every time."""
+        """Returns the points of the action; fails if two runs have different ones."""
         options = ["--calls", calls]
         first = by_process(self.run_on(self.before, action, tracer_options=options).report)
         second = by_process(self.run_on(self.before, action, tracer_options=options).report)
@@ -82,7 +82,8 @@ class Worker:
         return invariants.check(job, outcome, reference) + self._check_next(job, outcome, reference)
 
     def _check_next(self, job, outcome, reference):
-        """Runs the program once more on what the disturbed run left, unless another one left the same."""
+        """Runs the program again on the files that the disturbed run left; returns the violations. Runs that
+        leave the same files share one result."""
         files = {path: file for path, file in outcome.files.items() if path != gateway.LOCK}
         journal = files.get(gateway.DATABASE + "-journal")
         state = {path: file for path, file in files.items() if not invariants.is_database(path)}
@@ -94,7 +95,7 @@ class Worker:
 
 
 def add_unread_variants(variants, after):
-    """Returns dnsmasq.conf without the relay with an unresolvable name, or without the port's MAC address."""
+    """Adds variants of dnsmasq.conf: without the unresolvable relay, or without the port's MAC address."""
     for path in (invariants.DNSMASQ_CONF, invariants.STAGING):
         if path in after.files:
             whole = after.files[path].content
@@ -104,7 +105,7 @@ def add_unread_variants(variants, after):
 
 
 def by_process(report):
-    """The lines of each process together: two processes that run at once are listed in any order."""
+    """Sorts the lines by process: the tracer lists concurrent processes in any order."""
     lines = (re.sub(r"/proc/\d+/", "/proc/self/", line) for line in report if not line.startswith("end"))
     return sorted(lines, key=lambda line: int(line.split("\t")[1]))
 
@@ -118,7 +119,7 @@ def disturbance(job):
 
 
 def mount_small_disk():
-    """Puts what the program writes on a file system that can be filled."""
+    """Moves the directories to which the program writes to a file system that can be filled."""
     SMALL_DISK.mkdir()
     subprocess.run(["mount", "-t", "tmpfs", "-o", "size=2m,mode=755", "small", SMALL_DISK], check=True)
     for place in ("/run", "/var/volatile"):
@@ -134,7 +135,7 @@ def fill_disk(free_pages):
 
 
 def disk_jobs(worker, action):
-    """One job for each number of free pages, until a run has enough of them."""
+    """Plays a job for each number of free pages, until they suffice; yields (job, outcome, violations)."""
     reference = worker.reference(action)
     for free_pages in range(200):
         job = points.Job(action, None, "disk", free_pages)
@@ -146,7 +147,7 @@ def disk_jobs(worker, action):
 
 
 def as_after_boot(files):
-    """What is there before the first run."""
+    """Returns the files that exist before the first run after a boot."""
     return {path: file for path, file in files.items() if path.startswith(("/run/wwan_", gateway.DATABASE))}
 
 
@@ -160,12 +161,12 @@ def listed_jobs(worker, kind, actions, by_turns=False):
 
 
 def sampled_jobs(worker, kind, actions):
-    """The jobs that CI has time for."""
+    """Returns the sample of jobs for CI."""
     return sample.stratified(listed_jobs(worker, kind, actions, by_turns=True), points.class_of)
 
 
 def wanted_jobs(worker, arguments):
-    """Returns the jobs for the command line: the matching ones, or else all or a sample."""
+    """Returns the jobs that the command line selects, by default the sample."""
     if arguments.at or arguments.syscall or arguments.disturb or arguments.exhaustive:
         jobs = listed_jobs(worker, arguments.kind, arguments.action)
         return [job for job in jobs if matches(job, arguments)]
@@ -204,7 +205,7 @@ def difference(path, before, after):
 
 
 def show(worker, job, outcome, found):
-    """Everything about one run, for a person."""
+    """Prints everything about one run."""
     reference = worker.reference(job.action)
     print(describe(job))
     print(f"status {outcome.status}")
@@ -221,21 +222,21 @@ def show(worker, job, outcome, found):
 
 
 def name_of_fault(job):
-    """What the summary counts it as."""
+    """Returns the name under which the summary counts the job."""
     if job.point is None:
         return "a full disk"
     return f"{job.point.name} of {'the program' if job.point.is_own else 'a tool'}"
 
 
 def report(worker, arguments, job, outcome, found):
-    """Returns what the summary needs of a run."""
+    """Returns the data about a run for the summary; with --verbose, also prints the run."""
     if arguments.verbose:
         show(worker, job, outcome, found)
     return {"run": describe(job), "fault": name_of_fault(job), "found": found}
 
 
 def play(arguments, part="0/1"):
-    """Makes each COUNT-th of the disturbed runs from NUMBER, for the part "NUMBER/COUNT"; yields reports."""
+    """Plays every COUNT-th job from NUMBER on, for the part "NUMBER/COUNT"; yields the reports."""
     share, shares = map(int, part.split("/"))
     if arguments.kind == "disk":
         mount_small_disk()

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Confirms trials in the sandbox; lists and compares the configurations in the history, and tries them again.
-The first argument is lanfab, the second one cmd_lanfab."""
+The arguments are lanfab and cmd_lanfab."""
 
 import hashlib
 import json
@@ -24,7 +24,7 @@ NOT_ROOT = ("setpriv", "--bounding-set=-all", "--inh-caps=-all")
 
 
 def digits(text):
-    """The beginning of the checksum of a configuration, as the list shows it."""
+    """Returns the beginning of a configuration's checksum, as `lanfab history` prints it."""
     return hashlib.sha256(text.encode()).hexdigest()[:12]
 
 
@@ -60,7 +60,7 @@ class History(unittest.TestCase):
 
     @staticmethod
     def lay_entry(number, configuration):
-        """Writes a file of the history as docs/files.md describes it."""
+        """Writes an entry of the history in the format of docs/files.md."""
         text = f"time: 1\nwho: anna\ncomment: \n\n{configuration}"
         checksum = hashlib.sha256(text.encode()).hexdigest()
         HISTORY.mkdir(parents=True, exist_ok=True)
@@ -124,7 +124,7 @@ class Lists(History):
 
     def test_nothing_to_an_ordinary_user(self):
         self.keep(FIRST)
-        # The owner is the sandbox's only user: its right as root is what is taken away.
+        # The sandbox has only one user, who owns the directory: NOT_ROOT drops its capabilities.
         HISTORY.chmod(0)
         self.lanfab("history", status=2, said=f"{HISTORY}: Permission denied", before=NOT_ROOT)
 

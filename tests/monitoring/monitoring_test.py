@@ -24,7 +24,7 @@ LANFAB = os.path.abspath(sys.argv.pop(1))
 MONITORING = CHECKOUT / "packaging/monitoring"
 PAGE = CHECKOUT / "docs/status.md"
 UNIT = pathlib.Path("/run/systemd/network/20-eth0.network")
-# Where the node exporter looks for files of others.
+# The directory from which the node exporter reads the metrics of other programs.
 TEXTFILES = pathlib.Path("/run/textfile")
 EXPORTER = "127.0.0.1:9100"
 PROMETHEUS = "127.0.0.1:9090"
@@ -38,14 +38,14 @@ scrape_configs:
 
 
 def raise_loopback():
-    """Sets the loopback interface up: the sandbox's `ip` is a stub."""
+    """Sets the loopback interface up, without `ip`, which is a stub in the sandbox."""
     set_flags, up, running = 0x8914, 0x1, 0x40
     with socket.socket() as any_socket:
         fcntl.ioctl(any_socket, set_flags, struct.pack("16sh14x", b"lo", up | running))
 
 
 def write_metrics():
-    """Sets up a gateway without eth0, and writes its metrics like the service."""
+    """Sets up a gateway without eth0 and writes its metrics, as the service does; returns them."""
     play.lay_answers({})
     UNIT.write_text("[Match]\nName = eth0\n[Network]\nAddress = 192.168.1.1/24\n")
     pathlib.Path("/run/hosts").touch()
@@ -64,7 +64,10 @@ def names_in(text):
 
 
 def names_of_page():
-    """Returns the metrics in the table of the page; "`a_b_seconds`, `_c_seconds`" are two."""
+    """Returns the names of the metrics in the table of docs/status.md.
+
+    A row may name several: "`x_timestamp_seconds`, `_duration_seconds`" also names x_duration_seconds.
+    """
     names = set()
     for row in re.findall(r"^\| (`lanfab_.*?) \|", PAGE.read_text(encoding="utf-8"), re.MULTILINE):
         first, *others = re.findall(r"`(\w+)", row)
@@ -93,7 +96,7 @@ def wait_for(look):
 
 
 def query(expression):
-    """Returns each sample of the answer: its labels and its value."""
+    """Returns the result of a query as (labels, value) for each sample."""
     url = f"http://{PROMETHEUS}/api/v1/query?" + urllib.parse.urlencode({"query": expression})
     with urllib.request.urlopen(url, timeout=HANG_SECONDS) as answer:
         return [(sample["metric"], float(sample["value"][1]))
@@ -144,7 +147,7 @@ class Scrape(unittest.TestCase):
         self.assertEqual([value for _, value in query("lanfab_status_success")], [1])
         self.assertTrue(wait_for(lambda: query('ALERTS{alertname="LanfabDrift", alertstate="pending"}')))
         for expression in expressions_of_dashboard():
-            # One that cannot be evaluated is an error of the request.
+            # An expression that cannot be evaluated makes the request fail.
             query(expression.replace("$instance", ".*"))
         self.assertEqual([value for _, value in query('count(lanfab_drift{state="present"} > 0)')], [1])
 

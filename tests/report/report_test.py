@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Puts secrets at every location that can contain one, and searches for them in the files and the output of
+"""Puts a secret at every location that can contain one, and checks that none is in the files or the output of
 `lanfab report`. Runs in the sandbox; the program is the first argument."""
 
 import base64
@@ -25,7 +25,7 @@ UNITS = pathlib.Path("/run/systemd/network")
 PRIVATE_KEY = pathlib.Path("/var/data/qel/.wg/wg0-private.key")
 TOOLS = pathlib.Path("/run/tools")
 WORK = pathlib.Path("/run/work")
-# What takes root's rights away.
+# Prefix of a command that runs without root's capabilities.
 NOT_ROOT = ("setpriv", "--bounding-set=-all", "--inh-caps=-all")
 
 # The keys of RFC 7748, section 6.1.
@@ -33,7 +33,7 @@ PRIVATE = "dwdtCnMYpX08FsFyUbJmRd9ML4frwJkqsXf7pR25LCo="
 PUBLIC = "hSDwCYkwp1R0i33ctD73Wg2/Og0mOBr066SpjqqbTmo="
 PEER = "3p7bfXt9wbTTW2HC7OQ1Nz+DQ8hbeGdNrfx+FG+IK08="
 
-# The tools print what the file of their name in WORK has.
+# The stub of each tool prints the file with its name in WORK.
 TOOL = """#!/bin/sh
 if [ "$1" = show ]; then echo active; exit; fi
 cat "/run/work/${0##*/}.txt"
@@ -41,7 +41,7 @@ cat "/run/work/${0##*/}.txt"
 
 
 def key(place):
-    """Returns a key that is only at this location."""
+    """Returns the key for this location; each location has a different key."""
     return base64.b64encode(hashlib.sha256(place.encode()).digest()).decode()
 
 
@@ -78,7 +78,7 @@ class Report(unittest.TestCase):
         return done.stdout
 
     def report(self, **options):
-        """Returns the output, and the files in the bundle by name."""
+        """Returns the output, and the files in the bundle as {name: content}."""
         self.bundle.unlink(missing_ok=True)
         said = self.lanfab("-o", self.bundle, **options)
         with tarfile.open(fileobj=io.BytesIO(self.bundle.read_bytes()), mode="r:gz") as archive:
@@ -87,7 +87,7 @@ class Report(unittest.TestCase):
         return said, files
 
     def assert_hidden(self, secrets, **options):
-        """Checks that no secret is in the bundle or the output. Returns the files."""
+        """Checks that no secret is in the bundle or the output; returns the files like `report`."""
         said, files = self.report(**options)
         for place, secret in secrets.items():
             for name, text in {"the screen": said, **files}.items():

@@ -9,8 +9,8 @@ UNITS = "/run/systemd/network"
 CONFIGURATION = "/etc/lanfab/network.json"
 
 # `example` is the configuration that was applied with the cellular link in the state `link`, a key of LINKS;
-# `shell` is what happens then. `subject` and `what` are those of the expected finding, and `fix` is the
-# command that must end every finding; None where a person has to decide.
+# `shell` is the change after that. `subject`, `what` and `fix` are those of the expected finding; `fix` is
+# None if a person has to decide.
 Divergence = collections.namedtuple("Divergence", "name example link shell subject what fix")
 
 LINK = {"wwan_intf": "wwan0", "wwan_ipv4": "10.64.1.2", "wwan_cidr": "30",

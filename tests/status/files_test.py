@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Injects each divergence of file_divergences.py in the sandbox, where real runs of cmd_lanfab have made the
-files, and checks that `lanfab status` reports it, and that the fix which it names ends it. The programs
-lanfab and cmd_lanfab are the arguments.
+"""Injects each divergence of file_divergences.py into the files of a real run of cmd_lanfab in the sandbox.
+Checks that `lanfab status` reports it and that the printed fix removes it. The arguments are the programs
+lanfab and cmd_lanfab.
 """
 
 import json
@@ -24,11 +24,11 @@ INSTALLED = pathlib.Path(CONFIGURATION)
 ALLOWED = pathlib.Path("/etc/lanfab/status.allow")
 BACKUP = pathlib.Path("/var/volatile/qel")
 NAMES = sorted(path.parent.name for path in EXAMPLES.glob("*/network.json"))
-# In which a fix finds cmd_lanfab.
+# The environment of the fixes: cmd_lanfab is in PATH.
 ENVIRONMENT = {**os.environ, "PATH": f"{os.path.dirname(CMD_LANFAB)}:{os.environ['PATH']}"}
-# What a command runs under that may not read files without permissions.
+# Prefix of a command that runs as an unprivileged user, to whom file permissions apply.
 ANOTHER_USER = ("unshare", "--user", "--map-user=1000", "--map-group=1000")
-# A run, or a change, that is no longer new.
+# The time of runs and changes that are too old to be pending.
 AN_HOUR_AGO = time.time() - 3600
 JOURNAL = {"__CURSOR": "a", "_PID": "4000001", "_UID": "0", "_EXE": "/usr/sbin/cmd_lanfab", "PRIORITY": "5"}
 
@@ -39,7 +39,7 @@ def run(*command, **options):
 
 
 def age(directory=pathlib.Path("/run"), when=AN_HOUR_AGO):
-    """Sets the age of all files."""
+    """Sets the modification time of all files in the directory."""
     for path in directory.rglob("*"):
         if path.is_file() and not path.is_symlink():
             os.utime(path, (when, when))
@@ -83,7 +83,7 @@ class Files(unittest.TestCase):
         shutil.rmtree("/run/dnsmasq.conf", ignore_errors=True)
         for answer in play.ANSWERS.glob("journalctl *"):
             answer.unlink()
-        # What the kernel and the services have is another step.
+        # These tests are only about files, not about the kernel and the services.
         self.allow("*")
 
     @staticmethod
@@ -122,7 +122,7 @@ class Divergences(Files):
         words = shell.split()
         if words[0] == "link":
             set_link(words[1])
-            # Just changed, it would be pending.
+            # Drift after a recent change of the link would be pending.
             for name in LINKS["up"]:
                 os.utime(f"/run/{name}", (AN_HOUR_AGO + 60, AN_HOUR_AGO + 60))
         elif words[0] == "configure":
@@ -157,7 +157,7 @@ class NoFalseAlarm(Files):
                     self.apply(example, states[0])
                     for state in states[1:]:
                         set_link(state)
-                        # It fails without a link.
+                        # This action fails without a link.
                         subprocess.run([CMD_LANFAB, "wwan_apply"], check=False)
                         if example.startswith("passthrough"):
                             cmd_lanfab("dnsmasq")
@@ -214,7 +214,7 @@ class Words(Files):
         let_apply_begin(AN_HOUR_AGO)
         shutil.copy("/bin/sleep", "/run/cmd_lanfab")
         pathlib.Path("/run/LANFAB_LOCKED").touch()
-        # A run handles this signal while it holds the lock.
+        # A run that holds the lock catches or ignores SIGTERM; a waiting run does not.
         with subprocess.Popen(["sh", "-c", "trap '' TERM; exec /run/cmd_lanfab 1000"],
                               stdout=subprocess.PIPE) as process:
             while os.readlink(f"/proc/{process.pid}/exe") != "/run/cmd_lanfab":
@@ -228,14 +228,17 @@ class Words(Files):
 
 
 class Limits(Files):
-    """Failing dry runs, and files that this user cannot read."""
+    """Dry runs that fail, and files that the user cannot read."""
 
     def setUp(self):
         super().setUp()
         self.apply("router")
 
     def status_with(self, script):
-        """Uses another program as cmd_lanfab."""
+        """Runs `lanfab status` with this script as cmd_lanfab, or without cmd_lanfab if the script is empty.
+
+        Returns the exit status, the differences and the checks that were skipped.
+        """
         directory = pathlib.Path("/run/tools")
         shutil.rmtree(directory, ignore_errors=True)
         directory.mkdir()
@@ -319,7 +322,7 @@ class Allowed(Files):
 
 
 class Trial(Files):
-    """The alarms of a trial that systemd does not end."""
+    """Alarms for a trial that systemd may not end in time."""
 
     def setUp(self):
         super().setUp()
@@ -376,7 +379,7 @@ class Trial(Files):
 
 
 class Plugin(Files):
-    """The line and the exit status for a monitoring system."""
+    """The output line and the exit status for a monitoring system."""
 
     def plugin(self):
         done = subprocess.run([LANFAB, "status", "--format", "nagios"], stdout=subprocess.PIPE, text=True,

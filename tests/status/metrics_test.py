@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""`lanfab status --format prometheus` and `-o` in the sandbox. The program is the first argument."""
+"""Runs `lanfab status --format prometheus` and `-o` in the sandbox. The program is the first argument."""
 
 import os
 import pathlib

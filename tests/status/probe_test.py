@@ -11,7 +11,7 @@ from lib import play
 from lib.limits import HANG_SECONDS
 
 LANFAB = os.path.abspath(sys.argv.pop(1))
-# What a command runs under as an ordinary user.
+# Prefix of a command that runs as an ordinary user.
 NOT_ROOT = ("unshare", "--user")
 UNIT = pathlib.Path("/run/systemd/network/20-eth0.network")
 LINKS = '[{"ifname": "eth0", "flags": ["UP", "LOWER_UP"], "mtu": 1500, "addr_info": []}]'
@@ -21,7 +21,7 @@ class Probe(unittest.TestCase):
     def setUp(self):
         play.lay_answers({})
         (play.ANSWERS / "ip address").write_text(LINKS)
-        # Nobody has the gateway.
+        # No host has the address of this gateway.
         UNIT.write_text("[Match]\nName = eth0\n[Network]\n[Route]\nGateway = 192.168.1.254\nTable = 9\n")
         pathlib.Path("/run/hosts").touch()
 

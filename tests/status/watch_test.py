@@ -62,7 +62,7 @@ class Watch(unittest.TestCase):
         self.end_by_signal(terminal)
 
     def test_a_change_in_the_kernel_is_shown(self):
-        """The stub reports a change for each line of a pipe."""
+        """The stub of `ip monitor` reports a change for each line that is written to a pipe."""
         events = "/run/events"
         os.mkfifo(events)
         (play.TOOLS / "ip").write_text(play.TOOL.replace(

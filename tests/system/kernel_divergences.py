@@ -10,16 +10,16 @@ import guest
 
 @dataclasses.dataclass(frozen=True)
 class Divergence:
-    """A change that is made by a shell command."""
+    """A change in the kernel by a shell command, and the drift that it causes."""
 
     configuration: str
-    words: str  # in the table of the document
+    words: str  # the description of the change in the document
     command: str
     subject: str
     finding: str
     fix: str
-    cleanup: str = ""  # of what is no difference
-    is_sample: bool = False  # CI has time for a few
+    cleanup: str = ""  # removes effects that are not drift
+    is_sample: bool = False  # also runs without --exhaustive
 
 
 def router():
@@ -147,7 +147,7 @@ DIVERGENCES = [
         ("the routes to a subnet are removed",
          "ip route del 192.168.2.0/24 dev eth1; ip route del 192.168.2.0/24 dev eth1", "eth1",
          "the route to 192.168.2.0/24 is missing", "ip route replace 192.168.2.0/24 dev eth1 proto static",
-         # That of the kernel comes with the address only.
+         # The kernel adds its own route only together with the address.
          {"cleanup": "ip route append 192.168.2.0/24 dev eth1 proto kernel scope link src 192.168.2.1"}),
         ("the kernel's route to a subnet is removed", "ip route del 10.64.1.0/30 dev wwan0", "wwan0",
          "packets to 10.64.1.0/30 go through wwan0 (gateway 10.64.1.1) instead of wwan0",

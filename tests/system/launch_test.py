@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The launcher's output if a gateway cannot be booted. The kernels are stubs."""
+"""Tests the launcher's output if a gateway cannot be booted. The kernels are stubs."""
 
 import sys
 import unittest

@@ -18,15 +18,15 @@ class Divergence:
     """A fault, the drift that is reported, and the fix."""
 
     name: str
-    # A shell script that makes it go wrong.
+    # A shell script that causes the fault.
     inject: str
     subject: str
     what: str
-    # The command that `lanfab status` names; empty if there is none.
+    # The command that `lanfab status` prints as the fix, if any.
     fix: str = ""
-    # What ends it if there is none, and what takes back the rest.
+    # A shell script that ends the fault if there is no fix, and undoes its other effects.
     undo: str = "true"
-    # CI has time for a sample.
+    # Also runs without --exhaustive.
     is_sample: bool = False
 
 
@@ -38,7 +38,7 @@ def drop_in(path):
     return unit(path, "[Network]\\nLLMNR=no\\n")
 
 
-# While the router of examples/router is as configured.
+# Faults on a router with the configuration of examples/router.
 OF_FILES = [
     Divergence("another .network file for a link",
                unit(f"{OWN_UNITS}/10-mine.network", "[Match]\\nName=eth1\\n") + " && networkctl reload",
@@ -138,7 +138,7 @@ OF_FILES = [
                "systemctl restart dnsmasq"),
 ]
 
-# With --probe. lan1 has 192.168.2.2, the gateway of a route, and answers for a DNS server.
+# Faults that only --probe finds. lan1 has 192.168.2.2, the gateway of a route, and runs a DNS server.
 BY_PACKETS = [
     Divergence("another host has an address of the gateway",
                f"{LAN0} ip address add 192.168.1.1/24 dev lan0",

@@ -1,4 +1,4 @@
-"""The LAN bridge: both ports in one LAN with the primary port's settings, its VLANs, and a run without it."""
+"""The LAN bridge: ports in one LAN with the settings of the primary port, VLANs, and removing the bridge."""
 
 import json
 import unittest
@@ -83,14 +83,14 @@ def masters():
 
 
 class BridgeCase(unittest.TestCase):
-    """Hosts that have no addresses yet."""
+    """Each case begins with hosts that have no addresses."""
 
     def setUp(self):
         for host in HOSTS:
             gateway.run("ip", "-4", "address", "flush", "scope", "global", namespace=host)
 
     def assert_lease_of(self, lease, network, router):
-        """Checks that the leased address is one of network.100 to network.149, and the router."""
+        """Checks the terms of a lease for an address from `network`.100 to `network`.149."""
         self.assertIsNotNone(lease)
         self.assertIn(lease["ip"], [f"{network}.{number}" for number in range(100, 150)])
         self.assertEqual((lease["mask"], lease["lease"]), ("24", "3600"))
@@ -195,7 +195,7 @@ class BridgeOfOnePort(BridgeCase):
 
 
 class BridgeChanges(BridgeCase):
-    """A run recreates everything and leaves nothing of the previous run behind."""
+    """A run removes everything that the previous run created, and creates it again if it is configured."""
 
     def apply_bridge_with_everything(self):
         gateway.apply(one_port_and_a_tunnel())

@@ -113,7 +113,7 @@ class CellularLinkGoesAndComesBack(unittest.TestCase):
         self.assertEqual(gateway.addresses("wwan0"), ["10.64.1.2/29"])
         self.assertEqual(gateway.links()["wwan0"]["mtu"], 1430)
 
-        # Without the values nothing is rewritten: from the old unit the interface gets back what it lost.
+        # Without the values, the unit is not rewritten, so the interface gets its old settings again.
         gateway.disconnect_cellular()
         gateway.run("ip", "address", "flush", "dev", "wwan0")
         self.assertEqual(gateway.lanfab("wwan_apply").returncode, 255)

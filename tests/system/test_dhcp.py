@@ -102,7 +102,7 @@ class Dhcp(unittest.TestCase):
 
     def test_host_on_the_vlan_gets_the_address_of_the_vlan(self):
         lease = gateway.dhcp_lease("lan0", vlan=100)
-        # No lease time is configured here: an hour.
+        # No lease time is configured for the VLAN: the default is an hour.
         self.assertEqual(guest.terms(lease), ("192.168.100.20/26", "192.168.100.1", "192.168.100.1", 3600))
         self.assertTrue(gateway.reaches("192.168.100.1", "lan0"))
 

@@ -1,4 +1,4 @@
-"""Rollouts with the real Ansible over real SSH: the first gateway is the controller of the second one and of
+"""Rollouts with the real Ansible over SSH: the first gateway is the controller for the second one and for
 itself."""
 
 import json
@@ -52,7 +52,7 @@ class Fleet(unittest.TestCase):
     def setUpClass(cls):
         cls.controller = Controller(shutil.which("lanfab"))
         cls.controller.hosts = ADDRESSES
-        # The user is root, and the machine may have no sudo.
+        # The user is root already, and the machine may have no sudo.
         cls.controller.variables = {"ansible_become": False}
         cls.controller.trust(*ADDRESSES.values())
         for name, gateway in gateways.items():

@@ -14,7 +14,8 @@ gateway = guest.Gateway()
 
 
 def router(value=1):
-    """Returns a router with two LANs and a VLAN on the first; None leaves "firewall" out."""
+    """Returns a router with two LANs and a VLAN on the first. `value` is "firewall.general.router"; None
+    leaves out "firewall"."""
     config = guest.example("router")
     # systemd-networkd takes seconds to check that no other host has the link-local address.
     del config["wired"]["eth0"]["network"]["advanced"]["enable_secondary_ip"]
@@ -52,12 +53,12 @@ def switch_off():
 
 
 def forwarding(family, *names):
-    """Returns the kernel's value for each of the interfaces."""
+    """Returns the kernel's forwarding value of each interface."""
     return {name: gateway.sysctl(f"net/{family}/conf/{name}/forwarding") for name in names}
 
 
 def add_hosts():
-    """Configures a host behind each LAN and one on the VLAN; returns the latter's address."""
+    """Configures a host in each LAN and one on the VLAN."""
     gateway.set_host_address("lan0", "192.168.1.50/24", "192.168.1.1")
     gateway.set_host_address("lan1", "192.168.2.2/24", "192.168.2.1")
     if "vlan" not in gateway.run("ip", "netns", "list").stdout.split():
@@ -70,8 +71,8 @@ def add_hosts():
 
 
 def connect(prefix=30):
-    """Brings the link up. The operator has a route back to the LAN, as there is no NAT here; like a modem, it
-    also answers for the gateway that the cellular interface has in pass-through mode."""
+    """Brings the link up. The operator has a route back to the LAN, because there is no NAT here. Like a
+    modem, it also answers for the gateway of the cellular interface in pass-through mode."""
     beyond = (f"{BEYOND}/32", f"{DEVICE_GATEWAY}/32")
     gateway.connect_cellular("10.64.1.2", prefix, "10.64.1.1", beyond=beyond)
     gateway.run("ip", "route", "replace", "192.168.1.0/24", "via", "10.64.1.2", "dev", "wwan", "onlink",
@@ -80,7 +81,8 @@ def connect(prefix=30):
 
 class Forwarding(unittest.TestCase):
     def setUp(self):
-        # The cellular link of the previous test goes. Nobody may set up the next one by its units.
+        # Remove the cellular link of the previous test; systemd-networkd must not set up the next one with
+        # the old units.
         gateway.run("systemctl", "stop", "systemd-networkd.socket", "systemd-networkd")
         if "wwan0" in gateway.links():
             gateway.run("ip", "link", "delete", "wwan0")
@@ -134,7 +136,8 @@ class Lans(Forwarding):
                     self.assert_all_hosts_reach_each_other()
                 else:
                     self.assert_no_host_reaches_another()
-        # For IPv6 a run switches off its own interfaces, one by one; the next one finds the rest on.
+        # For IPv6, the second run disables forwarding on each port, but not on "all". The third run finds
+        # that enabled and changes nothing.
         self.assertEqual(forwarding("ipv6", "all", "eth0", "eth1", "eth0.100"),
                          {"all": "1", "eth0": "0", "eth1": "0", "eth0.100": "1"})
 
@@ -198,7 +201,7 @@ class Cellular(Forwarding):
         connect()
         gateway.wwan_apply()
         self.assert_reaches(BEYOND, "lan0")
-        # The unit of the cellular interface lacks the line: the port's switches it on for both.
+        # The unit of the cellular interface lacks the setting: the unit of the port enables it for both.
         self.assertNotIn("IPForward", gateway.read("/run/systemd/network/10-wwan0.network"))
         self.assert_forwarding("1", "eth0", "wwan0")
 
@@ -221,7 +224,7 @@ class Cellular(Forwarding):
 
 
 class PassThrough(Forwarding):
-    """The device on eth1 is reached whether or not the gateway is a router."""
+    """The device on eth1 is reachable even if the gateway is not a router."""
 
     def check(self, example, prefix, port):
         config = guest.example(example)
@@ -242,7 +245,8 @@ class PassThrough(Forwarding):
         self.assert_reaches(BEYOND, "lan1")
         self.assert_forwarding("1", "eth0", "eth1", "wwan0")
 
-        # It stays on when the link goes. Only an apply switches it off, when it writes the unit of eth0.
+        # Forwarding stays on when the link goes down. Only an apply disables it, because it writes the unit
+        # of eth0.
         gateway.disconnect_cellular()
         self.assertEqual(gateway.lanfab("wwan_apply").returncode, 255)
         self.assert_forwarding("1", "eth0", "eth1", "wwan0")

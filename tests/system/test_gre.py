@@ -6,10 +6,9 @@ import guest
 
 GATEWAYS = 2
 
-# Route tables as the two scripts of a device maintain them. The program asks for the routes before the tunnel
-# exists, and systemd-networkd removes foreign policy rules and routes when it starts, so the routes have to
-# wait for the tunnel's address. The rule comes after the main table: the LAN is still reached through the
-# tunnel.
+# The two scripts of a device that maintain its route tables. The program runs ADD_SCRIPT before the tunnel
+# exists, and systemd-networkd removes unknown policy rules and routes when it starts, so the script waits for
+# the tunnel's address. The rule comes after the main table, so the LAN is still reachable through the tunnel.
 FLUSH_SCRIPT = """#!/bin/sh
 while ip rule del table "$1"; do :; done 2>/dev/null
 ip route flush table "$1"
@@ -22,7 +21,7 @@ ADD_SCRIPT = """#!/bin/sh
 } </dev/null >/dev/null 2>&1 &
 """
 
-# Every list of this site has two entries: a run deletes the tunnels of exactly the positions in its list.
+# Fills the list of this site's tunnels up to two: a run deletes only tunnels with the numbers in its list.
 NO_TUNNEL = {"enable": False}
 
 here = guest.Gateway()
@@ -123,7 +122,7 @@ class Tunnel(unittest.TestCase):
         self.assertEqual(device["linkinfo"]["info_data"]["local"], "203.0.113.1")
         self.assertEqual(device["linkinfo"]["info_data"]["remote"], "203.0.113.2")
         self.assertEqual(device["mtu"], 1400)
-        # It is not bound to another interface, so it does not come and go with one.
+        # The tunnel is not bound to another interface.
         self.assertIsNone(device["link"])
 
     def test_device_has_the_inner_address(self):

@@ -1,4 +1,4 @@
-"""What the manual page states about a run that fails, and the lines that a run may write."""
+"""Checks the statements of the manual page about a failed run, and about the lines that a run may print."""
 
 import pathlib
 import re
@@ -13,7 +13,7 @@ gateway = guest.Gateway()
 
 
 class FailedApply(unittest.TestCase):
-    """The second apply has a port without its network."""
+    """An apply fails after a successful one, because a port has no network."""
 
     def services(self):
         return gateway.run("systemctl", "show", "--property=MainPID", "systemd-networkd", "dnsmasq").stdout
@@ -43,19 +43,19 @@ class FailedApply(unittest.TestCase):
 
 
 def lines_of_the_manual():
-    """Returns the lines of the section DIAGNOSTICS that a run may write."""
+    """Returns the lines that a run may print, from the section DIAGNOSTICS."""
     section = MANUAL.read_text(encoding="utf-8").split(".SH DIAGNOSTICS\n")[1].split("\n.SH ")[0]
     quoted = re.findall(r"^\.T[PQ]\n\.B (.*)$", section, re.MULTILINE)
     return {generic(line.replace(r"\(dq", '"').replace(r"\-", "-")) for line in quoted}
 
 
 def generic(line):
-    # Newer versions of iproute2 leave out the article.
+    # Newer versions of iproute2 print this message without the article.
     return INTERFACE.sub("INTERFACE", line).replace("is a garbage", "is garbage")
 
 
 class LinesOfARun(unittest.TestCase):
-    """All lines of successful runs are in the manual page, which has no others."""
+    """The manual page has exactly the lines that successful runs print."""
 
     def lines_of(self, *command):
         result = gateway.run(*command, check=False)
@@ -79,7 +79,7 @@ class LinesOfARun(unittest.TestCase):
         lines = set()
         for config in (router, bridge, guest.example("tunnels"), cellular):
             lines |= self.lines_of_apply(config)
-        # What wwan_apply runs in the end; by now systemd-networkd has the routes.
+        # wwan_apply runs this script at its end; by then, systemd-networkd has the routes.
         gateway.wait_for_setup("wwan0")
         lines |= self.lines_of("sh", "/var/run/wwan0_static_routes")
         self.assertEqual(lines, lines_of_the_manual())

@@ -14,7 +14,7 @@ TOOL = "cli/lanfab"
 ARCHIVES = "ifupdown network-manager netplan.io systemd-resolved"
 
 PAGE = pathlib.Path(__file__).resolve().parents[2] / "docs/operation.md"
-# What another program gives the port that it manages.
+# The address that another program sets on the port that it manages.
 FOREIGN = "192.0.2.9/24"
 LINK_FILE = "/etc/systemd/network/10-lanfab.link"
 
@@ -59,7 +59,7 @@ def commands(beginning):
 
 
 def lines(text):
-    """Returns the commands of a paragraph one by one; a line goes on after a backslash."""
+    """Returns the commands of a paragraph as a list; a backslash at the end of a line continues it."""
     joined = re.sub(r"\\\n", "", text)
     return [line for line in joined.splitlines() if not line.lstrip().startswith("#")]
 
@@ -97,7 +97,7 @@ def router():
 
 
 def reload_dbus():
-    """Lets the bus know the services of a package that was just unpacked."""
+    """Makes D-Bus read the service files of a package that was just unpacked."""
     gateway.run("systemctl", "start", "dbus")
     gateway.run("systemctl", "reload", "dbus")
 
@@ -113,9 +113,9 @@ def differences():
 
 
 def clear_away_leftovers():
-    """Removes leftovers of another configuration, whose addresses would be drift.
+    """Removes the IPv4 addresses of another configuration, which would be drift.
 
-    IPv6 addresses stay: systemd-networkd waits for the link-local one, which the kernel does not make again.
+    IPv6 addresses stay: systemd-networkd waits for the link-local one, which the kernel does not add again.
     """
     for port in "eth0", "eth1":
         gateway.run("ip", "-4", "address", "flush", "dev", port)
@@ -156,7 +156,7 @@ class NamesOfPorts(unittest.TestCase):
         self.put_file()
         gateway.apply(router())
         self.assertTrue(gateway.wait_for_setup("eth0", "eth1"))
-        # At first it may come up by itself.
+        # At first, this difference is pending.
         self.assertIn(("eth0.100", "it is down", True), differences())
         expected = {("eth0.100", "it is down", False),
                     ("eth0.100", "udev has not announced it: journalctl --unit=systemd-udevd", False)}
@@ -185,7 +185,7 @@ class NamesOfPorts(unittest.TestCase):
 
 
 class Manager:
-    """A network manager that manages eth0 as its package configures it."""
+    """Another network manager, which manages eth0."""
 
     package = ""
 
@@ -308,7 +308,7 @@ class Resolved(unittest.TestCase):
         gateway.unpack("systemd-resolved")
         gateway.run("sh", "-c", "echo systemd-resolve:x:104:104::/:/usr/sbin/nologin >>/etc/passwd;"
                                 "echo systemd-resolve:x:104: >>/etc/group")
-        # As its package does.
+        # The package of systemd-resolved creates this link.
         gateway.run("ln", "-sf", "../run/systemd/resolve/stub-resolv.conf", "/etc/resolv.conf")
         reload_dbus()
         gateway.run("systemctl", "start", "systemd-resolved")
@@ -331,7 +331,7 @@ class Resolved(unittest.TestCase):
         servers = run_page(Commands.OTHER_SERVERS).stdout
         self.assertRegex(servers, r"127\.0\.0\.53\S*:53 .*systemd-resolve")
         self.assertRegex(servers, r"192\.168\.1\.1\S*:53 .*dnsmasq")
-        # The hosts behind a port have a name server, the machine itself has none.
+        # Hosts behind a port can resolve the name, but the gateway itself cannot.
         gateway.set_host_address("lan0", "192.168.1.10/24")
         answer = guest.wait_until(lambda: gateway.resolve(self.NAME, "192.168.1.1", namespace="lan0"))
         self.assertEqual(answer, [self.ADDRESS])
@@ -386,7 +386,7 @@ class Trials(unittest.TestCase):
         soon = time.strftime("%Y-%m-%d %H:%M:%S", time.localtime(time.time() + 5))
         text = commands(Commands.AT_NIGHT)
         self.assertEqual(text.count("2026-12-01 03:00"), 1)
-        # systemd may take a minute longer.
+        # systemd may start the timer up to a minute late.
         run(text.replace("2026-12-01 03:00", soon))
         is_installed = guest.wait_until(lambda: trials.installed() == trial.CUT_OFF, timeout=150, interval=1)
         self.assertTrue(is_installed)
@@ -403,7 +403,7 @@ class Trials(unittest.TestCase):
         entries = json.loads(run("lanfab history --format json").stdout)["entries"]
         number = str(max(entry["number"] for entry in entries))
         self.assertEqual(json.loads(run(show.replace("12", number)).stdout), trial.CUT_OFF)
-        # Another configuration, and back.
+        # Confirm another configuration, then go back to this entry.
         gateway.run("cp", f"{guest.CONFIGURATION}.previous", "/root/old.json")
         self.assertEqual(trials.lanfab("try", "/root/old.json", "--no-verify").returncode, 0)
         self.assertEqual(trials.lanfab("confirm").returncode, 0)

@@ -1,6 +1,6 @@
-"""The Debian package on a gateway: installed, booted, its configuration changed.
+"""The Debian package on a gateway: a boot with the package, and changes of the configuration.
 
-The gateway's own boot stops before multi-user.target; `package.boot` does the rest, any number of times.
+The gateway's own boot stops before multi-user.target; `package.boot` completes it, any number of times.
 """
 
 import re
@@ -18,7 +18,7 @@ gateway = guest.Gateway()
 
 
 def dnsmasq_guard():
-    """Returns the first command that systemd runs before dnsmasq because of the drop-in."""
+    """Returns the first command that the drop-in makes systemd run before dnsmasq."""
     drop_in = gateway.read("/lib/systemd/system/dnsmasq.service.d/lanfab.conf").replace("\\\n", " ")
     commands = re.findall("^ExecStartPre=(.+)$", drop_in, re.MULTILINE)
     return shlex.split(commands[0])
@@ -140,7 +140,7 @@ class Package(unittest.TestCase):
         for end in ends:
             gateway.write(DNSMASQ_CONF, whole[:end])
             passed = gateway.run(*guard, check=False).returncode == 0
-            # The line ends that follow it are no part of the directive.
+            # The newlines after the last line are not required.
             expected = end >= len(whole.rstrip())
             self.assertEqual(passed, expected, f"the first {end} of {len(whole)} characters")
 

@@ -1,6 +1,6 @@
 """The Debian package on a gateway whose services run: installed, upgraded, removed, purged.
 
-None of this may touch the network. Each test begins on a gateway that never had the package.
+None of these operations may change the network. Each test begins on a gateway that never had the package.
 """
 
 import json
@@ -16,7 +16,7 @@ FORMER_PACKAGE = "/root/former.deb"
 ALLOWED = "/etc/lanfab/allow-existing-admin"
 PROGRAM = "/usr/bin/lanfab"
 STATE = "/run/lanfab/trial.json"
-# With this program a rollback applies the configuration.
+# The copy of the program with which a rollback applies the configuration.
 COPY = "/run/lanfab/programs/cmd_lanfab"
 KEYS = "/var/data/qel/.wg"
 OUR_ACCOUNT = "admin:x:999:999:DHCP and DNS of lanfab:/:/usr/sbin/nologin"
@@ -50,7 +50,7 @@ def add_account(entry):
 
 
 def reports(result):
-    """Returns the report of a dpkg run, without the usual lines about packages with a service."""
+    """Returns the standard error of a dpkg run, without the usual lines about packages with a service."""
     usual = ("dpkg: warning: while removing lanfab, directory", "Created symlink")
     return [line for line in result.stderr.splitlines() if not line.startswith(usual)]
 
@@ -77,7 +77,7 @@ class Lifecycle(unittest.TestCase):
         return gateway.run("dpkg", "--purge", "lanfab")
 
     def run_network(self, file=PACKAGE):
-        """Installs the package and boots with a configuration: the LAN has its services then."""
+        """Installs the package, boots with a configuration, and checks the services for the LAN."""
         self.install(file)
         gateway.configure(package.NETWORK)
         package.boot(gateway)
@@ -172,7 +172,7 @@ class Lifecycle(unittest.TestCase):
         self.assertIn("the trial could not be ended, so the package stays as it is", refused.stderr)
         self.assertNotEqual(installed_version(), "")
         gateway.run("mv", f"{COPY}.real", COPY)
-        # The rollback has not given up.
+        # The rollback is still retried.
         self.assertTrue(gateway.wait_for_address("eth0", "192.168.1.1/24"))
         self.assertTrue(guest.wait_until(lambda: not gateway.exists(STATE)))
         gateway.run("dpkg", "--remove", "lanfab")
@@ -208,7 +208,7 @@ class Lifecycle(unittest.TestCase):
         self.check_uninstalled()
         owner = gateway.run("stat", "--format=%U", f"/proc/{main_pid('dnsmasq')}").stdout
         self.assertEqual(owner, "admin\n")
-        # The next installation takes that account for its own.
+        # The next installation recognizes the account as its own.
         self.assertEqual(reports(self.install()), [])
         self.assertEqual(account(), admin)
         self.check_network()

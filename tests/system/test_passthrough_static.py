@@ -15,7 +15,7 @@ CONFIG = {
             "network": {
                 "mode": "pass-through",
                 "protocol": "static",
-                # dnsmasq serves only addresses that are in a network of the port.
+                # dnsmasq only serves addresses in a network of the port.
                 "ipv4": "10.64.1.100",
                 "netmask": 24,
                 "dhcp": {"enable": True, "leasetime": "5m", "secondary_leasetime": "3m"},
@@ -47,7 +47,7 @@ class StaticPassThrough(unittest.TestCase):
         connect()
         gateway.apply(CONFIG)
         gateway.wait_for_setup("eth0", "wwan0")
-        # The device runs it once systemd-networkd has set the port up.
+        # The device runs this script after systemd-networkd has set the port up.
         gateway.run("/var/run/post_networkd_start_actions_script")
 
     def test_port_has_the_configured_address_and_the_fallback(self):

@@ -1,4 +1,4 @@
-"""A rollback restores the kernel's network: applies each example and tries each of the others."""
+"""A rollback restores the kernel's network: applies each example, tries each of the others, and reverts."""
 
 import itertools
 import json
@@ -15,15 +15,15 @@ TOOL = "cli/lanfab"
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 EXAMPLES = sorted(file.parent.name for file in ROOT.glob("examples/*/network.json"))
 PAIRS = list(itertools.permutations(EXAMPLES, 2))
-# What the trial adds here is a better route through a tunnel; an address, an MTU and proxy ARP on a port that
-# the old configuration does not use; an MTU on a member of a bridge.
+# The trials of the sample add a better route through a tunnel; an address, an MTU and proxy ARP on a port
+# that the old configuration does not use; and an MTU on a member of a bridge.
 if not guest.IS_EXHAUSTIVE:
     PAIRS = [("router", "tunnels"), ("cellular-router", "passthrough"), ("bridge-wifi", "passthrough")]
 
 SYSCTLS = "/proc/sys/net/ipv4/conf"
-# What the kernel makes itself with the first tunnel, and never removes.
+# Devices that the kernel creates with the first tunnel and never removes.
 FALLBACK_DEVICES = ("gre0:", "gretap0:", "erspan0:")
-# What the configuration of a link is, of all that `ip -details` prints.
+# The keys in the output of `ip -details` that are configuration, not state.
 LINK_KEYS = ("mtu", "address", "master", "link")
 KIND_KEYS = ("remote", "local", "ttl", "id", "stp_state", "forward_delay", "vlan_filtering")
 
@@ -92,7 +92,8 @@ def clear():
     gateway.set_sysctl("net/ipv4/ip_forward", 0)
 
 
-# A run would delete the gateway's radios, which are made of software: the kernel refuses to delete real ones.
+# Replaces ip: refuses to delete the simulated radios. The kernel refuses to delete real ones, but would let a
+# run delete these.
 IP_OF_RADIOS = """#!/bin/sh
 case "$*" in
   "link delete dev wlan"*) echo "RTNETLINK answers: Operation not supported" >&2; exit 2 ;;
@@ -122,7 +123,7 @@ class Rollback(unittest.TestCase):
                 gateway.run("lanfab", "revert")
                 self.assertEqual(kernel(), before)
 
-    # Not a rule of others that appears during the trial: systemd-networkd removes it when it starts.
+    # Except for policy rules that are added during the trial: systemd-networkd removes them when it starts.
     @guest.exhaustive
     def test_leaves_alone_what_others_have_added(self):
         self.apply("router")

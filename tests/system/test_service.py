@@ -1,4 +1,4 @@
-"""The service with the package's confinement configures the same as the program without it."""
+"""Checks that the service, with the package's confinement, has the same effects as the program without it."""
 
 import json
 import os
@@ -11,10 +11,9 @@ import package
 PACKAGE = "/root/lanfab.deb"
 
 UNIT = "/lib/systemd/system/lanfab.service"
-# Ten times what systemd-analyze calls the exposure level. Who loosens the service says why there, and raises
-# it here.
+# Limit for ten times the exposure level of systemd-analyze. Raise it only together with a reason in the unit.
 EXPOSURE = 23
-# An address and its interface that show that the example is in effect.
+# An interface and its address for each example: when they are set, the example is in effect.
 EXAMPLES = {
     "router": ("eth0.100", "192.168.100.1/24"),
     "bridge-wifi": ("br-lan", "192.168.1.1/24"),
@@ -27,8 +26,7 @@ if not guest.IS_EXHAUSTIVE:
     EXAMPLES = {example: EXAMPLES[example] for example in ("bridge-wifi", "passthrough", "tunnels")}
 DIRECTORIES = ("/run", "/run/systemd/network", "/var/volatile/qel", "/var/volatile/qel/.wwan_unit_backup")
 NOT_THE_PROGRAMS = ("dnsmasq.pid", "dnsmasq.leases", "sysdb.sqlite3")
-# systemd-networkd, when it starts, drops routes and rules that it does not know: the script records that they
-# were set.
+# When systemd-networkd starts, it removes routes and rules that it does not know, so the script records them.
 DEVICE_SCRIPTS = {
     "route_table_flush": 'ip rule del table "$1" 2>/dev/null; ip route flush table "$1"',
     "route_table_add": """{
@@ -78,8 +76,8 @@ def network():
 
 
 def settled(ifname, address):
-    """Whether systemd-networkd has finished; on wwan0 it keeps waiting for an IPv6 router, which does not
-    exist."""
+    """Whether systemd-networkd has finished. Its state of wwan0 does not count: there, it waits for an IPv6
+    router that does not exist."""
     listed = json.loads(gateway.run("networkctl", "--json=short", "list").stdout)["Interfaces"]
     states = {link["AdministrativeState"] for link in listed if link["Name"] != "wwan0"}
     wwan_routes = (route for route in gateway.routes() if route["dev"] == "wwan0")
@@ -105,7 +103,7 @@ class Service(unittest.TestCase):
     maxDiff = None
 
     def test_sets_up_each_example_as_the_unconfined_program_does(self):
-        # A run undoes the one before: each example follows on the same one in both rounds.
+        # A run undoes the previous one, so each example has to follow the same example in both rounds.
         gateway.apply(guest.example(list(EXAMPLES)[-1]))
         expected = {example: apply_directly(example) for example in EXAMPLES}
         for verb, example in zip(("start", "restart", "reload", "restart", "restart"), EXAMPLES):

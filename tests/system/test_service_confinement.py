@@ -8,10 +8,10 @@ import package
 PACKAGE = "/root/lanfab.deb"
 TOOL = "wireguard_units"
 
-# A device's script has systemd start the daemon; one that the script itself starts is confined, too.
+# The script makes systemd start the daemon: a daemon that the script itself started would be confined, too.
 TELNET_INIT = '#!/bin/sh\nexec systemctl "$1" telnet.service\n'
 TELNET_SERVICE = "[Service]\nExecStart=/bin/sleep infinity\n"
-# What no run does, and root may do.
+# Operations that root may do, but that no run needs.
 REFUSED = (
     "touch /etc/refused",
     "touch /usr/refused",

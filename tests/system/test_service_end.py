@@ -1,4 +1,4 @@
-"""A run of the service that takes too long: it is ended, its lock is removed, and the next run works."""
+"""A run of the service that takes too long is ended, its lock is removed, and the next run works."""
 
 import re
 import sys
@@ -12,7 +12,7 @@ PACKAGE = "/root/lanfab.deb"
 LOCK = "/var/run/LANFAB_LOCKED"
 UNIT = "/lib/systemd/system/lanfab.service"
 TELNET_INIT = "/usr/bin/telnet-init"
-# Long enough for a run on a busy machine to come to telnet-init.
+# Seconds; long enough for a run to reach telnet-init on a busy machine.
 SHORT = 15
 
 gateway = guest.Gateway()
@@ -26,7 +26,7 @@ def setUpModule():
 
 
 def shorten_time_outs():
-    """Shortens systemd's time limits to SHORT seconds, that of a reload included."""
+    """Shortens systemd's time limits, including that of a reload, to about SHORT seconds."""
     (reload,) = re.findall("^ExecReload=.*$", gateway.read(UNIT), re.MULTILINE)
     less = reload.replace("170", str(SHORT))
     package.set_up(gateway, "lanfab", f"TimeoutStartSec={SHORT + 5}", "ExecReload=", less)

@@ -40,7 +40,7 @@ def look():
 
 
 def differences():
-    """Returns the subject and the text of each difference, marked if it is pending."""
+    """Returns (subject, what) of each difference, marked if it is pending."""
     return differences_of(look())
 
 
@@ -64,7 +64,8 @@ def wait_until_as_wanted():
 
 @contextlib.contextmanager
 def run_at(moment):
-    """A run that is stopped when the condition is true, as on a very slow machine."""
+    """Starts an apply and stops it when the condition is true, as on a very slow machine. Continues it at the
+    end."""
     with subprocess.Popen(["cmd_lanfab", "apply"], stderr=subprocess.DEVNULL) as process:
         guest.wait_until(moment, interval=0.005, longest_interval=0.005)
         process.send_signal(signal.SIGSTOP)
@@ -159,7 +160,7 @@ class Differences(unittest.TestCase):
         self.assertEqual(differences(), {("dnsmasq", "it is not active"),
                                          ("systemd-networkd", "it is not active")})
         self.assertIn("\n! dnsmasq           inactive (dead)", status().stdout)
-        # The looks have started neither.
+        # `lanfab status` has not started the services.
         self.assertFalse(gateway.service_active("systemd-networkd"))
         self.assertFalse(gateway.service_active("dnsmasq"))
 
@@ -238,7 +239,7 @@ class Lock(unittest.TestCase):
         self.assertEqual({run["action"]: run["end"] for run in found["runs"]}["APPLY"], "interrupted")
         self.assertGreaterEqual(self.subjects(), {"lock", "APPLY"})
         self.assertIn(f"!     fix: rm {LOCK}\n", status().stdout)
-        # Another run does not make it any better.
+        # A waiting run does not make the lock held.
         with subprocess.Popen(["cmd_lanfab", "dnsmasq"]) as waiting:
             guest.wait_until(lambda: self.lock()["runs"] == 1)
             self.assertFalse(self.lock()["held"])
@@ -247,8 +248,8 @@ class Lock(unittest.TestCase):
         self.assertIsNone(self.lock())
 
 
-# What another user can do: lock the directory, and look like a run that holds the lock, also to somebody who
-# asks for the program or the owner of the process.
+# Interferes as another user can: locks the directory, and looks like a run that holds the lock, even by the
+# name of its program and the owner of its directory in /proc.
 MISCHIEF = """
 import ctypes, fcntl, os, signal, sys
 fcntl.flock(os.open("/run", os.O_RDONLY), fcntl.LOCK_EX)
@@ -314,7 +315,7 @@ class Metrics(unittest.TestCase):
         metrics = written.read_text(encoding="ascii").splitlines()
         for line in "lanfab_status_success 1", "lanfab_last_apply_success 1", "lanfab_trial_active 0":
             self.assertIn(line, metrics)
-        # Its confinement hides nothing from it.
+        # The confinement of the service does not hide anything that lanfab status checks.
         self.assertIn("lanfab_drift_not_checked 0", metrics)
 
 
@@ -323,7 +324,7 @@ class Terminal:
 
     def __init__(self):
         self.master, self.slave = pty.openpty()
-        # So small that a page does not fit: its last line is there all the same.
+        # Too small for a page, of which the last line is still shown.
         fcntl.ioctl(self.slave, termios.TIOCSWINSZ, struct.pack("HHHH", 12, 80, 0, 0))
         self.settings = termios.tcgetattr(self.slave)
         self.text = ""

@@ -17,7 +17,7 @@ gateway = guest.Gateway()
 
 
 def differences():
-    """Returns the subject and the text of each difference."""
+    """Returns the differences in the report as {(subject, what): difference}."""
     output = gateway.run("lanfab", "status", "--format", "json", check=False).stdout
     return {(one["subject"], one["what"]): one for one in json.loads(output)["differences"]}
 
@@ -26,7 +26,7 @@ def is_as_wanted(timeout=60):
     return guest.wait_until(lambda: not differences(), timeout, interval=0.5)
 
 
-# A device has a program that makes the table for the replies to a tunnel.
+# The script of a device that creates the routing table for the replies to a tunnel.
 ADD_SCRIPT = """#!/bin/sh
 ip route replace default via "$3" dev "$2" onlink table "$1" || exit 1
 ip rule del priority 40000 2>/dev/null
@@ -73,7 +73,7 @@ class Kernel(unittest.TestCase):
             self.fix_everything()
 
     def fix_everything(self):
-        """Runs the fixes of the remaining drift: of a former configuration, or side effects of a change."""
+        """Runs the fixes of all drift: leftovers of a former configuration and side effects of a change."""
         for _ in range(5):
             if is_as_wanted(timeout=8):
                 return

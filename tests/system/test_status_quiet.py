@@ -19,7 +19,7 @@ if not guest.IS_EXHAUSTIVE:
     EXAMPLES = ["shop"]
 MINUTES = 60 if guest.IS_EXHAUSTIVE else 5
 
-# In pass-through, dnsmasq serves what the link has got.
+# In pass-through, dnsmasq serves the address of the link.
 RUNS_OF_LINK = ("sh", "-c", "cmd_lanfab wwan_apply; cmd_lanfab dnsmasq")
 LOCK = "/var/run/LANFAB_LOCKED"
 
@@ -67,7 +67,7 @@ class Quiet(unittest.TestCase):
     def assert_quiet_until_settled(self, *command):
         """Checks the status while the command runs and until nothing is pending."""
         with subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as run:
-            # Until the run begins, what it is to change is an alarm.
+            # Before the run begins, the differences that it will remove are alarms.
             guest.wait_until(lambda: gateway.exists(LOCK) or run.poll() is not None, interval=0.001,
                              longest_interval=0.001)
             end = time.monotonic() + 90 * guest.SLOWNESS
@@ -85,7 +85,7 @@ class Quiet(unittest.TestCase):
                 forget_links()
                 gateway.configure(guest.example(example))
                 self.assert_quiet_until_settled("cmd_lanfab", "apply")
-                # The interface is there, its address comes.
+                # The interface exists now, but its address follows later.
                 gateway.connect_cellular()
                 gateway.disconnect_cellular()
                 self.assert_quiet_until_settled("cmd_lanfab", "apply")

@@ -52,7 +52,7 @@ def router():
 
 
 class OfFiles(unittest.TestCase):
-    """Runs each fix as printed; it must end the difference."""
+    """Each printed fix ends its difference."""
 
     @classmethod
     def setUpClass(cls):
@@ -70,7 +70,7 @@ class OfFiles(unittest.TestCase):
                 shell(divergence.fix)
                 self.assertTrue(guest.wait_until(lambda one=divergence: not matching(one)), differences())
             shell(divergence.undo)
-            # The drop-in that a fix has disabled, and the like.
+            # Remove the remaining files, such as a drop-in that a fix has disabled.
             shell("rm -rf /etc/systemd/network")
             self.assertTrue(guest.wait_until(lambda: not differences(), interval=1), differences())
 
@@ -96,7 +96,7 @@ class ByPackets(unittest.TestCase):
     def tearDownClass(cls):
         cls.server.kill()
         cls.server.wait()
-        # Another configuration leaves it in the kernel, where it is a difference.
+        # Another configuration would leave the tunnel in the kernel, which would be drift.
         gateway.run("ip", "link", "delete", "gre-tun1")
 
     def test_each_is_found(self):

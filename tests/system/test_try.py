@@ -1,4 +1,4 @@
-"""A trial: it is rolled back by itself, and stays if it is confirmed."""
+"""Trials with `lanfab try`: they are rolled back automatically unless they are confirmed."""
 
 import fcntl
 import json
@@ -29,7 +29,7 @@ trials = trial.Trials(gateway)
 
 
 class Terminal:
-    """lanfab on its own terminal."""
+    """A lanfab process on its own terminal."""
 
     def __init__(self, *arguments):
         self.master, slave = pty.openpty()
@@ -45,7 +45,8 @@ class Terminal:
         os.close(slave)
 
     def wait_for(self, words, again=False, timeout=80):
-        """Reads until lanfab has printed the words, perhaps once more; returns whether it has."""
+        """Reads until lanfab has printed the words; returns whether it has. With `again`, only new output
+        counts."""
         if again:
             self.text = ""
         deadline = time.monotonic() + timeout
@@ -56,7 +57,7 @@ class Terminal:
         return words in self.text
 
     def read(self):
-        """Reads what lanfab has printed; returns whether it still runs."""
+        """Reads output of lanfab; returns False at its end."""
         try:
             self.text += os.read(self.master, 4096).decode()
         except OSError:
@@ -67,7 +68,7 @@ class Terminal:
         os.write(self.master, text)
 
     def end(self):
-        """Reads until the end of lanfab and returns its status."""
+        """Reads until lanfab exits; returns its status."""
         deadline = time.monotonic() + 80
         while time.monotonic() < deadline:
             if select.select([self.master], [], [], 1)[0] and not self.read():
@@ -97,9 +98,9 @@ class Trial(unittest.TestCase):
         self.assertTrue(terminal.wait_for("Keep this configuration?"))
         self.assertTrue(trials.has_new_address())
         self.assertFalse(gateway.reaches(trial.OLD_ADDRESS, namespace="lan0", timeout=1))
-        # Neither at once, nor never.
+        # Setting the clock neither ends the trial early nor prevents its end.
         gateway.run("date", "--set=+2 days")
-        # With a clock that is behind, the configuration would seem to have changed since it was applied.
+        # With a clock that is behind, the configuration would seem to have changed after it was applied.
         self.addCleanup(gateway.run, "date", "--set=+2 days")
         self.assertTrue(gateway.exists(trial.STATE))
         self.assertEqual(trials.active(), trial.CUT_OFF)
@@ -131,11 +132,11 @@ class Trial(unittest.TestCase):
     def test_yes_keeps_it_and_revert_offers_the_one_before(self):
         gateway.run("chmod", "640", guest.CONFIGURATION)
         gateway.run("chown", "0:42", guest.CONFIGURATION)
-        # A file that has changed since it was applied is nothing to roll back to.
+        # lanfab try refuses to begin if the file was changed after it was applied.
         gateway.apply()
         terminal = Terminal("try", trial.NEW)
         self.assertTrue(terminal.wait_for("Applying"))
-        # What is typed now says nothing about the new network.
+        # This answer is too early to be about the new network, so it must be ignored.
         terminal.type(b"y\n")
         self.assertTrue(terminal.wait_for("Keep this configuration?"))
         self.assertTrue(terminal.wait_for("Keep this configuration?", again=True))
@@ -158,7 +159,7 @@ class Trial(unittest.TestCase):
         self.assertTrue(gateway.reaches(trial.OLD_ADDRESS, namespace="lan0"))
 
     def assert_files(self, installed, previous):
-        """Checks that both files have the mode of the first one, and that there are no others."""
+        """Checks the contents, modes and owners of both files, and that there are no other files."""
         self.assertEqual(trials.installed(), installed)
         self.assertEqual(json.loads(gateway.read(trial.PREVIOUS)), previous)
         for file in (guest.CONFIGURATION, trial.PREVIOUS):
@@ -176,7 +177,7 @@ class Trial(unittest.TestCase):
             with self.subTest(command):
                 gateway.run("systemctl", command, "lanfab")
                 self.assertIn(trial.OLD_ADDRESS, gateway.read("/run/lanfab/applied"))
-                # The next apply would fail.
+                # An apply of this file would fail.
                 gateway.write(guest.CONFIGURATION, "{")
                 self.assertEqual(trials.try_new().returncode, 0)
                 self.assertTrue(trials.has_new_address())
@@ -206,9 +207,9 @@ class Trial(unittest.TestCase):
         self.assertTrue(trials.wait_for_apply())
         boot = exposure("lanfab.service")
         self.assertLess(boot, 4)
-        # Of a unit without default dependencies, systemd does not count all options.
+        # systemd does not count all options of a unit without default dependencies.
         self.assertAlmostEqual(exposure("lanfab-apply.service"), boot, delta=0.2)
-        # Beyond that it writes to terminals.
+        # This service may also write to terminals.
         self.assertLessEqual(exposure("lanfab-revert.service"), boot + 0.5)
         for name in ("CapabilityBoundingSet", "SystemCallFilter", "ProtectSystem", "ReadWritePaths",
                      "RestrictAddressFamilies", "NoNewPrivileges", "Environment"):

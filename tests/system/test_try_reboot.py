@@ -1,4 +1,4 @@
-"""After a power failure, the confirmed configuration is active, never one that was only tried."""
+"""After a power failure, the confirmed configuration is active, not one that was on trial."""
 
 import json
 import os

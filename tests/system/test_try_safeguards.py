@@ -1,4 +1,4 @@
-"""Removing the safeguards of a trial: the old network is restored."""
+"""Removes the safeguards of a trial, and checks that the old network is still restored."""
 
 import os
 import pathlib
@@ -16,7 +16,7 @@ DIRECTORY = "/run/lanfab"
 TIMER = "lanfab-revert.timer"
 SERVICE = "lanfab-revert.service"
 GUARD = "lanfab-guard.service"
-# Has what the gateway cannot do without, and nothing else: no sysinit.target, like emergency.target.
+# A target with only the units that the gateway requires: no sysinit.target, like emergency.target.
 TARGET = """[Unit]
 DefaultDependencies=no
 AllowIsolate=yes
@@ -24,7 +24,7 @@ Requires=systemd-journald.socket systemd-journald-dev-log.socket dbus.socket
 Requires=systemd-udevd.service gateway-task.service
 """
 
-# Takes the place of systemctl: stops the lanfab whose number is in a file, once.
+# Replaces systemctl: stops, once, the lanfab whose PID is in /run/confirm.
 STOPPING = """if [ $PPID = "$(cat /run/confirm)" ]; then
   rm /run/confirm
   kill -STOP $PPID
@@ -77,7 +77,7 @@ class Safeguards(unittest.TestCase):
 
     def test_systemd_reads_its_files_again(self):
         self.begin()
-        # It writes the commands of the trial's services to files and back.
+        # systemd serializes the commands of the trial's services and reads them again.
         gateway.run("systemctl", "daemon-reload")
         self.check_rollback()
 
@@ -116,7 +116,7 @@ class Safeguards(unittest.TestCase):
     def test_timer_and_guard_stopped(self):
         self.begin()
         gateway.run("systemctl", "stop", GUARD, TIMER)
-        # Nobody is left who could roll back: it takes a person.
+        # Nothing is left that rolls back automatically: a person must do it.
         self.assertEqual(trials.active(), trial.CUT_OFF)
         reverted = trials.lanfab("revert")
         self.assertEqual(reverted.returncode, 0, reverted.stderr)

@@ -17,10 +17,10 @@ TOOL = "cli/lanfab"
 DIRECTORY = "/run/lanfab"
 LOCK = "/run/LANFAB_LOCKED"
 PROGRAM = f"{DIRECTORY}/programs/cmd_lanfab"
-# The size of an entry, see utmp(5).
+# The size of an entry in bytes, see utmp(5).
 UTMP_ENTRY = 384
-# Takes the place of systemd-run, which lanfab calls between its steps: kills lanfab and the shell around it.
-# Without a step it is systemd-run.
+# Replaces systemd-run, which lanfab calls between its steps: kills lanfab and its shell at the step in $STEP,
+# and otherwise executes systemd-run.
 KILLING = """case "$STEP $*" in
   "before the timer "*--on-active*) kill -KILL 0 ;;
   "after the timer "*--on-active*) /usr/bin/systemd-run "$@" && kill -KILL 0 ;;
@@ -102,7 +102,7 @@ class Trouble(unittest.TestCase):
                 result = kill_at(step)
                 self.assertNotIn("alive", result.stdout)
                 if step == "before the timer":
-                    # Its files are no trial, and the next one takes their place.
+                    # The files of a trial that has not begun remain; the next trial replaces them.
                     self.assertTrue(gateway.exists(trial.STATE))
                     self.assertEqual(trials.installed(), trial.OLD)
                     self.assertTrue(gateway.reaches(trial.OLD_ADDRESS, namespace="lan0"))
@@ -111,7 +111,7 @@ class Trouble(unittest.TestCase):
 
     def test_run_that_is_killed_leaves_no_lock(self):
         gateway.run("systemd-run", "--quiet", "lanfab", "try", trial.NEW)
-        # The run holds it for less than a second.
+        # The run holds the lock for less than a second.
         self.assertTrue(guest.wait_until(lambda: gateway.exists(LOCK), interval=0.01, longest_interval=0.01))
         gateway.run("systemctl", "kill", "--signal=KILL", "lanfab-apply")
         self.assertTrue(trials.is_old_network_back())
@@ -134,14 +134,14 @@ class Trouble(unittest.TestCase):
     def test_way_back_is_tried_until_it_succeeds(self):
         terminal = log_in()
         self.assertEqual(trials.try_new("--timeout", "20").returncode, 0)
-        # That of the service.
+        # Replace the program that the rollback service runs.
         gateway.run("mv", PROGRAM, f"{PROGRAM}.real")
         gateway.write(PROGRAM, "#!/bin/sh\necho >>/run/attempts\nexit 255\n")
         gateway.run("chmod", "+x", PROGRAM)
         self.assertTrue(wait_for_attempts(2))
         self.assertTrue(has_said("rolling back the trial failed; retrying", "alert"))
         self.assertTrue(is_told(terminal, "lanfab: rolling back the trial failed"))
-        # Even killed it goes on.
+        # Killing the service does not end its attempts.
         gateway.run("systemctl", "kill", "--signal=KILL", "lanfab-revert")
         self.assertTrue(wait_for_attempts(3))
         self.assertEqual(trials.active(), trial.OLD)
@@ -241,7 +241,7 @@ class Trouble(unittest.TestCase):
             result = trials.try_new()
         finally:
             gateway.run("mv", "/root/old.json", guest.CONFIGURATION)
-            # The file has changed since it was applied.
+            # A trial can only begin if the file was not changed after its apply.
             gateway.apply()
         self.assertEqual(result.returncode, 2)
         self.assertIn("there is no configuration to roll back to", result.stderr)

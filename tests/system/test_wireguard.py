@@ -14,7 +14,7 @@ import guest
 
 TOOL = "wireguard_units"
 
-# As systemd 252 and 257 put it.
+# The messages of systemd 252 and 257.
 REFUSED = re.compile("(netdev could not be created|Failed to create netdev): Operation not supported$")
 
 gateway = guest.Gateway()
@@ -107,7 +107,7 @@ class Routing(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         gateway.run("wireguard_units")
-        # With the device units, systemd-networkd would leave links of another kind alone.
+        # With these device units, systemd-networkd would ignore links of another kind.
         gateway.run("sh", "-c", f"rm {guest.UNIT_DIRECTORY}*-wireguard.netdev")
         for name in ("wg0", "wg1", "wg2"):
             gateway.run("ip", "link", "delete", name, check=False)

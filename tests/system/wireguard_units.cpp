@@ -1,4 +1,4 @@
-// Configures the WireGuard interfaces, which no action of cmd_lanfab does.
+// Configures the WireGuard interfaces. No action of cmd_lanfab does this.
 
 #include <sys/stat.h>
 #include <syslog.h>

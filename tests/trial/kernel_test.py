@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Runs `lanfab try` and `revert` in the sandbox with a kernel of stubs; checks what the rollback restores and
-reports. The program is the first argument."""
+"""Runs `lanfab try` and `revert` in the sandbox with a stub of `ip`; checks which links the rollback removes
+from the kernel, and its messages. The program is the first argument."""
 
 import json
 import os
@@ -13,7 +13,7 @@ import unittest
 from lib import fake_systemd as systemd
 
 LANFAB = os.path.abspath(sys.argv.pop(1))
-# The output of `ip` about links, and the changes that it is told to make.
+# The links that the stub of `ip` prints, and the arguments of its calls that change the kernel.
 LINKS = pathlib.Path("/run/links.json")
 CHANGES = pathlib.Path("/run/changes")
 REFUSES = pathlib.Path("/run/refuses")
@@ -30,7 +30,7 @@ esac
 systemd.SCRIPTS["wall"] = f"echo \"$*\" >>{ALERTS}\n"
 
 TUNNEL = [{"ifname": "gre-tun1", "linkinfo": {"info_kind": "gre"}}]
-# The trial's own file of systemd-networkd, which the fake apply does not write.
+# The unit file of the trial's tunnel, which the stub of an apply does not write.
 UNIT = pathlib.Path("/run/systemd/network/70-gre-tun1.netdev")
 
 
@@ -47,7 +47,7 @@ class Kernel(unittest.TestCase):
         systemd.pretend_apply()
 
     def lanfab(self, *arguments):
-        """Runs lanfab, which must succeed; returns what it has printed."""
+        """Runs lanfab, which must succeed; returns its output."""
         done = subprocess.run([LANFAB, *arguments], env=systemd.ENVIRONMENT, text=True, check=False,
                               stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
         self.assertEqual(done.returncode, 0, done.stdout)
@@ -59,7 +59,7 @@ class Kernel(unittest.TestCase):
         self.assertEqual(json.loads(RECORD.read_text())["links"], [])
         LINKS.write_text(json.dumps(TUNNEL))
         UNIT.write_text("")
-        # An apply of the old configuration removes its unit, and leaves the tunnel.
+        # An apply of the old configuration removes the unit of the tunnel, but not the tunnel itself.
         tool = systemd.TOOLS / "timeout"
         tool.write_text(f"#!/bin/sh\nrm -f {UNIT}\n")
         self.addCleanup(systemd.lay_tools)

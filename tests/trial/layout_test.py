@@ -15,7 +15,7 @@ from lib.fake_systemd import INSTALLED, STATE
 LANFAB = os.path.abspath(sys.argv.pop(1))
 CONFIGURATIONS = [f'{{"dns": {{"source": "static", "static": ["8.8.8.{number}"]}}}}\n' for number in range(4)]
 NEW = pathlib.Path("/run/new.json")
-# A data partition with the configuration, and where another one may be mounted.
+# A data partition with the configuration, and a second mount point.
 DATA = pathlib.Path("/run/data 1")
 ELSEWHERE = pathlib.Path("/run/elsewhere")
 ON_DATA = DATA / "lanfab/network.json"
@@ -60,14 +60,14 @@ class Layout(unittest.TestCase):
         return self.lanfab("try", NEW, **expected)
 
     def assert_files(self, file, installed, previous):
-        """What is installed and what was before, in the directory that really has them."""
+        """Checks both configurations; `file` is the real path of the installed one."""
         self.assertEqual((INSTALLED.read_text(), file.read_text()), (installed, installed))
         self.assertEqual(INSTALLED.stat().st_mode & 0o7777, 0o640)
         self.assertEqual(sorted(os.listdir(file.parent)), ["network.json", "network.json.previous"])
         self.assertEqual(file.with_name("network.json.previous").read_text(), previous)
 
     def assert_trials_work(self, file, before=()):
-        """Trials are confirmed and rolled back, more than once. The file's real path is given."""
+        """Confirms and rolls back several trials; `file` is the real path of the installed configuration."""
         for former, text in zip(CONFIGURATIONS, CONFIGURATIONS[1:3]):
             self.try_new(text)
             self.assertEqual((systemd.active(), INSTALLED.read_text()), (text, former))
@@ -82,7 +82,7 @@ class Layout(unittest.TestCase):
         self.assertEqual(systemd.leftovers(), [])
 
     def assert_refused(self, *said):
-        """No trial begins that could not be confirmed."""
+        """Checks that a trial that could not be confirmed does not begin, and the error message."""
         text = self.try_new(CONFIGURATIONS[1], status=2)
         for words in said:
             self.assertIn(words, text)
@@ -153,7 +153,9 @@ class FileMounted(Layout):
         self.assert_trials_work(ON_DATA)
 
     def kill_confirmation(self, line):
-        """Begins a trial, and leaves what a confirmation does that is killed before it mounts the file."""
+        """Begins a trial, and leaves the files of a confirmation that was killed before it mounted the new
+        file. Then runs a shell line.
+        """
         self.try_new(CONFIGURATIONS[1])
         ON_DATA.rename(ON_DATA.with_name("network.json.previous"))
         shell(f"install -m 640 {NEW} '{ON_DATA}'; {line}")

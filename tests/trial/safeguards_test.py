@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Removes the safeguards of a trial one by one, in the sandbox: the trial ends. The program is the first
-argument."""
+"""Removes the safeguards of a trial one by one, in the sandbox, and checks that the trial still ends. The
+program is the first argument."""
 
 import fcntl
 import filecmp
@@ -21,7 +21,7 @@ DIRECTORY = TRIAL.parent
 PROGRAMS = DIRECTORY / "programs"
 RESERVE = DIRECTORY / "reserve"
 GUARD = UNITS / "lanfab-guard.service"
-# Grows with each question to systemd.
+# Grows by one byte with each call of systemctl.
 ASKED = pathlib.Path("/run/asked")
 
 
@@ -43,7 +43,7 @@ def run_timer():
 
 class Programs(Trial):
     def try_elsewhere(self):
-        """Begins a trial with programs of another directory, and returns that."""
+        """Begins a trial with programs in another directory; returns that directory."""
         other = pathlib.Path("/run/other")
         shutil.rmtree(other, ignore_errors=True)
         other.mkdir()
@@ -77,7 +77,7 @@ class Programs(Trial):
     def test_have_a_file_system_where_run_forbids_programs(self):
         subprocess.run(["mount", "-t", "tmpfs", "-o", "noexec", "run", DIRECTORY], check=True)
         try:
-            # What a rollback by the service leaves, the next trial removes.
+            # The second trial removes the leftovers of the first one's rollback.
             for _ in range(2):
                 self.try_new()
                 self.assertTrue(PROGRAMS.is_mount())
@@ -141,7 +141,7 @@ class Guard(Trial):
         ASKED.write_text("")
 
     def start(self):
-        """Begins a trial with a guard that has seen it."""
+        """Begins a trial, and waits until its guard has checked it once."""
         self.try_new()
         self.before("systemctl", f"echo >>{ASKED}")
         self.run_guard()
@@ -158,7 +158,7 @@ class Guard(Trial):
         self.addCleanup(self.guard.kill)
 
     def end(self):
-        """Waits for the end of the guard; returns what it has said."""
+        """Waits until the guard exits; returns its messages."""
         said = self.guard.communicate(timeout=60)[1]
         self.assertEqual(self.guard.returncode, 0)
         return said
@@ -190,12 +190,12 @@ class Guard(Trial):
         self.assert_rolled_back()
 
     def test_restores_what_is_removed(self):
-        # It does not take much memory.
+        # A sparse file needs little memory. The guard ignores it, because it is too large.
         large = DIRECTORY / "large"
         large.touch()
         os.truncate(large, 129 * 1024 * 1024)
         (DIRECTORY / "empty").touch()
-        # What another run writes and removes.
+        # Temporary files of other processes, which the guard must not restore.
         passing = [DIRECTORY / "applying", DIRECTORY / "applied.7.new"]
         for path in passing:
             path.write_text("passing")
@@ -256,7 +256,7 @@ class Guard(Trial):
         self.assert_rolled_back()
 
     def assert_rolled_back(self):
-        """Its own unit goes when it ends."""
+        """Checks the state after a rollback by the guard, whose unit systemd would have removed by itself."""
         GUARD.unlink()
         self.assert_files(OLD, None)
         self.assert_applied(NEW, OLD)
@@ -267,7 +267,7 @@ class Guard(Trial):
         self.let_time_pass()
         TIMER.unlink()
         seen = questions()
-        # One in each second, and that about the timer.
+        # The guard queries the service every second and the timer every fifth time, so it has queried both.
         wait_until(lambda: questions() > seen + 6)
         self.assertTrue(TRIAL.exists())
         (UNITS / "lanfab-revert.service").unlink()
@@ -275,7 +275,7 @@ class Guard(Trial):
         self.assert_rolled_back()
 
     def fail_once(self):
-        """Has the first apply of the old configuration fail."""
+        """Makes the first apply of the old configuration fail."""
         self.before("timeout", f"if [ ! -e {TRIAL} ] && [ ! -e /run/once ]; then touch /run/once; exit 1; fi")
         self.addCleanup(pathlib.Path("/run/once").unlink)
 
@@ -307,7 +307,7 @@ class Guard(Trial):
 
     def test_waits_for_a_rollback_that_has_begun(self):
         self.start()
-        # As one that was killed in its APPLY leaves it.
+        # The files that a rollback leaves if it is killed during its APPLY.
         TRIAL.unlink()
         RESERVE.rename(DIRECTORY / "end")
         APPLIED.write_text("")

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Tests the configuration to which a trial is rolled back, and that the messages of `lanfab try`, `confirm`
-and `revert` about it are correct. The program is the first argument."""
+"""Checks which configuration a rollback applies, and the messages of `lanfab try`, `confirm` and `revert`
+about it. The program is the first argument."""
 
 import json
 import os
@@ -19,12 +19,12 @@ from lib.trial_case import NEW, OLD, OLDER, Trial
 LANFAB = Trial.program = os.path.abspath(sys.argv.pop(1))
 DECISION = pathlib.Path("/run/lanfab/decision")
 HISTORY = pathlib.Path("/var/lib/lanfab/history")
-# What becomes the previous one.
+# The file that is renamed to PREVIOUS.
 WAITING = pathlib.Path(f"{PREVIOUS}.new")
 
 
 def time_is_up():
-    """Ends the trial as its timer does."""
+    """Makes the trial overdue and runs the command of its timer."""
     state = json.loads(STATE.read_text())
     STATE.write_text(json.dumps({**state, "ends": 1}))
     subprocess.run(["sh", TIMER], env=systemd.ENVIRONMENT, stdout=subprocess.DEVNULL, check=True)
@@ -99,7 +99,7 @@ class Target(Trial):
 
 
 class Text(Trial):
-    """What is kept is what was applied."""
+    """Only the configuration that was applied can be confirmed or restored."""
 
     def test_an_edited_trial_is_not_kept(self):
         self.try_new()
@@ -113,13 +113,13 @@ class Text(Trial):
         self.try_new()
         systemd.pretend_apply()
         self.lanfab("confirm", status=0)
-        # The installed file is younger than that apply, but known.
+        # The installed file is newer than that apply, but known to be the applied configuration.
         self.lanfab("try", INSTALLED, status=0)
         self.lanfab("revert", status=0)
         self.assert_applied(NEW, NEW, NEW)
 
     def test_an_apply_that_leaves_no_mark_is_a_failure(self):
-        """It was stopped, whatever its service makes of that."""
+        """An apply without a mark was stopped, even if its service succeeds."""
         self.before("timeout", f"if [ -e {TRIAL} ]; then rm -f {MARK}; exit 0; fi")
         self.try_new(status=1, said="apply failed or was stopped")
         self.assert_files(OLD, None)
@@ -144,7 +144,7 @@ class Text(Trial):
 
 
 class AtOnce(Trial):
-    """A confirmation and a rollback."""
+    """A confirmation and a rollback at the same time."""
 
     def test_a_stopped_confirmation_installs_nothing_after_a_rollback(self):
         self.try_new()
@@ -154,7 +154,7 @@ class AtOnce(Trial):
         with subprocess.Popen([LANFAB, "confirm"], env=systemd.ENVIRONMENT, stdin=subprocess.DEVNULL,
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True) as stopped:
             os.waitid(os.P_PID, stopped.pid, os.WSTOPPED | os.WNOWAIT)
-            # It has the lock.
+            # The stopped confirmation holds the lock.
             self.lanfab("revert", "--timer", status=0, said="/run/lanfab: another process has held its lock")
             stopped.send_signal(signal.SIGCONT)
             said = stopped.communicate()[0]
@@ -164,7 +164,7 @@ class AtOnce(Trial):
         self.assert_applied(NEW, OLD)
 
     def test_what_was_kept_first_stays(self):
-        """The confirmation hangs after it has installed the new one."""
+        """The confirmation was interrupted after it had installed the new configuration."""
         self.try_new()
         INSTALLED.write_text(NEW)
         PREVIOUS.write_text(OLD)
@@ -174,7 +174,7 @@ class AtOnce(Trial):
         self.assert_applied(NEW)
 
     def test_a_rollback_that_has_begun_goes_on(self):
-        """It was killed before it had removed the trial."""
+        """The rollback was killed before it had removed the trial."""
         self.try_new()
         DECISION.symlink_to("rolled back")
         self.lanfab("confirm", status=1, said="is being rolled back")
@@ -184,7 +184,7 @@ class AtOnce(Trial):
 
 
 class Previous(Trial):
-    """It is never a copy of the installed one, unless it was before."""
+    """The previous configuration does not become a copy of the installed one."""
 
     def test_the_same_text_twice(self):
         PREVIOUS.write_text(OLDER)
@@ -213,10 +213,10 @@ class Previous(Trial):
 
 
 class Outcome(Trial):
-    """Whoever comes later learns how the trial ended."""
+    """Users are told later how the trial ended."""
 
     def login(self, home):
-        """Returns what an interactive shell of a login shows."""
+        """Returns the output of an interactive login shell."""
         profile = pathlib.Path(__file__).parents[2] / "packaging/tools/profile.sh"
         (systemd.TOOLS / "lanfab").unlink(missing_ok=True)
         (systemd.TOOLS / "lanfab").symlink_to(LANFAB)

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Runs `lanfab try`, `confirm` and `revert` in the sandbox, with and without a terminal, until the trial has
-ended in each way that it can. The program is the first argument.
+"""Runs `lanfab try`, `confirm` and `revert` in the sandbox, with and without a terminal, and ends trials in
+every possible way. The program is the first argument.
 """
 
 import os
@@ -17,7 +17,7 @@ from lib.trial_case import NEW, OLD, OLDER, Trial
 
 LANFAB = Trial.program = os.path.abspath(sys.argv.pop(1))
 WITH_ERROR = '{"wired": {"eth0": {"enable": true}}}'
-# What a command runs under as an ordinary user.
+# Prefix of a command that runs as an ordinary user.
 NOT_ROOT = ("unshare", "--user")
 
 
@@ -28,7 +28,7 @@ class Ends(Trial):
         self.assertRegex(text, r"(?s)DNS servers 8\.8\.8\.3\n.*Applying /run/new\.json;.* 120 s ")
         self.assert_trial_goes_on()
         self.assert_applied(NEW)
-        # Whoever may read the installed file may read that on trial, and nothing else there.
+        # Users who may read the installed file may also read the one on trial, but cannot list its directory.
         self.assertEqual(TRIAL.parent.stat().st_mode & 0o777, 0o711)
         self.assertEqual(TRIAL.stat().st_mode & 0o777, 0o640)
 
@@ -112,17 +112,17 @@ class Ends(Trial):
 
 
 class Race(Trial):
-    """What ends the trial while it is being applied, or counted down."""
+    """The trial is ended by another process while it is being applied, or during the countdown."""
 
     def during_apply(self, line):
-        """Has the first apply, and no other one, run a line of shell, which may stop it."""
+        """Makes the first apply, and no other one, run a shell line, which may stop the apply."""
         unit = UNITS / "lanfab-apply.service"
         self.before("timeout",
                     f"if [ ! -e /run/once ]; then touch /run/once; {line}; [ -e {unit} ] || exit 143; fi")
         self.addCleanup(pathlib.Path("/run/once").unlink)
 
     def begin_another(self):
-        """Returns a line that rolls the trial back and begins another one."""
+        """Returns a shell line that rolls the trial back and begins another one."""
         other = pathlib.Path("/run/other.json")
         other.write_text(OLDER)
         return f"{LANFAB} revert; SUDO_USER=anna {LANFAB} try {other}"
@@ -156,7 +156,7 @@ class Race(Trial):
         terminal.wait_for("Keep this configuration?")
         subprocess.run(self.begin_another(), shell=True, env=systemd.ENVIRONMENT, check=True,
                        stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
-        # What is typed now is about the former one.
+        # This answer is about the former trial.
         terminal.type(b"y\n")
         self.assertEqual(terminal.status(), 1)
         self.assert_another_goes_on()
@@ -229,7 +229,7 @@ class Confinement(Trial):
         self.before("systemd-run", f"printf '%s\\n' call \"$@\" >>{self.calls}")
 
     def options_of(self, unit):
-        """Returns the properties in the call for a unit."""
+        """Returns the properties with which systemd-run was called for a unit."""
         for call in self.calls.read_text().split("call\n"):
             if f"--unit={unit}\n" in call:
                 return [line.removeprefix("--property=") for line in call.splitlines()
@@ -274,7 +274,7 @@ class Confinement(Trial):
 
 
 class Active(Trial):
-    """What the other commands take for the configuration of the gateway."""
+    """By default, the other commands read the configuration on trial, or else the installed one."""
 
     def test_is_that_on_trial(self):
         self.new.write_text(WITH_ERROR)
@@ -396,7 +396,7 @@ class Refusals(Trial):
     def test_to_an_ordinary_user(self):
         self.refuse_all("root", before=NOT_ROOT)
         self.lanfab("revert", "--timer", status=2, said="root", before=NOT_ROOT)
-        # Nothing comes before that, such as what the trial would change.
+        # Nothing else is printed, such as the changes that the trial would make.
         self.assertEqual(self.lanfab("try", self.new, status=2, before=NOT_ROOT),
                          "lanfab: only root can change the network: run this command as root\n")
 
@@ -601,7 +601,7 @@ class OnTerminal(Trial):
 
     def test_it_asks_again_after_any_other_answer(self):
         terminal = self.start_trial()
-        # An end of the input, one in a line, which then is another word, and a line that is too long.
+        # The end of the input comes alone, then in the middle of a line; the last line is too long.
         for answer in b"\n", b"no\n", b"\x04", b"a\x04y\n", 255 * b"a" + b"y\n":
             terminal.type(answer)
             terminal.wait_for("Keep this configuration?")

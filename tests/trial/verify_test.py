@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs `lanfab try` with gateways that do and do not reach the configured state, and with probes. The program
+"""Runs `lanfab try` on gateways that do and do not reach the configured state, and with probes. The program
 is the first argument."""
 
 import os
@@ -12,9 +12,9 @@ from lib.fake_systemd import INSTALLED
 from lib.trial_case import NEW, OLD, Trial
 
 Trial.program = os.path.abspath(sys.argv.pop(1))
-# Made by a probe.
+# Created by a probe.
 SEEN = pathlib.Path("/run/seen")
-# While this file exists, systemd-networkd has failed; if it has a line, only until the state is queried.
+# While this file exists, systemd-networkd has failed; if the file is not empty, only until the next query.
 FAILED = pathlib.Path("/run/networkd-has-failed")
 
 systemd.SCRIPTS["ip"] = "echo '[]'\n"
@@ -35,7 +35,9 @@ case $* in
 esac""")
 
     def fail_in_the_trial(self, word=""):
-        """Has systemd-networkd fail when the trial is applied, but not after the rollback."""
+        """Makes systemd-networkd fail when the trial is applied, but not after the rollback. If `word` is not
+        empty, systemd-networkd recovers after the first query of its state.
+        """
         self.before("timeout", f"rm -f {FAILED}; [ ! -e {systemd.TRIAL} ] || printf '{word}' >{FAILED}")
 
     def test_a_difference_that_the_trial_makes_ends_it(self):

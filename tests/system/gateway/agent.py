@@ -8,7 +8,7 @@ import sys
 
 
 def present_names():
-    """Returns the kernel's names of the cards: {MAC address: name}."""
+    """Returns the current names of the cards: {MAC address: name}."""
     links = subprocess.run(["ip", "-json", "link"], stdout=subprocess.PIPE, text=True, check=True).stdout
     return {link["address"]: link["ifname"] for link in json.loads(links) if "address" in link}
 
@@ -16,7 +16,7 @@ def present_names():
 def network_commands(cards):
     """Yields the `ip` commands that set the name and namespace of each card."""
     names = present_names()
-    # A card may have the name of another one.
+    # The new name of a card may still be in use by another card.
     for index, card in enumerate(cards):
         yield f"link set {names[card['mac_address']]} name card{index}"
     for index, card in enumerate(cards):

@@ -1,7 +1,7 @@
 """The operations of system tests on a gateway and on the hosts around it. Runs inside the gateway.
 
-A host is a network namespace: `lan0` behind eth0, `lan1` behind eth1, each with a card of the same name as
-the namespace; `operator` behind wwan0 once `connect_cellular` has been called, and that of `connect_wifi`.
+A host is a network namespace: `lan0` behind eth0 and `lan1` behind eth1, each with a card of the same name.
+`connect_cellular` adds the host `operator` behind wwan0, and `connect_wifi` one behind a Wi-Fi interface.
 `namespace=None` is the gateway itself.
 """
 
@@ -20,8 +20,8 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 CONFIGURATION = "/etc/lanfab/network.json"
 UNIT_DIRECTORY = "/run/systemd/network/"
 SYSDB = "/var/run/sysdb.sqlite3"
-# systemd 256 and newer report this for every unit of a router. packaging/systemd-networkd.service.conf has
-# the setting that it recommends.
+# systemd 256 and newer print this for every unit of a router. packaging/systemd-networkd.service.conf has the
+# setting that the message recommends.
 FORWARDING_IS_IGNORED = "IPForward= setting is deprecated."
 PRIORITIES = ("emerg", "alert", "crit", "err", "warning", "notice", "info", "debug")
 # Factor for time limits: an emulated processor is slower.
@@ -42,7 +42,7 @@ def example(name):
 
 
 def terms(lease):
-    """Returns a lease's terms: address and prefix length, router, DNS server, seconds. None for no lease."""
+    """Returns (address/prefix length, router, DNS server, seconds) of a lease; None without a lease."""
     if not lease:
         return None
     address = f"{lease['ip']}/{lease['mask']}"
@@ -57,8 +57,8 @@ def exhaustive(case):
 def wait_until(condition, timeout=60, interval=0.1, longest_interval=1):
     """Polls `condition()` until it is true or `timeout` seconds have passed; returns its last result.
 
-    The pauses become longer, up to `longest_interval`: each command in a gateway takes much of the machine.
-    An emulated processor has more time.
+    The pauses become longer, up to `longest_interval`, because each command in a gateway is expensive. The
+    timeout is longer if the processor is emulated.
     """
     deadline = time.monotonic() + timeout * SLOWNESS
     while not (answer := condition()) and time.monotonic() < deadline:
@@ -85,7 +85,7 @@ class Gateway:
     # The program
 
     def lanfab(self, *arguments):
-        """Runs cmd_lanfab and returns its result, whatever its status."""
+        """Runs cmd_lanfab and returns its result, even if it fails."""
         return self.run("cmd_lanfab", *arguments, check=False)
 
     def configure(self, config):
@@ -104,7 +104,7 @@ class Gateway:
     def dnsmasq(self):
         return self.run("cmd_lanfab", "dnsmasq")
 
-    # Files, read without a process, which is expensive in a gateway.
+    # Files, accessed without a process, which is expensive in a gateway.
 
     def write(self, path, text):
         os.makedirs(os.path.dirname(path), exist_ok=True)
@@ -119,7 +119,7 @@ class Gateway:
         return os.path.exists(path)
 
     def unit_files(self):
-        """Returns the names of the unit files, in order."""
+        """Returns the sorted names of the unit files."""
         return sorted(os.listdir(UNIT_DIRECTORY))
 
     def sysdb(self):
@@ -174,7 +174,7 @@ class Gateway:
         return next((route for route in self.routes(namespace, table) if route["dst"] == destination), None)
 
     def way_to(self, address):
-        """Returns the route that the gateway takes to an address ("dev", "gateway", ...); {} without one."""
+        """Returns the route of packets to an address ("dev", "gateway", ...); {} without a route."""
         result = self.run("ip", "-json", "route", "get", address, check=False)
         return json.loads(result.stdout)[0] if result.returncode == 0 else {}
 
@@ -194,7 +194,7 @@ class Gateway:
         return wait_until(lambda: address in self.addresses(ifname, namespace), timeout)
 
     def _journal(self, *match, since=None):
-        """Returns the entries that match; with the mark `since`, only those after it."""
+        """Returns the matching entries; with the mark `since`, only those after the mark."""
         self.run("journalctl", "--sync")
         # --after-cursor would skip the first match if the marked entry itself does not match.
         mark = [f"--cursor={since}"] if since else []
@@ -221,7 +221,7 @@ class Gateway:
     def networkd_warnings(self, since=None):
         """Returns systemd-networkd's messages of priority warning or worse.
 
-        Those that say that forwarding is another setting's task are left out.
+        The message that IPForward= is deprecated is left out.
         """
         entries = self._journal("_SYSTEMD_UNIT=systemd-networkd.service", "--priority=warning", since=since)
         messages = [entry["MESSAGE"] for entry in entries]
@@ -245,7 +245,7 @@ class Gateway:
         wait_online = ("/lib/systemd/systemd-networkd-wait-online", f"--timeout={timeout * SLOWNESS}", *names)
 
         def is_set_up():
-            # It waits for an event, but trusts what systemd-networkd wrote before a restart.
+            # This command waits efficiently, but may read a state from before the restart.
             self.run(*wait_online, check=False)
             return all(self.link_setup(ifname) == "configured" for ifname in ifnames)
 
@@ -254,12 +254,12 @@ class Gateway:
     # The hosts around
 
     def reaches(self, address, namespace=None, timeout=60):
-        """Returns whether `address` answers an echo request; tries again until `timeout`."""
+        """Sends echo requests to `address` until `timeout`; returns whether it answers."""
         ping = ("busybox", "ping", "-c", "1", "-W", "1", address)
         return wait_until(lambda: self.run(*ping, namespace=namespace, check=False).returncode == 0, timeout)
 
     def resolve(self, name, server, namespace=None, record="a"):
-        """Returns the addresses that the DNS server gives for a name, or an empty list."""
+        """Returns the addresses of a name from the DNS server; an empty list if there are none."""
         answer = self.run(
             "busybox", "nslookup", f"-type={record}", name, server, namespace=namespace, check=False
         ).stdout
@@ -310,14 +310,14 @@ class Gateway:
         self.run("ip", "link", "set", "lo", "up", namespace=name)
 
     def connect_wifi(self, radio, namespace):
-        """Adds a Wi-Fi interface with a host to the gateway: a cable simulates the radio."""
+        """Adds a Wi-Fi interface to the gateway, and a host behind it. A cable simulates the radio."""
         self.add_namespace(namespace)
         peer = ("peer", "name", namespace, "netns", namespace)
         self.run("ip", "link", "add", radio, "type", "veth", *peer)
         self.run("ip", "link", "set", namespace, "up", namespace=namespace)
 
     def start_host_dnsmasq(self, namespace, *options):
-        """Starts a dnsmasq with these options alone on a host; it runs until `stop_host_dnsmasq`."""
+        """Starts dnsmasq on a host with only these options; it runs until `stop_host_dnsmasq` is called."""
         own = f"/run/dnsmasq-{namespace}"
         alone = ("--conf-file=/dev/null", "--no-hosts", "--no-resolv", "--user=root")
         files = (f"--pid-file={own}.pid", f"--dhcp-leasefile={own}.leases")
@@ -331,8 +331,8 @@ class Gateway:
     ):
         """Brings up a cellular link to the namespace `operator`, as the device's link manager does.
 
-        Creates `wwan0` if necessary and publishes its values; its unit is for the program to write. `beyond`
-        are the addresses of hosts behind the operator, such as "203.0.113.9/32".
+        Creates `wwan0` if necessary and publishes its values, but does not write its unit. `beyond` are the
+        addresses of hosts behind the operator, such as "203.0.113.9/32".
         """
         if "wwan0" not in self.links():
             self.add_namespace("operator")
@@ -369,7 +369,7 @@ class Gateway:
 
 
 class OtherGateway:
-    """The second gateway of a test that was launched with two: the operations of `Gateway`, done there."""
+    """The second gateway of a test with GATEWAYS = 2: has the operations of `Gateway` and runs them there."""
 
     def __init__(self):
         self.connection = None
@@ -383,7 +383,7 @@ class OtherGateway:
         return self._ask(self.connection, operation, *arguments, **options)
 
     def _connect(self):
-        """Returns a connection that has answered; None while the other gateway is booting."""
+        """Returns a tested connection to the other gateway; None while that is booting."""
         link = subprocess.Popen(
             ["nsenter", "--net=/run/netns/control", "busybox", "nc", "198.18.0.2", "7000"],
             stdin=subprocess.PIPE,
@@ -414,6 +414,6 @@ class OtherGateway:
 
 
 def fail_unless_inside():
-    """Exits unless the program runs in a gateway: a test must not touch the machine."""
+    """Exits unless this process runs in a gateway: a test must not change the machine."""
     if os.uname().nodename != "gateway" or not os.path.isdir("/run/netns"):
         sys.exit("This runs inside a gateway: use tests/system/run.")

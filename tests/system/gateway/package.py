@@ -4,7 +4,7 @@ import json
 import os
 
 
-# As Debian starts dnsmasq, but for the program: it is for the package's drop-in to name the right one.
+# Debian's unit of dnsmasq, but with commands that fail: the package's drop-in must replace them.
 DNSMASQ_SERVICE = """[Unit]
 Requires=network.target
 Wants=nss-lookup.target
@@ -23,7 +23,7 @@ ExecStop=/bin/false
 WantedBy=multi-user.target
 """
 
-# What the package's tests configure.
+# The configuration in the tests of the package.
 NETWORK = {
     "wired": {
         "eth0": {
@@ -49,7 +49,7 @@ NETWORK = {
     "hostnames": [{"name": "storage", "ipv4": "192.168.1.10"}],
 }
 
-# An entry in the list of packages: the gateway has the machine's programs, but not its list.
+# An entry of dpkg's status file: the gateway has the machine's programs, but not its status file.
 INSTALLED = """Package: {name}
 Status: install ok installed
 Architecture: all
@@ -59,26 +59,26 @@ Maintainer: nobody
 Description: on the machine
 """
 
-# The package before this version, but for the program: its scripts, units and other files.
+# The previous release's package without the programs: its scripts, units and other files.
 FORMER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../former_package")
 FORMER_VERSION = "1.0.0"
 
 
 def moved_network():
-    """Returns NETWORK with another subnet on the first port and one more name."""
+    """Returns NETWORK with another subnet on the first port and another host name."""
     network = json.loads(json.dumps(NETWORK).replace("192.168.1.", "192.168.77."))
     network["hostnames"].append({"name": "archive", "ipv4": "192.168.77.11"})
     return network
 
 
 def boot(gateway):
-    """Starts everything that a boot starts, in one transaction; fails if that does not end."""
+    """Starts everything that a boot starts, in one transaction; fails if that does not complete."""
     gateway.run("systemctl", "daemon-reload")
     gateway.run("systemctl", "start", "multi-user.target")
 
 
 def shut_down(gateway):
-    """Restores the state before a boot, undoing the boot and the program's runs."""
+    """Restores the state before a boot: undoes the boot and the program's runs."""
     services = ("lanfab", "dnsmasq", "systemd-networkd.socket", "systemd-networkd")
     # Without the package there is no service "lanfab".
     gateway.run("systemctl", "stop", "multi-user.target", *services, check=False)
@@ -86,7 +86,8 @@ def shut_down(gateway):
     gateway.run("sh", "-c", "rm -f /run/dnsmasq.* /run/.delete_*")
     gateway.run("sh", "-c", "rm -f /run/systemd/network/* /etc/lanfab/network.json")
     for port in ("eth0", "eth1"):
-        # systemd-networkd would wait for an IPv6 address that the kernel gives only when the link comes up.
+        # Keep the IPv6 address: systemd-networkd waits for it, but the kernel adds it only when a link comes
+        # up.
         gateway.run("ip", "-4", "address", "flush", "dev", port)
 
 
@@ -132,7 +133,7 @@ def make_former(gateway, file, former):
 
 
 def set_up(gateway, service, *lines):
-    """Adds lines to the [Service] section of a service; they stay."""
+    """Sets the additional lines in the [Service] section of a service; without lines, removes them."""
     drop_in = f"/etc/systemd/system/{service}.service.d/test.conf"
     if lines:
         gateway.write(drop_in, "\n".join(("[Service]", *lines, "")))

@@ -1,4 +1,4 @@
-"""Executes the operations of the first gateway's `OtherGateway`. Runs in the second gateway, for each
+"""Executes the operations of the first gateway's `OtherGateway`. Runs in the second gateway, once for each
 connection."""
 
 import pickle

@@ -1,4 +1,4 @@
-"""The session that scripts/draw-session draws. Runs inside the gateway, and prints it as JSON.
+"""Runs the session that scripts/draw-session draws, inside the gateway, and prints it as JSON.
 
 Usage: session.py COLUMNS
 """
@@ -16,7 +16,8 @@ import termios
 import guest
 
 CONFIGURATION = pathlib.Path(guest.CONFIGURATION)
-# The LAN gets another network, after which the administrator's connection is lost; and a key is misspelt.
+# The new configuration moves the LAN to another network, which disconnects the administrator. It also has a
+# misspelled key.
 OLD_NETWORK, NEW_NETWORK = "192.168.1.", "192.168.7."
 KEY, MISSPELT_KEY = '"netmask"', '"netmaks"'
 COMMANDS = (
@@ -29,7 +30,7 @@ ENVIRONMENT = {"TERM": "xterm-256color", "SSH_CONNECTION": "192.168.1.50 51000 1
 
 
 def run(command, columns):
-    """Returns what a terminal shows of a command: of a line that is overwritten, what is seen first."""
+    """Returns the output of a command on a terminal; of an overwritten line, only its first content."""
     master, slave = pty.openpty()
     fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 100, columns, 0, 0))
     process = subprocess.Popen(
@@ -46,7 +47,7 @@ def run(command, columns):
         while chunk := os.read(master, 4096):
             printed += chunk
     except OSError:
-        pass  # the end of the last process on the terminal
+        pass  # the last process on the terminal has exited
     process.wait()
     lines = printed.decode().replace("\r\n", "\n").split("\n")
     return "\n".join(next(filter(None, line.split("\r")), "") for line in lines)

@@ -9,10 +9,10 @@ FILE = "/run/lanfab/network.json"
 PREVIOUS = f"{guest.CONFIGURATION}.previous"
 NEW = "/root/new.json"
 PROGRAM = "/usr/bin/cmd_lanfab"
-# Under its own name: it still is a run.
+# The program keeps its name, so that its process still counts as a run.
 HELD_PROGRAM = "/usr/local/lib/held/cmd_lanfab"
 HOLD = "/run/hold_apply"
-# A stub of the program that waits until the trial has ended or the test releases it.
+# Replaces the program: waits until the trial has ended or the test releases it, then executes the program.
 HOLDING = f"""#!/bin/sh
 while [ -e {FILE} ] && [ -e {HOLD} ]; do sleep 0.1; done
 exec {HELD_PROGRAM} "$@"
@@ -22,7 +22,7 @@ NEW_ADDRESS = "192.168.7.1"
 
 
 def one_port(ipv4):
-    """Returns the configuration of a gateway whose eth0 has the address."""
+    """Returns a configuration with only eth0, which has the address."""
     network = {"mode": "router", "protocol": "static", "ipv4": ipv4, "netmask": 24}
     return {"wired": {"eth0": {"enable": True, "network": network}}, "firewall": {"general": {"router": 1}}}
 
@@ -31,14 +31,15 @@ OLD = one_port(OLD_ADDRESS)
 # The new configuration locks out the host behind eth0.
 CUT_OFF = one_port(NEW_ADDRESS)
 
-# Stubs that precede the system's tools while they exist, and the links to them. The links are over /usr/sbin,
-# since root's lanfab ignores PATH; the stubs are not in /root, which lanfab's services cannot access.
+# Directories of stubs, which precede the system's tools while they exist, and of links to them. The links
+# are mounted over /usr/sbin, because root's lanfab ignores PATH. The stubs are not in /root, which lanfab's
+# services cannot access.
 TOOLS = "/usr/local/lib/tools"
 LINKS = "/usr/local/lib/links"
 
 
 class Tools:
-    """Stubs of tools."""
+    """Stubs of the named tools, which can be added and removed."""
 
     def __init__(self, gateway, *names):
         self.gateway = gateway
@@ -69,12 +70,12 @@ class Trials:
         gateway.set_host_address("lan0", "192.168.1.10/24")
 
     def lanfab(self, *arguments):
-        """Runs lanfab and returns its result, whatever its status."""
+        """Runs lanfab and returns its result, even if it fails."""
         return self.gateway.run("lanfab", *arguments, check=False)
 
     def try_new(self, *options):
-        """Begins a trial that does not time out: on a slow machine, a short one would
-        end while lanfab verifies it."""
+        """Begins a trial without verifying the gateway, which might take longer than a short trial on a slow
+        machine."""
         return self.lanfab("try", NEW, "--no-verify", *options)
 
     def installed(self):
@@ -91,11 +92,11 @@ class Trials:
         return bool(self.gateway.run(*listing).stdout)
 
     def wait_for_end(self, timeout=80):
-        """Waits until no trace of a trial is left; returns whether that is so."""
+        """Waits until nothing is left of a trial; returns whether that is so."""
         return guest.wait_until(lambda: not self.is_under_way(), timeout, interval=0.5)
 
     def is_old_network_back(self):
-        """Waits for the end of the trial; returns whether all is rolled back and the host is reachable."""
+        """Waits for the end of the trial; returns whether it is rolled back and the gateway is reachable."""
         return (
             self.wait_for_end()
             and self.active() == OLD
@@ -104,12 +105,12 @@ class Trials:
         )
 
     def wait_for_apply(self):
-        """Waits until the apply of the trial runs; returns whether it does."""
+        """Waits until the apply of the trial is running; returns whether it is."""
         show = ("systemctl", "show", "--property=ActiveState", "--value", "lanfab-apply")
         return guest.wait_until(lambda: self.gateway.run(*show).stdout == "activating\n")
 
     def hold_apply(self):
-        """Makes the apply of a trial wait while the trial is active. Returns the means to end the wait."""
+        """Makes the apply of a trial wait while the trial is active; returns a function to end the wait."""
         gateway = self.gateway
         gateway.write(HOLD, "")
         if not gateway.exists(HELD_PROGRAM):

@@ -1,7 +1,8 @@
-"""Runs in a gateway whose kernel has WireGuard: a tunnel from the program's units carries traffic.
+"""Checks that a WireGuard tunnel from the program's units carries traffic. Runs in a gateway whose kernel has
+WireGuard.
 
 systemd-networkd reads the units. The host behind eth1 is a router that knows only the two networks connected
-to it; the remote endpoint of the tunnel is behind it, set up with ip and wg.
+to it; the remote endpoint of the tunnel is behind this router, set up with ip and wg.
 """
 
 import json
@@ -12,7 +13,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 import guest
 
 FAR_ADDRESS = "10.99.0.2"
-# Behind the remote endpoint: the tunnel is the default route.
+# An address that is only reachable through the tunnel, which is the default route.
 BEYOND = "192.0.2.55"
 
 gateway = guest.Gateway()
@@ -58,7 +59,7 @@ def set_up_near_end(private_key, shared_key, far_public_key):
         text = text.replace(name, key)
     gateway.configure(json.loads(text))
     gateway.write("/var/data/qel/.wg/wg0-private.key", private_key + "\n")
-    # An apply would create it.
+    # An apply would create this directory.
     gateway.run("mkdir", "-p", guest.UNIT_DIRECTORY)
     gateway.run("wireguard_units")
     gateway.run("ip", "address", "add", "198.51.100.1/24", "dev", "eth1")

@@ -1,8 +1,8 @@
 #!/usr/bin/python3
-"""The gateway boots on a kernel that only accepts the complete XSAVE area, as with AMX.
+"""Checks that the gateway boots on a kernel that only accepts the complete XSAVE area, as with AMX.
 
 Usage: xstate_test.py REJECT REGISTERS
-REJECT is the library that behaves as such a kernel does, REGISTERS the program that runs in the gateway.
+REJECT is the library that imitates such a kernel, REGISTERS the program that runs in the gateway.
 """
 
 import os
@@ -19,8 +19,8 @@ KERNEL = shutil.which("linux.uml")
 
 class WholeAreaOnly(unittest.TestCase):
     def launch(self, preloaded, *command):
-        """Launches a gateway whose kernel preloads these libraries, the lowest last; returns the result.
-        `$LD_PRELOAD` is the library that the launcher preloads."""
+        """Launches a gateway whose kernel runs with LD_PRELOAD set to `preloaded`; returns the result.
+        `$LD_PRELOAD` in this value is the library of the launcher."""
         directory = tempfile.TemporaryDirectory()
         self.addCleanup(directory.cleanup)
         kernel = pathlib.Path(directory.name, "linux.uml")

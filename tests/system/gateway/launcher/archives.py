@@ -1,4 +1,4 @@
-"""Debian packages for a gateway that the machine need not have."""
+"""Debian packages for a gateway, which need not be installed on the machine."""
 
 import pathlib
 import re
@@ -9,12 +9,12 @@ import tempfile
 from launcher.cache import cache_directory, download, fetch_once, output_of
 
 UNPACKED_MIB = 100
-# What no program reads.
+# Directories below /usr/share that no program reads.
 DOCUMENTS = ("doc", "doc-base", "info", "locale", "man")
 
 
 def missing_with(name):
-    """Returns the package and its dependencies that are not installed on the machine."""
+    """Returns the names of the package and of those dependencies that are not installed on the machine."""
     plan = output_of("apt-get", "-o", "Debug::NoLocking=1", "--simulate", "--reinstall",
                      "--no-install-recommends", "install", name)
     return re.findall(r"^Inst (\S+)", plan, re.MULTILINE)

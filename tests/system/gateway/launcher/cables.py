@@ -1,11 +1,11 @@
-"""The network cards of the gateways, of the hosts around them, and the cables between the cards."""
+"""The network cards of the gateways and of the hosts around them, and the cables between the cards."""
 
 import dataclasses
 
 
 @dataclasses.dataclass
 class Card:
-    """A network card: its name in the gateway or in a namespace that is one of the hosts around it."""
+    """A network card of a gateway, or of a host around it, which is a namespace in the gateway."""
 
     gateway: str
     name: str
@@ -15,7 +15,7 @@ class Card:
 
     @property
     def socket(self):
-        """The path of the socket that its packets go through, relative to a gateway's directory."""
+        """The path of the socket for its packets, relative to the directory of any gateway."""
         return f"../{self.gateway}/{self.namespace or 'own'}-{self.name}"
 
 
@@ -28,9 +28,9 @@ def one_gateway():
 
 
 def two_gateways():
-    """Returns the cables of `a` and `b`: a host behind the eth0 of each, and their eth1 connected.
+    """Returns the cables of `a` and `b`: each has a host behind eth0, and their eth1 are connected.
 
-    One more cable, invisible to both gateways, lets `a` give commands to `b`.
+    Another cable, invisible to both gateways, lets `a` send commands to `b`.
     """
     return [
         (Card("a", "eth0", "02:00:5e:00:00:10"), Card("a", "lan0", "02:00:5e:00:01:10", "lan0")),

@@ -1,4 +1,4 @@
-"""Downloads for gateways: once, to a directory of the user. Nothing is installed."""
+"""Downloads files for gateways once, to a directory of the user, without installing anything."""
 
 import fcntl
 import os
@@ -11,7 +11,7 @@ from launcher.errors import CannotBoot
 
 
 def cache_directory():
-    """Returns the user's directory for downloads for this system."""
+    """Returns the user's directory for downloads for this distribution and processor type."""
     base = os.environ.get("XDG_CACHE_HOME") or pathlib.Path.home() / ".cache"
     release = platform.freedesktop_os_release()
     system = f"{release['ID']}-{release.get('VERSION_ID', '')}-{platform.machine()}"
@@ -33,7 +33,7 @@ def download(packages, directory):
 def fetch_once(target, fetch, name, megabytes):
     """Calls `fetch(target)`, which creates the target completely or not at all, unless it exists.
 
-    Several launchers do so at the same time; `name` is what the user is told about.
+    Several launchers may call this at the same time. `name` and `megabytes` are for the error message.
     """
     try:
         target.parent.mkdir(parents=True, exist_ok=True)

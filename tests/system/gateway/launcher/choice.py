@@ -14,7 +14,7 @@ KERNELS = {"uml": uml.UserModeLinux, "qemu": Qemu}
 def choose_kernel(directory, janitor, probing=False):
     """Returns the kernel for gateways on this machine; prints its name.
 
-    User-mode Linux if it is installed, which scripts/install-packages decides; otherwise QEMU. The
+    The default is User-mode Linux if scripts/install-packages has installed it, otherwise QEMU. The
     environment variable GATEWAY overrides this.
     """
     name = os.environ.get("GATEWAY") or ("uml" if shutil.which(uml.PROGRAM) else "qemu")

@@ -2,7 +2,7 @@
 
 
 class CannotBoot(Exception):
-    """A gateway cannot be booted: `cause` and `remedy`, one line each."""
+    """A gateway cannot be booted. The message is `cause` and `remedy`, one line each."""
 
     def __init__(self, cause, remedy):
         super().__init__(f"{cause}\n  {remedy}")

@@ -1,4 +1,4 @@
-"""A gateway, with either kernel."""
+"""A gateway with User-mode Linux or QEMU."""
 
 import contextlib
 import dataclasses
@@ -40,7 +40,7 @@ class Gateway:
         self.process = None
 
     def plug(self, card, far_card):
-        """Connects one end of a cable."""
+        """Connects a card of this gateway to the other end of its cable."""
         self.cables.append((card, far_card))
 
     def boot(self, kernel, task, janitor, **environment):
@@ -101,7 +101,7 @@ class Gateway:
         return True
 
     def status(self):
-        """Returns the command's exit status; None if there is none."""
+        """Returns the exit status of the command; None if it has not exited."""
         with contextlib.suppress(OSError, ValueError):
             return int((self.shared / "status").read_text(encoding="utf-8"))
         return None

@@ -18,7 +18,7 @@ class Janitor:
         self.process = os.fork()
         if self.process == 0:
             os.setsid()
-            # Whoever ends every process of the launcher's name means the launcher.
+            # A signal to all processes with the launcher's name is meant for the launcher.
             for number in (signal.SIGTERM, signal.SIGHUP, signal.SIGINT):
                 signal.signal(number, signal.SIG_IGN)
             os.close(write_end)
@@ -52,7 +52,7 @@ def take_terminal():
 
 @contextlib.contextmanager
 def terminal_kept(wanted):
-    """Restores the terminal afterwards."""
+    """Restores the terminal's settings and foreground at the end, if `wanted`."""
     if not wanted:
         yield
         return

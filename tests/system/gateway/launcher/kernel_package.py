@@ -16,7 +16,7 @@ from launcher.errors import CannotBoot, NotInstalled
 
 # The packages that depend on the newest kernel: Ubuntu's and Debian's.
 LATEST = ("linux-image-virtual", "linux-image-amd64", "linux-image-arm64")
-# Of the hundreds of megabytes of modules, those that a gateway can need.
+# The kernel, and the modules that a gateway may need, which are few of hundreds of megabytes.
 WANTED = re.compile(
     r"(?:\./)?(?:usr/)?(?P<target>boot/vmlinuz-[^/]+"
     r"|lib/modules/[^/]+/modules\.(?:order|builtin|builtin\.modinfo)"
@@ -24,7 +24,7 @@ WANTED = re.compile(
     r"(?:net|lib|crypto|arch|fs/(?:9p|netfs|fscache|overlayfs)"
     r"|drivers/(?:virtio|char|net/[^/]+\.ko|net/wireguard)).*)"
 )
-# What it takes to reach the machine's root, and the cards, which udev does not look for.
+# The modules for mounting the machine's root, and for the cards, which udev does not load.
 FIRST_MODULES = ("virtio_pci", "9pnet_virtio", "9p", "virtio_console", "virtio_net")
 UNPACKED_MIB = 200
 

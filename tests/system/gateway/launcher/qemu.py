@@ -13,9 +13,9 @@ from launcher.errors import CannotBoot, NotInstalled
 
 MEMORY_MIB = 512
 KVM = "/dev/kvm"
-# Without a limit QEMU keeps up to 1 GB of translated code; with this one a gateway takes 410 MB in all.
+# Limits the translated code, of which QEMU would keep up to 1 GB; with this limit, a gateway takes 410 MB.
 TCG = "tcg,tb-size=128"
-# Some machines have a /dev/kvm with which the guest hangs.
+# Time limit in seconds: some machines have a /dev/kvm with which the guest hangs.
 KVM_PATIENCE = 5
 SHARE = "trans=virtio,version=9p2000.L,msize=512000"
 
@@ -83,7 +83,7 @@ class Qemu:
 
     @property
     def slowness(self):
-        """The factor of time limits, compared to User-mode Linux."""
+        """The factor for time limits, relative to User-mode Linux."""
         return 1 if self.accelerated else 4
 
     def _is_kvm_usable(self, directory, janitor):
@@ -99,7 +99,7 @@ class Qemu:
         return works
 
     def lay(self, gateways, cables):
-        """Does nothing: each card has the socket of the other end."""
+        """Does nothing: QEMU itself sends packets to the socket at the other end of a cable."""
 
     def command(self, gateway, environment):
         """Returns the command line, its environment, and the stream for its output."""

@@ -12,7 +12,7 @@ STACK = re.compile(r"^(\[ *[\d.]+\] )?( ?\[<[0-9a-f]+>\]| ?\S+\+0x[0-9a-f]+/|Cal
 
 
 class Stream:
-    """Reads a console of a gateway to its end: keeps the last lines; if `shown`, prints all of them."""
+    """Reads a console of a gateway until it is closed; keeps the last lines and, if `shown`, prints all."""
 
     def __init__(self, shown):
         self.lines = collections.deque(maxlen=LINES_KEPT)
@@ -34,7 +34,7 @@ class Stream:
                     sys.stdout.buffer.flush()
 
     def _split_at_cause(self):
-        """Returns the cause, a kernel panic or the last line, after the lines before it."""
+        """Returns (lines before the cause, cause). The cause is a kernel panic, or else the last line."""
         words = [line.strip() for line in self.lines if not STACK.match(line)] or ["no output"]
         end = next((index for index, line in enumerate(words) if DEATH.search(line)), len(words) - 1)
         return words[:end], words[end]

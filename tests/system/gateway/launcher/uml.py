@@ -34,8 +34,8 @@ def memory_directory(fallback):
 
 
 def compile_xstate(library):
-    """Compiles the library with which the kernel runs on every processor. It cannot be built earlier: a
-    gateway may run before any build."""
+    """Compiles the library that makes the kernel run on every processor. A gateway may run before any build,
+    so the library is compiled here."""
     command = ["cc", "-shared", "-fPIC", "-O1", "-o", library, SOURCE / "launcher/xstate.c"]
     done = subprocess.run(command, stderr=subprocess.PIPE, text=True, check=False)
     if done.returncode != 0:

@@ -1,4 +1,4 @@
-"""Carries the packets of gateways that User-mode Linux runs."""
+"""Carries packets between the cards of gateways with User-mode Linux."""
 
 import contextlib
 import selectors

@@ -103,7 +103,7 @@ def show_remarks(remarks):
 
 def main():
     guest.fail_unless_inside()
-    # The program's output contains strings of the configuration, with any characters.
+    # The program's output may contain any characters, in strings of the configuration.
     sys.stdout.reconfigure(encoding="utf-8", errors="backslashreplace")
     tour = plan.make(settings.load(guest.CONFIGURATION))
     try:

@@ -5,7 +5,7 @@ import program
 import screen
 from plan import BRIDGE, HOSTS, RADIOS
 
-# Time limit for an answer, in seconds: only a "no" takes that long.
+# Time limit for an answer, in seconds. Only a "no" takes this long.
 PATIENCE = 20
 
 gateway = guest.Gateway()
@@ -84,7 +84,7 @@ def addresses_in(lan, behind):
 def first_host(lan):
     """Returns the namespace of the LAN's first host, after setting its default route to the gateway.
 
-    The host may have joined a VLAN of the same port since it was shown.
+    The default route may be another one by now, if the host has joined a VLAN of the same port.
     """
     namespace = HOSTS[lan.behind[0]]
     way = ("via", lan.gateway, "dev", namespace if lan.vlan is None else f"{namespace}.{lan.vlan}")
@@ -93,7 +93,7 @@ def first_host(lan):
 
 
 def show_way(here, there, behind_there):
-    """Shows whether the first host of one LAN reaches a host of a LAN."""
+    """Shows whether the first host of the LAN `here` reaches the host behind an interface in `there`."""
     namespace = first_host(here)
     for address in addresses_in(there, behind_there):
         reached = gateway.reaches(address, namespace, PATIENCE)
@@ -102,7 +102,7 @@ def show_way(here, there, behind_there):
 
 
 def show_way_between(plan):
-    """Shows whether a host of the first LAN reaches one of the second."""
+    """Shows whether a host of the first LAN reaches a host of the second LAN."""
     untagged = [lan for lan in plan.lans if lan.vlan is None]
     if len(untagged) < 2:
         return

@@ -1,4 +1,4 @@
-"""Derives the plan of the tour from a configuration. What the tour cannot show becomes a remark."""
+"""Derives the plan of the tour from a configuration. Settings that the tour cannot show become remarks."""
 
 import dataclasses
 import ipaddress
@@ -19,7 +19,7 @@ FALLBACKS = {
     "eth1": (IPv4Interface("169.254.0.129/25"), "169.254.0.130"),
 }
 
-# Networks and hosts around the gateway: the demo uses the first ones that the configuration does not.
+# Networks and hosts around the gateway: the demo uses the first one that the configuration does not use.
 OPERATOR_NETWORKS = [IPv4Network(f"{start}/30") for start in ("10.64.1.0", "100.64.1.0", "172.31.254.0")]
 HOSTS_BEYOND = [IPv4Network(address) for address in ("203.0.113.9", "198.51.100.9", "192.0.2.9")]
 
@@ -51,8 +51,8 @@ class PassThrough:
 
     port: str
     automatic: bool
-    address: IPv4Interface | None  # of a static port
-    has_pool: bool  # the device gets an address of the pool instead
+    address: IPv4Interface | None  # of a static port; None if automatic
+    has_pool: bool  # the device gets an address of the pool instead of the cellular one
     has_fallback: bool
 
 
@@ -93,7 +93,7 @@ def make(config):
     """Returns the plan for the configuration `config`, a `Settings`."""
     passthrough_port = find_passthrough_port(config)
     members = bridge_members(config, passthrough_port)
-    # Ports before VLANs, of which there may be many.
+    # Show ports before VLANs, of which there may be many.
     lans = sorted(find_lans(config, members), key=lambda lan: lan.vlan is not None)
     tunnels = list(find_tunnels(config))
     passthrough = read_passthrough(config, passthrough_port)
@@ -114,7 +114,7 @@ def make(config):
 
 
 def first(config, items, most, what, name):
-    """Returns the first `most` items; a remark counts the others."""
+    """Returns the first `most` items; adds a remark with the number of the others."""
     left_out = items[most:]
     if left_out:
         names = " to ".join(dict.fromkeys((name(left_out[0]), name(left_out[-1]))))
@@ -123,7 +123,7 @@ def first(config, items, most, what, name):
 
 
 def host_names(config):
-    """Returns the names that the gateway resolves; the program ignores those without an address."""
+    """Returns the names that the gateway resolves; the program ignores names without an address."""
     entries = [(entry.host_name("name"), entry.address("ipv4")) for entry in config.objects("hostnames")]
     return [name for name, address in entries if name and address]
 
@@ -160,7 +160,7 @@ def bridge_members(config, passthrough_port):
 
 
 def find_lans(config, members):
-    """Yields the networks that have an address."""
+    """Yields the networks of the bridge, the ports, the VLANs and the access points that have an address."""
     if members:
         yield from bridge_lan(config, members)
     for port in PORTS:
@@ -195,7 +195,7 @@ def vlan_lan(config, port, entry):
 
 
 def read_lan(config, ifname, network, behind, vlan=None):
-    """Yields the network, unless it has no address of its own."""
+    """Yields the network if it has a configured address."""
     if network.text("protocol") == "dhcp_client":
         config.remark(f"{ifname} is a DHCP client: the demo does not provide a server")
         return
@@ -234,7 +234,7 @@ def routers_next_to(config, ifname, network):
 
 def free_addresses(address, preferred, count):
     """Returns up to `count` other addresses in the network of an interface, the preferred ones first."""
-    # Hosts cannot use the first and the last one.
+    # Hosts cannot use the first and the last address.
     lowest, highest = int(address.network.network_address) + 1, int(address.network.broadcast_address) - 1
     own = int(address.ip)
     candidates = itertools.chain(
@@ -258,7 +258,7 @@ def static_routes(config, ifname):
 
 
 def find_passthrough_port(config):
-    """Returns the first port whose mode is not "router", even if it is disabled; None if there is none."""
+    """Returns the first port with a mode other than "router", even if it is disabled; None without one."""
     for port in PORTS:
         if port_network(config, port).text("mode") not in (None, "router"):
             return port

@@ -16,7 +16,7 @@ FILES = (
     pathlib.Path("/var/run/.delete_static_routes"),
 )
 MOST_FILES = 16
-# Time limit for systemd-networkd to set an address, in seconds; for a hundred VLANs on a busy machine.
+# Time limit for systemd-networkd to set an address, in seconds: enough for 100 VLANs on a busy machine.
 PATIENCE = 60
 MOST_LINES = 40
 
@@ -24,7 +24,10 @@ gateway = guest.Gateway()
 
 
 def run(action):
-    """Runs an action and shows its exit status and standard error; returns the status as a shell would."""
+    """Runs an action and shows its exit status and standard error.
+
+    Returns the status; after a signal, 128 plus its number.
+    """
     result = gateway.lanfab(action)
     status = result.returncode if result.returncode >= 0 else 128 - result.returncode
     screen.indented([f"exit status {status}"])
@@ -89,7 +92,7 @@ def show_kernel(lans):
 
 
 def has_ip(ifname, ip):
-    """Returns whether the interface has the address, whatever its prefix length."""
+    """Returns whether the interface has the address, with any prefix length."""
     return any(address.split("/")[0] == str(ip) for address in gateway.addresses(ifname))
 
 

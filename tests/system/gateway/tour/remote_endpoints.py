@@ -1,4 +1,4 @@
-"""The remote endpoints of the tunnels: each is a namespace behind that of the provider on its route."""
+"""The remote endpoints of the tunnels. Each is a namespace behind the namespace to which its route leads."""
 
 import ipaddress
 
@@ -32,7 +32,7 @@ def show_tunnel(number, tunnel, plan):
 
 
 def local_address(tunnel):
-    """Returns the gateway's outer address of a tunnel, or None without a tunnel or an address."""
+    """Returns the gateway's outer address of a tunnel; None if the tunnel or the address is missing."""
     link = gateway.links().get(tunnel.ifname)
     local = link and link["linkinfo"]["info_data"].get("local")
     return None if local in (None, "any") else local

@@ -1,6 +1,7 @@
 """Reads the configuration for the tour.
 
-A value of the wrong type does not raise an exception. It is ignored, as by the program, and gets a remark.
+A value of the wrong type does not raise an exception. Like the program, this module ignores it; it also adds
+a remark.
 """
 
 import ipaddress
@@ -91,12 +92,12 @@ class Settings:
         return None
 
     def object(self, key):
-        """Returns the object at `key`; an empty one if there is none."""
+        """Returns the object at `key`; an empty object if there is none."""
         members = self._typed(key, "an object", lambda value: isinstance(value, dict))
         return Settings(members, self.where(key), self.remarks)
 
     def at(self, path):
-        """Returns the object at a dotted path; an empty one if there is none."""
+        """Returns the object at a dotted path; an empty object if there is none."""
         settings = self
         for key in path.split("."):
             settings = settings.object(key)

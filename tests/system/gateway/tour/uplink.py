@@ -29,7 +29,7 @@ def come_up(plan):
     operator = str(link.gateway)
     prefix = link.address.network.prefixlen
     gateway.connect_cellular(str(link.address.ip), prefix, operator, dns=(operator,), beyond=beyond)
-    # A real link carries every packet to the operator; on this cable, somebody must answer ARP requests.
+    # A real link carries every packet to the operator; on this cable, the operator must answer ARP requests.
     gateway.run("sh", "-c", f"echo 1 >{PROXY_ARP}", namespace=OPERATOR)
     gateway.start_host_dnsmasq(OPERATOR, f"--address=/{NAME}/{link.beyond}")
     statuses = []
