@@ -85,11 +85,11 @@ static int confirm_trial(const TrialState& state, const InstalledFile& installed
   if (current.content != trial.content && is_installed_changed(current.content) && !options.force)
     return refuse_changed(installed.path);
   // Without this record, the newly installed file would count as changed since the APPLY.
-  if (!record_applied(trial.content)) return fail(with_errno(kTrialDirectory) + "; the trial goes on");
+  if (!record_applied(trial.content)) return fail(with_errno(kTrialDirectory) + "; the trial continues");
   std::string error;
   const Installation installation = install(trial.content, installed, permission_of(state), error);
   if (installation == Installation::kRefused) return refuse("the trial is being rolled back");
-  if (installation == Installation::kFailed) return fail(error + "; the trial goes on");
+  if (installation == Installation::kFailed) return fail(error + "; the trial continues");
   const auto cleanup_error = end_confirmed_trial(state);
   // Last, since it may wait for a lock.
   record_in_history(trial.content, options.comment);

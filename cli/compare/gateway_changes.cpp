@@ -43,7 +43,7 @@ static void describe_telnet(const Facts& before, const Facts& after, Sentences& 
   const std::string& does = after.commands.telnet;
   if (did == does) return;
   std::string sentence = std::string("the telnet service is no longer ") +
-                         (did == "start" ? "started" : "stopped") + "; it stays as it is";
+                         (did == "start" ? "started" : "stopped") + "; its state does not change";
   if (does == "start") sentence = "the telnet service is started";
   if (does == "stop") sentence = "the telnet service is stopped";
   sentences.say(subject::kGateway, what::kTelnet, sentence);

@@ -16,7 +16,7 @@ class SshPath {
   std::string describe(const Facts& before, const Facts& after, const std::set<std::string>& replaced) const {
     const std::string owner = interface_with_address(before, server_);
     const std::string interface = owner.empty() ? dynamic_interface(before) : owner;
-    if (interface.empty()) return name() + " is not to an address of the gateway";
+    if (interface.empty()) return name() + " does not use an address of the gateway";
     if (!owner.empty()) return name() + change(interface, before, after, replaced);
     return name() + ", if that is the address of " + interface + " from DHCP," +
            change(interface, before, after, replaced);

@@ -112,7 +112,7 @@ static bool overlap(TextRange one, TextRange other) {
 
 // "Replace with 24"
 static std::string title_of(const std::vector<Edit>& fix) {
-  if (fix.size() > 1) return "Fix this";
+  if (fix.size() > 1) return "Fix this finding";
   const Edit& edit = fix.front();
   if (edit.replacement.empty()) return "Remove this";
   return (edit.range.begin == edit.range.end ? "Insert " : "Replace with ") + printable(edit.replacement);

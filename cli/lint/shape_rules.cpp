@@ -38,7 +38,7 @@ static std::string words_for(const Json::Value& value, const std::string& expect
       break;
   }
   if (expected_type != "integer") return "a number";
-  return value.isIntegral() ? "one with more than 32 bits" : "a fraction";
+  return value.isIntegral() ? "one that does not fit in 32 bits" : "a fraction";
 }
 
 static std::string mismatch(const Violation& violation) {

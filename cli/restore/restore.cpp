@@ -152,12 +152,12 @@ std::vector<std::string> restore_kernel() {
   Json::Value record;
   if (const auto error = read_record(record)) {
     report("lanfab: " + *error);
-    return {"the state of the kernel before the trial is not known"};
+    return {"could not determine the kernel's state before the trial"};
   }
   Restoration restoration(record, wait_for_networkd(kCarrierSeconds));
   if (const auto error = restoration.take_steps()) {
     report("lanfab: " + *error);
-    return {"the state of the kernel is not known"};
+    return {"could not determine the kernel's state"};
   }
   return restoration.differences();
 }

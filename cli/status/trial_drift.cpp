@@ -29,7 +29,7 @@ std::vector<Drift> trial_drift(const TrialFacts& facts) {
   }
   if (!facts.has_timer) return {{kSubject, "its timer is gone", false, "nothing will roll it back", kEnd}};
   if (!facts.has_guard) {
-    return {{kSubject, "its guard is gone", false, "nothing replaces the timer if somebody stops it", kEnd}};
+    return {{kSubject, "its guard is gone", false, "nothing restarts the timer if it is stopped", kEnd}};
   }
   return {};
 }

@@ -81,7 +81,7 @@ class GoodRollout(Playbook):
 
 
 class SpecialRollout(Playbook):
-    def test_a_run_goes_on_where_another_one_was_interrupted(self):
+    def test_a_run_continues_where_another_one_was_interrupted(self):
         self.want("8.8.8.3")
         self.play("rollout.yml", "--limit", "g1")
         printed = self.play("rollout.yml")

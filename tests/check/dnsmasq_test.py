@@ -105,18 +105,18 @@ class AskDnsmasq(unittest.TestCase):
         self.assertIn("[lease-address-twice]", self.check("network.json").stdout)
         self.assertFalse(self.was_asked())
 
-    def test_trouble_of_its_own_is_noted_once(self):
+    def test_an_error_of_dnsmasq_itself_is_noted_once(self):
         self.lay_dnsmasq("exit 3")
         self.assert_said(self.check("network.json", "network.json"), 0,
                          "0 errors and 0 warnings in 2 files\n",
                          "lanfab: /usr/sbin/dnsmasq ended with status 3; skipping the dnsmasq check\n")
 
-    def test_trouble_is_noted_once_by_several_processes(self):
+    def test_an_error_is_noted_once_by_several_processes(self):
         self.lay_dnsmasq("exit 3")
         self.assert_said(self.check("-j3", *5 * ["network.json"]), 0, "0 errors and 0 warnings in 5 files\n",
                          "lanfab: /usr/sbin/dnsmasq ended with status 3; skipping the dnsmasq check\n")
 
-    def test_what_it_says_after_trouble_does_not_count(self):
+    def test_its_output_after_an_error_does_not_count(self):
         """dnsmasq rejects the second file before it fails on the first one; that is not reported."""
         self.lay("first.json", CONFIGURATION.replace("53:02", "53:03"))
         self.lay_dnsmasq(f"""

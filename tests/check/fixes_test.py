@@ -79,7 +79,7 @@ class Scanner:
             self.places.append(place)
 
 
-def misspelt(word, generator):
+def misspelled(word, generator):
     """Returns the word with a typing error, in capitals, or with a space at its end."""
     place = generator.randrange(len(word) - 1)
     return generator.choice((
@@ -92,13 +92,13 @@ def misspelt(word, generator):
 def keys(places, generator):
     for place in places:
         if place.key is not None and re.fullmatch("[a-z_]{4,}", place.keys[-1]):
-            yield Mistake("key", place.key, place.key_end, json.dumps(misspelt(place.keys[-1], generator)))
+            yield Mistake("key", place.key, place.key_end, json.dumps(misspelled(place.keys[-1], generator)))
 
 
 def words(places, generator):
     for place in places:
         if place.keys[-1] in WORDS and place.value:
-            yield Mistake("word", place.begin, place.end, json.dumps(misspelt(place.value, generator)))
+            yield Mistake("word", place.begin, place.end, json.dumps(misspelled(place.value, generator)))
 
 
 def numbers(places, generator):

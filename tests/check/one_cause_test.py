@@ -82,7 +82,7 @@ def text_and_offset(config, replacement):
 def mistakes(config):
     """Yields the name, the text and the offset of each mistake in a configuration."""
     for path in leaves(config):
-        # A misspelt key of two letters resembles no known key.
+        # A misspelled key of two letters resembles no known key.
         *parents, key = path
         where = ".".join(map(str, path))
         value = value_at(config, path)

@@ -113,7 +113,7 @@ class Trouble(unittest.TestCase):
                 column = 6 + 999 * len(level)
                 self.assert_syntax_error(f"1:{column}: error: too deeply nested: 1000 brackets are open here")
 
-    def test_the_other_files_are_checked_all_the_same(self):
+    def test_the_other_files_are_still_checked(self):
         self.lay('{"wireless": {"cell": {"enable": true}}}')
         done = self.run_lanfab("check", "--offline", "none.json", "network.json")
         self.assert_trouble(done, "none.json: No such file or directory")

@@ -238,7 +238,7 @@ class Mistakes(DemoCase):
         self.assertEqual(
             found,
             [
-                ("A key is misspelt", {"unknown-key"}),
+                ("A key is misspelled", {"unknown-key"}),
                 ("A mode begins with a capital letter", {"unknown-word"}),
                 ("Two devices have the same static lease", {"lease-address-twice"}),
                 ("A range ends in another network", {"range-outside-subnet"}),

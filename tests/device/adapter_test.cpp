@@ -19,7 +19,7 @@ TEST(AdapterTest, Configuration) {
   EXPECT_EQ(address, "192.0.2.1");
 }
 
-TEST(AdapterTest, ConfigurationThatCannotBeHad) {
+TEST(AdapterTest, ConfigurationThatCannotBeFetched) {
   Json::Value value;
   EXPECT_EQ(cmd_get_value_json("missing", value), 3);
   EXPECT_EQ(cmd_get_value_json("nothing", value), -1);

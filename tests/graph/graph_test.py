@@ -438,7 +438,7 @@ class Errors(Graph):
         self.assertEqual(done.returncode, 2)
         self.assertIn("Broken pipe", done.stderr)
 
-    def test_findings_are_no_trouble(self):
+    def test_findings_are_not_errors(self):
         self.lay({"wired": {"eth0": {"enable": True}}})
         self.assertIn("[port-without-network]", self.draw())
 

@@ -102,7 +102,7 @@ class Lists(History):
         self.keep(FIRST, "-m", "again")
         self.assertEqual(len(self.entries()), 1)
 
-    def test_what_revert_puts_in_force(self):
+    def test_what_revert_makes_active(self):
         PREVIOUS.write_text(FIRST)
         self.lanfab("revert", "--yes")
         self.assertEqual(self.lanfab("history", "show", "1"), FIRST)

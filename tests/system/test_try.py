@@ -93,7 +93,7 @@ class Trial(unittest.TestCase):
         self.addCleanup(trials.wait_for_end)
         self.addCleanup(gateway.run, "systemctl", "start", "lanfab-revert", check=False)
 
-    def test_comes_back_by_itself_whatever_the_clock_says(self):
+    def test_rolls_back_by_itself_even_if_the_clock_is_changed(self):
         terminal = Terminal("try", trial.NEW, "--timeout", "30", "--no-verify")
         self.assertTrue(terminal.wait_for("Keep this configuration?"))
         self.assertTrue(trials.has_new_address())
@@ -297,7 +297,7 @@ class Trial(unittest.TestCase):
             self.assertTrue(trials.is_old_network_back())
 
     @guest.exhaustive
-    def test_two_at_once_are_one_and_the_second_hears_of_it(self):
+    def test_only_one_of_two_begins_and_the_other_is_reported(self):
         anna = f"SUDO_USER=anna SSH_CONNECTION='192.0.2.7 1 192.0.2.1 22' lanfab try {trial.NEW}"
         both = f"{anna} >>/root/said & {anna} >>/root/said; second=$?; wait $!; echo $? $second"
         result = gateway.run("sh", "-c", both)

@@ -36,7 +36,7 @@ class Boot1(unittest.TestCase):
 
 
 class Boot2(unittest.TestCase):
-    def test_only_what_was_confirmed_is_in_force(self):
+    def test_only_what_was_confirmed_is_active(self):
         self.assertFalse(trials.is_under_way())
         self.assertEqual(trials.active(), CONFIRMED)
         self.assertEqual(json.loads(gateway.read(trial.PREVIOUS)), trial.OLD)

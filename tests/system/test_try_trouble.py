@@ -131,7 +131,7 @@ class Trouble(unittest.TestCase):
         self.assertIn("apply failed", forced.stderr)
         self.assertTrue(trials.is_old_network_back())
 
-    def test_way_back_is_tried_until_it_succeeds(self):
+    def test_rollback_is_retried_until_it_succeeds(self):
         terminal = log_in()
         self.assertEqual(trials.try_new("--timeout", "20").returncode, 0)
         # Replace the program that the rollback service runs.
@@ -188,7 +188,7 @@ class Trouble(unittest.TestCase):
         gateway.run("mount", "-o", "remount,ro", "/etc")
         confirmed = trials.lanfab("confirm")
         self.assertEqual(confirmed.returncode, 2)
-        self.assertIn("Read-only file system; the trial goes on", confirmed.stderr)
+        self.assertIn("Read-only file system; the trial continues", confirmed.stderr)
         self.assertTrue(trials.is_under_way())
         self.assertEqual(trials.active(), trial.CUT_OFF)
         gateway.run("mount", "-o", "remount,rw", "/etc")

@@ -218,7 +218,7 @@ class Refused(Layout):
         self.try_new(CONFIGURATIONS[1])
         shell("mount -o remount,bind,ro /etc")
         said = self.lanfab("confirm", status=2)
-        self.assertIn("Read-only file system; the trial goes on", said)
+        self.assertIn("Read-only file system; the trial continues", said)
         self.assertEqual((systemd.active(), INSTALLED.read_text()), (CONFIGURATIONS[1], CONFIGURATIONS[0]))
         shell("mount -o remount,bind,rw /etc")
         self.lanfab("confirm")

@@ -246,7 +246,7 @@ class Guard(Trial):
         run_timer()
         self.assert_files(OLD, None)
 
-    def test_rolls_back_when_nobody_else_does(self):
+    def test_rolls_back_if_nothing_else_does(self):
         self.start()
         self.before("systemd-run", "exit 1")
         TIMER.unlink()

@@ -125,7 +125,7 @@ class Text(Trial):
         self.assert_files(OLD, None)
         self.assert_applied(OLD)
 
-    def test_an_old_configuration_that_is_not_in_force_is_not_claimed(self):
+    def test_an_old_configuration_that_is_not_active_is_not_claimed(self):
         self.try_new()
         self.before("timeout", f"rm -f {MARK}; exit 0")
         said = self.lanfab("revert", status=2, said="may not be active")
@@ -173,7 +173,7 @@ class AtOnce(Trial):
         self.assert_files(NEW, OLD)
         self.assert_applied(NEW)
 
-    def test_a_rollback_that_has_begun_goes_on(self):
+    def test_a_rollback_that_has_begun_continues(self):
         """The rollback was killed before it had removed the trial."""
         self.try_new()
         DECISION.symlink_to("rolled back")

@@ -22,7 +22,7 @@ NOT_ROOT = ("unshare", "--user")
 
 
 class Ends(Trial):
-    def test_goes_on_without_lanfab(self):
+    def test_continues_without_lanfab(self):
         TRIAL.parent.rmdir()
         text = self.try_new()
         self.assertRegex(text, r"(?s)DNS servers 8\.8\.8\.3\n.*Applying /run/new\.json;.* 120 s ")
@@ -310,7 +310,7 @@ class Previous(Trial):
         self.assert_files(OLDER, OLD)
         self.assert_applied(OLDER)
 
-    def test_whose_apply_fails_is_taken_back(self):
+    def test_whose_apply_fails_is_rolled_back_at_once(self):
         self.before("timeout", f"if [ -e {TRIAL} ]; then exit 1; fi")
         self.lanfab("revert", "--yes", status=1, said="journalctl -u lanfab-apply.service")
         self.assert_files(OLD, OLDER)
@@ -355,7 +355,7 @@ class Refusals(Trial):
         self.try_new()
         self.assert_trial_goes_on()
 
-    def test_to_confirm_what_is_being_applied_or_taken_back(self):
+    def test_to_confirm_during_the_apply_or_the_rollback(self):
         self.try_new()
         for unit, said in ("lanfab-apply", "still being applied"), ("lanfab-revert", "rolled back"):
             (UNITS / f"{unit}.service").touch()
@@ -365,7 +365,7 @@ class Refusals(Trial):
         TRIAL.unlink()
         self.lanfab("confirm", status=1, said="rolled back")
 
-    def test_to_try_while_one_is_being_taken_back(self):
+    def test_to_try_during_a_rollback(self):
         (UNITS / "lanfab-revert.service").touch()
         self.try_new(status=2, said="rollback is in progress")
 
@@ -400,7 +400,7 @@ class Refusals(Trial):
         self.assertEqual(self.lanfab("try", self.new, status=2, before=NOT_ROOT),
                          "lanfab: only root can change the network: run this command as root\n")
 
-    def test_where_the_view_of_the_services_is_not_to_be_had(self):
+    def test_without_the_mount_namespace_of_the_services(self):
         missing = "mount -t tmpfs own /proc/1"
         for line, error in ((missing, "No such file or directory"),
                             (f"{missing}; mkdir /proc/1/ns; touch /proc/1/ns/mnt", "Invalid argument")):
@@ -533,7 +533,7 @@ class Failures(Trial):
             else:
                 self.assertFalse(systemd.is_trial_active(), done.stdout)
 
-    def test_a_state_that_nobody_has_written(self):
+    def test_a_malformed_state(self):
         STATE.write_text("[" * 2000)
         self.lanfab("confirm", status=2, said="lanfab: ")
 
@@ -624,13 +624,13 @@ class OnTerminal(Trial):
             self.assertEqual(terminal.status(), status)
         self.assert_files(NEW, OLD)
 
-    def test_nobody_is_asked_who_cannot_read_the_question(self):
+    def test_no_prompt_if_the_output_is_not_a_terminal(self):
         PREVIOUS.write_text(OLDER)
         terminal = Terminal("sh", "-c", '"$0" revert >/run/said', LANFAB, env=systemd.ENVIRONMENT)
         self.assertEqual(terminal.status(), 1)
         self.assertEqual(INSTALLED.read_text(), OLD)
 
-    def test_it_goes_on_when_the_terminal_has_gone(self):
+    def test_it_continues_when_the_terminal_has_gone(self):
         terminal = self.start_trial()
         terminal.hang_up()
         self.assertEqual(terminal.status(), -signal.SIGHUP)

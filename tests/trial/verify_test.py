@@ -47,17 +47,17 @@ esac""")
         self.assert_files(OLD, None)
         self.assert_applied(NEW, OLD)
 
-    def test_it_goes_on_if_nobody_looks(self):
+    def test_it_continues_unattended(self):
         self.fail_in_the_trial()
         self.lanfab("try", "--no-verify", self.new, status=0)
         self.assert_trial_goes_on()
 
-    def test_it_goes_on_with_what_was_there_before(self):
+    def test_it_continues_with_earlier_differences(self):
         FAILED.touch()
         self.lanfab("try", self.new, status=0)
         self.assert_trial_goes_on()
 
-    def test_it_goes_on_when_the_difference_has_gone(self):
+    def test_it_continues_when_the_difference_has_gone(self):
         self.fail_in_the_trial("until somebody has asked")
         self.lanfab("try", self.new, status=0)
         self.assert_trial_goes_on()

@@ -27,7 +27,7 @@ TEST_F(InterfaceQueriesTest, APortIsEnabledAsItsFlagSays) {
   }
 }
 
-TEST_F(InterfaceQueriesTest, NoOtherPortIsEnabledWhateverTheConfigurationSays) {
+TEST_F(InterfaceQueriesTest, NoOtherPortIsEverEnabled) {
   NetworkContext ctx = context_of(R"({"wired": {"eth2": {"enable": true}, "eth1": {"enable": true}}})");
   for (const char* ifname : {"eth2", "eth", "eth0.100", "ETH0", "wlan0", "br-lan", ""}) {
     EXPECT_FALSE(is_eth_interface_enabled(&ctx, ifname)) << ifname;
@@ -46,7 +46,7 @@ TEST_F(InterfaceQueriesTest, ARadioIsAnAccessPointAsItsFlagSays) {
   }
 }
 
-TEST_F(InterfaceQueriesTest, NoOtherRadioIsAnAccessPointWhateverTheConfigurationSays) {
+TEST_F(InterfaceQueriesTest, NoOtherRadioIsEverAnAccessPoint) {
   NetworkContext ctx = context_of("{}");
   ctx.config = json(R"({"wireless": {"wifi": {"wlan2": {"ap": {"enable": true}}}}})");
   ctx.wlan0_ap_enabled = ctx.wlan1_ap_enabled = true;

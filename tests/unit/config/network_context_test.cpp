@@ -158,7 +158,7 @@ TEST_F(NetworkContextTest, ThePassThroughStepClearsItsFlagsFirst) {
   EXPECT_FALSE(ctx.passthrough_auto);
 }
 
-TEST_F(NetworkContextTest, TheServersOfTheLinkGoFirstWhateverTheSource) {
+TEST_F(NetworkContextTest, TheServersOfTheLinkGoFirstForEverySource) {
   for (const char* dns : {R"({})", R"({"source": "static"})", R"({"source": "isp"})", R"({"source": ""})",
                           R"({"source": 1})", R"("static")"}) {
     SCOPED_TRACE(dns);

@@ -197,7 +197,7 @@ TEST_F(DhcpServerTest, ThePrefixIsWrittenAsANetmask) {
 
 // --- Static leases
 
-TEST_F(DhcpServerTest, TheFixedLeasesFollowTheOptions) {
+TEST_F(DhcpServerTest, TheStaticLeasesFollowTheOptions) {
   struct Case {
     const char* mac_binding;
     const char* lines;

@@ -77,7 +77,7 @@ TEST_F(DnsmasqConfTest, TheFileIsCompleteWhenItIsCopiedIntoPlace) {
   EXPECT_THAT(platform().log, IsEmpty());
 }
 
-TEST_F(DnsmasqConfTest, EachRunWritesTheStagingFileAnew) {
+TEST_F(DnsmasqConfTest, EachRunRewritesTheStagingFile) {
   put_file(kStaging, std::string(4096, 'x'));
   const NetworkContext ctx = context_of(kAllOff);
   EXPECT_EQ(dnsmasq_write_dnsmasq_conf(&ctx), 0);
@@ -90,7 +90,7 @@ TEST_F(DnsmasqConfTest, TheResolverFileIsWrittenToo) {
   EXPECT_THAT(text_of_file("/var/run/resolv.conf"), HasSubstr("nameserver 9.9.9.9\n"));
 }
 
-TEST_F(DnsmasqConfTest, AResolverFileThatCannotBeWrittenIsNamedAllTheSame) {
+TEST_F(DnsmasqConfTest, AResolverFileThatCannotBeWrittenIsStillNamed) {
   std::filesystem::create_directory("/var/run/resolv.conf");
   const NetworkContext ctx = context_of(kAllOff);
   EXPECT_EQ(dnsmasq_write_dnsmasq_conf(&ctx), 0);
@@ -220,7 +220,7 @@ TEST_F(DnsmasqConfTest, AStagingFileThatIsNotWholeIsNotCopied) {
   EXPECT_THAT(platform().calls, ElementsAre(kCopyHosts));
 }
 
-TEST_F(DnsmasqConfTest, AFailureIsLoggedAndAppliesAllTheSame) {
+TEST_F(DnsmasqConfTest, AFailureIsLoggedAndTheRunContinues) {
   std::filesystem::remove_all("/var/volatile/qel");
   const NetworkContext ctx = context_of(kAllOff);
   EXPECT_EQ(dnsmasq_apply(&ctx), 0);

@@ -371,7 +371,7 @@ TEST_F(MainTest, ALockThatTheShellDidNotCreateDisturbsNothing) {
 
 // --- The umask
 
-TEST_F(MainTest, NewFilesAreReadableByAllAndWritableByNoOtherWhateverTheCallersMask) {
+TEST_F(MainTest, TheCallersMaskDoesNotChangeTheModeOfNewFiles) {
   for (const mode_t callers : {0077U, 0U}) {
     const mode_t before = umask(callers);
     mode_t during = 0;

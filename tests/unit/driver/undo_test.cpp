@@ -126,7 +126,7 @@ TEST_F(UndoTest, AScriptIsStillThereAndAlreadyLoggedWhenItRuns) {
   }
 }
 
-TEST_F(UndoTest, AScriptThatFailsIsDeletedAllTheSame) {
+TEST_F(UndoTest, AScriptThatFailsIsStillDeleted) {
   for (const UndoScript& script : undo_scripts()) {
     put_file(script.path, "exit 1\n");
     platform().on_shell = run;

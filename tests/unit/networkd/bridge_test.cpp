@@ -80,7 +80,7 @@ TEST_F(BridgeTest, AMemberIsTakenByItsTextAndLeftOutWithoutOne) {
   EXPECT_EQ(unit("79-5.network"), "[Match]\nName = 5\n\n[Network]\nBridge = br-lan\n");
 }
 
-TEST_F(BridgeTest, APrimaryThatIsNoMemberGivesTheAddressAllTheSame) {
+TEST_F(BridgeTest, APrimaryThatIsNotAMemberStillGivesTheAddress) {
   const NetworkContext ctx = context_of(R"({"firewall": {"general": {"router": 1}}, "wired": {
     "bridge": {"enable": true, "interfaces": ["eth0"], "primary_interface": "eth1"},
     "eth1": {"network": {"ipv4": "192.168.2.1", "netmask": 24}}}})");
@@ -109,7 +109,7 @@ TEST_F(BridgeTest, ThePrimaryIsWiredWhenItsNameContainsEth) {
   }
 }
 
-TEST_F(BridgeTest, TheBridgesOwnUnitHasItsNumberWhateverTheCallerPasses) {
+TEST_F(BridgeTest, TheNumberOfTheBridgesUnitDoesNotDependOnTheCaller) {
   const NetworkContext ctx = context_of(R"({"wired": {
     "bridge": {"enable": true, "primary_interface": "eth0"}, "eth0": {"network": {}}}})");
   EXPECT_EQ(write_bridge_master_network_unit_file(&ctx, 12, "br-lan"), 0);

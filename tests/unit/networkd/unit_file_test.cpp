@@ -105,7 +105,7 @@ TEST_F(UnitDnsTest, TheServersOfTheLinkReplaceTheConfiguredOnes) {
   }
 }
 
-TEST_F(UnitDnsTest, ASourceOfStaticPrefersTheLinkAllTheSame) {
+TEST_F(UnitDnsTest, ASourceOfStaticStillPrefersTheLink) {
   const NetworkContext ctx = context_of(R"({"dns": {"source": "static", "static": ["9.9.9.9"]}})");
   EXPECT_EQ(lines(ctx, "8.8.8.8", ""), "DNS = 8.8.8.8\n");
 }

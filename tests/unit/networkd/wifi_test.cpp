@@ -139,7 +139,7 @@ TEST_F(WifiTest, AFailedAccessPointFailsTheWholeAndStopsNothing) {
 
 // --- Clients
 
-TEST_F(WifiTest, AClientThatIsNotEnabledIsRecordedAllTheSame) {
+TEST_F(WifiTest, AClientThatIsNotEnabledIsStillRecorded) {
   for (const char* client :
        {R"({"enable": false, "network": {}})", R"({"enable": "true", "network": {}})", R"({"network": {}})",
         R"({"enable": true})", R"({"enable": true, "network": "text"})", "{}"}) {

@@ -160,7 +160,7 @@ TEST_F(WwanTest, AValueThatIsTooLongIsNotAvailable) {
   }
 }
 
-TEST_F(WwanTest, TheResolverFileIsWrittenAnew) {
+TEST_F(WwanTest, TheResolverFileIsRewritten) {
   put_file("/var/run/wwan_dns1", "10.64.0.53\n");
   wwan_unit(R"({"dns": {"source": "isp"}, "wireless": {"cell": {"enable": true}}})");
   EXPECT_THAT(text_of_file("/var/run/resolv.conf"), HasSubstr("nameserver 10.64.0.53\n"));

@@ -21,7 +21,7 @@ static std::string answer_to(std::vector<std::string> arguments) {
   for (std::string& argument : arguments)
     argv.push_back(argument.data());
   argv.push_back(nullptr);
-  return complaints_of([&] {
+  return standard_error_of([&] {
     int index = 7;
     EXPECT_NE(get_cmd_command_action_index(static_cast<int>(arguments.size()), argv.data(), &index), 0);
     EXPECT_EQ(index, 7);

@@ -19,14 +19,14 @@ class ConfigurationTest : public PlatformTest {
 // Fetches an object that must exist.
 static Json::Value fetched(const std::string& name) {
   Json::Value value;
-  EXPECT_EQ(complaints_of([&] { EXPECT_EQ(cmd_get_value_json(name, value), 0) << name; }), "");
+  EXPECT_EQ(standard_error_of([&] { EXPECT_EQ(cmd_get_value_json(name, value), 0) << name; }), "");
   return value;
 }
 
 // Fetches an object that must not exist; returns the error on standard error.
 static std::string parse_error(const std::string& name) {
   Json::Value value("before");
-  std::string text = complaints_of([&] { EXPECT_NE(cmd_get_value_json(name, value), 0) << name; });
+  std::string text = standard_error_of([&] { EXPECT_NE(cmd_get_value_json(name, value), 0) << name; });
   EXPECT_EQ(value, Json::Value("before"));
   EXPECT_THAT(text, EndsWith("\n"));
   EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;

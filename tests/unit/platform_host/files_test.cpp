@@ -22,7 +22,7 @@ class FilesTest : public PlatformTest {};
 
 // --- file_exists
 
-TEST_F(FilesTest, WhateverStandsAtAPathExists) {
+TEST_F(FilesTest, AnythingAtAPathExists) {
   put_file("/run/file", "");
   fs::create_directory("/run/directory");
   fs::create_symlink("/run/file", "/run/link");

@@ -53,7 +53,7 @@ inline std::unique_ptr<char[]> dirty_buffer(std::size_t size) {
 
 // Returns the standard error of `action`.
 template <typename Action>
-std::string complaints_of(Action action) {
+std::string standard_error_of(Action action) {
   testing::internal::CaptureStderr();
   action();
   return testing::internal::GetCapturedStderr();

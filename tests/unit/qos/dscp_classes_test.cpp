@@ -25,7 +25,7 @@ TEST_F(DscpClassesTest, EachCallOfTheTableIsAFreshOne) {
   EXPECT_EQ(dscp_class_table().count("af11"), 0U);
 }
 
-TEST_F(DscpClassesTest, ALookUpHasNoEffectWhateverTheConfiguration) {
+TEST_F(DscpClassesTest, ALookUpNeverHasAnEffect) {
   for (const char* config : {
            "{}",
            R"({"qos": "text"})",

@@ -156,7 +156,7 @@ TEST_F(OpenFileTest, AContentThatJustFitsIsWhole) {
   EXPECT_EQ(text_of_file(kFile), "0123456789");
 }
 
-TEST_F(OpenFileTest, AFailureNobodyAsksForIsLoggedToo) {
+TEST_F(OpenFileTest, AFailureThatTheCallerIgnoresIsLogged) {
   std::filesystem::create_symlink("/dev/full", kFile);
   {
     const OpenFile file(kFile, "w");
@@ -166,7 +166,7 @@ TEST_F(OpenFileTest, AFailureNobodyAsksForIsLoggedToo) {
   EXPECT_EQ(platform().log, (Lines{"notice error writing /var/run/file: No space left on device"}));
 }
 
-TEST_F(OpenFileTest, AContentThatFindsNoMemoryIsTakenBack) {
+TEST_F(OpenFileTest, AFileWhoseContentFindsNoMemoryIsRemoved) {
   const std::string text(100000, 'x');
   OpenFile file(kFile, "w");
   largest_allocation = text.size() / 2;

@@ -154,7 +154,7 @@ extern "C" int usleep(useconds_t /*microseconds*/) {
 }
 
 // A process that has been stopped may hold the lock indefinitely.
-TEST_F(FileTest, ALockIsNotAwaitedForEver) {
+TEST_F(FileTest, TheWaitForALockIsLimited) {
   failing_flock.fail(250, EWOULDBLOCK);
   EXPECT_TRUE(ExclusiveLock(kDirectory, 5).is_held()) << "the last attempt";
   failing_flock.fail(251, EWOULDBLOCK);

@@ -49,7 +49,7 @@ TEST(Commands, AnArgumentMayBeRepeatedAndAnOptionExcludeAnother) {
      "words": ["text", "json", "nagios", "prometheus"], "excludes": "--watch"})"));
 }
 
-TEST(Commands, WhatNobodyTypesIsNotDescribed) {
+TEST(Commands, InternalOptionsAreNotDescribed) {
   const Json::Value options = options_of("revert");
   ASSERT_EQ(options.size(), 2U);
   EXPECT_EQ(options[0]["usage"], "NUMBER");

@@ -117,7 +117,7 @@ TEST_F(ConfirmTest, OnlyTheTextThatWasAppliedIsInstalled) {
 TEST_F(ConfirmTest, WithoutARecordOfItNothingIsInstalled) {
   std::filesystem::create_directories("/run/lanfab/applied/full");
   EXPECT_EQ(confirm_now(), 2);
-  EXPECT_THAT(errors_, HasSubstr("the trial goes on"));
+  EXPECT_THAT(errors_, HasSubstr("the trial continues"));
   EXPECT_TRUE(is_trial_active());
 }
 

@@ -31,7 +31,7 @@ class Routes : public testing::TestWithParam<RouteCase> {};
 
 }  // namespace
 
-TEST_P(Routes, TellTheOwnOneFromStaticOnes) {
+TEST_P(Routes, DistinguishTheOwnRouteFromStaticOnes) {
   const Facts facts =
       facts_of("/var/run/systemd/network/20-x.network", std::string("[Match]\nName = x\n") + GetParam().unit);
   const InterfaceFacts& interface = facts.interfaces.at("x");

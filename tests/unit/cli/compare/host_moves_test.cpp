@@ -38,7 +38,7 @@ static std::vector<std::string> moves(const Port& before, const Port& after) {
 
 constexpr char kAddress[] = "192.168.1.1/24";
 
-TEST(HostMoves, ARangeThatGrowsMovesNobody) {
+TEST(HostMoves, ARangeThatGrowsMovesNoHost) {
   EXPECT_THAT(
       moves({kAddress, "192.168.1.100-192.168.1.150", {}}, {kAddress, "192.168.1.50-192.168.1.199", {}}),
       IsEmpty());

@@ -276,7 +276,7 @@ TEST(Syntax, ThePlaceOfTheErrorIsTheParsersNotTheGrammars) {
   EXPECT_EQ(message_for("{\"a\": \"x\ny\", \"\": 1,}"), "accepted");
 }
 
-TEST(Syntax, WhereNoCauseIsFoundTheParsersComplaintStands) {
+TEST(Syntax, WithoutAKnownCauseTheParsersMessageIsUsed) {
   const SyntaxError error = explain_parse_error("{}", {{1, 2}, "something unheard of"});
   EXPECT_EQ(error.message, "something unheard of");
   EXPECT_EQ(error.range.begin, 1);

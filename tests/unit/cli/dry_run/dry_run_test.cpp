@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-TEST(DryRun, TheShellsComplaintsAboutSettingsOfTheKernelAreLeftOut) {
+TEST(DryRun, TheShellsErrorsAboutKernelSettingsAreLeftOut) {
   EXPECT_EQ(without_proc_errors("sh: 1: cannot create /proc/sys/net/ipv4/ip_forward: Permission denied\n"
                                 "/bin/sh: 2: cannot create /proc/sys/net/ipv4/ip_forward: Permission denied\n"
                                 "cp: cannot stat '/proc/sys/net'\n"

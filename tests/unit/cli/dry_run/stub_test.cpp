@@ -116,7 +116,7 @@ TEST(Stub, WhatCannotBeReadOrWrittenIsNotActiveAndNotRecorded) {
   });
 }
 
-TEST(Stub, WhateverIsInTheRecordIsReadAsCalls) {
+TEST(Stub, AnyRecordIsReadAsCalls) {
   in_sandbox([] {
     using namespace std::string_literals;
     ASSERT_TRUE(write_file({"/.sandbox/commands", 0644,

@@ -128,7 +128,7 @@ TEST_F(HistoryTest, ShowsDamagedEntriesAsDamaged) {
   EXPECT_EQ(error_of(history_.find("3", entry_)), "/run/var/lib/history/3.txt: Is a directory");
 }
 
-TEST_F(HistoryTest, GoesOnAfterADamagedEntry) {
+TEST_F(HistoryTest, ContinuesAfterADamagedEntry) {
   ASSERT_EQ(history_.add("one\n", ""), std::nullopt);
   put_file("/run/var/lib/history/1.txt", text_of_file("/run/var/lib/history/1.txt") + "x");
   EXPECT_EQ(history_.add("one\n", ""), std::nullopt);

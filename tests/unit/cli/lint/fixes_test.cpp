@@ -57,7 +57,7 @@ TEST(Fixes, AFixDoesNotSpoilOthers) {
   std::vector<std::string> replacements;
   for (const Edit& edit : all_edits(findings))
     replacements.push_back(edit.replacement);
-  // Only one of the two misspelt keys can become "netmask".
+  // Only one of the two misspelled keys can become "netmask".
   EXPECT_EQ(replacements, (std::vector<std::string>{"\"netmask\"", "5"}));
 }
 

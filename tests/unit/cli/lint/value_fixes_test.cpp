@@ -55,8 +55,8 @@ TEST(ValueFixes, ANumberThatMayBeAString) {
 
 TEST(ValueFixes, AWordOfTheSchema) {
   const std::string word = R"({"type": "string", "enum": ["static", "dhcp_client"]})";
-  for (const char* misspelt : {"\"DHCP_CLIENT\"", "\"dhcp-client\"", "\" dhcp_client\""})
-    EXPECT_EQ(meant(misspelt, word), "\"dhcp_client\"") << misspelt;
+  for (const char* misspelled : {"\"DHCP_CLIENT\"", "\"dhcp-client\"", "\" dhcp_client\""})
+    EXPECT_EQ(meant(misspelled, word), "\"dhcp_client\"") << misspelled;
   for (const char* other : {"\"dhcp\"", "\"\"", "1", "true"})
     EXPECT_EQ(meant(other, word), "nothing") << other;
 }

@@ -118,7 +118,7 @@ TEST_F(AppliedTest, ARecordHoldsUntilTheNextApply) {
   EXPECT_FALSE(is_applied(sha256(text)));
 }
 
-TEST_F(AppliedTest, WhatNobodyHasWrittenIsNoRecord) {
+TEST_F(AppliedTest, AMalformedRecordIsIgnored) {
   put_mark();
   ASSERT_TRUE(record_applied("new"));
   const std::string whole = text_of_file(kRecord);

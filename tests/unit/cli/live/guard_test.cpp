@@ -54,7 +54,7 @@ TEST_F(GuardTest, TheSafeguardsAreItsTimerAndItsGuard) {
   EXPECT_EQ(error_, std::nullopt);
 }
 
-TEST_F(GuardTest, ATrialIsOverdueIfNobodyRollsItBack) {
+TEST_F(GuardTest, ATrialThatIsNotRolledBackIsOverdue) {
   EXPECT_FALSE(safeguards(60).is_overdue);
   EXPECT_FALSE(safeguards(-5).is_overdue) << "the timer and its service need some seconds";
   EXPECT_TRUE(safeguards(-60).is_overdue);
@@ -72,7 +72,7 @@ TEST_F(GuardTest, AFailedRollbackIsKnown) {
   EXPECT_FALSE(safeguards(-60).has_failed);
 }
 
-TEST_F(GuardTest, WithoutSystemdATrialIsOverdueAllTheSame) {
+TEST_F(GuardTest, WithoutSystemdATrialIsStillOverdue) {
   put_systemctl("echo gone >&2; exit 1");
   EXPECT_FALSE(safeguards(60).is_overdue);
   EXPECT_TRUE(safeguards(-60).is_overdue);

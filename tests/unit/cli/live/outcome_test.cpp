@@ -68,7 +68,7 @@ TEST_F(OutcomeTest, NothingThatATerminalWouldExecuteIsShown) {
   EXPECT_EQ(describe(hostile), "a?b, tried by anna, was confirmed at 2026-11-21 20:00:00 by ?[2Janna");
 }
 
-TEST_F(OutcomeTest, WhatNobodyHasWrittenIsNoOutcome) {
+TEST_F(OutcomeTest, AMalformedOutcomeIsIgnored) {
   EXPECT_FALSE(read_outcome());
   for (const char* text : {"", "{", "[]", "{}", R"({"ending": "eaten"})", R"({"ending": ["confirmed"]})"}) {
     put_file(kFile, text);

@@ -33,7 +33,7 @@ TEST_F(RunsTest, ARunIsKnownByItsProgram) {
   EXPECT_FALSE(is_run("4000000")) << "there is no such process";
 }
 
-TEST_F(RunsTest, ARunGoesOnWhenItsProgramIsReplaced) {
+TEST_F(RunsTest, ARunContinuesWhenItsProgramIsReplaced) {
   const RunProcess run;
   run.remove_program();
   EXPECT_TRUE(is_run(std::to_string(run.number())));

@@ -59,7 +59,7 @@ TEST_F(RestoreTest, RemovesWhatTheTrialHasAddedAndRestoresWhatItHasChanged) {
             "net/ipv4/conf/eth1/proxy_arp is 1 instead of 0; restored\n");
 }
 
-TEST_F(RestoreTest, AStepThatFailsIsReportedAndTheRestGoesOn) {
+TEST_F(RestoreTest, AStepThatFailsIsReportedAndTheRestContinues) {
   answer("link.json", kLeft);
   answer("refuses", "");
   EXPECT_THAT(restore(said_), ElementsAre("gre-tun1 still exists", "eth1 has MTU 1430 instead of 1500"));
@@ -104,7 +104,7 @@ TEST_F(RestoreTest, WaitsForNoCarrierBeforeATrial) {
   EXPECT_FALSE(exists("/run/answers/networkd.next"));
 }
 
-TEST_F(RestoreTest, GoesOnIfNetworkdDoesNotAnswer) {
+TEST_F(RestoreTest, ContinuesIfNetworkdDoesNotAnswer) {
   for (const std::string& text : {std::string("no JSON"), std::string("[]"), std::string(2000, '[')}) {
     answer("networkd.json", text);
     EXPECT_THAT(restore(said_), IsEmpty());
@@ -117,14 +117,14 @@ TEST_F(RestoreTest, GoesOnIfNetworkdDoesNotAnswer) {
 TEST_F(RestoreTest, ADamagedRecordIsReported) {
   answer("link.json", kLeft);
   put_file(kKernelRecord, "{");
-  EXPECT_THAT(restore(said_), ElementsAre("the state of the kernel before the trial is not known"));
+  EXPECT_THAT(restore(said_), ElementsAre("could not determine the kernel's state before the trial"));
   EXPECT_EQ(said_, "lanfab: /run/lanfab/kernel.json: damaged\n");
   EXPECT_EQ(calls(), "");
 }
 
 TEST_F(RestoreTest, AKernelThatCannotBeReadIsReported) {
   answer("link.fails", "");
-  EXPECT_THAT(restore(said_), ElementsAre("the state of the kernel is not known"));
+  EXPECT_THAT(restore(said_), ElementsAre("could not determine the kernel's state"));
   EXPECT_EQ(said_, "lanfab: ip: link is broken\n");
   ::testing::internal::CaptureStderr();
   record_kernel();

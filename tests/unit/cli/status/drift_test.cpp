@@ -28,7 +28,7 @@ static Texts drift_of(const Snapshot& snapshot) {
   return texts;
 }
 
-TEST(Drift, AGatewayAsItsConfigurationWantsIt) {
+TEST(Drift, AGatewayThatMatchesItsConfiguration) {
   EXPECT_THAT(drift_of(gateway()), IsEmpty());
 }
 

@@ -81,7 +81,7 @@ TEST(ForwardingDrift, ProxyArpThatNoUnitAsksFor) {
   EXPECT_THAT(drift_of(snapshot), IsEmpty());
 }
 
-TEST(ForwardingDrift, AHostileNameIsQuoted) {
+TEST(ForwardingDrift, ANameWithSpecialCharactersIsQuoted) {
   Snapshot snapshot = gateway();
   snapshot.wanted.interfaces["$(reboot)"].proxies_arp = true;
   snapshot.kernel.links["$(reboot)"].proxies_arp = false;

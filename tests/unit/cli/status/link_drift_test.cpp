@@ -361,7 +361,7 @@ TEST(LinkDrift, AddressesThatAreLeftOnAPort) {
 }
 
 // A name that another program has chosen must remain one word of the command.
-TEST(LinkDrift, AHostileNameIsQuoted) {
+TEST(LinkDrift, ANameWithSpecialCharactersIsQuoted) {
   Snapshot snapshot = gateway();
   snapshot.kernel.links["eth0.1;reboot"] = {true, true, 1500, "", std::nullopt, {}};
   EXPECT_EQ(fix_of(snapshot), "ip link delete dev 'eth0.1;reboot'");

@@ -244,7 +244,7 @@ TEST(RouteDrift, TheDeviceItselfIsTheDefaultRoute) {
   EXPECT_THAT(drift_of(snapshot), IsEmpty());
 }
 
-TEST(RouteDrift, HostileTextsAreQuoted) {
+TEST(RouteDrift, SpecialCharactersAreQuoted) {
   Snapshot snapshot = gateway();
   snapshot.kernel.routes.push_back(by_hand("10.0.0.0/8", "", "a;reboot"));
   EXPECT_EQ(only_drift(snapshot).fix, "ip route del 10.0.0.0/8 dev 'a;reboot'");
