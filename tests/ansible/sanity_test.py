@@ -24,6 +24,11 @@ TESTS = """
 ALLOWED = "Emissing-gplv3-license"
 
 
+def can_validate_modules():
+    return subprocess.run([PYTHON, "-c", "import validate_modules.main"], capture_output=True, check=False,
+                          env={"PYTHONPATH": str(SANITY / "validate-modules")}).returncode == 0
+
+
 class Sanity(unittest.TestCase):
     def setUp(self):
         parent = tempfile.TemporaryDirectory()
@@ -62,6 +67,7 @@ class Sanity(unittest.TestCase):
         self.assertNotEqual(status, 0)
         self.assertIn("no-assert", output)
 
+    @unittest.skipUnless(can_validate_modules(), "a Python package is missing that Debian 13 does not have")
     def test_modules_are_valid(self):
         _, output = self.run_tool(
             PYTHON, SANITY / "validate-modules/validate.py", "--format", "plain", "--arg-spec",

@@ -29,6 +29,12 @@ def lay_collection(parent):
     return str(parent / "collections")
 
 
+def descendants(process):
+    """Returns the PIDs of the children of a process, and of their descendants."""
+    children = pathlib.Path(f"/proc/{process}/task/{process}/children").read_text(encoding="ascii").split()
+    return [pid for child in children for pid in (int(child), *descendants(child))]
+
+
 class Controller:
     """The directory of a controller. The gateways accept its user key and have its host key."""
 
@@ -102,8 +108,9 @@ class Controller:
 
     @staticmethod
     def kill(process):
-        """Kills a playbook, as a power failure of the controller would."""
-        os.killpg(process.pid, signal.SIGKILL)
+        """Kills a playbook with its workers, as a power failure of the controller would."""
+        for one in [process.pid, *descendants(process.pid)]:
+            os.kill(one, signal.SIGKILL)
         process.communicate()
 
     def end(self):

@@ -16,7 +16,7 @@ GATEWAYS = 2
 TOOL = "cli/lanfab"
 
 ADDRESSES = {"there": "10.1.0.2", "here": "10.1.0.1"}
-OUTCOME = "/run/lanfab/outcome.json"
+STATE, OUTCOME = "/run/lanfab/trial.json", "/run/lanfab/outcome.json"
 SSHD = """HostKey {0}/host_key
 AuthorizedKeysFile {0}/user_key.pub
 StrictModes no
@@ -85,7 +85,7 @@ class Fleet(unittest.TestCase):
 
     def assert_goes_back(self, before):
         """Checks that the other gateway rolls back, and that this one is unchanged."""
-        guest.wait_until(lambda: outcome("there") == "rolled back", timeout=120)
+        guest.wait_until(lambda: outcome("there") == "rolled back" and not there.exists(STATE), timeout=120)
         self.assertEqual({name: installed(name) for name in gateways}, before)
         there.wait_for_address("eth1", f"{ADDRESSES['there']}/24")
 

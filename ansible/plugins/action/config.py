@@ -113,7 +113,7 @@ class ActionModule(ActionBase):
 
     def _confirm(self, new_host, options, end):
         """Confirms the trial through a connection that did not exist before it was active."""
-        differences = ["the trial has ended"]
+        seen = []
         while True:
             self._connect_to(new_host)
             try:
@@ -122,10 +122,12 @@ class ActionModule(ActionBase):
                 done = {"state": "unknown", "differences": [reason_of(error)]}
             if done["state"] == "confirmed":
                 return
-            differences = done["differences"] or differences
-            if done["state"] == "ended" or time.monotonic() > end - ROLLBACK_SECONDS:
-                raise Failure("not confirmed, the gateway rolls back by itself: " + differences[0],
-                              findings=differences)
+            # What was seen before the rollback began is why there is one.
+            has_ended = done["state"] in ("ended", "refused")
+            if not has_ended or not seen:
+                seen = done["differences"] or ["the trial has ended"]
+            if has_ended or time.monotonic() > end - ROLLBACK_SECONDS:
+                raise Failure("not confirmed, the gateway rolls back by itself: " + seen[0], findings=seen)
             time.sleep(1)
 
     def _ask(self, stage, **arguments):

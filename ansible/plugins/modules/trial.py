@@ -43,7 +43,7 @@ RETURN = r"""
 state:
   description:
     - C(running) until the trial is active, C(active) until the module has C(confirmed) it or it has
-      C(ended).
+      C(ended); C(refused) if it cannot be confirmed, for example because it is being rolled back.
   returned: stage look or confirm
   type: str
 findings:
@@ -52,7 +52,7 @@ findings:
   type: list
   elements: str
 differences:
-  description: New differences from the configuration, because of which it was not confirmed.
+  description: New differences from the configuration, or another reason why it was not confirmed.
   returned: stage confirm
   type: list
   elements: str
@@ -232,9 +232,10 @@ def confirm(module, _):
             return {"changed": False, "state": "active", "differences": differences}
     words = ["-m", module.params["comment"]] if module.params["comment"] else []
     status, _, err = module.run_command([find_lanfab(module), "confirm"] + words)
-    if status != 0 and not read_own(STATE):
-        # The trial has ended since its state was read above.
-        return {"changed": False, "state": "ended", "differences": []}
+    if status == 1:
+        # The trial has ended since its state was read, for example.
+        reason = last_line(err).replace("lanfab: ", "", 1)
+        return {"changed": False, "state": "refused", "differences": [reason]}
     if status != 0:
         module.fail_json(msg=last_line(err))
     shutil.rmtree(DIRECTORY)
