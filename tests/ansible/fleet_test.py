@@ -246,7 +246,8 @@ class BadInput(Playbook):
     def test_a_full_disk(self):
         self.want("8.8.8.7")
         self.one.path("/run/before-apply").write_text(
-            "mount -o remount,size=64k /etc; yes >/etc/full || true")
+            "used=$(df --output=used --block-size=1k /etc | tail -n 1)\n"
+            "mount -o remount,size=$((used + 16))k /etc; yes >/etc/full || true")
         self.addCleanup(lambda: [self.one.path(name).unlink() for name in ("/run/before-apply", "/etc/full")])
         printed = self.expect_failure("No space left on device", lanfab_timeout=self.fleet.short_trial)
         self.assertIn("10.1.1.1: ", printed)
