@@ -167,9 +167,9 @@ class CheckRelease(CommandTest):
         self.document["packages"].append(self.document["packages"][2])
         self.check_error("the SPDX document has duplicate identifiers\n")
 
-    def test_contents_with_a_licence_without_a_text(self):
+    def test_contents_with_a_license_without_a_text(self):
         self.document["hasExtractedLicensingInfos"] = []
-        self.check_error("no licence text for LicenseRef-lanfab\n")
+        self.check_error("no license text for LicenseRef-lanfab\n")
 
     def test_contents_of_other_files(self):
         self.document["packages"][1]["checksums"][0]["checksumValue"] = "0" * 64

@@ -143,11 +143,11 @@ class Release(CommandTest):
         self.change("SECURITY.md", "Keep it to yourself.\n")
         self.expect_refusal("SECURITY.md: no address for reporting a vulnerability")
 
-    def test_refuses_without_a_licence(self):
+    def test_refuses_without_a_license(self):
         path = "packaging/debian/copyright"
-        for text, reason in ((PROJECT[path].replace("Expat", "none-granted"), "no licence has been granted"),
+        for text, reason in ((PROJECT[path].replace("Expat", "none-granted"), "no license has been granted"),
                              ("Files: tests\nLicense: Expat\n",
-                              "no licence of the project's own files")):
+                              "no license of the project's own files")):
             with self.subTest(reason):
                 self.change(path, text)
                 self.expect_refusal(f"{path}: {reason}")
@@ -192,7 +192,7 @@ class Release(CommandTest):
         self.put("gpg", "exit 1")
         before = self.state()
         self.expect(self.release("--dry-run"), 0, "A release would be refused:\n  notes: not committed\n"
-                    "  packaging/debian/copyright: no licence has been granted\n")
+                    "  packaging/debian/copyright: no license has been granted\n")
         self.assertEqual(self.state(), before)
         self.assertFalse(self.results("release-1.2.3").exists())
         packed = self.results("release-1.2.3-dry-run") / "one.deb"
