@@ -1,5 +1,6 @@
 """A controller with the real Ansible and the collection in ansible/: keys, inventory, templates."""
 
+import contextlib
 import json
 import os
 import pathlib
@@ -110,7 +111,8 @@ class Controller:
     def kill(process):
         """Kills a playbook with its workers, as a power failure of the controller would."""
         for one in [process.pid, *descendants(process.pid)]:
-            os.kill(one, signal.SIGKILL)
+            with contextlib.suppress(ProcessLookupError):
+                os.kill(one, signal.SIGKILL)
         process.communicate()
 
     def end(self):
