@@ -107,9 +107,10 @@ static void compare_own_rules(const std::vector<KernelRule>& there, std::vector<
       return is_of_kernel(rule) && rule.priority == own.priority;
     };
     if (std::any_of(there.begin(), there.end(), is_it)) continue;
+    // systemd-networkd would remove a rule of another protocol.
+    const std::string fix = "ip rule add pref " + std::to_string(own.priority) + " table " + own.table;
     drift.push_back({"policy rules", "the rule for the table " + own.table + " is missing", false,
-                     "packets do not take its routes",
-                     "ip rule add pref " + std::to_string(own.priority) + " table " + own.table});
+                     "packets do not take its routes", fix + " protocol kernel"});
   }
 }
 

@@ -175,7 +175,7 @@ DIVERGENCES = [
         ("a policy rule for marked packets is added", "ip rule add pref 54 fwmark 5 table 80", "policy rules",
          f"rule 54 for packets fwmark 0x5, table 80, {FOREIGN}", "ip rule del pref 54"),
         ("the rule for the main table is removed", "ip rule del pref 32766", "policy rules",
-         "the rule for the table main is missing", "ip rule add pref 32766 table main"),
+         "the rule for the table main is missing", "ip rule add pref 32766 table main protocol kernel"),
         # Forwarding
         ("forwarding is switched off for a port", "echo 0 > /proc/sys/net/ipv4/conf/eth1/forwarding", "eth1",
          "forwarding is off, but the configuration enables it",

@@ -59,7 +59,7 @@ TEST(RuleDrift, TheRulesOfTheKernelAreNeeded) {
   Snapshot snapshot = gateway_with_rules();
   snapshot.kernel.rules.erase(snapshot.kernel.rules.begin() + 1);
   EXPECT_THAT(drift_of(snapshot), ElementsAre("policy rules: the rule for the table main is missing"));
-  EXPECT_EQ(fix_of(snapshot), "ip rule add pref 32766 table main");
+  EXPECT_EQ(fix_of(snapshot), "ip rule add pref 32766 table main protocol kernel");
   snapshot = gateway_with_rules();
   snapshot.kernel.rules.erase(snapshot.kernel.rules.begin());
   EXPECT_THAT(drift_of(snapshot), ElementsAre("policy rules: the rule for the table local is missing"));
