@@ -63,10 +63,10 @@ class Kernel(unittest.TestCase):
             return wanted in found and not found[wanted]["pending"]
 
         try:
-            self.assertTrue(guest.wait_until(is_found, timeout=20), f"found only {sorted(found)}")
+            self.assertTrue(guest.wait_until(is_found), f"found only {sorted(found)}")
             self.assertEqual(found[wanted]["fix"], row.fix)
             gateway.run("sh", "-c", row.fix)
-            self.assertTrue(guest.wait_until(lambda: wanted not in differences(), timeout=40), "not fixed")
+            self.assertTrue(guest.wait_until(lambda: wanted not in differences()), "not fixed")
         finally:
             if row.cleanup:
                 gateway.run("sh", "-c", row.cleanup, check=False)
