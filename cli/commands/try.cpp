@@ -356,7 +356,7 @@ static std::optional<int> start_trial(const Source& source, const TryOptions& op
               static_cast<long long>(options.seconds));
   std::fflush(stdout);
   // The record of the applied configuration is more reliable than the result of the service.
-  const bool is_active = is_interrupted == 0 && apply_in_service(*program) && is_applied(trial.state.sha256);
+  const bool is_active = is_interrupted == 0 && apply_in_service() && is_applied(trial.state.sha256);
   if (!is_active && is_interrupted == 0)
     std::fprintf(stderr, "lanfab: apply failed or was stopped; see 'journalctl -u %s'\n", kApplyUnit);
   // The trial may have ended meanwhile: the APPLY may wait for another run for a long time.

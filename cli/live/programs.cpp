@@ -44,6 +44,10 @@ void remove_programs() {
   rmdir(kProgramsDirectory);
 }
 
+std::vector<std::string> apply_command_line() {
+  return {kLanfab, "record", "apply", kCmdLanfab};
+}
+
 // Path of this program or, if that is the copy, of the installed lanfab.
 static std::string installed_program() {
   const std::string own = own_program();

@@ -17,6 +17,10 @@ std::optional<std::string> copy_programs(const std::string& cmd_lanfab);
 // process calls this function.
 void remove_programs();
 
+// Command line of `lanfab record apply`, for a service. It runs the copies: a service may not see the
+// directories of the originals.
+std::vector<std::string> apply_command_line();
+
 // Command line of `lanfab revert` with an option, for a service. It runs the copy or, if that is not
 // executable, the installed program.
 std::vector<std::string> revert_command_line(const std::string& option);

@@ -162,10 +162,10 @@ bool roll_back_now() {
   return succeeds({"systemctl", "start", kRevertUnit});
 }
 
-bool apply_in_service(const std::string& program) {
+bool apply_in_service() {
   return run_in_service({"--wait", "--unit=lanfab-apply", "--description=Apply of a network configuration",
                          "--property=OnFailure=lanfab-revert.service", kOneshot, kServiceStopLimit},
-                        {own_program(), "record", "apply", program});
+                        apply_command_line());
 }
 
 void stop_apply() {

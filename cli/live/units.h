@@ -41,9 +41,9 @@ bool stop_guard();
 bool roll_back_now();
 
 // Runs an apply in a service that does not depend on this process, records the configuration that it applied,
-// and waits until it has finished. If the apply fails, systemd starts the rollback service. Returns whether
-// it succeeded.
-bool apply_in_service(const std::string& program);
+// and waits until it has finished; the copies of copy_programs() do this. If the apply fails, systemd starts
+// the rollback service. Returns whether it succeeded.
+bool apply_in_service();
 
 // Stops the apply that apply_in_service() started, if it is still running.
 void stop_apply();
