@@ -264,6 +264,7 @@ class Trial(unittest.TestCase):
         gateway.run("cp", guest.CONFIGURATION, "/root/data/network.json")
         gateway.run("mount", "--bind", "/root/data/network.json", guest.CONFIGURATION)
         self.addCleanup(gateway.run, "umount", guest.CONFIGURATION)
+        gateway.apply()
         self.assertEqual(trials.try_new().returncode, 0)
         confirmed = gateway.run("unshare", "--mount", "lanfab", "confirm", check=False)
         self.assertEqual(confirmed.returncode, 0, confirmed.stderr)
