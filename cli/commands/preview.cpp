@@ -10,6 +10,7 @@
 #include "cli/base/output.h"
 #include "cli/base/secrets.h"
 #include "cli/base/terminal.h"
+#include "cli/base/text.h"
 #include "cli/commands/commands.h"
 #include "cli/dry_run/dry_run.h"
 #include "cli/live/trial_state.h"
@@ -30,13 +31,6 @@ constexpr mode_t kUsualMode = 0644;
 
 // Names of syslog's priorities, by number.
 constexpr const char* kPriorities[] = {"emerg", "alert", "crit", "err", "warning", "notice", "info", "debug"};
-
-static std::string joined(const std::vector<std::string>& words) {
-  std::string line;
-  for (const std::string& word : words)
-    line += (line.empty() ? "" : " ") + word;
-  return line;
-}
 
 static void print_heading(const std::string& text) {
   std::printf("==> %s <==\n", printable(text).c_str());

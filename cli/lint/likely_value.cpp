@@ -14,7 +14,7 @@
 #include "platform/libvantor.h"
 
 // The string without blanks, quotes, and control characters at its ends.
-static std::string trimmed(const std::string& text) {
+static std::string without_junk(const std::string& text) {
   const auto is_junk = [](unsigned char c) { return std::isgraph(c) == 0 || c == '"' || c == '\''; };
   const auto begin = std::find_if_not(text.begin(), text.end(), is_junk);
   const auto end = std::find_if_not(text.rbegin(), std::make_reverse_iterator(begin), is_junk).base();
@@ -30,7 +30,7 @@ static std::string lower(std::string text) {
 static std::optional<Json::Value> meant_boolean(const Json::Value& value) {
   constexpr std::array<std::string_view, 5> kTrue = {"true", "yes", "on", "enabled", "1"};
   constexpr std::array<std::string_view, 5> kFalse = {"false", "no", "off", "disabled", "0"};
-  const std::string text = lower(trimmed(text_of(value)));
+  const std::string text = lower(without_junk(text_of(value)));
   if (std::find(kTrue.begin(), kTrue.end(), text) != kTrue.end()) return Json::Value(true);
   if (std::find(kFalse.begin(), kFalse.end(), text) != kFalse.end()) return Json::Value(false);
   return std::nullopt;
@@ -44,7 +44,7 @@ static std::optional<Json::Value> meant_integer(const Json::Value& value) {
   if (number != 0 && std::abs(number) <= std::numeric_limits<int>::max())
     return Json::Value(static_cast<int>(number));
   if (!value.isString()) return std::nullopt;
-  std::string text = trimmed(value.asString());
+  std::string text = without_junk(value.asString());
   if (const int prefix = netmask_to_cidr(text.c_str()); prefix > 0) return Json::Value(prefix);
   text.erase(0, text.find_first_not_of('/'));
   const bool is_number =
@@ -73,7 +73,7 @@ static bool is_contained(const std::string& a, const std::string& b) {
 std::optional<std::string> meant_word(const std::string& text, const Json::Value& words) {
   std::vector<std::string> known;
   std::vector<std::string> similar;
-  const std::string meant = lower(trimmed(text));
+  const std::string meant = lower(without_junk(text));
   for (const Json::Value& word : words) {
     known.push_back(word.asString());
     if (is_contained(meant, word.asString())) similar.push_back(word.asString());

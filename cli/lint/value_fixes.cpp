@@ -3,16 +3,11 @@
 #include <algorithm>
 #include <string_view>
 
+#include "cli/base/text.h"
 #include "cli/config_file/edit.h"
 #include "cli/config_file/nearest.h"
 #include "cli/lint/ipv4.h"
 #include "util/json_path.h"
-
-static std::string trimmed(const std::string& text) {
-  constexpr char kBlanks[] = " \t";
-  const std::size_t begin = text.find_first_not_of(kBlanks);
-  return begin == std::string::npos ? "" : text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin);
-}
 
 // Parses an integer in the form that JSON allows, without a plus sign or a leading zero; nothing for any
 // other string.

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "cli/base/text.h"
 #include "cli/lint/ip_network.h"
 #include "cli/lint/reachability.h"
 #include "cli/lint/value_fixes.h"
@@ -66,15 +67,10 @@ void wireguard_address(const Site& site, Findings& findings) {
   }
 }
 
-static std::string trimmed(std::string text) {
-  text.erase(0, text.find_first_not_of(" \t"));
-  text.erase(text.find_last_not_of(" \t") + 1);
-  return text;
-}
-
 std::vector<std::string> trimmed_networks(const WireguardPeer& peer) {
   std::vector<std::string> networks = peer.networks();
-  std::transform(networks.begin(), networks.end(), networks.begin(), trimmed);
+  std::transform(networks.begin(), networks.end(), networks.begin(),
+                 [](const std::string& network) { return trimmed(network); });
   return networks;
 }
 

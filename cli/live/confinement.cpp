@@ -6,9 +6,12 @@
 #include <string_view>
 
 #include "cli/base/subprocess.h"
+#include "cli/base/text.h"
 
 // Content of packaging/lanfab.service.in.
 extern const std::string_view kPackagedUnit;
+
+constexpr char kBlanks[] = " \t\r";
 
 // Prefixes of the settings that each service has for itself.
 constexpr std::string_view kOwn[] = {
@@ -17,12 +20,6 @@ constexpr std::string_view kOwn[] = {
     "ReloadSignal",   "RemainAfterExit",   "Restart",      "RuntimeMaxSec", "Sockets",
     "StartLimit",     "SuccessExitStatus", "Timeout",      "Type",          "Watchdog",
 };
-
-static std::string trimmed(const std::string& text) {
-  constexpr char kBlanks[] = " \t\r";
-  const std::size_t begin = text.find_first_not_of(kBlanks);
-  return begin == std::string::npos ? "" : text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
-}
 
 static bool is_comment(const std::string& line) {
   return line.empty() || line.front() == '#' || line.front() == ';';
@@ -34,13 +31,13 @@ static std::vector<std::string> joined_lines(const std::string& unit) {
   std::istringstream stream(unit);
   std::string whole;
   for (std::string line; std::getline(stream, line);) {
-    line = trimmed(line);
+    line = trimmed(line, kBlanks);
     if (is_comment(line)) continue;
     const bool is_continued = line.back() == '\\';
     if (is_continued) line.back() = ' ';
     whole += line;
     if (is_continued) continue;
-    lines.push_back(trimmed(whole));
+    lines.push_back(trimmed(whole, kBlanks));
     whole.clear();
   }
   return lines;
@@ -59,8 +56,8 @@ std::vector<std::string> service_options(const std::string& unit) {
     if (line.front() == '[') {
       is_service = line == "[Service]";
     } else if (is_service && equals != std::string::npos && !is_own(line)) {
-      options.push_back("--property=" + trimmed(line.substr(0, equals)) + "=" +
-                        trimmed(line.substr(equals + 1)));
+      options.push_back("--property=" + trimmed(line.substr(0, equals), kBlanks) + "=" +
+                        trimmed(line.substr(equals + 1), kBlanks));
     }
   }
   return options;

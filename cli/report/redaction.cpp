@@ -5,6 +5,7 @@
 #include <cctype>
 #include <vector>
 
+#include "cli/base/text.h"
 #include "cli/config_file/source.h"
 #include "cli/report/public_key.h"
 
@@ -20,10 +21,6 @@ static std::string letters_of(std::string_view name) {
   for (const char c : name)
     if (c != '-' && c != '_') letters += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   return letters;
-}
-
-static bool ends_with(const std::string& text, std::string_view end) {
-  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
 bool is_sensitive_name(std::string_view name) {

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <tuple>
 
+#include "cli/base/text.h"
 #include "cli/restore/fields.h"
 
 // Numbers that the kernel uses for protocols, scopes, types and lifetimes. Daemons use their own protocol
@@ -50,13 +51,6 @@ static const std::vector<Kind>& kinds() {
       {"vlan", {{"id", "id"}}},
   };
   return all;
-}
-
-static std::string joined(const Words& words) {
-  std::string text;
-  for (const std::string& word : words)
-    text += (text.empty() ? "" : " ") + word;
-  return text;
 }
 
 std::string AddressState::key() const {

@@ -9,15 +9,11 @@
 
 #include "cli/base/file.h"
 #include "cli/base/terminal.h"
+#include "cli/base/text.h"
 
 constexpr off_t kLargestFile = 64 * 1024;
+constexpr char kBlanks[] = " \t\r";
 constexpr char kAllowsNothing[] = "it is ignored";
-
-static std::string trimmed(const std::string& text) {
-  const std::size_t begin = text.find_first_not_of(" \t\r");
-  if (begin == std::string::npos) return "";
-  return text.substr(begin, text.find_last_not_of(" \t\r") - begin + 1);
-}
 
 AllowedDrift parse_allowances(const std::string& text) {
   AllowedDrift allowances;
@@ -25,12 +21,13 @@ AllowedDrift parse_allowances(const std::string& text) {
   std::size_t number = 0;
   for (std::string line; std::getline(lines, line);) {
     ++number;
-    const std::string content = trimmed(line);
+    const std::string content = trimmed(line, kBlanks);
     if (content.empty() || content.front() == '#') continue;
     // The subject may be a path or an address with colons.
     const std::size_t separator = content.find(": ");
     if (separator != std::string::npos && separator > 0) {
-      allowances.patterns.push_back({content.substr(0, separator), trimmed(content.substr(separator + 1))});
+      allowances.patterns.push_back(
+          {content.substr(0, separator), trimmed(content.substr(separator + 1), kBlanks)});
     } else {
       allowances.errors.push_back({kAllowFile, "line " + std::to_string(number) + " is not \"SUBJECT: TEXT\"",
                                    false, kAllowsNothing, ""});

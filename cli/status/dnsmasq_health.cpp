@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "cli/base/file.h"
+#include "cli/base/text.h"
 #include "cli/status/dns_query.h"
 #include "cli/status/modified.h"
 #include "cli/status/services.h"
@@ -21,10 +22,6 @@ constexpr char kUsualConfiguration[] = "/etc/dnsmasq.conf";
 // How other configurations include that of the run, with or without /var in front.
 constexpr char kIncluded[] = "/run/dnsmasq.conf";
 constexpr char kDhcpPort[] = ":0043";
-
-static bool begins_with(const std::string& text, const std::string& beginning) {
-  return text.compare(0, beginning.size(), beginning) == 0;
-}
 
 static std::string content_of(const std::string& path) {
   std::ostringstream content;

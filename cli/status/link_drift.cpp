@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "cli/base/text.h"
 #include "cli/status/setup_state.h"
 #include "config/interface_queries.h"
 #include "config/ports.h"
@@ -11,10 +12,6 @@
 
 constexpr char kRestartNetworkd[] = "systemctl restart systemd-networkd";
 constexpr int kUsualMtu = 1500;
-
-static bool begins_with(const std::string& text, const std::string& beginning) {
-  return text.compare(0, beginning.size(), beginning) == 0;
-}
 
 static bool is_ethernet_port(const std::string& name) {
   return std::any_of(std::begin(kEthernetPorts), std::end(kEthernetPorts),

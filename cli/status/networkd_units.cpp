@@ -9,6 +9,7 @@
 #include <set>
 
 #include "cli/base/file.h"
+#include "cli/base/text.h"
 #include "cli/status/modified.h"
 
 constexpr char kRunDirectory[] = "/run/systemd/network/";
@@ -18,10 +19,6 @@ constexpr char kFirstDirectory[] = "/etc/systemd/network/";
 constexpr std::array<const char*, 4> kDropInDirectories = {
     kFirstDirectory, kRunDirectory, "/usr/local/lib/systemd/network/", "/usr/lib/systemd/network/"};
 constexpr char kLinkStates[] = "/run/systemd/netif/links/";
-
-static bool ends_with(const std::string& text, const std::string& end) {
-  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
 
 std::string InterfaceUnits::network_file() const {
   for (const UnitFile& unit : own)
