@@ -12,8 +12,6 @@
 
 #include "cli/base/terminal.h"
 
-constexpr mode_t kPermissions = 07777;
-
 constexpr int kAttemptsPerSecond = 50;
 
 Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
@@ -95,7 +93,7 @@ bool read_file(const std::string& path, File& file) {
     return false;
   }
   file.path = path;
-  file.mode = status.st_mode & kPermissions;
+  file.mode = status.st_mode & kModeBits;
   file.content.clear();
   return read_all(descriptor.number(), file.content);
 }
@@ -125,4 +123,11 @@ std::optional<std::vector<std::string>> list_directory(const std::string& direct
   closedir(stream);
   std::sort(names.begin(), names.end());
   return names;
+}
+
+bool is_same_file(const std::string& one, const std::string& other) {
+  struct stat first {};
+  struct stat second {};
+  return stat(one.c_str(), &first) == 0 && stat(other.c_str(), &second) == 0 &&
+         first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }

@@ -9,6 +9,10 @@
 #include <utility>
 #include <vector>
 
+// Mode of a file that only its owner may read and write, and the bits of a mode that chmod(2) sets.
+inline constexpr mode_t kPrivateFile = 0600;
+inline constexpr mode_t kModeBits = 07777;
+
 struct File {
   std::string path;
   mode_t mode = 0644;
@@ -104,3 +108,6 @@ bool make_directories(const std::string& path, mode_t mode);
 
 // Sorted names of the entries of a directory. Nothing, with errno set, if it cannot be read.
 std::optional<std::vector<std::string>> list_directory(const std::string& directory);
+
+// Whether two paths lead to the same existing file.
+bool is_same_file(const std::string& one, const std::string& other);

@@ -1,7 +1,6 @@
 #include "cli/commands/try.h"
 
 #include <poll.h>
-#include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -277,14 +276,6 @@ static std::optional<std::string> find_replaceable(InstalledFile& installed) {
   std::string error;
   if (complete_installation(installed, error) == Installation::kFailed) return error;
   return std::nullopt;
-}
-
-// Whether two paths lead to the same file.
-static bool is_same_file(const std::string& one, const std::string& other) {
-  struct stat first {};
-  struct stat second {};
-  return stat(one.c_str(), &first) == 0 && stat(other.c_str(), &second) == 0 &&
-         first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }
 
 // Error message if a run would refuse the text; otherwise nothing.

@@ -23,7 +23,6 @@ constexpr char kNoted[] = "/run/lanfab/applying";
 // Every APPLY removes this file and creates it again, unless it is killed before that.
 constexpr char kMark[] = "/var/run/.delete_static_routes";
 // A configuration may contain keys of tunnels.
-constexpr mode_t kPrivate = 0600;
 
 // In seconds. Without a limit, a run that waits for the lock of a killed run would never end.
 constexpr char kApplyLimit[] = "170";
@@ -92,7 +91,7 @@ static bool write_record(const std::string& text, const std::string& checksum) {
   Json::StreamWriterBuilder writer;
   writer["indentation"] = "";
   const std::string path = std::string(kRecord) + "." + std::to_string(getpid()) + ".new";
-  if (write_file({path, kPrivate, Json::writeString(writer, header) + "\n" + text}) &&
+  if (write_file({path, kPrivateFile, Json::writeString(writer, header) + "\n" + text}) &&
       std::rename(path.c_str(), kRecord) == 0)
     return true;
   const int error = errno;
@@ -115,7 +114,7 @@ static bool record_unless_changed(const std::string& text, const std::string& pa
 
 bool note_configuration() {
   File file;
-  return read_file(active_configuration(), file) && write_file({kNoted, kPrivate, file.content});
+  return read_file(active_configuration(), file) && write_file({kNoted, kPrivateFile, file.content});
 }
 
 bool record_noted_configuration() {

@@ -30,9 +30,7 @@ constexpr std::int64_t kLongestPause = 60;
 // Size limit for a file that this process keeps in memory. A lanfab built with sanitizers takes 77 MB.
 constexpr off_t kLargestFile = 128 * 1024 * 1024;
 
-// Permission bits that a restored file gets back: all of them, or only the owner's if its owner and group
-// cannot be restored.
-constexpr mode_t kPermissions = 07777;
+// Permission bits that a restored file gets back if its owner and group cannot be restored: only its owner's.
 constexpr mode_t kOfOwner = 0700;
 
 // Suffix of a restored file before it is renamed.
@@ -141,7 +139,7 @@ class Guard {
     if (!write_file({restored, kOfOwner, remembered.file.content})) return false;
     const struct stat& status = remembered.status;
     const bool is_given = chown(restored.c_str(), status.st_uid, status.st_gid) == 0;
-    const mode_t mode = status.st_mode & (is_given ? kPermissions : kOfOwner);
+    const mode_t mode = status.st_mode & (is_given ? kModeBits : kOfOwner);
     // If this fails, the file is accessible to its owner and root alone, which is enough for a rollback.
     chmod(restored.c_str(), mode);
     return std::rename(restored.c_str(), path.c_str()) == 0;

@@ -26,9 +26,7 @@ constexpr char kDecision[] = "/run/lanfab/decision";
 constexpr char kRequest[] = "/run/lanfab/rollback-request";
 // Indexed by Decision.
 constexpr const char* kDecisions[] = {"none", "confirmed", "rolled back"};
-constexpr mode_t kPrivate = 0600;
 constexpr mode_t kPrivateDirectory = 0700;
-constexpr mode_t kPermissions = 07777;
 
 std::string new_trial_id() {
   timespec now{};
@@ -50,14 +48,14 @@ bool stage_trial(const std::string& content, const std::string& installed) {
   struct stat like {};
   File former;
   if (stat(installed.c_str(), &like) != 0 || !read_file(installed, former)) return false;
-  return write_file({kInstalledCopy, kPrivate, former.content}) &&
-         write_file({kStagedConfiguration, kPrivate, content}) &&
+  return write_file({kInstalledCopy, kPrivateFile, former.content}) &&
+         write_file({kStagedConfiguration, kPrivateFile, content}) &&
          chown(kStagedConfiguration, like.st_uid, like.st_gid) == 0 &&
-         chmod(kStagedConfiguration, like.st_mode & kPermissions) == 0;
+         chmod(kStagedConfiguration, like.st_mode & kModeBits) == 0;
 }
 
 bool stage_target(const std::string& text) {
-  return make_directories(kTargetDirectory, kPrivateDirectory) && write_file({kTarget, kPrivate, text});
+  return make_directories(kTargetDirectory, kPrivateDirectory) && write_file({kTarget, kPrivateFile, text});
 }
 
 bool activate_trial() {
@@ -171,7 +169,7 @@ bool write_state(const TrialState& state) {
   root["path"] = state.path;
   root["entry"] = state.entry;
   root["sha256"] = state.sha256;
-  return write_file({kStateFile, kPrivate, Json::writeString(Json::StreamWriterBuilder(), root)});
+  return write_file({kStateFile, kPrivateFile, Json::writeString(Json::StreamWriterBuilder(), root)});
 }
 
 // The decision is removed last: a process that decides after that finds no state, so its decision has no

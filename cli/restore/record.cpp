@@ -15,7 +15,6 @@
 #include "networkd/unit_file.h"
 
 constexpr off_t kLargestRecord = 4'000'000;
-constexpr mode_t kPrivate = 0600;
 constexpr int kQuerySeconds = 2;
 constexpr char kConf[] = "net/ipv4/conf/";
 constexpr char kUnits[] = "units";
@@ -93,7 +92,7 @@ std::optional<std::string> write_record() {
   builder["indentation"] = "";
   const std::string text = Json::writeString(builder, record);
   if (text.size() > kLargestRecord) return std::string(kKernelRecord) + ": too large";
-  if (!write_file({kKernelRecord, kPrivate, text})) return with_errno(kKernelRecord);
+  if (!write_file({kKernelRecord, kPrivateFile, text})) return with_errno(kKernelRecord);
   return std::nullopt;
 }
 
@@ -124,7 +123,7 @@ void note_trial_links() {
   std::string text;
   for (const std::string& link : links)
     text += link + "\n";
-  if (!write_file({kTrialLinks, kPrivate, text})) report(with_errno(kTrialLinks));
+  if (!write_file({kTrialLinks, kPrivateFile, text})) report(with_errno(kTrialLinks));
 }
 
 std::set<std::string> named_links(const Json::Value& record) {

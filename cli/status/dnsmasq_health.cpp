@@ -1,6 +1,5 @@
 #include "cli/status/dnsmasq_health.h"
 
-#include <limits.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -57,13 +56,6 @@ std::vector<std::string> dnsmasq_configurations(const std::string& command_line)
     }
   }
   return files;
-}
-
-static bool is_same_file(const std::string& one, const std::string& other) {
-  char first[PATH_MAX];
-  char second[PATH_MAX];
-  return realpath(one.c_str(), first) != nullptr && realpath(other.c_str(), second) != nullptr &&
-         std::string(first) == second;
 }
 
 // The configuration file with which dnsmasq was started; empty if it is or includes that of the run, or is

@@ -13,7 +13,6 @@
 #include "cli/live/trial_state.h"
 #include "cli/status/deviating_files.h"
 
-constexpr std::int64_t kMicroseconds = 1'000'000;
 // After the cellular link manager has written its values, it runs cmd_lanfab within this time.
 constexpr std::time_t kLinkSeconds = 10;
 // A run still writes files after its last message, within this time.

@@ -10,7 +10,6 @@
 #include "networkd/wwan_static_routes.h"
 #include "tunnels/gre.h"
 
-constexpr char kRestartNetworkd[] = "systemctl restart systemd-networkd";
 constexpr int kUsualMtu = 1500;
 
 static bool is_ethernet_port(const std::string& name) {

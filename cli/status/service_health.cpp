@@ -1,13 +1,12 @@
 #include "cli/status/service_health.h"
 
 #include <algorithm>
-#include <filesystem>
 
+#include "cli/base/file.h"
 #include "dnsmasq/dnsmasq_conf.h"
 
 constexpr char kReload[] = "networkctl reload";
 constexpr char kApply[] = "cmd_lanfab apply";
-constexpr char kRestartNetworkd[] = "systemctl restart systemd-networkd";
 constexpr char kRestartDnsmasq[] = "systemctl restart dnsmasq";
 
 // The loopback address and the addresses of interfaces with a DHCP server.
@@ -31,11 +30,6 @@ void read_service_health(Snapshot& snapshot) {
 
 static bool is_device_unit(const std::string& path) {
   return path.find(".netdev") != std::string::npos;
-}
-
-static bool is_same_file(const std::string& one, const std::string& other) {
-  std::error_code error;
-  return one == other || std::filesystem::equivalent(one, other, error);
 }
 
 namespace {
@@ -90,7 +84,7 @@ class ServiceDrift {
   void compare_network_file(const std::string& name, const InterfaceUnits& units) {
     const std::string used = used_file(name);
     const std::string own = units.network_file();
-    if (used.empty() || own.empty() || is_same_file(used, own)) return;
+    if (used.empty() || own.empty() || used == own || is_same_file(used, own)) return;
     say(name, "systemd-networkd uses " + used + " for it, not " + own,
         "its addresses and routes are those of another file", disable(used) + kReload);
   }

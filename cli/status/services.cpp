@@ -6,8 +6,6 @@
 #include "cli/base/json.h"
 #include "cli/base/subprocess.h"
 
-constexpr std::int64_t kMicroseconds = 1'000'000;
-
 // Microseconds since 1970 of "Mon 2026-11-23 03:27:09.880756 UTC"; 0 for a string without a date and time.
 static std::int64_t time_of(const std::string& text) {
   const std::size_t date = text.find(' ');

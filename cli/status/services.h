@@ -10,6 +10,10 @@
 
 inline constexpr char kNetworkd[] = "systemd-networkd";
 inline constexpr char kDnsmasq[] = "dnsmasq";
+inline constexpr char kRestartNetworkd[] = "systemctl restart systemd-networkd";
+
+// In a second.
+inline constexpr std::int64_t kMicroseconds = 1'000'000;
 
 // Time limit for a query of another program or of a server, in seconds.
 inline constexpr int kQuerySeconds = 2;

@@ -1,7 +1,5 @@
 #include "cli/status/setup_state.h"
 
-constexpr std::int64_t kMicroseconds = 1'000'000;
-
 // In seconds: systemd-networkd reports that it is ready before it has created its devices.
 constexpr std::time_t kLongestStart = 5;
 

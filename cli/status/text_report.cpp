@@ -11,7 +11,6 @@
 #include "cli/base/time_text.h"
 #include "cli/live/trial_state.h"
 
-constexpr std::int64_t kMicroseconds = 1'000'000;
 // Column in which the addresses of an interface begin.
 constexpr int kAddressColumn = 46;
 

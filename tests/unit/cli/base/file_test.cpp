@@ -190,3 +190,13 @@ TEST_F(FileTest, TheNamesOfADirectoryAreSorted) {
   EXPECT_THAT(list_directory(kDirectory).value(), ElementsAre(".c", "a", "b"));
   EXPECT_FALSE(list_directory("/run/files/missing"));
 }
+
+TEST_F(FileTest, AFileMayHaveSeveralPaths) {
+  ASSERT_TRUE(write_file({kFile, 0644, "content"}));
+  const std::string link = std::string(kDirectory) + "/link";
+  ASSERT_EQ(symlink(kFile, link.c_str()), 0);
+  EXPECT_TRUE(is_same_file(kFile, kFile));
+  EXPECT_TRUE(is_same_file(kFile, link));
+  EXPECT_FALSE(is_same_file(kFile, kDirectory));
+  EXPECT_FALSE(is_same_file("/run/missing", "/run/missing"));
+}
