@@ -46,27 +46,26 @@ def look():
 
 
 def forget_links():
-    """Removes the cellular link with its unit, and an example's leftovers in the kernel; connects Wi-Fi."""
+    """Removes the cellular link, and an example's leftovers in the kernel."""
     gateway.disconnect_cellular()
-    # networkd would configure the next link with it.
-    gateway.run("rm", "-f", "/run/systemd/network/10-wwan0.network")
-    gateway.run("networkctl", "reload")
+    # It would configure the next link with the unit of this one.
+    gateway.run("systemctl", "stop", "systemd-networkd.socket", "systemd-networkd")
     for name in gateway.link_names():
         if name.startswith(("gre-tun", "eth0.", "br-lan", "wwan0")):
             gateway.run("ip", "link", "delete", name, check=False)
-        elif name.startswith("eth"):
+        elif name.startswith(("eth", "wlan")):
             gateway.run("ip", "link", "set", name, "mtu", "1500")
             gateway.run("ip", "address", "flush", "dev", name)
             gateway.set_sysctl(f"net/ipv4/conf/{name}/proxy_arp", 0)
     gateway.run("ip", "netns", "delete", "operator", check=False)
-    # An apply deletes those that it does not use; it could not delete a radio.
-    for radio, host in (("wlan0", "wifi0"), ("wlan1", "wifi1")):
-        gateway.run("ip", "link", "delete", radio, check=False)
-        gateway.run("ip", "netns", "delete", host, check=False)
-        gateway.connect_wifi(radio, host)
 
 
 class Quiet(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        for radio, host in (("wlan0", "wifi0"), ("wlan1", "wifi1")):
+            gateway.connect_wifi(radio, host)
+
     def assert_quiet_until_settled(self, *command):
         """Checks the status while the command runs and until nothing is pending."""
         with subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as run:

@@ -23,6 +23,14 @@ SYSDB = "/var/run/sysdb.sqlite3"
 # systemd 256 and newer print this for every unit of a router. packaging/systemd-networkd.service.conf has the
 # setting that the message recommends.
 FORWARDING_IS_IGNORED = "IPForward= setting is deprecated."
+# A card cannot be deleted, but a cable that simulates a radio can.
+IP_OF_A_DEVICE = """#!/bin/sh
+case "$*" in "link delete dev wlan"*)
+  echo "RTNETLINK answers: Operation not supported" >&2
+  exit 2 ;;
+esac
+exec /usr/bin/ip "$@"
+"""
 PRIORITIES = ("emerg", "alert", "crit", "err", "warning", "notice", "info", "debug")
 # Factor for time limits: an emulated processor is slower.
 SLOWNESS = int(os.environ.get("GATEWAY_SLOWNESS", "1"))
@@ -311,10 +319,17 @@ class Gateway:
 
     def connect_wifi(self, radio, namespace):
         """Adds a Wi-Fi interface to the gateway, and a host behind it. A cable simulates the radio."""
+        self._protect_radios()
         self.add_namespace(namespace)
         peer = ("peer", "name", namespace, "netns", namespace)
         self.run("ip", "link", "add", radio, "type", "veth", *peer)
         self.run("ip", "link", "set", namespace, "up", namespace=namespace)
+
+    def _protect_radios(self):
+        """Replaces /sbin/ip, which `cmd_lanfab` runs, with one that fails to delete a radio."""
+        self.run("rm", "-f", "/sbin/ip")
+        self.write("/sbin/ip", IP_OF_A_DEVICE)
+        self.run("chmod", "+x", "/sbin/ip")
 
     def start_host_dnsmasq(self, namespace, *options):
         """Starts dnsmasq on a host with only these options; it runs until `stop_host_dnsmasq` is called."""
