@@ -26,6 +26,9 @@ std::optional<std::string> find_in_path(const std::string& name);
 // The path of this program; empty if it is unknown.
 std::string own_program();
 
+// Time limit for a query of another program or of a server, in seconds.
+inline constexpr int kQuerySeconds = 2;
+
 struct Subprocess {
   std::vector<std::string> command;
   // Path of the program; if empty, find_in_path() searches for the first word of the command.

@@ -7,7 +7,7 @@
 #include "cli/graph/wrap.h"
 
 // The maximum width of a line in a box or in a cell of a table, in columns.
-constexpr std::size_t kColumns = 54;
+constexpr std::size_t kLabelColumns = 54;
 
 // Attributes of the tables in the labels of boxes and of the diagram.
 constexpr char kLines[] = R"(cellborder="0" cellpadding="1")";
@@ -25,7 +25,7 @@ static std::string attribute(const char* name, const std::string& value) {
 static std::string lines_markup(const std::string& text, const std::string& begin = "",
                                 const std::string& end = "") {
   std::string markup;
-  for (const std::string& line : wrapped(text, kColumns, Charset::kUtf8)) {
+  for (const std::string& line : wrapped(text, kLabelColumns, Charset::kUtf8)) {
     if (!markup.empty()) markup += "<br/>";
     // Graphviz refuses empty elements and empty cells.
     if (line.empty()) {

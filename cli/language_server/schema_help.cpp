@@ -14,7 +14,7 @@ static const Json::Value* schema_at(const std::vector<PathStep>& path) {
   return schema;
 }
 
-static std::string text_of(const Json::Value& value) {
+static std::string json_text(const Json::Value& value) {
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "";
   return Json::writeString(builder, value);
@@ -25,16 +25,16 @@ static std::string type_of(const Json::Value& schema) {
   std::string text = schema["type"].asString();
   const bool has_maximum = schema.isMember("maximum");
   if (schema.isMember("minimum")) {
-    text += ", " + text_of(schema["minimum"]) + " to " + text_of(schema["maximum"]);
+    text += ", " + json_text(schema["minimum"]) + " to " + json_text(schema["maximum"]);
   } else if (has_maximum) {
-    text += ", at most " + text_of(schema["maximum"]);
+    text += ", at most " + json_text(schema["maximum"]);
   }
-  return schema.isMember("default") ? text + ", default " + text_of(schema["default"]) : text;
+  return schema.isMember("default") ? text + ", default " + json_text(schema["default"]) : text;
 }
 
 // The value as JSON, without its opening quote if the cursor's token already has one.
 static std::string rest_of(const Json::Value& value, const Cursor& cursor) {
-  return text_of(value).substr(cursor.is_quoted ? 1 : 0);
+  return json_text(value).substr(cursor.is_quoted ? 1 : 0);
 }
 
 TextRange replaced_range(const Cursor& cursor) {
@@ -65,7 +65,7 @@ static std::vector<Proposal> values_for(const Json::Value& schema, const Cursor&
   std::vector<Proposal> proposals;
   for (const Json::Value& value : values) {
     if (cursor.is_quoted && !value.isString()) continue;
-    const std::string label = value.isString() ? value.asString() : text_of(value);
+    const std::string label = value.isString() ? value.asString() : json_text(value);
     proposals.push_back({Proposal::Kind::kValue, label, rest_of(value, cursor), type_of(schema), ""});
   }
   return proposals;

@@ -16,7 +16,7 @@ namespace {
 // The worst kind of deception in a key or a string; each kind has its own rule.
 enum class Deception { kNone, kInvisible, kLookalike, kSpace };
 
-struct Judgement {
+struct Suspicion {
   Deception deception = Deception::kNone;
   std::string description;  // "contains U+200B ZERO WIDTH SPACE"
   std::string plain;        // what was probably meant
@@ -29,7 +29,7 @@ struct Suspect {
   const Json::Value* object;  // with the key; null for a string
   std::string name;           // the key; for a string, the key of its member
   TextRange range;
-  Judgement judgement;
+  Suspicion suspicion;
 };
 
 using Judge = std::function<void(const Suspect& suspect)>;
@@ -59,9 +59,9 @@ static std::string description_of_spaces(const std::vector<StringCharacter>& cha
   return std::string(end == characters.size() ? "begins with " : "begins and ends with ") + name;
 }
 
-// Fills `judgement`. The characters before `begin` and from `end` on are surrounding spaces.
-static void judge_inside(const std::string& text, const std::vector<StringCharacter>& characters,
-                         std::size_t begin, std::size_t end, Judgement& judgement) {
+// Fills `suspicion`. The characters before `begin` and from `end` on are surrounding spaces.
+static void find_inside(const std::string& text, const std::vector<StringCharacter>& characters,
+                        std::size_t begin, std::size_t end, Suspicion& suspicion) {
   bool is_certain = true;
   for (std::size_t i = 0; i < characters.size(); ++i) {
     const auto [code, range] = characters[i];
@@ -71,21 +71,21 @@ static void judge_inside(const std::string& text, const std::vector<StringCharac
     const std::string own =
         text.substr(static_cast<std::size_t>(range.begin), static_cast<std::size_t>(range.end - range.begin));
     const std::string meant = !is_inside ? "" : is_deceptive ? character->meant : own;
-    judgement.plain += meant;
-    if (meant != own) judgement.fix.push_back({range, meant});
+    suspicion.plain += meant;
+    if (meant != own) suspicion.fix.push_back({range, meant});
     if (!is_deceptive) continue;
     const bool is_lookalike = character->kind == Kind::kLookalike;
     const Deception deception = is_lookalike ? Deception::kLookalike : Deception::kInvisible;
     is_certain = is_certain && (!is_inside || character->kind != Kind::kSpace);
-    if (judgement.deception != Deception::kNone && (is_lookalike || judgement.deception == deception))
+    if (suspicion.deception != Deception::kNone && (is_lookalike || suspicion.deception == deception))
       continue;
-    judgement.deception = deception;
-    judgement.description = described(*character);
+    suspicion.deception = deception;
+    suspicion.description = described(*character);
   }
-  if (!is_certain) judgement.fix.clear();
+  if (!is_certain) suspicion.fix.clear();
 }
 
-static Judgement judge(const std::string& text, TextRange string) {
+static Suspicion suspicion_of(const std::string& text, TextRange string) {
   const std::vector<StringCharacter> characters = string_characters(text, string);
   std::size_t begin = 0;
   std::size_t end = characters.size();
@@ -93,14 +93,14 @@ static Judgement judge(const std::string& text, TextRange string) {
     ++begin;
   while (end > begin && is_space(characters[end - 1].code))
     --end;
-  Judgement judgement;
+  Suspicion suspicion;
   // A string that consists only of spaces counts as empty.
-  if (begin == end) return judgement;
-  judge_inside(text, characters, begin, end, judgement);
-  if (judgement.deception != Deception::kNone || (begin == 0 && end == characters.size())) return judgement;
-  judgement.deception = Deception::kSpace;
-  judgement.description = description_of_spaces(characters, begin, end);
-  return judgement;
+  if (begin == end) return suspicion;
+  find_inside(text, characters, begin, end, suspicion);
+  if (suspicion.deception != Deception::kNone || (begin == 0 && end == characters.size())) return suspicion;
+  suspicion.deception = Deception::kSpace;
+  suspicion.description = description_of_spaces(characters, begin, end);
+  return suspicion;
 }
 
 static bool is_ascii_letter(char c) {
@@ -118,12 +118,12 @@ static void visit(const Site& site, const std::string& name, const Json::Value& 
 static void visit_string(const Site& site, const std::string& name, const Json::Value& value,
                          const Json::Value& schema, const Judge& report) {
   if (name.compare(0, 1, "$") == 0) return;
-  const Judgement judgement = judge(site.source.text, range_of(value));
+  const Suspicion suspicion = suspicion_of(site.source.text, range_of(value));
   const bool is_host_name = name == "name";
   // Blanks around a name do not matter in a hosts file.
-  if (is_host_name && judgement.deception == Deception::kSpace) return;
-  if (is_host_name && judgement.deception == Deception::kLookalike && is_own_script(value.asString())) return;
-  if (judgement.deception != Deception::kNone) report({schema, nullptr, name, range_of(value), judgement});
+  if (is_host_name && suspicion.deception == Deception::kSpace) return;
+  if (is_host_name && suspicion.deception == Deception::kLookalike && is_own_script(value.asString())) return;
+  if (suspicion.deception != Deception::kNone) report({schema, nullptr, name, range_of(value), suspicion});
 }
 
 static void visit_members(const Site& site, const Json::Value& object, const Json::Value& schema,
@@ -135,8 +135,8 @@ static void visit_members(const Site& site, const Json::Value& object, const Jso
       continue;
     }
     const TextRange range = key_range(site.source.text, *member);
-    const Judgement judgement = judge(site.source.text, range);
-    if (judgement.deception != Deception::kNone) report({schema, &object, key, range, judgement});
+    const Suspicion suspicion = suspicion_of(site.source.text, range);
+    if (suspicion.deception != Deception::kNone) report({schema, &object, key, range, suspicion});
   }
 }
 
@@ -157,22 +157,22 @@ static void visit(const Site& site, const std::string& name, const Json::Value& 
 // shared object may have keys of other programs, so only an exact match counts there.
 static std::optional<std::string> wanted_key(const Suspect& suspect, bool is_shared) {
   const Json::Value& properties = suspect.schema["properties"];
-  const std::string& plain = suspect.judgement.plain;
+  const std::string& plain = suspect.suspicion.plain;
   if (is_shared && suspect.object->isMember(plain)) return std::nullopt;
   if (properties.isMember(plain)) return plain;
   return is_shared ? std::nullopt : nearest(plain, properties.getMemberNames());
 }
 
 static void report_key(const Suspect& suspect, Findings& findings) {
-  const Judgement& judgement = suspect.judgement;
+  const Suspicion& suspicion = suspect.suspicion;
   const bool is_shared = !suspect.schema.isMember("additionalProperties");
   const auto wanted = wanted_key(suspect, is_shared);
-  if (!wanted && (is_shared || judgement.deception == Deception::kLookalike)) return;
-  std::string message = quoted(suspect.name) + " " + judgement.description;
+  if (!wanted && (is_shared || suspicion.deception == Deception::kLookalike)) return;
+  std::string message = quoted(suspect.name) + " " + suspicion.description;
   if (!wanted) return findings.add(suspect.range, message);
   message += ": did you mean " + quoted(*wanted) + "?";
-  const bool is_certain = *wanted == judgement.plain && !suspect.object->isMember(*wanted);
-  findings.add(suspect.range, message, {{}, is_certain ? judgement.fix : std::vector<Edit>()});
+  const bool is_certain = *wanted == suspicion.plain && !suspect.object->isMember(*wanted);
+  findings.add(suspect.range, message, {{}, is_certain ? suspicion.fix : std::vector<Edit>()});
 }
 
 static void report_string(const Site& site, const Suspect& suspect, Findings& findings) {
@@ -180,12 +180,12 @@ static void report_string(const Site& site, const Suspect& suspect, Findings& fi
   const auto end = static_cast<std::size_t>(suspect.range.end) - 1;
   const std::string shown =
       is_secret_name(suspect.name) ? "the key" : quoted(site.source.text.substr(begin, end - begin));
-  findings.add(suspect.range, shown + " " + suspect.judgement.description, {{}, suspect.judgement.fix});
+  findings.add(suspect.range, shown + " " + suspect.suspicion.description, {{}, suspect.suspicion.fix});
 }
 
 static void report_all(const Site& site, Deception deception, Findings& findings) {
   visit(site, "", site.root, configuration_schema(), [&](const Suspect& suspect) {
-    if (suspect.judgement.deception != deception) return;
+    if (suspect.suspicion.deception != deception) return;
     if (suspect.object != nullptr) {
       report_key(suspect, findings);
     } else {

@@ -17,7 +17,7 @@
 #include "cli/live/system.h"
 #include "cli/live/units.h"
 
-constexpr int kPauseMilliseconds = 1000;
+constexpr int kCheckMilliseconds = 1000;
 // Only every fifth check queries systemd, since each query starts a process.
 constexpr int kChecksPerQuery = 5;
 // How long the timer and its service may be late, in seconds.
@@ -182,7 +182,7 @@ void guard_trial(const std::function<int()>& roll_back) {
   is_guard = true;
   Guard guard(roll_back);
   while (guard.check())
-    poll(nullptr, 0, kPauseMilliseconds);
+    poll(nullptr, 0, kCheckMilliseconds);
   end_guard();
 }
 

@@ -27,7 +27,7 @@ constexpr char kRootAlone[] = "\t0\t0\t";
 
 // Checks whether a killed run has ended, and the pause before each check.
 constexpr int kAttempts = 200;
-constexpr int kPauseMilliseconds = 5;
+constexpr int kPollMilliseconds = 5;
 
 static std::string line_of(const std::string& file, const std::string& prefix) {
   std::ifstream stream(file);
@@ -104,7 +104,7 @@ void end_stopped_runs() {
     // The process may take a moment to end.
     int left = kAttempts;
     do {
-      poll(nullptr, 0, kPauseMilliseconds);
+      poll(nullptr, 0, kPollMilliseconds);
     } while (--left > 0 && is_run(run));
   }
 }

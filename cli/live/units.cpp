@@ -15,7 +15,6 @@
 
 using Words = std::vector<std::string>;
 
-constexpr int kQueryLimit = 2;
 // Longer than the services take to stop: see kServiceStopLimit.
 constexpr int kStopLimit = 20;
 constexpr char kServiceStopLimit[] = "--property=TimeoutStopSec=10";
@@ -49,7 +48,7 @@ std::optional<std::string> query_unit(const char* unit, bool& is_running) {
   is_running = true;
   std::string state;
   if (auto error =
-          capture({"systemctl", "show", "--property=ActiveState", "--value", unit}, state, kQueryLimit))
+          capture({"systemctl", "show", "--property=ActiveState", "--value", unit}, state, kQuerySeconds))
     return "lanfab: " + *error;
   // Unknown output, which would count as a running unit, is an error: `systemctl` may be another program than
   // systemd's.
@@ -99,7 +98,7 @@ static bool run_revert(Words options, const std::string& option) {
 static int systemd_version() {
   constexpr char kName[] = "systemd ";
   std::string version;
-  if (capture({"systemctl", "--version"}, version, kQueryLimit) || version.rfind(kName, 0) != 0) return 0;
+  if (capture({"systemctl", "--version"}, version, kQuerySeconds) || version.rfind(kName, 0) != 0) return 0;
   return static_cast<int>(std::strtol(version.c_str() + std::strlen(kName), nullptr, 10));
 }
 

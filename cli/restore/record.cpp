@@ -15,7 +15,6 @@
 #include "networkd/unit_file.h"
 
 constexpr off_t kLargestRecord = 4'000'000;
-constexpr int kQuerySeconds = 2;
 constexpr char kConf[] = "net/ipv4/conf/";
 constexpr char kUnits[] = "units";
 

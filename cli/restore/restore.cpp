@@ -21,7 +21,6 @@ constexpr std::int64_t kSettleSeconds = 15;
 // cable never does.
 constexpr std::int64_t kCarrierSeconds = 5;
 constexpr std::int64_t kRestoreSeconds = 60;
-constexpr int kQuerySeconds = 2;
 constexpr int kStepSeconds = 5;
 
 constexpr timespec kPause = {0, 300'000'000};

@@ -25,7 +25,7 @@ constexpr std::uint32_t kToAllHosts = 0x8000;
 constexpr unsigned char kPad = 0;
 constexpr unsigned char kMessageType = 53;
 constexpr unsigned char kServer = 54;
-constexpr unsigned char kEnd = 255;
+constexpr unsigned char kEndOfOptions = 255;
 constexpr unsigned char kDiscover = 1;
 constexpr unsigned char kOffer = 2;
 
@@ -45,7 +45,7 @@ static Bytes discover_message(const EthernetAddress& own, std::uint32_t transact
   message.insert(message.end(), own.begin(), own.end());
   message.resize(kCookieOffset);
   append_number(message, kCookie, 4);
-  append(message, {kMessageType, 1, kDiscover, kEnd});
+  append(message, {kMessageType, 1, kDiscover, kEndOfOptions});
   // Some servers ignore shorter messages.
   message.resize(300);
   return message;
@@ -93,7 +93,7 @@ static Packet client_message(const Packet& packet) {
 static std::optional<std::uint32_t> option(const Packet& message, unsigned char code, std::size_t bytes) {
   std::size_t offset = kOptionsOffset;
   while (const auto found = number_at(message, offset, 1)) {
-    if (*found == kEnd) break;
+    if (*found == kEndOfOptions) break;
     const auto size = *found == kPad ? std::nullopt : number_at(message, offset + 1, 1);
     if (*found == code && size == bytes) return number_at(message, offset + 2, bytes);
     offset += *found == kPad ? 1 : 2 + static_cast<std::size_t>(size.value_or(0));

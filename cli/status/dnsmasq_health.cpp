@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "cli/base/file.h"
+#include "cli/base/subprocess.h"
 #include "cli/base/text.h"
 #include "cli/status/dns_query.h"
 #include "cli/status/modified.h"

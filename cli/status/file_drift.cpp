@@ -30,7 +30,7 @@ std::string time_span(std::int64_t seconds) {
 }
 
 // Modification time of a file; 0 if it does not exist.
-static std::time_t time_of(const std::string& path) {
+static std::time_t modification_time(const std::string& path) {
   struct stat status {};
   return stat(path.c_str(), &status) == 0 ? status.st_mtime : 0;
 }
@@ -39,7 +39,7 @@ static std::time_t time_of(const std::string& path) {
 static std::time_t time_of_link() {
   std::time_t latest = 0;
   for (const char* name : {"intf", "ipv4", "cidr", "gw", "mtu", "dns1", "dns2"})
-    latest = std::max(latest, time_of(std::string("/var/run/wwan_") + name));
+    latest = std::max(latest, modification_time(std::string("/var/run/wwan_") + name));
   return latest;
 }
 
@@ -75,7 +75,7 @@ class FileCheck {
       drift_.push_back({path_, "it is not valid: " + failure.message, false, "the next run fails",
                         "lanfab check --fix " + path_});
     } else if (error == ENOENT) {
-      const bool has_previous = time_of(path_ + kPreviousSuffix) != 0;
+      const bool has_previous = modification_time(path_ + kPreviousSuffix) != 0;
       drift_.push_back({path_, "it is missing", false, "the next run fails",
                         has_previous ? "cp -p " + path_ + kPreviousSuffix + " " + path_ : ""});
     } else {
@@ -108,7 +108,7 @@ class FileCheck {
 
   void report_age(const std::vector<DeviatingFile>& files) {
     const std::time_t applied = last_apply();
-    const std::time_t changed = time_of(path_);
+    const std::time_t changed = modification_time(path_);
     if (applied == 0 || changed <= applied) return;
     const auto is_due = [this](const DeviatingFile& file) { return !is_pending(file); };
     const bool is_pending_only = std::none_of(files.begin(), files.end(), is_due);
@@ -158,7 +158,7 @@ class FileCheck {
   }
 
   std::string what_of_content(const DeviatingFile& file) const {
-    const std::time_t written = time_of(file.path);
+    const std::time_t written = modification_time(file.path);
     const std::time_t run = last_end();
     if (run != 0 && written > run + kAfterRunSeconds) return "it was edited";
     if (is_configuration_newer_) return "it is older than the configuration";

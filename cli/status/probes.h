@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "cli/base/subprocess.h"
 #include "cli/status/drift.h"
 
 // Sends all probes at the same time, waits for the answers, and appends drift for each of these findings:

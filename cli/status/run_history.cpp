@@ -14,7 +14,7 @@
 
 // First and last message of a run, and the end of the path of its program.
 constexpr char kStart[] = "cmd_lanfab start";
-constexpr char kEnd[] = "cmd_lanfab clear lock";
+constexpr char kEndOfRun[] = "cmd_lanfab clear lock";
 constexpr char kProgram[] = "/cmd_lanfab";
 
 // Number of entries that are searched for the last run of each action. The cellular link manager starts a run
@@ -49,7 +49,7 @@ constexpr std::array<Failure, 4> kFailures = {{{"APPLY", "cmd lanfab apply faile
                                                {"WWAN_APPLY", "error creating wwan network unit file"}}};
 
 // journalctl prints a message that is not valid UTF-8 or contains control characters as an array of bytes.
-static std::string text_of(const Json::Value& message) {
+static std::string message_text(const Json::Value& message) {
   if (!message.isArray()) return message.asString();
   std::string text;
   for (const Json::Value& byte : message) {
@@ -84,7 +84,7 @@ static bool read_entry(const std::string& line, Entry& entry) {
   entry.process = value["_PID"].asString();
   entry.time = number_of(value["__REALTIME_TIMESTAMP"]);
   entry.message = {static_cast<int>(number_of(value["PRIORITY"])),
-                   SecretMask().masked(text_of(value["MESSAGE"]))};
+                   SecretMask().masked(message_text(value["MESSAGE"]))};
   return true;
 }
 
@@ -135,7 +135,7 @@ static LastRun read_run(const std::string& action, const Entry& mark, const std:
     run.lasted = entry.time - run.began;
     run.messages.push_back(entry.message);
     has_failed |= is_failure(action, entry.message);
-    is_over = entry.message.text == kEnd;
+    is_over = entry.message.text == kEndOfRun;
     if (is_over) break;
   }
   if (is_over) {

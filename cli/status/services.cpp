@@ -7,7 +7,7 @@
 #include "cli/base/subprocess.h"
 
 // Microseconds since 1970 of "Mon 2026-11-23 03:27:09.880756 UTC"; 0 for a string without a date and time.
-static std::int64_t time_of(const std::string& text) {
+static std::int64_t parse_time(const std::string& text) {
   const std::size_t date = text.find(' ');
   std::tm fields{};
   if (date == std::string::npos) return 0;
@@ -21,8 +21,9 @@ static void set_property(const std::string& key, const std::string& value, Servi
   if (key == "ActiveState") service.state = value;
   if (key == "SubState") service.detail = value;
   if (key == "Result") service.result = value;
-  if (key == "StateChangeTimestamp") service.since = static_cast<std::time_t>(time_of(value) / kMicroseconds);
-  if (key == "ExecMainStartTimestamp") service.started = time_of(value);
+  if (key == "StateChangeTimestamp")
+    service.since = static_cast<std::time_t>(parse_time(value) / kMicroseconds);
+  if (key == "ExecMainStartTimestamp") service.started = parse_time(value);
   if (key == "MainPID" && value != "0") service.process = value;
 }
 
@@ -46,10 +47,6 @@ std::optional<std::string> read_services(std::map<std::string, Service>& service
   return std::nullopt;
 }
 
-static std::string text_of(const Json::Value& value) {
-  return value.isString() ? value.asString() : "";
-}
-
 std::optional<std::string> read_setup(std::map<std::string, std::string>& setup,
                                       std::map<std::string, std::string>& network_files) {
   std::string output;
@@ -58,8 +55,8 @@ std::optional<std::string> read_setup(std::map<std::string, std::string>& setup,
   if (!parse_json(output, answer) || !answer.isObject()) return "networkctl: invalid JSON output";
   for (const Json::Value& link : answer["Interfaces"]) {
     if (!link.isObject()) continue;
-    setup[text_of(link["Name"])] = text_of(link["AdministrativeState"]);
-    if (link.isMember("NetworkFile")) network_files[text_of(link["Name"])] = text_of(link["NetworkFile"]);
+    setup[text_at(link, "Name")] = text_at(link, "AdministrativeState");
+    if (link.isMember("NetworkFile")) network_files[text_at(link, "Name")] = text_at(link, "NetworkFile");
   }
   return std::nullopt;
 }

@@ -15,9 +15,6 @@ inline constexpr char kRestartNetworkd[] = "systemctl restart systemd-networkd";
 // In a second.
 inline constexpr std::int64_t kMicroseconds = 1'000'000;
 
-// Time limit for a query of another program or of a server, in seconds.
-inline constexpr int kQuerySeconds = 2;
-
 struct Service {
   std::string state;         // systemd's: "active", "inactive", "failed", "activating"
   std::string detail;        // "running", "dead", "auto-restart"

@@ -7,29 +7,29 @@
 #include "cli/live/units.h"
 
 constexpr char kSubject[] = "trial";
-constexpr char kEnd[] = "lanfab revert";
+constexpr char kRevert[] = "lanfab revert";
 // systemd starts a timer's unit within this time.
 constexpr std::int64_t kTimerSeconds = 5;
 
 std::vector<Drift> trial_drift(const TrialFacts& facts) {
   if (facts.has_failed) {
-    return {
-        {kSubject, "its rollback failed; retrying", false, "the old configuration may not be active", kEnd}};
+    return {{kSubject, "its rollback failed; retrying", false, "the old configuration may not be active",
+             kRevert}};
   }
   // A state without an active configuration on trial means that a trial is beginning or ending.
   if (!facts.is_active) return {};
   if (facts.is_rolling_back) return {{kSubject, "it is being rolled back", true, "", ""}};
   if (!facts.ends) {
-    return {{kSubject, "its state is missing or damaged", false, "it may never be rolled back", kEnd}};
+    return {{kSubject, "its state is missing or damaged", false, "it may never be rolled back", kRevert}};
   }
   const std::int64_t overdue = facts.now - *facts.ends;
   if (overdue > kTimerSeconds) {
     return {{kSubject, "it has been overdue for " + std::to_string(overdue) + " s", false,
-             "an unconfirmed configuration is active", kEnd}};
+             "an unconfirmed configuration is active", kRevert}};
   }
-  if (!facts.has_timer) return {{kSubject, "its timer is gone", false, "nothing will roll it back", kEnd}};
+  if (!facts.has_timer) return {{kSubject, "its timer is gone", false, "nothing will roll it back", kRevert}};
   if (!facts.has_guard) {
-    return {{kSubject, "its guard is gone", false, "nothing restarts the timer if it is stopped", kEnd}};
+    return {{kSubject, "its guard is gone", false, "nothing restarts the timer if it is stopped", kRevert}};
   }
   return {};
 }

@@ -142,7 +142,7 @@ class Changes {
 };
 
 // The key or signal that ends the watch.
-struct Ending {
+struct End {
   bool has_come = false;
   int signal = 0;
 };
@@ -156,7 +156,7 @@ static bool is_ending_key() {
 
 // Waits this many milliseconds, or less if there is a key or a signal, `also_for` becomes readable, or the
 // size of the terminal changes.
-static Ending wait(const Screen& screen, const Signals& signals, int also_for, int milliseconds) {
+static End wait(const Screen& screen, const Signals& signals, int also_for, int milliseconds) {
   std::array<pollfd, 3> descriptors = {{{signals.descriptor, POLLIN, 0},
                                         {screen.has_keys() ? STDIN_FILENO : -1, POLLIN, 0},
                                         {also_for, POLLIN, 0}}};
@@ -175,9 +175,9 @@ int watch(const std::function<std::string()>& page) {
   const Screen screen;
   while (true) {
     Screen::show(page());
-    Ending ending = wait(screen, signals, -1, kShortestMs);
-    if (!ending.has_come) ending = wait(screen, signals, changes.descriptor, kLongestMs - kShortestMs);
-    if (ending.has_come) return ending.signal;
+    End end = wait(screen, signals, -1, kShortestMs);
+    if (!end.has_come) end = wait(screen, signals, changes.descriptor, kLongestMs - kShortestMs);
+    if (end.has_come) return end.signal;
     if (changes.descriptor >= 0) changes.take();
   }
 }
