@@ -32,7 +32,7 @@ struct Suspect {
   Suspicion suspicion;
 };
 
-using Judge = std::function<void(const Suspect& suspect)>;
+using ReportSuspect = std::function<void(const Suspect& suspect)>;
 
 }  // namespace
 
@@ -113,10 +113,10 @@ static bool is_own_script(const std::string& text) {
 }
 
 static void visit(const Site& site, const std::string& name, const Json::Value& value,
-                  const Json::Value& schema, const Judge& report);
+                  const Json::Value& schema, const ReportSuspect& report);
 
 static void visit_string(const Site& site, const std::string& name, const Json::Value& value,
-                         const Json::Value& schema, const Judge& report) {
+                         const Json::Value& schema, const ReportSuspect& report) {
   if (name.compare(0, 1, "$") == 0) return;
   const Suspicion suspicion = suspicion_of(site.source.text, range_of(value));
   const bool is_host_name = name == "name";
@@ -127,7 +127,7 @@ static void visit_string(const Site& site, const std::string& name, const Json::
 }
 
 static void visit_members(const Site& site, const Json::Value& object, const Json::Value& schema,
-                          const Judge& report) {
+                          const ReportSuspect& report) {
   for (auto member = object.begin(); member != object.end(); ++member) {
     const std::string key = member.name();
     if (const Json::Value* known = member_schema(schema, key)) {
@@ -141,7 +141,7 @@ static void visit_members(const Site& site, const Json::Value& object, const Jso
 }
 
 static void visit(const Site& site, const std::string& name, const Json::Value& value,
-                  const Json::Value& schema, const Judge& report) {
+                  const Json::Value& schema, const ReportSuspect& report) {
   if (value.isArray()) {
     const Json::Value* items = element_schema(schema);
     for (const Json::Value& element : value)

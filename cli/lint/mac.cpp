@@ -10,15 +10,15 @@ static bool is_hex_digit(char c) {
   return std::isxdigit(static_cast<unsigned char>(c)) != 0;
 }
 
-static char lower(char c) {
+static char lower_digit(char c) {
   return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
 }
 
-// One or two hexadecimal digits as two lower-case digits; empty for any other string.
+// One or two hexadecimal digits as two lower_digit-case digits; empty for any other string.
 static std::string normal_byte(std::string_view text) {
   if (text.empty() || text.size() > 2 || !std::all_of(text.begin(), text.end(), is_hex_digit)) return {};
   std::string byte(2 - text.size(), '0');
-  std::transform(text.begin(), text.end(), std::back_inserter(byte), lower);
+  std::transform(text.begin(), text.end(), std::back_inserter(byte), lower_digit);
   return byte;
 }
 

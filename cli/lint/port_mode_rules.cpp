@@ -29,7 +29,7 @@ static std::vector<ConfiguredPort> ports_of(const Site& site) {
 }
 
 // The enabled port in pass-through mode; null if there is none.
-static const Interface* find_passthrough_port(const Site& site) {
+static const Interface* find_enabled_passthrough(const Site& site) {
   for (const Interface& interface : site.interfaces)
     if (interface.kind == Interface::Kind::kPassthroughPort) return &interface;
   return nullptr;
@@ -72,13 +72,13 @@ void passthrough_port_disabled(const Site& site, Findings& findings) {
 }
 
 void passthrough_without_cell(const Site& site, Findings& findings) {
-  const Interface* port = find_passthrough_port(site);
+  const Interface* port = find_enabled_passthrough(site);
   if (port != nullptr && !site.context.cell_enabled)
     findings.add(location_of(*port->network, "mode"), "pass-through requires \"wireless.cell.enable\"");
 }
 
 void passthrough_incomplete(const Site& site, Findings& findings) {
-  const Interface* port = find_passthrough_port(site);
+  const Interface* port = find_enabled_passthrough(site);
   if (port == nullptr ||
       choose_passthrough_section(&site.context, port->name.c_str(), "") != PassthroughSection::kStaticWwan) {
     return;
@@ -93,7 +93,7 @@ void passthrough_incomplete(const Site& site, Findings& findings) {
 }
 
 void passthrough_netmask(const Site& site, Findings& findings) {
-  const Interface* port = find_passthrough_port(site);
+  const Interface* port = find_enabled_passthrough(site);
   if (port == nullptr || !site.context.passthrough_auto || !site.context.cell_enabled) return;
   // A configured netmask of the cellular link takes precedence.
   const std::optional<int> prefix = read_passthrough_port(&site.context).prefix;
@@ -106,7 +106,7 @@ void passthrough_netmask(const Site& site, Findings& findings) {
 }
 
 void fallback_without_address(const Site& site, Findings& findings) {
-  const Interface* port = find_passthrough_port(site);
+  const Interface* port = find_enabled_passthrough(site);
   if (port == nullptr || read_passthrough_port(&site.context).has_secondary_ip) return;
   findings.add(location_of(*port->network, "advanced.enable_secondary_ip"),
                "while the cellular link is down, " + port->name + " has no address for the fallback");

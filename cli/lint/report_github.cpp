@@ -34,7 +34,7 @@ static std::string command_for(const Source& source, const Finding& finding, con
 }
 
 // GitHub rejects columns if the range spans several lines.
-static std::string location_of(TextRange range, const TextPositions& positions) {
+static std::string location_properties(TextRange range, const TextPositions& positions) {
   const TextPosition begin = positions.at(range.begin);
   const TextPosition end = positions.at(range.end);
   std::string lines = ",line=" + std::to_string(begin.line) + ",endLine=" + std::to_string(end.line);
@@ -53,7 +53,7 @@ std::string github_report(const Source& source, const std::vector<Finding>& find
       message += "\nline " + std::to_string(position.line) + ", column " + std::to_string(position.column) +
                  ": " + related.message;
     }
-    report += command_for(source, finding, location_of(finding.range, positions), message);
+    report += command_for(source, finding, location_properties(finding.range, positions), message);
     if (finding.unlisted > 0)
       unlisted += command_for(source, finding, "", "and " + std::to_string(finding.unlisted) + " more");
   }

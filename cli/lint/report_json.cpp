@@ -3,7 +3,7 @@
 #include "cli/config_file/text_positions.h"
 #include "cli/lint/report.h"
 
-static Json::Value location_of(TextRange range, const TextPositions& positions) {
+static Json::Value range_json(TextRange range, const TextPositions& positions) {
   const TextPosition begin = positions.at(range.begin);
   const TextPosition end = positions.at(range.end);
   Json::Value location(Json::objectValue);
@@ -15,17 +15,17 @@ static Json::Value location_of(TextRange range, const TextPositions& positions) 
 }
 
 static Json::Value entry_for(const Finding& finding, const TextPositions& positions) {
-  Json::Value entry = location_of(finding.range, positions);
+  Json::Value entry = range_json(finding.range, positions);
   entry["severity"] = word_for(finding.severity);
   entry["rule"] = finding.rule;
   entry["message"] = finding.message;
   for (const RelatedLocation& related : finding.details.related) {
-    Json::Value location = location_of(related.range, positions);
+    Json::Value location = range_json(related.range, positions);
     location["message"] = related.message;
     entry["related"].append(std::move(location));
   }
   for (const Edit& edit : finding.details.fix) {
-    Json::Value replacement = location_of(edit.range, positions);
+    Json::Value replacement = range_json(edit.range, positions);
     replacement["text"] = edit.replacement;
     entry["fix"].append(std::move(replacement));
   }

@@ -99,9 +99,9 @@ void unknown_word(const Site& site, Findings& findings) {
 // --- Keys
 
 // Receives a key that the schema does not know.
-using Judge = std::function<void(const Level& level, const std::string& key, const Json::Value& value)>;
+using JudgeKey = std::function<void(const Level& level, const std::string& key, const Json::Value& value)>;
 
-static void for_each_unknown_key(const Site& site, const Judge& judge) {
+static void for_each_unknown_key(const Site& site, const JudgeKey& judge) {
   for_each_level(site.root, [&judge](const Level& level) {
     for (auto member = level.object.begin(); member != level.object.end(); ++member) {
       const std::string key = member.name();

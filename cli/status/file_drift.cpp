@@ -17,7 +17,7 @@
 constexpr std::time_t kLinkSeconds = 10;
 // A run still writes files after its last message, within this time.
 constexpr std::time_t kAfterRunSeconds = 2;
-constexpr char kWhy[] = "the next start of a service changes the network, or fails";
+constexpr char kAffectsNextStart[] = "the next start of a service changes the network, or fails";
 
 std::string time_span(std::int64_t seconds) {
   constexpr std::int64_t kMinute = 60;
@@ -136,7 +136,7 @@ class FileCheck {
       not_checked_.push_back(with_errno(file.path));
       return;
     }
-    Drift drift{file.path, what(file, is_there), is_pending(file), kWhy, ""};
+    Drift drift{file.path, what(file, is_there), is_pending(file), kAffectsNextStart, ""};
     const bool is_foreign = is_there && !S_ISREG(status.st_mode);
     if (!drift.is_pending)
       drift.fix = (is_foreign ? "rm -r " + file.path + "; " : "") + "cmd_lanfab " + file.action;

@@ -18,7 +18,7 @@ static NagiosReport report_of(int status, std::string text, const std::string& p
           status};
 }
 
-static std::string joined(const std::vector<std::string>& texts) {
+static std::string summary_of(const std::vector<std::string>& texts) {
   std::string line;
   for (std::size_t i = 0; i < std::min(kNamed, texts.size()); ++i)
     line += (i == 0 ? "" : "; ") + texts[i];
@@ -43,11 +43,11 @@ NagiosReport nagios_report_of(const StatusFindings& findings) {
                            " allowed=" + std::to_string(findings.allowed.size());
   const int status = exit_status_of(findings);
   if (status != kNoDrift) {
-    return report_of(status == kDrift ? kNagiosCritical : kNagiosWarning, joined(texts_of(findings.drift)),
-                     data);
+    return report_of(status == kDrift ? kNagiosCritical : kNagiosWarning,
+                     summary_of(texts_of(findings.drift)), data);
   }
   if (findings.not_checked.empty()) return report_of(kNagiosOk, "no drift", data);
-  return report_of(kNagiosUnknown, "not checked: " + joined(findings.not_checked), data);
+  return report_of(kNagiosUnknown, "not checked: " + summary_of(findings.not_checked), data);
 }
 
 NagiosReport nagios_report_of(const std::string& error) {
