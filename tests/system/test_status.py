@@ -82,7 +82,7 @@ def remove_leftovers():
             gateway.run("ip", "link", "del", name)
         elif name.startswith(("eth", "wwan")):
             gateway.set_sysctl(f"net/ipv4/conf/{name}/proxy_arp", 0)
-        if name in ("eth0", "eth1"):
+        if name in ("eth0", "eth1", "wlan0", "wlan1"):
             gateway.run("ip", "link", "set", name, "mtu", "1500")
             gateway.run("ip", "address", "flush", "dev", name)
 
