@@ -1,7 +1,9 @@
 """User-mode Linux: a kernel that is an ordinary process. It needs neither privileges nor the network."""
 
 import contextlib
+import itertools
 import os
+import random
 import shutil
 import subprocess
 
@@ -60,6 +62,8 @@ class UserModeLinux:
         self.library = directory / "xstate.so"
         compile_xstate(self.library)
         self.wires = Wires()
+        processors = sorted(os.sched_getaffinity(0))
+        self.processors = itertools.cycle(random.sample(processors, len(processors)))
 
     def lay(self, gateways, cables):
         """Starts carrying packets between the cards of each cable."""
@@ -92,7 +96,12 @@ class UserModeLinux:
             *cards,
         ]
         own_environment = {"TMPDIR": self.memory_directory, "LD_PRELOAD": str(self.library)}
-        return [PROGRAM, *arguments], own_environment, gateway.console
+        return [*self.pinned(), PROGRAM, *arguments], own_environment, gateway.console
+
+    def pinned(self):
+        """Returns the beginning of a command that runs on one processor. The kernel and its processes take
+        turns: to wake the next one on another processor takes longer than the turn."""
+        return ["taskset", "--cpu-list", str(next(self.processors))]
 
     @staticmethod
     def remedy(error):
