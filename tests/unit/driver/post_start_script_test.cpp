@@ -10,7 +10,7 @@ class PostStartScriptTest : public LanfabTest {};
 
 }  // namespace
 
-constexpr char kMakeScriptExecutable[] = "/bin/chmod +x /var/run/post_networkd_start_actions_script";
+constexpr char kMakeExecutable[] = "/bin/chmod +x /var/run/post_networkd_start_actions_script";
 
 TEST_F(PostStartScriptTest, ThePostStartScriptHoldsItsOneCommand) {
   NetworkContext ctx = context_of("{}");
@@ -19,7 +19,7 @@ TEST_F(PostStartScriptTest, ThePostStartScriptHoldsItsOneCommand) {
             "");
   EXPECT_EQ(text_of_file("/var/run/post_networkd_start_actions_script"),
             "#!/bin/sh\n/sbin/ip route delete %d\n");
-  EXPECT_THAT(platform().calls, ElementsAre(kMakeScriptExecutable));
+  EXPECT_THAT(platform().calls, ElementsAre(kMakeExecutable));
   EXPECT_THAT(platform().log, IsEmpty());
 }
 
@@ -37,6 +37,6 @@ TEST_F(PostStartScriptTest, APostStartScriptThatCannotBeOpenedIsPassedOverInSile
   std::filesystem::create_directory("/var/run/post_networkd_start_actions_script");
   const NetworkContext ctx = context_of("{}");
   write_post_networkd_start_actions_script(&ctx, "true");
-  EXPECT_THAT(platform().calls, ElementsAre(kMakeScriptExecutable));
+  EXPECT_THAT(platform().calls, ElementsAre(kMakeExecutable));
   EXPECT_THAT(platform().log, IsEmpty());
 }

@@ -4,7 +4,7 @@
 
 #include "lanfab_test.h"
 
-constexpr char kRouter[] = R"({"firewall": {"general": {"router": 1}}})";
+constexpr char kRouterIsOn[] = R"({"firewall": {"general": {"router": 1}}})";
 
 // The beginning of every unit of eth0, up to the lines of its [Network] section.
 constexpr char kEth0Head[] = R"([Match]
@@ -37,7 +37,7 @@ static std::string eth0_unit(const NetworkContext& ctx, const std::string& node)
 // The unit of eth0 for each of these "network" objects, on a device that forwards.
 template <std::size_t N>
 static void expect_eth0_units(const TextCase (&cases)[N]) {
-  const NetworkContext ctx = context_of(kRouter);
+  const NetworkContext ctx = context_of(kRouterIsOn);
   for (const TextCase& c : cases) {
     EXPECT_EQ(eth0_unit(ctx, c.config), std::string(kEth0Head) + c.text) << c.config;
   }
@@ -79,7 +79,7 @@ Metric = 5
 }
 
 TEST_F(NetworkUnitTest, AnEmptyNodeEndsWithAnEmptyNetworkSection) {
-  EXPECT_EQ(eth0_unit(context_of(kRouter), "{}"), R"([Match]
+  EXPECT_EQ(eth0_unit(context_of(kRouterIsOn), "{}"), R"([Match]
 Name = eth0
 
 [Link]
@@ -117,7 +117,7 @@ Address = 169.254.0.1/25
 }
 
 TEST_F(NetworkUnitTest, TheOrderAndTheNameMakeTheFileAndTheMatch) {
-  const NetworkContext ctx = context_of(kRouter);
+  const NetworkContext ctx = context_of(kRouterIsOn);
   EXPECT_EQ(write_network_unit_file(&ctx, 84, "wlan1", json(R"({"ipv4": "192.168.8.1", "netmask": 24})"),
                                     false, nullptr),
             0);
@@ -199,7 +199,7 @@ TEST_F(NetworkUnitTest, AUnitThatCannotBeOpenedFailsBeforeAnyCommand) {
 }
 
 TEST_F(NetworkUnitTest, AStaticUnitPrintsItsTraceLines) {
-  NetworkContext ctx = context_of(kRouter);
+  NetworkContext ctx = context_of(kRouterIsOn);
   ctx.trace = true;
   EXPECT_EQ(printed_by([&] { eth0_unit(ctx, R"({"ipv4": "192.168.1.1"})"); }),
             "write_network_unit_file\n"
@@ -212,7 +212,7 @@ TEST_F(NetworkUnitTest, AStaticUnitPrintsItsTraceLines) {
 }
 
 TEST_F(NetworkUnitTest, ADhcpUnitPrintsItsTraceLines) {
-  NetworkContext ctx = context_of(kRouter);
+  NetworkContext ctx = context_of(kRouterIsOn);
   ctx.trace = true;
   EXPECT_EQ(printed_by([&] { eth0_unit(ctx, R"({"protocol": "dhcp_client"})"); }),
             "write_network_unit_file\n"
@@ -404,7 +404,7 @@ TEST_F(NetworkUnitTest, AnyProtocolButTheDhcpClientIsStatic) {
 }
 
 TEST_F(NetworkUnitTest, AStaticAddressIsLoggedAndItsOwnGatewayIsNotJudged) {
-  eth0_unit(context_of(kRouter), R"({"ipv4": "192.168.1.1", "netmask": 24, "gateway": "0.0.0.0"})");
+  eth0_unit(context_of(kRouterIsOn), R"({"ipv4": "192.168.1.1", "netmask": 24, "gateway": "0.0.0.0"})");
   EXPECT_THAT(platform().log,
               ElementsAre("debug write unit file:/var/run/systemd/network/20-eth0.network\n",
                           "debug write_network_unit_file: eth0", "debug eth0 ipv4 config is 192.168.1.1"));

@@ -15,8 +15,8 @@
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-constexpr char kDirectory[] = "/run/output";
-constexpr char kFile[] = "/run/output/file";
+constexpr char kOutputDirectory[] = "/run/output";
+constexpr char kOutputFile[] = "/run/output/file";
 constexpr char kForeignLink[] = ": refusing to follow a link in a directory that other users can write to";
 
 extern FailingCall failing_fchmod;
@@ -114,9 +114,9 @@ static std::vector<std::string> names_in(const std::string& directory) {
 class OutputTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    std::filesystem::remove_all(kDirectory);
-    std::filesystem::create_directory(kDirectory);
-    ASSERT_EQ(chmod(kDirectory, 0755), 0);
+    std::filesystem::remove_all(kOutputDirectory);
+    std::filesystem::create_directory(kOutputDirectory);
+    ASSERT_EQ(chmod(kOutputDirectory, 0755), 0);
     put_in_place.clear();
     foreign_type = 0;
   }
@@ -126,36 +126,36 @@ using OutputFileTest = OutputTest;
 using OutputDirectoryTest = OutputTest;
 
 TEST_F(OutputFileTest, AReplacedFileKeepsItsMode) {
-  ASSERT_TRUE(write_file({kFile, 0640, "old"}));
-  EXPECT_EQ(written(kFile, "new"), "");
-  EXPECT_EQ(text_of_file(kFile), "new");
-  EXPECT_EQ(mode_of(kFile), 0640U);
-  EXPECT_THAT(names_in(kDirectory), ElementsAre("file"));
+  ASSERT_TRUE(write_file({kOutputFile, 0640, "old"}));
+  EXPECT_EQ(written(kOutputFile, "new"), "");
+  EXPECT_EQ(text_of_file(kOutputFile), "new");
+  EXPECT_EQ(mode_of(kOutputFile), 0640U);
+  EXPECT_THAT(names_in(kOutputDirectory), ElementsAre("file"));
 }
 
 TEST_F(OutputFileTest, NoFileGetsTheRightToRunAsAnotherUser) {
-  ASSERT_TRUE(write_file({kFile, 06755, "old"}));
-  EXPECT_EQ(written(kFile, "new"), "");
-  EXPECT_EQ(mode_of(kFile), 0755U);
+  ASSERT_TRUE(write_file({kOutputFile, 06755, "old"}));
+  EXPECT_EQ(written(kOutputFile, "new"), "");
+  EXPECT_EQ(mode_of(kOutputFile), 0755U);
 }
 
 TEST_F(OutputFileTest, ANewFileHasTheModeOfTheUmask) {
   const mode_t former = umask(027);
-  EXPECT_EQ(written(kFile, "new"), "");
+  EXPECT_EQ(written(kOutputFile, "new"), "");
   umask(former);
-  EXPECT_EQ(text_of_file(kFile), "new");
-  EXPECT_EQ(mode_of(kFile), 0640U);
+  EXPECT_EQ(text_of_file(kOutputFile), "new");
+  EXPECT_EQ(mode_of(kOutputFile), 0640U);
 }
 
 TEST_F(OutputFileTest, ALinkStaysWhenItsFileIsReplaced) {
-  put_file(kFile, "old");
+  put_file(kOutputFile, "old");
   std::filesystem::create_symlink("./file", "/run/output/link");
   std::filesystem::create_symlink("/run/output/link", "/run/output/absolute");
   std::filesystem::create_symlink("/run/output", "/run/output/directory");
   for (const char* path :
        {"/run/output/link", "/run/output/absolute", "/run/output/directory/../output//link"}) {
     EXPECT_EQ(written(path, path), "");
-    EXPECT_EQ(text_of_file(kFile), path);
+    EXPECT_EQ(text_of_file(kOutputFile), path);
   }
   EXPECT_TRUE(std::filesystem::is_symlink("/run/output/link"));
   std::filesystem::create_symlink("new", "/run/output/dangling");
@@ -164,10 +164,10 @@ TEST_F(OutputFileTest, ALinkStaysWhenItsFileIsReplaced) {
 }
 
 TEST_F(OutputFileTest, ALinkWhereOthersMayWriteIsNotFollowed) {
-  put_file(kFile, "old");
+  put_file(kOutputFile, "old");
   std::filesystem::create_directory("/run/output/shared");
-  std::filesystem::create_symlink(kFile, "/run/output/shared/link");
-  std::filesystem::create_symlink(kDirectory, "/run/output/shared/directory");
+  std::filesystem::create_symlink(kOutputFile, "/run/output/shared/link");
+  std::filesystem::create_symlink(kOutputDirectory, "/run/output/shared/directory");
   for (const mode_t mode : {01777U, 0777U, 0775U}) {
     ASSERT_EQ(chmod("/run/output/shared", mode), 0);
     for (const std::string path : {"/run/output/shared/link", "/run/output/shared/directory/file"})
@@ -175,27 +175,27 @@ TEST_F(OutputFileTest, ALinkWhereOthersMayWriteIsNotFollowed) {
     OutputDirectory directory("/run/output/shared/directory/new");
     EXPECT_EQ(directory.open(), "/run/output/shared/directory/new" + std::string(kForeignLink));
   }
-  EXPECT_EQ(text_of_file(kFile), "old");
+  EXPECT_EQ(text_of_file(kOutputFile), "old");
   EXPECT_EQ(written("/run/output/shared/file", "new"), "");
   EXPECT_EQ(text_of_file("/run/output/shared/file"), "new");
 }
 
 TEST_F(OutputFileTest, ADirectoryOfAnotherUserIsOneWhereOthersMayWrite) {
-  put_file(kFile, "old");
+  put_file(kOutputFile, "old");
   std::filesystem::create_symlink("file", "/run/output/link");
   foreign_type = S_IFDIR;
   EXPECT_EQ(written("/run/output/link", "new"), "/run/output/link" + std::string(kForeignLink));
-  EXPECT_EQ(text_of_file(kFile), "old");
+  EXPECT_EQ(text_of_file(kOutputFile), "old");
 }
 
 TEST_F(OutputFileTest, AnotherUserChoosesNoMode) {
   const mode_t former = umask(022);
-  ASSERT_TRUE(write_file({kFile, 0666, "old"}));
+  ASSERT_TRUE(write_file({kOutputFile, 0666, "old"}));
   foreign_type = S_IFREG;
-  EXPECT_EQ(written(kFile, "new"), "");
+  EXPECT_EQ(written(kOutputFile, "new"), "");
   umask(former);
   foreign_type = 0;
-  EXPECT_EQ(mode_of(kFile), 0644U);
+  EXPECT_EQ(mode_of(kOutputFile), 0644U);
 }
 
 // Like written(), but the file keeps its owner.
@@ -206,42 +206,42 @@ static std::string rewritten(const std::string& path, const std::string& content
 }
 
 TEST_F(OutputFileTest, AChangedFileStaysItsOwners) {
-  ASSERT_TRUE(write_file({kFile, 0660, "old"}));
+  ASSERT_TRUE(write_file({kOutputFile, 0660, "old"}));
   foreign_type = S_IFREG;
-  EXPECT_EQ(rewritten(kFile, "new"), "");
+  EXPECT_EQ(rewritten(kOutputFile, "new"), "");
   foreign_type = 0;
   EXPECT_EQ(new_owner, std::pair(uid_t{1}, getegid()));
-  EXPECT_EQ(text_of_file(kFile), "new");
-  EXPECT_EQ(mode_of(kFile), 0660U);
+  EXPECT_EQ(text_of_file(kOutputFile), "new");
+  EXPECT_EQ(mode_of(kOutputFile), 0660U);
   EXPECT_EQ(rewritten("/run/output/new", "new"), "") << "a new one has none yet";
 }
 
 TEST_F(OutputFileTest, AFileThatCannotStayItsOwnersIsLeftAlone) {
-  put_file(kFile, "old");
+  put_file(kOutputFile, "old");
   failing_fchown.fail(1, EPERM);
-  EXPECT_EQ(rewritten(kFile, "new"), "/run/output/file: Operation not permitted");
-  EXPECT_EQ(text_of_file(kFile), "old");
-  EXPECT_THAT(names_in(kDirectory), ElementsAre("file"));
+  EXPECT_EQ(rewritten(kOutputFile, "new"), "/run/output/file: Operation not permitted");
+  EXPECT_EQ(text_of_file(kOutputFile), "old");
+  EXPECT_THAT(names_in(kOutputDirectory), ElementsAre("file"));
 }
 
 TEST_F(OutputFileTest, APipeOfAnotherUserIsNotWrittenTo) {
-  ASSERT_EQ(mkfifo(kFile, 0666), 0);
-  ASSERT_EQ(chmod(kDirectory, 01777), 0);
+  ASSERT_EQ(mkfifo(kOutputFile, 0666), 0);
+  ASSERT_EQ(chmod(kOutputDirectory, 01777), 0);
   foreign_type = S_IFIFO;
-  EXPECT_EQ(written(kFile, "new"), "/run/output/file: Permission denied");
+  EXPECT_EQ(written(kOutputFile, "new"), "/run/output/file: Permission denied");
   foreign_type = 0;
-  const Descriptor reader(open(kFile, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-  EXPECT_EQ(written(kFile, "text"), "") << "one's own is";
+  const Descriptor reader(open(kOutputFile, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  EXPECT_EQ(written(kOutputFile, "text"), "") << "one's own is";
   char text[5] = "";
   EXPECT_EQ(read(reader.number(), text, 4), 4);
 }
 
 TEST_F(OutputFileTest, AFailedLookIsAnError) {
-  put_file(kFile, "old");
+  put_file(kOutputFile, "old");
   // The calls for two directories and the file, and a second call for the file.
   for (const int calls : {0, 1, 2, 3}) {
     failing_fstat.fail(1, EIO, calls);
-    EXPECT_EQ(written(kFile, "new"), "/run/output/file: Input/output error");
+    EXPECT_EQ(written(kOutputFile, "new"), "/run/output/file: Input/output error");
   }
   OutputDirectory directory("/run/output/new");
   ASSERT_EQ(directory.open(), std::nullopt);
@@ -254,12 +254,12 @@ TEST_F(OutputFileTest, AFailedLookIsAnError) {
 }
 
 TEST_F(OutputFileTest, ALinkThatComesAfterTheLookIsReplaced) {
-  put_file(kFile, "old");
+  put_file(kOutputFile, "old");
   OutputFile file("/run/output/new");
   ASSERT_EQ(file.open(), std::nullopt);
-  std::filesystem::create_symlink(kFile, "/run/output/new");
+  std::filesystem::create_symlink(kOutputFile, "/run/output/new");
   EXPECT_EQ(file.write("new"), std::nullopt);
-  EXPECT_EQ(text_of_file(kFile), "old");
+  EXPECT_EQ(text_of_file(kOutputFile), "old");
   EXPECT_EQ(std::filesystem::is_symlink("/run/output/new"), false);
 }
 
@@ -282,13 +282,13 @@ TEST_F(OutputFileTest, ADeviceIsWrittenTo) {
 }
 
 TEST_F(OutputFileTest, AnOpenFileIsWrittenToByItsNumber) {
-  put_file(kFile, "old ");
-  const Descriptor file(open(kFile, O_WRONLY | O_APPEND | O_CLOEXEC));
+  put_file(kOutputFile, "old ");
+  const Descriptor file(open(kOutputFile, O_WRONLY | O_APPEND | O_CLOEXEC));
   EXPECT_EQ(written("/proc/self/fd/" + std::to_string(file.number()), "new"), "");
-  EXPECT_EQ(text_of_file(kFile), "old new");
+  EXPECT_EQ(text_of_file(kOutputFile), "old new");
   std::filesystem::create_symlink("/proc/self/fd/" + std::to_string(file.number()), "/run/output/link");
   EXPECT_EQ(written("/run/output/link", "er"), "");
-  EXPECT_EQ(text_of_file(kFile), "old newer");
+  EXPECT_EQ(text_of_file(kOutputFile), "old newer");
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   const Descriptor reader(ends[0]);
@@ -301,17 +301,17 @@ TEST_F(OutputFileTest, AnOpenFileIsWrittenToByItsNumber) {
 }
 
 TEST_F(OutputFileTest, AFileThatCannotBeReplacedStaysAsItWas) {
-  put_file(kFile, "old");
+  put_file(kOutputFile, "old");
   failing_renameat.fail(1, EXDEV);
-  EXPECT_EQ(written(kFile, "new"), "/run/output/file: Invalid cross-device link");
+  EXPECT_EQ(written(kOutputFile, "new"), "/run/output/file: Invalid cross-device link");
   failing_write.fail(1, EIO);
-  EXPECT_EQ(written(kFile, "new"), "/run/output/file: Input/output error");
-  EXPECT_EQ(text_of_file(kFile), "old");
-  EXPECT_THAT(names_in(kDirectory), ElementsAre("file"));
+  EXPECT_EQ(written(kOutputFile, "new"), "/run/output/file: Input/output error");
+  EXPECT_EQ(text_of_file(kOutputFile), "old");
+  EXPECT_THAT(names_in(kOutputDirectory), ElementsAre("file"));
 }
 
 TEST_F(OutputFileTest, WhatIsNoPlaceIsAnError) {
-  put_file(kFile, "old");
+  put_file(kOutputFile, "old");
   std::filesystem::create_symlink("loop", "/run/output/loop");
   std::filesystem::create_symlink("/proc/self/fd/999/x", "/run/output/nowhere");
   struct {
@@ -337,19 +337,19 @@ TEST_F(OutputFileTest, WhatIsNoPlaceIsAnError) {
 
 TEST_F(OutputFileTest, ANameThatIsTakenIsNotUsed) {
   failing_create.fail(3, EEXIST);
-  EXPECT_EQ(written(kFile, "new"), "");
-  EXPECT_THAT(names_in(kDirectory), ElementsAre("file"));
+  EXPECT_EQ(written(kOutputFile, "new"), "");
+  EXPECT_THAT(names_in(kOutputDirectory), ElementsAre("file"));
   failing_create.fail(100, EEXIST);
-  EXPECT_EQ(written(kFile, "newer"), "/run/output/file: File exists");
-  EXPECT_EQ(text_of_file(kFile), "new");
+  EXPECT_EQ(written(kOutputFile, "newer"), "/run/output/file: File exists");
+  EXPECT_EQ(text_of_file(kOutputFile), "new");
 }
 
 // FAT, for example, has no modes.
 TEST_F(OutputFileTest, AFileSystemWithoutModesTakesTheContent) {
-  put_file(kFile, "old");
+  put_file(kOutputFile, "old");
   failing_fchmod.fail(1, EPERM);
-  EXPECT_EQ(written(kFile, "new"), "");
-  EXPECT_EQ(text_of_file(kFile), "new");
+  EXPECT_EQ(written(kOutputFile, "new"), "");
+  EXPECT_EQ(text_of_file(kOutputFile), "new");
 }
 
 static std::string created(const std::string& path, const std::string& content) {
@@ -360,31 +360,31 @@ static std::string created(const std::string& path, const std::string& content) 
 
 TEST_F(OutputFileTest, ACreatedFileIsForTheCallerAlone) {
   const mode_t mask = umask(0);
-  EXPECT_EQ(created(kFile, "new"), "");
-  EXPECT_EQ(text_of_file(kFile), "new");
-  EXPECT_EQ(std::filesystem::status(kFile).permissions(), std::filesystem::perms(0600));
+  EXPECT_EQ(created(kOutputFile, "new"), "");
+  EXPECT_EQ(text_of_file(kOutputFile), "new");
+  EXPECT_EQ(std::filesystem::status(kOutputFile).permissions(), std::filesystem::perms(0600));
   umask(mask);
 }
 
 TEST_F(OutputFileTest, WhatIsThereIsNotReplacedByACreatedFile) {
-  put_file(kFile, "old");
-  EXPECT_EQ(created(kFile, "new"), "/run/output/file: File exists");
+  put_file(kOutputFile, "old");
+  EXPECT_EQ(created(kOutputFile, "new"), "/run/output/file: File exists");
   OutputFile file("/run/output/other");
   ASSERT_EQ(file.open(), std::nullopt);
   std::filesystem::create_symlink("missing", "/run/output/other");
   EXPECT_EQ(file.create("new"), "/run/output/other: File exists");
-  EXPECT_EQ(text_of_file(kFile), "old");
+  EXPECT_EQ(text_of_file(kOutputFile), "old");
   EXPECT_FALSE(exists("/run/output/missing"));
 }
 
 TEST_F(OutputFileTest, AFileThatCannotBeCreatedIsNotThere) {
   failing_create.fail(1, EACCES);
-  EXPECT_EQ(created(kFile, "new"), "/run/output/file: Permission denied");
+  EXPECT_EQ(created(kOutputFile, "new"), "/run/output/file: Permission denied");
   failing_write.fail(1, ENOSPC);
-  EXPECT_EQ(created(kFile, "new"), "/run/output/file: No space left on device");
+  EXPECT_EQ(created(kOutputFile, "new"), "/run/output/file: No space left on device");
   failing_fsync.fail(1, EIO);
-  EXPECT_EQ(created(kFile, "new"), "/run/output/file: Input/output error");
-  EXPECT_TRUE(std::filesystem::is_empty(kDirectory));
+  EXPECT_EQ(created(kOutputFile, "new"), "/run/output/file: Input/output error");
+  EXPECT_TRUE(std::filesystem::is_empty(kOutputDirectory));
 }
 
 static const std::vector<File>& some_files() {
@@ -412,9 +412,9 @@ TEST_F(OutputDirectoryTest, IsMadeOrFilled) {
 }
 
 TEST_F(OutputDirectoryTest, WhatIsNotEmptyIsAnError) {
-  put_file(kFile, "");
-  EXPECT_EQ(saved(kDirectory), "/run/output: Directory not empty");
-  EXPECT_EQ(saved(kFile), "/run/output/file: Not a directory");
+  put_file(kOutputFile, "");
+  EXPECT_EQ(saved(kOutputDirectory), "/run/output: Directory not empty");
+  EXPECT_EQ(saved(kOutputFile), "/run/output/file: Not a directory");
   EXPECT_EQ(saved("/run/output/missing/new"), "/run/output/missing/new: No such file or directory");
 }
 
@@ -442,7 +442,7 @@ TEST_F(OutputDirectoryTest, WhatTakesThePlaceOfANewDirectoryIsAnError) {
 TEST_F(OutputDirectoryTest, ADirectoryOfAnotherUserInPlaceOfANewOneIsAnError) {
   foreign_type = S_IFDIR;
   EXPECT_EQ(saved("/run/output/new"), "/run/output/new: File exists");
-  EXPECT_THAT(names_in(kDirectory), IsEmpty());
+  EXPECT_THAT(names_in(kOutputDirectory), IsEmpty());
 }
 
 TEST_F(OutputDirectoryTest, AfterAFailureNothingIsLeft) {
@@ -451,15 +451,15 @@ TEST_F(OutputDirectoryTest, AfterAFailureNothingIsLeft) {
     EXPECT_EQ(saved("/run/output/new"), "/run/output/new: No space left on device");
     failing_mkdirat.fail(1, EDQUOT, calls);
     EXPECT_EQ(saved("/run/output/new"), "/run/output/new: Disk quota exceeded");
-    EXPECT_THAT(names_in(kDirectory), IsEmpty());
+    EXPECT_THAT(names_in(kOutputDirectory), IsEmpty());
   }
   std::filesystem::create_directory("/run/output/empty");
   failing_fchmod.fail(1, ENOSPC);
   EXPECT_EQ(saved("/run/output/empty"), "/run/output/empty: No space left on device");
-  EXPECT_THAT(names_in(kDirectory), ElementsAre("empty"));
+  EXPECT_THAT(names_in(kOutputDirectory), ElementsAre("empty"));
   EXPECT_THAT(names_in("/run/output/empty"), IsEmpty());
   OutputDirectory twice("/run/output/new");
   ASSERT_EQ(twice.open(), std::nullopt);
   EXPECT_EQ(twice.write({{"/a", 0644, ""}, {"/a", 0644, ""}}), "/run/output/new: File exists");
-  EXPECT_THAT(names_in(kDirectory), ElementsAre("empty"));
+  EXPECT_THAT(names_in(kOutputDirectory), ElementsAre("empty"));
 }

@@ -17,7 +17,7 @@ struct Port {
 
 }  // namespace
 
-static Facts facts_of(const Port& port) {
+static Facts facts_of_port(const Port& port) {
   Facts facts;
   if (!port.address.empty()) facts.interfaces["eth0"].address = port.address;
   if (!port.range.empty()) facts.servers["eth0"] = {port.range, "3600"};
@@ -33,7 +33,7 @@ static std::vector<std::string> sentences_of(const Facts& before, const Facts& a
 }
 
 static std::vector<std::string> moves(const Port& before, const Port& after) {
-  return sentences_of(facts_of(before), facts_of(after));
+  return sentences_of(facts_of_port(before), facts_of_port(after));
 }
 
 constexpr char kAddress[] = "192.168.1.1/24";
@@ -98,9 +98,9 @@ TEST(HostMoves, AMemberHasTheNetworkOfItsBridge) {
   bridged.interfaces["eth0"].bridge = "br-lan";
   bridged.interfaces["br-lan"].address = kAddress;
   bridged.interfaces["br-lan"].is_bridge = true;
-  EXPECT_THAT(sentences_of(facts_of({kAddress, "", {}}), bridged), IsEmpty());
+  EXPECT_THAT(sentences_of(facts_of_port({kAddress, "", {}}), bridged), IsEmpty());
   EXPECT_THAT(
-      sentences_of(facts_of({"192.168.2.1/24", "", {}}), bridged),
+      sentences_of(facts_of_port({"192.168.2.1/24", "", {}}), bridged),
       ElementsAre("hosts behind eth0 get addresses in 192.168.1.0/24, the network of br-lan, instead of "
                   "192.168.2.0/24"));
 }

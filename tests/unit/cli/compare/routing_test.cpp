@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-static Facts facts_of(const std::map<std::string, std::string>& units) {
+static Facts facts_of_units(const std::map<std::string, std::string>& units) {
   FilesByPath files;
   for (const auto& [name, content] : units) {
     const std::string path = "/var/run/systemd/network/20-" + name + ".network";
@@ -21,42 +21,42 @@ static std::string hop_to(const Facts& facts, const std::string& address) {
 constexpr char kLan[] = "[Network]\nAddress = 192.168.1.1/24\n\n[Route]\nDestination = 192.168.1.0/24\n";
 
 TEST(Routing, TheLongestPrefixDecides) {
-  const Facts facts =
-      facts_of({{"eth0", kLan},
-                {"eth1",
-                 "[Network]\nAddress = 192.168.2.1/24\n\n[Route]\nGateway = 192.168.2.254\n"
-                 "\n[Route]\nGateway = 192.168.2.3\nGatewayOnlink = yes\nDestination = 192.168.1.128/25\n"}});
+  const Facts facts = facts_of_units(
+      {{"eth0", kLan},
+       {"eth1",
+        "[Network]\nAddress = 192.168.2.1/24\n\n[Route]\nGateway = 192.168.2.254\n"
+        "\n[Route]\nGateway = 192.168.2.3\nGatewayOnlink = yes\nDestination = 192.168.1.128/25\n"}});
   EXPECT_EQ(hop_to(facts, "192.168.1.9"), "eth0");
   EXPECT_EQ(hop_to(facts, "192.168.1.129"), "eth1 (gateway 192.168.2.3)");
   EXPECT_EQ(hop_to(facts, "198.51.100.1"), "eth1 (gateway 192.168.2.254)");
 }
 
 TEST(Routing, TheLowestMetricDecidesBetweenEqualRoutes) {
-  const Facts facts =
-      facts_of({{"eth0", "[Network]\nDHCP = ipv4\n\n[Route]\nGateway = _dhcp\n"},
-                {"eth1", "[Network]\nAddress = 10.0.0.1/8\n\n[Route]\nGateway = 10.0.0.2\nMetric = 2000\n"}});
+  const Facts facts = facts_of_units(
+      {{"eth0", "[Network]\nDHCP = ipv4\n\n[Route]\nGateway = _dhcp\n"},
+       {"eth1", "[Network]\nAddress = 10.0.0.1/8\n\n[Route]\nGateway = 10.0.0.2\nMetric = 2000\n"}});
   EXPECT_EQ(hop_of(*find_default_route(routes_of(facts))), "eth0 (gateway from DHCP)");
   EXPECT_EQ(hop_to(facts, "198.51.100.1"), "eth0 (gateway from DHCP)");
-  const Facts preferred = facts_of(
+  const Facts preferred = facts_of_units(
       {{"eth0", "[Network]\nDHCP = ipv4\n\n[Route]\nGateway = _dhcp\n\n[DHCPv4]\nRouteMetric = 30\n"},
        {"eth1", "[Network]\nAddress = 10.0.0.1/8\n\n[Route]\nGateway = 10.0.0.2\nMetric = 20\n"}});
   EXPECT_EQ(hop_of(*find_default_route(routes_of(preferred))), "eth1 (gateway 10.0.0.2)");
 }
 
 TEST(Routing, WithoutARouteThereIsNoHop) {
-  EXPECT_EQ(hop_to(facts_of({{"eth0", kLan}}), "198.51.100.1"), "");
-  EXPECT_FALSE(find_default_route(routes_of(facts_of({{"eth0", kLan}}))).has_value());
+  EXPECT_EQ(hop_to(facts_of_units({{"eth0", kLan}}), "198.51.100.1"), "");
+  EXPECT_FALSE(find_default_route(routes_of(facts_of_units({{"eth0", kLan}}))).has_value());
 }
 
 TEST(Routing, OtherTablesAndEmptyOrMalformedSectionsAreNotRoutes) {
   const Facts facts =
-      facts_of({{"wg0", "[Network]\n\n[Route]\nDestination = 0.0.0.0/0\nTable = 1000\n"},
-                {"eth0", "[Network]\n\n[Route]\nMetric = 10\n\n[Route]\nDestination = here/24\n"}});
+      facts_of_units({{"wg0", "[Network]\n\n[Route]\nDestination = 0.0.0.0/0\nTable = 1000\n"},
+                      {"eth0", "[Network]\n\n[Route]\nMetric = 10\n\n[Route]\nDestination = here/24\n"}});
   EXPECT_THAT(routes_of(facts), testing::IsEmpty());
 }
 
 TEST(Routing, FindsTheInterfaceWithAnAddress) {
-  const Facts facts = facts_of(
+  const Facts facts = facts_of_units(
       {{"eth0", std::string(kLan) + "\n[Address]\nAddress = 169.254.0.1/25\n"}, {"eth1", "[Network]\n"}});
   EXPECT_EQ(interface_with_address(facts, "192.168.1.1"), "eth0");
   EXPECT_EQ(interface_with_address(facts, "169.254.0.1"), "eth0");

@@ -18,7 +18,7 @@ struct Tunnel {
 }  // namespace
 
 // The facts of a gateway with these tunnels, named gre-tun1, gre-tun2 and so on.
-static Facts facts_of(const std::vector<Tunnel>& tunnels) {
+static Facts facts_of_tunnels(const std::vector<Tunnel>& tunnels) {
   Facts facts;
   for (const Tunnel& tunnel : tunnels) {
     InterfaceFacts& interface = facts.interfaces["gre-tun" + std::to_string(facts.interfaces.size() + 1)];
@@ -35,35 +35,35 @@ constexpr Tunnel kDepot = {"depot", "198.51.100.2", "10.255.2.2/30"};
 constexpr Tunnel kOffice = {"office", "198.51.100.3", "10.255.3.2/30"};
 
 TEST(TunnelMatch, OneThatIsInsertedMovesTheOthers) {
-  EXPECT_THAT(match_tunnels(facts_of({kShop, kDepot}), facts_of({kOffice, kShop, kDepot})),
+  EXPECT_THAT(match_tunnels(facts_of_tunnels({kShop, kDepot}), facts_of_tunnels({kOffice, kShop, kDepot})),
               ElementsAre(Pair("gre-tun2", "gre-tun1"), Pair("gre-tun3", "gre-tun2")));
 }
 
 TEST(TunnelMatch, ChangedSettingsDoNotMakeItAnotherTunnel) {
   const Tunnel renamed = {"store", "198.51.100.1", "10.255.1.2/30"};
   const Tunnel redirected = {"depot", "198.51.100.9", "10.255.9.2/30"};
-  EXPECT_THAT(match_tunnels(facts_of({kShop, kDepot}), facts_of({renamed, redirected})),
+  EXPECT_THAT(match_tunnels(facts_of_tunnels({kShop, kDepot}), facts_of_tunnels({renamed, redirected})),
               ElementsAre(Pair("gre-tun1", "gre-tun1"), Pair("gre-tun2", "gre-tun2")));
 }
 
 TEST(TunnelMatch, OneThatMovesMayChangeASetting) {
   const Tunnel renamed = {"store", "198.51.100.1", "10.255.1.2/30"};
-  EXPECT_THAT(match_tunnels(facts_of({kShop, kDepot}), facts_of({kDepot, renamed})),
+  EXPECT_THAT(match_tunnels(facts_of_tunnels({kShop, kDepot}), facts_of_tunnels({kDepot, renamed})),
               ElementsAre(Pair("gre-tun1", "gre-tun2"), Pair("gre-tun2", "gre-tun1")));
 }
 
 TEST(TunnelMatch, OneWithNothingInCommonIsAnotherTunnel) {
-  EXPECT_THAT(match_tunnels(facts_of({kShop}), facts_of({kDepot})), IsEmpty());
+  EXPECT_THAT(match_tunnels(facts_of_tunnels({kShop}), facts_of_tunnels({kDepot})), IsEmpty());
 }
 
 TEST(TunnelMatch, EqualOnesStayWhereTheyAre) {
-  EXPECT_THAT(match_tunnels(facts_of({kShop, kShop}), facts_of({kDepot, kShop})),
+  EXPECT_THAT(match_tunnels(facts_of_tunnels({kShop, kShop}), facts_of_tunnels({kDepot, kShop})),
               ElementsAre(Pair("gre-tun2", "gre-tun2")));
 }
 
 TEST(MovedTunnels, AreDescribedWithWhatTheirNamesMeanNow) {
-  const Facts before = facts_of({kShop, kDepot});
-  const Facts after = facts_of({kDepot, kShop});
+  const Facts before = facts_of_tunnels({kShop, kDepot});
+  const Facts after = facts_of_tunnels({kDepot, kShop});
   Sentences sentences;
   describe_moved_tunnels(before, after, match_tunnels(before, after), sentences);
   EXPECT_THAT(
@@ -77,7 +77,7 @@ TEST(MovedTunnels, AreDescribedWithWhatTheirNamesMeanNow) {
 TEST(MovedTunnels, ANameMayPassToANewTunnel) {
   const Tunnel nameless = {"", "", ""};
   Sentences sentences;
-  describe_moved_tunnels(facts_of({nameless}), facts_of({kDepot}), {}, sentences);
+  describe_moved_tunnels(facts_of_tunnels({nameless}), facts_of_tunnels({kDepot}), {}, sentences);
   EXPECT_THAT(
       sentences.list(),
       ElementsAre("the tunnel is removed; it was gre-tun1",
@@ -86,7 +86,7 @@ TEST(MovedTunnels, ANameMayPassToANewTunnel) {
 }
 
 TEST(MovedTunnels, WithoutOneThereIsNothingToDescribe) {
-  const Facts facts = facts_of({kShop});
+  const Facts facts = facts_of_tunnels({kShop});
   Sentences sentences;
   describe_moved_tunnels(facts, facts, match_tunnels(facts, facts), sentences);
   EXPECT_THAT(sentences.list(), IsEmpty());

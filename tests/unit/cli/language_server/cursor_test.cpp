@@ -2,15 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include "cursor_in.h"
+
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-// The cursor at the character '|', which is not part of the text.
-static Cursor cursor_in(std::string text) {
-  const std::size_t offset = text.find('|');
-  text.erase(offset, 1);
-  return cursor_at(text, static_cast<std::ptrdiff_t>(offset));
-}
 
 // The kind of the location and the path to the value, or to the object of the key, such as "key a [] b".
 static std::string location_in(const std::string& text) {

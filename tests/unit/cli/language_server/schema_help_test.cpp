@@ -2,16 +2,12 @@
 
 #include <gmock/gmock.h>
 
+#include "cursor_in.h"
+
 using ::testing::Contains;
 using ::testing::IsEmpty;
 using ::testing::IsSupersetOf;
 using ::testing::Not;
-
-static Cursor cursor_in(std::string text) {
-  const std::size_t offset = text.find('|');
-  text.erase(offset, 1);
-  return cursor_at(text, static_cast<std::ptrdiff_t>(offset));
-}
 
 static std::vector<std::string> replacements_in(const std::string& text) {
   std::vector<std::string> replacements;

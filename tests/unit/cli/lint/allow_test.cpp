@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-static Finding finding_at(const std::string& text, const std::string& location, const std::string& rule) {
+static Finding finding_of(const std::string& text, const std::string& location, const std::string& rule) {
   const auto begin = static_cast<std::ptrdiff_t>(text.find(location));
   return {rule, Severity::kError, {begin, begin + 1}, "message", {}};
 }
@@ -26,8 +26,8 @@ TEST(Allow, ACommentAllowsWhatTheRuleFindsInTheSettingBelow) {
   const std::string text = "{\n// lanfab: allow vlan-id-twice, route-twice\n\"a\": [1, 2], \"b\": 3}";
   const Judgement judgement =
       judgement_of(text,
-                   {finding_at(text, "1", "route-twice"), finding_at(text, "2", "vlan-id-twice"),
-                    finding_at(text, "2", "subnet-twice"), finding_at(text, "3", "route-twice")},
+                   {finding_of(text, "1", "route-twice"), finding_of(text, "2", "vlan-id-twice"),
+                    finding_of(text, "2", "subnet-twice"), finding_of(text, "3", "route-twice")},
                    {});
   ASSERT_EQ(judgement.allowed.size(), 2U);
   EXPECT_EQ(judgement.allowed[0].finding.rule, "route-twice");
@@ -39,7 +39,7 @@ TEST(Allow, ACommentAllowsWhatTheRuleFindsInTheSettingBelow) {
 TEST(Allow, AnOptionAllowsAllThatTheRuleFinds) {
   const std::string text = "{\"a\": [1, 2]}";
   const Judgement judgement = judgement_of(
-      text, {finding_at(text, "1", "route-twice"), finding_at(text, "2", "vlan-id-twice")}, {"route-twice"});
+      text, {finding_of(text, "1", "route-twice"), finding_of(text, "2", "vlan-id-twice")}, {"route-twice"});
   ASSERT_EQ(judgement.allowed.size(), 1U);
   EXPECT_FALSE(judgement.allowed[0].is_in_file);
   EXPECT_EQ(left_of(judgement), (Strings{"vlan-id-twice: message"}));
@@ -47,7 +47,7 @@ TEST(Allow, AnOptionAllowsAllThatTheRuleFinds) {
 
 TEST(Allow, ACommentThatAllowsNothingIsReported) {
   const std::string text = "{\n/* lanfab: allow route-twice\n   vlan-id-twice */\n\"a\": 1}";
-  const Judgement judgement = judgement_of(text, {finding_at(text, "1", "route-twice")}, {});
+  const Judgement judgement = judgement_of(text, {finding_of(text, "1", "route-twice")}, {});
   ASSERT_EQ(judgement.findings.size(), 1U);
   const Finding& finding = judgement.findings[0];
   EXPECT_EQ(finding.rule, "allow-unused");
@@ -60,7 +60,7 @@ TEST(Allow, ACommentThatAllowsNothingIsReported) {
 TEST(Allow, OfTwoCommentsTheInnerOneCounts) {
   const std::string text =
       "{\n// lanfab: allow route-twice\n\"a\": {\n// lanfab: allow route-twice\n\"b\": 1}}";
-  const Judgement judgement = judgement_of(text, {finding_at(text, "1", "route-twice")}, {});
+  const Judgement judgement = judgement_of(text, {finding_of(text, "1", "route-twice")}, {});
   ASSERT_EQ(judgement.findings.size(), 1U);
   EXPECT_EQ(judgement.findings[0].rule, "allow-unused");
   EXPECT_EQ(judgement.findings[0].range.begin, 2);
@@ -68,7 +68,7 @@ TEST(Allow, OfTwoCommentsTheInnerOneCounts) {
 
 TEST(Allow, ACommentUsedThoughAnOptionAllowsTheSameIsNotReported) {
   const std::string text = "{\n// lanfab: allow route-twice\n\"a\": 1}";
-  EXPECT_EQ(left_of(judgement_of(text, {finding_at(text, "1", "route-twice")}, {"route-twice"})), Strings{});
+  EXPECT_EQ(left_of(judgement_of(text, {finding_of(text, "1", "route-twice")}, {"route-twice"})), Strings{});
 }
 
 TEST(Allow, ACommentThatNoSettingFollowsIsReported) {
@@ -123,9 +123,9 @@ TEST(Allow, AnOptionNamesARuleThatCanBeAllowed) {
 
 TEST(Allow, WhatIsNotListedIsAllowedOnlyWithAllThatIs) {
   const std::string text = "{\n\"a\": 1,\n// lanfab: allow route-twice\n\"b\": 2}";
-  Finding last = finding_at(text, "2", "route-twice");
+  Finding last = finding_of(text, "2", "route-twice");
   last.unlisted = 7;
-  Judgement judgement = judgement_of(text, {finding_at(text, "1", "route-twice"), last}, {});
+  Judgement judgement = judgement_of(text, {finding_of(text, "1", "route-twice"), last}, {});
   ASSERT_EQ(judgement.findings.size(), 1U);
   EXPECT_EQ(judgement.findings[0].unlisted, 7U);
   ASSERT_EQ(judgement.allowed.size(), 1U);
@@ -137,7 +137,7 @@ TEST(Allow, WhatIsNotListedIsAllowedOnlyWithAllThatIs) {
 
 TEST(Allow, ACommentMayBeAboutAFindingThatIsNotListed) {
   const std::string text = "{\n\"a\": 1,\n// lanfab: allow route-twice\n\"b\": 2}";
-  Finding finding = finding_at(text, "1", "route-twice");
+  Finding finding = finding_of(text, "1", "route-twice");
   finding.unlisted = 1;
   EXPECT_EQ(left_of(judgement_of(text, {finding}, {})), Strings{"route-twice: message"});
 }

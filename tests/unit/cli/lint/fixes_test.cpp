@@ -21,7 +21,7 @@ static std::string fixed(const std::string& text) {
 }
 
 // A port whose "network" object has these members and the others that every port needs.
-static std::string port(const std::string& network, const std::string& name = "eth0") {
+static std::string port_with(const std::string& network, const std::string& name = "eth0") {
   return "\"" + name + R"(": {"enable": true, "network": {"mode": "router", "protocol": "static", )" +
          network + "}}";
 }
@@ -33,27 +33,28 @@ static std::string ports(const std::string& some) {
 constexpr char kSound[] = R"("ipv4": "10.1.0.1", "netmask": 24)";
 
 TEST(Fixes, AllAreAppliedAtOnce) {
-  EXPECT_EQ(fixed(ports(port(R"("ipv4": "10.1.0.1/24", "netmask": 24)") + ", " +
-                        port(R"("ipv4": "10.2.0.1", "netmask": "24")", "eth1"))),
-            ports(port(kSound) + ", " + port(R"("ipv4": "10.2.0.1", "netmask": 24)", "eth1")));
+  EXPECT_EQ(fixed(ports(port_with(R"("ipv4": "10.1.0.1/24", "netmask": 24)") + ", " +
+                        port_with(R"("ipv4": "10.2.0.1", "netmask": "24")", "eth1"))),
+            ports(port_with(kSound) + ", " + port_with(R"("ipv4": "10.2.0.1", "netmask": 24)", "eth1")));
 }
 
 TEST(Fixes, WhatAFixUncoversIsFixedWithIt) {
   EXPECT_EQ(fixed(ports(R"("eth0": {"enable": true, "netwrk": {"mode": "router", "protocol": "static", )"
                         R"("ipv4": "10.1.0.1", "netmaks": "255.255.255.0"}})")),
-            ports(port(kSound)));
+            ports(port_with(kSound)));
 }
 
 TEST(Fixes, AFixThatUncoversAMistakeIsNotCertain) {
   // With its netmask, the second network is the same as the first.
-  const std::string text = ports(port(kSound) + ", " + port(R"("ipv4": "10.1.0.2", "netmaks": 24)", "eth1"));
+  const std::string text =
+      ports(port_with(kSound) + ", " + port_with(R"("ipv4": "10.1.0.2", "netmaks": 24)", "eth1"));
   for (const Finding& finding : findings_in(text))
     EXPECT_TRUE(finding.details.fix.empty()) << finding.message;
 }
 
 TEST(Fixes, AFixDoesNotSpoilOthers) {
   const std::string mistake = R"("gateway": "10.1.0.9", "netmsk": 24, "netmaks": 24, "metric": "5")";
-  std::vector<Finding> findings = findings_in(ports(port(R"("ipv4": "10.1.0.1", )" + mistake)));
+  std::vector<Finding> findings = findings_in(ports(port_with(R"("ipv4": "10.1.0.1", )" + mistake)));
   std::vector<std::string> replacements;
   for (const Edit& edit : all_edits(findings))
     replacements.push_back(edit.replacement);
@@ -63,8 +64,8 @@ TEST(Fixes, AFixDoesNotSpoilOthers) {
 
 TEST(Fixes, BlanksAndALengthOf32AreRemoved) {
   const auto dhcp = [](const std::string& start, const std::string& end) {
-    return ports(port(std::string(kSound) + R"(, "dhcp": {"enable": true, "start": )" + start +
-                      ", \"end\": " + end + "}"));
+    return ports(port_with(std::string(kSound) + R"(, "dhcp": {"enable": true, "start": )" + start +
+                           ", \"end\": " + end + "}"));
   };
   EXPECT_EQ(fixed(dhcp(R"("  10.1.0.10")", R"(" 10.1.0.20/32 ")")), dhcp(R"("10.1.0.10")", R"("10.1.0.20")"));
   // Without blanks and "/32", these strings would still be invalid.
@@ -79,12 +80,13 @@ TEST(Fixes, AFindingInOtherWordsIsNotNew) {
   EXPECT_EQ(
       fixed(R"({"wired": {"eth0": {"enabel": true, "network": {"mode": "router", "protocol": "static", )" +
             std::string(kSound) + "}}}, " + route),
-      "{\"wired\": {" + port(kSound) + "}, " + route);
+      "{\"wired\": {" + port_with(kSound) + "}, " + route);
 }
 
 TEST(Fixes, ALargeTextGetsNone) {
   const std::string blanks(300'000, ' ');
-  std::vector<Finding> findings = findings_in(ports(port(R"("ipv4": "10.1.0.1", "netmask": "24")")) + blanks);
+  std::vector<Finding> findings =
+      findings_in(ports(port_with(R"("ipv4": "10.1.0.1", "netmask": "24")")) + blanks);
   ASSERT_FALSE(findings.empty());
   EXPECT_TRUE(all_edits(findings).empty());
 }

@@ -2,14 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "cli/base/json.h"
-
-// Compares values as JSON text, so that signed and unsigned integers are equal.
-static void expect_json(const Json::Value& value, const std::string& text) {
-  Json::Value expected;
-  ASSERT_TRUE(parse_json(text, expected));
-  EXPECT_EQ(value.toStyledString(), expected.toStyledString());
-}
+#include "expect_json.h"
 
 TEST(ReportJson, AFindingHasBothEndsOfItsRange) {
   const Source source{"network.json", "{\n  \"ä\": \"中\",\n  \"b\": 2\n}\n", {}};

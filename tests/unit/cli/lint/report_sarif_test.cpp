@@ -4,15 +4,9 @@
 
 #include "cli/base/json.h"
 #include "cli/lint/rules.h"
+#include "expect_json.h"
 
-// Compares values as JSON text, so that signed and unsigned integers are equal.
-static void expect_json(const Json::Value& value, const std::string& text) {
-  Json::Value expected;
-  ASSERT_TRUE(parse_json(text, expected)) << text;
-  EXPECT_EQ(value.toStyledString(), expected.toStyledString());
-}
-
-static Finding finding_at(TextRange range, const std::string& message = "message") {
+static Finding wrong_type_at(TextRange range, const std::string& message = "message") {
   return {"wrong-type", Severity::kError, range, message, {}};
 }
 
@@ -37,16 +31,17 @@ static Json::Value run_about(const Source& source, const std::vector<Finding>& f
 
 static std::string message_about(const std::string& message) {
   const Source source{"network.json", "{}", {}};
-  return run_about(source, {finding_at({0, 2}, message)})["results"][0]["message"]["text"].asString();
+  return run_about(source, {wrong_type_at({0, 2}, message)})["results"][0]["message"]["text"].asString();
 }
 
 static std::string uri_of(const std::string& name) {
-  const Json::Value run = run_about({name, "{}", {}}, {finding_at({0, 2})});
+  const Json::Value run = run_about({name, "{}", {}}, {wrong_type_at({0, 2})});
   return run["results"][0]["locations"][0]["physicalLocation"]["artifactLocation"]["uri"].asString();
 }
 
 TEST(ReportSarif, AFindingIsAResultWithARegion) {
-  expect_json(run_about({"network.json", "{\n  \"ä\": 1\n}\n", {}}, {finding_at({4, 8})})["results"], R"([{
+  const Source source = {"network.json", "{\n  \"ä\": 1\n}\n", {}};
+  expect_json(run_about(source, {wrong_type_at({4, 8})})["results"], R"([{
       "ruleId": "wrong-type", "ruleIndex": 1, "level": "error",
       "message": {"text": "message"}, "suppressions": [],
       "locations": [{"physicalLocation": {
@@ -55,7 +50,7 @@ TEST(ReportSarif, AFindingIsAResultWithARegion) {
 }
 
 TEST(ReportSarif, RelatedLocationsAndFixesAreBesideIt) {
-  Finding finding = finding_at({0, 1});
+  Finding finding = wrong_type_at({0, 1});
   finding.details.related = {{{2, 3}, "already here"}};
   finding.details.fix = {{{0, 1}, "24"}, {{3, 3}, "}"}};
   const Json::Value result = run_about({"network.json", "1\n2", {}}, {finding})["results"][0];
@@ -95,7 +90,7 @@ TEST(ReportSarif, EachRuleHasItsLevelAndItsEntry) {
 TEST(ReportSarif, ARunOverAllFilesCountsColumnsInCharacters) {
   SarifReport report;
   for (const char* name : {"a.json", "b.json"})
-    report.add(sarif_results({name, "{}", {}}, {{finding_at({0, 2})}, {}}));
+    report.add(sarif_results({name, "{}", {}}, {{wrong_type_at({0, 2})}, {}}));
   report.add("");
   const Json::Value log = log_of(report);
   EXPECT_EQ(log["version"], "2.1.0");
@@ -117,7 +112,7 @@ TEST(ReportSarif, AFileThatCannotBeExaminedIsANotification) {
 }
 
 TEST(ReportSarif, WhatIsNotListedIsAResultWithoutARegion) {
-  Finding finding = finding_at({0, 2});
+  Finding finding = wrong_type_at({0, 2});
   finding.unlisted = 7;
   const Json::Value results = run_about({"network.json", "{}", {}}, {finding})["results"];
   ASSERT_EQ(results.size(), 2U);
@@ -128,7 +123,7 @@ TEST(ReportSarif, WhatIsNotListedIsAResultWithoutARegion) {
 }
 
 TEST(ReportSarif, WhatIsAllowedIsSuppressed) {
-  const Judgement judgement{{}, {{finding_at({0, 2}), true}, {finding_at({0, 2}), false}}};
+  const Judgement judgement{{}, {{wrong_type_at({0, 2}), true}, {wrong_type_at({0, 2}), false}}};
   const Json::Value results = run_about_all({"network.json", "{}", {}}, judgement)["results"];
   ASSERT_EQ(results.size(), 2U);
   expect_json(results[0]["suppressions"], R"([{"kind": "inSource"}])");

@@ -14,7 +14,7 @@ static const TextStyle kExcerpt{true, false, 80};
 static const TextStyle kLines{false, false, 80};
 
 // The report, in plain text, of one finding at the character '!' of the text.
-static std::string excerpt_of(const std::string& text) {
+static std::string report_of(const std::string& text) {
   return text_report({"network.json", text, {}}, {finding_at(text.find('!'))}, kExcerpt);
 }
 
@@ -30,18 +30,18 @@ TEST(Report, EachFindingIsALineWithItsLocation) {
 }
 
 TEST(Report, TheExcerptHasACaretUnderTheLocation) {
-  EXPECT_EQ(excerpt_of("{\n  \"a\": !,\n}\n"),
+  EXPECT_EQ(report_of("{\n  \"a\": !,\n}\n"),
             "network.json:2:8: error: message [some-rule]\n"
             "      \"a\": !,\n"
             "           ^\n");
 }
 
 TEST(Report, TheExcerptOfTheFirstAndTheLastLine) {
-  EXPECT_EQ(excerpt_of("!"),
+  EXPECT_EQ(report_of("!"),
             "network.json:1:1: error: message [some-rule]\n"
             "    !\n"
             "    ^\n");
-  EXPECT_EQ(excerpt_of("{\n!"),
+  EXPECT_EQ(report_of("{\n!"),
             "network.json:2:1: error: message [some-rule]\n"
             "    !\n"
             "    ^\n");
@@ -68,7 +68,7 @@ TEST(Report, TheExcerptHidesKeysOfATextThatIsNotJson) {
 }
 
 TEST(Report, ColumnsCountCharacters) {
-  EXPECT_EQ(excerpt_of("\t\"ä中\": !"),
+  EXPECT_EQ(report_of("\t\"ä中\": !"),
             "network.json:1:8: error: message [some-rule]\n"
             "        \"ä中\": !\n"
             "               ^\n");
@@ -95,7 +95,7 @@ TEST(Report, ARelatedLocationIsANoteBelowTheFinding) {
 }
 
 TEST(Report, NothingOfTheConfigurationReachesTheTerminalAsACommand) {
-  EXPECT_EQ(excerpt_of("\033[31m!\r\x7f"),
+  EXPECT_EQ(report_of("\033[31m!\r\x7f"),
             "network.json:1:6: error: message [some-rule]\n"
             "    ?[31m!??\n"
             "         ^\n");

@@ -9,7 +9,7 @@
 
 #include "test_files.h"
 
-constexpr char kFile[] = "/run/lanfab/outcome.json";
+constexpr char kOutcome[] = "/run/lanfab/outcome.json";
 // 2026-11-21 20:00:00 UTC
 constexpr std::int64_t kTime = 1795291200;
 
@@ -46,7 +46,7 @@ TEST_F(OutcomeTest, WhatIsWrittenIsReadByEverybody) {
   EXPECT_EQ(describe(*read),
             "new.json, tried by anna, was rolled back at 2026-11-21 20:00:00 by bob; and more");
   struct stat status {};
-  ASSERT_EQ(stat(kFile, &status), 0);
+  ASSERT_EQ(stat(kOutcome, &status), 0);
   EXPECT_EQ(status.st_mode & 07777, 0644U);
 }
 
@@ -71,17 +71,17 @@ TEST_F(OutcomeTest, NothingThatATerminalWouldExecuteIsShown) {
 TEST_F(OutcomeTest, AMalformedOutcomeIsIgnored) {
   EXPECT_FALSE(read_outcome());
   for (const char* text : {"", "{", "[]", "{}", R"({"ending": "eaten"})", R"({"ending": ["confirmed"]})"}) {
-    put_file(kFile, text);
+    put_file(kOutcome, text);
     EXPECT_FALSE(read_outcome()) << text;
   }
-  put_file(kFile, R"({"ending": "confirmed", "who": 1, "ended": "now"})");
+  put_file(kOutcome, R"({"ending": "confirmed", "who": 1, "ended": "now"})");
   ASSERT_TRUE(read_outcome());
   EXPECT_EQ(read_outcome()->who, "");
   EXPECT_EQ(read_outcome()->ended, 0);
 }
 
 TEST_F(OutcomeTest, WithoutADirectoryItCannotBeWritten) {
-  std::filesystem::create_directory(kFile);
+  std::filesystem::create_directory(kOutcome);
   EXPECT_FALSE(write_outcome(outcome(Ending::kConfirmed, "")));
   std::filesystem::remove_all("/run/lanfab");
   EXPECT_FALSE(write_outcome(outcome(Ending::kConfirmed, "")));

@@ -12,14 +12,14 @@
 constexpr char kStateFile[] = "/run/lanfab/trial.json";
 constexpr char kStaged[] = "/run/lanfab/network.json.new";
 constexpr char kCopy[] = "/run/lanfab/network.json.installed";
-constexpr char kInstalled[] = "/run/installed.json";
+constexpr char kInstalledPath[] = "/run/installed.json";
 
 class TrialStateTest : public ::testing::Test {
  protected:
   void SetUp() override {
     std::filesystem::remove_all("/run/lanfab");
     std::filesystem::create_directory("/run/lanfab");
-    put_file(kInstalled, "old");
+    put_file(kInstalledPath, "old");
     unsetenv("SUDO_USER");
     unsetenv("SSH_CONNECTION");
   }
@@ -67,8 +67,8 @@ TEST_F(TrialStateTest, WithoutADirectoryItCannotBeWritten) {
 
 TEST_F(TrialStateTest, TheConfigurationIsRemovedWithTheState) {
   ASSERT_TRUE(write_state({"anna", "new.json", 100, 160}));
-  ASSERT_TRUE(stage_trial("{}", kInstalled) && activate_trial());
-  ASSERT_TRUE(stage_trial("{}", kInstalled));
+  ASSERT_TRUE(stage_trial("{}", kInstalledPath) && activate_trial());
+  ASSERT_TRUE(stage_trial("{}", kInstalledPath));
   EXPECT_TRUE(remove_state());
   EXPECT_TRUE(std::filesystem::is_empty("/run/lanfab"));
   EXPECT_TRUE(remove_state()) << "nothing is there";
@@ -101,9 +101,9 @@ TEST_F(TrialStateTest, WhatStaysIsReported) {
 }
 
 TEST_F(TrialStateTest, AStagedConfigurationIsActiveOnlyAfterwards) {
-  ASSERT_EQ(chmod(kInstalled, 0640), 0);
+  ASSERT_EQ(chmod(kInstalledPath, 0640), 0);
   EXPECT_EQ(active_configuration(), kInstalledConfiguration);
-  ASSERT_TRUE(stage_trial("new", kInstalled));
+  ASSERT_TRUE(stage_trial("new", kInstalledPath));
   EXPECT_FALSE(is_trial_active());
   ASSERT_TRUE(activate_trial());
   EXPECT_TRUE(is_trial_active());
@@ -117,7 +117,7 @@ TEST_F(TrialStateTest, AStagedConfigurationIsActiveOnlyAfterwards) {
 }
 
 TEST_F(TrialStateTest, AStagedConfigurationThatARollbackHasRemovedIsNotActivated) {
-  ASSERT_TRUE(stage_trial("new", kInstalled) && deactivate_trial());
+  ASSERT_TRUE(stage_trial("new", kInstalledPath) && deactivate_trial());
   EXPECT_FALSE(activate_trial());
   EXPECT_EQ(errno, ENOENT);
 }
@@ -131,7 +131,7 @@ TEST_F(TrialStateTest, ATrialNeedsTheInstalledFile) {
 TEST_F(TrialStateTest, WhatCannotBeStagedIsReported) {
   for (const char* path : {kCopy, kStaged}) {
     std::filesystem::create_directory(path);
-    EXPECT_FALSE(stage_trial("new", kInstalled)) << path;
+    EXPECT_FALSE(stage_trial("new", kInstalledPath)) << path;
     EXPECT_EQ(errno, EISDIR) << path;
     std::filesystem::remove(path);
   }
@@ -147,7 +147,7 @@ TEST_F(TrialStateTest, ATrialThatPerhapsExistsIsNotPassedOver) {
 }
 
 TEST_F(TrialStateTest, AChangeOfTheInstalledFileIsNoticed) {
-  ASSERT_TRUE(stage_trial("new", kInstalled));
+  ASSERT_TRUE(stage_trial("new", kInstalledPath));
   EXPECT_FALSE(is_installed_changed("old"));
   EXPECT_TRUE(is_installed_changed("older"));
   std::filesystem::remove(kCopy);
@@ -156,14 +156,14 @@ TEST_F(TrialStateTest, AChangeOfTheInstalledFileIsNoticed) {
 
 TEST_F(TrialStateTest, AConfigurationIsInstalledOnceItWasNot) {
   TrialState state;
-  state.entry = kInstalled;
-  ASSERT_TRUE(stage_trial("new", kInstalled));
+  state.entry = kInstalledPath;
+  ASSERT_TRUE(stage_trial("new", kInstalledPath));
   EXPECT_FALSE(is_trial_installed(state));
   ASSERT_TRUE(activate_trial());
   EXPECT_FALSE(is_trial_installed(state));
-  put_file(kInstalled, "new");
+  put_file(kInstalledPath, "new");
   EXPECT_TRUE(is_trial_installed(state));
-  ASSERT_TRUE(stage_trial("new", kInstalled) && activate_trial());
+  ASSERT_TRUE(stage_trial("new", kInstalledPath) && activate_trial());
   EXPECT_FALSE(is_trial_installed(state)) << "it was the same from the beginning";
 }
 

@@ -5,14 +5,14 @@
 #include "dhcp_offer.h"
 
 constexpr std::uint32_t kTransaction = 0x12345678;
-constexpr EthernetAddress kOwn = {0x02, 0x00, 0x5e, 0x00, 0x00, 0x10};
+constexpr EthernetAddress kClient = {0x02, 0x00, 0x5e, 0x00, 0x00, 0x10};
 
 static std::optional<Ipv4> server_in(const Bytes& packet) {
   return dhcp_offer({packet.data(), packet.size()}, kTransaction);
 }
 
 TEST(DhcpProbe, ADiscoverIsForAllHosts) {
-  const Bytes packet = dhcp_discover(kOwn, kTransaction);
+  const Bytes packet = dhcp_discover(kClient, kTransaction);
   ASSERT_EQ(packet.size(), 328U);
   // The checksum of the header is 0x79a6.
   EXPECT_EQ(Bytes(packet.begin(), packet.begin() + 20),
@@ -20,7 +20,7 @@ TEST(DhcpProbe, ADiscoverIsForAllHosts) {
   EXPECT_EQ(Bytes(packet.begin() + 20, packet.begin() + 28), Bytes({0, 68, 0, 67, 0x01, 0x34, 0, 0}));
   EXPECT_EQ(Bytes(packet.begin() + 28, packet.begin() + 40),
             Bytes({1, 1, 6, 0, 0x12, 0x34, 0x56, 0x78, 0, 0, 0x80, 0}));
-  EXPECT_EQ(Bytes(packet.begin() + 56, packet.begin() + 62), Bytes(kOwn.begin(), kOwn.end()));
+  EXPECT_EQ(Bytes(packet.begin() + 56, packet.begin() + 62), Bytes(kClient.begin(), kClient.end()));
   EXPECT_EQ(Bytes(packet.begin() + 264, packet.begin() + 272), Bytes({99, 130, 83, 99, 53, 1, 1, 255}));
 }
 

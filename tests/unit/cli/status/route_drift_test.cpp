@@ -8,7 +8,7 @@
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-static std::vector<std::string> drift_of(const Snapshot& snapshot) {
+static std::vector<std::string> route_drift_of(const Snapshot& snapshot) {
   return described(find_route_drift, snapshot);
 }
 
@@ -24,7 +24,7 @@ static KernelRoute by_hand(const std::string& destination, const std::string& ga
 }
 
 TEST(RouteDrift, AGatewayAsItsUnitsWantIt) {
-  EXPECT_THAT(drift_of(gateway_with_route()), IsEmpty());
+  EXPECT_THAT(route_drift_of(gateway_with_route()), IsEmpty());
 }
 
 TEST(RouteDrift, ARouteIsComparedAsTheKernelPrintsIt) {
@@ -44,14 +44,14 @@ TEST(RouteDrift, ARouteIsComparedAsTheKernelPrintsIt) {
   for (const auto& [wanted, there] : cases) {
     Snapshot snapshot = gateway();
     snapshot.wanted.interfaces["eth0"].route_sections = {wanted};
-    EXPECT_EQ(drift_of(snapshot).size(), 1U) << wanted.destination;
+    EXPECT_EQ(route_drift_of(snapshot).size(), 1U) << wanted.destination;
     snapshot.kernel.routes = {there};
-    EXPECT_THAT(drift_of(snapshot), IsEmpty()) << wanted.destination;
+    EXPECT_THAT(route_drift_of(snapshot), IsEmpty()) << wanted.destination;
     snapshot.kernel.routes.front().interface = "eth1";
-    EXPECT_GE(drift_of(snapshot).size(), 1U) << wanted.destination;
+    EXPECT_GE(route_drift_of(snapshot).size(), 1U) << wanted.destination;
     snapshot.kernel.routes.front() = there;
     snapshot.kernel.routes.front().type = "blackhole";
-    EXPECT_GE(drift_of(snapshot).size(), 1U) << wanted.destination;
+    EXPECT_GE(route_drift_of(snapshot).size(), 1U) << wanted.destination;
   }
 }
 
@@ -61,7 +61,7 @@ TEST(RouteDrift, AMissingRouteIsNamedByItsDestination) {
                                                        {"10.30.0.0/16", "192.168.1.2", "50", ""},
                                                        {"", "192.168.1.3", "", ""},
                                                        {"10.77.0.0/16", "", "", "51820"}};
-  EXPECT_THAT(drift_of(snapshot),
+  EXPECT_THAT(route_drift_of(snapshot),
               ElementsAre("eth0: the route to 10.20.0.0/16 is missing",
                           "eth0: the route to 10.30.0.0/16 via 192.168.1.2, metric 50, is missing",
                           "eth0: the default route via 192.168.1.3 is missing",
@@ -75,26 +75,26 @@ TEST(RouteDrift, AMissingRouteIsNamedByItsDestination) {
   leased.wanted.interfaces["eth0"].route_sections = {{"10.20.0.0/16", "_dhcp", "", ""}};
   EXPECT_EQ(only_drift(leased).fix, "networkctl reconfigure eth0");
   snapshot.setup["eth0"] = "configuring";
-  EXPECT_EQ(drift_of(snapshot).front(), "eth0: the route to 10.20.0.0/16 is missing (pending)");
+  EXPECT_EQ(route_drift_of(snapshot).front(), "eth0: the route to 10.20.0.0/16 is missing (pending)");
   EXPECT_EQ(found(find_route_drift, snapshot).front().fix, "") << "it may come by itself";
   snapshot.kernel.links["eth0"].has_carrier = false;
-  EXPECT_THAT(drift_of(snapshot), IsEmpty()) << "systemd-networkd waits for a carrier";
+  EXPECT_THAT(route_drift_of(snapshot), IsEmpty()) << "systemd-networkd waits for a carrier";
 }
 
 TEST(RouteDrift, SectionsThatAreNoRouteOfTheirOwn) {
   Snapshot snapshot = gateway();
   // A section without a route, and the default route of a missing lease.
   snapshot.wanted.interfaces["eth0"].route_sections = {{"", "", "50", ""}};
-  EXPECT_THAT(drift_of(snapshot), IsEmpty());
+  EXPECT_THAT(route_drift_of(snapshot), IsEmpty());
   snapshot.wanted.interfaces["eth0"].address = kDynamicAddress;
   snapshot.wanted.interfaces["eth0"].route_sections = {{"", "_dhcp", "", ""}};
-  EXPECT_THAT(drift_of(snapshot), IsEmpty());
+  EXPECT_THAT(route_drift_of(snapshot), IsEmpty());
 }
 
 TEST(RouteDrift, ARouteThatIsNotFromTheConfiguration) {
   Snapshot snapshot = gateway_with_route();
   snapshot.kernel.routes.push_back(by_hand("172.16.0.0/12", "192.168.1.9", "eth0", 7));
-  EXPECT_THAT(drift_of(snapshot),
+  EXPECT_THAT(route_drift_of(snapshot),
               ElementsAre("eth0: the route to 172.16.0.0/12 via 192.168.1.9, metric 7, is not "
                           "configured (surplus)"));
   EXPECT_EQ(only_drift(snapshot).fix, "ip route del 172.16.0.0/12 via 192.168.1.9 dev eth0 metric 7");
@@ -109,7 +109,7 @@ TEST(RouteDrift, ARouteThatIsNotFromTheConfiguration) {
 TEST(RouteDrift, AMoreSpecificRouteIsNotMerelySurplus) {
   Snapshot snapshot = gateway_with_route();
   snapshot.kernel.routes.push_back(by_hand("10.20.5.0/24", "192.168.1.9", "eth0"));
-  EXPECT_THAT(drift_of(snapshot),
+  EXPECT_THAT(route_drift_of(snapshot),
               ElementsAre("eth0: the route to 10.20.5.0/24 via 192.168.1.9 is not configured"));
   EXPECT_EQ(only_drift(snapshot).why, "packets to 10.20.0.0/16 belong to eth1 (gateway 192.168.2.2)");
   // It is merely surplus if it leads to the configured gateway.
@@ -133,9 +133,9 @@ TEST(RouteDrift, RoutesThatAreExplained) {
   snapshot.kernel.links["wwan0"] = {true, true, 1430, "", std::nullopt, {}};
   snapshot.kernel.routes.push_back(by_hand("198.51.100.2/32", "", "wwan0"));
   snapshot.kernel.routes.push_back(by_hand("default", "", "wwan0"));
-  EXPECT_THAT(drift_of(snapshot), IsEmpty());
+  EXPECT_THAT(route_drift_of(snapshot), IsEmpty());
   snapshot.kernel.routes.back().destination = "198.51.100.3/32";
-  EXPECT_THAT(drift_of(snapshot),
+  EXPECT_THAT(route_drift_of(snapshot),
               ElementsAre("wwan0: the route to 198.51.100.3/32 is not configured (surplus)"));
 }
 
@@ -144,7 +144,7 @@ TEST(RouteDrift, ABetterRouteTakesThePackets) {
   snapshot.kernel.choices = {{"192.168.1.2", RouteChoice{"eth0", "", ""}},
                              {"192.168.2.2", RouteChoice{"eth1", "", ""}},
                              {"10.20.0.1", RouteChoice{"eth1", "192.168.2.2", ""}}};
-  EXPECT_THAT(drift_of(snapshot), IsEmpty());
+  EXPECT_THAT(route_drift_of(snapshot), IsEmpty());
   snapshot.kernel.choices["10.20.0.1"] = RouteChoice{"eth0", "192.168.1.9", ""};
   // The route with the longest prefix is the cause; the others are surplus.
   snapshot.kernel.routes.push_back(by_hand("10.0.0.0/8", "192.168.1.9", "eth0"));
@@ -158,7 +158,7 @@ TEST(RouteDrift, ABetterRouteTakesThePackets) {
   EXPECT_EQ(drift.why, "the route to 10.20.0.0/16 via 192.168.1.9, metric 5, is not configured");
   EXPECT_EQ(drift.fix, "ip route del 10.20.0.0/16 via 192.168.1.9 dev eth0 metric 5");
   EXPECT_FALSE(drift.is_surplus);
-  EXPECT_EQ(drift_of(snapshot).size(), 3U) << "each route once";
+  EXPECT_EQ(route_drift_of(snapshot).size(), 3U) << "each route once";
 }
 
 TEST(RouteDrift, ADeviationWithoutACulprit) {
@@ -170,7 +170,7 @@ TEST(RouteDrift, ADeviationWithoutACulprit) {
   EXPECT_EQ(only_drift(snapshot).fix, "");
   // A wrong gateway of the right interface is a difference, too.
   snapshot.kernel.choices["10.20.0.1"] = RouteChoice{"eth1", "192.168.2.9", ""};
-  EXPECT_EQ(drift_of(snapshot).size(), 1U);
+  EXPECT_EQ(route_drift_of(snapshot).size(), 1U);
 }
 
 TEST(RouteDrift, PacketsThatGoNowhere) {
@@ -197,10 +197,10 @@ TEST(RouteDrift, APolicyRuleTakesThePackets) {
 TEST(RouteDrift, NothingIsJudgedWhileItsRouteCannotBeTaken) {
   Snapshot snapshot = gateway_with_route();
   snapshot.kernel.choices["10.20.0.1"] = RouteChoice{"lo", "", ""};
-  EXPECT_THAT(drift_of(snapshot), IsEmpty()) << "an address of the gateway";
+  EXPECT_THAT(route_drift_of(snapshot), IsEmpty()) << "an address of the gateway";
   snapshot.kernel.choices["10.20.0.1"] = std::nullopt;
   snapshot.kernel.links["eth1"].has_carrier = false;
-  EXPECT_THAT(drift_of(snapshot), IsEmpty());
+  EXPECT_THAT(route_drift_of(snapshot), IsEmpty());
   snapshot.kernel.links["eth1"].has_carrier = true;
   snapshot.kernel.routes.pop_back();
   EXPECT_EQ(only_drift(snapshot).what, "the route to 10.20.0.0/16 via 192.168.2.2, metric 50, is missing");
@@ -217,7 +217,7 @@ TEST(RouteDrift, ALostRouteToASubnet) {
             "ip route add 192.168.2.0/24 dev eth1 proto kernel scope link src 192.168.2.1");
   // A pass-through port has no such route on purpose.
   snapshot.wanted.interfaces["eth1"].is_passed_through = true;
-  EXPECT_THAT(drift_of(snapshot), IsEmpty());
+  EXPECT_THAT(route_drift_of(snapshot), IsEmpty());
   snapshot.wanted.interfaces["eth1"].is_passed_through = false;
   // If a section has this route, it is reported as a missing route.
   snapshot.wanted.interfaces["eth1"].route_sections.push_back({"192.168.2.0/24", "", "", ""});
@@ -225,7 +225,7 @@ TEST(RouteDrift, ALostRouteToASubnet) {
   snapshot.wanted.interfaces["eth1"].route_sections.pop_back();
   // A missing address is reported by find_link_drift() instead.
   snapshot.kernel.links["eth1"].addresses = {{"172.16.0.1/24", false}, {"garbage", false}};
-  EXPECT_THAT(drift_of(snapshot), IsEmpty());
+  EXPECT_THAT(route_drift_of(snapshot), IsEmpty());
 }
 
 TEST(RouteDrift, ALeaseBringsAnyGateway) {
@@ -233,7 +233,7 @@ TEST(RouteDrift, ALeaseBringsAnyGateway) {
   snapshot.wanted.interfaces["eth0"].address = kDynamicAddress;
   snapshot.kernel.routes.push_back({"default", "192.168.1.254", "eth0", 1024, true, "", "dhcp"});
   snapshot.kernel.choices["11.0.0.1"] = RouteChoice{"eth0", "192.168.1.254", ""};
-  EXPECT_THAT(drift_of(snapshot), IsEmpty());
+  EXPECT_THAT(route_drift_of(snapshot), IsEmpty());
 }
 
 TEST(RouteDrift, TheDeviceItselfIsTheDefaultRoute) {
@@ -241,7 +241,7 @@ TEST(RouteDrift, TheDeviceItselfIsTheDefaultRoute) {
   snapshot.wanted.interfaces["eth0"].is_default_route = true;
   snapshot.kernel.routes.push_back({"default", "", "eth0", 0, false, "", "static"});
   snapshot.kernel.choices["11.0.0.1"] = RouteChoice{"eth0", "192.168.1.254", ""};
-  EXPECT_THAT(drift_of(snapshot), IsEmpty());
+  EXPECT_THAT(route_drift_of(snapshot), IsEmpty());
 }
 
 TEST(RouteDrift, SpecialCharactersAreQuoted) {

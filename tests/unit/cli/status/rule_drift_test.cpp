@@ -8,11 +8,11 @@
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-static std::vector<std::string> drift_of(const Snapshot& snapshot) {
+static std::vector<std::string> rule_drift_of(const Snapshot& snapshot) {
   return described(find_rule_drift, snapshot);
 }
 
-static std::string fix_of(const Snapshot& snapshot) {
+static std::string rule_fix_of(const Snapshot& snapshot) {
   return found(find_rule_drift, snapshot).front().fix;
 }
 
@@ -23,7 +23,7 @@ static Snapshot gateway_with_rules() {
 }
 
 TEST(RuleDrift, TheRulesOfTheKernel) {
-  EXPECT_THAT(drift_of(gateway_with_rules()), IsEmpty());
+  EXPECT_THAT(rule_drift_of(gateway_with_rules()), IsEmpty());
 }
 
 TEST(RuleDrift, ARuleThatIsNotFromTheConfiguration) {
@@ -50,19 +50,19 @@ TEST(RuleDrift, ARuleThatIsNotFromTheConfiguration) {
   for (const auto& [rule, expected] : cases) {
     Snapshot snapshot = gateway_with_rules();
     snapshot.kernel.rules.push_back(rule);
-    EXPECT_THAT(drift_of(snapshot), ElementsAre(expected));
-    EXPECT_EQ(fix_of(snapshot), "ip rule del pref " + std::to_string(rule.priority));
+    EXPECT_THAT(rule_drift_of(snapshot), ElementsAre(expected));
+    EXPECT_EQ(rule_fix_of(snapshot), "ip rule del pref " + std::to_string(rule.priority));
   }
 }
 
 TEST(RuleDrift, TheRulesOfTheKernelAreNeeded) {
   Snapshot snapshot = gateway_with_rules();
   snapshot.kernel.rules.erase(snapshot.kernel.rules.begin() + 1);
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("policy rules: the rule for the table main is missing"));
-  EXPECT_EQ(fix_of(snapshot), "ip rule add pref 32766 table main protocol kernel");
+  EXPECT_THAT(rule_drift_of(snapshot), ElementsAre("policy rules: the rule for the table main is missing"));
+  EXPECT_EQ(rule_fix_of(snapshot), "ip rule add pref 32766 table main protocol kernel");
   snapshot = gateway_with_rules();
   snapshot.kernel.rules.erase(snapshot.kernel.rules.begin());
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("policy rules: the rule for the table local is missing"));
+  EXPECT_THAT(rule_drift_of(snapshot), ElementsAre("policy rules: the rule for the table local is missing"));
 }
 
 TEST(RuleDrift, ARuleThatDropsPacketsDivertsThem) {
@@ -87,40 +87,41 @@ static Snapshot gateway_with_wireguard() {
 
 TEST(RuleDrift, TheRulesOfWireguard) {
   Snapshot snapshot = gateway_with_wireguard();
-  EXPECT_THAT(drift_of(snapshot), IsEmpty());
+  EXPECT_THAT(rule_drift_of(snapshot), IsEmpty());
   snapshot.kernel.rules.pop_back();
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("wg0: the policy rule for table 51820 is missing"));
-  EXPECT_EQ(fix_of(snapshot), "networkctl reconfigure wg0");
+  EXPECT_THAT(rule_drift_of(snapshot), ElementsAre("wg0: the policy rule for table 51820 is missing"));
+  EXPECT_EQ(rule_fix_of(snapshot), "networkctl reconfigure wg0");
   snapshot.setup["wg0"] = "configuring";
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("wg0: the policy rule for table 51820 is missing (pending)"));
+  EXPECT_THAT(rule_drift_of(snapshot),
+              ElementsAre("wg0: the policy rule for table 51820 is missing (pending)"));
   snapshot.kernel.links.erase("wg0");
-  EXPECT_THAT(drift_of(snapshot), IsEmpty()) << "the interface is missing";
+  EXPECT_THAT(rule_drift_of(snapshot), IsEmpty()) << "the interface is missing";
   snapshot = gateway_with_wireguard();
   snapshot.kernel.rules.clear();
-  EXPECT_THAT(drift_of(snapshot), IsEmpty()) << "they could not be read";
+  EXPECT_THAT(rule_drift_of(snapshot), IsEmpty()) << "they could not be read";
   snapshot = gateway_with_wireguard();
   snapshot.wanted.interfaces["wg0"].rules.push_back({"52", "7", false, ""});
   snapshot.kernel.rules.push_back({7, "52", "fwmark 0x7", ""});
-  EXPECT_THAT(drift_of(snapshot), IsEmpty());
+  EXPECT_THAT(rule_drift_of(snapshot), IsEmpty());
 }
 
 TEST(RuleDrift, TheTablesForRepliesToTunnels) {
   Snapshot snapshot = gateway_with_rules();
   snapshot.wanted.reply_gateways = {{"gre-tun2", "10.255.2.1"}};
-  EXPECT_THAT(drift_of(snapshot), IsEmpty()) << "there is no tunnel";
+  EXPECT_THAT(rule_drift_of(snapshot), IsEmpty()) << "there is no tunnel";
   snapshot.kernel.links["gre-tun2"] = {true, true, 1476, "", std::nullopt, {}};
   snapshot.kernel.rules.push_back({40000, "309", "iif gre-tun2", ""});
-  EXPECT_THAT(drift_of(snapshot), ElementsAre("gre-tun2: the routing table 309 for replies is empty"));
-  EXPECT_EQ(fix_of(snapshot), "/usr/bin/route_table_add 309 gre-tun2 10.255.2.1");
+  EXPECT_THAT(rule_drift_of(snapshot), ElementsAre("gre-tun2: the routing table 309 for replies is empty"));
+  EXPECT_EQ(rule_fix_of(snapshot), "/usr/bin/route_table_add 309 gre-tun2 10.255.2.1");
   snapshot.setup["gre-tun2"] = "configuring";
-  EXPECT_THAT(drift_of(snapshot),
+  EXPECT_THAT(rule_drift_of(snapshot),
               ElementsAre("gre-tun2: the routing table 309 for replies is empty (pending)"));
   snapshot.kernel.routes.push_back({"default", "10.255.2.1", "gre-tun2", 0, false, "309", "boot"});
-  EXPECT_THAT(drift_of(snapshot), IsEmpty());
+  EXPECT_THAT(rule_drift_of(snapshot), IsEmpty());
   // The name of this tunnel does not belong to any routing table.
   snapshot.wanted.reply_gateways = {{"tun0", "10.255.2.1"}};
   EXPECT_THAT(
-      drift_of(snapshot),
+      rule_drift_of(snapshot),
       ElementsAre(
           "policy rules: rule 40000 for packets iif gre-tun2, table 309, is not configured (surplus)"));
 }
