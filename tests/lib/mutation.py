@@ -21,12 +21,17 @@ def _changed_source(file, old, new):
 
 
 def _compile_command(build, file):
-    """Returns the command that compiles a source file, without the file and its outputs."""
+    """Returns the command that compiles a source file, without the file and its outputs; and, if it compiles
+    the directory of the file as one file, the text of that one, else None."""
     path = str(CHECKOUT / file)
     commands = json.loads((build / "compile_commands.json").read_text())
-    entry = next(command for command in commands if command["file"] == path)
-    words = shlex.split(entry["command"])
-    return words[:words.index("-o")] + [f"-I{os.path.dirname(path)}"]
+    for command in commands:
+        together = pathlib.Path(command["file"])
+        text = together.read_text() if "Unity" in together.parts else None
+        if command["file"] == path or text and f'#include "{path}"' in text:
+            words = shlex.split(command["command"])
+            return words[:words.index("-o")] + [f"-I{os.path.dirname(path)}"], text
+    raise MutationError(f"{file}: not compiled in {build}")
 
 
 def _link_command(build, target):
@@ -44,8 +49,12 @@ def build_with(file, old, new, build, targets, scratch):
     the directory `scratch`. Returns the paths of the programs; raises MutationError."""
     source, compiled = scratch / pathlib.Path(file).name, scratch / "mutated.o"
     source.write_text(_changed_source(file, old, new))
+    command, together = _compile_command(build, file)
+    if together is not None:
+        source = scratch / "together.cpp"
+        source.write_text(together.replace(str(CHECKOUT / file), str(scratch / pathlib.Path(file).name)))
     # Without warnings, such as about code that the mutation made unused.
-    command = [*_compile_command(build, file), "-w", "-o", compiled, "-c", source]
+    command += ["-w", "-o", compiled, "-c", source]
     subprocess.run(command, check=True, cwd=build)
     programs = [scratch / target for target in targets]
     for target, program in zip(targets, programs):
