@@ -2,7 +2,8 @@
 
 # With LANFAB_UNITY, compiles the sources of each directory as one file, which takes less than half of the
 # processor time without optimization, and two thirds with it. The sources of a directory then share their
-# static functions and constants: a name that two of them define is an error. The target's sources are relative.
+# static functions and constants: a name that two of them define is an error. The paths of the target's
+# sources must be relative.
 function(lanfab_compile_by_directory target)
   if(NOT LANFAB_UNITY)
     return()

@@ -52,14 +52,15 @@ class TestCommand(CommandTest):
     def test_all_takes_every_step(self):
         done = self.run_test("--all")
         self.expect(done, 0)
-        self.assertTrue(done.stdout.endswith("\n6 passed, 0 failed, 0 skipped\n"), done.stdout)
+        self.assertTrue(done.stdout.endswith("\n8 passed, 0 failed, 0 skipped\n"), done.stdout)
         for step in ("build release", "instructions", "check-instructions", "build-package",
                      "release --dry-run --built build", "build-arm", "coverage --all", "lint --sampled"):
             self.assertIn(f"{step}\n", self.calls())
 
-    def test_all_runs_each_test_in_one_build_of_a_compiler(self):
+    def test_all_adds_the_thorough_tests(self):
         self.run_test("--all")
-        for part in (r"build/release -j \d+ -LE thorough\|exhaustive -E \S+\|preview\|\S+",
+        for part in (r"build/release -j \d+ -LE thorough\|exhaustive",
+                     r"build/release -j \d+ -L thorough\|exhaustive -LE system\|exhaustive -E \S+",
                      r"build/release -j \d+ -L system -L thorough\|exhaustive -LE exhaustive",
                      r"build/arm -j \d+ -LE exhaustive"):
             self.assertRegex(self.calls(), f"(?m)^run-ctest {part}$")
@@ -85,7 +86,7 @@ class TestCommand(CommandTest):
         self.put_script("scripts/build", '[ "$1" != release ]')
         done = self.run_test("--all")
         self.expect(done, 1)
-        self.assertIn("\nFailed: everyday budgets\n4 passed, 0 failed, 0 skipped\n", done.stdout)
+        self.assertIn("\nFailed: everyday budgets\n6 passed, 0 failed, 0 skipped\n", done.stdout)
 
     def test_shows_the_output_of_the_background_step(self):
         self.put_script("tests/support/run-ctest", 'echo "Tests: $*"')

@@ -5,6 +5,11 @@
 function(lanfab_sampled_test name)
   add_test(NAME ${name} COMMAND ${ARGN})
   set_tests_properties(${name} PROPERTIES LABELS "thorough;sample")
+  lanfab_exhaustive_test(${name} ${ARGN})
+endfunction()
+
+# lanfab_exhaustive_test(NAME COMMAND...): adds only NAME_exhaustive: CI has no time even for a sample.
+function(lanfab_exhaustive_test name)
   add_test(NAME ${name}_exhaustive COMMAND ${ARGN} --exhaustive)
   # More than ten times the duration of the longest one on an idle machine.
   set_tests_properties(${name}_exhaustive PROPERTIES LABELS exhaustive TIMEOUT 10800)
