@@ -163,10 +163,9 @@ static std::optional<std::string> read_marks(std::map<std::string, Entry>& marks
   return std::nullopt;
 }
 
-std::optional<std::string> read_last_runs(std::vector<LastRun>& runs) {
-  std::map<std::string, Entry> marks;
-  if (auto error = read_marks(marks)) return error;
-  if (marks.empty()) return std::nullopt;
+// Reads the runs that begin with the entries `marks`. Returns nothing, or why the journal cannot be read.
+static std::optional<std::string> read_runs(const std::map<std::string, Entry>& marks,
+                                            std::vector<LastRun>& runs) {
   const auto first = std::min_element(marks.begin(), marks.end(), [](const auto& one, const auto& other) {
     return one.second.time < other.second.time;
   });
@@ -176,7 +175,27 @@ std::optional<std::string> read_last_runs(std::vector<LastRun>& runs) {
   std::vector<Entry> entries;
   if (auto error = read_journal(query, entries)) return error;
   for (const char* action : kActions)
-    if (marks.count(action) != 0) runs.push_back(read_run(action, marks[action], entries));
+    if (const auto mark = marks.find(action); mark != marks.end())
+      runs.push_back(read_run(action, mark->second, entries));
+  return std::nullopt;
+}
+
+static bool is_interrupted(const LastRun& run) {
+  return run.end == LastRun::End::kInterrupted;
+}
+
+std::optional<std::string> read_last_runs(std::vector<LastRun>& runs) {
+  std::map<std::string, Entry> marks;
+  if (auto error = read_marks(marks)) return error;
+  if (marks.empty()) return std::nullopt;
+  std::vector<LastRun> found;
+  if (auto error = read_runs(marks, found)) return error;
+  // A run that ends while the journal is read looks as if it was interrupted: its last message comes later.
+  if (std::any_of(found.begin(), found.end(), is_interrupted)) {
+    found.clear();
+    if (auto error = read_runs(marks, found)) return error;
+  }
+  runs.insert(runs.end(), found.begin(), found.end());
   return std::nullopt;
 }
 

@@ -48,6 +48,20 @@ TEST_F(RunHistoryTest, ARunWithoutAnEndIsRunningWhileItsProcessIsThere) {
   EXPECT_EQ(runs_[1].began, 5'000'000);
 }
 
+TEST_F(RunHistoryTest, ARunMayEndWhileTheJournalIsRead) {
+  constexpr char kProcess[] = R"("_UID": "0", "PRIORITY": "5", "_PID": "4000000"})";
+  put_file(
+      "/run/journal/later",
+      std::string(R"({"__CURSOR": "a", "__REALTIME_TIMESTAMP": "5000000", "MESSAGE": "lanfab APPLY", )") +
+          kProcess + "\n" +
+          R"({"__CURSOR": "b", "__REALTIME_TIMESTAMP": "6000000", "MESSAGE": "cmd_lanfab clear lock", )" +
+          kProcess + "\n");
+  set_journal(4000000, "cat /run/journal/now 2>/dev/null; ln -sf later /run/journal/now");
+  EXPECT_EQ(read_last_runs(runs_), std::nullopt);
+  ASSERT_EQ(runs_.size(), 1U);
+  EXPECT_STREQ(word_for(runs_[0].end), "done");
+}
+
 TEST_F(RunHistoryTest, OnlyWholeEntriesCount) {
   set_journal(4000000, R"(printf '%s\n' '{' '[]' '{"__CURSOR": "b"}')");
   EXPECT_EQ(read_last_runs(runs_), std::nullopt);
