@@ -5,29 +5,29 @@
 #include "cli/base/file.h"
 #include "test_files.h"
 
-constexpr char kFile[] = "/run/network.json";
+constexpr char kFixedFile[] = "/run/network.json";
 
-// Writes the fixed `text` to kFile, whose text was `before`; returns the error, "" on success.
+// Writes the fixed `text` to kFixedFile, whose text was `before`; returns the error, "" on success.
 static std::string written(const std::string& before, const std::string& text) {
-  return write_fixed(kFile, {kFile, text, {}}, {before, {}}).value_or("");
+  return write_fixed(kFixedFile, {kFixedFile, text, {}}, {before, {}}).value_or("");
 }
 
 TEST(CheckFix, TheByteOrderMarkStays) {
-  put_file(kFile, "\xef\xbb\xbf{}\r\n");
+  put_file(kFixedFile, "\xef\xbb\xbf{}\r\n");
   EXPECT_EQ(written("{}\r\n", "{ }\r\n"), "");
-  EXPECT_EQ(text_of_file(kFile), "\xef\xbb\xbf{ }\r\n");
+  EXPECT_EQ(text_of_file(kFixedFile), "\xef\xbb\xbf{ }\r\n");
 }
 
 TEST(CheckFix, AFileThatHasChangedMeanwhileIsNotOverwritten) {
-  put_file(kFile, "{\"saved\": \"in an editor\"}");
+  put_file(kFixedFile, "{\"saved\": \"in an editor\"}");
   EXPECT_EQ(written("{}", "{ }"), "/run/network.json: not written, since it has changed meanwhile");
-  EXPECT_EQ(text_of_file(kFile), "{\"saved\": \"in an editor\"}");
+  EXPECT_EQ(text_of_file(kFixedFile), "{\"saved\": \"in an editor\"}");
 }
 
 TEST(CheckFix, AFileThatIsGoneIsNotWritten) {
-  unlink(kFile);
+  unlink(kFixedFile);
   EXPECT_EQ(written("{}", "{ }"), "/run/network.json: No such file or directory");
-  EXPECT_FALSE(exists(kFile));
+  EXPECT_FALSE(exists(kFixedFile));
 }
 
 TEST(CheckFix, RoundsEndWhenNothingIsLeft) {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-constexpr Ipv4 kAddress = 0xc0a80101;  // 192.168.1.1
+constexpr Ipv4 kProbedAddress = 0xc0a80101;  // 192.168.1.1
 constexpr EthernetAddress kOwn = {0x02, 0x00, 0x5e, 0x00, 0x00, 0x10};
 constexpr EthernetAddress kOther = {0x02, 0x00, 0x5e, 0x00, 0x53, 0x01};
 
@@ -12,16 +12,17 @@ static const Bytes kReply = {0,    1,    8,    0,    6,    4,    0,   2,        
                              0x02, 0x00, 0x5e, 0x00, 0x00, 0x10, 0,   0,   0, 0};  // target
 
 static std::optional<EthernetAddress> owner_in(const Bytes& packet) {
-  return arp_owner({packet.data(), packet.size()}, kAddress);
+  return arp_owner({packet.data(), packet.size()}, kProbedAddress);
 }
 
 TEST(ArpProbe, AProbeAnnouncesNoAddress) {
-  EXPECT_EQ(arp_request(kOwn, 0, kAddress), Bytes({0, 1, 8, 0, 6, 4, 0, 1, 0x02, 0x00, 0x5e, 0x00, 0x00, 0x10,
-                                                   0, 0, 0, 0, 0, 0, 0, 0, 0,    0,    192,  168,  1,    1}));
+  EXPECT_EQ(arp_request(kOwn, 0, kProbedAddress),
+            Bytes({0, 1, 8, 0, 6, 4, 0, 1, 0x02, 0x00, 0x5e, 0x00, 0x00, 0x10,
+                   0, 0, 0, 0, 0, 0, 0, 0, 0,    0,    192,  168,  1,    1}));
 }
 
 TEST(ArpProbe, AQuestionForAGatewayNamesItsSender) {
-  const Bytes request = arp_request(kOwn, 0x0a000002, kAddress);
+  const Bytes request = arp_request(kOwn, 0x0a000002, kProbedAddress);
   EXPECT_EQ(Bytes(request.begin() + 14, request.begin() + 18), Bytes({10, 0, 0, 2}));
 }
 
@@ -46,5 +47,5 @@ TEST(ArpProbe, OtherPacketsArePassedOver) {
 
 TEST(ArpProbe, APacketThatIsCutOffIsPassedOver) {
   for (std::size_t size = 0; size < 18; ++size)
-    EXPECT_EQ(arp_owner({kReply.data(), size}, kAddress), std::nullopt) << size;
+    EXPECT_EQ(arp_owner({kReply.data(), size}, kProbedAddress), std::nullopt) << size;
 }
