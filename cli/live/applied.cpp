@@ -22,7 +22,6 @@ constexpr char kRecord[] = "/run/lanfab/applied";
 constexpr char kNoted[] = "/run/lanfab/applying";
 // Every APPLY removes this file and creates it again, unless it is killed before that.
 constexpr char kMark[] = "/var/run/.delete_static_routes";
-// A configuration may contain keys of tunnels.
 
 // In seconds. Without a limit, a run that waits for the lock of a killed run would never end.
 constexpr char kApplyLimit[] = "170";
