@@ -14,7 +14,7 @@ static char lower_digit(char c) {
   return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
 }
 
-// One or two hexadecimal digits as two lower_digit-case digits; empty for any other string.
+// One or two hexadecimal digits as two lower-case digits; empty for any other string.
 static std::string normal_byte(std::string_view text) {
   if (text.empty() || text.size() > 2 || !std::all_of(text.begin(), text.end(), is_hex_digit)) return {};
   std::string byte(2 - text.size(), '0');
