@@ -25,7 +25,7 @@ std::string text_at(const Json::Value& object, const char* key) {
   return value.isString() ? value.asString() : "";
 }
 
-std::int64_t number_at(const Json::Value& object, const char* key) {
+std::int64_t integer_at(const Json::Value& object, const char* key) {
   const Json::Value& value = object[key];
   return value.isInt64() ? value.asInt64() : 0;
 }

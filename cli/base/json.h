@@ -19,7 +19,7 @@ std::string element_text(const Json::Value& value, std::size_t depth);
 
 // The string or the integer of an object's member; empty or 0 if the member is missing or has another type.
 std::string text_at(const Json::Value& object, const char* key);
-std::int64_t number_at(const Json::Value& object, const char* key);
+std::int64_t integer_at(const Json::Value& object, const char* key);
 
 // Like capture(), for a program that prints one JSON value; no output is read as null.
 std::optional<std::string> capture_json(const std::vector<std::string>& command, Json::Value& value);

@@ -58,7 +58,7 @@ std::optional<Outcome> read_outcome() {
   outcome.why = text_at(root, "why");
   outcome.note = text_at(root, "note");
   outcome.active = text_at(root, "active");
-  outcome.ended = number_at(root, "ended");
+  outcome.ended = integer_at(root, "ended");
   return outcome;
 }
 

@@ -154,9 +154,9 @@ std::optional<TrialState> read_state() {
   Json::Value root;
   if (!read_file(kStateFile, file) || !parse_json(file.content, root) || !root.isObject())
     return std::nullopt;
-  return TrialState{text_at(root, "who"),    text_at(root, "file"),  number_at(root, "began"),
-                    number_at(root, "ends"), text_at(root, "id"),    text_at(root, "path"),
-                    text_at(root, "entry"),  text_at(root, "sha256")};
+  return TrialState{text_at(root, "who"),     text_at(root, "file"),  integer_at(root, "began"),
+                    integer_at(root, "ends"), text_at(root, "id"),    text_at(root, "path"),
+                    text_at(root, "entry"),   text_at(root, "sha256")};
 }
 
 bool write_state(const TrialState& state) {
