@@ -93,7 +93,7 @@ class Memory(CheckMachine):
         self.put_on_machine(f"sys/fs/cgroup/{file}", f"{limit}\n")
 
     def expect_too_little(self, need, mebibytes):
-        cause = f"Only {mebibytes} MB of memory available; the build and the gateways need 1450 MB\n"
+        cause = f"Only {mebibytes} MB of memory available; the build and the gateways need 1500 MB\n"
         self.expect_missing(self.check(need), cause, "use a machine with 2 GB")
 
     def test_too_little(self):
@@ -108,7 +108,7 @@ class Memory(CheckMachine):
         self.assertEqual(done.stderr.count("memory available"), 1, done.stderr)
 
     def test_swap_counts(self):
-        self.available(900, swap=550)
+        self.available(900, swap=600)
         self.expect(self.check("build", "gateway"), 0)
 
     def test_limit_of_a_container(self):
@@ -138,11 +138,16 @@ class Memory(CheckMachine):
                 self.expect(self.check("build"), 0)
 
     def test_compile_jobs(self):
-        for mebibytes, jobs in ((100_000, 8), (3400, 4), (3399, 3), (2100, 2), (1450, 1), (100, 1)):
+        for mebibytes, jobs in ((100_000, 8), (3600, 4), (3599, 3), (2200, 2), (1500, 1), (100, 1)):
             with self.subTest(mebibytes):
                 self.available(mebibytes)
-                done = self.check("--jobs")
-                self.assertEqual((done.returncode, done.stdout, done.stderr), (0, f"{jobs}\n", ""))
+                self.assert_jobs(jobs, "--jobs")
+        self.available(3600)
+        self.assert_jobs(2, "--jobs", "1400")
+
+    def assert_jobs(self, jobs, *options):
+        done = self.check(*options)
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, f"{jobs}\n", ""))
 
 
 class Sandbox(CheckMachine):
