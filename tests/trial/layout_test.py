@@ -13,7 +13,7 @@ from lib import fake_systemd as systemd
 from lib.fake_systemd import INSTALLED, STATE
 
 LANFAB = os.path.abspath(sys.argv.pop(1))
-CONFIGURATIONS = [f'{{"dns": {{"source": "static", "static": ["8.8.8.{number}"]}}}}\n' for number in range(4)]
+CONFIGURATIONS = [f'{{"dns": {{"source": "static", "static": ["8.8.8.{number}"]}}}}\n' for number in range(3)]
 NEW = pathlib.Path("/run/new.json")
 # A data partition with the configuration, and a second mount point.
 DATA = pathlib.Path("/run/data 1")
@@ -67,18 +67,19 @@ class Layout(unittest.TestCase):
         self.assertEqual(file.with_name("network.json.previous").read_text(), previous)
 
     def assert_trials_work(self, file, before=()):
-        """Confirms and rolls back several trials; `file` is the real path of the installed configuration."""
-        for former, text in zip(CONFIGURATIONS, CONFIGURATIONS[1:3]):
-            self.try_new(text)
-            self.assertEqual((systemd.active(), INSTALLED.read_text()), (text, former))
-            said = self.lanfab("confirm", before=before)
-            self.assertIn(f"{file}.previous", said)
-            self.assert_files(file, text, former)
-        self.try_new(CONFIGURATIONS[3])
+        """Confirms and rolls back a trial each; `file` is the real path of the installed configuration."""
+        first, second, third = CONFIGURATIONS
+        self.try_new(second)
+        self.assertEqual((systemd.active(), INSTALLED.read_text()), (second, first))
+        said = self.lanfab("confirm", before=before)
+        self.assertIn(f"{file}.previous", said)
+        self.assert_files(file, second, first)
+        self.try_new(third)
         self.lanfab("revert")
-        self.assert_files(file, CONFIGURATIONS[2], CONFIGURATIONS[1])
+        self.assert_files(file, second, first)
+        # Replaces the previous configuration, too.
         self.lanfab("revert", "--yes")
-        self.assert_files(file, CONFIGURATIONS[1], CONFIGURATIONS[2])
+        self.assert_files(file, first, second)
         self.assertEqual(systemd.leftovers(), [])
 
     def assert_refused(self, *said):
@@ -114,7 +115,7 @@ class Works(Layout):
               f"mount -t overlay o -o lowerdir={lower},upperdir={upper},workdir={work} {INSTALLED.parent}")
         self.assert_trials_work(INSTALLED)
         self.assertEqual((lower / "network.json").read_text(), CONFIGURATIONS[0])
-        self.assertEqual((upper / "network.json").read_text(), CONFIGURATIONS[1])
+        self.assertEqual((upper / "network.json.previous").read_text(), CONFIGURATIONS[1])
 
 
 class FileMounted(Layout):
