@@ -75,6 +75,10 @@ std::vector<WireguardInterface> read_wireguard_interfaces(const Json::Value& wir
   return enabled;
 }
 
+bool WireguardPeer::is_written() const {
+  return public_key.has_value();
+}
+
 std::vector<std::string> WireguardPeer::networks() const {
   std::vector<std::string> networks;
   for (std::size_t begin = 0; allowed_ips && begin <= allowed_ips->size();) {

@@ -28,9 +28,7 @@ struct WireguardPeer {
   std::optional<int> keep_alive;  // seconds, greater than 0
 
   // Whether the peer has a section. Its networks get their routes in any case.
-  bool is_written() const {
-    return public_key.has_value();
-  }
+  bool is_written() const;
   // The parts of `allowed_ips` between commas, including spaces.
   std::vector<std::string> networks() const;
 };
